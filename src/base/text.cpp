@@ -1,0 +1,183 @@
+#include "base/text.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+namespace kavrel {
+
+namespace {
+
+/// Every `Step`-th character from First to Last has its lower case `Distance` further on.
+struct CaseRange {
+  char16_t First, Last;
+  std::uint8_t Step;
+  std::int32_t Distance;
+};
+
+constexpr CaseRange kCaseRanges[] = {
+#include "base/case_table.inc"
+};
+
+/// The length of the well-formed UTF-8 character at the front, which is not ASCII; 0 when there is
+/// none. Its code point goes to `code`.
+std::size_t DecodeCharacter(std::string_view bytes, char32_t& code) {
+  const auto at = [&](std::size_t i) -> unsigned {
+    return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0;
+  };
+  const auto follows = [&](std::size_t i, unsigned low = 0x80, unsigned high = 0xBF) {
+    return at(i) >= low && at(i) <= high;
+  };
+  const unsigned lead = at(0);
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    if (!follows(1)) return 0;
+    code = (lead & 0x1FU) << 6 | (at(1) & 0x3FU);
+    return 2;
+  }
+  if (lead >= 0xE0 && lead <= 0xEF) {
+    // The second byte's bounds keep out overlong forms and surrogates.
+    if (!follows(1, lead == 0xE0 ? 0xA0 : 0x80, lead == 0xED ? 0x9F : 0xBF) || !follows(2))
+      return 0;
+    code = (lead & 0x0FU) << 12 | (at(1) & 0x3FU) << 6 | (at(2) & 0x3FU);
+    return 3;
+  }
+  if (lead >= 0xF0 && lead <= 0xF4) {
+    if (!follows(1, lead == 0xF0 ? 0x90 : 0x80, lead == 0xF4 ? 0x8F : 0xBF) || !follows(2) ||
+        !follows(3)) {
+      return 0;
+    }
+    code = (lead & 0x07U) << 18 | (at(1) & 0x3FU) << 12 | (at(2) & 0x3FU) << 6 | (at(3) & 0x3FU);
+    return 4;
+  }
+  return 0;
+}
+
+void AppendUtf8(std::string& out, char32_t code) {
+  if (code < 0x80) {
+    out += static_cast<char>(code);
+    return;
+  }
+  if (code < 0x800) {
+    out += static_cast<char>(0xC0 | code >> 6);
+  } else {
+    if (code < 0x10000) {
+      out += static_cast<char>(0xE0 | code >> 12);
+    } else {
+      out += static_cast<char>(0xF0 | code >> 18);
+      out += static_cast<char>(0x80 | (code >> 12 & 0x3F));
+    }
+    out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
+  }
+  out += static_cast<char>(0x80 | (code & 0x3F));
+}
+
+bool IsHigh(char16_t c) {
+  return c >= 0xD800 && c <= 0xDBFF;
+}
+
+bool IsLow(char16_t c) {
+  return c >= 0xDC00 && c <= 0xDFFF;
+}
+
+}  // namespace
+
+std::u16string FromUtf8(std::string_view bytes) {
+  std::u16string text;
+  text.reserve(bytes.size());
+  while (!bytes.empty()) {
+    const auto byte = static_cast<unsigned char>(bytes[0]);
+    char32_t code = 0;
+    std::size_t length = 1;
+    if (byte < 0x80) {
+      text += static_cast<char16_t>(byte);
+    } else if (std::size_t decoded = DecodeCharacter(bytes, code)) {
+      length = decoded;
+      if (code < 0x10000) {
+        text += static_cast<char16_t>(code);
+      } else {
+        text += static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10));
+        text += static_cast<char16_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
+      }
+    } else {
+      text += static_cast<char16_t>(0xDC00 + byte);
+    }
+    bytes.remove_prefix(length);
+  }
+  return text;
+}
+
+std::string ToUtf8(std::u16string_view text) {
+  std::string bytes;
+  bytes.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    if (IsHigh(c) && i + 1 < text.size() && IsLow(text[i + 1])) {
+      const char32_t code = 0x10000 + ((c - 0xD800U) << 10) + (text[++i] - 0xDC00U);
+      AppendUtf8(bytes, code);
+    } else if (c >= 0xDC80 && c <= 0xDCFF) {
+      bytes += static_cast<char>(c - 0xDC00);
+    } else {
+      AppendUtf8(bytes, IsHigh(c) || IsLow(c) ? 0xFFFD : c);
+    }
+  }
+  return bytes;
+}
+
+char16_t ToLower(char16_t c) {
+  if (c < 0x80) return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c;
+  const CaseRange* range =
+      std::lower_bound(std::begin(kCaseRanges), std::end(kCaseRanges), c,
+                       [](const CaseRange& r, char16_t value) { return r.Last < value; });
+  if (range == std::end(kCaseRanges) || c < range->First || (c - range->First) % range->Step) {
+    return c;
+  }
+  return static_cast<char16_t>(c + range->Distance);
+}
+
+std::u16string ToLower(std::u16string_view text) {
+  std::u16string lower(text);
+  for (char16_t& c : lower) c = ToLower(c);
+  return lower;
+}
+
+bool EqualNoCase(std::u16string_view a, std::u16string_view b) {
+  return a.size() == b.size() && StartsWithNoCase(a, b);
+}
+
+bool StartsWithNoCase(std::u16string_view text, std::u16string_view prefix) {
+  if (text.size() < prefix.size()) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i) {
+    if (text[i] != prefix[i] && ToLower(text[i]) != ToLower(prefix[i])) return false;
+  }
+  return true;
+}
+
+std::u16string_view Trim(std::u16string_view text) {
+  const std::size_t first = text.find_first_not_of(u' ');
+  if (first == text.npos) return {};
+  return text.substr(first, text.find_last_not_of(u' ') - first + 1);
+}
+
+std::vector<std::u16string_view> Split(std::u16string_view text, char16_t separator) {
+  std::vector<std::u16string_view> pieces;
+  for (;;) {
+    const std::size_t found = text.find(separator);
+    pieces.push_back(text.substr(0, found));
+    if (found == text.npos) return pieces;
+    text.remove_prefix(found + 1);
+  }
+}
+
+std::u16string ReplaceAll(std::u16string_view text, std::u16string_view what,
+                          std::u16string_view with) {
+  std::u16string result;
+  for (;;) {
+    const std::size_t found = text.find(what);
+    result += text.substr(0, found);
+    if (found == text.npos) return result;
+    result += with;
+    text.remove_prefix(found + what.size());
+  }
+}
+
+}  // namespace kavrel
