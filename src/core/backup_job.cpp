@@ -1,0 +1,124 @@
+#include "core/backup_job.h"
+
+#include <iterator>
+
+#include "base/number.h"
+
+namespace kavrel {
+
+namespace {
+
+struct Interval {
+  std::int32_t BackupJob::*Component;
+  std::int32_t MaxCount;
+  std::u16string_view Unit;
+};
+
+/// By IntervalKind.
+constexpr Interval kIntervals[] = {
+    {&BackupJob::EveryMinutes, 60, u" 分"},  {&BackupJob::EveryHours, 24, u" 個小時"},
+    {&BackupJob::EveryDays, 7, u" 天"},      {&BackupJob::EveryWeeks, 5, u" 個星期"},
+    {&BackupJob::EveryMonths, 12, u" 個月"},
+};
+
+const Interval& IntervalOf(IntervalKind kind) {
+  return kIntervals[static_cast<std::size_t>(kind)];
+}
+
+}  // namespace
+
+BackupType JobType(const BackupJob& job) {
+  if (job.Compressed) return BackupType::Compressed;
+  if (job.Synchronise) return BackupType::Synchronise;
+  return job.Differential ? BackupType::Differential : BackupType::Full;
+}
+
+void SetJobType(BackupJob& job, BackupType type) {
+  job.Compressed = type == BackupType::Compressed;
+  job.Synchronise = type == BackupType::Synchronise;
+  job.Differential = type == BackupType::Differential || type == BackupType::Synchronise;
+}
+
+std::u16string_view BackupTypeCaption(BackupType type) {
+  constexpr std::u16string_view kCaptions[] = {
+      u"完整備份　 -- 可備份所有的檔案和資料夾 ( 建議使用 )",
+      u"差異性備份 -- 僅備份上次備份後所新增或修改過的檔案",
+      u"同步備份　 -- 兩端的檔案與資料夾完全相同的備份模式",
+      u"壓縮備份　 -- 將大量的檔案或資料壓縮至 7-Zip 格式",
+  };
+  return kCaptions[static_cast<std::size_t>(type)];
+}
+
+std::int32_t IntervalCount(const BackupJob& job, IntervalKind kind) {
+  return job.*IntervalOf(kind).Component;
+}
+
+void SetInterval(BackupJob& job, IntervalKind kind, std::int32_t count) {
+  for (const Interval& interval : kIntervals) job.*interval.Component = 0;
+  job.*IntervalOf(kind).Component = count;
+}
+
+IntervalKind JobIntervalKind(const BackupJob& job) {
+  for (std::size_t kind = std::size(kIntervals); kind-- > 0;) {
+    if (job.*kIntervals[kind].Component > 0) return static_cast<IntervalKind>(kind);
+  }
+  return IntervalKind::Minutes;
+}
+
+std::int32_t MaxIntervalCount(IntervalKind kind) {
+  return IntervalOf(kind).MaxCount;
+}
+
+bool IsRefused(std::int32_t refused_days, int weekday) {
+  return (refused_days & 1 << weekday) != 0;
+}
+
+void NewJobDefaults(BackupJob& job, DateTime now, std::u16string_view default_destination) {
+  job.JobIndex = -1;
+  job.NextRun = std::chrono::floor<std::chrono::days>(now) + std::chrono::hours(1);
+  SetInterval(job, IntervalKind::Minutes, 10);
+  job.RefusedDays = 0;
+  job.Name = u"新的備份排程";
+  job.IncludeSubfolders = job.AddSourceFolder = true;
+  job.Enabled = job.Synchronise = job.UseRecycleBin = false;
+  job.Source.Path.clear();
+  job.Destination.Path = default_destination;
+  job.Differential = true;
+  job.FileTypes = kAllFiles;
+  job.ExcludeFileTypes = job.UsePassword = false;
+  job.Password = kDefaultPassword;
+}
+
+std::u16string_view OnOffText(bool on) {
+  return on ? u"啟動" : u"關閉";
+}
+
+std::u16string_view PasswordText(bool use_password) {
+  return use_password ? u"加密" : u"不加密";
+}
+
+std::u16string SizeLimitText(const BackupJob& job) {
+  if (!job.LimitFileSize) return u"不限制大小";
+  return u"限制 ( " + Decimal(job.MaxFileSizeKB) + u" ) KB";
+}
+
+std::u16string IntervalText(const BackupJob& job) {
+  std::u16string text = u"每 ";
+  for (const Interval& interval : kIntervals) {
+    const std::int32_t count = job.*interval.Component;
+    if (count > 0) text += Decimal(count) + std::u16string(interval.Unit);
+  }
+  return text + u"備份一次";
+}
+
+std::u16string RefusedDaysText(std::int32_t refused_days) {
+  std::u16string text;
+  for (int weekday = 1; weekday <= 7; ++weekday) {
+    if (!IsRefused(refused_days, weekday)) continue;
+    if (!text.empty()) text += u", ";
+    text += ShortWeekdayName(weekday);
+  }
+  return text.empty() ? u"不指定" : text;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,54 @@
+// What a user enters for a job, and the checks that it must pass before it becomes one. The job
+// editor and the command line share this code.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "core/backup_job.h"
+
+namespace kavrel {
+
+struct JobForm {
+  std::u16string Name, Source, Destination;
+  BackupType Type = BackupType::Differential;
+  IntervalKind Interval = IntervalKind::Minutes;
+  std::int32_t Count = 0;      ///< how many of the interval's unit
+  DateTime Start = kZeroDate;  ///< first run: date and time
+  std::int32_t RefusedDays = 0;
+  std::u16string FileTypes{kAllFiles};
+  bool ExcludeFileTypes = false, IncludeSubfolders = true, AddSourceFolder = true, Enabled = false,
+       UseRecycleBin = false, LimitFileSize = false, UsePassword = false;
+  std::int32_t MaxFileSizeKB = 0;
+  std::u16string Password;
+};
+
+/// The form that shows a job.
+JobForm FormOf(const BackupJob& job);
+
+enum class FormCheck {
+  Ok,
+  NoInterval,      ///< the count is 0
+  WeekdayRefused,  ///< a whole-week interval starts on a refused weekday
+  AllDaysRefused,
+  NoName,  ///< no message belongs to it
+  DuplicateName,
+  SourceMissing,
+  NoDestination,
+  Unstorable,  ///< a TAB or a line break in a text: the store cannot keep it
+};
+
+/// The text that tells the user; empty for Ok and NoName.
+std::u16string FormCheckMessage(FormCheck check, const JobForm& form);
+
+using NextRunSearch = std::function<DateTime(const BackupJob&)>;
+using FolderTest = std::function<bool(std::u16string_view)>;
+
+/// Checks the form in the order of FormCheck and, when all is well, writes it into `job`, whose
+/// JobIndex tells which job of `jobs` is not another one. A job that is refused is left as it was.
+FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
+                    const NextRunSearch& next_run_time, const FolderTest& folder_exists,
+                    BackupJob& job);
+
+}  // namespace kavrel

@@ -1,0 +1,170 @@
+#include "core/job_store.h"
+
+#include <cerrno>
+#include <iterator>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "files/path.h"
+#include "platform/code_page.h"
+#include "platform/files.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::size_t kFewestFields = 14;
+
+/// The fields of one line: missing ones read as empty.
+class Fields {
+ public:
+  explicit Fields(std::u16string_view line) : pieces_(Split(line, u'\t')) {}
+
+  std::size_t Count() const { return pieces_.size(); }
+  std::u16string_view Text(std::size_t i) const { return i < Count() ? pieces_[i] : u""; }
+  bool Flag(std::size_t i) const { return Text(i) == u"1"; }
+
+  std::int32_t Number(std::size_t i) const { return ParseInt(Text(i)).value_or(0); }
+  DateTime Date(std::size_t i) const { return ParseDateTime(Text(i)).value_or(kZeroDate); }
+  std::u16string TextOr(std::size_t i, std::u16string_view fallback) const {
+    return std::u16string(Text(i).empty() ? fallback : Text(i));
+  }
+
+ private:
+  std::vector<std::u16string_view> pieces_;
+};
+
+/// Text as a field: what would break the line apart becomes a blank.
+std::u16string FieldText(std::u16string_view text) {
+  std::u16string field(text);
+  for (char16_t& c : field) {
+    if (c == u'\t' || c == u'\r' || c == u'\n') c = u' ';
+  }
+  return field;
+}
+
+std::u16string_view Flag(bool on) {
+  return on ? u"1" : u"0";
+}
+
+}  // namespace
+
+std::u16string FormatJobLine(const BackupJob& job) {
+  const std::u16string fields[] = {
+      std::u16string(Flag(job.Enabled)),
+      FieldText(job.Name),
+      std::u16string(Flag(job.IncludeSubfolders)),
+      std::u16string(Flag(job.Compressed)),
+      FieldText(job.Source.Path),
+      FieldText(job.Destination.Path),
+      std::u16string(Flag(job.Differential)),
+      FieldText(job.FileTypes),
+      DateTimeText(job.NextRun),
+      Decimal(job.EveryMinutes),
+      Decimal(job.EveryHours),
+      Decimal(job.EveryDays),
+      Decimal(job.EveryWeeks),
+      Decimal(job.EveryMonths),
+      std::u16string(Flag(job.ExcludeFileTypes)),
+      Decimal(job.RefusedDays),
+      DateTimeText(job.LastRun),
+      std::u16string(Flag(job.Synchronise)),
+      std::u16string(Flag(job.UseRecycleBin)),
+      std::u16string(Flag(job.LimitFileSize)),
+      Decimal(job.MaxFileSizeKB),
+      std::u16string(Flag(job.UsePassword)),
+      FieldText(job.Password),
+      std::u16string(Flag(job.AddSourceFolder)),
+  };
+  std::u16string line;
+  for (const std::u16string& field : fields) {
+    line += field;
+    line += u'\t';
+  }
+  return line;
+}
+
+bool ParseJobLine(std::u16string_view line, BackupJob& job) {
+  const Fields fields(line);
+  if (fields.Count() < kFewestFields) return false;
+  job = {};
+  job.Enabled = fields.Flag(0);
+  job.Name = ReplaceAll(fields.Text(1), u"\"", u"'");
+  job.IncludeSubfolders = fields.Flag(2);
+  job.Compressed = fields.Flag(3);
+  job.Source.Path = fields.Text(4);
+  job.Destination.Path = fields.Text(5);
+  job.Source.Kind = PathKind(job.Source.Path);
+  job.Destination.Kind = PathKind(job.Destination.Path);
+  job.Differential = fields.Flag(6);
+  job.FileTypes = fields.TextOr(7, kAllFiles);
+  job.NextRun = fields.Date(8);
+  job.EveryMinutes = fields.Number(9);
+  job.EveryHours = fields.Number(10);
+  job.EveryDays = fields.Number(11);
+  job.EveryWeeks = fields.Number(12);
+  job.EveryMonths = fields.Number(13);
+  job.ExcludeFileTypes = fields.Flag(14);
+  job.RefusedDays = fields.Number(15);
+  job.LastRun = fields.Date(16);
+  job.Synchronise = fields.Flag(17);
+  job.UseRecycleBin = ParseBool(fields.Text(18)).value_or(false);
+  job.LimitFileSize = fields.Flag(19);
+  job.MaxFileSizeKB = fields.Number(20);
+  job.UsePassword = fields.Flag(21);
+  job.Password = fields.TextOr(22, kDefaultPassword);
+  job.AddSourceFolder = fields.Text(23).empty() || fields.Flag(23);
+  return true;
+}
+
+JobStore::JobStore(const FileSystem& file_system)
+    : file_system_(file_system), path_(JoinPath(file_system.ProgramFolder(), u"Backup.rtm")) {}
+
+bool JobStore::LoadJobs(const PastDueRule& rule) {
+  Jobs.clear();
+  const Result<std::string> bytes = file_system_.ReadWhole(path_);
+  unreadable_ = !bytes && bytes.Error != ENOENT;
+  last_error_ = unreadable_ ? bytes.Error : 0;
+  if (!bytes) return false;
+
+  const std::u16string text = DecodeTextFile(*bytes);
+  bool changed = false;
+  for (std::u16string_view rest = text; !rest.empty();) {
+    const std::size_t end = rest.find(u'\n');
+    std::u16string_view line = rest.substr(0, end);
+    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+    if (line.ends_with(u'\r')) line.remove_suffix(1);
+    BackupJob job;
+    if (!ParseJobLine(line, job)) continue;
+    job.JobIndex = static_cast<std::int32_t>(Jobs.size());
+    job.JobNumber = job.JobIndex + 1;
+    Jobs.push_back(std::move(job));
+    if (rule && rule(Jobs.back())) changed = true;
+  }
+  if (changed) SaveJobs();
+  return !Jobs.empty();
+}
+
+bool JobStore::SaveJobs() {
+  if (unreadable_) return false;
+  std::u16string text;
+  for (BackupJob& job : Jobs) {
+    if (job.Deleted) continue;
+    for (std::u16string* trimmed : {&job.Name, &job.Source.Path, &job.Destination.Path}) {
+      *trimmed = std::u16string(Trim(*trimmed));
+    }
+    text += FormatJobLine(job);
+    text += u"\r\n";
+  }
+  last_error_ = file_system_.ReplaceWhole(path_, EncodeTextFile(text));
+  return last_error_ == 0;
+}
+
+std::int32_t JobStore::FindJob(std::u16string_view name) const {
+  for (std::size_t i = 0; i < Jobs.size(); ++i) {
+    if (!Jobs[i].Deleted && EqualNoCase(Jobs[i].Name, name)) return static_cast<std::int32_t>(i);
+  }
+  return -1;
+}
+
+}  // namespace kavrel

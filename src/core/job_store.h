@@ -1,0 +1,53 @@
+// All jobs, and the file that keeps them: Backup.rtm, code page 950 text, a line a job, 24 fields
+// each followed by a TAB.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "core/backup_job.h"
+
+namespace kavrel {
+
+class FileSystem;
+
+/// May move NextRun of an overdue job that was just read; true when it did.
+using PastDueRule = std::function<bool(BackupJob&)>;
+
+class JobStore {
+ public:
+  /// `file_system` must outlive the store.
+  explicit JobStore(const FileSystem& file_system);
+
+  /// Replaces Jobs with the file's. True when at least one job was loaded. A missing, empty or
+  /// unreadable file gives no jobs and false. With a rule, it is applied to each job read, and the
+  /// store is saved when it changed any.
+  bool LoadJobs(const PastDueRule& rule = {});
+  /// Writes the jobs that are not Deleted, after trimming their names and paths. False when the
+  /// file could not be written, or when the last load found a file that it could not read: that
+  /// file may hold jobs, so it is never written over.
+  bool SaveJobs();
+
+  /// Why the last LoadJobs or SaveJobs failed; 0 when it did not, or the file was only missing.
+  int LastError() const { return last_error_; }
+  const std::u16string& Path() const { return path_; }
+
+  /// The first job of that name without regard to letter case, not Deleted; -1 when there is none.
+  std::int32_t FindJob(std::u16string_view name) const;
+
+  std::vector<BackupJob> Jobs;
+
+ private:
+  const FileSystem& file_system_;
+  std::u16string path_;
+  int last_error_ = 0;
+  bool unreadable_ = false;
+};
+
+/// One line of the store without its line end, and back. A line of fewer than 14 fields gives
+/// nothing; a field that does not convert keeps its starting value.
+std::u16string FormatJobLine(const BackupJob& job);
+bool ParseJobLine(std::u16string_view line, BackupJob& job);
+
+}  // namespace kavrel

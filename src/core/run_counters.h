@@ -1,0 +1,20 @@
+// The counters of the current backup or restore run.
+#pragma once
+
+#include <cstdint>
+
+#include "core/backup_job.h"
+
+namespace kavrel {
+
+struct RunCounters {
+  std::uint32_t SourceFiles = 0, Folders = 0, CopiedFiles = 0, FailedFiles = 0, UnchangedFiles = 0,
+                ExcludedFolders = 0, ExcludedFiles = 0, SyncDeletedFiles = 0,
+                SyncDeletedFolders = 0, RecycledFiles = 0, RecycledFolders = 0, WarningFiles = 0;
+  std::uint64_t CopiedBytes = 0;
+};
+
+/// The part of the counters that a job keeps; `stopped` tells that the run was interrupted.
+LastRunResult ToLastRunResult(const RunCounters& counters, bool stopped);
+
+}  // namespace kavrel

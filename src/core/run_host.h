@@ -1,0 +1,22 @@
+// Whatever shows a run: the main window, a terminal, or a test's recorder.
+#pragma once
+
+#include <cstdint>
+
+#include "files/progress_sink.h"
+
+namespace kavrel {
+
+class RunHost : public ProgressSink {
+ public:
+  /// Shows or hides the progress panel with its bar.
+  virtual void ShowRunPanels(bool show) = 0;
+  /// Sets the bar to nothing done.
+  virtual void ResetProgress() = 0;
+  /// Sets the bar to its end: a file was left as it is.
+  virtual void FillProgress() = 0;
+  /// The last-run and next-run times of the job at this position changed.
+  virtual void RefreshJobRow(std::int32_t job_index) = 0;
+};
+
+}  // namespace kavrel

@@ -1,0 +1,44 @@
+// The stored settings with their defaults. A value that is missing, malformed or out of its range
+// reads as its default; a change is written at once.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/settings_store.h"
+
+namespace kavrel {
+
+class Settings {
+ public:
+  explicit Settings(SettingsStore store) : store_(std::move(store)) {}
+
+  std::int32_t ProcessPriority() const;  ///< 0-5, default 3
+  std::int32_t LogRestrictions() const;  ///< 0-4, default 3
+  std::int32_t ProtIcon() const;         ///< 0-3, default 3
+  bool PlaySound() const;
+  bool ExcEnabled() const;
+  bool ProtGlidLine() const;
+  bool OutWidth(int column) const;  ///< column switch 0-10
+  bool StartMin() const;
+  bool Autostart() const;  ///< stored under the name "Morlund"
+
+  /// Each returns false when the settings file could not be written.
+  bool SetProcessPriority(std::int32_t index);
+  bool SetLogRestrictions(std::int32_t index);
+  bool SetProtIcon(std::int32_t index);
+  bool SetPlaySound(bool on);
+  bool SetExcEnabled(bool on);  ///< stored as "-1" or "0", every other switch as "True" or "False"
+  bool SetProtGlidLine(bool on);
+  bool SetOutWidth(int column, bool on);
+  bool SetStartMin(bool on);
+  bool SetAutostart(bool on);
+
+ private:
+  std::int32_t ReadIndex(std::u16string_view name, std::int32_t last, std::int32_t fallback) const;
+  bool ReadSwitch(std::u16string_view name) const;
+  SettingsStore store_;
+};
+
+}  // namespace kavrel

@@ -1,0 +1,20 @@
+// System error codes in the program's words, as the job log shows them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "files/run_state.h"
+
+namespace kavrel {
+
+/// "錯誤：13 - Permission denied"; for 0 "檔案可能正在執行中..."; for a code that the system has
+/// no text for "錯誤： 4711 - 未知錯誤".
+std::u16string ApiErrorText(ErrorCode code);
+
+/// Records the code (-1 when the system gave none) in the state and returns
+/// text + " (" + ApiErrorText + "): " + path.
+std::u16string FailText(RunState& state, ErrorCode code, std::u16string_view text,
+                        std::u16string_view path);
+
+}  // namespace kavrel

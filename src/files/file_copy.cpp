@@ -1,0 +1,262 @@
+#include "files/file_copy.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "base/number.h"
+#include "files/error_text.h"
+#include "files/path.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::uint32_t kOpenRetryDelay = 1000, kPumpSlice = 50;  // milliseconds
+
+/// One copy from its first check to its last clean-up.
+class FileCopy {
+ public:
+  FileCopy(CopyContext& context, const CopySide& source, const CopySide& dest)
+      : context_(context), source_(source), dest_(dest), size_(source.Status->Size) {}
+
+  CopyResult Run(bool overwrite_in_place) {
+    if (Cancelled()) return result_;
+    Pump();
+    const bool is_link = source_.Status->Kind == FileKind::Link;
+    if (!(is_link ? ReadSourceLink() : OpenSource())) return result_;
+    MakeWay(overwrite_in_place);
+    const bool done = is_link ? MakeLink() : CopyFile();
+    if (done) {
+      if (set_aside_) dest_.Folder.RemoveFile(aside_name_);
+      context_.State.LastApiError = 0;
+    } else {
+      PutBack();
+    }
+    return result_;
+  }
+
+ private:
+  std::u16string PathOf(const CopySide& side) const {
+    return std::u16string(side.FolderPath) += side.Name;
+  }
+
+  bool Fail(std::u16string_view text, const CopySide& side, ErrorCode error) {
+    result_.Message = FailText(context_.State, error, text, PathOf(side));
+    return false;
+  }
+
+  bool Cancelled() {
+    if (!context_.State.CancelRequested) return false;
+    context_.State.LastApiError = -1;
+    result_.Message = u"User Abort";
+    return true;
+  }
+
+  void Pump() {
+    if (context_.Sink) {
+      context_.Sink->PumpMessages();
+    } else if (context_.Pump) {
+      context_.Pump->PumpMessages();
+    }
+  }
+
+  void Report(std::uint64_t done) {
+    if (context_.Sink) {
+      context_.Sink->ApiFileCopyCallback(size_, done, 0, size_, done, kCopyBlock);
+    } else {
+      Pump();
+    }
+  }
+
+  /// Opens with one more try after a second: whoever held the file may have let go. The wait is
+  /// cut into slices, so that nothing freezes and a cancel ends it.
+  template <typename Open>
+  Result<File> OpenPatiently(Open open) {
+    Result<File> file = open();
+    if (file) return file;
+    for (std::uint32_t waited = 0; waited < kOpenRetryDelay; waited += kPumpSlice) {
+      context_.Clock.Sleep(kPumpSlice);
+      Pump();
+      if (context_.State.CancelRequested) return file;
+    }
+    return open();
+  }
+
+  bool OpenSource() {
+    Result<File> file = OpenPatiently([&] { return source_.Folder.OpenFile(source_.Name); });
+    if (!file) return Fail(u"Could Not Open Source File", source_, file.Error);
+    source_file_ = std::move(*file);
+    return true;
+  }
+
+  bool ReadSourceLink() {
+    Result<std::u16string> target = source_.Folder.ReadLink(source_.Name);
+    if (!target) return Fail(u"Could Not Open Source File", source_, target.Error);
+    link_target_ = std::move(*target);
+    return true;
+  }
+
+  /// Takes an existing destination out of the way. Where that fails, the name stays taken and the
+  /// destination cannot be opened, which says why.
+  void MakeWay(bool overwrite_in_place) {
+    if (!dest_.Status || dest_.Status->Kind == FileKind::Folder) return;
+    if (overwrite_in_place) {
+      dest_.Folder.RemoveFile(dest_.Name);
+      return;
+    }
+    aside_name_ = MakeTempName(dest_.Folder, u"pt", context_.Clock.Now());
+    set_aside_ = dest_.Folder.Rename(dest_.Name, aside_name_) == 0;
+  }
+
+  /// After a failure: the partial copy goes, the old destination comes back.
+  void PutBack() {
+    dest_file_.Close();
+    if (created_) dest_.Folder.RemoveFile(dest_.Name);
+    if (set_aside_) dest_.Folder.Rename(aside_name_, dest_.Name);
+  }
+
+  bool MakeLink() {
+    const ErrorCode error = dest_.Folder.MakeLink(dest_.Name, link_target_);
+    if (error) return Fail(u"Could Not Open Destination File", dest_, error);
+    created_ = true;
+    result_.Failed = false;
+    result_.BytesCopied = size_;
+    Warn(u"Could Not Set Destination File Times",
+         dest_.Folder.SetLinkTimes(dest_.Name, *source_.Status));
+    return true;
+  }
+
+  bool CopyFile() {
+    Result<File> file =
+        OpenPatiently([&] { return dest_.Folder.MakeFile(dest_.Name, *source_.Status); });
+    if (!file) return Fail(u"Could Not Open Destination File", dest_, file.Error);
+    created_ = true;
+    dest_file_ = std::move(*file);
+    Report(0);
+    if (!CopyBlocks()) return false;
+    if (context_.Sink) Report(size_);
+    const ErrorCode times_error = dest_file_.SetTimes(*source_.Status);
+    const ErrorCode attributes_error = dest_file_.SetAttributes(*source_.Status, source_file_);
+    // A network disk may tell only now that the data did not fit.
+    if (const ErrorCode error = dest_file_.Close()) {
+      return Fail(u"Could Not Write Destination File", dest_, error);
+    }
+    result_.BytesCopied = size_;
+    result_.Failed = false;
+    Warn(u"Could Not Set Destination File Times", times_error);
+    Warn(u"Could Not Set Destination File Attributes", attributes_error);
+    return true;
+  }
+
+  void Warn(std::u16string_view text, ErrorCode error) {
+    if (!error) return;
+    result_.Message = FailText(context_.State, error, text, PathOf(dest_));
+    result_.Warning = true;
+  }
+
+  bool CopyBlocks() {
+    const bool sparse = source_.Status->Allocated < size_;
+    std::uint64_t done = 0;
+    unsigned blocks = 0;
+    while (done < size_) {
+      if (Cancelled()) return false;
+      if (sparse && SkipHole(done)) continue;
+      const std::uint64_t length = std::min<std::uint64_t>(kCopyBlock, size_ - done);
+      if (!CopyBlock(done, length)) return false;
+      done += length;
+      ++blocks;
+      if (context_.Sink || blocks % 5 == 0 || length < kCopyBlock) Report(done);
+    }
+    if (!skipped_) return true;
+    const ErrorCode error = dest_file_.SetSize(size_);
+    return !error || Fail(u"Could Not Write Destination File", dest_, error);
+  }
+
+  /// Moves `done` on over the whole blocks that lie in a hole; true when it did.
+  bool SkipHole(std::uint64_t& done) {
+    const Result<std::uint64_t> data = source_file_.NextData(done);
+    std::uint64_t next = done;
+    if (data) {
+      next = *data >= size_ ? size_ : std::max(done, *data / kCopyBlock * kCopyBlock);
+    }
+    if (source_file_.Seek(next) || dest_file_.Seek(next) || next == done) return false;
+    skipped_ = true;
+    done = next;
+    Report(done);
+    return true;
+  }
+
+  /// Inside the system as long as that works; then through a buffer, which also tells which side
+  /// failed.
+  bool CopyBlock(std::uint64_t done, std::uint64_t length) {
+    if (!buffer_) {
+      const Result<std::uint64_t> copied = dest_file_.CopyFrom(source_file_, length);
+      if (copied && *copied == length) return true;
+      source_file_.Seek(done);
+      dest_file_.Seek(done);
+      source_file_.HintSequential();
+      buffer_ = std::make_unique_for_overwrite<char[]>(kCopyBlock);
+    }
+    const std::span<char> block(buffer_.get(), static_cast<std::size_t>(length));
+    const Result<std::size_t> got = source_file_.Read(block);
+    if (!got || *got < length) {
+      return Fail(u"Could Not Read Source File", source_, got.Error);
+    }
+    const ErrorCode error = dest_file_.Write({block.data(), block.size()});
+    return !error || Fail(u"Could Not Write Destination File", dest_, error);
+  }
+
+  CopyContext& context_;
+  const CopySide& source_;
+  const CopySide& dest_;
+  const std::uint64_t size_;
+  CopyResult result_;
+  File source_file_, dest_file_;
+  std::u16string link_target_, aside_name_;
+  std::unique_ptr<char[]> buffer_;
+  bool set_aside_ = false, created_ = false, skipped_ = false;
+};
+
+}  // namespace
+
+CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const CopySide& dest,
+                           bool overwrite_in_place) {
+  return FileCopy(context, source, dest).Run(overwrite_in_place);
+}
+
+CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const CopySide& dest) {
+  context.State.CancelRequested = false;
+  context.State.LastApiError = 0;
+  if (context.Sink) {
+    context.Sink->DrawCaptions(source.FolderPath, dest.FolderPath, source.Name);
+  }
+  return CopyFileChunked(context, source, dest, false);
+}
+
+CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
+                         const FileInfo& source, const FileInfo& dest) {
+  if (source.Kind == 3 || dest.Kind == 3) return CopyResult{false, false, {}, 0};
+  const auto fail = [&](std::u16string_view text, const FileInfo& side, ErrorCode error) {
+    return CopyResult{true, false, FailText(context.State, error, text, side.FullPath), 0};
+  };
+  if (source.Failed) return fail(u"Could Not Open Source File", source, source.ErrorCode);
+  const Result<Folder> from = file_system.OpenFolder(source.Folder);
+  if (!from) return fail(u"Could Not Open Source File", source, from.Error);
+  const Result<Folder> to = file_system.OpenFolder(dest.Folder);
+  if (!to) return fail(u"Could Not Open Destination File", dest, to.Error);
+  const CopySide from_side{*from, source.Folder, PathName(source.FullPath), &source.Status};
+  const CopySide to_side{*to, dest.Folder, PathName(dest.FullPath),
+                         dest.Failed ? nullptr : &dest.Status};
+  return CopyFileShown(context, from_side, to_side);
+}
+
+std::u16string MakeTempName(const Folder& folder, std::u16string_view prefix, DateTime now) {
+  const CivilTime t = ToCivil(now);
+  std::int64_t number = t.Second + 100 * t.Minute + 10000 * t.Hour + std::int64_t{1000000} * t.Day;
+  for (;; ++number) {
+    std::u16string name = std::u16string(prefix) + Decimal(number) + u".tmp";
+    if (!folder.Status(name)) return name;
+  }
+}
+
+}  // namespace kavrel

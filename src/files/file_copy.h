@@ -1,0 +1,60 @@
+// The copy primitive: one file, in blocks, with progress and cancel. An existing destination is set
+// aside under a "pt….tmp" name in its folder until the new copy is complete, and put back when it
+// does not get there; whatever happens, one whole version stays.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "files/file_info.h"
+#include "files/progress_sink.h"
+#include "files/run_state.h"
+#include "platform/files.h"
+
+namespace kavrel {
+
+inline constexpr std::uint32_t kCopyBlock = 131072;
+
+struct CopyResult {
+  bool Failed = true;             ///< not all data was copied; the old destination is in place
+  bool Warning = false;           ///< data copied, but times or attributes could not be set
+  std::u16string Message;         ///< empty on full success
+  std::uint64_t BytesCopied = 0;  ///< the source's size when all data was copied
+};
+
+/// What a copy works with. Without a sink the pump alone is called; with neither, nothing is.
+struct CopyContext {
+  RunState& State;
+  kavrel::Clock& Clock;
+  ProgressSink* Sink = nullptr;
+  MessagePump* Pump = nullptr;
+};
+
+/// One side of a copy: an entry in an open folder.
+struct CopySide {
+  const kavrel::Folder& Folder;
+  std::u16string_view FolderPath;  ///< for captions and messages, with its final separator
+  std::u16string_view Name;
+  const FileStatus* Status;  ///< what is there; null when nothing is
+};
+
+/// Copies a file or a link. The source's status tells how many bytes: a file that shrank meanwhile
+/// fails, one that grew is copied up to that size. `overwrite_in_place` removes an existing
+/// destination first instead of setting it aside. A folder in the destination's place is left
+/// alone and fails the copy.
+CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const CopySide& dest,
+                           bool overwrite_in_place);
+
+/// As CopyFileChunked, after clearing the cancel flag and drawing the captions.
+CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const CopySide& dest);
+
+/// The same for two paths. An FTP address on either side copies nothing and does not fail.
+CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
+                         const FileInfo& source, const FileInfo& dest);
+
+/// A free name in the folder: prefix, a number made of day, hour, minute and second (counted on
+/// while the name is taken), ".tmp".
+std::u16string MakeTempName(const Folder& folder, std::u16string_view prefix, DateTime now);
+
+}  // namespace kavrel

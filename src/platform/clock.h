@@ -1,0 +1,41 @@
+// The clock as an interface, so that tests set it.
+#pragma once
+
+#include <cstdint>
+
+#include "base/date_time.h"
+
+namespace kavrel {
+
+class Clock {
+ public:
+  virtual ~Clock() = default;
+
+  /// The present local time, cut to the second.
+  virtual DateTime Now() = 0;
+  /// Milliseconds since some fixed moment; never goes back.
+  virtual std::uint64_t TickCount() = 0;
+  /// Waits; a set clock only moves on.
+  virtual void Sleep(std::uint32_t milliseconds) = 0;
+};
+
+/// The machine's own clock.
+class SystemClock final : public Clock {
+ public:
+  DateTime Now() override;
+  std::uint64_t TickCount() override;
+  void Sleep(std::uint32_t milliseconds) override;
+};
+
+/// A moment as file systems keep it: seconds and nanoseconds since 1970-01-01 00:00 UTC.
+struct FileTime {
+  std::int64_t Seconds = 0;
+  std::int32_t Nanoseconds = 0;
+
+  bool operator==(const FileTime&) const = default;
+};
+
+/// The local time of a file time, cut to the second, by the time zone's rules at that moment.
+DateTime LocalTime(FileTime time);
+
+}  // namespace kavrel

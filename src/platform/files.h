@@ -1,0 +1,195 @@
+// Files and folders of the operating system. Work below an engine's root goes through open
+// folders: a Folder is opened once, and its entries are named, never reached by a path, so paths
+// may be of any length and nothing is touched outside a folder that was opened. Links are never
+// followed inside a Folder. Failures are system error codes, 0 is success.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/result.h"
+#include "platform/clock.h"
+
+namespace kavrel {
+
+/// Attribute bits, with Windows' values on every platform.
+inline constexpr std::uint32_t kAttrReadOnly = 0x01, kAttrHidden = 0x02, kAttrSystem = 0x04,
+                               kAttrDirectory = 0x10, kAttrArchive = 0x20, kAttrNormal = 0x80;
+
+enum class FileKind : std::uint8_t { File, Folder, Link, Special };
+
+/// What the system tells about one entry, without following a link.
+struct FileStatus {
+  FileKind Kind = FileKind::File;
+  std::uint32_t Attributes = 0;  ///< kAttr bits
+  std::uint32_t Mode = 0;        ///< POSIX permission bits (07777); 0 where there are none
+  std::uint32_t Owner = 0, Group = 0;
+  std::uint64_t Size = 0;       ///< bytes
+  std::uint64_t Allocated = 0;  ///< bytes that the file takes on disk; below Size: it has holes
+  FileTime Created, Accessed, Written;
+  std::uint64_t Device = 0, Id = 0;  ///< together the identity of the entry
+};
+
+/// One entry of a listing; "." and ".." are left out.
+struct FolderEntry {
+  std::u16string Name;
+  FileKind Kind = FileKind::File;
+};
+
+/// An open file, closed when it goes. A moved-from File is closed.
+class File {
+ public:
+  File() = default;
+  explicit File(int handle) : handle_(handle) {}
+  File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = -1; }
+  File& operator=(File&& other) noexcept;
+  ~File() { Close(); }
+
+  explicit operator bool() const { return handle_ >= 0; }
+  /// Closing reports what the system could not write until then (a full network disk, say).
+  ErrorCode Close();
+
+  /// Up to the buffer's length from the current position; fewer only at the end of the file.
+  Result<std::size_t> Read(std::span<char> buffer);
+  ErrorCode Write(std::string_view bytes);
+  /// Copies up to `length` bytes from the source's current position to this file's, inside the
+  /// system where it can (sharing blocks where the file system does); both positions move. Fewer
+  /// bytes only at the end of the source. An error may be of either side.
+  Result<std::uint64_t> CopyFrom(File& source, std::uint64_t length);
+  /// The first position not before `position` that holds data; the file's size when only a hole
+  /// follows. The current position is lost.
+  Result<std::uint64_t> NextData(std::uint64_t position);
+  ErrorCode Seek(std::uint64_t position);
+  ErrorCode SetSize(std::uint64_t size);
+  Result<FileStatus> Status() const;
+  /// Reaches the disk before it returns.
+  ErrorCode Sync();
+
+  /// Tells the system that the file will be read from its beginning to its end.
+  void HintSequential();
+
+  /// Gives this file the times of `from`.
+  ErrorCode SetTimes(const FileStatus& from);
+  /// Gives this file the permissions or attributes of `from`, and the owner and the extended
+  /// attributes of `source` as far as the system lets us. A file system that keeps no permissions
+  /// is no error as long as the read-only attribute comes out right.
+  ErrorCode SetAttributes(const FileStatus& from, const File& source);
+
+ private:
+  int handle_ = -1;
+};
+
+/// An open folder, closed when it goes. Names are single components; a name with a separator in
+/// it, "." and ".." are refused as invalid.
+class Folder {
+ public:
+  Folder() = default;
+  Folder(Folder&& other) noexcept : handle_(other.handle_) { other.handle_ = -1; }
+  Folder& operator=(Folder&& other) noexcept;
+  ~Folder();
+
+  explicit operator bool() const { return handle_ >= 0; }
+
+  Result<FileStatus> Status() const;
+  Result<FileStatus> Status(std::u16string_view name) const;
+  Result<Folder> OpenFolder(std::u16string_view name) const;
+  /// A new, empty folder that only its owner may enter until SetAttributes, opened.
+  Result<Folder> MakeFolder(std::u16string_view name) const;
+  Result<File> OpenFile(std::u16string_view name) const;
+  /// A new file for writing, with the permissions of `like` less the user's mask; fails when the
+  /// name is taken.
+  Result<File> MakeFile(std::u16string_view name, const FileStatus& like) const;
+  Result<std::u16string> ReadLink(std::u16string_view name) const;
+  ErrorCode MakeLink(std::u16string_view name, std::u16string_view target) const;
+  /// Times (and owner where the system lets us) of a link itself.
+  ErrorCode SetLinkTimes(std::u16string_view name, const FileStatus& from) const;
+  /// Renames inside this folder; fails when `to` is taken.
+  ErrorCode Rename(std::u16string_view from, std::u16string_view to) const;
+  ErrorCode RemoveFile(std::u16string_view name) const;
+  /// Removes an empty folder.
+  ErrorCode RemoveFolder(std::u16string_view name) const;
+  /// Lets the owner enter, list and change this folder, if that is not so yet.
+  ErrorCode MakeWritable() const;
+  /// As File::SetTimes for this folder itself; no call where the times are right already.
+  ErrorCode SetTimes(const FileStatus& from) const;
+  /// As File::SetAttributes for this folder itself.
+  ErrorCode SetAttributes(const FileStatus& from, const Folder& source) const;
+  /// What this folder and every folder above it are, from here up to the root.
+  Result<std::vector<FileStatus>> Lineage() const;
+
+ private:
+  friend class FileSystem;
+  friend class RecycleBin;
+  friend class FolderReader;
+  explicit Folder(int handle) : handle_(handle) {}
+  int handle_ = -1;
+};
+
+/// Walks the entries of a folder in the system's order. One reader at a time on one Folder; the
+/// Folder must outlive it. Entries removed while it walks are no trouble.
+class FolderReader {
+ public:
+  explicit FolderReader(const Folder& folder);
+  FolderReader(const FolderReader&) = delete;
+  FolderReader& operator=(const FolderReader&) = delete;
+  ~FolderReader();
+
+  /// The next entry, valid until the next call; null at the end or when the listing broke off.
+  const FolderEntry* Next();
+  /// Not 0 when the listing broke off.
+  ErrorCode Error() const { return error_; }
+
+ private:
+  int handle_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t used_ = 0, at_ = 0;
+  FolderEntry entry_;
+  ErrorCode error_ = 0;
+};
+
+/// Files and folders by program paths. Drive and share paths are mapped to the host: X:\... lies
+/// under drives/x in the program folder, \\server\share\... under drives/unc/server/share or on a
+/// mounted share; what is not mapped does not exist. FTP addresses do not exist either.
+class FileSystem {
+ public:
+  explicit FileSystem(std::u16string program_folder);
+
+  const std::u16string& ProgramFolder() const { return program_folder_; }
+  /// The host's own path, or nothing where the path is not mapped.
+  std::optional<std::string> HostPath(std::u16string_view path) const;
+
+  /// Links in the path itself are followed: this is where a root is opened.
+  Result<Folder> OpenFolder(std::u16string_view path) const;
+  /// As OpenFolder, after making what is missing of the path.
+  Result<Folder> MakeFolders(std::u16string_view path) const;
+  bool FolderExists(std::u16string_view path) const;
+  /// Does not follow a link in the last component.
+  Result<FileStatus> Status(std::u16string_view path) const;
+
+  /// The whole content of a file of at most `limit` bytes (ENOMEM above that).
+  Result<std::string> ReadWhole(std::u16string_view path, std::size_t limit = kWholeLimit) const;
+  /// Replaces a file's content at once or not at all: a temporary file in the same folder,
+  /// written, synced, renamed over it. A new file is for its owner alone; an old file keeps its
+  /// permissions; one without write permission is refused.
+  ErrorCode ReplaceWhole(std::u16string_view path, std::string_view bytes) const;
+  ErrorCode RemoveFile(std::u16string_view path) const;
+  ErrorCode Rename(std::u16string_view from, std::u16string_view to) const;
+  /// Makes the folder the process's current one.
+  ErrorCode MakeCurrent(std::u16string_view path) const;
+
+  static constexpr std::size_t kWholeLimit = std::size_t{1} << 30;
+
+ private:
+  std::u16string program_folder_;
+};
+
+/// The system's message for a code, in its neutral language; empty when it has none.
+std::u16string SystemErrorText(ErrorCode code);
+
+}  // namespace kavrel

@@ -1,0 +1,26 @@
+// Where the program, its settings and its user keep things.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kavrel {
+
+/// The program folder, made when missing: `home` when given; else $KAVREL_HOME; else the
+/// executable's folder when it holds Backup.rtm and can be written; else $XDG_DATA_HOME/Kavrel
+/// (~/.local/share/Kavrel). An absolute path without a trailing separator; nothing when it cannot
+/// be made.
+std::optional<std::u16string> ProgramFolder(std::u16string_view home = {});
+
+/// The settings file: Settings.ini in `home` or $KAVREL_HOME when one is given, else
+/// $XDG_CONFIG_HOME/Quenlor/Settings.ini (~/.config/Quenlor/Settings.ini).
+std::u16string SettingsFile(std::u16string_view home = {});
+
+/// The user's home folder, with a trailing separator.
+std::u16string HomeFolder();
+
+/// A path made absolute against the current folder of the process; drive, share and FTP paths and
+/// absolute POSIX paths are returned as they are, a leading "~/" becomes the home folder.
+std::u16string AbsolutePath(std::u16string_view path);
+
+}  // namespace kavrel

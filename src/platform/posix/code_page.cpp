@@ -1,0 +1,103 @@
+#include "platform/code_page.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "base/text.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::string_view kMark = "\xEF\xBB\xBF";
+
+/// One direction of the C library's conversion; unusable when it does not know the code page.
+class Converter {
+ public:
+  Converter(const char* to, const char* from) : state_(iconv_open(to, from)) {}
+  ~Converter() {
+    if (Usable()) iconv_close(state_);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  bool Usable() const { return state_ != reinterpret_cast<iconv_t>(-1); }
+
+  /// Converts from the front until the end or the first byte that cannot be; what was converted is
+  /// taken off `in` and appended to `out`. True at the end.
+  bool Convert(std::string_view& in, std::string& out) {
+    iconv(state_, nullptr, nullptr, nullptr, nullptr);
+    for (;;) {
+      char buffer[4096];
+      char* from = const_cast<char*>(in.data());
+      char* to = buffer;
+      std::size_t from_left = in.size(), to_left = sizeof buffer;
+      const std::size_t done = iconv(state_, &from, &from_left, &to, &to_left);
+      const int error = errno;
+      out.append(buffer, to);
+      in.remove_prefix(in.size() - from_left);
+      if (done != static_cast<std::size_t>(-1)) return in.empty();
+      if (error != E2BIG) return false;
+    }
+  }
+
+ private:
+  iconv_t state_;
+};
+
+bool IsAscii(std::string_view bytes) {
+  return std::all_of(bytes.begin(), bytes.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+}  // namespace
+
+std::u16string DecodeCodePage(std::string_view bytes) {
+  if (IsAscii(bytes)) return {bytes.begin(), bytes.end()};
+  Converter converter("UTF-8", "CP950");
+  std::u16string text;
+  while (!bytes.empty()) {
+    std::string utf8;
+    if (converter.Usable()) converter.Convert(bytes, utf8);
+    text += FromUtf8(utf8);
+    if (bytes.empty()) break;
+    // What is no character here stays the byte it is.
+    const auto byte = static_cast<unsigned char>(bytes[0]);
+    text += static_cast<char16_t>(byte < 0x80 ? byte : 0xDC00 + byte);
+    bytes.remove_prefix(1);
+  }
+  return text;
+}
+
+std::optional<std::string> EncodeCodePage(std::u16string_view text) {
+  const std::string utf8 = ToUtf8(text);
+  if (IsAscii(utf8)) return utf8;
+  Converter converter("CP950", "UTF-8");
+  std::string bytes;
+  for (std::string_view rest = utf8; !rest.empty();) {
+    if (converter.Usable() && converter.Convert(rest, bytes)) break;
+    if (rest.empty()) break;
+    // A byte that stands for itself, or a character that the code page has not: reading the result
+    // back tells them apart.
+    bytes += rest[0];
+    rest.remove_prefix(1);
+  }
+  if (DecodeCodePage(bytes) != text) return std::nullopt;
+  return bytes;
+}
+
+std::u16string DecodeTextFile(std::string_view bytes) {
+  if (bytes.starts_with(kMark)) return FromUtf8(bytes.substr(kMark.size()));
+  return DecodeCodePage(bytes);
+}
+
+std::string EncodeTextFile(std::u16string_view text) {
+  const std::optional<std::string> bytes = EncodeCodePage(text);
+  // Code page text whose first bytes happen to be the mark would be taken for UTF-8.
+  if (bytes && !bytes->starts_with(kMark)) return *bytes;
+  return std::string(kMark) + ToUtf8(text);
+}
+
+}  // namespace kavrel

@@ -1,0 +1,100 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/posix/native.h"
+
+namespace kavrel {
+
+using posix::Retry;
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    Close();
+    handle_ = other.handle_;
+    other.handle_ = -1;
+  }
+  return *this;
+}
+
+ErrorCode File::Close() {
+  if (handle_ < 0) return 0;
+  const int handle = handle_;
+  handle_ = -1;
+  // Never again after an interrupt: the handle is gone by then and may be another file's.
+  return close(handle) == 0 || errno == EINTR ? 0 : errno;
+}
+
+Result<std::size_t> File::Read(std::span<char> buffer) {
+  std::size_t done = 0;
+  while (done < buffer.size()) {
+    const ssize_t got =
+        Retry([&] { return read(handle_, buffer.data() + done, buffer.size() - done); });
+    if (got < 0) return Result<std::size_t>::Fail(errno);
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return {done, 0};
+}
+
+ErrorCode File::Write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t put = Retry([&] { return write(handle_, bytes.data(), bytes.size()); });
+    if (put < 0) return errno;
+    if (put == 0) return ENOSPC;
+    bytes.remove_prefix(static_cast<std::size_t>(put));
+  }
+  return 0;
+}
+
+Result<std::uint64_t> File::CopyFrom(File& source, std::uint64_t length) {
+  std::uint64_t done = 0;
+  while (done < length) {
+    const ssize_t got = Retry([&] {
+      return copy_file_range(source.handle_, nullptr, handle_, nullptr, length - done, 0);
+    });
+    if (got < 0) return Result<std::uint64_t>::Fail(errno);
+    if (got == 0) break;
+    done += static_cast<std::uint64_t>(got);
+  }
+  return {done, 0};
+}
+
+Result<std::uint64_t> File::NextData(std::uint64_t position) {
+  const off_t found = lseek(handle_, static_cast<off_t>(position), SEEK_DATA);
+  if (found >= 0) return {static_cast<std::uint64_t>(found), 0};
+  if (errno != ENXIO) return Result<std::uint64_t>::Fail(errno);
+  const Result<FileStatus> status = Status();
+  if (!status) return Result<std::uint64_t>::Fail(status.Error);
+  return {status->Size, 0};
+}
+
+ErrorCode File::Seek(std::uint64_t position) {
+  return lseek(handle_, static_cast<off_t>(position), SEEK_SET) >= 0 ? 0 : errno;
+}
+
+ErrorCode File::SetSize(std::uint64_t size) {
+  return Retry([&] { return ftruncate(handle_, static_cast<off_t>(size)); }) == 0 ? 0 : errno;
+}
+
+Result<FileStatus> File::Status() const {
+  return posix::StatusAt(handle_, "");
+}
+
+ErrorCode File::Sync() {
+  return Retry([&] { return fsync(handle_); }) == 0 ? 0 : errno;
+}
+
+void File::HintSequential() {
+  posix_fadvise(handle_, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
+ErrorCode File::SetTimes(const FileStatus& from) {
+  return posix::SetTimesOf(handle_, from);
+}
+
+ErrorCode File::SetAttributes(const FileStatus& from, const File& source) {
+  return posix::CarryAttributes(handle_, source.handle_, from);
+}
+
+}  // namespace kavrel

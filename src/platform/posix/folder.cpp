@@ -1,0 +1,215 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/text.h"
+#include "platform/posix/native.h"
+
+namespace kavrel {
+
+using posix::NativeName;
+using posix::Retry;
+
+Folder& Folder::operator=(Folder&& other) noexcept {
+  if (this != &other) {
+    if (handle_ >= 0) close(handle_);
+    handle_ = other.handle_;
+    other.handle_ = -1;
+  }
+  return *this;
+}
+
+Folder::~Folder() {
+  if (handle_ >= 0) close(handle_);
+}
+
+Result<FileStatus> Folder::Status() const {
+  return posix::StatusAt(handle_, "");
+}
+
+Result<FileStatus> Folder::Status(std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return Result<FileStatus>::Fail(EINVAL);
+  return posix::StatusAt(handle_, native.c_str());
+}
+
+Result<Folder> Folder::OpenFolder(std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return Result<Folder>::Fail(EINVAL);
+  const int handle = Retry([&] {
+    return openat(handle_, native.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  });
+  if (handle < 0) return Result<Folder>::Fail(errno);
+  return {Folder(handle), 0};
+}
+
+Result<Folder> Folder::MakeFolder(std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return Result<Folder>::Fail(EINVAL);
+  if (mkdirat(handle_, native.c_str(), 0700) != 0) return Result<Folder>::Fail(errno);
+  return OpenFolder(name);
+}
+
+Result<File> Folder::OpenFile(std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return Result<File>::Fail(EINVAL);
+  // Not blocking: a pipe that took the file's place meanwhile must not hold the run up.
+  const int handle = Retry([&] {
+    return openat(handle_, native.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  });
+  if (handle < 0) return Result<File>::Fail(errno);
+  return {File(handle), 0};
+}
+
+Result<File> Folder::MakeFile(std::u16string_view name, const FileStatus& like) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return Result<File>::Fail(EINVAL);
+  const int handle = Retry([&] {
+    return openat(handle_, native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                  static_cast<mode_t>(like.Mode & 0777));
+  });
+  if (handle < 0) return Result<File>::Fail(errno);
+  return {File(handle), 0};
+}
+
+Result<std::u16string> Folder::ReadLink(std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return Result<std::u16string>::Fail(EINVAL);
+  std::string target(256, '\0');
+  for (;;) {
+    const ssize_t length = readlinkat(handle_, native.c_str(), target.data(), target.size());
+    if (length < 0) return Result<std::u16string>::Fail(errno);
+    if (static_cast<std::size_t>(length) < target.size()) {
+      target.resize(static_cast<std::size_t>(length));
+      return {FromUtf8(target), 0};
+    }
+    target.resize(target.size() * 4);
+  }
+}
+
+ErrorCode Folder::MakeLink(std::u16string_view name, std::u16string_view target) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return EINVAL;
+  return symlinkat(ToUtf8(target).c_str(), handle_, native.c_str()) == 0 ? 0 : errno;
+}
+
+ErrorCode Folder::SetLinkTimes(std::u16string_view name, const FileStatus& from) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return EINVAL;
+  // An owner that the system does not let us carry over is no error.
+  if (from.Owner != geteuid() || from.Group != getegid()) {
+    if (fchownat(handle_, native.c_str(), from.Owner, from.Group, AT_SYMLINK_NOFOLLOW) != 0) {
+      errno = 0;
+    }
+  }
+  const timespec times[2] = {{from.Accessed.Seconds, from.Accessed.Nanoseconds},
+                             {from.Written.Seconds, from.Written.Nanoseconds}};
+  return utimensat(handle_, native.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
+}
+
+ErrorCode Folder::Rename(std::u16string_view from, std::u16string_view to) const {
+  const std::string native_from = NativeName(from), native_to = NativeName(to);
+  if (native_from.empty() || native_to.empty()) return EINVAL;
+  return posix::RenameAt(handle_, native_from.c_str(), handle_, native_to.c_str());
+}
+
+ErrorCode Folder::RemoveFile(std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return EINVAL;
+  return unlinkat(handle_, native.c_str(), 0) == 0 ? 0 : errno;
+}
+
+ErrorCode Folder::RemoveFolder(std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return EINVAL;
+  return unlinkat(handle_, native.c_str(), AT_REMOVEDIR) == 0 ? 0 : errno;
+}
+
+ErrorCode Folder::MakeWritable() const {
+  const Result<FileStatus> current = Status();
+  if (!current) return current.Error;
+  if ((current->Mode & S_IRWXU) == S_IRWXU) return 0;
+  return fchmod(handle_, current->Mode | S_IRWXU) == 0 ? 0 : errno;
+}
+
+ErrorCode Folder::SetTimes(const FileStatus& from) const {
+  const Result<FileStatus> current = Status();
+  if (current && current->Written == from.Written) return 0;
+  return posix::SetTimesOf(handle_, from);
+}
+
+ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder& source) const {
+  return posix::CarryAttributes(handle_, source.handle_, from);
+}
+
+Result<std::vector<FileStatus>> Folder::Lineage() const {
+  using List = Result<std::vector<FileStatus>>;
+  List lineage;
+  posix::Handle at(openat(handle_, ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  while (at) {
+    const Result<FileStatus> status = posix::StatusAt(at.Get(), "");
+    if (!status) return List::Fail(status.Error);
+    if (!lineage->empty() && lineage->back().Id == status->Id &&
+        lineage->back().Device == status->Device) {
+      return lineage;  // The root is its own parent.
+    }
+    lineage->push_back(*status);
+    at = posix::Handle(openat(at.Get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  }
+  return List::Fail(errno);
+}
+
+namespace {
+constexpr std::size_t kListingBuffer = 32768;
+}
+
+FolderReader::FolderReader(const Folder& folder)
+    : handle_(folder.handle_), buffer_(std::make_unique_for_overwrite<char[]>(kListingBuffer)) {
+  if (lseek(handle_, 0, SEEK_SET) < 0) error_ = errno;
+}
+
+FolderReader::~FolderReader() = default;
+
+const FolderEntry* FolderReader::Next() {
+  while (!error_) {
+    if (at_ == used_) {
+      const ssize_t got = Retry([&] { return getdents64(handle_, buffer_.get(), kListingBuffer); });
+      if (got <= 0) {
+        if (got < 0) error_ = errno;
+        return nullptr;
+      }
+      used_ = static_cast<std::size_t>(got);
+      at_ = 0;
+    }
+    const auto* raw = reinterpret_cast<const dirent64*>(buffer_.get() + at_);
+    at_ += raw->d_reclen;
+    const std::string_view name = raw->d_name;
+    if (name == "." || name == "..") continue;
+    switch (raw->d_type) {
+      case DT_REG:
+        entry_.Kind = FileKind::File;
+        break;
+      case DT_DIR:
+        entry_.Kind = FileKind::Folder;
+        break;
+      case DT_LNK:
+        entry_.Kind = FileKind::Link;
+        break;
+      case DT_UNKNOWN: {
+        const Result<FileStatus> status = posix::StatusAt(handle_, raw->d_name);
+        if (!status && status.Error == ENOENT) continue;
+        entry_.Kind = status ? status->Kind : FileKind::Special;
+        break;
+      }
+      default:
+        entry_.Kind = FileKind::Special;
+        break;
+    }
+    entry_.Name = FromUtf8(name);
+    return &entry_;
+  }
+  return nullptr;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,102 @@
+#include "platform/folders.h"
+
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "base/text.h"
+#include "platform/files.h"
+
+namespace kavrel {
+
+namespace {
+
+/// An environment variable; empty when it is not set.
+std::u16string Variable(const char* name) {
+  const char* value = getenv(name);
+  return value ? FromUtf8(value) : std::u16string();
+}
+
+/// The folder that a variable of the desktop's conventions names, else `fallback` in the home
+/// folder. The conventions tell to ignore a relative path.
+std::u16string BaseFolder(const char* name, std::u16string_view fallback) {
+  std::u16string folder = Variable(name);
+  if (!folder.starts_with(u'/')) (folder = HomeFolder()) += fallback;
+  if (folder.ends_with(u'/')) folder.pop_back();
+  return folder;
+}
+
+/// The folder that the user chose for everything; empty when there is none.
+std::u16string ChosenHome(std::u16string_view home) {
+  std::u16string folder = AbsolutePath(home.empty() ? Variable("KAVREL_HOME") : home);
+  while (folder.size() > 1 && folder.ends_with(u'/')) folder.pop_back();
+  return folder;
+}
+
+/// The executable's folder when it is a portable installation; else empty.
+std::u16string PortableFolder() {
+  char* path = realpath("/proc/self/exe", nullptr);
+  if (!path) return {};
+  std::string folder(path);
+  free(path);
+  folder.erase(folder.rfind('/'));
+  struct stat found;
+  const bool portable = stat((folder + "/Backup.rtm").c_str(), &found) == 0 &&
+                        access((folder + "/").c_str(), W_OK) == 0;
+  return portable ? FromUtf8(folder) : std::u16string();
+}
+
+}  // namespace
+
+std::optional<std::u16string> ProgramFolder(std::u16string_view home) {
+  std::u16string folder = ChosenHome(home);
+  if (folder.empty()) folder = PortableFolder();
+  if (folder.empty()) folder = BaseFolder("XDG_DATA_HOME", u".local/share") + u"/Kavrel";
+  // Drives and shares are found below the program folder; it cannot lie on one.
+  if (!folder.starts_with(u'/') || !FileSystem({}).MakeFolders(folder)) return std::nullopt;
+  return folder;
+}
+
+std::u16string SettingsFile(std::u16string_view home) {
+  const std::u16string folder = ChosenHome(home);
+  if (!folder.empty()) return folder + u"/Settings.ini";
+  return BaseFolder("XDG_CONFIG_HOME", u".config") + u"/Quenlor/Settings.ini";
+}
+
+std::u16string HomeFolder() {
+  std::u16string home = Variable("HOME");
+  if (!home.starts_with(u'/')) {
+    std::vector<char> buffer(65536);
+    passwd entry;
+    passwd* found = nullptr;
+    getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found);
+    home = found && found->pw_dir ? FromUtf8(found->pw_dir) : std::u16string();
+  }
+  if (!home.ends_with(u'/')) home += u'/';
+  return home;
+}
+
+std::u16string AbsolutePath(std::u16string_view path) {
+  const bool drive =
+      path.size() >= 2 && path[1] == u':' && ToLower(path[0]) >= u'a' && ToLower(path[0]) <= u'z';
+  if (path.empty() || path[0] == u'/' || drive || path.starts_with(u"\\\\") ||
+      StartsWithNoCase(path, u"ftp://")) {
+    return std::u16string(path);
+  }
+  if (path == u"~" || path.starts_with(u"~/")) {
+    return HomeFolder() += path.substr(std::min<std::size_t>(path.size(), 2));
+  }
+  // "." and ".." stay: what they mean behind a link, only the system can tell.
+  char* current = getcwd(nullptr, 0);
+  if (!current) return std::u16string(path);
+  std::u16string folder = FromUtf8(current);
+  free(current);
+  if (!folder.ends_with(u'/')) folder += u'/';
+  return folder += path;
+}
+
+}  // namespace kavrel

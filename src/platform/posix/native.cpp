@@ -1,0 +1,134 @@
+#include "platform/posix/native.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "base/text.h"
+
+namespace kavrel::posix {
+
+void Handle::CloseHandle(int value) {
+  if (value >= 0) close(value);
+}
+
+std::string NativeName(std::u16string_view name) {
+  std::string bytes = ToUtf8(name);
+  if (bytes == "." || bytes == ".." || bytes.find('/') != std::string::npos ||
+      bytes.find('\0') != std::string::npos) {
+    bytes.clear();
+  }
+  return bytes;
+}
+
+FileStatus ToStatus(const struct statx& from, std::string_view name) {
+  FileStatus status;
+  const auto time = [](const statx_timestamp& t) {
+    return FileTime{t.tv_sec, static_cast<std::int32_t>(t.tv_nsec)};
+  };
+  switch (from.stx_mode & S_IFMT) {
+    case S_IFREG:
+      status.Kind = FileKind::File;
+      break;
+    case S_IFDIR:
+      status.Kind = FileKind::Folder;
+      break;
+    case S_IFLNK:
+      status.Kind = FileKind::Link;
+      break;
+    default:
+      status.Kind = FileKind::Special;
+      break;
+  }
+  status.Mode = from.stx_mode & 07777U;
+  if (status.Kind != FileKind::Link && !(status.Mode & S_IWUSR)) {
+    status.Attributes |= kAttrReadOnly;
+  }
+  if (name.starts_with('.')) status.Attributes |= kAttrHidden;
+  status.Attributes |= status.Kind == FileKind::Folder ? kAttrDirectory : kAttrArchive;
+  status.Owner = from.stx_uid;
+  status.Group = from.stx_gid;
+  status.Size = from.stx_size;
+  status.Allocated = from.stx_blocks * 512;
+  status.Created = time((from.stx_mask & STATX_BTIME) ? from.stx_btime : from.stx_mtime);
+  status.Accessed = time(from.stx_atime);
+  status.Written = time(from.stx_mtime);
+  status.Device = (std::uint64_t{from.stx_dev_major} << 32) | from.stx_dev_minor;
+  status.Id = from.stx_ino;
+  return status;
+}
+
+Result<FileStatus> StatusAt(int handle, const char* name) {
+  struct statx found;
+  const int flags = AT_SYMLINK_NOFOLLOW | (*name ? 0 : AT_EMPTY_PATH);
+  if (Retry([&] { return statx(handle, name, flags, STATX_BASIC_STATS | STATX_BTIME, &found); }) !=
+      0) {
+    return Result<FileStatus>::Fail(errno);
+  }
+  return {ToStatus(found, name), 0};
+}
+
+ErrorCode RenameAt(int from_folder, const char* from, int to_folder, const char* to) {
+  if (renameat2(from_folder, from, to_folder, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  // A file system without that flag: look first, which is as good as it gets there.
+  if (StatusAt(to_folder, to)) return EEXIST;
+  return renameat(from_folder, from, to_folder, to) == 0 ? 0 : errno;
+}
+
+ErrorCode SetTimesOf(int handle, const FileStatus& from) {
+  const timespec times[2] = {{from.Accessed.Seconds, from.Accessed.Nanoseconds},
+                             {from.Written.Seconds, from.Written.Nanoseconds}};
+  return Retry([&] { return futimens(handle, times); }) == 0 ? 0 : errno;
+}
+
+namespace {
+
+void CarryExtendedAttributes(int to, int source) {
+  const ssize_t needed = flistxattr(source, nullptr, 0);
+  if (needed <= 0) return;
+  std::vector<char> names(static_cast<std::size_t>(needed));
+  const ssize_t length = flistxattr(source, names.data(), names.size());
+  std::vector<char> value;
+  for (ssize_t at = 0; at < length;) {
+    const char* name = names.data() + at;
+    at += static_cast<ssize_t>(std::string_view(name).size()) + 1;
+    const ssize_t size = fgetxattr(source, name, nullptr, 0);
+    if (size < 0) continue;
+    value.resize(static_cast<std::size_t>(size));
+    const ssize_t got = fgetxattr(source, name, value.data(), value.size());
+    // Not every attribute may be set by every user or on every file system.
+    if (got >= 0) fsetxattr(to, name, value.data(), static_cast<std::size_t>(got), 0);
+  }
+}
+
+}  // namespace
+
+ErrorCode CarryAttributes(int to, int source, const FileStatus& from) {
+  const Result<FileStatus> current = StatusAt(to, "");
+  if (!current) return current.Error;
+  mode_t mode = from.Mode;
+  mode_t present = current->Mode;
+  if (current->Owner != from.Owner || current->Group != from.Group) {
+    // The system clears the set-id bits when the owner changes; for a file that could not be
+    // given to its owner they must not be set, they would lend the wrong user's rights.
+    if (fchown(to, from.Owner, from.Group) != 0) {
+      if (fchown(to, static_cast<uid_t>(-1), from.Group) != 0) mode &= ~static_cast<mode_t>(06000);
+      mode &= ~static_cast<mode_t>(S_ISUID);
+    }
+    present &= ~static_cast<mode_t>(06000);
+  }
+  CarryExtendedAttributes(to, source);
+  if (mode == present) return 0;
+  if (Retry([&] { return fchmod(to, mode); }) == 0) return 0;
+  const ErrorCode error = errno;
+  const bool refused = error == EPERM || error == EOPNOTSUPP || error == ENOSYS;
+  return refused && (mode & S_IWUSR) == (present & S_IWUSR) ? 0 : error;
+}
+
+}  // namespace kavrel::posix

@@ -1,0 +1,117 @@
+#include "platform/process.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "base/text.h"
+#include "platform/posix/native.h"
+
+namespace kavrel {
+
+using posix::Handle;
+using posix::Retry;
+
+namespace {
+
+std::string LockPath(std::u16string_view program_folder) {
+  return ToUtf8(program_folder) + "/Kavrel.lock";
+}
+
+/// A lock on the whole file that belongs to the open file, not to the process. Unlike flock it can
+/// be asked for without being taken, so a question never stands in another process's way.
+struct flock WholeFile() {
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  return lock;
+}
+
+// A signal handler reaches nothing but a global.
+std::atomic<bool> interrupt_requested{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void NoteInterrupt(int signal_number) {
+  const bool repeated = interrupt_requested.exchange(true);
+  // A closing terminal may send its hang-up twice; only the other two are somebody insisting.
+  if (!repeated || signal_number == SIGHUP) return;
+  signal(signal_number, SIG_DFL);
+  raise(signal_number);
+}
+
+}  // namespace
+
+ProcessLock::~ProcessLock() {
+  Release();
+}
+
+bool ProcessLock::TryAcquire(std::u16string_view program_folder, std::u16string_view purpose) {
+  Release();
+  const std::string path = LockPath(program_folder);
+  const int file = Retry([&] {
+    return open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+  });
+  if (file < 0) return false;
+  struct flock lock = WholeFile();
+  if (fcntl(file, F_OFD_SETLK, &lock) != 0) {
+    close(file);
+    return false;
+  }
+  handle_ = file;
+  // The lock counts, not the note: on a full disk only the answer of Holder is the poorer.
+  const std::string note = ToUtf8(purpose) + " (process " + std::to_string(getpid()) + ")";
+  if (ftruncate(file, 0) == 0) {
+    Retry([&] { return pwrite(file, note.data(), note.size(), 0); });
+  }
+  return true;
+}
+
+void ProcessLock::Release() {
+  if (handle_ < 0) return;
+  // The file itself stays: were it removed, two processes could each lock a file of that name.
+  close(handle_);
+  handle_ = -1;
+}
+
+std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
+  const std::string path = LockPath(program_folder);
+  const Handle file(
+      Retry([&] { return open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
+  struct flock lock = WholeFile();
+  if (!file || fcntl(file.Get(), F_OFD_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) return {};
+  std::string note(4096, '\0');
+  const ssize_t length = Retry([&] { return read(file.Get(), note.data(), note.size()); });
+  note.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+  return note.empty() ? u"(process ?)" : FromUtf8(note);
+}
+
+void RaiseOpenFileLimit() {
+  // Far deeper than any tree; programs that we start may walk through all their numbers.
+  constexpr rlim_t kEnough = 65536;
+  rlimit limit;
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kEnough) return;
+  limit.rlim_cur = std::min(limit.rlim_max, kEnough);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void WatchForInterrupt() {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    // What was ignored when we were started (by nohup, say) stays ignored.
+    if (sigaction(number, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+    action = {};
+    action.sa_handler = NoteInterrupt;
+    action.sa_flags = SA_RESTART;
+    sigaction(number, &action, nullptr);
+  }
+}
+
+bool InterruptRequested() {
+  return interrupt_requested;
+}
+
+}  // namespace kavrel

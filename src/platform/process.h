@@ -1,0 +1,40 @@
+// The process among others.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kavrel {
+
+/// One owner of a program folder at a time. The lock dies with the process that holds it, however
+/// that ends.
+class ProcessLock {
+ public:
+  ProcessLock() = default;
+  ProcessLock(const ProcessLock&) = delete;
+  ProcessLock& operator=(const ProcessLock&) = delete;
+  ~ProcessLock();
+
+  /// Takes the lock file "Kavrel.lock" of the folder (a host path of the program folder) at once
+  /// or not at all, and notes `purpose` in it. True when this object holds the lock.
+  bool TryAcquire(std::u16string_view program_folder, std::u16string_view purpose);
+  void Release();
+  bool Held() const { return handle_ >= 0; }
+
+  /// Who holds the lock of this folder: "purpose (process 123)"; empty when nobody does.
+  static std::u16string Holder(std::u16string_view program_folder);
+
+ private:
+  int handle_ = -1;
+};
+
+/// Lets the process open as many files as the system allows it to: a walk keeps two folders open
+/// for each level of the tree.
+void RaiseOpenFileLimit();
+
+/// Asks for the calm end of the work in progress: the first interrupt (Ctrl-C, SIGTERM) is only
+/// noted, the second ends the process at once.
+void WatchForInterrupt();
+bool InterruptRequested();
+
+}  // namespace kavrel

@@ -1,0 +1,30 @@
+// The user's settings: named texts in one INI file. Values are read when asked for and written at
+// once, whole and atomically, with whatever else stands in the file kept.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kavrel {
+
+class FileSystem;
+
+/// The section [Settings] of a UTF-8 INI file. Names are compared without regard to letter case.
+class SettingsStore {
+ public:
+  /// `file_system` must outlive the store; the file need not exist.
+  SettingsStore(const FileSystem& file_system, std::u16string path);
+
+  /// Nothing when the file or the value is missing.
+  std::optional<std::u16string> Get(std::u16string_view name) const;
+  /// False when the file could not be written; it is then as it was. Line breaks are not allowed
+  /// in a value and are written as blanks.
+  bool Set(std::u16string_view name, std::u16string_view value);
+
+ private:
+  const FileSystem& file_system_;
+  std::u16string path_;
+};
+
+}  // namespace kavrel

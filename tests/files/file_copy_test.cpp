@@ -1,0 +1,241 @@
+#include "files/file_copy.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include "base/text.h"
+#include "support/recording_host.h"
+#include "support/set_clock.h"
+#include "support/temp_folder.h"
+#include "support/unprivileged.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class FileCopyTest : public testing::Test {
+ protected:
+  TempFolder temp_;
+  fs::path from_ = temp_.DriveC() / "a.bin", to_ = temp_.DriveD() / "a.bin";
+  RunState state_;
+  SetClock clock_{2009, 9, 23, 15, 4, 5};
+  RecordingHost host_;
+  CopyContext context_{state_, clock_, &host_, nullptr};
+
+  CopyResult Copy() {
+    return CopyFileShown(context_, temp_.Files(), GetFileInfo(temp_.Files(), state_, u"C:\\a.bin"),
+                         GetFileInfo(temp_.Files(), state_, u"D:\\a.bin"));
+  }
+
+  /// Fails unless the destination folder holds exactly this one file with this content.
+  void ExpectOnlyDestination(std::string_view content) {
+    EXPECT_EQ(ReadTestFile(to_), content);
+    EXPECT_EQ(std::distance(fs::directory_iterator(temp_.DriveD()), fs::directory_iterator()), 1);
+  }
+
+  static std::string Pattern(std::size_t size) {
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 31 + i / 4096);
+    return bytes;
+  }
+};
+
+TEST_F(FileCopyTest, CarriesContentTimesAndPermissionsAndReportsEveryBlock) {
+  for (const std::size_t size : {0, 1, 131071, 131072, 131073, 400000}) {
+    SCOPED_TRACE(size);
+    fs::remove(to_);
+    host_.Calls.clear();
+    WriteTestFile(from_, Pattern(size));
+    ASSERT_EQ(chmod(from_.c_str(), 0640), 0);
+    SetWritten(from_, {1253718245, 123456789});
+
+    const CopyResult result = Copy();
+    EXPECT_FALSE(result.Failed || result.Warning) << ToUtf8(result.Message);
+    EXPECT_EQ(result.BytesCopied, size);
+    EXPECT_EQ(state_.LastApiError, 0);
+    EXPECT_EQ(ReadTestFile(to_), Pattern(size));
+    const FileStatus copied = *temp_.Files().Status(u"D:\\a.bin");
+    EXPECT_EQ(copied.Written, (FileTime{1253718245, 123456789}));
+    EXPECT_EQ(copied.Mode, 0640U);
+
+    std::vector<std::uint64_t> expected{0};
+    for (std::size_t done = 131072; done <= size; done += 131072) expected.push_back(done);
+    if (size % 131072) expected.push_back(size);
+    expected.push_back(size);
+    std::vector<std::uint64_t> reported;
+    for (const auto& call : host_.Calls) {
+      EXPECT_EQ(call.Total, size);
+      reported.push_back(call.Done);
+    }
+    EXPECT_EQ(reported, expected);
+  }
+}
+
+TEST_F(FileCopyTest, WithoutASinkPumpsBeforeAndAfterEveryFifthBlock) {
+  WriteTestFile(from_, Pattern(131072 * 11));
+  context_.Sink = nullptr;
+  context_.Pump = &host_;
+  EXPECT_FALSE(Copy().Failed);
+  EXPECT_EQ(host_.Pumps, 1 + 1 + 2);
+}
+
+TEST_F(FileCopyTest, CancelLeavesTheOldDestinationWholeUnderItsName) {
+  WriteTestFile(from_, Pattern(1000000));
+  WriteTestFile(to_, "old content");
+  bool set_aside = false;
+  host_.AtProgress = [&](std::uint64_t, std::uint64_t done) {
+    set_aside = ReadTestFile(temp_.DriveD() / "pt23150405.tmp") == "old content";
+    if (done >= 262144) state_.CancelRequested = true;
+  };
+  const CopyResult result = Copy();
+  EXPECT_TRUE(set_aside);
+  EXPECT_TRUE(result.Failed);
+  EXPECT_EQ(result.Message, u"User Abort");
+  EXPECT_EQ(state_.LastApiError, -1);
+  ExpectOnlyDestination("old content");
+}
+
+TEST_F(FileCopyTest, ReplacesAnExistingFileEvenAReadOnlyOneAndLeavesNoTemporary) {
+  WriteTestFile(from_, "new");
+  ASSERT_EQ(chmod(from_.c_str(), 0444), 0);
+  WriteTestFile(to_, "old");
+  ASSERT_EQ(chmod(to_.c_str(), 0444), 0);
+  // The first temporary name is a user's own file already.
+  WriteTestFile(temp_.DriveD() / "pt23150405.tmp", "a user's");
+  EXPECT_FALSE(Copy().Failed);
+  EXPECT_EQ(ReadTestFile(temp_.DriveD() / "pt23150405.tmp"), "a user's");
+  fs::remove(temp_.DriveD() / "pt23150405.tmp");
+  ExpectOnlyDestination("new");
+  EXPECT_EQ(temp_.Files().Status(u"D:\\a.bin")->Attributes & kAttrReadOnly, kAttrReadOnly);
+}
+
+TEST_F(FileCopyTest, ShrunkenSourceFailsAndGrownSourceIsCopiedToItsKnownSize) {
+  WriteTestFile(to_, "old");
+  WriteTestFile(from_, Pattern(300000));
+  host_.AtProgress = [&](std::uint64_t, std::uint64_t) { fs::resize_file(from_, 200000); };
+  CopyResult result = Copy();
+  EXPECT_TRUE(result.Failed);
+  EXPECT_TRUE(result.Message.starts_with(u"Could Not Read Source File ("))
+      << ToUtf8(result.Message);
+  EXPECT_TRUE(result.Message.ends_with(u"): C:\\a.bin"));
+  ExpectOnlyDestination("old");
+
+  WriteTestFile(from_, Pattern(300000));
+  host_.AtProgress = [&](std::uint64_t, std::uint64_t) { fs::resize_file(from_, 900000); };
+  result = Copy();
+  EXPECT_FALSE(result.Failed);
+  EXPECT_EQ(ReadTestFile(to_), Pattern(300000));
+}
+
+TEST_F(FileCopyTest, FailedWriteRemovesThePartAndPutsTheOldFileBack) {
+  WriteTestFile(from_, Pattern(1000000));
+  WriteTestFile(to_, "old");
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto handler = signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{200000, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const CopyResult result = Copy();
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, handler);
+  EXPECT_TRUE(result.Failed);
+  EXPECT_EQ(result.Message,
+            u"Could Not Write Destination File (錯誤：27 - File too large): D:\\a.bin");
+  ExpectOnlyDestination("old");
+}
+
+TEST_F(FileCopyTest, UnreadableSourceIsTriedAgainAfterASecondAndNothingIsWritten) {
+  WriteTestFile(from_, "secret");
+  ASSERT_EQ(chmod(from_.c_str(), 0), 0);
+  WriteTestFile(to_, "old");
+  fs::permissions(temp_.Root(), fs::perms::all);
+  const std::uint64_t before = clock_.TickCount();
+  const Unprivileged user;
+  const CopyResult result = Copy();
+  EXPECT_TRUE(result.Failed);
+  EXPECT_EQ(result.Message,
+            u"Could Not Open Source File (錯誤：13 - Permission denied): C:\\a.bin");
+  EXPECT_EQ(clock_.TickCount() - before, 1000U);
+  ExpectOnlyDestination("old");
+}
+
+TEST_F(FileCopyTest, ReadOnlyDestinationFolderFailsWithItsPath) {
+  WriteTestFile(from_, "x");
+  WriteTestFile(to_, "old");
+  ASSERT_EQ(chmod(to_.parent_path().c_str(), 0555), 0);
+  fs::permissions(temp_.Root(), fs::perms::all);
+  const Unprivileged user;
+  const CopyResult result = Copy();
+  EXPECT_TRUE(result.Failed);
+  EXPECT_TRUE(result.Message.starts_with(u"Could Not Open Destination File ("))
+      << ToUtf8(result.Message);
+  ExpectOnlyDestination("old");
+}
+
+TEST_F(FileCopyTest, FolderInTheDestinationsPlaceIsLeftAlone) {
+  WriteTestFile(from_, "x");
+  WriteTestFile(to_ / "inside", "kept");
+  EXPECT_TRUE(Copy().Failed);
+  EXPECT_EQ(ReadTestFile(to_ / "inside"), "kept");
+}
+
+TEST_F(FileCopyTest, LinksAreCopiedAsLinksAndNeverFollowed) {
+  WriteTestFile(temp_.Root() / "outside", "precious");
+  fs::create_symlink("nowhere/at all", from_);
+  SetWritten(from_, {1253718245, 5});
+  fs::create_symlink(temp_.Root() / "outside", to_);
+  EXPECT_FALSE(Copy().Failed);
+  EXPECT_EQ(fs::read_symlink(to_), "nowhere/at all");
+  EXPECT_EQ(temp_.Files().Status(u"D:\\a.bin")->Written, (FileTime{1253718245, 5}));
+
+  fs::remove(from_);
+  fs::remove(to_);
+  WriteTestFile(from_, "file");
+  fs::create_symlink(temp_.Root() / "outside", to_);
+  EXPECT_FALSE(Copy().Failed);
+  EXPECT_FALSE(fs::is_symlink(to_));
+  EXPECT_EQ(ReadTestFile(temp_.Root() / "outside"), "precious");
+  ExpectOnlyDestination("file");
+}
+
+TEST_F(FileCopyTest, HolesStayHoles) {
+  WriteTestFile(from_, "start");
+  fs::resize_file(from_, 5000000);
+  {
+    FILE* file = fopen(from_.c_str(), "r+");
+    ASSERT_TRUE(file);
+    fseek(file, 3000001, SEEK_SET);
+    fputs("middle", file);
+    fclose(file);
+  }
+  EXPECT_FALSE(Copy().Failed);
+  EXPECT_EQ(ReadTestFile(to_), ReadTestFile(from_));
+  EXPECT_LT(temp_.Files().Status(u"D:\\a.bin")->Allocated, 500000U);
+  EXPECT_LT(host_.Calls.size(), 12U);
+}
+
+TEST_F(FileCopyTest, ExtendedAttributesComeAlongWhereTheFileSystemKeepsThem) {
+  WriteTestFile(from_, "x");
+  if (setxattr(from_.c_str(), "user.kavrel", "value", 5, 0) != 0) {
+    GTEST_SKIP() << "no extended attributes in the temporary folder";
+  }
+  EXPECT_FALSE(Copy().Failed);
+  char value[16] = {};
+  EXPECT_EQ(getxattr(to_.c_str(), "user.kavrel", value, sizeof value), 5);
+}
+
+TEST_F(FileCopyTest, FtpAddressesCopyNothingAndDoNotFail) {
+  const CopyResult result =
+      CopyFileShown(context_, temp_.Files(), GetFileInfo(temp_.Files(), state_, u"ftp://host/a"),
+                    GetFileInfo(temp_.Files(), state_, u"D:\\a.bin"));
+  EXPECT_FALSE(result.Failed);
+  EXPECT_FALSE(fs::exists(to_));
+}
+
+}  // namespace
+}  // namespace kavrel
