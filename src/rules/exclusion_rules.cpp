@@ -1,0 +1,183 @@
+#include "rules/exclusion_rules.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "base/wildcard.h"
+#include "files/path.h"
+#include "platform/code_page.h"
+#include "platform/files.h"
+#include "rules/default_files.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::size_t kShortestFile = 10;
+constexpr std::u16string_view kEverything = u"*";
+
+std::u16string RulesFile(const FileSystem& file_system) {
+  return JoinPath(file_system.ProgramFolder(), u"Exc.txt");
+}
+
+std::u16string OrEverything(std::u16string_view field) {
+  field = Trim(field);
+  return std::u16string(field.empty() ? kEverything : field);
+}
+
+void MakeMatchForms(ExclusionRule& rule) {
+  rule.DriveMatch = ToLower(rule.Drive);
+  rule.FolderMatch = NormalizeFolderPattern(rule.Folder);
+  rule.FileMatch = ToLower(rule.File);
+}
+
+/// Reads one rule line; false when it has too few fields. `enabled` is the state of the rule
+/// before it, which a field that is no boolean takes over.
+bool ReadRule(std::u16string_view line, bool enabled, ExclusionRule& rule) {
+  const std::vector<std::u16string_view> fields = Split(line, u'\t');
+  if (fields.size() < 5) return false;
+  rule.Desc = Trim(fields[0]);
+  rule.Enabled = ParseBool(fields[1]).value_or(enabled);
+  rule.Drive = OrEverything(fields[2]);
+  rule.Folder = Trim(fields[3]);
+  rule.File = OrEverything(fields[4]);
+  MakeMatchForms(rule);
+  return true;
+}
+
+bool Matches(std::u16string_view text, std::u16string_view pattern) {
+  return pattern == kEverything || MatchesPattern(text, pattern);
+}
+
+/// A file without any rule must not be shorter than what counts as damaged.
+constexpr std::u16string_view kNoRulesLine = u"# no rules";
+
+}  // namespace
+
+std::u16string NormalizeFolderPattern(std::u16string_view pattern) {
+  std::u16string form = ToLower(Trim(pattern));
+  if (form == u"\\" || form == kEverything) return form;
+  const auto is_edge = [](char16_t c) { return c == u'\\' || c == u'*'; };
+  if (form.empty() || !is_edge(form.front())) form.insert(0, u"*\\");
+  if (!is_edge(form.back())) form += u"\\*";
+  return form;
+}
+
+ExclusionRule SplitRulePath(std::u16string_view path, const MountPointOf& mount_point) {
+  ExclusionRule parts;
+  std::u16string rest(path);
+  if (path.size() >= 2 && path[1] == u':') {
+    parts.Drive = path.substr(0, 2);
+  } else if (path.starts_with(u"\\\\")) {
+    parts.Drive = path.substr(0, path.find(u'\\', 2));
+  } else if (IsPosixPath(path)) {
+    if (mount_point) parts.Drive = mount_point(path);
+    // Rules speak backslash; one that belongs to a name must not pass for a separator.
+    for (char16_t& c : rest) c = c == u'/' ? u'\\' : c == u'\\' ? u'/' : c;
+  }
+  rest.erase(0, parts.Drive.size());
+  const std::size_t last = rest.rfind(u'\\');
+  parts.Folder = last == rest.npos ? u"" : rest.substr(0, last + 1);
+  parts.File = last == rest.npos ? rest : rest.substr(last + 1);
+  MakeMatchForms(parts);
+  return parts;
+}
+
+ExclusionSet::ExclusionSet(const FileSystem& file_system, MountPointOf mount_point)
+    : file_system_(file_system), mount_point_(std::move(mount_point)) {}
+
+bool ExclusionSet::OpenExclusionFile(std::u16string& text) const {
+  const std::u16string path = RulesFile(file_system_);
+  Result<std::string> bytes = file_system_.ReadWhole(path);
+  // A file that is there but cannot be read may hold the user's rules: it is not replaced.
+  const bool missing = bytes ? bytes->size() < kShortestFile : bytes.Error == ENOENT;
+  if (missing && WriteDefaultFile(file_system_, "EXCLUSIONS", path)) {
+    bytes = file_system_.ReadWhole(path);
+  }
+  if (!bytes) return false;
+  text = DecodeTextFile(*bytes);
+  return true;
+}
+
+void ExclusionSet::LoadExclusions() {
+  header_lines_.clear();
+  rules_.clear();
+  folder_rules_.clear();
+  std::u16string text;
+  if (!OpenExclusionFile(text)) return;
+  bool enabled = false, in_header = true;
+  for (std::u16string_view rest = text; !rest.empty();) {
+    const std::size_t end = rest.find(u'\n');
+    std::u16string_view line = rest.substr(0, end);
+    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+    if (line.ends_with(u'\r')) line.remove_suffix(1);
+    const std::u16string_view trimmed = Trim(line);
+    if (trimmed.empty() || trimmed[0] == u'#' || trimmed[0] == u';') {
+      if (in_header) header_lines_.emplace_back(line);
+      continue;
+    }
+    in_header = false;
+    ExclusionRule rule;
+    if (!ReadRule(trimmed, enabled, rule)) continue;
+    enabled = rule.Enabled;
+    if (rule.File == kEverything) folder_rules_.push_back(rules_.size());
+    rules_.push_back(std::move(rule));
+  }
+}
+
+bool ExclusionSet::SaveExclusions(const std::vector<ExclusionRule>& rules) {
+  std::u16string text;
+  for (const std::u16string& line : header_lines_) text += line + u"\r\n";
+  for (const ExclusionRule& rule : rules) {
+    std::u16string folder = OrEverything(rule.Folder);
+    if (folder != kEverything && !folder.ends_with(u'\\')) folder += u'\\';
+    text += ReplaceAll(rule.Desc, u"\t", u" ") + (rule.Enabled ? u"\tTrue\t" : u"\tFalse\t") +
+            OrEverything(rule.Drive) + u"\t" + folder + u"\t" + OrEverything(rule.File) + u"\r\n";
+  }
+  if (text.size() < kShortestFile) text += std::u16string(kNoRulesLine) + u"\r\n";
+  if (file_system_.ReplaceWhole(RulesFile(file_system_), EncodeTextFile(text)) != 0) return false;
+  LoadExclusions();
+  return true;
+}
+
+bool ExclusionSet::RestoreDefaults() {
+  if (!WriteDefaultFile(file_system_, "EXCLUSIONS", RulesFile(file_system_))) return false;
+  LoadExclusions();
+  return true;
+}
+
+bool ExclusionSet::IsFileExcluded(std::u16string_view path) const {
+  if (!ExcEnabled) return false;
+  path = Trim(path);
+  if (path.empty()) return true;
+  if (rules_.empty()) return false;
+  const ExclusionRule parts = SplitRulePath(path, mount_point_);
+  return std::any_of(rules_.begin(), rules_.end(), [&](const ExclusionRule& rule) {
+    return rule.Enabled && Matches(parts.FileMatch, rule.FileMatch) &&
+           Matches(parts.DriveMatch, rule.DriveMatch) &&
+           Matches(parts.FolderMatch, rule.FolderMatch);
+  });
+}
+
+bool ExclusionSet::IsFolderExcluded(std::u16string_view folder) const {
+  if (!ExcEnabled || folder_rules_.empty()) return false;
+  const ExclusionRule parts = SplitRulePath(AddBackslash(folder), mount_point_);
+  return std::any_of(folder_rules_.begin(), folder_rules_.end(), [&](std::size_t i) {
+    const ExclusionRule& rule = rules_[i];
+    return rule.Enabled && Matches(parts.DriveMatch, rule.DriveMatch) &&
+           Matches(parts.FolderMatch, rule.FolderMatch);
+  });
+}
+
+std::u16string CheckInvalidChars(std::u16string_view value, std::u16string_view forbidden) {
+  value = Trim(value);
+  if (value.empty()) return u"檔案或資料夾並未設定";
+  for (const char16_t c : forbidden) {
+    if (value.find(c) != value.npos) return std::u16string(u"Invalid Character - ") + c;
+  }
+  return {};
+}
+
+}  // namespace kavrel

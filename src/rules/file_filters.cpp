@@ -1,0 +1,66 @@
+#include "rules/file_filters.h"
+
+#include <cerrno>
+
+#include "base/text.h"
+#include "base/wildcard.h"
+#include "files/path.h"
+#include "platform/code_page.h"
+#include "platform/files.h"
+#include "rules/default_files.h"
+
+namespace kavrel {
+
+namespace {
+
+std::u16string FilterFile(const FileSystem& file_system) {
+  return JoinPath(file_system.ProgramFolder(), u"FileType.txt");
+}
+
+}  // namespace
+
+FilterTable::FilterTable(const FileSystem& file_system) : file_system_(file_system) {}
+
+void FilterTable::LoadFilters() {
+  Entries = {{u"所有檔案 (*.*)", u"*.*"}};
+  const std::u16string path = FilterFile(file_system_);
+  Result<std::string> bytes = file_system_.ReadWhole(path);
+  // Only a missing file is made anew: one that cannot be read may hold the user's lists.
+  if (bytes.Error == ENOENT && WriteDefaultFile(file_system_, "FILEFILTERS", path)) {
+    bytes = file_system_.ReadWhole(path);
+  }
+  if (!bytes) return;
+  const std::u16string text = DecodeTextFile(*bytes);
+  for (std::u16string_view line : Split(text, u'\n')) {
+    if (line.ends_with(u'\r')) line.remove_suffix(1);
+    if (line.starts_with(u'#') || line.starts_with(u';')) continue;
+    const std::vector<std::u16string_view> fields = Split(line, u'\t');
+    if (fields.size() < 2) continue;
+    Entries.push_back({std::u16string(fields[0]), std::u16string(fields[1])});
+  }
+}
+
+int FilterTable::SaveFilters() const {
+  std::u16string text;
+  for (std::size_t i = 1; i < Entries.size(); ++i) {
+    const FileFilter& entry = Entries[i];
+    if (!entry.Name.empty() && !entry.Patterns.empty()) {
+      text += entry.Name + u"\t" + entry.Patterns + u"\r\n";
+    }
+  }
+  return file_system_.ReplaceWhole(FilterFile(file_system_), EncodeTextFile(text));
+}
+
+std::vector<std::u16string_view> SplitPatterns(std::u16string_view list) {
+  return Split(list, u';');
+}
+
+bool MatchesPatternList(std::u16string_view name, std::u16string_view list) {
+  if (Trim(list).empty()) return true;
+  for (const std::u16string_view pattern : SplitPatterns(list)) {
+    if (MatchesPattern(name, pattern == u"*.*" ? u"*" : pattern)) return true;
+  }
+  return false;
+}
+
+}  // namespace kavrel

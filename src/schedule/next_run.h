@@ -1,0 +1,23 @@
+// When a job is next due. Its grid is NextRun plus whole multiples of its interval; both searches
+// move along it, never backwards. Minutes, hours, days and weeks jump, months step.
+#pragma once
+
+#include "core/backup_job.h"
+
+namespace kavrel {
+
+/// Records read from a file may hold anything; a grid that leaves the years up to 9999, or that
+/// does not move forward, counts as one that never ends.
+
+/// One step: minutes, hours, days, weeks, then months added, each on the result of the one before.
+DateTime AddInterval(DateTime time, const BackupJob& job);
+
+/// The first grid time not earlier than `now`; for an enabled job also not on a refused weekday.
+/// A record whose search could never end (no interval that moves, every grid day refused) gives
+/// its NextRun unchanged, at once.
+DateTime NextRunTime(const BackupJob& job, DateTime now);
+
+/// The first grid time later than `now` and not on a refused weekday, enabled or not.
+DateTime NextRunAfterNow(const BackupJob& job, DateTime now);
+
+}  // namespace kavrel
