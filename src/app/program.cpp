@@ -1,0 +1,56 @@
+#include "app/program.h"
+
+#include "files/path.h"
+#include "platform/folders.h"
+#include "schedule/next_run.h"
+
+namespace kavrel {
+
+Program::Program(std::u16string program_folder, std::u16string settings_file, kavrel::Clock& clock,
+                 RunHost& host)
+    : clock_(clock),
+      host_(host),
+      Files(std::move(program_folder)),
+      Settings(SettingsStore(Files, std::move(settings_file))),
+      Store(Files),
+      Exclusions(Files),
+      Filters(Files),
+      Log(Files, clock),
+      ProgramLog(Files, LogRows),
+      Context{Files,      clock, State,   host_,      Store, Settings,
+              Exclusions, Log,   LogRows, ProgramLog, {}} {}
+
+bool Program::Load() {
+  Exclusions.ExcEnabled = Settings.ExcEnabled();
+  Exclusions.LoadExclusions();
+  Filters.LoadFilters();
+  Store.LoadJobs();
+  const bool readable = Store.LastError() == 0;
+  ProgramLog.LoadProgramLog();
+  return readable;
+}
+
+RunOutcome Program::RunJobNow(std::int32_t job_index) {
+  if (State.RunBusy) {
+    State.CancelRequested = true;
+    return RunOutcome::NotStarted;
+  }
+  State.RunBusy = true;
+  const RunOutcome outcome = RunBackupJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)]);
+  host_.RefreshJobRow(job_index);
+  State.CancelRequested = false;
+  State.RunBusy = false;
+  host_.ShowRunPanels(false);
+  ProgramLog.SaveProgramLog();
+  return outcome;
+}
+
+DateTime Program::NextRunTimeOf(const BackupJob& job) {
+  return NextRunTime(job, clock_.Now());
+}
+
+std::u16string Program::DefaultDestination() const {
+  return AddBackslash(JoinPath(HomeFolder(), u"Backup"));
+}
+
+}  // namespace kavrel

@@ -1,0 +1,84 @@
+#include "engine/backup_walk.h"
+
+#include "base/wildcard.h"
+#include "engine/sync_folder.h"
+#include "rules/file_filters.h"
+
+namespace kavrel {
+
+BackupWalk::BackupWalk(RunContext& context, const BackupJob& job)
+    : TreeWalk(context, {job.Source.WorkPath, job.Destination.WorkPath, job.Differential,
+                         job.IncludeSubfolders, u": 備份檔案 (失敗)："}),
+      job_(job) {
+  for (std::u16string_view pattern : SplitPatterns(job.FileTypes)) patterns_.emplace_back(pattern);
+}
+
+bool BackupWalk::EnterFolder() {
+  ++context_.Counters.Folders;
+  if (Cancelled()) return false;
+  if (!context_.Exclusions.IsFolderExcluded(paths_.Source())) return true;
+  LogLine(u"排除資料夾 (成功)：", paths_.Source());
+  ++context_.Counters.ExcludedFolders;
+  return false;
+}
+
+void BackupWalk::BeforeFiles(const FolderPair& pair) {
+  if (job_.Synchronise) SyncFolder(context_, job_, pair, paths_);
+}
+
+void BackupWalk::DestinationFailed() {
+  LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
+}
+
+bool BackupWalk::TakesFile(std::u16string_view name) {
+  if (!context_.Exclusions.ExcEnabled) return true;
+  const std::u16string_view path = paths_.SourceOf(name);
+  if (!context_.Exclusions.IsFileExcluded(path)) return true;
+  LogLine(u": 排除檔案 (成功)：", path);
+  ++context_.Counters.ExcludedFiles;
+  return false;
+}
+
+bool BackupWalk::WithinSizeLimit(const FileStatus& source) const {
+  return !job_.LimitFileSize || source.Kind != FileKind::File ||
+         static_cast<std::int64_t>(source.Size) <= std::int64_t{job_.MaxFileSizeKB} * 1024;
+}
+
+void BackupWalk::HandleFiles(const FolderPair& pair, FolderReader& reader,
+                             std::vector<std::u16string>& subfolders) {
+  if (job_.ExcludeFileTypes) {
+    while (const FolderEntry* entry = reader.Next()) {
+      if (Cancelled()) return;
+      if (entry->Kind == FileKind::Folder) {
+        NoteSubfolder(*entry, subfolders);
+      } else if (!MatchesPatternList(entry->Name, job_.FileTypes)) {
+        HandleFile(pair, entry->Name, entry->Kind);
+      }
+    }
+  } else if (patterns_.size() == 1 && patterns_[0] == kAllFiles) {
+    TreeWalk::HandleFiles(pair, reader, subfolders);
+  } else {
+    HandleByPatterns(pair, reader, subfolders);
+  }
+}
+
+void BackupWalk::HandleByPatterns(const FolderPair& pair, FolderReader& reader,
+                                  std::vector<std::u16string>& subfolders) {
+  // One pass over the folder, a list of finds for each pattern: entries of the first pattern come
+  // first, and a name that two patterns find comes twice.
+  std::vector<std::vector<FolderEntry>> finds(patterns_.size());
+  while (const FolderEntry* entry = reader.Next()) {
+    if (entry->Kind == FileKind::Folder) {
+      NoteSubfolder(*entry, subfolders);
+      continue;
+    }
+    for (std::size_t i = 0; i < patterns_.size(); ++i) {
+      if (MatchesFileMask(entry->Name, patterns_[i])) finds[i].push_back(*entry);
+    }
+  }
+  for (const std::vector<FolderEntry>& found : finds) {
+    for (const FolderEntry& entry : found) HandleFile(pair, entry.Name, entry.Kind);
+  }
+}
+
+}  // namespace kavrel

@@ -1,0 +1,78 @@
+#include "engine/folder_pair.h"
+
+#include <cerrno>
+
+#include "files/path.h"
+
+namespace kavrel {
+
+WalkPaths::WalkPaths(std::u16string_view source, std::u16string_view dest)
+    : source_(AddBackslash(source)), dest_(AddBackslash(dest)) {}
+
+std::u16string_view WalkPaths::SourceOf(std::u16string_view name) {
+  scratch_.assign(source_);
+  scratch_ += name;
+  return scratch_;
+}
+
+WalkPaths::Step::Step(WalkPaths& paths, std::u16string_view name)
+    : paths_(paths), source_length_(paths.source_.size()), dest_length_(paths.dest_.size()) {
+  paths.source_ += name;
+  paths.source_ += PathSeparator(paths.source_);
+  paths.dest_ += name;
+  paths.dest_ += PathSeparator(paths.dest_);
+}
+
+WalkPaths::Step::~Step() {
+  paths_.source_.resize(source_length_);
+  paths_.dest_.resize(dest_length_);
+}
+
+FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
+                    const WalkPaths& paths) {
+  FolderPair pair;
+  Result<Folder> source =
+      parent ? parent->Source.OpenFolder(name) : files.OpenFolder(paths.Source());
+  pair.SourceError = source.Error;
+  if (source) {
+    pair.Source = std::move(*source);
+    const Result<FileStatus> status = pair.Source.Status();
+    pair.SourceStatus = *status;
+    pair.SourceError = status.Error;
+  }
+  if (parent && parent->DestIsNew) {
+    pair.DestError = ENOENT;
+    return pair;
+  }
+  Result<Folder> dest = parent ? parent->Dest.OpenFolder(name) : files.OpenFolder(paths.Dest());
+  pair.DestError = dest.Error;
+  if (dest) pair.Dest = std::move(*dest);
+  return pair;
+}
+
+bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
+                     const WalkPaths& paths, FolderPair& pair) {
+  if (!pair.Dest) {
+    Result<Folder> made = parent ? parent->Dest.MakeFolder(name) : files.MakeFolders(paths.Dest());
+    // EEXIST would hide why what is there could not be opened.
+    pair.DestError = made.Error == EEXIST ? pair.DestError : made.Error;
+    if (!made) return false;
+    pair.Dest = std::move(*made);
+    pair.DestIsNew = true;
+  }
+  // A copy of a read-only folder must take files, too; it gets its permissions when it is done.
+  pair.Dest.MakeWritable();
+  return true;
+}
+
+ErrorCode FinishDestination(const WalkPaths& paths, const FolderPair& pair) {
+  if (!pair.Source) return 0;
+  ErrorCode error = 0;
+  if (!IsRootPath(paths.Source())) {
+    error = pair.Dest.SetAttributes(pair.SourceStatus, pair.Source);
+  }
+  const ErrorCode times_error = pair.Dest.SetTimes(pair.SourceStatus);
+  return times_error ? times_error : error;
+}
+
+}  // namespace kavrel

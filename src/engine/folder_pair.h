@@ -1,0 +1,71 @@
+// The two open folders that a walk is in, and the paths they stand for.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/files.h"
+
+namespace kavrel {
+
+/// A folder on the way from source to destination. `Dest` is closed as long as it does not exist.
+struct FolderPair {
+  Folder Source, Dest;
+  FileStatus SourceStatus;
+  ErrorCode SourceError = 0, DestError = 0;
+  bool DestIsNew = false;  ///< made by this walk: nothing can be in it
+};
+
+/// Which folder it is, whatever path leads to it.
+struct FolderIdentity {
+  std::uint64_t Device = 0, Id = 0;
+  bool Known = false;
+
+  bool Is(const FileStatus& status) const {
+    return Known && status.Device == Device && status.Id == Id;
+  }
+};
+
+/// The paths of both folders, each with its trailing separator. One text each for the whole walk:
+/// a deep tree does not hold a copy of its path for every level.
+class WalkPaths {
+ public:
+  WalkPaths(std::u16string_view source, std::u16string_view dest);
+
+  std::u16string_view Source() const { return source_; }
+  std::u16string_view Dest() const { return dest_; }
+  /// The source path of an entry; valid until the next call.
+  std::u16string_view SourceOf(std::u16string_view name);
+
+  /// Goes into a subfolder for as long as it lives.
+  class Step {
+   public:
+    Step(WalkPaths& paths, std::u16string_view name);
+    ~Step();
+    Step(const Step&) = delete;
+    Step& operator=(const Step&) = delete;
+
+   private:
+    WalkPaths& paths_;
+    std::size_t source_length_, dest_length_;
+  };
+
+ private:
+  std::u16string source_, dest_, scratch_;
+};
+
+/// Opens the source and, where it exists, the destination: of the two root paths without a parent,
+/// else of `name` below the parent's folders.
+FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
+                    const WalkPaths& paths);
+
+/// Makes the destination when it is not open yet and lets the owner write into it. False, with
+/// DestError set, when that fails.
+bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
+                     const WalkPaths& paths, FolderPair& pair);
+
+/// Gives the destination the source's attributes and times, after its content. A source that is a
+/// root keeps its own: they belong to the drive, not to the data.
+ErrorCode FinishDestination(const WalkPaths& paths, const FolderPair& pair);
+
+}  // namespace kavrel

@@ -1,0 +1,34 @@
+// One run of one job from end to end: paths, the walk, the summary, the log row, the job's new
+// times, the saved store.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "engine/run_context.h"
+
+namespace kavrel {
+
+enum class RunOutcome {
+  NotStarted,     ///< a cancel was already pending
+  SourceMissing,  ///< the source folder does not exist: flagged as stopped, nothing logged
+  Ran,            ///< the walk took place; the job's LastRunResult tells the rest
+};
+
+/// Runs the job as a backup. Failures become log lines and counters in the job's LastRunResult; its
+/// LastRun and NextRun move on and the store is saved. While it runs, the host's pump may set the
+/// cancel flag.
+RunOutcome RunBackupJob(RunContext& context, BackupJob& job);
+
+/// 850 gives "850 奈秒", 12345 gives "12.345 秒", 125500 gives "2 分, 5.500 秒".
+std::u16string ElapsedText(std::uint64_t milliseconds);
+
+/// The last component of a folder path; "C" for "C:\".
+std::u16string SourceFolderName(std::u16string_view path);
+
+/// The destination's path as a run of this job would use it now: tags expanded, the source
+/// folder's name appended when the job says so.
+std::u16string ExpandedDestination(const BackupJob& job, Clock& clock);
+
+}  // namespace kavrel

@@ -1,0 +1,77 @@
+// A walk through a source tree, depth first, that carries the open folders of both sides along: for
+// each folder its files first, then its subfolders. What a backup and a restore do differently is
+// in the virtual functions.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/folder_pair.h"
+#include "engine/run_context.h"
+#include "files/file_copy.h"
+
+namespace kavrel {
+
+class TreeWalk {
+ public:
+  virtual ~TreeWalk() = default;
+
+  /// Walks until the tree is exhausted or the run is cancelled. What fails is counted in the
+  /// context and written to its log.
+  void Run() { WalkFolder(nullptr, {}); }
+
+ protected:
+  struct Options {
+    std::u16string_view From, To;
+    bool Compare;  ///< leave files that are the same on both sides
+    bool IncludeSubfolders;
+    std::u16string_view FileFailedText;  ///< before a file's path in the log
+  };
+  /// The context and the texts outlive the walk.
+  TreeWalk(RunContext& context, const Options& options);
+
+  /// Called when the walk comes to a folder; false leaves the folder out.
+  virtual bool EnterFolder() { return true; }
+  /// Called with both folders open, before the destination is made.
+  virtual void BeforeFiles(const FolderPair&) {}
+  virtual void DestinationFailed() {}
+  /// Whether and how often a name takes part: HandleFile is called for each.
+  virtual void HandleFiles(const FolderPair& pair, FolderReader& reader,
+                           std::vector<std::u16string>& subfolders);
+  /// False keeps the file at `path` out.
+  virtual bool TakesFile(std::u16string_view) { return true; }
+  virtual bool WithinSizeLimit(const FileStatus&) const { return true; }
+  /// True when a name may come twice, so that even a new folder may hold it.
+  virtual bool MayRepeat() const { return false; }
+
+  /// One file of the folder: decided, copied, counted.
+  void HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind);
+  void NoteSubfolder(const FolderEntry& entry, std::vector<std::u16string>& subfolders) const {
+    if (options_.IncludeSubfolders) subfolders.push_back(entry.Name);
+  }
+  bool Cancelled() const { return context_.State.CancelRequested; }
+  /// Writes a timed line of the text and what it is about.
+  void LogLine(std::u16string_view text, std::u16string_view what);
+
+  RunContext& context_;
+  WalkPaths paths_;
+
+ private:
+  void WalkFolder(const FolderPair* parent, std::u16string_view name);
+  bool CopyFolderFiles(const FolderPair& pair, std::vector<std::u16string>& subfolders);
+  void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
+                   const FileStatus* dest);
+  void RememberRoot(const FolderPair& pair);
+
+  const Options options_;
+  CopyContext copy_;
+  FolderIdentity dest_root_;
+};
+
+/// True when a file is left as it is: with comparison, when its destination has the same size and
+/// was written in the same second or the one beside it on the same day, or when there is no source
+/// to copy from. Null stands for a file that is not there. A link and a file are never the same.
+bool NeedsNoCopy(const FileStatus* source, const FileStatus* dest, bool differential);
+
+}  // namespace kavrel

@@ -1,0 +1,97 @@
+#include "log/job_log.h"
+
+#include <cerrno>
+
+#include "base/number.h"
+#include "files/path.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::size_t kFlushAt = 32768;      // UTF-16 units
+constexpr std::uint64_t kFlushAfter = 1000;  // milliseconds
+constexpr std::u16string_view kBannerEdge = u"###################";
+
+std::u16string Banner(std::u16string_view label, DateTime time) {
+  std::u16string line(kBannerEdge);
+  line += u" - ";
+  line += label;
+  line += BannerTime(time);
+  line += u" - ";
+  line += kBannerEdge;
+  return line;
+}
+
+}  // namespace
+
+std::u16string LogFolder(const FileSystem& file_system) {
+  return AddBackslash(JoinPath(file_system.ProgramFolder(), u"Log"));
+}
+
+JobLog::JobLog(const FileSystem& file_system, Clock& clock)
+    : file_system_(file_system), clock_(clock) {}
+
+JobLog::~JobLog() {
+  if (file_) Flush();
+}
+
+void JobLog::OpenJobLog() {
+  if (file_ || failed_) return;
+  const DateTime now = clock_.Now();
+  const std::u16string folder_path = LogFolder(file_system_);
+  const std::u16string stamp = LogFileStamp(now);
+  std::u16string name = stamp + std::u16string(kJobLogEnding);
+  const Result<Folder> folder = file_system_.OpenFolder(folder_path);
+  FileStatus like;
+  like.Mode = 0600;
+  Result<File> file = Result<File>::Fail(folder.Error);
+  for (int number = 2; folder; ++number) {
+    file = folder->MakeFile(name, like);
+    if (file.Error != EEXIST) break;
+    name = stamp + u" (" + Decimal(number) + u")" + std::u16string(kJobLogEnding);
+  }
+  path_ = folder_path + name;
+  failed_ = !file;
+  if (failed_) return;
+  file_ = std::move(*file);
+  buffer_ = u'\uFEFF';
+  flushed_at_ = clock_.TickCount();
+  WriteJobLog(Banner(u"開始時間：", now));
+}
+
+void JobLog::WriteJobLog(std::u16string_view line) {
+  if (failed_) return;
+  if (!file_) OpenJobLog();
+  if (failed_) return;
+  buffer_ += line;
+  buffer_ += u"\r\n";
+  if (buffer_.size() >= kFlushAt || clock_.TickCount() - flushed_at_ > kFlushAfter) Flush();
+}
+
+void JobLog::WriteTimed(std::u16string_view text) {
+  std::u16string line = DateTimeText(clock_.Now());
+  line += text;
+  WriteJobLog(line);
+}
+
+void JobLog::CloseJobLog() {
+  if (!file_) return;
+  WriteJobLog(Banner(u"完成時間：", clock_.Now()));
+  Flush();
+  if (file_.Close() != 0) failed_ = true;
+}
+
+void JobLog::Flush() {
+  std::string bytes;
+  bytes.reserve(buffer_.size() * 2);
+  for (const char16_t c : buffer_) {
+    bytes += static_cast<char>(c & 0xFF);
+    bytes += static_cast<char>(c >> 8);
+  }
+  buffer_.clear();
+  flushed_at_ = clock_.TickCount();
+  if (file_.Write(bytes) != 0) failed_ = true;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,56 @@
+// The log of one run: Log\yyyy年mm月dd日hh時mm分ss秒.txt in the program folder, UTF-16LE with a
+// byte-order mark and CR LF.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/clock.h"
+#include "platform/files.h"
+
+namespace kavrel {
+
+/// The ending of every job log's name.
+inline constexpr std::u16string_view kJobLogEnding = u".txt";
+
+class JobLog {
+ public:
+  /// Both must outlive the log.
+  JobLog(const FileSystem& file_system, Clock& clock);
+  JobLog(const JobLog&) = delete;
+  JobLog& operator=(const JobLog&) = delete;
+  /// Closes an open log without an end banner.
+  ~JobLog();
+
+  /// Opens a new log with its start banner. Does nothing when one is open or logging has failed.
+  /// A log of the same second gets " (2)", " (3)" … before its ending.
+  void OpenJobLog();
+  /// Writes one line; opens the log first when none is open. After the first failure of any log,
+  /// every later write of the process is skipped silently.
+  void WriteJobLog(std::u16string_view line);
+  /// Writes `text` after the present date-time, as the lines of a run begin.
+  void WriteTimed(std::u16string_view text);
+  /// Writes the end banner and closes.
+  void CloseJobLog();
+
+  bool Failed() const { return failed_; }
+  /// The path of the current or last log, also when it could not be opened.
+  const std::u16string& CurrentPath() const { return path_; }
+
+ private:
+  void Flush();
+
+  const FileSystem& file_system_;
+  Clock& clock_;
+  File file_;
+  std::u16string path_;
+  std::u16string buffer_;
+  std::uint64_t flushed_at_ = 0;
+  bool failed_ = false;
+};
+
+/// The program's Log folder, with a trailing separator.
+std::u16string LogFolder(const FileSystem& file_system);
+
+}  // namespace kavrel

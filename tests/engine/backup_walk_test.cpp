@@ -1,0 +1,278 @@
+#include "engine/backup_walk.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "support/test_program.h"
+#include "support/tree.h"
+#include "support/unprivileged.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class BackupWalkTest : public testing::Test, protected TestProgram {
+ protected:
+  const RunCounters& Run(BackupJob& job) {
+    EXPECT_EQ(RunBackupJob(Program.Context, job), RunOutcome::Ran);
+    return Program.Context.Counters;
+  }
+
+  std::vector<std::u16string> CopiedNames() {
+    std::vector<std::u16string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(Dest())) {
+      if (!entry.is_directory()) names.push_back(FromUtf8(entry.path().filename().native()));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+};
+
+TEST_F(BackupWalkTest, FullRunMakesAnExactCopyWithHostileNamesLinksAndReadOnlyFolders) {
+  WriteTestFile(Source() / "文件" / "碁銹 report.txt", "content");
+  WriteTestFile(Source() / "new\nline" / "quote\"d 'x'.txt", "q");
+  WriteTestFile(Source() / "bytes\xff\xc3.bin", std::string(300000, 'b'));
+  WriteTestFile(Source() / std::string(255, 'n'), "long name");
+  WriteTestFile(Source() / "read only" / "deep" / "file", "r");
+  WriteTestFile(Source() / ".hidden", "");
+  fs::create_directories(Source() / "empty" / "nested");
+  fs::create_symlink("../../outside", Source() / "link");
+  fs::create_directory_symlink("..", Source() / "loop");
+  ASSERT_EQ(mkfifo((Source() / "pipe").c_str(), 0600), 0);
+  ASSERT_EQ(chmod((Source() / ".hidden").c_str(), 0604), 0);
+  ASSERT_EQ(chmod((Source() / "read only").c_str(), 0555), 0);
+  SetWritten(Source() / "文件" / "碁銹 report.txt", {1000000000, 987654321});
+  SetWritten(Source() / "empty", {900000000, 1});
+  fs::permissions(Temp.Root(), fs::perms::all);
+  fs::permissions(Temp.DriveD(), fs::perms::all);
+  for (const fs::path& path : {Temp.Home(), Temp.Home() / "Log"}) {
+    fs::permissions(path, fs::perms::all);
+  }
+  BackupJob& job = AddJob();
+  {
+    // A user's copy of a read-only folder must take the files of that folder, too.
+    const Unprivileged user;
+    const RunCounters& counters = Run(job);
+    EXPECT_EQ(counters.SourceFiles, 9U);
+    EXPECT_EQ(counters.CopiedFiles, 8U);
+    EXPECT_EQ(counters.ExcludedFiles, 1U);
+    EXPECT_EQ(counters.FailedFiles, 0U);
+    EXPECT_EQ(counters.WarningFiles, 0U);
+    EXPECT_EQ(counters.Folders, 7U);
+  }
+  EXPECT_EQ(TreeDifferences(Source(), Dest()), "");
+  EXPECT_EQ(LogLines(), ": 略過特殊檔案 (成功)：C:\\src\\pipe\n");
+
+  SetJobType(job, BackupType::Differential);
+  const RunCounters& again = Run(job);
+  EXPECT_EQ(again.CopiedFiles, 0U);
+  EXPECT_EQ(again.UnchangedFiles, 8U);
+  EXPECT_EQ(TreeDifferences(Source(), Dest()), "");
+}
+
+TEST_F(BackupWalkTest, TreesDeeperThanTheSystemsPathLimitAreCopied) {
+  std::u16string path = u"C:\\src";
+  for (int i = 0; i < 40; ++i) path += u"\\" + std::u16string(200, u'd');
+  const Result<Folder> folder = Temp.Files().MakeFolders(path);
+  ASSERT_TRUE(folder);
+  Result<File> file = folder->MakeFile(u"leaf", FileStatus{});
+  ASSERT_EQ(file->Write("deep"), 0);
+  EXPECT_EQ(Run(AddJob()).CopiedFiles, 1U);
+  path.replace(0, 6, u"D:\\dst");
+  EXPECT_EQ(Temp.Files().Status(path + u"\\leaf")->Size, 4U);
+}
+
+TEST_F(BackupWalkTest, DifferentialRunCopiesWhatChangedInSizeTimeDayOrLinkTarget) {
+  // The last second of a day and the first of the next, by the local calendar.
+  tm day{};
+  day.tm_year = 109, day.tm_mon = 8, day.tm_mday = 24, day.tm_isdst = -1;
+  const std::int64_t midnight = mktime(&day);
+  const struct {
+    const char* Name;
+    std::int64_t Source, Dest;
+    std::size_t SourceSize, DestSize;
+    bool Copied;
+  } cases[] = {
+      {"same", midnight + 100, midnight + 100, 5, 5, false},
+      {"one second older", midnight + 101, midnight + 100, 5, 5, false},
+      {"one second newer", midnight + 100, midnight + 101, 5, 5, false},
+      {"two seconds older", midnight + 102, midnight + 100, 5, 5, true},
+      {"two seconds newer", midnight + 100, midnight + 102, 5, 5, true},
+      {"other day", midnight - 1, midnight, 5, 5, true},
+      {"other size", midnight + 100, midnight + 100, 6, 5, true},
+  };
+  for (const auto& c : cases) {
+    WriteTestFile(Source() / c.Name, std::string(c.SourceSize, 's'));
+    WriteTestFile(Dest() / c.Name, std::string(c.DestSize, 'd'));
+    SetWritten(Source() / c.Name, {c.Source, 900000000});
+    SetWritten(Dest() / c.Name, {c.Dest, 0});
+  }
+  fs::create_symlink("aaa", Source() / "link");
+  fs::create_symlink("bbb", Dest() / "link");
+  SetWritten(Source() / "link", {midnight, 0});
+  SetWritten(Dest() / "link", {midnight, 0});
+
+  const RunCounters& counters = Run(AddJob(BackupType::Differential));
+  for (const auto& c : cases) {
+    EXPECT_EQ(ReadTestFile(Dest() / c.Name),
+              c.Copied ? std::string(c.SourceSize, 's') : std::string(c.DestSize, 'd'))
+        << c.Name;
+  }
+  EXPECT_EQ(fs::read_symlink(Dest() / "link"), "aaa");
+  EXPECT_EQ(counters.CopiedFiles, 5U);
+  EXPECT_EQ(counters.UnchangedFiles, 3U);
+}
+
+TEST_F(BackupWalkTest, DestinationInsideTheSourceIsNeverCopiedIntoItself) {
+  WriteTestFile(Source() / "a", "x");
+  BackupJob& job = AddJob();
+  job.Destination.Path = u"c:\\SRC\\backup";
+  fs::create_directories(Temp.DriveC() / "SRC");
+  fs::remove(Temp.DriveC() / "SRC");
+  fs::create_directory_symlink("src", Temp.DriveC() / "SRC");
+  WriteTestFile(Source() / "backups" / "b", "skipped: its path begins with the destination's");
+  const RunCounters& counters = Run(job);
+  EXPECT_EQ(counters.CopiedFiles, 1U);
+  EXPECT_EQ(counters.Folders, 3U);
+  EXPECT_EQ(ReadTestFile(Source() / "backup" / "a"), "x");
+  EXPECT_FALSE(fs::exists(Source() / "backup" / "backup"));
+  EXPECT_FALSE(fs::exists(Source() / "backup" / "backups"));
+}
+
+TEST_F(BackupWalkTest, DestinationReachedThroughALinkIsRecognised) {
+  WriteTestFile(Source() / "a", "x");
+  fs::create_directories(Source() / "inner");
+  fs::create_directory_symlink(Source() / "inner", Temp.DriveD() / "dst");
+  BackupJob& job = AddJob();
+  for (int round = 0; round < 3; ++round) EXPECT_EQ(Run(job).CopiedFiles, 1U);
+  EXPECT_FALSE(fs::exists(Source() / "inner" / "inner"));
+}
+
+TEST_F(BackupWalkTest, PatternListsDecideWhatTakesPart) {
+  for (const char* name : {"a.txt", "B.TXT", "c.doc", "x.tmp", "x.TMP", "none"}) {
+    WriteTestFile(Source() / name, name);
+  }
+  BackupJob& job = AddJob();
+  const struct {
+    std::u16string_view Types;
+    bool Exclude;
+    std::uint32_t Handled;
+    std::vector<std::u16string> Copied;
+  } cases[] = {
+      // Two patterns that find the same names: each is handled twice, the second pattern's last.
+      {u"*.txt;*.TXT", false, 4, {u"B.TXT", u"a.txt"}},
+      {u"*.doc;*.*", false, 7, {u"B.TXT", u"a.txt", u"c.doc", u"none", u"x.TMP", u"x.tmp"}},
+      {u"*.tmp", true, 5, {u"B.TXT", u"a.txt", u"c.doc", u"none", u"x.TMP"}},
+      {u"*.*", true, 0, {}},
+      {u"", false, 0, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(ToUtf8(c.Types));
+    fs::remove_all(Dest());
+    fs::create_directories(Dest());
+    job.FileTypes = c.Types;
+    job.ExcludeFileTypes = c.Exclude;
+    for (int round = 0; round < 2; ++round) {
+      const RunCounters& counters = Run(job);
+      EXPECT_EQ(counters.SourceFiles, c.Handled);
+      EXPECT_EQ(counters.CopiedFiles, c.Handled);
+      EXPECT_EQ(CopiedNames(), c.Copied);
+      if (round == 0) fs::remove_all(Dest());
+    }
+  }
+}
+
+TEST_F(BackupWalkTest, FilesAboveTheLimitCountAsCopiedWithoutBytes) {
+  WriteTestFile(Source() / "at limit", std::string(102400, 'x'));
+  WriteTestFile(Source() / "above", std::string(102401, 'x'));
+  BackupJob& job = AddJob();
+  job.LimitFileSize = true;
+  job.MaxFileSizeKB = 100;
+  const RunCounters& counters = Run(job);
+  EXPECT_EQ(counters.CopiedFiles, 2U);
+  EXPECT_EQ(counters.CopiedBytes, 102400U);
+  EXPECT_EQ(CopiedNames(), std::vector<std::u16string>{u"at limit"});
+}
+
+TEST_F(BackupWalkTest, SubfoldersAreLeftOutWhenTheJobSaysSo) {
+  WriteTestFile(Source() / "a", "x");
+  WriteTestFile(Source() / "sub" / "b", "x");
+  BackupJob& job = AddJob();
+  job.IncludeSubfolders = false;
+  EXPECT_EQ(Run(job).Folders, 1U);
+  EXPECT_FALSE(fs::exists(Dest() / "sub"));
+}
+
+TEST_F(BackupWalkTest, EveryFailureIsCountedLoggedAndTheRestIsCopied) {
+  WriteTestFile(Source() / "good" / "a", "x");
+  WriteTestFile(Source() / "folder here", "file in source");
+  WriteTestFile(Dest() / "folder here" / "kept", "kept");
+  WriteTestFile(Source() / "file there" / "b", "x");
+  WriteTestFile(Dest() / "file there", "kept");
+  WriteTestFile(Source() / "unreadable" / "c", "x");
+  WriteTestFile(Temp.Root() / "outside" / "d", "kept");
+  WriteTestFile(Source() / "linked" / "d", "must not get out");
+  fs::create_directory_symlink(Temp.Root() / "outside", Dest() / "linked");
+  ASSERT_EQ(chmod((Source() / "unreadable").c_str(), 0), 0);
+  fs::permissions(Temp.Root(), fs::perms::all);
+  for (const fs::path& path : {Temp.Home(), Temp.Home() / "Log", Temp.DriveD(), Dest()}) {
+    fs::permissions(path, fs::perms::all);
+  }
+  {
+    const Unprivileged user;
+    const RunCounters& counters = Run(AddJob());
+    EXPECT_EQ(counters.CopiedFiles, 1U);
+    EXPECT_EQ(counters.FailedFiles, 4U);
+  }
+  const std::string lines = LogLines();
+  for (const char* line :
+       {": 備份檔案 (失敗)：C:\\src\\folder here\n", ": 建立目錄 (失敗)：D:\\dst\\file there\\\n",
+        ": 建立目錄 (失敗)：D:\\dst\\linked\\\n", ": 讀取目錄 (失敗)：C:\\src\\unreadable\\\n"}) {
+    EXPECT_NE(lines.find(line), lines.npos) << line << "in\n" << lines;
+  }
+  EXPECT_EQ(ReadTestFile(Dest() / "folder here" / "kept"), "kept");
+  EXPECT_EQ(ReadTestFile(Dest() / "file there"), "kept");
+  EXPECT_EQ(ReadTestFile(Temp.Root() / "outside" / "d"), "kept");
+}
+
+TEST_F(BackupWalkTest, FilesThatVanishAreFailuresOfAFullRunAndSilentInADifferentialOne) {
+  for (const bool differential : {false, true}) {
+    WriteTestFile(Source() / "a", "x");
+    WriteTestFile(Source() / "b", "x");
+    // At the first pump the first file is at work; the other one goes.
+    Host.AtPump = [&] {
+      if (!Host.Names.empty()) fs::remove(Source() / (Host.Names[0] == u"a" ? "b" : "a"));
+    };
+    Host.Names.clear();
+    fs::remove_all(Dest());
+    const RunCounters& counters =
+        Run(AddJob(differential ? BackupType::Differential : BackupType::Full));
+    EXPECT_EQ(counters.CopiedFiles, 1U);
+    EXPECT_EQ(counters.FailedFiles, differential ? 0U : 1U);
+    EXPECT_EQ(counters.UnchangedFiles, differential ? 1U : 0U);
+  }
+}
+
+TEST_F(BackupWalkTest, CancelStopsTheWalkAndItsBookkeepingIsDone) {
+  for (int i = 0; i < 50; ++i) WriteTestFile(Source() / std::to_string(i), "x");
+  Host.AtPump = [&] {
+    if (Host.Names.size() == 10) Program.State.CancelRequested = true;
+  };
+  BackupJob& job = AddJob();
+  const DateTime due = job.NextRun = Clock.Now() - std::chrono::hours(1);
+  const RunCounters& counters = Run(job);
+  EXPECT_TRUE(job.LastRunResult.Stopped);
+  EXPECT_LT(counters.CopiedFiles, 11U);
+  EXPECT_GT(counters.CopiedFiles, 7U);
+  EXPECT_GT(job.NextRun, due);
+  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"備份中斷");
+}
+
+}  // namespace
+}  // namespace kavrel
