@@ -1,0 +1,28 @@
+# Short names for what people do here; the work is in scripts/ and in the CMake presets.
+SRC ?= /usr/share/doc
+DEST ?= build/demo/backup
+
+.PHONY: run test build deps asan tidy format
+
+run: build
+	@scripts/demo "$(SRC)" "$(DEST)"
+
+test: deps
+	@scripts/build debug
+	@ctest --preset debug --parallel 2
+
+build: deps
+	@scripts/build release
+
+asan: deps
+	@scripts/build asan
+	@ctest --preset asan --parallel 2
+
+tidy: deps
+	@scripts/build tidy
+
+format:
+	@git ls-files 'src/*.cpp' 'src/*.h' 'tests/*.cpp' 'tests/*.h' | xargs clang-format -i
+
+deps:
+	@scripts/install-deps
