@@ -94,4 +94,24 @@ void JobLog::Flush() {
   if (file_.Write(bytes) != 0) failed_ = true;
 }
 
+std::u16string_view JobLogName(std::u16string_view path) {
+  const std::size_t separator = path.find_last_of(u"\\/");
+  return separator == path.npos ? path : path.substr(separator + 1);
+}
+
+Result<std::u16string> ReadJobLog(const FileSystem& file_system, std::u16string_view path) {
+  Result<std::string> bytes = file_system.ReadWhole(path);
+  if (bytes.Error == ENOENT) {
+    bytes = file_system.ReadWhole(LogFolder(file_system) + std::u16string(JobLogName(path)));
+  }
+  Result<std::u16string> text{{}, bytes.Error};
+  for (std::size_t i = 0; i + 1 < bytes->size(); i += 2) {
+    const auto low = static_cast<unsigned char>((*bytes)[i]);
+    const auto high = static_cast<unsigned char>((*bytes)[i + 1]);
+    text->push_back(static_cast<char16_t>(low | high << 8));
+  }
+  if (text->starts_with(u'\uFEFF')) text->erase(0, 1);
+  return text;
+}
+
 }  // namespace kavrel

@@ -50,6 +50,13 @@ class JobLog {
   bool failed_ = false;
 };
 
+/// The file name of a job log's path, whatever system the path is of.
+std::u16string_view JobLogName(std::u16string_view path);
+
+/// The text of a job log. A log that is not at its path any more (the program folder was moved) is
+/// looked for under its name in the program's own Log folder.
+Result<std::u16string> ReadJobLog(const FileSystem& file_system, std::u16string_view path);
+
 /// The program's Log folder, with a trailing separator.
 std::u16string LogFolder(const FileSystem& file_system);
 

@@ -104,6 +104,8 @@ void ProgramLog::TrimLogList(std::int32_t item) {
 void ProgramLog::DeleteSelectedLogs(std::span<const std::size_t> rows) {
   std::vector<std::size_t> last_first(rows.begin(), rows.end());
   std::sort(last_first.rbegin(), last_first.rend());
+  // A position given twice would take the next row, too.
+  last_first.erase(std::unique(last_first.begin(), last_first.end()), last_first.end());
   for (const std::size_t row : last_first) {
     if (row >= rows_.Rows().size()) continue;
     DeleteJobLog(rows_.Rows()[row]);
@@ -116,9 +118,7 @@ void ProgramLog::DeleteJobLog(const LogRow& row) const {
   // The program log is a text file that anybody may edit or bring along from another machine: its
   // paths must never make us delete anything but a log of our own. Taking the name alone also
   // finds the logs of a program folder that was moved.
-  const std::u16string_view path = row[kLogPathColumn];
-  const std::size_t separator = path.find_last_of(u"\\/");
-  const std::u16string_view name = separator == path.npos ? path : path.substr(separator + 1);
+  const std::u16string_view name = JobLogName(row[kLogPathColumn]);
   if (!name.ends_with(kJobLogEnding)) return;
   if (const Result<Folder> folder = file_system_.OpenFolder(LogFolder(file_system_))) {
     folder->RemoveFile(name);

@@ -37,4 +37,7 @@ void RaiseOpenFileLimit();
 void WatchForInterrupt();
 bool InterruptRequested();
 
+/// Columns of the terminal that standard output is; 0 when it is none.
+int OutputColumns();
+
 }  // namespace kavrel

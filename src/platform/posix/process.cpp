@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -112,6 +113,13 @@ void WatchForInterrupt() {
 
 bool InterruptRequested() {
   return interrupt_requested;
+}
+
+int OutputColumns() {
+  winsize size{};
+  if (!isatty(STDOUT_FILENO)) return 0;
+  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : 80;
 }
 
 }  // namespace kavrel

@@ -1,0 +1,31 @@
+// Text on a terminal: safe to print, and aligned although Chinese characters take two columns.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kavrel {
+
+/// UTF-8 without anything that could steer a terminal or hide what is printed: control and
+/// direction characters and undecodable bytes are shown as escapes. Line feeds stay when
+/// `keep_lines`.
+std::string Printable(std::u16string_view text, bool keep_lines = false);
+
+/// Columns that the text takes on a terminal.
+std::size_t DisplayWidth(std::u16string_view text);
+
+/// The text cut to at most `width` columns, with "…" for what is missing.
+std::u16string CutToWidth(std::u16string_view text, std::size_t width);
+
+/// Prints rows in aligned columns, two blanks between them; the first row is the heading.
+void PrintTable(const std::vector<std::vector<std::u16string>>& rows);
+
+/// "kavrelctl: " and the message on standard error.
+void PrintError(std::string_view message);
+
+/// True when standard output is a terminal; its width in columns otherwise 80.
+bool IsTerminal();
+std::size_t TerminalWidth();
+
+}  // namespace kavrel

@@ -1,0 +1,153 @@
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/json_text.h"
+
+namespace kavrel {
+
+namespace {
+
+/// Checks and applies the options to the job; says what is wrong.
+bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
+  Program& program = session.Program();
+  JobForm form = FormOf(job);
+  const std::string error = ApplyOptions(options, session.Clock().Now(), form);
+  if (!error.empty()) {
+    PrintError(error);
+    return false;
+  }
+  const FormCheck check = ApplyForm(
+      form, program.Store.Jobs, [&](const BackupJob& j) { return program.NextRunTimeOf(j); },
+      [&](std::u16string_view path) { return program.Files.FolderExists(path); }, job);
+  if (check == FormCheck::Ok) return true;
+  const std::u16string message = FormCheckMessage(check, form);
+  PrintError(std::string(OptionOf(check)) + (message.empty() ? "" : "\n" + Printable(message)));
+  return false;
+}
+
+std::u16string TypeName(const BackupJob& job) {
+  const std::u16string_view caption = BackupTypeCaption(JobType(job));
+  return std::u16string(caption.substr(0, caption.find_first_of(u"　 ")));
+}
+
+std::u16string DateOrNothing(DateTime time) {
+  return time == kZeroDate ? std::u16string() : DateTimeText(time);
+}
+
+nlohmann::json ToJson(const BackupJob& job) {
+  nlohmann::json refused = nlohmann::json::array();
+  for (int day = 1; day <= 7; ++day) {
+    if (IsRefused(job.RefusedDays, day)) refused.push_back(WeekdayWord(day));
+  }
+  return {{"name", JsonText(job.Name)},
+          {"enabled", job.Enabled},
+          {"type", TypeWord(JobType(job))},
+          {"source", JsonText(job.Source.Path)},
+          {"destination", JsonText(job.Destination.Path)},
+          {"add_source_folder", job.AddSourceFolder},
+          {"include_subfolders", job.IncludeSubfolders},
+          {"file_types", JsonText(job.FileTypes)},
+          {"exclude_file_types", job.ExcludeFileTypes},
+          {"use_recycle_bin", job.UseRecycleBin},
+          {"max_file_size_kb", job.LimitFileSize ? nlohmann::json(job.MaxFileSizeKB) : nullptr},
+          {"has_password", job.UsePassword},
+          {"every",
+           {{"minutes", job.EveryMinutes},
+            {"hours", job.EveryHours},
+            {"days", job.EveryDays},
+            {"weeks", job.EveryWeeks},
+            {"months", job.EveryMonths}}},
+          {"refused_days", refused},
+          {"last_run", JsonTime(job.LastRun)},
+          {"next_run", JsonTime(job.NextRun)}};
+}
+
+}  // namespace
+
+int AddJob(Session& session, const JobOptions& options) {
+  if (!session.Open(u"kavrelctl add")) return kBadInput;
+  Program& program = session.Program();
+  BackupJob job;
+  NewJobDefaults(job, session.Clock().Now(), program.DefaultDestination());
+  if (!Apply(session, options, job)) return kBadInput;
+  job.JobIndex = static_cast<std::int32_t>(program.Store.Jobs.size());
+  job.JobNumber = job.JobIndex + 1;
+  program.Store.Jobs.push_back(job);
+  return session.Save() ? kDone : kBadInput;
+}
+
+int EditJob(Session& session, const std::string& name, const JobOptions& options) {
+  if (!session.Open(u"kavrelctl edit")) return kBadInput;
+  BackupJob* job = session.FindJob(name);
+  if (!job) return kNoSuchJob;
+  if (!Apply(session, options, *job)) return kBadInput;
+  return session.Save() ? kDone : kBadInput;
+}
+
+int RemoveJob(Session& session, const std::string& name) {
+  if (!session.Open(u"kavrelctl remove")) return kBadInput;
+  BackupJob* job = session.FindJob(name);
+  if (!job) return kNoSuchJob;
+  job->Deleted = true;
+  return session.Save() ? kDone : kBadInput;
+}
+
+int ListJobs(Session& session, bool json) {
+  if (!session.Open()) return kBadInput;
+  const std::vector<BackupJob>& jobs = session.Program().Store.Jobs;
+  if (json) {
+    nlohmann::json list = nlohmann::json::array();
+    for (const BackupJob& job : jobs) list.push_back(ToJson(job));
+    PrintJson(list);
+    return kDone;
+  }
+  std::vector<std::vector<std::u16string>> rows{{u"排程名稱", u"啟動", u"備份模式", u"來源資料夾",
+                                                 u"目標資料夾", u"備份時間間隔", u"最後備份時間",
+                                                 u"下次備份時間"}};
+  for (const BackupJob& job : jobs) {
+    rows.push_back({job.Name, std::u16string(OnOffText(job.Enabled)), TypeName(job),
+                    job.Source.Path, job.Destination.Path, IntervalText(job),
+                    DateOrNothing(job.LastRun), DateOrNothing(job.NextRun)});
+  }
+  PrintTable(rows);
+  return kDone;
+}
+
+int ShowJob(Session& session, const std::string& name, bool json) {
+  if (!session.Open()) return kBadInput;
+  const BackupJob* job = session.FindJob(name);
+  if (!job) return kNoSuchJob;
+  if (json) {
+    PrintJson(ToJson(*job));
+    return kDone;
+  }
+  const auto on_off = [](bool on) { return std::u16string(OnOffText(on)); };
+  PrintTable({
+      {u"備份排程名稱：", job->Name},
+      {u"啟動備份排程：", on_off(job->Enabled)},
+      {u"備份模式　　：", TypeName(*job)},
+      {u"來源資料夾　：", job->Source.Path},
+      {u"目標資料夾　：", job->Destination.Path},
+      {u"本次目標　　：", ExpandedDestination(*job, session.Clock())},
+      {u"最後備份時間：", DateOrNothing(job->LastRun)},
+      {u"下次備份時間：", DateOrNothing(job->NextRun)},
+      {u"檔案壓縮備份：", on_off(job->Compressed)},
+      {u"壓縮檔案加密：", std::u16string(PasswordText(job->UsePassword))},
+      {u"檔案同步備份：", on_off(job->Synchronise)},
+      {u"回收筒存放　：", on_off(job->UseRecycleBin)},
+      {u"備份子目錄　：", on_off(job->IncludeSubfolders)},
+      {u"建立來源目錄：", on_off(job->AddSourceFolder)},
+      {u"限制檔案大小：", SizeLimitText(*job)},
+      {u"備份時間間隔：", IntervalText(*job)},
+      {u"拒絕備份日期：", RefusedDaysText(job->RefusedDays)},
+      {u"檔案類型　　：", job->FileTypes},
+      {u"不備份該類型：", on_off(job->ExcludeFileTypes)},
+  });
+  return kDone;
+}
+
+}  // namespace kavrel

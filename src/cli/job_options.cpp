@@ -1,0 +1,183 @@
+#include "cli/job_options.h"
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <iostream>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "platform/folders.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::array<std::string_view, 4> kTypes = {"full", "differential", "sync", "compressed"};
+constexpr std::array<std::string_view, 7> kWeekdays = {"sun", "mon", "tue", "wed",
+                                                       "thu", "fri", "sat"};
+constexpr std::array<std::string_view, 5> kUnits = {"m", "h", "d", "w", "mo"};
+
+template <std::size_t Size>
+std::optional<std::size_t> IndexOf(const std::array<std::string_view, Size>& words,
+                                   std::string_view word) {
+  for (std::size_t i = 0; i < Size; ++i) {
+    if (words[i] == word) return i;
+  }
+  return std::nullopt;
+}
+
+std::string ReadEvery(const std::string& text, JobForm& form) {
+  const std::size_t digits = text.find_first_not_of("0123456789");
+  const auto count = ParseInt(FromUtf8(text.substr(0, digits)));
+  const auto unit = IndexOf(kUnits, digits == text.npos ? "" : text.substr(digits));
+  if (!count || !unit) return "--every takes a count and a unit, as 10m, 2h, 1d, 1w or 1mo";
+  const auto kind = static_cast<IntervalKind>(*unit);
+  if (*count < 1 || *count > MaxIntervalCount(kind)) {
+    return "--every takes 1 to " + std::to_string(MaxIntervalCount(kind)) + " with the unit " +
+           std::string(kUnits[*unit]);
+  }
+  form.Interval = kind;
+  form.Count = *count;
+  return {};
+}
+
+std::string ReadStart(const std::string& text, DateTime now, JobForm& form) {
+  const std::optional<DateTime> time = ParseDateTime(FromUtf8(text));
+  if (!time) return "--start takes a date and a time, as \"2026/11/24 01:00\"";
+  using std::chrono::days;
+  const auto day = std::chrono::floor<days>(*time);
+  const bool names_time = text.find(':') != text.npos;
+  if (names_time && day == std::chrono::floor<days>(kZeroDate)) {
+    form.Start = std::chrono::floor<days>(now) + (*time - day);
+  } else if (!names_time) {
+    form.Start = day + (form.Start - std::chrono::floor<days>(form.Start));
+  } else {
+    form.Start = *time;
+  }
+  return {};
+}
+
+std::string ReadRefuse(const std::string& text, JobForm& form) {
+  form.RefusedDays = 0;
+  if (text.empty()) return {};
+  const std::u16string words = ToLower(FromUtf8(text));
+  for (const std::u16string_view word : Split(words, u',')) {
+    const auto day = IndexOf(kWeekdays, ToUtf8(Trim(word)));
+    if (!day) return "--refuse takes weekdays, as sun,sat";
+    form.RefusedDays |= 1 << (*day + 1);
+  }
+  return {};
+}
+
+std::string ReadPassword(JobForm& form) {
+  std::string line;
+  std::getline(std::cin, line);
+  if (line.ends_with('\r')) line.pop_back();
+  if (line.empty()) return "--password-stdin found no password on standard input";
+  form.UsePassword = true;
+  form.Password = FromUtf8(line);
+  return {};
+}
+
+/// A flag with its negation, which leaves the option empty when neither is given.
+void AddSwitch(CLI::App& command, const char* names, std::optional<bool>& option,
+               const char* help) {
+  command.add_flag_function(
+      names, [&option](std::int64_t count) { option = count > 0; }, help);
+}
+
+void Set(std::optional<bool> option, bool& field) {
+  if (option) field = *option;
+}
+
+}  // namespace
+
+void JobOptions::AddTo(CLI::App& command) {
+  command.add_option("--name", Name, "Name of the job");
+  command.add_option("--source", Source, "Folder to back up");
+  command.add_option("--dest", Dest, "Folder that receives the backup; may hold date tags");
+  command.add_option("--type", Type, "full, differential, sync or compressed");
+  command.add_option("--every", Every, "How often: 10m, 2h, 1d, 1w, 1mo");
+  command.add_option("--start", Start, "First run, as \"2026/11/24 01:00\"");
+  command.add_option("--refuse", Refuse, "Weekdays on which it never runs, as sun,sat");
+  command.add_option("--types", Types, "File types, as \"*.doc;*.xls\"");
+  AddSwitch(command, "--exclude-types,!--include-types", ExcludeTypes,
+            "Leave the file types out instead of taking them");
+  AddSwitch(command, "--subfolders,!--no-subfolders", Subfolders, "Take subfolders (default)");
+  AddSwitch(command, "--source-folder,!--no-source-folder", SourceFolder,
+            "Append the source folder's name to the destination (default)");
+  AddSwitch(command, "--recycle,!--no-recycle", Recycle,
+            "Move what a sync removes to the recycle bin");
+  AddSwitch(command, "--enable,!--disable", Enable, "Switch the schedule on or off");
+  const auto limit = command.add_option("--max-size-kb", MaxSizeKB, "Leave larger files out");
+  limit->check(CLI::Range(1, INT32_MAX));
+  command.add_flag("--no-limit", NoLimit, "Take files of any size")->excludes(limit);
+  const auto password = command.add_flag("--password-stdin", PasswordStdin,
+                                         "Read the archive password from standard input");
+  command.add_flag("--no-password", NoPassword, "Use no archive password")->excludes(password);
+}
+
+std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form) {
+  std::string error;
+  if (options.Name) form.Name = FromUtf8(*options.Name);
+  if (options.Source) form.Source = AbsolutePath(FromUtf8(*options.Source));
+  if (options.Dest) form.Destination = AbsolutePath(FromUtf8(*options.Dest));
+  if (options.Type) {
+    const auto type = IndexOf(kTypes, *options.Type);
+    if (!type) return "--type takes full, differential, sync or compressed";
+    form.Type = static_cast<BackupType>(*type);
+  }
+  if (options.Every && !(error = ReadEvery(*options.Every, form)).empty()) return error;
+  if (options.Start && !(error = ReadStart(*options.Start, now, form)).empty()) return error;
+  if (options.Refuse && !(error = ReadRefuse(*options.Refuse, form)).empty()) return error;
+  if (options.Types) form.FileTypes = options.Types->empty() ? kAllFiles : FromUtf8(*options.Types);
+  Set(options.ExcludeTypes, form.ExcludeFileTypes);
+  Set(options.Subfolders, form.IncludeSubfolders);
+  Set(options.SourceFolder, form.AddSourceFolder);
+  Set(options.Recycle, form.UseRecycleBin);
+  Set(options.Enable, form.Enabled);
+  if (options.MaxSizeKB) {
+    form.LimitFileSize = true;
+    form.MaxFileSizeKB = *options.MaxSizeKB;
+  }
+  if (options.NoLimit) form.LimitFileSize = false;
+  if (options.NoPassword) form.UsePassword = false;
+  if (options.Recycle.value_or(false) && form.Type != BackupType::Synchronise) {
+    return "--recycle goes with --type sync";
+  }
+  return options.PasswordStdin ? ReadPassword(form) : std::string();
+}
+
+std::string_view OptionOf(FormCheck check) {
+  switch (check) {
+    case FormCheck::NoInterval:
+      return "--every";
+    case FormCheck::WeekdayRefused:
+      return "--start, --refuse: a weekly job starts on a refused day";
+    case FormCheck::AllDaysRefused:
+      return "--refuse: every weekday is refused";
+    case FormCheck::NoName:
+      return "--name: the job needs a name";
+    case FormCheck::DuplicateName:
+      return "--name: another job has this name";
+    case FormCheck::SourceMissing:
+      return "--source: the folder does not exist";
+    case FormCheck::NoDestination:
+      return "--dest: the job needs a destination";
+    case FormCheck::Unstorable:
+      return "a text holds a tab or a line break";
+    case FormCheck::Ok:
+      break;
+  }
+  return {};
+}
+
+std::string_view TypeWord(BackupType type) {
+  return kTypes[static_cast<std::size_t>(type)];
+}
+
+std::string_view WeekdayWord(int weekday) {
+  return kWeekdays[static_cast<std::size_t>(weekday - 1)];
+}
+
+}  // namespace kavrel

@@ -1,0 +1,36 @@
+// The options of add and edit, and what they make of a job's form.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "core/job_form.h"
+
+namespace CLI {
+class App;
+}
+
+namespace kavrel {
+
+struct JobOptions {
+  std::optional<std::string> Name, Source, Dest, Type, Every, Start, Refuse, Types;
+  std::optional<bool> ExcludeTypes, Subfolders, SourceFolder, Recycle, Enable;
+  std::optional<std::int32_t> MaxSizeKB;
+  bool NoLimit = false, PasswordStdin = false, NoPassword = false;
+
+  void AddTo(CLI::App& command);
+};
+
+/// Writes the given options into the form. An empty text on success, else what is wrong with which
+/// option. `now` completes a start that names no day or no time.
+std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form);
+
+/// The option that a refused check is about.
+std::string_view OptionOf(FormCheck check);
+
+/// "full", "differential", "sync" or "compressed"; and the three-letter names sun … sat.
+std::string_view TypeWord(BackupType type);
+std::string_view WeekdayWord(int weekday);
+
+}  // namespace kavrel

@@ -1,0 +1,27 @@
+#include "cli/json_text.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "base/text.h"
+
+namespace kavrel {
+
+std::string JsonText(std::u16string_view text) {
+  return ToUtf8(text);
+}
+
+nlohmann::json JsonTime(DateTime time) {
+  if (time == kZeroDate) return nullptr;
+  const CivilTime t = ToCivil(time);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", t.Year, t.Month, t.Day, t.Hour,
+                t.Minute, t.Second);
+  return text;
+}
+
+void PrintJson(const nlohmann::json& value) {
+  std::printf("%s\n", value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+}
+
+}  // namespace kavrel

@@ -1,0 +1,72 @@
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/json_text.h"
+
+namespace kavrel {
+
+namespace {
+
+/// A row's column as the whole number it holds, thousands separators taken out.
+nlohmann::json JsonCount(std::u16string_view text) {
+  const std::optional<double> number = ParseNumber(ReplaceAll(text, u",", u""));
+  if (!number || *number < 0 || *number > 1e15) return nullptr;
+  return static_cast<std::int64_t>(*number);
+}
+
+nlohmann::json ToJson(const LogRow& row) {
+  const auto time = [](std::u16string_view text) {
+    return JsonTime(ParseDateTime(text).value_or(kZeroDate));
+  };
+  return {{"name", JsonText(row[0])},    {"status", JsonText(row[1])},
+          {"copied", JsonCount(row[2])}, {"unchanged", JsonCount(row[3])},
+          {"failed", JsonCount(row[4])}, {"started", time(row[5])},
+          {"next_run", time(row[6])},    {"log_file", JsonText(row[kLogPathColumn])}};
+}
+
+}  // namespace
+
+int ListLog(Session& session, std::size_t last, bool json) {
+  if (!session.Open()) return kBadInput;
+  const std::vector<LogRow>& rows = session.Program().LogRows.Rows();
+  const std::size_t count = std::min(last, rows.size());
+  if (json) {
+    nlohmann::json list = nlohmann::json::array();
+    for (std::size_t i = rows.size() - count; i < rows.size(); ++i) list.push_back(ToJson(rows[i]));
+    PrintJson(list);
+    return kDone;
+  }
+  std::vector<std::vector<std::u16string>> table{{u"#", u"備份排程名稱", u"狀態", u"總計", u"備份",
+                                                  u"失敗", u"本次備份時間", u"下次備份時間"}};
+  for (std::size_t i = rows.size() - count; i < rows.size(); ++i) {
+    std::vector<std::u16string> cells{Grouped(rows.size() - i)};
+    cells.insert(cells.end(), rows[i].begin(), rows[i].begin() + kLogPathColumn);
+    table.push_back(std::move(cells));
+  }
+  PrintTable(table);
+  return kDone;
+}
+
+int ShowLog(Session& session, std::size_t newest) {
+  if (!session.Open()) return kBadInput;
+  const std::vector<LogRow>& rows = session.Program().LogRows.Rows();
+  if (newest < 1 || newest > rows.size()) {
+    PrintError("--show takes 1 to " + std::to_string(rows.size()) + ", the number of runs logged");
+    return kBadInput;
+  }
+  const std::u16string& path = rows[rows.size() - newest][kLogPathColumn];
+  const Result<std::u16string> text = ReadJobLog(session.Program().Files, path);
+  if (!text) {
+    PrintError("cannot read " + Printable(path) + ": " + ToUtf8(SystemErrorText(text.Error)));
+    return kBadInput;
+  }
+  std::printf("%s", Printable(ReplaceAll(*text, u"\r\n", u"\n"), true).c_str());
+  return kDone;
+}
+
+}  // namespace kavrel

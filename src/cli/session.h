@@ -1,0 +1,51 @@
+// What every command starts from: the program over its folder, and the lock where it changes
+// things.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "app/program.h"
+#include "cli/console_host.h"
+#include "platform/process.h"
+
+namespace kavrel {
+
+/// The exit codes of kavrelctl, as --help tells them.
+enum ExitCode : int {
+  kDone = 0,
+  kSomeFailed = 1,
+  kBadInput = 2,
+  kNoSuchJob = 3,
+  kInterrupted = 4,
+  kSourceMissing = 5,
+};
+
+class Session {
+ public:
+  /// `home` is the value of --home, empty when it was not given.
+  explicit Session(std::string_view home);
+
+  /// Loads the program; with a purpose, after taking the program folder's lock for it. Prints what
+  /// is wrong and gives false when that fails.
+  bool Open(std::u16string_view purpose = {});
+  kavrel::Program& Program() { return *program_; }
+  kavrel::Clock& Clock() { return clock_; }
+
+  /// The job of that name; null, after saying so, when there is none.
+  BackupJob* FindJob(const std::string& name);
+  /// Saves the store; prints what is wrong and gives false when that fails.
+  bool Save();
+
+ private:
+  bool Lock(const std::u16string& folder, std::u16string_view purpose);
+
+  const std::u16string home_;
+  SystemClock clock_;
+  ConsoleHost host_;
+  ProcessLock lock_;
+  std::unique_ptr<kavrel::Program> program_;
+};
+
+}  // namespace kavrel

@@ -1,0 +1,209 @@
+// Drives the real kavrelctl on real folders.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "platform/process.h"
+#include "support/command.h"
+#include "support/temp_folder.h"
+#include "support/tree.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class KavrelctlTest : public testing::Test {
+ protected:
+  TempFolder temp_;
+  fs::path source_ = temp_.Root() / "來源", dest_ = temp_.Root() / "dest";
+  fs::path store_ = temp_.Home() / "Backup.rtm";
+
+  std::vector<std::string> Command(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {KAVRELCTL, "--home", temp_.Home().string()});
+    return arguments;
+  }
+  CommandResult Ctl(std::vector<std::string> arguments, const std::string& input = {}) {
+    return RunCommand(Command(std::move(arguments)), input);
+  }
+  CommandResult Add(std::vector<std::string> more = {}) {
+    std::vector<std::string> arguments{"add",   "--name", "文件 A", "--source",
+                                       source_, "--dest", dest_,    "--no-source-folder"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return Ctl(arguments);
+  }
+};
+
+TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
+  fs::create_directories(source_);
+  ASSERT_EQ(
+      Add({"--type", "sync", "--every", "2h", "--start", "2126/11/24 01:00", "--refuse", "sun,sat",
+           "--types", "*.doc", "--exclude-types", "--recycle", "--max-size-kb", "100", "--enable"})
+          .ExitCode,
+      0);
+  const std::string line = "1\t\xA4\xE5\xA5\xF3 A\t1\t0\t";  // 文件 in code page 950
+  EXPECT_TRUE(ReadTestFile(store_).starts_with(line)) << ReadTestFile(store_);
+  CommandResult result = Ctl({"list"});
+  EXPECT_EQ(result.ExitCode, 0);
+  EXPECT_NE(result.Output.find("文件 A    啟動  同步備份"), std::string::npos) << result.Output;
+
+  EXPECT_EQ(Ctl({"edit", "文件 a", "--name", "照片", "--every", "1mo", "--disable", "--refuse", "",
+                 "--type", "full", "--no-limit"})
+                .ExitCode,
+            0);
+  EXPECT_EQ(Ctl({"edit", "照片", "--password-stdin"}, "s3cret\n").ExitCode, 0);
+  result = Ctl({"show", "照片", "--json"});
+  for (const char* part :
+       {"\"enabled\": false", "\"months\": 1", "\"hours\": 0", "\"type\": \"full\"",
+        "\"use_recycle_bin\": false", "\"max_file_size_kb\": null", "\"has_password\": true",
+        "\"exclude_file_types\": true", "\"refused_days\": []",
+        "\"next_run\": \"2126-11-25T01:00:00\""}) {
+    EXPECT_NE(result.Output.find(part), std::string::npos) << part << " in " << result.Output;
+  }
+  EXPECT_EQ(result.Output.find("s3cret"), std::string::npos);
+  EXPECT_EQ(Ctl({"remove", "照片"}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(store_), "");
+}
+
+TEST_F(KavrelctlTest, BadInputIsNamedAndChangesNothing) {
+  fs::create_directories(source_);
+  ASSERT_EQ(Add().ExitCode, 0);
+  const std::string before = ReadTestFile(store_);
+  const struct {
+    std::vector<std::string> Arguments;
+    int ExitCode;
+    const char* Message;
+  } cases[] = {
+      {{"edit", "文件 A", "--every", "61m"}, 2, "--every takes 1 to 60"},
+      {{"edit", "文件 A", "--every", "5x"}, 2, "--every"},
+      {{"edit", "文件 A", "--every", "99999999999m"}, 2, "--every"},
+      {{"edit", "文件 A", "--start", "2009/2/30"}, 2, "--start"},
+      {{"edit", "文件 A", "--refuse", "sun,monday"}, 2, "--refuse"},
+      {{"edit", "文件 A", "--refuse", "sun,mon,tue,wed,thu,fri,sat"},
+       2,
+       "您所指定的星期無法辨識，備份排程將會無法正常進行！"},
+      {{"edit", "文件 A", "--every", "1w", "--start", "2026/11/28 01:00", "--refuse", "sat"},
+       2,
+       "您的指定的 星期六 時間並無法讓備份排程正常進行！"},
+      {{"edit", "文件 A", "--type", "weekly"}, 2, "--type"},
+      {{"edit", "文件 A", "--recycle"}, 2, "--recycle"},
+      {{"edit", "文件 A", "--max-size-kb", "0"}, 2, "--max-size-kb"},
+      {{"edit", "文件 A", "--name", " "}, 2, "--name"},
+      {{"edit", "文件 A", "--dest", ""}, 2, "請先指定要備份的目標資料夾。"},
+      {{"edit", "文件 A", "--source", "/no/such/folder"},
+       2,
+       "來源資料夾無法偵測到它的存在，請重新指定資源資料夾。"},
+      {{"edit", "文件 A", "--types", "a\tb"}, 2, "「檔案類型」"},
+      {{"edit", "文件 A", "--password-stdin"}, 2, "--password-stdin"},
+      {{"add", "--name", "文件 a", "--source", source_},
+       2,
+       "備份排程名稱重複，請另外指定一個新的備份排程名稱。"},
+      {{"add", "--source", source_}, 2, "--name"},
+      {{"edit", "nobody", "--every", "1d"}, 3, "no such job: nobody"},
+      {{"remove", "nobody"}, 3, "nobody"},
+      {{"run", "文件 A", "nobody"}, 3, "nobody"},
+      {{"log", "--show", "1"}, 2, "--show"},
+      {{"frobnicate"}, 2, ""},
+      {{}, 2, ""},
+  };
+  for (const auto& c : cases) {
+    const CommandResult result = Ctl(c.Arguments);
+    EXPECT_EQ(result.ExitCode, c.ExitCode) << c.Message;
+    EXPECT_NE(result.Errors.find(c.Message), std::string::npos) << c.Message << "\n"
+                                                                << result.Errors;
+    EXPECT_EQ(ReadTestFile(store_), before) << c.Message;
+  }
+  EXPECT_FALSE(fs::exists(dest_));
+}
+
+TEST_F(KavrelctlTest, RunsAFullThenADifferentialBackupAndLogsBoth) {
+  WriteTestFile(source_ / "碁.txt", "content");
+  WriteTestFile(source_ / "bad\xff\n\"name\x1b[31m", "x");
+  fs::create_symlink("nowhere", source_ / "link");
+  ASSERT_EQ(Add({"--type", "full"}).ExitCode, 0);
+  CommandResult result = Ctl({"run", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 0) << result.Errors;
+  EXPECT_NE(result.Output.find("文件 A：備份完成"), std::string::npos);
+  EXPECT_NE(result.Output.find("已完成檔案總計　　：3\n"), std::string::npos) << result.Output;
+  EXPECT_EQ(TreeDifferences(source_, dest_), "");
+
+  ASSERT_EQ(Ctl({"edit", "文件 A", "--type", "differential"}).ExitCode, 0);
+  result = Ctl({"run", "文件 A"});
+  EXPECT_NE(result.Output.find("已完成檔案總計　　：0\n"), std::string::npos);
+  EXPECT_NE(result.Output.find("Nothing had to be copied."), std::string::npos);
+
+  result = Ctl({"log", "--show", "2"});
+  EXPECT_NE(result.Output.find("已完成檔案總計　　：3\n"), std::string::npos) << result.Output;
+  result = Ctl({"log", "--last", "1", "--json"});
+  EXPECT_NE(result.Output.find("\"unchanged\": 3"), std::string::npos) << result.Output;
+  EXPECT_EQ(result.Output.find("\"copied\": 3"), std::string::npos);
+}
+
+TEST_F(KavrelctlTest, FailedFilesAndMissingSourcesShowInTheExitCode) {
+  WriteTestFile(source_ / "bad\xff\x1b[31m\n", "a file");
+  WriteTestFile(source_ / "good", "x");
+  WriteTestFile(dest_ / "bad\xff\x1b[31m\n" / "kept", "a folder in its place");
+  ASSERT_EQ(Add().ExitCode, 0);
+  CommandResult result = Ctl({"run", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 1);
+  EXPECT_EQ(ReadTestFile(dest_ / "good"), "x");
+  result = Ctl({"log", "--show", "1"});
+  EXPECT_NE(result.Output.find("備份檔案 (失敗)："), std::string::npos);
+  EXPECT_NE(result.Output.find("bad\\xFF\\x1B[31m"), std::string::npos) << "not safe to print";
+
+  fs::rename(source_, temp_.Root() / "gone");
+  result = Ctl({"run", "文件 A", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 5);
+  EXPECT_NE(result.Errors.find("來源"), std::string::npos) << result.Errors;
+}
+
+TEST_F(KavrelctlTest, AnInterruptEndsTheRunWithItsBookkeepingDone) {
+  constexpr int kFiles = 10000;
+  for (int i = 0; i < kFiles; ++i) WriteTestFile(source_ / std::to_string(i), "new");
+  WriteTestFile(dest_ / "0", "old");
+  ASSERT_EQ(Add({"--type", "full"}).ExitCode, 0);
+  BackgroundCommand run(Command({"run", "文件 A"}));
+  // A second file at the destination tells that the copying has begun.
+  const auto copied = [&] {
+    return std::distance(fs::directory_iterator(dest_), fs::directory_iterator());
+  };
+  while (copied() < 2) std::this_thread::yield();
+  kill(run.Process(), SIGINT);
+  EXPECT_EQ(run.Wait(), 4);
+  EXPECT_LT(copied(), kFiles);
+  for (const auto& entry : fs::directory_iterator(dest_)) {
+    EXPECT_FALSE(entry.path().filename().string().starts_with("pt")) << entry.path();
+    const std::string content = ReadTestFile(entry.path());
+    EXPECT_TRUE(content == "new" || (content == "old" && entry.path().filename() == "0"))
+        << entry.path();
+  }
+  const CommandResult log = Ctl({"log"});
+  EXPECT_NE(log.Output.find("備份中斷"), std::string::npos) << log.Output;
+}
+
+TEST_F(KavrelctlTest, AFolderInUseIsNamedAndReadingNeverWaits) {
+  fs::create_directories(source_);
+  ASSERT_EQ(Add().ExitCode, 0);
+  ProcessLock lock;
+  ASSERT_TRUE(lock.TryAcquire(TempFolder::Text(temp_.Home()), u"another kavrelctl"));
+  const CommandResult result = Ctl({"remove", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 2);
+  EXPECT_NE(result.Errors.find("another kavrelctl"), std::string::npos) << result.Errors;
+  EXPECT_EQ(Ctl({"list"}).ExitCode, 0);
+}
+
+TEST_F(KavrelctlTest, AnUnreadableStoreIsReportedAndNotWrittenOver) {
+  fs::create_directories(store_);
+  fs::create_directories(source_);
+  for (const CommandResult& result : {Ctl({"list"}), Add()}) {
+    EXPECT_EQ(result.ExitCode, 2);
+    EXPECT_NE(result.Errors.find("Backup.rtm: Is a directory"), std::string::npos) << result.Errors;
+  }
+  EXPECT_TRUE(fs::is_directory(store_));
+}
+
+}  // namespace
+}  // namespace kavrel

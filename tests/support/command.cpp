@@ -1,0 +1,80 @@
+#include "support/command.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace kavrel {
+
+namespace {
+
+int ExitCodeOf(pid_t process) {
+  int status = 0;
+  while (waitpid(process, &status, 0) < 0 && errno == EINTR) continue;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+pid_t Start(const std::vector<std::string>& arguments, int in, int out, int errors) {
+  const pid_t process = fork();
+  if (process != 0) return process;
+  dup2(in, 0);
+  dup2(out, 1);
+  dup2(errors, 2);
+  std::vector<char*> argv;
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+  execv(argv[0], argv.data());
+  _exit(127);
+}
+
+std::string Content(FILE* file) {
+  std::string text;
+  rewind(file);
+  for (int c = fgetc(file); c != EOF; c = fgetc(file)) text += static_cast<char>(c);
+  fclose(file);
+  return text;
+}
+
+}  // namespace
+
+CommandResult RunCommand(const std::vector<std::string>& arguments, const std::string& input) {
+  FILE* in = tmpfile();
+  FILE* out = tmpfile();
+  FILE* errors = tmpfile();
+  if (!in || !out || !errors) abort();
+  fwrite(input.data(), 1, input.size(), in);
+  rewind(in);
+  fflush(in);
+  lseek(fileno(in), 0, SEEK_SET);
+  CommandResult result;
+  result.ExitCode = ExitCodeOf(Start(arguments, fileno(in), fileno(out), fileno(errors)));
+  fclose(in);
+  result.Output = Content(out);
+  result.Errors = Content(errors);
+  return result;
+}
+
+BackgroundCommand::BackgroundCommand(const std::vector<std::string>& arguments) {
+  const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  process_ = Start(arguments, null, null, null);
+  close(null);
+}
+
+BackgroundCommand::~BackgroundCommand() {
+  if (process_ < 0) return;
+  kill(process_, SIGKILL);
+  Wait();
+}
+
+int BackgroundCommand::Wait() {
+  const int code = ExitCodeOf(process_);
+  process_ = -1;
+  return code;
+}
+
+}  // namespace kavrel
