@@ -1,8 +1,8 @@
 #include "platform/clock.h"
 
-#include <errno.h>
 #include <time.h>
 
+#include <algorithm>
 #include <thread>
 
 namespace kavrel {
@@ -11,18 +11,20 @@ namespace {
 
 DateTime ToLocal(time_t seconds) {
   tm local{};
-  if (!localtime_r(&seconds, &local)) return kZeroDate;
-  const std::chrono::year_month_day date{
-      std::chrono::year(local.tm_year + 1900),
-      std::chrono::month(static_cast<unsigned>(local.tm_mon) + 1),
-      std::chrono::day(static_cast<unsigned>(local.tm_mday))};
-  return std::chrono::local_days{date} + std::chrono::hours(local.tm_hour) +
-         std::chrono::minutes(local.tm_min) + std::chrono::seconds(local.tm_sec);
+  // A file system may hold times that no calendar has.
+  if (!localtime_r(&seconds, &local) || local.tm_year > 9999 - 1900) return kZeroDate;
+  // A zone that counts leap seconds shows second 60.
+  return FromCivil(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                   local.tm_min, std::min(local.tm_sec, 59))
+      .value_or(kZeroDate);
 }
 
 }  // namespace
 
 DateTime SystemClock::Now() {
+  // localtime_r alone keeps the zone that it saw first; the program runs for months, and its user
+  // may travel meanwhile.
+  tzset();
   return ToLocal(time(nullptr));
 }
 
