@@ -1,6 +1,7 @@
 #include "engine/backup_walk.h"
 
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -239,6 +240,26 @@ TEST_F(BackupWalkTest, EveryFailureIsCountedLoggedAndTheRestIsCopied) {
   EXPECT_EQ(ReadTestFile(Dest() / "folder here" / "kept"), "kept");
   EXPECT_EQ(ReadTestFile(Dest() / "file there"), "kept");
   EXPECT_EQ(ReadTestFile(Temp.Root() / "outside" / "d"), "kept");
+}
+
+TEST_F(BackupWalkTest, AFullDiskFailsOnlyWhatDoesNotFitAndKeepsTheOldFiles) {
+  if (mount("none", Temp.DriveD().c_str(), "tmpfs", 0, "size=512k") != 0) {
+    GTEST_SKIP() << "no right to mount a small disk";
+  }
+  WriteTestFile(Source() / "big", std::string(900000, 'n'));
+  WriteTestFile(Source() / "small", "n");
+  WriteTestFile(Dest() / "big", "old");
+  const RunCounters counters = Run(AddJob());
+  const std::string lines = LogLines(), big = ReadTestFile(Dest() / "big"),
+                    small = ReadTestFile(Dest() / "small");
+  const std::size_t files = CopiedNames().size();
+  umount(Temp.DriveD().c_str());
+  EXPECT_EQ(counters.CopiedFiles, 1U);
+  EXPECT_EQ(counters.FailedFiles, 1U);
+  EXPECT_EQ(lines, ": 備份檔案 (失敗)：C:\\src\\big\n");
+  EXPECT_EQ(big, "old");
+  EXPECT_EQ(small, "n");
+  EXPECT_EQ(files, 2U);
 }
 
 TEST_F(BackupWalkTest, FilesThatVanishAreFailuresOfAFullRunAndSilentInADifferentialOne) {
