@@ -13,7 +13,7 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       Files(std::move(program_folder)),
       Settings(SettingsStore(Files, std::move(settings_file))),
       Store(Files),
-      Exclusions(Files),
+      Exclusions(Files, [this](std::u16string_view path) { return Mounts.PointOf(path); }),
       Filters(Files),
       Log(Files, clock),
       ProgramLog(Files, LogRows),
@@ -21,6 +21,7 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
               Exclusions, Log,   LogRows, ProgramLog, {}} {}
 
 bool Program::Load() {
+  Mounts.Load();
   Exclusions.ExcEnabled = Settings.ExcEnabled();
   Exclusions.LoadExclusions();
   Filters.LoadFilters();
@@ -30,19 +31,34 @@ bool Program::Load() {
   return readable;
 }
 
-RunOutcome Program::RunJobNow(std::int32_t job_index) {
+RunOutcome Program::WhileBusy(const std::function<RunOutcome()>& work) {
   if (State.RunBusy) {
     State.CancelRequested = true;
     return RunOutcome::NotStarted;
   }
   State.RunBusy = true;
-  const RunOutcome outcome = RunBackupJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)]);
-  host_.RefreshJobRow(job_index);
+  Mounts.Load();
+  const RunOutcome outcome = work();
   State.CancelRequested = false;
   State.RunBusy = false;
   host_.ShowRunPanels(false);
   ProgramLog.SaveProgramLog();
   return outcome;
+}
+
+RunOutcome Program::RunJobNow(std::int32_t job_index) {
+  return WhileBusy([&] {
+    const RunOutcome outcome =
+        RunBackupJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)]);
+    host_.RefreshJobRow(job_index);
+    return outcome;
+  });
+}
+
+RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode) {
+  return WhileBusy([&] {
+    return RunRestoreJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)], mode);
+  });
 }
 
 DateTime Program::NextRunTimeOf(const BackupJob& job) {

@@ -2,10 +2,13 @@
 // other. Works without any window.
 #pragma once
 
+#include <functional>
 #include <string>
 
+#include "engine/restore.h"
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
+#include "platform/mounts.h"
 #include "rules/file_filters.h"
 
 namespace kavrel {
@@ -25,12 +28,18 @@ class Program {
   /// the program log afterwards. A request while a run is busy cancels that run instead.
   RunOutcome RunJobNow(std::int32_t job_index);
 
+  /// The same for a restore of that job.
+  RunOutcome RunRestoreNow(std::int32_t job_index, RestoreMode mode);
+
   /// NextRunTime against this program's clock, for the checks of a form.
   DateTime NextRunTimeOf(const BackupJob& job);
   /// The backup folder that a new job starts with.
   std::u16string DefaultDestination() const;
 
  private:
+  /// Does the work with the busy flag set, unless a run is busy already.
+  RunOutcome WhileBusy(const std::function<RunOutcome()>& work);
+
   kavrel::Clock& clock_;
   RunHost& host_;
 
@@ -39,6 +48,7 @@ class Program {
   RunState State;
   kavrel::Settings Settings;
   JobStore Store;
+  MountTable Mounts;
   ExclusionSet Exclusions;
   FilterTable Filters;
   LogList LogRows;

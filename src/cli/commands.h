@@ -9,12 +9,38 @@
 
 namespace kavrel {
 
+struct RuleOptions {
+  std::string Name, Drive = "*", Folder = "*", File = "*";
+  bool Disabled = false;
+};
+
+enum class RuleChange { Remove, Enable, Disable };
+
 int AddJob(Session& session, const JobOptions& options);
 int EditJob(Session& session, const std::string& name, const JobOptions& options);
 int RemoveJob(Session& session, const std::string& name);
 int ListJobs(Session& session, bool json);
 int ShowJob(Session& session, const std::string& name, bool json);
 int RunJobs(Session& session, const std::vector<std::string>& names);
+/// `mode` is "full" or "incremental".
+int RestoreJob(Session& session, const std::string& name, const std::string& mode);
+
+int ListRules(Session& session, bool json);
+int AddRule(Session& session, const RuleOptions& options);
+/// The rules of these numbers, as the list shows them, are removed, switched on or switched off.
+int ChangeRules(Session& session, RuleChange change, const std::vector<std::size_t>& numbers);
+int ResetRules(Session& session);
+
+int ListFilters(Session& session, bool json);
+int AddFilter(Session& session, const std::string& name, const std::string& patterns);
+int RemoveFilter(Session& session, const std::string& name);
+
+/// One setting, or all with an empty name.
+int GetSettings(Session& session, const std::string& name);
+int SetSetting(Session& session, const std::string& name, const std::string& value);
+/// Prints a path with its date tags expanded.
+int ExpandPath(Session& session, const std::string& path);
+
 int ListLog(Session& session, std::size_t last, bool json);
 /// Prints the job log of the `newest`-th run, 1 being the last one.
 int ShowLog(Session& session, std::size_t newest);

@@ -1,8 +1,10 @@
 // kavrelctl: Kavrel without a window.
 #include <CLI/CLI.hpp>
+#include <functional>
 
 #include "cli/commands.h"
 
+namespace kavrel {
 namespace {
 
 constexpr const char* kExitCodes =
@@ -14,7 +16,141 @@ constexpr const char* kExitCodes =
     "  4  interrupted\n"
     "  5  the source folder is missing\n";
 
+/// What the command line held, and what came of it.
+struct CommandLine {
+  std::string Home, Name, Value, Patterns, Mode = "full";
+  JobOptions Options;
+  RuleOptions Rule;
+  std::vector<std::string> Names;
+  std::vector<std::size_t> Numbers;
+  bool Json = false;
+  std::size_t Last = 20, Show = 0;
+  int ExitCode = kDone;
+
+  /// A command that opens a session of its own.
+  std::function<void()> Run(std::function<int(Session&)> command) {
+    return [this, command = std::move(command)] {
+      Session session(Home);
+      ExitCode = command(session);
+    };
+  }
+};
+
+void AddJobCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* add = app.add_subcommand("add", "Make a job");
+  line.Options.AddTo(*add);
+  add->get_option("--name")->required();
+  add->get_option("--source")->required();
+  add->callback(line.Run([&line](Session& session) { return AddJob(session, line.Options); }));
+
+  CLI::App* edit = app.add_subcommand("edit", "Change what is named of a job");
+  edit->add_option("job", line.Name, "Name of the job")->required();
+  line.Options.AddTo(*edit);
+  edit->callback(
+      line.Run([&line](Session& session) { return EditJob(session, line.Name, line.Options); }));
+
+  CLI::App* remove = app.add_subcommand("remove", "Remove a job");
+  remove->add_option("job", line.Name, "Name of the job")->required();
+  remove->callback(line.Run([&line](Session& session) { return RemoveJob(session, line.Name); }));
+
+  CLI::App* list = app.add_subcommand("list", "List the jobs with their next runs");
+  list->add_flag("--json", line.Json, "Print JSON");
+  list->callback(line.Run([&line](Session& session) { return ListJobs(session, line.Json); }));
+
+  CLI::App* show = app.add_subcommand("show", "Show a job");
+  show->add_option("job", line.Name, "Name of the job")->required();
+  show->add_flag("--json", line.Json, "Print JSON");
+  show->callback(
+      line.Run([&line](Session& session) { return ShowJob(session, line.Name, line.Json); }));
+}
+
+void AddRunCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* run = app.add_subcommand("run", "Run jobs now, in the order given");
+  run->add_option("jobs", line.Names, "Names of the jobs")->required();
+  run->callback(line.Run([&line](Session& session) { return RunJobs(session, line.Names); }));
+
+  CLI::App* restore = app.add_subcommand("restore", "Copy a job's backup back onto its source");
+  restore->add_option("job", line.Name, "Name of the job")->required();
+  restore->add_option("--mode", line.Mode, "full, or incremental to leave equal files alone");
+  restore->callback(
+      line.Run([&line](Session& session) { return RestoreJob(session, line.Name, line.Mode); }));
+
+  CLI::App* log = app.add_subcommand("log", "Show the program log, or the log of one run");
+  log->add_option("--last", line.Last, "How many runs, 20 without this option");
+  log->add_flag("--json", line.Json, "Print JSON");
+  const CLI::Option* show =
+      log->add_option("--show", line.Show, "Print the log of the K-th newest run");
+  log->callback(line.Run([&line, show](Session& session) {
+    return *show ? ShowLog(session, line.Show) : ListLog(session, line.Last, line.Json);
+  }));
+
+  CLI::App* expand = app.add_subcommand("expand", "Print a path with its date tags expanded");
+  expand->add_option("path", line.Value, "The path")->required();
+  expand->callback(line.Run([&line](Session& session) { return ExpandPath(session, line.Value); }));
+}
+
+void AddRuleCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* rules = app.add_subcommand("rules", "Exclusion rules of all jobs");
+  rules->require_subcommand(1);
+  CLI::App* list = rules->add_subcommand("list", "List the rules");
+  list->add_flag("--json", line.Json, "Print JSON");
+  list->callback(line.Run([&line](Session& session) { return ListRules(session, line.Json); }));
+
+  CLI::App* add = rules->add_subcommand("add", "Add a rule");
+  add->add_option("--name", line.Rule.Name, "Name of the rule")->required();
+  add->add_option("--drive", line.Rule.Drive, "Drive, server or mount point pattern");
+  add->add_option("--folder", line.Rule.Folder, "Folder pattern, as \\Recycler\\ or Temp\\");
+  add->add_option("--file", line.Rule.File, "File-name pattern");
+  add->add_flag("--disabled", line.Rule.Disabled, "Leave the rule switched off");
+  add->callback(line.Run([&line](Session& session) { return AddRule(session, line.Rule); }));
+
+  const auto add_change = [&](const char* word, const char* help, RuleChange change) {
+    CLI::App* command = rules->add_subcommand(word, help);
+    command->add_option("numbers", line.Numbers, "Numbers of the rules in the list")->required();
+    command->callback(line.Run(
+        [&line, change](Session& session) { return ChangeRules(session, change, line.Numbers); }));
+  };
+  add_change("remove", "Remove rules", RuleChange::Remove);
+  add_change("enable", "Switch rules on", RuleChange::Enable);
+  add_change("disable", "Switch rules off", RuleChange::Disable);
+  rules->add_subcommand("reset", "Restore the built-in rules")->callback(line.Run(ResetRules));
+}
+
+void AddFilterCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* filters = app.add_subcommand("filters", "Named lists of file types");
+  filters->require_subcommand(1);
+  CLI::App* list = filters->add_subcommand("list", "List the filters");
+  list->add_flag("--json", line.Json, "Print JSON");
+  list->callback(line.Run([&line](Session& session) { return ListFilters(session, line.Json); }));
+
+  CLI::App* add = filters->add_subcommand("add", "Add a filter");
+  add->add_option("name", line.Name, "Name of the filter")->required();
+  add->add_option("patterns", line.Patterns, "Patterns, as \"*.doc;*.xls\"")->required();
+  add->callback(
+      line.Run([&line](Session& session) { return AddFilter(session, line.Name, line.Patterns); }));
+
+  CLI::App* remove = filters->add_subcommand("remove", "Remove a filter");
+  remove->add_option("name", line.Name, "Name of the filter")->required();
+  remove->callback(
+      line.Run([&line](Session& session) { return RemoveFilter(session, line.Name); }));
+}
+
+void AddSettingCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* settings = app.add_subcommand("settings", "The stored settings");
+  settings->require_subcommand(1);
+  CLI::App* get = settings->add_subcommand("get", "Print a setting, or all");
+  get->add_option("name", line.Name, "Name of the setting");
+  get->callback(line.Run([&line](Session& session) { return GetSettings(session, line.Name); }));
+
+  CLI::App* set = settings->add_subcommand("set", "Change a setting");
+  set->add_option("name", line.Name, "Name of the setting")->required();
+  set->add_option("value", line.Value, "Its new value")->required();
+  set->callback(
+      line.Run([&line](Session& session) { return SetSetting(session, line.Name, line.Value); }));
+}
+
 }  // namespace
+}  // namespace kavrel
 
 int main(int argc, char** argv) {
   using namespace kavrel;
@@ -22,61 +158,17 @@ int main(int argc, char** argv) {
   app.footer(kExitCodes);
   app.require_subcommand(1);
   app.fallthrough();
-
-  std::string home, name;
-  JobOptions options;
-  std::vector<std::string> names;
-  bool json = false;
-  std::size_t last = 20, show = 0;
-  int code = kDone;
-  const auto run = [&](auto command) {
-    return [&, command] {
-      Session session(home);
-      code = command(session);
-    };
-  };
-
-  app.add_option("--home", home, "Program folder (same as KAVREL_HOME)");
-  CLI::App* add = app.add_subcommand("add", "Make a job");
-  options.AddTo(*add);
-  add->get_option("--name")->required();
-  add->get_option("--source")->required();
-  add->callback(run([&](Session& session) { return AddJob(session, options); }));
-
-  CLI::App* edit = app.add_subcommand("edit", "Change what is named of a job");
-  edit->add_option("job", name, "Name of the job")->required();
-  options.AddTo(*edit);
-  edit->callback(run([&](Session& session) { return EditJob(session, name, options); }));
-
-  CLI::App* remove = app.add_subcommand("remove", "Remove a job");
-  remove->add_option("job", name, "Name of the job")->required();
-  remove->callback(run([&](Session& session) { return RemoveJob(session, name); }));
-
-  CLI::App* list = app.add_subcommand("list", "List the jobs");
-  list->add_flag("--json", json, "Print JSON");
-  list->callback(run([&](Session& session) { return ListJobs(session, json); }));
-
-  CLI::App* show_job = app.add_subcommand("show", "Show a job");
-  show_job->add_option("job", name, "Name of the job")->required();
-  show_job->add_flag("--json", json, "Print JSON");
-  show_job->callback(run([&](Session& session) { return ShowJob(session, name, json); }));
-
-  CLI::App* run_jobs = app.add_subcommand("run", "Run jobs now, in the order given");
-  run_jobs->add_option("jobs", names, "Names of the jobs")->required();
-  run_jobs->callback(run([&](Session& session) { return RunJobs(session, names); }));
-
-  CLI::App* log = app.add_subcommand("log", "Show the program log, or the log of one run");
-  log->add_option("--last", last, "How many runs, 20 without this option");
-  log->add_flag("--json", json, "Print JSON");
-  const auto show_option = log->add_option("--show", show, "Print the log of the K-th newest run");
-  log->callback(run([&](Session& session) {
-    return *show_option ? ShowLog(session, show) : ListLog(session, last, json);
-  }));
-
+  CommandLine line;
+  app.add_option("--home", line.Home, "Program folder (same as KAVREL_HOME)");
+  AddJobCommands(app, line);
+  AddRunCommands(app, line);
+  AddRuleCommands(app, line);
+  AddFilterCommands(app, line);
+  AddSettingCommands(app, line);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kBadInput;
   }
-  return code;
+  return line.ExitCode;
 }

@@ -11,9 +11,28 @@ namespace kavrel {
 
 namespace {
 
-void PrintResult(const BackupJob& job, const RunContext& context) {
+/// The words in which a backup and a restore differ.
+struct RunWords {
+  std::u16string_view Stopped, Done, Copied, Unchanged, Failed, Bytes;
+};
+constexpr RunWords kBackup = {u"備份中斷",
+                              u"備份完成",
+                              u"已完成檔案總計　　：",
+                              u"備份已存在檔案總計：",
+                              u"備份失敗檔案總計　：",
+                              u"完成備份容量總計　："};
+constexpr RunWords kRestore = {u"還原中斷",
+                               u"還原完成",
+                               u"已完成還原檔案總計：",
+                               u"還原已存在檔案總計：",
+                               u"已還原失敗檔案總計：",
+                               u"完成還原容量總計　："};
+
+void PrintResult(const BackupJob& job, const RunContext& context, const RunWords& words) {
   const LastRunResult& result = job.LastRunResult;
-  std::u16string text = job.Name + u"：" + (result.Stopped ? u"備份中斷" : u"備份完成") + u"\n";
+  std::u16string text = job.Name + u"：";
+  text += result.Stopped ? words.Stopped : words.Done;
+  text += u"\n";
   const auto line = [&](std::u16string_view label, std::u16string_view value) {
     text += u"  ";
     text += label;
@@ -21,37 +40,59 @@ void PrintResult(const BackupJob& job, const RunContext& context) {
     text += u"\n";
   };
   line(u"來源檔案總計　　　：", Grouped(context.Counters.SourceFiles));
-  line(u"已完成檔案總計　　：", Grouped(result.CopiedFiles));
-  line(u"備份已存在檔案總計：", Grouped(result.UnchangedFiles));
-  line(u"備份失敗檔案總計　：", Grouped(result.FailedFiles));
-  if (result.WarningFiles > 0) line(u"備份警告檔案總計　：", Grouped(result.WarningFiles));
-  line(u"完成備份容量總計　：", FormatSize(result.CopiedBytes, SizeMode::Both));
+  line(words.Copied, Grouped(result.CopiedFiles));
+  line(words.Unchanged, Grouped(result.UnchangedFiles));
+  line(words.Failed, Grouped(result.FailedFiles));
+  if (result.WarningFiles > 0) line(u"警告檔案總計　　　：", Grouped(result.WarningFiles));
+  line(words.Bytes, FormatSize(result.CopiedBytes, SizeMode::Both));
+  const std::uint64_t removed = std::uint64_t{result.SyncDeletedFiles} + result.SyncDeletedFolders +
+                                context.Counters.RecycledFiles + context.Counters.RecycledFolders;
+  if (removed > 0) {
+    line(u"同步刪除檔案總計　：", Grouped(result.SyncDeletedFiles));
+    line(u"同步刪除資料夾總計：", Grouped(result.SyncDeletedFolders));
+    line(u"資源回收筒檔案總計：", Grouped(context.Counters.RecycledFiles));
+    line(u"資源回收筒目錄總計：", Grouped(context.Counters.RecycledFolders));
+  }
   line(u"日誌檔名稱　　　　：", context.Log.CurrentPath());
-  if (!result.Stopped && result.CopiedFiles == 0 && result.FailedFiles == 0) {
+  if (!result.Stopped && result.CopiedFiles == 0 && result.FailedFiles == 0 && removed == 0) {
     text += u"  Nothing had to be copied.\n";
   }
   std::printf("%s", Printable(text, true).c_str());
   std::fflush(stdout);
 }
 
-/// Runs one job and tells what came of it.
+/// Tells what came of a run and gives its exit code. `missing` says what a missing folder is.
+int Report(Session& session, RunOutcome outcome, const BackupJob& job, const RunWords& words,
+           const std::string& missing) {
+  Program& program = session.Program();
+  switch (outcome) {
+    case RunOutcome::SourceMissing:
+      PrintError(Printable(job.Name) + ": " + missing);
+      return kSourceMissing;
+    case RunOutcome::Unsupported:
+      PrintError(Printable(job.Name) + ": compressed jobs cannot be run by this version");
+      return kBadInput;
+    case RunOutcome::NotStarted:
+      return kInterrupted;
+    case RunOutcome::Ran:
+      break;
+  }
+  PrintResult(job, program.Context, words);
+  if (program.Log.Failed()) {
+    PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
+  }
+  if (job.LastRunResult.Stopped) return kInterrupted;
+  return job.LastRunResult.FailedFiles > 0 ? kSomeFailed : kDone;
+}
+
 int RunOne(Session& session, std::int32_t index) {
   Program& program = session.Program();
   const RunOutcome outcome = program.RunJobNow(index);
   const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(index)];
-  if (outcome == RunOutcome::SourceMissing) {
-    PrintError(Printable(job.Name) +
-               ": the source folder does not exist: " + Printable(job.Source.Path));
-    return kSourceMissing;
-  }
-  if (outcome == RunOutcome::NotStarted) return kInterrupted;
-  PrintResult(job, program.Context);
-  if (program.Log.Failed()) {
-    PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
-  }
+  const int code = Report(session, outcome, job, kBackup,
+                          "the source folder does not exist: " + Printable(job.Source.Path));
   if (program.Store.LastError() != 0) session.Save();
-  if (job.LastRunResult.Stopped) return kInterrupted;
-  return job.LastRunResult.FailedFiles > 0 ? kSomeFailed : kDone;
+  return code;
 }
 
 /// How grave an exit code is, beside others of the same command.
@@ -61,6 +102,22 @@ int Gravity(int code) {
 }
 
 }  // namespace
+
+int RestoreJob(Session& session, const std::string& name, const std::string& mode) {
+  RaiseOpenFileLimit();
+  WatchForInterrupt();
+  if (mode != "full" && mode != "incremental") {
+    PrintError("--mode takes full or incremental");
+    return kBadInput;
+  }
+  if (!session.Open(u"kavrelctl restore")) return kBadInput;
+  const BackupJob* job = session.FindJob(name);
+  if (!job) return kNoSuchJob;
+  const RunOutcome outcome = session.Program().RunRestoreNow(
+      job->JobIndex, mode == "full" ? RestoreMode::Full : RestoreMode::Incremental);
+  return Report(session, outcome, *job, kRestore,
+                "there is no backup to restore: " + Printable(job->Source.WorkPath));
+}
 
 int RunJobs(Session& session, const std::vector<std::string>& names) {
   RaiseOpenFileLimit();

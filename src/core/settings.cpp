@@ -1,12 +1,21 @@
 #include "core/settings.h"
 
 #include "base/number.h"
+#include "base/text.h"
 
 namespace kavrel {
 
 namespace {
 
-constexpr std::int32_t kNormalPriority = 3, kFourHundredLogs = 3, kDetailsView = 3;
+constexpr SettingInfo kSettings[] = {
+    {u"ProcessPriority", 5, 3}, {u"LogRestrictions", 4, 3}, {u"PlaySound", 0, 0},
+    {u"ExcEnabled", 0, 0},      {u"ProtIcon", 3, 3},        {u"ProtGlidLine", 0, 0},
+    {u"OutWidth0", 0, 0},       {u"OutWidth1", 0, 0},       {u"OutWidth2", 0, 0},
+    {u"OutWidth3", 0, 0},       {u"OutWidth4", 0, 0},       {u"OutWidth5", 0, 0},
+    {u"OutWidth6", 0, 0},       {u"OutWidth7", 0, 0},       {u"OutWidth8", 0, 0},
+    {u"OutWidth9", 0, 0},       {u"OutWidth10", 0, 0},      {u"StartMin", 0, 0},
+    {u"Morlund", 0, 0},
+};
 
 std::u16string OutWidthName(int column) {
   return u"OutWidth" + Decimal(column);
@@ -18,11 +27,39 @@ std::u16string_view SwitchText(bool on) {
 
 }  // namespace
 
-std::int32_t Settings::ReadIndex(std::u16string_view name, std::int32_t last,
-                                 std::int32_t fallback) const {
+std::span<const SettingInfo> AllSettings() {
+  return kSettings;
+}
+
+const SettingInfo* FindSetting(std::u16string_view name) {
+  for (const SettingInfo& setting : kSettings) {
+    if (EqualNoCase(setting.Name, name)) return &setting;
+  }
+  return nullptr;
+}
+
+std::u16string Settings::TextOf(const SettingInfo& setting) const {
+  if (setting.Last > 0) return Decimal(ReadIndex(setting.Name));
+  return std::u16string(SwitchText(ReadSwitch(setting.Name)));
+}
+
+bool Settings::SetText(const SettingInfo& setting, std::u16string_view text) {
+  if (setting.Last > 0) {
+    const std::optional<std::int32_t> index = ParseInt(text);
+    return index && *index >= 0 && *index <= setting.Last &&
+           store_.Set(setting.Name, Decimal(*index));
+  }
+  const std::optional<bool> on = ParseBool(text);
+  if (!on) return false;
+  return setting.Name == u"ExcEnabled" ? SetExcEnabled(*on)
+                                       : store_.Set(setting.Name, SwitchText(*on));
+}
+
+std::int32_t Settings::ReadIndex(std::u16string_view name) const {
+  const SettingInfo& setting = *FindSetting(name);
   const std::optional<std::u16string> text = store_.Get(name);
   const std::optional<std::int32_t> value = text ? ParseInt(*text) : std::nullopt;
-  return value && *value >= 0 && *value <= last ? *value : fallback;
+  return value && *value >= 0 && *value <= setting.Last ? *value : setting.Default;
 }
 
 bool Settings::ReadSwitch(std::u16string_view name) const {
@@ -31,13 +68,13 @@ bool Settings::ReadSwitch(std::u16string_view name) const {
 }
 
 std::int32_t Settings::ProcessPriority() const {
-  return ReadIndex(u"ProcessPriority", 5, kNormalPriority);
+  return ReadIndex(u"ProcessPriority");
 }
 std::int32_t Settings::LogRestrictions() const {
-  return ReadIndex(u"LogRestrictions", 4, kFourHundredLogs);
+  return ReadIndex(u"LogRestrictions");
 }
 std::int32_t Settings::ProtIcon() const {
-  return ReadIndex(u"ProtIcon", 3, kDetailsView);
+  return ReadIndex(u"ProtIcon");
 }
 bool Settings::PlaySound() const {
   return ReadSwitch(u"PlaySound");

@@ -3,12 +3,24 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "platform/settings_store.h"
 
 namespace kavrel {
+
+/// One stored setting: a choice from 0 to Last, or a switch when Last is 0.
+struct SettingInfo {
+  std::u16string_view Name;
+  std::int32_t Last, Default;
+};
+
+/// All of them.
+std::span<const SettingInfo> AllSettings();
+/// The one of that name, without regard to letter case; null when there is none.
+const SettingInfo* FindSetting(std::u16string_view name);
 
 class Settings {
  public:
@@ -35,8 +47,13 @@ class Settings {
   bool SetStartMin(bool on);
   bool SetAutostart(bool on);
 
+  /// Any setting as text: a number, "True" or "False".
+  std::u16string TextOf(const SettingInfo& setting) const;
+  /// Sets it from such text. False when the text is out of range, or could not be written.
+  bool SetText(const SettingInfo& setting, std::u16string_view text);
+
  private:
-  std::int32_t ReadIndex(std::u16string_view name, std::int32_t last, std::int32_t fallback) const;
+  std::int32_t ReadIndex(std::u16string_view name) const;
   bool ReadSwitch(std::u16string_view name) const;
   SettingsStore store_;
 };

@@ -1,7 +1,6 @@
 #include "engine/backup_walk.h"
 
 #include "base/wildcard.h"
-#include "engine/sync_folder.h"
 #include "rules/file_filters.h"
 
 namespace kavrel {
@@ -23,7 +22,9 @@ bool BackupWalk::EnterFolder() {
 }
 
 void BackupWalk::BeforeFiles(const FolderPair& pair) {
-  if (job_.Synchronise) SyncFolder(context_, job_, pair, paths_);
+  if (!job_.Synchronise || !pair.Source) return;
+  if (!synchronisation_) synchronisation_.emplace(context_, job_, pair.Source);
+  synchronisation_->SyncFolder(pair, paths_);
 }
 
 void BackupWalk::DestinationFailed() {

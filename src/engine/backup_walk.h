@@ -2,10 +2,12 @@
 // synchronisation before its files.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "engine/sync_folder.h"
 #include "engine/tree_walk.h"
 
 namespace kavrel {
@@ -31,6 +33,7 @@ class BackupWalk final : public TreeWalk {
 
   const BackupJob& job_;
   std::vector<std::u16string> patterns_;
+  std::optional<Synchronisation> synchronisation_;
 };
 
 }  // namespace kavrel

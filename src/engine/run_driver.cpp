@@ -1,10 +1,9 @@
 #include "engine/run_driver.h"
 
 #include "base/number.h"
-#include "base/text.h"
 #include "engine/backup_walk.h"
+#include "engine/run_summary.h"
 #include "files/path.h"
-#include "files/size_text.h"
 #include "rules/date_tokens.h"
 #include "schedule/next_run.h"
 
@@ -18,64 +17,6 @@ void RecordResult(RunContext& context, BackupJob& job) {
   job.LastRun = now;
   job.LastRunResult = ToLastRunResult(context.Counters, context.State.CancelRequested);
   job.NextRun = NextRunAfterNow(job, now);
-}
-
-std::u16string_view StatusText(const BackupJob& job) {
-  return job.LastRunResult.Stopped ? u"備份中斷" : u"備份完成";
-}
-
-std::u16string SummaryText(const RunContext& context, const BackupJob& job,
-                           std::u16string_view elapsed) {
-  const RunCounters& run = context.Counters;
-  const LastRunResult& last = job.LastRunResult;
-  std::u16string text = u"備份排程名稱　　　：" + job.Name + u"\r\n";
-  if (job.RunStarted == kZeroDate) return text;
-  text += u"本次執行備份時間　：" + DateTimeText(job.RunStarted) + u"\r\n";
-  text += u"下次執行備份時間　：" + DateTimeText(job.NextRun) + u"\r\n";
-  text += u"備份執行狀態　　　：" + std::u16string(StatusText(job)) + u"\r\n";
-  const struct {
-    std::u16string_view Label;
-    std::uint64_t Count;
-  } lines[] = {
-      {u"來源檔案總計　　　：", run.SourceFiles},
-      {u"來源資料夾總計　　：", last.Folders},
-      {u"已完成檔案總計　　：", last.CopiedFiles},
-      {u"已完成資料夾總計　：", last.Folders},
-      {u"備份失敗檔案總計　：", last.FailedFiles},
-      {u"備份已存在檔案總計：", last.UnchangedFiles},
-      {u"排除資料夾總計　　：", run.ExcludedFolders},
-      {u"排除檔案總計　　　：", run.ExcludedFiles},
-      {u"同步刪除檔案總計　：", last.SyncDeletedFiles},
-      {u"同步刪除資料夾總計：", last.SyncDeletedFolders},
-      {u"資源回收筒檔案總計：", run.RecycledFiles},
-      {u"資源回收筒目錄總計：", run.RecycledFolders},
-  };
-  for (const auto& line : lines) {
-    text += line.Label;
-    text += Grouped(line.Count) + u"\r\n";
-  }
-  text += u"完成備份容量總計　：" + FormatSize(last.CopiedBytes, SizeMode::Both) + u"\r\n";
-  text += u"執行備份所花費時間：";
-  text += elapsed;
-  return text;
-}
-
-void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_view elapsed) {
-  std::u16string separator;
-  for (int i = 0; i < 49; ++i) separator += u"-=";
-  JobLog& log = context.Log;
-  log.WriteJobLog({});
-  log.WriteJobLog(separator);
-  log.WriteJobLog(u"來源備份資料夾　　：" + job.Source.Path);
-  log.WriteJobLog(u"目標存放資料夾　　：" + ExpandedDestination(job, context.Clock));
-  log.WriteJobLog(ReplaceAll(SummaryText(context, job, elapsed), u"&", u"&&"));
-  log.WriteJobLog(separator);
-  log.WriteJobLog({});
-  const LastRunResult& last = job.LastRunResult;
-  context.LogRows.Append({job.Name, std::u16string(StatusText(job)), Grouped(last.CopiedFiles),
-                          Grouped(last.UnchangedFiles), Grouped(last.FailedFiles),
-                          DateTimeText(job.RunStarted), DateTimeText(job.NextRun),
-                          log.CurrentPath()});
 }
 
 void RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
@@ -96,6 +37,7 @@ void RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
 RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
   RunState& state = context.State;
   if (state.CancelRequested) return RunOutcome::NotStarted;
+  if (job.Compressed) return RunOutcome::Unsupported;
   job.RunStarted = context.Clock.Now();
   job.LastRunResult = {};
   context.Host.ResetProgress();

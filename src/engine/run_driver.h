@@ -13,6 +13,7 @@ namespace kavrel {
 enum class RunOutcome {
   NotStarted,     ///< a cancel was already pending
   SourceMissing,  ///< the source folder does not exist: flagged as stopped, nothing logged
+  Unsupported,    ///< a compressed job, which this version cannot run
   Ran,            ///< the walk took place; the job's LastRunResult tells the rest
 };
 

@@ -1,7 +1,156 @@
 #include "engine/sync_folder.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+
+#include "files/path.h"
+
 namespace kavrel {
 
-void SyncFolder(RunContext&, const BackupJob&, const FolderPair&, const WalkPaths&) {}
+namespace {
+
+/// Name and kind of an entry as one number, so that a huge folder's listing stays small. Two
+/// entries of one number would only make the pass keep something that it might have removed.
+std::uint64_t EntryKey(const FolderEntry& entry) {
+  const std::uint64_t hash = std::hash<std::u16string_view>()(entry.Name);
+  return entry.Kind == FileKind::Folder ? ~hash : hash;
+}
+
+/// True unless the source was seen not to hold an entry of that name and kind.
+bool MayBeHeld(const Folder& source, const FolderEntry& entry) {
+  const Result<FileStatus> status = source.Status(entry.Name);
+  if (!status) return status.Error != ENOENT;
+  return (status->Kind == FileKind::Folder) == (entry.Kind == FileKind::Folder);
+}
+
+}  // namespace
+
+Synchronisation::Synchronisation(RunContext& context, const BackupJob& job,
+                                 const Folder& source_root)
+    : context_(context), job_(job), bin_(context.Clock) {
+  source_lineage_ = *source_root.Lineage();
+}
+
+void Synchronisation::CountFailure(std::u16string_view text, std::u16string_view what) {
+  ++context_.Counters.FailedFiles;
+  std::u16string line(text);
+  line += what;
+  context_.Log.WriteTimed(line);
+}
+
+bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t>& held) {
+  FolderReader reader(source);
+  while (const FolderEntry* entry = reader.Next()) held.push_back(EntryKey(*entry));
+  std::sort(held.begin(), held.end());
+  return reader.Error() == 0;
+}
+
+void Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths) {
+  if (context_.State.CancelRequested || !pair.Dest) return;
+  // A source that cannot be opened is not an empty source; the walk counts and logs that.
+  if (pair.SourceError || source_lineage_.empty()) return;
+  std::vector<std::uint64_t> held;
+  const Result<FileStatus> dest = pair.Dest.Status();
+  if (!dest || !ListSource(pair.Source, held)) {
+    CountFailure(u": 略過同步 (失敗)：", paths.Source());
+    return;
+  }
+  std::vector<std::u16string> folders;
+  FolderReader reader(pair.Dest);
+  while (const FolderEntry* entry = reader.Next()) {
+    if (context_.State.CancelRequested) return;
+    if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
+        !MayBeHeld(pair.Source, *entry)) {
+      if (entry->Kind == FileKind::Folder) {
+        folders.push_back(entry->Name);
+      } else if (RemoveEntry(pair.Dest, *entry)) {
+        CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：",
+                     entry->Name);
+      }
+    }
+    context_.Host.PumpMessages();
+  }
+  std::u16string path(paths.Dest());
+  for (const std::u16string& name : folders) SyncRemoveTree(pair.Dest, name, path, dest->Device);
+}
+
+ErrorCode Synchronisation::RemoveEntry(const Folder& folder, const FolderEntry& entry) {
+  RunCounters& counters = context_.Counters;
+  const ErrorCode error =
+      job_.UseRecycleBin ? bin_.Recycle(folder, entry.Name) : folder.RemoveFile(entry.Name);
+  context_.State.LastApiError = error;
+  if (!error) ++(job_.UseRecycleBin ? counters.RecycledFiles : counters.SyncDeletedFiles);
+  return error;
+}
+
+bool Synchronisation::MayBeRemoved(const FileStatus& folder, std::uint64_t device) const {
+  // Neither a folder that the source lies in nor another disk that is mounted here is a left-over
+  // of the backup.
+  const bool holds_source =
+      std::any_of(source_lineage_.begin(), source_lineage_.end(), [&](const FileStatus& above) {
+        return above.Device == folder.Device && above.Id == folder.Id;
+      });
+  return !holds_source && folder.Device == device;
+}
+
+bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view name,
+                                     std::u16string& path, std::uint64_t device) {
+  if (context_.State.CancelRequested) return false;
+  const std::size_t length = path.size();
+  path += name;
+  path += PathSeparator(path);
+  RunCounters& counters = context_.Counters;
+  ErrorCode error = ENOTEMPTY;
+  {
+    const Result<Folder> folder = parent.OpenFolder(name);
+    const Result<FileStatus> status =
+        folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
+    if (!status) {
+      error = status.Error;
+    } else if (MayBeRemoved(*status, device) && EmptyFolder(*folder, path, device)) {
+      error = 0;
+    }
+  }
+  if (!context_.State.CancelRequested) {
+    // Only what is empty goes, also to the bin: what could not be removed from it stays in place.
+    if (!error) error = job_.UseRecycleBin ? bin_.Recycle(parent, name) : parent.RemoveFolder(name);
+    context_.State.LastApiError = error;
+    if (error) {
+      CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：",
+                   path);
+    } else {
+      ++(job_.UseRecycleBin ? counters.RecycledFolders : counters.SyncDeletedFolders);
+    }
+  }
+  path.resize(length);
+  return error == 0;
+}
+
+/// Removes all that is in the folder; false when something stays.
+bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
+                                  std::uint64_t device) {
+  RunCounters& counters = context_.Counters;
+  bool emptied = true;
+  std::vector<std::u16string> subfolders;
+  folder.MakeWritable();
+  FolderReader reader(folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    if (context_.State.CancelRequested) return false;
+    if (entry->Kind == FileKind::Folder) {
+      subfolders.push_back(entry->Name);
+    } else if (RemoveEntry(folder, *entry)) {
+      ++counters.FailedFiles;
+      emptied = false;
+    } else {
+      ++counters.SourceFiles;
+    }
+    context_.Host.PumpMessages();
+  }
+  for (const std::u16string& subfolder : subfolders) {
+    emptied = SyncRemoveTree(folder, subfolder, path, device) && emptied;
+  }
+  return emptied && reader.Error() == 0 && !context_.State.CancelRequested;
+}
 
 }  // namespace kavrel

@@ -1,14 +1,40 @@
-// The synchronisation pass: what a folder of the source no longer has goes from the destination.
+// The synchronisation pass: what a folder of the source no longer has goes from the destination,
+// to the recycle bin or for good. Nothing is removed on doubt: the source was listed to its end and
+// seen not to hold the item, and the item is no folder that the source lies in.
 #pragma once
+
+#include <vector>
 
 #include "engine/folder_pair.h"
 #include "engine/run_context.h"
+#include "platform/recycle_bin.h"
 
 namespace kavrel {
 
-/// Removes from the pair's destination folder what its source folder does not hold. Does nothing
-/// yet: a synchronising job copies like a differential one.
-void SyncFolder(RunContext& context, const BackupJob& job, const FolderPair& pair,
-                const WalkPaths& paths);
+/// The synchronisation of one run.
+class Synchronisation {
+ public:
+  /// `source_root` is the open root of the run's source; the other references outlive this.
+  Synchronisation(RunContext& context, const BackupJob& job, const Folder& source_root);
+
+  /// Removes from the pair's destination folder what its source folder does not hold. Folders that
+  /// both sides have are not entered: the walk comes to them in turn. An item stays when the source
+  /// has one of the same name and kind, whatever its size or date, excluded or not.
+  void SyncFolder(const FolderPair& pair, const WalkPaths& paths);
+
+ private:
+  bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);
+  ErrorCode RemoveEntry(const Folder& folder, const FolderEntry& entry);
+  bool SyncRemoveTree(const Folder& parent, std::u16string_view name, std::u16string& path,
+                      std::uint64_t device);
+  bool EmptyFolder(const Folder& folder, std::u16string& path, std::uint64_t device);
+  bool MayBeRemoved(const FileStatus& folder, std::uint64_t device) const;
+  void CountFailure(std::u16string_view text, std::u16string_view what);
+
+  RunContext& context_;
+  const BackupJob& job_;
+  RecycleBin bin_;
+  std::vector<FileStatus> source_lineage_;
+};
 
 }  // namespace kavrel

@@ -184,6 +184,73 @@ TEST_F(KavrelctlTest, AnInterruptEndsTheRunWithItsBookkeepingDone) {
   EXPECT_NE(log.Output.find("備份中斷"), std::string::npos) << log.Output;
 }
 
+TEST_F(KavrelctlTest, RulesFiltersAndSettingsAreKeptCheckedAndUsed) {
+  WriteTestFile(source_ / "Temp" / "x", "x");
+  WriteTestFile(source_ / "keep.doc", "x");
+  WriteTestFile(source_ / "a1.log", "x");
+  ASSERT_EQ(Add({"--type", "sync"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"rules", "add", "--name", "日誌", "--file", "*#.LOG"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"settings", "set", "excenabled", "True"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"settings", "get", "ExcEnabled"}).Output, "True\n");
+  EXPECT_EQ(Ctl({"run", "文件 A"}).ExitCode, 0);
+  EXPECT_TRUE(fs::exists(dest_ / "keep.doc"));
+  EXPECT_FALSE(fs::exists(dest_ / "Temp"));
+  EXPECT_FALSE(fs::exists(dest_ / "a1.log"));
+  EXPECT_EQ(Ctl({"rules", "disable", "15", "13"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"run", "文件 A"}).ExitCode, 0);
+  EXPECT_TRUE(fs::exists(dest_ / "Temp" / "x"));
+  EXPECT_EQ(Ctl({"rules", "remove", "15"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"rules", "list"}).Output.find("日誌"), std::string::npos);
+  EXPECT_EQ(Ctl({"rules", "reset"}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "Exc.txt").size(), 536U);
+  EXPECT_EQ(Ctl({"filters", "add", "我的", "*.a;*.b"}).ExitCode, 0);
+  EXPECT_NE(Ctl({"filters", "list"}).Output.find("我的"), std::string::npos);
+  EXPECT_EQ(Ctl({"filters", "remove", "我的"}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "FileType.txt").find("*.a;*.b"), std::string::npos);
+
+  const struct {
+    std::vector<std::string> Arguments;
+    const char* Message;
+  } refused[] = {
+      {{"rules", "add", "--name", "all"}, "磁碟機設定錯誤"},
+      {{"rules", "add", "--name", "x", "--file", "a\\b"}, "檔案名稱無效：Invalid Character - \\"},
+      {{"rules", "add", "--name", "x", "--folder", "a\\\\b"}, "請勿使用「\\\\」"},
+      {{"rules", "add", "--name", "x", "--folder", " "}, "資料夾名稱無效：檔案或資料夾並未設定"},
+      {{"rules", "add", "--name", "#x", "--folder", "a"}, "「#」"},
+      {{"rules", "remove", "99"}, "no rule 99"},
+      {{"filters", "add", "網頁檔案", "*.x"}, "already"},
+      {{"filters", "add", "x", "*.a;;*.b"}, "檔案或資料夾並未設定"},
+      {{"filters", "remove", "所有檔案 (*.*)"}, "no such filter"},
+      {{"settings", "set", "LogRestrictions", "5"}, "0 to 4"},
+      {{"settings", "set", "PlaySound", "loud"}, "True or False"},
+      {{"settings", "get", "Nonsense"}, "no such setting"},
+      {{"restore", "文件 A", "--mode", "half"}, "--mode"},
+  };
+  for (const auto& c : refused) {
+    const CommandResult result = Ctl(c.Arguments);
+    EXPECT_EQ(result.ExitCode, 2) << c.Message;
+    EXPECT_NE(result.Errors.find(c.Message), std::string::npos) << c.Message << "\n"
+                                                                << result.Errors;
+  }
+}
+
+TEST_F(KavrelctlTest, ARestoreBringsALostFolderBack) {
+  WriteTestFile(source_ / "深" / "a", "x");
+  ASSERT_EQ(Add().ExitCode, 0);
+  ASSERT_EQ(Ctl({"edit", "文件 A", "--dest", dest_.string() + "/<yyyy>/"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"restore", "文件 A"}).ExitCode, 5);
+  EXPECT_EQ(Ctl({"run", "文件 A"}).ExitCode, 0);
+  const std::string expanded = Ctl({"expand", dest_.string() + "/<yyyy>/"}).Output;
+  const fs::path backup = expanded.substr(0, expanded.size() - 1);
+  EXPECT_EQ(ReadTestFile(backup / "深" / "a"), "x");
+  fs::remove_all(source_ / "深");
+  const CommandResult result = Ctl({"restore", "文件 A", "--mode", "incremental"});
+  EXPECT_EQ(result.ExitCode, 0) << result.Errors;
+  EXPECT_NE(result.Output.find("已完成還原檔案總計：1\n"), std::string::npos) << result.Output;
+  EXPECT_EQ(TreeDifferences(backup, source_), "");
+  EXPECT_EQ(Ctl({"restore", "nobody"}).ExitCode, 3);
+}
+
 TEST_F(KavrelctlTest, AFolderInUseIsNamedAndReadingNeverWaits) {
   fs::create_directories(source_);
   ASSERT_EQ(Add().ExitCode, 0);

@@ -1,0 +1,49 @@
+#include "engine/restore.h"
+
+#include "engine/run_summary.h"
+#include "engine/tree_walk.h"
+
+namespace kavrel {
+
+namespace {
+
+/// No exclusions, no file types, no size limit: what was backed up comes back.
+class RestoreWalk final : public TreeWalk {
+ public:
+  RestoreWalk(RunContext& context, const BackupJob& job, RestoreMode mode)
+      : TreeWalk(context,
+                 {job.Source.WorkPath, job.Destination.WorkPath, mode == RestoreMode::Incremental,
+                  job.IncludeSubfolders, u": 還原檔案 (失敗)："}) {}
+
+ protected:
+  bool EnterFolder() override { return !Cancelled(); }
+};
+
+}  // namespace
+
+RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode) {
+  RunState& state = context.State;
+  if (state.CancelRequested) return RunOutcome::NotStarted;
+  if (job.Compressed) return RunOutcome::Unsupported;
+  job.LastRunResult = {};
+  context.Counters = {};
+  job.Source.WorkPath = ExpandedDestination(job, context.Clock);
+  job.Destination.WorkPath = job.Source.Path;
+  if (!context.Files.FolderExists(job.Source.WorkPath)) {
+    context.Host.ShowRunPanels(false);
+    state.CancelRequested = true;
+    return RunOutcome::SourceMissing;
+  }
+  context.Host.ShowRunPanels(true);
+  context.Log.OpenJobLog();
+  context.Files.MakeCurrent(context.Files.ProgramFolder());
+  RestoreWalk(context, job, mode).Run();
+  job.LastRunResult = ToLastRunResult(context.Counters, state.CancelRequested);
+  WriteRestoreSummary(context, job);
+  context.Log.CloseJobLog();
+  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+  context.Files.MakeCurrent(context.Files.ProgramFolder());
+  return RunOutcome::Ran;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,82 @@
+#include "engine/run_summary.h"
+
+#include "base/number.h"
+#include "base/text.h"
+#include "engine/run_driver.h"
+#include "files/size_text.h"
+
+namespace kavrel {
+
+std::u16string SummaryLine(std::u16string_view label, std::uint64_t count) {
+  std::u16string line(label);
+  line += Grouped(count) + u"\r\n";
+  return line;
+}
+
+void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string_view summary) {
+  std::u16string separator;
+  for (int i = 0; i < 49; ++i) separator += u"-=";
+  JobLog& log = context.Log;
+  log.WriteJobLog({});
+  log.WriteJobLog(separator);
+  log.WriteJobLog(u"來源備份資料夾　　：" + job.Source.Path);
+  log.WriteJobLog(u"目標存放資料夾　　：" + ExpandedDestination(job, context.Clock));
+  log.WriteJobLog(ReplaceAll(summary, u"&", u"&&"));
+  log.WriteJobLog(separator);
+  log.WriteJobLog({});
+}
+
+void AppendLogRow(RunContext& context, const BackupJob& job, std::u16string_view status) {
+  const LastRunResult& last = job.LastRunResult;
+  context.LogRows.Append({job.Name, std::u16string(status), Grouped(last.CopiedFiles),
+                          Grouped(last.UnchangedFiles), Grouped(last.FailedFiles),
+                          DateTimeText(job.RunStarted), DateTimeText(job.NextRun),
+                          context.Log.CurrentPath()});
+}
+
+void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_view elapsed) {
+  const RunCounters& run = context.Counters;
+  const LastRunResult& last = job.LastRunResult;
+  const std::u16string status = last.Stopped ? u"備份中斷" : u"備份完成";
+  std::u16string text = u"備份排程名稱　　　：" + job.Name + u"\r\n";
+  if (job.RunStarted != kZeroDate) {
+    text += u"本次執行備份時間　：" + DateTimeText(job.RunStarted) + u"\r\n";
+    text += u"下次執行備份時間　：" + DateTimeText(job.NextRun) + u"\r\n";
+    text += u"備份執行狀態　　　：" + status + u"\r\n";
+    text += SummaryLine(u"來源檔案總計　　　：", run.SourceFiles);
+    text += SummaryLine(u"來源資料夾總計　　：", last.Folders);
+    text += SummaryLine(u"已完成檔案總計　　：", last.CopiedFiles);
+    text += SummaryLine(u"已完成資料夾總計　：", last.Folders);
+    text += SummaryLine(u"備份失敗檔案總計　：", last.FailedFiles);
+    text += SummaryLine(u"備份已存在檔案總計：", last.UnchangedFiles);
+    text += SummaryLine(u"排除資料夾總計　　：", run.ExcludedFolders);
+    text += SummaryLine(u"排除檔案總計　　　：", run.ExcludedFiles);
+    text += SummaryLine(u"同步刪除檔案總計　：", last.SyncDeletedFiles);
+    text += SummaryLine(u"同步刪除資料夾總計：", last.SyncDeletedFolders);
+    text += SummaryLine(u"資源回收筒檔案總計：", run.RecycledFiles);
+    text += SummaryLine(u"資源回收筒目錄總計：", run.RecycledFolders);
+    text += u"完成備份容量總計　：" + FormatSize(last.CopiedBytes, SizeMode::Both) + u"\r\n";
+    text += u"執行備份所花費時間：";
+    text += elapsed;
+  }
+  WriteSummaryBlock(context, job, text);
+  AppendLogRow(context, job, status);
+}
+
+void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
+  const LastRunResult& last = job.LastRunResult;
+  const std::u16string status = last.Stopped ? u"還原中斷" : u"還原完成";
+  WriteSummaryBlock(context, job,
+                    u"還原排程名稱　　　：" + job.Name + u"\r\n" + u"還原執行狀態　　　：" +
+                        status + u"\r\n" +
+                        SummaryLine(u"來源檔案總計　　　：", context.Counters.SourceFiles) +
+                        SummaryLine(u"來源資料夾總計　　：", last.Folders) +
+                        SummaryLine(u"已完成還原檔案總計：", last.CopiedFiles) +
+                        SummaryLine(u"已完成還原目錄總計：", last.Folders) +
+                        SummaryLine(u"已還原失敗檔案總計：", last.FailedFiles) +
+                        SummaryLine(u"還原已存在檔案總計：", last.UnchangedFiles) +
+                        u"完成還原容量總計　：" + FormatSize(last.CopiedBytes, SizeMode::Both));
+  AppendLogRow(context, job, status);
+}
+
+}  // namespace kavrel

@@ -1,0 +1,24 @@
+// The block that ends a run's log, and the run's row in the log list.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "engine/run_context.h"
+
+namespace kavrel {
+
+/// One line of a summary: label, number with thousands separators, line end.
+std::u16string SummaryLine(std::u16string_view label, std::uint64_t count);
+
+/// Writes the block around a summary's own lines: separators, and the job's source and destination.
+/// "&" is doubled in the text.
+void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string_view summary);
+
+/// Adds the run's row to the log list.
+void AppendLogRow(RunContext& context, const BackupJob& job, std::u16string_view status);
+
+void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_view elapsed);
+void WriteRestoreSummary(RunContext& context, const BackupJob& job);
+
+}  // namespace kavrel

@@ -1,0 +1,404 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+
+#include "base/text.h"
+#include "support/test_program.h"
+#include "support/tree.h"
+#include "support/unprivileged.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class SyncTest : public testing::Test, protected TestProgram {
+ protected:
+  SyncTest() {
+    // The home bin of these tests, on the disk that drives c and d lie on.
+    setenv("XDG_DATA_HOME", (Temp.Root() / "data").c_str(), 1);
+  }
+  ~SyncTest() override { unsetenv("XDG_DATA_HOME"); }
+
+  const RunCounters& Mirror(bool bin = false) {
+    if (Program.Store.Jobs.empty()) AddJob(BackupType::Synchronise);
+    Program.Store.Jobs[0].UseRecycleBin = bin;
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    return Program.Context.Counters;
+  }
+
+  /// What lies in a bin: the noted original path and the file's content.
+  static std::multimap<std::string, std::string> BinContent(const fs::path& bin) {
+    std::multimap<std::string, std::string> content;
+    for (const auto& entry : fs::directory_iterator(bin / "files")) {
+      const std::string info =
+          ReadTestFile(bin / "info" / (entry.path().filename().string() + ".trashinfo"));
+      const std::size_t begin = info.find("\nPath=") + 6, end = info.find('\n', begin);
+      EXPECT_NE(info.find("\nDeletionDate=2009-09-23T15:04:05\n"), info.npos) << info;
+      content.emplace(info.substr(begin, end - begin), fs::is_directory(entry.symlink_status())
+                                                           ? "<folder>"
+                                                           : ReadTestFile(entry.path()));
+    }
+    return content;
+  }
+};
+
+TEST_F(SyncTest, NameAndKindDecideWhatStays) {
+  WriteTestFile(Source() / "same", "new content");
+  WriteTestFile(Source() / "file now" / "x", "x");
+  WriteTestFile(Source() / "folder then", "f");
+  WriteTestFile(Dest() / "same", "old");
+  WriteTestFile(Dest() / "file now", "was a file");
+  WriteTestFile(Dest() / "folder then" / "a", "a");
+  WriteTestFile(Dest() / "gone.txt", "g");
+  for (const char* name : {"1", "2", "sub/3"}) WriteTestFile(Dest() / "old" / name, "o");
+  const RunCounters& counters = Mirror();
+  EXPECT_EQ(TreeDifferences(Source(), Dest()), "");
+  EXPECT_EQ(counters.SyncDeletedFiles, 2U + 1U + 3U);
+  EXPECT_EQ(counters.SyncDeletedFolders, 3U);
+  EXPECT_EQ(counters.CopiedFiles, 3U);
+  EXPECT_EQ(counters.SourceFiles, 3U + 1U + 3U) << "files removed with their folder count, too";
+  EXPECT_EQ(counters.FailedFiles, 0U);
+}
+
+TEST_F(SyncTest, WhatRulesAndTypesLeaveOutStaysInTheMirror) {
+  WriteTestFile(Source() / "Temp" / "x", "x");
+  WriteTestFile(Source() / "a.tmp", "new");
+  WriteTestFile(Dest() / "Temp" / "x", "kept");
+  WriteTestFile(Dest() / "a.tmp", "kept");
+  AddJob(BackupType::Synchronise).FileTypes = u"*.tmp";
+  Program.Store.Jobs[0].ExcludeFileTypes = true;
+  Program.Exclusions.ExcEnabled = true;
+  const RunCounters& counters = Mirror();
+  EXPECT_EQ(ReadTestFile(Dest() / "Temp" / "x"), "kept");
+  EXPECT_EQ(ReadTestFile(Dest() / "a.tmp"), "kept");
+  EXPECT_EQ(counters.ExcludedFolders, 1U);
+  EXPECT_EQ(LogLines(), "排除資料夾 (成功)：C:\\src\\Temp\\\n");
+}
+
+TEST_F(SyncTest, LinksGoAndWhatTheyPointToStays) {
+  for (const bool bin : {false, true}) {
+    WriteTestFile(Temp.Root() / "outside" / "file", "precious");
+    WriteTestFile(Source() / "a", "x");
+    SetWritten(Source() / "a", {1000000000, 0});
+    fs::create_directories(Dest() / "old");
+    fs::create_directory_symlink(Temp.Root() / "outside", Dest() / "link");
+    fs::create_directory_symlink(Temp.Root() / "outside", Dest() / "old" / "link");
+    const RunCounters& counters = Mirror(bin);
+    EXPECT_EQ(counters.FailedFiles, 0U);
+    EXPECT_EQ(TreeDifferences(Source(), Dest()), "");
+    EXPECT_EQ(ReadTestFile(Temp.Root() / "outside" / "file"), "precious");
+  }
+}
+
+TEST_F(SyncTest, ASourceThatCannotBeReadRemovesNothing) {
+  WriteTestFile(Source() / "locked" / "a", "x");
+  WriteTestFile(Source() / "open" / "b", "x");
+  WriteTestFile(Dest() / "locked" / "old", "kept");
+  WriteTestFile(Dest() / "open" / "old", "goes");
+  ASSERT_EQ(chmod((Source() / "locked").c_str(), 0), 0);
+  fs::permissions(Temp.Root(), fs::perms::all);
+  for (const auto& path : {Temp.Home(), Temp.Home() / "Log", Temp.DriveD(), Dest(),
+                           Dest() / "locked", Dest() / "open"}) {
+    fs::permissions(path, fs::perms::all);
+  }
+  {
+    const Unprivileged user;
+    const RunCounters& counters = Mirror();
+    EXPECT_EQ(counters.FailedFiles, 1U);
+    EXPECT_EQ(counters.SyncDeletedFiles, 1U);
+  }
+  EXPECT_EQ(ReadTestFile(Dest() / "locked" / "old"), "kept");
+  EXPECT_FALSE(fs::exists(Dest() / "open" / "old"));
+  EXPECT_TRUE(LogLines().starts_with(": 讀取目錄 (失敗)：C:\\src\\locked\\\n")) << LogLines();
+}
+
+TEST_F(SyncTest, ADestinationThatHoldsTheSourceKeepsIt) {
+  WriteTestFile(Source() / "deep" / "a", "x");
+  AddJob(BackupType::Synchronise).Source.Path = u"C:\\src\\deep\\";
+  BackupJob& job = Program.Store.Jobs[0];
+  for (const bool bin : {false, true}) {
+    WriteTestFile(Temp.DriveC() / "other", "not in the source");
+    // By its path the source is seen to lie inside: nothing is done at all.
+    job.Destination.Path = u"C:\\";
+    EXPECT_EQ(Mirror(bin).CopiedFiles, 0U);
+    EXPECT_TRUE(fs::exists(Temp.DriveC() / "other"));
+    // Through a link only the folders themselves tell.
+    fs::remove(Temp.DriveD() / "up");
+    fs::create_directory_symlink(Temp.DriveC(), Temp.DriveD() / "up");
+    job.Destination.Path = u"D:\\up\\";
+    EXPECT_EQ(Mirror(bin).FailedFiles, 1U);
+    EXPECT_EQ(ReadTestFile(Source() / "deep" / "a"), "x");
+    EXPECT_EQ(LogLines(), bin ? ": 移到資源回收筒 (失敗)：D:\\up\\src\\\n"
+                              : ": 刪除目錄 (失敗)：D:\\up\\src\\\n");
+    EXPECT_FALSE(fs::exists(Temp.DriveC() / "other"));
+    fs::remove(Temp.DriveC() / "a");
+  }
+}
+
+TEST_F(SyncTest, ADestinationThatIsTheSourceIsLeftAlone) {
+  WriteTestFile(Source() / "a", "x");
+  fs::create_directory_symlink(Source(), Dest());
+  EXPECT_EQ(Mirror().CopiedFiles, 0U);
+  EXPECT_EQ(ReadTestFile(Source() / "a"), "x");
+}
+
+TEST_F(SyncTest, WhatCannotBeRemovedIsLoggedByNameAndKeepsItsFolder) {
+  WriteTestFile(Source() / "a", "x");
+  WriteTestFile(Source() / "keep" / "b", "x");
+  WriteTestFile(Dest() / "keep" / "stuck", "s");
+  WriteTestFile(Dest() / "old" / "inner" / "stuck", "s");
+  fs::permissions(Temp.Root(), fs::perms::all);
+  for (const auto& path :
+       {Temp.Home(), Temp.Home() / "Log", Temp.DriveD(), Dest(), Dest() / "old"}) {
+    fs::permissions(path, fs::perms::all);
+  }
+  for (const auto& path : {Dest() / "keep", Dest() / "old" / "inner"}) {
+    ASSERT_EQ(chmod(path.c_str(), 0555), 0);
+    if (geteuid() != 0) GTEST_SKIP() << "needs folders of another user";
+  }
+  {
+    const Unprivileged user;
+    const RunCounters& counters = Mirror();
+    // stuck in keep; b in keep; stuck in inner, inner itself, old itself
+    EXPECT_EQ(counters.FailedFiles, 5U);
+  }
+  EXPECT_EQ(ReadTestFile(Dest() / "old" / "inner" / "stuck"), "s");
+  const std::string lines = LogLines();
+  EXPECT_NE(lines.find(": 刪除檔案 (失敗)：stuck\n"), lines.npos) << lines;
+  EXPECT_NE(lines.find(": 刪除目錄 (失敗)：D:\\dst\\old\\inner\\\n"), lines.npos) << lines;
+}
+
+TEST_F(SyncTest, OtherDisksHaveTheirOwnBinAndWithoutOneNothingIsRemoved) {
+  if (mount("none", Temp.DriveD().c_str(), "tmpfs", 0, "size=4m") != 0) {
+    GTEST_SKIP() << "no right to mount a disk of its own";
+  }
+  WriteTestFile(Source() / "a", "x");
+  WriteTestFile(Dest() / "old 檔", "content");
+  const fs::path bin = Temp.DriveD() / (".Trash-" + std::to_string(geteuid()));
+  RunCounters counters = Mirror(true);
+  EXPECT_EQ(counters.RecycledFiles, 1U);
+  EXPECT_EQ(BinContent(bin),
+            (std::multimap<std::string, std::string>{{"dst/old%20%E6%AA%94", "content"}}));
+  fs::remove_all(bin);
+  WriteTestFile(bin, "a file where the bin should be");
+  WriteTestFile(Dest() / "old", "kept");
+  counters = Mirror(true);
+  const std::string kept = ReadTestFile(Dest() / "old"), lines = LogLines();
+  umount(Temp.DriveD().c_str());
+  EXPECT_EQ(kept, "kept");
+  EXPECT_EQ(counters.FailedFiles, 1U);
+  EXPECT_EQ(lines, ": 移到資源回收筒 (失敗)：old\n");
+}
+
+/// A random tree and random changes of it: additions, changed content, removals, renames, files
+/// that become folders and folders that become files.
+class RandomTree {
+ public:
+  RandomTree(fs::path root, unsigned seed) : root_(std::move(root)), random_(seed) {
+    fs::create_directories(root_);
+    folders_.push_back(root_);
+  }
+
+  void Grow(int files) {
+    for (int i = 0; i < files; ++i) AddFile();
+  }
+
+  void Change(int changes) {
+    for (int i = 0; i < changes; ++i) {
+      const std::size_t at = random_() % files_.size();
+      const fs::path path = files_[at];
+      switch (random_() % 6) {
+        case 0:
+          AddFile();
+          break;
+        case 1:
+          Write(path);
+          break;
+        case 2:
+          fs::remove(path);
+          Forget(at);
+          break;
+        case 3: {
+          const fs::path to = path.parent_path() / NewName();
+          fs::rename(path, to);
+          files_[at] = to;
+          break;
+        }
+        case 4: {
+          fs::remove(path);
+          files_[at] = path / NewName();
+          Write(files_[at]);
+          break;
+        }
+        default: {
+          const fs::path folder = path.parent_path();
+          if (folder == root_ || random_() % 8) break;
+          fs::remove_all(folder);
+          std::erase_if(files_, [&](const fs::path& f) { return Below(f, folder); });
+          std::erase_if(folders_,
+                        [&](const fs::path& f) { return f == folder || Below(f, folder); });
+          files_.push_back(folder);
+          Write(folder);
+        }
+      }
+    }
+  }
+
+ private:
+  static bool Below(const fs::path& path, const fs::path& folder) {
+    return path.native().starts_with(folder.native() + "/");
+  }
+  std::string NewName() {
+    static constexpr const char* kStems[] = {"檔案", "file", "碁 b", "x.tmp", ".hidden"};
+    return kStems[random_() % 5] + std::to_string(++counter_);
+  }
+  void AddFile() {
+    if (random_() % 12 == 0) {
+      folders_.push_back(folders_[random_() % folders_.size()] / NewName());
+      fs::create_directory(folders_.back());
+    }
+    files_.push_back(folders_[random_() % folders_.size()] / NewName());
+    Write(files_.back());
+  }
+  void Write(const fs::path& path) {
+    WriteTestFile(path, std::string(random_() % 300, 'x') + std::to_string(++counter_));
+    SetWritten(path,
+               {1000000000 + 10 * counter_, static_cast<std::int32_t>(random_() % 1000000000)});
+  }
+  void Forget(std::size_t at) {
+    files_[at] = files_.back();
+    files_.pop_back();
+  }
+
+  const fs::path root_;
+  std::mt19937 random_;
+  std::vector<fs::path> folders_, files_;
+  int counter_ = 0;
+};
+
+struct Entries {
+  std::set<std::string> Files, Folders;
+};
+
+Entries EntriesOf(const fs::path& root) {
+  Entries entries;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    (entry.is_directory() ? entries.Folders : entries.Files)
+        .insert(entry.path().native().substr(root.native().size()));
+  }
+  return entries;
+}
+
+std::uint32_t CountMissing(const std::set<std::string>& from, const std::set<std::string>& in) {
+  return static_cast<std::uint32_t>(std::count_if(
+      from.begin(), from.end(), [&](const std::string& name) { return !in.contains(name); }));
+}
+
+TEST_F(SyncTest, AMirrorFollowsAThousandRandomChangesOfALargeTree) {
+  // KAVREL_MIRROR_FILES=20000 takes longer; file systems are slow after so many removals.
+  const char* wanted = getenv("KAVREL_MIRROR_FILES");
+  const int files_wanted = wanted ? atoi(wanted) : 4000;
+  RandomTree tree(Source(), 11);
+  tree.Grow(files_wanted);
+  EXPECT_GE(Mirror().CopiedFiles, static_cast<std::uint32_t>(files_wanted));
+  ASSERT_EQ(TreeDifferences(Source(), Dest()), "");
+
+  for (const bool bin : {false, true}) {
+    tree.Change(1000);
+    const Entries before = EntriesOf(Dest()), after = EntriesOf(Source());
+    std::multiset<std::string> removed;
+    for (const std::string& name : before.Files) {
+      if (!after.Files.contains(name)) removed.insert(ReadTestFile(Dest().native() + name));
+    }
+    const RunCounters counters = Mirror(bin);
+    EXPECT_EQ(TreeDifferences(Source(), Dest()), "");
+    EXPECT_EQ(counters.FailedFiles, 0U);
+    const std::uint32_t files = CountMissing(before.Files, after.Files);
+    const std::uint32_t folders = CountMissing(before.Folders, after.Folders);
+    EXPECT_EQ(bin ? counters.RecycledFiles : counters.SyncDeletedFiles, files);
+    EXPECT_EQ(bin ? counters.RecycledFolders : counters.SyncDeletedFolders, folders);
+    EXPECT_EQ(bin ? counters.SyncDeletedFiles : counters.RecycledFiles, 0U);
+    EXPECT_GE(counters.CopiedFiles, CountMissing(after.Files, before.Files));
+    if (bin) {
+      std::multiset<std::string> recycled;
+      for (const auto& [path, content] : BinContent(Temp.Root() / "data" / "Trash")) {
+        EXPECT_TRUE(path.starts_with("/")) << path;
+        if (content != "<folder>") recycled.insert(content);
+      }
+      EXPECT_EQ(recycled, removed);
+    }
+  }
+}
+
+TEST_F(SyncTest, RestoreBringsBackWhatItsModePrescribes) {
+  RandomTree tree(Source(), 5);
+  tree.Grow(300);
+  fs::create_symlink("nowhere", Source() / "link");
+  BackupJob& job = AddJob(BackupType::Differential);
+  job.AddSourceFolder = true;
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  const fs::path backup = Dest() / "src";
+  const DateTime next_run = job.NextRun, last_run = job.LastRun;
+  const std::string store = ReadTestFile(Temp.Home() / "Backup.rtm");
+
+  // Full: also over a newer target. Incremental: what is the same stays untouched.
+  WriteTestFile(Source() / "changed", "original");
+  SetWritten(Source() / "changed", {1000000000, 0});
+  WriteTestFile(backup / "changed", "backed up");
+  SetWritten(backup / "changed", {900000000, 0});
+  WriteTestFile(backup / "same", "same size a");
+  WriteTestFile(Source() / "same", "same size b");
+  SetWritten(backup / "same", {900000000, 0});
+  SetWritten(Source() / "same", {900000001, 0});
+  WriteTestFile(Source() / "not in the backup", "stays");
+  EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Incremental), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(Source() / "changed"), "backed up");
+  EXPECT_EQ(ReadTestFile(Source() / "same"), "same size b");
+  EXPECT_EQ(job.LastRunResult.CopiedFiles, 1U);
+  EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(Source() / "same"), "same size a");
+  EXPECT_EQ(job.LastRunResult.CopiedFiles, Program.Context.Counters.SourceFiles);
+  EXPECT_EQ(job.LastRunResult.Folders, 0U);
+  EXPECT_EQ(ReadTestFile(Source() / "not in the backup"), "stays");
+
+  fs::remove_all(Source());
+  EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
+  EXPECT_EQ(TreeDifferences(backup, Source()), "");
+  EXPECT_EQ(job.NextRun, next_run);
+  EXPECT_EQ(job.LastRun, last_run);
+  EXPECT_EQ(ReadTestFile(Temp.Home() / "Backup.rtm"), store);
+  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"還原完成");
+  const std::string log = LogText(Program.Log.CurrentPath());
+  EXPECT_NE(
+      log.find(
+          "\r\n還原排程名稱　　　：測試 0\r\n還原執行狀態　　　：還原完成\r\n來源檔案總計　　　："),
+      log.npos)
+      << log;
+}
+
+TEST_F(SyncTest, ARestoreWithoutABackupOrOntoWhatIsInTheWayFails) {
+  WriteTestFile(Source() / "a", "x");
+  BackupJob& job = AddJob();
+  EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::SourceMissing);
+  EXPECT_TRUE(Program.LogRows.Rows().empty());
+  WriteTestFile(Dest() / "a", "backup");
+  WriteTestFile(Dest() / "b" / "c", "backup");
+  fs::remove(Source() / "a");
+  WriteTestFile(Source() / "a" / "inner", "in the way");
+  WriteTestFile(Source() / "b", "in the way");
+  EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
+  EXPECT_EQ(job.LastRunResult.FailedFiles, 2U);
+  EXPECT_EQ(LogLines(), ": 還原檔案 (失敗)：D:\\dst\\a\n");
+  EXPECT_EQ(ReadTestFile(Source() / "a" / "inner"), "in the way");
+  EXPECT_EQ(ReadTestFile(Source() / "b"), "in the way");
+}
+
+}  // namespace
+}  // namespace kavrel
