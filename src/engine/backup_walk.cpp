@@ -21,10 +21,10 @@ bool BackupWalk::EnterFolder() {
   return false;
 }
 
-void BackupWalk::BeforeFiles(const FolderPair& pair) {
-  if (!job_.Synchronise || !pair.Source) return;
+bool BackupWalk::BeforeFiles(const FolderPair& pair) {
+  if (!job_.Synchronise || !pair.Source) return true;
   if (!synchronisation_) synchronisation_.emplace(context_, job_, pair.Source);
-  synchronisation_->SyncFolder(pair, paths_);
+  return synchronisation_->SyncFolder(pair, paths_);
 }
 
 void BackupWalk::DestinationFailed() {

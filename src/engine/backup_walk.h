@@ -19,7 +19,7 @@ class BackupWalk final : public TreeWalk {
 
  protected:
   bool EnterFolder() override;
-  void BeforeFiles(const FolderPair& pair) override;
+  bool BeforeFiles(const FolderPair& pair) override;
   void DestinationFailed() override;
   void HandleFiles(const FolderPair& pair, FolderReader& reader,
                    std::vector<std::u16string>& subfolders) override;

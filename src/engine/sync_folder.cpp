@@ -46,20 +46,20 @@ bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t
   return reader.Error() == 0;
 }
 
-void Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths) {
-  if (context_.State.CancelRequested || !pair.Dest) return;
+bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths) {
+  if (context_.State.CancelRequested || !pair.Dest) return true;
   // A source that cannot be opened is not an empty source; the walk counts and logs that.
-  if (pair.SourceError || source_lineage_.empty()) return;
+  if (pair.SourceError || source_lineage_.empty()) return true;
   std::vector<std::uint64_t> held;
   const Result<FileStatus> dest = pair.Dest.Status();
   if (!dest || !ListSource(pair.Source, held)) {
     CountFailure(u": 略過同步 (失敗)：", paths.Source());
-    return;
+    return false;
   }
   std::vector<std::u16string> folders;
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
-    if (context_.State.CancelRequested) return;
+    if (context_.State.CancelRequested) return true;
     if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
         !MayBeHeld(pair.Source, *entry)) {
       if (entry->Kind == FileKind::Folder) {
@@ -73,6 +73,7 @@ void Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths)
   }
   std::u16string path(paths.Dest());
   for (const std::u16string& name : folders) SyncRemoveTree(pair.Dest, name, path, dest->Device);
+  return true;
 }
 
 ErrorCode Synchronisation::RemoveEntry(const Folder& folder, const FolderEntry& entry) {

@@ -19,8 +19,9 @@ class Synchronisation {
 
   /// Removes from the pair's destination folder what its source folder does not hold. Folders that
   /// both sides have are not entered: the walk comes to them in turn. An item stays when the source
-  /// has one of the same name and kind, whatever its size or date, excluded or not.
-  void SyncFolder(const FolderPair& pair, const WalkPaths& paths);
+  /// has one of the same name and kind, whatever its size or date, excluded or not. False when the
+  /// source folder could not be listed to its end, which is logged and counted here.
+  bool SyncFolder(const FolderPair& pair, const WalkPaths& paths);
 
  private:
   bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);

@@ -55,7 +55,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
   FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
   RememberRoot(pair);
   if (pair.Source && dest_root_.Is(pair.SourceStatus)) return;
-  BeforeFiles(pair);
+  const bool report = BeforeFiles(pair);
   if (Cancelled()) return;
   if (!MakeDestination(context_.Files, parent, name, paths_, pair)) {
     ++context_.Counters.FailedFiles;
@@ -65,7 +65,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
   RememberRoot(pair);
 
   std::vector<std::u16string> subfolders;
-  const bool go_on = CopyFolderFiles(pair, subfolders);
+  const bool go_on = CopyFolderFiles(pair, report, subfolders);
   for (const std::u16string& subfolder : subfolders) {
     if (!go_on || Cancelled()) break;
     context_.Host.PumpMessages();
@@ -80,14 +80,15 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
   }
 }
 
-bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::vector<std::u16string>& subfolders) {
+bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
+                               std::vector<std::u16string>& subfolders) {
   ErrorCode error = pair.SourceError;
   if (!error) {
     FolderReader reader(pair.Source);
     HandleFiles(pair, reader, subfolders);
     error = reader.Error();
   }
-  if (error) {
+  if (error && report) {
     // Whoever reads the log must learn that something of the source is missing from the copy.
     ++context_.Counters.FailedFiles;
     LogLine(u": 讀取目錄 (失敗)：", paths_.Source());

@@ -33,8 +33,9 @@ class TreeWalk {
 
   /// Called when the walk comes to a folder; false leaves the folder out.
   virtual bool EnterFolder() { return true; }
-  /// Called with both folders open, before the destination is made.
-  virtual void BeforeFiles(const FolderPair&) {}
+  /// Called with both folders open, before the destination is made. False when it has found, and
+  /// reported, that the source folder cannot be listed to its end.
+  virtual bool BeforeFiles(const FolderPair&) { return true; }
   virtual void DestinationFailed() {}
   /// Whether and how often a name takes part: HandleFile is called for each.
   virtual void HandleFiles(const FolderPair& pair, FolderReader& reader,
@@ -59,7 +60,9 @@ class TreeWalk {
 
  private:
   void WalkFolder(const FolderPair* parent, std::u16string_view name);
-  bool CopyFolderFiles(const FolderPair& pair, std::vector<std::u16string>& subfolders);
+  /// `report` tells whether a failed listing is still to be reported.
+  bool CopyFolderFiles(const FolderPair& pair, bool report,
+                       std::vector<std::u16string>& subfolders);
   void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                    const FileStatus* dest);
   void RememberRoot(const FolderPair& pair);

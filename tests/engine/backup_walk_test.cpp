@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "files/path.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 #include "support/unprivileged.h"
@@ -187,6 +188,51 @@ TEST_F(BackupWalkTest, PatternListsDecideWhatTakesPart) {
       if (round == 0) fs::remove_all(Dest());
     }
   }
+}
+
+TEST_F(BackupWalkTest, TheBuiltInRulesKeepTheirTargetsOutOfDrivesSharesAndOtherDisks) {
+  Program.Exclusions.ExcEnabled = true;
+  const bool disk = mount("none", Temp.Root().c_str(), "tmpfs", 0, "size=16m") == 0;
+  if (!disk) GTEST_SKIP() << "no right to mount a disk of its own";
+  Program.Mounts.Load();
+  const struct {
+    fs::path Place;
+    std::u16string Source;
+    bool IsRoot;  ///< rules that begin at the root of a disk apply
+  } sources[] = {
+      {Temp.DriveC(), u"C:\\", true},
+      {Temp.Home() / "drives/unc/server/share", u"\\\\server\\share\\", false},
+      {Temp.Root(), TempFolder::Text(Temp.Root()) + u"/", true},
+      {Temp.Root() / "folder", TempFolder::Text(Temp.Root()) + u"/folder/", false},
+  };
+  const std::vector<ExclusionRule> rules = Program.Exclusions.Rules();
+  for (const auto& source : sources) {
+    SCOPED_TRACE(ToUtf8(source.Source));
+    std::size_t excluded_folders = 0, excluded_files = 0;
+    for (const fs::path& place : {source.Place, source.Place / "deep" / "er"}) {
+      for (const ExclusionRule& rule : rules) {
+        std::string name = ToUtf8(rule.File == u"*" ? rule.Folder : rule.File);
+        const bool anchored = name.starts_with('\\');
+        std::erase(name, '\\');
+        const bool applies = !anchored || (source.IsRoot && place == source.Place);
+        if (rule.File == u"*") {
+          WriteTestFile(place / name / "inside", "x");
+          excluded_folders += applies;
+        } else {
+          WriteTestFile(place / name, "x");
+          excluded_files += applies;
+        }
+      }
+    }
+    BackupJob& job = AddJob();
+    job.Source.Path = source.Source;
+    job.Destination.Path = source.Source + u"Temp" + PathSeparator(source.Source);
+    const RunCounters counters = Run(job);
+    EXPECT_EQ(counters.ExcludedFolders, excluded_folders);
+    EXPECT_EQ(counters.ExcludedFiles, excluded_files);
+    for (const auto& entry : fs::directory_iterator(source.Place)) fs::remove_all(entry);
+  }
+  umount(Temp.Root().c_str());
 }
 
 TEST_F(BackupWalkTest, FilesAboveTheLimitCountAsCopiedWithoutBytes) {
