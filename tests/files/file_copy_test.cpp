@@ -46,7 +46,7 @@ class FileCopyTest : public testing::Test {
 };
 
 TEST_F(FileCopyTest, CarriesContentTimesAndPermissionsAndReportsEveryBlock) {
-  for (const std::size_t size : {0, 1, 131071, 131072, 131073, 400000}) {
+  for (const std::size_t size : {0U, 1U, 131071U, 131072U, 131073U, 400000U}) {
     SCOPED_TRACE(size);
     fs::remove(to_);
     host_.Calls.clear();

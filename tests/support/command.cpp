@@ -26,6 +26,7 @@ pid_t Start(const std::vector<std::string>& arguments, int in, int out, int erro
   dup2(out, 1);
   dup2(errors, 2);
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   execv(argv[0], argv.data());

@@ -243,14 +243,11 @@ ErrorCode FileSystem::ReplaceWhole(std::u16string_view path, std::string_view by
     real = resolved;
     free(resolved);
   }
-  const auto [folder_path, name] = SplitHostPath(real);
-  if (name.empty()) return EISDIR;
-  const int folder =
-      Retry([&] { return open(folder_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
-  if (folder < 0) return errno;
-  const ErrorCode error = ReplaceIn(folder, name, bytes);
-  close(folder);
-  return error;
+  const std::pair<std::string, std::string> parts = SplitHostPath(real);
+  if (parts.second.empty()) return EISDIR;
+  const posix::Handle folder(
+      Retry([&] { return open(parts.first.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  return folder ? ReplaceIn(folder.Get(), parts.second, bytes) : errno;
 }
 
 ErrorCode FileSystem::RemoveFile(std::u16string_view path) const {

@@ -1,4 +1,4 @@
-// The bin as the freedesktop.org Trash specification 1.0 describes it: "files" holds what was
+// The bin as the freedesktop.org Trash standard, version 1.0, describes it: "files" holds what was
 // removed, "info" a description of each, named after it.
 #include "platform/recycle_bin.h"
 
