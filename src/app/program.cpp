@@ -17,8 +17,9 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       Filters(Files),
       Log(Files, clock),
       ProgramLog(Files, LogRows),
-      Context{Files,      clock, State,   host_,      Store, Settings,
-              Exclusions, Log,   LogRows, ProgramLog, {}} {}
+      Archiver(Files),
+      Context{Files,      clock, State,   host_,      Store,    Settings,
+              Exclusions, Log,   LogRows, ProgramLog, Archiver, {}} {}
 
 bool Program::Load() {
   Mounts.Load();
@@ -55,9 +56,10 @@ RunOutcome Program::RunJobNow(std::int32_t job_index) {
   });
 }
 
-RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode) {
+RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode,
+                                  const ArchivePicker& picker) {
   return WhileBusy([&] {
-    return RunRestoreJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)], mode);
+    return RunRestoreJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)], mode, picker);
   });
 }
 

@@ -29,7 +29,8 @@ class Program {
   RunOutcome RunJobNow(std::int32_t job_index);
 
   /// The same for a restore of that job.
-  RunOutcome RunRestoreNow(std::int32_t job_index, RestoreMode mode);
+  RunOutcome RunRestoreNow(std::int32_t job_index, RestoreMode mode,
+                           const ArchivePicker& picker = {});
 
   /// NextRunTime against this program's clock, for the checks of a form.
   DateTime NextRunTimeOf(const BackupJob& job);
@@ -54,6 +55,7 @@ class Program {
   LogList LogRows;
   JobLog Log;
   kavrel::ProgramLog ProgramLog;
+  SevenZipLibrary Archiver;
   RunContext Context;
 };
 

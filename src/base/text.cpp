@@ -123,6 +123,14 @@ std::string ToUtf8(std::u16string_view text) {
   return bytes;
 }
 
+bool IsWellFormed(std::u16string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (IsLow(text[i])) return false;
+    if (IsHigh(text[i]) && (++i == text.size() || !IsLow(text[i]))) return false;
+  }
+  return true;
+}
+
 char16_t ToLower(char16_t c) {
   if (c < 0x80) return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c;
   const CaseRange* range =

@@ -16,6 +16,9 @@ std::u16string FromUtf8(std::string_view bytes);
 /// surrogate becomes U+FFFD.
 std::string ToUtf8(std::u16string_view text);
 
+/// False when the text holds a lone surrogate: a byte that was no text, say.
+bool IsWellFormed(std::u16string_view text);
+
 /// Lower case by Unicode's simple one-to-one mappings of the basic plane, independent of locale.
 char16_t ToLower(char16_t c);
 std::u16string ToLower(std::u16string_view text);

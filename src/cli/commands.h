@@ -21,9 +21,17 @@ int EditJob(Session& session, const std::string& name, const JobOptions& options
 int RemoveJob(Session& session, const std::string& name);
 int ListJobs(Session& session, bool json);
 int ShowJob(Session& session, const std::string& name, bool json);
-int RunJobs(Session& session, const std::vector<std::string>& names);
-/// `mode` is "full" or "incremental".
-int RestoreJob(Session& session, const std::string& name, const std::string& mode);
+/// `compression` is "store", "fast" or "full", for compressed jobs.
+int RunJobs(Session& session, const std::vector<std::string>& names,
+            const std::string& compression);
+/// `mode` is "full" or "incremental". For a compressed job `archive` names one of its archives;
+/// empty takes the newest.
+int RestoreJob(Session& session, const std::string& name, const std::string& mode,
+               const std::string& archive);
+
+/// The archives of a compressed job; with `archive`, the entries of that one.
+int ListJobArchives(Session& session, const std::string& name, const std::string& archive,
+                    bool json);
 
 int ListRules(Session& session, bool json);
 int AddRule(Session& session, const RuleOptions& options);

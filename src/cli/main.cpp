@@ -18,7 +18,8 @@ constexpr const char* kExitCodes =
 
 /// What the command line held, and what came of it.
 struct CommandLine {
-  std::string Home, Name, Value, Patterns, Mode = "full";
+  std::string Home, Name, Value, Patterns, Archive, Mode = "full", Compression = "fast";
+  bool Latest = false;
   JobOptions Options;
   RuleOptions Rule;
   std::vector<std::string> Names;
@@ -67,13 +68,27 @@ void AddJobCommands(CLI::App& app, CommandLine& line) {
 void AddRunCommands(CLI::App& app, CommandLine& line) {
   CLI::App* run = app.add_subcommand("run", "Run jobs now, in the order given");
   run->add_option("jobs", line.Names, "Names of the jobs")->required();
-  run->callback(line.Run([&line](Session& session) { return RunJobs(session, line.Names); }));
+  run->add_option("--compression", line.Compression, "store, fast or full, for compressed jobs");
+  run->callback(line.Run(
+      [&line](Session& session) { return RunJobs(session, line.Names, line.Compression); }));
 
   CLI::App* restore = app.add_subcommand("restore", "Copy a job's backup back onto its source");
   restore->add_option("job", line.Name, "Name of the job")->required();
   restore->add_option("--mode", line.Mode, "full, or incremental to leave equal files alone");
-  restore->callback(
-      line.Run([&line](Session& session) { return RestoreJob(session, line.Name, line.Mode); }));
+  CLI::Option* archive =
+      restore->add_option("--archive", line.Archive, "Archive of a compressed job to restore");
+  restore->add_flag("--latest", line.Latest, "The newest archive (default)")->excludes(archive);
+  restore->callback(line.Run([&line](Session& session) {
+    return RestoreJob(session, line.Name, line.Mode, line.Archive);
+  }));
+
+  CLI::App* archives = app.add_subcommand("archives", "The archives of a compressed job");
+  archives->add_option("job", line.Name, "Name of the job")->required();
+  archives->add_option("--list", line.Archive, "List the entries of this archive");
+  archives->add_flag("--json", line.Json, "Print JSON");
+  archives->callback(line.Run([&line](Session& session) {
+    return ListJobArchives(session, line.Name, line.Archive, line.Json);
+  }));
 
   CLI::App* log = app.add_subcommand("log", "Show the program log, or the log of one run");
   log->add_option("--last", line.Last, "How many runs, 20 without this option");

@@ -69,9 +69,13 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
     case RunOutcome::SourceMissing:
       PrintError(Printable(job.Name) + ": " + missing);
       return kSourceMissing;
-    case RunOutcome::Unsupported:
-      PrintError(Printable(job.Name) + ": compressed jobs cannot be run by this version");
+    case RunOutcome::NoArchiver:
+      PrintError(Printable(job.Name) +
+                 ": no archive program is installed; the Debian package is 7zip");
       return kBadInput;
+    case RunOutcome::NothingPicked:
+      PrintError(Printable(job.Name) + ": " + missing);
+      return kSourceMissing;
     case RunOutcome::NotStarted:
       return kInterrupted;
     case RunOutcome::Ran:
@@ -103,7 +107,24 @@ int Gravity(int code) {
 
 }  // namespace
 
-int RestoreJob(Session& session, const std::string& name, const std::string& mode) {
+namespace {
+
+/// The archive of that name, or the newest one when no name is given.
+std::optional<std::u16string> Pick(const std::vector<ArchiveFile>& archives,
+                                   std::u16string_view name) {
+  const ArchiveFile* picked = nullptr;
+  for (const ArchiveFile& archive : archives) {
+    const bool newer = !picked || archive.Written.Seconds > picked->Written.Seconds;
+    if (name.empty() ? newer : archive.Name == name) picked = &archive;
+  }
+  if (!picked) return std::nullopt;
+  return picked->Name;
+}
+
+}  // namespace
+
+int RestoreJob(Session& session, const std::string& name, const std::string& mode,
+               const std::string& archive) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
   if (mode != "full" && mode != "incremental") {
@@ -114,15 +135,26 @@ int RestoreJob(Session& session, const std::string& name, const std::string& mod
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   const RunOutcome outcome = session.Program().RunRestoreNow(
-      job->JobIndex, mode == "full" ? RestoreMode::Full : RestoreMode::Incremental);
+      job->JobIndex, mode == "full" ? RestoreMode::Full : RestoreMode::Incremental,
+      [&](const std::vector<ArchiveFile>& archives) { return Pick(archives, FromUtf8(archive)); });
   return Report(session, outcome, *job, kRestore,
-                "there is no backup to restore: " + Printable(job->Source.WorkPath));
+                "there is no backup to restore: " + Printable(job->Source.WorkPath) +
+                    (archive.empty() ? "" : " " + Printable(FromUtf8(archive))));
 }
 
-int RunJobs(Session& session, const std::vector<std::string>& names) {
+int RunJobs(Session& session, const std::vector<std::string>& names,
+            const std::string& compression) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
+  constexpr std::string_view kLevels[] = {"store", "fast", "full"};
+  const auto level = std::find(std::begin(kLevels), std::end(kLevels), compression);
+  if (level == std::end(kLevels)) {
+    PrintError("--compression takes store, fast or full");
+    return kBadInput;
+  }
   if (!session.Open(u"kavrelctl run")) return kBadInput;
+  session.Program().Context.Compression =
+      static_cast<CompressionLevel>(level - std::begin(kLevels));
   std::vector<std::int32_t> jobs;
   bool all_found = true;
   for (const std::string& name : names) {

@@ -2,6 +2,7 @@
 
 #include "engine/run_summary.h"
 #include "engine/tree_walk.h"
+#include "files/path.h"
 
 namespace kavrel {
 
@@ -21,10 +22,10 @@ class RestoreWalk final : public TreeWalk {
 
 }  // namespace
 
-RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode) {
+RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
+                         const ArchivePicker& picker) {
   RunState& state = context.State;
   if (state.CancelRequested) return RunOutcome::NotStarted;
-  if (job.Compressed) return RunOutcome::Unsupported;
   job.LastRunResult = {};
   context.Counters = {};
   job.Source.WorkPath = ExpandedDestination(job, context.Clock);
@@ -34,10 +35,24 @@ RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode) 
     state.CancelRequested = true;
     return RunOutcome::SourceMissing;
   }
+  std::u16string archive;
+  if (job.Compressed) {
+    if (!context.Archiver.Present()) return RunOutcome::NoArchiver;
+    const auto picked =
+        picker ? picker(ListArchives(context.Files, job.Source.WorkPath)) : std::nullopt;
+    if (!picked) return RunOutcome::NothingPicked;
+    archive = JoinPath(job.Source.WorkPath, *picked);
+  }
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  RestoreWalk(context, job, mode).Run();
+  if (job.Compressed) {
+    ArchiveContext archiving = context.Archiving();
+    const int result = ExtractArchive(archiving, job, archive, job.Destination.WorkPath);
+    if (result != 0 && result != kCommandCancelled) ++context.Counters.FailedFiles;
+  } else {
+    RestoreWalk(context, job, mode).Run();
+  }
   job.LastRunResult = ToLastRunResult(context.Counters, state.CancelRequested);
   WriteRestoreSummary(context, job);
   context.Log.CloseJobLog();

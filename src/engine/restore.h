@@ -2,6 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
@@ -13,8 +17,14 @@ enum class RestoreMode : std::int32_t {
   Incremental = 1,  ///< files that are the same already are left alone
 };
 
+/// Chooses among the archives of a backup folder; gives the name of one, or nothing.
+using ArchivePicker =
+    std::function<std::optional<std::u16string>(const std::vector<ArchiveFile>& archives)>;
+
 /// Restores the job's backup. Neither its times nor the store change, only its LastRunResult.
 /// SourceMissing means that there is no backup folder; nothing is logged then.
-RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode);
+/// A compressed job restores the whole archive that `picker` names.
+RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
+                         const ArchivePicker& picker = {});
 
 }  // namespace kavrel

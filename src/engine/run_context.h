@@ -1,6 +1,7 @@
 // Everything that a run works with, handed down by reference.
 #pragma once
 
+#include "archive/compressed_backup.h"
 #include "core/job_store.h"
 #include "core/run_counters.h"
 #include "core/run_host.h"
@@ -25,7 +26,12 @@ struct RunContext {
   JobLog& Log;
   LogList& LogRows;
   kavrel::ProgramLog& ProgramLog;
+  const SevenZipLibrary& Archiver;
   RunCounters Counters;  ///< of the current or last run
+  /// How compressed jobs are packed; not stored.
+  CompressionLevel Compression = CompressionLevel::Fast;
+
+  ArchiveContext Archiving() { return {Files, Archiver, State, Host, Log, Counters}; }
 };
 
 }  // namespace kavrel

@@ -32,12 +32,32 @@ void RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
   context.Store.SaveJobs();
 }
 
+/// Packs the job's source into its archive of this hour.
+RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t started) {
+  ArchiveContext archiving = context.Archiving();
+  const std::u16string archive = ArchivePath(job, context.Clock);
+  context.Host.ShowRunPanels(true);
+  const int result = CompressBackup(archiving, job, archive, context.Compression);
+  RemoveListFile(context.Files);
+  if (result == kNoArchiver) {
+    context.Store.SaveJobs();
+    return RunOutcome::NoArchiver;
+  }
+  const std::uint64_t elapsed = context.Clock.TickCount() - started;
+  RecordResult(context, job);
+  context.Store.SaveJobs();
+  context.Log.OpenJobLog();
+  if (result == 0) WriteArchiveListing(archiving, job, archive, job.Destination.WorkPath);
+  WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
+  context.Log.CloseJobLog();
+  return RunOutcome::Ran;
+}
+
 }  // namespace
 
 RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
   RunState& state = context.State;
   if (state.CancelRequested) return RunOutcome::NotStarted;
-  if (job.Compressed) return RunOutcome::Unsupported;
   job.RunStarted = context.Clock.Now();
   job.LastRunResult = {};
   context.Host.ResetProgress();
@@ -55,9 +75,14 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
     context.Store.SaveJobs();
     return RunOutcome::SourceMissing;
   }
-  RunPlainJob(context, job, started);
+  RunOutcome outcome = RunOutcome::Ran;
+  if (job.Compressed) {
+    outcome = RunCompressedJob(context, job, started);
+  } else {
+    RunPlainJob(context, job, started);
+  }
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  return RunOutcome::Ran;
+  return outcome;
 }
 
 std::u16string ElapsedText(std::uint64_t milliseconds) {

@@ -13,7 +13,8 @@ namespace kavrel {
 enum class RunOutcome {
   NotStarted,     ///< a cancel was already pending
   SourceMissing,  ///< the source folder does not exist: flagged as stopped, nothing logged
-  Unsupported,    ///< a compressed job, which this version cannot run
+  NoArchiver,     ///< a compressed job, and no 7-Zip program is installed: nothing was written
+  NothingPicked,  ///< a restore for which no archive was chosen
   Ran,            ///< the walk took place; the job's LastRunResult tells the rest
 };
 

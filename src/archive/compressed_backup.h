@@ -1,0 +1,69 @@
+// The compressed backup type: a source folder packed into one dated 7z archive, and the way back.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "archive/archiver.h"
+#include "core/backup_job.h"
+#include "core/run_counters.h"
+#include "core/run_host.h"
+#include "files/run_state.h"
+#include "log/job_log.h"
+#include "platform/clock.h"
+
+namespace kavrel {
+
+/// The choices of the compression menu; anything else sets no switch at all.
+enum class CompressionLevel { Store = 0, Fast = 1, Full = 2 };
+
+/// The switch string of a level; the password, when there is one, directly behind its last "-p".
+std::u16string CompressionSwitch(CompressionLevel level, const BackupJob& job);
+
+/// What packing and unpacking work with; all outlive the call.
+struct ArchiveContext {
+  const FileSystem& Files;
+  const SevenZipLibrary& Library;
+  RunState& State;
+  RunHost& Host;
+  JobLog& Log;
+  RunCounters& Counters;
+};
+
+/// The archive that a run of the job writes now: "…\2009年09月23日15時.7z" in its destination.
+std::u16string ArchivePath(const BackupJob& job, Clock& clock);
+
+/// Packs the job's source, its work paths being set, into the archive. 0 on success, kNoArchiver,
+/// else the archiver's result, kCommandCancelled after a cancel. Files that were packed are counted
+/// as copied; a name that the list cannot carry is logged and counted as failed.
+int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
+                   CompressionLevel level);
+
+/// Writes the list of the files to pack, one line a file, relative to the source folder. Its path;
+/// empty when there is no file to pack or the list cannot be written.
+std::u16string BuildListFile(ArchiveContext& context, const BackupJob& job);
+/// Removes that list.
+void RemoveListFile(const FileSystem& files);
+
+/// Writes the archive's table of contents into the job log; nothing when it has no entries.
+void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
+                         std::u16string_view archive_path, std::u16string_view destination);
+
+/// Unpacks the whole archive into the folder, which is made when missing. 0 on success. An archive
+/// with an entry that would land outside the folder is refused whole, with a line in the log.
+int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
+                   std::u16string_view destination);
+
+/// An archive in a backup folder.
+struct ArchiveFile {
+  std::u16string Name;
+  FileTime Written;
+  std::uint64_t Size = 0;
+};
+
+/// The *.7z files of a folder, in the system's order.
+std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder);
+
+}  // namespace kavrel

@@ -1,0 +1,280 @@
+#include "archive/seven_zip.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+
+#include "base/text.h"
+#include "files/path.h"
+#include "platform/child_process.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::string_view kPrograms[] = {"7zz", "7z", "7za"};
+constexpr std::uint32_t kPumpSlice = 50;  // milliseconds
+
+/// What a command line asks for, in the 7-Zip program's own terms.
+struct Request {
+  std::vector<std::string> Arguments;
+  std::string Folder = "/";
+  std::string Archive;
+};
+
+/// Switches go over as they are, but for two: "-r" would take every file of a listed name in any
+/// folder, where the list means exactly the files it names; and what follows "-p" is on no command
+/// line at all.
+std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& command) {
+  const std::vector<std::u16string> words = SplitCommand(command.Line);
+  if (words.empty()) return std::nullopt;
+  const bool packs = words[0] == u"a";
+  Request request;
+  request.Arguments = {ToUtf8(words[0]), "-bsp1", "-bb0", "-snl"};
+  if (packs) request.Arguments.insert(request.Arguments.end(), {"-spd", "-scsUTF-8"});
+  std::vector<std::string> parameters;
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    const std::u16string& word = words[i];
+    if (word.starts_with(u'-') && parameters.empty()) {
+      const bool own = word == u"-r" || word.starts_with(u"-p");
+      if (!own) request.Arguments.push_back(ToUtf8(word));
+      continue;
+    }
+    const bool list = word.starts_with(u'@');
+    const std::optional<std::string> host =
+        files.HostPath(list ? std::u16string_view(word).substr(1) : word);
+    if (!host) return std::nullopt;
+    parameters.push_back((list ? "@" : "") + *host);
+  }
+  if (parameters.size() < 2) return std::nullopt;
+  if (packs && !command.Password.empty()) request.Arguments.emplace_back("-p");
+  request.Archive = parameters[0];
+  if (packs) {
+    request.Folder = parameters[1];
+    request.Arguments.push_back(parameters[0]);
+    request.Arguments.insert(request.Arguments.end(), parameters.begin() + 2, parameters.end());
+  } else {
+    request.Arguments.push_back("-o" + parameters[1]);
+    request.Arguments.push_back(parameters[0]);
+  }
+  return request;
+}
+
+/// Follows the progress that the program prints: "12% 3 + name", rewritten with backspaces.
+class ProgressReader {
+ public:
+  /// Takes the end of the text that came last.
+  void Follow(std::string_view text) {
+    const std::size_t percent = text.rfind('%');
+    if (percent == text.npos || percent == 0) return;
+    std::size_t digits = percent;
+    while (digits > 0 && text[digits - 1] >= '0' && text[digits - 1] <= '9') --digits;
+    if (digits == percent) return;
+    std::from_chars(text.data() + digits, text.data() + percent, Percent);
+    Percent = std::clamp(Percent, 0, 100);
+    const std::string_view rest = text.substr(percent + 1);
+    const std::size_t mark = rest.find_first_of("+-U");
+    const std::size_t end = rest.find_first_of("\b\r\n");
+    if (end != rest.npos && mark != rest.npos && mark + 2 < end) {
+      std::string_view name = rest.substr(mark + 2, end - mark - 2);
+      while (name.ends_with(' ')) name.remove_suffix(1);
+      Current = FromUtf8(name);
+    }
+  }
+
+  int Percent = 0;
+  std::u16string Current;
+};
+
+/// The text as a reader of a log wants it: what was written over with backspaces is gone.
+std::u16string PlainOutput(std::string_view text) {
+  std::string plain;
+  for (const char c : text) {
+    if (c == '\b') {
+      if (!plain.empty() && plain.back() != '\n') plain.pop_back();
+    } else {
+      plain += c;
+    }
+  }
+  return FromUtf8(plain);
+}
+
+std::uint64_t ReadNumber(std::string_view text, int base = 10) {
+  std::uint64_t value = 0;
+  std::from_chars(text.data(), text.data() + text.size(), value, base);
+  return value;
+}
+
+/// "2026-11-24 15:34:31.3000394" as the DOS words, which count two seconds.
+void ReadDosTime(std::string_view text, IndividualInfo& info) {
+  if (text.size() < 19) return;
+  const auto part = [&](std::size_t at, std::size_t length) {
+    return static_cast<unsigned>(ReadNumber(text.substr(at, length)));
+  };
+  const unsigned year = std::clamp(part(0, 4), 1980U, 2107U);
+  info.Date = static_cast<std::uint16_t>((year - 1980) << 9 | part(5, 2) << 5 | part(8, 2));
+  info.Time = static_cast<std::uint16_t>(part(11, 2) << 11 | part(14, 2) << 5 | part(17, 2) / 2);
+}
+
+void ReadField(std::string_view name, std::string_view value, IndividualInfo& info) {
+  if (name == "Path") {
+    info.FileName = FromUtf8(value);
+  } else if (name == "Size") {
+    info.OriginalSize = ReadNumber(value);
+  } else if (name == "Packed Size") {
+    info.CompressedSize = ReadNumber(value);
+  } else if (name == "Modified") {
+    ReadDosTime(value, info);
+  } else if (name == "CRC") {
+    info.Crc = static_cast<std::uint32_t>(ReadNumber(value, 16));
+  } else if (name == "Method") {
+    info.Mode = FromUtf8(value);
+  } else if (name == "Encrypted") {
+    info.Encrypted = value == "+";
+  } else if (name == "Folder") {
+    info.IsFolder = info.IsFolder || value == "+";
+  } else if (name == "Symbolic Link" || name == "Hard Link") {
+    info.IsLink = info.IsLink || !value.empty();
+  } else if (name == "Attributes") {
+    const std::string_view letters = value.substr(0, value.find(' '));
+    const std::string_view unix_part = value.substr(std::min(letters.size() + 1, value.size()));
+    if (!letters.starts_with('-') || letters.size() < 10) info.Attribute = FromUtf8(letters);
+    info.IsFolder = info.IsFolder || letters.find('D') != letters.npos;
+    info.IsLink = info.IsLink || unix_part.starts_with('l') || letters.starts_with('l');
+  }
+}
+
+}  // namespace
+
+std::vector<std::u16string> SplitCommand(std::u16string_view line) {
+  std::vector<std::u16string> words;
+  bool quoted = false, inside = false;
+  for (const char16_t c : line) {
+    if (c == u' ' && !quoted) {
+      inside = false;
+      continue;
+    }
+    if (!inside) words.emplace_back();
+    inside = true;
+    if (c == u'"') {
+      quoted = !quoted;
+    } else {
+      words.back() += c;
+    }
+  }
+  return words;
+}
+
+SevenZipLibrary::Archive ReadTechnicalListing(std::string_view text) {
+  SevenZipLibrary::Archive archive;
+  bool in_entries = false, open = false;
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == text.npos ? text.size() : end + 1);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (line == "----------") in_entries = true;
+    const std::size_t equals = line.find(" =");
+    if (equals == line.npos) continue;
+    const std::string_view name = line.substr(0, equals);
+    const std::string_view value = line.substr(std::min(equals + 3, line.size()));
+    if (!in_entries) {
+      if (name == "Type") archive.Type = value == "7z" ? 2 : value == "zip" ? 1 : 0;
+      continue;
+    }
+    // A name may hold anything, a line that looks like a field included; but each entry begins
+    // with its path.
+    if (name == "Path") {
+      archive.Entries.emplace_back();
+      open = true;
+    }
+    if (open) ReadField(name, value, archive.Entries.back());
+  }
+  for (IndividualInfo& entry : archive.Entries) {
+    if (entry.OriginalSize > 0) {
+      const double ratio = 1000.0 * static_cast<double>(entry.CompressedSize) /
+                           static_cast<double>(entry.OriginalSize);
+      entry.Ratio = static_cast<std::uint16_t>(std::min(ratio, 65535.0));
+    }
+  }
+  return archive;
+}
+
+SevenZipLibrary::SevenZipLibrary(const FileSystem& file_system)
+    : file_system_(file_system),
+      program_(FindProgram(kPrograms, ToUtf8(file_system.ProgramFolder()))) {}
+
+bool SevenZipLibrary::Present() const {
+  return !program_.empty();
+}
+
+int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
+                                const std::string& folder, const ArchiveCommand& command,
+                                std::string& output) const {
+  ChildProcess child;
+  const std::string password = ToUtf8(command.Password) + "\n";
+  // Asked for twice when packing. Without a password the program finds no input and gives up.
+  const std::string input = command.Password.empty() ? std::string() : password + password;
+  if (child.Start(program_, arguments, folder, input) != 0) return 2;
+  ProgressReader progress;
+  bool cancelled = false;
+  while (child.Read(output, kPumpSlice)) {
+    progress.Follow(std::string_view(output).substr(output.size() > 512 ? output.size() - 512 : 0));
+    if (command.Monitor && !command.Monitor->Working(progress.Percent, progress.Current)) {
+      cancelled = true;
+      child.Kill();
+      break;
+    }
+  }
+  const int code = child.Wait();
+  return cancelled ? kCommandCancelled : code;
+}
+
+int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& output) const {
+  output.clear();
+  if (!Present()) return kNoArchiver;
+  const std::optional<Request> request = Translate(file_system_, command);
+  if (!request) return 7;  // What the program itself says to a wrong command line.
+  const bool packs = request->Arguments[0] == "a";
+  // The program writes a new archive beside the old one; one that was killed leaves it there.
+  const std::u16string half = FromUtf8(request->Archive + ".tmp");
+  if (packs) file_system_.RemoveFile(half);
+  std::string text;
+  const int code = RunProgram(request->Arguments, request->Folder, command, text);
+  if (packs && code > 1) file_system_.RemoveFile(half);
+  output = PlainOutput(text).substr(0, command.BufferSize);
+  return code;
+}
+
+std::shared_ptr<SevenZipLibrary::Archive> SevenZipLibrary::SevenZipOpenArchive(
+    std::u16string_view path) const {
+  const std::optional<std::string> host = file_system_.HostPath(path);
+  if (!Present() || !host) return nullptr;
+  std::string text;
+  const ArchiveCommand silent;
+  if (RunProgram({"l", "-slt", "-bd", *host}, "/", silent, text) > 1) return nullptr;
+  return std::make_shared<Archive>(ReadTechnicalListing(text));
+}
+
+int SevenZipLibrary::SevenZipFindFirst(Archive& archive, IndividualInfo& info) const {
+  archive.Next = 0;
+  return SevenZipFindNext(archive, info);
+}
+
+int SevenZipLibrary::SevenZipFindNext(Archive& archive, IndividualInfo& info) const {
+  if (archive.Next >= archive.Entries.size()) return -1;
+  info = archive.Entries[archive.Next++];
+  return 0;
+}
+
+int SevenZipLibrary::SevenZipGetFileCount(std::u16string_view path) const {
+  const std::shared_ptr<Archive> archive = SevenZipOpenArchive(path);
+  return archive ? static_cast<int>(archive->Entries.size()) : -1;
+}
+
+int SevenZipLibrary::SevenZipGetArchiveType(std::u16string_view path) const {
+  const std::shared_ptr<Archive> archive = SevenZipOpenArchive(path);
+  return archive ? archive->Type : -1;
+}
+
+}  // namespace kavrel

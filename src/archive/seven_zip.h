@@ -1,0 +1,91 @@
+// The archive library's functions, as the program calls them. Here they drive the installed 7-Zip
+// program as a child process; a command is one line, as its users write it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/files.h"
+
+namespace kavrel {
+
+/// What the library tells of one entry. Wider than the record of the published interface: sizes
+/// have 64 bits, since an entry may be larger than 4 GiB, and names any length.
+struct IndividualInfo {
+  std::uint64_t OriginalSize = 0, CompressedSize = 0;
+  std::uint32_t Crc = 0, Flag = 0, OsType = 0;
+  std::uint16_t Ratio = 0;           ///< tenths of a percent
+  std::uint16_t Date = 0, Time = 0;  ///< DOS words, local time
+  std::u16string FileName;           ///< with the host's separators
+  std::u16string Attribute;          ///< letters of the DOS attributes
+  std::u16string Mode;               ///< method
+  bool IsFolder = false, IsLink = false, Encrypted = false;
+};
+
+/// Hears how a command gets on.
+class ArchiveMonitor {
+ public:
+  virtual ~ArchiveMonitor() = default;
+  /// Called many times a second; `percent` is 0-100, the view is valid during the call. False ends
+  /// the command.
+  virtual bool Working(int percent, std::u16string_view current) = 0;
+};
+
+/// One command. A password never stands on the command line, which other users can list: the child
+/// reads it from its standard input, and the line holds a bare "-p".
+struct ArchiveCommand {
+  std::u16string Line;
+  std::u16string Password;
+  ArchiveMonitor* Monitor = nullptr;
+  std::size_t BufferSize = 256;  ///< characters of output that are kept
+};
+
+inline constexpr int kNoArchiver = -1, kCommandCancelled = 255;
+
+class SevenZipLibrary {
+ public:
+  /// `file_system` must outlive the library.
+  explicit SevenZipLibrary(const FileSystem& file_system);
+
+  /// False when no 7zz, 7z or 7za is beside the program or on the search path.
+  bool Present() const;
+
+  /// Runs a command: 0 on success, else the program's exit code (1 warnings, 2 errors, 255
+  /// cancelled). The program's text goes to `output`. After a cancel an archive that was there
+  /// before is as it was.
+  int SevenZip(const ArchiveCommand& command, std::u16string& output) const;
+
+  /// Opens an archive for the calls below; null when it cannot be read.
+  struct Archive;
+  std::shared_ptr<Archive> SevenZipOpenArchive(std::u16string_view path) const;
+  /// 0 when an entry was found, -1 at the end.
+  int SevenZipFindFirst(Archive& archive, IndividualInfo& info) const;
+  int SevenZipFindNext(Archive& archive, IndividualInfo& info) const;
+  /// Entries of the archive, negative on error.
+  int SevenZipGetFileCount(std::u16string_view path) const;
+  /// 1 for ZIP, 2 for 7z, 0 for anything else, -1 on error.
+  int SevenZipGetArchiveType(std::u16string_view path) const;
+
+ private:
+  int RunProgram(const std::vector<std::string>& arguments, const std::string& folder,
+                 const ArchiveCommand& command, std::string& output) const;
+  const FileSystem& file_system_;
+  std::string program_;
+};
+
+struct SevenZipLibrary::Archive {
+  int Type = 0;
+  std::vector<IndividualInfo> Entries;
+  std::size_t Next = 0;
+};
+
+/// The words of a command line: blanks part them but inside double quotes, which are dropped.
+std::vector<std::u16string> SplitCommand(std::u16string_view line);
+
+/// Reads the technical listing that the 7-Zip program prints.
+SevenZipLibrary::Archive ReadTechnicalListing(std::string_view text);
+
+}  // namespace kavrel

@@ -1,0 +1,69 @@
+#include <nlohmann/json.hpp>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/json_text.h"
+#include "files/path.h"
+
+namespace kavrel {
+
+namespace {
+
+int ListEntries(Session& session, const std::u16string& path, bool json) {
+  ClsArc archiver(session.Program().Archiver, session.Program().Files);
+  if (archiver.CheckFile(path) < 0) {
+    PrintError("no archive that can be read: " + Printable(path));
+    return kBadInput;
+  }
+  archiver.OpenArchive(path);
+  nlohmann::json list = nlohmann::json::array();
+  std::vector<std::vector<std::u16string>> rows{{u"檔案大小", u"日期時間", u"CRC", u"檔案名稱"}};
+  for (const ArchiveEntry& entry : archiver.Entries) {
+    const std::uint64_t size = std::stoull(ToUtf8(entry.FileSize));
+    list.push_back({{"name", JsonText(entry.FileName)},
+                    {"size", size},
+                    {"modified", JsonText(entry.FileDateTime)},
+                    {"crc", JsonText(entry.FileCRC)}});
+    rows.push_back({Grouped(size), entry.FileDateTime, entry.FileCRC, entry.FileName});
+  }
+  if (json) {
+    PrintJson(list);
+  } else {
+    PrintTable(rows);
+  }
+  return kDone;
+}
+
+}  // namespace
+
+int ListJobArchives(Session& session, const std::string& name, const std::string& archive,
+                    bool json) {
+  if (!session.Open()) return kBadInput;
+  Program& program = session.Program();
+  const BackupJob* job = session.FindJob(name);
+  if (!job) return kNoSuchJob;
+  if (!program.Archiver.Present()) {
+    PrintError("no archive program is installed; the Debian package is 7zip");
+    return kBadInput;
+  }
+  const std::u16string folder = ExpandedDestination(*job, session.Clock());
+  if (!archive.empty()) return ListEntries(session, JoinPath(folder, FromUtf8(archive)), json);
+  nlohmann::json list = nlohmann::json::array();
+  std::vector<std::vector<std::u16string>> rows{{u"壓縮檔名稱", u"日期時間", u"檔案大小"}};
+  for (const ArchiveFile& found : ListArchives(program.Files, folder)) {
+    const DateTime written = LocalTime(found.Written);
+    list.push_back(
+        {{"name", JsonText(found.Name)}, {"modified", JsonTime(written)}, {"size", found.Size}});
+    rows.push_back({found.Name, DateTimeText(written), Grouped(found.Size)});
+  }
+  if (json) {
+    PrintJson(list);
+  } else {
+    PrintTable(rows);
+  }
+  return kDone;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,42 @@
+// Another program that works for this one. No shell is involved, and the program ends when this
+// process ends, however that happens.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/result.h"
+
+namespace kavrel {
+
+class ChildProcess {
+ public:
+  ChildProcess() = default;
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  /// Ends a program that still works.
+  ~ChildProcess();
+
+  /// Starts the program (a host path) with these arguments in `folder` (a host path). `input` is
+  /// all it can read on its standard input; what it writes, errors included, is for Read.
+  ErrorCode Start(const std::string& program, const std::vector<std::string>& arguments,
+                  const std::string& folder, std::string_view input);
+  /// Appends what the program has written meanwhile, waiting at most so long for something. False
+  /// when it will write no more.
+  bool Read(std::string& output, std::uint32_t wait_milliseconds);
+  void Kill();
+  /// Waits for the end; gives the exit code, 128 + signal number when a signal ended it.
+  int Wait();
+
+ private:
+  int process_ = -1, output_ = -1;
+};
+
+/// The host path of the first of these programs found in `folder` (a host path) or on the search
+/// path; empty when there is none.
+std::string FindProgram(std::span<const std::string_view> names, const std::string& folder);
+
+}  // namespace kavrel

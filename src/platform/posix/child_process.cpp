@@ -1,0 +1,99 @@
+#include "platform/child_process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "platform/posix/native.h"
+
+namespace kavrel {
+
+using posix::Handle;
+using posix::Retry;
+
+ChildProcess::~ChildProcess() {
+  if (process_ > 0) {
+    Kill();
+    Wait();
+  }
+  if (output_ >= 0) close(output_);
+}
+
+ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std::string>& arguments,
+                              const std::string& folder, std::string_view input) {
+  // A file in memory, unlike a pipe, cannot block or break when the program does not read it.
+  const Handle in(memfd_create("input", MFD_CLOEXEC));
+  if (!in || write(in.Get(), input.data(), input.size()) != static_cast<ssize_t>(input.size()) ||
+      lseek(in.Get(), 0, SEEK_SET) != 0) {
+    return errno;
+  }
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return errno;
+  const Handle out(ends[1]);
+  output_ = ends[0];
+  std::vector<char*> argv{const_cast<char*>(program.c_str())};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+
+  const pid_t parent = getpid();
+  process_ = fork();
+  if (process_ < 0) return errno;
+  if (process_ == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) _exit(126);
+    // An interrupt from the terminal is for the parent, which ends this program in its own time.
+    setpgid(0, 0);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_DFL);
+    if (dup2(in.Get(), 0) < 0 || dup2(out.Get(), 1) < 0 || dup2(out.Get(), 2) < 0 ||
+        chdir(folder.c_str()) != 0) {
+      _exit(126);
+    }
+    execv(program.c_str(), argv.data());
+    _exit(127);
+  }
+  return 0;
+}
+
+bool ChildProcess::Read(std::string& output, std::uint32_t wait_milliseconds) {
+  pollfd waiting{output_, POLLIN, 0};
+  if (poll(&waiting, 1, static_cast<int>(wait_milliseconds)) <= 0) return true;
+  char buffer[4096];
+  const ssize_t got = Retry([&] { return read(output_, buffer, sizeof buffer); });
+  if (got <= 0) return false;
+  output.append(buffer, static_cast<std::size_t>(got));
+  return true;
+}
+
+void ChildProcess::Kill() {
+  if (process_ > 0) kill(process_, SIGKILL);
+}
+
+int ChildProcess::Wait() {
+  int status = 0;
+  if (process_ <= 0 || Retry([&] { return waitpid(process_, &status, 0); }) < 0) return -1;
+  process_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::string FindProgram(std::span<const std::string_view> names, const std::string& folder) {
+  const char* path = getenv("PATH");
+  std::string places = folder + ":" + (path ? path : "/usr/bin:/bin");
+  for (const std::string_view name : names) {
+    for (std::size_t at = 0; at <= places.size();) {
+      const std::size_t end = std::min(places.find(':', at), places.size());
+      const std::string program = places.substr(at, end - at) + "/" + std::string(name);
+      if (program[0] == '/' && access(program.c_str(), X_OK) == 0) return program;
+      at = end + 1;
+    }
+  }
+  return {};
+}
+
+}  // namespace kavrel
