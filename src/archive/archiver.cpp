@@ -16,10 +16,12 @@ constexpr std::string_view kZipMark("\x50\x4B\x03\x04", 4);
 constexpr std::size_t kZipFlags = 6;  // Bit 0 of that byte: the first entry is encrypted.
 constexpr std::u16string_view kPasswordSwitch = u"-p";
 
-/// The top folder of an entry's name; empty when it lies in none.
-std::u16string_view TopFolder(std::u16string_view name) {
+/// The top folder that an entry lies in or is; empty for a file that lies in none.
+std::u16string_view TopFolder(const IndividualInfo& entry) {
+  const std::u16string_view name = entry.FileName;
   const std::size_t separator = name.find_first_of(u"\\/");
-  return separator == name.npos ? std::u16string_view() : name.substr(0, separator);
+  if (separator == name.npos) return entry.IsFolder ? name : std::u16string_view();
+  return name.substr(0, separator);
 }
 
 /// Where the password switch begins in a switch string; npos when there is none.
@@ -90,10 +92,10 @@ bool cls7zip::IsDoubleFolder(std::u16string_view path, int count) const {
   const auto archive = library_.SevenZipOpenArchive(path);
   IndividualInfo info;
   if (!archive || library_.SevenZipFindFirst(*archive, info) != 0) return false;
-  const std::u16string top(TopFolder(info.FileName));
+  const std::u16string top(TopFolder(info));
   if (top.empty()) return false;
   for (int seen = 1; seen < count && library_.SevenZipFindNext(*archive, info) == 0; ++seen) {
-    if (TopFolder(info.FileName) != top) return false;
+    if (TopFolder(info) != top) return false;
   }
   return true;
 }
@@ -113,17 +115,22 @@ int ClsArc::DoCommand(int archiver_kind) {
   command.BufferSize = BufferSize;
   command.Password = Password;
   std::u16string switches = Switch;
-  if (const std::size_t at = FindPasswordSwitch(switches); at != switches.npos) {
+  const std::size_t at = Command == u"a" ? FindPasswordSwitch(switches) : switches.npos;
+  if (at != switches.npos) {
     command.Password = switches.substr(at + kPasswordSwitch.size());
     switches.resize(at + kPasswordSwitch.size());
   }
-  std::u16string line = cls7zip::DelNullChr(Command) + u" ";
-  if (!switches.empty()) line += switches + u" ";
-  if (!param1.empty()) line += QuotePath(param1) + u" ";
-  if (!param2.empty()) line += QuotePath(param2) + u" ";
-  if (!Param3.empty()) line += QuotePath(Param3);
-  command.Line = line;
-  DebugCommand = command.Password.empty() ? line : ReplaceAll(line, u" -p ", u" -p*** ");
+  std::u16string parameters;
+  if (!param1.empty()) parameters += QuotePath(param1) + u" ";
+  if (!param2.empty()) parameters += QuotePath(param2) + u" ";
+  if (!Param3.empty()) parameters += QuotePath(Param3);
+  const auto line = [&](std::u16string_view mask) {
+    std::u16string text = cls7zip::DelNullChr(Command) + u" ";
+    if (!switches.empty()) text += switches + std::u16string(mask) + u" ";
+    return text + parameters;
+  };
+  command.Line = line(u"");
+  DebugCommand = line(at != switches.npos ? u"***" : u"");
   ResultBuffer.clear();
   if (archiver_kind != kSevenZipKind && archiver_kind != kZipKind) return 0;
   const int result = zip_.SendDLLCommand(command, ResultBuffer);

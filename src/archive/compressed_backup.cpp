@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "archive/host_monitor.h"
+#include "archive/list_file.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "base/wildcard.h"
@@ -13,45 +15,11 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::u16string_view kListName = u"~complist.lst";
 constexpr std::u16string_view kRule =
     u"--------------- ------- ---------- -------- ---------- ------------------------------------";
 constexpr std::u16string_view kHeading =
     u"  檔 案 大 小    類 型    日  期    時  間   CRC 校驗  檔 案 名 稱";
 constexpr std::size_t kRowStart = 55;
-
-/// Shows the archiver's progress as that of one large file, and carries a cancel back.
-class HostMonitor final : public ArchiveMonitor {
- public:
-  HostMonitor(ArchiveContext& context, std::u16string_view from, std::u16string_view to)
-      : context_(context), from_(from), to_(to) {}
-
-  bool Working(int percent, std::u16string_view current) override {
-    if (current != shown_) {
-      shown_ = current;
-      context_.Host.DrawCaptions(from_, to_, shown_);
-    }
-    context_.Host.ApiFileCopyCallback(100, static_cast<std::uint64_t>(percent), 0, 100,
-                                      static_cast<std::uint64_t>(percent), 1);
-    context_.Host.PumpMessages();
-    return !context_.State.CancelRequested;
-  }
-
- private:
-  ArchiveContext& context_;
-  std::u16string from_, to_, shown_;
-};
-
-/// A path as a line of the list; empty when no line can carry it: line breaks, bytes that are no
-/// text, and quotation marks where they would begin or end a quoted name.
-std::string ListLine(std::u16string_view path) {
-  if (path.find_first_of(u"\n\r") != path.npos) return {};
-  if (!IsWellFormed(path)) return {};
-  const std::string bytes = ToUtf8(path);
-  if (path.find(u'"') == path.npos) return ToUtf8(QuotePath(path));
-  const bool bare = path.front() != u'"' && path.front() != u' ' && path.back() != u' ';
-  return bare ? bytes : std::string();
-}
 
 /// Collects the files to pack, below the open source folder.
 class ListBuilder {
@@ -122,40 +90,6 @@ class ListBuilder {
   const std::vector<std::u16string_view> patterns_;
 };
 
-/// The folder of the list: the program's own, where no other user can put anything in its place.
-const std::u16string& ListFolder(const FileSystem& files) {
-  return files.ProgramFolder();
-}
-
-/// True when an entry of that name would stay inside the folder it is unpacked into.
-bool StaysInside(std::u16string_view name) {
-  if (name.starts_with(u'/') || name.starts_with(u'\\') || (name.size() > 1 && name[1] == u':')) {
-    return false;
-  }
-  const std::u16string slashes = ReplaceAll(name, u"\\", u"/");
-  const std::vector<std::u16string_view> parts = Split(slashes, u'/');
-  return std::find(parts.begin(), parts.end(), u"..") == parts.end();
-}
-
-/// The first entry that must not be unpacked: outside the folder, or below a link of the archive.
-std::u16string FindEscape(const SevenZipLibrary::Archive& archive) {
-  std::vector<std::u16string> links;
-  for (const IndividualInfo& entry : archive.Entries) {
-    if (!StaysInside(entry.FileName)) return entry.FileName;
-    if (entry.IsLink) links.push_back(entry.FileName + u"/");
-  }
-  std::sort(links.begin(), links.end());
-  for (const IndividualInfo& entry : archive.Entries) {
-    for (std::size_t slash = entry.FileName.find(u'/'); slash != entry.FileName.npos;
-         slash = entry.FileName.find(u'/', slash + 1)) {
-      if (std::binary_search(links.begin(), links.end(), entry.FileName.substr(0, slash + 1))) {
-        return entry.FileName;
-      }
-    }
-  }
-  return {};
-}
-
 void PutRight(std::u16string& row, std::size_t last_column, std::u16string_view text) {
   const std::size_t length = std::min(text.size(), last_column);
   row.replace(last_column - length, length, text.substr(text.size() - length));
@@ -192,19 +126,11 @@ std::u16string BuildListFile(ArchiveContext& context, const BackupJob& job) {
   ListBuilder builder(context, job);
   builder.Walk(*source, {});
   if (builder.Lines.empty() || context.State.CancelRequested) return {};
-  RemoveListFile(context.Files);
-  const Result<Folder> folder = context.Files.OpenFolder(ListFolder(context.Files));
-  FileStatus own;
-  own.Mode = 0600;
-  Result<File> list = folder ? folder->MakeFile(kListName, own) : Result<File>::Fail(folder.Error);
-  if (!list || list->Write(builder.Lines) != 0 || list->Close() != 0) return {};
+  const std::u16string list = WriteListFile(context.Files, builder.Lines);
+  if (list.empty()) return {};
   context.Counters.CopiedFiles = builder.Files;
   context.Counters.CopiedBytes = builder.Bytes;
-  return JoinPath(ListFolder(context.Files), kListName);
-}
-
-void RemoveListFile(const FileSystem& files) {
-  files.RemoveFile(JoinPath(ListFolder(files), kListName));
+  return list;
 }
 
 int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
@@ -259,40 +185,6 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
   log.WriteJobLog(std::u16string(kRule) + u"\r\n" + std::u16string(kRowStart, u' ') +
                   u"檔案 / 資料夾總計： " + Decimal(archiver.ArrayCount() + 1) + u" 個\r\n" +
                   std::u16string(kRule) + u"\r\n");
-}
-
-int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
-                   std::u16string_view destination) {
-  if (!context.Library.Present()) return kNoArchiver;
-  ClsArc archiver(context.Library, context.Files);
-  int kind = archiver.CheckFile(archive_path);
-  if (kind > kEncryptedKind) kind -= kEncryptedKind;
-  const auto archive = kind > 0 ? context.Library.SevenZipOpenArchive(archive_path) : nullptr;
-  if (!archive || !context.Files.MakeFolders(destination)) return 2;
-  if (const std::u16string escape = FindEscape(*archive); !escape.empty()) {
-    context.Log.WriteTimed(u": 還原檔案 (失敗)：" + escape);
-    return 2;
-  }
-  HostMonitor monitor(context, archive_path, destination);
-  archiver.Monitor = &monitor;
-  archiver.param1 = archive_path;
-  archiver.param2 = AddBackslash(destination);
-  archiver.Command = u"x";
-  archiver.Switch = u"-r -y";
-  archiver.BufferSize = 65536;
-  if (job.UsePassword) archiver.Password = job.Password;
-  const int result = archiver.DoCommand(kind);
-  if (result == 0) {
-    for (const IndividualInfo& entry : archive->Entries) {
-      if (entry.IsFolder) continue;
-      ++context.Counters.SourceFiles;
-      ++context.Counters.CopiedFiles;
-      context.Counters.CopiedBytes += entry.OriginalSize;
-    }
-  } else {
-    context.Log.WriteJobLog(ReplaceAll(archiver.ResultBuffer, u"\n", u"\r\n"));
-  }
-  return result;
 }
 
 std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder) {

@@ -44,15 +44,14 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
 /// Writes the list of the files to pack, one line a file, relative to the source folder. Its path;
 /// empty when there is no file to pack or the list cannot be written.
 std::u16string BuildListFile(ArchiveContext& context, const BackupJob& job);
-/// Removes that list.
-void RemoveListFile(const FileSystem& files);
 
 /// Writes the archive's table of contents into the job log; nothing when it has no entries.
 void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
                          std::u16string_view archive_path, std::u16string_view destination);
 
 /// Unpacks the whole archive into the folder, which is made when missing. 0 on success. An archive
-/// with an entry that would land outside the folder is refused whole, with a line in the log.
+/// with an entry that would land outside the folder is refused whole; a link that points out of the
+/// folder is not made. Either is logged, a link also counted as failed.
 int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    std::u16string_view destination);
 

@@ -30,11 +30,16 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
   if (words.empty()) return std::nullopt;
   const bool packs = words[0] == u"a";
   Request request;
-  request.Arguments = {ToUtf8(words[0]), "-bsp1", "-bb0", "-snl"};
-  if (packs) request.Arguments.insert(request.Arguments.end(), {"-spd", "-scsUTF-8"});
+  request.Arguments = {ToUtf8(words[0]), "-bsp1", "-bb0", "-snl", "-spd", "-scsUTF-8"};
   std::vector<std::string> parameters;
   for (std::size_t i = 1; i < words.size(); ++i) {
     const std::u16string& word = words[i];
+    if (word.starts_with(u"-x@")) {
+      const std::optional<std::string> list = files.HostPath(std::u16string_view(word).substr(3));
+      if (!list) return std::nullopt;
+      request.Arguments.push_back("-x@" + *list);
+      continue;
+    }
     if (word.starts_with(u'-') && parameters.empty()) {
       const bool own = word == u"-r" || word.starts_with(u"-p");
       if (!own) request.Arguments.push_back(ToUtf8(word));
@@ -114,6 +119,13 @@ void ReadDosTime(std::string_view text, IndividualInfo& info) {
   const unsigned year = std::clamp(part(0, 4), 1980U, 2107U);
   info.Date = static_cast<std::uint16_t>((year - 1980) << 9 | part(5, 2) << 5 | part(8, 2));
   info.Time = static_cast<std::uint16_t>(part(11, 2) << 11 | part(14, 2) << 5 | part(17, 2) / 2);
+  const auto number = [&](std::size_t at) { return static_cast<int>(part(at, 2)); };
+  const std::optional<DateTime> local = FromCivil(static_cast<int>(part(0, 4)), number(5),
+                                                  number(8), number(11), number(14), number(17));
+  if (!local) return;
+  std::string fraction(text.substr(std::min<std::size_t>(20, text.size()), 9));
+  fraction.resize(9, '0');
+  info.Modified = FileTimeOf(*local, static_cast<std::int32_t>(ReadNumber(fraction)));
 }
 
 void ReadField(std::string_view name, std::string_view value, IndividualInfo& info) {
@@ -254,6 +266,21 @@ std::shared_ptr<SevenZipLibrary::Archive> SevenZipLibrary::SevenZipOpenArchive(
   const ArchiveCommand silent;
   if (RunProgram({"l", "-slt", "-bd", *host}, "/", silent, text) > 1) return nullptr;
   return std::make_shared<Archive>(ReadTechnicalListing(text));
+}
+
+Result<std::string> SevenZipLibrary::ReadEntries(std::u16string_view path, std::u16string_view list,
+                                                 std::u16string_view password) const {
+  using Content = Result<std::string>;
+  const std::optional<std::string> host = file_system_.HostPath(path);
+  const std::optional<std::string> host_list = file_system_.HostPath(list);
+  if (!Present() || !host || !host_list) return Content::Fail(2);
+  ArchiveCommand silent;
+  silent.Password = password;
+  Content content;
+  content.Error = RunProgram(
+      {"x", "-so", "-bso0", "-bse0", "-bsp0", "-spd", "-scsUTF-8", *host, "@" + *host_list}, "/",
+      silent, *content);
+  return content;
 }
 
 int SevenZipLibrary::SevenZipFindFirst(Archive& archive, IndividualInfo& info) const {

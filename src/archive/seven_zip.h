@@ -19,6 +19,7 @@ struct IndividualInfo {
   std::uint32_t Crc = 0, Flag = 0, OsType = 0;
   std::uint16_t Ratio = 0;           ///< tenths of a percent
   std::uint16_t Date = 0, Time = 0;  ///< DOS words, local time
+  FileTime Modified;                 ///< the same moment as exactly as the archive has it
   std::u16string FileName;           ///< with the host's separators
   std::u16string Attribute;          ///< letters of the DOS attributes
   std::u16string Mode;               ///< method
@@ -43,7 +44,8 @@ struct ArchiveCommand {
   std::size_t BufferSize = 256;  ///< characters of output that are kept
 };
 
-inline constexpr int kNoArchiver = -1, kCommandCancelled = 255;
+/// Beside the program's own exit codes.
+inline constexpr int kNoArchiver = -1, kCommandCancelled = 256;
 
 class SevenZipLibrary {
  public:
@@ -53,9 +55,9 @@ class SevenZipLibrary {
   /// False when no 7zz, 7z or 7za is beside the program or on the search path.
   bool Present() const;
 
-  /// Runs a command: 0 on success, else the program's exit code (1 warnings, 2 errors, 255
-  /// cancelled). The program's text goes to `output`. After a cancel an archive that was there
-  /// before is as it was.
+  /// Runs a command: 0 on success, else the program's exit code (1 warnings, 2 errors), or
+  /// kCommandCancelled. The program's text goes to `output`. After a cancel an archive that was
+  /// there before is as it was.
   int SevenZip(const ArchiveCommand& command, std::u16string& output) const;
 
   /// Opens an archive for the calls below; null when it cannot be read.
@@ -64,6 +66,10 @@ class SevenZipLibrary {
   /// 0 when an entry was found, -1 at the end.
   int SevenZipFindFirst(Archive& archive, IndividualInfo& info) const;
   int SevenZipFindNext(Archive& archive, IndividualInfo& info) const;
+  /// The content of the entries that the list file (a program path) names, one after the other in
+  /// the archive's order.
+  Result<std::string> ReadEntries(std::u16string_view path, std::u16string_view list,
+                                  std::u16string_view password) const;
   /// Entries of the archive, negative on error.
   int SevenZipGetFileCount(std::u16string_view path) const;
   /// 1 for ZIP, 2 for 7z, 0 for anything else, -1 on error.

@@ -37,5 +37,7 @@ struct FileTime {
 
 /// The local time of a file time, cut to the second, by the time zone's rules at that moment.
 DateTime LocalTime(FileTime time);
+/// The file time of a local time; of the two that an hour set back gives, the system's choice.
+FileTime FileTimeOf(DateTime local, std::int32_t nanoseconds);
 
 }  // namespace kavrel

@@ -251,6 +251,27 @@ TEST_F(KavrelctlTest, ARestoreBringsALostFolderBack) {
   EXPECT_EQ(Ctl({"restore", "nobody"}).ExitCode, 3);
 }
 
+TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestored) {
+  WriteTestFile(source_ / "深" / "碁.txt", "x");
+  ASSERT_EQ(Add({"--type", "compressed", "--password-stdin"}).ExitCode, 2) << "no password given";
+  ASSERT_EQ(Add({"--type", "compressed"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"edit", "文件 A", "--password-stdin"}, "秘 密\n").ExitCode, 0);
+  EXPECT_EQ(Ctl({"restore", "文件 A"}).ExitCode, 5);
+  EXPECT_EQ(Ctl({"run", "文件 A", "--compression", "best"}).ExitCode, 2);
+  CommandResult result = Ctl({"run", "文件 A", "--compression", "store"});
+  EXPECT_EQ(result.ExitCode, 0) << result.Errors;
+  const std::string archive = fs::directory_iterator(dest_)->path().filename();
+  EXPECT_NE(Ctl({"archives", "文件 A"}).Output.find(archive), std::string::npos);
+  EXPECT_NE(Ctl({"archives", "文件 A", "--json"}).Output.find("\"size\": "), std::string::npos);
+  EXPECT_NE(Ctl({"archives", "文件 A", "--list", archive}).Output.find("深/碁.txt"),
+            std::string::npos);
+  EXPECT_EQ(Ctl({"archives", "文件 A", "--list", "none.7z"}).ExitCode, 2);
+  fs::remove_all(source_ / "深");
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--archive", "none.7z"}).ExitCode, 5);
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--latest"}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(source_ / "深" / "碁.txt"), "x");
+}
+
 TEST_F(KavrelctlTest, AFolderInUseIsNamedAndReadingNeverWaits) {
   fs::create_directories(source_);
   ASSERT_EQ(Add().ExitCode, 0);

@@ -43,4 +43,17 @@ DateTime LocalTime(FileTime time) {
   return ToLocal(time.Seconds);
 }
 
+FileTime FileTimeOf(DateTime local, std::int32_t nanoseconds) {
+  const CivilTime t = ToCivil(local);
+  tm parts{};
+  parts.tm_year = t.Year - 1900;
+  parts.tm_mon = t.Month - 1;
+  parts.tm_mday = t.Day;
+  parts.tm_hour = t.Hour;
+  parts.tm_min = t.Minute;
+  parts.tm_sec = t.Second;
+  parts.tm_isdst = -1;
+  return {mktime(&parts), nanoseconds};
+}
+
 }  // namespace kavrel

@@ -1,0 +1,209 @@
+// Unpacking an archive, which may come from anywhere: nothing lands outside the folder it is
+// unpacked into.
+#include <algorithm>
+#include <cerrno>
+#include <set>
+
+#include "archive/compressed_backup.h"
+#include "archive/host_monitor.h"
+#include "archive/list_file.h"
+#include "base/text.h"
+#include "files/path.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::u16string_view kFailed = u": 還原檔案 (失敗)：";
+
+/// The parts of an entry's name, which the archiver writes with slashes.
+std::vector<std::u16string_view> Parts(std::u16string_view name) {
+  std::vector<std::u16string_view> parts = Split(name, u'/');
+  std::erase(parts, std::u16string_view());
+  return parts;
+}
+
+bool StaysInside(std::u16string_view name) {
+  if (name.starts_with(u'/') || name.starts_with(u'\\') || (name.size() > 1 && name[1] == u':')) {
+    return false;
+  }
+  const std::vector<std::u16string_view> parts = Parts(name);
+  return std::find(parts.begin(), parts.end(), u"..") == parts.end();
+}
+
+/// True when a link of this name leads to a place inside the folder.
+bool LeadsInside(std::u16string_view name, std::u16string_view target) {
+  if (target.empty() || target.starts_with(u'/')) return false;
+  std::ptrdiff_t depth = static_cast<std::ptrdiff_t>(Parts(name).size()) - 1;
+  for (const std::u16string_view part : Parts(target)) {
+    if (part == u"..") {
+      if (--depth < 0) return false;
+    } else if (part != u".") {
+      ++depth;
+    }
+  }
+  return true;
+}
+
+/// Opens the folder that an entry lies in, following no link below the root; makes what is missing
+/// when asked to.
+Result<Folder> OpenParent(const FileSystem& files, std::u16string_view root,
+                          std::u16string_view name, bool make) {
+  Result<Folder> folder = files.OpenFolder(root);
+  std::vector<std::u16string_view> parts = Parts(name);
+  if (!parts.empty()) parts.pop_back();
+  for (const std::u16string_view part : parts) {
+    if (!folder) break;
+    Result<Folder> next = folder->OpenFolder(part);
+    if (next.Error == ENOENT && make) next = folder->MakeFolder(part);
+    folder = std::move(next);
+  }
+  return folder;
+}
+
+class Extraction {
+ public:
+  Extraction(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
+             std::u16string_view destination)
+      : context_(context),
+        job_(job),
+        path_(archive_path),
+        destination_(destination),
+        archiver_(context.Library, context.Files) {}
+
+  int Run() {
+    int kind = archiver_.CheckFile(path_);
+    if (kind > kEncryptedKind) kind -= kEncryptedKind;
+    if (kind > 0) archive_ = context_.Library.SevenZipOpenArchive(path_);
+    if (!archive_ || !context_.Files.MakeFolders(destination_)) return 2;
+    const std::u16string escape = FindEscape();
+    if (!escape.empty()) {
+      context_.Log.WriteTimed(std::u16string(kFailed) + escape);
+      return 2;
+    }
+    int result = 0;
+    const std::string links = LinkLines();
+    if (links.empty()) {
+      result = Unpack(kind, {});
+    } else {
+      const std::u16string list = WriteListFile(context_.Files, links);
+      const Result<std::string> targets =
+          list.empty() ? Result<std::string>::Fail(2)
+                       : context_.Library.ReadEntries(path_, list, Password());
+      result = targets ? Unpack(kind, list) : targets.Error;
+      if (result == 0) MakeLinks(*targets);
+      RemoveListFile(context_.Files);
+    }
+    if (result == 0) CountFiles();
+    return result;
+  }
+
+ private:
+  std::u16string Password() const { return job_.UsePassword ? job_.Password : std::u16string(); }
+
+  /// The first entry that must not be unpacked: one outside the folder, or one below a link, be
+  /// that link in the archive or in the folder already.
+  std::u16string FindEscape() const {
+    std::set<std::u16string> links, seen;
+    for (const IndividualInfo& entry : archive_->Entries) {
+      if (!StaysInside(entry.FileName)) return entry.FileName;
+      if (entry.IsLink) links.insert(entry.FileName);
+    }
+    for (const IndividualInfo& entry : archive_->Entries) {
+      for (std::size_t slash = entry.FileName.find(u'/'); slash != entry.FileName.npos;
+           slash = entry.FileName.find(u'/', slash + 1)) {
+        if (links.contains(entry.FileName.substr(0, slash))) return entry.FileName;
+      }
+      const std::size_t last = entry.FileName.rfind(u'/');
+      if (last == entry.FileName.npos || !seen.insert(entry.FileName.substr(0, last)).second) {
+        continue;
+      }
+      const Result<Folder> parent = OpenParent(context_.Files, destination_, entry.FileName, false);
+      if (!parent && parent.Error != ENOENT) return entry.FileName;
+    }
+    return {};
+  }
+
+  std::string LinkLines() const {
+    std::string lines;
+    for (const IndividualInfo& entry : archive_->Entries) {
+      const std::string line = entry.IsLink ? ListLine(entry.FileName) : std::string();
+      if (!line.empty()) lines += line + "\r\n";
+    }
+    return lines;
+  }
+
+  int Unpack(int kind, std::u16string_view left_out) {
+    HostMonitor monitor(context_, path_, destination_);
+    archiver_.Monitor = &monitor;
+    archiver_.param1 = path_;
+    archiver_.param2 = AddBackslash(destination_);
+    archiver_.Command = u"x";
+    archiver_.Switch = u"-r -y";
+    if (!left_out.empty()) archiver_.Switch += u" \"-x@" + std::u16string(left_out) + u"\"";
+    archiver_.BufferSize = 65536;
+    archiver_.Password = Password();
+    const int result = archiver_.DoCommand(kind);
+    if (result != 0) {
+      context_.Log.WriteJobLog(ReplaceAll(archiver_.ResultBuffer, u"\n", u"\r\n"));
+    }
+    return result;
+  }
+
+  /// The archiver would bend links or leave empty files in their place; so they are made here, from
+  /// their targets, which came one after the other.
+  void MakeLinks(std::string_view targets) {
+    for (const IndividualInfo& entry : archive_->Entries) {
+      if (!entry.IsLink) continue;
+      const bool readable =
+          !ListLine(entry.FileName).empty() && targets.size() >= entry.OriginalSize;
+      std::u16string target;
+      if (readable) {
+        target = FromUtf8(targets.substr(0, static_cast<std::size_t>(entry.OriginalSize)));
+        targets.remove_prefix(static_cast<std::size_t>(entry.OriginalSize));
+      }
+      if (LeadsInside(entry.FileName, target) && MakeLink(entry, target)) continue;
+      ++context_.Counters.SourceFiles;
+      ++context_.Counters.FailedFiles;
+      context_.Log.WriteTimed(std::u16string(kFailed) + entry.FileName + u" -> " + target);
+      refused_.insert(entry.FileName);
+    }
+  }
+
+  bool MakeLink(const IndividualInfo& entry, const std::u16string& target) {
+    const Result<Folder> parent = OpenParent(context_.Files, destination_, entry.FileName, true);
+    if (!parent) return false;
+    const std::u16string_view name = Parts(entry.FileName).back();
+    parent->RemoveFile(name);
+    if (parent->MakeLink(name, target) != 0) return false;
+    Result<FileStatus> made = parent->Status(name);
+    made->Accessed = made->Written = entry.Modified;
+    return parent->SetLinkTimes(name, *made) == 0;
+  }
+
+  void CountFiles() {
+    for (const IndividualInfo& entry : archive_->Entries) {
+      if (entry.IsFolder || refused_.contains(entry.FileName)) continue;
+      ++context_.Counters.SourceFiles;
+      ++context_.Counters.CopiedFiles;
+      context_.Counters.CopiedBytes += entry.OriginalSize;
+    }
+  }
+
+  ArchiveContext& context_;
+  const BackupJob& job_;
+  const std::u16string path_, destination_;
+  ClsArc archiver_;
+  std::shared_ptr<SevenZipLibrary::Archive> archive_;
+  std::set<std::u16string> refused_;
+};
+
+}  // namespace
+
+int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
+                   std::u16string_view destination) {
+  if (!context.Library.Present()) return kNoArchiver;
+  return Extraction(context, job, archive_path, destination).Run();
+}
+
+}  // namespace kavrel

@@ -1,0 +1,20 @@
+// The list file that tells the archiver which files are meant: UTF-8, one path a line.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/files.h"
+
+namespace kavrel {
+
+/// A path as a line of the list, without its end; empty when no line can carry it: line breaks,
+/// bytes that are no text, and quotation marks where they would begin or end a quoted name.
+std::string ListLine(std::u16string_view path);
+
+/// Writes "~complist.lst" into the program folder, where no other user can put anything in its
+/// place. Its path; empty when it cannot be written.
+std::u16string WriteListFile(const FileSystem& files, std::string_view lines);
+void RemoveListFile(const FileSystem& files);
+
+}  // namespace kavrel

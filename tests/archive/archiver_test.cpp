@@ -1,0 +1,126 @@
+#include "archive/archiver.h"
+
+#include <gtest/gtest.h>
+
+#include "archive/compressed_backup.h"
+#include "archive/list_file.h"
+#include "base/text.h"
+#include "support/command.h"
+#include "support/temp_folder.h"
+
+namespace kavrel {
+namespace {
+
+TEST(SevenZip, CommandLinesAreSplitAtBlanksOutsideQuotes) {
+  EXPECT_EQ(
+      SplitCommand(u"a  -t7z \"D:\\a b, c.7z\" C:\\x\\ @\"l i\".lst "),
+      (std::vector<std::u16string>{u"a", u"-t7z", u"D:\\a b, c.7z", u"C:\\x\\", u"@l i.lst"}));
+  EXPECT_EQ(SplitCommand(u"x \"\""), (std::vector<std::u16string>{u"x", u""}));
+  EXPECT_TRUE(SplitCommand(u"  ").empty());
+}
+
+TEST(SevenZip, TechnicalListingIsReadWithLargeSizesAndStrangeLines) {
+  const SevenZipLibrary::Archive archive = ReadTechnicalListing(
+      "Type = 7z\n\n----------\nPath = 大檔.bin\nSize = 5368709121\nPacked Size = 53687091\n"
+      "Modified = 2009-09-23 15:04:05.1234567\nAttributes = A -rw-r-----\nCRC = 00abCDef\n"
+      "Encrypted = +\nMethod = LZMA:23\nBlock = 0\nno field here\n\n"
+      "Path = d\nFolder = +\nAttributes = D drwxr-xr-x\n\nPath = l\nAttributes = A lrwxrwxrwx\n"
+      "Modified = nonsense\nSize = 18446744073709551616\n");
+  ASSERT_EQ(archive.Entries.size(), 3U);
+  EXPECT_EQ(archive.Type, 2);
+  const IndividualInfo& entry = archive.Entries[0];
+  EXPECT_EQ(entry.FileName, u"大檔.bin");
+  EXPECT_EQ(entry.OriginalSize, 5368709121U);
+  EXPECT_EQ(entry.Ratio, 9);
+  EXPECT_EQ(entry.Crc, 0xABCDEFU);
+  EXPECT_TRUE(entry.Encrypted && !entry.IsFolder && !entry.IsLink);
+  EXPECT_EQ(DosTimeText(entry.Date, entry.Time), u"2009/09/23 15:04:04");
+  EXPECT_EQ(entry.Modified.Nanoseconds, 123456700);
+  EXPECT_EQ(LocalTime(entry.Modified), *FromCivil(2009, 9, 23, 15, 4, 5));
+  EXPECT_TRUE(archive.Entries[1].IsFolder);
+  EXPECT_TRUE(archive.Entries[2].IsLink);
+  EXPECT_TRUE(
+      ReadTechnicalListing(std::string_view("\0 = \n----------\nSize = 1", 24)).Entries.empty());
+}
+
+TEST(ClsArc, SwitchesOfTheLevelsCarryThePasswordLastAndCommandLinesMaskIt) {
+  BackupJob job;
+  EXPECT_EQ(CompressionSwitch(CompressionLevel::Store, job), u"-t7z -m0=Copy -r");
+  EXPECT_EQ(CompressionSwitch(CompressionLevel::Fast, job), u"-t7z -m0=Deflate -r");
+  job.UsePassword = true;
+  job.Password = u"abc";
+  const std::u16string full = CompressionSwitch(CompressionLevel::Full, job);
+  EXPECT_TRUE(full.ends_with(u"-mb0s2:3 -pabc"));
+  EXPECT_EQ(full.find(u" -r"), full.npos);
+  EXPECT_EQ(CompressionSwitch(static_cast<CompressionLevel>(7), job), u"");
+
+  const TempFolder temp;
+  const SevenZipLibrary library(temp.Files());
+  ClsArc archiver(library, temp.Files());
+  archiver.Command = u"a";
+  archiver.Switch = u"-t7z -m0=Deflate -r";
+  archiver.param1 = u"D:\\Backup\\2009年09月23日15時.7z";
+  archiver.param2 = u"C:\\My Data\\";
+  archiver.Param3 = u"@C:\\Temp\\~complist.lst";
+  EXPECT_EQ(archiver.DoCommand(1), 0) << "another kind sends nothing";
+  EXPECT_EQ(archiver.DebugCommand,
+            u"a -t7z -m0=Deflate -r D:\\Backup\\2009年09月23日15時.7z \"C:\\My Data\\\" "
+            u"@C:\\Temp\\~complist.lst");
+  archiver.Switch = u"-t7z -pmy secret -p word";
+  archiver.DoCommand(1);
+  EXPECT_TRUE(archiver.DebugCommand.starts_with(u"a -t7z -p*** D:"));
+  EXPECT_EQ(QuotePath(u"a,b.txt"), u"\"a,b.txt\"");
+  EXPECT_EQ(QuotePath(u"ab.txt"), u"ab.txt");
+}
+
+TEST(ListFile, CarriesEveryNameThatALineCan) {
+  EXPECT_EQ(ListLine(u"my file.txt"), "\"my file.txt\"");
+  EXPECT_EQ(ListLine(u"q\"uote d"), "q\"uote d");
+  for (const std::u16string& name : {std::u16string(u"a\nb"), std::u16string(u"\"q"),
+                                     std::u16string(u"q\" "), FromUtf8("b\xff")}) {
+    EXPECT_EQ(ListLine(name), "");
+  }
+}
+
+TEST(ClsArc, FilesAreRecognisedByWhatIsInThem) {
+  const TempFolder temp;
+  const SevenZipLibrary library(temp.Files());
+  ASSERT_TRUE(library.Present()) << "the tests need 7zz";
+  WriteTestFile(temp.DriveC() / "top" / "a.txt", "a");
+  WriteTestFile(temp.DriveC() / "top" / "b.txt", "b");
+  WriteTestFile(temp.DriveC() / "c.txt", "c");
+  const std::string program = "/usr/bin/7zz";
+  const auto make = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), program);
+    ASSERT_EQ(RunCommand(arguments).ExitCode, 0);
+  };
+  const std::string c = temp.DriveC(), d = temp.DriveD();
+  make({"a", d + "/one.7z", c + "/top"});
+  make({"a", "-tzip", d + "/two.zip", c + "/top", c + "/c.txt"});
+  make({"a", "-tzip", "-psecret", d + "/three.zip", c + "/c.txt"});
+  WriteTestFile(temp.DriveD() / "text.7z", "no archive at all");
+  WriteTestFile(temp.DriveD() / "mark.7z", "7z\xBC\xAF\x27\x1C but broken");
+
+  ClsArc archiver(library, temp.Files());
+  EXPECT_EQ(archiver.CheckFile(u"D:\\one.7z"), kSevenZipKind);
+  EXPECT_EQ(archiver.CheckFile(u"D:\\two.zip"), kZipKind);
+  EXPECT_EQ(archiver.CheckFile(u"D:\\three.zip"), kEncryptedZipKind);
+  EXPECT_EQ(archiver.CheckFile(u"D:\\text.7z"), -1);
+  EXPECT_EQ(archiver.CheckFile(u"D:\\mark.7z"), -1);
+  EXPECT_EQ(archiver.CheckFile(u"D:\\missing.7z"), -2);
+  EXPECT_TRUE(archiver.IsDoubleFolder(u"D:\\one.7z", 3));
+  EXPECT_FALSE(archiver.IsDoubleFolder(u"D:\\two.zip", 4));
+  archiver.OpenArchive(u"D:\\one.7z");
+  EXPECT_EQ(archiver.ArrayCount() + 1, archiver.GetFileCount(u"D:\\one.7z"));
+  const auto a = std::find_if(archiver.Entries.begin(), archiver.Entries.end(),
+                              [](const ArchiveEntry& e) { return e.FileName == u"top/a.txt"; });
+  ASSERT_NE(a, archiver.Entries.end());
+  EXPECT_EQ(a->FileCRC, u"E8B7BE43");
+  EXPECT_EQ(a->FileSize, u"1");
+  EXPECT_EQ(a->FileType, u"7-Zip");
+  archiver.OpenArchive(u"D:\\text.7z");
+  EXPECT_EQ(archiver.ArrayCount(), -1);
+}
+
+}  // namespace
+}  // namespace kavrel

@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "support/command.h"
+#include "support/test_program.h"
+#include "support/tree.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class CompressedTest : public testing::Test, protected TestProgram {
+ protected:
+  fs::path archive_ = Dest() / "2009年09月23日15時.7z";
+
+  BackupJob& Job() {
+    if (Program.Store.Jobs.empty()) AddJob(BackupType::Compressed);
+    return Program.Store.Jobs[0];
+  }
+
+  RunOutcome Restore(const std::u16string& name = u"2009年09月23日15時.7z") {
+    return Program.RunRestoreNow(
+        0, RestoreMode::Full, [&](const std::vector<ArchiveFile>&) { return std::optional(name); });
+  }
+
+  void MakeTree() {
+    for (const char* name : {"碁 文件,1.txt", "-dash", "@at", "备份.txt", "wild*[1]?.txt",
+                             "q\"uote", "sub/深/er.bin", "back\\slash", "a;b'c$d%e"}) {
+      WriteTestFile(Source() / name, std::string("content of ") + name);
+      SetWritten(Source() / name, {1253718245, 123456700});
+    }
+    WriteTestFile(Source() / "empty", "");
+    ASSERT_EQ(chmod((Source() / "empty").c_str(), 0640), 0);
+    fs::create_symlink("sub/深", Source() / "link");
+    SetWritten(Source() / "link", {1253718245, 123456700});
+    SetWritten(Source() / "empty", {1253718245, 0});
+  }
+
+  /// Differences but for the times of folders, which an archive of files does not carry.
+  std::string FileDifferences(const fs::path& a, const fs::path& b) {
+    for (const fs::path& root : {a, b}) {
+      for (const char* folder : {"sub/深", "sub", ""}) SetWritten(root / folder, {1, 0});
+    }
+    return TreeDifferences(a, b);
+  }
+};
+
+TEST_F(CompressedTest, EveryLevelWithAndWithoutPasswordComesBackAsItWas) {
+  MakeTree();
+  const fs::path copy = Temp.Root() / "copy";
+  for (const auto level :
+       {CompressionLevel::Store, CompressionLevel::Fast, CompressionLevel::Full}) {
+    for (const std::u16string_view password : {u"", u"秘 密-p \"x"}) {
+      SCOPED_TRACE(static_cast<int>(level));
+      Program.Context.Compression = level;
+      BackupJob& job = Job();
+      job.UsePassword = !password.empty();
+      job.Password = password;
+      fs::remove_all(Dest());
+      ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+      EXPECT_EQ(job.LastRunResult.CopiedFiles, 11U);
+      EXPECT_EQ(job.LastRunResult.FailedFiles, 0U);
+      const std::string key = "-p" + ToUtf8(password);
+      EXPECT_EQ(RunCommand({"/usr/bin/7zz", "t", key, archive_}).ExitCode, 0);
+      if (!password.empty()) {
+        EXPECT_EQ(RunCommand({"/usr/bin/7zz", "t", "-pwrong", archive_}).ExitCode, 2);
+      }
+      fs::rename(Source(), copy);
+      ASSERT_EQ(Restore(), RunOutcome::Ran);
+      EXPECT_EQ(job.LastRunResult.FailedFiles, 0U) << LogText(Program.Log.CurrentPath());
+      EXPECT_EQ(FileDifferences(copy, Source()), "");
+      fs::remove_all(Source());
+      fs::rename(copy, Source());
+    }
+  }
+  EXPECT_FALSE(fs::exists(Temp.Home() / "~complist.lst"));
+}
+
+TEST_F(CompressedTest, TheLogListsTheArchiveInItsColumns) {
+  WriteTestFile(Source() / "文件.bin", std::string(1234567, 'x'));
+  SetWritten(Source() / "文件.bin", {1253718244, 0});
+  WriteTestFile(Source() / "z\nnewline", "cannot stand in a list");
+  ASSERT_EQ(Program.RunJobNow(Job().JobIndex), RunOutcome::Ran);
+  const CivilTime t = ToCivil(LocalTime({1253718244, 0}));
+  char modified[64];
+  snprintf(modified, sizeof modified, "%04d/%02d/%02d %02d:%02d:%02d", t.Year, t.Month, t.Day,
+           t.Hour, t.Minute, t.Second);
+  const std::string rule =
+      "--------------- ------- ---------- -------- ---------- "
+      "------------------------------------\r\n";
+  const std::string log = LogText(Program.Log.CurrentPath());
+  const std::string expected =
+      "\r\n來源資料夾：C:\\src\r\n目標資料夾：D:\\dst\\\r\n壓縮檔名稱：D:\\dst\\"
+      "2009年09月23日15時.7z\r\n\r\n" +
+      rule + "  檔 案 大 小    類 型    日  期    時  間   CRC 校驗  檔 案 名 稱\r\n" + rule +
+      "      1,234,567  7-Zip  " + modified + "  ";
+  EXPECT_NE(log.find(expected), log.npos) << log;
+  EXPECT_NE(log.find("  文件.bin\r\n" + rule + std::string(55, ' ') +
+                     "檔案 / 資料夾總計： 1 個\r\n" + rule),
+            log.npos)
+      << log;
+  EXPECT_NE(log.find(": 備份檔案 (失敗)：C:\\src\\z\nnewline\r\n"), log.npos);
+  EXPECT_EQ(Program.LogRows.Rows().back()[4], u"1");
+}
+
+TEST_F(CompressedTest, FilterLimitAndASecondRunOfTheHour) {
+  WriteTestFile(Source() / "at.doc", std::string(102400, 'x'));
+  WriteTestFile(Source() / "above.doc", std::string(102401, 'x'));
+  WriteTestFile(Source() / "deep" / "other.txt", "x");
+  BackupJob& job = Job();
+  job.LimitFileSize = true;
+  job.MaxFileSizeKB = 100;
+  job.FileTypes = u"*.DOC";
+  job.IncludeSubfolders = false;
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  job.FileTypes = u"*.doc";
+  job.ExcludeFileTypes = true;
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  ClsArc archiver(Program.Archiver, Program.Files);
+  archiver.OpenArchive(u"D:\\dst\\2009年09月23日15時.7z");
+  ASSERT_EQ(archiver.ArrayCount(), 1);
+  EXPECT_EQ(archiver.Entries[0].FileName, u"at.doc");
+  EXPECT_EQ(archiver.Entries[1].FileName, u"deep/other.txt");
+}
+
+TEST_F(CompressedTest, ACancelKeepsTheEarlierArchiveAndThePasswordIsOnNoCommandLine) {
+  WriteTestFile(Source() / "a", "first");
+  BackupJob& job = Job();
+  job.UsePassword = true;
+  job.Password = u"TopSecret4711";
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  const std::string before = ReadTestFile(archive_);
+  std::string noise(40000000, '\0');
+  for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<char>(i * i >> 7);
+  WriteTestFile(Source() / "big", noise);
+  // What a killed run of an earlier day left behind.
+  WriteTestFile(archive_.string() + ".tmp", "half an archive");
+  Program.Context.Compression = CompressionLevel::Full;
+  bool working = false;
+  Host.AtProgress = [&](std::uint64_t, std::uint64_t) {
+    for (const auto& process : fs::directory_iterator("/proc")) {
+      const std::string line = ReadTestFile(process.path() / "cmdline");
+      working = working || line.find("7zz") != line.npos;
+      EXPECT_EQ(line.find("TopSecret4711"), line.npos) << line;
+    }
+    Program.State.CancelRequested = true;
+  };
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  Host.AtProgress = {};
+  EXPECT_TRUE(working);
+  EXPECT_TRUE(job.LastRunResult.Stopped);
+  EXPECT_EQ(ReadTestFile(archive_), before);
+  EXPECT_FALSE(fs::exists(archive_.string() + ".tmp"));
+  const std::string log = LogText(Program.Log.CurrentPath());
+  EXPECT_EQ(log.find("TopSecret4711"), log.npos) << log;
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_FALSE(job.LastRunResult.Stopped);
+}
+
+TEST_F(CompressedTest, AWrongOrMissingPasswordFailsAtOnceAndChangesNothing) {
+  WriteTestFile(Source() / "a", "first");
+  BackupJob& job = Job();
+  job.UsePassword = true;
+  job.Password = u"right";
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  WriteTestFile(Source() / "a", "changed since");
+  for (const bool given : {true, false}) {
+    job.UsePassword = given;
+    job.Password = u"wrong";
+    EXPECT_EQ(Restore(), RunOutcome::Ran);
+    EXPECT_EQ(job.LastRunResult.FailedFiles, 1U);
+    EXPECT_EQ(ReadTestFile(Source() / "a"), "changed since");
+  }
+}
+
+TEST_F(CompressedTest, EntriesThatWouldLeaveTheFolderAreRefused) {
+  const fs::path work = Temp.Root() / "work", outside = Temp.Root() / "outside";
+  WriteTestFile(outside / "kept", "precious");
+  WriteTestFile(work / "good.txt", "good");
+  fs::create_directories(Dest());
+  const auto archive_of = [&](const char* name, const char* entry, bool link) {
+    const std::string script =
+        "import zipfile,sys\nz=zipfile.ZipFile(sys.argv[1],'w')\ni=zipfile.ZipInfo(sys.argv[2])\n"
+        "i.create_system=3\ni.external_attr=(0o120777 if sys.argv[4]=='1' else 0o100644)<<16\n"
+        "z.writestr(i,sys.argv[3])\nz.writestr('good.txt','good')\nz.close()\n";
+    ASSERT_EQ(RunCommand({"/usr/bin/env", "python3", "-c", script, (Dest() / name).string(), entry,
+                          outside.string(), link ? "1" : "0"})
+                  .ExitCode,
+              0);
+  };
+  archive_of("up.7z", "../evil", false);
+  archive_of("deep.7z", "a/../../evil", false);
+  archive_of("absolute.7z", (outside / "evil").c_str(), false);
+  archive_of("link.7z", "way", true);
+  Job();
+  for (const std::u16string name : {u"up.7z", u"deep.7z", u"absolute.7z"}) {
+    SCOPED_TRACE(ToUtf8(name));
+    EXPECT_EQ(Restore(name), RunOutcome::Ran);
+    EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+    EXPECT_FALSE(fs::exists(Source() / "good.txt"));
+    EXPECT_NE(LogLines().find("evil"), std::string::npos) << LogLines();
+  }
+  // A link that points out is not made; the rest is restored.
+  EXPECT_EQ(Restore(u"link.7z"), RunOutcome::Ran);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+  EXPECT_EQ(ReadTestFile(Source() / "good.txt"), "good");
+  EXPECT_FALSE(fs::is_symlink(fs::symlink_status(Source() / "way")));
+  // Nor is anything written through a link that is in the folder already.
+  fs::create_directory_symlink(outside, Source() / "way");
+  archive_of("through.7z", "way/evil", false);
+  EXPECT_EQ(Restore(u"through.7z"), RunOutcome::Ran);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+  EXPECT_FALSE(fs::exists(outside / "evil"));
+  EXPECT_FALSE(fs::exists(Temp.DriveC() / "evil"));
+  EXPECT_EQ(ReadTestFile(outside / "kept"), "precious");
+}
+
+TEST(CompressedWithoutArchiver, NothingIsWritten) {
+  const std::string path = getenv("PATH");
+  setenv("PATH", "/nonexistent", 1);
+  {
+    TestProgram program;
+    WriteTestFile(program.Source() / "a", "x");
+    program.AddJob(BackupType::Compressed);
+    EXPECT_EQ(program.Program.RunJobNow(0), RunOutcome::NoArchiver);
+    EXPECT_FALSE(fs::exists(program.Dest()));
+    fs::create_directories(program.Dest());
+    EXPECT_EQ(program.Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::NoArchiver);
+  }
+  setenv("PATH", path.c_str(), 1);
+}
+
+}  // namespace
+}  // namespace kavrel
