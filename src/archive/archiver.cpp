@@ -39,8 +39,27 @@ bool IsProgram(std::string_view head) {
 
 }  // namespace
 
-int cls7zip::SendDLLCommand(const ArchiveCommand& command, std::u16string& output) const {
-  return library_.SevenZip(command, output);
+int cls7zip::SendDLLCommand(const ArchiveCommand& command, std::u16string& output) {
+  /// Turns the library's reports into the fields and the event, and passes them on.
+  class Follower final : public ArchiveMonitor {
+   public:
+    Follower(cls7zip& zip, ArchiveMonitor* next) : zip_(zip), next_(next) {}
+    bool Working(int percent, std::u16string_view current) override {
+      zip_.ProcessSourceName = current;
+      zip_.ProcessWriteSize = static_cast<std::uint32_t>(percent);
+      zip_.ProcessFileSize = 100;
+      if (zip_.OnProcessing) zip_.OnProcessing();
+      return !next_ || next_->Working(percent, current);
+    }
+
+   private:
+    cls7zip& zip_;
+    ArchiveMonitor* next_;
+  };
+  Follower follower(*this, command.Monitor);
+  ArchiveCommand followed = command;
+  followed.Monitor = &follower;
+  return library_.SevenZip(followed, output);
 }
 
 int cls7zip::GetArchiveType(std::u16string_view path) const {
@@ -102,6 +121,13 @@ bool cls7zip::IsDoubleFolder(std::u16string_view path, int count) const {
 
 ClsArc::ClsArc(const SevenZipLibrary& library, const FileSystem& file_system)
     : library_(library), file_system_(file_system), zip_(library) {
+  zip_.OnProcessing = [this] {
+    ArcName = zip_.ProcessArcName;
+    SourceName = zip_.ProcessSourceName;
+    DestName = zip_.ProcessDestName;
+    pWriteSize = zip_.ProcessWriteSize;
+    pFileSize = zip_.ProcessFileSize;
+  };
   zip_.OnFindArchive = [this](std::int32_t) {
     Entries.push_back({zip_.FileName, zip_.FileSize, DosTimeText(zip_.FileDate, zip_.FILETIME),
                        zip_.FileCompSize, zip_.FileRatio, zip_.FileType, zip_.FileCRC,
@@ -133,6 +159,8 @@ int ClsArc::DoCommand(int archiver_kind) {
   DebugCommand = line(at != switches.npos ? u"***" : u"");
   ResultBuffer.clear();
   if (archiver_kind != kSevenZipKind && archiver_kind != kZipKind) return 0;
+  zip_.ProcessArcName = param1;
+  zip_.ProcessDestName = Command == u"a" ? param1 : param2;
   const int result = zip_.SendDLLCommand(command, ResultBuffer);
   ResultBuffer = cls7zip::DelNullChr(ResultBuffer);
   return result;

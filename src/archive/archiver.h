@@ -20,8 +20,9 @@ class cls7zip {
  public:
   explicit cls7zip(const SevenZipLibrary& library) : library_(library) {}
 
-  /// Sends a command and hands its output back, cut to the buffer's size.
-  int SendDLLCommand(const ArchiveCommand& command, std::u16string& output) const;
+  /// Sends a command and hands its output back, cut to the buffer's size. While it works, the
+  /// Process fields follow it and OnProcessing is raised.
+  int SendDLLCommand(const ArchiveCommand& command, std::u16string& output);
   int GetArchiveType(std::u16string_view path) const;
   int GetFileCount(std::u16string_view path) const;
   /// The text before the first NUL.
@@ -34,7 +35,9 @@ class cls7zip {
 
   std::u16string FileName, FileSize, FileCompSize, FileRatio, FileCRC, FileType, FileAttr;
   std::uint16_t FILETIME = 0, FileDate = 0;  ///< DOS words
-  std::function<void()> OnOpenArchive, OnCloseArchive;
+  std::u16string ProcessArcName, ProcessSourceName, ProcessDestName;
+  std::uint32_t ProcessWriteSize = 0, ProcessFileSize = 0;  ///< hundredths done, of a hundred
+  std::function<void()> OnOpenArchive, OnCloseArchive, OnProcessing;
   std::function<void(std::int32_t index)> OnFindArchive;
 
  private:
@@ -62,6 +65,10 @@ class ClsArc {
   std::u16string ResultBuffer;  ///< what the last command wrote
   std::u16string DebugCommand;  ///< the last command line, its password masked
   std::vector<ArchiveEntry> Entries;
+
+  /// How the command at work gets on.
+  std::u16string ArcName, SourceName, DestName;
+  std::uint32_t pWriteSize = 0, pFileSize = 0;
 
   /// Composes and sends the command: the library's result, kNoArchiver without a library, 0 for
   /// any kind but the two.

@@ -73,6 +73,47 @@ TEST(ClsArc, SwitchesOfTheLevelsCarryThePasswordLastAndCommandLinesMaskIt) {
   EXPECT_EQ(QuotePath(u"ab.txt"), u"ab.txt");
 }
 
+TEST(ClsArc, ACommandAtWorkIsFollowedUntilItsMonitorEndsIt) {
+  class Impatient final : public ArchiveMonitor {
+   public:
+    bool Working(int percent, std::u16string_view current) override {
+      Percent = std::max(Percent, percent);
+      if (!current.empty()) Current = current;
+      return ++Calls < Patience;
+    }
+    int Percent = 0, Calls = 0, Patience = 1000000;
+    std::u16string Current;
+  };
+  const TempFolder temp;
+  const SevenZipLibrary library(temp.Files());
+  std::string noise(20000000, '\0');
+  for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<char>(i * i >> 7);
+  WriteTestFile(temp.DriveC() / "雜 訊", noise);
+  Impatient monitor;
+  ClsArc archiver(library, temp.Files());
+  archiver.Command = u"a";
+  archiver.Switch = u"-t7z -m0=LZMA";
+  archiver.param1 = u"D:\\a.7z";
+  archiver.param2 = u"C:\\";
+  archiver.Param3 = u"@" + WriteListFile(temp.Files(), ListLine(u"雜 訊") + "\r\n");
+  archiver.Monitor = &monitor;
+  EXPECT_EQ(archiver.DoCommand(kSevenZipKind), 0);
+  EXPECT_GT(monitor.Percent, 0);
+  EXPECT_EQ(monitor.Current, u"雜 訊");
+  EXPECT_EQ(archiver.ArcName, u"D:\\a.7z");
+  EXPECT_EQ(archiver.pFileSize, 100U);
+  EXPECT_EQ(archiver.CheckFile(u"D:\\a.7z"), kSevenZipKind);
+
+  archiver.param1 = u"D:\\b.7z";
+  monitor.Calls = 0;
+  monitor.Patience = 2;
+  monitor.Percent = 0;
+  EXPECT_EQ(archiver.DoCommand(kSevenZipKind), kCommandCancelled);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(temp.DriveD()),
+                          std::filesystem::directory_iterator()),
+            1);
+}
+
 TEST(ListFile, CarriesEveryNameThatALineCan) {
   EXPECT_EQ(ListLine(u"my file.txt"), "\"my file.txt\"");
   EXPECT_EQ(ListLine(u"q\"uote d"), "q\"uote d");
