@@ -32,11 +32,11 @@ enum class FormCheck {
   NoInterval,      ///< the count is 0
   WeekdayRefused,  ///< a whole-week interval starts on a refused weekday
   AllDaysRefused,
-  NoName,  ///< no message belongs to it
+  Unstorable,  ///< a TAB or a line break in a text: the store cannot keep it
+  NoName,      ///< no message belongs to it
   DuplicateName,
   SourceMissing,
   NoDestination,
-  Unstorable,  ///< a TAB or a line break in a text: the store cannot keep it
 };
 
 /// The text that tells the user; empty for Ok and NoName.

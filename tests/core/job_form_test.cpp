@@ -56,7 +56,7 @@ TEST_F(JobFormTest, EachCheckRefusesWithItsMessageAndLeavesTheJobAlone) {
        u"來源資料夾無法偵測到它的存在，請重新指定資源資料夾。"},
       {FormCheck::NoDestination, [](JobForm& f) { f.Destination = u"  "; },
        u"請先指定要備份的目標資料夾。"},
-      {FormCheck::Unstorable, [](JobForm& f) { f.Source = u"C:\\Da\nta"; },
+      {FormCheck::Unstorable, [](JobForm& f) { f.Source = u"C:\\Da\nta", f.Name = u""; },
        u"「來源資料夾」含有定位字元或換行字元，無法儲存，請重新指定。"},
   };
   const JobForm good = form_;
@@ -89,6 +89,8 @@ TEST_F(JobFormTest, AnAcceptedFormFillsTheWholeRecord) {
   EXPECT_EQ(shown.Password, u"abc");
   EXPECT_EQ(shown.Count, 1);
   EXPECT_EQ(shown.MaxFileSizeKB, 7);
+  job_.EveryDays = 8;  // more than the editor's list offers
+  EXPECT_EQ(FormOf(job_).Count, 0);
 
   // Another type drops the bin; a password or limit switched off is forgotten.
   form_.Type = BackupType::Compressed;

@@ -1,6 +1,8 @@
 #include "core/job_store.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -153,6 +155,28 @@ TEST_F(JobStoreTest, AReadOnlyStoreStaysAsItIs) {
   EXPECT_FALSE(store_.SaveJobs());
   EXPECT_EQ(store_.LastError(), EACCES);
   EXPECT_EQ(ReadTestFile(path_), Bytes(kFullLine));
+}
+
+TEST_F(JobStoreTest, ASaveThatBreaksOffLeavesTheOldFileAndNothingElse) {
+  WriteTestFile(path_, Bytes(kFullLine));
+  ASSERT_TRUE(store_.LoadJobs());
+  store_.Jobs.resize(100, store_.Jobs[0]);
+  // A file may not grow beyond a few lines, as on a disk that fills up meanwhile.
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlimit small{1000, limit.rlim_max};
+  const auto old_handler = signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const bool saved = store_.SaveJobs();
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  signal(SIGXFSZ, old_handler);
+  EXPECT_FALSE(saved);
+  EXPECT_EQ(store_.LastError(), EFBIG);
+  EXPECT_EQ(ReadTestFile(path_), Bytes(kFullLine));
+  for (const auto& entry : fs::directory_iterator(temp_.Home())) {
+    EXPECT_TRUE(entry.path() == path_ || entry.is_directory()) << entry.path();
+  }
+  EXPECT_TRUE(store_.SaveJobs());
 }
 
 TEST_F(JobStoreTest, ThePastDueRuleSeesEveryJobAndItsChangesAreSaved) {

@@ -47,9 +47,35 @@ class Converter {
   iconv_t state_;
 };
 
-bool IsAscii(std::string_view bytes) {
-  return std::all_of(bytes.begin(), bytes.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+template <typename Text>
+bool IsAscii(const Text& text) {
+  return std::all_of(text.begin(), text.end(), [](auto c) { return (c & ~0x7F) == 0; });
+}
+
+bool IsStrayByte(char16_t c) {
+  return c >= 0xDC80 && c <= 0xDCFF;
+}
+
+/// Four box-drawing characters have two codes each. Windows writes this one, the C library the
+/// other. Empty for every other character.
+std::string_view WindowsCode(char16_t c) {
+  switch (c) {
+    case u'═':
+      return "\xF9\xF9";
+    case u'╞':
+      return "\xF9\xE9";
+    case u'╡':
+      return "\xF9\xEB";
+    case u'╪':
+      return "\xF9\xEA";
+    default:
+      return {};
+  }
+}
+
+/// A character that is left to the converter.
+bool NeedsConverter(char16_t c) {
+  return c >= 0x80 && !IsStrayByte(c) && WindowsCode(c).empty();
 }
 
 }  // namespace
@@ -72,18 +98,29 @@ std::u16string DecodeCodePage(std::string_view bytes) {
 }
 
 std::optional<std::string> EncodeCodePage(std::u16string_view text) {
-  const std::string utf8 = ToUtf8(text);
-  if (IsAscii(utf8)) return utf8;
+  if (IsAscii(text)) return std::string(text.begin(), text.end());
   Converter converter("CP950", "UTF-8");
   std::string bytes;
-  for (std::string_view rest = utf8; !rest.empty();) {
-    if (converter.Usable() && converter.Convert(rest, bytes)) break;
-    if (rest.empty()) break;
-    // A byte that stands for itself, or a character that the code page has not: reading the result
-    // back tells them apart.
-    bytes += rest[0];
-    rest.remove_prefix(1);
+  bytes.reserve(2 * text.size());
+  for (std::u16string_view rest = text; !rest.empty();) {
+    const char16_t first = rest[0];
+    std::size_t length = 1;
+    if (first < 0x80) {
+      bytes += static_cast<char>(first);
+    } else if (IsStrayByte(first)) {
+      // One by one: side by side, stray bytes could read as a character of UTF-8.
+      bytes += static_cast<char>(first - 0xDC00);
+    } else if (const std::string_view code = WindowsCode(first); !code.empty()) {
+      bytes += code;
+    } else {
+      while (length < rest.size() && NeedsConverter(rest[length])) ++length;
+      const std::string utf8 = ToUtf8(rest.substr(0, length));
+      std::string_view left = utf8;
+      if (!converter.Usable() || !converter.Convert(left, bytes)) return std::nullopt;
+    }
+    rest.remove_prefix(length);
   }
+  // Stray bytes may have met what makes characters of them.
   if (DecodeCodePage(bytes) != text) return std::nullopt;
   return bytes;
 }
