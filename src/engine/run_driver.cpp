@@ -1,7 +1,7 @@
 #include "engine/run_driver.h"
 
-#include "base/number.h"
 #include "archive/list_file.h"
+#include "base/number.h"
 #include "engine/backup_walk.h"
 #include "engine/run_summary.h"
 #include "files/path.h"
