@@ -1,13 +1,20 @@
 #include "app/program.h"
 
+#include "base/text.h"
 #include "files/path.h"
+#include "platform/desktop.h"
 #include "platform/folders.h"
 #include "schedule/next_run.h"
 
 namespace kavrel {
 
+namespace {
+
+constexpr std::int32_t kNormalPriority = 3;
+}  // namespace
+
 Program::Program(std::u16string program_folder, std::u16string settings_file, kavrel::Clock& clock,
-                 RunHost& host)
+                 ProgramHost& host)
     : clock_(clock),
       host_(host),
       Files(std::move(program_folder)),
@@ -19,7 +26,42 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       ProgramLog(Files, LogRows),
       Archiver(Files),
       Context{Files,      clock, State,   host_,      Store,    Settings,
-              Exclusions, Log,   LogRows, ProgramLog, Archiver, {}} {}
+              Exclusions, Log,   LogRows, ProgramLog, Archiver, {}},
+      Scheduler(clock, State, Store, host_, host_, Actions()) {}
+
+SchedulerActions Program::Actions() {
+  return {[this](BackupJob& job) { last_outcome_ = RunStoredJob(job); },
+          [this] { priority_.ApplyProcessPriority(Settings.ProcessPriority()); },
+          [this] { priority_.ApplyProcessPriority(kNormalPriority); },
+          [this] { ProgramLog.SaveProgramLog(); }, [this] { PlayCompletionSound(); }};
+}
+
+bool Program::Start(std::u16string_view command_line) {
+  Files.MakeCurrent(Files.ProgramFolder());
+  host_.BuildControls();
+  Exclusions.ExcEnabled = Settings.ExcEnabled();
+  host_.CreateTrayIcon();
+  if (Settings.StartMin()) host_.HideToTray();
+  Mounts.Load();
+  Exclusions.LoadExclusions();
+  Filters.LoadFilters();
+  host_.ShowSettings();
+  command_line_ = Trim(command_line);
+  State.CommandLineRun = !command_line_.empty();
+  if (ReloadJobs()) host_.FillJobList();
+  const bool readable = Store.LastError() == 0;
+  ProgramLog.LoadProgramLog();
+  host_.ShowLogList();
+  Scheduler.SetSchedulerTimer(true);
+  host_.LayOut();
+  TrimWorkingSet();
+  return readable;
+}
+
+void Program::Shutdown() {
+  Store.SaveJobs();
+  ProgramLog.SaveProgramLog();
+}
 
 bool Program::Load() {
   Mounts.Load();
@@ -32,25 +74,56 @@ bool Program::Load() {
   return readable;
 }
 
+bool Program::ReloadJobs() {
+  if (State.CommandLineRun) return Store.LoadJobs();
+  PastDueState state;
+  return Store.LoadJobs([&](BackupJob& job) {
+    return ApplyPastDueRule(job, clock_.Now(), state,
+                            [this](PastDueQuestion& question) { host_.AskPastDue(question); });
+  });
+}
+
+RunOutcome Program::RunStoredJob(BackupJob& job) {
+  const SleepInhibitor awake;
+  Mounts.Load();
+  return RunBackupJob(Context, job);
+}
+
+std::u16string Program::SoundPath() const {
+  std::u16string path = Files.ProgramFolder() + u"/ok.wav";
+  return Files.Status(path) ? path : ResourceFile(u"ok.wav");
+}
+
+bool Program::SoundAvailable() const {
+  return !SoundPath().empty() && HasSoundDevice();
+}
+
+void Program::PlayCompletionSound() const {
+  if (Settings.PlaySound() && SoundAvailable()) PlaySoundFile(SoundPath());
+}
+
 RunOutcome Program::WhileBusy(const std::function<RunOutcome()>& work) {
   if (State.RunBusy) {
     State.CancelRequested = true;
     return RunOutcome::NotStarted;
   }
+  Scheduler.SetSchedulerTimer(false);
   State.RunBusy = true;
-  Mounts.Load();
+  host_.EnableControls(false);
   const RunOutcome outcome = work();
   State.CancelRequested = false;
   State.RunBusy = false;
+  host_.EnableControls(true);
   host_.ShowRunPanels(false);
+  Scheduler.SetSchedulerTimer(true);
   ProgramLog.SaveProgramLog();
+  PlayCompletionSound();
   return outcome;
 }
 
 RunOutcome Program::RunJobNow(std::int32_t job_index) {
   return WhileBusy([&] {
-    const RunOutcome outcome =
-        RunBackupJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)]);
+    const RunOutcome outcome = RunStoredJob(Store.Jobs[static_cast<std::size_t>(job_index)]);
     host_.RefreshJobRow(job_index);
     return outcome;
   });
@@ -59,8 +132,20 @@ RunOutcome Program::RunJobNow(std::int32_t job_index) {
 RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode,
                                   const ArchivePicker& picker) {
   return WhileBusy([&] {
+    const SleepInhibitor awake;
+    Mounts.Load();
     return RunRestoreJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)], mode, picker);
   });
+}
+
+void Program::SetJobEnabled(std::int32_t job_index, bool on, bool save) {
+  Store.Jobs[static_cast<std::size_t>(job_index)].Enabled = on;
+  if (save) Store.SaveJobs();
+}
+
+void Program::SetAutostart(bool on) {
+  SetAutostartEntry(on, ExecutableFolder() + u"/kavrel");
+  Settings.SetAutostart(on);
 }
 
 DateTime Program::NextRunTimeOf(const BackupJob& job) {

@@ -5,25 +5,49 @@
 #include <functional>
 #include <string>
 
+#include "app/program_host.h"
 #include "engine/restore.h"
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
 #include "platform/mounts.h"
+#include "platform/priority.h"
+#include "platform/process.h"
 #include "rules/file_filters.h"
 
 namespace kavrel {
+
+inline constexpr std::u16string_view kAppTitle = u"Kavrel Ver 2.05 專業版";
 
 class Program {
  public:
   /// `program_folder` exists and has no trailing separator; the clock and the host outlive this.
   Program(std::u16string program_folder, std::u16string settings_file, kavrel::Clock& clock,
-          RunHost& host);
+          ProgramHost& host);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
 
-  /// Reads the rules, the filters, the store and the program log. False when the store exists but
-  /// cannot be read (Store.LastError() tells why).
+  /// Takes the program folder for this process, which it then keeps. False when another process
+  /// has it. To be called before anything is changed.
+  bool Lock(std::u16string_view purpose) {
+    return lock_.TryAcquire(Files.ProgramFolder(), purpose);
+  }
+
+  /// Start-up of a face that lives on: the host is built, everything is read, overdue jobs are
+  /// asked about (unless `command_line` names jobs to run) and the scheduler begins to tick.
+  /// The lock is held. False when the store exists but cannot be read; the program runs all the
+  /// same and keeps the file as it is.
+  bool Start(std::u16string_view command_line);
+  /// One firing of the timer that the host was told to set.
+  void Tick() { Scheduler.Tick(command_line_); }
+  /// The end of a program that was started: the store and the program log are saved.
+  void Shutdown();
+
+  /// For a single command: reads the rules, the filters, the store as it is and the program log.
+  /// False when the store exists but cannot be read (Store.LastError() tells why).
   bool Load();
+  /// Reads the store again, applying the past-due rule. True when it holds a job.
+  bool ReloadJobs();
+
   /// Runs the job at this position of the store now, as a backup, with the busy flag set; saves
   /// the program log afterwards. A request while a run is busy cancels that run instead.
   RunOutcome RunJobNow(std::int32_t job_index);
@@ -31,6 +55,20 @@ class Program {
   /// The same for a restore of that job.
   RunOutcome RunRestoreNow(std::int32_t job_index, RestoreMode mode,
                            const ArchivePicker& picker = {});
+  /// What became of the last run that the scheduler started.
+  RunOutcome LastOutcome() const { return last_outcome_; }
+
+  /// Switches a job on or off; saves the store when `save`.
+  void SetJobEnabled(std::int32_t job_index, bool on, bool save);
+  /// Whether the program starts with the desktop; the setting changes even where the desktop's own
+  /// entry could not.
+  void SetAutostart(bool on);
+
+  /// The completion sound's file, a host path: that of the program folder, else the one installed
+  /// with the program; empty when there is none.
+  std::u16string SoundPath() const;
+  /// Whether a completion sound could be heard.
+  bool SoundAvailable() const;
 
   /// NextRunTime against this program's clock, for the checks of a form.
   DateTime NextRunTimeOf(const BackupJob& job);
@@ -40,9 +78,16 @@ class Program {
  private:
   /// Does the work with the busy flag set, unless a run is busy already.
   RunOutcome WhileBusy(const std::function<RunOutcome()>& work);
+  RunOutcome RunStoredJob(BackupJob& job);
+  void PlayCompletionSound() const;
+  SchedulerActions Actions();
 
   kavrel::Clock& clock_;
-  RunHost& host_;
+  ProgramHost& host_;
+  ProcessLock lock_;
+  PriorityControl priority_;
+  std::u16string command_line_;
+  RunOutcome last_outcome_ = RunOutcome::NotStarted;
 
  public:
   FileSystem Files;
@@ -57,6 +102,7 @@ class Program {
   kavrel::ProgramLog ProgramLog;
   SevenZipLibrary Archiver;
   RunContext Context;
+  kavrel::Scheduler Scheduler;
 };
 
 }  // namespace kavrel

@@ -187,6 +187,12 @@ std::u16string ArchiveStamp(DateTime time) {
          TwoDigits(t.Hour) + u"時";
 }
 
+std::u16string IsoText(DateTime time, char16_t separator) {
+  const CivilTime t = ToCivil(time);
+  return Decimal(t.Year, 4) + u"-" + TwoDigits(t.Month) + u"-" + TwoDigits(t.Day) + separator +
+         TwoDigits(t.Hour) + u":" + TwoDigits(t.Minute) + u":" + TwoDigits(t.Second);
+}
+
 std::u16string LogFileStamp(DateTime time) {
   const CivilTime t = ToCivil(time);
   return ArchiveStamp(time) + TwoDigits(t.Minute) + u"分" + TwoDigits(t.Second) + u"秒";

@@ -40,6 +40,9 @@ std::u16string DateTimeText(DateTime time);
 /// second). Nothing when it is neither, or lies outside the years 100 to 9999.
 std::optional<DateTime> ParseDateTime(std::u16string_view text);
 
+/// "2009-09-23 15:04:05", which sorts as text; `separator` stands between date and time.
+std::u16string IsoText(DateTime time, char16_t separator = u' ');
+
 /// "2009年09月23日15時04分05秒", the name part of a job log.
 std::u16string LogFileStamp(DateTime time);
 

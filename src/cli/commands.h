@@ -14,6 +14,13 @@ struct RuleOptions {
   bool Disabled = false;
 };
 
+/// The jobs to run: those named, all that are switched on, or those of them that are due.
+struct RunChoice {
+  std::vector<std::string> Names;
+  bool All = false, Due = false;
+  std::string Compression = "fast";  ///< "store", "fast" or "full", for compressed jobs
+};
+
 enum class RuleChange { Remove, Enable, Disable };
 
 int AddJob(Session& session, const JobOptions& options);
@@ -21,9 +28,11 @@ int EditJob(Session& session, const std::string& name, const JobOptions& options
 int RemoveJob(Session& session, const std::string& name);
 int ListJobs(Session& session, bool json);
 int ShowJob(Session& session, const std::string& name, bool json);
-/// `compression` is "store", "fast" or "full", for compressed jobs.
-int RunJobs(Session& session, const std::vector<std::string>& names,
-            const std::string& compression);
+int RunJobs(Session& session, const RunChoice& choice);
+/// Runs jobs as they become due until it is interrupted.
+int WatchJobs(Session& session);
+/// Each job's next `times`, and why it is not run now.
+int ListNextRuns(Session& session, std::size_t times, bool json);
 /// `mode` is "full" or "incremental". For a compressed job `archive` names one of its archives;
 /// empty takes the newest.
 int RestoreJob(Session& session, const std::string& name, const std::string& mode,

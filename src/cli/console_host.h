@@ -4,13 +4,13 @@
 
 #include <string>
 
-#include "core/run_host.h"
+#include "app/program_host.h"
 #include "files/run_state.h"
 #include "platform/clock.h"
 
 namespace kavrel {
 
-class ConsoleHost final : public RunHost {
+class ConsoleHost final : public ProgramHost {
  public:
   explicit ConsoleHost(Clock& clock);
 
@@ -24,9 +24,6 @@ class ConsoleHost final : public RunHost {
   void DrawCaptions(std::u16string_view source_folder, std::u16string_view dest_folder,
                     std::u16string_view file_name) override;
   void ShowRunPanels(bool show) override;
-  void ResetProgress() override {}
-  void FillProgress() override {}
-  void RefreshJobRow(std::int32_t) override {}
 
  private:
   void DrawLine(std::uint64_t total_size, std::uint64_t bytes_done);

@@ -13,11 +13,7 @@ std::string JsonText(std::u16string_view text) {
 
 nlohmann::json JsonTime(DateTime time) {
   if (time == kZeroDate) return nullptr;
-  const CivilTime t = ToCivil(time);
-  char text[64];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", t.Year, t.Month, t.Day, t.Hour,
-                t.Minute, t.Second);
-  return text;
+  return ToUtf8(IsoText(time, u'T'));
 }
 
 void PrintJson(const nlohmann::json& value) {

@@ -18,14 +18,14 @@ constexpr const char* kExitCodes =
 
 /// What the command line held, and what came of it.
 struct CommandLine {
-  std::string Home, Name, Value, Patterns, Archive, Mode = "full", Compression = "fast";
+  std::string Home, Name, Value, Patterns, Archive, Mode = "full";
   bool Latest = false;
   JobOptions Options;
   RuleOptions Rule;
-  std::vector<std::string> Names;
+  RunChoice Choice;
   std::vector<std::size_t> Numbers;
   bool Json = false;
-  std::size_t Last = 20, Show = 0;
+  std::size_t Last = 20, Show = 0, Times = 3;
   int ExitCode = kDone;
 
   /// A command that opens a session of its own.
@@ -67,10 +67,22 @@ void AddJobCommands(CLI::App& app, CommandLine& line) {
 
 void AddRunCommands(CLI::App& app, CommandLine& line) {
   CLI::App* run = app.add_subcommand("run", "Run jobs now, in the order given");
-  run->add_option("jobs", line.Names, "Names of the jobs")->required();
-  run->add_option("--compression", line.Compression, "store, fast or full, for compressed jobs");
-  run->callback(line.Run(
-      [&line](Session& session) { return RunJobs(session, line.Names, line.Compression); }));
+  run->add_option("jobs", line.Choice.Names, "Names of the jobs");
+  run->add_flag("--all", line.Choice.All, "All jobs that are switched on");
+  run->add_flag("--due", line.Choice.Due, "Those of them that are due");
+  run->add_option("--compression", line.Choice.Compression,
+                  "store, fast or full, for compressed jobs");
+  run->callback(line.Run([&line](Session& session) { return RunJobs(session, line.Choice); }));
+
+  app.add_subcommand("watch", "Run jobs as they become due, until interrupted")
+      ->callback(line.Run(WatchJobs));
+
+  CLI::App* next = app.add_subcommand("next", "When each job runs next, and why not now");
+  next->add_option("--times", line.Times, "How many times of each job, 3 without this option")
+      ->check(CLI::Range(1, 1000));
+  next->add_flag("--json", line.Json, "Print JSON");
+  next->callback(
+      line.Run([&line](Session& session) { return ListNextRuns(session, line.Times, line.Json); }));
 
   CLI::App* restore = app.add_subcommand("restore", "Copy a job's backup back onto its source");
   restore->add_option("job", line.Name, "Name of the job")->required();

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "base/number.h"
 #include "base/text.h"
@@ -89,16 +90,6 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
   return job.LastRunResult.FailedFiles > 0 ? kSomeFailed : kDone;
 }
 
-int RunOne(Session& session, std::int32_t index) {
-  Program& program = session.Program();
-  const RunOutcome outcome = program.RunJobNow(index);
-  const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(index)];
-  const int code = Report(session, outcome, job, kBackup,
-                          "the source folder does not exist: " + Printable(job.Source.Path));
-  if (program.Store.LastError() != 0) session.Save();
-  return code;
-}
-
 /// How grave an exit code is, beside others of the same command.
 int Gravity(int code) {
   constexpr int kGravity[] = {0, 1, 2, 2, 4, 3};
@@ -142,33 +133,62 @@ int RestoreJob(Session& session, const std::string& name, const std::string& mod
                     (archive.empty() ? "" : " " + Printable(FromUtf8(archive))));
 }
 
-int RunJobs(Session& session, const std::vector<std::string>& names,
-            const std::string& compression) {
+namespace {
+
+/// The jobs that the command line asks for, as positions in the store; nothing when a name is not
+/// among them.
+std::optional<std::vector<std::int32_t>> Choose(Session& session, const RunChoice& choice) {
+  std::vector<std::int32_t> chosen;
+  bool all_found = true;
+  for (const std::string& name : choice.Names) {
+    const BackupJob* job = session.FindJob(name);
+    all_found = all_found && job;
+    if (job) chosen.push_back(job->JobIndex);
+  }
+  if (!all_found) return std::nullopt;
+  const DateTime now = session.Clock().Now();
+  for (const BackupJob& job : session.Program().Store.Jobs) {
+    if (job.Enabled && (choice.All || (choice.Due && job.NextRun <= now))) {
+      chosen.push_back(job.JobIndex);
+    }
+  }
+  return chosen;
+}
+
+}  // namespace
+
+int RunJobs(Session& session, const RunChoice& choice) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
   constexpr std::string_view kLevels[] = {"store", "fast", "full"};
-  const auto level = std::find(std::begin(kLevels), std::end(kLevels), compression);
+  const auto level = std::find(std::begin(kLevels), std::end(kLevels), choice.Compression);
   if (level == std::end(kLevels)) {
     PrintError("--compression takes store, fast or full");
     return kBadInput;
   }
+  if (choice.Names.empty() != (choice.All || choice.Due)) {
+    PrintError("run takes either names of jobs, or --all, or --due");
+    return kBadInput;
+  }
   if (!session.Open(u"kavrelctl run")) return kBadInput;
-  session.Program().Context.Compression =
-      static_cast<CompressionLevel>(level - std::begin(kLevels));
-  std::vector<std::int32_t> jobs;
-  bool all_found = true;
-  for (const std::string& name : names) {
-    const BackupJob* job = session.FindJob(name);
-    all_found = all_found && job;
-    if (job) jobs.push_back(job->JobIndex);
+  Program& program = session.Program();
+  program.Context.Compression = static_cast<CompressionLevel>(level - std::begin(kLevels));
+  const std::optional<std::vector<std::int32_t>> jobs = Choose(session, choice);
+  if (!jobs) return kNoSuchJob;
+  if (jobs->empty()) {
+    std::printf("No job is %s.\n", choice.All ? "switched on" : "due");
+    return kDone;
   }
-  if (!all_found) return kNoSuchJob;
   int worst = kDone;
-  for (const std::int32_t index : jobs) {
-    const int code = InterruptRequested() ? kInterrupted : RunOne(session, index);
+  program.Scheduler.RunInOrder(*jobs, [&](std::int32_t index) {
+    const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(index)];
+    int code = Report(session, program.LastOutcome(), job, kBackup,
+                      "the source folder does not exist: " + Printable(job.Source.Path));
+    if (program.Store.LastError() != 0) session.Save();
+    if (InterruptRequested()) code = kInterrupted;
     if (Gravity(code) > Gravity(worst)) worst = code;
-    if (code == kInterrupted) break;
-  }
+    return code != kInterrupted;
+  });
   return worst;
 }
 

@@ -11,28 +11,40 @@ namespace {
 constexpr std::uint32_t kLockPatience = 2000, kLockRetry = 50;  // milliseconds
 }
 
-Session::Session(std::string_view home) : home_(FromUtf8(home)), host_(clock_) {}
+Session::Session(std::string_view home) : home_(FromUtf8(home)) {}
 
-bool Session::Open(std::u16string_view purpose) {
+bool Session::Prepare(std::u16string_view purpose, std::unique_ptr<ProgramHost> host) {
   const std::optional<std::u16string> folder = ProgramFolder(home_);
   if (!folder) {
     PrintError("the program folder cannot be made: " + Printable(home_));
     return false;
   }
-  if (!purpose.empty() && !Lock(*folder, purpose)) return false;
-  program_ = std::make_unique<kavrel::Program>(*folder, SettingsFile(home_), clock_, host_);
-  host_.Attach(program_->State);
+  host_ = std::move(host);
+  program_ = std::make_unique<kavrel::Program>(*folder, SettingsFile(home_), clock_, *host_);
+  return purpose.empty() || Lock(purpose);
+}
+
+bool Session::Open(std::u16string_view purpose) {
+  auto host = std::make_unique<ConsoleHost>(clock_);
+  ConsoleHost& console = *host;
+  if (!Prepare(purpose, std::move(host))) return false;
+  console.Attach(program_->State);
   if (program_->Load()) return true;
-  PrintError("cannot read " + Printable(program_->Store.Path()) + ": " +
-             ToUtf8(SystemErrorText(program_->Store.LastError())));
+  TellUnreadable();
   return false;
 }
 
-bool Session::Lock(const std::u16string& folder, std::u16string_view purpose) {
+void Session::TellUnreadable() const {
+  PrintError("cannot read " + Printable(program_->Store.Path()) + ": " +
+             ToUtf8(SystemErrorText(program_->Store.LastError())));
+}
+
+bool Session::Lock(std::u16string_view purpose) {
   for (std::uint32_t waited = 0; waited <= kLockPatience; waited += kLockRetry) {
-    if (lock_.TryAcquire(folder, purpose)) return true;
+    if (program_->Lock(purpose)) return true;
     clock_.Sleep(kLockRetry);
   }
+  const std::u16string& folder = program_->Files.ProgramFolder();
   const std::u16string holder = ProcessLock::Holder(folder);
   PrintError(holder.empty() ? "the program folder cannot be locked: " + Printable(folder)
                             : "the program folder is in use by " + Printable(holder));

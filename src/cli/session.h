@@ -8,7 +8,6 @@
 
 #include "app/program.h"
 #include "cli/console_host.h"
-#include "platform/process.h"
 
 namespace kavrel {
 
@@ -30,6 +29,10 @@ class Session {
   /// Loads the program; with a purpose, after taking the program folder's lock for it. Prints what
   /// is wrong and gives false when that fails.
   bool Open(std::u16string_view purpose = {});
+  /// Makes the program over this host and takes the lock, but loads nothing.
+  bool Prepare(std::u16string_view purpose, std::unique_ptr<ProgramHost> host);
+  /// Prints that the store cannot be read, and why.
+  void TellUnreadable() const;
   kavrel::Program& Program() { return *program_; }
   kavrel::Clock& Clock() { return clock_; }
 
@@ -39,12 +42,11 @@ class Session {
   bool Save();
 
  private:
-  bool Lock(const std::u16string& folder, std::u16string_view purpose);
+  bool Lock(std::u16string_view purpose);
 
   const std::u16string home_;
   SystemClock clock_;
-  ConsoleHost host_;
-  ProcessLock lock_;
+  std::unique_ptr<ProgramHost> host_;
   std::unique_ptr<kavrel::Program> program_;
 };
 

@@ -1,5 +1,7 @@
 #include "engine/run_driver.h"
 
+#include <algorithm>
+
 #include "archive/list_file.h"
 #include "base/number.h"
 #include "engine/backup_walk.h"
@@ -17,7 +19,8 @@ void RecordResult(RunContext& context, BackupJob& job) {
   const DateTime now = context.Clock.Now();
   job.LastRun = now;
   job.LastRunResult = ToLastRunResult(context.Counters, context.State.CancelRequested);
-  job.NextRun = NextRunAfterNow(job, now);
+  // A clock that was set back meanwhile must not make the same time due again.
+  job.NextRun = NextRunAfterNow(job, std::max(now, job.RunStarted));
 }
 
 void RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {

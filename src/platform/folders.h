@@ -16,6 +16,16 @@ std::optional<std::u16string> ProgramFolder(std::u16string_view home = {});
 /// $XDG_CONFIG_HOME/Quenlor/Settings.ini (~/.config/Quenlor/Settings.ini).
 std::u16string SettingsFile(std::u16string_view home = {});
 
+/// The user's folder for settings, $XDG_CONFIG_HOME (~/.config), without a trailing separator.
+std::u16string ConfigFolder();
+
+/// The running executable's folder, without a trailing separator; empty when it is not known.
+std::u16string ExecutableFolder();
+
+/// A file that is installed with the program: beside the executable or in ../share/kavrel of it.
+/// Empty when it is in neither.
+std::u16string ResourceFile(std::u16string_view name);
+
 /// The user's home folder, with a trailing separator.
 std::u16string HomeFolder();
 

@@ -1,6 +1,7 @@
 // The process among others.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,11 @@ void RaiseOpenFileLimit();
 /// noted, the second ends the process at once.
 void WatchForInterrupt();
 bool InterruptRequested();
+/// Waits so long, or until an interrupt is requested.
+void WaitForInterrupt(std::uint32_t milliseconds);
+
+/// Gives memory that is free inside the process back to the system.
+void TrimWorkingSet();
 
 /// Columns of the terminal that standard output is; 0 when it is none.
 int OutputColumns();

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "core/run_host.h"
+#include "app/program_host.h"
 
 namespace kavrel {
 
-class RecordingHost final : public RunHost {
+class RecordingHost : public ProgramHost {
  public:
   struct Progress {
     std::uint64_t Total, Done;

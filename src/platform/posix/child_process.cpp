@@ -72,7 +72,11 @@ bool ChildProcess::Read(std::string& output, std::uint32_t wait_milliseconds) {
 }
 
 void ChildProcess::Kill() {
-  if (process_ > 0) kill(process_, SIGKILL);
+  if (process_ <= 0) return;
+  // With its whole group, for it may have started programs of its own; until it has made that
+  // group, there is only itself.
+  kill(process_, SIGKILL);
+  kill(-process_, SIGKILL);
 }
 
 int ChildProcess::Wait() {

@@ -2,7 +2,6 @@
 
 #include <pwd.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -37,17 +36,16 @@ std::u16string ChosenHome(std::u16string_view home) {
   return folder;
 }
 
+bool Exists(const std::u16string& path) {
+  return access(ToUtf8(path).c_str(), F_OK) == 0;
+}
+
 /// The executable's folder when it is a portable installation; else empty.
 std::u16string PortableFolder() {
-  char* path = realpath("/proc/self/exe", nullptr);
-  if (!path) return {};
-  std::string folder(path);
-  free(path);
-  folder.erase(folder.rfind('/'));
-  struct stat found;
-  const bool portable = stat((folder + "/Backup.rtm").c_str(), &found) == 0 &&
-                        access((folder + "/").c_str(), W_OK) == 0;
-  return portable ? FromUtf8(folder) : std::u16string();
+  std::u16string folder = ExecutableFolder();
+  const bool portable = !folder.empty() && Exists(folder + u"/Backup.rtm") &&
+                        access((ToUtf8(folder) + "/").c_str(), W_OK) == 0;
+  return portable ? folder : std::u16string();
 }
 
 }  // namespace
@@ -64,7 +62,30 @@ std::optional<std::u16string> ProgramFolder(std::u16string_view home) {
 std::u16string SettingsFile(std::u16string_view home) {
   const std::u16string folder = ChosenHome(home);
   if (!folder.empty()) return folder + u"/Settings.ini";
-  return BaseFolder("XDG_CONFIG_HOME", u".config") + u"/Quenlor/Settings.ini";
+  return ConfigFolder() + u"/Quenlor/Settings.ini";
+}
+
+std::u16string ConfigFolder() {
+  return BaseFolder("XDG_CONFIG_HOME", u".config");
+}
+
+std::u16string ExecutableFolder() {
+  char* path = realpath("/proc/self/exe", nullptr);
+  if (!path) return {};
+  std::string folder(path);
+  free(path);
+  folder.erase(folder.rfind('/'));
+  return FromUtf8(folder);
+}
+
+std::u16string ResourceFile(std::u16string_view name) {
+  const std::u16string folder = ExecutableFolder();
+  for (const std::u16string_view place : {u"/", u"/../share/kavrel/"}) {
+    std::u16string path = folder;
+    (path += place) += name;
+    if (Exists(path)) return path;
+  }
+  return {};
 }
 
 std::u16string HomeFolder() {

@@ -1,6 +1,8 @@
 #include "platform/process.h"
 
 #include <fcntl.h>
+#include <malloc.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -113,6 +115,22 @@ void WatchForInterrupt() {
 
 bool InterruptRequested() {
   return interrupt_requested;
+}
+
+void WaitForInterrupt(std::uint32_t milliseconds) {
+  // The signals are held back between the question and the wait, so that none falls in between.
+  sigset_t held, before;
+  sigemptyset(&held);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&held, number);
+  sigprocmask(SIG_BLOCK, &held, &before);
+  const timespec time{static_cast<time_t>(milliseconds / 1000),
+                      static_cast<long>(milliseconds % 1000) * 1000000};
+  if (!interrupt_requested) ppoll(nullptr, 0, &time, &before);
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
+void TrimWorkingSet() {
+  malloc_trim(0);
 }
 
 int OutputColumns() {

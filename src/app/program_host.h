@@ -1,0 +1,39 @@
+// The face of the program: a window, a terminal, or a test. What a face does not have, it leaves as
+// it is here, doing nothing.
+#pragma once
+
+#include "core/run_host.h"
+#include "schedule/past_due.h"
+#include "schedule/scheduler.h"
+
+namespace kavrel {
+
+class ProgramHost : public RunHost, public SchedulerHost {
+ public:
+  /// Start-up, in this order. Makes the window with its lists, bars and menus.
+  virtual void BuildControls() {}
+  virtual void CreateTrayIcon() {}
+  /// The user wants the program to start in the tray.
+  virtual void HideToTray() {}
+  /// The settings can be shown in menus and lists.
+  virtual void ShowSettings() {}
+  virtual void FillJobList() {}
+  virtual void ShowLogList() {}
+  virtual void LayOut() {}
+
+  /// Gets the question answered. Without anybody to ask, an overdue job is backed up now.
+  virtual void AskPastDue(PastDueQuestion& question) { question.Answer(question.DefaultLater); }
+
+  void ShowRunPanels(bool) override {}
+  void ResetProgress() override {}
+  void FillProgress() override {}
+  void RefreshJobRow(std::int32_t) override {}
+  void SetTickTimer(bool, std::uint32_t) override {}
+  void EnableControls(bool) override {}
+  void JobStarting(std::int32_t, DateTime) override {}
+  void JobEnded(std::int32_t) override {}
+  void Attract() override {}
+  void EndProgram() override {}
+};
+
+}  // namespace kavrel

@@ -1,0 +1,90 @@
+#include "app/watch.h"
+
+#include "base/number.h"
+
+namespace kavrel {
+
+void WatchHost::TellNow(std::u16string_view what, std::u16string_view text) {
+  std::u16string line = IsoText(around_.Clock.Now());
+  (((line += u' ') += what) += u": ") += text;
+  around_.Tell(line);
+}
+
+void WatchHost::TellPlan() {
+  const BackupJob* first = nullptr;
+  std::int64_t on = 0;
+  for (const BackupJob& job : program_->Store.Jobs) {
+    if (!job.Enabled) continue;
+    ++on;
+    if (!first || job.NextRun < first->NextRun) first = &job;
+  }
+  std::u16string text =
+      Decimal(on) + u" of " + Decimal(std::ssize(program_->Store.Jobs)) + u" jobs are switched on";
+  if (first) text += u", the next is " + first->Name + u" at " + IsoText(first->NextRun);
+  TellNow(u"watching", text);
+}
+
+bool WatchHost::Run(kavrel::Program& program) {
+  program_ = &program;
+  if (!program.Start({})) return false;
+  TellPlan();
+  // A tick that ended by itself always sets the timer again, unless it was cancelled; that is when
+  // the end has come.
+  while (timer_on_ && !around_.Interrupted()) {
+    around_.Wait(interval_);
+    if (!around_.Interrupted()) program.Tick();
+  }
+  program.Shutdown();
+  TellNow(u"stopped", u"the store and the program log are saved");
+  return true;
+}
+
+void WatchHost::PumpMessages() {
+  if (around_.Interrupted()) program_->State.CancelRequested = true;
+}
+
+int WatchHost::ApiFileCopyCallback(std::uint64_t, std::uint64_t, std::uint32_t, std::uint64_t,
+                                   std::uint64_t, std::uint32_t) {
+  PumpMessages();
+  return program_->State.CancelRequested ? 1 : 0;
+}
+
+void WatchHost::SetTickTimer(bool on, std::uint32_t milliseconds) {
+  timer_on_ = on;
+  interval_ = milliseconds;
+}
+
+void WatchHost::JobStarting(std::int32_t job_index, DateTime) {
+  TellNow(u"started", program_->Store.Jobs[static_cast<std::size_t>(job_index)].Name);
+}
+
+void WatchHost::JobEnded(std::int32_t job_index) {
+  const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
+  const LastRunResult& result = job.LastRunResult;
+  std::u16string text = job.Name;
+  switch (program_->LastOutcome()) {
+    case RunOutcome::SourceMissing:
+      text += u", the source folder does not exist: " + job.Source.Path;
+      break;
+    case RunOutcome::NoArchiver:
+      text += u", no archive program is installed";
+      break;
+    default:
+      text += u", " + Grouped(result.CopiedFiles) + u" copied, " + Grouped(result.UnchangedFiles) +
+              u" unchanged, " + Grouped(result.FailedFiles) + u" failed";
+  }
+  text += u", next at " + IsoText(job.NextRun);
+  const bool ran = program_->LastOutcome() == RunOutcome::Ran;
+  TellNow(!ran ? u"not run" : result.Stopped ? u"interrupted" : u"done", text);
+  if (program_->Store.LastError() != 0) {
+    TellNow(u"error", u"cannot write " + program_->Store.Path());
+  }
+}
+
+void WatchHost::AskPastDue(PastDueQuestion& question) {
+  ProgramHost::AskPastDue(question);
+  TellNow(u"overdue",
+          question.JobName() + u", due at " + IsoText(question.JobStart()) + u", is backed up now");
+}
+
+}  // namespace kavrel

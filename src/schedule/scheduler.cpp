@@ -1,0 +1,163 @@
+#include "schedule/scheduler.h"
+
+#include <algorithm>
+
+#include "core/command_line.h"
+#include "schedule/next_run.h"
+
+namespace kavrel {
+
+using namespace std::chrono;
+
+namespace {
+
+constexpr std::uint32_t kFirstTick = 1000, kSoon = 2000, kLater = 30000;  // milliseconds
+constexpr std::int64_t kFarAway = 999;                                    // minutes
+
+/// A record whose interval leads nowhere stays due for ever; it is never run, for it would run
+/// again and again.
+bool MovesOn(const BackupJob& job, DateTime now) {
+  return NextRunAfterNow(job, now) > now;
+}
+
+/// Minute boundaries from `now` to `time`.
+std::int64_t MinutesUntil(DateTime time, DateTime now) {
+  return (floor<minutes>(time) - floor<minutes>(now)).count();
+}
+
+}  // namespace
+
+Scheduler::Scheduler(Clock& clock, RunState& state, JobStore& store, RunHost& run_host,
+                     SchedulerHost& host, SchedulerActions actions)
+    : clock_(clock),
+      state_(state),
+      store_(store),
+      run_host_(run_host),
+      host_(host),
+      actions_(std::move(actions)) {}
+
+void Scheduler::SetTimer(bool on, std::uint32_t milliseconds) {
+  timer_on_ = on;
+  host_.SetTickTimer(on, milliseconds);
+}
+
+void Scheduler::SetSchedulerTimer(bool on) {
+  SetTimer(on, kFirstTick);
+}
+
+void Scheduler::Tick(std::u16string_view command_line) {
+  if (state_.RunBusy) return;
+  state_.RunBusy = true;
+  SetTimer(false, kSoon);
+  state_.CancelRequested = false;
+  ran_ = 0;
+  nearest_ = kFarAway;
+  if (state_.CommandLineRun) {
+    const std::vector<std::u16string> names = SplitArguments(command_line);
+    host_.EnableControls(false);
+    RunJobsByName(names);
+    ran_ = static_cast<int>(names.size());
+  } else {
+    RunDueJobs();
+  }
+  if (ran_ > 0) EndBatch();
+  state_.RunBusy = false;
+  if (state_.CommandLineRun) {
+    host_.EndProgram();
+  } else if (state_.CancelRequested) {
+    SetSchedulerTimer(false);
+  } else {
+    SetTimer(true, nearest_ <= 1 ? kSoon : kLater);
+  }
+}
+
+void Scheduler::RunDueJobs() {
+  for (std::int32_t row = 0; row < std::ssize(store_.Jobs); ++row) {
+    if (state_.CancelRequested) return;
+    const BackupJob& job = store_.Jobs[static_cast<std::size_t>(row)];
+    if (job.Deleted || !MovesOn(job, clock_.Now())) continue;
+    RunRowIfDue(row);
+    nearest_ = std::min(nearest_, MinutesUntil(job.NextRun, clock_.Now()));
+  }
+}
+
+void Scheduler::RunRowIfDue(std::int32_t row) {
+  BackupJob& job = store_.Jobs[static_cast<std::size_t>(row)];
+  const DateTime now = clock_.Now();
+  if (job.NextRun > now) return;
+  if (job.Enabled) {
+    actions_.ApplyProcessPriority();
+    host_.EnableControls(false);
+    RunRow(row);
+    ++ran_;
+  } else {
+    job.NextRun = NextRunAfterNow(job, now);
+    run_host_.RefreshJobRow(row);
+  }
+}
+
+void Scheduler::RunRow(std::int32_t row) {
+  host_.JobStarting(row, clock_.Now());
+  actions_.RunBackupJob(store_.Jobs[static_cast<std::size_t>(row)]);
+  run_host_.RefreshJobRow(row);
+  host_.JobEnded(row);
+}
+
+void Scheduler::RunJobsByName(std::span<const std::u16string> names) {
+  if (store_.Jobs.empty()) return;
+  for (const std::u16string& name : names) {
+    const std::int32_t row = store_.FindJob(name);
+    if (row < 0) {
+      if (!name.empty()) host_.Attract();
+      // Between two runs nobody has a job to cancel but the list itself.
+      if (std::exchange(state_.CancelRequested, false)) return;
+      continue;
+    }
+    RunRow(row);
+    state_.CancelRequested = false;
+  }
+}
+
+void Scheduler::RunCheckedJobs() {
+  if (state_.RunBusy) {
+    state_.CancelRequested = true;
+    return;
+  }
+  SetSchedulerTimer(false);
+  state_.RunBusy = true;
+  host_.EnableControls(false);
+  actions_.ApplyProcessPriority();
+  for (std::int32_t row = 0; row < std::ssize(store_.Jobs) && !state_.CancelRequested; ++row) {
+    const BackupJob& job = store_.Jobs[static_cast<std::size_t>(row)];
+    if (job.Enabled && !job.Deleted) RunRow(row);
+  }
+  EndBatch();
+  SetSchedulerTimer(true);
+}
+
+void Scheduler::RunInOrder(std::span<const std::int32_t> jobs,
+                           const std::function<bool(std::int32_t job_index)>& report) {
+  state_.RunBusy = true;
+  actions_.ApplyProcessPriority();
+  for (const std::int32_t row : jobs) {
+    state_.CancelRequested = false;
+    RunRow(row);
+    if (!report(row)) break;
+  }
+  EndBatch();
+}
+
+void Scheduler::EndBatch() {
+  if (!state_.CommandLineRun) {
+    host_.Attract();
+    host_.EnableControls(true);
+  }
+  actions_.RestoreProcessPriority();
+  run_host_.ShowRunPanels(false);
+  state_.RunBusy = state_.CancelRequested = false;
+  run_host_.PumpMessages();
+  actions_.SaveProgramLog();
+  actions_.PlayCompletionSound();
+}
+
+}  // namespace kavrel

@@ -1,0 +1,197 @@
+#include "app/program.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "app/watch.h"
+#include "base/text.h"
+#include "core/command_line.h"
+#include "support/set_clock.h"
+#include "support/temp_folder.h"
+#include "support/test_program.h"
+
+namespace kavrel {
+namespace {
+
+using std::chrono::days;
+using std::chrono::hours;
+using std::chrono::minutes;
+
+/// Notes the steps of a start and a first tick, each with what is known by then.
+class SteppingHost final : public RecordingHost {
+ public:
+  std::string Steps;
+  kavrel::Program* Program = nullptr;
+  int Asked = 0;
+
+  void BuildControls() override { Steps += "controls "; }
+  void CreateTrayIcon() override { Steps += "tray "; }
+  void HideToTray() override { Steps += "hide "; }
+  void ShowSettings() override {
+    Steps += "settings:" + std::to_string(Program->Exclusions.Rules().size()) + " ";
+  }
+  void FillJobList() override {
+    Steps += "jobs:" + std::to_string(Program->Store.Jobs.size()) + " ";
+  }
+  void ShowLogList() override {
+    Steps += "log:" + std::to_string(Program->LogRows.Rows().size()) + " ";
+  }
+  void SetTickTimer(bool on, std::uint32_t ms) override {
+    if (on) Steps += "timer:" + std::to_string(ms) + " ";
+  }
+  void LayOut() override { Steps += "layout "; }
+  void AskPastDue(PastDueQuestion& question) override {
+    ++Asked;
+    ProgramHost::AskPastDue(question);
+  }
+  void JobStarting(std::int32_t row, DateTime) override {
+    Steps += "run:" + std::to_string(row) + " ";
+  }
+  void EndProgram() override { Steps += "end "; }
+};
+
+struct StartedProgram {
+  TempFolder Temp;
+  SetClock Clock{2009, 9, 23, 15, 4, 5};
+  SteppingHost Host;
+  kavrel::Program Program{TempFolder::Text(Temp.Home()),
+                          TempFolder::Text(Temp.Home() / "Settings.ini"), Clock, Host};
+  StartedProgram() { Host.Program = &Program; }
+
+  void StoreJobs(int count) {
+    WriteTestFile(Temp.DriveC() / "src/a.txt", "a");
+    for (int i = 0; i < count; ++i) {
+      BackupJob job;
+      NewJobDefaults(job, Clock.Now(), u"");
+      job.Name = std::u16string(1, static_cast<char16_t>(u'A' + i));
+      job.Source.Path = u"C:\\src\\";
+      job.Destination.Path = u"D:\\" + job.Name + u"\\";
+      job.Enabled = i != 1;
+      Program.Store.Jobs.push_back(job);
+    }
+    ASSERT_TRUE(Program.Store.SaveJobs());
+  }
+};
+
+TEST(ProgramStart, GoesThroughItsStepsInOrderAndRunsWhatIsOverdue) {
+  StartedProgram run;
+  run.StoreJobs(3);
+  run.Program.Settings.SetStartMin(true);
+  EXPECT_TRUE(run.Program.Start(u"  "));
+  EXPECT_EQ(run.Host.Steps, "controls tray hide settings:14 jobs:3 log:0 timer:1000 layout ");
+  EXPECT_EQ(run.Host.Asked, 2);
+  // What was off has moved on and is stored so; what is on waits for the first tick.
+  EXPECT_EQ(run.Program.Store.Jobs[1].NextRun, *FromCivil(2009, 9, 23, 15, 10));
+  EXPECT_NE(ReadTestFile(run.Temp.Home() / "Backup.rtm").find("03:10:00"), std::string::npos)
+      << ReadTestFile(run.Temp.Home() / "Backup.rtm");
+  run.Host.Steps.clear();
+  run.Program.Tick();
+  EXPECT_EQ(run.Host.Steps, "run:0 run:2 timer:30000 ");
+  EXPECT_TRUE(std::filesystem::exists(run.Temp.DriveD() / "C/src/a.txt"));
+  run.Program.Shutdown();
+  EXPECT_NE(ReadTestFile(run.Temp.Home() / "Log/QVDlog.log"), "");
+}
+
+TEST(ProgramStart, NamedJobsRunOnceAndTheirResultsAreStored) {
+  StartedProgram run;
+  run.StoreJobs(3);
+  EXPECT_TRUE(run.Program.Start(u"b nobody \"A\""));
+  EXPECT_EQ(run.Host.Asked, 0);
+  EXPECT_EQ(run.Program.Store.Jobs[2].NextRun, *FromCivil(2009, 9, 23, 1));
+  run.Host.Steps.clear();
+  run.Program.Tick();
+  EXPECT_EQ(run.Host.Steps, "run:1 run:0 end ");
+  run.Program.Shutdown();
+  kavrel::JobStore stored(run.Temp.Files());
+  ASSERT_TRUE(stored.LoadJobs());
+  EXPECT_EQ(stored.Jobs[1].LastRun, run.Clock.Now());
+  EXPECT_EQ(stored.Jobs[1].NextRun, *FromCivil(2009, 9, 23, 15, 10));
+  EXPECT_EQ(stored.Jobs[2].LastRun, kZeroDate);
+}
+
+TEST(ProgramStart, AStoreThatIsAYearBehindStartsAtOnce) {
+  StartedProgram run;
+  run.StoreJobs(2);
+  for (BackupJob& job : run.Program.Store.Jobs) {
+    SetInterval(job, IntervalKind::Minutes, 1);
+    job.NextRun -= days(365);
+  }
+  run.Program.Store.SaveJobs();
+  EXPECT_TRUE(run.Program.Start({}));
+  run.Program.Tick();
+  for (const BackupJob& job : run.Program.Store.Jobs) {
+    EXPECT_EQ(job.NextRun, *FromCivil(2009, 9, 23, 15, 5));
+  }
+}
+
+TEST(ProgramStart, AnUnreadableStoreIsToldAndKept) {
+  StartedProgram run;
+  std::filesystem::create_directory(run.Temp.Home() / "Backup.rtm");
+  EXPECT_FALSE(run.Program.Start({}));
+  run.Program.Shutdown();
+  EXPECT_TRUE(std::filesystem::is_directory(run.Temp.Home() / "Backup.rtm"));
+}
+
+TEST(ProgramLock, OneProcessHasTheFolder) {
+  StartedProgram first;
+  EXPECT_TRUE(first.Program.Lock(u"first"));
+  kavrel::Program second(TempFolder::Text(first.Temp.Home()), u"", first.Clock, first.Host);
+  EXPECT_FALSE(second.Lock(u"second"));
+}
+
+/// A job every minute but at weekends, watched from a Friday evening on under a clock that stands
+/// still while the program works and moves on when it waits.
+void WatchFor(hours simulated) {
+  TempFolder temp;
+  const DateTime friday = *FromCivil(2009, 9, 25, 18);
+  SetClock clock(friday - std::chrono::seconds(2));
+  const DateTime end = friday + simulated;
+  std::vector<std::string> lines;
+  WatchHost host({clock, [&](std::u16string_view line) { lines.push_back(ToUtf8(line)); },
+                  [&] { return clock.Now() >= end; },
+                  [&](std::uint32_t milliseconds) { clock.Advance(milliseconds); }});
+  kavrel::Program program(TempFolder::Text(temp.Home()),
+                          TempFolder::Text(temp.Home() / "Settings.ini"), clock, host);
+  WriteTestFile(temp.DriveC() / "src/a.txt", "a");
+  BackupJob job;
+  NewJobDefaults(job, clock.Now(), u"");
+  job.Name = u"A";
+  job.Source.Path = u"C:\\src\\";
+  job.Destination.Path = u"D:\\dst\\";
+  job.Enabled = true;
+  job.NextRun = friday;
+  SetInterval(job, IntervalKind::Minutes, 1);
+  job.RefusedDays = 1 << 1 | 1 << 7;  // Sunday and Saturday
+  program.Store.Jobs.push_back(job);
+  ASSERT_TRUE(program.Store.SaveJobs());
+  program.Settings.SetLogRestrictions(0);
+  ASSERT_TRUE(host.Run(program));
+
+  std::map<std::string, int> started;
+  for (const std::string& line : lines) {
+    if (line.find(" started: A") != line.npos) ++started[line.substr(0, 16)];
+  }
+  int expected = 0;
+  for (DateTime due = friday; due < end; due += minutes(1)) {
+    const int weekday = ToCivil(due).Weekday;
+    const bool refused = weekday == 1 || weekday == 7;
+    expected += refused ? 0 : 1;
+    const auto runs = started.find(ToUtf8(IsoText(due)).substr(0, 16));
+    ASSERT_EQ(runs == started.end() ? 0 : runs->second, refused ? 0 : 1) << ToUtf8(IsoText(due));
+  }
+  EXPECT_EQ(started.size(), static_cast<std::size_t>(expected));
+  EXPECT_TRUE(lines.back().ends_with("stopped: the store and the program log are saved"));
+}
+
+TEST(Watch, MeetsEveryMinuteOnceAndRefusedDaysNever) {
+  WatchFor(hours(60));
+}
+
+/// A month of it is run when asked for (--gtest_also_run_disabled_tests): it takes a while.
+TEST(Watch, DISABLED_AMonth) {
+  WatchFor(days(30));
+}
+
+}  // namespace
+}  // namespace kavrel
