@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "archive/compressed_backup.h"
 #include "archive/list_file.h"
 #include "base/text.h"
@@ -86,8 +88,10 @@ TEST(ClsArc, ACommandAtWorkIsFollowedUntilItsMonitorEndsIt) {
   };
   const TempFolder temp;
   const SevenZipLibrary library(temp.Files());
-  std::string noise(20000000, '\0');
-  for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<char>(i * i >> 7);
+  // Nothing that repeats: the command must be at work long enough to be followed.
+  std::string noise(8000000, '\0');
+  std::minstd_rand random;
+  for (char& c : noise) c = static_cast<char>(random() >> 16);
   WriteTestFile(temp.DriveC() / "雜 訊", noise);
   Impatient monitor;
   ClsArc archiver(library, temp.Files());
