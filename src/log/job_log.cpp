@@ -1,5 +1,6 @@
 #include "log/job_log.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "base/number.h"
@@ -72,6 +73,9 @@ void JobLog::WriteJobLog(std::u16string_view line) {
 void JobLog::WriteTimed(std::u16string_view text) {
   std::u16string line = DateTimeText(clock_.Now());
   line += text;
+  // A file may have a line break in its name; it must not pass for another line of the log.
+  std::replace(line.begin(), line.end(), u'\n', u'␊');
+  std::replace(line.begin(), line.end(), u'\r', u'␍');
   WriteJobLog(line);
 }
 

@@ -29,7 +29,8 @@ class JobLog {
   /// Writes one line; opens the log first when none is open. After the first failure of any log,
   /// every later write of the process is skipped silently.
   void WriteJobLog(std::u16string_view line);
-  /// Writes `text` after the present date-time, as the lines of a run begin.
+  /// Writes one line, `text` after the present date-time, as the lines of a run begin. Line breaks
+  /// in it are shown as ␊ and ␍.
   void WriteTimed(std::u16string_view text);
   /// Writes the end banner and closes.
   void CloseJobLog();

@@ -104,7 +104,7 @@ TEST_F(CompressedTest, TheLogListsTheArchiveInItsColumns) {
                      "檔案 / 資料夾總計： 1 個\r\n" + rule),
             log.npos)
       << log;
-  EXPECT_NE(log.find(": 備份檔案 (失敗)：C:\\src\\z\nnewline\r\n"), log.npos);
+  EXPECT_NE(log.find(": 備份檔案 (失敗)：C:\\src\\z␊newline\r\n"), log.npos);
   EXPECT_EQ(Program.LogRows.Rows().back()[4], u"1");
 }
 

@@ -46,12 +46,14 @@ TEST_F(JobLogTest, IsUtf16TextBetweenItsTwoBanners) {
   EXPECT_EQ(log.CurrentPath(), TempFolder::Text(File()));
   log.WriteTimed(
       u": 備份檔案 (失敗)：C:\\a\xDC80\xD83D\xDE00.txt");  // an undecodable byte, an emoji
+  log.WriteTimed(u": 備份檔案 (失敗)：/a\r\n2009/9/24: 備份檔案 (成功)：/b");
   Clock.Advance(9 * 3600 * 1000);
   log.CloseJobLog();
   log.CloseJobLog();
   EXPECT_EQ(Read(),
             std::u16string(kStart) +
                 u"2009/9/23 下午 03:04:05: 備份檔案 (失敗)：C:\\a\xDC80\xD83D\xDE00.txt\r\n"
+                u"2009/9/23 下午 03:04:05: 備份檔案 (失敗)：/a␍␊2009/9/24: 備份檔案 (成功)：/b\r\n"
                 u"################### - 完成時間：2009 年 09 月 24 日 - 上午 12 時 04 分 05 "
                 u"秒 - ###################\r\n");
   EXPECT_FALSE(log.Failed());
