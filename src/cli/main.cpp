@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kExitCodes =
     "Exit codes:\n"
     "  0  everything done\n"
-    "  1  done, but some files failed\n"
+    "  1  done, but some files failed, or the job store could not be written\n"
     "  2  usage or bad input\n"
     "  3  no such job\n"
     "  4  interrupted\n"

@@ -87,7 +87,8 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
     PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
   }
   if (job.LastRunResult.Stopped) return kInterrupted;
-  return job.LastRunResult.FailedFiles > 0 ? kSomeFailed : kDone;
+  const bool stored = program.Store.LastError() == 0;
+  return job.LastRunResult.FailedFiles > 0 || !stored ? kSomeFailed : kDone;
 }
 
 /// How grave an exit code is, beside others of the same command.

@@ -64,7 +64,8 @@ TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
     EXPECT_NE(result.Output.find(part), std::string::npos) << part << " in " << result.Output;
   }
   EXPECT_EQ(result.Output.find("s3cret"), std::string::npos);
-  EXPECT_EQ(Ctl({"remove", "照片"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"edit", "照片", "--name", "照\"片\""}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"remove", "照\"片\""}).ExitCode, 0);
   EXPECT_EQ(ReadTestFile(store_), "");
 }
 
@@ -281,6 +282,16 @@ TEST_F(KavrelctlTest, AFolderInUseIsNamedAndReadingNeverWaits) {
   EXPECT_EQ(result.ExitCode, 2);
   EXPECT_NE(result.Errors.find("another kavrelctl"), std::string::npos) << result.Errors;
   EXPECT_EQ(Ctl({"list"}).ExitCode, 0);
+}
+
+TEST_F(KavrelctlTest, ARunWhoseResultsCannotBeStoredIsNotDone) {
+  WriteTestFile(source_ / "a", "x");
+  ASSERT_EQ(Add().ExitCode, 0);
+  ASSERT_EQ(chmod(store_.c_str(), 0444), 0);
+  const CommandResult result = Ctl({"run", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 1);
+  EXPECT_NE(result.Errors.find("Backup.rtm: Permission denied"), std::string::npos);
+  EXPECT_EQ(ReadTestFile(dest_ / "a"), "x") << "the backup itself is made";
 }
 
 TEST_F(KavrelctlTest, AnUnreadableStoreIsReportedAndNotWrittenOver) {
