@@ -1,9 +1,40 @@
 #include "engine/backup_walk.h"
 
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "base/wildcard.h"
+#include "engine/sync_folder.h"
+#include "engine/tree_walk.h"
 #include "rules/file_filters.h"
 
 namespace kavrel {
+
+namespace {
+
+class BackupWalk final : public TreeWalk {
+ public:
+  BackupWalk(RunContext& context, const BackupJob& job);
+
+ protected:
+  bool EnterFolder() override;
+  bool BeforeFiles(const FolderPair& pair) override;
+  void DestinationFailed() override;
+  void HandleFiles(const FolderPair& pair, FolderReader& reader,
+                   std::vector<std::u16string>& subfolders) override;
+  bool TakesFile(std::u16string_view name) override;
+  bool WithinSizeLimit(const FileStatus& source) const override;
+  bool MayRepeat() const override { return !job_.ExcludeFileTypes && patterns_.size() > 1; }
+
+ private:
+  void HandleByPatterns(const FolderPair& pair, FolderReader& reader,
+                        std::vector<std::u16string>& subfolders);
+
+  const BackupJob& job_;
+  std::vector<std::u16string> patterns_;
+  std::optional<Synchronisation> synchronisation_;
+};
 
 BackupWalk::BackupWalk(RunContext& context, const BackupJob& job)
     : TreeWalk(context, {job.Source.WorkPath, job.Destination.WorkPath, job.Differential,
@@ -80,6 +111,12 @@ void BackupWalk::HandleByPatterns(const FolderPair& pair, FolderReader& reader,
   for (const std::vector<FolderEntry>& found : finds) {
     for (const FolderEntry& entry : found) HandleFile(pair, entry.Name, entry.Kind);
   }
+}
+
+}  // namespace
+
+void BackupFolder(RunContext& context, const BackupJob& job) {
+  BackupWalk(context, job).Run();
 }
 
 }  // namespace kavrel

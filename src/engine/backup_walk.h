@@ -2,38 +2,13 @@
 // synchronisation before its files.
 #pragma once
 
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
-#include "engine/sync_folder.h"
-#include "engine/tree_walk.h"
+#include "engine/run_context.h"
 
 namespace kavrel {
 
-class BackupWalk final : public TreeWalk {
- public:
-  /// Backs up Source.WorkPath into Destination.WorkPath, both set; all references outlive the walk.
-  BackupWalk(RunContext& context, const BackupJob& job);
-
- protected:
-  bool EnterFolder() override;
-  bool BeforeFiles(const FolderPair& pair) override;
-  void DestinationFailed() override;
-  void HandleFiles(const FolderPair& pair, FolderReader& reader,
-                   std::vector<std::u16string>& subfolders) override;
-  bool TakesFile(std::u16string_view name) override;
-  bool WithinSizeLimit(const FileStatus& source) const override;
-  bool MayRepeat() const override { return !job_.ExcludeFileTypes && patterns_.size() > 1; }
-
- private:
-  void HandleByPatterns(const FolderPair& pair, FolderReader& reader,
-                        std::vector<std::u16string>& subfolders);
-
-  const BackupJob& job_;
-  std::vector<std::u16string> patterns_;
-  std::optional<Synchronisation> synchronisation_;
-};
+/// Backs up Source.WorkPath into Destination.WorkPath, both set: for each folder its own
+/// synchronisation, then its files, then its subfolders, depth first, until the tree is exhausted
+/// or the run is cancelled. What fails is counted in the context and written to its log.
+void BackupFolder(RunContext& context, const BackupJob& job);
 
 }  // namespace kavrel

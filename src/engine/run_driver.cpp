@@ -27,7 +27,7 @@ void RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  BackupWalk(context, job).Run();
+  BackupFolder(context, job);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   RecordResult(context, job);
   WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
