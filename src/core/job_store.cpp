@@ -14,6 +14,7 @@ namespace kavrel {
 namespace {
 
 constexpr std::size_t kFewestFields = 14;
+constexpr std::u16string_view kStoreName = u"Backup.rtm", kOldStoreName = u"old_Backup.rtm";
 
 /// The fields of one line: missing ones read as empty.
 class Fields {
@@ -118,7 +119,7 @@ bool ParseJobLine(std::u16string_view line, BackupJob& job) {
 }
 
 JobStore::JobStore(const FileSystem& file_system)
-    : file_system_(file_system), path_(JoinPath(file_system.ProgramFolder(), u"Backup.rtm")) {}
+    : file_system_(file_system), path_(JoinPath(file_system.ProgramFolder(), kStoreName)) {}
 
 bool JobStore::LoadJobs(const PastDueRule& rule) {
   Jobs.clear();
@@ -158,6 +159,25 @@ bool JobStore::SaveJobs() {
   }
   last_error_ = file_system_.ReplaceWhole(path_, EncodeTextFile(text));
   return last_error_ == 0;
+}
+
+int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
+  const Result<std::string> bytes = file_system_.ReadWhole(path);
+  if (!bytes) return bytes.Error;
+  const std::u16string old_path = JoinPath(file_system_.ProgramFolder(), kOldStoreName);
+  const bool set_aside = file_system_.Rename(path_, old_path) == 0;
+  const int error = file_system_.ReplaceWhole(path_, *bytes);
+  if (!error) {
+    LoadJobs(rule);
+  } else if (set_aside) {
+    file_system_.Rename(old_path, path_);
+  }
+  return error;
+}
+
+int JobStore::ExportJobs(std::u16string_view folder) const {
+  const Result<std::string> bytes = file_system_.ReadWhole(path_);
+  return bytes ? file_system_.ReplaceWhole(JoinPath(folder, kStoreName), *bytes) : bytes.Error;
 }
 
 std::int32_t JobStore::FindJob(std::u16string_view name) const {

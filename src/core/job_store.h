@@ -29,6 +29,14 @@ class JobStore {
   /// file may hold jobs, so it is never written over.
   bool SaveJobs();
 
+  /// Takes the jobs of another store file: the present file becomes old_Backup.rtm (unless that
+  /// name is taken), the other one's content takes its place, and the jobs are loaded with the
+  /// rule. Gives the error code that stood in the way, 0 on success; the store is then as it was.
+  int ImportJobs(std::u16string_view path, const PastDueRule& rule = {});
+  /// Copies the store file into a folder, as Backup.rtm, over one that is there. 0 or the error
+  /// code; a file that was there is then as it was.
+  int ExportJobs(std::u16string_view folder) const;
+
   /// Why the last LoadJobs or SaveJobs failed; 0 when it did not, or the file was only missing.
   int LastError() const { return last_error_; }
   const std::u16string& Path() const { return path_; }

@@ -179,6 +179,33 @@ TEST_F(JobStoreTest, ASaveThatBreaksOffLeavesTheOldFileAndNothingElse) {
   EXPECT_TRUE(store_.SaveJobs());
 }
 
+TEST_F(JobStoreTest, AnImportKeepsTheOldStoreBesideItAndAnExportIsTheWholeFile) {
+  WriteTestFile(path_, Bytes(kFullLine));
+  ASSERT_TRUE(store_.LoadJobs());
+  EXPECT_EQ(store_.ExportJobs(u"D:\\"), 0);
+  EXPECT_EQ(ReadTestFile(temp_.DriveD() / "Backup.rtm"), Bytes(kFullLine));
+  EXPECT_EQ(store_.ExportJobs(u"D:\\none"), ENOENT);
+
+  EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), ENOENT);
+  fs::create_directory(temp_.DriveD() / "other.rtm");
+  EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), EISDIR);
+  EXPECT_EQ(ReadTestFile(path_), Bytes(kFullLine)) << "what cannot be read replaces nothing";
+  fs::remove(temp_.DriveD() / "other.rtm");
+
+  const std::string other = Bytes(std::u16string(kFullLine) + std::u16string(kFullLine));
+  WriteTestFile(temp_.DriveD() / "other.rtm", other);
+  ASSERT_EQ(chmod((temp_.DriveD() / "other.rtm").c_str(), 0444), 0);
+  EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), 0);
+  EXPECT_EQ(store_.Jobs.size(), 2U);
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.rtm"), Bytes(kFullLine));
+  EXPECT_TRUE(store_.SaveJobs()) << "a store from a read-only disk can be written here";
+
+  WriteTestFile(path_, "");
+  EXPECT_EQ(store_.ImportJobs(u"D:\\Backup.rtm"), 0);
+  EXPECT_EQ(store_.Jobs.size(), 1U) << "a second import goes on although the old name is taken";
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.rtm"), Bytes(kFullLine));
+}
+
 TEST_F(JobStoreTest, ThePastDueRuleSeesEveryJobAndItsChangesAreSaved) {
   WriteTestFile(path_, Bytes(std::u16string(kFullLine) + std::u16string(kFullLine)));
   int seen = 0;
