@@ -62,8 +62,8 @@ int cls7zip::SendDLLCommand(const ArchiveCommand& command, std::u16string& outpu
   return library_.SevenZip(followed, output);
 }
 
-int cls7zip::GetArchiveType(std::u16string_view path) const {
-  return library_.SevenZipGetArchiveType(path);
+int cls7zip::GetArchiveType(std::u16string_view path, ArchiveMonitor* monitor) const {
+  return library_.SevenZipGetArchiveType(path, monitor);
 }
 
 int cls7zip::GetFileCount(std::u16string_view path) const {
@@ -74,8 +74,8 @@ std::u16string cls7zip::DelNullChr(std::u16string_view text) {
   return std::u16string(text.substr(0, text.find(u'\0')));
 }
 
-bool cls7zip::OpenArchive(std::u16string_view path) {
-  const auto archive = library_.SevenZipOpenArchive(path);
+bool cls7zip::OpenArchive(std::u16string_view path, ArchiveMonitor* monitor) {
+  const auto archive = library_.SevenZipOpenArchive(path, monitor);
   if (!archive) return false;
   if (OnOpenArchive) OnOpenArchive();
   IndividualInfo info;
@@ -178,7 +178,7 @@ int ClsArc::CheckFile(std::u16string_view path) const {
   if (!IsProgram(head)) head.resize(std::min(head.size(), kHeadOfFile));
   if (!library_.Present()) return -1;
   if (head.find(kSevenZipMark) == head.npos && head.find(kZipMark) == head.npos) return -1;
-  switch (zip_.GetArchiveType(path)) {
+  switch (zip_.GetArchiveType(path, Monitor)) {
     case 2:
       return kSevenZipKind;
     case 1:
@@ -190,7 +190,7 @@ int ClsArc::CheckFile(std::u16string_view path) const {
 
 void ClsArc::OpenArchive(std::u16string_view path) {
   Entries.clear();
-  zip_.OpenArchive(path);
+  zip_.OpenArchive(path, Monitor);
 }
 
 std::u16string QuotePath(std::u16string_view text) {

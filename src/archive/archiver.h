@@ -23,13 +23,13 @@ class cls7zip {
   /// Sends a command and hands its output back, cut to the buffer's size. While it works, the
   /// Process fields follow it and OnProcessing is raised.
   int SendDLLCommand(const ArchiveCommand& command, std::u16string& output);
-  int GetArchiveType(std::u16string_view path) const;
+  int GetArchiveType(std::u16string_view path, ArchiveMonitor* monitor = nullptr) const;
   int GetFileCount(std::u16string_view path) const;
   /// The text before the first NUL.
   static std::u16string DelNullChr(std::u16string_view text);
   /// Lists the archive: OnOpenArchive once, OnFindArchive for each entry with the fields below
   /// filled, OnCloseArchive once. False, with no event, when it cannot be read.
-  bool OpenArchive(std::u16string_view path);
+  bool OpenArchive(std::u16string_view path, ArchiveMonitor* monitor = nullptr);
   /// True when the first `count` entries all lie below one and the same top folder.
   bool IsDoubleFolder(std::u16string_view path, int count) const;
 

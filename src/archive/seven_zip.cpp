@@ -14,12 +14,14 @@ namespace {
 
 constexpr std::string_view kPrograms[] = {"7zz", "7z", "7za"};
 constexpr std::uint32_t kPumpSlice = 50;  // milliseconds
+constexpr std::u16string_view kPasswordSwitch = u"-p";
 
 /// What a command line asks for, in the 7-Zip program's own terms.
 struct Request {
   std::vector<std::string> Arguments;
   std::string Folder = "/";
-  std::string Archive;
+  std::size_t Archive = 0;  ///< its position among the arguments
+  std::u16string Password;
 };
 
 /// Switches go over as they are, but for two: "-r" would take every file of a listed name in any
@@ -31,6 +33,7 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
   const bool packs = words[0] == u"a";
   Request request;
   request.Arguments = {ToUtf8(words[0]), "-bsp1", "-bb0", "-snl", "-spd", "-scsUTF-8"};
+  request.Password = command.Password;
   std::vector<std::string> parameters;
   for (std::size_t i = 1; i < words.size(); ++i) {
     const std::u16string& word = words[i];
@@ -41,8 +44,11 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
       continue;
     }
     if (word.starts_with(u'-') && parameters.empty()) {
-      const bool own = word == u"-r" || word.starts_with(u"-p");
-      if (!own) request.Arguments.push_back(ToUtf8(word));
+      if (word.starts_with(kPasswordSwitch)) {
+        if (request.Password.empty()) request.Password = word.substr(kPasswordSwitch.size());
+      } else if (word != u"-r") {
+        request.Arguments.push_back(ToUtf8(word));
+      }
       continue;
     }
     const bool list = word.starts_with(u'@');
@@ -52,15 +58,13 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
     parameters.push_back((list ? "@" : "") + *host);
   }
   if (parameters.size() < 2) return std::nullopt;
-  if (packs && !command.Password.empty()) request.Arguments.emplace_back("-p");
-  request.Archive = parameters[0];
+  if (packs && !request.Password.empty()) request.Arguments.emplace_back("-p");
+  if (!packs) request.Arguments.push_back("-o" + parameters[1]);
+  request.Archive = request.Arguments.size();
+  request.Arguments.push_back(parameters[0]);
   if (packs) {
     request.Folder = parameters[1];
-    request.Arguments.push_back(parameters[0]);
     request.Arguments.insert(request.Arguments.end(), parameters.begin() + 2, parameters.end());
-  } else {
-    request.Arguments.push_back("-o" + parameters[1]);
-    request.Arguments.push_back(parameters[0]);
   }
   return request;
 }
@@ -110,25 +114,27 @@ std::uint64_t ReadNumber(std::string_view text, int base = 10) {
   return value;
 }
 
-/// "2026-11-24 15:34:31.3000394" as the DOS words, which count two seconds.
-void ReadDosTime(std::string_view text, IndividualInfo& info) {
+/// "2026-11-24 15:34:31.3000394", also as the DOS words, which are local and count two seconds.
+void ReadModified(std::string_view text, bool local, IndividualInfo& info) {
   if (text.size() < 19) return;
   const auto part = [&](std::size_t at, std::size_t length) {
-    return static_cast<unsigned>(ReadNumber(text.substr(at, length)));
+    return static_cast<int>(ReadNumber(text.substr(at, length)));
   };
-  const unsigned year = std::clamp(part(0, 4), 1980U, 2107U);
-  info.Date = static_cast<std::uint16_t>((year - 1980) << 9 | part(5, 2) << 5 | part(8, 2));
-  info.Time = static_cast<std::uint16_t>(part(11, 2) << 11 | part(14, 2) << 5 | part(17, 2) / 2);
-  const auto number = [&](std::size_t at) { return static_cast<int>(part(at, 2)); };
-  const std::optional<DateTime> local = FromCivil(static_cast<int>(part(0, 4)), number(5),
-                                                  number(8), number(11), number(14), number(17));
-  if (!local) return;
+  const std::optional<DateTime> time =
+      FromCivil(part(0, 4), part(5, 2), part(8, 2), part(11, 2), part(14, 2), part(17, 2));
+  if (!time) return;
   std::string fraction(text.substr(std::min<std::size_t>(20, text.size()), 9));
   fraction.resize(9, '0');
-  info.Modified = FileTimeOf(*local, static_cast<std::int32_t>(ReadNumber(fraction)));
+  const auto nanoseconds = static_cast<std::int32_t>(ReadNumber(fraction));
+  info.Modified = local ? FileTimeOf(*time, nanoseconds)
+                        : FileTime{time->time_since_epoch().count(), nanoseconds};
+  const CivilTime t = ToCivil(LocalTime(info.Modified));
+  const int year = std::clamp(t.Year, 1980, 2107) - 1980;
+  info.Date = static_cast<std::uint16_t>(year << 9 | t.Month << 5 | t.Day);
+  info.Time = static_cast<std::uint16_t>(t.Hour << 11 | t.Minute << 5 | t.Second / 2);
 }
 
-void ReadField(std::string_view name, std::string_view value, IndividualInfo& info) {
+void ReadField(std::string_view name, std::string_view value, int type, IndividualInfo& info) {
   if (name == "Path") {
     info.FileName = FromUtf8(value);
   } else if (name == "Size") {
@@ -136,7 +142,8 @@ void ReadField(std::string_view name, std::string_view value, IndividualInfo& in
   } else if (name == "Packed Size") {
     info.CompressedSize = ReadNumber(value);
   } else if (name == "Modified") {
-    ReadDosTime(value, info);
+    // A ZIP archive keeps local times, which the program does not turn into another zone's.
+    ReadModified(value, type == 1, info);
   } else if (name == "CRC") {
     info.Crc = static_cast<std::uint32_t>(ReadNumber(value, 16));
   } else if (name == "Method") {
@@ -200,7 +207,7 @@ SevenZipLibrary::Archive ReadTechnicalListing(std::string_view text) {
       archive.Entries.emplace_back();
       open = true;
     }
-    if (open) ReadField(name, value, archive.Entries.back());
+    if (open) ReadField(name, value, archive.Type, archive.Entries.back());
   }
   for (IndividualInfo& entry : archive.Entries) {
     if (entry.OriginalSize > 0) {
@@ -212,22 +219,23 @@ SevenZipLibrary::Archive ReadTechnicalListing(std::string_view text) {
   return archive;
 }
 
-SevenZipLibrary::SevenZipLibrary(const FileSystem& file_system)
-    : file_system_(file_system),
-      program_(FindProgram(kPrograms, ToUtf8(file_system.ProgramFolder()))) {}
+SevenZipLibrary::SevenZipLibrary(const FileSystem& file_system) : file_system_(file_system) {}
 
 bool SevenZipLibrary::Present() const {
-  return !program_.empty();
+  return !FindProgram(kPrograms, ToUtf8(file_system_.ProgramFolder())).empty();
 }
 
 int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
                                 const std::string& folder, const ArchiveCommand& command,
-                                std::string& output) const {
+                                std::string& output,
+                                const std::vector<std::string>& environment) const {
+  const std::string program = FindProgram(kPrograms, ToUtf8(file_system_.ProgramFolder()));
+  if (program.empty()) return kNoArchiver;
   ChildProcess child;
   const std::string password = ToUtf8(command.Password) + "\n";
   // Asked for twice when packing. Without a password the program finds no input and gives up.
   const std::string input = command.Password.empty() ? std::string() : password + password;
-  if (child.Start(program_, arguments, folder, input) != 0) return 2;
+  if (child.Start(program, arguments, folder, input, environment) != 0) return 2;
   ProgressReader progress;
   bool cancelled = false;
   while (child.Read(output, kPumpSlice)) {
@@ -245,36 +253,49 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
 int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& output) const {
   output.clear();
   if (!Present()) return kNoArchiver;
-  const std::optional<Request> request = Translate(file_system_, command);
-  if (!request) return 7;  // What the program itself says to a wrong command line.
+  std::optional<Request> request = Translate(file_system_, command);
+  if (!request) return kBadCommand;
+  ArchiveCommand sent = command;
+  sent.Password = request->Password;
   const bool packs = request->Arguments[0] == "a";
-  // The program writes a new archive beside the old one; one that was killed leaves it there.
-  const std::u16string half = FromUtf8(request->Archive + ".tmp");
+  const std::u16string archive = FromUtf8(request->Arguments[request->Archive]);
+  // The program brings an archive up to date beside the old one, under this name, but writes a new
+  // one in place: that is given the name here, so that no half archive ever bears the final one.
+  const std::u16string half = archive + std::u16string(kHalfEnding);
+  const bool is_new = packs && file_system_.Status(archive).Error != 0;
   if (packs) file_system_.RemoveFile(half);
+  if (is_new) request->Arguments[request->Archive] = ToUtf8(half);
   std::string text;
-  const int code = RunProgram(request->Arguments, request->Folder, command, text);
-  if (packs && code > 1) file_system_.RemoveFile(half);
+  int code = RunProgram(request->Arguments, request->Folder, sent, text);
+  const bool done = code == 0 || code == 1;
+  if (is_new && done && file_system_.Rename(half, archive) != 0) code = 2;
+  if (packs && code != 0 && code != 1) file_system_.RemoveFile(half);
   output = PlainOutput(text).substr(0, command.BufferSize);
   return code;
 }
 
 std::shared_ptr<SevenZipLibrary::Archive> SevenZipLibrary::SevenZipOpenArchive(
-    std::u16string_view path) const {
+    std::u16string_view path, ArchiveMonitor* monitor) const {
   const std::optional<std::string> host = file_system_.HostPath(path);
-  if (!Present() || !host) return nullptr;
+  if (!host) return nullptr;
   std::string text;
-  const ArchiveCommand silent;
-  if (RunProgram({"l", "-slt", "-bd", *host}, "/", silent, text) > 1) return nullptr;
+  ArchiveCommand silent;
+  silent.Monitor = monitor;
+  // The program shifts all times by today's distance from UTC, in summer and winter alike.
+  const int code = RunProgram({"l", "-slt", "-bd", *host}, "/", silent, text, {"TZ=UTC0"});
+  if (code != 0 && code != 1) return nullptr;
   return std::make_shared<Archive>(ReadTechnicalListing(text));
 }
 
 Result<std::string> SevenZipLibrary::ReadEntries(std::u16string_view path, std::u16string_view list,
-                                                 std::u16string_view password) const {
+                                                 std::u16string_view password,
+                                                 ArchiveMonitor* monitor) const {
   using Content = Result<std::string>;
   const std::optional<std::string> host = file_system_.HostPath(path);
   const std::optional<std::string> host_list = file_system_.HostPath(list);
-  if (!Present() || !host || !host_list) return Content::Fail(2);
+  if (!host || !host_list) return Content::Fail(2);
   ArchiveCommand silent;
+  silent.Monitor = monitor;
   silent.Password = password;
   Content content;
   content.Error = RunProgram(
@@ -299,8 +320,9 @@ int SevenZipLibrary::SevenZipGetFileCount(std::u16string_view path) const {
   return archive ? static_cast<int>(archive->Entries.size()) : -1;
 }
 
-int SevenZipLibrary::SevenZipGetArchiveType(std::u16string_view path) const {
-  const std::shared_ptr<Archive> archive = SevenZipOpenArchive(path);
+int SevenZipLibrary::SevenZipGetArchiveType(std::u16string_view path,
+                                            ArchiveMonitor* monitor) const {
+  const std::shared_ptr<Archive> archive = SevenZipOpenArchive(path, monitor);
   return archive ? archive->Type : -1;
 }
 

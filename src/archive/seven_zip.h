@@ -35,51 +35,60 @@ class ArchiveMonitor {
   virtual bool Working(int percent, std::u16string_view current) = 0;
 };
 
-/// One command. A password never stands on the command line, which other users can list: the child
-/// reads it from its standard input, and the line holds a bare "-p".
+/// One command. A password never stands on the child's command line, which other users can list:
+/// the child reads it from its standard input.
 struct ArchiveCommand {
   std::u16string Line;
-  std::u16string Password;
+  std::u16string Password;  ///< when empty, what follows a "-p" of the line
   ArchiveMonitor* Monitor = nullptr;
   std::size_t BufferSize = 256;  ///< characters of output that are kept
 };
 
 /// Beside the program's own exit codes.
 inline constexpr int kNoArchiver = -1, kCommandCancelled = 256;
+/// The program's code for a command line that it cannot make sense of.
+inline constexpr int kBadCommand = 7;
+/// What an archive that is not finished has behind its name.
+inline constexpr std::u16string_view kHalfEnding = u".tmp";
 
 class SevenZipLibrary {
  public:
   /// `file_system` must outlive the library.
   explicit SevenZipLibrary(const FileSystem& file_system);
 
-  /// False when no 7zz, 7z or 7za is beside the program or on the search path.
+  /// False when no 7zz, 7z or 7za is in the program folder, beside the executable or on the search
+  /// path. It is looked for each time: one may be installed or removed while the program runs.
   bool Present() const;
 
   /// Runs a command: 0 on success, else the program's exit code (1 warnings, 2 errors), or
-  /// kCommandCancelled. The program's text goes to `output`. After a cancel an archive that was
-  /// there before is as it was.
+  /// kCommandCancelled. The program's text goes to `output`. An archive that was there before is
+  /// as it was unless the command succeeds, and a new one takes its name only when it is whole;
+  /// what a killed run leaves ends in kHalfEnding.
   int SevenZip(const ArchiveCommand& command, std::u16string& output) const;
 
-  /// Opens an archive for the calls below; null when it cannot be read.
+  /// Opens an archive for the calls below; null when it cannot be read. Here as below, a monitor
+  /// keeps a window alive while the program works, and may end it.
   struct Archive;
-  std::shared_ptr<Archive> SevenZipOpenArchive(std::u16string_view path) const;
+  std::shared_ptr<Archive> SevenZipOpenArchive(std::u16string_view path,
+                                               ArchiveMonitor* monitor = nullptr) const;
   /// 0 when an entry was found, -1 at the end.
   int SevenZipFindFirst(Archive& archive, IndividualInfo& info) const;
   int SevenZipFindNext(Archive& archive, IndividualInfo& info) const;
   /// The content of the entries that the list file (a program path) names, one after the other in
   /// the archive's order.
   Result<std::string> ReadEntries(std::u16string_view path, std::u16string_view list,
-                                  std::u16string_view password) const;
+                                  std::u16string_view password,
+                                  ArchiveMonitor* monitor = nullptr) const;
   /// Entries of the archive, negative on error.
   int SevenZipGetFileCount(std::u16string_view path) const;
   /// 1 for ZIP, 2 for 7z, 0 for anything else, -1 on error.
-  int SevenZipGetArchiveType(std::u16string_view path) const;
+  int SevenZipGetArchiveType(std::u16string_view path, ArchiveMonitor* monitor = nullptr) const;
 
  private:
   int RunProgram(const std::vector<std::string>& arguments, const std::string& folder,
-                 const ArchiveCommand& command, std::string& output) const;
+                 const ArchiveCommand& command, std::string& output,
+                 const std::vector<std::string>& environment = {}) const;
   const FileSystem& file_system_;
-  std::string program_;
 };
 
 struct SevenZipLibrary::Archive {
@@ -91,7 +100,7 @@ struct SevenZipLibrary::Archive {
 /// The words of a command line: blanks part them but inside double quotes, which are dropped.
 std::vector<std::u16string> SplitCommand(std::u16string_view line);
 
-/// Reads the technical listing that the 7-Zip program prints.
+/// Reads the technical listing that the 7-Zip program prints in the time zone UTC.
 SevenZipLibrary::Archive ReadTechnicalListing(std::string_view text);
 
 }  // namespace kavrel

@@ -21,9 +21,11 @@ class ChildProcess {
   ~ChildProcess();
 
   /// Starts the program (a host path) with these arguments in `folder` (a host path). `input` is
-  /// all it can read on its standard input; what it writes, errors included, is for Read.
+  /// all it can read on its standard input; what it writes, errors included, is for Read. Its
+  /// environment is this process's, with the given "NAME=value" in front.
   ErrorCode Start(const std::string& program, const std::vector<std::string>& arguments,
-                  const std::string& folder, std::string_view input);
+                  const std::string& folder, std::string_view input,
+                  const std::vector<std::string>& environment = {});
   /// Appends what the program has written meanwhile, waiting at most so long for something. False
   /// when it will write no more.
   bool Read(std::string& output, std::uint32_t wait_milliseconds);
@@ -35,8 +37,8 @@ class ChildProcess {
   int process_ = -1, output_ = -1;
 };
 
-/// The host path of the first of these programs found in `folder` (a host path) or on the search
-/// path; empty when there is none.
+/// The host path of the first of these programs found in `folder` (a host path), beside this
+/// process's executable or on the search path; empty when there is none.
 std::string FindProgram(std::span<const std::string_view> names, const std::string& folder);
 
 }  // namespace kavrel

@@ -36,9 +36,11 @@ TEST(SevenZip, TechnicalListingIsReadWithLargeSizesAndStrangeLines) {
   EXPECT_EQ(entry.Ratio, 9);
   EXPECT_EQ(entry.Crc, 0xABCDEFU);
   EXPECT_TRUE(entry.Encrypted && !entry.IsFolder && !entry.IsLink);
-  EXPECT_EQ(DosTimeText(entry.Date, entry.Time), u"2009/09/23 15:04:04");
+  const CivilTime local = ToCivil(LocalTime(entry.Modified));
+  EXPECT_EQ(entry.Date, (local.Year - 1980) << 9 | local.Month << 5 | local.Day);
+  EXPECT_EQ(entry.Time, local.Hour << 11 | local.Minute << 5 | local.Second / 2);
   EXPECT_EQ(entry.Modified.Nanoseconds, 123456700);
-  EXPECT_EQ(LocalTime(entry.Modified), *FromCivil(2009, 9, 23, 15, 4, 5));
+  EXPECT_EQ(entry.Modified.Seconds, 1253718245) << "the listing is in UTC";
   EXPECT_TRUE(archive.Entries[1].IsFolder);
   EXPECT_TRUE(archive.Entries[2].IsLink);
   EXPECT_TRUE(
@@ -116,6 +118,24 @@ TEST(ClsArc, ACommandAtWorkIsFollowedUntilItsMonitorEndsIt) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(temp.DriveD()),
                           std::filesystem::directory_iterator()),
             1);
+}
+
+TEST(SevenZip, APasswordInTheLineEncryptsAndOpens) {
+  const TempFolder temp;
+  const SevenZipLibrary library(temp.Files());
+  WriteTestFile(temp.DriveC() / "a", "content");
+  std::filesystem::create_directory(temp.DriveD() / "out");
+  const std::u16string list = WriteListFile(temp.Files(), "a\r\n");
+  const auto send = [&](const std::u16string& line) {
+    ArchiveCommand command;
+    command.Line = line;
+    std::u16string output;
+    return library.SevenZip(command, output);
+  };
+  EXPECT_EQ(send(u"a -t7z \"-ppass word\" D:\\a.7z C:\\ @" + list), 0);
+  EXPECT_EQ(send(u"x -y -pwrong D:\\a.7z D:\\out\\"), 2);
+  EXPECT_EQ(send(u"x -y \"-ppass word\" D:\\a.7z D:\\out\\"), 0);
+  EXPECT_EQ(ReadTestFile(temp.DriveD() / "out" / "a"), "content");
 }
 
 TEST(ListFile, CarriesEveryNameThatALineCan) {

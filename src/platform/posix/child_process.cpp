@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 
 #include "platform/posix/native.h"
 
@@ -27,7 +28,8 @@ ChildProcess::~ChildProcess() {
 }
 
 ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std::string>& arguments,
-                              const std::string& folder, std::string_view input) {
+                              const std::string& folder, std::string_view input,
+                              const std::vector<std::string>& environment) {
   // A file in memory, unlike a pipe, cannot block or break when the program does not read it.
   const Handle in(memfd_create("input", MFD_CLOEXEC));
   if (!in || write(in.Get(), input.data(), input.size()) != static_cast<ssize_t>(input.size()) ||
@@ -41,6 +43,11 @@ ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std:
   std::vector<char*> argv{const_cast<char*>(program.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
+  // Of two variables of one name the first counts.
+  std::vector<char*> variables;
+  for (const std::string& own : environment) variables.push_back(const_cast<char*>(own.c_str()));
+  for (char** inherited = environ; *inherited; ++inherited) variables.push_back(*inherited);
+  variables.push_back(nullptr);
 
   const pid_t parent = getpid();
   process_ = fork();
@@ -55,7 +62,7 @@ ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std:
         chdir(folder.c_str()) != 0) {
       _exit(126);
     }
-    execv(program.c_str(), argv.data());
+    execve(program.c_str(), argv.data(), variables.data());
     _exit(127);
   }
   return 0;
@@ -88,7 +95,11 @@ int ChildProcess::Wait() {
 
 std::string FindProgram(std::span<const std::string_view> names, const std::string& folder) {
   const char* path = getenv("PATH");
-  std::string places = folder + ":" + (path ? path : "/usr/bin:/bin");
+  char own[PATH_MAX];
+  const ssize_t length = readlink("/proc/self/exe", own, sizeof own);
+  const std::string beside(own, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+  const std::string places =
+      folder + ":" + beside.substr(0, beside.rfind('/')) + ":" + (path ? path : "/usr/bin:/bin");
   for (const std::string_view name : names) {
     for (std::size_t at = 0; at <= places.size();) {
       const std::size_t end = std::min(places.find(':', at), places.size());
