@@ -35,8 +35,9 @@ class ListBuilder {
       if (context_.State.CancelRequested) return;
       if (entry->Kind == FileKind::Folder) {
         subfolders.push_back(entry->Name);
-      } else if (entry->Kind != FileKind::Special && Takes(entry->Name)) {
-        Add(folder, prefix, entry->Name);
+      } else if (Takes(entry->Name)) {
+        ++Found;
+        Add(folder, prefix, *entry);
       }
     }
     if (reader.Error()) Fail(u": 讀取目錄 (失敗)：", prefix);
@@ -51,7 +52,8 @@ class ListBuilder {
   }
 
   std::string Lines;
-  std::uint32_t Files = 0;
+  std::uint32_t Found = 0;  ///< files that the patterns take
+  std::uint32_t Files = 0;  ///< of these, the listed ones
   std::uint64_t Bytes = 0;
 
  private:
@@ -61,14 +63,21 @@ class ListBuilder {
                        [&](std::u16string_view pattern) { return MatchesFileMask(name, pattern); });
   }
 
-  void Add(const Folder& folder, const std::u16string& prefix, std::u16string_view name) {
-    const Result<FileStatus> status = folder.Status(name);
+  void Add(const Folder& folder, const std::u16string& prefix, const FolderEntry& entry) {
+    const std::u16string path = prefix + entry.Name;
+    if (entry.Kind == FileKind::Special) {
+      // A socket, pipe or device has no content that a backup could keep.
+      ++context_.Counters.SourceFiles;
+      ++context_.Counters.ExcludedFiles;
+      LogLine(u": 略過特殊檔案 (成功)：", path);
+      return;
+    }
+    const Result<FileStatus> status = folder.Status(entry.Name);
     if (!status) return;
     if (job_.LimitFileSize && status->Kind == FileKind::File &&
         static_cast<std::int64_t>(status->Size) > std::int64_t{job_.MaxFileSizeKB} * 1024) {
       return;
     }
-    const std::u16string path = prefix + std::u16string(name);
     ++context_.Counters.SourceFiles;
     const std::string line = ListLine(path);
     if (line.empty()) {
@@ -82,7 +91,12 @@ class ListBuilder {
 
   void Fail(std::u16string_view text, std::u16string_view path) {
     ++context_.Counters.FailedFiles;
-    context_.Log.WriteTimed(std::u16string(text) + job_.Source.WorkPath + std::u16string(path));
+    LogLine(text, path);
+  }
+
+  void LogLine(std::u16string_view text, std::u16string_view path) {
+    context_.Log.WriteTimed(std::u16string(text) + AddBackslash(job_.Source.WorkPath) +
+                            std::u16string(path));
   }
 
   ArchiveContext& context_;
@@ -90,9 +104,49 @@ class ListBuilder {
   const std::vector<std::u16string_view> patterns_;
 };
 
+/// Removes the unfinished archives that killed runs of other hours left in the folder. One that was
+/// written a short while ago may be another program's work in progress.
+void RemoveOldHalves(ArchiveContext& context, std::u16string_view path) {
+  const std::u16string pattern = u"####年##月##日##時.7z" + std::u16string(kHalfEnding);
+  const Result<Folder> folder = context.Files.OpenFolder(path);
+  if (!folder) return;
+  std::vector<std::u16string> halves;
+  FolderReader reader(*folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    if (entry->Kind == FileKind::File && MatchesPattern(entry->Name, pattern)) {
+      halves.push_back(entry->Name);
+    }
+  }
+  for (const std::u16string& name : halves) {
+    const Result<FileStatus> status = folder->Status(name);
+    if (status && context.Clock.Now() - LocalTime(status->Written) > std::chrono::hours(1)) {
+      folder->RemoveFile(name);
+    }
+  }
+}
+
+/// How many files a packing command that ended with warnings says it has read, at most `listed`.
+std::uint32_t FilesRead(std::u16string_view output, std::uint32_t listed) {
+  constexpr std::u16string_view kLabel = u"Files read from disk: ";
+  const std::size_t found = output.find(kLabel);
+  if (found == output.npos) return 0;
+  const std::u16string_view rest = output.substr(found + kLabel.size());
+  const auto count = ParseInt(rest.substr(0, rest.find_first_of(u"\r\n")));
+  return count && *count > 0 ? std::min(static_cast<std::uint32_t>(*count), listed) : 0;
+}
+
 void PutRight(std::u16string& row, std::size_t last_column, std::u16string_view text) {
   const std::size_t length = std::min(text.size(), last_column);
   row.replace(last_column - length, length, text.substr(text.size() - length));
+}
+
+/// Counts a command that failed, having packed `packed` of the listed files; how many bytes these
+/// have nothing says.
+void CountFailure(ArchiveContext& context, std::uint32_t packed) {
+  RunCounters& counters = context.Counters;
+  counters.FailedFiles += std::max<std::uint32_t>(counters.CopiedFiles - packed, 1);
+  counters.CopiedFiles = packed;
+  if (packed == 0) counters.CopiedBytes = 0;
 }
 
 }  // namespace
@@ -125,7 +179,7 @@ std::u16string BuildListFile(ArchiveContext& context, const BackupJob& job) {
   if (!source) return {};
   ListBuilder builder(context, job);
   builder.Walk(*source, {});
-  if (builder.Lines.empty() || context.State.CancelRequested) return {};
+  if (builder.Found == 0 || context.State.CancelRequested) return {};
   const std::u16string list = WriteListFile(context.Files, builder.Lines);
   if (list.empty()) return {};
   context.Counters.CopiedFiles = builder.Files;
@@ -143,19 +197,29 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   archiver.param2 = AddBackslash(job.Source.WorkPath);
   const std::u16string list = BuildListFile(context, job);
   if (context.State.CancelRequested) return kCommandCancelled;
-  int result = 2;
-  if (!list.empty() && context.Files.MakeFolders(PathFolder(archive_path))) {
-    archiver.Param3 = u"@" + list;
-    archiver.Command = u"a";
-    archiver.Switch = CompressionSwitch(level, job);
-    archiver.BufferSize = 65536;
-    result = archiver.DoCommand(kZipKind);
+  archiver.Param3 = u"@" + list;
+  archiver.Command = u"a";
+  archiver.Switch = CompressionSwitch(level, job);
+  archiver.BufferSize = 65536;
+  if (!list.empty()) {
+    const std::u16string_view folder = PathFolder(archive_path);
+    const Result<Folder> made = context.Files.MakeFolders(folder);
+    if (!made) {
+      CountFailure(context, 0);
+      context.Log.WriteTimed(u": 建立目錄 (失敗)：" + std::u16string(folder));
+      return made.Error;
+    }
+    RemoveOldHalves(context, folder);
   }
+  const int result = archiver.DoCommand(kZipKind);
   if (result == 0) return 0;
-  // Nothing says which files a failed command packed.
-  context.Counters.CopiedFiles = 0;
-  context.Counters.CopiedBytes = 0;
-  context.Counters.FailedFiles += result == kCommandCancelled ? 0 : 1;
+  if (result == kCommandCancelled) {
+    context.Counters.CopiedFiles = 0;
+    context.Counters.CopiedBytes = 0;
+  } else {
+    CountFailure(context,
+                 result == 1 ? FilesRead(archiver.ResultBuffer, context.Counters.CopiedFiles) : 0);
+  }
   context.Log.WriteTimed(u": " + archiver.DebugCommand);
   context.Log.WriteJobLog(ReplaceAll(archiver.ResultBuffer, u"\n", u"\r\n"));
   return result;
@@ -163,7 +227,9 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
 
 void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
                          std::u16string_view archive_path, std::u16string_view destination) {
+  HostMonitor monitor(context, archive_path, destination);
   ClsArc archiver(context.Library, context.Files);
+  archiver.Monitor = &monitor;
   archiver.OpenArchive(archive_path);
   if (archiver.ArrayCount() == -1) return;
   JobLog& log = context.Log;

@@ -25,6 +25,7 @@ std::u16string CompressionSwitch(CompressionLevel level, const BackupJob& job);
 /// What packing and unpacking work with; all outlive the call.
 struct ArchiveContext {
   const FileSystem& Files;
+  kavrel::Clock& Clock;
   const SevenZipLibrary& Library;
   RunState& State;
   RunHost& Host;
@@ -37,7 +38,8 @@ std::u16string ArchivePath(const BackupJob& job, Clock& clock);
 
 /// Packs the job's source, its work paths being set, into the archive. 0 on success, kNoArchiver,
 /// else the archiver's result, kCommandCancelled after a cancel. Files that were packed are counted
-/// as copied; a name that the list cannot carry is logged and counted as failed.
+/// as copied; a name that the list cannot carry, or a file that the archiver could not read, is
+/// logged and counted as failed. Half archives that killed runs left in the folder are removed.
 int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    CompressionLevel level);
 

@@ -31,7 +31,7 @@ struct RunContext {
   /// How compressed jobs are packed; not stored.
   CompressionLevel Compression = CompressionLevel::Fast;
 
-  ArchiveContext Archiving() { return {Files, Archiver, State, Host, Log, Counters}; }
+  ArchiveContext Archiving() { return {Files, Clock, Archiver, State, Host, Log, Counters}; }
 };
 
 }  // namespace kavrel
