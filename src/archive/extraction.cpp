@@ -23,23 +23,30 @@ std::vector<std::u16string_view> Parts(std::u16string_view name) {
   return parts;
 }
 
+/// Backslashes and colons are letters of a name here, as the archiver takes them.
 bool StaysInside(std::u16string_view name) {
-  if (name.starts_with(u'/') || name.starts_with(u'\\') || (name.size() > 1 && name[1] == u':')) {
-    return false;
-  }
   const std::vector<std::u16string_view> parts = Parts(name);
-  return std::find(parts.begin(), parts.end(), u"..") == parts.end();
+  return !name.starts_with(u'/') && std::find(parts.begin(), parts.end(), u"..") == parts.end();
 }
 
-/// True when a link of this name leads to a place inside the folder.
-bool LeadsInside(std::u16string_view name, std::u16string_view target) {
-  if (target.empty() || target.starts_with(u'/')) return false;
-  std::ptrdiff_t depth = static_cast<std::ptrdiff_t>(Parts(name).size()) - 1;
+using Names = std::set<std::u16string>;
+
+/// True when a link of this name leads to a place inside the folder, whose own `links` its target
+/// may pass. After passing one, ".." means a folder that the text does not tell.
+bool LeadsInside(std::u16string_view name, std::u16string_view target, const Names& links) {
+  if (target.empty() || target.starts_with(u'/') || target.find(u'\0') != target.npos) return false;
+  std::vector<std::u16string_view> at = Parts(name);
+  at.pop_back();
+  bool known = true;
   for (const std::u16string_view part : Parts(target)) {
     if (part == u"..") {
-      if (--depth < 0) return false;
+      if (at.empty() || !known) return false;
+      at.pop_back();
     } else if (part != u".") {
-      ++depth;
+      at.push_back(part);
+      std::u16string path;
+      for (const std::u16string_view above : at) (path += path.empty() ? u"" : u"/") += above;
+      known = known && !links.contains(path);
     }
   }
   return true;
@@ -69,29 +76,27 @@ class Extraction {
         job_(job),
         path_(archive_path),
         destination_(destination),
+        monitor_(context, archive_path, destination),
         archiver_(context.Library, context.Files) {}
 
   int Run() {
+    archiver_.Monitor = &monitor_;
     int kind = archiver_.CheckFile(path_);
     if (kind > kEncryptedKind) kind -= kEncryptedKind;
-    if (kind > 0) archive_ = context_.Library.SevenZipOpenArchive(path_);
-    if (!archive_ || !context_.Files.MakeFolders(destination_)) return 2;
-    const std::u16string escape = FindEscape();
-    if (!escape.empty()) {
-      context_.Log.WriteTimed(std::u16string(kFailed) + escape);
-      return 2;
+    if (kind > 0) archive_ = context_.Library.SevenZipOpenArchive(path_, &monitor_);
+    if (context_.State.CancelRequested) return kCommandCancelled;
+    if (!archive_ || !context_.Files.MakeFolders(destination_)) {
+      return Fail(archive_ ? destination_ : path_);
     }
+    const std::u16string escape = FindEscape();
+    if (!escape.empty()) return Fail(escape);
     int result = 0;
     const std::string links = LinkLines();
     if (links.empty()) {
       result = Unpack(kind, {});
     } else {
       const std::u16string list = WriteListFile(context_.Files, links);
-      const Result<std::string> targets =
-          list.empty() ? Result<std::string>::Fail(2)
-                       : context_.Library.ReadEntries(path_, list, Password());
-      result = targets ? Unpack(kind, list) : targets.Error;
-      if (result == 0) MakeLinks(*targets);
+      result = UnpackWithLinks(kind, list);
       RemoveListFile(context_.Files);
     }
     if (result == 0) CountFiles();
@@ -99,20 +104,26 @@ class Extraction {
   }
 
  private:
+  /// Logs what cannot be restored; gives the archiver's code for an error.
+  int Fail(const std::u16string& what) {
+    context_.Log.WriteTimed(std::u16string(kFailed) + what);
+    return 2;
+  }
+
   std::u16string Password() const { return job_.UsePassword ? job_.Password : std::u16string(); }
 
   /// The first entry that must not be unpacked: one outside the folder, or one below a link, be
   /// that link in the archive or in the folder already.
-  std::u16string FindEscape() const {
-    std::set<std::u16string> links, seen;
+  std::u16string FindEscape() {
+    Names seen;
     for (const IndividualInfo& entry : archive_->Entries) {
       if (!StaysInside(entry.FileName)) return entry.FileName;
-      if (entry.IsLink) links.insert(entry.FileName);
+      if (entry.IsLink) links_.insert(entry.FileName);
     }
     for (const IndividualInfo& entry : archive_->Entries) {
       for (std::size_t slash = entry.FileName.find(u'/'); slash != entry.FileName.npos;
            slash = entry.FileName.find(u'/', slash + 1)) {
-        if (links.contains(entry.FileName.substr(0, slash))) return entry.FileName;
+        if (links_.contains(entry.FileName.substr(0, slash))) return entry.FileName;
       }
       const std::size_t last = entry.FileName.rfind(u'/');
       if (last == entry.FileName.npos || !seen.insert(entry.FileName.substr(0, last)).second) {
@@ -127,15 +138,32 @@ class Extraction {
   std::string LinkLines() const {
     std::string lines;
     for (const IndividualInfo& entry : archive_->Entries) {
-      const std::string line = entry.IsLink ? ListLine(entry.FileName) : std::string();
-      if (!line.empty()) lines += line + "\r\n";
+      if (IsListedLink(entry)) lines += ListLine(entry.FileName) + "\r\n";
     }
     return lines;
   }
 
+  int UnpackWithLinks(int kind, const std::u16string& list) {
+    if (list.empty()) return Fail(path_);
+    const Result<std::string> targets =
+        context_.Library.ReadEntries(path_, list, Password(), &monitor_);
+    if (!targets) return targets.Error == kCommandCancelled ? targets.Error : Fail(path_);
+    // Each target's length is known. A name that the list did not find would shift them all.
+    std::uint64_t expected = 0;
+    for (const IndividualInfo& entry : archive_->Entries) {
+      if (IsListedLink(entry)) expected += entry.OriginalSize;
+    }
+    if (targets->size() != expected) return Fail(path_);
+    const int result = Unpack(kind, list);
+    if (result == 0) MakeLinks(*targets);
+    return result;
+  }
+
+  static bool IsListedLink(const IndividualInfo& entry) {
+    return entry.IsLink && !ListLine(entry.FileName).empty();
+  }
+
   int Unpack(int kind, std::u16string_view left_out) {
-    HostMonitor monitor(context_, path_, destination_);
-    archiver_.Monitor = &monitor;
     archiver_.param1 = path_;
     archiver_.param2 = AddBackslash(destination_);
     archiver_.Command = u"x";
@@ -155,14 +183,12 @@ class Extraction {
   void MakeLinks(std::string_view targets) {
     for (const IndividualInfo& entry : archive_->Entries) {
       if (!entry.IsLink) continue;
-      const bool readable =
-          !ListLine(entry.FileName).empty() && targets.size() >= entry.OriginalSize;
       std::u16string target;
-      if (readable) {
+      if (IsListedLink(entry)) {
         target = FromUtf8(targets.substr(0, static_cast<std::size_t>(entry.OriginalSize)));
         targets.remove_prefix(static_cast<std::size_t>(entry.OriginalSize));
       }
-      if (LeadsInside(entry.FileName, target) && MakeLink(entry, target)) continue;
+      if (LeadsInside(entry.FileName, target, links_) && MakeLink(entry, target)) continue;
       ++context_.Counters.SourceFiles;
       ++context_.Counters.FailedFiles;
       context_.Log.WriteTimed(std::u16string(kFailed) + entry.FileName + u" -> " + target);
@@ -193,9 +219,10 @@ class Extraction {
   ArchiveContext& context_;
   const BackupJob& job_;
   const std::u16string path_, destination_;
+  HostMonitor monitor_;
   ClsArc archiver_;
   std::shared_ptr<SevenZipLibrary::Archive> archive_;
-  std::set<std::u16string> refused_;
+  Names links_, refused_;
 };
 
 }  // namespace

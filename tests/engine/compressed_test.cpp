@@ -8,6 +8,7 @@
 #include "support/command.h"
 #include "support/test_program.h"
 #include "support/tree.h"
+#include "support/unprivileged.h"
 
 namespace fs = std::filesystem;
 
@@ -29,8 +30,9 @@ class CompressedTest : public testing::Test, protected TestProgram {
   }
 
   void MakeTree() {
-    for (const char* name : {"碁 文件,1.txt", "-dash", "@at", "备份.txt", "wild*[1]?.txt",
-                             "q\"uote", "sub/深/er.bin", "back\\slash", "a;b'c$d%e"}) {
+    for (const char* name :
+         {"碁 文件,1.txt", "-dash", "@at", "备份.txt", "wild*[1]?.txt", "q\"uote", "sub/深/er.bin",
+          "back\\slash", "a;b'c$d%e", "a:b", "C:\\like a drive", "\\root"}) {
       WriteTestFile(Source() / name, std::string("content of ") + name);
       SetWritten(Source() / name, {1253718245, 123456700});
     }
@@ -38,6 +40,8 @@ class CompressedTest : public testing::Test, protected TestProgram {
     ASSERT_EQ(chmod((Source() / "empty").c_str(), 0640), 0);
     fs::create_symlink("sub/深", Source() / "link");
     SetWritten(Source() / "link", {1253718245, 123456700});
+    fs::create_symlink("a:b", Source() / "in winter,\t");
+    SetWritten(Source() / "in winter,\t", {1263718245, 0});
     SetWritten(Source() / "empty", {1253718245, 0});
   }
 
@@ -51,6 +55,9 @@ class CompressedTest : public testing::Test, protected TestProgram {
 };
 
 TEST_F(CompressedTest, EveryLevelWithAndWithoutPasswordComesBackAsItWas) {
+  const char* zone = getenv("TZ");
+  const std::string zone_before = zone ? zone : "";
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);  // times of both halves of the year must hold
   MakeTree();
   const fs::path copy = Temp.Root() / "copy";
   for (const auto level :
@@ -63,7 +70,7 @@ TEST_F(CompressedTest, EveryLevelWithAndWithoutPasswordComesBackAsItWas) {
       job.Password = password;
       fs::remove_all(Dest());
       ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
-      EXPECT_EQ(job.LastRunResult.CopiedFiles, 11U);
+      EXPECT_EQ(job.LastRunResult.CopiedFiles, 15U);
       EXPECT_EQ(job.LastRunResult.FailedFiles, 0U);
       const std::string key = "-p" + ToUtf8(password);
       EXPECT_EQ(RunCommand({"/usr/bin/7zz", "t", key, archive_}).ExitCode, 0);
@@ -79,6 +86,7 @@ TEST_F(CompressedTest, EveryLevelWithAndWithoutPasswordComesBackAsItWas) {
     }
   }
   EXPECT_FALSE(fs::exists(Temp.Home() / "~complist.lst"));
+  zone ? setenv("TZ", zone_before.c_str(), 1) : unsetenv("TZ");
 }
 
 TEST_F(CompressedTest, TheLogListsTheArchiveInItsColumns) {
@@ -162,6 +170,42 @@ TEST_F(CompressedTest, ACancelKeepsTheEarlierArchiveAndThePasswordIsOnNoCommandL
   EXPECT_FALSE(job.LastRunResult.Stopped);
 }
 
+TEST_F(CompressedTest, WhatCannotBeReadIsCountedAndTheRestPacked) {
+  for (const char* name : {"a", "b", "deep/locked"}) WriteTestFile(Source() / name, "content");
+  ASSERT_EQ(mkfifo((Source() / "pipe").c_str(), 0644), 0);
+  ASSERT_EQ(chmod((Source() / "deep" / "locked").c_str(), 0), 0);
+  fs::permissions(Temp.Root(), fs::perms::all);
+  for (const auto& path : {Temp.Home(), Temp.Home() / "Log", Temp.DriveD()}) {
+    fs::permissions(path, fs::perms::all);
+  }
+  Job();
+  {
+    const Unprivileged user;
+    ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  }
+  EXPECT_EQ(Job().LastRunResult.CopiedFiles, 2U);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+  const std::string lines = LogLines();
+  EXPECT_TRUE(lines.starts_with(": 略過特殊檔案 (成功)：C:\\src\\pipe\n")) << lines;
+  EXPECT_NE(LogText(Program.Log.CurrentPath()).find("deep/locked"), std::string::npos);
+  EXPECT_EQ(RunCommand({"/usr/bin/7zz", "t", archive_}).ExitCode, 0);
+}
+
+TEST_F(CompressedTest, HalfArchivesOfKilledRunsOfOtherHoursGo) {
+  WriteTestFile(Source() / "a", "x");
+  const std::string day = Dest() / "2009年09月22日";
+  for (const char* name : {"14時.7z", "14時.7z.tmp", "15時.7z.tmp"}) WriteTestFile(day + name, "x");
+  WriteTestFile(Dest() / "mine.7z.tmp", "x");
+  SetWritten(day + "14時.7z.tmp", FileTimeOf(Clock.Now() - std::chrono::hours(2), 0));
+  SetWritten(day + "15時.7z.tmp", FileTimeOf(Clock.Now() - std::chrono::minutes(2), 0));
+  SetWritten(Dest() / "mine.7z.tmp", {0, 0});
+  ASSERT_EQ(Program.RunJobNow(Job().JobIndex), RunOutcome::Ran);
+  EXPECT_FALSE(fs::exists(day + "14時.7z.tmp"));
+  EXPECT_TRUE(fs::exists(day + "14時.7z"));
+  EXPECT_TRUE(fs::exists(day + "15時.7z.tmp")) << "another program may be at work on it";
+  EXPECT_TRUE(fs::exists(Dest() / "mine.7z.tmp"));
+}
+
 TEST_F(CompressedTest, AWrongOrMissingPasswordFailsAtOnceAndChangesNothing) {
   WriteTestFile(Source() / "a", "first");
   BackupJob& job = Job();
@@ -210,6 +254,22 @@ TEST_F(CompressedTest, EntriesThatWouldLeaveTheFolderAreRefused) {
   EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
   EXPECT_EQ(ReadTestFile(Source() / "good.txt"), "good");
   EXPECT_FALSE(fs::is_symlink(fs::symlink_status(Source() / "way")));
+  // Nor one that gets out by way of another link, or one cut short behind its check.
+  const std::string script =
+      "import zipfile,sys\nz=zipfile.ZipFile(sys.argv[1],'w')\n"
+      "def link(n,t):\n i=zipfile.ZipInfo(n)\n i.create_system=3\n"
+      " i.external_attr=0o120777<<16\n z.writestr(i,t)\n"
+      "link('p/q/up','../..')\nlink('out','p/q/up/../evil')\nlink('cut','p/../..\\0x')\n"
+      "link('fine','p/../p/q')\nz.close()\n";
+  ASSERT_EQ(RunCommand({"/usr/bin/env", "python3", "-c", script, (Dest() / "chain.7z").string()})
+                .ExitCode,
+            0);
+  EXPECT_EQ(Restore(u"chain.7z"), RunOutcome::Ran);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 2U) << LogLines();
+  EXPECT_TRUE(fs::is_symlink(fs::symlink_status(Source() / "fine")));
+  for (const char* name : {"out", "cut"}) {
+    EXPECT_FALSE(fs::exists(fs::symlink_status(Source() / name)));
+  }
   // Nor is anything written through a link that is in the folder already.
   fs::create_directory_symlink(outside, Source() / "way");
   archive_of("through.7z", "way/evil", false);
