@@ -90,7 +90,9 @@ class Extraction {
     }
     const std::u16string escape = FindEscape();
     if (!escape.empty()) return Fail(escape);
-    int result = 0;
+    int result = TryPassword();
+    if (result == kCommandCancelled) return result;
+    if (result != 0) return Fail(path_ + u" (密碼錯誤)");
     const std::string links = LinkLines();
     if (links.empty()) {
       result = Unpack(kind, {});
@@ -141,6 +143,22 @@ class Extraction {
       if (IsListedLink(entry)) lines += ListLine(entry.FileName) + "\r\n";
     }
     return lines;
+  }
+
+  /// The archiver replaces files before it finds that the password does not fit. So the smallest
+  /// encrypted entry is read first: 0 when that goes well, or when there is none.
+  int TryPassword() {
+    const IndividualInfo* smallest = nullptr;
+    for (const IndividualInfo& entry : archive_->Entries) {
+      if (!entry.Encrypted || entry.OriginalSize == 0 || ListLine(entry.FileName).empty()) continue;
+      if (!smallest || entry.OriginalSize < smallest->OriginalSize) smallest = &entry;
+    }
+    if (!smallest) return 0;
+    if (Password().empty()) return 2;
+    const std::u16string list = WriteListFile(context_.Files, ListLine(smallest->FileName));
+    const int result = context_.Library.TestEntries(path_, list, Password(), &monitor_);
+    RemoveListFile(context_.Files);
+    return result;
   }
 
   int UnpackWithLinks(int kind, const std::u16string& list) {

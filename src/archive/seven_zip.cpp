@@ -304,6 +304,19 @@ Result<std::string> SevenZipLibrary::ReadEntries(std::u16string_view path, std::
   return content;
 }
 
+int SevenZipLibrary::TestEntries(std::u16string_view path, std::u16string_view list,
+                                 std::u16string_view password, ArchiveMonitor* monitor) const {
+  const std::optional<std::string> host = file_system_.HostPath(path);
+  const std::optional<std::string> host_list = file_system_.HostPath(list);
+  if (!host || !host_list) return 2;
+  ArchiveCommand silent;
+  silent.Password = password;
+  silent.Monitor = monitor;
+  std::string text;
+  return RunProgram({"t", "-bsp1", "-spd", "-scsUTF-8", *host, "@" + *host_list}, "/", silent,
+                    text);
+}
+
 int SevenZipLibrary::SevenZipFindFirst(Archive& archive, IndividualInfo& info) const {
   archive.Next = 0;
   return SevenZipFindNext(archive, info);

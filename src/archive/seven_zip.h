@@ -79,6 +79,10 @@ class SevenZipLibrary {
   Result<std::string> ReadEntries(std::u16string_view path, std::u16string_view list,
                                   std::u16string_view password,
                                   ArchiveMonitor* monitor = nullptr) const;
+  /// Reads the entries that the list file names and keeps nothing of them: 0 when they are whole
+  /// and the password fits, else the program's exit code.
+  int TestEntries(std::u16string_view path, std::u16string_view list, std::u16string_view password,
+                  ArchiveMonitor* monitor = nullptr) const;
   /// Entries of the archive, negative on error.
   int SevenZipGetFileCount(std::u16string_view path) const;
   /// 1 for ZIP, 2 for 7z, 0 for anything else, -1 on error.

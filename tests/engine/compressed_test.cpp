@@ -208,17 +208,22 @@ TEST_F(CompressedTest, HalfArchivesOfKilledRunsOfOtherHoursGo) {
 
 TEST_F(CompressedTest, AWrongOrMissingPasswordFailsAtOnceAndChangesNothing) {
   WriteTestFile(Source() / "a", "first");
+  WriteTestFile(Source() / "large", std::string(1000000, 'x'));
   BackupJob& job = Job();
   job.UsePassword = true;
   job.Password = u"right";
+  Program.Context.Compression = CompressionLevel::Store;
   ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
   WriteTestFile(Source() / "a", "changed since");
+  WriteTestFile(Source() / "large", "changed, too");
   for (const bool given : {true, false}) {
     job.UsePassword = given;
     job.Password = u"wrong";
     EXPECT_EQ(Restore(), RunOutcome::Ran);
     EXPECT_EQ(job.LastRunResult.FailedFiles, 1U);
     EXPECT_EQ(ReadTestFile(Source() / "a"), "changed since");
+    EXPECT_EQ(ReadTestFile(Source() / "large"), "changed, too");
+    EXPECT_EQ(LogLines(), ": 還原檔案 (失敗)：D:\\dst\\2009年09月23日15時.7z (密碼錯誤)\n");
   }
 }
 
