@@ -1,0 +1,24 @@
+#include "ui/controls/lict_order.h"
+
+#include <QLocale>
+
+#include "ui/controls/lict_model.h"
+
+namespace kavrel {
+
+LictOrder::LictOrder(QObject* parent)
+    : QSortFilterProxyModel(parent),
+      collator_(QLocale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan)) {
+  collator_.setNumericMode(true);
+  collator_.setCaseSensitivity(Qt::CaseInsensitive);
+}
+
+bool LictOrder::lessThan(const QModelIndex& left, const QModelIndex& right) const {
+  const QVariant a = left.data(LictModel::kSortRole), b = right.data(LictModel::kSortRole);
+  const bool a_text = a.typeId() == QMetaType::QString, b_text = b.typeId() == QMetaType::QString;
+  if (a_text && b_text) return collator_.compare(a.toString(), b.toString()) < 0;
+  if (a_text != b_text) return a_text;  // cells without a key come first
+  return a.toLongLong() < b.toLongLong();
+}
+
+}  // namespace kavrel

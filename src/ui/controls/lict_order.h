@@ -1,0 +1,25 @@
+// The order in which a list shows its rows.
+#pragma once
+
+#include <QCollator>
+#include <QSortFilterProxyModel>
+
+namespace kavrel {
+
+/// Sorts what is shown and leaves the rows' own numbers alone: a row is the same row however the
+/// list is sorted. Sort keys compare as numbers, texts as a reader of Chinese expects, with runs of
+/// digits by their value.
+class LictOrder : public QSortFilterProxyModel {
+  Q_OBJECT
+
+ public:
+  explicit LictOrder(QObject* parent = nullptr);
+
+ protected:
+  bool lessThan(const QModelIndex& left, const QModelIndex& right) const override;
+
+ private:
+  QCollator collator_;
+};
+
+}  // namespace kavrel
