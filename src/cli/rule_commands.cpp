@@ -180,6 +180,9 @@ int SetSetting(Session& session, const std::string& name, const std::string& val
     PrintError("no such setting: " + Printable(FromUtf8(name)));
     return kBadInput;
   }
+  // The switch and the desktop's own entry go together.
+  const std::optional<bool> on = ParseBool(FromUtf8(value));
+  if (setting->Name == u"Morlund" && on) session.Program().SetAutostart(*on);
   if (session.Program().Settings.SetText(*setting, FromUtf8(value))) return kDone;
   PrintError(ToUtf8(setting->Name) + " takes " +
              (setting->Last > 0 ? "0 to " + std::to_string(setting->Last) : "True or False") +

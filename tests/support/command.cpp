@@ -60,16 +60,28 @@ CommandResult RunCommand(const std::vector<std::string>& arguments, const std::s
   return result;
 }
 
-BackgroundCommand::BackgroundCommand(const std::vector<std::string>& arguments) {
+BackgroundCommand::BackgroundCommand(const std::vector<std::string>& arguments)
+    : output_(tmpfile()) {
+  if (!output_) abort();
   const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
-  process_ = Start(arguments, null, null, null);
+  process_ = Start(arguments, null, fileno(output_), null);
   close(null);
 }
 
 BackgroundCommand::~BackgroundCommand() {
-  if (process_ < 0) return;
-  kill(process_, SIGKILL);
-  Wait();
+  if (process_ >= 0) {
+    kill(process_, SIGKILL);
+    Wait();
+  }
+  fclose(output_);
+}
+
+std::string BackgroundCommand::Output() const {
+  // The writer's place in the file is shared with it, so it is not moved.
+  std::string text(1 << 20, '\0');
+  const ssize_t length = pread(fileno(output_), text.data(), text.size(), 0);
+  text.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+  return text;
 }
 
 int BackgroundCommand::Wait() {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -25,11 +26,14 @@ class BackgroundCommand {
   BackgroundCommand& operator=(const BackgroundCommand&) = delete;
 
   pid_t Process() const { return process_; }
+  /// What it has written to standard output so far.
+  std::string Output() const;
   /// Waits for its end; gives the exit code as CommandResult does.
   int Wait();
 
  private:
   pid_t process_ = -1;
+  FILE* output_ = nullptr;
 };
 
 }  // namespace kavrel
