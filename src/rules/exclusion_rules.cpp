@@ -27,6 +27,11 @@ std::u16string OrEverything(std::u16string_view field) {
   return std::u16string(field.empty() ? kEverything : field);
 }
 
+/// The field as it is written to the file.
+std::u16string Written(std::u16string_view field) {
+  return OrEverything(field == kEverythingShown ? kEverything : field);
+}
+
 void MakeMatchForms(ExclusionRule& rule) {
   rule.DriveMatch = ToLower(rule.Drive);
   rule.FolderMatch = NormalizeFolderPattern(rule.Folder);
@@ -68,14 +73,14 @@ std::u16string NormalizeFolderPattern(std::u16string_view pattern) {
 ExclusionRule SplitRulePath(std::u16string_view path, const MountPointOf& mount_point) {
   ExclusionRule parts;
   std::u16string rest(path);
-  if (path.size() >= 2 && path[1] == u':') {
-    parts.Drive = path.substr(0, 2);
-  } else if (path.starts_with(u"\\\\")) {
-    parts.Drive = path.substr(0, path.find(u'\\', 2));
-  } else if (IsPosixPath(path)) {
+  if (IsPosixPath(path)) {
     if (mount_point) parts.Drive = mount_point(path);
     // Rules speak backslash; one that belongs to a name must not pass for a separator.
     for (char16_t& c : rest) c = c == u'/' ? u'\\' : c == u'\\' ? u'/' : c;
+  } else if (path.size() >= 2 && path[1] == u':') {
+    parts.Drive = path.substr(0, 2);
+  } else if (path.starts_with(u"\\\\")) {
+    parts.Drive = path.substr(0, path.find(u'\\', 2));
   }
   rest.erase(0, parts.Drive.size());
   const std::size_t last = rest.rfind(u'\\');
@@ -129,12 +134,14 @@ void ExclusionSet::LoadExclusions() {
 
 bool ExclusionSet::SaveExclusions(const std::vector<ExclusionRule>& rules) {
   std::u16string text;
-  for (const std::u16string& line : header_lines_) text += line + u"\r\n";
+  for (const std::u16string& line : header_lines_) {
+    if (line != kNoRulesLine) text += line + u"\r\n";
+  }
   for (const ExclusionRule& rule : rules) {
-    std::u16string folder = OrEverything(rule.Folder);
+    std::u16string folder = Written(rule.Folder);
     if (folder != kEverything && !folder.ends_with(u'\\')) folder += u'\\';
     text += ReplaceAll(rule.Desc, u"\t", u" ") + (rule.Enabled ? u"\tTrue\t" : u"\tFalse\t") +
-            OrEverything(rule.Drive) + u"\t" + folder + u"\t" + OrEverything(rule.File) + u"\r\n";
+            Written(rule.Drive) + u"\t" + folder + u"\t" + Written(rule.File) + u"\r\n";
   }
   if (text.size() < kShortestFile) text += std::u16string(kNoRulesLine) + u"\r\n";
   if (file_system_.ReplaceWhole(RulesFile(file_system_), EncodeTextFile(text)) != 0) return false;
@@ -174,8 +181,9 @@ bool ExclusionSet::IsFolderExcluded(std::u16string_view folder) const {
 std::u16string CheckInvalidChars(std::u16string_view value, std::u16string_view forbidden) {
   value = Trim(value);
   if (value.empty()) return u"檔案或資料夾並未設定";
+  const std::u16string lower = ToLower(value);
   for (const char16_t c : forbidden) {
-    if (value.find(c) != value.npos) return std::u16string(u"Invalid Character - ") + c;
+    if (lower.find(ToLower(c)) != lower.npos) return std::u16string(u"Invalid Character - ") + c;
   }
   return {};
 }

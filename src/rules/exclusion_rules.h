@@ -18,6 +18,9 @@ struct ExclusionRule {
   std::u16string DriveMatch, FolderMatch, FileMatch;
 };
 
+/// How an editor shows the pattern "*".
+inline constexpr std::u16string_view kEverythingShown = u"* ( 全部 )";
+
 /// A folder pattern in match form: lower case, trimmed, "*\" in front unless it begins with "\" or
 /// "*", "\*" behind unless it ends with one of them; "\" and "*" stay.
 std::u16string NormalizeFolderPattern(std::u16string_view pattern);
@@ -39,8 +42,9 @@ class ExclusionSet {
 
   /// Reads Exc.txt anew. A file that is missing or shorter than 10 bytes is made from the default.
   void LoadExclusions();
-  /// Writes the header lines and these rules, then reads the file back. False when the file could
-  /// not be written; the set and the file are then as they were.
+  /// Writes the header lines and these rules, then reads the file back. A pattern that is empty or
+  /// kEverythingShown is written as "*". False when the file could not be written; the set and the
+  /// file are then as they were.
   bool SaveExclusions(const std::vector<ExclusionRule>& rules);
   /// Puts the built-in default in the file's place and reads it.
   bool RestoreDefaults();

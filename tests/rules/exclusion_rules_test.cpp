@@ -72,6 +72,7 @@ TEST_F(ExclusionTest, DefaultRulesOnPathsOfEveryForm) {
       {u"/home/u/a\\Temp\\b", false, false},  // a name with backslashes is one name
       {u"   ", false, true},
       {u"/home/u/ok", false, false},
+      {u"/:/Temp/", true, true},  // no drive
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.Folder ? set_.IsFolderExcluded(c.Path) : set_.IsFileExcluded(c.Path), c.Excluded)
@@ -126,10 +127,12 @@ TEST_F(ExclusionTest, SavingKeepsTheHeadAndDropsLaterComments) {
   EXPECT_TRUE(set_.Rules()[3].Enabled);
   std::vector<ExclusionRule> rules = set_.Rules();
   rules[0].Desc = u"一\t壹";
+  rules[3].Drive = rules[3].File = kEverythingShown;
+  rules[3].Folder = u"Data";
   ASSERT_TRUE(set_.SaveExclusions(rules));
   EXPECT_EQ(DecodeTextFile(ReadTestFile(path_)),
             u"# head\r\n\r\n一 壹\tFalse\t*\tTemp\\\t*\r\n二\tFalse\t*\t\\\t*.tmp\r\n"
-            u"三\tTrue\tC:\t*\t*\r\n四\tTrue\tC:\t*\t*\r\n");
+            u"三\tTrue\tC:\t*\t*\r\n四\tTrue\t*\tData\\\t*\r\n");
   EXPECT_EQ(set_.Rules()[0].FolderMatch, u"*\\temp\\");
 
   // A list without rules stays one: it must not look like a damaged file.
@@ -137,6 +140,8 @@ TEST_F(ExclusionTest, SavingKeepsTheHeadAndDropsLaterComments) {
   ASSERT_TRUE(set_.SaveExclusions({}));
   set_.LoadExclusions();
   EXPECT_TRUE(set_.Rules().empty());
+  ASSERT_TRUE(set_.SaveExclusions(rules));
+  EXPECT_TRUE(DecodeTextFile(ReadTestFile(path_)).starts_with(u"一"));
 }
 
 TEST_F(ExclusionTest, AFileThatCannotBeReadOrWrittenIsLeftAlone) {
@@ -162,6 +167,7 @@ TEST(CheckInvalidChars, ReportsTheFirstForbiddenCharacterOfTheSet) {
   EXPECT_EQ(CheckInvalidChars(u"a?b", kForbiddenInFolderName), u"Invalid Character - ?");
   EXPECT_EQ(CheckInvalidChars(u"*.tmp", kForbiddenInFileName), u"Invalid Character - *");
   EXPECT_EQ(CheckInvalidChars(u"*.tmp", kForbiddenInFilePattern), u"");
+  EXPECT_EQ(CheckInvalidChars(u"aXb", u"?x"), u"Invalid Character - x");
   EXPECT_EQ(CheckInvalidChars(u"Te*p\\x", kForbiddenInFolderPath), u"");
   EXPECT_EQ(CheckInvalidChars(u"c:\"", kForbiddenInFolderPath), u"Invalid Character - \"");
 }
