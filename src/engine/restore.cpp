@@ -14,10 +14,21 @@ class RestoreWalk final : public TreeWalk {
   RestoreWalk(RunContext& context, const BackupJob& job, RestoreMode mode)
       : TreeWalk(context,
                  {job.Source.WorkPath, job.Destination.WorkPath, mode == RestoreMode::Incremental,
-                  job.IncludeSubfolders, u": 還原檔案 (失敗)："}) {}
+                  job.IncludeSubfolders, u": 還原檔案 (失敗)："}),
+        known_(mode == RestoreMode::Full || mode == RestoreMode::Incremental) {}
 
  protected:
   bool EnterFolder() override { return !Cancelled(); }
+  void HandleFiles(const FolderPair& pair, FolderReader& reader,
+                   std::vector<std::u16string>& subfolders) override {
+    if (known_) return TreeWalk::HandleFiles(pair, reader, subfolders);
+    while (const FolderEntry* entry = reader.Next()) {
+      if (entry->Kind == FileKind::Folder) NoteSubfolder(*entry, subfolders);
+    }
+  }
+
+ private:
+  const bool known_;
 };
 
 }  // namespace

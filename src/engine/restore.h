@@ -12,6 +12,7 @@
 
 namespace kavrel {
 
+/// Any other value, a setting from elsewhere, restores no files.
 enum class RestoreMode : std::int32_t {
   Full = 0,         ///< every file of the backup replaces its target
   Incremental = 1,  ///< files that are the same already are left alone
