@@ -49,21 +49,23 @@ bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t
 bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths) {
   if (context_.State.CancelRequested || !pair.Dest) return true;
   // A source that cannot be opened is not an empty source; the walk counts and logs that.
-  if (pair.SourceError || source_lineage_.empty()) return true;
+  if (pair.SourceError) return true;
   std::vector<std::uint64_t> held;
   const Result<FileStatus> dest = pair.Dest.Status();
-  if (!dest || !ListSource(pair.Source, held)) {
+  if (!dest || source_lineage_.empty() || !ListSource(pair.Source, held)) {
     CountFailure(u": 略過同步 (失敗)：", paths.Source());
     return false;
   }
-  std::vector<std::u16string> folders;
+  std::u16string path(paths.Dest());
+  // A copy of a read-only folder is read-only, too.
+  pair.Dest.MakeWritable();
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return true;
     if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
         !MayBeHeld(pair.Source, *entry)) {
       if (entry->Kind == FileKind::Folder) {
-        folders.push_back(entry->Name);
+        SyncRemoveTree(pair.Dest, entry->Name, path, *dest);
       } else if (RemoveEntry(pair.Dest, *entry)) {
         CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：",
                      entry->Name);
@@ -71,8 +73,6 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths)
     }
     context_.Host.PumpMessages();
   }
-  std::u16string path(paths.Dest());
-  for (const std::u16string& name : folders) SyncRemoveTree(pair.Dest, name, path, dest->Device);
   return true;
 }
 
@@ -85,18 +85,18 @@ ErrorCode Synchronisation::RemoveEntry(const Folder& folder, const FolderEntry& 
   return error;
 }
 
-bool Synchronisation::MayBeRemoved(const FileStatus& folder, std::uint64_t device) const {
-  // Neither a folder that the source lies in nor another disk that is mounted here is a left-over
-  // of the backup.
+bool Synchronisation::MayBeRemoved(const FileStatus& folder, const FileStatus& dest) const {
+  // Neither a folder that the source lies in nor whatever is mounted here, another disk or another
+  // folder of the same one, is a left-over of the backup.
   const bool holds_source =
       std::any_of(source_lineage_.begin(), source_lineage_.end(), [&](const FileStatus& above) {
         return above.Device == folder.Device && above.Id == folder.Id;
       });
-  return !holds_source && folder.Device == device;
+  return !holds_source && folder.Device == dest.Device && folder.Mount == dest.Mount;
 }
 
 bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view name,
-                                     std::u16string& path, std::uint64_t device) {
+                                     std::u16string& path, const FileStatus& dest) {
   if (context_.State.CancelRequested) return false;
   const std::size_t length = path.size();
   path += name;
@@ -109,7 +109,7 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view n
         folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
     if (!status) {
       error = status.Error;
-    } else if (MayBeRemoved(*status, device) && EmptyFolder(*folder, path, device)) {
+    } else if (MayBeRemoved(*status, dest) && EmptyFolder(*folder, path, dest)) {
       error = 0;
     }
   }
@@ -130,16 +130,15 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view n
 
 /// Removes all that is in the folder; false when something stays.
 bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
-                                  std::uint64_t device) {
+                                  const FileStatus& dest) {
   RunCounters& counters = context_.Counters;
   bool emptied = true;
-  std::vector<std::u16string> subfolders;
   folder.MakeWritable();
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return false;
     if (entry->Kind == FileKind::Folder) {
-      subfolders.push_back(entry->Name);
+      emptied = SyncRemoveTree(folder, entry->Name, path, dest) && emptied;
     } else if (RemoveEntry(folder, *entry)) {
       ++counters.FailedFiles;
       emptied = false;
@@ -147,9 +146,6 @@ bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
       ++counters.SourceFiles;
     }
     context_.Host.PumpMessages();
-  }
-  for (const std::u16string& subfolder : subfolders) {
-    emptied = SyncRemoveTree(folder, subfolder, path, device) && emptied;
   }
   return emptied && reader.Error() == 0 && !context_.State.CancelRequested;
 }

@@ -27,9 +27,9 @@ class Synchronisation {
   bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);
   ErrorCode RemoveEntry(const Folder& folder, const FolderEntry& entry);
   bool SyncRemoveTree(const Folder& parent, std::u16string_view name, std::u16string& path,
-                      std::uint64_t device);
-  bool EmptyFolder(const Folder& folder, std::u16string& path, std::uint64_t device);
-  bool MayBeRemoved(const FileStatus& folder, std::uint64_t device) const;
+                      const FileStatus& dest);
+  bool EmptyFolder(const Folder& folder, std::u16string& path, const FileStatus& dest);
+  bool MayBeRemoved(const FileStatus& folder, const FileStatus& dest) const;
   void CountFailure(std::u16string_view text, std::u16string_view what);
 
   RunContext& context_;

@@ -34,6 +34,7 @@ struct FileStatus {
   std::uint64_t Allocated = 0;  ///< bytes that the file takes on disk; below Size: it has holes
   FileTime Created, Accessed, Written;
   std::uint64_t Device = 0, Id = 0;  ///< together the identity of the entry
+  std::uint64_t Mount = 0;           ///< the mount that it was reached through
 };
 
 /// One entry of a listing; "." and ".." are left out.

@@ -175,6 +175,43 @@ TEST_F(SyncTest, WhatCannotBeRemovedIsLoggedByNameAndKeepsItsFolder) {
   EXPECT_NE(lines.find(": 刪除目錄 (失敗)：D:\\dst\\old\\inner\\\n"), lines.npos) << lines;
 }
 
+TEST_F(SyncTest, AReadOnlyFolderOfTheMirrorFollowsItsSource) {
+  WriteTestFile(Source() / "fixed" / "a", "x");
+  WriteTestFile(Dest() / "fixed" / "a", "x");
+  WriteTestFile(Dest() / "fixed" / "old" / "b", "goes");
+  WriteTestFile(Dest() / "fixed" / "old.txt", "goes");
+  ASSERT_EQ(chmod((Source() / "fixed").c_str(), 0555), 0);
+  fs::permissions(Temp.Root(), fs::perms::all);
+  for (const auto& path : {Temp.Home(), Temp.Home() / "Log", Temp.DriveD()}) {
+    fs::permissions(path, fs::perms::all);
+  }
+  for (const char* name : {"", "fixed", "fixed/a", "fixed/old", "fixed/old/b", "fixed/old.txt"}) {
+    const fs::path path = Dest() / name;
+    ASSERT_EQ(chmod(path.c_str(), fs::is_directory(path) ? 0555 : 0444), 0);
+    ASSERT_TRUE(geteuid() != 0 || chown(path.c_str(), 65534, 65534) == 0);
+  }
+  {
+    const Unprivileged user;
+    EXPECT_EQ(Mirror().FailedFiles, 0U) << LogLines();
+  }
+  EXPECT_FALSE(fs::exists(Dest() / "fixed" / "old"));
+  EXPECT_FALSE(fs::exists(Dest() / "fixed" / "old.txt"));
+  EXPECT_EQ(fs::status(Dest() / "fixed").permissions(), fs::perms(0555));
+}
+
+TEST_F(SyncTest, WhatIsMountedInsideTheMirrorIsNoLeftOver) {
+  WriteTestFile(Source() / "part" / "a", "precious");
+  fs::create_directories(Dest() / "old" / "mounted");
+  if (mount((Source() / "part").c_str(), (Dest() / "old" / "mounted").c_str(), nullptr, MS_BIND,
+            nullptr) != 0) {
+    GTEST_SKIP() << "no right to mount a folder";
+  }
+  const RunCounters counters = Mirror();
+  umount((Dest() / "old" / "mounted").c_str());
+  EXPECT_EQ(ReadTestFile(Source() / "part" / "a"), "precious");
+  EXPECT_EQ(counters.FailedFiles, 2U) << "the mounted folder and the one that it lies in";
+}
+
 TEST_F(SyncTest, OtherDisksHaveTheirOwnBinAndWithoutOneNothingIsRemoved) {
   if (mount("none", Temp.DriveD().c_str(), "tmpfs", 0, "size=4m") != 0) {
     GTEST_SKIP() << "no right to mount a disk of its own";
@@ -369,6 +406,8 @@ TEST_F(SyncTest, RestoreBringsBackWhatItsModePrescribes) {
   EXPECT_EQ(ReadTestFile(Source() / "not in the backup"), "stays");
 
   fs::remove_all(Source());
+  EXPECT_EQ(Program.RunRestoreNow(0, static_cast<RestoreMode>(2)), RunOutcome::Ran);
+  EXPECT_EQ(Program.Context.Counters.SourceFiles, 0U) << "a mode that is none restores no files";
   EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
   EXPECT_EQ(TreeDifferences(backup, Source()), "");
   EXPECT_EQ(job.NextRun, next_run);

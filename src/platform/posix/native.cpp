@@ -60,14 +60,15 @@ FileStatus ToStatus(const struct statx& from, std::string_view name) {
   status.Written = time(from.stx_mtime);
   status.Device = (std::uint64_t{from.stx_dev_major} << 32) | from.stx_dev_minor;
   status.Id = from.stx_ino;
+  status.Mount = from.stx_mnt_id;
   return status;
 }
 
 Result<FileStatus> StatusAt(int handle, const char* name) {
   struct statx found;
   const int flags = AT_SYMLINK_NOFOLLOW | (*name ? 0 : AT_EMPTY_PATH);
-  if (Retry([&] { return statx(handle, name, flags, STATX_BASIC_STATS | STATX_BTIME, &found); }) !=
-      0) {
+  constexpr unsigned kWanted = STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID;
+  if (Retry([&] { return statx(handle, name, flags, kWanted, &found); }) != 0) {
     return Result<FileStatus>::Fail(errno);
   }
   return {ToStatus(found, name), 0};
