@@ -52,8 +52,9 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
                          std::u16string_view archive_path, std::u16string_view destination);
 
 /// Unpacks the whole archive into the folder, which is made when missing. 0 on success. An archive
-/// with an entry that would land outside the folder is refused whole; a link that points out of the
-/// folder is not made. Either is logged, a link also counted as failed.
+/// with an entry that would land outside the folder is refused whole, as is one that the job's
+/// password does not open; a link that points out of the folder is not made. What fails is logged
+/// and counted.
 int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    std::u16string_view destination);
 

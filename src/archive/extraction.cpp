@@ -101,13 +101,14 @@ class Extraction {
       result = UnpackWithLinks(kind, list);
       RemoveListFile(context_.Files);
     }
-    if (result == 0) CountFiles();
+    if (result == 0 || !refused_.empty()) CountFiles();
     return result;
   }
 
  private:
-  /// Logs what cannot be restored; gives the archiver's code for an error.
+  /// Logs and counts what cannot be restored; gives the archiver's code for an error.
   int Fail(const std::u16string& what) {
+    ++context_.Counters.FailedFiles;
     context_.Log.WriteTimed(std::u16string(kFailed) + what);
     return 2;
   }
@@ -173,7 +174,7 @@ class Extraction {
     }
     if (targets->size() != expected) return Fail(path_);
     const int result = Unpack(kind, list);
-    if (result == 0) MakeLinks(*targets);
+    if (result == 0 || !refused_.empty()) MakeLinks(*targets);
     return result;
   }
 
@@ -193,7 +194,23 @@ class Extraction {
     if (result != 0) {
       context_.Log.WriteJobLog(ReplaceAll(archiver_.ResultBuffer, u"\n", u"\r\n"));
     }
+    if (result != 0 && result != kCommandCancelled) NoteErrors();
     return result;
+  }
+
+  /// Counts what the archiver says it could not unpack: "ERROR: why : path", a line each.
+  void NoteErrors() {
+    const std::u16string folder =
+        FromUtf8(context_.Files.HostPath(AddBackslash(destination_)).value_or(std::string()));
+    std::uint32_t errors = 0;
+    for (std::u16string_view line : Split(archiver_.ResultBuffer, u'\n')) {
+      if (!line.starts_with(u"ERROR: ")) continue;
+      ++errors;
+      line.remove_prefix(std::min(line.rfind(u" : "), line.size() - 3) + 3);
+      if (line.starts_with(folder)) line.remove_prefix(folder.size());
+      refused_.emplace(line);
+    }
+    context_.Counters.FailedFiles += std::max(errors, 1U);
   }
 
   /// The archiver would bend links or leave empty files in their place; so they are made here, from

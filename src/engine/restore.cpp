@@ -59,8 +59,7 @@ RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   if (job.Compressed) {
     ArchiveContext archiving = context.Archiving();
-    const int result = ExtractArchive(archiving, job, archive, job.Destination.WorkPath);
-    if (result != 0 && result != kCommandCancelled) ++context.Counters.FailedFiles;
+    ExtractArchive(archiving, job, archive, job.Destination.WorkPath);
   } else {
     RestoreWalk(context, job, mode).Run();
   }

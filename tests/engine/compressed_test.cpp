@@ -191,6 +191,19 @@ TEST_F(CompressedTest, WhatCannotBeReadIsCountedAndTheRestPacked) {
   EXPECT_EQ(RunCommand({"/usr/bin/7zz", "t", archive_}).ExitCode, 0);
 }
 
+TEST_F(CompressedTest, WhatCannotBeReplacedIsCountedAndTheRestRestored) {
+  for (const char* name : {"a", "檔 : b", "c"}) WriteTestFile(Source() / name, "content");
+  ASSERT_EQ(Program.RunJobNow(Job().JobIndex), RunOutcome::Ran);
+  fs::remove_all(Source());
+  WriteTestFile(Source() / "a" / "in the way", "stays");
+  EXPECT_EQ(Restore(), RunOutcome::Ran);
+  EXPECT_EQ(Job().LastRunResult.CopiedFiles, 2U);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+  EXPECT_EQ(Job().LastRunResult.CopiedBytes, 14U);
+  EXPECT_EQ(ReadTestFile(Source() / "a" / "in the way"), "stays");
+  EXPECT_EQ(ReadTestFile(Source() / "c"), "content");
+}
+
 TEST_F(CompressedTest, HalfArchivesOfKilledRunsOfOtherHoursGo) {
   WriteTestFile(Source() / "a", "x");
   const std::string day = Dest() / "2009年09月22日";
