@@ -87,8 +87,7 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
     PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
   }
   if (job.LastRunResult.Stopped) return kInterrupted;
-  const bool stored = program.Store.LastError() == 0;
-  return job.LastRunResult.FailedFiles > 0 || !stored ? kSomeFailed : kDone;
+  return job.LastRunResult.FailedFiles > 0 ? kSomeFailed : kDone;
 }
 
 /// How grave an exit code is, beside others of the same command.
@@ -181,15 +180,21 @@ int RunJobs(Session& session, const RunChoice& choice) {
     return kDone;
   }
   int worst = kDone;
+  const auto note = [&](int code) {
+    if (Gravity(code) > Gravity(worst)) worst = code;
+  };
+  std::size_t ran = 0;
   program.Scheduler.RunInOrder(*jobs, [&](std::int32_t index) {
     const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(index)];
-    int code = Report(session, program.LastOutcome(), job, kBackup,
-                      "the source folder does not exist: " + Printable(job.Source.Path));
-    if (program.Store.LastError() != 0) session.Save();
-    if (InterruptRequested()) code = kInterrupted;
-    if (Gravity(code) > Gravity(worst)) worst = code;
-    return code != kInterrupted;
+    ++ran;
+    const int code = Report(session, program.LastOutcome(), job, kBackup,
+                            "the source folder does not exist: " + Printable(job.Source.Path));
+    note(code);
+    // The run itself says nothing of a store that it could not write.
+    if (program.Store.LastError() != 0 && !session.Save()) note(kSomeFailed);
+    return code != kInterrupted && !InterruptRequested();
   });
+  if (ran < jobs->size()) note(kInterrupted);
   return worst;
 }
 
