@@ -20,22 +20,27 @@ constexpr std::u16string_view kRule =
 constexpr std::u16string_view kHeading =
     u"  檔 案 大 小    類 型    日  期    時  間   CRC 校驗  檔 案 名 稱";
 constexpr std::size_t kRowStart = 55;
+constexpr std::u16string_view kArchiveNames = u"####年##月##日##時.7z";
 
 /// Collects the files to pack, below the open source folder.
 class ListBuilder {
  public:
   ListBuilder(ArchiveContext& context, const BackupJob& job)
-      : context_(context), job_(job), patterns_(SplitPatterns(job.FileTypes)) {}
+      : context_(context), job_(job), patterns_(SplitPatterns(job.FileTypes)) {
+    const Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
+    if (destination) destination_ = destination->Status();
+  }
 
   void Walk(const Folder& folder, const std::u16string& prefix) {
     std::vector<std::u16string> subfolders;
+    const bool is_destination = IsDestination(folder);
     FolderReader reader(folder);
     while (const FolderEntry* entry = reader.Next()) {
       context_.Host.PumpMessages();
       if (context_.State.CancelRequested) return;
       if (entry->Kind == FileKind::Folder) {
         subfolders.push_back(entry->Name);
-      } else if (Takes(entry->Name)) {
+      } else if (Takes(entry->Name) && !(is_destination && IsOwnArchive(entry->Name))) {
         ++Found;
         Add(folder, prefix, *entry);
       }
@@ -57,6 +62,18 @@ class ListBuilder {
   std::uint64_t Bytes = 0;
 
  private:
+  /// Archives that lie in their own source must not be packed into the next one: each would hold
+  /// all before it.
+  bool IsDestination(const Folder& folder) const {
+    const Result<FileStatus> status = folder.Status();
+    return destination_ && status && status->Id == destination_->Id &&
+           status->Device == destination_->Device;
+  }
+  static bool IsOwnArchive(std::u16string_view name) {
+    if (name.ends_with(kHalfEnding)) name.remove_suffix(kHalfEnding.size());
+    return MatchesPattern(name, kArchiveNames);
+  }
+
   bool Takes(std::u16string_view name) const {
     if (job_.ExcludeFileTypes) return !MatchesPatternList(name, job_.FileTypes);
     return std::any_of(patterns_.begin(), patterns_.end(),
@@ -102,12 +119,13 @@ class ListBuilder {
   ArchiveContext& context_;
   const BackupJob& job_;
   const std::vector<std::u16string_view> patterns_;
+  Result<FileStatus> destination_ = Result<FileStatus>::Fail(-1);
 };
 
 /// Removes the unfinished archives that killed runs of other hours left in the folder. One that was
 /// written a short while ago may be another program's work in progress.
 void RemoveOldHalves(ArchiveContext& context, std::u16string_view path) {
-  const std::u16string pattern = u"####年##月##日##時.7z" + std::u16string(kHalfEnding);
+  const std::u16string pattern = std::u16string(kArchiveNames) + std::u16string(kHalfEnding);
   const Result<Folder> folder = context.Files.OpenFolder(path);
   if (!folder) return;
   std::vector<std::u16string> halves;
@@ -179,9 +197,16 @@ std::u16string BuildListFile(ArchiveContext& context, const BackupJob& job) {
   if (!source) return {};
   ListBuilder builder(context, job);
   builder.Walk(*source, {});
-  if (builder.Found == 0 || context.State.CancelRequested) return {};
+  if (context.State.CancelRequested) return {};
+  if (builder.Found == 0) {
+    context.Log.WriteTimed(u": 沒有可壓縮的檔案：" + job.Source.WorkPath);
+    return {};
+  }
   const std::u16string list = WriteListFile(context.Files, builder.Lines);
-  if (list.empty()) return {};
+  if (list.empty()) {
+    context.Log.WriteTimed(u": 建立檔案清單 (失敗)：" + context.Files.ProgramFolder());
+    return {};
+  }
   context.Counters.CopiedFiles = builder.Files;
   context.Counters.CopiedBytes = builder.Bytes;
   return list;

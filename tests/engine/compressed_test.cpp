@@ -204,6 +204,17 @@ TEST_F(CompressedTest, WhatCannotBeReplacedIsCountedAndTheRestRestored) {
   EXPECT_EQ(ReadTestFile(Source() / "c"), "content");
 }
 
+TEST_F(CompressedTest, ArchivesInTheirOwnSourceAreNotPackedAgain) {
+  WriteTestFile(Source() / "a", "x");
+  WriteTestFile(Source() / "backups" / "b", "packed, too");
+  WriteTestFile(Source() / "2009年09月23日14時.7z", "another job's");
+  WriteTestFile(Source() / "backups" / "2009年09月23日14時.7z", "this job's");
+  Job().Destination.Path = u"C:\\src\\backups\\";
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(Program.Archiver.SevenZipGetFileCount(u"C:\\src\\backups\\2009年09月23日15時.7z"), 3);
+}
+
 TEST_F(CompressedTest, HalfArchivesOfKilledRunsOfOtherHoursGo) {
   WriteTestFile(Source() / "a", "x");
   const std::string day = Dest() / "2009年09月22日";
