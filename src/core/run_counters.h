@@ -12,6 +12,8 @@ struct RunCounters {
                 ExcludedFolders = 0, ExcludedFiles = 0, SyncDeletedFiles = 0,
                 SyncDeletedFolders = 0, RecycledFiles = 0, RecycledFolders = 0, WarningFiles = 0;
   std::uint64_t CopiedBytes = 0;
+
+  bool operator==(const RunCounters&) const = default;
 };
 
 /// The part of the counters that a job keeps; `stopped` tells that the run was interrupted.

@@ -23,7 +23,7 @@ class BackupWalk final : public TreeWalk {
   void DestinationFailed() override;
   void HandleFiles(const FolderPair& pair, FolderReader& reader,
                    std::vector<std::u16string>& subfolders) override;
-  bool TakesFile(std::u16string_view name) override;
+  bool LeavesFileOut(std::u16string_view path) override;
   bool WithinSizeLimit(const FileStatus& source) const override;
   bool MayRepeat() const override { return !job_.ExcludeFileTypes && patterns_.size() > 1; }
 
@@ -62,13 +62,8 @@ void BackupWalk::DestinationFailed() {
   LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
 }
 
-bool BackupWalk::TakesFile(std::u16string_view name) {
-  if (!context_.Exclusions.ExcEnabled) return true;
-  const std::u16string_view path = paths_.SourceOf(name);
-  if (!context_.Exclusions.IsFileExcluded(path)) return true;
-  LogLine(u": 排除檔案 (成功)：", path);
-  ++context_.Counters.ExcludedFiles;
-  return false;
+bool BackupWalk::LeavesFileOut(std::u16string_view path) {
+  return context_.Exclusions.ExcEnabled && context_.Exclusions.IsFileExcluded(path);
 }
 
 bool BackupWalk::WithinSizeLimit(const FileStatus& source) const {

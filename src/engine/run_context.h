@@ -30,6 +30,8 @@ struct RunContext {
   RunCounters Counters;  ///< of the current or last run
   /// How compressed jobs are packed; not stored.
   CompressionLevel Compression = CompressionLevel::Fast;
+  /// Small files may be copied ahead of their turn by a second thread.
+  bool CopyAhead = true;
 
   ArchiveContext Archiving() { return {Files, Clock, Archiver, State, Host, Log, Counters}; }
 };

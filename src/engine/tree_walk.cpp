@@ -33,7 +33,8 @@ TreeWalk::TreeWalk(RunContext& context, const Options& options)
     : context_(context),
       paths_(options.From, options.To),
       options_(options),
-      copy_{context.State, context.Clock, &context.Host, nullptr} {}
+      copy_{context.State, context.Clock, &context.Host, nullptr},
+      ahead_(copy_, context.CopyAhead) {}
 
 void TreeWalk::LogLine(std::u16string_view text, std::u16string_view what) {
   std::u16string line(text);
@@ -63,6 +64,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
     return;
   }
   RememberRoot(pair);
+  if (!parent) local_ = pair.Source && pair.Source.OnLocalDisk() && pair.Dest.OnLocalDisk();
 
   std::vector<std::u16string> subfolders;
   const bool go_on = CopyFolderFiles(pair, report, subfolders);
@@ -86,6 +88,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
   if (!error) {
     FolderReader reader(pair.Source);
     HandleFiles(pair, reader, subfolders);
+    FinishAhead();
     error = reader.Error();
   }
   if (error && report) {
@@ -110,24 +113,50 @@ void TreeWalk::HandleFiles(const FolderPair& pair, FolderReader& reader,
 
 void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind) {
   if (Cancelled()) return;
-  ++context_.Counters.SourceFiles;
-  if (!TakesFile(name)) return;
-  if (kind == FileKind::Special) {
-    // A socket, pipe or device has no content that a backup could keep.
-    LogLine(u": 略過特殊檔案 (成功)：", paths_.SourceOf(name));
-    ++context_.Counters.ExcludedFiles;
-    return;
-  }
+  if (LeavesFileOut(paths_.SourceOf(name))) return LeaveOut(u": 排除檔案 (成功)：", name);
+  // A socket, pipe or device has no content that a backup could keep.
+  if (kind == FileKind::Special) return LeaveOut(u": 略過特殊檔案 (成功)：", name);
   const Result<FileStatus> source = pair.Source.Status(name);
   Result<FileStatus> dest;
   const bool dest_there =
       source && (!pair.DestIsNew || MayRepeat()) && (dest = pair.Dest.Status(name));
-  CopyOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
+  const FileStatus* old = dest_there ? &*dest : nullptr;
+  if (local_ && source && !MayRepeat() && ahead_.Suits(*source) && WithinSizeLimit(*source) &&
+      !NeedsNoCopy(&*source, old, options_.Compare)) {
+    ahead_.Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest()}, name, *source, old);
+    if (ahead_.Full()) FinishOneAhead();
+    return;
+  }
+  if (!FinishAhead()) return;
+  ++context_.Counters.SourceFiles;
+  CopyOneFile(pair, name, source ? &*source : nullptr, old);
+}
+
+void TreeWalk::LeaveOut(std::u16string_view text, std::u16string_view name) {
+  if (!FinishAhead()) return;
+  ++context_.Counters.SourceFiles;
+  ++context_.Counters.ExcludedFiles;
+  LogLine(text, paths_.SourceOf(name));
+}
+
+bool TreeWalk::FinishAhead() {
+  while (!ahead_.Empty()) FinishOneAhead();
+  return !Cancelled();
+}
+
+void TreeWalk::FinishOneAhead() {
+  ++context_.Counters.SourceFiles;
+  context_.Host.PumpMessages();
+  if (!Cancelled()) {
+    const std::u16string name(ahead_.FrontName());
+    CountResult(ahead_.FinishFront(), name);
+  }
+  // Behind a cancel nothing has been visited.
+  if (Cancelled()) ahead_.DropAll();
 }
 
 void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
                            const FileStatus* source, const FileStatus* dest) {
-  RunCounters& counters = context_.Counters;
   context_.Host.PumpMessages();
   // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
   // lost in it.
@@ -136,7 +165,7 @@ void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
     context_.Host.FillProgress();
     context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
     context_.Host.PumpMessages();
-    ++counters.UnchangedFiles;
+    ++context_.Counters.UnchangedFiles;
     return;
   }
   CopyResult result;
@@ -147,6 +176,11 @@ void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
     const CopySide to{pair.Dest, paths_.Dest(), name, dest};
     result = CopyFileShown(copy_, from, to);
   }
+  CountResult(result, name);
+}
+
+void TreeWalk::CountResult(const CopyResult& result, std::u16string_view name) {
+  RunCounters& counters = context_.Counters;
   if (result.Failed) {
     ++counters.FailedFiles;
     LogLine(options_.FileFailedText, paths_.SourceOf(name));

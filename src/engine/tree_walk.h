@@ -9,7 +9,7 @@
 
 #include "engine/folder_pair.h"
 #include "engine/run_context.h"
-#include "files/file_copy.h"
+#include "files/copy_ahead.h"
 
 namespace kavrel {
 
@@ -40,8 +40,8 @@ class TreeWalk {
   /// Whether and how often a name takes part: HandleFile is called for each.
   virtual void HandleFiles(const FolderPair& pair, FolderReader& reader,
                            std::vector<std::u16string>& subfolders);
-  /// False keeps the file at `path` out.
-  virtual bool TakesFile(std::u16string_view) { return true; }
+  /// True keeps the file at `path` out, which is logged and counted.
+  virtual bool LeavesFileOut(std::u16string_view) { return false; }
   virtual bool WithinSizeLimit(const FileStatus&) const { return true; }
   /// True when a name may come twice, so that even a new folder may hold it.
   virtual bool MayRepeat() const { return false; }
@@ -65,11 +65,19 @@ class TreeWalk {
                        std::vector<std::u16string>& subfolders);
   void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                    const FileStatus* dest);
+  void LeaveOut(std::u16string_view text, std::u16string_view name);
+  void CountResult(const CopyResult& result, std::u16string_view name);
+  /// The first of the copies that were made ahead has its turn.
+  void FinishOneAhead();
+  /// All of them have; false when the run was cancelled meanwhile.
+  bool FinishAhead();
   void RememberRoot(const FolderPair& pair);
 
   const Options options_;
   CopyContext copy_;
+  CopyAhead ahead_;
   FolderIdentity dest_root_;
+  bool local_ = false;  ///< both roots lie on disks that profit from copying ahead
 };
 
 /// True when a file is left as it is: with comparison, when its destination has the same size and

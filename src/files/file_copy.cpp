@@ -1,7 +1,9 @@
 #include "files/file_copy.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
+#include <optional>
 
 #include "base/number.h"
 #include "files/error_text.h"
@@ -17,7 +19,7 @@ constexpr std::uint32_t kOpenRetryDelay = 1000, kPumpSlice = 50;  // millisecond
 class FileCopy {
  public:
   FileCopy(CopyContext& context, const CopySide& source, const CopySide& dest)
-      : context_(context), source_(source), dest_(dest), size_(source.Status->Size) {}
+      : context_(&context), source_(source), dest_(dest), size_(source.Status->Size) {}
 
   CopyResult Run(bool overwrite_in_place) {
     if (Cancelled()) return result_;
@@ -25,44 +27,94 @@ class FileCopy {
     const bool is_link = source_.Status->Kind == FileKind::Link;
     if (!(is_link ? ReadSourceLink() : OpenSource())) return result_;
     MakeWay(overwrite_in_place);
-    const bool done = is_link ? MakeLink() : CopyFile();
-    if (done) {
-      if (set_aside_) dest_.Folder.RemoveFile(aside_name_);
-      context_.State.LastApiError = 0;
+    if (is_link ? MakeLink() : CopyFile()) {
+      Finish();
     } else {
       PutBack();
     }
     return result_;
   }
 
+  /// The same for a file, in one try and up to the point from which there is no way back; false,
+  /// with everything as it was, when that was not reached without a flaw.
+  bool MakeEarly(DateTime now) {
+    early_ = now;
+    if (!OpenSource()) return false;
+    MakeWay(false);
+    const bool flawless = CopyFile() && !result_.Warning;
+    source_file_.Close();
+    if (!flawless) PutBack();
+    return flawless;
+  }
+
+  /// What a copy shows while it is made, and its end, for one that is made already.
+  void Commit(CopyContext& context) {
+    context_ = &context;
+    result_ = {};
+    if (Replay()) {
+      result_.Failed = false;
+      result_.BytesCopied = size_;
+      Finish();
+    } else {
+      PutBack();
+    }
+  }
+
+  /// After a failure: the partial copy goes, the old destination comes back.
+  void PutBack() {
+    dest_file_.Close();
+    if (created_) dest_.Folder.RemoveFile(dest_.Name);
+    if (!aside_name_.empty()) dest_.Folder.Rename(aside_name_, dest_.Name);
+  }
+
+  const CopyResult& Outcome() const { return result_; }
+
  private:
+  void Finish() {
+    if (!aside_name_.empty()) dest_.Folder.RemoveFile(aside_name_);
+    context_->State.LastApiError = 0;
+  }
+
+  bool Replay() {
+    if (Cancelled()) return false;
+    Pump();
+    Report(0);
+    for (std::uint64_t done = 0; done < size_;) {
+      if (Cancelled()) return false;
+      done += std::min<std::uint64_t>(kCopyBlock, size_ - done);
+      Report(done);
+    }
+    if (context_->Sink) Report(size_);
+    return true;
+  }
+
   std::u16string PathOf(const CopySide& side) const {
     return std::u16string(side.FolderPath) += side.Name;
   }
 
   bool Fail(std::u16string_view text, const CopySide& side, ErrorCode error) {
-    result_.Message = FailText(context_.State, error, text, PathOf(side));
+    result_.Message = FailText(context_->State, error, text, PathOf(side));
     return false;
   }
 
   bool Cancelled() {
-    if (!context_.State.CancelRequested) return false;
-    context_.State.LastApiError = -1;
+    if (!context_->State.CancelRequested) return false;
+    context_->State.LastApiError = -1;
     result_.Message = u"User Abort";
     return true;
   }
 
   void Pump() {
-    if (context_.Sink) {
-      context_.Sink->PumpMessages();
-    } else if (context_.Pump) {
-      context_.Pump->PumpMessages();
+    if (context_->Sink) {
+      context_->Sink->PumpMessages();
+    } else if (context_->Pump) {
+      context_->Pump->PumpMessages();
     }
   }
 
   void Report(std::uint64_t done) {
-    if (context_.Sink) {
-      context_.Sink->ApiFileCopyCallback(size_, done, 0, size_, done, kCopyBlock);
+    if (context_->Sink) {
+      context_->Sink->ApiFileCopyCallback(size_, done, 0, size_, done, kCopyBlock);
     } else {
       Pump();
     }
@@ -73,11 +125,11 @@ class FileCopy {
   template <typename Open>
   Result<File> OpenPatiently(Open open) {
     Result<File> file = open();
-    if (file) return file;
+    if (file || early_) return file;
     for (std::uint32_t waited = 0; waited < kOpenRetryDelay; waited += kPumpSlice) {
-      context_.Clock.Sleep(kPumpSlice);
+      context_->Clock.Sleep(kPumpSlice);
       Pump();
-      if (context_.State.CancelRequested) return file;
+      if (context_->State.CancelRequested) return file;
     }
     return open();
   }
@@ -104,15 +156,8 @@ class FileCopy {
       dest_.Folder.RemoveFile(dest_.Name);
       return;
     }
-    aside_name_ = MakeTempName(dest_.Folder, u"pt", context_.Clock.Now());
-    set_aside_ = dest_.Folder.Rename(dest_.Name, aside_name_) == 0;
-  }
-
-  /// After a failure: the partial copy goes, the old destination comes back.
-  void PutBack() {
-    dest_file_.Close();
-    if (created_) dest_.Folder.RemoveFile(dest_.Name);
-    if (set_aside_) dest_.Folder.Rename(aside_name_, dest_.Name);
+    aside_name_ =
+        MoveToTempName(dest_.Folder, dest_.Name, u"pt", early_ ? *early_ : context_->Clock.Now());
   }
 
   bool MakeLink() {
@@ -134,7 +179,7 @@ class FileCopy {
     dest_file_ = std::move(*file);
     Report(0);
     if (!CopyBlocks()) return false;
-    if (context_.Sink) Report(size_);
+    if (context_->Sink) Report(size_);
     const ErrorCode times_error = dest_file_.SetTimes(*source_.Status);
     const ErrorCode attributes_error = dest_file_.SetAttributes(*source_.Status, source_file_);
     // A network disk may tell only now that the data did not fit.
@@ -150,7 +195,7 @@ class FileCopy {
 
   void Warn(std::u16string_view text, ErrorCode error) {
     if (!error) return;
-    result_.Message = FailText(context_.State, error, text, PathOf(dest_));
+    result_.Message = FailText(context_->State, error, text, PathOf(dest_));
     result_.Warning = true;
   }
 
@@ -165,7 +210,7 @@ class FileCopy {
       if (!CopyBlock(done, length)) return false;
       done += length;
       ++blocks;
-      if (context_.Sink || blocks % 5 == 0 || length < kCopyBlock) Report(done);
+      if (context_->Sink || blocks % 5 == 0 || length < kCopyBlock) Report(done);
     }
     if (!skipped_) return true;
     const ErrorCode error = dest_file_.SetSize(size_);
@@ -206,15 +251,15 @@ class FileCopy {
     return !error || Fail(u"Could Not Write Destination File", dest_, error);
   }
 
-  CopyContext& context_;
-  const CopySide& source_;
-  const CopySide& dest_;
+  CopyContext* context_;
+  const CopySide source_, dest_;
   const std::uint64_t size_;
   CopyResult result_;
   File source_file_, dest_file_;
   std::u16string link_target_, aside_name_;
   std::unique_ptr<char[]> buffer_;
-  bool set_aside_ = false, created_ = false, skipped_ = false;
+  std::optional<DateTime> early_;
+  bool created_ = false, skipped_ = false;
 };
 
 }  // namespace
@@ -224,12 +269,59 @@ CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const C
   return FileCopy(context, source, dest).Run(overwrite_in_place);
 }
 
-CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const CopySide& dest) {
+namespace {
+
+void BeginShown(CopyContext& context, const CopySide& source, const CopySide& dest) {
   context.State.CancelRequested = false;
   context.State.LastApiError = 0;
   if (context.Sink) {
     context.Sink->DrawCaptions(source.FolderPath, dest.FolderPath, source.Name);
   }
+}
+
+/// The surroundings of a copy that nobody watches.
+class NoClock final : public Clock {
+ public:
+  DateTime Now() override { return kZeroDate; }
+  std::uint64_t TickCount() override { return 0; }
+  void Sleep(std::uint32_t) override {}
+};
+
+}  // namespace
+
+struct EarlyCopy::Work {
+  Work(const CopySide& source_side, const CopySide& dest_side, DateTime now_then)
+      : Source(source_side), Dest(dest_side), Now(now_then), Copy(Silent, source_side, dest_side) {}
+
+  const CopySide Source, Dest;
+  const DateTime Now;
+  RunState State;
+  NoClock Clock;
+  CopyContext Silent{State, Clock};
+  FileCopy Copy;
+};
+
+EarlyCopy::EarlyCopy(const CopySide& source, const CopySide& dest, DateTime now)
+    : work_(std::make_unique<Work>(source, dest, now)) {}
+
+EarlyCopy::~EarlyCopy() = default;
+
+bool EarlyCopy::Make() {
+  return work_->Copy.MakeEarly(work_->Now);
+}
+
+CopyResult EarlyCopy::Commit(CopyContext& context) {
+  BeginShown(context, work_->Source, work_->Dest);
+  work_->Copy.Commit(context);
+  return work_->Copy.Outcome();
+}
+
+void EarlyCopy::TakeBack() {
+  work_->Copy.PutBack();
+}
+
+CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const CopySide& dest) {
+  BeginShown(context, source, dest);
   return CopyFileChunked(context, source, dest, false);
 }
 
@@ -250,12 +342,15 @@ CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
   return CopyFileShown(context, from_side, to_side);
 }
 
-std::u16string MakeTempName(const Folder& folder, std::u16string_view prefix, DateTime now) {
+std::u16string MoveToTempName(const Folder& folder, std::u16string_view name,
+                              std::u16string_view prefix, DateTime now) {
   const CivilTime t = ToCivil(now);
   std::int64_t number = t.Second + 100 * t.Minute + 10000 * t.Hour + std::int64_t{1000000} * t.Day;
   for (;; ++number) {
-    std::u16string name = std::u16string(prefix) + Decimal(number) + u".tmp";
-    if (!folder.Status(name)) return name;
+    std::u16string free = std::u16string(prefix) + Decimal(number) + u".tmp";
+    const ErrorCode error = folder.Rename(name, free);
+    if (error == 0) return free;
+    if (error != EEXIST) return {};
   }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -46,6 +47,31 @@ struct CopySide {
 CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const CopySide& dest,
                            bool overwrite_in_place);
 
+/// A copy made before its turn: complete under its name, with the old destination still set aside,
+/// so that it can be taken back without a trace. It tells nobody anything while it is made, and may
+/// be made by any thread; the rest belongs to the thread of the run.
+class EarlyCopy {
+ public:
+  /// `source` is a file. Both sides stay valid while this lives; `now` serves for the name of what
+  /// is set aside.
+  EarlyCopy(const CopySide& source, const CopySide& dest, DateTime now);
+  ~EarlyCopy();
+  EarlyCopy(const EarlyCopy&) = delete;
+  EarlyCopy& operator=(const EarlyCopy&) = delete;
+
+  /// Makes the copy. False when anything is amiss; everything is then as it was before.
+  bool Make();
+  /// The copy's turn has come: goes through the captions, progress calls and cancel checks of a
+  /// copy that is made only now, with the same result. Only after Make gave true.
+  CopyResult Commit(CopyContext& context);
+  /// The copy's turn will not come.
+  void TakeBack();
+
+ private:
+  struct Work;
+  std::unique_ptr<Work> work_;
+};
+
 /// As CopyFileChunked, after clearing the cancel flag and drawing the captions.
 CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const CopySide& dest);
 
@@ -53,8 +79,10 @@ CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const Cop
 CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
                          const FileInfo& source, const FileInfo& dest);
 
-/// A free name in the folder: prefix, a number made of day, hour, minute and second (counted on
-/// while the name is taken), ".tmp".
-std::u16string MakeTempName(const Folder& folder, std::u16string_view prefix, DateTime now);
+/// Renames an entry of the folder to a free name: prefix, a number made of day, hour, minute and
+/// second (counted on while the name is taken), ".tmp". Gives that name, empty when the entry could
+/// not be renamed.
+std::u16string MoveToTempName(const Folder& folder, std::u16string_view name,
+                              std::u16string_view prefix, DateTime now);
 
 }  // namespace kavrel

@@ -121,6 +121,10 @@ class Folder {
   ErrorCode SetTimes(const FileStatus& from) const;
   /// As File::SetAttributes for this folder itself.
   ErrorCode SetAttributes(const FileStatus& from, const Folder& source) const;
+  /// True on a disk of this machine whose file system profits from two threads at work. Not on the
+  /// network, where their requests only queue up, nor on file systems of cameras and sticks, where
+  /// two names may mean the same file.
+  bool OnLocalDisk() const;
   /// What this folder and every folder above it are, from here up to the root.
   Result<std::vector<FileStatus>> Lineage() const;
 

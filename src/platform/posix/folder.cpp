@@ -1,6 +1,8 @@
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "base/text.h"
@@ -141,6 +143,26 @@ ErrorCode Folder::SetTimes(const FileStatus& from) const {
 
 ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder& source) const {
   return posix::CarryAttributes(handle_, source.handle_, from);
+}
+
+bool Folder::OnLocalDisk() const {
+  struct statfs found;
+  if (Retry([&] { return fstatfs(handle_, &found); }) != 0) return false;
+  // f_type of statfs(2). ZFS and bcachefs are not among the kernel's own headers' names.
+  constexpr std::uint32_t kZfs = 0x2FC12FC1, kBcachefs = 0xCA451A4E;
+  switch (static_cast<std::uint32_t>(found.f_type)) {
+    case EXT4_SUPER_MAGIC:
+    case XFS_SUPER_MAGIC:
+    case BTRFS_SUPER_MAGIC:
+    case F2FS_SUPER_MAGIC:
+    case TMPFS_MAGIC:
+    case OVERLAYFS_SUPER_MAGIC:
+    case kZfs:
+    case kBcachefs:
+      return true;
+    default:
+      return false;
+  }
 }
 
 Result<std::vector<FileStatus>> Folder::Lineage() const {
