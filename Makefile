@@ -2,7 +2,7 @@
 SRC ?= /usr/share/doc
 DEST ?= build/demo/backup
 
-.PHONY: run test build deps asan tidy format
+.PHONY: run test build deps asan tidy format bench
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -26,3 +26,8 @@ format:
 
 deps:
 	@scripts/install-deps
+
+bench: deps
+	@scripts/install-deps rsync rclone diffutils time
+	@scripts/build release
+	@bench/bench.py $(BENCH)

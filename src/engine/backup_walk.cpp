@@ -23,7 +23,7 @@ class BackupWalk final : public TreeWalk {
   void DestinationFailed() override;
   void HandleFiles(const FolderPair& pair, FolderReader& reader,
                    std::vector<std::u16string>& subfolders) override;
-  bool LeavesFileOut(std::u16string_view path) override;
+  bool LeavesFileOut(std::u16string_view name) override;
   bool WithinSizeLimit(const FileStatus& source) const override;
   bool MayRepeat() const override { return !job_.ExcludeFileTypes && patterns_.size() > 1; }
 
@@ -62,8 +62,9 @@ void BackupWalk::DestinationFailed() {
   LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
 }
 
-bool BackupWalk::LeavesFileOut(std::u16string_view path) {
-  return context_.Exclusions.ExcEnabled && context_.Exclusions.IsFileExcluded(path);
+bool BackupWalk::LeavesFileOut(std::u16string_view name) {
+  return context_.Exclusions.ExcEnabled &&
+         context_.Exclusions.IsFileExcluded(paths_.SourceOf(name));
 }
 
 bool BackupWalk::WithinSizeLimit(const FileStatus& source) const {

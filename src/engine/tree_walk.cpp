@@ -33,8 +33,7 @@ TreeWalk::TreeWalk(RunContext& context, const Options& options)
     : context_(context),
       paths_(options.From, options.To),
       options_(options),
-      copy_{context.State, context.Clock, &context.Host, nullptr},
-      ahead_(copy_, context.CopyAhead) {}
+      copy_{context.State, context.Clock, &context.Host, nullptr} {}
 
 void TreeWalk::LogLine(std::u16string_view text, std::u16string_view what) {
   std::u16string line(text);
@@ -64,7 +63,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
     return;
   }
   RememberRoot(pair);
-  if (!parent) local_ = pair.Source && pair.Source.OnLocalDisk() && pair.Dest.OnLocalDisk();
+  if (!parent) MayGoAhead(pair);
 
   std::vector<std::u16string> subfolders;
   const bool go_on = CopyFolderFiles(pair, report, subfolders);
@@ -88,7 +87,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
   if (!error) {
     FolderReader reader(pair.Source);
     HandleFiles(pair, reader, subfolders);
-    FinishAhead();
+    FinishAhead(pair);
     error = reader.Error();
   }
   if (error && report) {
@@ -113,61 +112,99 @@ void TreeWalk::HandleFiles(const FolderPair& pair, FolderReader& reader,
 
 void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind) {
   if (Cancelled()) return;
-  if (LeavesFileOut(paths_.SourceOf(name))) return LeaveOut(u": 排除檔案 (成功)：", name);
+  if (LeavesFileOut(name)) return LeaveOut(pair, u": 排除檔案 (成功)：", name);
   // A socket, pipe or device has no content that a backup could keep.
-  if (kind == FileKind::Special) return LeaveOut(u": 略過特殊檔案 (成功)：", name);
+  if (kind == FileKind::Special) return LeaveOut(pair, u": 略過特殊檔案 (成功)：", name);
+  if (ahead_ && kind == FileKind::File && !MayRepeat()) {
+    ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew}, name);
+    if (ahead_->Full()) FinishOneAhead(pair);
+    return;
+  }
+  if (!FinishAhead(pair)) return;
+  ++context_.Counters.SourceFiles;
   const Result<FileStatus> source = pair.Source.Status(name);
   Result<FileStatus> dest;
   const bool dest_there =
       source && (!pair.DestIsNew || MayRepeat()) && (dest = pair.Dest.Status(name));
-  const FileStatus* old = dest_there ? &*dest : nullptr;
-  if (local_ && source && !MayRepeat() && ahead_.Suits(*source) && WithinSizeLimit(*source) &&
-      !NeedsNoCopy(&*source, old, options_.Compare)) {
-    ahead_.Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest()}, name, *source, old);
-    if (ahead_.Full()) FinishOneAhead();
-    return;
+  context_.Host.PumpMessages();
+  // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
+  // lost in it.
+  if (!Cancelled()) {
+    DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
   }
-  if (!FinishAhead()) return;
-  ++context_.Counters.SourceFiles;
-  CopyOneFile(pair, name, source ? &*source : nullptr, old);
 }
 
-void TreeWalk::LeaveOut(std::u16string_view text, std::u16string_view name) {
-  if (!FinishAhead()) return;
+void TreeWalk::LeaveOut(const FolderPair& pair, std::u16string_view text,
+                        std::u16string_view name) {
+  if (!FinishAhead(pair)) return;
   ++context_.Counters.SourceFiles;
   ++context_.Counters.ExcludedFiles;
   LogLine(text, paths_.SourceOf(name));
 }
 
-bool TreeWalk::FinishAhead() {
-  while (!ahead_.Empty()) FinishOneAhead();
+void TreeWalk::MayGoAhead(const FolderPair& root) {
+  const bool pays = context_.CopyAhead && std::thread::hardware_concurrency() > 1;
+  if (pays && root.Source && root.Source.OnLocalDisk() && root.Dest.OnLocalDisk()) {
+    ahead_.emplace(copy_, [this](const FileStatus* source, const FileStatus* dest) {
+      return JudgeAhead(source, dest);
+    });
+  }
+}
+
+CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStatus* dest) const {
+  // What takes long shows its progress and can be cancelled in the midst of it.
+  constexpr std::uint64_t kLargest = 8 * kCopyBlock;
+  if (!source || source->Kind != FileKind::File) return CopyAhead::Verdict::Wait;
+  if (NeedsNoCopy(source, dest, options_.Compare)) return CopyAhead::Verdict::Leave;
+  const bool small = source->Size <= kLargest && source->Allocated >= source->Size;
+  return small && WithinSizeLimit(*source) ? CopyAhead::Verdict::Copy : CopyAhead::Verdict::Wait;
+}
+
+bool TreeWalk::FinishAhead(const FolderPair& pair) {
+  while (ahead_ && !ahead_->Empty()) FinishOneAhead(pair);
   return !Cancelled();
 }
 
-void TreeWalk::FinishOneAhead() {
+void TreeWalk::FinishOneAhead(const FolderPair& pair) {
   ++context_.Counters.SourceFiles;
   context_.Host.PumpMessages();
   if (!Cancelled()) {
-    const std::u16string name(ahead_.FrontName());
-    CountResult(ahead_.FinishFront(), name);
+    const CopyAhead::Turn turn = ahead_->AwaitFront();
+    switch (turn.Decision) {
+      case CopyAhead::Verdict::Leave:
+        LeaveAsItIs(turn.Name);
+        break;
+      case CopyAhead::Verdict::Copy:
+        CountResult(ahead_->CopyFront(), turn.Name);
+        break;
+      case CopyAhead::Verdict::Wait:
+        DecideOneFile(pair, turn.Name, turn.Source, turn.Dest);
+        break;
+    }
+    ahead_->Pop();
   }
   // Behind a cancel nothing has been visited.
-  if (Cancelled()) ahead_.DropAll();
+  if (Cancelled()) ahead_->DropAll();
+}
+
+void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
+                             const FileStatus* source, const FileStatus* dest) {
+  if (NeedsNoCopy(source, dest, options_.Compare) && SameLinkTarget(pair, name, source)) {
+    LeaveAsItIs(name);
+  } else {
+    CopyOneFile(pair, name, source, dest);
+  }
+}
+
+void TreeWalk::LeaveAsItIs(std::u16string_view name) {
+  context_.Host.FillProgress();
+  context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
+  context_.Host.PumpMessages();
+  ++context_.Counters.UnchangedFiles;
 }
 
 void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
                            const FileStatus* source, const FileStatus* dest) {
-  context_.Host.PumpMessages();
-  // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
-  // lost in it.
-  if (Cancelled()) return;
-  if (NeedsNoCopy(source, dest, options_.Compare) && SameLinkTarget(pair, name, source)) {
-    context_.Host.FillProgress();
-    context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
-    context_.Host.PumpMessages();
-    ++context_.Counters.UnchangedFiles;
-    return;
-  }
   CopyResult result;
   if (source && !WithinSizeLimit(*source)) {
     result.Failed = false;  // Counts as copied, with no bytes.

@@ -3,6 +3,7 @@
 // in the virtual functions.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,7 +41,7 @@ class TreeWalk {
   /// Whether and how often a name takes part: HandleFile is called for each.
   virtual void HandleFiles(const FolderPair& pair, FolderReader& reader,
                            std::vector<std::u16string>& subfolders);
-  /// True keeps the file at `path` out, which is logged and counted.
+  /// True keeps this file of the present folder out, which is logged and counted.
   virtual bool LeavesFileOut(std::u16string_view) { return false; }
   virtual bool WithinSizeLimit(const FileStatus&) const { return true; }
   /// True when a name may come twice, so that even a new folder may hold it.
@@ -63,21 +64,26 @@ class TreeWalk {
   /// `report` tells whether a failed listing is still to be reported.
   bool CopyFolderFiles(const FolderPair& pair, bool report,
                        std::vector<std::u16string>& subfolders);
+  void DecideOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
+                     const FileStatus* dest);
+  void LeaveAsItIs(std::u16string_view name);
   void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                    const FileStatus* dest);
-  void LeaveOut(std::u16string_view text, std::u16string_view name);
+  void LeaveOut(const FolderPair& pair, std::u16string_view text, std::u16string_view name);
   void CountResult(const CopyResult& result, std::u16string_view name);
-  /// The first of the copies that were made ahead has its turn.
-  void FinishOneAhead();
+  /// Copying ahead begins where both roots lie on disks that profit from it.
+  void MayGoAhead(const FolderPair& root);
+  CopyAhead::Verdict JudgeAhead(const FileStatus* source, const FileStatus* dest) const;
+  /// The first of the files that were looked at ahead has its turn.
+  void FinishOneAhead(const FolderPair& pair);
   /// All of them have; false when the run was cancelled meanwhile.
-  bool FinishAhead();
+  bool FinishAhead(const FolderPair& pair);
   void RememberRoot(const FolderPair& pair);
 
   const Options options_;
   CopyContext copy_;
-  CopyAhead ahead_;
+  std::optional<CopyAhead> ahead_;
   FolderIdentity dest_root_;
-  bool local_ = false;  ///< both roots lie on disks that profit from copying ahead
 };
 
 /// True when a file is left as it is: with comparison, when its destination has the same size and

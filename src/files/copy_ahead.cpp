@@ -1,138 +1,118 @@
 #include "files/copy_ahead.h"
 
+#include <optional>
+#include <string>
+
 namespace kavrel {
 
-namespace {
-constexpr std::uint64_t kLargest = 8 * kCopyBlock;
-}
-
+/// Filled by the owner, worked on by whoever has claimed its number, then the owner's again.
 struct CopyAhead::Item {
-  Item(const Folders& folders, std::u16string_view name, const FileStatus& source_status,
-       const FileStatus* dest_status, DateTime now)
-      : Name(name),
-        SourceStatus(source_status),
-        DestStatus(dest_status ? *dest_status : FileStatus()),
-        Source{folders.Source, folders.SourcePath, Name, &SourceStatus},
-        Dest{folders.Dest, folders.DestPath, Name, dest_status ? &DestStatus : nullptr},
-        Copy(Source, Dest, now) {}
+  std::u16string Name;
+  std::optional<CopyAhead::Folders> Folders;
+  DateTime Now = kZeroDate;
+  Result<FileStatus> Source, Dest;
+  CopyAhead::Verdict Verdict = CopyAhead::Verdict::Wait;
+  std::optional<EarlyCopy> Copy;  ///< made
+  std::atomic<bool> Done = false;
 
-  const std::u16string Name;
-  const FileStatus SourceStatus, DestStatus;
-  const CopySide Source, Dest;
-  EarlyCopy Copy;
-  CopyAhead::Stage Stage = CopyAhead::Stage::Waiting;
+  const FileStatus* SourceStatus() const { return Source ? &*Source : nullptr; }
+  const FileStatus* DestStatus() const { return Dest ? &*Dest : nullptr; }
+  CopySide From() const { return {Folders->Source, Folders->SourcePath, Name, SourceStatus()}; }
+  CopySide To() const { return {Folders->Dest, Folders->DestPath, Name, DestStatus()}; }
 };
 
-CopyAhead::CopyAhead(CopyContext& context, bool on)
+CopyAhead::CopyAhead(CopyContext& context, Judge judge)
     : context_(context),
-      on_(on && std::thread::hardware_concurrency() > 1),
-      items_(on_ ? kWindow : 0) {}
+      judge_(std::move(judge)),
+      items_(std::make_unique<Item[]>(kWindow)),
+      worker_([this] { WorkerLoop(); }) {}
 
 CopyAhead::~CopyAhead() {
   DropAll();
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    stopping_ = true;
-  }
-  work_.notify_one();
-  if (worker_.joinable()) worker_.join();
+  stopping_ = true;
+  ++signal_;
+  signal_.notify_one();
+  worker_.join();
 }
 
-bool CopyAhead::Suits(const FileStatus& source) const {
-  return on_ && source.Kind == FileKind::File && source.Size <= kLargest &&
-         source.Allocated >= source.Size;
+CopyAhead::Item& CopyAhead::At(std::size_t number) const {
+  return items_[number % kWindow];
 }
 
-void CopyAhead::Add(const Folders& folders, std::u16string_view name, const FileStatus& source,
-                    const FileStatus* dest) {
-  if (!worker_.joinable()) worker_ = std::thread([this] { WorkerLoop(); });
-  auto item =
-      std::make_unique<Item>(folders, name, source, dest, dest ? context_.Clock.Now() : kZeroDate);
-  const std::lock_guard<std::mutex> lock(mutex_);
-  items_[end_ % kWindow] = std::move(item);
+void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name) {
+  // Asking for the time takes longer than looking at a file.
+  if (Empty()) now_ = context_.Clock.Now();
+  Item& item = At(end_);
+  item.Name = name;
+  item.Folders.emplace(folders);
+  item.Now = now_;
+  item.Done = false;
   ++end_;
-  if (worker_sleeps_) work_.notify_one();
-}
-
-std::u16string_view CopyAhead::FrontName() const {
-  return At(first_).Name;
+  ++signal_;
+  signal_.notify_one();
 }
 
 void CopyAhead::WorkerLoop() {
-  std::unique_lock<std::mutex> lock(mutex_);
   while (!stopping_) {
-    if (WorkOnNext(lock)) {
-      if (owner_sleeps_) done_.notify_one();
-      continue;
-    }
-    worker_sleeps_ = true;
-    work_.wait(lock);
-    worker_sleeps_ = false;
+    const std::uint32_t seen = signal_;
+    if (!WorkOnNext()) signal_.wait(seen);
   }
 }
 
-bool CopyAhead::WorkOnNext(std::unique_lock<std::mutex>& lock) {
-  if (next_ == end_) return false;
-  Item& item = At(next_++);
-  item.Stage = Stage::Working;
-  lock.unlock();
-  const bool made = item.Copy.Make();
-  lock.lock();
-  item.Stage = made ? Stage::Made : Stage::Amiss;
+bool CopyAhead::WorkOnNext() {
+  std::size_t number = next_;
+  do {
+    if (number == end_) return false;
+  } while (!next_.compare_exchange_weak(number, number + 1));
+  Item& item = At(number);
+  WorkOn(item);
+  item.Done = true;
+  item.Done.notify_one();
   return true;
 }
 
-void CopyAhead::AwaitFront() {
-  std::unique_lock<std::mutex> lock(mutex_);
-  const auto finished = [&] {
-    return At(first_).Stage == Stage::Made || At(first_).Stage == Stage::Amiss;
-  };
-  while (!finished()) {
-    // Rather than wait for the other thread, take the next copy off its hands.
-    if (WorkOnNext(lock)) continue;
-    owner_sleeps_ = true;
-    done_.wait(lock);
-    owner_sleeps_ = false;
-  }
+void CopyAhead::WorkOn(Item& item) const {
+  item.Source = item.Folders->Source.Status(item.Name);
+  item.Dest = item.Source && !item.Folders->DestIsEmpty ? item.Folders->Dest.Status(item.Name)
+                                                        : Result<FileStatus>::Fail(-1);
+  item.Verdict = judge_(item.SourceStatus(), item.DestStatus());
+  if (item.Verdict != Verdict::Copy) return;
+  item.Copy.emplace(item.From(), item.To(), item.Now);
+  if (!item.Copy->Make()) item.Copy.reset();
 }
 
-CopyResult CopyAhead::FinishFront() {
-  AwaitFront();
+CopyAhead::Turn CopyAhead::AwaitFront() {
+  const Item& item = At(first_);
+  // Rather than wait for the other thread, take the next file off its hands.
+  while (!item.Done && WorkOnNext()) {
+  }
+  item.Done.wait(false);
+  return {item.Name, item.Verdict, item.SourceStatus(), item.DestStatus()};
+}
+
+CopyResult CopyAhead::CopyFront() {
   Item& item = At(first_);
-  CopyResult result;
-  if (item.Stage == Stage::Made) {
-    result = item.Copy.Commit(context_);
-  } else {
-    // Whatever was amiss is found, told and counted in the ordinary way. What is at the destination
-    // is looked at again, for it may be the copy of another name that means the same there.
-    const Result<FileStatus> there = item.Dest.Folder.Status(item.Name);
-    const CopySide dest{item.Dest.Folder, item.Dest.FolderPath, item.Name,
-                        there ? &*there : nullptr};
-    result = CopyFileShown(context_, item.Source, dest);
+  if (item.Copy) {
+    const CopyResult result = item.Copy->Commit(context_);
+    item.Copy.reset();
+    return result;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  ++first_;
-  return result;
+  // Whatever was amiss is found, told and counted in the ordinary way. What is at the destination
+  // is looked at again, for it may be the copy of another name that means the same there.
+  item.Dest = item.Folders->Dest.Status(item.Name);
+  return CopyFileShown(context_, item.From(), item.To());
 }
 
-std::size_t CopyAhead::DropAll() {
-  std::unique_lock<std::mutex> lock(mutex_);
-  // Nobody begins one of them any more; the one that the other thread has at work is awaited.
-  const std::size_t begun = next_;
-  next_ = end_;
-  for (std::size_t number = end_; number-- > first_;) {
+void CopyAhead::DropAll() {
+  // Nobody begins one of them any more; what the other thread has at work is awaited.
+  const std::size_t begun = next_.exchange(end_);
+  for (std::size_t number = begun; number-- > first_;) {
     Item& item = At(number);
-    if (number >= begun) continue;
-    while (item.Stage == Stage::Working) {
-      owner_sleeps_ = true;
-      done_.wait(lock);
-      owner_sleeps_ = false;
-    }
-    if (item.Stage == Stage::Made) item.Copy.TakeBack();
+    item.Done.wait(false);
+    if (item.Copy) item.Copy->TakeBack();
+    item.Copy.reset();
   }
-  const std::size_t dropped = end_ - first_;
   first_ = end_;
-  return dropped;
 }
 
 }  // namespace kavrel

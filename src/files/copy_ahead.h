@@ -1,16 +1,15 @@
-// A second pair of hands for a folder full of small files: copies are made ahead of their turn by
-// two threads, and each is shown, counted or taken back when its turn comes, in order, by the one
-// thread that owns the run. Whoever uses it sees the same as without it, only sooner.
+// A second pair of hands for a folder full of files: two threads look at files and copy the small
+// ones ahead of their turn. When a file's turn comes, in order, the one thread that owns the run
+// shows and counts it, or takes its copy back. Whoever uses it sees the same as without it, only
+// sooner.
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
 #include <cstddef>
+#include <functional>
 #include <memory>
-#include <mutex>
-#include <string>
 #include <string_view>
 #include <thread>
-#include <vector>
 
 #include "files/file_copy.h"
 
@@ -18,56 +17,72 @@ namespace kavrel {
 
 class CopyAhead {
  public:
-  /// Copies from and to the folders of these sides; all of them are entries of the same two folders
-  /// until nothing is pending.
+  enum class Verdict {
+    Leave,  ///< the destination stays as it is
+    Copy,   ///< a plain copy, which may be made ahead
+    Wait,   ///< whatever it needs is done when its turn comes
+  };
+  /// Decides on a file by what is on both sides, null for nothing. Called by either thread, so it
+  /// must not touch anything of the run.
+  using Judge = std::function<Verdict(const FileStatus* source, const FileStatus* dest)>;
+
+  /// The folders that all files in the row are in. What it refers to stays until nothing is
+  /// pending.
   struct Folders {
     const Folder& Source;
     const Folder& Dest;
     std::u16string_view SourcePath, DestPath;
+    bool DestIsEmpty;  ///< there is no need to look for anything at the destination
   };
 
-  /// With `on` false nothing is ever copied ahead. So it is on a machine with a single processor.
-  explicit CopyAhead(CopyContext& context, bool on);
+  /// A file whose turn has come. Valid until Pop.
+  struct Turn {
+    std::u16string_view Name;
+    CopyAhead::Verdict Decision;
+    const FileStatus* Source;  ///< null when it could not be looked at
+    const FileStatus* Dest;    ///< null when nothing was there
+  };
+
+  CopyAhead(CopyContext& context, Judge judge);
   /// Takes back what is pending.
   ~CopyAhead();
   CopyAhead(const CopyAhead&) = delete;
   CopyAhead& operator=(const CopyAhead&) = delete;
 
-  /// Whether a file is worth it: small, and without holes.
-  bool Suits(const FileStatus& source) const;
-  /// Puts a copy at the end of the row. `dest` is null when nothing is there.
-  void Add(const Folders& folders, std::u16string_view name, const FileStatus& source,
-           const FileStatus* dest);
-
+  /// Puts a file at the end of the row, which is not full.
+  void Add(const Folders& folders, std::u16string_view name);
   bool Empty() const { return first_ == end_; }
   bool Full() const { return end_ - first_ == kWindow; }
-  /// The name of the first in the row; valid until it is finished.
-  std::u16string_view FrontName() const;
-  /// Finishes the first in the row with the result of a copy that is made only now.
-  CopyResult FinishFront();
-  /// The turn of those in the row will not come: undoes them, the last first. Gives their number.
-  std::size_t DropAll();
+
+  /// Waits until the first in the row has been looked at, and copied if that was the verdict.
+  Turn AwaitFront();
+  /// Where the verdict was to copy: the result of a copy that is made only now.
+  CopyResult CopyFront();
+  /// The first in the row is done with.
+  void Pop() { ++first_; }
+  /// The turn of those in the row will not come: undoes them, the last first.
+  void DropAll();
 
  private:
-  enum class Stage { Waiting, Working, Made, Amiss };
   struct Item;
-  static constexpr std::size_t kWindow = 48;
+  static constexpr std::size_t kWindow = 64;
 
-  Item& At(std::size_t number) const { return *items_[number % kWindow]; }
+  Item& At(std::size_t number) const;
   void WorkerLoop();
-  /// Makes the first copy that waits, with the lock let go meanwhile. False when none waits.
-  bool WorkOnNext(std::unique_lock<std::mutex>& lock);
-  void AwaitFront();
+  /// Works on the first item that nobody has begun. False when there is none.
+  bool WorkOnNext();
+  void WorkOn(Item& item) const;
 
   CopyContext& context_;
-  const bool on_;
-  std::vector<std::unique_ptr<Item>> items_;
-  /// Numbers of items, counted on for ever: the first in the row, the next that nobody works on,
+  const Judge judge_;
+  const std::unique_ptr<Item[]> items_;
+  /// Numbers of items, counted on for ever: the first in the row, the next that nobody has begun,
   /// and the one behind the last.
-  std::size_t first_ = 0, next_ = 0, end_ = 0;
-  bool stopping_ = false, worker_sleeps_ = false, owner_sleeps_ = false;
-  mutable std::mutex mutex_;
-  std::condition_variable work_, done_;
+  std::size_t first_ = 0;
+  DateTime now_ = kZeroDate;
+  std::atomic<std::size_t> next_ = 0, end_ = 0;
+  std::atomic<std::uint32_t> signal_ = 0;  ///< changes whenever the worker may find something
+  std::atomic<bool> stopping_ = false;
   std::thread worker_;
 };
 

@@ -1,0 +1,202 @@
+#!/usr/bin/env python3
+"""Measures kavrelctl beside its peers, in alternating runs on one machine.
+
+    bench/bench.py [--pairs N] [--dir DIR] [NAME...]
+
+NAME picks lines of the table. Each timed run writes into a folder of its own, and nothing is
+deleted before all runs are over: a file system that has just freed many inodes is slow to give out
+new ones. What a run wrote is compared with its source outside the timed part.
+"""
+import argparse
+import os
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+
+import corpus
+
+REPO = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+KAVRELCTL = os.path.join(REPO, "build", "bin", "kavrelctl")
+
+
+class Run:
+    def __init__(self, arguments, cwd=None, good=(0,)):
+        os.sync()
+        # A small program in between: what this one needs of memory would be counted as theirs.
+        start = time.perf_counter()
+        done = subprocess.run(["/usr/bin/time", "-q", "-f", "%U %S %M", *arguments], cwd=cwd,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        self.wall = time.perf_counter() - start
+        user, system, memory = done.stderr.split()[-3:]
+        self.cpu, self.memory = float(user) + float(system), int(memory) / 1024
+        if done.returncode not in good:
+            sys.exit(f"{arguments}: exit code {done.returncode}\n{done.stderr}")
+
+
+class Bench:
+    def __init__(self, folder, pairs):
+        self.folder, self.pairs, self.count = folder, pairs, 0
+        self.home = os.path.join(folder, "home")
+        shutil.rmtree(folder, ignore_errors=True)
+        os.makedirs(folder)
+
+    def fresh(self, name):
+        self.count += 1
+        return os.path.join(self.folder, f"{name}-{self.count}")
+
+    def ctl(self, *arguments):
+        subprocess.run([KAVRELCTL, "--home", self.home, *arguments], check=True,
+                       stdout=subprocess.DEVNULL)
+
+    def job(self, name, kind, source, dest):
+        self.ctl("add", "--name", name, "--type", kind, "--source", source, "--dest", dest + "/",
+                 "--no-source-folder")
+
+    def kavrel(self, kind, source, dest, *command):
+        """A timed run of a job made for it."""
+        name = f"job {self.count}"
+        self.job(name, kind, source, dest)
+        return Run([KAVRELCTL, "--home", self.home, *(command or ("run",)), name])
+
+    def same(self, source, dest):
+        subprocess.run(["diff", "-r", "--no-dereference", source, dest], check=True)
+
+    def line(self, title, ours, peers):
+        """`ours` and each of `peers` (name: callable) take a fresh folder and give a Run."""
+        for name, peer in peers.items():
+            if not shutil.which(name.split()[0]):
+                continue
+            results = ([], [])
+            for pair in range(self.pairs + 1):
+                runs = ours(self.fresh("ours")), peer(self.fresh("peer"))
+                if pair > 0:  # The first one warms the caches.
+                    for result, run in zip(results, runs):
+                        result.append(run)
+            print(row(title, name, *results), flush=True)
+
+
+def row(title, name, ours, peer):
+    def times(runs):
+        walls = [run.wall for run in runs]
+        return (f"{statistics.median(walls):.3f} ({min(walls):.3f} to {max(walls):.3f})",
+                f"{statistics.median(run.cpu for run in runs):.3f}",
+                f"{max(run.memory for run in runs):.0f}")
+    ratio = statistics.median(a.wall / b.wall for a, b in zip(ours, peer))
+    our_times, peer_times = times(ours), times(peer)
+    return "| " + " | ".join([title, name, f"**{ratio:.2f}**", our_times[0], peer_times[0],
+                              f"{our_times[1]} / {peer_times[1]}",
+                              f"{our_times[2]} / {peer_times[2]}"]) + " |"
+
+
+def full(bench, title, source, peers):
+    def ours(dest):
+        run = bench.kavrel("full", source, dest)
+        bench.same(source, dest)
+        return run
+    commands = {"rsync -a": lambda dest: ["rsync", "-a", source + "/", dest],
+                "cp -a": lambda dest: ["cp", "-a", source, dest],
+                "rclone copy": lambda dest: ["rclone", "copy", "-l", "-q", source, dest]}
+    bench.line(title, ours, {name: (lambda dest, make=commands[name]: Run(make(dest)))
+                             for name in peers})
+
+
+def small(bench):
+    source = bench.fresh("small")
+    corpus.small_files(source, 40000)
+    full(bench, "full run, 40,000 small files", source, ["rsync -a", "cp -a", "rclone copy"])
+
+
+def big(bench):
+    source = bench.fresh("big")
+    corpus.big_files(source)
+    full(bench, "full run, 3 files of 256 MiB", source, ["rsync -a", "cp -a"])
+
+
+def real(bench):
+    full(bench, "full run, /usr/share", "/usr/share", ["rsync -a"])
+
+
+def unchanged(bench):
+    source, dest = bench.fresh("small"), bench.fresh("copy")
+    corpus.small_files(source, 40000)
+    subprocess.run(["cp", "-a", source, dest], check=True)
+    bench.job("unchanged", "differential", source, dest)
+    bench.line("differential run, nothing changed",
+               lambda _: Run([KAVRELCTL, "--home", bench.home, "run", "unchanged"]),
+               {"rsync -a": lambda _: Run(["rsync", "-a", source + "/", dest]),
+                "cp -au": lambda _: Run(["cp", "-auT", source, dest]),
+                "rclone copy": lambda _: Run(["rclone", "copy", "-l", "-q", source, dest])})
+
+
+def mirror(bench):
+    before, source = bench.fresh("before"), bench.fresh("source")
+    corpus.small_files(before, 40000)
+    corpus.changed(before, source)
+
+    def prepared(command):
+        def run(dest):
+            subprocess.run(["cp", "-a", before, dest], check=True)
+            result = command(dest)
+            bench.same(source, dest)
+            return result
+        return run
+    bench.line("mirror run, 5 % removed, 5 % changed",
+               prepared(lambda dest: bench.kavrel("sync", source, dest)),
+               {"rsync -a --delete": prepared(
+                   lambda dest: Run(["rsync", "-a", "--delete", source + "/", dest])),
+                "rclone sync": prepared(
+                    lambda dest: Run(["rclone", "sync", "-l", "-q", source, dest]))})
+
+
+def restore(bench):
+    backup = bench.fresh("backup")
+    corpus.small_files(backup, 40000)
+
+    def ours(target):
+        os.mkdir(target)
+        run = bench.kavrel("full", target, backup, "restore")
+        bench.same(backup, target)
+        return run
+    bench.line("restore, full, 40,000 small files", ours,
+               {"rsync -a": lambda dest: Run(["rsync", "-a", backup + "/", dest])})
+
+
+def compressed(bench):
+    source = bench.fresh("pack")
+    corpus.small_files(source, 8000)
+    names = bench.fresh("list")
+    with open(names, "w", encoding="utf-8") as file:
+        for folder, _, files in os.walk(source):
+            for name in files:
+                file.write(os.path.relpath(os.path.join(folder, name), source) + "\n")
+
+    def peer(dest):
+        os.mkdir(dest)
+        return Run(["7zz", "a", "-t7z", "-m0=Deflate", "-scsUTF-8", "-spd",
+                    os.path.join(dest, "a.7z"), "@" + names], cwd=source)
+    bench.line("compressed run, 8,000 small files",
+               lambda dest: bench.kavrel("compressed", source, dest), {"7zz": peer})
+
+
+LINES = {line.__name__: line
+         for line in (small, unchanged, mirror, big, real, restore, compressed)}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--pairs", type=int, default=7)
+    parser.add_argument("--dir", default=os.path.join(REPO, "build", "bench"))
+    parser.add_argument("names", nargs="*", metavar="NAME", help=", ".join(LINES))
+    options = parser.parse_args()
+    bench = Bench(options.dir, options.pairs)
+    print("| work | against | ratio | ours, s | theirs, s | processor, s | memory, MiB |\n"
+          "|---|---|---|---|---|---|---|")
+    for name in options.names or LINES:
+        LINES[name](bench)
+    shutil.rmtree(options.dir)
+
+
+if __name__ == "__main__":
+    main()
