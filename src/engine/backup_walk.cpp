@@ -54,7 +54,10 @@ bool BackupWalk::EnterFolder() {
 
 bool BackupWalk::BeforeFiles(const FolderPair& pair) {
   if (!job_.Synchronise || !pair.Source) return true;
-  if (!synchronisation_) synchronisation_.emplace(context_, job_, pair.Source);
+  if (!synchronisation_) {
+    synchronisation_.emplace(context_, job_, pair.Source);
+    if (Release()) synchronisation_->UseRelease(*Release());
+  }
   return synchronisation_->SyncFolder(pair, paths_);
 }
 

@@ -78,8 +78,9 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths)
 
 ErrorCode Synchronisation::RemoveEntry(const Folder& folder, const FolderEntry& entry) {
   RunCounters& counters = context_.Counters;
-  const ErrorCode error =
-      job_.UseRecycleBin ? bin_.Recycle(folder, entry.Name) : folder.RemoveFile(entry.Name);
+  const ErrorCode error = job_.UseRecycleBin ? bin_.Recycle(folder, entry.Name)
+                          : release_         ? release_->Remove(folder, entry.Name)
+                                             : folder.RemoveFile(entry.Name);
   context_.State.LastApiError = error;
   if (!error) ++(job_.UseRecycleBin ? counters.RecycledFiles : counters.SyncDeletedFiles);
   return error;

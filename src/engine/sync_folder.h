@@ -7,6 +7,7 @@
 
 #include "engine/folder_pair.h"
 #include "engine/run_context.h"
+#include "files/late_release.h"
 #include "platform/recycle_bin.h"
 
 namespace kavrel {
@@ -22,6 +23,8 @@ class Synchronisation {
   /// has one of the same name and kind, whatever its size or date, excluded or not. False when the
   /// source folder could not be listed to its end, which is logged and counted here.
   bool SyncFolder(const FolderPair& pair, const WalkPaths& paths);
+  /// From now on what is deleted is given back to the disk by this; it outlives this.
+  void UseRelease(LateRelease& release) { release_ = &release; }
 
  private:
   bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);
@@ -35,6 +38,7 @@ class Synchronisation {
   RunContext& context_;
   const BackupJob& job_;
   RecycleBin bin_;
+  LateRelease* release_ = nullptr;
   std::vector<FileStatus> source_lineage_;
 };
 

@@ -55,6 +55,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
   FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
   RememberRoot(pair);
   if (pair.Source && dest_root_.Is(pair.SourceStatus)) return;
+  if (!parent && pair.Dest) MayGoAhead(pair);
   const bool report = BeforeFiles(pair);
   if (Cancelled()) return;
   if (!MakeDestination(context_.Files, parent, name, paths_, pair)) {
@@ -63,7 +64,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
     return;
   }
   RememberRoot(pair);
-  if (!parent) MayGoAhead(pair);
+  if (!parent && !ahead_) MayGoAhead(pair);
 
   std::vector<std::u16string> subfolders;
   const bool go_on = CopyFolderFiles(pair, report, subfolders);
@@ -145,6 +146,8 @@ void TreeWalk::LeaveOut(const FolderPair& pair, std::u16string_view text,
 void TreeWalk::MayGoAhead(const FolderPair& root) {
   const bool pays = context_.CopyAhead && std::thread::hardware_concurrency() > 1;
   if (pays && root.Source && root.Source.OnLocalDisk() && root.Dest.OnLocalDisk()) {
+    release_.emplace();
+    copy_.Release = &*release_;
     ahead_.emplace(copy_, [this](const FileStatus* source, const FileStatus* dest) {
       return JudgeAhead(source, dest);
     });

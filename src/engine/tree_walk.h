@@ -52,6 +52,8 @@ class TreeWalk {
   void NoteSubfolder(const FolderEntry& entry, std::vector<std::u16string>& subfolders) const {
     if (options_.IncludeSubfolders) subfolders.push_back(entry.Name);
   }
+  /// Null where nothing is gained by releasing late.
+  LateRelease* Release() { return release_ ? &*release_ : nullptr; }
   bool Cancelled() const { return context_.State.CancelRequested; }
   /// Writes a timed line of the text and what it is about.
   void LogLine(std::u16string_view text, std::u16string_view what);
@@ -81,6 +83,7 @@ class TreeWalk {
   void RememberRoot(const FolderPair& pair);
 
   const Options options_;
+  std::optional<LateRelease> release_;
   CopyContext copy_;
   std::optional<CopyAhead> ahead_;
   FolderIdentity dest_root_;

@@ -71,7 +71,13 @@ class FileCopy {
 
  private:
   void Finish() {
-    if (!aside_name_.empty()) dest_.Folder.RemoveFile(aside_name_);
+    if (!aside_name_.empty()) {
+      if (context_->Release) {
+        context_->Release->Remove(dest_.Folder, aside_name_);
+      } else {
+        dest_.Folder.RemoveFile(aside_name_);
+      }
+    }
     context_->State.LastApiError = 0;
   }
 
@@ -321,6 +327,7 @@ void EarlyCopy::TakeBack() {
 }
 
 CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const CopySide& dest) {
+  if (context.Release) context.Release->Drain();
   BeginShown(context, source, dest);
   return CopyFileChunked(context, source, dest, false);
 }

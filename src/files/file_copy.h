@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "files/file_info.h"
+#include "files/late_release.h"
 #include "files/progress_sink.h"
 #include "files/run_state.h"
 #include "platform/files.h"
@@ -30,6 +31,7 @@ struct CopyContext {
   kavrel::Clock& Clock;
   ProgressSink* Sink = nullptr;
   MessagePump* Pump = nullptr;
+  LateRelease* Release = nullptr;  ///< for what a copy replaces; null: at once
 };
 
 /// One side of a copy: an entry in an open folder.

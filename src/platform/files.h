@@ -103,6 +103,8 @@ class Folder {
   /// A new, empty folder that only its owner may enter until SetAttributes, opened.
   Result<Folder> MakeFolder(std::u16string_view name) const;
   Result<File> OpenFile(std::u16string_view name) const;
+  /// A hold on an entry, whatever it is, that can only be asked for its status and closed.
+  Result<File> HoldEntry(std::u16string_view name) const;
   /// A new file for writing, with the permissions of `like` less the user's mask; fails when the
   /// name is taken.
   Result<File> MakeFile(std::u16string_view name, const FileStatus& like) const;

@@ -64,6 +64,14 @@ Result<File> Folder::OpenFile(std::u16string_view name) const {
   return {File(handle), 0};
 }
 
+Result<File> Folder::HoldEntry(std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return Result<File>::Fail(EINVAL);
+  const int handle = openat(handle_, native.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+  if (handle < 0) return Result<File>::Fail(errno);
+  return {File(handle), 0};
+}
+
 Result<File> Folder::MakeFile(std::u16string_view name, const FileStatus& like) const {
   const std::string native = NativeName(name);
   if (native.empty()) return Result<File>::Fail(EINVAL);
