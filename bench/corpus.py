@@ -14,14 +14,14 @@ def _fill(path, size, rng):
             size -= BLOCK
 
 
-def small_files(root, count, seed=1):
-    """Files of 0 to 8 KiB, 50 a folder, folders two deep."""
+def small_files(root, count, seed=1, largest=8192):
+    """Files of 0 to `largest` bytes, 50 a folder, folders two deep."""
     rng = random.Random(seed)
     for i in range(count):
         if i % 50 == 0:
             folder = os.path.join(root, f"組 {i // 2500}", f"資料夾 {i // 50}")
             os.makedirs(folder)
-        _fill(os.path.join(folder, f"檔案 {i}.dat"), rng.randint(0, 8192), rng)
+        _fill(os.path.join(folder, f"檔案 {i}.dat"), rng.randint(0, largest), rng)
 
 
 def big_files(root, count=3, size=256 << 20):

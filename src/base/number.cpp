@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <limits>
 
 #include "base/text.h"
@@ -37,9 +38,12 @@ std::string NumberText(std::u16string_view text) {
 
 std::u16string Decimal(std::int64_t value, int min_digits) {
   char digits[24];
-  std::snprintf(digits, sizeof digits, "%0*lld", min_digits + (value < 0 ? 1 : 0),
-                static_cast<long long>(value));
-  return FromUtf8(digits);
+  const bool negative = value < 0;
+  const char* end = std::to_chars(digits, std::end(digits), value).ptr;
+  const char* begin = digits + (negative ? 1 : 0);
+  std::u16string text(negative ? u"-" : u"");
+  for (auto missing = min_digits - (end - begin); missing > 0; --missing) text += u'0';
+  return text.append(begin, end);
 }
 
 std::u16string Grouped(std::uint64_t value) {

@@ -36,6 +36,19 @@ TEST(CodePage, BytesThatAreNoTextAreKept) {
   }
 }
 
+TEST(CodePage, EveryCharacterThatItHoldsComesBack) {
+  int held = 0;
+  for (std::uint32_t c = 1; c < 0x10000; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    const std::u16string text(1, static_cast<char16_t>(c));
+    const std::optional<std::string> bytes = EncodeCodePage(text);
+    if (!bytes) continue;
+    ++held;
+    EXPECT_EQ(DecodeCodePage(*bytes), text) << c;
+  }
+  EXPECT_GT(held, 13000);
+}
+
 TEST(CodePage, WhatItCannotHoldMakesTheFileUtf8) {
   EXPECT_EQ(EncodeTextFile(u"/家"), "/\xAE\x61");
   // Simplified Chinese, an emoji whose second half looks like a stray byte, and bytes that would

@@ -74,8 +74,8 @@ std::string_view WindowsCode(char16_t c) {
 }
 
 /// A character that is left to the converter.
-bool NeedsConverter(char16_t c) {
-  return c >= 0x80 && !IsStrayByte(c) && WindowsCode(c).empty();
+bool IsForConverter(char16_t c) {
+  return !IsStrayByte(c) && WindowsCode(c).empty();
 }
 
 }  // namespace
@@ -105,23 +105,23 @@ std::optional<std::string> EncodeCodePage(std::u16string_view text) {
   for (std::u16string_view rest = text; !rest.empty();) {
     const char16_t first = rest[0];
     std::size_t length = 1;
-    if (first < 0x80) {
-      bytes += static_cast<char>(first);
-    } else if (IsStrayByte(first)) {
+    if (IsStrayByte(first)) {
       // One by one: side by side, stray bytes could read as a character of UTF-8.
       bytes += static_cast<char>(first - 0xDC00);
     } else if (const std::string_view code = WindowsCode(first); !code.empty()) {
       bytes += code;
     } else {
-      while (length < rest.size() && NeedsConverter(rest[length])) ++length;
+      while (length < rest.size() && IsForConverter(rest[length])) ++length;
       const std::string utf8 = ToUtf8(rest.substr(0, length));
       std::string_view left = utf8;
       if (!converter.Usable() || !converter.Convert(left, bytes)) return std::nullopt;
     }
     rest.remove_prefix(length);
   }
-  // Stray bytes may have met what makes characters of them.
-  if (DecodeCodePage(bytes) != text) return std::nullopt;
+  // Stray bytes may have met what makes characters of them. Everything else comes back.
+  if (std::any_of(text.begin(), text.end(), IsStrayByte) && DecodeCodePage(bytes) != text) {
+    return std::nullopt;
+  }
   return bytes;
 }
 
