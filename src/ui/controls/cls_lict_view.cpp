@@ -326,9 +326,10 @@ void clsLictView::SetView(ViewStyle view) {
 
 void clsLictView::ApplyView() {
   if (!stack_) return;
-  const bool focus = CurrentView()->hasFocus();
-  const QModelIndex current = report_->selectionModel()->currentIndex();
+  const bool focus = stack_->currentWidget() != nullptr && stack_->currentWidget()->hasFocus();
   model_->UseLargeImages(view_ == IconView);
+  // Asked for only now: the change of the images makes earlier indexes invalid.
+  const QModelIndex current = report_->selectionModel()->currentIndex();
   if (view_ != ReportView) {
     const int line = qMax(icons_->fontMetrics().height(), kSmallIcon);
     const bool large = view_ == IconView;
