@@ -74,13 +74,22 @@ bool Program::Load() {
   return readable;
 }
 
-bool Program::ReloadJobs() {
-  if (State.CommandLineRun) return Store.LoadJobs();
-  PastDueState state;
-  return Store.LoadJobs([&](BackupJob& job) {
+PastDueRule Program::LoadRule() {
+  if (State.CommandLineRun) return {};
+  return [this, state = PastDueState()](BackupJob& job) mutable {
     return ApplyPastDueRule(job, clock_.Now(), state,
                             [this](PastDueQuestion& question) { host_.AskPastDue(question); });
-  });
+  };
+}
+
+bool Program::ReloadJobs() {
+  return Store.LoadJobs(LoadRule());
+}
+
+int Program::ImportJobs(std::u16string_view path) {
+  const int error = Store.ImportJobs(path, LoadRule());
+  Scheduler.SetSchedulerTimer(true);
+  return error;
 }
 
 RunOutcome Program::RunStoredJob(BackupJob& job) {
@@ -143,6 +152,10 @@ void Program::SetJobEnabled(std::int32_t job_index, bool on, bool save) {
   if (save) Store.SaveJobs();
 }
 
+void Program::DeleteAllLogs() {
+  ProgramLog.DeleteAllLogs(State.RunBusy ? Log.CurrentPath() : std::u16string());
+}
+
 void Program::SetAutostart(bool on) {
   SetAutostartEntry(on, ExecutableFolder() + u"/kavrel");
   Settings.SetAutostart(on);
@@ -150,6 +163,10 @@ void Program::SetAutostart(bool on) {
 
 DateTime Program::NextRunTimeOf(const BackupJob& job) {
   return NextRunTime(job, clock_.Now());
+}
+
+std::u16string Program::DestinationNow(const BackupJob& job) const {
+  return ExpandedDestination(job, clock_);
 }
 
 std::u16string Program::DefaultDestination() const {

@@ -48,6 +48,10 @@ class Program {
   /// Reads the store again, applying the past-due rule. True when it holds a job.
   bool ReloadJobs();
 
+  /// Takes the jobs of another store file, applying the past-due rule, and switches the scheduler
+  /// on. Gives the error code that stood in the way, 0 on success.
+  int ImportJobs(std::u16string_view path);
+
   /// Runs the job at this position of the store now, as a backup, with the busy flag set; saves
   /// the program log afterwards. A request while a run is busy cancels that run instead.
   RunOutcome RunJobNow(std::int32_t job_index);
@@ -60,6 +64,8 @@ class Program {
 
   /// Switches a job on or off; saves the store when `save`.
   void SetJobEnabled(std::int32_t job_index, bool on, bool save);
+  /// Clears the log list and removes the job logs, but for the one that a run is writing.
+  void DeleteAllLogs();
   /// Whether the program starts with the desktop; the setting changes even where the desktop's own
   /// entry could not.
   void SetAutostart(bool on);
@@ -72,6 +78,8 @@ class Program {
 
   /// NextRunTime against this program's clock, for the checks of a form.
   DateTime NextRunTimeOf(const BackupJob& job);
+  /// The destination that a run of the job would use now, its date tags expanded.
+  std::u16string DestinationNow(const BackupJob& job) const;
   /// The backup folder that a new job starts with.
   std::u16string DefaultDestination() const;
 
@@ -80,6 +88,8 @@ class Program {
   RunOutcome WhileBusy(const std::function<RunOutcome()>& work);
   RunOutcome RunStoredJob(BackupJob& job);
   void PlayCompletionSound() const;
+  /// The past-due rule for one load of the store; none when the command line names jobs.
+  PastDueRule LoadRule();
   SchedulerActions Actions();
 
   kavrel::Clock& clock_;

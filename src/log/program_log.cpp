@@ -114,6 +114,19 @@ void ProgramLog::DeleteSelectedLogs(std::span<const std::size_t> rows) {
   SaveProgramLog();
 }
 
+void ProgramLog::DeleteAllLogs(std::u16string_view in_use) {
+  rows_.Clear();
+  if (const Result<Folder> folder = file_system_.OpenFolder(LogFolder(file_system_))) {
+    FolderReader reader(*folder);
+    while (const FolderEntry* entry = reader.Next()) {
+      const std::u16string name = ToLower(entry->Name);
+      if (entry->Kind == FileKind::Folder || !name.ends_with(kJobLogEnding)) continue;
+      if (entry->Name != JobLogName(in_use)) folder->RemoveFile(entry->Name);
+    }
+  }
+  SaveProgramLog();
+}
+
 void ProgramLog::DeleteJobLog(const LogRow& row) const {
   // The program log is a text file that anybody may edit or bring along from another machine: its
   // paths must never make us delete anything but a log of our own. Taking the name alone also

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "log/log_list.h"
 
@@ -26,6 +27,9 @@ class ProgramLog {
   void TrimLogList(std::int32_t item);
   /// Removes the rows at these positions with their job logs, then saves.
   void DeleteSelectedLogs(std::span<const std::size_t> rows);
+  /// Removes all rows and every job log of the Log folder, listed or not, then saves. The file of
+  /// the path `in_use` stays: a run is writing it.
+  void DeleteAllLogs(std::u16string_view in_use = {});
 
  private:
   void DeleteJobLog(const LogRow& row) const;
