@@ -12,6 +12,9 @@ struct RunCounters {
                 ExcludedFolders = 0, ExcludedFiles = 0, SyncDeletedFiles = 0,
                 SyncDeletedFolders = 0, RecycledFiles = 0, RecycledFolders = 0, WarningFiles = 0;
   std::uint64_t CopiedBytes = 0;
+  /// Of the source files that were dealt with, copied or not, as far as the size limit lets them
+  /// in.
+  std::uint64_t SourceBytes = 0;
 
   bool operator==(const RunCounters&) const = default;
 };

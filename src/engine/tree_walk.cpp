@@ -132,7 +132,12 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   // lost in it.
   if (!Cancelled()) {
     DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
+    CountSize(source ? &*source : nullptr);
   }
+}
+
+void TreeWalk::CountSize(const FileStatus* source) {
+  if (source && WithinSizeLimit(*source)) context_.Counters.SourceBytes += source->Size;
 }
 
 void TreeWalk::LeaveOut(const FolderPair& pair, std::u16string_view text,
@@ -184,6 +189,7 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
         DecideOneFile(pair, turn.Name, turn.Source, turn.Dest);
         break;
     }
+    CountSize(turn.Source);
     ahead_->Pop();
   }
   // Behind a cancel nothing has been visited.

@@ -71,6 +71,8 @@ class TreeWalk {
   void LeaveAsItIs(std::u16string_view name);
   void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                    const FileStatus* dest);
+  /// Adds the file's size to what the run has dealt with.
+  void CountSize(const FileStatus* source);
   void LeaveOut(const FolderPair& pair, std::u16string_view text, std::u16string_view name);
   void CountResult(const CopyResult& result, std::u16string_view name);
   /// Copying ahead begins where both roots lie on disks that profit from it.

@@ -1,0 +1,102 @@
+#include "engine/tree_count.h"
+
+#include <algorithm>
+
+#include "base/wildcard.h"
+#include "files/path.h"
+#include "rules/file_filters.h"
+
+namespace kavrel {
+
+TreeCount::TreeCount(const FileSystem& files, std::u16string_view from, std::u16string_view to,
+                     bool subfolders, const BackupJob* job, const ExclusionSet* exclusions)
+    : file_system_(files),
+      to_(AddBackslash(to)),
+      job_(job),
+      exclusions_(exclusions && exclusions->ExcEnabled ? exclusions : nullptr),
+      subfolders_(subfolders),
+      path_(AddBackslash(from)) {
+  if (!job) return;
+  for (std::u16string_view pattern : SplitPatterns(job->FileTypes)) patterns_.emplace_back(pattern);
+}
+
+bool TreeCount::Advance(std::size_t entries) {
+  if (!started_) {
+    started_ = true;
+    if (const Result<Folder> dest = file_system_.OpenFolder(to_)) {
+      if (const Result<FileStatus> root = dest->Status()) {
+        dest_root_ = {root->Device, root->Id, true};
+      }
+    }
+    Enter(file_system_.OpenFolder(path_), 0);
+  }
+  for (; entries > 0 && !done_; --entries) {
+    if (reader_) {
+      if (const FolderEntry* entry = reader_->Next()) {
+        Take(*entry);
+      } else {
+        reader_.reset();
+      }
+    } else {
+      EnterNext();
+    }
+  }
+  return done_;
+}
+
+void TreeCount::Enter(Result<Folder> folder, std::size_t path_length) {
+  const bool out =
+      PathStartsWith(path_, to_) || (exclusions_ && exclusions_->IsFolderExcluded(path_));
+  const Result<FileStatus> status = folder && !out ? folder->Status() : Result<FileStatus>();
+  if (!status || dest_root_.Is(*status)) {
+    path_.resize(path_length);
+    done_ = levels_.empty();
+    return;
+  }
+  levels_.push_back({std::move(*folder), {}, 0, path_length});
+  reader_ = std::make_unique<FolderReader>(levels_.back().Folder);
+}
+
+void TreeCount::EnterNext() {
+  Level& level = levels_.back();
+  if (level.Next == level.Subfolders.size()) {
+    path_.resize(level.PathLength);
+    levels_.pop_back();
+    done_ = levels_.empty();
+    return;
+  }
+  const std::u16string name = std::move(level.Subfolders[level.Next++]);
+  const std::size_t length = path_.size();
+  path_ += name;
+  path_ += PathSeparator(path_);
+  Enter(level.Folder.OpenFolder(name), length);
+}
+
+std::uint64_t TreeCount::TimesTaken(std::u16string_view name) const {
+  if (!job_) return 1;
+  if (job_->ExcludeFileTypes) return MatchesPatternList(name, job_->FileTypes) ? 0 : 1;
+  if (patterns_.size() == 1 && patterns_[0] == kAllFiles) return 1;
+  return static_cast<std::uint64_t>(
+      std::count_if(patterns_.begin(), patterns_.end(),
+                    [&](const std::u16string& pattern) { return MatchesFileMask(name, pattern); }));
+}
+
+void TreeCount::Take(const FolderEntry& entry) {
+  if (entry.Kind == FileKind::Folder) {
+    if (subfolders_) levels_.back().Subfolders.push_back(entry.Name);
+    return;
+  }
+  const std::uint64_t times = TimesTaken(entry.Name);
+  files_counted_ += times;
+  if (times == 0 || entry.Kind == FileKind::Special) return;
+  if (exclusions_ && exclusions_->IsFileExcluded(path_ + entry.Name)) return;
+  const Result<FileStatus> status = levels_.back().Folder.Status(entry.Name);
+  if (!status) return;
+  if (job_ && job_->LimitFileSize && status->Kind == FileKind::File &&
+      static_cast<std::int64_t>(status->Size) > std::int64_t{job_->MaxFileSizeKB} * 1024) {
+    return;
+  }
+  bytes_ += times * status->Size;
+}
+
+}  // namespace kavrel
