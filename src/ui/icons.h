@@ -18,8 +18,8 @@ enum class IconId {
   About = 111,
   Exit = 112,
   JobRow = 114,
-  LogRow = 115,
-  LogRowFailed = 116,
+  LogEntry = 115,
+  LogEntryFailed = 116,
 };
 
 QIcon LoadIcon(IconId id);

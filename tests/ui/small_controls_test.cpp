@@ -180,7 +180,7 @@ TEST(RowColours, AreReadableOnLightAndDarkDesktops) {
 TEST(Icons, EachIsThereAndVisibleOnLightAndOnDark) {
   for (const IconId id : {IconId::Program, IconId::RunChecked, IconId::EditJobs, IconId::Log,
                           IconId::Options, IconId::Export, IconId::Import, IconId::About,
-                          IconId::Exit, IconId::JobRow, IconId::LogRow, IconId::LogRowFailed}) {
+                          IconId::Exit, IconId::JobRow, IconId::LogEntry, IconId::LogEntryFailed}) {
     SCOPED_TRACE(static_cast<int>(id));
     const QImage picture = LoadIcon(id).pixmap(32, 32).toImage();
     ASSERT_FALSE(picture.isNull());

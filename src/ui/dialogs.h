@@ -1,0 +1,24 @@
+// The way from the main window to the other windows.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/program.h"
+
+class QWidget;
+
+namespace kavrel {
+
+/// The job editor, at the job of this position of the store, or at a new one for -1.
+void OpenJobEditor(Program& program, std::int32_t job_index, QWidget* parent);
+void OpenExclusions(Program& program, QWidget* parent);
+void OpenShortcuts(Program& program, QWidget* parent);
+/// The archive to restore; nothing when the user chose none.
+std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
+                                          QWidget* parent);
+void AskAboutPastDue(PastDueQuestion& question, QWidget* parent);
+
+}  // namespace kavrel

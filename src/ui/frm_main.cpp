@@ -1,0 +1,510 @@
+#include "ui/frm_main.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFileDialog>
+#include <QShortcut>
+#include <QVBoxLayout>
+
+#include "base/number.h"
+#include "files/error_text.h"
+#include "platform/process.h"
+#include "ui/dialogs.h"
+#include "ui/icons.h"
+#include "ui/job_list.h"
+#include "ui/job_menu.h"
+#include "ui/log_view.h"
+#include "ui/messages.h"
+#include "ui/options_menu.h"
+#include "ui/qt_text.h"
+#include "ui/run_panel.h"
+#include "ui/tray.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr QSize kDesignSize{920, 560};
+constexpr int kWakeEveryMs = 1000;
+// A run calls the pump several times a file. Events wait this long at most, and what is drawn.
+constexpr int kPumpEveryMs = 25, kDrawEveryMs = 60, kTrayEveryMs = 1000;
+
+enum ToolbarButton {
+  kRunChecked = 1,
+  kEditJobs = 3,
+  kShowLog = 4,
+  kOptions = 5,
+  kExport = 7,
+  kImport = 8,
+  kHelp = 10,
+  kExit = 11
+};
+
+bool Due(QElapsedTimer& timer, int every_ms) {
+  if (timer.isValid() && timer.elapsed() < every_ms) return false;
+  timer.start();
+  return true;
+}
+
+}  // namespace
+
+FrmMain::FrmMain() {
+  setObjectName(QStringLiteral("FrmMain"));
+  setWindowTitle(ToQt(kAppTitle));
+  setWindowIcon(LoadIcon(IconId::Program));
+}
+
+FrmMain::~FrmMain() = default;
+
+void FrmMain::Start(Program& program, std::u16string_view command_line) {
+  program_ = &program;
+  const bool readable = program.Start(command_line);
+  if (ended_) return;
+  if (!hide_at_start_) {
+    show();
+  } else if (!Tray::Available()) {
+    showMinimized();
+  }
+  if (!readable) {
+    Warn(this,
+         QStringLiteral("無法讀取備份設定檔案「%1」，%2\n這個檔案將保持原狀，本次的變更不會儲存。")
+             .arg(ToQt(program.Store.Path()), ToQt(ApiErrorText(program.Store.LastError()))));
+  }
+}
+
+// ---- Building ----
+
+void FrmMain::BuildControls() {
+  setMinimumSize(kDesignSize);
+  resize(kDesignSize);
+  BuildAreas();
+  BuildToolbar();
+  status_bar_.SetTargetForm(status_area_);
+  status_bar_.Create();
+  status_bar_.PanelAdd(0, {}, 15000);
+  BuildLists();
+  options_ = new OptionsMenu(*program_, this);
+  connect(options_, &OptionsMenu::ExclusionsWanted, this,
+          [this] { OpenExclusions(*program_, this); });
+  connect(options_, &OptionsMenu::ShortcutsWanted, this, &FrmMain::MakeShortcuts);
+  panel_ = new RunPanel(captions_, file_bar_);
+  progress_ = std::make_unique<RunProgress>(program_->Context);
+  connect(panel_, &RunPanel::CancelClick, this, [this] {
+    if (program_->State.RunBusy) program_->State.CancelRequested = true;
+  });
+  BuildKeys();
+  connect(&timer_min_, &QTimer::timeout, this, [this] { program_->Tick(); });
+  connect(&timer_wake_, &QTimer::timeout, this, &FrmMain::TimerWake_Timer);
+  timer_wake_.start(kWakeEveryMs);
+}
+
+void FrmMain::BuildAreas() {
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(0);
+  const auto area = [&](const char* name, int stretch) {
+    auto* made = new QWidget(this);
+    made->setObjectName(QString::fromLatin1(name));
+    layout->addWidget(made, stretch);
+    return made;
+  };
+  toolbar_area_ = area("picToolbar", 0);
+  job_area_ = area("PiclstJob", 1);
+  log_area_ = area("piclstLog", 1);
+  log_area_->hide();
+  captions_ = area("PicLogs", 0);
+  file_bar_ = area("picPtbFile", 0);
+  status_area_ = area("picStatusBar", 0);
+}
+
+void FrmMain::BuildToolbar() {
+  toolbar_.SetTargetPictureBox(toolbar_area_);
+  toolbar_.Initialize();
+  for (const IconId icon : {IconId::RunChecked, IconId::EditJobs, IconId::Log, IconId::Options,
+                            IconId::Export, IconId::Import, IconId::About, IconId::Exit}) {
+    toolbar_.AddIcon(LoadIcon(icon));
+  }
+  struct Button {
+    int Image;
+    const char16_t *Tip, *Caption;
+    clsToolbar::ButtonStyle Style;
+  };
+  constexpr auto kPlain = clsToolbar::PlainButton, kLine = clsToolbar::Separator,
+                 kCheck = clsToolbar::CheckButton, kDropDown = clsToolbar::WholeDropDown;
+  constexpr Button kButtons[] = {{0, u"執行所有已勾選排程", u"執行", kPlain},
+                                 {-1, u"", u"", kLine},
+                                 {1, u"新增 / 編輯備份排程", u"編輯", kPlain},
+                                 {2, u"顯示備份日誌", u"日誌", kCheck},
+                                 {3, u"程式選項", u"選項", kDropDown},
+                                 {-1, u"", u"", kLine},
+                                 {4, u"匯出備份設定", u"匯出", kPlain},
+                                 {5, u"匯入備份設定", u"匯入", kPlain},
+                                 {-1, u"", u"", kLine},
+                                 {6, u"關於本軟體", u"關於", kDropDown},
+                                 {7, u"結束Kavrel", u"結束", kPlain}};
+  for (const Button& button : kButtons) {
+    const int index =
+        toolbar_.AddButton(button.Image, QString::fromUtf16(button.Tip), button.Style);
+    toolbar_.SetButtonCaption(index, QString::fromUtf16(button.Caption));
+  }
+  connect(&toolbar_, &clsToolbar::ButtonClick, this, &FrmMain::ToolBar_ButtonClick);
+  connect(&toolbar_, &clsToolbar::ButtonDropDown, this, &FrmMain::ToolBar_ButtonDropDown);
+}
+
+void FrmMain::BuildLists() {
+  log_ = new LogView(*program_, log_area_, this);
+  connect(log_, &LogView::CountChanged, this, &FrmMain::UpdateCaption);
+  jobs_ = new JobList(*program_, job_area_);
+  connect(&jobs_->View(), &clsLictView::ItemCheck, this, &FrmMain::lstJob_ItemCheck);
+  connect(jobs_, &JobList::Activated, this, &FrmMain::AskAndRun);
+  job_menu_ = new JobMenu(*program_, *jobs_, this);
+  connect(job_menu_, &JobMenu::RunWanted, this, &FrmMain::AskAndRun);
+  connect(job_menu_, &JobMenu::RestoreWanted, this, &FrmMain::AskAndRestore);
+  connect(job_menu_, &JobMenu::EditWanted, this, &FrmMain::EditJob);
+}
+
+void FrmMain::BuildKeys() {
+  // What the toolbar does can also be had without walking there.
+  const auto key = [this](const QKeySequence& keys, int button) {
+    connect(new QShortcut(keys, this), &QShortcut::activated, this, [this, button] {
+      if (toolbar_area_->isEnabled()) ToolBar_ButtonClick(button);
+    });
+  };
+  key(Qt::Key_F5, kRunChecked);
+  key(Qt::Key_F2, kEditJobs);
+  key(QKeySequence(Qt::CTRL | Qt::Key_Q), kExit);
+  connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_L), this), &QShortcut::activated, this,
+          [this] {
+            if (toolbar_area_->isEnabled()) ShowLog(!toolbar_.ButtonChecked(kShowLog));
+          });
+}
+
+void FrmMain::CreateTrayIcon() {
+  tray_ = new Tray(this);
+  connect(tray_, &Tray::Click, this, &FrmMain::ToggleMainWindow);
+  connect(tray_, &Tray::MessageClick, this, &FrmMain::ShowWindow);
+}
+
+void FrmMain::HideToTray() {
+  hide_at_start_ = true;
+}
+
+void FrmMain::ShowSettings() {
+  options_->ShowSettings();
+  job_menu_->ShowSettings();
+  log_->ShowSettings();
+}
+
+void FrmMain::FillJobList() {
+  jobs_->Fill();
+}
+
+void FrmMain::ShowLogList() {
+  log_->Follow();
+}
+
+void FrmMain::LayOut() {
+  TimerWake_Timer();
+}
+
+// ---- Toolbar ----
+
+void FrmMain::ToolBar_ButtonClick(int index) {
+  switch (index) {
+    case kRunChecked:
+      return RunCheckedJobs();
+    case kEditJobs:
+      return EditJob(jobs_->View().SelectedItem());
+    case kShowLog:
+      return ShowLog(toolbar_.ButtonChecked(kShowLog));
+    case kExport:
+      return ExportJobs();
+    case kImport:
+      return ImportJobs();
+    case kExit:
+      return EndProgram();
+    default:
+      return;
+  }
+}
+
+void FrmMain::ToolBar_ButtonDropDown(int index, int x, int y) {
+  if (index == kOptions) options_->PopupOptions({x, y});
+  if (index == kHelp) options_->PopupHelp({x, y});
+}
+
+void FrmMain::ShowLog(bool show) {
+  toolbar_.SetButtonChecked(kShowLog, show);
+  toolbar_.SetButtonTipText(kShowLog,
+                            show ? QStringLiteral("關閉備份日誌") : QStringLiteral("顯示備份日誌"));
+  job_area_->setVisible(!show);
+  log_area_->setVisible(show);
+  (show ? log_->View() : jobs_->View()).SetFocus();
+  UpdateCaption();
+}
+
+void FrmMain::UpdateCaption() {
+  QString caption = ToQt(kAppTitle);
+  if (toolbar_.ButtonChecked(kShowLog)) {
+    caption += QStringLiteral(" [ 備份紀錄總計：%1 筆 ]").arg(log_->View().ItemCount());
+  }
+  setWindowTitle(caption);
+}
+
+void FrmMain::RunCheckedJobs() {
+  if (jobs_->View().ItemCount() == 0) return;
+  ShowLog(false);
+  if (!Ask(this, QStringLiteral("您確定要執行備份清單上已勾選的排程嗎？"))) {
+    jobs_->View().ListRefresh();
+    return;
+  }
+  program_->Scheduler.RunCheckedJobs();
+}
+
+void FrmMain::ExportJobs() {
+  const QString folder = QFileDialog::getExistingDirectory(this, QStringLiteral("目的資料夾"));
+  if (folder.trimmed().isEmpty()) {
+    BeepAndFlash(this);
+    return;
+  }
+  if (const int error = program_->Store.ExportJobs(FromQt(folder))) {
+    Warn(this,
+         QStringLiteral("無法匯出備份設定至「%1」，%2").arg(folder, ToQt(ApiErrorText(error))));
+  }
+}
+
+void FrmMain::ImportJobs() {
+  const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("載入備份設定檔案"), {},
+                                                    QStringLiteral("備份設定檔案 (*.Rtm *.rtm)"));
+  if (path.isEmpty()) return;
+  if (const int error = program_->ImportJobs(FromQt(path))) {
+    Warn(this,
+         QStringLiteral("無法載入備份設定檔案「%1」，%2").arg(path, ToQt(ApiErrorText(error))));
+    return;
+  }
+  FillJobList();
+  Tell(this, QStringLiteral(
+                 "原始檔名已經變更為「old_Backup.rtm」請重新啟動本軟體檢查相關備份設定的完整性。"));
+}
+
+void FrmMain::EditJob(int row) {
+  if (program_->State.RunBusy) return;
+  program_->Scheduler.SetSchedulerTimer(false);
+  program_->Store.SaveJobs();
+  OpenJobEditor(*program_, row, this);
+  program_->ReloadJobs();
+  FillJobList();
+  program_->Scheduler.SetSchedulerTimer(!program_->Store.Jobs.empty());
+}
+
+void FrmMain::MakeShortcuts() {
+  const bool ticking = program_->Scheduler.TimerOn();
+  if (ticking) program_->Scheduler.SetSchedulerTimer(false);
+  OpenShortcuts(*program_, this);
+  if (ticking) program_->Scheduler.SetSchedulerTimer(true);
+}
+
+// ---- Runs ----
+
+void FrmMain::lstJob_ItemCheck(int row, bool checked) {
+  program_->SetJobEnabled(row, checked, isVisible());
+}
+
+void FrmMain::AskAndRun(int row) {
+  if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
+  const QString name = jobs_->View().ItemText(row, 0);
+  if (!Ask(this, QStringLiteral("您確定要執行「%1」備份排程嗎？").arg(name))) return;
+  if (!program_->State.RunBusy) BeginRun(row, false);
+  const RunOutcome outcome = program_->RunJobNow(row);
+  TellOutcome(outcome, program_->Store.Jobs[static_cast<std::size_t>(row)]);
+}
+
+void FrmMain::AskAndRestore(int row) {
+  if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
+  const QString name = jobs_->View().ItemText(row, 0);
+  if (!Ask(this, QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(name))) return;
+  if (!program_->State.RunBusy) BeginRun(row, true);
+  const RunOutcome outcome = program_->RunRestoreNow(
+      row, options_->Restore(),
+      [this](const std::vector<ArchiveFile>& archives) { return PickArchive(archives, this); });
+  TellOutcome(outcome, program_->Store.Jobs[static_cast<std::size_t>(row)]);
+}
+
+void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
+  if (outcome == RunOutcome::SourceMissing) {
+    Warn(this, QStringLiteral("找不到資料夾「%1」，排程「%2」沒有執行。")
+                   .arg(ToQt(job.Source.WorkPath), ToQt(job.Name)));
+  } else if (outcome == RunOutcome::NoArchiver) {
+    Warn(this, QStringLiteral("找不到 7-Zip 程式，排程「%1」沒有執行。").arg(ToQt(job.Name)));
+  }
+}
+
+void FrmMain::BeginRun(std::int32_t job_index, bool restore) {
+  const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
+  running_ = ToQt(job.Name);
+  progress_->Begin(job, program_->DestinationNow(job), restore);
+  tray_told_.invalidate();
+}
+
+void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {
+  jobs_->ShowStarted(job_index, now);
+  BeginRun(job_index, false);
+}
+
+void FrmMain::JobEnded(std::int32_t job_index) {
+  tray_->NoteFinished(program_->Store.Jobs[static_cast<std::size_t>(job_index)]);
+}
+
+void FrmMain::EnableControls(bool on) {
+  if (!on && focusWidget() != nullptr && job_area_->isAncestorOf(focusWidget())) {
+    focus_list_ = true;
+  }
+  job_area_->setEnabled(on);
+  toolbar_area_->setEnabled(on);
+  if (!on) {
+    timer_wake_.stop();
+    return;
+  }
+  timer_wake_.start(kWakeEveryMs);
+  TimerWake_Timer();
+  if (std::exchange(focus_list_, false)) jobs_->View().SetFocus();
+  progress_->End();
+  tray_->ShowIdle();
+  tray_->TellFinished(!Seen());
+}
+
+void FrmMain::RefreshJobRow(std::int32_t job_index) {
+  jobs_->ShowTimes(job_index);
+}
+
+void FrmMain::ShowRunPanels(bool show) {
+  panel_->Show(show);
+}
+
+void FrmMain::ResetProgress() {
+  panel_->ResetFile();
+}
+
+void FrmMain::FillProgress() {
+  panel_->FillFile();
+}
+
+void FrmMain::DrawCaptions(std::u16string_view source_folder, std::u16string_view dest_folder,
+                           std::u16string_view file_name) {
+  panel_->SetCaptions(source_folder, dest_folder, file_name);
+}
+
+int FrmMain::ApiFileCopyCallback(std::uint64_t total_size, std::uint64_t bytes_done, std::uint32_t,
+                                 std::uint64_t, std::uint64_t, std::uint32_t block_size) {
+  panel_->SetFile(total_size, bytes_done, block_size);
+  progress_->Note(total_size, bytes_done);
+  PumpMessages();
+  return program_->State.CancelRequested ? 1 : 0;
+}
+
+void FrmMain::PumpMessages() {
+  if (!Due(pumped_, kPumpEveryMs)) return;
+  if (InterruptRequested() && program_->State.RunBusy) program_->State.CancelRequested = true;
+  if (progress_->Running()) DrawRun();
+  QCoreApplication::processEvents();
+  // The next slice is the run's alone, however long the events took.
+  pumped_.start();
+}
+
+void FrmMain::DrawRun() {
+  progress_->CountOn();
+  if (!Due(drawn_, kDrawEveryMs)) return;
+  const bool tell_tray = Due(tray_told_, kTrayEveryMs);
+  if (!Seen() && !tell_tray) return;
+  const RunFigures figures = progress_->Figures();
+  if (tell_tray) tray_->ShowRunning(running_, figures.Percent);
+  if (!Seen()) return;
+  panel_->Draw(figures);
+  const QString text = panel_->FileText();
+  if (!text.isEmpty()) status_bar_.SetText(0, text);
+}
+
+void FrmMain::AskPastDue(PastDueQuestion& question) {
+  AskAboutPastDue(question, isVisible() ? this : nullptr);
+}
+
+// ---- Timers ----
+
+void FrmMain::SetTickTimer(bool on, std::uint32_t milliseconds) {
+  if (on && !ended_) {
+    timer_min_.start(static_cast<int>(milliseconds));
+  } else {
+    timer_min_.stop();
+  }
+}
+
+void FrmMain::TimerWake_Timer() {
+  if (EndIfInterrupted()) return;
+  const CivilTime now = ToCivil(program_->Context.Clock.Now());
+  std::u16string text = Decimal(now.Year, 4) + u" 年 " + Decimal(now.Month, 2) + u" 月 " +
+                        Decimal(now.Day, 2) + u" 日 " + Decimal(now.Hour, 2) + u" 時 " +
+                        Decimal(now.Minute, 2) + u" 分 " + Decimal(now.Second, 2) + u" 秒";
+  status_bar_.SetText(0, ToQt(text));
+}
+
+// ---- Seen, hidden, ended ----
+
+void FrmMain::Attract() {
+  if (Seen()) BeepAndFlash(this);
+}
+
+bool FrmMain::Seen() const {
+  return isVisible() && !isMinimized();
+}
+
+void FrmMain::ToggleMainWindow() {
+  Seen() ? HideWindow() : ShowWindow();
+}
+
+void FrmMain::ShowWindow() {
+  setWindowState(windowState() & ~Qt::WindowMinimized);
+  show();
+  raise();
+  activateWindow();
+}
+
+void FrmMain::HideWindow() {
+  if (Tray::Available()) {
+    hide();
+  } else {
+    showMinimized();
+  }
+}
+
+void FrmMain::closeEvent(QCloseEvent* event) {
+  if (ExitRequested || ended_) {
+    event->accept();
+    End();
+  } else {
+    event->ignore();
+    HideWindow();
+  }
+}
+
+bool FrmMain::EndIfInterrupted() {
+  if (!InterruptRequested() || program_->State.RunBusy) return false;
+  EndProgram();
+  return true;
+}
+
+void FrmMain::EndProgram() {
+  ExitRequested = true;
+  End();
+}
+
+void FrmMain::End() {
+  if (std::exchange(ended_, true)) return;
+  timer_min_.stop();
+  timer_wake_.stop();
+  program_->Shutdown();
+  tray_->Remove();
+  hide();
+  Q_EMIT Ended();
+}
+
+}  // namespace kavrel

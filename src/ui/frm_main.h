@@ -1,0 +1,121 @@
+// The program's permanent window, and its host: what the program shows, it shows here.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QTimer>
+#include <QWidget>
+#include <memory>
+
+#include "app/program.h"
+#include "app/program_host.h"
+#include "app/run_progress.h"
+#include "ui/controls/cls_status_bar.h"
+#include "ui/controls/cls_toolbar.h"
+
+namespace kavrel {
+
+class JobList;
+class JobMenu;
+class LogView;
+class OptionsMenu;
+class RunPanel;
+class Tray;
+
+class FrmMain : public QWidget, public ProgramHost {
+  Q_OBJECT
+
+ public:
+  FrmMain();
+  ~FrmMain() override;
+
+  /// Starts the program, whose host this is and whose lock is held, and shows the window unless the
+  /// user wants it hidden. The program outlives the window's last event, not the window.
+  void Start(Program& program, std::u16string_view command_line);
+  /// Closing the window ends the program.
+  bool ExitRequested = false;
+  /// The program has ended: everything is saved, and nothing is shown any more.
+  bool HasEnded() const { return ended_; }
+
+  /// Hides the window when it is seen, else shows it. Without a tray it is only made small.
+  void ToggleMainWindow();
+
+  // What the program tells its host.
+  void BuildControls() override;
+  void CreateTrayIcon() override;
+  void HideToTray() override;
+  void ShowSettings() override;
+  void FillJobList() override;
+  void ShowLogList() override;
+  void LayOut() override;
+  void AskPastDue(PastDueQuestion& question) override;
+  void PumpMessages() override;
+  int ApiFileCopyCallback(std::uint64_t total_size, std::uint64_t bytes_done,
+                          std::uint32_t stream_number, std::uint64_t stream_size,
+                          std::uint64_t stream_bytes_done, std::uint32_t block_size) override;
+  void DrawCaptions(std::u16string_view source_folder, std::u16string_view dest_folder,
+                    std::u16string_view file_name) override;
+  void ShowRunPanels(bool show) override;
+  void ResetProgress() override;
+  void FillProgress() override;
+  void RefreshJobRow(std::int32_t job_index) override;
+  void SetTickTimer(bool on, std::uint32_t milliseconds) override;
+  void EnableControls(bool on) override;
+  void JobStarting(std::int32_t job_index, DateTime now) override;
+  void JobEnded(std::int32_t job_index) override;
+  void Attract() override;
+  void EndProgram() override;
+
+ Q_SIGNALS:
+  void Ended();
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void BuildAreas();
+  void BuildToolbar();
+  void BuildLists();
+  void BuildKeys();
+
+  void ToolBar_ButtonClick(int index);
+  void ToolBar_ButtonDropDown(int index, int x, int y);
+  void TimerWake_Timer();
+  void lstJob_ItemCheck(int row, bool checked);
+
+  void RunCheckedJobs();
+  void ShowLog(bool show);
+  void UpdateCaption();
+  void ExportJobs();
+  void ImportJobs();
+  void EditJob(int row);
+  void MakeShortcuts();
+  void AskAndRun(int row);
+  void AskAndRestore(int row);
+  void TellOutcome(RunOutcome outcome, const BackupJob& job);
+  void BeginRun(std::int32_t job_index, bool restore);
+  void DrawRun();
+
+  bool Seen() const;
+  void ShowWindow();
+  void HideWindow();
+  bool EndIfInterrupted();
+  void End();
+
+  Program* program_ = nullptr;
+  QWidget *toolbar_area_, *job_area_, *log_area_, *captions_, *file_bar_, *status_area_;
+  clsToolbar toolbar_;
+  clsStatusBar status_bar_;
+  JobList* jobs_ = nullptr;
+  JobMenu* job_menu_ = nullptr;
+  LogView* log_ = nullptr;
+  OptionsMenu* options_ = nullptr;
+  RunPanel* panel_ = nullptr;
+  Tray* tray_ = nullptr;
+  std::unique_ptr<RunProgress> progress_;
+  QTimer timer_min_, timer_wake_;
+  QElapsedTimer pumped_, drawn_, tray_told_;
+  QString running_;  ///< the job at work
+  bool hide_at_start_ = false, focus_list_ = false, ended_ = false;
+};
+
+}  // namespace kavrel

@@ -1,0 +1,155 @@
+#include "ui/job_list.h"
+
+#include <QApplication>
+#include <QWidget>
+#include <array>
+
+#include "ui/icons.h"
+#include "ui/qt_text.h"
+#include "ui/row_colours.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr int kLastRun = 3, kNextRun = 4;
+
+struct Column {
+  const char16_t* Caption;
+  int Width;
+  clsLictView::Align Alignment;
+  const char16_t* TipLabel;  ///< padded, so that the values line up
+  int Switch;                ///< number of the setting that shows it, -1 = always shown
+};
+
+constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentre;
+constexpr std::array<Column, 14> kColumns{{
+    {u"排程名稱", 190, kLeft, u"備份排程名稱：", -1},
+    {u"來源資料夾", 250, kLeft, u"來源資料夾　：", 0},
+    {u"目標資料夾", 250, kLeft, u"目標資料夾　：", 1},
+    {u"最後備份時間", 150, kCentre, u"最後備份時間：", -1},
+    {u"下次備份時間", 150, kCentre, u"下次備份時間：", -1},
+    {u"檔案壓縮", 80, kCentre, u"檔案壓縮備份：", 2},
+    {u"壓縮加密", 80, kCentre, u"壓縮檔案加密：", 3},
+    {u"檔案同步", 80, kCentre, u"檔案同步備份：", 4},
+    {u"檔案回收", 80, kCentre, u"回收筒存放　：", 5},
+    {u"子目錄", 60, kCentre, u"備份子目錄　：", 6},
+    {u"限制檔案大小", 90, kCentre, u"限制檔案大小：", 7},
+    {u"備份時間間隔", 120, kLeft, u"備份時間間隔：", 8},
+    {u"拒絕備份日期", 120, kLeft, u"拒絕備份日期：", 9},
+    {u"檔案類型", 80, kLeft, u"檔案類型　　：", 10},
+}};
+
+}  // namespace
+
+clsLictView::ViewStyle ViewStyleOf(int menu_item) {
+  constexpr clsLictView::ViewStyle kStyles[] = {clsLictView::IconView, clsLictView::SmallIconView,
+                                                clsLictView::ListView, clsLictView::ReportView};
+  return kStyles[menu_item];
+}
+
+JobColumnSwitch JobList::SwitchAt(int number) {
+  for (std::size_t i = 0; i < kColumns.size(); ++i) {
+    if (kColumns[i].Switch == number) return {static_cast<int>(i), kColumns[i].Caption};
+  }
+  return {-1, u""};
+}
+
+JobList::JobList(Program& program, QWidget* container) : QObject(container), program_(program) {
+  view_.SetTargetPictureBox(container);
+  view_.SetFullRowSelect(true);
+  view_.SetHeaderDragDrop(true);
+  view_.SetLabelTips(true);
+  view_.SetInfoTip(true);
+  view_.SetHideSelection(false);
+  view_.SetMultiSelect(false);
+  view_.SetCheckBoxes(true);
+  view_.SetHeaderSort(true);
+  view_.SetRaiseSubItemPrePaint(true);
+  view_.SetImageList(clsLictView::SmallImages, {LoadIcon(IconId::JobRow)});
+  view_.SetImageList(clsLictView::LargeImages, {LoadIcon(IconId::RunChecked)});
+  view_.SetAccessibleName(QStringLiteral("備份排程清單"));
+  view_.Create();
+  AddColumns();
+  connect(&view_, &clsLictView::OnSubItemPrePaint, this,
+          [this](int row, int, QColor& background, QColor& text) {
+            AlternateRowColours(view_.ShownPosition(row), QApplication::palette(), background,
+                                text);
+          });
+  connect(&view_, &clsLictView::NotifyInfoTip, this,
+          [this](int row, QString& text) { text = InfoTip(row); });
+  connect(&view_, &clsLictView::DbClick, this, [this](int row) { Q_EMIT Activated(row); });
+  connect(&view_, &clsLictView::NotifyKeyDown, this, [this](int key, bool& handled) {
+    if (key != Qt::Key_Return || view_.SelectedItem() < 0) return;
+    handled = true;
+    Q_EMIT Activated(view_.SelectedItem());
+  });
+}
+
+void JobList::AddColumns() {
+  for (const Column& column : kColumns) {
+    const bool shown = column.Switch < 0 || program_.Settings.OutWidth(column.Switch);
+    view_.ColumnAdd(-1, shown ? column.Width : 0, QString::fromUtf16(column.Caption),
+                    column.Alignment);
+  }
+}
+
+void JobList::ShowColumn(int number, bool on) {
+  const int column = SwitchAt(number).Column;
+  view_.SetColumnWidth(column, on ? kColumns[static_cast<std::size_t>(column)].Width : 0);
+}
+
+void JobList::SetView(int number) {
+  view_.SetView(ViewStyleOf(number));
+}
+
+void JobList::Fill() {
+  view_.ItemClear();
+  for (const BackupJob& job : program_.Store.Jobs) {
+    const int row = view_.ItemAdd(-1, ToQt(job.Name), 0, 0);
+    const std::u16string texts[] = {job.Source.Path,
+                                    job.Destination.Path,
+                                    {},
+                                    {},
+                                    std::u16string(OnOffText(job.Compressed)),
+                                    std::u16string(PasswordText(job.UsePassword)),
+                                    std::u16string(OnOffText(job.Synchronise)),
+                                    std::u16string(OnOffText(job.UseRecycleBin)),
+                                    std::u16string(OnOffText(job.IncludeSubfolders)),
+                                    SizeLimitText(job),
+                                    IntervalText(job),
+                                    RefusedDaysText(job.RefusedDays),
+                                    job.FileTypes};
+    int column = 1;
+    for (const std::u16string& text : texts) view_.ItemAddSub(row, column++, ToQt(text));
+    ShowTimes(row);
+    view_.SetChecked(row, job.Enabled);
+  }
+  if (view_.ItemCount() > 0) view_.SetSelectedItem(0);
+}
+
+void JobList::ShowTimes(int row) {
+  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
+  ShowTime(row, kLastRun, job.LastRun);
+  ShowTime(row, kNextRun, job.NextRun);
+}
+
+void JobList::ShowStarted(int row, DateTime now) {
+  view_.SetSelectedItem(row);
+  ShowTime(row, kLastRun, now);
+}
+
+void JobList::ShowTime(int row, int column, DateTime time) {
+  view_.SetItemText(row, column, time == kZeroDate ? QString() : ToQt(DateTimeText(time)));
+  view_.SetItemSortKey(row, column, time.time_since_epoch().count());
+}
+
+QString JobList::InfoTip(int row) const {
+  QStringList lines;
+  for (std::size_t i = 0; i < kColumns.size(); ++i) {
+    lines += QString::fromUtf16(kColumns[i].TipLabel) + view_.ItemText(row, static_cast<int>(i));
+  }
+  return lines.join(QStringLiteral("\r\n"));
+}
+
+}  // namespace kavrel

@@ -1,0 +1,57 @@
+// The list of the jobs in the main window: row i shows job i of the store.
+#pragma once
+
+#include <QObject>
+
+#include "app/program.h"
+#include "ui/controls/cls_lict_view.h"
+
+namespace kavrel {
+
+/// A column that the user may switch off; the setting OutWidth of its number tells.
+struct JobColumnSwitch {
+  int Column;
+  const char16_t* Caption;
+};
+inline constexpr int kJobColumnSwitches = 11;
+
+class JobList : public QObject {
+  Q_OBJECT
+
+ public:
+  JobList(Program& program, QWidget* container);
+
+  clsLictView& View() { return view_; }
+
+  /// Shows the store's jobs and selects the first.
+  void Fill();
+  /// Shows the times of the job of this row.
+  void ShowTimes(int row);
+  /// Shows this moment as the job's last run.
+  void ShowStarted(int row, DateTime now);
+
+  static JobColumnSwitch SwitchAt(int number);
+  /// Shows or hides the column of that switch.
+  void ShowColumn(int number, bool on);
+  /// The view of that number: 0 large icons, 1 small icons, 2 list, 3 details.
+  void SetView(int number);
+
+  /// The text that explains a row: one line a column.
+  QString InfoTip(int row) const;
+
+ Q_SIGNALS:
+  /// A double click or Enter on a job.
+  void Activated(int row);
+
+ private:
+  void AddColumns();
+  void ShowTime(int row, int column, DateTime time);
+
+  Program& program_;
+  clsLictView view_;
+};
+
+/// The style of a view menu's item: its order is not that of the styles.
+clsLictView::ViewStyle ViewStyleOf(int menu_item);
+
+}  // namespace kavrel

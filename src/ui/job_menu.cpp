@@ -1,0 +1,100 @@
+#include "ui/job_menu.h"
+
+#include "base/text.h"
+#include "platform/desktop.h"
+#include "ui/menu_kit.h"
+#include "ui/qt_text.h"
+
+namespace kavrel {
+
+JobMenu::JobMenu(Program& program, JobList& list, QWidget* window)
+    : QObject(window), program_(program), list_(list), menu_(new QMenu(window)) {
+  menu_->setObjectName(QStringLiteral("mnuJob"));
+  BuildJobItems();
+  menu_->addSeparator();
+  BuildViewItems();
+  connect(&list_.View(), &clsLictView::RightClick, this,
+          [this](int, int, QPoint position) { Popup(position); });
+}
+
+void JobMenu::BuildJobItems() {
+  run_ = AddItem(*menu_, QStringLiteral("mnuJobNow"), {});
+  connect(run_, &QAction::triggered, this, [this] { Q_EMIT RunWanted(run_->data().toInt()); });
+  restore_ = AddItem(*menu_, QStringLiteral("mnuJobResNow"), {});
+  connect(restore_, &QAction::triggered, this,
+          [this] { Q_EMIT RestoreWanted(restore_->data().toInt()); });
+  edit_ = AddItem(*menu_, QStringLiteral("mnuJobEdit"), {});
+  connect(edit_, &QAction::triggered, this, [this] { Q_EMIT EditWanted(edit_->data().toInt()); });
+  source_ = AddItem(*menu_, QStringLiteral("mnuIntDir"), QStringLiteral("開啟來源資料夾"));
+  connect(source_, &QAction::triggered, this, [this] { OpenFolder(run_->data().toInt(), false); });
+  destination_ = AddItem(*menu_, QStringLiteral("mnuOutDir"), QStringLiteral("開啟目標資料夾"));
+  connect(destination_, &QAction::triggered, this,
+          [this] { OpenFolder(run_->data().toInt(), true); });
+}
+
+void JobMenu::BuildViewItems() {
+  view_ = AddChoices(*menu_, QStringLiteral("mnu_Display_1_"),
+                     {u"大圖示(&G)...", u"小圖示(&M)...", u"清單(&L)...", u"詳細資料(&D)..."},
+                     [this](int index) {
+                       list_.SetView(index);
+                       program_.Settings.SetProtIcon(index);
+                     });
+  menu_->addSeparator();
+  grid_ =
+      AddItem(*menu_, QStringLiteral("mnu_Display_1_5"), QStringLiteral("顯示格線(&H)..."), true);
+  connect(grid_, &QAction::triggered, this, [this](bool on) {
+    list_.View().SetGlidLine(on);
+    program_.Settings.SetProtGlidLine(on);
+  });
+  auto* columns = new QMenu(QStringLiteral("檢視欄位"), menu_);
+  columns->setObjectName(QStringLiteral("mnuWidthView"));
+  menu_->addMenu(columns);
+  for (int number = 0; number < kJobColumnSwitches; ++number) {
+    QAction* action = AddItem(*columns, QStringLiteral("mnuSetWidth%1").arg(number),
+                              QString::fromUtf16(JobList::SwitchAt(number).Caption), true);
+    connect(action, &QAction::triggered, this, [this, number](bool on) {
+      list_.ShowColumn(number, on);
+      program_.Settings.SetOutWidth(number, on);
+    });
+    columns_ += action;
+  }
+}
+
+void JobMenu::ShowSettings() {
+  const Settings& settings = program_.Settings;
+  SetChoice(*view_, settings.ProtIcon());
+  list_.SetView(settings.ProtIcon());
+  grid_->setChecked(settings.ProtGlidLine());
+  list_.View().SetGlidLine(settings.ProtGlidLine());
+  for (int number = 0; number < kJobColumnSwitches; ++number) {
+    columns_[number]->setChecked(settings.OutWidth(number));
+  }
+}
+
+void JobMenu::Popup(QPoint position) {
+  const int row = list_.View().SelectedItem();
+  const bool job = row >= 0;
+  // A "&" in a name is no mnemonic.
+  const QString name = list_.View().ItemText(row, 0).replace(u'&', QStringLiteral("&&"));
+  run_->setText(job ? QStringLiteral("執行「%1」備份排程").arg(name)
+                    : QStringLiteral("執行指定備份排程"));
+  restore_->setText(job ? QStringLiteral("執行「%1」還原排程").arg(name)
+                        : QStringLiteral("執行指定還原排程"));
+  edit_->setText(job ? QStringLiteral("編輯「%1」備份設定").arg(name)
+                     : QStringLiteral("建立新的備份排程"));
+  for (QAction* action : {run_, restore_, edit_}) action->setData(row);
+  for (QAction* action : {run_, restore_, source_, destination_}) action->setVisible(job);
+  menu_->setDefaultAction(job ? run_ : edit_);
+  menu_->popup(position);
+}
+
+void JobMenu::OpenFolder(int row, bool destination) {
+  if (row < 0 || row >= std::ssize(program_.Store.Jobs)) return;
+  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
+  std::u16string path = destination ? job.Destination.Path : job.Source.Path;
+  // With date tags the path as entered is no folder; the one of today may be there.
+  if (destination && !program_.Files.FolderExists(path)) path = program_.DestinationNow(job);
+  if (const auto host_path = program_.Files.HostPath(path)) OpenWithDesktop(FromUtf8(*host_path));
+}
+
+}  // namespace kavrel

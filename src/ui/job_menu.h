@@ -1,0 +1,44 @@
+// The context menu of the job list.
+#pragma once
+
+#include <QMenu>
+#include <QObject>
+
+#include "ui/job_list.h"
+
+class QActionGroup;
+
+namespace kavrel {
+
+class JobMenu : public QObject {
+  Q_OBJECT
+
+ public:
+  /// All outlive the menu, which is the window's child.
+  JobMenu(Program& program, JobList& list, QWidget* window);
+
+  /// Checks what the settings say, and shows the list so.
+  void ShowSettings();
+  /// Opens the menu for the selected job, or for none.
+  void Popup(QPoint position);
+
+ Q_SIGNALS:
+  void RunWanted(int row);
+  void RestoreWanted(int row);
+  /// -1 for a new job.
+  void EditWanted(int row);
+
+ private:
+  void BuildJobItems();
+  void BuildViewItems();
+  void OpenFolder(int row, bool destination);
+
+  Program& program_;
+  JobList& list_;
+  QMenu* menu_;
+  QAction *run_, *restore_, *edit_, *source_, *destination_, *grid_;
+  QActionGroup* view_;
+  QList<QAction*> columns_;
+};
+
+}  // namespace kavrel

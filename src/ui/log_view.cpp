@@ -1,0 +1,206 @@
+#include "ui/log_view.h"
+
+#include <QApplication>
+#include <algorithm>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "platform/desktop.h"
+#include "ui/icons.h"
+#include "ui/job_list.h"
+#include "ui/menu_kit.h"
+#include "ui/qt_text.h"
+#include "ui/row_colours.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr int kFirstCount = 2, kFailed = 4, kFirstTime = 5;
+constexpr int kPlainImage = 0, kFailedImage = 1;
+
+struct Column {
+  const char16_t* Caption;
+  int Width;
+  clsLictView::Align Alignment;
+};
+constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentre;
+// The last one holds the log file's path and is never seen.
+constexpr Column kColumns[] = {{u"備份排程名稱", 280, kLeft},   {u"狀態", 75, kCentre},
+                               {u"總計", 65, kCentre},          {u"備份", 65, kCentre},
+                               {u"失敗", 65, kCentre},          {u"本次備份時間", 165, kCentre},
+                               {u"下次備份時間", 165, kCentre}, {u"日誌檔名稱", 0, kLeft}};
+
+qint64 CountOf(const std::u16string& text) {
+  return ParseInt(ReplaceAll(text, u",", u"")).value_or(0);
+}
+
+}  // namespace
+
+bool HasFailures(const LogRow& row) {
+  return CountOf(row[kFailed]) > 0;
+}
+
+LogView::LogView(Program& program, QWidget* container, QWidget* window)
+    : QObject(container), program_(program), menu_(new QMenu(window)) {
+  view_.SetTargetPictureBox(container);
+  view_.SetFullRowSelect(true);
+  view_.SetHeaderDragDrop(true);
+  view_.SetLabelTips(true);
+  view_.SetInfoTip(true);
+  view_.SetHideSelection(false);
+  view_.SetMultiSelect(true);
+  view_.SetHeaderSort(true);
+  view_.SetRaiseSubItemPrePaint(true);
+  const QList<QIcon> images{LoadIcon(IconId::LogEntry), LoadIcon(IconId::LogEntryFailed)};
+  view_.SetImageList(clsLictView::SmallImages, images);
+  view_.SetImageList(clsLictView::LargeImages, images);
+  view_.SetAccessibleName(QStringLiteral("備份日誌清單"));
+  view_.Create();
+  AddColumns();
+  ConnectList();
+  BuildMenu();
+  later_.setSingleShot(true);
+  connect(&later_, &QTimer::timeout, this, &LogView::CatchUp);
+}
+
+LogView::~LogView() {
+  program_.LogRows.Changed = nullptr;
+}
+
+void LogView::AddColumns() {
+  for (const Column& column : kColumns) {
+    view_.ColumnAdd(-1, column.Width, QString::fromUtf16(column.Caption), column.Alignment);
+  }
+}
+
+void LogView::ConnectList() {
+  connect(&view_, &clsLictView::OnSubItemPrePaint, this,
+          [this](int row, int, QColor& background, QColor& text) {
+            const QPalette palette = QApplication::palette();
+            AlternateRowColours(view_.ShownPosition(row), palette, background, text);
+            if (HasFailures(shown_[static_cast<std::size_t>(row)])) {
+              text = FailureTextColour(palette);
+            }
+          });
+  connect(&view_, &clsLictView::DbClick, this, &LogView::OpenSelected);
+  connect(&view_, &clsLictView::NotifyKeyDown, this, &LogView::NotifyKeyDown);
+  connect(&view_, &clsLictView::RightClick, this,
+          [this](int, int, QPoint position) { menu_->popup(position); });
+}
+
+void LogView::BuildMenu() {
+  menu_->setObjectName(QStringLiteral("mnuLogJob"));
+  display_ = AddChoices(*menu_, QStringLiteral("mnu_LogDisplay_1_"),
+                        {u"大圖示(&G)...", u"小圖示(&M)...", u"清單(&L)...", u"詳細資料(&D)..."},
+                        [this](int index) { view_.SetView(ViewStyleOf(index)); });
+  SetChoice(*display_, 3);
+  menu_->addSeparator();
+  QAction* grid = AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_5"),
+                          QStringLiteral("顯示格線(&H)..."), true);
+  connect(grid, &QAction::triggered, this, [this](bool on) { view_.SetGlidLine(on); });
+  menu_->addSeparator();
+  QAction* selected =
+      AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_7"), QStringLiteral("單一刪除(&S)..."));
+  connect(selected, &QAction::triggered, this, &LogView::DeleteSelected);
+  delete_all_ =
+      AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_8"), QStringLiteral("全部清除(&C)..."));
+  connect(delete_all_, &QAction::triggered, this, &LogView::DeleteAll);
+  menu_->setDefaultAction(delete_all_);
+  auto* limits = new QMenu(QStringLiteral("日誌檔限制"), menu_);
+  limits->setObjectName(QStringLiteral("mnu_LogDisplay_1_9"));
+  menu_->addMenu(limits);
+  restrictions_ = AddChoices(*limits, QStringLiteral("mnuLogRestrictions"),
+                             {u"到 100 筆後刪除前 70 筆日誌", u"到 200 筆後刪除前 170 筆日誌",
+                              u"到 300 筆後刪除前 270 筆日誌", u"到 400 筆後刪除前 370 筆日誌",
+                              u"到 500 筆後刪除前 470 筆日誌"},
+                             [this](int index) { program_.Settings.SetLogRestrictions(index); });
+}
+
+void LogView::ShowSettings() {
+  SetChoice(*restrictions_, program_.Settings.LogRestrictions());
+}
+
+void LogView::Follow() {
+  CatchUp();
+  // Rows often change many at a time, and while a run is at work.
+  program_.LogRows.Changed = [this] { later_.start(0); };
+}
+
+void LogView::CatchUp() {
+  later_.stop();
+  const std::vector<LogRow>& rows = program_.LogRows.Rows();
+  if (rows == shown_) return;
+  const bool only_added =
+      rows.size() >= shown_.size() && std::equal(shown_.begin(), shown_.end(), rows.begin());
+  if (!only_added) {
+    view_.ItemClear();
+    shown_.clear();
+  }
+  for (std::size_t row = shown_.size(); row < rows.size(); ++row) AddRow(rows[row]);
+  shown_ = rows;
+  Q_EMIT CountChanged();
+}
+
+void LogView::AddRow(const LogRow& row) {
+  const int image = HasFailures(row) ? kFailedImage : kPlainImage;
+  const int index = view_.ItemAdd(-1, ToQt(row[0]), image, image);
+  for (int column = 1; column < static_cast<int>(row.size()); ++column) {
+    const std::u16string& text = row[static_cast<std::size_t>(column)];
+    view_.ItemAddSub(index, column, ToQt(text));
+    if (column >= kFirstCount && column <= kFailed) {
+      view_.SetItemSortKey(index, column, CountOf(text));
+    } else if (column >= kFirstTime && column < kLogPathColumn) {
+      const DateTime time = ParseDateTime(text).value_or(kZeroDate);
+      view_.SetItemSortKey(index, column, time.time_since_epoch().count());
+    }
+  }
+}
+
+void LogView::NotifyKeyDown(int key, bool& handled) {
+  handled = true;
+  switch (key) {
+    case Qt::Key_Delete:
+      DeleteSelected();
+      break;
+    case Qt::Key_Return:
+      OpenSelected();
+      break;
+    case Qt::Key_A:
+      view_.SetSelectList(true);
+      break;
+    case Qt::Key_N:
+      view_.SetSelectList(false);
+      break;
+    default:
+      handled = false;
+  }
+}
+
+void LogView::OpenSelected() {
+  const int row = view_.SelectedIndex();
+  if (row < 0) return;
+  std::u16string path = FromQt(view_.ItemText(row, kLogPathColumn));
+  // The program folder may have been moved since.
+  if (!program_.Files.Status(path)) {
+    path = LogFolder(program_.Files) + std::u16string(JobLogName(path));
+  }
+  if (const auto host_path = program_.Files.HostPath(path)) OpenWithDesktop(FromUtf8(*host_path));
+}
+
+void LogView::DeleteSelected() {
+  CatchUp();
+  const QList<int> selected = view_.SelectedItems();
+  if (selected.isEmpty()) return;
+  const std::vector<std::size_t> rows(selected.begin(), selected.end());
+  program_.ProgramLog.DeleteSelectedLogs(rows);
+  CatchUp();
+}
+
+void LogView::DeleteAll() {
+  if (program_.LogRows.Rows().empty()) return;
+  program_.DeleteAllLogs();
+  CatchUp();
+}
+
+}  // namespace kavrel

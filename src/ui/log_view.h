@@ -1,0 +1,59 @@
+// The list of the finished runs in the main window, with its context menu.
+#pragma once
+
+#include <QMenu>
+#include <QObject>
+#include <QTimer>
+
+#include "app/program.h"
+#include "ui/controls/cls_lict_view.h"
+
+class QActionGroup;
+
+namespace kavrel {
+
+class LogView : public QObject {
+  Q_OBJECT
+
+ public:
+  /// The program outlives this; the menu is the window's child.
+  LogView(Program& program, QWidget* container, QWidget* window);
+  ~LogView() override;
+
+  clsLictView& View() { return view_; }
+
+  /// Checks what the settings say.
+  void ShowSettings();
+  /// Shows the program's rows, and from now on every change of them.
+  void Follow();
+  /// Shows at once what has changed; it would be shown with the next events otherwise.
+  void CatchUp();
+
+ Q_SIGNALS:
+  /// Rows came or went.
+  void CountChanged();
+
+ private:
+  void AddColumns();
+  void ConnectList();
+  void BuildMenu();
+  void AddRow(const LogRow& row);
+  void NotifyKeyDown(int key, bool& handled);
+  void OpenSelected();
+  void DeleteSelected();
+  void DeleteAll();
+
+  Program& program_;
+  clsLictView view_;
+  QMenu* menu_;
+  QActionGroup* display_;
+  QActionGroup* restrictions_;
+  QAction* delete_all_;
+  std::vector<LogRow> shown_;
+  QTimer later_;
+};
+
+/// True when the row tells of files that failed.
+bool HasFailures(const LogRow& row);
+
+}  // namespace kavrel

@@ -1,0 +1,95 @@
+// kavrel: Kavrel with its window. `kavrel [--home DIR] [JOB...]`: the named jobs are run once, and
+// the program ends.
+#include <QApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "base/text.h"
+#include "core/command_line.h"
+#include "platform/folders.h"
+#include "platform/process.h"
+#include "ui/frm_main.h"
+
+namespace kavrel {
+namespace {
+
+struct Arguments {
+  std::u16string Home;
+  std::vector<std::u16string> Jobs;
+  bool Help = false, Wrong = false;
+};
+
+Arguments ReadArguments(int argc, char** argv) {
+  constexpr std::string_view kHome = "--home";
+  Arguments read;
+  bool options = true;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view word = argv[i];
+    if (!options || !word.starts_with("--")) {
+      read.Jobs.push_back(FromUtf8(word));
+    } else if (word == "--") {
+      options = false;
+    } else if (word == kHome && i + 1 < argc) {
+      read.Home = FromUtf8(argv[++i]);
+    } else if (word.starts_with(kHome) && word.substr(kHome.size()).starts_with('=')) {
+      read.Home = FromUtf8(word.substr(kHome.size() + 1));
+    } else if (word == "--help") {
+      read.Help = true;
+    } else {
+      read.Wrong = true;
+    }
+  }
+  return read;
+}
+
+/// The toolkit's own buttons and dialogs speak the program's language.
+void SpeakChinese(QTranslator& translator) {
+  const QLocale locale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan);
+  QLocale::setDefault(locale);
+  if (translator.load(QStringLiteral("qtbase_zh_TW"),
+                      QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+    QCoreApplication::installTranslator(&translator);
+  }
+  // Where the desktop's font has no Chinese, the forms of Taiwan are meant.
+  QFont::insertSubstitution(QApplication::font().family(), QStringLiteral("Noto Sans CJK TC"));
+}
+
+int Run(int argc, char** argv) {
+  QApplication app(argc, argv);
+  const Arguments arguments = ReadArguments(argc, argv);
+  if (arguments.Help || arguments.Wrong) {
+    (arguments.Help ? std::cout : std::cerr)
+        << "Usage: kavrel [--home DIR] [JOB...]\n"
+           "Opens the window. With names of jobs, runs these once and ends.\n";
+    return arguments.Help ? 0 : 2;
+  }
+  const std::optional<std::u16string> folder = ProgramFolder(arguments.Home);
+  if (!folder) {
+    std::cerr << "kavrel: the program folder cannot be made: " << ToUtf8(arguments.Home) << '\n';
+    return 2;
+  }
+  SystemClock clock;
+  FrmMain window;
+  Program program(*folder, SettingsFile(arguments.Home), clock, window);
+  // Somebody else has the folder: this window is not needed.
+  if (!program.Lock(u"kavrel")) return 0;
+  RaiseOpenFileLimit();
+  WatchForInterrupt();
+  QTranslator translator;
+  SpeakChinese(translator);
+  QApplication::setQuitOnLastWindowClosed(false);
+  QObject::connect(&window, &FrmMain::Ended, &app, [] { QCoreApplication::exit(0); });
+  window.Start(program, JoinArguments(arguments.Jobs));
+  return window.HasEnded() ? 0 : QApplication::exec();
+}
+
+}  // namespace
+}  // namespace kavrel
+
+int main(int argc, char** argv) {
+  return kavrel::Run(argc, argv);
+}

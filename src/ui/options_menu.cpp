@@ -1,0 +1,132 @@
+#include "ui/options_menu.h"
+
+#include <QMessageBox>
+#include <QPushButton>
+
+#include "platform/desktop.h"
+#include "ui/menu_kit.h"
+#include "ui/qt_text.h"
+
+namespace kavrel {
+
+namespace {
+
+// The product's own addresses.
+constexpr std::u16string_view kMailAddress = u"mailto:kavrel@kavrel.example";
+constexpr std::u16string_view kWebAddress = u"https://kavrel.example/";
+
+QMenu* MakeMenu(QWidget* window, const QString& name, const QString& caption = {}) {
+  auto* menu = new QMenu(caption, window);
+  menu->setObjectName(name);
+  return menu;
+}
+
+}  // namespace
+
+OptionsMenu::OptionsMenu(Program& program, QWidget* window)
+    : QObject(window),
+      program_(program),
+      window_(window),
+      options_(MakeMenu(window, QStringLiteral("MnuSet"))),
+      help_(MakeMenu(window, QStringLiteral("mnuHelp"))) {
+  BuildSwitches();
+  options_->addSeparator();
+  BuildChoices();
+  options_->addSeparator();
+  shortcut_ = AddItem(*options_, QStringLiteral("mnuShortcut"), QStringLiteral("建立備份排程捷徑"));
+  connect(shortcut_, &QAction::triggered, this, &OptionsMenu::ShortcutsWanted);
+  options_->setDefaultAction(shortcut_);
+  BuildHelp();
+}
+
+void OptionsMenu::BuildSwitches() {
+  QMenu& menu = *options_;
+  start_ =
+      AddItem(menu, QStringLiteral("MnuStart"), QStringLiteral("Windows 啟動後自動執行"), true);
+  connect(start_, &QAction::triggered, this, [this](bool on) { program_.SetAutostart(on); });
+  start_min_ =
+      AddItem(menu, QStringLiteral("MnuStartMin"), QStringLiteral("程式啟動後隱藏至工作列"), true);
+  connect(start_min_, &QAction::triggered, this,
+          [this](bool on) { program_.Settings.SetStartMin(on); });
+  sound_ =
+      AddItem(menu, QStringLiteral("mnuSound"), QStringLiteral("備份完成後播放背景音樂"), true);
+  connect(sound_, &QAction::triggered, this,
+          [this](bool on) { program_.Settings.SetPlaySound(on); });
+  menu.addSeparator();
+  exclusions_ = AddItem(menu, QStringLiteral("mnuExc"), QStringLiteral("新增 / 編輯排除排程"));
+  connect(exclusions_, &QAction::triggered, this, &OptionsMenu::ExclusionsWanted);
+  exclusions_on_ =
+      AddItem(menu, QStringLiteral("mnuExcEnabled"), QStringLiteral("啟動檔案 / 資料夾排除"), true);
+  connect(exclusions_on_, &QAction::triggered, this, &OptionsMenu::SetExclusions);
+}
+
+void OptionsMenu::SetExclusions(bool on) {
+  program_.Exclusions.ExcEnabled = on;
+  program_.Settings.SetExcEnabled(on);
+  exclusions_->setVisible(on);
+}
+
+void OptionsMenu::BuildChoices() {
+  const auto submenu = [this](const char* name, const char16_t* caption) -> QMenu& {
+    QMenu* menu = MakeMenu(window_, QString::fromLatin1(name), QString::fromUtf16(caption));
+    options_->addMenu(menu);
+    return *menu;
+  };
+  restore_ = AddChoices(submenu("mnuRestore", u"還原選項"), QStringLiteral("mnuResAll"),
+                        {u"完整還原 -- 僅還原不比對", u"遞增還原 -- 完整還原比對"}, [](int) {});
+  compression_ = AddChoices(
+      submenu("mnuZipSet", u"壓縮方式"), QStringLiteral("mnuZipComp"),
+      {u"不壓縮(最快)", u"快速壓縮(一般)", u"完整壓縮(最慢)"},
+      [this](int index) { program_.Context.Compression = static_cast<CompressionLevel>(index); });
+  priority_ = AddChoices(submenu("mnuPriority", u"備份優先權"), QStringLiteral("mnuSetPriority"),
+                         {u"即時", u"高", u"標準以上", u"標準", u"標準以下", u"低"},
+                         [this](int index) { program_.Settings.SetProcessPriority(index); });
+}
+
+void OptionsMenu::BuildHelp() {
+  const auto opens = [this](QAction* action, std::u16string_view address) {
+    connect(action, &QAction::triggered, this, [address] { OpenWithDesktop(address); });
+  };
+  opens(AddItem(*help_, QStringLiteral("mnuMail"), QStringLiteral("寫信給我")), kMailAddress);
+  web_ = AddItem(*help_, QStringLiteral("mnuWeb"), QStringLiteral("我的網站"));
+  opens(web_, kWebAddress);
+  help_->setDefaultAction(web_);
+  help_->addSeparator();
+  connect(AddItem(*help_, QStringLiteral("mnuAbout"), QStringLiteral("關於本軟體")),
+          &QAction::triggered, this, &OptionsMenu::ShowAbout);
+}
+
+void OptionsMenu::ShowAbout() {
+  QMessageBox box(window_);
+  box.setWindowTitle(ToQt(kAppTitle));
+  box.setText(ToQt(kAppTitle));
+  box.setInformativeText(QStringLiteral("非常方便好用的資料備份工具"));
+  box.addButton(QMessageBox::Ok)->setText(QStringLiteral("確定(&O)"));
+  box.exec();
+}
+
+void OptionsMenu::ShowSettings() {
+  const Settings& settings = program_.Settings;
+  start_->setChecked(settings.Autostart());
+  start_min_->setChecked(settings.StartMin());
+  sound_->setChecked(settings.PlaySound());
+  exclusions_on_->setChecked(program_.Exclusions.ExcEnabled);
+  exclusions_->setVisible(program_.Exclusions.ExcEnabled);
+  SetChoice(*restore_, static_cast<int>(RestoreMode::Full));
+  SetChoice(*compression_, static_cast<int>(program_.Context.Compression));
+  SetChoice(*priority_, settings.ProcessPriority());
+}
+
+void OptionsMenu::PopupOptions(QPoint position) {
+  options_->popup(position);
+}
+
+void OptionsMenu::PopupHelp(QPoint position) {
+  help_->popup(position);
+}
+
+RestoreMode OptionsMenu::Restore() const {
+  return static_cast<RestoreMode>(Choice(*restore_));
+}
+
+}  // namespace kavrel

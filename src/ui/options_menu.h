@@ -1,0 +1,47 @@
+// The menus of the toolbar: the program's options, and what it tells about itself.
+#pragma once
+
+#include <QMenu>
+#include <QObject>
+
+#include "app/program.h"
+
+class QActionGroup;
+
+namespace kavrel {
+
+/// Every option is stored the moment it is chosen.
+class OptionsMenu : public QObject {
+  Q_OBJECT
+
+ public:
+  /// Both outlive the menus, which are the window's children.
+  OptionsMenu(Program& program, QWidget* window);
+
+  /// Checks what the settings say.
+  void ShowSettings();
+  void PopupOptions(QPoint position);
+  void PopupHelp(QPoint position);
+  /// How the next restore works; not stored.
+  RestoreMode Restore() const;
+
+ Q_SIGNALS:
+  void ExclusionsWanted();
+  void ShortcutsWanted();
+
+ private:
+  void BuildSwitches();
+  void BuildChoices();
+  void BuildHelp();
+  void ShowAbout();
+  void SetExclusions(bool on);
+
+  Program& program_;
+  QWidget* window_;
+  QMenu* options_;
+  QMenu* help_;
+  QAction *start_, *start_min_, *sound_, *exclusions_, *exclusions_on_, *shortcut_, *web_;
+  QActionGroup *restore_, *compression_, *priority_;
+};
+
+}  // namespace kavrel
