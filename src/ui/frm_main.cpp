@@ -343,7 +343,8 @@ void FrmMain::BeginRun(std::int32_t job_index, bool restore) {
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
   running_ = ToQt(job.Name);
   progress_->Begin(job, program_->DestinationNow(job), restore);
-  tray_told_.invalidate();
+  // The first look at the run is not to wait.
+  for (QElapsedTimer* timer : {&pumped_, &drawn_, &tray_told_}) timer->invalidate();
 }
 
 void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {

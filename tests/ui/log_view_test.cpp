@@ -1,0 +1,132 @@
+#include "ui/log_view.h"
+
+#include <gtest/gtest.h>
+
+#include <QPushButton>
+#include <QToolButton>
+
+#include "ui/main_window.h"
+#include "ui/row_colours.h"
+
+namespace kavrel {
+
+namespace {
+
+using std::filesystem::exists;
+
+/// The window with its log list in sight, and five finished runs.
+class LogViewTest : public ::testing::Test {
+ protected:
+  LogViewTest() {
+    for (const char16_t* failed : {u"0", u"3", u"0", u"1,200", u"0"}) {
+      main_.AddLogRow(u"照片", failed);
+    }
+    main_.Start();
+    Click(main_.Button(4));
+  }
+
+  QAbstractItemView& View() { return ViewOf(*main_.Logs().hwnd()); }
+  int LogFiles() {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(main_.Temp.Home() / "Log")) {
+      count += entry.path().extension() == ".txt" ? 1 : 0;
+    }
+    return count;
+  }
+  std::string Stored() { return ReadTestFile(main_.Temp.Home() / "Log/QVDlog.log"); }
+
+  MainWindow main_;
+};
+
+TEST_F(LogViewTest, TakesThePlaceOfTheJobsAndCountsItsRows) {
+  EXPECT_TRUE(main_.Shown("piclstLog"));
+  EXPECT_FALSE(main_.Shown("PiclstJob"));
+  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：5 筆 ]");
+  EXPECT_EQ(main_.Button(4).toolTip(), "關閉備份日誌");
+  EXPECT_TRUE(View().hasFocus());
+  main_.AddLogRow(u"又一次");
+  EXPECT_TRUE(WaitUntil([&] { return main_.Logs().ItemCount() == 6; }));
+  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：6 筆 ]");
+  Click(main_.Button(4));
+  EXPECT_TRUE(main_.Shown("PiclstJob"));
+  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版");
+  EXPECT_EQ(main_.Button(4).toolTip(), "顯示備份日誌");
+}
+
+TEST_F(LogViewTest, FailuresAreSeen) {
+  const auto image = [&](int row) {
+    return View().model()->index(row, 0).data(Qt::DecorationRole).value<QIcon>().cacheKey();
+  };
+  EXPECT_EQ(image(0), image(2));
+  EXPECT_EQ(image(1), image(3));
+  EXPECT_NE(image(0), image(1));
+  const auto colours = [&](int row) {
+    QColor background, text;
+    Q_EMIT main_.Logs().OnSubItemPrePaint(row, 0, background, text);
+    return text;
+  };
+  EXPECT_EQ(colours(3), FailureTextColour(QPalette()));
+  EXPECT_NE(colours(2), FailureTextColour(QPalette()));
+}
+
+TEST_F(LogViewTest, DeletesTheChosenRowsWithTheirFiles) {
+  main_.Logs().SetSelectedItem(1);
+  main_.Logs().SetSelected(3, true);
+  Press(View(), Qt::Key_Delete);
+  EXPECT_EQ(main_.Logs().ItemCount(), 3);
+  EXPECT_EQ(LogFiles(), 3);
+  EXPECT_FALSE(exists(main_.Temp.Home() / "Log/3.txt"));
+  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：3 筆 ]");
+  EXPECT_EQ(Stored().find("Log/1.txt"), std::string::npos);
+  EXPECT_NE(Stored().find("Log/2.txt"), std::string::npos);
+
+  Press(View(), Qt::Key_A);
+  EXPECT_EQ(main_.Logs().ItemSelCount(), 3);
+  Press(View(), Qt::Key_N);
+  EXPECT_EQ(main_.Logs().ItemSelCount(), 0);
+  Press(View(), Qt::Key_Delete);
+  EXPECT_EQ(main_.Logs().ItemCount(), 3);
+  main_.Menu(main_.Logs(), 2, "mnu_LogDisplay_1_7");
+  EXPECT_EQ(main_.Logs().ItemCount(), 2);
+}
+
+TEST_F(LogViewTest, ClearingTakesEveryJobLogAndNothingElse) {
+  WriteTestFile(main_.Temp.Home() / "Log/unlisted.TXT", "log");
+  WriteTestFile(main_.Temp.Home() / "Log/notes.md", "mine");
+  const QStringList menu = main_.Menu(main_.Logs(), 0, "mnu_LogDisplay_1_8");
+  EXPECT_TRUE(menu.contains("*全部清除(&C)...")) << menu.join("|").toStdString();
+  EXPECT_EQ(main_.Logs().ItemCount(), 0);
+  EXPECT_EQ(LogFiles(), 0);
+  EXPECT_FALSE(exists(main_.Temp.Home() / "Log/unlisted.TXT"));
+  EXPECT_TRUE(exists(main_.Temp.Home() / "Log/notes.md"));
+  EXPECT_EQ(Stored(), "");
+  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：0 筆 ]");
+}
+
+TEST_F(LogViewTest, OpensALogEvenAfterTheFolderWasMoved) {
+  // What opens files on this desktop only notes what it was given.
+  const std::filesystem::path tools = main_.Temp.Root() / "tools",
+                              note = main_.Temp.Root() / "note";
+  WriteTestFile(tools / "xdg-open", "#!/bin/sh\necho \"$1\" > " + note.string() + ".part\nmv " +
+                                        note.string() + ".part " + note.string() + "\n");
+  std::filesystem::permissions(tools / "xdg-open", std::filesystem::perms::owner_all);
+  const QByteArray path = qgetenv("PATH");
+  qputenv("PATH", QByteArray(tools.c_str()) + ":" + path);
+  const auto opened = [&] {
+    EXPECT_TRUE(WaitUntil([&] { return exists(note); }));
+    const std::string text = ReadTestFile(note);
+    std::filesystem::remove(note);
+    return text;
+  };
+  DoubleClick(*View().viewport(), CellCentre(*main_.Logs().hwnd(), 2));
+  EXPECT_EQ(opened(), (main_.Temp.Home() / "Log/2.txt").string() + "\n");
+  main_.Program.LogRows.Append({u"搬來的", u"", u"", u"", u"0", u"", u"", u"X:\\舊的\\Log\\4.txt"});
+  EXPECT_TRUE(WaitUntil([&] { return main_.Logs().ItemCount() == 6; }));
+  main_.Logs().SetSelectedItem(5);
+  Press(View(), Qt::Key_Return);
+  EXPECT_EQ(opened(), (main_.Temp.Home() / "Log/4.txt").string() + "\n");
+  qputenv("PATH", path);
+}
+
+}  // namespace
+}  // namespace kavrel
