@@ -47,8 +47,8 @@ bool TreeCount::Advance(std::size_t entries) {
 void TreeCount::Enter(Result<Folder> folder, std::size_t path_length) {
   const bool out =
       PathStartsWith(path_, to_) || (exclusions_ && exclusions_->IsFolderExcluded(path_));
-  const Result<FileStatus> status = folder && !out ? folder->Status() : Result<FileStatus>();
-  if (!status || dest_root_.Is(*status)) {
+  const Result<FileStatus> status = folder ? folder->Status() : Result<FileStatus>();
+  if (out || !folder || !status || dest_root_.Is(*status)) {
     path_.resize(path_length);
     done_ = levels_.empty();
     return;

@@ -1,0 +1,82 @@
+#include "app/run_progress.h"
+
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "support/test_program.h"
+
+namespace kavrel {
+namespace {
+
+/// Lets the progress count until the total is known.
+RunFigures CountAll(RunProgress& progress) {
+  RunFigures figures;
+  while (!figures.TotalKnown) {
+    progress.CountOn();
+    figures = progress.Figures();
+  }
+  return figures;
+}
+
+std::string Text(const RunFigures& figures) {
+  return ToUtf8(ProgressText(figures));
+}
+
+TEST(RunProgress, PromisesNothingBeforeTheTotalIsKnown) {
+  TestProgram test;
+  BackupJob& job = test.AddJob();
+  for (int i = 0; i < 4; ++i) {
+    WriteTestFile(test.Source() / std::to_string(i), std::string(1U << 20U, 'x'));
+  }
+  RunProgress progress(test.Program.Context);
+  progress.Begin(job, u"D:\\dst\\", false);
+  RunCounters& counters = test.Program.Context.Counters;
+  RunFigures figures = progress.Figures();
+  EXPECT_EQ(figures.Percent, -1);
+  EXPECT_EQ(Text(figures), "整體進度：0 個檔案，0 位元");
+
+  figures = CountAll(progress);
+  EXPECT_EQ(figures.FilesTotal, 4U);
+  EXPECT_EQ(figures.BytesTotal, 4U << 20U);
+  EXPECT_EQ(figures.Percent, 0);
+  EXPECT_EQ(figures.SecondsLeft, -1) << "no speed is known yet";
+
+  // One file in two seconds, and a half of the second in one more.
+  test.Clock.Advance(2000);
+  counters.SourceFiles = 1;
+  counters.SourceBytes = counters.CopiedBytes = 1U << 20U;
+  EXPECT_EQ(Text(progress.Figures()),
+            "整體進度：1 / 4 個檔案，1,024.00 KB / 4.00 MB，512.00 KB/秒，剩餘約 6 秒");
+  progress.Note(1U << 20U, 1U << 19U);
+  figures = progress.Figures();
+  EXPECT_EQ(figures.BytesDone, 3U << 19U);
+  progress.Note(1U << 20U, 1U << 20U);
+  EXPECT_EQ(progress.Figures().BytesDone, 1U << 20U) << "the counters have it";
+
+  // What was fast long ago says nothing of the time that is left.
+  for (int i = 0; i < 40; ++i) {
+    test.Clock.Advance(500);
+    figures = progress.Figures();
+  }
+  EXPECT_EQ(figures.BytesPerSecond, 0);
+  EXPECT_EQ(figures.SecondsLeft, -1);
+}
+
+TEST(RunProgress, FollowsTheArchiverThroughACompressedRun) {
+  TestProgram test;
+  BackupJob& job = test.AddJob(BackupType::Compressed);
+  RunProgress progress(test.Program.Context);
+  progress.Begin(job, u"D:\\dst\\", false);
+  EXPECT_EQ(progress.Figures().Percent, -1);
+  test.Program.Context.Counters.CopiedFiles = 7;
+  progress.Note(100, 25);
+  test.Clock.Advance(3000);
+  progress.Note(100, 40);
+  const RunFigures figures = progress.Figures();
+  EXPECT_EQ(figures.Percent, 40);
+  EXPECT_EQ(figures.FilesDone, 7U);
+  EXPECT_EQ(figures.SecondsLeft, 4);
+}
+
+}  // namespace
+}  // namespace kavrel
