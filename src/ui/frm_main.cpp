@@ -14,7 +14,7 @@
 #include "ui/job_list.h"
 #include "ui/job_menu.h"
 #include "ui/log_view.h"
-#include "ui/messages.h"
+#include "ui/message_box.h"
 #include "ui/options_menu.h"
 #include "ui/qt_text.h"
 #include "ui/run_panel.h"
@@ -50,7 +50,7 @@ bool Due(QElapsedTimer& timer, int every_ms) {
 
 FrmMain::FrmMain() {
   setObjectName(QStringLiteral("FrmMain"));
-  setWindowTitle(ToQt(kAppTitle));
+  setWindowTitle(ToQString(kAppTitle));
   setWindowIcon(LoadIcon(IconId::Program));
 }
 
@@ -66,9 +66,11 @@ void FrmMain::Start(Program& program, std::u16string_view command_line) {
     showMinimized();
   }
   if (!readable) {
-    Warn(this,
-         QStringLiteral("無法讀取備份設定檔案「%1」，%2\n這個檔案將保持原狀，本次的變更不會儲存。")
-             .arg(ToQt(program.Store.Path()), ToQt(ApiErrorText(program.Store.LastError()))));
+    TellFailure(
+        *this,
+        QStringLiteral("無法讀取備份設定檔案「%1」，%2\n這個檔案將保持原狀，本次的變更不會儲存。")
+            .arg(ToQString(program.Store.Path()),
+                 ToQString(ApiErrorText(program.Store.LastError()))));
   }
 }
 
@@ -244,7 +246,7 @@ void FrmMain::ShowLog(bool show) {
 }
 
 void FrmMain::UpdateCaption() {
-  QString caption = ToQt(kAppTitle);
+  QString caption = ToQString(kAppTitle);
   if (toolbar_.ButtonChecked(kShowLog)) {
     caption += QStringLiteral(" [ 備份紀錄總計：%1 筆 ]").arg(log_->View().ItemCount());
   }
@@ -254,7 +256,7 @@ void FrmMain::UpdateCaption() {
 void FrmMain::RunCheckedJobs() {
   if (jobs_->View().ItemCount() == 0) return;
   ShowLog(false);
-  if (!Ask(this, QStringLiteral("您確定要執行備份清單上已勾選的排程嗎？"))) {
+  if (!Confirm(*this, QStringLiteral("您確定要執行備份清單上已勾選的排程嗎？"))) {
     jobs_->View().ListRefresh();
     return;
   }
@@ -264,12 +266,13 @@ void FrmMain::RunCheckedJobs() {
 void FrmMain::ExportJobs() {
   const QString folder = QFileDialog::getExistingDirectory(this, QStringLiteral("目的資料夾"));
   if (folder.trimmed().isEmpty()) {
-    BeepAndFlash(this);
+    kavrel::Attract(*this);
     return;
   }
-  if (const int error = program_->Store.ExportJobs(FromQt(folder))) {
-    Warn(this,
-         QStringLiteral("無法匯出備份設定至「%1」，%2").arg(folder, ToQt(ApiErrorText(error))));
+  if (const int error = program_->Store.ExportJobs(FromQString(folder))) {
+    TellFailure(
+        *this,
+        QStringLiteral("無法匯出備份設定至「%1」，%2").arg(folder, ToQString(ApiErrorText(error))));
   }
 }
 
@@ -277,14 +280,16 @@ void FrmMain::ImportJobs() {
   const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("載入備份設定檔案"), {},
                                                     QStringLiteral("備份設定檔案 (*.Rtm *.rtm)"));
   if (path.isEmpty()) return;
-  if (const int error = program_->ImportJobs(FromQt(path))) {
-    Warn(this,
-         QStringLiteral("無法載入備份設定檔案「%1」，%2").arg(path, ToQt(ApiErrorText(error))));
+  if (const int error = program_->ImportJobs(FromQString(path))) {
+    TellFailure(
+        *this,
+        QStringLiteral("無法載入備份設定檔案「%1」，%2").arg(path, ToQString(ApiErrorText(error))));
     return;
   }
   FillJobList();
-  Tell(this, QStringLiteral(
-                 "原始檔名已經變更為「old_Backup.rtm」請重新啟動本軟體檢查相關備份設定的完整性。"));
+  Inform(*this,
+         QStringLiteral(
+             "原始檔名已經變更為「old_Backup.rtm」請重新啟動本軟體檢查相關備份設定的完整性。"));
 }
 
 void FrmMain::EditJob(int row) {
@@ -313,7 +318,7 @@ void FrmMain::lstJob_ItemCheck(int row, bool checked) {
 void FrmMain::AskAndRun(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   const QString name = jobs_->View().ItemText(row, 0);
-  if (!Ask(this, QStringLiteral("您確定要執行「%1」備份排程嗎？").arg(name))) return;
+  if (!Confirm(*this, QStringLiteral("您確定要執行「%1」備份排程嗎？").arg(name))) return;
   if (!program_->State.RunBusy) BeginRun(row, false);
   const RunOutcome outcome = program_->RunJobNow(row);
   TellOutcome(outcome, program_->Store.Jobs[static_cast<std::size_t>(row)]);
@@ -322,7 +327,7 @@ void FrmMain::AskAndRun(int row) {
 void FrmMain::AskAndRestore(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   const QString name = jobs_->View().ItemText(row, 0);
-  if (!Ask(this, QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(name))) return;
+  if (!Confirm(*this, QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(name))) return;
   if (!program_->State.RunBusy) BeginRun(row, true);
   const RunOutcome outcome = program_->RunRestoreNow(
       row, options_->Restore(),
@@ -332,16 +337,17 @@ void FrmMain::AskAndRestore(int row) {
 
 void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
   if (outcome == RunOutcome::SourceMissing) {
-    Warn(this, QStringLiteral("找不到資料夾「%1」，排程「%2」沒有執行。")
-                   .arg(ToQt(job.Source.WorkPath), ToQt(job.Name)));
+    TellFailure(*this, QStringLiteral("找不到資料夾「%1」，排程「%2」沒有執行。")
+                           .arg(ToQString(job.Source.WorkPath), ToQString(job.Name)));
   } else if (outcome == RunOutcome::NoArchiver) {
-    Warn(this, QStringLiteral("找不到 7-Zip 程式，排程「%1」沒有執行。").arg(ToQt(job.Name)));
+    TellFailure(*this,
+                QStringLiteral("找不到 7-Zip 程式，排程「%1」沒有執行。").arg(ToQString(job.Name)));
   }
 }
 
 void FrmMain::BeginRun(std::int32_t job_index, bool restore) {
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
-  running_ = ToQt(job.Name);
+  running_ = ToQString(job.Name);
   progress_->Begin(job, program_->DestinationNow(job), restore);
   // The first look at the run is not to wait.
   for (QElapsedTimer* timer : {&pumped_, &drawn_, &tray_told_}) timer->invalidate();
@@ -445,13 +451,13 @@ void FrmMain::TimerWake_Timer() {
   std::u16string text = Decimal(now.Year, 4) + u" 年 " + Decimal(now.Month, 2) + u" 月 " +
                         Decimal(now.Day, 2) + u" 日 " + Decimal(now.Hour, 2) + u" 時 " +
                         Decimal(now.Minute, 2) + u" 分 " + Decimal(now.Second, 2) + u" 秒";
-  status_bar_.SetText(0, ToQt(text));
+  status_bar_.SetText(0, ToQString(text));
 }
 
 // ---- Seen, hidden, ended ----
 
 void FrmMain::Attract() {
-  if (Seen()) BeepAndFlash(this);
+  if (Seen()) kavrel::Attract(*this);
 }
 
 bool FrmMain::Seen() const {

@@ -106,7 +106,7 @@ void JobList::SetView(int number) {
 void JobList::Fill() {
   view_.ItemClear();
   for (const BackupJob& job : program_.Store.Jobs) {
-    const int row = view_.ItemAdd(-1, ToQt(job.Name), 0, 0);
+    const int row = view_.ItemAdd(-1, ToQString(job.Name), 0, 0);
     const std::u16string texts[] = {job.Source.Path,
                                     job.Destination.Path,
                                     {},
@@ -121,7 +121,7 @@ void JobList::Fill() {
                                     RefusedDaysText(job.RefusedDays),
                                     job.FileTypes};
     int column = 1;
-    for (const std::u16string& text : texts) view_.ItemAddSub(row, column++, ToQt(text));
+    for (const std::u16string& text : texts) view_.ItemAddSub(row, column++, ToQString(text));
     ShowTimes(row);
     view_.SetChecked(row, job.Enabled);
   }
@@ -140,7 +140,7 @@ void JobList::ShowStarted(int row, DateTime now) {
 }
 
 void JobList::ShowTime(int row, int column, DateTime time) {
-  view_.SetItemText(row, column, time == kZeroDate ? QString() : ToQt(DateTimeText(time)));
+  view_.SetItemText(row, column, time == kZeroDate ? QString() : ToQString(DateTimeText(time)));
   view_.SetItemSortKey(row, column, time.time_since_epoch().count());
 }
 

@@ -62,7 +62,7 @@ void JobMenu::BuildViewItems() {
 
 void JobMenu::ShowSettings() {
   const Settings& settings = program_.Settings;
-  SetChoice(*view_, settings.ProtIcon());
+  CheckItem(*view_, settings.ProtIcon());
   list_.SetView(settings.ProtIcon());
   grid_->setChecked(settings.ProtGlidLine());
   list_.View().SetGlidLine(settings.ProtGlidLine());

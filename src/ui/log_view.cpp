@@ -94,7 +94,7 @@ void LogView::BuildMenu() {
   display_ = AddChoices(*menu_, QStringLiteral("mnu_LogDisplay_1_"),
                         {u"大圖示(&G)...", u"小圖示(&M)...", u"清單(&L)...", u"詳細資料(&D)..."},
                         [this](int index) { view_.SetView(ViewStyleOf(index)); });
-  SetChoice(*display_, 3);
+  CheckItem(*display_, 3);
   menu_->addSeparator();
   QAction* grid = AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_5"),
                           QStringLiteral("顯示格線(&H)..."), true);
@@ -118,7 +118,7 @@ void LogView::BuildMenu() {
 }
 
 void LogView::ShowSettings() {
-  SetChoice(*restrictions_, program_.Settings.LogRestrictions());
+  CheckItem(*restrictions_, program_.Settings.LogRestrictions());
 }
 
 void LogView::Follow() {
@@ -144,10 +144,10 @@ void LogView::CatchUp() {
 
 void LogView::AddRow(const LogRow& row) {
   const int image = HasFailures(row) ? kFailedImage : kPlainImage;
-  const int index = view_.ItemAdd(-1, ToQt(row[0]), image, image);
+  const int index = view_.ItemAdd(-1, ToQString(row[0]), image, image);
   for (int column = 1; column < static_cast<int>(row.size()); ++column) {
     const std::u16string& text = row[static_cast<std::size_t>(column)];
-    view_.ItemAddSub(index, column, ToQt(text));
+    view_.ItemAddSub(index, column, ToQString(text));
     if (column >= kFirstCount && column <= kFailed) {
       view_.SetItemSortKey(index, column, CountOf(text));
     } else if (column >= kFirstTime && column < kLogPathColumn) {
@@ -180,7 +180,7 @@ void LogView::NotifyKeyDown(int key, bool& handled) {
 void LogView::OpenSelected() {
   const int row = view_.SelectedIndex();
   if (row < 0) return;
-  std::u16string path = FromQt(view_.ItemText(row, kLogPathColumn));
+  std::u16string path = FromQString(view_.ItemText(row, kLogPathColumn));
   // The program folder may have been moved since.
   if (!program_.Files.Status(path)) {
     path = LogFolder(program_.Files) + std::u16string(JobLogName(path));

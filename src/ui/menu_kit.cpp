@@ -36,11 +36,11 @@ QActionGroup* AddChoices(QMenu& menu, const QString& name,
   return group;
 }
 
-int Choice(const QActionGroup& group) {
+int CheckedItem(const QActionGroup& group) {
   return group.checkedAction() != nullptr ? group.checkedAction()->data().toInt() : -1;
 }
 
-void SetChoice(QActionGroup& group, int index) {
+void CheckItem(QActionGroup& group, int index) {
   QAction* action = group.actions().value(index);
   if (action == nullptr) return;
   action->setChecked(true);

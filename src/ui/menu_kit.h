@@ -19,7 +19,7 @@ QActionGroup* AddChoices(QMenu& menu, const QString& name,
                          std::function<void(int index)> chosen);
 
 /// The checked item's number, and checking one without telling anybody.
-int Choice(const QActionGroup& group);
-void SetChoice(QActionGroup& group, int index);
+int CheckedItem(const QActionGroup& group);
+void CheckItem(QActionGroup& group, int index);
 
 }  // namespace kavrel

@@ -98,8 +98,8 @@ void OptionsMenu::BuildHelp() {
 
 void OptionsMenu::ShowAbout() {
   QMessageBox box(window_);
-  box.setWindowTitle(ToQt(kAppTitle));
-  box.setText(ToQt(kAppTitle));
+  box.setWindowTitle(ToQString(kAppTitle));
+  box.setText(ToQString(kAppTitle));
   box.setInformativeText(QStringLiteral("非常方便好用的資料備份工具"));
   box.addButton(QMessageBox::Ok)->setText(QStringLiteral("確定(&O)"));
   box.exec();
@@ -112,9 +112,9 @@ void OptionsMenu::ShowSettings() {
   sound_->setChecked(settings.PlaySound());
   exclusions_on_->setChecked(program_.Exclusions.ExcEnabled);
   exclusions_->setVisible(program_.Exclusions.ExcEnabled);
-  SetChoice(*restore_, static_cast<int>(RestoreMode::Full));
-  SetChoice(*compression_, static_cast<int>(program_.Context.Compression));
-  SetChoice(*priority_, settings.ProcessPriority());
+  CheckItem(*restore_, static_cast<int>(RestoreMode::Full));
+  CheckItem(*compression_, static_cast<int>(program_.Context.Compression));
+  CheckItem(*priority_, settings.ProcessPriority());
 }
 
 void OptionsMenu::PopupOptions(QPoint position) {
@@ -126,7 +126,7 @@ void OptionsMenu::PopupHelp(QPoint position) {
 }
 
 RestoreMode OptionsMenu::Restore() const {
-  return static_cast<RestoreMode>(Choice(*restore_));
+  return static_cast<RestoreMode>(CheckedItem(*restore_));
 }
 
 }  // namespace kavrel

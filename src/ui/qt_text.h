@@ -1,4 +1,4 @@
-// The program's text as Qt's, and back.
+// Text between the windows and everything below them.
 #pragma once
 
 #include <QString>
@@ -7,11 +7,11 @@
 
 namespace kavrel {
 
-inline QString ToQt(std::u16string_view text) {
-  return QStringView(text).toString();
+inline QString ToQString(std::u16string_view text) {
+  return QString::fromUtf16(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-inline std::u16string FromQt(const QString& text) {
+inline std::u16string FromQString(const QString& text) {
   return text.toStdU16String();
 }
 

@@ -99,7 +99,7 @@ void RunPanel::FillFile() {
 }
 
 QString RunPanel::FileText() const {
-  return any_file_ ? ToQt(CopyProgressText(file_total_, file_done_)) : QString();
+  return any_file_ ? ToQString(CopyProgressText(file_total_, file_done_)) : QString();
 }
 
 void RunPanel::Draw(const RunFigures& figures) {
@@ -111,11 +111,11 @@ void RunPanel::Draw(const RunFigures& figures) {
   if (file_.Max() != bar_max_) file_.SetMax(bar_max_);
   file_.SetValue(bar_value_);
   if (!name_text_.empty()) {
-    source_->SetText(ToQt(SourceCaption(source_text_)));
-    dest_->SetText(ToQt(DestinationCaption(dest_text_)));
-    name_->SetText(ToQt(FileCaption(name_text_)));
+    source_->SetText(ToQString(SourceCaption(source_text_)));
+    dest_->SetText(ToQString(DestinationCaption(dest_text_)));
+    name_->SetText(ToQString(FileCaption(name_text_)));
   }
-  total_->SetText(ToQt(ProgressText(figures)));
+  total_->SetText(ToQString(ProgressText(figures)));
   // A bar that runs to and fro says that the end is not known yet.
   const int max = figures.Percent < 0 ? 0 : kFullBar;
   if (all_.Max() != max) all_.SetMax(max);

@@ -12,22 +12,22 @@ Tray::Tray(QWidget* window) : QObject(window) {
   connect(&icon_, &clsNotifyIcon::LButtonUp, this, &Tray::Click);
   connect(&icon_, &clsNotifyIcon::RButtonUp, this, &Tray::Click);
   connect(&icon_, &clsNotifyIcon::MessageClick, this, &Tray::MessageClick);
-  icon_.Init(window, {}, ToQt(kAppTitle));
+  icon_.Init(window, {}, ToQString(kAppTitle));
 }
 
 void Tray::ShowIdle() {
-  icon_.SetToolTip(ToQt(kAppTitle));
+  icon_.SetToolTip(ToQString(kAppTitle));
 }
 
 void Tray::ShowRunning(const QString& job, int percent) {
-  QString text = ToQt(kAppTitle) + QStringLiteral("\n執行中：") + job;
+  QString text = ToQString(kAppTitle) + QStringLiteral("\n執行中：") + job;
   if (percent >= 0) text += QStringLiteral(" %1 %").arg(percent);
   icon_.SetToolTip(text);
 }
 
 void Tray::NoteFinished(const BackupJob& job) {
   ++finished_;
-  name_ = ToQt(job.Name);
+  name_ = ToQString(job.Name);
   if (job.LastRunResult.Stopped) ++interrupted_;
   copied_ += job.LastRunResult.CopiedFiles;
   failed_ += job.LastRunResult.FailedFiles;
@@ -41,7 +41,7 @@ void Tray::TellFinished(bool show) {
                               ? QStringLiteral("%1：%2").arg(state, name_)
                               : QStringLiteral("%1：%2 個排程").arg(state).arg(finished_);
     const QString text = QStringLiteral("備份 %1 個檔案，失敗 %2 個檔案")
-                             .arg(ToQt(Grouped(copied_)), ToQt(Grouped(failed_)));
+                             .arg(ToQString(Grouped(copied_)), ToQString(Grouped(failed_)));
     const bool warning = failed_ > 0 || interrupted_ > 0;
     icon_.ShowMessage(title, text, warning);
     Q_EMIT MessageShown(title, text, warning);

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QApplication>
-#include <QPushButton>
 #include <QTest>
 #include <QToolBar>
 #include <QToolButton>
@@ -83,12 +83,15 @@ void MainWindow::Answer(const QList<Reply>& replies) {
     EXPECT_TRUE(box.text().contains(replies[0].Text)) << box.text().toStdString();
     ++Answered;
     Answer(replies.mid(1));
-    box.button(replies[0].Button)->click();
+    for (QAbstractButton* button : box.buttons()) {
+      if (PlainCaption(button->text()) == replies[0].Button) return button->click();
+    }
+    ADD_FAILURE() << "no such button";
   });
 }
 
 QString MainWindow::Stored(std::u16string_view setting) const {
-  return ToQt(Program.Settings.TextOf(*FindSetting(setting)));
+  return ToQString(Program.Settings.TextOf(*FindSetting(setting)));
 }
 
 }  // namespace kavrel

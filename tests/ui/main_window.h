@@ -48,7 +48,7 @@ struct MainWindow {
   /// Answers the next message boxes, one after the other; each is to hold its text.
   struct Reply {
     QString Text;
-    QMessageBox::StandardButton Button;
+    QString Button;
   };
   void Answer(const QList<Reply>& replies);
   int Answered = 0;

@@ -1,0 +1,61 @@
+#include "ui/message_box.h"
+
+#include <QApplication>
+#include <QPushButton>
+
+#include "app/program.h"
+#include "ui/qt_text.h"
+
+namespace kavrel {
+
+namespace {
+
+void Tell(QWidget& owner, QMessageBox::Icon icon, const QString& text) {
+  QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  box.addButton(QStringLiteral("確定(&O)"), QMessageBox::AcceptRole);
+  box.exec();
+}
+
+}  // namespace
+
+void Attract(QWidget& window) {
+  QApplication::beep();
+  QApplication::alert(window.window());
+}
+
+void Inform(QWidget& owner, const QString& text) {
+  Attract(owner);
+  Tell(owner, QMessageBox::Information, text);
+}
+
+void Warn(QWidget& owner, const QString& text) {
+  Tell(owner, QMessageBox::Warning, text);
+}
+
+void TellFailure(QWidget& owner, const QString& text) {
+  Tell(owner, QMessageBox::Critical, text);
+}
+
+bool Confirm(QWidget& owner, const QString& text, QMessageBox::Icon icon, const QString& details) {
+  QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  box.setInformativeText(details);
+  const QPushButton* yes = box.addButton(QStringLiteral("是(&Y)"), QMessageBox::YesRole);
+  QPushButton* no = box.addButton(QStringLiteral("否(&N)"), QMessageBox::NoRole);
+  box.setEscapeButton(no);
+  box.exec();
+  return box.clickedButton() == yes;
+}
+
+Choice Ask(QWidget& owner, const QString& text, QMessageBox::Icon icon) {
+  QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  QPushButton* yes = box.addButton(QStringLiteral("是(&Y)"), QMessageBox::YesRole);
+  const QPushButton* no = box.addButton(QStringLiteral("否(&N)"), QMessageBox::NoRole);
+  QPushButton* cancel = box.addButton(QStringLiteral("取消(&C)"), QMessageBox::RejectRole);
+  box.setDefaultButton(yes);
+  box.setEscapeButton(cancel);
+  box.exec();
+  if (box.clickedButton() == yes) return Choice::Yes;
+  return box.clickedButton() == no ? Choice::No : Choice::Cancel;
+}
+
+}  // namespace kavrel

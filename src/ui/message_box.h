@@ -1,0 +1,29 @@
+// Notices and questions of the windows, titled with the program's name.
+#pragma once
+
+#include <QMessageBox>
+#include <QString>
+
+class QWidget;
+
+namespace kavrel {
+
+/// Draws the user's eye to the window: the information beep and a flash.
+void Attract(QWidget& window);
+
+/// Attracts, then tells something that needs no decision.
+void Inform(QWidget& owner, const QString& text);
+/// Tells that something was refused.
+void Warn(QWidget& owner, const QString& text);
+/// Tells that something failed.
+void TellFailure(QWidget& owner, const QString& text);
+
+/// A question whose every answer but Yes means no.
+bool Confirm(QWidget& owner, const QString& text, QMessageBox::Icon icon = QMessageBox::Question,
+             const QString& details = {});
+
+enum class Choice { Yes, No, Cancel };
+/// Yes is the default; closing the question is Cancel.
+Choice Ask(QWidget& owner, const QString& text, QMessageBox::Icon icon = QMessageBox::Question);
+
+}  // namespace kavrel
