@@ -206,6 +206,7 @@ void FrmMain::ShowLogList() {
 }
 
 void FrmMain::LayOut() {
+  jobs_->View().SetFocus();
   TimerWake_Timer();
 }
 

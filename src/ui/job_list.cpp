@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QWidget>
+#include <algorithm>
 #include <array>
 
 #include "ui/icons.h"
@@ -18,8 +19,9 @@ struct Column {
   const char16_t* Caption;
   int Width;
   clsLictView::Align Alignment;
-  const char16_t* TipLabel;  ///< padded, so that the values line up
-  int Switch;                ///< number of the setting that shows it, -1 = always shown
+  const char16_t* TipLabel;       ///< padded, so that the values line up
+  int Switch;                     ///< number of the setting that shows it, -1 = always shown
+  const char16_t* Longest = u"";  ///< a text that is to fit
 };
 
 constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentre;
@@ -27,20 +29,30 @@ constexpr std::array<Column, 14> kColumns{{
     {u"排程名稱", 190, kLeft, u"備份排程名稱：", -1},
     {u"來源資料夾", 250, kLeft, u"來源資料夾　：", 0},
     {u"目標資料夾", 250, kLeft, u"目標資料夾　：", 1},
-    {u"最後備份時間", 150, kCentre, u"最後備份時間：", -1},
-    {u"下次備份時間", 150, kCentre, u"下次備份時間：", -1},
+    {u"最後備份時間", 150, kCentre, u"最後備份時間：", -1, kLongestTime},
+    {u"下次備份時間", 150, kCentre, u"下次備份時間：", -1, kLongestTime},
     {u"檔案壓縮", 80, kCentre, u"檔案壓縮備份：", 2},
     {u"壓縮加密", 80, kCentre, u"壓縮檔案加密：", 3},
     {u"檔案同步", 80, kCentre, u"檔案同步備份：", 4},
     {u"檔案回收", 80, kCentre, u"回收筒存放　：", 5},
     {u"子目錄", 60, kCentre, u"備份子目錄　：", 6},
-    {u"限制檔案大小", 90, kCentre, u"限制檔案大小：", 7},
-    {u"備份時間間隔", 120, kLeft, u"備份時間間隔：", 8},
+    {u"限制檔案大小", 90, kCentre, u"限制檔案大小：", 7, u"限制 ( 10240 ) KB"},
+    {u"備份時間間隔", 120, kLeft, u"備份時間間隔：", 8, u"每 12 個小時備份一次"},
     {u"拒絕備份日期", 120, kLeft, u"拒絕備份日期：", 9},
     {u"檔案類型", 80, kLeft, u"檔案類型　　：", 10},
 }};
 
 }  // namespace
+
+int ColumnWidthFor(const QWidget& list, int designed, const char16_t* caption,
+                   const char16_t* longest) {
+  constexpr int kPadding = 14;
+  const QFontMetrics font = list.fontMetrics();
+  const auto width = [&](const char16_t* text) {
+    return *text == 0 ? 0 : font.horizontalAdvance(QString::fromUtf16(text)) + kPadding;
+  };
+  return std::max({designed, width(caption), width(longest)});
+}
 
 clsLictView::ViewStyle ViewStyleOf(int menu_item) {
   constexpr clsLictView::ViewStyle kStyles[] = {clsLictView::IconView, clsLictView::SmallIconView,
@@ -89,14 +101,19 @@ JobList::JobList(Program& program, QWidget* container) : QObject(container), pro
 void JobList::AddColumns() {
   for (const Column& column : kColumns) {
     const bool shown = column.Switch < 0 || program_.Settings.OutWidth(column.Switch);
-    view_.ColumnAdd(-1, shown ? column.Width : 0, QString::fromUtf16(column.Caption),
-                    column.Alignment);
+    view_.ColumnAdd(-1, shown ? WidthOf(view_.ColumnCount()) : 0,
+                    QString::fromUtf16(column.Caption), column.Alignment);
   }
+}
+
+int JobList::WidthOf(int column) const {
+  const Column& designed = kColumns[static_cast<std::size_t>(column)];
+  return ColumnWidthFor(*view_.hwnd(), designed.Width, designed.Caption, designed.Longest);
 }
 
 void JobList::ShowColumn(int number, bool on) {
   const int column = SwitchAt(number).Column;
-  view_.SetColumnWidth(column, on ? kColumns[static_cast<std::size_t>(column)].Width : 0);
+  view_.SetColumnWidth(column, on ? WidthOf(column) : 0);
 }
 
 void JobList::SetView(int number) {

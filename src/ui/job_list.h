@@ -45,11 +45,19 @@ class JobList : public QObject {
 
  private:
   void AddColumns();
+  int WidthOf(int column) const;
   void ShowTime(int row, int column, DateTime time);
 
   Program& program_;
   clsLictView view_;
 };
+
+/// The width of a list column: as designed, but wide enough for its caption and this text in the
+/// user's font.
+int ColumnWidthFor(const QWidget& list, int designed, const char16_t* caption,
+                   const char16_t* longest);
+/// A time as long as times get.
+inline constexpr const char16_t* kLongestTime = u"2026/12/24 下午 00:00:00";
 
 /// The style of a view menu's item: its order is not that of the styles.
 clsLictView::ViewStyle ViewStyleOf(int menu_item);

@@ -17,6 +17,7 @@ namespace kavrel {
 namespace {
 
 constexpr int kFirstCount = 2, kFailed = 4, kFirstTime = 5;
+constexpr int kTimeWidth = 165;
 constexpr int kPlainImage = 0, kFailedImage = 1;
 
 struct Column {
@@ -26,10 +27,14 @@ struct Column {
 };
 constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentre;
 // The last one holds the log file's path and is never seen.
-constexpr Column kColumns[] = {{u"備份排程名稱", 280, kLeft},   {u"狀態", 75, kCentre},
-                               {u"總計", 65, kCentre},          {u"備份", 65, kCentre},
-                               {u"失敗", 65, kCentre},          {u"本次備份時間", 165, kCentre},
-                               {u"下次備份時間", 165, kCentre}, {u"日誌檔名稱", 0, kLeft}};
+constexpr Column kColumns[] = {{u"備份排程名稱", 280, kLeft},
+                               {u"狀態", 75, kCentre},
+                               {u"總計", 65, kCentre},
+                               {u"備份", 65, kCentre},
+                               {u"失敗", 65, kCentre},
+                               {u"本次備份時間", kTimeWidth, kCentre},
+                               {u"下次備份時間", kTimeWidth, kCentre},
+                               {u"日誌檔名稱", 0, kLeft}};
 
 qint64 CountOf(const std::u16string& text) {
   return ParseInt(ReplaceAll(text, u",", u"")).value_or(0);
@@ -70,7 +75,11 @@ LogView::~LogView() {
 
 void LogView::AddColumns() {
   for (const Column& column : kColumns) {
-    view_.ColumnAdd(-1, column.Width, QString::fromUtf16(column.Caption), column.Alignment);
+    const bool time = column.Width == kTimeWidth;
+    const int width = column.Width == 0 ? 0
+                                        : ColumnWidthFor(*view_.hwnd(), column.Width,
+                                                         column.Caption, time ? kLongestTime : u"");
+    view_.ColumnAdd(-1, width, QString::fromUtf16(column.Caption), column.Alignment);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <QItemSelectionModel>
 #include <QKeyEvent>
 #include <QListView>
+#include <QPainter>
 #include <QStackedWidget>
 #include <QTextDocument>
 #include <QToolTip>
@@ -43,6 +44,18 @@ class ReportTree : public QTreeView {
  protected:
   // The tree would open and close branches; a list has none.
   void drawBranches(QPainter*, const QRect&, const QModelIndex&) const override {}
+
+  // A row's colour goes on beyond its last column.
+  void drawRow(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
+    const auto* delegate = static_cast<const LictDelegate*>(itemDelegate());
+    if (delegate->CellColours) {
+      QColor background = option.palette.color(QPalette::Base), text;
+      delegate->CellColours(index, background, text);
+      painter->fillRect(option.rect, background);
+    }
+    QTreeView::drawRow(painter, option, index);
+  }
 };
 
 }  // namespace
