@@ -2,7 +2,7 @@
 SRC ?= /usr/share/doc
 DEST ?= build/demo/backup
 
-.PHONY: run test build deps asan tidy format bench
+.PHONY: run gui screenshots test build deps asan tidy format bench
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -10,6 +10,12 @@ run: build
 test: deps
 	@scripts/build debug
 	@ctest --preset debug --parallel 2
+
+gui: build
+	@build/bin/kavrel $(ARGS)
+
+screenshots: deps
+	@scripts/screenshots
 
 build: deps
 	@scripts/build release

@@ -1,26 +1,28 @@
-// Draws pictures of the main window for the documents: kavrel_screenshots FOLDER [dark].
+// Draws pictures of the main window for the documents: kavrel_screenshots FOLDER [light|dark].
 #include <QApplication>
 #include <QDir>
 #include <QLocale>
 #include <QPainter>
 #include <QTest>
+#include <QThread>
 #include <QToolBar>
 #include <QToolButton>
 #include <chrono>
 #include <iostream>
 
+#include "ui/caption_strip.h"
 #include "ui/main_window.h"
 #include "ui/qt_text.h"
 
 namespace kavrel {
 namespace {
 
-/// Stands at one moment, while its ticks fly: what is copied in a second took twenty.
+/// Stands at one moment, while its ticks fly: what is copied in a second took a minute.
 class PictureClock final : public Clock {
  public:
   DateTime Now() override { return *FromCivil(2026, 11, 24, 14, 30, 12); }
   std::uint64_t TickCount() override {
-    constexpr int kFaster = 20;
+    constexpr int kFaster = 60;
     const auto since = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(
         kFaster * std::chrono::duration_cast<std::chrono::milliseconds>(since).count());
@@ -97,9 +99,14 @@ class Album {
   void DrawColumns();
   void DrawRun();
   void DrawLog();
-  void DrawPopups(const char* name);
-  /// The window with these popups over it.
-  void Save(const QString& name, const QList<QWidget*>& popups);
+  void DrawPopups(const char* name, QPoint at);
+  /// A popup at a place in the window. Its own place depends on the screen in memory, which is
+  /// small.
+  struct Popup {
+    QWidget* Widget;
+    QPoint At;
+  };
+  void Save(const QString& name, const QList<Popup>& popups);
 
   QString folder_;
   PictureClock clock_;
@@ -152,13 +159,13 @@ void Album::Prepare() {
   }
   window_.Start(program_, {});
   (void)QTest::qWaitForWindowExposed(&window_);
+  QCursor::setPos(window_.mapToGlobal(window_.rect().bottomRight() - QPoint(60, 60)));
 }
 
-void Album::Save(const QString& name, const QList<QWidget*>& popups) {
+void Album::Save(const QString& name, const QList<Popup>& popups) {
   QPixmap picture = window_.grab();
   QPainter painter(&picture);
-  const QPoint origin = window_.mapToGlobal(QPoint());
-  for (QWidget* popup : popups) painter.drawPixmap(popup->pos() - origin, popup->grab());
+  for (const Popup& popup : popups) painter.drawPixmap(popup.At, popup.Widget->grab());
   painter.end();
   // Quality 0 asks for the smallest file.
   picture.toImage()
@@ -167,16 +174,18 @@ void Album::Save(const QString& name, const QList<QWidget*>& popups) {
 }
 
 /// Pictures the menu that is open, then each of its submenus open, then closes it.
-void Album::DrawPopups(const char* name) {
+void Album::DrawPopups(const char* name, QPoint at) {
   auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
   if (menu == nullptr) return;
-  Save(name, {menu});
+  Save(name, {{menu, at}});
   for (QAction* action : menu->actions()) {
     if (action->menu() == nullptr) continue;
     menu->setActiveAction(action);
-    const QRect item = menu->actionGeometry(action);
-    action->menu()->popup(menu->mapToGlobal(item.topRight()));
-    Save(QString(name) + "-" + action->menu()->objectName(), {menu, action->menu()});
+    action->menu()->popup(QPoint());
+    QPoint beside = at + QPoint(menu->width() - 2, menu->actionGeometry(action).top() - 2);
+    beside.setY(qMin(beside.y(), window_.height() - action->menu()->height()));
+    Save(QString(name) + "-" + action->menu()->objectName(),
+         {{menu, at}, {action->menu(), beside}});
     action->menu()->close();
   }
   menu->close();
@@ -184,25 +193,26 @@ void Album::DrawPopups(const char* name) {
 
 void Album::DrawMenus() {
   const auto drop_down = [&](int index, const char* name) {
-    Click(Button(index));
-    DrawPopups(name);
+    QToolButton& button = Button(index);
+    Click(button);
+    DrawPopups(name, button.mapTo(&window_, QPoint(0, button.height())));
   };
   Action("mnuExcEnabled").trigger();
   drop_down(5, "menu-options");
   drop_down(10, "menu-help");
   Jobs().View().SetSelectedItem(1);
-  RightClick(*ViewOf(*Jobs().View().hwnd()).viewport(), CellCentre(*Jobs().View().hwnd(), 1));
-  DrawPopups("menu-job");
+  Q_EMIT Jobs().View().RightClick(1, 0, QPoint());
+  DrawPopups("menu-job", {130, 140});
   Jobs().View().SetSelectedItem(-1);
-  Q_EMIT Jobs().View().RightClick(-1, -1, window_.mapToGlobal(QPoint(200, 320)));
-  DrawPopups("menu-new-job");
+  Q_EMIT Jobs().View().RightClick(-1, -1, QPoint());
+  DrawPopups("menu-new-job", {200, 320});
   Jobs().View().SetSelectedItem(0);
 }
 
 void Album::DrawTip() {
   TipAt(*ViewOf(*Jobs().View().hwnd()).viewport(), CellCentre(*Jobs().View().hwnd(), 2));
   for (QWidget* top : QApplication::topLevelWidgets()) {
-    if (top->inherits("QTipLabel")) Save("tip", {top});
+    if (top->inherits("QTipLabel")) Save("tip", {{top, {120, 170}}});
     if (top->inherits("QTipLabel")) top->hide();
   }
 }
@@ -230,7 +240,10 @@ void Album::DrawRun() {
   QTimer look;
   const QWidget& captions = *window_.findChild<QWidget*>("PicLogs");
   QObject::connect(&look, &QTimer::timeout, &look, [&] {
-    if (!captions.isVisible() || program_.Context.Counters.SourceFiles < 90) return;
+    // Everything is to be in the picture, the time left included: the run is held up until then.
+    QThread::msleep(70);
+    const auto* total = captions.findChild<CaptionStrip*>("PicTotal");
+    if (!captions.isVisible() || !total->Text().contains("剩餘")) return;
     look.stop();
     QApplication::processEvents();
     Save("run", {});
@@ -248,8 +261,8 @@ void Album::DrawLog() {
   QApplication::processEvents();
   Logs().SetSelectedItem(1);
   Save("log", {});
-  Q_EMIT Logs().RightClick(1, 0, window_.mapToGlobal(QPoint(160, 200)));
-  DrawPopups("menu-log");
+  Q_EMIT Logs().RightClick(1, 0, QPoint());
+  DrawPopups("menu-log", {160, 200});
 }
 
 QPalette DarkPalette() {
@@ -268,7 +281,7 @@ QPalette DarkPalette() {
 
 int main(int argc, char** argv) {
   if (argc < 2) {
-    std::cerr << "Usage: kavrel_screenshots FOLDER [dark]\n";
+    std::cerr << "Usage: kavrel_screenshots FOLDER [light|dark]\n";
     return 2;
   }
   qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -277,7 +290,7 @@ int main(int argc, char** argv) {
       QLocale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan));
   QApplication::setStyle("Fusion");
   QApplication::setFont(QFont("Noto Sans CJK TC", 10));
-  if (argc > 2) QApplication::setPalette(kavrel::DarkPalette());
+  if (argc > 2 && QByteArray(argv[2]) == "dark") QApplication::setPalette(kavrel::DarkPalette());
   kavrel::Album(QString::fromLocal8Bit(argv[1])).DrawAll();
   return 0;
 }

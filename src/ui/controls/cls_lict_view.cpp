@@ -353,8 +353,9 @@ void clsLictView::ApplyView() {
     icons_->setMovement(QListView::Static);
     icons_->setIconSize({icon, icon});
     icons_->setWordWrap(large);
-    icons_->setGridSize(large ? QSize(line * 8, kLargeIcon + line * 3)
-                              : QSize(line * 14, line + 8));
+    const QSize cell = large ? QSize(line * 8, kLargeIcon + line * 3) : QSize(line * 14, line + 8);
+    icons_->setGridSize(cell);
+    icon_delegate_->CellSize = cell;
     icons_->setDragEnabled(false);
   }
   stack_->setCurrentWidget(CurrentView());

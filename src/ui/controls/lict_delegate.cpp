@@ -30,12 +30,13 @@ QRect LictDelegate::CheckRect(const QWidget* view, const QRect& cell,
 }
 
 bool LictDelegate::IsCut(const QWidget* view, const QRect& cell, const QModelIndex& index) const {
-  return sizeHint(OptionFor(view, cell), index).width() > cell.width();
+  return QStyledItemDelegate::sizeHint(OptionFor(view, cell), index).width() > cell.width();
 }
 
 void LictDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                          const QModelIndex& index) const {
   QStyledItemDelegate::paint(painter, option, index);
+  OutlineCheckBox(painter, option, index);
   if (!GridLines || !Report) return;
   QColor line = option.palette.color(QPalette::Text);
   line.setAlphaF(0.16F);
@@ -46,8 +47,24 @@ void LictDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
   painter->restore();
 }
 
+void LictDelegate::OutlineCheckBox(QPainter* painter, const QStyleOptionViewItem& option,
+                                   const QModelIndex& index) const {
+  const QPalette& palette = option.palette;
+  const bool dark = palette.color(QPalette::Base).lightnessF() < 0.5F;
+  if (!dark || index.data(Qt::CheckStateRole).isNull()) return;
+  // Styles that darken a window's colour for the frame leave it invisible on a dark one.
+  QColor line = palette.color(QPalette::Text);
+  line.setAlphaF(0.5F);
+  painter->save();
+  painter->setPen(QPen(line, 0));
+  painter->setBrush(Qt::NoBrush);
+  painter->drawRect(CheckRect(option.widget, option.rect, index).adjusted(0, 0, -1, -1));
+  painter->restore();
+}
+
 QSize LictDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
   constexpr int kRowPadding = 8;
+  if (CellSize.isValid()) return CellSize;
   QSize size = QStyledItemDelegate::sizeHint(option, index);
   if (Report) size.setHeight(qMax(size.height(), option.fontMetrics.height() + kRowPadding));
   return size;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QColor>
+#include <QSize>
 #include <QStyledItemDelegate>
 #include <functional>
 
@@ -17,6 +18,8 @@ class LictDelegate : public QStyledItemDelegate {
   bool FullRowSelect = false;
   bool HideSelection = true;
   bool Report = false;  ///< the cells are those of the report view
+  /// The size of every cell; invalid = as large as its content.
+  QSize CellSize;
   /// Asked for the colours of each cell of the report view before it is painted, when set.
   std::function<void(const QModelIndex&, QColor& background, QColor& text)> CellColours;
 
@@ -31,6 +34,10 @@ class LictDelegate : public QStyledItemDelegate {
 
  protected:
   void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override;
+
+ private:
+  void OutlineCheckBox(QPainter* painter, const QStyleOptionViewItem& option,
+                       const QModelIndex& index) const;
 };
 
 }  // namespace kavrel
