@@ -8,6 +8,7 @@ run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
 
 test: deps
+	@scripts/install-deps xvfb openbox trayer xdotool x11-utils
 	@scripts/build debug
 	@ctest --preset debug --parallel 2
 
