@@ -103,6 +103,7 @@ class Program {
   FileSystem Files;
   RunState State;
   kavrel::Settings Settings;
+  SettingsStore WindowSizes;  ///< of the dialogs, in a section of their own
   JobStore Store;
   MountTable Mounts;
   ExclusionSet Exclusions;

@@ -10,11 +10,12 @@ namespace kavrel {
 
 class FileSystem;
 
-/// The section [Settings] of a UTF-8 INI file. Names are compared without regard to letter case.
+/// One section of a UTF-8 INI file. Names are compared without regard to letter case.
 class SettingsStore {
  public:
   /// `file_system` must outlive the store; the file need not exist.
-  SettingsStore(const FileSystem& file_system, std::u16string path);
+  SettingsStore(const FileSystem& file_system, std::u16string path,
+                std::u16string section = u"Settings");
 
   /// Nothing when the file or the value is missing.
   std::optional<std::u16string> Get(std::u16string_view name) const;
@@ -24,7 +25,7 @@ class SettingsStore {
 
  private:
   const FileSystem& file_system_;
-  std::u16string path_;
+  std::u16string path_, section_;
 };
 
 }  // namespace kavrel

@@ -42,12 +42,12 @@ struct Place {
   bool Found = false;
   std::size_t Begin = 0, End = 0;  ///< its line without the line end; equal where a new line goes
   std::string_view Value;          ///< as it is written
-  bool Section = false;            ///< there is a section [Settings]
+  bool Section = false;            ///< the file has the section
 };
 
 /// The last line with this name decides, as the later of two settings is the one last added by
 /// hand. A new line goes behind the last line of the section that says something.
-Place FindName(std::string_view bytes, std::u16string_view name) {
+Place FindName(std::string_view bytes, std::u16string_view section, std::u16string_view name) {
   Place place;
   bool inside = false;
   for (std::size_t begin = bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0; begin < bytes.size();) {
@@ -56,7 +56,7 @@ Place FindName(std::string_view bytes, std::u16string_view name) {
     const std::size_t next = std::min(end + 1, bytes.size());
     if (line.starts_with('[')) {
       inside = line.ends_with(']') &&
-               EqualNoCase(FromUtf8(TrimBlanks(line.substr(1, line.size() - 2))), u"Settings");
+               EqualNoCase(FromUtf8(TrimBlanks(line.substr(1, line.size() - 2))), section);
     }
     const std::size_t sign = line.find('=');
     const bool comment = line.starts_with(';') || line.starts_with('#') || line.starts_with('[');
@@ -74,13 +74,14 @@ Place FindName(std::string_view bytes, std::u16string_view name) {
 
 }  // namespace
 
-SettingsStore::SettingsStore(const FileSystem& file_system, std::u16string path)
-    : file_system_(file_system), path_(std::move(path)) {}
+SettingsStore::SettingsStore(const FileSystem& file_system, std::u16string path,
+                             std::u16string section)
+    : file_system_(file_system), path_(std::move(path)), section_(std::move(section)) {}
 
 std::optional<std::u16string> SettingsStore::Get(std::u16string_view name) const {
   const Result<std::string> bytes = file_system_.ReadWhole(path_, kMostBytes);
   if (!bytes) return std::nullopt;
-  const Place place = FindName(*bytes, name);
+  const Place place = FindName(*bytes, section_, name);
   if (!place.Found) return std::nullopt;
   return ReadValue(place.Value);
 }
@@ -91,11 +92,13 @@ bool SettingsStore::Set(std::u16string_view name, std::u16string_view value) {
     if (bytes.Error != ENOENT) return false;
     if (!file_system_.MakeFolders(path_.substr(0, path_.rfind(u'/') + 1))) return false;
   }
-  const Place place = FindName(*bytes, name);
+  const Place place = FindName(*bytes, section_, name);
   std::string line = ToUtf8(name) + "=" + ValueText(value);
   if (!place.Found) {
     line += '\n';
-    if (!place.Section) line.insert(0, bytes->empty() ? "[Settings]\n" : "\n[Settings]\n");
+    if (!place.Section) {
+      line.insert(0, (bytes->empty() ? "[" : "\n[") + ToUtf8(section_) + "]\n");
+    }
     if (place.Begin > 0 && (*bytes)[place.Begin - 1] != '\n') line.insert(0, 1, '\n');
   }
   bytes->replace(place.Begin, place.End - place.Begin, line);
