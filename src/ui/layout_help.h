@@ -1,0 +1,24 @@
+// Small helpers for the windows' layouts.
+#pragma once
+
+#include <QString>
+#include <QWidget>
+#include <utility>
+
+namespace kavrel {
+
+class clsLictView;
+
+/// A new control of that object name.
+template <class Control, class... Arguments>
+Control* Make(const char* name, Arguments&&... arguments) {
+  auto* control = new Control(std::forward<Arguments>(arguments)...);
+  control->setObjectName(QLatin1String(name));
+  return control;
+}
+
+/// Creates the list in a new area of that object name, in the look that the dialogs' lists share:
+/// whole rows selected, one at a time, in alternating colours.
+QWidget* MakeList(clsLictView& list, const char* name, const QString& accessible_name);
+
+}  // namespace kavrel
