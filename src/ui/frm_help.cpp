@@ -1,0 +1,133 @@
+#include "ui/frm_help.h"
+
+#include <QClipboard>
+#include <QGridLayout>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include "platform/clock.h"
+#include "rules/date_tokens.h"
+#include "ui/layout_help.h"
+#include "ui/qt_text.h"
+#include "ui/window_size.h"
+
+namespace kavrel {
+
+namespace {
+
+struct TagGroup {
+  const char* Description;
+  std::initializer_list<const char*> Tags;
+};
+
+const TagGroup kGroups[] = {
+    {"年", {"<y>", "<yy>", "<yyyy>", "<year>"}},
+    {"月", {"<m>", "<mm>", "<month>"}},
+    {"日", {"<d>", "<dd>"}},
+    {"時", {"<h>", "<hh>"}},
+    {"分", {"<n>", "<nn>"}},
+    {"秒", {"<s>", "<ss>"}},
+    {"週", {"<day>"}},
+};
+
+Clock& MachineClock() {
+  static SystemClock clock;
+  return clock;
+}
+
+}  // namespace
+
+frmHelp::frmHelp(QWidget* parent, Clock* clock, SettingsStore* sizes)
+    : QDialog(parent), clock_(clock != nullptr ? *clock : MachineClock()) {
+  setObjectName(QStringLiteral("frmHelp"));
+  setWindowTitle(QStringLiteral("設定日期標籤"));
+  QWidget* list = MakeList(LvTag_, "LvTag", windowTitle());
+  LvTag_.ColumnAdd(-1, 100, QStringLiteral("日期格式"));
+  LvTag_.ColumnAdd(-1, 50, QStringLiteral("說明"), clsLictView::AlignCentre);
+  LvTag_.ColumnAdd(-1, 220, QStringLiteral("值"));
+  FillTags();
+
+  const QString example = QStringLiteral("D:\\Backup\\<yy>-<mm>-<dd>\\");
+  auto* lblKey = Make<QLabel>(
+      "lblKey",
+      QStringLiteral("假設你的資料夾要有時間格式您可以設定的參數如下：\r\n\r\n範例：%1\r\n\r\n"
+                     "輸出：%2\r\n\r\n使用的格式若不相同，所呈現的日期格式就不同。")
+          .arg(example, Expanded(example)));
+  lblKey->setTextFormat(Qt::PlainText);
+  lblKey->setWordWrap(true);
+  txtSel_ = Make<QLineEdit>("txtSel");
+  txtTest_ = Make<QLineEdit>("txtTest");
+  txtTest_->setReadOnly(true);
+  auto* lblSel = new QLabel(QStringLiteral("日期標籤(&T)："));
+  lblSel->setBuddy(txtSel_);
+  auto* lblTest = new QLabel(QStringLiteral("範例(&E)："));
+  lblTest->setBuddy(txtTest_);
+  btnCopy_ = Make<QPushButton>("btnCopy", QStringLiteral("複製(&C)"));
+  btnClear_ = Make<QPushButton>("btnClear", QStringLiteral("清空(&R)"));
+  auto* btnClose = Make<QPushButton>("btnClose", QStringLiteral("關 閉(&X)"));
+  btnCopy_->setDefault(true);
+
+  auto* buttons = new QHBoxLayout;
+  buttons->addWidget(btnCopy_);
+  buttons->addWidget(btnClear_);
+  buttons->addStretch();
+  buttons->addWidget(btnClose);
+  auto* layout = new QGridLayout(this);
+  layout->addWidget(lblKey, 0, 0, 1, 2);
+  layout->addWidget(list, 1, 0, 1, 2);
+  layout->setRowStretch(1, 1);
+  layout->addWidget(lblSel, 2, 0);
+  layout->addWidget(txtSel_, 2, 1);
+  layout->addWidget(lblTest, 3, 0);
+  layout->addWidget(txtTest_, 3, 1);
+  layout->addLayout(buttons, 4, 0, 1, 2);
+
+  connect(&LvTag_, &clsLictView::Click, this, [this](int row) { LvTag_Click(row); });
+  connect(&LvTag_, &clsLictView::NotifyKeyDown, this, [this](int key, bool& handled) {
+    if (key != Qt::Key_Return && key != Qt::Key_Space) return;
+    LvTag_Click(LvTag_.SelectedIndex());
+    handled = true;
+  });
+  connect(txtSel_, &QLineEdit::textChanged, this, &frmHelp::txtSel_Change);
+  connect(btnCopy_, &QPushButton::clicked, this, &frmHelp::btnCopy_Click);
+  connect(btnClear_, &QPushButton::clicked, txtSel_, &QLineEdit::clear);
+  connect(btnClose, &QPushButton::clicked, this, &QDialog::accept);
+  txtSel_Change({});
+  RememberSize(*this, sizes, objectName(), 460, 560);
+}
+
+void frmHelp::FillTags() {
+  for (const TagGroup& group : kGroups) {
+    if (LvTag_.ItemCount() > 0) LvTag_.ItemAdd(-1, {});
+    for (const char* tag : group.Tags) {
+      const QString text = QString::fromUtf8(tag);
+      const int row = LvTag_.ItemAdd(-1, text);
+      LvTag_.ItemAddSub(row, 1, QString::fromUtf8(group.Description));
+      LvTag_.ItemAddSub(row, 2, Expanded(text));
+    }
+  }
+}
+
+QString frmHelp::Expanded(const QString& path) const {
+  return ToQString(ExpandDateTokens(FromQString(path), clock_));
+}
+
+void frmHelp::LvTag_Click(int row) {
+  if (row >= 0) txtSel_->setText(txtSel_->text() + LvTag_.ItemText(row, 0));
+}
+
+void frmHelp::txtSel_Change(const QString& text) {
+  txtTest_->setText(Expanded(text));
+  btnCopy_->setEnabled(!text.isEmpty());
+  btnClear_->setEnabled(!text.isEmpty());
+}
+
+void frmHelp::btnCopy_Click() {
+  QClipboard* clipboard = QGuiApplication::clipboard();
+  clipboard->clear();
+  clipboard->setText(txtSel_->text());
+}
+
+}  // namespace kavrel
