@@ -74,9 +74,7 @@ int AddJob(Session& session, const JobOptions& options) {
   BackupJob job;
   NewJobDefaults(job, session.Clock().Now(), program.DefaultDestination());
   if (!Apply(session, options, job)) return kBadInput;
-  job.JobIndex = static_cast<std::int32_t>(program.Store.Jobs.size());
-  job.JobNumber = job.JobIndex + 1;
-  program.Store.Jobs.push_back(job);
+  StoreJob(job, program.Store.Jobs);
   return session.Save() ? kDone : kBadInput;
 }
 
@@ -92,7 +90,7 @@ int RemoveJob(Session& session, const std::string& name) {
   if (!session.Open(u"kavrelctl remove")) return kBadInput;
   BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
-  job->Deleted = true;
+  RemoveJob(*job);
   return session.Save() ? kDone : kBadInput;
 }
 

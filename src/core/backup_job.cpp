@@ -11,14 +11,16 @@ namespace {
 struct Interval {
   std::int32_t BackupJob::*Component;
   std::int32_t MaxCount;
-  std::u16string_view Unit;
+  std::u16string_view Unit, Caption;
 };
 
 /// By IntervalKind.
 constexpr Interval kIntervals[] = {
-    {&BackupJob::EveryMinutes, 60, u" 分"},  {&BackupJob::EveryHours, 24, u" 個小時"},
-    {&BackupJob::EveryDays, 7, u" 天"},      {&BackupJob::EveryWeeks, 5, u" 個星期"},
-    {&BackupJob::EveryMonths, 12, u" 個月"},
+    {&BackupJob::EveryMinutes, 60, u" 分", u"每幾分鐘內備份一次"},
+    {&BackupJob::EveryHours, 24, u" 個小時", u"每幾小時內備份一次"},
+    {&BackupJob::EveryDays, 7, u" 天", u"每幾天內備份一次"},
+    {&BackupJob::EveryWeeks, 5, u" 個星期", u"每幾週內備份一次"},
+    {&BackupJob::EveryMonths, 12, u" 個月", u"每幾個月內備份一次"},
 };
 
 const Interval& IntervalOf(IntervalKind kind) {
@@ -63,6 +65,10 @@ IntervalKind JobIntervalKind(const BackupJob& job) {
     if (job.*kIntervals[kind].Component > 0) return static_cast<IntervalKind>(kind);
   }
   return IntervalKind::Minutes;
+}
+
+std::u16string_view IntervalCaption(IntervalKind kind) {
+  return IntervalOf(kind).Caption;
 }
 
 std::int32_t MaxIntervalCount(IntervalKind kind) {

@@ -68,6 +68,8 @@ std::int32_t IntervalCount(const BackupJob& job, IntervalKind kind);
 void SetInterval(BackupJob& job, IntervalKind kind, std::int32_t count);
 /// The last kind, in the order minutes … months, whose component is above zero; Minutes when none.
 IntervalKind JobIntervalKind(const BackupJob& job);
+/// The kind's caption in the editor's list.
+std::u16string_view IntervalCaption(IntervalKind kind);
 /// The largest count that the editor offers for a kind: 60, 24, 7, 5, 12.
 std::int32_t MaxIntervalCount(IntervalKind kind);
 

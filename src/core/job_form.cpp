@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/number.h"
 #include "base/text.h"
 #include "files/path.h"
 
@@ -89,6 +90,30 @@ std::u16string FormCheckMessage(FormCheck check, const JobForm& form) {
   return {};
 }
 
+void FillJob(const JobForm& form, BackupJob& job) {
+  job.Name = Trim(form.Name);
+  job.Source.Path = AddBackslash(Trim(form.Source));
+  job.Source.Kind = PathKind(job.Source.Path);
+  job.Destination.Path = AddBackslash(WithoutBlanksAtSeparators(Trim(form.Destination)));
+  job.Destination.Kind = PathKind(job.Destination.Path);
+
+  SetJobType(job, form.Type);
+  job.Enabled = form.Enabled;
+  job.IncludeSubfolders = form.IncludeSubfolders;
+  job.AddSourceFolder = form.AddSourceFolder;
+  job.UseRecycleBin = form.Type == BackupType::Synchronise && form.UseRecycleBin;
+  job.FileTypes = form.FileTypes;
+  job.ExcludeFileTypes = form.ExcludeFileTypes;
+  job.LimitFileSize = form.LimitFileSize;
+  job.MaxFileSizeKB = form.LimitFileSize ? form.MaxFileSizeKB : 0;
+  job.UsePassword = form.UsePassword;
+  job.Password = form.UsePassword ? form.Password : std::u16string(kDefaultPassword);
+
+  SetInterval(job, form.Interval, form.Count);
+  job.RefusedDays = form.RefusedDays & kAllDays;
+  job.NextRun = form.Start;
+}
+
 FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
                     const NextRunSearch& next_run_time, const FolderTest& folder_exists,
                     BackupJob& job) {
@@ -99,38 +124,50 @@ FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
   if ((form.RefusedDays & kAllDays) == kAllDays) return FormCheck::AllDaysRefused;
   if (!UnstorableField(form).empty()) return FormCheck::Unstorable;
 
-  BackupJob edited = job;
-  edited.Name = Trim(form.Name);
-  if (edited.Name.empty()) return FormCheck::NoName;
-  if (IsTaken(edited.Name, jobs, job.JobIndex)) return FormCheck::DuplicateName;
-  edited.Source.Path = AddBackslash(Trim(form.Source));
-  edited.Source.Kind = PathKind(edited.Source.Path);
-  if (Trim(form.Source).empty() || !folder_exists(edited.Source.Path)) {
+  if (Trim(form.Name).empty()) return FormCheck::NoName;
+  if (IsTaken(Trim(form.Name), jobs, job.JobIndex)) return FormCheck::DuplicateName;
+  if (Trim(form.Source).empty() || !folder_exists(AddBackslash(Trim(form.Source)))) {
     return FormCheck::SourceMissing;
   }
-  const std::u16string destination = WithoutBlanksAtSeparators(Trim(form.Destination));
-  if (destination.empty()) return FormCheck::NoDestination;
-  edited.Destination.Path = AddBackslash(destination);
-  edited.Destination.Kind = PathKind(edited.Destination.Path);
-
-  SetJobType(edited, form.Type);
-  edited.Enabled = form.Enabled;
-  edited.IncludeSubfolders = form.IncludeSubfolders;
-  edited.AddSourceFolder = form.AddSourceFolder;
-  edited.UseRecycleBin = form.Type == BackupType::Synchronise && form.UseRecycleBin;
-  edited.FileTypes = form.FileTypes;
-  edited.ExcludeFileTypes = form.ExcludeFileTypes;
-  edited.LimitFileSize = form.LimitFileSize;
-  edited.MaxFileSizeKB = form.LimitFileSize ? form.MaxFileSizeKB : 0;
-  edited.UsePassword = form.UsePassword;
-  edited.Password = form.UsePassword ? form.Password : std::u16string(kDefaultPassword);
-
-  SetInterval(edited, form.Interval, form.Count);
-  edited.RefusedDays = form.RefusedDays & kAllDays;
-  edited.NextRun = form.Start;
+  if (Trim(form.Destination).empty()) return FormCheck::NoDestination;
+  BackupJob edited = job;
+  FillJob(form, edited);
   edited.NextRun = next_run_time(edited);
   job = std::move(edited);
   return FormCheck::Ok;
+}
+
+void StoreJob(BackupJob& job, std::vector<BackupJob>& jobs) {
+  if (job.JobIndex < 0) {
+    job.JobIndex = static_cast<std::int32_t>(jobs.size());
+    jobs.emplace_back();
+  }
+  jobs[static_cast<std::size_t>(job.JobIndex)] = job;
+}
+
+void RemoveJob(BackupJob& job) {
+  job.Deleted = true;
+  job.Name.clear();
+  job.Source.Path.clear();
+  job.Destination.Path.clear();
+  job.IncludeSubfolders = job.AddSourceFolder = true;
+  SetJobType(job, BackupType::Differential);
+  job.UseRecycleBin = job.LimitFileSize = false;
+  job.MaxFileSizeKB = 0;
+  SetInterval(job, IntervalKind::Minutes, 0);
+  job.NextRun = kZeroDate;
+}
+
+BackupJob DuplicateJob(const BackupJob& job, const std::vector<BackupJob>& jobs) {
+  BackupJob duplicate = job;
+  duplicate.JobIndex = -1;
+  duplicate.RunStarted = duplicate.LastRun = kZeroDate;
+  duplicate.LastRunResult = {};
+  duplicate.Name = job.Name + u" - 複本";
+  for (int number = 2; IsTaken(duplicate.Name, jobs, -1); ++number) {
+    duplicate.Name = job.Name + u" - 複本 " + Decimal(number);
+  }
+  return duplicate;
 }
 
 }  // namespace kavrel

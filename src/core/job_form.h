@@ -42,6 +42,10 @@ enum class FormCheck {
 /// The text that tells the user; empty for Ok and NoName.
 std::u16string FormCheckMessage(FormCheck check, const JobForm& form);
 
+/// Writes the form into `job`, all but NextRun's place on its grid: NextRun becomes the form's
+/// start. Checks nothing.
+void FillJob(const JobForm& form, BackupJob& job);
+
 using NextRunSearch = std::function<DateTime(const BackupJob&)>;
 using FolderTest = std::function<bool(std::u16string_view)>;
 
@@ -50,5 +54,12 @@ using FolderTest = std::function<bool(std::u16string_view)>;
 FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
                     const NextRunSearch& next_run_time, const FolderTest& folder_exists,
                     BackupJob& job);
+
+/// Keeps an applied job at its place in `jobs`; a new one is appended and gets its JobIndex.
+void StoreJob(BackupJob& job, std::vector<BackupJob>& jobs);
+/// Takes a job out: its record stays, emptied, until the store is saved and loaded again.
+void RemoveJob(BackupJob& job);
+/// A new job with another one's settings, under a name of its own, that has never run.
+BackupJob DuplicateJob(const BackupJob& job, const std::vector<BackupJob>& jobs);
 
 }  // namespace kavrel
