@@ -1,6 +1,7 @@
 // The disks and shares that are mounted on this machine.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,8 +19,21 @@ class MountTable {
   /// All mount points but the root's, longest first.
   const std::vector<std::u16string>& Points() const { return points_; }
 
+  /// The mount points of the user's disks and shares, those of the system left out, in order.
+  std::vector<std::u16string> Volumes() const;
+  /// True when the path lies on a file system of the network, which may keep a caller waiting.
+  bool OnNetwork(std::u16string_view path) const;
+  /// The mount point that should hold the path, by the system's own table or by where removable
+  /// disks appear, but on which nothing is mounted; empty when all is well.
+  std::u16string MissingPoint(std::u16string_view path) const;
+
  private:
   std::vector<std::u16string> points_;
+  std::vector<std::u16string> volumes_, network_;  ///< of points_
+  std::vector<std::u16string> expected_;           ///< what is to be mounted
 };
+
+/// True when both devices (FileStatus::Device) are on the same disk, as far as the system tells.
+bool OnSameDisk(std::uint64_t device, std::uint64_t other_device);
 
 }  // namespace kavrel

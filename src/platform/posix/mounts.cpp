@@ -2,6 +2,9 @@
 
 #include <mntent.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
 
@@ -16,32 +19,141 @@ constexpr std::string_view kSystemTypes[] = {
     "devpts", "devtmpfs",    "efivarfs",   "fusectl",    "hugetlbfs", "mqueue",   "nsfs",
     "proc",   "pstore",      "rpc_pipefs", "securityfs", "sysfs",     "tracefs",
 };
+/// In memory, or made by programs for themselves: no disks to the user.
+constexpr std::string_view kBackgroundTypes[] = {
+    "devtmpfs", "fuse.gvfsd-fuse", "fuse.portal", "fuse.snapfuse",
+    "overlay",  "ramfs",           "squashfs",    "tmpfs",
+};
+constexpr std::string_view kNetworkTypes[] = {
+    "9p",          "afs",        "ceph",  "cifs", "davfs", "fuse.davfs", "fuse.gvfsd-fuse",
+    "fuse.rclone", "fuse.sshfs", "ncpfs", "nfs",  "nfs4",  "smb3",       "smbfs",
+};
+constexpr std::u16string_view kBackgroundFolders[] = {u"/boot", u"/dev", u"/etc",     u"/proc",
+                                                      u"/snap", u"/sys", u"/var/lib", u"/var/snap"};
+
+template <std::size_t Size>
+bool IsOneOf(std::string_view word, const std::string_view (&words)[Size]) {
+  return std::find(std::begin(words), std::end(words), word) != std::end(words);
+}
+
+bool IsBelow(std::u16string_view path, std::u16string_view folder) {
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == u'/');
+}
+
+bool IsBackground(std::u16string_view point) {
+  if (IsBelow(point, u"/run") && !IsBelow(point, u"/run/media")) return true;
+  return std::any_of(std::begin(kBackgroundFolders), std::end(kBackgroundFolders),
+                     [&](std::u16string_view folder) { return IsBelow(point, folder); });
+}
+
+/// The first `count` components of an absolute path; empty when it has fewer.
+std::u16string_view FirstComponents(std::u16string_view path, int count) {
+  std::size_t at = 0;
+  while (count-- > 0) {
+    if (at + 1 >= path.size()) return {};
+    at = std::min(path.find(u'/', at + 1), path.size());
+  }
+  return path.substr(0, at);
+}
+
+/// Where desktops and users mount disks that come and go: the path's place for one, or empty.
+std::u16string_view RemovablePlace(std::u16string_view path) {
+  if (IsBelow(path, u"/run/media")) return FirstComponents(path, 4);
+  if (IsBelow(path, u"/media")) return FirstComponents(path, 3);
+  if (IsBelow(path, u"/mnt")) return FirstComponents(path, 2);
+  return {};
+}
+
+/// Calls `take` with each entry of a table of mounts.
+template <class Take>
+void ReadTable(const char* file, Take take) {
+  FILE* table = setmntent(file, "r");
+  if (!table) return;
+  while (const mntent* mount = getmntent(table)) take(*mount);
+  endmntent(table);
+}
 
 }  // namespace
 
 void MountTable::Load() {
   points_.clear();
-  FILE* table = setmntent("/proc/self/mounts", "r");
-  if (!table) return;
-  while (const mntent* mount = getmntent(table)) {
-    const bool system = std::find(std::begin(kSystemTypes), std::end(kSystemTypes),
-                                  std::string_view(mount->mnt_type)) != std::end(kSystemTypes);
-    const std::u16string point = FromUtf8(mount->mnt_dir);
-    if (system || point == u"/") continue;
-    if (std::find(points_.begin(), points_.end(), point) == points_.end()) points_.push_back(point);
-  }
-  endmntent(table);
+  volumes_.clear();
+  network_.clear();
+  expected_.clear();
+  ReadTable("/proc/self/mounts", [this](const mntent& mount) {
+    const std::string_view type = mount.mnt_type;
+    const std::u16string point = FromUtf8(mount.mnt_dir);
+    if (IsOneOf(type, kSystemTypes) || point == u"/") return;
+    if (IsOneOf(type, kNetworkTypes)) network_.push_back(point);
+    if (std::find(points_.begin(), points_.end(), point) != points_.end()) return;
+    points_.push_back(point);
+    if (!IsOneOf(type, kBackgroundTypes) && !IsBackground(point)) volumes_.push_back(point);
+  });
+  ReadTable("/etc/fstab", [this](const mntent& mount) {
+    const std::u16string point = FromUtf8(mount.mnt_dir);
+    if (point.size() > 1 && point[0] == u'/') expected_.push_back(point);
+  });
+  const auto is_folder = [](const std::u16string& point) {
+    struct stat found;
+    return stat(ToUtf8(point).c_str(), &found) != 0 || S_ISDIR(found.st_mode);
+  };
+  std::erase_if(volumes_,
+                [&](const auto& point) { return !OnNetwork(point) && !is_folder(point); });
+  std::sort(volumes_.begin(), volumes_.end());
   std::stable_sort(points_.begin(), points_.end(),
                    [](const auto& a, const auto& b) { return a.size() > b.size(); });
 }
 
 std::u16string MountTable::PointOf(std::u16string_view path) const {
   for (const std::u16string& point : points_) {
-    if (path.starts_with(point) && (path.size() == point.size() || path[point.size()] == u'/')) {
-      return point;
-    }
+    if (IsBelow(path, point)) return point;
   }
   return {};
+}
+
+std::vector<std::u16string> MountTable::Volumes() const {
+  return volumes_;
+}
+
+bool MountTable::OnNetwork(std::u16string_view path) const {
+  const std::u16string point = PointOf(path);
+  return std::find(network_.begin(), network_.end(), point) != network_.end();
+}
+
+std::u16string MountTable::MissingPoint(std::u16string_view path) const {
+  const std::u16string present = PointOf(path);
+  std::u16string missing;
+  for (const std::u16string& point : expected_) {
+    if (IsBelow(path, point) && point.size() > std::max(present.size(), missing.size())) {
+      missing = point;
+    }
+  }
+  if (!missing.empty()) return missing;
+  // A disk may be mounted right below /media as well as below a user's folder there.
+  const std::u16string_view place = RemovablePlace(path);
+  const std::size_t root = place.rfind(u'/');
+  const bool mounted = !present.empty() && root != place.npos &&
+                       (present == place || IsBelow(present, place.substr(0, root)) ||
+                        (IsBelow(place, present) && !IsBackground(present) && present != u"/run"));
+  return mounted ? std::u16string() : std::u16string(place);
+}
+
+bool OnSameDisk(std::uint64_t device, std::uint64_t other_device) {
+  if (device == other_device) return true;
+  const auto disk = [](std::uint64_t number) {
+    const std::string link =
+        "/sys/dev/block/" + std::to_string(major(number)) + ":" + std::to_string(minor(number));
+    char* path = realpath(link.c_str(), nullptr);
+    if (!path) return std::string();
+    const std::string found(path);
+    free(path);
+    // A partition is a folder in its disk's.
+    const std::size_t name = found.find("/block/");
+    if (name == found.npos) return std::string();
+    return found.substr(0, found.find('/', name + 7));
+  };
+  const std::string first = disk(device);
+  return !first.empty() && first == disk(other_device);
 }
 
 }  // namespace kavrel
