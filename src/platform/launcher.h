@@ -1,0 +1,25 @@
+// Launchers: files that a desktop shows as icons and that start a program with arguments.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kavrel {
+
+struct Launcher {
+  std::u16string Target;                  ///< the program, a host path
+  std::vector<std::u16string> Arguments;  ///< as the program receives them
+  std::u16string Folder;                  ///< in which it starts, a host path
+  std::u16string Name, Description;
+};
+
+/// The ending of a launcher's file name, with its dot.
+std::u16string_view LauncherEnding();
+
+/// Writes the launcher to a scratch file and gives that the chosen name, in place of what had it.
+/// False when the file could not be written; what was there before is then untouched. A program
+/// folder that the environment names is the started program's as well.
+bool CreateShellLink(std::u16string_view path, const Launcher& launcher);
+
+}  // namespace kavrel
