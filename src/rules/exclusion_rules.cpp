@@ -56,6 +56,22 @@ bool Matches(std::u16string_view text, std::u16string_view pattern) {
   return pattern == kEverything || MatchesPattern(text, pattern);
 }
 
+/// True when drive and folder of the path match those of the rule. A rule may name a share as its
+/// drive, though a path's own drive is the server alone: its folders are then the share's.
+bool MatchesPlace(const ExclusionRule& path, const ExclusionRule& rule) {
+  if (Matches(path.DriveMatch, rule.DriveMatch)) {
+    return Matches(path.FolderMatch, rule.FolderMatch);
+  }
+  const std::u16string_view drive = rule.DriveMatch;
+  const std::size_t server = drive.starts_with(u"\\\\") ? drive.find(u'\\', 2) : drive.npos;
+  if (server == drive.npos || path.DriveMatch != drive.substr(0, server)) return false;
+  std::u16string_view folder = path.FolderMatch;
+  const std::u16string_view share = drive.substr(server);
+  if (!folder.starts_with(share)) return false;
+  folder.remove_prefix(share.size());
+  return folder.starts_with(u'\\') && Matches(folder, rule.FolderMatch);
+}
+
 /// A file without any rule must not be shorter than what counts as damaged.
 constexpr std::u16string_view kNoRulesLine = u"# no rules";
 
@@ -162,9 +178,7 @@ bool ExclusionSet::IsFileExcluded(std::u16string_view path) const {
   if (rules_.empty()) return false;
   const ExclusionRule parts = SplitRulePath(path, mount_point_);
   return std::any_of(rules_.begin(), rules_.end(), [&](const ExclusionRule& rule) {
-    return rule.Enabled && Matches(parts.FileMatch, rule.FileMatch) &&
-           Matches(parts.DriveMatch, rule.DriveMatch) &&
-           Matches(parts.FolderMatch, rule.FolderMatch);
+    return rule.Enabled && Matches(parts.FileMatch, rule.FileMatch) && MatchesPlace(parts, rule);
   });
 }
 
@@ -173,8 +187,7 @@ bool ExclusionSet::IsFolderExcluded(std::u16string_view folder) const {
   const ExclusionRule parts = SplitRulePath(AddBackslash(folder), mount_point_);
   return std::any_of(folder_rules_.begin(), folder_rules_.end(), [&](std::size_t i) {
     const ExclusionRule& rule = rules_[i];
-    return rule.Enabled && Matches(parts.DriveMatch, rule.DriveMatch) &&
-           Matches(parts.FolderMatch, rule.FolderMatch);
+    return rule.Enabled && MatchesPlace(parts, rule);
   });
 }
 

@@ -9,6 +9,13 @@
 
 namespace kavrel {
 
+/// The parts of CheckRule. Each is empty when all is well, else the message; `forbidden` is one of
+/// the sets of characters.
+std::u16string CheckRuleName(std::u16string_view name);
+std::u16string CheckRuleFile(std::u16string_view value, std::u16string_view forbidden);
+std::u16string CheckRuleFolder(std::u16string_view value, std::u16string_view forbidden);
+std::u16string CheckRuleDrive(const ExclusionRule& rule);
+
 /// Checks a rule's patterns, file before folder before drive. Empty when all is well, else the
 /// message. A rule that would exclude everything is refused.
 std::u16string CheckRule(const ExclusionRule& rule);
