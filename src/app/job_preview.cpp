@@ -1,0 +1,145 @@
+#include "app/job_preview.h"
+
+#include <algorithm>
+
+#include "app/program.h"
+#include "base/text.h"
+#include "engine/run_driver.h"
+#include "files/path.h"
+#include "schedule/next_run.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::size_t kDueTimes = 3;
+
+/// Stands still.
+class MomentClock final : public Clock {
+ public:
+  explicit MomentClock(DateTime moment) : moment_(moment) {}
+  DateTime Now() override { return moment_; }
+  std::uint64_t TickCount() override { return 0; }
+  void Sleep(std::uint32_t) override {}
+
+ private:
+  DateTime moment_;
+};
+
+std::vector<DateTime> DueTimes(BackupJob job, DateTime now) {
+  std::vector<DateTime> times;
+  job.Enabled = true;
+  DateTime next = NextRunTime(job, now);
+  while (times.size() < kDueTimes && next >= now &&
+         !IsRefused(job.RefusedDays, ToCivil(next).Weekday)) {
+    times.push_back(next);
+    job.NextRun = next;
+    const DateTime following = NextRunAfterNow(job, next);
+    if (following <= next) break;
+    next = following;
+  }
+  return times;
+}
+
+/// The folder itself, or the nearest one above it that exists.
+struct Place {
+  Folder Nearest;
+  bool Exists = true;
+};
+
+Place FindPlace(const FileSystem& files, std::u16string_view path) {
+  Place place;
+  for (; !path.empty(); path = PathFolder(path)) {
+    Result<Folder> opened = files.OpenFolder(path);
+    if (opened) {
+      place.Nearest = std::move(*opened);
+      return place;
+    }
+    place.Exists = false;
+  }
+  return place;
+}
+
+bool IsSame(const FileStatus& a, const FileStatus& b) {
+  return a.Device == b.Device && a.Id == b.Id;
+}
+
+bool IsOnNetwork(const Program& program, std::u16string_view path) {
+  const std::optional<std::string> host = program.Files.HostPath(path);
+  return PathKind(path) != 1 || (host && program.Mounts.OnNetwork(FromUtf8(*host)));
+}
+
+/// How the destination lies to the source; empty when there is nothing to say.
+std::u16string_view CheckPlaces(const Program& program, std::u16string_view source_path,
+                                std::u16string_view destination_path) {
+  constexpr std::u16string_view kEqual = u"目標資料夾就是來源資料夾，備份會寫到來源自己身上。";
+  constexpr std::u16string_view kInside = u"目標資料夾位於來源資料夾之內。";
+  if (PathStartsWith(destination_path, source_path)) {
+    return destination_path.size() == source_path.size() ? kEqual : kInside;
+  }
+  if (IsOnNetwork(program, source_path) || IsOnNetwork(program, destination_path)) return {};
+  const Result<Folder> source = program.Files.OpenFolder(source_path);
+  const Place destination = FindPlace(program.Files, destination_path);
+  if (!source || !destination.Nearest) return {};
+  const Result<FileStatus> status = source->Status();
+  const Result<std::vector<FileStatus>> lineage = destination.Nearest.Lineage();
+  if (!status || !lineage || lineage->empty()) return {};
+  const auto found = std::find_if(lineage->begin(), lineage->end(), [&](const FileStatus& folder) {
+    return IsSame(folder, *status);
+  });
+  if (found != lineage->end()) {
+    return found == lineage->begin() && destination.Exists ? kEqual : kInside;
+  }
+  if (OnSameDisk(status->Device, lineage->front().Device)) {
+    return u"目標與來源在同一個磁碟上，磁碟損壞時兩者會一起失去。";
+  }
+  return {};
+}
+
+/// Why the destination cannot be written to at the moment; empty when it can.
+std::u16string CheckMounted(const Program& program, std::u16string_view path) {
+  if (PathKind(path) == 3) return u"無法備份到 FTP 位址。";
+  if (!IsPosixPath(path)) {
+    const std::u16string drive = SplitRulePath(path).Drive;
+    if (drive.empty()) return u"目標資料夾不是完整的路徑。";
+    const bool reachable = PathKind(path) == 2 ? program.Files.HostPath(path).has_value()
+                                               : program.Files.FolderExists(drive + u"\\");
+    return reachable ? std::u16string() : u"目標磁碟「" + drive + u"」目前無法使用。";
+  }
+  const std::u16string missing = program.Mounts.MissingPoint(path);
+  return missing.empty() ? missing : u"目標磁碟「" + missing + u"」目前沒有掛載。";
+}
+
+}  // namespace
+
+JobPreview PreviewJob(const Program& program, const JobForm& form) {
+  JobPreview preview;
+  BackupJob job;
+  FillJob(form, job);
+  const DateTime now = program.Context.Clock.Now();
+  if (form.Count > 0) preview.Due = DueTimes(job, now);
+
+  if (form.UsePassword && form.Password.empty()) {
+    preview.Warnings.push_back(u"尚未輸入密碼，壓縮檔將以預設密碼「" +
+                               std::u16string(kDefaultPassword) + u"」加密。");
+  }
+  if (form.Type == BackupType::Compressed && !program.Archiver.Present()) {
+    preview.Warnings.push_back(u"找不到 7-Zip 程式，壓縮備份無法執行。");
+  }
+  if (Trim(form.Destination).empty()) return preview;
+
+  MomentClock at_next_run(form.Enabled && !preview.Due.empty() ? preview.Due.front() : now);
+  const std::u16string folder = ExpandedDestination(job, at_next_run);
+  preview.Destination = folder;
+  if (form.Type == BackupType::Compressed) {
+    preview.Destination = JoinPath(folder, ArchiveStamp(at_next_run.Now()) + u".7z");
+  }
+  std::u16string warning = CheckMounted(program, folder);
+  if (warning.empty() && !Trim(form.Source).empty()) {
+    warning = CheckPlaces(program, job.Source.Path, AddBackslash(folder));
+  }
+  if (!warning.empty()) preview.Warnings.push_back(warning);
+  return preview;
+}
+
+}  // namespace kavrel

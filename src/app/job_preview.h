@@ -1,0 +1,27 @@
+// What a job would do, shown while the user still enters it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/job_form.h"
+
+namespace kavrel {
+
+class Program;
+
+struct JobPreview {
+  /// Where the next run writes, for a compressed job the archive's file; empty without a
+  /// destination.
+  std::u16string Destination;
+  /// The next three times that it is due, as if it were switched on; fewer when it never is.
+  std::vector<DateTime> Due;
+  /// What the user may not have meant, in words.
+  std::vector<std::u16string> Warnings;
+};
+
+/// Looks at disks, but at none of the network: it must not keep a window waiting. `mounts` of the
+/// program should be fresh.
+JobPreview PreviewJob(const Program& program, const JobForm& form);
+
+}  // namespace kavrel
