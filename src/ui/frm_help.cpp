@@ -60,10 +60,8 @@ frmHelp::frmHelp(QWidget* parent, Clock* clock, SettingsStore* sizes)
   txtSel_ = Make<QLineEdit>("txtSel");
   txtTest_ = Make<QLineEdit>("txtTest");
   txtTest_->setReadOnly(true);
-  auto* lblSel = new QLabel(QStringLiteral("日期標籤(&T)："));
-  lblSel->setBuddy(txtSel_);
-  auto* lblTest = new QLabel(QStringLiteral("範例(&E)："));
-  lblTest->setBuddy(txtTest_);
+  auto* lblSel = MakeLabel(QStringLiteral("日期標籤(&T)："), txtSel_);
+  auto* lblTest = MakeLabel(QStringLiteral("範例(&E)："), txtTest_);
   btnCopy_ = Make<QPushButton>("btnCopy", QStringLiteral("複製(&C)"));
   btnClear_ = Make<QPushButton>("btnClear", QStringLiteral("清空(&R)"));
   auto* btnClose = Make<QPushButton>("btnClose", QStringLiteral("關 閉(&X)"));

@@ -1,6 +1,7 @@
 // Small helpers for the windows' layouts.
 #pragma once
 
+#include <QLabel>
 #include <QString>
 #include <QWidget>
 #include <utility>
@@ -16,6 +17,14 @@ Control* Make(const char* name, Arguments&&... arguments) {
   control->setObjectName(QLatin1String(name));
   return control;
 }
+
+/// A label whose mnemonic leads to `buddy`, which screen readers call by the label's text.
+QLabel* MakeLabel(const QString& text, QWidget* buddy);
+/// Without mnemonic and colon.
+QString PlainLabel(const QString& text);
+
+/// Keeps the mouse wheel, meant for the page, from changing a value that the pointer passes.
+void IgnoreWheel(QWidget* control);
 
 /// Creates the list in a new area of that object name, in the look that the dialogs' lists share:
 /// whole rows selected, one at a time, in alternating colours.
