@@ -3,8 +3,14 @@
 #pragma once
 
 #include <QDialog>
+#include <string>
+#include <vector>
 
 #include "ui/file_picker.h"
+
+class QLabel;
+class QListWidget;
+class QPushButton;
 
 namespace kavrel {
 
@@ -20,8 +26,17 @@ class frmShortcut : public QDialog {
   void SetPicker(FilePicker& picker) { picker_ = &picker; }
 
  private:
+  std::vector<std::u16string> CheckedNames() const;
+  void Enable(bool on);
+  void SaveShortcut();
+  void lstJobs_ItemCheck();
+  void btnSave_Click();
+
   Program& program_;
   FilePicker* picker_ = &DesktopFilePicker();
+  QLabel *lblJobs_, *lblState_;
+  QListWidget* lstJobs_;
+  QPushButton* btnSave_;
 };
 
 }  // namespace kavrel

@@ -1,0 +1,135 @@
+#include "ui/frm_shortcut.h"
+
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
+
+#include "app/program.h"
+#include "core/command_line.h"
+#include "files/path.h"
+#include "platform/folders.h"
+#include "platform/launcher.h"
+#include "platform/user_folders.h"
+#include "ui/layout_help.h"
+#include "ui/message_box.h"
+#include "ui/qt_text.h"
+#include "ui/window_size.h"
+
+namespace kavrel {
+
+namespace {
+
+/// What a started program's command line must stay below, target and all.
+constexpr std::size_t kCommandLineLimit = 261;
+constexpr std::u16string_view kDescription = u"資料備份排程捷徑";
+
+std::u16string Target() {
+  return JoinPath(ExecutableFolder(), u"kavrel");
+}
+
+std::size_t CommandLineLength(const std::vector<std::u16string>& names) {
+  return Target().size() + 1 + JoinArguments(names).size();
+}
+
+}  // namespace
+
+frmShortcut::frmShortcut(Program& program, QWidget* parent) : QDialog(parent), program_(program) {
+  setObjectName(QStringLiteral("frmShortcut"));
+  setWindowTitle(QStringLiteral("建立備份排程捷徑"));
+  lstJobs_ = Make<QListWidget>("lstJobs");
+  lblJobs_ = MakeLabel(QStringLiteral("備份排程清單(&J)："), lstJobs_);
+  lblJobs_->setObjectName(QStringLiteral("lblJobs"));
+  lblState_ = Make<QLabel>("lblState");
+  lblState_->setTextFormat(Qt::PlainText);
+  lblState_->setWordWrap(true);
+  lblState_->setMinimumHeight(lblState_->fontMetrics().lineSpacing() * 2);
+  btnSave_ = Make<QPushButton>("btnSave", QStringLiteral("建立捷徑(&S)"));
+  auto* btnClose = Make<QPushButton>("btnClose", QStringLiteral("取 消(&C)"));
+  btnSave_->setDefault(true);
+  btnSave_->setEnabled(false);
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch();
+  buttons->addWidget(btnSave_);
+  buttons->addWidget(btnClose);
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(lblJobs_);
+  layout->addWidget(lstJobs_, 1);
+  layout->addWidget(lblState_);
+  layout->addLayout(buttons);
+
+  connect(lstJobs_, &QListWidget::itemChanged, this, &frmShortcut::lstJobs_ItemCheck);
+  connect(btnSave_, &QPushButton::clicked, this, &frmShortcut::btnSave_Click);
+  connect(btnClose, &QPushButton::clicked, this, &QDialog::reject);
+
+  if (program_.Store.LoadJobs()) {
+    for (const BackupJob& job : program_.Store.Jobs) {
+      if (job.Deleted) continue;
+      auto* line = new QListWidgetItem(ToQString(job.Name), lstJobs_);
+      line->setData(Qt::UserRole, job.JobIndex);
+      line->setCheckState(Qt::Unchecked);
+    }
+  }
+  lstJobs_->setCurrentRow(0);
+  lstJobs_->setFocus();
+  lstJobs_ItemCheck();
+  RememberSize(*this, &program_.WindowSizes, objectName(), 420, 420);
+}
+
+/// The stored names themselves, whatever the list makes of them.
+std::vector<std::u16string> frmShortcut::CheckedNames() const {
+  std::vector<std::u16string> names;
+  for (int row = 0; row < lstJobs_->count(); ++row) {
+    const QListWidgetItem* line = lstJobs_->item(row);
+    if (line->checkState() != Qt::Checked) continue;
+    const int index = line->data(Qt::UserRole).toInt();
+    names.push_back(program_.Store.Jobs[static_cast<std::size_t>(index)].Name);
+  }
+  return names;
+}
+
+void frmShortcut::Enable(bool on) {
+  for (QWidget* control : {static_cast<QWidget*>(lblJobs_), static_cast<QWidget*>(lstJobs_),
+                           static_cast<QWidget*>(btnSave_)}) {
+    control->setEnabled(on);
+  }
+}
+
+void frmShortcut::lstJobs_ItemCheck() {
+  const std::vector<std::u16string> names = CheckedNames();
+  btnSave_->setEnabled(!names.empty());
+  const bool too_long = !names.empty() && CommandLineLength(names) >= kCommandLineLimit;
+  lblState_->setText(too_long ? QStringLiteral("勾選的排程名稱太長，無法放入一個捷徑。")
+                              : QString());
+}
+
+void frmShortcut::btnSave_Click() {
+  Enable(false);
+  SaveShortcut();
+  Enable(true);
+  lstJobs_->setFocus();
+}
+
+void frmShortcut::SaveShortcut() {
+  const std::vector<std::u16string> names = CheckedNames();
+  if (CommandLineLength(names) >= kCommandLineLimit) return;
+  const QString ending = ToQString(LauncherEnding());
+  const QString proposed =
+      ToQString(FindUserFolder(UserFolder::Desktop)) + ToQString(kDescription) + ending;
+  QString path =
+      picker_->PickSaveFile(*this, windowTitle(), proposed,
+                            QStringLiteral("備份排程捷徑 (*%1)").arg(ending), ending.mid(1));
+  if (path.isEmpty()) return;
+  if (!path.endsWith(ending, Qt::CaseInsensitive)) path += ending;
+  const QFileInfo file(path);
+  if (file.exists() && !Confirm(*this, QStringLiteral("檔案已存在，您要覆蓋它嗎？"))) return;
+
+  const Launcher launcher{Target(), names, program_.Files.ProgramFolder(),
+                          FromQString(file.completeBaseName()), std::u16string(kDescription)};
+  const bool written = CreateShellLink(FromQString(path), launcher);
+  lblState_->setText((written ? QStringLiteral("捷徑已建立：") : QStringLiteral("捷徑無法寫入：")) +
+                     path);
+}
+
+}  // namespace kavrel
