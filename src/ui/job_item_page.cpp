@@ -1,0 +1,304 @@
+#include "ui/job_item_page.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRegularExpressionValidator>
+
+#include "app/program.h"
+#include "base/number.h"
+#include "base/text.h"
+#include "core/job_presets.h"
+#include "files/path.h"
+#include "ui/frm_ff_edit.h"
+#include "ui/frm_help.h"
+#include "ui/layout_help.h"
+#include "ui/message_box.h"
+#include "ui/qt_text.h"
+
+namespace kavrel {
+
+namespace {
+
+/// Selects its whole text whenever it gains the focus, also by a click.
+class NameBox final : public QLineEdit {
+ protected:
+  void focusInEvent(QFocusEvent* event) override {
+    QLineEdit::focusInEvent(event);
+    QMetaObject::invokeMethod(this, &QLineEdit::selectAll, Qt::QueuedConnection);
+  }
+};
+
+/// What 32 bits surely hold.
+const QRegularExpression kFileSize(QStringLiteral("[0-9]{0,9}|1[0-9]{9}|20[0-9]{8}"));
+
+QCheckBox* MakeCheck(const char* name, const char* caption) {
+  return Make<QCheckBox>(name, QString::fromUtf8(caption));
+}
+
+}  // namespace
+
+JobItemPage::JobItemPage(Program& program) : program_(program) {
+  auto* grid = new QGridLayout(this);
+  MakeFields(*grid);
+  MakeOptions(*grid);
+  grid->setColumnStretch(1, 1);
+  grid->setRowStretch(grid->rowCount(), 1);
+  FillFilters();
+  ConnectFields();
+}
+
+void JobItemPage::MakeFields(QGridLayout& grid) {
+  ComJobType_ = Make<QComboBox>("ComJobType");
+  for (const JobPreset& preset : JobPresets()) ComJobType_->addItem(ToQString(preset.Caption));
+  ComJobType_->setPlaceholderText(QStringLiteral("選擇常用的備份項目 ..."));
+  txtDesc_ = Make<NameBox>("txtDesc");
+  txtSrc_ = Make<QLineEdit>("txtSrc");
+  txtDest_ = Make<QLineEdit>("txtDest");
+  btnBrowseSrc_ = Make<QPushButton>("btnBrowseSrc", QStringLiteral("..."));
+  btnBrowseSrc_->setAccessibleName(QStringLiteral("瀏覽來源資料夾"));
+  btnBrowseDest_ = Make<QPushButton>("btnBrowseDest", QStringLiteral("..."));
+  btnBrowseDest_->setAccessibleName(QStringLiteral("瀏覽目標資料夾"));
+  for (QPushButton* browse : {btnBrowseSrc_, btnBrowseDest_}) {
+    browse->setToolTip(browse->accessibleName());
+    browse->setMaximumWidth(browse->fontMetrics().horizontalAdvance(u'M') * 4);
+  }
+  btnTags_ = Make<QPushButton>("btnTags", QStringLiteral("設定日期格式(&F)"));
+  cboBackupType_ = Make<QComboBox>("cboBackupType");
+  for (int type = 0; type < 4; ++type) {
+    cboBackupType_->addItem(ToQString(BackupTypeCaption(static_cast<BackupType>(type))));
+  }
+  cboFF_ = Make<QComboBox>("cboFF");
+  cboFF_->setEditable(true);
+  cboFF_->setInsertPolicy(QComboBox::NoInsert);
+  cboFF_->setCompleter(nullptr);
+  cmdLoadFFs_ = Make<QPushButton>("cmdLoadFFs", QStringLiteral("新增 / 編輯副檔名排程(&L)"));
+  // A list's longest entry must not make the whole window wider than the screen.
+  for (QComboBox* box : {ComJobType_, cboBackupType_, cboFF_}) {
+    box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    box->setMinimumContentsLength(16);
+    IgnoreWheel(box);
+  }
+
+  grid.addWidget(MakeLabel(QStringLiteral("排 程 類 型(&P) ："), ComJobType_), 0, 0);
+  grid.addWidget(ComJobType_, 0, 1, 1, 3);
+  grid.addWidget(MakeLabel(QStringLiteral("排 程 名 稱(&N) ："), txtDesc_), 1, 0);
+  grid.addWidget(txtDesc_, 1, 1, 1, 3);
+  grid.addWidget(MakeLabel(QStringLiteral("來源資料夾(&S)："), txtSrc_), 2, 0);
+  grid.addWidget(txtSrc_, 2, 1, 1, 2);
+  grid.addWidget(btnBrowseSrc_, 2, 3);
+  grid.addWidget(MakeLabel(QStringLiteral("目標資料夾(&D)："), txtDest_), 3, 0);
+  grid.addWidget(txtDest_, 3, 1);
+  grid.addWidget(btnTags_, 3, 2);
+  grid.addWidget(btnBrowseDest_, 3, 3);
+  grid.addWidget(MakeLabel(QStringLiteral("備份模式(&M)："), cboBackupType_), 4, 0);
+  grid.addWidget(cboBackupType_, 4, 1, 1, 3);
+  grid.addWidget(MakeLabel(QStringLiteral("檔 案 類 型(&T) ："), cboFF_), 5, 0);
+  grid.addWidget(cboFF_, 5, 1);
+  grid.addWidget(cmdLoadFFs_, 5, 2, 1, 2);
+}
+
+void JobItemPage::MakeOptions(QGridLayout& grid) {
+  chkExc_ = MakeCheck("chkExc", "不備份指定的檔案類型(&X)");
+  chkSubDirs_ = MakeCheck("chkSubDirs", "備份子目錄所有檔案與目錄(&U)");
+  chkSrcFolder_ = MakeCheck("chkSrcFolder", "備份時自動建立來源目錄名稱(&O)");
+  chkEnabled_ = MakeCheck("chkEnabled", "儲存後啟動備份排程(&E)");
+  chkRecycle_ = MakeCheck("chkRecycle", "同步備份時將刪除的檔案或資料夾移到資源回收筒內(&R)");
+  chkFileSize_ = MakeCheck("chkFileSize", "備份指定大小(&Z)");
+  chkZipPassWord_ = MakeCheck("chkZipPassWord", "壓縮加密(&W)");
+  txtFileSize_ = Make<QLineEdit>("txtFileSize");
+  txtFileSize_->setValidator(new QRegularExpressionValidator(kFileSize, txtFileSize_));
+  txtFileSize_->setAlignment(Qt::AlignRight);
+  txtFileSize_->setAccessibleName(QStringLiteral("備份檔案大小上限，KB"));
+  Label2_ = Make<QLabel>("Label2", QStringLiteral("KB"));
+  txtZipPassWord_ = Make<QLineEdit>("txtZipPassWord");
+  txtZipPassWord_->setEchoMode(QLineEdit::PasswordEchoOnEdit);
+  Label7_ = MakeLabel(QStringLiteral("密碼(&K)："), txtZipPassWord_);
+  Label7_->setObjectName(QStringLiteral("Label7"));
+
+  auto* size = new QHBoxLayout;
+  size->addWidget(chkFileSize_);
+  size->addWidget(txtFileSize_);
+  size->addWidget(Label2_);
+  auto* password = new QHBoxLayout;
+  password->addWidget(chkZipPassWord_);
+  password->addWidget(Label7_);
+  password->addWidget(txtZipPassWord_);
+  auto* options = new QGridLayout;
+  options->addWidget(chkExc_, 0, 0);
+  options->addWidget(chkSubDirs_, 0, 1);
+  options->addWidget(chkSrcFolder_, 1, 0);
+  options->addWidget(chkEnabled_, 1, 1);
+  options->addWidget(chkRecycle_, 2, 0, 1, 2);
+  options->addLayout(size, 3, 0);
+  options->addLayout(password, 3, 1);
+  options->setHorizontalSpacing(24);
+  grid.addLayout(options, 6, 0, 1, 4);
+}
+
+void JobItemPage::ConnectFields() {
+  for (QLineEdit* box : {txtDesc_, txtSrc_, txtDest_, txtFileSize_, txtZipPassWord_}) {
+    connect(box, &QLineEdit::textEdited, this, &JobItemPage::Changed);
+  }
+  for (QCheckBox* box : {chkExc_, chkSubDirs_, chkSrcFolder_, chkEnabled_, chkRecycle_,
+                         chkFileSize_, chkZipPassWord_}) {
+    connect(box, &QCheckBox::clicked, this, [this] {
+      EnableOptions();
+      Q_EMIT Changed();
+    });
+  }
+  connect(cboFF_->lineEdit(), &QLineEdit::textEdited, this, &JobItemPage::Changed);
+  for (QComboBox* box : {cboFF_, cboBackupType_}) {
+    connect(box, &QComboBox::activated, this, [this] {
+      EnableOptions();
+      Q_EMIT Changed();
+    });
+  }
+  connect(ComJobType_, &QComboBox::activated, this, &JobItemPage::ComJobType_Click);
+  connect(btnBrowseSrc_, &QPushButton::clicked, this,
+          [this] { Browse(*txtSrc_, QStringLiteral("來源資料夾")); });
+  connect(btnBrowseDest_, &QPushButton::clicked, this,
+          [this] { Browse(*txtDest_, QStringLiteral("目的資料夾")); });
+  connect(btnTags_, &QPushButton::clicked, this, &JobItemPage::btnTags_Click);
+  connect(cmdLoadFFs_, &QPushButton::clicked, this, &JobItemPage::cmdLoadFFs_Click);
+}
+
+void JobItemPage::Show(const JobForm& form) {
+  ComJobType_->setCurrentIndex(-1);
+  txtDesc_->setText(ToQString(form.Name));
+  txtSrc_->setText(ToQString(form.Source));
+  txtDest_->setText(ToQString(form.Destination));
+  cboBackupType_->setCurrentIndex(static_cast<int>(form.Type));
+  ShowFileTypes(form.FileTypes);
+  chkExc_->setChecked(form.ExcludeFileTypes);
+  chkSubDirs_->setChecked(form.IncludeSubfolders);
+  chkSrcFolder_->setChecked(form.AddSourceFolder);
+  chkEnabled_->setChecked(form.Enabled);
+  chkRecycle_->setChecked(form.UseRecycleBin);
+  chkFileSize_->setChecked(form.LimitFileSize);
+  txtFileSize_->setText(ToQString(Decimal(form.MaxFileSizeKB)));
+  chkZipPassWord_->setChecked(form.UsePassword);
+  txtZipPassWord_->setText(ToQString(form.Password));
+  EnableOptions();
+  txtDesc_->setFocus();
+}
+
+void JobItemPage::Read(JobForm& form) const {
+  form.Name = FromQString(txtDesc_->text());
+  form.Source = FromQString(txtSrc_->text());
+  form.Destination = FromQString(txtDest_->text());
+  form.Type = static_cast<BackupType>(cboBackupType_->currentIndex());
+  form.FileTypes = FileTypes();
+  form.ExcludeFileTypes = chkExc_->isChecked();
+  form.IncludeSubfolders = chkSubDirs_->isChecked();
+  form.AddSourceFolder = chkSrcFolder_->isChecked();
+  form.Enabled = chkEnabled_->isChecked();
+  form.UseRecycleBin = chkRecycle_->isChecked();
+  form.LimitFileSize = chkFileSize_->isChecked();
+  form.MaxFileSizeKB = ParseInt(FromQString(txtFileSize_->text())).value_or(0);
+  form.UsePassword = chkZipPassWord_->isChecked();
+  form.Password = FromQString(txtZipPassWord_->text());
+}
+
+void JobItemPage::FocusField(FormCheck check) {
+  QLineEdit* box = check == FormCheck::SourceMissing   ? txtSrc_
+                   : check == FormCheck::NoDestination ? txtDest_
+                                                       : txtDesc_;
+  box->setFocus();
+  box->selectAll();
+}
+
+void JobItemPage::FillFilters() {
+  cboFF_->clear();
+  for (std::size_t i = 0; i < program_.Filters.Entries.size(); ++i) {
+    cboFF_->addItem(ToQString(program_.Filters.Entries[i].Name), static_cast<int>(i));
+  }
+}
+
+void JobItemPage::ShowFileTypes(const std::u16string& patterns) {
+  const std::vector<FileFilter>& filters = program_.Filters.Entries;
+  for (std::size_t i = 0; i < filters.size(); ++i) {
+    if (!EqualNoCase(filters[i].Patterns, patterns)) continue;
+    cboFF_->setCurrentIndex(static_cast<int>(i));
+    return;
+  }
+  cboFF_->setCurrentIndex(-1);
+  cboFF_->setEditText(ToQString(patterns));
+}
+
+/// A list's name stands for its patterns, anything else is patterns itself.
+std::u16string JobItemPage::FileTypes() const {
+  const QString text = cboFF_->currentText();
+  int index = cboFF_->currentIndex();
+  if (index < 0 || cboFF_->itemText(index) != text) {
+    index = cboFF_->findText(text, Qt::MatchFixedString | Qt::MatchCaseSensitive);
+  }
+  if (index < 0) return FromQString(text);
+  return program_.Filters.Entries[static_cast<std::size_t>(index)].Patterns;
+}
+
+void JobItemPage::EnableOptions() {
+  chkRecycle_->setEnabled(cboBackupType_->currentIndex() ==
+                          static_cast<int>(BackupType::Synchronise));
+  txtFileSize_->setEnabled(chkFileSize_->isChecked());
+  Label2_->setEnabled(chkFileSize_->isChecked());
+  txtZipPassWord_->setEnabled(chkZipPassWord_->isChecked());
+  Label7_->setEnabled(chkZipPassWord_->isChecked());
+}
+
+void JobItemPage::ComJobType_Click(int index) {
+  const JobPreset& preset = JobPresets()[static_cast<std::size_t>(index)];
+  const std::u16string source = FindUserFolder(preset.Source);
+  txtDesc_->setText(ToQString(preset.Name));
+  txtSrc_->setText(ToQString(source));
+  const bool found = program_.Files.FolderExists(source);
+  if (found) {
+    txtDest_->setText(ToQString(program_.DefaultDestination()));
+    ShowFileTypes(std::u16string(kAllFiles));
+  }
+  Q_EMIT Changed();
+  if (!found) {
+    Inform(*this, QStringLiteral("來源資料夾無法偵測到它的存在，請重新指定！"));
+  }
+}
+
+void JobItemPage::Browse(QLineEdit& box, const QString& title) {
+  // What was typed so far, as far as it exists.
+  const std::u16string typed = FromQString(box.text().trimmed());
+  std::u16string_view start = typed;
+  while (!start.empty() && !program_.Files.FolderExists(start)) start = PathFolder(start);
+  const std::optional<std::string> host = program_.Files.HostPath(start);
+  const QString chosen =
+      picker_->PickFolder(*this, title, QString::fromStdString(host.value_or("")));
+  if (chosen.isEmpty()) {
+    Attract(*this);
+    return;
+  }
+  box.setText(chosen);
+  box.setFocus();
+  Q_EMIT Changed();
+}
+
+void JobItemPage::btnTags_Click() {
+  frmHelp(this, &program_.Context.Clock, &program_.WindowSizes).exec();
+}
+
+void JobItemPage::cmdLoadFFs_Click() {
+  const std::u16string patterns = FileTypes();
+  const QString text = cboFF_->currentText();
+  frmFFEdit(program_, this).exec();
+  program_.Filters.LoadFilters();
+  FillFilters();
+  // A list that was chosen stays chosen, with the patterns that it has now.
+  const int index = cboFF_->findText(text, Qt::MatchFixedString | Qt::MatchCaseSensitive);
+  if (index >= 0) {
+    cboFF_->setCurrentIndex(index);
+  } else {
+    ShowFileTypes(patterns);
+  }
+  if (FileTypes() != patterns) Q_EMIT Changed();
+}
+
+}  // namespace kavrel

@@ -1,0 +1,73 @@
+#include "ui/job_preview_box.h"
+
+#include <QEvent>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+
+#include "ui/layout_help.h"
+#include "ui/qt_text.h"
+#include "ui/row_colours.h"
+
+namespace kavrel {
+
+JobPreviewBox::JobPreviewBox() : QGroupBox(QStringLiteral("預覽")) {
+  txtNext_ = Make<QLineEdit>("txtNext");
+  txtNext_->setReadOnly(true);
+  txtNext_->setFrame(false);
+  txtNext_->setFocusPolicy(Qt::ClickFocus);
+  lblDue_ = Make<QLabel>("lblDue");
+  lblWarnings_ = Make<QLabel>("lblWarnings");
+  for (QLabel* label : {lblDue_, lblWarnings_}) {
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+  }
+  // Room for what usually is to be said, so that the window does not jump as one types.
+  lblWarnings_->setMinimumHeight(lblWarnings_->fontMetrics().lineSpacing() * 2);
+  lblDue_->setAccessibleName(QStringLiteral("接下來三次"));
+  lblWarnings_->setAccessibleName(QStringLiteral("注意"));
+
+  auto* grid = new QGridLayout(this);
+  grid->addWidget(MakeLabel(QStringLiteral("下次寫入："), txtNext_), 0, 0);
+  grid->addWidget(txtNext_, 0, 1);
+  grid->addWidget(new QLabel(QStringLiteral("接下來三次：")), 1, 0, Qt::AlignTop);
+  grid->addWidget(lblDue_, 1, 1);
+  grid->addWidget(lblWarnings_, 2, 0, 1, 2);
+  grid->setColumnStretch(1, 1);
+  ApplyColour();
+}
+
+void JobPreviewBox::Show(const JobPreview& preview, bool enabled) {
+  const QString destination = ToQString(preview.Destination);
+  if (txtNext_->text() != destination) {
+    txtNext_->setText(destination);
+    txtNext_->setCursorPosition(0);
+    txtNext_->setToolTip(destination);
+  }
+  QStringList due, warnings;
+  for (const DateTime time : preview.Due) due += ToQString(DateTimeText(time));
+  for (const std::u16string& warning : preview.Warnings) {
+    warnings += QStringLiteral("⚠ ") + ToQString(warning);
+  }
+  lblDue_->setText(due.join(QStringLiteral("、")) +
+                   (enabled || due.isEmpty() ? QString() : QStringLiteral("（排程未啟動）")));
+  lblWarnings_->setText(warnings.join(u'\n'));
+}
+
+void JobPreviewBox::changeEvent(QEvent* event) {
+  QGroupBox::changeEvent(event);
+  // A label's own palette change must not lead here again.
+  if (event->type() == QEvent::PaletteChange) ApplyColour();
+}
+
+void JobPreviewBox::ApplyColour() {
+  QPalette colours = palette();
+  colours.setColor(QPalette::WindowText, FailureTextColour(palette()));
+  lblWarnings_->setPalette(colours);
+  QPalette flat = palette();
+  flat.setColor(QPalette::Base, palette().color(QPalette::Window));
+  txtNext_->setPalette(flat);
+}
+
+}  // namespace kavrel

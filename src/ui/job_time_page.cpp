@@ -1,0 +1,153 @@
+#include "ui/job_time_page.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QStackedLayout>
+
+#include "ui/layout_help.h"
+#include "ui/qt_text.h"
+
+namespace kavrel {
+
+namespace {
+
+struct CountList {
+  const char *Name, *LabelName, *Unit;
+};
+
+/// By IntervalKind.
+constexpr CountList kCountLists[] = {
+    {"cboMins", "Lb1", "分鐘內備份一次"},   {"cboHours", "Lb2", "小時內備份一次"},
+    {"cboDays", "Lb3", "天內備份一次"},     {"cboWeeks", "Lb4", "週內備份一次"},
+    {"cboMonths", "Lb5", "個月內備份一次"},
+};
+
+QWidget* MakePicker(ClsDate& picker, const char* name, ClsDate::PickerStyle style) {
+  auto* area = Make<QWidget>(name);
+  picker.SetPictureBox(area);
+  picker.SetStyle(style);
+  picker.Create();
+  IgnoreWheel(picker.hwnd());
+  area->setFocusProxy(picker.hwnd());
+  return area;
+}
+
+}  // namespace
+
+JobTimePage::JobTimePage() {
+  ComTime_ = Make<QComboBox>("ComTime");
+  for (int kind = 0; kind < 5; ++kind) {
+    ComTime_->addItem(ToQString(IntervalCaption(static_cast<IntervalKind>(kind))));
+  }
+  IgnoreWheel(ComTime_);
+  QWidget* counts = MakeCounts();
+  QWidget* date = MakePicker(picDate_, "picDate", ClsDate::LongDate);
+  QWidget* time = MakePicker(picTime_, "picTime", ClsDate::Time);
+
+  auto* grid = new QGridLayout(this);
+  grid->addWidget(MakeLabel(QStringLiteral("排程類型(&T)"), ComTime_), 0, 0);
+  grid->addWidget(ComTime_, 0, 1);
+  grid->addWidget(counts, 1, 1);
+  grid->addWidget(MakeLabel(QStringLiteral("開始備份日期(&D)："), picDate_.hwnd()), 2, 0);
+  grid->addWidget(date, 2, 1);
+  grid->addWidget(MakeLabel(QStringLiteral("開始備份時間(&M)："), picTime_.hwnd()), 3, 0);
+  grid->addWidget(time, 3, 1);
+  grid->addWidget(MakeWeekdays(), 4, 0, 1, 3);
+  grid->setColumnStretch(2, 1);
+  grid->setRowStretch(5, 1);
+
+  connect(ComTime_, &QComboBox::activated, this, &JobTimePage::ComTime_Click);
+  for (ClsDate* picker : {&picDate_, &picTime_}) {
+    connect(picker, &ClsDate::Change, this, &JobTimePage::Changed);
+  }
+}
+
+QWidget* JobTimePage::MakeCounts() {
+  auto* area = new QWidget;
+  counts_ = new QStackedLayout(area);
+  for (std::size_t kind = 0; kind < count_lists_.size(); ++kind) {
+    const CountList& names = kCountLists[kind];
+    QComboBox* list = Make<QComboBox>(names.Name);
+    for (int count = 0; count <= MaxIntervalCount(static_cast<IntervalKind>(kind)); ++count) {
+      list->addItem(QString::number(count), count);
+    }
+    IgnoreWheel(list);
+    connect(list, &QComboBox::activated, this, &JobTimePage::Changed);
+    count_lists_[kind] = list;
+
+    QLabel* before = MakeLabel(QStringLiteral("我要在每(&N)"), list);
+    auto* after = Make<QLabel>(names.LabelName, QString::fromUtf8(names.Unit));
+    list->setAccessibleName(QStringLiteral("我要在每幾") + after->text());
+    auto* page = new QWidget;
+    auto* row = new QHBoxLayout(page);
+    row->setContentsMargins(0, 0, 0, 0);
+    for (QWidget* part : {static_cast<QWidget*>(before), static_cast<QWidget*>(list),
+                          static_cast<QWidget*>(after)}) {
+      row->addWidget(part);
+    }
+    row->addStretch();
+    counts_->addWidget(page);
+  }
+  return area;
+}
+
+QGroupBox* JobTimePage::MakeWeekdays() {
+  auto* frame = new QGroupBox(QStringLiteral("排除備份日期"));
+  auto* grid = new QGridLayout(frame);
+  for (int day = 1; day <= 7; ++day) {
+    const QString caption = QStringLiteral("%1(&%2)").arg(ToQString(WeekdayName(day))).arg(day);
+    auto* box = new QCheckBox(caption);
+    box->setObjectName(QStringLiteral("chkDOW%1").arg(day));
+    connect(box, &QCheckBox::clicked, this, &JobTimePage::Changed);
+    grid->addWidget(box, (day - 1) / 4, (day - 1) % 4);
+    chkDOW_[static_cast<std::size_t>(day)] = box;
+  }
+  return frame;
+}
+
+void JobTimePage::Show(const BackupJob& job) {
+  for (std::size_t kind = 0; kind < count_lists_.size(); ++kind) {
+    const int index =
+        count_lists_[kind]->findData(IntervalCount(job, static_cast<IntervalKind>(kind)));
+    count_lists_[kind]->setCurrentIndex(index < 0 ? 0 : index);
+  }
+  ComTime_->setCurrentIndex(static_cast<int>(JobIntervalKind(job)));
+  counts_->setCurrentIndex(ComTime_->currentIndex());
+  picDate_.SetValue(job.NextRun);
+  picTime_.SetValue(job.NextRun);
+  for (int day = 1; day <= 7; ++day) {
+    chkDOW_[static_cast<std::size_t>(day)]->setChecked(IsRefused(job.RefusedDays, day));
+  }
+}
+
+void JobTimePage::Read(JobForm& form) const {
+  using std::chrono::days;
+  form.Interval = static_cast<IntervalKind>(ComTime_->currentIndex());
+  form.Count =
+      count_lists_[static_cast<std::size_t>(ComTime_->currentIndex())]->currentData().toInt();
+  const DateTime time = picTime_.Value();
+  form.Start = std::chrono::floor<days>(picDate_.Value()) + (time - std::chrono::floor<days>(time));
+  form.RefusedDays = 0;
+  for (int day = 1; day <= 7; ++day) {
+    if (chkDOW_[static_cast<std::size_t>(day)]->isChecked()) form.RefusedDays |= 1 << day;
+  }
+}
+
+void JobTimePage::FocusField(FormCheck check) {
+  if (check == FormCheck::NoInterval) {
+    count_lists_[static_cast<std::size_t>(ComTime_->currentIndex())]->setFocus();
+  } else if (check == FormCheck::WeekdayRefused) {
+    picDate_.hwnd()->setFocus();
+  } else {
+    chkDOW_[1]->setFocus();
+  }
+}
+
+void JobTimePage::ComTime_Click() {
+  counts_->setCurrentIndex(ComTime_->currentIndex());
+  Q_EMIT Changed();
+}
+
+}  // namespace kavrel
