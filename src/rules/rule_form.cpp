@@ -7,7 +7,7 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::u16string_view kEverything = u"*", kEverythingShown = u"* ( 全部 )", kRoot = u"\\";
+constexpr std::u16string_view kEverything = u"*", kRoot = u"\\";
 
 bool IsEverything(std::u16string_view pattern) {
   return pattern == kEverything || pattern == kEverythingShown || pattern.empty();

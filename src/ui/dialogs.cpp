@@ -1,33 +1,37 @@
 #include "ui/dialogs.h"
 
-#include "ui/message_box.h"
-#include "ui/qt_text.h"
+#include "ui/frm_exc.h"
+#include "ui/frm_past_due.h"
+#include "ui/frm_set.h"
+#include "ui/frm_shortcut.h"
+#include "ui/frm_zip_list.h"
 
 namespace kavrel {
 
-void OpenJobEditor(Program&, std::int32_t, QWidget* parent) {
-  Inform(*parent, QStringLiteral("請使用 kavrelctl 編輯備份排程。"));
+void OpenJobEditor(Program& program, std::int32_t job_index, QWidget* parent) {
+  FrmSet(program, parent).Edit(job_index);
 }
 
-void OpenExclusions(Program&, QWidget* parent) {
-  Inform(*parent, QStringLiteral("請使用 kavrelctl rules 編輯排除排程。"));
+void OpenJobEditorList(Program& program, std::int32_t job_index, QWidget* parent) {
+  FrmSet(program, parent).List(job_index);
 }
 
-void OpenShortcuts(Program&, QWidget* parent) {
-  Inform(*parent, QStringLiteral("捷徑的內容：kavrel 之後接上備份排程的名稱。"));
+void OpenExclusions(Program& program, QWidget* parent) {
+  frmExc(program, parent).exec();
 }
 
-std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
+void OpenShortcuts(Program& program, QWidget* parent) {
+  frmShortcut(program, parent).exec();
+}
+
+std::optional<std::u16string> PickArchive(Program& program,
+                                          const std::vector<ArchiveFile>& archives,
                                           QWidget* parent) {
-  if (archives.empty()) return std::nullopt;
-  const std::u16string& newest = archives.back().Name;
-  if (!Confirm(*parent, QStringLiteral("您確定要還原「%1」嗎？").arg(ToQString(newest))))
-    return std::nullopt;
-  return newest;
+  return frmZipList::Pick(archives, parent, &program.WindowSizes);
 }
 
-void AskAboutPastDue(PastDueQuestion& question, QWidget*) {
-  question.Answer(question.DefaultLater);
+void AskAboutPastDue(PastDueQuestion& question, QWidget* parent) {
+  FrmPastDue(question, parent).exec();
 }
 
 }  // namespace kavrel

@@ -12,13 +12,18 @@ class QWidget;
 
 namespace kavrel {
 
-/// The job editor, at the job of this position of the store, or at a new one for -1.
+/// The job editor, at the job of this position of the store, or at a new one for -1. Whoever opens
+/// it has switched the scheduler off and saved the store, and reads it again afterwards.
 void OpenJobEditor(Program& program, std::int32_t job_index, QWidget* parent);
+/// The same, at its list of jobs, with this one selected.
+void OpenJobEditorList(Program& program, std::int32_t job_index, QWidget* parent);
 void OpenExclusions(Program& program, QWidget* parent);
 void OpenShortcuts(Program& program, QWidget* parent);
 /// The archive to restore; nothing when the user chose none.
-std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
+std::optional<std::u16string> PickArchive(Program& program,
+                                          const std::vector<ArchiveFile>& archives,
                                           QWidget* parent);
+/// Returns with the question answered.
 void AskAboutPastDue(PastDueQuestion& question, QWidget* parent);
 
 }  // namespace kavrel

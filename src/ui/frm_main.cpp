@@ -162,7 +162,8 @@ void FrmMain::BuildLists() {
   job_menu_ = new JobMenu(*program_, *jobs_, this);
   connect(job_menu_, &JobMenu::RunWanted, this, &FrmMain::AskAndRun);
   connect(job_menu_, &JobMenu::RestoreWanted, this, &FrmMain::AskAndRestore);
-  connect(job_menu_, &JobMenu::EditWanted, this, &FrmMain::EditJob);
+  connect(job_menu_, &JobMenu::EditWanted, this,
+          [this](int row) { EditJobs([&] { OpenJobEditor(*program_, row, this); }); });
 }
 
 void FrmMain::BuildKeys() {
@@ -217,7 +218,7 @@ void FrmMain::ToolBar_ButtonClick(int index) {
     case kRunChecked:
       return RunCheckedJobs();
     case kEditJobs:
-      return EditJob(jobs_->View().SelectedItem());
+      return EditJobs([this] { OpenJobEditorList(*program_, jobs_->View().SelectedItem(), this); });
     case kShowLog:
       return ShowLog(toolbar_.ButtonChecked(kShowLog));
     case kExport:
@@ -293,11 +294,12 @@ void FrmMain::ImportJobs() {
              "原始檔名已經變更為「old_Backup.rtm」請重新啟動本軟體檢查相關備份設定的完整性。"));
 }
 
-void FrmMain::EditJob(int row) {
+void FrmMain::EditJobs(const std::function<void()>& editor) {
   if (program_->State.RunBusy) return;
   program_->Scheduler.SetSchedulerTimer(false);
   program_->Store.SaveJobs();
-  OpenJobEditor(*program_, row, this);
+  editor();
+  if (ended_) return;
   program_->ReloadJobs();
   FillJobList();
   program_->Scheduler.SetSchedulerTimer(!program_->Store.Jobs.empty());
@@ -306,8 +308,13 @@ void FrmMain::EditJob(int row) {
 void FrmMain::MakeShortcuts() {
   const bool ticking = program_->Scheduler.TimerOn();
   if (ticking) program_->Scheduler.SetSchedulerTimer(false);
+  setEnabled(false);
+  hide();
   OpenShortcuts(*program_, this);
+  if (ended_) return;
   if (ticking) program_->Scheduler.SetSchedulerTimer(true);
+  setEnabled(true);
+  show();
 }
 
 // ---- Runs ----
@@ -331,8 +338,9 @@ void FrmMain::AskAndRestore(int row) {
   if (!Confirm(*this, QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(name))) return;
   if (!program_->State.RunBusy) BeginRun(row, true);
   const RunOutcome outcome = program_->RunRestoreNow(
-      row, options_->Restore(),
-      [this](const std::vector<ArchiveFile>& archives) { return PickArchive(archives, this); });
+      row, options_->Restore(), [this](const std::vector<ArchiveFile>& archives) {
+        return PickArchive(*program_, archives, this);
+      });
   TellOutcome(outcome, program_->Store.Jobs[static_cast<std::size_t>(row)]);
 }
 

@@ -4,6 +4,7 @@
 #include <QElapsedTimer>
 #include <QTimer>
 #include <QWidget>
+#include <functional>
 #include <memory>
 
 #include "app/program.h"
@@ -87,7 +88,8 @@ class FrmMain : public QWidget, public ProgramHost {
   void UpdateCaption();
   void ExportJobs();
   void ImportJobs();
-  void EditJob(int row);
+  /// Opens an editor that changes the store, with the scheduler at rest meanwhile.
+  void EditJobs(const std::function<void()>& editor);
   void MakeShortcuts();
   void AskAndRun(int row);
   void AskAndRestore(int row);
