@@ -15,6 +15,11 @@
 #include "base/text.h"
 #include "support/tree.h"
 #include "ui/caption_strip.h"
+#include "ui/frm_exc.h"
+#include "ui/frm_past_due.h"
+#include "ui/frm_set.h"
+#include "ui/frm_shortcut.h"
+#include "ui/frm_zip_list.h"
 #include "ui/main_window.h"
 #include "ui/qt_text.h"
 #include "ui/tray.h"
@@ -425,6 +430,74 @@ TEST(FrmMain, TheTrayTellsOfRunsThatNobodySaw) {
   tick();
   ASSERT_EQ(shown.count(), 1);
   EXPECT_EQ(shown[0], (QVariantList{"備份完成：照片", "備份 1 個檔案，失敗 0 個檔案", false}));
+}
+
+/// Waits for a window of this class, closes it, and tells that it came.
+template <class T>
+void Expect(bool& came, const std::function<void(T&)>& look = {}) {
+  WhenDialog([&came, look](QWidget& dialog) {
+    auto* expected = dynamic_cast<T*>(&dialog);
+    came = expected != nullptr;
+    if (came && look) look(*expected);
+    if (dialog.isVisible()) static_cast<QDialog&>(dialog).done(0);
+  });
+}
+
+TEST(FrmMain, OpensTheOtherWindowsWithTheSchedulerAtRest) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.Start();
+  main.Action("mnuExcEnabled")->trigger();
+  const auto at_rest = [&](QDialog&) {
+    EXPECT_FALSE(main.Program.Scheduler.TimerOn());
+    main.Program.Store.Jobs[0].Name = u"放棄的";
+  };
+  bool came = false;
+  Expect<FrmSet>(came, at_rest);
+  Click(main.Button(3));
+  EXPECT_TRUE(std::exchange(came, false));
+  EXPECT_EQ(main.Jobs().ItemText(0, 0), "照片") << "the store is read again";
+  Expect<FrmSet>(came, at_rest);
+  main.Menu(main.Jobs(), -1, "mnuJobEdit");
+  EXPECT_TRUE(std::exchange(came, false));
+  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  Expect<frmExc>(came);
+  main.Action("mnuExc")->trigger();
+  EXPECT_TRUE(std::exchange(came, false));
+  Expect<frmShortcut>(came, [&](frmShortcut&) {
+    EXPECT_FALSE(main.Window.isVisible());
+    EXPECT_FALSE(main.Program.Scheduler.TimerOn());
+  });
+  main.Action("mnuShortcut")->trigger();
+  EXPECT_TRUE(std::exchange(came, false));
+  EXPECT_TRUE(main.Window.isVisible());
+  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+}
+
+TEST(FrmMain, AsksAboutOverdueJobsAndForAnArchive) {
+  MainWindow main;
+  BackupJob& job = main.AddJob(u"照片");
+  job.NextRun = *FromCivil(2026, 11, 20);
+  SetJobType(job, BackupType::Compressed);
+  std::filesystem::create_directories(main.Backup("照片"));
+  WhenDialog([](QWidget& dialog) {
+    ASSERT_NE(dynamic_cast<FrmPastDue*>(&dialog), nullptr);
+    dialog.findChild<QPushButton*>("btnLater")->click();
+  });
+  main.Start();
+  EXPECT_EQ(main.Program.Store.Jobs[0].NextRun, *FromCivil(2026, 11, 25));
+  EXPECT_EQ(main.Jobs().ItemText(0, 4), "2026/11/25");
+
+  bool came = false;
+  WhenDialog([&](QWidget& dialog) {
+    Expect<frmZipList>(came);
+    for (QAbstractButton* button : static_cast<QMessageBox&>(dialog).buttons()) {
+      if (PlainCaption(button->text()) == kYes) return button->click();
+    }
+  });
+  main.Menu(main.Jobs(), 0, "mnuJobResNow");
+  EXPECT_TRUE(came);
+  EXPECT_TRUE(main.Program.LogRows.Rows().empty()) << "nothing was picked";
 }
 
 }  // namespace
