@@ -88,6 +88,8 @@ bool Program::ReloadJobs() {
 }
 
 int Program::ImportJobs(std::u16string_view path) {
+  // A tick must not find the store half read while the rule's question waits for its answer.
+  Scheduler.SetSchedulerTimer(false);
   const int error = Store.ImportJobs(path, LoadRule());
   Scheduler.SetSchedulerTimer(true);
   return error;

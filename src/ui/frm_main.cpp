@@ -14,10 +14,12 @@
 #include "ui/job_list.h"
 #include "ui/job_menu.h"
 #include "ui/log_view.h"
+#include "ui/main_toolbar.h"
 #include "ui/message_box.h"
 #include "ui/options_menu.h"
 #include "ui/qt_text.h"
 #include "ui/run_panel.h"
+#include "ui/run_show.h"
 #include "ui/tray.h"
 
 namespace kavrel {
@@ -26,25 +28,6 @@ namespace {
 
 constexpr QSize kDesignSize{920, 560};
 constexpr int kWakeEveryMs = 1000;
-// A run calls the pump several times a file. Events wait this long at most, and what is drawn.
-constexpr int kPumpEveryMs = 25, kDrawEveryMs = 60, kTrayEveryMs = 1000;
-
-enum ToolbarButton {
-  kRunChecked = 1,
-  kEditJobs = 3,
-  kShowLog = 4,
-  kOptions = 5,
-  kExport = 7,
-  kImport = 8,
-  kHelp = 10,
-  kExit = 11
-};
-
-bool Due(QElapsedTimer& timer, int every_ms) {
-  if (timer.isValid() && timer.elapsed() < every_ms) return false;
-  timer.start();
-  return true;
-}
 
 }  // namespace
 
@@ -80,7 +63,9 @@ void FrmMain::BuildControls() {
   setMinimumSize(kDesignSize);
   resize(kDesignSize);
   BuildAreas();
-  BuildToolbar();
+  BuildMainToolbar(toolbar_, toolbar_area_);
+  connect(&toolbar_, &clsToolbar::ButtonClick, this, &FrmMain::ToolBar_ButtonClick);
+  connect(&toolbar_, &clsToolbar::ButtonDropDown, this, &FrmMain::ToolBar_ButtonDropDown);
   status_bar_.SetTargetForm(status_area_);
   status_bar_.Create();
   status_bar_.PanelAdd(0, {}, 15000);
@@ -90,7 +75,7 @@ void FrmMain::BuildControls() {
           [this] { OpenExclusions(*program_, this); });
   connect(options_, &OptionsMenu::ShortcutsWanted, this, &FrmMain::MakeShortcuts);
   panel_ = new RunPanel(captions_, file_bar_);
-  progress_ = std::make_unique<RunProgress>(program_->Context);
+  run_ = std::make_unique<RunShow>(*program_, *panel_, status_bar_);
   connect(panel_, &RunPanel::CancelClick, this, [this] {
     if (program_->State.RunBusy) program_->State.CancelRequested = true;
   });
@@ -117,40 +102,6 @@ void FrmMain::BuildAreas() {
   captions_ = area("PicLogs", 0);
   file_bar_ = area("picPtbFile", 0);
   status_area_ = area("picStatusBar", 0);
-}
-
-void FrmMain::BuildToolbar() {
-  toolbar_.SetTargetPictureBox(toolbar_area_);
-  toolbar_.Initialize();
-  for (const IconId icon : {IconId::RunChecked, IconId::EditJobs, IconId::Log, IconId::Options,
-                            IconId::Export, IconId::Import, IconId::About, IconId::Exit}) {
-    toolbar_.AddIcon(LoadIcon(icon));
-  }
-  struct Button {
-    int Image;
-    const char16_t *Tip, *Caption;
-    clsToolbar::ButtonStyle Style;
-  };
-  constexpr auto kPlain = clsToolbar::PlainButton, kLine = clsToolbar::Separator,
-                 kCheck = clsToolbar::CheckButton, kDropDown = clsToolbar::WholeDropDown;
-  constexpr Button kButtons[] = {{0, u"執行所有已勾選排程", u"執行", kPlain},
-                                 {-1, u"", u"", kLine},
-                                 {1, u"新增 / 編輯備份排程", u"編輯", kPlain},
-                                 {2, u"顯示備份日誌", u"日誌", kCheck},
-                                 {3, u"程式選項", u"選項", kDropDown},
-                                 {-1, u"", u"", kLine},
-                                 {4, u"匯出備份設定", u"匯出", kPlain},
-                                 {5, u"匯入備份設定", u"匯入", kPlain},
-                                 {-1, u"", u"", kLine},
-                                 {6, u"關於本軟體", u"關於", kDropDown},
-                                 {7, u"結束Kavrel", u"結束", kPlain}};
-  for (const Button& button : kButtons) {
-    const int index =
-        toolbar_.AddButton(button.Image, QString::fromUtf16(button.Tip), button.Style);
-    toolbar_.SetButtonCaption(index, QString::fromUtf16(button.Caption));
-  }
-  connect(&toolbar_, &clsToolbar::ButtonClick, this, &FrmMain::ToolBar_ButtonClick);
-  connect(&toolbar_, &clsToolbar::ButtonDropDown, this, &FrmMain::ToolBar_ButtonDropDown);
 }
 
 void FrmMain::BuildLists() {
@@ -184,6 +135,7 @@ void FrmMain::BuildKeys() {
 
 void FrmMain::CreateTrayIcon() {
   tray_ = new Tray(this);
+  run_->SetTray(tray_);
   connect(tray_, &Tray::Click, this, &FrmMain::ToggleMainWindow);
   connect(tray_, &Tray::MessageClick, this, &FrmMain::ShowWindow);
 }
@@ -239,8 +191,7 @@ void FrmMain::ToolBar_ButtonDropDown(int index, int x, int y) {
 
 void FrmMain::ShowLog(bool show) {
   toolbar_.SetButtonChecked(kShowLog, show);
-  toolbar_.SetButtonTipText(kShowLog,
-                            show ? QStringLiteral("關閉備份日誌") : QStringLiteral("顯示備份日誌"));
+  toolbar_.SetButtonTipText(kShowLog, ShowLogTip(show));
   job_area_->setVisible(!show);
   log_area_->setVisible(show);
   (show ? log_->View() : jobs_->View()).SetFocus();
@@ -327,7 +278,7 @@ void FrmMain::AskAndRun(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   const QString name = jobs_->View().ItemText(row, 0);
   if (!Confirm(*this, QStringLiteral("您確定要執行「%1」備份排程嗎？").arg(name))) return;
-  if (!program_->State.RunBusy) BeginRun(row, false);
+  if (!program_->State.RunBusy) run_->Begin(row, false);
   const RunOutcome outcome = program_->RunJobNow(row);
   TellOutcome(outcome, program_->Store.Jobs[static_cast<std::size_t>(row)]);
 }
@@ -336,7 +287,7 @@ void FrmMain::AskAndRestore(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   const QString name = jobs_->View().ItemText(row, 0);
   if (!Confirm(*this, QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(name))) return;
-  if (!program_->State.RunBusy) BeginRun(row, true);
+  if (!program_->State.RunBusy) run_->Begin(row, true);
   const RunOutcome outcome = program_->RunRestoreNow(
       row, options_->Restore(), [this](const std::vector<ArchiveFile>& archives) {
         return PickArchive(*program_, archives, this);
@@ -354,17 +305,9 @@ void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
   }
 }
 
-void FrmMain::BeginRun(std::int32_t job_index, bool restore) {
-  const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
-  running_ = ToQString(job.Name);
-  progress_->Begin(job, program_->DestinationNow(job), restore);
-  // The first look at the run is not to wait.
-  for (QElapsedTimer* timer : {&pumped_, &drawn_, &tray_told_}) timer->invalidate();
-}
-
 void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {
   jobs_->ShowStarted(job_index, now);
-  BeginRun(job_index, false);
+  run_->Begin(job_index, false);
 }
 
 void FrmMain::JobEnded(std::int32_t job_index) {
@@ -384,8 +327,7 @@ void FrmMain::EnableControls(bool on) {
   timer_wake_.start(kWakeEveryMs);
   TimerWake_Timer();
   if (std::exchange(focus_list_, false)) jobs_->View().SetFocus();
-  progress_->End();
-  tray_->ShowIdle();
+  run_->End();
   tray_->TellFinished(!Seen());
 }
 
@@ -412,36 +354,22 @@ void FrmMain::DrawCaptions(std::u16string_view source_folder, std::u16string_vie
 
 int FrmMain::ApiFileCopyCallback(std::uint64_t total_size, std::uint64_t bytes_done, std::uint32_t,
                                  std::uint64_t, std::uint64_t, std::uint32_t block_size) {
-  panel_->SetFile(total_size, bytes_done, block_size);
-  progress_->Note(total_size, bytes_done);
+  run_->Note(total_size, bytes_done, block_size);
   PumpMessages();
   return program_->State.CancelRequested ? 1 : 0;
 }
 
 void FrmMain::PumpMessages() {
-  if (!Due(pumped_, kPumpEveryMs)) return;
   if (InterruptRequested() && program_->State.RunBusy) program_->State.CancelRequested = true;
-  if (progress_->Running()) DrawRun();
-  QCoreApplication::processEvents();
-  // The next slice is the run's alone, however long the events took.
-  pumped_.start();
-}
-
-void FrmMain::DrawRun() {
-  progress_->CountOn();
-  if (!Due(drawn_, kDrawEveryMs)) return;
-  const bool tell_tray = Due(tray_told_, kTrayEveryMs);
-  if (!Seen() && !tell_tray) return;
-  const RunFigures figures = progress_->Figures();
-  if (tell_tray) tray_->ShowRunning(running_, figures.Percent);
-  if (!Seen()) return;
-  panel_->Draw(figures);
-  const QString text = panel_->FileText();
-  if (!text.isEmpty()) status_bar_.SetText(0, text);
+  run_->Pump(Seen());
 }
 
 void FrmMain::AskPastDue(PastDueQuestion& question) {
+  if (InterruptRequested()) return;
+  // The store is half read meanwhile: nothing may save it.
+  asking_ = true;
   AskAboutPastDue(question, isVisible() ? this : nullptr);
+  asking_ = false;
 }
 
 // ---- Timers ----
@@ -493,7 +421,12 @@ void FrmMain::HideWindow() {
 }
 
 void FrmMain::closeEvent(QCloseEvent* event) {
-  if (ExitRequested || ended_) {
+  if (qApp->isSavingSession()) {
+    // The user logs out; a window that stays would be in the way.
+    event->accept();
+    program_->State.CancelRequested = program_->State.RunBusy;
+    if (!program_->State.RunBusy && !asking_) EndProgram();
+  } else if (ExitRequested || ended_) {
     event->accept();
     End();
   } else {
@@ -504,6 +437,11 @@ void FrmMain::closeEvent(QCloseEvent* event) {
 
 bool FrmMain::EndIfInterrupted() {
   if (!InterruptRequested() || program_->State.RunBusy) return false;
+  if (asking_) {
+    // Without an answer the reading goes on; the next look ends the program.
+    if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) dialog->done(0);
+    return false;
+  }
   EndProgram();
   return true;
 }

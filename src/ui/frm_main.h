@@ -1,7 +1,6 @@
 // The program's permanent window, and its host: what the program shows, it shows here.
 #pragma once
 
-#include <QElapsedTimer>
 #include <QTimer>
 #include <QWidget>
 #include <functional>
@@ -9,7 +8,6 @@
 
 #include "app/program.h"
 #include "app/program_host.h"
-#include "app/run_progress.h"
 #include "ui/controls/cls_status_bar.h"
 #include "ui/controls/cls_toolbar.h"
 
@@ -20,6 +18,7 @@ class JobMenu;
 class LogView;
 class OptionsMenu;
 class RunPanel;
+class RunShow;
 class Tray;
 
 class FrmMain : public QWidget, public ProgramHost {
@@ -74,7 +73,6 @@ class FrmMain : public QWidget, public ProgramHost {
 
  private:
   void BuildAreas();
-  void BuildToolbar();
   void BuildLists();
   void BuildKeys();
 
@@ -94,8 +92,6 @@ class FrmMain : public QWidget, public ProgramHost {
   void AskAndRun(int row);
   void AskAndRestore(int row);
   void TellOutcome(RunOutcome outcome, const BackupJob& job);
-  void BeginRun(std::int32_t job_index, bool restore);
-  void DrawRun();
 
   bool Seen() const;
   void ShowWindow();
@@ -113,11 +109,9 @@ class FrmMain : public QWidget, public ProgramHost {
   OptionsMenu* options_ = nullptr;
   RunPanel* panel_ = nullptr;
   Tray* tray_ = nullptr;
-  std::unique_ptr<RunProgress> progress_;
+  std::unique_ptr<RunShow> run_;
   QTimer timer_min_, timer_wake_;
-  QElapsedTimer pumped_, drawn_, tray_told_;
-  QString running_;  ///< the job at work
-  bool hide_at_start_ = false, focus_list_ = false, ended_ = false;
+  bool hide_at_start_ = false, focus_list_ = false, asking_ = false, ended_ = false;
 };
 
 }  // namespace kavrel
