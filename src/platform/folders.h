@@ -12,6 +12,10 @@ namespace kavrel {
 /// be made.
 std::optional<std::u16string> ProgramFolder(std::u16string_view home = {});
 
+/// True when a program that is told nothing, by its command line or its environment, takes this
+/// folder for its own.
+bool IsUsualProgramFolder(std::u16string_view folder);
+
 /// The settings file: Settings.ini in `home` or $KAVREL_HOME when one is given, else
 /// $XDG_CONFIG_HOME/Quenlor/Settings.ini (~/.config/Quenlor/Settings.ini).
 std::u16string SettingsFile(std::u16string_view home = {});

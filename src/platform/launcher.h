@@ -18,8 +18,7 @@ struct Launcher {
 std::u16string_view LauncherEnding();
 
 /// Writes the launcher to a scratch file and gives that the chosen name, in place of what had it.
-/// False when the file could not be written; what was there before is then untouched. A program
-/// folder that the environment names is the started program's as well.
+/// False when the file could not be written; what was there before is then untouched.
 bool CreateShellLink(std::u16string_view path, const Launcher& launcher);
 
 }  // namespace kavrel

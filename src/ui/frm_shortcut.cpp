@@ -33,6 +33,22 @@ std::size_t CommandLineLength(const std::vector<std::u16string>& names) {
   return Target().size() + 1 + JoinArguments(names).size();
 }
 
+/// The names as the program takes them when the desktop starts it, which knows neither this
+/// process's options nor its environment.
+std::vector<std::u16string> LaunchArguments(const Program& program,
+                                            const std::vector<std::u16string>& names) {
+  std::vector<std::u16string> arguments;
+  const std::u16string& folder = program.Files.ProgramFolder();
+  if (!IsUsualProgramFolder(folder)) arguments.push_back(u"--home=" + folder);
+  for (const std::u16string& name : names) {
+    if (!name.starts_with(u"--")) continue;
+    arguments.push_back(u"--");
+    break;
+  }
+  arguments.insert(arguments.end(), names.begin(), names.end());
+  return arguments;
+}
+
 }  // namespace
 
 frmShortcut::frmShortcut(Program& program, QWidget* parent) : QDialog(parent), program_(program) {
@@ -125,8 +141,9 @@ void frmShortcut::SaveShortcut() {
   const QFileInfo file(path);
   if (file.exists() && !Confirm(*this, QStringLiteral("檔案已存在，您要覆蓋它嗎？"))) return;
 
-  const Launcher launcher{Target(), names, program_.Files.ProgramFolder(),
-                          FromQString(file.completeBaseName()), std::u16string(kDescription)};
+  const Launcher launcher{Target(), LaunchArguments(program_, names),
+                          program_.Files.ProgramFolder(), FromQString(file.completeBaseName()),
+                          std::u16string(kDescription)};
   const bool written = CreateShellLink(FromQString(path), launcher);
   lblState_->setText((written ? QStringLiteral("捷徑已建立：") : QStringLiteral("捷徑無法寫入：")) +
                      path);

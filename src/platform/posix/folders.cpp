@@ -48,15 +48,24 @@ std::u16string PortableFolder() {
   return portable ? folder : std::u16string();
 }
 
+std::u16string UsualFolder() {
+  const std::u16string portable = PortableFolder();
+  if (!portable.empty()) return portable;
+  return BaseFolder("XDG_DATA_HOME", u".local/share") + u"/Kavrel";
+}
+
 }  // namespace
 
 std::optional<std::u16string> ProgramFolder(std::u16string_view home) {
   std::u16string folder = ChosenHome(home);
-  if (folder.empty()) folder = PortableFolder();
-  if (folder.empty()) folder = BaseFolder("XDG_DATA_HOME", u".local/share") + u"/Kavrel";
+  if (folder.empty()) folder = UsualFolder();
   // Drives and shares are found below the program folder; it cannot lie on one.
   if (!folder.starts_with(u'/') || !FileSystem({}).MakeFolders(folder)) return std::nullopt;
   return folder;
+}
+
+bool IsUsualProgramFolder(std::u16string_view folder) {
+  return folder == UsualFolder();
 }
 
 std::u16string SettingsFile(std::u16string_view home) {

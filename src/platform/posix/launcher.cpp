@@ -1,7 +1,6 @@
 #include "platform/launcher.h"
 
 #include <stdio.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include "base/text.h"
@@ -17,12 +16,7 @@ std::string Line(std::string_view key, std::u16string_view value) {
 }
 
 std::string ExecLine(const Launcher& launcher) {
-  std::string line = "Exec=";
-  // The desktop does not know of the folder that this process was told to work in.
-  if (const char* home = getenv("KAVREL_HOME"); home && *home) {
-    line += "env " + QuoteExecArgument(std::string("KAVREL_HOME=") + home) + " ";
-  }
-  line += QuoteExecArgument(ToUtf8(launcher.Target));
+  std::string line = "Exec=" + QuoteExecArgument(ToUtf8(launcher.Target));
   for (const std::u16string& argument : launcher.Arguments) {
     line += " " + QuoteExecArgument(ToUtf8(argument));
   }
