@@ -37,7 +37,7 @@ frmExc::frmExc(Program& program, QWidget* parent, Network network)
   SetDirtys(false);
   btnRescan_Click();
   ShowPanel(false);
-  RememberSize(*this, &program_.WindowSizes, objectName(), 680, 480);
+  RememberSize(*this, &program_.WindowSizes, objectName(), 760, 520);
 }
 
 QWidget* frmExc::MakeListPage() {

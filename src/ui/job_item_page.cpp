@@ -122,10 +122,12 @@ void JobItemPage::MakeOptions(QGridLayout& grid) {
   size->addWidget(chkFileSize_);
   size->addWidget(txtFileSize_);
   size->addWidget(Label2_);
+  size->setSpacing(6);
   auto* password = new QHBoxLayout;
   password->addWidget(chkZipPassWord_);
   password->addWidget(Label7_);
   password->addWidget(txtZipPassWord_);
+  password->setSpacing(6);
   auto* options = new QGridLayout;
   options->addWidget(chkExc_, 0, 0);
   options->addWidget(chkSubDirs_, 0, 1);

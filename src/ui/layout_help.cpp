@@ -2,6 +2,7 @@
 
 #include <QEvent>
 #include <QRegularExpression>
+#include <QTreeView>
 
 #include "ui/controls/cls_lict_view.h"
 #include "ui/row_colours.h"
@@ -18,6 +19,38 @@ class WheelFilter final : public QObject {
     event->ignore();
     return true;
   }
+};
+
+/// Widens a list's columns, in proportion, to the width of what shows them; none becomes narrower
+/// than it was made.
+class ColumnFitter final : public QObject {
+ public:
+  ColumnFitter(clsLictView& list, QWidget* viewport) : QObject(viewport), list_(list) {
+    viewport->installEventFilter(this);
+  }
+  bool eventFilter(QObject* viewport, QEvent* event) override {
+    if (event->type() == QEvent::Resize) Fit(static_cast<QWidget*>(viewport)->width());
+    return false;
+  }
+
+ private:
+  void Fit(int available) {
+    int total = 0;
+    for (int column = 0; column < list_.ColumnCount(); ++column) {
+      if (column >= least_.size()) least_ += list_.ColumnWidth(column);
+      total += list_.ColumnWidth(column);
+    }
+    int used = 0;
+    for (int column = 0; column < list_.ColumnCount(); ++column) {
+      const bool last = column == list_.ColumnCount() - 1;
+      const int share = last ? available - used : list_.ColumnWidth(column) * available / total;
+      list_.SetColumnWidth(column, qMax(least_[column], share));
+      used += list_.ColumnWidth(column);
+    }
+  }
+
+  clsLictView& list_;
+  QList<int> least_;
 };
 
 }  // namespace
@@ -49,6 +82,7 @@ QWidget* MakeList(clsLictView& list, const char* name, const QString& accessible
   list.SetLabelTips(true);
   list.SetRaiseSubItemPrePaint(true);
   area->setFocusProxy(list.hwnd());
+  new ColumnFitter(list, area->findChild<QTreeView*>()->viewport());
   QObject::connect(&list, &clsLictView::OnSubItemPrePaint, area,
                    [&list, area](int row, int, QColor& background, QColor& text) {
                      AlternateRowColours(list.ShownPosition(row), area->palette(), background,

@@ -27,7 +27,8 @@ QString PlainLabel(const QString& text);
 void IgnoreWheel(QWidget* control);
 
 /// Creates the list in a new area of that object name, in the look that the dialogs' lists share:
-/// whole rows selected, one at a time, in alternating colours.
+/// whole rows selected, one at a time, in alternating colours; its columns share what width there
+/// is beyond what they were given.
 QWidget* MakeList(clsLictView& list, const char* name, const QString& accessible_name);
 
 }  // namespace kavrel
