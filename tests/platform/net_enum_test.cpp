@@ -1,0 +1,103 @@
+#include "platform/net_enum.h"
+
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "platform/clock.h"
+#include "platform/mounts.h"
+#include "support/temp_folder.h"
+#include "support/variable.h"
+
+namespace kavrel {
+namespace {
+
+class NetworkTest : public testing::Test {
+ protected:
+  void MakeProgram(const std::string& name, const std::string& lines) {
+    const auto path = Temp.Root() / "bin" / name;
+    WriteTestFile(path, "#!/bin/sh\n" + lines + "\n");
+    std::filesystem::permissions(path, std::filesystem::perms::all);
+  }
+  /// All that the search finds, as "name|share|failure" lines.
+  std::string FindAll() {
+    const std::unique_ptr<NetEnum> search = BrowseNetwork(Temp.Files());
+    SystemClock clock;
+    std::string found;
+    for (int tries = 0; tries < 2000; ++tries) {
+      NetEntry entry;
+      switch (search->Next(entry)) {
+        case NetEnum::Step::Found:
+          found +=
+              ToUtf8(entry.Name) + (entry.Share ? "|share|" : "||") + ToUtf8(entry.Failure) + "\n";
+          break;
+        case NetEnum::Step::Waiting:
+          clock.Sleep(5);
+          break;
+        case NetEnum::Step::Done:
+          return found;
+      }
+    }
+    return found + "never done";
+  }
+
+  TempFolder Temp;
+  EnvironmentVariable Path{"PATH", (Temp.Root() / "bin").string() + ":" + getenv("PATH")};
+};
+
+TEST_F(NetworkTest, AsksEachComputerOnceForWhatItOffersToEverybody) {
+  std::filesystem::create_directories(Temp.Home() / "drives/unc/old/資料");
+  const std::string here = Temp.Root().string();
+  MakeProgram("avahi-browse",
+              "echo '+;eth0;IPv4;NAS;_smb._tcp;local'\n"
+              "echo '=;eth0;IPv4;NAS;_smb._tcp;local;nas.local;10.0.0.5;445;'\n"
+              "echo '=;eth0;IPv6;NAS;_smb._tcp;local;nas.local;fe80::1;445;'\n"
+              "echo '=;eth0;IPv4;bad;_smb._tcp;local;-oops.local;10.0.0.7;445;'\n"
+              "printf '=;eth0;IPv4;PC;_smb._tcp;local;pc;10.0.0.6;445;'");
+  MakeProgram("smbclient",
+              "echo \"$@\" >> '" + here + "/asked'\n" +
+                  "case \"$*\" in\n"
+                  "*list=nas*) echo 'Disk|備份 區|comment'; echo 'Disk|C$|'; echo 'IPC|IPC$|';;\n"
+                  "*) echo 'session setup failed: NT_STATUS_ACCESS_DENIED'; exit 1;;\n"
+                  "esac");
+  EXPECT_EQ(FindAll(),
+            "\\\\old\\資料|share|\n\\\\nas||\n\\\\nas\\備份 區|share|\n\\\\pc||\n"
+            "\\\\pc||session setup failed: NT_STATUS_ACCESS_DENIED\n");
+  EXPECT_EQ(ReadTestFile(Temp.Root() / "asked"),
+            "--no-pass --grepable --timeout=10 --list=nas --ip-address=10.0.0.5\n"
+            "--no-pass --grepable --timeout=10 --list=pc --ip-address=10.0.0.6\n");
+}
+
+TEST_F(NetworkTest, ASearchThatHangsNeitherWaitsNorOutlivesItsObject) {
+  MakeProgram("avahi-browse",
+              "echo started > '" + (Temp.Root() / "started").string() + "'\nexec sleep 1000");
+  SystemClock clock;
+  const std::unique_ptr<NetEnum> search = BrowseNetwork(Temp.Files());
+  for (int tries = 0; tries < 1000 && !std::filesystem::exists(Temp.Root() / "started"); ++tries) {
+    clock.Sleep(5);
+  }
+  NetEntry entry;
+  EXPECT_EQ(search->Next(entry), NetEnum::Step::Waiting);
+}
+
+TEST_F(NetworkTest, MappedDrivesComeFirst) {
+  MountTable mounts;
+  mounts.Load();
+  const std::vector<std::u16string> drives = LocalDrives(Temp.Files(), mounts);
+  ASSERT_GE(drives.size(), 2u);
+  EXPECT_EQ(drives[0], u"C:");
+  EXPECT_EQ(drives[1], u"D:");
+}
+
+TEST(Mounts, TellsTheDiskThatShouldBeThere) {
+  MountTable mounts;
+  mounts.Load();
+  EXPECT_EQ(mounts.MissingPoint(u"/media/nobody-here/USB/a/b"), u"/media/nobody-here/USB");
+  EXPECT_EQ(mounts.MissingPoint(u"/run/media/nobody-here/USB"), u"/run/media/nobody-here/USB");
+  EXPECT_EQ(mounts.MissingPoint(u"/mnt/no-such-disk/x"), u"/mnt/no-such-disk");
+  for (const char16_t* present : {u"/home/u/x", u"/mnt", u"/mnt/", u"/mntx/y/z", u"/"}) {
+    EXPECT_EQ(mounts.MissingPoint(present), u"") << ToUtf8(present);
+  }
+}
+
+}  // namespace
+}  // namespace kavrel
