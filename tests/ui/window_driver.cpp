@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QHelpEvent>
 #include <QInputMethodEvent>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QRegularExpression>
 #include <QStyleOptionViewItem>
 #include <QTest>
@@ -139,6 +141,18 @@ void WhenDialog(std::function<void(QWidget&)> answer) {
 void WhenMenu(std::function<void(QMenu&)> answer) {
   WhenUp([] { return qobject_cast<QMenu*>(QApplication::activePopupWidget()); },
          [answer = std::move(answer)](QWidget& menu) { answer(static_cast<QMenu&>(menu)); });
+}
+
+QString MessageOf(const std::function<void()>& act, const QString& answer) {
+  QString text;
+  WhenDialog([&](QWidget& dialog) {
+    text = dynamic_cast<QMessageBox&>(dialog).text();
+    for (auto* button : dialog.findChildren<QPushButton*>()) {
+      if (PlainCaption(button->text()) == answer) button->click();
+    }
+  });
+  act();
+  return text;
 }
 
 QImage Shot(QWidget& widget, const QString& name) {

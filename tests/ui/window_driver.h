@@ -51,6 +51,10 @@ bool WaitUntil(const std::function<bool()>& condition);
 void WhenDialog(std::function<void(QWidget&)> answer);
 void WhenMenu(std::function<void(QMenu&)> answer);
 
+/// Does it, and gives the text of the message box that comes up meanwhile, which the button of this
+/// plain caption answers.
+QString MessageOf(const std::function<void()>& act, const QString& answer = QStringLiteral("確定"));
+
 /// A picture of the widget; also saved under this name in the folder that KAVREL_SHOTS names.
 QImage Shot(QWidget& widget, const QString& name);
 

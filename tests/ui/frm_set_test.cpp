@@ -1,0 +1,416 @@
+#include "ui/frm_set.h"
+
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDateTimeEdit>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTest>
+
+#include "base/text.h"
+#include "support/test_program.h"
+#include "support/variable.h"
+#include "ui/fake_picker.h"
+#include "ui/window_driver.h"
+
+namespace kavrel {
+namespace {
+
+class JobEditorTest : public testing::Test {
+ protected:
+  JobEditorTest() {
+    WriteTestFile(Program.Source() / "a.txt", "a");
+    Program.AddJob().Name = u"Photos";
+    Program.AddJob(BackupType::Synchronise).Name = u"文件";
+    SetInterval(Program.Program.Store.Jobs[1], IntervalKind::Weeks, 2);
+  }
+
+  /// Saves the store and opens the editor on it, modeless.
+  FrmSet& Open() {
+    Program.Program.Store.SaveJobs();
+    set_ = std::make_unique<FrmSet>(Program.Program, nullptr);
+    set_->SetPicker(Picker);
+    ShowAndWait(*set_);
+    return *set_;
+  }
+
+  template <class T>
+  T& Get(const char* name) {
+    T* found = Find<T>(*set_, name);
+    if (found == nullptr) qFatal("no %s", name);
+    return *found;
+  }
+  QPushButton& Button(const char* name) { return Get<QPushButton>(name); }
+  void Enter(const char* name, const QString& text) {
+    auto& box = Get<QLineEdit>(name);
+    box.selectAll();
+    Type(box, text);
+  }
+  void Choose(const char* name, int index) {
+    auto& box = Get<QComboBox>(name);
+    box.setCurrentIndex(index);
+    Q_EMIT box.activated(index);
+  }
+  int Tab() { return Find<QTabWidget>(*set_)->currentIndex() + 1; }
+  void SelectRow(int row) {
+    QWidget& list = Get<QWidget>("lstJobs");
+    Click(*ViewOf(list).viewport(), CellCentre(list, row));
+  }
+  int SelectedRow() { return ViewOf(Get<QWidget>("lstJobs")).currentIndex().row(); }
+  int Rows() { return ViewOf(Get<QWidget>("lstJobs")).model()->rowCount(); }
+  QString ApplyMessage() {
+    return MessageOf([this] { Button("btnSaveJob").click(); });
+  }
+  std::string StoreFile() { return ReadTestFile(Program.Temp.Home() / "Backup.rtm"); }
+  std::vector<BackupJob>& Jobs() { return Program.Program.Store.Jobs; }
+
+  TestProgram Program;
+  EnvironmentVariable Home{"HOME", (Program.Temp.Root() / "user").string()};
+  EnvironmentVariable Config{"XDG_CONFIG_HOME", (Program.Temp.Root() / "config").string()};
+  FakePicker Picker;
+  std::unique_ptr<FrmSet> set_;
+};
+
+TEST_F(JobEditorTest, ANewJobIsStoredWithWhatWasEnteredAndReachesTheFileBySaving) {
+  Open();
+  const std::string before = StoreFile();
+  EXPECT_FALSE(Button("btnEdit").isEnabled());
+  Button("btnNew").click();
+  EXPECT_EQ(Tab(), 2);
+  EXPECT_FALSE(Button("btnSaveJob").isEnabled());
+  EXPECT_TRUE(Button("btnSaveJob").isVisible() && !Button("btnSave").isVisible());
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "新的備份排程");
+  EXPECT_EQ(Get<QComboBox>("cboBackupType").currentIndex(), 1);
+
+  Enter("txtDesc", " 每日備份 ");
+  EXPECT_TRUE(Button("btnSaveJob").isEnabled());
+  Enter("txtSrc", "C:\\src");
+  Enter("txtDest", "D:\\Backup \\ 2009 \\ ");
+  Choose("cboBackupType", 0);
+  Enter("txtDesc", "每日備份");
+  Choose("cboFF", 1);
+  Get<QCheckBox>("chkFileSize").click();
+  Get<QLineEdit>("txtFileSize").selectAll();
+  QTest::keyClicks(&Get<QLineEdit>("txtFileSize"), "1a2.-5");
+  Get<QCheckBox>("chkEnabled").click();
+  Choose("ComTime", 2);
+  Choose("cboDays", 1);
+  Get<QCheckBox>("chkDOW7").click();
+  Button("btnSaveJob").click();
+
+  ASSERT_EQ(Jobs().size(), 3u);
+  const BackupJob& job = Jobs()[2];
+  EXPECT_EQ(job.JobIndex, 2);
+  EXPECT_EQ(job.Name, u"每日備份");
+  EXPECT_EQ(job.Source.Path, u"C:\\src\\");
+  EXPECT_EQ(job.Destination.Path, u"D:\\Backup\\2009\\");
+  EXPECT_EQ(job.FileTypes, Program.Program.Filters.Entries[1].Patterns);
+  EXPECT_EQ(job.MaxFileSizeKB, 125);
+  EXPECT_EQ(job.EveryDays, 1);
+  EXPECT_EQ(job.EveryMinutes, 0);
+  EXPECT_EQ(job.Password, kDefaultPassword);
+  EXPECT_EQ(JobType(job), BackupType::Full);
+  EXPECT_TRUE(job.Enabled);
+  EXPECT_EQ(job.NextRun, *FromCivil(2009, 9, 23, 15, 10, 0));
+
+  EXPECT_EQ(Tab(), 1);
+  EXPECT_EQ(SelectedRow(), 2);
+  EXPECT_EQ(Jobs()[2].JobNumber, 2);
+  EXPECT_EQ(PlainCaption(Button("btnSave").text()), "儲 存 變 更");
+  EXPECT_TRUE(Button("btnCancel").isEnabled());
+  EXPECT_EQ(StoreFile(), before);
+  Button("btnSave").click();
+  EXPECT_FALSE(set_->isVisible());
+  EXPECT_NE(StoreFile(), before);
+}
+
+TEST_F(JobEditorTest, EveryRefusedApplySaysWhyAndKeepsWhatWasTyped) {
+  Open();
+  SelectRow(0);
+  Button("btnEdit").click();
+  const BackupJob before = Jobs()[0];
+  Enter("txtDest", "D:\\elsewhere");
+  // The hidden lists hold counts; the chosen kind's is 0.
+  Choose("ComTime", 1);
+  EXPECT_EQ(ApplyMessage(), "請選擇一個您所要備份的時間！");
+  EXPECT_EQ(Tab(), 3);
+  EXPECT_EQ(set_->focusWidget(), &Get<QComboBox>("cboHours"));
+
+  Choose("ComTime", 3);
+  Choose("cboWeeks", 1);
+  Find<QDateTimeEdit>(Get<QWidget>("picDate"))->setDate(QDate(2009, 9, 26));
+  Get<QCheckBox>("chkDOW7").click();
+  EXPECT_EQ(ApplyMessage(), "您的指定的 星期六 時間並無法讓備份排程正常進行！");
+  Choose("ComTime", 2);
+  Choose("cboDays", 7);
+  EXPECT_EQ(ApplyMessage(), "您的指定的 星期六 時間並無法讓備份排程正常進行！");
+  Choose("cboDays", 1);
+  for (int day = 1; day < 7; ++day) {
+    Get<QCheckBox>(qPrintable(QStringLiteral("chkDOW%1").arg(day))).click();
+  }
+  EXPECT_EQ(ApplyMessage(), "您所指定的星期無法辨識，備份排程將會無法正常進行！");
+  Get<QCheckBox>("chkDOW1").click();
+
+  Enter("txtDesc", "  ");
+  Button("btnSaveJob").click();  // no message belongs to it
+  EXPECT_EQ(Tab(), 2);
+  EXPECT_EQ(set_->focusWidget(), &Get<QLineEdit>("txtDesc"));
+  Enter("txtDesc", "文件");
+  EXPECT_EQ(ApplyMessage(), "備份排程名稱重複，請另外指定一個新的備份排程名稱。");
+  Enter("txtDesc", "photos");
+  Enter("txtSrc", "C:\\nowhere");
+  EXPECT_EQ(ApplyMessage(), "來源資料夾無法偵測到它的存在，請重新指定資源資料夾。");
+  EXPECT_EQ(set_->focusWidget(), &Get<QLineEdit>("txtSrc"));
+  Enter("txtSrc", "C:\\src");
+  Enter("txtDest", " ");
+  EXPECT_EQ(ApplyMessage(), "請先指定要備份的目標資料夾。");
+
+  EXPECT_EQ(Jobs()[0].Name, before.Name);
+  EXPECT_EQ(Jobs()[0].Destination.Path, before.Destination.Path);
+  EXPECT_EQ(Jobs()[0].NextRun, before.NextRun);
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "photos");
+  EXPECT_FALSE(Button("btnSave").isVisible());
+  // An enabled job that starts on a refused day moves on to the next one allowed, a Sunday.
+  Enter("txtDest", "D:\\x");
+  Get<QCheckBox>("chkEnabled").click();
+  Button("btnSaveJob").click();
+  EXPECT_EQ(ToCivil(Jobs()[0].NextRun).Day, 27);
+}
+
+TEST_F(JobEditorTest, ShowsAStoredJobAndFollowsItsTypeAndSwitches) {
+  Jobs()[1].FileTypes = u"*.ABC;*.def";
+  Jobs()[1].UseRecycleBin = true;
+  Jobs()[1].EveryMinutes = 99;  // more than its list offers
+  Jobs()[0].FileTypes = ToLower(Program.Program.Filters.Entries[2].Patterns);
+  Jobs()[0].UsePassword = true;
+  Jobs()[0].Password = u"密碼";
+  Open();
+  SelectRow(1);
+  Press(*ViewOf(Get<QWidget>("lstJobs")).viewport(), Qt::Key_Return);
+  EXPECT_EQ(Tab(), 2);
+  EXPECT_EQ(Get<QComboBox>("cboFF").currentText(), "*.ABC;*.def");
+  EXPECT_TRUE(Get<QCheckBox>("chkRecycle").isEnabled() && Get<QCheckBox>("chkRecycle").isChecked());
+  EXPECT_EQ(Get<QComboBox>("ComTime").currentIndex(), 3);
+  EXPECT_EQ(Get<QComboBox>("cboWeeks").currentText(), "2");
+  EXPECT_EQ(Get<QComboBox>("cboMins").currentText(), "0");
+  EXPECT_FALSE(Get<QLineEdit>("txtFileSize").isEnabled());
+  EXPECT_EQ(Get<QLineEdit>("txtZipPassWord").text(), "");
+  Choose("cboBackupType", 3);
+  EXPECT_FALSE(Get<QCheckBox>("chkRecycle").isEnabled());
+  Get<QCheckBox>("chkZipPassWord").click();
+  EXPECT_TRUE(Get<QLineEdit>("txtZipPassWord").isEnabled());
+  Enter("txtZipPassWord", "s3");
+  Button("btnSaveJob").click();
+  EXPECT_EQ(Jobs()[1].FileTypes, u"*.ABC;*.def");
+  EXPECT_EQ(Jobs()[1].Password, u"s3");
+  EXPECT_FALSE(Jobs()[1].UseRecycleBin);
+
+  SelectRow(0);
+  Button("btnEdit").click();
+  EXPECT_EQ(Get<QComboBox>("cboFF").currentIndex(), 2);
+  EXPECT_EQ(Get<QLineEdit>("txtZipPassWord").text(), "密碼");
+  Get<QCheckBox>("chkZipPassWord").click();
+  Button("btnSaveJob").click();
+  EXPECT_EQ(Jobs()[0].Password, u"40718");
+}
+
+TEST_F(JobEditorTest, RemovingAsksAndSelectsWhatTakesThePlace) {
+  Open();
+  const std::string before = StoreFile();
+  SelectRow(1);
+  EXPECT_EQ(MessageOf([&] { Button("btnDel").click(); }, "否"), "您確定要移除【文件】嗎？");
+  EXPECT_EQ(Rows(), 2);
+  MessageOf([&] { Press(*ViewOf(Get<QWidget>("lstJobs")).viewport(), Qt::Key_Delete); }, "是");
+  EXPECT_EQ(Rows(), 1);
+  EXPECT_EQ(SelectedRow(), 0);
+  EXPECT_TRUE(Jobs()[1].Deleted && Jobs()[1].Name.empty() && Jobs()[1].EveryWeeks == 0);
+  EXPECT_EQ(Jobs().size(), 2u);
+  MessageOf([&] { Button("btnDel").click(); }, "是");
+  EXPECT_EQ(Rows(), 0);
+  EXPECT_FALSE(Button("btnEdit").isEnabled() || Button("btnDel").isEnabled());
+  EXPECT_EQ(StoreFile(), before);
+  Button("btnCancel").click();
+  EXPECT_FALSE(set_->isVisible());
+  EXPECT_EQ(StoreFile(), before);
+  EXPECT_EQ(Jobs().size(), 2u);
+  EXPECT_FALSE(Jobs()[0].Deleted);
+}
+
+TEST_F(JobEditorTest, EscapeLeavesPageAndWindowAndNeverDropsWhatWasEnteredUnasked) {
+  Open();
+  SelectRow(0);
+  Button("btnEdit").click();
+  Press(*set_, Qt::Key_Escape);
+  EXPECT_EQ(Tab(), 1);
+  EXPECT_TRUE(set_->isVisible());
+
+  Button("btnEdit").click();
+  Enter("txtDesc", "相片");
+  EXPECT_NE(MessageOf([&] { set_->close(); }, "否"), "");
+  EXPECT_EQ(Tab(), 2);
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "相片");
+  Press(Get<QLineEdit>("txtDesc"), Qt::Key_Return);  // applies
+  EXPECT_EQ(Jobs()[0].Name, u"相片");
+
+  MessageOf([&] { Press(*set_, Qt::Key_Escape); }, "取消");
+  EXPECT_TRUE(set_->isVisible());
+  MessageOf([&] { Press(*set_, Qt::Key_Escape); }, "是");
+  EXPECT_FALSE(set_->isVisible());
+  Program.Program.Store.LoadJobs();
+  EXPECT_EQ(Jobs()[0].Name, u"相片");
+}
+
+TEST_F(JobEditorTest, AStoreThatCannotBeWrittenKeepsTheEditorOpen) {
+  Open();
+  SelectRow(0);
+  Button("btnDuplicate").click();
+  Button("btnSaveJob").click();
+  std::filesystem::remove(Program.Temp.Home() / "Backup.rtm");
+  std::filesystem::create_directories(Program.Temp.Home() / "Backup.rtm/in the way");
+  EXPECT_TRUE(MessageOf([&] { Button("btnSave").click(); }).startsWith("備份排程無法儲存"));
+  EXPECT_TRUE(set_->isVisible());
+  EXPECT_EQ(Rows(), 3);
+}
+
+TEST_F(JobEditorTest, ADuplicateIsANewJobUnderANameOfItsOwn) {
+  Jobs()[0].LastRun = Program.Clock.Now();
+  Open();
+  SelectRow(0);
+  Button("btnDuplicate").click();
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "Photos - 複本");
+  Button("btnSaveJob").click();
+  SelectRow(0);
+  Button("btnDuplicate").click();
+  Button("btnSaveJob").click();
+  ASSERT_EQ(Jobs().size(), 4u);
+  EXPECT_EQ(Jobs()[3].Name, u"Photos - 複本 2");
+  EXPECT_EQ(Jobs()[3].Source.Path, Jobs()[0].Source.Path);
+  EXPECT_EQ(Jobs()[2].LastRun, kZeroDate);
+}
+
+TEST_F(JobEditorTest, PresetsFillNameAndSourceAndTellWhatIsNotThere) {
+  Open();
+  Button("btnNew").click();
+  EXPECT_EQ(MessageOf([&] { Choose("ComJobType", 9); }),
+            "來源資料夾無法偵測到它的存在，請重新指定！");
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "備份新酷音輸入法設定");
+  Enter("txtDest", "D:\\mine");
+
+  WriteTestFile(Program.Temp.Root() / "user/文 件/a", "a");
+  WriteTestFile(Program.Temp.Root() / "config/user-dirs.dirs",
+                "# comment\nXDG_DOCUMENTS_DIR=\"$HOME/文 件\"\n");
+  Choose("cboFF", 3);
+  Choose("ComJobType", 1);
+  const QString user = QString::fromStdString((Program.Temp.Root() / "user").string());
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "我的文件夾");
+  EXPECT_EQ(Get<QLineEdit>("txtSrc").text(), user + "/文 件/");
+  EXPECT_EQ(Get<QLineEdit>("txtDest").text(), user + "/Backup/");
+  Button("btnSaveJob").click();
+  EXPECT_EQ(Jobs().back().FileTypes, u"*.*");
+}
+
+TEST_F(JobEditorTest, BrowsingStartsInWhatWasTypedSoFar) {
+  Open();
+  Button("btnNew").click();
+  std::filesystem::create_directories(Program.Temp.DriveC() / "src/sub");
+  Enter("txtSrc", "C:\\src\\sub\\not yet there");
+  Picker.Answer = "/some/where";
+  Button("btnBrowseSrc").click();
+  EXPECT_EQ(Picker.Title, "來源資料夾");
+  EXPECT_EQ(QDir::cleanPath(Picker.Start).toStdString(),
+            (Program.Temp.DriveC() / "src/sub").string());
+  EXPECT_EQ(Get<QLineEdit>("txtSrc").text(), "/some/where");
+  Picker.Answer.clear();
+  Button("btnBrowseDest").click();
+  EXPECT_EQ(Picker.Title, "目的資料夾");
+  EXPECT_EQ(Picker.Calls, 2);
+  EXPECT_NE(Get<QLineEdit>("txtDest").text(), "");
+}
+
+TEST_F(JobEditorTest, ThePreviewFollowsWhatIsTyped) {
+  Open();
+  SelectRow(0);
+  Button("btnEdit").click();
+  Enter("txtDest", "C:\\src\\<yyyy>\\");
+  EXPECT_TRUE(WaitUntil([&] { return Get<QLineEdit>("txtNext").text() == "C:\\src\\2009\\"; }));
+  EXPECT_TRUE(Get<QLabel>("lblWarnings").text().contains("目標資料夾位於來源資料夾之內"));
+  EXPECT_EQ(
+      Get<QLabel>("lblDue").text(),
+      "2009/9/23 下午 03:10:00、2009/9/23 下午 03:20:00、2009/9/23 下午 03:30:00（排程未啟動）");
+  Enter("txtDest", "D:\\dst");
+  EXPECT_TRUE(WaitUntil([&] { return !Get<QLabel>("lblWarnings").text().contains("之內"); }));
+}
+
+TEST_F(JobEditorTest, FiltersThatWereEditedAreOfferedAtOnce) {
+  Open();
+  SelectRow(0);
+  Button("btnEdit").click();
+  Choose("cboFF", 2);
+  WhenDialog([&](QWidget& dialog) {
+    Find<QPushButton>(dialog, "btnNewFF")->click();
+    Find<QLineEdit>(dialog, "txtDesc")->setText("我的清單");
+    Find<QLineEdit>(dialog, "txtExt")->setText("*.q");
+    Find<QPushButton>(dialog, "btnExtAdd")->click();
+    Find<QPushButton>(dialog, "btnFFSave")->click();
+    Find<QPushButton>(dialog, "btnDone")->click();
+  });
+  Button("cmdLoadFFs").click();
+  auto& list = Get<QComboBox>("cboFF");
+  EXPECT_EQ(list.itemText(list.count() - 1), "我的清單");
+  EXPECT_EQ(list.currentIndex(), 2);
+  // What is left without saving is not offered.
+  WhenDialog([&](QWidget& dialog) {
+    Find<QPushButton>(dialog, "btnDelFF")->click();
+    Find<QPushButton>(dialog, "btnCancel")->click();
+  });
+  Button("cmdLoadFFs").click();
+  EXPECT_EQ(list.count(), 11);
+}
+
+TEST_F(JobEditorTest, OpensModallyAtAJobAndKeepsItsSizeAmongOtherSettings) {
+  Program.Program.Settings.SetPlaySound(true);
+  Program.Program.Store.SaveJobs();
+  for (int round = 0; round < 2; ++round) {
+    FrmSet editor(Program.Program, nullptr);
+    WhenDialog([&](QWidget& dialog) {
+      EXPECT_EQ(Find<QLineEdit>(dialog, "txtDesc")->text(), "文件");
+      if (round == 0) dialog.resize(701, 633);
+      EXPECT_EQ(dialog.size(), QSize(701, 633));
+      Find<QPushButton>(dialog, "btnCancelJob")->click();
+      Find<QPushButton>(dialog, "btnSave")->click();
+    });
+    editor.Edit(1);
+  }
+  EXPECT_TRUE(Program.Program.Settings.PlaySound());
+  EXPECT_EQ(ReadTestFile(Program.Temp.Home() / "Settings.ini"),
+            "[Settings]\nPlaySound=True\n\n[Windows]\nFrmSet=701x633\n");
+}
+
+TEST_F(JobEditorTest, EveryControlHasANameForScreenReaders) {
+  Open();
+  for (int page = 0; page < 3; ++page) {
+    QWidget* tab = Find<QTabWidget>(*set_)->widget(page);
+    for (auto* control : tab->findChildren<QWidget*>()) {
+      if ((control->focusPolicy() & Qt::TabFocus) == 0 || control->focusProxy() != nullptr)
+        continue;
+      if (control->parentWidget()->focusProxy() == control || control->inherits("QLabel")) continue;
+      const auto* button = qobject_cast<QAbstractButton*>(control);
+      const QString name = button ? button->text() : control->accessibleName();
+      const bool part = qobject_cast<QComboBox*>(control->parentWidget()) != nullptr ||
+                        qobject_cast<QAbstractItemView*>(control->parentWidget()) != nullptr ||
+                        control->inherits("QCalendarWidget") || control->window() != set_.get() ||
+                        control->parentWidget()->inherits("QAbstractSpinBox");
+      EXPECT_TRUE(part || !name.isEmpty())
+          << control->metaObject()->className() << " " << control->objectName().toStdString();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kavrel
