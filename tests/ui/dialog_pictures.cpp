@@ -1,0 +1,170 @@
+// Draws every dialog and every tab with content: dialog_pictures FOLDER [dark]. The scale is
+// QT_SCALE_FACTOR's.
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QLocale>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTabWidget>
+#include <QTest>
+
+#include "support/test_program.h"
+#include "ui/frm_exc.h"
+#include "ui/frm_ff_edit.h"
+#include "ui/frm_help.h"
+#include "ui/frm_past_due.h"
+#include "ui/frm_set.h"
+#include "ui/frm_shortcut.h"
+#include "ui/frm_zip_list.h"
+#include "ui/window_driver.h"
+
+namespace kavrel {
+namespace {
+
+void UseDarkColours() {
+  QPalette dark;
+  const QColor window(45, 45, 48), base(30, 30, 32), text(230, 230, 230), off(130, 130, 130);
+  dark.setColor(QPalette::Window, window);
+  dark.setColor(QPalette::Base, base);
+  dark.setColor(QPalette::AlternateBase, window);
+  dark.setColor(QPalette::Button, window);
+  dark.setColor(QPalette::Highlight, QColor(42, 110, 190));
+  dark.setColor(QPalette::ToolTipBase, base);
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText,
+                          QPalette::HighlightedText, QPalette::ToolTipText}) {
+    dark.setColor(role, text);
+    dark.setColor(QPalette::Disabled, role, off);
+  }
+  dark.setColor(QPalette::PlaceholderText, off);
+  QApplication::setPalette(dark);
+}
+
+class Pictures {
+ public:
+  explicit Pictures(QString folder) : folder_(std::move(folder)) {
+    WriteTestFile(program_.Source() / "報表.xls", "x");
+    WriteTestFile(program_.Temp.DriveC() / "Users/美玲/文件/a.txt", "x");
+    AddJob(u"每日文件備份", u"C:\\Users\\美玲\\文件\\", u"D:\\備份\\文件\\<yyyy>-<mm>-<dd>\\",
+           BackupType::Differential);
+    AddJob(u"家庭相片（同步到外接硬碟）", u"C:\\src\\", u"/media/美玲/BACKUP-DISK/相片/",
+           BackupType::Synchronise);
+    AddJob(u"公司專案壓縮備份", u"C:\\src\\", u"C:\\src\\backup\\", BackupType::Compressed);
+    AddJob(u"Outlook Express 郵件", u"C:\\src\\", u"\\\\nas\\backup\\mail\\", BackupType::Full);
+    program_.Program.Store.SaveJobs();
+  }
+
+  void DrawAll() {
+    DrawJobEditor();
+    DrawRules();
+    DrawFilters();
+    DrawOthers();
+  }
+
+ private:
+  void AddJob(const char16_t* name, const char16_t* source, const char16_t* destination,
+              BackupType type) {
+    BackupJob& job = program_.AddJob(type);
+    job.Name = name;
+    job.Source.Path = source;
+    job.Destination.Path = destination;
+    job.Enabled = job.IncludeSubfolders = true;
+    SetInterval(job, IntervalKind::Days, 1);
+    job.RefusedDays = 2 + 128;
+  }
+
+  void Draw(QWidget& window, const QString& name) {
+    ShowAndWait(window);
+    QTest::qWait(300);
+    window.grab().save(QDir(folder_).filePath(name + QStringLiteral(".png")));
+  }
+
+  void DrawJobEditor() {
+    FrmSet set(program_.Program, nullptr);
+    QWidget& list = *Find<QWidget>(set, "lstJobs");
+    ShowAndWait(set);
+    Click(*ViewOf(list).viewport(), CellCentre(list, 1));
+    Draw(set, "frm_set_list");
+    Find<QPushButton>(set, "btnEdit")->click();
+    Draw(set, "frm_set_item");
+    Find<QTabWidget>(set)->setCurrentIndex(2);
+    Draw(set, "frm_set_time");
+    Find<QPushButton>(set, "btnCancelJob")->click();
+    Click(*ViewOf(list).viewport(), CellCentre(list, 2));
+    Find<QPushButton>(set, "btnDuplicate")->click();
+    Find<QCheckBox>(set, "chkZipPassWord")->click();
+    Find<QCheckBox>(set, "chkFileSize")->click();
+    Draw(set, "frm_set_warnings");
+  }
+
+  void DrawRules() {
+    frmExc exc(program_.Program, nullptr, [] { return std::unique_ptr<NetEnum>(); });
+    Draw(exc, "frm_exc");
+    Find<QPushButton>(exc, "btnEdit")->click();
+    Find<QRadioButton>(exc, "optFile2")->click();
+    Find<QLineEdit>(exc, "txtFile2")->setText("*.tmp");
+    Draw(exc, "frm_exc_panel");
+  }
+
+  void DrawFilters() {
+    frmFFEdit edit(program_.Program, nullptr);
+    Draw(edit, "frm_ff_edit");
+    Find<QPushButton>(edit, "btnEditFF")->click();
+    Find<QLineEdit>(edit, "txtExt")->setText("*.odt;*.ods");
+    Draw(edit, "frm_ff_edit_frame");
+  }
+
+  void DrawOthers() {
+    frmShortcut shortcut(program_.Program, nullptr);
+    Find<QListWidget>(shortcut)->item(0)->setCheckState(Qt::Checked);
+    Find<QLabel>(shortcut, "lblState")
+        ->setText("捷徑已建立：/home/mei-ling/桌面/資料備份排程捷徑.desktop");
+    Draw(shortcut, "frm_shortcut");
+
+    frmHelp help(nullptr, &program_.Clock);
+    Find<QLineEdit>(help, "txtSel")->setText("<yyyy>-<mm>-<dd>");
+    Draw(help, "frm_help");
+
+    frmZipList zip(nullptr);
+    for (int day = 23; day > 18; --day) {
+      const QString name = QStringLiteral("2009年09月%1日15時.7z").arg(day);
+      zip.AddDisc({name.toStdU16String(),
+                   {1253689200 - (23 - day) * 86400, 0},
+                   static_cast<std::uint64_t>(day) * 7654321});
+    }
+    ShowAndWait(zip);
+    QWidget& list = *Find<QWidget>(zip, "lstDiscs");
+    Click(*ViewOf(list).viewport(), CellCentre(list, 0));
+    Draw(zip, "frm_zip_list");
+
+    PastDueQuestion question;
+    question.Action = u"立刻備份";
+    question.SetJob(program_.Program.Store.Jobs[0]);
+    question.Load();
+    FrmPastDue past_due(question, nullptr);
+    for (int second = 0; second < 5; ++second) past_due.timDelay_Timer();
+    Draw(past_due, "frm_past_due");
+  }
+
+  QString folder_;
+  TestProgram program_;
+};
+
+}  // namespace
+}  // namespace kavrel
+
+int main(int argc, char** argv) {
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  const QApplication app(argc, argv);
+  if (argc < 2) qFatal("usage: dialog_pictures FOLDER [dark]");
+  QLocale::setDefault(
+      QLocale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan));
+  QApplication::setStyle("Fusion");
+  if (argc > 2) kavrel::UseDarkColours();
+  QDir().mkpath(argv[1]);
+  kavrel::Pictures(QString::fromLocal8Bit(argv[1])).DrawAll();
+  return 0;
+}
