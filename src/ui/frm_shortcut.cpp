@@ -3,7 +3,6 @@
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QListWidget>
 #include <QPushButton>
 
 #include "app/program.h"
@@ -54,8 +53,10 @@ std::vector<std::u16string> LaunchArguments(const Program& program,
 frmShortcut::frmShortcut(Program& program, QWidget* parent) : QDialog(parent), program_(program) {
   setObjectName(QStringLiteral("frmShortcut"));
   setWindowTitle(QStringLiteral("建立備份排程捷徑"));
-  lstJobs_ = Make<QListWidget>("lstJobs");
-  lblJobs_ = MakeLabel(QStringLiteral("備份排程清單(&J)："), lstJobs_);
+  QWidget* list = MakeList(lstJobs_, "lstJobs", QStringLiteral("備份排程清單"));
+  lstJobs_.SetCheckBoxes(true);
+  lstJobs_.ColumnAdd(-1, 260, QStringLiteral("排程名稱"));
+  lblJobs_ = MakeLabel(QStringLiteral("備份排程清單(&J)："), lstJobs_.hwnd());
   lblJobs_->setObjectName(QStringLiteral("lblJobs"));
   lblState_ = Make<QLabel>("lblState");
   lblState_->setTextFormat(Qt::PlainText);
@@ -71,42 +72,38 @@ frmShortcut::frmShortcut(Program& program, QWidget* parent) : QDialog(parent), p
   buttons->addWidget(btnClose);
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(lblJobs_);
-  layout->addWidget(lstJobs_, 1);
+  layout->addWidget(list, 1);
   layout->addWidget(lblState_);
   layout->addLayout(buttons);
 
-  connect(lstJobs_, &QListWidget::itemChanged, this, &frmShortcut::lstJobs_ItemCheck);
+  connect(&lstJobs_, &clsLictView::ItemCheck, this, &frmShortcut::lstJobs_ItemCheck);
   connect(btnSave_, &QPushButton::clicked, this, &frmShortcut::btnSave_Click);
   connect(btnClose, &QPushButton::clicked, this, &QDialog::reject);
 
   if (program_.Store.LoadJobs()) {
     for (const BackupJob& job : program_.Store.Jobs) {
       if (job.Deleted) continue;
-      auto* line = new QListWidgetItem(ToQString(job.Name), lstJobs_);
-      line->setData(Qt::UserRole, job.JobIndex);
-      line->setCheckState(Qt::Unchecked);
+      lstJobs_.ItemAdd(-1, ToQString(job.Name));
+      indexes_.push_back(job.JobIndex);
     }
   }
-  lstJobs_->setCurrentRow(0);
-  lstJobs_->setFocus();
+  lstJobs_.SetSelectedItem(indexes_.empty() ? -1 : 0);
+  lstJobs_.SetFocus();
   lstJobs_ItemCheck();
   RememberSize(*this, &program_.WindowSizes, objectName(), 420, 420);
 }
 
-/// The stored names themselves, whatever the list makes of them.
 std::vector<std::u16string> frmShortcut::CheckedNames() const {
   std::vector<std::u16string> names;
-  for (int row = 0; row < lstJobs_->count(); ++row) {
-    const QListWidgetItem* line = lstJobs_->item(row);
-    if (line->checkState() != Qt::Checked) continue;
-    const int index = line->data(Qt::UserRole).toInt();
-    names.push_back(program_.Store.Jobs[static_cast<std::size_t>(index)].Name);
+  for (std::size_t line = 0; line < indexes_.size(); ++line) {
+    if (!lstJobs_.Checked(static_cast<int>(line))) continue;
+    names.push_back(program_.Store.Jobs[static_cast<std::size_t>(indexes_[line])].Name);
   }
   return names;
 }
 
 void frmShortcut::Enable(bool on) {
-  for (QWidget* control : {static_cast<QWidget*>(lblJobs_), static_cast<QWidget*>(lstJobs_),
+  for (QWidget* control : {static_cast<QWidget*>(lblJobs_), lstJobs_.TargetPictureBox(),
                            static_cast<QWidget*>(btnSave_)}) {
     control->setEnabled(on);
   }
@@ -124,7 +121,7 @@ void frmShortcut::btnSave_Click() {
   Enable(false);
   SaveShortcut();
   Enable(true);
-  lstJobs_->setFocus();
+  lstJobs_.SetFocus();
 }
 
 void frmShortcut::SaveShortcut() {

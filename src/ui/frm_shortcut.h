@@ -3,13 +3,14 @@
 #pragma once
 
 #include <QDialog>
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "ui/controls/cls_lict_view.h"
 #include "ui/file_picker.h"
 
 class QLabel;
-class QListWidget;
 class QPushButton;
 
 namespace kavrel {
@@ -35,7 +36,8 @@ class frmShortcut : public QDialog {
   Program& program_;
   FilePicker* picker_ = &DesktopFilePicker();
   QLabel *lblJobs_, *lblState_;
-  QListWidget* lstJobs_;
+  clsLictView lstJobs_;
+  std::vector<std::int32_t> indexes_;  ///< a position in the store a line
   QPushButton* btnSave_;
 };
 

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <QLabel>
-#include <QListWidget>
 #include <QPushButton>
 
 #include "platform/folders.h"
@@ -28,10 +27,13 @@ class ShortcutTest : public testing::Test {
     ShowAndWait(*dialog_);
     return *dialog_;
   }
-  QListWidget& List() { return *Find<QListWidget>(*dialog_, "lstJobs"); }
+  QWidget& List() { return *Find<QWidget>(*dialog_, "lstJobs"); }
+  QAbstractItemView& View() { return ViewOf(List()); }
   QPushButton& Save() { return *Find<QPushButton>(*dialog_, "btnSave"); }
   void Check(int row, bool on = true) {
-    List().item(row)->setCheckState(on ? Qt::Checked : Qt::Unchecked);
+    Click(*View().viewport(), CheckBoxCentre(List(), row));
+    const QVariant state = View().model()->index(row, 0).data(Qt::CheckStateRole);
+    EXPECT_EQ(state.toInt(), on ? Qt::Checked : Qt::Unchecked);
   }
   QString Path(const char* name) {
     return QString::fromStdString((Program.Temp.Root() / name).string());
@@ -50,7 +52,7 @@ class ShortcutTest : public testing::Test {
 TEST_F(ShortcutTest, WritesALauncherThatStartsTheCheckedJobsInOrder) {
   Open({u"Daily docs", u"other", u"Photos", u"100% \"$HOME\" `x` \\ 中文"});
   EXPECT_FALSE(Save().isEnabled());
-  EXPECT_EQ(List().currentRow(), 0);
+  EXPECT_TRUE(View().selectionModel()->isRowSelected(0));
   Check(2);
   Check(0);
   Check(3);
@@ -117,7 +119,7 @@ TEST_F(ShortcutTest, ACommandLineOf261CharactersIsRefused) {
 TEST_F(ShortcutTest, AnUnreadableStoreLeavesTheListEmpty) {
   std::filesystem::create_directories(Program.Temp.Home() / "Backup.rtm/x");
   Open({});
-  EXPECT_EQ(List().count(), 0);
+  EXPECT_EQ(View().model()->rowCount(), 0);
   EXPECT_FALSE(Save().isEnabled());
 }
 
