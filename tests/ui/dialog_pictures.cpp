@@ -1,11 +1,10 @@
-// Draws every dialog and every tab with content: dialog_pictures FOLDER [dark]. The scale is
+// Draws every dialog and every tab with content: dialog_pictures FOLDER [light|dark]. The scale is
 // QT_SCALE_FACTOR's.
 #include <QApplication>
 #include <QCheckBox>
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QLocale>
 #include <QPushButton>
 #include <QRadioButton>
@@ -119,7 +118,9 @@ class Pictures {
 
   void DrawOthers() {
     frmShortcut shortcut(program_.Program, nullptr);
-    Find<QListWidget>(shortcut)->item(0)->setCheckState(Qt::Checked);
+    ShowAndWait(shortcut);
+    QWidget& jobs = *Find<QWidget>(shortcut, "lstJobs");
+    Click(*ViewOf(jobs).viewport(), CheckBoxCentre(jobs, 0));
     Find<QLabel>(shortcut, "lblState")
         ->setText("捷徑已建立：/home/mei-ling/桌面/資料備份排程捷徑.desktop");
     Draw(shortcut, "frm_shortcut");
@@ -159,11 +160,12 @@ class Pictures {
 int main(int argc, char** argv) {
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   const QApplication app(argc, argv);
-  if (argc < 2) qFatal("usage: dialog_pictures FOLDER [dark]");
+  if (argc < 2) qFatal("usage: dialog_pictures FOLDER [light|dark]");
   QLocale::setDefault(
       QLocale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan));
   QApplication::setStyle("Fusion");
-  if (argc > 2) kavrel::UseDarkColours();
+  QApplication::setFont(QFont("Noto Sans CJK TC", 10));
+  if (argc > 2 && QByteArray(argv[2]) == "dark") kavrel::UseDarkColours();
   QDir().mkpath(argv[1]);
   kavrel::Pictures(QString::fromLocal8Bit(argv[1])).DrawAll();
   return 0;
