@@ -61,6 +61,12 @@ bool ReadList(std::u16string_view pattern, std::size_t& p, char16_t c, bool& mat
 }  // namespace
 
 bool MatchesPattern(std::u16string_view text, std::u16string_view pattern) {
+  // Most patterns end in a letter, and most names in another one.
+  constexpr std::u16string_view kSpecial = u"*?#[]";
+  if (!pattern.empty() && kSpecial.find(pattern.back()) == kSpecial.npos &&
+      (text.empty() || text.back() != pattern.back())) {
+    return false;
+  }
   return MatchAll(text, pattern, [pattern](char16_t c, std::size_t& p) {
     const char16_t wanted = pattern[p];
     if (wanted == u'[') {

@@ -1,6 +1,5 @@
 #include "log/job_log.h"
 
-#include <algorithm>
 #include <cerrno>
 
 #include "base/number.h"
@@ -71,12 +70,18 @@ void JobLog::WriteJobLog(std::u16string_view line) {
 }
 
 void JobLog::WriteTimed(std::u16string_view text) {
-  std::u16string line = DateTimeText(clock_.Now());
-  line += text;
+  const DateTime now = clock_.Now();
+  if (time_text_.empty() || now != time_) {
+    time_ = now;
+    time_text_ = DateTimeText(now);
+  }
+  line_.assign(time_text_);
+  line_ += text;
   // A file may have a line break in its name; it must not pass for another line of the log.
-  std::replace(line.begin(), line.end(), u'\n', u'␊');
-  std::replace(line.begin(), line.end(), u'\r', u'␍');
-  WriteJobLog(line);
+  for (char16_t& c : line_) {
+    if (c == u'\n' || c == u'\r') c = c == u'\n' ? u'␊' : u'␍';
+  }
+  WriteJobLog(line_);
 }
 
 void JobLog::CloseJobLog() {
@@ -87,11 +92,10 @@ void JobLog::CloseJobLog() {
 }
 
 void JobLog::Flush() {
-  std::string bytes;
-  bytes.reserve(buffer_.size() * 2);
-  for (const char16_t c : buffer_) {
-    bytes += static_cast<char>(c & 0xFF);
-    bytes += static_cast<char>(c >> 8);
+  std::string bytes(buffer_.size() * 2, '\0');
+  for (std::size_t i = 0; i < buffer_.size(); ++i) {
+    bytes[2 * i] = static_cast<char>(buffer_[i] & 0xFF);
+    bytes[2 * i + 1] = static_cast<char>(buffer_[i] >> 8);
   }
   buffer_.clear();
   flushed_at_ = clock_.TickCount();

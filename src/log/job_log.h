@@ -47,6 +47,8 @@ class JobLog {
   File file_;
   std::u16string path_;
   std::u16string buffer_;
+  DateTime time_{};  ///< of the last timed line, and its text
+  std::u16string time_text_, line_;
   std::uint64_t flushed_at_ = 0;
   bool failed_ = false;
 };

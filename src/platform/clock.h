@@ -25,6 +25,11 @@ class SystemClock final : public Clock {
   DateTime Now() override;
   std::uint64_t TickCount() override;
   void Sleep(std::uint32_t milliseconds) override;
+
+ private:
+  /// The second that was last asked for, and its local time.
+  std::int64_t second_ = 0;
+  DateTime local_{};
 };
 
 /// A moment as file systems keep it: seconds and nanoseconds since 1970-01-01 00:00 UTC.

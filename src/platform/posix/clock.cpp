@@ -22,10 +22,14 @@ DateTime ToLocal(time_t seconds) {
 }  // namespace
 
 DateTime SystemClock::Now() {
+  const time_t now = time(nullptr);
+  if (now == second_) return local_;
   // localtime_r alone keeps the zone that it saw first; the program runs for months, and its user
   // may travel meanwhile.
   tzset();
-  return ToLocal(time(nullptr));
+  second_ = now;
+  local_ = ToLocal(now);
+  return local_;
 }
 
 std::uint64_t SystemClock::TickCount() {
