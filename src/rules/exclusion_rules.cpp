@@ -109,10 +109,11 @@ ExclusionRule SplitRulePath(std::u16string_view path, const MountPointOf& mount_
 ExclusionSet::ExclusionSet(const FileSystem& file_system, MountPointOf mount_point)
     : file_system_(file_system), mount_point_(std::move(mount_point)) {}
 
-bool ExclusionSet::OpenExclusionFile(std::u16string& text) const {
+bool ExclusionSet::OpenExclusionFile(std::u16string& text) {
   const std::u16string path = RulesFile(file_system_);
   Result<std::string> bytes = file_system_.ReadWhole(path);
   // A file that is there but cannot be read may hold the user's rules: it is not replaced.
+  unreadable_ = !bytes && bytes.Error != ENOENT;
   const bool missing = bytes ? bytes->size() < kShortestFile : bytes.Error == ENOENT;
   if (missing && WriteDefaultFile(file_system_, "EXCLUSIONS", path)) {
     bytes = file_system_.ReadWhole(path);
@@ -149,6 +150,7 @@ void ExclusionSet::LoadExclusions() {
 }
 
 bool ExclusionSet::SaveExclusions(const std::vector<ExclusionRule>& rules) {
+  if (unreadable_) return false;
   std::u16string text;
   for (const std::u16string& line : header_lines_) {
     if (line != kNoRulesLine) text += line + u"\r\n";

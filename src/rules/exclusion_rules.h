@@ -43,8 +43,8 @@ class ExclusionSet {
   /// Reads Exc.txt anew. A file that is missing or shorter than 10 bytes is made from the default.
   void LoadExclusions();
   /// Writes the header lines and these rules, then reads the file back. A pattern that is empty or
-  /// kEverythingShown is written as "*". False when the file could not be written; the set and the
-  /// file are then as they were.
+  /// kEverythingShown is written as "*". False when the file could not be written, or is there but
+  /// could not be read; the set and the file are then as they were.
   bool SaveExclusions(const std::vector<ExclusionRule>& rules);
   /// Puts the built-in default in the file's place and reads it.
   bool RestoreDefaults();
@@ -56,12 +56,13 @@ class ExclusionSet {
   const std::vector<ExclusionRule>& Rules() const { return rules_; }
 
  private:
-  bool OpenExclusionFile(std::u16string& text) const;
+  bool OpenExclusionFile(std::u16string& text);
   const FileSystem& file_system_;
   MountPointOf mount_point_;
   std::vector<std::u16string> header_lines_;
   std::vector<ExclusionRule> rules_;
   std::vector<std::size_t> folder_rules_;  ///< positions in rules_ of those whose File is "*"
+  bool unreadable_ = false;
 };
 
 /// The field check of the rule editors: empty when `value` is acceptable, else the message.

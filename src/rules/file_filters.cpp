@@ -23,12 +23,14 @@ FilterTable::FilterTable(const FileSystem& file_system) : file_system_(file_syst
 
 void FilterTable::LoadFilters() {
   Entries = {{u"所有檔案 (*.*)", u"*.*"}};
+  read_error_ = 0;
   const std::u16string path = FilterFile(file_system_);
   Result<std::string> bytes = file_system_.ReadWhole(path);
   // Only a missing file is made anew: one that cannot be read may hold the user's lists.
   if (bytes.Error == ENOENT && WriteDefaultFile(file_system_, "FILEFILTERS", path)) {
     bytes = file_system_.ReadWhole(path);
   }
+  if (bytes.Error != ENOENT) read_error_ = bytes.Error;
   if (!bytes) return;
   const std::u16string text = DecodeTextFile(*bytes);
   for (std::u16string_view line : Split(text, u'\n')) {
@@ -41,6 +43,7 @@ void FilterTable::LoadFilters() {
 }
 
 int FilterTable::SaveFilters() const {
+  if (read_error_) return read_error_;
   std::u16string text;
   for (std::size_t i = 1; i < Entries.size(); ++i) {
     const FileFilter& entry = Entries[i];

@@ -22,7 +22,8 @@ class FilterTable {
   /// Rebuilds the table from the file; one that cannot be opened is made from the default.
   void LoadFilters();
   /// Writes entries 1 and up; entries without a name or without patterns are left out. Gives the
-  /// system's error code, 0 on success; the file is unchanged otherwise.
+  /// system's error code, 0 on success; the file is unchanged otherwise. A file that could not be
+  /// read is never written over.
   int SaveFilters() const;
 
   /// Entry 0 is "所有檔案 (*.*)" and is never stored.
@@ -30,6 +31,7 @@ class FilterTable {
 
  private:
   const FileSystem& file_system_;
+  int read_error_ = 0;  ///< why the file that is there could not be read
 };
 
 /// The patterns of a list, in order; an empty list has one empty pattern.
