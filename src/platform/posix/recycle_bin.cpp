@@ -155,11 +155,16 @@ Handle OpenTopBin(const std::string& top_folder) {
 template <typename Bin>
 ErrorCode OpenBin(const std::string& path, std::uint64_t mount, Bin& bin) {
   Handle root;
-  if (const Handle data = OpenDataHome()) {
-    const Result<std::uint64_t> home_mount = MountOf(data.Get());
-    if (home_mount && *home_mount == mount) root = MakeSub(data.Get(), "Trash");
-  }
-  if (!root) {
+  errno = ENOENT;
+  const Handle data = OpenDataHome();
+  const Result<std::uint64_t> home_mount =
+      data ? MountOf(data.Get()) : Result<std::uint64_t>::Fail(errno);
+  // Only a home that is not there has its files go to the bin of their own disk.
+  const ErrorCode no_home = home_mount.Error;
+  if (no_home && no_home != ENOENT && no_home != ENOTDIR) return no_home;
+  if (home_mount && *home_mount == mount) {
+    root = MakeSub(data.Get(), "Trash");
+  } else {
     bin.TopFolder = TopFolderOf(path, mount);
     root = OpenTopBin(bin.TopFolder);
   }
