@@ -78,7 +78,8 @@ ErrorCode RenameAt(int from_folder, const char* from, int to_folder, const char*
   if (renameat2(from_folder, from, to_folder, to, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
   // A file system without that flag: look first, which is as good as it gets there.
-  if (StatusAt(to_folder, to)) return EEXIST;
+  const Result<FileStatus> taken = StatusAt(to_folder, to);
+  if (taken || taken.Error != ENOENT) return taken ? EEXIST : taken.Error;
   return renameat(from_folder, from, to_folder, to) == 0 ? 0 : errno;
 }
 
