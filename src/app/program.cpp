@@ -26,8 +26,9 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       Log(Files, clock),
       ProgramLog(Files, LogRows),
       Archiver(Files),
-      Context{Files,      clock, State,   host_,      Store,    Settings,
-              Exclusions, Log,   LogRows, ProgramLog, Archiver, {}},
+      Asides(Files),
+      Context{Files, clock,   State,      host_,    Store,  Settings, Exclusions,
+              Log,   LogRows, ProgramLog, Archiver, Asides, {}},
       Scheduler(clock, State, Store, host_, host_, Actions()) {}
 
 SchedulerActions Program::Actions() {

@@ -112,6 +112,7 @@ class Program {
   JobLog Log;
   kavrel::ProgramLog ProgramLog;
   SevenZipLibrary Archiver;
+  AsideJournal Asides;
   RunContext Context;
   kavrel::Scheduler Scheduler;
 };

@@ -1,5 +1,6 @@
 #include "engine/restore.h"
 
+#include "engine/heal.h"
 #include "engine/run_summary.h"
 #include "engine/tree_walk.h"
 #include "files/path.h"
@@ -57,11 +58,13 @@ RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
+  HealAsides(context);
   if (job.Compressed) {
     ArchiveContext archiving = context.Archiving();
     ExtractArchive(archiving, job, archive, job.Destination.WorkPath);
   } else {
     RestoreWalk(context, job, mode).Run();
+    HealAsides(context);
   }
   job.LastRunResult = ToLastRunResult(context.Counters, state.CancelRequested);
   WriteRestoreSummary(context, job);

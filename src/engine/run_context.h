@@ -6,6 +6,7 @@
 #include "core/run_counters.h"
 #include "core/run_host.h"
 #include "core/settings.h"
+#include "files/aside_journal.h"
 #include "files/run_state.h"
 #include "log/job_log.h"
 #include "log/program_log.h"
@@ -27,6 +28,7 @@ struct RunContext {
   LogList& LogRows;
   kavrel::ProgramLog& ProgramLog;
   const SevenZipLibrary& Archiver;
+  AsideJournal& Asides;
   RunCounters Counters;  ///< of the current or last run
   /// How compressed jobs are packed; not stored.
   CompressionLevel Compression = CompressionLevel::Fast;

@@ -5,6 +5,7 @@
 #include "archive/list_file.h"
 #include "base/number.h"
 #include "engine/backup_walk.h"
+#include "engine/heal.h"
 #include "engine/run_summary.h"
 #include "files/path.h"
 #include "rules/date_tokens.h"
@@ -27,7 +28,9 @@ void RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
+  HealAsides(context);
   BackupFolder(context, job);
+  HealAsides(context);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   RecordResult(context, job);
   WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
@@ -41,6 +44,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   ArchiveContext archiving = context.Archiving();
   const std::u16string archive = ArchivePath(job, context.Clock);
   context.Host.ShowRunPanels(true);
+  HealAsides(context);
   const int result = CompressBackup(archiving, job, archive, context.Compression);
   RemoveListFile(context.Files);
   if (result == kNoArchiver) {

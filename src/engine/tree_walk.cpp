@@ -33,7 +33,7 @@ TreeWalk::TreeWalk(RunContext& context, const Options& options)
     : context_(context),
       paths_(options.From, options.To),
       options_(options),
-      copy_{context.State, context.Clock, &context.Host, nullptr} {}
+      copy_{context.State, context.Clock, &context.Host, nullptr, nullptr, &context.Asides} {}
 
 void TreeWalk::LogLine(std::u16string_view text, std::u16string_view what) {
   std::u16string line(text);
@@ -199,6 +199,8 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
 void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
                              const FileStatus* source, const FileStatus* dest) {
   if (NeedsNoCopy(source, dest, options_.Compare) && SameLinkTarget(pair, name, source)) {
+    // Nothing can be copied from it; but what is not looked at must not pass for a good backup.
+    if (!source) LogLine(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
     LeaveAsItIs(name);
   } else {
     CopyOneFile(pair, name, source, dest);

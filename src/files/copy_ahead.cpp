@@ -45,7 +45,8 @@ void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name)
   Item& item = At(end_);
   item.Name = name;
   item.Folders.emplace(folders);
-  item.Now = now_;
+  // Each place in the row has temporary names of its own, so that the first one tried is free.
+  item.Now = now_ + std::chrono::seconds(end_ % kWindow);
   item.Done = false;
   ++end_;
   ++signal_;
@@ -77,7 +78,7 @@ void CopyAhead::WorkOn(Item& item) const {
                                                         : Result<FileStatus>::Fail(-1);
   item.Verdict = judge_(item.SourceStatus(), item.DestStatus());
   if (item.Verdict != Verdict::Copy) return;
-  item.Copy.emplace(item.From(), item.To(), item.Now);
+  item.Copy.emplace(item.From(), item.To(), item.Now, context_.Asides);
   if (!item.Copy->Make()) item.Copy.reset();
 }
 

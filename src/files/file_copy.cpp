@@ -63,21 +63,29 @@ class FileCopy {
   /// After a failure: the partial copy goes, the old destination comes back.
   void PutBack() {
     dest_file_.Close();
-    if (created_) dest_.Folder.RemoveFile(dest_.Name);
-    if (!aside_name_.empty()) dest_.Folder.Rename(aside_name_, dest_.Name);
+    ErrorCode error = 0;
+    if (aside_name_.empty()) {
+      if (created_) error = dest_.Folder.RemoveFile(dest_.Name);
+    } else if (!created_) {
+      error = dest_.Folder.Rename(aside_name_, dest_.Name);
+    } else if (dest_.Folder.Replace(aside_name_, dest_.Name) != 0) {
+      dest_.Folder.RemoveFile(dest_.Name);
+      error = dest_.Folder.Rename(aside_name_, dest_.Name);
+    }
+    if (!error) EndRecord();
   }
 
   const CopyResult& Outcome() const { return result_; }
 
  private:
   void Finish() {
+    ErrorCode error = 0;
     if (!aside_name_.empty()) {
-      if (context_->Release) {
-        context_->Release->Remove(dest_.Folder, aside_name_);
-      } else {
-        dest_.Folder.RemoveFile(aside_name_);
-      }
+      error = context_->Release ? context_->Release->Remove(dest_.Folder, aside_name_)
+                                : dest_.Folder.RemoveFile(aside_name_);
     }
+    // What cannot be removed now is left to the end of the run.
+    if (!error) EndRecord();
     context_->State.LastApiError = 0;
   }
 
@@ -157,13 +165,33 @@ class FileCopy {
   /// Takes an existing destination out of the way. Where that fails, the name stays taken and the
   /// destination cannot be opened, which says why.
   void MakeWay(bool overwrite_in_place) {
-    if (!dest_.Status || dest_.Status->Kind == FileKind::Folder) return;
+    if (!dest_.Status) {
+      // A small file is there at once; half of a large one would stay if its source vanished, too.
+      if (size_ > kCopyBlock) Record({});
+      return;
+    }
+    if (dest_.Status->Kind == FileKind::Folder) return;
     if (overwrite_in_place) {
       dest_.Folder.RemoveFile(dest_.Name);
       return;
     }
     aside_name_ =
-        MoveToTempName(dest_.Folder, dest_.Name, u"pt", early_ ? *early_ : context_->Clock.Now());
+        MoveToTempName(dest_.Folder, dest_.Name, u"pt", early_ ? *early_ : context_->Clock.Now(),
+                       [this](std::u16string_view name) { Record(name); });
+    if (aside_name_.empty()) EndRecord();
+  }
+
+  void Record(std::u16string_view aside) {
+    if (!context_->Asides) return;
+    EndRecord();
+    slot_ = context_->Asides->Begin(
+        {dest_.FolderPath, aside, dest_.Name, dest_.Status, source_.Status});
+    asides_ = context_->Asides;
+  }
+
+  void EndRecord() {
+    if (asides_) asides_->End(slot_);
+    slot_ = AsideJournal::kNoSlot;
   }
 
   bool MakeLink() {
@@ -183,11 +211,13 @@ class FileCopy {
     if (!file) return Fail(u"Could Not Open Destination File", dest_, file.Error);
     created_ = true;
     dest_file_ = std::move(*file);
+    if (slot_ != AsideJournal::kNoSlot) asides_->NoteMade(slot_, dest_file_.Status());
     Report(0);
     if (!CopyBlocks()) return false;
     if (context_->Sink) Report(size_);
-    const ErrorCode times_error = dest_file_.SetTimes(*source_.Status);
+    // The times come last: they tell a later run that nothing is missing.
     const ErrorCode attributes_error = dest_file_.SetAttributes(*source_.Status, source_file_);
+    const ErrorCode times_error = dest_file_.SetTimes(*source_.Status);
     // A network disk may tell only now that the data did not fit.
     if (const ErrorCode error = dest_file_.Close()) {
       return Fail(u"Could Not Write Destination File", dest_, error);
@@ -265,6 +295,8 @@ class FileCopy {
   std::u16string link_target_, aside_name_;
   std::unique_ptr<char[]> buffer_;
   std::optional<DateTime> early_;
+  AsideJournal* asides_ = nullptr;
+  int slot_ = AsideJournal::kNoSlot;
   bool created_ = false, skipped_ = false;
 };
 
@@ -296,19 +328,25 @@ class NoClock final : public Clock {
 }  // namespace
 
 struct EarlyCopy::Work {
-  Work(const CopySide& source_side, const CopySide& dest_side, DateTime now_then)
-      : Source(source_side), Dest(dest_side), Now(now_then), Copy(Silent, source_side, dest_side) {}
+  Work(const CopySide& source_side, const CopySide& dest_side, DateTime now_then,
+       AsideJournal* asides)
+      : Source(source_side),
+        Dest(dest_side),
+        Now(now_then),
+        Silent{State, Clock, nullptr, nullptr, nullptr, asides},
+        Copy(Silent, source_side, dest_side) {}
 
   const CopySide Source, Dest;
   const DateTime Now;
   RunState State;
   NoClock Clock;
-  CopyContext Silent{State, Clock};
+  CopyContext Silent;
   FileCopy Copy;
 };
 
-EarlyCopy::EarlyCopy(const CopySide& source, const CopySide& dest, DateTime now)
-    : work_(std::make_unique<Work>(source, dest, now)) {}
+EarlyCopy::EarlyCopy(const CopySide& source, const CopySide& dest, DateTime now,
+                     AsideJournal* asides)
+    : work_(std::make_unique<Work>(source, dest, now, asides)) {}
 
 EarlyCopy::~EarlyCopy() = default;
 
@@ -350,11 +388,13 @@ CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
 }
 
 std::u16string MoveToTempName(const Folder& folder, std::u16string_view name,
-                              std::u16string_view prefix, DateTime now) {
+                              std::u16string_view prefix, DateTime now,
+                              const std::function<void(std::u16string_view)>& before) {
   const CivilTime t = ToCivil(now);
   std::int64_t number = t.Second + 100 * t.Minute + 10000 * t.Hour + std::int64_t{1000000} * t.Day;
   for (;; ++number) {
     std::u16string free = std::u16string(prefix) + Decimal(number) + u".tmp";
+    if (before) before(free);
     const ErrorCode error = folder.Rename(name, free);
     if (error == 0) return free;
     if (error != EEXIST) return {};

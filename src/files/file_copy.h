@@ -4,10 +4,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "files/aside_journal.h"
 #include "files/file_info.h"
 #include "files/late_release.h"
 #include "files/progress_sink.h"
@@ -32,6 +34,7 @@ struct CopyContext {
   ProgressSink* Sink = nullptr;
   MessagePump* Pump = nullptr;
   LateRelease* Release = nullptr;  ///< for what a copy replaces; null: at once
+  AsideJournal* Asides = nullptr;  ///< where replacing is written down; null: nowhere
 };
 
 /// One side of a copy: an entry in an open folder.
@@ -55,8 +58,8 @@ CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const C
 class EarlyCopy {
  public:
   /// `source` is a file. Both sides stay valid while this lives; `now` serves for the name of what
-  /// is set aside.
-  EarlyCopy(const CopySide& source, const CopySide& dest, DateTime now);
+  /// is set aside, and `asides` as in a CopyContext.
+  EarlyCopy(const CopySide& source, const CopySide& dest, DateTime now, AsideJournal* asides);
   ~EarlyCopy();
   EarlyCopy(const EarlyCopy&) = delete;
   EarlyCopy& operator=(const EarlyCopy&) = delete;
@@ -83,8 +86,9 @@ CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
 
 /// Renames an entry of the folder to a free name: prefix, a number made of day, hour, minute and
 /// second (counted on while the name is taken), ".tmp". Gives that name, empty when the entry could
-/// not be renamed.
+/// not be renamed. `before` is called with each name before it is tried.
 std::u16string MoveToTempName(const Folder& folder, std::u16string_view name,
-                              std::u16string_view prefix, DateTime now);
+                              std::u16string_view prefix, DateTime now,
+                              const std::function<void(std::u16string_view)>& before = {});
 
 }  // namespace kavrel

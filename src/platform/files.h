@@ -59,6 +59,8 @@ class File {
   /// Up to the buffer's length from the current position; fewer only at the end of the file.
   Result<std::size_t> Read(std::span<char> buffer);
   ErrorCode Write(std::string_view bytes);
+  /// Writes at a position, which leaves the current one alone.
+  ErrorCode WriteAt(std::uint64_t position, std::string_view bytes);
   /// Copies up to `length` bytes from the source's current position to this file's, inside the
   /// system where it can (sharing blocks where the file system does); both positions move. Fewer
   /// bytes only at the end of the source. An error may be of either side.
@@ -114,6 +116,8 @@ class Folder {
   ErrorCode SetLinkTimes(std::u16string_view name, const FileStatus& from) const;
   /// Renames inside this folder; fails when `to` is taken.
   ErrorCode Rename(std::u16string_view from, std::u16string_view to) const;
+  /// Renames a file inside this folder over another, at once or not at all.
+  ErrorCode Replace(std::u16string_view from, std::u16string_view to) const;
   ErrorCode RemoveFile(std::u16string_view name) const;
   /// Removes an empty folder.
   ErrorCode RemoveFolder(std::u16string_view name) const;
@@ -185,6 +189,8 @@ class FileSystem {
   /// written, synced, renamed over it. A new file is for its owner alone; an old file keeps its
   /// permissions; one without write permission is refused.
   ErrorCode ReplaceWhole(std::u16string_view path, std::string_view bytes) const;
+  /// Opens a file for reading and writing as it is; a new one is empty and for its owner alone.
+  Result<File> OpenForUpdate(std::u16string_view path) const;
   ErrorCode RemoveFile(std::u16string_view path) const;
   ErrorCode Rename(std::u16string_view from, std::u16string_view to) const;
   /// Makes the folder the process's current one.

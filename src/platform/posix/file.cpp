@@ -47,6 +47,17 @@ ErrorCode File::Write(std::string_view bytes) {
   return 0;
 }
 
+ErrorCode File::WriteAt(std::uint64_t position, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t put = Retry(
+        [&] { return pwrite(handle_, bytes.data(), bytes.size(), static_cast<off_t>(position)); });
+    if (put <= 0) return put < 0 ? errno : ENOSPC;
+    bytes.remove_prefix(static_cast<std::size_t>(put));
+    position += static_cast<std::uint64_t>(put);
+  }
+  return 0;
+}
+
 Result<std::uint64_t> File::CopyFrom(File& source, std::uint64_t length) {
   std::uint64_t done = 0;
   while (done < length) {

@@ -250,6 +250,15 @@ ErrorCode FileSystem::ReplaceWhole(std::u16string_view path, std::string_view by
   return folder ? ReplaceIn(folder.Get(), parts.second, bytes) : errno;
 }
 
+Result<File> FileSystem::OpenForUpdate(std::u16string_view path) const {
+  const std::optional<std::string> host = HostPath(path);
+  if (!host) return Result<File>::Fail(ENOENT);
+  const int handle =
+      Retry([&] { return open(host->c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600); });
+  if (handle < 0) return Result<File>::Fail(errno);
+  return {File(handle), 0};
+}
+
 ErrorCode FileSystem::RemoveFile(std::u16string_view path) const {
   const std::optional<std::string> host = HostPath(path);
   if (!host) return ENOENT;

@@ -124,6 +124,12 @@ ErrorCode Folder::Rename(std::u16string_view from, std::u16string_view to) const
   return posix::RenameAt(handle_, native_from.c_str(), handle_, native_to.c_str());
 }
 
+ErrorCode Folder::Replace(std::u16string_view from, std::u16string_view to) const {
+  const std::string native_from = NativeName(from), native_to = NativeName(to);
+  if (native_from.empty() || native_to.empty()) return EINVAL;
+  return renameat(handle_, native_from.c_str(), handle_, native_to.c_str()) == 0 ? 0 : errno;
+}
+
 ErrorCode Folder::RemoveFile(std::u16string_view name) const {
   const std::string native = NativeName(name);
   if (native.empty()) return EINVAL;

@@ -1,0 +1,34 @@
+#include "engine/heal.h"
+
+namespace kavrel {
+
+namespace {
+
+std::u16string_view HealingText(Healing what) {
+  switch (what) {
+    case Healing::PutBack:
+      return u": 放回原檔案 (成功)：";
+    case Healing::AsideRemoved:
+      return u": 移除暫存檔案 (成功)：";
+    case Healing::PartRemoved:
+      return u": 移除未完成的檔案 (成功)：";
+    case Healing::Unknown:
+      return u": 保留暫存檔案 (成功)：";
+    case Healing::Failed:
+      break;
+  }
+  return u": 放回原檔案 (失敗)：";
+}
+
+}  // namespace
+
+void HealAsides(RunContext& context) {
+  context.Asides.Heal([&](Healing what, std::u16string_view path) {
+    std::u16string line(HealingText(what));
+    line += path;
+    context.Log.WriteTimed(line);
+    if (what == Healing::Failed) ++context.Counters.WarningFiles;
+  });
+}
+
+}  // namespace kavrel
