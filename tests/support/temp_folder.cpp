@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "base/text.h"
 
@@ -61,7 +61,9 @@ void WriteTestFile(const std::filesystem::path& path, std::string_view content) 
 std::string ReadTestFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return "<missing>";
-  return {std::istreambuf_iterator<char>(in), {}};
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return std::move(bytes).str();
 }
 
 void SetWritten(const std::filesystem::path& path, FileTime time) {

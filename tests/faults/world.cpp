@@ -1,0 +1,364 @@
+#include "faults/world.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "base/text.h"
+#include "log/job_log.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel::faults {
+
+const Scenario kScenarios[] = {
+    {"Full", {"--type", "full"}, {"run", "J"}},
+    {"Differential", {"--type", "differential"}, {"run", "J"}},
+    {"Mirror", {"--type", "sync"}, {"run", "J"}},
+    {"MirrorWithBin", {"--type", "sync", "--recycle"}, {"run", "J"}},
+    {"Compressed", {"--type", "compressed"}, {"run", "J"}},
+    {"Restore", {"--type", "full"}, {"restore", "J"}, true},
+    {"StoreSave", {"--type", "full"}, {"edit", "J", "--name", "J2"}},
+    {"RulesSave", {"--type", "full"}, {"rules", "add", "--name", "R", "--file", "*.q"}},
+    {"FiltersSave", {"--type", "full"}, {"filters", "add", "F", "*.q"}},
+    {"SettingsSave", {"--type", "full"}, {"settings", "set", "LogRestrictions", "2"}},
+};
+const std::size_t kScenarioCount = std::size(kScenarios);
+
+namespace {
+
+constexpr FileTime kOld{1'700'000'000, 123'000'000}, kNew{1'710'000'000, 456'000'000};
+constexpr const char* kKept[] = {"Backup.rtm", "Exc.txt", "FileType.txt", "Settings.ini",
+                                 "Log/QVDlog.log"};
+constexpr std::string_view kMissing = "<missing>";
+
+bool IsAside(const std::string& path) {
+  const std::string name = fs::path(path).filename();
+  return name.starts_with("pt") && name.ends_with(".tmp");
+}
+
+/// The number behind a label of the summary; -1 without one.
+long Figure(const std::string& text, const std::string& label) {
+  const std::size_t at = text.find(label);
+  return at == std::string::npos ? -1 : std::atol(text.c_str() + at + label.size());
+}
+
+void Put(const fs::path& path, const std::string& bytes, FileTime time) {
+  WriteTestFile(path, bytes);
+  SetWritten(path, time);
+}
+
+}  // namespace
+
+Tree ReadTree(const fs::path& root) {
+  Tree tree;
+  if (!fs::exists(root)) return tree;
+  for (const auto& item : fs::recursive_directory_iterator(root)) {
+    Entry entry;
+    if (item.is_symlink()) {
+      entry = {'L', fs::read_symlink(item.path()).string(), 0};
+    } else if (item.is_directory()) {
+      entry.Kind = 'D';
+    } else {
+      entry.Bytes = ReadTestFile(item.path());
+    }
+    struct stat found {};
+    lstat(item.path().c_str(), &found);
+    entry.Written = found.st_mtim.tv_sec * 1'000'000'000 + found.st_mtim.tv_nsec;
+    tree[item.path().lexically_relative(root).string()] = std::move(entry);
+  }
+  return tree;
+}
+
+World::World(const Scenario& scenario, int more_files)
+    : scenario_(scenario), more_files_(more_files), state_(temp_.Root() / "state") {
+  const fs::path source = temp_.DriveC() / "src", dest = temp_.DriveD() / "dst";
+  origin_ = scenario.Restore ? dest : source;
+  target_ = scenario.Restore ? source : dest;
+  setenv("XDG_DATA_HOME", (temp_.Root() / "data").c_str(), 1);
+  setenv("TZ", "UTC0", 1);
+  // Of a program built with sanitizers, our object comes first all the same.
+  setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 0);
+  WriteTestFile(state_, std::string(sizeof(unsigned long), '\0'));
+  BuildTrees();
+  std::vector<std::string> add{KAVRELCTL, "--home", temp_.Home(),        "add",
+                               "--name",  "J",      "--source",          source,
+                               "--dest",  dest,     "--no-source-folder"};
+  add.insert(add.end(), scenario.Job.begin(), scenario.Job.end());
+  EXPECT_EQ(RunCommand(add).ExitCode, 0);
+  for (const char* setting : {"ExcEnabled", "PlaySound"}) {
+    EXPECT_EQ(RunCommand({KAVRELCTL, "--home", temp_.Home(), "settings", "set", setting, "False"})
+                  .ExitCode,
+              0);
+  }
+  Run();
+  EXPECT_EQ(Result.ExitCode, 0) << Result.Output << Result.Errors;
+  // From here on, a store and a log that hold something already; for a compressed job also an
+  // archive of this hour, which the next run brings up to date.
+  for (const char* name : kKept) kept_[name] = ReadTestFile(temp_.Home() / name);
+  if (scenario.Command[0] == "edit") {
+    EXPECT_EQ(RunCommand({KAVRELCTL, "--home", temp_.Home(), "edit", "J2", "--name", "J"}).ExitCode,
+              0);
+    kept_["Backup.rtm"] = ReadTestFile(temp_.Home() / "Backup.rtm");
+  }
+  for (const char* verb : {"rules", "filters"}) {
+    if (scenario.Command[0] != verb) continue;
+    const bool rules = verb == std::string("rules");
+    (rules ? new_rules_ : new_filters_) = kept_[rules ? "Exc.txt" : "FileType.txt"];
+    const std::string remove = rules ? "1" : "F";
+    std::string& file = kept_[rules ? "Exc.txt" : "FileType.txt"];
+    EXPECT_EQ(RunCommand({KAVRELCTL, "--home", temp_.Home(), verb, "remove", remove}).ExitCode, 0);
+    file = ReadTestFile(temp_.Home() / (rules ? "Exc.txt" : "FileType.txt"));
+  }
+  Reset();
+  Run();
+  EXPECT_EQ(Result.ExitCode, 0) << Result.Output << Result.Errors;
+  new_rules_ = ReadTestFile(temp_.Home() / "Exc.txt");
+  new_filters_ = ReadTestFile(temp_.Home() / "FileType.txt");
+  target_after_ = ReadTree(target_);
+  for (const auto& [path, entry] : origin_before_) {
+    if (scenario.Name == std::string("Compressed") || scenario.Command.size() > 2) break;
+    EXPECT_TRUE(target_after_[path].SameContent(entry)) << path;
+  }
+}
+
+void World::BuildTrees() const {
+  for (const fs::path& root : {origin_, target_}) {
+    const bool is_new = root == origin_;
+    const std::string version = is_new ? "new " : "old ";
+    const FileTime time = is_new ? kNew : kOld;
+    Put(root / "a.txt", version + "a", time);
+    Put(root / "sub" / "big.bin", version + std::string(300'000, is_new ? 'n' : 'o'), time);
+    Put(root / "sub" / "read-only", version, time);
+    chmod((root / "sub" / "read-only").c_str(), 0444);
+    Put(root / "emptied", is_new ? "" : "was full", time);
+    Put(root / "same", "same", kNew);
+    fs::create_symlink(version, root / "link");
+    SetWritten(root / "link", time);
+    Put(root / (is_new ? "fresh/x" : "gone/x"), version + "x", time);
+    Put(root / (is_new ? "fresh.txt" : "gone.txt"), version + "only", time);
+    for (int i = 0; i < more_files_; ++i) {
+      Put(root / ("more" + std::to_string(i % 7)) / std::to_string(i),
+          version + std::to_string(i) + std::string(static_cast<std::size_t>(i) * 97, 'm'), time);
+    }
+  }
+}
+
+void World::Reset() {
+  for (const fs::path& path : {origin_, target_, temp_.Home() / "Log", temp_.Root() / "data"}) {
+    fs::remove_all(path);
+  }
+  for (const auto& item : fs::directory_iterator(temp_.Home())) {
+    if (item.path().filename() != "drives") fs::remove_all(item.path());
+  }
+  BuildTrees();
+  for (const auto& [name, bytes] : kept_) {
+    if (bytes != kMissing) WriteTestFile(temp_.Home() / name, bytes);
+  }
+  for (const char* folder : {"files", "info"}) {
+    fs::create_directories(temp_.Root() / "data" / "Trash" / folder);
+  }
+  origin_before_ = ReadTree(origin_);
+  target_before_ = ReadTree(target_);
+}
+
+void World::Run() {
+  std::vector<std::string> command{KAVRELCTL, "--home", temp_.Home()};
+  command.insert(command.end(), scenario_.Command.begin(), scenario_.Command.end());
+  Result = RunCommand(command);
+}
+
+bool World::Run(const Fault& fault, const std::string& program) {
+  unsigned long calls = 0;
+  std::fstream(state_, std::ios::binary | std::ios::in | std::ios::out)
+      .write(reinterpret_cast<const char*>(&calls), sizeof calls);
+  setenv("KAVREL_FAULT", fault.Text().c_str(), 1);
+  setenv("KAVREL_FAULT_IN", program.c_str(), 1);
+  setenv("KAVREL_FAULT_STATE", state_.c_str(), 1);
+  setenv("LD_PRELOAD", FAULT_INJECTOR, 1);
+  Run();
+  unsetenv("LD_PRELOAD");
+  std::ifstream(state_, std::ios::binary).read(reinterpret_cast<char*>(&calls), sizeof calls);
+  return calls >= fault.At;
+}
+
+void World::EmptyOrigin() {
+  fs::remove_all(origin_);
+  fs::create_directories(origin_);
+}
+
+bool World::InBin(const Entry& entry) const {
+  for (const auto& [path, binned] : ReadTree(temp_.Root() / "data" / "Trash" / "files")) {
+    if (binned.SameContent(entry)) return true;
+  }
+  return false;
+}
+
+void World::CheckTarget(bool killed, std::string& wrongs, bool origin_emptied) const {
+  const Tree found = ReadTree(target_);
+  const bool binned = scenario_.Name == std::string("MirrorWithBin");
+  const auto aside = [&](const std::string& path, const Entry& wanted) {
+    for (const auto& [name, entry] : found) {
+      if (IsAside(name) && fs::path(name).parent_path() == fs::path(path).parent_path() &&
+          entry.SameContent(wanted)) {
+        return true;
+      }
+    }
+    return false;
+  };
+  Tree known = target_after_;
+  known.insert(target_before_.begin(), target_before_.end());
+  for (const auto& [path, any] : known) {
+    const bool was = target_before_.contains(path), will_be = target_after_.contains(path);
+    const auto now = found.find(path);
+    if (any.Kind == 'D') continue;
+    const bool is_old =
+        was && now != found.end() && now->second.SameContent(target_before_.at(path));
+    const bool is_new =
+        will_be && now != found.end() && now->second.SameContent(target_after_.at(path));
+    if (is_old || is_new) continue;
+    if (now == found.end()) {
+      if (!was) continue;
+      if (!will_be && (!binned || InBin(target_before_.at(path)))) continue;
+    } else if (fs::path(path).extension() == ".7z") {
+      continue;  // Looked at as an archive.
+    }
+    // Half of a small new file stays where its source is gone before the next run.
+    if (!was && (killed || (origin_emptied && now->second.Bytes.size() < 1000))) continue;
+    if (killed && aside(path, target_before_.at(path))) continue;
+    wrongs += path + (now == found.end() ? " is lost\n" : " is neither old nor new\n");
+  }
+  for (const auto& [path, entry] : found) {
+    if (fs::path(path).extension() == ".7z") {
+      if (RunCommand({"/usr/bin/7zz", "t", (target_ / path).string()}).ExitCode != 0) {
+        wrongs += path + " is a broken archive\n";
+      }
+    } else if (!known.contains(path) && !(killed && IsAside(path)) &&
+               // Half an archive goes with the next archive, or after an hour.
+               !((killed || origin_emptied) && path.ends_with(".7z.tmp"))) {
+      wrongs += path + " is a stray\n";
+    }
+  }
+}
+
+void World::CheckKeptFiles(bool killed, std::string& wrongs) const {
+  const Tree origin = ReadTree(origin_);
+  for (const auto& [path, entry] : origin_before_) {
+    const auto now = origin.find(path);
+    if (now == origin.end() || !now->second.SameContent(entry) ||
+        (entry.Kind != 'D' && now->second.Written != entry.Written)) {
+      wrongs += "source: " + path + " was touched\n";
+    }
+  }
+  const std::string store = ReadTestFile(temp_.Home() / "Backup.rtm");
+  const std::string start = kept_.at("Backup.rtm").substr(0, 3);  // Flag, TAB, "J".
+  if (!store.starts_with(start) || !store.ends_with("\t\r\n") ||
+      std::count(store.begin(), store.end(), '\n') != 1 ||
+      std::count(store.begin(), store.end(), '\t') != 24) {
+    wrongs += "store: " + store + "\n";
+  }
+  const std::string log = ReadTestFile(temp_.Home() / "Log" / "QVDlog.log");
+  const std::string& old_log = kept_.at("Log/QVDlog.log");
+  if (old_log != kMissing &&
+      (!log.starts_with(old_log) || (!log.empty() && !log.ends_with("\"\r\n")))) {
+    wrongs += "program log: " + log + "\n";
+  }
+  for (const auto& [name, after] :
+       {std::pair("Exc.txt", new_rules_), std::pair("FileType.txt", new_filters_)}) {
+    const std::string now = ReadTestFile(temp_.Home() / name);
+    if (now != kept_.at(name) && now != after) wrongs += name + std::string(": ") + now + "\n";
+  }
+  const std::string settings = ReadTestFile(temp_.Home() / "Settings.ini");
+  if (!settings.starts_with(kept_.at("Settings.ini"))) wrongs += "settings: " + settings + "\n";
+  if (!killed) {
+    for (const auto& item : fs::directory_iterator(temp_.Home())) {
+      if (item.path().filename().string().ends_with(".tmp")) {
+        wrongs += item.path().string() + " is a stray\n";
+      }
+    }
+  }
+}
+
+/// The exit code, the figures and the log against what is on disk.
+void World::CheckTruth(std::string& wrongs) const {
+  const std::string label = scenario_.Restore ? "已還原失敗檔案總計：" : "備份失敗檔案總計　：";
+  const long failed = Figure(Result.Output, label);
+  const long warned = Figure(Result.Output, "警告檔案總計　　　：");
+  std::string log;
+  for (const auto& item : fs::directory_iterator(temp_.Home() / "Log")) {
+    if (item.path().extension() == ".txt") {
+      log += ToUtf8(*ReadJobLog(temp_.Files(), TempFolder::Text(item.path())));
+    }
+  }
+  if (failed >= 0 && Result.Errors.find("no log could be written") == std::string::npos &&
+      Figure(log, label) != failed) {
+    wrongs += "the log tells another figure: " + log + "\n";
+  }
+  if (Result.ExitCode != 0) {
+    if (failed <= 0 && Result.Errors.empty()) wrongs += "nothing says why it failed\n";
+    return;
+  }
+  if (failed > 0) wrongs += "failures were counted, but success was told\n";
+  const Tree found = ReadTree(target_);
+  for (const auto& [path, entry] : target_after_) {
+    // A source that cannot be asked for its times counts as unchanged, by definition; it is logged.
+    const std::string unasked = ": 讀取檔案資訊 (失敗)：" + (origin_ / path).string();
+    if (entry.Kind == 'D' || fs::path(path).extension() == ".7z" ||
+        log.find(unasked) != std::string::npos) {
+      continue;
+    }
+    const auto now = found.find(path);
+    if (now == found.end() || !now->second.SameContent(entry)) {
+      wrongs += "success was told, but " + path + " is not new\n";
+    } else if (warned <= 0 && now->second.Written != entry.Written) {
+      wrongs += "success was told, but " + path + " has not its time\n";
+    }
+  }
+}
+
+std::string World::Wrongs() {
+  std::string wrongs;
+  if (Result.ExitCode >= 128)
+    wrongs += "ended by signal " + std::to_string(Result.ExitCode - 128) + "\n";
+  CheckTarget(false, wrongs);
+  CheckKeptFiles(false, wrongs);
+  CheckTruth(wrongs);
+  if (!wrongs.empty())
+    wrongs += "exit code " + std::to_string(Result.ExitCode) + "\n" + Result.Output + Result.Errors;
+  return wrongs;
+}
+
+std::string World::WrongsAfterKill() {
+  std::string wrongs;
+  CheckTarget(true, wrongs);
+  CheckKeptFiles(true, wrongs);
+  return wrongs;
+}
+
+std::string World::WrongsAfterHealing(bool origin_emptied) {
+  std::string wrongs;
+  CheckTarget(false, wrongs, origin_emptied);
+  if (!origin_emptied) {
+    CheckKeptFiles(false, wrongs);
+    CheckTruth(wrongs);
+    if (Result.ExitCode != 0) wrongs += "the next run failed\n";
+  }
+  if (!wrongs.empty()) wrongs += Result.Output + Result.Errors;
+  return wrongs;
+}
+
+void Count(const std::string& what, std::size_t number) {
+  std::printf("[ counted  ] %s: %zu\n", what.c_str(), number);
+  if (const char* path = getenv("KAVREL_FAULT_COUNTS")) {
+    std::ofstream(path, std::ios::app) << what << ": " << number << "\n";
+  }
+}
+
+unsigned long SweepStep(unsigned long quick) {
+  return getenv("KAVREL_FAULTS_FULL") ? 1 : quick;
+}
+
+}  // namespace kavrel::faults

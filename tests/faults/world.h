@@ -1,0 +1,86 @@
+// A small world in which one command of the real kavrelctl runs while something fails: a program
+// folder with a job, what the job reads, what it writes, and a judge of what is left afterwards.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/command.h"
+#include "support/temp_folder.h"
+
+namespace kavrel::faults {
+
+struct Entry {
+  char Kind = 'F';  ///< file, link or folder
+  std::string Bytes;
+  std::int64_t Written = 0;  ///< nanoseconds
+  bool SameContent(const Entry& other) const { return Kind == other.Kind && Bytes == other.Bytes; }
+};
+using Tree = std::map<std::string, Entry>;
+
+/// Everything below a folder, by relative path.
+Tree ReadTree(const std::filesystem::path& root);
+
+/// What is done in the world, and how it ends well.
+struct Scenario {
+  const char* Name;
+  std::vector<std::string> Job;      ///< options of the job
+  std::vector<std::string> Command;  ///< the command under test
+  bool Restore = false;              ///< the job's destination is read, its source written
+};
+extern const Scenario kScenarios[];
+extern const std::size_t kScenarioCount;
+
+/// One call that fails: of which kind, the how many-th, and how ("kill", "short", an errno).
+struct Fault {
+  std::string Kind;
+  unsigned long At = 1;
+  std::string What;
+  std::string Text() const { return Kind + ":" + std::to_string(At) + ":" + What; }
+};
+
+class World {
+ public:
+  explicit World(const Scenario& scenario, int more_files = 0);
+
+  /// Everything as before the first run.
+  void Reset();
+  /// Runs the command. False when it came to its end before the fault's call.
+  bool Run(const Fault& fault, const std::string& program = "kavrelctl");
+  /// Runs it undisturbed.
+  void Run();
+  /// Removes the files that a run would copy, so that what is in the target has to stand alone.
+  void EmptyOrigin();
+
+  /// What is wrong after a command that ended by itself, a line each; empty when nothing is.
+  std::string Wrongs();
+  /// What is wrong after a command that was killed.
+  std::string WrongsAfterKill();
+  /// What is wrong after the next, undisturbed run: it must have healed everything.
+  std::string WrongsAfterHealing(bool origin_emptied);
+
+  CommandResult Result;
+
+ private:
+  void BuildTrees() const;
+  void CheckTarget(bool killed, std::string& wrongs, bool origin_emptied = false) const;
+  void CheckKeptFiles(bool killed, std::string& wrongs) const;
+  void CheckTruth(std::string& wrongs) const;
+  bool InBin(const Entry& entry) const;
+
+  const Scenario& scenario_;
+  const int more_files_;
+  TempFolder temp_;
+  std::filesystem::path origin_, target_, state_;
+  std::map<std::string, std::string> kept_;  ///< the program folder's files before the run
+  std::string new_rules_, new_filters_;      ///< after the undisturbed command
+  Tree origin_before_, target_before_, target_after_;
+};
+
+/// Adds to the counts that the whole harness prints at its end.
+void Count(const std::string& what, std::size_t number);
+/// Every how many-th fault the sweeps take: 1 for all of them.
+unsigned long SweepStep(unsigned long quick);
+
+}  // namespace kavrel::faults
