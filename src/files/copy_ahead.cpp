@@ -54,8 +54,10 @@ void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name)
 }
 
 void CopyAhead::WorkerLoop() {
-  while (!stopping_) {
+  for (;;) {
+    // Read before the flag: a stop that comes in between changes it, and the wait ends at once.
     const std::uint32_t seen = signal_;
+    if (stopping_) return;
     if (!WorkOnNext()) signal_.wait(seen);
   }
 }
