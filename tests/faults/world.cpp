@@ -168,7 +168,10 @@ void World::Reset() {
 void World::Run() {
   std::vector<std::string> command{KAVRELCTL, "--home", temp_.Home()};
   command.insert(command.end(), scenario_.Command.begin(), scenario_.Command.end());
+  // Loaded without a fault, too: it ends what hangs.
+  setenv("LD_PRELOAD", FAULT_INJECTOR, 1);
   Result = RunCommand(command);
+  unsetenv("LD_PRELOAD");
 }
 
 bool World::Run(const Fault& fault, const std::string& program) {
@@ -178,9 +181,8 @@ bool World::Run(const Fault& fault, const std::string& program) {
   setenv("KAVREL_FAULT", fault.Text().c_str(), 1);
   setenv("KAVREL_FAULT_IN", program.c_str(), 1);
   setenv("KAVREL_FAULT_STATE", state_.c_str(), 1);
-  setenv("LD_PRELOAD", FAULT_INJECTOR, 1);
   Run();
-  unsetenv("LD_PRELOAD");
+  unsetenv("KAVREL_FAULT");
   std::ifstream(state_, std::ios::binary).read(reinterpret_cast<char*>(&calls), sizeof calls);
   return calls >= fault.At;
 }
