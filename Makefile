@@ -3,6 +3,7 @@ SRC ?= /usr/share/doc
 DEST ?= build/demo/backup
 
 .PHONY: run gui screenshots test build deps asan tidy format bench
+.PHONY: run test build deps asan tidy format bench faults
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -20,6 +21,9 @@ screenshots: deps
 
 build: deps
 	@scripts/build release
+
+faults: deps
+	@scripts/faults
 
 asan: deps
 	@scripts/build asan

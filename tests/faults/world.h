@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,9 @@ struct Scenario {
   std::vector<std::string> Command;  ///< the command under test
   bool Restore = false;              ///< the job's destination is read, its source written
 };
+inline void PrintTo(const Scenario& scenario, std::ostream* out) {
+  *out << scenario.Name;
+}
 extern const Scenario kScenarios[];
 extern const std::size_t kScenarioCount;
 
