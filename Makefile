@@ -2,8 +2,7 @@
 SRC ?= /usr/share/doc
 DEST ?= build/demo/backup
 
-.PHONY: run gui screenshots test build deps asan tidy format bench
-.PHONY: run test build deps asan tidy format bench faults
+.PHONY: run gui screenshots test build deps asan tidy format bench faults
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
