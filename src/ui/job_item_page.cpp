@@ -2,6 +2,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QFocusEvent>
 #include <QGridLayout>
 #include <QLineEdit>
 #include <QPushButton>
@@ -27,7 +28,11 @@ class NameBox final : public QLineEdit {
  protected:
   void focusInEvent(QFocusEvent* event) override {
     QLineEdit::focusInEvent(event);
-    QMetaObject::invokeMethod(this, &QLineEdit::selectAll, Qt::QueuedConnection);
+    selectAll();
+    // The click goes on to place the cursor. After a key nothing may wait: the next one is text.
+    if (event->reason() == Qt::MouseFocusReason) {
+      QMetaObject::invokeMethod(this, &QLineEdit::selectAll, Qt::QueuedConnection);
+    }
   }
 };
 

@@ -392,6 +392,18 @@ TEST_F(JobEditorTest, OpensModallyAtAJobAndKeepsItsSizeAmongOtherSettings) {
             "[Settings]\nPlaySound=True\n\n[Windows]\nFrmSet=701x633\n");
 }
 
+TEST_F(JobEditorTest, WhatIsTypedAtOnceReplacesTheWholeName) {
+  Open();
+  Get<QPushButton>("btnNew").click();
+  Get<QLineEdit>("txtSrc").setFocus();
+  Get<QLineEdit>("txtDesc").setFocus(Qt::ShortcutFocusReason);
+  QTest::keyClicks(&Get<QLineEdit>("txtDesc"), "Music");
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "Music");
+  Click(Get<QLineEdit>("txtSrc"));
+  Click(Get<QLineEdit>("txtDesc"));
+  EXPECT_TRUE(WaitUntil([&] { return Get<QLineEdit>("txtDesc").selectedText() == "Music"; }));
+}
+
 TEST_F(JobEditorTest, EveryControlHasANameForScreenReaders) {
   Open();
   for (int page = 0; page < 3; ++page) {
