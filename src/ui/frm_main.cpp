@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFileDialog>
+#include <QPointer>
 #include <QShortcut>
 #include <QVBoxLayout>
 
@@ -258,6 +259,7 @@ void FrmMain::EditJobs(const std::function<void()>& editor) {
 
 void FrmMain::MakeShortcuts() {
   const bool ticking = program_->Scheduler.TimerOn();
+  const QPointer<QWidget> focus = focusWidget();
   if (ticking) program_->Scheduler.SetSchedulerTimer(false);
   setEnabled(false);
   hide();
@@ -266,6 +268,8 @@ void FrmMain::MakeShortcuts() {
   if (ticking) program_->Scheduler.SetSchedulerTimer(true);
   setEnabled(true);
   show();
+  // A window that is switched off forgets where the keys went.
+  if (focus) focus->setFocus();
 }
 
 // ---- Runs ----
