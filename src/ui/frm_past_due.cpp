@@ -65,6 +65,10 @@ void FrmPastDue::closeEvent(QCloseEvent* event) {
 
 void FrmPastDue::mousePressEvent(QMouseEvent* event) {
   QDialog::mousePressEvent(event);
+  StopCountdown();
+}
+
+void FrmPastDue::StopCountdown() {
   question_.StopCountdown();
   timDelay_.stop();
 }

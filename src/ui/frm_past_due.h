@@ -19,7 +19,8 @@ class FrmPastDue : public QDialog {
 
   /// One second of the countdown.
   void timDelay_Timer();
-  void reject() override {}
+  /// The Escape key: as a click beside the buttons, it only stops the countdown.
+  void reject() override { StopCountdown(); }
 
  protected:
   void showEvent(QShowEvent* event) override;
@@ -28,6 +29,7 @@ class FrmPastDue : public QDialog {
 
  private:
   void Answer(bool later);
+  void StopCountdown();
 
   PastDueQuestion& question_;
   QTimer timDelay_;

@@ -114,8 +114,15 @@ TEST_F(PastDueTest, CountsDownAndTakesTheDefault) {
   EXPECT_TRUE(Question.TimedOut && !Question.Later);
 }
 
-TEST_F(PastDueTest, NothingButAnAnswerClosesItAndAClickStopsTheCount) {
+TEST_F(PastDueTest, EscapeStopsTheCountToo) {
   Press(Dialog, Qt::Key_Escape);
+  Seconds(30);
+  EXPECT_TRUE(Dialog.isVisible());
+  Press(*Dialog.focusWidget(), Qt::Key_Return);
+  EXPECT_TRUE(!Dialog.isVisible() && Question.Answered() && !Question.TimedOut);
+}
+
+TEST_F(PastDueTest, NothingButAnAnswerClosesItAndAClickStopsTheCount) {
   Dialog.close();
   EXPECT_TRUE(Dialog.isVisible());
   Seconds(3);
