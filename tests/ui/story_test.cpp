@@ -1,0 +1,220 @@
+// One user's whole story, played on the real program with the keyboard alone and checked on the
+// disk: four jobs made, run and looked up in the log, one restored, a launcher made and used.
+#include <QString>
+
+#include "core/job_store.h"
+#include "log/program_log.h"
+#include "support/tree.h"
+#include "ui/desktop.h"
+
+namespace kavrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kMain[] = "Kavrel Ver 2.05 專業版", kEditor[] = "新增 / 編輯備份專案",
+               kShortcut[] = "建立備份排程捷徑";
+
+class StoryTest : public DesktopTest {
+ protected:
+  void SetUp() override {
+    DesktopTest::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    WriteTestFile(user_ / "Documents/報告.txt", "report");
+    WriteTestFile(user_ / "Documents/sub/notes.txt", "notes");
+    WriteTestFile(user_ / "pictures/one.jpg", "1");
+    WriteTestFile(user_ / "pictures/two.jpg", "2");
+    WriteTestFile(user_ / "music/song.ogg", "song");
+    WriteTestFile(backup_ / "mirror/stray.ogg", "not in the source");
+    WriteTestFile(user_ / "letters/古詩.txt", "moon");
+    WriteTestFile(user_ / "letters/old/first.txt", "dear");
+    fs::create_directories(user_ / "Desktop");
+    // The desktop's program that opens files only notes which.
+    WriteTestFile(temp_.Root() / "bin/xdg-open",
+                  "#!/bin/sh\necho \"$1\" >'" + opened_.string() + "'\n");
+    fs::permissions(temp_.Root() / "bin/xdg-open", fs::perms::owner_all);
+  }
+
+  JobStore Store() const {
+    JobStore store(files_);
+    store.LoadJobs();
+    return store;
+  }
+  std::vector<LogRow> LogRows() const {
+    LogList list;
+    ProgramLog(files_, list).LoadProgramLog();
+    return list.Rows();
+  }
+  static std::string Utf8(const std::u16string& text) {
+    return QString::fromStdU16String(text).toStdString();
+  }
+
+  /// Answers the question that the main window asks with yes.
+  void SayYes() const {
+    ASSERT_TRUE(Becomes([&] { return Focused() != main_ && FocusedTitle().starts_with(kMain); }))
+        << FocusedTitle();
+    Press("alt+y");
+  }
+  /// Waits until the run is over, of which the program log keeps one more line, and the main window
+  /// has the keys again.
+  void WaitForRun(std::size_t rows) const {
+    ASSERT_TRUE(Becomes([&] { return LogRows().size() == rows; })) << LogRows().size();
+    ASSERT_TRUE(Becomes([&] { return Focused() == main_; })) << FocusedTitle();
+  }
+  /// Runs the job on that row of the job list.
+  void RunJob(int row, std::size_t rows) const {
+    Press("Home" + Repeat(" Down", row) + " Return");
+    ASSERT_NO_FATAL_FAILURE(SayYes());
+    ASSERT_NO_FATAL_FAILURE(WaitForRun(rows));
+  }
+  static std::string Repeat(const std::string& keys, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) all += keys;
+    return all;
+  }
+
+  const fs::path folder_ = temp_.Root() / "program", backup_ = temp_.Root() / "backup",
+                 opened_ = temp_.Root() / "opened";
+  const FileSystem files_{TempFolder::Text(folder_)};
+  const EnvironmentVariable path_{"PATH", (temp_.Root() / "bin:").string() + getenv("PATH")};
+  std::string main_;
+  std::unique_ptr<BackgroundCommand> kavrel_;
+};
+
+TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
+  kavrel_ = StartKavrel(folder_);
+  ASSERT_TRUE(FocusComesTo(kMain));
+  main_ = Focused();
+
+  // ---- One job of each type ----
+  Press("F2");
+  ASSERT_TRUE(FocusComesTo(kEditor));
+  // A full one from the list of the usual jobs. (A button's own letter only counts a moment later;
+  // where the window stays, the space bar or Enter is pressed, which count at once.)
+  Press("Tab space alt+p alt+Down Home Down Return alt+d");
+  Type((backup_ / "full").string());
+  Press("alt+m Home Return");
+  // A differential one, every two hours.
+  Press("Tab space alt+n");
+  Type("Pictures");
+  Press("alt+s");
+  Type((user_ / "pictures").string());
+  Press("alt+d");
+  Type((backup_ / "changes").string());
+  Press("alt+m Home Down alt+h alt+t Home Down alt+n Home Down Down Return");
+  // A synchronising one, whose source is looked for, without a folder of the source's name.
+  Press("Tab space alt+n");
+  Type("Music");
+  Press("alt+s Tab space");
+  ASSERT_TRUE(FocusComesTo("來源資料夾"));
+  Type((user_ / "music").string());
+  Press("Return");
+  ASSERT_TRUE(FocusComesTo(kEditor));
+  Press("alt+d");
+  Type((backup_ / "mirror").string());
+  Press("alt+m Home Down Down alt+t" + Repeat(" Tab", 4) + " space Return");
+  // A compressed one with a password.
+  Press("Tab space alt+n");
+  Type("Letters & more");
+  Press("alt+s");
+  Type((user_ / "letters").string());
+  Press("alt+d");
+  Type((backup_ / "archives").string());
+  Press("alt+m End alt+t" + Repeat(" Tab", 7) + " space alt+k");
+  Type("open sesame");
+  Press("Return alt+s");
+  ASSERT_TRUE(Becomes([&] { return Focused() == main_; })) << FocusedTitle();
+
+  const std::vector<BackupJob> jobs = Store().Jobs;
+  ASSERT_EQ(jobs.size(), 4U);
+  const char* const names[] = {"我的文件夾", "Pictures", "Music", "Letters & more"};
+  const char* const sources[] = {"Documents", "pictures", "music", "letters"};
+  const char* const destinations[] = {"full", "changes", "mirror", "archives"};
+  for (std::size_t i = 0; i < 4; ++i) {
+    SCOPED_TRACE(names[i]);
+    EXPECT_EQ(Utf8(jobs[i].Name), names[i]);
+    EXPECT_EQ(JobType(jobs[i]), static_cast<BackupType>(i));
+    EXPECT_EQ(Utf8(jobs[i].Source.Path), (user_ / sources[i] / "").string());
+    EXPECT_EQ(Utf8(jobs[i].Destination.Path), (backup_ / destinations[i] / "").string());
+    EXPECT_EQ(jobs[i].AddSourceFolder, i != 2);
+  }
+  EXPECT_EQ(jobs[1].EveryHours, 2);
+  EXPECT_TRUE(jobs[3].UsePassword);
+  EXPECT_EQ(Utf8(jobs[3].Password), "open sesame");
+
+  // ---- Each is run; the differential one again, after a change ----
+  for (int row = 0; row < 4; ++row) {
+    ASSERT_NO_FATAL_FAILURE(RunJob(row, static_cast<std::size_t>(row) + 1)) << row;
+  }
+  WriteTestFile(user_ / "pictures/two.jpg", "two, retouched");
+  ASSERT_NO_FATAL_FAILURE(RunJob(1, 5));
+
+  EXPECT_EQ(TreeDifferences(user_ / "Documents", backup_ / "full/Documents"), "");
+  EXPECT_EQ(TreeDifferences(user_ / "pictures", backup_ / "changes/pictures"), "");
+  EXPECT_EQ(TreeDifferences(user_ / "music", backup_ / "mirror"), "");
+  fs::path archive;
+  for (const auto& entry : fs::directory_iterator(backup_ / "archives/letters")) {
+    archive = entry.path();
+  }
+  const fs::path unpacked = temp_.Root() / "unpacked";
+  EXPECT_EQ(RunCommand({"/bin/sh", "-c",
+                        "exec 7zz x '-popen sesame' '-o" + unpacked.string() + "' '" +
+                            archive.string() + "'"})
+                .ExitCode,
+            0);
+  // An archive keeps times less exactly than a disk.
+  EXPECT_EQ(RunCommand({"/usr/bin/diff", "-r", user_ / "letters", unpacked}).ExitCode, 0);
+  for (const BackupJob& job : Store().Jobs) EXPECT_NE(job.LastRun, kZeroDate) << Utf8(job.Name);
+
+  // ---- The log ----
+  Press("ctrl+l");
+  ASSERT_TRUE(FocusComesTo(std::string(kMain) + " [ 備份紀錄總計：5 筆 ]")) << FocusedTitle();
+  Press("End Return");
+  ASSERT_TRUE(Becomes([&] { return ReadTestFile(opened_).ends_with('\n'); }));
+  EXPECT_EQ(ReadTestFile(opened_), Utf8(LogRows().back()[kLogPathColumn]) + "\n");
+  Press("ctrl+l");
+  ASSERT_TRUE(Becomes([] { return FocusedTitle() == kMain; })) << FocusedTitle();
+
+  // ---- A lost file comes back ----
+  fs::remove(user_ / "letters/古詩.txt");
+  Press("Home Down Down Down Menu Down Down Return");
+  ASSERT_NO_FATAL_FAILURE(SayYes());
+  ASSERT_TRUE(FocusComesTo("請選擇已存在的壓縮備份檔"));
+  Press("Return");
+  ASSERT_NO_FATAL_FAILURE(WaitForRun(6));
+  EXPECT_EQ(ReadTestFile(user_ / "letters/古詩.txt"), "moon");
+
+  // ---- A launcher ----
+  Press("shift+Tab");
+  Press("Left Left Left Left Return Up Return");
+  ASSERT_TRUE(FocusComesTo(kShortcut));
+  const std::string shortcuts = Focused();
+  Press("space Down Down Down space alt+s");
+  ASSERT_TRUE(Becomes([&] { return Focused() != shortcuts && FocusedTitle() == kShortcut; }));
+  Press("Return");
+  const fs::path launcher = user_ / "Desktop/資料備份排程捷徑.desktop";
+  ASSERT_TRUE(Becomes([&] { return fs::exists(launcher) && Focused() == shortcuts; }));
+  Press("Escape");
+  ASSERT_TRUE(Becomes([&] { return Focused() == main_; })) << FocusedTitle();
+
+  // ---- The end, and what the launcher does by itself ----
+  Press("Right Right Right Right Return");
+  ASSERT_TRUE(Becomes([] { return Window().empty(); }));
+  EXPECT_EQ(kavrel_->Wait(), 0);
+  const std::string entry = ReadTestFile(launcher);
+  const std::size_t exec = entry.find("\nExec=") + 6;
+  for (const char* name : {"full", "changes"}) fs::remove_all(backup_ / name);
+  fs::remove(archive);
+  // What it is quoted for here, a shell understands as well.
+  EXPECT_EQ(
+      RunCommand({"/bin/sh", "-c", "exec " + entry.substr(exec, entry.find('\n', exec) - exec)})
+          .ExitCode,
+      0);
+  EXPECT_EQ(TreeDifferences(user_ / "Documents", backup_ / "full/Documents"), "");
+  EXPECT_FALSE(fs::exists(backup_ / "changes"));
+  EXPECT_FALSE(fs::is_empty(backup_ / "archives/letters"));
+  EXPECT_EQ(LogRows().size(), 8U);
+}
+
+}  // namespace
+}  // namespace kavrel
