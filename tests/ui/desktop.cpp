@@ -51,7 +51,7 @@ std::unique_ptr<BackgroundCommand> DesktopTest::StartKavrel(
 }
 
 bool DesktopTest::Becomes(const std::function<bool()>& condition) {
-  return QTest::qWaitFor(condition, 20000);
+  return QTest::qWaitFor(condition, 60000);
 }
 
 std::string DesktopTest::Window() {
