@@ -103,6 +103,8 @@ QString RunPanel::FileText() const {
 }
 
 void RunPanel::Draw(const RunFigures& figures) {
+  // One painting for all that changes, not one for each.
+  captions_->setUpdatesEnabled(false);
   if (any_file_) {
     const ProgressBar bar = CopyProgressBar(file_total_, file_done_, block_);
     bar_max_ = static_cast<int>(std::min(bar.Max, kLargestBar));
@@ -120,6 +122,7 @@ void RunPanel::Draw(const RunFigures& figures) {
   const int max = figures.Percent < 0 ? 0 : kFullBar;
   if (all_.Max() != max) all_.SetMax(max);
   if (figures.Percent >= 0) all_.SetValue(figures.Percent);
+  captions_->setUpdatesEnabled(true);
 }
 
 }  // namespace kavrel

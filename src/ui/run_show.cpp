@@ -11,7 +11,7 @@ namespace kavrel {
 namespace {
 
 // How long events wait at most, and what is drawn of the run in the window and in the tray.
-constexpr int kPumpEveryMs = 25, kDrawEveryMs = 60, kTellEveryMs = 1000;
+constexpr int kPumpEveryMs = 25, kDrawEveryMs = 100, kTellEveryMs = 1000;
 
 bool Due(QElapsedTimer& timer, int every_ms) {
   if (timer.isValid() && timer.elapsed() < every_ms) return false;
