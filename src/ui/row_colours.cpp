@@ -3,7 +3,8 @@
 namespace kavrel {
 
 bool IsDark(const QPalette& palette) {
-  return palette.color(QPalette::Base).lightnessF() < palette.color(QPalette::Text).lightnessF();
+  return palette.color(QPalette::Active, QPalette::Base).lightnessF() <
+         palette.color(QPalette::Active, QPalette::Text).lightnessF();
 }
 
 void AlternateRowColours(int shown_position, const QPalette& palette, QColor& background,
@@ -13,8 +14,8 @@ void AlternateRowColours(int shown_position, const QPalette& palette, QColor& ba
     background = dark ? QColor(38, 50, 68) : QColor(238, 244, 254);
     text = dark ? QColor(158, 197, 255) : QColor(21, 75, 160);
   } else {
-    background = dark ? palette.color(QPalette::Base) : QColor(250, 250, 253);
-    text = palette.color(QPalette::ButtonText);
+    background = dark ? palette.color(QPalette::Active, QPalette::Base) : QColor(250, 250, 253);
+    text = palette.color(QPalette::Active, QPalette::ButtonText);
   }
 }
 

@@ -112,7 +112,6 @@ void clsLictView::CreateIcons() {
   icons_ = new QListView(stack_);
   icons_->setItemDelegate(icon_delegate_);
   icons_->setModel(order_);
-  icons_->setUniformItemSizes(true);
   icons_->setResizeMode(QListView::Adjust);
   Prepare(icons_);
 }
@@ -235,11 +234,10 @@ void clsLictView::SetSelected(int row, bool selected) {
 
 int clsLictView::SelectedIndex() const {
   if (!report_) return -1;
-  const QModelIndexList rows = report_->selectionModel()->selectedRows();
-  const auto first = std::min_element(
-      rows.begin(), rows.end(),
-      [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
-  return first == rows.end() ? -1 : RowOf(*first);
+  int first = -1;
+  for (const QItemSelectionRange& range : report_->selectionModel()->selection())
+    first = first < 0 ? range.top() : qMin(first, range.top());
+  return first < 0 ? -1 : RowOf(order_->index(first, 0));
 }
 
 void clsLictView::SetSelectedItem(int row) {
@@ -341,8 +339,6 @@ void clsLictView::ApplyView() {
   if (!stack_) return;
   const bool focus = stack_->currentWidget() != nullptr && stack_->currentWidget()->hasFocus();
   model_->UseLargeImages(view_ == IconView);
-  // Asked for only now: the change of the images makes earlier indexes invalid.
-  const QModelIndex current = report_->selectionModel()->currentIndex();
   if (view_ != ReportView) {
     const int line = qMax(icons_->fontMetrics().height(), kSmallIcon);
     const bool large = view_ == IconView;
@@ -360,6 +356,7 @@ void clsLictView::ApplyView() {
   }
   stack_->setCurrentWidget(CurrentView());
   if (focus) CurrentView()->setFocus(Qt::OtherFocusReason);
+  const QModelIndex current = report_->selectionModel()->currentIndex();
   if (current.isValid()) CurrentView()->scrollTo(current);
 }
 
@@ -370,10 +367,7 @@ void clsLictView::SetHeaderFixedWidth(bool on) {
 
 void clsLictView::SetHeaderSort(bool on) {
   header_sort_ = on;
-  if (!on) {
-    sort_column_ = -1;
-    order_->sort(-1);
-  }
+  if (!on) order_->sort(-1);
   ApplyHeader();
 }
 
@@ -383,23 +377,14 @@ void clsLictView::ApplyHeader() {
   header->setSectionsMovable(header_drag_drop_);
   header->setSectionResizeMode(header_fixed_width_ ? QHeaderView::Fixed : QHeaderView::Interactive);
   header->setSectionsClickable(header_sort_);
-  header->setSortIndicatorShown(sort_column_ >= 0);
+  header->setSortIndicatorShown(order_->sortColumn() >= 0);
+  header->setSortIndicator(order_->sortColumn(), order_->sortOrder());
 }
 
 void clsLictView::SortBy(int column) {
   if (!header_sort_) return;
-  if (column != sort_column_) {
-    sort_column_ = column;
-    sort_order_ = Qt::AscendingOrder;
-  } else if (sort_order_ == Qt::AscendingOrder) {
-    sort_order_ = Qt::DescendingOrder;
-  } else {
-    sort_column_ = -1;
-  }
-  order_->sort(sort_column_, sort_order_);
-  QHeaderView* header = report_->header();
-  header->setSortIndicatorShown(sort_column_ >= 0);
-  header->setSortIndicator(sort_column_, sort_order_);
+  order_->SortNext(column);
+  ApplyHeader();
 }
 
 void clsLictView::SetRaiseSubItemPrePaint(bool on) {

@@ -166,8 +166,6 @@ class clsLictView : public QObject, private SubclassOwner {
   QString accessible_name_;
   ViewStyle view_ = ReportView;
   QPoint pressed_at_;
-  int sort_column_ = -1;
-  Qt::SortOrder sort_order_ = Qt::AscendingOrder;
   bool header_drag_drop_ = false, info_tip_ = false, label_tips_ = false, multi_select_ = true,
        header_fixed_width_ = false, header_sort_ = false, raise_pre_paint_ = false;
 };

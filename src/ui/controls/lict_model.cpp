@@ -80,20 +80,18 @@ void LictModel::SetChecked(int row, bool checked) {
 }
 
 void LictModel::SetCheckBoxes(bool on) {
-  Q_EMIT layoutAboutToBeChanged();
   check_boxes_ = on;
-  Q_EMIT layoutChanged();
+  AllRowsChanged();
 }
 
 void LictModel::SetImageList(bool large, const QList<QIcon>& images) {
   (large ? large_images_ : small_images_) = images;
-  if (!rows_.empty()) Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, 0));
+  AllRowsChanged();
 }
 
 void LictModel::UseLargeImages(bool large) {
-  Q_EMIT layoutAboutToBeChanged();
   large_ = large;
-  Q_EMIT layoutChanged();
+  AllRowsChanged();
 }
 
 int LictModel::rowCount(const QModelIndex& parent) const {
@@ -156,6 +154,11 @@ Qt::ItemFlags LictModel::flags(const QModelIndex& index) const {
 
 bool LictModel::Has(int row, int column) const {
   return row >= 0 && row < rowCount() && column >= 0 && column < columnCount();
+}
+
+void LictModel::AllRowsChanged() {
+  if (!rows_.empty() && !columns_.empty())
+    Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));
 }
 
 void LictModel::RowChanged(int row, int role) {

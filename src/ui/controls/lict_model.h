@@ -73,6 +73,7 @@ class LictModel : public QAbstractTableModel {
   bool Has(int row, int column = 0) const;
   const Row& At(int row) const { return rows_[static_cast<std::size_t>(row)]; }
   Row& At(int row) { return rows_[static_cast<std::size_t>(row)]; }
+  void AllRowsChanged();
   void RowChanged(int row, int role);
 
   std::vector<Column> columns_;

@@ -13,6 +13,16 @@ LictOrder::LictOrder(QObject* parent)
   collator_.setCaseSensitivity(Qt::CaseInsensitive);
 }
 
+void LictOrder::SortNext(int column) {
+  if (column != sortColumn()) {
+    sort(column, Qt::AscendingOrder);
+  } else if (sortOrder() == Qt::AscendingOrder) {
+    sort(column, Qt::DescendingOrder);
+  } else {
+    sort(-1);
+  }
+}
+
 bool LictOrder::lessThan(const QModelIndex& left, const QModelIndex& right) const {
   const QVariant a = left.data(LictModel::kSortRole), b = right.data(LictModel::kSortRole);
   const bool a_text = a.typeId() == QMetaType::QString, b_text = b.typeId() == QMetaType::QString;

@@ -15,6 +15,9 @@ class LictOrder : public QSortFilterProxyModel {
  public:
   explicit LictOrder(QObject* parent = nullptr);
 
+  /// Goes through up, down and unsorted with each call for the same column.
+  void SortNext(int column);
+
  protected:
   bool lessThan(const QModelIndex& left, const QModelIndex& right) const override;
 
