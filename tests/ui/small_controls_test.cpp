@@ -8,6 +8,7 @@
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTabBar>
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -158,7 +159,8 @@ double Luminance(const QColor& colour) {
 }
 
 double Contrast(const QColor& a, const QColor& b) {
-  const auto [low, high] = std::minmax(Luminance(a), Luminance(b));
+  const double one = Luminance(a), other = Luminance(b);
+  const double low = std::min(one, other), high = std::max(one, other);
   return (high + 0.05) / (low + 0.05);
 }
 
