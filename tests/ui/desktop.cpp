@@ -22,10 +22,10 @@ void DesktopTest::SetUp() {
   for (const char* program : {"Xvfb", "openbox", "trayer", "xdotool", "xprop"}) {
     if (!Installed(program)) GTEST_SKIP() << program << " is not installed";
   }
-  server_ = std::make_unique<BackgroundCommand>(
-      std::vector<std::string>{"/bin/sh", "-c",
-                               "exec Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset 3>" +
-                                   display_file_.string() + " >/dev/null 2>&1"});
+  server_ = std::make_unique<BackgroundCommand>(std::vector<std::string>{
+      "/bin/sh", "-c",
+      "exec Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset 3>" +
+          display_file_.string() + " >/dev/null 2>&1"});
   ASSERT_TRUE(Becomes([&] { return ReadTestFile(display_file_).ends_with('\n'); }));
   std::string display = ReadTestFile(display_file_);
   display.pop_back();
