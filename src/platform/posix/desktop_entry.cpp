@@ -2,9 +2,9 @@
 
 namespace kavrel {
 
-// Both levels are those of the desktop entry specification: the value of a key of type string is
-// unescaped first, then Exec is split with its own quoting, in which " ` $ and \ take a backslash
-// and % stands for a field code unless it is doubled.
+// Two levels of escaping, as freedesktop.org defines its entries: the value of a key of type string
+// is unescaped first, then Exec is split with its own quoting, in which " ` $ and \ take a
+// backslash and % stands for a field code unless it is doubled.
 
 std::string EscapeEntryText(std::string_view text) {
   std::string escaped;
