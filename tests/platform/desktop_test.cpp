@@ -12,29 +12,10 @@
 #include "platform/priority.h"
 #include "support/temp_folder.h"
 #include "support/unprivileged.h"
+#include "support/variable.h"
 
 namespace kavrel {
 namespace {
-
-/// An environment variable set for as long as this lives.
-class Variable {
- public:
-  Variable(const char* name, const std::string& value) : name_(name) {
-    if (const char* old = getenv(name)) before_ = old;
-    setenv(name, value.c_str(), 1);
-  }
-  ~Variable() {
-    if (before_) {
-      setenv(name_, before_->c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-  }
-
- private:
-  const char* name_;
-  std::optional<std::string> before_;
-};
 
 class DesktopTest : public testing::Test {
  protected:
@@ -53,8 +34,8 @@ class DesktopTest : public testing::Test {
   }
 
   TempFolder Temp;
-  Variable Path{"PATH", (Temp.Root() / "bin").string() + ":" + getenv("PATH")};
-  Variable Config{"XDG_CONFIG_HOME", (Temp.Root() / "config").string()};
+  EnvironmentVariable Path{"PATH", (Temp.Root() / "bin").string() + ":" + getenv("PATH")};
+  EnvironmentVariable Config{"XDG_CONFIG_HOME", (Temp.Root() / "config").string()};
 };
 
 TEST_F(DesktopTest, TheAutostartEntryStartsExactlyThisProgram) {
@@ -72,7 +53,7 @@ TEST_F(DesktopTest, TheAutostartEntryStartsExactlyThisProgram) {
 TEST_F(DesktopTest, OpensAndPlaysByTheProgramsThatAreThere) {
   const auto said = Temp.Root() / "said";
   MakeProgram("pw-play", "printf 'play %s' \"$1\" > '" + said.string() + "'");
-  const Variable server("PULSE_SERVER", "elsewhere");
+  const EnvironmentVariable server("PULSE_SERVER", "elsewhere");
   EXPECT_TRUE(HasSoundDevice());
   EXPECT_TRUE(PlaySoundFile(u"/a b/完成.wav"));
   EXPECT_EQ(Awaited(said), "play /a b/完成.wav");
@@ -87,7 +68,7 @@ TEST_F(DesktopTest, TheSystemIsKeptAwakeForAsLongAsARunTakes) {
   MakeProgram("systemd-inhibit", "echo \"$$ $*\" > '" + said.string() + ".new'; mv '" +
                                      said.string() + ".new' '" + said.string() +
                                      "'; exec sleep 1000");
-  const Variable bus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere");
+  const EnvironmentVariable bus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere");
   pid_t holder = 0;
   {
     const SleepInhibitor awake;
