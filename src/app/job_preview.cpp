@@ -27,18 +27,10 @@ class MomentClock final : public Clock {
 };
 
 std::vector<DateTime> DueTimes(BackupJob job, DateTime now) {
-  std::vector<DateTime> times;
   job.Enabled = true;
-  DateTime next = NextRunTime(job, now);
-  while (times.size() < kDueTimes && next >= now &&
-         !IsRefused(job.RefusedDays, ToCivil(next).Weekday)) {
-    times.push_back(next);
-    job.NextRun = next;
-    const DateTime following = NextRunAfterNow(job, next);
-    if (following <= next) break;
-    next = following;
-  }
-  return times;
+  const DateTime next = NextRunTime(job, now);
+  if (next < now || IsRefused(job.RefusedDays, ToCivil(next).Weekday)) return {};
+  return RunsFrom(job, next, now, kDueTimes);
 }
 
 /// The folder itself, or the nearest one above it that exists.

@@ -36,19 +36,10 @@ std::string_view StandingKey(Standing standing) {
 
 /// The times at which the scheduler would run the job if it were on: the first one that is not
 /// past yet, or the one that is due, and those after it.
-std::vector<DateTime> NextTimes(BackupJob job, DateTime now, std::size_t count) {
-  std::vector<DateTime> times;
-  if (NextRunAfterNow(job, now) <= now) return times;
-  if (!job.Enabled) job.NextRun = NextRunAfterNow(job, now);
-  for (DateTime last = now; times.size() < count; last = std::max(last, job.NextRun)) {
-    if (!times.empty()) {
-      const DateTime next = NextRunAfterNow(job, last);
-      if (next <= last) break;
-      job.NextRun = next;
-    }
-    times.push_back(job.NextRun);
-  }
-  return times;
+std::vector<DateTime> NextTimes(const BackupJob& job, DateTime now, std::size_t count) {
+  const DateTime after_now = NextRunAfterNow(job, now);
+  if (after_now <= now) return {};
+  return RunsFrom(job, job.Enabled ? job.NextRun : after_now, now, count);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "schedule/next_run.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace kavrel {
@@ -84,6 +85,18 @@ DateTime NextRunTime(const BackupJob& job, DateTime now) {
 
 DateTime NextRunAfterNow(const BackupJob& job, DateTime now) {
   return Search(job, {now + seconds(1), job.RefusedDays});
+}
+
+std::vector<DateTime> RunsFrom(BackupJob job, DateTime first, DateTime now, std::size_t count) {
+  std::vector<DateTime> times;
+  for (DateTime next = first; times.size() < count;) {
+    times.push_back(next);
+    job.NextRun = next;
+    const DateTime last = std::max(now, next);
+    next = NextRunAfterNow(job, last);
+    if (next <= last) break;
+  }
+  return times;
 }
 
 }  // namespace kavrel

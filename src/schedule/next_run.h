@@ -2,6 +2,9 @@
 // move along it, never backwards. Minutes, hours, days and weeks jump, months step.
 #pragma once
 
+#include <cstddef>
+#include <vector>
+
 #include "core/backup_job.h"
 
 namespace kavrel {
@@ -19,5 +22,9 @@ DateTime NextRunTime(const BackupJob& job, DateTime now);
 
 /// The first grid time later than `now` and not on a refused weekday, enabled or not.
 DateTime NextRunAfterNow(const BackupJob& job, DateTime now);
+
+/// `first` and the times after it at which the scheduler, running the job at each, would run it;
+/// none of them but `first` is earlier than `now`. Fewer than `count` where the search ends.
+std::vector<DateTime> RunsFrom(BackupJob job, DateTime first, DateTime now, std::size_t count);
 
 }  // namespace kavrel
