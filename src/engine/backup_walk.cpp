@@ -33,6 +33,7 @@ class BackupWalk final : public TreeWalk {
 
   const BackupJob& job_;
   std::vector<std::u16string> patterns_;
+  FolderExclusions exclusions_;  ///< of the present folder
   std::optional<Synchronisation> synchronisation_;
 };
 
@@ -66,8 +67,7 @@ void BackupWalk::DestinationFailed() {
 }
 
 bool BackupWalk::LeavesFileOut(std::u16string_view name) {
-  return context_.Exclusions.ExcEnabled &&
-         context_.Exclusions.IsFileExcluded(paths_.SourceOf(name));
+  return exclusions_.IsFileExcluded(name);
 }
 
 bool BackupWalk::WithinSizeLimit(const FileStatus& source) const {
@@ -77,6 +77,7 @@ bool BackupWalk::WithinSizeLimit(const FileStatus& source) const {
 
 void BackupWalk::HandleFiles(const FolderPair& pair, FolderReader& reader,
                              std::vector<std::u16string>& subfolders) {
+  exclusions_ = context_.Exclusions.In(paths_.Source());
   if (job_.ExcludeFileTypes) {
     while (const FolderEntry* entry = reader.Next()) {
       if (Cancelled()) return;

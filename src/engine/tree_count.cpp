@@ -53,6 +53,7 @@ void TreeCount::Enter(Result<Folder> folder, std::size_t path_length) {
     done_ = levels_.empty();
     return;
   }
+  excluded_here_ = exclusions_ ? exclusions_->In(path_) : FolderExclusions();
   levels_.push_back({std::move(*folder), {}, 0, path_length});
   reader_ = std::make_unique<FolderReader>(levels_.back().Folder);
 }
@@ -89,7 +90,7 @@ void TreeCount::Take(const FolderEntry& entry) {
   const std::uint64_t times = TimesTaken(entry.Name);
   files_counted_ += times;
   if (times == 0 || entry.Kind == FileKind::Special) return;
-  if (exclusions_ && exclusions_->IsFileExcluded(path_ + entry.Name)) return;
+  if (excluded_here_.IsFileExcluded(entry.Name)) return;
   const Result<FileStatus> status = levels_.back().Folder.Status(entry.Name);
   if (!status) return;
   if (job_ && job_->LimitFileSize && status->Kind == FileKind::File &&

@@ -47,6 +47,7 @@ class TreeCount {
   const std::u16string to_;
   const BackupJob* job_;
   const ExclusionSet* exclusions_;
+  FolderExclusions excluded_here_;
   const bool subfolders_;
   std::vector<std::u16string> patterns_;
   std::u16string path_;  ///< of the folder at work, with its trailing separator

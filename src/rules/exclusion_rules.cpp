@@ -107,7 +107,9 @@ ExclusionRule SplitRulePath(std::u16string_view path, const MountPointOf& mount_
 }
 
 ExclusionSet::ExclusionSet(const FileSystem& file_system, MountPointOf mount_point)
-    : file_system_(file_system), mount_point_(std::move(mount_point)) {}
+    : file_system_(file_system),
+      mount_point_(std::move(mount_point)),
+      rules_(std::make_shared<std::vector<ExclusionRule>>()) {}
 
 bool ExclusionSet::OpenExclusionFile(std::u16string& text) {
   const std::u16string path = RulesFile(file_system_);
@@ -125,7 +127,8 @@ bool ExclusionSet::OpenExclusionFile(std::u16string& text) {
 
 void ExclusionSet::LoadExclusions() {
   header_lines_.clear();
-  rules_.clear();
+  const auto rules = std::make_shared<std::vector<ExclusionRule>>();
+  rules_ = rules;
   folder_rules_.clear();
   std::u16string text;
   if (!OpenExclusionFile(text)) return;
@@ -144,8 +147,8 @@ void ExclusionSet::LoadExclusions() {
     ExclusionRule rule;
     if (!ReadRule(trimmed, enabled, rule)) continue;
     enabled = rule.Enabled;
-    if (rule.File == kEverything) folder_rules_.push_back(rules_.size());
-    rules_.push_back(std::move(rule));
+    if (rule.File == kEverything) folder_rules_.push_back(rules->size());
+    rules->push_back(std::move(rule));
   }
 }
 
@@ -173,22 +176,42 @@ bool ExclusionSet::RestoreDefaults() {
   return true;
 }
 
+bool FolderExclusions::IsFileExcluded(std::u16string_view name) const {
+  if (rules_.empty()) return false;
+  std::u16string form = ToLower(name);
+  // As in SplitRulePath; and a path counts without the blanks behind it.
+  if (posix_) std::replace(form.begin(), form.end(), u'\\', u'/');
+  while (form.ends_with(u' ')) form.pop_back();
+  return std::any_of(rules_.begin(), rules_.end(),
+                     [&](const ExclusionRule* rule) { return Matches(form, rule->FileMatch); });
+}
+
+FolderExclusions ExclusionSet::In(std::u16string_view folder) const {
+  FolderExclusions in;
+  if (!ExcEnabled || rules_->empty()) return in;
+  in.all_ = rules_;
+  in.posix_ = IsPosixPath(folder);
+  const ExclusionRule parts = SplitRulePath(folder, mount_point_);
+  for (const ExclusionRule& rule : *rules_) {
+    if (rule.Enabled && MatchesPlace(parts, rule)) in.rules_.push_back(&rule);
+  }
+  return in;
+}
+
 bool ExclusionSet::IsFileExcluded(std::u16string_view path) const {
   if (!ExcEnabled) return false;
   path = Trim(path);
   if (path.empty()) return true;
-  if (rules_.empty()) return false;
-  const ExclusionRule parts = SplitRulePath(path, mount_point_);
-  return std::any_of(rules_.begin(), rules_.end(), [&](const ExclusionRule& rule) {
-    return rule.Enabled && Matches(parts.FileMatch, rule.FileMatch) && MatchesPlace(parts, rule);
-  });
+  const std::size_t separator = path.rfind(IsPosixPath(path) ? u'/' : u'\\');
+  const std::size_t name = separator == path.npos ? (path.find(u':') == 1 ? 2 : 0) : separator + 1;
+  return In(path.substr(0, name)).IsFileExcluded(path.substr(name));
 }
 
 bool ExclusionSet::IsFolderExcluded(std::u16string_view folder) const {
   if (!ExcEnabled || folder_rules_.empty()) return false;
   const ExclusionRule parts = SplitRulePath(AddBackslash(folder), mount_point_);
   return std::any_of(folder_rules_.begin(), folder_rules_.end(), [&](std::size_t i) {
-    const ExclusionRule& rule = rules_[i];
+    const ExclusionRule& rule = (*rules_)[i];
     return rule.Enabled && MatchesPlace(parts, rule);
   });
 }

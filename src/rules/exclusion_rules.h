@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,19 @@ using MountPointOf = std::function<std::u16string(std::u16string_view path)>;
 /// A path in a rule's parts: drive ("c:", "\\server", a mount point or empty), folder, file.
 ExclusionRule SplitRulePath(std::u16string_view path, const MountPointOf& mount_point = {});
 
+/// The rules, as they were when a set gave them, as far as they reach the files of one folder. One
+/// that no set gave leaves nothing out.
+class FolderExclusions {
+ public:
+  bool IsFileExcluded(std::u16string_view name) const;
+
+ private:
+  friend class ExclusionSet;
+  std::shared_ptr<const std::vector<ExclusionRule>> all_;
+  std::vector<const ExclusionRule*> rules_;
+  bool posix_ = false;
+};
+
 class ExclusionSet {
  public:
   /// `file_system` must outlive the set. The tests ask `mount_point` for POSIX paths.
@@ -50,17 +64,20 @@ class ExclusionSet {
   bool RestoreDefaults();
 
   bool IsFileExcluded(std::u16string_view path) const;
+  /// The same for many files of a folder, which is given with its trailing separator.
+  FolderExclusions In(std::u16string_view folder) const;
   /// A folder with or without its trailing separator; its whole subtree is excluded with it.
   bool IsFolderExcluded(std::u16string_view folder) const;
 
-  const std::vector<ExclusionRule>& Rules() const { return rules_; }
+  const std::vector<ExclusionRule>& Rules() const { return *rules_; }
 
  private:
   bool OpenExclusionFile(std::u16string& text);
   const FileSystem& file_system_;
   MountPointOf mount_point_;
   std::vector<std::u16string> header_lines_;
-  std::vector<ExclusionRule> rules_;
+  /// Replaced as a whole, for a run may still go by the former ones.
+  std::shared_ptr<const std::vector<ExclusionRule>> rules_;
   std::vector<std::size_t> folder_rules_;  ///< positions in rules_ of those whose File is "*"
   bool unreadable_ = false;
 };
