@@ -1,9 +1,25 @@
 #include "files/copy_ahead.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 
 namespace kavrel {
+
+namespace {
+
+/// Waits until the value is another one. Looks at it for a while before it goes to sleep: from one
+/// folder to the next takes less time than to wake a thread.
+template <typename Value>
+void WaitWhile(const std::atomic<Value>& value, Value old) {
+  using SteadyClock = std::chrono::steady_clock;
+  const auto until = SteadyClock::now() + std::chrono::microseconds(100);
+  while (value == old) {
+    if (SteadyClock::now() > until) return value.wait(old);
+  }
+}
+
+}  // namespace
 
 /// Filled by the owner, worked on by whoever has claimed its number, then the owner's again.
 struct CopyAhead::Item {
@@ -58,7 +74,7 @@ void CopyAhead::WorkerLoop() {
     // Read before the flag: a stop that comes in between changes it, and the wait ends at once.
     const std::uint32_t seen = signal_;
     if (stopping_) return;
-    if (!WorkOnNext()) signal_.wait(seen);
+    if (!WorkOnNext()) WaitWhile(signal_, seen);
   }
 }
 
@@ -89,7 +105,7 @@ CopyAhead::Turn CopyAhead::AwaitFront() {
   // Rather than wait for the other thread, take the next file off its hands.
   while (!item.Done && WorkOnNext()) {
   }
-  item.Done.wait(false);
+  WaitWhile(item.Done, false);
   return {item.Name, item.Verdict, item.SourceStatus(), item.DestStatus()};
 }
 
