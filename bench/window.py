@@ -47,10 +47,21 @@ def show_run(folder, files, runs):
         os.makedirs(place, exist_ok=True)
         with open(os.path.join(place, f"file {i}.txt"), "wb") as file:
             file.write(os.urandom(4096))
-    for run in range(runs):
-        os.sync()
-        subprocess.run([f"{BIN}/window_bench", source, os.path.join(folder, f"dest{run}")],
-                       check=True, stderr=subprocess.DEVNULL)
+    ratios = []
+    for run in range(runs + 1):
+        took = []
+        for how in ("shown", "headless", "measured"):
+            os.sync()
+            done = subprocess.run([f"{BIN}/window_bench", source,
+                                   os.path.join(folder, f"{how} {run}"), how],
+                                  check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                  text=True)
+            took.append(float(done.stdout.split()[3]))
+            say(f"{how}: {done.stdout.strip()}")
+        if run > 0:  # The first one warms the caches.
+            ratios.append(took[0] / took[1])
+    say(f"shown beside headless: {statistics.median(ratios):.2f} "
+        f"({min(ratios):.2f} to {max(ratios):.2f})")
 
 
 def say(text):

@@ -1,5 +1,6 @@
-// How much of a run's time goes into showing it: window_bench SOURCE DEST, on whatever display Qt
-// finds. Runs one job in the real main window and prints the share of its own calls.
+// How much of a run's time goes into showing it: window_bench SOURCE DEST [HOW], on whatever
+// display Qt finds. Runs one job in the real main window and prints the share of the window's own
+// calls; in the window without measuring them (HOW is shown); or without a window (headless).
 #include <time.h>
 
 #include <QApplication>
@@ -67,46 +68,98 @@ double Milliseconds(steady_clock::duration duration) {
   return std::chrono::duration<double, std::milli>(duration).count();
 }
 
-void Run(const std::string& source, const std::string& dest) {
-  const std::filesystem::path home = std::filesystem::path(dest) / "home";
-  std::filesystem::create_directories(home);
-  SystemClock clock;
-  TimedMain window;
-  Program program(FromUtf8(home.string()), FromUtf8((home / "Settings.ini").string()), clock,
-                  window);
-  BackupJob job;
-  NewJobDefaults(job, clock.Now(), u"");
-  job.Name = u"bench";
-  job.Source.Path = FromUtf8(source);
-  job.Destination.Path = FromUtf8(dest + "/copy/");
-  job.AddSourceFolder = false;
-  job.NextRun = clock.Now() + std::chrono::hours(1);
-  SetJobType(job, BackupType::Full);
-  program.Store.Jobs.push_back(job);
-  program.Store.SaveJobs();
-  window.Start(program, {});
-  QApplication::processEvents();
-  window.JobStarting(0, clock.Now());
-  window.Spent = 0;
-  const steady_clock::time_point begin = steady_clock::now();
-  program.RunJobNow(0);
-  const double took = Milliseconds(steady_clock::now() - begin);
-  const double shown = static_cast<double>(window.Spent) / 1e6;
-  const std::uint32_t files = program.Context.Counters.SourceFiles;
-  std::cout << files << " files in " << took << " ms, " << files / took * 1000
-            << " files/s; shown in " << shown << " ms, " << 100 * shown / took
-            << " %; longest call " << Milliseconds(window.Longest) << " ms\n";
-}
+class Headless final : public ProgramHost {
+  void PumpMessages() override {}
+  int ApiFileCopyCallback(std::uint64_t, std::uint64_t, std::uint32_t, std::uint64_t, std::uint64_t,
+                          std::uint32_t) override {
+    return 0;
+  }
+  void DrawCaptions(std::u16string_view, std::u16string_view, std::u16string_view) override {}
+};
+
+class Bench {
+ public:
+  Bench(const std::string& source, const std::string& dest, ProgramHost& host)
+      : home_(std::filesystem::path(dest) / "home"),
+        program_(MakeHome(), FromUtf8((home_ / "Settings.ini").string()), clock_, host) {
+    BackupJob job;
+    NewJobDefaults(job, clock_.Now(), u"");
+    job.Name = u"bench";
+    job.Source.Path = FromUtf8(source);
+    job.Destination.Path = FromUtf8(dest + "/copy/");
+    job.AddSourceFolder = false;
+    job.NextRun = clock_.Now() + std::chrono::hours(1);
+    SetJobType(job, BackupType::Full);
+    program_.Store.Jobs.push_back(job);
+    program_.Store.SaveJobs();
+  }
+
+  void RunHeadless() {
+    program_.Load();
+    RunAndTell();
+    std::cout << "\n";
+  }
+
+  void RunShown(FrmMain& window) {
+    Show(window);
+    RunAndTell();
+    std::cout << "\n";
+  }
+
+  void RunTimed(TimedMain& window) {
+    Show(window);
+    window.Spent = 0;
+    const double took = RunAndTell();
+    const double shown = static_cast<double>(window.Spent) / 1e6;
+    std::cout << "; shown in " << shown << " ms, " << 100 * shown / took << " %; longest call "
+              << Milliseconds(window.Longest) << " ms\n";
+  }
+
+ private:
+  std::u16string MakeHome() const {
+    std::filesystem::create_directories(home_);
+    return FromUtf8(home_.string());
+  }
+
+  void Show(FrmMain& window) {
+    window.Start(program_, {});
+    QApplication::processEvents();
+    window.JobStarting(0, clock_.Now());
+  }
+
+  double RunAndTell() {
+    const steady_clock::time_point begin = steady_clock::now();
+    program_.RunJobNow(0);
+    const double took = Milliseconds(steady_clock::now() - begin);
+    const std::uint32_t files = program_.Context.Counters.SourceFiles;
+    std::cout << files << " files in " << took << " ms, " << files / took * 1000 << " files/s";
+    return took;
+  }
+
+  const std::filesystem::path home_;
+  SystemClock clock_;
+  Program program_;
+};
 
 }  // namespace
 }  // namespace kavrel
 
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
-  if (argc != 3) {
-    std::cerr << "Usage: window_bench SOURCE DEST\n";
+  if (argc < 3) {
+    std::cerr << "Usage: window_bench SOURCE DEST [shown|headless]\n";
     return 2;
   }
-  kavrel::Run(argv[1], argv[2]);
+  const std::string how = argc > 3 ? argv[3] : "";
+  if (how == "headless") {
+    kavrel::Headless host;
+    kavrel::Bench(argv[1], argv[2], host).RunHeadless();
+  } else if (how == "shown") {
+    kavrel::FrmMain window;
+    kavrel::Bench(argv[1], argv[2], window).RunShown(window);
+  } else {
+    kavrel::TimedMain window;
+    kavrel::Bench(argv[1], argv[2], window).RunTimed(window);
+  }
   return 0;
 }
