@@ -1,7 +1,5 @@
 #include "archive/archiver.h"
 
-#include <cerrno>
-
 #include "base/number.h"
 #include "base/text.h"
 #include "files/path.h"

@@ -1,7 +1,6 @@
 // Unpacking an archive, which may come from anywhere: nothing lands outside the folder it is
 // unpacked into.
 #include <algorithm>
-#include <cerrno>
 #include <set>
 
 #include "archive/compressed_backup.h"
@@ -9,6 +8,7 @@
 #include "archive/list_file.h"
 #include "base/text.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -62,7 +62,7 @@ Result<Folder> OpenParent(const FileSystem& files, std::u16string_view root,
   for (const std::u16string_view part : parts) {
     if (!folder) break;
     Result<Folder> next = folder->OpenFolder(part);
-    if (next.Error == ENOENT && make) next = folder->MakeFolder(part);
+    if (IsNotFound(next.Error) && make) next = folder->MakeFolder(part);
     folder = std::move(next);
   }
   return folder;
@@ -133,7 +133,7 @@ class Extraction {
         continue;
       }
       const Result<Folder> parent = OpenParent(context_.Files, destination_, entry.FileName, false);
-      if (!parent && parent.Error != ENOENT) return entry.FileName;
+      if (!parent && !IsNotFound(parent.Error)) return entry.FileName;
     }
     return {};
   }

@@ -1,12 +1,12 @@
 #include "core/job_store.h"
 
-#include <cerrno>
 #include <iterator>
 
 #include "base/number.h"
 #include "base/text.h"
 #include "files/path.h"
 #include "platform/code_page.h"
+#include "platform/error_codes.h"
 #include "platform/files.h"
 
 namespace kavrel {
@@ -124,7 +124,7 @@ JobStore::JobStore(const FileSystem& file_system)
 bool JobStore::LoadJobs(const PastDueRule& rule) {
   Jobs.clear();
   const Result<std::string> bytes = file_system_.ReadWhole(path_);
-  unreadable_ = !bytes && bytes.Error != ENOENT;
+  unreadable_ = !bytes && !IsNotFound(bytes.Error);
   last_error_ = unreadable_ ? bytes.Error : 0;
   if (!bytes) return false;
 

@@ -1,8 +1,7 @@
 #include "engine/folder_pair.h"
 
-#include <cerrno>
-
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -41,7 +40,7 @@ FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16s
     pair.SourceError = status.Error;
   }
   if (parent && parent->DestIsNew) {
-    pair.DestError = ENOENT;
+    pair.DestError = kErrNotFound;
     return pair;
   }
   Result<Folder> dest = parent ? parent->Dest.OpenFolder(name) : files.OpenFolder(paths.Dest());
@@ -54,8 +53,8 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
                      const WalkPaths& paths, FolderPair& pair) {
   if (!pair.Dest) {
     Result<Folder> made = parent ? parent->Dest.MakeFolder(name) : files.MakeFolders(paths.Dest());
-    // EEXIST would hide why what is there could not be opened.
-    pair.DestError = made.Error == EEXIST ? pair.DestError : made.Error;
+    // That the name is taken would hide why what is there could not be opened.
+    pair.DestError = IsTaken(made.Error) ? pair.DestError : made.Error;
     if (!made) return false;
     pair.Dest = std::move(*made);
     pair.DestIsNew = true;

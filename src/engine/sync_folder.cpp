@@ -1,10 +1,10 @@
 #include "engine/sync_folder.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <functional>
 
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -20,7 +20,7 @@ std::uint64_t EntryKey(const FolderEntry& entry) {
 /// True unless the source was seen not to hold an entry of that name and kind.
 bool MayBeHeld(const Folder& source, const FolderEntry& entry) {
   const Result<FileStatus> status = source.Status(entry.Name);
-  if (!status) return status.Error != ENOENT;
+  if (!status) return !IsNotFound(status.Error);
   return (status->Kind == FileKind::Folder) == (entry.Kind == FileKind::Folder);
 }
 
@@ -103,7 +103,7 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view n
   path += name;
   path += PathSeparator(path);
   RunCounters& counters = context_.Counters;
-  ErrorCode error = ENOTEMPTY;
+  ErrorCode error = kErrNotEmpty;
   {
     const Result<Folder> folder = parent.OpenFolder(name);
     const Result<FileStatus> status =

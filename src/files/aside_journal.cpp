@@ -1,12 +1,12 @@
 #include "files/aside_journal.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
 
 #include "base/text.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -125,7 +125,7 @@ void AsideJournal::Heal(const Report& report) {
   taken_.clear();
   const Result<std::string> bytes = files_.ReadWhole(path_);
   // Records that cannot be read now must not be written over.
-  failed_ = !bytes && bytes.Error != ENOENT;
+  failed_ = !bytes && !IsNotFound(bytes.Error);
   if (!bytes) return;
   for (std::size_t at = 0; at < bytes->size(); at += kSlotSize) {
     const std::string_view slot = std::string_view(*bytes).substr(at, kSlotSize);
@@ -148,7 +148,7 @@ AsideJournal::Outcome AsideJournal::Settle(std::string_view bytes, const Report&
   const Result<Folder> folder = files_.OpenFolder(slot.Names[0]);
   if (!folder) return Outcome::Open;
   const Result<FileStatus> now = folder->Status(name);
-  if (!now && now.Error != ENOENT) return tell(Healing::Failed, now.Error, name);
+  if (!now && !IsNotFound(now.Error)) return tell(Healing::Failed, now.Error, name);
   const bool complete = now && Bears(slot.NewMarks, *now);
   // An empty file may be the part that there was no time left to note; nothing is lost with it.
   const bool part = now && !complete && now->Kind == FileKind::File &&
@@ -158,7 +158,7 @@ AsideJournal::Outcome AsideJournal::Settle(std::string_view bytes, const Report&
     return tell(Healing::PartRemoved, folder->RemoveFile(name), name);
   }
   const Result<FileStatus> old = folder->Status(aside);
-  if (!old && old.Error != ENOENT) return tell(Healing::Failed, old.Error, aside);
+  if (!old && !IsNotFound(old.Error)) return tell(Healing::Failed, old.Error, aside);
   // Whatever else bears the temporary name belongs to somebody else.
   if (!old || !Bears(slot.OldMarks, *old)) return Outcome::Settled;
   if (complete) return tell(Healing::AsideRemoved, folder->RemoveFile(aside), aside);

@@ -1,13 +1,13 @@
 #include "files/file_copy.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 #include <optional>
 
 #include "base/number.h"
 #include "files/error_text.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -407,7 +407,7 @@ std::u16string MoveToTempName(const Folder& folder, std::u16string_view name,
     if (before) before(free);
     const ErrorCode error = folder.Rename(name, free);
     if (error == 0) return free;
-    if (error != EEXIST) return {};
+    if (!IsTaken(error)) return {};
   }
 }
 

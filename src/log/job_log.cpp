@@ -1,9 +1,8 @@
 #include "log/job_log.h"
 
-#include <cerrno>
-
 #include "base/number.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -48,7 +47,7 @@ void JobLog::OpenJobLog() {
   Result<File> file = Result<File>::Fail(folder.Error);
   for (int number = 2; folder; ++number) {
     file = folder->MakeFile(name, like);
-    if (file.Error != EEXIST) break;
+    if (!IsTaken(file.Error)) break;
     name = stamp + u" (" + Decimal(number) + u")" + std::u16string(kJobLogEnding);
   }
   path_ = folder_path + name;
@@ -109,7 +108,7 @@ std::u16string_view JobLogName(std::u16string_view path) {
 
 Result<std::u16string> ReadJobLog(const FileSystem& file_system, std::u16string_view path) {
   Result<std::string> bytes = file_system.ReadWhole(path);
-  if (bytes.Error == ENOENT) {
+  if (IsNotFound(bytes.Error)) {
     bytes = file_system.ReadWhole(LogFolder(file_system) + std::u16string(JobLogName(path)));
   }
   Result<std::u16string> text{{}, bytes.Error};

@@ -1,12 +1,12 @@
 #include "log/program_log.h"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "base/text.h"
 #include "files/path.h"
 #include "log/job_log.h"
 #include "platform/code_page.h"
+#include "platform/error_codes.h"
 #include "platform/files.h"
 
 namespace kavrel {
@@ -58,10 +58,10 @@ ProgramLog::ProgramLog(const FileSystem& file_system, LogList& rows)
 void ProgramLog::LoadProgramLog() {
   const std::u16string folder = LogFolder(file_system_);
   Result<std::string> bytes = file_system_.ReadWhole(folder + std::u16string(kFileName));
-  if (bytes.Error == ENOENT) {
+  if (IsNotFound(bytes.Error)) {
     bytes = file_system_.ReadWhole(folder + std::u16string(kOtherFileName));
   }
-  unreadable_ = !bytes && bytes.Error != ENOENT;
+  unreadable_ = !bytes && !IsNotFound(bytes.Error);
   if (!bytes) {
     file_system_.MakeFolders(folder);
     SaveProgramLog();

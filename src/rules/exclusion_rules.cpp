@@ -1,13 +1,13 @@
 #include "rules/exclusion_rules.h"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "base/number.h"
 #include "base/text.h"
 #include "base/wildcard.h"
 #include "files/path.h"
 #include "platform/code_page.h"
+#include "platform/error_codes.h"
 #include "platform/files.h"
 #include "rules/default_files.h"
 
@@ -115,8 +115,8 @@ bool ExclusionSet::OpenExclusionFile(std::u16string& text) {
   const std::u16string path = RulesFile(file_system_);
   Result<std::string> bytes = file_system_.ReadWhole(path);
   // A file that is there but cannot be read may hold the user's rules: it is not replaced.
-  unreadable_ = !bytes && bytes.Error != ENOENT;
-  const bool missing = bytes ? bytes->size() < kShortestFile : bytes.Error == ENOENT;
+  unreadable_ = !bytes && !IsNotFound(bytes.Error);
+  const bool missing = bytes ? bytes->size() < kShortestFile : IsNotFound(bytes.Error);
   if (missing && WriteDefaultFile(file_system_, "EXCLUSIONS", path)) {
     bytes = file_system_.ReadWhole(path);
   }

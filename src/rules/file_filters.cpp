@@ -1,11 +1,10 @@
 #include "rules/file_filters.h"
 
-#include <cerrno>
-
 #include "base/text.h"
 #include "base/wildcard.h"
 #include "files/path.h"
 #include "platform/code_page.h"
+#include "platform/error_codes.h"
 #include "platform/files.h"
 #include "rules/default_files.h"
 
@@ -27,10 +26,10 @@ void FilterTable::LoadFilters() {
   const std::u16string path = FilterFile(file_system_);
   Result<std::string> bytes = file_system_.ReadWhole(path);
   // Only a missing file is made anew: one that cannot be read may hold the user's lists.
-  if (bytes.Error == ENOENT && WriteDefaultFile(file_system_, "FILEFILTERS", path)) {
+  if (IsNotFound(bytes.Error) && WriteDefaultFile(file_system_, "FILEFILTERS", path)) {
     bytes = file_system_.ReadWhole(path);
   }
-  if (bytes.Error != ENOENT) read_error_ = bytes.Error;
+  if (!IsNotFound(bytes.Error)) read_error_ = bytes.Error;
   if (!bytes) return;
   const std::u16string text = DecodeTextFile(*bytes);
   for (std::u16string_view line : Split(text, u'\n')) {

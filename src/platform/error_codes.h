@@ -1,0 +1,41 @@
+// Names for those of the system's error codes that the program looks for or gives itself; every
+// other code is only shown.
+#pragma once
+
+#ifndef _WIN32
+#include <cerrno>
+#endif
+
+#include "base/result.h"
+
+namespace kavrel {
+
+#ifdef _WIN32
+/// The system's own numbers, so that its message table has their texts.
+inline constexpr ErrorCode kErrNotFound = 2, kErrAccess = 5, kErrIsFolder = 5, kErrTooLarge = 8,
+                           kErrInvalid = 123, kErrNotEmpty = 145, kErrExists = 183;
+
+/// True when nothing has that name; the folder that should hold it may be missing as well.
+constexpr bool IsNotFound(ErrorCode code) {
+  return code == kErrNotFound || code == 3;
+}
+/// True when the name is taken.
+constexpr bool IsTaken(ErrorCode code) {
+  return code == kErrExists || code == 80;
+}
+#else
+inline constexpr ErrorCode kErrNotFound = ENOENT, kErrAccess = EACCES, kErrIsFolder = EISDIR,
+                           kErrTooLarge = ENOMEM, kErrInvalid = EINVAL, kErrNotEmpty = ENOTEMPTY,
+                           kErrExists = EEXIST;
+
+/// True when nothing has that name; the folder that should hold it may be missing as well.
+constexpr bool IsNotFound(ErrorCode code) {
+  return code == kErrNotFound;
+}
+/// True when the name is taken.
+constexpr bool IsTaken(ErrorCode code) {
+  return code == kErrExists;
+}
+#endif
+
+}  // namespace kavrel
