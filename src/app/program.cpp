@@ -4,6 +4,7 @@
 #include "files/path.h"
 #include "platform/desktop.h"
 #include "platform/folders.h"
+#include "platform/user_folders.h"
 #include "schedule/next_run.h"
 
 namespace kavrel {
@@ -103,7 +104,7 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
 }
 
 std::u16string Program::SoundPath() const {
-  std::u16string path = Files.ProgramFolder() + u"/ok.wav";
+  std::u16string path = JoinPath(Files.ProgramFolder(), u"ok.wav");
   return Files.Status(path) ? path : ResourceFile(u"ok.wav");
 }
 
@@ -161,7 +162,7 @@ void Program::DeleteAllLogs() {
 }
 
 void Program::SetAutostart(bool on) {
-  SetAutostartEntry(on, ExecutableFolder() + u"/kavrel");
+  SetAutostartEntry(on, ExecutableFile(u"kavrel"));
   Settings.SetAutostart(on);
 }
 
@@ -174,7 +175,11 @@ std::u16string Program::DestinationNow(const BackupJob& job) const {
 }
 
 std::u16string Program::DefaultDestination() const {
-  return AddBackslash(JoinPath(HomeFolder(), u"Backup"));
+  return UsualBackupFolder(false);
+}
+
+std::u16string Program::PresetDestination() const {
+  return UsualBackupFolder(true);
 }
 
 }  // namespace kavrel

@@ -82,6 +82,8 @@ class Program {
   std::u16string DestinationNow(const BackupJob& job) const;
   /// The backup folder that a new job starts with.
   std::u16string DefaultDestination() const;
+  /// The same for a job that is filled in from a preset.
+  std::u16string PresetDestination() const;
 
  private:
   /// Does the work with the busy flag set, unless a run is busy already.

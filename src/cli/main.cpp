@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "cli/commands.h"
+#include "platform/process.h"
 
 namespace kavrel {
 namespace {
@@ -193,7 +194,10 @@ int main(int argc, char** argv) {
   AddFilterCommands(app, line);
   AddSettingCommands(app, line);
   try {
-    app.parse(argc, argv);
+    const std::vector<std::string> arguments = ConsoleArguments(argc, argv);
+    std::vector<const char*> words;
+    for (const std::string& argument : arguments) words.push_back(argument.c_str());
+    app.parse(static_cast<int>(words.size()), words.data());
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kBadInput;
   }

@@ -35,6 +35,7 @@ class ChildProcess {
 
  private:
   int process_ = -1, output_ = -1;
+  int group_ = -1;  ///< with what it has started, where a group has a handle of its own
 };
 
 /// The host path of the first of these programs found in `folder` (a host path), beside this

@@ -26,6 +26,9 @@ std::u16string ConfigFolder();
 /// The running executable's folder, without a trailing separator; empty when it is not known.
 std::u16string ExecutableFolder();
 
+/// The path of a program that is installed beside this one.
+std::u16string ExecutableFile(std::u16string_view name);
+
 /// A file that is installed with the program: beside the executable or in ../share/kavrel of it.
 /// Empty when it is in neither.
 std::u16string ResourceFile(std::u16string_view name);

@@ -1,5 +1,6 @@
-// The user's settings: named texts in one INI file. Values are read when asked for and written at
-// once, whole and atomically, with whatever else stands in the file kept.
+// The user's settings: named texts, in one INI file or, on Windows, in the registry. Values are
+// read when asked for and written at once, whole and atomically, with whatever else stands there
+// kept.
 #pragma once
 
 #include <optional>
@@ -10,10 +11,12 @@ namespace kavrel {
 
 class FileSystem;
 
-/// One section of a UTF-8 INI file. Names are compared without regard to letter case.
+/// One section of a UTF-8 INI file, or of a key of the registry. Names are compared without regard
+/// to letter case.
 class SettingsStore {
  public:
-  /// `file_system` must outlive the store; the file need not exist.
+  /// `file_system` must outlive the store; the file need not exist. A path as SettingsFile gives
+  /// it.
   SettingsStore(const FileSystem& file_system, std::u16string path,
                 std::u16string section = u"Settings");
 

@@ -22,4 +22,7 @@ enum class UserFolder {
 /// The first of the usual places that exists, else the most usual one; with a trailing separator.
 std::u16string FindUserFolder(UserFolder which);
 
+/// The backup folder that is offered for a new job, or for a preset; with a trailing separator.
+std::u16string UsualBackupFolder(bool for_preset);
+
 }  // namespace kavrel

@@ -25,7 +25,7 @@ constexpr std::size_t kCommandLineLimit = 261;
 constexpr std::u16string_view kDescription = u"資料備份排程捷徑";
 
 std::u16string Target() {
-  return JoinPath(ExecutableFolder(), u"kavrel");
+  return ExecutableFile(u"kavrel");
 }
 
 std::size_t CommandLineLength(const std::vector<std::u16string>& names) {

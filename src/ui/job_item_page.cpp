@@ -262,7 +262,7 @@ void JobItemPage::ComJobType_Click(int index) {
   txtSrc_->setText(ToQString(source));
   const bool found = program_.Files.FolderExists(source);
   if (found) {
-    txtDest_->setText(ToQString(program_.DefaultDestination()));
+    txtDest_->setText(ToQString(program_.PresetDestination()));
     ShowFileTypes(std::u16string(kAllFiles));
   }
   Q_EMIT Changed();

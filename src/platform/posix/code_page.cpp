@@ -11,8 +11,6 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::string_view kMark = "\xEF\xBB\xBF";
-
 /// One direction of the C library's conversion; unusable when it does not know the code page.
 class Converter {
  public:
@@ -123,18 +121,6 @@ std::optional<std::string> EncodeCodePage(std::u16string_view text) {
     return std::nullopt;
   }
   return bytes;
-}
-
-std::u16string DecodeTextFile(std::string_view bytes) {
-  if (bytes.starts_with(kMark)) return FromUtf8(bytes.substr(kMark.size()));
-  return DecodeCodePage(bytes);
-}
-
-std::string EncodeTextFile(std::u16string_view text) {
-  const std::optional<std::string> bytes = EncodeCodePage(text);
-  // Code page text whose first bytes happen to be the mark would be taken for UTF-8.
-  if (bytes && !bytes->starts_with(kMark)) return *bytes;
-  return std::string(kMark) + ToUtf8(text);
 }
 
 }  // namespace kavrel

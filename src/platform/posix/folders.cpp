@@ -87,6 +87,11 @@ std::u16string ExecutableFolder() {
   return FromUtf8(folder);
 }
 
+std::u16string ExecutableFile(std::u16string_view name) {
+  std::u16string path = ExecutableFolder();
+  return (path += u'/') += name;
+}
+
 std::u16string ResourceFile(std::u16string_view name) {
   const std::u16string folder = ExecutableFolder();
   for (const std::u16string_view place : {u"/", u"/../share/kavrel/"}) {

@@ -133,6 +133,10 @@ void TrimWorkingSet() {
   malloc_trim(0);
 }
 
+std::vector<std::string> ConsoleArguments(int argc, char** argv) {
+  return {argv, argv + argc};
+}
+
 int OutputColumns() {
   winsize size{};
   if (!isatty(STDOUT_FILENO)) return 0;

@@ -105,4 +105,8 @@ std::u16string FindUserFolder(UserFolder which) {
   return FromUtf8(found);
 }
 
+std::u16string UsualBackupFolder(bool) {
+  return HomeFolder() + u"Backup/";
+}
+
 }  // namespace kavrel

@@ -1,0 +1,126 @@
+#include <winerror.h>
+
+#include <algorithm>
+
+#include "platform/win32/native.h"
+// Behind the system's header, which it needs.
+#include <winioctl.h>
+
+namespace kavrel {
+
+using win32::LastError;
+using win32::ToHandle;
+
+namespace {
+constexpr std::size_t kStep = std::size_t{1} << 30;  // The system counts in 32 bits.
+}
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    Close();
+    handle_ = other.handle_;
+    other.handle_ = -1;
+  }
+  return *this;
+}
+
+ErrorCode File::Close() {
+  if (handle_ < 0) return 0;
+  const HANDLE handle = ToHandle(handle_);
+  handle_ = -1;
+  return CloseHandle(handle) ? 0 : LastError();
+}
+
+Result<std::size_t> File::Read(std::span<char> buffer) {
+  std::size_t done = 0;
+  while (done < buffer.size()) {
+    DWORD got = 0;
+    const auto wanted = static_cast<DWORD>(std::min(buffer.size() - done, kStep));
+    if (!ReadFile(ToHandle(handle_), buffer.data() + done, wanted, &got, nullptr)) {
+      if (GetLastError() == ERROR_HANDLE_EOF) break;
+      return Result<std::size_t>::Fail(LastError());
+    }
+    if (got == 0) break;
+    done += got;
+  }
+  return {done, 0};
+}
+
+ErrorCode File::Write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    DWORD put = 0;
+    const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kStep));
+    if (!WriteFile(ToHandle(handle_), bytes.data(), wanted, &put, nullptr)) return LastError();
+    if (put == 0) return ERROR_DISK_FULL;
+    bytes.remove_prefix(put);
+  }
+  return 0;
+}
+
+ErrorCode File::WriteAt(std::uint64_t position, std::string_view bytes) {
+  // A write with a position moves the current one, which has to be put back.
+  LARGE_INTEGER current{}, zero{};
+  if (!SetFilePointerEx(ToHandle(handle_), zero, &current, FILE_CURRENT)) return LastError();
+  ErrorCode error = Seek(position);
+  if (!error) error = Write(bytes);
+  const ErrorCode back = Seek(static_cast<std::uint64_t>(current.QuadPart));
+  return error ? error : back;
+}
+
+Result<std::uint64_t> File::CopyFrom(File&, std::uint64_t) {
+  return Result<std::uint64_t>::Fail(ERROR_NOT_SUPPORTED);
+}
+
+Result<std::uint64_t> File::NextData(std::uint64_t position) {
+  const Result<FileStatus> status = Status();
+  if (!status) return Result<std::uint64_t>::Fail(status.Error);
+  if (position >= status->Size) return {status->Size, 0};
+  FILE_ALLOCATED_RANGE_BUFFER asked{}, found{};
+  asked.FileOffset.QuadPart = static_cast<LONGLONG>(position);
+  asked.Length.QuadPart = static_cast<LONGLONG>(status->Size - position);
+  DWORD bytes = 0;
+  // More ranges than the one that fits are no failure.
+  if (!DeviceIoControl(ToHandle(handle_), FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked,
+                       &found, sizeof found, &bytes, nullptr) &&
+      GetLastError() != ERROR_MORE_DATA) {
+    return Result<std::uint64_t>::Fail(LastError());
+  }
+  if (bytes < sizeof found) return {status->Size, 0};
+  return {std::max(position, static_cast<std::uint64_t>(found.FileOffset.QuadPart)), 0};
+}
+
+ErrorCode File::Seek(std::uint64_t position) {
+  LARGE_INTEGER to;
+  to.QuadPart = static_cast<LONGLONG>(position);
+  return SetFilePointerEx(ToHandle(handle_), to, nullptr, FILE_BEGIN) ? 0 : LastError();
+}
+
+ErrorCode File::SetSize(std::uint64_t size) {
+  LARGE_INTEGER current{}, zero{};
+  if (!SetFilePointerEx(ToHandle(handle_), zero, &current, FILE_CURRENT)) return LastError();
+  ErrorCode error = Seek(size);
+  if (!error && !SetEndOfFile(ToHandle(handle_))) error = LastError();
+  const ErrorCode back = Seek(static_cast<std::uint64_t>(current.QuadPart));
+  return error ? error : back;
+}
+
+Result<FileStatus> File::Status() const {
+  return win32::StatusOf(ToHandle(handle_));
+}
+
+ErrorCode File::Sync() {
+  return FlushFileBuffers(ToHandle(handle_)) ? 0 : LastError();
+}
+
+// Here a file is told so when it is opened.
+void File::HintSequential() {}
+
+ErrorCode File::SetTimes(const FileStatus& from) {
+  return win32::SetTimesOf(ToHandle(handle_), from);
+}
+
+ErrorCode File::SetAttributes(const FileStatus& from, const File&) {
+  return win32::SetAttributesOf(ToHandle(handle_), from.Attributes);
+}
+
+}  // namespace kavrel

@@ -1,0 +1,262 @@
+// Entries are reached through the open folder with the kernel's calls, which take a folder and a
+// name where the calls above them take paths only. So nothing is reached that does not lie in the
+// folder that was opened, whatever becomes of its path meanwhile.
+#include <algorithm>
+
+#include "platform/win32/native.h"
+
+// Not in every compiler's headers.
+extern "C" NTSTATUS NTAPI NtQueryDirectoryFile(HANDLE, HANDLE, PIO_APC_ROUTINE, PVOID,
+                                               PIO_STATUS_BLOCK, PVOID, ULONG,
+                                               FILE_INFORMATION_CLASS, BOOLEAN, PUNICODE_STRING,
+                                               BOOLEAN);
+
+namespace kavrel {
+
+using win32::Handle;
+using win32::IsName;
+using win32::Opening;
+using win32::ToHandle;
+using win32::ToNumber;
+
+namespace {
+
+// Dispositions and options of the kernel's interface.
+constexpr ULONG kCreate = 2, kFolderOnly = 0x1, kSequential = 0x4, kNoFolder = 0x40;
+constexpr ACCESS_MASK kWalk = FILE_LIST_DIRECTORY | FILE_TRAVERSE | FILE_READ_ATTRIBUTES;
+
+Result<Folder> Fail(ErrorCode error) {
+  return Result<Folder>::Fail(error);
+}
+
+/// Opens for listing and, where the user may, for setting times and attributes.
+Result<Handle> OpenWalkable(HANDLE folder, std::u16string_view name, ULONG disposition) {
+  Opening how;
+  how.Access = kWalk | FILE_WRITE_ATTRIBUTES;
+  how.Disposition = disposition;
+  how.Options = kFolderOnly;
+  Result<Handle> opened = win32::OpenEntry(folder, name, how);
+  if (opened.Error != kErrAccess) return opened;
+  how.Access = kWalk;
+  return win32::OpenEntry(folder, name, how);
+}
+
+}  // namespace
+
+Folder& Folder::operator=(Folder&& other) noexcept {
+  if (this != &other) {
+    if (handle_ >= 0) CloseHandle(ToHandle(handle_));
+    handle_ = other.handle_;
+    other.handle_ = -1;
+  }
+  return *this;
+}
+
+Folder::~Folder() {
+  if (handle_ >= 0) CloseHandle(ToHandle(handle_));
+}
+
+Result<FileStatus> Folder::Status() const {
+  return win32::StatusOf(ToHandle(handle_));
+}
+
+Result<FileStatus> Folder::Status(std::u16string_view name) const {
+  const Result<Handle> entry = win32::OpenEntry(ToHandle(handle_), name, {});
+  return entry ? win32::StatusOf(entry->Get()) : Result<FileStatus>::Fail(entry.Error);
+}
+
+Result<Folder> Folder::OpenFolder(std::u16string_view name) const {
+  Result<Handle> opened = OpenWalkable(ToHandle(handle_), name, 1);
+  if (!opened) return Fail(opened.Error);
+  const Result<FileStatus> status = win32::StatusOf(opened->Get());
+  if (!status) return Fail(status.Error);
+  // A link to a folder opens as one.
+  if (status->Kind != FileKind::Folder) return Fail(ERROR_DIRECTORY);
+  return {Folder(ToNumber(opened->Release())), 0};
+}
+
+Result<Folder> Folder::MakeFolder(std::u16string_view name) const {
+  Result<Handle> made = OpenWalkable(ToHandle(handle_), name, kCreate);
+  if (!made) return Fail(made.Error);
+  return {Folder(ToNumber(made->Release())), 0};
+}
+
+Result<File> Folder::OpenFile(std::u16string_view name) const {
+  Opening how;
+  how.Access = GENERIC_READ;
+  how.Options = kNoFolder | kSequential;
+  Result<Handle> opened = win32::OpenEntry(ToHandle(handle_), name, how);
+  if (!opened) return Result<File>::Fail(opened.Error);
+  const Result<FileStatus> status = win32::StatusOf(opened->Get());
+  if (!status) return Result<File>::Fail(status.Error);
+  if (status->Kind != FileKind::File) return Result<File>::Fail(ERROR_CANT_ACCESS_FILE);
+  return {File(ToNumber(opened->Release())), 0};
+}
+
+// Removing an entry that is held would leave its name taken until it is let go, on systems before
+// Windows 10; and there is nothing to gain, removing takes no long time here.
+Result<File> Folder::HoldEntry(std::u16string_view) const {
+  return Result<File>::Fail(ERROR_NOT_SUPPORTED);
+}
+
+Result<File> Folder::MakeFile(std::u16string_view name, const FileStatus&) const {
+  Opening how;
+  how.Access = GENERIC_WRITE | FILE_READ_ATTRIBUTES;
+  how.Share = FILE_SHARE_READ;
+  how.Disposition = kCreate;
+  how.Options = kNoFolder | kSequential;
+  Result<Handle> made = win32::OpenEntry(ToHandle(handle_), name, how);
+  if (!made) return Result<File>::Fail(made.Error);
+  return {File(ToNumber(made->Release())), 0};
+}
+
+ErrorCode Folder::SetLinkTimes(std::u16string_view name, const FileStatus& from) const {
+  Opening how;
+  how.Access = FILE_WRITE_ATTRIBUTES;
+  const Result<Handle> link = win32::OpenEntry(ToHandle(handle_), name, how);
+  return link ? win32::SetTimesOf(link->Get(), from) : link.Error;
+}
+
+namespace {
+
+ErrorCode RenameIn(HANDLE folder, std::u16string_view from, std::u16string_view to, bool replace) {
+  if (!IsName(to)) return kErrInvalid;
+  Opening how;
+  how.Access = DELETE | FILE_READ_ATTRIBUTES;
+  const Result<Handle> entry = win32::OpenEntry(folder, from, how);
+  return entry ? win32::RenameOpen(entry->Get(), folder, to, replace) : entry.Error;
+}
+
+}  // namespace
+
+ErrorCode Folder::Rename(std::u16string_view from, std::u16string_view to) const {
+  return RenameIn(ToHandle(handle_), from, to, false);
+}
+
+ErrorCode Folder::Replace(std::u16string_view from, std::u16string_view to) const {
+  return RenameIn(ToHandle(handle_), from, to, true);
+}
+
+ErrorCode Folder::RemoveFile(std::u16string_view name) const {
+  if (!IsName(name)) return kErrInvalid;
+  // A link to a folder is removed as a file is, but a folder is not.
+  const Result<FileStatus> status = Status(name);
+  if (!status) return status.Error;
+  if (status->Kind == FileKind::Folder) return kErrIsFolder;
+  return win32::RemoveAt(ToHandle(handle_), name, 0);
+}
+
+ErrorCode Folder::RemoveFolder(std::u16string_view name) const {
+  if (!IsName(name)) return kErrInvalid;
+  return win32::RemoveAt(ToHandle(handle_), name, kFolderOnly);
+}
+
+// The read-only attribute of a folder is only a mark here: whoever has the right may change it.
+ErrorCode Folder::MakeWritable() const {
+  return 0;
+}
+
+ErrorCode Folder::SetTimes(const FileStatus& from) const {
+  const Result<FileStatus> current = Status();
+  if (current && current->Written == from.Written && current->Created == from.Created) return 0;
+  return win32::SetTimesOf(ToHandle(handle_), from);
+}
+
+ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder&) const {
+  const Result<FileStatus> current = Status();
+  constexpr std::uint32_t kMarks = kAttrReadOnly | kAttrHidden | kAttrSystem | kAttrArchive;
+  if (current && (current->Attributes & kMarks) == (from.Attributes & kMarks)) return 0;
+  return win32::SetAttributesOf(ToHandle(handle_), from.Attributes);
+}
+
+bool Folder::OnLocalDisk() const {
+  wchar_t system[32] = L"";
+  if (!GetVolumeInformationByHandleW(ToHandle(handle_), nullptr, 0, nullptr, nullptr, nullptr,
+                                     system, 32)) {
+    return false;
+  }
+  if (std::wstring_view(system) != L"NTFS" && std::wstring_view(system) != L"ReFS") return false;
+  const std::u16string path = win32::PathOfHandle(ToHandle(handle_));
+  return path.size() >= 2 && path[1] == u':' &&
+         GetDriveTypeW((win32::Wide(path.substr(0, 2)) + L"\\").c_str()) != DRIVE_REMOTE;
+}
+
+Result<std::vector<FileStatus>> Folder::Lineage() const {
+  using List = Result<std::vector<FileStatus>>;
+  List lineage;
+  const Result<FileStatus> own = Status();
+  if (!own) return List::Fail(own.Error);
+  lineage->push_back(*own);
+  std::optional<std::u16string> path = win32::KernelPath(win32::PathOfHandle(ToHandle(handle_)));
+  // A path that the system does not know ends the line; what lies above is not known then.
+  while (path) {
+    const std::size_t root = path->find(u'\\', path->starts_with(u"\\??\\UNC\\") ? 8 : 4);
+    const std::size_t least = path->starts_with(u"\\??\\UNC\\") && root != path->npos
+                                  ? path->find(u'\\', root + 1)
+                                  : root;
+    const std::size_t last = path->rfind(u'\\');
+    if (least == path->npos || last < least || path->size() == least + 1) break;
+    path->resize(std::max(last, least + 1));
+    const Result<Handle> above = win32::Open(nullptr, *path, {});
+    if (!above) return List::Fail(above.Error);
+    const Result<FileStatus> status = win32::StatusOf(above->Get());
+    if (!status) return List::Fail(status.Error);
+    lineage->push_back(*status);
+  }
+  return lineage;
+}
+
+namespace {
+
+constexpr std::size_t kListingBuffer = 65536;
+constexpr int kFullListing = 2;  // FileFullDirectoryInformation
+
+struct ListedEntry {
+  ULONG Next, Index;
+  LARGE_INTEGER Created, Accessed, Written, Changed, Size, Allocated;
+  ULONG Attributes, NameBytes;
+  ULONG Tag;  ///< of a reparse point; else the size of extended attributes
+  WCHAR Name[1];
+};
+
+}  // namespace
+
+FolderReader::FolderReader(const Folder& folder)
+    : handle_(folder.handle_), buffer_(std::make_unique_for_overwrite<char[]>(kListingBuffer)) {
+  at_ = 1;  // Behind what there is: the first listing begins anew.
+}
+
+FolderReader::~FolderReader() = default;
+
+const FolderEntry* FolderReader::Next() {
+  while (!error_) {
+    if (at_ >= used_) {
+      IO_STATUS_BLOCK block{};
+      const BOOLEAN restart = used_ == 0 ? TRUE : FALSE;
+      const NTSTATUS status = NtQueryDirectoryFile(
+          ToHandle(handle_), nullptr, nullptr, nullptr, &block, buffer_.get(), kListingBuffer,
+          static_cast<FILE_INFORMATION_CLASS>(kFullListing), FALSE, nullptr, restart);
+      if (status < 0) {
+        const ErrorCode code = win32::CodeOf(status);
+        // An empty folder is told as if a file were missing.
+        if (code != ERROR_NO_MORE_FILES && !(restart && IsNotFound(code))) error_ = code;
+        used_ = 1;
+        at_ = 1;
+        return nullptr;
+      }
+      used_ = kListingBuffer;
+      at_ = 0;
+    }
+    const auto* raw = reinterpret_cast<const ListedEntry*>(buffer_.get() + at_);
+    at_ = raw->Next ? at_ + raw->Next : used_;
+    const std::u16string_view name(reinterpret_cast<const char16_t*>(raw->Name),
+                                   raw->NameBytes / sizeof(WCHAR));
+    if (name == u"." || name == u"..") continue;
+    entry_.Kind = win32::KindOf(raw->Attributes, raw->Tag);
+    entry_.Name = name;
+    return &entry_;
+  }
+  return nullptr;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,67 @@
+// Here disks have letters and shares their own paths: there are no mount points to tell apart.
+#include "platform/mounts.h"
+
+#include "platform/win32/native.h"
+// Behind the system's header, which it needs.
+#include <winioctl.h>
+
+namespace kavrel {
+
+void MountTable::Load() {}
+
+std::u16string MountTable::PointOf(std::u16string_view) const {
+  return {};
+}
+
+std::vector<std::u16string> MountTable::Volumes() const {
+  return {};
+}
+
+bool MountTable::OnNetwork(std::u16string_view path) const {
+  if (path.starts_with(u"\\\\")) return true;
+  if (path.size() < 2 || path[1] != u':') return false;
+  return GetDriveTypeW((win32::Wide(path.substr(0, 2)) + L"\\").c_str()) == DRIVE_REMOTE;
+}
+
+std::u16string MountTable::MissingPoint(std::u16string_view) const {
+  return {};
+}
+
+namespace {
+
+/// The number of the disk that holds the volume of this serial number; nothing when it is not
+/// known.
+std::optional<DWORD> DiskOf(std::uint64_t serial) {
+  const DWORD letters = GetLogicalDrives();
+  for (wchar_t letter = L'A'; letter <= L'Z'; ++letter) {
+    if (!(letters >> (letter - L'A') & 1)) continue;
+    const std::wstring drive{letter, L':'};
+    DWORD found = 0;
+    if (GetDriveTypeW((drive + L"\\").c_str()) == DRIVE_REMOTE ||
+        !GetVolumeInformationW((drive + L"\\").c_str(), nullptr, 0, &found, nullptr, nullptr,
+                               nullptr, 0) ||
+        found != serial) {
+      continue;
+    }
+    const win32::Handle volume(CreateFileW((L"\\\\.\\" + drive).c_str(), 0,
+                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                           OPEN_EXISTING, 0, nullptr));
+    STORAGE_DEVICE_NUMBER number{};
+    DWORD bytes = 0;
+    if (volume && DeviceIoControl(volume.Get(), IOCTL_STORAGE_GET_DEVICE_NUMBER, nullptr, 0,
+                                  &number, sizeof number, &bytes, nullptr)) {
+      return number.DeviceNumber;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+bool OnSameDisk(std::uint64_t device, std::uint64_t other_device) {
+  if (device == other_device) return true;
+  const std::optional<DWORD> first = DiskOf(device);
+  return first && first == DiskOf(other_device);
+}
+
+}  // namespace kavrel
