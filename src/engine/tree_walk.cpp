@@ -48,10 +48,16 @@ void TreeWalk::RememberRoot(const FolderPair& pair) {
   }
 }
 
-void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
+void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
+                          std::u16string_view twin) {
   if (!EnterFolder()) return;
   // A destination inside the source is never copied into itself, whatever path leads there.
   if (PathStartsWith(paths_.Source(), options_.To)) return;
+  if (!twin.empty() && MeanTheSame(parent->Dest, twin, name)) {
+    ++context_.Counters.FailedFiles;
+    LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
+    return;
+  }
   FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
   RememberRoot(pair);
   if (pair.Source && dest_root_.Is(pair.SourceStatus)) return;
@@ -68,12 +74,13 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
 
   std::vector<std::u16string> subfolders;
   const bool go_on = CopyFolderFiles(pair, report, subfolders);
+  TwinNames folder_names;
   for (const std::u16string& subfolder : subfolders) {
     if (!go_on || Cancelled()) break;
     context_.Host.PumpMessages();
     if (Cancelled()) break;
     const WalkPaths::Step step(paths_, subfolder);
-    WalkFolder(&pair, subfolder);
+    WalkFolder(&pair, subfolder, folder_names.Note(subfolder));
   }
   if (const ErrorCode error = FinishDestination(paths_, pair)) {
     ++context_.Counters.WarningFiles;
@@ -87,6 +94,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
   ErrorCode error = pair.SourceError;
   if (!error) {
     FolderReader reader(pair.Source);
+    file_names_ = {};
     HandleFiles(pair, reader, subfolders);
     FinishAhead(pair);
     error = reader.Error();
@@ -116,7 +124,8 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   if (LeavesFileOut(name)) return LeaveOut(pair, u": 排除檔案 (成功)：", name);
   // A socket, pipe or device has no content that a backup could keep.
   if (kind == FileKind::Special) return LeaveOut(pair, u": 略過特殊檔案 (成功)：", name);
-  if (ahead_ && kind == FileKind::File && !MayRepeat()) {
+  const std::u16string_view twin = file_names_.Note(name);
+  if (ahead_ && kind == FileKind::File && !MayRepeat() && twin.empty()) {
     ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew}, name);
     if (ahead_->Full()) FinishOneAhead(pair);
     return;
@@ -125,13 +134,17 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   ++context_.Counters.SourceFiles;
   const Result<FileStatus> source = pair.Source.Status(name);
   Result<FileStatus> dest;
-  const bool dest_there =
-      source && (!pair.DestIsNew || MayRepeat()) && (dest = pair.Dest.Status(name));
+  const bool dest_there = source && (!pair.DestIsNew || MayRepeat() || !twin.empty()) &&
+                          (dest = pair.Dest.Status(name));
   context_.Host.PumpMessages();
   // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
   // lost in it.
   if (!Cancelled()) {
-    DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
+    if (dest_there && !twin.empty() && MeanTheSame(pair.Dest, twin, name)) {
+      CountResult({}, name);
+    } else {
+      DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
+    }
     CountSize(source ? &*source : nullptr);
   }
 }

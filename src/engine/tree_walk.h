@@ -11,6 +11,7 @@
 #include "engine/folder_pair.h"
 #include "engine/run_context.h"
 #include "files/copy_ahead.h"
+#include "files/twin_names.h"
 
 namespace kavrel {
 
@@ -20,7 +21,7 @@ class TreeWalk {
 
   /// Walks until the tree is exhausted or the run is cancelled. What fails is counted in the
   /// context and written to its log.
-  void Run() { WalkFolder(nullptr, {}); }
+  void Run() { WalkFolder(nullptr, {}, {}); }
 
  protected:
   struct Options {
@@ -62,7 +63,8 @@ class TreeWalk {
   WalkPaths paths_;
 
  private:
-  void WalkFolder(const FolderPair* parent, std::u16string_view name);
+  /// `twin` is a folder of the parent that was walked before and may be the same on the other side.
+  void WalkFolder(const FolderPair* parent, std::u16string_view name, std::u16string_view twin);
   /// `report` tells whether a failed listing is still to be reported.
   bool CopyFolderFiles(const FolderPair& pair, bool report,
                        std::vector<std::u16string>& subfolders);
@@ -88,6 +90,7 @@ class TreeWalk {
   std::optional<LateRelease> release_;
   CopyContext copy_;
   std::optional<CopyAhead> ahead_;
+  TwinNames file_names_;  ///< of the present folder
   FolderIdentity dest_root_;
 };
 

@@ -116,9 +116,11 @@ CopyResult CopyAhead::CopyFront() {
     item.Copy.reset();
     return result;
   }
-  // Whatever was amiss is found, told and counted in the ordinary way. What is at the destination
-  // is looked at again, for it may be the copy of another name that means the same there.
-  item.Dest = item.Folders->Dest.Status(item.Name);
+  // Whatever was amiss is found, told and counted in the ordinary way. What has come to the
+  // destination since it was looked at is not replaced: it may be the copy of another name that
+  // means the same there.
+  const Result<FileStatus> now = item.Folders->Dest.Status(item.Name);
+  if (now && item.Dest && now->Id != item.Dest->Id) item.Dest = Result<FileStatus>::Fail(-1);
   return CopyFileShown(context_, item.From(), item.To());
 }
 

@@ -35,6 +35,7 @@ struct FileStatus {
   FileTime Created, Accessed, Written;
   std::uint64_t Device = 0, Id = 0;  ///< together the identity of the entry
   std::uint64_t Mount = 0;           ///< the mount that it was reached through
+  std::uint64_t Links = 1;           ///< names that a file has
 };
 
 /// One entry of a listing; "." and ".." are left out.

@@ -61,6 +61,7 @@ FileStatus ToStatus(const struct statx& from, std::string_view name) {
   status.Device = (std::uint64_t{from.stx_dev_major} << 32) | from.stx_dev_minor;
   status.Id = from.stx_ino;
   status.Mount = from.stx_mnt_id;
+  status.Links = from.stx_nlink;
   return status;
 }
 
