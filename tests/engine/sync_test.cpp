@@ -116,7 +116,7 @@ TEST_F(SyncTest, ASourceThatCannotBeReadRemovesNothing) {
   }
   EXPECT_EQ(ReadTestFile(Dest() / "locked" / "old"), "kept");
   EXPECT_FALSE(fs::exists(Dest() / "open" / "old"));
-  EXPECT_TRUE(LogLines().starts_with(": 讀取目錄 (失敗)：C:\\src\\locked\\\n")) << LogLines();
+  EXPECT_NE(LogLines().find(": 讀取目錄 (失敗)：C:\\src\\locked\\\n"), std::string::npos);
 }
 
 TEST_F(SyncTest, ADestinationThatHoldsTheSourceKeepsIt) {
