@@ -10,6 +10,7 @@
 #include "core/backup_job.h"
 #include "core/run_counters.h"
 #include "core/run_host.h"
+#include "files/aside_journal.h"
 #include "files/run_state.h"
 #include "log/job_log.h"
 #include "platform/clock.h"
@@ -31,6 +32,7 @@ struct ArchiveContext {
   RunHost& Host;
   JobLog& Log;
   RunCounters& Counters;
+  AsideJournal& Asides;
 };
 
 /// The archive that a run of the job writes now: "…\2009年09月23日15時.7z" in its destination.
@@ -53,8 +55,8 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
 
 /// Unpacks the whole archive into the folder, which is made when missing. 0 on success. An archive
 /// with an entry that would land outside the folder is refused whole, as is one that the job's
-/// password does not open; a link that points out of the folder is not made. What fails is logged
-/// and counted.
+/// password does not open; a link that points out of the folder is not made. Each file takes its
+/// place at once, when all are unpacked. What fails is logged and counted.
 int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    std::u16string_view destination);
 

@@ -1,11 +1,13 @@
 // Unpacking an archive, which may come from anywhere: nothing lands outside the folder it is
 // unpacked into.
 #include <algorithm>
+#include <optional>
 #include <set>
 
 #include "archive/compressed_backup.h"
 #include "archive/host_monitor.h"
 #include "archive/list_file.h"
+#include "archive/staging.h"
 #include "base/text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
@@ -15,17 +17,11 @@ namespace kavrel {
 namespace {
 
 constexpr std::u16string_view kFailed = u": 還原檔案 (失敗)：";
-
-/// The parts of an entry's name, which the archiver writes with slashes.
-std::vector<std::u16string_view> Parts(std::u16string_view name) {
-  std::vector<std::u16string_view> parts = Split(name, u'/');
-  std::erase(parts, std::u16string_view());
-  return parts;
-}
+constexpr int kWarnings = 1;  // The archiver has done what it was told, with something to remark.
 
 /// Backslashes and colons are letters of a name here, as the archiver takes them.
 bool StaysInside(std::u16string_view name) {
-  const std::vector<std::u16string_view> parts = Parts(name);
+  const std::vector<std::u16string_view> parts = EntryParts(name);
   return !name.starts_with(u'/') && std::find(parts.begin(), parts.end(), u"..") == parts.end();
 }
 
@@ -35,10 +31,10 @@ using Names = std::set<std::u16string>;
 /// may pass. After passing one, ".." means a folder that the text does not tell.
 bool LeadsInside(std::u16string_view name, std::u16string_view target, const Names& links) {
   if (target.empty() || target.starts_with(u'/') || target.find(u'\0') != target.npos) return false;
-  std::vector<std::u16string_view> at = Parts(name);
+  std::vector<std::u16string_view> at = EntryParts(name);
   at.pop_back();
   bool known = true;
-  for (const std::u16string_view part : Parts(target)) {
+  for (const std::u16string_view part : EntryParts(target)) {
     if (part == u"..") {
       if (at.empty() || !known) return false;
       at.pop_back();
@@ -50,22 +46,6 @@ bool LeadsInside(std::u16string_view name, std::u16string_view target, const Nam
     }
   }
   return true;
-}
-
-/// Opens the folder that an entry lies in, following no link below the root; makes what is missing
-/// when asked to.
-Result<Folder> OpenParent(const FileSystem& files, std::u16string_view root,
-                          std::u16string_view name, bool make) {
-  Result<Folder> folder = files.OpenFolder(root);
-  std::vector<std::u16string_view> parts = Parts(name);
-  if (!parts.empty()) parts.pop_back();
-  for (const std::u16string_view part : parts) {
-    if (!folder) break;
-    Result<Folder> next = folder->OpenFolder(part);
-    if (IsNotFound(next.Error) && make) next = folder->MakeFolder(part);
-    folder = std::move(next);
-  }
-  return folder;
 }
 
 class Extraction {
@@ -93,6 +73,8 @@ class Extraction {
     int result = TryPassword();
     if (result == kCommandCancelled) return result;
     if (result != 0) return Fail(path_ + u" (密碼錯誤)");
+    staging_.emplace(context_.Files, context_.Asides, destination_);
+    if (!*staging_) return Fail(destination_);
     const std::string links = LinkLines();
     if (links.empty()) {
       result = Unpack(kind, {});
@@ -101,7 +83,7 @@ class Extraction {
       result = UnpackWithLinks(kind, list);
       RemoveListFile(context_.Files);
     }
-    if (result == 0 || !refused_.empty()) CountFiles();
+    if (result != kCommandCancelled) PlaceAll();
     return result;
   }
 
@@ -119,6 +101,8 @@ class Extraction {
   /// that link in the archive or in the folder already.
   std::u16string FindEscape() {
     Names seen;
+    const Result<Folder> root = context_.Files.OpenFolder(destination_);
+    if (!root) return destination_;
     for (const IndividualInfo& entry : archive_->Entries) {
       if (!StaysInside(entry.FileName)) return entry.FileName;
       if (entry.IsLink) links_.insert(entry.FileName);
@@ -132,7 +116,7 @@ class Extraction {
       if (last == entry.FileName.npos || !seen.insert(entry.FileName.substr(0, last)).second) {
         continue;
       }
-      const Result<Folder> parent = OpenParent(context_.Files, destination_, entry.FileName, false);
+      const Result<Folder> parent = OpenParent(*root, entry.FileName);
       if (!parent && !IsNotFound(parent.Error)) return entry.FileName;
     }
     return {};
@@ -163,18 +147,24 @@ class Extraction {
   }
 
   int UnpackWithLinks(int kind, const std::u16string& list) {
-    if (list.empty()) return Fail(path_);
+    if (list.empty()) return Break(2);
     const Result<std::string> targets =
         context_.Library.ReadEntries(path_, list, Password(), &monitor_);
-    if (!targets) return targets.Error == kCommandCancelled ? targets.Error : Fail(path_);
+    if (!targets) return Break(targets.Error);
     // Each target's length is known. A name that the list did not find would shift them all.
     std::uint64_t expected = 0;
     for (const IndividualInfo& entry : archive_->Entries) {
       if (IsListedLink(entry)) expected += entry.OriginalSize;
     }
-    if (targets->size() != expected) return Fail(path_);
+    if (targets->size() != expected) return Break(2);
     const int result = Unpack(kind, list);
-    if (result == 0 || !refused_.empty()) MakeLinks(*targets);
+    if (result != kCommandCancelled && !broken_off_) MakeLinks(*targets);
+    return result;
+  }
+
+  /// Nothing that was unpacked can be trusted.
+  int Break(int result) {
+    broken_off_ = true;
     return result;
   }
 
@@ -184,7 +174,7 @@ class Extraction {
 
   int Unpack(int kind, std::u16string_view left_out) {
     archiver_.param1 = path_;
-    archiver_.param2 = AddBackslash(destination_);
+    archiver_.param2 = staging_->Path();
     archiver_.Command = u"x";
     archiver_.Switch = u"-r -y";
     if (!left_out.empty()) archiver_.Switch += u" \"-x@" + std::u16string(left_out) + u"\"";
@@ -194,23 +184,26 @@ class Extraction {
     if (result != 0) {
       context_.Log.WriteJobLog(ReplaceAll(archiver_.ResultBuffer, u"\n", u"\r\n"));
     }
-    if (result != 0 && result != kCommandCancelled) NoteErrors();
+    if (result != 0 && result != kCommandCancelled) NoteErrors(result);
     return result;
   }
 
-  /// Counts what the archiver says it could not unpack: "ERROR: why : path", a line each.
-  void NoteErrors() {
+  /// Notes what the archiver says it could not unpack: "ERROR: why : path", a line each. Where it
+  /// failed without such a line, it broke off.
+  void NoteErrors(int result) {
     const std::u16string folder =
-        FromUtf8(context_.Files.HostPath(AddBackslash(destination_)).value_or(std::string()));
-    std::uint32_t errors = 0;
+        FromUtf8(context_.Files.HostPath(staging_->Path()).value_or(std::string()));
     for (std::u16string_view line : Split(archiver_.ResultBuffer, u'\n')) {
-      if (!line.starts_with(u"ERROR: ")) continue;
-      ++errors;
-      line.remove_prefix(std::min(line.rfind(u" : "), line.size() - 3) + 3);
+      if (!line.starts_with(u"ERROR: ") || line.rfind(u" : ") == line.npos) continue;
+      line.remove_prefix(line.rfind(u" : ") + 3);
       if (line.starts_with(folder)) line.remove_prefix(folder.size());
       refused_.emplace(line);
     }
-    context_.Counters.FailedFiles += std::max(errors, 1U);
+    if (result == kWarnings) {
+      ++context_.Counters.WarningFiles;
+    } else if (refused_.empty()) {
+      Break(result);
+    }
   }
 
   /// The archiver would bend links or leave empty files in their place; so they are made here, from
@@ -223,32 +216,41 @@ class Extraction {
         target = FromUtf8(targets.substr(0, static_cast<std::size_t>(entry.OriginalSize)));
         targets.remove_prefix(static_cast<std::size_t>(entry.OriginalSize));
       }
-      if (LeadsInside(entry.FileName, target, links_) && MakeLink(entry, target)) continue;
-      ++context_.Counters.SourceFiles;
-      ++context_.Counters.FailedFiles;
-      context_.Log.WriteTimed(std::u16string(kFailed) + entry.FileName + u" -> " + target);
-      refused_.insert(entry.FileName);
+      if (!LeadsInside(entry.FileName, target, links_) ||
+          staging_->MakeLink(entry.FileName, target, entry.Modified) != 0) {
+        refused_.insert(entry.FileName);
+      }
     }
   }
 
-  bool MakeLink(const IndividualInfo& entry, const std::u16string& target) {
-    const Result<Folder> parent = OpenParent(context_.Files, destination_, entry.FileName, true);
-    if (!parent) return false;
-    const std::u16string_view name = Parts(entry.FileName).back();
-    parent->RemoveFile(name);
-    if (parent->MakeLink(name, target) != 0) return false;
-    Result<FileStatus> made = parent->Status(name);
-    made->Accessed = made->Written = entry.Modified;
-    return parent->SetLinkTimes(name, *made) == 0;
+  /// Whether this is, as far as can be told, the whole of an entry.
+  bool IsWhole(const IndividualInfo& entry, const Result<FileStatus>& unpacked) const {
+    if (broken_off_ || !unpacked || refused_.contains(entry.FileName)) return false;
+    if (entry.IsLink) return unpacked->Kind == FileKind::Link;
+    return unpacked->Kind == FileKind::File && unpacked->Size == entry.OriginalSize;
   }
 
-  void CountFiles() {
+  void PlaceAll() {
     for (const IndividualInfo& entry : archive_->Entries) {
-      if (entry.IsFolder || refused_.contains(entry.FileName)) continue;
-      ++context_.Counters.SourceFiles;
-      ++context_.Counters.CopiedFiles;
-      context_.Counters.CopiedBytes += entry.OriginalSize;
+      if (entry.IsFolder && !broken_off_) staging_->NoteFolder(entry.FileName);
     }
+    // Of two entries that mean the same here, the last was unpacked over the first: it comes first
+    // now, and the other is missing.
+    Names placed;
+    for (auto entry = archive_->Entries.rbegin(); entry != archive_->Entries.rend(); ++entry) {
+      context_.Host.PumpMessages();
+      if (context_.State.CancelRequested) return;
+      const std::u16string& name = entry->FileName;
+      if (entry->IsFolder || !placed.insert(name).second) continue;
+      ++context_.Counters.SourceFiles;
+      if (IsWhole(*entry, staging_->Status(name)) && staging_->Place(name) == 0) {
+        ++context_.Counters.CopiedFiles;
+        context_.Counters.CopiedBytes += entry->OriginalSize;
+      } else {
+        Fail(name);
+      }
+    }
+    if (staging_->FinishFolders() != 0) ++context_.Counters.WarningFiles;
   }
 
   ArchiveContext& context_;
@@ -257,7 +259,9 @@ class Extraction {
   HostMonitor monitor_;
   ClsArc archiver_;
   std::shared_ptr<SevenZipLibrary::Archive> archive_;
+  std::optional<Staging> staging_;
   Names links_, refused_;
+  bool broken_off_ = false;
 };
 
 }  // namespace

@@ -64,8 +64,8 @@ RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
     ExtractArchive(archiving, job, archive, job.Destination.WorkPath);
   } else {
     RestoreWalk(context, job, mode).Run();
-    HealAsides(context);
   }
+  HealAsides(context);
   job.LastRunResult = ToLastRunResult(context.Counters, state.CancelRequested);
   WriteRestoreSummary(context, job);
   context.Log.CloseJobLog();

@@ -35,7 +35,9 @@ struct RunContext {
   /// Small files may be copied ahead of their turn by a second thread.
   bool CopyAhead = true;
 
-  ArchiveContext Archiving() { return {Files, Clock, Archiver, State, Host, Log, Counters}; }
+  ArchiveContext Archiving() {
+    return {Files, Clock, Archiver, State, Host, Log, Counters, Asides};
+  }
 };
 
 }  // namespace kavrel

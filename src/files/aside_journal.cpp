@@ -6,6 +6,7 @@
 
 #include "base/text.h"
 #include "files/path.h"
+#include "files/remove_tree.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -40,7 +41,10 @@ std::uint64_t Sum(std::string_view text) {
 }
 
 std::string Marks(const FileStatus& status) {
-  return std::string(1, status.Kind == FileKind::Link ? 'L' : 'F') + Hex(status.Size) +
+  const char kind = status.Kind == FileKind::Link     ? 'L'
+                    : status.Kind == FileKind::Folder ? 'D'
+                                                      : 'F';
+  return std::string(1, kind) + Hex(status.Size) +
          Hex(static_cast<std::uint64_t>(status.Written.Seconds));
 }
 
@@ -153,6 +157,14 @@ AsideJournal::Outcome AsideJournal::Settle(std::string_view bytes, const Report&
   // An empty file may be the part that there was no time left to note; nothing is lost with it.
   const bool part = now && !complete && now->Kind == FileKind::File &&
                     (now->Size == 0 || (slot.Made != 0 && now->Id == slot.Made));
+  if (slot.NewMarks.starts_with('D')) {
+    // An empty one may be ours that there was no time left to note; nothing is lost with it.
+    const bool ours = now && slot.Made != 0 && now->Id == slot.Made;
+    if (!ours && (!now || slot.Made != 0 || folder->RemoveFolder(name) != 0)) {
+      return Outcome::Settled;
+    }
+    return tell(Healing::PartRemoved, ours ? RemoveTree(*folder, name) : 0, name);
+  }
   if (aside.empty()) {
     if (!part) return Outcome::Settled;
     return tell(Healing::PartRemoved, folder->RemoveFile(name), name);

@@ -15,7 +15,8 @@
 
 namespace kavrel {
 
-/// One file that is being replaced, or a large new one that is being written.
+/// One file that is being replaced, a large new one that is being written, or a folder that is to
+/// go with all that is in it.
 struct AsideRecord {
   std::u16string_view Folder;  ///< with its final separator
   std::u16string_view Aside;   ///< the old file's temporary name; empty when there is no old file

@@ -103,6 +103,8 @@ class Folder {
   Result<FileStatus> Status() const;
   Result<FileStatus> Status(std::u16string_view name) const;
   Result<Folder> OpenFolder(std::u16string_view name) const;
+  /// This folder, opened once more.
+  Result<Folder> Reopen() const;
   /// A new, empty folder that only its owner may enter until SetAttributes, opened.
   Result<Folder> MakeFolder(std::u16string_view name) const;
   Result<File> OpenFile(std::u16string_view name) const;
@@ -119,6 +121,9 @@ class Folder {
   ErrorCode Rename(std::u16string_view from, std::u16string_view to) const;
   /// Renames a file inside this folder over another, at once or not at all.
   ErrorCode Replace(std::u16string_view from, std::u16string_view to) const;
+  /// Moves an entry of another folder into this one, over a file of its name, at once or not at
+  /// all.
+  ErrorCode TakeOver(const Folder& from, std::u16string_view name) const;
   ErrorCode RemoveFile(std::u16string_view name) const;
   /// Removes an empty folder.
   ErrorCode RemoveFolder(std::u16string_view name) const;

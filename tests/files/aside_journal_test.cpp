@@ -68,6 +68,23 @@ TEST_F(AsideJournalTest, WhatSomebodyElsePutThereStays) {
   EXPECT_EQ(ReadTestFile(folder_ / "pt1.tmp"), "a user's own");
 }
 
+TEST_F(AsideJournalTest, AFolderOfOursGoesWithItsContentAndNobodyElses) {
+  for (const bool ours : {true, false}) {
+    FileStatus like;
+    like.Kind = FileKind::Folder;
+    {
+      AsideJournal journal(temp_.Files());
+      const int slot = journal.Begin({u"D:\\dst\\", {}, u"pt2.tmp", nullptr, &like});
+      fs::create_directories(folder_ / "pt2.tmp");
+      journal.NoteMade(slot, temp_.Files().Status(u"D:\\dst\\pt2.tmp"));
+    }
+    if (!ours) fs::rename(folder_ / "pt2.tmp", folder_ / "taken away");
+    WriteTestFile(folder_ / "pt2.tmp" / "in" / "a", "x");
+    EXPECT_EQ(Heal().size(), ours ? 1U : 0U);
+    EXPECT_EQ(fs::exists(folder_ / "pt2.tmp" / "in" / "a"), !ours);
+  }
+}
+
 TEST_F(AsideJournalTest, ADiskThatIsAwayIsHealedWhenItIsBack) {
   Killed();
   fs::rename(folder_, temp_.Root() / "away");

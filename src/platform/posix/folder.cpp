@@ -46,6 +46,13 @@ Result<Folder> Folder::OpenFolder(std::u16string_view name) const {
   return {Folder(handle), 0};
 }
 
+Result<Folder> Folder::Reopen() const {
+  const int handle =
+      Retry([&] { return openat(handle_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  if (handle < 0) return Result<Folder>::Fail(errno);
+  return {Folder(handle), 0};
+}
+
 Result<Folder> Folder::MakeFolder(std::u16string_view name) const {
   const std::string native = NativeName(name);
   if (native.empty()) return Result<Folder>::Fail(EINVAL);
@@ -128,6 +135,12 @@ ErrorCode Folder::Replace(std::u16string_view from, std::u16string_view to) cons
   const std::string native_from = NativeName(from), native_to = NativeName(to);
   if (native_from.empty() || native_to.empty()) return EINVAL;
   return renameat(handle_, native_from.c_str(), handle_, native_to.c_str()) == 0 ? 0 : errno;
+}
+
+ErrorCode Folder::TakeOver(const Folder& from, std::u16string_view name) const {
+  const std::string native = NativeName(name);
+  if (native.empty()) return EINVAL;
+  return renameat(from.handle_, native.c_str(), handle_, native.c_str()) == 0 ? 0 : errno;
 }
 
 ErrorCode Folder::RemoveFile(std::u16string_view name) const {

@@ -75,6 +75,19 @@ Result<Folder> Folder::OpenFolder(std::u16string_view name) const {
   return {Folder(ToNumber(opened->Release())), 0};
 }
 
+Result<Folder> Folder::Reopen() const {
+  Opening how;
+  how.Access = kWalk | FILE_WRITE_ATTRIBUTES;
+  how.Options = kFolderOnly;
+  Result<Handle> opened = win32::Open(ToHandle(handle_), {}, how);
+  if (opened.Error == kErrAccess) {
+    how.Access = kWalk;
+    opened = win32::Open(ToHandle(handle_), {}, how);
+  }
+  if (!opened) return Fail(opened.Error);
+  return {Folder(ToNumber(opened->Release())), 0};
+}
+
 Result<Folder> Folder::MakeFolder(std::u16string_view name) const {
   Result<Handle> made = OpenWalkable(ToHandle(handle_), name, kCreate);
   if (!made) return Fail(made.Error);
@@ -119,22 +132,27 @@ ErrorCode Folder::SetLinkTimes(std::u16string_view name, const FileStatus& from)
 
 namespace {
 
-ErrorCode RenameIn(HANDLE folder, std::u16string_view from, std::u16string_view to, bool replace) {
+ErrorCode RenameIn(HANDLE from_folder, std::u16string_view from, HANDLE folder,
+                   std::u16string_view to, bool replace) {
   if (!IsName(to)) return kErrInvalid;
   Opening how;
   how.Access = DELETE | FILE_READ_ATTRIBUTES;
-  const Result<Handle> entry = win32::OpenEntry(folder, from, how);
+  const Result<Handle> entry = win32::OpenEntry(from_folder, from, how);
   return entry ? win32::RenameOpen(entry->Get(), folder, to, replace) : entry.Error;
 }
 
 }  // namespace
 
 ErrorCode Folder::Rename(std::u16string_view from, std::u16string_view to) const {
-  return RenameIn(ToHandle(handle_), from, to, false);
+  return RenameIn(ToHandle(handle_), from, ToHandle(handle_), to, false);
 }
 
 ErrorCode Folder::Replace(std::u16string_view from, std::u16string_view to) const {
-  return RenameIn(ToHandle(handle_), from, to, true);
+  return RenameIn(ToHandle(handle_), from, ToHandle(handle_), to, true);
+}
+
+ErrorCode Folder::TakeOver(const Folder& from, std::u16string_view name) const {
+  return RenameIn(ToHandle(from.handle_), name, ToHandle(handle_), name, true);
 }
 
 ErrorCode Folder::RemoveFile(std::u16string_view name) const {

@@ -1,0 +1,142 @@
+#include "archive/staging.h"
+
+#include <algorithm>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "files/path.h"
+#include "files/remove_tree.h"
+#include "platform/error_codes.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::uint32_t kOwnerMay = 0700;
+
+Result<Folder> OpenAlong(const Folder& root, const std::vector<std::u16string_view>& parts) {
+  Result<Folder> folder = root.Reopen();
+  for (const std::u16string_view part : parts) {
+    if (folder) folder = folder->OpenFolder(part);
+  }
+  return folder;
+}
+
+}  // namespace
+
+std::vector<std::u16string_view> EntryParts(std::u16string_view name) {
+  std::vector<std::u16string_view> parts = Split(name, u'/');
+  std::erase(parts, std::u16string_view());
+  return parts;
+}
+
+Result<Folder> OpenParent(const Folder& root, std::u16string_view name) {
+  std::vector<std::u16string_view> parts = EntryParts(name);
+  if (!parts.empty()) parts.pop_back();
+  return OpenAlong(root, parts);
+}
+
+Staging::Staging(const FileSystem& files, AsideJournal& asides, std::u16string_view destination)
+    : asides_(asides) {
+  Result<Folder> root = files.OpenFolder(destination);
+  if (!root) return;
+  root_ = std::move(*root);
+  const std::u16string folder = AddBackslash(destination);
+  FileStatus like;
+  like.Kind = FileKind::Folder;
+  for (std::int64_t number = 1; !staged_; ++number) {
+    name_ = u"pt" + Decimal(number) + u".tmp";
+    slot_ = asides_.Begin({folder, {}, name_, nullptr, &like});
+    Result<Folder> made = root_.MakeFolder(name_);
+    if (made) {
+      asides_.NoteMade(slot_, made->Status());
+      staged_ = std::move(*made);
+    } else {
+      asides_.End(slot_);
+      if (!IsTaken(made.Error)) return;
+    }
+  }
+  path_ = folder + name_ + PathSeparator(folder);
+}
+
+Staging::~Staging() {
+  if (staged_ && RemoveTree(root_, name_) == 0) asides_.End(slot_);
+}
+
+Result<FileStatus> Staging::Status(std::u16string_view name) const {
+  const Result<Folder> parent = OpenParent(staged_, name);
+  return parent ? parent->Status(EntryParts(name).back()) : Result<FileStatus>::Fail(parent.Error);
+}
+
+ErrorCode Staging::MakeLink(std::u16string_view name, std::u16string_view target,
+                            FileTime written) const {
+  Result<Folder> folder = staged_.Reopen();
+  std::vector<std::u16string_view> parts = EntryParts(name);
+  const std::u16string_view last = parts.back();
+  parts.pop_back();
+  for (const std::u16string_view part : parts) {
+    if (!folder) break;
+    Result<Folder> next = folder->OpenFolder(part);
+    if (IsNotFound(next.Error)) next = folder->MakeFolder(part);
+    folder = std::move(next);
+  }
+  if (!folder) return folder.Error;
+  folder->RemoveFile(last);
+  if (const ErrorCode error = folder->MakeLink(last, target)) return error;
+  Result<FileStatus> made = folder->Status(last);
+  made->Accessed = made->Written = written;
+  return folder->SetLinkTimes(last, *made);
+}
+
+void Staging::NoteFolder(std::u16string_view name) {
+  const Result<FileStatus> status = Status(name);
+  if (status) folders_.emplace_back(name, *status);
+}
+
+Result<Folder> Staging::OpenPlace(const std::vector<std::u16string_view>& parts) const {
+  Result<Folder> from = staged_.Reopen(), to = root_.Reopen();
+  for (const std::u16string_view part : parts) {
+    if (!from) return from;
+    if (!to) return to;
+    from = from->OpenFolder(part);
+    if (!from) return from;
+    from->MakeWritable();
+    Result<Folder> next = to->OpenFolder(part);
+    if (IsNotFound(next.Error) && (next = to->MakeFolder(part))) {
+      Result<FileStatus> like = from->Status();
+      like->Mode |= kOwnerMay;
+      next->SetAttributes(*like, *from);
+    }
+    to = std::move(next);
+  }
+  return to;
+}
+
+ErrorCode Staging::Place(std::u16string_view name) const {
+  std::vector<std::u16string_view> parts = EntryParts(name);
+  const std::u16string_view last = parts.back();
+  parts.pop_back();
+  const Result<Folder> to = OpenPlace(parts);
+  if (!to) return to.Error;
+  const Result<Folder> from = OpenAlong(staged_, parts);
+  return from ? to->TakeOver(*from, last) : from.Error;
+}
+
+ErrorCode Staging::FinishFolders() const {
+  ErrorCode first = 0;
+  std::vector<std::pair<std::u16string, FileStatus>> folders = folders_;
+  // What is inside comes before what it is in, whose times it would change.
+  std::sort(folders.begin(), folders.end(),
+            [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
+  for (const auto& [name, like] : folders) {
+    const std::vector<std::u16string_view> parts = EntryParts(name);
+    const Result<Folder> from = OpenAlong(staged_, parts), to = OpenPlace(parts);
+    ErrorCode error = from ? to.Error : from.Error;
+    if (!error) error = to->SetAttributes(like, *from);
+    if (!error) error = to->SetTimes(like);
+    if (!first) first = error;
+  }
+  return first;
+}
+
+}  // namespace kavrel

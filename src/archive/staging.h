@@ -1,0 +1,59 @@
+// Where an archive is unpacked at first: a folder of its own inside the destination. From there
+// each file takes its place at once, so a restore that breaks off has replaced nothing by a part,
+// and the archiver never writes where anybody else might have put a link meanwhile.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "files/aside_journal.h"
+#include "platform/files.h"
+
+namespace kavrel {
+
+/// The parts of an entry's name, which the archiver writes with slashes.
+std::vector<std::u16string_view> EntryParts(std::u16string_view name);
+
+/// Opens the folder below `root` that an entry lies in, following no link.
+Result<Folder> OpenParent(const Folder& root, std::u16string_view name);
+
+/// Entries go by their names in the archive.
+class Staging {
+ public:
+  /// Makes the folder in the destination, which exists. The journal, which outlives this, lets the
+  /// next run remove what a killed one leaves.
+  Staging(const FileSystem& files, AsideJournal& asides, std::u16string_view destination);
+  /// Removes the folder with all that is still in it.
+  ~Staging();
+  Staging(const Staging&) = delete;
+  Staging& operator=(const Staging&) = delete;
+
+  explicit operator bool() const { return static_cast<bool>(staged_); }
+  const std::u16string& Path() const { return path_; }
+
+  /// What was unpacked as this entry.
+  Result<FileStatus> Status(std::u16string_view name) const;
+  /// Makes a link there, with the times of `like`.
+  ErrorCode MakeLink(std::u16string_view name, std::u16string_view target, FileTime written) const;
+  /// Remembers how a folder is to be, before anything leaves it.
+  void NoteFolder(std::u16string_view name);
+  /// Moves a file or link to its place, over a file or link that is there.
+  ErrorCode Place(std::u16string_view name) const;
+  /// Makes the noted folders and gives them their times and permissions; the first error.
+  ErrorCode FinishFolders() const;
+
+ private:
+  /// A folder of the destination; a new one is like the unpacked one. That one may be written to
+  /// from now on.
+  Result<Folder> OpenPlace(const std::vector<std::u16string_view>& parts) const;
+
+  AsideJournal& asides_;
+  Folder root_, staged_;
+  std::u16string name_, path_;
+  int slot_ = AsideJournal::kNoSlot;
+  std::vector<std::pair<std::u16string, FileStatus>> folders_;
+};
+
+}  // namespace kavrel
