@@ -1,10 +1,14 @@
-// Disks that are full or cannot be written, for real: small mounts of their own.
+// Disks that are full, break, cannot be written or are of another kind: small mounts of their own
+// where the system lets us, else a loaded object that imitates them.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <fstream>
 
+#include "base/text.h"
 #include "faults/world.h"
+#include "support/variable.h"
 
 namespace fs = std::filesystem;
 
@@ -13,80 +17,296 @@ namespace {
 
 class DiskTest : public testing::Test {
  protected:
-  TempFolder temp_;
-  fs::path source_ = temp_.DriveC() / "src", disk_ = temp_.Root() / "disk", home_ = temp_.Home();
-  bool mounted_ = false;
+  RealJob job_;
+  fs::path disk_ = job_.Temp.Root() / "disk";
 
   void SetUp() override {
-    fs::create_directories(source_);
+    fs::create_directories(job_.Source);
     fs::create_directories(disk_);
-    mounted_ = mount("tmpfs", disk_.c_str(), "tmpfs", 0, "size=1m") == 0;
-    if (!mounted_) GTEST_SKIP() << "no right to mount";
+    if (mount("tmpfs", disk_.c_str(), "tmpfs", 0, "size=1m") != 0) {
+      GTEST_SKIP() << "no right to mount";
+    }
+    job_.Dest = disk_ / "dst";
   }
   ~DiskTest() override {
-    if (mounted_) umount2(disk_.c_str(), MNT_DETACH);
+    while (umount2(disk_.c_str(), MNT_DETACH) == 0) continue;
   }
 
   CommandResult Backup(const char* type) {
-    Add(type, disk_ / "dst");
-    return RunCommand({KAVRELCTL, "--home", home_, "run", "J"});
+    job_.Make(type);
+    return job_.Run();
   }
-  void Add(const char* type, const fs::path& dest) const {
-    EXPECT_EQ(RunCommand({KAVRELCTL, "--home", home_, "add", "--name", "J", "--type", type,
-                          "--source", source_, "--dest", dest, "--no-source-folder"})
-                  .ExitCode,
-              0);
-  }
-  void Fill() const {
-    std::ofstream out(disk_ / "filler", std::ios::binary);
-    out << std::string(2 << 20, 'x');
+  /// Fills the disk but for this many bytes.
+  void Fill(std::size_t left) const {
+    fs::remove(disk_ / "filler");
+    const std::size_t free = fs::space(disk_).available;
+    WriteTestFile(disk_ / "filler", std::string(free - std::min(left, free), 'x'));
   }
 };
 
 TEST_F(DiskTest, ADiskThatFillsInTheMidstOfAFileKeepsItsOldVersion) {
-  WriteTestFile(source_ / "big", std::string(900'000, 'n'));
-  WriteTestFile(source_ / "small", "new");
-  WriteTestFile(disk_ / "dst" / "big", std::string(300'000, 'o'));
-  WriteTestFile(disk_ / "dst" / "small", "old");
+  WriteTestFile(job_.Source / "big", std::string(900'000, 'n'));
+  WriteTestFile(job_.Source / "small", "new");
+  WriteTestFile(job_.Dest / "big", std::string(300'000, 'o'));
+  WriteTestFile(job_.Dest / "small", "old");
   for (const char* type : {"full", "sync"}) {
     const CommandResult result = Backup(type);
     EXPECT_EQ(result.ExitCode, 1);
-    EXPECT_NE(result.Output.find("備份失敗檔案總計　：1"), std::string::npos) << result.Output;
-    const Tree found = ReadTree(disk_ / "dst");
+    EXPECT_EQ(Figure(result.Output, kFailed), 1) << result.Output;
+    const Tree found = ReadTree(job_.Dest);
     ASSERT_EQ(found.size(), 2U);
     EXPECT_EQ(found.at("big").Bytes, std::string(300'000, 'o'));
     EXPECT_EQ(found.at("small").Bytes, "new");
-    EXPECT_EQ(RunCommand({KAVRELCTL, "--home", home_, "remove", "J"}).ExitCode, 0);
   }
 }
 
-TEST_F(DiskTest, AReadOnlyDiskFailsEachFileAndChangesNothing) {
-  WriteTestFile(source_ / "a", "newer");
-  WriteTestFile(disk_ / "dst" / "a", "old");
-  WriteTestFile(disk_ / "dst" / "gone", "old");
-  ASSERT_EQ(mount("", disk_.c_str(), "", MS_REMOUNT | MS_RDONLY, "size=1m"), 0);
-  const CommandResult result = Backup("sync");
-  EXPECT_EQ(result.ExitCode, 1);
-  EXPECT_NE(result.Output.find("備份失敗檔案總計　：2"), std::string::npos) << result.Output;
-  const Tree found = ReadTree(disk_ / "dst");
-  ASSERT_EQ(found.size(), 2U);
-  EXPECT_EQ(found.at("a").Bytes, "old");
+std::string Noise(std::size_t length) {
+  std::string noise(length, '\0');
+  unsigned state = 1;
+  for (char& c : noise) c = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+  return noise;
 }
 
-TEST_F(DiskTest, AFullProgramFolderCostsTheLogButNeitherBackupNorStore) {
-  home_ = disk_ / "home";
-  fs::create_directories(home_);
-  WriteTestFile(source_ / "a", "new");
-  Add("full", temp_.Root() / "dst");
-  const std::string store = ReadTestFile(home_ / "Backup.rtm");
-  Fill();
-  const CommandResult result = RunCommand({KAVRELCTL, "--home", home_, "run", "J"});
-  EXPECT_EQ(result.ExitCode, 1);
-  EXPECT_NE(result.Errors.find("no log could be written"), std::string::npos) << result.Errors;
-  EXPECT_NE(result.Errors.find("Backup.rtm"), std::string::npos) << result.Errors;
-  EXPECT_EQ(ReadTestFile(temp_.Root() / "dst" / "a"), "new");
-  EXPECT_EQ(ReadTestFile(home_ / "Backup.rtm"), store);
+TEST_F(DiskTest, AFullDiskKeepsTheOldArchive) {
+  WriteTestFile(job_.Source / "a", "first");
+  EXPECT_EQ(Backup("compressed").ExitCode, 0);
+  const Tree before = ReadTree(job_.Dest);
+  WriteTestFile(job_.Source / "noise", Noise(1'500'000));
+  EXPECT_EQ(job_.Run().ExitCode, 1);
+  const Tree after = ReadTree(job_.Dest);
+  ASSERT_EQ(after.size(), 1U);
+  EXPECT_EQ(after.begin()->second.Bytes, before.begin()->second.Bytes);
 }
+
+TEST_F(DiskTest, ARestoreThatFillsTheDiskReplacesNothingByAPart) {
+  job_.Source = disk_ / "src";
+  job_.Dest = job_.Temp.DriveD() / "dst";
+  WriteTestFile(job_.Source / "a", "packed");
+  WriteTestFile(job_.Source / "big", Noise(400'000));
+  EXPECT_EQ(Backup("compressed").ExitCode, 0);
+  WriteTestFile(job_.Source / "a", "old");
+  WriteTestFile(job_.Source / "big", "old");
+  Fill(200'000);
+  const CommandResult restored = job_.Run("restore");
+  EXPECT_EQ(restored.ExitCode, 1) << restored.Output;
+  const Tree found = ReadTree(job_.Source);
+  ASSERT_EQ(found.size(), 2U);
+  EXPECT_TRUE(found.at("big").Bytes == "old") << found.at("big").Bytes.size();
+}
+
+TEST_F(DiskTest, WhatCannotBeWrittenFailsEachFileAndChangesNothing) {
+  WriteTestFile(job_.Source / "a", "newer");
+  WriteTestFile(job_.Dest / "a", "old");
+  WriteTestFile(job_.Dest / "gone", "old");
+  const auto fails = [&](const char* how) {
+    const CommandResult result = Backup("sync");
+    EXPECT_EQ(result.ExitCode, 1) << how;
+    EXPECT_EQ(Figure(result.Output, kFailed), 2) << how << result.Output;
+    const Tree found = ReadTree(job_.Dest);
+    ASSERT_EQ(found.size(), 2U) << how;
+    EXPECT_EQ(found.at("a").Bytes, "old") << how;
+  };
+  ASSERT_EQ(mount("", disk_.c_str(), "", MS_REMOUNT | MS_RDONLY, "size=1m"), 0);
+  fails("a read-only disk");
+  ASSERT_EQ(mount("", disk_.c_str(), "", MS_REMOUNT, "size=1m"), 0);
+  ASSERT_EQ(mount(job_.Dest.c_str(), job_.Dest.c_str(), "", MS_BIND, ""), 0);
+  ASSERT_EQ(mount("", job_.Dest.c_str(), "", MS_REMOUNT | MS_BIND | MS_RDONLY, ""), 0);
+  fails("a folder that is bound read-only");
+  EXPECT_EQ(umount2(job_.Dest.c_str(), MNT_DETACH), 0);
+}
+
+TEST_F(DiskTest, AProgramFolderThatFillsAtAnyPointCostsTheLogButNeitherBackupNorStore) {
+  job_.Home = disk_ / "home";
+  job_.Dest = job_.Temp.Root() / "dst";
+  WriteTestFile(job_.Source / "a", "new");
+  fs::create_directories(job_.Home);
+  job_.Make("full");
+  const std::string store = ReadTestFile(job_.Home / "Backup.rtm");
+  EXPECT_EQ(job_.Run().ExitCode, 0);
+  unsigned told = 0, whole = 0;
+  for (std::size_t pages = 0; pages < 12; ++pages) {
+    fs::remove_all(job_.Dest);
+    fs::remove_all(job_.Home / "Log");
+    WriteTestFile(job_.Home / "Backup.rtm", store);
+    Fill(pages * 4096);
+    const CommandResult result = job_.Run();
+    EXPECT_EQ(ReadTestFile(job_.Dest / "a"), "new") << pages;
+    const std::string now = ReadTestFile(job_.Home / "Backup.rtm");
+    const bool stored = now != store;
+    EXPECT_EQ(std::count(now.begin(), now.end(), '\n'), 1) << pages;
+    const bool log_failed = result.Errors.find("no log could be written") != std::string::npos;
+    ++(result.ExitCode == 0 ? whole : told);
+    EXPECT_EQ(result.ExitCode == 0, result.Errors.empty()) << pages << result.Errors;
+    EXPECT_TRUE(stored || result.Errors.find("Backup.rtm") != std::string::npos) << pages;
+    EXPECT_TRUE(log_failed || job_.Log().find(kFailed) != std::string::npos) << pages;
+    for (const auto& [path, entry] : ReadTree(job_.Home)) EXPECT_FALSE(path.ends_with(".tmp"));
+  }
+  EXPECT_GT(told, 0U);
+  EXPECT_GT(whole, 0U);
+}
+
+/// A disk whose later part has broken off: what is in it gives errors.
+TEST_F(DiskTest, ADiskThatBreaksCostsNoOldVersionAndNothingIsRemoved) {
+  const fs::path image = job_.Temp.Root() / "image", broken = job_.Temp.Root() / "broken";
+  fs::create_directories(broken);
+  std::ofstream(image).close();
+  fs::resize_file(image, 24 << 20);
+  const auto mounted = [&] {
+    return RunCommand({"/bin/mount", "-o", "loop", image, broken}).ExitCode == 0;
+  };
+  if (RunCommand({"/sbin/mkfs.ext4", "-q", "-F", image}).ExitCode != 0 || !mounted()) {
+    GTEST_SKIP() << "no right to mount an image";
+  }
+  job_.Source = broken;
+  job_.Dest = job_.Temp.DriveD() / "dst";
+  for (int i = 0; i < 60; ++i) {
+    const fs::path name = fs::path("d" + std::to_string(i % 6)) / std::to_string(i);
+    WriteTestFile(broken / name, std::string(200'000, static_cast<char>('0' + i)));
+    WriteTestFile(job_.Dest / name, "old");
+  }
+  ASSERT_EQ(RunCommand({"/bin/umount", broken}).ExitCode, 0);
+  ASSERT_TRUE(mounted());
+  fs::resize_file(image, 9 << 20);
+  for (const char* type : {"sync", "differential"}) {
+    const CommandResult result = Backup(type);
+    EXPECT_EQ(result.ExitCode, 1) << result.Output;
+    EXPECT_GT(Figure(result.Output, kFailed), 0) << result.Output;
+    const Tree found = ReadTree(job_.Dest);
+    std::size_t files = 0, old = 0;
+    for (const auto& [path, entry] : found) {
+      if (entry.Kind != 'F') continue;
+      ++files;
+      const bool is_old = entry.Bytes == "old";
+      old += is_old;
+      const char letter = static_cast<char>('0' + std::stoi(fs::path(path).filename()));
+      EXPECT_TRUE(is_old || entry.Bytes == std::string(200'000, letter)) << path;
+    }
+    EXPECT_EQ(files, 60U);
+    EXPECT_GT(old, 0U);
+  }
+  RunCommand({"/bin/umount", "-l", broken});
+}
+
+TEST(Unprivileged, WhatAUserMayNotReadOrWriteIsToldAndKept) {
+  RealJob job;
+  if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+  WriteTestFile(job.Source / "a", "new a");
+  WriteTestFile(job.Source / "closed/b", "new b");
+  WriteTestFile(job.Source / "secret", "new secret");
+  WriteTestFile(job.Source / "sub/c", "new c");
+  for (const char* name : {"a", "closed/b", "secret", "sub/c"}) {
+    WriteTestFile(job.Dest / name, "old");
+  }
+  job.Make("sync");
+  EXPECT_EQ(RunCommand({"/bin/chown", "-R", "65534:65534", job.Temp.Root()}).ExitCode, 0);
+  fs::permissions(job.Source / "secret", fs::perms::none);
+  for (const fs::path& path : {job.Source / "closed", job.Dest / "sub"}) {
+    EXPECT_EQ(RunCommand({"/bin/chown", "0:0", path}).ExitCode, 0);
+    fs::permissions(path, fs::perms(path.filename() == "sub" ? 0755 : 0700));
+  }
+  job.StartedBy = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+  const CommandResult result = job.Run();
+  EXPECT_EQ(result.ExitCode, 1) << result.Output << result.Errors;
+  const Tree found = ReadTree(job.Dest);
+  for (const auto& [name, bytes] : std::map<std::string, std::string>{
+           {"a", "new a"}, {"closed/b", "old"}, {"secret", "old"}, {"sub/c", "old"}}) {
+    EXPECT_TRUE(found.contains(name) && found.at(name).Bytes == bytes) << name;
+  }
+  const std::string log = job.Log();
+  for (const char* what : {"closed/", "secret", "sub/"}) {
+    EXPECT_NE(log.find((job.Source / what).string()), std::string::npos) << what << log;
+  }
+}
+
+/// Disks that take "A" and "a" for one entry.
+class OtherDiskTest : public testing::TestWithParam<std::pair<const char*, const char*>> {};
+
+std::string Folded(const std::string& path) {
+  return ToUtf8(ToLower(FromUtf8(path)));
+}
+
+TEST_P(OtherDiskTest, NamesThatItMixesUpOrRefusesAreToldAndNoneIsLost) {
+  const auto [how, type] = GetParam();
+  const bool fat = std::string(how) == "fat", mirror = std::string(type) == "sync",
+             full = std::string(type) == "full";
+  RealJob job;
+  std::vector<std::string> names{"plain", "Name",  "name",      "NAME",      "sub/odd", "Dir/x",
+                                 "dir/x", "dir/y", "sub/A.txt", "sub/a.TXT", "sub/Dir"};
+  // One of the two folders, and of the files of one name all but one.
+  long expected = 4;
+  if (fat) {
+    for (const char* refused :
+         {"a:b", "a?b", "a*b", "a\"b", "a<b", "a>b", "a|b", "dot.", "no?/x"}) {
+      names.emplace_back(refused);
+      ++expected;
+    }
+  }
+  std::map<std::string, std::string> content;
+  for (const std::string& name : names) {
+    // Each of a size of its own.
+    content[name] = name + std::string(content.size(), '.');
+    WriteTestFile(job.Source / name, content[name]);
+    SetWritten(job.Source / name, {1'710'000'001, 999'000'000});
+  }
+  WriteTestFile(job.Dest / "gone", "old");
+  job.Make(type);
+  const Tree source = ReadTree(job.Source);
+  const EnvironmentVariable preload("LD_PRELOAD", FAULT_INJECTOR);
+  const EnvironmentVariable disk("KAVREL_DISK", how + (":" + job.Dest.string()));
+  const EnvironmentVariable asan("ASAN_OPTIONS", "verify_asan_link_order=0");
+  std::vector<std::string> missing;
+  const auto look = [&] {
+    std::map<std::string, std::string> there;
+    for (const auto& [path, entry] : ReadTree(job.Dest)) {
+      EXPECT_TRUE(there.emplace(Folded(path), entry.Bytes).second) << path;
+    }
+    EXPECT_EQ(there.contains("gone"), !mirror);
+    missing.clear();
+    for (const std::string& name : names) {
+      if (fs::exists(job.Source / name) && there[Folded(name)] != content[name]) {
+        missing.push_back(name);
+      }
+    }
+  };
+  // In the second run everything is there already.
+  for (const int run : {1, 2}) {
+    fs::remove_all(job.Home / "Log");
+    const CommandResult result = job.Run();
+    EXPECT_EQ(result.ExitCode, 1) << result.Output << result.Errors;
+    EXPECT_EQ(Figure(result.Output, kFailed), expected) << result.Output << job.Log();
+    EXPECT_TRUE(run == 1 || full || Figure(result.Output, kCopied) == 0) << result.Output;
+    look();
+    const std::string log = job.Log();
+    for (const std::string& name : missing) {
+      const std::string folder = name.substr(0, name.find('/'));
+      EXPECT_TRUE(log.find((job.Source / name).string() + "\r\n") != std::string::npos ||
+                  log.find((job.Dest / folder).string() + "/\r\n") != std::string::npos)
+          << name << "\n"
+          << log;
+    }
+    EXPECT_FALSE(missing.empty());
+  }
+  for (const auto& [path, entry] : ReadTree(job.Source)) {
+    EXPECT_TRUE(source.at(path).SameContent(entry)) << path;
+  }
+  // Once a name has its place alone, it gets it.
+  for (const char* name : {"Name", "NAME", "Dir/x", "Dir", "sub/a.TXT"}) {
+    fs::remove(job.Source / name);
+  }
+  const CommandResult result = job.Run();
+  EXPECT_EQ(Figure(result.Output, kFailed), expected - 4) << result.Output << job.Log();
+  look();
+  EXPECT_EQ(missing.size(), static_cast<std::size_t>(expected - 4));
+}
+
+INSTANTIATE_TEST_SUITE_P(, OtherDiskTest,
+                         testing::Values(std::pair("fold", "full"), std::pair("fold", "sync"),
+                                         std::pair("fold", "differential"),
+                                         std::pair("fat", "full"), std::pair("fat", "sync"),
+                                         std::pair("fat", "differential")),
+                         [](const auto& test) {
+                           return std::string(test.param.first) + "_" + test.param.second;
+                         });
 
 }  // namespace
 }  // namespace kavrel::faults

@@ -1,21 +1,31 @@
 // A shared object that is loaded before a program (LD_PRELOAD) and stands between it and the C
-// library: the n-th call of a kind fails, writes short, or ends the process.
+// library: the n-th call of a kind fails, writes short, or ends the process; and a folder can be
+// made to behave like another file system.
 //
-//   KAVREL_FAULT=KIND:N:WHAT   KIND as below or "any"; WHAT an errno, "short" or "kill"
+//   KAVREL_FAULT=KIND:N:WHAT   KIND as below or "any"; WHAT an errno, "short", "kill", or "gone":
+//                              that call and all that follow fail with EIO
 //   KAVREL_FAULT_IN=NAME       the program that is meant; children of other names run undisturbed
+//   KAVREL_FAULT_UNDER=PATH    only calls for something below this folder count
 //   KAVREL_FAULT_STATE=PATH    a file that counts the calls, shared by all processes
+//   KAVREL_DISK=HOW:PATH       below PATH, "A" and "a" are one entry; HOW is "fold", or "fat" for
+//                              one that also refuses names and links, keeps even seconds and no
+//                              permissions
 //
 // Waiting takes no time, and a program that hangs is ended after half a minute.
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -31,12 +41,20 @@ struct Plan {
   char Kind[16] = "";
   unsigned long At = 0;
   int Error = 0;
-  bool Short = false, Kill = false;
+  bool Short = false, Kill = false, Gone = false;
+  const char* Under = nullptr;
 };
 Plan plan;
 
+const char* disk = nullptr;  ///< the folder that is another file system
+bool fat = false;
+
 __attribute__((constructor)) void ReadPlan() {
   alarm(kTimeLimit);
+  if (const char* how = getenv("KAVREL_DISK")) {
+    disk = strchr(how, ':') + 1;
+    fat = how[1] == 'a';
+  }
   const char* text = getenv("KAVREL_FAULT");
   const char* state = getenv("KAVREL_FAULT_STATE");
   const char* name = getenv("KAVREL_FAULT_IN");
@@ -47,7 +65,9 @@ __attribute__((constructor)) void ReadPlan() {
   }
   plan.Short = strcmp(what, "short") == 0;
   plan.Kill = strcmp(what, "kill") == 0;
-  plan.Error = atoi(what);
+  plan.Gone = strcmp(what, "gone") == 0;
+  plan.Error = plan.Gone ? EIO : atoi(what);
+  plan.Under = getenv("KAVREL_FAULT_UNDER");
   const long file = syscall(SYS_openat, AT_FDCWD, state, O_RDWR | O_CLOEXEC);
   void* shared = mmap(nullptr, sizeof(unsigned long), PROT_READ | PROT_WRITE, MAP_SHARED,
                       static_cast<int>(file), 0);
@@ -55,13 +75,77 @@ __attribute__((constructor)) void ReadPlan() {
   if (shared != MAP_FAILED) plan.Calls = static_cast<std::atomic<unsigned long>*>(shared);
 }
 
-/// Counts a call; true when it is the one that is to fail.
-bool Strikes(const char* kind) {
+/// Whether an open file, or a path, is `root` or lies below it.
+bool IsUnder(const char* root, int at, const char* path) {
+  char known[4096];
+  if (!path || *path != '/') {
+    char link[32];
+    snprintf(link, sizeof link, "/proc/self/fd/%d", at);
+    const long length = syscall(SYS_readlink, link, known, sizeof known - 1);
+    known[length > 0 ? length : 0] = '\0';
+    path = known;
+  }
+  const size_t length = strlen(root);
+  return strncmp(path, root, length) == 0 && (path[length] == '/' || path[length] == '\0');
+}
+
+/// Counts a call; true when it is one that is to fail.
+bool Strikes(const char* kind, int at = -1, const char* path = nullptr) {
   if (!plan.Calls || (strcmp(plan.Kind, "any") != 0 && strcmp(plan.Kind, kind) != 0)) return false;
-  if (plan.Calls->fetch_add(1) + 1 != plan.At) return false;
+  if (plan.Under && !IsUnder(plan.Under, at, path)) return false;
+  const unsigned long call = plan.Calls->fetch_add(1) + 1;
+  if (plan.Gone ? call < plan.At : call != plan.At) return false;
   if (plan.Kill) syscall(SYS_kill, getpid(), SIGKILL);
   errno = plan.Error;
   return true;
+}
+
+bool OnDisk(int at, const char* path) {
+  return disk && IsUnder(disk, at, path);
+}
+
+bool OnFat(int at, const char* path = nullptr) {
+  return fat && OnDisk(at, path);
+}
+
+/// True, with the errno set, for a new name that FAT refuses.
+bool Refuses(int at, const char* name) {
+  if (!OnFat(at, name)) return false;
+  const char* last = strrchr(name, '/');
+  last = last ? last + 1 : name;
+  bool bad = *last && strchr(". ", last[strlen(last) - 1]);
+  for (const char* c = last; *c; ++c) bad = bad || strchr(":?*\"<>|\\\n", *c);
+  if (bad) errno = EINVAL;
+  return bad;
+}
+
+/// The name that an entry already has on such a disk.
+class DiskName {
+ public:
+  DiskName(int at, const char* path) : name_(path) {
+    if (!path || !*path || strchr(path, '/') || !OnDisk(at, path)) return;
+    const int folder =
+        static_cast<int>(syscall(SYS_openat, at, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    alignas(dirent64) char entries[4096];
+    long length;
+    while ((length = syscall(SYS_getdents64, folder, entries, sizeof entries)) > 0) {
+      for (long i = 0; i < length;) {
+        const auto* entry = reinterpret_cast<const dirent64*>(entries + i);
+        if (strcasecmp(entry->d_name, path) == 0) name_ = strcpy(found_, entry->d_name);
+        i += entry->d_reclen;
+      }
+    }
+    syscall(SYS_close, folder);
+  }
+  operator const char*() const { return name_; }
+
+ private:
+  const char* name_;
+  char found_[256];
+};
+
+timespec EvenSeconds(const timespec& time) {
+  return {time.tv_sec & ~1L, 0};
 }
 
 template <typename Function>
@@ -82,63 +166,151 @@ mode_t ModeOf(int flags, va_list arguments) {
     if (Strikes(kind)) return static_cast<result>(-1);          \
     return next(__VA_ARGS__);                                   \
   }
+/// For calls whose first parameter is an open `file`.
+#define PASS_ON_FILE(kind, result, name, parameters, ...)       \
+  extern "C" result name parameters {                           \
+    static const auto next = Next<result(*) parameters>(#name); \
+    if (Strikes(kind, file)) return static_cast<result>(-1);    \
+    return next(__VA_ARGS__);                                   \
+  }
+/// For calls that take a `path`.
+#define PASS_ON_PATH(kind, result, name, parameters, ...)              \
+  extern "C" result name parameters {                                  \
+    static const auto next = Next<result(*) parameters>(#name);        \
+    if (Strikes(kind, AT_FDCWD, path)) return static_cast<result>(-1); \
+    return next(__VA_ARGS__);                                          \
+  }
+/// For calls that take a `path` from the folder `at`, which stands for `own` in the arguments.
+#define PASS_ON_AT(kind, result, name, parameters, ...)          \
+  extern "C" result name parameters {                            \
+    static const auto next = Next<result(*) parameters>(#name);  \
+    if (Strikes(kind, at, path)) return static_cast<result>(-1); \
+    const DiskName own(at, path);                                \
+    return next(__VA_ARGS__);                                    \
+  }
 
-PASS_ON("stat", int, statx, (int at, const char* path, int flags, unsigned mask, struct statx* to),
-        at, path, flags, mask, to)
-PASS_ON("stat", int, fstatat, (int at, const char* path, struct stat* to, int flags), at, path, to,
-        flags)
-PASS_ON("stat", int, stat, (const char* path, struct stat* to), path, to)
-PASS_ON("stat", int, fstat, (int file, struct stat* to), file, to)
-PASS_ON("stat", int, faccessat, (int at, const char* path, int mode, int flags), at, path, mode,
-        flags)
-PASS_ON("read", ssize_t, read, (int file, void* to, size_t length), file, to, length)
-PASS_ON("read", ssize_t, readlinkat, (int at, const char* path, char* to, size_t length), at, path,
-        to, length)
-PASS_ON("list", ssize_t, getdents64, (int file, void* to, size_t length), file, to, length)
-PASS_ON("seek", off_t, lseek, (int file, off_t to, int whence), file, to, whence)
-PASS_ON("resize", int, ftruncate, (int file, off_t size), file, size)
-PASS_ON("rename", int, renameat, (int from_at, const char* from, int to_at, const char* to),
-        from_at, from, to_at, to)
-PASS_ON("rename", int, renameat2,
-        (int from_at, const char* from, int to_at, const char* to, unsigned flags), from_at, from,
-        to_at, to, flags)
-PASS_ON("make", int, mkdirat, (int at, const char* path, mode_t mode), at, path, mode)
-PASS_ON("make", int, mkdir, (const char* path, mode_t mode), path, mode)
-PASS_ON("make", int, symlinkat, (const char* target, int at, const char* path), target, at, path)
-PASS_ON("unlink", int, unlinkat, (int at, const char* path, int flags), at, path, flags)
-PASS_ON("unlink", int, unlink, (const char* path), path)
-PASS_ON("sync", int, fsync, (int file), file)
-PASS_ON("attributes", int, futimens, (int file, const struct timespec times[2]), file, times)
-PASS_ON("attributes", int, utimensat,
-        (int at, const char* path, const struct timespec times[2], int flags), at, path, times,
-        flags)
-PASS_ON("attributes", int, fchmod, (int file, mode_t mode), file, mode)
-PASS_ON("attributes", int, fchown, (int file, uid_t owner, gid_t group), file, owner, group)
+PASS_ON_AT("stat", int, statx,
+           (int at, const char* path, int flags, unsigned mask, struct statx* to), at, own, flags,
+           mask, to)
+PASS_ON_AT("stat", int, fstatat, (int at, const char* path, struct stat* to, int flags), at, own,
+           to, flags)
+PASS_ON_FILE("stat", int, fstat, (int file, struct stat* to), file, to)
+PASS_ON_AT("stat", int, faccessat, (int at, const char* path, int mode, int flags), at, own, mode,
+           flags)
+PASS_ON_FILE("read", ssize_t, read, (int file, void* to, size_t length), file, to, length)
+PASS_ON_AT("read", ssize_t, readlinkat, (int at, const char* path, char* to, size_t length), at,
+           own, to, length)
+PASS_ON_FILE("list", ssize_t, getdents64, (int file, void* to, size_t length), file, to, length)
+PASS_ON_FILE("seek", off_t, lseek, (int file, off_t to, int whence), file, to, whence)
+PASS_ON_FILE("resize", int, ftruncate, (int file, off_t size), file, size)
+PASS_ON_AT("unlink", int, unlinkat, (int at, const char* path, int flags), at, own, flags)
+PASS_ON_FILE("sync", int, fsync, (int file), file)
+PASS_ON_PATH("stat", int, stat, (const char* path, struct stat* to), path, to)
+PASS_ON_PATH("make", int, mkdir, (const char* path, mode_t mode), path, mode)
+PASS_ON_PATH("unlink", int, unlink, (const char* path), path)
 PASS_ON("spawn", pid_t, fork, ())
 PASS_ON("spawn", int, pipe2, (int ends[2], int flags), ends, flags)
 PASS_ON("spawn", int, memfd_create, (const char* name, unsigned flags), name, flags)
+
+// What the archive program calls.
+PASS_ON_PATH("stat", int, stat64, (const char* path, struct stat64* to), path, to)
+PASS_ON_PATH("stat", int, lstat64, (const char* path, struct stat64* to), path, to)
+PASS_ON_FILE("stat", int, fstat64, (int file, struct stat64* to), file, to)
+PASS_ON_FILE("seek", off64_t, lseek64, (int file, off64_t to, int whence), file, to, whence)
+PASS_ON_FILE("resize", int, ftruncate64, (int file, off64_t size), file, size)
+PASS_ON_PATH("rename", int, rename, (const char* path, const char* to), path, to)
+PASS_ON_PATH("unlink", int, remove, (const char* path), path)
+PASS_ON_PATH("make", int, symlink, (const char* target, const char* path), target, path)
+PASS_ON_PATH("attributes", int, chmod, (const char* path, mode_t mode), path, mode)
+
+extern "C" int fstatfs(int file, struct statfs* to) {
+  static const auto next = Next<int (*)(int, struct statfs*)>("fstatfs");
+  const int result = next(file, to);
+  if (OnFat(file)) to->f_type = MSDOS_SUPER_MAGIC;
+  return result;
+}
+
+extern "C" int renameat(int from_at, const char* from, int at, const char* path) {
+  static const auto next = Next<int (*)(int, const char*, int, const char*)>("renameat");
+  if (Strikes("rename", at, path) || Refuses(at, path)) return -1;
+  return next(from_at, DiskName(from_at, from), at, DiskName(at, path));
+}
+
+extern "C" int renameat2(int from_at, const char* from, int at, const char* path, unsigned flags) {
+  static const auto next = Next<int (*)(int, const char*, int, const char*, unsigned)>("renameat2");
+  if (Strikes("rename", at, path) || Refuses(at, path)) return -1;
+  return next(from_at, DiskName(from_at, from), at, DiskName(at, path), flags);
+}
+
+extern "C" int mkdirat(int at, const char* path, mode_t mode) {
+  static const auto next = Next<int (*)(int, const char*, mode_t)>("mkdirat");
+  if (Strikes("make", at, path) || Refuses(at, path)) return -1;
+  return next(at, DiskName(at, path), mode);
+}
+
+extern "C" int symlinkat(const char* target, int at, const char* path) {
+  static const auto next = Next<int (*)(const char*, int, const char*)>("symlinkat");
+  if (Strikes("make", at, path)) return -1;
+  if (OnFat(at, path)) errno = EPERM;
+  return OnFat(at, path) ? -1 : next(target, at, DiskName(at, path));
+}
+
+extern "C" int futimens(int file, const struct timespec times[2]) {
+  static const auto next = Next<int (*)(int, const struct timespec[2])>("futimens");
+  if (Strikes("attributes", file)) return -1;
+  const timespec even[2] = {EvenSeconds(times[0]), EvenSeconds(times[1])};
+  return next(file, OnFat(file) ? even : times);
+}
+
+extern "C" int utimensat(int at, const char* path, const struct timespec times[2], int flags) {
+  static const auto next =
+      Next<int (*)(int, const char*, const struct timespec[2], int)>("utimensat");
+  return Strikes("attributes", at, path) ? -1 : next(at, DiskName(at, path), times, flags);
+}
+
+extern "C" int fchmod(int file, mode_t mode) {
+  static const auto next = Next<int (*)(int, mode_t)>("fchmod");
+  if (Strikes("attributes", file)) return -1;
+  if (OnFat(file)) errno = EPERM;
+  return OnFat(file) ? -1 : next(file, mode);
+}
+
+extern "C" int fchown(int file, uid_t owner, gid_t group) {
+  static const auto next = Next<int (*)(int, uid_t, gid_t)>("fchown");
+  if (Strikes("attributes", file)) return -1;
+  if (OnFat(file)) errno = EPERM;
+  return OnFat(file) ? -1 : next(file, owner, group);
+}
 
 extern "C" int openat(int at, const char* path, int flags, ...) {
   static const auto next = Next<int (*)(int, const char*, int, ...)>("openat");
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = ModeOf(flags, arguments);
+  mode_t mode = ModeOf(flags, arguments);
   va_end(arguments);
-  return Strikes("open") ? -1 : next(at, path, flags, mode);
+  if (Strikes("open", at, path)) return -1;
+  if (flags & O_CREAT && OnFat(at, path)) {
+    if (Refuses(at, path)) return -1;
+    mode = 0777;
+  }
+  return next(at, DiskName(at, path), flags, mode);
 }
 
-extern "C" int open(const char* path, int flags, ...) {
-  static const auto next = Next<int (*)(const char*, int, ...)>("open");
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = ModeOf(flags, arguments);
-  va_end(arguments);
-  return Strikes("open") ? -1 : next(path, flags, mode);
-}
+#define PASS_ON_OPEN(name)                                                 \
+  extern "C" int name(const char* path, int flags, ...) {                  \
+    static const auto next = Next<int (*)(const char*, int, ...)>(#name);  \
+    va_list arguments;                                                     \
+    va_start(arguments, flags);                                            \
+    const mode_t mode = ModeOf(flags, arguments);                          \
+    va_end(arguments);                                                     \
+    return Strikes("open", AT_FDCWD, path) ? -1 : next(path, flags, mode); \
+  }
+PASS_ON_OPEN(open)
+PASS_ON_OPEN(open64)
 
 extern "C" int close(int file) {
   static const auto next = Next<int (*)(int)>("close");
-  const bool strikes = Strikes("close");
+  const bool strikes = Strikes("close", file);
   const int result = next(file);  // Whatever it reports, the system lets go of the file.
   if (strikes) errno = plan.Error;
   return strikes ? -1 : result;
@@ -146,13 +318,13 @@ extern "C" int close(int file) {
 
 extern "C" ssize_t write(int file, const void* from, size_t length) {
   static const auto next = Next<ssize_t (*)(int, const void*, size_t)>("write");
-  if (!Strikes("write")) return next(file, from, length);
+  if (!Strikes("write", file)) return next(file, from, length);
   return plan.Short ? next(file, from, (length + 1) / 2) : -1;
 }
 
 extern "C" ssize_t pwrite(int file, const void* from, size_t length, off_t at) {
   static const auto next = Next<ssize_t (*)(int, const void*, size_t, off_t)>("pwrite");
-  if (!Strikes("write")) return next(file, from, length, at);
+  if (!Strikes("write", file)) return next(file, from, length, at);
   return plan.Short ? next(file, from, (length + 1) / 2, at) : -1;
 }
 
@@ -160,7 +332,9 @@ extern "C" ssize_t copy_file_range(int from, off64_t* from_at, int to, off64_t* 
                                    size_t length, unsigned flags) {
   static const auto next =
       Next<ssize_t (*)(int, off64_t*, int, off64_t*, size_t, unsigned)>("copy_file_range");
-  if (!Strikes("copy")) return next(from, from_at, to, to_at, length, flags);
+  if (!Strikes("copy", from) && (plan.Under == nullptr || !Strikes("copy", to))) {
+    return next(from, from_at, to, to_at, length, flags);
+  }
   return plan.Short ? next(from, from_at, to, to_at, (length + 1) / 2, flags) : -1;
 }
 

@@ -36,11 +36,13 @@ inline void PrintTo(const Scenario& scenario, std::ostream* out) {
 extern const Scenario kScenarios[];
 extern const std::size_t kScenarioCount;
 
-/// One call that fails: of which kind, the how many-th, and how ("kill", "short", an errno).
+/// One call that fails: of which kind, the how many-th, and how ("kill", "short", "gone", an
+/// errno).
 struct Fault {
   std::string Kind;
   unsigned long At = 1;
   std::string What;
+  std::string Under = {};  ///< the folder whose calls count; empty: all
   std::string Text() const { return Kind + ":" + std::to_string(At) + ":" + What; }
 };
 
@@ -48,6 +50,9 @@ class World {
  public:
   explicit World(const Scenario& scenario, int more_files = 0);
 
+  /// What the command reads, and what it writes.
+  const std::filesystem::path& Origin() const { return origin_; }
+  const std::filesystem::path& Target() const { return target_; }
   /// Everything as before the first run.
   void Reset();
   /// Runs the command. False when it came to its end before the fault's call.
@@ -81,6 +86,26 @@ class World {
   std::string new_rules_, new_filters_;      ///< after the undisturbed command
   Tree origin_before_, target_before_, target_after_;
 };
+
+/// A job of the real kavrelctl, from one folder to another.
+struct RealJob {
+  TempFolder Temp;
+  std::filesystem::path Source = Temp.DriveC() / "src", Dest = Temp.DriveD() / "dst",
+                        Home = Temp.Home();
+  std::vector<std::string> StartedBy;  ///< a program that starts it, with its arguments
+
+  CommandResult Command(std::vector<std::string> arguments) const;
+  /// Makes it the job "J", which copies into Dest itself.
+  void Make(const std::string& type) const;
+  CommandResult Run(const std::string& verb = "run") const { return Command({verb, "J"}); }
+  /// All job logs, as UTF-8.
+  std::string Log() const;
+};
+
+/// The number behind a label of a summary; -1 without one.
+long Figure(const std::string& text, const std::string& label);
+inline constexpr const char *kCopied = "已完成檔案總計　　：", *kFailed = "備份失敗檔案總計　：",
+                            *kUnchanged = "備份已存在檔案總計：";
 
 /// Adds to the counts that the whole harness prints at its end.
 void Count(const std::string& what, std::size_t number);
