@@ -16,6 +16,7 @@ struct Entry {
   char Kind = 'F';  ///< file, link or folder
   std::string Bytes;
   std::int64_t Written = 0;  ///< nanoseconds
+  bool operator==(const Entry&) const = default;
   bool SameContent(const Entry& other) const { return Kind == other.Kind && Bytes == other.Bytes; }
 };
 using Tree = std::map<std::string, Entry>;
