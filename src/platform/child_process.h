@@ -27,7 +27,7 @@ class ChildProcess {
                   const std::string& folder, std::string_view input,
                   const std::vector<std::string>& environment = {});
   /// Appends what the program has written meanwhile, waiting at most so long for something. False
-  /// when it will write no more.
+  /// when it will write no more; a program whose output cannot be read is ended.
   bool Read(std::string& output, std::uint32_t wait_milliseconds);
   void Kill();
   /// Waits for the end; gives the exit code, 128 + signal number when a signal ended it.

@@ -73,6 +73,8 @@ bool ChildProcess::Read(std::string& output, std::uint32_t wait_milliseconds) {
   if (poll(&waiting, 1, static_cast<int>(wait_milliseconds)) <= 0) return true;
   char buffer[4096];
   const ssize_t got = Retry([&] { return read(output_, buffer, sizeof buffer); });
+  // What it still has to say is lost; nobody must take the beginning for the whole.
+  if (got < 0) Kill();
   if (got <= 0) return false;
   output.append(buffer, static_cast<std::size_t>(got));
   return true;
