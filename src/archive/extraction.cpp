@@ -17,6 +17,8 @@ namespace kavrel {
 namespace {
 
 constexpr std::u16string_view kFailed = u": 還原檔案 (失敗)：";
+constexpr std::int64_t kTimeGrain = 2;  // seconds; the coarsest file systems keep even ones only
+constexpr int kSevenZipType = 2;
 constexpr int kWarnings = 1;  // The archiver has done what it was told, with something to remark.
 
 /// Backslashes and colons are letters of a name here, as the archiver takes them.
@@ -230,6 +232,15 @@ class Extraction {
     return unpacked->Kind == FileKind::File && unpacked->Size == entry.OriginalSize;
   }
 
+  /// The archiver does not tell when it could not set a time. (Of a ZIP archive's times, which are
+  /// local ones, it has its own opinion.)
+  void KeepTime(const IndividualInfo& entry, const FileStatus& unpacked) const {
+    const std::int64_t apart = unpacked.Written.Seconds - entry.Modified.Seconds;
+    if (archive_->Type != kSevenZipType || entry.Modified.Seconds == 0) return;
+    if (apart >= -kTimeGrain && apart <= kTimeGrain) return;
+    if (staging_->SetWritten(entry.FileName, entry.Modified) != 0) ++context_.Counters.WarningFiles;
+  }
+
   void PlaceAll() {
     for (const IndividualInfo& entry : archive_->Entries) {
       if (entry.IsFolder && !broken_off_) staging_->NoteFolder(entry.FileName);
@@ -243,7 +254,10 @@ class Extraction {
       const std::u16string& name = entry->FileName;
       if (entry->IsFolder || !placed.insert(name).second) continue;
       ++context_.Counters.SourceFiles;
-      if (IsWhole(*entry, staging_->Status(name)) && staging_->Place(name) == 0) {
+      const Result<FileStatus> unpacked = staging_->Status(name);
+      const bool whole = IsWhole(*entry, unpacked);
+      if (whole) KeepTime(*entry, *unpacked);
+      if (whole && staging_->Place(name) == 0) {
         ++context_.Counters.CopiedFiles;
         context_.Counters.CopiedBytes += entry->OriginalSize;
       } else {

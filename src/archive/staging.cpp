@@ -83,9 +83,17 @@ ErrorCode Staging::MakeLink(std::u16string_view name, std::u16string_view target
   if (!folder) return folder.Error;
   folder->RemoveFile(last);
   if (const ErrorCode error = folder->MakeLink(last, target)) return error;
-  Result<FileStatus> made = folder->Status(last);
-  made->Accessed = made->Written = written;
-  return folder->SetLinkTimes(last, *made);
+  return SetWritten(name, written);
+}
+
+ErrorCode Staging::SetWritten(std::u16string_view name, FileTime written) const {
+  const Result<Folder> parent = OpenParent(staged_, name);
+  if (!parent) return parent.Error;
+  const std::u16string_view last = EntryParts(name).back();
+  Result<FileStatus> status = parent->Status(last);
+  if (!status) return status.Error;
+  status->Accessed = status->Written = written;
+  return parent->SetLinkTimes(last, *status);
 }
 
 void Staging::NoteFolder(std::u16string_view name) {

@@ -35,7 +35,9 @@ class Staging {
 
   /// What was unpacked as this entry.
   Result<FileStatus> Status(std::u16string_view name) const;
-  /// Makes a link there, with the times of `like`.
+  /// Gives it this time.
+  ErrorCode SetWritten(std::u16string_view name, FileTime written) const;
+  /// Makes a link there with this time.
   ErrorCode MakeLink(std::u16string_view name, std::u16string_view target, FileTime written) const;
   /// Remembers how a folder is to be, before anything leaves it.
   void NoteFolder(std::u16string_view name);
