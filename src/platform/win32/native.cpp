@@ -237,6 +237,7 @@ Result<FileStatus> StatusOf(HANDLE handle) {
   status.Written = time(found.ftLastWriteTime);
   status.Device = status.Mount = found.dwVolumeSerialNumber;
   status.Id = whole(found.nFileIndexHigh, found.nFileIndexLow);
+  status.Links = found.nNumberOfLinks;
   return {status, 0};
 }
 
