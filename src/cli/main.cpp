@@ -182,6 +182,7 @@ void AddSettingCommands(CLI::App& app, CommandLine& line) {
 
 int main(int argc, char** argv) {
   using namespace kavrel;
+  KeepMemoryOutOfDumps();
   CLI::App app("Kavrel backs up folders into other folders on a schedule.", "kavrelctl");
   app.footer(kExitCodes);
   app.require_subcommand(1);

@@ -34,6 +34,10 @@ class ProcessLock {
 /// for each level of the tree.
 void RaiseOpenFileLimit();
 
+/// A crash of this process, or of a program that it starts, leaves no image of its memory, which
+/// may hold passwords. A debugger sees it all the same.
+void KeepMemoryOutOfDumps();
+
 /// Asks for the calm end of the work in progress: the first interrupt (Ctrl-C, SIGTERM) is only
 /// noted, the second ends the process at once.
 void WatchForInterrupt();

@@ -59,6 +59,7 @@ void SpeakChinese(QTranslator& translator) {
 }
 
 int Run(int argc, char** argv) {
+  KeepMemoryOutOfDumps();
   QApplication app(argc, argv);
   const Arguments arguments = ReadArguments(argc, argv);
   if (arguments.Help || arguments.Wrong) {

@@ -101,6 +101,14 @@ void RaiseOpenFileLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+void KeepMemoryOutOfDumps() {
+  // One byte, not none: with none, a system that hands crashes to a program still hands it all.
+  rlimit limit;
+  if (getrlimit(RLIMIT_CORE, &limit) != 0) return;
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 1);
+  setrlimit(RLIMIT_CORE, &limit);
+}
+
 void WatchForInterrupt() {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction action {};
