@@ -30,7 +30,11 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       Asides(Files),
       Context{Files, clock,   State,      host_,    Store,  Settings, Exclusions,
               Log,   LogRows, ProgramLog, Archiver, Asides, {}},
-      Scheduler(clock, State, Store, host_, host_, Actions()) {}
+      Scheduler(clock, State, Store, host_, host_, Actions()) {
+  for (SharedFile* file : {&Store.File(), &Exclusions.File(), &Filters.File()}) {
+    file->Kept = [this](auto path, auto copy) { host_.OtherVersionKept(path, copy); };
+  }
+}
 
 SchedulerActions Program::Actions() {
   return {[this](BackupJob& job) { last_outcome_ = RunStoredJob(job); },

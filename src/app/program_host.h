@@ -21,6 +21,10 @@ class ProgramHost : public RunHost, public SchedulerHost {
   virtual void ShowLogList() {}
   virtual void LayOut() {}
 
+  /// A file of the program was changed by somebody else before it was saved here: what they wrote
+  /// is in the copy. May come in the middle of a run.
+  virtual void OtherVersionKept(std::u16string_view /*path*/, std::u16string_view /*copy*/) {}
+
   /// Gets the question answered. Without anybody to ask, an overdue job is backed up now.
   virtual void AskPastDue(PastDueQuestion& question) { question.Answer(question.DefaultLater); }
 

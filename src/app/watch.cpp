@@ -81,6 +81,12 @@ void WatchHost::JobEnded(std::int32_t job_index) {
   }
 }
 
+void WatchHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
+  std::u16string text(path);
+  (text += u" was changed by somebody else; that version is kept as ") += copy;
+  TellNow(u"kept", text);
+}
+
 void WatchHost::AskPastDue(PastDueQuestion& question) {
   ProgramHost::AskPastDue(question);
   TellNow(u"overdue",

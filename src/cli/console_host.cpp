@@ -72,4 +72,9 @@ void ConsoleHost::ShowRunPanels(bool show) {
   }
 }
 
+void ConsoleHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
+  PrintError(Printable(path) + " was changed by somebody else; that version is kept as " +
+             Printable(copy));
+}
+
 }  // namespace kavrel

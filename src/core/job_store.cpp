@@ -23,21 +23,21 @@ class Fields {
 
   std::size_t Count() const { return pieces_.size(); }
   std::u16string_view Text(std::size_t i) const { return i < Count() ? pieces_[i] : u""; }
+  std::u16string_view TextOr(std::size_t i, std::u16string_view fallback) const {
+    return Text(i).empty() ? fallback : Text(i);
+  }
   bool Flag(std::size_t i) const { return Text(i) == u"1"; }
 
   std::int32_t Number(std::size_t i) const { return ParseInt(Text(i)).value_or(0); }
   DateTime Date(std::size_t i) const { return ParseDateTime(Text(i)).value_or(kZeroDate); }
-  std::u16string TextOr(std::size_t i, std::u16string_view fallback) const {
-    return std::u16string(Text(i).empty() ? fallback : Text(i));
-  }
 
  private:
   std::vector<std::u16string_view> pieces_;
 };
 
 /// Text as a field: what would break the line apart becomes a blank.
-std::u16string FieldText(std::u16string_view text) {
-  std::u16string field(text);
+Secret FieldText(std::u16string_view text) {
+  Secret field(text);
   for (char16_t& c : field) {
     if (c == u'\t' || c == u'\r' || c == u'\n') c = u' ';
   }
@@ -50,15 +50,15 @@ std::u16string_view Flag(bool on) {
 
 }  // namespace
 
-std::u16string FormatJobLine(const BackupJob& job) {
-  const std::u16string fields[] = {
-      std::u16string(Flag(job.Enabled)),
+Secret FormatJobLine(const BackupJob& job) {
+  const Secret fields[] = {
+      Secret(Flag(job.Enabled)),
       FieldText(job.Name),
-      std::u16string(Flag(job.IncludeSubfolders)),
-      std::u16string(Flag(job.Compressed)),
+      Secret(Flag(job.IncludeSubfolders)),
+      Secret(Flag(job.Compressed)),
       FieldText(job.Source.Path),
       FieldText(job.Destination.Path),
-      std::u16string(Flag(job.Differential)),
+      Secret(Flag(job.Differential)),
       FieldText(job.FileTypes),
       DateTimeText(job.NextRun),
       Decimal(job.EveryMinutes),
@@ -66,21 +66,21 @@ std::u16string FormatJobLine(const BackupJob& job) {
       Decimal(job.EveryDays),
       Decimal(job.EveryWeeks),
       Decimal(job.EveryMonths),
-      std::u16string(Flag(job.ExcludeFileTypes)),
+      Secret(Flag(job.ExcludeFileTypes)),
       Decimal(job.RefusedDays),
       DateTimeText(job.LastRun),
-      std::u16string(Flag(job.Synchronise)),
-      std::u16string(Flag(job.UseRecycleBin)),
-      std::u16string(Flag(job.LimitFileSize)),
+      Secret(Flag(job.Synchronise)),
+      Secret(Flag(job.UseRecycleBin)),
+      Secret(Flag(job.LimitFileSize)),
       Decimal(job.MaxFileSizeKB),
-      std::u16string(Flag(job.UsePassword)),
+      Secret(Flag(job.UsePassword)),
       FieldText(job.Password),
-      std::u16string(Flag(job.AddSourceFolder)),
+      Secret(Flag(job.AddSourceFolder)),
   };
-  std::u16string line;
-  for (const std::u16string& field : fields) {
+  Secret line;
+  for (const Secret& field : fields) {
     line += field;
-    line += u'\t';
+    line += u"\t";
   }
   return line;
 }
@@ -119,16 +119,16 @@ bool ParseJobLine(std::u16string_view line, BackupJob& job) {
 }
 
 JobStore::JobStore(const FileSystem& file_system)
-    : file_system_(file_system), path_(JoinPath(file_system.ProgramFolder(), kStoreName)) {}
+    : file_system_(file_system), file_(file_system, kStoreName) {}
 
 bool JobStore::LoadJobs(const PastDueRule& rule) {
   Jobs.clear();
-  const Result<std::string> bytes = file_system_.ReadWhole(path_);
-  unreadable_ = !bytes && !IsNotFound(bytes.Error);
-  last_error_ = unreadable_ ? bytes.Error : 0;
+  Result<std::string> bytes = file_.Read();
+  last_error_ = IsNotFound(bytes.Error) ? 0 : bytes.Error;
   if (!bytes) return false;
 
-  const std::u16string text = DecodeTextFile(*bytes);
+  std::u16string text = DecodeTextFile(*bytes);
+  Wipe(*bytes);
   bool changed = false;
   for (std::u16string_view rest = text; !rest.empty();) {
     const std::size_t end = rest.find(u'\n');
@@ -142,13 +142,13 @@ bool JobStore::LoadJobs(const PastDueRule& rule) {
     Jobs.push_back(std::move(job));
     if (rule && rule(Jobs.back())) changed = true;
   }
+  Wipe(text);
   if (changed) SaveJobs();
   return !Jobs.empty();
 }
 
 bool JobStore::SaveJobs() {
-  if (unreadable_) return false;
-  std::u16string text;
+  Secret text;
   for (BackupJob& job : Jobs) {
     if (job.Deleted) continue;
     for (std::u16string* trimmed : {&job.Name, &job.Source.Path, &job.Destination.Path}) {
@@ -157,7 +157,9 @@ bool JobStore::SaveJobs() {
     text += FormatJobLine(job);
     text += u"\r\n";
   }
-  last_error_ = file_system_.ReplaceWhole(path_, EncodeTextFile(text));
+  std::string bytes = EncodeTextFile(text);
+  last_error_ = file_.Write(bytes);
+  Wipe(bytes);
   return last_error_ == 0;
 }
 
@@ -165,18 +167,19 @@ int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
   const Result<std::string> bytes = file_system_.ReadWhole(path);
   if (!bytes) return bytes.Error;
   const std::u16string old_path = JoinPath(file_system_.ProgramFolder(), kOldStoreName);
-  const bool set_aside = file_system_.Rename(path_, old_path) == 0;
-  const int error = file_system_.ReplaceWhole(path_, *bytes);
+  const bool set_aside = file_system_.Rename(Path(), old_path) == 0;
+  int error = set_aside ? 0 : file_.KeepOther();
+  if (!error) error = file_system_.ReplaceWhole(Path(), *bytes);
   if (!error) {
     LoadJobs(rule);
   } else if (set_aside) {
-    file_system_.Rename(old_path, path_);
+    file_system_.Rename(old_path, Path());
   }
   return error;
 }
 
 int JobStore::ExportJobs(std::u16string_view folder) const {
-  const Result<std::string> bytes = file_system_.ReadWhole(path_);
+  const Result<std::string> bytes = file_system_.ReadWhole(Path());
   return bytes ? file_system_.ReplaceWhole(JoinPath(folder, kStoreName), *bytes) : bytes.Error;
 }
 

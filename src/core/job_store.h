@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "base/secret.h"
 #include "core/backup_job.h"
+#include "files/shared_file.h"
 
 namespace kavrel {
-
-class FileSystem;
 
 /// May move NextRun of an overdue job that was just read; true when it did.
 using PastDueRule = std::function<bool(BackupJob&)>;
@@ -26,12 +26,14 @@ class JobStore {
   bool LoadJobs(const PastDueRule& rule = {});
   /// Writes the jobs that are not Deleted, after trimming their names and paths. False when the
   /// file could not be written, or when the last load found a file that it could not read: that
-  /// file may hold jobs, so it is never written over.
+  /// file may hold jobs, so it is never written over. What somebody else has written to the file
+  /// since it was read or saved here is kept as a copy.
   bool SaveJobs();
 
-  /// Takes the jobs of another store file: the present file becomes old_Backup.rtm (unless that
-  /// name is taken), the other one's content takes its place, and the jobs are loaded with the
-  /// rule. Gives the error code that stood in the way, 0 on success; the store is then as it was.
+  /// Takes the jobs of another store file: the present file becomes old_Backup.rtm (where that
+  /// name is taken, a copy is kept as when somebody else had written it), the other one's content
+  /// takes its place, and the jobs are loaded with the rule. Gives the error code that stood in the
+  /// way, 0 on success; the store is then as it was.
   int ImportJobs(std::u16string_view path, const PastDueRule& rule = {});
   /// Copies the store file into a folder, as Backup.rtm, over one that is there. 0 or the error
   /// code; a file that was there is then as it was.
@@ -39,7 +41,8 @@ class JobStore {
 
   /// Why the last LoadJobs or SaveJobs failed; 0 when it did not, or the file was only missing.
   int LastError() const { return last_error_; }
-  const std::u16string& Path() const { return path_; }
+  const std::u16string& Path() const { return file_.Path(); }
+  SharedFile& File() { return file_; }
 
   /// The first job of that name without regard to letter case, not Deleted; -1 when there is none.
   std::int32_t FindJob(std::u16string_view name) const;
@@ -48,14 +51,13 @@ class JobStore {
 
  private:
   const FileSystem& file_system_;
-  std::u16string path_;
+  SharedFile file_;
   int last_error_ = 0;
-  bool unreadable_ = false;
 };
 
 /// One line of the store without its line end, and back. A line of fewer than 14 fields gives
 /// nothing; a field that does not convert keeps its starting value.
-std::u16string FormatJobLine(const BackupJob& job);
+Secret FormatJobLine(const BackupJob& job);
 bool ParseJobLine(std::u16string_view line, BackupJob& job);
 
 }  // namespace kavrel

@@ -18,10 +18,6 @@ namespace {
 constexpr std::size_t kShortestFile = 10;
 constexpr std::u16string_view kEverything = u"*";
 
-std::u16string RulesFile(const FileSystem& file_system) {
-  return JoinPath(file_system.ProgramFolder(), u"Exc.txt");
-}
-
 std::u16string OrEverything(std::u16string_view field) {
   field = Trim(field);
   return std::u16string(field.empty() ? kEverything : field);
@@ -108,17 +104,16 @@ ExclusionRule SplitRulePath(std::u16string_view path, const MountPointOf& mount_
 
 ExclusionSet::ExclusionSet(const FileSystem& file_system, MountPointOf mount_point)
     : file_system_(file_system),
+      file_(file_system, u"Exc.txt"),
       mount_point_(std::move(mount_point)),
       rules_(std::make_shared<std::vector<ExclusionRule>>()) {}
 
 bool ExclusionSet::OpenExclusionFile(std::u16string& text) {
-  const std::u16string path = RulesFile(file_system_);
-  Result<std::string> bytes = file_system_.ReadWhole(path);
+  Result<std::string> bytes = file_.Read();
   // A file that is there but cannot be read may hold the user's rules: it is not replaced.
-  unreadable_ = !bytes && !IsNotFound(bytes.Error);
   const bool missing = bytes ? bytes->size() < kShortestFile : IsNotFound(bytes.Error);
-  if (missing && WriteDefaultFile(file_system_, "EXCLUSIONS", path)) {
-    bytes = file_system_.ReadWhole(path);
+  if (missing && WriteDefaultFile(file_system_, "EXCLUSIONS", file_.Path())) {
+    bytes = file_.Read();
   }
   if (!bytes) return false;
   text = DecodeTextFile(*bytes);
@@ -153,7 +148,6 @@ void ExclusionSet::LoadExclusions() {
 }
 
 bool ExclusionSet::SaveExclusions(const std::vector<ExclusionRule>& rules) {
-  if (unreadable_) return false;
   std::u16string text;
   for (const std::u16string& line : header_lines_) {
     if (line != kNoRulesLine) text += line + u"\r\n";
@@ -165,13 +159,13 @@ bool ExclusionSet::SaveExclusions(const std::vector<ExclusionRule>& rules) {
             Written(rule.Drive) + u"\t" + folder + u"\t" + Written(rule.File) + u"\r\n";
   }
   if (text.size() < kShortestFile) text += std::u16string(kNoRulesLine) + u"\r\n";
-  if (file_system_.ReplaceWhole(RulesFile(file_system_), EncodeTextFile(text)) != 0) return false;
+  if (file_.Write(EncodeTextFile(text)) != 0) return false;
   LoadExclusions();
   return true;
 }
 
 bool ExclusionSet::RestoreDefaults() {
-  if (!WriteDefaultFile(file_system_, "EXCLUSIONS", RulesFile(file_system_))) return false;
+  if (!WriteDefaultFile(file_system_, "EXCLUSIONS", file_.Path())) return false;
   LoadExclusions();
   return true;
 }

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-namespace kavrel {
+#include "files/shared_file.h"
 
-class FileSystem;
+namespace kavrel {
 
 /// One rule; the match forms are what the tests compare.
 struct ExclusionRule {
@@ -58,7 +58,8 @@ class ExclusionSet {
   void LoadExclusions();
   /// Writes the header lines and these rules, then reads the file back. A pattern that is empty or
   /// kEverythingShown is written as "*". False when the file could not be written, or is there but
-  /// could not be read; the set and the file are then as they were.
+  /// could not be read; the set and the file are then as they were. What somebody else has written
+  /// to the file since it was read is kept as a copy.
   bool SaveExclusions(const std::vector<ExclusionRule>& rules);
   /// Puts the built-in default in the file's place and reads it.
   bool RestoreDefaults();
@@ -70,16 +71,17 @@ class ExclusionSet {
   bool IsFolderExcluded(std::u16string_view folder) const;
 
   const std::vector<ExclusionRule>& Rules() const { return *rules_; }
+  SharedFile& File() { return file_; }
 
  private:
   bool OpenExclusionFile(std::u16string& text);
   const FileSystem& file_system_;
+  SharedFile file_;
   MountPointOf mount_point_;
   std::vector<std::u16string> header_lines_;
   /// Replaced as a whole, for a run may still go by the former ones.
   std::shared_ptr<const std::vector<ExclusionRule>> rules_;
   std::vector<std::size_t> folder_rules_;  ///< positions in rules_ of those whose File is "*"
-  bool unreadable_ = false;
 };
 
 /// The field check of the rule editors: empty when `value` is acceptable, else the message.

@@ -10,26 +10,16 @@
 
 namespace kavrel {
 
-namespace {
-
-std::u16string FilterFile(const FileSystem& file_system) {
-  return JoinPath(file_system.ProgramFolder(), u"FileType.txt");
-}
-
-}  // namespace
-
-FilterTable::FilterTable(const FileSystem& file_system) : file_system_(file_system) {}
+FilterTable::FilterTable(const FileSystem& file_system)
+    : file_system_(file_system), file_(file_system, u"FileType.txt") {}
 
 void FilterTable::LoadFilters() {
   Entries = {{u"所有檔案 (*.*)", u"*.*"}};
-  read_error_ = 0;
-  const std::u16string path = FilterFile(file_system_);
-  Result<std::string> bytes = file_system_.ReadWhole(path);
+  Result<std::string> bytes = file_.Read();
   // Only a missing file is made anew: one that cannot be read may hold the user's lists.
-  if (IsNotFound(bytes.Error) && WriteDefaultFile(file_system_, "FILEFILTERS", path)) {
-    bytes = file_system_.ReadWhole(path);
+  if IsNotFound ((bytes.Error) && WriteDefaultFile(file_system_, "FILEFILTERS", file_.Path())) {
+    bytes = file_.Read();
   }
-  if (!IsNotFound(bytes.Error)) read_error_ = bytes.Error;
   if (!bytes) return;
   const std::u16string text = DecodeTextFile(*bytes);
   for (std::u16string_view line : Split(text, u'\n')) {
@@ -41,8 +31,7 @@ void FilterTable::LoadFilters() {
   }
 }
 
-int FilterTable::SaveFilters() const {
-  if (read_error_) return read_error_;
+int FilterTable::SaveFilters() {
   std::u16string text;
   for (std::size_t i = 1; i < Entries.size(); ++i) {
     const FileFilter& entry = Entries[i];
@@ -50,7 +39,7 @@ int FilterTable::SaveFilters() const {
       text += entry.Name + u"\t" + entry.Patterns + u"\r\n";
     }
   }
-  return file_system_.ReplaceWhole(FilterFile(file_system_), EncodeTextFile(text));
+  return file_.Write(EncodeTextFile(text));
 }
 
 std::vector<std::u16string_view> SplitPatterns(std::u16string_view list) {

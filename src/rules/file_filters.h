@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-namespace kavrel {
+#include "files/shared_file.h"
 
-class FileSystem;
+namespace kavrel {
 
 /// Patterns are separated by ";".
 struct FileFilter {
@@ -23,15 +23,16 @@ class FilterTable {
   void LoadFilters();
   /// Writes entries 1 and up; entries without a name or without patterns are left out. Gives the
   /// system's error code, 0 on success; the file is unchanged otherwise. A file that could not be
-  /// read is never written over.
-  int SaveFilters() const;
+  /// read is never written over, and what somebody else has written since is kept as a copy.
+  int SaveFilters();
+  SharedFile& File() { return file_; }
 
   /// Entry 0 is "所有檔案 (*.*)" and is never stored.
   std::vector<FileFilter> Entries;
 
  private:
   const FileSystem& file_system_;
-  int read_error_ = 0;  ///< why the file that is there could not be read
+  SharedFile file_;
 };
 
 /// The patterns of a list, in order; an empty list has one empty pattern.

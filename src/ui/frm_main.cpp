@@ -376,6 +376,11 @@ void FrmMain::AskPastDue(PastDueQuestion& question) {
   asking_ = false;
 }
 
+void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
+  TellBeside(*this, QStringLiteral("檔案「%1」已被其他程式變更，該版本已另存為「%2」。")
+                        .arg(ToQString(path), ToQString(copy)));
+}
+
 // ---- Timers ----
 
 void FrmMain::SetTickTimer(bool on, std::uint32_t milliseconds) {

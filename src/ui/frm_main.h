@@ -48,6 +48,7 @@ class FrmMain : public QWidget, public ProgramHost {
   void ShowLogList() override;
   void LayOut() override;
   void AskPastDue(PastDueQuestion& question) override;
+  void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
   void PumpMessages() override;
   int ApiFileCopyCallback(std::uint64_t total_size, std::uint64_t bytes_done,
                           std::uint32_t stream_number, std::uint64_t stream_size,

@@ -36,6 +36,16 @@ void TellFailure(QWidget& owner, const QString& text) {
   Tell(owner, QMessageBox::Critical, text);
 }
 
+void TellBeside(QWidget& owner, const QString& text) {
+  Attract(owner);
+  auto* box = new QMessageBox(QMessageBox::Warning, ToQString(kAppTitle), text,
+                              QMessageBox::NoButton, &owner);
+  box->addButton(QStringLiteral("確定(&O)"), QMessageBox::AcceptRole);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->setModal(false);
+  box->show();
+}
+
 bool Confirm(QWidget& owner, const QString& text, QMessageBox::Icon icon, const QString& details) {
   QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
   box.setInformativeText(details);

@@ -18,6 +18,9 @@ void Warn(QWidget& owner, const QString& text);
 /// Tells that something failed.
 void TellFailure(QWidget& owner, const QString& text);
 
+/// Tells something without waiting for anybody to read it, in a box beside the window.
+void TellBeside(QWidget& owner, const QString& text);
+
 /// A question whose every answer but Yes means no.
 bool Confirm(QWidget& owner, const QString& text, QMessageBox::Icon icon = QMessageBox::Question,
              const QString& details = {});

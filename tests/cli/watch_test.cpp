@@ -46,6 +46,10 @@ class WatchTest : public testing::Test {
   }
 };
 
+std::string ReplaceFirst(std::string text, std::string_view what, std::string_view with) {
+  return text.replace(text.find(what), what.size(), with);
+}
+
 bool Holds(const std::string& text, const std::string& part) {
   return text.find(part) != text.npos;
 }
@@ -79,6 +83,25 @@ TEST_F(WatchTest, RunsWhatIsOverdueHasTheFolderAloneAndEndsCalmly) {
   kill(watch.Process(), SIGTERM);
   EXPECT_EQ(watch.Wait(), 0);
   EXPECT_TRUE(Holds(watch.Output(), " stopped: ")) << watch.Output();
+}
+
+TEST_F(WatchTest, AStoreThatSomebodyElseChangedMeanwhileIsKeptBesideItsOwn) {
+  fs::create_directories(source_);
+  Add("mine", "2126/1/1 01:00", "--enable");
+  const fs::path store = temp_.Home() / "Backup.rtm";
+  BackgroundCommand watch(Command({"watch"}));
+  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " watching: "); }));
+  const std::string theirs = ReplaceFirst(ReadTestFile(store), "mine", "their");
+  WriteTestFile(store, theirs);
+  // Its memory is in no dump, should it crash.
+  const std::string limits = ReadTestFile("/proc/" + std::to_string(watch.Process()) + "/limits");
+  EXPECT_TRUE(Holds(limits, "Max core file size        1 ")) << limits;
+  kill(watch.Process(), SIGTERM);
+  EXPECT_EQ(watch.Wait(), 0);
+  EXPECT_TRUE(Holds(watch.Output(), " kept: " + store.string() + " was changed by somebody else; "))
+      << watch.Output();
+  EXPECT_TRUE(Holds(ReadTestFile(store), "mine"));
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "other_Backup.rtm"), theirs);
 }
 
 TEST_F(WatchTest, EndsInTheMidstOfARunWithItsBookkeepingDone) {

@@ -200,10 +200,26 @@ TEST_F(JobStoreTest, AnImportKeepsTheOldStoreBesideItAndAnExportIsTheWholeFile) 
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.rtm"), Bytes(kFullLine));
   EXPECT_TRUE(store_.SaveJobs()) << "a store from a read-only disk can be written here";
 
-  WriteTestFile(path_, "");
+  WriteTestFile(path_, "present");
   EXPECT_EQ(store_.ImportJobs(u"D:\\Backup.rtm"), 0);
   EXPECT_EQ(store_.Jobs.size(), 1U) << "a second import goes on although the old name is taken";
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.rtm"), Bytes(kFullLine));
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "other_Backup.rtm"), "present");
+}
+
+TEST_F(JobStoreTest, FilesWithPasswordsAreForTheirOwnerAlone) {
+  store_.Jobs = {FullJob()};
+  ASSERT_TRUE(store_.SaveJobs());
+  ASSERT_EQ(store_.ExportJobs(u"D:\\"), 0);
+  ASSERT_EQ(store_.ImportJobs(u"D:\\Backup.rtm"), 0);
+  WriteTestFile(path_, "theirs");
+  ASSERT_TRUE(store_.SaveJobs());
+  for (const fs::path& path :
+       {path_, temp_.DriveD() / "Backup.rtm", temp_.Home() / "old_Backup.rtm",
+        temp_.Home() / "other_Backup.rtm"}) {
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write)
+        << path;
+  }
 }
 
 TEST_F(JobStoreTest, ThePastDueRuleSeesEveryJobAndItsChangesAreSaved) {

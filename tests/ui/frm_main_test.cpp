@@ -119,6 +119,20 @@ TEST(FrmMain, ShowsTheFileAtWorkAndTheWholeRun) {
   EXPECT_EQ(window.ApiFileCopyCallback(1000, 1000, 0, 1000, 1000, 131072), 1);
 }
 
+TEST(FrmMain, TellsOfJobsThatSomebodyElseStoredWithoutWaiting) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.Start();
+  WriteTestFile(main.Temp.Home() / "Backup.rtm", "theirs");
+  main.Program.SetJobEnabled(0, false, true);
+  auto* box = main.Window.findChild<QMessageBox*>();
+  ASSERT_TRUE(box && box->isVisible() && !box->isModal());
+  EXPECT_TRUE(box->text().contains("/other_Backup.rtm")) << box->text().toStdString();
+  EXPECT_EQ(ReadTestFile(main.Temp.Home() / "other_Backup.rtm"), "theirs");
+  box->close();
+  EXPECT_TRUE(WaitUntil([&] { return !main.Window.findChild<QMessageBox*>(); }));
+}
+
 TEST(FrmMain, AskedAndRefusedNothingRuns) {
   MainWindow main;
   main.AddJob(u"照片").NextRun = *FromCivil(2030, 1, 1);
