@@ -138,10 +138,10 @@ int ClsArc::DoCommand(int archiver_kind) {
   command.Monitor = Monitor;
   command.BufferSize = BufferSize;
   command.Password = Password;
-  std::u16string switches = Switch;
+  Secret switches = Switch;
   const std::size_t at = Command == u"a" ? FindPasswordSwitch(switches) : switches.npos;
   if (at != switches.npos) {
-    command.Password = switches.substr(at + kPasswordSwitch.size());
+    command.Password = std::u16string_view(switches).substr(at + kPasswordSwitch.size());
     switches.resize(at + kPasswordSwitch.size());
   }
   std::u16string parameters;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "archive/seven_zip.h"
+#include "base/secret.h"
 
 namespace kavrel {
 
@@ -56,11 +57,12 @@ class ClsArc {
   /// Both outlive the archiver.
   ClsArc(const SevenZipLibrary& library, const FileSystem& file_system);
 
-  std::u16string Command, Switch, param1, param2, Param3;
+  std::u16string Command, param1, param2, Param3;
+  Secret Switch;  ///< may hold a password
   std::size_t BufferSize = 256;
   ArchiveMonitor* Monitor = nullptr;
   /// For extraction; a command that packs takes it from behind the "-p" of its Switch.
-  std::u16string Password;
+  Secret Password;
 
   std::u16string ResultBuffer;  ///< what the last command wrote
   std::u16string DebugCommand;  ///< the last command line, its password masked

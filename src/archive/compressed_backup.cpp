@@ -169,8 +169,8 @@ void CountFailure(ArchiveContext& context, std::uint32_t packed) {
 
 }  // namespace
 
-std::u16string CompressionSwitch(CompressionLevel level, const BackupJob& job) {
-  std::u16string switches;
+Secret CompressionSwitch(CompressionLevel level, const BackupJob& job) {
+  Secret switches;
   switch (level) {
     case CompressionLevel::Store:
       switches = u"-t7z -m0=Copy";
@@ -184,7 +184,9 @@ std::u16string CompressionSwitch(CompressionLevel level, const BackupJob& job) {
     default:
       return {};
   }
-  return switches + (job.UsePassword ? u" -p" + job.Password : u" -r");
+  switches += job.UsePassword ? u" -p" : u" -r";
+  if (job.UsePassword) switches += job.Password;
+  return switches;
 }
 
 std::u16string ArchivePath(const BackupJob& job, Clock& clock) {

@@ -21,7 +21,7 @@ namespace kavrel {
 enum class CompressionLevel { Store = 0, Fast = 1, Full = 2 };
 
 /// The switch string of a level; the password, when there is one, directly behind its last "-p".
-std::u16string CompressionSwitch(CompressionLevel level, const BackupJob& job);
+Secret CompressionSwitch(CompressionLevel level, const BackupJob& job);
 
 /// What packing and unpacking work with; all outlive the call.
 struct ArchiveContext {

@@ -97,7 +97,7 @@ class Extraction {
     return 2;
   }
 
-  std::u16string Password() const { return job_.UsePassword ? job_.Password : std::u16string(); }
+  Secret Password() const { return job_.UsePassword ? job_.Password : Secret(); }
 
   /// The first entry that must not be unpacked: one outside the folder, or one below a link, be
   /// that link in the archive or in the folder already.

@@ -21,7 +21,7 @@ struct Request {
   std::vector<std::string> Arguments;
   std::string Folder = "/";
   std::size_t Archive = 0;  ///< its position among the arguments
-  std::u16string Password;
+  Secret Password;
 };
 
 /// Switches go over as they are, but for two: "-r" would take every file of a listed name in any
@@ -232,10 +232,17 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
   const std::string program = FindProgram(kPrograms, ToUtf8(file_system_.ProgramFolder()));
   if (program.empty()) return kNoArchiver;
   ChildProcess child;
-  const std::string password = ToUtf8(command.Password) + "\n";
   // Asked for twice when packing. Without a password the program finds no input and gives up.
-  const std::string input = command.Password.empty() ? std::string() : password + password;
-  if (child.Start(program, arguments, folder, input, environment) != 0) return 2;
+  std::string input;
+  if (!command.Password.empty()) {
+    std::string password = ToUtf8(command.Password);
+    input.reserve(2 * password.size() + 2);
+    for (int asked = 0; asked < 2; ++asked) (input += password) += '\n';
+    Wipe(password);
+  }
+  const ErrorCode error = child.Start(program, arguments, folder, input, environment);
+  Wipe(input);
+  if (error) return 2;
   ProgressReader progress;
   bool cancelled = false;
   while (child.Read(output, kPumpSlice)) {

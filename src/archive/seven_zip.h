@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/secret.h"
 #include "platform/files.h"
 
 namespace kavrel {
@@ -39,7 +40,7 @@ class ArchiveMonitor {
 /// the child reads it from its standard input.
 struct ArchiveCommand {
   std::u16string Line;
-  std::u16string Password;  ///< when empty, what follows a "-p" of the line
+  Secret Password;  ///< when empty, what follows a "-p" of the line
   ArchiveMonitor* Monitor = nullptr;
   std::size_t BufferSize = 256;  ///< characters of output that are kept
 };

@@ -75,7 +75,10 @@ std::string ReadPassword(JobForm& form) {
   if (line.ends_with('\r')) line.pop_back();
   if (line.empty()) return "--password-stdin found no password on standard input";
   form.UsePassword = true;
-  form.Password = FromUtf8(line);
+  std::u16string password = FromUtf8(line);
+  form.Password = password;
+  Wipe(password);
+  Wipe(line);
   return {};
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/date_time.h"
+#include "base/secret.h"
 
 namespace kavrel {
 
@@ -52,7 +53,7 @@ struct BackupJob {
   bool LimitFileSize = false;
   std::int32_t MaxFileSizeKB = 0;  ///< units of 1,024 bytes
   bool UsePassword = false;
-  std::u16string Password{kDefaultPassword};  ///< plain text
+  Secret Password{kDefaultPassword};  ///< plain text
 };
 
 /// Compressed before synchronising before differential before full.

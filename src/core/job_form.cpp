@@ -107,7 +107,7 @@ void FillJob(const JobForm& form, BackupJob& job) {
   job.LimitFileSize = form.LimitFileSize;
   job.MaxFileSizeKB = form.LimitFileSize ? form.MaxFileSizeKB : 0;
   job.UsePassword = form.UsePassword;
-  job.Password = form.UsePassword ? form.Password : std::u16string(kDefaultPassword);
+  job.Password = form.UsePassword ? form.Password : Secret(kDefaultPassword);
 
   SetInterval(job, form.Interval, form.Count);
   job.RefusedDays = form.RefusedDays & kAllDays;

@@ -21,7 +21,7 @@ struct JobForm {
   bool ExcludeFileTypes = false, IncludeSubfolders = true, AddSourceFolder = true, Enabled = false,
        UseRecycleBin = false, LimitFileSize = false, UsePassword = false;
   std::int32_t MaxFileSizeKB = 0;
-  std::u16string Password;
+  Secret Password;
 };
 
 /// The form that shows a job.

@@ -1,3 +1,4 @@
+#include "base/secret.h"
 #include "base/text.h"
 #include "platform/code_page.h"
 
@@ -13,10 +14,13 @@ std::u16string DecodeTextFile(std::string_view bytes) {
 }
 
 std::string EncodeTextFile(std::u16string_view text) {
-  const std::optional<std::string> bytes = EncodeCodePage(text);
+  std::optional<std::string> bytes = EncodeCodePage(text);
   // Code page text whose first bytes happen to be the mark would be taken for UTF-8.
-  if (bytes && !bytes->starts_with(kMark)) return *bytes;
-  return std::string(kMark) + ToUtf8(text);
+  if (bytes && !bytes->starts_with(kMark)) return std::move(*bytes);
+  std::string utf8 = ToUtf8(text), marked(kMark);
+  marked += utf8;
+  Wipe(utf8);
+  return marked;
 }
 
 }  // namespace kavrel

@@ -21,13 +21,16 @@ class KavrelctlTest : public testing::Test {
   TempFolder temp_;
   fs::path source_ = temp_.Root() / "來源", dest_ = temp_.Root() / "dest";
   fs::path store_ = temp_.Home() / "Backup.rtm";
+  std::string said_;  ///< by all commands
 
   std::vector<std::string> Command(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {KAVRELCTL, "--home", temp_.Home().string()});
     return arguments;
   }
   CommandResult Ctl(std::vector<std::string> arguments, const std::string& input = {}) {
-    return RunCommand(Command(std::move(arguments)), input);
+    CommandResult result = RunCommand(Command(std::move(arguments)), input);
+    said_ += result.Output + result.Errors;
+    return result;
   }
   CommandResult Add(std::vector<std::string> more = {}) {
     std::vector<std::string> arguments{"add",   "--name", "文件 A", "--source",
@@ -252,11 +255,11 @@ TEST_F(KavrelctlTest, ARestoreBringsALostFolderBack) {
   EXPECT_EQ(Ctl({"restore", "nobody"}).ExitCode, 3);
 }
 
-TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestored) {
+TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheStoreAlone) {
   WriteTestFile(source_ / "深" / "碁.txt", "x");
   ASSERT_EQ(Add({"--type", "compressed", "--password-stdin"}).ExitCode, 2) << "no password given";
   ASSERT_EQ(Add({"--type", "compressed"}).ExitCode, 0);
-  EXPECT_EQ(Ctl({"edit", "文件 A", "--password-stdin"}, "秘 密\n").ExitCode, 0);
+  EXPECT_EQ(Ctl({"edit", "文件 A", "--password-stdin"}, "秘 密Canary\n").ExitCode, 0);
   EXPECT_EQ(Ctl({"restore", "文件 A"}).ExitCode, 5);
   EXPECT_EQ(Ctl({"run", "文件 A", "--compression", "best"}).ExitCode, 2);
   CommandResult result = Ctl({"run", "文件 A", "--compression", "store"});
@@ -271,6 +274,18 @@ TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestored) {
   EXPECT_EQ(Ctl({"restore", "文件 A", "--archive", "none.7z"}).ExitCode, 5);
   EXPECT_EQ(Ctl({"restore", "文件 A", "--latest"}).ExitCode, 0);
   EXPECT_EQ(ReadTestFile(source_ / "深" / "碁.txt"), "x");
+
+  WriteTestFile(dest_ / archive, "no archive");
+  EXPECT_EQ(Ctl({"run", "文件 A"}).ExitCode, 1);
+  EXPECT_EQ(Ctl({"restore", "文件 A"}).ExitCode, 1);
+  for (const char* json : {"", "--json"}) Ctl({"show", "文件 A", json});
+  EXPECT_EQ(Ctl({"log", "--show", "1"}).ExitCode, 0);
+  for (const auto& entry : fs::recursive_directory_iterator(temp_.Root())) {
+    if (entry.is_regular_file() && entry.path() != store_) said_ += ReadTestFile(entry.path());
+  }
+  std::erase(said_, '\0');  // also as UTF-16
+  EXPECT_EQ(said_.find("Canary"), said_.npos);
+  EXPECT_NE(ReadTestFile(store_).find("Canary"), std::string::npos);
 }
 
 TEST_F(KavrelctlTest, AFolderInUseIsNamedAndReadingNeverWaits) {

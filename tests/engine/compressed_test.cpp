@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "base/text.h"
 #include "support/command.h"
@@ -136,6 +137,60 @@ TEST_F(CompressedTest, FilterLimitAndASecondRunOfTheHour) {
   EXPECT_EQ(archiver.Entries[1].FileName, u"deep/other.txt");
 }
 
+/// A letter of a password that stands nowhere as a whole but where it is tested.
+char Letter(std::size_t i) {
+  return static_cast<char>('A' + (i * 7 + 3) % 26);
+}
+constexpr std::size_t kLetters = 24;
+
+/// How often that password stands in the memory of this process, as UTF-8 or UTF-16.
+int TracesInMemory() {
+  int traces = 0;
+  std::vector<char> bytes;
+  std::ifstream maps("/proc/self/maps"), memory("/proc/self/mem");
+  for (std::string line; std::getline(maps, line);) {
+    unsigned long begin = 0, end = 0;
+    char mode[5] = "";
+    // The largest ones belong to a sanitizer.
+    if (sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, mode) != 3 || mode[1] != 'w' ||
+        end - begin > 1UL << 30) {
+      continue;
+    }
+    bytes.resize(end - begin);
+    memory.clear();
+    memory.seekg(static_cast<std::streamoff>(begin));
+    memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    const auto size = static_cast<std::size_t>(memory.gcount());
+    for (std::size_t at = 0; at + 2 * kLetters < size; ++at) {
+      for (const std::size_t width : {1U, 2U}) {
+        std::size_t i = 0;
+        while (i < kLetters && bytes[at + i * width] == Letter(i)) ++i;
+        traces += i == kLetters;
+      }
+    }
+  }
+  return traces;
+}
+
+TEST_F(CompressedTest, APasswordIsInNoMemoryAfterItsJob) {
+  WriteTestFile(Source() / "碁", "content");
+  {
+    Secret password;
+    password.reserve(kLetters);
+    for (std::size_t i = 0; i < kLetters; ++i) password.push_back(static_cast<char16_t>(Letter(i)));
+    Job().UsePassword = true;
+    Job().Password = password;
+  }
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  ASSERT_TRUE(Program.ReloadJobs());
+  ASSERT_EQ(Restore(), RunOutcome::Ran);
+  EXPECT_EQ(Job().LastRunResult.CopiedFiles, 1U);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 0U);
+  EXPECT_GT(TracesInMemory(), 0);
+  Program.Store.Jobs.clear();
+  EXPECT_EQ(TracesInMemory(), 0);
+}
+
 TEST_F(CompressedTest, ACancelKeepsTheEarlierArchiveAndThePasswordIsOnNoCommandLine) {
   WriteTestFile(Source() / "a", "first");
   BackupJob& job = Job();
@@ -150,17 +205,21 @@ TEST_F(CompressedTest, ACancelKeepsTheEarlierArchiveAndThePasswordIsOnNoCommandL
   WriteTestFile(archive_.string() + ".tmp", "half an archive");
   Program.Context.Compression = CompressionLevel::Full;
   bool working = false;
-  Host.AtProgress = [&](std::uint64_t, std::uint64_t) {
+  const auto look = [&](std::uint64_t, std::uint64_t) {
     for (const auto& process : fs::directory_iterator("/proc")) {
       const std::string line = ReadTestFile(process.path() / "cmdline");
       working = working || line.find("7zz") != line.npos;
-      EXPECT_EQ(line.find("TopSecret4711"), line.npos) << line;
+      const std::string seen = line + ReadTestFile(process.path() / "environ");
+      EXPECT_EQ(seen.find("TopSecret4711"), seen.npos) << seen;
     }
+  };
+  Host.AtProgress = [&](std::uint64_t total, std::uint64_t done) {
+    look(total, done);
     Program.State.CancelRequested = true;
   };
   ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
   Host.AtProgress = {};
-  EXPECT_TRUE(working);
+  EXPECT_TRUE(std::exchange(working, false));
   EXPECT_TRUE(job.LastRunResult.Stopped);
   EXPECT_EQ(ReadTestFile(archive_), before);
   EXPECT_FALSE(fs::exists(archive_.string() + ".tmp"));
@@ -168,6 +227,9 @@ TEST_F(CompressedTest, ACancelKeepsTheEarlierArchiveAndThePasswordIsOnNoCommandL
   EXPECT_EQ(log.find("TopSecret4711"), log.npos) << log;
   ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
   EXPECT_FALSE(job.LastRunResult.Stopped);
+  Host.AtProgress = look;
+  ASSERT_EQ(Restore(), RunOutcome::Ran);
+  EXPECT_TRUE(working);
 }
 
 TEST_F(CompressedTest, WhatCannotBeReadIsCountedAndTheRestPacked) {

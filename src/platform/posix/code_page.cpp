@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/secret.h"
 #include "base/text.h"
 
 namespace kavrel {
@@ -81,17 +82,24 @@ bool IsForConverter(char16_t c) {
 std::u16string DecodeCodePage(std::string_view bytes) {
   if (IsAscii(bytes)) return {bytes.begin(), bytes.end()};
   Converter converter("UTF-8", "CP950");
+  // A store holds passwords, so whatever its text passes through is wiped, and does not grow.
   std::u16string text;
+  text.reserve(bytes.size());
+  std::string utf8;
+  utf8.reserve(2 * bytes.size());
   while (!bytes.empty()) {
-    std::string utf8;
     if (converter.Usable()) converter.Convert(bytes, utf8);
-    text += FromUtf8(utf8);
+    std::u16string piece = FromUtf8(utf8);
+    text += piece;
+    Wipe(piece);
+    utf8.clear();
     if (bytes.empty()) break;
     // What is no character here stays the byte it is.
     const auto byte = static_cast<unsigned char>(bytes[0]);
     text += static_cast<char16_t>(byte < 0x80 ? byte : 0xDC00 + byte);
     bytes.remove_prefix(1);
   }
+  Wipe(utf8);
   return text;
 }
 
@@ -110,9 +118,14 @@ std::optional<std::string> EncodeCodePage(std::u16string_view text) {
       bytes += code;
     } else {
       while (length < rest.size() && IsForConverter(rest[length])) ++length;
-      const std::string utf8 = ToUtf8(rest.substr(0, length));
+      std::string utf8 = ToUtf8(rest.substr(0, length));
       std::string_view left = utf8;
-      if (!converter.Usable() || !converter.Convert(left, bytes)) return std::nullopt;
+      const bool done = converter.Usable() && converter.Convert(left, bytes);
+      Wipe(utf8);
+      if (!done) {
+        Wipe(bytes);
+        return std::nullopt;
+      }
     }
     rest.remove_prefix(length);
   }
