@@ -2,7 +2,7 @@
 SRC ?= /usr/share/doc
 DEST ?= build/demo/backup
 
-.PHONY: run gui screenshots test build deps asan tidy format bench faults
+.PHONY: run gui screenshots test build deps asan tidy format bench faults fuzz
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -23,6 +23,10 @@ build: deps
 
 faults: deps
 	@scripts/faults
+
+fuzz: deps
+	@scripts/install-deps clang-14 libclang-rt-14-dev
+	@scripts/fuzz $(FUZZ)
 
 asan: deps
 	@scripts/build asan
