@@ -27,6 +27,8 @@ int AddJob(Session& session, const JobOptions& options);
 int EditJob(Session& session, const std::string& name, const JobOptions& options);
 int RemoveJob(Session& session, const std::string& name);
 int ListJobs(Session& session, bool json);
+/// Prints the names of the jobs alone, one a line.
+int ListJobNames(Session& session);
 int ShowJob(Session& session, const std::string& name, bool json);
 int RunJobs(Session& session, const RunChoice& choice);
 /// Runs jobs as they become due until it is interrupted.
@@ -57,6 +59,11 @@ int GetSettings(Session& session, const std::string& name);
 int SetSetting(Session& session, const std::string& name, const std::string& value);
 /// Prints a path with its date tags expanded.
 int ExpandPath(Session& session, const std::string& path);
+
+/// The drives and shares that jobs and rules name, and where each leads.
+int ListDrives(Session& session, bool json);
+int SetDrive(Session& session, const std::string& drive, const std::string& folder);
+int RemoveDrive(Session& session, const std::string& drive);
 
 int ListLog(Session& session, std::size_t last, bool json);
 /// Prints the job log of the `newest`-th run, 1 being the last one.

@@ -115,6 +115,14 @@ int ListJobs(Session& session, bool json) {
   return kDone;
 }
 
+int ListJobNames(Session& session) {
+  if (!session.Open()) return kBadInput;
+  for (const BackupJob& job : session.Program().Store.Jobs) {
+    std::printf("%s\n", Printable(job.Name).c_str());
+  }
+  return kDone;
+}
+
 int ShowJob(Session& session, const std::string& name, bool json) {
   if (!session.Open()) return kBadInput;
   const BackupJob* job = session.FindJob(name);

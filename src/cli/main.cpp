@@ -20,7 +20,7 @@ constexpr const char* kExitCodes =
 /// What the command line held, and what came of it.
 struct CommandLine {
   std::string Home, Name, Value, Patterns, Archive, Mode = "full";
-  bool Latest = false;
+  bool Latest = false, NamesOnly = false;
   JobOptions Options;
   RuleOptions Rule;
   RunChoice Choice;
@@ -56,8 +56,11 @@ void AddJobCommands(CLI::App& app, CommandLine& line) {
   remove->callback(line.Run([&line](Session& session) { return RemoveJob(session, line.Name); }));
 
   CLI::App* list = app.add_subcommand("list", "List the jobs with their next runs");
-  list->add_flag("--json", line.Json, "Print JSON");
-  list->callback(line.Run([&line](Session& session) { return ListJobs(session, line.Json); }));
+  CLI::Option* json = list->add_flag("--json", line.Json, "Print JSON");
+  list->add_flag("--names", line.NamesOnly, "Print their names alone, one a line")->excludes(json);
+  list->callback(line.Run([&line](Session& session) {
+    return line.NamesOnly ? ListJobNames(session) : ListJobs(session, line.Json);
+  }));
 
   CLI::App* show = app.add_subcommand("show", "Show a job");
   show->add_option("job", line.Name, "Name of the job")->required();
@@ -163,6 +166,27 @@ void AddFilterCommands(CLI::App& app, CommandLine& line) {
       line.Run([&line](Session& session) { return RemoveFilter(session, line.Name); }));
 }
 
+void AddDriveCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* drives = app.add_subcommand("drives", "Where the drives of Windows paths lead");
+  drives->require_subcommand(1);
+  CLI::App* list = drives->add_subcommand("list", "List the drives that jobs and rules name");
+  list->add_flag("--json", line.Json, "Print JSON");
+  list->callback(line.Run([&line](Session& session) { return ListDrives(session, line.Json); }));
+
+  const auto add_drive = [&line](CLI::App* command) {
+    command->add_option("drive", line.Name, "A drive, as C:, or a share, as \\\\server\\share")
+        ->required();
+  };
+  CLI::App* set = drives->add_subcommand("set", "Let a drive lead to a folder");
+  add_drive(set);
+  set->add_option("folder", line.Value, "The folder")->required();
+  set->callback(
+      line.Run([&line](Session& session) { return SetDrive(session, line.Name, line.Value); }));
+  CLI::App* remove = drives->add_subcommand("remove", "Let a drive lead nowhere");
+  add_drive(remove);
+  remove->callback(line.Run([&line](Session& session) { return RemoveDrive(session, line.Name); }));
+}
+
 void AddSettingCommands(CLI::App& app, CommandLine& line) {
   CLI::App* settings = app.add_subcommand("settings", "The stored settings");
   settings->require_subcommand(1);
@@ -193,6 +217,7 @@ int main(int argc, char** argv) {
   AddRunCommands(app, line);
   AddRuleCommands(app, line);
   AddFilterCommands(app, line);
+  AddDriveCommands(app, line);
   AddSettingCommands(app, line);
   try {
     const std::vector<std::string> arguments = ConsoleArguments(argc, argv);

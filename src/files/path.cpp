@@ -67,6 +67,20 @@ std::u16string WithoutBlanksAtSeparators(std::u16string_view path) {
   return result;
 }
 
+std::u16string DriveOf(std::u16string_view path) {
+  if (path.size() >= 2 && path[1] == u':') {
+    const char16_t letter = ToLower(path[0]);
+    if (letter < u'a' || letter > u'z') return {};
+    return {static_cast<char16_t>(letter - u'a' + u'A'), u':'};
+  }
+  if (PathKind(path) != 2) return {};
+  const std::size_t server_end = path.find(u'\\', 2);
+  if (server_end == path.npos || server_end == 2) return {};
+  const std::size_t share_end = path.find(u'\\', server_end + 1);
+  const bool named = std::min(share_end, path.size()) > server_end + 1;
+  return named ? std::u16string(path.substr(0, share_end)) : std::u16string();
+}
+
 bool IsRootPath(std::u16string_view path) {
   if (IsPosixPath(path)) return path.find_first_not_of(u'/') == path.npos;
   if (PathKind(path) == 3) return false;

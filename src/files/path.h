@@ -44,6 +44,10 @@ bool PathStartsWith(std::u16string_view path, std::u16string_view prefix);
 /// names. Paths that begin with "/" keep theirs, they belong to the name there.
 std::u16string WithoutBlanksAtSeparators(std::u16string_view path);
 
+/// The drive ("C:", its letter made large) or share ("\\server\share") that a Windows path lies on;
+/// empty for other paths and for a server alone.
+std::u16string DriveOf(std::u16string_view path);
+
 /// A drive root, a bare server name, "/" itself: fewer separators than a folder's path has.
 bool IsRootPath(std::u16string_view path);
 

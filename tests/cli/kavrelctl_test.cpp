@@ -288,6 +288,37 @@ TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheSto
   EXPECT_NE(ReadTestFile(store_).find("Canary"), std::string::npos);
 }
 
+TEST_F(KavrelctlTest, AProgramFolderFromWindowsIsTakenOverByMappingItsDrives) {
+  fs::remove_all(temp_.Home() / "drives");
+  // 文件 and a path below C: in code page 950, as a Windows machine wrote them.
+  WriteTestFile(
+      store_,
+      "1\t\xA4\xE5\xA5\xF3\t1\t0\tC:\\Users\\Mei\\\xA4\xE5\xA5\xF3\\\t\\\\NAS\\Backup\\\t0\t"
+      "*.*\t2030/1/1\t0\t0\t1\t0\t0\t0\t0\t1899/12/30\t0\t0\t0\t0\t0\t\t0\t\r\n");
+  WriteTestFile(temp_.Root() / "win/Users/Mei/文件/a.txt", "x");
+  fs::create_directories(temp_.Root() / "nas");
+  EXPECT_EQ(Ctl({"run", "文件"}).ExitCode, 5);
+  EXPECT_NE(Ctl({"drives", "list"}).Output.find("C:"), std::string::npos);
+  EXPECT_EQ(Ctl({"drives", "set", "c:\\", (temp_.Root() / "win").string() + "/"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"drives", "set", "\\\\NAS\\Backup", temp_.Root() / "nas"}).ExitCode, 0);
+  const CommandResult list = Ctl({"drives", "list", "--json"});
+  EXPECT_NE(list.Output.find("\"folder\": \"" + (temp_.Root() / "win").string() + "\""),
+            std::string::npos)
+      << list.Output;
+  EXPECT_EQ(list.Output.find("unmapped"), std::string::npos);
+  EXPECT_EQ(Ctl({"run", "文件"}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(temp_.Root() / "nas/a.txt"), "x");
+
+  EXPECT_EQ(Ctl({"drives", "set", "C:\\Users", "/"}).ExitCode, 2) << "no drive";
+  EXPECT_EQ(Ctl({"drives", "set", "C:", temp_.Root() / "nowhere"}).ExitCode, 2);
+  EXPECT_EQ(Ctl({"drives", "set", "C:", temp_.Home() / "drives/c"}).ExitCode, 2) << "itself";
+  EXPECT_EQ(Ctl({"drives", "remove", "C:"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"drives", "remove", "C:"}).ExitCode, 2) << "it is gone";
+  EXPECT_EQ(Ctl({"run", "文件"}).ExitCode, 5);
+  EXPECT_EQ(Ctl({"list", "--names"}).Output, "文件\n");
+  EXPECT_TRUE(fs::exists(temp_.Root() / "win/Users"));
+}
+
 TEST_F(KavrelctlTest, AFolderInUseIsNamedAndReadingNeverWaits) {
   fs::create_directories(source_);
   ASSERT_EQ(Add().ExitCode, 0);

@@ -39,6 +39,16 @@ TEST(Path, FormDecidesKindSeparatorFolderAndName) {
   }
 }
 
+TEST(Path, DrivesAndSharesAreToldFromOtherPaths) {
+  EXPECT_EQ(DriveOf(u"c:\\Data\\"), u"C:");
+  EXPECT_EQ(DriveOf(u"C:"), u"C:");
+  EXPECT_EQ(DriveOf(u"\\\\Nas\\Data\\x\\"), u"\\\\Nas\\Data");
+  for (const char16_t* none :
+       {u"\\\\nas", u"\\\\nas\\", u"\\\\\\x", u"/c:/x", u"1:\\", u"ftp://h/x", u""}) {
+    EXPECT_EQ(DriveOf(none), u"") << ToUtf8(none);
+  }
+}
+
 TEST(Path, TrailingSeparatorIsOfThePathsOwnKind) {
   EXPECT_EQ(AddBackslash(u"C:\\x"), u"C:\\x\\");
   EXPECT_EQ(AddBackslash(u"/x"), u"/x/");

@@ -1,0 +1,99 @@
+#include <nlohmann/json.hpp>
+
+#include "app/drives.h"
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/json_text.h"
+#include "files/path.h"
+#include "platform/drives.h"
+#include "platform/folders.h"
+
+namespace kavrel {
+
+namespace {
+
+std::u16string StateText(DriveState state) {
+  constexpr std::u16string_view kTexts[] = {u"可用", u"未對應", u"未掛載", u"資料夾不存在"};
+  return std::u16string(kTexts[static_cast<std::size_t>(state)]);
+}
+
+std::string_view StateKey(DriveState state) {
+  constexpr std::string_view kKeys[] = {"ready", "unmapped", "not-mounted", "folder-missing"};
+  return kKeys[static_cast<std::size_t>(state)];
+}
+
+std::u16string Joined(const std::vector<std::u16string>& names) {
+  std::u16string text;
+  for (const std::u16string& name : names) (text += text.empty() ? u"" : u"、") += name;
+  return text;
+}
+
+nlohmann::json JsonNames(const std::vector<std::u16string>& names) {
+  nlohmann::json list = nlohmann::json::array();
+  for (const std::u16string& name : names) list.push_back(JsonText(name));
+  return list;
+}
+
+/// The drive that was typed; empty, after saying so, when it is none.
+std::u16string ReadDrive(const std::string& text) {
+  const std::u16string typed = FromUtf8(text);
+  std::u16string drive = DriveOf(typed);
+  if (drive.empty() || DropBackslash(typed).size() != drive.size()) {
+    PrintError("a drive is written as C: and a share as '\\\\server\\share', not as " +
+               Printable(typed));
+    drive.clear();
+  }
+  return drive;
+}
+
+int Done(ErrorCode error, const std::u16string& drive) {
+  if (error == 0) return kDone;
+  PrintError(Printable(drive) + ": " + ToUtf8(SystemErrorText(error)));
+  return kBadInput;
+}
+
+}  // namespace
+
+int ListDrives(Session& session, bool json) {
+  if (!session.Open()) return kBadInput;
+  nlohmann::json list = nlohmann::json::array();
+  std::vector<std::vector<std::u16string>> rows{
+      {u"磁碟機", u"對應的資料夾", u"狀態", u"使用的排程", u"使用的排除規則"}};
+  for (const DriveUse& use : UsedDrives(session.Program())) {
+    const DriveState state = StateOf(session.Program(), use);
+    list.push_back({{"drive", JsonText(use.Drive)},
+                    {"folder", JsonText(use.Folder)},
+                    {"state", StateKey(state)},
+                    {"jobs", JsonNames(use.Jobs)},
+                    {"rules", JsonNames(use.Rules)}});
+    rows.push_back({use.Drive, use.Folder, StateText(state), Joined(use.Jobs), Joined(use.Rules)});
+  }
+  if (json) {
+    PrintJson(list);
+  } else {
+    PrintTable(rows);
+  }
+  return kDone;
+}
+
+int SetDrive(Session& session, const std::string& text, const std::string& folder_text) {
+  const std::u16string drive = ReadDrive(text);
+  if (drive.empty() || !session.Open(u"kavrelctl drives")) return kBadInput;
+  std::u16string folder = AbsolutePath(FromUtf8(folder_text));
+  while (folder.size() > 1 && folder.ends_with(u'/')) folder.pop_back();
+  const std::u16string_view refusal = CheckDriveFolder(session.Program(), folder);
+  if (!refusal.empty()) {
+    PrintError(Printable(refusal) + ": " + Printable(folder));
+    return kBadInput;
+  }
+  return Done(MapDrive(session.Program().Files, drive, folder), drive);
+}
+
+int RemoveDrive(Session& session, const std::string& text) {
+  const std::u16string drive = ReadDrive(text);
+  if (drive.empty() || !session.Open(u"kavrelctl drives")) return kBadInput;
+  return Done(UnmapDrive(session.Program().Files, drive), drive);
+}
+
+}  // namespace kavrel
