@@ -1,5 +1,6 @@
 #include "ui/dialogs.h"
 
+#include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
 #include "ui/frm_past_due.h"
 #include "ui/frm_set.h"
@@ -22,6 +23,10 @@ void OpenExclusions(Program& program, QWidget* parent) {
 
 void OpenShortcuts(Program& program, QWidget* parent) {
   frmShortcut(program, parent).exec();
+}
+
+void OpenDrives(Program& program, QWidget* parent) {
+  frmDrives(program, parent, LocalVolumes(program)).exec();
 }
 
 std::optional<std::u16string> PickArchive(Program& program,

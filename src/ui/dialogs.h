@@ -19,6 +19,8 @@ void OpenJobEditor(Program& program, std::int32_t job_index, QWidget* parent);
 void OpenJobEditorList(Program& program, std::int32_t job_index, QWidget* parent);
 void OpenExclusions(Program& program, QWidget* parent);
 void OpenShortcuts(Program& program, QWidget* parent);
+/// The folders of the Windows drives that jobs name.
+void OpenDrives(Program& program, QWidget* parent);
 /// The archive to restore; nothing when the user chose none.
 std::optional<std::u16string> PickArchive(Program& program,
                                           const std::vector<ArchiveFile>& archives,

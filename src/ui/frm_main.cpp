@@ -7,6 +7,7 @@
 #include <QShortcut>
 #include <QVBoxLayout>
 
+#include "app/drives.h"
 #include "base/number.h"
 #include "files/error_text.h"
 #include "platform/process.h"
@@ -56,6 +57,7 @@ void FrmMain::Start(Program& program, std::u16string_view command_line) {
             .arg(ToQString(program.Store.Path()),
                  ToQString(ApiErrorText(program.Store.LastError()))));
   }
+  if (!hide_at_start_ && !program.State.CommandLineRun) AskAboutDrives();
 }
 
 // ---- Building ----
@@ -75,6 +77,7 @@ void FrmMain::BuildControls() {
   connect(options_, &OptionsMenu::ExclusionsWanted, this,
           [this] { OpenExclusions(*program_, this); });
   connect(options_, &OptionsMenu::ShortcutsWanted, this, &FrmMain::MakeShortcuts);
+  connect(options_, &OptionsMenu::DrivesWanted, this, &FrmMain::EditDrives);
   panel_ = new RunPanel(captions_, file_bar_);
   run_ = std::make_unique<RunShow>(*program_, *panel_, status_bar_);
   connect(panel_, &RunPanel::CancelClick, this, [this] {
@@ -244,6 +247,7 @@ void FrmMain::ImportJobs() {
   Inform(*this,
          QStringLiteral(
              "原始檔名已經變更為「old_Backup.rtm」請重新啟動本軟體檢查相關備份設定的完整性。"));
+  AskAboutDrives();
 }
 
 void FrmMain::EditJobs(const std::function<void()>& editor) {
@@ -270,6 +274,18 @@ void FrmMain::MakeShortcuts() {
   show();
   // A window that is switched off forgets where the keys went.
   if (focus) focus->setFocus();
+}
+
+void FrmMain::AskAboutDrives() {
+  if (!DrivesToAskAbout(*program_).empty()) EditDrives();
+}
+
+void FrmMain::EditDrives() {
+  // What is due waits: a drive may be about to come.
+  const bool ticking = program_->Scheduler.TimerOn();
+  if (ticking) program_->Scheduler.SetSchedulerTimer(false);
+  OpenDrives(*program_, this);
+  if (!ended_ && ticking) program_->Scheduler.SetSchedulerTimer(true);
 }
 
 // ---- Runs ----

@@ -90,6 +90,9 @@ class FrmMain : public QWidget, public ProgramHost {
   /// Opens an editor that changes the store, with the scheduler at rest meanwhile.
   void EditJobs(const std::function<void()>& editor);
   void MakeShortcuts();
+  /// Asks where the drives are that jobs name and that lead nowhere, once for each.
+  void AskAboutDrives();
+  void EditDrives();
   void AskAndRun(int row);
   void AskAndRestore(int row);
   void TellOutcome(RunOutcome outcome, const BackupJob& job);

@@ -36,6 +36,8 @@ OptionsMenu::OptionsMenu(Program& program, QWidget* window)
   shortcut_ = AddItem(*options_, QStringLiteral("mnuShortcut"), QStringLiteral("建立備份排程捷徑"));
   connect(shortcut_, &QAction::triggered, this, &OptionsMenu::ShortcutsWanted);
   options_->setDefaultAction(shortcut_);
+  connect(AddItem(*options_, QStringLiteral("mnuDrives"), QStringLiteral("Windows 磁碟機對應")),
+          &QAction::triggered, this, &OptionsMenu::DrivesWanted);
   BuildHelp();
 }
 

@@ -28,6 +28,7 @@ class OptionsMenu : public QObject {
  Q_SIGNALS:
   void ExclusionsWanted();
   void ShortcutsWanted();
+  void DrivesWanted();
 
  private:
   void BuildSwitches();

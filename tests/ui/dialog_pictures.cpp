@@ -11,7 +11,9 @@
 #include <QTabWidget>
 #include <QTest>
 
+#include "platform/drives.h"
 #include "support/test_program.h"
+#include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
 #include "ui/frm_ff_edit.h"
 #include "ui/frm_help.h"
@@ -61,6 +63,7 @@ class Pictures {
     DrawRules();
     DrawFilters();
     DrawOthers();
+    DrawDrives();
   }
 
  private:
@@ -148,6 +151,23 @@ class Pictures {
     FrmPastDue past_due(question, nullptr);
     for (int second = 0; second < 5; ++second) past_due.timDelay_Timer();
     Draw(past_due, "frm_past_due");
+  }
+
+  void DrawDrives() {
+    TestProgram brought;
+    const char16_t* jobs[][3] = {
+        {u"每日文件備份", u"E:\\Users\\美玲\\文件\\", u"F:\\備份\\"},
+        {u"家庭相片", u"E:\\Users\\美玲\\相片\\", u"\\\\nas\\backup\\相片\\"}};
+    for (const auto& job : jobs) {
+      BackupJob& made = brought.AddJob();
+      made.Name = job[0];
+      made.Source.Path = job[1];
+      made.Destination.Path = job[2];
+    }
+    for (const char16_t* drive : {u"C:", u"D:"}) UnmapDrive(brought.Program.Files, drive);
+    MapDrive(brought.Program.Files, u"E:", u"/media/mei-ling/Windows");
+    frmDrives drives(brought.Program, nullptr, {});
+    Draw(drives, "frm_drives");
   }
 
   QString folder_;

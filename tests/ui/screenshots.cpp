@@ -10,6 +10,7 @@
 #include <chrono>
 #include <iostream>
 
+#include "app/drives.h"
 #include "ui/caption_strip.h"
 #include "ui/main_window.h"
 #include "ui/qt_text.h"
@@ -146,6 +147,7 @@ void Album::Prepare() {
     program_.Store.Jobs.push_back(job);
   }
   program_.Store.SaveJobs();
+  LeaveDrives(program_, UsedDrives(program_));
   for (const LogLine& line : kLogs) {
     program_.LogRows.Append({line.Name, line.State, line.Copied, line.Unchanged, line.Failed,
                              line.Started, line.Next, u""});
