@@ -1,8 +1,11 @@
 # Short names for what people do here; the work is in scripts/ and in the CMake presets.
 SRC ?= /usr/share/doc
 DEST ?= build/demo/backup
+# Where `make install` puts things, as every package does; DESTDIR stands before it.
+prefix ?= /usr/local
 
-.PHONY: run gui screenshots test build deps asan tidy format bench faults fuzz
+.PHONY: run gui screenshots test build deps asan tidy format bench faults fuzz install uninstall \
+        deb test-deb
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -20,6 +23,23 @@ screenshots: deps
 
 build: deps
 	@scripts/build release
+
+install: deps
+	@scripts/package "$(prefix)"
+	@DESTDIR="$(DESTDIR)" cmake --install build/package --strip
+
+uninstall:
+	@scripts/uninstall "$(DESTDIR)"
+
+deb: deps
+	@scripts/install-deps dpkg-dev
+	@scripts/package /usr
+	@cpack --config build/package/CPackConfig.cmake -B build >/dev/null
+	@ls build/*.deb
+
+test-deb: deb
+	@scripts/install-deps debootstrap xvfb xdotool
+	@scripts/test-package
 
 faults: deps
 	@scripts/faults

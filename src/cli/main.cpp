@@ -8,6 +8,8 @@
 namespace kavrel {
 namespace {
 
+static_assert(kAppTitle.find(u"" KAVREL_VERSION) != kAppTitle.npos, "two versions");
+
 constexpr const char* kExitCodes =
     "Exit codes:\n"
     "  0  everything done\n"
@@ -211,6 +213,7 @@ int main(int argc, char** argv) {
   app.footer(kExitCodes);
   app.require_subcommand(1);
   app.fallthrough();
+  app.set_version_flag("--version", "kavrelctl " KAVREL_VERSION);
   CommandLine line;
   app.add_option("--home", line.Home, "Program folder (same as KAVREL_HOME)");
   AddJobCommands(app, line);

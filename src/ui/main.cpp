@@ -17,10 +17,14 @@
 namespace kavrel {
 namespace {
 
+constexpr const char* kUsage =
+    "Usage: kavrel [--home DIR] [JOB...]\n"
+    "Opens the window. With names of jobs, runs these once and ends.\n";
+
 struct Arguments {
   std::u16string Home;
   std::vector<std::u16string> Jobs;
-  bool Help = false, Wrong = false;
+  bool Help = false, Version = false, Wrong = false;
 };
 
 Arguments ReadArguments(int argc, char** argv) {
@@ -39,6 +43,8 @@ Arguments ReadArguments(int argc, char** argv) {
       read.Home = FromUtf8(word.substr(kHome.size() + 1));
     } else if (word == "--help") {
       read.Help = true;
+    } else if (word == "--version") {
+      read.Version = true;
     } else {
       read.Wrong = true;
     }
@@ -60,13 +66,17 @@ void SpeakChinese(QTranslator& translator) {
 
 int Run(int argc, char** argv) {
   KeepMemoryOutOfDumps();
+  Arguments arguments = ReadArguments(argc, argv);
+  if (arguments.Help || arguments.Version) {
+    std::cout << (arguments.Help ? kUsage : "kavrel " KAVREL_VERSION "\n");
+    return 0;
+  }
   QApplication app(argc, argv);
-  const Arguments arguments = ReadArguments(argc, argv);
-  if (arguments.Help || arguments.Wrong) {
-    (arguments.Help ? std::cout : std::cerr)
-        << "Usage: kavrel [--home DIR] [JOB...]\n"
-           "Opens the window. With names of jobs, runs these once and ends.\n";
-    return arguments.Help ? 0 : 2;
+  // The toolkit has taken its own options away.
+  arguments = ReadArguments(argc, argv);
+  if (arguments.Wrong) {
+    std::cerr << kUsage;
+    return 2;
   }
   const std::optional<std::u16string> folder = ProgramFolder(arguments.Home);
   if (!folder) {
