@@ -4,6 +4,7 @@
 #include <QPushButton>
 
 #include "platform/desktop.h"
+#include "ui/guide.h"
 #include "ui/menu_kit.h"
 #include "ui/qt_text.h"
 
@@ -28,7 +29,8 @@ OptionsMenu::OptionsMenu(Program& program, QWidget* window)
       program_(program),
       window_(window),
       options_(MakeMenu(window, QStringLiteral("MnuSet"))),
-      help_(MakeMenu(window, QStringLiteral("mnuHelp"))) {
+      help_(MakeMenu(window, QStringLiteral("mnuHelp"))),
+      guide_(new GuideKey(window)) {
   BuildSwitches();
   options_->addSeparator();
   BuildChoices();
@@ -89,6 +91,9 @@ void OptionsMenu::BuildHelp() {
   const auto opens = [this](QAction* action, std::u16string_view address) {
     connect(action, &QAction::triggered, this, [address] { OpenWithDesktop(address); });
   };
+  connect(AddItem(*help_, QStringLiteral("mnuGuide"), QStringLiteral("使用說明\tF1")),
+          &QAction::triggered, guide_, &GuideKey::Open);
+  help_->addSeparator();
   opens(AddItem(*help_, QStringLiteral("mnuMail"), QStringLiteral("寫信給我")), kMailAddress);
   web_ = AddItem(*help_, QStringLiteral("mnuWeb"), QStringLiteral("我的網站"));
   opens(web_, kWebAddress);

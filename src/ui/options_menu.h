@@ -10,6 +10,8 @@ class QActionGroup;
 
 namespace kavrel {
 
+class GuideKey;
+
 /// Every option is stored the moment it is chosen.
 class OptionsMenu : public QObject {
   Q_OBJECT
@@ -41,6 +43,7 @@ class OptionsMenu : public QObject {
   QWidget* window_;
   QMenu* options_;
   QMenu* help_;
+  GuideKey* guide_;
   QAction *start_, *start_min_, *sound_, *exclusions_, *exclusions_on_, *shortcut_, *web_;
   QActionGroup *restore_, *compression_, *priority_;
 };
