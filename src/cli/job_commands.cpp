@@ -23,7 +23,10 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   const FormCheck check = ApplyForm(
       form, program.Store.Jobs, [&](const BackupJob& j) { return program.NextRunTimeOf(j); },
       [&](std::u16string_view path) { return program.Files.FolderExists(path); }, job);
-  if (check == FormCheck::Ok) return true;
+  if (check == FormCheck::Ok) {
+    if (options.Adopt) job.Extras.MirroredTo = MirrorPlace(job);
+    return true;
+  }
   const std::u16string message = FormCheckMessage(check, form);
   PrintError(std::string(OptionOf(check)) + (message.empty() ? "" : "\n" + Printable(message)));
   return false;
@@ -62,6 +65,13 @@ nlohmann::json ToJson(const BackupJob& job) {
             {"weeks", job.EveryWeeks},
             {"months", job.EveryMonths}}},
           {"refused_days", refused},
+          {"mirror_guard",
+           {{"on", job.Extras.GuardMirror},
+            {"percent", job.Extras.GuardPercent},
+            {"fewest", job.Extras.GuardFewest}}},
+          {"check_space", job.Extras.CheckSpace},
+          {"keep_newest", job.Extras.KeepNewest},
+          {"verify_after_run", job.Extras.VerifyAfterRun},
           {"last_run", JsonTime(job.LastRun)},
           {"next_run", JsonTime(job.NextRun)}};
 }
@@ -152,6 +162,10 @@ int ShowJob(Session& session, const std::string& name, bool json) {
       {u"拒絕備份日期：", RefusedDaysText(job->RefusedDays)},
       {u"檔案類型　　：", job->FileTypes},
       {u"不備份該類型：", on_off(job->ExcludeFileTypes)},
+      {u"同步刪除防護：", GuardText(job->Extras)},
+      {u"檢查可用空間：", on_off(job->Extras.CheckSpace)},
+      {u"保留備份份數：", KeepText(job->Extras)},
+      {u"備份後驗證　：", on_off(job->Extras.VerifyAfterRun)},
   });
   return kDone;
 }

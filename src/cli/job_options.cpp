@@ -69,6 +69,19 @@ std::string ReadRefuse(const std::string& text, JobForm& form) {
   return {};
 }
 
+std::string ReadGuard(const std::string& text, ExtraSettings& extras) {
+  extras.GuardMirror = text != "off";
+  if (text == "on" || text == "off") return {};
+  const std::size_t digits = text.find_first_not_of("0123456789");
+  const auto percent = ParseInt(FromUtf8(text.substr(0, digits)));
+  const bool plain = digits == text.npos || text.substr(digits) == "%";
+  if (!plain || !percent || *percent < 1 || *percent > 100) {
+    return "--guard takes on, off, or a share from 1 to 100 percent";
+  }
+  extras.GuardPercent = *percent;
+  return {};
+}
+
 std::string ReadPassword(JobForm& form) {
   std::string line;
   std::getline(std::cin, line);
@@ -118,6 +131,19 @@ void JobOptions::AddTo(CLI::App& command) {
   const auto password = command.add_flag("--password-stdin", PasswordStdin,
                                          "Read the archive password from standard input");
   command.add_flag("--no-password", NoPassword, "Use no archive password")->excludes(password);
+  command.add_option("--guard", Guard,
+                     "on, off, or the share in percent of the destination's files beyond which a "
+                     "sync asks before it removes them (default 50)");
+  command.add_option("--guard-min", GuardMin, "Fewer files than these never count (default 20)")
+      ->check(CLI::Range(1, kMaxGuardFewest));
+  command.add_flag("--adopt", Adopt,
+                   "The destination is this job's already: its first sync need not ask");
+  AddSwitch(command, "--space-check,!--no-space-check", SpaceCheck,
+            "Stop before copying what cannot fit (default)");
+  command.add_option("--keep", Keep, "Keep only this many dated folders or archives; 0 keeps all")
+      ->check(CLI::Range(0, kMaxKeepNewest));
+  AddSwitch(command, "--verify-after,!--no-verify-after", VerifyAfter,
+            "Compare both sides after every run");
 }
 
 std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form) {
@@ -144,6 +170,12 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
     form.MaxFileSizeKB = *options.MaxSizeKB;
   }
   if (options.NoLimit) form.LimitFileSize = false;
+  ExtraSettings& extras = form.Extras;
+  if (options.Guard && !(error = ReadGuard(*options.Guard, extras)).empty()) return error;
+  if (options.GuardMin) extras.GuardFewest = *options.GuardMin;
+  if (options.Keep) extras.KeepNewest = *options.Keep;
+  Set(options.SpaceCheck, extras.CheckSpace);
+  Set(options.VerifyAfter, extras.VerifyAfterRun);
   if (options.NoPassword) form.UsePassword = false;
   if (options.Recycle.value_or(false) && form.Type != BackupType::Synchronise) {
     return "--recycle goes with --type sync";

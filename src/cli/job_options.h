@@ -14,10 +14,11 @@ class App;
 namespace kavrel {
 
 struct JobOptions {
-  std::optional<std::string> Name, Source, Dest, Type, Every, Start, Refuse, Types;
-  std::optional<bool> ExcludeTypes, Subfolders, SourceFolder, Recycle, Enable;
-  std::optional<std::int32_t> MaxSizeKB;
-  bool NoLimit = false, PasswordStdin = false, NoPassword = false;
+  std::optional<std::string> Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard;
+  std::optional<bool> ExcludeTypes, Subfolders, SourceFolder, Recycle, Enable, SpaceCheck,
+      VerifyAfter;
+  std::optional<std::int32_t> MaxSizeKB, GuardMin, Keep;
+  bool NoLimit = false, PasswordStdin = false, NoPassword = false, Adopt = false;
 
   void AddTo(CLI::App& command);
 };

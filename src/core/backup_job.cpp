@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "base/number.h"
+#include "files/path.h"
 
 namespace kavrel {
 
@@ -79,6 +80,19 @@ bool IsRefused(std::int32_t refused_days, int weekday) {
   return (refused_days & 1 << weekday) != 0;
 }
 
+std::u16string SourceFolderName(std::u16string_view path) {
+  const char16_t separator = PathSeparator(path);
+  path = DropBackslash(path);
+  const std::size_t found = path.rfind(separator);
+  return std::u16string(found == path.npos ? path.substr(0, 1) : path.substr(found + 1));
+}
+
+std::u16string MirrorPlace(const BackupJob& job) {
+  std::u16string place = job.Destination.Path;
+  if (job.AddSourceFolder) place += SourceFolderName(job.Source.Path);
+  return place;
+}
+
 void NewJobDefaults(BackupJob& job, DateTime now, std::u16string_view default_destination) {
   job.JobIndex = -1;
   job.NextRun = std::chrono::floor<std::chrono::days>(now) + std::chrono::hours(1);
@@ -93,6 +107,7 @@ void NewJobDefaults(BackupJob& job, DateTime now, std::u16string_view default_de
   job.FileTypes = kAllFiles;
   job.ExcludeFileTypes = job.UsePassword = false;
   job.Password = kDefaultPassword;
+  job.Extras = {};
 }
 
 std::u16string_view OnOffText(bool on) {
@@ -125,6 +140,17 @@ std::u16string RefusedDaysText(std::int32_t refused_days) {
     text += ShortWeekdayName(weekday);
   }
   return text.empty() ? u"不指定" : text;
+}
+
+std::u16string GuardText(const ExtraSettings& extras) {
+  if (!extras.GuardMirror) return std::u16string(OnOffText(false));
+  return std::u16string(OnOffText(true)) + u" ( 超過 " + Decimal(extras.GuardPercent) +
+         u" %，至少 " + Decimal(extras.GuardFewest) + u" 個檔案 )";
+}
+
+std::u16string KeepText(const ExtraSettings& extras) {
+  if (extras.KeepNewest == 0) return u"全部保留";
+  return u"最新 " + Decimal(extras.KeepNewest) + u" 份";
 }
 
 }  // namespace kavrel

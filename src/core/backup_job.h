@@ -7,6 +7,7 @@
 
 #include "base/date_time.h"
 #include "base/secret.h"
+#include "core/job_extras.h"
 
 namespace kavrel {
 
@@ -54,6 +55,7 @@ struct BackupJob {
   std::int32_t MaxFileSizeKB = 0;  ///< units of 1,024 bytes
   bool UsePassword = false;
   Secret Password{kDefaultPassword};  ///< plain text
+  JobExtras Extras;                   ///< kept beside the store
 };
 
 /// Compressed before synchronising before differential before full.
@@ -76,6 +78,12 @@ std::int32_t MaxIntervalCount(IntervalKind kind);
 
 bool IsRefused(std::int32_t refused_days, int weekday);
 
+/// The last component of a folder path; "C" for "C:\\".
+std::u16string SourceFolderName(std::u16string_view path);
+/// Where the job's runs write, with date tags as they were entered: what has been mirrored to one
+/// such place is not known at another.
+std::u16string MirrorPlace(const BackupJob& job);
+
 /// Fills an edit buffer with the values of a new job; `NextRun` is today 01:00, to be moved forward
 /// by the caller with NextRunTime. `Compressed`, the size limit and the last run's fields keep what
 /// the buffer held. `default_destination` is the platform's backup folder.
@@ -87,5 +95,7 @@ std::u16string_view PasswordText(bool use_password);
 std::u16string SizeLimitText(const BackupJob& job);
 std::u16string IntervalText(const BackupJob& job);
 std::u16string RefusedDaysText(std::int32_t refused_days);
+std::u16string GuardText(const ExtraSettings& extras);
+std::u16string KeepText(const ExtraSettings& extras);
 
 }  // namespace kavrel

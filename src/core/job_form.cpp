@@ -62,6 +62,7 @@ JobForm FormOf(const BackupJob& job) {
   form.MaxFileSizeKB = job.LimitFileSize ? job.MaxFileSizeKB : 0;
   form.UsePassword = job.UsePassword;
   if (job.UsePassword) form.Password = job.Password;
+  form.Extras = job.Extras;
   return form;
 }
 
@@ -112,6 +113,7 @@ void FillJob(const JobForm& form, BackupJob& job) {
   SetInterval(job, form.Interval, form.Count);
   job.RefusedDays = form.RefusedDays & kAllDays;
   job.NextRun = form.Start;
+  static_cast<ExtraSettings&>(job.Extras) = form.Extras;
 }
 
 FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
@@ -156,6 +158,7 @@ void RemoveJob(BackupJob& job) {
   job.MaxFileSizeKB = 0;
   SetInterval(job, IntervalKind::Minutes, 0);
   job.NextRun = kZeroDate;
+  job.Extras = {};
 }
 
 BackupJob DuplicateJob(const BackupJob& job, const std::vector<BackupJob>& jobs) {
@@ -163,6 +166,7 @@ BackupJob DuplicateJob(const BackupJob& job, const std::vector<BackupJob>& jobs)
   duplicate.JobIndex = -1;
   duplicate.RunStarted = duplicate.LastRun = kZeroDate;
   duplicate.LastRunResult = {};
+  ForgetRuns(duplicate.Extras);
   duplicate.Name = job.Name + u" - 複本";
   for (int number = 2; IsTaken(duplicate.Name, jobs, -1); ++number) {
     duplicate.Name = job.Name + u" - 複本 " + Decimal(number);

@@ -22,6 +22,7 @@ struct JobForm {
        UseRecycleBin = false, LimitFileSize = false, UsePassword = false;
   std::int32_t MaxFileSizeKB = 0;
   Secret Password;
+  ExtraSettings Extras;
 };
 
 /// The form that shows a job.

@@ -119,13 +119,16 @@ bool ParseJobLine(std::u16string_view line, BackupJob& job) {
 }
 
 JobStore::JobStore(const FileSystem& file_system)
-    : file_system_(file_system), file_(file_system, kStoreName) {}
+    : file_system_(file_system), file_(file_system, kStoreName), extras_(file_system) {}
 
 bool JobStore::LoadJobs(const PastDueRule& rule) {
   Jobs.clear();
   Result<std::string> bytes = file_.Read();
   last_error_ = IsNotFound(bytes.Error) ? 0 : bytes.Error;
-  if (!bytes) return false;
+  if (!bytes) {
+    extras_.Load(Jobs);
+    return false;
+  }
 
   std::u16string text = DecodeTextFile(*bytes);
   Wipe(*bytes);
@@ -143,6 +146,7 @@ bool JobStore::LoadJobs(const PastDueRule& rule) {
     if (rule && rule(Jobs.back())) changed = true;
   }
   Wipe(text);
+  extras_.Load(Jobs);
   if (changed) SaveJobs();
   return !Jobs.empty();
 }
@@ -160,6 +164,7 @@ bool JobStore::SaveJobs() {
   std::string bytes = EncodeTextFile(text);
   last_error_ = file_.Write(bytes);
   Wipe(bytes);
+  if (!last_error_) last_error_ = extras_.Save(Jobs);
   return last_error_ == 0;
 }
 
@@ -171,6 +176,7 @@ int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
   int error = set_aside ? 0 : file_.KeepOther();
   if (!error) error = file_system_.ReplaceWhole(Path(), *bytes);
   if (!error) {
+    extras_.TakeFrom(path);
     LoadJobs(rule);
   } else if (set_aside) {
     file_system_.Rename(old_path, Path());
@@ -180,7 +186,9 @@ int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
 
 int JobStore::ExportJobs(std::u16string_view folder) const {
   const Result<std::string> bytes = file_system_.ReadWhole(Path());
-  return bytes ? file_system_.ReplaceWhole(JoinPath(folder, kStoreName), *bytes) : bytes.Error;
+  if (!bytes) return bytes.Error;
+  const int error = file_system_.ReplaceWhole(JoinPath(folder, kStoreName), *bytes);
+  return error ? error : extras_.CopyTo(folder);
 }
 
 std::int32_t JobStore::FindJob(std::u16string_view name) const {

@@ -8,6 +8,7 @@
 
 #include "base/secret.h"
 #include "core/backup_job.h"
+#include "core/extras_file.h"
 #include "files/shared_file.h"
 
 namespace kavrel {
@@ -20,23 +21,24 @@ class JobStore {
   /// `file_system` must outlive the store.
   explicit JobStore(const FileSystem& file_system);
 
-  /// Replaces Jobs with the file's. True when at least one job was loaded. A missing, empty or
-  /// unreadable file gives no jobs and false. With a rule, it is applied to each job read, and the
-  /// store is saved when it changed any.
+  /// Replaces Jobs with the file's, and gives them their extras. True when at least one job was
+  /// loaded. A missing, empty or unreadable file gives no jobs and false. With a rule, it is
+  /// applied to each job read, and the store is saved when it changed any.
   bool LoadJobs(const PastDueRule& rule = {});
-  /// Writes the jobs that are not Deleted, after trimming their names and paths. False when the
-  /// file could not be written, or when the last load found a file that it could not read: that
-  /// file may hold jobs, so it is never written over. What somebody else has written to the file
-  /// since it was read or saved here is kept as a copy.
+  /// Writes the jobs that are not Deleted, after trimming their names and paths, and then their
+  /// extras. False when a file could not be written, or when the last load found one that it could
+  /// not read: that file may hold jobs, so it is never written over. What somebody else has written
+  /// to the store since it was read or saved here is kept as a copy.
   bool SaveJobs();
 
   /// Takes the jobs of another store file: the present file becomes old_Backup.rtm (where that
   /// name is taken, a copy is kept as when somebody else had written it), the other one's content
-  /// takes its place, and the jobs are loaded with the rule. Gives the error code that stood in the
-  /// way, 0 on success; the store is then as it was.
+  /// takes its place, and the jobs are loaded with the rule. Where a file of extras lies beside the
+  /// other store, it takes the place of ours, too. Gives the error code that stood in the way, 0 on
+  /// success; the store is then as it was.
   int ImportJobs(std::u16string_view path, const PastDueRule& rule = {});
-  /// Copies the store file into a folder, as Backup.rtm, over one that is there. 0 or the error
-  /// code; a file that was there is then as it was.
+  /// Copies the store file into a folder, as Backup.rtm, over one that is there, and the extras
+  /// with it. 0 or the error code; a file that was there is then as it was.
   int ExportJobs(std::u16string_view folder) const;
 
   /// Why the last LoadJobs or SaveJobs failed; 0 when it did not, or the file was only missing.
@@ -52,6 +54,7 @@ class JobStore {
  private:
   const FileSystem& file_system_;
   SharedFile file_;
+  ExtrasFile extras_;
   int last_error_ = 0;
 };
 

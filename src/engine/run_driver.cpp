@@ -109,13 +109,6 @@ std::u16string ElapsedText(std::uint64_t milliseconds) {
   return text;
 }
 
-std::u16string SourceFolderName(std::u16string_view path) {
-  const char16_t separator = PathSeparator(path);
-  path = DropBackslash(path);
-  const std::size_t found = path.rfind(separator);
-  return std::u16string(found == path.npos ? path.substr(0, 1) : path.substr(found + 1));
-}
-
 std::u16string ExpandedDestination(const BackupJob& job, Clock& clock) {
   std::u16string path = ExpandDateTokens(job.Destination.Path, clock);
   if (job.AddSourceFolder) path += SourceFolderName(job.Source.Path);

@@ -26,9 +26,6 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job);
 /// 850 gives "850 奈秒", 12345 gives "12.345 秒", 125500 gives "2 分, 5.500 秒".
 std::u16string ElapsedText(std::uint64_t milliseconds);
 
-/// The last component of a folder path; "C" for "C:\".
-std::u16string SourceFolderName(std::u16string_view path);
-
 /// The destination's path as a run of this job would use it now: tags expanded, the source
 /// folder's name appended when the job says so.
 std::u16string ExpandedDestination(const BackupJob& job, Clock& clock);

@@ -17,7 +17,7 @@ void FilterTable::LoadFilters() {
   Entries = {{u"所有檔案 (*.*)", u"*.*"}};
   Result<std::string> bytes = file_.Read();
   // Only a missing file is made anew: one that cannot be read may hold the user's lists.
-  if IsNotFound ((bytes.Error) && WriteDefaultFile(file_system_, "FILEFILTERS", file_.Path())) {
+  if (IsNotFound(bytes.Error) && WriteDefaultFile(file_system_, "FILEFILTERS", file_.Path())) {
     bytes = file_.Read();
   }
   if (!bytes) return;

@@ -42,11 +42,11 @@ class KavrelctlTest : public testing::Test {
 
 TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
   fs::create_directories(source_);
-  ASSERT_EQ(
-      Add({"--type", "sync", "--every", "2h", "--start", "2126/11/24 01:00", "--refuse", "sun,sat",
-           "--types", "*.doc", "--exclude-types", "--recycle", "--max-size-kb", "100", "--enable"})
-          .ExitCode,
-      0);
+  ASSERT_EQ(Add({"--type", "sync", "--every", "2h", "--start", "2126/11/24 01:00", "--refuse",
+                 "sun,sat", "--types", "*.doc", "--exclude-types", "--recycle", "--max-size-kb",
+                 "100", "--enable", "--guard", "30", "--keep", "7"})
+                .ExitCode,
+            0);
   const std::string line = "1\t\xA4\xE5\xA5\xF3 A\t1\t0\t";  // 文件 in code page 950
   EXPECT_TRUE(ReadTestFile(store_).starts_with(line)) << ReadTestFile(store_);
   CommandResult result = Ctl({"list"});
@@ -58,11 +58,14 @@ TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
                 .ExitCode,
             0);
   EXPECT_EQ(Ctl({"edit", "照片", "--password-stdin"}, "s3cret\n").ExitCode, 0);
+  EXPECT_EQ(
+      Ctl({"edit", "照片", "--guard-min", "5", "--verify-after", "--no-space-check"}).ExitCode, 0);
   result = Ctl({"show", "照片", "--json"});
   for (const char* part :
        {"\"enabled\": false", "\"months\": 1", "\"hours\": 0", "\"type\": \"full\"",
         "\"use_recycle_bin\": false", "\"max_file_size_kb\": null", "\"has_password\": true",
-        "\"exclude_file_types\": true", "\"refused_days\": []",
+        "\"exclude_file_types\": true", "\"refused_days\": []", "\"percent\": 30", "\"fewest\": 5",
+        "\"keep_newest\": 7", "\"verify_after_run\": true", "\"check_space\": false",
         "\"next_run\": \"2126-11-25T01:00:00\""}) {
     EXPECT_NE(result.Output.find(part), std::string::npos) << part << " in " << result.Output;
   }
@@ -94,6 +97,8 @@ TEST_F(KavrelctlTest, BadInputIsNamedAndChangesNothing) {
        "您的指定的 星期六 時間並無法讓備份排程正常進行！"},
       {{"edit", "文件 A", "--type", "weekly"}, 2, "--type"},
       {{"edit", "文件 A", "--recycle"}, 2, "--recycle"},
+      {{"edit", "文件 A", "--guard", "0"}, 2, "--guard"},
+      {{"edit", "文件 A", "--keep", "-1"}, 2, "--keep"},
       {{"edit", "文件 A", "--max-size-kb", "0"}, 2, "--max-size-kb"},
       {{"edit", "文件 A", "--name", " "}, 2, "--name"},
       {{"edit", "文件 A", "--dest", ""}, 2, "請先指定要備份的目標資料夾。"},

@@ -1,0 +1,228 @@
+#include "core/extras_file.h"
+
+#include <algorithm>
+#include <array>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "files/path.h"
+#include "platform/error_codes.h"
+#include "platform/files.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::u16string_view kFileName = u"Backup.ext", kOldName = u"old_Backup.ext",
+                              kEnding = u".ext", kStoreEnding = u".rtm", kSection = u"[job]";
+constexpr std::u16string_view kDefaultHead =
+    u"# What the jobs of Backup.rtm have beyond their lines there. Lines that are not known are "
+    u"kept.\r\n";
+
+/// A text in one line, as the store keeps it and reads it back.
+std::u16string OneLine(std::u16string_view text) {
+  std::u16string line(Trim(text));
+  for (char16_t& c : line) {
+    if (c == u'\t' || c == u'\r' || c == u'\n') c = u' ';
+  }
+  return line;
+}
+
+using Key = std::array<std::u16string, 3>;
+
+Key KeyOf(const BackupJob& job) {
+  return {ReplaceAll(OneLine(job.Name), u"\"", u"'"), OneLine(job.Source.Path),
+          OneLine(job.Destination.Path)};
+}
+
+struct SwitchField {
+  std::u16string_view Name;
+  bool JobExtras::*Field;
+};
+constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
+                                     {u"CheckSpace", &JobExtras::CheckSpace},
+                                     {u"VerifyAfterRun", &JobExtras::VerifyAfterRun}};
+struct NumberField {
+  std::u16string_view Name;
+  std::int32_t JobExtras::*Field;
+  std::int32_t First, Last;
+};
+constexpr NumberField kNumbers[] = {{u"GuardPercent", &JobExtras::GuardPercent, 1, 100},
+                                    {u"GuardFewest", &JobExtras::GuardFewest, 1, kMaxGuardFewest},
+                                    {u"KeepNewest", &JobExtras::KeepNewest, 0, kMaxKeepNewest}};
+struct TextField {
+  std::u16string_view Name;
+  std::u16string JobExtras::*Field;
+};
+constexpr TextField kTexts[] = {{u"MirroredTo", &JobExtras::MirroredTo},
+                                {u"SourceMount", &JobExtras::SourceMount},
+                                {u"Unfinished", &JobExtras::Unfinished}};
+constexpr std::u16string_view kKeyNames[] = {u"Name", u"Source", u"Destination"};
+constexpr std::u16string_view kBytes = u"SourceBytes", kMade = u"Made";
+
+void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view value) {
+  text += name;
+  text += u'=';
+  text += value;
+  text += u"\r\n";
+}
+
+std::u16string FormatSection(const BackupJob& job) {
+  const JobExtras& extras = job.Extras;
+  const JobExtras defaults;
+  std::u16string text(kSection);
+  text += u"\r\n";
+  const Key key = KeyOf(job);
+  for (std::size_t i = 0; i < key.size(); ++i) AddLine(text, kKeyNames[i], key[i]);
+  for (const auto& [name, field] : kSwitches) {
+    if (extras.*field != defaults.*field) AddLine(text, name, extras.*field ? u"1" : u"0");
+  }
+  for (const auto& [name, field, first, last] : kNumbers) {
+    if (extras.*field != defaults.*field) AddLine(text, name, Decimal(extras.*field));
+  }
+  for (const auto& [name, field] : kTexts) {
+    if (!(extras.*field).empty()) AddLine(text, name, OneLine(extras.*field));
+  }
+  if (extras.SourceBytes > 0) {
+    AddLine(text, kBytes, FromUtf8(std::to_string(extras.SourceBytes)));
+  }
+  for (const std::u16string& made : extras.Made) AddLine(text, kMade, OneLine(made));
+  for (const std::u16string& line : extras.OtherLines) text += line + u"\r\n";
+  return text;
+}
+
+struct Section {
+  kavrel::Key Key;
+  JobExtras Extras;
+  bool Used = false;
+};
+
+std::uint64_t ParseBytes(std::u16string_view value) {
+  const std::optional<double> number = ParseNumber(value);
+  return number && *number >= 1 && *number < 9e18 ? static_cast<std::uint64_t>(*number) : 0;
+}
+
+/// False when the line is none that a section is known to have.
+bool ParseLine(std::u16string_view line, Section& section) {
+  const std::size_t equals = line.find(u'=');
+  if (equals == line.npos) return false;
+  const std::u16string_view name = line.substr(0, equals), value = line.substr(equals + 1);
+  JobExtras& extras = section.Extras;
+  for (std::size_t i = 0; i < section.Key.size(); ++i) {
+    if (name == kKeyNames[i]) return section.Key[i] = OneLine(value), true;
+  }
+  for (const SwitchField& field : kSwitches) {
+    if (name == field.Name) {
+      if (value == u"0" || value == u"1") extras.*field.Field = value == u"1";
+      return true;
+    }
+  }
+  for (const NumberField& field : kNumbers) {
+    if (name == field.Name) {
+      const auto number = ParseInt(value);
+      if (number && *number >= field.First && *number <= field.Last) extras.*field.Field = *number;
+      return true;
+    }
+  }
+  for (const TextField& field : kTexts) {
+    if (name == field.Name) return extras.*field.Field = value, true;
+  }
+  if (name == kBytes) return extras.SourceBytes = ParseBytes(value), true;
+  if (name == kMade) return extras.Made.emplace_back(value), true;
+  return false;
+}
+
+std::vector<Section> ParseFile(std::u16string_view text, std::u16string& head) {
+  std::vector<Section> sections;
+  for (std::u16string_view line : Split(text, u'\n')) {
+    if (line.ends_with(u'\r')) line.remove_suffix(1);
+    if (line == kSection) {
+      sections.emplace_back();
+    } else if (Trim(line).empty()) {
+      continue;
+    } else if (sections.empty()) {
+      (head += line) += u"\r\n";
+    } else if (!ParseLine(line, sections.back())) {
+      sections.back().Extras.OtherLines.emplace_back(line);
+    }
+  }
+  return sections;
+}
+
+}  // namespace
+
+void ForgetRuns(JobExtras& extras) {
+  const ExtraSettings settings = extras;
+  extras = {};
+  static_cast<ExtraSettings&>(extras) = settings;
+}
+
+ExtrasFile::ExtrasFile(const FileSystem& file_system)
+    : file_system_(file_system), path_(JoinPath(file_system.ProgramFolder(), kFileName)) {}
+
+ErrorCode ExtrasFile::Load(std::vector<BackupJob>& jobs) {
+  Result<std::string> bytes = file_system_.ReadWhole(path_);
+  const bool missing = IsNotFound(bytes.Error);
+  unreadable_ = missing ? 0 : bytes.Error;
+  head_ = kDefaultHead;
+  bytes_.reset();
+  if (missing) {
+    // The jobs come from a version without this file: what has mirrored before need not ask.
+    for (BackupJob& job : jobs) {
+      if (job.Synchronise && job.LastRun != kZeroDate) job.Extras.MirroredTo = MirrorPlace(job);
+    }
+  }
+  if (!bytes) return unreadable_;
+  bytes_ = std::move(*bytes);
+  std::string_view content = *bytes_;
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
+  head_.clear();
+  std::vector<Section> sections = ParseFile(FromUtf8(content), head_);
+  for (BackupJob& job : jobs) {
+    const Key key = KeyOf(job);
+    const auto found = std::find_if(sections.begin(), sections.end(), [&](const Section& section) {
+      return !section.Used && section.Key == key;
+    });
+    if (found == sections.end()) continue;
+    found->Used = true;
+    job.Extras = std::move(found->Extras);
+  }
+  return 0;
+}
+
+ErrorCode ExtrasFile::Save(const std::vector<BackupJob>& jobs) {
+  std::u16string text;
+  const JobExtras defaults;
+  for (const BackupJob& job : jobs) {
+    if (job.Deleted || job.Extras == defaults) continue;
+    text += u"\r\n";
+    text += FormatSection(job);
+  }
+  if (text.empty() && !bytes_) return 0;
+  if (unreadable_) return unreadable_;
+  std::string bytes = ToUtf8(head_ + text);
+  if (bytes_ && *bytes_ == bytes) return 0;
+  const ErrorCode error = file_system_.ReplaceWhole(path_, bytes);
+  if (!error) bytes_ = std::move(bytes);
+  return error;
+}
+
+void ExtrasFile::TakeFrom(std::u16string_view store_path) {
+  if (store_path.size() < kStoreEnding.size()) return;
+  const std::u16string_view stem = store_path.substr(0, store_path.size() - kStoreEnding.size());
+  if (!EqualNoCase(store_path.substr(stem.size()), kStoreEnding)) return;
+  const Result<std::string> bytes =
+      file_system_.ReadWhole(std::u16string(stem) + std::u16string(kEnding));
+  if (!bytes) return;
+  file_system_.Rename(path_, JoinPath(file_system_.ProgramFolder(), kOldName));
+  file_system_.ReplaceWhole(path_, *bytes);
+}
+
+ErrorCode ExtrasFile::CopyTo(std::u16string_view folder) const {
+  const Result<std::string> bytes = file_system_.ReadWhole(path_);
+  if (!bytes) return IsNotFound(bytes.Error) ? 0 : bytes.Error;
+  return file_system_.ReplaceWhole(JoinPath(folder, kFileName), *bytes);
+}
+
+}  // namespace kavrel

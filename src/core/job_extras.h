@@ -1,0 +1,42 @@
+// What a job has beyond the fields of its line in the store: the safety settings, and what its runs
+// have to remember for them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kavrel {
+
+/// What the user chooses.
+struct ExtraSettings {
+  /// A mirror run stops before its first removal when it would remove more than `GuardPercent` of
+  /// the destination's files and at least `GuardFewest`, or when source or destination look wrong.
+  bool GuardMirror = true;
+  std::int32_t GuardPercent = 50, GuardFewest = 20;
+  bool CheckSpace = true;       ///< a run that cannot fit stops before it copies
+  std::int32_t KeepNewest = 0;  ///< dated folders or archives that are kept; 0 = all
+  bool VerifyAfterRun = false;
+
+  bool operator==(const ExtraSettings&) const = default;
+};
+
+struct JobExtras : ExtraSettings {
+  /// The MirrorPlace whose files are those of this job's mirror runs; empty when there is none.
+  std::u16string MirroredTo;
+  std::u16string SourceMount;     ///< where the source's file system was mounted; empty = not known
+  std::uint64_t SourceBytes = 0;  ///< of the last whole run, rounded up to a power of two
+  std::u16string Unfinished;      ///< a dated folder that an interrupted run of this job made
+  std::vector<std::u16string> Made;        ///< dated folders or archives of whole runs, newest last
+  std::vector<std::u16string> OtherLines;  ///< of the job's section in the file
+
+  bool operator==(const JobExtras&) const = default;
+};
+
+/// What a job that has never run knows: the settings stay.
+void ForgetRuns(JobExtras& extras);
+
+/// The largest values that the editor and the command line take.
+inline constexpr std::int32_t kMaxGuardFewest = 1'000'000, kMaxKeepNewest = 10'000;
+
+}  // namespace kavrel

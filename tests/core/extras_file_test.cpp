@@ -1,0 +1,138 @@
+#include "core/extras_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "core/job_store.h"
+#include "platform/code_page.h"
+#include "support/temp_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class ExtrasFileTest : public testing::Test {
+ protected:
+  TempFolder temp_;
+  JobStore store_{temp_.Files()};
+  fs::path path_ = temp_.Home() / "Backup.ext";
+
+  static BackupJob Job(std::u16string name, std::u16string destination = u"D:\\目標\\") {
+    BackupJob job;
+    job.Name = std::move(name);
+    job.Source.Path = u"C:\\來源\\";
+    job.Destination.Path = std::move(destination);
+    return job;
+  }
+  static JobExtras All() {
+    JobExtras extras;
+    extras.GuardMirror = extras.CheckSpace = false;
+    extras.GuardPercent = 7;
+    extras.GuardFewest = 8;
+    extras.KeepNewest = 9;
+    extras.VerifyAfterRun = true;
+    extras.MirroredTo = u"D:\\目標\\來源";
+    extras.SourceMount = u"/media/碟";
+    extras.SourceBytes = std::uint64_t{1} << 50;
+    extras.Unfinished = u"D:\\a=b\\";
+    extras.Made = {u"D:\\1\\", u"D:\\2\\"};
+    return extras;
+  }
+};
+
+TEST_F(ExtrasFileTest, EveryFieldIsKeptAndTheStoreStaysAsItIs) {
+  store_.Jobs = {Job(u"a")};
+  ASSERT_TRUE(store_.SaveJobs());
+  EXPECT_FALSE(fs::exists(path_)) << "nothing but defaults needs no file";
+  const std::string line = ReadTestFile(temp_.Home() / "Backup.rtm");
+  store_.Jobs.push_back(Job(u" say \"hi\" "));
+  store_.Jobs[1].Extras = All();
+  ASSERT_TRUE(store_.SaveJobs());
+  EXPECT_TRUE(ReadTestFile(temp_.Home() / "Backup.rtm").starts_with(line));
+  const std::string written = ReadTestFile(path_);
+
+  JobStore again(temp_.Files());
+  ASSERT_TRUE(again.LoadJobs());
+  EXPECT_EQ(again.Jobs[0].Extras, JobExtras());
+  EXPECT_EQ(again.Jobs[1].Extras, All());
+  ASSERT_TRUE(again.SaveJobs());
+  EXPECT_EQ(ReadTestFile(path_), written);
+  again.Jobs[1].Deleted = true;
+  ASSERT_TRUE(again.SaveJobs());
+  EXPECT_EQ(ReadTestFile(path_).find("[job]"), std::string::npos);
+}
+
+TEST_F(ExtrasFileTest, NoJobGetsTheExtrasOfAnother) {
+  store_.Jobs = {Job(u"a"), Job(u"same"), Job(u"same")};
+  for (int i = 0; i < 3; ++i) store_.Jobs[static_cast<std::size_t>(i)].Extras.KeepNewest = i + 1;
+  ASSERT_TRUE(store_.SaveJobs());
+  // Another program, which knows only the store, removes the first job and adds others.
+  std::u16string lines;
+  for (const BackupJob& job :
+       {Job(u"A"), Job(u"a", u"D:\\other\\"), Job(u"same"), Job(u"same"), Job(u"same")}) {
+    lines += FormatJobLine(job) + u"\r\n";
+  }
+  WriteTestFile(temp_.Home() / "Backup.rtm", *EncodeCodePage(lines));
+  ASSERT_TRUE(store_.LoadJobs());
+  std::vector<std::int32_t> kept;
+  for (const BackupJob& job : store_.Jobs) kept.push_back(job.Extras.KeepNewest);
+  EXPECT_EQ(kept, (std::vector<std::int32_t>{0, 0, 2, 3, 0}));
+}
+
+TEST_F(ExtrasFileTest, UnknownLinesStayAndWhatIsOutOfRangeIsTheDefault) {
+  store_.Jobs = {Job(u"a")};
+  ASSERT_TRUE(store_.SaveJobs());
+  WriteTestFile(path_,
+                "\xEF\xBB\xBF# mine\n[job]\nDestination=D:\\目標\\\nName=a\nSource=C:\\來源\\\n"
+                "Color=red\n; note\n\nGuardPercent=101\nGuardMirror=2\nKeepNewest=-1\n"
+                "SourceBytes=x\nGuardFewest=5");
+  ASSERT_TRUE(store_.LoadJobs());
+  JobExtras expected;
+  expected.GuardFewest = 5;
+  expected.OtherLines = {u"Color=red", u"; note"};
+  EXPECT_EQ(store_.Jobs[0].Extras, expected);
+  ASSERT_TRUE(store_.SaveJobs());
+  EXPECT_EQ(ReadTestFile(path_),
+            "# mine\r\n\r\n[job]\r\nName=a\r\nSource=C:\\來源\\\r\nDestination=D:\\目標\\\r\n"
+            "GuardFewest=5\r\nColor=red\r\n; note\r\n");
+}
+
+TEST_F(ExtrasFileTest, AFileThatCannotBeReadIsNeverWrittenOver) {
+  store_.Jobs = {Job(u"a")};
+  ASSERT_TRUE(store_.SaveJobs());
+  fs::create_directory(path_);
+  ASSERT_TRUE(store_.LoadJobs());
+  EXPECT_TRUE(store_.SaveJobs());
+  fs::remove(path_);
+  WriteTestFile(path_, "precious");
+  store_.Jobs[0].Extras.KeepNewest = 3;
+  EXPECT_FALSE(store_.SaveJobs());
+  EXPECT_EQ(store_.LastError(), EISDIR);
+  EXPECT_EQ(ReadTestFile(path_), "precious");
+}
+
+TEST_F(ExtrasFileTest, AnUpgradeTrustsOldMirrorsAndExtrasTravelWithTheStore) {
+  store_.Jobs = {Job(u"mirror"), Job(u"new")};
+  for (BackupJob& job : store_.Jobs) SetJobType(job, BackupType::Synchronise);
+  store_.Jobs[0].LastRun = *FromCivil(2009, 9, 22);
+  store_.Jobs[0].AddSourceFolder = true;
+  ASSERT_TRUE(store_.SaveJobs());
+  ASSERT_TRUE(store_.LoadJobs());
+  EXPECT_EQ(store_.Jobs[0].Extras.MirroredTo, u"D:\\目標\\來源");
+  EXPECT_EQ(store_.Jobs[1].Extras.MirroredTo, u"");
+
+  store_.Jobs[1].Extras.KeepNewest = 4;
+  ASSERT_TRUE(store_.SaveJobs());
+  ASSERT_EQ(store_.ExportJobs(u"D:\\"), 0);
+  store_.Jobs[1].Extras = {};
+  ASSERT_TRUE(store_.SaveJobs());
+  const std::string before = ReadTestFile(path_);
+  ASSERT_EQ(store_.ImportJobs(u"D:\\Backup.rtm"), 0);
+  EXPECT_EQ(store_.Jobs[1].Extras.KeepNewest, 4);
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.ext"), before);
+}
+
+}  // namespace
+}  // namespace kavrel
