@@ -55,7 +55,7 @@ class Bench:
 
     def job(self, name, kind, source, dest):
         self.ctl("add", "--name", name, "--type", kind, "--source", source, "--dest", dest + "/",
-                 "--no-source-folder")
+                 "--no-source-folder", "--adopt")
 
     def kavrel(self, kind, source, dest, *command):
         """A timed run of a job made for it."""

@@ -4,6 +4,7 @@
 
 #include "app/program.h"
 #include "base/text.h"
+#include "engine/place.h"
 #include "engine/run_driver.h"
 #include "files/path.h"
 #include "schedule/next_run.h"
@@ -31,25 +32,6 @@ std::vector<DateTime> DueTimes(BackupJob job, DateTime now) {
   const DateTime next = NextRunTime(job, now);
   if (next < now || IsRefused(job.RefusedDays, ToCivil(next).Weekday)) return {};
   return RunsFrom(job, next, now, kDueTimes);
-}
-
-/// The folder itself, or the nearest one above it that exists.
-struct Place {
-  Folder Nearest;
-  bool Exists = true;
-};
-
-Place FindPlace(const FileSystem& files, std::u16string_view path) {
-  Place place;
-  for (; !path.empty(); path = PathFolder(path)) {
-    Result<Folder> opened = files.OpenFolder(path);
-    if (opened) {
-      place.Nearest = std::move(*opened);
-      return place;
-    }
-    place.Exists = false;
-  }
-  return place;
 }
 
 bool IsSame(const FileStatus& a, const FileStatus& b) {

@@ -29,7 +29,7 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       Archiver(Files),
       Asides(Files),
       Context{Files, clock,   State,      host_,    Store,  Settings, Exclusions,
-              Log,   LogRows, ProgramLog, Archiver, Asides, {}},
+              Log,   LogRows, ProgramLog, Archiver, Asides, Mounts,   {}},
       Scheduler(clock, State, Store, host_, host_, Actions()) {
   for (SharedFile* file : {&Store.File(), &Exclusions.File(), &Filters.File()}) {
     file->Kept = [this](auto path, auto copy) { host_.OtherVersionKept(path, copy); };

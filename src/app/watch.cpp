@@ -66,6 +66,12 @@ void WatchHost::JobEnded(std::int32_t job_index) {
     case RunOutcome::SourceMissing:
       text += u", the source folder does not exist: " + job.Source.Path;
       break;
+    case RunOutcome::Guarded:
+      text += u", the mirror guard stopped it: see its log";
+      break;
+    case RunOutcome::NoSpace:
+      text += u", its copies do not fit on the destination: see its log";
+      break;
     case RunOutcome::NoArchiver:
       text += u", no archive program is installed";
       break;

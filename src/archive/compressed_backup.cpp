@@ -87,12 +87,14 @@ class ListBuilder {
       ++context_.Counters.SourceFiles;
       ++context_.Counters.ExcludedFiles;
       LogLine(u": 略過特殊檔案 (成功)：", path);
+      Note(PlanAction::LeaveOut, PlanReason::Special, path);
       return;
     }
     const Result<FileStatus> status = folder.Status(entry.Name);
     if (!status) return;
     if (job_.LimitFileSize && status->Kind == FileKind::File &&
         static_cast<std::int64_t>(status->Size) > std::int64_t{job_.MaxFileSizeKB} * 1024) {
+      Note(PlanAction::LeaveOut, PlanReason::TooLarge, path, status->Size);
       return;
     }
     ++context_.Counters.SourceFiles;
@@ -101,7 +103,8 @@ class ListBuilder {
       Fail(u": 備份檔案 (失敗)：", path);
       return;
     }
-    Lines += line + "\r\n";
+    if (!context_.Plan) Lines += line + "\r\n";
+    Note(PlanAction::Pack, PlanReason::Always, path, status->Size);
     ++Files;
     Bytes += status->Size;
   }
@@ -109,9 +112,16 @@ class ListBuilder {
   void Fail(std::u16string_view text, std::u16string_view path) {
     ++context_.Counters.FailedFiles;
     LogLine(text, path);
+    Note(PlanAction::Fail, PlanReason::Unreadable, path);
+  }
+
+  void Note(PlanAction action, PlanReason reason, std::u16string_view path,
+            std::uint64_t size = 0) {
+    if (context_.Plan) context_.Plan->Add(action, reason, false, path, size);
   }
 
   void LogLine(std::u16string_view text, std::u16string_view path) {
+    if (context_.Plan) return;
     context_.Log.WriteTimed(std::u16string(text) + AddBackslash(job_.Source.WorkPath) +
                             std::u16string(path));
   }
@@ -192,6 +202,15 @@ Secret CompressionSwitch(CompressionLevel level, const BackupJob& job) {
 std::u16string ArchivePath(const BackupJob& job, Clock& clock) {
   return JoinPath(ExpandDateTokens(job.Destination.WorkPath, clock),
                   ArchiveStamp(clock.Now()) + u".7z");
+}
+
+void PlanCompression(ArchiveContext& context, const BackupJob& job) {
+  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
+  if (!source) return;
+  ListBuilder builder(context, job);
+  builder.Walk(*source, {});
+  context.Counters.CopiedFiles = builder.Files;
+  context.Counters.CopiedBytes = builder.Bytes;
 }
 
 std::u16string BuildListFile(ArchiveContext& context, const BackupJob& job) {

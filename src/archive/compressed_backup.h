@@ -10,6 +10,7 @@
 #include "core/backup_job.h"
 #include "core/run_counters.h"
 #include "core/run_host.h"
+#include "core/run_plan.h"
 #include "files/aside_journal.h"
 #include "files/run_state.h"
 #include "log/job_log.h"
@@ -33,6 +34,7 @@ struct ArchiveContext {
   JobLog& Log;
   RunCounters& Counters;
   AsideJournal& Asides;
+  RunPlan* Plan = nullptr;  ///< as in a RunContext
 };
 
 /// The archive that a run of the job writes now: "…\2009年09月23日15時.7z" in its destination.
@@ -44,6 +46,9 @@ std::u16string ArchivePath(const BackupJob& job, Clock& clock);
 /// logged and counted as failed. Half archives that killed runs left in the folder are removed.
 int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    CompressionLevel level);
+
+/// Notes in the context's plan what CompressBackup would pack; nothing is written.
+void PlanCompression(ArchiveContext& context, const BackupJob& job);
 
 /// Writes the list of the files to pack, one line a file, relative to the source folder. Its path;
 /// empty when there is no file to pack or the list cannot be written.

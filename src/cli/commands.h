@@ -17,7 +17,7 @@ struct RuleOptions {
 /// The jobs to run: those named, all that are switched on, or those of them that are due.
 struct RunChoice {
   std::vector<std::string> Names;
-  bool All = false, Due = false;
+  bool All = false, Due = false, Force = false;
   std::string Compression = "fast";  ///< "store", "fast" or "full", for compressed jobs
 };
 
@@ -31,6 +31,8 @@ int ListJobs(Session& session, bool json);
 int ListJobNames(Session& session);
 int ShowJob(Session& session, const std::string& name, bool json);
 int RunJobs(Session& session, const RunChoice& choice);
+/// What a run of the job would do now.
+int PreviewRun(Session& session, const std::string& name, bool json);
 /// Runs jobs as they become due until it is interrupted.
 int WatchJobs(Session& session);
 /// Each job's next `times`, and why it is not run now.

@@ -17,7 +17,9 @@ constexpr const char* kExitCodes =
     "  2  usage or bad input\n"
     "  3  no such job\n"
     "  4  interrupted\n"
-    "  5  the source folder is missing\n";
+    "  5  the source folder is missing\n"
+    "  6  the mirror guard stopped a run before its first removal\n"
+    "  7  the copies do not fit on the destination\n";
 
 /// What the command line held, and what came of it.
 struct CommandLine {
@@ -78,7 +80,15 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   run->add_flag("--due", line.Choice.Due, "Those of them that are due");
   run->add_option("--compression", line.Choice.Compression,
                   "store, fast or full, for compressed jobs");
+  run->add_flag("--force", line.Choice.Force,
+                "Do not let the mirror guard or a lack of space stop the runs");
   run->callback(line.Run([&line](Session& session) { return RunJobs(session, line.Choice); }));
+
+  CLI::App* preview = app.add_subcommand("preview", "Show what a run of a job would do");
+  preview->add_option("job", line.Name, "Name of the job")->required();
+  preview->add_flag("--json", line.Json, "Print JSON");
+  preview->callback(
+      line.Run([&line](Session& session) { return PreviewRun(session, line.Name, line.Json); }));
 
   app.add_subcommand("watch", "Run jobs as they become due, until interrupted")
       ->callback(line.Run(WatchJobs));

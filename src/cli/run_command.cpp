@@ -79,6 +79,18 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
       return kSourceMissing;
     case RunOutcome::NotStarted:
       return kInterrupted;
+    case RunOutcome::Guarded:
+      PrintResult(job, program.Context, words);
+      PrintError(Printable(job.Name) +
+                 ": the mirror guard stopped the run before it removed "
+                 "anything; its log tells why, --force runs it all the same");
+      return kGuarded;
+    case RunOutcome::NoSpace:
+      PrintResult(job, program.Context, words);
+      PrintError(Printable(job.Name) +
+                 ": the copies do not fit on the destination, nothing was "
+                 "copied; --force runs it all the same");
+      return kNoSpace;
     case RunOutcome::Ran:
       break;
   }
@@ -92,7 +104,7 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
 
 /// How grave an exit code is, beside others of the same command.
 int Gravity(int code) {
-  constexpr int kGravity[] = {0, 1, 2, 2, 4, 3};
+  constexpr int kGravity[] = {0, 1, 2, 2, 6, 3, 5, 4};
   return kGravity[code];
 }
 
@@ -172,6 +184,7 @@ int RunJobs(Session& session, const RunChoice& choice) {
   }
   if (!session.Open(u"kavrelctl run")) return kBadInput;
   Program& program = session.Program();
+  program.Context.Force = choice.Force;
   program.Context.Compression = static_cast<CompressionLevel>(level - std::begin(kLevels));
   const std::optional<std::vector<std::int32_t>> jobs = Choose(session, choice);
   if (!jobs) return kNoSuchJob;

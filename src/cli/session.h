@@ -19,6 +19,8 @@ enum ExitCode : int {
   kNoSuchJob = 3,
   kInterrupted = 4,
   kSourceMissing = 5,
+  kGuarded = 6,
+  kNoSpace = 7,
 };
 
 class Session {

@@ -2,10 +2,17 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "files/progress_sink.h"
 
 namespace kavrel {
+
+/// What a run asks in its midst.
+struct RunQuestion {
+  std::u16string Title, JobName;
+  std::u16string Text;  ///< what is the matter, in words
+};
 
 class RunHost : public ProgressSink {
  public:
@@ -17,6 +24,8 @@ class RunHost : public ProgressSink {
   virtual void FillProgress() = 0;
   /// The last-run and next-run times of the job at this position changed.
   virtual void RefreshJobRow(std::int32_t job_index) = 0;
+  /// True lets the run go on. Where nobody can answer, it stops, which never loses anything.
+  virtual bool AskGoOn(const RunQuestion&) { return false; }
 };
 
 }  // namespace kavrel

@@ -7,6 +7,7 @@
 #include "base/wildcard.h"
 #include "engine/sync_folder.h"
 #include "engine/tree_walk.h"
+#include "files/path.h"
 #include "rules/file_filters.h"
 
 namespace kavrel {
@@ -25,6 +26,7 @@ class BackupWalk final : public TreeWalk {
                    std::vector<std::u16string>& subfolders) override;
   bool LeavesFileOut(std::u16string_view name) override;
   bool WithinSizeLimit(const FileStatus& source) const override;
+  bool IsPlannedGone(std::u16string_view name) const override;
   bool MayRepeat() const override { return !job_.ExcludeFileTypes && patterns_.size() > 1; }
 
  private:
@@ -50,6 +52,9 @@ bool BackupWalk::EnterFolder() {
   if (!context_.Exclusions.IsFolderExcluded(paths_.Source())) return true;
   LogLine(u"排除資料夾 (成功)：", paths_.Source());
   ++context_.Counters.ExcludedFolders;
+  if (context_.Plan) {
+    context_.Plan->Add(PlanAction::LeaveOut, PlanReason::Rule, true, BelowRoot({}));
+  }
   return false;
 }
 
@@ -68,6 +73,12 @@ void BackupWalk::DestinationFailed() {
 
 bool BackupWalk::LeavesFileOut(std::u16string_view name) {
   return exclusions_.IsFileExcluded(name);
+}
+
+bool BackupWalk::IsPlannedGone(std::u16string_view name) const {
+  if (!synchronisation_) return false;
+  std::u16string path(name.empty() ? DropBackslash(paths_.Dest()) : paths_.Dest());
+  return synchronisation_->IsPlannedGone(path += name);
 }
 
 bool BackupWalk::WithinSizeLimit(const FileStatus& source) const {

@@ -5,6 +5,7 @@
 #include "core/job_store.h"
 #include "core/run_counters.h"
 #include "core/run_host.h"
+#include "core/run_plan.h"
 #include "core/settings.h"
 #include "files/aside_journal.h"
 #include "files/run_state.h"
@@ -12,9 +13,13 @@
 #include "log/program_log.h"
 #include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/mounts.h"
 #include "rules/exclusion_rules.h"
 
 namespace kavrel {
+
+/// Why a run stopped by itself, before it lost or filled anything.
+enum class RunRefusal { None, MirrorGuard, NoSpace };
 
 struct RunContext {
   const FileSystem& Files;
@@ -29,14 +34,25 @@ struct RunContext {
   kavrel::ProgramLog& ProgramLog;
   const SevenZipLibrary& Archiver;
   AsideJournal& Asides;
+  const MountTable& Mounts;
   RunCounters Counters;  ///< of the current or last run
   /// How compressed jobs are packed; not stored.
   CompressionLevel Compression = CompressionLevel::Fast;
   /// Small files may be copied ahead of their turn by a second thread.
   bool CopyAhead = true;
+  /// Neither the mirror guard nor the look at the free space stops a run.
+  bool Force = false;
+  RunRefusal Refusal = RunRefusal::None;  ///< of the current or last run
+  /// Where set, nothing is done but decided, counted and noted here. The log stays closed.
+  RunPlan* Plan = nullptr;
+
+  /// Writes a timed line into the run's log.
+  void LogTimed(std::u16string_view text) {
+    if (!Plan) Log.WriteTimed(text);
+  }
 
   ArchiveContext Archiving() {
-    return {Files, Clock, Archiver, State, Host, Log, Counters, Asides};
+    return {Files, Clock, Archiver, State, Host, Log, Counters, Asides, Plan};
   }
 };
 

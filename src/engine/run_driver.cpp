@@ -6,7 +6,10 @@
 #include "base/number.h"
 #include "engine/backup_walk.h"
 #include "engine/heal.h"
+#include "engine/keep_newest.h"
+#include "engine/mirror_guard.h"
 #include "engine/run_summary.h"
+#include "engine/space_check.h"
 #include "files/path.h"
 #include "rules/date_tokens.h"
 #include "schedule/next_run.h"
@@ -24,19 +27,38 @@ void RecordResult(RunContext& context, BackupJob& job) {
   job.NextRun = NextRunAfterNow(job, std::max(now, job.RunStarted));
 }
 
-void RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
+/// What the next runs have to know of this one; and the end of backups that are too old.
+void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit, bool existed) {
+  const bool own = NoteUnit(context, job, unit, existed);
+  if (context.State.CancelRequested) return;
+  if (own && context.Counters.FailedFiles == 0) KeepNewest(context, job, unit);
+  if (job.Compressed) return;
+  NoteSourceSize(job, context.Counters.SourceBytes);
+  if (!job.Synchronise) return;
+  job.Extras.MirroredTo = MirrorPlace(job);
+  job.Extras.SourceMount = SourceMountOf(context, job);
+}
+
+RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   HealAsides(context);
-  BackupFolder(context, job);
+  const std::u16string unit = BackupUnit(context, job);
+  const bool existed = context.Files.FolderExists(job.Destination.WorkPath);
+  if (PassSpaceCheck(context, job)) BackupFolder(context, job);
   HealAsides(context);
+  RememberRun(context, job, unit, existed);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   RecordResult(context, job);
   WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
   context.Log.CloseJobLog();
   context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
   context.Store.SaveJobs();
+  if (context.Refusal == RunRefusal::None) return RunOutcome::Ran;
+  // The run stopped by itself: nobody wants the rest of a batch to stop with it.
+  context.State.CancelRequested = false;
+  return context.Refusal == RunRefusal::MirrorGuard ? RunOutcome::Guarded : RunOutcome::NoSpace;
 }
 
 /// Packs the job's source into its archive of this hour.
@@ -45,6 +67,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   const std::u16string archive = ArchivePath(job, context.Clock);
   context.Host.ShowRunPanels(true);
   HealAsides(context);
+  const bool existed = bool(context.Files.Status(archive));
   const int result = CompressBackup(archiving, job, archive, context.Compression);
   RemoveListFile(context.Files);
   if (result == kNoArchiver) {
@@ -52,6 +75,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
     return RunOutcome::NoArchiver;
   }
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
+  if (result == 0) RememberRun(context, job, archive, existed);
   RecordResult(context, job);
   context.Store.SaveJobs();
   context.Log.OpenJobLog();
@@ -70,6 +94,7 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
   job.LastRunResult = {};
   context.Host.ResetProgress();
   context.Counters = {};
+  context.Refusal = RunRefusal::None;
   context.Host.ShowRunPanels(false);
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
@@ -83,12 +108,8 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
     context.Store.SaveJobs();
     return RunOutcome::SourceMissing;
   }
-  RunOutcome outcome = RunOutcome::Ran;
-  if (job.Compressed) {
-    outcome = RunCompressedJob(context, job, started);
-  } else {
-    RunPlainJob(context, job, started);
-  }
+  const RunOutcome outcome =
+      job.Compressed ? RunCompressedJob(context, job, started) : RunPlainJob(context, job, started);
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   return outcome;
 }

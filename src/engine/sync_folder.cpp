@@ -28,7 +28,10 @@ bool MayBeHeld(const Folder& source, const FolderEntry& entry) {
 
 Synchronisation::Synchronisation(RunContext& context, const BackupJob& job,
                                  const Folder& source_root)
-    : context_(context), job_(job), bin_(context.Clock) {
+    : context_(context),
+      job_(job),
+      bin_(context.Clock),
+      root_length_(AddBackslash(job.Destination.WorkPath).size()) {
   source_lineage_ = *source_root.Lineage();
 }
 
@@ -36,7 +39,7 @@ void Synchronisation::CountFailure(std::u16string_view text, std::u16string_view
   ++context_.Counters.FailedFiles;
   std::u16string line(text);
   line += what;
-  context_.Log.WriteTimed(line);
+  context_.LogTimed(line);
 }
 
 bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t>& held) {
@@ -46,44 +49,96 @@ bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t
   return reader.Error() == 0;
 }
 
-bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths) {
+bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
+                                 KeptEntries* kept) {
   if (context_.State.CancelRequested || !pair.Dest) return true;
   // A source that cannot be opened is not an empty source; the walk counts and logs that.
   if (pair.SourceError) return true;
   std::vector<std::uint64_t> held;
   const Result<FileStatus> dest = pair.Dest.Status();
+  if (dest && settled_.Contains(*dest)) return true;
   if (!dest || source_lineage_.empty() || !ListSource(pair.Source, held)) {
     CountFailure(u": 略過同步 (失敗)：", paths.Source());
+    PlanFailure(true, PlanReason::Unreadable, paths.Dest());
     return false;
   }
   std::u16string path(paths.Dest());
   // A copy of a read-only folder is read-only, too.
-  pair.Dest.MakeWritable();
+  if (!context_.Plan) pair.Dest.MakeWritable();
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return true;
     if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
         !MayBeHeld(pair.Source, *entry)) {
-      if (entry->Kind == FileKind::Folder) {
-        SyncRemoveTree(pair.Dest, entry->Name, path, *dest);
-      } else if (RemoveEntry(pair.Dest, *entry)) {
-        CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：",
-                     entry->Name);
-      }
+      if (!PassesGuard()) return true;
+      SyncEntry(pair, *entry, path, *dest);
+    } else if (kept && entry->Kind == FileKind::Folder) {
+      kept->Subfolders.push_back(entry->Name);
+    } else if (kept) {
+      ++kept->Files;
     }
     context_.Host.PumpMessages();
   }
+  if (kept) kept->Whole = reader.Error() == 0;
   return true;
 }
 
-ErrorCode Synchronisation::RemoveEntry(const Folder& folder, const FolderEntry& entry) {
+bool Synchronisation::PassesGuard() {
+  if (passed_guard_ || context_.Plan) return true;
+  if (!PassMirrorGuard(context_, job_, settled_)) return false;
+  passed_guard_ = true;
+  return true;
+}
+
+/// Removes an entry of a folder that both sides have.
+void Synchronisation::SyncEntry(const FolderPair& pair, const FolderEntry& entry,
+                                std::u16string& path, const FileStatus& dest) {
+  bool gone = true;
+  if (entry.Kind == FileKind::Folder) {
+    gone = SyncRemoveTree(pair.Dest, entry.Name, path, dest);
+  } else if (RemoveEntry(pair.Dest, entry, path)) {
+    CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：",
+                 entry.Name);
+  }
+  // Only what the source has as another kind will be looked at once more.
+  if (context_.Plan && gone && pair.Source.Status(entry.Name)) {
+    planned_gone_.insert(path + entry.Name);
+  }
+}
+
+ErrorCode Synchronisation::RemoveEntry(const Folder& folder, const FolderEntry& entry,
+                                       std::u16string_view path) {
   RunCounters& counters = context_.Counters;
-  const ErrorCode error = job_.UseRecycleBin ? bin_.Recycle(folder, entry.Name)
-                          : release_         ? release_->Remove(folder, entry.Name)
-                                             : folder.RemoveFile(entry.Name);
-  context_.State.LastApiError = error;
+  ErrorCode error = 0;
+  if (context_.Plan) {
+    PlanRemoval(folder, entry, path);
+  } else {
+    error = job_.UseRecycleBin ? bin_.Recycle(folder, entry.Name)
+            : release_         ? release_->Remove(folder, entry.Name)
+                               : folder.RemoveFile(entry.Name);
+    context_.State.LastApiError = error;
+  }
   if (!error) ++(job_.UseRecycleBin ? counters.RecycledFiles : counters.SyncDeletedFiles);
   return error;
+}
+
+void Synchronisation::PlanRemoval(const Folder& folder, const FolderEntry& entry,
+                                  std::u16string_view path) {
+  RunPlan& plan = *context_.Plan;
+  if (!plan.Wants(RunPlan::Level::Sizes)) return;
+  const Result<FileStatus> status = folder.Status(entry.Name);
+  const std::uint64_t size = status ? status->Size : 0;
+  if (status && !job_.UseRecycleBin) {
+    plan.NetBytes -= static_cast<std::int64_t>(std::min(size, status->Allocated));
+  }
+  plan.Add(job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete, PlanReason::NotInSource,
+           false, std::u16string(path.substr(root_length_)) += entry.Name, size);
+}
+
+void Synchronisation::PlanFailure(bool is_folder, PlanReason reason, std::u16string_view path) {
+  if (context_.Plan) {
+    context_.Plan->Add(PlanAction::Fail, reason, is_folder, path.substr(root_length_));
+  }
 }
 
 bool Synchronisation::MayBeRemoved(const FileStatus& folder, const FileStatus& dest) const {
@@ -116,12 +171,19 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view n
   }
   if (!context_.State.CancelRequested) {
     // Only what is empty goes, also to the bin: what could not be removed from it stays in place.
-    if (!error) error = job_.UseRecycleBin ? bin_.Recycle(parent, name) : parent.RemoveFolder(name);
+    if (!error && !context_.Plan) {
+      error = job_.UseRecycleBin ? bin_.Recycle(parent, name) : parent.RemoveFolder(name);
+    }
     context_.State.LastApiError = error;
     if (error) {
       CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：",
                    path);
+      PlanFailure(true, PlanReason::Blocked, path);
     } else {
+      if (context_.Plan) {
+        context_.Plan->Add(job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete,
+                           PlanReason::NotInSource, true, path.substr(root_length_));
+      }
       ++(job_.UseRecycleBin ? counters.RecycledFolders : counters.SyncDeletedFolders);
     }
   }
@@ -134,13 +196,13 @@ bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
                                   const FileStatus& dest) {
   RunCounters& counters = context_.Counters;
   bool emptied = true;
-  folder.MakeWritable();
+  if (!context_.Plan) folder.MakeWritable();
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return false;
     if (entry->Kind == FileKind::Folder) {
       emptied = SyncRemoveTree(folder, entry->Name, path, dest) && emptied;
-    } else if (RemoveEntry(folder, *entry)) {
+    } else if (RemoveEntry(folder, *entry, path)) {
       ++counters.FailedFiles;
       emptied = false;
     } else {

@@ -3,16 +3,27 @@
 // seen not to hold the item, and the item is no folder that the source lies in.
 #pragma once
 
+#include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "engine/folder_pair.h"
+#include "engine/mirror_guard.h"
 #include "engine/run_context.h"
 #include "files/late_release.h"
 #include "platform/recycle_bin.h"
 
 namespace kavrel {
 
-/// The synchronisation of one run.
+/// What stays of destination folders.
+struct KeptEntries {
+  std::uint64_t Files = 0;
+  std::vector<std::u16string> Subfolders;
+  bool Whole = false;  ///< the last folder was looked through to its end
+};
+
+/// The synchronisation of one run. With a plan in the context, everything is decided and counted
+/// alike and nothing is removed.
 class Synchronisation {
  public:
   /// `source_root` is the open root of the run's source; the other references outlive this.
@@ -21,14 +32,22 @@ class Synchronisation {
   /// Removes from the pair's destination folder what its source folder does not hold. Folders that
   /// both sides have are not entered: the walk comes to them in turn. An item stays when the source
   /// has one of the same name and kind, whatever its size or date, excluded or not. False when the
-  /// source folder could not be listed to its end, which is logged and counted here.
-  bool SyncFolder(const FolderPair& pair, const WalkPaths& paths);
+  /// source folder could not be listed to its end, which is logged and counted here. Before the
+  /// first removal of all, the mirror guard may stop the run. What stays is added to `kept`.
+  bool SyncFolder(const FolderPair& pair, const WalkPaths& paths, KeptEntries* kept = nullptr);
   /// From now on what is deleted is given back to the disk by this; it outlives this.
   void UseRelease(LateRelease& release) { release_ = &release; }
+  /// Whether the plan removes what lies at this path of the destination.
+  bool IsPlannedGone(const std::u16string& path) const { return planned_gone_.contains(path); }
 
  private:
   bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);
-  ErrorCode RemoveEntry(const Folder& folder, const FolderEntry& entry);
+  bool PassesGuard();
+  void SyncEntry(const FolderPair& pair, const FolderEntry& entry, std::u16string& path,
+                 const FileStatus& dest);
+  ErrorCode RemoveEntry(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
+  void PlanRemoval(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
+  void PlanFailure(bool is_folder, PlanReason reason, std::u16string_view path);
   bool SyncRemoveTree(const Folder& parent, std::u16string_view name, std::u16string& path,
                       const FileStatus& dest);
   bool EmptyFolder(const Folder& folder, std::u16string& path, const FileStatus& dest);
@@ -40,6 +59,10 @@ class Synchronisation {
   RecycleBin bin_;
   LateRelease* release_ = nullptr;
   std::vector<FileStatus> source_lineage_;
+  bool passed_guard_ = false;
+  SettledFolders settled_;
+  std::unordered_set<std::u16string> planned_gone_;  ///< paths, as far as the source has them
+  std::size_t root_length_ = 0;                      ///< of the destination's path
 };
 
 }  // namespace kavrel

@@ -1,21 +1,25 @@
 #include "engine/tree_walk.h"
 
+#include <algorithm>
+
 #include "files/error_text.h"
 #include "files/path.h"
 
 namespace kavrel {
 
-bool NeedsNoCopy(const FileStatus* source, const FileStatus* dest, bool differential) {
-  if (!differential) return false;
-  if (!source) return true;
-  if (!dest || source->Kind != dest->Kind) return false;
+std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
+                                       bool differential) {
+  if (!source) return differential ? std::nullopt : std::optional(PlanReason::Unreadable);
+  if (!dest) return PlanReason::New;
+  if (!differential) return PlanReason::Always;
+  if (source->Kind != dest->Kind) return PlanReason::Kind;
   const std::int64_t seconds = source->Written.Seconds - dest->Written.Seconds;
-  if (seconds < -1 || seconds > 1) return false;
+  if (seconds < -1 || seconds > 1) return PlanReason::Time;
   if (seconds != 0 && std::chrono::floor<std::chrono::days>(LocalTime(source->Written)) !=
                           std::chrono::floor<std::chrono::days>(LocalTime(dest->Written))) {
-    return false;
+    return PlanReason::Time;
   }
-  return source->Size == dest->Size;
+  return source->Size == dest->Size ? std::nullopt : std::optional(PlanReason::Size);
 }
 
 namespace {
@@ -33,12 +37,17 @@ TreeWalk::TreeWalk(RunContext& context, const Options& options)
     : context_(context),
       paths_(options.From, options.To),
       options_(options),
-      copy_{context.State, context.Clock, &context.Host, nullptr, nullptr, &context.Asides} {}
+      copy_{context.State, context.Clock, &context.Host, nullptr, nullptr, &context.Asides},
+      root_length_(paths_.Source().size()) {}
+
+std::u16string TreeWalk::BelowRoot(std::u16string_view name) const {
+  return std::u16string(paths_.Source().substr(root_length_)) += name;
+}
 
 void TreeWalk::LogLine(std::u16string_view text, std::u16string_view what) {
   std::u16string line(text);
   line += what;
-  context_.Log.WriteTimed(line);
+  context_.LogTimed(line);
 }
 
 void TreeWalk::RememberRoot(const FolderPair& pair) {
@@ -64,7 +73,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
   if (!parent && pair.Dest) MayGoAhead(pair);
   const bool report = BeforeFiles(pair);
   if (Cancelled()) return;
-  if (!MakeDestination(context_.Files, parent, name, paths_, pair)) {
+  if (!ReadyDestination(parent, name, pair)) {
     ++context_.Counters.FailedFiles;
     DestinationFailed();
     return;
@@ -82,11 +91,29 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     const WalkPaths::Step step(paths_, subfolder);
     WalkFolder(&pair, subfolder, folder_names.Note(subfolder));
   }
+  if (context_.Plan) return;
   if (const ErrorCode error = FinishDestination(paths_, pair)) {
     ++context_.Counters.WarningFiles;
     context_.Log.WriteTimed(FailText(
         context_.State, error, u"Could Not Set Destination Folder Attributes", paths_.Dest()));
   }
+}
+
+bool TreeWalk::ReadyDestination(const FolderPair* parent, std::u16string_view name,
+                                FolderPair& pair) {
+  if (!context_.Plan) return MakeDestination(context_.Files, parent, name, paths_, pair);
+  return pair.Dest || PlanDestination(parent, pair);
+}
+
+bool TreeWalk::PlanDestination(const FolderPair* parent, FolderPair& pair) {
+  const bool reachable = parent || context_.Files.HostPath(paths_.Dest());
+  if (!reachable || !IsNotFound((pair.DestError) && !IsPlannedGone({}))) {
+    context_.Plan->Add(PlanAction::Fail, PlanReason::Blocked, true, BelowRoot({}));
+    return false;
+  }
+  context_.Plan->Add(PlanAction::Copy, PlanReason::New, true, BelowRoot({}));
+  pair.DestIsNew = true;
+  return true;
 }
 
 bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
@@ -103,6 +130,9 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
     // Whoever reads the log must learn that something of the source is missing from the copy.
     ++context_.Counters.FailedFiles;
     LogLine(u": 讀取目錄 (失敗)：", paths_.Source());
+    if (context_.Plan) {
+      context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, true, BelowRoot({}));
+    }
   }
   return !Cancelled();
 }
@@ -121,9 +151,9 @@ void TreeWalk::HandleFiles(const FolderPair& pair, FolderReader& reader,
 
 void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind) {
   if (Cancelled()) return;
-  if (LeavesFileOut(name)) return LeaveOut(pair, u": 排除檔案 (成功)：", name);
+  if (LeavesFileOut(name)) return LeaveOut(pair, PlanReason::Rule, name);
   // A socket, pipe or device has no content that a backup could keep.
-  if (kind == FileKind::Special) return LeaveOut(pair, u": 略過特殊檔案 (成功)：", name);
+  if (kind == FileKind::Special) return LeaveOut(pair, PlanReason::Special, name);
   const std::u16string_view twin = file_names_.Note(name);
   if (ahead_ && kind == FileKind::File && !MayRepeat() && twin.empty()) {
     ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew}, name);
@@ -135,7 +165,8 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   const Result<FileStatus> source = pair.Source.Status(name);
   Result<FileStatus> dest;
   const bool dest_there = source && (!pair.DestIsNew || MayRepeat() || !twin.empty()) &&
-                          (dest = pair.Dest.Status(name));
+                          (dest = pair.Dest.Status(name)) &&
+                          !(context_.Plan && IsPlannedGone(name));
   context_.Host.PumpMessages();
   // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
   // lost in it.
@@ -153,16 +184,17 @@ void TreeWalk::CountSize(const FileStatus* source) {
   if (source && WithinSizeLimit(*source)) context_.Counters.SourceBytes += source->Size;
 }
 
-void TreeWalk::LeaveOut(const FolderPair& pair, std::u16string_view text,
-                        std::u16string_view name) {
+void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name) {
   if (!FinishAhead(pair)) return;
   ++context_.Counters.SourceFiles;
   ++context_.Counters.ExcludedFiles;
-  LogLine(text, paths_.SourceOf(name));
+  LogLine(reason == PlanReason::Rule ? u": 排除檔案 (成功)：" : u": 略過特殊檔案 (成功)：",
+          paths_.SourceOf(name));
+  if (context_.Plan) context_.Plan->Add(PlanAction::LeaveOut, reason, false, BelowRoot(name));
 }
 
 void TreeWalk::MayGoAhead(const FolderPair& root) {
-  const bool pays = context_.CopyAhead && std::thread::hardware_concurrency() > 1;
+  const bool pays = context_.CopyAhead && !context_.Plan && std::thread::hardware_concurrency() > 1;
   if (pays && root.Source && root.Source.OnLocalDisk() && root.Dest.OnLocalDisk()) {
     release_.emplace();
     copy_.Release = &*release_;
@@ -213,7 +245,12 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
                              const FileStatus* source, const FileStatus* dest) {
   if (NeedsNoCopy(source, dest, options_.Compare) && SameLinkTarget(pair, name, source)) {
     // Nothing can be copied from it; but what is not looked at must not pass for a good backup.
-    if (!source) LogLine(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
+    if (!source) {
+      LogLine(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
+      if (context_.Plan) {
+        context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, BelowRoot(name));
+      }
+    }
     LeaveAsItIs(name);
   } else {
     CopyOneFile(pair, name, source, dest);
@@ -221,8 +258,10 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
 }
 
 void TreeWalk::LeaveAsItIs(std::u16string_view name) {
-  context_.Host.FillProgress();
-  context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
+  if (!context_.Plan) {
+    context_.Host.FillProgress();
+    context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
+  }
   context_.Host.PumpMessages();
   ++context_.Counters.UnchangedFiles;
 }
@@ -230,7 +269,9 @@ void TreeWalk::LeaveAsItIs(std::u16string_view name) {
 void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
                            const FileStatus* source, const FileStatus* dest) {
   CopyResult result;
-  if (source && !WithinSizeLimit(*source)) {
+  if (context_.Plan) {
+    result = PlanCopy(name, source, dest);
+  } else if (source && !WithinSizeLimit(*source)) {
     result.Failed = false;  // Counts as copied, with no bytes.
   } else if (source) {
     const CopySide from{pair.Source, paths_.Source(), name, source};
@@ -240,6 +281,30 @@ void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
   CountResult(result, name);
 }
 
+CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source,
+                              const FileStatus* dest) {
+  RunPlan& plan = *context_.Plan;
+  const std::u16string path = BelowRoot(name);
+  CopyResult result;
+  result.Failed = false;
+  if (source && !WithinSizeLimit(*source)) {
+    plan.Add(PlanAction::LeaveOut, PlanReason::TooLarge, false, path, source->Size);
+    return result;
+  }
+  if (!source || (dest && dest->Kind == FileKind::Folder)) {
+    plan.Add(PlanAction::Fail, source ? PlanReason::Blocked : PlanReason::Unreadable, false, path);
+    result.Failed = true;
+    return result;
+  }
+  const PlanReason reason =
+      ReasonToCopy(source, dest, options_.Compare).value_or(PlanReason::LinkTarget);
+  plan.Add(dest ? PlanAction::Replace : PlanAction::Copy, reason, false, path, source->Size);
+  plan.NetBytes += static_cast<std::int64_t>(std::min(source->Size, source->Allocated));
+  if (dest) plan.NetBytes -= static_cast<std::int64_t>(std::min(dest->Size, dest->Allocated));
+  result.BytesCopied = source->Size;
+  return result;
+}
+
 void TreeWalk::CountResult(const CopyResult& result, std::u16string_view name) {
   RunCounters& counters = context_.Counters;
   if (result.Failed) {
@@ -247,7 +312,7 @@ void TreeWalk::CountResult(const CopyResult& result, std::u16string_view name) {
     LogLine(options_.FileFailedText, paths_.SourceOf(name));
   } else if (result.Warning) {
     ++counters.WarningFiles;
-    context_.Log.WriteTimed(result.Message);
+    context_.LogTimed(result.Message);
   } else {
     ++counters.CopiedFiles;
     counters.CopiedBytes += result.BytesCopied;

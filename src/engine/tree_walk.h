@@ -48,6 +48,10 @@ class TreeWalk {
   /// True when a name may come twice, so that even a new folder may hold it.
   virtual bool MayRepeat() const { return false; }
 
+  /// While the run is only planned: whether its own synchronisation removes this entry of the
+  /// present destination folder before it is looked at.
+  virtual bool IsPlannedGone(std::u16string_view) const { return false; }
+
   /// One file of the folder: decided, copied, counted.
   void HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind);
   void NoteSubfolder(const FolderEntry& entry, std::vector<std::u16string>& subfolders) const {
@@ -56,6 +60,8 @@ class TreeWalk {
   /// Null where nothing is gained by releasing late.
   LateRelease* Release() { return release_ ? &*release_ : nullptr; }
   bool Cancelled() const { return context_.State.CancelRequested; }
+  /// An entry of the present folder as the plan names it; with an empty name the folder itself.
+  std::u16string BelowRoot(std::u16string_view name) const;
   /// Writes a timed line of the text and what it is about.
   void LogLine(std::u16string_view text, std::u16string_view what);
 
@@ -70,12 +76,15 @@ class TreeWalk {
                        std::vector<std::u16string>& subfolders);
   void DecideOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                      const FileStatus* dest);
+  bool ReadyDestination(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
+  bool PlanDestination(const FolderPair* parent, FolderPair& pair);
+  CopyResult PlanCopy(std::u16string_view name, const FileStatus* source, const FileStatus* dest);
   void LeaveAsItIs(std::u16string_view name);
   void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                    const FileStatus* dest);
   /// Adds the file's size to what the run has dealt with.
   void CountSize(const FileStatus* source);
-  void LeaveOut(const FolderPair& pair, std::u16string_view text, std::u16string_view name);
+  void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name);
   void CountResult(const CopyResult& result, std::u16string_view name);
   /// Copying ahead begins where both roots lie on disks that profit from it.
   void MayGoAhead(const FolderPair& root);
@@ -92,11 +101,17 @@ class TreeWalk {
   std::optional<CopyAhead> ahead_;
   TwinNames file_names_;  ///< of the present folder
   FolderIdentity dest_root_;
+  std::size_t root_length_;  ///< of the source's path
 };
 
-/// True when a file is left as it is: with comparison, when its destination has the same size and
-/// was written in the same second or the one beside it on the same day, or when there is no source
-/// to copy from. Null stands for a file that is not there. A link and a file are never the same.
-bool NeedsNoCopy(const FileStatus* source, const FileStatus* dest, bool differential);
+/// Why a file is to be copied; nothing when it is left as it is: with comparison, when its
+/// destination has the same size and was written in the same second or the one beside it on the
+/// same day, or when there is no source to copy from. Null stands for a file that is not there. A
+/// link and a file are never the same.
+std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
+                                       bool differential);
+inline bool NeedsNoCopy(const FileStatus* source, const FileStatus* dest, bool differential) {
+  return !ReasonToCopy(source, dest, differential);
+}
 
 }  // namespace kavrel

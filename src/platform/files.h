@@ -89,6 +89,13 @@ class File {
   int handle_ = -1;
 };
 
+/// The room on the file system that a folder is on.
+struct DiskSpace {
+  std::uint64_t Free = 0;     ///< bytes that this user may still write
+  std::uint64_t Used = 0;     ///< bytes in use, by anybody
+  bool SharesBlocks = false;  ///< a copy within it may take no room
+};
+
 /// An open folder, closed when it goes. Names are single components; a name with a separator in
 /// it, "." and ".." are refused as invalid.
 class Folder {
@@ -137,6 +144,8 @@ class Folder {
   /// network, where their requests only queue up, nor on file systems of cameras and sticks, where
   /// two names may mean the same file.
   bool OnLocalDisk() const;
+  /// Fails where the file system does not tell.
+  Result<DiskSpace> Space() const;
   /// What this folder and every folder above it are, from here up to the root.
   Result<std::vector<FileStatus>> Lineage() const;
 

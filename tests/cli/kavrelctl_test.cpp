@@ -193,6 +193,33 @@ TEST_F(KavrelctlTest, AnInterruptEndsTheRunWithItsBookkeepingDone) {
   EXPECT_NE(log.Output.find("備份中斷"), std::string::npos) << log.Output;
 }
 
+TEST_F(KavrelctlTest, AMirrorIsLookedThroughBeforeItIsTrusted) {
+  WriteTestFile(source_ / "new", "12345");
+  WriteTestFile(source_ / "same", "x");
+  WriteTestFile(dest_ / "same", "x");
+  WriteTestFile(dest_ / "precious", "old");
+  for (const fs::path& side : {source_, dest_}) SetWritten(side / "same", {1000000000, 0});
+  ASSERT_EQ(Add({"--type", "sync", "--recycle", "--enable"}).ExitCode, 0);
+  CommandResult result = Ctl({"preview", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 0);
+  EXPECT_NE(result.Output.find("複製              5 位元  目標沒有            new\n"),
+            std::string::npos)
+      << result.Output;
+  EXPECT_NE(result.Output.find("移到回收筒  1 個檔案"), std::string::npos) << result.Output;
+  EXPECT_NE(result.Errors.find("不是這個排程所備份的檔案"), std::string::npos);
+  result = Ctl({"preview", "文件 A", "--json"});
+  EXPECT_NE(result.Output.find("\"path\": \"precious\""), std::string::npos) << result.Output;
+  EXPECT_FALSE(fs::exists(dest_ / "new"));
+
+  result = Ctl({"run", "--all"});
+  EXPECT_EQ(result.ExitCode, 6);
+  EXPECT_NE(result.Errors.find("--force"), std::string::npos) << result.Errors;
+  EXPECT_EQ(ReadTestFile(dest_ / "precious"), "old");
+  EXPECT_EQ(Ctl({"edit", "文件 A", "--adopt"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"run", "--all"}).ExitCode, 0);
+  EXPECT_EQ(TreeDifferences(source_, dest_), "");
+}
+
 TEST_F(KavrelctlTest, RulesFiltersAndSettingsAreKeptCheckedAndUsed) {
   WriteTestFile(source_ / "Temp" / "x", "x");
   WriteTestFile(source_ / "keep.doc", "x");

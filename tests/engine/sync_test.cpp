@@ -123,6 +123,7 @@ TEST_F(SyncTest, ADestinationThatHoldsTheSourceKeepsIt) {
   WriteTestFile(Source() / "deep" / "a", "x");
   AddJob(BackupType::Synchronise).Source.Path = u"C:\\src\\deep\\";
   BackupJob& job = Program.Store.Jobs[0];
+  job.Extras.GuardMirror = false;
   for (const bool bin : {false, true}) {
     WriteTestFile(Temp.DriveC() / "other", "not in the source");
     // By its path the source is seen to lie inside: nothing is done at all.

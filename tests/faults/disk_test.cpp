@@ -67,6 +67,21 @@ std::string Noise(std::size_t length) {
   return noise;
 }
 
+TEST_F(DiskTest, WhatCannotFitIsSaidBeforeAnythingIsCopied) {
+  for (int i = 0; i < 6; ++i) {
+    WriteTestFile(job_.Source / std::to_string(i), std::string(300'000, 'n'));
+    WriteTestFile(job_.Dest / std::to_string(i), std::string(100'000, 'o'));
+  }
+  job_.Make("sync");
+  const CommandResult result = job_.Command({"run", "J"});
+  EXPECT_EQ(result.ExitCode, 7) << result.Output << result.Errors;
+  EXPECT_EQ(ReadTestFile(job_.Dest / "0"), std::string(100'000, 'o'));
+  EXPECT_NE(RunCommand({KAVRELCTL, "--home", job_.Home, "log", "--show", "1"})
+                .Output.find(": 檢查可用空間 (中斷)：目標磁碟空間不足，需要 1.14 MB，可用 "),
+            std::string::npos);
+  EXPECT_EQ(RunCommand({KAVRELCTL, "--home", job_.Home, "run", "J", "--force"}).ExitCode, 1);
+}
+
 TEST_F(DiskTest, AFullDiskKeepsTheOldArchive) {
   WriteTestFile(job_.Source / "a", "first");
   EXPECT_EQ(Backup("compressed").ExitCode, 0);
@@ -87,7 +102,7 @@ TEST_F(DiskTest, ARestoreThatFillsTheDiskReplacesNothingByAPart) {
   WriteTestFile(job_.Source / "a", "old");
   WriteTestFile(job_.Source / "big", "old");
   Fill(200'000);
-  const CommandResult restored = job_.Run("restore");
+  const CommandResult restored = job_.Command({"restore", "J"});
   EXPECT_EQ(restored.ExitCode, 1) << restored.Output;
   const Tree found = ReadTree(job_.Source);
   ASSERT_EQ(found.size(), 2U);

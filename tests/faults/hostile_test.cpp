@@ -103,7 +103,7 @@ TEST(HostileTree, EveryNameDepthAndLinkIsKeptAndComesBack) {
     EXPECT_EQ(RunCommand({"/bin/rm", "-rf", path}).ExitCode, 0);
   };
   remove(job.Source);
-  EXPECT_EQ(job.Run("restore").ExitCode, 0);
+  EXPECT_EQ(job.Command({"restore", "J"}).ExitCode, 0);
   EXPECT_EQ(Digest(job.Source), before);
   // And a mirror follows when all of it goes.
   remove(job.Source);

@@ -17,8 +17,8 @@ namespace kavrel::faults {
 const Scenario kScenarios[] = {
     {"Full", {"--type", "full"}, {"run", "J"}},
     {"Differential", {"--type", "differential"}, {"run", "J"}},
-    {"Mirror", {"--type", "sync"}, {"run", "J"}},
-    {"MirrorWithBin", {"--type", "sync", "--recycle"}, {"run", "J"}},
+    {"Mirror", {"--type", "sync", "--adopt"}, {"run", "J"}},
+    {"MirrorWithBin", {"--type", "sync", "--adopt", "--recycle"}, {"run", "J"}},
     {"Compressed", {"--type", "compressed"}, {"run", "J"}},
     {"Restore", {"--type", "full"}, {"restore", "J"}, true},
     {"RestoreArchive", {"--type", "compressed"}, {"restore", "J"}, true},

@@ -98,7 +98,8 @@ struct RealJob {
   CommandResult Command(std::vector<std::string> arguments) const;
   /// Makes it the job "J", which copies into Dest itself.
   void Make(const std::string& type) const;
-  CommandResult Run(const std::string& verb = "run") const { return Command({verb, "J"}); }
+  /// Runs it whatever its looks at the destination find.
+  CommandResult Run() const { return Command({"run", "J", "--force"}); }
   /// All job logs, as UTF-8.
   std::string Log() const;
 };

@@ -18,6 +18,8 @@ class RecordingHost : public ProgramHost {
   std::vector<std::u16string> Names;  ///< one for each caption drawn
   std::vector<bool> Panels;
   std::vector<std::int32_t> Rows;
+  std::vector<std::u16string> Questions;  ///< of runs in their midst
+  bool GoOn = true;                       ///< the answer to them
   int Pumps = 0, Fills = 0, Resets = 0;
   /// Called at every pump and at every progress call.
   std::function<void()> AtPump;
@@ -35,6 +37,10 @@ class RecordingHost : public ProgramHost {
   }
   void DrawCaptions(std::u16string_view, std::u16string_view, std::u16string_view name) override {
     Names.emplace_back(name);
+  }
+  bool AskGoOn(const RunQuestion& question) override {
+    Questions.push_back(question.Text);
+    return GoOn;
   }
   void ShowRunPanels(bool show) override { Panels.push_back(show); }
   void ResetProgress() override { ++Resets; }

@@ -172,11 +172,14 @@ ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder& source) co
   return posix::CarryAttributes(handle_, source.handle_, from);
 }
 
+namespace {
+// f_type of statfs(2). ZFS and bcachefs are not among the kernel's own headers' names.
+constexpr std::uint32_t kZfs = 0x2FC12FC1, kBcachefs = 0xCA451A4E;
+}  // namespace
+
 bool Folder::OnLocalDisk() const {
   struct statfs found;
   if (Retry([&] { return fstatfs(handle_, &found); }) != 0) return false;
-  // f_type of statfs(2). ZFS and bcachefs are not among the kernel's own headers' names.
-  constexpr std::uint32_t kZfs = 0x2FC12FC1, kBcachefs = 0xCA451A4E;
   switch (static_cast<std::uint32_t>(found.f_type)) {
     case EXT4_SUPER_MAGIC:
     case XFS_SUPER_MAGIC:
@@ -190,6 +193,22 @@ bool Folder::OnLocalDisk() const {
     default:
       return false;
   }
+}
+
+Result<DiskSpace> Folder::Space() const {
+  struct statfs found;
+  if (Retry([&] { return fstatfs(handle_, &found); }) != 0) {
+    return Result<DiskSpace>::Fail(errno);
+  }
+  if (found.f_blocks == 0) return Result<DiskSpace>::Fail(ENOSYS);
+  const auto block = static_cast<std::uint64_t>(found.f_frsize ? found.f_frsize : found.f_bsize);
+  const auto type = static_cast<std::uint32_t>(found.f_type);
+  DiskSpace space;
+  space.Free = found.f_bavail * block;
+  space.Used = (found.f_blocks - found.f_bfree) * block;
+  space.SharesBlocks =
+      type == BTRFS_SUPER_MAGIC || type == XFS_SUPER_MAGIC || type == kZfs || type == kBcachefs;
+  return {space, 0};
 }
 
 Result<std::vector<FileStatus>> Folder::Lineage() const {

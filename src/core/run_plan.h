@@ -1,0 +1,60 @@
+// What a run would do, written down instead of done. While a RunContext holds a plan, its walks
+// decide as ever and change nothing.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kavrel {
+
+enum class PlanAction : std::uint8_t { Copy, Replace, Recycle, Delete, Pack, LeaveOut, Fail };
+inline constexpr std::size_t kPlanActions = 7;
+enum class PlanReason : std::uint8_t {
+  New,          ///< the destination does not have it
+  Always,       ///< the job copies every file each time
+  Size,         ///< the sizes differ
+  Time,         ///< the times of writing differ
+  Kind,         ///< a file on one side, a link on the other
+  LinkTarget,   ///< the links point to different places
+  NotInSource,  ///< the source does not have it any more
+  Outdated,     ///< an older backup than the job keeps
+  Rule,         ///< an exclusion rule names it
+  Special,      ///< a socket, pipe or device
+  TooLarge,     ///< above the job's size limit
+  Unreadable,   ///< the source cannot be read, or a name cannot be packed
+  Blocked,      ///< something is in the way that the run does not remove
+};
+
+struct PlanStep {
+  PlanAction Action;
+  PlanReason Reason;
+  bool IsFolder;
+  std::u16string Path;  ///< below the run's source or destination
+  std::uint64_t Size;   ///< bytes; 0 for folders
+};
+
+struct RunPlan {
+  enum class Level {
+    Counts,  ///< nothing beyond the run's counters
+    Sizes,   ///< and NetBytes
+    Steps,   ///< and every step
+  };
+  Level Depth = Level::Steps;
+  std::vector<PlanStep> Steps;
+  std::vector<std::u16string> Warnings;  ///< why the run would stop and ask, in words
+  /// How much more the destination would hold afterwards; what goes to the recycle bin stays on the
+  /// disk. Holes count for nothing.
+  std::int64_t NetBytes = 0;
+
+  bool Wants(Level level) const { return Depth >= level; }
+  void Add(PlanAction action, PlanReason reason, bool is_folder, std::u16string_view path,
+           std::uint64_t size = 0) {
+    if (!Wants(Level::Steps)) return;
+    Steps.push_back({action, reason, is_folder, std::u16string(path), size});
+  }
+};
+
+}  // namespace kavrel

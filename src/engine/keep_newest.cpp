@@ -1,0 +1,142 @@
+#include "engine/keep_newest.h"
+
+#include <algorithm>
+
+#include "files/path.h"
+#include "platform/error_codes.h"
+#include "platform/recycle_bin.h"
+#include "rules/date_tokens.h"
+
+namespace kavrel {
+
+namespace {
+
+// Enough for an archive an hour over a year; what is forgotten only stays.
+constexpr std::size_t kMostNoted = 10000;
+
+bool IsFolderUnit(std::u16string_view unit) {
+  return EndsWithSeparator(unit);
+}
+
+void LogMove(RunContext& context, std::u16string_view result, std::u16string_view path) {
+  std::u16string line = u": 舊備份移到資源回收筒 (";
+  ((line += result) += u")：") += path;
+  context.LogTimed(line);
+}
+
+/// The oldest units that are too many beside the one of this run.
+std::vector<std::u16string> Outdated(const BackupJob& job, std::u16string_view unit) {
+  std::vector<std::u16string> old;
+  for (const std::u16string& made : job.Extras.Made) {
+    if (made != unit) old.push_back(made);
+  }
+  const auto keep = static_cast<std::size_t>(job.Extras.KeepNewest);
+  if (keep == 0) return {};
+  old.resize(old.size() - std::min(old.size(), keep - 1));
+  return old;
+}
+
+/// Whether a unit that is there was made by runs of this job.
+bool IsOwn(const BackupJob& job, std::u16string_view unit) {
+  const std::vector<std::u16string>& made = job.Extras.Made;
+  return job.Extras.Unfinished == unit || std::find(made.begin(), made.end(), unit) != made.end();
+}
+
+bool IsAmong(const Result<std::vector<FileStatus>>& lineage, const FileStatus& folder) {
+  return !lineage || lineage->empty() ||
+         std::any_of(lineage->begin(), lineage->end(), [&](const FileStatus& above) {
+           return above.Device == folder.Device && above.Id == folder.Id;
+         });
+}
+
+/// False for a folder that the source or this run's own backup lies in, or that is a disk mounted
+/// there.
+bool MayGo(const RunContext& context, const BackupJob& job, const Folder& parent,
+           const FileStatus& unit) {
+  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
+  const Result<Folder> dest = context.Files.OpenFolder(job.Destination.WorkPath);
+  const Result<FileStatus> above = parent.Status();
+  return source && dest && above && above->Mount == unit.Mount &&
+         !IsAmong(source->Lineage(), unit) && !IsAmong(dest->Lineage(), unit);
+}
+
+/// Removes the dated folders above a unit that are empty now, never the fixed part of the path.
+void RemoveEmptyAbove(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
+  const std::u16string& entered = job.Destination.Path;
+  const std::u16string_view fixed =
+      PathFolder(std::u16string_view(entered).substr(0, entered.find(u'<') + 1));
+  std::u16string_view path = PathFolder(unit);
+  while (!fixed.empty() && path.size() > fixed.size() && path.starts_with(fixed)) {
+    const std::u16string_view name = PathName(DropBackslash(path));
+    path = PathFolder(path);
+    const Result<Folder> parent = context.Files.OpenFolder(path);
+    if (!parent || parent->RemoveFolder(name)) return;
+  }
+}
+
+/// False when the unit stays where it is and is tried again after the next run.
+bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
+               const std::u16string& unit) {
+  const std::u16string_view path = DropBackslash(unit);
+  const Result<Folder> parent = context.Files.OpenFolder(PathFolder(path));
+  const Result<FileStatus> status =
+      parent ? parent->Status(PathName(path)) : Result<FileStatus>::Fail(parent.Error);
+  // What is gone, or has become something else, is no backup of this job any more.
+  if IsNotFound ((status.Error)) return true;
+  const FileKind kind = IsFolderUnit(unit) ? FileKind::Folder : FileKind::File;
+  if (status && status->Kind != kind) return true;
+  if (!status || !MayGo(context, job, *parent, *status) || bin.Recycle(*parent, PathName(path))) {
+    ++context.Counters.WarningFiles;
+    LogMove(context, u"失敗", unit);
+    return false;
+  }
+  LogMove(context, u"成功", unit);
+  RemoveEmptyAbove(context, job, unit);
+  return true;
+}
+
+}  // namespace
+
+std::u16string BackupUnit(const RunContext& context, const BackupJob& job) {
+  if (job.Compressed) return ArchivePath(job, context.Clock);
+  const std::u16string& entered = job.Destination.Path;
+  if (ExpandDateTokens(entered, context.Clock) == entered) return {};
+  return AddBackslash(job.Destination.WorkPath);
+}
+
+bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view unit, bool existed) {
+  JobExtras& extras = job.Extras;
+  if (unit.empty()) return false;
+  if (existed && !IsOwn(job, unit)) return false;
+  const auto known = std::find(extras.Made.begin(), extras.Made.end(), unit);
+  const bool own = known != extras.Made.end();
+  if (!context.Files.Status(DropBackslash(unit))) return false;
+  if (context.State.CancelRequested) {
+    if (!own && IsFolderUnit(unit)) extras.Unfinished = unit;
+    return own;
+  }
+  if (own) extras.Made.erase(known);
+  if (extras.Unfinished == unit) extras.Unfinished.clear();
+  if (extras.Made.size() == kMostNoted) extras.Made.erase(extras.Made.begin());
+  extras.Made.emplace_back(unit);
+  return true;
+}
+
+void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
+  RecycleBin bin(context.Clock);
+  for (const std::u16string& old : Outdated(job, unit)) {
+    if (MoveToBin(context, job, bin, old)) std::erase(job.Extras.Made, old);
+  }
+}
+
+void PlanKeepNewest(const RunContext& context, const BackupJob& job, RunPlan& plan) {
+  const std::u16string unit = BackupUnit(context, job);
+  if (unit.empty()) return;
+  if (context.Files.Status(DropBackslash(unit)) && !IsOwn(job, unit)) return;
+  for (const std::u16string& old : Outdated(job, unit)) {
+    if (!context.Files.Status(DropBackslash(old))) continue;
+    plan.Add(PlanAction::Recycle, PlanReason::Outdated, IsFolderUnit(old), old);
+  }
+}
+
+}  // namespace kavrel

@@ -1,0 +1,28 @@
+// Dated folders and archives of a job: which of them its runs made, and the end of the oldest.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "engine/run_context.h"
+
+namespace kavrel {
+
+/// What the run about to begin, the job's work paths being set, puts its backup into: a dated
+/// folder with its final separator, or an archive. Empty for a job that always writes into one
+/// folder.
+std::u16string BackupUnit(const RunContext& context, const BackupJob& job);
+
+/// To be called after a run that `existed` before: what an uninterrupted run of this job made is
+/// noted in its extras, the newest last. True when the unit is one of those.
+bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view unit, bool existed);
+
+/// Moves all but the newest that the job keeps to the recycle bin. Only what is noted in the job's
+/// extras is touched, and neither what holds the source nor the unit of this run. What happens goes
+/// into the log; what cannot be moved stays and is counted as a warning.
+void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit);
+
+/// Notes in the plan what KeepNewest would move after a run as of now.
+void PlanKeepNewest(const RunContext& context, const BackupJob& job, RunPlan& plan);
+
+}  // namespace kavrel

@@ -1,0 +1,133 @@
+#include "engine/mirror_guard.h"
+
+#include <filesystem>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "engine/refusal.h"
+#include "engine/sync_folder.h"
+#include "files/path.h"
+
+namespace kavrel {
+
+namespace {
+
+/// Goes where the run's synchronisation will go.
+class LookAhead {
+ public:
+  LookAhead(const RunContext& context, const BackupJob& job, SettledFolders& settled)
+      : context_(context),
+        job_(job),
+        settled_(settled),
+        paths_(job.Source.WorkPath, job.Destination.WorkPath) {
+    plan_.Depth = RunPlan::Level::Counts;
+    context_.Plan = &plan_;
+    context_.Counters = {};
+  }
+
+  void Run() { Walk(nullptr, {}); }
+
+  std::uint64_t Removed() const {
+    return std::uint64_t{context_.Counters.SyncDeletedFiles} + context_.Counters.RecycledFiles;
+  }
+  std::uint64_t Kept = 0;
+  bool SourceEmpty = false;
+
+ private:
+  void Walk(const FolderPair* parent, std::u16string_view name) {
+    if (context_.Exclusions.IsFolderExcluded(paths_.Source())) return;
+    if (PathStartsWith(paths_.Source(), paths_.Dest().substr(0, root_length_))) return;
+    const FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
+    if (!pair.Source || !pair.Dest) return;
+    const Result<FileStatus> dest = pair.Dest.Status();
+    if (!dest) return;
+    if (!synchronisation_) {
+      dest_root_ = {dest->Device, dest->Id, true};
+      synchronisation_.emplace(context_, job_, pair.Source);
+      SourceEmpty = !pair.SourceError && !FolderReader(pair.Source).Next();
+    }
+    if (dest_root_.Is(pair.SourceStatus)) return;
+    const RunCounters before = context_.Counters;
+    KeptEntries kept;
+    if (!synchronisation_->SyncFolder(pair, paths_, &kept)) return;
+    Kept += kept.Files;
+    if (kept.Whole && context_.Counters == before) settled_.Insert(*dest);
+    if (!job_.IncludeSubfolders) return;
+    for (const std::u16string& subfolder : kept.Subfolders) {
+      if (context_.State.CancelRequested) return;
+      const WalkPaths::Step step(paths_, subfolder);
+      Walk(&pair, subfolder);
+    }
+  }
+
+  RunContext context_;
+  const BackupJob& job_;
+  SettledFolders& settled_;
+  WalkPaths paths_;
+  const std::size_t root_length_ = paths_.Dest().size();
+  RunPlan plan_;
+  FolderIdentity dest_root_;
+  std::optional<Synchronisation> synchronisation_;
+};
+
+/// The source's own path on this machine, whatever links lead to it.
+std::u16string RealSource(const RunContext& context, const BackupJob& job) {
+  const std::optional<std::string> host = context.Files.HostPath(job.Source.WorkPath);
+  std::error_code error;
+  return host ? FromUtf8(std::filesystem::canonical(*host, error).native()) : std::u16string();
+}
+
+/// What is wrong with the run, in words; empty when nothing is.
+std::u16string Objection(const RunContext& context, const BackupJob& job, const LookAhead& ahead) {
+  const JobExtras& extras = job.Extras;
+  if (ahead.SourceEmpty) return u"來源資料夾是空的：" + job.Source.WorkPath;
+  // A run that has gone well once knows better than any table where the source is mounted.
+  const std::u16string missing = extras.SourceMount.empty()
+                                     ? context.Mounts.MissingPoint(RealSource(context, job))
+                                     : extras.SourceMount;
+  const std::u16string mount = SourceMountOf(context, job);
+  if (mount != missing && mount.size() < missing.size()) {
+    return u"來源磁碟沒有掛載：" + missing;
+  }
+  if (ahead.Removed() > 0 && extras.MirroredTo != MirrorPlace(job)) {
+    return u"目標資料夾中有不是這個排程所備份的檔案：" + job.Destination.WorkPath;
+  }
+  const std::uint64_t all = ahead.Removed() + ahead.Kept;
+  if (ahead.Removed() >= static_cast<std::uint64_t>(extras.GuardFewest) &&
+      ahead.Removed() * 100 > all * static_cast<std::uint64_t>(extras.GuardPercent)) {
+    return u"要移除的檔案超過目標資料夾的 " + Decimal(extras.GuardPercent) + u" %";
+  }
+  return {};
+}
+
+std::u16string LookForObjection(const RunContext& context, const BackupJob& job,
+                                SettledFolders& settled) {
+  if (context.Force || !job.Extras.GuardMirror) return {};
+  LookAhead ahead(context, job, settled);
+  ahead.Run();
+  const std::u16string objection = Objection(context, job, ahead);
+  if (objection.empty()) return {};
+  return objection + u"，將移除 " + Grouped(ahead.Removed()) + u" 個檔案，保留 " +
+         Grouped(ahead.Kept) + u" 個";
+}
+
+}  // namespace
+
+std::u16string SourceMountOf(const RunContext& context, const BackupJob& job) {
+  const std::u16string point = context.Mounts.PointOf(RealSource(context, job));
+  return point.empty() ? u"/" : point;
+}
+
+bool PassMirrorGuard(RunContext& context, const BackupJob& job, SettledFolders& settled) {
+  const std::u16string objection = LookForObjection(context, job, settled);
+  if (context.State.CancelRequested) return false;
+  if (objection.empty()) return true;
+  return AskToGoOn(context, job, RunRefusal::MirrorGuard, u"同步刪除防護", objection);
+}
+
+std::u16string MirrorObjection(const RunContext& context, const BackupJob& job) {
+  SettledFolders settled;
+  return LookForObjection(context, job, settled);
+}
+
+}  // namespace kavrel

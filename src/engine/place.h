@@ -1,0 +1,18 @@
+// Where a path will be, before it is made.
+#pragma once
+
+#include <string_view>
+
+#include "platform/files.h"
+
+namespace kavrel {
+
+/// The folder itself, or the nearest one above it that exists; closed when there is none.
+struct Place {
+  Folder Nearest;
+  bool Exists = true;  ///< it is the folder itself
+};
+
+Place FindPlace(const FileSystem& files, std::u16string_view path);
+
+}  // namespace kavrel

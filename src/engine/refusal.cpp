@@ -1,0 +1,21 @@
+#include "engine/refusal.h"
+
+namespace kavrel {
+
+bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
+               std::u16string_view title, std::u16string_view matter) {
+  const bool go_on =
+      context.Host.AskGoOn({std::u16string(title), job.Name, std::u16string(matter)});
+  std::u16string line = u": ";
+  line += title;
+  line += go_on ? u" (繼續)：" : u" (中斷)：";
+  line += matter;
+  context.LogTimed(line);
+  if (!go_on) {
+    context.Refusal = refusal;
+    context.State.CancelRequested = true;
+  }
+  return go_on;
+}
+
+}  // namespace kavrel

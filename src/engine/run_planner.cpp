@@ -1,0 +1,61 @@
+#include "engine/run_planner.h"
+
+#include "engine/backup_walk.h"
+#include "engine/keep_newest.h"
+#include "engine/mirror_guard.h"
+#include "engine/space_check.h"
+
+namespace kavrel {
+
+RunCounters PlanWalk(const RunContext& context, const BackupJob& job, RunPlan& plan) {
+  RunContext planning = context;
+  planning.Plan = &plan;
+  planning.Counters = {};
+  BackupFolder(planning, job);
+  return planning.Counters;
+}
+
+RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& state, BackupJob job,
+                         RunPlan& plan, RunCounters& counters) {
+  job.Source.WorkPath = job.Source.Path;
+  job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
+  if (!context.Files.FolderExists(job.Source.WorkPath)) return RunOutcome::SourceMissing;
+  RunContext planning{context.Files,
+                      context.Clock,
+                      state,
+                      host,
+                      context.Store,
+                      context.Settings,
+                      context.Exclusions,
+                      context.Log,
+                      context.LogRows,
+                      context.ProgramLog,
+                      context.Archiver,
+                      context.Asides,
+                      context.Mounts,
+                      {}};
+  const auto removes = [](const RunCounters& run) {
+    return run.SyncDeletedFiles + run.SyncDeletedFolders + run.RecycledFiles + run.RecycledFolders >
+           0;
+  };
+  if (job.Compressed) {
+    if (!context.Archiver.Present()) return RunOutcome::NoArchiver;
+    planning.Plan = &plan;
+    ArchiveContext archiving = planning.Archiving();
+    PlanCompression(archiving, job);
+    counters = planning.Counters;
+  } else {
+    counters = PlanWalk(planning, job, plan);
+    planning.Plan = &plan;
+    const std::u16string warnings[] = {
+        removes(counters) ? MirrorObjection(planning, job) : std::u16string(),
+        SpaceObjection(planning, job, plan)};
+    for (const std::u16string& warning : warnings) {
+      if (!warning.empty()) plan.Warnings.push_back(warning);
+    }
+  }
+  if (counters.FailedFiles == 0) PlanKeepNewest(planning, job, plan);
+  return RunOutcome::Ran;
+}
+
+}  // namespace kavrel

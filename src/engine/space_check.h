@@ -1,0 +1,21 @@
+// Whether a run has room for what it copies, found out before it copies anything.
+#pragma once
+
+#include "engine/run_context.h"
+
+namespace kavrel {
+
+/// Looks first at what costs nothing: the free space of the destination beside the size that the
+/// source had in the last whole run. Only where that leaves a doubt is the whole run planned. False
+/// when the run is to stop: its copies do not fit, the host was asked and did not agree. The
+/// context's Refusal and the log tell why, and the cancel flag is set.
+bool PassSpaceCheck(RunContext& context, const BackupJob& job);
+
+/// What the plan of a run, its work paths being set, lacks in free space, in words; empty when it
+/// fits.
+std::u16string SpaceObjection(const RunContext& context, const BackupJob& job, const RunPlan& plan);
+
+/// Keeps the source's size for the next run's first look.
+void NoteSourceSize(BackupJob& job, std::uint64_t bytes);
+
+}  // namespace kavrel

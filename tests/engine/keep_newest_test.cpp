@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <set>
+
+#include "engine/run_planner.h"
+#include "support/test_program.h"
+#include "support/tree.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class KeepNewestTest : public testing::Test, protected TestProgram {
+ protected:
+  KeepNewestTest() {
+    setenv("XDG_DATA_HOME", (Temp.Root() / "data").c_str(), 1);
+    WriteTestFile(Source() / "a", "x");
+  }
+  ~KeepNewestTest() override { unsetenv("XDG_DATA_HOME"); }
+
+  void RunOnDay(int day, RunOutcome outcome = RunOutcome::Ran) {
+    Clock.Set(*FromCivil(2009, 9, day, 1));
+    EXPECT_EQ(Program.RunJobNow(0), outcome);
+  }
+  /// The names in a folder, in order.
+  static std::string Names(const fs::path& folder) {
+    std::set<std::string> names;
+    if (fs::exists(folder)) {
+      for (const auto& entry : fs::directory_iterator(folder)) {
+        names.insert(entry.path().filename().string());
+      }
+    }
+    std::string text;
+    for (const std::string& name : names) text += name + " ";
+    return text;
+  }
+  std::string Bin() const { return Names(Temp.Root() / "data/Trash/files"); }
+};
+
+TEST_F(KeepNewestTest, OldDatedFoldersOfTheJobAloneGoToTheBin) {
+  BackupJob& job = AddJob();
+  job.Destination.Path = u"D:\\<yyyy>\\<dd>\\";
+  job.AddSourceFolder = true;
+  job.Extras.KeepNewest = 2;
+  const fs::path year = Temp.DriveD() / "2009";
+  WriteTestFile(year / "01" / "src" / "mine", "x");  // Not of this job, although it looks like it.
+  WriteTestFile(year / "11" / "other", "x");
+  for (const int day : {1, 10, 11, 12}) RunOnDay(day);
+  EXPECT_EQ(Names(year), "01 11 12 ") << "an empty day goes, a folder that others made stays";
+  EXPECT_EQ(LogLines(), ": 舊備份移到資源回收筒 (成功)：D:\\2009\\10\\src\\\n");
+  // An interrupted run counts for nothing, and what it made belongs to the job once it is whole.
+  Host.AtPump = [&] { Program.State.CancelRequested = true; };
+  RunOnDay(13);
+  Host.AtPump = {};
+  EXPECT_EQ(Names(year), "01 11 12 13 ");
+  RunPlan plan;
+  RunCounters counters;
+  RunState state;
+  Clock.Set(*FromCivil(2009, 9, 13, 1));
+  PlanBackupJob(Program.Context, Host, state, job, plan, counters);
+  ASSERT_FALSE(plan.Steps.empty());
+  EXPECT_EQ(plan.Steps.back().Path, u"D:\\2009\\11\\src\\");
+  EXPECT_EQ(plan.Steps.back().Reason, PlanReason::Outdated);
+  EXPECT_EQ(Bin(), "src ");
+  RunOnDay(13);
+  EXPECT_EQ(Names(year / "11"), "other ");
+  EXPECT_EQ(Bin(), "src src.2 ");
+}
+
+TEST_F(KeepNewestTest, FailuresKeepEverythingAndWhatHoldsTheSourceStays) {
+  BackupJob& job = AddJob();
+  job.Destination.Path = u"D:\\<dd>\\";
+  job.Extras.KeepNewest = 1;
+  RunOnDay(10);
+  fs::create_directories(Temp.DriveD() / "11" / "a" /
+                         "blocks");  // A folder where a file should go.
+  RunOnDay(11);
+  EXPECT_EQ(Names(Temp.DriveD()), "10 11 ");
+  RunOnDay(12);
+  EXPECT_EQ(Names(Temp.DriveD()), "11 12 ") << "the one that a run did not make stays";
+  EXPECT_EQ(Bin(), "10 ");
+  EXPECT_EQ(LogLines(), ": 舊備份移到資源回收筒 (成功)：D:\\10\\\n");
+  // The source has moved into the last backup: that one is not taken from under it.
+  job.Source.Path = u"D:\\12\\";
+  RunOnDay(13);
+  EXPECT_EQ(Names(Temp.DriveD()), "11 12 13 ");
+  EXPECT_EQ(job.LastRunResult.WarningFiles, 1U);
+  // Something else under the name of an old backup is not the job's.
+  job.Source.Path = u"C:\\src\\";
+  fs::remove_all(Temp.DriveD() / "13");
+  WriteTestFile(Temp.DriveD() / "13", "a file now");
+  RunOnDay(14);
+  EXPECT_EQ(Names(Temp.DriveD()), "11 13 14 ");
+}
+
+TEST_F(KeepNewestTest, OldArchivesOfTheJobAloneGoToTheBin) {
+  if (!Program.Archiver.Present()) GTEST_SKIP() << "no archive program";
+  BackupJob& job = AddJob(BackupType::Compressed);
+  job.Extras.KeepNewest = 2;
+  WriteTestFile(Dest() / "2009年09月01日01時.7z", "");
+  for (const int day : {10, 11, 12}) RunOnDay(day);
+  EXPECT_EQ(Names(Dest()), "2009年09月01日01時.7z 2009年09月11日01時.7z 2009年09月12日01時.7z ");
+  EXPECT_EQ(Bin(), "2009年09月10日01時.7z ");
+}
+
+}  // namespace
+}  // namespace kavrel

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "support/test_program.h"
+#include "support/tree.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class MirrorGuardTest : public testing::Test, protected TestProgram {
+ protected:
+  MirrorGuardTest() {
+    AddJob(BackupType::Synchronise).Extras.MirroredTo = u"D:\\dst\\";
+    Host.GoOn = false;
+  }
+  JobExtras& Extras() { return Program.Store.Jobs[0].Extras; }
+
+  /// `kept` files on both sides and `gone` ones at the destination, in folders of ten.
+  void Make(int kept, int gone) const {
+    for (int i = 0; i < kept; ++i) {
+      const fs::path name = fs::path("k" + std::to_string(i / 10)) / std::to_string(i);
+      for (const fs::path& side : {Source(), Dest()}) {
+        WriteTestFile(side / name, "same");
+        SetWritten(side / name, {1000000000, 0});
+      }
+    }
+    for (int i = 0; i < gone; ++i) {
+      WriteTestFile(Dest() / ("k0/g" + std::to_string(i / 10)) / std::to_string(i), "x");
+    }
+  }
+  /// A run that the guard stops: nothing is removed, and its log and row say so.
+  void ExpectStopped(std::string_view why) {
+    const std::string before = ReadTestFile(Dest() / "k0/g0/0");
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
+    EXPECT_EQ(ReadTestFile(Dest() / "k0/g0/0"), before);
+    EXPECT_EQ(Program.Context.Counters.SyncDeletedFiles, 0U);
+    EXPECT_TRUE(Program.Store.Jobs[0].LastRunResult.Stopped);
+    EXPECT_FALSE(Program.State.CancelRequested);
+    EXPECT_EQ(Program.LogRows.Rows().back()[1], u"備份中斷");
+    const std::string line = ": 同步刪除防護 (中斷)：" + std::string(why);
+    EXPECT_NE(LogLines().find(line), std::string::npos) << LogLines();
+  }
+  void ExpectDone(std::size_t questions = 0) {
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    EXPECT_EQ(TreeDifferences(Source(), Dest()), "");
+    EXPECT_EQ(Host.Questions.size(), questions);
+  }
+};
+
+TEST_F(MirrorGuardTest, EverydayRemovalsNeverAsk) {
+  Make(19, 19);
+  ExpectDone();  // Half of them, but too few to matter.
+  Make(30, 30);
+  ExpectDone();  // Enough, but not more than half.
+  fs::remove(Source() / "k0/3");
+  WriteTestFile(Source() / "k1/new", "x");
+  ExpectDone();
+}
+
+TEST_F(MirrorGuardTest, MoreThanTheShareAsksBeforeTheFirstRemoval) {
+  Make(30, 31);
+  ExpectStopped("要移除的檔案超過目標資料夾的 50 %，將移除 31 個檔案，保留 30 個");
+  Host.GoOn = true;
+  ExpectDone(2);
+  EXPECT_NE(LogLines().find(": 同步刪除防護 (繼續)："), std::string::npos);
+
+  Host.GoOn = false;
+  Make(30, 31);
+  Extras().GuardPercent = 60;
+  ExpectDone(2);
+  Make(30, 31);
+  Extras().GuardPercent = 10;
+  Extras().GuardFewest = 32;
+  ExpectDone(2);
+  Make(30, 40);
+  Program.Context.Force = true;
+  ExpectDone(2);
+  Program.Context.Force = false;
+  Make(30, 40);
+  Extras().GuardMirror = false;
+  ExpectDone(2);
+}
+
+TEST_F(MirrorGuardTest, WhatTheRunDoesNotTouchCountsForNeitherSide) {
+  Make(30, 31);
+  for (int i = 0; i < 40; ++i) {
+    WriteTestFile(Source() / "Temp" / std::to_string(i), "x");
+    WriteTestFile(Dest() / "Temp" / ("x" + std::to_string(i)), "x");
+  }
+  Program.Exclusions.ExcEnabled = true;
+  ExpectStopped("要移除的檔案超過");
+}
+
+TEST_F(MirrorGuardTest, AnEmptyOrUnmountedSourceRemovesNothing) {
+  Make(10, 1);
+  fs::remove_all(Source());
+  fs::create_directory(Source());
+  ExpectStopped("來源資料夾是空的：C:\\src\\，將移除 11 個檔案");
+
+  // What lies on the mount point while the disk is away: a stray file.
+  WriteTestFile(Source() / "stray", "x");
+  Extras().SourceMount = TempFolder::Text(fs::canonical(Source()));
+  ExpectStopped("來源磁碟沒有掛載：" + fs::canonical(Source()).string());
+  // A run that the user wanted knows better from then on.
+  Host.GoOn = true;
+  ExpectDone(3);
+  Make(10, 1);
+  ExpectDone(3);
+}
+
+TEST_F(MirrorGuardTest, AFirstRunAsksBeforeItRemovesWhatOthersWrote) {
+  Extras() = {};
+  Make(10, 1);
+  ExpectStopped("目標資料夾中有不是這個排程所備份的檔案：D:\\dst\\，將移除 1 個檔案，保留 10 個");
+  Host.GoOn = true;
+  ExpectDone(2);
+  Host.GoOn = false;
+  Make(10, 1);
+  ExpectDone(2);
+  // The same job at another place is a first run again.
+  Program.Store.Jobs[0].Destination.Path = u"D:\\other\\";
+  WriteTestFile(Temp.DriveD() / "other" / "theirs", "x");
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
+  EXPECT_EQ(ReadTestFile(Temp.DriveD() / "other" / "theirs"), "x");
+  // Into a new folder it need not ask, and that folder is its own then.
+  Program.Store.Jobs[0].Destination.Path = u"D:\\new\\";
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  WriteTestFile(Temp.DriveD() / "new" / "x", "x");
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(TreeDifferences(Source(), Temp.DriveD() / "new"), "");
+}
+
+TEST_F(MirrorGuardTest, AStoppedRunDoesNotHoldUpTheNextJob) {
+  Make(30, 31);
+  AddJob().Destination.Path = u"D:\\second\\";
+  for (BackupJob& job : Program.Store.Jobs) job.Enabled = true;
+  Program.Scheduler.RunCheckedJobs();
+  EXPECT_EQ(TreeDifferences(Source(), Temp.DriveD() / "second"), "");
+}
+
+}  // namespace
+}  // namespace kavrel
