@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "platform/files.h"
 
@@ -19,8 +19,17 @@ class TwinNames {
   std::u16string_view Note(std::u16string_view name);
 
  private:
-  std::u16string names_;  ///< one after the other, each with a NUL behind it
-  std::unordered_map<std::uint64_t, std::size_t> first_;  ///< where in `names_`, by Key
+  /// A place in a table that is never more than half full: each key lies at its own place or at
+  /// the next free one. A map would take longer than looking at a file's status does.
+  struct Slot {
+    std::uint64_t Key = 0;
+    std::size_t End = 0;  ///< where in `names_` the name with this key ends; 0: free
+  };
+  Slot& Find(std::uint64_t key);
+
+  std::u16string names_;  ///< one after the other, each with a NUL in front
+  std::vector<Slot> slots_;
+  std::size_t used_ = 0;
 };
 
 /// True when both are what is told of one entry that goes by two names, without having two.
