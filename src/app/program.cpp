@@ -156,6 +156,26 @@ RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode,
   });
 }
 
+RunOutcome Program::RunRestorePickedNow(std::int32_t job_index, const RestorePick& pick,
+                                        const ArchivePicker& picker) {
+  return WhileBusy([&] {
+    const SleepInhibitor awake;
+    Mounts.Load();
+    return RunRestorePicked(Context, Store.Jobs[static_cast<std::size_t>(job_index)], pick, picker);
+  });
+}
+
+VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker) {
+  VerifyReport report;
+  WhileBusy([&] {
+    const SleepInhibitor awake;
+    Mounts.Load();
+    report = RunVerifyJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)], {}, picker);
+    return report.Outcome;
+  });
+  return report;
+}
+
 void Program::SetJobEnabled(std::int32_t job_index, bool on, bool save) {
   Store.Jobs[static_cast<std::size_t>(job_index)].Enabled = on;
   if (save) Store.SaveJobs();

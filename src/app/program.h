@@ -3,12 +3,14 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "app/program_host.h"
 #include "engine/restore.h"
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
+#include "engine/verify.h"
 #include "platform/mounts.h"
 #include "platform/priority.h"
 #include "platform/process.h"
@@ -59,6 +61,13 @@ class Program {
   /// The same for a restore of that job.
   RunOutcome RunRestoreNow(std::int32_t job_index, RestoreMode mode,
                            const ArchivePicker& picker = {});
+  /// And for what was picked of its backup.
+  RunOutcome RunRestorePickedNow(std::int32_t job_index, const RestorePick& pick,
+                                 const ArchivePicker& picker = {});
+  /// Compares that job's source with its backup, or tests its archive, in the same way.
+  VerifyReport VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker = {});
+  /// What the verification found that followed the last backup; nothing when there was none.
+  const std::optional<VerifyReport>& LastVerification() const { return last_verification_; }
   /// What became of the last run that the scheduler started.
   RunOutcome LastOutcome() const { return last_outcome_; }
 
@@ -100,6 +109,7 @@ class Program {
   PriorityControl priority_;
   std::u16string command_line_;
   RunOutcome last_outcome_ = RunOutcome::NotStarted;
+  std::optional<VerifyReport> last_verification_;
 
  public:
   FileSystem Files;

@@ -1,6 +1,7 @@
 #include "archive/compressed_backup.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "archive/host_monitor.h"
 #include "archive/list_file.h"
@@ -310,6 +311,16 @@ std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_vi
     if (status) archives.push_back({entry->Name, status->Written, status->Size});
   }
   return archives;
+}
+
+std::optional<std::u16string> NewestArchive(const std::vector<ArchiveFile>& archives) {
+  const auto newest = std::max_element(archives.begin(), archives.end(),
+                                       [](const ArchiveFile& a, const ArchiveFile& b) {
+                                         return std::tie(a.Written.Seconds, a.Written.Nanoseconds) <
+                                                std::tie(b.Written.Seconds, b.Written.Nanoseconds);
+                                       });
+  if (newest == archives.end()) return std::nullopt;
+  return newest->Name;
 }
 
 }  // namespace kavrel

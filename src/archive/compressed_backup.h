@@ -2,12 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "archive/archiver.h"
 #include "core/backup_job.h"
+#include "core/restore_pick.h"
 #include "core/run_counters.h"
 #include "core/run_host.h"
 #include "core/run_plan.h"
@@ -61,9 +63,10 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
 /// Unpacks the whole archive into the folder, which is made when missing. 0 on success. An archive
 /// with an entry that would land outside the folder is refused whole, as is one that the job's
 /// password does not open; a link that points out of the folder is not made. Each file takes its
-/// place at once, when all are unpacked. What fails is logged and counted.
+/// place at once, when all are unpacked. What fails is logged and counted. With a pick, only what
+/// it names is unpacked, and files that are the same already or newer stay, as it says.
 int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
-                   std::u16string_view destination);
+                   std::u16string_view destination, const RestorePick* pick = nullptr);
 
 /// An archive in a backup folder.
 struct ArchiveFile {
@@ -74,5 +77,7 @@ struct ArchiveFile {
 
 /// The *.7z files of a folder, in the system's order.
 std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder);
+/// The name of the one that was written last; nothing when there is none.
+std::optional<std::u16string> NewestArchive(const std::vector<ArchiveFile>& archives);
 
 }  // namespace kavrel

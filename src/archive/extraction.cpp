@@ -53,9 +53,10 @@ bool LeadsInside(std::u16string_view name, std::u16string_view target, const Nam
 class Extraction {
  public:
   Extraction(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
-             std::u16string_view destination)
+             std::u16string_view destination, const RestorePick* pick)
       : context_(context),
         job_(job),
+        pick_(pick),
         path_(archive_path),
         destination_(destination),
         monitor_(context, archive_path, destination),
@@ -70,6 +71,8 @@ class Extraction {
     if (!archive_ || !context_.Files.MakeFolders(destination_)) {
       return Fail(archive_ ? destination_ : path_);
     }
+    if (pick_) TakePicked();
+    if (pick_ && archive_->Entries.empty()) return 0;
     const std::u16string escape = FindEscape();
     if (!escape.empty()) return Fail(escape);
     int result = TryPassword();
@@ -77,14 +80,14 @@ class Extraction {
     if (result != 0) return Fail(path_ + u" (密碼錯誤)");
     staging_.emplace(context_.Files, context_.Asides, destination_);
     if (!*staging_) return Fail(destination_);
-    const std::string links = LinkLines();
-    if (links.empty()) {
-      result = Unpack(kind, {});
-    } else {
+    const std::string links = Lines(true);
+    if (!links.empty()) {
       const std::u16string list = WriteListFile(context_.Files, links);
       result = UnpackWithLinks(kind, list);
-      RemoveListFile(context_.Files);
+    } else {
+      result = Unpack(kind, {});
     }
+    RemoveListFile(context_.Files);
     if (result != kCommandCancelled) PlaceAll();
     return result;
   }
@@ -98,6 +101,50 @@ class Extraction {
   }
 
   Secret Password() const { return job_.UsePassword ? job_.Password : Secret(); }
+
+  /// Leaves of the archive's entries those that are picked and are to replace what is there.
+  void TakePicked() {
+    PathSet found;
+    std::erase_if(archive_->Entries, [&](const IndividualInfo& entry) {
+      const std::u16string* holder = pick_->Paths.HolderOf(entry.FileName);
+      if (holder) found.Add(*holder);
+      return !holder || Stays(entry);
+    });
+    for (const std::u16string& path : pick_->Paths.Paths()) {
+      if (found.Holds(path)) continue;
+      ++context_.Counters.FailedFiles;
+      context_.Log.WriteTimed(u": 備份中找不到檔案 (失敗)：" + path);
+    }
+    std::erase_if(archive_->Entries, [&](const IndividualInfo& entry) {
+      if (entry.IsFolder || !ListLine(entry.FileName).empty()) return false;
+      Fail(entry.FileName);
+      return true;
+    });
+  }
+
+  /// True when what is there already is the same as the entry, or newer and to be kept.
+  bool Stays(const IndividualInfo& entry) {
+    if (entry.IsFolder || !StaysInside(entry.FileName)) return false;
+    const Result<Folder> root = context_.Files.OpenFolder(destination_);
+    const Result<Folder> parent =
+        root ? OpenParent(*root, entry.FileName) : Result<Folder>::Fail(root.Error);
+    const Result<FileStatus> there = parent ? parent->Status(EntryParts(entry.FileName).back())
+                                            : Result<FileStatus>::Fail(parent.Error);
+    if (!there || there->Kind == FileKind::Folder) return false;
+    const bool same =
+        there->Kind == FileKind::File && !entry.IsLink && there->Size == entry.OriginalSize &&
+        !IsNewer(there->Written, entry.Modified) && !IsNewer(entry.Modified, there->Written);
+    const bool newer = !pick_->ReplaceNewer && IsNewer(there->Written, entry.Modified);
+    if (!same && !newer) return false;
+    ++context_.Counters.SourceFiles;
+    ++context_.Counters.UnchangedFiles;
+    if (newer) {
+      ++context_.Counters.NewerFiles;
+      context_.Log.WriteTimed(u": 保留較新的檔案 (成功)：" + AddBackslash(destination_) +
+                              entry.FileName);
+    }
+    return true;
+  }
 
   /// The first entry that must not be unpacked: one outside the folder, or one below a link, be
   /// that link in the archive or in the folder already.
@@ -124,10 +171,12 @@ class Extraction {
     return {};
   }
 
-  std::string LinkLines() const {
+  /// The list of the links, or of all else.
+  std::string Lines(bool links) const {
     std::string lines;
     for (const IndividualInfo& entry : archive_->Entries) {
-      if (IsListedLink(entry)) lines += ListLine(entry.FileName) + "\r\n";
+      const bool listed = links ? IsListedLink(entry) : !entry.IsLink && !entry.IsFolder;
+      if (listed) lines += ListLine(entry.FileName) + "\r\n";
     }
     return lines;
   }
@@ -179,7 +228,15 @@ class Extraction {
     archiver_.param2 = staging_->Path();
     archiver_.Command = u"x";
     archiver_.Switch = u"-r -y";
-    if (!left_out.empty()) archiver_.Switch += u" \"-x@" + std::u16string(left_out) + u"\"";
+    if (pick_) {
+      const std::string lines = Lines(false);
+      if (lines.empty()) return 0;
+      const std::u16string list = WriteListFile(context_.Files, lines);
+      if (list.empty()) return Fail(path_);
+      archiver_.Param3 = u"@" + list;
+    } else if (!left_out.empty()) {
+      archiver_.Switch += u" \"-x@" + std::u16string(left_out) + u"\"";
+    }
     archiver_.BufferSize = 65536;
     archiver_.Password = Password();
     const int result = archiver_.DoCommand(kind);
@@ -269,6 +326,7 @@ class Extraction {
 
   ArchiveContext& context_;
   const BackupJob& job_;
+  const RestorePick* const pick_;
   const std::u16string path_, destination_;
   HostMonitor monitor_;
   ClsArc archiver_;
@@ -281,9 +339,9 @@ class Extraction {
 }  // namespace
 
 int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
-                   std::u16string_view destination) {
+                   std::u16string_view destination, const RestorePick* pick) {
   if (!context.Library.Present()) return kNoArchiver;
-  return Extraction(context, job, archive_path, destination).Run();
+  return Extraction(context, job, archive_path, destination, pick).Run();
 }
 
 }  // namespace kavrel

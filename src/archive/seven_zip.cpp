@@ -62,10 +62,8 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
   if (!packs) request.Arguments.push_back("-o" + parameters[1]);
   request.Archive = request.Arguments.size();
   request.Arguments.push_back(parameters[0]);
-  if (packs) {
-    request.Folder = parameters[1];
-    request.Arguments.insert(request.Arguments.end(), parameters.begin() + 2, parameters.end());
-  }
+  if (packs) request.Folder = parameters[1];
+  request.Arguments.insert(request.Arguments.end(), parameters.begin() + 2, parameters.end());
   return request;
 }
 
@@ -322,6 +320,20 @@ int SevenZipLibrary::TestEntries(std::u16string_view path, std::u16string_view l
   std::string text;
   return RunProgram({"t", "-bsp1", "-spd", "-scsUTF-8", *host, "@" + *host_list}, "/", silent,
                     text);
+}
+
+int SevenZipLibrary::TestArchive(std::u16string_view path, std::u16string_view password,
+                                 std::u16string& output, ArchiveMonitor* monitor) const {
+  output.clear();
+  const std::optional<std::string> host = file_system_.HostPath(path);
+  if (!host) return 2;
+  ArchiveCommand silent;
+  silent.Password = password;
+  silent.Monitor = monitor;
+  std::string text;
+  const int code = RunProgram({"t", "-bsp1", "-bb0", "-spd", *host}, "/", silent, text);
+  output = PlainOutput(text);
+  return code;
 }
 
 int SevenZipLibrary::SevenZipFindFirst(Archive& archive, IndividualInfo& info) const {

@@ -84,6 +84,9 @@ class SevenZipLibrary {
   /// and the password fits, else the program's exit code.
   int TestEntries(std::u16string_view path, std::u16string_view list, std::u16string_view password,
                   ArchiveMonitor* monitor = nullptr) const;
+  /// The same for the whole archive; what the program says of it goes to `output`.
+  int TestArchive(std::u16string_view path, std::u16string_view password, std::u16string& output,
+                  ArchiveMonitor* monitor = nullptr) const;
   /// Entries of the archive, negative on error.
   int SevenZipGetFileCount(std::u16string_view path) const;
   /// 1 for ZIP, 2 for 7z, 0 for anything else, -1 on error.

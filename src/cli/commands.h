@@ -1,6 +1,7 @@
 // The commands of kavrelctl. Each gives the exit code of the process.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,10 +38,24 @@ int PreviewRun(Session& session, const std::string& name, bool json);
 int WatchJobs(Session& session);
 /// Each job's next `times`, and why it is not run now.
 int ListNextRuns(Session& session, std::size_t times, bool json);
-/// `mode` is "full" or "incremental". For a compressed job `archive` names one of its archives;
-/// empty takes the newest.
-int RestoreJob(Session& session, const std::string& name, const std::string& mode,
-               const std::string& archive);
+/// A restore as the command line asks for it.
+struct RestoreChoice {
+  std::string Mode;               ///< "full" or "incremental"; empty is full
+  std::string Archive;            ///< of a compressed job; empty takes the newest
+  std::vector<std::string> Only;  ///< files and folders of the backup; empty is all
+  std::string To;                 ///< another folder than the source
+  bool ReplaceNewer = false;
+};
+int RestoreJob(Session& session, const std::string& name, const RestoreChoice& choice);
+
+/// Compares a job's source with its backup, or tests an archive of a compressed job: the newest
+/// when `archive` is empty.
+int VerifyJob(Session& session, const std::string& name, const std::string& archive);
+/// Prints what a verification found and gives its exit code.
+int ReportVerification(Session& session, const VerifyReport& report, const BackupJob& job);
+/// The archive of that name, or the newest one when no name is given.
+std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
+                                          std::u16string_view name);
 
 /// The archives of a compressed job; with `archive`, the entries of that one.
 int ListJobArchives(Session& session, const std::string& name, const std::string& archive,

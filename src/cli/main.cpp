@@ -13,7 +13,7 @@ static_assert(kAppTitle.find(u"" KAVREL_VERSION) != kAppTitle.npos, "two version
 constexpr const char* kExitCodes =
     "Exit codes:\n"
     "  0  everything done\n"
-    "  1  done, but some files failed, or the job store could not be written\n"
+    "  1  done, but some files failed or differ, or the job store could not be written\n"
     "  2  usage or bad input\n"
     "  3  no such job\n"
     "  4  interrupted\n"
@@ -23,8 +23,9 @@ constexpr const char* kExitCodes =
 
 /// What the command line held, and what came of it.
 struct CommandLine {
-  std::string Home, Name, Value, Patterns, Archive, Mode = "full";
+  std::string Home, Name, Value, Patterns, Archive;
   bool Latest = false, NamesOnly = false;
+  RestoreChoice Restore;
   JobOptions Options;
   RuleOptions Rule;
   RunChoice Choice;
@@ -102,13 +103,29 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
 
   CLI::App* restore = app.add_subcommand("restore", "Copy a job's backup back onto its source");
   restore->add_option("job", line.Name, "Name of the job")->required();
-  restore->add_option("--mode", line.Mode, "full, or incremental to leave equal files alone");
-  CLI::Option* archive =
-      restore->add_option("--archive", line.Archive, "Archive of a compressed job to restore");
+  CLI::Option* mode = restore->add_option("--mode", line.Restore.Mode,
+                                          "full, or incremental to leave equal files alone");
+  restore
+      ->add_option("--only", line.Restore.Only,
+                   "Files and folders of the backup, and nothing else; equal files stay")
+      ->excludes(mode);
+  restore->add_option("--to", line.Restore.To, "Another folder than the source")->excludes(mode);
+  restore
+      ->add_flag("--replace-newer", line.Restore.ReplaceNewer,
+                 "With --only or --to: replace files that are newer than the backup's, too")
+      ->excludes(mode);
+  CLI::Option* archive = restore->add_option("--archive", line.Restore.Archive,
+                                             "Archive of a compressed job to restore");
   restore->add_flag("--latest", line.Latest, "The newest archive (default)")->excludes(archive);
-  restore->callback(line.Run([&line](Session& session) {
-    return RestoreJob(session, line.Name, line.Mode, line.Archive);
-  }));
+  restore->callback(
+      line.Run([&line](Session& session) { return RestoreJob(session, line.Name, line.Restore); }));
+
+  CLI::App* verify = app.add_subcommand(
+      "verify", "Compare a job's source with its backup byte by byte, or test an archive");
+  verify->add_option("job", line.Name, "Name of the job")->required();
+  verify->add_option("--archive", line.Archive, "Archive of a compressed job, else the newest");
+  verify->callback(
+      line.Run([&line](Session& session) { return VerifyJob(session, line.Name, line.Archive); }));
 
   CLI::App* archives = app.add_subcommand("archives", "The archives of a compressed job");
   archives->add_option("job", line.Name, "Name of the job")->required();

@@ -6,7 +6,9 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/console.h"
+#include "files/path.h"
 #include "files/size_text.h"
+#include "platform/folders.h"
 
 namespace kavrel {
 
@@ -44,6 +46,9 @@ void PrintResult(const BackupJob& job, const RunContext& context, const RunWords
   line(words.Copied, Grouped(result.CopiedFiles));
   line(words.Unchanged, Grouped(result.UnchangedFiles));
   line(words.Failed, Grouped(result.FailedFiles));
+  if (context.Counters.NewerFiles > 0) {
+    line(u"保留較新檔案總計　：", Grouped(context.Counters.NewerFiles));
+  }
   if (result.WarningFiles > 0) line(u"警告檔案總計　　　：", Grouped(result.WarningFiles));
   line(words.Bytes, FormatSize(result.CopiedBytes, SizeMode::Both));
   const std::uint64_t removed = std::uint64_t{result.SyncDeletedFiles} + result.SyncDeletedFolders +
@@ -110,39 +115,76 @@ int Gravity(int code) {
 
 }  // namespace
 
+std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
+                                          std::u16string_view name) {
+  if (name.empty()) return NewestArchive(archives);
+  for (const ArchiveFile& archive : archives) {
+    if (archive.Name == name) return archive.Name;
+  }
+  return std::nullopt;
+}
+
 namespace {
 
-/// The archive of that name, or the newest one when no name is given.
-std::optional<std::u16string> Pick(const std::vector<ArchiveFile>& archives,
-                                   std::u16string_view name) {
-  const ArchiveFile* picked = nullptr;
-  for (const ArchiveFile& archive : archives) {
-    const bool newer = !picked || archive.Written.Seconds > picked->Written.Seconds;
-    if (name.empty() ? newer : archive.Name == name) picked = &archive;
+/// A path as the user names it, relative to the backup's root or below the job's source, as
+/// relative text. Nothing when it leads elsewhere.
+std::optional<std::u16string> PathInBackup(const BackupJob& job, std::u16string path) {
+  const std::u16string source = AddBackslash(job.Source.Path);
+  if (PathStartsWith(path, source)) path.erase(0, source.size());
+  if (!IsPosixPath(source)) path = ReplaceAll(path, u"\\", u"/");
+  if (path.starts_with(u'/')) return std::nullopt;
+  std::u16string relative;
+  for (const std::u16string_view part : Split(path, u'/')) {
+    if (part == u"..") return std::nullopt;
+    if (!part.empty() && part != u".") relative = RelativePath(relative, part);
   }
-  if (!picked) return std::nullopt;
-  return picked->Name;
+  return relative;
+}
+
+std::optional<RestorePick> PickOf(const BackupJob& job, const RestoreChoice& choice) {
+  RestorePick pick;
+  pick.ReplaceNewer = choice.ReplaceNewer;
+  if (!choice.To.empty()) pick.Target = AbsolutePath(FromUtf8(choice.To));
+  if (choice.Only.empty()) pick.Paths.Add(u"");
+  for (const std::string& path : choice.Only) {
+    const std::optional<std::u16string> relative = PathInBackup(job, FromUtf8(path));
+    if (!relative) {
+      PrintError("--only takes paths inside the backup: " + Printable(FromUtf8(path)));
+      return std::nullopt;
+    }
+    pick.Paths.Add(*relative);
+  }
+  return pick;
 }
 
 }  // namespace
 
-int RestoreJob(Session& session, const std::string& name, const std::string& mode,
-               const std::string& archive) {
+int RestoreJob(Session& session, const std::string& name, const RestoreChoice& choice) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
-  if (mode != "full" && mode != "incremental") {
+  if (!choice.Mode.empty() && choice.Mode != "full" && choice.Mode != "incremental") {
     PrintError("--mode takes full or incremental");
     return kBadInput;
   }
   if (!session.Open(u"kavrelctl restore")) return kBadInput;
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
-  const RunOutcome outcome = session.Program().RunRestoreNow(
-      job->JobIndex, mode == "full" ? RestoreMode::Full : RestoreMode::Incremental,
-      [&](const std::vector<ArchiveFile>& archives) { return Pick(archives, FromUtf8(archive)); });
+  const ArchivePicker picker = [&](const std::vector<ArchiveFile>& archives) {
+    return PickArchive(archives, FromUtf8(choice.Archive));
+  };
+  RunOutcome outcome;
+  if (choice.Only.empty() && choice.To.empty() && !choice.ReplaceNewer) {
+    const RestoreMode mode =
+        choice.Mode == "incremental" ? RestoreMode::Incremental : RestoreMode::Full;
+    outcome = session.Program().RunRestoreNow(job->JobIndex, mode, picker);
+  } else {
+    const std::optional<RestorePick> pick = PickOf(*job, choice);
+    if (!pick) return kBadInput;
+    outcome = session.Program().RunRestorePickedNow(job->JobIndex, *pick, picker);
+  }
   return Report(session, outcome, *job, kRestore,
                 "there is no backup to restore: " + Printable(job->Source.WorkPath) +
-                    (archive.empty() ? "" : " " + Printable(FromUtf8(archive))));
+                    (choice.Archive.empty() ? "" : " " + Printable(FromUtf8(choice.Archive))));
 }
 
 namespace {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/wildcard.h"
+#include "engine/file_choice.h"
 #include "engine/sync_folder.h"
 #include "engine/tree_walk.h"
 #include "files/path.h"
@@ -34,6 +35,7 @@ class BackupWalk final : public TreeWalk {
                         std::vector<std::u16string>& subfolders);
 
   const BackupJob& job_;
+  const FileChoice choice_;
   std::vector<std::u16string> patterns_;
   FolderExclusions exclusions_;  ///< of the present folder
   std::optional<Synchronisation> synchronisation_;
@@ -42,7 +44,8 @@ class BackupWalk final : public TreeWalk {
 BackupWalk::BackupWalk(RunContext& context, const BackupJob& job)
     : TreeWalk(context, {job.Source.WorkPath, job.Destination.WorkPath, job.Differential,
                          job.IncludeSubfolders, u": 備份檔案 (失敗)："}),
-      job_(job) {
+      job_(job),
+      choice_(job) {
   for (std::u16string_view pattern : SplitPatterns(job.FileTypes)) patterns_.emplace_back(pattern);
 }
 
@@ -82,8 +85,7 @@ bool BackupWalk::IsPlannedGone(std::u16string_view name) const {
 }
 
 bool BackupWalk::WithinSizeLimit(const FileStatus& source) const {
-  return !job_.LimitFileSize || source.Kind != FileKind::File ||
-         static_cast<std::int64_t>(source.Size) <= std::int64_t{job_.MaxFileSizeKB} * 1024;
+  return choice_.WithinSizeLimit(source);
 }
 
 void BackupWalk::HandleFiles(const FolderPair& pair, FolderReader& reader,

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/restore_pick.h"
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
 
@@ -27,5 +28,10 @@ using ArchivePicker =
 /// A compressed job restores the whole archive that `picker` names.
 RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
                          const ArchivePicker& picker = {});
+
+/// Restores what was picked, and nothing else: each with its folders, below the pick's target.
+/// Files that are the same already are left alone. What is not in the backup counts as failed.
+RunOutcome RunRestorePicked(RunContext& context, BackupJob& job, const RestorePick& pick,
+                            const ArchivePicker& picker = {});
 
 }  // namespace kavrel

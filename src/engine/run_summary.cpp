@@ -66,6 +66,13 @@ void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_v
 void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
   const LastRunResult& last = job.LastRunResult;
   const std::u16string status = last.Stopped ? u"還原中斷" : u"還原完成";
+  std::u16string more;
+  if (context.Counters.NewerFiles > 0) {
+    more += SummaryLine(u"保留較新檔案總計　：", context.Counters.NewerFiles);
+  }
+  if (job.Destination.WorkPath != job.Source.Path) {
+    more += u"還原到資料夾　　　：" + job.Destination.WorkPath + u"\r\n";
+  }
   WriteSummaryBlock(context, job,
                     u"還原排程名稱　　　：" + job.Name + u"\r\n" + u"還原執行狀態　　　：" +
                         status + u"\r\n" +
@@ -74,7 +81,7 @@ void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
                         SummaryLine(u"已完成還原檔案總計：", last.CopiedFiles) +
                         SummaryLine(u"已完成還原目錄總計：", last.Folders) +
                         SummaryLine(u"已還原失敗檔案總計：", last.FailedFiles) +
-                        SummaryLine(u"還原已存在檔案總計：", last.UnchangedFiles) +
+                        SummaryLine(u"還原已存在檔案總計：", last.UnchangedFiles) + more +
                         u"完成還原容量總計　：" + FormatSize(last.CopiedBytes, SizeMode::Both));
   AppendLogRow(context, job, status);
 }

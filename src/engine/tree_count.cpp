@@ -1,10 +1,6 @@
 #include "engine/tree_count.h"
 
-#include <algorithm>
-
-#include "base/wildcard.h"
 #include "files/path.h"
-#include "rules/file_filters.h"
 
 namespace kavrel {
 
@@ -12,12 +8,10 @@ TreeCount::TreeCount(const FileSystem& files, std::u16string_view from, std::u16
                      bool subfolders, const BackupJob* job, const ExclusionSet* exclusions)
     : file_system_(files),
       to_(AddBackslash(to)),
-      job_(job),
       exclusions_(exclusions && exclusions->ExcEnabled ? exclusions : nullptr),
       subfolders_(subfolders),
       path_(AddBackslash(from)) {
-  if (!job) return;
-  for (std::u16string_view pattern : SplitPatterns(job->FileTypes)) patterns_.emplace_back(pattern);
+  if (job) choice_.emplace(*job);
 }
 
 bool TreeCount::Advance(std::size_t entries) {
@@ -73,30 +67,17 @@ void TreeCount::EnterNext() {
   Enter(level.Folder.OpenFolder(name), length);
 }
 
-std::uint64_t TreeCount::TimesTaken(std::u16string_view name) const {
-  if (!job_) return 1;
-  if (job_->ExcludeFileTypes) return MatchesPatternList(name, job_->FileTypes) ? 0 : 1;
-  if (patterns_.size() == 1 && patterns_[0] == kAllFiles) return 1;
-  return static_cast<std::uint64_t>(
-      std::count_if(patterns_.begin(), patterns_.end(),
-                    [&](const std::u16string& pattern) { return MatchesFileMask(name, pattern); }));
-}
-
 void TreeCount::Take(const FolderEntry& entry) {
   if (entry.Kind == FileKind::Folder) {
     if (subfolders_) levels_.back().Subfolders.push_back(entry.Name);
     return;
   }
-  const std::uint64_t times = TimesTaken(entry.Name);
+  const std::uint64_t times = choice_ ? choice_->TimesTaken(entry.Name) : 1;
   files_counted_ += times;
   if (times == 0 || entry.Kind == FileKind::Special) return;
   if (excluded_here_.IsFileExcluded(entry.Name)) return;
   const Result<FileStatus> status = levels_.back().Folder.Status(entry.Name);
-  if (!status) return;
-  if (job_ && job_->LimitFileSize && status->Kind == FileKind::File &&
-      static_cast<std::int64_t>(status->Size) > std::int64_t{job_->MaxFileSizeKB} * 1024) {
-    return;
-  }
+  if (!status || (choice_ && !choice_->WithinSizeLimit(*status))) return;
   bytes_ += times * status->Size;
 }
 

@@ -4,10 +4,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "core/backup_job.h"
+#include "engine/file_choice.h"
 #include "engine/folder_pair.h"
 #include "platform/files.h"
 #include "rules/exclusion_rules.h"
@@ -41,16 +42,14 @@ class TreeCount {
   void Enter(Result<Folder> folder, std::size_t path_length);
   void EnterNext();
   void Take(const FolderEntry& entry);
-  std::uint64_t TimesTaken(std::u16string_view name) const;
 
   const FileSystem& file_system_;
   const std::u16string to_;
-  const BackupJob* job_;
   const ExclusionSet* exclusions_;
   FolderExclusions excluded_here_;
   const bool subfolders_;
-  std::vector<std::u16string> patterns_;
-  std::u16string path_;  ///< of the folder at work, with its trailing separator
+  std::optional<FileChoice> choice_;  ///< none: every file
+  std::u16string path_;               ///< of the folder at work, with its trailing separator
   FolderIdentity dest_root_;
   std::vector<Level> levels_;
   std::unique_ptr<FolderReader> reader_;  ///< over the last level's folder

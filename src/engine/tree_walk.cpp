@@ -61,7 +61,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
                           std::u16string_view twin) {
   if (!EnterFolder()) return;
   // A destination inside the source is never copied into itself, whatever path leads there.
-  if (PathStartsWith(paths_.Source(), options_.To)) return;
+  if (!options_.MayLieInside && PathStartsWith(paths_.Source(), options_.To)) return;
   if (!twin.empty() && MeanTheSame(parent->Dest, twin, name)) {
     ++context_.Counters.FailedFiles;
     LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
@@ -91,7 +91,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     const WalkPaths::Step step(paths_, subfolder);
     WalkFolder(&pair, subfolder, folder_names.Note(subfolder));
   }
-  if (context_.Plan) return;
+  if (context_.Plan || !FinishesFolder(pair)) return;
   if (const ErrorCode error = FinishDestination(paths_, pair)) {
     ++context_.Counters.WarningFiles;
     context_.Log.WriteTimed(FailText(
@@ -209,6 +209,7 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
   constexpr std::uint64_t kLargest = 8 * kCopyBlock;
   if (!source || source->Kind != FileKind::File) return CopyAhead::Verdict::Wait;
   if (NeedsNoCopy(source, dest, options_.Compare)) return CopyAhead::Verdict::Leave;
+  if (KeepsNewer(source, dest)) return CopyAhead::Verdict::Wait;
   const bool small = source->Size <= kLargest && source->Allocated >= source->Size;
   return small && WithinSizeLimit(*source) ? CopyAhead::Verdict::Copy : CopyAhead::Verdict::Wait;
 }
@@ -252,9 +253,17 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
       }
     }
     LeaveAsItIs(name);
+  } else if (KeepsNewer(source, dest)) {
+    LogLine(u": 保留較新的檔案 (成功)：", std::u16string(paths_.Dest()) + std::u16string(name));
+    ++context_.Counters.NewerFiles;
+    LeaveAsItIs(name);
   } else {
     CopyOneFile(pair, name, source, dest);
   }
+}
+
+bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) const {
+  return options_.KeepNewer && source && dest && IsNewer(dest->Written, source->Written);
 }
 
 void TreeWalk::LeaveAsItIs(std::u16string_view name) {

@@ -29,6 +29,9 @@ class TreeWalk {
     bool Compare;  ///< leave files that are the same on both sides
     bool IncludeSubfolders;
     std::u16string_view FileFailedText;  ///< before a file's path in the log
+    bool KeepNewer = false;              ///< leave destinations that were written later
+    /// The source may lie below the destination, as a backup inside what it is restored to does.
+    bool MayLieInside = false;
   };
   /// The context and the texts outlive the walk.
   TreeWalk(RunContext& context, const Options& options);
@@ -39,6 +42,8 @@ class TreeWalk {
   /// reported, that the source folder cannot be listed to its end.
   virtual bool BeforeFiles(const FolderPair&) { return true; }
   virtual void DestinationFailed() {}
+  /// Whether a folder's copy gets the folder's permissions and times.
+  virtual bool FinishesFolder(const FolderPair&) { return true; }
   /// Whether and how often a name takes part: HandleFile is called for each.
   virtual void HandleFiles(const FolderPair& pair, FolderReader& reader,
                            std::vector<std::u16string>& subfolders);
@@ -80,6 +85,7 @@ class TreeWalk {
   bool PlanDestination(const FolderPair* parent, FolderPair& pair);
   CopyResult PlanCopy(std::u16string_view name, const FileStatus* source, const FileStatus* dest);
   void LeaveAsItIs(std::u16string_view name);
+  bool KeepsNewer(const FileStatus* source, const FileStatus* dest) const;
   void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                    const FileStatus* dest);
   /// Adds the file's size to what the run has dealt with.

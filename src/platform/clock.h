@@ -40,6 +40,12 @@ struct FileTime {
   bool operator==(const FileTime&) const = default;
 };
 
+/// True when `a` lies later than `b`, by more than file systems round.
+inline bool IsNewer(FileTime a, FileTime b) {
+  constexpr std::int64_t kRounded = 2;
+  return a.Seconds - b.Seconds > kRounded;
+}
+
 /// The local time of a file time, cut to the second, by the time zone's rules at that moment.
 DateTime LocalTime(FileTime time);
 /// The file time of a local time; of the two that an hour set back gives, the system's choice.

@@ -77,6 +77,9 @@ class File {
 
   /// Tells the system that the file will be read from its beginning to its end.
   void HintSequential();
+  /// Drops what memory holds of the file's content, as far as the disk has it already, so that
+  /// reading it means reading the disk.
+  void ForgetCached();
 
   /// Gives this file the times of `from`.
   ErrorCode SetTimes(const FileStatus& from);
@@ -146,6 +149,8 @@ class Folder {
   bool OnLocalDisk() const;
   /// Fails where the file system does not tell.
   Result<DiskSpace> Space() const;
+  /// Waits until everything that was written to this folder's file system has reached its disk.
+  ErrorCode SyncDisk() const;
   /// What this folder and every folder above it are, from here up to the root.
   Result<std::vector<FileStatus>> Lineage() const;
 

@@ -151,6 +151,45 @@ TEST_F(KavrelctlTest, RunsAFullThenADifferentialBackupAndLogsBoth) {
   EXPECT_EQ(result.Output.find("\"copied\": 3"), std::string::npos);
 }
 
+TEST_F(KavrelctlTest, ABackupIsVerifiedAndSingleFilesComeBack) {
+  WriteTestFile(source_ / "docs/報告.txt", "report");
+  WriteTestFile(source_ / "docs/old/notes", "notes");
+  WriteTestFile(source_ / "other", "x");
+  ASSERT_EQ(Add().ExitCode, 0);
+  EXPECT_EQ(Ctl({"verify", "文件 A"}).ExitCode, 5) << "there is no backup yet";
+  ASSERT_EQ(Ctl({"run", "文件 A"}).ExitCode, 0);
+  CommandResult result = Ctl({"verify", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 0) << result.Output;
+  EXPECT_NE(result.Output.find("內容相同檔案總計　：3\n"), std::string::npos) << result.Output;
+  fs::remove(source_ / "docs/報告.txt");
+  WriteTestFile(dest_ / "other", "y");
+  SetWritten(dest_ / "other", temp_.Files().Status(TempFolder::Text(source_ / "other"))->Written);
+  result = Ctl({"verify", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 1);
+  EXPECT_NE(result.Output.find("內容損壞檔案總計　：1\n"), std::string::npos) << result.Output;
+  EXPECT_NE(Ctl({"log"}).Output.find("驗證完成"), std::string::npos);
+
+  const fs::path to = temp_.Root() / "to";
+  const std::string full = source_ / "docs/報告.txt";
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", full, "docs/old/", "--to", to}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(to / "docs/報告.txt"), "report");
+  EXPECT_EQ(ReadTestFile(to / "docs/old/notes"), "notes");
+  EXPECT_FALSE(fs::exists(to / "other"));
+  EXPECT_FALSE(fs::exists(full));
+  result = Ctl({"restore", "文件 A", "--only", "docs/報告.txt", "nothing"});
+  EXPECT_EQ(result.ExitCode, 1) << result.Output;
+  EXPECT_EQ(ReadTestFile(full), "report");
+  WriteTestFile(full, "written later");
+  SetWritten(full, {4000000000, 0});
+  result = Ctl({"restore", "文件 A", "--only", "docs"});
+  EXPECT_NE(result.Output.find("保留較新檔案總計　：1\n"), std::string::npos) << result.Output;
+  EXPECT_EQ(ReadTestFile(full), "written later");
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", "docs", "--replace-newer"}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(full), "report");
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", "../other"}).ExitCode, 2);
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", "x", "--mode", "full"}).ExitCode, 2);
+}
+
 TEST_F(KavrelctlTest, FailedFilesAndMissingSourcesShowInTheExitCode) {
   WriteTestFile(source_ / "bad\xff\x1b[31m\n", "a file");
   WriteTestFile(source_ / "good", "x");

@@ -100,6 +100,10 @@ void File::HintSequential() {
   posix_fadvise(handle_, 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
+void File::ForgetCached() {
+  posix_fadvise(handle_, 0, 0, POSIX_FADV_DONTNEED);
+}
+
 ErrorCode File::SetTimes(const FileStatus& from) {
   return posix::SetTimesOf(handle_, from);
 }

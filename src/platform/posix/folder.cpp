@@ -211,6 +211,10 @@ Result<DiskSpace> Folder::Space() const {
   return {space, 0};
 }
 
+ErrorCode Folder::SyncDisk() const {
+  return syncfs(handle_) == 0 ? 0 : errno;
+}
+
 Result<std::vector<FileStatus>> Folder::Lineage() const {
   using List = Result<std::vector<FileStatus>>;
   List lineage;

@@ -1,0 +1,119 @@
+#include "engine/verify.h"
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <vector>
+
+#include "archive/archive_check.h"
+#include "base/text.h"
+#include "engine/run_summary.h"
+#include "engine/verify_walk.h"
+#include "files/path.h"
+#include "files/size_text.h"
+
+namespace kavrel {
+
+namespace {
+
+void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string& archive,
+                 VerifyReport& report) {
+  ArchiveContext archiving = context.Archiving();
+  const ArchiveCheck check = CheckArchive(archiving, job, archive);
+  if (check.Result == kCommandCancelled) return;
+  VerifyCounters& found = report.Counters;
+  context.Counters.SourceFiles = check.Files;
+  context.Counters.SourceBytes = report.Bytes = check.Bytes;
+  for (const std::u16string& name : check.Damaged) {
+    ++found.Damaged;
+    context.Log.WriteTimed(u": 驗證檔案 (內容損壞)：" + name);
+  }
+  if (check.Result != 0 && (check.Damaged.empty() || check.WrongPassword)) {
+    found = {};
+    ++found.Unreadable;
+    context.Log.WriteTimed(u": 驗證檔案 (無法讀取)：" + archive +
+                           (check.WrongPassword ? u" (密碼錯誤)" : u""));
+  } else {
+    found.Equal = check.Files - std::min(check.Files, found.Damaged);
+  }
+  if (!check.Output.empty() && check.Result != 0) {
+    context.Log.WriteJobLog(ReplaceAll(check.Output, u"\n", u"\r\n"));
+  }
+}
+
+void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& report,
+                        std::uint64_t elapsed) {
+  const VerifyCounters& found = report.Counters;
+  const std::u16string status = report.Stopped ? u"驗證中斷" : u"驗證完成";
+  WriteSummaryBlock(context, job,
+                    u"驗證排程名稱　　　：" + job.Name + u"\r\n" + u"驗證執行狀態　　　：" +
+                        status + u"\r\n" +
+                        SummaryLine(u"來源檔案總計　　　：", context.Counters.SourceFiles) +
+                        SummaryLine(u"內容相同檔案總計　：", found.Equal) +
+                        SummaryLine(u"缺少檔案總計　　　：", found.Missing) +
+                        SummaryLine(u"尚未備份變更總計　：", found.Changed) +
+                        SummaryLine(u"內容損壞檔案總計　：", found.Damaged) +
+                        SummaryLine(u"多出項目總計　　　：", found.Extra) +
+                        SummaryLine(u"無法讀取檔案總計　：", found.Unreadable) +
+                        SummaryLine(u"排除檔案總計　　　：", context.Counters.ExcludedFiles) +
+                        u"完成驗證容量總計　：" + FormatSize(report.Bytes, SizeMode::Both) +
+                        u"\r\n" + u"執行驗證所花費時間：" + ElapsedText(elapsed));
+  job.LastRunResult = {};
+  job.LastRunResult.UnchangedFiles = found.Equal;
+  job.LastRunResult.FailedFiles = found.Differences();
+  AppendLogRow(context, job, status);
+}
+
+}  // namespace
+
+VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
+                          std::u16string_view backup_folder, const ArchivePicker& picker) {
+  VerifyReport report;
+  if (context.State.CancelRequested) return report;
+  BackupJob job = stored;
+  job.Source.WorkPath = job.Source.Path;
+  job.Destination.WorkPath =
+      backup_folder.empty() ? ExpandedDestination(job, context.Clock) : backup_folder;
+  job.RunStarted = context.Clock.Now();
+  context.Counters = {};
+  const std::uint64_t started = context.Clock.TickCount();
+
+  report.Outcome = RunOutcome::SourceMissing;
+  const Result<Folder> backup = context.Files.OpenFolder(job.Destination.WorkPath);
+  if (!backup || (!job.Compressed && !context.Files.FolderExists(job.Source.WorkPath))) {
+    return report;
+  }
+  std::u16string archive;
+  if (job.Compressed) {
+    report.Outcome = RunOutcome::NoArchiver;
+    if (!context.Archiver.Present()) return report;
+    report.Outcome = RunOutcome::NothingPicked;
+    const std::vector<ArchiveFile> archives = ListArchives(context.Files, job.Destination.WorkPath);
+    const auto picked = picker ? picker(archives) : NewestArchive(archives);
+    if (!picked) return report;
+    archive = JoinPath(job.Destination.WorkPath, *picked);
+  }
+  report.Outcome = RunOutcome::Ran;
+  context.Host.ResetProgress();
+  context.Host.ShowRunPanels(true);
+  context.Log.OpenJobLog();
+  context.Files.MakeCurrent(context.Files.ProgramFolder());
+  // What memory still holds of the last run proves nothing of the disk.
+  auto on_disk = std::async(std::launch::async, [&] { return backup->SyncDisk(); });
+  while (on_disk.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
+    context.Host.PumpMessages();
+  }
+  if (job.Compressed) {
+    CheckPicked(context, job, archive, report);
+  } else {
+    VerifyFolders(context, job, report);
+  }
+  report.Stopped = context.State.CancelRequested;
+  WriteVerifySummary(context, job, report, context.Clock.TickCount() - started);
+  context.Log.CloseJobLog();
+  report.LogPath = context.Log.CurrentPath();
+  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+  return report;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,268 @@
+#include "engine/verify_walk.h"
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+
+#include "engine/file_choice.h"
+#include "engine/folder_pair.h"
+#include "engine/tree_walk.h"
+#include "files/path.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::size_t kBlock = std::size_t{1} << 20;
+
+/// One side of a comparison, read a block at a time.
+class Side {
+ public:
+  Side() : buffer_(kBlock) {}
+
+  ErrorCode Open(const Folder& folder, std::u16string_view name) {
+    Result<File> file = folder.OpenFile(name);
+    if (!file) return file.Error;
+    file_ = std::move(*file);
+    file_.HintSequential();
+    return 0;
+  }
+  void ForgetCached() { file_.ForgetCached(); }
+  ErrorCode Read() {
+    const Result<std::size_t> got = file_.Read(buffer_);
+    size_ = *got;
+    return got.Error;
+  }
+  std::size_t Size() const { return size_; }
+  bool SameBlock(const Side& other) const {
+    return size_ == other.size_ && std::memcmp(buffer_.data(), other.buffer_.data(), size_) == 0;
+  }
+
+ private:
+  File file_;
+  std::vector<char> buffer_;
+  std::size_t size_ = 0;
+};
+
+class VerifyWalk {
+ public:
+  VerifyWalk(RunContext& context, const BackupJob& job, VerifyReport& report)
+      : context_(context),
+        job_(job),
+        report_(report),
+        choice_(job),
+        paths_(job.Source.WorkPath, job.Destination.WorkPath) {}
+
+  void Run() { WalkFolder(nullptr, {}); }
+
+ private:
+  enum class Content { Same, Different, Unreadable, Cancelled };
+
+  void WalkFolder(const FolderPair* parent, std::u16string_view name);
+  bool HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
+  void FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
+                  const std::set<std::u16string>& folders);
+  void VerifyFile(const FolderPair& pair, std::u16string_view name, FileKind kind);
+  void Compare(const FolderPair& pair, std::u16string_view name, const FileStatus& source);
+  Content CompareContent(const FolderPair& pair, std::u16string_view name, std::uint64_t size);
+  bool IsMounted(const Folder& folder, std::u16string_view name) const;
+
+  void Differs(std::uint32_t& counter, std::u16string_view text, std::u16string_view path) {
+    ++counter;
+    context_.Log.WriteTimed(std::u16string(text) + std::u16string(path));
+  }
+  std::u16string DestOf(std::u16string_view name) const {
+    return std::u16string(paths_.Dest()) + std::u16string(name);
+  }
+  bool Cancelled() const { return context_.State.CancelRequested; }
+
+  RunContext& context_;
+  const BackupJob& job_;
+  VerifyReport& report_;
+  const FileChoice choice_;
+  WalkPaths paths_;
+  FolderIdentity dest_root_;
+  std::vector<FileStatus> source_lineage_;
+  Side source_side_, dest_side_;
+};
+
+void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
+  VerifyCounters& found = report_.Counters;
+  if (Cancelled() || context_.Exclusions.IsFolderExcluded(paths_.Source())) return;
+  // What a run leaves out because it is the backup itself is no part of the source.
+  if (PathStartsWith(paths_.Source(), job_.Destination.WorkPath)) return;
+  FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
+  if (pair.SourceError) {
+    return Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
+  }
+  if (!parent) {
+    if (const Result<FileStatus> root = pair.Dest.Status()) {
+      dest_root_ = {root->Device, root->Id, true};
+    }
+    source_lineage_ = *pair.Source.Lineage();
+  }
+  if (dest_root_.Is(pair.SourceStatus) || !HasItsCopy(parent, name, pair)) return;
+
+  std::set<std::u16string> files, folders;
+  FolderReader reader(pair.Source);
+  while (const FolderEntry* entry = reader.Next()) {
+    (entry->Kind == FileKind::Folder ? folders : files).insert(entry->Name);
+    if (entry->Kind != FileKind::Folder) VerifyFile(pair, entry->Name, entry->Kind);
+    if (Cancelled()) return;
+  }
+  if (reader.Error()) {
+    Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
+  } else if (job_.Synchronise && pair.Dest) {
+    FindExtras(pair, files, folders);
+  }
+  if (!job_.IncludeSubfolders) return;
+  for (const std::u16string& subfolder : folders) {
+    context_.Host.PumpMessages();
+    if (Cancelled()) return;
+    const WalkPaths::Step step(paths_, subfolder);
+    WalkFolder(&pair, subfolder);
+  }
+}
+
+/// Looks at the copy of a folder. False when there is nothing to compare with. One that is missing
+/// is told once; its files are only counted.
+bool VerifyWalk::HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair) {
+  if (pair.Dest) return true;
+  VerifyCounters& found = report_.Counters;
+  if IsNotFound ((pair.DestError)) {
+    pair.DestIsNew = true;
+    if (parent && !parent->DestIsNew) {
+      Differs(found.Missing, u": 驗證資料夾 (缺少)：", paths_.Source());
+    }
+    return true;
+  }
+  const Result<FileStatus> there = parent ? parent->Dest.Status(name) : Result<FileStatus>();
+  if (parent && there && there->Kind != FileKind::Folder) {
+    Differs(found.Changed, u": 驗證資料夾 (種類不同)：", paths_.Source());
+  } else {
+    Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Dest());
+  }
+  return false;
+}
+
+bool VerifyWalk::IsMounted(const Folder& folder, std::u16string_view name) const {
+  const Result<Folder> below = folder.OpenFolder(name);
+  const Result<FileStatus> here = folder.Status();
+  const Result<FileStatus> there = below ? below->Status() : Result<FileStatus>::Fail(below.Error);
+  if (!here || !there) return false;
+  const bool holds_source =
+      std::any_of(source_lineage_.begin(), source_lineage_.end(), [&](const FileStatus& above) {
+        return above.Device == there->Device && above.Id == there->Id;
+      });
+  return holds_source || here->Device != there->Device || here->Mount != there->Mount;
+}
+
+/// What a synchronisation would remove: whatever the source has under no such name and kind. It
+/// never removes a disk that is mounted there, nor a folder that the source lies in.
+void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
+                            const std::set<std::u16string>& folders) {
+  VerifyCounters& found = report_.Counters;
+  FolderReader reader(pair.Dest);
+  while (const FolderEntry* entry = reader.Next()) {
+    const bool folder = entry->Kind == FileKind::Folder;
+    if ((folder ? folders : files).contains(entry->Name)) continue;
+    if (folder && IsMounted(pair.Dest, entry->Name)) continue;
+    Differs(found.Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
+            DestOf(entry->Name));
+  }
+  if (reader.Error()) Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Dest());
+}
+
+void VerifyWalk::VerifyFile(const FolderPair& pair, std::u16string_view name, FileKind kind) {
+  const bool excluded =
+      context_.Exclusions.ExcEnabled && context_.Exclusions.IsFileExcluded(paths_.SourceOf(name));
+  if (choice_.TimesTaken(name) == 0) return;
+  RunCounters& counters = context_.Counters;
+  ++counters.SourceFiles;
+  context_.Host.PumpMessages();
+  if (Cancelled()) return;
+  if (excluded || kind == FileKind::Special) {
+    ++counters.ExcludedFiles;
+    return;
+  }
+  const Result<FileStatus> source = pair.Source.Status(name);
+  if (!source) {
+    // Gone since the folder was listed: no part of the source any more.
+    if IsNotFound ((source.Error)) return;
+    return Differs(report_.Counters.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
+  }
+  if (!choice_.WithinSizeLimit(*source)) {
+    ++counters.ExcludedFiles;
+    return;
+  }
+  if (pair.DestIsNew) {
+    ++report_.Counters.Missing;
+  } else {
+    context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
+    Compare(pair, name, *source);
+  }
+  counters.SourceBytes += source->Size;
+}
+
+void VerifyWalk::Compare(const FolderPair& pair, std::u16string_view name,
+                         const FileStatus& source) {
+  VerifyCounters& found = report_.Counters;
+  const Result<FileStatus> dest = pair.Dest.Status(name);
+  if IsNotFound ((dest.Error)) {
+    return Differs(found.Missing, u": 驗證檔案 (缺少)：", paths_.SourceOf(name));
+  }
+  if (!dest) return Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", DestOf(name));
+  if (dest->Kind != source.Kind) {
+    return Differs(found.Changed, u": 驗證檔案 (種類不同)：", paths_.SourceOf(name));
+  }
+  Content content = Content::Same;
+  if (source.Kind == FileKind::Link) {
+    const Result<std::u16string> from = pair.Source.ReadLink(name), to = pair.Dest.ReadLink(name);
+    content = !from || !to   ? Content::Unreadable
+              : *from == *to ? Content::Same
+                             : Content::Different;
+  } else if (dest->Size != source.Size) {
+    return Differs(found.Changed, u": 驗證檔案 (大小不同)：", paths_.SourceOf(name));
+  } else {
+    content = CompareContent(pair, name, source.Size);
+  }
+  if (content == Content::Same) {
+    ++found.Equal;
+    report_.Bytes += source.Size;
+  } else if (content == Content::Unreadable) {
+    Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
+  } else if (content == Content::Different) {
+    // A link to another place is always copied, whatever its time.
+    const bool passed_over = source.Kind == FileKind::File && NeedsNoCopy(&source, &*dest, true);
+    if (passed_over) {
+      Differs(found.Damaged, u": 驗證檔案 (內容損壞)：", paths_.SourceOf(name));
+    } else {
+      Differs(found.Changed, u": 驗證檔案 (內容不同)：", paths_.SourceOf(name));
+    }
+  }
+}
+
+VerifyWalk::Content VerifyWalk::CompareContent(const FolderPair& pair, std::u16string_view name,
+                                               std::uint64_t size) {
+  if (source_side_.Open(pair.Source, name) || dest_side_.Open(pair.Dest, name)) {
+    return Content::Unreadable;
+  }
+  dest_side_.ForgetCached();
+  for (std::uint64_t done = 0;;) {
+    if (source_side_.Read() || dest_side_.Read()) return Content::Unreadable;
+    if (!source_side_.SameBlock(dest_side_)) return Content::Different;
+    const std::size_t block = source_side_.Size();
+    done += block;
+    context_.Host.ApiFileCopyCallback(std::max(size, done), done, 0, size, done, kBlock);
+    if (Cancelled()) return Content::Cancelled;
+    if (block < kBlock) return Content::Same;
+  }
+}
+
+}  // namespace
+
+void VerifyFolders(RunContext& context, const BackupJob& job, VerifyReport& report) {
+  VerifyWalk(context, job, report).Run();
+}
+
+}  // namespace kavrel
