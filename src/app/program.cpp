@@ -104,7 +104,21 @@ int Program::ImportJobs(std::u16string_view path) {
 RunOutcome Program::RunStoredJob(BackupJob& job) {
   const SleepInhibitor awake;
   Mounts.Load();
-  return RunBackupJob(Context, job);
+  last_verification_.reset();
+  const RunOutcome outcome = RunBackupJob(Context, job);
+  job.LastRunResult.NotBegun =
+      outcome == RunOutcome::SourceMissing || outcome == RunOutcome::NoArchiver;
+  const bool whole = outcome == RunOutcome::Ran && !job.LastRunResult.Stopped;
+  if (job.Extras.VerifyAfterRun && whole && !State.CancelRequested) VerifyLastRun(job);
+  return outcome;
+}
+
+void Program::VerifyLastRun(const BackupJob& job) {
+  // The figures of the run are still to be told.
+  const RunCounters of_run = Context.Counters;
+  run_log_ = Log.CurrentPath();
+  last_verification_ = RunVerifyJob(Context, job, job.Destination.WorkPath);
+  Context.Counters = of_run;
 }
 
 std::u16string Program::SoundPath() const {
@@ -149,6 +163,7 @@ RunOutcome Program::RunJobNow(std::int32_t job_index) {
 
 RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode,
                                   const ArchivePicker& picker) {
+  last_verification_.reset();
   return WhileBusy([&] {
     const SleepInhibitor awake;
     Mounts.Load();
@@ -158,6 +173,7 @@ RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode,
 
 RunOutcome Program::RunRestorePickedNow(std::int32_t job_index, const RestorePick& pick,
                                         const ArchivePicker& picker) {
+  last_verification_.reset();
   return WhileBusy([&] {
     const SleepInhibitor awake;
     Mounts.Load();

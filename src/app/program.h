@@ -68,6 +68,10 @@ class Program {
   VerifyReport VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker = {});
   /// What the verification found that followed the last backup; nothing when there was none.
   const std::optional<VerifyReport>& LastVerification() const { return last_verification_; }
+  /// The log of the last backup or restore.
+  const std::u16string& RunLogPath() const {
+    return last_verification_ ? run_log_ : Log.CurrentPath();
+  }
   /// What became of the last run that the scheduler started.
   RunOutcome LastOutcome() const { return last_outcome_; }
 
@@ -98,6 +102,7 @@ class Program {
   /// Does the work with the busy flag set, unless a run is busy already.
   RunOutcome WhileBusy(const std::function<RunOutcome()>& work);
   RunOutcome RunStoredJob(BackupJob& job);
+  void VerifyLastRun(const BackupJob& job);
   void PlayCompletionSound() const;
   /// The past-due rule for one load of the store; none when the command line names jobs.
   PastDueRule LoadRule();
@@ -110,6 +115,7 @@ class Program {
   std::u16string command_line_;
   RunOutcome last_outcome_ = RunOutcome::NotStarted;
   std::optional<VerifyReport> last_verification_;
+  std::u16string run_log_;
 
  public:
   FileSystem Files;

@@ -47,7 +47,8 @@ std::u16string ProgressText(const RunFigures& figures) {
   return text;
 }
 
-void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder, bool restore) {
+void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder, bool restore,
+                        const PathSet* only) {
   job_ = job;
   samples_.clear();
   file_size_ = file_done_ = 0;
@@ -56,10 +57,13 @@ void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder,
   running_ = true;
   count_.reset();
   if (job.Compressed) return;
-  count_ = std::make_unique<TreeCount>(
-      context_.Files, restore ? backup_folder : job_.Source.Path,
-      restore ? std::u16string_view(job_.Source.Path) : backup_folder, job_.IncludeSubfolders,
-      restore ? nullptr : &job_, restore ? nullptr : &context_.Exclusions);
+  count_ = std::make_unique<TreeCount>(context_.Files, restore ? backup_folder : job_.Source.Path,
+                                       only      ? std::u16string_view()
+                                       : restore ? std::u16string_view(job_.Source.Path)
+                                                 : backup_folder,
+                                       only || job_.IncludeSubfolders, restore ? nullptr : &job_,
+                                       restore ? nullptr : &context_.Exclusions);
+  if (only) count_->CountOnly(*only);
 }
 
 void RunProgress::End() {

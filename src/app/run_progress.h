@@ -33,8 +33,10 @@ class RunProgress {
   /// The context outlives this.
   explicit RunProgress(RunContext& context) : context_(context) {}
 
-  /// A run of this job begins, as a backup or as a restore from `backup_folder`.
-  void Begin(const BackupJob& job, std::u16string_view backup_folder, bool restore);
+  /// A run of this job begins, as a backup or as a restore from `backup_folder`, of all or of what
+  /// `only` holds, which lives until the end.
+  void Begin(const BackupJob& job, std::u16string_view backup_folder, bool restore,
+             const PathSet* only = nullptr);
   void End();
   bool Running() const { return running_; }
 

@@ -79,6 +79,10 @@ void WatchHost::JobEnded(std::int32_t job_index) {
       text += u", " + Grouped(result.CopiedFiles) + u" copied, " + Grouped(result.UnchangedFiles) +
               u" unchanged, " + Grouped(result.FailedFiles) + u" failed";
   }
+  if (const std::optional<VerifyReport>& verified = program_->LastVerification()) {
+    text += u", verified: " + Grouped(verified->Counters.Equal) + u" equal, " +
+            Grouped(verified->Counters.Differences()) + u" different";
+  }
   text += u", next at " + IsoText(job.NextRun);
   const bool ran = program_->LastOutcome() == RunOutcome::Ran;
   TellNow(!ran ? u"not run" : result.Stopped ? u"interrupted" : u"done", text);

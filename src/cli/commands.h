@@ -7,6 +7,7 @@
 
 #include "cli/job_options.h"
 #include "cli/session.h"
+#include "log/log_filter.h"
 
 namespace kavrel {
 
@@ -82,7 +83,8 @@ int ListDrives(Session& session, bool json);
 int SetDrive(Session& session, const std::string& drive, const std::string& folder);
 int RemoveDrive(Session& session, const std::string& drive);
 
-int ListLog(Session& session, std::size_t last, bool json);
+/// The newest `last` runs of those that the filter lets through.
+int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool json);
 /// Prints the job log of the `newest`-th run, 1 being the last one.
 int ShowLog(Session& session, std::size_t newest);
 

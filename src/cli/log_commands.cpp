@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -31,24 +30,29 @@ nlohmann::json ToJson(const LogRow& row) {
 
 }  // namespace
 
-int ListLog(Session& session, std::size_t last, bool json) {
+int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool json) {
   if (!session.Open()) return kBadInput;
   const std::vector<LogRow>& rows = session.Program().LogRows.Rows();
-  const std::size_t count = std::min(last, rows.size());
-  if (json) {
-    nlohmann::json list = nlohmann::json::array();
-    for (std::size_t i = rows.size() - count; i < rows.size(); ++i) list.push_back(ToJson(rows[i]));
-    PrintJson(list);
-    return kDone;
+  std::vector<std::size_t> found;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (MatchesFilter(rows[i], filter)) found.push_back(i);
   }
+  if (found.size() > last) found.erase(found.begin(), found.end() - static_cast<long>(last));
+  nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> table{{u"#", u"備份排程名稱", u"狀態", u"總計", u"備份",
                                                   u"失敗", u"本次備份時間", u"下次備份時間"}};
-  for (std::size_t i = rows.size() - count; i < rows.size(); ++i) {
+  for (const std::size_t i : found) {
+    list.push_back(ToJson(rows[i]));
+    // The number is the one that --show takes.
     std::vector<std::u16string> cells{Grouped(rows.size() - i)};
     cells.insert(cells.end(), rows[i].begin(), rows[i].begin() + kLogPathColumn);
     table.push_back(std::move(cells));
   }
-  PrintTable(table);
+  if (json) {
+    PrintJson(list);
+  } else {
+    PrintTable(table);
+  }
   return kDone;
 }
 

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 
+#include "base/text.h"
 #include "cli/commands.h"
 #include "platform/process.h"
 
@@ -24,7 +25,7 @@ constexpr const char* kExitCodes =
 /// What the command line held, and what came of it.
 struct CommandLine {
   std::string Home, Name, Value, Patterns, Archive;
-  bool Latest = false, NamesOnly = false;
+  bool Latest = false, NamesOnly = false, Failed = false;
   RestoreChoice Restore;
   JobOptions Options;
   RuleOptions Rule;
@@ -137,11 +138,15 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
 
   CLI::App* log = app.add_subcommand("log", "Show the program log, or the log of one run");
   log->add_option("--last", line.Last, "How many runs, 20 without this option");
+  log->add_option("--job", line.Name, "Only runs of this job");
+  log->add_flag("--failed", line.Failed, "Only runs with failures, or interrupted");
+  log->add_option("--text", line.Value, "Only runs with this text in a column");
   log->add_flag("--json", line.Json, "Print JSON");
   const CLI::Option* show =
       log->add_option("--show", line.Show, "Print the log of the K-th newest run");
   log->callback(line.Run([&line, show](Session& session) {
-    return *show ? ShowLog(session, line.Show) : ListLog(session, line.Last, line.Json);
+    const LogFilter filter{FromUtf8(line.Name), line.Failed, FromUtf8(line.Value)};
+    return *show ? ShowLog(session, line.Show) : ListLog(session, line.Last, filter, line.Json);
   }));
 
   CLI::App* expand = app.add_subcommand("expand", "Print a path with its date tags expanded");

@@ -31,7 +31,8 @@ constexpr RunWords kRestore = {u"還原中斷",
                                u"已還原失敗檔案總計：",
                                u"完成還原容量總計　："};
 
-void PrintResult(const BackupJob& job, const RunContext& context, const RunWords& words) {
+void PrintResult(const BackupJob& job, const Program& program, const RunWords& words) {
+  const RunContext& context = program.Context;
   const LastRunResult& result = job.LastRunResult;
   std::u16string text = job.Name + u"：";
   text += result.Stopped ? words.Stopped : words.Done;
@@ -59,7 +60,7 @@ void PrintResult(const BackupJob& job, const RunContext& context, const RunWords
     line(u"資源回收筒檔案總計：", Grouped(context.Counters.RecycledFiles));
     line(u"資源回收筒目錄總計：", Grouped(context.Counters.RecycledFolders));
   }
-  line(u"日誌檔名稱　　　　：", context.Log.CurrentPath());
+  line(u"日誌檔名稱　　　　：", program.RunLogPath());
   if (!result.Stopped && result.CopiedFiles == 0 && result.FailedFiles == 0 && removed == 0) {
     text += u"  Nothing had to be copied.\n";
   }
@@ -99,7 +100,7 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
     case RunOutcome::Ran:
       break;
   }
-  PrintResult(job, program.Context, words);
+  PrintResult(job, program, words);
   if (program.Log.Failed()) {
     PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
   }
@@ -245,6 +246,11 @@ int RunJobs(Session& session, const RunChoice& choice) {
     const int code = Report(session, program.LastOutcome(), job, kBackup,
                             "the source folder does not exist: " + Printable(job.Source.Path));
     note(code);
+    if (const auto& verified = program.LastVerification()) {
+      const int verify_code = ReportVerification(session, *verified, job);
+      note(verify_code);
+      if (verify_code == kInterrupted) return false;
+    }
     // The run itself says nothing of a store that it could not write.
     if (program.Store.LastError() != 0 && !session.Save()) note(kSomeFailed);
     return code != kInterrupted && !InterruptRequested();

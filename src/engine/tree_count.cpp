@@ -1,5 +1,6 @@
 #include "engine/tree_count.h"
 
+#include "base/text.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -10,7 +11,8 @@ TreeCount::TreeCount(const FileSystem& files, std::u16string_view from, std::u16
       to_(AddBackslash(to)),
       exclusions_(exclusions && exclusions->ExcEnabled ? exclusions : nullptr),
       subfolders_(subfolders),
-      path_(AddBackslash(from)) {
+      path_(AddBackslash(from)),
+      root_length_(path_.size()) {
   if (job) choice_.emplace(*job);
 }
 
@@ -39,8 +41,12 @@ bool TreeCount::Advance(std::size_t entries) {
 }
 
 void TreeCount::Enter(Result<Folder> folder, std::size_t path_length) {
-  const bool out =
-      PathStartsWith(path_, to_) || (exclusions_ && exclusions_->IsFolderExcluded(path_));
+  bool out = PathStartsWith(path_, to_) || (exclusions_ && exclusions_->IsFolderExcluded(path_));
+  if (only_ && path_.size() > root_length_) {
+    const std::u16string relative =
+        Relative(std::u16string_view(path_).substr(0, path_.size() - 1));
+    out = out || !(only_->Holds(relative) || only_->LeadsTo(relative));
+  }
   const Result<FileStatus> status = folder ? folder->Status() : Result<FileStatus>();
   if (out || !folder || !status || dest_root_.Is(*status)) {
     path_.resize(path_length);
@@ -50,6 +56,11 @@ void TreeCount::Enter(Result<Folder> folder, std::size_t path_length) {
   excluded_here_ = exclusions_ ? exclusions_->In(path_) : FolderExclusions();
   levels_.push_back({std::move(*folder), {}, 0, path_length});
   reader_ = std::make_unique<FolderReader>(levels_.back().Folder);
+}
+
+std::u16string TreeCount::Relative(std::u16string_view path) const {
+  const std::u16string relative(path.substr(root_length_));
+  return PathSeparator(path_) == u'\\' ? ReplaceAll(relative, u"\\", u"/") : relative;
 }
 
 void TreeCount::EnterNext() {
@@ -72,6 +83,7 @@ void TreeCount::Take(const FolderEntry& entry) {
     if (subfolders_) levels_.back().Subfolders.push_back(entry.Name);
     return;
   }
+  if (only_ && !only_->Holds(Relative(path_ + entry.Name))) return;
   const std::uint64_t times = choice_ ? choice_->TimesTaken(entry.Name) : 1;
   files_counted_ += times;
   if (times == 0 || entry.Kind == FileKind::Special) return;

@@ -10,6 +10,7 @@
 
 #include "engine/file_choice.h"
 #include "engine/folder_pair.h"
+#include "files/path_set.h"
 #include "platform/files.h"
 #include "rules/exclusion_rules.h"
 
@@ -24,6 +25,9 @@ class TreeCount {
   /// of the arguments outlive the count.
   TreeCount(const FileSystem& files, std::u16string_view from, std::u16string_view to,
             bool subfolders, const BackupJob* job, const ExclusionSet* exclusions);
+
+  /// Counts only what this set holds, by paths relative to `from`. It outlives the count.
+  void CountOnly(const PathSet& only) { only_ = &only; }
 
   /// Counts on, over at most so many entries. True when the whole tree is counted.
   bool Advance(std::size_t entries);
@@ -41,6 +45,7 @@ class TreeCount {
 
   void Enter(Result<Folder> folder, std::size_t path_length);
   void EnterNext();
+  std::u16string Relative(std::u16string_view path) const;
   void Take(const FolderEntry& entry);
 
   const FileSystem& file_system_;
@@ -48,8 +53,10 @@ class TreeCount {
   const ExclusionSet* exclusions_;
   FolderExclusions excluded_here_;
   const bool subfolders_;
+  const PathSet* only_ = nullptr;
   std::optional<FileChoice> choice_;  ///< none: every file
   std::u16string path_;               ///< of the folder at work, with its trailing separator
+  const std::size_t root_length_;
   FolderIdentity dest_root_;
   std::vector<Level> levels_;
   std::unique_ptr<FolderReader> reader_;  ///< over the last level's folder

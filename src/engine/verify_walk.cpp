@@ -174,9 +174,9 @@ void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16strin
 }
 
 void VerifyWalk::VerifyFile(const FolderPair& pair, std::u16string_view name, FileKind kind) {
+  if (choice_.TimesTaken(name) == 0) return;
   const bool excluded =
       context_.Exclusions.ExcEnabled && context_.Exclusions.IsFileExcluded(paths_.SourceOf(name));
-  if (choice_.TimesTaken(name) == 0) return;
   RunCounters& counters = context_.Counters;
   ++counters.SourceFiles;
   context_.Host.PumpMessages();

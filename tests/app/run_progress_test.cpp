@@ -22,6 +22,22 @@ std::string Text(const RunFigures& figures) {
   return ToUtf8(ProgressText(figures));
 }
 
+TEST(RunProgress, APickedRestoreHasOnlyWhatWasPickedBeforeIt) {
+  TestProgram test;
+  for (const char* name : {"a", "docs/b", "docs/old/c", "docsX/d"}) {
+    WriteTestFile(test.Dest() / name, "12345");
+  }
+  BackupJob& job = test.AddJob();
+  job.Source.Path = u"D:\\";  // around the backup
+  PathSet only;
+  only.Add(u"docs/old");
+  only.Add(u"a");
+  RunProgress progress(test.Program.Context);
+  progress.Begin(job, u"D:\\dst\\", true, &only);
+  EXPECT_EQ(CountAll(progress).FilesTotal, 2U);
+  EXPECT_EQ(progress.Figures().BytesTotal, 10U);
+}
+
 TEST(RunProgress, PromisesNothingBeforeTheTotalIsKnown) {
   TestProgram test;
   BackupJob& job = test.AddJob();

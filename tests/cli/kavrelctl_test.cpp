@@ -161,13 +161,23 @@ TEST_F(KavrelctlTest, ABackupIsVerifiedAndSingleFilesComeBack) {
   CommandResult result = Ctl({"verify", "文件 A"});
   EXPECT_EQ(result.ExitCode, 0) << result.Output;
   EXPECT_NE(result.Output.find("內容相同檔案總計　：3\n"), std::string::npos) << result.Output;
+  ASSERT_EQ(Ctl({"edit", "文件 A", "--verify-after"}).ExitCode, 0);
   fs::remove(source_ / "docs/報告.txt");
   WriteTestFile(dest_ / "other", "y");
   SetWritten(dest_ / "other", temp_.Files().Status(TempFolder::Text(source_ / "other"))->Written);
   result = Ctl({"verify", "文件 A"});
   EXPECT_EQ(result.ExitCode, 1);
   EXPECT_NE(result.Output.find("內容損壞檔案總計　：1\n"), std::string::npos) << result.Output;
-  EXPECT_NE(Ctl({"log"}).Output.find("驗證完成"), std::string::npos);
+  result = Ctl({"run", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 1) << "the run leaves the file alone, the verification after it not";
+  EXPECT_NE(result.Output.find("備份已存在檔案總計：2\n"), std::string::npos) << result.Output;
+  EXPECT_NE(result.Output.find("內容損壞檔案總計　：1\n"), std::string::npos) << result.Output;
+  const std::string bad = Ctl({"log", "--job", "文件 a", "--failed"}).Output;
+  EXPECT_NE(bad.find("1  文件 A        驗證完成"), std::string::npos) << bad;
+  EXPECT_EQ(bad.find("備份完成"), std::string::npos) << bad;
+  EXPECT_NE(Ctl({"log", "--text", "備份完成", "--json"}).Output.find("\"copied\": 3"),
+            std::string::npos);
+  EXPECT_EQ(Ctl({"log", "--job", "文件", "--json"}).Output, "[]\n");
 
   const fs::path to = temp_.Root() / "to";
   const std::string full = source_ / "docs/報告.txt";

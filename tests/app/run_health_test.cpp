@@ -1,0 +1,73 @@
+#include "app/run_health.h"
+
+#include <gtest/gtest.h>
+
+#include "support/test_program.h"
+
+namespace kavrel {
+namespace {
+
+using Names = std::vector<std::u16string>;
+
+class RunHealthTest : public testing::Test {
+ protected:
+  const DateTime now_ = *FromCivil(2026, 11, 24, 15, 0, 0);
+  std::vector<BackupJob> jobs_;
+  std::vector<LogRow> rows_;
+
+  void SetUp() override {
+    for (const char16_t* name : {u"照片", u"文件"}) {
+      BackupJob& job = jobs_.emplace_back();
+      job.Name = name;
+      job.Enabled = true;
+      SetInterval(job, IntervalKind::Days, 1);
+      job.NextRun = now_ + std::chrono::hours(1);
+    }
+  }
+  void AddRow(const char16_t* name, const char16_t* status, const char16_t* failed = u"0") {
+    rows_.push_back({name, status, u"1", u"0", failed, u"", u"", u""});
+  }
+  RunHealth Judge() const { return JudgeRuns(jobs_, rows_, now_); }
+};
+
+TEST_F(RunHealthTest, TheLastRunOfEachJobCounts) {
+  EXPECT_EQ(Judge(), (RunHealth{Health::Unknown, {}, {}}));
+  AddRow(u"照片", u"備份完成", u"1,024");
+  EXPECT_EQ(Judge(), (RunHealth{Health::Failed, {u"照片"}, {}}));
+  EXPECT_EQ(HealthText(Judge()), u"最近的備份有問題：照片");
+  AddRow(u"照片", u"還原完成");
+  EXPECT_EQ(Judge().State, Health::Failed) << "a restore mends no backup";
+  AddRow(u"照片", u"備份完成");
+  EXPECT_EQ(Judge().State, Health::Good);
+  EXPECT_EQ(HealthText(Judge()), u"最近的備份都順利完成");
+  AddRow(u"照片", u"驗證完成", u"2");
+  EXPECT_EQ(Judge().State, Health::Failed);
+  AddRow(u"照片", u"驗證中斷");
+  EXPECT_EQ(Judge().State, Health::Failed) << "it said nothing new";
+  AddRow(u"照片", u"驗證完成");
+  AddRow(u"文件", u"備份中斷");
+  AddRow(u"沒有了", u"備份中斷");
+  EXPECT_EQ(Judge().Failed, Names{u"文件"});
+  jobs_[1].Enabled = false;
+  EXPECT_EQ(Judge().State, Health::Good);
+  jobs_[0].LastRunResult.Stopped = true;  // by a cancelled restore
+  EXPECT_EQ(Judge().State, Health::Good);
+  jobs_[0].LastRunResult.NotBegun = true;
+  EXPECT_EQ(Judge().Failed, Names{u"照片"}) << "the source was missing: there is no row";
+}
+
+TEST_F(RunHealthTest, AJobWhoseTimeHasPassedIsOverdueUnlessItNeverComes) {
+  AddRow(u"照片", u"備份完成");
+  jobs_[1].NextRun = now_ - std::chrono::minutes(9);
+  EXPECT_EQ(Judge().State, Health::Good) << "it may be waiting for its turn";
+  jobs_[1].NextRun = now_ - std::chrono::minutes(11);
+  EXPECT_EQ(Judge(), (RunHealth{Health::Overdue, {}, {u"文件"}}));
+  AddRow(u"照片", u"備份完成", u"1");
+  EXPECT_EQ(Judge(), (RunHealth{Health::Failed, {u"照片"}, {u"文件"}}));
+  EXPECT_EQ(HealthText(Judge()), u"最近的備份有問題：照片\n逾期未備份：文件");
+  SetInterval(jobs_[1], IntervalKind::Days, 0);
+  EXPECT_TRUE(Judge().Overdue.empty());
+}
+
+}  // namespace
+}  // namespace kavrel
