@@ -1,8 +1,10 @@
 #include "ui/dialogs.h"
 
+#include "ui/file_picker.h"
 #include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
 #include "ui/frm_past_due.h"
+#include "ui/frm_restore.h"
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
 #include "ui/frm_zip_list.h"
@@ -33,6 +35,14 @@ std::optional<std::u16string> PickArchive(Program& program,
                                           const std::vector<ArchiveFile>& archives,
                                           QWidget* parent) {
   return frmZipList::Pick(archives, parent, &program.WindowSizes);
+}
+
+std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
+                                     const BackupBrowser& browser, QWidget* parent) {
+  FrmRestore dialog({job.Name, job.Source.Path, browser}, DesktopFilePicker(), parent,
+                    &program.WindowSizes);
+  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  return dialog.Pick();
 }
 
 void AskAboutPastDue(PastDueQuestion& question, QWidget* parent) {

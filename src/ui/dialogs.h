@@ -12,6 +12,8 @@ class QWidget;
 
 namespace kavrel {
 
+class BackupBrowser;
+
 /// The job editor, at the job of this position of the store, or at a new one for -1. Whoever opens
 /// it has switched the scheduler off and saved the store, and reads it again afterwards.
 void OpenJobEditor(Program& program, std::int32_t job_index, QWidget* parent);
@@ -25,6 +27,9 @@ void OpenDrives(Program& program, QWidget* parent);
 std::optional<std::u16string> PickArchive(Program& program,
                                           const std::vector<ArchiveFile>& archives,
                                           QWidget* parent);
+/// The files to restore, and where to; nothing when the user chose none.
+std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
+                                     const BackupBrowser& browser, QWidget* parent);
 /// Returns with the question answered.
 void AskAboutPastDue(PastDueQuestion& question, QWidget* parent);
 

@@ -11,6 +11,7 @@
 #include "base/number.h"
 #include "files/error_text.h"
 #include "platform/process.h"
+#include "ui/backup_care.h"
 #include "ui/dialogs.h"
 #include "ui/icons.h"
 #include "ui/job_list.h"
@@ -80,6 +81,10 @@ void FrmMain::BuildControls() {
   connect(options_, &OptionsMenu::DrivesWanted, this, &FrmMain::EditDrives);
   panel_ = new RunPanel(captions_, file_bar_);
   run_ = std::make_unique<RunShow>(*program_, *panel_, status_bar_);
+  care_ = new BackupCare(*program_, *run_, *log_, this);
+  connect(care_, &BackupCare::Ended, this, &FrmMain::TellOutcome);
+  connect(job_menu_, &JobMenu::RestoreSomeWanted, care_, &BackupCare::RestoreSome);
+  connect(job_menu_, &JobMenu::VerifyWanted, care_, &BackupCare::Verify);
   connect(panel_, &RunPanel::CancelClick, this, [this] {
     if (program_->State.RunBusy) program_->State.CancelRequested = true;
   });
@@ -141,7 +146,7 @@ void FrmMain::CreateTrayIcon() {
   tray_ = new Tray(this);
   run_->SetTray(tray_);
   connect(tray_, &Tray::Click, this, &FrmMain::ToggleMainWindow);
-  connect(tray_, &Tray::MessageClick, this, &FrmMain::ShowWindow);
+  connect(tray_, &Tray::MessageClick, this, &FrmMain::OpenMessage);
 }
 
 void FrmMain::HideToTray() {
@@ -160,6 +165,7 @@ void FrmMain::FillJobList() {
 
 void FrmMain::ShowLogList() {
   log_->Follow();
+  ShowHealth();
 }
 
 void FrmMain::LayOut() {
@@ -300,7 +306,10 @@ void FrmMain::AskAndRun(int row) {
   if (!Confirm(*this, QStringLiteral("您確定要執行「%1」備份排程嗎？").arg(name))) return;
   if (!program_->State.RunBusy) run_->Begin(row, false);
   const RunOutcome outcome = program_->RunJobNow(row);
-  TellOutcome(outcome, program_->Store.Jobs[static_cast<std::size_t>(row)]);
+  const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(row)];
+  TellOutcome(outcome, job);
+  const std::optional<VerifyReport>& verified = program_->LastVerification();
+  if (verified && verified->Counters.Differences() > 0) care_->TellVerification(*verified, job);
 }
 
 void FrmMain::AskAndRestore(int row) {
@@ -331,7 +340,24 @@ void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {
 }
 
 void FrmMain::JobEnded(std::int32_t job_index) {
-  tray_->NoteFinished(program_->Store.Jobs[static_cast<std::size_t>(job_index)]);
+  const std::optional<VerifyReport>& verified = program_->LastVerification();
+  const std::uint32_t differences = verified ? verified->Counters.Differences() : 0;
+  const bool logged = program_->LastOutcome() == RunOutcome::Ran;
+  tray_->NoteFinished(program_->Store.Jobs[static_cast<std::size_t>(job_index)], differences,
+                      differences > 0 ? verified->LogPath
+                      : logged        ? program_->RunLogPath()
+                                      : std::u16string());
+}
+
+void FrmMain::ShowHealth() {
+  tray_->ShowHealth(
+      JudgeRuns(program_->Store.Jobs, program_->LogRows.Rows(), program_->Context.Clock.Now()));
+}
+
+void FrmMain::OpenMessage() {
+  if (!tray_->MessageLog().empty()) return log_->OpenLog(tray_->MessageLog());
+  ShowWindow();
+  if (!program_->State.RunBusy) ShowLog(true);
 }
 
 void FrmMain::EnableControls(bool on) {
@@ -348,6 +374,7 @@ void FrmMain::EnableControls(bool on) {
   TimerWake_Timer();
   if (std::exchange(focus_list_, false)) jobs_->View().SetFocus();
   run_->End();
+  ShowHealth();
   tray_->TellFinished(!Seen());
 }
 
@@ -414,6 +441,7 @@ void FrmMain::TimerWake_Timer() {
                         Decimal(now.Day, 2) + u" 日 " + Decimal(now.Hour, 2) + u" 時 " +
                         Decimal(now.Minute, 2) + u" 分 " + Decimal(now.Second, 2) + u" 秒";
   status_bar_.SetText(0, ToQString(text));
+  if (now.Second % 10 == 0) ShowHealth();
 }
 
 // ---- Seen, hidden, ended ----

@@ -13,6 +13,7 @@
 
 namespace kavrel {
 
+class BackupCare;
 class JobList;
 class JobMenu;
 class LogView;
@@ -97,6 +98,9 @@ class FrmMain : public QWidget, public ProgramHost {
   void AskAndRestore(int row);
   void TellOutcome(RunOutcome outcome, const BackupJob& job);
 
+  void ShowHealth();
+  void OpenMessage();
+
   bool Seen() const;
   void ShowWindow();
   void HideWindow();
@@ -113,6 +117,7 @@ class FrmMain : public QWidget, public ProgramHost {
   OptionsMenu* options_ = nullptr;
   RunPanel* panel_ = nullptr;
   Tray* tray_ = nullptr;
+  BackupCare* care_ = nullptr;
   std::unique_ptr<RunShow> run_;
   QTimer timer_min_, timer_wake_;
   bool hide_at_start_ = false, focus_list_ = false, asking_ = false, ended_ = false;

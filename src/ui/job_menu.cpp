@@ -23,6 +23,13 @@ void JobMenu::BuildJobItems() {
   restore_ = AddItem(*menu_, QStringLiteral("mnuJobResNow"), {});
   connect(restore_, &QAction::triggered, this,
           [this] { Q_EMIT RestoreWanted(restore_->data().toInt()); });
+  restore_some_ =
+      AddItem(*menu_, QStringLiteral("mnuJobResSome"), QStringLiteral("還原選取的檔案(&P)..."));
+  connect(restore_some_, &QAction::triggered, this,
+          [this] { Q_EMIT RestoreSomeWanted(run_->data().toInt()); });
+  verify_ = AddItem(*menu_, QStringLiteral("mnuJobVerify"), {});
+  connect(verify_, &QAction::triggered, this,
+          [this] { Q_EMIT VerifyWanted(run_->data().toInt()); });
   edit_ = AddItem(*menu_, QStringLiteral("mnuJobEdit"), {});
   connect(edit_, &QAction::triggered, this, [this] { Q_EMIT EditWanted(edit_->data().toInt()); });
   source_ = AddItem(*menu_, QStringLiteral("mnuIntDir"), QStringLiteral("開啟來源資料夾"));
@@ -80,10 +87,13 @@ void JobMenu::Popup(QPoint position) {
                     : QStringLiteral("執行指定備份排程"));
   restore_->setText(job ? QStringLiteral("執行「%1」還原排程").arg(name)
                         : QStringLiteral("執行指定還原排程"));
+  verify_->setText(QStringLiteral("驗證「%1」的備份").arg(name));
   edit_->setText(job ? QStringLiteral("編輯「%1」備份設定").arg(name)
                      : QStringLiteral("建立新的備份排程"));
   for (QAction* action : {run_, restore_, edit_}) action->setData(row);
-  for (QAction* action : {run_, restore_, source_, destination_}) action->setVisible(job);
+  for (QAction* action : {run_, restore_, restore_some_, verify_, source_, destination_}) {
+    action->setVisible(job);
+  }
   menu_->setDefaultAction(job ? run_ : edit_);
   menu_->popup(position);
 }

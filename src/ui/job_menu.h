@@ -25,6 +25,8 @@ class JobMenu : public QObject {
  Q_SIGNALS:
   void RunWanted(int row);
   void RestoreWanted(int row);
+  void RestoreSomeWanted(int row);
+  void VerifyWanted(int row);
   /// -1 for a new job.
   void EditWanted(int row);
 
@@ -36,7 +38,7 @@ class JobMenu : public QObject {
   Program& program_;
   JobList& list_;
   QMenu* menu_;
-  QAction *run_, *restore_, *edit_, *source_, *destination_, *grid_;
+  QAction *run_, *restore_, *restore_some_, *verify_, *edit_, *source_, *destination_, *grid_;
   QActionGroup* view_;
   QList<QAction*> columns_;
 };

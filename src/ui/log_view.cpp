@@ -1,6 +1,7 @@
 #include "ui/log_view.h"
 
 #include <QApplication>
+#include <QVBoxLayout>
 #include <algorithm>
 
 #include "base/number.h"
@@ -8,6 +9,7 @@
 #include "platform/desktop.h"
 #include "ui/icons.h"
 #include "ui/job_list.h"
+#include "ui/log_bar.h"
 #include "ui/menu_kit.h"
 #include "ui/qt_text.h"
 #include "ui/row_colours.h"
@@ -42,13 +44,17 @@ qint64 CountOf(const std::u16string& text) {
 
 }  // namespace
 
-bool HasFailures(const LogRow& row) {
-  return CountOf(row[kFailed]) > 0;
-}
-
 LogView::LogView(Program& program, QWidget* container, QWidget* window)
     : QObject(container), program_(program), menu_(new QMenu(window)) {
-  view_.SetTargetPictureBox(container);
+  bar_ = new LogBar;
+  auto* list = new QWidget;
+  auto* layout = new QVBoxLayout(container);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(0);
+  layout->addWidget(bar_);
+  layout->addWidget(list, 1);
+  connect(bar_, &LogBar::Changed, this, &LogView::CatchUp);
+  view_.SetTargetPictureBox(list);
   view_.SetFullRowSelect(true);
   view_.SetHeaderDragDrop(true);
   view_.SetLabelTips(true);
@@ -88,7 +94,7 @@ void LogView::ConnectList() {
           [this](int row, int, QColor& background, QColor& text) {
             const QPalette palette = QApplication::palette();
             AlternateRowColours(view_.ShownPosition(row), palette, background, text);
-            if (HasFailures(shown_[static_cast<std::size_t>(row)])) {
+            if (IsBadRun(shown_[static_cast<std::size_t>(row)])) {
               text = FailureTextColour(palette);
             }
           });
@@ -136,9 +142,23 @@ void LogView::Follow() {
   program_.LogRows.Changed = [this] { later_.start(0); };
 }
 
+std::vector<std::size_t> LogView::FilteredRows() const {
+  const LogFilter filter = bar_->Filter();
+  const std::vector<LogRow>& rows = program_.LogRows.Rows();
+  std::vector<std::size_t> positions;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (MatchesFilter(rows[i], filter)) positions.push_back(i);
+  }
+  return positions;
+}
+
 void LogView::CatchUp() {
   later_.stop();
-  const std::vector<LogRow>& rows = program_.LogRows.Rows();
+  const std::vector<LogRow>& all = program_.LogRows.Rows();
+  bar_->OfferJobs(all);
+  positions_ = FilteredRows();
+  std::vector<LogRow> rows;
+  for (const std::size_t position : positions_) rows.push_back(all[position]);
   if (rows == shown_) return;
   const bool only_added =
       rows.size() >= shown_.size() && std::equal(shown_.begin(), shown_.end(), rows.begin());
@@ -147,12 +167,12 @@ void LogView::CatchUp() {
     shown_.clear();
   }
   for (std::size_t row = shown_.size(); row < rows.size(); ++row) AddRow(rows[row]);
-  shown_ = rows;
+  shown_ = std::move(rows);
   Q_EMIT CountChanged();
 }
 
 void LogView::AddRow(const LogRow& row) {
-  const int image = HasFailures(row) ? kFailedImage : kPlainImage;
+  const int image = IsBadRun(row) ? kFailedImage : kPlainImage;
   const int index = view_.ItemAdd(-1, ToQString(row[0]), image, image);
   for (int column = 1; column < static_cast<int>(row.size()); ++column) {
     const std::u16string& text = row[static_cast<std::size_t>(column)];
@@ -189,7 +209,10 @@ void LogView::NotifyKeyDown(int key, bool& handled) {
 void LogView::OpenSelected() {
   const int row = view_.SelectedIndex();
   if (row < 0) return;
-  std::u16string path = FromQString(view_.ItemText(row, kLogPathColumn));
+  OpenLog(FromQString(view_.ItemText(row, kLogPathColumn)));
+}
+
+void LogView::OpenLog(std::u16string path) const {
   // The program folder may have been moved since.
   if (!program_.Files.Status(path)) {
     path = LogFolder(program_.Files) + std::u16string(JobLogName(path));
@@ -201,14 +224,21 @@ void LogView::DeleteSelected() {
   CatchUp();
   const QList<int> selected = view_.SelectedItems();
   if (selected.isEmpty()) return;
-  const std::vector<std::size_t> rows(selected.begin(), selected.end());
+  std::vector<std::size_t> rows;
+  for (const int row : selected) rows.push_back(positions_[static_cast<std::size_t>(row)]);
   program_.ProgramLog.DeleteSelectedLogs(rows);
   CatchUp();
 }
 
 void LogView::DeleteAll() {
+  CatchUp();
   if (program_.LogRows.Rows().empty()) return;
-  program_.DeleteAllLogs();
+  if (positions_.size() == program_.LogRows.Rows().size()) {
+    program_.DeleteAllLogs();
+  } else {
+    // What the bar hides is not meant.
+    program_.ProgramLog.DeleteSelectedLogs(positions_);
+  }
   CatchUp();
 }
 

@@ -12,6 +12,8 @@ class QActionGroup;
 
 namespace kavrel {
 
+class LogBar;
+
 class LogView : public QObject {
   Q_OBJECT
 
@@ -28,6 +30,8 @@ class LogView : public QObject {
   void Follow();
   /// Shows at once what has changed; it would be shown with the next events otherwise.
   void CatchUp();
+  /// Has the desktop open the job log of that path.
+  void OpenLog(std::u16string path) const;
 
  Q_SIGNALS:
   /// Rows came or went.
@@ -42,18 +46,18 @@ class LogView : public QObject {
   void OpenSelected();
   void DeleteSelected();
   void DeleteAll();
+  std::vector<std::size_t> FilteredRows() const;
 
   Program& program_;
+  LogBar* bar_;
   clsLictView view_;
   QMenu* menu_;
   QActionGroup* display_;
   QActionGroup* restrictions_;
   QAction* delete_all_;
   std::vector<LogRow> shown_;
+  std::vector<std::size_t> positions_;  ///< of the shown rows in the program's list
   QTimer later_;
 };
-
-/// True when the row tells of files that failed.
-bool HasFailures(const LogRow& row);
 
 }  // namespace kavrel

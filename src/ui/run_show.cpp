@@ -24,10 +24,10 @@ bool Due(QElapsedTimer& timer, int every_ms) {
 RunShow::RunShow(Program& program, RunPanel& panel, clsStatusBar& status_bar)
     : program_(program), panel_(panel), status_bar_(status_bar), progress_(program.Context) {}
 
-void RunShow::Begin(std::int32_t job_index, bool restore) {
+void RunShow::Begin(std::int32_t job_index, bool restore, const PathSet* only) {
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(job_index)];
   job_ = ToQString(job.Name);
-  progress_.Begin(job, program_.DestinationNow(job), restore);
+  progress_.Begin(job, program_.DestinationNow(job), restore, only);
   // The first look at the run is not to wait.
   for (QElapsedTimer* timer : {&pumped_, &drawn_, &told_}) timer->invalidate();
 }

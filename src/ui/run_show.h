@@ -22,8 +22,8 @@ class RunShow {
   RunShow(Program& program, RunPanel& panel, clsStatusBar& status_bar);
 
   void SetTray(Tray* tray) { tray_ = tray; }
-  /// The job of this position runs from now on.
-  void Begin(std::int32_t job_index, bool restore);
+  /// The job of this position runs from now on; of a restore, what `only` holds.
+  void Begin(std::int32_t job_index, bool restore, const PathSet* only = nullptr);
   /// The run, or the batch, is over.
   void End();
 

@@ -4,6 +4,7 @@
 
 #include "app/program.h"
 #include "base/number.h"
+#include "ui/health_icon.h"
 #include "ui/qt_text.h"
 
 namespace kavrel {
@@ -12,11 +13,22 @@ Tray::Tray(QWidget* window) : QObject(window) {
   connect(&icon_, &clsNotifyIcon::LButtonUp, this, &Tray::Click);
   connect(&icon_, &clsNotifyIcon::RButtonUp, this, &Tray::Click);
   connect(&icon_, &clsNotifyIcon::MessageClick, this, &Tray::MessageClick);
-  icon_.Init(window, {}, ToQString(kAppTitle));
+  idle_tip_ = ToQString(kAppTitle);
+  icon_.Init(window, {}, idle_tip_);
 }
 
 void Tray::ShowIdle() {
-  icon_.SetToolTip(ToQString(kAppTitle));
+  icon_.SetToolTip(idle_tip_);
+}
+
+void Tray::ShowHealth(const RunHealth& health) {
+  if (health == health_) return;
+  if (health.State != health_.State) icon_.SetIcon(HealthIcon(health.State));
+  health_ = health;
+  const bool idle = icon_.ToolTip() == idle_tip_;
+  const QString text = ToQString(HealthText(health));
+  idle_tip_ = ToQString(kAppTitle) + (text.isEmpty() ? QString() : u'\n' + text);
+  if (idle) ShowIdle();
 }
 
 void Tray::ShowRunning(const QString& job, int percent) {
@@ -25,12 +37,15 @@ void Tray::ShowRunning(const QString& job, int percent) {
   icon_.SetToolTip(text);
 }
 
-void Tray::NoteFinished(const BackupJob& job) {
+void Tray::NoteFinished(const BackupJob& job, std::uint32_t differences,
+                        const std::u16string& log_path) {
+  log_path_ = finished_ == 0 ? log_path : std::u16string();
   ++finished_;
   name_ = ToQString(job.Name);
   if (job.LastRunResult.Stopped) ++interrupted_;
   copied_ += job.LastRunResult.CopiedFiles;
   failed_ += job.LastRunResult.FailedFiles;
+  differences_ += differences;
 }
 
 void Tray::TellFinished(bool show) {
@@ -40,14 +55,18 @@ void Tray::TellFinished(bool show) {
     const QString title = finished_ == 1
                               ? QStringLiteral("%1：%2").arg(state, name_)
                               : QStringLiteral("%1：%2 個排程").arg(state).arg(finished_);
-    const QString text = QStringLiteral("備份 %1 個檔案，失敗 %2 個檔案")
-                             .arg(ToQString(Grouped(copied_)), ToQString(Grouped(failed_)));
-    const bool warning = failed_ > 0 || interrupted_ > 0;
+    QString text = QStringLiteral("備份 %1 個檔案，失敗 %2 個檔案")
+                       .arg(ToQString(Grouped(copied_)), ToQString(Grouped(failed_)));
+    if (differences_ > 0) {
+      text += QStringLiteral("，驗證發現 %1 個差異").arg(ToQString(Grouped(differences_)));
+    }
+    const bool warning = failed_ > 0 || interrupted_ > 0 || differences_ > 0;
+    message_log_ = log_path_;
     icon_.ShowMessage(title, text, warning);
     Q_EMIT MessageShown(title, text, warning);
   }
   finished_ = interrupted_ = 0;
-  copied_ = failed_ = 0;
+  copied_ = failed_ = differences_ = 0;
 }
 
 }  // namespace kavrel

@@ -3,12 +3,14 @@
 
 #include <QObject>
 
+#include "app/run_health.h"
 #include "core/backup_job.h"
 #include "ui/controls/cls_notify_icon.h"
 
 namespace kavrel {
 
-/// Tells of the job at work in its tip, and of finished ones in messages.
+/// Tells of the job at work in its tip, of finished ones in messages, and with a mark on the icon
+/// how the last runs went.
 class Tray : public QObject {
   Q_OBJECT
 
@@ -23,11 +25,17 @@ class Tray : public QObject {
   void ShowRunning(const QString& job, int percent);
   void Remove() { icon_.RemoveIcon(); }
   QString ToolTip() const { return icon_.ToolTip(); }
+  void ShowHealth(const RunHealth& health);
 
-  /// Notes a finished run for the next message.
-  void NoteFinished(const BackupJob& job);
+  /// Notes a finished run for the next message, with the differences that a verification found
+  /// after it and the log to look into.
+  void NoteFinished(const BackupJob& job, std::uint32_t differences,
+                    const std::u16string& log_path);
   /// Shows the message of what was noted, one for all, when `show`; forgets it.
   void TellFinished(bool show);
+  /// The log of the run that the last message told of; empty when it told of several, or there is
+  /// none.
+  const std::u16string& MessageLog() const { return message_log_; }
 
  Q_SIGNALS:
   /// A click with either button, or one on a message.
@@ -39,8 +47,10 @@ class Tray : public QObject {
  private:
   clsNotifyIcon icon_;
   int finished_ = 0, interrupted_ = 0;
-  std::uint64_t copied_ = 0, failed_ = 0;
-  QString name_;
+  std::uint64_t copied_ = 0, failed_ = 0, differences_ = 0;
+  QString name_, idle_tip_;
+  std::u16string log_path_, message_log_;
+  RunHealth health_;
 };
 
 }  // namespace kavrel

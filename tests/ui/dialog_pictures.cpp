@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDir>
+#include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
@@ -10,17 +11,21 @@
 #include <QRadioButton>
 #include <QTabWidget>
 #include <QTest>
+#include <QTreeView>
 
 #include "platform/drives.h"
 #include "support/test_program.h"
+#include "ui/file_picker.h"
 #include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
 #include "ui/frm_ff_edit.h"
 #include "ui/frm_help.h"
 #include "ui/frm_past_due.h"
+#include "ui/frm_restore.h"
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
 #include "ui/frm_zip_list.h"
+#include "ui/health_icon.h"
 #include "ui/window_driver.h"
 
 namespace kavrel {
@@ -64,6 +69,8 @@ class Pictures {
     DrawFilters();
     DrawOthers();
     DrawDrives();
+    DrawRestore();
+    DrawMarks();
   }
 
  private:
@@ -168,6 +175,48 @@ class Pictures {
     MapDrive(brought.Program.Files, u"E:", u"/media/mei-ling/Windows");
     frmDrives drives(brought.Program, nullptr, {});
     Draw(drives, "frm_drives");
+  }
+
+  void DrawRestore() {
+    for (const char* name :
+         {"信件/2025/家書.odt", "信件/2025/邀請函.odt", "信件/2026/租約.pdf", "照片/旅行/日出.jpg",
+          "照片/旅行/海邊.jpg", "照片/生日.jpg", "家計簿.ods", "通訊錄.ods"}) {
+      WriteTestFile(program_.Dest() / name, std::string(123456, 'x'));
+      SetWritten(program_.Dest() / name, {1253689200, 0});
+    }
+    const auto browser = BrowseFolder(program_.Temp.Files(), u"D:\\dst\\");
+    FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", *browser}, DesktopFilePicker(),
+                       nullptr);
+    auto& view = *Find<QTreeView>(restore, "tvwFiles");
+    view.expandAll();
+    const auto check = [&](const QModelIndex& index) {
+      view.model()->setData(index, Qt::Checked, Qt::CheckStateRole);
+    };
+    check(view.model()->index(0, 0, view.model()->index(0, 0)));
+    check(view.model()->index(3, 0));
+    Draw(restore, "restore");
+    Find<QLineEdit>(restore, "txtFind")->setText("海");
+    Find<QRadioButton>(restore, "optOther")->click();
+    QTest::qWait(500);
+    Draw(restore, "restore-search");
+  }
+
+  /// The tray's marks, at the sizes of usual panels.
+  void DrawMarks() {
+    QWidget panel;
+    panel.setWindowTitle("tray");
+    auto* grid = new QGridLayout(&panel);
+    int row = 0;
+    for (const Health health : {Health::Unknown, Health::Good, Health::Overdue, Health::Failed}) {
+      int column = 0;
+      for (const int size : {16, 22, 32, 64}) {
+        auto* label = new QLabel;
+        label->setPixmap(HealthIcon(health).pixmap(size, size));
+        grid->addWidget(label, row, column++);
+      }
+      ++row;
+    }
+    Draw(panel, "tray-marks");
   }
 
   QString folder_;

@@ -68,9 +68,10 @@ TEST(FrmMain, RunsAJobByItsMenu) {
              main.Named("cmdCancel")->isEnabled() && main.Shown("picPtbFile");
   });
   main.Answer({{"您確定要執行「文件」備份排程嗎？", kYes}});
-  EXPECT_EQ(main.Menu(main.Jobs(), 1, "mnuJobNow").mid(0, 5),
-            (QStringList{"*執行「文件」備份排程", "執行「文件」還原排程", "編輯「文件」備份設定",
-                         "開啟來源資料夾", "開啟目標資料夾"}));
+  EXPECT_EQ(main.Menu(main.Jobs(), 1, "mnuJobNow").mid(0, 7),
+            (QStringList{"*執行「文件」備份排程", "執行「文件」還原排程", "還原選取的檔案(&P)...",
+                         "驗證「文件」的備份", "編輯「文件」備份設定", "開啟來源資料夾",
+                         "開啟目標資料夾"}));
   EXPECT_EQ(TreeDifferences(main.Temp.DriveC() / "文件", main.Backup("文件")), "");
   EXPECT_TRUE(locked);
   EXPECT_FALSE(main.Shown("PicLogs"));
@@ -439,11 +440,52 @@ TEST(FrmMain, TheTrayTellsOfRunsThatNobodySaw) {
   tick();
   EXPECT_EQ(shown.count(), 0) << "the window is in sight";
   EXPECT_TRUE(tips.contains(kTitle + "\n執行中：照片")) << tips.toStdString();
-  EXPECT_EQ(tray->ToolTip(), kTitle);
+  EXPECT_EQ(tray->ToolTip(), kTitle + "\n最近的備份都順利完成");
   main.Window.hide();
   tick();
   ASSERT_EQ(shown.count(), 1);
   EXPECT_EQ(shown[0], (QVariantList{"備份完成：照片", "備份 1 個檔案，失敗 0 個檔案", false}));
+  EXPECT_EQ(tray->MessageLog(), main.Program.LogRows.Rows().back()[kLogPathColumn]);
+
+  // A verification after the run is told with it, and leads to its own log.
+  BackupJob& job = main.Program.Store.Jobs[0];
+  SetJobType(job, BackupType::Differential);
+  job.Extras.VerifyAfterRun = true;
+  std::string rotten = Large(2);
+  rotten.back() = 'y';
+  const FileTime written = main.Temp.Files().Status(u"D:\\照片\\大.bin")->Written;
+  WriteTestFile(main.Backup("照片/大.bin"), rotten);
+  SetWritten(main.Backup("照片/大.bin"), written);
+  tick();
+  ASSERT_EQ(shown.count(), 2);
+  EXPECT_EQ(shown[1], (QVariantList{"備份完成：照片",
+                                    "備份 0 個檔案，失敗 0 個檔案，驗證發現 1 個差異", true}));
+  EXPECT_EQ(main.Program.LogRows.Rows().back()[1], u"驗證完成");
+  EXPECT_EQ(tray->MessageLog(), main.Program.LogRows.Rows().back()[kLogPathColumn]);
+  EXPECT_EQ(tray->ToolTip(), kTitle + "\n最近的備份有問題：照片");
+  // Of a run without a log, the list of runs is shown.
+  job.Source.Path = u"C:\\沒有\\";
+  tick();
+  EXPECT_EQ(tray->MessageLog(), u"");
+  Q_EMIT tray->MessageClick();
+  EXPECT_TRUE(main.Window.isVisible() && main.Shown("piclstLog"));
+}
+
+TEST(FrmMain, VerifiesABackupAndOffersTheLog) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.WriteSource("照片/甲.txt", "abc");
+  main.Start();
+  main.Answer({{"「照片」沒有可以比對的資料夾", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  ASSERT_EQ(main.Program.RunJobNow(0), RunOutcome::Ran);
+  main.Answer({{"「照片」驗證完成：1 個檔案內容相同，沒有發現差異。", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  main.WriteSource("照片/乙.txt", "new");
+  main.Answer({{"發現 1 個差異", kNo}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  EXPECT_EQ(main.Answered, 3);
+  EXPECT_EQ(main.Program.LogRows.Rows().back()[4], u"1");
 }
 
 /// Waits for a window of this class, closes it, and tells that it came.

@@ -12,9 +12,11 @@
 
 #include "support/test_program.h"
 #include "support/variable.h"
+#include "ui/fake_picker.h"
 #include "ui/frm_exc.h"
 #include "ui/frm_ff_edit.h"
 #include "ui/frm_help.h"
+#include "ui/frm_restore.h"
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
 #include "ui/main_window.h"
@@ -155,6 +157,13 @@ TEST_F(KeyboardTest, TheSmallDialogs) {
   Check(shortcut, "lstJobs");
   Press(shortcut, Qt::Key_Escape);
   EXPECT_FALSE(shortcut.isVisible());
+  FakePicker picker;
+  const auto browser = BrowseFolder(Program.Temp.Files(), u"D:\\");
+  WriteTestFile(Program.Temp.DriveD() / "file", "x");
+  FrmRestore restore({u"Photos", u"C:\\src\\", *browser}, picker, nullptr);
+  ShowAndWait(restore);
+  Press(*QApplication::focusWidget(), Qt::Key_Space);
+  Check(restore, "tvwFiles");
   frmHelp help(nullptr);
   ShowAndWait(help);
   Press(*QApplication::focusWidget(), Qt::Key_Space);

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <QPushButton>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
 #include <QToolButton>
 
 #include "ui/main_window.h"
@@ -101,6 +103,37 @@ TEST_F(LogViewTest, ClearingTakesEveryJobLogAndNothingElse) {
   EXPECT_TRUE(exists(main_.Temp.Home() / "Log/notes.md"));
   EXPECT_EQ(Stored(), "");
   EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：0 筆 ]");
+}
+
+TEST_F(LogViewTest, TheBarShowsSomeOfTheRunsAndOnlyTheseAreDeleted) {
+  main_.AddLogRow(u"文件", u"1");
+  main_.AddLogRow(u"文件");
+  auto* list = main_.Window.findChild<LogView*>();
+  list->CatchUp();
+  auto& jobs = *Find<QComboBox>(main_.Window, "cboLogJob");
+  auto& failed = *Find<QCheckBox>(main_.Window, "chkLogFailed");
+  auto& text = *Find<QLineEdit>(main_.Window, "txtLogFind");
+  EXPECT_EQ(jobs.count(), 3);
+  failed.click();
+  EXPECT_EQ(main_.Logs().ItemCount(), 3);
+  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：3 筆 ]");
+  jobs.setCurrentText("文件");
+  EXPECT_EQ(main_.Logs().ItemCount(), 1);
+  main_.AddLogRow(u"文件", u"2");
+  EXPECT_TRUE(WaitUntil([&] { return main_.Logs().ItemCount() == 2; }));
+  main_.Logs().SetSelectedItem(0);
+  Press(View(), Qt::Key_Delete);
+  EXPECT_FALSE(exists(main_.Temp.Home() / "Log/5.txt"));
+  main_.Menu(main_.Logs(), 0, "mnu_LogDisplay_1_8");
+  EXPECT_EQ(main_.Logs().ItemCount(), 0) << "what the bar shows is cleared";
+  EXPECT_EQ(main_.Program.LogRows.Rows().size(), 6U);
+  failed.click();
+  EXPECT_EQ(main_.Logs().ItemCount(), 1);
+  jobs.setCurrentIndex(0);
+  Type(text, "1,200");
+  EXPECT_EQ(main_.Logs().ItemCount(), 1);
+  text.clear();
+  EXPECT_EQ(main_.Logs().ItemCount(), 6);
 }
 
 TEST_F(LogViewTest, OpensALogEvenAfterTheFolderWasMoved) {

@@ -1,0 +1,118 @@
+#include "ui/backup_care.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QWidget>
+
+#include "app/backup_browser.h"
+#include "base/number.h"
+#include "files/path.h"
+#include "ui/dialogs.h"
+#include "ui/log_view.h"
+#include "ui/message_box.h"
+#include "ui/qt_text.h"
+#include "ui/run_show.h"
+
+namespace kavrel {
+
+namespace {
+
+/// Keeps the window alive while an archive is read.
+class IdleMonitor final : public ArchiveMonitor {
+ public:
+  bool Working(int, std::u16string_view) override {
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    return true;
+  }
+};
+
+}  // namespace
+
+BackupCare::BackupCare(Program& program, RunShow& run, LogView& log, QWidget* window)
+    : QObject(window), program_(program), run_(run), log_(log), window_(window) {}
+
+bool BackupCare::MayStart(int row) const {
+  return row >= 0 && row < std::ssize(program_.Store.Jobs) && !program_.State.RunBusy;
+}
+
+std::optional<RestorePick> BackupCare::AskWhat(const BackupJob& job, std::u16string& archive) {
+  const std::u16string folder = program_.DestinationNow(job);
+  std::unique_ptr<BackupBrowser> browser;
+  if (job.Compressed) {
+    if (!program_.Archiver.Present()) {
+      Q_EMIT Ended(RunOutcome::NoArchiver, job);
+      return std::nullopt;
+    }
+    const auto picked = PickArchive(program_, ListArchives(program_.Files, folder), window_);
+    if (!picked) return std::nullopt;
+    archive = *picked;
+    IdleMonitor monitor;
+    const auto opened = program_.Archiver.SevenZipOpenArchive(JoinPath(folder, archive), &monitor);
+    if (opened) browser = BrowseArchive(*opened);
+  } else {
+    browser = BrowseFolder(program_.Files, folder);
+  }
+  if (!browser) {
+    TellFailure(*window_, QStringLiteral("無法讀取「%1」的備份「%2」。")
+                              .arg(ToQString(job.Name), ToQString(JoinPath(folder, archive))));
+    return std::nullopt;
+  }
+  return PickFiles(program_, job, *browser, window_);
+}
+
+void BackupCare::RestoreSome(int row) {
+  if (!MayStart(row)) return;
+  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
+  // A run that begins meanwhile would change what is being looked at.
+  const QPointer<BackupCare> alive(this);
+  const bool ticking = program_.Scheduler.TimerOn();
+  program_.Scheduler.SetSchedulerTimer(false);
+  std::u16string archive;
+  const std::optional<RestorePick> pick = AskWhat(job, archive);
+  if (!alive) return;
+  if (ticking) program_.Scheduler.SetSchedulerTimer(true);
+  if (!pick) return;
+  run_.Begin(row, true, &pick->Paths);
+  const RunOutcome outcome = program_.RunRestorePickedNow(
+      row, *pick, [&](const std::vector<ArchiveFile>&) { return std::optional(archive); });
+  Q_EMIT Ended(outcome, job);
+}
+
+void BackupCare::Verify(int row) {
+  if (!MayStart(row)) return;
+  run_.Begin(row, false);
+  const VerifyReport report =
+      program_.VerifyJobNow(row, [this](const std::vector<ArchiveFile>& archives) {
+        return PickArchive(program_, archives, window_);
+      });
+  TellVerification(report, program_.Store.Jobs[static_cast<std::size_t>(row)]);
+}
+
+void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& job) {
+  const QString name = ToQString(job.Name);
+  if (report.Outcome == RunOutcome::SourceMissing) {
+    TellFailure(*window_, QStringLiteral("「%1」沒有可以比對的資料夾，來源：%2，備份：%3。")
+                              .arg(name, ToQString(job.Source.Path),
+                                   ToQString(program_.DestinationNow(job))));
+    return;
+  }
+  if (report.Outcome != RunOutcome::Ran) {
+    Q_EMIT Ended(report.Outcome, job);
+    return;
+  }
+  if (report.Stopped) return;
+  const QString equal = ToQString(Grouped(report.Counters.Equal));
+  const std::uint32_t differences = report.Counters.Differences();
+  if (differences == 0) {
+    Inform(*window_,
+           QStringLiteral("「%1」驗證完成：%2 個檔案內容相同，沒有發現差異。").arg(name, equal));
+  } else if (Confirm(*window_,
+                     QStringLiteral("「%1」驗證完成：%2 個檔案內容相同，發現 %3 個差異。\n"
+                                    "要開啟日誌查看嗎？")
+                         .arg(name, equal, ToQString(Grouped(differences))),
+                     QMessageBox::Warning)) {
+    log_.OpenLog(report.LogPath);
+  }
+}
+
+}  // namespace kavrel

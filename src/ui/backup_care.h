@@ -1,0 +1,45 @@
+// What the main window offers for a backup that is there already: verifying it, and taking single
+// files of it back.
+#pragma once
+
+#include <QObject>
+#include <optional>
+
+#include "app/program.h"
+
+class QWidget;
+
+namespace kavrel {
+
+class LogView;
+class RunShow;
+
+class BackupCare : public QObject {
+  Q_OBJECT
+
+ public:
+  /// All outlive this; `window` is the parent.
+  BackupCare(Program& program, RunShow& run, LogView& log, QWidget* window);
+
+  /// Has files picked of the backup of the job on that row, and restores them.
+  void RestoreSome(int row);
+  void Verify(int row);
+  /// Tells what a verification found, and offers its log when there are differences.
+  void TellVerification(const VerifyReport& report, const BackupJob& job);
+
+ Q_SIGNALS:
+  /// Whoever started it is to be told when it did not take place.
+  void Ended(RunOutcome outcome, const BackupJob& job);
+
+ private:
+  bool MayStart(int row) const;
+  /// With the archive's name for a compressed job.
+  std::optional<RestorePick> AskWhat(const BackupJob& job, std::u16string& archive);
+
+  Program& program_;
+  RunShow& run_;
+  LogView& log_;
+  QWidget* window_;
+};
+
+}  // namespace kavrel

@@ -1,0 +1,172 @@
+#include "ui/frm_restore.h"
+
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+#include "base/number.h"
+#include "ui/backup_model.h"
+#include "ui/file_picker.h"
+#include "ui/layout_help.h"
+#include "ui/message_box.h"
+#include "ui/qt_text.h"
+#include "ui/window_size.h"
+
+namespace kavrel {
+
+namespace {
+
+// A search works in slices, so that typing goes on.
+constexpr int kTypingMs = 250, kSearchMs = 30;
+constexpr int kNameWidth = 300, kFolderWidth = 220, kSizeWidth = 90;
+
+}  // namespace
+
+FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent,
+                       SettingsStore* sizes)
+    : QDialog(parent),
+      browser_(backup.Browser),
+      picker_(picker),
+      model_(new BackupModel(backup.Browser, picked_, this)) {
+  setObjectName(QStringLiteral("FrmRestore"));
+  setWindowTitle(QStringLiteral("還原「%1」的檔案").arg(ToQString(backup.Job)));
+  txtFind_ = Make<QLineEdit>("txtFind");
+  txtFind_->setClearButtonEnabled(true);
+  txtFind_->setPlaceholderText(QStringLiteral("檔案或資料夾名稱的一部分"));
+  cmdOK_ = Make<QPushButton>("cmdOK", QStringLiteral("還原(&R)"));
+  auto* cmdCancel = Make<QPushButton>("cmdCancel", QStringLiteral("取消(&C)"));
+  lblPicked_ = Make<QLabel>("lblPicked");
+  lblPicked_->setTextFormat(Qt::PlainText);
+  cmdOK_->setDefault(true);
+
+  auto* find = new QHBoxLayout;
+  find->addWidget(MakeLabel(QStringLiteral("搜尋(&F)："), txtFind_));
+  find->addWidget(txtFind_, 1);
+  auto* buttons = new QHBoxLayout;
+  buttons->addWidget(lblPicked_, 1);
+  buttons->addWidget(cmdOK_);
+  buttons->addWidget(cmdCancel);
+  auto* layout = new QVBoxLayout(this);
+  layout->addLayout(find);
+  layout->addWidget(MakeTree(), 1);
+  layout->addWidget(MakeTarget(ToQString(backup.Source)));
+  layout->addLayout(buttons);
+
+  search_timer_.setSingleShot(true);
+  connect(&search_timer_, &QTimer::timeout, this, &FrmRestore::SearchOn);
+  connect(txtFind_, &QLineEdit::textChanged, this, &FrmRestore::StartSearch);
+  connect(model_, &BackupModel::PicksChanged, this, &FrmRestore::ShowState);
+  connect(cmdOK_, &QPushButton::clicked, this, &FrmRestore::Accept);
+  connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
+  ShowState();
+  tvwFiles_->setFocus();
+  RememberSize(*this, sizes, objectName(), 760, 560);
+}
+
+QWidget* FrmRestore::MakeTree() {
+  tvwFiles_ = Make<QTreeView>("tvwFiles");
+  tvwFiles_->setModel(model_);
+  tvwFiles_->setUniformRowHeights(true);
+  tvwFiles_->setAlternatingRowColors(true);
+  tvwFiles_->setAccessibleName(windowTitle());
+  tvwFiles_->header()->resizeSection(BackupModel::kName, kNameWidth);
+  tvwFiles_->header()->resizeSection(BackupModel::kFolder, kFolderWidth);
+  tvwFiles_->header()->resizeSection(BackupModel::kSize, kSizeWidth);
+  tvwFiles_->hideColumn(BackupModel::kFolder);
+  tvwFiles_->setCurrentIndex(model_->index(0, 0, {}));
+  return tvwFiles_;
+}
+
+QWidget* FrmRestore::MakeTarget(const QString& source) {
+  optPlace_ = Make<QRadioButton>("optPlace", QStringLiteral("還原到原來的位置(&P)："));
+  optOther_ = Make<QRadioButton>("optOther", QStringLiteral("還原到其他資料夾(&D)："));
+  optPlace_->setChecked(true);
+  auto* lblSource = Make<QLabel>("lblSource", source);
+  lblSource->setTextFormat(Qt::PlainText);
+  lblSource->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  txtTarget_ = Make<QLineEdit>("txtTarget");
+  txtTarget_->setAccessibleName(PlainLabel(optOther_->text()));
+  btnTarget_ = Make<QPushButton>("btnTarget", QStringLiteral("..."));
+  btnTarget_->setAccessibleName(QStringLiteral("選擇資料夾"));
+  chkNewer_ = Make<QCheckBox>("chkNewer", QStringLiteral("也覆寫比備份新的檔案(&N)"));
+  auto* box = new QWidget;
+  auto* grid = new QGridLayout(box);
+  grid->setContentsMargins(0, 0, 0, 0);
+  grid->addWidget(optPlace_, 0, 0);
+  grid->addWidget(lblSource, 0, 1, 1, 2);
+  grid->addWidget(optOther_, 1, 0);
+  grid->addWidget(txtTarget_, 1, 1);
+  grid->addWidget(btnTarget_, 1, 2);
+  grid->addWidget(chkNewer_, 2, 0, 1, 3);
+  connect(optOther_, &QRadioButton::toggled, this, &FrmRestore::ShowState);
+  connect(txtTarget_, &QLineEdit::textChanged, this, &FrmRestore::ShowState);
+  connect(btnTarget_, &QPushButton::clicked, this, &FrmRestore::BrowseTarget);
+  return box;
+}
+
+void FrmRestore::ShowState() {
+  const bool other = optOther_->isChecked();
+  txtTarget_->setEnabled(other);
+  btnTarget_->setEnabled(other);
+  const std::size_t count = picked_.Paths().size();
+  lblPicked_->setText(count == 0
+                          ? QStringLiteral("請勾選要還原的檔案或資料夾。")
+                          : QStringLiteral("已選取 %1 個項目。").arg(ToQString(Grouped(count))));
+  cmdOK_->setEnabled(count > 0 && (!other || !txtTarget_->text().trimmed().isEmpty()));
+}
+
+void FrmRestore::StartSearch() {
+  search_.reset();
+  if (!txtFind_->text().trimmed().isEmpty()) return search_timer_.start(kTypingMs);
+  search_timer_.stop();
+  if (model_->IsTree()) return;
+  model_->ShowTree();
+  tvwFiles_->setRootIsDecorated(true);
+  tvwFiles_->hideColumn(BackupModel::kFolder);
+}
+
+void FrmRestore::SearchOn() {
+  if (!search_) {
+    search_ = std::make_unique<BackupSearch>(browser_, FromQString(txtFind_->text().trimmed()));
+    model_->ShowHits({});
+    tvwFiles_->setRootIsDecorated(false);
+    tvwFiles_->showColumn(BackupModel::kFolder);
+  }
+  const bool more = search_->Advance(kSearchMs);
+  model_->ShowHits(search_->Hits());
+  if (more) search_timer_.start(0);
+}
+
+void FrmRestore::BrowseTarget() {
+  const QString folder =
+      picker_.PickFolder(*this, QStringLiteral("還原到其他資料夾"), txtTarget_->text().trimmed());
+  if (!folder.isEmpty()) txtTarget_->setText(folder);
+}
+
+void FrmRestore::Accept() {
+  const QString target = txtTarget_->text().trimmed();
+  if (optOther_->isChecked() && !target.startsWith(u'/') &&
+      !target.startsWith(QStringLiteral("\\\\")) && target.mid(1, 2) != QStringLiteral(":\\")) {
+    Warn(*this, QStringLiteral("「%1」不是完整的路徑。").arg(target));
+    txtTarget_->setFocus();
+    return;
+  }
+  accept();
+}
+
+RestorePick FrmRestore::Pick() const {
+  RestorePick pick;
+  pick.Paths = picked_;
+  if (optOther_->isChecked()) pick.Target = FromQString(txtTarget_->text().trimmed());
+  pick.ReplaceNewer = chkNewer_->isChecked();
+  return pick;
+}
+
+}  // namespace kavrel

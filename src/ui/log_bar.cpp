@@ -1,0 +1,63 @@
+#include "ui/log_bar.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QSignalBlocker>
+
+#include "ui/layout_help.h"
+#include "ui/qt_text.h"
+
+namespace kavrel {
+
+LogBar::LogBar() {
+  setObjectName(QStringLiteral("picLogBar"));
+  cboLogJob_ = Make<QComboBox>("cboLogJob");
+  cboLogJob_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+  cboLogJob_->setMinimumContentsLength(18);
+  cboLogJob_->addItem(QStringLiteral("所有排程"));
+  chkLogFailed_ = Make<QCheckBox>("chkLogFailed", QStringLiteral("只顯示有問題的紀錄(&B)"));
+  txtLogFind_ = Make<QLineEdit>("txtLogFind");
+  txtLogFind_->setClearButtonEnabled(true);
+  txtLogFind_->setPlaceholderText(QStringLiteral("名稱、狀態或日期"));
+  auto* layout = new QHBoxLayout(this);
+  layout->setContentsMargins(6, 4, 6, 4);
+  layout->addWidget(MakeLabel(QStringLiteral("排程(&J)："), cboLogJob_));
+  layout->addWidget(cboLogJob_);
+  layout->addSpacing(8);
+  layout->addWidget(chkLogFailed_);
+  layout->addSpacing(8);
+  layout->addWidget(MakeLabel(QStringLiteral("搜尋(&F)："), txtLogFind_));
+  layout->addWidget(txtLogFind_, 1);
+  connect(cboLogJob_, &QComboBox::currentIndexChanged, this, &LogBar::Changed);
+  connect(chkLogFailed_, &QCheckBox::toggled, this, &LogBar::Changed);
+  connect(txtLogFind_, &QLineEdit::textChanged, this, &LogBar::Changed);
+}
+
+void LogBar::OfferJobs(const std::vector<LogRow>& rows) {
+  QStringList names;
+  for (const LogRow& row : rows) {
+    const QString name = ToQString(row[0]);
+    if (!name.isEmpty() && !names.contains(name, Qt::CaseInsensitive)) names += name;
+  }
+  names.sort();
+  QStringList offered;
+  for (int i = 1; i < cboLogJob_->count(); ++i) offered += cboLogJob_->itemText(i);
+  if (names == offered) return;
+  const QString chosen = cboLogJob_->currentIndex() > 0 ? cboLogJob_->currentText() : QString();
+  const QSignalBlocker quiet(cboLogJob_);
+  while (cboLogJob_->count() > 1) cboLogJob_->removeItem(1);
+  cboLogJob_->addItems(names);
+  cboLogJob_->setCurrentIndex(chosen.isEmpty() ? 0 : qMax(0, cboLogJob_->findText(chosen)));
+}
+
+LogFilter LogBar::Filter() const {
+  LogFilter filter;
+  if (cboLogJob_->currentIndex() > 0) filter.Job = FromQString(cboLogJob_->currentText());
+  filter.Failed = chkLogFailed_->isChecked();
+  filter.Text = FromQString(txtLogFind_->text().trimmed());
+  return filter;
+}
+
+}  // namespace kavrel
