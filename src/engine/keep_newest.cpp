@@ -82,7 +82,7 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
   const Result<FileStatus> status =
       parent ? parent->Status(PathName(path)) : Result<FileStatus>::Fail(parent.Error);
   // What is gone, or has become something else, is no backup of this job any more.
-  if IsNotFound ((status.Error)) return true;
+  if (IsNotFound(status.Error)) return true;
   const FileKind kind = IsFolderUnit(unit) ? FileKind::Folder : FileKind::File;
   if (status && status->Kind != kind) return true;
   if (!status || !MayGo(context, job, *parent, *status) || bin.Recycle(*parent, PathName(path))) {

@@ -4,6 +4,7 @@
 
 #include "files/error_text.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 

@@ -8,6 +8,7 @@
 #include "engine/folder_pair.h"
 #include "engine/tree_walk.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -129,7 +130,7 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
 bool VerifyWalk::HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair) {
   if (pair.Dest) return true;
   VerifyCounters& found = report_.Counters;
-  if IsNotFound ((pair.DestError)) {
+  if (IsNotFound(pair.DestError)) {
     pair.DestIsNew = true;
     if (parent && !parent->DestIsNew) {
       Differs(found.Missing, u": 驗證資料夾 (缺少)：", paths_.Source());
@@ -188,7 +189,7 @@ void VerifyWalk::VerifyFile(const FolderPair& pair, std::u16string_view name, Fi
   const Result<FileStatus> source = pair.Source.Status(name);
   if (!source) {
     // Gone since the folder was listed: no part of the source any more.
-    if IsNotFound ((source.Error)) return;
+    if (IsNotFound(source.Error)) return;
     return Differs(report_.Counters.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
   }
   if (!choice_.WithinSizeLimit(*source)) {
@@ -208,7 +209,7 @@ void VerifyWalk::Compare(const FolderPair& pair, std::u16string_view name,
                          const FileStatus& source) {
   VerifyCounters& found = report_.Counters;
   const Result<FileStatus> dest = pair.Dest.Status(name);
-  if IsNotFound ((dest.Error)) {
+  if (IsNotFound(dest.Error)) {
     return Differs(found.Missing, u": 驗證檔案 (缺少)：", paths_.SourceOf(name));
   }
   if (!dest) return Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", DestOf(name));
