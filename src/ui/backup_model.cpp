@@ -21,7 +21,11 @@ struct BackupModel::Node {
 };
 
 BackupModel::BackupModel(const BackupBrowser& browser, PathSet& picked, QObject* parent)
-    : QAbstractItemModel(parent), browser_(browser), picked_(picked) {
+    : QAbstractItemModel(parent),
+      browser_(browser),
+      picked_(picked),
+      folder_icon_(QApplication::style()->standardIcon(QStyle::SP_DirIcon)),
+      file_icon_(QApplication::style()->standardIcon(QStyle::SP_FileIcon)) {
   ShowTree();
 }
 
@@ -145,8 +149,7 @@ QVariant BackupModel::data(const QModelIndex& index, int role) const {
       return index.column() == kSize ? QVariant(Qt::AlignRight | Qt::AlignVCenter) : QVariant();
     case Qt::DecorationRole:
       if (index.column() != kName) return {};
-      return QApplication::style()->standardIcon(node.Item.IsFolder ? QStyle::SP_DirIcon
-                                                                    : QStyle::SP_FileIcon);
+      return node.Item.IsFolder ? folder_icon_ : file_icon_;
     case Qt::CheckStateRole:
       if (index.column() != kName) return {};
       switch (StateOf(picked_, node.Path())) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QAbstractItemModel>
+#include <QIcon>
 #include <memory>
 #include <vector>
 
@@ -50,6 +51,7 @@ class BackupModel : public QAbstractItemModel {
 
   const BackupBrowser& browser_;
   PathSet& picked_;
+  const QIcon folder_icon_, file_icon_;
   std::unique_ptr<Node> root_;
   bool tree_ = true;
 };

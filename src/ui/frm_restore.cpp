@@ -13,6 +13,7 @@
 
 #include "base/number.h"
 #include "ui/backup_model.h"
+#include "ui/controls/lict_delegate.h"
 #include "ui/file_picker.h"
 #include "ui/layout_help.h"
 #include "ui/message_box.h"
@@ -25,7 +26,7 @@ namespace {
 
 // A search works in slices, so that typing goes on.
 constexpr int kTypingMs = 250, kSearchMs = 30;
-constexpr int kNameWidth = 300, kFolderWidth = 220, kSizeWidth = 90;
+constexpr int kNameWidth = 280, kFolderWidth = 180, kSizeWidth = 90;
 
 }  // namespace
 
@@ -73,6 +74,7 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
 QWidget* FrmRestore::MakeTree() {
   tvwFiles_ = Make<QTreeView>("tvwFiles");
   tvwFiles_->setModel(model_);
+  tvwFiles_->setItemDelegate(new LictDelegate(tvwFiles_));
   tvwFiles_->setUniformRowHeights(true);
   tvwFiles_->setAlternatingRowColors(true);
   tvwFiles_->setAccessibleName(windowTitle());
@@ -94,6 +96,7 @@ QWidget* FrmRestore::MakeTarget(const QString& source) {
   txtTarget_ = Make<QLineEdit>("txtTarget");
   txtTarget_->setAccessibleName(PlainLabel(optOther_->text()));
   btnTarget_ = Make<QPushButton>("btnTarget", QStringLiteral("..."));
+  btnTarget_->setFixedWidth(btnTarget_->fontMetrics().horizontalAdvance(u'.') * 3 + 24);
   btnTarget_->setAccessibleName(QStringLiteral("選擇資料夾"));
   chkNewer_ = Make<QCheckBox>("chkNewer", QStringLiteral("也覆寫比備份新的檔案(&N)"));
   auto* box = new QWidget;

@@ -184,6 +184,9 @@ class Pictures {
       WriteTestFile(program_.Dest() / name, std::string(123456, 'x'));
       SetWritten(program_.Dest() / name, {1253689200, 0});
     }
+    for (const char* folder : {"信件/2025", "信件/2026", "信件", "照片/旅行", "照片"}) {
+      SetWritten(program_.Dest() / folder, {1253689200, 0});
+    }
     const auto browser = BrowseFolder(program_.Temp.Files(), u"D:\\dst\\");
     FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", *browser}, DesktopFilePicker(),
                        nullptr);
