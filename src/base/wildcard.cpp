@@ -1,6 +1,7 @@
 #include "base/wildcard.h"
 
 #include <cstddef>
+#include <vector>
 
 #include "base/text.h"
 
@@ -67,11 +68,15 @@ bool MatchesPattern(std::u16string_view text, std::u16string_view pattern) {
       (text.empty() || text.back() != pattern.back())) {
     return false;
   }
-  return MatchAll(text, pattern, [pattern](char16_t c, std::size_t& p) {
+  // Brackets found malformed: each is read to its end only once, not for every character.
+  std::vector<bool> plain;
+  return MatchAll(text, pattern, [pattern, &plain](char16_t c, std::size_t& p) {
     const char16_t wanted = pattern[p];
-    if (wanted == u'[') {
+    if (wanted == u'[' && (plain.empty() || !plain[p])) {
       bool matches = false;
       if (ReadList(pattern, p, c, matches)) return matches;
+      plain.resize(pattern.size());
+      plain[p] = true;
     }
     ++p;
     if (wanted == u'?') return true;

@@ -76,6 +76,9 @@ TEST_F(Fuzz, NoPatternTakesExponentialTime) {
   EXPECT_TRUE(MatchesPattern(text, stars + u"*"));
   EXPECT_FALSE(MatchesFileMask(text, stars + u"b"));
   EXPECT_FALSE(MatchesPattern(text, std::u16string(50, u'*') + u"b"));
+  // Nor the time of its square: each bracket is malformed, which only its end tells.
+  const std::u16string brackets = u"*" + std::u16string(3000, u'[') + u"b-a";
+  EXPECT_FALSE(MatchesPattern(std::u16string(10'000, u'[') + u"]", brackets + u"c]"));
 }
 
 }  // namespace
