@@ -133,6 +133,19 @@ TEST(ProgramStart, AnUnreadableStoreIsToldAndKept) {
   EXPECT_TRUE(std::filesystem::is_directory(run.Temp.Home() / "Backup.rtm"));
 }
 
+TEST(ProgramSettings, EditedByHandDuringARunTheyCountAndAreKept) {
+  TestProgram test;
+  const auto file = test.Temp.Home() / "Settings.ini";
+  const std::string edited = "; mine\n[Settings]\nExcEnabled=0\nLogRestrictions=0\n";
+  WriteTestFile(test.Source() / "a", "x");
+  test.AddJob();
+  test.Host.AtPump = [&] { WriteTestFile(file, edited); };
+  ASSERT_EQ(test.Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(test.Program.Settings.LogRestrictions(), 0);
+  ASSERT_TRUE(test.Program.Settings.SetStartMin(true));
+  EXPECT_EQ(ReadTestFile(file), edited + "StartMin=True\n");
+}
+
 TEST(ProgramLock, OneProcessHasTheFolder) {
   StartedProgram first;
   EXPECT_TRUE(first.Program.Lock(u"first"));
