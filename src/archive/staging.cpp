@@ -49,7 +49,11 @@ Staging::Staging(const FileSystem& files, AsideJournal& asides, std::u16string_v
     slot_ = asides_.Begin({folder, {}, name_, nullptr, &like});
     Result<Folder> made = root_.MakeFolder(name_);
     if (made) {
-      asides_.NoteMade(slot_, made->Status());
+      const Result<FileStatus> status = made->Status();
+      // What is not noted cannot be removed after a kill, unless it is empty.
+      if (!status && root_.RemoveFolder(name_) == 0) asides_.End(slot_);
+      if (!status) return;
+      asides_.NoteMade(slot_, status);
       staged_ = std::move(*made);
     } else {
       asides_.End(slot_);

@@ -27,7 +27,8 @@ class ChildProcess {
                   const std::string& folder, std::string_view input,
                   const std::vector<std::string>& environment = {});
   /// Appends what the program has written meanwhile, waiting at most so long for something. False
-  /// when it will write no more; a program whose output cannot be read is ended.
+  /// when it will write no more. A program whose output cannot be read is ended, and counts as
+  /// ended by that even when it was quicker.
   bool Read(std::string& output, std::uint32_t wait_milliseconds);
   void Kill();
   /// Waits for the end; gives the exit code, 128 + signal number when a signal ended it.
@@ -35,7 +36,8 @@ class ChildProcess {
 
  private:
   int process_ = -1, output_ = -1;
-  int group_ = -1;  ///< with what it has started, where a group has a handle of its own
+  bool lost_ = false;  ///< output that could not be read
+  int group_ = -1;     ///< with what it has started, where a group has a handle of its own
 };
 
 /// The host path of the first of these programs found in `folder` (a host path), beside this

@@ -74,7 +74,10 @@ bool ChildProcess::Read(std::string& output, std::uint32_t wait_milliseconds) {
   char buffer[4096];
   const ssize_t got = Retry([&] { return read(output_, buffer, sizeof buffer); });
   // What it still has to say is lost; nobody must take the beginning for the whole.
-  if (got < 0) Kill();
+  if (got < 0) {
+    lost_ = true;
+    Kill();
+  }
   if (got <= 0) return false;
   output.append(buffer, static_cast<std::size_t>(got));
   return true;
@@ -92,6 +95,7 @@ int ChildProcess::Wait() {
   int status = 0;
   if (process_ <= 0 || Retry([&] { return waitpid(process_, &status, 0); }) < 0) return -1;
   process_ = -1;
+  if (lost_) return 128 + SIGKILL;
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
