@@ -15,10 +15,10 @@ namespace {
 /// Goes where the run's synchronisation will go.
 class LookAhead {
  public:
-  LookAhead(const RunContext& context, const BackupJob& job, SettledFolders& settled)
+  LookAhead(const RunContext& context, const BackupJob& job, ForeseenFolders& foreseen)
       : context_(context),
         job_(job),
-        settled_(settled),
+        foreseen_(foreseen),
         paths_(job.Source.WorkPath, job.Destination.WorkPath) {
     plan_.Depth = RunPlan::Level::Counts;
     context_.Plan = &plan_;
@@ -47,13 +47,12 @@ class LookAhead {
       SourceEmpty = !pair.SourceError && !FolderReader(pair.Source).Next();
     }
     if (dest_root_.Is(pair.SourceStatus)) return;
-    const RunCounters before = context_.Counters;
-    KeptEntries kept;
-    if (!synchronisation_->SyncFolder(pair, paths_, &kept)) return;
-    Kept += kept.Files;
-    if (kept.Whole && context_.Counters == before) settled_.Insert(*dest);
+    SeenEntries seen;
+    if (!synchronisation_->SyncFolder(pair, paths_, &seen)) return;
+    Kept += seen.KeptFiles;
+    if (seen.Whole) foreseen_.Insert(*dest, std::move(seen.Gone));
     if (!job_.IncludeSubfolders) return;
-    for (const std::u16string& subfolder : kept.Subfolders) {
+    for (const std::u16string& subfolder : seen.KeptFolders) {
       if (context_.State.CancelRequested) return;
       const WalkPaths::Step step(paths_, subfolder);
       Walk(&pair, subfolder);
@@ -62,7 +61,7 @@ class LookAhead {
 
   RunContext context_;
   const BackupJob& job_;
-  SettledFolders& settled_;
+  ForeseenFolders& foreseen_;
   WalkPaths paths_;
   const std::size_t root_length_ = paths_.Dest().size();
   RunPlan plan_;
@@ -101,9 +100,9 @@ std::u16string Objection(const RunContext& context, const BackupJob& job, const 
 }
 
 std::u16string LookForObjection(const RunContext& context, const BackupJob& job,
-                                SettledFolders& settled) {
+                                ForeseenFolders& foreseen) {
   if (context.Force || !job.Extras.GuardMirror) return {};
-  LookAhead ahead(context, job, settled);
+  LookAhead ahead(context, job, foreseen);
   ahead.Run();
   const std::u16string objection = Objection(context, job, ahead);
   if (objection.empty()) return {};
@@ -118,16 +117,16 @@ std::u16string SourceMountOf(const RunContext& context, const BackupJob& job) {
   return point.empty() ? u"/" : point;
 }
 
-bool PassMirrorGuard(RunContext& context, const BackupJob& job, SettledFolders& settled) {
-  const std::u16string objection = LookForObjection(context, job, settled);
+bool PassMirrorGuard(RunContext& context, const BackupJob& job, ForeseenFolders& foreseen) {
+  const std::u16string objection = LookForObjection(context, job, foreseen);
   if (context.State.CancelRequested) return false;
   if (objection.empty()) return true;
   return AskToGoOn(context, job, RunRefusal::MirrorGuard, u"同步刪除防護", objection);
 }
 
 std::u16string MirrorObjection(const RunContext& context, const BackupJob& job) {
-  SettledFolders settled;
-  return LookForObjection(context, job, settled);
+  ForeseenFolders foreseen;
+  return LookForObjection(context, job, foreseen);
 }
 
 }  // namespace kavrel

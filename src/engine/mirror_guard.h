@@ -3,31 +3,44 @@
 #pragma once
 
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "engine/run_context.h"
 
 namespace kavrel {
 
-/// Destination folders that were seen to hold nothing which the source does not. Two of one number
-/// would only make the run keep something that it might have removed.
-class SettledFolders {
+/// What a look ahead has seen of destination folders: which of their entries the source does not
+/// have. Two folders of one number do no harm, for whatever is removed is looked up in the source
+/// once more.
+class ForeseenFolders {
  public:
-  void Insert(const FileStatus& folder) { folders_.insert(NumberOf(folder)); }
-  bool Contains(const FileStatus& folder) const { return folders_.contains(NumberOf(folder)); }
+  /// A folder for whose names there is no more room stays unknown.
+  void Insert(const FileStatus& folder, std::vector<FolderEntry> gone) {
+    names_ += gone.size();
+    if (names_ <= kMostNames) folders_.insert_or_assign(NumberOf(folder), std::move(gone));
+  }
+  /// Null for a folder that is not known.
+  const std::vector<FolderEntry>* Find(const FileStatus& folder) const {
+    const auto found = folders_.find(NumberOf(folder));
+    return found == folders_.end() ? nullptr : &found->second;
+  }
 
  private:
+  static constexpr std::size_t kMostNames = 100'000;
   static std::uint64_t NumberOf(const FileStatus& folder) {
     return folder.Device * 0x9E3779B97F4A7C15 ^ folder.Id;
   }
-  std::unordered_set<std::uint64_t> folders_;
+  std::unordered_map<std::uint64_t, std::vector<FolderEntry>> folders_;
+  std::size_t names_ = 0;
 };
 
 /// To be asked before the run's first removal. Looks ahead over all that the run would remove, by
-/// the code that removes it; folders of which nothing would go are put into `settled`, so that the
-/// run need not look at them again. False when the run is to stop: the host was asked and did not
+/// the code that removes it; what it has seen is put into `foreseen`, so that the run need not list
+/// the folders again. False when the run is to stop: the host was asked and did not
 /// agree. The context's Refusal and the log tell why, and the cancel flag is set.
-bool PassMirrorGuard(RunContext& context, const BackupJob& job, SettledFolders& settled);
+bool PassMirrorGuard(RunContext& context, const BackupJob& job, ForeseenFolders& foreseen);
 
 /// Why the guard would stop the run, in words; empty when it would not. The context holds a plan.
 std::u16string MirrorObjection(const RunContext& context, const BackupJob& job);

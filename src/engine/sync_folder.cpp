@@ -50,19 +50,23 @@ bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t
 }
 
 bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
-                                 KeptEntries* kept) {
+                                 SeenEntries* seen) {
   if (context_.State.CancelRequested || !pair.Dest) return true;
   // A source that cannot be opened is not an empty source; the walk counts and logs that.
   if (pair.SourceError) return true;
   std::vector<std::uint64_t> held;
+  std::u16string path(paths.Dest());
   const Result<FileStatus> dest = pair.Dest.Status();
-  if (dest && settled_.Contains(*dest)) return true;
+  const std::vector<FolderEntry>* foreseen = dest ? foreseen_.Find(*dest) : nullptr;
+  if (foreseen) {
+    SyncForeseen(pair, *foreseen, path, *dest);
+    return true;
+  }
   if (!dest || source_lineage_.empty() || !ListSource(pair.Source, held)) {
     CountFailure(u": 略過同步 (失敗)：", paths.Source());
     PlanFailure(true, PlanReason::Unreadable, paths.Dest());
     return false;
   }
-  std::u16string path(paths.Dest());
   // A copy of a read-only folder is read-only, too.
   if (!context_.Plan) pair.Dest.MakeWritable();
   FolderReader reader(pair.Dest);
@@ -72,20 +76,36 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
         !MayBeHeld(pair.Source, *entry)) {
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
-    } else if (kept && entry->Kind == FileKind::Folder) {
-      kept->Subfolders.push_back(entry->Name);
-    } else if (kept) {
-      ++kept->Files;
+      if (seen) seen->Gone.push_back(*entry);
+    } else if (seen && entry->Kind == FileKind::Folder) {
+      seen->KeptFolders.push_back(entry->Name);
+    } else if (seen) {
+      ++seen->KeptFiles;
     }
     context_.Host.PumpMessages();
   }
-  if (kept) kept->Whole = reader.Error() == 0;
+  if (seen) seen->Whole = reader.Error() == 0;
   return true;
+}
+
+/// Removes what the guard's look ahead has found in a folder, as far as it is still there and the
+/// source still lacks it.
+void Synchronisation::SyncForeseen(const FolderPair& pair, const std::vector<FolderEntry>& gone,
+                                   std::u16string& path, const FileStatus& dest) {
+  if (gone.empty()) return;
+  pair.Dest.MakeWritable();
+  for (const FolderEntry& entry : gone) {
+    if (context_.State.CancelRequested) return;
+    const Result<FileStatus> now = pair.Dest.Status(entry.Name);
+    const bool same = now && now->Kind == entry.Kind;
+    if (same && !MayBeHeld(pair.Source, entry)) SyncEntry(pair, entry, path, dest);
+    context_.Host.PumpMessages();
+  }
 }
 
 bool Synchronisation::PassesGuard() {
   if (passed_guard_ || context_.Plan) return true;
-  if (!PassMirrorGuard(context_, job_, settled_)) return false;
+  if (!PassMirrorGuard(context_, job_, foreseen_)) return false;
   passed_guard_ = true;
   return true;
 }

@@ -15,11 +15,12 @@
 
 namespace kavrel {
 
-/// What stays of destination folders.
-struct KeptEntries {
-  std::uint64_t Files = 0;
-  std::vector<std::u16string> Subfolders;
-  bool Whole = false;  ///< the last folder was looked through to its end
+/// What a look at a destination folder has found.
+struct SeenEntries {
+  std::uint64_t KeptFiles = 0;
+  std::vector<std::u16string> KeptFolders;
+  std::vector<FolderEntry> Gone;
+  bool Whole = false;  ///< it was looked through to its end
 };
 
 /// The synchronisation of one run. With a plan in the context, everything is decided and counted
@@ -33,8 +34,8 @@ class Synchronisation {
   /// both sides have are not entered: the walk comes to them in turn. An item stays when the source
   /// has one of the same name and kind, whatever its size or date, excluded or not. False when the
   /// source folder could not be listed to its end, which is logged and counted here. Before the
-  /// first removal of all, the mirror guard may stop the run. What stays is added to `kept`.
-  bool SyncFolder(const FolderPair& pair, const WalkPaths& paths, KeptEntries* kept = nullptr);
+  /// first removal of all, the mirror guard may stop the run. What it finds is put into `seen`.
+  bool SyncFolder(const FolderPair& pair, const WalkPaths& paths, SeenEntries* seen = nullptr);
   /// From now on what is deleted is given back to the disk by this; it outlives this.
   void UseRelease(LateRelease& release) { release_ = &release; }
   /// Whether the plan removes what lies at this path of the destination.
@@ -43,6 +44,8 @@ class Synchronisation {
  private:
   bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);
   bool PassesGuard();
+  void SyncForeseen(const FolderPair& pair, const std::vector<FolderEntry>& gone,
+                    std::u16string& path, const FileStatus& dest);
   void SyncEntry(const FolderPair& pair, const FolderEntry& entry, std::u16string& path,
                  const FileStatus& dest);
   ErrorCode RemoveEntry(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
@@ -60,7 +63,7 @@ class Synchronisation {
   LateRelease* release_ = nullptr;
   std::vector<FileStatus> source_lineage_;
   bool passed_guard_ = false;
-  SettledFolders settled_;
+  ForeseenFolders foreseen_;
   std::unordered_set<std::u16string> planned_gone_;  ///< paths, as far as the source has them
   std::size_t root_length_ = 0;                      ///< of the destination's path
 };
