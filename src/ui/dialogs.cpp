@@ -3,7 +3,9 @@
 #include "ui/file_picker.h"
 #include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
+#include "ui/frm_go_on.h"
 #include "ui/frm_past_due.h"
+#include "ui/frm_preview.h"
 #include "ui/frm_restore.h"
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
@@ -43,6 +45,14 @@ std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
                     &program.WindowSizes);
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
   return dialog.Pick();
+}
+
+bool AskToGoOn(const RunQuestion& question, QWidget* parent) {
+  return FrmGoOn(question, parent).exec() == QDialog::Accepted;
+}
+
+bool PreviewRun(Program& program, std::int32_t job_index, QWidget* parent) {
+  return FrmPreview(program, job_index, parent).exec() == QDialog::Accepted;
 }
 
 void AskAboutPastDue(PastDueQuestion& question, QWidget* parent) {

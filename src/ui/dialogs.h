@@ -30,6 +30,10 @@ std::optional<std::u16string> PickArchive(Program& program,
 /// The files to restore, and where to; nothing when the user chose none.
 std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
                                      const BackupBrowser& browser, QWidget* parent);
+/// Whether the run is to go on. Without an answer within a minute it is not.
+bool AskToGoOn(const RunQuestion& question, QWidget* parent);
+/// What a run of the job of this position would do. True when the user wants it to run now.
+bool PreviewRun(Program& program, std::int32_t job_index, QWidget* parent);
 /// Returns with the question answered.
 void AskAboutPastDue(PastDueQuestion& question, QWidget* parent);
 

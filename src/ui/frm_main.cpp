@@ -122,6 +122,7 @@ void FrmMain::BuildLists() {
   job_menu_ = new JobMenu(*program_, *jobs_, this);
   connect(job_menu_, &JobMenu::RunWanted, this, &FrmMain::AskAndRun);
   connect(job_menu_, &JobMenu::RestoreWanted, this, &FrmMain::AskAndRestore);
+  connect(job_menu_, &JobMenu::PreviewWanted, this, &FrmMain::PreviewAndRun);
   connect(job_menu_, &JobMenu::EditWanted, this,
           [this](int row) { EditJobs([&] { OpenJobEditor(*program_, row, this); }); });
 }
@@ -303,7 +304,19 @@ void FrmMain::lstJob_ItemCheck(int row, bool checked) {
 void FrmMain::AskAndRun(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   const QString name = jobs_->View().ItemText(row, 0);
-  if (!Confirm(*this, QStringLiteral("您確定要執行「%1」備份排程嗎？").arg(name))) return;
+  if (Confirm(*this, QStringLiteral("您確定要執行「%1」備份排程嗎？").arg(name))) RunNow(row);
+}
+
+void FrmMain::PreviewAndRun(int row) {
+  if (program_->State.RunBusy || row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
+  program_->Scheduler.SetSchedulerTimer(false);
+  const bool run = PreviewRun(*program_, row, this);
+  if (ended_) return;
+  program_->Scheduler.SetSchedulerTimer(true);
+  if (run) RunNow(row);
+}
+
+void FrmMain::RunNow(int row) {
   if (!program_->State.RunBusy) run_->Begin(row, false);
   const RunOutcome outcome = program_->RunJobNow(row);
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(row)];
@@ -422,6 +435,12 @@ void FrmMain::AskPastDue(PastDueQuestion& question) {
 void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   TellBeside(*this, QStringLiteral("檔案「%1」已被其他程式變更，該版本已另存為「%2」。")
                         .arg(ToQString(path), ToQString(copy)));
+}
+
+bool FrmMain::AskGoOn(const RunQuestion& question) {
+  if (InterruptRequested()) return false;
+  Attract();
+  return AskToGoOn(question, isVisible() ? this : nullptr);
 }
 
 // ---- Timers ----

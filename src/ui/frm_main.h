@@ -50,6 +50,7 @@ class FrmMain : public QWidget, public ProgramHost {
   void LayOut() override;
   void AskPastDue(PastDueQuestion& question) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
+  bool AskGoOn(const RunQuestion& question) override;
   void PumpMessages() override;
   int ApiFileCopyCallback(std::uint64_t total_size, std::uint64_t bytes_done,
                           std::uint32_t stream_number, std::uint64_t stream_size,
@@ -96,6 +97,8 @@ class FrmMain : public QWidget, public ProgramHost {
   void EditDrives();
   void AskAndRun(int row);
   void AskAndRestore(int row);
+  void PreviewAndRun(int row);
+  void RunNow(int row);
   void TellOutcome(RunOutcome outcome, const BackupJob& job);
 
   void ShowHealth();

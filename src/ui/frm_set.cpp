@@ -8,6 +8,7 @@
 #include "ui/job_item_page.h"
 #include "ui/job_list_page.h"
 #include "ui/job_preview_box.h"
+#include "ui/job_safety_page.h"
 #include "ui/job_time_page.h"
 #include "ui/layout_help.h"
 #include "ui/message_box.h"
@@ -18,7 +19,7 @@ namespace kavrel {
 
 namespace {
 
-enum Tab { ListTab = 1, ItemTab = 2, TimeTab = 3 };
+enum Tab { ListTab = 1, ItemTab = 2, TimeTab = 3, SafetyTab = 4 };
 
 constexpr int kPreviewDelayMs = 150;
 
@@ -62,9 +63,11 @@ void FrmSet::MakePages() {
   list_ = new JobListPage;
   item_ = new JobItemPage(program_);
   time_ = new JobTimePage;
+  safety_ = new JobSafetyPage;
   tabs_.TabsAdd(QStringLiteral("備份清單(&B)"), list_);
   tabs_.TabsAdd(QStringLiteral("備份項目(&I)"), item_);
   tabs_.TabsAdd(QStringLiteral("備份時間(&H)"), time_);
+  tabs_.TabsAdd(QStringLiteral("進階(&J)"), safety_);
   tabs_.SetAccessibleName(windowTitle());
   preview_ = new JobPreviewBox;
 
@@ -75,6 +78,7 @@ void FrmSet::MakePages() {
   connect(list_, &JobListPage::SelectionChanged, this, [this] { preview_timer_.start(); });
   connect(item_, &JobItemPage::Changed, this, &FrmSet::Changed);
   connect(time_, &JobTimePage::Changed, this, &FrmSet::Changed);
+  connect(safety_, &JobSafetyPage::Changed, this, &FrmSet::Changed);
 }
 
 void FrmSet::MakeButtons() {
@@ -121,6 +125,7 @@ void FrmSet::EnableMain(bool list_mode) {
   tabs_.SetTabEnabled(ListTab, list_mode);
   tabs_.SetTabEnabled(ItemTab, !list_mode);
   tabs_.SetTabEnabled(TimeTab, !list_mode);
+  tabs_.SetTabEnabled(SafetyTab, !list_mode);
   for (QPushButton* button : {btnSave_, btnCancel_}) button->setVisible(list_mode);
   for (QPushButton* button : {btnSaveJob_, btnCancelJob_}) button->setVisible(!list_mode);
   (list_mode ? btnSave_ : btnSaveJob_)->setDefault(true);
@@ -134,6 +139,7 @@ void FrmSet::ShowJob(const BackupJob& job, bool changed) {
   EnableMain(false);
   item_->Show(FormOf(buffer_));
   time_->Show(buffer_);
+  safety_->Show(buffer_.Extras);
   btnSaveJob_->setEnabled(changed);
   ShowPreview();
 }
@@ -142,6 +148,7 @@ JobForm FrmSet::ReadForm() const {
   JobForm form;
   item_->Read(form);
   time_->Read(form);
+  safety_->Read(form);
   return form;
 }
 

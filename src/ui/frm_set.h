@@ -17,6 +17,7 @@ namespace kavrel {
 class JobItemPage;
 class JobListPage;
 class JobPreviewBox;
+class JobSafetyPage;
 class JobTimePage;
 class Program;
 
@@ -66,6 +67,7 @@ class FrmSet : public QDialog {
   JobListPage* list_;
   JobItemPage* item_;
   JobTimePage* time_;
+  JobSafetyPage* safety_;
   JobPreviewBox* preview_;
   QTimer preview_timer_;  ///< waits until the user pauses
   QPushButton *btnSaveJob_, *btnCancelJob_, *btnSave_, *btnCancel_;

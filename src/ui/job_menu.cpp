@@ -30,6 +30,9 @@ void JobMenu::BuildJobItems() {
   verify_ = AddItem(*menu_, QStringLiteral("mnuJobVerify"), {});
   connect(verify_, &QAction::triggered, this,
           [this] { Q_EMIT VerifyWanted(run_->data().toInt()); });
+  preview_ = AddItem(*menu_, QStringLiteral("mnuJobPreview"), {});
+  connect(preview_, &QAction::triggered, this,
+          [this] { Q_EMIT PreviewWanted(preview_->data().toInt()); });
   edit_ = AddItem(*menu_, QStringLiteral("mnuJobEdit"), {});
   connect(edit_, &QAction::triggered, this, [this] { Q_EMIT EditWanted(edit_->data().toInt()); });
   source_ = AddItem(*menu_, QStringLiteral("mnuIntDir"), QStringLiteral("開啟來源資料夾"));
@@ -85,13 +88,15 @@ void JobMenu::Popup(QPoint position) {
   const QString name = list_.View().ItemText(row, 0).replace(u'&', QStringLiteral("&&"));
   run_->setText(job ? QStringLiteral("執行「%1」備份排程").arg(name)
                     : QStringLiteral("執行指定備份排程"));
+  preview_->setText(QStringLiteral("預覽「%1」備份內容").arg(name));
   restore_->setText(job ? QStringLiteral("執行「%1」還原排程").arg(name)
                         : QStringLiteral("執行指定還原排程"));
   verify_->setText(QStringLiteral("驗證「%1」的備份").arg(name));
   edit_->setText(job ? QStringLiteral("編輯「%1」備份設定").arg(name)
                      : QStringLiteral("建立新的備份排程"));
-  for (QAction* action : {run_, restore_, edit_}) action->setData(row);
-  for (QAction* action : {run_, restore_, restore_some_, verify_, source_, destination_}) {
+  for (QAction* action : {run_, preview_, restore_, edit_}) action->setData(row);
+  for (QAction* action :
+       {run_, preview_, restore_, restore_some_, verify_, source_, destination_}) {
     action->setVisible(job);
   }
   menu_->setDefaultAction(job ? run_ : edit_);

@@ -27,6 +27,7 @@ class JobMenu : public QObject {
   void RestoreWanted(int row);
   void RestoreSomeWanted(int row);
   void VerifyWanted(int row);
+  void PreviewWanted(int row);
   /// -1 for a new job.
   void EditWanted(int row);
 
@@ -38,7 +39,8 @@ class JobMenu : public QObject {
   Program& program_;
   JobList& list_;
   QMenu* menu_;
-  QAction *run_, *restore_, *restore_some_, *verify_, *edit_, *source_, *destination_, *grid_;
+  QAction *run_, *preview_, *restore_, *restore_some_, *verify_, *edit_, *source_, *destination_,
+      *grid_;
   QActionGroup* view_;
   QList<QAction*> columns_;
 };

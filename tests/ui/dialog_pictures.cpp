@@ -19,8 +19,10 @@
 #include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
 #include "ui/frm_ff_edit.h"
+#include "ui/frm_go_on.h"
 #include "ui/frm_help.h"
 #include "ui/frm_past_due.h"
+#include "ui/frm_preview.h"
 #include "ui/frm_restore.h"
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
@@ -101,6 +103,8 @@ class Pictures {
     Draw(set, "frm_set_item");
     Find<QTabWidget>(set)->setCurrentIndex(2);
     Draw(set, "frm_set_time");
+    Find<QTabWidget>(set)->setCurrentIndex(3);
+    Draw(set, "frm_set_safety");
     Find<QPushButton>(set, "btnCancelJob")->click();
     Click(*ViewOf(list).viewport(), CellCentre(list, 2));
     Find<QPushButton>(set, "btnDuplicate")->click();
@@ -150,6 +154,22 @@ class Pictures {
     QWidget& list = *Find<QWidget>(zip, "lstDiscs");
     Click(*ViewOf(list).viewport(), CellCentre(list, 0));
     Draw(zip, "frm_zip_list");
+
+    for (int i = 0; i < 40; ++i) {
+      const std::string name = "相片 " + std::to_string(i) + ".jpg";
+      WriteTestFile((i % 2 ? program_.Source() : program_.Dest()) / "家庭" / name,
+                    std::string(static_cast<std::size_t>(i) * 4321, 'x'));
+    }
+    program_.Program.Store.Jobs[1].Destination.Path = u"D:\\dst\\";
+    FrmPreview preview(program_.Program, 1, nullptr);
+    ShowAndWait(preview);
+    WaitUntil([&] { return Find<QPushButton>(preview, "cmdRun")->isEnabled(); });
+    Draw(preview, "frm_preview");
+
+    FrmGoOn go_on({u"同步刪除防護", u"家庭相片（同步到外接硬碟）",
+                   u"來源磁碟沒有掛載：/media/美玲/相片，將移除 12,480 個檔案，保留 0 個"},
+                  nullptr);
+    Draw(go_on, "frm_go_on");
 
     PastDueQuestion question;
     question.Action = u"立刻備份";

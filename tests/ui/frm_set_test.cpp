@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTabWidget>
 #include <QTest>
 
@@ -58,6 +59,7 @@ class JobEditorTest : public testing::Test {
     Q_EMIT box.activated(index);
   }
   int Tab() { return Find<QTabWidget>(*set_)->currentIndex() + 1; }
+  void SetNumber(const char* name, int value) { Get<QSpinBox>(name).setValue(value); }
   void SelectRow(int row) {
     QWidget& list = Get<QWidget>("lstJobs");
     Click(*ViewOf(list).viewport(), CellCentre(list, row));
@@ -422,6 +424,31 @@ TEST_F(JobEditorTest, EveryControlHasANameForScreenReaders) {
           << control->metaObject()->className() << " " << control->objectName().toStdString();
     }
   }
+}
+
+TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
+  Program.Program.Store.Jobs[1].Extras.MirroredTo = u"D:\\dst\\";
+  Program.Program.Store.Jobs[1].Extras.GuardPercent = 30;
+  Open();
+  SelectRow(1);
+  Button("btnEdit").click();
+  EXPECT_EQ(Get<QSpinBox>("numGuardPercent").value(), 30);
+  EXPECT_FALSE(Button("btnSaveJob").isEnabled());
+  SetNumber("numKeep", 7);
+  EXPECT_TRUE(Button("btnSaveJob").isEnabled());
+  Get<QCheckBox>("chkGuard").click();
+  EXPECT_FALSE(Get<QSpinBox>("numGuardFewest").isEnabled());
+  Get<QCheckBox>("chkVerify").click();
+  Button("btnSaveJob").click();
+  Button("btnSave").click();
+  Program.Program.Store.LoadJobs();
+  const JobExtras& extras = Program.Program.Store.Jobs[1].Extras;
+  EXPECT_EQ(extras.KeepNewest, 7);
+  EXPECT_EQ(extras.GuardPercent, 30);
+  EXPECT_FALSE(extras.GuardMirror);
+  EXPECT_TRUE(extras.CheckSpace && extras.VerifyAfterRun);
+  EXPECT_EQ(extras.MirroredTo, u"D:\\dst\\");
+  EXPECT_EQ(Program.Program.Store.Jobs[0].Extras, JobExtras());
 }
 
 }  // namespace

@@ -129,6 +129,8 @@ TEST_F(KeyboardTest, TheJobEditor) {
         << order.join(' ').toStdString();
     Find<QTabBar>(editor)->setCurrentIndex(2);
     Check(editor, "ComTime");
+    Find<QTabBar>(editor)->setCurrentIndex(3);
+    Check(editor, "chkGuard");
     Press(editor, Qt::Key_Escape);
     EXPECT_EQ(NameOf(*QApplication::focusWidget()), "lstJobs");
     Press(editor, Qt::Key_Escape);

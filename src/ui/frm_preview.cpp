@@ -1,0 +1,165 @@
+#include "ui/frm_preview.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTableView>
+
+#include "app/plan_text.h"
+#include "engine/run_planner.h"
+#include "platform/process.h"
+#include "ui/layout_help.h"
+#include "ui/qt_text.h"
+#include "ui/window_size.h"
+
+namespace kavrel {
+
+namespace {
+constexpr int kPumpEveryMs = 25, kFilterDelayMs = 200;
+}
+
+FrmPreview::FrmPreview(Program& program, std::int32_t job_index, QWidget* parent)
+    : QDialog(parent),
+      program_(program),
+      job_(program.Store.Jobs[static_cast<std::size_t>(job_index)]) {
+  setObjectName(QStringLiteral("FrmPreview"));
+  setWindowTitle(QStringLiteral("預覽「%1」備份內容").arg(ToQString(job_.Name)));
+  table_ = Make<QTableView>("tblPlan");
+  table_->setModel(&model_);
+  table_->setSelectionBehavior(QAbstractItemView::SelectRows);
+  table_->setAlternatingRowColors(true);
+  table_->setShowGrid(false);
+  table_->setWordWrap(false);
+  table_->setTextElideMode(Qt::ElideMiddle);
+  table_->setAccessibleName(windowTitle());
+  table_->setTabKeyNavigation(false);
+  table_->verticalHeader()->hide();
+  table_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+  table_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
+  table_->horizontalHeader()->setHighlightSections(false);
+  table_->horizontalHeader()->setSectionResizeMode(PlanModel::PathColumn, QHeaderView::Stretch);
+  table_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+  table_->setColumnWidth(PlanModel::ActionColumn, 110);
+  table_->setColumnWidth(PlanModel::SizeColumn, 110);
+  table_->setColumnWidth(PlanModel::ReasonColumn, 160);
+  lblTotals_ = Make<QLabel>("lblTotals");
+  lblWarning_ = Make<QLabel>("lblWarning");
+  for (QLabel* label : {lblTotals_, lblWarning_}) {
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  }
+  lblWarning_->hide();
+  cmdRun_ = Make<QPushButton>("cmdRun", QStringLiteral("執行備份(&R)"));
+  cmdRun_->setEnabled(false);
+  auto* cmdClose = Make<QPushButton>("cmdClose", QStringLiteral("關閉(&C)"));
+  cmdClose->setDefault(true);
+
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch();
+  buttons->addWidget(cmdRun_);
+  buttons->addWidget(cmdClose);
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(MakeFilter());
+  layout->addWidget(table_, 1);
+  layout->addWidget(lblTotals_);
+  layout->addWidget(lblWarning_);
+  layout->addLayout(buttons);
+  connect(cmdRun_, &QPushButton::clicked, this, &QDialog::accept);
+  connect(cmdClose, &QPushButton::clicked, this, &FrmPreview::reject);
+  RememberSize(*this, &program_.WindowSizes, objectName(), 760, 520);
+}
+
+QWidget* FrmPreview::MakeFilter() {
+  txtSearch_ = Make<QLineEdit>("txtSearch");
+  txtSearch_->setClearButtonEnabled(true);
+  cboAction_ = Make<QComboBox>("cboAction");
+  cboAction_->addItem(QStringLiteral("全部"));
+  cboAction_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+  IgnoreWheel(cboAction_);
+  auto* area = new QWidget;
+  auto* row = new QHBoxLayout(area);
+  row->setContentsMargins(0, 0, 0, 0);
+  row->addWidget(MakeLabel(QStringLiteral("搜尋(&S)："), txtSearch_));
+  row->addWidget(txtSearch_, 1);
+  row->addWidget(MakeLabel(QStringLiteral("動作(&A)："), cboAction_));
+  row->addWidget(cboAction_);
+  filter_timer_.setSingleShot(true);
+  filter_timer_.setInterval(kFilterDelayMs);
+  connect(&filter_timer_, &QTimer::timeout, this, &FrmPreview::ApplyFilter);
+  connect(txtSearch_, &QLineEdit::textChanged, this, [this] { filter_timer_.start(); });
+  connect(cboAction_, &QComboBox::activated, this, &FrmPreview::ApplyFilter);
+  return area;
+}
+
+void FrmPreview::showEvent(QShowEvent* event) {
+  QDialog::showEvent(event);
+  if (!std::exchange(planned_, true)) QTimer::singleShot(0, this, &FrmPreview::Plan);
+}
+
+void FrmPreview::Plan() {
+  planning_ = true;
+  pumped_.start();
+  lblTotals_->setText(QStringLiteral("正在檢查來源與目標…"));
+  program_.Mounts.Load();
+  RunCounters counters;
+  const RunOutcome outcome = PlanBackupJob(program_.Context, *this, state_, job_, plan_, counters);
+  planning_ = false;
+  if (state_.CancelRequested) return QDialog::reject();
+  if (outcome == RunOutcome::SourceMissing) {
+    lblTotals_->setText(QStringLiteral("找不到資料夾「%1」。").arg(ToQString(job_.Source.Path)));
+  } else if (outcome == RunOutcome::NoArchiver) {
+    lblTotals_->setText(QStringLiteral("找不到 7-Zip 程式，壓縮備份無法執行。"));
+  } else {
+    ShowPlan();
+  }
+}
+
+void FrmPreview::ShowPlan() {
+  const PlanSums sums = SumUp(plan_);
+  QStringList totals;
+  for (std::size_t i = 0; i < sums.size(); ++i) {
+    if (sums[i].Files + sums[i].Folders == 0) continue;
+    const QString action = ToQString(ActionText(static_cast<PlanAction>(i)));
+    const QString sum = ToQString(SumText(sums[i]));
+    cboAction_->addItem(action, static_cast<int>(i));
+    totals += action + QStringLiteral("：") + sum;
+  }
+  lblTotals_->setText(plan_.Steps.empty() ? QStringLiteral("沒有需要備份的檔案。")
+                                          : totals.join(QStringLiteral("\n")));
+  QString warnings;
+  for (const std::u16string& warning : plan_.Warnings) {
+    warnings += QStringLiteral("⚠ %1。\n").arg(ToQString(warning));
+  }
+  lblWarning_->setText(warnings.trimmed());
+  lblWarning_->setVisible(!warnings.isEmpty());
+  model_.SetPlan(plan_);
+  table_->setSortingEnabled(true);
+  cmdRun_->setEnabled(true);
+}
+
+void FrmPreview::ApplyFilter() {
+  filter_timer_.stop();
+  const QVariant action = cboAction_->currentData();
+  model_.Filter(
+      action.isValid() ? std::optional(static_cast<PlanAction>(action.toInt())) : std::nullopt,
+      txtSearch_->text().trimmed());
+}
+
+void FrmPreview::PumpMessages() {
+  if (InterruptRequested()) state_.CancelRequested = true;
+  if (pumped_.elapsed() < kPumpEveryMs) return;
+  lblTotals_->setText(QStringLiteral("正在檢查來源與目標… %1 個項目").arg(plan_.Steps.size()));
+  QApplication::processEvents();
+  pumped_.restart();
+}
+
+void FrmPreview::reject() {
+  state_.CancelRequested = true;
+  if (!planning_) QDialog::reject();
+}
+
+}  // namespace kavrel

@@ -1,0 +1,61 @@
+// What a run of a job would do, to be looked through before it is run.
+#pragma once
+
+#include <QDialog>
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include "app/program.h"
+#include "ui/plan_model.h"
+
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QTableView;
+
+namespace kavrel {
+
+/// Accepted means that the user wants the job to run. The scheduler is at rest meanwhile.
+class FrmPreview : public QDialog, private ProgramHost {
+  Q_OBJECT
+
+ public:
+  FrmPreview(Program& program, std::int32_t job_index, QWidget* parent);
+
+  /// Ends the search for what would be done, if that is still under way, then closes.
+  void reject() override;
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+
+ private:
+  QWidget* MakeFilter();
+  void Plan();
+  void ShowPlan();
+  void ApplyFilter();
+
+  // What the planned run tells.
+  void PumpMessages() override;
+  int ApiFileCopyCallback(std::uint64_t, std::uint64_t, std::uint32_t, std::uint64_t, std::uint64_t,
+                          std::uint32_t) override {
+    return 0;
+  }
+  void DrawCaptions(std::u16string_view, std::u16string_view, std::u16string_view) override {}
+
+  Program& program_;
+  const BackupJob& job_;
+  RunState state_;
+  RunPlan plan_;
+  PlanModel model_;
+  QElapsedTimer pumped_;
+  QTimer filter_timer_;  ///< waits until the user pauses
+  bool planned_ = false, planning_ = false;
+  QLineEdit* txtSearch_;
+  QComboBox* cboAction_;
+  QTableView* table_;
+  QLabel *lblTotals_, *lblWarning_;
+  QPushButton* cmdRun_;
+};
+
+}  // namespace kavrel

@@ -1,0 +1,113 @@
+#include "ui/job_safety_page.h"
+
+#include <QCheckBox>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+#include "ui/layout_help.h"
+
+namespace kavrel {
+
+namespace {
+
+/// Texts and fields in one line, from the left.
+QHBoxLayout* MakeRow(std::initializer_list<QWidget*> parts) {
+  auto* row = new QHBoxLayout;
+  for (QWidget* part : parts) row->addWidget(part);
+  row->addStretch();
+  return row;
+}
+
+QLabel* MakeNote(const QString& text) {
+  auto* note = new QLabel(text);
+  note->setWordWrap(true);
+  return note;
+}
+
+}  // namespace
+
+JobSafetyPage::JobSafetyPage() {
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(MakeGuard());
+  layout->addWidget(MakeOthers());
+  layout->addStretch();
+}
+
+QSpinBox* JobSafetyPage::MakeNumber(const char* name, int first, int last) {
+  auto* number = Make<QSpinBox>(name);
+  number->setRange(first, last);
+  IgnoreWheel(number);
+  connect(number, &QSpinBox::valueChanged, this, &JobSafetyPage::Changed);
+  return number;
+}
+
+QCheckBox* JobSafetyPage::MakeSwitch(const char* name, const QString& text) {
+  auto* box = Make<QCheckBox>(name, text);
+  connect(box, &QCheckBox::clicked, this, &JobSafetyPage::Changed);
+  return box;
+}
+
+QWidget* JobSafetyPage::MakeGuard() {
+  chkGuard_ = MakeSwitch("chkGuard", QStringLiteral("同步備份要移除大量檔案之前先詢問(&G)"));
+  numGuardPercent_ = MakeNumber("numGuardPercent", 1, 100);
+  numGuardFewest_ = MakeNumber("numGuardFewest", 1, kMaxGuardFewest);
+  QLabel* percent = MakeLabel(QStringLiteral("超過目標檔案的(&P)"), numGuardPercent_);
+  QLabel* fewest = MakeLabel(QStringLiteral("%，且至少(&M)"), numGuardFewest_);
+  auto* after = new QLabel(QStringLiteral("個檔案"));
+  auto* frame = new QGroupBox(QStringLiteral("同步刪除防護"));
+  auto* layout = new QVBoxLayout(frame);
+  layout->addWidget(chkGuard_);
+  layout->addLayout(MakeRow({percent, numGuardPercent_, fewest, numGuardFewest_, after}));
+  layout->addWidget(MakeNote(QStringLiteral(
+      "來源資料夾是空的、來源磁碟沒有掛載，或第一次同步到已有其他檔案的資料夾時，也會先詢問；"
+      "無人回答時備份會中斷，不移除任何檔案。")));
+  const auto enable = [this](bool on) {
+    numGuardPercent_->setEnabled(on);
+    numGuardFewest_->setEnabled(on);
+  };
+  connect(chkGuard_, &QCheckBox::toggled, this, enable);
+  return frame;
+}
+
+QWidget* JobSafetyPage::MakeOthers() {
+  chkSpace_ = MakeSwitch("chkSpace", QStringLiteral("開始複製之前檢查目標磁碟的可用空間(&F)"));
+  numKeep_ = MakeNumber("numKeep", 0, kMaxKeepNewest);
+  numKeep_->setSpecialValueText(QStringLiteral("全部"));
+  QLabel* keep = MakeLabel(QStringLiteral("保留最新的備份份數(&K)："), numKeep_);
+  chkVerify_ = MakeSwitch("chkVerify", QStringLiteral("每次備份之後驗證內容(&V)"));
+  auto* frame = new QGroupBox(QStringLiteral("備份"));
+  auto* layout = new QVBoxLayout(frame);
+  layout->addWidget(chkSpace_);
+  layout->addWidget(chkVerify_);
+  layout->addLayout(MakeRow({keep, numKeep_}));
+  layout->addWidget(
+      MakeNote(QStringLiteral("適用於目標含日期標籤的排程與壓縮備份：較舊的備份會移到資源回收筒，"
+                              "只限這個排程自己建立的備份。")));
+  return frame;
+}
+
+void JobSafetyPage::Show(const ExtraSettings& extras) {
+  const QSignalBlocker quiet(this);
+  chkGuard_->setChecked(extras.GuardMirror);
+  numGuardPercent_->setEnabled(extras.GuardMirror);
+  numGuardFewest_->setEnabled(extras.GuardMirror);
+  numGuardPercent_->setValue(extras.GuardPercent);
+  numGuardFewest_->setValue(extras.GuardFewest);
+  chkSpace_->setChecked(extras.CheckSpace);
+  numKeep_->setValue(extras.KeepNewest);
+  chkVerify_->setChecked(extras.VerifyAfterRun);
+}
+
+void JobSafetyPage::Read(JobForm& form) const {
+  ExtraSettings& extras = form.Extras;
+  extras.GuardMirror = chkGuard_->isChecked();
+  extras.GuardPercent = numGuardPercent_->value();
+  extras.GuardFewest = numGuardFewest_->value();
+  extras.CheckSpace = chkSpace_->isChecked();
+  extras.KeepNewest = numKeep_->value();
+  extras.VerifyAfterRun = chkVerify_->isChecked();
+}
+
+}  // namespace kavrel

@@ -1,0 +1,109 @@
+#include "ui/frm_preview.h"
+
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTableView>
+
+#include "support/test_program.h"
+#include "support/tree.h"
+#include "ui/frm_go_on.h"
+#include "ui/main_window.h"
+
+namespace kavrel {
+namespace {
+
+/// The shown rows of the dialog's table, their cells separated by blanks.
+QStringList Rows(const QWidget& dialog) {
+  const QAbstractItemModel& model = *Find<QTableView>(dialog)->model();
+  QStringList rows;
+  for (int row = 0; row < model.rowCount(); ++row) {
+    QStringList cells;
+    for (int column = 0; column < model.columnCount(); ++column) {
+      cells += model.index(row, column).data().toString();
+    }
+    rows += cells.join(' ');
+  }
+  return rows;
+}
+
+TEST(FrmPreview, IsLookedThroughSearchedAndRun) {
+  MainWindow main;
+  BackupJob& job = main.AddJob(u"文件");
+  SetJobType(job, BackupType::Synchronise);
+  main.WriteSource("文件/新的.txt", "abc");
+  main.WriteSource("文件/b/c.txt", "x");
+  WriteTestFile(main.Backup("文件/舊的.txt"), "old");
+  main.Start();
+  WhenDialog([&](QWidget& dialog) {
+    auto& run = *Find<QPushButton>(dialog, "cmdRun");
+    ASSERT_TRUE(WaitUntil([&] { return run.isEnabled(); }));
+    EXPECT_EQ(Rows(dialog).size(), 4);
+    EXPECT_TRUE(Rows(dialog).contains("刪除 舊的.txt 3 位元 來源已不存在"));
+    EXPECT_EQ(Find<QLabel>(dialog, "lblTotals")->text(),
+              "複製：2 個檔案，1 個資料夾，4 位元\n刪除：1 個檔案，3 位元");
+    EXPECT_TRUE(Find<QLabel>(dialog, "lblWarning")->text().startsWith("⚠ 目標資料夾中有不是"));
+    Type(*Find<QLineEdit>(dialog, "txtSearch"), "C.TX");
+    EXPECT_TRUE(WaitUntil([&] { return Rows(dialog).size() == 1; }));
+    EXPECT_EQ(Rows(dialog)[0], "複製 b\\c.txt 1 位元 目標沒有");
+    auto& actions = *Find<QComboBox>(dialog, "cboAction");
+    actions.setCurrentIndex(2);
+    Q_EMIT actions.activated(2);
+    EXPECT_EQ(Rows(dialog), QStringList());
+    EXPECT_FALSE(std::filesystem::exists(main.Backup("文件/新的.txt")));
+    // The guard asks before the run goes on.
+    WhenDialog([&](QWidget& question) {
+      EXPECT_EQ(question.objectName(), "FrmGoOn");
+      Click(*Find<QPushButton>(question, "btnGoOn"));
+    });
+    run.click();
+  });
+  main.Menu(main.Jobs(), 0, "mnuJobPreview");
+  EXPECT_EQ(TreeDifferences(main.Temp.DriveC() / "文件", main.Backup("文件")), "");
+}
+
+TEST(FrmGoOn, StopsTheRunWhenNobodyAnswersUnlessTheQuestionWasSeen) {
+  const RunQuestion question{u"同步刪除防護", u"照片", u"來源資料夾是空的"};
+  for (const bool seen : {false, true}) {
+    FrmGoOn dialog(question, nullptr);
+    ShowAndWait(dialog);
+    if (seen) Press(dialog, Qt::Key_Shift);
+    for (int second = 0; second < 59; ++second) dialog.timDelay_Timer();
+    EXPECT_TRUE(dialog.isVisible());
+    auto& stop = *Find<QPushButton>(dialog, "btnStop");
+    EXPECT_EQ(stop.text(), seen ? "中斷備份(&N)" : "中斷備份 (1)(&N)");
+    if (seen) {
+      stop.click();
+    } else {
+      dialog.timDelay_Timer();
+    }
+    EXPECT_FALSE(dialog.isVisible());
+    EXPECT_EQ(dialog.result(), QDialog::Rejected);
+  }
+}
+
+TEST(PlanModel, AHundredThousandStepsAreShownByNumberAlone) {
+  RunPlan plan;
+  for (std::uint64_t i = 0; i < 100'000; ++i) {
+    const std::string path = "folder/" + std::to_string(i) + (i % 1000 == 7 ? ".Doc" : ".txt");
+    plan.Add(i % 2 ? PlanAction::Copy : PlanAction::Replace, PlanReason::New, false,
+             std::u16string(path.begin(), path.end()), 100'000 - i);
+  }
+  PlanModel model;
+  model.SetPlan(plan);
+  EXPECT_EQ(model.rowCount(), 100'000);
+  model.sort(PlanModel::SizeColumn, Qt::AscendingOrder);
+  EXPECT_EQ(model.index(0, PlanModel::PathColumn).data().toString(), "folder/99999.txt");
+  model.Filter(PlanAction::Copy, ".dOC");
+  EXPECT_EQ(model.rowCount(), 100);
+  EXPECT_EQ(model.index(0, PlanModel::PathColumn).data().toString(), "folder/99007.Doc");
+  model.Filter(PlanAction::Replace, ".doc");
+  EXPECT_EQ(model.rowCount(), 0);
+}
+
+}  // namespace
+}  // namespace kavrel
