@@ -163,25 +163,6 @@ void ReadField(std::string_view name, std::string_view value, int type, Individu
 
 }  // namespace
 
-std::vector<std::u16string> SplitCommand(std::u16string_view line) {
-  std::vector<std::u16string> words;
-  bool quoted = false, inside = false;
-  for (const char16_t c : line) {
-    if (c == u' ' && !quoted) {
-      inside = false;
-      continue;
-    }
-    if (!inside) words.emplace_back();
-    inside = true;
-    if (c == u'"') {
-      quoted = !quoted;
-    } else {
-      words.back() += c;
-    }
-  }
-  return words;
-}
-
 SevenZipLibrary::Archive ReadTechnicalListing(std::string_view text) {
   SevenZipLibrary::Archive archive;
   bool in_entries = false, open = false;
@@ -216,8 +197,6 @@ SevenZipLibrary::Archive ReadTechnicalListing(std::string_view text) {
   }
   return archive;
 }
-
-SevenZipLibrary::SevenZipLibrary(const FileSystem& file_system) : file_system_(file_system) {}
 
 bool SevenZipLibrary::Present() const {
   return !FindProgram(kPrograms, ToUtf8(file_system_.ProgramFolder())).empty();
@@ -334,28 +313,6 @@ int SevenZipLibrary::TestArchive(std::u16string_view path, std::u16string_view p
   const int code = RunProgram({"t", "-bsp1", "-bb0", "-spd", *host}, "/", silent, text);
   output = PlainOutput(text);
   return code;
-}
-
-int SevenZipLibrary::SevenZipFindFirst(Archive& archive, IndividualInfo& info) const {
-  archive.Next = 0;
-  return SevenZipFindNext(archive, info);
-}
-
-int SevenZipLibrary::SevenZipFindNext(Archive& archive, IndividualInfo& info) const {
-  if (archive.Next >= archive.Entries.size()) return -1;
-  info = archive.Entries[archive.Next++];
-  return 0;
-}
-
-int SevenZipLibrary::SevenZipGetFileCount(std::u16string_view path) const {
-  const std::shared_ptr<Archive> archive = SevenZipOpenArchive(path);
-  return archive ? static_cast<int>(archive->Entries.size()) : -1;
-}
-
-int SevenZipLibrary::SevenZipGetArchiveType(std::u16string_view path,
-                                            ArchiveMonitor* monitor) const {
-  const std::shared_ptr<Archive> archive = SevenZipOpenArchive(path, monitor);
-  return archive ? archive->Type : -1;
 }
 
 }  // namespace kavrel

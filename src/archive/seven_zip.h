@@ -1,5 +1,6 @@
-// The archive library's functions, as the program calls them. Here they drive the installed 7-Zip
-// program as a child process; a command is one line, as its users write it.
+// The archive library's functions, as the program calls them. They drive the installed 7-Zip
+// program as a child process or, on Windows, 7-Zip.dll; a command is one line, as its users write
+// it.
 #pragma once
 
 #include <cstdint>
@@ -58,7 +59,8 @@ class SevenZipLibrary {
   explicit SevenZipLibrary(const FileSystem& file_system);
 
   /// False when no 7zz, 7z or 7za is in the program folder, beside the executable or on the search
-  /// path. It is looked for each time: one may be installed or removed while the program runs.
+  /// path (on Windows: no 7-Zip.dll in the program folder or beside the executable). It is looked
+  /// for each time: one may be installed or removed while the program runs.
   bool Present() const;
 
   /// Runs a command: 0 on success, else the program's exit code (1 warnings, 2 errors), or

@@ -17,9 +17,12 @@ namespace {
 constexpr DWORD kLook = 10;  // milliseconds between two looks at a pipe
 constexpr UINT kKilled = 137;
 
-/// An argument as the C library of the program reads it back: quoted, with the backslashes before a
-/// quotation mark doubled.
+/// An argument as the C library of the program reads it back: quoted where that is needed, with the
+/// backslashes before a quotation mark doubled.
 std::wstring QuoteArgument(const std::string& argument) {
+  if (!argument.empty() && argument.find_first_of(" \t\"") == argument.npos) {
+    return win32::Wide(FromUtf8(argument));
+  }
   std::wstring quoted = L"\"";
   std::size_t backslashes = 0;
   for (const char16_t c : FromUtf8(argument)) {

@@ -91,6 +91,12 @@ std::u16string Join(std::u16string root, const std::vector<std::u16string_view>&
   return root;
 }
 
+/// True for a folder and what lies in it; neither ends with a separator or has "/" in it.
+bool IsBelow(std::u16string_view path, std::u16string_view folder) {
+  return StartsWithNoCase(path, folder) &&
+         (path.size() == folder.size() || IsSeparator(path[folder.size()]));
+}
+
 bool IsFolder(const std::u16string& path) {
   const DWORD found = GetFileAttributesW(LongPathBuffer(path).c_str());
   return found != INVALID_FILE_ATTRIBUTES && (found & FILE_ATTRIBUTE_DIRECTORY);
@@ -140,11 +146,13 @@ std::optional<std::u16string> SystemPath(std::u16string_view program_folder,
   if (path.starts_with(u'/')) return std::nullopt;
   std::u16string mapped;
   const bool drive = IsDrive(path) && (path.size() == 2 || IsSeparator(path[2]));
-  if (!program_folder.empty() && drive) {
+  // The program folder itself is where it is.
+  if (program_folder.empty() || IsBelow(path, program_folder)) {
+  } else if (drive) {
     mapped = std::u16string(program_folder) + u"\\drives\\" + ToLower(path[0]);
     if (!IsFolder(mapped)) mapped.clear();
     if (!mapped.empty()) mapped += path.substr(2);
-  } else if (!program_folder.empty() && path.starts_with(u"\\\\")) {
+  } else if (path.starts_with(u"\\\\")) {
     mapped = std::u16string(program_folder) + u"\\drives\\unc\\";
     const std::vector<std::u16string_view> parts = Components(path.substr(2));
     if (parts.size() >= 2 &&
