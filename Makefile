@@ -4,7 +4,7 @@ DEST ?= build/demo/backup
 # Where `make install` puts things, as every package does; DESTDIR stands before it.
 prefix ?= /usr/local
 
-.PHONY: run gui screenshots test build deps asan tidy format bench faults fuzz install uninstall \
+.PHONY: run gui screenshots test test-windows windows build deps asan tidy format bench faults fuzz install uninstall \
         deb test-deb
 
 run: build
@@ -14,6 +14,13 @@ test: deps
 	@scripts/install-deps xvfb openbox trayer xdotool x11-utils
 	@scripts/build debug
 	@ctest --preset debug --parallel 2
+
+windows:
+	@scripts/install-deps g++-mingw-w64-x86-64-posix googletest
+	@scripts/build windows
+
+test-windows: deps
+	@scripts/test-windows
 
 gui: build
 	@build/bin/kavrel $(ARGS)

@@ -33,8 +33,14 @@ class KavrelctlTest : public testing::Test {
     return result;
   }
   CommandResult Add(std::vector<std::string> more = {}) {
-    std::vector<std::string> arguments{"add",   "--name", "文件 A", "--source",
-                                       source_, "--dest", dest_,    "--no-source-folder"};
+    std::vector<std::string> arguments{"add",
+                                       "--name",
+                                       "文件 A",
+                                       "--source",
+                                       source_.string(),
+                                       "--dest",
+                                       dest_.string(),
+                                       "--no-source-folder"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return Ctl(arguments);
   }
@@ -107,10 +113,10 @@ TEST_F(KavrelctlTest, BadInputIsNamedAndChangesNothing) {
        "來源資料夾無法偵測到它的存在，請重新指定資源資料夾。"},
       {{"edit", "文件 A", "--types", "a\tb"}, 2, "「檔案類型」"},
       {{"edit", "文件 A", "--password-stdin"}, 2, "--password-stdin"},
-      {{"add", "--name", "文件 a", "--source", source_},
+      {{"add", "--name", "文件 a", "--source", source_.string()},
        2,
        "備份排程名稱重複，請另外指定一個新的備份排程名稱。"},
-      {{"add", "--source", source_}, 2, "--name"},
+      {{"add", "--source", source_.string()}, 2, "--name"},
       {{"edit", "nobody", "--every", "1d"}, 3, "no such job: nobody"},
       {{"remove", "nobody"}, 3, "nobody"},
       {{"run", "文件 A", "nobody"}, 3, "nobody"},
@@ -345,7 +351,7 @@ TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheSto
   EXPECT_EQ(Ctl({"run", "文件 A", "--compression", "best"}).ExitCode, 2);
   CommandResult result = Ctl({"run", "文件 A", "--compression", "store"});
   EXPECT_EQ(result.ExitCode, 0) << result.Errors;
-  const std::string archive = fs::directory_iterator(dest_)->path().filename();
+  const std::string archive = fs::directory_iterator(dest_)->path().filename().string();
   EXPECT_NE(Ctl({"archives", "文件 A"}).Output.find(archive), std::string::npos);
   EXPECT_NE(Ctl({"archives", "文件 A", "--json"}).Output.find("\"size\": "), std::string::npos);
   EXPECT_NE(Ctl({"archives", "文件 A", "--list", archive}).Output.find("深/碁.txt"),

@@ -9,6 +9,7 @@
 
 #include "base/text.h"
 #include "platform/code_page.h"
+#include "platform/error_codes.h"
 #include "support/temp_folder.h"
 
 namespace fs = std::filesystem;
@@ -137,7 +138,7 @@ TEST_F(JobStoreTest, AStoreThatCannotBeReadIsNeverWrittenOver) {
   EXPECT_EQ(store_.LastError(), 0);
   fs::create_directory(path_);
   EXPECT_FALSE(store_.LoadJobs());
-  EXPECT_EQ(store_.LastError(), EISDIR);
+  EXPECT_EQ(store_.LastError(), kErrIsFolder);
   fs::remove(path_);
   // Whatever comes to stand there now may be what could not be read before.
   WriteTestFile(path_, Bytes(kFullLine));
@@ -153,7 +154,7 @@ TEST_F(JobStoreTest, AReadOnlyStoreStaysAsItIs) {
   ASSERT_EQ(chmod(path_.c_str(), 0444), 0);
   store_.Jobs.clear();
   EXPECT_FALSE(store_.SaveJobs());
-  EXPECT_EQ(store_.LastError(), EACCES);
+  EXPECT_EQ(store_.LastError(), kErrAccess);
   EXPECT_EQ(ReadTestFile(path_), Bytes(kFullLine));
 }
 
@@ -184,11 +185,11 @@ TEST_F(JobStoreTest, AnImportKeepsTheOldStoreBesideItAndAnExportIsTheWholeFile) 
   ASSERT_TRUE(store_.LoadJobs());
   EXPECT_EQ(store_.ExportJobs(u"D:\\"), 0);
   EXPECT_EQ(ReadTestFile(temp_.DriveD() / "Backup.rtm"), Bytes(kFullLine));
-  EXPECT_EQ(store_.ExportJobs(u"D:\\none"), ENOENT);
+  EXPECT_EQ(store_.ExportJobs(u"D:\\none"), kErrNotFound);
 
-  EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), ENOENT);
+  EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), kErrNotFound);
   fs::create_directory(temp_.DriveD() / "other.rtm");
-  EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), EISDIR);
+  EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), kErrIsFolder);
   EXPECT_EQ(ReadTestFile(path_), Bytes(kFullLine)) << "what cannot be read replaces nothing";
   fs::remove(temp_.DriveD() / "other.rtm");
 

@@ -22,7 +22,7 @@ class SyncTest : public testing::Test, protected TestProgram {
  protected:
   SyncTest() {
     // The home bin of these tests, on the disk that drives c and d lie on.
-    setenv("XDG_DATA_HOME", (Temp.Root() / "data").c_str(), 1);
+    setenv("XDG_DATA_HOME", (Temp.Root() / "data").string().c_str(), 1);
   }
   ~SyncTest() override { unsetenv("XDG_DATA_HOME"); }
 
@@ -291,7 +291,7 @@ class RandomTree {
 
  private:
   static bool Below(const fs::path& path, const fs::path& folder) {
-    return path.native().starts_with(folder.native() + "/");
+    return path.generic_string().starts_with(folder.generic_string() + "/");
   }
   std::string NewName() {
     static constexpr const char* kStems[] = {"檔案", "file", "碁 b", "x.tmp", ".hidden"};
@@ -329,7 +329,7 @@ Entries EntriesOf(const fs::path& root) {
   Entries entries;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     (entry.is_directory() ? entries.Folders : entries.Files)
-        .insert(entry.path().native().substr(root.native().size()));
+        .insert(entry.path().generic_string().substr(root.generic_string().size()));
   }
   return entries;
 }
@@ -353,7 +353,7 @@ TEST_F(SyncTest, AMirrorFollowsAThousandRandomChangesOfALargeTree) {
     const Entries before = EntriesOf(Dest()), after = EntriesOf(Source());
     std::multiset<std::string> removed;
     for (const std::string& name : before.Files) {
-      if (!after.Files.contains(name)) removed.insert(ReadTestFile(Dest().native() + name));
+      if (!after.Files.contains(name)) removed.insert(ReadTestFile(Dest().string() + name));
     }
     const RunCounters counters = Mirror(bin);
     EXPECT_EQ(TreeDifferences(Source(), Dest()), "");

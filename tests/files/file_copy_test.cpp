@@ -207,7 +207,7 @@ TEST_F(FileCopyTest, HolesStayHoles) {
   WriteTestFile(from_, "start");
   fs::resize_file(from_, 5000000);
   {
-    FILE* file = fopen(from_.c_str(), "r+");
+    FILE* file = fopen(from_.string().c_str(), "r+");
     ASSERT_TRUE(file);
     fseek(file, 3000001, SEEK_SET);
     fputs("middle", file);

@@ -8,6 +8,7 @@
 #include <set>
 
 #include "base/text.h"
+#include "platform/error_codes.h"
 #include "support/temp_folder.h"
 
 namespace fs = std::filesystem;
@@ -43,7 +44,7 @@ TEST(FileSystem, PathsFarBeyondTheSystemsLimitWork) {
   ASSERT_TRUE(made->MakeFile(u"deep.txt", FileStatus{}));
   EXPECT_TRUE(temp.Files().FolderExists(path));
   EXPECT_TRUE(temp.Files().Status(path + u"/deep.txt"));
-  EXPECT_EQ(temp.Files().Status(path + u"/other.txt").Error, ENOENT);
+  EXPECT_EQ(temp.Files().Status(path + u"/other.txt").Error, kErrNotFound);
 }
 
 TEST(FileSystem, ReplacingAFileIsAllOrNothing) {
@@ -67,13 +68,13 @@ TEST(FileSystem, ReplacingAFileIsAllOrNothing) {
   EXPECT_EQ(ReadTestFile(path), "third");
 
   ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-  EXPECT_EQ(files.ReplaceWhole(text, "fourth"), EACCES);
+  EXPECT_EQ(files.ReplaceWhole(text, "fourth"), kErrAccess);
   EXPECT_EQ(ReadTestFile(path), "third");
-  EXPECT_EQ(files.ReplaceWhole(TempFolder::Text(temp.DriveC()), "x"), EISDIR);
-  EXPECT_EQ(files.ReadWhole(TempFolder::Text(temp.DriveC())).Error, EISDIR);
-  EXPECT_EQ(files.ReadWhole(text, 2).Error, ENOMEM);
+  EXPECT_EQ(files.ReplaceWhole(TempFolder::Text(temp.DriveC()), "x"), kErrIsFolder);
+  EXPECT_EQ(files.ReadWhole(TempFolder::Text(temp.DriveC())).Error, kErrIsFolder);
+  EXPECT_EQ(files.ReadWhole(text, 2).Error, kErrTooLarge);
   ASSERT_EQ(mkfifo((temp.Home() / "pipe").c_str(), 0600), 0);
-  EXPECT_EQ(files.ReadWhole(TempFolder::Text(temp.Home() / "pipe")).Error, EINVAL);
+  EXPECT_EQ(files.ReadWhole(TempFolder::Text(temp.Home() / "pipe")).Error, kErrInvalid);
 }
 
 TEST(Folder, ListsEveryEntryOnceWithItsKindWhileEntriesAreRemoved) {
@@ -125,12 +126,12 @@ TEST(Folder, TakesSingleNamesOnlyAndFollowsNoLink) {
   for (const std::u16string_view name :
        {std::u16string_view(u".."), std::u16string_view(u"."), std::u16string_view(u""),
         std::u16string_view(u"link/file"), std::u16string_view(u"a\0b", 3)}) {
-    EXPECT_EQ(folder->Status(name).Error, EINVAL);
-    EXPECT_EQ(folder->RemoveFile(name), EINVAL);
-    EXPECT_EQ(folder->OpenFolder(name).Error, EINVAL);
-    EXPECT_EQ(folder->Rename(u"file link", name), EINVAL);
+    EXPECT_EQ(folder->Status(name).Error, kErrInvalid);
+    EXPECT_EQ(folder->RemoveFile(name), kErrInvalid);
+    EXPECT_EQ(folder->OpenFolder(name).Error, kErrInvalid);
+    EXPECT_EQ(folder->Rename(u"file link", name), kErrInvalid);
   }
-  EXPECT_EQ(folder->Rename(u"file link", u"link"), EEXIST);
+  EXPECT_EQ(folder->Rename(u"file link", u"link"), kErrExists);
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ TempFolder::~TempFolder() {
 }
 
 std::u16string TempFolder::Text(const std::filesystem::path& path) {
-  return FromUtf8(path.native());
+  return FromUtf8(path.string());
 }
 
 void WriteTestFile(const std::filesystem::path& path, std::string_view content) {
