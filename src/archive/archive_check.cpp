@@ -41,7 +41,7 @@ ArchiveCheck CheckArchive(ArchiveContext& context, const BackupJob& job, std::u1
     ++check.Files;
     check.Bytes += entry.OriginalSize;
   }
-  const std::u16string password = job.UsePassword ? job.Password : std::u16string();
+  const Secret password = job.UsePassword ? job.Password : Secret();
   check.WrongPassword = encrypted && password.empty();
   check.Result = 2;
   if (check.Unreadable || check.WrongPassword) return check;

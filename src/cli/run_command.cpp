@@ -86,13 +86,13 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
     case RunOutcome::NotStarted:
       return kInterrupted;
     case RunOutcome::Guarded:
-      PrintResult(job, program.Context, words);
+      PrintResult(job, program, words);
       PrintError(Printable(job.Name) +
                  ": the mirror guard stopped the run before it removed "
                  "anything; its log tells why, --force runs it all the same");
       return kGuarded;
     case RunOutcome::NoSpace:
-      PrintResult(job, program.Context, words);
+      PrintResult(job, program, words);
       PrintError(Printable(job.Name) +
                  ": the copies do not fit on the destination, nothing was "
                  "copied; --force runs it all the same");
