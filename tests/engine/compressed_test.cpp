@@ -162,6 +162,7 @@ int TracesInMemory() {
     memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     const auto size = static_cast<std::size_t>(memory.gcount());
     for (std::size_t at = 0; at + 2 * kLetters < size; ++at) {
+      if (bytes[at] != Letter(0)) continue;
       for (const std::size_t width : {1U, 2U}) {
         std::size_t i = 0;
         while (i < kLetters && bytes[at + i * width] == Letter(i)) ++i;
