@@ -83,11 +83,15 @@ std::u16string Quoted(std::u16string_view word) {
 
 /// A command for the DLL, and which of its paths the archive is.
 struct Request {
-  std::u16string Switches, Archive, Rest;
+  Secret Switches;  ///< with the password
+  std::u16string Archive, Rest;
   bool Packs = false;
 
-  std::u16string Line(std::u16string_view archive) const {
-    return Switches + Quoted(archive) + Rest;
+  Secret Line(std::u16string_view archive) const {
+    Secret line = Switches;
+    line += Quoted(archive);
+    line += Rest;
+    return line;
   }
 };
 
@@ -98,14 +102,14 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
   Request request;
   request.Packs = words[0] == u"a";
   request.Switches = words[0] + u" -hide -scsUTF-8 ";
-  std::u16string password = command.Password;
+  Secret password = command.Password;
   int parameters = 0;
   for (std::size_t i = 1; i < words.size(); ++i) {
     const std::u16string_view word = words[i];
     const bool excluded = word.starts_with(u"-x@");
     if (word.starts_with(u'-') && !excluded && parameters == 0) {
       if (word.starts_with(kPasswordSwitch)) {
-        if (password.empty()) password = word.substr(kPasswordSwitch.size());
+        if (password.empty()) password = Secret(word.substr(kPasswordSwitch.size()));
       } else if (word != u"-r") {
         request.Switches += Quoted(word) + u" ";
       }
@@ -125,8 +129,12 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
   }
   if (parameters < 2) return std::nullopt;
   // Here the password stays inside this process.
-  if (!password.empty())
-    request.Switches += Quoted(std::u16string(kPasswordSwitch) + password) + u" ";
+  if (!password.empty()) {
+    request.Switches += u"\"";
+    request.Switches += kPasswordSwitch;
+    request.Switches += password;
+    request.Switches += u"\" ";
+  }
   return request;
 }
 
@@ -135,11 +143,12 @@ int Send(const Dll& dll, std::u16string_view line, std::size_t buffer_size,
   using Command = int (*)(void*, const char*, char*, std::uint32_t);
   const auto send = dll.Function<Command>("SevenZip");
   if (!send) return kNoArchiver;
-  const std::optional<std::string> text = dll.ToDll(line);
+  std::optional<std::string> text = dll.ToDll(line);
   if (!text) return kBadCommand;
   std::string buffer(buffer_size + 1, '\0');
   const int code =
       send(nullptr, text->c_str(), buffer.data(), static_cast<std::uint32_t>(buffer_size));
+  Wipe(*text);
   output = dll.FromDll(buffer.substr(0, buffer.find('\0')));
   return code;
 }
@@ -243,7 +252,8 @@ Result<std::string> SevenZipLibrary::ReadEntries(std::u16string_view path, std::
   const std::optional<Request> request = Translate(file_system_, command);
   if (!extract || !request) return Content::Fail(2);
   // Without the command letter, which this function does not take.
-  const std::optional<std::string> line = dll.ToDll(request->Line(request->Archive).substr(2));
+  std::optional<std::string> line =
+      dll.ToDll(std::u16string_view(request->Line(request->Archive)).substr(2));
   if (!line) return Content::Fail(2);
   constexpr std::size_t kMost = std::size_t{1} << 20;  // What is read so are targets of links.
   Content content;
@@ -251,6 +261,7 @@ Result<std::string> SevenZipLibrary::ReadEntries(std::u16string_view path, std::
   std::uint32_t written = 0;
   content.Error =
       extract(nullptr, line->c_str(), content->data(), kMost, nullptr, nullptr, &written);
+  Wipe(*line);
   content->resize(std::min<std::size_t>(written, kMost));
   return content;
 }

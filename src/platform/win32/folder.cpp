@@ -10,6 +10,8 @@ extern "C" NTSTATUS NTAPI NtQueryDirectoryFile(HANDLE, HANDLE, PIO_APC_ROUTINE, 
                                                PIO_STATUS_BLOCK, PVOID, ULONG,
                                                FILE_INFORMATION_CLASS, BOOLEAN, PUNICODE_STRING,
                                                BOOLEAN);
+extern "C" NTSTATUS NTAPI NtQueryVolumeInformationFile(HANDLE, PIO_STATUS_BLOCK, PVOID, ULONG,
+                                                       FS_INFORMATION_CLASS);
 
 namespace kavrel {
 
@@ -197,6 +199,24 @@ bool Folder::OnLocalDisk() const {
   const std::u16string path = win32::PathOfHandle(ToHandle(handle_));
   return path.size() >= 2 && path[1] == u':' &&
          GetDriveTypeW((win32::Wide(path.substr(0, 2)) + L"\\").c_str()) != DRIVE_REMOTE;
+}
+
+Result<DiskSpace> Folder::Space() const {
+  struct {
+    LARGE_INTEGER Total, FreeToCaller, Free;
+    ULONG SectorsPerUnit, BytesPerSector;
+  } found{};
+  constexpr int kFullSize = 7;
+  IO_STATUS_BLOCK block;
+  const NTSTATUS status =
+      NtQueryVolumeInformationFile(ToHandle(handle_), &block, &found, sizeof found,
+                                   static_cast<FS_INFORMATION_CLASS>(kFullSize));
+  if (status < 0) return Result<DiskSpace>::Fail(win32::CodeOf(status));
+  const std::uint64_t unit = std::uint64_t{found.SectorsPerUnit} * found.BytesPerSector;
+  DiskSpace space;
+  space.Free = static_cast<std::uint64_t>(found.FreeToCaller.QuadPart) * unit;
+  space.Used = static_cast<std::uint64_t>(found.Total.QuadPart - found.Free.QuadPart) * unit;
+  return {space, 0};
 }
 
 Result<std::vector<FileStatus>> Folder::Lineage() const {

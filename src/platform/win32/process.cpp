@@ -93,6 +93,12 @@ std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
 // A process may have millions of handles here.
 void RaiseOpenFileLimit() {}
 
+void KeepMemoryOutOfDumps() {
+  // No report of a crash, neither from this process nor from what it starts: a report may hold an
+  // image of the memory.
+  SetErrorMode(GetErrorMode() | SEM_NOGPFAULTERRORBOX | SEM_FAILCRITICALERRORS);
+}
+
 void WatchForInterrupt() {
   InterruptEvent();
   SetConsoleCtrlHandler(NoteInterrupt, TRUE);
