@@ -127,7 +127,7 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
       request.Rest += u" " + Quoted(path);
     }
   }
-  if (parameters < 2) return std::nullopt;
+  if (parameters < (words[0] == u"t" ? 1 : 2)) return std::nullopt;
   // Here the password stays inside this process.
   if (!password.empty()) {
     request.Switches += u"\"";
@@ -272,6 +272,16 @@ int SevenZipLibrary::TestEntries(std::u16string_view path, std::u16string_view l
   command.Line = u"t \"" + std::u16string(path) + u"\" \"@" + std::u16string(list) + u"\"";
   command.Password = password;
   std::u16string output;
+  return SevenZip(command, output);
+}
+
+int SevenZipLibrary::TestArchive(std::u16string_view path, std::u16string_view password,
+                                 std::u16string& output, ArchiveMonitor* monitor) const {
+  ArchiveCommand command;
+  command.Line = u"t \"" + std::u16string(path) + u"\"";
+  command.Password = password;
+  command.Monitor = monitor;
+  command.BufferSize = 65536;
   return SevenZip(command, output);
 }
 

@@ -1,7 +1,5 @@
 #include "engine/mirror_guard.h"
 
-#include <filesystem>
-
 #include "base/number.h"
 #include "base/text.h"
 #include "engine/refusal.h"
@@ -71,9 +69,7 @@ class LookAhead {
 
 /// The source's own path on this machine, whatever links lead to it.
 std::u16string RealSource(const RunContext& context, const BackupJob& job) {
-  const std::optional<std::string> host = context.Files.HostPath(job.Source.WorkPath);
-  std::error_code error;
-  return host ? FromUtf8(std::filesystem::canonical(*host, error).native()) : std::u16string();
+  return context.Files.RealPath(job.Source.WorkPath);
 }
 
 /// What is wrong with the run, in words; empty when nothing is.

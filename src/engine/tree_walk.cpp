@@ -108,7 +108,7 @@ bool TreeWalk::ReadyDestination(const FolderPair* parent, std::u16string_view na
 
 bool TreeWalk::PlanDestination(const FolderPair* parent, FolderPair& pair) {
   const bool reachable = parent || context_.Files.HostPath(paths_.Dest());
-  if (!reachable || !IsNotFound((pair.DestError) && !IsPlannedGone({}))) {
+  if (!reachable || (!IsNotFound(pair.DestError) && !IsPlannedGone({}))) {
     context_.Plan->Add(PlanAction::Fail, PlanReason::Blocked, true, BelowRoot({}));
     return false;
   }

@@ -195,6 +195,9 @@ class FileSystem {
   /// The host's own path, or nothing where the path is not mapped.
   std::optional<std::string> HostPath(std::u16string_view path) const;
 
+  /// The host's own path of what is there, without links; empty when nothing is.
+  std::u16string RealPath(std::u16string_view path) const;
+
   /// Links in the path itself are followed: this is where a root is opened.
   Result<Folder> OpenFolder(std::u16string_view path) const;
   /// As OpenFolder, after making what is missing of the path.

@@ -152,6 +152,15 @@ std::optional<std::string> FileSystem::HostPath(std::u16string_view path) const 
   return share_end == rest.npos ? root : root + rest.substr(share_end);
 }
 
+std::u16string FileSystem::RealPath(std::u16string_view path) const {
+  const std::optional<std::string> host = HostPath(path);
+  char* resolved = host ? realpath(host->c_str(), nullptr) : nullptr;
+  if (!resolved) return {};
+  std::u16string real = FromUtf8(resolved);
+  free(resolved);
+  return real;
+}
+
 Result<Folder> FileSystem::OpenFolder(std::u16string_view path) const {
   const std::optional<std::string> host = HostPath(path);
   if (!host) return Result<Folder>::Fail(ENOENT);

@@ -112,6 +112,9 @@ ErrorCode File::Sync() {
   return FlushFileBuffers(ToHandle(handle_)) ? 0 : LastError();
 }
 
+// There is no call for that here; reading may come from memory.
+void File::ForgetCached() {}
+
 // Here a file is told so when it is opened.
 void File::HintSequential() {}
 

@@ -119,6 +119,13 @@ std::optional<std::string> FileSystem::HostPath(std::u16string_view path) const 
   return ToUtf8(*system);
 }
 
+std::u16string FileSystem::RealPath(std::u16string_view path) const {
+  const std::optional<std::u16string> kernel = KernelPathOf(program_folder_, path);
+  if (!kernel) return {};
+  const Result<Handle> entry = win32::Open(nullptr, *kernel, {});
+  return entry ? win32::PathOfHandle(entry->Get()) : std::u16string();
+}
+
 Result<Folder> FileSystem::OpenFolder(std::u16string_view path) const {
   const std::optional<std::u16string> kernel = KernelPathOf(program_folder_, path);
   if (!kernel) return Result<Folder>::Fail(ERROR_PATH_NOT_FOUND);

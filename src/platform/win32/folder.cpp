@@ -201,6 +201,12 @@ bool Folder::OnLocalDisk() const {
          GetDriveTypeW((win32::Wide(path.substr(0, 2)) + L"\\").c_str()) != DRIVE_REMOTE;
 }
 
+// The disk as a whole may be an administrator's alone to flush; files that count are flushed when
+// they are written.
+ErrorCode Folder::SyncDisk() const {
+  return 0;
+}
+
 Result<DiskSpace> Folder::Space() const {
   struct {
     LARGE_INTEGER Total, FreeToCaller, Free;
