@@ -58,6 +58,10 @@ bool Bears(std::string_view marks, const FileStatus& status) {
   return link || (status.Kind == FileKind::File && apart >= -kTimeGrain && apart <= kTimeGrain);
 }
 
+bool IsTempName(std::u16string_view name) {
+  return name.starts_with(u"pt") && name.ends_with(u".tmp");
+}
+
 /// What stands in a slot; nothing in one that was never, or not wholly, written.
 struct Slot {
   std::uint64_t Made = 0;
@@ -158,7 +162,9 @@ AsideJournal::Outcome AsideJournal::Settle(std::string_view bytes, const Report&
   const bool part = now && !complete && now->Kind == FileKind::File &&
                     (now->Size == 0 || (slot.Made != 0 && now->Id == slot.Made));
   if (slot.NewMarks.starts_with('D')) {
-    // An empty one may be ours that there was no time left to note; nothing is lost with it.
+    // Whatever a record says, nothing of another name goes with all that is in it. An empty folder
+    // may be ours that there was no time left to note; nothing is lost with it.
+    if (!IsTempName(name)) return Outcome::Settled;
     const bool ours = now && slot.Made != 0 && now->Id == slot.Made;
     if (!ours && (!now || slot.Made != 0 || folder->RemoveFolder(name) != 0)) {
       return Outcome::Settled;
