@@ -16,8 +16,7 @@ test: deps
 	@ctest --preset debug --parallel 2
 
 windows:
-	@scripts/install-deps g++-mingw-w64-x86-64-posix googletest
-	@scripts/build windows
+	@scripts/build-windows
 
 test-windows: deps
 	@scripts/test-windows

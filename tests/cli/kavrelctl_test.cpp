@@ -186,8 +186,8 @@ TEST_F(KavrelctlTest, ABackupIsVerifiedAndSingleFilesComeBack) {
   EXPECT_EQ(Ctl({"log", "--job", "文件", "--json"}).Output, "[]\n");
 
   const fs::path to = temp_.Root() / "to";
-  const std::string full = source_ / "docs/報告.txt";
-  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", full, "docs/old/", "--to", to}).ExitCode, 0);
+  const std::string full = (source_ / "docs/報告.txt").string();
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", full, "docs/old/", "--to", to.string()}).ExitCode, 0);
   EXPECT_EQ(ReadTestFile(to / "docs/報告.txt"), "report");
   EXPECT_EQ(ReadTestFile(to / "docs/old/notes"), "notes");
   EXPECT_FALSE(fs::exists(to / "other"));
@@ -387,7 +387,7 @@ TEST_F(KavrelctlTest, AProgramFolderFromWindowsIsTakenOverByMappingItsDrives) {
   EXPECT_EQ(Ctl({"run", "文件"}).ExitCode, 5);
   EXPECT_NE(Ctl({"drives", "list"}).Output.find("C:"), std::string::npos);
   EXPECT_EQ(Ctl({"drives", "set", "c:\\", (temp_.Root() / "win").string() + "/"}).ExitCode, 0);
-  EXPECT_EQ(Ctl({"drives", "set", "\\\\NAS\\Backup", temp_.Root() / "nas"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"drives", "set", "\\\\NAS\\Backup", (temp_.Root() / "nas").string()}).ExitCode, 0);
   const CommandResult list = Ctl({"drives", "list", "--json"});
   EXPECT_NE(list.Output.find("\"folder\": \"" + (temp_.Root() / "win").string() + "\""),
             std::string::npos)
@@ -397,8 +397,8 @@ TEST_F(KavrelctlTest, AProgramFolderFromWindowsIsTakenOverByMappingItsDrives) {
   EXPECT_EQ(ReadTestFile(temp_.Root() / "nas/a.txt"), "x");
 
   EXPECT_EQ(Ctl({"drives", "set", "C:\\Users", "/"}).ExitCode, 2) << "no drive";
-  EXPECT_EQ(Ctl({"drives", "set", "C:", temp_.Root() / "nowhere"}).ExitCode, 2);
-  EXPECT_EQ(Ctl({"drives", "set", "C:", temp_.Home() / "drives/c"}).ExitCode, 2) << "itself";
+  EXPECT_EQ(Ctl({"drives", "set", "C:", (temp_.Root() / "nowhere").string()}).ExitCode, 2);
+  EXPECT_EQ(Ctl({"drives", "set", "C:", (temp_.Home() / "drives/c").string()}).ExitCode, 2) << "itself";
   EXPECT_EQ(Ctl({"drives", "remove", "C:"}).ExitCode, 0);
   EXPECT_EQ(Ctl({"drives", "remove", "C:"}).ExitCode, 2) << "it is gone";
   EXPECT_EQ(Ctl({"run", "文件"}).ExitCode, 5);

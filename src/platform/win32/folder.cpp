@@ -189,16 +189,10 @@ ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder&) const {
   return win32::SetAttributesOf(ToHandle(handle_), from.Attributes);
 }
 
+// A second thread at work beside the first has stood still under Wine, in the middle of a run, and
+// has not been tried on Windows: until it has, one thread does all of it.
 bool Folder::OnLocalDisk() const {
-  wchar_t system[32] = L"";
-  if (!GetVolumeInformationByHandleW(ToHandle(handle_), nullptr, 0, nullptr, nullptr, nullptr,
-                                     system, 32)) {
-    return false;
-  }
-  if (std::wstring_view(system) != L"NTFS" && std::wstring_view(system) != L"ReFS") return false;
-  const std::u16string path = win32::PathOfHandle(ToHandle(handle_));
-  return path.size() >= 2 && path[1] == u':' &&
-         GetDriveTypeW((win32::Wide(path.substr(0, 2)) + L"\\").c_str()) != DRIVE_REMOTE;
+  return false;
 }
 
 // The disk as a whole may be an administrator's alone to flush; files that count are flushed when
