@@ -187,7 +187,8 @@ TEST_F(KavrelctlTest, ABackupIsVerifiedAndSingleFilesComeBack) {
 
   const fs::path to = temp_.Root() / "to";
   const std::string full = (source_ / "docs/報告.txt").string();
-  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", full, "docs/old/", "--to", to.string()}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", full, "docs/old/", "--to", to.string()}).ExitCode,
+            0);
   EXPECT_EQ(ReadTestFile(to / "docs/報告.txt"), "report");
   EXPECT_EQ(ReadTestFile(to / "docs/old/notes"), "notes");
   EXPECT_FALSE(fs::exists(to / "other"));
@@ -398,7 +399,8 @@ TEST_F(KavrelctlTest, AProgramFolderFromWindowsIsTakenOverByMappingItsDrives) {
 
   EXPECT_EQ(Ctl({"drives", "set", "C:\\Users", "/"}).ExitCode, 2) << "no drive";
   EXPECT_EQ(Ctl({"drives", "set", "C:", (temp_.Root() / "nowhere").string()}).ExitCode, 2);
-  EXPECT_EQ(Ctl({"drives", "set", "C:", (temp_.Home() / "drives/c").string()}).ExitCode, 2) << "itself";
+  EXPECT_EQ(Ctl({"drives", "set", "C:", (temp_.Home() / "drives/c").string()}).ExitCode, 2)
+      << "itself";
   EXPECT_EQ(Ctl({"drives", "remove", "C:"}).ExitCode, 0);
   EXPECT_EQ(Ctl({"drives", "remove", "C:"}).ExitCode, 2) << "it is gone";
   EXPECT_EQ(Ctl({"run", "文件"}).ExitCode, 5);
