@@ -27,7 +27,7 @@ _kavrelctl() {
     fi
   done
   case $previous in
-  --home | --source | --dest | --archive)
+  --home | --source | --dest | --archive | --to)
     compopt -o filenames 2>/dev/null
     mapfile -t COMPREPLY < <(compgen -d -- "$cur")
     return
@@ -47,7 +47,7 @@ _kavrelctl() {
   mapfile -t COMPREPLY < <(compgen -W "${words[*]}" -- "$cur")
   [[ $cur == -* || ${#words[@]} -gt 0 ]] && return
   case "${path[*]}" in
-  edit | remove | show | run | restore | archives) _kavrelctl_jobs ;;
+  edit | remove | show | run | preview | restore | verify | archives) _kavrelctl_jobs ;;
   "settings get" | "settings set")
     mapfile -t COMPREPLY < <(compgen -W "$(kavrelctl "${home[@]}" settings get 2>/dev/null |
       cut -d= -f1)" -- "$cur")

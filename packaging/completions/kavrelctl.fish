@@ -29,7 +29,7 @@ function __kavrelctl_words
 end
 
 function __kavrelctl_takes_job
-    contains -- "$(__kavrelctl_path)" edit remove show run restore archives
+    contains -- "$(__kavrelctl_path)" edit remove show run preview restore verify archives
 end
 
 complete -c kavrelctl -f -a '(__kavrelctl_words)'

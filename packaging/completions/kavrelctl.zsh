@@ -34,7 +34,7 @@ _kavrelctl() {
     return
   fi
   case "$path_words" in
-    (edit | remove | show | run | restore | archives)
+    (edit | remove | show | run | preview | restore | verify | archives)
       found=(${(f)"$(kavrelctl $home list --names 2>/dev/null)"})
       compadd -- $found
       ;;

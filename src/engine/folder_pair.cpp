@@ -5,6 +5,11 @@
 
 namespace kavrel {
 
+FolderIdentity IdentityOf(const Folder& folder) {
+  const Result<FileStatus> status = folder.Status();
+  return status ? FolderIdentity{status->Device, status->Id, true} : FolderIdentity();
+}
+
 WalkPaths::WalkPaths(std::u16string_view source, std::u16string_view dest)
     : source_(AddBackslash(source)), dest_(AddBackslash(dest)) {}
 

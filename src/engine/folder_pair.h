@@ -26,6 +26,9 @@ struct FolderIdentity {
   }
 };
 
+/// Known unless the folder cannot be looked at.
+FolderIdentity IdentityOf(const Folder& folder);
+
 /// The paths of both folders, each with its trailing separator. One text each for the whole walk:
 /// a deep tree does not hold a copy of its path for every level.
 class WalkPaths {

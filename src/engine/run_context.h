@@ -7,6 +7,7 @@
 #include "core/run_host.h"
 #include "core/run_plan.h"
 #include "core/settings.h"
+#include "engine/folder_pair.h"
 #include "files/aside_journal.h"
 #include "files/run_state.h"
 #include "log/job_log.h"
@@ -42,6 +43,9 @@ struct RunContext {
   bool CopyAhead = true;
   /// Neither the mirror guard nor the look at the free space stops a run.
   bool Force = false;
+  /// The destination as the run found it. A look ahead takes time, in which the path may have come
+  /// to lead elsewhere; the walk then writes nothing.
+  FolderIdentity DestRoot{};
   RunRefusal Refusal = RunRefusal::None;  ///< of the current or last run
   /// Where set, nothing is done but decided, counted and noted here. The log stays closed.
   RunPlan* Plan = nullptr;

@@ -46,7 +46,13 @@ RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t starte
   HealAsides(context);
   const std::u16string unit = BackupUnit(context, job);
   const bool existed = context.Files.FolderExists(job.Destination.WorkPath);
-  if (PassSpaceCheck(context, job)) BackupFolder(context, job);
+  {
+    // Held open, so that no other folder can get its identity meanwhile.
+    const Result<Folder> dest = context.Files.OpenFolder(job.Destination.WorkPath);
+    context.DestRoot = dest ? IdentityOf(*dest) : FolderIdentity();
+    if (PassSpaceCheck(context, job)) BackupFolder(context, job);
+    context.DestRoot = {};
+  }
   HealAsides(context);
   RememberRun(context, job, unit, existed);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;

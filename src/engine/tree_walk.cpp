@@ -52,10 +52,13 @@ void TreeWalk::LogLine(std::u16string_view text, std::u16string_view what) {
 }
 
 void TreeWalk::RememberRoot(const FolderPair& pair) {
-  if (dest_root_.Known || !pair.Dest) return;
-  if (const Result<FileStatus> root = pair.Dest.Status()) {
-    dest_root_ = {root->Device, root->Id, true};
-  }
+  if (!dest_root_.Known && pair.Dest) dest_root_ = IdentityOf(pair.Dest);
+}
+
+bool TreeWalk::LeadsElsewhere() const {
+  const FolderIdentity& found = context_.DestRoot;
+  return found.Known && dest_root_.Known &&
+         (found.Device != dest_root_.Device || found.Id != dest_root_.Id);
 }
 
 void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
@@ -70,6 +73,10 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
   }
   FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
   RememberRoot(pair);
+  if (!parent && LeadsElsewhere()) {
+    ++context_.Counters.FailedFiles;
+    return DestinationFailed();
+  }
   if (pair.Source && dest_root_.Is(pair.SourceStatus)) return;
   if (!parent && pair.Dest) MayGoAhead(pair);
   const bool report = BeforeFiles(pair);

@@ -100,6 +100,8 @@ class TreeWalk {
   /// All of them have; false when the run was cancelled meanwhile.
   bool FinishAhead(const FolderPair& pair);
   void RememberRoot(const FolderPair& pair);
+  /// True when the destination's root is not the folder that the run has found.
+  bool LeadsElsewhere() const;
 
   const Options options_;
   std::optional<LateRelease> release_;

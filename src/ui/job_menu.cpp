@@ -23,6 +23,9 @@ void JobMenu::BuildJobItems() {
   restore_ = AddItem(*menu_, QStringLiteral("mnuJobResNow"), {});
   connect(restore_, &QAction::triggered, this,
           [this] { Q_EMIT RestoreWanted(restore_->data().toInt()); });
+  preview_ = AddItem(*menu_, QStringLiteral("mnuJobPreview"), {});
+  connect(preview_, &QAction::triggered, this,
+          [this] { Q_EMIT PreviewWanted(preview_->data().toInt()); });
   restore_some_ =
       AddItem(*menu_, QStringLiteral("mnuJobResSome"), QStringLiteral("還原選取的檔案(&P)..."));
   connect(restore_some_, &QAction::triggered, this,
@@ -30,9 +33,6 @@ void JobMenu::BuildJobItems() {
   verify_ = AddItem(*menu_, QStringLiteral("mnuJobVerify"), {});
   connect(verify_, &QAction::triggered, this,
           [this] { Q_EMIT VerifyWanted(run_->data().toInt()); });
-  preview_ = AddItem(*menu_, QStringLiteral("mnuJobPreview"), {});
-  connect(preview_, &QAction::triggered, this,
-          [this] { Q_EMIT PreviewWanted(preview_->data().toInt()); });
   edit_ = AddItem(*menu_, QStringLiteral("mnuJobEdit"), {});
   connect(edit_, &QAction::triggered, this, [this] { Q_EMIT EditWanted(edit_->data().toInt()); });
   source_ = AddItem(*menu_, QStringLiteral("mnuIntDir"), QStringLiteral("開啟來源資料夾"));

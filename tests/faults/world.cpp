@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
+#include <map>
 
 #include "base/text.h"
 #include "log/job_log.h"
@@ -41,14 +43,17 @@ bool IsAside(const std::string& path) {
   return name.starts_with("pt") && name.ends_with(".tmp");
 }
 
+/// The newest first.
 std::string ReadJobLogs(const TempFolder& temp, const fs::path& home) {
-  std::string log;
+  std::multimap<fs::file_time_type, fs::path, std::greater<>> logs;
   for (const auto& item : fs::directory_iterator(home / "Log")) {
-    if (item.path().extension() == ".txt") {
-      log += ToUtf8(*ReadJobLog(temp.Files(), TempFolder::Text(item.path())));
-    }
+    if (item.path().extension() == ".txt") logs.emplace(item.last_write_time(), item.path());
   }
-  return log;
+  std::string all;
+  for (const auto& [written, path] : logs) {
+    all += ToUtf8(*ReadJobLog(temp.Files(), TempFolder::Text(path)));
+  }
+  return all;
 }
 
 void Put(const fs::path& path, const std::string& bytes, FileTime time) {

@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabBar>
+#include <QTest>
 
 #include "support/test_program.h"
 #include "support/variable.h"
@@ -107,6 +108,7 @@ class KeyboardTest : public testing::Test {
 
   static void Check(QWidget& window, const char* first) {
     SCOPED_TRACE(window.objectName().toStdString() + ", " + first);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     ASSERT_NE(QApplication::focusWidget(), nullptr);
     EXPECT_EQ(NameOf(*QApplication::focusWidget()), first) << "has the keys at first";
     EXPECT_EQ(Unreached(window), QStringList());

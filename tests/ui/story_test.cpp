@@ -191,7 +191,7 @@ TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
 
   // ---- A launcher ----
   Press("shift+Tab");
-  Press("Left Left Left Left Return Up Return");
+  Press("Left Left Left Left Return Up Up Return");
   ASSERT_TRUE(FocusComesTo(kShortcut));
   const std::string shortcuts = Focused();
   Press("space Down Down Down space alt+s");
