@@ -59,6 +59,8 @@ class File {
 
   /// Up to the buffer's length from the current position; fewer only at the end of the file.
   Result<std::size_t> Read(std::span<char> buffer);
+  /// All from the current position on, about `expected` bytes; more than `limit` of them fail.
+  Result<std::string> ReadToEnd(std::size_t expected, std::size_t limit);
   ErrorCode Write(std::string_view bytes);
   /// Writes at a position, which leaves the current one alone.
   ErrorCode WriteAt(std::uint64_t position, std::string_view bytes);

@@ -8,15 +8,6 @@ namespace kavrel {
 
 using posix::Retry;
 
-File& File::operator=(File&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = other.handle_;
-    other.handle_ = -1;
-  }
-  return *this;
-}
-
 ErrorCode File::Close() {
   if (handle_ < 0) return 0;
   const int handle = handle_;

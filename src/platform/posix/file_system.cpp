@@ -228,19 +228,7 @@ Result<std::string> FileSystem::ReadWhole(std::u16string_view path, std::size_t 
   if (status->Kind == FileKind::Folder) return Bytes::Fail(EISDIR);
   if (status->Kind != FileKind::File) return Bytes::Fail(EINVAL);
   if (status->Size > limit) return Bytes::Fail(ENOMEM);
-  std::string bytes;
-  // One byte more than its size, so that a file that grew meanwhile is seen and read on.
-  for (std::size_t used = 0;;) {
-    bytes.resize(used + (used ? std::size_t{65536} : static_cast<std::size_t>(status->Size) + 1));
-    const Result<std::size_t> got = file.Read(std::span(bytes).subspan(used));
-    if (!got) return Bytes::Fail(got.Error);
-    used += *got;
-    if (used > limit) return Bytes::Fail(ENOMEM);
-    if (used < bytes.size()) {
-      bytes.resize(used);
-      return {std::move(bytes), 0};
-    }
-  }
+  return file.ReadToEnd(static_cast<std::size_t>(status->Size), limit);
 }
 
 ErrorCode FileSystem::ReplaceWhole(std::u16string_view path, std::string_view bytes) const {

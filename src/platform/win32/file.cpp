@@ -15,15 +15,6 @@ namespace {
 constexpr std::size_t kStep = std::size_t{1} << 30;  // The system counts in 32 bits.
 }
 
-File& File::operator=(File&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = other.handle_;
-    other.handle_ = -1;
-  }
-  return *this;
-}
-
 ErrorCode File::Close() {
   if (handle_ < 0) return 0;
   const HANDLE handle = ToHandle(handle_);
