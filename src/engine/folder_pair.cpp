@@ -1,5 +1,7 @@
 #include "engine/folder_pair.h"
 
+#include <algorithm>
+
 #include "files/path.h"
 #include "platform/error_codes.h"
 
@@ -8,6 +10,12 @@ namespace kavrel {
 FolderIdentity IdentityOf(const Folder& folder) {
   const Result<FileStatus> status = folder.Status();
   return status ? FolderIdentity{status->Device, status->Id, true} : FolderIdentity();
+}
+
+bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder) {
+  return std::any_of(folders.begin(), folders.end(), [&](const FileStatus& one) {
+    return one.Device == folder.Device && one.Id == folder.Id;
+  });
 }
 
 WalkPaths::WalkPaths(std::u16string_view source, std::u16string_view dest)

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/files.h"
 
@@ -28,6 +29,9 @@ struct FolderIdentity {
 
 /// Known unless the folder cannot be looked at.
 FolderIdentity IdentityOf(const Folder& folder);
+
+/// Whether the folder is one of those.
+bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder);
 
 /// The paths of both folders, each with its trailing separator. One text each for the whole walk:
 /// a deep tree does not hold a copy of its path for every level.

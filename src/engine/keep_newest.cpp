@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/folder_pair.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 #include "platform/recycle_bin.h"
@@ -42,11 +43,10 @@ bool IsOwn(const BackupJob& job, std::u16string_view unit) {
   return job.Extras.Unfinished == unit || std::find(made.begin(), made.end(), unit) != made.end();
 }
 
-bool IsAmong(const Result<std::vector<FileStatus>>& lineage, const FileStatus& folder) {
-  return !lineage || lineage->empty() ||
-         std::any_of(lineage->begin(), lineage->end(), [&](const FileStatus& above) {
-           return above.Device == folder.Device && above.Id == folder.Id;
-         });
+/// Where it cannot be told, it may.
+bool MayLieIn(const Folder& place, const FileStatus& folder) {
+  const Result<std::vector<FileStatus>> lineage = place.Lineage();
+  return !lineage || lineage->empty() || IsAmong(*lineage, folder);
 }
 
 /// False for a folder that the source or this run's own backup lies in, or that is a disk mounted
@@ -56,8 +56,8 @@ bool MayGo(const RunContext& context, const BackupJob& job, const Folder& parent
   const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
   const Result<Folder> dest = context.Files.OpenFolder(job.Destination.WorkPath);
   const Result<FileStatus> above = parent.Status();
-  return source && dest && above && above->Mount == unit.Mount &&
-         !IsAmong(source->Lineage(), unit) && !IsAmong(dest->Lineage(), unit);
+  return source && dest && above && above->Mount == unit.Mount && !MayLieIn(*source, unit) &&
+         !MayLieIn(*dest, unit);
 }
 
 /// Removes the dated folders above a unit that are empty now, never the fixed part of the path.

@@ -164,11 +164,8 @@ void Synchronisation::PlanFailure(bool is_folder, PlanReason reason, std::u16str
 bool Synchronisation::MayBeRemoved(const FileStatus& folder, const FileStatus& dest) const {
   // Neither a folder that the source lies in nor whatever is mounted here, another disk or another
   // folder of the same one, is a left-over of the backup.
-  const bool holds_source =
-      std::any_of(source_lineage_.begin(), source_lineage_.end(), [&](const FileStatus& above) {
-        return above.Device == folder.Device && above.Id == folder.Id;
-      });
-  return !holds_source && folder.Device == dest.Device && folder.Mount == dest.Mount;
+  return !IsAmong(source_lineage_, folder) && folder.Device == dest.Device &&
+         folder.Mount == dest.Mount;
 }
 
 bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view name,

@@ -20,9 +20,7 @@ bool TreeCount::Advance(std::size_t entries) {
   if (!started_) {
     started_ = true;
     if (const Result<Folder> dest = file_system_.OpenFolder(to_)) {
-      if (const Result<FileStatus> root = dest->Status()) {
-        dest_root_ = {root->Device, root->Id, true};
-      }
+      dest_root_ = IdentityOf(*dest);
     }
     Enter(file_system_.OpenFolder(path_), 0);
   }

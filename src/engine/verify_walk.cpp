@@ -83,6 +83,7 @@ class VerifyWalk {
   const FileChoice choice_;
   WalkPaths paths_;
   FolderIdentity dest_root_;
+  FolderExclusions exclusions_;  ///< of the present folder
   std::vector<FileStatus> source_lineage_;
   Side source_side_, dest_side_;
 };
@@ -97,13 +98,12 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
     return Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
   }
   if (!parent) {
-    if (const Result<FileStatus> root = pair.Dest.Status()) {
-      dest_root_ = {root->Device, root->Id, true};
-    }
+    dest_root_ = IdentityOf(pair.Dest);
     source_lineage_ = *pair.Source.Lineage();
   }
   if (dest_root_.Is(pair.SourceStatus) || !HasItsCopy(parent, name, pair)) return;
 
+  exclusions_ = context_.Exclusions.In(paths_.Source());
   std::set<std::u16string> files, folders;
   FolderReader reader(pair.Source);
   while (const FolderEntry* entry = reader.Next()) {
@@ -151,11 +151,8 @@ bool VerifyWalk::IsMounted(const Folder& folder, std::u16string_view name) const
   const Result<FileStatus> here = folder.Status();
   const Result<FileStatus> there = below ? below->Status() : Result<FileStatus>::Fail(below.Error);
   if (!here || !there) return false;
-  const bool holds_source =
-      std::any_of(source_lineage_.begin(), source_lineage_.end(), [&](const FileStatus& above) {
-        return above.Device == there->Device && above.Id == there->Id;
-      });
-  return holds_source || here->Device != there->Device || here->Mount != there->Mount;
+  return IsAmong(source_lineage_, *there) || here->Device != there->Device ||
+         here->Mount != there->Mount;
 }
 
 /// What a synchronisation would remove: whatever the source has under no such name and kind. It
@@ -176,8 +173,7 @@ void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16strin
 
 void VerifyWalk::VerifyFile(const FolderPair& pair, std::u16string_view name, FileKind kind) {
   if (choice_.TimesTaken(name) == 0) return;
-  const bool excluded =
-      context_.Exclusions.ExcEnabled && context_.Exclusions.IsFileExcluded(paths_.SourceOf(name));
+  const bool excluded = exclusions_.IsFileExcluded(name);
   RunCounters& counters = context_.Counters;
   ++counters.SourceFiles;
   context_.Host.PumpMessages();
