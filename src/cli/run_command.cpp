@@ -72,31 +72,30 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
 int Report(Session& session, RunOutcome outcome, const BackupJob& job, const RunWords& words,
            const std::string& missing) {
   Program& program = session.Program();
+  const auto refuse = [&](const std::string& why, int code) {
+    PrintError(Printable(job.Name) + ": " + why);
+    return code;
+  };
   switch (outcome) {
     case RunOutcome::SourceMissing:
-      PrintError(Printable(job.Name) + ": " + missing);
-      return kSourceMissing;
-    case RunOutcome::NoArchiver:
-      PrintError(Printable(job.Name) +
-                 ": no archive program is installed; the Debian package is 7zip");
-      return kBadInput;
     case RunOutcome::NothingPicked:
-      PrintError(Printable(job.Name) + ": " + missing);
-      return kSourceMissing;
+      return refuse(missing, kSourceMissing);
+    case RunOutcome::NoArchiver:
+      return refuse("no archive program is installed; the Debian package is 7zip", kBadInput);
     case RunOutcome::NotStarted:
       return kInterrupted;
     case RunOutcome::Guarded:
       PrintResult(job, program, words);
-      PrintError(Printable(job.Name) +
-                 ": the mirror guard stopped the run before it removed "
-                 "anything; its log tells why, --force runs it all the same");
-      return kGuarded;
+      return refuse(
+          "the mirror guard stopped the run before it removed anything; its log tells why, "
+          "--force runs it all the same",
+          kGuarded);
     case RunOutcome::NoSpace:
       PrintResult(job, program, words);
-      PrintError(Printable(job.Name) +
-                 ": the copies do not fit on the destination, nothing was "
-                 "copied; --force runs it all the same");
-      return kNoSpace;
+      return refuse(
+          "the copies do not fit on the destination, nothing was copied; --force runs it all the "
+          "same",
+          kNoSpace);
     case RunOutcome::Ran:
       break;
   }
