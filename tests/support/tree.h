@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 
 namespace kavrel {
@@ -10,5 +11,12 @@ namespace kavrel {
 /// content, link targets, permissions, modification times to the nanosecond (of folders, too).
 /// Pipes, sockets and devices of the first tree must be missing from the second.
 std::string TreeDifferences(const std::filesystem::path& a, const std::filesystem::path& b);
+
+/// What the comparison needs of the system: compares two entries themselves, telling `report` what
+/// differs; true for two folders, whose content is to be compared.
+bool CompareEntries(const std::filesystem::path& a, const std::filesystem::path& b,
+                    const std::function<void(const char*)>& report);
+/// Whether a backup keeps it.
+bool IsKept(const std::filesystem::directory_entry& entry);
 
 }  // namespace kavrel
