@@ -11,9 +11,10 @@ namespace kavrel {
 /// Empties a text and overwrites all that its memory held, in a way that no compiler leaves out.
 template <typename Text>
 void Wipe(Text& text) {
+  text.clear();
   text.resize(text.capacity());
-  volatile typename Text::value_type* const data = text.data();
-  for (std::size_t i = 0; i < text.size(); ++i) data[i] = 0;
+  // Whatever the compiler may not look into may read the zeros: they have to be there.
+  asm volatile("" : : "r"(text.data()) : "memory");
   text.clear();
 }
 

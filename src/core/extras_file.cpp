@@ -1,7 +1,8 @@
 #include "core/extras_file.h"
 
-#include <algorithm>
 #include <array>
+#include <functional>
+#include <unordered_map>
 
 #include "base/number.h"
 #include "base/text.h"
@@ -34,6 +35,16 @@ Key KeyOf(const BackupJob& job) {
   return {ReplaceAll(OneLine(job.Name), u"\"", u"'"), OneLine(job.Source.Path),
           OneLine(job.Destination.Path)};
 }
+
+struct KeyHash {
+  std::size_t operator()(const Key& key) const {
+    std::size_t hash = 0;
+    for (const std::u16string& text : key) {
+      hash = hash * 31 + std::hash<std::u16string>()(text);
+    }
+    return hash;
+  }
+};
 
 struct SwitchField {
   std::u16string_view Name;
@@ -94,7 +105,6 @@ std::u16string FormatSection(const BackupJob& job) {
 struct Section {
   kavrel::Key Key;
   JobExtras Extras;
-  bool Used = false;
 };
 
 std::uint64_t ParseBytes(std::u16string_view value) {
@@ -179,14 +189,16 @@ ErrorCode ExtrasFile::Load(std::vector<BackupJob>& jobs) {
   if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
   head_.clear();
   std::vector<Section> sections = ParseFile(FromUtf8(content), head_);
+  // Jobs that are alike take the sections in their order: the last one of a list is the first.
+  std::unordered_map<Key, std::vector<JobExtras*>, KeyHash> extras;
+  for (auto section = sections.rbegin(); section != sections.rend(); ++section) {
+    extras[std::move(section->Key)].push_back(&section->Extras);
+  }
   for (BackupJob& job : jobs) {
-    const Key key = KeyOf(job);
-    const auto found = std::find_if(sections.begin(), sections.end(), [&](const Section& section) {
-      return !section.Used && section.Key == key;
-    });
-    if (found == sections.end()) continue;
-    found->Used = true;
-    job.Extras = std::move(found->Extras);
+    const auto found = extras.find(KeyOf(job));
+    if (found == extras.end() || found->second.empty()) continue;
+    job.Extras = std::move(*found->second.back());
+    found->second.pop_back();
   }
   return 0;
 }

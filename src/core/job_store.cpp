@@ -1,6 +1,7 @@
 #include "core/job_store.h"
 
-#include <iterator>
+#include <algorithm>
+#include <utility>
 
 #include "base/number.h"
 #include "base/text.h"
@@ -35,54 +36,43 @@ class Fields {
   std::vector<std::u16string_view> pieces_;
 };
 
-/// Text as a field: what would break the line apart becomes a blank.
-Secret FieldText(std::u16string_view text) {
-  Secret field(text);
-  for (char16_t& c : field) {
-    if (c == u'\t' || c == u'\r' || c == u'\n') c = u' ';
+/// A line that grows field by field.
+class LineWriter {
+ public:
+  LineWriter& operator<<(bool on) { return *this << std::u16string_view(on ? u"1" : u"0"); }
+  LineWriter& operator<<(std::int32_t number) {
+    return *this << std::u16string_view(Decimal(number));
   }
-  return field;
-}
+  LineWriter& operator<<(const DateTime& date) {
+    return *this << std::u16string_view(DateTimeText(date));
+  }
+  LineWriter& operator<<(std::u16string_view text) {
+    const std::size_t start = line_.size();
+    line_ += text;
+    for (std::size_t i = start; i < line_.size(); ++i) {
+      // What would break the line apart becomes a blank.
+      if (line_[i] == u'\t' || line_[i] == u'\r' || line_[i] == u'\n') line_[i] = u' ';
+    }
+    line_ += u"\t";
+    return *this;
+  }
+  Secret Take() { return std::move(line_); }
 
-std::u16string_view Flag(bool on) {
-  return on ? u"1" : u"0";
-}
+ private:
+  Secret line_;
+};
 
 }  // namespace
 
 Secret FormatJobLine(const BackupJob& job) {
-  const Secret fields[] = {
-      Secret(Flag(job.Enabled)),
-      FieldText(job.Name),
-      Secret(Flag(job.IncludeSubfolders)),
-      Secret(Flag(job.Compressed)),
-      FieldText(job.Source.Path),
-      FieldText(job.Destination.Path),
-      Secret(Flag(job.Differential)),
-      FieldText(job.FileTypes),
-      DateTimeText(job.NextRun),
-      Decimal(job.EveryMinutes),
-      Decimal(job.EveryHours),
-      Decimal(job.EveryDays),
-      Decimal(job.EveryWeeks),
-      Decimal(job.EveryMonths),
-      Secret(Flag(job.ExcludeFileTypes)),
-      Decimal(job.RefusedDays),
-      DateTimeText(job.LastRun),
-      Secret(Flag(job.Synchronise)),
-      Secret(Flag(job.UseRecycleBin)),
-      Secret(Flag(job.LimitFileSize)),
-      Decimal(job.MaxFileSizeKB),
-      Secret(Flag(job.UsePassword)),
-      FieldText(job.Password),
-      Secret(Flag(job.AddSourceFolder)),
-  };
-  Secret line;
-  for (const Secret& field : fields) {
-    line += field;
-    line += u"\t";
-  }
-  return line;
+  LineWriter line;
+  line << job.Enabled << job.Name << job.IncludeSubfolders << job.Compressed << job.Source.Path
+       << job.Destination.Path << job.Differential << job.FileTypes << job.NextRun
+       << job.EveryMinutes << job.EveryHours << job.EveryDays << job.EveryWeeks << job.EveryMonths
+       << job.ExcludeFileTypes << job.RefusedDays << job.LastRun << job.Synchronise
+       << job.UseRecycleBin << job.LimitFileSize << job.MaxFileSizeKB << job.UsePassword
+       << job.Password << job.AddSourceFolder;
+  return line.Take();
 }
 
 bool ParseJobLine(std::u16string_view line, BackupJob& job) {
@@ -132,6 +122,7 @@ bool JobStore::LoadJobs(const PastDueRule& rule) {
 
   std::u16string text = DecodeTextFile(*bytes);
   Wipe(*bytes);
+  Jobs.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), u'\n')) + 1);
   bool changed = false;
   for (std::u16string_view rest = text; !rest.empty();) {
     const std::size_t end = rest.find(u'\n');

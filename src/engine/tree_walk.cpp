@@ -97,7 +97,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     context_.Host.PumpMessages();
     if (Cancelled()) break;
     const WalkPaths::Step step(paths_, subfolder);
-    WalkFolder(&pair, subfolder, folder_names.Note(subfolder));
+    WalkFolder(&pair, subfolder, folder_names.Note(pair.Source, subfolder));
   }
   if (context_.Plan || !FinishesFolder(pair)) return;
   if (const ErrorCode error = FinishDestination(paths_, pair)) {
@@ -162,7 +162,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   if (LeavesFileOut(name)) return LeaveOut(pair, PlanReason::Rule, name);
   // A socket, pipe or device has no content that a backup could keep.
   if (kind == FileKind::Special) return LeaveOut(pair, PlanReason::Special, name);
-  const std::u16string_view twin = file_names_.Note(name);
+  const std::u16string_view twin = file_names_.Note(pair.Source, name);
   if (ahead_ && kind == FileKind::File && !MayRepeat() && twin.empty()) {
     ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew}, name);
     if (ahead_->Full()) FinishOneAhead(pair);

@@ -1,12 +1,14 @@
 #include "files/twin_names.h"
 
+#include <algorithm>
+
 #include "base/text.h"
 
 namespace kavrel {
 
 namespace {
 
-constexpr std::size_t kFirstSlots = 64;
+constexpr std::size_t kFirstKeys = 64;
 
 /// The same number for all names that a disk may take for one (FNV-1a of what is left of them).
 /// Two others of one number would only be looked at once more.
@@ -17,37 +19,39 @@ std::uint64_t Key(std::u16string_view name) {
     const bool plain = c < u'A' || (c > u'Z' && c < 0x80);  // Most are: spare them the call.
     key = (key ^ (plain ? c : ToLower(c))) * 0x100000001b3U;
   }
-  return key;
+  return key != 0 ? key : 1;
 }
 
 }  // namespace
 
-TwinNames::Slot& TwinNames::Find(std::uint64_t key) {
-  std::size_t at = key & (slots_.size() - 1);
-  while (slots_[at].End != 0 && slots_[at].Key != key) at = (at + 1) & (slots_.size() - 1);
-  return slots_[at];
-}
-
-std::u16string_view TwinNames::Note(std::u16string_view name) {
-  if (2 * used_ >= slots_.size()) {
-    std::vector<Slot> old(slots_.empty() ? kFirstSlots : 2 * slots_.size());
-    old.swap(slots_);
-    for (const Slot& slot : old) {
-      if (slot.End != 0) Find(slot.Key) = slot;
+/// False when the key was there.
+bool TwinNames::Insert(std::uint64_t key) {
+  if (2 * used_ >= keys_.size()) {
+    std::vector<std::uint64_t> old(keys_.empty() ? kFirstKeys : 2 * keys_.size());
+    old.swap(keys_);
+    used_ = 0;
+    for (const std::uint64_t one : old) {
+      if (one != 0) Insert(one);
     }
   }
+  std::size_t at = key & (keys_.size() - 1);
+  while (keys_[at] != 0 && keys_[at] != key) at = (at + 1) & (keys_.size() - 1);
+  if (keys_[at] == key) return false;
+  keys_[at] = key;
+  ++used_;
+  return true;
+}
+
+std::u16string_view TwinNames::Note(const Folder& folder, std::u16string_view name) {
   const std::uint64_t key = Key(name);
-  Slot& slot = Find(key);
-  if (slot.End == 0) {
-    names_ += u'\0';
-    names_ += name;
-    slot = {key, names_.size()};
-    ++used_;
-    return {};
+  if (Insert(key)) return {};
+  if (names_.empty()) {
+    FolderReader reader(folder);
+    while (const FolderEntry* entry = reader.Next()) names_.emplace(Key(entry->Name), entry->Name);
   }
-  const std::u16string_view names = std::u16string_view(names_).substr(0, slot.End);
-  const std::u16string_view first = names.substr(names.rfind(u'\0') + 1);
-  return first == name ? std::u16string_view() : first;
+  const auto [first, end] = names_.equal_range(key);
+  const auto twin = std::find_if(first, end, [&](const auto& one) { return one.second != name; });
+  return twin == end ? std::u16string_view() : twin->second;
 }
 
 bool IsOneEntry(const Result<FileStatus>& a, const Result<FileStatus>& b) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/files.h"
@@ -14,22 +15,20 @@ namespace kavrel {
 
 class TwinNames {
  public:
-  /// Notes a name. Gives the first one that a disk may take for it, empty when there was none;
-  /// valid until the next call.
-  std::u16string_view Note(std::u16string_view name);
+  /// Notes a name of a folder, which is the same one in all calls. Gives another name of the folder
+  /// that a disk may take for it, empty unless one was noted before; valid until the next call.
+  std::u16string_view Note(const Folder& folder, std::u16string_view name);
 
  private:
-  /// A place in a table that is never more than half full: each key lies at its own place or at
-  /// the next free one. A map would take longer than looking at a file's status does.
-  struct Slot {
-    std::uint64_t Key = 0;
-    std::size_t End = 0;  ///< where in `names_` the name with this key ends; 0: free
-  };
-  Slot& Find(std::uint64_t key);
+  bool Insert(std::uint64_t key);
 
-  std::u16string names_;  ///< one after the other, each with a NUL in front
-  std::vector<Slot> slots_;
+  /// The keys of what was noted, 0 where there is none, in a table that is never more than half
+  /// full: each lies at its own place or at the next free one. A set would take longer than looking
+  /// at a file's status does, and the names themselves several times the room.
+  std::vector<std::uint64_t> keys_;
   std::size_t used_ = 0;
+  /// All names of the folder by their keys, listed once a key was met twice.
+  std::unordered_multimap<std::uint64_t, std::u16string> names_;
 };
 
 /// True when both are what is told of one entry that goes by two names, without having two.

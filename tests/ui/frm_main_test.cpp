@@ -324,7 +324,8 @@ TEST(FrmMain, TellsEverythingOfAJobThoughColumnsAreHidden) {
   EXPECT_EQ(main.Window.findChild<JobList*>()->InfoTip(0).split("\r\n"),
             (QStringList{"備份排程名稱：照片 <b>", "來源資料夾　：C:\\照片 <b>\\",
                          "目標資料夾　：D:\\照片 <b>\\", "最後備份時間：",
-                         "下次備份時間：" + ToQString(DateTimeText(job.NextRun)),
+                         "下次備份時間：" +
+                             ToQString(DateTimeText(main.Program.Context.Store.Jobs[0].NextRun)),
                          "檔案壓縮備份：關閉", "壓縮檔案加密：加密", "檔案同步備份：關閉",
                          "回收筒存放　：關閉", "備份子目錄　：啟動",
                          "限制檔案大小：限制 ( 2048 ) KB", "備份時間間隔：每 12 個小時備份一次",

@@ -46,9 +46,19 @@ class Converter {
   iconv_t state_;
 };
 
+/// How many ASCII characters a text starts with: they are the same in either form, and most of it.
 template <typename Text>
-bool IsAscii(const Text& text) {
-  return std::all_of(text.begin(), text.end(), [](auto c) { return (c & ~0x7F) == 0; });
+std::size_t AsciiLength(const Text& text) {
+  const auto end = std::find_if(text.begin(), text.end(), [](auto c) { return (c & ~0x7F) != 0; });
+  return static_cast<std::size_t>(end - text.begin());
+}
+
+/// How many bytes the characters of two bytes take that a text starts with; of many, some.
+std::size_t PairsLength(std::string_view bytes) {
+  std::size_t length = 0;
+  constexpr std::size_t kMost = 64;
+  while (length < std::min(bytes.size(), kMost) && (bytes[length] & 0x80) != 0) length += 2;
+  return std::min(length, bytes.size());
 }
 
 bool IsStrayByte(char16_t c) {
@@ -74,13 +84,13 @@ std::string_view WindowsCode(char16_t c) {
 
 /// A character that is left to the converter.
 bool IsForConverter(char16_t c) {
-  return !IsStrayByte(c) && WindowsCode(c).empty();
+  return c > 0x7F && !IsStrayByte(c) && WindowsCode(c).empty();
 }
 
 }  // namespace
 
 std::u16string DecodeCodePage(std::string_view bytes) {
-  if (IsAscii(bytes)) return {bytes.begin(), bytes.end()};
+  if (AsciiLength(bytes) == bytes.size()) return {bytes.begin(), bytes.end()};
   Converter converter("UTF-8", "CP950");
   // A store holds passwords, so whatever its text passes through is wiped, and does not grow.
   std::u16string text;
@@ -88,30 +98,37 @@ std::u16string DecodeCodePage(std::string_view bytes) {
   std::string utf8;
   utf8.reserve(2 * bytes.size());
   while (!bytes.empty()) {
-    if (converter.Usable()) converter.Convert(bytes, utf8);
+    const std::size_t same = AsciiLength(bytes);
+    text.append(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(same));
+    bytes.remove_prefix(same);
+    std::string_view pairs = bytes.substr(0, PairsLength(bytes));
+    bytes.remove_prefix(pairs.size());
+    if (converter.Usable()) converter.Convert(pairs, utf8);
     std::u16string piece = FromUtf8(utf8);
     text += piece;
     Wipe(piece);
     utf8.clear();
-    if (bytes.empty()) break;
-    // What is no character here stays the byte it is.
-    const auto byte = static_cast<unsigned char>(bytes[0]);
-    text += static_cast<char16_t>(byte < 0x80 ? byte : 0xDC00 + byte);
-    bytes.remove_prefix(1);
+    if (pairs.empty()) continue;
+    // What is no character here stays the byte it is; what follows it is looked at anew.
+    text += static_cast<char16_t>(0xDC00 + static_cast<unsigned char>(pairs[0]));
+    bytes = {pairs.data() + 1, bytes.data() + bytes.size()};
   }
   Wipe(utf8);
   return text;
 }
 
 std::optional<std::string> EncodeCodePage(std::u16string_view text) {
-  if (IsAscii(text)) return std::string(text.begin(), text.end());
+  if (AsciiLength(text) == text.size()) return std::string(text.begin(), text.end());
   Converter converter("CP950", "UTF-8");
   std::string bytes;
   bytes.reserve(2 * text.size());
   for (std::u16string_view rest = text; !rest.empty();) {
     const char16_t first = rest[0];
     std::size_t length = 1;
-    if (IsStrayByte(first)) {
+    if (const std::size_t same = AsciiLength(rest); same > 0) {
+      bytes.append(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(same));
+      length = same;
+    } else if (IsStrayByte(first)) {
       // One by one: side by side, stray bytes could read as a character of UTF-8.
       bytes += static_cast<char>(first - 0xDC00);
     } else if (const std::string_view code = WindowsCode(first); !code.empty()) {
