@@ -18,6 +18,12 @@ bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder) {
   });
 }
 
+bool MayBeLeftOver(const FileStatus& folder, const FileStatus& dest,
+                   const std::vector<FileStatus>& source_lineage) {
+  return !IsAmong(source_lineage, folder) && folder.Device == dest.Device &&
+         folder.Mount == dest.Mount;
+}
+
 WalkPaths::WalkPaths(std::u16string_view source, std::u16string_view dest)
     : source_(AddBackslash(source)), dest_(AddBackslash(dest)) {}
 

@@ -33,6 +33,11 @@ FolderIdentity IdentityOf(const Folder& folder);
 /// Whether the folder is one of those.
 bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder);
 
+/// Whether a folder that lies in `dest` may be a left-over of a backup. Neither one that the source
+/// lies in nor whatever is mounted here, another disk or another folder of the same one, is.
+bool MayBeLeftOver(const FileStatus& folder, const FileStatus& dest,
+                   const std::vector<FileStatus>& source_lineage);
+
 /// The paths of both folders, each with its trailing separator. One text each for the whole walk:
 /// a deep tree does not hold a copy of its path for every level.
 class WalkPaths {

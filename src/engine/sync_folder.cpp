@@ -161,13 +161,6 @@ void Synchronisation::PlanFailure(bool is_folder, PlanReason reason, std::u16str
   }
 }
 
-bool Synchronisation::MayBeRemoved(const FileStatus& folder, const FileStatus& dest) const {
-  // Neither a folder that the source lies in nor whatever is mounted here, another disk or another
-  // folder of the same one, is a left-over of the backup.
-  return !IsAmong(source_lineage_, folder) && folder.Device == dest.Device &&
-         folder.Mount == dest.Mount;
-}
-
 bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view name,
                                      std::u16string& path, const FileStatus& dest) {
   if (context_.State.CancelRequested) return false;
@@ -182,7 +175,7 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view n
         folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
     if (!status) {
       error = status.Error;
-    } else if (MayBeRemoved(*status, dest) && EmptyFolder(*folder, path, dest)) {
+    } else if (MayBeLeftOver(*status, dest, source_lineage_) && EmptyFolder(*folder, path, dest)) {
       error = 0;
     }
   }

@@ -54,7 +54,6 @@ class Synchronisation {
   bool SyncRemoveTree(const Folder& parent, std::u16string_view name, std::u16string& path,
                       const FileStatus& dest);
   bool EmptyFolder(const Folder& folder, std::u16string& path, const FileStatus& dest);
-  bool MayBeRemoved(const FileStatus& folder, const FileStatus& dest) const;
   void CountFailure(std::u16string_view text, std::u16string_view what);
 
   RunContext& context_;

@@ -66,7 +66,7 @@ class VerifyWalk {
   void VerifyFile(const FolderPair& pair, std::u16string_view name, FileKind kind);
   void Compare(const FolderPair& pair, std::u16string_view name, const FileStatus& source);
   Content CompareContent(const FolderPair& pair, std::u16string_view name, std::uint64_t size);
-  bool IsMounted(const Folder& folder, std::u16string_view name) const;
+  bool IsExtra(const Folder& folder, std::u16string_view name) const;
 
   void Differs(std::uint32_t& counter, std::u16string_view text, std::u16string_view path) {
     ++counter;
@@ -146,13 +146,12 @@ bool VerifyWalk::HasItsCopy(const FolderPair* parent, std::u16string_view name, 
   return false;
 }
 
-bool VerifyWalk::IsMounted(const Folder& folder, std::u16string_view name) const {
+/// A folder that cannot be looked at is told, too.
+bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
   const Result<Folder> below = folder.OpenFolder(name);
   const Result<FileStatus> here = folder.Status();
   const Result<FileStatus> there = below ? below->Status() : Result<FileStatus>::Fail(below.Error);
-  if (!here || !there) return false;
-  return IsAmong(source_lineage_, *there) || here->Device != there->Device ||
-         here->Mount != there->Mount;
+  return !here || !there || MayBeLeftOver(*there, *here, source_lineage_);
 }
 
 /// What a synchronisation would remove: whatever the source has under no such name and kind. It
@@ -164,7 +163,7 @@ void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16strin
   while (const FolderEntry* entry = reader.Next()) {
     const bool folder = entry->Kind == FileKind::Folder;
     if ((folder ? folders : files).contains(entry->Name)) continue;
-    if (folder && IsMounted(pair.Dest, entry->Name)) continue;
+    if (folder && !IsExtra(pair.Dest, entry->Name)) continue;
     Differs(found.Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
             DestOf(entry->Name));
   }
