@@ -1,5 +1,7 @@
 #include "engine/heal.h"
 
+#include "files/path.h"
+
 namespace kavrel {
 
 namespace {
@@ -23,6 +25,10 @@ std::u16string_view HealingText(Healing what) {
 }  // namespace
 
 void HealAsides(RunContext& context) {
+  // Files that are not written at the end of each run anyway.
+  for (const std::u16string_view name : {u"Backup.ext", u"Exc.txt", u"FileType.txt"}) {
+    context.Files.DropUnfinished(JoinPath(context.Files.ProgramFolder(), name));
+  }
   context.Asides.Heal([&](Healing what, std::u16string_view path) {
     std::u16string line(HealingText(what));
     line += path;

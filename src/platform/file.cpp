@@ -30,4 +30,11 @@ Result<std::string> File::ReadToEnd(std::size_t expected, std::size_t limit) {
   }
 }
 
+void FileSystem::DropUnfinished(std::u16string_view path) const {
+  const std::size_t name = path.find_last_of(u"/\\") + 1;
+  std::u16string temporary(path);
+  temporary.insert(name, u".").append(u".tmp");
+  RemoveFile(temporary);
+}
+
 }  // namespace kavrel

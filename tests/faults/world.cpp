@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -212,7 +215,10 @@ void World::Run() {
   command.insert(command.end(), scenario_.Command.begin(), scenario_.Command.end());
   // Loaded without a fault, too: it ends what hangs.
   setenv("LD_PRELOAD", FAULT_INJECTOR, 1);
+  // A program that it has just started may outlive it by a moment.
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
   Result = RunCommand(command);
+  while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) continue;
   unsetenv("LD_PRELOAD");
 }
 
