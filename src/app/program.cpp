@@ -106,8 +106,6 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
   Mounts.Load();
   last_verification_.reset();
   const RunOutcome outcome = RunBackupJob(Context, job);
-  job.LastRunResult.NotBegun =
-      outcome == RunOutcome::SourceMissing || outcome == RunOutcome::NoArchiver;
   const bool whole = outcome == RunOutcome::Ran && !job.LastRunResult.Stopped;
   if (job.Extras.VerifyAfterRun && whole && !State.CancelRequested) VerifyLastRun(job);
   return outcome;

@@ -25,7 +25,6 @@ struct LastRunResult {
   std::uint32_t Folders = 0, SyncDeletedFolders = 0, CopiedFiles = 0, SyncDeletedFiles = 0,
                 UnchangedFiles = 0, FailedFiles = 0, WarningFiles = 0;
   std::uint64_t CopiedBytes = 0;
-  bool NotBegun = false;  ///< a backup found no source folder or no archive program: no log tells
 };
 
 enum class BackupType { Full = 0, Differential = 1, Synchronise = 2, Compressed = 3 };

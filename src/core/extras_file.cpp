@@ -52,7 +52,8 @@ struct SwitchField {
 };
 constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"CheckSpace", &JobExtras::CheckSpace},
-                                     {u"VerifyAfterRun", &JobExtras::VerifyAfterRun}};
+                                     {u"VerifyAfterRun", &JobExtras::VerifyAfterRun},
+                                     {u"NotBegun", &JobExtras::NotBegun}};
 struct NumberField {
   std::u16string_view Name;
   std::int32_t JobExtras::*Field;

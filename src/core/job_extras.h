@@ -27,6 +27,8 @@ struct JobExtras : ExtraSettings {
   std::u16string SourceMount;     ///< where the source's file system was mounted; empty = not known
   std::uint64_t SourceBytes = 0;  ///< of the last whole run, rounded up to a power of two
   std::u16string Unfinished;      ///< a dated folder that an interrupted run of this job made
+  /// The last backup found no source folder or no archive program: no log tells.
+  bool NotBegun = false;
   std::vector<std::u16string> Made;        ///< dated folders or archives of whole runs, newest last
   std::vector<std::u16string> OtherLines;  ///< of the job's section in the file
 

@@ -77,6 +77,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   const int result = CompressBackup(archiving, job, archive, context.Compression);
   RemoveListFile(context.Files);
   if (result == kNoArchiver) {
+    job.Extras.NotBegun = true;
     context.Store.SaveJobs();
     return RunOutcome::NoArchiver;
   }
@@ -98,6 +99,7 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
   if (state.CancelRequested) return RunOutcome::NotStarted;
   job.RunStarted = context.Clock.Now();
   job.LastRunResult = {};
+  job.Extras.NotBegun = false;
   context.Host.ResetProgress();
   context.Counters = {};
   context.Refusal = RunRefusal::None;
@@ -111,6 +113,7 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
     state.CancelRequested = true;
     ++context.Counters.FailedFiles;
     RecordResult(context, job);
+    job.Extras.NotBegun = true;
     context.Store.SaveJobs();
     return RunOutcome::SourceMissing;
   }

@@ -52,8 +52,26 @@ TEST_F(RunHealthTest, TheLastRunOfEachJobCounts) {
   EXPECT_EQ(Judge().State, Health::Good);
   jobs_[0].LastRunResult.Stopped = true;  // by a cancelled restore
   EXPECT_EQ(Judge().State, Health::Good);
-  jobs_[0].LastRunResult.NotBegun = true;
-  EXPECT_EQ(Judge().Failed, Names{u"照片"}) << "the source was missing: there is no row";
+}
+
+TEST_F(RunHealthTest, ARunThatCouldNotBeginIsKnownAfterARestartUntilOneEndsWell) {
+  TestProgram first;
+  first.AddJob().Enabled = true;
+  const auto judge = [](const Program& program) {
+    return JudgeRuns(program.Store.Jobs, program.LogRows.Rows(), *FromCivil(2009, 9, 23, 15, 5, 0))
+        .State;
+  };
+  EXPECT_EQ(first.Program.RunJobNow(0), RunOutcome::SourceMissing);
+  EXPECT_EQ(judge(first.Program), Health::Failed) << "there is no row, but the run failed";
+  Program again(TempFolder::Text(first.Temp.Home()),
+                TempFolder::Text(first.Temp.Home() / "Settings.ini"), first.Clock, first.Host);
+  ASSERT_TRUE(again.Load());
+  EXPECT_EQ(judge(again), Health::Failed);
+  WriteTestFile(first.Source() / "a", "x");
+  EXPECT_EQ(again.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(judge(again), Health::Good);
+  first.Program.ReloadJobs();
+  EXPECT_FALSE(first.Program.Store.Jobs.at(0).Extras.NotBegun) << "stored as well";
 }
 
 TEST_F(RunHealthTest, AJobWhoseTimeHasPassedIsOverdueUnlessItNeverComes) {
