@@ -25,6 +25,7 @@ gui: build
 	@build/bin/kavrel $(ARGS)
 
 screenshots: deps
+	@scripts/install-deps pngquant
 	@scripts/screenshots
 
 build: deps

@@ -203,8 +203,34 @@ def compressed(bench):
                lambda dest: bench.kavrel("compressed", source, dest), {"7zz": peer})
 
 
+def verify(bench):
+    """What memory holds of a copy is dropped before each run, as our verification does itself."""
+    def forget(folder):
+        for path, _, files in os.walk(folder):
+            for name in files:
+                file = os.open(os.path.join(path, name), os.O_RDONLY)
+                os.posix_fadvise(file, 0, 0, os.POSIX_FADV_DONTNEED)
+                os.close(file)
+
+    for title, make in (("40,000 small files", lambda to: corpus.small_files(to, 40000)),
+                        ("3 files of 256 MiB", corpus.big_files)):
+        source, dest = bench.fresh("source"), bench.fresh("copy")
+        make(source)
+        subprocess.run(["cp", "-a", source, dest], check=True)
+        os.sync()
+        bench.job(title, "differential", source, dest)
+
+        def run(*command):
+            forget(dest)
+            return Run(command)
+        bench.line("verification, " + title,
+                   lambda _: run(KAVRELCTL, "--home", bench.home, "verify", title),
+                   {"diff -r": lambda _: run("diff", "-r", "--no-dereference", source, dest),
+                    "rsync -nac": lambda _: run("rsync", "-nac", source + "/", dest)})
+
+
 LINES = {line.__name__: line
-         for line in (small, unchanged, mirror, big, real, restore, compressed)}
+         for line in (small, unchanged, mirror, big, real, restore, compressed, verify)}
 
 
 def main():

@@ -24,9 +24,11 @@ FrmGoOn::FrmGoOn(const RunQuestion& question, QWidget* parent)
   auto* icon = new QLabel;
   const int size = style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, this);
   icon->setPixmap(style()->standardIcon(QStyle::SP_MessageBoxWarning).pixmap(size));
-  auto* lblMsg =
-      Make<QLabel>("lblMsg", QStringLiteral("排程「%1」：\n%2。\n\n要繼續執行嗎？")
-                                 .arg(ToQString(question.JobName), ToQString(question.Text)));
+  // A number stays on the line of what it counts.
+  const QString reason =
+      ToQString(question.Text).replace(QStringLiteral(" 個"), QStringLiteral("\u00A0個"));
+  auto* lblMsg = Make<QLabel>("lblMsg", QStringLiteral("排程「%1」：\n%2。\n\n要繼續執行嗎？")
+                                            .arg(ToQString(question.JobName), reason));
   lblMsg->setTextFormat(Qt::PlainText);
   lblMsg->setWordWrap(true);
   lblMsg->setMinimumWidth(420);

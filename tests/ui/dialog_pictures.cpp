@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabWidget>
+#include <QTableView>
 #include <QTest>
 #include <QTreeView>
 
@@ -70,6 +71,7 @@ class Pictures {
     DrawRules();
     DrawFilters();
     DrawOthers();
+    DrawPreview();
     DrawDrives();
     DrawRestore();
     DrawMarks();
@@ -155,17 +157,6 @@ class Pictures {
     Click(*ViewOf(list).viewport(), CellCentre(list, 0));
     Draw(zip, "frm_zip_list");
 
-    for (int i = 0; i < 40; ++i) {
-      const std::string name = "相片 " + std::to_string(i) + ".jpg";
-      WriteTestFile((i % 2 ? program_.Source() : program_.Dest()) / "家庭" / name,
-                    std::string(static_cast<std::size_t>(i) * 4321, 'x'));
-    }
-    program_.Program.Store.Jobs[1].Destination.Path = u"D:\\dst\\";
-    FrmPreview preview(program_.Program, 1, nullptr);
-    ShowAndWait(preview);
-    WaitUntil([&] { return Find<QPushButton>(preview, "cmdRun")->isEnabled(); });
-    Draw(preview, "frm_preview");
-
     FrmGoOn go_on({u"同步刪除防護", u"家庭相片（同步到外接硬碟）",
                    u"來源磁碟沒有掛載：/media/美玲/相片，將移除 12,480 個檔案，保留 0 個"},
                   nullptr);
@@ -178,6 +169,28 @@ class Pictures {
     FrmPastDue past_due(question, nullptr);
     for (int second = 0; second < 5; ++second) past_due.timDelay_Timer();
     Draw(past_due, "frm_past_due");
+  }
+
+  void DrawPreview() {
+    const auto write = [](const std::filesystem::path& folder, int number, std::size_t size) {
+      WriteTestFile(folder / "2009 旅行" / ("相片 " + std::to_string(number) + ".jpg"),
+                    std::string(size, 'x'));
+    };
+    for (int i = 101; i < 125; ++i) {
+      const auto size = static_cast<std::size_t>(i * 21101 % 3000000);
+      if (i % 6 != 1) write(program_.Source(), i, size);
+      if (i % 6 < 3) write(program_.Dest(), i, size - 1000);
+    }
+    WriteTestFile(program_.Source() / "影片.mp4", std::string(5000000, 'x'));
+    BackupJob& job = program_.Program.Store.Jobs[1];
+    job.Destination.Path = u"D:\\dst\\";
+    job.UseRecycleBin = job.LimitFileSize = true;
+    job.MaxFileSizeKB = 4096;
+    FrmPreview preview(program_.Program, 1, nullptr);
+    ShowAndWait(preview);
+    WaitUntil([&] { return Find<QPushButton>(preview, "cmdRun")->isEnabled(); });
+    Find<QTableView>(preview)->sortByColumn(1, Qt::AscendingOrder);
+    Draw(preview, "frm_preview");
   }
 
   void DrawDrives() {
@@ -198,16 +211,17 @@ class Pictures {
   }
 
   void DrawRestore() {
+    const std::filesystem::path backup = program_.Temp.DriveD() / "backup";
     for (const char* name :
          {"信件/2025/家書.odt", "信件/2025/邀請函.odt", "信件/2026/租約.pdf", "照片/旅行/日出.jpg",
           "照片/旅行/海邊.jpg", "照片/生日.jpg", "家計簿.ods", "通訊錄.ods"}) {
-      WriteTestFile(program_.Dest() / name, std::string(123456, 'x'));
-      SetWritten(program_.Dest() / name, {1253689200, 0});
+      WriteTestFile(backup / name, std::string(9000 + std::string(name).size() * 7654, 'x'));
+      SetWritten(backup / name, {1253689200, 0});
     }
     for (const char* folder : {"信件/2025", "信件/2026", "信件", "照片/旅行", "照片"}) {
-      SetWritten(program_.Dest() / folder, {1253689200, 0});
+      SetWritten(backup / folder, {1253689200, 0});
     }
-    const auto browser = BrowseFolder(program_.Temp.Files(), u"D:\\dst\\");
+    const auto browser = BrowseFolder(program_.Temp.Files(), u"D:\\backup\\");
     FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", *browser}, DesktopFilePicker(),
                        nullptr);
     auto& view = *Find<QTreeView>(restore, "tvwFiles");
