@@ -4,12 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <set>
 #include <thread>
 
 #include "platform/process.h"
 #include "support/command.h"
 #include "support/temp_folder.h"
 #include "support/tree.h"
+#include "support/variable.h"
 
 namespace fs = std::filesystem;
 
@@ -21,7 +23,8 @@ class KavrelctlTest : public testing::Test {
   TempFolder temp_;
   fs::path source_ = temp_.Root() / "來源", dest_ = temp_.Root() / "dest";
   fs::path store_ = temp_.Home() / "Backup.rtm";
-  std::string said_;  ///< by all commands
+  std::string said_;                                                        ///< by all commands
+  const EnvironmentVariable data_{"XDG_DATA_HOME", temp_.Root() / "data"};  ///< holds the bin
 
   std::vector<std::string> Command(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {KAVRELCTL, "--home", temp_.Home().string()});
@@ -174,6 +177,9 @@ TEST_F(KavrelctlTest, ABackupIsVerifiedAndSingleFilesComeBack) {
   result = Ctl({"verify", "文件 A"});
   EXPECT_EQ(result.ExitCode, 1);
   EXPECT_NE(result.Output.find("內容損壞檔案總計　：1\n"), std::string::npos) << result.Output;
+  EXPECT_NE(Ctl({"log", "--show", "1"})
+                .Output.find(": 驗證檔案 (內容損壞)：" + (source_ / "other").string() + "\n"),
+            std::string::npos);
   result = Ctl({"run", "文件 A"});
   EXPECT_EQ(result.ExitCode, 1) << "the run leaves the file alone, the verification after it not";
   EXPECT_NE(result.Output.find("備份已存在檔案總計：2\n"), std::string::npos) << result.Output;
@@ -362,8 +368,13 @@ TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheSto
   EXPECT_EQ(Ctl({"restore", "文件 A", "--archive", "none.7z"}).ExitCode, 5);
   EXPECT_EQ(Ctl({"restore", "文件 A", "--latest"}).ExitCode, 0);
   EXPECT_EQ(ReadTestFile(source_ / "深" / "碁.txt"), "x");
+  const fs::path to = temp_.Root() / "to";
+  EXPECT_EQ(Ctl({"restore", "文件 A", "--only", "深/碁.txt", "--to", to.string()}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(to / "深" / "碁.txt"), "x");
+  EXPECT_EQ(Ctl({"verify", "文件 A"}).ExitCode, 0);
 
   WriteTestFile(dest_ / archive, "no archive");
+  EXPECT_EQ(Ctl({"verify", "文件 A"}).ExitCode, 1);
   EXPECT_EQ(Ctl({"run", "文件 A"}).ExitCode, 1);
   EXPECT_EQ(Ctl({"restore", "文件 A"}).ExitCode, 1);
   for (const char* json : {"", "--json"}) Ctl({"show", "文件 A", json});
@@ -374,6 +385,29 @@ TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheSto
   std::erase(said_, '\0');  // also as UTF-16
   EXPECT_EQ(said_.find("Canary"), said_.npos);
   EXPECT_NE(ReadTestFile(store_).find("Canary"), std::string::npos);
+}
+
+TEST_F(KavrelctlTest, OnlyTheNewestOfItsOwnDatedBackupsIsKept) {
+  WriteTestFile(source_ / "a", "x");
+  WriteTestFile(dest_ / "mine/a", "from before");
+  ASSERT_EQ(Add({"--keep", "1"}).ExitCode, 0);
+  ASSERT_EQ(Ctl({"edit", "文件 A", "--dest", dest_.string() + "/<nn><ss>/"}).ExitCode, 0);
+  const auto folders = [](const fs::path& in) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(in)) names.insert(entry.path().filename());
+    return names;
+  };
+  // The same folder until the second is over.
+  std::set<std::string> made;
+  while (made.size() < 3 && Ctl({"run", "文件 A"}).ExitCode == 0) made.merge(folders(dest_));
+  made.erase("mine");
+  ASSERT_EQ(made.size(), 2U);
+  std::set<std::string> kept = folders(dest_);
+  EXPECT_EQ(kept.erase("mine"), 1U) << "none of the job's own";
+  ASSERT_EQ(kept.size(), 1U);
+  made.erase(*kept.begin());
+  EXPECT_EQ(ReadTestFile(dest_ / *kept.begin() / "a"), "x");
+  EXPECT_EQ(folders(temp_.Root() / "data/Trash/files"), made);
 }
 
 TEST_F(KavrelctlTest, AProgramFolderFromWindowsIsTakenOverByMappingItsDrives) {
