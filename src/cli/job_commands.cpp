@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "app/job_preview.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "cli/commands.h"
@@ -30,6 +31,14 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   const std::u16string message = FormCheckMessage(check, form);
   PrintError(std::string(OptionOf(check)) + (message.empty() ? "" : "\n" + Printable(message)));
   return false;
+}
+
+/// What the editor shows below its pages: a destination whose disk is not there, and the like.
+void TellWarnings(Session& session, const BackupJob& job) {
+  session.Program().Mounts.Load();
+  for (const std::u16string& warning : PreviewJob(session.Program(), FormOf(job)).Warnings) {
+    PrintError(Printable(warning));
+  }
 }
 
 std::u16string TypeName(const BackupJob& job) {
@@ -85,6 +94,7 @@ int AddJob(Session& session, const JobOptions& options) {
   NewJobDefaults(job, session.Clock().Now(), program.DefaultDestination());
   if (!Apply(session, options, job)) return kBadInput;
   StoreJob(job, program.Store.Jobs);
+  TellWarnings(session, job);
   return session.Save() ? kDone : kBadInput;
 }
 
@@ -93,6 +103,7 @@ int EditJob(Session& session, const std::string& name, const JobOptions& options
   BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   if (!Apply(session, options, *job)) return kBadInput;
+  TellWarnings(session, *job);
   return session.Save() ? kDone : kBadInput;
 }
 

@@ -103,6 +103,11 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
   if (program.Log.Failed()) {
     PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
   }
+  const std::u16string& folder = job.Destination.WorkPath;
+  if (job.LastRunResult.FailedFiles > 0 && !program.Files.FolderExists(folder)) {
+    PrintError(Printable(job.Name) +
+               ": the destination does not exist and cannot be made: " + Printable(folder));
+  }
   if (job.LastRunResult.Stopped) return kInterrupted;
   return job.LastRunResult.FailedFiles > 0 ? kSomeFailed : kDone;
 }

@@ -225,6 +225,14 @@ TEST_F(KavrelctlTest, FailedFilesAndMissingSourcesShowInTheExitCode) {
   EXPECT_NE(result.Output.find("備份檔案 (失敗)："), std::string::npos);
   EXPECT_NE(result.Output.find("bad\\xFF\\x1B[31m"), std::string::npos) << "not safe to print";
 
+  const std::string below_a_file = (source_ / "good/backup").string();
+  result = Ctl({"edit", "文件 A", "--dest", below_a_file});
+  EXPECT_NE(result.Errors.find("目標資料夾位於來源資料夾之內"), std::string::npos) << result.Errors;
+  result = Ctl({"run", "文件 A"});
+  EXPECT_EQ(result.ExitCode, 1);
+  EXPECT_NE(result.Errors.find("cannot be made: " + below_a_file), std::string::npos)
+      << result.Errors;
+
   fs::rename(source_, temp_.Root() / "gone");
   result = Ctl({"run", "文件 A", "文件 A"});
   EXPECT_EQ(result.ExitCode, 5);
