@@ -23,8 +23,9 @@ class KavrelctlTest : public testing::Test {
   TempFolder temp_;
   fs::path source_ = temp_.Root() / "來源", dest_ = temp_.Root() / "dest";
   fs::path store_ = temp_.Home() / "Backup.rtm";
-  std::string said_;                                                        ///< by all commands
-  const EnvironmentVariable data_{"XDG_DATA_HOME", temp_.Root() / "data"};  ///< holds the bin
+  std::string said_;  ///< by all commands
+  const EnvironmentVariable data_{"XDG_DATA_HOME",
+                                  (temp_.Root() / "data").string()};  ///< holds the bin
 
   std::vector<std::string> Command(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {KAVRELCTL, "--home", temp_.Home().string()});
@@ -402,7 +403,8 @@ TEST_F(KavrelctlTest, OnlyTheNewestOfItsOwnDatedBackupsIsKept) {
   ASSERT_EQ(Ctl({"edit", "文件 A", "--dest", dest_.string() + "/<nn><ss>/"}).ExitCode, 0);
   const auto folders = [](const fs::path& in) {
     std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(in)) names.insert(entry.path().filename());
+    for (const auto& entry : fs::directory_iterator(in))
+      names.insert(entry.path().filename().string());
     return names;
   };
   // The same folder until the second is over.
