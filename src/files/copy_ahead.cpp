@@ -4,18 +4,19 @@
 #include <optional>
 #include <string>
 
+#include "platform/wake.h"
+
 namespace kavrel {
 
 namespace {
 
-/// Waits until the value is another one. Looks at it for a while before it goes to sleep: from one
+/// Waits until the number is another one. Looks at it for a while before it goes to sleep: from one
 /// folder to the next takes less time than to wake a thread.
-template <typename Value>
-void WaitWhile(const std::atomic<Value>& value, Value old) {
+void WaitWhile(const std::atomic<std::uint32_t>& number, std::uint32_t old) {
   using SteadyClock = std::chrono::steady_clock;
   const auto until = SteadyClock::now() + std::chrono::microseconds(100);
-  while (value == old) {
-    if (SteadyClock::now() > until) return value.wait(old);
+  while (number == old) {
+    if (SteadyClock::now() > until) return SleepWhile(number, old);
   }
 }
 
@@ -29,7 +30,7 @@ struct CopyAhead::Item {
   Result<FileStatus> Source, Dest;
   CopyAhead::Verdict Verdict = CopyAhead::Verdict::Wait;
   std::optional<EarlyCopy> Copy;  ///< made
-  std::atomic<bool> Done = false;
+  std::atomic<std::uint32_t> Done = 0;
 
   const FileStatus* SourceStatus() const { return Source ? &*Source : nullptr; }
   const FileStatus* DestStatus() const { return Dest ? &*Dest : nullptr; }
@@ -47,7 +48,7 @@ CopyAhead::~CopyAhead() {
   DropAll();
   stopping_ = true;
   ++signal_;
-  signal_.notify_one();
+  Wake(signal_);
   worker_.join();
 }
 
@@ -63,10 +64,10 @@ void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name)
   item.Folders.emplace(folders);
   // Each place in the row has temporary names of its own, so that the first one tried is free.
   item.Now = now_ + std::chrono::seconds(end_ % kWindow);
-  item.Done = false;
+  item.Done = 0;
   ++end_;
   ++signal_;
-  signal_.notify_one();
+  Wake(signal_);
 }
 
 void CopyAhead::WorkerLoop() {
@@ -85,8 +86,8 @@ bool CopyAhead::WorkOnNext() {
   } while (!next_.compare_exchange_weak(number, number + 1));
   Item& item = At(number);
   WorkOn(item);
-  item.Done = true;
-  item.Done.notify_one();
+  item.Done = 1;
+  Wake(item.Done);
   return true;
 }
 
@@ -105,7 +106,7 @@ CopyAhead::Turn CopyAhead::AwaitFront() {
   // Rather than wait for the other thread, take the next file off its hands.
   while (!item.Done && WorkOnNext()) {
   }
-  WaitWhile(item.Done, false);
+  WaitWhile(item.Done, 0);
   return {item.Name, item.Verdict, item.SourceStatus(), item.DestStatus()};
 }
 
@@ -129,7 +130,7 @@ void CopyAhead::DropAll() {
   const std::size_t begun = next_.exchange(end_);
   for (std::size_t number = begun; number-- > first_;) {
     Item& item = At(number);
-    item.Done.wait(false);
+    SleepWhile(item.Done, 0);
     if (item.Copy) item.Copy->TakeBack();
     item.Copy.reset();
   }

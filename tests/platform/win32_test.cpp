@@ -71,6 +71,7 @@ TEST(Windows, FoldersDeeperThanTheOldLimitAreMadeListedAndRemoved) {
   }
   EXPECT_EQ(entries, 2);
   EXPECT_EQ(reader.Error(), 0);
+  EXPECT_TRUE(made->OnLocalDisk());
 }
 
 TEST(Windows, ACopyGetsTheThreeTimesAndTheFourAttributes) {

@@ -27,6 +27,13 @@ namespace {
 constexpr ULONG kCreate = 2, kFolderOnly = 0x1, kSequential = 0x4, kNoFolder = 0x40;
 constexpr ACCESS_MASK kWalk = FILE_LIST_DIRECTORY | FILE_TRAVERSE | FILE_READ_ATTRIBUTES;
 
+template <typename Record>
+NTSTATUS QueryVolume(HANDLE handle, Record& record, int kind) {
+  IO_STATUS_BLOCK block;
+  return NtQueryVolumeInformationFile(handle, &block, &record, sizeof record,
+                                      static_cast<FS_INFORMATION_CLASS>(kind));
+}
+
 Result<Folder> Fail(ErrorCode error) {
   return Result<Folder>::Fail(error);
 }
@@ -189,10 +196,25 @@ ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder&) const {
   return win32::SetAttributesOf(ToHandle(handle_), from.Attributes);
 }
 
-// A second thread at work beside the first has stood still under Wine, in the middle of a run, and
-// has not been tried on Windows: until it has, one thread does all of it.
+// Fixed disks with the system's own file systems, by the folder's handle: a path may lead anywhere.
 bool Folder::OnLocalDisk() const {
-  return false;
+  struct {
+    ULONG Kind, Marks;
+  } device{};
+  struct {
+    ULONG Marks, LongestName, NameBytes;
+    WCHAR Name[32];
+  } system{};
+  constexpr int kDevice = 4, kFileSystem = 5;
+  constexpr ULONG kDisk = 0x7, kDiskFiles = 0x8, kRemovableMedia = 0x1, kRemote = 0x10;
+  if (QueryVolume(ToHandle(handle_), device, kDevice) < 0 ||
+      (device.Kind != kDisk && device.Kind != kDiskFiles) ||
+      (device.Marks & (kRemovableMedia | kRemote)) ||
+      QueryVolume(ToHandle(handle_), system, kFileSystem) < 0) {
+    return false;
+  }
+  const std::wstring_view name(system.Name, system.NameBytes / sizeof(WCHAR));
+  return name == L"NTFS" || name == L"ReFS";
 }
 
 // The disk as a whole may be an administrator's alone to flush; files that count are flushed when
@@ -207,10 +229,7 @@ Result<DiskSpace> Folder::Space() const {
     ULONG SectorsPerUnit, BytesPerSector;
   } found{};
   constexpr int kFullSize = 7;
-  IO_STATUS_BLOCK block;
-  const NTSTATUS status =
-      NtQueryVolumeInformationFile(ToHandle(handle_), &block, &found, sizeof found,
-                                   static_cast<FS_INFORMATION_CLASS>(kFullSize));
+  const NTSTATUS status = QueryVolume(ToHandle(handle_), found, kFullSize);
   if (status < 0) return Result<DiskSpace>::Fail(win32::CodeOf(status));
   const std::uint64_t unit = std::uint64_t{found.SectorsPerUnit} * found.BytesPerSector;
   DiskSpace space;
