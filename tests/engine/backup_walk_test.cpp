@@ -115,10 +115,13 @@ TEST_F(BackupWalkTest, DifferentialRunCopiesWhatChangedInSizeTimeDayOrLinkTarget
     SetWritten(Source() / c.Name, {c.Source, 900000000});
     SetWritten(Dest() / c.Name, {c.Dest, 0});
   }
-  fs::create_symlink("aaa", Source() / "link");
-  fs::create_symlink("bbb", Dest() / "link");
-  SetWritten(Source() / "link", {midnight, 0});
-  SetWritten(Dest() / "link", {midnight, 0});
+  std::error_code no_links;
+  fs::create_symlink("aaa", Source() / "link", no_links);
+  if (!no_links) {
+    fs::create_symlink("bbb", Dest() / "link");
+    SetWritten(Source() / "link", {midnight, 0});
+    SetWritten(Dest() / "link", {midnight, 0});
+  }
 
   const RunCounters& counters = Run(AddJob(BackupType::Differential));
   for (const auto& c : cases) {
@@ -126,8 +129,8 @@ TEST_F(BackupWalkTest, DifferentialRunCopiesWhatChangedInSizeTimeDayOrLinkTarget
               c.Copied ? std::string(c.SourceSize, 's') : std::string(c.DestSize, 'd'))
         << c.Name;
   }
-  EXPECT_EQ(fs::read_symlink(Dest() / "link"), "aaa");
-  EXPECT_EQ(counters.CopiedFiles, 5U);
+  EXPECT_TRUE(no_links || fs::read_symlink(Dest() / "link") == "aaa");
+  EXPECT_EQ(counters.CopiedFiles, no_links ? 4U : 5U);
   EXPECT_EQ(counters.UnchangedFiles, 3U);
 }
 
@@ -135,9 +138,8 @@ TEST_F(BackupWalkTest, DestinationInsideTheSourceIsNeverCopiedIntoItself) {
   WriteTestFile(Source() / "a", "x");
   BackupJob& job = AddJob();
   job.Destination.Path = u"c:\\SRC\\backup";
-  fs::create_directories(Temp.DriveC() / "SRC");
-  fs::remove(Temp.DriveC() / "SRC");
-  fs::create_directory_symlink("src", Temp.DriveC() / "SRC");
+  const fs::path other_case = Temp.DriveC() / "SRC";
+  if (!fs::exists(other_case)) fs::create_directory_symlink("src", other_case);
   WriteTestFile(Source() / "backups" / "b", "skipped: its path begins with the destination's");
   const RunCounters& counters = Run(job);
   EXPECT_EQ(counters.CopiedFiles, 1U);
@@ -157,7 +159,7 @@ TEST_F(BackupWalkTest, DestinationReachedThroughALinkIsRecognised) {
 }
 
 TEST_F(BackupWalkTest, PatternListsDecideWhatTakesPart) {
-  for (const char* name : {"a.txt", "B.TXT", "c.doc", "x.tmp", "x.TMP", "none"}) {
+  for (const char* name : {"a.txt", "B.TXT", "c.doc", "x.tmp", "y.TMP", "none"}) {
     WriteTestFile(Source() / name, name);
   }
   BackupJob& job = AddJob();
@@ -169,8 +171,8 @@ TEST_F(BackupWalkTest, PatternListsDecideWhatTakesPart) {
   } cases[] = {
       // Two patterns that find the same names: each is handled twice, the second pattern's last.
       {u"*.txt;*.TXT", false, 4, {u"B.TXT", u"a.txt"}},
-      {u"*.doc;*.*", false, 7, {u"B.TXT", u"a.txt", u"c.doc", u"none", u"x.TMP", u"x.tmp"}},
-      {u"*.tmp", true, 5, {u"B.TXT", u"a.txt", u"c.doc", u"none", u"x.TMP"}},
+      {u"*.doc;*.*", false, 7, {u"B.TXT", u"a.txt", u"c.doc", u"none", u"x.tmp", u"y.TMP"}},
+      {u"*.tmp", true, 5, {u"B.TXT", u"a.txt", u"c.doc", u"none", u"y.TMP"}},
       {u"*.*", true, 0, {}},
       {u"", false, 0, {}},
   };

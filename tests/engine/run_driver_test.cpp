@@ -55,7 +55,8 @@ TEST_F(RunDriverTest, JobLogHoldsBannersAndSummaryToTheCharacter) {
                 "\r\n"
                 "################### - 完成時間：2009 年 09 月 23 日 - 下午 03 時 06 分 10 秒 - "
                 "###################\r\n");
-  EXPECT_TRUE(Program.Log.CurrentPath().ends_with(u"/home/Log/2009年09月23日15時04分05秒.txt"));
+  EXPECT_EQ(fs::path(Program.Log.CurrentPath()),
+            Temp.Home() / "Log" / u"2009年09月23日15時04分05秒.txt");
   EXPECT_EQ(ReadTestFile(Dest() / "src" / "a.bin").size(), 1572864U);
 
   ASSERT_EQ(Program.LogRows.Rows().size(), 1U);

@@ -364,7 +364,8 @@ TEST_F(SyncTest, AMirrorFollowsAThousandRandomChangesOfALargeTree) {
     EXPECT_EQ(bin ? counters.RecycledFolders : counters.SyncDeletedFolders, folders);
     EXPECT_EQ(bin ? counters.SyncDeletedFiles : counters.RecycledFiles, 0U);
     EXPECT_GE(counters.CopiedFiles, CountMissing(after.Files, before.Files));
-    if (bin) {
+    // Elsewhere the bin is the system's own, which nobody else looks into.
+    if (bin && fs::path::preferred_separator == '/') {
       std::multiset<std::string> recycled;
       for (const auto& [path, content] : BinContent(Temp.Root() / "data" / "Trash")) {
         EXPECT_TRUE(path.starts_with("/")) << path;
@@ -378,7 +379,8 @@ TEST_F(SyncTest, AMirrorFollowsAThousandRandomChangesOfALargeTree) {
 TEST_F(SyncTest, RestoreBringsBackWhatItsModePrescribes) {
   RandomTree tree(Source(), 5);
   tree.Grow(300);
-  fs::create_symlink("nowhere", Source() / "link");
+  std::error_code no_links;
+  fs::create_symlink("nowhere", Source() / "link", no_links);
   BackupJob& job = AddJob(BackupType::Differential);
   job.AddSourceFolder = true;
   ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
