@@ -293,6 +293,7 @@ int main(int argc, char** argv) {
   QApplication::setStyle("Fusion");
   QApplication::setFont(QFont("Noto Sans CJK TC", 10));
   if (argc > 2 && QByteArray(argv[2]) == "dark") QApplication::setPalette(kavrel::DarkPalette());
-  kavrel::Album(QString::fromLocal8Bit(argv[1])).DrawAll();
+  // A run makes the program folder the current one.
+  kavrel::Album(QDir().absoluteFilePath(QString::fromLocal8Bit(argv[1]))).DrawAll();
   return 0;
 }
