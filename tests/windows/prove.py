@@ -163,28 +163,31 @@ def stored(home):
     return {n: (home / n).read_bytes() for n in ("Backup.rtm", "Exc.txt", "FileType.txt")}
 
 
-def prove_moves(source):
-    """The same folder in turn under both systems, its drive c where both find it."""
-    home = DRIVE / "moving"
+def prove_moves(source, made_on):
+    """A folder that one system made and both then use in turn, its drive c where both find it."""
+    home = DRIVE / ("moving " + made_on)
     (home / "drives").mkdir(parents=True)
     (home / "drives" / "c").symlink_to(DRIVE)
-    windows = Program([WINE, WINDOWS], "C:\\moving")
+    windows = Program([WINE, WINDOWS], "C:\\" + home.name)
     linux = Program([LINUX], str(home))
-    windows.run("add", "--name", "碁 文件", "--source", "C:\\來源\\文件", "--dest", "C:\\dest\\moved",
-                "--no-source-folder", "--type", "full", "--every", "2d", "--enable")
-    windows.run("rules", "add", "--name", "暫存", "--file", "*.暫存")
-    windows.run("filters", "add", "文件", "*.txt;*.說明")
-    windows.run("run", "碁 文件")
-    same(source / "文件", DRIVE / "dest" / "moved", "a job made on Windows, run there")
+    first, second = (windows, linux) if made_on == "Windows" else (linux, windows)
+    moved = DRIVE / "dest" / "moved"
+    first.run("add", "--name", "碁 文件", "--source", "C:\\來源\\文件", "--dest", "C:\\dest\\moved",
+              "--no-source-folder", "--type", "full", "--every", "2d", "--enable")
+    first.run("rules", "add", "--name", "暫存", "--file", "*.暫存")
+    first.run("filters", "add", "文件", "*.txt;*.說明")
+    first.run("run", "碁 文件")
+    same(source / "文件", moved, f"a job made on {made_on}, run there")
 
     made = stored(home)
-    shutil.rmtree(DRIVE / "dest" / "moved")
-    linux.run("run", "碁 文件")
-    same(source / "文件", DRIVE / "dest" / "moved", "the same job, run on Linux")
-    logs = json.loads(linux.run("log", "--json"))
+    shutil.rmtree(moved)
+    second.run("run", "碁 文件")
+    same(source / "文件", moved, "the same job, run on the other system")
+    shutil.rmtree(moved)
+    logs = json.loads(second.run("log", "--json"))
     check(len(logs) == 2, f"the program log has {len(logs)} runs")
-    for job in (windows, linux):
-        for program in (linux, windows):
+    for job in (first, second):
+        for program in (second, first):
             job.run("edit", "碁 文件", "--name", "另名")
             program.run("edit", "另名", "--name", "碁 文件")
     now = stored(home)
@@ -200,14 +203,22 @@ def prove_moves(source):
     step("store, rules, filters, program log and job logs are told alike by both systems")
 
 
+def system_folder():
+    return {str(p): p.lstat().st_mtime_ns for p in (DRIVE / "windows").rglob("*")}
+
+
 def main():
     source = DRIVE / "來源"
     source.mkdir()
     count = grow(source)
     grow_own(source)
     print(f"runs of a tree of {count + 204} files by kavrelctl.exe:")
+    before = system_folder()
     prove_runs(Program([WINE, WINDOWS], "C:\\home"), source)
-    prove_moves(source)
+    for made_on in ("Windows", "Linux"):
+        prove_moves(source, made_on)
+    check(system_folder() == before, "the system's folder was written to")
+    step("the system's folder is as it was")
 
 
 main()
