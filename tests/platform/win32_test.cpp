@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "base/text.h"
+#include "files/error_text.h"
 #include "platform/child_process.h"
 #include "platform/desktop.h"
 #include "platform/folders.h"
@@ -239,7 +240,9 @@ TEST(Windows, DrivesOfTheSystemAndThoseOfTheProgramFolderAreOffered) {
   EXPECT_EQ(std::find(drives.begin(), drives.end(), u"Y:"), drives.end());
   EXPECT_EQ(AbsolutePath(u"c:/a/b"), u"c:\\a\\b");
   EXPECT_EQ(AbsolutePath(u"~/a"), HomeFolder() + u"a");
-  EXPECT_NE(SystemErrorText(kErrNotFound), u"");
+  const std::u16string denied = ApiErrorText(kErrAccess);
+  EXPECT_TRUE(denied.starts_with(u"錯誤：5 - ")) << ToUtf8(denied);
+  EXPECT_EQ(denied.find_first_of(u"\r\n"), denied.npos);
   EXPECT_EQ(SystemErrorText(29999), u"");
 }
 
