@@ -48,8 +48,8 @@ void WaitForInterrupt(std::uint32_t milliseconds);
 /// Gives memory that is free inside the process back to the system.
 void TrimWorkingSet();
 
-/// The words of this process's command line as UTF-8, its own name first; to be called once by a
-/// program of the console, which then reads and writes UTF-8 there.
+/// The words of this process's command line as UTF-8, its own name first; to be called once. A
+/// program that has a console then reads and writes UTF-8 there.
 std::vector<std::string> ConsoleArguments(int argc, char** argv);
 
 /// Columns of the terminal that standard output is; 0 when it is none.

@@ -27,7 +27,7 @@ struct Arguments {
   bool Help = false, Version = false, Wrong = false;
 };
 
-Arguments ReadArguments(int argc, char** argv) {
+Arguments ReadArguments(int argc, const char* const* argv) {
   constexpr std::string_view kHome = "--home";
   Arguments read;
   bool options = true;
@@ -56,24 +56,32 @@ Arguments ReadArguments(int argc, char** argv) {
 void SpeakChinese(QTranslator& translator) {
   const QLocale locale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan);
   QLocale::setDefault(locale);
-  if (translator.load(QStringLiteral("qtbase_zh_TW"),
-                      QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+  // Installed with the toolkit, or compiled in where no package brings it.
+  const QString name = QStringLiteral("qtbase_zh_TW");
+  if (translator.load(name, QLibraryInfo::path(QLibraryInfo::TranslationsPath)) ||
+      translator.load(name, QStringLiteral(":/translations"))) {
     QCoreApplication::installTranslator(&translator);
   }
   // Where the desktop's font has no Chinese, the forms of Taiwan are meant.
-  QFont::insertSubstitution(QApplication::font().family(), QStringLiteral("Noto Sans CJK TC"));
+  QFont::insertSubstitutions(
+      QApplication::font().family(),
+      {QStringLiteral("Noto Sans CJK TC"), QStringLiteral("Microsoft JhengHei UI")});
 }
 
-int Run(int argc, char** argv) {
+int Run(std::vector<std::string> words) {
   KeepMemoryOutOfDumps();
-  Arguments arguments = ReadArguments(argc, argv);
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  int argc = static_cast<int>(argv.size());
+  argv.push_back(nullptr);
+  Arguments arguments = ReadArguments(argc, argv.data());
   if (arguments.Help || arguments.Version) {
     std::cout << (arguments.Help ? kUsage : "kavrel " KAVREL_VERSION "\n");
     return 0;
   }
-  QApplication app(argc, argv);
+  QApplication app(argc, argv.data());
   // The toolkit has taken its own options away.
-  arguments = ReadArguments(argc, argv);
+  arguments = ReadArguments(argc, argv.data());
   if (arguments.Wrong) {
     std::cerr << kUsage;
     return 2;
@@ -102,5 +110,5 @@ int Run(int argc, char** argv) {
 }  // namespace kavrel
 
 int main(int argc, char** argv) {
-  return kavrel::Run(argc, argv);
+  return kavrel::Run(kavrel::ConsoleArguments(argc, argv));
 }
