@@ -1,5 +1,6 @@
 #include "ui/icons.h"
 
+#include <QDir>
 #include <QFile>
 
 // Has to stand outside any namespace. The linker would leave the resources out of a program that
@@ -12,7 +13,14 @@ namespace kavrel {
 
 QIcon LoadIcon(IconId id) {
   UseResources();
-  return QIcon(QStringLiteral(":/icons/%1.svg").arg(static_cast<int>(id)));
+  const QString number = QString::number(static_cast<int>(id));
+  const QDir folder(QStringLiteral(":/icons"));
+  // Pictures are there when the toolkit was built without SVG; it makes nothing of a drawing then.
+  const QStringList pictures = folder.entryList({number + QStringLiteral("-*.png")});
+  QIcon icon;
+  for (const QString& picture : pictures) icon.addFile(folder.filePath(picture));
+  if (pictures.isEmpty()) icon.addFile(folder.filePath(number + QStringLiteral(".svg")));
+  return icon;
 }
 
 QByteArray CompletionSound() {
