@@ -1,5 +1,6 @@
 #include "ui/file_picker.h"
 
+#include <QDir>
 #include <QFileDialog>
 
 namespace kavrel {
@@ -9,7 +10,7 @@ namespace {
 class DesktopPicker final : public FilePicker {
  public:
   QString PickFolder(QWidget& owner, const QString& title, const QString& start) override {
-    return QFileDialog::getExistingDirectory(&owner, title, start);
+    return QDir::toNativeSeparators(QFileDialog::getExistingDirectory(&owner, title, start));
   }
 
   QString PickSaveFile(QWidget& owner, const QString& title, const QString& start,
@@ -18,9 +19,12 @@ class DesktopPicker final : public FilePicker {
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setOption(QFileDialog::DontConfirmOverwrite);
+    // A launcher that is chosen is meant itself, not what it leads to.
+    dialog.setOption(QFileDialog::DontResolveSymlinks);
     dialog.setDefaultSuffix(suffix);
     dialog.selectFile(start);
-    return dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
+    if (dialog.exec() != QDialog::Accepted) return {};
+    return QDir::toNativeSeparators(dialog.selectedFiles().value(0));
   }
 };
 

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDir>
 #include <QFileDialog>
 #include <QPointer>
 #include <QShortcut>
@@ -13,6 +14,7 @@
 #include "platform/process.h"
 #include "ui/backup_care.h"
 #include "ui/dialogs.h"
+#include "ui/file_picker.h"
 #include "ui/icons.h"
 #include "ui/job_list.h"
 #include "ui/job_menu.h"
@@ -228,7 +230,7 @@ void FrmMain::RunCheckedJobs() {
 }
 
 void FrmMain::ExportJobs() {
-  const QString folder = QFileDialog::getExistingDirectory(this, QStringLiteral("目的資料夾"));
+  const QString folder = DesktopFilePicker().PickFolder(*this, QStringLiteral("目的資料夾"), {});
   if (folder.trimmed().isEmpty()) {
     kavrel::Attract(*this);
     return;
@@ -241,8 +243,8 @@ void FrmMain::ExportJobs() {
 }
 
 void FrmMain::ImportJobs() {
-  const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("載入備份設定檔案"), {},
-                                                    QStringLiteral("備份設定檔案 (*.Rtm *.rtm)"));
+  const QString path = QDir::toNativeSeparators(QFileDialog::getOpenFileName(
+      this, QStringLiteral("載入備份設定檔案"), {}, QStringLiteral("備份設定檔案 (*.Rtm *.rtm)")));
   if (path.isEmpty()) return;
   if (const int error = program_->ImportJobs(FromQString(path))) {
     TellFailure(
