@@ -58,6 +58,8 @@ DriveState StateOf(const Program& program, const DriveUse& use) {
 }
 
 std::vector<DriveUse> DrivesToAskAbout(const Program& program) {
+  // A disk of the system's own will be plugged in again.
+  if (SystemHasDrives()) return {};
   std::vector<DriveUse> uses = UsedDrives(program);
   const std::u16string left = program.WindowSizes.Get(kLeft).value_or(u"");
   std::erase_if(uses, [&](const DriveUse& use) {
@@ -99,9 +101,10 @@ std::u16string SuggestDriveFolder(const Program& program, std::u16string_view dr
 }
 
 std::u16string_view CheckDriveFolder(const Program& program, std::u16string_view folder) {
-  if (!IsPosixPath(folder) || !program.Files.FolderExists(folder)) return u"找不到這個資料夾。";
-  const std::u16string drives = program.Files.ProgramFolder() + u"/drives";
-  if (PathStartsWith(AddBackslash(folder), drives + u"/")) {
+  const bool host_path = SystemHasDrives() ? !DriveOf(folder).empty() : IsPosixPath(folder);
+  if (!host_path || !program.Files.FolderExists(folder)) return u"找不到這個資料夾。";
+  const std::u16string drives = JoinPath(program.Files.ProgramFolder(), u"drives");
+  if (PathStartsWith(AddBackslash(folder), AddBackslash(drives))) {
     return u"磁碟機不能對應到程式資料夾的 drives 之內。";
   }
   return {};

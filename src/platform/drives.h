@@ -10,6 +10,10 @@
 
 namespace kavrel {
 
+/// True where drives and shares are the system's own: one that leads nowhere is only not there at
+/// the moment, and paths on them are host paths.
+bool SystemHasDrives();
+
 /// The drives and shares that lead somewhere by the program folder's own mapping, also where the
 /// folder is missing at the moment. Shares that are merely mounted are not among them.
 std::vector<std::u16string> MappedDrives(const FileSystem& files);

@@ -58,6 +58,10 @@ std::vector<std::string> NamesIn(const fs::path& folder) {
 
 }  // namespace
 
+bool SystemHasDrives() {
+  return false;
+}
+
 std::vector<std::u16string> MappedDrives(const FileSystem& files) {
   std::vector<std::u16string> drives;
   const fs::path folder = DrivesFolder(files);

@@ -45,6 +45,10 @@ std::vector<std::u16string> NamesIn(const FileSystem& files, const std::u16strin
 
 }  // namespace
 
+bool SystemHasDrives() {
+  return true;
+}
+
 std::vector<std::u16string> MappedDrives(const FileSystem& files) {
   std::vector<std::u16string> mapped;
   const std::u16string drives = files.ProgramFolder() + u"\\drives";
