@@ -4,8 +4,8 @@ DEST ?= build/demo/backup
 # Where `make install` puts things, as every package does; DESTDIR stands before it.
 prefix ?= /usr/local
 
-.PHONY: run gui screenshots test test-windows windows build deps asan tidy format bench faults fuzz install uninstall \
-        deb test-deb
+.PHONY: run gui screenshots test test-windows windows windows-gui build deps asan tidy format \
+        bench faults fuzz install uninstall deb test-deb
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -17,6 +17,9 @@ test: deps
 
 windows:
 	@scripts/build-windows
+
+windows-gui: deps
+	@scripts/build-windows-gui
 
 test-windows: deps
 	@scripts/test-windows
