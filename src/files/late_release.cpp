@@ -1,5 +1,7 @@
 #include "files/late_release.h"
 
+#include "platform/wake.h"
+
 namespace kavrel {
 
 namespace {
@@ -11,7 +13,7 @@ LateRelease::~LateRelease() {
   if (!thread_.joinable()) return;
   stopping_ = true;
   ++signal_;
-  signal_.notify_one();
+  Wake(signal_);
   thread_.join();
 }
 
@@ -25,12 +27,14 @@ ErrorCode LateRelease::Remove(const Folder& folder, std::u16string_view name) {
   if (!thread_.joinable()) thread_ = std::thread([this] { Loop(); });
   ++given_;
   ++signal_;
-  signal_.notify_one();
+  Wake(signal_);
   return 0;
 }
 
 void LateRelease::Drain() {
-  for (std::size_t done = released_; done != given_; done = released_) released_.wait(done);
+  for (std::uint32_t done = released_; done != given_; done = released_) {
+    SleepWhile(released_, done);
+  }
 }
 
 void LateRelease::Loop() {
@@ -39,11 +43,11 @@ void LateRelease::Loop() {
     if (released_ != given_) {
       held_[released_ % kMost].Close();
       ++released_;
-      released_.notify_one();
+      Wake(released_);
     } else if (stopping_) {
       return;
     } else {
-      signal_.wait(seen);
+      SleepWhile(signal_, seen);
     }
   }
 }

@@ -32,7 +32,7 @@ class LateRelease {
   static constexpr std::size_t kMost = 64;
   std::array<File, kMost> held_;
   /// Counted on for ever: files handed over, and those of them that are given back.
-  std::atomic<std::size_t> given_ = 0, released_ = 0;
+  std::atomic<std::uint32_t> given_ = 0, released_ = 0;
   std::atomic<std::uint32_t> signal_ = 0;
   std::atomic<bool> stopping_ = false;
   std::thread thread_;
