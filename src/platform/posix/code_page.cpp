@@ -53,6 +53,14 @@ std::size_t AsciiLength(const Text& text) {
   return static_cast<std::size_t>(end - text.begin());
 }
 
+/// Appends characters that are the same in either form, with no copy of them in between.
+template <typename Text, typename Ascii>
+void AppendAscii(Text& text, const Ascii& ascii) {
+  const std::size_t at = text.size();
+  text.resize(at + ascii.size());
+  std::copy(ascii.begin(), ascii.end(), text.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
 /// How many bytes the characters of two bytes take that a text starts with; of many, some.
 std::size_t PairsLength(std::string_view bytes) {
   std::size_t length = 0;
@@ -99,7 +107,7 @@ std::u16string DecodeCodePage(std::string_view bytes) {
   utf8.reserve(2 * bytes.size());
   while (!bytes.empty()) {
     const std::size_t same = AsciiLength(bytes);
-    text.append(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(same));
+    AppendAscii(text, bytes.substr(0, same));
     bytes.remove_prefix(same);
     std::string_view pairs = bytes.substr(0, PairsLength(bytes));
     bytes.remove_prefix(pairs.size());
@@ -126,7 +134,7 @@ std::optional<std::string> EncodeCodePage(std::u16string_view text) {
     const char16_t first = rest[0];
     std::size_t length = 1;
     if (const std::size_t same = AsciiLength(rest); same > 0) {
-      bytes.append(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(same));
+      AppendAscii(bytes, rest.substr(0, same));
       length = same;
     } else if (IsStrayByte(first)) {
       // One by one: side by side, stray bytes could read as a character of UTF-8.
