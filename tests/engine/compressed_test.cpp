@@ -146,7 +146,6 @@ constexpr std::size_t kLetters = 24;
 /// How often that password stands in the memory of this process, as UTF-8 or UTF-16.
 int TracesInMemory() {
   int traces = 0;
-  std::vector<char> bytes;
   std::ifstream maps("/proc/self/maps"), memory("/proc/self/mem");
   for (std::string line; std::getline(maps, line);) {
     unsigned long begin = 0, end = 0;
@@ -156,7 +155,7 @@ int TracesInMemory() {
         end - begin > 1UL << 30) {
       continue;
     }
-    bytes.resize(end - begin);
+    std::vector<char> bytes(end - begin);
     memory.clear();
     memory.seekg(static_cast<std::streamoff>(begin));
     memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -169,6 +168,7 @@ int TracesInMemory() {
         traces += i == kLetters;
       }
     }
+    Wipe(bytes);  // A sanitizer holds on to memory that was given back.
   }
   return traces;
 }
