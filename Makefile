@@ -3,6 +3,8 @@ SRC ?= /usr/share/doc
 DEST ?= build/demo/backup
 # Where `make install` puts things, as every package does; DESTDIR stands before it.
 prefix ?= /usr/local
+# A screen for the tests of the window.
+screen = xvfb openbox trayer xdotool x11-utils
 
 .PHONY: run gui screenshots test test-windows windows windows-gui build deps asan tidy format \
         bench faults fuzz install uninstall deb test-deb
@@ -11,7 +13,7 @@ run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
 
 test: deps
-	@scripts/install-deps xvfb openbox trayer xdotool x11-utils
+	@scripts/install-deps $(screen)
 	@scripts/build debug
 	@ctest --preset debug --parallel 2
 
@@ -59,6 +61,7 @@ fuzz: deps
 	@scripts/fuzz $(FUZZ)
 
 asan: deps
+	@scripts/install-deps $(screen)
 	@scripts/build asan
 	@ctest --preset asan --parallel 2
 
