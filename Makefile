@@ -7,7 +7,7 @@ prefix ?= /usr/local
 screen = xvfb openbox trayer xdotool x11-utils
 
 .PHONY: run gui screenshots test test-windows windows windows-gui build deps asan tidy format \
-        bench faults fuzz install uninstall deb test-deb
+        bench faults fuzz valgrind install uninstall deb test-deb
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -64,6 +64,10 @@ asan: deps
 	@scripts/install-deps $(screen)
 	@scripts/build asan
 	@ctest --preset asan --parallel 2
+
+valgrind: deps
+	@scripts/install-deps valgrind
+	@scripts/valgrind
 
 tidy: deps
 	@scripts/build tidy

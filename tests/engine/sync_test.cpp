@@ -203,7 +203,7 @@ TEST_F(SyncTest, AReadOnlyFolderOfTheMirrorFollowsItsSource) {
 TEST_F(SyncTest, WhatIsMountedInsideTheMirrorIsNoLeftOver) {
   WriteTestFile(Source() / "part" / "a", "precious");
   fs::create_directories(Dest() / "old" / "mounted");
-  if (mount((Source() / "part").c_str(), (Dest() / "old" / "mounted").c_str(), nullptr, MS_BIND,
+  if (mount((Source() / "part").c_str(), (Dest() / "old" / "mounted").c_str(), "", MS_BIND,
             nullptr) != 0) {
     GTEST_SKIP() << "no right to mount a folder";
   }
