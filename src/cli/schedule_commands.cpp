@@ -24,8 +24,8 @@ Standing StandingOf(const BackupJob& job, DateTime now) {
 
 std::u16string_view StandingText(Standing standing) {
   constexpr std::u16string_view kTexts[] = {
-      u"due", u"not yet", u"not yet; refuses today", u"switched off",
-      u"never: its interval leads nowhere, or every day is refused"};
+      u"時間已到", u"時間未到", u"時間未到，今天不備份", u"關閉",
+      u"永不備份：時間間隔無效，或每天都不備份"};
   return kTexts[static_cast<std::size_t>(standing)];
 }
 
@@ -48,7 +48,7 @@ int ListNextRuns(Session& session, std::size_t times, bool json) {
   if (!session.Open()) return kBadInput;
   const DateTime now = session.Clock().Now();
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> rows{{u"排程名稱", u"State", u"下次備份時間"}};
+  std::vector<std::vector<std::u16string>> rows{{u"排程名稱", u"狀態", u"下次備份時間"}};
   for (const BackupJob& job : session.Program().Store.Jobs) {
     const Standing standing = StandingOf(job, now);
     nlohmann::json json_times = nlohmann::json::array();
