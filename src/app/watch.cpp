@@ -78,6 +78,9 @@ void WatchHost::JobEnded(std::int32_t job_index) {
     default:
       text += u", " + Grouped(result.CopiedFiles) + u" copied, " + Grouped(result.UnchangedFiles) +
               u" unchanged, " + Grouped(result.FailedFiles) + u" failed";
+      if (result.UnseenFiles > 0) {
+        text += u", " + Grouped(result.UnseenFiles) + u" could not be looked at";
+      }
   }
   if (const std::optional<VerifyReport>& verified = program_->LastVerification()) {
     text += u", verified: " + Grouped(verified->Counters.Equal) + u" equal, " +

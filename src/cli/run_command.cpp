@@ -50,6 +50,7 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
   if (context.Counters.NewerFiles > 0) {
     line(u"保留較新檔案總計　：", Grouped(context.Counters.NewerFiles));
   }
+  if (result.UnseenFiles > 0) line(u"無法查看檔案總計　：", Grouped(result.UnseenFiles));
   if (result.WarningFiles > 0) line(u"警告檔案總計　　　：", Grouped(result.WarningFiles));
   line(words.Bytes, FormatSize(result.CopiedBytes, SizeMode::Both));
   const std::uint64_t removed = std::uint64_t{result.SyncDeletedFiles} + result.SyncDeletedFolders +
@@ -109,7 +110,7 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
                ": the destination does not exist and cannot be made: " + Printable(folder));
   }
   if (job.LastRunResult.Stopped) return kInterrupted;
-  return job.LastRunResult.FailedFiles > 0 ? kSomeFailed : kDone;
+  return job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles > 0 ? kSomeFailed : kDone;
 }
 
 /// How grave an exit code is, beside others of the same command.

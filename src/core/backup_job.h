@@ -25,6 +25,7 @@ struct LastRunResult {
   std::uint32_t Folders = 0, SyncDeletedFolders = 0, CopiedFiles = 0, SyncDeletedFiles = 0,
                 UnchangedFiles = 0, FailedFiles = 0, WarningFiles = 0;
   std::uint64_t CopiedBytes = 0;
+  std::uint32_t UnseenFiles = 0;  ///< of the unchanged: there, but could not be looked at
 };
 
 enum class BackupType { Full = 0, Differential = 1, Synchronise = 2, Compressed = 3 };

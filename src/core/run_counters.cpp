@@ -11,7 +11,8 @@ LastRunResult ToLastRunResult(const RunCounters& counters, bool stopped) {
           counters.UnchangedFiles,
           counters.FailedFiles,
           counters.WarningFiles,
-          counters.CopiedBytes};
+          counters.CopiedBytes,
+          counters.UnseenFiles};
 }
 
 }  // namespace kavrel

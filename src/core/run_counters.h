@@ -11,7 +11,8 @@ struct RunCounters {
   std::uint32_t SourceFiles = 0, Folders = 0, CopiedFiles = 0, FailedFiles = 0, UnchangedFiles = 0,
                 ExcludedFolders = 0, ExcludedFiles = 0, SyncDeletedFiles = 0,
                 SyncDeletedFolders = 0, RecycledFiles = 0, RecycledFolders = 0, WarningFiles = 0;
-  std::uint32_t NewerFiles = 0;  ///< of the unchanged: kept because they are newer
+  std::uint32_t NewerFiles = 0;   ///< of the unchanged: kept because they are newer
+  std::uint32_t UnseenFiles = 0;  ///< of the unchanged: there, but could not be looked at
   std::uint64_t CopiedBytes = 0;
   /// Of the source files that were dealt with, copied or not, as far as the size limit lets them
   /// in.

@@ -254,7 +254,9 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
                              const FileStatus* source, const FileStatus* dest) {
   if (NeedsNoCopy(source, dest, options_.Compare) && SameLinkTarget(pair, name, source)) {
     // Nothing can be copied from it; but what is not looked at must not pass for a good backup.
+    // One that is gone by now needs none.
     if (!source) {
+      if (!IsNotFound(pair.Source.Status(name).Error)) ++context_.Counters.UnseenFiles;
       LogLine(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
       if (context_.Plan) {
         context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, BelowRoot(name));

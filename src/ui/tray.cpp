@@ -44,7 +44,7 @@ void Tray::NoteFinished(const BackupJob& job, std::uint32_t differences,
   name_ = ToQString(job.Name);
   if (job.LastRunResult.Stopped) ++interrupted_;
   copied_ += job.LastRunResult.CopiedFiles;
-  failed_ += job.LastRunResult.FailedFiles;
+  failed_ += job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles;
   differences_ += differences;
 }
 

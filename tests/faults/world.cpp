@@ -345,18 +345,15 @@ void World::CheckTruth(std::string& wrongs) const {
     wrongs += "the log tells another figure: " + log + "\n";
   }
   if (Result.ExitCode != 0) {
-    if (failed <= 0 && Result.Errors.empty()) wrongs += "nothing says why it failed\n";
+    const long unseen = Figure(Result.Output, "無法查看檔案總計　：");
+    if (failed <= 0 && unseen <= 0 && Result.Errors.empty())
+      wrongs += "nothing says why it failed\n";
     return;
   }
   if (failed > 0) wrongs += "failures were counted, but success was told\n";
   const Tree found = ReadTree(target_);
   for (const auto& [path, entry] : target_after_) {
-    // A source that cannot be asked for its times counts as unchanged, by definition; it is logged.
-    const std::string unasked = ": 讀取檔案資訊 (失敗)：" + (origin_ / path).string();
-    if (entry.Kind == 'D' || fs::path(path).extension() == ".7z" ||
-        log.find(unasked) != std::string::npos) {
-      continue;
-    }
+    if (entry.Kind == 'D' || fs::path(path).extension() == ".7z") continue;
     const auto now = found.find(path);
     if (now == found.end() || !now->second.SameContent(entry)) {
       wrongs += "success was told, but " + path + " is not new\n";
