@@ -34,7 +34,7 @@ std::map<std::u16string_view, Last> LastRows(const std::vector<LogRow>& rows) {
 }
 
 bool WentBadly(const BackupJob& job, const Last& last) {
-  return job.Extras.NotBegun || (last.Run && IsBadRun(*last.Run)) ||
+  return job.Extras.NotBegun || job.Extras.Unseen || (last.Run && IsBadRun(*last.Run)) ||
          (last.Verification && IsBadRun(*last.Verification));
 }
 

@@ -53,7 +53,8 @@ struct SwitchField {
 constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"CheckSpace", &JobExtras::CheckSpace},
                                      {u"VerifyAfterRun", &JobExtras::VerifyAfterRun},
-                                     {u"NotBegun", &JobExtras::NotBegun}};
+                                     {u"NotBegun", &JobExtras::NotBegun},
+                                     {u"Unseen", &JobExtras::Unseen}};
 struct NumberField {
   std::u16string_view Name;
   std::int32_t JobExtras::*Field;

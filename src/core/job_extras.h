@@ -29,6 +29,7 @@ struct JobExtras : ExtraSettings {
   std::u16string Unfinished;      ///< a dated folder that an interrupted run of this job made
   /// The last backup found no source folder or no archive program: no log tells.
   bool NotBegun = false;
+  bool Unseen = false;  ///< in the last backup there were files that could not be looked at
   std::vector<std::u16string> Made;        ///< dated folders or archives of whole runs, newest last
   std::vector<std::u16string> OtherLines;  ///< of the job's section in the file
 

@@ -21,6 +21,11 @@ struct RunCounters {
   bool operator==(const RunCounters&) const = default;
 };
 
+/// Whether no failure keeps anything of the source from what the run made.
+inline bool IsComplete(const RunCounters& counters) {
+  return counters.FailedFiles == 0 && counters.UnseenFiles == 0;
+}
+
 /// The part of the counters that a job keeps; `stopped` tells that the run was interrupted.
 LastRunResult ToLastRunResult(const RunCounters& counters, bool stopped);
 

@@ -23,6 +23,7 @@ void RecordResult(RunContext& context, BackupJob& job) {
   const DateTime now = context.Clock.Now();
   job.LastRun = now;
   job.LastRunResult = ToLastRunResult(context.Counters, context.State.CancelRequested);
+  job.Extras.Unseen = context.Counters.UnseenFiles > 0;
   // A clock that was set back meanwhile must not make the same time due again.
   job.NextRun = NextRunAfterNow(job, std::max(now, job.RunStarted));
 }
@@ -31,7 +32,7 @@ void RecordResult(RunContext& context, BackupJob& job) {
 void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit, bool existed) {
   const bool own = NoteUnit(context, job, unit, existed);
   if (context.State.CancelRequested) return;
-  if (own && context.Counters.FailedFiles == 0) KeepNewest(context, job, unit);
+  if (own && IsComplete(context.Counters)) KeepNewest(context, job, unit);
   if (job.Compressed) return;
   NoteSourceSize(job, context.Counters.SourceBytes);
   if (!job.Synchronise) return;

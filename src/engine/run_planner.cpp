@@ -54,7 +54,7 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
       if (!warning.empty()) plan.Warnings.push_back(warning);
     }
   }
-  if (counters.FailedFiles == 0) PlanKeepNewest(planning, job, plan);
+  if (IsComplete(counters)) PlanKeepNewest(planning, job, plan);
   return RunOutcome::Ran;
 }
 

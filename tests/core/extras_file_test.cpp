@@ -32,7 +32,7 @@ class ExtrasFileTest : public testing::Test {
     extras.GuardPercent = 7;
     extras.GuardFewest = 8;
     extras.KeepNewest = 9;
-    extras.VerifyAfterRun = extras.NotBegun = true;
+    extras.VerifyAfterRun = extras.NotBegun = extras.Unseen = true;
     extras.MirroredTo = u"D:\\目標\\來源";
     extras.SourceMount = u"/media/碟";
     extras.SourceBytes = std::uint64_t{1} << 50;

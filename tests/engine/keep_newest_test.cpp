@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <set>
 
+#include "app/run_health.h"
 #include "engine/run_planner.h"
 #include "support/test_program.h"
 #include "support/tree.h"
+#include "support/unprivileged.h"
 
 namespace fs = std::filesystem;
 
@@ -93,6 +96,35 @@ TEST_F(KeepNewestTest, FailuresKeepEverythingAndWhatHoldsTheSourceStays) {
   WriteTestFile(Temp.DriveD() / "13", "a file now");
   RunOnDay(14);
   EXPECT_EQ(Names(Temp.DriveD()), "11 13 14 ");
+}
+
+TEST_F(KeepNewestTest, AFileThatCannotBeLookedAtKeepsEverythingAndIsNoGoodBackup) {
+  WriteTestFile(Source() / "sub" / "a", "x");
+  for (const fs::path& path :
+       {Temp.Root(), Temp.Home(), Temp.Home() / "Log", Temp.DriveD(), Temp.Root() / "data"}) {
+    fs::create_directories(path);
+    fs::permissions(path, fs::perms::all);
+  }
+  BackupJob& job = AddJob(BackupType::Differential);
+  job.Enabled = true;
+  job.Destination.Path = u"D:\\<dd>\\";
+  job.Extras.KeepNewest = 1;
+  const auto run = [&](int day, mode_t mode) {
+    ASSERT_EQ(chmod((Source() / "sub").c_str(), mode), 0);
+    const Unprivileged user;
+    RunOnDay(day);
+  };
+  const auto health = [&] {
+    return JudgeRuns(Program.Store.Jobs, Program.LogRows.Rows(), Clock.Now()).State;
+  };
+  run(10, 0755);
+  run(11, 0744);
+  EXPECT_EQ(job.LastRunResult.UnseenFiles, 1U);
+  EXPECT_EQ(Names(Temp.DriveD()), "10 11 ");
+  EXPECT_EQ(health(), Health::Failed);
+  run(12, 0755);
+  EXPECT_EQ(Names(Temp.DriveD()), "12 ");
+  EXPECT_EQ(health(), Health::Good);
 }
 
 TEST_F(KeepNewestTest, OldArchivesOfTheJobAloneGoToTheBin) {
