@@ -19,7 +19,7 @@ constexpr std::uint64_t kFileWork = 131072;
 // The speed is that of the last seconds, in milliseconds.
 constexpr std::uint64_t kSampleEvery = 500, kWindow = 10000, kFirstSpeed = 1000, kFirstLeft = 2000;
 
-std::u16string OfTotal(std::u16string done, bool known, const std::u16string& total) {
+std::u16string OfTotal(const std::u16string& done, bool known, const std::u16string& total) {
   return known ? done + u" / " + total : done;
 }
 

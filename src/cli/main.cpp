@@ -257,6 +257,7 @@ int main(int argc, char** argv) {
   try {
     const std::vector<std::string> arguments = ConsoleArguments(argc, argv);
     std::vector<const char*> words;
+    words.reserve(arguments.size());
     for (const std::string& argument : arguments) words.push_back(argument.c_str());
     app.parse(static_cast<int>(words.size()), words.data());
   } catch (const CLI::ParseError& error) {

@@ -64,7 +64,7 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
   connect(&search_timer_, &QTimer::timeout, this, &FrmRestore::SearchOn);
   connect(txtFind_, &QLineEdit::textChanged, this, &FrmRestore::StartSearch);
   connect(model_, &BackupModel::PicksChanged, this, &FrmRestore::ShowState);
-  connect(cmdOK_, &QPushButton::clicked, this, &FrmRestore::Accept);
+  connect(cmdOK_, &QPushButton::clicked, this, &FrmRestore::TakePick);
   connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
   ShowState();
   tvwFiles_->setFocus();
@@ -153,7 +153,7 @@ void FrmRestore::BrowseTarget() {
   if (!folder.isEmpty()) txtTarget_->setText(folder);
 }
 
-void FrmRestore::Accept() {
+void FrmRestore::TakePick() {
   const QString target = txtTarget_->text().trimmed();
   if (optOther_->isChecked() && !target.startsWith(u'/') &&
       !target.startsWith(QStringLiteral("\\\\")) && target.mid(1, 2) != QStringLiteral(":\\")) {

@@ -45,7 +45,7 @@ class FrmRestore : public QDialog {
   void StartSearch();
   void SearchOn();
   void BrowseTarget();
-  void Accept();
+  void TakePick();
 
   const BackupBrowser& browser_;
   FilePicker& picker_;

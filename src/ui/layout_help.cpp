@@ -43,7 +43,8 @@ class ColumnFitter final : public QObject {
     int used = 0;
     for (int column = 0; column < list_.ColumnCount(); ++column) {
       const bool last = column == list_.ColumnCount() - 1;
-      const int share = last ? available - used : list_.ColumnWidth(column) * available / total;
+      const int share =
+          last ? available - used : list_.ColumnWidth(column) * available / qMax(total, 1);
       list_.SetColumnWidth(column, qMax(least_[column], share));
       used += list_.ColumnWidth(column);
     }

@@ -71,6 +71,7 @@ void SpeakChinese(QTranslator& translator) {
 int Run(std::vector<std::string> words) {
   KeepMemoryOutOfDumps();
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
   int argc = static_cast<int>(argv.size());
   argv.push_back(nullptr);

@@ -199,7 +199,8 @@ TEST_F(CompressedTest, ACancelKeepsTheEarlierArchiveAndThePasswordIsOnNoCommandL
   job.Password = u"TopSecret4711";
   ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
   const std::string before = ReadTestFile(archive_);
-  std::string noise(40000000, '\0');
+  std::string noise;
+  noise.resize(40000000);
   for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<char>(i * i >> 7);
   WriteTestFile(Source() / "big", noise);
   // What a killed run of an earlier day left behind.
@@ -373,7 +374,8 @@ TEST_F(CompressedTest, EntriesThatWouldLeaveTheFolderAreRefused) {
 }
 
 TEST(CompressedWithoutArchiver, NothingIsWritten) {
-  const std::string path = getenv("PATH");
+  const char* const set = getenv("PATH");
+  const std::string path = set ? set : "";
   setenv("PATH", "/nonexistent", 1);
   {
     TestProgram program;

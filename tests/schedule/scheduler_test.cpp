@@ -26,7 +26,7 @@ class SchedulerTest : public testing::Test, protected ProgramHost {
     job.EveryMinutes = 10;
     return Store.Jobs.emplace_back(job);
   }
-  void Note(std::string event) {
+  void Note(const std::string& event) {
     if (!Events.empty()) Events += ' ';
     Events += event;
   }

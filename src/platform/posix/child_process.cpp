@@ -45,6 +45,7 @@ ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std:
   argv.push_back(nullptr);
   // Of two variables of one name the first counts.
   std::vector<char*> variables;
+  variables.reserve(environment.size());
   for (const std::string& own : environment) variables.push_back(const_cast<char*>(own.c_str()));
   for (char** inherited = environ; *inherited; ++inherited) variables.push_back(*inherited);
   variables.push_back(nullptr);

@@ -59,7 +59,9 @@ std::u16string MountedShare(std::string_view source) {
 std::vector<std::u16string> KnownShares(const std::string& drives) {
   std::vector<std::u16string> shares;
   for (const std::string& server : SubFolders(drives + "/unc")) {
-    for (const std::string& share : SubFolders(drives + "/unc/" + server)) {
+    std::string below = drives;
+    below.append("/unc/").append(server);
+    for (const std::string& share : SubFolders(below)) {
       shares.push_back(ShareName(server, share));
     }
   }
