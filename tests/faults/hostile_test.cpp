@@ -18,11 +18,10 @@ namespace {
 
 /// Names, kinds, contents, targets, permissions and times of a whole tree, of any depth.
 std::string Digest(const fs::path& root) {
-  const CommandResult result =
-      RunCommand({"/bin/sh", "-c",
-                  "cd \"$1\" && tar --sort=name --format=posix "
-                  "--pax-option=delete=atime,delete=ctime -cf - . | sha256sum",
-                  "sh", root});
+  const char* const script =
+      "cd \"$1\" && tar --sort=name --format=posix --pax-option=delete=atime,delete=ctime -cf - . |"
+      "sha256sum";
+  const CommandResult result = RunCommand({"/bin/sh", "-c", script, "sh", root});
   EXPECT_EQ(result.Errors, "");
   return result.Output;
 }
@@ -217,10 +216,10 @@ TEST(ChangingTree, ACopyIsWholeOrFailsAndTheNextRunHasWhatIsThereByThen) {
       SetWritten(source, {1'700'000'000, 0});
       WriteTestFile(dest, old);
       bool changed = false;
-      program.Host.AtProgress = [&](std::uint64_t, std::uint64_t done) {
+      program.Host.AtProgress = [&, &make = change](std::uint64_t, std::uint64_t done) {
         if (!changed && done >= when) {
           changed = true;
-          change(source);
+          make(source);
         }
       };
       BackupJob& job = program.AddJob(BackupType::Synchronise);

@@ -36,7 +36,7 @@ class ScriptedSearch final : public NetEnum {
 
 class RuleEditorTest : public testing::Test {
  protected:
-  frmExc& Open(std::deque<NetEntry> network = {}, bool ends = true) {
+  frmExc& Open(const std::deque<NetEntry>& network = {}, bool ends = true) {
     exc_ = std::make_unique<frmExc>(
         Program.Program, nullptr, [=] { return std::make_unique<ScriptedSearch>(network, ends); });
     ShowAndWait(*exc_);
