@@ -23,9 +23,8 @@ Standing StandingOf(const BackupJob& job, DateTime now) {
 }
 
 std::u16string_view StandingText(Standing standing) {
-  constexpr std::u16string_view kTexts[] = {
-      u"時間已到", u"時間未到", u"時間未到，今天不備份", u"關閉",
-      u"永不備份：時間間隔無效，或每天都不備份"};
+  constexpr std::u16string_view kTexts[] = {u"時間已到", u"時間未到", u"時間未到，今天不備份",
+                                            u"關閉", u"永不備份：時間間隔無效，或每天都不備份"};
   return kTexts[static_cast<std::size_t>(standing)];
 }
 
