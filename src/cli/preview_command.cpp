@@ -105,7 +105,7 @@ int PreviewRun(Session& session, const std::string& name, bool json) {
     PrintAsText(destination, plan);
     for (const std::u16string& warning : plan.Warnings) PrintError(Printable(warning));
   }
-  return counters.FailedFiles > 0 ? kSomeFailed : kDone;
+  return IsComplete(counters) ? kDone : kSomeFailed;
 }
 
 }  // namespace kavrel

@@ -62,7 +62,7 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
     line(u"資源回收筒目錄總計：", Grouped(context.Counters.RecycledFolders));
   }
   line(u"日誌檔名稱　　　　：", program.RunLogPath());
-  if (!result.Stopped && result.CopiedFiles == 0 && result.FailedFiles == 0 && removed == 0) {
+  if (!result.Stopped && result.CopiedFiles == 0 && IsComplete(context.Counters) && removed == 0) {
     text += u"  Nothing had to be copied.\n";
   }
   std::printf("%s", Printable(text, true).c_str());
@@ -110,7 +110,7 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
                ": the destination does not exist and cannot be made: " + Printable(folder));
   }
   if (job.LastRunResult.Stopped) return kInterrupted;
-  return job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles > 0 ? kSomeFailed : kDone;
+  return IsComplete(program.Context.Counters) ? kDone : kSomeFailed;
 }
 
 /// How grave an exit code is, beside others of the same command.

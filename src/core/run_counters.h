@@ -21,7 +21,7 @@ struct RunCounters {
   bool operator==(const RunCounters&) const = default;
 };
 
-/// Whether no failure keeps anything of the source from what the run made.
+/// Whether the run has dealt with all that it came to: nothing failed and no file stayed unseen.
 inline bool IsComplete(const RunCounters& counters) {
   return counters.FailedFiles == 0 && counters.UnseenFiles == 0;
 }
