@@ -13,13 +13,16 @@ namespace kavrel {
 
 QIcon LoadIcon(IconId id) {
   UseResources();
-  const QString number = QString::number(static_cast<int>(id));
-  const QDir folder(QStringLiteral(":/icons"));
+  const QString path = QStringLiteral(":/icons/") + QString::number(static_cast<int>(id));
   // Pictures are there when the toolkit was built without SVG; it makes nothing of a drawing then.
-  const QStringList pictures = folder.entryList({number + QStringLiteral("-*.png")});
+  static const QStringList pictures =
+      QDir(QStringLiteral(":/icons")).entryList({QStringLiteral("*-*.png")});
+  if (pictures.isEmpty()) return QIcon(path + QStringLiteral(".svg"));
   QIcon icon;
-  for (const QString& picture : pictures) icon.addFile(folder.filePath(picture));
-  if (pictures.isEmpty()) icon.addFile(folder.filePath(number + QStringLiteral(".svg")));
+  for (const QString& picture : pictures) {
+    const QString file = QStringLiteral(":/icons/") + picture;
+    if (file.startsWith(path + u'-')) icon.addFile(file);
+  }
   return icon;
 }
 
