@@ -130,7 +130,7 @@ class Program {
   JobLog Log;
   kavrel::ProgramLog ProgramLog;
   SevenZipLibrary Archiver;
-  AsideJournal Asides;
+  StagingJournal Staged;
   RunContext Context;
   kavrel::Scheduler Scheduler;
 };

@@ -13,8 +13,8 @@
 #include "core/run_counters.h"
 #include "core/run_host.h"
 #include "core/run_plan.h"
-#include "files/aside_journal.h"
 #include "files/run_state.h"
+#include "files/staging_journal.h"
 #include "log/job_log.h"
 #include "platform/clock.h"
 
@@ -35,7 +35,7 @@ struct ArchiveContext {
   RunHost& Host;
   JobLog& Log;
   RunCounters& Counters;
-  AsideJournal& Asides;
+  StagingJournal& Staged;
   RunPlan* Plan = nullptr;  ///< as in a RunContext
 };
 

@@ -9,6 +9,8 @@
 #include "archive/list_file.h"
 #include "archive/staging.h"
 #include "base/text.h"
+#include "files/error_text.h"
+#include "files/group_commit.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 
@@ -78,7 +80,7 @@ class Extraction {
     int result = TryPassword();
     if (result == kCommandCancelled) return result;
     if (result != 0) return Fail(path_ + u" (密碼錯誤)");
-    staging_.emplace(context_.Files, context_.Asides, destination_);
+    staging_.emplace(context_.Files, context_.Clock, context_.Staged, destination_);
     if (!*staging_) return Fail(destination_);
     const std::string links = Lines(true);
     if (!links.empty()) {
@@ -298,7 +300,52 @@ class Extraction {
     if (staging_->SetWritten(entry.FileName, entry.Modified) != 0) ++context_.Counters.WarningFiles;
   }
 
+  /// An entry that was unpacked whole and is to take its place.
+  class PlaceChange final : public Change {
+   public:
+    PlaceChange(Extraction& extraction, const IndividualInfo& entry,
+                std::shared_ptr<const CommitFolder> root)
+        : extraction_(extraction), entry_(entry), root_(std::move(root)) {}
+
+    void Commit(GroupCommit& group) override {
+      File replaced;
+      if (extraction_.staging_->Place(entry_.FileName, replaced)) return GiveUp(-1);
+      group.LetGo(*root_, std::move(replaced));
+      RunCounters& counters = extraction_.context_.Counters;
+      ++counters.CopiedFiles;
+      counters.CopiedBytes += entry_.OriginalSize;
+    }
+    void GiveUp(ErrorCode why) override {
+      if (why) extraction_.Fail(entry_.FileName);
+    }
+
+   private:
+    Extraction& extraction_;
+    const IndividualInfo& entry_;
+    const std::shared_ptr<const CommitFolder> root_;
+  };
+
   void PlaceAll() {
+    TempNames names(context_.Clock, nullptr, destination_);
+    GroupCommit group(context_.State, context_.Host, names);
+    const auto root = group.Share(staging_->Root(), AddBackslash(destination_));
+    if (!root) {
+      Fail(destination_);
+      return;
+    }
+    QueuePlaces(group, *root);
+    group.Flush();
+    if (!context_.State.CancelRequested) {
+      group.NoteChanged(*root);
+      if (staging_->FinishFolders() != 0) ++context_.Counters.WarningFiles;
+    }
+    if (const ErrorCode error = group.Settle()) {
+      ++context_.Counters.FailedFiles;
+      context_.Log.WriteTimed(SyncFailedText(destination_, error));
+    }
+  }
+
+  void QueuePlaces(GroupCommit& group, const std::shared_ptr<const CommitFolder>& root) {
     for (const IndividualInfo& entry : archive_->Entries) {
       if (entry.IsFolder && !broken_off_) staging_->NoteFolder(entry.FileName);
     }
@@ -314,14 +361,14 @@ class Extraction {
       const Result<FileStatus> unpacked = staging_->Status(name);
       const bool whole = IsWhole(*entry, unpacked);
       if (whole) KeepTime(*entry, *unpacked);
-      if (whole && staging_->Place(name) == 0) {
-        ++context_.Counters.CopiedFiles;
-        context_.Counters.CopiedBytes += entry->OriginalSize;
-      } else {
+      if (!whole || (!root->Manners.SyncsWhole && staging_->Sync(name) != 0)) {
         Fail(name);
+        continue;
       }
+      group.AddStaged(root, std::make_unique<PlaceChange>(*this, *entry, root),
+                      entry->OriginalSize);
+      group.Advance();
     }
-    if (staging_->FinishFolders() != 0) ++context_.Counters.WarningFiles;
   }
 
   ArchiveContext& context_;

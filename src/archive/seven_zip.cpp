@@ -67,6 +67,16 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
   return request;
 }
 
+/// The switch by which an archive is brought up to date into another file: what is newer, in the
+/// archive or among the files, is taken, as the program does without it.
+std::string UpdateInto(const std::string& path) {
+  return "-up1q1r2x1y2z1w2!" + path;
+}
+
+std::string SystemFailure(std::u16string_view path, ErrorCode error) {
+  return "\n" + ToUtf8(path) + " : " + ToUtf8(SystemErrorText(error)) + "\n";
+}
+
 /// Follows the progress that the program prints: "12% 3 + name", rewritten with backspaces.
 class ProgressReader {
  public:
@@ -243,16 +253,26 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
   sent.Password = request->Password;
   const bool packs = request->Arguments[0] == "a";
   const std::u16string archive = FromUtf8(request->Arguments[request->Archive]);
-  // The program brings an archive up to date beside the old one, under this name, but writes a new
-  // one in place: that is given the name here, so that no half archive ever bears the final one.
+  // Whether the archive is new or brought up to date, what comes of it is written under this name:
+  // so no half archive ever bears the final one, which a whole one gets when it is on the disk.
   const std::u16string half = archive + std::u16string(kHalfEnding);
   const bool is_new = packs && file_system_.Status(archive).Error != 0;
   if (packs) file_system_.RemoveFile(half);
-  if (is_new) request->Arguments[request->Archive] = ToUtf8(half);
+  if (is_new) {
+    request->Arguments[request->Archive] = ToUtf8(half);
+  } else if (packs) {
+    request->Arguments.insert(request->Arguments.begin() + 1, {"-u-", UpdateInto(ToUtf8(half))});
+  }
   std::string text;
   int code = RunProgram(request->Arguments, request->Folder, sent, text);
   const bool done = code == 0 || code == 1;
-  if (is_new && done && file_system_.Rename(half, archive) != 0) code = 2;
+  if (packs && done) {
+    const ErrorCode error = file_system_.PutInPlace(half, archive);
+    if (error) {
+      text += SystemFailure(half, error);
+      code = 2;
+    }
+  }
   if (packs && code != 0 && code != 1) file_system_.RemoveFile(half);
   output = PlainOutput(text).substr(0, command.BufferSize);
   return code;

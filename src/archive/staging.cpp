@@ -1,11 +1,12 @@
 #include "archive/staging.h"
 
 #include <algorithm>
+#include <random>
 
-#include "base/number.h"
 #include "base/text.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
+#include "files/temp_names.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -36,27 +37,24 @@ Result<Folder> OpenParent(const Folder& root, std::u16string_view name) {
   return OpenAlong(root, parts);
 }
 
-Staging::Staging(const FileSystem& files, AsideJournal& asides, std::u16string_view destination)
-    : asides_(asides) {
+Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
+                 std::u16string_view destination)
+    : journal_(journal) {
   Result<Folder> root = files.OpenFolder(destination);
   if (!root) return;
   root_ = std::move(*root);
   const std::u16string folder = AddBackslash(destination);
-  FileStatus like;
-  like.Kind = FileKind::Folder;
-  for (std::int64_t number = 1; !staged_; ++number) {
-    name_ = u"pt" + Decimal(number) + u".tmp";
-    slot_ = asides_.Begin({folder, {}, name_, nullptr, &like});
+  // A number that nobody else's folder bears: the next run may remove it with all that is in it.
+  constexpr std::uint64_t kChances = 1'000'000'000;
+  std::uint64_t number = TempNumberOf(clock.Now()) * kChances + std::random_device()() % kChances;
+  for (; !staged_; ++number) {
+    name_ = TempName(number);
+    record_ = journal_.BeginFolder(folder, number);
     Result<Folder> made = root_.MakeFolder(name_);
     if (made) {
-      const Result<FileStatus> status = made->Status();
-      // What is not noted cannot be removed after a kill, unless it is empty.
-      if (!status && root_.RemoveFolder(name_) == 0) asides_.End(slot_);
-      if (!status) return;
-      asides_.NoteMade(slot_, status);
       staged_ = std::move(*made);
     } else {
-      asides_.End(slot_);
+      journal_.End(record_);
       if (!IsTaken(made.Error)) return;
     }
   }
@@ -64,7 +62,7 @@ Staging::Staging(const FileSystem& files, AsideJournal& asides, std::u16string_v
 }
 
 Staging::~Staging() {
-  if (staged_ && RemoveTree(root_, name_) == 0) asides_.End(slot_);
+  if (staged_ && RemoveTree(root_, name_) == 0) journal_.End(record_);
 }
 
 Result<FileStatus> Staging::Status(std::u16string_view name) const {
@@ -124,14 +122,29 @@ Result<Folder> Staging::OpenPlace(const std::vector<std::u16string_view>& parts)
   return to;
 }
 
-ErrorCode Staging::Place(std::u16string_view name) const {
+ErrorCode Staging::Sync(std::u16string_view name) const {
+  const Result<Folder> parent = OpenParent(staged_, name);
+  if (!parent) return parent.Error;
+  const Result<FileStatus> status = parent->Status(EntryParts(name).back());
+  if (!status || status->Kind != FileKind::File) return status.Error;
+  Result<File> file = parent->OpenFile(EntryParts(name).back());
+  return file ? file->Sync() : file.Error;
+}
+
+ErrorCode Staging::Place(std::u16string_view name, File& replaced) const {
   std::vector<std::u16string_view> parts = EntryParts(name);
   const std::u16string_view last = parts.back();
   parts.pop_back();
   const Result<Folder> to = OpenPlace(parts);
   if (!to) return to.Error;
   const Result<Folder> from = OpenAlong(staged_, parts);
-  return from ? to->TakeOver(*from, last) : from.Error;
+  if (!from) return from.Error;
+  Result<File> held = to->HoldEntry(last);
+  if (const ErrorCode error = to->TakeOver(*from, last)) return error;
+  if (held) replaced = std::move(*held);
+  if (to->Manners().KeepsOrder) return 0;
+  const ErrorCode error = from->Sync();
+  return error ? error : to->Sync();
 }
 
 ErrorCode Staging::FinishFolders() const {

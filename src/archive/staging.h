@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "files/aside_journal.h"
+#include "files/staging_journal.h"
 #include "platform/files.h"
 
 namespace kavrel {
@@ -24,7 +24,8 @@ class Staging {
  public:
   /// Makes the folder in the destination, which exists. The journal, which outlives this, lets the
   /// next run remove what a killed one leaves.
-  Staging(const FileSystem& files, AsideJournal& asides, std::u16string_view destination);
+  Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
+          std::u16string_view destination);
   /// Removes the folder with all that is still in it.
   ~Staging();
   Staging(const Staging&) = delete;
@@ -32,6 +33,7 @@ class Staging {
 
   explicit operator bool() const { return static_cast<bool>(staged_); }
   const std::u16string& Path() const { return path_; }
+  const Folder& Root() const { return root_; }
 
   /// What was unpacked as this entry.
   Result<FileStatus> Status(std::u16string_view name) const;
@@ -41,8 +43,11 @@ class Staging {
   ErrorCode MakeLink(std::u16string_view name, std::u16string_view target, FileTime written) const;
   /// Remembers how a folder is to be, before anything leaves it.
   void NoteFolder(std::u16string_view name);
-  /// Moves a file or link to its place, over a file or link that is there.
-  ErrorCode Place(std::u16string_view name) const;
+  /// Waits until what was unpacked as this entry is on the disk.
+  ErrorCode Sync(std::u16string_view name) const;
+  /// Moves a file or link to its place, over a file or link that is there, of which `replaced` gets
+  /// a hold.
+  ErrorCode Place(std::u16string_view name, File& replaced) const;
   /// Makes the noted folders and gives them their times and permissions; the first error.
   ErrorCode FinishFolders() const;
 
@@ -51,10 +56,10 @@ class Staging {
   /// from now on.
   Result<Folder> OpenPlace(const std::vector<std::u16string_view>& parts) const;
 
-  AsideJournal& asides_;
+  StagingJournal& journal_;
   Folder root_, staged_;
   std::u16string name_, path_;
-  int slot_ = AsideJournal::kNoSlot;
+  int record_ = StagingJournal::kNoRecord;
   std::vector<std::pair<std::u16string, FileStatus>> folders_;
 };
 

@@ -65,7 +65,7 @@ bool BackupWalk::BeforeFiles(const FolderPair& pair) {
   if (!job_.Synchronise || !pair.Source) return true;
   if (!synchronisation_) {
     synchronisation_.emplace(context_, job_, pair.Source);
-    if (Release()) synchronisation_->UseRelease(*Release());
+    if (!context_.Plan) synchronisation_->UseGroup(Group());
   }
   return synchronisation_->SyncFolder(pair, paths_);
 }

@@ -80,16 +80,18 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
   }
   // A copy of a read-only folder must take files, too; it gets its permissions when it is done.
   pair.Dest.MakeWritable();
+  pair.DestManners = pair.Dest.Manners();
   return true;
 }
 
-ErrorCode FinishDestination(const WalkPaths& paths, const FolderPair& pair) {
+ErrorCode FinishDestination(const FolderPair& pair, bool source_is_root) {
   if (!pair.Source) return 0;
+  const Folder& dest = pair.Shared ? pair.Shared->Folder : pair.Dest;
   ErrorCode error = 0;
-  if (!IsRootPath(paths.Source())) {
-    error = pair.Dest.SetAttributes(pair.SourceStatus, pair.Source);
+  if (!source_is_root) {
+    error = dest.SetAttributes(pair.SourceStatus, pair.Source);
   }
-  const ErrorCode times_error = pair.Dest.SetTimes(pair.SourceStatus);
+  const ErrorCode times_error = dest.SetTimes(pair.SourceStatus);
   return times_error ? times_error : error;
 }
 

@@ -1,10 +1,12 @@
 // The two open folders that a walk is in, and the paths they stand for.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "files/group_commit.h"
 #include "platform/files.h"
 
 namespace kavrel {
@@ -14,7 +16,10 @@ struct FolderPair {
   Folder Source, Dest;
   FileStatus SourceStatus;
   ErrorCode SourceError = 0, DestError = 0;
-  bool DestIsNew = false;  ///< made by this walk: nothing can be in it
+  bool DestIsNew = false;   ///< made by this walk: nothing can be in it
+  DiskManners DestManners;  ///< set once there is a destination to write to
+  /// The destination as pending changes hold it; null as long as there were none.
+  mutable std::shared_ptr<const CommitFolder> Shared;
 };
 
 /// Which folder it is, whatever path leads to it.
@@ -76,8 +81,8 @@ FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16s
 bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
                      const WalkPaths& paths, FolderPair& pair);
 
-/// Gives the destination the source's attributes and times, after its content. A source that is a
-/// root keeps its own: they belong to the drive, not to the data.
-ErrorCode FinishDestination(const WalkPaths& paths, const FolderPair& pair);
+/// Gives the destination the source's times, after its content, and its attributes. Those of a
+/// source that is a root belong to the drive, not to the data: they stay.
+ErrorCode FinishDestination(const FolderPair& pair, bool source_is_root);
 
 }  // namespace kavrel

@@ -8,28 +8,24 @@ namespace {
 
 std::u16string_view HealingText(Healing what) {
   switch (what) {
-    case Healing::PutBack:
-      return u": 放回原檔案 (成功)：";
-    case Healing::AsideRemoved:
-      return u": 移除暫存檔案 (成功)：";
+    case Healing::Completed:
+      return u": 放回檔案 (成功)：";
     case Healing::PartRemoved:
       return u": 移除未完成的檔案 (成功)：";
-    case Healing::Unknown:
-      return u": 保留暫存檔案 (成功)：";
     case Healing::Failed:
       break;
   }
-  return u": 放回原檔案 (失敗)：";
+  return u": 移除未完成的檔案 (失敗)：";
 }
 
 }  // namespace
 
-void HealAsides(RunContext& context) {
+void HealStaged(RunContext& context) {
   // Files that are not written at the end of each run anyway.
   for (const std::u16string_view name : {u"Backup.ext", u"Exc.txt", u"FileType.txt"}) {
     context.Files.DropUnfinished(JoinPath(context.Files.ProgramFolder(), name));
   }
-  context.Asides.Heal([&](Healing what, std::u16string_view path) {
+  context.Staged.Heal([&](Healing what, std::u16string_view path) {
     std::u16string line(HealingText(what));
     line += path;
     context.Log.WriteTimed(line);

@@ -7,6 +7,6 @@ namespace kavrel {
 
 /// To be called at the start of a run, before anything is read or written, and at its end. What is
 /// done goes into the run's log; what cannot be done yet is counted as a warning.
-void HealAsides(RunContext& context);
+void HealStaged(RunContext& context);
 
 }  // namespace kavrel

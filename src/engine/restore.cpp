@@ -126,17 +126,17 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  HealAsides(context);
+  HealStaged(context);
   if (job.Compressed) {
     ArchiveContext archiving = context.Archiving();
     ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
   } else if (pick) {
     RestorePicked(context, job, *pick);
-    HealAsides(context);
+    HealStaged(context);
   } else {
     RestoreWalk(context, job, mode).Run();
   }
-  HealAsides(context);
+  HealStaged(context);
   job.LastRunResult = ToLastRunResult(context.Counters, state.CancelRequested);
   WriteRestoreSummary(context, job);
   context.Log.CloseJobLog();

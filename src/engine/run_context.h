@@ -8,8 +8,8 @@
 #include "core/run_plan.h"
 #include "core/settings.h"
 #include "engine/folder_pair.h"
-#include "files/aside_journal.h"
 #include "files/run_state.h"
+#include "files/staging_journal.h"
 #include "log/job_log.h"
 #include "log/program_log.h"
 #include "platform/clock.h"
@@ -34,7 +34,7 @@ struct RunContext {
   LogList& LogRows;
   kavrel::ProgramLog& ProgramLog;
   const SevenZipLibrary& Archiver;
-  AsideJournal& Asides;
+  StagingJournal& Staged;
   const MountTable& Mounts;
   RunCounters Counters;  ///< of the current or last run
   /// How compressed jobs are packed; not stored.
@@ -56,7 +56,7 @@ struct RunContext {
   }
 
   ArchiveContext Archiving() {
-    return {Files, Clock, Archiver, State, Host, Log, Counters, Asides, Plan};
+    return {Files, Clock, Archiver, State, Host, Log, Counters, Staged, Plan};
   }
 };
 

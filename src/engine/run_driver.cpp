@@ -44,7 +44,7 @@ RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t starte
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  HealAsides(context);
+  HealStaged(context);
   const std::u16string unit = BackupUnit(context, job);
   const bool existed = context.Files.FolderExists(job.Destination.WorkPath);
   {
@@ -54,7 +54,7 @@ RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t starte
     if (PassSpaceCheck(context, job)) BackupFolder(context, job);
     context.DestRoot = {};
   }
-  HealAsides(context);
+  HealStaged(context);
   RememberRun(context, job, unit, existed);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   RecordResult(context, job);
@@ -73,7 +73,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   ArchiveContext archiving = context.Archiving();
   const std::u16string archive = ArchivePath(job, context.Clock);
   context.Host.ShowRunPanels(true);
-  HealAsides(context);
+  HealStaged(context);
   const bool existed = bool(context.Files.Status(archive));
   const int result = CompressBackup(archiving, job, archive, context.Compression);
   RemoveListFile(context.Files);

@@ -31,7 +31,7 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
                       context.LogRows,
                       context.ProgramLog,
                       context.Archiver,
-                      context.Asides,
+                      context.Staged,
                       context.Mounts,
                       {}};
   const auto removes = [](const RunCounters& run) {

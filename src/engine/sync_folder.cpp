@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "base/text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 
@@ -15,6 +16,13 @@ namespace {
 std::uint64_t EntryKey(const FolderEntry& entry) {
   const std::uint64_t hash = std::hash<std::u16string_view>()(entry.Name);
   return entry.Kind == FileKind::Folder ? ~hash : hash;
+}
+
+/// True when the folder finds an entry also by its name in other letter case.
+bool FoldsCase(const Folder& folder, std::u16string_view name) {
+  std::u16string other(name);
+  for (char16_t& c : other) c = c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : ToLower(c);
+  return other != name && folder.Status(other);
 }
 
 /// True unless the source was seen not to hold an entry of that name and kind.
@@ -69,6 +77,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   }
   // A copy of a read-only folder is read-only, too.
   if (!context_.Plan) pair.Dest.MakeWritable();
+  bool comes_back = false;
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return true;
@@ -76,6 +85,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
         !MayBeHeld(pair.Source, *entry)) {
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
+      comes_back = comes_back || ComesBack(pair, entry->Name);
       if (seen) seen->Gone.push_back(*entry);
     } else if (seen && entry->Kind == FileKind::Folder) {
       seen->KeptFolders.push_back(entry->Name);
@@ -85,6 +95,8 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     context_.Host.PumpMessages();
   }
   if (seen) seen->Whole = reader.Error() == 0;
+  // What takes the place of something that is still to go must not meet it.
+  if (comes_back) group_->Flush();
   return true;
 }
 
@@ -94,13 +106,18 @@ void Synchronisation::SyncForeseen(const FolderPair& pair, const std::vector<Fol
                                    std::u16string& path, const FileStatus& dest) {
   if (gone.empty()) return;
   pair.Dest.MakeWritable();
+  bool comes_back = false;
   for (const FolderEntry& entry : gone) {
     if (context_.State.CancelRequested) return;
     const Result<FileStatus> now = pair.Dest.Status(entry.Name);
     const bool same = now && now->Kind == entry.Kind;
-    if (same && !MayBeHeld(pair.Source, entry)) SyncEntry(pair, entry, path, dest);
+    if (same && !MayBeHeld(pair.Source, entry)) {
+      SyncEntry(pair, entry, path, dest);
+      comes_back = comes_back || ComesBack(pair, entry.Name);
+    }
     context_.Host.PumpMessages();
   }
+  if (comes_back) group_->Flush();
 }
 
 bool Synchronisation::PassesGuard() {
@@ -110,15 +127,76 @@ bool Synchronisation::PassesGuard() {
   return true;
 }
 
+/// A file or an emptied folder that is to go.
+class Synchronisation::RemovalChange final : public Change {
+ public:
+  /// `emptied`: of a folder, what became of its content.
+  RemovalChange(Synchronisation& pass, std::shared_ptr<const CommitFolder> folder,
+                std::u16string_view name, std::u16string_view path, SharedEmptying in,
+                SharedEmptying emptied)
+      : pass_(pass),
+        folder_(std::move(folder)),
+        name_(name),
+        path_(path),
+        in_(std::move(in)),
+        emptied_(std::move(emptied)) {}
+
+  void Commit(GroupCommit& group) override {
+    ErrorCode error = 0;
+    if (emptied_ && !emptied_->Whole) {
+      error = kErrNotEmpty;
+    } else if (pass_.job_.UseRecycleBin) {
+      error = pass_.bin_.Recycle(folder_->Folder, name_);
+    } else if (emptied_) {
+      error = folder_->Folder.RemoveFolder(name_);
+    } else {
+      Result<File> held = folder_->Folder.HoldEntry(name_);
+      error = folder_->Folder.RemoveFile(name_);
+      if (!error && held) group.LetGo(*folder_, std::move(*held));
+    }
+    pass_.context_.State.LastApiError = error;
+    Finish(error);
+  }
+
+  void GiveUp(ErrorCode why) override {
+    if (why) Finish(why);
+  }
+
+ private:
+  void Finish(ErrorCode error) {
+    if (emptied_) {
+      pass_.FinishFolder(error, path_, in_);
+    } else {
+      pass_.FinishFile(error, name_, in_);
+    }
+  }
+
+  Synchronisation& pass_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const std::u16string name_, path_;
+  const SharedEmptying in_, emptied_;
+};
+
+std::shared_ptr<const CommitFolder> Synchronisation::Share(const Folder& folder,
+                                                           std::u16string_view path) {
+  return context_.Plan ? nullptr : *group_->Share(folder, path);
+}
+
 /// Removes an entry of a folder that both sides have.
 void Synchronisation::SyncEntry(const FolderPair& pair, const FolderEntry& entry,
                                 std::u16string& path, const FileStatus& dest) {
+  if (!context_.Plan && !pair.Shared) pair.Shared = Share(pair.Dest, path);
   bool gone = true;
-  if (entry.Kind == FileKind::Folder) {
-    gone = SyncRemoveTree(pair.Dest, entry.Name, path, dest);
-  } else if (RemoveEntry(pair.Dest, entry, path)) {
+  if (!context_.Plan && !pair.Shared) {
+    // Without a handle of its own nothing can wait for its turn.
     CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：",
                  entry.Name);
+  } else if (entry.Kind == FileKind::Folder) {
+    gone = SyncRemoveTree(pair.Dest, pair.Shared, entry.Name, path, dest, nullptr);
+  } else if (context_.Plan) {
+    PlanFile(pair.Dest, entry, path);
+  } else {
+    RemoveFile(pair.Shared, entry, path, nullptr);
   }
   // Only what the source has as another kind will be looked at once more.
   if (context_.Plan && gone && pair.Source.Status(entry.Name)) {
@@ -126,33 +204,56 @@ void Synchronisation::SyncEntry(const FolderPair& pair, const FolderEntry& entry
   }
 }
 
-ErrorCode Synchronisation::RemoveEntry(const Folder& folder, const FolderEntry& entry,
-                                       std::u16string_view path) {
-  RunCounters& counters = context_.Counters;
-  ErrorCode error = 0;
-  if (context_.Plan) {
-    PlanRemoval(folder, entry, path);
-  } else {
-    error = job_.UseRecycleBin ? bin_.Recycle(folder, entry.Name)
-            : release_         ? release_->Remove(folder, entry.Name)
-                               : folder.RemoveFile(entry.Name);
-    context_.State.LastApiError = error;
-  }
-  if (!error) ++(job_.UseRecycleBin ? counters.RecycledFiles : counters.SyncDeletedFiles);
-  return error;
+bool Synchronisation::ComesBack(const FolderPair& pair, std::u16string_view name) const {
+  return group_ && group_->Pending() && (pair.Source.Status(name) || FoldsCase(pair.Dest, name));
 }
 
-void Synchronisation::PlanRemoval(const Folder& folder, const FolderEntry& entry,
-                                  std::u16string_view path) {
-  RunPlan& plan = *context_.Plan;
-  if (!plan.Wants(RunPlan::Level::Sizes)) return;
-  const Result<FileStatus> status = folder.Status(entry.Name);
-  const std::uint64_t size = status ? status->Size : 0;
-  if (status && !job_.UseRecycleBin) {
-    plan.NetBytes -= static_cast<std::int64_t>(std::min(size, status->Allocated));
+void Synchronisation::RemoveFile(const std::shared_ptr<const CommitFolder>& folder,
+                                 const FolderEntry& entry, std::u16string_view path,
+                                 const SharedEmptying& in) {
+  group_->Add(folder,
+              std::make_unique<RemovalChange>(*this, folder, entry.Name, path, in, nullptr));
+}
+
+void Synchronisation::FinishFile(ErrorCode error, std::u16string_view name,
+                                 const SharedEmptying& in) {
+  RunCounters& counters = context_.Counters;
+  if (!error) {
+    ++(job_.UseRecycleBin ? counters.RecycledFiles : counters.SyncDeletedFiles);
+    if (in) ++counters.SourceFiles;
+  } else if (in) {
+    ++counters.FailedFiles;
+    in->Whole = false;
+  } else {
+    CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：", name);
   }
-  plan.Add(job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete, PlanReason::NotInSource,
-           false, std::u16string(path.substr(root_length_)) += entry.Name, size);
+}
+
+void Synchronisation::FinishFolder(ErrorCode error, std::u16string_view path,
+                                   const SharedEmptying& in) {
+  RunCounters& counters = context_.Counters;
+  if (!error) {
+    ++(job_.UseRecycleBin ? counters.RecycledFolders : counters.SyncDeletedFolders);
+    return;
+  }
+  if (in) in->Whole = false;
+  CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：", path);
+  PlanFailure(true, PlanReason::Blocked, path);
+}
+
+void Synchronisation::PlanFile(const Folder& folder, const FolderEntry& entry,
+                               std::u16string_view path) {
+  RunPlan& plan = *context_.Plan;
+  if (plan.Wants(RunPlan::Level::Sizes)) {
+    const Result<FileStatus> status = folder.Status(entry.Name);
+    const std::uint64_t size = status ? status->Size : 0;
+    if (status && !job_.UseRecycleBin) {
+      plan.NetBytes -= static_cast<std::int64_t>(std::min(size, status->Allocated));
+    }
+    plan.Add(job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete, PlanReason::NotInSource,
+             false, std::u16string(path.substr(root_length_)) += entry.Name, size);
+  }
+  ++(job_.UseRecycleBin ? context_.Counters.RecycledFiles : context_.Counters.SyncDeletedFiles);
 }
 
 void Synchronisation::PlanFailure(bool is_folder, PlanReason reason, std::u16string_view path) {
@@ -161,66 +262,69 @@ void Synchronisation::PlanFailure(bool is_folder, PlanReason reason, std::u16str
   }
 }
 
-bool Synchronisation::SyncRemoveTree(const Folder& parent, std::u16string_view name,
-                                     std::u16string& path, const FileStatus& dest) {
+bool Synchronisation::SyncRemoveTree(const Folder& parent,
+                                     const std::shared_ptr<const CommitFolder>& shared,
+                                     std::u16string_view name, std::u16string& path,
+                                     const FileStatus& dest, const SharedEmptying& in) {
   if (context_.State.CancelRequested) return false;
   const std::size_t length = path.size();
   path += name;
   path += PathSeparator(path);
-  RunCounters& counters = context_.Counters;
-  ErrorCode error = kErrNotEmpty;
+  const auto own = std::make_shared<Emptying>();
+  ErrorCode error = 0;
   {
     const Result<Folder> folder = parent.OpenFolder(name);
     const Result<FileStatus> status =
         folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
     if (!status) {
       error = status.Error;
-    } else if (MayBeLeftOver(*status, dest, source_lineage_) && EmptyFolder(*folder, path, dest)) {
-      error = 0;
+    } else if (!MayBeLeftOver(*status, dest, source_lineage_) ||
+               !EmptyFolder(*folder, path, dest, own)) {
+      error = kErrNotEmpty;
     }
   }
   if (!context_.State.CancelRequested) {
     // Only what is empty goes, also to the bin: what could not be removed from it stays in place.
+    if (!error && !own->Whole) error = kErrNotEmpty;
     if (!error && !context_.Plan) {
-      error = job_.UseRecycleBin ? bin_.Recycle(parent, name) : parent.RemoveFolder(name);
-    }
-    context_.State.LastApiError = error;
-    if (error) {
-      CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：",
-                   path);
-      PlanFailure(true, PlanReason::Blocked, path);
+      group_->Add(shared, std::make_unique<RemovalChange>(*this, shared, name, path, in, own));
     } else {
-      if (context_.Plan) {
+      context_.State.LastApiError = error;
+      if (!error) {
         context_.Plan->Add(job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete,
                            PlanReason::NotInSource, true, path.substr(root_length_));
       }
-      ++(job_.UseRecycleBin ? counters.RecycledFolders : counters.SyncDeletedFolders);
+      FinishFolder(error, path, in);
     }
   }
   path.resize(length);
   return error == 0;
 }
 
-/// Removes all that is in the folder; false when something stays.
+/// Removes all that is in the folder; false when it was not gone through to its end. What stays in
+/// it is noted in `own`.
 bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
-                                  const FileStatus& dest) {
-  RunCounters& counters = context_.Counters;
-  bool emptied = true;
+                                  const FileStatus& dest, const SharedEmptying& own) {
   if (!context_.Plan) folder.MakeWritable();
+  std::shared_ptr<const CommitFolder> shared;
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return false;
+    if (!shared && !context_.Plan) {
+      shared = Share(folder, path);
+      if (!shared) return false;
+    }
     if (entry->Kind == FileKind::Folder) {
-      emptied = SyncRemoveTree(folder, entry->Name, path, dest) && emptied;
-    } else if (RemoveEntry(folder, *entry, path)) {
-      ++counters.FailedFiles;
-      emptied = false;
+      SyncRemoveTree(folder, shared, entry->Name, path, dest, own);
+    } else if (context_.Plan) {
+      PlanFile(folder, *entry, path);
+      ++context_.Counters.SourceFiles;
     } else {
-      ++counters.SourceFiles;
+      RemoveFile(shared, *entry, path, own);
     }
     context_.Host.PumpMessages();
   }
-  return emptied && reader.Error() == 0 && !context_.State.CancelRequested;
+  return reader.Error() == 0 && !context_.State.CancelRequested;
 }
 
 }  // namespace kavrel

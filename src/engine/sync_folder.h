@@ -3,6 +3,7 @@
 // seen not to hold the item, and the item is no folder that the source lies in.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -10,7 +11,7 @@
 #include "engine/folder_pair.h"
 #include "engine/mirror_guard.h"
 #include "engine/run_context.h"
-#include "files/late_release.h"
+#include "files/group_commit.h"
 #include "platform/recycle_bin.h"
 
 namespace kavrel {
@@ -36,8 +37,9 @@ class Synchronisation {
   /// source folder could not be listed to its end, which is logged and counted here. Before the
   /// first removal of all, the mirror guard may stop the run. What it finds is put into `seen`.
   bool SyncFolder(const FolderPair& pair, const WalkPaths& paths, SeenEntries* seen = nullptr);
-  /// From now on what is deleted is given back to the disk by this; it outlives this.
-  void UseRelease(LateRelease& release) { release_ = &release; }
+  /// Removals go there, and are made in their turn; it outlives this, and has nothing pending when
+  /// this goes. Not needed with a plan.
+  void UseGroup(GroupCommit& group) { group_ = &group; }
   /// Whether the plan removes what lies at this path of the destination.
   bool IsPlannedGone(const std::u16string& path) const { return planned_gone_.contains(path); }
 
@@ -48,18 +50,33 @@ class Synchronisation {
                     std::u16string& path, const FileStatus& dest);
   void SyncEntry(const FolderPair& pair, const FolderEntry& entry, std::u16string& path,
                  const FileStatus& dest);
-  ErrorCode RemoveEntry(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
-  void PlanRemoval(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
+  /// A folder that is being emptied.
+  struct Emptying {
+    bool Whole = true;  ///< nothing has stayed in it so far
+  };
+  using SharedEmptying = std::shared_ptr<Emptying>;
+  class RemovalChange;
+  /// `in`: the folder that is being emptied; null for a folder that both sides have.
+  void RemoveFile(const std::shared_ptr<const CommitFolder>& folder, const FolderEntry& entry,
+                  std::u16string_view path, const SharedEmptying& in);
+  /// Whether the name of something that is still to go may be met again in this folder.
+  bool ComesBack(const FolderPair& pair, std::u16string_view name) const;
+  void PlanFile(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
+  void FinishFile(ErrorCode error, std::u16string_view name, const SharedEmptying& in);
+  void FinishFolder(ErrorCode error, std::u16string_view path, const SharedEmptying& in);
+  std::shared_ptr<const CommitFolder> Share(const Folder& folder, std::u16string_view path);
   void PlanFailure(bool is_folder, PlanReason reason, std::u16string_view path);
-  bool SyncRemoveTree(const Folder& parent, std::u16string_view name, std::u16string& path,
-                      const FileStatus& dest);
-  bool EmptyFolder(const Folder& folder, std::u16string& path, const FileStatus& dest);
+  bool SyncRemoveTree(const Folder& parent, const std::shared_ptr<const CommitFolder>& shared,
+                      std::u16string_view name, std::u16string& path, const FileStatus& dest,
+                      const SharedEmptying& in);
+  bool EmptyFolder(const Folder& folder, std::u16string& path, const FileStatus& dest,
+                   const SharedEmptying& own);
   void CountFailure(std::u16string_view text, std::u16string_view what);
 
   RunContext& context_;
   const BackupJob& job_;
   RecycleBin bin_;
-  LateRelease* release_ = nullptr;
+  GroupCommit* group_ = nullptr;
   std::vector<FileStatus> source_lineage_;
   bool passed_guard_ = false;
   ForeseenFolders foreseen_;

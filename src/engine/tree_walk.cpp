@@ -38,8 +38,108 @@ TreeWalk::TreeWalk(RunContext& context, const Options& options)
     : context_(context),
       paths_(options.From, options.To),
       options_(options),
-      copy_{context.State, context.Clock, &context.Host, nullptr, nullptr, &context.Asides},
+      names_(context.Clock, &context.Staged, options.To),
+      group_(context.State, context.Host, names_),
+      copy_{context.State, context.Clock, &context.Host, nullptr, &names_},
       root_length_(paths_.Source().size()) {}
+
+/// A copy that is to get its name.
+class TreeWalk::CopyChange final : public Change {
+ public:
+  CopyChange(TreeWalk& walk, std::shared_ptr<const CommitFolder> folder, StagedFile staged,
+             const CopyResult& result, std::u16string source_path)
+      : walk_(walk),
+        folder_(std::move(folder)),
+        staged_(std::move(staged)),
+        bytes_(result.BytesCopied),
+        warning_(result.Warning),
+        source_path_(std::move(source_path)) {}
+
+  void Commit(GroupCommit& group) override {
+    walk_.names_.NoteOwn(folder_->Path, staged_.Name);
+    File replaced;
+    if (staged_.Commit(folder_->Folder, &replaced)) {
+      RollBack();
+      return walk_.CountFailed(source_path_);
+    }
+    group.LetGo(*folder_, std::move(replaced));
+    RunCounters& counters = walk_.context_.Counters;
+    if (warning_) {
+      ++counters.WarningFiles;
+    } else {
+      ++counters.CopiedFiles;
+      counters.CopiedBytes += bytes_;
+    }
+  }
+
+  void GiveUp(ErrorCode why) override {
+    RollBack();
+    if (why) walk_.CountFailed(source_path_);
+  }
+
+  std::optional<NameChange> Naming() const override {
+    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
+  }
+
+ private:
+  void RollBack() {
+    if (staged_.RollBack(folder_->Folder)) walk_.names_.NoteLeft();
+  }
+
+  TreeWalk& walk_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const StagedFile staged_;
+  const std::uint64_t bytes_;
+  const bool warning_;
+  const std::u16string source_path_;
+};
+
+/// A folder that gets its times when what was changed in it is done.
+class TreeWalk::FolderChange final : public Change {
+ public:
+  FolderChange(TreeWalk& walk, FolderPair pair)
+      : walk_(walk),
+        pair_(std::move(pair)),
+        source_is_root_(IsRootPath(walk.paths_.Source())),
+        path_(walk.paths_.Dest()) {
+    pair_.Dest = Folder();  // One handle is enough.
+  }
+
+  void Commit(GroupCommit&) override { walk_.FinishFolderNow(pair_, source_is_root_, path_); }
+  // The folder is there whatever became of its files.
+  void GiveUp(ErrorCode) override { walk_.FinishFolderNow(pair_, source_is_root_, path_); }
+
+ private:
+  TreeWalk& walk_;
+  FolderPair pair_;
+  const bool source_is_root_;
+  const std::u16string path_;
+};
+
+void TreeWalk::Run() {
+  WalkFolder(nullptr, {}, {});
+  const ErrorCode error = group_.Settle();
+  if (!error) return;
+  ++context_.Counters.FailedFiles;
+  context_.LogTimed(SyncFailedText(options_.To, error));
+}
+
+const std::shared_ptr<const CommitFolder>& TreeWalk::SharedDest(const FolderPair& pair) {
+  if (!pair.Shared) {
+    Result<std::shared_ptr<const CommitFolder>> shared = group_.Share(pair.Dest, paths_.Dest());
+    if (shared) pair.Shared = std::move(*shared);
+  }
+  return pair.Shared;
+}
+
+FolderPair TreeWalk::OpenPairPatiently(const FolderPair* parent, std::u16string_view name) {
+  FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
+  if (!group_.Pending() || !(IsExhausted(pair.SourceError) || IsExhausted(pair.DestError))) {
+    return pair;
+  }
+  group_.Flush();
+  return OpenPair(context_.Files, parent, name, paths_);
+}
 
 std::u16string TreeWalk::BelowRoot(std::u16string_view name) const {
   return std::u16string(paths_.Source().substr(root_length_)) += name;
@@ -71,7 +171,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
     return;
   }
-  FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
+  FolderPair pair = OpenPairPatiently(parent, name);
   RememberRoot(pair);
   if (!parent && LeadsElsewhere()) {
     ++context_.Counters.FailedFiles;
@@ -99,18 +199,35 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     const WalkPaths::Step step(paths_, subfolder);
     WalkFolder(&pair, subfolder, folder_names.Note(pair.Source, subfolder));
   }
-  if (context_.Plan || !FinishesFolder(pair)) return;
-  if (const ErrorCode error = FinishDestination(paths_, pair)) {
-    ++context_.Counters.WarningFiles;
-    context_.Log.WriteTimed(FailText(
-        context_.State, error, u"Could Not Set Destination Folder Attributes", paths_.Dest()));
+  if (!context_.Plan && FinishesFolder(pair)) FinishFolder(std::move(pair));
+}
+
+void TreeWalk::FinishFolder(FolderPair pair) {
+  if (const std::shared_ptr<const CommitFolder> shared = pair.Shared) {
+    return group_.Add(shared, std::make_unique<FolderChange>(*this, std::move(pair)));
   }
+  FinishFolderNow(pair, IsRootPath(paths_.Source()), paths_.Dest());
+}
+
+void TreeWalk::FinishFolderNow(const FolderPair& pair, bool source_is_root,
+                               std::u16string_view path) {
+  const ErrorCode error = FinishDestination(pair, source_is_root);
+  if (!error) return;
+  ++context_.Counters.WarningFiles;
+  context_.Log.WriteTimed(
+      FailText(context_.State, error, u"Could Not Set Destination Folder Attributes", path));
 }
 
 bool TreeWalk::ReadyDestination(const FolderPair* parent, std::u16string_view name,
                                 FolderPair& pair) {
-  if (!context_.Plan) return MakeDestination(context_.Files, parent, name, paths_, pair);
-  return pair.Dest || PlanDestination(parent, pair);
+  if (context_.Plan) return pair.Dest || PlanDestination(parent, pair);
+  if (!MakeDestination(context_.Files, parent, name, paths_, pair)) return false;
+  // The new name in the folder above is to reach the disk, too; its times change with it.
+  if (pair.DestIsNew) {
+    const FolderPair& changed = parent ? *parent : pair;
+    if (SharedDest(changed)) group_.NoteChanged(changed.Shared);
+  }
+  return true;
 }
 
 bool TreeWalk::PlanDestination(const FolderPair* parent, FolderPair& pair) {
@@ -164,11 +281,16 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   if (kind == FileKind::Special) return LeaveOut(pair, PlanReason::Special, name);
   const std::u16string_view twin = file_names_.Note(pair.Source, name);
   if (ahead_ && kind == FileKind::File && !MayRepeat() && twin.empty()) {
-    ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew}, name);
+    ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew,
+                 !pair.DestManners.SyncsWhole},
+                name);
     if (ahead_->Full()) FinishOneAhead(pair);
     return;
   }
   if (!FinishAhead(pair)) return;
+  // What another name has become, or an earlier turn of this one, must be seen.
+  if (!twin.empty() || MayRepeat()) group_.Flush();
+  group_.Advance();
   ++context_.Counters.SourceFiles;
   const Result<FileStatus> source = pair.Source.Status(name);
   Result<FileStatus> dest;
@@ -180,7 +302,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   // lost in it.
   if (!Cancelled()) {
     if (dest_there && !twin.empty() && MeanTheSame(pair.Dest, twin, name)) {
-      CountResult({}, name);
+      CountFailed(paths_.SourceOf(name));
     } else {
       DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
     }
@@ -205,7 +327,7 @@ void TreeWalk::MayGoAhead(const FolderPair& root) {
   const bool pays = context_.CopyAhead && !context_.Plan && std::thread::hardware_concurrency() > 1;
   if (pays && root.Source && root.Source.OnLocalDisk() && root.Dest.OnLocalDisk()) {
     release_.emplace();
-    copy_.Release = &*release_;
+    group_.UseRelease(&*release_);
     ahead_.emplace(copy_, [this](const FileStatus* source, const FileStatus* dest) {
       return JudgeAhead(source, dest);
     });
@@ -228,6 +350,7 @@ bool TreeWalk::FinishAhead(const FolderPair& pair) {
 }
 
 void TreeWalk::FinishOneAhead(const FolderPair& pair) {
+  group_.Advance();
   ++context_.Counters.SourceFiles;
   context_.Host.PumpMessages();
   if (!Cancelled()) {
@@ -236,9 +359,12 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
       case CopyAhead::Verdict::Leave:
         LeaveAsItIs(turn.Name);
         break;
-      case CopyAhead::Verdict::Copy:
-        CountResult(ahead_->CopyFront(), turn.Name);
+      case CopyAhead::Verdict::Copy: {
+        StagedFile staged;
+        const CopyResult result = StagePatiently([&] { return ahead_->StageFront(staged); });
+        FinishCopy(pair, result, std::move(staged), turn.Name);
         break;
+      }
       case CopyAhead::Verdict::Wait:
         DecideOneFile(pair, turn.Name, turn.Source, turn.Dest);
         break;
@@ -288,16 +414,26 @@ void TreeWalk::LeaveAsItIs(std::u16string_view name) {
 void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
                            const FileStatus* source, const FileStatus* dest) {
   CopyResult result;
+  StagedFile staged;
   if (context_.Plan) {
     result = PlanCopy(name, source, dest);
   } else if (source && !WithinSizeLimit(*source)) {
     result.Failed = false;  // Counts as copied, with no bytes.
   } else if (source) {
     const CopySide from{pair.Source, paths_.Source(), name, source};
-    const CopySide to{pair.Dest, paths_.Dest(), name, dest};
-    result = CopyFileShown(copy_, from, to);
+    const CopySide to{pair.Dest, paths_.Dest(), name, dest, !pair.DestManners.SyncsWhole};
+    result = StagePatiently([&] { return StageShown(copy_, from, to, staged); });
   }
-  CountResult(result, name);
+  FinishCopy(pair, result, std::move(staged), name);
+}
+
+CopyResult TreeWalk::StagePatiently(const std::function<CopyResult()>& stage) {
+  const CopyResult result = stage();
+  const bool exhausted = result.Failed && !Cancelled() && IsExhausted(context_.State.LastApiError);
+  if (!exhausted || !(group_.Pending() || release_)) return result;
+  group_.Flush();
+  if (release_) release_->Drain();
+  return Cancelled() ? result : stage();
 }
 
 CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source,
@@ -324,18 +460,29 @@ CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source
   return result;
 }
 
-void TreeWalk::CountResult(const CopyResult& result, std::u16string_view name) {
-  RunCounters& counters = context_.Counters;
-  if (result.Failed) {
-    ++counters.FailedFiles;
-    LogLine(options_.FileFailedText, paths_.SourceOf(name));
-  } else if (result.Warning) {
-    ++counters.WarningFiles;
-    context_.LogTimed(result.Message);
-  } else {
-    ++counters.CopiedFiles;
-    counters.CopiedBytes += result.BytesCopied;
+void TreeWalk::CountFailed(std::u16string_view source_path) {
+  ++context_.Counters.FailedFiles;
+  LogLine(options_.FileFailedText, source_path);
+}
+
+void TreeWalk::FinishCopy(const FolderPair& pair, const CopyResult& result, StagedFile staged,
+                          std::u16string_view name) {
+  if (result.Failed) return CountFailed(paths_.SourceOf(name));
+  if (result.Warning) context_.LogTimed(result.Message);
+  if (!staged) {
+    ++context_.Counters.CopiedFiles;
+    context_.Counters.CopiedBytes += result.BytesCopied;
+    return;
   }
+  if (const std::shared_ptr<const CommitFolder>& shared = SharedDest(pair)) {
+    group_.AddStaged(shared,
+                     std::make_unique<CopyChange>(*this, shared, std::move(staged), result,
+                                                  std::u16string(paths_.SourceOf(name))),
+                     result.BytesCopied);
+    return;
+  }
+  if (staged.RollBack(pair.Dest)) names_.NoteLeft();
+  CountFailed(paths_.SourceOf(name));
 }
 
 }  // namespace kavrel

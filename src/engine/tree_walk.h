@@ -3,6 +3,8 @@
 // in the virtual functions.
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,9 +21,9 @@ class TreeWalk {
  public:
   virtual ~TreeWalk() = default;
 
-  /// Walks until the tree is exhausted or the run is cancelled. What fails is counted in the
-  /// context and written to its log.
-  void Run() { WalkFolder(nullptr, {}, {}); }
+  /// Walks until the tree is exhausted or the run is cancelled, and returns when what was done is
+  /// on the disk. What fails is counted in the context and written to its log.
+  void Run();
 
  protected:
   struct Options {
@@ -62,8 +64,8 @@ class TreeWalk {
   void NoteSubfolder(const FolderEntry& entry, std::vector<std::u16string>& subfolders) const {
     if (options_.IncludeSubfolders) subfolders.push_back(entry.Name);
   }
-  /// Null where nothing is gained by releasing late.
-  LateRelease* Release() { return release_ ? &*release_ : nullptr; }
+  /// Where changes of the destination go.
+  GroupCommit& Group() { return group_; }
   bool Cancelled() const { return context_.State.CancelRequested; }
   /// An entry of the present folder as the plan names it; with an empty name the folder itself.
   std::u16string BelowRoot(std::u16string_view name) const;
@@ -91,7 +93,20 @@ class TreeWalk {
   /// Adds the file's size to what the run has dealt with.
   void CountSize(const FileStatus* source);
   void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name);
-  void CountResult(const CopyResult& result, std::u16string_view name);
+  void CountFailed(std::u16string_view source_path);
+  /// The copy takes its name when it is on the disk, and is counted then; one that failed is
+  /// counted at once.
+  void FinishCopy(const FolderPair& pair, const CopyResult& result, StagedFile staged,
+                  std::u16string_view name);
+  /// Makes a copy, where there was no room or no handle left a second time when nothing is pending.
+  CopyResult StagePatiently(const std::function<CopyResult()>& stage);
+  FolderPair OpenPairPatiently(const FolderPair* parent, std::u16string_view name);
+  /// The destination as pending changes hold it; null where it cannot be opened once more.
+  const std::shared_ptr<const CommitFolder>& SharedDest(const FolderPair& pair);
+  void FinishFolder(FolderPair pair);
+  void FinishFolderNow(const FolderPair& pair, bool source_is_root, std::u16string_view path);
+  class CopyChange;
+  class FolderChange;
   /// Copying ahead begins where both roots lie on disks that profit from it.
   void MayGoAhead(const FolderPair& root);
   CopyAhead::Verdict JudgeAhead(const FileStatus* source, const FileStatus* dest) const;
@@ -105,6 +120,8 @@ class TreeWalk {
 
   const Options options_;
   std::optional<LateRelease> release_;
+  TempNames names_;
+  GroupCommit group_;
   CopyContext copy_;
   std::optional<CopyAhead> ahead_;
   TwinNames file_names_;  ///< of the present folder

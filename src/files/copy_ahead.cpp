@@ -3,6 +3,8 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <utility>
 
 #include "platform/wake.h"
 
@@ -26,30 +28,33 @@ void WaitWhile(const std::atomic<std::uint32_t>& number, std::uint32_t old) {
 struct CopyAhead::Item {
   std::u16string Name;
   std::optional<CopyAhead::Folders> Folders;
-  DateTime Now = kZeroDate;
   Result<FileStatus> Source, Dest;
   CopyAhead::Verdict Verdict = CopyAhead::Verdict::Wait;
-  std::optional<EarlyCopy> Copy;  ///< made
+  std::optional<StagedFile> Staged;
   std::atomic<std::uint32_t> Done = 0;
 
   const FileStatus* SourceStatus() const { return Source ? &*Source : nullptr; }
   const FileStatus* DestStatus() const { return Dest ? &*Dest : nullptr; }
   CopySide From() const { return {Folders->Source, Folders->SourcePath, Name, SourceStatus()}; }
-  CopySide To() const { return {Folders->Dest, Folders->DestPath, Name, DestStatus()}; }
+  CopySide To() const {
+    return {Folders->Dest, Folders->DestPath, Name, DestStatus(), Folders->SyncsEach};
+  }
 };
 
 CopyAhead::CopyAhead(CopyContext& context, Judge judge)
-    : context_(context),
-      judge_(std::move(judge)),
-      items_(std::make_unique<Item[]>(kWindow)),
-      worker_([this] { WorkerLoop(); }) {}
+    : context_(context), judge_(std::move(judge)), items_(std::make_unique<Item[]>(kWindow)) {
+  try {
+    worker_ = std::thread([this] { WorkerLoop(); });
+  } catch (const std::system_error&) {
+  }
+}
 
 CopyAhead::~CopyAhead() {
   DropAll();
   stopping_ = true;
   ++signal_;
   Wake(signal_);
-  worker_.join();
+  if (worker_.joinable()) worker_.join();
 }
 
 CopyAhead::Item& CopyAhead::At(std::size_t number) const {
@@ -57,13 +62,9 @@ CopyAhead::Item& CopyAhead::At(std::size_t number) const {
 }
 
 void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name) {
-  // Asking for the time takes longer than looking at a file.
-  if (Empty()) now_ = context_.Clock.Now();
   Item& item = At(end_);
   item.Name = name;
   item.Folders.emplace(folders);
-  // Each place in the row has temporary names of its own, so that the first one tried is free.
-  item.Now = now_ + std::chrono::seconds(end_ % kWindow);
   item.Done = 0;
   ++end_;
   ++signal_;
@@ -97,8 +98,10 @@ void CopyAhead::WorkOn(Item& item) const {
                                                         : Result<FileStatus>::Fail(-1);
   item.Verdict = judge_(item.SourceStatus(), item.DestStatus());
   if (item.Verdict != Verdict::Copy) return;
-  item.Copy.emplace(item.From(), item.To(), item.Now, context_.Asides);
-  if (!item.Copy->Make()) item.Copy.reset();
+  StagedFile staged;
+  if (StageQuietly(*context_.Names, item.From(), item.To(), staged)) {
+    item.Staged = std::move(staged);
+  }
 }
 
 CopyAhead::Turn CopyAhead::AwaitFront() {
@@ -110,11 +113,12 @@ CopyAhead::Turn CopyAhead::AwaitFront() {
   return {item.Name, item.Verdict, item.SourceStatus(), item.DestStatus()};
 }
 
-CopyResult CopyAhead::CopyFront() {
+CopyResult CopyAhead::StageFront(StagedFile& staged) {
   Item& item = At(first_);
-  if (item.Copy) {
-    const CopyResult result = item.Copy->Commit(context_);
-    item.Copy.reset();
+  if (item.Staged) {
+    staged = *std::exchange(item.Staged, std::nullopt);
+    const CopyResult result = ShowStaged(context_, item.From(), item.To());
+    if (result.Failed) RollBack(item, staged);
     return result;
   }
   // Whatever was amiss is found, told and counted in the ordinary way. What has come to the
@@ -122,7 +126,11 @@ CopyResult CopyAhead::CopyFront() {
   // means the same there.
   const Result<FileStatus> now = item.Folders->Dest.Status(item.Name);
   if (now && item.Dest && now->Id != item.Dest->Id) item.Dest = Result<FileStatus>::Fail(-1);
-  return CopyFileShown(context_, item.From(), item.To());
+  return StageShown(context_, item.From(), item.To(), staged);
+}
+
+void CopyAhead::RollBack(const Item& item, const StagedFile& staged) const {
+  if (staged.RollBack(item.Folders->Dest)) context_.Names->NoteLeft();
 }
 
 void CopyAhead::DropAll() {
@@ -131,8 +139,7 @@ void CopyAhead::DropAll() {
   for (std::size_t number = begun; number-- > first_;) {
     Item& item = At(number);
     SleepWhile(item.Done, 0);
-    if (item.Copy) item.Copy->TakeBack();
-    item.Copy.reset();
+    if (item.Staged) RollBack(item, *std::exchange(item.Staged, std::nullopt));
   }
   first_ = end_;
 }

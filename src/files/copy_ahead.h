@@ -33,6 +33,7 @@ class CopyAhead {
     const Folder& Dest;
     std::u16string_view SourcePath, DestPath;
     bool DestIsEmpty;  ///< there is no need to look for anything at the destination
+    bool SyncsEach;    ///< as in a CopySide
   };
 
   /// A file whose turn has come. Valid until Pop.
@@ -43,6 +44,7 @@ class CopyAhead {
     const FileStatus* Dest;    ///< null when nothing was there
   };
 
+  /// The context has temporary names. Where there is no thread to be had, all is done in turn.
   CopyAhead(CopyContext& context, Judge judge);
   /// Takes back what is pending.
   ~CopyAhead();
@@ -56,8 +58,8 @@ class CopyAhead {
 
   /// Waits until the first in the row has been looked at, and copied if that was the verdict.
   Turn AwaitFront();
-  /// Where the verdict was to copy: the result of a copy that is made only now.
-  CopyResult CopyFront();
+  /// Where the verdict was to copy: shows it as a copy that is made only now, up to its commit.
+  CopyResult StageFront(StagedFile& staged);
   /// The first in the row is done with.
   void Pop() { ++first_; }
   /// The turn of those in the row will not come: undoes them, the last first.
@@ -72,6 +74,7 @@ class CopyAhead {
   /// Works on the first item that nobody has begun. False when there is none.
   bool WorkOnNext();
   void WorkOn(Item& item) const;
+  void RollBack(const Item& item, const StagedFile& staged) const;
 
   CopyContext& context_;
   const Judge judge_;
@@ -79,7 +82,6 @@ class CopyAhead {
   /// Numbers of items, counted on for ever: the first in the row, the next that nobody has begun,
   /// and the one behind the last.
   std::size_t first_ = 0;
-  DateTime now_ = kZeroDate;
   std::atomic<std::size_t> next_ = 0, end_ = 0;
   std::atomic<std::uint32_t> signal_ = 0;  ///< changes whenever the worker may find something
   std::atomic<bool> stopping_ = false;

@@ -24,4 +24,9 @@ std::u16string FailText(RunState& state, ErrorCode code, std::u16string_view tex
   return result;
 }
 
+std::u16string SyncFailedText(std::u16string_view path, ErrorCode code) {
+  std::u16string text = u": 寫入磁碟 (失敗)：";
+  return ((text += path) += u" (") + ApiErrorText(code) + u")";
+}
+
 }  // namespace kavrel

@@ -17,4 +17,7 @@ std::u16string ApiErrorText(ErrorCode code);
 std::u16string FailText(RunState& state, ErrorCode code, std::u16string_view text,
                         std::u16string_view path);
 
+/// The log's line for a disk that has not taken what was written below `path`.
+std::u16string SyncFailedText(std::u16string_view path, ErrorCode code);
+
 }  // namespace kavrel

@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 
-#include "base/number.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
@@ -16,112 +15,27 @@ namespace {
 /// How much the system is asked to copy at once: blocks cost it a call each, and this many are done
 /// in a fraction of a millisecond.
 constexpr std::uint64_t kSystemStep = 8 * kCopyBlock;
+/// The disk begins to write a large file while it is copied, in steps of this many bytes.
+constexpr std::uint64_t kWriteStep = 64 * kCopyBlock;
 constexpr std::uint32_t kOpenRetryDelay = 1000, kPumpSlice = 50;  // milliseconds
 
-/// One copy from its first check to its last clean-up.
-class FileCopy {
+/// What a copy tells, and whether it is to go on. Without a context nobody is told.
+class Show {
  public:
-  FileCopy(CopyContext& context, const CopySide& source, const CopySide& dest)
-      : context_(&context), source_(source), dest_(dest), size_(source.Status->Size) {}
+  explicit Show(CopyContext* context) : context_(context) {}
 
-  CopyResult Run(bool overwrite_in_place) {
-    if (Cancelled()) return result_;
-    Pump();
-    const bool is_link = source_.Status->Kind == FileKind::Link;
-    if (!(is_link ? ReadSourceLink() : OpenSource())) return result_;
-    MakeWay(overwrite_in_place);
-    if (is_link ? MakeLink() : CopyFile()) {
-      Finish();
-    } else {
-      PutBack();
-    }
-    return result_;
-  }
+  bool Quiet() const { return !context_; }
 
-  /// The same for a file, in one try and up to the point from which there is no way back; false,
-  /// with everything as it was, when that was not reached without a flaw.
-  bool MakeEarly(DateTime now) {
-    early_ = now;
-    if (!OpenSource()) return false;
-    MakeWay(false);
-    const bool flawless = CopyFile() && !result_.Warning;
-    source_file_.Close();
-    if (!flawless) PutBack();
-    return flawless;
-  }
-
-  /// What a copy shows while it is made, and its end, for one that is made already.
-  void Commit(CopyContext& context) {
-    context_ = &context;
-    result_ = {};
-    if (Replay()) {
-      result_.Failed = false;
-      result_.BytesCopied = size_;
-      Finish();
-    } else {
-      PutBack();
-    }
-  }
-
-  /// After a failure: the partial copy goes, the old destination comes back.
-  void PutBack() {
-    dest_file_.Close();
-    ErrorCode error = 0;
-    if (aside_name_.empty()) {
-      if (created_) error = dest_.Folder.RemoveFile(dest_.Name);
-    } else if (!created_) {
-      error = dest_.Folder.Rename(aside_name_, dest_.Name);
-    } else if (dest_.Folder.Replace(aside_name_, dest_.Name) != 0) {
-      dest_.Folder.RemoveFile(dest_.Name);
-      error = dest_.Folder.Rename(aside_name_, dest_.Name);
-    }
-    if (!error) EndRecord();
-  }
-
-  const CopyResult& Outcome() const { return result_; }
-
- private:
-  void Finish() {
-    ErrorCode error = 0;
-    if (!aside_name_.empty()) {
-      error = context_->Release ? context_->Release->Remove(dest_.Folder, aside_name_)
-                                : dest_.Folder.RemoveFile(aside_name_);
-    }
-    // What cannot be removed now is left to the end of the run.
-    if (!error) EndRecord();
+  void Begin(const CopySide& source, const CopySide& dest) const {
+    context_->State.CancelRequested = false;
     context_->State.LastApiError = 0;
-  }
-
-  bool Replay() {
-    if (Cancelled()) return false;
-    Pump();
-    Report(0);
-    for (std::uint64_t done = 0; done < size_;) {
-      if (Cancelled()) return false;
-      done += std::min<std::uint64_t>(kCopyBlock, size_ - done);
-      Report(done);
+    if (context_->Sink) {
+      context_->Sink->DrawCaptions(source.FolderPath, dest.FolderPath, source.Name);
     }
-    if (context_->Sink) Report(size_);
-    return true;
   }
 
-  std::u16string PathOf(const CopySide& side) const {
-    return std::u16string(side.FolderPath) += side.Name;
-  }
-
-  bool Fail(std::u16string_view text, const CopySide& side, ErrorCode error) {
-    result_.Message = FailText(context_->State, error, text, PathOf(side));
-    return false;
-  }
-
-  bool Cancelled() {
-    if (!context_->State.CancelRequested) return false;
-    context_->State.LastApiError = -1;
-    result_.Message = u"User Abort";
-    return true;
-  }
-
-  void Pump() {
+  void Pump() const {
+    if (!context_) return;
     if (context_->Sink) {
       context_->Sink->PumpMessages();
     } else if (context_->Pump) {
@@ -129,20 +43,35 @@ class FileCopy {
     }
   }
 
-  void Report(std::uint64_t done) {
+  void Report(std::uint64_t done, std::uint64_t size) const {
+    if (!context_) return;
     if (context_->Sink) {
-      context_->Sink->ApiFileCopyCallback(size_, done, 0, size_, done, kCopyBlock);
+      context_->Sink->ApiFileCopyCallback(size, done, 0, size, done, kCopyBlock);
     } else {
       Pump();
     }
   }
 
+  bool HasSink() const { return context_ && context_->Sink; }
+
+  bool Cancelled(CopyResult& result) const {
+    if (!context_ || !context_->State.CancelRequested) return false;
+    context_->State.LastApiError = -1;
+    result.Message = u"User Abort";
+    return true;
+  }
+
+  std::u16string FailedText(std::u16string_view text, const CopySide& side, ErrorCode error) const {
+    if (!context_) return {};
+    return FailText(context_->State, error, text, std::u16string(side.FolderPath) += side.Name);
+  }
+
   /// Opens with one more try after a second: whoever held the file may have let go. The wait is
   /// cut into slices, so that nothing freezes and a cancel ends it.
   template <typename Open>
-  Result<File> OpenPatiently(Open open) {
+  Result<File> OpenPatiently(Open open) const {
     Result<File> file = open();
-    if (file || early_) return file;
+    if (file || !context_) return file;
     for (std::uint32_t waited = 0; waited < kOpenRetryDelay; waited += kPumpSlice) {
       context_->Clock.Sleep(kPumpSlice);
       Pump();
@@ -151,8 +80,46 @@ class FileCopy {
     return open();
   }
 
+ private:
+  CopyContext* const context_;
+};
+
+/// One copy from its first check until it is complete under a temporary name.
+class FileCopy {
+ public:
+  FileCopy(const Show& show, TempNames& names, const CopySide& source, const CopySide& dest)
+      : show_(show), names_(names), source_(source), dest_(dest), size_(source.Status->Size) {}
+
+  /// False when it failed; nothing is left then.
+  bool Stage(StagedFile& staged) {
+    if (show_.Cancelled(result_)) return false;
+    show_.Pump();
+    const bool is_link = source_.Status->Kind == FileKind::Link;
+    if (!(is_link ? ReadSourceLink() : OpenSource())) return false;
+    if (dest_.Status && dest_.Status->Kind == FileKind::Folder) {
+      return Fail(u"Could Not Open Destination File", dest_, kErrExists);
+    }
+    if (!(is_link ? MakeLink() : CopyFile())) {
+      dest_file_.Close();
+      if (created_ && dest_.Folder.RemoveFile(temp_)) names_.NoteLeft();
+      return false;
+    }
+    result_.Failed = false;
+    result_.BytesCopied = size_;
+    staged = {std::move(temp_), std::u16string(dest_.Name), dest_.Status != nullptr};
+    return true;
+  }
+
+  const CopyResult& Outcome() const { return result_; }
+
+ private:
+  bool Fail(std::u16string_view text, const CopySide& side, ErrorCode error) {
+    result_.Message = show_.FailedText(text, side, error);
+    return false;
+  }
+
   bool OpenSource() {
-    Result<File> file = OpenPatiently([&] { return source_.Folder.OpenFile(source_.Name); });
+    Result<File> file = show_.OpenPatiently([&] { return source_.Folder.OpenFile(source_.Name); });
     if (!file) return Fail(u"Could Not Open Source File", source_, file.Error);
     source_file_ = std::move(*file);
     return true;
@@ -165,85 +132,63 @@ class FileCopy {
     return true;
   }
 
-  /// Takes an existing destination out of the way. Where that fails, the name stays taken and the
-  /// destination cannot be opened, which says why.
-  void MakeWay(bool overwrite_in_place) {
-    if (!dest_.Status) {
-      // A small file is there at once; half of a large one would stay if its source vanished, too.
-      if (size_ > kCopyBlock) Record({});
-      return;
+  /// Calls `make` with one temporary name after the other until one is free.
+  template <typename Make>
+  auto MakeUnderTempName(Make make) {
+    for (;;) {
+      temp_ = names_.Next();
+      auto made = make();
+      if (!IsTaken(made.Error)) return made;
     }
-    if (dest_.Status->Kind == FileKind::Folder) return;
-    if (overwrite_in_place) {
-      dest_.Folder.RemoveFile(dest_.Name);
-      return;
-    }
-    aside_name_ =
-        MoveToTempName(dest_.Folder, dest_.Name, u"pt", early_ ? *early_ : context_->Clock.Now(),
-                       [this](std::u16string_view name) { Record(name); });
-    if (aside_name_.empty()) EndRecord();
-  }
-
-  void Record(std::u16string_view aside) {
-    if (!context_->Asides) return;
-    EndRecord();
-    slot_ = context_->Asides->Begin(
-        {dest_.FolderPath, aside, dest_.Name, dest_.Status, source_.Status});
-    asides_ = context_->Asides;
-  }
-
-  void EndRecord() {
-    if (asides_) asides_->End(slot_);
-    slot_ = AsideJournal::kNoSlot;
   }
 
   bool MakeLink() {
-    const ErrorCode error = dest_.Folder.MakeLink(dest_.Name, link_target_);
-    if (error) return Fail(u"Could Not Open Destination File", dest_, error);
+    const auto made = MakeUnderTempName([&] {
+      return Result<bool>{true, dest_.Folder.MakeLink(temp_, link_target_)};
+    });
+    if (!made) return Fail(u"Could Not Open Destination File", dest_, made.Error);
     created_ = true;
-    result_.Failed = false;
-    result_.BytesCopied = size_;
     Warn(u"Could Not Set Destination File Times",
-         dest_.Folder.SetLinkTimes(dest_.Name, *source_.Status));
+         dest_.Folder.SetLinkTimes(temp_, *source_.Status));
     return true;
   }
 
   bool CopyFile() {
-    Result<File> file =
-        OpenPatiently([&] { return dest_.Folder.MakeFile(dest_.Name, *source_.Status); });
+    Result<File> file = show_.OpenPatiently([&] {
+      return MakeUnderTempName([&] { return dest_.Folder.MakeFile(temp_, *source_.Status); });
+    });
     if (!file) return Fail(u"Could Not Open Destination File", dest_, file.Error);
     created_ = true;
     dest_file_ = std::move(*file);
-    if (slot_ != AsideJournal::kNoSlot) asides_->NoteMade(slot_, dest_file_.Status());
-    Report(0);
+    show_.Report(0, size_);
     if (!CopyBlocks()) return false;
-    if (context_->Sink) Report(size_);
-    // The times come last: they tell a later run that nothing is missing.
+    if (show_.HasSink()) show_.Report(size_, size_);
     const ErrorCode attributes_error = dest_file_.SetAttributes(*source_.Status, source_file_);
     const ErrorCode times_error = dest_file_.SetTimes(*source_.Status);
+    const ErrorCode sync_error = dest_.SyncsEach ? dest_file_.Sync() : 0;
     // A network disk may tell only now that the data did not fit.
-    if (const ErrorCode error = dest_file_.Close()) {
+    const ErrorCode close_error = dest_file_.Close();
+    if (const ErrorCode error = sync_error ? sync_error : close_error) {
       return Fail(u"Could Not Write Destination File", dest_, error);
     }
-    result_.BytesCopied = size_;
-    result_.Failed = false;
     Warn(u"Could Not Set Destination File Times", times_error);
     Warn(u"Could Not Set Destination File Attributes", attributes_error);
-    return true;
+    // What is amiss is told when the file's turn comes.
+    return !(show_.Quiet() && result_.Warning);
   }
 
   void Warn(std::u16string_view text, ErrorCode error) {
     if (!error) return;
-    result_.Message = FailText(context_->State, error, text, PathOf(dest_));
+    result_.Message = show_.FailedText(text, dest_, error);
     result_.Warning = true;
   }
 
   bool CopyBlocks() {
     const bool sparse = source_.Status->Allocated < size_;
-    std::uint64_t done = 0;
+    std::uint64_t done = 0, begun = 0;
     unsigned blocks = 0;
     while (done < size_) {
-      if (Cancelled()) return false;
+      if (show_.Cancelled(result_)) return false;
       if (sparse && SkipHole(done)) continue;
       std::uint64_t copied = CopyInSystem(done, sparse ? kCopyBlock : kSystemStep);
       if (copied == 0 && !CopyBlock(done, copied)) return false;
@@ -251,8 +196,12 @@ class FileCopy {
         const std::uint64_t length = std::min<std::uint64_t>(kCopyBlock, copied);
         copied -= length;
         done += length;
-        if (context_->Sink || blocks % 5 == 4 || length < kCopyBlock) Report(done);
-        if (copied > 0 && Cancelled()) return false;
+        if (show_.HasSink() || blocks % 5 == 4 || length < kCopyBlock) show_.Report(done, size_);
+        if (copied > 0 && show_.Cancelled(result_)) return false;
+      }
+      if (done - begun >= kWriteStep) {
+        dest_file_.BeginWriting(begun, done - begun);
+        begun = done;
       }
     }
     if (!skipped_) return true;
@@ -270,7 +219,7 @@ class FileCopy {
     if (source_file_.Seek(next) || dest_file_.Seek(next) || next == done) return false;
     skipped_ = true;
     done = next;
-    Report(done);
+    show_.Report(done, size_);
     return true;
   }
 
@@ -297,86 +246,99 @@ class FileCopy {
     return !error || Fail(u"Could Not Write Destination File", dest_, error);
   }
 
-  CopyContext* context_;
+  const Show show_;
+  TempNames& names_;
   const CopySide source_, dest_;
   const std::uint64_t size_;
   CopyResult result_;
   File source_file_, dest_file_;
-  std::u16string link_target_, aside_name_;
+  std::u16string link_target_, temp_;
   std::unique_ptr<char[]> buffer_;
-  std::optional<DateTime> early_;
-  AsideJournal* asides_ = nullptr;
-  int slot_ = AsideJournal::kNoSlot;
   bool created_ = false, skipped_ = false;
 };
 
+/// The temporary names of a context, or some for one copy alone.
+TempNames& NamesOf(CopyContext& context, std::optional<TempNames>& own) {
+  return context.Names ? *context.Names : own.emplace(context.Clock, nullptr, u"");
+}
+
 }  // namespace
+
+ErrorCode StagedFile::Commit(const Folder& folder, File* replaced) const {
+  if (!Replaces) return folder.Rename(TempName, Name);
+  Result<File> held;
+  if (replaced) held = folder.HoldEntry(Name);
+  const ErrorCode error = folder.Replace(TempName, Name);
+  if (replaced && !error && held) *replaced = std::move(*held);
+  return error;
+}
+
+CopyResult StageShown(CopyContext& context, const CopySide& source, const CopySide& dest,
+                      StagedFile& staged) {
+  std::optional<TempNames> own;
+  const Show show(&context);
+  show.Begin(source, dest);
+  FileCopy copy(show, NamesOf(context, own), source, dest);
+  if (copy.Stage(staged)) context.State.LastApiError = 0;
+  return copy.Outcome();
+}
+
+bool StageQuietly(TempNames& names, const CopySide& source, const CopySide& dest,
+                  StagedFile& staged) {
+  return FileCopy(Show(nullptr), names, source, dest).Stage(staged);
+}
+
+CopyResult ShowStaged(CopyContext& context, const CopySide& source, const CopySide& dest) {
+  const Show show(&context);
+  const std::uint64_t size = source.Status->Size;
+  CopyResult result;
+  show.Begin(source, dest);
+  if (show.Cancelled(result)) return result;
+  show.Pump();
+  show.Report(0, size);
+  for (std::uint64_t done = 0; done < size;) {
+    if (show.Cancelled(result)) return result;
+    done += std::min<std::uint64_t>(kCopyBlock, size - done);
+    show.Report(done, size);
+  }
+  if (show.HasSink()) show.Report(size, size);
+  result.Failed = false;
+  result.BytesCopied = size;
+  return result;
+}
 
 CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const CopySide& dest,
                            bool overwrite_in_place) {
-  return FileCopy(context, source, dest).Run(overwrite_in_place);
-}
-
-namespace {
-
-void BeginShown(CopyContext& context, const CopySide& source, const CopySide& dest) {
-  context.State.CancelRequested = false;
-  context.State.LastApiError = 0;
-  if (context.Sink) {
-    context.Sink->DrawCaptions(source.FolderPath, dest.FolderPath, source.Name);
+  std::optional<TempNames> own;
+  CopySide to = dest;
+  to.SyncsEach = true;
+  if (overwrite_in_place && to.Status && to.Status->Kind != FileKind::Folder) {
+    to.Folder.RemoveFile(to.Name);
+    to.Status = nullptr;
   }
-}
-
-/// The surroundings of a copy that nobody watches.
-class NoClock final : public Clock {
- public:
-  DateTime Now() override { return kZeroDate; }
-  std::uint64_t TickCount() override { return 0; }
-  void Sleep(std::uint32_t) override {}
-};
-
-}  // namespace
-
-struct EarlyCopy::Work {
-  Work(const CopySide& source_side, const CopySide& dest_side, DateTime now_then,
-       AsideJournal* asides)
-      : Source(source_side),
-        Dest(dest_side),
-        Now(now_then),
-        Silent{State, Clock, nullptr, nullptr, nullptr, asides},
-        Copy(Silent, source_side, dest_side) {}
-
-  const CopySide Source, Dest;
-  const DateTime Now;
-  RunState State;
-  NoClock Clock;
-  CopyContext Silent;
-  FileCopy Copy;
-};
-
-EarlyCopy::EarlyCopy(const CopySide& source, const CopySide& dest, DateTime now,
-                     AsideJournal* asides)
-    : work_(std::make_unique<Work>(source, dest, now, asides)) {}
-
-EarlyCopy::~EarlyCopy() = default;
-
-bool EarlyCopy::Make() {
-  return work_->Copy.MakeEarly(work_->Now);
-}
-
-CopyResult EarlyCopy::Commit(CopyContext& context) {
-  BeginShown(context, work_->Source, work_->Dest);
-  work_->Copy.Commit(context);
-  return work_->Copy.Outcome();
-}
-
-void EarlyCopy::TakeBack() {
-  work_->Copy.PutBack();
+  const Show show(&context);
+  StagedFile staged;
+  FileCopy copy(show, NamesOf(context, own), source, to);
+  if (!copy.Stage(staged)) return copy.Outcome();
+  CopyResult result = copy.Outcome();
+  File replaced;
+  ErrorCode error = staged.Commit(to.Folder, &replaced);
+  if (error) {
+    staged.RollBack(to.Folder);
+  } else {
+    error = to.Folder.Sync();
+  }
+  if (error) {
+    result = {};
+    result.Message = show.FailedText(u"Could Not Write Destination File", to, error);
+  } else {
+    context.State.LastApiError = 0;
+  }
+  return result;
 }
 
 CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const CopySide& dest) {
-  if (context.Release) context.Release->Drain();
-  BeginShown(context, source, dest);
+  Show(&context).Begin(source, dest);
   return CopyFileChunked(context, source, dest, false);
 }
 
@@ -395,20 +357,6 @@ CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
   const CopySide to_side{*to, dest.Folder, PathName(dest.FullPath),
                          dest.Failed ? nullptr : &dest.Status};
   return CopyFileShown(context, from_side, to_side);
-}
-
-std::u16string MoveToTempName(const Folder& folder, std::u16string_view name,
-                              std::u16string_view prefix, DateTime now,
-                              const std::function<void(std::u16string_view)>& before) {
-  const CivilTime t = ToCivil(now);
-  std::int64_t number = t.Second + 100 * t.Minute + 10000 * t.Hour + std::int64_t{1000000} * t.Day;
-  for (;; ++number) {
-    std::u16string free = std::u16string(prefix) + Decimal(number) + u".tmp";
-    if (before) before(free);
-    const ErrorCode error = folder.Rename(name, free);
-    if (error == 0) return free;
-    if (!IsTaken(error)) return {};
-  }
 }
 
 }  // namespace kavrel

@@ -1,19 +1,19 @@
-// The copy primitive: one file, in blocks, with progress and cancel. An existing destination is set
-// aside under a "pt….tmp" name in its folder until the new copy is complete, and put back when it
-// does not get there; whatever happens, one whole version stays.
+// The copy primitive: one file, in blocks, with progress and cancel. A copy is made under a
+// temporary "pt….tmp" name in its folder and takes its own name when it is complete, at once or not
+// at all: that name always bears one whole version. When a name may be given to a copy that
+// replaces something is another question (files/group_commit.h): not before its content is on the
+// disk.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "files/aside_journal.h"
 #include "files/file_info.h"
-#include "files/late_release.h"
 #include "files/progress_sink.h"
 #include "files/run_state.h"
+#include "files/temp_names.h"
 #include "platform/files.h"
 
 namespace kavrel {
@@ -33,8 +33,7 @@ struct CopyContext {
   kavrel::Clock& Clock;
   ProgressSink* Sink = nullptr;
   MessagePump* Pump = nullptr;
-  LateRelease* Release = nullptr;  ///< for what a copy replaces; null: at once
-  AsideJournal* Asides = nullptr;  ///< where replacing is written down; null: nowhere
+  TempNames* Names = nullptr;  ///< where temporary names come from; null: made for each copy
 };
 
 /// One side of a copy: an entry in an open folder.
@@ -43,39 +42,43 @@ struct CopySide {
   std::u16string_view FolderPath;  ///< for captions and messages, with its final separator
   std::u16string_view Name;
   const FileStatus* Status;  ///< what is there; null when nothing is
+  bool SyncsEach = false;    ///< of a destination: its disk does not sync as a whole
 };
 
-/// Copies a file or a link. The source's status tells how many bytes: a file that shrank meanwhile
-/// fails, one that grew is copied up to that size. `overwrite_in_place` removes an existing
-/// destination first instead of setting it aside. A folder in the destination's place is left
-/// alone and fails the copy.
+/// A copy that is complete under its temporary name.
+struct StagedFile {
+  std::u16string TempName, Name;
+  bool Replaces = false;  ///< something bore the name when it was looked at
+
+  /// False where there is none: nothing was copied.
+  explicit operator bool() const { return !TempName.empty(); }
+  /// Gives it its name: over what bears it where it replaces something, else only where nothing
+  /// does. `replaced`, where wanted, gets a hold on what it replaced, whose room on the disk is
+  /// given back when that is let go.
+  ErrorCode Commit(const Folder& folder, File* replaced = nullptr) const;
+  ErrorCode RollBack(const Folder& folder) const { return folder.RemoveFile(TempName); }
+};
+
+/// Makes the copy of a file or a link up to its commit, and shows it: the cancel flag is cleared,
+/// captions are drawn, each block is told. The source's status tells how many bytes: a file that
+/// shrank meanwhile fails, one that grew is copied up to that size. A folder in the destination's
+/// place is left alone and fails the copy. What fails leaves nothing.
+CopyResult StageShown(CopyContext& context, const CopySide& source, const CopySide& dest,
+                      StagedFile& staged);
+
+/// The same for a file, in one try and telling nobody anything; any thread may. False, with nothing
+/// left, when anything is amiss.
+bool StageQuietly(TempNames& names, const CopySide& source, const CopySide& dest,
+                  StagedFile& staged);
+
+/// What StageShown shows, for a copy that was made quietly before. Failed when it is cancelled
+/// meanwhile: the copy is then to be rolled back.
+CopyResult ShowStaged(CopyContext& context, const CopySide& source, const CopySide& dest);
+
+/// Copies a file or a link, and returns when it is on the disk under its name. `overwrite_in_place`
+/// removes an existing destination first.
 CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const CopySide& dest,
                            bool overwrite_in_place);
-
-/// A copy made before its turn: complete under its name, with the old destination still set aside,
-/// so that it can be taken back without a trace. It tells nobody anything while it is made, and may
-/// be made by any thread; the rest belongs to the thread of the run.
-class EarlyCopy {
- public:
-  /// `source` is a file. Both sides stay valid while this lives; `now` serves for the name of what
-  /// is set aside, and `asides` as in a CopyContext.
-  EarlyCopy(const CopySide& source, const CopySide& dest, DateTime now, AsideJournal* asides);
-  ~EarlyCopy();
-  EarlyCopy(const EarlyCopy&) = delete;
-  EarlyCopy& operator=(const EarlyCopy&) = delete;
-
-  /// Makes the copy. False when anything is amiss; everything is then as it was before.
-  bool Make();
-  /// The copy's turn has come: goes through the captions, progress calls and cancel checks of a
-  /// copy that is made only now, with the same result. Only after Make gave true.
-  CopyResult Commit(CopyContext& context);
-  /// The copy's turn will not come.
-  void TakeBack();
-
- private:
-  struct Work;
-  std::unique_ptr<Work> work_;
-};
 
 /// As CopyFileChunked, after clearing the cancel flag and drawing the captions.
 CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const CopySide& dest);
@@ -83,12 +86,5 @@ CopyResult CopyFileShown(CopyContext& context, const CopySide& source, const Cop
 /// The same for two paths. An FTP address on either side copies nothing and does not fail.
 CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
                          const FileInfo& source, const FileInfo& dest);
-
-/// Renames an entry of the folder to a free name: prefix, a number made of day, hour, minute and
-/// second (counted on while the name is taken), ".tmp". Gives that name, empty when the entry could
-/// not be renamed. `before` is called with each name before it is tried.
-std::u16string MoveToTempName(const Folder& folder, std::u16string_view name,
-                              std::u16string_view prefix, DateTime now,
-                              const std::function<void(std::u16string_view)>& before = {});
 
 }  // namespace kavrel

@@ -1,5 +1,7 @@
 #include "files/late_release.h"
 
+#include <system_error>
+
 #include "platform/wake.h"
 
 namespace kavrel {
@@ -17,18 +19,20 @@ LateRelease::~LateRelease() {
   thread_.join();
 }
 
-ErrorCode LateRelease::Remove(const Folder& folder, std::u16string_view name) {
-  // An entry that is held open stays on the disk, without a name, until it is closed.
-  Result<File> held = folder.HoldEntry(name);
-  const Result<FileStatus> status = held ? held->Status() : Result<FileStatus>::Fail(held.Error);
-  const ErrorCode error = folder.RemoveFile(name);
-  if (error || !status || status->Allocated > kLargest || given_ - released_ == kMost) return error;
-  held_[given_ % kMost] = std::move(*held);
-  if (!thread_.joinable()) thread_ = std::thread([this] { Loop(); });
+void LateRelease::Take(File held) {
+  const Result<FileStatus> status = held.Status();
+  if (!status || status->Allocated > kLargest || given_ - released_ == kMost) return;
+  if (!thread_.joinable()) {
+    try {
+      thread_ = std::thread([this] { Loop(); });
+    } catch (const std::system_error&) {
+      return;  // Out of threads: at once, then.
+    }
+  }
+  held_[given_ % kMost] = std::move(held);
   ++given_;
   ++signal_;
   Wake(signal_);
-  return 0;
 }
 
 void LateRelease::Drain() {

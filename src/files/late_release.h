@@ -1,5 +1,5 @@
-// Removing many small files: an entry goes at once, while the blocks that it held are given back to
-// the disk by another thread, which is where most of the time goes.
+// Removing or replacing many small files: an entry goes at once, while the blocks that it held are
+// given back to the disk by another thread, which is where most of the time goes.
 #pragma once
 
 #include <array>
@@ -21,8 +21,9 @@ class LateRelease {
   LateRelease(const LateRelease&) = delete;
   LateRelease& operator=(const LateRelease&) = delete;
 
-  /// Removes the entry as Folder::RemoveFile does. What a large file held is given back at once.
-  ErrorCode Remove(const Folder& folder, std::u16string_view name);
+  /// Takes a hold on an entry that is gone by now (Folder::HoldEntry), and lets go of it. What a
+  /// large file held is given back at once.
+  void Take(File held);
   /// Waits until all is given back: whoever found the disk full may look again.
   void Drain();
 

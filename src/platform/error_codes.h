@@ -23,6 +23,10 @@ constexpr bool IsNotFound(ErrorCode code) {
 constexpr bool IsTaken(ErrorCode code) {
   return code == kErrExists || code == 80;
 }
+/// True when there is no room, or no open file, left: later there may be.
+constexpr bool IsExhausted(ErrorCode code) {
+  return code == 112 || code == 39 || code == 4;
+}
 #else
 inline constexpr ErrorCode kErrNotFound = ENOENT, kErrAccess = EACCES, kErrIsFolder = EISDIR,
                            kErrTooLarge = ENOMEM, kErrInvalid = EINVAL, kErrNotEmpty = ENOTEMPTY,
@@ -35,6 +39,10 @@ constexpr bool IsNotFound(ErrorCode code) {
 /// True when the name is taken.
 constexpr bool IsTaken(ErrorCode code) {
   return code == kErrExists;
+}
+/// True when there is no room, or no open file, left: later there may be.
+constexpr bool IsExhausted(ErrorCode code) {
+  return code == ENOSPC || code == EDQUOT || code == EMFILE || code == ENFILE;
 }
 #endif
 

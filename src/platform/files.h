@@ -33,6 +33,7 @@ struct FileStatus {
   std::uint64_t Size = 0;       ///< bytes
   std::uint64_t Allocated = 0;  ///< bytes that the file takes on disk; below Size: it has holes
   FileTime Created, Accessed, Written;
+  bool KnowsCreated = true;          ///< else Created is Written: the file system does not keep it
   std::uint64_t Device = 0, Id = 0;  ///< together the identity of the entry
   std::uint64_t Mount = 0;           ///< the mount that it was reached through
   std::uint64_t Links = 1;           ///< names that a file has
@@ -73,6 +74,9 @@ class File {
   Result<std::uint64_t> NextData(std::uint64_t position);
   ErrorCode Seek(std::uint64_t position);
   ErrorCode SetSize(std::uint64_t size);
+  /// Has the system begin to write these bytes, which were written to the file, to the disk. Does
+  /// not wait, and promises nothing: Sync has less left to do.
+  void BeginWriting(std::uint64_t position, std::uint64_t length);
   Result<FileStatus> Status() const;
   /// Reaches the disk before it returns.
   ErrorCode Sync();
@@ -99,6 +103,17 @@ struct DiskSpace {
   std::uint64_t Free = 0;     ///< bytes that this user may still write
   std::uint64_t Used = 0;     ///< bytes in use, by anybody
   bool SharesBlocks = false;  ///< a copy within it may take no room
+};
+
+/// What a file system needs so that nothing is lost in a power cut.
+struct DiskManners {
+  /// Folder::SyncDisk reaches the disk with all that was written. Else each file and folder must be
+  /// synced by itself.
+  bool SyncsWhole = false;
+  /// Changes of names reach the disk in the order they were made in, each of them at once or not at
+  /// all. Else half of one may be there: what was replaced must be kept until that has a sync
+  /// behind it.
+  bool KeepsOrder = false;
 };
 
 /// An open folder, closed when it goes. Names are single components; a name with a separator in
@@ -151,8 +166,14 @@ class Folder {
   bool OnLocalDisk() const;
   /// Fails where the file system does not tell.
   Result<DiskSpace> Space() const;
-  /// Waits until everything that was written to this folder's file system has reached its disk.
+  /// Waits until everything that was written to this folder's file system has reached its disk. The
+  /// error may be of any program's file, and is told once. Not for file systems that do not sync as
+  /// a whole: there it does nothing.
   ErrorCode SyncDisk() const;
+  /// Waits until the names in this folder are on the disk. A file system that cannot sync folders
+  /// by themselves is no error.
+  ErrorCode Sync() const;
+  DiskManners Manners() const;
   /// What this folder and every folder above it are, from here up to the root.
   Result<std::vector<FileStatus>> Lineage() const;
 
@@ -221,6 +242,9 @@ class FileSystem {
   Result<File> OpenForUpdate(std::u16string_view path) const;
   ErrorCode RemoveFile(std::u16string_view path) const;
   ErrorCode Rename(std::u16string_view from, std::u16string_view to) const;
+  /// Gives a complete file another name in its folder, over a file of that name, at once or not at
+  /// all, and returns when content and name are on the disk.
+  ErrorCode PutInPlace(std::u16string_view from, std::u16string_view to) const;
   /// Makes the folder the process's current one.
   ErrorCode MakeCurrent(std::u16string_view path) const;
 

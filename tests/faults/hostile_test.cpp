@@ -53,7 +53,7 @@ std::size_t Grow(const fs::path& root) {
                                  "a\nb",
                                  "a\r\nb",
                                  "pt24150405.tmp",
-                                 "Aside.jnl",
+                                 "Staging.jnl",
                                  "x.7z.tmp",
                                  "&&",
                                  "\"",

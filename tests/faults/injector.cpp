@@ -205,6 +205,7 @@ PASS_ON_FILE("seek", off_t, lseek, (int file, off_t to, int whence), file, to, w
 PASS_ON_FILE("resize", int, ftruncate, (int file, off_t size), file, size)
 PASS_ON_AT("unlink", int, unlinkat, (int at, const char* path, int flags), at, own, flags)
 PASS_ON_FILE("sync", int, fsync, (int file), file)
+PASS_ON_FILE("sync", int, syncfs, (int file), file)
 PASS_ON_PATH("stat", int, stat, (const char* path, struct stat* to), path, to)
 PASS_ON_PATH("make", int, mkdir, (const char* path, mode_t mode), path, mode)
 PASS_ON_PATH("unlink", int, unlink, (const char* path), path)

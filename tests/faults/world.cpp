@@ -41,7 +41,7 @@ constexpr const char* kKept[] = {"Backup.rtm", "Exc.txt", "FileType.txt", "Setti
                                  "Log/QVDlog.log"};
 constexpr std::string_view kMissing = "<missing>";
 
-bool IsAside(const std::string& path) {
+bool IsStaged(const std::string& path) {
   const std::string name = fs::path(path).filename();
   return name.starts_with("pt") && name.ends_with(".tmp");
 }
@@ -252,15 +252,6 @@ bool World::InBin(const Entry& entry) const {
 void World::CheckTarget(bool killed, std::string& wrongs, bool origin_emptied) const {
   const Tree found = ReadTree(target_);
   const bool binned = scenario_.Name == std::string("MirrorWithBin");
-  const auto aside = [&](const std::string& path, const Entry& wanted) {
-    for (const auto& [name, entry] : found) {
-      if (IsAside(name) && fs::path(name).parent_path() == fs::path(path).parent_path() &&
-          entry.SameContent(wanted)) {
-        return true;
-      }
-    }
-    return false;
-  };
   Tree known = target_after_;
   known.insert(target_before_.begin(), target_before_.end());
   for (const auto& [path, any] : known) {
@@ -278,9 +269,6 @@ void World::CheckTarget(bool killed, std::string& wrongs, bool origin_emptied) c
     } else if (fs::path(path).extension() == ".7z") {
       continue;  // Looked at as an archive.
     }
-    // Half of a small new file stays where its source is gone before the next run.
-    if (!was && (killed || (origin_emptied && now->second.Bytes.size() < 1000))) continue;
-    if (killed && aside(path, target_before_.at(path))) continue;
     wrongs += path + (now == found.end() ? " is lost\n" : " is neither old nor new\n");
   }
   for (const auto& [path, entry] : found) {
@@ -288,7 +276,8 @@ void World::CheckTarget(bool killed, std::string& wrongs, bool origin_emptied) c
       if (RunCommand({"/usr/bin/7zz", "t", (target_ / path).string()}).ExitCode != 0) {
         wrongs += path + " is a broken archive\n";
       }
-    } else if (!known.contains(path) && !(killed && (IsAside(path) || path.starts_with("pt1."))) &&
+    } else if (!known.contains(path) && !(killed && IsStaged(path.substr(0, path.find('/')))) &&
+               !(killed && IsStaged(path)) &&
                // Half an archive goes with the next archive, or after an hour.
                !((killed || origin_emptied) && path.ends_with(".7z.tmp"))) {
       wrongs += path + " is a stray\n";

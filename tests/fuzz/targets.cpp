@@ -124,17 +124,14 @@ const char* Settings(std::string_view input) {
   return settings.Get(u"Other") == other ? nullptr : "other settings stay";
 }
 
-/// The input is a record's names and marks; place and check sum are right, or it would not be read.
+/// The input is what follows a record's folder.
 const char* Journal(std::string_view input) {
   const std::filesystem::path mine = Temp().Home() / "drives/d/mine";
-  const std::string fields = mine.parent_path().string() + "/" + '\0' + std::string(input);
-  unsigned long long sum = 0xcbf29ce484222325U;
-  for (const char c : fields) sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
-  char head[49];
-  std::snprintf(head, sizeof head, "%016x%016llx%016zx", 0, sum, fields.size());
-  Put("Aside.jnl", head + fields);
+  const std::string folder = mine.parent_path().string() + "/";
+  using namespace std::string_literals;
+  Put("Staging.jnl", "Kavrel staging 1\0files\0"s + folder + '\0' + std::string(input));
   WriteTestFile(mine, "mine");
-  AsideJournal(Temp().Files()).Heal([](Healing, std::u16string_view) {});
+  StagingJournal(Temp().Files()).Heal([](Healing, std::u16string_view) {});
   return ReadTestFile(mine) == "mine" ? nullptr : "a user's own file stays";
 }
 

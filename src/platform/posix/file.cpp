@@ -79,6 +79,11 @@ ErrorCode File::SetSize(std::uint64_t size) {
   return Retry([&] { return ftruncate(handle_, static_cast<off_t>(size)); }) == 0 ? 0 : errno;
 }
 
+void File::BeginWriting(std::uint64_t position, std::uint64_t length) {
+  sync_file_range(handle_, static_cast<off64_t>(position), static_cast<off64_t>(length),
+                  SYNC_FILE_RANGE_WRITE);
+}
+
 Result<FileStatus> File::Status() const {
   return posix::StatusAt(handle_, "");
 }

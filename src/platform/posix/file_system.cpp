@@ -4,6 +4,7 @@
 #include <string.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <utility>
@@ -102,6 +103,23 @@ Result<OldFile> ExamineOld(int folder, const char* name) {
   return {{true, found.st_mode & 07777, found.st_uid, found.st_gid}, 0};
 }
 
+/// Gives an open, complete file the name of another one, and returns when both are on the disk.
+ErrorCode TakeName(int folder, int file, const std::string& from, const std::string& to) {
+  if (Retry([&] { return fsync(file); }) != 0) return errno;
+  // Held, the old content keeps its place on the disk until the new name is there.
+  const posix::Handle old(openat(folder, to.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (renameat(folder, from.c_str(), folder, to.c_str()) != 0) return errno;
+  // A file system that cannot sync folders has none to lose. Where an entry of a folder is the
+  // file's own record, it is written with the file.
+  fsync(folder);
+  struct statfs found;
+  if (fstatfs(file, &found) == 0 &&
+      !posix::MannersOf(static_cast<std::uint32_t>(found.f_type)).KeepsOrder) {
+    fsync(file);
+  }
+  return 0;
+}
+
 ErrorCode ReplaceIn(int folder, const std::string& name, std::string_view bytes) {
   const Result<OldFile> old = ExamineOld(folder, name.c_str());
   if (!old) return old.Error;
@@ -114,12 +132,9 @@ ErrorCode ReplaceIn(int folder, const std::string& name, std::string_view bytes)
     if (fchown(handle, old->Owner, old->Group) != 0) errno = 0;
     if (fchmod(handle, old->Mode) != 0) error = errno;
   }
-  if (!error && Retry([&] { return fsync(handle); }) != 0) error = errno;
-  if (!error && renameat(folder, temporary.c_str(), folder, name.c_str()) != 0) error = errno;
+  if (!error) error = TakeName(folder, handle, temporary, name);
   if (error) unlinkat(folder, temporary.c_str(), 0);
   close(handle);
-  // The rename itself reaches the disk; a file system that cannot sync folders has none to lose.
-  if (!error) fsync(folder);
   return error;
 }
 
@@ -266,6 +281,19 @@ ErrorCode FileSystem::Rename(std::u16string_view from, std::u16string_view to) c
   const std::optional<std::string> host_from = HostPath(from), host_to = HostPath(to);
   if (!host_from || !host_to) return ENOENT;
   return posix::RenameAt(AT_FDCWD, host_from->c_str(), AT_FDCWD, host_to->c_str());
+}
+
+ErrorCode FileSystem::PutInPlace(std::u16string_view from, std::u16string_view to) const {
+  const std::optional<std::string> host_from = HostPath(from), host_to = HostPath(to);
+  if (!host_from || !host_to) return ENOENT;
+  const std::string path = SplitHostPath(*host_from).first;
+  const posix::Handle folder(
+      Retry([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  if (!folder) return errno;
+  const std::string name = SplitHostPath(*host_from).second;
+  const posix::Handle file(
+      Retry([&] { return openat(folder.Get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC); }));
+  return file ? TakeName(folder.Get(), file.Get(), name, SplitHostPath(*host_to).second) : errno;
 }
 
 ErrorCode FileSystem::MakeCurrent(std::u16string_view path) const {

@@ -57,7 +57,9 @@ Result<Folder> Folder::MakeFolder(std::u16string_view name) const {
   const std::string native = NativeName(name);
   if (native.empty()) return Result<Folder>::Fail(EINVAL);
   if (mkdirat(handle_, native.c_str(), 0700) != 0) return Result<Folder>::Fail(errno);
-  return OpenFolder(name);
+  Result<Folder> made = OpenFolder(name);
+  if (!made) unlinkat(handle_, native.c_str(), AT_REMOVEDIR);
+  return made;
 }
 
 Result<File> Folder::OpenFile(std::u16string_view name) const {
@@ -172,10 +174,7 @@ ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder& source) co
   return posix::CarryAttributes(handle_, source.handle_, from);
 }
 
-namespace {
-// f_type of statfs(2). ZFS and bcachefs are not among the kernel's own headers' names.
-constexpr std::uint32_t kZfs = 0x2FC12FC1, kBcachefs = 0xCA451A4E;
-}  // namespace
+using posix::kBcachefs, posix::kZfs;
 
 bool Folder::OnLocalDisk() const {
   struct statfs found;
@@ -212,7 +211,18 @@ Result<DiskSpace> Folder::Space() const {
 }
 
 ErrorCode Folder::SyncDisk() const {
-  return syncfs(handle_) == 0 ? 0 : errno;
+  return Manners().SyncsWhole && syncfs(handle_) != 0 ? errno : 0;
+}
+
+ErrorCode Folder::Sync() const {
+  if (Retry([&] { return fsync(handle_); }) == 0) return 0;
+  return errno == EINVAL || errno == EROFS || errno == ENOSYS || errno == EOPNOTSUPP ? 0 : errno;
+}
+
+DiskManners Folder::Manners() const {
+  struct statfs found;
+  if (Retry([&] { return fstatfs(handle_, &found); }) != 0) return {};
+  return posix::MannersOf(static_cast<std::uint32_t>(found.f_type));
 }
 
 Result<std::vector<FileStatus>> Folder::Lineage() const {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <linux/magic.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -24,6 +25,31 @@ std::string NativeName(std::u16string_view name) {
     bytes.clear();
   }
   return bytes;
+}
+
+DiskManners MannersOf(std::uint32_t type) {
+  switch (type) {
+    case EXT4_SUPER_MAGIC:
+    case XFS_SUPER_MAGIC:
+    case BTRFS_SUPER_MAGIC:
+    case F2FS_SUPER_MAGIC:
+    case REISERFS_SUPER_MAGIC:
+    case NILFS_SUPER_MAGIC:
+    case TMPFS_MAGIC:
+    case OVERLAYFS_SUPER_MAGIC:
+    case NFS_SUPER_MAGIC:  // Its server has each change of a name on its disk before it answers.
+    case kZfs:
+    case kBcachefs:
+    case kJfs:
+      return {true, true};
+    case MSDOS_SUPER_MAGIC:
+    case kExfat:
+    case kNtfs3:
+      return {true, false};
+    default:
+      // Among them FUSE and SMB, whose sync of the whole does not reach the server.
+      return {false, false};
+  }
 }
 
 FileStatus ToStatus(const struct statx& from, std::string_view name) {
@@ -55,7 +81,8 @@ FileStatus ToStatus(const struct statx& from, std::string_view name) {
   status.Group = from.stx_gid;
   status.Size = from.stx_size;
   status.Allocated = from.stx_blocks * 512;
-  status.Created = time((from.stx_mask & STATX_BTIME) ? from.stx_btime : from.stx_mtime);
+  status.KnowsCreated = (from.stx_mask & STATX_BTIME) != 0;
+  status.Created = time(status.KnowsCreated ? from.stx_btime : from.stx_mtime);
   status.Accessed = time(from.stx_atime);
   status.Written = time(from.stx_mtime);
   status.Device = (std::uint64_t{from.stx_dev_major} << 32) | from.stx_dev_minor;

@@ -43,6 +43,13 @@ class Handle {
 /// The bytes of a single name; empty when it is none ("", ".", "..", a "/" or a NUL in it).
 std::string NativeName(std::u16string_view name);
 
+/// Magic numbers of statfs(2) that the kernel's own headers have no names for.
+inline constexpr std::uint32_t kZfs = 0x2FC12FC1, kBcachefs = 0xCA451A4E, kExfat = 0x2011BAB0,
+                               kNtfs3 = 0x7366746E, kJfs = 0x3153464A;
+
+/// By the magic number of a file system.
+DiskManners MannersOf(std::uint32_t type);
+
 FileStatus ToStatus(const struct statx& from, std::string_view name);
 
 /// Status of `name` in the folder `handle`; of the open file itself when the name is empty.

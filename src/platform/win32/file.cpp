@@ -103,6 +103,8 @@ ErrorCode File::Sync() {
   return FlushFileBuffers(ToHandle(handle_)) ? 0 : LastError();
 }
 
+void File::BeginWriting(std::uint64_t, std::uint64_t) {}
+
 // There is no call for that here; reading may come from memory.
 void File::ForgetCached() {}
 

@@ -227,6 +227,19 @@ ErrorCode FileSystem::Rename(std::u16string_view from, std::u16string_view to) c
   return entry ? win32::RenameOpen(entry->Get(), nullptr, *kernel_to, false) : entry.Error;
 }
 
+ErrorCode FileSystem::PutInPlace(std::u16string_view from, std::u16string_view to) const {
+  const std::optional<std::u16string> kernel_from = KernelPathOf(program_folder_, from);
+  const std::optional<std::u16string> kernel_to = KernelPathOf(program_folder_, to);
+  if (!kernel_from || !kernel_to) return ERROR_PATH_NOT_FOUND;
+  Opening how;
+  how.Access = DELETE | GENERIC_WRITE | FILE_READ_ATTRIBUTES;
+  how.Options = kReparsePoint;
+  const Result<Handle> entry = win32::Open(nullptr, *kernel_from, how);
+  if (!entry) return entry.Error;
+  if (!FlushFileBuffers(entry->Get())) return win32::LastError();
+  return win32::RenameOpen(entry->Get(), nullptr, *kernel_to, true);
+}
+
 ErrorCode FileSystem::MakeCurrent(std::u16string_view path) const {
   const std::optional<std::u16string> system = win32::SystemPath(program_folder_, path);
   if (!system) return ERROR_PATH_NOT_FOUND;

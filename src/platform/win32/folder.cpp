@@ -156,12 +156,33 @@ ErrorCode Folder::Rename(std::u16string_view from, std::u16string_view to) const
   return RenameIn(ToHandle(handle_), from, ToHandle(handle_), to, false);
 }
 
+namespace {
+
+/// A read-only file is replaced, too.
+ErrorCode RenameOver(HANDLE from_folder, std::u16string_view from, HANDLE folder,
+                     std::u16string_view to) {
+  const ErrorCode error = RenameIn(from_folder, from, folder, to, true);
+  if (error != kErrAccess) return error;
+  Opening how;
+  how.Access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
+  const Result<Handle> there = win32::OpenEntry(folder, to, how);
+  const Result<FileStatus> status =
+      there ? win32::StatusOf(there->Get()) : Result<FileStatus>::Fail(there.Error);
+  if (!status || !(status->Attributes & kAttrReadOnly)) return error;
+  win32::SetAttributesOf(there->Get(), status->Attributes & ~kAttrReadOnly);
+  const ErrorCode again = RenameIn(from_folder, from, folder, to, true);
+  if (again) win32::SetAttributesOf(there->Get(), status->Attributes);
+  return again;
+}
+
+}  // namespace
+
 ErrorCode Folder::Replace(std::u16string_view from, std::u16string_view to) const {
-  return RenameIn(ToHandle(handle_), from, ToHandle(handle_), to, true);
+  return RenameOver(ToHandle(handle_), from, ToHandle(handle_), to);
 }
 
 ErrorCode Folder::TakeOver(const Folder& from, std::u16string_view name) const {
-  return RenameIn(ToHandle(from.handle_), name, ToHandle(handle_), name, true);
+  return RenameOver(ToHandle(from.handle_), name, ToHandle(handle_), name);
 }
 
 ErrorCode Folder::RemoveFile(std::u16string_view name) const {
@@ -217,9 +238,22 @@ bool Folder::OnLocalDisk() const {
   return name == L"NTFS" || name == L"ReFS";
 }
 
-// The disk as a whole may be an administrator's alone to flush; files that count are flushed when
-// they are written.
+// The disk as a whole is an administrator's alone to flush, so each file is flushed by itself.
 ErrorCode Folder::SyncDisk() const {
+  return 0;
+}
+
+DiskManners Folder::Manners() const {
+  return {false, false};
+}
+
+ErrorCode Folder::Sync() const {
+  Opening how;
+  how.Access = FILE_ADD_FILE | FILE_READ_ATTRIBUTES;
+  how.Options = kFolderOnly;
+  const Result<Handle> folder = win32::Open(ToHandle(handle_), {}, how);
+  // Not every file system, nor every user, can flush a folder.
+  if (folder) FlushFileBuffers(folder->Get());
   return 0;
 }
 

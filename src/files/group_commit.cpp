@@ -1,0 +1,290 @@
+#include "files/group_commit.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+#include "platform/error_codes.h"
+
+namespace kavrel {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Bounds of a group. More than that many files or bytes would need too much room beside what they
+// replace; a sync should take about half a second, so that the run never waits long for it.
+constexpr std::size_t kFewestItems = 64, kFirstItems = 4096, kMostItems = 16384;
+constexpr std::size_t kFewestBytes = std::size_t{4} << 20, kFirstBytes = std::size_t{64} << 20,
+                      kMostBytes = std::size_t{256} << 20;
+constexpr auto kOldest = 5000ms, kLongSync = 800ms, kShortSync = 300ms;
+/// Folders are held open for a group's changes.
+constexpr std::size_t kMostFolders = 64;
+/// Changes made for each file that the run deals with, so that it never stands still for a group.
+constexpr std::size_t kAtATime = 4;
+constexpr auto kPumpSlice = 25ms, kPatience = 1200ms;
+
+}  // namespace
+
+/// What the thread works on. Shared, for the run may end before a disk that does not answer.
+struct GroupCommit::Syncing {
+  std::vector<std::shared_ptr<const CommitFolder>> Disks, Folders;
+  std::vector<File> Held;
+  std::mutex Mutex;
+  std::condition_variable Changed;
+  bool Done = false;
+  ErrorCode Error = 0;
+  SteadyClock::time_point Begun = SteadyClock::now(), Ended;
+
+  void Work() {
+    ErrorCode first = 0;
+    // Before the disk as a whole: where a new file's record is written with the file, the old
+    // name's record is gone from the disk first, so that never two records mean one content.
+    for (const auto& folder : Folders) {
+      const ErrorCode error = folder->Folder.Sync();
+      if (!first) first = error;
+    }
+    for (const auto& disk : Disks) {
+      const ErrorCode error = disk->Folder.SyncDisk();
+      if (!first) first = error;
+    }
+    const std::lock_guard lock(Mutex);
+    Error = first;
+    Ended = SteadyClock::now();
+    Done = true;
+    Changed.notify_all();
+  }
+};
+
+GroupCommit::GroupCommit(RunState& state, MessagePump& pump, TempNames& names)
+    : state_(state),
+      pump_(pump),
+      names_(names),
+      most_items_(kFirstItems),
+      most_bytes_(kFirstBytes) {}
+
+GroupCommit::~GroupCommit() {
+  GiveUpAll(0);
+}
+
+Result<std::shared_ptr<const CommitFolder>> GroupCommit::Share(const Folder& folder,
+                                                               std::u16string_view path) {
+  using Shared = Result<std::shared_ptr<const CommitFolder>>;
+  auto shared = std::make_shared<CommitFolder>();
+  Result<Folder> own = folder.Reopen();
+  if (!own && Pending()) {
+    Flush();
+    own = folder.Reopen();
+  }
+  if (!own) return Shared::Fail(own.Error);
+  shared->Folder = std::move(*own);
+  const Result<FileStatus> status = shared->Folder.Status();
+  if (!status) return Shared::Fail(status.Error);
+  shared->Path = path;
+  shared->Device = status->Device;
+  shared->Manners = shared->Folder.Manners();
+  NoteDisk(shared);
+  return {std::move(shared), 0};
+}
+
+void GroupCommit::NoteDisk(const std::shared_ptr<const CommitFolder>& folder) {
+  for (const auto& disk : disks_) {
+    if (disk->Device == folder->Device) return;
+  }
+  disks_.push_back(folder);
+}
+
+void GroupCommit::AddStaged(std::shared_ptr<const CommitFolder> folder,
+                            std::unique_ptr<Change> change, std::uint64_t bytes) {
+  filling_.Staged = true;
+  filling_.Bytes += bytes;
+  Put(std::move(folder), std::move(change));
+}
+
+void GroupCommit::Add(std::shared_ptr<const CommitFolder> folder, std::unique_ptr<Change> change) {
+  if (Pending()) return Put(std::move(folder), std::move(change));
+  NoteChanged(folder);
+  change->Commit(*this);
+}
+
+void GroupCommit::NoteChanged(const std::shared_ptr<const CommitFolder>& folder) {
+  dirty_ = true;
+  if (folder->Manners.KeepsOrder) return;
+  if (changed_.empty() || changed_.back() != folder) changed_.push_back(folder);
+}
+
+void GroupCommit::LetGo(const CommitFolder& folder, File held) {
+  if (!held) return;
+  if (!folder.Manners.KeepsOrder) {
+    held_.push_back(std::move(held));
+  } else if (release_) {
+    release_->Take(std::move(held));
+  }
+}
+
+void GroupCommit::Put(std::shared_ptr<const CommitFolder> folder, std::unique_ptr<Change> change) {
+  if (filling_.Items.empty()) filling_.Begun = SteadyClock::now();
+  if (filling_.Items.empty() || filling_.Items.back().Place != folder) ++filling_.Folders;
+  filling_.Items.push_back({std::move(folder), std::move(change)});
+  if (Full()) Close();
+}
+
+bool GroupCommit::Full() const {
+  return filling_.Items.size() >= most_items_ || filling_.Bytes >= most_bytes_ ||
+         filling_.Folders >= kMostFolders ||
+         (!filling_.Items.empty() && SteadyClock::now() - filling_.Begun > kOldest);
+}
+
+bool GroupCommit::Pending() const {
+  return !filling_.Items.empty() || waiting_ || synced_;
+}
+
+void GroupCommit::Close() {
+  if (waiting_ && !AwaitSync()) return;
+  Make(kMostItems * 2);
+  if (filling_.Items.empty()) return;
+  const bool staged = filling_.Staged;
+  waiting_ = std::exchange(filling_, {});
+  if (staged) {
+    StartSync();
+  } else {
+    // There is nothing to wait for: what it relies on has been made.
+    TakeSynced();
+    Make(kMostItems * 2);
+  }
+}
+
+void GroupCommit::StartSync() {
+  syncing_ = std::make_shared<Syncing>();
+  syncing_->Disks = disks_;
+  syncing_->Folders = std::exchange(changed_, {});
+  syncing_->Held = std::exchange(held_, {});
+  dirty_ = false;
+  // What happens to a folder's handle behind the run's back concerns nobody.
+  const auto work = [job = syncing_] { job->Work(); };
+  try {
+    std::thread(work).detach();
+  } catch (const std::system_error&) {
+    work();  // Out of threads.
+  }
+}
+
+bool GroupCommit::GivesUpWaiting() {
+  if (!state_.CancelRequested) {
+    cancelled_at_.reset();
+    return false;
+  }
+  if (!cancelled_at_) cancelled_at_ = SteadyClock::now();
+  return SteadyClock::now() - *cancelled_at_ > kPatience;
+}
+
+bool GroupCommit::AwaitSync() {
+  if (!syncing_) return true;
+  for (;;) {
+    {
+      std::unique_lock lock(syncing_->Mutex);
+      if (syncing_->Changed.wait_for(lock, kPumpSlice, [&] { return syncing_->Done; })) break;
+    }
+    pump_.PumpMessages();
+    if (GivesUpWaiting()) return false;
+  }
+  TakeSynced();
+  return true;
+}
+
+void GroupCommit::TakeSynced() {
+  ErrorCode error = 0;
+  if (syncing_) {
+    error = syncing_->Error;
+    Adapt(syncing_->Ended - syncing_->Begun);
+    syncing_.reset();
+  }
+  if (error && !error_) error_ = error;
+  if (!waiting_) return;
+  Make(kMostItems * 2);
+  synced_ = std::exchange(waiting_, std::nullopt);
+  synced_->Error = error;
+  if (error) return;
+  std::vector<NameChange> namings;
+  for (const Item& item : synced_->Items) {
+    if (item.Place->Manners.KeepsOrder) continue;
+    if (std::optional<NameChange> naming = item.Change->Naming()) {
+      namings.push_back(std::move(*naming));
+    }
+  }
+  if (!namings.empty()) names_.NoteChanges(namings);
+}
+
+void GroupCommit::Adapt(std::chrono::duration<double> took) {
+  if (took > kLongSync) {
+    most_items_ = std::max(most_items_ / 2, kFewestItems);
+    most_bytes_ = std::max(most_bytes_ / 2, kFewestBytes);
+  } else if (took < kShortSync) {
+    most_items_ = std::min(most_items_ * 2, kMostItems);
+    most_bytes_ = std::min(most_bytes_ * 2, kMostBytes);
+  }
+}
+
+void GroupCommit::Make(std::size_t most) {
+  if (!synced_) return;
+  for (; most > 0 && synced_->Done < synced_->Items.size(); --most) {
+    const Item item = std::move(synced_->Items[synced_->Done++]);
+    if (synced_->Error) {
+      item.Change->GiveUp(synced_->Error);
+    } else {
+      NoteChanged(item.Place);
+      item.Change->Commit(*this);
+    }
+  }
+  if (synced_->Done == synced_->Items.size()) synced_.reset();
+}
+
+bool GroupCommit::SyncDone() const {
+  if (!syncing_) return false;
+  const std::unique_lock lock(syncing_->Mutex, std::try_to_lock);
+  return lock && syncing_->Done;
+}
+
+void GroupCommit::Advance() {
+  if (!synced_ && waiting_ && SyncDone()) TakeSynced();
+  Make(kAtATime);
+  if (!waiting_ && !synced_ && !filling_.Items.empty() && Full()) Close();
+}
+
+void GroupCommit::Flush() {
+  while (Pending()) {
+    if (!filling_.Items.empty() && !waiting_) {
+      Close();
+    } else if (waiting_ && !AwaitSync()) {
+      return;
+    }
+    Make(kMostItems * 2);
+  }
+}
+
+ErrorCode GroupCommit::Settle() {
+  Flush();
+  GiveUpAll(0);
+  if (dirty_ && !state_.CancelRequested) {
+    StartSync();
+    AwaitSync();
+  }
+  return std::exchange(error_, 0);
+}
+
+void GroupCommit::GiveUpAll(ErrorCode why) {
+  for (std::optional<Group>* group : {&synced_, &waiting_}) {
+    if (!*group) continue;
+    const Group given_up = std::exchange(*group, std::nullopt).value();
+    for (std::size_t at = given_up.Done; at < given_up.Items.size(); ++at) {
+      given_up.Items[at].Change->GiveUp(why);
+    }
+  }
+  const Group given_up = std::exchange(filling_, {});
+  for (const Item& item : given_up.Items) item.Change->GiveUp(why);
+  syncing_.reset();
+}
+
+}  // namespace kavrel

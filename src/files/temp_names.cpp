@@ -1,0 +1,37 @@
+#include "files/temp_names.h"
+
+namespace kavrel {
+
+std::uint64_t TempNumberOf(DateTime now) {
+  const CivilTime t = ToCivil(now);
+  return static_cast<std::uint64_t>(t.Second + 100 * t.Minute + 10000 * t.Hour + 1000000 * t.Day);
+}
+
+TempNames::TempNames(Clock& clock, StagingJournal* journal, std::u16string_view root)
+    : journal_(journal), root_(root), first_(TempNumberOf(clock.Now())), next_(first_) {}
+
+TempNames::~TempNames() {
+  if (journal_ && !left_) journal_->End(record_);
+}
+
+std::u16string TempNames::Next() {
+  const std::lock_guard lock(mutex_);
+  if (!begun_ && journal_) record_ = journal_->BeginFiles(root_, first_);
+  begun_ = true;
+  const std::uint64_t used = next_ - first_;
+  if (journal_ && used > 0 && used % StagingJournal::kNumbers == 0) journal_->Extend(record_);
+  return TempName(next_++);
+}
+
+void TempNames::NoteOwn(std::u16string_view folder, std::u16string_view name) {
+  if (!journal_ || !TempNumber(name)) return;
+  const std::lock_guard lock(mutex_);
+  journal_->NoteOwn(record_, std::u16string(folder) += name);
+}
+
+void TempNames::NoteChanges(std::span<const NameChange> changes) {
+  const std::lock_guard lock(mutex_);
+  if (journal_) journal_->NoteChanges(record_, changes);
+}
+
+}  // namespace kavrel

@@ -1,0 +1,145 @@
+// What the journal clears away and, above all, what it leaves alone.
+#include "files/staging_journal.h"
+
+#include <gtest/gtest.h>
+
+#include "files/temp_names.h"
+#include "support/set_clock.h"
+#include "support/temp_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class StagingJournalTest : public testing::Test {
+ protected:
+  TempFolder temp_;
+  fs::path folder_ = temp_.DriveD() / "dst", journal_ = temp_.Home() / "Staging.jnl";
+  static constexpr std::uint64_t kFirst = 23150405;
+
+  StagingJournalTest() { WriteTestFile(folder_ / "a", "old"); }
+
+  /// As a run that was killed after it had made its record and what `work` makes.
+  template <typename Work>
+  void Killed(Work work) {
+    StagingJournal journal(temp_.Files());
+    const int record = journal.BeginFiles(u"D:\\dst", kFirst);
+    EXPECT_NE(record, StagingJournal::kNoRecord);
+    work(journal, record);
+  }
+  void Killed() {
+    Killed([](StagingJournal&, int) {});
+  }
+  std::vector<Healing> Heal() {
+    std::vector<Healing> done;
+    StagingJournal(temp_.Files()).Heal([&](Healing what, std::u16string_view) {
+      done.push_back(what);
+    });
+    return done;
+  }
+  static std::string Temp(std::uint64_t number) { return "pt" + std::to_string(number) + ".tmp"; }
+};
+
+TEST_F(StagingJournalTest, WhatAKilledRunLeftGoesWhereverItLies) {
+  Killed();
+  WriteTestFile(folder_ / Temp(kFirst), "half");
+  WriteTestFile(folder_ / "sub" / "deep" / Temp(kFirst + 7), "half");
+  fs::create_symlink("nowhere", folder_ / "sub" / Temp(kFirst + 8));
+  EXPECT_EQ(Heal().size(), 3U);
+  EXPECT_EQ(ReadTestFile(folder_ / "a"), "old");
+  EXPECT_TRUE(fs::is_empty(folder_ / "sub" / "deep"));
+  EXPECT_FALSE(fs::exists(journal_));
+}
+
+TEST_F(StagingJournalTest, NothingElseOfSuchANameIsTouched) {
+  const fs::path before = folder_ / Temp(kFirst + 1), other = folder_ / Temp(kFirst - 1),
+                 far_off = folder_ / Temp(kFirst + StagingJournal::kNumbers),
+                 copied = folder_ / "sub" / Temp(kFirst + 2),
+                 in_folder = folder_ / Temp(kFirst + 3) / "x";
+  Killed([&](StagingJournal& journal, int record) {
+    for (const fs::path& path : {other, far_off, copied, in_folder}) WriteTestFile(path, "mine");
+    journal.NoteOwn(record, u"D:\\dst\\sub\\" + TempFolder::Text(copied.filename()));
+  });
+  // One that was there a day before the run.
+  std::string text = ReadTestFile(journal_);
+  WriteTestFile(before, "mine");
+  const std::int64_t since = temp_.Files().Status(TempFolder::Text(before))->Created.Seconds;
+  const std::size_t at = text.find(std::to_string(since).substr(0, 6));
+  ASSERT_NE(at, text.npos);
+  text.replace(at, text.find('\0', at) - at, std::to_string(since + 86400));
+  WriteTestFile(journal_, text);
+  EXPECT_TRUE(Heal().empty());
+  for (const fs::path& path : {before, other, far_off, copied, in_folder}) {
+    EXPECT_EQ(ReadTestFile(path), "mine") << path;
+  }
+}
+
+TEST_F(StagingJournalTest, ACompleteFileThatBearsNoNameAnyMoreGetsItsOwn) {
+  WriteTestFile(folder_ / "whole", "old");
+  const std::vector<NameChange> changes{
+      {u"D:\\dst\\", TempName(kFirst), u"lost"},
+      {u"D:\\dst\\", TempName(kFirst + 1), u"whole"},
+      {u"C:\\", TempName(kFirst + 2), u"outside"},
+  };
+  Killed([&](StagingJournal& journal, int record) { journal.NoteChanges(record, changes); });
+  for (std::uint64_t i = 0; i < 2; ++i) WriteTestFile(folder_ / Temp(kFirst + i), "new");
+  WriteTestFile(temp_.DriveC() / Temp(kFirst + 2), "new");
+  EXPECT_EQ(Heal(), (std::vector{Healing::Completed, Healing::PartRemoved}));
+  EXPECT_EQ(ReadTestFile(folder_ / "lost"), "new");
+  EXPECT_EQ(ReadTestFile(folder_ / "whole"), "old");
+  EXPECT_FALSE(fs::exists(temp_.DriveC() / "outside"));
+}
+
+TEST_F(StagingJournalTest, AFolderOfOursGoesWithItsContentAndNoOther) {
+  {
+    StagingJournal journal(temp_.Files());
+    journal.BeginFolder(u"D:\\dst\\", 77);
+  }
+  WriteTestFile(folder_ / Temp(77) / "in" / "a", "x");
+  WriteTestFile(folder_ / Temp(78) / "in" / "a", "mine");
+  WriteTestFile(folder_ / "sub" / Temp(77) / "a", "mine");
+  EXPECT_EQ(Heal(), std::vector{Healing::PartRemoved});
+  EXPECT_FALSE(fs::exists(folder_ / Temp(77)));
+  EXPECT_EQ(ReadTestFile(folder_ / Temp(78) / "in" / "a"), "mine");
+  EXPECT_EQ(ReadTestFile(folder_ / "sub" / Temp(77) / "a"), "mine");
+}
+
+TEST_F(StagingJournalTest, ADiskThatIsAwayIsHealedWhenItIsBack) {
+  Killed();
+  WriteTestFile(folder_ / Temp(kFirst), "half");
+  const fs::path away = temp_.Root() / "away";
+  fs::rename(folder_, away);
+  EXPECT_TRUE(Heal().empty());
+  // The empty folder that it is mounted on is not the disk.
+  fs::create_directory(folder_);
+  EXPECT_TRUE(Heal().empty());
+  {
+    // A run meanwhile uses the journal, too, and keeps the record.
+    SetClock clock{2009, 9, 23, 15, 4, 5};
+    StagingJournal journal(temp_.Files());
+    TempNames names(clock, &journal, u"D:\\other\\");
+    EXPECT_EQ(names.Next(), TempName(kFirst));
+  }
+  fs::remove(folder_);
+  fs::rename(away, folder_);
+  EXPECT_EQ(Heal(), std::vector{Healing::PartRemoved});
+  EXPECT_FALSE(fs::exists(journal_));
+}
+
+TEST_F(StagingJournalTest, WhatCannotBeReadIsNotWrittenOver) {
+  WriteTestFile(journal_ / "x", "a folder in its place");
+  StagingJournal journal(temp_.Files());
+  EXPECT_EQ(journal.BeginFiles(u"D:\\dst\\", 1), StagingJournal::kNoRecord);
+  fs::remove_all(journal_);
+  Killed();
+  const std::string text = ReadTestFile(journal_);
+  for (std::size_t length = 0; length < text.size(); ++length) {
+    WriteTestFile(journal_, text.substr(0, length));
+    EXPECT_TRUE(Heal().empty()) << length;
+    EXPECT_EQ(ReadTestFile(folder_ / "a"), "old");
+  }
+}
+
+}  // namespace
+}  // namespace kavrel
