@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "base/wildcard.h"
@@ -28,7 +29,6 @@ class BackupWalk final : public TreeWalk {
   bool LeavesFileOut(std::u16string_view name) override;
   bool WithinSizeLimit(const FileStatus& source) const override;
   bool IsPlannedGone(std::u16string_view name) const override;
-  bool MayRepeat() const override { return !job_.ExcludeFileTypes && patterns_.size() > 1; }
 
  private:
   void HandleByPatterns(const FolderPair& pair, FolderReader& reader,
@@ -121,8 +121,11 @@ void BackupWalk::HandleByPatterns(const FolderPair& pair, FolderReader& reader,
       if (MatchesFileMask(entry->Name, patterns_[i])) finds[i].push_back(*entry);
     }
   }
+  std::unordered_set<std::u16string_view> before;
   for (const std::vector<FolderEntry>& found : finds) {
-    for (const FolderEntry& entry : found) HandleFile(pair, entry.Name, entry.Kind);
+    for (const FolderEntry& entry : found) {
+      HandleFile(pair, entry.Name, entry.Kind, !before.insert(entry.Name).second);
+    }
   }
 }
 

@@ -11,6 +11,18 @@
 
 namespace kavrel {
 
+/// A new folder that bears a temporary name until what is copied into it is on the disk.
+struct UnnamedFolder {
+  std::shared_ptr<const CommitFolder> Parent;
+  std::u16string TempName, Name;
+  std::uint32_t Files = 0;   ///< copied into it, pending or not
+  std::uint64_t Staged = 0;  ///< their bytes
+  /// What of them is counted as done, for the case that the folder cannot get its name.
+  std::uint32_t Copied = 0, Warnings = 0;
+  std::uint64_t Bytes = 0;
+  bool Spoilt = false;  ///< it holds something that must not get a name
+};
+
 /// A folder on the way from source to destination. `Dest` is closed as long as it does not exist.
 struct FolderPair {
   Folder Source, Dest;
@@ -20,6 +32,7 @@ struct FolderPair {
   DiskManners DestManners;  ///< set once there is a destination to write to
   /// The destination as pending changes hold it; null as long as there were none.
   mutable std::shared_ptr<const CommitFolder> Shared;
+  mutable std::shared_ptr<UnnamedFolder> Unnamed;  ///< null once its name is on the way
 };
 
 /// Which folder it is, whatever path leads to it.

@@ -38,107 +38,13 @@ TreeWalk::TreeWalk(RunContext& context, const Options& options)
     : context_(context),
       paths_(options.From, options.To),
       options_(options),
-      names_(context.Clock, &context.Staged, options.To),
-      group_(context.State, context.Host, names_),
-      copy_{context.State, context.Clock, &context.Host, nullptr, &names_},
+      dest_(context, options_.To, options_.FileFailedText),
+      copy_{context.State, context.Clock, &context.Host, nullptr, &dest_.Names()},
       root_length_(paths_.Source().size()) {}
-
-/// A copy that is to get its name.
-class TreeWalk::CopyChange final : public Change {
- public:
-  CopyChange(TreeWalk& walk, std::shared_ptr<const CommitFolder> folder, StagedFile staged,
-             const CopyResult& result, std::u16string source_path)
-      : walk_(walk),
-        folder_(std::move(folder)),
-        staged_(std::move(staged)),
-        bytes_(result.BytesCopied),
-        warning_(result.Warning),
-        source_path_(std::move(source_path)) {}
-
-  void Commit(GroupCommit& group) override {
-    walk_.names_.NoteOwn(folder_->Path, staged_.Name);
-    File replaced;
-    if (staged_.Commit(folder_->Folder, &replaced)) {
-      RollBack();
-      return walk_.CountFailed(source_path_);
-    }
-    group.LetGo(*folder_, std::move(replaced));
-    RunCounters& counters = walk_.context_.Counters;
-    if (warning_) {
-      ++counters.WarningFiles;
-    } else {
-      ++counters.CopiedFiles;
-      counters.CopiedBytes += bytes_;
-    }
-  }
-
-  void GiveUp(ErrorCode why) override {
-    RollBack();
-    if (why) walk_.CountFailed(source_path_);
-  }
-
-  std::optional<NameChange> Naming() const override {
-    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
-  }
-
- private:
-  void RollBack() {
-    if (staged_.RollBack(folder_->Folder)) walk_.names_.NoteLeft();
-  }
-
-  TreeWalk& walk_;
-  const std::shared_ptr<const CommitFolder> folder_;
-  const StagedFile staged_;
-  const std::uint64_t bytes_;
-  const bool warning_;
-  const std::u16string source_path_;
-};
-
-/// A folder that gets its times when what was changed in it is done.
-class TreeWalk::FolderChange final : public Change {
- public:
-  FolderChange(TreeWalk& walk, FolderPair pair)
-      : walk_(walk),
-        pair_(std::move(pair)),
-        source_is_root_(IsRootPath(walk.paths_.Source())),
-        path_(walk.paths_.Dest()) {
-    pair_.Dest = Folder();  // One handle is enough.
-  }
-
-  void Commit(GroupCommit&) override { walk_.FinishFolderNow(pair_, source_is_root_, path_); }
-  // The folder is there whatever became of its files.
-  void GiveUp(ErrorCode) override { walk_.FinishFolderNow(pair_, source_is_root_, path_); }
-
- private:
-  TreeWalk& walk_;
-  FolderPair pair_;
-  const bool source_is_root_;
-  const std::u16string path_;
-};
 
 void TreeWalk::Run() {
   WalkFolder(nullptr, {}, {});
-  const ErrorCode error = group_.Settle();
-  if (!error) return;
-  ++context_.Counters.FailedFiles;
-  context_.LogTimed(SyncFailedText(options_.To, error));
-}
-
-const std::shared_ptr<const CommitFolder>& TreeWalk::SharedDest(const FolderPair& pair) {
-  if (!pair.Shared) {
-    Result<std::shared_ptr<const CommitFolder>> shared = group_.Share(pair.Dest, paths_.Dest());
-    if (shared) pair.Shared = std::move(*shared);
-  }
-  return pair.Shared;
-}
-
-FolderPair TreeWalk::OpenPairPatiently(const FolderPair* parent, std::u16string_view name) {
-  FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
-  if (!group_.Pending() || !(IsExhausted(pair.SourceError) || IsExhausted(pair.DestError))) {
-    return pair;
-  }
-  group_.Flush();
-  return OpenPair(context_.Files, parent, name, paths_);
+  dest_.Settle();
 }
 
 std::u16string TreeWalk::BelowRoot(std::u16string_view name) const {
@@ -166,12 +72,14 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
   if (!EnterFolder()) return;
   // A destination inside the source is never copied into itself, whatever path leads there.
   if (!options_.MayLieInside && PathStartsWith(paths_.Source(), options_.To)) return;
+  // What the other name has become must be seen.
+  if (!twin.empty()) dest_.Group().Flush();
   if (!twin.empty() && MeanTheSame(parent->Dest, twin, name)) {
     ++context_.Counters.FailedFiles;
     LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
     return;
   }
-  FolderPair pair = OpenPairPatiently(parent, name);
+  FolderPair pair = dest_.Open(parent, name, paths_);
   RememberRoot(pair);
   if (!parent && LeadsElsewhere()) {
     ++context_.Counters.FailedFiles;
@@ -199,35 +107,14 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     const WalkPaths::Step step(paths_, subfolder);
     WalkFolder(&pair, subfolder, folder_names.Note(pair.Source, subfolder));
   }
-  if (!context_.Plan && FinishesFolder(pair)) FinishFolder(std::move(pair));
-}
-
-void TreeWalk::FinishFolder(FolderPair pair) {
-  if (const std::shared_ptr<const CommitFolder> shared = pair.Shared) {
-    return group_.Add(shared, std::make_unique<FolderChange>(*this, std::move(pair)));
-  }
-  FinishFolderNow(pair, IsRootPath(paths_.Source()), paths_.Dest());
-}
-
-void TreeWalk::FinishFolderNow(const FolderPair& pair, bool source_is_root,
-                               std::u16string_view path) {
-  const ErrorCode error = FinishDestination(pair, source_is_root);
-  if (!error) return;
-  ++context_.Counters.WarningFiles;
-  context_.Log.WriteTimed(
-      FailText(context_.State, error, u"Could Not Set Destination Folder Attributes", path));
+  if (context_.Plan || !FinishesFolder(pair)) return;
+  dest_.FinishFolder(std::move(pair), IsRootPath(paths_.Source()), paths_.Dest());
 }
 
 bool TreeWalk::ReadyDestination(const FolderPair* parent, std::u16string_view name,
                                 FolderPair& pair) {
   if (context_.Plan) return pair.Dest || PlanDestination(parent, pair);
-  if (!MakeDestination(context_.Files, parent, name, paths_, pair)) return false;
-  // The new name in the folder above is to reach the disk, too; its times change with it.
-  if (pair.DestIsNew) {
-    const FolderPair& changed = parent ? *parent : pair;
-    if (SharedDest(changed)) group_.NoteChanged(changed.Shared);
-  }
-  return true;
+  return dest_.Make(parent, name, paths_, pair);
 }
 
 bool TreeWalk::PlanDestination(const FolderPair* parent, FolderPair& pair) {
@@ -251,6 +138,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
     FinishAhead(pair);
     error = reader.Error();
   }
+  dest_.GiveName(pair);
   if (error && report) {
     // Whoever reads the log must learn that something of the source is missing from the copy.
     ++context_.Counters.FailedFiles;
@@ -274,35 +162,37 @@ void TreeWalk::HandleFiles(const FolderPair& pair, FolderReader& reader,
   }
 }
 
-void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind) {
+void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind,
+                          bool again) {
   if (Cancelled()) return;
   if (LeavesFileOut(name)) return LeaveOut(pair, PlanReason::Rule, name);
   // A socket, pipe or device has no content that a backup could keep.
   if (kind == FileKind::Special) return LeaveOut(pair, PlanReason::Special, name);
   const std::u16string_view twin = file_names_.Note(pair.Source, name);
-  if (ahead_ && kind == FileKind::File && !MayRepeat() && twin.empty()) {
+  if (DestChanges::WantsName(pair) && FinishAhead(pair)) dest_.GiveName(pair);
+  if (ahead_ && kind == FileKind::File && !again && twin.empty()) {
     ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew,
-                 !pair.DestManners.SyncsWhole},
+                 !pair.DestManners.SyncsWhole, pair.Unnamed != nullptr},
                 name);
     if (ahead_->Full()) FinishOneAhead(pair);
     return;
   }
   if (!FinishAhead(pair)) return;
   // What another name has become, or an earlier turn of this one, must be seen.
-  if (!twin.empty() || MayRepeat()) group_.Flush();
-  group_.Advance();
+  const bool looks = again || !twin.empty();
+  if (looks) dest_.Group().Flush();
+  dest_.Group().Advance();
   ++context_.Counters.SourceFiles;
   const Result<FileStatus> source = pair.Source.Status(name);
   Result<FileStatus> dest;
-  const bool dest_there = source && (!pair.DestIsNew || MayRepeat() || !twin.empty()) &&
-                          (dest = pair.Dest.Status(name)) &&
+  const bool dest_there = source && (!pair.DestIsNew || looks) && (dest = pair.Dest.Status(name)) &&
                           !(context_.Plan && IsPlannedGone(name));
   context_.Host.PumpMessages();
   // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
   // lost in it.
   if (!Cancelled()) {
     if (dest_there && !twin.empty() && MeanTheSame(pair.Dest, twin, name)) {
-      CountFailed(paths_.SourceOf(name));
+      dest_.CountFailed(paths_.SourceOf(name));
     } else {
       DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
     }
@@ -326,8 +216,7 @@ void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16strin
 void TreeWalk::MayGoAhead(const FolderPair& root) {
   const bool pays = context_.CopyAhead && !context_.Plan && std::thread::hardware_concurrency() > 1;
   if (pays && root.Source && root.Source.OnLocalDisk() && root.Dest.OnLocalDisk()) {
-    release_.emplace();
-    group_.UseRelease(&*release_);
+    dest_.ReleaseLate();
     ahead_.emplace(copy_, [this](const FileStatus* source, const FileStatus* dest) {
       return JudgeAhead(source, dest);
     });
@@ -350,7 +239,7 @@ bool TreeWalk::FinishAhead(const FolderPair& pair) {
 }
 
 void TreeWalk::FinishOneAhead(const FolderPair& pair) {
-  group_.Advance();
+  dest_.Group().Advance();
   ++context_.Counters.SourceFiles;
   context_.Host.PumpMessages();
   if (!Cancelled()) {
@@ -361,8 +250,8 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
         break;
       case CopyAhead::Verdict::Copy: {
         StagedFile staged;
-        const CopyResult result = StagePatiently([&] { return ahead_->StageFront(staged); });
-        FinishCopy(pair, result, std::move(staged), turn.Name);
+        const CopyResult result = dest_.StagePatiently([&] { return ahead_->StageFront(staged); });
+        dest_.AddCopy(pair, paths_.Dest(), result, std::move(staged), paths_.SourceOf(turn.Name));
         break;
       }
       case CopyAhead::Verdict::Wait:
@@ -421,19 +310,10 @@ void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
     result.Failed = false;  // Counts as copied, with no bytes.
   } else if (source) {
     const CopySide from{pair.Source, paths_.Source(), name, source};
-    const CopySide to{pair.Dest, paths_.Dest(), name, dest, !pair.DestManners.SyncsWhole};
-    result = StagePatiently([&] { return StageShown(copy_, from, to, staged); });
+    const CopySide to = dest_.Side(pair, paths_.Dest(), name, dest);
+    result = dest_.StagePatiently([&] { return StageShown(copy_, from, to, staged); });
   }
-  FinishCopy(pair, result, std::move(staged), name);
-}
-
-CopyResult TreeWalk::StagePatiently(const std::function<CopyResult()>& stage) {
-  const CopyResult result = stage();
-  const bool exhausted = result.Failed && !Cancelled() && IsExhausted(context_.State.LastApiError);
-  if (!exhausted || !(group_.Pending() || release_)) return result;
-  group_.Flush();
-  if (release_) release_->Drain();
-  return Cancelled() ? result : stage();
+  dest_.AddCopy(pair, paths_.Dest(), result, std::move(staged), paths_.SourceOf(name));
 }
 
 CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source,
@@ -458,31 +338,6 @@ CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source
   if (dest) plan.NetBytes -= static_cast<std::int64_t>(std::min(dest->Size, dest->Allocated));
   result.BytesCopied = source->Size;
   return result;
-}
-
-void TreeWalk::CountFailed(std::u16string_view source_path) {
-  ++context_.Counters.FailedFiles;
-  LogLine(options_.FileFailedText, source_path);
-}
-
-void TreeWalk::FinishCopy(const FolderPair& pair, const CopyResult& result, StagedFile staged,
-                          std::u16string_view name) {
-  if (result.Failed) return CountFailed(paths_.SourceOf(name));
-  if (result.Warning) context_.LogTimed(result.Message);
-  if (!staged) {
-    ++context_.Counters.CopiedFiles;
-    context_.Counters.CopiedBytes += result.BytesCopied;
-    return;
-  }
-  if (const std::shared_ptr<const CommitFolder>& shared = SharedDest(pair)) {
-    group_.AddStaged(shared,
-                     std::make_unique<CopyChange>(*this, shared, std::move(staged), result,
-                                                  std::u16string(paths_.SourceOf(name))),
-                     result.BytesCopied);
-    return;
-  }
-  if (staged.RollBack(pair.Dest)) names_.NoteLeft();
-  CountFailed(paths_.SourceOf(name));
 }
 
 }  // namespace kavrel

@@ -3,13 +3,12 @@
 // in the virtual functions.
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "engine/dest_changes.h"
 #include "engine/folder_pair.h"
 #include "engine/run_context.h"
 #include "files/copy_ahead.h"
@@ -52,20 +51,18 @@ class TreeWalk {
   /// True keeps this file of the present folder out, which is logged and counted.
   virtual bool LeavesFileOut(std::u16string_view) { return false; }
   virtual bool WithinSizeLimit(const FileStatus&) const { return true; }
-  /// True when a name may come twice, so that even a new folder may hold it.
-  virtual bool MayRepeat() const { return false; }
-
   /// While the run is only planned: whether its own synchronisation removes this entry of the
   /// present destination folder before it is looked at.
   virtual bool IsPlannedGone(std::u16string_view) const { return false; }
 
-  /// One file of the folder: decided, copied, counted.
-  void HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind);
+  /// One file of the folder: decided, copied, counted. `again`: this name has come before.
+  void HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind,
+                  bool again = false);
   void NoteSubfolder(const FolderEntry& entry, std::vector<std::u16string>& subfolders) const {
     if (options_.IncludeSubfolders) subfolders.push_back(entry.Name);
   }
   /// Where changes of the destination go.
-  GroupCommit& Group() { return group_; }
+  GroupCommit& Group() { return dest_.Group(); }
   bool Cancelled() const { return context_.State.CancelRequested; }
   /// An entry of the present folder as the plan names it; with an empty name the folder itself.
   std::u16string BelowRoot(std::u16string_view name) const;
@@ -93,20 +90,6 @@ class TreeWalk {
   /// Adds the file's size to what the run has dealt with.
   void CountSize(const FileStatus* source);
   void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name);
-  void CountFailed(std::u16string_view source_path);
-  /// The copy takes its name when it is on the disk, and is counted then; one that failed is
-  /// counted at once.
-  void FinishCopy(const FolderPair& pair, const CopyResult& result, StagedFile staged,
-                  std::u16string_view name);
-  /// Makes a copy, where there was no room or no handle left a second time when nothing is pending.
-  CopyResult StagePatiently(const std::function<CopyResult()>& stage);
-  FolderPair OpenPairPatiently(const FolderPair* parent, std::u16string_view name);
-  /// The destination as pending changes hold it; null where it cannot be opened once more.
-  const std::shared_ptr<const CommitFolder>& SharedDest(const FolderPair& pair);
-  void FinishFolder(FolderPair pair);
-  void FinishFolderNow(const FolderPair& pair, bool source_is_root, std::u16string_view path);
-  class CopyChange;
-  class FolderChange;
   /// Copying ahead begins where both roots lie on disks that profit from it.
   void MayGoAhead(const FolderPair& root);
   CopyAhead::Verdict JudgeAhead(const FileStatus* source, const FileStatus* dest) const;
@@ -119,9 +102,7 @@ class TreeWalk {
   bool LeadsElsewhere() const;
 
   const Options options_;
-  std::optional<LateRelease> release_;
-  TempNames names_;
-  GroupCommit group_;
+  DestChanges dest_;
   CopyContext copy_;
   std::optional<CopyAhead> ahead_;
   TwinNames file_names_;  ///< of the present folder

@@ -37,7 +37,8 @@ struct CopyAhead::Item {
   const FileStatus* DestStatus() const { return Dest ? &*Dest : nullptr; }
   CopySide From() const { return {Folders->Source, Folders->SourcePath, Name, SourceStatus()}; }
   CopySide To() const {
-    return {Folders->Dest, Folders->DestPath, Name, DestStatus(), Folders->SyncsEach};
+    return {Folders->Dest, Folders->DestPath,  Name,
+            DestStatus(),  Folders->SyncsEach, Folders->UnderOwnName};
   }
 };
 

@@ -32,8 +32,8 @@ class CopyAhead {
     const Folder& Source;
     const Folder& Dest;
     std::u16string_view SourcePath, DestPath;
-    bool DestIsEmpty;  ///< there is no need to look for anything at the destination
-    bool SyncsEach;    ///< as in a CopySide
+    bool DestIsEmpty;              ///< there is no need to look for anything at the destination
+    bool SyncsEach, UnderOwnName;  ///< as in a CopySide
   };
 
   /// A file whose turn has come. Valid until Pop.

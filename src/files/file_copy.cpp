@@ -135,6 +135,10 @@ class FileCopy {
   /// Calls `make` with one temporary name after the other until one is free.
   template <typename Make>
   auto MakeUnderTempName(Make make) {
+    if (dest_.UnderOwnName) {
+      temp_ = dest_.Name;
+      return make();
+    }
     for (;;) {
       temp_ = names_.Next();
       auto made = make();
@@ -265,6 +269,7 @@ TempNames& NamesOf(CopyContext& context, std::optional<TempNames>& own) {
 }  // namespace
 
 ErrorCode StagedFile::Commit(const Folder& folder, File* replaced) const {
+  if (TempName == Name) return 0;
   if (!Replaces) return folder.Rename(TempName, Name);
   Result<File> held;
   if (replaced) held = folder.HoldEntry(Name);

@@ -42,7 +42,9 @@ struct CopySide {
   std::u16string_view FolderPath;  ///< for captions and messages, with its final separator
   std::u16string_view Name;
   const FileStatus* Status;  ///< what is there; null when nothing is
-  bool SyncsEach = false;    ///< of a destination: its disk does not sync as a whole
+  /// Of a destination: its disk does not sync as a whole; its folder bears a temporary name itself,
+  /// so that the copy can be made under its own.
+  bool SyncsEach = false, UnderOwnName = false;
 };
 
 /// A copy that is complete under its temporary name.

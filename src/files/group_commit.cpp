@@ -69,8 +69,8 @@ GroupCommit::~GroupCommit() {
   GiveUpAll(0);
 }
 
-Result<std::shared_ptr<const CommitFolder>> GroupCommit::Share(const Folder& folder,
-                                                               std::u16string_view path) {
+Result<std::shared_ptr<const CommitFolder>> GroupCommit::Share(
+    const Folder& folder, std::u16string_view path, std::shared_ptr<const CommitFolder> parent) {
   using Shared = Result<std::shared_ptr<const CommitFolder>>;
   auto shared = std::make_shared<CommitFolder>();
   Result<Folder> own = folder.Reopen();
@@ -83,6 +83,7 @@ Result<std::shared_ptr<const CommitFolder>> GroupCommit::Share(const Folder& fol
   const Result<FileStatus> status = shared->Folder.Status();
   if (!status) return Shared::Fail(status.Error);
   shared->Path = path;
+  shared->Parent = std::move(parent);
   shared->Device = status->Device;
   shared->Manners = shared->Folder.Manners();
   NoteDisk(shared);
@@ -106,7 +107,11 @@ void GroupCommit::AddStaged(std::shared_ptr<const CommitFolder> folder,
 void GroupCommit::Add(std::shared_ptr<const CommitFolder> folder, std::unique_ptr<Change> change) {
   if (Pending()) return Put(std::move(folder), std::move(change));
   NoteChanged(folder);
-  change->Commit(*this);
+  if (folder->IsLost()) {
+    change->GiveUp(kErrNotFound);
+  } else {
+    change->Commit(*this);
+  }
 }
 
 void GroupCommit::NoteChanged(const std::shared_ptr<const CommitFolder>& folder) {
@@ -231,8 +236,8 @@ void GroupCommit::Make(std::size_t most) {
   if (!synced_) return;
   for (; most > 0 && synced_->Done < synced_->Items.size(); --most) {
     const Item item = std::move(synced_->Items[synced_->Done++]);
-    if (synced_->Error) {
-      item.Change->GiveUp(synced_->Error);
+    if (synced_->Error || item.Place->IsLost()) {
+      item.Change->GiveUp(synced_->Error ? synced_->Error : kErrNotFound);
     } else {
       NoteChanged(item.Place);
       item.Change->Commit(*this);

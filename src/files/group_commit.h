@@ -28,6 +28,10 @@ struct CommitFolder {
   std::u16string Path;  ///< with its final separator
   std::uint64_t Device = 0;
   DiskManners Manners;
+  std::shared_ptr<const CommitFolder> Parent;  ///< of a new folder: the one that it was made in
+  mutable bool Lost = false;  ///< it could not get its name: nothing in it can be reached
+
+  bool IsLost() const { return Lost || (Parent && Parent->IsLost()); }
 };
 
 class GroupCommit;
@@ -62,7 +66,9 @@ class GroupCommit {
 
   /// A handle of its own on a folder. Waits for pending changes where there are too many open
   /// files.
-  Result<std::shared_ptr<const CommitFolder>> Share(const Folder& folder, std::u16string_view path);
+  Result<std::shared_ptr<const CommitFolder>> Share(
+      const Folder& folder, std::u16string_view path,
+      std::shared_ptr<const CommitFolder> parent = nullptr);
 
   /// `bytes`: what was written to the disk for it.
   void AddStaged(std::shared_ptr<const CommitFolder> folder, std::unique_ptr<Change> change,

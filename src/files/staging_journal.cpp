@@ -253,11 +253,11 @@ class StagingJournal::Healer {
     std::vector<std::u16string> found, subfolders;
     FolderReader reader(folder);
     while (const FolderEntry* entry = reader.Next()) {
-      if (entry->Kind == FileKind::Folder) {
-        subfolders.push_back(entry->Name);
-      } else if (const auto number = TempNumber(entry->Name);
-                 number && *number >= record_.First && *number - record_.First < record_.Count) {
+      const auto number = TempNumber(entry->Name);
+      if (number && *number >= record_.First && *number - record_.First < record_.Count) {
         found.push_back(entry->Name);
+      } else if (entry->Kind == FileKind::Folder) {
+        subfolders.push_back(entry->Name);
       }
     }
     if (reader.Error()) Tell(Healing::Failed, reader.Error(), {});
@@ -265,8 +265,13 @@ class StagingJournal::Healer {
       const bool own =
           std::find(record_.Own.begin(), record_.Own.end(), path_ + name) != record_.Own.end();
       const Result<FileStatus> status = folder.Status(name);
-      if (own || !status || status->Kind == FileKind::Folder || !IsOurs(*status)) continue;
-      Tell(Healing::PartRemoved, folder.RemoveFile(name), name);
+      const bool is_folder = status && status->Kind == FileKind::Folder;
+      if (!own && status && IsOurs(*status)) {
+        Tell(Healing::PartRemoved, is_folder ? RemoveTree(folder, name) : folder.RemoveFile(name),
+             name);
+      } else if (is_folder) {
+        subfolders.push_back(name);
+      }
     }
     for (const std::u16string& name : subfolders) {
       const Result<Folder> subfolder = folder.OpenFolder(name);

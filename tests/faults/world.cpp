@@ -41,9 +41,12 @@ constexpr const char* kKept[] = {"Backup.rtm", "Exc.txt", "FileType.txt", "Setti
                                  "Log/QVDlog.log"};
 constexpr std::string_view kMissing = "<missing>";
 
+/// Whether it is, or lies in, something of a temporary name.
 bool IsStaged(const std::string& path) {
-  const std::string name = fs::path(path).filename();
-  return name.starts_with("pt") && name.ends_with(".tmp");
+  for (const fs::path& part : fs::path(path)) {
+    if (part.string().starts_with("pt") && part.string().ends_with(".tmp")) return true;
+  }
+  return false;
 }
 
 /// The newest first.
@@ -276,8 +279,7 @@ void World::CheckTarget(bool killed, std::string& wrongs, bool origin_emptied) c
       if (RunCommand({"/usr/bin/7zz", "t", (target_ / path).string()}).ExitCode != 0) {
         wrongs += path + " is a broken archive\n";
       }
-    } else if (!known.contains(path) && !(killed && IsStaged(path.substr(0, path.find('/')))) &&
-               !(killed && IsStaged(path)) &&
+    } else if (!known.contains(path) && !(killed && IsStaged(path)) &&
                // Half an archive goes with the next archive, or after an hour.
                !((killed || origin_emptied) && path.ends_with(".7z.tmp"))) {
       wrongs += path + " is a stray\n";

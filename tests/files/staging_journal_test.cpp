@@ -46,8 +46,10 @@ TEST_F(StagingJournalTest, WhatAKilledRunLeftGoesWhereverItLies) {
   WriteTestFile(folder_ / Temp(kFirst), "half");
   WriteTestFile(folder_ / "sub" / "deep" / Temp(kFirst + 7), "half");
   fs::create_symlink("nowhere", folder_ / "sub" / Temp(kFirst + 8));
-  EXPECT_EQ(Heal().size(), 3U);
+  WriteTestFile(folder_ / Temp(kFirst + 9) / "in" / "a", "in a folder that has no name yet");
+  EXPECT_EQ(Heal().size(), 4U);
   EXPECT_EQ(ReadTestFile(folder_ / "a"), "old");
+  EXPECT_FALSE(fs::exists(folder_ / Temp(kFirst + 9)));
   EXPECT_TRUE(fs::is_empty(folder_ / "sub" / "deep"));
   EXPECT_FALSE(fs::exists(journal_));
 }
@@ -60,6 +62,7 @@ TEST_F(StagingJournalTest, NothingElseOfSuchANameIsTouched) {
   Killed([&](StagingJournal& journal, int record) {
     for (const fs::path& path : {other, far_off, copied, in_folder}) WriteTestFile(path, "mine");
     journal.NoteOwn(record, u"D:\\dst\\sub\\" + TempFolder::Text(copied.filename()));
+    journal.NoteOwn(record, u"D:\\dst\\" + TempFolder::Text(Temp(kFirst + 3)));
   });
   // One that was there a day before the run.
   std::string text = ReadTestFile(journal_);

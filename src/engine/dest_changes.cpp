@@ -1,0 +1,276 @@
+#include "engine/dest_changes.h"
+
+#include "files/error_text.h"
+#include "files/path.h"
+#include "platform/error_codes.h"
+
+namespace kavrel {
+
+namespace {
+
+// More than that is not left in a folder of temporary name: it would be gone if the run were
+// killed.
+constexpr std::uint32_t kMostUnnamed = 1000;
+constexpr std::uint64_t kMostUnnamedBytes = std::uint64_t{64} << 20;
+
+constexpr std::u16string_view kFolderFailed = u": 建立目錄 (失敗)：";
+
+}  // namespace
+
+/// A copy that is to get its name, or bears it already in a folder that has none yet.
+class DestChanges::CopyChange final : public Change {
+ public:
+  CopyChange(DestChanges& changes, std::shared_ptr<const CommitFolder> folder, StagedFile staged,
+             const CopyResult& result, std::shared_ptr<UnnamedFolder> unnamed,
+             std::u16string_view source_path)
+      : changes_(changes),
+        folder_(std::move(folder)),
+        staged_(std::move(staged)),
+        unnamed_(std::move(unnamed)),
+        bytes_(result.BytesCopied),
+        warning_(result.Warning),
+        source_path_(source_path) {}
+
+  void Commit(GroupCommit& group) override {
+    changes_.names_.NoteOwn(folder_->Path, staged_.Name);
+    File replaced;
+    if (staged_.Commit(folder_->Folder, &replaced)) return GiveUp(kErrAccess);
+    group.LetGo(*folder_, std::move(replaced));
+    RunCounters& counters = changes_.context_.Counters;
+    if (warning_) {
+      ++counters.WarningFiles;
+    } else {
+      ++counters.CopiedFiles;
+      counters.CopiedBytes += bytes_;
+    }
+    if (!unnamed_) return;
+    ++(warning_ ? unnamed_->Warnings : unnamed_->Copied);
+    if (!warning_) unnamed_->Bytes += bytes_;
+  }
+
+  void GiveUp(ErrorCode why) override {
+    if (const ErrorCode error = staged_.RollBack(folder_->Folder); error && !IsNotFound(error)) {
+      changes_.names_.NoteLeft();
+      if (unnamed_) unnamed_->Spoilt = true;
+    }
+    if (why) changes_.CountFailed(source_path_);
+  }
+
+  std::optional<NameChange> Naming() const override {
+    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
+  }
+
+ private:
+  DestChanges& changes_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const StagedFile staged_;
+  const std::shared_ptr<UnnamedFolder> unnamed_;
+  const std::uint64_t bytes_;
+  const bool warning_;
+  const std::u16string source_path_;
+};
+
+/// A new folder that is to get its name.
+class DestChanges::NameChangeOfFolder final : public Change {
+ public:
+  NameChangeOfFolder(DestChanges& changes, std::shared_ptr<UnnamedFolder> unnamed,
+                     std::shared_ptr<const CommitFolder> self)
+      : changes_(changes), unnamed_(std::move(unnamed)), self_(std::move(self)) {}
+
+  void Commit(GroupCommit&) override {
+    const CommitFolder& parent = *unnamed_->Parent;
+    changes_.names_.NoteOwn(parent.Path, unnamed_->Name);
+    if (!unnamed_->Spoilt && parent.Folder.Rename(unnamed_->TempName, unnamed_->Name) == 0) return;
+    // All that is in it cannot be reached and goes at the end of the run.
+    self_->Lost = true;
+    changes_.names_.NoteLeft();
+    RunCounters& counters = changes_.context_.Counters;
+    counters.CopiedFiles -= unnamed_->Copied;
+    counters.CopiedBytes -= unnamed_->Bytes;
+    counters.WarningFiles -= unnamed_->Warnings;
+    counters.FailedFiles += unnamed_->Copied + unnamed_->Warnings + 1;
+    changes_.LogLine(kFolderFailed, self_->Path);
+  }
+  // What in it did not reach the disk is gone from it by now.
+  void GiveUp(ErrorCode) override { Commit(changes_.group_); }
+
+ private:
+  DestChanges& changes_;
+  const std::shared_ptr<UnnamedFolder> unnamed_;
+  const std::shared_ptr<const CommitFolder> self_;
+};
+
+/// A folder that gets its times when what was changed in it is done.
+class DestChanges::FinishChange final : public Change {
+ public:
+  FinishChange(DestChanges& changes, FolderPair pair, bool source_is_root, std::u16string_view path)
+      : changes_(changes), pair_(std::move(pair)), source_is_root_(source_is_root), path_(path) {
+    pair_.Dest = Folder();  // One handle is enough.
+  }
+
+  void Commit(GroupCommit&) override { changes_.FinishNow(pair_, source_is_root_, path_); }
+  // The folder is there whatever became of its files.
+  void GiveUp(ErrorCode) override { changes_.FinishNow(pair_, source_is_root_, path_); }
+
+ private:
+  DestChanges& changes_;
+  FolderPair pair_;
+  const bool source_is_root_;
+  const std::u16string path_;
+};
+
+DestChanges::DestChanges(RunContext& context, std::u16string_view root,
+                         std::u16string_view file_failed_text)
+    : context_(context),
+      root_(root),
+      file_failed_text_(file_failed_text),
+      names_(context.Clock, &context.Staged, root),
+      group_(context.State, context.Host, names_) {}
+
+void DestChanges::ReleaseLate() {
+  release_.emplace();
+  group_.UseRelease(&*release_);
+}
+
+void DestChanges::LogLine(std::u16string_view text, std::u16string_view what) {
+  context_.LogTimed(std::u16string(text) += what);
+}
+
+FolderPair DestChanges::Open(const FolderPair* parent, std::u16string_view name,
+                             const WalkPaths& paths) {
+  FolderPair pair = OpenPair(context_.Files, parent, name, paths);
+  if (!group_.Pending() || !(IsExhausted(pair.SourceError) || IsExhausted(pair.DestError))) {
+    return pair;
+  }
+  group_.Flush();
+  return OpenPair(context_.Files, parent, name, paths);
+}
+
+bool DestChanges::Make(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
+                       FolderPair& pair) {
+  std::u16string temporary;
+  const bool is_new = !pair.Dest && IsNotFound(pair.DestError);
+  if (parent && is_new && parent->DestManners.KeepsOrder) {
+    const std::u16string_view above = paths.Dest();
+    const std::shared_ptr<const CommitFolder>& shared =
+        Shared(*parent, above.substr(0, above.size() - name.size() - 1));
+    Result<Folder> made = Result<Folder>::Fail(kErrExists);
+    while (shared && IsTaken(made.Error)) {
+      temporary = names_.Next();
+      made = parent->Dest.MakeFolder(temporary);
+    }
+    if (made) {
+      pair.Dest = std::move(*made);
+      pair.DestIsNew = true;
+      pair.Unnamed = std::make_shared<UnnamedFolder>();
+      pair.Unnamed->Parent = shared;
+      pair.Unnamed->TempName = std::move(temporary);
+      pair.Unnamed->Name = name;
+    }
+  }
+  if (!MakeDestination(context_.Files, parent, name, paths, pair)) return false;
+  // The new name in the folder above is to reach the disk, too; its times change with it.
+  if (pair.DestIsNew) {
+    const std::u16string_view path = paths.Dest();
+    const auto& changed = parent ? Shared(*parent, path.substr(0, path.size() - name.size() - 1))
+                                 : Shared(pair, path);
+    if (changed) group_.NoteChanged(changed);
+  }
+  return true;
+}
+
+const std::shared_ptr<const CommitFolder>& DestChanges::Shared(const FolderPair& pair,
+                                                               std::u16string_view path) {
+  if (!pair.Shared) {
+    Result<std::shared_ptr<const CommitFolder>> shared =
+        group_.Share(pair.Dest, path, pair.Unnamed ? pair.Unnamed->Parent : nullptr);
+    if (shared) pair.Shared = std::move(*shared);
+  }
+  return pair.Shared;
+}
+
+CopySide DestChanges::Side(const FolderPair& pair, std::u16string_view path,
+                           std::u16string_view name, const FileStatus* dest) const {
+  return {pair.Dest, path, name, dest, !pair.DestManners.SyncsWhole, pair.Unnamed != nullptr};
+}
+
+CopyResult DestChanges::StagePatiently(const std::function<CopyResult()>& stage) {
+  const RunState& state = context_.State;
+  const CopyResult result = stage();
+  const bool exhausted = result.Failed && !state.CancelRequested && IsExhausted(state.LastApiError);
+  if (!exhausted || !(group_.Pending() || release_)) return result;
+  group_.Flush();
+  if (release_) release_->Drain();
+  return state.CancelRequested ? result : stage();
+}
+
+void DestChanges::CountFailed(std::u16string_view source_path) {
+  ++context_.Counters.FailedFiles;
+  LogLine(file_failed_text_, source_path);
+}
+
+void DestChanges::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
+                          const CopyResult& result, StagedFile staged,
+                          std::u16string_view source_path) {
+  if (result.Failed) return CountFailed(source_path);
+  if (result.Warning) context_.LogTimed(result.Message);
+  if (!staged) {
+    ++context_.Counters.CopiedFiles;
+    context_.Counters.CopiedBytes += result.BytesCopied;
+    return;
+  }
+  const std::shared_ptr<const CommitFolder>& shared = Shared(pair, dest_path);
+  if (!shared) {
+    if (staged.RollBack(pair.Dest)) names_.NoteLeft();
+    return CountFailed(source_path);
+  }
+  if (pair.Unnamed) {
+    ++pair.Unnamed->Files;
+    pair.Unnamed->Staged += result.BytesCopied;
+  }
+  group_.AddStaged(shared,
+                   std::make_unique<CopyChange>(*this, shared, std::move(staged), result,
+                                                pair.Unnamed, source_path),
+                   result.BytesCopied);
+}
+
+bool DestChanges::WantsName(const FolderPair& pair) {
+  return pair.Unnamed &&
+         (pair.Unnamed->Files >= kMostUnnamed || pair.Unnamed->Staged >= kMostUnnamedBytes);
+}
+
+void DestChanges::GiveName(const FolderPair& pair) {
+  if (!pair.Unnamed) return;
+  // Without a handle of its own the folder holds nothing that was counted.
+  std::shared_ptr<const CommitFolder> self =
+      Shared(pair, pair.Unnamed->Parent->Path + pair.Unnamed->Name + PathSeparator(root_));
+  if (!self) self = std::make_shared<CommitFolder>();
+  const std::shared_ptr<const CommitFolder> parent = pair.Unnamed->Parent;
+  group_.Add(parent, std::make_unique<NameChangeOfFolder>(*this, std::move(pair.Unnamed), self));
+  pair.Unnamed.reset();
+}
+
+void DestChanges::FinishFolder(FolderPair pair, bool source_is_root, std::u16string_view path) {
+  if (const std::shared_ptr<const CommitFolder> shared = pair.Shared) {
+    return group_.Add(shared,
+                      std::make_unique<FinishChange>(*this, std::move(pair), source_is_root, path));
+  }
+  FinishNow(pair, source_is_root, path);
+}
+
+void DestChanges::FinishNow(const FolderPair& pair, bool source_is_root, std::u16string_view path) {
+  const ErrorCode error = FinishDestination(pair, source_is_root);
+  if (!error) return;
+  ++context_.Counters.WarningFiles;
+  context_.Log.WriteTimed(
+      FailText(context_.State, error, u"Could Not Set Destination Folder Attributes", path));
+}
+
+void DestChanges::Settle() {
+  const ErrorCode error = group_.Settle();
+  if (!error) return;
+  ++context_.Counters.FailedFiles;
+  context_.LogTimed(SyncFailedText(root_, error));
+}
+
+}  // namespace kavrel

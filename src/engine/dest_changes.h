@@ -1,0 +1,78 @@
+// What a walk changes at its destination: copies that get their names, folders that are made and
+// finished, each when the disk has what it relies on (files/group_commit.h), and counted then.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "engine/folder_pair.h"
+#include "engine/run_context.h"
+#include "files/file_copy.h"
+#include "files/group_commit.h"
+#include "files/late_release.h"
+#include "files/temp_names.h"
+
+namespace kavrel {
+
+class DestChanges {
+ public:
+  /// The context and the texts outlive this. `file_failed_text`: before a file's path in the log.
+  DestChanges(RunContext& context, std::u16string_view root, std::u16string_view file_failed_text);
+
+  GroupCommit& Group() { return group_; }
+  TempNames& Names() { return names_; }
+  /// From now on the room of what goes is given back by another thread.
+  void ReleaseLate();
+
+  /// Opens the pair (engine/folder_pair.h); waits for pending changes where there are too many open
+  /// files.
+  FolderPair Open(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths);
+  /// Makes the pair's destination where there is none, as MakeDestination. A new folder inside
+  /// another bears a temporary name at first: then its small files can be made under their own.
+  bool Make(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
+            FolderPair& pair);
+  /// The destination folder as pending changes hold it; null where it cannot be opened once more.
+  const std::shared_ptr<const CommitFolder>& Shared(const FolderPair& pair,
+                                                    std::u16string_view path);
+
+  /// How a copy of `name` into the folder is to be made.
+  CopySide Side(const FolderPair& pair, std::u16string_view path, std::u16string_view name,
+                const FileStatus* dest) const;
+  /// Makes a copy; where there was no room or no handle left, a second time with nothing pending.
+  CopyResult StagePatiently(const std::function<CopyResult()>& stage);
+  /// The copy takes its name when it is on the disk, and is counted then. One that failed is
+  /// counted at once, and so is one that copied nothing.
+  void AddCopy(const FolderPair& pair, std::u16string_view dest_path, const CopyResult& result,
+               StagedFile staged, std::u16string_view source_path);
+  void CountFailed(std::u16string_view source_path);
+
+  /// Whether so much lies in a folder of temporary name that it should get its own.
+  static bool WantsName(const FolderPair& pair);
+  /// The folder gets its own name once all that was copied into it so far is on the disk. Nothing
+  /// may be copied ahead meanwhile.
+  void GiveName(const FolderPair& pair);
+  /// It gets its permissions and times when all is done in it.
+  void FinishFolder(FolderPair pair, bool source_is_root, std::u16string_view path);
+
+  /// Returns when everything is on the disk; what has failed is counted and logged.
+  void Settle();
+
+ private:
+  class CopyChange;
+  class NameChangeOfFolder;
+  class FinishChange;
+  void FinishNow(const FolderPair& pair, bool source_is_root, std::u16string_view path);
+  void LogLine(std::u16string_view text, std::u16string_view what);
+
+  RunContext& context_;
+  const std::u16string_view root_, file_failed_text_;
+  std::optional<LateRelease> release_;
+  TempNames names_;
+  GroupCommit group_;
+};
+
+}  // namespace kavrel
