@@ -189,14 +189,14 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
   const std::optional<Request> request = Translate(file_system_, command);
   if (!Present()) return kNoArchiver;
   if (!request) return kBadCommand;
-  // A new archive takes its name when it is whole.
+  // A new archive takes its name when it is whole and on the disk.
   const std::u16string half = request->Archive + std::u16string(kHalfEnding);
   const bool is_new = request->Packs && file_system_.Status(request->Archive).Error != 0;
   if (request->Packs) file_system_.RemoveFile(half);
   if (command.Monitor && !command.Monitor->Working(0, {})) return kCommandCancelled;
   int code = Send(dll, request->Line(is_new ? half : request->Archive), command.BufferSize, output);
   const bool done = code == 0 || code == 1;
-  if (is_new && done && file_system_.Rename(half, request->Archive) != 0) code = 2;
+  if (is_new && done && file_system_.PutInPlace(half, request->Archive) != 0) code = 2;
   if (request->Packs && !done) file_system_.RemoveFile(half);
   if (command.Monitor) command.Monitor->Working(100, {});
   return code;

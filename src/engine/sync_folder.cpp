@@ -139,14 +139,16 @@ class Synchronisation::RemovalChange final : public Change {
         name_(name),
         path_(path),
         in_(std::move(in)),
-        emptied_(std::move(emptied)) {}
+        emptied_(std::move(emptied)) {
+    if (pass_.job_.UseRecycleBin) place_ = pass_.bin_.Announce(folder_->Folder, name_);
+  }
 
   void Commit(GroupCommit& group) override {
     ErrorCode error = 0;
     if (emptied_ && !emptied_->Whole) {
       error = kErrNotEmpty;
     } else if (pass_.job_.UseRecycleBin) {
-      error = pass_.bin_.Recycle(folder_->Folder, name_);
+      error = place_ ? pass_.bin_.Move(folder_->Folder, name_, *place_) : place_.Error;
     } else if (emptied_) {
       error = folder_->Folder.RemoveFolder(name_);
     } else {
@@ -154,11 +156,13 @@ class Synchronisation::RemovalChange final : public Change {
       error = folder_->Folder.RemoveFile(name_);
       if (!error && held) group.LetGo(*folder_, std::move(*held));
     }
+    if (error == kErrNotEmpty && place_) pass_.bin_.Withdraw(*place_);
     pass_.context_.State.LastApiError = error;
     Finish(error);
   }
 
   void GiveUp(ErrorCode why) override {
+    if (place_) pass_.bin_.Withdraw(*place_);
     if (why) Finish(why);
   }
 
@@ -175,6 +179,7 @@ class Synchronisation::RemovalChange final : public Change {
   const std::shared_ptr<const CommitFolder> folder_;
   const std::u16string name_, path_;
   const SharedEmptying in_, emptied_;
+  Result<RecycleBin::Place> place_;
 };
 
 std::shared_ptr<const CommitFolder> Synchronisation::Share(const Folder& folder,
@@ -211,8 +216,17 @@ bool Synchronisation::ComesBack(const FolderPair& pair, std::u16string_view name
 void Synchronisation::RemoveFile(const std::shared_ptr<const CommitFolder>& folder,
                                  const FolderEntry& entry, std::u16string_view path,
                                  const SharedEmptying& in) {
-  group_->Add(folder,
-              std::make_unique<RemovalChange>(*this, folder, entry.Name, path, in, nullptr));
+  Queue(folder, std::make_unique<RemovalChange>(*this, folder, entry.Name, path, in, nullptr));
+}
+
+void Synchronisation::Queue(const std::shared_ptr<const CommitFolder>& folder,
+                            std::unique_ptr<Change> change) {
+  // What goes to the bin is described there first.
+  if (job_.UseRecycleBin) {
+    group_->AddStaged(folder, std::move(change), 0);
+  } else {
+    group_->Add(folder, std::move(change));
+  }
 }
 
 void Synchronisation::FinishFile(ErrorCode error, std::u16string_view name,
@@ -287,7 +301,7 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent,
     // Only what is empty goes, also to the bin: what could not be removed from it stays in place.
     if (!error && !own->Whole) error = kErrNotEmpty;
     if (!error && !context_.Plan) {
-      group_->Add(shared, std::make_unique<RemovalChange>(*this, shared, name, path, in, own));
+      Queue(shared, std::make_unique<RemovalChange>(*this, shared, name, path, in, own));
     } else {
       context_.State.LastApiError = error;
       if (!error) {

@@ -56,6 +56,7 @@ class Synchronisation {
   };
   using SharedEmptying = std::shared_ptr<Emptying>;
   class RemovalChange;
+  void Queue(const std::shared_ptr<const CommitFolder>& folder, std::unique_ptr<Change> change);
   /// `in`: the folder that is being emptied; null for a folder that both sides have.
   void RemoveFile(const std::shared_ptr<const CommitFolder>& folder, const FolderEntry& entry,
                   std::u16string_view path, const SharedEmptying& in);

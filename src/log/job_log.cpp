@@ -87,6 +87,8 @@ void JobLog::CloseJobLog() {
   if (!file_) return;
   WriteJobLog(Banner(u"完成時間：", clock_.Now()));
   Flush();
+  // What the run is told to have done can be read after a power cut, too.
+  if (file_.Sync() != 0) failed_ = true;
   if (file_.Close() != 0) failed_ = true;
 }
 

@@ -20,12 +20,25 @@ class RecycleBin {
   RecycleBin(const RecycleBin&) = delete;
   RecycleBin& operator=(const RecycleBin&) = delete;
 
-  /// Moves a file, a link or a folder with all it holds from `folder` to the bin. On failure (there
-  /// is no bin for that disk, say) the entry is where it was and the system's error is returned.
+  /// A place in the bin that an entry's description lies beside already, so that it can reach the
+  /// disk before the entry goes there.
+  struct Place {
+    std::string Name, Description;
+    std::uint64_t Mount = 0;
+  };
+  /// Finds a place for an entry of `folder`. Fails where there is no bin for that disk, say.
+  Result<Place> Announce(const Folder& folder, std::u16string_view name);
+  /// The place is not needed any more.
+  void Withdraw(const Place& place);
+  /// Moves a file, a link or a folder with all it holds from `folder` to its place. On failure the
+  /// entry is where it was, the place is withdrawn, and the system's error is returned.
+  ErrorCode Move(const Folder& folder, std::u16string_view name, const Place& place);
+  /// Announces, with the description on the disk, and moves.
   ErrorCode Recycle(const Folder& folder, std::u16string_view name);
 
  private:
   struct Bin;
+  Result<Place> Announce(const Folder& folder, std::u16string_view name, bool sync);
   Bin* BinFor(int folder, const std::string& path, ErrorCode& error);
 
   Clock& clock_;

@@ -178,7 +178,8 @@ ErrorCode OpenBin(const std::string& path, std::uint64_t mount, Bin& bin) {
 /// Writes the description under a free name and returns that name without its ending; empty, with
 /// `error` set, when it cannot.
 template <typename Bin>
-std::string WriteInfo(Bin& bin, const std::string& name, std::string_view text, ErrorCode& error) {
+std::string WriteInfo(Bin& bin, const std::string& name, std::string_view text, bool sync,
+                      ErrorCode& error) {
   const std::string base = CutName(name, kLongestName - kInfoEnding.size() - 8);
   for (int& suffix = bin.NextSuffix[base];; ++suffix) {
     const std::string free_name = suffix ? base + "." + std::to_string(suffix + 1) : base;
@@ -191,8 +192,10 @@ std::string WriteInfo(Bin& bin, const std::string& name, std::string_view text, 
       const ssize_t put = posix::Retry([&] { return write(info.Get(), text.data(), text.size()); });
       if (put != static_cast<ssize_t>(text.size())) {
         error = put < 0 ? errno : ENOSPC;
-        unlinkat(bin.Info.Get(), info_name.c_str(), 0);
+      } else if (sync && fsync(info.Get()) != 0) {
+        error = errno;
       }
+      if (error) unlinkat(bin.Info.Get(), info_name.c_str(), 0);
     }
     if (!error) ++suffix;
     return error ? std::string() : free_name;
@@ -219,29 +222,56 @@ RecycleBin::Bin* RecycleBin::BinFor(int folder, const std::string& path, ErrorCo
   return error ? nullptr : bin.get();
 }
 
-ErrorCode RecycleBin::Recycle(const Folder& folder, std::u16string_view name) {
+Result<RecycleBin::Place> RecycleBin::Announce(const Folder& folder, std::u16string_view name,
+                                               bool sync) {
+  using Found = Result<Place>;
   const std::string native = posix::NativeName(name);
-  if (native.empty()) return EINVAL;
+  if (native.empty()) return Found::Fail(EINVAL);
   const std::string path = PathOfHandle(folder.handle_);
-  if (path.empty()) return ENAMETOOLONG;
-  ErrorCode error = 0;
-  Bin* bin = BinFor(folder.handle_, path, error);
-  if (!bin) return error;
+  if (path.empty()) return Found::Fail(ENAMETOOLONG);
+  Found place;
+  Bin* bin = BinFor(folder.handle_, path, place.Error);
+  if (!bin) return place;
   std::string original = (path == "/" ? path : path + "/") + native;
   if (!bin->TopFolder.empty()) {
     original.erase(0, bin->TopFolder == "/" ? 1 : bin->TopFolder.size() + 1);
   }
-  const std::string text = "[Trash Info]\nPath=" + EscapePath(original) +
-                           "\nDeletionDate=" + DeletionDate(clock_.Now()) + "\n";
+  place->Description = "[Trash Info]\nPath=" + EscapePath(original) +
+                       "\nDeletionDate=" + DeletionDate(clock_.Now()) + "\n";
+  place->Name = WriteInfo(*bin, native, place->Description, sync, place.Error);
+  place->Mount = *MountOf(folder.handle_);
+  return place;
+}
+
+Result<RecycleBin::Place> RecycleBin::Announce(const Folder& folder, std::u16string_view name) {
+  return Announce(folder, name, !folder.Manners().SyncsWhole);
+}
+
+void RecycleBin::Withdraw(const Place& place) {
+  const auto bin = bins_.find(place.Mount);
+  if (bin == bins_.end() || place.Name.empty()) return;
+  unlinkat(bin->second->Info.Get(), (place.Name + std::string(kInfoEnding)).c_str(), 0);
+}
+
+ErrorCode RecycleBin::Move(const Folder& folder, std::u16string_view name, const Place& place) {
+  const std::string native = posix::NativeName(name);
+  const std::unique_ptr<Bin>& bin = bins_.at(place.Mount);
+  Place now = place;
   for (;;) {
-    const std::string free_name = WriteInfo(*bin, native, text, error);
-    if (free_name.empty()) return error;
-    error = posix::RenameAt(folder.handle_, native.c_str(), bin->Files.Get(), free_name.c_str());
+    ErrorCode error =
+        posix::RenameAt(folder.handle_, native.c_str(), bin->Files.Get(), now.Name.c_str());
     if (!error) return 0;
-    unlinkat(bin->Info.Get(), (free_name + std::string(kInfoEnding)).c_str(), 0);
+    Withdraw(now);
     // Something without a description took the name: the next one, then.
     if (error != EEXIST) return error;
+    now.Name = WriteInfo(*bin, native, now.Description, true, error);
+    if (now.Name.empty()) return error;
   }
+}
+
+ErrorCode RecycleBin::Recycle(const Folder& folder, std::u16string_view name) {
+  const Result<Place> place = Announce(folder, name, true);
+  return place ? Move(folder, name, *place) : place.Error;
 }
 
 }  // namespace kavrel

@@ -29,6 +29,17 @@ bool HasBin(std::u16string_view path) {
 RecycleBin::RecycleBin(Clock& clock) : clock_(clock) {}
 RecycleBin::~RecycleBin() = default;
 
+// The shell describes what it moves by itself.
+Result<RecycleBin::Place> RecycleBin::Announce(const Folder&, std::u16string_view) {
+  return {};
+}
+
+void RecycleBin::Withdraw(const Place&) {}
+
+ErrorCode RecycleBin::Move(const Folder& folder, std::u16string_view name, const Place&) {
+  return Recycle(folder, name);
+}
+
 ErrorCode RecycleBin::Recycle(const Folder& folder, std::u16string_view name) {
   const HANDLE handle = win32::ToHandle(folder.handle_);
   win32::Opening how;
