@@ -5,9 +5,11 @@ DEST ?= build/demo/backup
 prefix ?= /usr/local
 # A screen for the tests of the window.
 screen = xvfb openbox trayer xdotool x11-utils
+# A virtual machine whose power is cut, with the file systems that are in it.
+machine = qemu-system-x86 busybox-static e2fsprogs xfsprogs btrfs-progs dosfstools exfatprogs rsync
 
 .PHONY: run gui screenshots test test-windows windows windows-gui build deps asan tidy format \
-        bench faults fuzz valgrind install uninstall deb test-deb
+        bench faults powercut fuzz valgrind install uninstall deb test-deb
 
 run: build
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -54,7 +56,13 @@ test-deb: deb
 	@scripts/test-package
 
 faults: deps
+	@scripts/install-deps $(machine) || echo "There will be no power cuts."
 	@scripts/faults
+
+powercut: deps
+	@scripts/install-deps $(machine)
+	@scripts/build release
+	@scripts/powercut $(POWERCUT)
 
 fuzz: deps
 	@scripts/install-deps clang-14 libclang-rt-14-dev

@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Measures kavrelctl beside its peers, in alternating runs on one machine.
 
-    bench/bench.py [--pairs N] [--dir DIR] [--keep] [NAME...]
+    bench/bench.py [--pairs N] [--dir DIR] [--keep] [--disk] [NAME...]
 
-NAME picks lines of the table. Each timed run writes into a folder of its own, and nothing of many
+NAME picks lines of the table. With --disk each peer's work is followed by a sync of the file system
+that it wrote to, in the timed part, which brings it to where a run of kavrelctl is at its end: on the
+disk. Each timed run writes into a folder of its own, and nothing of many
 files is deleted before all runs are over: a file system that has just freed many inodes is slow to
 give out new ones. What a run wrote is compared with its source outside the timed part.
 """
@@ -22,13 +24,16 @@ KAVRELCTL = os.path.join(REPO, "build", "bin", "kavrelctl")
 
 
 class Run:
-    def __init__(self, arguments, cwd=None, good=(0,)):
+    def __init__(self, arguments, cwd=None, good=(0,), synced=None):
+        """`synced`: a path whose file system is synced in the timed part."""
         # Memory that the machine's host has taken back costs more on first use than any copying:
         # each run finds enough that was just in use.
         subprocess.run([sys.executable, "-c", "b'1' * (3 << 29)"], check=True)
         os.sync()
         # A small program in between: what this one needs of memory would be counted as theirs.
         start = time.perf_counter()
+        if synced:
+            arguments = ["sh", "-c", 'to=$1; shift; "$@" && sync -f "$to"', "sh", synced, *arguments]
         done = subprocess.run(["/usr/bin/time", "-q", "-f", "%U %S %M", *arguments], cwd=cwd,
                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         self.wall = time.perf_counter() - start
@@ -39,8 +44,8 @@ class Run:
 
 
 class Bench:
-    def __init__(self, folder, pairs):
-        self.folder, self.pairs, self.count = folder, pairs, 0
+    def __init__(self, folder, pairs, disk):
+        self.folder, self.pairs, self.disk, self.count = folder, pairs, disk, 0
         self.home = os.path.join(folder, "home")
         shutil.rmtree(folder, ignore_errors=True)
         os.makedirs(folder)
@@ -62,6 +67,10 @@ class Bench:
         name = f"job {self.count}"
         self.job(name, kind, source, dest)
         return Run([KAVRELCTL, "--home", self.home, *(command or ("run",)), name])
+
+    def peer(self, arguments, dest, **options):
+        """A timed run of another program that writes below `dest`."""
+        return Run(arguments, synced=dest if self.disk else None, **options)
 
     def same(self, source, dest):
         subprocess.run(["diff", "-r", "--no-dereference", source, dest], check=True)
@@ -93,8 +102,8 @@ def row(title, name, ours, peer):
                               f"{our_times[2]} / {peer_times[2]}"]) + " |"
 
 
-def full(bench, title, source, peers, drop=False):
-    """`drop`: a copy goes when it was measured. Few files do no harm, and memory stays in use."""
+def full(bench, title, source, peers, drop=False, fsync=False):
+    """`fsync`: rsync also with its own syncing of each file. `drop`: a copy goes when it was measured. Few files do no harm, and memory stays in use."""
     def done(run, dest):
         if drop:
             shutil.rmtree(dest)
@@ -107,14 +116,19 @@ def full(bench, title, source, peers, drop=False):
     commands = {"rsync -a": lambda dest: ["rsync", "-a", source + "/", dest],
                 "cp -a": lambda dest: ["cp", "-a", source, dest],
                 "rclone copy": lambda dest: ["rclone", "copy", "-l", "-q", source, dest]}
-    bench.line(title, ours, {name: (lambda dest, make=commands[name]: done(Run(make(dest)), dest))
-                             for name in peers})
+    if bench.disk:
+        commands["rsync -a --fsync"] = lambda dest: ["rsync", "-a", "--fsync", source + "/", dest]
+        peers = [*peers, *(["rsync -a --fsync"] if fsync else [])]
+    bench.line(title, ours,
+               {name: (lambda dest, make=commands[name]: done(bench.peer(make(dest), dest), dest))
+                for name in peers})
 
 
 def small(bench):
     source = bench.fresh("small")
     corpus.small_files(source, 40000)
-    full(bench, "full run, 40,000 small files", source, ["rsync -a", "cp -a", "rclone copy"])
+    full(bench, "full run, 40,000 small files", source, ["rsync -a", "cp -a", "rclone copy"],
+         fsync=True)
 
 
 def big(bench):
@@ -134,9 +148,10 @@ def unchanged(bench):
     bench.job("unchanged", "differential", source, dest)
     bench.line("differential run, nothing changed",
                lambda _: Run([KAVRELCTL, "--home", bench.home, "run", "unchanged"]),
-               {"rsync -a": lambda _: Run(["rsync", "-a", source + "/", dest]),
-                "cp -au": lambda _: Run(["cp", "-auT", source, dest]),
-                "rclone copy": lambda _: Run(["rclone", "copy", "-l", "-q", source, dest])})
+               {"rsync -a": lambda _: bench.peer(["rsync", "-a", source + "/", dest], dest),
+                "cp -au": lambda _: bench.peer(["cp", "-auT", source, dest], dest),
+                "rclone copy": lambda _: bench.peer(["rclone", "copy", "-l", "-q", source, dest],
+                                                    dest)})
 
 
 def mirror(bench):
@@ -165,7 +180,7 @@ def mirror(bench):
 
     def peer(*command):
         def twice(dest):
-            again = lambda: Run([*command, source + "/", dest])
+            again = lambda: bench.peer([*command, source + "/", dest], dest)
             return again, again
         return twice
     bench.line("mirror run, 5 % removed, 5 % changed", second_run(ours),
@@ -183,7 +198,7 @@ def restore(bench):
         bench.same(backup, target)
         return run
     bench.line("restore, full, 40,000 small files", ours,
-               {"rsync -a": lambda dest: Run(["rsync", "-a", backup + "/", dest])})
+               {"rsync -a": lambda dest: bench.peer(["rsync", "-a", backup + "/", dest], dest)})
 
 
 def compressed(bench):
@@ -197,8 +212,8 @@ def compressed(bench):
 
     def peer(dest):
         os.mkdir(dest)
-        return Run(["7zz", "a", "-t7z", "-m0=Deflate", "-scsUTF-8", "-spd",
-                    os.path.join(dest, "a.7z"), "@" + names], cwd=source)
+        return bench.peer(["7zz", "a", "-t7z", "-m0=Deflate", "-scsUTF-8", "-spd",
+                           os.path.join(dest, "a.7z"), "@" + names], dest, cwd=source)
     bench.line("compressed run, 8,000 small files",
                lambda dest: bench.kavrel("compressed", source, dest), {"7zz": peer})
 
@@ -237,10 +252,11 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--pairs", type=int, default=7)
     parser.add_argument("--dir", default=os.path.join(REPO, "build", "bench"))
+    parser.add_argument("--disk", action="store_true", help="peers sync what they wrote")
     parser.add_argument("--keep", action="store_true", help="leave the folders, for a further run")
     parser.add_argument("names", nargs="*", metavar="NAME", help=", ".join(LINES))
     options = parser.parse_args()
-    bench = Bench(options.dir, options.pairs)
+    bench = Bench(options.dir, options.pairs, options.disk)
     print("| work | against | ratio | ours, s | theirs, s | processor, s | memory, MiB |\n"
           "|---|---|---|---|---|---|---|")
     for name in options.names or LINES:

@@ -127,8 +127,7 @@ ErrorCode Staging::Sync(std::u16string_view name) const {
   if (!parent) return parent.Error;
   const Result<FileStatus> status = parent->Status(EntryParts(name).back());
   if (!status || status->Kind != FileKind::File) return status.Error;
-  Result<File> file = parent->OpenFile(EntryParts(name).back());
-  return file ? file->Sync() : file.Error;
+  return parent->SyncFile(EntryParts(name).back());
 }
 
 ErrorCode Staging::Place(std::u16string_view name, File& replaced) const {
@@ -143,8 +142,13 @@ ErrorCode Staging::Place(std::u16string_view name, File& replaced) const {
   if (const ErrorCode error = to->TakeOver(*from, last)) return error;
   if (held) replaced = std::move(*held);
   if (to->Manners().KeepsOrder) return 0;
+  // A new entry must not reach the disk without its record, nor an old one change before the other
+  // is gone.
+  if (!held) to->SyncFile(last);
   const ErrorCode error = from->Sync();
-  return error ? error : to->Sync();
+  if (error) return error;
+  if (held) to->SyncFile(last);
+  return to->Sync();
 }
 
 ErrorCode Staging::FinishFolders() const {

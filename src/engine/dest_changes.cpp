@@ -59,6 +59,7 @@ class DestChanges::CopyChange final : public Change {
   std::optional<NameChange> Naming() const override {
     return NameChange{folder_->Path, staged_.TempName, staged_.Name};
   }
+  bool Replaces() const override { return staged_.Replaces; }
 
  private:
   DestChanges& changes_;

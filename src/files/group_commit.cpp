@@ -40,8 +40,9 @@ struct GroupCommit::Syncing {
 
   void Work() {
     ErrorCode first = 0;
-    // Before the disk as a whole: where a new file's record is written with the file, the old
-    // name's record is gone from the disk first, so that never two records mean one content.
+    // Before the disk as a whole: where a file's record is its entry in the folder, the temporary
+    // one is gone from the disk before that of the old file becomes the new one's, so that never
+    // two records mean one content.
     for (const auto& folder : Folders) {
       const ErrorCode error = folder->Folder.Sync();
       if (!first) first = error;
@@ -116,7 +117,10 @@ void GroupCommit::Add(std::shared_ptr<const CommitFolder> folder, std::unique_pt
 
 void GroupCommit::NoteChanged(const std::shared_ptr<const CommitFolder>& folder) {
   dirty_ = true;
-  if (folder->Manners.KeepsOrder) return;
+  if (!folder->Manners.SyncsWhole) NoteFolder(folder);
+}
+
+void GroupCommit::NoteFolder(const std::shared_ptr<const CommitFolder>& folder) {
   if (changed_.empty() || changed_.back() != folder) changed_.push_back(folder);
 }
 
@@ -150,15 +154,31 @@ void GroupCommit::Close() {
   if (waiting_ && !AwaitSync()) return;
   Make(kMostItems * 2);
   if (filling_.Items.empty()) return;
-  const bool staged = filling_.Staged;
-  waiting_ = std::exchange(filling_, {});
-  if (staged) {
+  waiting_ = TakeNext();
+  if (waiting_->Staged) {
     StartSync();
   } else {
     // There is nothing to wait for: what it relies on has been made.
     TakeSynced();
     Make(kMostItems * 2);
   }
+}
+
+GroupCommit::Group GroupCommit::TakeNext() {
+  // Where a folder's entry is the file's own record, a new entry is written with its file, but an
+  // old one must change after the temporary one is gone: files that replace others get their names
+  // first, and a sync of their own.
+  const auto goes_first = [](const Item& item) {
+    return !item.Place->Manners.KeepsOrder && item.Change->Replaces();
+  };
+  const auto rest = std::stable_partition(filling_.Items.begin(), filling_.Items.end(), goes_first);
+  Group next = std::exchange(filling_, {});
+  if (rest == next.Items.begin() || rest == next.Items.end()) return next;
+  filling_.Items.assign(std::make_move_iterator(rest), std::make_move_iterator(next.Items.end()));
+  filling_.Staged = true;
+  filling_.Begun = SteadyClock::now();
+  next.Items.erase(rest, next.Items.end());
+  return next;
 }
 
 void GroupCommit::StartSync() {
@@ -240,6 +260,7 @@ void GroupCommit::Make(std::size_t most) {
       item.Change->GiveUp(synced_->Error ? synced_->Error : kErrNotFound);
     } else {
       NoteChanged(item.Place);
+      if (!item.Place->Manners.KeepsOrder && item.Change->Replaces()) NoteFolder(item.Place);
       item.Change->Commit(*this);
     }
   }

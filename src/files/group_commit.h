@@ -48,6 +48,8 @@ class Change {
   virtual void GiveUp(ErrorCode why) = 0;
   /// A name that is about to change, where a power cut might take both names of the file.
   virtual std::optional<NameChange> Naming() const { return std::nullopt; }
+  /// Whether a file takes the name of another.
+  virtual bool Replaces() const { return false; }
 };
 
 /// All functions are for the run's own thread.
@@ -111,6 +113,8 @@ class GroupCommit {
   bool Full() const;
   /// Hands the present group to the thread; waits for the one before it.
   void Close();
+  /// Takes the group that is to be synced next from what is pending.
+  Group TakeNext();
   void StartSync();
   /// Waits for the thread, until the deadline if there is one; false when it has not come back.
   bool AwaitSync();
@@ -121,6 +125,7 @@ class GroupCommit {
   /// Makes up to `most` changes of the group whose turn it is.
   void Make(std::size_t most);
   void GiveUpAll(ErrorCode why);
+  void NoteFolder(const std::shared_ptr<const CommitFolder>& folder);
   void NoteDisk(const std::shared_ptr<const CommitFolder>& folder);
   void Adapt(std::chrono::duration<double> took);
 
@@ -135,7 +140,8 @@ class GroupCommit {
   /// One folder of each disk, opened at its first change and held: errors of a disk are told to
   /// whoever had it open when they came up.
   std::vector<std::shared_ptr<const CommitFolder>> disks_;
-  /// Folders with changes that the last sync does not cover, as far as they need one of their own.
+  /// Folders with changes that the last sync does not cover, as far as they are to be synced by
+  /// themselves, before the disk.
   std::vector<std::shared_ptr<const CommitFolder>> changed_;
   std::vector<File> held_;  ///< until these changes are on the disk
   bool dirty_ = false;      ///< something was changed since the last sync began

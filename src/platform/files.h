@@ -174,6 +174,8 @@ class Folder {
   /// by themselves is no error.
   ErrorCode Sync() const;
   DiskManners Manners() const;
+  /// Waits until what was written to this file, by whomever, is on the disk.
+  ErrorCode SyncFile(std::u16string_view name) const;
   /// What this folder and every folder above it are, from here up to the root.
   Result<std::vector<FileStatus>> Lineage() const;
 

@@ -57,9 +57,11 @@ def plan(count, changed, seed):
         elif number % 50 == 1:
             size = int(100 * KIB * 20 ** rng.random())  # 100 KiB to 2 MiB
         else:
-            size = rng.choice((0, rng.randrange(600), rng.randrange(8 * KIB), rng.randrange(8 * KIB)))
+            size = rng.randrange(rng.choice((1, 600, 8 * KIB, 8 * KIB)))
         # Half of them keep their size: only the content tells such versions apart.
-        second = size if rng.random() < 0.5 or number == 0 else max(1, size + rng.randrange(-size // 2, 3000))
+        second = size
+        if number and rng.random() < 0.5:
+            second = max(1, size + rng.randrange(-size // 2, 3000))
         fate = rng.random()
         if number and fate < 0.06:
             versions = (None, 2)

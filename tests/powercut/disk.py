@@ -126,7 +126,9 @@ class _Log:
 
 
 def _run(listeners, sizes, control):
+    # It ends when the other side of `control` does.
     signal.signal(signal.SIGINT, signal.SIG_IGN)
+    signal.signal(signal.SIGTERM, signal.SIG_IGN)
     lock, log = threading.Lock(), _Log()
     disks = [_Disk(number, log, lock) for number in range(len(listeners))]
     for disk, listener, size in zip(disks, listeners, sizes):

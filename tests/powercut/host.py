@@ -17,8 +17,8 @@ def can_mount(file_system):
 
 
 class Host:
-    """Does what machine.Machine does, in a root folder of the same content. Whoever uses it lives in
-    a mount namespace of its own."""
+    """Does what machine.Machine does, in a root folder of the same content. Whoever uses it lives
+    in a mount namespace of its own."""
 
     own_clock = False
 

@@ -3,6 +3,7 @@ from dataclasses import dataclass, field
 
 # The shell has a cp of its own; /bin/cp is the one that people use.
 KAVREL = "kavrelctl --home /a/home"
+FATS = ("vfat", "exfat")  # no owners, permissions and links
 SOURCE, DEST = "/a/src/", "/b/dest/"
 
 
@@ -54,20 +55,21 @@ def _peer(name, run):
 
 
 def jobs(file_system):
-    fat = file_system in ("vfat", "exfat")  # has no owners, permissions and links
+    fat = file_system in FATS
     hour = ["2025-03-05 10:05:00", "2025-03-05 10:10:00", "2025-03-05 10:20:00"]
     days = ["2025-03-01 10:00:00", "2025-03-02 10:00:00", "2025-03-03 10:00:00",
             "2025-03-04 10:00:00"]
     pack = f"{KAVREL} run J --compression store"
-    dated = _plain("dated, the newest 2 kept", "differential", "part", dated=True, bin=".Trash-0",
+    dated = _plain("dated with keep 2", "differential", "part", dated=True, bin=".Trash-0",
                    clock=days)
     dated.before = ["mv /a/one /a/src", _HOME,
                     _add("differential", "--keep 2", dest="/b/dest/<yyyy>-<mm>-<dd>_<hh><nn>/"),
                     "RUN", "RUN", _CHANGE]
     compressed = _plain("compressed", "compressed", "part", archives=True, clock=hour)
     compressed.run = pack
-    unpack = _restore("restore of an archive", _add("compressed", source="/b/src/", dest="/a/dest/"),
-                      pack, f"{KAVREL} restore J --latest")
+    unpack = _restore("restore of an archive",
+                      _add("compressed", source="/b/src/", dest="/a/dest/"), pack,
+                      f"{KAVREL} restore J --latest")
     found = [
         _plain("full", "full", "all"),
         _plain("differential", "differential", "part"),
@@ -86,3 +88,4 @@ def jobs(file_system):
 
 
 NAMES = list(jobs("ext4"))
+PEERS = [name for name, job in jobs("ext4").items() if job.peer]

@@ -29,10 +29,9 @@ class Verdict:
     program: list = field(default_factory=list)  # files of the program folder that are no version
     unhealed: list = field(default_factory=list)  # what the next run leaves wrong, strays included
 
-    def lines(self):
-        for what in ("losses", "partial", "untrue", "program", "unhealed"):
-            for line in getattr(self, what):
-                yield f"{what}: {line}"
+    def wrongs(self):
+        return {what: lines for what in ("losses", "partial", "untrue", "program", "unhealed")
+                if (lines := sorted(getattr(self, what)))}
 
 
 def after_cut(place, job, expected, told, verdict):
@@ -138,7 +137,8 @@ def archive(place, path, source):
     _, said, _ = place.run(f"7zz l -slt '{path}'")
     sums = {}
     for block in said.split("\n\n"):
-        fields = dict(re.split(" = ?", line, maxsplit=1) for line in block.splitlines() if " =" in line)
+        fields = dict(re.split(" = ?", line, maxsplit=1)
+                      for line in block.splitlines() if " =" in line)
         if "CRC" in fields:  # Without a number for an empty file.
             sums[fields["Path"]] = int(fields["CRC"] or "0", 16)
     return [f"{path}: {name} has another content" for name, crc in source.crcs.items()

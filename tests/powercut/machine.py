@@ -1,7 +1,6 @@
 """The virtual machine whose power is cut."""
 import os
 import re
-import signal
 import socket
 import subprocess
 import tarfile
@@ -14,7 +13,7 @@ LEAVE = 1 << 29  # the size of the disk that trees leave the machine on
 
 
 class Crashed(Exception):
-    pass
+    """The machine has ended, or does not answer any more."""
 
 
 def accelerator(kernel, archive):
@@ -34,8 +33,10 @@ def accelerator(kernel, archive):
 
 
 def _qemu(accel, kernel, archive, memory):
-    return ["qemu-system-x86_64", "-nodefaults", "-no-user-config", "-display", "none",
-            "-accel", accel, "-cpu", "host" if accel == "kvm" else "max", "-m", str(memory),
+    # The machine must not outlive whoever talks to it.
+    return ["setpriv", "--pdeathsig", "KILL", "qemu-system-x86_64", "-nodefaults",
+            "-no-user-config", "-display", "none", "-accel", accel,
+            "-cpu", "host" if accel == "kvm" else "max", "-m", str(memory),
             "-kernel", kernel, "-initrd", archive]
 
 
@@ -70,7 +71,7 @@ class Machine:
             self._port, _ = listener.accept()
         os.unlink(port)
         self._said = b""
-        self._port.settimeout(300)
+        self._port.settimeout(90)
         self._until(rb"ready\n")
 
     def _until(self, pattern):
@@ -121,7 +122,10 @@ class Machine:
         with open(os.path.join(self.folder, "console"), encoding="utf-8", errors="replace") as file:
             return "".join(file.readlines()[-15:])
 
+    def kill(self):
+        self._process.kill()
+
     def close(self):
         self._port.close()
-        self._process.send_signal(signal.SIGKILL)
+        self.kill()
         self._process.wait()

@@ -57,13 +57,14 @@ def moments(record, count, rng):
     result = []
     writes = [entry for entry in record.entries if entry[2] != disk.FLUSH]
     after = record.ended - record.told
-    for number in range(count):
+    first = rng.randrange(5)
+    for number in range(first, first + count):
         draw = rng.random()
-        if number % 5 < 2:
+        if number % 5 in (0, 2):
             moment = record.began + draw * (record.told - record.began)
-        elif number % 5 == 2 and writes:
+        elif number % 5 == 4 and writes:
             moment = writes[int(draw * len(writes))][0]
-        elif number % 5 == 3:
+        elif number % 5 == 1:
             moment = record.told + draw * min(after, 6e9)
         else:
             moment = record.told + draw * after

@@ -4,7 +4,9 @@ import threading
 import time
 import traceback
 
-SHOWN = 4  # lines of each bad cut
+from jobs import PEERS
+
+SHOWN = 3  # of each kind of wrong, for each bad cut
 
 
 class Row:
@@ -34,20 +36,22 @@ class Results:
                 count = len(getattr(verdict, what))
                 # Of a report it matters whether it was true, not how often it was not.
                 row.sums[what] += min(count, 1) if what == "untrue" else count
-            lines = list(verdict.lines())
-            peer = " -" in name
-            if lines and not peer:
+            wrongs = verdict.wrongs()
+            if wrongs and name not in PEERS:
                 disk = " forgetful disk," if forget else ""
-                print(f"{name}, {file_system},{disk} {at:+.3f} s from its end, {writes} writes: "
-                      f"{len(lines)} wrong", flush=True)
-                for line in lines[:SHOWN]:
-                    print("    " + line)
+                print(f"{name}, {file_system},{disk} {at:+.3f} s from its end, {writes} writes:",
+                      flush=True)
+                for what, lines in wrongs.items():
+                    for line in lines[:SHOWN]:
+                        print(f"    {what}: {line}")
+                    if len(lines) > SHOWN:
+                        print(f"    {what}: {len(lines) - SHOWN} more")
 
     def good(self):
         """Peers may lose what they like."""
         return not self._failed and all(
             not any(row.sums.values()) for (_, name, _), row in self._rows.items()
-            if " -" not in name)
+            if name not in PEERS)
 
     def print(self):
         if self._quick:
@@ -59,7 +63,7 @@ class Results:
         for (forget, name, file_system), row in sorted(self._rows.items()):
             title = name + (", forgetful disk" if forget else "")
             sums = [f"{count:,}" for count in row.sums.values()]
-            if " -" in name:
+            if name in PEERS:
                 sums[3:] = ["", ""]
             print("| " + " | ".join([title, file_system, str(row.cuts), str(row.after),
                                      f"{row.looked:,}", *sums]) + " |")

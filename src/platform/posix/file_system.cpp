@@ -109,14 +109,14 @@ ErrorCode TakeName(int folder, int file, const std::string& from, const std::str
   // Held, the old content keeps its place on the disk until the new name is there.
   const posix::Handle old(openat(folder, to.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (renameat(folder, from.c_str(), folder, to.c_str()) != 0) return errno;
-  // A file system that cannot sync folders has none to lose. Where an entry of a folder is the
-  // file's own record, it is written with the file.
-  fsync(folder);
   struct statfs found;
-  if (fstatfs(file, &found) == 0 &&
-      !posix::MannersOf(static_cast<std::uint32_t>(found.f_type)).KeepsOrder) {
-    fsync(file);
-  }
+  const bool keeps_order = fstatfs(file, &found) != 0 ||
+                           posix::MannersOf(static_cast<std::uint32_t>(found.f_type)).KeepsOrder;
+  // Elsewhere the entry of a folder is the file's own record, which is written with the file: a new
+  // entry must not reach the disk without it, an old one must not change before the other is gone.
+  if (!keeps_order && !old) fsync(file);
+  fsync(folder);  // A file system that cannot sync folders has none to lose.
+  if (!keeps_order && old) fsync(file);
   return 0;
 }
 

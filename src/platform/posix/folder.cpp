@@ -211,12 +211,21 @@ Result<DiskSpace> Folder::Space() const {
 }
 
 ErrorCode Folder::SyncDisk() const {
-  return Manners().SyncsWhole && syncfs(handle_) != 0 ? errno : 0;
+  const DiskManners manners = Manners();
+  if (!manners.SyncsWhole) return 0;
+  if (syncfs(handle_) != 0) return errno;
+  // FAT's sync leaves what it wrote in the disk's own memory; that of a folder does not.
+  return manners.KeepsOrder ? 0 : Sync();
 }
 
 ErrorCode Folder::Sync() const {
   if (Retry([&] { return fsync(handle_); }) == 0) return 0;
   return errno == EINVAL || errno == EROFS || errno == ENOSYS || errno == EOPNOTSUPP ? 0 : errno;
+}
+
+ErrorCode Folder::SyncFile(std::u16string_view name) const {
+  Result<File> file = OpenFile(name);
+  return file ? file->Sync() : file.Error;
 }
 
 DiskManners Folder::Manners() const {

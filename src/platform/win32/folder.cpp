@@ -247,6 +247,28 @@ DiskManners Folder::Manners() const {
   return {false, false};
 }
 
+// Only who may write to a file may flush it.
+ErrorCode Folder::SyncFile(std::u16string_view name) const {
+  Opening how;
+  how.Access = GENERIC_WRITE | FILE_READ_ATTRIBUTES;
+  how.Options = kNoFolder;
+  Result<Handle> file = win32::OpenEntry(ToHandle(handle_), name, how);
+  if (file.Error == kErrAccess) {
+    Opening marks;
+    marks.Access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
+    const Result<Handle> locked = win32::OpenEntry(ToHandle(handle_), name, marks);
+    const Result<FileStatus> status =
+        locked ? win32::StatusOf(locked->Get()) : Result<FileStatus>::Fail(locked.Error);
+    if (status && (status->Attributes & kAttrReadOnly)) {
+      win32::SetAttributesOf(locked->Get(), status->Attributes & ~kAttrReadOnly);
+      file = win32::OpenEntry(ToHandle(handle_), name, how);
+      win32::SetAttributesOf(locked->Get(), status->Attributes);
+    }
+  }
+  if (!file) return file.Error;
+  return FlushFileBuffers(file->Get()) ? 0 : win32::LastError();
+}
+
 ErrorCode Folder::Sync() const {
   Opening how;
   how.Access = FILE_ADD_FILE | FILE_READ_ATTRIBUTES;
