@@ -338,6 +338,7 @@ class Extraction {
     if (!context_.State.CancelRequested) {
       group.NoteChanged(*root);
       if (staging_->FinishFolders() != 0) ++context_.Counters.WarningFiles;
+      staging_->Clear();
     }
     if (const ErrorCode error = group.Settle()) {
       ++context_.Counters.FailedFiles;

@@ -62,7 +62,14 @@ Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
 }
 
 Staging::~Staging() {
-  if (staged_ && RemoveTree(root_, name_) == 0) journal_.End(record_);
+  Clear();
+  if (cleared_) journal_.End(record_);
+}
+
+void Staging::Clear() {
+  if (!staged_) return;
+  staged_ = Folder();
+  cleared_ = RemoveTree(root_, name_) == 0;
 }
 
 Result<FileStatus> Staging::Status(std::u16string_view name) const {

@@ -26,7 +26,7 @@ class Staging {
   /// next run remove what a killed one leaves.
   Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
           std::u16string_view destination);
-  /// Removes the folder with all that is still in it.
+  /// Clear, and the journal's record ends.
   ~Staging();
   Staging(const Staging&) = delete;
   Staging& operator=(const Staging&) = delete;
@@ -48,6 +48,8 @@ class Staging {
   /// Moves a file or link to its place, over a file or link that is there, of which `replaced` gets
   /// a hold.
   ErrorCode Place(std::u16string_view name, File& replaced) const;
+  /// Removes the folder with all that is still in it.
+  void Clear();
   /// Makes the noted folders and gives them their times and permissions; the first error.
   ErrorCode FinishFolders() const;
 
@@ -60,6 +62,7 @@ class Staging {
   Folder root_, staged_;
   std::u16string name_, path_;
   int record_ = StagingJournal::kNoRecord;
+  bool cleared_ = false;
   std::vector<std::pair<std::u16string, FileStatus>> folders_;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/folder_pair.h"
+#include "files/error_text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 #include "platform/recycle_bin.h"
@@ -91,8 +92,19 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
     return false;
   }
   LogMove(context, u"成功", unit);
+  if (!parent->Manners().SyncsWhole) parent->Sync();
   RemoveEmptyAbove(context, job, unit);
   return true;
+}
+
+/// What was moved is to be where the log tells, after a power cut as well.
+void SyncMoves(RunContext& context, std::u16string_view unit) {
+  const std::u16string_view path = IsFolderUnit(unit) ? unit : PathFolder(unit);
+  const Result<Folder> folder = context.Files.OpenFolder(path);
+  const ErrorCode error = folder ? folder->SyncDisk() : folder.Error;
+  if (!error) return;
+  ++context.Counters.FailedFiles;
+  context.LogTimed(SyncFailedText(path, error));
 }
 
 }  // namespace
@@ -124,9 +136,11 @@ bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view uni
 
 void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
   RecycleBin bin(context.Clock);
-  for (const std::u16string& old : Outdated(job, unit)) {
+  const std::vector<std::u16string> outdated = Outdated(job, unit);
+  for (const std::u16string& old : outdated) {
     if (MoveToBin(context, job, bin, old)) std::erase(job.Extras.Made, old);
   }
+  if (!outdated.empty()) SyncMoves(context, unit);
 }
 
 void PlanKeepNewest(const RunContext& context, const BackupJob& job, RunPlan& plan) {

@@ -257,6 +257,7 @@ void GroupCommit::Make(std::size_t most) {
   for (; most > 0 && synced_->Done < synced_->Items.size(); --most) {
     const Item item = std::move(synced_->Items[synced_->Done++]);
     if (synced_->Error || item.Place->IsLost()) {
+      NoteChanged(item.Place);
       item.Change->GiveUp(synced_->Error ? synced_->Error : kErrNotFound);
     } else {
       NoteChanged(item.Place);
