@@ -327,6 +327,7 @@ bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
     if (!shared && !context_.Plan) {
       shared = Share(folder, path);
       if (!shared) return false;
+      shared->Going = true;
     }
     if (entry->Kind == FileKind::Folder) {
       SyncRemoveTree(folder, shared, entry->Name, path, dest, own);

@@ -117,7 +117,7 @@ void GroupCommit::Add(std::shared_ptr<const CommitFolder> folder, std::unique_pt
 
 void GroupCommit::NoteChanged(const std::shared_ptr<const CommitFolder>& folder) {
   dirty_ = true;
-  if (!folder->Manners.SyncsWhole) NoteFolder(folder);
+  if (!folder->Manners.SyncsWhole && !folder->Going) NoteFolder(folder);
 }
 
 void GroupCommit::NoteFolder(const std::shared_ptr<const CommitFolder>& folder) {

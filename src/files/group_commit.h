@@ -29,7 +29,8 @@ struct CommitFolder {
   std::uint64_t Device = 0;
   DiskManners Manners;
   std::shared_ptr<const CommitFolder> Parent;  ///< of a new folder: the one that it was made in
-  mutable bool Lost = false;  ///< it could not get its name: nothing in it can be reached
+  mutable bool Lost = false;   ///< it could not get its name: nothing in it can be reached
+  mutable bool Going = false;  ///< it is being emptied to be removed: nobody holds it longer
 
   bool IsLost() const { return Lost || (Parent && Parent->IsLost()); }
 };

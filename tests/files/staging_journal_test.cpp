@@ -45,9 +45,10 @@ TEST_F(StagingJournalTest, WhatAKilledRunLeftGoesWhereverItLies) {
   Killed();
   WriteTestFile(folder_ / Temp(kFirst), "half");
   WriteTestFile(folder_ / "sub" / "deep" / Temp(kFirst + 7), "half");
-  fs::create_symlink("nowhere", folder_ / "sub" / Temp(kFirst + 8));
+  std::error_code no_links;
+  fs::create_symlink("nowhere", folder_ / "sub" / Temp(kFirst + 8), no_links);
   WriteTestFile(folder_ / Temp(kFirst + 9) / "in" / "a", "in a folder that has no name yet");
-  EXPECT_EQ(Heal().size(), 4U);
+  EXPECT_EQ(Heal().size(), no_links ? 3U : 4U);
   EXPECT_EQ(ReadTestFile(folder_ / "a"), "old");
   EXPECT_FALSE(fs::exists(folder_ / Temp(kFirst + 9)));
   EXPECT_TRUE(fs::is_empty(folder_ / "sub" / "deep"));
