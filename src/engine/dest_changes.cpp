@@ -104,18 +104,32 @@ class DestChanges::NameChangeOfFolder final : public Change {
 /// A folder that gets its times when what was changed in it is done.
 class DestChanges::FinishChange final : public Change {
  public:
-  FinishChange(DestChanges& changes, FolderPair pair, bool source_is_root, std::u16string_view path)
-      : changes_(changes), pair_(std::move(pair)), source_is_root_(source_is_root), path_(path) {
-    pair_.Dest = Folder();  // One handle is enough.
+  /// One handle is enough to wait with. What needs the source's is carried over now, and what would
+  /// keep the owner from changing the folder when nobody does any more.
+  FinishChange(DestChanges& changes, const FolderPair& pair, bool source_is_root,
+               std::u16string_view path)
+      : changes_(changes),
+        folder_(pair.Shared),
+        like_(pair.SourceStatus),
+        source_is_root_(source_is_root),
+        path_(path) {
+    if (source_is_root) return;
+    constexpr std::uint32_t kOwnerMay = 0700;
+    FileStatus now = like_;
+    now.Mode |= kOwnerMay;
+    folder_->Folder.SetAttributes(now, pair.Source);
   }
 
-  void Commit(GroupCommit&) override { changes_.FinishNow(pair_, source_is_root_, path_); }
+  void Commit(GroupCommit&) override {
+    changes_.FinishNow(folder_->Folder, like_, folder_->Folder, source_is_root_, path_);
+  }
   // The folder is there whatever became of its files.
-  void GiveUp(ErrorCode) override { changes_.FinishNow(pair_, source_is_root_, path_); }
+  void GiveUp(ErrorCode) override { Commit(changes_.group_); }
 
  private:
   DestChanges& changes_;
-  FolderPair pair_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const FileStatus like_;
   const bool source_is_root_;
   const std::u16string path_;
 };
@@ -251,16 +265,19 @@ void DestChanges::GiveName(const FolderPair& pair) {
   pair.Unnamed.reset();
 }
 
-void DestChanges::FinishFolder(FolderPair pair, bool source_is_root, std::u16string_view path) {
-  if (const std::shared_ptr<const CommitFolder> shared = pair.Shared) {
-    return group_.Add(shared,
-                      std::make_unique<FinishChange>(*this, std::move(pair), source_is_root, path));
+void DestChanges::FinishFolder(const FolderPair& pair, bool source_is_root,
+                               std::u16string_view path) {
+  if (!pair.Source) return;
+  if (pair.Shared && group_.Pending()) {
+    group_.Add(pair.Shared, std::make_unique<FinishChange>(*this, pair, source_is_root, path));
+  } else {
+    FinishNow(pair.Dest, pair.SourceStatus, pair.Source, source_is_root, path);
   }
-  FinishNow(pair, source_is_root, path);
 }
 
-void DestChanges::FinishNow(const FolderPair& pair, bool source_is_root, std::u16string_view path) {
-  const ErrorCode error = FinishDestination(pair, source_is_root);
+void DestChanges::FinishNow(const Folder& dest, const FileStatus& like, const Folder& source,
+                            bool source_is_root, std::u16string_view path) {
+  const ErrorCode error = FinishDestination(dest, like, source, source_is_root);
   if (!error) return;
   ++context_.Counters.WarningFiles;
   context_.Log.WriteTimed(

@@ -56,7 +56,7 @@ class DestChanges {
   /// may be copied ahead meanwhile.
   void GiveName(const FolderPair& pair);
   /// It gets its permissions and times when all is done in it.
-  void FinishFolder(FolderPair pair, bool source_is_root, std::u16string_view path);
+  void FinishFolder(const FolderPair& pair, bool source_is_root, std::u16string_view path);
 
   /// Returns when everything is on the disk; what has failed is counted and logged.
   void Settle();
@@ -65,7 +65,8 @@ class DestChanges {
   class CopyChange;
   class NameChangeOfFolder;
   class FinishChange;
-  void FinishNow(const FolderPair& pair, bool source_is_root, std::u16string_view path);
+  void FinishNow(const Folder& dest, const FileStatus& like, const Folder& source,
+                 bool source_is_root, std::u16string_view path);
   void LogLine(std::u16string_view text, std::u16string_view what);
 
   RunContext& context_;

@@ -84,14 +84,10 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
   return true;
 }
 
-ErrorCode FinishDestination(const FolderPair& pair, bool source_is_root) {
-  if (!pair.Source) return 0;
-  const Folder& dest = pair.Shared ? pair.Shared->Folder : pair.Dest;
-  ErrorCode error = 0;
-  if (!source_is_root) {
-    error = dest.SetAttributes(pair.SourceStatus, pair.Source);
-  }
-  const ErrorCode times_error = dest.SetTimes(pair.SourceStatus);
+ErrorCode FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
+                            bool source_is_root) {
+  const ErrorCode error = source_is_root ? 0 : dest.SetAttributes(like, source);
+  const ErrorCode times_error = dest.SetTimes(like);
   return times_error ? times_error : error;
 }
 

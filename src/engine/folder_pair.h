@@ -94,8 +94,10 @@ FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16s
 bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
                      const WalkPaths& paths, FolderPair& pair);
 
-/// Gives the destination the source's times, after its content, and its attributes. Those of a
-/// source that is a root belong to the drive, not to the data: they stay.
-ErrorCode FinishDestination(const FolderPair& pair, bool source_is_root);
+/// Gives the destination the source's times, after its content, and its attributes, `like` being
+/// the source's status. Those of a source that is a root belong to the drive, not to the data: they
+/// stay.
+ErrorCode FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
+                            bool source_is_root);
 
 }  // namespace kavrel

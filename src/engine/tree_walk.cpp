@@ -108,7 +108,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     WalkFolder(&pair, subfolder, folder_names.Note(pair.Source, subfolder));
   }
   if (context_.Plan || !FinishesFolder(pair)) return;
-  dest_.FinishFolder(std::move(pair), IsRootPath(paths_.Source()), paths_.Dest());
+  dest_.FinishFolder(pair, IsRootPath(paths_.Source()), paths_.Dest());
 }
 
 bool TreeWalk::ReadyDestination(const FolderPair* parent, std::u16string_view name,

@@ -21,7 +21,7 @@ constexpr std::size_t kFewestBytes = std::size_t{4} << 20, kFirstBytes = std::si
                       kMostBytes = std::size_t{256} << 20;
 constexpr auto kOldest = 5000ms, kLongSync = 800ms, kShortSync = 300ms;
 /// Folders are held open for a group's changes.
-constexpr std::size_t kMostFolders = 64;
+constexpr std::size_t kMostFolders = 160;
 /// Changes made for each file that the run deals with, so that it never stands still for a group.
 constexpr std::size_t kAtATime = 4;
 constexpr auto kPumpSlice = 25ms, kPatience = 1200ms;
