@@ -6,6 +6,7 @@
 
 #include "base/text.h"
 #include "files/path.h"
+#include "files/patient_sync.h"
 #include "platform/child_process.h"
 
 namespace kavrel {
@@ -244,6 +245,16 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
   return cancelled ? kCommandCancelled : code;
 }
 
+ErrorCode SevenZipLibrary::PutInPlace(std::u16string_view half, std::u16string_view archive,
+                                      ArchiveMonitor* monitor) const {
+  Result<File> file = file_system_.OpenForUpdate(half);
+  if (!file) return file.Error;
+  constexpr int kDone = 100;
+  const ErrorCode error =
+      SyncPatiently(std::move(*file), [&] { return !monitor || monitor->Working(kDone, {}); });
+  return error ? error : file_system_.PutInPlace(half, archive);
+}
+
 int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& output) const {
   output.clear();
   if (!Present()) return kNoArchiver;
@@ -267,8 +278,10 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
   int code = RunProgram(request->Arguments, request->Folder, sent, text);
   const bool done = code == 0 || code == 1;
   if (packs && done) {
-    const ErrorCode error = file_system_.PutInPlace(half, archive);
-    if (error) {
+    const ErrorCode error = PutInPlace(half, archive, command.Monitor);
+    if (error == kSyncGivenUp) {
+      code = kCommandCancelled;
+    } else if (error) {
       text += SystemFailure(half, error);
       code = 2;
     }

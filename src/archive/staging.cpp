@@ -1,7 +1,6 @@
 #include "archive/staging.h"
 
 #include <algorithm>
-#include <random>
 
 #include "base/text.h"
 #include "files/path.h"
@@ -44,9 +43,7 @@ Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
   if (!root) return;
   root_ = std::move(*root);
   const std::u16string folder = AddBackslash(destination);
-  // A number that nobody else's folder bears: the next run may remove it with all that is in it.
-  constexpr std::uint64_t kChances = 1'000'000'000;
-  std::uint64_t number = TempNumberOf(clock.Now()) * kChances + std::random_device()() % kChances;
+  std::uint64_t number = FirstTempNumber(clock.Now());
   for (; !staged_; ++number) {
     name_ = TempName(number);
     record_ = journal_.BeginFolder(folder, number);

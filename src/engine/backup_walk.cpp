@@ -29,6 +29,9 @@ class BackupWalk final : public TreeWalk {
   bool LeavesFileOut(std::u16string_view name) override;
   bool WithinSizeLimit(const FileStatus& source) const override;
   bool IsPlannedGone(std::u16string_view name) const override;
+  bool IsGoing(std::u16string_view name) const override {
+    return synchronisation_ && synchronisation_->IsGoing(name);
+  }
 
  private:
   void HandleByPatterns(const FolderPair& pair, FolderReader& reader,

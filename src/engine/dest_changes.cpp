@@ -2,6 +2,7 @@
 
 #include "files/error_text.h"
 #include "files/path.h"
+#include "files/remove_tree.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -32,7 +33,6 @@ class DestChanges::CopyChange final : public Change {
         source_path_(source_path) {}
 
   void Commit(GroupCommit& group) override {
-    changes_.names_.NoteOwn(folder_->Path, staged_.Name);
     File replaced;
     if (staged_.Commit(folder_->Folder, &replaced)) return GiveUp(kErrAccess);
     group.LetGo(*folder_, std::move(replaced));
@@ -80,11 +80,14 @@ class DestChanges::NameChangeOfFolder final : public Change {
 
   void Commit(GroupCommit&) override {
     const CommitFolder& parent = *unnamed_->Parent;
-    changes_.names_.NoteOwn(parent.Path, unnamed_->Name);
-    if (!unnamed_->Spoilt && parent.Folder.Rename(unnamed_->TempName, unnamed_->Name) == 0) return;
-    // All that is in it cannot be reached and goes at the end of the run.
+    if (!unnamed_->Spoilt && TakeName(parent.Folder) == 0) return;
+    Abandon();
+    if (RemoveTree(parent.Folder, unnamed_->TempName)) changes_.names_.NoteLeft();
+  }
+
+  /// Nothing that is in it can be reached.
+  void Abandon() override {
     self_->Lost = true;
-    changes_.names_.NoteLeft();
     RunCounters& counters = changes_.context_.Counters;
     counters.CopiedFiles -= unnamed_->Copied;
     counters.CopiedBytes -= unnamed_->Bytes;
@@ -96,6 +99,12 @@ class DestChanges::NameChangeOfFolder final : public Change {
   void GiveUp(ErrorCode) override { Commit(changes_.group_); }
 
  private:
+  ErrorCode TakeName(const Folder& parent) const {
+    const ErrorCode error = parent.Rename(unnamed_->TempName, unnamed_->Name);
+    // An empty folder that somebody has made meanwhile is as good as none.
+    return IsTaken(error) ? parent.Replace(unnamed_->TempName, unnamed_->Name) : error;
+  }
+
   DestChanges& changes_;
   const std::shared_ptr<UnnamedFolder> unnamed_;
   const std::shared_ptr<const CommitFolder> self_;

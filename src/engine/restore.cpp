@@ -132,11 +132,10 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
     ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
   } else if (pick) {
     RestorePicked(context, job, *pick);
-    HealStaged(context);
   } else {
     RestoreWalk(context, job, mode).Run();
   }
-  HealStaged(context);
+  if (!state.CancelRequested) HealStaged(context);
   job.LastRunResult = ToLastRunResult(context.Counters, state.CancelRequested);
   WriteRestoreSummary(context, job);
   context.Log.CloseJobLog();

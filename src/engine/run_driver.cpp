@@ -54,7 +54,8 @@ RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t starte
     if (PassSpaceCheck(context, job)) BackupFolder(context, job);
     context.DestRoot = {};
   }
-  HealStaged(context);
+  // What a cancelled run had no time to clear away is left to the next one.
+  if (!context.State.CancelRequested) HealStaged(context);
   RememberRun(context, job, unit, existed);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   RecordResult(context, job);

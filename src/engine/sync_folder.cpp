@@ -11,10 +11,14 @@ namespace kavrel {
 
 namespace {
 
+std::uint64_t NameKey(std::u16string_view name) {
+  return std::hash<std::u16string_view>()(name);
+}
+
 /// Name and kind of an entry as one number, so that a huge folder's listing stays small. Two
 /// entries of one number would only make the pass keep something that it might have removed.
 std::uint64_t EntryKey(const FolderEntry& entry) {
-  const std::uint64_t hash = std::hash<std::u16string_view>()(entry.Name);
+  const std::uint64_t hash = NameKey(entry.Name);
   return entry.Kind == FileKind::Folder ? ~hash : hash;
 }
 
@@ -63,6 +67,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   // A source that cannot be opened is not an empty source; the walk counts and logs that.
   if (pair.SourceError) return true;
   std::vector<std::uint64_t> held;
+  going_.clear();
   std::u16string path(paths.Dest());
   const Result<FileStatus> dest = pair.Dest.Status();
   const std::vector<FolderEntry>* foreseen = dest ? foreseen_.Find(*dest) : nullptr;
@@ -86,6 +91,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
       comes_back = comes_back || ComesBack(pair, entry->Name);
+      NoteGoing(entry->Name);
       if (seen) seen->Gone.push_back(*entry);
     } else if (seen && entry->Kind == FileKind::Folder) {
       seen->KeptFolders.push_back(entry->Name);
@@ -97,6 +103,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   if (seen) seen->Whole = reader.Error() == 0;
   // What takes the place of something that is still to go must not meet it.
   if (comes_back) group_->Flush();
+  std::sort(going_.begin(), going_.end());
   return true;
 }
 
@@ -114,10 +121,12 @@ void Synchronisation::SyncForeseen(const FolderPair& pair, const std::vector<Fol
     if (same && !MayBeHeld(pair.Source, entry)) {
       SyncEntry(pair, entry, path, dest);
       comes_back = comes_back || ComesBack(pair, entry.Name);
+      NoteGoing(entry.Name);
     }
     context_.Host.PumpMessages();
   }
   if (comes_back) group_->Flush();
+  std::sort(going_.begin(), going_.end());
 }
 
 bool Synchronisation::PassesGuard() {
@@ -211,6 +220,14 @@ void Synchronisation::SyncEntry(const FolderPair& pair, const FolderEntry& entry
 
 bool Synchronisation::ComesBack(const FolderPair& pair, std::u16string_view name) const {
   return group_ && group_->Pending() && (pair.Source.Status(name) || FoldsCase(pair.Dest, name));
+}
+
+void Synchronisation::NoteGoing(std::u16string_view name) {
+  if (group_ && group_->Pending()) going_.push_back(NameKey(name));
+}
+
+bool Synchronisation::IsGoing(std::u16string_view name) const {
+  return std::binary_search(going_.begin(), going_.end(), NameKey(name));
 }
 
 void Synchronisation::RemoveFile(const std::shared_ptr<const CommitFolder>& folder,

@@ -40,6 +40,9 @@ class Synchronisation {
   /// Removals go there, and are made in their turn; it outlives this, and has nothing pending when
   /// this goes. Not needed with a plan.
   void UseGroup(GroupCommit& group) { group_ = &group; }
+  /// Whether an entry of this name, in the folder that was gone through last, may be still to go: a
+  /// source that has it again by now must not take it for its copy.
+  bool IsGoing(std::u16string_view name) const;
   /// Whether the plan removes what lies at this path of the destination.
   bool IsPlannedGone(const std::u16string& path) const { return planned_gone_.contains(path); }
 
@@ -60,8 +63,9 @@ class Synchronisation {
   /// `in`: the folder that is being emptied; null for a folder that both sides have.
   void RemoveFile(const std::shared_ptr<const CommitFolder>& folder, const FolderEntry& entry,
                   std::u16string_view path, const SharedEmptying& in);
-  /// Whether the name of something that is still to go may be met again in this folder.
+  /// Whether what is still to go may be met by another name in this folder.
   bool ComesBack(const FolderPair& pair, std::u16string_view name) const;
+  void NoteGoing(std::u16string_view name);
   void PlanFile(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
   void FinishFile(ErrorCode error, std::u16string_view name, const SharedEmptying& in);
   void FinishFolder(ErrorCode error, std::u16string_view path, const SharedEmptying& in);
@@ -83,6 +87,7 @@ class Synchronisation {
   ForeseenFolders foreseen_;
   std::unordered_set<std::u16string> planned_gone_;  ///< paths, as far as the source has them
   std::size_t root_length_ = 0;                      ///< of the destination's path
+  std::vector<std::uint64_t> going_;  ///< keys of names, in order at the folder's end
 };
 
 }  // namespace kavrel

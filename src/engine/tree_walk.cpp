@@ -139,6 +139,10 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
     error = reader.Error();
   }
   dest_.GiveName(pair);
+  if (std::any_of(subfolders.begin(), subfolders.end(),
+                  [this](const std::u16string& name) { return IsGoing(name); })) {
+    dest_.Group().Flush();
+  }
   if (error && report) {
     // Whoever reads the log must learn that something of the source is missing from the copy.
     ++context_.Counters.FailedFiles;
@@ -170,6 +174,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   if (kind == FileKind::Special) return LeaveOut(pair, PlanReason::Special, name);
   const std::u16string_view twin = file_names_.Note(pair.Source, name);
   if (DestChanges::WantsName(pair) && FinishAhead(pair)) dest_.GiveName(pair);
+  again = again || IsGoing(name);
   if (ahead_ && kind == FileKind::File && !again && twin.empty()) {
     ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew,
                  !pair.DestManners.SyncsWhole, pair.Unnamed != nullptr},

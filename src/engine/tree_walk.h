@@ -51,6 +51,8 @@ class TreeWalk {
   /// True keeps this file of the present folder out, which is logged and counted.
   virtual bool LeavesFileOut(std::u16string_view) { return false; }
   virtual bool WithinSizeLimit(const FileStatus&) const { return true; }
+  /// Whether an entry of the present destination folder may be about to be removed.
+  virtual bool IsGoing(std::u16string_view) const { return false; }
   /// While the run is only planned: whether its own synchronisation removes this entry of the
   /// present destination folder before it is looked at.
   virtual bool IsPlannedGone(std::u16string_view) const { return false; }

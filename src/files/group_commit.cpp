@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <limits>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -24,7 +25,7 @@ constexpr auto kOldest = 5000ms, kLongSync = 800ms, kShortSync = 300ms;
 constexpr std::size_t kMostFolders = 160;
 /// Changes made for each file that the run deals with, so that it never stands still for a group.
 constexpr std::size_t kAtATime = 4;
-constexpr auto kPumpSlice = 25ms, kPatience = 1200ms;
+constexpr auto kPumpSlice = 25ms, kPatience = 1000ms, kCleaning = 500ms;
 
 }  // namespace
 
@@ -151,16 +152,14 @@ bool GroupCommit::Pending() const {
 }
 
 void GroupCommit::Close() {
-  if (waiting_ && !AwaitSync()) return;
-  Make(kMostItems * 2);
-  if (filling_.Items.empty()) return;
+  if ((waiting_ && !AwaitSync()) || !MakeAll() || filling_.Items.empty()) return;
   waiting_ = TakeNext();
   if (waiting_->Staged) {
     StartSync();
   } else {
     // There is nothing to wait for: what it relies on has been made.
     TakeSynced();
-    Make(kMostItems * 2);
+    MakeAll();
   }
 }
 
@@ -220,6 +219,8 @@ bool GroupCommit::AwaitSync() {
 }
 
 void GroupCommit::TakeSynced() {
+  // The group before it goes first.
+  if (!MakeAll()) return;
   ErrorCode error = 0;
   if (syncing_) {
     error = syncing_->Error;
@@ -228,7 +229,6 @@ void GroupCommit::TakeSynced() {
   }
   if (error && !error_) error_ = error;
   if (!waiting_) return;
-  Make(kMostItems * 2);
   synced_ = std::exchange(waiting_, std::nullopt);
   synced_->Error = error;
   if (error) return;
@@ -255,6 +255,8 @@ void GroupCommit::Adapt(std::chrono::duration<double> took) {
 void GroupCommit::Make(std::size_t most) {
   if (!synced_) return;
   for (; most > 0 && synced_->Done < synced_->Items.size(); --most) {
+    PumpNowAndThen();
+    if (GivesUpWaiting()) return;
     const Item item = std::move(synced_->Items[synced_->Done++]);
     if (synced_->Error || item.Place->IsLost()) {
       NoteChanged(item.Place);
@@ -274,6 +276,18 @@ bool GroupCommit::SyncDone() const {
   return lock && syncing_->Done;
 }
 
+bool GroupCommit::MakeAll() {
+  Make(std::numeric_limits<std::size_t>::max());
+  return !synced_;
+}
+
+void GroupCommit::PumpNowAndThen() {
+  const SteadyClock::time_point now = SteadyClock::now();
+  if (now - pumped_at_ < kPumpSlice) return;
+  pumped_at_ = now;
+  pump_.PumpMessages();
+}
+
 void GroupCommit::Advance() {
   if (!synced_ && waiting_ && SyncDone()) TakeSynced();
   Make(kAtATime);
@@ -287,7 +301,7 @@ void GroupCommit::Flush() {
     } else if (waiting_ && !AwaitSync()) {
       return;
     }
-    Make(kMostItems * 2);
+    if (!MakeAll()) return;
   }
 }
 
@@ -302,15 +316,22 @@ ErrorCode GroupCommit::Settle() {
 }
 
 void GroupCommit::GiveUpAll(ErrorCode why) {
-  for (std::optional<Group>* group : {&synced_, &waiting_}) {
-    if (!*group) continue;
-    const Group given_up = std::exchange(*group, std::nullopt).value();
-    for (std::size_t at = given_up.Done; at < given_up.Items.size(); ++at) {
-      given_up.Items[at].Change->GiveUp(why);
+  const SteadyClock::time_point until = SteadyClock::now() + kCleaning;
+  const auto give_up = [&](Group group) {
+    for (; group.Done < group.Items.size(); ++group.Done) {
+      Change& change = *group.Items[group.Done].Change;
+      if (why || SteadyClock::now() < until) {
+        change.GiveUp(why);
+      } else {
+        names_.NoteLeft();
+        change.Abandon();
+      }
     }
+  };
+  for (std::optional<Group>* group : {&synced_, &waiting_}) {
+    if (*group) give_up(std::exchange(*group, std::nullopt).value());
   }
-  const Group given_up = std::exchange(filling_, {});
-  for (const Item& item : given_up.Items) item.Change->GiveUp(why);
+  give_up(std::exchange(filling_, {}));
   syncing_.reset();
 }
 

@@ -47,6 +47,9 @@ class Change {
   /// It must not be made: the disk does not have what it relies on (`why`), or the run was
   /// cancelled (0). Undoes what was prepared, and tells.
   virtual void GiveUp(ErrorCode why) = 0;
+  /// Of a cancelled run, when there is no time left for GiveUp: touches no disk. What was prepared
+  /// is left to the journal.
+  virtual void Abandon() {}
   /// A name that is about to change, where a power cut might take both names of the file.
   virtual std::optional<NameChange> Naming() const { return std::nullopt; }
   /// Whether a file takes the name of another.
@@ -123,8 +126,13 @@ class GroupCommit {
   /// True when the run is cancelled and has waited for long enough.
   bool GivesUpWaiting();
   void TakeSynced();
-  /// Makes up to `most` changes of the group whose turn it is.
+  /// Makes up to `most` changes of the group whose turn it is, and fewer when a cancelled run has
+  /// waited for long enough.
   void Make(std::size_t most);
+  /// All of them; false when it was fewer.
+  bool MakeAll();
+  /// Lets the host live where changes take long.
+  void PumpNowAndThen();
   void GiveUpAll(ErrorCode why);
   void NoteFolder(const std::shared_ptr<const CommitFolder>& folder);
   void NoteDisk(const std::shared_ptr<const CommitFolder>& folder);
@@ -149,6 +157,7 @@ class GroupCommit {
   ErrorCode error_ = 0;
   std::size_t most_items_, most_bytes_;
   std::optional<SteadyClock::time_point> cancelled_at_;
+  SteadyClock::time_point pumped_at_ = SteadyClock::now();
 };
 
 }  // namespace kavrel

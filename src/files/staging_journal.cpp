@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 
 #include "base/number.h"
 #include "base/text.h"
@@ -16,13 +15,6 @@ namespace {
 
 constexpr std::u16string_view kPrefix = u"pt", kEnding = u".tmp";
 constexpr std::string_view kHeading = "Kavrel staging 1";
-/// How far the clock of a disk's server may be behind ours.
-constexpr std::int64_t kClockSlack = 3600;  // seconds
-
-std::int64_t SystemSeconds() {
-  using std::chrono::system_clock;
-  return std::chrono::floor<std::chrono::seconds>(system_clock::now()).time_since_epoch().count();
-}
 
 /// Takes field after field; what is not there, or no number, makes the rest unreadable.
 class Fields {
@@ -84,12 +76,7 @@ std::string StagingJournal::Write(const std::vector<Record>& records) {
     if (record.Ended) continue;
     put(record.IsFolder ? "folder" : "files");
     put(ToUtf8(record.Root));
-    for (const std::uint64_t number :
-         {record.First, record.Count, static_cast<std::uint64_t>(record.Since)}) {
-      put(std::to_string(number));
-    }
-    put(std::to_string(record.Own.size()));
-    for (const std::u16string& path : record.Own) put(ToUtf8(path));
+    for (const std::uint64_t number : {record.First, record.Count}) put(std::to_string(number));
     put(std::to_string(record.Changes.size()));
     for (const NameChange& change : record.Changes) {
       for (const std::u16string* part : {&change.Folder, &change.Temp, &change.Name}) {
@@ -110,10 +97,6 @@ std::vector<StagingJournal::Record> StagingJournal::Read(std::string_view text) 
     record.Root = fields.Text();
     record.First = fields.Number();
     record.Count = fields.Number();
-    record.Since = static_cast<std::int64_t>(fields.Number());
-    for (std::uint64_t left = fields.Number(); left > 0 && fields.Good(); --left) {
-      record.Own.push_back(fields.Text());
-    }
     for (std::uint64_t left = fields.Number(); left > 0 && fields.Good(); --left) {
       std::u16string folder = fields.Text(), temp = fields.Text();
       record.Changes.push_back({std::move(folder), std::move(temp), fields.Text()});
@@ -126,7 +109,6 @@ std::vector<StagingJournal::Record> StagingJournal::Read(std::string_view text) 
 
 int StagingJournal::Begin(Record record) {
   record.Root = AddBackslash(record.Root);
-  record.Since = SystemSeconds();
   const std::lock_guard lock(mutex_);
   if (!loaded_) {
     // Nothing of an earlier run must be lost where nobody has healed yet.
@@ -162,13 +144,6 @@ void StagingJournal::Extend(int record) {
   if (record == kNoRecord) return;
   const std::lock_guard lock(mutex_);
   records_[static_cast<std::size_t>(record)].Count += kNumbers;
-  Save();
-}
-
-void StagingJournal::NoteOwn(int record, std::u16string_view path) {
-  if (record == kNoRecord) return;
-  const std::lock_guard lock(mutex_);
-  records_[static_cast<std::size_t>(record)].Own.emplace_back(path);
   Save();
 }
 
@@ -224,16 +199,10 @@ class StagingJournal::Healer {
     report_(error ? Healing::Failed : what, path_ + std::u16string(name));
   }
 
-  /// Whether it was made since the record was. Where nobody keeps when a file was made, its name
-  /// must do.
-  bool IsOurs(const FileStatus& status) const {
-    return !status.KnowsCreated || status.Created.Seconds >= record_.Since - kClockSlack;
-  }
-
   void RemoveFolder(const Folder& root) {
     const std::u16string name = TempName(record_.First);
     const Result<FileStatus> there = root.Status(name);
-    if (there && there->Kind == FileKind::Folder && IsOurs(*there)) {
+    if (there && there->Kind == FileKind::Folder) {
       Tell(Healing::PartRemoved, RemoveTree(root, name), name);
     }
   }
@@ -243,7 +212,7 @@ class StagingJournal::Healer {
     const Result<Folder> folder = files_.OpenFolder(change.Folder);
     if (!folder) return;
     const Result<FileStatus> temp = folder->Status(change.Temp), own = folder->Status(change.Name);
-    if (!temp || temp->Kind == FileKind::Folder || !IsOurs(*temp) || !IsNotFound(own.Error)) return;
+    if (!temp || temp->Kind == FileKind::Folder || !IsNotFound(own.Error)) return;
     path_ = change.Folder;
     Tell(Healing::Completed, folder->Rename(change.Temp, change.Name), change.Name);
     path_ = record_.Root;
@@ -262,16 +231,12 @@ class StagingJournal::Healer {
     }
     if (reader.Error()) Tell(Healing::Failed, reader.Error(), {});
     for (const std::u16string& name : found) {
-      const bool own =
-          std::find(record_.Own.begin(), record_.Own.end(), path_ + name) != record_.Own.end();
       const Result<FileStatus> status = folder.Status(name);
       const bool is_folder = status && status->Kind == FileKind::Folder;
-      if (!own && status && IsOurs(*status)) {
-        Tell(Healing::PartRemoved, is_folder ? RemoveTree(folder, name) : folder.RemoveFile(name),
-             name);
-      } else if (is_folder) {
-        subfolders.push_back(name);
-      }
+      const ErrorCode error = !status     ? status.Error
+                              : is_folder ? RemoveTree(folder, name)
+                                          : folder.RemoveFile(name);
+      Tell(Healing::PartRemoved, error, name);
     }
     for (const std::u16string& name : subfolders) {
       const Result<Folder> subfolder = folder.OpenFolder(name);
@@ -279,7 +244,8 @@ class StagingJournal::Healer {
       (path_ += name) += PathSeparator(record_.Root);
       if (subfolder) {
         Search(*subfolder);
-      } else {
+      } else if (subfolder.Error != kErrAccess) {
+        // Where this user may not look, the run could not write either.
         Tell(Healing::Failed, subfolder.Error, {});
       }
       path_.resize(length);

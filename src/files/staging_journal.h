@@ -46,8 +46,8 @@ class StagingJournal {
   explicit StagingJournal(const FileSystem& files);
 
   /// Clears away what earlier runs, or this one, have left. What cannot be reached now (a disk that
-  /// is not there) stays in the journal. Nothing is removed that no record covers, that was there
-  /// before the record, or that is one of the files which a run was to make.
+  /// is not there) stays in the journal. Nothing is removed that no record covers: its numbers are
+  /// nobody else's.
   void Heal(const Report& report);
 
   /// Notes that temporary files will be made below `root`, with numbers from `first` on; returns
@@ -58,8 +58,6 @@ class StagingJournal {
   int BeginFolder(std::u16string_view root, std::uint64_t number);
   /// As many more numbers as at first.
   void Extend(int record);
-  /// This file, whose name looks like a temporary one, is none.
-  void NoteOwn(int record, std::u16string_view path);
   /// These names are changed next, on a disk where a power cut may take both names of a file. They
   /// take the place of those noted before.
   void NoteChanges(int record, std::span<const NameChange> changes);
@@ -71,8 +69,6 @@ class StagingJournal {
     bool IsFolder = false;
     std::u16string Root;  ///< with its final separator
     std::uint64_t First = 0, Count = 0;
-    std::int64_t Since = 0;  ///< seconds since 1970
-    std::vector<std::u16string> Own;
     std::vector<NameChange> Changes;
     bool Ended = false;
   };

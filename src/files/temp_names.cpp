@@ -1,14 +1,19 @@
 #include "files/temp_names.h"
 
+#include <random>
+
 namespace kavrel {
 
-std::uint64_t TempNumberOf(DateTime now) {
+std::uint64_t FirstTempNumber(DateTime now) {
+  constexpr std::uint64_t kChances = 1'000'000'000;
   const CivilTime t = ToCivil(now);
-  return static_cast<std::uint64_t>(t.Second + 100 * t.Minute + 10000 * t.Hour + 1000000 * t.Day);
+  const auto moment =
+      static_cast<std::uint64_t>(t.Second + 100 * t.Minute + 10000 * t.Hour + 1000000 * t.Day);
+  return moment * kChances + std::random_device()() % kChances;
 }
 
 TempNames::TempNames(Clock& clock, StagingJournal* journal, std::u16string_view root)
-    : journal_(journal), root_(root), first_(TempNumberOf(clock.Now())), next_(first_) {}
+    : journal_(journal), root_(root), first_(FirstTempNumber(clock.Now())), next_(first_) {}
 
 TempNames::~TempNames() {
   if (journal_ && !left_) journal_->End(record_);
@@ -21,12 +26,6 @@ std::u16string TempNames::Next() {
   const std::uint64_t used = next_ - first_;
   if (journal_ && used > 0 && used % StagingJournal::kNumbers == 0) journal_->Extend(record_);
   return TempName(next_++);
-}
-
-void TempNames::NoteOwn(std::u16string_view folder, std::u16string_view name) {
-  if (!journal_ || !TempNumber(name)) return;
-  const std::lock_guard lock(mutex_);
-  journal_->NoteOwn(record_, std::u16string(folder) += name);
 }
 
 void TempNames::NoteChanges(std::span<const NameChange> changes) {

@@ -20,12 +20,8 @@ class TempNames {
   TempNames(const TempNames&) = delete;
   TempNames& operator=(const TempNames&) = delete;
 
-  /// The next name: its number is made of day, hour, minute and second of when this was made, and
-  /// counted on from there. Whoever finds the name taken asks again. Any thread may.
+  /// The next name: FirstTempNumber of when this was made, counted on from there. Any thread may.
   std::u16string Next();
-  /// To be told of each file that gets its name, before it does: one that looks like a temporary
-  /// name must not be taken for one after a crash.
-  void NoteOwn(std::u16string_view folder, std::u16string_view name);
   void NoteChanges(std::span<const NameChange> changes);
   /// A temporary file could not be removed: it is left to the journal.
   void NoteLeft() { left_ = true; }
@@ -39,8 +35,9 @@ class TempNames {
   bool begun_ = false, left_ = false;
 };
 
-/// The number that temporary names of this moment begin with: second + 100 * minute + 10,000 * hour
-/// + 1,000,000 * day of the month.
-std::uint64_t TempNumberOf(DateTime now);
+/// A number to begin with: second + 100 * minute + 10,000 * hour + 1,000,000 * day of the month,
+/// and nine digits of chance behind that. So nobody else's name is met, nor taken for one of ours
+/// after a crash.
+std::uint64_t FirstTempNumber(DateTime now);
 
 }  // namespace kavrel

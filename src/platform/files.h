@@ -33,7 +33,6 @@ struct FileStatus {
   std::uint64_t Size = 0;       ///< bytes
   std::uint64_t Allocated = 0;  ///< bytes that the file takes on disk; below Size: it has holes
   FileTime Created, Accessed, Written;
-  bool KnowsCreated = true;          ///< else Created is Written: the file system does not keep it
   std::uint64_t Device = 0, Id = 0;  ///< together the identity of the entry
   std::uint64_t Mount = 0;           ///< the mount that it was reached through
   std::uint64_t Links = 1;           ///< names that a file has

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <thread>
+
 #include "support/recording_host.h"
 #include "support/set_clock.h"
 #include "support/temp_folder.h"
@@ -32,6 +35,19 @@ class GroupCommitTest : public testing::Test {
     }
     GroupCommitTest& Test;
     std::string Name;
+  };
+  /// As on a disk where every change takes long.
+  struct Slow : Noted {
+    using Noted::Noted;
+    void Commit(GroupCommit& group) override {
+      Noted::Commit(group);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    void GiveUp(ErrorCode why) override {
+      Noted::GiveUp(why);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    void Abandon() override { Test.done_.push_back("abandoned"); }
   };
   std::unique_ptr<Change> Make(std::string name) {
     return std::make_unique<Noted>(*this, std::move(name));
@@ -72,6 +88,19 @@ TEST_F(GroupCommitTest, WhatIsPendingWhenARunIsCancelledIsMadeOrGivenUpButNeverF
   state_.CancelRequested = true;
   EXPECT_EQ(group_.Settle(), 0);
   EXPECT_EQ(done_.size(), 5U);
+}
+
+TEST_F(GroupCommitTest, SlowChangesGiveWayToACancel) {
+  constexpr std::size_t kMany = 1000;
+  for (std::size_t i = 0; i < kMany; ++i) {
+    group_.AddStaged(place_, std::make_unique<Slow>(*this, "x"), 1);
+  }
+  host_.AtPump = [&] { state_.CancelRequested = true; };
+  EXPECT_EQ(group_.Settle(), 0);
+  EXPECT_EQ(done_.size(), kMany);
+  for (const char* end : {"x", "not x 0", "abandoned"}) {
+    EXPECT_GT(std::count(done_.begin(), done_.end(), end), 0) << end;
+  }
 }
 
 }  // namespace

@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "files/temp_names.h"
 #include "support/set_clock.h"
 #include "support/temp_folder.h"
+#include "support/unprivileged.h"
 
 namespace fs = std::filesystem;
 
@@ -16,7 +19,7 @@ class StagingJournalTest : public testing::Test {
  protected:
   TempFolder temp_;
   fs::path folder_ = temp_.DriveD() / "dst", journal_ = temp_.Home() / "Staging.jnl";
-  static constexpr std::uint64_t kFirst = 23150405;
+  static constexpr std::uint64_t kFirst = 23150405'000'000'000;
 
   StagingJournalTest() { WriteTestFile(folder_ / "a", "old"); }
 
@@ -56,27 +59,42 @@ TEST_F(StagingJournalTest, WhatAKilledRunLeftGoesWhereverItLies) {
 }
 
 TEST_F(StagingJournalTest, NothingElseOfSuchANameIsTouched) {
-  const fs::path before = folder_ / Temp(kFirst + 1), other = folder_ / Temp(kFirst - 1),
-                 far_off = folder_ / Temp(kFirst + StagingJournal::kNumbers),
-                 copied = folder_ / "sub" / Temp(kFirst + 2),
-                 in_folder = folder_ / Temp(kFirst + 3) / "x";
-  Killed([&](StagingJournal& journal, int record) {
-    for (const fs::path& path : {other, far_off, copied, in_folder}) WriteTestFile(path, "mine");
-    journal.NoteOwn(record, u"D:\\dst\\sub\\" + TempFolder::Text(copied.filename()));
-    journal.NoteOwn(record, u"D:\\dst\\" + TempFolder::Text(Temp(kFirst + 3)));
-  });
-  // One that was there a day before the run.
-  std::string text = ReadTestFile(journal_);
-  WriteTestFile(before, "mine");
-  const std::int64_t since = temp_.Files().Status(TempFolder::Text(before))->Created.Seconds;
-  const std::size_t at = text.find(std::to_string(since).substr(0, 6));
-  ASSERT_NE(at, text.npos);
-  text.replace(at, text.find('\0', at) - at, std::to_string(since + 86400));
-  WriteTestFile(journal_, text);
-  EXPECT_TRUE(Heal().empty());
-  for (const fs::path& path : {before, other, far_off, copied, in_folder}) {
-    EXPECT_EQ(ReadTestFile(path), "mine") << path;
+  Killed();
+  std::vector<fs::path> mine;
+  for (const std::string& name :
+       {Temp(kFirst - 1), Temp(kFirst + StagingJournal::kNumbers), Temp(231504),
+        std::string("pt.tmp"), "pt0" + std::to_string(kFirst) + ".tmp", Temp(kFirst) + ".tmp",
+        "a" + Temp(kFirst)}) {
+    mine.push_back(folder_ / name);
+    mine.push_back(folder_ / "sub" / name / "in");
   }
+  for (const fs::path& path : mine) WriteTestFile(path, "mine");
+  EXPECT_TRUE(Heal().empty());
+  for (const fs::path& path : mine) EXPECT_EQ(ReadTestFile(path), "mine") << path;
+}
+
+TEST_F(StagingJournalTest, NumbersOfOneMomentAreNoTwoRunsOwn) {
+  SetClock clock{2009, 9, 23, 15, 4, 5};
+  std::set<std::u16string> first;
+  for (int i = 0; i < 100; ++i) first.insert(TempNames(clock, nullptr, u"D:\\").Next());
+  EXPECT_EQ(first.size(), 100U);
+  EXPECT_TRUE(first.begin()->starts_with(u"pt23150405")) << "day, hour, minute, second";
+}
+
+/// A user without rights finds a folder that is not his, as on a disk of his own "lost+found".
+TEST_F(StagingJournalTest, AFolderOfSomebodyElseKeepsNoRecordAlive) {
+  Killed();
+  WriteTestFile(folder_ / "locked" / "x", "");
+  fs::permissions(folder_ / "locked", fs::perms::none);
+  fs::permissions(temp_.Root(), fs::perms::all);
+  fs::permissions(temp_.Home(), fs::perms::all);
+  fs::permissions(journal_, fs::perms::all);
+  {
+    const Unprivileged user;
+    EXPECT_TRUE(Heal().empty());
+    EXPECT_FALSE(fs::exists(journal_));
+  }
+  fs::permissions(folder_ / "locked", fs::perms::all);
 }
 
 TEST_F(StagingJournalTest, ACompleteFileThatBearsNoNameAnyMoreGetsItsOwn) {
@@ -123,7 +141,7 @@ TEST_F(StagingJournalTest, ADiskThatIsAwayIsHealedWhenItIsBack) {
     SetClock clock{2009, 9, 23, 15, 4, 5};
     StagingJournal journal(temp_.Files());
     TempNames names(clock, &journal, u"D:\\other\\");
-    EXPECT_EQ(names.Next(), TempName(kFirst));
+    EXPECT_TRUE(TempNumber(names.Next()));
   }
   fs::remove(folder_);
   fs::rename(away, folder_);

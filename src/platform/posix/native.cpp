@@ -81,8 +81,7 @@ FileStatus ToStatus(const struct statx& from, std::string_view name) {
   status.Group = from.stx_gid;
   status.Size = from.stx_size;
   status.Allocated = from.stx_blocks * 512;
-  status.KnowsCreated = (from.stx_mask & STATX_BTIME) != 0;
-  status.Created = time(status.KnowsCreated ? from.stx_btime : from.stx_mtime);
+  status.Created = time((from.stx_mask & STATX_BTIME) ? from.stx_btime : from.stx_mtime);
   status.Accessed = time(from.stx_atime);
   status.Written = time(from.stx_mtime);
   status.Device = (std::uint64_t{from.stx_dev_major} << 32) | from.stx_dev_minor;
