@@ -23,6 +23,8 @@ constexpr std::size_t kFewestBytes = std::size_t{4} << 20, kFirstBytes = std::si
 constexpr auto kOldest = 5000ms, kLongSync = 800ms, kShortSync = 300ms;
 /// Folders are held open for a group's changes.
 constexpr std::size_t kMostFolders = 160;
+/// What is replaced on a disk that keeps no order is held open.
+constexpr std::size_t kMostHeld = 200;
 /// Changes made for each file that the run deals with, so that it never stands still for a group.
 constexpr std::size_t kAtATime = 4;
 constexpr auto kPumpSlice = 25ms, kPatience = 1000ms, kCleaning = 500ms;
@@ -137,13 +139,14 @@ void GroupCommit::LetGo(const CommitFolder& folder, File held) {
 void GroupCommit::Put(std::shared_ptr<const CommitFolder> folder, std::unique_ptr<Change> change) {
   if (filling_.Items.empty()) filling_.Begun = SteadyClock::now();
   if (filling_.Items.empty() || filling_.Items.back().Place != folder) ++filling_.Folders;
+  if (!folder->Manners.KeepsOrder) ++filling_.Held;
   filling_.Items.push_back({std::move(folder), std::move(change)});
   if (Full()) Close();
 }
 
 bool GroupCommit::Full() const {
   return filling_.Items.size() >= most_items_ || filling_.Bytes >= most_bytes_ ||
-         filling_.Folders >= kMostFolders ||
+         filling_.Folders >= kMostFolders || filling_.Held >= kMostHeld ||
          (!filling_.Items.empty() && SteadyClock::now() - filling_.Begun > kOldest);
 }
 

@@ -83,6 +83,22 @@ TEST_F(GroupCommitTest, AGroupIsBoundedInFilesAndBytes) {
   EXPECT_EQ(group_.Settle(), 0);
 }
 
+TEST_F(GroupCommitTest, FewFilesAreHeldAtATimeWhereADiskKeepsNoOrder) {
+  auto stick = std::make_shared<CommitFolder>();
+  Result<Folder> own = dest_->Reopen();
+  stick->Folder = std::move(*own);
+  stick->Manners = {true, false};
+  std::size_t most = 0;
+  for (std::size_t i = 0; i < 5000; ++i) {
+    group_.AddStaged(stick, Make("x"), 1);
+    most = std::max(most, i + 1 - done_.size());
+    group_.Advance();
+  }
+  EXPECT_LE(most, 3U * 200);
+  EXPECT_EQ(group_.Settle(), 0);
+  EXPECT_EQ(done_.size(), 5000U);
+}
+
 TEST_F(GroupCommitTest, WhatIsPendingWhenARunIsCancelledIsMadeOrGivenUpButNeverForgotten) {
   for (int i = 0; i < 5; ++i) group_.AddStaged(place_, Make("x"), 1);
   state_.CancelRequested = true;
