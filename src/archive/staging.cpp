@@ -51,8 +51,9 @@ Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
     if (made) {
       staged_ = std::move(*made);
     } else {
-      journal_.End(record_);
+      // It may be there all the same, made and not to be opened: then the record has it removed.
       if (!IsTaken(made.Error)) return;
+      journal_.End(record_);
     }
   }
   path_ = folder + name_ + PathSeparator(folder);

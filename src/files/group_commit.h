@@ -108,7 +108,7 @@ class GroupCommit {
     std::uint64_t Bytes = 0;
     std::size_t Folders = 0;
     std::size_t Held = 0;  ///< changes that may hold what they replace until they are on the disk
-    bool Staged = false;  ///< something was written for it
+    bool Staged = false;   ///< something was written for it
     ErrorCode Error = 0;
     SteadyClock::time_point Begun;
   };

@@ -238,8 +238,10 @@ Result<RecycleBin::Place> RecycleBin::Announce(const Folder& folder, std::u16str
   }
   place->Description = "[Trash Info]\nPath=" + EscapePath(original) +
                        "\nDeletionDate=" + DeletionDate(clock_.Now()) + "\n";
+  for (const auto& [mount, known] : bins_) {
+    if (known.get() == bin) place->Mount = mount;
+  }
   place->Name = WriteInfo(*bin, native, place->Description, sync, place.Error);
-  place->Mount = *MountOf(folder.handle_);
   return place;
 }
 
