@@ -173,11 +173,11 @@ FolderPair DestChanges::Open(const FolderPair* parent, std::u16string_view name,
 bool DestChanges::Make(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
                        FolderPair& pair) {
   std::u16string temporary;
+  const std::u16string_view path = paths.Dest(),
+                            above = path.substr(0, path.size() - name.size() - (parent ? 1 : 0));
   const bool is_new = !pair.Dest && IsNotFound(pair.DestError);
   if (parent && is_new && parent->DestManners.KeepsOrder) {
-    const std::u16string_view above = paths.Dest();
-    const std::shared_ptr<const CommitFolder>& shared =
-        Shared(*parent, above.substr(0, above.size() - name.size() - 1));
+    const std::shared_ptr<const CommitFolder>& shared = Shared(*parent, above);
     Result<Folder> made = Result<Folder>::Fail(kErrExists);
     while (shared && IsTaken(made.Error)) {
       temporary = names_.Next();
@@ -190,14 +190,15 @@ bool DestChanges::Make(const FolderPair* parent, std::u16string_view name, const
       pair.Unnamed->Parent = shared;
       pair.Unnamed->TempName = std::move(temporary);
       pair.Unnamed->Name = name;
+    } else if (!temporary.empty()) {
+      // It may be there all the same, made and not to be opened.
+      names_.NoteLeft();
     }
   }
   if (!MakeDestination(context_.Files, parent, name, paths, pair)) return false;
   // The new name in the folder above is to reach the disk, too; its times change with it.
   if (pair.DestIsNew) {
-    const std::u16string_view path = paths.Dest();
-    const auto& changed = parent ? Shared(*parent, path.substr(0, path.size() - name.size() - 1))
-                                 : Shared(pair, path);
+    const auto& changed = Shared(parent ? *parent : pair, above);
     if (changed) group_.NoteChanged(changed);
   }
   return true;

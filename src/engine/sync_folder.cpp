@@ -203,8 +203,7 @@ void Synchronisation::SyncEntry(const FolderPair& pair, const FolderEntry& entry
   bool gone = true;
   if (!context_.Plan && !pair.Shared) {
     // Without a handle of its own nothing can wait for its turn.
-    CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：",
-                 entry.Name);
+    FinishFile(kErrAccess, entry.Name, nullptr);
   } else if (entry.Kind == FileKind::Folder) {
     gone = SyncRemoveTree(pair.Dest, pair.Shared, entry.Name, path, dest, nullptr);
   } else if (context_.Plan) {
@@ -227,7 +226,7 @@ void Synchronisation::NoteGoing(std::u16string_view name) {
 }
 
 bool Synchronisation::IsGoing(std::u16string_view name) const {
-  return std::binary_search(going_.begin(), going_.end(), NameKey(name));
+  return !going_.empty() && std::binary_search(going_.begin(), going_.end(), NameKey(name));
 }
 
 void Synchronisation::RemoveFile(const std::shared_ptr<const CommitFolder>& folder,

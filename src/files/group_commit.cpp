@@ -110,12 +110,7 @@ void GroupCommit::AddStaged(std::shared_ptr<const CommitFolder> folder,
 
 void GroupCommit::Add(std::shared_ptr<const CommitFolder> folder, std::unique_ptr<Change> change) {
   if (Pending()) return Put(std::move(folder), std::move(change));
-  NoteChanged(folder);
-  if (folder->IsLost()) {
-    change->GiveUp(kErrNotFound);
-  } else {
-    change->Commit(*this);
-  }
+  MakeOne({std::move(folder), std::move(change)}, 0);
 }
 
 void GroupCommit::NoteChanged(const std::shared_ptr<const CommitFolder>& folder) {
@@ -261,14 +256,7 @@ void GroupCommit::Make(std::size_t most) {
     PumpNowAndThen();
     if (GivesUpWaiting()) return;
     const Item item = std::move(synced_->Items[synced_->Done++]);
-    if (synced_->Error || item.Place->IsLost()) {
-      NoteChanged(item.Place);
-      item.Change->GiveUp(synced_->Error ? synced_->Error : kErrNotFound);
-    } else {
-      NoteChanged(item.Place);
-      if (!item.Place->Manners.KeepsOrder && item.Change->Replaces()) NoteFolder(item.Place);
-      item.Change->Commit(*this);
-    }
+    MakeOne(item, synced_->Error);
   }
   if (synced_->Done == synced_->Items.size()) synced_.reset();
 }
@@ -277,6 +265,14 @@ bool GroupCommit::SyncDone() const {
   if (!syncing_) return false;
   const std::unique_lock lock(syncing_->Mutex, std::try_to_lock);
   return lock && syncing_->Done;
+}
+
+void GroupCommit::MakeOne(const Item& item, ErrorCode error) {
+  NoteChanged(item.Place);
+  if (!error && item.Place->IsLost()) error = kErrNotFound;
+  if (error) return item.Change->GiveUp(error);
+  if (!item.Place->Manners.KeepsOrder && item.Change->Replaces()) NoteFolder(item.Place);
+  item.Change->Commit(*this);
 }
 
 bool GroupCommit::MakeAll() {

@@ -32,7 +32,11 @@ struct CommitFolder {
   mutable bool Lost = false;   ///< it could not get its name: nothing in it can be reached
   mutable bool Going = false;  ///< it is being emptied to be removed: nobody holds it longer
 
-  bool IsLost() const { return Lost || (Parent && Parent->IsLost()); }
+  bool IsLost() const {
+    const CommitFolder* at = this;
+    while (at && !at->Lost) at = at->Parent.get();
+    return at;
+  }
 };
 
 class GroupCommit;
@@ -130,6 +134,8 @@ class GroupCommit {
   /// Makes up to `most` changes of the group whose turn it is, and fewer when a cancelled run has
   /// waited for long enough.
   void Make(std::size_t most);
+  /// This one, or gives it up for the error or because its folder cannot be reached.
+  void MakeOne(const Item& item, ErrorCode error);
   /// All of them; false when it was fewer.
   bool MakeAll();
   /// Lets the host live where changes take long.

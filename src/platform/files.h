@@ -166,8 +166,8 @@ class Folder {
   /// Fails where the file system does not tell.
   Result<DiskSpace> Space() const;
   /// Waits until everything that was written to this folder's file system has reached its disk. The
-  /// error may be of any program's file, and is told once. Not for file systems that do not sync as
-  /// a whole: there it does nothing.
+  /// error may be of any program's file, and is told once. Where a file
+  /// system does not sync as a whole, no more than what memory holds is handed to it.
   ErrorCode SyncDisk() const;
   /// Waits until the names in this folder are on the disk. A file system that cannot sync folders
   /// by themselves is no error.

@@ -39,7 +39,8 @@ class RecycleBin {
  private:
   struct Bin;
   Result<Place> Announce(const Folder& folder, std::u16string_view name, bool sync);
-  Bin* BinFor(int folder, const std::string& path, ErrorCode& error);
+  /// The bin of a mount, `path` being a folder on it.
+  Bin* BinFor(std::uint64_t mount, const std::string& path, ErrorCode& error);
 
   Clock& clock_;
   std::map<std::uint64_t, std::unique_ptr<Bin>> bins_;  ///< by the mount they serve

@@ -211,11 +211,10 @@ Result<DiskSpace> Folder::Space() const {
 }
 
 ErrorCode Folder::SyncDisk() const {
-  const DiskManners manners = Manners();
-  if (!manners.SyncsWhole) return 0;
   if (syncfs(handle_) != 0) return errno;
   // FAT's sync leaves what it wrote in the disk's own memory; that of a folder does not.
-  return manners.KeepsOrder ? 0 : Sync();
+  const DiskManners manners = Manners();
+  return manners.SyncsWhole && !manners.KeepsOrder ? Sync() : 0;
 }
 
 ErrorCode Folder::Sync() const {

@@ -152,7 +152,7 @@ ErrorCode CarryAttributes(int to, int source, const FileStatus& from) {
     }
     present &= ~static_cast<mode_t>(06000);
   }
-  CarryExtendedAttributes(to, source);
+  if (source != to) CarryExtendedAttributes(to, source);
   if (mode == present) return 0;
   if (Retry([&] { return fchmod(to, mode); }) == 0) return 0;
   const ErrorCode error = errno;

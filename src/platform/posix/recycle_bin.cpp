@@ -207,16 +207,12 @@ std::string WriteInfo(Bin& bin, const std::string& name, std::string_view text, 
 RecycleBin::RecycleBin(Clock& clock) : clock_(clock) {}
 RecycleBin::~RecycleBin() = default;
 
-RecycleBin::Bin* RecycleBin::BinFor(int folder, const std::string& path, ErrorCode& error) {
-  const Result<std::uint64_t> mount = MountOf(folder);
-  if (!mount) {
-    error = mount.Error;
-    return nullptr;
-  }
-  std::unique_ptr<Bin>& bin = bins_[*mount];
+RecycleBin::Bin* RecycleBin::BinFor(std::uint64_t mount, const std::string& path,
+                                    ErrorCode& error) {
+  std::unique_ptr<Bin>& bin = bins_[mount];
   if (!bin) {
     bin = std::make_unique<Bin>();
-    bin->Error = OpenBin(path, *mount, *bin);
+    bin->Error = OpenBin(path, mount, *bin);
   }
   error = bin->Error;
   return error ? nullptr : bin.get();
@@ -230,7 +226,10 @@ Result<RecycleBin::Place> RecycleBin::Announce(const Folder& folder, std::u16str
   const std::string path = PathOfHandle(folder.handle_);
   if (path.empty()) return Found::Fail(ENAMETOOLONG);
   Found place;
-  Bin* bin = BinFor(folder.handle_, path, place.Error);
+  const Result<std::uint64_t> mount = MountOf(folder.handle_);
+  if (!mount) return Found::Fail(mount.Error);
+  place->Mount = *mount;
+  Bin* bin = BinFor(*mount, path, place.Error);
   if (!bin) return place;
   std::string original = (path == "/" ? path : path + "/") + native;
   if (!bin->TopFolder.empty()) {
@@ -238,9 +237,6 @@ Result<RecycleBin::Place> RecycleBin::Announce(const Folder& folder, std::u16str
   }
   place->Description = "[Trash Info]\nPath=" + EscapePath(original) +
                        "\nDeletionDate=" + DeletionDate(clock_.Now()) + "\n";
-  for (const auto& [mount, known] : bins_) {
-    if (known.get() == bin) place->Mount = mount;
-  }
   place->Name = WriteInfo(*bin, native, place->Description, sync, place.Error);
   return place;
 }
