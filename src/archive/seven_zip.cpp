@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "base/text.h"
+#include "files/disk_wait.h"
 #include "files/path.h"
-#include "files/patient_sync.h"
 #include "platform/child_process.h"
 
 namespace kavrel {
@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::string_view kPrograms[] = {"7zz", "7z", "7za"};
 constexpr std::uint32_t kPumpSlice = 50;  // milliseconds
+constexpr ErrorCode kSyncGivenUp = -1;
 constexpr std::u16string_view kPasswordSwitch = u"-p";
 
 /// What a command line asks for, in the 7-Zip program's own terms.
@@ -250,9 +251,12 @@ ErrorCode SevenZipLibrary::PutInPlace(std::u16string_view half, std::u16string_v
   Result<File> file = file_system_.OpenForUpdate(half);
   if (!file) return file.Error;
   constexpr int kDone = 100;
-  const ErrorCode error =
-      SyncPatiently(std::move(*file), [&] { return !monitor || monitor->Working(kDone, {}); });
-  return error ? error : file_system_.PutInPlace(half, archive);
+  const auto shared = std::make_shared<File>(std::move(*file));
+  const DiskWait sync([shared] { return shared->Sync(); });
+  while (!sync.Await(std::chrono::milliseconds(kPumpSlice))) {
+    if (monitor && !monitor->Working(kDone, {})) return kSyncGivenUp;
+  }
+  return sync.Error() ? sync.Error() : file_system_.PutInPlace(half, archive);
 }
 
 int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& output) const {

@@ -98,8 +98,7 @@ class SevenZipLibrary {
   int RunProgram(const std::vector<std::string>& arguments, const std::string& folder,
                  const ArchiveCommand& command, std::string& output,
                  const std::vector<std::string>& environment = {}) const;
-  /// Gives a whole archive its name when it is on the disk; kSyncGivenUp when the monitor says
-  /// stop.
+  /// Gives a whole archive its name when it is on the disk; -1 when the monitor says stop.
   ErrorCode PutInPlace(std::u16string_view half, std::u16string_view archive,
                        ArchiveMonitor* monitor) const;
   const FileSystem& file_system_;

@@ -56,7 +56,7 @@ bool BackupWalk::EnterFolder() {
   ++context_.Counters.Folders;
   if (Cancelled()) return false;
   if (!context_.Exclusions.IsFolderExcluded(paths_.Source())) return true;
-  LogLine(u"排除資料夾 (成功)：", paths_.Source());
+  context_.LogTimed(u"排除資料夾 (成功)：", paths_.Source());
   ++context_.Counters.ExcludedFolders;
   if (context_.Plan) {
     context_.Plan->Add(PlanAction::LeaveOut, PlanReason::Rule, true, BelowRoot({}));
@@ -74,7 +74,7 @@ bool BackupWalk::BeforeFiles(const FolderPair& pair) {
 }
 
 void BackupWalk::DestinationFailed() {
-  LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
+  context_.LogTimed(u": 建立目錄 (失敗)：", paths_.Dest());
 }
 
 bool BackupWalk::LeavesFileOut(std::u16string_view name) {

@@ -93,7 +93,7 @@ class DestChanges::NameChangeOfFolder final : public Change {
     counters.CopiedBytes -= unnamed_->Bytes;
     counters.WarningFiles -= unnamed_->Warnings;
     counters.FailedFiles += unnamed_->Copied + unnamed_->Warnings + 1;
-    changes_.LogLine(kFolderFailed, self_->Path);
+    changes_.context_.LogTimed(kFolderFailed, self_->Path);
   }
   // What in it did not reach the disk is gone from it by now.
   void GiveUp(ErrorCode) override { Commit(changes_.group_); }
@@ -154,10 +154,6 @@ DestChanges::DestChanges(RunContext& context, std::u16string_view root,
 void DestChanges::ReleaseLate() {
   release_.emplace();
   group_.UseRelease(&*release_);
-}
-
-void DestChanges::LogLine(std::u16string_view text, std::u16string_view what) {
-  context_.LogTimed(std::u16string(text) += what);
 }
 
 FolderPair DestChanges::Open(const FolderPair* parent, std::u16string_view name,
@@ -231,7 +227,7 @@ CopyResult DestChanges::StagePatiently(const std::function<CopyResult()>& stage)
 
 void DestChanges::CountFailed(std::u16string_view source_path) {
   ++context_.Counters.FailedFiles;
-  LogLine(file_failed_text_, source_path);
+  context_.LogTimed(file_failed_text_, source_path);
 }
 
 void DestChanges::AddCopy(const FolderPair& pair, std::u16string_view dest_path,

@@ -67,7 +67,6 @@ class DestChanges {
   class FinishChange;
   void FinishNow(const Folder& dest, const FileStatus& like, const Folder& source,
                  bool source_is_root, std::u16string_view path);
-  void LogLine(std::u16string_view text, std::u16string_view what);
 
   RunContext& context_;
   const std::u16string_view root_, file_failed_text_;

@@ -54,6 +54,10 @@ struct RunContext {
   void LogTimed(std::u16string_view text) {
     if (!Plan) Log.WriteTimed(text);
   }
+  /// A timed line of the text and what it is about.
+  void LogTimed(std::u16string_view text, std::u16string_view what) {
+    LogTimed(std::u16string(text) += what);
+  }
 
   ArchiveContext Archiving() {
     return {Files, Clock, Archiver, State, Host, Log, Counters, Staged, Plan};

@@ -49,9 +49,7 @@ Synchronisation::Synchronisation(RunContext& context, const BackupJob& job,
 
 void Synchronisation::CountFailure(std::u16string_view text, std::u16string_view what) {
   ++context_.Counters.FailedFiles;
-  std::u16string line(text);
-  line += what;
-  context_.LogTimed(line);
+  context_.LogTimed(text, what);
 }
 
 bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t>& held) {

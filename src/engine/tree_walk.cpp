@@ -51,12 +51,6 @@ std::u16string TreeWalk::BelowRoot(std::u16string_view name) const {
   return std::u16string(paths_.Source().substr(root_length_)) += name;
 }
 
-void TreeWalk::LogLine(std::u16string_view text, std::u16string_view what) {
-  std::u16string line(text);
-  line += what;
-  context_.LogTimed(line);
-}
-
 void TreeWalk::RememberRoot(const FolderPair& pair) {
   if (!dest_root_.Known && pair.Dest) dest_root_ = IdentityOf(pair.Dest);
 }
@@ -76,7 +70,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
   if (!twin.empty()) dest_.Group().Flush();
   if (!twin.empty() && MeanTheSame(parent->Dest, twin, name)) {
     ++context_.Counters.FailedFiles;
-    LogLine(u": 建立目錄 (失敗)：", paths_.Dest());
+    context_.LogTimed(u": 建立目錄 (失敗)：", paths_.Dest());
     return;
   }
   FolderPair pair = dest_.Open(parent, name, paths_);
@@ -146,7 +140,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
   if (error && report) {
     // Whoever reads the log must learn that something of the source is missing from the copy.
     ++context_.Counters.FailedFiles;
-    LogLine(u": 讀取目錄 (失敗)：", paths_.Source());
+    context_.LogTimed(u": 讀取目錄 (失敗)：", paths_.Source());
     if (context_.Plan) {
       context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, true, BelowRoot({}));
     }
@@ -176,8 +170,9 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   if (DestChanges::WantsName(pair) && FinishAhead(pair)) dest_.GiveName(pair);
   again = again || IsGoing(name);
   if (ahead_ && kind == FileKind::File && !again && twin.empty()) {
-    ahead_->Add({pair.Source, pair.Dest, paths_.Source(), paths_.Dest(), pair.DestIsNew,
-                 !pair.DestManners.SyncsWhole, pair.Unnamed != nullptr},
+    ahead_->Add({{pair.Source, paths_.Source(), {}, nullptr},
+                 dest_.Side(pair, paths_.Dest(), {}, nullptr),
+                 pair.DestIsNew},
                 name);
     if (ahead_->Full()) FinishOneAhead(pair);
     return;
@@ -213,8 +208,9 @@ void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16strin
   if (!FinishAhead(pair)) return;
   ++context_.Counters.SourceFiles;
   ++context_.Counters.ExcludedFiles;
-  LogLine(reason == PlanReason::Rule ? u": 排除檔案 (成功)：" : u": 略過特殊檔案 (成功)：",
-          paths_.SourceOf(name));
+  context_.LogTimed(
+      reason == PlanReason::Rule ? u": 排除檔案 (成功)：" : u": 略過特殊檔案 (成功)：",
+      paths_.SourceOf(name));
   if (context_.Plan) context_.Plan->Add(PlanAction::LeaveOut, reason, false, BelowRoot(name));
 }
 
@@ -277,14 +273,15 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
     // One that is gone by now needs none.
     if (!source) {
       if (!IsNotFound(pair.Source.Status(name).Error)) ++context_.Counters.UnseenFiles;
-      LogLine(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
+      context_.LogTimed(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
       if (context_.Plan) {
         context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, BelowRoot(name));
       }
     }
     LeaveAsItIs(name);
   } else if (KeepsNewer(source, dest)) {
-    LogLine(u": 保留較新的檔案 (成功)：", std::u16string(paths_.Dest()) + std::u16string(name));
+    context_.LogTimed(u": 保留較新的檔案 (成功)：",
+                      std::u16string(paths_.Dest()) + std::u16string(name));
     ++context_.Counters.NewerFiles;
     LeaveAsItIs(name);
   } else {

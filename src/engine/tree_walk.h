@@ -68,8 +68,6 @@ class TreeWalk {
   bool Cancelled() const { return context_.State.CancelRequested; }
   /// An entry of the present folder as the plan names it; with an empty name the folder itself.
   std::u16string BelowRoot(std::u16string_view name) const;
-  /// Writes a timed line of the text and what it is about.
-  void LogLine(std::u16string_view text, std::u16string_view what);
 
   RunContext& context_;
   WalkPaths paths_;

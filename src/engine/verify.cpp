@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <chrono>
-#include <future>
 #include <vector>
 
 #include "archive/archive_check.h"
 #include "base/text.h"
 #include "engine/run_summary.h"
 #include "engine/verify_walk.h"
+#include "files/disk_wait.h"
 #include "files/path.h"
 #include "files/size_text.h"
 
@@ -99,10 +99,8 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   // What memory still holds of the last run proves nothing of the disk.
-  auto on_disk = std::async(std::launch::async, [&] { return backup->SyncDisk(); });
-  while (on_disk.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
-    context.Host.PumpMessages();
-  }
+  const DiskWait on_disk([&] { return backup->SyncDisk(); });
+  while (!on_disk.Await(std::chrono::milliseconds(20))) context.Host.PumpMessages();
   if (job.Compressed) {
     CheckPicked(context, job, archive, report);
   } else {

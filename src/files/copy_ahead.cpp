@@ -35,10 +35,14 @@ struct CopyAhead::Item {
 
   const FileStatus* SourceStatus() const { return Source ? &*Source : nullptr; }
   const FileStatus* DestStatus() const { return Dest ? &*Dest : nullptr; }
-  CopySide From() const { return {Folders->Source, Folders->SourcePath, Name, SourceStatus()}; }
-  CopySide To() const {
-    return {Folders->Dest, Folders->DestPath,  Name,
-            DestStatus(),  Folders->SyncsEach, Folders->UnderOwnName};
+  CopySide From() const { return Named(Folders->Source, SourceStatus()); }
+  CopySide To() const { return Named(Folders->Dest, DestStatus()); }
+
+ private:
+  CopySide Named(CopySide side, const FileStatus* status) const {
+    side.Name = Name;
+    side.Status = status;
+    return side;
   }
 };
 
@@ -94,9 +98,10 @@ bool CopyAhead::WorkOnNext() {
 }
 
 void CopyAhead::WorkOn(Item& item) const {
-  item.Source = item.Folders->Source.Status(item.Name);
-  item.Dest = item.Source && !item.Folders->DestIsEmpty ? item.Folders->Dest.Status(item.Name)
-                                                        : Result<FileStatus>::Fail(-1);
+  item.Source = item.Folders->Source.Folder.Status(item.Name);
+  item.Dest = item.Source && !item.Folders->DestIsEmpty
+                  ? item.Folders->Dest.Folder.Status(item.Name)
+                  : Result<FileStatus>::Fail(-1);
   item.Verdict = judge_(item.SourceStatus(), item.DestStatus());
   if (item.Verdict != Verdict::Copy) return;
   StagedFile staged;
@@ -125,13 +130,13 @@ CopyResult CopyAhead::StageFront(StagedFile& staged) {
   // Whatever was amiss is found, told and counted in the ordinary way. What has come to the
   // destination since it was looked at is not replaced: it may be the copy of another name that
   // means the same there.
-  const Result<FileStatus> now = item.Folders->Dest.Status(item.Name);
+  const Result<FileStatus> now = item.Folders->Dest.Folder.Status(item.Name);
   if (now && item.Dest && now->Id != item.Dest->Id) item.Dest = Result<FileStatus>::Fail(-1);
   return StageShown(context_, item.From(), item.To(), staged);
 }
 
 void CopyAhead::RollBack(const Item& item, const StagedFile& staged) const {
-  if (staged.RollBack(item.Folders->Dest)) context_.Names->NoteLeft();
+  if (staged.RollBack(item.Folders->Dest.Folder)) context_.Names->NoteLeft();
 }
 
 void CopyAhead::DropAll() {

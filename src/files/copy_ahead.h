@@ -26,14 +26,11 @@ class CopyAhead {
   /// must not touch anything of the run.
   using Judge = std::function<Verdict(const FileStatus* source, const FileStatus* dest)>;
 
-  /// The folders that all files in the row are in. What it refers to stays until nothing is
-  /// pending.
+  /// The folders that all files in the row are in, as sides without a name. What they refer to
+  /// stays until nothing is pending.
   struct Folders {
-    const Folder& Source;
-    const Folder& Dest;
-    std::u16string_view SourcePath, DestPath;
-    bool DestIsEmpty;              ///< there is no need to look for anything at the destination
-    bool SyncsEach, UnderOwnName;  ///< as in a CopySide
+    CopySide Source, Dest;
+    bool DestIsEmpty;  ///< there is no need to look for anything at the destination
   };
 
   /// A file whose turn has come. Valid until Pop.

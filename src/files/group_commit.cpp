@@ -1,11 +1,7 @@
 #include "files/group_commit.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <limits>
-#include <mutex>
-#include <system_error>
-#include <thread>
 
 #include "platform/error_codes.h"
 
@@ -30,37 +26,6 @@ constexpr std::size_t kAtATime = 4;
 constexpr auto kPumpSlice = 25ms, kPatience = 1000ms, kCleaning = 500ms;
 
 }  // namespace
-
-/// What the thread works on. Shared, for the run may end before a disk that does not answer.
-struct GroupCommit::Syncing {
-  std::vector<std::shared_ptr<const CommitFolder>> Disks, Folders;
-  std::vector<File> Held;
-  std::mutex Mutex;
-  std::condition_variable Changed;
-  bool Done = false;
-  ErrorCode Error = 0;
-  SteadyClock::time_point Begun = SteadyClock::now(), Ended;
-
-  void Work() {
-    ErrorCode first = 0;
-    // Before the disk as a whole: where a file's record is its entry in the folder, the temporary
-    // one is gone from the disk before that of the old file becomes the new one's, so that never
-    // two records mean one content.
-    for (const auto& folder : Folders) {
-      const ErrorCode error = folder->Folder.Sync();
-      if (!first) first = error;
-    }
-    for (const auto& disk : Disks) {
-      const ErrorCode error = disk->Folder.SyncDisk();
-      if (!first) first = error;
-    }
-    const std::lock_guard lock(Mutex);
-    Error = first;
-    Ended = SteadyClock::now();
-    Done = true;
-    Changed.notify_all();
-  }
-};
 
 GroupCommit::GroupCommit(RunState& state, MessagePump& pump, TempNames& names)
     : state_(state),
@@ -179,18 +144,23 @@ GroupCommit::Group GroupCommit::TakeNext() {
 }
 
 void GroupCommit::StartSync() {
-  syncing_ = std::make_shared<Syncing>();
-  syncing_->Disks = disks_;
-  syncing_->Folders = std::exchange(changed_, {});
-  syncing_->Held = std::exchange(held_, {});
+  const auto held = std::make_shared<std::vector<File>>(std::exchange(held_, {}));
+  syncing_.emplace([disks = disks_, folders = std::exchange(changed_, {}), held] {
+    ErrorCode first = 0;
+    // Before the disk as a whole: where a file's record is its entry in the folder, the temporary
+    // one is gone from the disk before that of the old file becomes the new one's, so that never
+    // two records mean one content.
+    for (const auto& folder : folders) {
+      const ErrorCode error = folder->Folder.Sync();
+      if (!first) first = error;
+    }
+    for (const auto& disk : disks) {
+      const ErrorCode error = disk->Folder.SyncDisk();
+      if (!first) first = error;
+    }
+    return first;
+  });
   dirty_ = false;
-  // What happens to a folder's handle behind the run's back concerns nobody.
-  const auto work = [job = syncing_] { job->Work(); };
-  try {
-    std::thread(work).detach();
-  } catch (const std::system_error&) {
-    work();  // Out of threads.
-  }
 }
 
 bool GroupCommit::GivesUpWaiting() {
@@ -204,11 +174,7 @@ bool GroupCommit::GivesUpWaiting() {
 
 bool GroupCommit::AwaitSync() {
   if (!syncing_) return true;
-  for (;;) {
-    {
-      std::unique_lock lock(syncing_->Mutex);
-      if (syncing_->Changed.wait_for(lock, kPumpSlice, [&] { return syncing_->Done; })) break;
-    }
+  while (!syncing_->Await(kPumpSlice)) {
     pump_.PumpMessages();
     if (GivesUpWaiting()) return false;
   }
@@ -221,8 +187,8 @@ void GroupCommit::TakeSynced() {
   if (!MakeAll()) return;
   ErrorCode error = 0;
   if (syncing_) {
-    error = syncing_->Error;
-    Adapt(syncing_->Ended - syncing_->Begun);
+    error = syncing_->Error();
+    Adapt(syncing_->Took());
     syncing_.reset();
   }
   if (error && !error_) error_ = error;
@@ -261,12 +227,6 @@ void GroupCommit::Make(std::size_t most) {
   if (synced_->Done == synced_->Items.size()) synced_.reset();
 }
 
-bool GroupCommit::SyncDone() const {
-  if (!syncing_) return false;
-  const std::unique_lock lock(syncing_->Mutex, std::try_to_lock);
-  return lock && syncing_->Done;
-}
-
 void GroupCommit::MakeOne(const Item& item, ErrorCode error) {
   NoteChanged(item.Place);
   if (!error && item.Place->IsLost()) error = kErrNotFound;
@@ -288,7 +248,7 @@ void GroupCommit::PumpNowAndThen() {
 }
 
 void GroupCommit::Advance() {
-  if (!synced_ && waiting_ && SyncDone()) TakeSynced();
+  if (!synced_ && waiting_ && syncing_ && syncing_->Await(0ms)) TakeSynced();
   Make(kAtATime);
   if (!waiting_ && !synced_ && !filling_.Items.empty() && Full()) Close();
 }

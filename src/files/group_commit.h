@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "files/disk_wait.h"
 #include "files/late_release.h"
 #include "files/progress_sink.h"
 #include "files/run_state.h"
@@ -116,7 +117,6 @@ class GroupCommit {
     ErrorCode Error = 0;
     SteadyClock::time_point Begun;
   };
-  struct Syncing;
 
   void Put(std::shared_ptr<const CommitFolder> folder, std::unique_ptr<Change> change);
   bool Full() const;
@@ -127,7 +127,6 @@ class GroupCommit {
   void StartSync();
   /// Waits for the thread, until the deadline if there is one; false when it has not come back.
   bool AwaitSync();
-  bool SyncDone() const;
   /// True when the run is cancelled and has waited for long enough.
   bool GivesUpWaiting();
   void TakeSynced();
@@ -152,7 +151,7 @@ class GroupCommit {
   Group filling_;
   std::optional<Group> synced_;   ///< on the disk, its changes are being made
   std::optional<Group> waiting_;  ///< at the thread
-  std::shared_ptr<Syncing> syncing_;
+  std::optional<DiskWait> syncing_;
   /// One folder of each disk, opened at its first change and held: errors of a disk are told to
   /// whoever had it open when they came up.
   std::vector<std::shared_ptr<const CommitFolder>> disks_;
