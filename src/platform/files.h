@@ -186,8 +186,9 @@ class Folder {
   int handle_ = -1;
 };
 
-/// Walks the entries of a folder in the system's order. One reader at a time on one Folder; the
-/// Folder must outlive it. Entries removed while it walks are no trouble.
+/// Walks the entries of a folder in the system's order. The Folder must outlive it. Entries removed
+/// while it walks are no trouble, nor are other readers of the same Folder: each has a position of
+/// its own.
 class FolderReader {
  public:
   explicit FolderReader(const Folder& folder);
@@ -201,9 +202,11 @@ class FolderReader {
   ErrorCode Error() const { return error_; }
 
  private:
+  Folder own_;
   int handle_;
   std::unique_ptr<char[]> buffer_;
   std::size_t used_ = 0, at_ = 0;
+  std::int64_t next_ = 0;
   FolderEntry entry_;
   ErrorCode error_ = 0;
 };

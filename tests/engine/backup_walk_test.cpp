@@ -90,6 +90,17 @@ TEST_F(BackupWalkTest, TreesDeeperThanTheSystemsPathLimitAreCopied) {
   EXPECT_EQ(Temp.Files().Status(path + u"\\leaf")->Size, 4U);
 }
 
+TEST_F(BackupWalkTest, ALargeFolderWhoseNamesDifferInLetterCaseAloneIsCopiedWhole) {
+  constexpr std::uint64_t kMany = 2000;  // Several times what the system lists at once.
+  for (std::uint64_t i = 0; i < kMany; ++i) {
+    const std::string name = "a file of a large folder " + std::to_string(i / 2);
+    WriteTestFile(Source() / (i % 2 != 0 ? name : "A" + name.substr(1)), "x");
+  }
+  BackupJob& job = AddJob();
+  EXPECT_EQ(Run(job).CopiedFiles, kMany);
+  EXPECT_EQ(TreeDifferences(Source(), Dest()), "");
+}
+
 TEST_F(BackupWalkTest, DifferentialRunCopiesWhatChangedInSizeTimeDayOrLinkTarget) {
   // The last second of a day and the first of the next, by the local calendar.
   tm day{};

@@ -113,6 +113,31 @@ TEST(Folder, ListsEveryEntryOnceWithItsKindWhileEntriesAreRemoved) {
   EXPECT_FALSE(fs::exists(temp.DriveC() / raw));
 }
 
+TEST(Folder, ListsALargeFolderWholeWhileOthersListIt) {
+  const TempFolder temp;
+  constexpr std::size_t kMany = 4000;  // Several times what the system gives at once.
+  for (std::size_t i = 0; i < kMany; ++i) {
+    WriteTestFile(temp.DriveC() / "many" / ("a file of a large folder " + std::to_string(i)), "");
+  }
+  for (const auto mode : {fs::perms::owner_all, fs::perms::owner_read}) {
+    const Result<Folder> folder = temp.Files().OpenFolder(u"C:\\many");
+    fs::permissions(temp.DriveC() / "many", mode);
+    ASSERT_TRUE(folder);
+    std::set<std::u16string> found;
+    FolderReader reader(*folder);
+    while (const FolderEntry* entry = reader.Next()) {
+      found.insert(entry->Name);
+      if (found.size() % 1000 != 1) continue;
+      FolderReader other(*folder);
+      std::size_t count = 0;
+      while (other.Next()) ++count;
+      EXPECT_EQ(count, kMany);
+    }
+    EXPECT_EQ(found.size(), kMany);
+    fs::permissions(temp.DriveC() / "many", fs::perms::owner_all);
+  }
+}
+
 TEST(Folder, TakesSingleNamesOnlyAndFollowsNoLink) {
   const TempFolder temp;
   WriteTestFile(temp.Root() / "outside" / "file", "x");

@@ -255,8 +255,13 @@ constexpr std::size_t kListingBuffer = 32768;
 }
 
 FolderReader::FolderReader(const Folder& folder)
-    : handle_(folder.handle_), buffer_(std::make_unique_for_overwrite<char[]>(kListingBuffer)) {
-  if (lseek(handle_, 0, SEEK_SET) < 0) error_ = errno;
+    : buffer_(std::make_unique_for_overwrite<char[]>(kListingBuffer)) {
+  // The position belongs to what was opened: another reader of the same one would move it, and the
+  // rest of a large folder would be missing. A folder that may be listed but not entered cannot be
+  // opened once more; there each step begins with finding the position again.
+  Result<Folder> own = folder.Reopen();
+  if (own) own_ = std::move(*own);
+  handle_ = own ? own_.handle_ : folder.handle_;
 }
 
 FolderReader::~FolderReader() = default;
@@ -264,6 +269,11 @@ FolderReader::~FolderReader() = default;
 const FolderEntry* FolderReader::Next() {
   while (!error_) {
     if (at_ == used_) {
+      const bool shared = own_.handle_ < 0;
+      if (shared && lseek(handle_, next_, SEEK_SET) < 0) {
+        error_ = errno;
+        return nullptr;
+      }
       const ssize_t got = Retry([&] { return getdents64(handle_, buffer_.get(), kListingBuffer); });
       if (got <= 0) {
         if (got < 0) error_ = errno;
@@ -274,6 +284,7 @@ const FolderEntry* FolderReader::Next() {
     }
     const auto* raw = reinterpret_cast<const dirent64*>(buffer_.get() + at_);
     at_ += raw->d_reclen;
+    next_ = raw->d_off;
     const std::string_view name = raw->d_name;
     if (name == "." || name == "..") continue;
     switch (raw->d_type) {

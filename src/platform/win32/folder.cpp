@@ -335,7 +335,15 @@ struct ListedEntry {
 }  // namespace
 
 FolderReader::FolderReader(const Folder& folder)
-    : handle_(folder.handle_), buffer_(std::make_unique_for_overwrite<char[]>(kListingBuffer)) {
+    : buffer_(std::make_unique_for_overwrite<char[]>(kListingBuffer)) {
+  // The position belongs to what was opened: another reader of the same one would move it.
+  Result<Folder> own = folder.Reopen();
+  if (own) {
+    own_ = std::move(*own);
+  } else {
+    error_ = own.Error;
+  }
+  handle_ = own_.handle_;
   at_ = 1;  // Behind what there is: the first listing begins anew.
 }
 
