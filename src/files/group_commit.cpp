@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "platform/error_codes.h"
+#include "platform/process.h"
 
 namespace kavrel {
 
@@ -17,8 +18,8 @@ constexpr std::size_t kFewestItems = 64, kFirstItems = 4096, kMostItems = 16384;
 constexpr std::size_t kFewestBytes = std::size_t{4} << 20, kFirstBytes = std::size_t{64} << 20,
                       kMostBytes = std::size_t{256} << 20;
 constexpr auto kOldest = 5000ms, kLongSync = 800ms, kShortSync = 300ms;
-/// Folders are held open for a group's changes.
-constexpr std::size_t kMostFolders = 160;
+/// Folders are held open for a group's changes, and for those of the two groups before it.
+constexpr std::size_t kMostFolders = 640, kShareOfOpenFiles = 8;
 /// What is replaced on a disk that keeps no order is held open.
 constexpr std::size_t kMostHeld = 200;
 /// Changes made for each file that the run deals with, so that it never stands still for a group.
@@ -31,6 +32,7 @@ GroupCommit::GroupCommit(RunState& state, MessagePump& pump, TempNames& names)
     : state_(state),
       pump_(pump),
       names_(names),
+      most_folders_(std::min(kMostFolders, OpenFileLimit() / kShareOfOpenFiles)),
       most_items_(kFirstItems),
       most_bytes_(kFirstBytes) {}
 
@@ -106,7 +108,7 @@ void GroupCommit::Put(std::shared_ptr<const CommitFolder> folder, std::unique_pt
 
 bool GroupCommit::Full() const {
   return filling_.Items.size() >= most_items_ || filling_.Bytes >= most_bytes_ ||
-         filling_.Folders >= kMostFolders || filling_.Held >= kMostHeld ||
+         filling_.Folders >= most_folders_ || filling_.Held >= kMostHeld ||
          (!filling_.Items.empty() && SteadyClock::now() - filling_.Begun > kOldest);
 }
 

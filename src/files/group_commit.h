@@ -147,6 +147,7 @@ class GroupCommit {
   RunState& state_;
   MessagePump& pump_;
   TempNames& names_;
+  const std::size_t most_folders_;
   LateRelease* release_ = nullptr;
   Group filling_;
   std::optional<Group> synced_;   ///< on the disk, its changes are being made

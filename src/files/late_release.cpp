@@ -8,7 +8,7 @@ namespace kavrel {
 
 namespace {
 // With the number of files that may wait, 64 MiB at the most are still taken.
-constexpr std::uint64_t kLargest = std::uint64_t{1} << 20;
+constexpr std::uint64_t kLargest = std::uint64_t{1} << 18;
 }  // namespace
 
 LateRelease::~LateRelease() {

@@ -30,7 +30,7 @@ class LateRelease {
  private:
   void Loop();
 
-  static constexpr std::size_t kMost = 64;
+  static constexpr std::size_t kMost = 256;
   std::array<File, kMost> held_;
   /// Counted on for ever: files handed over, and those of them that are given back.
   std::atomic<std::uint32_t> given_ = 0, released_ = 0;

@@ -1,6 +1,7 @@
 // The process among others.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -33,6 +34,8 @@ class ProcessLock {
 /// Lets the process open as many files as the system allows it to: a walk keeps two folders open
 /// for each level of the tree.
 void RaiseOpenFileLimit();
+/// How many files this process may have open at once.
+std::size_t OpenFileLimit();
 
 /// A crash of this process, or of a program that it starts, leaves no image of its memory, which
 /// may hold passwords. A debugger sees it all the same.

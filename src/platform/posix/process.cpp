@@ -101,6 +101,11 @@ void RaiseOpenFileLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+std::size_t OpenFileLimit() {
+  rlimit limit;
+  return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? static_cast<std::size_t>(limit.rlim_cur) : 0;
+}
+
 void KeepMemoryOutOfDumps() {
   // One byte, not none: with none, a system that hands crashes to a program still hands it all.
   rlimit limit;

@@ -92,6 +92,9 @@ std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
 
 // A process may have millions of handles here.
 void RaiseOpenFileLimit() {}
+std::size_t OpenFileLimit() {
+  return std::size_t{1} << 24;
+}
 
 void KeepMemoryOutOfDumps() {
   // No report of a crash, neither from this process nor from what it starts: a report may hold an
