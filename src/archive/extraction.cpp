@@ -8,6 +8,7 @@
 #include "archive/host_monitor.h"
 #include "archive/list_file.h"
 #include "archive/staging.h"
+#include "base/crc32.h"
 #include "base/text.h"
 #include "files/error_text.h"
 #include "files/group_commit.h"
@@ -22,6 +23,7 @@ constexpr std::u16string_view kFailed = u": 還原檔案 (失敗)：";
 constexpr std::int64_t kTimeGrain = 2;  // seconds; the coarsest file systems keep even ones only
 constexpr int kSevenZipType = 2;
 constexpr int kWarnings = 1;  // The archiver has done what it was told, with something to remark.
+constexpr std::size_t kReadAtOnce = std::size_t{256} << 10;
 
 /// Backslashes and colons are letters of a name here, as the archiver takes them.
 bool StaysInside(std::u16string_view name) {
@@ -245,26 +247,9 @@ class Extraction {
     if (result != 0) {
       context_.Log.WriteJobLog(ReplaceAll(archiver_.ResultBuffer, u"\n", u"\r\n"));
     }
-    if (result != 0 && result != kCommandCancelled) NoteErrors(result);
+    if (result == kWarnings) ++context_.Counters.WarningFiles;
+    all_well_ = result == 0 || result == kWarnings;
     return result;
-  }
-
-  /// Notes what the archiver says it could not unpack: "ERROR: why : path", a line each. Where it
-  /// failed without such a line, it broke off.
-  void NoteErrors(int result) {
-    const std::u16string folder =
-        FromUtf8(context_.Files.HostPath(staging_->Path()).value_or(std::string()));
-    for (std::u16string_view line : Split(archiver_.ResultBuffer, u'\n')) {
-      if (!line.starts_with(u"ERROR: ") || line.rfind(u" : ") == line.npos) continue;
-      line.remove_prefix(line.rfind(u" : ") + 3);
-      if (line.starts_with(folder)) line.remove_prefix(folder.size());
-      refused_.emplace(line);
-    }
-    if (result == kWarnings) {
-      ++context_.Counters.WarningFiles;
-    } else if (refused_.empty()) {
-      Break(result);
-    }
   }
 
   /// The archiver would bend links or leave empty files in their place; so they are made here, from
@@ -278,17 +263,36 @@ class Extraction {
         targets.remove_prefix(static_cast<std::size_t>(entry.OriginalSize));
       }
       if (!LeadsInside(entry.FileName, target, links_) ||
+          (entry.HasCrc && Crc32(ToUtf8(target)) != entry.Crc) ||
           staging_->MakeLink(entry.FileName, target, entry.Modified) != 0) {
         refused_.insert(entry.FileName);
       }
     }
   }
 
-  /// Whether this is, as far as can be told, the whole of an entry.
-  bool IsWhole(const IndividualInfo& entry, const Result<FileStatus>& unpacked) const {
+  /// Whether this is proved to be the whole of an entry. What the archiver says of single entries
+  /// is no proof: its lines can be cut off, and a name may look like any of them.
+  bool IsWhole(const IndividualInfo& entry, const Result<FileStatus>& unpacked) {
     if (broken_off_ || !unpacked || refused_.contains(entry.FileName)) return false;
     if (entry.IsLink) return unpacked->Kind == FileKind::Link;
-    return unpacked->Kind == FileKind::File && unpacked->Size == entry.OriginalSize;
+    if (unpacked->Kind != FileKind::File || unpacked->Size != entry.OriginalSize) return false;
+    return entry.HasCrc ? HasChecksum(entry) : entry.OriginalSize == 0 || all_well_;
+  }
+
+  bool HasChecksum(const IndividualInfo& entry) {
+    Result<File> file = staging_->Open(entry.FileName);
+    // A file whose owner may not read it has come as its entry says.
+    if (!file) return all_well_ && file.Error == kErrAccess;
+    file->HintSequential();
+    std::uint32_t crc = 0;
+    for (;;) {
+      const Result<std::size_t> got = file->Read(buffer_);
+      if (!got) return false;
+      crc = Crc32({buffer_.data(), *got}, crc);
+      if (*got < buffer_.size()) return crc == entry.Crc;
+      context_.Host.PumpMessages();
+      if (context_.State.CancelRequested) return false;
+    }
   }
 
   /// The archiver does not tell when it could not set a time. (Of a ZIP archive's times, which are
@@ -361,6 +365,7 @@ class Extraction {
       ++context_.Counters.SourceFiles;
       const Result<FileStatus> unpacked = staging_->Status(name);
       const bool whole = IsWhole(*entry, unpacked);
+      if (context_.State.CancelRequested) return;
       if (whole) KeepTime(*entry, *unpacked);
       if (!whole || (!root->Manners.SyncsWhole && staging_->Sync(name) != 0)) {
         Fail(name);
@@ -381,7 +386,9 @@ class Extraction {
   std::shared_ptr<SevenZipLibrary::Archive> archive_;
   std::optional<Staging> staging_;
   Names links_, refused_;
+  std::vector<char> buffer_ = std::vector<char>(kReadAtOnce);
   bool broken_off_ = false;
+  bool all_well_ = false;  ///< the archiver has unpacked all without an error
 };
 
 }  // namespace

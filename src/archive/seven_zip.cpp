@@ -156,6 +156,7 @@ void ReadField(std::string_view name, std::string_view value, int type, Individu
     ReadModified(value, type == 1, info);
   } else if (name == "CRC") {
     info.Crc = static_cast<std::uint32_t>(ReadNumber(value, 16));
+    info.HasCrc = !value.empty();
   } else if (name == "Method") {
     info.Mode = FromUtf8(value);
   } else if (name == "Encrypted") {

@@ -19,6 +19,7 @@ namespace kavrel {
 struct IndividualInfo {
   std::uint64_t OriginalSize = 0, CompressedSize = 0;
   std::uint32_t Crc = 0, Flag = 0, OsType = 0;
+  bool HasCrc = false;  ///< empty entries have none, nor have those of some encrypted ZIP archives
   std::uint16_t Ratio = 0;           ///< tenths of a percent
   std::uint16_t Date = 0, Time = 0;  ///< DOS words, local time
   FileTime Modified;                 ///< the same moment as exactly as the archive has it

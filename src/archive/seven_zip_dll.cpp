@@ -158,6 +158,7 @@ IndividualInfo ToInfo(const Dll& dll, const DllEntry& entry) {
   info.OriginalSize = entry.OriginalSize;
   info.CompressedSize = entry.CompressedSize;
   info.Crc = entry.Crc;
+  info.HasCrc = entry.Crc != 0;
   info.Flag = entry.Flag;
   info.OsType = entry.OsType;
   info.Ratio = entry.Ratio;

@@ -75,6 +75,11 @@ Result<FileStatus> Staging::Status(std::u16string_view name) const {
   return parent ? parent->Status(EntryParts(name).back()) : Result<FileStatus>::Fail(parent.Error);
 }
 
+Result<File> Staging::Open(std::u16string_view name) const {
+  const Result<Folder> parent = OpenParent(staged_, name);
+  return parent ? parent->OpenFile(EntryParts(name).back()) : Result<File>::Fail(parent.Error);
+}
+
 ErrorCode Staging::MakeLink(std::u16string_view name, std::u16string_view target,
                             FileTime written) const {
   Result<Folder> folder = staged_.Reopen();

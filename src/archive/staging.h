@@ -37,6 +37,8 @@ class Staging {
 
   /// What was unpacked as this entry.
   Result<FileStatus> Status(std::u16string_view name) const;
+  /// The file that was unpacked as this entry, for reading.
+  Result<File> Open(std::u16string_view name) const;
   /// Gives it this time.
   ErrorCode SetWritten(std::u16string_view name, FileTime written) const;
   /// Makes a link there with this time.

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <fstream>
+#include <map>
+#include <random>
 
 #include "base/text.h"
 #include "support/command.h"
@@ -266,6 +268,29 @@ TEST_F(CompressedTest, WhatCannotBeReplacedIsCountedAndTheRestRestored) {
   EXPECT_EQ(Job().LastRunResult.CopiedBytes, 14U);
   EXPECT_EQ(ReadTestFile(Source() / "a" / "in the way"), "stays");
   EXPECT_EQ(ReadTestFile(Source() / "c"), "content");
+}
+
+TEST_F(CompressedTest, NoDamageOfAnArchiveReachesAFileThatItIsRestoredOver) {
+  // So many that what the archiver says of them is cut off, and names that look like what it says.
+  std::mt19937 random(1);
+  std::map<std::string, std::string> contents;
+  for (int i = 0; i < 1200; ++i) {
+    std::string& content = contents["ERROR: CRC Failed : a long name \b " + std::to_string(i)];
+    for (int c = 0; c < 300; ++c) content += static_cast<char>(random());
+  }
+  for (const auto& [name, content] : contents) WriteTestFile(Source() / name, content);
+  ASSERT_EQ(Program.RunJobNow(Job().JobIndex), RunOutcome::Ran);
+  const std::string whole = ReadTestFile(archive_);
+  for (std::size_t at = 0; at + 512 < whole.size(); at += whole.size() / 7) {
+    std::string damaged = whole;
+    std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(at), 512, '\0');
+    WriteTestFile(archive_, damaged);
+    EXPECT_EQ(Restore(), RunOutcome::Ran);
+    EXPECT_GT(Job().LastRunResult.FailedFiles, 0U);
+    std::size_t lost = 0;
+    for (const auto& [name, content] : contents) lost += ReadTestFile(Source() / name) != content;
+    EXPECT_EQ(lost, 0U) << at;
+  }
 }
 
 TEST_F(CompressedTest, ArchivesInTheirOwnSourceAreNotPackedAgain) {

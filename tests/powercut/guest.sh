@@ -12,6 +12,8 @@ load() {
   done <"/modules/$1"
 }
 load start
+# The port comes when the other side has been asked about it, which takes longer on a busy machine.
+until [ -c /dev/vport0p1 ]; do sleep 0.1; done
 exec 3<>/dev/vport0p1
 echo ready >&3
 while read -r line <&3; do
