@@ -12,8 +12,9 @@ load() {
   done <"/modules/$1"
 }
 load start
-# The port comes when the other side has been asked about it, which takes longer on a busy machine.
-until [ -c /dev/vport0p1 ]; do sleep 0.1; done
+# The port comes, and can be opened, when the other side has been asked about it. On a busy machine
+# that takes a while, and this shell ends where it cannot open it.
+until (exec 3<>/dev/vport0p1) 2>/dev/null; do sleep 0.1; done
 exec 3<>/dev/vport0p1
 echo ready >&3
 while read -r line <&3; do

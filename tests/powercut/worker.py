@@ -102,8 +102,13 @@ class Worker:
             place = os.path.join(self.folder, f"machine{self._boots}")
             os.makedirs(place)
             disks = disk.Disks(place, [SIZE, SIZE])
-            self._machine = machine.Machine(place, self.bench.accel, self.bench.kernel,
-                                            self.bench.archive, disks)
+            try:
+                self._machine = machine.Machine(place, self.bench.accel, self.bench.kernel,
+                                                self.bench.archive, disks)
+            except BaseException:
+                # Who serves the disks would be waited for at the end, for ever.
+                disks.close()
+                raise
         return self._machine
 
     def _must(self, line):
