@@ -1,5 +1,6 @@
 // kavrelctl: Kavrel without a window.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <functional>
 
 #include "base/text.h"
@@ -236,6 +237,31 @@ void AddSettingCommands(CLI::App& app, CommandLine& line) {
 }
 
 }  // namespace
+/// The parser takes a name in brackets for a list of names. No argument can hold this; behind one
+/// it makes the brackets letters like any others.
+constexpr char kNoList = '\0';
+
+/// The arguments as the parser wants them: without the program, the last one first.
+std::vector<std::string> ForParser(const std::vector<std::string>& arguments) {
+  std::vector<std::string> words(
+      arguments.begin() + std::min<std::ptrdiff_t>(1, std::ssize(arguments)), arguments.end());
+  for (std::string& word : words) {
+    if (word.ends_with(']')) word += kNoList;
+  }
+  std::reverse(words.begin(), words.end());
+  return words;
+}
+
+void TakeAsTheyStand(CLI::App& app) {
+  for (CLI::Option* option : app.get_options()) {
+    option->transform([](std::string value) {
+      if (value.ends_with(kNoList)) value.pop_back();
+      return value;
+    });
+  }
+  for (CLI::App* command : app.get_subcommands({})) TakeAsTheyStand(*command);
+}
+
 }  // namespace kavrel
 
 int main(int argc, char** argv) {
@@ -254,12 +280,11 @@ int main(int argc, char** argv) {
   AddFilterCommands(app, line);
   AddDriveCommands(app, line);
   AddSettingCommands(app, line);
+  TakeAsTheyStand(app);
   try {
     const std::vector<std::string> arguments = ConsoleArguments(argc, argv);
-    std::vector<const char*> words;
-    words.reserve(arguments.size());
-    for (const std::string& argument : arguments) words.push_back(argument.c_str());
-    app.parse(static_cast<int>(words.size()), words.data());
+    std::vector<std::string> words = ForParser(arguments);
+    app.parse(words);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kBadInput;
   }

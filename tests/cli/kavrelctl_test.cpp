@@ -214,6 +214,23 @@ TEST_F(KavrelctlTest, ABackupIsVerifiedAndSingleFilesComeBack) {
   EXPECT_EQ(Ctl({"restore", "文件 A", "--only", "x", "--mode", "full"}).ExitCode, 2);
 }
 
+TEST_F(KavrelctlTest, NamesInBracketsAreNamesAndNoLists) {
+  for (const char* name : {"[x]", "x", "[a,b]", "{}"}) WriteTestFile(source_ / name, name);
+  ASSERT_EQ(Ctl({"add", "--name", "[J]", "--source", source_.string(), "--dest", dest_.string(),
+                 "--no-source-folder", "--adopt"})
+                .ExitCode,
+            0);
+  EXPECT_NE(Ctl({"run", "J"}).ExitCode, 0);
+  ASSERT_EQ(Ctl({"run", "[J]"}).ExitCode, 0);
+  const fs::path to = temp_.Root() / "to";
+  EXPECT_EQ(Ctl({"restore", "[J]", "--only", "[x]", "[a,b]", "{}", "--to", to.string()}).ExitCode,
+            0);
+  EXPECT_EQ(ReadTestFile(to / "[x]") + ReadTestFile(to / "[a,b]") + ReadTestFile(to / "{}"),
+            "[x][a,b]{}");
+  EXPECT_EQ(Ctl({"restore", "[J]", "--only=[x]", "--to", to.string()}).ExitCode, 0);
+  EXPECT_FALSE(fs::exists(to / "x"));
+}
+
 TEST_F(KavrelctlTest, FailedFilesAndMissingSourcesShowInTheExitCode) {
   WriteTestFile(source_ / "bad\xff\x1b[31m\n", "a file");
   WriteTestFile(source_ / "good", "x");
