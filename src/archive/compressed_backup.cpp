@@ -92,7 +92,11 @@ class ListBuilder {
       return;
     }
     const Result<FileStatus> status = folder.Status(entry.Name);
-    if (!status) return;
+    if (!status) {
+      ++context_.Counters.SourceFiles;
+      Fail(u": 備份檔案 (失敗)：", path);
+      return;
+    }
     if (job_.LimitFileSize && status->Kind == FileKind::File &&
         static_cast<std::int64_t>(status->Size) > std::int64_t{job_.MaxFileSizeKB} * 1024) {
       Note(PlanAction::LeaveOut, PlanReason::TooLarge, path, status->Size);
