@@ -4,7 +4,9 @@
 #include <functional>
 
 #include "base/text.h"
+#include "engine/kept_entries.h"
 #include "files/path.h"
+#include "files/twin_names.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -20,13 +22,6 @@ std::uint64_t NameKey(std::u16string_view name) {
 std::uint64_t EntryKey(const FolderEntry& entry) {
   const std::uint64_t hash = NameKey(entry.Name);
   return entry.Kind == FileKind::Folder ? ~hash : hash;
-}
-
-/// True when the folder finds an entry also by its name in other letter case.
-bool FoldsCase(const Folder& folder, std::u16string_view name) {
-  std::u16string other(name);
-  for (char16_t& c : other) c = c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : ToLower(c);
-  return other != name && folder.Status(other);
 }
 
 /// True unless the source was seen not to hold an entry of that name and kind.
@@ -81,11 +76,12 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   // A copy of a read-only folder is read-only, too.
   if (!context_.Plan) pair.Dest.MakeWritable();
   bool comes_back = false;
+  KeptEntries kept(pair.Source, pair.Dest);
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return true;
     if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
-        !MayBeHeld(pair.Source, *entry)) {
+        !MayBeHeld(pair.Source, *entry) && !kept.Keeps(*entry)) {
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
       comes_back = comes_back || ComesBack(pair, entry->Name);
@@ -112,11 +108,12 @@ void Synchronisation::SyncForeseen(const FolderPair& pair, const std::vector<Fol
   if (gone.empty()) return;
   pair.Dest.MakeWritable();
   bool comes_back = false;
+  KeptEntries kept(pair.Source, pair.Dest);
   for (const FolderEntry& entry : gone) {
     if (context_.State.CancelRequested) return;
     const Result<FileStatus> now = pair.Dest.Status(entry.Name);
     const bool same = now && now->Kind == entry.Kind;
-    if (same && !MayBeHeld(pair.Source, entry)) {
+    if (same && !MayBeHeld(pair.Source, entry) && !kept.Keeps(entry)) {
       SyncEntry(pair, entry, path, dest);
       comes_back = comes_back || ComesBack(pair, entry.Name);
       NoteGoing(entry.Name);

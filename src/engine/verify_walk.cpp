@@ -6,6 +6,7 @@
 
 #include "engine/file_choice.h"
 #include "engine/folder_pair.h"
+#include "engine/kept_entries.h"
 #include "engine/tree_walk.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
@@ -159,10 +160,11 @@ bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
 void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
                             const std::set<std::u16string>& folders) {
   VerifyCounters& found = report_.Counters;
+  KeptEntries kept(pair.Source, pair.Dest);
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     const bool folder = entry->Kind == FileKind::Folder;
-    if ((folder ? folders : files).contains(entry->Name)) continue;
+    if ((folder ? folders : files).contains(entry->Name) || kept.Keeps(*entry)) continue;
     if (folder && !IsExtra(pair.Dest, entry->Name)) continue;
     Differs(found.Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
             DestOf(entry->Name));

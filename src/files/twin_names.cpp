@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -10,9 +11,36 @@ namespace {
 
 constexpr std::size_t kFirstKeys = 64;
 
-/// The same number for all names that a disk may take for one (FNV-1a of what is left of them).
-/// Two others of one number would only be looked at once more.
-std::uint64_t Key(std::u16string_view name) {
+/// The name in other letter case, as far as it has any.
+std::u16string InOtherCase(std::u16string_view name) {
+  std::u16string other(name);
+  for (char16_t& c : other) {
+    c = c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - u'a' + u'A') : ToLower(c);
+  }
+  return other;
+}
+
+/// True for letters that have no accents, dots or parts which a disk might write as a letter of
+/// their own: of those outside ASCII, the Chinese ones and their punctuation.
+bool IsWrittenInOneWay(char16_t c) {
+  return c < 0x80 || (c >= 0x4E00 && c < 0xA000) || (c >= 0x3000 && c < 0x3040);
+}
+
+/// Whether the folder lists both names as they are written.
+bool ListsBoth(const Folder& folder, std::u16string_view a, std::u16string_view b) {
+  bool lists_a = false, lists_b = false;
+  FolderReader reader(folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    lists_a = lists_a || entry->Name == a;
+    lists_b = lists_b || entry->Name == b;
+  }
+  return lists_a && lists_b;
+}
+
+}  // namespace
+
+// FNV-1a of what is left of the name. Two others of one number are only looked at once more.
+std::uint64_t FoldedKey(std::u16string_view name) {
   while (name.ends_with(u'.') || name.ends_with(u' ')) name.remove_suffix(1);
   std::uint64_t key = 0xcbf29ce484222325U;
   for (const char16_t c : name) {
@@ -21,8 +49,6 @@ std::uint64_t Key(std::u16string_view name) {
   }
   return key != 0 ? key : 1;
 }
-
-}  // namespace
 
 /// False when the key was there.
 bool TwinNames::Insert(std::uint64_t key) {
@@ -43,15 +69,34 @@ bool TwinNames::Insert(std::uint64_t key) {
 }
 
 std::u16string_view TwinNames::Note(const Folder& folder, std::u16string_view name) {
-  const std::uint64_t key = Key(name);
+  const std::uint64_t key = FoldedKey(name);
   if (Insert(key)) return {};
   if (names_.empty()) {
     FolderReader reader(folder);
-    while (const FolderEntry* entry = reader.Next()) names_.emplace(Key(entry->Name), entry->Name);
+    while (const FolderEntry* entry = reader.Next()) {
+      names_.emplace(FoldedKey(entry->Name), entry->Name);
+    }
   }
   const auto [first, end] = names_.equal_range(key);
   const auto twin = std::find_if(first, end, [&](const auto& one) { return one.second != name; });
   return twin == end ? std::u16string_view() : twin->second;
+}
+
+bool FoldsCase(const Folder& folder, std::u16string_view name) {
+  const std::u16string other = InOtherCase(name);
+  return other != name && !IsNotFound(folder.Status(other).Error);
+}
+
+bool MayFold(const Folder& folder, std::u16string_view name) {
+  if (!std::all_of(name.begin(), name.end(), IsWrittenInOneWay)) return true;
+  return FoldsCase(folder, name) || !IsNotFound(folder.Status(std::u16string(name) + u".").Error);
+}
+
+bool MeanTheSame(const Folder& folder, std::u16string_view a, std::u16string_view b) {
+  const Result<FileStatus> one = folder.Status(a), other = folder.Status(b);
+  if (!one || !other) return false;
+  if (IsOneEntry(one, other)) return true;
+  return MayFold(folder, a) && !ListsBoth(folder, a, b);
 }
 
 bool IsOneEntry(const Result<FileStatus>& a, const Result<FileStatus>& b) {

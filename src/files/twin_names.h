@@ -31,11 +31,16 @@ class TwinNames {
   std::unordered_multimap<std::uint64_t, std::u16string> names_;
 };
 
-/// True when both are what is told of one entry that goes by two names, without having two.
+/// The same number for all names that a disk may take for one; others seldom share it.
+std::uint64_t FoldedKey(std::u16string_view name);
+/// True when the folder finds an entry by the name in other letter case.
+bool FoldsCase(const Folder& folder, std::u16string_view name);
+/// False when this folder is certain to find nothing by another spelling of the name.
+bool MayFold(const Folder& folder, std::u16string_view name);
+/// True when both are what is told of one entry that goes by two names, without having two. Some
+/// disks make their numbers up, another one for each spelling, so false proves nothing.
 bool IsOneEntry(const Result<FileStatus>& a, const Result<FileStatus>& b);
-/// True when the folder holds one entry that both names mean.
-inline bool MeanTheSame(const Folder& folder, std::u16string_view a, std::u16string_view b) {
-  return IsOneEntry(folder.Status(a), folder.Status(b));
-}
+/// True when the folder holds one entry that both names mean, or is too odd a folder to tell.
+bool MeanTheSame(const Folder& folder, std::u16string_view a, std::u16string_view b);
 
 }  // namespace kavrel

@@ -235,6 +235,30 @@ TEST_F(SyncTest, OtherDisksHaveTheirOwnBinAndWithoutOneNothingIsRemoved) {
   EXPECT_EQ(lines, ": 移到資源回收筒 (失敗)：old\n");
 }
 
+TEST_F(SyncTest, AMirrorAtTheTopOfADiskLeavesItsBinAndTheSystemsFoldersAlone) {
+  fs::create_directories(Dest());
+  if (mount("none", Dest().c_str(), "tmpfs", 0, "size=4m") != 0) {
+    GTEST_SKIP() << "no right to mount a disk of its own";
+  }
+  WriteTestFile(Source() / "a", "x");
+  const std::string bin = ".Trash-" + std::to_string(geteuid());
+  for (const char* name : {"lost+found/part", "System Volume Information/x", "$RECYCLE.BIN/x"}) {
+    WriteTestFile(Dest() / name, "the disk's");
+  }
+  WriteTestFile(Dest() / "old", "content");
+  WriteTestFile(Dest() / "below" / "lost+found", "not at the top");
+  const RunCounters first = Mirror(true), second = Mirror(true);
+  const auto in_bin = BinContent(Dest() / bin);
+  const bool system = fs::exists(Dest() / "lost+found" / "part") &&
+                      fs::exists(Dest() / "System Volume Information" / "x") &&
+                      fs::exists(Dest() / "$RECYCLE.BIN" / "x");
+  umount(Dest().c_str());
+  EXPECT_EQ(first.RecycledFiles, 2U);
+  EXPECT_EQ(in_bin.size(), 2U);
+  EXPECT_EQ(second.RecycledFiles + second.RecycledFolders + second.FailedFiles, 0U);
+  EXPECT_TRUE(system);
+}
+
 /// A random tree and random changes of it: additions, changed content, removals, renames, files
 /// that become folders and folders that become files.
 class RandomTree {

@@ -318,7 +318,9 @@ INSTANTIATE_TEST_SUITE_P(, OtherDiskTest,
                          testing::Values(std::pair("fold", "full"), std::pair("fold", "sync"),
                                          std::pair("fold", "differential"),
                                          std::pair("fat", "full"), std::pair("fat", "sync"),
-                                         std::pair("fat", "differential")),
+                                         std::pair("fat", "differential"), std::pair("odd", "full"),
+                                         std::pair("odd", "sync"), std::pair("lower", "sync"),
+                                         std::pair("lower", "differential")),
                          [](const auto& test) {
                            return std::string(test.param.first) + "_" + test.param.second;
                          });

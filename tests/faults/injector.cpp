@@ -7,11 +7,13 @@
 //   KAVREL_FAULT_IN=NAME       the program that is meant; children of other names run undisturbed
 //   KAVREL_FAULT_UNDER=PATH    only calls for something below this folder count
 //   KAVREL_FAULT_STATE=PATH    a file that counts the calls, shared by all processes
-//   KAVREL_DISK=HOW:PATH       below PATH, "A" and "a" are one entry; HOW is "fold", or "fat" for
-//                              one that also refuses names and links, keeps even seconds and no
-//                              permissions
+//   KAVREL_DISK=HOW:PATH       below PATH, "A" and "a" are one entry; HOW is "fold", "fat" for one
+//                              that also refuses names and links, keeps even seconds and no
+//                              permissions, "odd" for one that numbers each spelling of an entry
+//                              anew, or "lower" for one that lists all names in lower case
 //
 // Waiting takes no time, and a program that hangs is ended after half a minute.
+#include <ctype.h>
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -47,13 +49,15 @@ struct Plan {
 Plan plan;
 
 const char* disk = nullptr;  ///< the folder that is another file system
-bool fat = false;
+bool fat = false, odd = false, lower = false;
 
 __attribute__((constructor)) void ReadPlan() {
   alarm(kTimeLimit);
   if (const char* how = getenv("KAVREL_DISK")) {
     disk = strchr(how, ':') + 1;
-    fat = how[1] == 'a';
+    fat = strncmp(how, "fat", 3) == 0;
+    odd = strncmp(how, "odd", 3) == 0;
+    lower = strncmp(how, "lower", 5) == 0;
   }
   const char* text = getenv("KAVREL_FAULT");
   const char* state = getenv("KAVREL_FAULT_STATE");
@@ -189,9 +193,16 @@ mode_t ModeOf(int flags, va_list arguments) {
     return next(__VA_ARGS__);                                    \
   }
 
-PASS_ON_AT("stat", int, statx,
-           (int at, const char* path, int flags, unsigned mask, struct statx* to), at, own, flags,
-           mask, to)
+extern "C" int statx(int at, const char* path, int flags, unsigned mask, struct statx* to) {
+  static const auto next = Next<int (*)(int, const char*, int, unsigned, struct statx*)>("statx");
+  if (Strikes("stat", at, path)) return -1;
+  const DiskName own(at, path);
+  const int result = next(at, own, flags, mask, to);
+  if (result == 0 && odd && *path && !strchr(path, '/') && OnDisk(at, path)) {
+    for (const char* c = path; *c; ++c) to->stx_ino = to->stx_ino * 31 + static_cast<__u8>(*c);
+  }
+  return result;
+}
 PASS_ON_AT("stat", int, fstatat, (int at, const char* path, struct stat* to, int flags), at, own,
            to, flags)
 PASS_ON_FILE("stat", int, fstat, (int file, struct stat* to), file, to)
@@ -200,7 +211,17 @@ PASS_ON_AT("stat", int, faccessat, (int at, const char* path, int mode, int flag
 PASS_ON_FILE("read", ssize_t, read, (int file, void* to, size_t length), file, to, length)
 PASS_ON_AT("read", ssize_t, readlinkat, (int at, const char* path, char* to, size_t length), at,
            own, to, length)
-PASS_ON_FILE("list", ssize_t, getdents64, (int file, void* to, size_t length), file, to, length)
+extern "C" ssize_t getdents64(int file, void* to, size_t length) {
+  static const auto next = Next<ssize_t (*)(int, void*, size_t)>("getdents64");
+  if (Strikes("list", file)) return -1;
+  const ssize_t got = next(file, to, length);
+  for (ssize_t i = 0; lower && i < got && OnDisk(file, nullptr);) {
+    auto* entry = reinterpret_cast<dirent64*>(static_cast<char*>(to) + i);
+    for (char* c = entry->d_name; *c; ++c) *c = static_cast<char>(tolower(*c));
+    i += entry->d_reclen;
+  }
+  return got;
+}
 PASS_ON_FILE("seek", off_t, lseek, (int file, off_t to, int whence), file, to, whence)
 PASS_ON_FILE("resize", int, ftruncate, (int file, off_t size), file, size)
 PASS_ON_AT("unlink", int, unlinkat, (int at, const char* path, int flags), at, own, flags)

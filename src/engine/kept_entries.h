@@ -1,0 +1,40 @@
+// What a mirror leaves alone although the source has nothing of that name.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/files.h"
+
+namespace kavrel {
+
+/// Asked about entries of one destination folder that are not in the source folder by their name.
+class KeptEntries {
+ public:
+  /// Both folders outlive this.
+  KeptEntries(const Folder& source, const Folder& dest) : source_(source), dest_(dest) {}
+
+  /// True for what the system or the recycle bin keeps at the top of a disk, and for what some name
+  /// of the source reaches all the same: the disk may fold letter case or write names in its own
+  /// way. Looks at both folders when it has to.
+  bool Keeps(const FolderEntry& entry);
+
+ private:
+  /// A name of the source that the destination finds without listing it.
+  struct Reached {
+    std::u16string Name;
+    FileStatus Status;
+  };
+  bool IsTopOfDisk();
+  bool IsReached(const FolderEntry& entry);
+  void FindReached();
+
+  const Folder& source_;
+  const Folder& dest_;
+  std::optional<bool> top_;
+  std::optional<std::vector<Reached>> reached_;
+};
+
+}  // namespace kavrel
