@@ -68,10 +68,26 @@ FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16s
   return pair;
 }
 
+namespace {
+
+/// A new root is for its owner alone, like all that is made below it, until it gets the permissions
+/// of the source's. A source that is the top of a disk gives it none.
+Result<Folder> MakeRoot(const FileSystem& files, const WalkPaths& paths) {
+  const std::u16string_view path = DropBackslash(paths.Dest());
+  const std::u16string_view above = PathFolder(path);
+  if (IsRootPath(paths.Source()) || above.empty() || above.size() >= path.size()) {
+    return files.MakeFolders(paths.Dest());
+  }
+  const Result<Folder> parent = files.MakeFolders(above);
+  return parent ? parent->MakeFolder(PathName(path)) : Result<Folder>::Fail(parent.Error);
+}
+
+}  // namespace
+
 bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
                      const WalkPaths& paths, FolderPair& pair) {
   if (!pair.Dest) {
-    Result<Folder> made = parent ? parent->Dest.MakeFolder(name) : files.MakeFolders(paths.Dest());
+    Result<Folder> made = parent ? parent->Dest.MakeFolder(name) : MakeRoot(files, paths);
     // That the name is taken would hide why what is there could not be opened.
     pair.DestError = IsTaken(made.Error) ? pair.DestError : made.Error;
     if (!made) return false;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <set>
 
 #include "base/text.h"
 #include "files/path.h"
@@ -339,6 +340,18 @@ TEST_F(BackupWalkTest, FilesThatVanishAreFailuresOfAFullRunAndSilentInADifferent
     EXPECT_EQ(counters.FailedFiles, differential ? 0U : 1U);
     EXPECT_EQ(counters.UnchangedFiles, differential ? 1U : 0U);
   }
+}
+
+TEST_F(BackupWalkTest, NobodyElseMayLookIntoACopyBeforeItHasItsPermissions) {
+  for (int i = 0; i < 50; ++i) WriteTestFile(Source() / "sub" / std::to_string(i), "x");
+  fs::permissions(Source(), fs::perms(0751));
+  std::set<fs::perms> seen;
+  Host.AtPump = [&] {
+    if (fs::exists(Dest())) seen.insert(fs::status(Dest()).permissions());
+  };
+  Run(AddJob());
+  EXPECT_EQ(seen, std::set({fs::perms::owner_all}));
+  EXPECT_EQ(fs::status(Dest()).permissions(), fs::perms(0751));
 }
 
 TEST_F(BackupWalkTest, CancelStopsTheWalkAndItsBookkeepingIsDone) {
