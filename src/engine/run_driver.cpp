@@ -117,6 +117,8 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
     RecordResult(context, job);
     job.Extras.NotBegun = true;
     context.Store.SaveJobs();
+    // Its record tells of a run that was stopped; the jobs after it have sources of their own.
+    state.CancelRequested = false;
     return RunOutcome::SourceMissing;
   }
   const RunOutcome outcome =
