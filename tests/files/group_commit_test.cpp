@@ -52,6 +52,13 @@ class GroupCommitTest : public testing::Test {
   std::unique_ptr<Change> Make(std::string name) {
     return std::make_unique<Noted>(*this, std::move(name));
   }
+  /// The folder as if it lay on a disk of another kind.
+  std::shared_ptr<const CommitFolder> PlaceOn(DiskManners manners) {
+    auto place = std::make_shared<CommitFolder>();
+    place->Folder = std::move(*dest_->Reopen());
+    place->Manners = manners;
+    return place;
+  }
 };
 
 TEST_F(GroupCommitTest, WhatReliesOnNothingIsMadeAtOnceAndTheRestInOrder) {
@@ -68,26 +75,24 @@ TEST_F(GroupCommitTest, WhatReliesOnNothingIsMadeAtOnceAndTheRestInOrder) {
 }
 
 TEST_F(GroupCommitTest, AGroupIsBoundedInFilesAndBytes) {
-  constexpr std::size_t kMany = 200'000;
+  constexpr std::size_t kMany = 100'000;
+  const auto disk = PlaceOn({true, true});
   std::size_t most = 0;
   for (std::size_t i = 0; i < kMany; ++i) {
-    group_.AddStaged(place_, Make("x"), 1);
+    group_.AddStaged(disk, Make("x"), 1);
     most = std::max(most, i + 1 - done_.size());
     group_.Advance();
   }
   EXPECT_LT(most, 3U * 16'384);
   done_.clear();
   group_.Flush();
-  for (int i = 0; i < 3; ++i) group_.AddStaged(place_, Make("large"), std::uint64_t{1} << 32);
+  for (int i = 0; i < 3; ++i) group_.AddStaged(disk, Make("large"), std::uint64_t{1} << 32);
   EXPECT_GE(std::count(done_.begin(), done_.end(), "large"), 1);
   EXPECT_EQ(group_.Settle(), 0);
 }
 
 TEST_F(GroupCommitTest, FewFilesAreHeldAtATimeWhereADiskKeepsNoOrder) {
-  auto stick = std::make_shared<CommitFolder>();
-  Result<Folder> own = dest_->Reopen();
-  stick->Folder = std::move(*own);
-  stick->Manners = {true, false};
+  const auto stick = PlaceOn({true, false});
   std::size_t most = 0;
   for (std::size_t i = 0; i < 5000; ++i) {
     group_.AddStaged(stick, Make("x"), 1);
