@@ -41,12 +41,17 @@ bool KeptEntries::IsReached(const FolderEntry& entry) {
   if (!own) return true;
   return std::any_of(reached_->begin(), reached_->end(), [&](const Reached& name) {
     if (own->Kind != name.Status.Kind) return false;
-    // A disk that makes its numbers up for each spelling can still be told by the rest.
+    // Of a disk that makes its numbers up for each spelling, only the rest can tell.
     const bool alike = own->Kind != FileKind::Folder && own->Size == name.Status.Size &&
                        own->Written.Seconds == name.Status.Written.Seconds;
-    return alike || FoldedKey(entry.Name) == FoldedKey(name.Name) ||
-           (own->Device == name.Status.Device && own->Id == name.Status.Id);
+    return IsEntry(name, entry.Name, *own) || (alike && !name.Known);
   });
+}
+
+bool KeptEntries::IsEntry(const Reached& name, std::u16string_view listed,
+                          const FileStatus& status) {
+  return FoldedKey(listed) == FoldedKey(name.Name) ||
+         (status.Device == name.Status.Device && status.Id == name.Status.Id);
 }
 
 void KeptEntries::FindReached() {
@@ -60,6 +65,12 @@ void KeptEntries::FindReached() {
     if (listed.contains(entry->Name)) continue;
     const Result<FileStatus> found = dest_.Status(entry->Name);
     if (found) reached_->push_back({entry->Name, *found});
+  }
+  if (reached_->empty()) return;
+  for (const std::u16string& name : listed) {
+    const Result<FileStatus> status = dest_.Status(name);
+    if (!status) continue;
+    for (Reached& one : *reached_) one.Known = one.Known || IsEntry(one, name, *status);
   }
 }
 

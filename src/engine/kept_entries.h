@@ -26,10 +26,12 @@ class KeptEntries {
   struct Reached {
     std::u16string Name;
     FileStatus Status;
+    bool Known = false;  ///< it is clear which entry it finds
   };
   bool IsTopOfDisk();
   bool IsReached(const FolderEntry& entry);
   void FindReached();
+  static bool IsEntry(const Reached& name, std::u16string_view listed, const FileStatus& status);
 
   const Folder& source_;
   const Folder& dest_;

@@ -263,7 +263,6 @@ TEST_P(OtherDiskTest, NamesThatItMixesUpOrRefusesAreToldAndNoneIsLost) {
     WriteTestFile(job.Source / name, content[name]);
     SetWritten(job.Source / name, {1'710'000'001, 999'000'000});
   }
-  WriteTestFile(job.Dest / "gone", "old");
   job.Make(type);
   const Tree source = ReadTree(job.Source);
   const EnvironmentVariable preload("LD_PRELOAD", FAULT_INJECTOR);
@@ -286,6 +285,9 @@ TEST_P(OtherDiskTest, NamesThatItMixesUpOrRefusesAreToldAndNoneIsLost) {
   // In the second run everything is there already.
   for (const int run : {1, 2}) {
     fs::remove_all(job.Home / "Log");
+    // Of the size and time of another file.
+    WriteTestFile(job.Dest / "gone", std::string(content["Name"].size(), 'g'));
+    SetWritten(job.Dest / "gone", {1'710'000'001, 999'000'000});
     const CommandResult result = job.Run();
     EXPECT_EQ(result.ExitCode, 1) << result.Output << result.Errors;
     EXPECT_EQ(Figure(result.Output, kFailed), expected) << result.Output << job.Log();
