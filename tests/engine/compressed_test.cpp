@@ -237,9 +237,12 @@ TEST_F(CompressedTest, ACancelKeepsTheEarlierArchiveAndThePasswordIsOnNoCommandL
 }
 
 TEST_F(CompressedTest, WhatCannotBeReadIsCountedAndTheRestPacked) {
-  for (const char* name : {"a", "b", "deep/locked"}) WriteTestFile(Source() / name, "content");
+  for (const char* name : {"a", "b", "deep/locked", "listed/unseen", "listed/too"}) {
+    WriteTestFile(Source() / name, "content");
+  }
   ASSERT_EQ(mkfifo((Source() / "pipe").c_str(), 0644), 0);
   ASSERT_EQ(chmod((Source() / "deep" / "locked").c_str(), 0), 0);
+  ASSERT_EQ(chmod((Source() / "listed").c_str(), 0444), 0);
   fs::permissions(Temp.Root(), fs::perms::all);
   for (const auto& path : {Temp.Home(), Temp.Home() / "Log", Temp.DriveD()}) {
     fs::permissions(path, fs::perms::all);
@@ -250,8 +253,13 @@ TEST_F(CompressedTest, WhatCannotBeReadIsCountedAndTheRestPacked) {
     ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
   }
   EXPECT_EQ(Job().LastRunResult.CopiedFiles, 2U);
-  EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 3U);
   const std::string lines = LogLines();
+  for (const char* unseen : {"listed/unseen", "listed/too"}) {
+    EXPECT_NE(lines.find(std::string(": 備份檔案 (失敗)：C:\\src\\") + unseen + "\n"),
+              std::string::npos)
+        << lines;
+  }
   EXPECT_TRUE(lines.starts_with(": 略過特殊檔案 (成功)：C:\\src\\pipe\n")) << lines;
   EXPECT_NE(LogText(Program.Log.CurrentPath()).find("deep/locked"), std::string::npos);
   EXPECT_EQ(RunCommand({"/usr/bin/7zz", "t", archive_}).ExitCode, 0);
