@@ -22,6 +22,18 @@ Result<Folder> OpenAlong(const Folder& root, const std::vector<std::u16string_vi
   return folder;
 }
 
+/// Makes a change in a folder that may be read-only, which it stays.
+template <typename Change>
+ErrorCode ChangeIn(const Folder& folder, Change change) {
+  const ErrorCode error = change();
+  if (error != kErrAccess) return error;
+  const Result<FileStatus> before = folder.Status();
+  if (!before || folder.MakeWritable() != 0) return error;
+  const ErrorCode again = change();
+  folder.SetAttributes(*before, folder);
+  return again;
+}
+
 }  // namespace
 
 std::vector<std::u16string_view> EntryParts(std::u16string_view name) {
@@ -48,6 +60,11 @@ Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
     name_ = TempName(number);
     record_ = journal_.BeginFolder(folder, number);
     Result<Folder> made = root_.MakeFolder(name_);
+    const Result<FileStatus> before = root_.Status();
+    if (made.Error == kErrAccess && before && root_.MakeWritable() == 0) {
+      root_before_ = *before;
+      made = root_.MakeFolder(name_);
+    }
     if (made) {
       staged_ = std::move(*made);
     } else {
@@ -61,6 +78,7 @@ Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
 
 Staging::~Staging() {
   Clear();
+  if (root_before_) root_.SetAttributes(*root_before_, root_);
   if (cleared_) journal_.End(record_);
 }
 
@@ -122,7 +140,11 @@ Result<Folder> Staging::OpenPlace(const std::vector<std::u16string_view>& parts)
     if (!from) return from;
     from->MakeWritable();
     Result<Folder> next = to->OpenFolder(part);
-    if (IsNotFound(next.Error) && (next = to->MakeFolder(part))) {
+    const auto make = [&] {
+      next = to->MakeFolder(part);
+      return next.Error;
+    };
+    if (IsNotFound(next.Error) && ChangeIn(*to, make) == 0) {
       Result<FileStatus> like = from->Status();
       like->Mode |= kOwnerMay;
       next->SetAttributes(*like, *from);
@@ -149,7 +171,9 @@ ErrorCode Staging::Place(std::u16string_view name, File& replaced) const {
   const Result<Folder> from = OpenAlong(staged_, parts);
   if (!from) return from.Error;
   Result<File> held = to->HoldEntry(last);
-  if (const ErrorCode error = to->TakeOver(*from, last)) return error;
+  if (const ErrorCode error = ChangeIn(*to, [&] { return to->TakeOver(*from, last); })) {
+    return error;
+  }
   if (held) replaced = std::move(*held);
   if (to->Manners().KeepsOrder) return 0;
   // A new entry must not reach the disk without its record, nor an old one change before the other

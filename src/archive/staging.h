@@ -3,6 +3,7 @@
 // and the archiver never writes where anybody else might have put a link meanwhile.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -65,6 +66,7 @@ class Staging {
   std::u16string name_, path_;
   int record_ = StagingJournal::kNoRecord;
   bool cleared_ = false;
+  std::optional<FileStatus> root_before_;  ///< of a root that was read-only
   std::vector<std::pair<std::u16string, FileStatus>> folders_;
 };
 

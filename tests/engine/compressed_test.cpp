@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
@@ -276,6 +277,32 @@ TEST_F(CompressedTest, WhatCannotBeReplacedIsCountedAndTheRestRestored) {
   EXPECT_EQ(Job().LastRunResult.CopiedBytes, 14U);
   EXPECT_EQ(ReadTestFile(Source() / "a" / "in the way"), "stays");
   EXPECT_EQ(ReadTestFile(Source() / "c"), "content");
+}
+
+TEST_F(CompressedTest, ReadOnlyFoldersTakeWhatIsRestoredAndStayReadOnly) {
+  for (const char* name : {"a", "sub/b", "sub/deep/c"}) WriteTestFile(Source() / name, "good");
+  Job();
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  fs::remove_all(Source() / "sub" / "deep");
+  for (const char* name : {"a", "sub/b"}) WriteTestFile(Source() / name, "spoilt");
+  if (geteuid() == 0) {
+    ASSERT_EQ(RunCommand({"/bin/chown", "-R", "65534:65534", Temp.Root()}).ExitCode, 0);
+  }
+  fs::permissions(Source() / "sub", fs::perms(0555));
+  fs::permissions(Source(), fs::perms(0555));
+  {
+    const Unprivileged user;
+    ASSERT_EQ(Restore(), RunOutcome::Ran);
+  }
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 0U) << LogLines();
+  for (const char* name : {"a", "sub/b", "sub/deep/c"}) {
+    EXPECT_EQ(ReadTestFile(Source() / name), "good") << name;
+  }
+  EXPECT_EQ(fs::status(Source()).permissions(), fs::perms(0555));
+  EXPECT_EQ(fs::status(Source() / "sub").permissions(), fs::perms(0555));
+  for (const auto& entry : fs::directory_iterator(Source())) {
+    EXPECT_FALSE(entry.path().filename().string().starts_with("pt"));
+  }
 }
 
 TEST_F(CompressedTest, NoDamageOfAnArchiveReachesAFileThatItIsRestoredOver) {
