@@ -118,7 +118,7 @@ TEST_F(KeepNewestTest, AFileThatCannotBeLookedAtKeepsEverythingAndIsNoGoodBackup
     return JudgeRuns(Program.Store.Jobs, Program.LogRows.Rows(), Clock.Now()).State;
   };
   run(10, 0755);
-  run(11, 0744);
+  run(11, 0444);
   EXPECT_EQ(job.LastRunResult.UnseenFiles, 1U);
   EXPECT_EQ(Names(Temp.DriveD()), "10 11 ");
   EXPECT_EQ(health(), Health::Failed);

@@ -110,9 +110,9 @@ TEST_F(ProgramLogTest, AFileThatCannotBeReadOrWrittenStaysWhole) {
   WriteTestFile(File, "\"old\"\r\n");
   const auto keeps = [&](const fs::path& closed, bool loads) {
     const fs::perms before = fs::status(closed).permissions();
-    fs::permissions(closed,
-                    loads ? fs::perms::owner_read | fs::perms::others_read | fs::perms::others_exec
-                          : fs::perms::others_write);
+    fs::permissions(closed, loads ? fs::perms::owner_read | fs::perms::owner_exec |
+                                        fs::perms::others_read | fs::perms::others_exec
+                                  : fs::perms::others_write);
     {
       const Unprivileged user;
       LogList rows;
