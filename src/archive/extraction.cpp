@@ -257,13 +257,14 @@ class Extraction {
   void MakeLinks(std::string_view targets) {
     for (const IndividualInfo& entry : archive_->Entries) {
       if (!entry.IsLink) continue;
-      std::u16string target;
+      std::string_view bytes;
       if (IsListedLink(entry)) {
-        target = FromUtf8(targets.substr(0, static_cast<std::size_t>(entry.OriginalSize)));
-        targets.remove_prefix(static_cast<std::size_t>(entry.OriginalSize));
+        bytes = targets.substr(0, static_cast<std::size_t>(entry.OriginalSize));
+        targets.remove_prefix(bytes.size());
       }
+      const std::u16string target = FromUtf8(bytes);
       if (!LeadsInside(entry.FileName, target, links_) ||
-          (entry.HasCrc && Crc32(ToUtf8(target)) != entry.Crc) ||
+          (entry.HasCrc && Crc32(bytes) != entry.Crc) ||
           staging_->MakeLink(entry.FileName, target, entry.Modified) != 0) {
         refused_.insert(entry.FileName);
       }
