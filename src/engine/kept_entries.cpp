@@ -4,7 +4,6 @@
 #include <unordered_set>
 
 #include "base/text.h"
-#include "files/twin_names.h"
 
 namespace kavrel {
 
@@ -34,7 +33,7 @@ bool KeptEntries::IsTopOfDisk() {
 }
 
 bool KeptEntries::IsReached(const FolderEntry& entry) {
-  if (!MayFold(dest_, entry.Name)) return false;
+  if (!manners_.MayFold(dest_, entry.Name)) return false;
   FindReached();
   if (reached_->empty()) return false;
   const Result<FileStatus> own = dest_.Status(entry.Name);

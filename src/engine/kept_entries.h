@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "files/twin_names.h"
 #include "platform/files.h"
 
 namespace kavrel {
@@ -14,12 +15,17 @@ namespace kavrel {
 class KeptEntries {
  public:
   /// Both folders outlive this.
-  KeptEntries(const Folder& source, const Folder& dest) : source_(source), dest_(dest) {}
+  KeptEntries(const Folder& source, const Folder& dest, const NameManners& manners = {})
+      : source_(source), dest_(dest), manners_(manners) {}
 
   /// True for what the system or the recycle bin keeps at the top of a disk, and for what some name
   /// of the source reaches all the same: the disk may fold letter case or write names in its own
   /// way. Looks at both folders when it has to.
   bool Keeps(const FolderEntry& entry);
+  /// True when the destination finds one of its entries by the name in other letter case.
+  bool FoldsCase(std::u16string_view name) { return manners_.FoldsCase(dest_, name); }
+  /// What is known of the destination by now.
+  const NameManners& Manners() const { return manners_; }
 
  private:
   /// A name of the source that the destination finds without listing it.
@@ -35,6 +41,7 @@ class KeptEntries {
 
   const Folder& source_;
   const Folder& dest_;
+  NameManners manners_;
   std::optional<bool> top_;
   std::optional<std::vector<Reached>> reached_;
 };

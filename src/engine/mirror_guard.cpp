@@ -48,7 +48,7 @@ class LookAhead {
     SeenEntries seen;
     if (!synchronisation_->SyncFolder(pair, paths_, &seen)) return;
     Kept += seen.KeptFiles;
-    if (seen.Whole) foreseen_.Insert(*dest, std::move(seen.Gone));
+    if (seen.Whole) foreseen_.Insert(*dest, std::move(seen.Folder));
     if (!job_.IncludeSubfolders) return;
     for (const std::u16string& subfolder : seen.KeptFolders) {
       if (context_.State.CancelRequested) return;

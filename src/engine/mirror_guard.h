@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/run_context.h"
+#include "files/twin_names.h"
 
 namespace kavrel {
 
@@ -16,13 +17,17 @@ namespace kavrel {
 /// once more.
 class ForeseenFolders {
  public:
+  struct Folder {
+    std::vector<FolderEntry> Gone;
+    NameManners Manners;
+  };
   /// A folder for whose names there is no more room stays unknown.
-  void Insert(const FileStatus& folder, std::vector<FolderEntry> gone) {
-    names_ += gone.size();
-    if (names_ <= kMostNames) folders_.insert_or_assign(NumberOf(folder), std::move(gone));
+  void Insert(const FileStatus& folder, Folder seen) {
+    names_ += seen.Gone.size();
+    if (names_ <= kMostNames) folders_.insert_or_assign(NumberOf(folder), std::move(seen));
   }
   /// Null for a folder that is not known.
-  const std::vector<FolderEntry>* Find(const FileStatus& folder) const {
+  const Folder* Find(const FileStatus& folder) const {
     const auto found = folders_.find(NumberOf(folder));
     return found == folders_.end() ? nullptr : &found->second;
   }
@@ -32,7 +37,7 @@ class ForeseenFolders {
   static std::uint64_t NumberOf(const FileStatus& folder) {
     return folder.Device * 0x9E3779B97F4A7C15 ^ folder.Id;
   }
-  std::unordered_map<std::uint64_t, std::vector<FolderEntry>> folders_;
+  std::unordered_map<std::uint64_t, Folder> folders_;
   std::size_t names_ = 0;
 };
 

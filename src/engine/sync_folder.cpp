@@ -24,11 +24,15 @@ std::uint64_t EntryKey(const FolderEntry& entry) {
   return entry.Kind == FileKind::Folder ? ~hash : hash;
 }
 
-/// True unless the source was seen not to hold an entry of that name and kind.
-bool MayBeHeld(const Folder& source, const FolderEntry& entry) {
-  const Result<FileStatus> status = source.Status(entry.Name);
-  if (!status) return !IsNotFound(status.Error);
-  return (status->Kind == FileKind::Folder) == (entry.Kind == FileKind::Folder);
+/// False unless the source was seen not to hold an entry of that name and kind. Otherwise
+/// `comes_back` is set when another entry of the source may come to its place.
+bool IsToGo(const Folder& source, const FolderEntry& entry, KeptEntries& kept, bool& comes_back) {
+  const Result<FileStatus> other = source.Status(entry.Name);
+  if (!other && !IsNotFound(other.Error)) return false;
+  if (other && (other->Kind == FileKind::Folder) == (entry.Kind == FileKind::Folder)) return false;
+  if (kept.Keeps(entry)) return false;
+  comes_back = comes_back || other || kept.FoldsCase(entry.Name);
+  return true;
 }
 
 }  // namespace
@@ -63,7 +67,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   going_.clear();
   std::u16string path(paths.Dest());
   const Result<FileStatus> dest = pair.Dest.Status();
-  const std::vector<FolderEntry>* foreseen = dest ? foreseen_.Find(*dest) : nullptr;
+  const ForeseenFolders::Folder* foreseen = dest ? foreseen_.Find(*dest) : nullptr;
   if (foreseen) {
     SyncForeseen(pair, *foreseen, path, *dest);
     return true;
@@ -81,12 +85,11 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return true;
     if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
-        !MayBeHeld(pair.Source, *entry) && !kept.Keeps(*entry)) {
+        IsToGo(pair.Source, *entry, kept, comes_back)) {
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
-      comes_back = comes_back || ComesBack(pair, entry->Name);
       NoteGoing(entry->Name);
-      if (seen) seen->Gone.push_back(*entry);
+      if (seen) seen->Folder.Gone.push_back(*entry);
     } else if (seen && entry->Kind == FileKind::Folder) {
       seen->KeptFolders.push_back(entry->Name);
     } else if (seen) {
@@ -94,33 +97,34 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     }
     context_.Host.PumpMessages();
   }
-  if (seen) seen->Whole = reader.Error() == 0;
-  // What takes the place of something that is still to go must not meet it.
-  if (comes_back) group_->Flush();
+  if (seen) {
+    seen->Folder.Manners = kept.Manners();
+    seen->Whole = reader.Error() == 0;
+  }
+  AwaitGoing(comes_back);
   std::sort(going_.begin(), going_.end());
   return true;
 }
 
 /// Removes what the guard's look ahead has found in a folder, as far as it is still there and the
 /// source still lacks it.
-void Synchronisation::SyncForeseen(const FolderPair& pair, const std::vector<FolderEntry>& gone,
+void Synchronisation::SyncForeseen(const FolderPair& pair, const ForeseenFolders::Folder& foreseen,
                                    std::u16string& path, const FileStatus& dest) {
-  if (gone.empty()) return;
+  if (foreseen.Gone.empty()) return;
   pair.Dest.MakeWritable();
   bool comes_back = false;
-  KeptEntries kept(pair.Source, pair.Dest);
-  for (const FolderEntry& entry : gone) {
+  KeptEntries kept(pair.Source, pair.Dest, foreseen.Manners);
+  for (const FolderEntry& entry : foreseen.Gone) {
     if (context_.State.CancelRequested) return;
     const Result<FileStatus> now = pair.Dest.Status(entry.Name);
     const bool same = now && now->Kind == entry.Kind;
-    if (same && !MayBeHeld(pair.Source, entry) && !kept.Keeps(entry)) {
+    if (same && IsToGo(pair.Source, entry, kept, comes_back)) {
       SyncEntry(pair, entry, path, dest);
-      comes_back = comes_back || ComesBack(pair, entry.Name);
       NoteGoing(entry.Name);
     }
     context_.Host.PumpMessages();
   }
-  if (comes_back) group_->Flush();
+  AwaitGoing(comes_back);
   std::sort(going_.begin(), going_.end());
 }
 
@@ -212,8 +216,8 @@ void Synchronisation::SyncEntry(const FolderPair& pair, const FolderEntry& entry
   }
 }
 
-bool Synchronisation::ComesBack(const FolderPair& pair, std::u16string_view name) const {
-  return group_ && group_->Pending() && (pair.Source.Status(name) || FoldsCase(pair.Dest, name));
+void Synchronisation::AwaitGoing(bool comes_back) {
+  if (comes_back && group_) group_->Flush();
 }
 
 void Synchronisation::NoteGoing(std::u16string_view name) {

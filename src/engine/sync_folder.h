@@ -20,7 +20,7 @@ namespace kavrel {
 struct SeenEntries {
   std::uint64_t KeptFiles = 0;
   std::vector<std::u16string> KeptFolders;
-  std::vector<FolderEntry> Gone;
+  ForeseenFolders::Folder Folder;
   bool Whole = false;  ///< it was looked through to its end
 };
 
@@ -49,7 +49,7 @@ class Synchronisation {
  private:
   bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);
   bool PassesGuard();
-  void SyncForeseen(const FolderPair& pair, const std::vector<FolderEntry>& gone,
+  void SyncForeseen(const FolderPair& pair, const ForeseenFolders::Folder& foreseen,
                     std::u16string& path, const FileStatus& dest);
   void SyncEntry(const FolderPair& pair, const FolderEntry& entry, std::u16string& path,
                  const FileStatus& dest);
@@ -63,8 +63,8 @@ class Synchronisation {
   /// `in`: the folder that is being emptied; null for a folder that both sides have.
   void RemoveFile(const std::shared_ptr<const CommitFolder>& folder, const FolderEntry& entry,
                   std::u16string_view path, const SharedEmptying& in);
-  /// Whether what is still to go may be met by another name in this folder.
-  bool ComesBack(const FolderPair& pair, std::u16string_view name) const;
+  /// What takes the place of something that is still to go must not meet it.
+  void AwaitGoing(bool comes_back);
   void NoteGoing(std::u16string_view name);
   void PlanFile(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
   void FinishFile(ErrorCode error, std::u16string_view name, const SharedEmptying& in);

@@ -83,6 +83,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
   if (!parent && pair.Dest) MayGoAhead(pair);
   const bool report = BeforeFiles(pair);
   if (Cancelled()) return;
+  if (ahead_) ahead_->Expect();
   if (!ReadyDestination(parent, name, pair)) {
     ++context_.Counters.FailedFiles;
     DestinationFailed();

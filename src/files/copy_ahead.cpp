@@ -66,14 +66,18 @@ CopyAhead::Item& CopyAhead::At(std::size_t number) const {
   return items_[number % kWindow];
 }
 
+void CopyAhead::Expect() {
+  ++signal_;
+  Wake(signal_);
+}
+
 void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name) {
   Item& item = At(end_);
   item.Name = name;
   item.Folders.emplace(folders);
   item.Done = 0;
   ++end_;
-  ++signal_;
-  Wake(signal_);
+  Expect();
 }
 
 void CopyAhead::WorkerLoop() {

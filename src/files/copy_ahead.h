@@ -48,6 +48,8 @@ class CopyAhead {
   CopyAhead(const CopyAhead&) = delete;
   CopyAhead& operator=(const CopyAhead&) = delete;
 
+  /// Files are about to come: the other thread wakes up, which takes longer than to look at some.
+  void Expect();
   /// Puts a file at the end of the row, which is not full.
   void Add(const Folders& folders, std::u16string_view name);
   bool Empty() const { return first_ == end_; }

@@ -26,6 +26,12 @@ bool IsWrittenInOneWay(char16_t c) {
   return c < 0x80 || (c >= 0x4E00 && c < 0xA000) || (c >= 0x3000 && c < 0x3040);
 }
 
+bool HasPlainLetter(std::u16string_view name) {
+  return std::any_of(name.begin(), name.end(), [](char16_t c) {
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+  });
+}
+
 /// Whether the folder lists both names as they are written.
 bool ListsBoth(const Folder& folder, std::u16string_view a, std::u16string_view b) {
   bool lists_a = false, lists_b = false;
@@ -82,21 +88,30 @@ std::u16string_view TwinNames::Note(const Folder& folder, std::u16string_view na
   return twin == end ? std::u16string_view() : twin->second;
 }
 
-bool FoldsCase(const Folder& folder, std::u16string_view name) {
+bool NameManners::FoldsCase(const Folder& folder, std::u16string_view name) {
+  if (tells_case_ && std::all_of(name.begin(), name.end(), IsWrittenInOneWay)) return false;
   const std::u16string other = InOtherCase(name);
-  return other != name && !IsNotFound(folder.Status(other).Error);
+  if (other == name) return false;
+  if (!IsNotFound(folder.Status(other).Error)) return true;
+  // Letters of other scripts may have a case that only some disks know.
+  tells_case_ = tells_case_ || (HasPlainLetter(name) && folder.Status(name));
+  return false;
 }
 
-bool MayFold(const Folder& folder, std::u16string_view name) {
+bool NameManners::MayFold(const Folder& folder, std::u16string_view name) {
   if (!std::all_of(name.begin(), name.end(), IsWrittenInOneWay)) return true;
-  return FoldsCase(folder, name) || !IsNotFound(folder.Status(std::u16string(name) + u".").Error);
+  if (FoldsCase(folder, name)) return true;
+  if (tells_ends_) return false;
+  if (!IsNotFound(folder.Status(std::u16string(name) + u".").Error)) return true;
+  tells_ends_ = bool{folder.Status(name)};
+  return false;
 }
 
 bool MeanTheSame(const Folder& folder, std::u16string_view a, std::u16string_view b) {
   const Result<FileStatus> one = folder.Status(a), other = folder.Status(b);
   if (!one || !other) return false;
   if (IsOneEntry(one, other)) return true;
-  return MayFold(folder, a) && !ListsBoth(folder, a, b);
+  return NameManners().MayFold(folder, a) && !ListsBoth(folder, a, b);
 }
 
 bool IsOneEntry(const Result<FileStatus>& a, const Result<FileStatus>& b) {

@@ -33,10 +33,20 @@ class TwinNames {
 
 /// The same number for all names that a disk may take for one; others seldom share it.
 std::uint64_t FoldedKey(std::u16string_view name);
-/// True when the folder finds an entry by the name in other letter case.
-bool FoldsCase(const Folder& folder, std::u16string_view name);
-/// False when this folder is certain to find nothing by another spelling of the name.
-bool MayFold(const Folder& folder, std::u16string_view name);
+
+/// How one folder tells names apart, asked once and not for each name.
+class NameManners {
+ public:
+  /// True when the folder finds one of its entries by the name in other letter case.
+  bool FoldsCase(const Folder& folder, std::u16string_view name);
+  /// False when the folder is certain to find this entry by no other spelling of its name.
+  bool MayFold(const Folder& folder, std::u16string_view name);
+
+ private:
+  /// The folder has not found an entry of its own by another letter case, by a dot behind its name.
+  bool tells_case_ = false, tells_ends_ = false;
+};
+
 /// True when both are what is told of one entry that goes by two names, without having two. Some
 /// disks make their numbers up, another one for each spelling, so false proves nothing.
 bool IsOneEntry(const Result<FileStatus>& a, const Result<FileStatus>& b);
