@@ -40,7 +40,18 @@ SchedulerActions Program::Actions() {
   return {[this](BackupJob& job) { last_outcome_ = RunStoredJob(job); },
           [this] { priority_.ApplyProcessPriority(Settings.ProcessPriority()); },
           [this] { priority_.ApplyProcessPriority(kNormalPriority); },
-          [this] { ProgramLog.SaveProgramLog(); }, [this] { PlayCompletionSound(); }};
+          [this] { ProgramLog.SaveProgramLog(); },
+          [this](const BackupJob& job) {
+            LogRows.Append({job.Name,
+                            u"時間更正",
+                            u"0",
+                            u"0",
+                            u"0",
+                            DateTimeText(clock_.Now()),
+                            DateTimeText(job.NextRun),
+                            {}});
+          },
+          [this] { PlayCompletionSound(); }};
 }
 
 bool Program::Start(std::u16string_view command_line) {
@@ -78,6 +89,7 @@ bool Program::Load() {
   Store.LoadJobs();
   const bool readable = Store.LastError() == 0;
   ProgramLog.LoadProgramLog();
+  Scheduler.SetTimesRight();
   return readable;
 }
 
@@ -105,6 +117,8 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
   const SleepInhibitor awake;
   Mounts.Load();
   last_verification_.reset();
+  // What the run makes of the job's times would hide that they were wrong.
+  Scheduler.SetTimesRight();
   const RunOutcome outcome = RunBackupJob(Context, job);
   const bool whole = outcome == RunOutcome::Ran && !job.LastRunResult.Stopped;
   if (job.Extras.VerifyAfterRun && whole && !State.CancelRequested) VerifyLastRun(job);

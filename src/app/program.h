@@ -44,7 +44,8 @@ class Program {
   /// The end of a program that was started: the store and the program log are saved.
   void Shutdown();
 
-  /// For a single command: reads the rules, the filters, the store as it is and the program log.
+  /// For a single command: reads the rules, the filters, the store as it is and the program log,
+  /// and sets times right that a wrong clock has left, in memory.
   /// False when the store exists but cannot be read (Store.LastError() tells why).
   bool Load();
   /// Reads the store again, applying the past-due rule. True when it holds a job.

@@ -36,6 +36,7 @@ class ProgramHost : public RunHost, public SchedulerHost {
   void EnableControls(bool) override {}
   void JobStarting(std::int32_t, DateTime) override {}
   void JobEnded(std::int32_t) override {}
+  void TimesSetRight(const BackupJob&, DateTime) override {}
   void Attract() override {}
   void EndProgram() override {}
 };

@@ -94,6 +94,11 @@ void WatchHost::JobEnded(std::int32_t job_index) {
   }
 }
 
+void WatchHost::TimesSetRight(const BackupJob& job, DateTime was) {
+  TellNow(u"clock", job.Name + u", next at " + IsoText(job.NextRun) + u", no longer at " +
+                        IsoText(was) + u": the clock was ahead");
+}
+
 void WatchHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   std::u16string text(path);
   (text += u" was changed by somebody else; that version is kept as ") += copy;

@@ -36,6 +36,7 @@ class WatchHost final : public ProgramHost {
   void JobStarting(std::int32_t job_index, DateTime now) override;
   void JobEnded(std::int32_t job_index) override;
   void AskPastDue(PastDueQuestion& question) override;
+  void TimesSetRight(const BackupJob& job, DateTime was) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
 
  private:

@@ -72,6 +72,11 @@ void ConsoleHost::ShowRunPanels(bool show) {
   }
 }
 
+void ConsoleHost::TimesSetRight(const BackupJob& job, DateTime was) {
+  PrintError("the clock was ahead: " + Printable(job.Name) + " is next due at " +
+             ToUtf8(IsoText(job.NextRun)) + ", no longer at " + ToUtf8(IsoText(was)));
+}
+
 void ConsoleHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   PrintError(Printable(path) + " was changed by somebody else; that version is kept as " +
              Printable(copy));

@@ -24,6 +24,7 @@ class ConsoleHost final : public ProgramHost {
   void DrawCaptions(std::u16string_view source_folder, std::u16string_view dest_folder,
                     std::u16string_view file_name) override;
   void ShowRunPanels(bool show) override;
+  void TimesSetRight(const BackupJob& job, DateTime was) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
 
  private:

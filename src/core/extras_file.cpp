@@ -71,7 +71,7 @@ constexpr TextField kTexts[] = {{u"MirroredTo", &JobExtras::MirroredTo},
                                 {u"SourceMount", &JobExtras::SourceMount},
                                 {u"Unfinished", &JobExtras::Unfinished}};
 constexpr std::u16string_view kKeyNames[] = {u"Name", u"Source", u"Destination"};
-constexpr std::u16string_view kBytes = u"SourceBytes", kMade = u"Made";
+constexpr std::u16string_view kBytes = u"SourceBytes", kMade = u"Made", kTimeMoved = u"TimeMoved";
 
 void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view value) {
   text += name;
@@ -99,6 +99,7 @@ std::u16string FormatSection(const BackupJob& job) {
   if (extras.SourceBytes > 0) {
     AddLine(text, kBytes, FromUtf8(std::to_string(extras.SourceBytes)));
   }
+  if (extras.TimeMoved != kZeroDate) AddLine(text, kTimeMoved, DateTimeText(extras.TimeMoved));
   for (const std::u16string& made : extras.Made) AddLine(text, kMade, OneLine(made));
   for (const std::u16string& line : extras.OtherLines) text += line + u"\r\n";
   return text;
@@ -140,6 +141,7 @@ bool ParseLine(std::u16string_view line, Section& section) {
     if (name == field.Name) return extras.*field.Field = value, true;
   }
   if (name == kBytes) return extras.SourceBytes = ParseBytes(value), true;
+  if (name == kTimeMoved) return extras.TimeMoved = ParseDateTime(value).value_or(kZeroDate), true;
   if (name == kMade) return extras.Made.emplace_back(value), true;
   return false;
 }

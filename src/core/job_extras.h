@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "base/date_time.h"
+
 namespace kavrel {
 
 /// What the user chooses.
@@ -30,6 +32,9 @@ struct JobExtras : ExtraSettings {
   /// The last backup found no source folder or no archive program: no log tells.
   bool NotBegun = false;
   bool Unseen = false;  ///< in the last backup there were files that could not be looked at
+  /// When the program last moved NextRun, where that was later than LastRun tells; else the zero
+  /// date.
+  DateTime TimeMoved = kZeroDate;
   std::vector<std::u16string> Made;        ///< dated folders or archives of whole runs, newest last
   std::vector<std::u16string> OtherLines;  ///< of the job's section in the file
 

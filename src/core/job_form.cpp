@@ -112,6 +112,8 @@ void FillJob(const JobForm& form, BackupJob& job) {
 
   SetInterval(job, form.Interval, form.Count);
   job.RefusedDays = form.RefusedDays & kAllDays;
+  // What the user chose the program has not moved.
+  if (job.NextRun != form.Start) job.Extras.TimeMoved = kZeroDate;
   job.NextRun = form.Start;
   static_cast<ExtraSettings&>(job.Extras) = form.Extras;
 }

@@ -123,7 +123,6 @@ bool JobStore::LoadJobs(const PastDueRule& rule) {
   std::u16string text = DecodeTextFile(*bytes);
   Wipe(*bytes);
   Jobs.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), u'\n')) + 1);
-  bool changed = false;
   for (std::u16string_view rest = text; !rest.empty();) {
     const std::size_t end = rest.find(u'\n');
     std::u16string_view line = rest.substr(0, end);
@@ -134,10 +133,13 @@ bool JobStore::LoadJobs(const PastDueRule& rule) {
     job.JobIndex = static_cast<std::int32_t>(Jobs.size());
     job.JobNumber = job.JobIndex + 1;
     Jobs.push_back(std::move(job));
-    if (rule && rule(Jobs.back())) changed = true;
   }
   Wipe(text);
   extras_.Load(Jobs);
+  bool changed = false;
+  for (BackupJob& job : Jobs) {
+    if (rule && rule(job)) changed = true;
+  }
   if (changed) SaveJobs();
   return !Jobs.empty();
 }

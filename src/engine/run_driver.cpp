@@ -26,6 +26,7 @@ void RecordResult(RunContext& context, BackupJob& job) {
   job.Extras.Unseen = context.Counters.UnseenFiles > 0;
   // A clock that was set back meanwhile must not make the same time due again.
   job.NextRun = NextRunAfterNow(job, std::max(now, job.RunStarted));
+  job.Extras.TimeMoved = job.RunStarted > now ? job.RunStarted : kZeroDate;
 }
 
 /// What the next runs have to know of this one; and the end of backups that are too old.

@@ -72,6 +72,26 @@ DateTime Search(const BackupJob& job, const Wanted& wanted) {
       .value_or(job.NextRun);
 }
 
+/// The first grid time later than `now`, looked for backwards. Months are counted from where the
+/// walk begins, so that a short one on the way does not cost the day of the month.
+DateTime EarliestAfter(const BackupJob& job, DateTime now) {
+  const std::int64_t period = FixedPeriod(job);
+  if (job.NextRun <= now || period < 0 || period > kLongestPeriod) return job.NextRun;
+  if (job.EveryMonths == 0) {
+    if (period == 0) return job.NextRun;
+    const std::int64_t jumps = ((job.NextRun - now).count() - 1) / period;
+    return job.NextRun - seconds(jumps * period);
+  }
+  if (job.EveryMonths < 0 || job.EveryMonths > 120000) return job.NextRun;
+  DateTime earliest = job.NextRun;
+  for (std::int32_t months = job.EveryMonths;; months += job.EveryMonths) {
+    const DateTime time =
+        AddMonths(job.NextRun, -months) - seconds(months / job.EveryMonths * period);
+    if (time <= now || time >= earliest) return earliest;
+    earliest = time;
+  }
+}
+
 }  // namespace
 
 DateTime AddInterval(DateTime time, const BackupJob& job) {
@@ -97,6 +117,18 @@ std::vector<DateTime> RunsFrom(BackupJob job, DateTime first, DateTime now, std:
     if (next <= last) break;
   }
   return times;
+}
+
+bool TimesAreAhead(const BackupJob& job, DateTime now) {
+  return std::max(job.LastRun, job.Extras.TimeMoved) > now + days(1);
+}
+
+void SetTimesRight(BackupJob& job, DateTime now) {
+  BackupJob back = job;
+  back.NextRun = EarliestAfter(job, now);
+  job.NextRun = std::min(job.NextRun, NextRunAfterNow(back, now));
+  job.LastRun = std::min(job.LastRun, now);
+  job.Extras.TimeMoved = kZeroDate;
 }
 
 }  // namespace kavrel

@@ -27,4 +27,11 @@ DateTime NextRunAfterNow(const BackupJob& job, DateTime now);
 /// none of them but `first` is earlier than `now`. Fewer than `count` where the search ends.
 std::vector<DateTime> RunsFrom(BackupJob job, DateTime first, DateTime now, std::size_t count);
 
+/// Whether the program moved the job's times on while the clock showed more than a day later than
+/// `now`: it was wrong then, or is now. No zone and no summer time makes up for a day.
+bool TimesAreAhead(const BackupJob& job, DateTime now);
+/// Sets such times right: NextRun goes back along its grid to the first time later than `now` that
+/// is not on a refused weekday (never forward), LastRun to `now`, the latest that it can have been.
+void SetTimesRight(BackupJob& job, DateTime now);
+
 }  // namespace kavrel

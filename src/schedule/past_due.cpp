@@ -56,6 +56,7 @@ bool ApplyPastDueRule(BackupJob& job, DateTime now, PastDueState& state, const A
   const DateTime next = NextRunTime(job, now);
   const bool changed = next != job.NextRun;
   job.NextRun = next;
+  if (changed) job.Extras.TimeMoved = now;
   return changed;
 }
 

@@ -52,6 +52,10 @@ void Scheduler::Tick(std::u16string_view command_line) {
   state_.CancelRequested = false;
   ran_ = 0;
   nearest_ = kFarAway;
+  if (SetTimesRight()) {
+    store_.SaveJobs();
+    actions_.SaveProgramLog();
+  }
   if (state_.CommandLineRun) {
     const std::vector<std::u16string> names = SplitArguments(command_line);
     host_.EnableControls(false);
@@ -69,6 +73,22 @@ void Scheduler::Tick(std::u16string_view command_line) {
   } else {
     SetTimer(true, nearest_ <= 1 ? kSoon : kLater);
   }
+}
+
+bool Scheduler::SetTimesRight() {
+  bool any = false;
+  for (std::int32_t row = 0; row < std::ssize(store_.Jobs); ++row) {
+    BackupJob& job = store_.Jobs[static_cast<std::size_t>(row)];
+    const DateTime now = clock_.Now();
+    if (job.Deleted || !TimesAreAhead(job, now)) continue;
+    const DateTime was = job.NextRun;
+    kavrel::SetTimesRight(job, now);
+    actions_.LogTimesSetRight(job);
+    run_host_.RefreshJobRow(row);
+    host_.TimesSetRight(job, was);
+    any = true;
+  }
+  return any;
 }
 
 void Scheduler::RunDueJobs() {
@@ -92,6 +112,7 @@ void Scheduler::RunRowIfDue(std::int32_t row) {
     ++ran_;
   } else {
     job.NextRun = NextRunAfterNow(job, now);
+    job.Extras.TimeMoved = now;
     run_host_.RefreshJobRow(row);
   }
 }

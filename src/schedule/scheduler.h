@@ -26,6 +26,9 @@ class SchedulerHost {
   virtual void JobStarting(std::int32_t job_index, DateTime now) = 0;
   /// The run is over; the job's record holds its times and its result.
   virtual void JobEnded(std::int32_t job_index) = 0;
+  /// The clock was set back: this job's times lay in a future that is not to come. NextRun was
+  /// `was` and is the next one of its grid again.
+  virtual void TimesSetRight(const BackupJob& job, DateTime was) = 0;
   /// A beep and two flashes of the window, when it can be seen.
   virtual void Attract() = 0;
   /// The named jobs have run; the program is to end.
@@ -38,6 +41,8 @@ struct SchedulerActions {
   std::function<void()> ApplyProcessPriority;    ///< the one that the user chose for runs
   std::function<void()> RestoreProcessPriority;  ///< the normal one
   std::function<void()> SaveProgramLog;
+  /// Notes in the program log that the job's times were set right.
+  std::function<void(const BackupJob&)> LogTimesSetRight;
   std::function<void()> PlayCompletionSound;  ///< when it is switched on
 };
 
@@ -56,6 +61,10 @@ class Scheduler {
   /// CommandLineRun it runs the jobs of `command_line` instead and ends the program. Does nothing
   /// while a run is in progress.
   void Tick(std::u16string_view command_line);
+
+  /// Sets right, and tells, what the program did to times while the clock was ahead; true when
+  /// there was anything. Every tick does it, and stores it.
+  bool SetTimesRight();
 
   /// The batch of all jobs that are switched on. While a run is in progress, cancels that instead.
   void RunCheckedJobs();

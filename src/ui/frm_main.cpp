@@ -434,6 +434,18 @@ void FrmMain::AskPastDue(PastDueQuestion& question) {
   asking_ = false;
 }
 
+void FrmMain::TimesSetRight(const BackupJob& job, DateTime) {
+  set_right_ += QStringLiteral("「%1」的下次備份時間：%2")
+                    .arg(ToQString(job.Name), ToQString(DateTimeText(job.NextRun)));
+  if (set_right_.size() > 1) return;
+  // A wrong clock has moved the times of several jobs: they are told together.
+  QTimer::singleShot(0, this, [this] {
+    TellBeside(*this, QStringLiteral("系統時間曾經超前，下列排程的時間已經更正：\n\n%1")
+                          .arg(set_right_.join(u'\n')));
+    set_right_.clear();
+  });
+}
+
 void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   TellBeside(*this, QStringLiteral("檔案「%1」已被其他程式變更，該版本已另存為「%2」。")
                         .arg(ToQString(path), ToQString(copy)));

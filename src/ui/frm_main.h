@@ -49,6 +49,7 @@ class FrmMain : public QWidget, public ProgramHost {
   void ShowLogList() override;
   void LayOut() override;
   void AskPastDue(PastDueQuestion& question) override;
+  void TimesSetRight(const BackupJob& job, DateTime was) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
   bool AskGoOn(const RunQuestion& question) override;
   void PumpMessages() override;
@@ -122,6 +123,7 @@ class FrmMain : public QWidget, public ProgramHost {
   Tray* tray_ = nullptr;
   BackupCare* care_ = nullptr;
   std::unique_ptr<RunShow> run_;
+  QStringList set_right_;  ///< lines about jobs whose times a wrong clock had moved, not told yet
   QTimer timer_min_, timer_wake_;
   bool hide_at_start_ = false, focus_list_ = false, asking_ = false, ended_ = false;
 };

@@ -133,6 +133,33 @@ TEST(ProgramStart, AnUnreadableStoreIsToldAndKept) {
   EXPECT_TRUE(std::filesystem::is_directory(run.Temp.Home() / "Backup.rtm"));
 }
 
+TEST(ProgramStart, ARunWithTheClockAheadPutsNoLaterOneOff) {
+  TestProgram test;
+  WriteTestFile(test.Source() / "a", "x");
+  test.AddJob().EveryMinutes = 5;
+  const DateTime now = test.Clock.Now();
+  test.Clock.Set(now + days(400));
+  // Set right in the midst of the run: what it began with counts all the same.
+  test.Host.AtPump = [&] { test.Clock.Set(now); };
+  ASSERT_EQ(test.Program.RunJobNow(0), RunOutcome::Ran);
+  test.Host.AtPump = {};
+  ASSERT_GT(test.Program.Store.Jobs[0].NextRun, now + days(399));
+  test.Program.Load();
+  EXPECT_EQ(test.Host.SetRight.size(), 1u);
+  EXPECT_LE(test.Program.Store.Jobs[0].NextRun, now + minutes(5));
+  EXPECT_EQ(test.Program.LogRows.Rows().back()[1], u"時間更正");
+
+  // A run by hand before anything else looks, and a job put off by its user.
+  test.Program.Store.Jobs[0].NextRun += minutes(5 * 100'000);
+  test.Program.Store.Jobs[0].LastRun += days(300);
+  ASSERT_EQ(test.Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_LE(test.Program.Store.Jobs[0].NextRun, now + minutes(5));
+  test.Program.Store.Jobs[0].Extras.TimeMoved = now + days(2);
+  ASSERT_TRUE(test.Program.Store.SaveJobs());
+  test.Program.Load();
+  EXPECT_EQ(test.Host.SetRight.size(), 3u);
+}
+
 TEST(ProgramSettings, EditedByHandDuringARunTheyCountAndAreKept) {
   TestProgram test;
   const auto file = test.Temp.Home() / "Settings.ini";

@@ -36,6 +36,7 @@ class ExtrasFileTest : public testing::Test {
     extras.MirroredTo = u"D:\\目標\\來源";
     extras.SourceMount = u"/media/碟";
     extras.SourceBytes = std::uint64_t{1} << 50;
+    extras.TimeMoved = *FromCivil(2009, 9, 23, 15, 4, 5);
     extras.Unfinished = u"D:\\a=b\\";
     extras.Made = {u"D:\\1\\", u"D:\\2\\"};
     return extras;

@@ -64,6 +64,7 @@ class SchedulerTest : public testing::Test, protected ProgramHost {
     Note("start:" + std::to_string(row));
   }
   void JobEnded(std::int32_t) override {}
+  void TimesSetRight(const BackupJob& job, DateTime) override { Note("right:" + ToUtf8(job.Name)); }
   void Attract() override { Note("attract"); }
   void EndProgram() override { Note("end"); }
 
@@ -82,7 +83,8 @@ class SchedulerTest : public testing::Test, protected ProgramHost {
       *this,
       *this,
       {[this](BackupJob& job) { RunBackupJob(job); }, [this] { Note("priority"); },
-       [this] { Note("normal"); }, [this] { Note("save-log"); }, [this] { Note("sound"); }}};
+       [this] { Note("normal"); }, [this] { Note("save-log"); }, [](const BackupJob&) {},
+       [this] { Note("sound"); }}};
   const DateTime kTenPast = *FromCivil(2009, 9, 23, 14, 10);
 };
 
@@ -220,6 +222,41 @@ TEST_F(SchedulerTest, AClockThatJumpsRunsNoTimeTwiceAndLosesNoJob) {
   for (int tick = 0; tick < 240; ++tick, Clock.Advance(30000)) Tick();
   ASSERT_EQ(runs.size(), 4u);
   EXPECT_EQ(job.NextRun, *FromCivil(2010, 4, 11, 2, 30));
+}
+
+TEST_F(SchedulerTest, TimesThatAClockAheadHasGivenAreSetRightAndTold) {
+  const DateTime now = Clock.Now(), monday = *FromCivil(2009, 9, 28, 14, 10);
+  const DateTime month = *FromCivil(2009, 9, 28, 14);
+  Store.Jobs.reserve(6);
+  const BackupJob& soon = Add(u"soon", kTenPast);
+  const BackupJob& off = Add(u"off", kTenPast, false);
+  BackupJob& weekdays = Add(u"weekdays", kTenPast);
+  weekdays.RefusedDays = 0xFE & ~(1 << 2);
+  BackupJob& monthly = Add(u"monthly", month);
+  monthly.EveryMinutes = 0;
+  monthly.EveryMonths = 1;
+  // Nobody moved these two: a first time chosen far ahead, and a clock that is off by a zone.
+  const BackupJob& chosen = Add(u"chosen", now + std::chrono::days(500));
+  BackupJob& near = Add(u"near", kTenPast + hours(25));
+  near.LastRun = now + hours(24);
+
+  Clock.Set(now + std::chrono::days(366));
+  Tick();
+  EXPECT_EQ(soon.NextRun, Clock.Now() + seconds(61));
+  EXPECT_GT(off.NextRun, Clock.Now());
+  const DateTime near_next = near.NextRun;
+  Clock.Set(now);
+  EXPECT_EQ(Tick(),
+            "row:0 right:soon row:1 right:off row:2 right:weekdays row:3 right:monthly row:5 "
+            "right:near save-log");
+  EXPECT_EQ(soon.NextRun, kTenPast);
+  EXPECT_EQ(soon.LastRun, now);
+  EXPECT_EQ(off.NextRun, kTenPast);
+  EXPECT_EQ(weekdays.NextRun, monday - hours(14) - minutes(10));
+  EXPECT_EQ(monthly.NextRun, month);
+  EXPECT_EQ(chosen.NextRun, now + std::chrono::days(500));
+  EXPECT_LT(near.NextRun, near_next);
+  EXPECT_EQ(Tick(), "") << "told once";
 }
 
 }  // namespace

@@ -19,6 +19,7 @@ class RecordingHost : public ProgramHost {
   std::vector<bool> Panels;
   std::vector<std::int32_t> Rows;
   std::vector<std::u16string> Questions;  ///< of runs in their midst
+  std::vector<std::u16string> SetRight;   ///< jobs whose times were
   bool GoOn = true;                       ///< the answer to them
   int Pumps = 0, Fills = 0, Resets = 0;
   /// Called at every pump and at every progress call.
@@ -42,6 +43,7 @@ class RecordingHost : public ProgramHost {
     Questions.push_back(question.Text);
     return GoOn;
   }
+  void TimesSetRight(const BackupJob& job, DateTime) override { SetRight.push_back(job.Name); }
   void ShowRunPanels(bool show) override { Panels.push_back(show); }
   void ResetProgress() override { ++Resets; }
   void FillProgress() override { ++Fills; }
