@@ -31,7 +31,7 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       Context{Files, clock,   State,      host_,    Store,  Settings, Exclusions,
               Log,   LogRows, ProgramLog, Archiver, Staged, Mounts,   {}},
       Scheduler(clock, State, Store, host_, host_, Actions()) {
-  for (SharedFile* file : {&Store.File(), &Exclusions.File(), &Filters.File()}) {
+  for (SharedFile* file : {&Store.File(), &Store.Extras(), &Exclusions.File(), &Filters.File()}) {
     file->Kept = [this](auto path, auto copy) { host_.OtherVersionKept(path, copy); };
   }
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <functional>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "base/number.h"
 #include "base/text.h"
@@ -14,8 +15,8 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::u16string_view kFileName = u"Backup.ext", kOldName = u"old_Backup.ext",
-                              kEnding = u".ext", kStoreEnding = u".rtm", kSection = u"[job]";
+constexpr std::u16string_view kFileName = u"Backup.ext", kEnding = u".ext", kStoreEnding = u".rtm",
+                              kSection = u"[job]";
 constexpr std::u16string_view kDefaultHead =
     u"# What the jobs of Backup.rtm have beyond their lines there. Lines that are not known are "
     u"kept.\r\n";
@@ -163,6 +164,41 @@ std::vector<Section> ParseFile(std::u16string_view text, std::u16string& head) {
   return sections;
 }
 
+/// The sections of a file as they stand there.
+std::vector<std::u16string_view> SectionTexts(std::u16string_view text) {
+  std::vector<std::u16string_view> sections;
+  const auto begins = [&](std::size_t at) {
+    const std::u16string_view rest = text.substr(at);
+    const std::u16string_view line = rest.substr(0, rest.find(u'\n'));
+    return line == kSection ||
+           (line.ends_with(u'\r') && line.substr(0, line.size() - 1) == kSection);
+  };
+  std::size_t start = text.npos;
+  for (std::size_t at = 0; at < text.size();) {
+    if (begins(at)) {
+      if (start != text.npos) sections.push_back(text.substr(start, at - start));
+      start = at;
+    }
+    const std::size_t end = text.find(u'\n', at);
+    at = end == text.npos ? text.size() : end + 1;
+  }
+  if (start != text.npos) sections.push_back(text.substr(start));
+  return sections;
+}
+
+/// The sections of `old` that `text` does not have.
+std::u16string SectionsLeft(std::u16string_view old, std::u16string_view text) {
+  const auto present = SectionTexts(text);
+  const std::unordered_set<std::u16string_view> known(present.begin(), present.end());
+  std::u16string left;
+  for (const std::u16string_view section : SectionTexts(old)) {
+    // Where a section ends the file, the blank line behind it is missing.
+    if (known.contains(section) || known.contains(std::u16string(section) + u"\r\n")) continue;
+    (left += u"\r\n") += section;
+  }
+  return left;
+}
+
 }  // namespace
 
 void ForgetRuns(JobExtras& extras) {
@@ -172,10 +208,10 @@ void ForgetRuns(JobExtras& extras) {
 }
 
 ExtrasFile::ExtrasFile(const FileSystem& file_system)
-    : file_system_(file_system), path_(JoinPath(file_system.ProgramFolder(), kFileName)) {}
+    : file_system_(file_system), file_(file_system, kFileName) {}
 
 ErrorCode ExtrasFile::Load(std::vector<BackupJob>& jobs) {
-  Result<std::string> bytes = file_system_.ReadWhole(path_);
+  Result<std::string> bytes = file_.Read();
   const bool missing = IsNotFound(bytes.Error);
   unreadable_ = missing ? 0 : bytes.Error;
   head_ = kDefaultHead;
@@ -207,7 +243,7 @@ ErrorCode ExtrasFile::Load(std::vector<BackupJob>& jobs) {
   return 0;
 }
 
-ErrorCode ExtrasFile::Save(const std::vector<BackupJob>& jobs) {
+ErrorCode ExtrasFile::Write(const std::vector<BackupJob>& jobs, bool ahead) {
   std::u16string text;
   const JobExtras defaults;
   for (const BackupJob& job : jobs) {
@@ -217,28 +253,36 @@ ErrorCode ExtrasFile::Save(const std::vector<BackupJob>& jobs) {
   }
   if (text.empty() && !bytes_) return 0;
   if (unreadable_) return unreadable_;
+  if (ahead && bytes_) text += SectionsLeft(FromUtf8(*bytes_), text);
   std::string bytes = ToUtf8(head_ + text);
   if (bytes_ && *bytes_ == bytes) return 0;
-  const ErrorCode error = file_system_.ReplaceWhole(path_, bytes);
+  const ErrorCode error = file_.Write(bytes);
   if (!error) bytes_ = std::move(bytes);
   return error;
 }
 
-void ExtrasFile::TakeFrom(std::u16string_view store_path) {
-  if (store_path.size() < kStoreEnding.size()) return;
+std::u16string ExtrasFile::PathBeside(std::u16string_view store_path) {
+  if (store_path.size() < kStoreEnding.size()) return {};
   const std::u16string_view stem = store_path.substr(0, store_path.size() - kStoreEnding.size());
-  if (!EqualNoCase(store_path.substr(stem.size()), kStoreEnding)) return;
-  const Result<std::string> bytes =
-      file_system_.ReadWhole(std::u16string(stem) + std::u16string(kEnding));
-  if (!bytes) return;
-  file_system_.Rename(path_, JoinPath(file_system_.ProgramFolder(), kOldName));
-  file_system_.ReplaceWhole(path_, *bytes);
+  if (!EqualNoCase(store_path.substr(stem.size()), kStoreEnding)) return {};
+  return std::u16string(stem) + std::u16string(kEnding);
+}
+
+ErrorCode ExtrasFile::TakeAhead(std::string_view bytes) const {
+  const Result<std::string> ours = file_system_.ReadWhole(Path());
+  if (!ours) return IsNotFound(ours.Error) ? file_system_.ReplaceWhole(Path(), bytes) : ours.Error;
+  const std::u16string left = SectionsLeft(FromUtf8(*ours), FromUtf8(bytes));
+  return file_system_.ReplaceWhole(Path(), std::string(bytes) + ToUtf8(left));
 }
 
 ErrorCode ExtrasFile::CopyTo(std::u16string_view folder) const {
-  const Result<std::string> bytes = file_system_.ReadWhole(path_);
-  if (!bytes) return IsNotFound(bytes.Error) ? 0 : bytes.Error;
-  return file_system_.ReplaceWhole(JoinPath(folder, kFileName), *bytes);
+  const std::u16string copy = JoinPath(folder, kFileName);
+  const Result<std::string> bytes = file_system_.ReadWhole(Path());
+  if (bytes) return file_system_.ReplaceWhole(copy, *bytes);
+  if (!IsNotFound(bytes.Error)) return bytes.Error;
+  // One that lies there belongs to the store that was there.
+  const ErrorCode error = file_system_.RemoveFile(copy);
+  return IsNotFound(error) ? 0 : error;
 }
 
 }  // namespace kavrel

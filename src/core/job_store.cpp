@@ -15,7 +15,8 @@ namespace kavrel {
 namespace {
 
 constexpr std::size_t kFewestFields = 14;
-constexpr std::u16string_view kStoreName = u"Backup.rtm", kOldStoreName = u"old_Backup.rtm";
+constexpr std::u16string_view kStoreName = u"Backup.rtm", kOldStoreName = u"old_Backup.rtm",
+                              kOldExtrasName = u"old_Backup.ext";
 
 /// The fields of one line: missing ones read as empty.
 class Fields {
@@ -155,25 +156,48 @@ bool JobStore::SaveJobs() {
     text += u"\r\n";
   }
   std::string bytes = EncodeTextFile(text);
+  // Jobs are not kept back by extras that cannot be written; what is wrong with these is told last.
+  extras_.SaveAhead(Jobs);
   last_error_ = file_.Write(bytes);
   Wipe(bytes);
   if (!last_error_) last_error_ = extras_.Save(Jobs);
   return last_error_ == 0;
 }
 
+ErrorCode JobStore::SetAside(const SharedFile& file, std::u16string_view old_name) const {
+  const std::u16string old_path = JoinPath(file_system_.ProgramFolder(), old_name);
+  const Result<FileStatus> taken = file_system_.Status(old_path);
+  if (taken) return file.KeepOther();
+  Result<std::string> bytes = file_system_.ReadWhole(file.Path());
+  if (!bytes) return IsNotFound(bytes.Error) ? 0 : bytes.Error;
+  const ErrorCode error = file_system_.ReplaceWhole(old_path, *bytes);
+  Wipe(*bytes);
+  return error;
+}
+
 int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
-  const Result<std::string> bytes = file_system_.ReadWhole(path);
+  Result<std::string> bytes = file_system_.ReadWhole(path);
   if (!bytes) return bytes.Error;
-  const std::u16string old_path = JoinPath(file_system_.ProgramFolder(), kOldStoreName);
-  const bool set_aside = file_system_.Rename(Path(), old_path) == 0;
-  int error = set_aside ? 0 : file_.KeepOther();
+  const std::u16string beside = ExtrasFile::PathBeside(path);
+  const Result<std::string> extras =
+      beside.empty() ? Result<std::string>::Fail(kErrNotFound) : file_system_.ReadWhole(beside);
+  if (!extras && !IsNotFound(extras.Error)) return extras.Error;
+  const Result<std::string> ours = file_system_.ReadWhole(extras_.Path());
+  int error = SetAside(file_, kOldStoreName);
+  if (!error) error = SetAside(extras_.File(), kOldExtrasName);
+  if (!error && extras) error = extras_.TakeAhead(*extras);
   if (!error) error = file_system_.ReplaceWhole(Path(), *bytes);
-  if (!error) {
-    extras_.TakeFrom(path);
-    LoadJobs(rule);
-  } else if (set_aside) {
-    file_system_.Rename(old_path, Path());
+  Wipe(*bytes);
+  const Result<std::string>& wanted = error ? ours : extras;
+  if (wanted) {
+    // Where this fails, sections that fit no job are all that stays too much.
+    file_system_.ReplaceWhole(extras_.Path(), *wanted);
+  } else {
+    const ErrorCode removed = file_system_.RemoveFile(extras_.Path());
+    if (!error && !IsNotFound(removed)) error = removed;
   }
+  if (error) return error;
+  LoadJobs(rule);
   return error;
 }
 

@@ -25,26 +25,28 @@ class JobStore {
   /// loaded. A missing, empty or unreadable file gives no jobs and false. With a rule, it is
   /// applied to each job read, and the store is saved when it changed any.
   bool LoadJobs(const PastDueRule& rule = {});
-  /// Writes the jobs that are not Deleted, after trimming their names and paths, and then their
-  /// extras. False when a file could not be written, or when the last load found one that it could
-  /// not read: that file may hold jobs, so it is never written over. What somebody else has written
-  /// to the store since it was read or saved here is kept as a copy.
+  /// Writes the jobs that are not Deleted, after trimming their names and paths, and their extras;
+  /// whoever is killed in between has cost no job its settings. False when a file could not be
+  /// written, or when the last load found one that it could not read: that file may hold jobs, so
+  /// it is never written over. What somebody else has written to either since it was read or saved
+  /// here is kept as a copy.
   bool SaveJobs();
 
-  /// Takes the jobs of another store file: the present file becomes old_Backup.rtm (where that
-  /// name is taken, a copy is kept as when somebody else had written it), the other one's content
-  /// takes its place, and the jobs are loaded with the rule. Where a file of extras lies beside the
-  /// other store, it takes the place of ours, too. Gives the error code that stood in the way, 0 on
-  /// success; the store is then as it was.
+  /// Takes the jobs of another store file with the extras beside it: the present ones are kept as
+  /// old_Backup.rtm and old_Backup.ext (where such a name is taken, as when somebody else had
+  /// written them), the others take their places, extras that the other store does not have are
+  /// none here either, and the jobs are loaded with the rule. Gives the error code that stood in
+  /// the way, 0 on success; both are then as they were.
   int ImportJobs(std::u16string_view path, const PastDueRule& rule = {});
   /// Copies the store file into a folder, as Backup.rtm, over one that is there, and the extras
-  /// with it. 0 or the error code; a file that was there is then as it was.
+  /// with it: where there are none, none stay there. 0 or the error code.
   int ExportJobs(std::u16string_view folder) const;
 
   /// Why the last LoadJobs or SaveJobs failed; 0 when it did not, or the file was only missing.
   int LastError() const { return last_error_; }
   const std::u16string& Path() const { return file_.Path(); }
   SharedFile& File() { return file_; }
+  SharedFile& Extras() { return extras_.File(); }
 
   /// The first job of that name without regard to letter case, not Deleted; -1 when there is none.
   std::int32_t FindJob(std::u16string_view name) const;
@@ -52,6 +54,9 @@ class JobStore {
   std::vector<BackupJob> Jobs;
 
  private:
+  /// Keeps what a file of ours holds under another name before it is replaced.
+  ErrorCode SetAside(const SharedFile& file, std::u16string_view old_name) const;
+
   const FileSystem& file_system_;
   SharedFile file_;
   ExtrasFile extras_;

@@ -135,5 +135,57 @@ TEST_F(ExtrasFileTest, AnUpgradeTrustsOldMirrorsAndExtrasTravelWithTheStore) {
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.ext"), before);
 }
 
+TEST_F(ExtrasFileTest, ASaveThatBreaksOffBetweenTheTwoFilesCostsNoSettings) {
+  const fs::path store_path = temp_.Home() / "Backup.rtm";
+  store_.Jobs = {Job(u"a"), Job(u"b")};
+  store_.Jobs[0].Extras = store_.Jobs[1].Extras = All();
+  ASSERT_TRUE(store_.SaveJobs());
+  store_.Jobs[0].Name = u"renamed";
+  store_.Jobs[1].Extras.KeepNewest = 3;
+  fs::rename(store_path, temp_.Home() / "kept");
+  fs::create_directory(store_path);
+  EXPECT_FALSE(store_.SaveJobs());
+  const std::string between = ReadTestFile(path_);
+  fs::remove(store_path);
+  fs::rename(temp_.Home() / "kept", store_path);
+  JobStore before(temp_.Files());
+  ASSERT_TRUE(before.LoadJobs());
+  EXPECT_EQ(before.Jobs[0].Extras, All());
+  EXPECT_EQ(before.Jobs[1].Extras.KeepNewest, 3);
+
+  ASSERT_TRUE(store_.SaveJobs());
+  EXPECT_EQ(ReadTestFile(path_).find("=a\r"), std::string::npos) << "what is out of date goes";
+  WriteTestFile(path_, between);
+  JobStore after(temp_.Files());
+  ASSERT_TRUE(after.LoadJobs());
+  EXPECT_EQ(after.Jobs[0].Extras, All());
+  EXPECT_EQ(after.Jobs[1].Extras.KeepNewest, 3);
+
+  // Somebody else's version of it is not lost either.
+  WriteTestFile(path_, "theirs");
+  ASSERT_TRUE(after.SaveJobs());
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "other_Backup.ext"), "theirs");
+}
+
+TEST_F(ExtrasFileTest, AStoreTravelsWithItsOwnExtrasOrWithNone) {
+  const fs::path exported = temp_.DriveD() / "Backup.ext";
+  store_.Jobs = {Job(u"a")};
+  ASSERT_TRUE(store_.SaveJobs());
+  WriteTestFile(exported, "of another store");
+  ASSERT_EQ(store_.ExportJobs(u"D:\\"), 0);
+  EXPECT_FALSE(fs::exists(exported));
+  store_.Jobs[0].Extras.KeepNewest = 4;
+  ASSERT_TRUE(store_.SaveJobs());
+  const std::string ours = ReadTestFile(path_);
+
+  fs::create_directory(exported);
+  EXPECT_NE(store_.ImportJobs(u"D:\\Backup.rtm"), 0) << "extras that cannot be read";
+  EXPECT_EQ(ReadTestFile(path_), ours);
+  fs::remove(exported);
+  ASSERT_EQ(store_.ImportJobs(u"D:\\Backup.rtm"), 0);
+  EXPECT_EQ(store_.Jobs[0].Extras.KeepNewest, 0);
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.ext"), ours);
+}
+
 }  // namespace
 }  // namespace kavrel
