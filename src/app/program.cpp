@@ -121,7 +121,8 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
   Scheduler.SetTimesRight();
   const RunOutcome outcome = RunBackupJob(Context, job);
   const bool whole = outcome == RunOutcome::Ran && !job.LastRunResult.Stopped;
-  if (job.Extras.VerifyAfterRun && whole && !State.CancelRequested) VerifyLastRun(job);
+  // A cancel that came too late for the run stops its verification, which tells so.
+  if (job.Extras.VerifyAfterRun && whole) VerifyLastRun(job);
   return outcome;
 }
 

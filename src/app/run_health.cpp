@@ -26,7 +26,7 @@ std::map<std::u16string_view, Last> LastRows(const std::vector<LogRow>& rows) {
     const std::u16string_view status = row[1];
     if (status.starts_with(u"備份")) {
       last[row[0]] = {&row, nullptr};
-    } else if (status.starts_with(u"驗證完成")) {
+    } else if (status.starts_with(u"驗證")) {
       last[row[0]].Verification = &row;
     }
   }

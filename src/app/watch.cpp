@@ -83,12 +83,15 @@ void WatchHost::JobEnded(std::int32_t job_index) {
       }
   }
   if (const std::optional<VerifyReport>& verified = program_->LastVerification()) {
-    text += u", verified: " + Grouped(verified->Counters.Equal) + u" equal, " +
+    text += (verified->Stopped ? u", verification interrupted: " : u", verified: ") +
+            Grouped(verified->Counters.Equal) + u" equal, " +
             Grouped(verified->Counters.Differences()) + u" different";
   }
   text += u", next at " + IsoText(job.NextRun);
   const bool ran = program_->LastOutcome() == RunOutcome::Ran;
-  TellNow(!ran ? u"not run" : result.Stopped ? u"interrupted" : u"done", text);
+  const bool stopped =
+      result.Stopped || (program_->LastVerification() && program_->LastVerification()->Stopped);
+  TellNow(!ran ? u"not run" : stopped ? u"interrupted" : u"done", text);
   if (program_->Store.LastError() != 0) {
     TellNow(u"error", u"cannot write " + program_->Store.Path());
   }

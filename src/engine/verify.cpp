@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <vector>
 
 #include "archive/archive_check.h"
@@ -69,7 +70,6 @@ void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& 
 VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
                           std::u16string_view backup_folder, const ArchivePicker& picker) {
   VerifyReport report;
-  if (context.State.CancelRequested) return report;
   BackupJob job = stored;
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath =
@@ -79,7 +79,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   const std::uint64_t started = context.Clock.TickCount();
 
   report.Outcome = RunOutcome::SourceMissing;
-  const Result<Folder> backup = context.Files.OpenFolder(job.Destination.WorkPath);
+  Result<Folder> backup = context.Files.OpenFolder(job.Destination.WorkPath);
   if (!backup || (!job.Compressed && !context.Files.FolderExists(job.Source.WorkPath))) {
     return report;
   }
@@ -99,8 +99,11 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   // What memory still holds of the last run proves nothing of the disk.
-  const DiskWait on_disk([&] { return backup->SyncDisk(); });
-  while (!on_disk.Await(std::chrono::milliseconds(20))) context.Host.PumpMessages();
+  const DiskWait on_disk(
+      [folder = std::make_shared<Folder>(std::move(*backup))] { return folder->SyncDisk(); });
+  while (!context.State.CancelRequested && !on_disk.Await(std::chrono::milliseconds(20))) {
+    context.Host.PumpMessages();
+  }
   if (job.Compressed) {
     CheckPicked(context, job, archive, report);
   } else {

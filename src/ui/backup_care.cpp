@@ -100,16 +100,17 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
     Q_EMIT Ended(report.Outcome, job);
     return;
   }
-  if (report.Stopped) return;
   const QString equal = ToQString(Grouped(report.Counters.Equal));
   const std::uint32_t differences = report.Counters.Differences();
+  const QString state = report.Stopped
+                            ? QStringLiteral("「%1」驗證中斷，其餘的檔案尚未比對：").arg(name)
+                            : QStringLiteral("「%1」驗證完成：").arg(name);
+  const QString found = state + QStringLiteral("%1 個檔案內容相同，").arg(equal);
   if (differences == 0) {
-    Inform(*window_,
-           QStringLiteral("「%1」驗證完成：%2 個檔案內容相同，沒有發現差異。").arg(name, equal));
+    Inform(*window_, found + QStringLiteral("沒有發現差異。"));
   } else if (Confirm(*window_,
-                     QStringLiteral("「%1」驗證完成：%2 個檔案內容相同，發現 %3 個差異。\n"
-                                    "要開啟日誌查看嗎？")
-                         .arg(name, equal, ToQString(Grouped(differences))),
+                     found + QStringLiteral("發現 %1 個差異。\n要開啟日誌查看嗎？")
+                                 .arg(ToQString(Grouped(differences))),
                      QMessageBox::Warning)) {
     log_.OpenLog(report.LogPath);
   }

@@ -324,7 +324,8 @@ void FrmMain::RunNow(int row) {
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(row)];
   TellOutcome(outcome, job);
   const std::optional<VerifyReport>& verified = program_->LastVerification();
-  if (verified && verified->Counters.Differences() > 0) care_->TellVerification(*verified, job);
+  if (verified && (verified->Stopped || verified->Counters.Differences() > 0))
+    care_->TellVerification(*verified, job);
 }
 
 void FrmMain::AskAndRestore(int row) {
@@ -356,12 +357,12 @@ void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {
 
 void FrmMain::JobEnded(std::int32_t job_index) {
   const std::optional<VerifyReport>& verified = program_->LastVerification();
-  const std::uint32_t differences = verified ? verified->Counters.Differences() : 0;
+  const bool doubtful = verified && (verified->Stopped || verified->Counters.Differences() > 0);
   const bool logged = program_->LastOutcome() == RunOutcome::Ran;
-  tray_->NoteFinished(program_->Store.Jobs[static_cast<std::size_t>(job_index)], differences,
-                      differences > 0 ? verified->LogPath
-                      : logged        ? program_->RunLogPath()
-                                      : std::u16string());
+  tray_->NoteFinished(program_->Store.Jobs[static_cast<std::size_t>(job_index)], verified,
+                      doubtful ? verified->LogPath
+                      : logged ? program_->RunLogPath()
+                               : std::u16string());
 }
 
 void FrmMain::ShowHealth() {

@@ -37,7 +37,7 @@ void Tray::ShowRunning(const QString& job, int percent) {
   icon_.SetToolTip(text);
 }
 
-void Tray::NoteFinished(const BackupJob& job, std::uint32_t differences,
+void Tray::NoteFinished(const BackupJob& job, const std::optional<VerifyReport>& verified,
                         const std::u16string& log_path) {
   log_path_ = finished_ == 0 ? log_path : std::u16string();
   ++finished_;
@@ -45,7 +45,9 @@ void Tray::NoteFinished(const BackupJob& job, std::uint32_t differences,
   if (job.LastRunResult.Stopped) ++interrupted_;
   copied_ += job.LastRunResult.CopiedFiles;
   failed_ += job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles;
-  differences_ += differences;
+  if (!verified) return;
+  differences_ += verified->Counters.Differences();
+  if (verified->Stopped) ++unverified_;
 }
 
 void Tray::TellFinished(bool show) {
@@ -60,12 +62,13 @@ void Tray::TellFinished(bool show) {
     if (differences_ > 0) {
       text += QStringLiteral("，驗證發現 %1 個差異").arg(ToQString(Grouped(differences_)));
     }
-    const bool warning = failed_ > 0 || interrupted_ > 0 || differences_ > 0;
+    if (unverified_ > 0) text += QStringLiteral("，驗證中斷");
+    const bool warning = failed_ > 0 || interrupted_ > 0 || differences_ > 0 || unverified_ > 0;
     message_log_ = log_path_;
     icon_.ShowMessage(title, text, warning);
     Q_EMIT MessageShown(title, text, warning);
   }
-  finished_ = interrupted_ = 0;
+  finished_ = interrupted_ = unverified_ = 0;
   copied_ = failed_ = differences_ = 0;
 }
 

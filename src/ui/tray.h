@@ -2,9 +2,11 @@
 #pragma once
 
 #include <QObject>
+#include <optional>
 
 #include "app/run_health.h"
 #include "core/backup_job.h"
+#include "engine/verify.h"
 #include "ui/controls/cls_notify_icon.h"
 
 namespace kavrel {
@@ -27,9 +29,9 @@ class Tray : public QObject {
   QString ToolTip() const { return icon_.ToolTip(); }
   void ShowHealth(const RunHealth& health);
 
-  /// Notes a finished run for the next message, with the differences that a verification found
-  /// after it and the log to look into.
-  void NoteFinished(const BackupJob& job, std::uint32_t differences,
+  /// Notes a finished run for the next message, with what a verification found after it, if there
+  /// was one, and the log to look into.
+  void NoteFinished(const BackupJob& job, const std::optional<VerifyReport>& verified,
                     const std::u16string& log_path);
   /// Shows the message of what was noted, one for all, when `show`; forgets it.
   void TellFinished(bool show);
@@ -46,7 +48,7 @@ class Tray : public QObject {
 
  private:
   clsNotifyIcon icon_;
-  int finished_ = 0, interrupted_ = 0;
+  int finished_ = 0, interrupted_ = 0, unverified_ = 0;
   std::uint64_t copied_ = 0, failed_ = 0, differences_ = 0;
   QString name_, idle_tip_;
   std::u16string log_path_, message_log_;

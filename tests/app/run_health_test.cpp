@@ -42,8 +42,9 @@ TEST_F(RunHealthTest, TheLastRunOfEachJobCounts) {
   EXPECT_EQ(HealthText(Judge()), u"最近的備份都順利完成");
   AddRow(u"照片", u"驗證完成", u"2");
   EXPECT_EQ(Judge().State, Health::Failed);
+  AddRow(u"照片", u"備份完成");
   AddRow(u"照片", u"驗證中斷");
-  EXPECT_EQ(Judge().State, Health::Failed) << "it said nothing new";
+  EXPECT_EQ(Judge().State, Health::Failed) << "nobody knows yet";
   AddRow(u"照片", u"驗證完成");
   AddRow(u"文件", u"備份中斷");
   AddRow(u"沒有了", u"備份中斷");

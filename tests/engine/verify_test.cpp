@@ -108,6 +108,14 @@ TEST_F(VerifyTest, AJobThatIsNoMirrorMayHaveMoreAndACancelIsTold) {
   EXPECT_EQ(report.Counters.Equal + report.Counters.Differences(), 0U);
   EXPECT_EQ(Program.LogRows.Rows().back()[1], u"驗證中斷");
   EXPECT_FALSE(Program.State.CancelRequested);
+  // So is one that came between the run and the verification that belongs to it.
+  Host.AtProgress = {};
+  BackupJob& job = Program.Store.Jobs[0];
+  job.Extras.VerifyAfterRun = true;
+  Program.LogRows.Changed = [&] { Program.State.CancelRequested = true; };
+  Program.RunJobNow(0);
+  EXPECT_TRUE(Program.LastVerification() && Program.LastVerification()->Stopped);
+  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"驗證中斷");
 }
 
 TEST_F(VerifyTest, ArchivesAreTested) {

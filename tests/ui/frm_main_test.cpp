@@ -485,8 +485,12 @@ TEST(FrmMain, VerifiesABackupAndOffersTheLog) {
   main.WriteSource("照片/乙.txt", "new");
   main.Answer({{"發現 1 個差異", kNo}});
   main.Menu(main.Jobs(), 0, "mnuJobVerify");
-  EXPECT_EQ(main.Answered, 3);
   EXPECT_EQ(main.Program.LogRows.Rows().back()[4], u"1");
+  // One that was stopped says so.
+  main.Program.State.CancelRequested = true;
+  main.Answer({{"「照片」驗證中斷，其餘的檔案尚未比對：0 個檔案內容相同", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  EXPECT_EQ(main.Answered, 4);
 }
 
 /// Waits for a window of this class, closes it, and tells that it came.
