@@ -17,6 +17,10 @@ namespace {
 constexpr std::uint64_t kSystemStep = 8 * kCopyBlock;
 /// The disk begins to write a large file while it is copied, in steps of this many bytes.
 constexpr std::uint64_t kWriteStep = 64 * kCopyBlock;
+/// A file that changes while it is copied is copied up to this many times; a larger one once, since
+/// what takes so long may be changing all the time.
+constexpr unsigned kMostTries = 3;
+constexpr std::uint64_t kLargestAgain = std::uint64_t{1} << 30;
 constexpr std::uint32_t kOpenRetryDelay = 1000, kPumpSlice = 50;  // milliseconds
 
 /// What a copy tells, and whether it is to go on. Without a context nobody is told.
@@ -120,9 +124,27 @@ class FileCopy {
 
   bool OpenSource() {
     Result<File> file = show_.OpenPatiently([&] { return source_.Folder.OpenFile(source_.Name); });
-    if (!file) return Fail(u"Could Not Open Source File", source_, file.Error);
+    return TakeSource(std::move(file)) || Fail(u"Could Not Open Source File", source_, file.Error);
+  }
+
+  /// The name may have come to mean another file since it was looked at: what is opened counts.
+  bool TakeSource(Result<File>&& file) {
+    if (!file) return false;
+    const Result<FileStatus> opened = file->Status();
+    file.Error = opened ? kErrInvalid : opened.Error;
+    // A quiet copy is made because of what was seen.
+    if (!opened || opened->Kind != FileKind::File ||
+        (show_.Quiet() && !SameContent(*opened, *source_.Status))) {
+      return false;
+    }
     source_file_ = std::move(*file);
+    from_ = *opened;
+    size_ = from_.Size;
     return true;
+  }
+
+  static bool SameContent(const FileStatus& a, const FileStatus& b) {
+    return a.Size == b.Size && a.Written == b.Written;
   }
 
   bool ReadSourceLink() {
@@ -158,17 +180,14 @@ class FileCopy {
   }
 
   bool CopyFile() {
-    Result<File> file = show_.OpenPatiently([&] {
-      return MakeUnderTempName([&] { return dest_.Folder.MakeFile(temp_, *source_.Status); });
-    });
+    Result<File> file = show_.OpenPatiently(
+        [&] { return MakeUnderTempName([&] { return dest_.Folder.MakeFile(temp_, from_); }); });
     if (!file) return Fail(u"Could Not Open Destination File", dest_, file.Error);
     created_ = true;
     dest_file_ = std::move(*file);
-    show_.Report(0, size_);
-    if (!CopyBlocks()) return false;
+    if (!CopyVersion()) return false;
     if (show_.HasSink()) show_.Report(size_, size_);
-    const ErrorCode attributes_error = dest_file_.SetAttributes(*source_.Status, source_file_);
-    const ErrorCode times_error = dest_file_.SetTimes(*source_.Status);
+    const ErrorCode times_error = dest_file_.SetTimes(from_);
     const ErrorCode sync_error = dest_.SyncsEach ? dest_file_.Sync() : 0;
     // A network disk may tell only now that the data did not fit.
     const ErrorCode close_error = dest_file_.Close();
@@ -176,7 +195,7 @@ class FileCopy {
       return Fail(u"Could Not Write Destination File", dest_, error);
     }
     Warn(u"Could Not Set Destination File Times", times_error);
-    Warn(u"Could Not Set Destination File Attributes", attributes_error);
+    Warn(u"Could Not Set Destination File Attributes", attributes_error_);
     // What is amiss is told when the file's turn comes.
     return !(show_.Quiet() && result_.Warning);
   }
@@ -187,8 +206,47 @@ class FileCopy {
     result_.Warning = true;
   }
 
+  /// Copies content and attributes, once more where the source has changed meanwhile. A source that
+  /// does not come to rest is copied as far as it was there, with a warning.
+  bool CopyVersion() {
+    for (unsigned tries = 1;; ++tries) {
+      show_.Report(0, size_);
+      if (!CopyBlocks() && !shrunk_) return false;
+      if (!shrunk_) attributes_error_ = dest_file_.SetAttributes(from_, source_file_);
+      const Result<FileStatus> now = source_file_.Status();
+      if (!now) return Fail(u"Could Not Read Source File", source_, now.Error);
+      const bool same_content = !shrunk_ && SameContent(*now, from_);
+      if (same_content && now->Changed == from_.Changed) return true;
+      if (show_.Quiet()) return false;
+      const bool enough =
+          tries == kMostTries || size_ > kLargestAgain || (same_content && tries > 1);
+      // Where its name is another's by now, or nobody's, what was open is whole all the same.
+      if (enough || !TakeSource(source_.Folder.OpenFile(source_.Name))) {
+        if (shrunk_) return Fail(u"Could Not Read Source File", source_, 0);
+        if (!same_content) WarnOfChange();
+        return true;
+      }
+      if (!BeginAgain()) return false;
+    }
+  }
+
+  void WarnOfChange() {
+    result_.Message = u"Source File Changed While It Was Copied: ";
+    (result_.Message += source_.FolderPath) += source_.Name;
+    result_.Warning = true;
+  }
+
+  bool BeginAgain() {
+    result_ = {};
+    shrunk_ = skipped_ = false;
+    buffer_.reset();
+    ErrorCode error = dest_file_.Seek(0);
+    if (!error) error = dest_file_.SetSize(0);
+    return !error || Fail(u"Could Not Write Destination File", dest_, error);
+  }
+
   bool CopyBlocks() {
-    const bool sparse = source_.Status->Allocated < size_;
+    const bool sparse = from_.Allocated < size_;
     std::uint64_t done = 0, begun = 0;
     unsigned blocks = 0;
     while (done < size_) {
@@ -245,7 +303,8 @@ class FileCopy {
     copied = std::min<std::uint64_t>(kCopyBlock, size_ - done);
     const std::span<char> block(buffer_.get(), static_cast<std::size_t>(copied));
     const Result<std::size_t> got = source_file_.Read(block);
-    if (!got || *got < copied) return Fail(u"Could Not Read Source File", source_, got.Error);
+    shrunk_ = got && *got < copied;
+    if (!got || shrunk_) return Fail(u"Could Not Read Source File", source_, got.Error);
     const ErrorCode error = dest_file_.Write({block.data(), block.size()});
     return !error || Fail(u"Could Not Write Destination File", dest_, error);
   }
@@ -253,12 +312,15 @@ class FileCopy {
   const Show show_;
   TempNames& names_;
   const CopySide source_, dest_;
-  const std::uint64_t size_;
+  FileStatus from_;  ///< of the source file that is open
+  std::uint64_t size_;
   CopyResult result_;
   File source_file_, dest_file_;
+  ErrorCode attributes_error_ = 0;
   std::u16string link_target_, temp_;
   std::unique_ptr<char[]> buffer_;
   bool created_ = false, skipped_ = false;
+  bool shrunk_ = false;  ///< the source ended before its size
 };
 
 /// The temporary names of a context, or some for one copy alone.

@@ -33,6 +33,8 @@ struct FileStatus {
   std::uint64_t Size = 0;       ///< bytes
   std::uint64_t Allocated = 0;  ///< bytes that the file takes on disk; below Size: it has holes
   FileTime Created, Accessed, Written;
+  /// The last change of content, metadata or names; zero where the system does not tell.
+  FileTime Changed;
   std::uint64_t Device = 0, Id = 0;  ///< together the identity of the entry
   std::uint64_t Mount = 0;           ///< the mount that it was reached through
   std::uint64_t Links = 1;           ///< names that a file has

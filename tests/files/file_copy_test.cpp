@@ -7,6 +7,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "base/text.h"
 #include "support/recording_host.h"
 #include "support/set_clock.h"
@@ -113,22 +115,93 @@ TEST_F(FileCopyTest, ReplacesAnExistingFileEvenAReadOnlyOneAndLeavesNoTemporary)
   EXPECT_EQ(temp_.Files().Status(u"D:\\a.bin")->Attributes & kAttrReadOnly, kAttrReadOnly);
 }
 
-TEST_F(FileCopyTest, ShrunkenSourceFailsAndGrownSourceIsCopiedToItsKnownSize) {
-  WriteTestFile(to_, "old");
-  WriteTestFile(from_, Pattern(300000));
-  host_.AtProgress = [&](std::uint64_t, std::uint64_t) { fs::resize_file(from_, 200000); };
-  CopyResult result = Copy();
-  EXPECT_TRUE(result.Failed);
-  EXPECT_TRUE(result.Message.starts_with(u"Could Not Read Source File ("))
-      << ToUtf8(result.Message);
-  EXPECT_TRUE(result.Message.ends_with(u"): C:\\a.bin"));
-  ExpectOnlyDestination("old");
+TEST_F(FileCopyTest, WhatIsOpenedCountsWhateverWasLookedAtBefore) {
+  WriteTestFile(from_, "old text, longer than the other");
+  const FileInfo seen = GetFileInfo(temp_.Files(), state_, u"C:\\a.bin");
+  const fs::path next = temp_.DriveC() / "next";
+  WriteTestFile(next, "new text");
+  ASSERT_EQ(chmod(next.c_str(), 0600), 0);
+  SetWritten(next, {1253718245, 7});
+  fs::rename(next, from_);
 
-  WriteTestFile(from_, Pattern(300000));
-  host_.AtProgress = [&](std::uint64_t, std::uint64_t) { fs::resize_file(from_, 900000); };
-  result = Copy();
-  EXPECT_FALSE(result.Failed);
-  EXPECT_EQ(ReadTestFile(to_), Pattern(300000));
+  const Result<Folder> from = temp_.Files().OpenFolder(u"C:\\"),
+                       to = temp_.Files().OpenFolder(u"D:\\");
+  TempNames names(clock_, nullptr, u"");
+  StagedFile staged;
+  EXPECT_FALSE(StageQuietly(names, {*from, u"C:\\", u"a.bin", &seen.Status},
+                            {*to, u"D:\\", u"a.bin", nullptr}, staged));
+  EXPECT_TRUE(fs::is_empty(temp_.DriveD()));
+
+  const CopyResult result = CopyFileShown(context_, temp_.Files(), seen,
+                                          GetFileInfo(temp_.Files(), state_, u"D:\\a.bin"));
+  EXPECT_FALSE(result.Failed || result.Warning);
+  EXPECT_EQ(result.BytesCopied, 8U);
+  ExpectOnlyDestination("new text");
+  const FileStatus copied = *temp_.Files().Status(u"D:\\a.bin");
+  EXPECT_EQ(copied.Mode, 0600U);
+  EXPECT_EQ(copied.Written, (FileTime{1253718245, 7}));
+
+  fs::remove(from_);
+  ASSERT_EQ(mkfifo(from_.c_str(), 0600), 0);
+  EXPECT_TRUE(
+      CopyFileShown(context_, temp_.Files(), seen, GetFileInfo(temp_.Files(), state_, u"D:\\a.bin"))
+          .Failed);
+  ExpectOnlyDestination("new text");
+}
+
+TEST_F(FileCopyTest, AChangeWhileItIsReadMeansAgainAndOneWithoutEndIsTold) {
+  const struct {
+    const char* What;
+    std::function<void(int)> Change;  ///< at the how many-th progress
+    bool Failed, Warning;
+  } cases[] = {
+      {"written over once",
+       [&](int n) {
+         if (n == 2) WriteTestFile(from_, Pattern(300000));
+       },
+       false, false},
+      {"replaced once",
+       [&](int n) {
+         if (n != 2) return;
+         WriteTestFile(temp_.DriveC() / "next", Pattern(300000));
+         fs::rename(temp_.DriveC() / "next", from_);
+       },
+       false, false},
+      {"gone",
+       [&](int n) {
+         if (n == 2) fs::remove(from_);
+       },
+       false, false},
+      {"grows without end", [&](int n) { fs::resize_file(from_, 300000U + 1000U * n); }, false,
+       true},
+      {"shrinks without end", [&](int n) { fs::resize_file(from_, 300000U - 10000U * n); }, true,
+       false},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.What);
+    WriteTestFile(to_, "old");
+    WriteTestFile(from_, std::string(300000, 'x'));
+    SetWritten(from_, {1253718245, 7});
+    int calls = 0;
+    host_.AtProgress = [&](std::uint64_t, std::uint64_t) { one.Change(++calls); };
+    const CopyResult result = Copy();
+    EXPECT_EQ(result.Failed, one.Failed);
+    EXPECT_EQ(result.Warning, one.Warning);
+    EXPECT_LT(calls, 20);
+    const std::string now = ReadTestFile(to_);
+    if (one.Failed) {
+      EXPECT_EQ(now, "old");
+      EXPECT_TRUE(result.Message.starts_with(u"Could Not Read Source File (") &&
+                  result.Message.ends_with(u"): C:\\a.bin"));
+    } else if (one.Warning) {
+      EXPECT_EQ(result.Message, u"Source File Changed While It Was Copied: C:\\a.bin");
+    } else if (fs::exists(from_)) {
+      EXPECT_EQ(now, Pattern(300000));
+    } else {
+      EXPECT_EQ(now, std::string(300000, 'x'));
+    }
+    if (!one.Failed) ExpectOnlyDestination(now);
+  }
 }
 
 TEST_F(FileCopyTest, FailedWriteRemovesThePartAndPutsTheOldFileBack) {

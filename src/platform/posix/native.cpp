@@ -84,6 +84,7 @@ FileStatus ToStatus(const struct statx& from, std::string_view name) {
   status.Created = time((from.stx_mask & STATX_BTIME) ? from.stx_btime : from.stx_mtime);
   status.Accessed = time(from.stx_atime);
   status.Written = time(from.stx_mtime);
+  status.Changed = time(from.stx_ctime);
   status.Device = (std::uint64_t{from.stx_dev_major} << 32) | from.stx_dev_minor;
   status.Id = from.stx_ino;
   status.Mount = from.stx_mnt_id;

@@ -96,7 +96,9 @@ ErrorCode File::SetSize(std::uint64_t size) {
 }
 
 Result<FileStatus> File::Status() const {
-  return win32::StatusOf(ToHandle(handle_));
+  Result<FileStatus> status = win32::StatusOf(ToHandle(handle_));
+  if (status) status->Changed = win32::ChangeTimeOf(ToHandle(handle_));
+  return status;
 }
 
 ErrorCode File::Sync() {

@@ -249,6 +249,12 @@ Result<FileStatus> StatusOf(HANDLE handle) {
   return {status, 0};
 }
 
+FileTime ChangeTimeOf(HANDLE handle) {
+  BasicRecord record{};
+  const bool known = Query(handle, record, kBasicClass) >= 0 && record.Changed.QuadPart != 0;
+  return known ? ToFileTime(record.Changed.QuadPart) : FileTime{};
+}
+
 ErrorCode SetTimesOf(HANDLE handle, const FileStatus& from) {
   const auto ticks = [](FileTime time) {
     LARGE_INTEGER value;
