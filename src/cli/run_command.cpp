@@ -50,6 +50,9 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
   if (context.Counters.NewerFiles > 0) {
     line(u"保留較新檔案總計　：", Grouped(context.Counters.NewerFiles));
   }
+  if (context.Counters.UpdatedAttributes > 0) {
+    line(u"更新屬性總計　　　：", Grouped(context.Counters.UpdatedAttributes));
+  }
   if (result.UnseenFiles > 0) line(u"無法查看檔案總計　：", Grouped(result.UnseenFiles));
   if (result.WarningFiles > 0) line(u"警告檔案總計　　　：", Grouped(result.WarningFiles));
   line(words.Bytes, FormatSize(result.CopiedBytes, SizeMode::Both));

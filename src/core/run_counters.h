@@ -13,6 +13,8 @@ struct RunCounters {
                 SyncDeletedFolders = 0, RecycledFiles = 0, RecycledFolders = 0, WarningFiles = 0;
   std::uint32_t NewerFiles = 0;   ///< of the unchanged: kept because they are newer
   std::uint32_t UnseenFiles = 0;  ///< of the unchanged: there, but could not be looked at
+  /// Files and folders whose metadata alone was set right; the files are of the unchanged.
+  std::uint32_t UpdatedAttributes = 0;
   std::uint64_t CopiedBytes = 0;
   /// Of the source files that were dealt with, copied or not, as far as the size limit lets them
   /// in.

@@ -10,8 +10,17 @@
 
 namespace kavrel {
 
-enum class PlanAction : std::uint8_t { Copy, Replace, Recycle, Delete, Pack, LeaveOut, Fail };
-inline constexpr std::size_t kPlanActions = 7;
+enum class PlanAction : std::uint8_t {
+  Copy,
+  Replace,
+  Recycle,
+  Delete,
+  Pack,
+  Update,
+  LeaveOut,
+  Fail
+};
+inline constexpr std::size_t kPlanActions = 8;
 enum class PlanReason : std::uint8_t {
   New,          ///< the destination does not have it
   Always,       ///< the job copies every file each time
@@ -26,6 +35,7 @@ enum class PlanReason : std::uint8_t {
   TooLarge,     ///< above the job's size limit
   Unreadable,   ///< the source cannot be read, or a name cannot be packed
   Blocked,      ///< something is in the way that the run does not remove
+  Attributes,   ///< permissions, owner or extended attributes differ, the content does not
 };
 
 struct PlanStep {

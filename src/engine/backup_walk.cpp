@@ -24,6 +24,7 @@ class BackupWalk final : public TreeWalk {
   bool EnterFolder() override;
   bool BeforeFiles(const FolderPair& pair) override;
   void DestinationFailed() override;
+  bool KeepsMetadata() const override { return true; }
   void HandleFiles(const FolderPair& pair, FolderReader& reader,
                    std::vector<std::u16string>& subfolders) override;
   bool LeavesFileOut(std::u16string_view name) override;

@@ -14,6 +14,11 @@ namespace {
 constexpr std::uint32_t kMostUnnamed = 1000;
 constexpr std::uint64_t kMostUnnamedBytes = std::uint64_t{64} << 20;
 
+bool SameRights(const FileStatus& a, const FileStatus& b) {
+  return a.Mode == b.Mode && a.Owner == b.Owner && a.Group == b.Group &&
+         a.Attributes == b.Attributes;
+}
+
 constexpr std::u16string_view kFolderFailed = u": 建立目錄 (失敗)：";
 
 }  // namespace
@@ -119,18 +124,17 @@ class DestChanges::FinishChange final : public Change {
                std::u16string_view path)
       : changes_(changes),
         folder_(pair.Shared),
-        like_(pair.SourceStatus),
-        source_is_root_(source_is_root),
+        finish_{pair.SourceStatus, pair.DestFound, source_is_root},
         path_(path) {
     if (source_is_root) return;
     constexpr std::uint32_t kOwnerMay = 0700;
-    FileStatus now = like_;
+    FileStatus now = finish_.Like;
     now.Mode |= kOwnerMay;
-    folder_->Folder.SetAttributes(now, pair.Source);
+    finish_.Updated = folder_->Folder.UpdateMetadata({}, now, pair.Source).Attributes;
   }
 
   void Commit(GroupCommit&) override {
-    changes_.FinishNow(folder_->Folder, like_, folder_->Folder, source_is_root_, path_);
+    changes_.FinishNow(folder_->Folder, folder_->Folder, finish_, path_);
   }
   // The folder is there whatever became of its files.
   void GiveUp(ErrorCode) override { Commit(changes_.group_); }
@@ -138,8 +142,7 @@ class DestChanges::FinishChange final : public Change {
  private:
   DestChanges& changes_;
   const std::shared_ptr<const CommitFolder> folder_;
-  const FileStatus like_;
-  const bool source_is_root_;
+  Finish finish_;
   const std::u16string path_;
 };
 
@@ -212,7 +215,13 @@ const std::shared_ptr<const CommitFolder>& DestChanges::Shared(const FolderPair&
 
 CopySide DestChanges::Side(const FolderPair& pair, std::u16string_view path,
                            std::u16string_view name, const FileStatus* dest) const {
-  return {pair.Dest, path, name, dest, !pair.DestManners.SyncsWhole, pair.Unnamed != nullptr};
+  return {pair.Dest,
+          path,
+          name,
+          dest,
+          !pair.DestManners.SyncsWhole,
+          pair.Unnamed != nullptr,
+          pair.DestPassesAccessOn};
 }
 
 CopyResult DestChanges::StagePatiently(const std::function<CopyResult()>& stage) {
@@ -277,17 +286,78 @@ void DestChanges::FinishFolder(const FolderPair& pair, bool source_is_root,
   if (pair.Shared && group_.Pending()) {
     group_.Add(pair.Shared, std::make_unique<FinishChange>(*this, pair, source_is_root, path));
   } else {
-    FinishNow(pair.Dest, pair.SourceStatus, pair.Source, source_is_root, path);
+    FinishNow(pair.Dest, pair.Source, {pair.SourceStatus, pair.DestFound, source_is_root}, path);
   }
 }
 
-void DestChanges::FinishNow(const Folder& dest, const FileStatus& like, const Folder& source,
-                            bool source_is_root, std::u16string_view path) {
-  const ErrorCode error = FinishDestination(dest, like, source, source_is_root);
-  if (!error) return;
+void DestChanges::FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
+                            std::u16string_view path) {
+  const FileStatus& like = finish.Like;
+  const MetadataUpdate update = FinishDestination(dest, like, source, finish.SourceIsRoot);
+  if (metadata_ && finish.Found && !finish.SourceIsRoot) {
+    bool changed = update.Attributes || finish.Updated;
+    if (!changed && metadata_->Differs(like, *finish.Found)) {
+      const Result<FileStatus> now = dest.Status();
+      changed = now && !SameRights(*now, *finish.Found);
+    }
+    if (changed) CountUpdated(path);
+  }
+  if (update.Error) {
+    CountWarning(update.Error, u"Could Not Set Destination Folder Attributes", path);
+  }
+}
+
+void DestChanges::CountUpdated(std::u16string_view path) {
+  ++context_.Counters.UpdatedAttributes;
+  context_.LogTimed(u": 更新屬性 (成功)：", path);
+}
+
+void DestChanges::CountWarning(ErrorCode error, std::u16string_view text,
+                               std::u16string_view path) {
   ++context_.Counters.WarningFiles;
-  context_.Log.WriteTimed(
-      FailText(context_.State, error, u"Could Not Set Destination Folder Attributes", path));
+  context_.LogTimed(FailText(context_.State, error, text, path));
+}
+
+bool DestChanges::WouldUpdate(const FolderPair& pair, std::u16string_view name,
+                              const FileStatus& source, const FileStatus& dest) const {
+  if (!metadata_) return false;
+  return metadata_->Differs(source, dest) ||
+         (metadata_->AttributesMayDiffer(source, dest) &&
+          pair.Dest.UpdateMetadata(name, source, pair.Source, true).Attributes);
+}
+
+bool DestChanges::NeedsOwnCopy(const FolderPair& pair, std::u16string_view name,
+                               const FileStatus& source, const FileStatus& dest) const {
+  return metadata_ && metadata_->IsKnown() && dest.Kind == FileKind::File && dest.Links > 1 &&
+         WouldUpdate(pair, name, source, dest);
+}
+
+void DestChanges::UpdateFile(const FolderPair& pair, std::u16string_view name,
+                             const FileStatus& source, const FileStatus& dest,
+                             std::u16string_view dest_path) {
+  if (!metadata_) return;
+  const std::array<std::uint32_t, 6> rights{source.Mode, source.Owner, source.Group,
+                                            dest.Mode,   dest.Owner,   dest.Group};
+  const bool differs = metadata_->Differs(source, dest) && !futile_.contains(rights);
+  if (!differs && !metadata_->AttributesMayDiffer(source, dest)) return;
+  const MetadataUpdate update = pair.Dest.UpdateMetadata(name, source, pair.Source);
+  const std::u16string path = std::u16string(dest_path) + std::u16string(name);
+  const Result<FileStatus> now = pair.Dest.Status(name);
+  const bool changed = update.Attributes || (now && !SameRights(*now, dest));
+  if (changed) {
+    CountUpdated(path);
+    if (const auto& shared = Shared(pair, dest_path)) group_.NoteChanged(shared);
+    if (!pair.DestManners.SyncsWhole) pair.Dest.SyncFile(name);
+  }
+  const bool still = now && metadata_->Differs(source, *now);
+  // Where only trying shows what can be set, nobody is told of what cannot, nor is it tried again.
+  if (still && !metadata_->IsKnown()) {
+    constexpr std::size_t kMostFutile = 1000;
+    if (futile_.size() < kMostFutile) futile_.insert(rights);
+  } else if (update.Error || still) {
+    CountWarning(update.Error ? update.Error : kErrAccess,
+                 u"Could Not Set Destination File Attributes", path);
+  }
 }
 
 void DestChanges::Settle() {

@@ -2,10 +2,12 @@
 // finished, each when the disk has what it relies on (files/group_commit.h), and counted then.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -15,6 +17,7 @@
 #include "files/group_commit.h"
 #include "files/late_release.h"
 #include "files/temp_names.h"
+#include "platform/metadata.h"
 
 namespace kavrel {
 
@@ -50,6 +53,23 @@ class DestChanges {
                StagedFile staged, std::u16string_view source_path);
   void CountFailed(std::u16string_view source_path);
 
+  /// From now on files that are left alone, and folders, are compared with their sources in what
+  /// they have beside their content, and set right. Between two roots.
+  void KeepMetadata(const Folder& source, const Folder& dest) { metadata_.emplace(source, dest); }
+  /// Null where nothing is compared.
+  const MetadataPlace* Metadata() const { return metadata_ ? &*metadata_ : nullptr; }
+  /// A file that is left alone, both sides of which have been looked at.
+  void UpdateFile(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                  const FileStatus& dest, std::u16string_view dest_path);
+  /// A copy that bears other names as well, in a snapshot of the backup, say, is not changed for
+  /// this one: true when it would be, so that it is to be made anew.
+  bool NeedsOwnCopy(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                    const FileStatus& dest) const;
+  /// Whether there is something that UpdateFile would set right, or, with an empty name, the end of
+  /// a folder.
+  bool WouldUpdate(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                   const FileStatus& dest) const;
+
   /// Whether so much lies in a folder of temporary name that it should get its own.
   static bool WantsName(const FolderPair& pair);
   /// The folder gets its own name once all that was copied into it so far is on the disk. Nothing
@@ -65,12 +85,24 @@ class DestChanges {
   class CopyChange;
   class NameChangeOfFolder;
   class FinishChange;
-  void FinishNow(const Folder& dest, const FileStatus& like, const Folder& source,
-                 bool source_is_root, std::u16string_view path);
+  /// What a folder is finished with, its own handle apart.
+  struct Finish {
+    FileStatus Like;
+    std::optional<FileStatus> Found;  ///< the folder before, where it is to be compared
+    bool SourceIsRoot;
+    bool Updated = false;  ///< its extended attributes were set right already
+  };
+  void FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
+                 std::u16string_view path);
+  void CountUpdated(std::u16string_view path);
+  void CountWarning(ErrorCode error, std::u16string_view text, std::u16string_view path);
 
   RunContext& context_;
   const std::u16string_view root_, file_failed_text_;
   std::optional<LateRelease> release_;
+  std::optional<MetadataPlace> metadata_;
+  /// Permissions and owners, of a source and of its copy, where it was of no use to set them.
+  std::set<std::array<std::uint32_t, 6>> futile_;
   TempNames names_;
   GroupCommit group_;
 };

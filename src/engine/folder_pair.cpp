@@ -97,14 +97,16 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
   // A copy of a read-only folder must take files, too; it gets its permissions when it is done.
   pair.Dest.MakeWritable();
   pair.DestManners = pair.Dest.Manners();
+  pair.DestPassesAccessOn = pair.Dest.PassesAccessOn();
   return true;
 }
 
-ErrorCode FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
-                            bool source_is_root) {
-  const ErrorCode error = source_is_root ? 0 : dest.SetAttributes(like, source);
-  const ErrorCode times_error = dest.SetTimes(like);
-  return times_error ? times_error : error;
+MetadataUpdate FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
+                                 bool source_is_root) {
+  MetadataUpdate update;
+  if (!source_is_root) update = dest.UpdateMetadata({}, like, source);
+  if (const ErrorCode error = dest.SetTimes(like)) update.Error = error;
+  return update;
 }
 
 }  // namespace kavrel

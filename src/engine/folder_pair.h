@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,8 +29,11 @@ struct FolderPair {
   Folder Source, Dest;
   FileStatus SourceStatus;
   ErrorCode SourceError = 0, DestError = 0;
-  bool DestIsNew = false;   ///< made by this walk: nothing can be in it
-  DiskManners DestManners;  ///< set once there is a destination to write to
+  bool DestIsNew = false;  ///< made by this walk: nothing can be in it
+  /// The destination as the walk came to it, where its metadata is to be compared.
+  std::optional<FileStatus> DestFound;
+  DiskManners DestManners;  ///< set once there is a destination to write to, like the next
+  bool DestPassesAccessOn = false;
   /// The destination as pending changes hold it; null as long as there were none.
   mutable std::shared_ptr<const CommitFolder> Shared;
   mutable std::shared_ptr<UnnamedFolder> Unnamed;  ///< null once its name is on the way
@@ -97,7 +101,7 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
 /// Gives the destination the source's times, after its content, and its attributes, `like` being
 /// the source's status. Those of a source that is a root belong to the drive, not to the data: they
 /// stay.
-ErrorCode FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
-                            bool source_is_root);
+MetadataUpdate FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
+                                 bool source_is_root);
 
 }  // namespace kavrel

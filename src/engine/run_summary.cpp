@@ -49,6 +49,9 @@ void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_v
     text += SummaryLine(u"已完成資料夾總計　：", last.Folders);
     text += SummaryLine(u"備份失敗檔案總計　：", last.FailedFiles);
     text += SummaryLine(u"備份已存在檔案總計：", last.UnchangedFiles);
+    if (run.UpdatedAttributes > 0) {
+      text += SummaryLine(u"更新屬性總計　　　：", run.UpdatedAttributes);
+    }
     text += SummaryLine(u"排除資料夾總計　　：", run.ExcludedFolders);
     text += SummaryLine(u"排除檔案總計　　　：", run.ExcludedFiles);
     text += SummaryLine(u"同步刪除檔案總計　：", last.SyncDeletedFiles);

@@ -80,6 +80,12 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     return DestinationFailed();
   }
   if (pair.Source && dest_root_.Is(pair.SourceStatus)) return;
+  if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
+    dest_.KeepMetadata(pair.Source, pair.Dest);
+  }
+  if (dest_.Metadata() && pair.Dest) {
+    if (const Result<FileStatus> found = pair.Dest.Status()) pair.DestFound = *found;
+  }
   if (!parent && pair.Dest) MayGoAhead(pair);
   const bool report = BeforeFiles(pair);
   if (Cancelled()) return;
@@ -102,7 +108,8 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     const WalkPaths::Step step(paths_, subfolder);
     WalkFolder(&pair, subfolder, folder_names.Note(pair.Source, subfolder));
   }
-  if (context_.Plan || !FinishesFolder(pair)) return;
+  if (!FinishesFolder(pair)) return;
+  if (context_.Plan) return PlanFinish(pair);
   dest_.FinishFolder(pair, IsRootPath(paths_.Source()), paths_.Dest());
 }
 
@@ -229,7 +236,13 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
   // What takes long shows its progress and can be cancelled in the midst of it.
   constexpr std::uint64_t kLargest = 8 * kCopyBlock;
   if (!source || source->Kind != FileKind::File) return CopyAhead::Verdict::Wait;
-  if (NeedsNoCopy(source, dest, options_.Compare)) return CopyAhead::Verdict::Leave;
+  if (NeedsNoCopy(source, dest, options_.Compare)) {
+    const MetadataPlace* metadata = dest_.Metadata();
+    const bool stays =
+        !metadata || !dest ||
+        !(metadata->Differs(*source, *dest) || metadata->AttributesMayDiffer(*source, *dest));
+    return stays ? CopyAhead::Verdict::Leave : CopyAhead::Verdict::Wait;
+  }
   if (KeepsNewer(source, dest)) return CopyAhead::Verdict::Wait;
   const bool small = source->Size <= kLargest && source->Allocated >= source->Size;
   return small && WithinSizeLimit(*source) ? CopyAhead::Verdict::Copy : CopyAhead::Verdict::Wait;
@@ -269,7 +282,9 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
 
 void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
                              const FileStatus* source, const FileStatus* dest) {
-  if (NeedsNoCopy(source, dest, options_.Compare) && SameLinkTarget(pair, name, source)) {
+  const bool own_copy = source && dest && dest_.NeedsOwnCopy(pair, name, *source, *dest);
+  if (!own_copy && NeedsNoCopy(source, dest, options_.Compare) &&
+      SameLinkTarget(pair, name, source)) {
     // Nothing can be copied from it; but what is not looked at must not pass for a good backup.
     // One that is gone by now needs none.
     if (!source) {
@@ -279,6 +294,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
         context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, BelowRoot(name));
       }
     }
+    if (source && dest) SetRight(pair, name, *source, *dest);
     LeaveAsItIs(name);
   } else if (KeepsNewer(source, dest)) {
     context_.LogTimed(u": 保留較新的檔案 (成功)：",
@@ -288,6 +304,23 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
   } else {
     CopyOneFile(pair, name, source, dest);
   }
+}
+
+void TreeWalk::SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                        const FileStatus& dest) {
+  if (!context_.Plan) return dest_.UpdateFile(pair, name, source, dest, paths_.Dest());
+  if (!dest_.WouldUpdate(pair, name, source, dest)) return;
+  ++context_.Counters.UpdatedAttributes;
+  context_.Plan->Add(PlanAction::Update, PlanReason::Attributes, false, BelowRoot(name));
+}
+
+void TreeWalk::PlanFinish(const FolderPair& pair) {
+  if (!pair.DestFound || !pair.Source || IsRootPath(paths_.Source()) ||
+      !dest_.WouldUpdate(pair, {}, pair.SourceStatus, *pair.DestFound)) {
+    return;
+  }
+  ++context_.Counters.UpdatedAttributes;
+  context_.Plan->Add(PlanAction::Update, PlanReason::Attributes, true, BelowRoot({}));
 }
 
 bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) const {
@@ -334,8 +367,9 @@ CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source
     result.Failed = true;
     return result;
   }
-  const PlanReason reason =
-      ReasonToCopy(source, dest, options_.Compare).value_or(PlanReason::LinkTarget);
+  const PlanReason reason = ReasonToCopy(source, dest, options_.Compare)
+                                .value_or(source->Kind == FileKind::Link ? PlanReason::LinkTarget
+                                                                         : PlanReason::Attributes);
   plan.Add(dest ? PlanAction::Replace : PlanAction::Copy, reason, false, path, source->Size);
   plan.NetBytes += static_cast<std::int64_t>(std::min(source->Size, source->Allocated));
   if (dest) plan.NetBytes -= static_cast<std::int64_t>(std::min(dest->Size, dest->Allocated));

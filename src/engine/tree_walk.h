@@ -43,6 +43,8 @@ class TreeWalk {
   /// reported, that the source folder cannot be listed to its end.
   virtual bool BeforeFiles(const FolderPair&) { return true; }
   virtual void DestinationFailed() {}
+  /// Whether copies that stay are set right in what they have beside their content.
+  virtual bool KeepsMetadata() const { return false; }
   /// Whether a folder's copy gets the folder's permissions and times.
   virtual bool FinishesFolder(const FolderPair&) { return true; }
   /// Whether and how often a name takes part: HandleFile is called for each.
@@ -84,6 +86,9 @@ class TreeWalk {
   bool PlanDestination(const FolderPair* parent, FolderPair& pair);
   CopyResult PlanCopy(std::u16string_view name, const FileStatus* source, const FileStatus* dest);
   void LeaveAsItIs(std::u16string_view name);
+  void SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                const FileStatus& dest);
+  void PlanFinish(const FolderPair& pair);
   bool KeepsNewer(const FileStatus* source, const FileStatus* dest) const;
   void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                    const FileStatus* dest);

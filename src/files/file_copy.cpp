@@ -185,6 +185,7 @@ class FileCopy {
     if (!file) return Fail(u"Could Not Open Destination File", dest_, file.Error);
     created_ = true;
     dest_file_ = std::move(*file);
+    if (dest_.PassesAccessOn) dest_file_.DropInheritedAccess();
     if (!CopyVersion()) return false;
     if (show_.HasSink()) show_.Report(size_, size_);
     const ErrorCode times_error = dest_file_.SetTimes(from_);
@@ -421,8 +422,9 @@ CopyResult CopyFileShown(CopyContext& context, const FileSystem& file_system,
   const Result<Folder> to = file_system.OpenFolder(dest.Folder);
   if (!to) return fail(u"Could Not Open Destination File", dest, to.Error);
   const CopySide from_side{*from, source.Folder, PathName(source.FullPath), &source.Status};
-  const CopySide to_side{*to, dest.Folder, PathName(dest.FullPath),
-                         dest.Failed ? nullptr : &dest.Status};
+  const CopySide to_side{
+      *to,   dest.Folder, PathName(dest.FullPath), dest.Failed ? nullptr : &dest.Status,
+      false, false,       to->PassesAccessOn()};
   return CopyFileShown(context, from_side, to_side);
 }
 

@@ -43,8 +43,8 @@ struct CopySide {
   std::u16string_view Name;
   const FileStatus* Status;  ///< what is there; null when nothing is
   /// Of a destination: its disk does not sync as a whole; its folder bears a temporary name itself,
-  /// so that the copy can be made under its own.
-  bool SyncsEach = false, UnderOwnName = false;
+  /// so that the copy can be made under its own; its folder gives new files an access list.
+  bool SyncsEach = false, UnderOwnName = false, PassesAccessOn = false;
 };
 
 /// A copy that is complete under its temporary name.

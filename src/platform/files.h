@@ -35,6 +35,7 @@ struct FileStatus {
   FileTime Created, Accessed, Written;
   /// The last change of content, metadata or names; zero where the system does not tell.
   FileTime Changed;
+  FileTime Made;  ///< when its disk made it, which nobody can set; zero where that is not known
   std::uint64_t Device = 0, Id = 0;  ///< together the identity of the entry
   std::uint64_t Mount = 0;           ///< the mount that it was reached through
   std::uint64_t Links = 1;           ///< names that a file has
@@ -94,9 +95,17 @@ class File {
   /// attributes of `source` as far as the system lets us. A file system that keeps no permissions
   /// is no error as long as the read-only attribute comes out right.
   ErrorCode SetAttributes(const FileStatus& from, const File& source);
+  /// Takes away the access list that a new file has from its folder.
+  void DropInheritedAccess();
 
  private:
   int handle_ = -1;
+};
+
+/// What became of an entry's metadata.
+struct MetadataUpdate {
+  ErrorCode Error = 0;      ///< why something could not be set that the file system does have
+  bool Attributes = false;  ///< extended attributes were set or removed
 };
 
 /// The room on the file system that a folder is on.
@@ -161,6 +170,15 @@ class Folder {
   ErrorCode SetTimes(const FileStatus& from) const;
   /// As File::SetAttributes for this folder itself.
   ErrorCode SetAttributes(const FileStatus& from, const Folder& source) const;
+  /// Gives an entry, none of whose content is touched, the permissions, the owner and the extended
+  /// attributes of the entry of that name in `source`, and takes from it the attributes which that
+  /// one does not have. `from`: the status of that one; where another has taken its name, nothing
+  /// is done. With an empty name the folders themselves are meant. `looks_only`: nothing is
+  /// changed, and only extended attributes are looked at.
+  MetadataUpdate UpdateMetadata(std::u16string_view name, const FileStatus& from,
+                                const Folder& source, bool looks_only = false) const;
+  /// True when new files in this folder get an access list from it.
+  bool PassesAccessOn() const;
   /// True on a disk of this machine whose file system profits from two threads at work. Not on the
   /// network, where their requests only queue up, nor on file systems of cameras and sticks, where
   /// two names may mean the same file.
@@ -184,6 +202,7 @@ class Folder {
   friend class FileSystem;
   friend class RecycleBin;
   friend class FolderReader;
+  friend class MetadataPlace;
   explicit Folder(int handle) : handle_(handle) {}
   int handle_ = -1;
 };

@@ -243,7 +243,6 @@ PASS_ON_FILE("resize", int, ftruncate64, (int file, off64_t size), file, size)
 PASS_ON_PATH("rename", int, rename, (const char* path, const char* to), path, to)
 PASS_ON_PATH("unlink", int, remove, (const char* path), path)
 PASS_ON_PATH("make", int, symlink, (const char* target, const char* path), target, path)
-PASS_ON_PATH("attributes", int, chmod, (const char* path, mode_t mode), path, mode)
 
 extern "C" int fstatfs(int file, struct statfs* to) {
   static const auto next = Next<int (*)(int, struct statfs*)>("fstatfs");
@@ -302,6 +301,26 @@ extern "C" int fchown(int file, uid_t owner, gid_t group) {
   if (Strikes("attributes", file)) return -1;
   if (OnFat(file)) errno = EPERM;
   return OnFat(file) ? -1 : next(file, owner, group);
+}
+
+// An entry that the program only holds is reached by the path of its handle.
+extern "C" int chmod(const char* path, mode_t mode) {
+  static const auto next = Next<int (*)(const char*, mode_t)>("chmod");
+  int held = AT_FDCWD;
+  const bool holds = sscanf(path, "/proc/self/fd/%d", &held) == 1;
+  if (Strikes("attributes", held, holds ? nullptr : path)) return -1;
+  const bool refused = holds && OnFat(held);
+  if (refused) errno = EPERM;
+  return refused ? -1 : next(path, mode);
+}
+
+extern "C" int fchownat(int at, const char* path, uid_t owner, gid_t group, int flags) {
+  static const auto next = Next<int (*)(int, const char*, uid_t, gid_t, int)>("fchownat");
+  const char* place = *path ? path : nullptr;
+  if (Strikes("attributes", at, place)) return -1;
+  const bool refused = OnFat(at, place);
+  if (refused) errno = EPERM;
+  return refused ? -1 : next(at, DiskName(at, path), owner, group, flags);
 }
 
 extern "C" int openat(int at, const char* path, int flags, ...) {

@@ -104,8 +104,4 @@ ErrorCode File::SetTimes(const FileStatus& from) {
   return posix::SetTimesOf(handle_, from);
 }
 
-ErrorCode File::SetAttributes(const FileStatus& from, const File& source) {
-  return posix::CarryAttributes(handle_, source.handle_, from);
-}
-
 }  // namespace kavrel

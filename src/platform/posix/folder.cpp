@@ -170,10 +170,6 @@ ErrorCode Folder::SetTimes(const FileStatus& from) const {
   return posix::SetTimesOf(handle_, from);
 }
 
-ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder& source) const {
-  return posix::CarryAttributes(handle_, source.handle_, from);
-}
-
 using posix::kBcachefs, posix::kZfs;
 
 bool Folder::OnLocalDisk() const {

@@ -5,10 +5,7 @@
 #include <linux/magic.h>
 #include <stdio.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
-
-#include <vector>
 
 #include "base/text.h"
 
@@ -85,6 +82,7 @@ FileStatus ToStatus(const struct statx& from, std::string_view name) {
   status.Accessed = time(from.stx_atime);
   status.Written = time(from.stx_mtime);
   status.Changed = time(from.stx_ctime);
+  if (from.stx_mask & STATX_BTIME) status.Made = status.Created;
   status.Device = (std::uint64_t{from.stx_dev_major} << 32) | from.stx_dev_minor;
   status.Id = from.stx_ino;
   status.Mount = from.stx_mnt_id;
@@ -115,50 +113,6 @@ ErrorCode SetTimesOf(int handle, const FileStatus& from) {
   const timespec times[2] = {{from.Accessed.Seconds, from.Accessed.Nanoseconds},
                              {from.Written.Seconds, from.Written.Nanoseconds}};
   return Retry([&] { return futimens(handle, times); }) == 0 ? 0 : errno;
-}
-
-namespace {
-
-void CarryExtendedAttributes(int to, int source) {
-  const ssize_t needed = flistxattr(source, nullptr, 0);
-  if (needed <= 0) return;
-  std::vector<char> names(static_cast<std::size_t>(needed));
-  const ssize_t length = flistxattr(source, names.data(), names.size());
-  std::vector<char> value;
-  for (ssize_t at = 0; at < length;) {
-    const char* name = names.data() + at;
-    at += static_cast<ssize_t>(std::string_view(name).size()) + 1;
-    const ssize_t size = fgetxattr(source, name, nullptr, 0);
-    if (size < 0) continue;
-    value.resize(static_cast<std::size_t>(size));
-    const ssize_t got = fgetxattr(source, name, value.data(), value.size());
-    // Not every attribute may be set by every user or on every file system.
-    if (got >= 0) fsetxattr(to, name, value.data(), static_cast<std::size_t>(got), 0);
-  }
-}
-
-}  // namespace
-
-ErrorCode CarryAttributes(int to, int source, const FileStatus& from) {
-  const Result<FileStatus> current = StatusAt(to, "");
-  if (!current) return current.Error;
-  mode_t mode = from.Mode;
-  mode_t present = current->Mode;
-  if (current->Owner != from.Owner || current->Group != from.Group) {
-    // The system clears the set-id bits when the owner changes; for a file that could not be
-    // given to its owner they must not be set, they would lend the wrong user's rights.
-    if (fchown(to, from.Owner, from.Group) != 0) {
-      if (fchown(to, static_cast<uid_t>(-1), from.Group) != 0) mode &= ~static_cast<mode_t>(06000);
-      mode &= ~static_cast<mode_t>(S_ISUID);
-    }
-    present &= ~static_cast<mode_t>(06000);
-  }
-  if (source != to) CarryExtendedAttributes(to, source);
-  if (mode == present) return 0;
-  if (Retry([&] { return fchmod(to, mode); }) == 0) return 0;
-  const ErrorCode error = errno;
-  const bool refused = error == EPERM || error == EOPNOTSUPP || error == ENOSYS;
-  return refused && (mode & S_IWUSR) == (present & S_IWUSR) ? 0 : error;
 }
 
 }  // namespace kavrel::posix

@@ -61,9 +61,6 @@ ErrorCode RenameAt(int from_folder, const char* from, int to_folder, const char*
 /// Sets both times of an open file or folder.
 ErrorCode SetTimesOf(int handle, const FileStatus& from);
 
-/// Owner, extended attributes and permissions from one open file or folder to another.
-ErrorCode CarryAttributes(int to, int source, const FileStatus& from);
-
 /// The host folder of a share, found among drives/unc and the mounted shares; empty when there is
 /// none.
 std::string FindShare(const std::string& drives_folder, std::string_view server,

@@ -1,0 +1,298 @@
+#include "platform/metadata.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+
+#include "platform/posix/native.h"
+
+namespace kavrel {
+
+using posix::Retry;
+
+namespace {
+
+constexpr const char *kAccessList = "system.posix_acl_access",
+                     *kDefaultList = "system.posix_acl_default";
+constexpr mode_t kSetId = S_ISUID | S_ISGID;
+
+/// An entry whose metadata is read or set: by its handle, or by the system's path of a handle that
+/// only holds it, which leads to that entry itself, a link too.
+class Entry {
+ public:
+  Entry(int handle, bool held) : handle_(handle) {
+    if (held) path_ = "/proc/self/fd/" + std::to_string(handle);
+  }
+
+  int Handle() const { return handle_; }
+
+  ErrorCode SetOwner(uid_t owner, gid_t group) const {
+    const int done = path_.empty() ? fchown(handle_, owner, group)
+                                   : fchownat(handle_, "", owner, group, AT_EMPTY_PATH);
+    return done == 0 ? 0 : errno;
+  }
+  ErrorCode SetMode(mode_t mode) const {
+    const int done =
+        Retry([&] { return path_.empty() ? fchmod(handle_, mode) : chmod(path_.c_str(), mode); });
+    return done == 0 ? 0 : errno;
+  }
+
+  /// Each name followed by NUL.
+  std::string Names() const {
+    return Whole([&](char* to, std::size_t size) {
+             return path_.empty() ? flistxattr(handle_, to, size)
+                                  : listxattr(path_.c_str(), to, size);
+           })
+        .value_or(std::string());
+  }
+  /// Nothing, with the errno set, where there is none or it cannot be read.
+  std::optional<std::string> Get(const char* name) const {
+    return Whole([&](char* to, std::size_t size) {
+      return path_.empty() ? fgetxattr(handle_, name, to, size)
+                           : getxattr(path_.c_str(), name, to, size);
+    });
+  }
+  ErrorCode Set(const char* name, const std::string& value) const {
+    const int done = path_.empty() ? fsetxattr(handle_, name, value.data(), value.size(), 0)
+                                   : setxattr(path_.c_str(), name, value.data(), value.size(), 0);
+    return done == 0 ? 0 : errno;
+  }
+  ErrorCode Remove(const char* name) const {
+    const int done = path_.empty() ? fremovexattr(handle_, name) : removexattr(path_.c_str(), name);
+    return done == 0 ? 0 : errno;
+  }
+
+ private:
+  /// What a call gives that is asked for its size first.
+  template <typename Call>
+  static std::optional<std::string> Whole(Call call) {
+    for (;;) {
+      const ssize_t needed = call(nullptr, 0);
+      if (needed < 0) return std::nullopt;
+      if (needed == 0) return std::string();
+      std::string bytes(static_cast<std::size_t>(needed), '\0');
+      const ssize_t got = call(bytes.data(), bytes.size());
+      if (got < 0 && errno == ERANGE) continue;  // It has grown meanwhile.
+      if (got < 0) return std::nullopt;
+      bytes.resize(static_cast<std::size_t>(got));
+      return bytes;
+    }
+  }
+
+  int handle_;
+  std::string path_;
+};
+
+bool IsAccessList(std::string_view name) {
+  return name == kAccessList || name == kDefaultList;
+}
+
+/// The attributes that belong to an entry wherever it lies; others are its file system's own.
+bool IsCarried(std::string_view name) {
+  return name.starts_with("user.") || name.starts_with("trusted.") ||
+         name.starts_with("security.") || IsAccessList(name);
+}
+
+/// Labels that the system may give to every new entry by itself stay.
+bool IsRemovable(std::string_view name) {
+  return IsCarried(name) && (!name.starts_with("security.") || name == "security.capability");
+}
+
+/// Whether an attribute that was refused is none for this file system or this user at all.
+bool IsBeyond(ErrorCode error, std::string_view name) {
+  if (error == EOPNOTSUPP || error == ENOSYS) return true;
+  const bool privileged = name.starts_with("trusted.") || name.starts_with("security.");
+  if (error == EPERM || error == EACCES) return privileged;
+  return error == EINVAL && (privileged || IsAccessList(name));
+}
+
+std::vector<std::string_view> SplitNames(const std::string& names) {
+  std::vector<std::string_view> list;
+  for (std::string_view rest = names; !rest.empty();) {
+    list.push_back(rest.substr(0, rest.find('\0')));
+    rest.remove_prefix(std::min(rest.size(), list.back().size() + 1));
+  }
+  return list;
+}
+
+/// How an entry gets what another has.
+struct Carrying {
+  bool Removes = false;    ///< what the source does not have goes
+  bool LooksOnly = false;  ///< nothing is changed
+};
+
+/// Carries the extended attributes over; true where the permissions may have changed with them.
+bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& how,
+                         MetadataUpdate& update) {
+  bool access = false;
+  const auto changed = [&](std::string_view name, ErrorCode error) {
+    if (error && IsBeyond(error, name)) return;
+    if (error && !update.Error) update.Error = error;
+    if (error) return;
+    update.Attributes = true;
+    access = access || name == kAccessList;
+  };
+  const std::string names = source.Names();
+  const std::vector<std::string_view> wanted = SplitNames(names);
+  for (const std::string_view name : wanted) {
+    if (!IsCarried(name)) continue;
+    const std::optional<std::string> value = source.Get(name.data());
+    if (!value || (how.Removes && to.Get(name.data()) == value)) continue;
+    changed(name, how.LooksOnly ? 0 : to.Set(name.data(), *value));
+  }
+  if (!how.Removes) return access;
+  const std::string there = to.Names();
+  for (const std::string_view name : SplitNames(there)) {
+    if (!IsRemovable(name) || std::find(wanted.begin(), wanted.end(), name) != wanted.end()) {
+      continue;
+    }
+    // A source whose file system has no such thing says nothing about it.
+    if (source.Get(name.data()) || errno != ENODATA) continue;
+    changed(name, how.LooksOnly ? 0 : to.Remove(name.data()));
+  }
+  return access;
+}
+
+/// Sets permissions, where the file system holds no more of them than that, the right to write.
+ErrorCode SetModeOf(const Entry& to, mode_t mode, mode_t present) {
+  const ErrorCode error = to.SetMode(mode);
+  if (error != EPERM && error != EOPNOTSUPP && error != ENOSYS) return error;
+  if ((mode & S_IWUSR) == (present & S_IWUSR)) return 0;
+  constexpr mode_t kWrite = S_IWUSR | S_IWGRP | S_IWOTH;
+  if (!(mode & S_IWUSR)) return to.SetMode(present & ~kWrite) == 0 ? 0 : error;
+  return to.SetMode(present | S_IWUSR) == 0 || to.SetMode(present | kWrite) == 0 ? 0 : error;
+}
+
+/// Owner, extended attributes and permissions. `source`: null for none of its attributes.
+MetadataUpdate CarryOver(const Entry& to, const FileStatus& current, const Entry* source,
+                         const FileStatus& from, const Carrying& how) {
+  MetadataUpdate update;
+  mode_t mode = from.Mode, present = current.Mode;
+  if (!how.LooksOnly && (current.Owner != from.Owner || current.Group != from.Group)) {
+    const bool same_group = current.Group == from.Group;
+    const bool given = to.SetOwner(from.Owner, from.Group) == 0;
+    const bool grouped =
+        !given && !same_group && to.SetOwner(static_cast<uid_t>(-1), from.Group) == 0;
+    // A file that could not be given to its owner or group must not lend their rights.
+    if (!given && current.Owner != from.Owner) mode &= ~static_cast<mode_t>(S_ISUID);
+    if (!given && !same_group && !grouped) mode &= ~static_cast<mode_t>(S_ISGID);
+    // The system takes these bits away when the owner changes.
+    if (given || grouped) present &= ~kSetId;
+  }
+  const bool access = source && CarryAttributesOver(to, *source, how, update);
+  if (how.LooksOnly || current.Kind == FileKind::Link || (mode == present && !access)) {
+    return update;
+  }
+  const ErrorCode error = SetModeOf(to, mode, present);
+  if (error) update.Error = error;
+  return update;
+}
+
+}  // namespace
+
+ErrorCode File::SetAttributes(const FileStatus& from, const File& source) {
+  const Result<FileStatus> current = Status();
+  if (!current) return current.Error;
+  const Entry entry(source.handle_, false);
+  return CarryOver(Entry(handle_, false), *current, &entry, from, {}).Error;
+}
+
+void File::DropInheritedAccess() {
+  fremovexattr(handle_, kAccessList);
+}
+
+ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder& source) const {
+  const Result<FileStatus> current = Status();
+  if (!current) return current.Error;
+  const Entry entry(source.handle_, false);
+  return CarryOver(Entry(handle_, false), *current, source.handle_ == handle_ ? nullptr : &entry,
+                   from, {})
+      .Error;
+}
+
+MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus& from,
+                                      const Folder& source, bool looks_only) const {
+  const Carrying how{true, looks_only};
+  const Entry own(handle_, false), other(source.handle_, false);
+  const auto update = [&](const Entry& to, const Entry* like) -> MetadataUpdate {
+    const Result<FileStatus> current = posix::StatusAt(to.Handle(), "");
+    if (!current) return {current.Error, false};
+    return current->Kind == from.Kind ? CarryOver(to, *current, like, from, how) : MetadataUpdate{};
+  };
+  if (name.empty()) return update(own, handle_ == source.handle_ ? nullptr : &other);
+  const std::string native = posix::NativeName(name);
+  if (native.empty()) return {EINVAL, false};
+  constexpr int kHold = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+  const posix::Handle to(openat(handle_, native.c_str(), kHold));
+  const posix::Handle like(to ? openat(source.handle_, native.c_str(), kHold) : -1);
+  // What has gone meanwhile, or given its name to another, is the next run's.
+  if (!to || !like) return {errno == ENOENT ? 0 : errno, false};
+  const Result<FileStatus> now = posix::StatusAt(like.Get(), "");
+  if (!now || now->Id != from.Id) return {now.Error, false};
+  const Entry held(to.Get(), true), held_source(like.Get(), true);
+  return update(held, &held_source);
+}
+
+bool Folder::PassesAccessOn() const {
+  return fgetxattr(handle_, kDefaultList, nullptr, 0) > 0;
+}
+
+MetadataPlace::MetadataPlace(const Folder& source, const Folder& dest) {
+  struct statfs found {};
+  Retry([&] { return fstatfs(dest.handle_, &found); });
+  switch (static_cast<std::uint32_t>(found.f_type)) {
+    case MSDOS_SUPER_MAGIC:
+    case posix::kExfat:
+      only_locks_ = true;
+      break;
+    default:
+      known_ = dest.OnLocalDisk();
+      break;
+  }
+  user_ = geteuid();
+  any_owner_ = user_ == 0;
+  groups_.resize(static_cast<std::size_t>(std::max(0, getgroups(0, nullptr))));
+  const int many = getgroups(static_cast<int>(groups_.size()), groups_.data());
+  groups_.resize(static_cast<std::size_t>(std::max(0, many)));
+  groups_.push_back(getegid());
+  // Where there are any, asking for one that is not there says just that.
+  attributes_ = fgetxattr(dest.handle_, "user.kavrel", nullptr, 0) >= 0 || errno == ENODATA;
+  one_clock_ = source.OnLocalDisk() && dest.OnLocalDisk();
+  source_device_ = source.Status()->Device;
+  dest_device_ = dest.Status()->Device;
+}
+
+bool MetadataPlace::Differs(const FileStatus& source, const FileStatus& copy) const {
+  const bool link = source.Kind == FileKind::Link;
+  if (only_locks_) return !link && ((source.Mode ^ copy.Mode) & S_IWUSR);
+  const bool owned = source.Owner == copy.Owner, grouped = source.Group == copy.Group;
+  if (any_owner_ && !(owned && grouped)) return true;
+  if (!grouped && copy.Owner == user_ &&
+      std::find(groups_.begin(), groups_.end(), source.Group) != groups_.end()) {
+    return true;
+  }
+  std::uint32_t mode = source.Mode;
+  if (!owned) mode &= ~static_cast<std::uint32_t>(S_ISUID);
+  if (!grouped) mode &= ~static_cast<std::uint32_t>(S_ISGID);
+  return !link && mode != copy.Mode;
+}
+
+bool MetadataPlace::AttributesMayDiffer(const FileStatus& source, const FileStatus& copy) const {
+  if (!attributes_) return false;
+  const bool one_clock =
+      one_clock_ && source.Device == source_device_ && copy.Device == dest_device_;
+  const auto before = [](FileTime a, FileTime b) {
+    return a.Seconds != b.Seconds ? a.Seconds < b.Seconds : a.Nanoseconds < b.Nanoseconds;
+  };
+  // A file system that does not tell when it made the copy gives a time before all others.
+  return !one_clock || !before(source.Changed, copy.Made);
+}
+
+}  // namespace kavrel
