@@ -176,6 +176,8 @@ class FileCopy {
     created_ = true;
     Warn(u"Could Not Set Destination File Times",
          dest_.Folder.SetLinkTimes(temp_, *source_.Status));
+    Warn(u"Could Not Set Destination File Attributes",
+         dest_.Folder.CarryLinkAttributes(temp_, source_.Folder, source_.Name));
     return true;
   }
 
@@ -185,6 +187,7 @@ class FileCopy {
     if (!file) return Fail(u"Could Not Open Destination File", dest_, file.Error);
     created_ = true;
     dest_file_ = std::move(*file);
+    dest_file_.CarryFlags(source_file_);
     if (dest_.PassesAccessOn) dest_file_.DropInheritedAccess();
     if (!CopyVersion()) return false;
     if (show_.HasSink()) show_.Report(size_, size_);
@@ -247,21 +250,26 @@ class FileCopy {
   }
 
   bool CopyBlocks() {
-    const bool sparse = from_.Allocated < size_;
-    std::uint64_t done = 0, begun = 0;
+    std::uint64_t done = 0, begun = 0, told = 0;
     unsigned blocks = 0;
+    const bool sparse = from_.Allocated < size_;
+    data_end_ = sparse ? 0 : size_;
     while (done < size_) {
       if (show_.Cancelled(result_)) return false;
-      if (sparse && SkipHole(done)) continue;
-      std::uint64_t copied = CopyInSystem(done, sparse ? kCopyBlock : kSystemStep);
-      if (copied == 0 && !CopyBlock(done, copied)) return false;
-      for (; copied > 0; ++blocks) {
-        const std::uint64_t length = std::min<std::uint64_t>(kCopyBlock, copied);
-        copied -= length;
-        done += length;
-        if (show_.HasSink() || blocks % 5 == 4 || length < kCopyBlock) show_.Report(done, size_);
-        if (copied > 0 && show_.Cancelled(result_)) return false;
-      }
+      if (done == data_end_ && !FindData(done)) return false;
+      std::uint64_t copied = 0;
+      if (done < size_ && !CopyInSystem(done, copied)) return false;
+      if (done < size_ && copied == 0 && !CopyBlock(done, copied)) return false;
+      const std::uint64_t until = done + copied;
+      do {
+        done = std::min(until, done + kCopyBlock);
+        // Many small holes are told as one block.
+        if (const bool whole = done - told >= kCopyBlock; whole || done == size_) {
+          if (show_.HasSink() || !whole || ++blocks % 5 == 0) show_.Report(done, size_);
+          told = done;
+        }
+        if (done < until && show_.Cancelled(result_)) return false;
+      } while (done < until);
       if (done - begun >= kWriteStep) {
         dest_file_.BeginWriting(begun, done - begun);
         begun = done;
@@ -272,36 +280,43 @@ class FileCopy {
     return !error || Fail(u"Could Not Write Destination File", dest_, error);
   }
 
-  /// Moves `done` on over the whole blocks that lie in a hole; true when it did.
-  bool SkipHole(std::uint64_t& done) {
+  /// Moves `done` on to where there is data, and finds where that ends. A file system that does not
+  /// tell has data everywhere.
+  bool FindData(std::uint64_t& done) {
     const Result<std::uint64_t> data = source_file_.NextData(done);
-    std::uint64_t next = done;
-    if (data) {
-      next = *data >= size_ ? size_ : std::max(done, *data / kCopyBlock * kCopyBlock);
-    }
-    if (source_file_.Seek(next) || dest_file_.Seek(next) || next == done) return false;
-    skipped_ = true;
+    const std::uint64_t next = data ? std::clamp(*data, done, size_) : done;
+    const Result<std::uint64_t> hole = next < size_ && data ? source_file_.NextHole(next) : data;
+    data_end_ = hole && *hole > next && *hole < size_ ? *hole : size_;
+    skipped_ = skipped_ || next > done;
     done = next;
-    show_.Report(done, size_);
-    return true;
+    return SeekBoth(next);
   }
 
-  /// Copies up to `step` bytes inside the system: how many it did, or 0 where it did not do all.
-  std::uint64_t CopyInSystem(std::uint64_t done, std::uint64_t step) {
-    if (buffer_) return 0;
-    const std::uint64_t length = std::min(step, size_ - done);
-    const Result<std::uint64_t> copied = dest_file_.CopyFrom(source_file_, length);
-    if (copied && *copied == length) return length;
-    source_file_.Seek(done);
-    dest_file_.Seek(done);
+  bool SeekBoth(std::uint64_t position) {
+    if (const ErrorCode error = source_file_.Seek(position)) {
+      return Fail(u"Could Not Read Source File", source_, error);
+    }
+    const ErrorCode error = dest_file_.Seek(position);
+    return !error || Fail(u"Could Not Write Destination File", dest_, error);
+  }
+
+  /// Copies some of the data at hand inside the system: how much, or 0 where it did not do all.
+  bool CopyInSystem(std::uint64_t done, std::uint64_t& copied) {
+    if (buffer_) return true;
+    const std::uint64_t length = std::min(kSystemStep, data_end_ - done);
+    const Result<std::uint64_t> did = dest_file_.CopyFrom(source_file_, length);
+    if (did && *did == length) {
+      copied = length;
+      return true;
+    }
     source_file_.HintSequential();
     buffer_ = std::make_unique_for_overwrite<char[]>(kCopyBlock);
-    return 0;
+    return SeekBoth(done);
   }
 
   /// The next block through the buffer, which also tells which side failed.
   bool CopyBlock(std::uint64_t done, std::uint64_t& copied) {
-    copied = std::min<std::uint64_t>(kCopyBlock, size_ - done);
+    copied = std::min<std::uint64_t>(kCopyBlock, data_end_ - done);
     const std::span<char> block(buffer_.get(), static_cast<std::size_t>(copied));
     const Result<std::size_t> got = source_file_.Read(block);
     shrunk_ = got && *got < copied;
@@ -315,6 +330,7 @@ class FileCopy {
   const CopySide source_, dest_;
   FileStatus from_;  ///< of the source file that is open
   std::uint64_t size_;
+  std::uint64_t data_end_ = 0;  ///< where the data ends that is being copied
   CopyResult result_;
   File source_file_, dest_file_;
   ErrorCode attributes_error_ = 0;

@@ -74,6 +74,9 @@ class File {
   /// The first position not before `position` that holds data; the file's size when only a hole
   /// follows. The current position is lost.
   Result<std::uint64_t> NextData(std::uint64_t position);
+  /// The first position not before `position` that lies in a hole; the file's size where only data
+  /// follows. The current position is lost.
+  Result<std::uint64_t> NextHole(std::uint64_t position);
   ErrorCode Seek(std::uint64_t position);
   ErrorCode SetSize(std::uint64_t size);
   /// Has the system begin to write these bytes, which were written to the file, to the disk. Does
@@ -95,6 +98,10 @@ class File {
   /// attributes of `source` as far as the system lets us. A file system that keeps no permissions
   /// is no error as long as the read-only attribute comes out right.
   ErrorCode SetAttributes(const FileStatus& from, const File& source);
+  /// Gives a new file those flags of `source` that do a copy no harm (not to be dumped, no time of
+  /// access, compression), as far as its file system has them. Compression counts for what is
+  /// written from then on.
+  void CarryFlags(const File& source);
   /// Takes away the access list that a new file has from its folder.
   void DropInheritedAccess();
 
@@ -154,6 +161,9 @@ class Folder {
   ErrorCode MakeLink(std::u16string_view name, std::u16string_view target) const;
   /// Times (and owner where the system lets us) of a link itself.
   ErrorCode SetLinkTimes(std::u16string_view name, const FileStatus& from) const;
+  /// Gives a new link the extended attributes of the link `from` in `source`.
+  ErrorCode CarryLinkAttributes(std::u16string_view name, const Folder& source,
+                                std::u16string_view from) const;
   /// Renames inside this folder; fails when `to` is taken.
   ErrorCode Rename(std::u16string_view from, std::u16string_view to) const;
   /// Renames a file inside this folder over another, at once or not at all.

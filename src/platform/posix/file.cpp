@@ -71,6 +71,12 @@ Result<std::uint64_t> File::NextData(std::uint64_t position) {
   return {status->Size, 0};
 }
 
+Result<std::uint64_t> File::NextHole(std::uint64_t position) {
+  const off_t found = lseek(handle_, static_cast<off_t>(position), SEEK_HOLE);
+  if (found < 0) return Result<std::uint64_t>::Fail(errno);
+  return {static_cast<std::uint64_t>(found), 0};
+}
+
 ErrorCode File::Seek(std::uint64_t position) {
   return lseek(handle_, static_cast<off_t>(position), SEEK_SET) >= 0 ? 0 : errno;
 }

@@ -1,7 +1,9 @@
 #include "platform/metadata.h"
 
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <linux/magic.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <sys/xattr.h>
@@ -21,6 +23,8 @@ namespace {
 
 constexpr const char *kAccessList = "system.posix_acl_access",
                      *kDefaultList = "system.posix_acl_default";
+/// Flags that tell how a file is to be treated and keep nobody from changing it.
+constexpr int kTreatment = FS_NODUMP_FL | FS_NOATIME_FL;
 constexpr mode_t kSetId = S_ISUID | S_ISGID;
 
 /// An entry whose metadata is read or set: by its handle, or by the system's path of a handle that
@@ -32,6 +36,8 @@ class Entry {
   }
 
   int Handle() const { return handle_; }
+  /// Empty unless the entry is only held.
+  const std::string& Path() const { return path_; }
 
   ErrorCode SetOwner(uid_t owner, gid_t group) const {
     const int done = path_.empty() ? fchown(handle_, owner, group)
@@ -160,6 +166,25 @@ bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& h
   return access;
 }
 
+/// Makes these flags of one open file or folder those of another; true when they were different.
+bool CarryTreatment(int to, int source, const Carrying& how) {
+  int flags = 0, own = 0;
+  if (ioctl(source, FS_IOC_GETFLAGS, &flags) != 0 || ioctl(to, FS_IOC_GETFLAGS, &own) != 0 ||
+      ((flags ^ own) & kTreatment) == 0) {
+    return false;
+  }
+  own = (own & ~kTreatment) | (flags & kTreatment);
+  return how.LooksOnly || ioctl(to, FS_IOC_SETFLAGS, &own) == 0;
+}
+
+/// The same for entries that are only held; not for what this user may not open.
+bool CarryTreatment(const Entry& to, const Entry& source, const Carrying& how) {
+  constexpr int kRead = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
+  const posix::Handle from(open(source.Path().c_str(), kRead));
+  const posix::Handle own(from ? open(to.Path().c_str(), kRead) : -1);
+  return own && CarryTreatment(own.Get(), from.Get(), how);
+}
+
 /// Sets permissions, where the file system holds no more of them than that, the right to write.
 ErrorCode SetModeOf(const Entry& to, mode_t mode, mode_t present) {
   const ErrorCode error = to.SetMode(mode);
@@ -187,6 +212,10 @@ MetadataUpdate CarryOver(const Entry& to, const FileStatus& current, const Entry
     if (given || grouped) present &= ~kSetId;
   }
   const bool access = source && CarryAttributesOver(to, *source, how, update);
+  if (source && how.Removes && current.Kind != FileKind::Link) {
+    update.Attributes |= to.Path().empty() ? CarryTreatment(to.Handle(), source->Handle(), how)
+                                           : CarryTreatment(to, *source, how);
+  }
   if (how.LooksOnly || current.Kind == FileKind::Link || (mode == present && !access)) {
     return update;
   }
@@ -202,6 +231,30 @@ ErrorCode File::SetAttributes(const FileStatus& from, const File& source) {
   if (!current) return current.Error;
   const Entry entry(source.handle_, false);
   return CarryOver(Entry(handle_, false), *current, &entry, from, {}).Error;
+}
+
+void File::CarryFlags(const File& source) {
+  int flags = 0, own = 0;
+  if (ioctl(source.handle_, FS_IOC_GETFLAGS, &flags) != 0) return;
+  flags &= kTreatment | FS_COMPR_FL;
+  if (!flags || ioctl(handle_, FS_IOC_GETFLAGS, &own) != 0) return;
+  // Not every file system has each of them.
+  for (const int flag : {FS_NODUMP_FL, FS_NOATIME_FL, FS_COMPR_FL}) {
+    int with = own | (flags & flag);
+    if (with != own && ioctl(handle_, FS_IOC_SETFLAGS, &with) == 0) own = with;
+  }
+}
+
+ErrorCode Folder::CarryLinkAttributes(std::u16string_view name, const Folder& source,
+                                      std::u16string_view from) const {
+  const std::string native = posix::NativeName(name), native_from = posix::NativeName(from);
+  constexpr int kHold = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+  const posix::Handle like(openat(source.handle_, native_from.c_str(), kHold));
+  const posix::Handle to(like ? openat(handle_, native.c_str(), kHold) : -1);
+  if (!to) return errno;
+  MetadataUpdate update;
+  CarryAttributesOver(Entry(to.Get(), true), Entry(like.Get(), true), {}, update);
+  return update.Error;
 }
 
 void File::DropInheritedAccess() {

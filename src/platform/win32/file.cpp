@@ -62,22 +62,46 @@ Result<std::uint64_t> File::CopyFrom(File&, std::uint64_t) {
   return Result<std::uint64_t>::Fail(ERROR_NOT_SUPPORTED);
 }
 
+namespace {
+
+/// The first range that holds data at a position or behind it; of no length when there is none.
+Result<FILE_ALLOCATED_RANGE_BUFFER> RangeFrom(HANDLE file, std::uint64_t position,
+                                              std::uint64_t size) {
+  FILE_ALLOCATED_RANGE_BUFFER asked{}, found{};
+  asked.FileOffset.QuadPart = static_cast<LONGLONG>(position);
+  asked.Length.QuadPart = static_cast<LONGLONG>(size - position);
+  DWORD bytes = 0;
+  // More ranges than the one that fits are no failure.
+  if (!DeviceIoControl(file, FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked, &found,
+                       sizeof found, &bytes, nullptr) &&
+      GetLastError() != ERROR_MORE_DATA) {
+    return Result<FILE_ALLOCATED_RANGE_BUFFER>::Fail(LastError());
+  }
+  if (bytes < sizeof found) found = {};
+  return {found, 0};
+}
+
+}  // namespace
+
 Result<std::uint64_t> File::NextData(std::uint64_t position) {
   const Result<FileStatus> status = Status();
   if (!status) return Result<std::uint64_t>::Fail(status.Error);
   if (position >= status->Size) return {status->Size, 0};
-  FILE_ALLOCATED_RANGE_BUFFER asked{}, found{};
-  asked.FileOffset.QuadPart = static_cast<LONGLONG>(position);
-  asked.Length.QuadPart = static_cast<LONGLONG>(status->Size - position);
-  DWORD bytes = 0;
-  // More ranges than the one that fits are no failure.
-  if (!DeviceIoControl(ToHandle(handle_), FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked,
-                       &found, sizeof found, &bytes, nullptr) &&
-      GetLastError() != ERROR_MORE_DATA) {
-    return Result<std::uint64_t>::Fail(LastError());
-  }
-  if (bytes < sizeof found) return {status->Size, 0};
-  return {std::max(position, static_cast<std::uint64_t>(found.FileOffset.QuadPart)), 0};
+  const auto range = RangeFrom(ToHandle(handle_), position, status->Size);
+  if (!range) return Result<std::uint64_t>::Fail(range.Error);
+  if (range->Length.QuadPart == 0) return {status->Size, 0};
+  return {std::max(position, static_cast<std::uint64_t>(range->FileOffset.QuadPart)), 0};
+}
+
+Result<std::uint64_t> File::NextHole(std::uint64_t position) {
+  const Result<FileStatus> status = Status();
+  if (!status) return Result<std::uint64_t>::Fail(status.Error);
+  if (position >= status->Size) return {status->Size, 0};
+  const auto range = RangeFrom(ToHandle(handle_), position, status->Size);
+  if (!range) return Result<std::uint64_t>::Fail(range.Error);
+  const auto begin = static_cast<std::uint64_t>(range->FileOffset.QuadPart);
+  if (range->Length.QuadPart == 0 || begin > position) return {position, 0};
+  return {std::min(status->Size, begin + static_cast<std::uint64_t>(range->Length.QuadPart)), 0};
 }
 
 ErrorCode File::Seek(std::uint64_t position) {

@@ -25,6 +25,13 @@ bool Folder::PassesAccessOn() const {
 
 void File::DropInheritedAccess() {}
 
+void File::CarryFlags(const File&) {}
+
+ErrorCode Folder::CarryLinkAttributes(std::u16string_view, const Folder&,
+                                      std::u16string_view) const {
+  return 0;
+}
+
 MetadataPlace::MetadataPlace(const Folder&, const Folder&) {}
 
 bool MetadataPlace::Differs(const FileStatus& source, const FileStatus& copy) const {
