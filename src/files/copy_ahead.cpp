@@ -102,14 +102,18 @@ bool CopyAhead::WorkOnNext() {
 }
 
 void CopyAhead::WorkOn(Item& item) const {
-  item.Source = item.Folders->Source.Folder.Status(item.Name);
+  const Folder& folder = item.Folders->Source.Folder;
+  // What will be copied in any case is looked at once it is open: that look is needed anyway.
+  Result<File> opened;
+  if (item.Folders->DestIsEmpty) opened = folder.OpenFile(item.Name);
+  item.Source = opened && *opened ? opened->Status() : folder.Status(item.Name);
   item.Dest = item.Source && !item.Folders->DestIsEmpty
                   ? item.Folders->Dest.Folder.Status(item.Name)
                   : Result<FileStatus>::Fail(-1);
   item.Verdict = judge_(item.SourceStatus(), item.DestStatus());
   if (item.Verdict != Verdict::Copy) return;
   StagedFile staged;
-  if (StageQuietly(*context_.Names, item.From(), item.To(), staged)) {
+  if (StageQuietly(*context_.Names, item.From(), item.To(), staged, std::move(*opened))) {
     item.Staged = std::move(staged);
   }
 }

@@ -91,8 +91,17 @@ class Show {
 /// One copy from its first check until it is complete under a temporary name.
 class FileCopy {
  public:
-  FileCopy(const Show& show, TempNames& names, const CopySide& source, const CopySide& dest)
-      : show_(show), names_(names), source_(source), dest_(dest), size_(source.Status->Size) {}
+  /// `opened`: see StageQuietly.
+  FileCopy(const Show& show, TempNames& names, const CopySide& source, const CopySide& dest,
+           File opened = {})
+      : show_(show),
+        names_(names),
+        source_(source),
+        dest_(dest),
+        size_(source.Status->Size),
+        source_file_(std::move(opened)) {
+    if (source_file_) from_ = *source.Status;
+  }
 
   /// False when it failed; nothing is left then.
   bool Stage(StagedFile& staged) {
@@ -123,6 +132,7 @@ class FileCopy {
   }
 
   bool OpenSource() {
+    if (source_file_) return true;
     Result<File> file = show_.OpenPatiently([&] { return source_.Folder.OpenFile(source_.Name); });
     return TakeSource(std::move(file)) || Fail(u"Could Not Open Source File", source_, file.Error);
   }
@@ -368,8 +378,8 @@ CopyResult StageShown(CopyContext& context, const CopySide& source, const CopySi
 }
 
 bool StageQuietly(TempNames& names, const CopySide& source, const CopySide& dest,
-                  StagedFile& staged) {
-  return FileCopy(Show(nullptr), names, source, dest).Stage(staged);
+                  StagedFile& staged, File opened) {
+  return FileCopy(Show(nullptr), names, source, dest, std::move(opened)).Stage(staged);
 }
 
 CopyResult ShowStaged(CopyContext& context, const CopySide& source, const CopySide& dest) {

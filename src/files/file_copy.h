@@ -71,9 +71,10 @@ CopyResult StageShown(CopyContext& context, const CopySide& source, const CopySi
                       StagedFile& staged);
 
 /// The same for a file, in one try and telling nobody anything; any thread may. False, with nothing
-/// left, when anything is amiss.
+/// left, when anything is amiss. `opened`, where it is open: the source, whose status is that of
+/// the open file.
 bool StageQuietly(TempNames& names, const CopySide& source, const CopySide& dest,
-                  StagedFile& staged);
+                  StagedFile& staged, File opened = {});
 
 /// What StageShown shows, for a copy that was made quietly before. Failed when it is cancelled
 /// meanwhile: the copy is then to be rolled back.
