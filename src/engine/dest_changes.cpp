@@ -320,7 +320,7 @@ void DestChanges::CountWarning(ErrorCode error, std::u16string_view text,
 
 bool DestChanges::WouldUpdate(const FolderPair& pair, std::u16string_view name,
                               const FileStatus& source, const FileStatus& dest) const {
-  if (!metadata_) return false;
+  if (!metadata_ || !metadata_->IsKnown()) return false;
   return metadata_->Differs(source, dest) ||
          (metadata_->AttributesMayDiffer(source, dest) &&
           pair.Dest.UpdateMetadata(name, source, pair.Source, true).Attributes);
@@ -328,8 +328,7 @@ bool DestChanges::WouldUpdate(const FolderPair& pair, std::u16string_view name,
 
 bool DestChanges::NeedsOwnCopy(const FolderPair& pair, std::u16string_view name,
                                const FileStatus& source, const FileStatus& dest) const {
-  return metadata_ && metadata_->IsKnown() && dest.Kind == FileKind::File && dest.Links > 1 &&
-         WouldUpdate(pair, name, source, dest);
+  return dest.Kind == FileKind::File && dest.Links > 1 && WouldUpdate(pair, name, source, dest);
 }
 
 void DestChanges::UpdateFile(const FolderPair& pair, std::u16string_view name,

@@ -66,7 +66,7 @@ class DestChanges {
   bool NeedsOwnCopy(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
                     const FileStatus& dest) const;
   /// Whether there is something that UpdateFile would set right, or, with an empty name, the end of
-  /// a folder.
+  /// a folder. False where only trying shows what can be set.
   bool WouldUpdate(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
                    const FileStatus& dest) const;
 

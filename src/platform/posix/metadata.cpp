@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <optional>
 #include <string>
 
@@ -126,6 +127,15 @@ std::vector<std::string_view> SplitNames(const std::string& names) {
     rest.remove_prefix(std::min(rest.size(), list.back().size() + 1));
   }
   return list;
+}
+
+/// Whether this user may give a file to anybody. In a container of its own numbers, root may not.
+bool MayGiveAway() {
+  if (geteuid() != 0) return false;
+  std::ifstream map("/proc/self/uid_map");
+  std::uint64_t inside = 0, outside = 0, many = 0;
+  constexpr std::uint64_t kAll = 0xFFFFFFFF;
+  return !(map >> inside >> outside >> many) || many == kAll;
 }
 
 /// How an entry gets what another has.
@@ -310,7 +320,7 @@ MetadataPlace::MetadataPlace(const Folder& source, const Folder& dest) {
       break;
   }
   user_ = geteuid();
-  any_owner_ = user_ == 0;
+  any_owner_ = MayGiveAway();
   groups_.resize(static_cast<std::size_t>(std::max(0, getgroups(0, nullptr))));
   const int many = getgroups(static_cast<int>(groups_.size()), groups_.data());
   groups_.resize(static_cast<std::size_t>(std::max(0, many)));
