@@ -138,6 +138,7 @@ int ClsArc::DoCommand(int archiver_kind) {
   command.Monitor = Monitor;
   command.BufferSize = BufferSize;
   command.Password = Password;
+  command.Dropped = Dropped;
   Secret switches = Switch;
   const std::size_t at = Command == u"a" ? FindPasswordSwitch(switches) : switches.npos;
   if (at != switches.npos) {

@@ -1,6 +1,7 @@
 #include "archive/compressed_backup.h"
 
 #include <algorithm>
+#include <set>
 #include <tuple>
 
 #include "archive/host_monitor.h"
@@ -23,11 +24,20 @@ constexpr std::u16string_view kHeading =
 constexpr std::size_t kRowStart = 55;
 constexpr std::u16string_view kArchiveNames = u"####年##月##日##時.7z";
 
+/// True for an archive that a run has made, and for an unfinished one.
+bool IsOwnArchive(std::u16string_view name) {
+  while (name.ends_with(kHalfEnding)) name.remove_suffix(kHalfEnding.size());
+  return MatchesPattern(name, kArchiveNames);
+}
+
 /// Collects the files to pack, below the open source folder.
 class ListBuilder {
  public:
-  ListBuilder(ArchiveContext& context, const BackupJob& job)
-      : context_(context), job_(job), patterns_(SplitPatterns(job.FileTypes)) {
+  /// With an archive that will be brought up to date, what cannot be read is not listed: it stays
+  /// in the archive as it is.
+  ListBuilder(ArchiveContext& context, const BackupJob& job,
+              const SevenZipLibrary::Archive* into = nullptr)
+      : context_(context), job_(job), into_(into), patterns_(SplitPatterns(job.FileTypes)) {
     const Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
     if (destination) destination_ = destination->Status();
   }
@@ -57,6 +67,22 @@ class ListBuilder {
     }
   }
 
+  /// The entries of the archive that cannot stay beside what is listed: a file whose name is a
+  /// folder's now, and what was below a folder that is a file or a link now. No restore could make
+  /// both, and none tells which of them is the newer.
+  std::string DroppedLines() const {
+    std::string lines;
+    for (const IndividualInfo& entry : into_ ? into_->Entries : std::vector<IndividualInfo>()) {
+      bool stays = entry.IsFolder || !folders_.contains(entry.FileName);
+      for (std::size_t slash = entry.FileName.find(u'/'); stays && slash != entry.FileName.npos;
+           slash = entry.FileName.find(u'/', slash + 1)) {
+        stays = !names_.contains(std::u16string_view(entry.FileName).substr(0, slash));
+      }
+      if (!stays) lines += ListLine(entry.FileName) + "\r\n";
+    }
+    return lines;
+  }
+
   std::string Lines;
   std::uint32_t Found = 0;  ///< files that the patterns take
   std::uint32_t Files = 0;  ///< of these, the listed ones
@@ -69,10 +95,6 @@ class ListBuilder {
     const Result<FileStatus> status = folder.Status();
     return destination_ && status && status->Id == destination_->Id &&
            status->Device == destination_->Device;
-  }
-  static bool IsOwnArchive(std::u16string_view name) {
-    if (name.ends_with(kHalfEnding)) name.remove_suffix(kHalfEnding.size());
-    return MatchesPattern(name, kArchiveNames);
   }
 
   bool Takes(std::u16string_view name) const {
@@ -104,14 +126,25 @@ class ListBuilder {
     }
     ++context_.Counters.SourceFiles;
     const std::string line = ListLine(path);
-    if (line.empty()) {
+    const bool reads = !into_ || status->Kind != FileKind::File || folder.OpenFile(entry.Name);
+    if (line.empty() || !reads) {
       Fail(u": 備份檔案 (失敗)：", path);
       return;
     }
+    NoteListed(path);
     if (!context_.Plan) Lines += line + "\r\n";
     Note(PlanAction::Pack, PlanReason::Always, path, status->Size);
     ++Files;
     Bytes += status->Size;
+  }
+
+  void NoteListed(std::u16string_view path) {
+    if (!into_) return;
+    names_.emplace(path);
+    for (std::size_t slash = path.rfind(u'/'); slash != path.npos; slash = path.rfind(u'/')) {
+      path = path.substr(0, slash);
+      if (!folders_.emplace(path).second) return;
+    }
   }
 
   void Fail(std::u16string_view text, std::u16string_view path) {
@@ -133,6 +166,8 @@ class ListBuilder {
 
   ArchiveContext& context_;
   const BackupJob& job_;
+  const SevenZipLibrary::Archive* const into_;
+  std::set<std::u16string, std::less<>> names_, folders_;  ///< what is listed, and what holds it
   const std::vector<std::u16string_view> patterns_;
   Result<FileStatus> destination_ = Result<FileStatus>::Fail(-1);
 };
@@ -140,13 +175,13 @@ class ListBuilder {
 /// Removes the unfinished archives that killed runs of other hours left in the folder. One that was
 /// written a short while ago may be another program's work in progress.
 void RemoveOldHalves(ArchiveContext& context, std::u16string_view path) {
-  const std::u16string pattern = std::u16string(kArchiveNames) + std::u16string(kHalfEnding);
   const Result<Folder> folder = context.Files.OpenFolder(path);
   if (!folder) return;
   std::vector<std::u16string> halves;
   FolderReader reader(*folder);
   while (const FolderEntry* entry = reader.Next()) {
-    if (entry->Kind == FileKind::File && MatchesPattern(entry->Name, pattern)) {
+    if (entry->Kind == FileKind::File && entry->Name.ends_with(kHalfEnding) &&
+        IsOwnArchive(entry->Name)) {
       halves.push_back(entry->Name);
     }
   }
@@ -218,24 +253,29 @@ void PlanCompression(ArchiveContext& context, const BackupJob& job) {
   context.Counters.CopiedBytes = builder.Bytes;
 }
 
-std::u16string BuildListFile(ArchiveContext& context, const BackupJob& job) {
+PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
+                        std::u16string_view archive_path) {
   const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
   if (!source) return {};
-  ListBuilder builder(context, job);
+  std::shared_ptr<SevenZipLibrary::Archive> into;
+  if (context.Files.Status(archive_path)) into = context.Library.SevenZipOpenArchive(archive_path);
+  ListBuilder builder(context, job, into.get());
   builder.Walk(*source, {});
   if (context.State.CancelRequested) return {};
   if (builder.Found == 0) {
     context.Log.WriteTimed(u": 沒有可壓縮的檔案：" + job.Source.WorkPath);
     return {};
   }
-  const std::u16string list = WriteListFile(context.Files, builder.Lines);
-  if (list.empty()) {
+  const std::string dropped = builder.DroppedLines();
+  PackLists lists{WriteListFile(context.Files, builder.Lines), {}};
+  if (!dropped.empty()) lists.Dropped = WriteListFile(context.Files, dropped, ListKind::Dropped);
+  if (lists.Entries.empty() || (lists.Dropped.empty() && !dropped.empty())) {
     context.Log.WriteTimed(u": 建立檔案清單 (失敗)：" + context.Files.ProgramFolder());
     return {};
   }
   context.Counters.CopiedFiles = builder.Files;
   context.Counters.CopiedBytes = builder.Bytes;
-  return list;
+  return lists;
 }
 
 int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
@@ -246,13 +286,14 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   archiver.Monitor = &monitor;
   archiver.param1 = archive_path;
   archiver.param2 = AddBackslash(job.Source.WorkPath);
-  const std::u16string list = BuildListFile(context, job);
+  const PackLists lists = BuildListFile(context, job, archive_path);
   if (context.State.CancelRequested) return kCommandCancelled;
-  archiver.Param3 = u"@" + list;
+  archiver.Param3 = u"@" + lists.Entries;
+  archiver.Dropped = lists.Dropped;
   archiver.Command = u"a";
   archiver.Switch = CompressionSwitch(level, job);
   archiver.BufferSize = 65536;
-  if (!list.empty()) {
+  if (!lists.Entries.empty()) {
     const std::u16string_view folder = PathFolder(archive_path);
     const Result<Folder> made = context.Files.MakeFolders(folder);
     if (!made) {
@@ -263,6 +304,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
     RemoveOldHalves(context, folder);
   }
   const int result = archiver.DoCommand(kZipKind);
+  if (!lists.Dropped.empty()) RemoveListFile(context.Files, ListKind::Dropped);
   if (result == 0) return 0;
   if (result == kCommandCancelled) {
     context.Counters.CopiedFiles = 0;

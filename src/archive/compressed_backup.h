@@ -52,9 +52,16 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
 /// Notes in the context's plan what CompressBackup would pack; nothing is written.
 void PlanCompression(ArchiveContext& context, const BackupJob& job);
 
-/// Writes the list of the files to pack, one line a file, relative to the source folder. Its path;
-/// empty when there is no file to pack or the list cannot be written.
-std::u16string BuildListFile(ArchiveContext& context, const BackupJob& job);
+/// Paths of the lists that tell the archiver what to do.
+struct PackLists {
+  std::u16string Entries;  ///< what to pack; empty when there is nothing, or it cannot be written
+  std::u16string Dropped;  ///< what leaves the archive first; empty when nothing does
+};
+
+/// Writes the list of the files to pack, one line a file, relative to the source folder, and that
+/// of the archive's entries which cannot stay beside them.
+PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
+                        std::u16string_view archive_path);
 
 /// Writes the archive's table of contents into the job log; nothing when it has no entries.
 void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,

@@ -7,8 +7,10 @@
 namespace kavrel {
 
 namespace {
-constexpr std::u16string_view kListName = u"~complist.lst";
+std::u16string_view NameOf(ListKind kind) {
+  return kind == ListKind::Entries ? u"~complist.lst" : u"~droplist.lst";
 }
+}  // namespace
 
 std::string ListLine(std::u16string_view path) {
   if (path.find_first_of(u"\n\r") != path.npos || !IsWellFormed(path)) return {};
@@ -17,19 +19,19 @@ std::string ListLine(std::u16string_view path) {
   return bare ? ToUtf8(path) : std::string();
 }
 
-std::u16string WriteListFile(const FileSystem& files, std::string_view lines) {
-  RemoveListFile(files);
+std::u16string WriteListFile(const FileSystem& files, std::string_view lines, ListKind kind) {
+  RemoveListFile(files, kind);
   const Result<Folder> folder = files.OpenFolder(files.ProgramFolder());
   if (!folder) return {};
   FileStatus own;
   own.Mode = 0600;
-  Result<File> list = folder->MakeFile(kListName, own);
+  Result<File> list = folder->MakeFile(NameOf(kind), own);
   if (!list || list->Write(lines) != 0 || list->Close() != 0) return {};
-  return JoinPath(files.ProgramFolder(), kListName);
+  return JoinPath(files.ProgramFolder(), NameOf(kind));
 }
 
-void RemoveListFile(const FileSystem& files) {
-  files.RemoveFile(JoinPath(files.ProgramFolder(), kListName));
+void RemoveListFile(const FileSystem& files, ListKind kind) {
+  files.RemoveFile(JoinPath(files.ProgramFolder(), NameOf(kind)));
 }
 
 }  // namespace kavrel

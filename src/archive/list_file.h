@@ -12,9 +12,13 @@ namespace kavrel {
 /// bytes that are no text, and quotation marks where they would begin or end a quoted name.
 std::string ListLine(std::u16string_view path);
 
-/// Writes "~complist.lst" into the program folder, where no other user can put anything in its
-/// place. Its path; empty when it cannot be written.
-std::u16string WriteListFile(const FileSystem& files, std::string_view lines);
-void RemoveListFile(const FileSystem& files);
+/// Which list: of what a command works on, or of what it takes out of an archive first.
+enum class ListKind { Entries, Dropped };
+
+/// Writes "~complist.lst" or "~droplist.lst" into the program folder, where no other user can put
+/// anything in its place. Its path; empty when it cannot be written.
+std::u16string WriteListFile(const FileSystem& files, std::string_view lines,
+                             ListKind kind = ListKind::Entries);
+void RemoveListFile(const FileSystem& files, ListKind kind = ListKind::Entries);
 
 }  // namespace kavrel

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
+#include <set>
 
 #include "base/text.h"
 #include "files/disk_wait.h"
@@ -69,10 +70,15 @@ std::optional<Request> Translate(const FileSystem& files, const ArchiveCommand& 
   return request;
 }
 
-/// The switch by which an archive is brought up to date into another file: what is newer, in the
-/// archive or among the files, is taken, as the program does without it.
+/// The switch by which an archive is brought up to date into another file: what is on the disk is
+/// taken whatever its time, as the program does without it, and what is not listed stays.
 std::string UpdateInto(const std::string& path) {
-  return "-up1q1r2x1y2z1w2!" + path;
+  return "-up1q1r2x2y2z2w2!" + path;
+}
+
+/// The same for one that loses what is listed.
+std::string DropInto(const std::string& path) {
+  return "-up1q0r0x0y0z0w0!" + path;
 }
 
 std::string SystemFailure(std::u16string_view path, ErrorCode error) {
@@ -247,6 +253,26 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
   return cancelled ? kCommandCancelled : code;
 }
 
+int SevenZipLibrary::DropEntries(const ArchiveCommand& command, const std::string& archive,
+                                 const std::string& rest, std::string& output) const {
+  const std::optional<std::string> list = file_system_.HostPath(command.Dropped);
+  if (!list) return kBadCommand;
+  return RunProgram(
+      {"d", "-bsp1", "-bb0", "-spd", "-scsUTF-8", "-u-", DropInto(rest), archive, "@" + *list}, "/",
+      command, output);
+}
+
+bool SevenZipLibrary::HoldsAllOf(std::u16string_view old_archive,
+                                 std::u16string_view new_archive) const {
+  const std::shared_ptr<Archive> before = SevenZipOpenArchive(old_archive),
+                                 now = SevenZipOpenArchive(new_archive);
+  if (!before || !now) return false;
+  std::set<std::u16string_view> names;
+  for (const IndividualInfo& entry : now->Entries) names.insert(entry.FileName);
+  return std::all_of(before->Entries.begin(), before->Entries.end(),
+                     [&](const IndividualInfo& entry) { return names.contains(entry.FileName); });
+}
+
 ErrorCode SevenZipLibrary::PutInPlace(std::u16string_view half, std::u16string_view archive,
                                       ArchiveMonitor* monitor) const {
   Result<File> file = file_system_.OpenForUpdate(half);
@@ -272,15 +298,25 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
   // Whether the archive is new or brought up to date, what comes of it is written under this name:
   // so no half archive ever bears the final one, which a whole one gets when it is on the disk.
   const std::u16string half = archive + std::u16string(kHalfEnding);
+  const std::u16string rest = half + std::u16string(kHalfEnding);
   const bool is_new = packs && file_system_.Status(archive).Error != 0;
+  const bool drops = packs && !is_new && !command.Dropped.empty();
   if (packs) file_system_.RemoveFile(half);
+  if (packs) file_system_.RemoveFile(rest);
+  std::string text;
+  int code = 0;
   if (is_new) {
     request->Arguments[request->Archive] = ToUtf8(half);
   } else if (packs) {
+    if (drops) {
+      request->Arguments[request->Archive] = ToUtf8(rest);
+      code = DropEntries(sent, ToUtf8(archive), ToUtf8(rest), text);
+    }
     request->Arguments.insert(request->Arguments.begin() + 1, {"-u-", UpdateInto(ToUtf8(half))});
   }
-  std::string text;
-  int code = RunProgram(request->Arguments, request->Folder, sent, text);
+  if (code == 0) code = RunProgram(request->Arguments, request->Folder, sent, text);
+  // What cannot be opened leaves the archive, with no more than a warning.
+  if (packs && !is_new && code == 1 && !HoldsAllOf(drops ? rest : archive, half)) code = 2;
   const bool done = code == 0 || code == 1;
   if (packs && done) {
     const ErrorCode error = PutInPlace(half, archive, command.Monitor);
@@ -292,6 +328,7 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
     }
   }
   if (packs && code != 0 && code != 1) file_system_.RemoveFile(half);
+  if (drops) file_system_.RemoveFile(rest);
   output = PlainOutput(text).substr(0, command.BufferSize);
   return code;
 }

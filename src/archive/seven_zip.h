@@ -45,6 +45,9 @@ struct ArchiveCommand {
   Secret Password;  ///< when empty, what follows a "-p" of the line
   ArchiveMonitor* Monitor = nullptr;
   std::size_t BufferSize = 256;  ///< characters of output that are kept
+  /// For a command that packs into an archive that is there: a list file (a program path) of the
+  /// entries that leave it first, each with all below it.
+  std::u16string Dropped;
 };
 
 /// Beside the program's own exit codes.
@@ -67,7 +70,8 @@ class SevenZipLibrary {
   /// Runs a command: 0 on success, else the program's exit code (1 warnings, 2 errors), or
   /// kCommandCancelled. The program's text goes to `output`. An archive that was there before is
   /// as it was unless the command succeeds, and a new one takes its name only when it is whole;
-  /// what a killed run leaves ends in kHalfEnding.
+  /// what a killed run leaves ends in kHalfEnding, once or twice. Packing into an archive that
+  /// would cost it entries which could not be read this time fails with 2.
   int SevenZip(const ArchiveCommand& command, std::u16string& output) const;
 
   /// Opens an archive for the calls below; null when it cannot be read. Here as below, a monitor
@@ -99,6 +103,11 @@ class SevenZipLibrary {
   int RunProgram(const std::vector<std::string>& arguments, const std::string& folder,
                  const ArchiveCommand& command, std::string& output,
                  const std::vector<std::string>& environment = {}) const;
+  /// Writes the archive without the entries that a command drops to `rest`; as SevenZip.
+  int DropEntries(const ArchiveCommand& command, const std::string& archive,
+                  const std::string& rest, std::string& output) const;
+  /// Whether the new archive has all entries of the old one.
+  bool HoldsAllOf(std::u16string_view old_archive, std::u16string_view new_archive) const;
   /// Gives a whole archive its name when it is on the disk; -1 when the monitor says stop.
   ErrorCode PutInPlace(std::u16string_view half, std::u16string_view archive,
                        ArchiveMonitor* monitor) const;

@@ -195,6 +195,13 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
   const bool is_new = request->Packs && file_system_.Status(request->Archive).Error != 0;
   if (request->Packs) file_system_.RemoveFile(half);
   if (command.Monitor && !command.Monitor->Working(0, {})) return kCommandCancelled;
+  if (request->Packs && !is_new && !command.Dropped.empty()) {
+    ArchiveCommand drop;
+    drop.Line = u"d " + Quoted(request->Archive) + u" " + Quoted(u"@" + command.Dropped);
+    drop.Password = command.Password;
+    const int dropped = SevenZip(drop, output);
+    if (dropped != 0) return dropped;
+  }
   int code = Send(dll, request->Line(is_new ? half : request->Archive), command.BufferSize, output);
   const bool done = code == 0 || code == 1;
   if (is_new && done && file_system_.PutInPlace(half, request->Archive) != 0) code = 2;

@@ -140,6 +140,51 @@ TEST_F(CompressedTest, FilterLimitAndASecondRunOfTheHour) {
   EXPECT_EQ(archiver.Entries[1].FileName, u"deep/other.txt");
 }
 
+TEST_F(CompressedTest, ASecondRunOfTheHourTakesWhatThereIsAndCostsNothing) {
+  for (const std::u16string_view password : {u"", u"secret"}) {
+    fs::remove_all(Dest());
+    fs::remove_all(Source());
+    for (const char* name : {"older", "alike", "gone", "closed", "link/x", "name", "folder/a/b"}) {
+      WriteTestFile(Source() / name, "first");
+      SetWritten(Source() / name, {1253718245, 0});
+    }
+    Job().UsePassword = !password.empty();
+    Job().Password = password;
+    ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    for (const char* name : {"gone", "link", "name", "folder"}) fs::remove_all(Source() / name);
+    for (const char* name : {"older", "alike", "closed", "name/a/b", "folder"}) {
+      WriteTestFile(Source() / name, "other");
+    }
+    fs::create_symlink("name", Source() / "link");
+    SetWritten(Source() / "older", {1153718245, 0});
+    SetWritten(Source() / "alike", {1253718245, 0});
+    fs::permissions(Source() / "closed", fs::perms::none);
+    fs::permissions(Temp.Root(), fs::perms::all);
+    for (const auto& path : {Temp.Home(), Temp.Home() / "Log", Temp.DriveD(), Dest(), archive_}) {
+      fs::permissions(path, fs::perms::all);
+    }
+    {
+      const Unprivileged user;
+      ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    }
+    EXPECT_EQ(Job().LastRunResult.CopiedFiles, 5U);
+    EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U) << "the closed one";
+    fs::remove_all(Source());
+    ASSERT_EQ(Restore(), RunOutcome::Ran);
+    EXPECT_EQ(Job().LastRunResult.FailedFiles, 0U) << LogLines();
+    for (const auto& [name, bytes] : std::map<std::string, std::string>{{"older", "other"},
+                                                                        {"alike", "other"},
+                                                                        {"gone", "first"},
+                                                                        {"closed", "first"},
+                                                                        {"name/a/b", "other"},
+                                                                        {"folder", "other"}}) {
+      EXPECT_EQ(ReadTestFile(Source() / name), bytes) << name;
+    }
+    EXPECT_TRUE(fs::is_symlink(Source() / "link"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(Dest()), {}), 1) << "no half archive";
+  }
+}
+
 /// A letter of a password that stands nowhere as a whole but where it is tested.
 char Letter(std::size_t i) {
   return static_cast<char>('A' + (i * 7 + 3) % 26);
