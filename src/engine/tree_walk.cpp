@@ -43,7 +43,7 @@ TreeWalk::TreeWalk(RunContext& context, const Options& options)
       root_length_(paths_.Source().size()) {}
 
 void TreeWalk::Run() {
-  WalkFolder(nullptr, {}, {});
+  WalkFolder(nullptr, {}, nullptr);
   dest_.Settle();
 }
 
@@ -61,14 +61,11 @@ bool TreeWalk::LeadsElsewhere() const {
          (found.Device != dest_root_.Device || found.Id != dest_root_.Id);
 }
 
-void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
-                          std::u16string_view twin) {
+void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, TwinNames* siblings) {
   if (!EnterFolder()) return;
   // A destination inside the source is never copied into itself, whatever path leads there.
   if (!options_.MayLieInside && PathStartsWith(paths_.Source(), options_.To)) return;
-  // What the other name has become must be seen.
-  if (!twin.empty()) dest_.Group().Flush();
-  if (!twin.empty() && MeanTheSame(parent->Dest, twin, name)) {
+  if (siblings && HasTwinsPlace(*parent, name, *siblings)) {
     ++context_.Counters.FailedFiles;
     context_.LogTimed(u": 建立目錄 (失敗)：", paths_.Dest());
     return;
@@ -106,11 +103,22 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name,
     context_.Host.PumpMessages();
     if (Cancelled()) break;
     const WalkPaths::Step step(paths_, subfolder);
-    WalkFolder(&pair, subfolder, folder_names.Note(pair.Source, subfolder));
+    WalkFolder(&pair, subfolder, &folder_names);
   }
   if (!FinishesFolder(pair)) return;
   if (context_.Plan) return PlanFinish(pair);
   dest_.FinishFolder(pair, IsRootPath(paths_.Source()), paths_.Dest());
+}
+
+bool TreeWalk::HasTwinsPlace(const FolderPair& parent, std::u16string_view name,
+                             TwinNames& siblings) {
+  const std::vector<std::u16string> twins = siblings.Note(parent.Source, name);
+  if (twins.empty()) return false;
+  // What the other names have become must be seen.
+  dest_.Group().Flush();
+  if (!MeansATwin(parent.Dest, twins, name)) return false;
+  siblings.Forget(name);
+  return true;
 }
 
 bool TreeWalk::ReadyDestination(const FolderPair* parent, std::u16string_view name,
@@ -174,10 +182,10 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   if (LeavesFileOut(name)) return LeaveOut(pair, PlanReason::Rule, name);
   // A socket, pipe or device has no content that a backup could keep.
   if (kind == FileKind::Special) return LeaveOut(pair, PlanReason::Special, name);
-  const std::u16string_view twin = file_names_.Note(pair.Source, name);
+  const std::vector<std::u16string> twins = file_names_.Note(pair.Source, name);
   if (DestChanges::WantsName(pair) && FinishAhead(pair)) dest_.GiveName(pair);
   again = again || IsGoing(name);
-  if (ahead_ && kind == FileKind::File && !again && twin.empty()) {
+  if (ahead_ && kind == FileKind::File && !again && twins.empty()) {
     ahead_->Add({{pair.Source, paths_.Source(), {}, nullptr},
                  dest_.Side(pair, paths_.Dest(), {}, nullptr),
                  pair.DestIsNew},
@@ -187,7 +195,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   }
   if (!FinishAhead(pair)) return;
   // What another name has become, or an earlier turn of this one, must be seen.
-  const bool looks = again || !twin.empty();
+  const bool looks = again || !twins.empty();
   if (looks) dest_.Group().Flush();
   dest_.Group().Advance();
   ++context_.Counters.SourceFiles;
@@ -199,8 +207,9 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
   // lost in it.
   if (!Cancelled()) {
-    if (dest_there && !twin.empty() && MeanTheSame(pair.Dest, twin, name)) {
+    if (dest_there && MeansATwin(pair.Dest, twins, name)) {
       dest_.CountFailed(paths_.SourceOf(name));
+      file_names_.Forget(name);
     } else {
       DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
     }

@@ -75,8 +75,10 @@ class TreeWalk {
   WalkPaths paths_;
 
  private:
-  /// `twin` is a folder of the parent that was walked before and may be the same on the other side.
-  void WalkFolder(const FolderPair* parent, std::u16string_view name, std::u16string_view twin);
+  /// `siblings` are the folders of the parent that were walked before.
+  void WalkFolder(const FolderPair* parent, std::u16string_view name, TwinNames* siblings);
+  /// True for a folder that would land in the place of one of its siblings.
+  bool HasTwinsPlace(const FolderPair& parent, std::u16string_view name, TwinNames& siblings);
   /// `report` tells whether a failed listing is still to be reported.
   bool CopyFolderFiles(const FolderPair& pair, bool report,
                        std::vector<std::u16string>& subfolders);

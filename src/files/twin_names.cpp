@@ -43,6 +43,15 @@ bool ListsBoth(const Folder& folder, std::u16string_view a, std::u16string_view 
   return lists_a && lists_b;
 }
 
+bool MeanTheSame(const Folder& folder, std::u16string_view a, std::u16string_view b) {
+  const Result<FileStatus> one = folder.Status(a), other = folder.Status(b);
+  if (!one || !other) return false;
+  if (IsOneEntry(one, other)) return true;
+  const bool alike =
+      one->Kind == other->Kind && (one->Kind == FileKind::Folder || one->Size == other->Size);
+  return alike && NameManners().MayFold(folder, a) && !ListsBoth(folder, a, b);
+}
+
 }  // namespace
 
 // FNV-1a of what is left of the name. Two others of one number are only looked at once more.
@@ -74,18 +83,22 @@ bool TwinNames::Insert(std::uint64_t key) {
   return true;
 }
 
-std::u16string_view TwinNames::Note(const Folder& folder, std::u16string_view name) {
+std::vector<std::u16string> TwinNames::Note(const Folder& folder, std::u16string_view name) {
   const std::uint64_t key = FoldedKey(name);
   if (Insert(key)) return {};
   if (names_.empty()) {
     FolderReader reader(folder);
     while (const FolderEntry* entry = reader.Next()) {
-      names_.emplace(FoldedKey(entry->Name), entry->Name);
+      names_[FoldedKey(entry->Name)].push_back(entry->Name);
     }
   }
-  const auto [first, end] = names_.equal_range(key);
-  const auto twin = std::find_if(first, end, [&](const auto& one) { return one.second != name; });
-  return twin == end ? std::u16string_view() : twin->second;
+  const std::vector<std::u16string>& alike = names_[key];
+  return {alike.begin(), std::find(alike.begin(), alike.end(), name)};
+}
+
+void TwinNames::Forget(std::u16string_view name) {
+  const auto alike = names_.find(FoldedKey(name));
+  if (alike != names_.end()) std::erase(alike->second, name);
 }
 
 bool NameManners::FoldsCase(const Folder& folder, std::u16string_view name) {
@@ -107,11 +120,10 @@ bool NameManners::MayFold(const Folder& folder, std::u16string_view name) {
   return false;
 }
 
-bool MeanTheSame(const Folder& folder, std::u16string_view a, std::u16string_view b) {
-  const Result<FileStatus> one = folder.Status(a), other = folder.Status(b);
-  if (!one || !other) return false;
-  if (IsOneEntry(one, other)) return true;
-  return NameManners().MayFold(folder, a) && !ListsBoth(folder, a, b);
+bool MeansATwin(const Folder& folder, const std::vector<std::u16string>& twins,
+                std::u16string_view name) {
+  return std::any_of(twins.begin(), twins.end(),
+                     [&](std::u16string_view twin) { return MeanTheSame(folder, twin, name); });
 }
 
 bool IsOneEntry(const Result<FileStatus>& a, const Result<FileStatus>& b) {

@@ -15,9 +15,12 @@ namespace kavrel {
 
 class TwinNames {
  public:
-  /// Notes a name of a folder, which is the same one in all calls. Gives another name of the folder
-  /// that a disk may take for it, empty unless one was noted before; valid until the next call.
-  std::u16string_view Note(const Folder& folder, std::u16string_view name);
+  /// Notes a name of a folder, which is the same one in all calls. Gives all other names before it
+  /// in the folder's listing that a disk may take for it; seldom any. They may be many, of which a
+  /// disk takes but one for it: 'k', 'K' and the sign for kelvin.
+  std::vector<std::u16string> Note(const Folder& folder, std::u16string_view name);
+  /// The name has no place of its own on the other side, so nothing can be taken for it.
+  void Forget(std::u16string_view name);
 
  private:
   bool Insert(std::uint64_t key);
@@ -27,8 +30,8 @@ class TwinNames {
   /// at a file's status does, and the names themselves several times the room.
   std::vector<std::uint64_t> keys_;
   std::size_t used_ = 0;
-  /// All names of the folder by their keys, listed once a key was met twice.
-  std::unordered_multimap<std::uint64_t, std::u16string> names_;
+  /// All names of the folder by their keys, in its order, listed once a key was met twice.
+  std::unordered_map<std::uint64_t, std::vector<std::u16string>> names_;
 };
 
 /// The same number for all names that a disk may take for one; others seldom share it.
@@ -50,7 +53,9 @@ class NameManners {
 /// True when both are what is told of one entry that goes by two names, without having two. Some
 /// disks make their numbers up, another one for each spelling, so false proves nothing.
 bool IsOneEntry(const Result<FileStatus>& a, const Result<FileStatus>& b);
-/// True when the folder holds one entry that both names mean, or is too odd a folder to tell.
-bool MeanTheSame(const Folder& folder, std::u16string_view a, std::u16string_view b);
+/// True when the folder holds one entry that the name and one of its twins mean, or is too odd a
+/// folder to tell.
+bool MeansATwin(const Folder& folder, const std::vector<std::u16string>& twins,
+                std::u16string_view name);
 
 }  // namespace kavrel
