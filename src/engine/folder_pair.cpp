@@ -2,10 +2,28 @@
 
 #include <algorithm>
 
+#include "base/text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
+
+namespace {
+
+/// Names that disks have at their top: bins, what a repair has found, Windows' own.
+bool BelongsToDisk(std::u16string_view name) {
+  const std::u16string lower = ToLower(name);
+  return lower == u".trash" || lower.starts_with(u".trash-") || lower == u"lost+found" ||
+         lower == u"$recycle.bin" || lower == u"system volume information";
+}
+
+bool IsTopOfDisk(const Folder& folder) {
+  const Result<std::vector<FileStatus>> lineage = folder.Lineage();
+  return !lineage || lineage->size() < 2 || (*lineage)[0].Device != (*lineage)[1].Device ||
+         (*lineage)[0].Mount != (*lineage)[1].Mount;
+}
+
+}  // namespace
 
 FolderIdentity IdentityOf(const Folder& folder) {
   const Result<FileStatus> status = folder.Status();
@@ -22,6 +40,10 @@ bool MayBeLeftOver(const FileStatus& folder, const FileStatus& dest,
                    const std::vector<FileStatus>& source_lineage) {
   return !IsAmong(source_lineage, folder) && folder.Device == dest.Device &&
          folder.Mount == dest.Mount;
+}
+
+bool IsKeptByDisk(const Folder& folder, std::u16string_view name) {
+  return BelongsToDisk(name) && IsTopOfDisk(folder);
 }
 
 WalkPaths::WalkPaths(std::u16string_view source, std::u16string_view dest)
@@ -65,6 +87,7 @@ FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16s
   Result<Folder> dest = parent ? parent->Dest.OpenFolder(name) : files.OpenFolder(paths.Dest());
   pair.DestError = dest.Error;
   if (dest) pair.Dest = std::move(*dest);
+  pair.KeptByDisk = parent && (parent->KeptByDisk || IsKeptByDisk(parent->Dest, name));
   return pair;
 }
 

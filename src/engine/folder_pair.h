@@ -30,6 +30,9 @@ struct FolderPair {
   FileStatus SourceStatus;
   ErrorCode SourceError = 0, DestError = 0;
   bool DestIsNew = false;  ///< made by this walk: nothing can be in it
+  /// The destination is, or lies in, what its disk keeps at its top: the bin, what a repair has
+  /// found. The source may have a folder of that name, too.
+  bool KeptByDisk = false;
   /// The destination as the walk came to it, where its metadata is to be compared.
   std::optional<FileStatus> DestFound;
   DiskManners DestManners;  ///< set once there is a destination to write to, like the next
@@ -59,6 +62,10 @@ bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder);
 /// lies in nor whatever is mounted here, another disk or another folder of the same one, is.
 bool MayBeLeftOver(const FileStatus& folder, const FileStatus& dest,
                    const std::vector<FileStatus>& source_lineage);
+
+/// True for a name that the system, or the recycle bin, has at the top of a disk, and a folder that
+/// is such a top.
+bool IsKeptByDisk(const Folder& folder, std::u16string_view name);
 
 /// The paths of both folders, each with its trailing separator. One text each for the whole walk:
 /// a deep tree does not hold a copy of its path for every level.

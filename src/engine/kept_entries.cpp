@@ -3,40 +3,17 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "base/text.h"
-
 namespace kavrel {
 
-namespace {
-
-/// Names that disks have at their top: bins, what a repair has found, Windows' own.
-bool BelongsToDisk(std::u16string_view name) {
-  const std::u16string lower = ToLower(name);
-  return lower == u".trash" || lower.starts_with(u".trash-") || lower == u"lost+found" ||
-         lower == u"$recycle.bin" || lower == u"system volume information";
-}
-
-}  // namespace
-
 bool KeptEntries::Keeps(const FolderEntry& entry) {
-  return (BelongsToDisk(entry.Name) && IsTopOfDisk()) || IsReached(entry);
-}
-
-bool KeptEntries::IsTopOfDisk() {
-  if (!top_) {
-    const Result<std::vector<FileStatus>> lineage = dest_.Lineage();
-    const bool alone = !lineage || lineage->size() < 2;
-    top_ = alone || (*lineage)[0].Device != (*lineage)[1].Device ||
-           (*lineage)[0].Mount != (*lineage)[1].Mount;
-  }
-  return *top_;
+  return IsKeptByDisk(pair_.Dest, entry.Name) || IsReached(entry);
 }
 
 bool KeptEntries::IsReached(const FolderEntry& entry) {
-  if (!manners_.MayFold(dest_, entry.Name)) return false;
+  if (!manners_.MayFold(pair_.Dest, entry.Name)) return false;
   FindReached();
   if (reached_->empty()) return false;
-  const Result<FileStatus> own = dest_.Status(entry.Name);
+  const Result<FileStatus> own = pair_.Dest.Status(entry.Name);
   if (!own) return true;
   return std::any_of(reached_->begin(), reached_->end(), [&](const Reached& name) {
     if (own->Kind != name.Status.Kind) return false;
@@ -57,17 +34,17 @@ void KeptEntries::FindReached() {
   if (reached_) return;
   reached_.emplace();
   std::unordered_set<std::u16string> listed;
-  FolderReader there(dest_);
+  FolderReader there(pair_.Dest);
   while (const FolderEntry* entry = there.Next()) listed.insert(entry->Name);
-  FolderReader here(source_);
+  FolderReader here(pair_.Source);
   while (const FolderEntry* entry = here.Next()) {
     if (listed.contains(entry->Name)) continue;
-    const Result<FileStatus> found = dest_.Status(entry->Name);
+    const Result<FileStatus> found = pair_.Dest.Status(entry->Name);
     if (found) reached_->push_back({entry->Name, *found});
   }
   if (reached_->empty()) return;
   for (const std::u16string& name : listed) {
-    const Result<FileStatus> status = dest_.Status(name);
+    const Result<FileStatus> status = pair_.Dest.Status(name);
     if (!status) continue;
     for (Reached& one : *reached_) one.Known = one.Known || IsEntry(one, name, *status);
   }

@@ -63,6 +63,8 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   if (context_.State.CancelRequested || !pair.Dest) return true;
   // A source that cannot be opened is not an empty source; the walk counts and logs that.
   if (pair.SourceError) return true;
+  // What a bin holds was put there by others.
+  if (pair.KeptByDisk) return true;
   std::vector<std::uint64_t> held;
   going_.clear();
   std::u16string path(paths.Dest());
@@ -80,7 +82,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   // A copy of a read-only folder is read-only, too.
   if (!context_.Plan) pair.Dest.MakeWritable();
   bool comes_back = false;
-  KeptEntries kept(pair.Source, pair.Dest);
+  KeptEntries kept(pair);
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return true;
@@ -113,7 +115,7 @@ void Synchronisation::SyncForeseen(const FolderPair& pair, const ForeseenFolders
   if (foreseen.Gone.empty()) return;
   pair.Dest.MakeWritable();
   bool comes_back = false;
-  KeptEntries kept(pair.Source, pair.Dest, foreseen.Manners);
+  KeptEntries kept(pair, foreseen.Manners);
   for (const FolderEntry& entry : foreseen.Gone) {
     if (context_.State.CancelRequested) return;
     const Result<FileStatus> now = pair.Dest.Status(entry.Name);

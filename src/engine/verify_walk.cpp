@@ -114,7 +114,7 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
   }
   if (reader.Error()) {
     Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
-  } else if (job_.Synchronise && pair.Dest) {
+  } else if (job_.Synchronise && pair.Dest && !pair.KeptByDisk) {
     FindExtras(pair, files, folders);
   }
   if (!job_.IncludeSubfolders) return;
@@ -160,7 +160,7 @@ bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
 void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
                             const std::set<std::u16string>& folders) {
   VerifyCounters& found = report_.Counters;
-  KeptEntries kept(pair.Source, pair.Dest);
+  KeptEntries kept(pair);
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     const bool folder = entry->Kind == FileKind::Folder;

@@ -245,11 +245,17 @@ TEST_F(SyncTest, AMirrorAtTheTopOfADiskLeavesItsBinAndTheSystemsFoldersAlone) {
   for (const char* name : {"lost+found/part", "System Volume Information/x", "$RECYCLE.BIN/x"}) {
     WriteTestFile(Dest() / name, "the disk's");
   }
+  // The source may be the top of another disk, which keeps the same there.
+  for (const auto& name : {bin + "/mine", std::string("lost+found/mine")}) {
+    WriteTestFile(Source() / name, "the source's");
+  }
   WriteTestFile(Dest() / "old", "content");
   WriteTestFile(Dest() / "below" / "lost+found", "not at the top");
   const RunCounters first = Mirror(true), second = Mirror(true);
   const auto in_bin = BinContent(Dest() / bin);
-  const bool system = fs::exists(Dest() / "lost+found" / "part") &&
+  const bool system = fs::exists(Dest() / bin / "mine") &&
+                      fs::exists(Dest() / "lost+found" / "part") &&
+                      fs::exists(Dest() / "lost+found" / "mine") &&
                       fs::exists(Dest() / "System Volume Information" / "x") &&
                       fs::exists(Dest() / "$RECYCLE.BIN" / "x");
   umount(Dest().c_str());
