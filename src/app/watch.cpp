@@ -4,6 +4,21 @@
 
 namespace kavrel {
 
+namespace {
+
+std::u16string GuardedText(RunRefusal refusal) {
+  switch (refusal) {
+    case RunRefusal::DiskAway:
+      return u", a disk is not there: ";
+    case RunRefusal::Shrunk:
+      return u", far less would be backed up than the last time: ";
+    default:
+      return u", the mirror guard stopped it: ";
+  }
+}
+
+}  // namespace
+
 void WatchHost::TellNow(std::u16string_view what, std::u16string_view text) {
   std::u16string line = IsoText(around_.Clock.Now());
   (((line += u' ') += what) += u": ") += text;
@@ -61,16 +76,18 @@ void WatchHost::JobStarting(std::int32_t job_index, DateTime) {
 void WatchHost::JobEnded(std::int32_t job_index) {
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
   const LastRunResult& result = job.LastRunResult;
+  const std::u16string& why = program_->Context.RefusalText;
   std::u16string text = job.Name;
   switch (program_->LastOutcome()) {
     case RunOutcome::SourceMissing:
       text += u", the source folder does not exist: " + job.Source.Path;
+      if (!why.empty()) text += u" (" + why + u")";
       break;
     case RunOutcome::Guarded:
-      text += u", the mirror guard stopped it: see its log";
+      text += GuardedText(program_->Context.Refusal) + why;
       break;
     case RunOutcome::NoSpace:
-      text += u", its copies do not fit on the destination: see its log";
+      text += u", its copies do not fit on the destination: " + why;
       break;
     case RunOutcome::NoArchiver:
       text += u", no archive program is installed";

@@ -7,6 +7,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
+#include "engine/job_disks.h"
 
 namespace kavrel {
 
@@ -25,7 +26,10 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
       form, program.Store.Jobs, [&](const BackupJob& j) { return program.NextRunTimeOf(j); },
       [&](std::u16string_view path) { return program.Files.FolderExists(path); }, job);
   if (check == FormCheck::Ok) {
-    if (options.Adopt) job.Extras.MirroredTo = MirrorPlace(job);
+    if (options.Adopt) {
+      job.Extras.MirroredTo = MirrorPlace(job);
+      AcceptPlaces(job.Extras);
+    }
     return true;
   }
   const std::u16string message = FormCheckMessage(check, form);
@@ -41,6 +45,19 @@ void TellWarnings(Session& session, const BackupJob& job) {
   }
 }
 
+/// Which disks of the job are not there now, in words; empty when none is.
+std::u16string MissingDisks(Session& session, BackupJob job) {
+  job.Source.WorkPath = job.Source.Path;
+  job.Destination.WorkPath = ExpandedDestination(job, session.Clock());
+  return DiskObjection(session.Program().Context, job);
+}
+
+/// A list of jobs as text is followed by what is the matter with them.
+void TellMissingDisks(Session& session, const BackupJob& job) {
+  const std::u16string missing = MissingDisks(session, job);
+  if (!missing.empty()) PrintError(Printable(job.Name + u": " + missing));
+}
+
 std::u16string TypeName(const BackupJob& job) {
   const std::u16string_view caption = BackupTypeCaption(JobType(job));
   return std::u16string(caption.substr(0, caption.find_first_of(u"　 ")));
@@ -50,7 +67,7 @@ std::u16string DateOrNothing(DateTime time) {
   return time == kZeroDate ? std::u16string() : DateTimeText(time);
 }
 
-nlohmann::json ToJson(const BackupJob& job) {
+nlohmann::json ToJson(Session& session, const BackupJob& job) {
   nlohmann::json refused = nlohmann::json::array();
   for (int day = 1; day <= 7; ++day) {
     if (IsRefused(job.RefusedDays, day)) refused.push_back(WeekdayWord(day));
@@ -81,6 +98,7 @@ nlohmann::json ToJson(const BackupJob& job) {
           {"check_space", job.Extras.CheckSpace},
           {"keep_newest", job.Extras.KeepNewest},
           {"verify_after_run", job.Extras.VerifyAfterRun},
+          {"missing_disks", JsonText(MissingDisks(session, job))},
           {"last_run", JsonTime(job.LastRun)},
           {"next_run", JsonTime(job.NextRun)}};
 }
@@ -120,7 +138,7 @@ int ListJobs(Session& session, bool json) {
   const std::vector<BackupJob>& jobs = session.Program().Store.Jobs;
   if (json) {
     nlohmann::json list = nlohmann::json::array();
-    for (const BackupJob& job : jobs) list.push_back(ToJson(job));
+    for (const BackupJob& job : jobs) list.push_back(ToJson(session, job));
     PrintJson(list);
     return kDone;
   }
@@ -133,6 +151,7 @@ int ListJobs(Session& session, bool json) {
                     DateOrNothing(job.LastRun), DateOrNothing(job.NextRun)});
   }
   PrintTable(rows);
+  for (const BackupJob& job : jobs) TellMissingDisks(session, job);
   return kDone;
 }
 
@@ -149,7 +168,7 @@ int ShowJob(Session& session, const std::string& name, bool json) {
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   if (json) {
-    PrintJson(ToJson(*job));
+    PrintJson(ToJson(session, *job));
     return kDone;
   }
   const auto on_off = [](bool on) { return std::u16string(OnOffText(on)); };
@@ -178,6 +197,7 @@ int ShowJob(Session& session, const std::string& name, bool json) {
       {u"保留備份份數：", KeepText(job->Extras)},
       {u"備份後驗證　：", on_off(job->Extras.VerifyAfterRun)},
   });
+  TellMissingDisks(session, *job);
   return kDone;
 }
 

@@ -20,7 +20,7 @@ constexpr const char* kExitCodes =
     "  3  no such job\n"
     "  4  interrupted\n"
     "  5  the source folder is missing\n"
-    "  6  the mirror guard stopped a run before its first removal\n"
+    "  6  a guard stopped a run: too much would go, or a disk is not there\n"
     "  7  the copies do not fit on the destination\n";
 
 /// What the command line held, and what came of it.

@@ -72,6 +72,22 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
   std::fflush(stdout);
 }
 
+/// Why a guard stopped the run, and what to do where it was meant.
+std::string GuardedText(const RunContext& context) {
+  const std::string why = Printable(context.RefusalText);
+  switch (context.Refusal) {
+    case RunRefusal::DiskAway:
+      return "a disk is not there, nothing was changed: " + why +
+             "; --force runs it all the same, edit --adopt takes the disks as they are";
+    case RunRefusal::Shrunk:
+      return "far less would be backed up than the last time, nothing was changed: " + why +
+             "; --force runs it all the same, edit --adopt takes the source as it is";
+    default:
+      return "the mirror guard stopped the run before it removed anything: " + why +
+             "; --force runs it all the same";
+  }
+}
+
 /// Tells what came of a run and gives its exit code. `missing` says what a missing folder is.
 int Report(Session& session, RunOutcome outcome, const BackupJob& job, const RunWords& words,
            const std::string& missing) {
@@ -90,10 +106,7 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
       return kInterrupted;
     case RunOutcome::Guarded:
       PrintResult(job, program, words);
-      return refuse(
-          "the mirror guard stopped the run before it removed anything; its log tells why, "
-          "--force runs it all the same",
-          kGuarded);
+      return refuse(GuardedText(program.Context), kGuarded);
     case RunOutcome::NoSpace:
       PrintResult(job, program, words);
       return refuse(
@@ -220,6 +233,16 @@ std::optional<std::vector<std::int32_t>> Choose(Session& session, const RunChoic
 
 }  // namespace
 
+namespace {
+
+std::string MissingSourceText(const RunContext& context, const BackupJob& job) {
+  const std::string disk = Printable(context.RefusalText);
+  return "the source folder does not exist: " + Printable(job.Source.Path) +
+         (disk.empty() ? "" : " (" + disk + ")");
+}
+
+}  // namespace
+
 int RunJobs(Session& session, const RunChoice& choice) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
@@ -252,7 +275,7 @@ int RunJobs(Session& session, const RunChoice& choice) {
     const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(index)];
     ++ran;
     const int code = Report(session, program.LastOutcome(), job, kBackup,
-                            "the source folder does not exist: " + Printable(job.Source.Path));
+                            MissingSourceText(program.Context, job));
     note(code);
     if (const auto& verified = program.LastVerification()) {
       const int verify_code = ReportVerification(session, *verified, job);

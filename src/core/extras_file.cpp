@@ -69,16 +69,32 @@ struct TextField {
   std::u16string JobExtras::*Field;
 };
 constexpr TextField kTexts[] = {{u"MirroredTo", &JobExtras::MirroredTo},
-                                {u"SourceMount", &JobExtras::SourceMount},
                                 {u"Unfinished", &JobExtras::Unfinished}};
 constexpr std::u16string_view kKeyNames[] = {u"Name", u"Source", u"Destination"};
-constexpr std::u16string_view kBytes = u"SourceBytes", kMade = u"Made", kTimeMoved = u"TimeMoved";
+constexpr std::u16string_view kBytes = u"SourceBytes", kMade = u"Made", kTimeMoved = u"TimeMoved",
+                              kMount = u"Mount", kOldMount = u"SourceMount",
+                              kStateFiles = u"StateFiles", kSource = u"source",
+                              kDestination = u"destination";
 
 void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view value) {
   text += name;
   text += u'=';
   text += value;
   text += u"\r\n";
+}
+
+std::u16string FormatMount(const KnownMount& mount) {
+  std::u16string text(mount.OfSource ? kSource : kDestination);
+  (text += u'\t') += mount.Point;
+  for (const std::u16string& mark : mount.Marks) (text += u'\t') += mark;
+  return text;
+}
+
+void ParseMount(std::u16string_view value, JobExtras& extras) {
+  const std::vector<std::u16string_view> fields = Split(value, u'\t');
+  if (fields.size() < 2 || (fields[0] != kSource && fields[0] != kDestination)) return;
+  KnownMount& mount = extras.Mounts.emplace_back(fields[0] == kSource, std::u16string(fields[1]));
+  mount.Marks.assign(fields.begin() + 2, fields.end());
 }
 
 std::u16string FormatSection(const BackupJob& job) {
@@ -101,6 +117,8 @@ std::u16string FormatSection(const BackupJob& job) {
     AddLine(text, kBytes, FromUtf8(std::to_string(extras.SourceBytes)));
   }
   if (extras.TimeMoved != kZeroDate) AddLine(text, kTimeMoved, DateTimeText(extras.TimeMoved));
+  if (extras.StateFiles >= 0) AddLine(text, kStateFiles, Decimal(extras.StateFiles));
+  for (const KnownMount& mount : extras.Mounts) AddLine(text, kMount, FormatMount(mount));
   for (const std::u16string& made : extras.Made) AddLine(text, kMade, OneLine(made));
   for (const std::u16string& line : extras.OtherLines) text += line + u"\r\n";
   return text;
@@ -143,6 +161,12 @@ bool ParseLine(std::u16string_view line, Section& section) {
   }
   if (name == kBytes) return extras.SourceBytes = ParseBytes(value), true;
   if (name == kTimeMoved) return extras.TimeMoved = ParseDateTime(value).value_or(kZeroDate), true;
+  if (name == kStateFiles) {
+    const auto number = ParseInt(value);
+    return extras.StateFiles = number && *number >= 0 ? *number : -1, true;
+  }
+  if (name == kMount) return ParseMount(value, extras), true;
+  if (name == kOldMount) return extras.Mounts.push_back({true, std::u16string(value), {}}), true;
   if (name == kMade) return extras.Made.emplace_back(value), true;
   return false;
 }
@@ -205,6 +229,21 @@ void ForgetRuns(JobExtras& extras) {
   const ExtraSettings settings = extras;
   extras = {};
   static_cast<ExtraSettings&>(extras) = settings;
+}
+
+void ForgetPlaces(JobExtras& extras) {
+  const JobExtras none;
+  extras.MirroredTo.clear();
+  extras.Mounts.clear();
+  extras.StateFiles = none.StateFiles;
+  extras.SourceBytes = none.SourceBytes;
+  extras.Unfinished.clear();
+  extras.Made.clear();
+}
+
+void AcceptPlaces(JobExtras& extras) {
+  extras.Mounts.clear();
+  if (extras.StateFiles > 0 || !extras.Made.empty()) extras.StateFiles = 0;
 }
 
 ExtrasFile::ExtrasFile(const FileSystem& file_system)

@@ -23,10 +23,23 @@ struct ExtraSettings {
   bool operator==(const ExtraSettings&) const = default;
 };
 
+/// A place where something was mounted in a job's last whole run: it holds the job's source or
+/// destination, or lies in it.
+struct KnownMount {
+  bool OfSource = true;  ///< else of the destination
+  std::u16string Point;  ///< "/" for the root file system's
+  /// MountTable::MarkOf of the disks that have been there, the newest last; empty = not known.
+  std::vector<std::u16string> Marks;
+
+  bool operator==(const KnownMount&) const = default;
+};
+
 struct JobExtras : ExtraSettings {
   /// The MirrorPlace whose files are those of this job's mirror runs; empty when there is none.
   std::u16string MirroredTo;
-  std::u16string SourceMount;     ///< where the source's file system was mounted; empty = not known
+  std::vector<KnownMount> Mounts;  ///< empty = not known
+  /// Files in the last whole dated folder or archive; -1 = not known.
+  std::int64_t StateFiles = -1;
   std::uint64_t SourceBytes = 0;  ///< of the last whole run, rounded up to a power of two
   std::u16string Unfinished;      ///< a dated folder that an interrupted run of this job made
   /// The last backup found no source folder or no archive program: no log tells.
@@ -43,6 +56,11 @@ struct JobExtras : ExtraSettings {
 
 /// What a job that has never run knows: the settings stay.
 void ForgetRuns(JobExtras& extras);
+/// What a job knows whose source or destination is another one from now on: what its runs have left
+/// belongs to the former ones, and stays where it is.
+void ForgetPlaces(JobExtras& extras);
+/// The next run takes disks and sizes as they are.
+void AcceptPlaces(JobExtras& extras);
 
 /// The largest values that the editor and the command line take.
 inline constexpr std::int32_t kMaxGuardFewest = 1'000'000, kMaxKeepNewest = 10'000;

@@ -137,6 +137,9 @@ FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
   BackupJob edited = job;
   FillJob(form, edited);
   edited.NextRun = next_run_time(edited);
+  if (job.Source.Path != edited.Source.Path || job.Destination.Path != edited.Destination.Path) {
+    ForgetPlaces(edited.Extras);
+  }
   job = std::move(edited);
   return FormCheck::Ok;
 }

@@ -67,22 +67,16 @@ class LookAhead {
   std::optional<Synchronisation> synchronisation_;
 };
 
-/// The source's own path on this machine, whatever links lead to it.
-std::u16string RealSource(const RunContext& context, const BackupJob& job) {
-  return context.Files.RealPath(job.Source.WorkPath);
-}
-
 /// What is wrong with the run, in words; empty when nothing is.
 std::u16string Objection(const RunContext& context, const BackupJob& job, const LookAhead& ahead) {
   const JobExtras& extras = job.Extras;
   if (ahead.SourceEmpty) return u"來源資料夾是空的：" + job.Source.WorkPath;
   // A run that has gone well once knows better than any table where the source is mounted.
-  const std::u16string missing = extras.SourceMount.empty()
-                                     ? context.Mounts.MissingPoint(RealSource(context, job))
-                                     : extras.SourceMount;
-  const std::u16string mount = SourceMountOf(context, job);
-  if (mount != missing && mount.size() < missing.size()) {
-    return u"來源磁碟沒有掛載：" + missing;
+  if (extras.Mounts.empty()) {
+    // The source's own path on this machine, whatever links lead to it.
+    const std::u16string missing =
+        context.Mounts.MissingPoint(context.Files.RealPath(job.Source.WorkPath));
+    if (!missing.empty()) return u"來源磁碟沒有掛載：" + missing;
   }
   if (ahead.Removed() > 0 && extras.MirroredTo != MirrorPlace(job)) {
     return u"目標資料夾中有不是這個排程所備份的檔案：" + job.Destination.WorkPath;
@@ -107,11 +101,6 @@ std::u16string LookForObjection(const RunContext& context, const BackupJob& job,
 }
 
 }  // namespace
-
-std::u16string SourceMountOf(const RunContext& context, const BackupJob& job) {
-  const std::u16string point = context.Mounts.PointOf(RealSource(context, job));
-  return point.empty() ? u"/" : point;
-}
 
 bool PassMirrorGuard(RunContext& context, const BackupJob& job, ForeseenFolders& foreseen) {
   const std::u16string objection = LookForObjection(context, job, foreseen);

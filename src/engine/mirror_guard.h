@@ -50,7 +50,4 @@ bool PassMirrorGuard(RunContext& context, const BackupJob& job, ForeseenFolders&
 /// Why the guard would stop the run, in words; empty when it would not. The context holds a plan.
 std::u16string MirrorObjection(const RunContext& context, const BackupJob& job);
 
-/// The mount point that holds the job's source now, "/" for the root file system's.
-std::u16string SourceMountOf(const RunContext& context, const BackupJob& job);
-
 }  // namespace kavrel

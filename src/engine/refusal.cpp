@@ -11,8 +11,12 @@ bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
   line += go_on ? u" (繼續)：" : u" (中斷)：";
   line += matter;
   context.LogTimed(line);
+  if (go_on && (refusal == RunRefusal::DiskAway || refusal == RunRefusal::Shrunk)) {
+    context.Agreed = true;
+  }
   if (!go_on) {
     context.Refusal = refusal;
+    context.RefusalText = matter;
     context.State.CancelRequested = true;
   }
   return go_on;

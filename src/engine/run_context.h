@@ -20,7 +20,13 @@
 namespace kavrel {
 
 /// Why a run stopped by itself, before it lost or filled anything.
-enum class RunRefusal { None, MirrorGuard, NoSpace };
+enum class RunRefusal {
+  None,
+  DiskAway,     ///< a disk that the job relies on is not there
+  Shrunk,       ///< the new dated folder or archive would hold far less than the last one
+  MirrorGuard,  ///< too much would be removed
+  NoSpace
+};
 
 struct RunContext {
   const FileSystem& Files;
@@ -47,6 +53,10 @@ struct RunContext {
   /// to lead elsewhere; the walk then writes nothing.
   FolderIdentity DestRoot{};
   RunRefusal Refusal = RunRefusal::None;  ///< of the current or last run
+  /// Why, in words. Of a run without a source: which disk is away, as far as that is known.
+  std::u16string RefusalText{};
+  /// Somebody has let the current run go on although a disk is away or the state has shrunk.
+  bool Agreed = false;
   /// Where set, nothing is done but decided, counted and noted here. The log stays closed.
   RunPlan* Plan = nullptr;
 

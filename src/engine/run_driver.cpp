@@ -6,10 +6,12 @@
 #include "base/number.h"
 #include "engine/backup_walk.h"
 #include "engine/heal.h"
+#include "engine/job_disks.h"
 #include "engine/keep_newest.h"
 #include "engine/mirror_guard.h"
 #include "engine/run_summary.h"
 #include "engine/space_check.h"
+#include "engine/state_guard.h"
 #include "files/path.h"
 #include "rules/date_tokens.h"
 #include "schedule/next_run.h"
@@ -29,22 +31,47 @@ void RecordResult(RunContext& context, BackupJob& job) {
   job.Extras.TimeMoved = job.RunStarted > now ? job.RunStarted : kZeroDate;
 }
 
-/// What the next runs have to know of this one; and the end of backups that are too old.
-void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit, bool existed) {
-  const bool own = NoteUnit(context, job, unit, existed);
-  if (context.State.CancelRequested) return;
-  if (own && IsComplete(context.Counters)) KeepNewest(context, job, unit);
-  if (job.Compressed) return;
-  NoteSourceSize(job, context.Counters.SourceBytes);
-  if (!job.Synchronise) return;
-  job.Extras.MirroredTo = MirrorPlace(job);
-  job.Extras.SourceMount = SourceMountOf(context, job);
+/// What was there when the run began may be gone at its end: then it has not seen the whole source,
+/// and is a failed run.
+bool SawAll(RunContext& context, const BackupJob& job, std::u16string_view unit) {
+  if (context.Force || context.Agreed) return true;
+  std::u16string objection = DiskObjection(context, job);
+  if (objection.empty() && IsComplete(context.Counters)) {
+    objection = StateObjection(job, unit, StateFiles(context.Counters));
+  }
+  if (objection.empty()) return true;
+  ++context.Counters.FailedFiles;
+  context.LogTimed(u": 備份途中來源或目標不見了 (失敗)：", objection);
+  return false;
 }
 
-RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
-  context.Host.ShowRunPanels(true);
-  context.Log.OpenJobLog();
-  context.Files.MakeCurrent(context.Files.ProgramFolder());
+/// What the next runs have to know of this one; and the end of backups that are too old.
+void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit, bool existed) {
+  if (!context.State.CancelRequested && !SawAll(context, job, unit)) {
+    if (!existed && EndsWithSeparator(unit)) job.Extras.Unfinished = unit;
+    return;
+  }
+  const bool own = NoteUnit(context, job, unit, existed);
+  if (context.State.CancelRequested) return;
+  if (own && IsComplete(context.Counters)) {
+    KeepNewest(context, job, unit);
+    job.Extras.StateFiles = static_cast<std::int64_t>(StateFiles(context.Counters));
+  }
+  RememberDisks(context, job);
+  if (job.Compressed) return;
+  NoteSourceSize(job, context.Counters.SourceBytes);
+  if (job.Synchronise) job.Extras.MirroredTo = MirrorPlace(job);
+}
+
+/// The end of a run that may have stopped by itself.
+RunOutcome EndRun(RunContext& context) {
+  if (context.Refusal == RunRefusal::None) return RunOutcome::Ran;
+  // Nobody wants the rest of a batch to stop with it.
+  context.State.CancelRequested = false;
+  return context.Refusal == RunRefusal::NoSpace ? RunOutcome::NoSpace : RunOutcome::Guarded;
+}
+
+void BackUp(RunContext& context, BackupJob& job) {
   HealStaged(context);
   const std::u16string unit = BackupUnit(context, job);
   const bool existed = context.Files.FolderExists(job.Destination.WorkPath);
@@ -52,22 +79,41 @@ RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t starte
     // Held open, so that no other folder can get its identity meanwhile.
     const Result<Folder> dest = context.Files.OpenFolder(job.Destination.WorkPath);
     context.DestRoot = dest ? IdentityOf(*dest) : FolderIdentity();
-    if (PassSpaceCheck(context, job)) BackupFolder(context, job);
+    if (PassStateCheck(context, job, unit) && PassSpaceCheck(context, job)) {
+      BackupFolder(context, job);
+    }
     context.DestRoot = {};
   }
   // What a cancelled run had no time to clear away is left to the next one.
   if (!context.State.CancelRequested) HealStaged(context);
   RememberRun(context, job, unit, existed);
+}
+
+RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
+  context.Host.ShowRunPanels(true);
+  context.Log.OpenJobLog();
+  context.Files.MakeCurrent(context.Files.ProgramFolder());
+  if (PassDiskCheck(context, job)) BackUp(context, job);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   RecordResult(context, job);
   WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
   context.Log.CloseJobLog();
   context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
   context.Store.SaveJobs();
-  if (context.Refusal == RunRefusal::None) return RunOutcome::Ran;
-  // The run stopped by itself: nobody wants the rest of a batch to stop with it.
-  context.State.CancelRequested = false;
-  return context.Refusal == RunRefusal::MirrorGuard ? RunOutcome::Guarded : RunOutcome::NoSpace;
+  return EndRun(context);
+}
+
+/// As CompressBackup, after the guards. `existed` tells whether the archive was there before.
+int Pack(RunContext& context, const BackupJob& job, std::u16string_view archive, bool& existed) {
+  if (!context.Archiver.Present()) return kNoArchiver;
+  if (!PassDiskCheck(context, job)) return kCommandCancelled;
+  HealStaged(context);
+  existed = bool(context.Files.Status(archive));
+  if (!PassStateCheck(context, job, archive)) return kCommandCancelled;
+  ArchiveContext archiving = context.Archiving();
+  const int result = CompressBackup(archiving, job, archive, context.Compression);
+  RemoveListFile(context.Files);
+  return result;
 }
 
 /// Packs the job's source into its archive of this hour.
@@ -75,10 +121,8 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   ArchiveContext archiving = context.Archiving();
   const std::u16string archive = ArchivePath(job, context.Clock);
   context.Host.ShowRunPanels(true);
-  HealStaged(context);
-  const bool existed = bool(context.Files.Status(archive));
-  const int result = CompressBackup(archiving, job, archive, context.Compression);
-  RemoveListFile(context.Files);
+  bool existed = false;
+  const int result = Pack(context, job, archive, existed);
   if (result == kNoArchiver) {
     job.Extras.NotBegun = true;
     context.Store.SaveJobs();
@@ -92,7 +136,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   if (result == 0) WriteArchiveListing(archiving, job, archive, job.Destination.WorkPath);
   WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
   context.Log.CloseJobLog();
-  return RunOutcome::Ran;
+  return EndRun(context);
 }
 
 }  // namespace
@@ -106,6 +150,8 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
   context.Host.ResetProgress();
   context.Counters = {};
   context.Refusal = RunRefusal::None;
+  context.RefusalText.clear();
+  context.Agreed = false;
   context.Host.ShowRunPanels(false);
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
@@ -118,6 +164,7 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
     RecordResult(context, job);
     job.Extras.NotBegun = true;
     context.Store.SaveJobs();
+    context.RefusalText = DiskObjection(context, job);
     // Its record tells of a run that was stopped; the jobs after it have sources of their own.
     state.CancelRequested = false;
     return RunOutcome::SourceMissing;

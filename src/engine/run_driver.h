@@ -15,7 +15,7 @@ enum class RunOutcome {
   SourceMissing,  ///< the source folder does not exist: flagged as stopped, nothing logged
   NoArchiver,     ///< a compressed job, and no 7-Zip program is installed: nothing was written
   NothingPicked,  ///< a restore for which no archive was chosen
-  Guarded,        ///< the mirror guard stopped it before its first removal
+  Guarded,        ///< a guard stopped it before anything was lost: the context's Refusal
   NoSpace,        ///< it stopped before its first copy, for which there is no room
   Ran,            ///< the walk took place; the job's LastRunResult tells the rest
 };

@@ -1,9 +1,11 @@
 #include "engine/run_planner.h"
 
 #include "engine/backup_walk.h"
+#include "engine/job_disks.h"
 #include "engine/keep_newest.h"
 #include "engine/mirror_guard.h"
 #include "engine/space_check.h"
+#include "engine/state_guard.h"
 
 namespace kavrel {
 
@@ -12,6 +14,16 @@ RunCounters PlanWalk(const RunContext& context, const BackupJob& job, RunPlan& p
   planning.Plan = &plan;
   planning.Counters = {};
   BackupFolder(planning, job);
+  return planning.Counters;
+}
+
+RunCounters PlanCounters(const RunContext& context, const BackupJob& job, RunPlan& plan) {
+  if (!job.Compressed) return PlanWalk(context, job, plan);
+  RunContext planning = context;
+  planning.Plan = &plan;
+  planning.Counters = {};
+  ArchiveContext archiving = planning.Archiving();
+  PlanCompression(archiving, job);
   return planning.Counters;
 }
 
@@ -38,21 +50,17 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
     return run.SyncDeletedFiles + run.SyncDeletedFolders + run.RecycledFiles + run.RecycledFolders >
            0;
   };
-  if (job.Compressed) {
-    if (!context.Archiver.Present()) return RunOutcome::NoArchiver;
-    planning.Plan = &plan;
-    ArchiveContext archiving = planning.Archiving();
-    PlanCompression(archiving, job);
-    counters = planning.Counters;
-  } else {
-    counters = PlanWalk(planning, job, plan);
-    planning.Plan = &plan;
-    const std::u16string warnings[] = {
-        removes(counters) ? MirrorObjection(planning, job) : std::u16string(),
-        SpaceObjection(planning, job, plan)};
-    for (const std::u16string& warning : warnings) {
-      if (!warning.empty()) plan.Warnings.push_back(warning);
-    }
+  if (job.Compressed && !context.Archiver.Present()) return RunOutcome::NoArchiver;
+  counters = PlanCounters(planning, job, plan);
+  planning.Plan = &plan;
+  const std::u16string none;
+  const std::u16string warnings[] = {
+      DiskObjection(planning, job),
+      StateObjection(job, BackupUnit(planning, job), StateFiles(counters)),
+      removes(counters) ? MirrorObjection(planning, job) : none,
+      job.Compressed ? none : SpaceObjection(planning, job, plan)};
+  for (const std::u16string& warning : warnings) {
+    if (!warning.empty()) plan.Warnings.push_back(warning);
   }
   if (IsComplete(counters)) PlanKeepNewest(planning, job, plan);
   return RunOutcome::Ran;

@@ -21,17 +21,28 @@ class MountTable {
 
   /// The mount points of the user's disks and shares, those of the system left out, in order.
   std::vector<std::u16string> Volumes() const;
+  /// The mount points of disks and shares below an absolute path. Those in the system's own folders
+  /// are left out unless the path lies there, too.
+  std::vector<std::u16string> DisksBelow(std::u16string_view path) const;
   /// True when the path lies on a file system of the network, which may keep a caller waiting.
   bool OnNetwork(std::u16string_view path) const;
   /// The mount point that should hold the path, by the system's own table or by where removable
   /// disks appear, but on which nothing is mounted; empty when all is well.
   std::u16string MissingPoint(std::u16string_view path) const;
 
+  /// What lies at an absolute path, mounted there or not, so that it is known again after a restart
+  /// and wherever else its disk is mounted: the mark of the disk, ":", and the folder inside it.
+  /// Empty for what has no lasting mark: the network, memory, layers of a container.
+  std::u16string MarkOf(std::u16string_view path) const;
+
  private:
   std::vector<std::u16string> points_;
-  std::vector<std::u16string> volumes_, network_;  ///< of points_
-  std::vector<std::u16string> expected_;           ///< what is to be mounted
+  std::vector<std::u16string> disks_, volumes_, network_;  ///< of points_
+  std::vector<std::u16string> expected_;                   ///< what is to be mounted
 };
+
+/// The part of a MarkOf that stands for the disk alone.
+std::u16string_view DiskOfMark(std::u16string_view mark);
 
 /// True when both devices (FileStatus::Device) are on the same disk, as far as the system tells.
 bool OnSameDisk(std::uint64_t device, std::uint64_t other_device);

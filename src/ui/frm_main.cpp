@@ -358,7 +358,9 @@ void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {
 void FrmMain::JobEnded(std::int32_t job_index) {
   const std::optional<VerifyReport>& verified = program_->LastVerification();
   const bool doubtful = verified && (verified->Stopped || verified->Counters.Differences() > 0);
-  const bool logged = program_->LastOutcome() == RunOutcome::Ran;
+  const RunOutcome outcome = program_->LastOutcome();
+  const bool logged = outcome == RunOutcome::Ran || outcome == RunOutcome::Guarded ||
+                      outcome == RunOutcome::NoSpace;
   tray_->NoteFinished(program_->Store.Jobs[static_cast<std::size_t>(job_index)], verified,
                       doubtful ? verified->LogPath
                       : logged ? program_->RunLogPath()

@@ -34,7 +34,8 @@ class ExtrasFileTest : public testing::Test {
     extras.KeepNewest = 9;
     extras.VerifyAfterRun = extras.NotBegun = extras.Unseen = true;
     extras.MirroredTo = u"D:\\目標\\來源";
-    extras.SourceMount = u"/media/碟";
+    extras.Mounts = {{true, u"/media/碟", {u"1a-2b:/", u"C3D4:/a b"}}, {false, u"/", {}}};
+    extras.StateFiles = 12345;
     extras.SourceBytes = std::uint64_t{1} << 50;
     extras.TimeMoved = *FromCivil(2009, 9, 23, 15, 4, 5);
     extras.Unfinished = u"D:\\a=b\\";

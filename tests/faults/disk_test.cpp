@@ -202,6 +202,130 @@ TEST_F(DiskTest, ADiskThatBreaksCostsNoOldVersionAndNothingIsRemoved) {
   RunCommand({"/bin/umount", "-l", broken});
 }
 
+/// Disks with marks of their own, mounted and taken away between the runs.
+class AwayTest : public testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    for (const char* name : {"photos", "inner", "backup", "other"}) {
+      std::ofstream(Image(name)).close();
+      fs::resize_file(Image(name), 8 << 20);
+      made_ = made_ && RunCommand({"/sbin/mkfs.ext4", "-q", "-F", Image(name)}).ExitCode == 0;
+    }
+    if (!made_ || !Mount("photos", photos_)) GTEST_SKIP() << "no right to mount an image";
+    fs::create_directories(photos_ / "inner");
+    ASSERT_TRUE(Mount("inner", photos_ / "inner"));
+    ASSERT_TRUE(Mount("backup", backup_));
+    for (int i = 0; i < 3; ++i) {
+      WriteTestFile(photos_ / ("a" + std::to_string(i)), "x");
+      WriteTestFile(photos_ / "inner" / ("b" + std::to_string(i)), "y");
+    }
+    job_.Source = photos_;
+    job_.Dest = backup_ / "dst";
+    job_.Make(GetParam());
+    ASSERT_EQ(Run().ExitCode, 0);
+    kept_ = Files();
+  }
+  ~AwayTest() override {
+    for (const fs::path& point : {photos_ / "inner", photos_, backup_, photos_, backup_}) {
+      Unmount(point);
+    }
+  }
+
+  fs::path Image(const std::string& name) const { return job_.Temp.Root() / (name + ".img"); }
+  bool Mount(const std::string& name, const fs::path& point) const {
+    fs::create_directories(point);
+    return RunCommand({"/bin/mount", "-o", "loop", Image(name), point}).ExitCode == 0;
+  }
+  static void Unmount(const fs::path& point) { RunCommand({"/bin/umount", "-l", point}); }
+  CommandResult Run() const { return job_.Command({"run", "J"}); }
+  std::string Kavrelctl(const std::vector<std::string>& arguments) const {
+    std::vector<std::string> all{KAVRELCTL, "--home", job_.Home};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const CommandResult result = RunCommand(all);
+    return result.Output + result.Errors;
+  }
+  /// What lies at the destination, as far as it is a file.
+  Tree Files() const {
+    Tree files = ReadTree(job_.Dest);
+    std::erase_if(files, [](const auto& entry) { return entry.second.Kind != 'F'; });
+    return files;
+  }
+  void ExpectStopped(const std::string& why) const {
+    const CommandResult result = Run();
+    EXPECT_EQ(result.ExitCode, 6) << result.Output;
+    EXPECT_NE(result.Errors.find(why), std::string::npos) << result.Errors;
+    for (const char* command : {"preview", "show"}) {
+      EXPECT_NE(Kavrelctl({command, "J"}).find(why), std::string::npos) << command;
+    }
+    EXPECT_NE(Kavrelctl({"list"}).find(why), std::string::npos);
+    EXPECT_NE(job_.Log().find(": 檢查磁碟 (中斷)：" + why), std::string::npos);
+  }
+
+  RealJob job_;
+  bool made_ = true;
+  const fs::path photos_ = fs::canonical(job_.Temp.Root()) / "photos",
+                 backup_ = fs::canonical(job_.Temp.Root()) / "backup";
+  Tree kept_;
+};
+
+TEST_P(AwayTest, WhatWasMountedInTheLastRunIsMissedInTheNext) {
+  Unmount(photos_ / "inner");
+  ExpectStopped("來源資料夾中的磁碟沒有掛載：" + (photos_ / "inner").string());
+  ASSERT_TRUE(Mount("other", photos_ / "inner"));
+  ExpectStopped("來源資料夾中的磁碟不是先前的那一個：" + (photos_ / "inner").string());
+  Unmount(photos_ / "inner");
+  Unmount(photos_);
+  WriteTestFile(photos_ / "stray", "x");
+  ExpectStopped("來源磁碟沒有掛載：" + photos_.string());
+  ASSERT_TRUE(Mount("photos", photos_) && Mount("inner", photos_ / "inner"));
+  EXPECT_TRUE(Files() == kept_);
+
+  Unmount(backup_);
+  ExpectStopped("目標磁碟沒有掛載：" + backup_.string());
+  EXPECT_TRUE(fs::is_empty(backup_));
+  fs::remove(backup_);
+  ExpectStopped("目標磁碟沒有掛載：" + backup_.string());
+  EXPECT_FALSE(fs::exists(backup_));
+  ASSERT_TRUE(Mount("backup", backup_));
+  EXPECT_EQ(Run().ExitCode, 0);
+  EXPECT_TRUE(Files().size() == kept_.size());
+}
+
+TEST_P(AwayTest, TheSameDiskMountedInAnotherWayIsTheSame) {
+  Unmount(photos_ / "inner");
+  WriteTestFile(photos_ / "inner" / "c", "z");
+  WriteTestFile(photos_ / "elsewhere" / "d", "z");
+  const auto bind = [&](const char* name) {
+    const fs::path inner = photos_ / "inner";
+    return mount((photos_ / name).c_str(), inner.c_str(), "", MS_BIND, "");
+  };
+  ASSERT_EQ(bind("inner"), 0);
+  Kavrelctl({"edit", "J", "--adopt"});
+  EXPECT_EQ(Run().ExitCode, 0) << "what is adopted is right as it is";
+  Unmount(photos_ / "inner");
+  EXPECT_EQ(Run().ExitCode, 0) << "the same folder without a mount of its own";
+  ASSERT_EQ(bind("elsewhere"), 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+  Unmount(photos_ / "inner");
+  ExpectStopped("來源資料夾中的磁碟沒有掛載：" + (photos_ / "inner").string());
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+
+  // Disks that take turns are asked about once each.
+  Unmount(backup_);
+  ASSERT_TRUE(Mount("other", backup_));
+  ExpectStopped("目標磁碟不是先前的那一個：" + backup_.string());
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  for (const char* disk : {"backup", "other"}) {
+    Unmount(backup_);
+    ASSERT_TRUE(Mount(disk, backup_));
+    EXPECT_EQ(Run().ExitCode, 0) << disk;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, AwayTest, testing::Values("full", "differential", "sync", "compressed"),
+                         [](const auto& test) { return std::string(test.param); });
+
 TEST(Unprivileged, WhatAUserMayNotReadOrWriteIsToldAndKept) {
   RealJob job;
   if (geteuid() != 0) GTEST_SKIP() << "needs a second user";

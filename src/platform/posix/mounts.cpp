@@ -1,14 +1,21 @@
 #include "platform/mounts.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <mntent.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
 #include <algorithm>
+#include <array>
+#include <fstream>
+#include <sstream>
 
 #include "base/text.h"
+#include "platform/posix/native.h"
 
 namespace kavrel {
 
@@ -73,10 +80,94 @@ void ReadTable(const char* file, Take take) {
   endmntent(table);
 }
 
+/// A field of mountinfo, where blanks and the like are written as octal numbers.
+std::string Unescaped(std::string_view field) {
+  std::string text;
+  for (std::size_t i = 0; i < field.size(); ++i) {
+    const bool escaped = field[i] == '\\' && i + 3 < field.size();
+    const unsigned char byte =
+        escaped ? static_cast<unsigned char>((field[i + 1] - '0') * 64 + (field[i + 2] - '0') * 8 +
+                                             (field[i + 3] - '0'))
+                : static_cast<unsigned char>(field[i]);
+    text += static_cast<char>(byte);
+    if (escaped) i += 3;
+  }
+  return text;
+}
+
+/// What one line of mountinfo tells of a mount.
+struct MountLine {
+  std::string Point, Root;  ///< Root: the folder of the file system that is mounted there
+  std::string Type, Source;
+};
+
+MountLine ParseMountLine(const std::string& line) {
+  std::istringstream fields(line);
+  std::string skipped, root, point;
+  fields >> skipped >> skipped >> skipped >> root >> point;
+  while (fields >> skipped && skipped != "-") continue;
+  MountLine mount{Unescaped(point), Unescaped(root), {}, {}};
+  fields >> mount.Type >> skipped;
+  mount.Source = Unescaped(skipped);
+  return mount;
+}
+
+/// The mount that covers all others at this point.
+MountLine MountAt(const std::string& point) {
+  MountLine found;
+  std::ifstream table("/proc/self/mountinfo");
+  for (std::string line; std::getline(table, line);) {
+    MountLine mount = ParseMountLine(line);
+    if (mount.Point == point && !IsOneOf(mount.Type, kSystemTypes)) found = std::move(mount);
+  }
+  return found;
+}
+
+/// The mark of a block device under which the system lists it; empty when it does not.
+std::string ListedMark(const std::string& device) {
+  constexpr const char* kFolder = "/dev/disk/by-uuid";
+  struct stat wanted, found;
+  if (stat(device.c_str(), &wanted) != 0 || !S_ISBLK(wanted.st_mode)) return {};
+  std::string mark;
+  DIR* const marks = opendir(kFolder);
+  while (const dirent* entry = marks ? readdir(marks) : nullptr) {
+    const std::string link = std::string(kFolder) + "/" + entry->d_name;
+    if (stat(link.c_str(), &found) == 0 && S_ISBLK(found.st_mode) &&
+        found.st_rdev == wanted.st_rdev) {
+      mark = entry->d_name;
+    }
+  }
+  if (marks) closedir(marks);
+  return mark;
+}
+
+/// The mark that a file system tells itself, in the form of the list above; needed in containers,
+/// which have no such list.
+std::string ToldMark(const std::string& point) {
+  struct Told {
+    std::uint8_t Length;
+    std::array<std::uint8_t, 16> Bytes;
+  } told{};
+  const posix::Handle folder(open(point.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const auto request = _IOR(0x15, 0, Told);
+  if (!folder || ioctl(folder.Get(), request, &told) != 0 || told.Length != told.Bytes.size() ||
+      told.Bytes == decltype(told.Bytes){}) {
+    return {};
+  }
+  std::string mark;
+  for (std::size_t i = 0; i < told.Bytes.size(); ++i) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    if (i == 4 || i == 6 || i == 8 || i == 10) mark += '-';
+    (mark += kDigits[told.Bytes[i] >> 4]) += kDigits[told.Bytes[i] & 15];
+  }
+  return mark;
+}
+
 }  // namespace
 
 void MountTable::Load() {
   points_.clear();
+  disks_.clear();
   volumes_.clear();
   network_.clear();
   expected_.clear();
@@ -87,7 +178,9 @@ void MountTable::Load() {
     if (IsOneOf(type, kNetworkTypes)) network_.push_back(point);
     if (std::find(points_.begin(), points_.end(), point) != points_.end()) return;
     points_.push_back(point);
-    if (!IsOneOf(type, kBackgroundTypes) && !IsBackground(point)) volumes_.push_back(point);
+    if (IsOneOf(type, kBackgroundTypes)) return;
+    disks_.push_back(point);
+    if (!IsBackground(point)) volumes_.push_back(point);
   });
   ReadTable("/etc/fstab", [this](const mntent& mount) {
     const std::u16string point = FromUtf8(mount.mnt_dir);
@@ -115,6 +208,15 @@ std::vector<std::u16string> MountTable::Volumes() const {
   return volumes_;
 }
 
+std::vector<std::u16string> MountTable::DisksBelow(std::u16string_view path) const {
+  std::vector<std::u16string> below;
+  for (const std::u16string& point : disks_) {
+    const bool inside = path == u"/" || (IsBelow(point, path) && point.size() > path.size());
+    if (inside && (!IsBackground(point) || IsBackground(path))) below.push_back(point);
+  }
+  return below;
+}
+
 bool MountTable::OnNetwork(std::u16string_view path) const {
   const std::u16string point = PointOf(path);
   return std::find(network_.begin(), network_.end(), point) != network_.end();
@@ -136,6 +238,27 @@ std::u16string MountTable::MissingPoint(std::u16string_view path) const {
                        (present == place || IsBelow(present, place.substr(0, root)) ||
                         (IsBelow(place, present) && !IsBackground(present) && present != u"/run"));
   return mounted ? std::u16string() : std::u16string(place);
+}
+
+std::u16string MountTable::MarkOf(std::u16string_view path) const {
+  const std::u16string point = PointOf(path);
+  const std::string host = point.empty() ? "/" : ToUtf8(point);
+  const MountLine mount = MountAt(host);
+  // What lies in memory bears a mark, too, but another one each time.
+  if (!mount.Source.starts_with("/dev/")) return {};
+  std::string mark = ListedMark(mount.Source);
+  if (mark.empty()) mark = ToldMark(host);
+  if (mark.empty()) return {};
+  std::u16string inside = FromUtf8(mount.Root);
+  if (inside == u"/") inside.clear();
+  std::u16string_view below = path.substr(std::min(path.size(), point.size()));
+  while (below.ends_with(u'/')) below.remove_suffix(1);
+  inside += below;
+  return FromUtf8(mark) + u":" + (inside.empty() ? u"/" : inside);
+}
+
+std::u16string_view DiskOfMark(std::u16string_view mark) {
+  return mark.substr(0, mark.find(u':'));
 }
 
 bool OnSameDisk(std::uint64_t device, std::uint64_t other_device) {

@@ -17,6 +17,10 @@ std::vector<std::u16string> MountTable::Volumes() const {
   return {};
 }
 
+std::vector<std::u16string> MountTable::DisksBelow(std::u16string_view) const {
+  return {};
+}
+
 bool MountTable::OnNetwork(std::u16string_view path) const {
   if (path.starts_with(u"\\\\")) return true;
   if (path.size() < 2 || path[1] != u':') return false;
@@ -25,6 +29,14 @@ bool MountTable::OnNetwork(std::u16string_view path) const {
 
 std::u16string MountTable::MissingPoint(std::u16string_view) const {
   return {};
+}
+
+std::u16string MountTable::MarkOf(std::u16string_view) const {
+  return {};
+}
+
+std::u16string_view DiskOfMark(std::u16string_view mark) {
+  return mark.substr(0, mark.find(u':'));
 }
 
 namespace {

@@ -1,0 +1,160 @@
+#include "engine/job_disks.h"
+
+#include <algorithm>
+
+#include "engine/place.h"
+#include "engine/refusal.h"
+#include "files/path.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::u16string_view kRoot = u"/";
+/// Disks that take turns at one place.
+constexpr std::size_t kMostMarks = 16;
+
+bool IsBelow(std::u16string_view path, std::u16string_view folder) {
+  return folder == kRoot || (path.starts_with(folder) &&
+                             (path.size() == folder.size() || path[folder.size()] == u'/'));
+}
+
+/// What cannot be kept in a line of text stays unknown.
+bool FitsInLine(std::u16string_view text) {
+  return std::none_of(text.begin(), text.end(), [](char16_t c) { return c < u' '; });
+}
+
+/// The host's own path of a folder, as far as it exists without links.
+std::u16string RealPlace(const FileSystem& files, std::u16string_view path) {
+  std::u16string rest;
+  for (; !path.empty(); path = PathFolder(path)) {
+    std::u16string real = files.RealPath(path);
+    if (!real.empty()) return real == kRoot && !rest.empty() ? rest : real + rest;
+    rest.insert(0, u"/" + std::u16string(PathName(DropBackslash(path))));
+  }
+  return {};
+}
+
+class JobDisks {
+ public:
+  JobDisks(const RunContext& context, const BackupJob& job)
+      : context_(context),
+        job_(job),
+        source_(RealPlace(context.Files, job.Source.WorkPath)),
+        dest_(RealPlace(context.Files, job.Destination.WorkPath)) {
+    // What is mounted on demand is mounted by this.
+    context.Files.OpenFolder(job.Source.WorkPath);
+    FindPlace(context.Files, job.Destination.WorkPath);
+    for (const KnownMount& known : job.Extras.Mounts) {
+      if (Matters(known)) context.Files.OpenFolder(known.Point);
+    }
+    mounts_.Load();
+  }
+
+  std::u16string Objection() const {
+    std::u16string text;
+    for (const KnownMount& known : job_.Extras.Mounts) {
+      if (!Matters(known)) continue;
+      const std::u16string matter = MatterWith(known);
+      if (matter.empty()) continue;
+      if (!text.empty()) text += u"；";
+      text += matter;
+    }
+    return text;
+  }
+
+  std::vector<KnownMount> Present() const {
+    std::vector<KnownMount> present;
+    for (const bool of_source : {true, false}) {
+      const std::u16string point = mounts_.PointOf(Place(of_source));
+      Add(of_source, point.empty() ? std::u16string(kRoot) : point, present);
+      for (const std::u16string& disk : mounts_.DisksBelow(Place(of_source))) {
+        if (IsInside(of_source, disk)) Add(of_source, disk, present);
+      }
+    }
+    return present;
+  }
+
+ private:
+  const std::u16string& Place(bool of_source) const { return of_source ? source_ : dest_; }
+
+  /// Whether a run of the job comes to what is mounted at this point.
+  bool IsInside(bool of_source, std::u16string_view point) const {
+    const std::u16string& place = Place(of_source);
+    if (place.empty() || point.size() <= place.size() || !IsBelow(point, place)) return false;
+    const std::u16string& other = Place(!of_source);
+    if (IsBelow(other, point) || IsBelow(point, other)) return false;
+    return job_.IncludeSubfolders && (of_source ? !IsExcluded(point) : !job_.Compressed);
+  }
+
+  /// Whether a rule leaves out what is mounted at a point inside the source.
+  bool IsExcluded(std::u16string_view point) const {
+    std::u16string path = AddBackslash(job_.Source.WorkPath);
+    const char16_t separator = PathSeparator(path);
+    std::u16string_view rest = point.substr(source_ == kRoot ? 1 : source_.size() + 1);
+    while (!rest.empty()) {
+      const std::size_t end = std::min(rest.find(u'/'), rest.size());
+      (path += rest.substr(0, end)) += separator;
+      if (context_.Exclusions.IsFolderExcluded(path)) return true;
+      rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return false;
+  }
+
+  bool Matters(const KnownMount& known) const {
+    return known.Point != kRoot &&
+           (IsBelow(Place(known.OfSource), known.Point) || IsInside(known.OfSource, known.Point));
+  }
+
+  std::u16string MatterWith(const KnownMount& known) const {
+    const std::u16string mark = mounts_.MarkOf(known.Point);
+    const bool mounted = mounts_.PointOf(known.Point) == known.Point;
+    const bool same =
+        std::any_of(known.Marks.begin(), known.Marks.end(), [&](const std::u16string& marked) {
+          return mounted ? DiskOfMark(marked) == DiskOfMark(mark) : marked == mark;
+        });
+    if (same || (mounted && (mark.empty() || known.Marks.empty()))) return {};
+    std::u16string text(known.OfSource ? u"來源" : u"目標");
+    if (!IsBelow(Place(known.OfSource), known.Point)) text += u"資料夾中的";
+    text += mounted ? u"磁碟不是先前的那一個：" : u"磁碟沒有掛載：";
+    return text += known.Point;
+  }
+
+  void Add(bool of_source, const std::u16string& point, std::vector<KnownMount>& present) const {
+    if (!FitsInLine(point)) return;
+    KnownMount mount{of_source, point, {}};
+    for (const KnownMount& known : job_.Extras.Mounts) {
+      if (known.OfSource == of_source && known.Point == point) mount.Marks = known.Marks;
+    }
+    const std::u16string mark = point == kRoot ? std::u16string() : mounts_.MarkOf(point);
+    if (!mark.empty() && FitsInLine(mark)) {
+      std::erase(mount.Marks, mark);
+      if (mount.Marks.size() == kMostMarks) mount.Marks.erase(mount.Marks.begin());
+      mount.Marks.push_back(mark);
+    }
+    present.push_back(std::move(mount));
+  }
+
+  const RunContext& context_;
+  const BackupJob& job_;
+  const std::u16string source_, dest_;
+  MountTable mounts_;
+};
+
+}  // namespace
+
+std::u16string DiskObjection(const RunContext& context, const BackupJob& job) {
+  return job.Extras.Mounts.empty() ? std::u16string() : JobDisks(context, job).Objection();
+}
+
+bool PassDiskCheck(RunContext& context, const BackupJob& job) {
+  if (context.Force) return true;
+  const std::u16string objection = DiskObjection(context, job);
+  return objection.empty() || AskToGoOn(context, job, RunRefusal::DiskAway, u"檢查磁碟", objection);
+}
+
+void RememberDisks(const RunContext& context, BackupJob& job) {
+  job.Extras.Mounts = JobDisks(context, job).Present();
+}
+
+}  // namespace kavrel

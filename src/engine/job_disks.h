@@ -1,0 +1,26 @@
+// The disks that a job relies on: those that hold its source and its destination, and those that
+// are mounted inside them. An empty mount point looks like an empty folder, so a job remembers what
+// was mounted in its last whole run.
+#pragma once
+
+#include <string>
+
+#include "engine/run_context.h"
+
+namespace kavrel {
+
+/// Which of the remembered disks are not there now, or have another one in their place, in words;
+/// empty when none is, or nothing is known. The job's work paths are set. Looks at the mounts anew,
+/// after a touch for disks that are only mounted when somebody asks for them. What is mounted
+/// elsewhere now is found by its mark.
+std::u16string DiskObjection(const RunContext& context, const BackupJob& job);
+
+/// To be asked before the run's first change. False when the run is to stop: a disk is away, the
+/// host was asked and did not agree. The context's Refusal and the log tell why, and the cancel
+/// flag is set.
+bool PassDiskCheck(RunContext& context, const BackupJob& job);
+
+/// After a whole run: what is mounted now is what the job relies on.
+void RememberDisks(const RunContext& context, BackupJob& job);
+
+}  // namespace kavrel

@@ -1,0 +1,45 @@
+#include "engine/state_guard.h"
+
+#include "base/number.h"
+#include "engine/refusal.h"
+#include "engine/run_planner.h"
+
+namespace kavrel {
+
+std::uint64_t StateFiles(const RunCounters& counters) {
+  return std::uint64_t{counters.CopiedFiles} + counters.UnchangedFiles;
+}
+
+std::u16string StateObjection(const BackupJob& job, std::u16string_view unit, std::uint64_t files) {
+  const JobExtras& extras = job.Extras;
+  if (unit.empty() || !extras.GuardMirror) return {};
+  const bool known = extras.StateFiles >= 0;
+  const auto last = static_cast<std::uint64_t>(known ? extras.StateFiles : 0);
+  std::u16string before = known ? u"，前一份備份有 " + Grouped(last) + u" 個檔案" : u"";
+  if (files == 0) {
+    const bool had_some = known ? last > 0 : !extras.Made.empty();
+    return had_some ? u"來源沒有可備份的檔案：" + job.Source.WorkPath + before : std::u16string();
+  }
+  const std::uint64_t lost = last > files ? last - files : 0;
+  if (lost < static_cast<std::uint64_t>(extras.GuardFewest) ||
+      lost * 100 <= last * static_cast<std::uint64_t>(extras.GuardPercent)) {
+    return {};
+  }
+  return u"可備份的檔案只有 " + Grouped(files) + u" 個" + before;
+}
+
+bool PassStateCheck(RunContext& context, const BackupJob& job, std::u16string_view unit) {
+  // A run without a single file is the worst that can come.
+  if (context.Force || StateObjection(job, unit, 0).empty()) return true;
+  RunPlan plan;
+  plan.Depth = RunPlan::Level::Counts;
+  const RunCounters counters = PlanCounters(context, job, plan);
+  if (context.State.CancelRequested) return false;
+  // A run with failures lets nothing old go, and a part is better than nothing; an archive takes
+  // the place of one of the same hour in any case.
+  if (!job.Compressed && !IsComplete(counters)) return true;
+  const std::u16string objection = StateObjection(job, unit, StateFiles(counters));
+  return objection.empty() || AskToGoOn(context, job, RunRefusal::Shrunk, u"舊備份防護", objection);
+}
+
+}  // namespace kavrel

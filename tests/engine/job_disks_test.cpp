@@ -1,0 +1,207 @@
+// Disks that should be there, told of by what a job remembers; tests/faults/disk_test.cpp has real
+// ones.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <map>
+
+#include "app/run_health.h"
+#include "base/text.h"
+#include "core/job_form.h"
+#include "engine/run_planner.h"
+#include "support/test_program.h"
+#include "support/tree.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+/// Everything below a folder: path, and when it was written.
+std::map<fs::path, fs::file_time_type> Snapshot(const fs::path& folder) {
+  std::map<fs::path, fs::file_time_type> found;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    found[entry.path()] = entry.last_write_time();
+  }
+  return found;
+}
+
+std::string TypeName(const testing::TestParamInfo<BackupType>& test) {
+  constexpr const char* kNames[] = {"Full", "Differential", "Mirror", "Compressed"};
+  return kNames[static_cast<int>(test.param)];
+}
+
+constexpr BackupType kTypes[] = {BackupType::Full, BackupType::Differential,
+                                 BackupType::Synchronise, BackupType::Compressed};
+
+class JobDisksTest : public testing::TestWithParam<BackupType>, protected TestProgram {
+ protected:
+  JobDisksTest() {
+    setenv("XDG_DATA_HOME", (Temp.Root() / "data").c_str(), 1);
+    if (GetParam() == BackupType::Compressed && !Program.Archiver.Present()) return;
+    AddJob(GetParam()).Extras.MirroredTo = u"D:\\dst\\";
+    Job().Enabled = true;
+    Host.GoOn = false;
+    MakeFiles(30);
+  }
+  ~JobDisksTest() override { unsetenv("XDG_DATA_HOME"); }
+  void SetUp() override {
+    if (Program.Store.Jobs.empty()) GTEST_SKIP() << "no archive program";
+  }
+
+  BackupJob& Job() { return Program.Store.Jobs[0]; }
+  void MakeFiles(int count) const {
+    fs::remove_all(Source());
+    for (int i = 0; i < count; ++i) WriteTestFile(Source() / "sub" / std::to_string(i), "x");
+    fs::create_directories(Source());
+  }
+  static std::u16string Real(const fs::path& path) { return TempFolder::Text(fs::canonical(path)); }
+  void ExpectRan(std::size_t questions) {
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    EXPECT_FALSE(Job().LastRunResult.Stopped);
+    EXPECT_EQ(Host.Questions.size(), questions);
+  }
+  void ExpectStopped(RunRefusal refusal, std::u16string_view why) {
+    const auto before = Snapshot(Temp.DriveD());
+    const std::vector<std::u16string> made = Job().Extras.Made;
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
+    EXPECT_EQ(Program.Context.Refusal, refusal);
+    EXPECT_EQ(ToUtf8(Program.Context.RefusalText), ToUtf8(why));
+    EXPECT_NE(LogLines().find(ToUtf8(why)), std::string::npos) << LogLines();
+    EXPECT_TRUE(Snapshot(Temp.DriveD()) == before);
+    EXPECT_EQ(Job().Extras.Made, made);
+    EXPECT_EQ(JudgeRuns(Program.Store.Jobs, Program.LogRows.Rows(), Clock.Now()).State,
+              Health::Failed);
+    RunPlan plan;
+    RunCounters counters;
+    RunState state;
+    PlanBackupJob(Program.Context, Host, state, Job(), plan, counters);
+    ASSERT_FALSE(plan.Warnings.empty());
+    EXPECT_EQ(ToUtf8(plan.Warnings[0]), ToUtf8(why));
+  }
+};
+
+TEST_P(JobDisksTest, ADiskThatIsAwayStopsTheRunBeforeItsFirstChange) {
+  fs::create_directories(Source() / "inner");
+  ExpectRan(0);
+  WriteTestFile(Source() / "sub" / "new", "x");
+  const std::u16string inner = Real(Source() / "inner"), source = Real(Source()),
+                       drive = Real(Temp.DriveD());
+  const struct {
+    KnownMount Mount;
+    std::u16string Why;
+  } cases[] = {{{true, source, {}}, u"來源磁碟沒有掛載：" + source},
+               {{true, inner, {u"12-ab:/"}}, u"來源資料夾中的磁碟沒有掛載：" + inner},
+               {{false, drive, {u"12-ab:/"}}, u"目標磁碟沒有掛載：" + drive}};
+  std::size_t questions = Host.Questions.size();
+  for (const auto& [mount, why] : cases) {
+    Job().Extras.Mounts = {mount};
+    ExpectStopped(RunRefusal::DiskAway, why);
+    EXPECT_EQ(Job().Extras.Mounts, std::vector{mount});
+    Host.GoOn = true;
+    ExpectRan(questions += 2);
+    Host.GoOn = false;
+    ExpectRan(questions);  // What was agreed to is what the job relies on from then on.
+  }
+  // The mount point has gone with the disk.
+  Job().Extras.Mounts = {{true, inner, {}}};
+  fs::remove(Source() / "inner");
+  ExpectStopped(RunRefusal::DiskAway, u"來源資料夾中的磁碟沒有掛載：" + inner);
+  Program.Context.Force = true;
+  ExpectRan(questions + 1);
+}
+
+TEST_P(JobDisksTest, WhatTheRunDoesNotComeToMayBeAway) {
+  fs::create_directories(Source() / "inner" / "Temp");
+  const auto away = [&](const fs::path& point) {
+    Job().Extras.Mounts = {{true, Real(point), {}}, {true, u"/", {}}, {false, u"/", {}}};
+  };
+  Program.Exclusions.ExcEnabled = true;
+  away(Source() / "inner" / "Temp");
+  ExpectRan(0);
+  fs::create_directories(Temp.DriveC() / "elsewhere");
+  away(Temp.DriveC() / "elsewhere");
+  ExpectRan(0);
+  Job().IncludeSubfolders = false;
+  away(Source() / "inner");
+  ExpectRan(0);
+}
+
+TEST_P(JobDisksTest, AnEmptyOrShrunkenSourceLetsNoOldBackupGo) {
+  Job().Destination.Path = GetParam() == BackupType::Compressed ? u"D:\\dst\\" : u"D:\\<dd>\\";
+  Job().Extras.KeepNewest = 2;
+  int day = 10;
+  const auto next = [&] { Clock.Set(*FromCivil(2009, 9, day++, 1)); };
+  for (int i = 0; i < 3; ++i) {
+    next();
+    ExpectRan(0);
+  }
+  EXPECT_EQ(Job().Extras.Made.size(), 2U);
+  for (int i = 0; i < 3; ++i) {
+    next();
+    MakeFiles(0);
+    ExpectStopped(RunRefusal::Shrunk, u"來源沒有可備份的檔案：C:\\src\\，前一份備份有 30 個檔案");
+    MakeFiles(1);  // A stray file where the disk was mounted.
+    ExpectStopped(RunRefusal::Shrunk, u"可備份的檔案只有 1 個，前一份備份有 30 個檔案");
+  }
+  // Nor an archive of the same hour.
+  Clock.Set(*FromCivil(2009, 9, 12, 1, 30));
+  ExpectStopped(RunRefusal::Shrunk, u"可備份的檔案只有 1 個，前一份備份有 30 個檔案");
+  MakeFiles(15);  // Half of them may go.
+  const std::size_t questions = Host.Questions.size();
+  next();
+  ExpectRan(questions);
+  MakeFiles(0);
+  Host.GoOn = true;
+  next();
+  ExpectRan(questions + 1);
+}
+
+TEST_P(JobDisksTest, ASourceThatGoesAfterTheGuardsLetsNoOldBackupGoEither) {
+  if (GetParam() == BackupType::Compressed) return;
+  Job().Destination.Path = u"D:\\<dd>\\";
+  Job().Extras.KeepNewest = 1;
+  Program.Context.CopyAhead = false;
+  WriteTestFile(Source() / "first", "x");
+  ExpectRan(0);
+  Clock.Set(*FromCivil(2009, 9, 24, 1));
+  Host.AtProgress = [&](auto...) {
+    for (int i = 0; i < 30; ++i) fs::remove(Source() / "sub" / std::to_string(i));
+  };
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(Temp.DriveD() / "23" / "sub" / "0"), "x");
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+  EXPECT_NE(LogLines().find(": 備份途中來源或目標不見了 (失敗)："), std::string::npos);
+}
+
+TEST_P(JobDisksTest, AnotherSourceOrDestinationIsAnotherStory) {
+  Job().Destination.Path = GetParam() == BackupType::Compressed ? u"D:\\dst\\" : u"D:\\<dd>\\";
+  Job().Extras.KeepNewest = 1;
+  ExpectRan(0);
+  const std::u16string old = Job().Extras.Made.at(0);
+  Job().Extras.Mounts = {{true, Real(Source()), {}}};
+  WriteTestFile(Temp.DriveC() / "other" / "a", "x");
+  JobForm form = FormOf(Job());
+  const auto apply = [&] {
+    return ApplyForm(
+        form, Program.Store.Jobs, [&](const BackupJob& job) { return Program.NextRunTimeOf(job); },
+        [](std::u16string_view) { return true; }, Job());
+  };
+  form.Enabled = false;
+  ASSERT_EQ(apply(), FormCheck::Ok);
+  EXPECT_EQ(Job().Extras.Made.size(), 1U) << "other changes leave what is known";
+  form.Source = u"C:\\other";
+  ASSERT_EQ(apply(), FormCheck::Ok);
+  JobExtras expected;
+  expected.KeepNewest = 1;
+  EXPECT_EQ(Job().Extras, expected);
+  Clock.Set(*FromCivil(2009, 9, 24, 1));
+  ExpectRan(0);
+  EXPECT_TRUE(Program.Files.Status(old.ends_with(u'\\') ? old.substr(0, old.size() - 1) : old))
+      << "the only backup of the former source";
+}
+
+INSTANTIATE_TEST_SUITE_P(, JobDisksTest, testing::ValuesIn(kTypes), TypeName);
+
+}  // namespace
+}  // namespace kavrel
