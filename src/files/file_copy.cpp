@@ -70,12 +70,13 @@ class Show {
     return FailText(context_->State, error, text, std::u16string(side.FolderPath) += side.Name);
   }
 
-  /// Opens with one more try after a second: whoever held the file may have let go. The wait is
+  /// Opens, with one more try after a second where whoever held the file may have let go; what is
+  /// refused for good costs no second, for there may be a hundred thousand of it. The wait is
   /// cut into slices, so that nothing freezes and a cancel ends it.
   template <typename Open>
   Result<File> OpenPatiently(Open open) const {
     Result<File> file = open();
-    if (file || !context_) return file;
+    if (file || !context_ || !MayPass(file.Error)) return file;
     for (std::uint32_t waited = 0; waited < kOpenRetryDelay; waited += kPumpSlice) {
       context_->Clock.Sleep(kPumpSlice);
       Pump();

@@ -13,7 +13,8 @@ namespace kavrel {
 #ifdef _WIN32
 /// The system's own numbers, so that its message table has their texts.
 inline constexpr ErrorCode kErrNotFound = 2, kErrAccess = 5, kErrIsFolder = 5, kErrTooLarge = 8,
-                           kErrInvalid = 123, kErrNotEmpty = 145, kErrExists = 183;
+                           kErrInvalid = 123, kErrNotEmpty = 145, kErrExists = 183,
+                           kErrTooDeep = 206;
 
 /// True when nothing has that name; the folder that should hold it may be missing as well.
 constexpr bool IsNotFound(ErrorCode code) {
@@ -27,10 +28,14 @@ constexpr bool IsTaken(ErrorCode code) {
 constexpr bool IsExhausted(ErrorCode code) {
   return code == 112 || code == 39 || code == 4;
 }
+/// True when whoever stands in the way may let go by himself: shared, locked, busy, too many open.
+constexpr bool MayPass(ErrorCode code) {
+  return code == 32 || code == 33 || code == 170 || code == 4;
+}
 #else
 inline constexpr ErrorCode kErrNotFound = ENOENT, kErrAccess = EACCES, kErrIsFolder = EISDIR,
                            kErrTooLarge = ENOMEM, kErrInvalid = EINVAL, kErrNotEmpty = ENOTEMPTY,
-                           kErrExists = EEXIST;
+                           kErrExists = EEXIST, kErrTooDeep = ENAMETOOLONG;
 
 /// True when nothing has that name; the folder that should hold it may be missing as well.
 constexpr bool IsNotFound(ErrorCode code) {
@@ -43,6 +48,12 @@ constexpr bool IsTaken(ErrorCode code) {
 /// True when there is no room, or no open file, left: later there may be.
 constexpr bool IsExhausted(ErrorCode code) {
   return code == ENOSPC || code == EDQUOT || code == EMFILE || code == ENFILE;
+}
+/// True when whoever stands in the way may let go by himself: busy, locked (a share tells so as
+/// ETXTBSY, a lease as EAGAIN), a server's handle gone stale, too many open.
+constexpr bool MayPass(ErrorCode code) {
+  return code == EBUSY || code == ETXTBSY || code == EAGAIN || code == EINTR || code == ESTALE ||
+         code == EMFILE || code == ENFILE;
 }
 #endif
 
