@@ -15,7 +15,9 @@ namespace kavrel {
 namespace {
 
 constexpr std::string_view kPrograms[] = {"7zz", "7z", "7za"};
-constexpr std::uint32_t kPumpSlice = 50;  // milliseconds
+// Milliseconds. How long the program may do nothing at all: it may wait on a network, but a pipe
+// that took a file's place keeps it for ever.
+constexpr std::uint32_t kPumpSlice = 50, kLookAtWork = 1000, kLongestIdle = 300'000;
 constexpr ErrorCode kSyncGivenUp = -1;
 constexpr std::u16string_view kPasswordSwitch = u"-p";
 
@@ -80,6 +82,22 @@ std::string UpdateInto(const std::string& path) {
 std::string DropInto(const std::string& path) {
   return "-up1q0r0x0y0z0w0!" + path;
 }
+
+/// How long the program has done nothing, told by the slices that were waited for it.
+class Idleness {
+ public:
+  /// After another slice; true when it is to be waited no longer.
+  bool TooLong(ChildProcess& child, std::size_t output_size) {
+    idle_ = output_size == seen_ ? idle_ + kPumpSlice : 0;
+    seen_ = output_size;
+    if (idle_ > 0 && idle_ % kLookAtWork == 0 && child.Worked()) idle_ = 0;
+    return idle_ >= kLongestIdle;
+  }
+
+ private:
+  std::uint32_t idle_ = 0;
+  std::size_t seen_ = 0;
+};
 
 std::string SystemFailure(std::u16string_view path, ErrorCode error) {
   return "\n" + ToUtf8(path) + " : " + ToUtf8(SystemErrorText(error)) + "\n";
@@ -240,7 +258,8 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
   Wipe(input);
   if (error) return 2;
   ProgressReader progress;
-  bool cancelled = false;
+  Idleness idleness;
+  bool cancelled = false, hangs = false;
   while (child.Read(output, kPumpSlice)) {
     progress.Follow(std::string_view(output).substr(output.size() > 512 ? output.size() - 512 : 0));
     if (command.Monitor && !command.Monitor->Working(progress.Percent, progress.Current)) {
@@ -248,8 +267,19 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
       child.Kill();
       break;
     }
+    if (idleness.TooLong(child, output.size())) {
+      hangs = true;
+      child.Kill();
+      break;
+    }
   }
   const int code = child.Wait();
+  if (hangs) {
+    constexpr int kFatal = 2;
+    const bool is_content = std::find(arguments.begin(), arguments.end(), "-so") != arguments.end();
+    if (!is_content) output += "\n7-Zip 已有數分鐘沒有任何動作，已將它結束。\n";
+    return kFatal;
+  }
   return cancelled ? kCommandCancelled : code;
 }
 

@@ -30,6 +30,10 @@ class ChildProcess {
   /// when it will write no more. A program whose output cannot be read is ended, and counts as
   /// ended by that even when it was quicker.
   bool Read(std::string& output, std::uint32_t wait_milliseconds);
+  /// Whether the program has done anything since the last call (since its start, at the first):
+  /// used the processor, read, written, or waited for a disk. False for one that waits for somebody
+  /// else.
+  bool Worked();
   void Kill();
   /// Waits for the end; gives the exit code, 128 + signal number when a signal ended it.
   int Wait();
@@ -37,6 +41,7 @@ class ChildProcess {
  private:
   int process_ = -1, output_ = -1;
   bool lost_ = false;  ///< output that could not be read
+  std::string work_;   ///< its figures at the last call of Worked
   int group_ = -1;     ///< with what it has started, where a group has a handle of its own
 };
 

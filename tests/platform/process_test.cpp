@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "base/text.h"
+#include "platform/child_process.h"
 #include "support/temp_folder.h"
 
 namespace kavrel {
@@ -106,6 +108,27 @@ TEST(OpenFileLimit, RisesToWhatTheSystemAllows) {
     return getrlimit(RLIMIT_NOFILE, &now) == 0 && now.rlim_cur == 512;
   });
   Kill(child, SIGKILL);
+}
+
+TEST(ChildProcess, OneThatWaitsForAPipeForEverIsKnownFromOneThatWorks) {
+  const TempFolder temp;
+  const std::string pipe = (temp.Root() / "pipe").string();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  ChildProcess waits, works;
+  ASSERT_EQ(waits.Start("/bin/cat", {pipe}, "/", ""), 0);
+  ASSERT_EQ(works.Start("/bin/cat", {"/dev/zero"}, "/", ""), 0);
+  std::string output;
+  EXPECT_TRUE(waits.Worked());
+  works.Worked();
+  int looks = 0;
+  while (waits.Worked() && looks < 1000) {
+    works.Read(output, 10);
+    ++looks;
+  }
+  EXPECT_LT(looks, 1000);
+  EXPECT_FALSE(waits.Worked());
+  for (int i = 0; i < 100; ++i) works.Read(output, 10);
+  EXPECT_TRUE(works.Worked());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "platform/child_process.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -58,7 +59,7 @@ ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std:
     if (getppid() != parent) _exit(126);
     // An interrupt from the terminal is for the parent, which ends this program in its own time.
     setpgid(0, 0);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, SIG_DFL);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
     if (dup2(in.Get(), 0) < 0 || dup2(out.Get(), 1) < 0 || dup2(out.Get(), 2) < 0 ||
         chdir(folder.c_str()) != 0) {
       _exit(126);
@@ -82,6 +83,42 @@ bool ChildProcess::Read(std::string& output, std::uint32_t wait_milliseconds) {
   if (got <= 0) return false;
   output.append(buffer, static_cast<std::size_t>(got));
   return true;
+}
+
+namespace {
+
+std::string ReadProc(const std::string& path) {
+  const Handle file(Retry([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
+  char buffer[2048];
+  const ssize_t got = file ? Retry([&] { return read(file.Get(), buffer, sizeof buffer); }) : 0;
+  return {buffer, static_cast<std::size_t>(std::max<ssize_t>(got, 0))};
+}
+
+}  // namespace
+
+bool ChildProcess::Worked() {
+  const std::string folder = "/proc/" + std::to_string(process_);
+  DIR* threads = opendir((folder + "/task").c_str());
+  if (!threads) return true;  // Nothing is known of it.
+  std::string work = ReadProc(folder + "/io");
+  bool at_work = false;
+  while (const dirent* thread = readdir(threads)) {
+    if (thread->d_name[0] == '.') continue;
+    const std::string stat = ReadProc(folder + "/task/" + thread->d_name + "/stat");
+    // Behind the name, in brackets that it may hold as well: the state, ten fields, the times.
+    const std::size_t name_end = stat.rfind(')');
+    if (name_end == stat.npos || name_end + 2 >= stat.size()) continue;
+    const char state = stat[name_end + 2];
+    at_work = at_work || (state != 'S' && state != 'Z');
+    std::size_t at = name_end + 1;
+    for (int field = 0; field < 12 && at != stat.npos; ++field) at = stat.find(' ', at + 1);
+    if (at == stat.npos) continue;
+    work += stat.substr(at, stat.find(' ', stat.find(' ', at + 1) + 1) - at);
+  }
+  closedir(threads);
+  const bool changed = work != work_;
+  work_ = std::move(work);
+  return changed || at_work;
 }
 
 void ChildProcess::Kill() {

@@ -144,6 +144,22 @@ bool ChildProcess::Read(std::string& output, std::uint32_t wait_milliseconds) {
   return true;
 }
 
+bool ChildProcess::Worked() {
+  FILETIME unused{}, kernel{}, user{};
+  IO_COUNTERS io{};
+  const HANDLE process = ToHandle(process_);
+  if (!GetProcessTimes(process, &unused, &unused, &kernel, &user) ||
+      !GetProcessIoCounters(process, &io)) {
+    return true;  // Nothing is known of it.
+  }
+  std::string work(reinterpret_cast<const char*>(&kernel), sizeof kernel);
+  work.append(reinterpret_cast<const char*>(&user), sizeof user);
+  work.append(reinterpret_cast<const char*>(&io), sizeof io);
+  const bool changed = work != work_;
+  work_ = std::move(work);
+  return changed;
+}
+
 void ChildProcess::Kill() {
   if (process_ < 0) return;
   // With what it has started itself.
