@@ -5,6 +5,7 @@
 
 #include "base/text.h"
 #include "cli/commands.h"
+#include "cli/console.h"
 #include "platform/process.h"
 
 namespace kavrel {
@@ -15,7 +16,8 @@ static_assert(kAppTitle.find(u"" KAVREL_VERSION) != kAppTitle.npos, "two version
 constexpr const char* kExitCodes =
     "Exit codes:\n"
     "  0  everything done\n"
-    "  1  done, but some files failed or differ, or the job store could not be written\n"
+    "  1  done, but some files failed or differ, or the job store or the output could not be\n"
+    "     written\n"
     "  2  usage or bad input\n"
     "  3  no such job\n"
     "  4  interrupted\n"
@@ -266,6 +268,7 @@ void TakeAsTheyStand(CLI::App& app) {
 
 int main(int argc, char** argv) {
   using namespace kavrel;
+  SecureStreams();
   KeepMemoryOutOfDumps();
   CLI::App app("Kavrel backs up folders into other folders on a schedule.", "kavrelctl");
   app.footer(kExitCodes);
@@ -288,5 +291,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kBadInput;
   }
-  return line.ExitCode;
+  if (FinishOutput()) return line.ExitCode;
+  PrintError("standard output could not be written");
+  return line.ExitCode == kDone ? kSomeFailed : line.ExitCode;
 }

@@ -50,7 +50,8 @@ CopyAhead::CopyAhead(CopyContext& context, Judge judge)
     : context_(context), judge_(std::move(judge)), items_(std::make_unique<Item[]>(kWindow)) {
   try {
     worker_ = std::thread([this] { WorkerLoop(); });
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {
+    // Out of threads or memory: all is done at its turn.
   }
 }
 

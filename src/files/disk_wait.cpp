@@ -31,8 +31,8 @@ DiskWait::DiskWait(std::function<ErrorCode()> work) : state_(std::make_shared<St
   state_->Work = std::move(work);
   try {
     std::thread([state = state_] { state->Run(); }).detach();
-  } catch (const std::system_error&) {
-    state_->Run();  // Out of threads.
+  } catch (const std::exception&) {
+    state_->Run();  // Out of threads or memory.
   }
 }
 

@@ -25,8 +25,8 @@ void LateRelease::Take(File held) {
   if (!thread_.joinable()) {
     try {
       thread_ = std::thread([this] { Loop(); });
-    } catch (const std::system_error&) {
-      return;  // Out of threads: at once, then.
+    } catch (const std::exception&) {
+      return;  // Out of threads or memory: at once, then.
     }
   }
   held_[given_ % kMost] = std::move(held);

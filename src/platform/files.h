@@ -146,6 +146,8 @@ class Folder {
 
   Result<FileStatus> Status() const;
   Result<FileStatus> Status(std::u16string_view name) const;
+  /// kErrTooDeep when so many calls have led here that the stack has no room for much more: every
+  /// walk down a tree takes that, as it would a folder that cannot be read.
   Result<Folder> OpenFolder(std::u16string_view name) const;
   /// This folder, opened once more.
   Result<Folder> Reopen() const;

@@ -37,6 +37,16 @@ void RaiseOpenFileLimit();
 /// How many files this process may have open at once.
 std::size_t OpenFileLimit();
 
+/// True when the present thread has used its stack up but for a reserve.
+bool StackRunsLow();
+
+/// To be called first of all. A standard stream that was closed when the process began leads
+/// nowhere from now on: the number of none is given to a file that is opened later. Writing to a
+/// pipe that nobody reads, or a file to beyond the size allowed, becomes an error like any other.
+void SecureStreams();
+/// Writes out what standard output still holds; false when any of it could not be written.
+bool FinishOutput();
+
 /// A crash of this process, or of a program that it starts, leaves no image of its memory, which
 /// may hold passwords. A debugger sees it all the same.
 void KeepMemoryOutOfDumps();

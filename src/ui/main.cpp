@@ -111,5 +111,6 @@ int Run(std::vector<std::string> words) {
 }  // namespace kavrel
 
 int main(int argc, char** argv) {
+  kavrel::SecureStreams();
   return kavrel::Run(kavrel::ConsoleArguments(argc, argv));
 }

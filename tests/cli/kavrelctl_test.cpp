@@ -500,5 +500,60 @@ TEST_F(KavrelctlTest, AnUnreadableStoreIsReportedAndNotWrittenOver) {
   EXPECT_TRUE(fs::is_directory(store_));
 }
 
+/// A command line of the shell's before kavrelctl, which gets `then` behind its own.
+CommandResult InShell(const std::vector<std::string>& command, const std::string& before,
+                      const std::string& then) {
+  std::vector<std::string> words{"/bin/sh", "-c", before + "\"$@\" " + then, "sh"};
+  words.insert(words.end(), command.begin(), command.end());
+  return RunCommand(words);
+}
+
+TEST_F(KavrelctlTest, AnOutputThatIsClosedFullOrBrokenHarmsNoFileAndEndsNoBatch) {
+  WriteTestFile(source_ / "a", std::string(1 << 20, 'x'));
+  WriteTestFile(source_ / "b", "small");
+  ASSERT_EQ(Add().ExitCode, 0);
+  ASSERT_EQ(Ctl({"add", "--name", "B", "--source", source_, "--dest", temp_.Root() / "second",
+                 "--no-source-folder"})
+                .ExitCode,
+            0);
+  const auto both = Command({"run", "文件 A", "B"});
+  EXPECT_EQ(InShell(both, "", ">&-").ExitCode, 0);
+  EXPECT_TRUE(ReadTestFile(temp_.Home() / "Kavrel.lock").starts_with("kavrelctl run (process"));
+  for (const std::string then : {">&-", ">/dev/full", "| true"}) {
+    fs::remove_all(dest_);
+    fs::remove_all(temp_.Root() / "second");
+    InShell(both, "", then);
+    EXPECT_EQ(TreeDifferences(source_, dest_), "") << then;
+    EXPECT_EQ(TreeDifferences(source_, temp_.Root() / "second"), "") << then;
+  }
+  EXPECT_EQ(InShell(both, "", ">/dev/full").ExitCode, 1);
+  EXPECT_EQ(InShell(Command({"list", "--json"}), "", ">/dev/full").ExitCode, 1);
+
+  // A file beyond the size that the system allows is a failed one; the rest is copied.
+  fs::remove_all(dest_);
+  EXPECT_EQ(InShell(Command({"run", "文件 A"}), "ulimit -f 512; ", "").ExitCode, 1);
+  EXPECT_FALSE(fs::exists(dest_ / "a"));
+  EXPECT_TRUE(fs::exists(dest_ / "b"));
+}
+
+TEST_F(KavrelctlTest, ATreeTooDeepForTheStackIsAFailedFolderAndNothingGoesForIt) {
+  fs::path deepest = source_;
+  for (int level = 0; level < 150; ++level) deepest /= "d";
+  WriteTestFile(deepest / "f", "x");
+  WriteTestFile(source_ / "top", "x");
+  ASSERT_EQ(Add({"--type", "sync"}).ExitCode, 0);
+  const std::string small_stack = "ulimit -s 64; ";
+  EXPECT_EQ(InShell(Command({"run", "文件 A"}), small_stack, "").ExitCode, 1);
+  EXPECT_TRUE(fs::exists(dest_ / "top"));
+  ASSERT_EQ(Ctl({"run", "文件 A"}).ExitCode, 0);
+  EXPECT_EQ(InShell(Command({"run", "文件 A"}), small_stack, "").ExitCode, 1);
+  EXPECT_EQ(TreeDifferences(source_, dest_), "");
+  EXPECT_EQ(InShell(Command({"verify", "文件 A"}), small_stack, "").ExitCode, 1);
+  fs::remove_all(source_ / "d");
+  EXPECT_EQ(InShell(Command({"run", "--force", "文件 A"}), small_stack, "").ExitCode, 1);
+  EXPECT_EQ(Ctl({"run", "--force", "文件 A"}).ExitCode, 0);
+  EXPECT_FALSE(fs::exists(dest_ / "d"));
+}
+
 }  // namespace
 }  // namespace kavrel

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,6 +30,7 @@ bool StartDetached(const std::string& program, const std::string& argument) {
     setsid();
     const pid_t grandchild = fork();
     if (grandchild != 0) _exit(grandchild < 0 ? 1 : 0);
+    for (const int number : {SIGPIPE, SIGXFSZ}) signal(number, SIG_DFL);
     const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (int standard = 0; standard < 3; ++standard) dup2(nothing, standard);
     execl(program.c_str(), program.c_str(), argument.c_str(), static_cast<char*>(nullptr));

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include "base/text.h"
+#include "platform/error_codes.h"
 #include "platform/posix/native.h"
+#include "platform/process.h"
 
 namespace kavrel {
 
@@ -37,6 +39,7 @@ Result<FileStatus> Folder::Status(std::u16string_view name) const {
 }
 
 Result<Folder> Folder::OpenFolder(std::u16string_view name) const {
+  if (StackRunsLow()) return Result<Folder>::Fail(kErrTooDeep);
   const std::string native = NativeName(name);
   if (native.empty()) return Result<Folder>::Fail(EINVAL);
   const int handle = Retry([&] {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <poll.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 
 #include "base/text.h"
 #include "platform/posix/native.h"
@@ -104,6 +106,34 @@ void RaiseOpenFileLimit() {
 std::size_t OpenFileLimit() {
   rlimit limit;
   return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? static_cast<std::size_t>(limit.rlim_cur) : 0;
+}
+
+bool StackRunsLow() {
+  // A walk is at its deepest where it copies and writes its log: that fits in here.
+  static constexpr std::uintptr_t kReserve = 256 << 10;
+  thread_local const std::uintptr_t lowest = [] {
+    pthread_attr_t attributes;
+    if (pthread_getattr_np(pthread_self(), &attributes) != 0) return std::uintptr_t{0};
+    void* start = nullptr;
+    std::size_t size = 0;
+    const int error = pthread_attr_getstack(&attributes, &start, &size);
+    pthread_attr_destroy(&attributes);
+    if (error) return std::uintptr_t{0};
+    return reinterpret_cast<std::uintptr_t>(start) + std::min<std::uintptr_t>(kReserve, size / 2);
+  }();
+  return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) < lowest;
+}
+
+void SecureStreams() {
+  int file = open("/dev/null", O_RDWR);
+  while (file >= 0 && file <= STDERR_FILENO) file = dup(file);
+  if (file > STDERR_FILENO) close(file);
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
+}
+
+bool FinishOutput() {
+  return fflush(stdout) == 0 && ferror(stdout) == 0;
 }
 
 void KeepMemoryOutOfDumps() {

@@ -3,6 +3,8 @@
 // folder that was opened, whatever becomes of its path meanwhile.
 #include <algorithm>
 
+#include "platform/error_codes.h"
+#include "platform/process.h"
 #include "platform/win32/native.h"
 
 // Not in every compiler's headers.
@@ -75,6 +77,7 @@ Result<FileStatus> Folder::Status(std::u16string_view name) const {
 }
 
 Result<Folder> Folder::OpenFolder(std::u16string_view name) const {
+  if (StackRunsLow()) return Result<Folder>::Fail(kErrTooDeep);
   Result<Handle> opened = OpenWalkable(ToHandle(handle_), name, 1);
   if (!opened) return Fail(opened.Error);
   const Result<FileStatus> status = win32::StatusOf(opened->Get());

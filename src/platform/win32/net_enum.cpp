@@ -94,11 +94,15 @@ bool Look(Search& search, NETRESOURCEW* container, int depth) {
 class NetworkSearch final : public NetEnum {
  public:
   NetworkSearch() : search_(std::make_shared<Search>()) {
-    std::thread([search = search_] {
-      Look(*search, nullptr, 0);
-      const std::lock_guard lock(search->Mutex);
-      search->Done = true;
-    }).detach();
+    try {
+      std::thread([search = search_] {
+        Look(*search, nullptr, 0);
+        const std::lock_guard lock(search->Mutex);
+        search->Done = true;
+      }).detach();
+    } catch (const std::exception&) {
+      search_->Done = true;  // Out of threads or memory: nothing is found.
+    }
   }
 
   ~NetworkSearch() override {

@@ -96,6 +96,23 @@ std::size_t OpenFileLimit() {
   return std::size_t{1} << 24;
 }
 
+bool StackRunsLow() {
+  static constexpr std::uintptr_t kReserve = 256 << 10;
+  thread_local const std::uintptr_t lowest = [] {
+    MEMORY_BASIC_INFORMATION stack{};
+    if (!VirtualQuery(__builtin_frame_address(0), &stack, sizeof stack)) return std::uintptr_t{0};
+    return reinterpret_cast<std::uintptr_t>(stack.AllocationBase) + kReserve;
+  }();
+  return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) < lowest;
+}
+
+// The number of a closed stream is none that a file could get here, and no signal ends a process.
+void SecureStreams() {}
+
+bool FinishOutput() {
+  return fflush(stdout) == 0 && ferror(stdout) == 0;
+}
+
 void KeepMemoryOutOfDumps() {
   // No report of a crash, neither from this process nor from what it starts: a report may hold an
   // image of the memory.
