@@ -340,6 +340,7 @@ void DestChanges::UpdateFile(const FolderPair& pair, std::u16string_view name,
   const bool differs = metadata_->Differs(source, dest) && !futile_.contains(rights);
   if (!differs && !metadata_->AttributesMayDiffer(source, dest)) return;
   const MetadataUpdate update = pair.Dest.UpdateMetadata(name, source, pair.Source);
+  if (!differs && !update.Attributes && !update.Error) return;
   const std::u16string path = std::u16string(dest_path) + std::u16string(name);
   const Result<FileStatus> now = pair.Dest.Status(name);
   const bool changed = update.Attributes || (now && !SameRights(*now, dest));

@@ -187,14 +187,6 @@ bool CarryTreatment(int to, int source, const Carrying& how) {
   return how.LooksOnly || ioctl(to, FS_IOC_SETFLAGS, &own) == 0;
 }
 
-/// The same for entries that are only held; not for what this user may not open.
-bool CarryTreatment(const Entry& to, const Entry& source, const Carrying& how) {
-  constexpr int kRead = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
-  const posix::Handle from(open(source.Path().c_str(), kRead));
-  const posix::Handle own(from ? open(to.Path().c_str(), kRead) : -1);
-  return own && CarryTreatment(own.Get(), from.Get(), how);
-}
-
 /// Sets permissions, where the file system holds no more of them than that, the right to write.
 ErrorCode SetModeOf(const Entry& to, mode_t mode, mode_t present) {
   const ErrorCode error = to.SetMode(mode);
@@ -222,9 +214,9 @@ MetadataUpdate CarryOver(const Entry& to, const FileStatus& current, const Entry
     if (given || grouped) present &= ~kSetId;
   }
   const bool access = source && CarryAttributesOver(to, *source, how, update);
-  if (source && how.Removes && current.Kind != FileKind::Link) {
-    update.Attributes |= to.Path().empty() ? CarryTreatment(to.Handle(), source->Handle(), how)
-                                           : CarryTreatment(to, *source, how);
+  // What is only held may not be opened, and then not asked for its flags.
+  if (source && how.Removes && to.Path().empty() && source->Path().empty()) {
+    update.Attributes |= CarryTreatment(to.Handle(), source->Handle(), how);
   }
   if (how.LooksOnly || current.Kind == FileKind::Link || (mode == present && !access)) {
     return update;
@@ -232,6 +224,17 @@ MetadataUpdate CarryOver(const Entry& to, const FileStatus& current, const Entry
   const ErrorCode error = SetModeOf(to, mode, present);
   if (error) update.Error = error;
   return update;
+}
+
+posix::Handle OpenOrHold(int folder, const std::string& name, FileKind kind, bool& held) {
+  held = kind != FileKind::File;
+  constexpr int kOpen = O_NOFOLLOW | O_CLOEXEC;
+  if (!held) {
+    posix::Handle file(openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | kOpen));
+    if (file) return file;
+    held = true;
+  }
+  return posix::Handle(openat(folder, name.c_str(), O_PATH | kOpen));
 }
 
 }  // namespace
@@ -292,15 +295,17 @@ MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus
   if (name.empty()) return update(own, handle_ == source.handle_ ? nullptr : &other);
   const std::string native = posix::NativeName(name);
   if (native.empty()) return {EINVAL, false};
-  constexpr int kHold = O_PATH | O_NOFOLLOW | O_CLOEXEC;
-  const posix::Handle to(openat(handle_, native.c_str(), kHold));
-  const posix::Handle like(to ? openat(source.handle_, native.c_str(), kHold) : -1);
+  // An open file is asked with fewer calls than one that is held, which takes no right to read it.
+  bool to_held = true, like_held = true;
+  const posix::Handle to = OpenOrHold(handle_, native, from.Kind, to_held);
+  const posix::Handle like =
+      to ? OpenOrHold(source.handle_, native, from.Kind, like_held) : posix::Handle();
   // What has gone meanwhile, or given its name to another, is the next run's.
   if (!to || !like) return {errno == ENOENT ? 0 : errno, false};
   const Result<FileStatus> now = posix::StatusAt(like.Get(), "");
   if (!now || now->Id != from.Id) return {now.Error, false};
-  const Entry held(to.Get(), true), held_source(like.Get(), true);
-  return update(held, &held_source);
+  const Entry entry(to.Get(), to_held), source_entry(like.Get(), like_held);
+  return update(entry, &source_entry);
 }
 
 bool Folder::PassesAccessOn() const {
