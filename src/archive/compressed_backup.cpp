@@ -1,6 +1,7 @@
 #include "archive/compressed_backup.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <tuple>
 
@@ -193,14 +194,26 @@ void RemoveOldHalves(ArchiveContext& context, std::u16string_view path) {
   }
 }
 
-/// How many files a packing command that ended with warnings says it has read, at most `listed`.
-std::uint32_t FilesRead(std::u16string_view output, std::uint32_t listed) {
-  constexpr std::u16string_view kLabel = u"Files read from disk: ";
-  const std::size_t found = output.find(kLabel);
-  if (found == output.npos) return 0;
-  const std::u16string_view rest = output.substr(found + kLabel.size());
-  const auto count = ParseInt(rest.substr(0, rest.find_first_of(u"\r\n")));
-  return count && *count > 0 ? std::min(static_cast<std::uint32_t>(*count), listed) : 0;
+/// The number behind the last label that begins a line: before it come names, which may hold any
+/// text. Nothing without one.
+std::optional<std::uint32_t> NumberAfter(std::u16string_view output, std::u16string_view label) {
+  const std::size_t found = output.rfind(u"\n" + std::u16string(label));
+  if (found == output.npos) return std::nullopt;
+  const std::u16string_view rest = output.substr(found + 1 + label.size());
+  const auto count = ParseInt(rest.substr(0, rest.find_first_of(u" \r\n")));
+  return count && *count >= 0 ? std::optional(static_cast<std::uint32_t>(*count)) : std::nullopt;
+}
+
+/// How many of the `listed` files a packing command that ended with warnings has packed. What it
+/// says it has read does not count empty files, nor those that the archive had already; so that is
+/// asked only where the output is cut off before its sums.
+std::uint32_t FilesPacked(std::u16string_view output, std::uint32_t listed) {
+  const auto lost = NumberAfter(output, u"Scan WARNINGS: "),
+             closed = NumberAfter(output, u"WARNING: Cannot open ");
+  // It would not have warned for nothing.
+  const std::uint32_t missing = std::max(lost.value_or(0) + closed.value_or(0), 1U);
+  if (lost || closed) return listed - std::min(listed, missing);
+  return std::min(NumberAfter(output, u"Files read from disk: ").value_or(0), listed);
 }
 
 void PutRight(std::u16string& row, std::size_t last_column, std::u16string_view text) {
@@ -310,8 +323,9 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
     context.Counters.CopiedFiles = 0;
     context.Counters.CopiedBytes = 0;
   } else {
-    CountFailure(context,
-                 result == 1 ? FilesRead(archiver.ResultBuffer, context.Counters.CopiedFiles) : 0);
+    CountFailure(context, result == 1
+                              ? FilesPacked(archiver.ResultBuffer, context.Counters.CopiedFiles)
+                              : 0);
   }
   context.Log.WriteTimed(u": " + archiver.DebugCommand);
   context.Log.WriteJobLog(ReplaceAll(archiver.ResultBuffer, u"\n", u"\r\n"));
