@@ -57,7 +57,7 @@ test-deb: deb
 
 faults: deps
 	@scripts/install-deps $(machine) || echo "There will be no power cuts."
-	@scripts/faults
+	@ORACLE="$(ORACLE)" scripts/faults
 
 powercut: deps
 	@scripts/install-deps $(machine)

@@ -43,8 +43,8 @@ class FaultTest : public testing::TestWithParam<Scenario> {
       for (const std::string& what : fault.What) {
         for (unsigned long at = 1 + start++ % step;; at += step) {
           world.Reset();
-          const Fault now{fault.Name, at, what};
-          if (!world.Run(now, program)) break;
+          const Fault now{fault.Name, at, what, {}, program};
+          if (!world.Run(now)) break;
           ++injected;
           const std::string wrongs = world.Wrongs();
           if (!wrongs.empty() && ++wrong < 20) ADD_FAILURE() << now.Text() << "\n" << wrongs;

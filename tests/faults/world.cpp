@@ -5,9 +5,12 @@
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -41,14 +44,6 @@ constexpr const char* kKept[] = {"Backup.rtm", "Exc.txt", "FileType.txt", "Setti
                                  "Log/QVDlog.log"};
 constexpr std::string_view kMissing = "<missing>";
 
-/// Whether it is, or lies in, something of a temporary name.
-bool IsStaged(const std::string& path) {
-  for (const fs::path& part : fs::path(path)) {
-    if (part.string().starts_with("pt") && part.string().ends_with(".tmp")) return true;
-  }
-  return false;
-}
-
 /// The newest first.
 std::string ReadJobLogs(const TempFolder& temp, const fs::path& home) {
   std::multimap<fs::file_time_type, fs::path, std::greater<>> logs;
@@ -68,6 +63,13 @@ void Put(const fs::path& path, const std::string& bytes, FileTime time) {
 }
 
 }  // namespace
+
+bool IsStaged(const std::string& path) {
+  for (const fs::path& part : fs::path(path)) {
+    if (part.string().starts_with("pt") && part.string().ends_with(".tmp")) return true;
+  }
+  return false;
+}
 
 long Figure(const std::string& text, const std::string& label) {
   const std::size_t at = text.find(label);
@@ -93,22 +95,42 @@ std::string RealJob::Log() const {
   return ReadJobLogs(Temp, Home);
 }
 
+Entry ReadEntry(const fs::path& path) {
+  struct stat found {};
+  lstat(path.c_str(), &found);
+  Entry entry;
+  entry.Written = found.st_mtim.tv_sec * 1'000'000'000 + found.st_mtim.tv_nsec;
+  entry.Mode = found.st_mode & 07777;
+  entry.Owner = std::to_string(found.st_uid) + ":" + std::to_string(found.st_gid);
+  if (S_ISLNK(found.st_mode)) {
+    entry.Kind = 'L';
+    entry.Bytes = fs::read_symlink(path).string();
+    return entry;
+  }
+  entry.Kind = S_ISDIR(found.st_mode) ? 'D' : S_ISREG(found.st_mode) ? 'F' : 'S';
+  if (entry.Kind == 'F') {
+    // Of what this user may not read the size is known.
+    const bool may = access(path.c_str(), R_OK) == 0;
+    entry.Bytes =
+        may ? ReadTestFile(path) : std::string(static_cast<std::size_t>(found.st_size), '?');
+  }
+  char names[1024], value[1024];
+  const ssize_t length = llistxattr(path.c_str(), names, sizeof names);
+  for (const char* name = names; name < names + length; name += strlen(name) + 1) {
+    const ssize_t size = lgetxattr(path.c_str(), name, value, sizeof value);
+    if (strncmp(name, "user.", 5) != 0 || size < 0) continue;
+    entry.Owner +=
+        std::string(" ") + name + "=" + std::string(value, static_cast<std::size_t>(size));
+  }
+  return entry;
+}
+
 Tree ReadTree(const fs::path& root) {
   Tree tree;
   if (!fs::exists(root)) return tree;
-  for (const auto& item : fs::recursive_directory_iterator(root)) {
-    Entry entry;
-    if (item.is_symlink()) {
-      entry = {'L', fs::read_symlink(item.path()).string(), 0};
-    } else if (item.is_directory()) {
-      entry.Kind = 'D';
-    } else {
-      entry.Bytes = ReadTestFile(item.path());
-    }
-    struct stat found {};
-    lstat(item.path().c_str(), &found);
-    entry.Written = found.st_mtim.tv_sec * 1'000'000'000 + found.st_mtim.tv_nsec;
-    tree[item.path().lexically_relative(root).string()] = std::move(entry);
+  constexpr auto kSkip = fs::directory_options::skip_permission_denied;
+  for (const auto& item : fs::recursive_directory_iterator(root, kSkip)) {
+    tree[item.path().lexically_relative(root).string()] = ReadEntry(item.path());
   }
   return tree;
 }
@@ -120,9 +142,6 @@ World::World(const Scenario& scenario, int more_files)
   target_ = scenario.Restore ? source : dest;
   setenv("XDG_DATA_HOME", (temp_.Root() / "data").c_str(), 1);
   setenv("TZ", "UTC0", 1);
-  // Of a program built with sanitizers, our object comes first all the same.
-  setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 0);
-  WriteTestFile(state_, std::string(sizeof(unsigned long), '\0'));
   BuildTrees();
   std::vector<std::string> add{KAVRELCTL, "--home", temp_.Home(),        "add",
                                "--name",  "J",      "--source",          source,
@@ -213,31 +232,46 @@ void World::Reset() {
   target_before_ = ReadTree(target_);
 }
 
-void World::Run() {
-  std::vector<std::string> command{KAVRELCTL, "--home", temp_.Home()};
-  command.insert(command.end(), scenario_.Command.begin(), scenario_.Command.end());
+CommandResult RunToItsEnd(const std::vector<std::string>& command, const std::string& input) {
   // Loaded without a fault, too: it ends what hangs.
   setenv("LD_PRELOAD", FAULT_INJECTOR, 1);
+  // Of a program built with sanitizers, our object comes first all the same.
+  setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 0);
   // A program that it has just started may outlive it by a moment.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
-  Result = RunCommand(command);
+  CommandResult result = RunCommand(command, input);
   while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) continue;
   unsetenv("LD_PRELOAD");
+  return result;
 }
 
-bool World::Run(const Fault& fault, const std::string& program) {
+bool RunWithFault(const std::vector<std::string>& command, const Fault& fault,
+                  const fs::path& state, CommandResult& result) {
   unsigned long calls = 0;
-  std::fstream(state_, std::ios::binary | std::ios::in | std::ios::out)
-      .write(reinterpret_cast<const char*>(&calls), sizeof calls);
+  std::ofstream(state, std::ios::binary).write(reinterpret_cast<const char*>(&calls), sizeof calls);
   setenv("KAVREL_FAULT", fault.Text().c_str(), 1);
-  setenv("KAVREL_FAULT_IN", program.c_str(), 1);
-  setenv("KAVREL_FAULT_STATE", state_.c_str(), 1);
+  setenv("KAVREL_FAULT_IN", fault.Program.c_str(), 1);
+  setenv("KAVREL_FAULT_STATE", state.c_str(), 1);
   if (!fault.Under.empty()) setenv("KAVREL_FAULT_UNDER", fault.Under.c_str(), 1);
-  Run();
+  result = RunToItsEnd(command);
   unsetenv("KAVREL_FAULT");
   unsetenv("KAVREL_FAULT_UNDER");
-  std::ifstream(state_, std::ios::binary).read(reinterpret_cast<char*>(&calls), sizeof calls);
+  std::ifstream(state, std::ios::binary).read(reinterpret_cast<char*>(&calls), sizeof calls);
   return calls >= fault.At;
+}
+
+std::vector<std::string> World::Command() const {
+  std::vector<std::string> command{KAVRELCTL, "--home", temp_.Home()};
+  command.insert(command.end(), scenario_.Command.begin(), scenario_.Command.end());
+  return command;
+}
+
+void World::Run() {
+  Result = RunToItsEnd(Command());
+}
+
+bool World::Run(const Fault& fault) {
+  return RunWithFault(Command(), fault, state_, Result);
 }
 
 void World::EmptyOrigin() {

@@ -13,15 +13,18 @@
 namespace kavrel::faults {
 
 struct Entry {
-  char Kind = 'F';  ///< file, link or folder
-  std::string Bytes;
+  char Kind = 'F';           ///< file, link or folder; 'S' for what has no content
+  std::string Bytes;         ///< of a link its target
   std::int64_t Written = 0;  ///< nanoseconds
+  unsigned Mode = 0;
+  std::string Owner;  ///< user, group and the user's own attributes
   bool operator==(const Entry&) const = default;
   bool SameContent(const Entry& other) const { return Kind == other.Kind && Bytes == other.Bytes; }
 };
 using Tree = std::map<std::string, Entry>;
 
-/// Everything below a folder, by relative path.
+Entry ReadEntry(const std::filesystem::path& path);
+/// Everything below a folder, by relative path, as far as this user may look.
 Tree ReadTree(const std::filesystem::path& root);
 
 /// What is done in the world, and how it ends well.
@@ -44,8 +47,18 @@ struct Fault {
   unsigned long At = 1;
   std::string What;
   std::string Under = {};  ///< the folder whose calls count; empty: all
+  std::string Program = "kavrelctl";
   std::string Text() const { return Kind + ":" + std::to_string(At) + ":" + What; }
 };
+
+/// Whether it is, or lies in, something of a temporary name.
+bool IsStaged(const std::string& path);
+
+/// Runs a command, with the object loaded that makes calls fail, and waits for all it has started.
+CommandResult RunToItsEnd(const std::vector<std::string>& command, const std::string& input = {});
+/// With a fault. False when it came to its end before the fault's call. `state` is a file to use.
+bool RunWithFault(const std::vector<std::string>& command, const Fault& fault,
+                  const std::filesystem::path& state, CommandResult& result);
 
 class World {
  public:
@@ -57,7 +70,7 @@ class World {
   /// Everything as before the first run.
   void Reset();
   /// Runs the command. False when it came to its end before the fault's call.
-  bool Run(const Fault& fault, const std::string& program = "kavrelctl");
+  bool Run(const Fault& fault);
   /// Runs it undisturbed.
   void Run();
   /// Removes the files that a run would copy, so that what is in the target has to stand alone.
@@ -73,6 +86,7 @@ class World {
   CommandResult Result;
 
  private:
+  std::vector<std::string> Command() const;
   void BuildTrees() const;
   void CheckTarget(bool killed, std::string& wrongs, bool origin_emptied = false) const;
   void CheckKeptFiles(bool killed, std::string& wrongs) const;
