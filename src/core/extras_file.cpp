@@ -71,10 +71,16 @@ struct TextField {
 constexpr TextField kTexts[] = {{u"MirroredTo", &JobExtras::MirroredTo},
                                 {u"Unfinished", &JobExtras::Unfinished}};
 constexpr std::u16string_view kKeyNames[] = {u"Name", u"Source", u"Destination"};
-constexpr std::u16string_view kBytes = u"SourceBytes", kMade = u"Made", kTimeMoved = u"TimeMoved",
-                              kMount = u"Mount", kOldMount = u"SourceMount",
-                              kStateFiles = u"StateFiles", kSource = u"source",
-                              kDestination = u"destination";
+struct BytesField {
+  std::u16string_view Name;
+  std::uint64_t JobExtras::*Field;
+};
+constexpr BytesField kBytes[] = {{u"SourceBytes", &JobExtras::SourceBytes},
+                                 {u"LargestFile", &JobExtras::LargestFile},
+                                 {u"SourceDiskBytes", &JobExtras::SourceDiskBytes}};
+constexpr std::u16string_view kMade = u"Made", kTimeMoved = u"TimeMoved", kMount = u"Mount",
+                              kOldMount = u"SourceMount", kStateFiles = u"StateFiles",
+                              kSource = u"source", kDestination = u"destination";
 
 void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view value) {
   text += name;
@@ -113,8 +119,8 @@ std::u16string FormatSection(const BackupJob& job) {
   for (const auto& [name, field] : kTexts) {
     if (!(extras.*field).empty()) AddLine(text, name, OneLine(extras.*field));
   }
-  if (extras.SourceBytes > 0) {
-    AddLine(text, kBytes, FromUtf8(std::to_string(extras.SourceBytes)));
+  for (const auto& [name, field] : kBytes) {
+    if (extras.*field > 0) AddLine(text, name, FromUtf8(std::to_string(extras.*field)));
   }
   if (extras.TimeMoved != kZeroDate) AddLine(text, kTimeMoved, DateTimeText(extras.TimeMoved));
   if (extras.StateFiles >= 0) AddLine(text, kStateFiles, Decimal(extras.StateFiles));
@@ -159,7 +165,9 @@ bool ParseLine(std::u16string_view line, Section& section) {
   for (const TextField& field : kTexts) {
     if (name == field.Name) return extras.*field.Field = value, true;
   }
-  if (name == kBytes) return extras.SourceBytes = ParseBytes(value), true;
+  for (const BytesField& field : kBytes) {
+    if (name == field.Name) return extras.*field.Field = ParseBytes(value), true;
+  }
   if (name == kTimeMoved) return extras.TimeMoved = ParseDateTime(value).value_or(kZeroDate), true;
   if (name == kStateFiles) {
     const auto number = ParseInt(value);
@@ -236,7 +244,7 @@ void ForgetPlaces(JobExtras& extras) {
   extras.MirroredTo.clear();
   extras.Mounts.clear();
   extras.StateFiles = none.StateFiles;
-  extras.SourceBytes = none.SourceBytes;
+  extras.SourceBytes = extras.LargestFile = extras.SourceDiskBytes = 0;
   extras.Unfinished.clear();
   extras.Made.clear();
 }

@@ -40,8 +40,12 @@ struct JobExtras : ExtraSettings {
   std::vector<KnownMount> Mounts;  ///< empty = not known
   /// Files in the last whole dated folder or archive; -1 = not known.
   std::int64_t StateFiles = -1;
-  std::uint64_t SourceBytes = 0;  ///< of the last whole run, rounded up to a power of two
-  std::u16string Unfinished;      ///< a dated folder that an interrupted run of this job made
+  /// Of the source in the last whole run, rounded up to powers of two: all of it, and its largest
+  /// file; 0 = not known.
+  std::uint64_t SourceBytes = 0, LargestFile = 0;
+  /// What the disks that the source lies on held then, rounded down.
+  std::uint64_t SourceDiskBytes = 0;
+  std::u16string Unfinished;  ///< a dated folder that an interrupted run of this job made
   /// The last backup found no source folder or no archive program: no log tells.
   bool NotBegun = false;
   bool Unseen = false;  ///< in the last backup there were files that could not be looked at

@@ -19,6 +19,7 @@ struct RunCounters {
   /// Of the source files that were dealt with, copied or not, as far as the size limit lets them
   /// in.
   std::uint64_t SourceBytes = 0;
+  std::uint64_t LargestFile = 0;  ///< of these, in bytes
 
   bool operator==(const RunCounters&) const = default;
 };

@@ -49,7 +49,7 @@ struct PlanStep {
 struct RunPlan {
   enum class Level {
     Counts,  ///< nothing beyond the run's counters
-    Sizes,   ///< and NetBytes
+    Sizes,   ///< NetBytes and PeakBytes
     Steps,   ///< and every step
   };
   Level Depth = Level::Steps;
@@ -58,6 +58,8 @@ struct RunPlan {
   /// How much more the destination would hold afterwards; what goes to the recycle bin stays on the
   /// disk. Holes count for nothing.
   std::int64_t NetBytes = 0;
+  /// The most that it would hold more on the way: each copy lies beside what it replaces.
+  std::int64_t PeakBytes = 0;
 
   bool Wants(Level level) const { return Depth >= level; }
   void Add(PlanAction action, PlanReason reason, bool is_folder, std::u16string_view path,

@@ -59,7 +59,7 @@ void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit, 
   }
   RememberDisks(context, job);
   if (job.Compressed) return;
-  NoteSourceSize(job, context.Counters.SourceBytes);
+  NoteSourceSize(context, job);
   if (job.Synchronise) job.Extras.MirroredTo = MirrorPlace(job);
 }
 

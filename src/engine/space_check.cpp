@@ -15,8 +15,23 @@ namespace {
 struct Room {
   bool Known = false;
   bool DestExists = false;
-  DiskSpace Disk, SourceDisk;
+  std::uint64_t Free = 0;
+  std::uint64_t SourceDisks = 0;  ///< bytes in use on all disks that the source lies on
 };
+
+/// What is in use on the source's own disk and on all that are mounted inside the source.
+std::uint64_t BytesOnSourceDisks(const RunContext& context, const BackupJob& job,
+                                 std::uint64_t own) {
+  const std::u16string root = context.Files.RealPath(job.Source.WorkPath);
+  for (const std::u16string& point : context.Mounts.Points()) {
+    if (!point.starts_with(root) || point.size() <= root.size()) continue;
+    if (root != u"/" && point[root.size()] != u'/') continue;
+    const Result<Folder> inner = context.Files.OpenFolder(point);
+    const Result<DiskSpace> disk = inner ? inner->Space() : Result<DiskSpace>::Fail(inner.Error);
+    if (disk) own += disk->Used;
+  }
+  return own;
+}
 
 Room LookForRoom(const RunContext& context, const BackupJob& job) {
   const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
@@ -27,15 +42,25 @@ Room LookForRoom(const RunContext& context, const BackupJob& job) {
   if (!source_disk || !disk || !from || !to) return {};
   // Copies within such a file system share their blocks with the source.
   const bool shared = disk->SharesBlocks && from->Device == to->Device;
-  return {!shared, dest.Exists, *disk, *source_disk};
+  return {!shared, dest.Exists, disk->Free, BytesOnSourceDisks(context, job, source_disk->Used)};
 }
 
 /// The most that the run can need, without looking at a single file.
 std::uint64_t RoughNeed(const JobExtras& extras, const Room& room) {
-  if (extras.SourceBytes == 0) return room.SourceDisk.Used;
-  // A backup that is there already takes only what has changed since, a new one all of it.
-  const std::uint64_t expected = room.DestExists ? extras.SourceBytes / 10 : extras.SourceBytes * 2;
-  return std::min(room.SourceDisk.Used, expected);
+  if (extras.SourceBytes == 0 || extras.SourceDiskBytes == 0) return room.SourceDisks;
+  // What has come to the source since has come to its disks.
+  const std::uint64_t grown = room.SourceDisks - std::min(room.SourceDisks, extras.SourceDiskBytes);
+  // A backup that is there already takes only what has changed since, and the largest file beside
+  // its former self; a new one all of it.
+  const std::uint64_t expected = room.DestExists
+                                     ? std::max(extras.SourceBytes / 10, extras.LargestFile)
+                                     : extras.SourceBytes * 2;
+  return std::min(room.SourceDisks, expected + grown);
+}
+
+/// Rounded, so that the file of extras need not be written after every run.
+std::uint64_t RoundedUp(std::uint64_t bytes) {
+  return std::bit_ceil(std::clamp<std::uint64_t>(bytes, 1, std::uint64_t{1} << 60));
 }
 
 }  // namespace
@@ -43,7 +68,7 @@ std::uint64_t RoughNeed(const JobExtras& extras, const Room& room) {
 bool PassSpaceCheck(RunContext& context, const BackupJob& job) {
   if (context.Force || !job.Extras.CheckSpace) return true;
   const Room room = LookForRoom(context, job);
-  if (!room.Known || room.Disk.Free >= RoughNeed(job.Extras, room)) return true;
+  if (!room.Known || room.Free >= RoughNeed(job.Extras, room)) return true;
   RunPlan plan;
   plan.Depth = RunPlan::Level::Sizes;
   PlanWalk(context, job, plan);
@@ -56,16 +81,21 @@ bool PassSpaceCheck(RunContext& context, const BackupJob& job) {
 std::u16string SpaceObjection(const RunContext& context, const BackupJob& job,
                               const RunPlan& plan) {
   const Room room = LookForRoom(context, job);
-  const std::uint64_t need = plan.NetBytes > 0 ? static_cast<std::uint64_t>(plan.NetBytes) : 0;
-  if (!job.Extras.CheckSpace || !room.Known || need <= room.Disk.Free) return {};
+  // No less than nothing; the end is on the way, too.
+  const auto need = static_cast<std::uint64_t>(plan.PeakBytes);
+  if (!job.Extras.CheckSpace || !room.Known || need <= room.Free) return {};
   return u"目標磁碟空間不足，需要 " + FormatSize(need, SizeMode::Scaled) + u"，可用 " +
-         FormatSize(room.Disk.Free, SizeMode::Scaled);
+         FormatSize(room.Free, SizeMode::Scaled);
 }
 
-void NoteSourceSize(BackupJob& job, std::uint64_t bytes) {
-  // Rounded, so that the file of extras need not be written after every run.
-  job.Extras.SourceBytes =
-      std::bit_ceil(std::clamp<std::uint64_t>(bytes, 1, std::uint64_t{1} << 62));
+void NoteSourceSize(const RunContext& context, BackupJob& job) {
+  JobExtras& extras = job.Extras;
+  extras.SourceBytes = RoundedUp(context.Counters.SourceBytes);
+  extras.LargestFile = RoundedUp(context.Counters.LargestFile);
+  const std::uint64_t held = LookForRoom(context, job).SourceDisks;
+  const auto digits = static_cast<int>(std::bit_width(held));
+  const int dropped = std::max(digits - 8, 0);
+  extras.SourceDiskBytes = held >> dropped << dropped;
 }
 
 }  // namespace kavrel

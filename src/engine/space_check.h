@@ -6,7 +6,7 @@
 namespace kavrel {
 
 /// Looks first at what costs nothing: the free space of the destination beside the size that the
-/// source had in the last whole run. Only where that leaves a doubt is the whole run planned. False
+/// source had in the last whole run, and what its disks have taken up since. Only where that leaves a doubt is the whole run planned. False
 /// when the run is to stop: its copies do not fit, the host was asked and did not agree. The
 /// context's Refusal and the log tell why, and the cancel flag is set.
 bool PassSpaceCheck(RunContext& context, const BackupJob& job);
@@ -15,7 +15,7 @@ bool PassSpaceCheck(RunContext& context, const BackupJob& job);
 /// fits.
 std::u16string SpaceObjection(const RunContext& context, const BackupJob& job, const RunPlan& plan);
 
-/// Keeps the source's size for the next run's first look.
-void NoteSourceSize(BackupJob& job, std::uint64_t bytes);
+/// Keeps what the run has seen of the source's size for the next run's first look.
+void NoteSourceSize(const RunContext& context, BackupJob& job);
 
 }  // namespace kavrel

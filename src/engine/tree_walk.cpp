@@ -218,7 +218,10 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
 }
 
 void TreeWalk::CountSize(const FileStatus* source) {
-  if (source && WithinSizeLimit(*source)) context_.Counters.SourceBytes += source->Size;
+  if (!source || !WithinSizeLimit(*source)) return;
+  RunCounters& counters = context_.Counters;
+  counters.SourceBytes += source->Size;
+  counters.LargestFile = std::max(counters.LargestFile, source->Size);
 }
 
 void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name) {
@@ -381,6 +384,8 @@ CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source
                                                                          : PlanReason::Attributes);
   plan.Add(dest ? PlanAction::Replace : PlanAction::Copy, reason, false, path, source->Size);
   plan.NetBytes += static_cast<std::int64_t>(std::min(source->Size, source->Allocated));
+  // What it replaces goes only when it is there.
+  plan.PeakBytes = std::max(plan.PeakBytes, plan.NetBytes);
   if (dest) plan.NetBytes -= static_cast<std::int64_t>(std::min(dest->Size, dest->Allocated));
   result.BytesCopied = source->Size;
   return result;

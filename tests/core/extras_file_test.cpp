@@ -38,6 +38,8 @@ class ExtrasFileTest : public testing::Test {
     extras.StateFiles = 12345;
     extras.SourceBytes = std::uint64_t{1} << 50;
     extras.TimeMoved = *FromCivil(2009, 9, 23, 15, 4, 5);
+    extras.LargestFile = 4096;
+    extras.SourceDiskBytes = 8192;
     extras.Unfinished = u"D:\\a=b\\";
     extras.Made = {u"D:\\1\\", u"D:\\2\\"};
     return extras;

@@ -77,9 +77,47 @@ TEST_F(DiskTest, WhatCannotFitIsSaidBeforeAnythingIsCopied) {
   EXPECT_EQ(result.ExitCode, 7) << result.Output << result.Errors;
   EXPECT_EQ(ReadTestFile(job_.Dest / "0"), std::string(100'000, 'o'));
   EXPECT_NE(RunCommand({KAVRELCTL, "--home", job_.Home, "log", "--show", "1"})
-                .Output.find(": 檢查可用空間 (中斷)：目標磁碟空間不足，需要 1.14 MB，可用 "),
+                .Output.find(": 檢查可用空間 (中斷)：目標磁碟空間不足，需要 1.24 MB，可用 "),
             std::string::npos);
   EXPECT_EQ(RunCommand({KAVRELCTL, "--home", job_.Home, "run", "J", "--force"}).ExitCode, 1);
+}
+
+TEST_F(DiskTest, PreviewAndRunFindTheSameRoom) {
+  const auto fits = [&](bool fit, const char* what) {
+    const std::string preview = RunCommand({KAVRELCTL, "--home", job_.Home, "preview", "J"}).Errors;
+    EXPECT_EQ(preview.find("目標磁碟空間不足") == preview.npos, fit) << what << preview;
+    const CommandResult result = RunCommand({KAVRELCTL, "--home", job_.Home, "run", "J"});
+    EXPECT_EQ(result.ExitCode, fit ? 0 : 7) << what << result.Output << result.Errors;
+  };
+  // A disk of its own, of which the source takes a part.
+  const fs::path disk = job_.Temp.Root() / "source-disk", inner = disk / "src" / "inner";
+  fs::create_directories(disk);
+  ASSERT_EQ(mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=4m"), 0);
+  job_.Source = disk / "src";
+  WriteTestFile(job_.Source / "a", std::string(100'000, 'a'));
+  WriteTestFile(job_.Source / "image", std::string(600'000, 'i'));
+  job_.Make("differential");
+  fits(true, "first");
+  // Larger than what is left, although its former self gives back as much.
+  WriteTestFile(job_.Source / "image", std::string(600'001, 'j'));
+  fits(false, "a file beside its former self");
+  EXPECT_EQ(ReadTestFile(job_.Dest / "image"), std::string(600'000, 'i'));
+  fs::remove(job_.Dest / "image");
+  fs::remove(job_.Source / "image");
+  WriteTestFile(job_.Source / "b", std::string(100'000, 'b'));
+  fits(true, "less than before");
+  for (int i = 0; i < 12; ++i) {
+    WriteTestFile(job_.Source / ("grown" + std::to_string(i)), std::string(100'000, 'g'));
+  }
+  fits(false, "a source that has grown");
+  for (int i = 0; i < 12; ++i) fs::remove(job_.Source / ("grown" + std::to_string(i)));
+  fits(true, "as before");
+  fs::create_directories(inner);
+  ASSERT_EQ(mount("tmpfs", inner.c_str(), "tmpfs", 0, "size=4m"), 0);
+  WriteTestFile(inner / "large", std::string(2'000'000, 'l'));
+  fits(false, "a larger disk inside");
+  umount2(inner.c_str(), MNT_DETACH);
+  umount2(disk.c_str(), MNT_DETACH);
 }
 
 TEST_F(DiskTest, AFullDiskKeepsTheOldArchive) {
