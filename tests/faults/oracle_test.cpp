@@ -316,9 +316,9 @@ CommandResult Play::RunJob(const PlayedJob& job, std::size_t how) {
     Tell("run " + job.Name + Stamp(" on %F at %T"));
     return Command(run);
   }
-  static const std::vector<std::string> kKinds{"open",       "stat",  "read",   "list",
-                                               "write",      "copy",  "rename", "make",
-                                               "attributes", "close", "unlink", "sync"};
+  static const std::vector<std::string> kKinds{"open",   "stat",   "read", "list",       "write",
+                                               "copy",   "rename", "make", "attributes", "close",
+                                               "unlink", "sync",   "seek"};
   const bool kills = how < 12;
   const Fault fault{kills ? "any" : OneOf(kKinds), 1 + Below(kills ? 1000 : 60),
                     kills ? "kill" : std::to_string(EIO)};
@@ -435,11 +435,6 @@ void Play::Pack(PlayedJob& job, std::size_t how) {
   const Tree from = Source(job.Promised), all = ReadWhole(job.Dest);
   const Tree before = Unpack(job.Dest / unit, job.Password);
   const Outlook outlook = ForeseePacked(job.Promised, from, before);
-  if (!outlook.Removed.empty()) {
-    // A file and a folder of one name have no room in the archive of an hour.
-    now_ += 3'600;
-    return Pack(job, how);
-  }
   const CommandResult result = RunJob(job, how);
   const Tree all_now = ReadWhole(job.Dest), now = Unpack(job.Dest / unit, job.Password);
   if (outlook.Copied + outlook.Failed == 0) return;

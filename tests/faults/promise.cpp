@@ -116,20 +116,10 @@ Entry Packed(Entry entry) {
   return entry;
 }
 
-/// What an archive has of this size and time is not packed anew.
-bool LooksPacked(const Entry& entry, const Entry& packed) {
-  return entry.Kind == packed.Kind && Packed(entry).Written == packed.Written &&
-         entry.Bytes.size() == packed.Bytes.size();
-}
-
-/// As an archive knows no owner and only coarse times; and a folder may keep attributes of its own.
+/// As an archive knows no owner and only coarse times.
 bool IsKept(const Entry& wanted, const Entry& found) {
   Entry entry = found;
   if (wanted.Owner.empty()) entry = Packed(entry);
-  // Nor may a user give attributes to what he may not write.
-  const bool fixed = geteuid() != 0 && !(wanted.Mode & 0200);
-  if (fixed && wanted.Owner.starts_with(entry.Owner)) entry.Owner = wanted.Owner;
-  if (wanted.Kind == 'D' && entry.Owner.starts_with(wanted.Owner)) entry.Owner = wanted.Owner;
   return entry == wanted;
 }
 
@@ -232,9 +222,6 @@ Outlook ForeseePacked(const Promise& job, const Tree& from, const Tree& packed) 
       continue;
     } else if ((!MayRead(entry) && !entry.Bytes.empty()) || !CanBeListed(path)) {
       ++outlook.Failed;
-    } else if (outlook.Wanted.contains(path) && LooksPacked(entry, outlook.Wanted.at(path))) {
-      outlook.Loose.insert(path);
-      ++outlook.Copied;
     } else {
       for (std::string above = ParentOf(path); !above.empty(); above = ParentOf(above)) {
         if (outlook.Wanted.contains(above)) Remove(above, outlook);
