@@ -9,6 +9,7 @@
 #include "engine/file_choice.h"
 #include "engine/sync_folder.h"
 #include "engine/tree_walk.h"
+#include "files/error_text.h"
 #include "files/path.h"
 #include "rules/file_filters.h"
 
@@ -133,9 +134,24 @@ void BackupWalk::HandleByPatterns(const FolderPair& pair, FolderReader& reader,
   }
 }
 
+/// Without its rules a run backs up more than it is to, so that must not pass for a good one.
+void MakeSureOfRules(RunContext& context) {
+  ExclusionSet& rules = context.Exclusions;
+  if (!rules.ExcEnabled || !rules.File().Unreadable()) return;
+  rules.LoadExclusions();
+  const ErrorCode error = rules.File().Unreadable();
+  if (!error) return;
+  ++context.Counters.FailedFiles;
+  context.LogTimed(FailText(context.State, error, u": 讀取排除規則 (失敗)", rules.File().Path()));
+  if (context.Plan) {
+    context.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, rules.File().Path());
+  }
+}
+
 }  // namespace
 
 void BackupFolder(RunContext& context, const BackupJob& job) {
+  MakeSureOfRules(context);
   BackupWalk(context, job).Run();
 }
 

@@ -22,6 +22,8 @@ class SharedFile {
   const std::u16string& Path() const { return path_; }
 
   Result<std::string> Read();
+  /// Why the last Read found the file but could not read it; 0 when it did or found none.
+  ErrorCode Unreadable() const { return unreadable_; }
   /// Replaces the content at once or not at all; gives the error code. A file that no longer holds
   /// what was last read or written here is kept first. One that the last Read found but could not
   /// read, or that cannot be read now, is never written over.

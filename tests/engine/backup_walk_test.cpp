@@ -206,6 +206,23 @@ TEST_F(BackupWalkTest, PatternListsDecideWhatTakesPart) {
   }
 }
 
+TEST_F(BackupWalkTest, RulesThatCannotBeReadAreToldAndReadAsSoonAsTheyCan) {
+  WriteTestFile(Source() / "a.bak", "x");
+  const fs::path file = Temp.Home() / "Exc.txt";
+  const std::string rules = "R\tTrue\t*\t*\t*.bak\r\n";
+  fs::remove(file);
+  fs::create_directory(file);
+  Program.Exclusions.ExcEnabled = true;
+  Program.Exclusions.LoadExclusions();
+  BackupJob& job = AddJob();
+  EXPECT_EQ(Run(job).FailedFiles, 1U);
+  EXPECT_NE(LogLines().find("讀取排除規則 (失敗)"), std::string::npos);
+  fs::remove(file);
+  WriteTestFile(file, rules);
+  EXPECT_EQ(Run(job).FailedFiles, 0U);
+  EXPECT_EQ(Program.Context.Counters.ExcludedFiles, 1U);
+}
+
 TEST_F(BackupWalkTest, TheBuiltInRulesKeepTheirTargetsOutOfDrivesSharesAndOtherDisks) {
   Program.Exclusions.ExcEnabled = true;
   const bool disk = mount("none", Temp.Root().c_str(), "tmpfs", 0, "size=16m") == 0;

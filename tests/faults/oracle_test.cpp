@@ -38,7 +38,9 @@ struct PlayedJob {
 
 /// What a killed run has left is not there for the next one.
 Tree Healed(Tree tree) {
-  std::erase_if(tree, [](const auto& item) { return IsStaged(item.first); });
+  std::erase_if(tree, [](const auto& item) {
+    return IsStaged(item.first) || item.first.ends_with(".7z.tmp");
+  });
   return tree;
 }
 
@@ -389,7 +391,14 @@ void Play::Backup(PlayedJob& job, std::size_t how) {
   const bool whole = outlook.Failed == 0 && (!struck_ || Differences(outlook, now).empty());
   if (job.Dated) JudgeKept(job, unit, whole, all, all_now);
   if (struck_) {
-    Wrong(Losses(before, outlook, now));
+    Outlook wide = outlook;
+    if (job.Promised.Rules && result.ExitCode != 0) {
+      // Rules that could not be read are told, and leave nothing out.
+      Promise all_of_it = job.Promised;
+      all_of_it.Rules = false;
+      wide.Wanted.merge(Foresee(all_of_it, from, before).Wanted);
+    }
+    Wrong(Losses(before, wide, now));
     // A warning tells of times and permissions that could not be set.
     if (Figure(result.Output, "警告檔案總計　　　：") > 0) {
       for (const auto& [path, entry] : outlook.Wanted) outlook.Loose.insert(path);
@@ -432,7 +441,7 @@ Tree Play::Unpack(const fs::path& archive, const std::string& password) {
 
 void Play::Pack(PlayedJob& job, std::size_t how) {
   const std::string unit = Stamp("%Y年%m月%d日%H時.7z");
-  const Tree from = Source(job.Promised), all = ReadWhole(job.Dest);
+  const Tree from = Source(job.Promised), all = Healed(ReadWhole(job.Dest));
   const Tree before = Unpack(job.Dest / unit, job.Password);
   const Outlook outlook = ForeseePacked(job.Promised, from, before);
   const CommandResult result = RunJob(job, how);
@@ -482,6 +491,7 @@ void Play::Restore(PlayedJob& job) {
     }
   } else if (!packs && Below(2)) {
     promised.Type = "differential";
+    promised.Restores = true;
     command.insert(command.end(), {"--mode", "incremental"});
   }
   const Tree before = ReadWhole(target);

@@ -71,6 +71,14 @@ void Mirror(const std::string& folder, const Tree& from, Outlook& outlook) {
   }
 }
 
+/// A file that need not be copied, with the metadata of its source.
+Entry SetRight(const Entry& there, const Entry& source) {
+  Entry right = source;
+  right.Written = there.Written;
+  right.Bytes = MayRead(source) ? there.Bytes : std::string(there.Bytes.size(), '?');
+  return right;
+}
+
 void CopyFile(const Promise& job, const std::string& path, const Entry& entry, Outlook& outlook) {
   if (entry.Kind == 'S' || !TakesType(job, path)) return;
   if (job.Rules && Lower(path).ends_with(".bak")) return;
@@ -78,8 +86,12 @@ void CopyFile(const Promise& job, const std::string& path, const Entry& entry, O
   const bool is_there = there != outlook.Wanted.end();
   const bool compares = job.Type != "full";
   if (compares && is_there && LooksTheSame(entry, there->second)) {
-    outlook.Loose.insert(path);
     outlook.Left.insert(path);
+    if (job.Restores) {
+      outlook.Loose.insert(path);
+    } else {
+      outlook.Wanted[path] = SetRight(there->second, entry);
+    }
   } else if (job.KeepNewer && is_there && there->second.Written > entry.Written + 2 * kSecond) {
     outlook.Left.insert(path);
   } else if (TooLarge(job, entry)) {
@@ -116,9 +128,11 @@ Entry Packed(Entry entry) {
   return entry;
 }
 
-/// As an archive knows no owner and only coarse times.
-bool IsKept(const Entry& wanted, const Entry& found) {
+/// As an archive knows no owner and only coarse times; and what somebody has given to a copy itself
+/// may stay with one that is left alone.
+bool IsKept(const Entry& wanted, const Entry& found, bool left) {
   Entry entry = found;
+  if (left && entry.Owner.starts_with(wanted.Owner)) entry.Owner = wanted.Owner;
   if (wanted.Owner.empty()) entry = Packed(entry);
   return entry == wanted;
 }
@@ -200,6 +214,7 @@ Outlook ForeseePicked(const Promise& job, const Tree& from, const Tree& to,
   }
   Promise restore;
   restore.Type = "differential";
+  restore.Restores = true;
   restore.KeepNewer = job.KeepNewer;
   Outlook outlook = Foresee(restore, part, to);
   for (const std::string& path : leading) {
@@ -272,8 +287,9 @@ std::string Differences(const Outlook& outlook, const Tree& found) {
     const auto now = found.find(path);
     if (now == found.end()) {
       line(path, &wanted, nullptr);
-    } else if (outlook.Loose.contains(path) ? !wanted.SameContent(now->second)
-                                            : !IsKept(wanted, now->second)) {
+    } else if (outlook.Loose.contains(path)
+                   ? !wanted.SameContent(now->second)
+                   : !IsKept(wanted, now->second, outlook.Left.contains(path))) {
       line(path, &wanted, &now->second);
     }
   }
@@ -300,7 +316,7 @@ std::string Losses(const Tree& before, const Outlook& outlook, const Tree& found
   }
   for (const auto& [path, now] : found) {
     if (!known.contains(path) && !IsStaged(path) && !path.ends_with(".7z.tmp")) {
-      lines += path + " is a stray\n";
+      lines += path + " is a stray: " + Text(now) + "\n";
     }
   }
   return lines;

@@ -18,6 +18,7 @@ struct Promise {
   std::vector<std::string> Endings;  ///< file types, as ".txt"; none: all
   std::size_t MostKB = 0;            ///< 0: of any size
   std::string Inner;                 ///< where the destination lies in the source; empty: outside
+  bool Restores = false;             ///< it leaves files that it need not copy as they are
   bool KeepNewer = false;            ///< what is more than two seconds newer stays
 };
 
