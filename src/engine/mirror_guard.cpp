@@ -1,37 +1,82 @@
 #include "engine/mirror_guard.h"
 
+#include <atomic>
+#include <chrono>
+
 #include "base/number.h"
 #include "base/text.h"
 #include "engine/refusal.h"
 #include "engine/sync_folder.h"
+#include "files/disk_wait.h"
 #include "files/path.h"
 
 namespace kavrel {
 
 namespace {
 
-/// Goes where the run's synchronisation will go.
+/// The host of a thread that nobody watches: shows nothing, and hands a stop on.
+class ApartHost final : public RunHost {
+ public:
+  ApartHost(RunState& state, const std::atomic<bool>& stop) : state_(state), stop_(stop) {}
+  void PumpMessages() override {
+    if (stop_) state_.CancelRequested = true;
+  }
+  int ApiFileCopyCallback(std::uint64_t, std::uint64_t, std::uint32_t, std::uint64_t, std::uint64_t,
+                          std::uint32_t) override {
+    return 0;
+  }
+  void DrawCaptions(std::u16string_view, std::u16string_view, std::u16string_view) override {}
+  void ShowRunPanels(bool) override {}
+  void ResetProgress() override {}
+  void FillProgress() override {}
+  void RefreshJobRow(std::int32_t) override {}
+
+ private:
+  RunState& state_;
+  const std::atomic<bool>& stop_;
+};
+
+/// Goes where the run's synchronisation will go; with a second thread from the first folder on that
+/// has several subfolders, where the disks profit from it.
 class LookAhead {
  public:
   LookAhead(const RunContext& context, const BackupJob& job, ForeseenFolders& foreseen)
       : context_(context),
         job_(job),
         foreseen_(foreseen),
-        paths_(job.Source.WorkPath, job.Destination.WorkPath) {
-    plan_.Depth = RunPlan::Level::Counts;
-    context_.Plan = &plan_;
-    context_.Counters = {};
+        paths_(job.Source.WorkPath, job.Destination.WorkPath),
+        root_length_(paths_.Dest().size()) {
+    OnlyCount();
   }
 
   void Run() { Walk(nullptr, {}); }
 
   std::uint64_t Removed() const {
-    return std::uint64_t{context_.Counters.SyncDeletedFiles} + context_.Counters.RecycledFiles;
+    return std::uint64_t{context_.Counters.SyncDeletedFiles} + context_.Counters.RecycledFiles +
+           removed_by_other_;
   }
   std::uint64_t Kept = 0;
   bool SourceEmpty = false;
 
  private:
+  /// That of the second thread, which begins where the first one is.
+  LookAhead(const LookAhead& first, RunState& state, RunHost& host, ForeseenFolders& foreseen)
+      : context_(first.context_.Apart(state, host)),
+        job_(first.job_),
+        foreseen_(foreseen),
+        paths_(first.paths_),
+        root_length_(first.root_length_),
+        dest_root_(first.dest_root_) {
+    OnlyCount();
+    synchronisation_.emplace(context_, job_, *first.source_root_);
+  }
+
+  void OnlyCount() {
+    plan_.Depth = RunPlan::Level::Counts;
+    context_.Plan = &plan_;
+    context_.Counters = {};
+  }
+
   void Walk(const FolderPair* parent, std::u16string_view name) {
     if (context_.Exclusions.IsFolderExcluded(paths_.Source())) return;
     if (PathStartsWith(paths_.Source(), paths_.Dest().substr(0, root_length_))) return;
@@ -41,8 +86,10 @@ class LookAhead {
     if (!dest) return;
     if (!synchronisation_) {
       dest_root_ = {dest->Device, dest->Id, true};
+      source_root_ = &pair.Source;
       synchronisation_.emplace(context_, job_, pair.Source);
       SourceEmpty = !pair.SourceError && !FolderReader(pair.Source).Next();
+      may_share_ = ProfitsFromThreads(context_, pair);
     }
     if (dest_root_.Is(pair.SourceStatus)) return;
     SeenEntries seen;
@@ -50,21 +97,56 @@ class LookAhead {
     Kept += seen.KeptFiles;
     if (seen.Whole) foreseen_.Insert(*dest, std::move(seen.Folder));
     if (!job_.IncludeSubfolders) return;
-    for (const std::u16string& subfolder : seen.KeptFolders) {
+    const bool share = may_share_ && seen.KeptFolders.size() > 1;
+    may_share_ = may_share_ && !share;
+    std::atomic<std::size_t> next = 0;
+    if (share) return WalkTogether(pair, seen.KeptFolders, next);
+    WalkSubfolders(pair, seen.KeptFolders, next);
+  }
+
+  /// Goes into those that nobody has gone into.
+  void WalkSubfolders(const FolderPair& pair, const std::vector<std::u16string>& names,
+                      std::atomic<std::size_t>& next) {
+    for (std::size_t i = next++; i < names.size(); i = next++) {
       if (context_.State.CancelRequested) return;
-      const WalkPaths::Step step(paths_, subfolder);
-      Walk(&pair, subfolder);
+      const WalkPaths::Step step(paths_, names[i]);
+      Walk(&pair, names[i]);
     }
+  }
+
+  void WalkTogether(const FolderPair& pair, const std::vector<std::u16string>& names,
+                    std::atomic<std::size_t>& next) {
+    using namespace std::chrono_literals;
+    RunState state;
+    std::atomic<bool> stop = false;
+    ApartHost host(state, stop);
+    ForeseenFolders foreseen;
+    LookAhead other(*this, state, host, foreseen);
+    const DiskWait others([&] {
+      other.WalkSubfolders(pair, names, next);
+      return 0;
+    });
+    WalkSubfolders(pair, names, next);
+    for (stop = context_.State.CancelRequested; !others.Await(25ms);) {
+      context_.Host.PumpMessages();
+      stop = context_.State.CancelRequested;
+    }
+    removed_by_other_ = other.Removed();
+    Kept += other.Kept;
+    foreseen_.Add(std::move(foreseen));
   }
 
   RunContext context_;
   const BackupJob& job_;
   ForeseenFolders& foreseen_;
   WalkPaths paths_;
-  const std::size_t root_length_ = paths_.Dest().size();
+  const std::size_t root_length_;
   RunPlan plan_;
   FolderIdentity dest_root_;
+  const Folder* source_root_ = nullptr;  ///< while it is walked
   std::optional<Synchronisation> synchronisation_;
+  bool may_share_ = false;
+  std::uint64_t removed_by_other_ = 0;
 };
 
 /// What is wrong with the run, in words; empty when nothing is.

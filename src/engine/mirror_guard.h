@@ -26,6 +26,10 @@ class ForeseenFolders {
     names_ += seen.Gone.size();
     if (names_ <= kMostNames) folders_.insert_or_assign(NumberOf(folder), std::move(seen));
   }
+  void Add(ForeseenFolders others) {
+    names_ += others.names_;
+    if (names_ <= kMostNames) folders_.merge(others.folders_);
+  }
   /// Null for a folder that is not known.
   const Folder* Find(const FileStatus& folder) const {
     const auto found = folders_.find(NumberOf(folder));

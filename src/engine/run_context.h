@@ -1,6 +1,8 @@
 // Everything that a run works with, handed down by reference.
 #pragma once
 
+#include <thread>
+
 #include "archive/compressed_backup.h"
 #include "core/job_store.h"
 #include "core/run_counters.h"
@@ -60,6 +62,12 @@ struct RunContext {
   /// Where set, nothing is done but decided, counted and noted here. The log stays closed.
   RunPlan* Plan = nullptr;
 
+  /// The same for another thread that only looks around.
+  RunContext Apart(RunState& state, RunHost& host) const {
+    return {Files, Clock,   state,      host,     Store,  Settings, Exclusions,
+            Log,   LogRows, ProgramLog, Archiver, Staged, Mounts,   {}};
+  }
+
   /// Writes a timed line into the run's log.
   void LogTimed(std::u16string_view text) {
     if (!Plan) Log.WriteTimed(text);
@@ -73,5 +81,11 @@ struct RunContext {
     return {Files, Clock, Archiver, State, Host, Log, Counters, Staged, Plan};
   }
 };
+
+/// Whether a second thread pays: on a network disk or with one processor it does not.
+inline bool ProfitsFromThreads(const RunContext& context, const FolderPair& root) {
+  return context.CopyAhead && std::thread::hardware_concurrency() > 1 && root.Source &&
+         root.Source.OnLocalDisk() && root.Dest.OnLocalDisk();
+}
 
 }  // namespace kavrel

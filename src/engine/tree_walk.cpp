@@ -235,8 +235,7 @@ void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16strin
 }
 
 void TreeWalk::MayGoAhead(const FolderPair& root) {
-  const bool pays = context_.CopyAhead && !context_.Plan && std::thread::hardware_concurrency() > 1;
-  if (pays && root.Source && root.Source.OnLocalDisk() && root.Dest.OnLocalDisk()) {
+  if (!context_.Plan && ProfitsFromThreads(context_, root)) {
     dest_.ReleaseLate();
     ahead_.emplace(copy_, [this](const FileStatus* source, const FileStatus* dest) {
       return JudgeAhead(source, dest);

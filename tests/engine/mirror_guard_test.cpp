@@ -27,7 +27,9 @@ class MirrorGuardTest : public testing::Test, protected TestProgram {
       }
     }
     for (int i = 0; i < gone; ++i) {
-      WriteTestFile(Dest() / ("k0/g" + std::to_string(i / 10)) / std::to_string(i), "x");
+      // In all of the folders, which two threads may share.
+      const fs::path folder = "k" + std::to_string(i / 10 % ((kept + 9) / 10));
+      WriteTestFile(Dest() / folder / ("g" + std::to_string(i / 10)) / std::to_string(i), "x");
     }
   }
   /// A run that the guard stops: nothing is removed, and its log and row say so.
