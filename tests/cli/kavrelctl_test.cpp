@@ -512,8 +512,8 @@ TEST_F(KavrelctlTest, AnOutputThatIsClosedFullOrBrokenHarmsNoFileAndEndsNoBatch)
   WriteTestFile(source_ / "a", std::string(1 << 20, 'x'));
   WriteTestFile(source_ / "b", "small");
   ASSERT_EQ(Add().ExitCode, 0);
-  ASSERT_EQ(Ctl({"add", "--name", "B", "--source", source_, "--dest", temp_.Root() / "second",
-                 "--no-source-folder"})
+  ASSERT_EQ(Ctl({"add", "--name", "B", "--source", source_.string(), "--dest",
+                 (temp_.Root() / "second").string(), "--no-source-folder"})
                 .ExitCode,
             0);
   const auto both = Command({"run", "文件 A", "B"});
