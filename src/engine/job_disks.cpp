@@ -14,11 +14,6 @@ constexpr std::u16string_view kRoot = u"/";
 /// Disks that take turns at one place.
 constexpr std::size_t kMostMarks = 16;
 
-bool IsBelow(std::u16string_view path, std::u16string_view folder) {
-  return folder == kRoot || (path.starts_with(folder) &&
-                             (path.size() == folder.size() || path[folder.size()] == u'/'));
-}
-
 /// What cannot be kept in a line of text stays unknown.
 bool FitsInLine(std::u16string_view text) {
   return std::none_of(text.begin(), text.end(), [](char16_t c) { return c < u' '; });
@@ -81,9 +76,9 @@ class JobDisks {
   /// Whether a run of the job comes to what is mounted at this point.
   bool IsInside(bool of_source, std::u16string_view point) const {
     const std::u16string& place = Place(of_source);
-    if (place.empty() || point.size() <= place.size() || !IsBelow(point, place)) return false;
+    if (place.empty() || point.size() <= place.size() || !IsAtOrBelow(point, place)) return false;
     const std::u16string& other = Place(!of_source);
-    if (IsBelow(other, point) || IsBelow(point, other)) return false;
+    if (IsAtOrBelow(other, point) || IsAtOrBelow(point, other)) return false;
     return job_.IncludeSubfolders && (of_source ? !IsExcluded(point) : !job_.Compressed);
   }
 
@@ -102,8 +97,8 @@ class JobDisks {
   }
 
   bool Matters(const KnownMount& known) const {
-    return known.Point != kRoot &&
-           (IsBelow(Place(known.OfSource), known.Point) || IsInside(known.OfSource, known.Point));
+    return known.Point != kRoot && (IsAtOrBelow(Place(known.OfSource), known.Point) ||
+                                    IsInside(known.OfSource, known.Point));
   }
 
   std::u16string MatterWith(const KnownMount& known) const {
@@ -115,7 +110,7 @@ class JobDisks {
         });
     if (same || (mounted && (mark.empty() || known.Marks.empty()))) return {};
     std::u16string text(known.OfSource ? u"來源" : u"目標");
-    if (!IsBelow(Place(known.OfSource), known.Point)) text += u"資料夾中的";
+    if (!IsAtOrBelow(Place(known.OfSource), known.Point)) text += u"資料夾中的";
     text += mounted ? u"磁碟不是先前的那一個：" : u"磁碟沒有掛載：";
     return text += known.Point;
   }

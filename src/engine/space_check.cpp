@@ -24,8 +24,7 @@ std::uint64_t BytesOnSourceDisks(const RunContext& context, const BackupJob& job
                                  std::uint64_t own) {
   const std::u16string root = context.Files.RealPath(job.Source.WorkPath);
   for (const std::u16string& point : context.Mounts.Points()) {
-    if (!point.starts_with(root) || point.size() <= root.size()) continue;
-    if (root != u"/" && point[root.size()] != u'/') continue;
+    if (!IsAtOrBelow(point, root) || point.size() <= root.size()) continue;
     const Result<Folder> inner = context.Files.OpenFolder(point);
     const Result<DiskSpace> disk = inner ? inner->Space() : Result<DiskSpace>::Fail(inner.Error);
     if (disk) own += disk->Used;

@@ -8,6 +8,13 @@
 
 namespace kavrel {
 
+/// Whether an absolute POSIX path is that of a folder or lies in it. Neither ends with "/" but that
+/// of the root.
+inline bool IsAtOrBelow(std::u16string_view path, std::u16string_view folder) {
+  return folder == u"/" || (path.starts_with(folder) &&
+                            (path.size() == folder.size() || path[folder.size()] == u'/'));
+}
+
 class MountTable {
  public:
   /// Reads the table anew; the file systems that hold no user's files are left out.

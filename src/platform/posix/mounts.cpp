@@ -43,14 +43,10 @@ bool IsOneOf(std::string_view word, const std::string_view (&words)[Size]) {
   return std::find(std::begin(words), std::end(words), word) != std::end(words);
 }
 
-bool IsBelow(std::u16string_view path, std::u16string_view folder) {
-  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == u'/');
-}
-
 bool IsBackground(std::u16string_view point) {
-  if (IsBelow(point, u"/run") && !IsBelow(point, u"/run/media")) return true;
+  if (IsAtOrBelow(point, u"/run") && !IsAtOrBelow(point, u"/run/media")) return true;
   return std::any_of(std::begin(kBackgroundFolders), std::end(kBackgroundFolders),
-                     [&](std::u16string_view folder) { return IsBelow(point, folder); });
+                     [&](std::u16string_view folder) { return IsAtOrBelow(point, folder); });
 }
 
 /// The first `count` components of an absolute path; empty when it has fewer.
@@ -65,9 +61,9 @@ std::u16string_view FirstComponents(std::u16string_view path, int count) {
 
 /// Where desktops and users mount disks that come and go: the path's place for one, or empty.
 std::u16string_view RemovablePlace(std::u16string_view path) {
-  if (IsBelow(path, u"/run/media")) return FirstComponents(path, 4);
-  if (IsBelow(path, u"/media")) return FirstComponents(path, 3);
-  if (IsBelow(path, u"/mnt")) return FirstComponents(path, 2);
+  if (IsAtOrBelow(path, u"/run/media")) return FirstComponents(path, 4);
+  if (IsAtOrBelow(path, u"/media")) return FirstComponents(path, 3);
+  if (IsAtOrBelow(path, u"/mnt")) return FirstComponents(path, 2);
   return {};
 }
 
@@ -199,7 +195,7 @@ void MountTable::Load() {
 
 std::u16string MountTable::PointOf(std::u16string_view path) const {
   for (const std::u16string& point : points_) {
-    if (IsBelow(path, point)) return point;
+    if (IsAtOrBelow(path, point)) return point;
   }
   return {};
 }
@@ -211,7 +207,7 @@ std::vector<std::u16string> MountTable::Volumes() const {
 std::vector<std::u16string> MountTable::DisksBelow(std::u16string_view path) const {
   std::vector<std::u16string> below;
   for (const std::u16string& point : disks_) {
-    const bool inside = path == u"/" || (IsBelow(point, path) && point.size() > path.size());
+    const bool inside = IsAtOrBelow(point, path) && point.size() > path.size();
     if (inside && (!IsBackground(point) || IsBackground(path))) below.push_back(point);
   }
   return below;
@@ -226,7 +222,7 @@ std::u16string MountTable::MissingPoint(std::u16string_view path) const {
   const std::u16string present = PointOf(path);
   std::u16string missing;
   for (const std::u16string& point : expected_) {
-    if (IsBelow(path, point) && point.size() > std::max(present.size(), missing.size())) {
+    if (IsAtOrBelow(path, point) && point.size() > std::max(present.size(), missing.size())) {
       missing = point;
     }
   }
@@ -234,9 +230,10 @@ std::u16string MountTable::MissingPoint(std::u16string_view path) const {
   // A disk may be mounted right below /media as well as below a user's folder there.
   const std::u16string_view place = RemovablePlace(path);
   const std::size_t root = place.rfind(u'/');
-  const bool mounted = !present.empty() && root != place.npos &&
-                       (present == place || IsBelow(present, place.substr(0, root)) ||
-                        (IsBelow(place, present) && !IsBackground(present) && present != u"/run"));
+  const bool mounted =
+      !present.empty() && root != place.npos &&
+      (present == place || IsAtOrBelow(present, place.substr(0, root)) ||
+       (IsAtOrBelow(place, present) && !IsBackground(present) && present != u"/run"));
   return mounted ? std::u16string() : std::u16string(place);
 }
 
