@@ -46,7 +46,7 @@ bool IsOnNetwork(const Program& program, std::u16string_view path) {
 /// How the destination lies to the source; empty when there is nothing to say.
 std::u16string_view CheckPlaces(const Program& program, std::u16string_view source_path,
                                 std::u16string_view destination_path) {
-  constexpr std::u16string_view kEqual = u"目標資料夾就是來源資料夾，備份會寫到來源自己身上。";
+  constexpr std::u16string_view kEqual = u"目標資料夾就是來源資料夾，什麼都不會備份。";
   constexpr std::u16string_view kInside = u"目標資料夾位於來源資料夾之內。";
   if (PathStartsWith(destination_path, source_path)) {
     return destination_path.size() == source_path.size() ? kEqual : kInside;
@@ -64,6 +64,12 @@ std::u16string_view CheckPlaces(const Program& program, std::u16string_view sour
   if (found != lineage->end()) {
     return found == lineage->begin() && destination.Exists ? kEqual : kInside;
   }
+  const Result<std::vector<FileStatus>> above = source->Lineage();
+  const bool in_destination =
+      above && destination.Exists &&
+      std::any_of(above->begin(), above->end(),
+                  [&](const FileStatus& folder) { return IsSame(folder, lineage->front()); });
+  if (in_destination) return u"來源資料夾位於目標資料夾之內，什麼都不會備份。";
   if (OnSameDisk(status->Device, lineage->front().Device)) {
     return u"目標與來源在同一個磁碟上，磁碟損壞時兩者會一起失去。";
   }
@@ -113,6 +119,10 @@ JobPreview PreviewJob(const Program& program, const JobForm& form) {
     warning = CheckPlaces(program, job.Source.Path, AddBackslash(folder));
   }
   if (!warning.empty()) preview.Warnings.push_back(warning);
+  if (form.Type != BackupType::Compressed &&
+      program.Exclusions.IsFolderExcluded(job.Source.Path)) {
+    preview.Warnings.push_back(u"排除規則排除了整個來源資料夾，什麼都不會備份。");
+  }
   return preview;
 }
 

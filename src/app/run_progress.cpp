@@ -57,13 +57,17 @@ void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder,
   running_ = true;
   count_.reset();
   if (job.Compressed) return;
-  count_ = std::make_unique<TreeCount>(context_.Files, restore ? backup_folder : job_.Source.Path,
-                                       only      ? std::u16string_view()
-                                       : restore ? std::u16string_view(job_.Source.Path)
-                                                 : backup_folder,
-                                       only || job_.IncludeSubfolders, restore ? nullptr : &job_,
-                                       restore ? nullptr : &context_.Exclusions);
-  if (only) count_->CountOnly(*only);
+  const std::u16string_view from = restore ? backup_folder : std::u16string_view(job_.Source.Path);
+  if (only) {
+    count_ = std::make_unique<TreeCount>(context_.Files, from, std::u16string_view(),
+                                         Scope::OfPicked(from, *only));
+  } else if (restore) {
+    count_ = std::make_unique<TreeCount>(context_.Files, from, job_.Source.Path,
+                                         Scope::OfRestore(job_.IncludeSubfolders));
+  } else {
+    count_ = std::make_unique<TreeCount>(context_.Files, from, backup_folder,
+                                         Scope(job_, context_.Exclusions, backup_folder));
+  }
 }
 
 void RunProgress::End() {

@@ -11,8 +11,7 @@
 #include "base/text.h"
 #include "base/wildcard.h"
 #include "files/path.h"
-#include "rules/date_tokens.h"
-#include "rules/file_filters.h"
+#include "walk/scope.h"
 
 namespace kavrel {
 
@@ -38,23 +37,25 @@ class ListBuilder {
   /// in the archive as it is.
   ListBuilder(ArchiveContext& context, const BackupJob& job,
               const SevenZipLibrary::Archive* into = nullptr)
-      : context_(context), job_(job), into_(into), patterns_(SplitPatterns(job.FileTypes)) {
+      : context_(context), job_(job), into_(into), scope_(Scope::OfArchive(job)) {
     const Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
-    if (destination) destination_ = destination->Status();
+    if (destination) scope_.SetOwn(IdentityOf(*destination));
   }
 
   void Walk(const Folder& folder, const std::u16string& prefix) {
     std::vector<std::u16string> subfolders;
     const bool is_destination = IsDestination(folder);
+    const FolderScope here = scope_.In({});
     FolderReader reader(folder);
     while (const FolderEntry* entry = reader.Next()) {
       context_.Host.PumpMessages();
       if (context_.State.CancelRequested) return;
       if (entry->Kind == FileKind::Folder) {
-        subfolders.push_back(entry->Name);
-      } else if (Takes(entry->Name) && !(is_destination && IsOwnArchive(entry->Name))) {
+        if (here.TakesFolder(entry->Name)) subfolders.push_back(entry->Name);
+      } else if (here.TimesTaken(entry->Name) > 0 &&
+                 !(is_destination && IsOwnArchive(entry->Name))) {
         ++Found;
-        Add(folder, prefix, *entry);
+        Add(folder, prefix, here, *entry);
       }
     }
     if (reader.Error()) Fail(u": 讀取目錄 (失敗)：", prefix);
@@ -94,20 +95,13 @@ class ListBuilder {
   /// all before it.
   bool IsDestination(const Folder& folder) const {
     const Result<FileStatus> status = folder.Status();
-    return destination_ && status && status->Id == destination_->Id &&
-           status->Device == destination_->Device;
+    return status && scope_.Own().Is(*status);
   }
 
-  bool Takes(std::u16string_view name) const {
-    if (job_.ExcludeFileTypes) return !MatchesPatternList(name, job_.FileTypes);
-    return std::any_of(patterns_.begin(), patterns_.end(),
-                       [&](std::u16string_view pattern) { return MatchesFileMask(name, pattern); });
-  }
-
-  void Add(const Folder& folder, const std::u16string& prefix, const FolderEntry& entry) {
+  void Add(const Folder& folder, const std::u16string& prefix, const FolderScope& here,
+           const FolderEntry& entry) {
     const std::u16string path = prefix + entry.Name;
-    if (entry.Kind == FileKind::Special) {
-      // A socket, pipe or device has no content that a backup could keep.
+    if (here.LeavesOut(entry)) {
       ++context_.Counters.SourceFiles;
       ++context_.Counters.ExcludedFiles;
       LogLine(u": 略過特殊檔案 (成功)：", path);
@@ -120,8 +114,7 @@ class ListBuilder {
       Fail(u": 備份檔案 (失敗)：", path);
       return;
     }
-    if (job_.LimitFileSize && status->Kind == FileKind::File &&
-        static_cast<std::int64_t>(status->Size) > std::int64_t{job_.MaxFileSizeKB} * 1024) {
+    if (!scope_.WithinSizeLimit(*status)) {
       Note(PlanAction::LeaveOut, PlanReason::TooLarge, path, status->Size);
       return;
     }
@@ -169,8 +162,7 @@ class ListBuilder {
   const BackupJob& job_;
   const SevenZipLibrary::Archive* const into_;
   std::set<std::u16string, std::less<>> names_, folders_;  ///< what is listed, and what holds it
-  const std::vector<std::u16string_view> patterns_;
-  Result<FileStatus> destination_ = Result<FileStatus>::Fail(-1);
+  Scope scope_;
 };
 
 /// Removes the unfinished archives that killed runs of other hours left in the folder. One that was
@@ -253,8 +245,7 @@ Secret CompressionSwitch(CompressionLevel level, const BackupJob& job) {
 }
 
 std::u16string ArchivePath(const BackupJob& job, Clock& clock) {
-  return JoinPath(ExpandDateTokens(job.Destination.WorkPath, clock),
-                  ArchiveStamp(clock.Now()) + u".7z");
+  return JoinPath(job.Destination.WorkPath, ArchiveStamp(clock.Now()) + u".7z");
 }
 
 void PlanCompression(ArchiveContext& context, const BackupJob& job) {
@@ -316,6 +307,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
     }
     RemoveOldHalves(context, folder);
   }
+  context.Log.FlushDue(true);
   const int result = archiver.DoCommand(kZipKind);
   if (!lists.Dropped.empty()) RemoveListFile(context.Files, ListKind::Dropped);
   if (result == 0) return 0;

@@ -39,7 +39,7 @@ class DestChanges::CopyChange final : public Change {
 
   void Commit(GroupCommit& group) override {
     File replaced;
-    if (staged_.Commit(folder_->Folder, &replaced)) return GiveUp(kErrAccess);
+    if (const ErrorCode error = staged_.Commit(folder_->Folder, &replaced)) return GiveUp(error);
     group.LetGo(*folder_, std::move(replaced));
     RunCounters& counters = changes_.context_.Counters;
     if (warning_) {
@@ -58,7 +58,7 @@ class DestChanges::CopyChange final : public Change {
       changes_.names_.NoteLeft();
       if (unnamed_) unnamed_->Spoilt = true;
     }
-    if (why) changes_.CountFailed(source_path_);
+    if (why) changes_.CountFailed(source_path_, ApiErrorText(why));
   }
 
   std::optional<NameChange> Naming() const override {
@@ -215,13 +215,9 @@ const std::shared_ptr<const CommitFolder>& DestChanges::Shared(const FolderPair&
 
 CopySide DestChanges::Side(const FolderPair& pair, std::u16string_view path,
                            std::u16string_view name, const FileStatus* dest) const {
-  return {pair.Dest,
-          path,
-          name,
-          dest,
-          !pair.DestManners.SyncsWhole,
-          pair.Unnamed != nullptr,
-          pair.DestPassesAccessOn};
+  return {pair.Dest, path, name, dest, !pair.DestManners.SyncsWhole,
+          // What another pattern of the job has copied there already is replaced like any other.
+          pair.Unnamed && !dest, pair.DestPassesAccessOn};
 }
 
 CopyResult DestChanges::StagePatiently(const std::function<CopyResult()>& stage) {
@@ -234,15 +230,16 @@ CopyResult DestChanges::StagePatiently(const std::function<CopyResult()>& stage)
   return state.CancelRequested ? result : stage();
 }
 
-void DestChanges::CountFailed(std::u16string_view source_path) {
+void DestChanges::CountFailed(std::u16string_view source_path, std::u16string_view why) {
   ++context_.Counters.FailedFiles;
   context_.LogTimed(file_failed_text_, source_path);
+  context_.LogWhy(why);
 }
 
 void DestChanges::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
                           const CopyResult& result, StagedFile staged,
                           std::u16string_view source_path) {
-  if (result.Failed) return CountFailed(source_path);
+  if (result.Failed) return CountFailed(source_path, result.Message);
   if (result.Warning) context_.LogTimed(result.Message);
   if (!staged) {
     ++context_.Counters.CopiedFiles;

@@ -51,7 +51,8 @@ class DestChanges {
   /// counted at once, and so is one that copied nothing.
   void AddCopy(const FolderPair& pair, std::u16string_view dest_path, const CopyResult& result,
                StagedFile staged, std::u16string_view source_path);
-  void CountFailed(std::u16string_view source_path);
+  /// `why`: in words, or empty where that is not known.
+  void CountFailed(std::u16string_view source_path, std::u16string_view why = {});
 
   /// From now on files that are left alone, and folders, are compared with their sources in what
   /// they have beside their content, and set right. Between two roots.

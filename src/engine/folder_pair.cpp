@@ -25,17 +25,6 @@ bool IsTopOfDisk(const Folder& folder) {
 
 }  // namespace
 
-FolderIdentity IdentityOf(const Folder& folder) {
-  const Result<FileStatus> status = folder.Status();
-  return status ? FolderIdentity{status->Device, status->Id, true} : FolderIdentity();
-}
-
-bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder) {
-  return std::any_of(folders.begin(), folders.end(), [&](const FileStatus& one) {
-    return one.Device == folder.Device && one.Id == folder.Id;
-  });
-}
-
 bool MayBeLeftOver(const FileStatus& folder, const FileStatus& dest,
                    const std::vector<FileStatus>& source_lineage) {
   return !IsAmong(source_lineage, folder) && folder.Device == dest.Device &&

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "files/folder_identity.h"
 #include "files/group_commit.h"
 #include "platform/files.h"
 
@@ -41,22 +42,6 @@ struct FolderPair {
   mutable std::shared_ptr<const CommitFolder> Shared;
   mutable std::shared_ptr<UnnamedFolder> Unnamed;  ///< null once its name is on the way
 };
-
-/// Which folder it is, whatever path leads to it.
-struct FolderIdentity {
-  std::uint64_t Device = 0, Id = 0;
-  bool Known = false;
-
-  bool Is(const FileStatus& status) const {
-    return Known && status.Device == Device && status.Id == Id;
-  }
-};
-
-/// Known unless the folder cannot be looked at.
-FolderIdentity IdentityOf(const Folder& folder);
-
-/// Whether the folder is one of those.
-bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder);
 
 /// Whether a folder that lies in `dest` may be a left-over of a backup. Neither one that the source
 /// lies in nor whatever is mounted here, another disk or another folder of the same one, is.

@@ -9,6 +9,7 @@
 #include "engine/sync_folder.h"
 #include "files/disk_wait.h"
 #include "files/path.h"
+#include "walk/scope.h"
 
 namespace kavrel {
 
@@ -45,7 +46,7 @@ class LookAhead {
         job_(job),
         foreseen_(foreseen),
         paths_(job.Source.WorkPath, job.Destination.WorkPath),
-        root_length_(paths_.Dest().size()) {
+        scope_(job, context.Exclusions, job.Destination.WorkPath) {
     OnlyCount();
   }
 
@@ -65,8 +66,7 @@ class LookAhead {
         job_(first.job_),
         foreseen_(foreseen),
         paths_(first.paths_),
-        root_length_(first.root_length_),
-        dest_root_(first.dest_root_) {
+        scope_(first.scope_) {
     OnlyCount();
     synchronisation_.emplace(context_, job_, *first.source_root_);
   }
@@ -78,20 +78,20 @@ class LookAhead {
   }
 
   void Walk(const FolderPair* parent, std::u16string_view name) {
-    if (context_.Exclusions.IsFolderExcluded(paths_.Source())) return;
-    if (PathStartsWith(paths_.Source(), paths_.Dest().substr(0, root_length_))) return;
+    if (scope_.IsExcluded(paths_.Source())) return;
     const FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
     if (!pair.Source || !pair.Dest) return;
     const Result<FileStatus> dest = pair.Dest.Status();
     if (!dest) return;
     if (!synchronisation_) {
-      dest_root_ = {dest->Device, dest->Id, true};
+      scope_.SetOwn({dest->Device, dest->Id, true});
+      if (scope_.IsOwnRoot(paths_.Source(), pair.Source)) return;
       source_root_ = &pair.Source;
       synchronisation_.emplace(context_, job_, pair.Source);
       SourceEmpty = !pair.SourceError && !FolderReader(pair.Source).Next();
       may_share_ = ProfitsFromThreads(context_, pair);
     }
-    if (dest_root_.Is(pair.SourceStatus)) return;
+    if (scope_.IsOwn(paths_.Source(), &pair.SourceStatus)) return;
     SeenEntries seen;
     if (!synchronisation_->SyncFolder(pair, paths_, &seen)) return;
     Kept += seen.KeptFiles;
@@ -140,9 +140,8 @@ class LookAhead {
   const BackupJob& job_;
   ForeseenFolders& foreseen_;
   WalkPaths paths_;
-  const std::size_t root_length_;
+  Scope scope_;
   RunPlan plan_;
-  FolderIdentity dest_root_;
   const Folder* source_root_ = nullptr;  ///< while it is walked
   std::optional<Synchronisation> synchronisation_;
   bool may_share_ = false;

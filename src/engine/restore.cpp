@@ -10,71 +10,40 @@ namespace kavrel {
 
 namespace {
 
-/// No exclusions, no file types, no size limit: what was backed up comes back.
+bool IsKnown(RestoreMode mode) {
+  return mode == RestoreMode::Full || mode == RestoreMode::Incremental;
+}
+
 class RestoreWalk final : public TreeWalk {
  public:
   RestoreWalk(RunContext& context, const BackupJob& job, RestoreMode mode)
-      : TreeWalk(context,
+      : TreeWalk(context, Scope::OfRestore(job.IncludeSubfolders, IsKnown(mode)),
                  {job.Source.WorkPath, job.Destination.WorkPath, mode == RestoreMode::Incremental,
-                  job.IncludeSubfolders, u": 還原檔案 (失敗)："}),
-        known_(mode == RestoreMode::Full || mode == RestoreMode::Incremental) {}
+                  u": 還原檔案 (失敗)："}) {}
 
  protected:
   bool EnterFolder() override { return !Cancelled(); }
-  void HandleFiles(const FolderPair& pair, FolderReader& reader,
-                   std::vector<std::u16string>& subfolders) override {
-    if (known_) return TreeWalk::HandleFiles(pair, reader, subfolders);
-    while (const FolderEntry* entry = reader.Next()) {
-      if (entry->Kind == FileKind::Folder) NoteSubfolder(*entry, subfolders);
-    }
-  }
-
- private:
-  const bool known_;
 };
 
 /// Enters only what leads to something picked.
 class PickedWalk final : public TreeWalk {
  public:
   PickedWalk(RunContext& context, const BackupJob& job, const RestorePick& pick)
-      : TreeWalk(context, {job.Source.WorkPath, job.Destination.WorkPath, true, true,
-                           u": 還原檔案 (失敗)：", !pick.ReplaceNewer, true}),
-        paths_wanted_(pick.Paths),
-        root_length_(paths_.Source().size()) {}
+      : TreeWalk(context, Scope::OfPicked(job.Source.WorkPath, pick.Paths),
+                 {job.Source.WorkPath, job.Destination.WorkPath, true, u": 還原檔案 (失敗)：",
+                  !pick.ReplaceNewer}),
+        paths_wanted_(pick.Paths) {}
 
  protected:
   bool EnterFolder() override { return !Cancelled(); }
-  void HandleFiles(const FolderPair& pair, FolderReader& reader,
-                   std::vector<std::u16string>& subfolders) override {
-    const std::u16string at = Here();
-    while (const FolderEntry* entry = reader.Next()) {
-      if (Cancelled()) return;
-      const std::u16string path = RelativePath(at, entry->Name);
-      const bool wanted = paths_wanted_.Holds(path);
-      if (entry->Kind == FileKind::Folder) {
-        if (wanted || paths_wanted_.LeadsTo(path)) NoteSubfolder(*entry, subfolders);
-      } else if (wanted) {
-        HandleFile(pair, entry->Name, entry->Kind);
-      }
-    }
-  }
   /// A folder that only leads to something picked, or the target itself, is not a copy.
   bool FinishesFolder(const FolderPair& pair) override {
-    const std::u16string at = Here();
+    const std::u16string at = scope_.Relative(paths_.Source());
     return pair.DestIsNew || (!at.empty() && paths_wanted_.Holds(at));
   }
 
  private:
-  std::u16string Here() const {
-    const std::u16string_view below = paths_.Source().substr(root_length_);
-    if (below.empty()) return {};
-    std::u16string path(below.substr(0, below.size() - 1));
-    if (PathSeparator(paths_.Source()) == u'\\') path = ReplaceAll(path, u"\\", u"/");
-    return path;
-  }
-
   const PathSet& paths_wanted_;
-  const std::size_t root_length_;
 };
 
 bool IsInBackup(const FileSystem& files, std::u16string_view root, std::u16string_view path) {

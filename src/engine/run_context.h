@@ -10,6 +10,7 @@
 #include "core/run_plan.h"
 #include "core/settings.h"
 #include "engine/folder_pair.h"
+#include "files/error_text.h"
 #include "files/run_state.h"
 #include "files/staging_journal.h"
 #include "log/job_log.h"
@@ -71,6 +72,13 @@ struct RunContext {
   /// Writes a timed line into the run's log.
   void LogTimed(std::u16string_view text) {
     if (!Plan) Log.WriteTimed(text);
+  }
+  /// Below a line that tells of a failure: why. For a code of 0 nothing is known.
+  void LogWhy(std::u16string_view reason) {
+    if (!reason.empty()) LogTimed(u": 原因：", reason);
+  }
+  void LogWhy(ErrorCode code) {
+    if (code) LogWhy(ApiErrorText(code));
   }
   /// A timed line of the text and what it is about.
   void LogTimed(std::u16string_view text, std::u16string_view what) {

@@ -136,6 +136,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   if (result == 0) WriteArchiveListing(archiving, job, archive, job.Destination.WorkPath);
   WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
   context.Log.CloseJobLog();
+  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
   return EndRun(context);
 }
 

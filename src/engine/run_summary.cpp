@@ -13,14 +13,15 @@ std::u16string SummaryLine(std::u16string_view label, std::uint64_t count) {
   return line;
 }
 
-void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string_view summary) {
+void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string_view backup,
+                       std::u16string_view summary) {
   std::u16string separator;
   for (int i = 0; i < 49; ++i) separator += u"-=";
   JobLog& log = context.Log;
   log.WriteJobLog({});
   log.WriteJobLog(separator);
   log.WriteJobLog(u"來源備份資料夾　　：" + job.Source.Path);
-  log.WriteJobLog(u"目標存放資料夾　　：" + ExpandedDestination(job, context.Clock));
+  log.WriteJobLog(u"目標存放資料夾　　：" + std::u16string(backup));
   log.WriteJobLog(ReplaceAll(summary, u"&", u"&&"));
   log.WriteJobLog(separator);
   log.WriteJobLog({});
@@ -31,7 +32,7 @@ void AppendLogRow(RunContext& context, const BackupJob& job, std::u16string_view
   context.LogRows.Append({job.Name, std::u16string(status), Grouped(last.CopiedFiles),
                           Grouped(last.UnchangedFiles), Grouped(last.FailedFiles),
                           DateTimeText(job.RunStarted), DateTimeText(job.NextRun),
-                          context.Log.CurrentPath()});
+                          context.Log.ListedPath()});
 }
 
 void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_view elapsed) {
@@ -62,7 +63,7 @@ void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_v
     text += u"執行備份所花費時間：";
     text += elapsed;
   }
-  WriteSummaryBlock(context, job, text);
+  WriteSummaryBlock(context, job, job.Destination.WorkPath, text);
   AppendLogRow(context, job, status);
 }
 
@@ -76,7 +77,7 @@ void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
   if (job.Destination.WorkPath != job.Source.Path) {
     more += u"還原到資料夾　　　：" + job.Destination.WorkPath + u"\r\n";
   }
-  WriteSummaryBlock(context, job,
+  WriteSummaryBlock(context, job, job.Source.WorkPath,
                     u"還原排程名稱　　　：" + job.Name + u"\r\n" + u"還原執行狀態　　　：" +
                         status + u"\r\n" +
                         SummaryLine(u"來源檔案總計　　　：", context.Counters.SourceFiles) +

@@ -13,7 +13,8 @@ std::u16string SummaryLine(std::u16string_view label, std::uint64_t count);
 
 /// Writes the block around a summary's own lines: separators, and the job's source and destination.
 /// "&" is doubled in the text.
-void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string_view summary);
+void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string_view backup,
+                       std::u16string_view summary);
 
 /// Adds the run's row to the log list.
 void AppendLogRow(RunContext& context, const BackupJob& job, std::u16string_view status);

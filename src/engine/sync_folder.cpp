@@ -46,9 +46,11 @@ Synchronisation::Synchronisation(RunContext& context, const BackupJob& job,
   source_lineage_ = *source_root.Lineage();
 }
 
-void Synchronisation::CountFailure(std::u16string_view text, std::u16string_view what) {
+void Synchronisation::CountFailure(std::u16string_view text, std::u16string_view what,
+                                   ErrorCode why) {
   ++context_.Counters.FailedFiles;
   context_.LogTimed(text, what);
+  context_.LogWhy(why);
 }
 
 bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t>& held) {
@@ -256,7 +258,8 @@ void Synchronisation::FinishFile(ErrorCode error, std::u16string_view name,
     ++counters.FailedFiles;
     in->Whole = false;
   } else {
-    CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：", name);
+    CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：", name,
+                 error);
   }
 }
 
@@ -268,7 +271,8 @@ void Synchronisation::FinishFolder(ErrorCode error, std::u16string_view path,
     return;
   }
   if (in) in->Whole = false;
-  CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：", path);
+  CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：", path,
+               error);
   PlanFailure(true, PlanReason::Blocked, path);
 }
 

@@ -35,8 +35,11 @@ class Synchronisation {
   /// both sides have are not entered: the walk comes to them in turn. An item stays when the source
   /// has one of the same name and kind, whatever its size or date, excluded or not. False when the
   /// source folder could not be listed to its end, which is logged and counted here. Before the
-  /// first removal of all, the mirror guard may stop the run. What it finds is put into `seen`.
+  /// first removal of all the mirror guard is asked. What it finds is put into `seen`.
   bool SyncFolder(const FolderPair& pair, const WalkPaths& paths, SeenEntries* seen = nullptr);
+  /// Asks the mirror guard, once: to be called before the run's first change of any kind. False
+  /// when it has stopped the run.
+  bool PassesGuard();
   /// Removals go there, and are made in their turn; it outlives this, and has nothing pending when
   /// this goes. Not needed with a plan.
   void UseGroup(GroupCommit& group) { group_ = &group; }
@@ -48,7 +51,6 @@ class Synchronisation {
 
  private:
   bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);
-  bool PassesGuard();
   void SyncForeseen(const FolderPair& pair, const ForeseenFolders::Folder& foreseen,
                     std::u16string& path, const FileStatus& dest);
   void SyncEntry(const FolderPair& pair, const FolderEntry& entry, std::u16string& path,
@@ -76,7 +78,7 @@ class Synchronisation {
                       const SharedEmptying& in);
   bool EmptyFolder(const Folder& folder, std::u16string& path, const FileStatus& dest,
                    const SharedEmptying& own);
-  void CountFailure(std::u16string_view text, std::u16string_view what);
+  void CountFailure(std::u16string_view text, std::u16string_view what, ErrorCode why = 0);
 
   RunContext& context_;
   const BackupJob& job_;

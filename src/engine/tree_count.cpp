@@ -1,26 +1,21 @@
 #include "engine/tree_count.h"
 
-#include "base/text.h"
 #include "files/path.h"
 
 namespace kavrel {
 
 TreeCount::TreeCount(const FileSystem& files, std::u16string_view from, std::u16string_view to,
-                     bool subfolders, const BackupJob* job, const ExclusionSet* exclusions)
+                     Scope scope)
     : file_system_(files),
       to_(AddBackslash(to)),
-      exclusions_(exclusions && exclusions->ExcEnabled ? exclusions : nullptr),
-      subfolders_(subfolders),
-      path_(AddBackslash(from)),
-      root_length_(path_.size()) {
-  if (job) choice_.emplace(*job);
-}
+      scope_(std::move(scope)),
+      path_(AddBackslash(from)) {}
 
 bool TreeCount::Advance(std::size_t entries) {
   if (!started_) {
     started_ = true;
     if (const Result<Folder> dest = file_system_.OpenFolder(to_)) {
-      dest_root_ = IdentityOf(*dest);
+      scope_.SetOwn(IdentityOf(*dest));
     }
     Enter(file_system_.OpenFolder(path_), 0);
   }
@@ -39,26 +34,16 @@ bool TreeCount::Advance(std::size_t entries) {
 }
 
 void TreeCount::Enter(Result<Folder> folder, std::size_t path_length) {
-  bool out = PathStartsWith(path_, to_) || (exclusions_ && exclusions_->IsFolderExcluded(path_));
-  if (only_ && path_.size() > root_length_) {
-    const std::u16string relative =
-        Relative(std::u16string_view(path_).substr(0, path_.size() - 1));
-    out = out || !(only_->Holds(relative) || only_->LeadsTo(relative));
-  }
   const Result<FileStatus> status = folder ? folder->Status() : Result<FileStatus>();
-  if (out || !folder || !status || dest_root_.Is(*status)) {
+  const bool own = folder && (levels_.empty() ? scope_.IsOwnRoot(path_, *folder)
+                                              : scope_.IsOwn(path_, status ? &*status : nullptr));
+  if (!status || !folder || own || scope_.IsExcluded(path_)) {
     path_.resize(path_length);
     done_ = levels_.empty();
     return;
   }
-  excluded_here_ = exclusions_ ? exclusions_->In(path_) : FolderExclusions();
-  levels_.push_back({std::move(*folder), {}, 0, path_length});
+  levels_.push_back({std::move(*folder), {}, scope_.In(path_), 0, path_length});
   reader_ = std::make_unique<FolderReader>(levels_.back().Folder);
-}
-
-std::u16string TreeCount::Relative(std::u16string_view path) const {
-  const std::u16string relative(path.substr(root_length_));
-  return PathSeparator(path_) == u'\\' ? ReplaceAll(relative, u"\\", u"/") : relative;
 }
 
 void TreeCount::EnterNext() {
@@ -77,17 +62,16 @@ void TreeCount::EnterNext() {
 }
 
 void TreeCount::Take(const FolderEntry& entry) {
+  Level& level = levels_.back();
   if (entry.Kind == FileKind::Folder) {
-    if (subfolders_) levels_.back().Subfolders.push_back(entry.Name);
+    if (level.Here.TakesFolder(entry.Name)) level.Subfolders.push_back(entry.Name);
     return;
   }
-  if (only_ && !only_->Holds(Relative(path_ + entry.Name))) return;
-  const std::uint64_t times = choice_ ? choice_->TimesTaken(entry.Name) : 1;
+  const std::uint32_t times = level.Here.TimesTaken(entry.Name);
   files_counted_ += times;
-  if (times == 0 || entry.Kind == FileKind::Special) return;
-  if (excluded_here_.IsFileExcluded(entry.Name)) return;
-  const Result<FileStatus> status = levels_.back().Folder.Status(entry.Name);
-  if (!status || (choice_ && !choice_->WithinSizeLimit(*status))) return;
+  if (times == 0 || level.Here.LeavesOut(entry)) return;
+  const Result<FileStatus> status = level.Folder.Status(entry.Name);
+  if (!status || !scope_.WithinSizeLimit(*status)) return;
   bytes_ += times * status->Size;
 }
 

@@ -5,6 +5,7 @@
 #include "files/error_text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
+#include "walk/folder_files.h"
 
 namespace kavrel {
 
@@ -25,6 +26,8 @@ std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatu
 
 namespace {
 
+constexpr std::uint64_t kLongCopy = std::uint64_t{16} << 20;
+
 /// False for two links that point to different places, which their sizes and times do not tell.
 bool SameLinkTarget(const FolderPair& pair, std::u16string_view name, const FileStatus* source) {
   if (!source || source->Kind != FileKind::Link) return true;
@@ -34,12 +37,14 @@ bool SameLinkTarget(const FolderPair& pair, std::u16string_view name, const File
 
 }  // namespace
 
-TreeWalk::TreeWalk(RunContext& context, const Options& options)
+TreeWalk::TreeWalk(RunContext& context, Scope scope, const Options& options)
     : context_(context),
       paths_(options.From, options.To),
+      scope_(std::move(scope)),
       options_(options),
       dest_(context, options_.To, options_.FileFailedText),
       copy_{context.State, context.Clock, &context.Host, nullptr, &dest_.Names()},
+      may_change_(!options.AsksFirst),
       root_length_(paths_.Source().size()) {}
 
 void TreeWalk::Run() {
@@ -52,31 +57,33 @@ std::u16string TreeWalk::BelowRoot(std::u16string_view name) const {
 }
 
 void TreeWalk::RememberRoot(const FolderPair& pair) {
-  if (!dest_root_.Known && pair.Dest) dest_root_ = IdentityOf(pair.Dest);
+  if (!scope_.Own().Known && pair.Dest) scope_.SetOwn(IdentityOf(pair.Dest));
 }
 
 bool TreeWalk::LeadsElsewhere() const {
   const FolderIdentity& found = context_.DestRoot;
-  return found.Known && dest_root_.Known &&
-         (found.Device != dest_root_.Device || found.Id != dest_root_.Id);
+  return found.Known && scope_.Own().Known &&
+         (found.Device != scope_.Own().Device || found.Id != scope_.Own().Id);
 }
 
 void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, TwinNames* siblings) {
   if (!EnterFolder()) return;
-  // A destination inside the source is never copied into itself, whatever path leads there.
-  if (!options_.MayLieInside && PathStartsWith(paths_.Source(), options_.To)) return;
-  if (siblings && HasTwinsPlace(*parent, name, *siblings)) {
-    ++context_.Counters.FailedFiles;
-    context_.LogTimed(u": 建立目錄 (失敗)：", paths_.Dest());
+  if (scope_.IsExcluded(paths_.Source())) {
+    LeaveFolderOut();
+    if (!parent) LeaveRootOut(PlanReason::Rule);
     return;
+  }
+  if (siblings && HasTwinsPlace(*parent, name, *siblings)) {
+    return DestinationFailed(0);
   }
   FolderPair pair = dest_.Open(parent, name, paths_);
   RememberRoot(pair);
-  if (!parent && LeadsElsewhere()) {
-    ++context_.Counters.FailedFiles;
-    return DestinationFailed();
+  if (!parent && LeadsElsewhere()) return DestinationFailed(0);
+  // A destination inside the source is never copied into itself, whatever path leads there.
+  if (!parent && pair.Source && scope_.IsOwnRoot(paths_.Source(), pair.Source)) {
+    return LeaveRootOut(PlanReason::OwnPlace);
   }
-  if (pair.Source && dest_root_.Is(pair.SourceStatus)) return;
+  if (scope_.IsOwn(paths_.Source(), pair.Source ? &pair.SourceStatus : nullptr)) return;
   if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
     dest_.KeepMetadata(pair.Source, pair.Dest);
   }
@@ -87,11 +94,8 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   const bool report = BeforeFiles(pair);
   if (Cancelled()) return;
   if (ahead_) ahead_->Expect();
-  if (!ReadyDestination(parent, name, pair)) {
-    ++context_.Counters.FailedFiles;
-    DestinationFailed();
-    return;
-  }
+  if (!pair.Dest && !PassesMayChange()) return;
+  if (!ReadyDestination(parent, name, pair)) return DestinationFailed(pair.DestError);
   RememberRoot(pair);
   if (!parent && !ahead_) MayGoAhead(pair);
 
@@ -144,7 +148,11 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
   if (!error) {
     FolderReader reader(pair.Source);
     file_names_ = {};
-    HandleFiles(pair, reader, subfolders);
+    const FolderScope here = scope_.In(paths_.Source());
+    VisitFiles(reader, scope_, here, subfolders, [&](const FolderEntry& file, bool again) {
+      if (!Cancelled()) HandleFile(pair, here, file, again);
+      return !Cancelled();
+    });
     FinishAhead(pair);
     error = reader.Error();
   }
@@ -157,6 +165,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
     // Whoever reads the log must learn that something of the source is missing from the copy.
     ++context_.Counters.FailedFiles;
     context_.LogTimed(u": 讀取目錄 (失敗)：", paths_.Source());
+    context_.LogWhy(error);
     if (context_.Plan) {
       context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, true, BelowRoot({}));
     }
@@ -164,28 +173,15 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
   return !Cancelled();
 }
 
-void TreeWalk::HandleFiles(const FolderPair& pair, FolderReader& reader,
-                           std::vector<std::u16string>& subfolders) {
-  while (const FolderEntry* entry = reader.Next()) {
-    if (Cancelled()) return;
-    if (entry->Kind == FileKind::Folder) {
-      NoteSubfolder(*entry, subfolders);
-    } else {
-      HandleFile(pair, entry->Name, entry->Kind);
-    }
-  }
-}
-
-void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind,
+void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file,
                           bool again) {
-  if (Cancelled()) return;
-  if (LeavesFileOut(name)) return LeaveOut(pair, PlanReason::Rule, name);
-  // A socket, pipe or device has no content that a backup could keep.
-  if (kind == FileKind::Special) return LeaveOut(pair, PlanReason::Special, name);
+  const std::u16string_view name = file.Name;
+  if (const auto reason = here.LeavesOut(file)) return LeaveOut(pair, *reason, name, again);
   const std::vector<std::u16string> twins = file_names_.Note(pair.Source, name);
   if (DestChanges::WantsName(pair) && FinishAhead(pair)) dest_.GiveName(pair);
+  const bool by_pattern = again;
   again = again || IsGoing(name);
-  if (ahead_ && kind == FileKind::File && !again && twins.empty()) {
+  if (ahead_ && file.Kind == FileKind::File && !again && twins.empty()) {
     ahead_->Add({{pair.Source, paths_.Source(), {}, nullptr},
                  dest_.Side(pair, paths_.Dest(), {}, nullptr),
                  pair.DestIsNew},
@@ -204,12 +200,16 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
   const bool dest_there = source && (!pair.DestIsNew || looks) && (dest = pair.Dest.Status(name)) &&
                           !(context_.Plan && IsPlannedGone(name));
   context_.Host.PumpMessages();
+  const bool planned = context_.Plan && by_pattern && source && scope_.WithinSizeLimit(*source) &&
+                       !(dest_there && dest->Kind == FileKind::Folder);
   // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
   // lost in it.
   if (!Cancelled()) {
     if (dest_there && MeansATwin(pair.Dest, twins, name)) {
       dest_.CountFailed(paths_.SourceOf(name));
       file_names_.Forget(name);
+    } else if (planned) {
+      PlanAgain(*source);
     } else {
       DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
     }
@@ -218,20 +218,39 @@ void TreeWalk::HandleFile(const FolderPair& pair, std::u16string_view name, File
 }
 
 void TreeWalk::CountSize(const FileStatus* source) {
-  if (!source || !WithinSizeLimit(*source)) return;
+  if (!source || !scope_.WithinSizeLimit(*source)) return;
   RunCounters& counters = context_.Counters;
   counters.SourceBytes += source->Size;
   counters.LargestFile = std::max(counters.LargestFile, source->Size);
 }
 
-void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name) {
+void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name,
+                        bool again) {
   if (!FinishAhead(pair)) return;
   ++context_.Counters.SourceFiles;
   ++context_.Counters.ExcludedFiles;
   context_.LogTimed(
       reason == PlanReason::Rule ? u": 排除檔案 (成功)：" : u": 略過特殊檔案 (成功)：",
       paths_.SourceOf(name));
-  if (context_.Plan) context_.Plan->Add(PlanAction::LeaveOut, reason, false, BelowRoot(name));
+  if (context_.Plan && !again) {
+    context_.Plan->Add(PlanAction::LeaveOut, reason, false, BelowRoot(name));
+  }
+}
+
+void TreeWalk::LeaveFolderOut() {
+  context_.LogTimed(u"排除資料夾 (成功)：", paths_.Source());
+  ++context_.Counters.ExcludedFolders;
+  if (context_.Plan) {
+    context_.Plan->Add(PlanAction::LeaveOut, PlanReason::Rule, true, BelowRoot({}));
+  }
+}
+
+void TreeWalk::LeaveRootOut(PlanReason reason) {
+  ++context_.Counters.FailedFiles;
+  context_.LogTimed(reason == PlanReason::Rule ? u": 排除規則排除了整個來源，沒有備份 (失敗)："
+                                               : u": 來源位於目標之內，沒有備份 (失敗)：",
+                    paths_.Source());
+  if (context_.Plan) context_.Plan->Add(PlanAction::Fail, reason, true, BelowRoot({}));
 }
 
 void TreeWalk::MayGoAhead(const FolderPair& root) {
@@ -256,7 +275,8 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
   }
   if (KeepsNewer(source, dest)) return CopyAhead::Verdict::Wait;
   const bool small = source->Size <= kLargest && source->Allocated >= source->Size;
-  return small && WithinSizeLimit(*source) ? CopyAhead::Verdict::Copy : CopyAhead::Verdict::Wait;
+  return small && may_change_ && scope_.WithinSizeLimit(*source) ? CopyAhead::Verdict::Copy
+                                                                 : CopyAhead::Verdict::Wait;
 }
 
 bool TreeWalk::FinishAhead(const FolderPair& pair) {
@@ -299,8 +319,10 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
     // Nothing can be copied from it; but what is not looked at must not pass for a good backup.
     // One that is gone by now needs none.
     if (!source) {
-      if (!IsNotFound(pair.Source.Status(name).Error)) ++context_.Counters.UnseenFiles;
+      const ErrorCode why = pair.Source.Status(name).Error;
+      if (!IsNotFound(why)) ++context_.Counters.UnseenFiles;
       context_.LogTimed(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
+      context_.LogWhy(why);
       if (context_.Plan) {
         context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, BelowRoot(name));
       }
@@ -319,7 +341,15 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
 
 void TreeWalk::SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
                         const FileStatus& dest) {
-  if (!context_.Plan) return dest_.UpdateFile(pair, name, source, dest, paths_.Dest());
+  if (!context_.Plan) {
+    const MetadataPlace* metadata = dest_.Metadata();
+    const bool may_differ = metadata && (metadata->Differs(source, dest) ||
+                                         metadata->AttributesMayDiffer(source, dest));
+    if (may_differ && PassesMayChange()) {
+      dest_.UpdateFile(pair, name, source, dest, paths_.Dest());
+    }
+    return;
+  }
   if (!dest_.WouldUpdate(pair, name, source, dest)) return;
   ++context_.Counters.UpdatedAttributes;
   context_.Plan->Add(PlanAction::Update, PlanReason::Attributes, false, BelowRoot(name));
@@ -339,6 +369,7 @@ bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) cons
 }
 
 void TreeWalk::LeaveAsItIs(std::u16string_view name) {
+  context_.Log.FlushDue();
   if (!context_.Plan) {
     context_.Host.FillProgress();
     context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
@@ -349,11 +380,14 @@ void TreeWalk::LeaveAsItIs(std::u16string_view name) {
 
 void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
                            const FileStatus* source, const FileStatus* dest) {
+  if (!PassesMayChange()) return;
+  // What comes now may take long: a run that is killed meanwhile leaves what it has told so far.
+  context_.Log.FlushDue(source && source->Size > kLongCopy);
   CopyResult result;
   StagedFile staged;
   if (context_.Plan) {
     result = PlanCopy(name, source, dest);
-  } else if (source && !WithinSizeLimit(*source)) {
+  } else if (source && !scope_.WithinSizeLimit(*source)) {
     result.Failed = false;  // Counts as copied, with no bytes.
   } else if (source) {
     const CopySide from{pair.Source, paths_.Source(), name, source};
@@ -363,13 +397,34 @@ void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
   dest_.AddCopy(pair, paths_.Dest(), result, std::move(staged), paths_.SourceOf(name));
 }
 
+/// A file that this plan has a copy of already, because another of the job's patterns found it.
+void TreeWalk::PlanAgain(const FileStatus& source) {
+  if (options_.Compare) {
+    ++context_.Counters.UnchangedFiles;
+  } else {
+    ++context_.Counters.CopiedFiles;
+    context_.Counters.CopiedBytes += source.Size;
+  }
+}
+
+bool TreeWalk::PassesMayChange() {
+  if (!may_change_ && MayChange()) may_change_ = true;
+  return may_change_;
+}
+
+void TreeWalk::DestinationFailed(ErrorCode why) {
+  ++context_.Counters.FailedFiles;
+  context_.LogTimed(u": 建立目錄 (失敗)：", paths_.Dest());
+  context_.LogWhy(why);
+}
+
 CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source,
                               const FileStatus* dest) {
   RunPlan& plan = *context_.Plan;
   const std::u16string path = BelowRoot(name);
   CopyResult result;
   result.Failed = false;
-  if (source && !WithinSizeLimit(*source)) {
+  if (source && !scope_.WithinSizeLimit(*source)) {
     plan.Add(PlanAction::LeaveOut, PlanReason::TooLarge, false, path, source->Size);
     return result;
   }

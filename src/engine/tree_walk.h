@@ -3,6 +3,7 @@
 // in the virtual functions.
 #pragma once
 
+#include <atomic>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@
 #include "engine/run_context.h"
 #include "files/copy_ahead.h"
 #include "files/twin_names.h"
+#include "walk/scope.h"
 
 namespace kavrel {
 
@@ -27,44 +29,31 @@ class TreeWalk {
  protected:
   struct Options {
     std::u16string_view From, To;
-    bool Compare;  ///< leave files that are the same on both sides
-    bool IncludeSubfolders;
+    bool Compare;                        ///< leave files that are the same on both sides
     std::u16string_view FileFailedText;  ///< before a file's path in the log
     bool KeepNewer = false;              ///< leave destinations that were written later
-    /// The source may lie below the destination, as a backup inside what it is restored to does.
-    bool MayLieInside = false;
+    bool AsksFirst = false;              ///< MayChange is asked before the first change
   };
   /// The context and the texts outlive the walk.
-  TreeWalk(RunContext& context, const Options& options);
+  TreeWalk(RunContext& context, Scope scope, const Options& options);
 
   /// Called when the walk comes to a folder; false leaves the folder out.
   virtual bool EnterFolder() { return true; }
   /// Called with both folders open, before the destination is made. False when it has found, and
   /// reported, that the source folder cannot be listed to its end.
   virtual bool BeforeFiles(const FolderPair&) { return true; }
-  virtual void DestinationFailed() {}
+  /// Asked before the first change of the destination, with AsksFirst; false ends the walk.
+  virtual bool MayChange() { return true; }
   /// Whether copies that stay are set right in what they have beside their content.
   virtual bool KeepsMetadata() const { return false; }
   /// Whether a folder's copy gets the folder's permissions and times.
   virtual bool FinishesFolder(const FolderPair&) { return true; }
-  /// Whether and how often a name takes part: HandleFile is called for each.
-  virtual void HandleFiles(const FolderPair& pair, FolderReader& reader,
-                           std::vector<std::u16string>& subfolders);
-  /// True keeps this file of the present folder out, which is logged and counted.
-  virtual bool LeavesFileOut(std::u16string_view) { return false; }
-  virtual bool WithinSizeLimit(const FileStatus&) const { return true; }
   /// Whether an entry of the present destination folder may be about to be removed.
   virtual bool IsGoing(std::u16string_view) const { return false; }
   /// While the run is only planned: whether its own synchronisation removes this entry of the
   /// present destination folder before it is looked at.
   virtual bool IsPlannedGone(std::u16string_view) const { return false; }
 
-  /// One file of the folder: decided, copied, counted. `again`: this name has come before.
-  void HandleFile(const FolderPair& pair, std::u16string_view name, FileKind kind,
-                  bool again = false);
-  void NoteSubfolder(const FolderEntry& entry, std::vector<std::u16string>& subfolders) const {
-    if (options_.IncludeSubfolders) subfolders.push_back(entry.Name);
-  }
   /// Where changes of the destination go.
   GroupCommit& Group() { return dest_.Group(); }
   bool Cancelled() const { return context_.State.CancelRequested; }
@@ -73,6 +62,7 @@ class TreeWalk {
 
   RunContext& context_;
   WalkPaths paths_;
+  Scope scope_;
 
  private:
   /// `siblings` are the folders of the parent that were walked before.
@@ -82,9 +72,15 @@ class TreeWalk {
   /// `report` tells whether a failed listing is still to be reported.
   bool CopyFolderFiles(const FolderPair& pair, bool report,
                        std::vector<std::u16string>& subfolders);
+  /// One file of the folder: decided, copied, counted. `again`: this name has come before.
+  void HandleFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file,
+                  bool again);
   void DecideOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                      const FileStatus* dest);
   bool ReadyDestination(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
+  bool PassesMayChange();
+  void DestinationFailed(ErrorCode why);
+  void PlanAgain(const FileStatus& source);
   bool PlanDestination(const FolderPair* parent, FolderPair& pair);
   CopyResult PlanCopy(std::u16string_view name, const FileStatus* source, const FileStatus* dest);
   void LeaveAsItIs(std::u16string_view name);
@@ -96,7 +92,10 @@ class TreeWalk {
                    const FileStatus* dest);
   /// Adds the file's size to what the run has dealt with.
   void CountSize(const FileStatus* source);
-  void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name);
+  void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name, bool again);
+  void LeaveFolderOut();
+  /// The whole tree: nothing is backed up, which must not pass for a good run.
+  void LeaveRootOut(PlanReason reason);
   /// Copying ahead begins where both roots lie on disks that profit from it.
   void MayGoAhead(const FolderPair& root);
   CopyAhead::Verdict JudgeAhead(const FileStatus* source, const FileStatus* dest) const;
@@ -112,9 +111,9 @@ class TreeWalk {
   DestChanges dest_;
   CopyContext copy_;
   std::optional<CopyAhead> ahead_;
-  TwinNames file_names_;  ///< of the present folder
-  FolderIdentity dest_root_;
-  std::size_t root_length_;  ///< of the source's path
+  std::atomic<bool> may_change_;  ///< read by the threads that work ahead
+  TwinNames file_names_;          ///< of the present folder
+  std::size_t root_length_;       ///< of the source's path
 };
 
 /// Why a file is to be copied; nothing when it is left as it is: with comparison, when its

@@ -46,7 +46,7 @@ void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& 
                         std::uint64_t elapsed) {
   const VerifyCounters& found = report.Counters;
   const std::u16string status = report.Stopped ? u"驗證中斷" : u"驗證完成";
-  WriteSummaryBlock(context, job,
+  WriteSummaryBlock(context, job, job.Destination.WorkPath,
                     u"驗證排程名稱　　　：" + job.Name + u"\r\n" + u"驗證執行狀態　　　：" +
                         status + u"\r\n" +
                         SummaryLine(u"來源檔案總計　　　：", context.Counters.SourceFiles) +

@@ -4,12 +4,12 @@
 #include <cstring>
 #include <set>
 
-#include "engine/file_choice.h"
 #include "engine/folder_pair.h"
 #include "engine/kept_entries.h"
 #include "engine/tree_walk.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
+#include "walk/scope.h"
 
 namespace kavrel {
 
@@ -52,7 +52,7 @@ class VerifyWalk {
       : context_(context),
         job_(job),
         report_(report),
-        choice_(job),
+        scope_(job, context.Exclusions, job.Destination.WorkPath),
         paths_(job.Source.WorkPath, job.Destination.WorkPath) {}
 
   void Run() { WalkFolder(nullptr, {}); }
@@ -64,7 +64,9 @@ class VerifyWalk {
   bool HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
   void FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
                   const std::set<std::u16string>& folders);
-  void VerifyFile(const FolderPair& pair, std::u16string_view name, FileKind kind);
+  void VerifyFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file);
+  /// What a run would leave out as a whole is no good backup.
+  void LeaveRootOut();
   void Compare(const FolderPair& pair, std::u16string_view name, const FileStatus& source);
   Content CompareContent(const FolderPair& pair, std::u16string_view name, std::uint64_t size);
   bool IsExtra(const Folder& folder, std::u16string_view name) const;
@@ -81,35 +83,35 @@ class VerifyWalk {
   RunContext& context_;
   const BackupJob& job_;
   VerifyReport& report_;
-  const FileChoice choice_;
+  Scope scope_;
   WalkPaths paths_;
-  FolderIdentity dest_root_;
-  FolderExclusions exclusions_;  ///< of the present folder
   std::vector<FileStatus> source_lineage_;
   Side source_side_, dest_side_;
 };
 
 void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
   VerifyCounters& found = report_.Counters;
-  if (Cancelled() || context_.Exclusions.IsFolderExcluded(paths_.Source())) return;
-  // What a run leaves out because it is the backup itself is no part of the source.
-  if (PathStartsWith(paths_.Source(), job_.Destination.WorkPath)) return;
+  if (Cancelled()) return;
+  if (scope_.IsExcluded(paths_.Source())) return parent ? void() : LeaveRootOut();
   FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
   if (pair.SourceError) {
     return Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
   }
   if (!parent) {
-    dest_root_ = IdentityOf(pair.Dest);
+    scope_.SetOwn(IdentityOf(pair.Dest));
+    if (scope_.IsOwnRoot(paths_.Source(), pair.Source)) return LeaveRootOut();
     source_lineage_ = *pair.Source.Lineage();
   }
-  if (dest_root_.Is(pair.SourceStatus) || !HasItsCopy(parent, name, pair)) return;
+  // What a run leaves out because it is the backup itself is no part of the source.
+  if (scope_.IsOwn(paths_.Source(), &pair.SourceStatus)) return;
+  if (!HasItsCopy(parent, name, pair)) return;
 
-  exclusions_ = context_.Exclusions.In(paths_.Source());
+  const FolderScope here = scope_.In(paths_.Source());
   std::set<std::u16string> files, folders;
   FolderReader reader(pair.Source);
   while (const FolderEntry* entry = reader.Next()) {
     (entry->Kind == FileKind::Folder ? folders : files).insert(entry->Name);
-    if (entry->Kind != FileKind::Folder) VerifyFile(pair, entry->Name, entry->Kind);
+    if (entry->Kind != FileKind::Folder) VerifyFile(pair, here, *entry);
     if (Cancelled()) return;
   }
   if (reader.Error()) {
@@ -117,8 +119,8 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
   } else if (job_.Synchronise && pair.Dest && !pair.KeptByDisk) {
     FindExtras(pair, files, folders);
   }
-  if (!job_.IncludeSubfolders) return;
   for (const std::u16string& subfolder : folders) {
+    if (!here.TakesFolder(subfolder)) continue;
     context_.Host.PumpMessages();
     if (Cancelled()) return;
     const WalkPaths::Step step(paths_, subfolder);
@@ -172,14 +174,19 @@ void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16strin
   if (reader.Error()) Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Dest());
 }
 
-void VerifyWalk::VerifyFile(const FolderPair& pair, std::u16string_view name, FileKind kind) {
-  if (choice_.TimesTaken(name) == 0) return;
-  const bool excluded = exclusions_.IsFileExcluded(name);
+void VerifyWalk::LeaveRootOut() {
+  Differs(report_.Counters.Unreadable, u": 驗證資料夾 (沒有備份)：", paths_.Source());
+}
+
+void VerifyWalk::VerifyFile(const FolderPair& pair, const FolderScope& here,
+                            const FolderEntry& file) {
+  const std::u16string_view name = file.Name;
+  if (here.TimesTaken(name) == 0) return;
   RunCounters& counters = context_.Counters;
   ++counters.SourceFiles;
   context_.Host.PumpMessages();
   if (Cancelled()) return;
-  if (excluded || kind == FileKind::Special) {
+  if (here.LeavesOut(file)) {
     ++counters.ExcludedFiles;
     return;
   }
@@ -189,7 +196,7 @@ void VerifyWalk::VerifyFile(const FolderPair& pair, std::u16string_view name, Fi
     if (IsNotFound(source.Error)) return;
     return Differs(report_.Counters.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
   }
-  if (!choice_.WithinSizeLimit(*source)) {
+  if (!scope_.WithinSizeLimit(*source)) {
     ++counters.ExcludedFiles;
     return;
   }

@@ -36,7 +36,7 @@ JobLog::~JobLog() {
 }
 
 void JobLog::OpenJobLog() {
-  if (file_ || failed_) return;
+  if (file_) return;
   const DateTime now = clock_.Now();
   const std::u16string folder_path = LogFolder(file_system_);
   const std::u16string stamp = LogFileStamp(now);
@@ -52,11 +52,13 @@ void JobLog::OpenJobLog() {
   }
   path_ = folder_path + name;
   failed_ = !file;
+  opened_ = bool(file);
   if (failed_) return;
   file_ = std::move(*file);
   buffer_ = u'\uFEFF';
   flushed_at_ = clock_.TickCount();
   WriteJobLog(Banner(u"開始時間：", now));
+  Flush();
 }
 
 void JobLog::WriteJobLog(std::u16string_view line) {
@@ -66,6 +68,11 @@ void JobLog::WriteJobLog(std::u16string_view line) {
   buffer_ += line;
   buffer_ += u"\r\n";
   if (buffer_.size() >= kFlushAt || clock_.TickCount() - flushed_at_ > kFlushAfter) Flush();
+}
+
+void JobLog::FlushDue(bool all) {
+  if (!file_ || failed_ || buffer_.empty()) return;
+  if (all || clock_.TickCount() - flushed_at_ > kFlushAfter) Flush();
 }
 
 void JobLog::WriteTimed(std::u16string_view text) {
@@ -86,7 +93,7 @@ void JobLog::WriteTimed(std::u16string_view text) {
 void JobLog::CloseJobLog() {
   if (!file_) return;
   WriteJobLog(Banner(u"完成時間：", clock_.Now()));
-  Flush();
+  if (!failed_) Flush();
   // What the run is told to have done can be read after a power cut, too.
   if (file_.Sync() != 0) failed_ = true;
   if (file_.Close() != 0) failed_ = true;

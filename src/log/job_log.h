@@ -13,6 +13,8 @@ namespace kavrel {
 
 /// The ending of every job log's name.
 inline constexpr std::u16string_view kJobLogEnding = u".txt";
+/// In the place of a path.
+inline constexpr std::u16string_view kNoJobLog = u"無法寫入日誌";
 
 class JobLog {
  public:
@@ -23,11 +25,12 @@ class JobLog {
   /// Closes an open log without an end banner.
   ~JobLog();
 
-  /// Opens a new log with its start banner. Does nothing when one is open or logging has failed.
+  /// Opens a new log with its start banner, which is at once in the file, and tries again where an
+  /// earlier log has failed. Does nothing when one is open.
   /// A log of the same second gets " (2)", " (3)" … before its ending.
   void OpenJobLog();
-  /// Writes one line; opens the log first when none is open. After the first failure of any log,
-  /// every later write of the process is skipped silently.
+  /// Writes one line; opens the log first when none is open. After a failure the rest of the log is
+  /// skipped silently.
   void WriteJobLog(std::u16string_view line);
   /// Writes one line, `text` after the present date-time, as the lines of a run begin. Line breaks
   /// in it are shown as ␊ and ␍.
@@ -35,9 +38,16 @@ class JobLog {
   /// Writes the end banner and closes.
   void CloseJobLog();
 
+  /// To be called often while a run is at work: brings lines to the file that have waited for a
+  /// second, or, before work that may take long, all of them.
+  void FlushDue(bool all = false);
+
+  /// Whether something of the current or last log could not be written.
   bool Failed() const { return failed_; }
   /// The path of the current or last log, also when it could not be opened.
   const std::u16string& CurrentPath() const { return path_; }
+  /// The same for a list of logs: where no file could be made, words that say so.
+  std::u16string ListedPath() const { return opened_ ? path_ : std::u16string(kNoJobLog); }
 
  private:
   void Flush();
@@ -50,7 +60,7 @@ class JobLog {
   DateTime time_{};  ///< of the last timed line, and its text
   std::u16string time_text_, line_;
   std::uint64_t flushed_at_ = 0;
-  bool failed_ = false;
+  bool failed_ = false, opened_ = false;
 };
 
 /// The file name of a job log's path, whatever system the path is of.

@@ -72,6 +72,8 @@ TEST_F(JobPreviewTest, WarnsOfADestinationThatIsTheSourceOrLiesInIt) {
   EXPECT_TRUE(Warns("之內"));
   Form.Destination = TempFolder::Text(Program.Source());
   EXPECT_TRUE(Warns("就是來源資料夾"));
+  Form.Destination = u"C:\\";
+  EXPECT_TRUE(Warns("來源資料夾位於目標資料夾之內"));
 }
 
 TEST_F(JobPreviewTest, WarnsOfOneDiskAndOfDisksThatAreNotThere) {

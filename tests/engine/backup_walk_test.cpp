@@ -10,6 +10,7 @@
 #include <set>
 
 #include "base/text.h"
+#include "engine/run_planner.h"
 #include "files/path.h"
 #include "support/test_program.h"
 #include "support/tree.h"
@@ -154,13 +155,56 @@ TEST_F(BackupWalkTest, DestinationInsideTheSourceIsNeverCopiedIntoItself) {
   job.Destination.Path = u"c:\\SRC\\backup";
   const fs::path other_case = Temp.DriveC() / "SRC";
   if (!fs::exists(other_case)) fs::create_directory_symlink("src", other_case);
-  WriteTestFile(Source() / "backups" / "b", "skipped: its path begins with the destination's");
+  WriteTestFile(Source() / "backups" / "b", "its path begins with the destination's letters");
   const RunCounters& counters = Run(job);
-  EXPECT_EQ(counters.CopiedFiles, 1U);
-  EXPECT_EQ(counters.Folders, 3U);
+  EXPECT_EQ(counters.CopiedFiles, 2U);
+  EXPECT_EQ(counters.FailedFiles, 0U);
   EXPECT_EQ(ReadTestFile(Source() / "backup" / "a"), "x");
   EXPECT_FALSE(fs::exists(Source() / "backup" / "backup"));
-  EXPECT_FALSE(fs::exists(Source() / "backup" / "backups"));
+  EXPECT_TRUE(fs::exists(Source() / "backup" / "backups" / "b"));
+
+  // A backup that lies in its source comes back as well as any other.
+  WriteTestFile(Source() / "a", "changed");
+  EXPECT_EQ(Program.RunRestoreNow(job.JobIndex, RestoreMode::Full), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(Source() / "a"), "x");
+  EXPECT_EQ(Program.Context.Counters.CopiedFiles, 2U);
+}
+
+TEST_F(BackupWalkTest, ASourceThatIsLeftOutAsAWholeIsAFailedRun) {
+  WriteTestFile(Source() / "deep" / "a", "x");
+  fs::create_directory_symlink(Temp.DriveC(), Temp.DriveD() / "up");
+  BackupJob& job = AddJob();
+  job.Source.Path = u"C:\\src\\deep\\";
+  const auto plan_fails = [&] {
+    RunPlan plan;
+    BackupJob planned = job;
+    planned.Source.WorkPath = planned.Source.Path;
+    planned.Destination.WorkPath = planned.Destination.Path;
+    return PlanWalk(Program.Context, planned, plan).FailedFiles;
+  };
+  // The destination is, or holds, the source, by its path and through a link.
+  for (const char16_t* place :
+       {u"C:\\src\\deep\\", u"C:\\src\\", u"D:\\up\\src\\", u"D:\\up\\src\\deep\\"}) {
+    job.Destination.Path = place;
+    EXPECT_EQ(plan_fails(), 1U);
+    const RunCounters counters = Run(job);
+    EXPECT_EQ(counters.CopiedFiles, 0U);
+    EXPECT_EQ(counters.FailedFiles, 1U);
+    EXPECT_EQ(LogLines(), ": 來源位於目標之內，沒有備份 (失敗)：C:\\src\\deep\\\n");
+  }
+  // Letters that two paths have in common say nothing.
+  job.Destination.Path = u"C:\\src\\de\\";
+  EXPECT_EQ(Run(job).CopiedFiles, 1U);
+
+  job.Destination.Path = u"D:\\dst\\";
+  WriteTestFile(Temp.Home() / "Exc.txt", "x\r\n");
+  Program.Exclusions.ExcEnabled = true;
+  ASSERT_TRUE(Program.Exclusions.SaveExclusions({{true, u"r", u"*", u"deep", u"*", {}, {}, {}}}));
+  EXPECT_EQ(plan_fails(), 1U);
+  EXPECT_EQ(Run(job).FailedFiles, 1U);
+  EXPECT_EQ(LogLines(),
+            "排除資料夾 (成功)：C:\\src\\deep\\\n"
+            ": 排除規則排除了整個來源，沒有備份 (失敗)：C:\\src\\deep\\\n");
 }
 
 TEST_F(BackupWalkTest, DestinationReachedThroughALinkIsRecognised) {

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "base/text.h"
+#include "engine/verify.h"
 #include "support/command.h"
 #include "support/test_program.h"
 #include "support/tree.h"
@@ -499,6 +500,26 @@ TEST(CompressedWithoutArchiver, NothingIsWritten) {
     EXPECT_EQ(program.Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::NoArchiver);
   }
   setenv("PATH", path.c_str(), 1);
+}
+
+TEST_F(CompressedTest, AnArchiveLiesWhereItsLogAndItsRestoreLook) {
+  // The source's name is appended as it is: its tags are letters.
+  const fs::path source = Temp.Root() / "in <yyyy> ";
+  WriteTestFile(source / "a", "x");
+  BackupJob& job = Job();
+  job.Source.Path = TempFolder::Text(source) + u"/";
+  job.Destination.Path = TempFolder::Text(Temp.DriveD()) + u"/<mm>/";
+  job.AddSourceFolder = true;
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_TRUE(fs::exists(Temp.DriveD() / "09" / "in <yyyy> " / "2009年09月23日15時.7z"));
+  const std::string log = LogText(Program.Log.CurrentPath());
+  EXPECT_NE(log.find("/09/in <yyyy> /2009年09月23日15時.7z"), log.npos) << log;
+  // A run saves the list of logs like any other.
+  EXPECT_NE(ReadTestFile(Temp.Home() / "Log" / "QVDlog.log"), "");
+  fs::remove(source / "a");
+  EXPECT_EQ(Restore(), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(source / "a"), "x");
+  EXPECT_EQ(RunVerifyJob(Program.Context, job).Counters.Differences(), 0U);
 }
 
 }  // namespace

@@ -28,8 +28,9 @@ struct Counted {
 Counted Count(TestProgram& test, const BackupJob& job, bool restore, std::size_t slice) {
   const std::u16string backup = test.Program.DestinationNow(job);
   TreeCount count(test.Program.Files, restore ? backup : job.Source.Path,
-                  restore ? job.Source.Path : backup, job.IncludeSubfolders,
-                  restore ? nullptr : &job, restore ? nullptr : &test.Program.Exclusions);
+                  restore ? job.Source.Path : backup,
+                  restore ? Scope::OfRestore(job.IncludeSubfolders)
+                          : Scope(job, test.Program.Exclusions, backup));
   for (int i = 0; !count.Advance(slice); ++i) {
     if (i == 1000) ADD_FAILURE() << "no end";
   }

@@ -77,20 +77,29 @@ TEST_F(JobLogTest, LinesReachTheFileWhileTheRunGoesOn) {
   {
     JobLog log(Temp.Files(), Clock);
     log.OpenJobLog();
+    EXPECT_EQ(Read(), start);
+    log.WriteJobLog(u"told at last");
     Clock.Advance(1000);
+    log.FlushDue();
+    EXPECT_EQ(Read(), start);
+    Clock.Advance(1);
+    log.FlushDue();
+    EXPECT_EQ(Read(), start + u"told at last\r\n");
     log.WriteJobLog(u"a");
     Clock.Advance(1);
     log.WriteJobLog(u"b");
-    EXPECT_EQ(Read(), start + u"a\r\nb\r\n");
+    Clock.Advance(1001);
+    log.WriteJobLog(u"c");
+    EXPECT_EQ(Read(), start + u"told at last\r\na\r\nb\r\nc\r\n");
     const std::u16string long_line(40000, u'x');
     log.WriteJobLog(long_line);
-    EXPECT_EQ(Read(), start + u"a\r\nb\r\n" + long_line + u"\r\n");
+    EXPECT_TRUE(Read().ends_with(u"c\r\n" + long_line + u"\r\n"));
     log.WriteJobLog(u"last");
   }
   EXPECT_TRUE(Read().ends_with(u"x\r\nlast\r\n")) << "a run that was torn off has no end banner";
 }
 
-TEST_F(JobLogTest, AfterALogThatCouldNotBeOpenedNoOtherIsTried) {
+TEST_F(JobLogTest, AfterALogThatCouldNotBeOpenedTheNextRunTriesAgain) {
   for (const bool file_in_its_place : {false, true}) {
     fs::remove_all(Logs);
     if (file_in_its_place) WriteTestFile(Logs, "x");
@@ -98,12 +107,15 @@ TEST_F(JobLogTest, AfterALogThatCouldNotBeOpenedNoOtherIsTried) {
     log.WriteJobLog(u"line");
     EXPECT_TRUE(log.Failed());
     EXPECT_EQ(log.CurrentPath(), TempFolder::Text(File())) << "the path that it would have had";
+    EXPECT_EQ(log.ListedPath(), kNoJobLog);
     fs::remove(Logs);
     fs::create_directory(Logs);
     log.OpenJobLog();
     log.WriteTimed(u"line");
     log.CloseJobLog();
-    EXPECT_TRUE(fs::is_empty(Logs));
+    EXPECT_FALSE(log.Failed());
+    EXPECT_EQ(log.ListedPath(), TempFolder::Text(File()));
+    EXPECT_TRUE(Read().find(u"line\r\n") != std::u16string::npos);
   }
 }
 

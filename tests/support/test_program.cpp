@@ -37,7 +37,7 @@ std::string TestProgram::LogLines() const {
     if (end == at || end == text.npos) break;
     std::string line = text.substr(at, end - at);
     if (line.starts_with(time)) line.erase(0, time.size());
-    lines += line + "\n";
+    if (!line.starts_with(": 原因：")) lines += line + "\n";
     at = end + 2;
   }
   return lines;

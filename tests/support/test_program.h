@@ -23,7 +23,8 @@ struct TestProgram {
   BackupJob& AddJob(BackupType type = BackupType::Full);
   /// The UTF-8 text of a job log, without its byte-order mark.
   std::string LogText(std::u16string_view path) const;
-  /// The lines of the last run's log that come before its summary, without banner and time.
+  /// The lines of the last run's log that come before its summary, without banner, time and
+  /// the reasons below failures.
   std::string LogLines() const;
 
   std::filesystem::path Source() const { return Temp.DriveC() / "src"; }

@@ -1,0 +1,101 @@
+#include "walk/scope.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "base/wildcard.h"
+#include "files/path.h"
+#include "rules/file_filters.h"
+
+namespace kavrel {
+
+Scope::Scope(const BackupJob& job, const ExclusionSet& rules, std::u16string_view own)
+    : rules_(&rules), own_path_(AddBackslash(own)), subfolders_(job.IncludeSubfolders) {
+  TakeTypes(job);
+}
+
+Scope Scope::OfArchive(const BackupJob& job) {
+  Scope scope;
+  scope.TakeTypes(job);
+  return scope;
+}
+
+Scope Scope::OfRestore(bool subfolders, bool files) {
+  Scope scope;
+  scope.subfolders_ = subfolders;
+  scope.files_ = files;
+  return scope;
+}
+
+Scope Scope::OfPicked(std::u16string_view root, const PathSet& only) {
+  Scope scope;
+  scope.only_ = &only;
+  scope.root_length_ = AddBackslash(root).size();
+  return scope;
+}
+
+void Scope::TakeTypes(const BackupJob& job) {
+  job_ = &job;
+  if (job.ExcludeFileTypes) return;
+  for (std::u16string_view pattern : SplitPatterns(job.FileTypes)) patterns_.emplace_back(pattern);
+  if (patterns_.size() == 1 && patterns_[0] == kAllFiles) patterns_.clear();
+}
+
+bool Scope::IsOwn(std::u16string_view folder, const FileStatus* status) const {
+  if (!own_path_.empty() && PathStartsWith(folder, own_path_)) return true;
+  return status && own_.Is(*status);
+}
+
+bool Scope::IsOwnRoot(std::u16string_view path, const Folder& root) const {
+  if (own_path_.empty()) return false;
+  if (IsOwn(path, nullptr)) return true;
+  const Result<std::vector<FileStatus>> lineage = root.Lineage();
+  return lineage && std::any_of(lineage->begin(), lineage->end(),
+                                [&](const FileStatus& above) { return own_.Is(above); });
+}
+
+FolderScope Scope::In(std::u16string_view folder) const {
+  FolderScope here;
+  here.scope_ = this;
+  if (rules_) here.exclusions_ = rules_->In(folder);
+  if (only_) here.at_ = Relative(folder);
+  return here;
+}
+
+bool Scope::WithinSizeLimit(const FileStatus& file) const {
+  return !job_ || !job_->LimitFileSize || file.Kind != FileKind::File ||
+         static_cast<std::int64_t>(file.Size) <= std::int64_t{job_->MaxFileSizeKB} * 1024;
+}
+
+std::u16string Scope::Relative(std::u16string_view folder) const {
+  if (folder.size() <= root_length_) return {};
+  const std::u16string below(folder.substr(root_length_, folder.size() - root_length_ - 1));
+  return PathSeparator(folder) == u'\\' ? ReplaceAll(below, u"\\", u"/") : below;
+}
+
+std::uint32_t FolderScope::TimesTaken(std::u16string_view name) const {
+  if (scope_->only_) return scope_->only_->Holds(RelativePath(at_, name)) ? 1 : 0;
+  const BackupJob* job = scope_->job_;
+  if (!job) return scope_->files_ ? 1 : 0;
+  if (job->ExcludeFileTypes) return MatchesPatternList(name, job->FileTypes) ? 0 : 1;
+  const std::vector<std::u16string>& patterns = scope_->patterns_;
+  if (patterns.empty()) return 1;
+  return static_cast<std::uint32_t>(
+      std::count_if(patterns.begin(), patterns.end(),
+                    [&](const std::u16string& pattern) { return MatchesFileMask(name, pattern); }));
+}
+
+std::optional<PlanReason> FolderScope::LeavesOut(const FolderEntry& file) const {
+  if (exclusions_.IsFileExcluded(file.Name)) return PlanReason::Rule;
+  // A socket, pipe or device has no content that a backup could keep.
+  if (file.Kind == FileKind::Special) return PlanReason::Special;
+  return std::nullopt;
+}
+
+bool FolderScope::TakesFolder(std::u16string_view name) const {
+  if (!scope_->only_) return scope_->subfolders_;
+  const std::u16string path = RelativePath(at_, name);
+  return scope_->only_->Holds(path) || scope_->only_->LeadsTo(path);
+}
+
+}  // namespace kavrel

@@ -1,0 +1,95 @@
+// What of a source tree belongs to a job. Backups, their previews and looks ahead, verifications,
+// restores, counts and the lists of archives all ask here, so that none of them sees another tree
+// than the others.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/backup_job.h"
+#include "core/run_plan.h"
+#include "files/folder_identity.h"
+#include "files/path_set.h"
+#include "platform/files.h"
+#include "rules/exclusion_rules.h"
+
+namespace kavrel {
+
+/// The part of a scope that concerns the entries of one folder. The scope outlives it.
+class FolderScope {
+ public:
+  FolderScope() = default;
+
+  /// How often a run comes to a file of that name: once for each pattern that finds it, 0 when it
+  /// is none of the job's.
+  std::uint32_t TimesTaken(std::u16string_view name) const;
+  /// Why a file that is one of the job's stays out all the same, as far as its name and kind tell.
+  std::optional<PlanReason> LeavesOut(const FolderEntry& file) const;
+  /// Whether the walk is to go into a subfolder of that name.
+  bool TakesFolder(std::u16string_view name) const;
+
+ private:
+  friend class Scope;
+  const class Scope* scope_ = nullptr;
+  FolderExclusions exclusions_;
+  std::u16string at_;  ///< relative to the root, where the scope is a choice of paths
+};
+
+class Scope {
+ public:
+  /// What a plain run of the job copies, and its verification compares. `own` is the destination's
+  /// path: no part of the source, should it lie in it. The arguments outlive the scope.
+  Scope(const BackupJob& job, const ExclusionSet& rules, std::u16string_view own);
+  /// What a run of the job packs: its file types and its size limit, no exclusion rules.
+  static Scope OfArchive(const BackupJob& job);
+  /// What a restore brings back: everything, or without `files` the folders alone. The backup may
+  /// lie in what it is restored to.
+  static Scope OfRestore(bool subfolders, bool files = true);
+  /// What of the tree below `root` was picked. `only` outlives the scope.
+  static Scope OfPicked(std::u16string_view root, const PathSet& only);
+
+  /// The destination, once it is open or made. Whoever knows it keeps it open for the walk, so that
+  /// nothing else gets its identity.
+  void SetOwn(const FolderIdentity& folder) { own_ = folder; }
+  const FolderIdentity& Own() const { return own_; }
+
+  /// Whether an exclusion rule leaves the folder out with all that is in it. Its path ends with its
+  /// separator.
+  bool IsExcluded(std::u16string_view folder) const {
+    return rules_ && rules_->IsFolderExcluded(folder);
+  }
+  /// Whether the folder is the job's destination or lies in it, by its path as far as that tells
+  /// and by its identity, not by letters that two paths have in common.
+  bool IsOwn(std::u16string_view folder, const FileStatus* status) const;
+  /// The same of the walk's root, which may lie in the destination under any path.
+  bool IsOwnRoot(std::u16string_view path, const Folder& root) const;
+
+  /// `folder`: its path with its trailing separator.
+  FolderScope In(std::u16string_view folder) const;
+  /// Links and folders have no size that counts.
+  bool WithinSizeLimit(const FileStatus& file) const;
+  /// The path of a folder below the root, its parts joined by "/". Of a choice of paths alone.
+  std::u16string Relative(std::u16string_view folder) const;
+
+  /// The job's patterns in their order; none where each name comes once.
+  const std::vector<std::u16string>& Patterns() const { return patterns_; }
+
+ private:
+  friend class FolderScope;
+  Scope() = default;
+  void TakeTypes(const BackupJob& job);
+
+  const BackupJob* job_ = nullptr;        ///< null: no file types and no size limit
+  const ExclusionSet* rules_ = nullptr;   ///< null: none
+  const PathSet* only_ = nullptr;         ///< null: everything
+  std::vector<std::u16string> patterns_;  ///< empty: all names, or those that no pattern finds
+  std::u16string own_path_;               ///< with its trailing separator; empty: none
+  FolderIdentity own_;
+  std::size_t root_length_ = 0;
+  bool subfolders_ = true, files_ = true;
+};
+
+}  // namespace kavrel
