@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "base/text.h"
+#include "files/owner_mark.h"
 
 namespace kavrel {
 
@@ -28,6 +29,7 @@ class FolderBrowser final : public BackupBrowser {
     FolderReader reader(*opened);
     while (const FolderEntry* entry = reader.Next()) {
       if (entry->Kind == FileKind::Special) continue;
+      if (folder.empty() && IsOwnerMark(entry->Name)) continue;
       BackupItem& item = items.emplace_back();
       item.Name = entry->Name;
       item.IsFolder = entry->Kind == FileKind::Folder;

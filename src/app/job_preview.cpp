@@ -76,6 +76,14 @@ std::u16string_view CheckPlaces(const Program& program, std::u16string_view sour
   return {};
 }
 
+/// The other jobs that write there, too. Those of the network are known by their paths alone.
+std::vector<const BackupJob*> SharingJobs(const Program& program, Clock& clock,
+                                          std::u16string_view folder, std::int32_t own) {
+  const std::vector<BackupJob>& jobs = program.Store.Jobs;
+  return JobsOfFolder(program.Files, clock, jobs, folder, own,
+                      [&](std::u16string_view path) { return !IsOnNetwork(program, path); });
+}
+
 /// Why the destination cannot be written to at the moment; empty when it can.
 std::u16string CheckMounted(const Program& program, std::u16string_view path) {
   if (PathKind(path) == 3) return u"無法備份到 FTP 位址。";
@@ -92,7 +100,7 @@ std::u16string CheckMounted(const Program& program, std::u16string_view path) {
 
 }  // namespace
 
-JobPreview PreviewJob(const Program& program, const JobForm& form) {
+JobPreview PreviewJob(const Program& program, const JobForm& form, std::int32_t own) {
   JobPreview preview;
   BackupJob job;
   FillJob(form, job);
@@ -119,9 +127,12 @@ JobPreview PreviewJob(const Program& program, const JobForm& form) {
     warning = CheckPlaces(program, job.Source.Path, AddBackslash(folder));
   }
   if (!warning.empty()) preview.Warnings.push_back(warning);
-  if (form.Type != BackupType::Compressed &&
-      program.Exclusions.IsFolderExcluded(job.Source.Path)) {
+  if (form.Type != BackupType::Compressed && program.Exclusions.IsFolderExcluded(job.Source.Path)) {
     preview.Warnings.push_back(u"排除規則排除了整個來源資料夾，什麼都不會備份。");
+  }
+  for (const BackupJob* other : SharingJobs(program, at_next_run, folder, own)) {
+    preview.Warnings.push_back(u"排程「" + other->Name +
+                               u"」也備份到這個資料夾，兩者的檔案會混在一起。");
   }
   return preview;
 }

@@ -12,6 +12,8 @@ std::u16string GuardedText(RunRefusal refusal) {
       return u", a disk is not there: ";
     case RunRefusal::Shrunk:
       return u", far less would be backed up than the last time: ";
+    case RunRefusal::PlaceOfOthers:
+      return u", the destination may be another job's: ";
     default:
       return u", the mirror guard stopped it: ";
   }

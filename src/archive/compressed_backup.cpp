@@ -10,7 +10,9 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "base/wildcard.h"
+#include "files/owner_mark.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 #include "walk/scope.h"
 
 namespace kavrel {
@@ -45,7 +47,7 @@ class ListBuilder {
   void Walk(const Folder& folder, const std::u16string& prefix) {
     std::vector<std::u16string> subfolders;
     const bool is_destination = IsDestination(folder);
-    const FolderScope here = scope_.In({});
+    const FolderScope here = scope_.In({}, prefix.empty());
     FolderReader reader(folder);
     while (const FolderEntry* entry = reader.Next()) {
       context_.Host.PumpMessages();
@@ -97,15 +99,20 @@ class ListBuilder {
     const Result<FileStatus> status = folder.Status();
     return status && scope_.Own().Is(*status);
   }
+  static bool IsOwnArchive(std::u16string_view name) {
+    if (name.ends_with(kOwnerMark)) name = MarkedArchive(name);
+    while (name.ends_with(kHalfEnding)) name.remove_suffix(kHalfEnding.size());
+    return MatchesPattern(name, kArchiveNames);
+  }
 
   void Add(const Folder& folder, const std::u16string& prefix, const FolderScope& here,
            const FolderEntry& entry) {
     const std::u16string path = prefix + entry.Name;
-    if (here.LeavesOut(entry)) {
+    if (const auto reason = here.LeavesOut(entry)) {
       ++context_.Counters.SourceFiles;
       ++context_.Counters.ExcludedFiles;
-      LogLine(u": 略過特殊檔案 (成功)：", path);
-      Note(PlanAction::LeaveOut, PlanReason::Special, path);
+      LogLine(LeftOutText(*reason), path);
+      Note(PlanAction::LeaveOut, *reason, path);
       return;
     }
     const Result<FileStatus> status = folder.Status(entry.Name);
@@ -352,7 +359,8 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
                   std::u16string(kRule) + u"\r\n");
 }
 
-std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder) {
+std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder,
+                                      const BackupJob* job) {
   std::vector<ArchiveFile> archives;
   const Result<Folder> open = files.OpenFolder(folder);
   if (!open) return archives;
@@ -360,18 +368,24 @@ std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_vi
   while (const FolderEntry* entry = reader.Next()) {
     if (entry->Kind != FileKind::File || !MatchesFileMask(entry->Name, u"*.7z")) continue;
     const Result<FileStatus> status = open->Status(entry->Name);
-    if (status) archives.push_back({entry->Name, status->Written, status->Size});
+    if (!status) continue;
+    archives.push_back({entry->Name, status->Written, status->Size});
+    const Result<OwnerMark> mark =
+        job ? ReadOwnerMark(*open, entry->Name) : Result<OwnerMark>::Fail(kErrNotFound);
+    if (mark)
+      archives.back().OfOther = !mark->Names(job->Extras.Id) && !mark->IsOf(job->Source.Path);
   }
   return archives;
 }
 
 std::optional<std::u16string> NewestArchive(const std::vector<ArchiveFile>& archives) {
-  const auto newest = std::max_element(archives.begin(), archives.end(),
-                                       [](const ArchiveFile& a, const ArchiveFile& b) {
-                                         return std::tie(a.Written.Seconds, a.Written.Nanoseconds) <
-                                                std::tie(b.Written.Seconds, b.Written.Nanoseconds);
-                                       });
-  if (newest == archives.end()) return std::nullopt;
+  const auto moment = [](const ArchiveFile& archive) {
+    return std::tuple(!archive.OfOther, archive.Written.Seconds, archive.Written.Nanoseconds);
+  };
+  const auto newest = std::max_element(
+      archives.begin(), archives.end(),
+      [&](const ArchiveFile& a, const ArchiveFile& b) { return moment(a) < moment(b); });
+  if (newest == archives.end() || newest->OfOther) return std::nullopt;
   return newest->Name;
 }
 

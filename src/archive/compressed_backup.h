@@ -80,11 +80,15 @@ struct ArchiveFile {
   std::u16string Name;
   FileTime Written;
   std::uint64_t Size = 0;
+  bool OfOther = false;  ///< its mark tells of other jobs, with other sources, alone
 };
 
-/// The *.7z files of a folder, in the system's order.
-std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder);
-/// The name of the one that was written last; nothing when there is none.
+/// The *.7z files of a folder, in the system's order, and, asked for a job, which of them are not
+/// its own.
+std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder,
+                                      const BackupJob* job = nullptr);
+/// The name of the one that was written last, of those that are not other jobs'; nothing when there
+/// is none.
 std::optional<std::u16string> NewestArchive(const std::vector<ArchiveFile>& archives);
 
 }  // namespace kavrel

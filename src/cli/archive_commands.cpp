@@ -52,7 +52,7 @@ int ListJobArchives(Session& session, const std::string& name, const std::string
   if (!archive.empty()) return ListEntries(session, JoinPath(folder, FromUtf8(archive)), json);
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{{u"壓縮檔名稱", u"日期時間", u"檔案大小"}};
-  for (const ArchiveFile& found : ListArchives(program.Files, folder)) {
+  for (const ArchiveFile& found : ListArchives(program.Files, folder, job)) {
     const DateTime written = LocalTime(found.Written);
     list.push_back(
         {{"name", JsonText(found.Name)}, {"modified", JsonTime(written)}, {"size", found.Size}});

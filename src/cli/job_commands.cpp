@@ -27,7 +27,7 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
       [&](std::u16string_view path) { return program.Files.FolderExists(path); }, job);
   if (check == FormCheck::Ok) {
     if (options.Adopt) {
-      job.Extras.MirroredTo = MirrorPlace(job);
+      job.Extras.Adopt = true;
       AcceptPlaces(job.Extras);
     }
     return true;
@@ -40,7 +40,8 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
 /// What the editor shows below its pages: a destination whose disk is not there, and the like.
 void TellWarnings(Session& session, const BackupJob& job) {
   session.Program().Mounts.Load();
-  for (const std::u16string& warning : PreviewJob(session.Program(), FormOf(job)).Warnings) {
+  for (const std::u16string& warning :
+       PreviewJob(session.Program(), FormOf(job), job.JobIndex).Warnings) {
     PrintError(Printable(warning));
   }
 }

@@ -137,7 +137,7 @@ void JobOptions::AddTo(CLI::App& command) {
   command.add_option("--guard-min", GuardMin, "Fewer files than these never count (default 20)")
       ->check(CLI::Range(1, kMaxGuardFewest));
   command.add_flag("--adopt", Adopt,
-                   "The destination is this job's already: its first sync need not ask");
+                   "What lies in the destination is this job's: its next run need not ask");
   AddSwitch(command, "--space-check,!--no-space-check", SpaceCheck,
             "Stop before copying what cannot fit (default)");
   command.add_option("--keep", Keep, "Keep only this many dated folders or archives; 0 keeps all")

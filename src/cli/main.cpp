@@ -22,7 +22,7 @@ constexpr const char* kExitCodes =
     "  3  no such job\n"
     "  4  interrupted\n"
     "  5  the source folder is missing\n"
-    "  6  a guard stopped a run: too much would go, or a disk is not there\n"
+    "  6  a guard stopped it: too much would go, a disk is not there, or it is another job's\n"
     "  7  the copies do not fit on the destination\n";
 
 /// What the command line held, and what came of it.
@@ -85,8 +85,9 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   run->add_flag("--due", line.Choice.Due, "Those of them that are due");
   run->add_option("--compression", line.Choice.Compression,
                   "store, fast or full, for compressed jobs");
-  run->add_flag("--force", line.Choice.Force,
-                "Do not let the mirror guard or a lack of space stop the runs");
+  run->add_flag(
+      "--force", line.Choice.Force,
+      "Do not let the mirror guard, another job's backup or a lack of space stop the runs");
   run->callback(line.Run([&line](Session& session) { return RunJobs(session, line.Choice); }));
 
   CLI::App* preview = app.add_subcommand("preview", "Show what a run of a job would do");
@@ -120,6 +121,7 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
       ->excludes(mode);
   CLI::Option* archive = restore->add_option("--archive", line.Restore.Archive,
                                              "Archive of a compressed job to restore");
+  restore->add_flag("--force", line.Restore.Force, "Restore also what another job has made");
   restore->add_flag("--latest", line.Latest, "The newest archive (default)")->excludes(archive);
   restore->callback(
       line.Run([&line](Session& session) { return RestoreJob(session, line.Name, line.Restore); }));

@@ -82,6 +82,9 @@ std::string GuardedText(const RunContext& context) {
     case RunRefusal::Shrunk:
       return "far less would be backed up than the last time, nothing was changed: " + why +
              "; --force runs it all the same, edit --adopt takes the source as it is";
+    case RunRefusal::PlaceOfOthers:
+      return "it may be another job's backup, nothing was changed: " + why +
+             "; --force goes on all the same, edit --adopt makes the place this job's";
     default:
       return "the mirror guard stopped the run before it removed anything: " + why +
              "; --force runs it all the same";
@@ -191,6 +194,7 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
   if (!session.Open(u"kavrelctl restore")) return kBadInput;
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
+  session.Program().Context.Force = choice.Force;
   const ArchivePicker picker = [&](const std::vector<ArchiveFile>& archives) {
     return PickArchive(archives, FromUtf8(choice.Archive));
   };

@@ -1,12 +1,17 @@
 #include "core/extras_file.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
+#include <iterator>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
+#include "base/crc32.h"
 #include "base/number.h"
 #include "base/text.h"
+#include "core/job_store.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 #include "platform/files.h"
@@ -47,6 +52,18 @@ struct KeyHash {
   }
 };
 
+/// Tells jobs of one key apart: a checksum of what else their lines hold, but for what runs and
+/// timers change, and the password.
+std::u16string LikenessOf(const BackupJob& job) {
+  BackupJob rest;
+  ParseJobLine(FormatJobLine(job), rest);
+  rest.Name = rest.Source.Path = rest.Destination.Path = {};
+  rest.Enabled = false;
+  rest.NextRun = rest.LastRun = kZeroDate;
+  rest.Password = kDefaultPassword;
+  return FromUtf8(std::to_string(Crc32(ToUtf8(FormatJobLine(rest)))));
+}
+
 struct SwitchField {
   std::u16string_view Name;
   bool JobExtras::*Field;
@@ -55,7 +72,8 @@ constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"CheckSpace", &JobExtras::CheckSpace},
                                      {u"VerifyAfterRun", &JobExtras::VerifyAfterRun},
                                      {u"NotBegun", &JobExtras::NotBegun},
-                                     {u"Unseen", &JobExtras::Unseen}};
+                                     {u"Unseen", &JobExtras::Unseen},
+                                     {u"Adopt", &JobExtras::Adopt}};
 struct NumberField {
   std::u16string_view Name;
   std::int32_t JobExtras::*Field;
@@ -68,8 +86,7 @@ struct TextField {
   std::u16string_view Name;
   std::u16string JobExtras::*Field;
 };
-constexpr TextField kTexts[] = {{u"MirroredTo", &JobExtras::MirroredTo},
-                                {u"Unfinished", &JobExtras::Unfinished}};
+constexpr TextField kTexts[] = {{u"Id", &JobExtras::Id}, {u"MirroredTo", &JobExtras::MirroredTo}};
 constexpr std::u16string_view kKeyNames[] = {u"Name", u"Source", u"Destination"};
 struct BytesField {
   std::u16string_view Name;
@@ -80,7 +97,13 @@ constexpr BytesField kBytes[] = {{u"SourceBytes", &JobExtras::SourceBytes},
                                  {u"SourceDiskBytes", &JobExtras::SourceDiskBytes}};
 constexpr std::u16string_view kMade = u"Made", kTimeMoved = u"TimeMoved", kMount = u"Mount",
                               kOldMount = u"SourceMount", kStateFiles = u"StateFiles",
-                              kSource = u"source", kDestination = u"destination";
+                              kLike = u"Like", kBefore = u"Before", kSource = u"source",
+                              kDestination = u"destination";
+// Known once: a mark tells the same, and is sure.
+constexpr std::u16string_view kUnfinished = u"Unfinished";
+/// What another installation knows of its own jobs.
+constexpr std::u16string_view kOfRuns[] = {u"Id=", u"Adopt=", u"MirroredTo=", u"Made=",
+                                           u"Unfinished="};
 
 void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view value) {
   text += name;
@@ -110,6 +133,7 @@ std::u16string FormatSection(const BackupJob& job) {
   text += u"\r\n";
   const Key key = KeyOf(job);
   for (std::size_t i = 0; i < key.size(); ++i) AddLine(text, kKeyNames[i], key[i]);
+  AddLine(text, kLike, LikenessOf(job));
   for (const auto& [name, field] : kSwitches) {
     if (extras.*field != defaults.*field) AddLine(text, name, extras.*field ? u"1" : u"0");
   }
@@ -132,6 +156,8 @@ std::u16string FormatSection(const BackupJob& job) {
 
 struct Section {
   kavrel::Key Key;
+  std::u16string Like;
+  bool Before = false;  ///< out of date as soon as the store is saved
   JobExtras Extras;
 };
 
@@ -176,8 +202,62 @@ bool ParseLine(std::u16string_view line, Section& section) {
   if (name == kMount) return ParseMount(value, extras), true;
   if (name == kOldMount) return extras.Mounts.push_back({true, std::u16string(value), {}}), true;
   if (name == kMade) return extras.Made.emplace_back(value), true;
+  if (name == kLike) return section.Like = value, true;
+  if (name == kBefore) return section.Before = true;
+  if (name == kUnfinished) return true;
   return false;
 }
+
+/// Jobs of one name, source and destination, and the sections of such jobs, each in order.
+struct Alike {
+  std::vector<BackupJob*> Jobs;
+  std::vector<Section*> Sections;
+
+  /// Gives each job its section where it is sure which one that is.
+  void Match() {
+    MatchSections(false);
+    // A store that was not saved any more knows its jobs as they were before.
+    if (!Jobs.empty()) MatchSections(true);
+  }
+
+ private:
+  void MatchSections(bool before) {
+    std::vector<Section*> sections;
+    bool all_known = true;
+    std::unordered_map<std::u16string, Alike> equal;
+    for (Section* section : Sections) {
+      if (section->Before != before) continue;
+      sections.push_back(section);
+      equal[section->Like].Sections.push_back(section);
+      all_known = all_known && !section->Like.empty();
+    }
+    const bool only = Jobs.size() == 1 && sections.size() == 1;
+    if (!all_known || (only && !(before || WasBefore(*Jobs[0], *sections[0])))) {
+      return Take(sections);
+    }
+    const std::vector<BackupJob*> all = std::exchange(Jobs, {});
+    for (BackupJob* job : all) equal[LikenessOf(*job)].Jobs.push_back(job);
+    for (auto& [likeness, group] : equal) {
+      group.Take(group.Sections);
+      Jobs.insert(Jobs.end(), group.Jobs.begin(), group.Jobs.end());
+    }
+  }
+
+  /// Whether the job is not the one of this section, but of one that is out of date.
+  bool WasBefore(const BackupJob& job, const Section& section) const {
+    const std::u16string like = LikenessOf(job);
+    return section.Like != like &&
+           std::any_of(Sections.begin(), Sections.end(),
+                       [&](const Section* other) { return other->Before && other->Like == like; });
+  }
+
+  /// Where some have come or gone, nobody can tell which. Jobs that have theirs are taken out.
+  void Take(const std::vector<Section*>& sections) {
+    if (Jobs.size() != sections.size()) return;
+    for (std::size_t i = 0; i < Jobs.size(); ++i) Jobs[i]->Extras = std::move(sections[i]->Extras);
+    Jobs.clear();
+  }
+};
 
 std::vector<Section> ParseFile(std::u16string_view text, std::u16string& head) {
   std::vector<Section> sections;
@@ -226,7 +306,10 @@ std::u16string SectionsLeft(std::u16string_view old, std::u16string_view text) {
   for (const std::u16string_view section : SectionTexts(old)) {
     // Where a section ends the file, the blank line behind it is missing.
     if (known.contains(section) || known.contains(std::u16string(section) + u"\r\n")) continue;
-    (left += u"\r\n") += section;
+    (left += u"\r\n") += kSection;
+    left += u"\r\n";
+    if (section.find(u"\nBefore=") == section.npos) AddLine(left, kBefore, u"1");
+    left += section.substr(section.find(u'\n') + 1);
   }
   return left;
 }
@@ -245,7 +328,6 @@ void ForgetPlaces(JobExtras& extras) {
   extras.Mounts.clear();
   extras.StateFiles = none.StateFiles;
   extras.SourceBytes = extras.LargestFile = extras.SourceDiskBytes = 0;
-  extras.Unfinished.clear();
   extras.Made.clear();
 }
 
@@ -276,25 +358,26 @@ ErrorCode ExtrasFile::Load(std::vector<BackupJob>& jobs) {
   if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
   head_.clear();
   std::vector<Section> sections = ParseFile(FromUtf8(content), head_);
-  // Jobs that are alike take the sections in their order: the last one of a list is the first.
-  std::unordered_map<Key, std::vector<JobExtras*>, KeyHash> extras;
-  for (auto section = sections.rbegin(); section != sections.rend(); ++section) {
-    extras[std::move(section->Key)].push_back(&section->Extras);
-  }
+  std::unordered_map<Key, Alike, KeyHash> by_key;
+  for (Section& section : sections) by_key[section.Key].Sections.push_back(&section);
   for (BackupJob& job : jobs) {
-    const auto found = extras.find(KeyOf(job));
-    if (found == extras.end() || found->second.empty()) continue;
-    job.Extras = std::move(*found->second.back());
-    found->second.pop_back();
+    const auto found = by_key.find(KeyOf(job));
+    if (found != by_key.end()) found->second.Jobs.push_back(&job);
   }
+  for (auto& [key, alike] : by_key) alike.Match();
   return 0;
 }
 
 ErrorCode ExtrasFile::Write(const std::vector<BackupJob>& jobs, bool ahead) {
   std::u16string text;
   const JobExtras defaults;
+  // Of jobs that are alike each has a section when one has: the other would take it.
+  std::unordered_set<Key, KeyHash> with_extras;
   for (const BackupJob& job : jobs) {
-    if (job.Deleted || job.Extras == defaults) continue;
+    if (!job.Deleted && job.Extras != defaults) with_extras.insert(KeyOf(job));
+  }
+  for (const BackupJob& job : jobs) {
+    if (job.Deleted || !with_extras.contains(KeyOf(job))) continue;
     text += u"\r\n";
     text += FormatSection(job);
   }
@@ -313,6 +396,19 @@ std::u16string ExtrasFile::PathBeside(std::u16string_view store_path) {
   const std::u16string_view stem = store_path.substr(0, store_path.size() - kStoreEnding.size());
   if (!EqualNoCase(store_path.substr(stem.size()), kStoreEnding)) return {};
   return std::u16string(stem) + std::u16string(kEnding);
+}
+
+std::string ExtrasFile::WithoutRuns(std::string_view bytes) {
+  std::u16string text;
+  const std::u16string all = FromUtf8(bytes);
+  for (const std::u16string_view line : Split(all, u'\n')) {
+    const bool of_runs =
+        std::any_of(std::begin(kOfRuns), std::end(kOfRuns),
+                    [&](std::u16string_view name) { return line.starts_with(name); });
+    if (!of_runs) (text += line) += u'\n';
+  }
+  if (!text.empty()) text.pop_back();
+  return ToUtf8(text);
 }
 
 ErrorCode ExtrasFile::TakeAhead(std::string_view bytes) const {

@@ -1,6 +1,7 @@
 // Backup.ext, beside the store: a section of "Name=value" lines for each job that has extras, found
-// again by the job's name, source and destination. Whoever knows only the store can change it; a
-// job that its section does not fit any more starts with the defaults.
+// again by the job's name, source and destination, and of jobs that are alike in these by the rest
+// of their lines. Whoever knows only the store can change it; a job of which it is not sure any
+// more which section is its own starts with the defaults.
 #pragma once
 
 #include <optional>
@@ -35,6 +36,8 @@ class ExtrasFile {
 
   /// Where the extras of another store lie; empty for a file whose name is not that of a store.
   static std::u16string PathBeside(std::u16string_view store_path);
+  /// The text of such a file without what its jobs own: jobs that come from elsewhere are others.
+  static std::string WithoutRuns(std::string_view bytes);
   /// Takes these extras for those of a store that is about to take ours's place; the sections of
   /// ours stay behind them until it has.
   ErrorCode TakeAhead(std::string_view bytes) const;

@@ -35,7 +35,12 @@ struct KnownMount {
 };
 
 struct JobExtras : ExtraSettings {
-  /// The MirrorPlace whose files are those of this job's mirror runs; empty when there is none.
+  /// The job's own name for itself, which no other job ever has: made before its first run,
+  /// written into its backups' marks (files/owner_mark.h). Empty for a job that has never run.
+  std::u16string Id;
+  /// The user has said that the destination is this job's: its next run need not ask.
+  bool Adopt = false;
+  /// The MirrorPlace of mirror runs by a version that wrote no marks; empty when there is none.
   std::u16string MirroredTo;
   std::vector<KnownMount> Mounts;  ///< empty = not known
   /// Files in the last whole dated folder or archive; -1 = not known.
@@ -45,14 +50,15 @@ struct JobExtras : ExtraSettings {
   std::uint64_t SourceBytes = 0, LargestFile = 0;
   /// What the disks that the source lies on held then, rounded down.
   std::uint64_t SourceDiskBytes = 0;
-  std::u16string Unfinished;  ///< a dated folder that an interrupted run of this job made
   /// The last backup found no source folder or no archive program: no log tells.
   bool NotBegun = false;
   bool Unseen = false;  ///< in the last backup there were files that could not be looked at
   /// When the program last moved NextRun, where that was later than LastRun tells; else the zero
   /// date.
   DateTime TimeMoved = kZeroDate;
-  std::vector<std::u16string> Made;        ///< dated folders or archives of whole runs, newest last
+  /// Where whole runs put dated folders or archives, the newest last. What lies there is the job's
+  /// only where its mark says so, too.
+  std::vector<std::u16string> Made;
   std::vector<std::u16string> OtherLines;  ///< of the job's section in the file
 
   bool operator==(const JobExtras&) const = default;

@@ -92,6 +92,7 @@ std::u16string FormCheckMessage(FormCheck check, const JobForm& form) {
 }
 
 void FillJob(const JobForm& form, BackupJob& job) {
+  const std::u16string source = job.Source.Path, destination = job.Destination.Path;
   job.Name = Trim(form.Name);
   job.Source.Path = AddBackslash(Trim(form.Source));
   job.Source.Kind = PathKind(job.Source.Path);
@@ -116,6 +117,8 @@ void FillJob(const JobForm& form, BackupJob& job) {
   if (job.NextRun != form.Start) job.Extras.TimeMoved = kZeroDate;
   job.NextRun = form.Start;
   static_cast<ExtraSettings&>(job.Extras) = form.Extras;
+  // What was said of one place is not said of another.
+  if (job.Source.Path != source || job.Destination.Path != destination) job.Extras.Adopt = false;
 }
 
 FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,

@@ -179,9 +179,10 @@ int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
   Result<std::string> bytes = file_system_.ReadWhole(path);
   if (!bytes) return bytes.Error;
   const std::u16string beside = ExtrasFile::PathBeside(path);
-  const Result<std::string> extras =
+  Result<std::string> extras =
       beside.empty() ? Result<std::string>::Fail(kErrNotFound) : file_system_.ReadWhole(beside);
   if (!extras && !IsNotFound(extras.Error)) return extras.Error;
+  if (extras) *extras = ExtrasFile::WithoutRuns(*extras);
   const Result<std::string> ours = file_system_.ReadWhole(extras_.Path());
   int error = SetAside(file_, kOldStoreName);
   if (!error) error = SetAside(extras_.File(), kOldExtrasName);

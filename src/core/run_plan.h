@@ -36,6 +36,7 @@ enum class PlanReason : std::uint8_t {
   Unreadable,   ///< the source cannot be read, or a name cannot be packed
   Blocked,      ///< something is in the way that the run does not remove
   Attributes,   ///< permissions, owner or extended attributes differ, the content does not
+  OwnerMark,    ///< tells whose backup the source is
   OwnPlace,     ///< the source is the destination or lies in it
 };
 

@@ -21,6 +21,12 @@ class BackupWalk final : public TreeWalk {
   bool BeforeFiles(const FolderPair& pair) override;
   bool MayChange() override { return !synchronisation_ || synchronisation_->PassesGuard(); }
   bool KeepsMetadata() const override { return true; }
+  void RootReady(const FolderPair& pair) override { MarkFolder(context_, job_, pair.Dest); }
+  void RootDone(const FolderPair& pair) override {
+    if (job_.Synchronise && (all_seen_ || context_.Place.Agreed)) {
+      MarkMirrored(context_, job_, pair.Dest);
+    }
+  }
   bool IsPlannedGone(std::u16string_view name) const override;
   bool IsGoing(std::u16string_view name) const override {
     return synchronisation_ && synchronisation_->IsGoing(name);
@@ -29,6 +35,7 @@ class BackupWalk final : public TreeWalk {
  private:
   const BackupJob& job_;
   std::optional<Synchronisation> synchronisation_;
+  bool all_seen_ = true;  ///< each folder of the source could be looked through
 };
 
 BackupWalk::BackupWalk(RunContext& context, const BackupJob& job)
@@ -43,12 +50,15 @@ bool BackupWalk::EnterFolder() {
 }
 
 bool BackupWalk::BeforeFiles(const FolderPair& pair) {
+  if (!pair.Source) all_seen_ = false;
   if (!job_.Synchronise || !pair.Source) return true;
   if (!synchronisation_) {
     synchronisation_.emplace(context_, job_, pair.Source);
     if (!context_.Plan) synchronisation_->UseGroup(Group());
   }
-  return synchronisation_->SyncFolder(pair, paths_);
+  const bool seen = synchronisation_->SyncFolder(pair, paths_);
+  all_seen_ = all_seen_ && seen && !pair.SourceError;
+  return seen;
 }
 
 bool BackupWalk::IsPlannedGone(std::u16string_view name) const {

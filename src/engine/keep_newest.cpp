@@ -26,22 +26,29 @@ void LogMove(RunContext& context, std::u16string_view result, std::u16string_vie
   context.LogTimed(line);
 }
 
-/// The oldest units that are too many beside the one of this run.
-std::vector<std::u16string> Outdated(const BackupJob& job, std::u16string_view unit) {
-  std::vector<std::u16string> old;
+struct Units {
+  std::vector<std::u16string> Outdated;  ///< the oldest ones, too many beside the one of this run
+  std::vector<std::u16string> NotOwn;    ///< that bear no mark of this job alone
+};
+
+/// Sorts what the job's runs are said to have made. What is not there, or cannot be
+/// looked at, counts for nothing.
+Units SortUnits(const FileSystem& files, const BackupJob& job, std::u16string_view unit) {
+  Units units;
+  std::vector<std::u16string>& old = units.Outdated;
   for (const std::u16string& made : job.Extras.Made) {
     if (made != unit) old.push_back(made);
   }
   const auto keep = static_cast<std::size_t>(job.Extras.KeepNewest);
-  if (keep == 0) return {};
+  if (keep == 0 || old.size() < keep) return {};
+  std::erase_if(old, [&](const std::u16string& made) {
+    const Result<bool> own = IsMadeBy(files, job, made);
+    // One that is not there may lie on a disk that is not there.
+    if (own && !*own && files.Status(DropBackslash(made))) units.NotOwn.push_back(made);
+    return !own || !*own;
+  });
   old.resize(old.size() - std::min(old.size(), keep - 1));
-  return old;
-}
-
-/// Whether a unit that is there was made by runs of this job.
-bool IsOwn(const BackupJob& job, std::u16string_view unit) {
-  const std::vector<std::u16string>& made = job.Extras.Made;
-  return job.Extras.Unfinished == unit || std::find(made.begin(), made.end(), unit) != made.end();
+  return units;
 }
 
 /// Where it cannot be told, it may.
@@ -92,6 +99,7 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
     return false;
   }
   LogMove(context, u"成功", unit);
+  if (kind == FileKind::File) parent->RemoveFile(ArchiveMark(PathName(path)));
   if (!parent->Manners().SyncsWhole) parent->Sync();
   RemoveEmptyAbove(context, job, unit);
   return true;
@@ -116,19 +124,12 @@ std::u16string BackupUnit(const RunContext& context, const BackupJob& job) {
   return AddBackslash(job.Destination.WorkPath);
 }
 
-bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view unit, bool existed) {
+bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view unit) {
   JobExtras& extras = job.Extras;
   if (unit.empty()) return false;
-  if (existed && !IsOwn(job, unit)) return false;
-  const auto known = std::find(extras.Made.begin(), extras.Made.end(), unit);
-  const bool own = known != extras.Made.end();
-  if (!context.Files.Status(DropBackslash(unit))) return false;
-  if (context.State.CancelRequested) {
-    if (!own && IsFolderUnit(unit)) extras.Unfinished = unit;
-    return own;
-  }
-  if (own) extras.Made.erase(known);
-  if (extras.Unfinished == unit) extras.Unfinished.clear();
+  const Result<bool> own = IsMadeBy(context.Files, job, unit);
+  if (!own || !*own) return false;
+  std::erase(extras.Made, unit);
   if (extras.Made.size() == kMostNoted) extras.Made.erase(extras.Made.begin());
   extras.Made.emplace_back(unit);
   return true;
@@ -136,18 +137,25 @@ bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view uni
 
 void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
   RecycleBin bin(context.Clock);
-  const std::vector<std::u16string> outdated = Outdated(job, unit);
-  for (const std::u16string& old : outdated) {
+  const Units units = SortUnits(context.Files, job, unit);
+  for (const std::u16string& other : units.NotOwn) {
+    context.LogTimed(u": 保留沒有這個排程標記的舊備份 (略過)：", other);
+    std::erase(job.Extras.Made, other);
+  }
+  for (const std::u16string& old : units.Outdated) {
     if (MoveToBin(context, job, bin, old)) std::erase(job.Extras.Made, old);
   }
-  if (!outdated.empty()) SyncMoves(context, unit);
+  if (!units.Outdated.empty()) SyncMoves(context, unit);
 }
 
 void PlanKeepNewest(const RunContext& context, const BackupJob& job, RunPlan& plan) {
   const std::u16string unit = BackupUnit(context, job);
   if (unit.empty()) return;
-  if (context.Files.Status(DropBackslash(unit)) && !IsOwn(job, unit)) return;
-  for (const std::u16string& old : Outdated(job, unit)) {
+  if (context.Files.Status(DropBackslash(unit))) {
+    const Result<bool> own = IsMadeBy(context.Files, job, unit);
+    if (!own || !*own) return;
+  }
+  for (const std::u16string& old : SortUnits(context.Files, job, unit).Outdated) {
     if (!context.Files.Status(DropBackslash(old))) continue;
     plan.Add(PlanAction::Recycle, PlanReason::Outdated, IsFolderUnit(old), old);
   }

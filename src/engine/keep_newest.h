@@ -13,13 +13,13 @@ namespace kavrel {
 /// folder.
 std::u16string BackupUnit(const RunContext& context, const BackupJob& job);
 
-/// To be called after a run that `existed` before: what an uninterrupted run of this job made is
-/// noted in its extras, the newest last. True when the unit is one of those.
-bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view unit, bool existed);
+/// To be called after an uninterrupted run: a unit that this job alone made, as its mark tells, is
+/// noted in its extras, the newest last. True when it is one.
+bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view unit);
 
 /// Moves all but the newest that the job keeps to the recycle bin. Only what is noted in the job's
-/// extras is touched, and neither what holds the source nor the unit of this run. What happens goes
-/// into the log; what cannot be moved stays and is counted as a warning.
+/// extras and bears its mark is touched, and neither what holds the source nor the unit of this
+/// run. What happens goes into the log; what cannot be moved stays and is counted as a warning.
 void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit);
 
 /// Notes in the plan what KeepNewest would move after a run as of now.

@@ -58,6 +58,10 @@ class LookAhead {
   }
   std::uint64_t Kept = 0;
   bool SourceEmpty = false;
+  std::u16string PlaceOfOthers() const {
+    if (!place_of_others_.empty() || !synchronisation_) return place_of_others_;
+    return synchronisation_->PlaceOfOthers();
+  }
 
  private:
   /// That of the second thread, which begins where the first one is.
@@ -132,6 +136,7 @@ class LookAhead {
       stop = context_.State.CancelRequested;
     }
     removed_by_other_ = other.Removed();
+    place_of_others_ = other.PlaceOfOthers();
     Kept += other.Kept;
     foreseen_.Add(std::move(foreseen));
   }
@@ -146,7 +151,16 @@ class LookAhead {
   std::optional<Synchronisation> synchronisation_;
   bool may_share_ = false;
   std::uint64_t removed_by_other_ = 0;
+  std::u16string place_of_others_;  ///< as the other thread has found it
 };
+
+/// Whether what the destination holds is what this job's runs have left there. Where a version that
+/// wrote no marks was the last, most of it must be in the source still: its path proves nothing.
+bool IsKnownMirror(const RunContext& context, const BackupJob& job, const LookAhead& ahead) {
+  if (job.Extras.Adopt || IsOwnMirror(context.Place, job)) return true;
+  return !context.Place.Marked && job.Extras.MirroredTo == MirrorPlace(job) &&
+         ahead.Removed() <= ahead.Kept;
+}
 
 /// What is wrong with the run, in words; empty when nothing is.
 std::u16string Objection(const RunContext& context, const BackupJob& job, const LookAhead& ahead) {
@@ -159,7 +173,9 @@ std::u16string Objection(const RunContext& context, const BackupJob& job, const 
         context.Mounts.MissingPoint(context.Files.RealPath(job.Source.WorkPath));
     if (!missing.empty()) return u"來源磁碟沒有掛載：" + missing;
   }
-  if (ahead.Removed() > 0 && extras.MirroredTo != MirrorPlace(job)) {
+  const std::u16string others = ahead.PlaceOfOthers();
+  if (!others.empty()) return u"要移除的檔案中有其他排程的備份：" + others;
+  if (ahead.Removed() > 0 && !IsKnownMirror(context, job, ahead)) {
     return u"目標資料夾中有不是這個排程所備份的檔案：" + job.Destination.WorkPath;
   }
   const std::uint64_t all = ahead.Removed() + ahead.Kept;
@@ -187,7 +203,9 @@ bool PassMirrorGuard(RunContext& context, const BackupJob& job, ForeseenFolders&
   const std::u16string objection = LookForObjection(context, job, foreseen);
   if (context.State.CancelRequested) return false;
   if (objection.empty()) return true;
-  return AskToGoOn(context, job, RunRefusal::MirrorGuard, u"同步刪除防護", objection);
+  context.Place.Agreed =
+      AskToGoOn(context, job, RunRefusal::MirrorGuard, u"同步刪除防護", objection);
+  return context.Place.Agreed;
 }
 
 std::u16string MirrorObjection(const RunContext& context, const BackupJob& job) {

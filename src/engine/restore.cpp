@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "engine/heal.h"
+#include "engine/refusal.h"
 #include "engine/run_summary.h"
 #include "engine/tree_walk.h"
 #include "files/path.h"
@@ -70,6 +71,13 @@ void RestorePicked(RunContext& context, const BackupJob& job, const RestorePick&
   if (!there.Paths.Empty()) PickedWalk(context, job, there).Run();
 }
 
+/// False when it may be another job's backup and nobody wants it all the same.
+bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_view archive) {
+  const std::u16string objection = RestoreObjection(context, job, job.Source.WorkPath, archive);
+  return objection.empty() || context.Force ||
+         AskToGoOn(context, job, RunRefusal::PlaceOfOthers, u"備份歸屬檢查", objection);
+}
+
 /// A restore from end to end: of everything in this mode, or of what was picked.
 RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const RestorePick* pick,
                    const ArchivePicker& picker) {
@@ -88,7 +96,7 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   if (job.Compressed) {
     if (!context.Archiver.Present()) return RunOutcome::NoArchiver;
     const auto picked =
-        picker ? picker(ListArchives(context.Files, job.Source.WorkPath)) : std::nullopt;
+        picker ? picker(ListArchives(context.Files, job.Source.WorkPath, &job)) : std::nullopt;
     if (!picked) return RunOutcome::NothingPicked;
     archive = JoinPath(job.Source.WorkPath, *picked);
   }
@@ -96,7 +104,10 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   HealStaged(context);
-  if (job.Compressed) {
+  context.Refusal = RunRefusal::None;
+  if (!MayBeRestored(context, job, archive)) {
+    state.CancelRequested = true;
+  } else if (job.Compressed) {
     ArchiveContext archiving = context.Archiving();
     ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
   } else if (pick) {
@@ -110,7 +121,9 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   context.Log.CloseJobLog();
   context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  return RunOutcome::Ran;
+  if (context.Refusal == RunRefusal::None) return RunOutcome::Ran;
+  state.CancelRequested = false;
+  return RunOutcome::Guarded;
 }
 
 }  // namespace

@@ -24,7 +24,8 @@ using ArchivePicker =
     std::function<std::optional<std::u16string>(const std::vector<ArchiveFile>& archives)>;
 
 /// Restores the job's backup. Neither its times nor the store change, only its LastRunResult.
-/// SourceMissing means that there is no backup folder; nothing is logged then.
+/// SourceMissing means that there is no backup folder; nothing is logged then. Guarded means that
+/// it is another job's backup and the host did not agree; nothing was restored then.
 /// A compressed job restores the whole archive that `picker` names.
 RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
                          const ArchivePicker& picker = {});

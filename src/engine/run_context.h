@@ -10,6 +10,7 @@
 #include "core/run_plan.h"
 #include "core/settings.h"
 #include "engine/folder_pair.h"
+#include "engine/ownership.h"
 #include "files/error_text.h"
 #include "files/run_state.h"
 #include "files/staging_journal.h"
@@ -25,9 +26,10 @@ namespace kavrel {
 /// Why a run stopped by itself, before it lost or filled anything.
 enum class RunRefusal {
   None,
-  DiskAway,     ///< a disk that the job relies on is not there
-  Shrunk,       ///< the new dated folder or archive would hold far less than the last one
-  MirrorGuard,  ///< too much would be removed
+  DiskAway,       ///< a disk that the job relies on is not there
+  Shrunk,         ///< the new dated folder or archive would hold far less than the last one
+  MirrorGuard,    ///< too much would be removed
+  PlaceOfOthers,  ///< what lies there may be another job's
   NoSpace
 };
 
@@ -50,11 +52,12 @@ struct RunContext {
   CompressionLevel Compression = CompressionLevel::Fast;
   /// Small files may be copied ahead of their turn by a second thread.
   bool CopyAhead = true;
-  /// Neither the mirror guard nor the look at the free space stops a run.
+  /// Neither the mirror guard, nor whose a place is, nor the look at the free space stops a run.
   bool Force = false;
   /// The destination as the run found it. A look ahead takes time, in which the path may have come
   /// to lead elsewhere; the walk then writes nothing.
   FolderIdentity DestRoot{};
+  PlaceFound Place{};                     ///< whose the run's place was when it began
   RunRefusal Refusal = RunRefusal::None;  ///< of the current or last run
   /// Why, in words. Of a run without a source: which disk is away, as far as that is known.
   std::u16string RefusalText{};

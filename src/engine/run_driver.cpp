@@ -46,21 +46,20 @@ bool SawAll(RunContext& context, const BackupJob& job, std::u16string_view unit)
 }
 
 /// What the next runs have to know of this one; and the end of backups that are too old.
-void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit, bool existed) {
-  if (!context.State.CancelRequested && !SawAll(context, job, unit)) {
-    if (!existed && EndsWithSeparator(unit)) job.Extras.Unfinished = unit;
-    return;
+void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) {
+  if (context.State.CancelRequested || !SawAll(context, job, unit)) return;
+  if (IsOwnAfterRun(context.Place, job)) {
+    // From now on the mark tells.
+    job.Extras.Adopt = false;
+    job.Extras.MirroredTo.clear();
   }
-  const bool own = NoteUnit(context, job, unit, existed);
-  if (context.State.CancelRequested) return;
+  const bool own = NoteUnit(context, job, unit);
   if (own && IsComplete(context.Counters)) {
     KeepNewest(context, job, unit);
     job.Extras.StateFiles = static_cast<std::int64_t>(StateFiles(context.Counters));
   }
   RememberDisks(context, job);
-  if (job.Compressed) return;
-  NoteSourceSize(context, job);
-  if (job.Synchronise) job.Extras.MirroredTo = MirrorPlace(job);
+  if (!job.Compressed) NoteSourceSize(context, job);
 }
 
 /// The end of a run that may have stopped by itself.
@@ -74,19 +73,19 @@ RunOutcome EndRun(RunContext& context) {
 void BackUp(RunContext& context, BackupJob& job) {
   HealStaged(context);
   const std::u16string unit = BackupUnit(context, job);
-  const bool existed = context.Files.FolderExists(job.Destination.WorkPath);
   {
     // Held open, so that no other folder can get its identity meanwhile.
     const Result<Folder> dest = context.Files.OpenFolder(job.Destination.WorkPath);
     context.DestRoot = dest ? IdentityOf(*dest) : FolderIdentity();
-    if (PassStateCheck(context, job, unit) && PassSpaceCheck(context, job)) {
+    if (EnterPlace(context, job) && PassStateCheck(context, job, unit) &&
+        PassSpaceCheck(context, job)) {
       BackupFolder(context, job);
     }
     context.DestRoot = {};
   }
   // What a cancelled run had no time to clear away is left to the next one.
   if (!context.State.CancelRequested) HealStaged(context);
-  RememberRun(context, job, unit, existed);
+  RememberRun(context, job, unit);
 }
 
 RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
@@ -103,12 +102,12 @@ RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t starte
   return EndRun(context);
 }
 
-/// As CompressBackup, after the guards. `existed` tells whether the archive was there before.
-int Pack(RunContext& context, const BackupJob& job, std::u16string_view archive, bool& existed) {
+/// As CompressBackup, after the guards.
+int Pack(RunContext& context, BackupJob& job, std::u16string_view archive) {
   if (!context.Archiver.Present()) return kNoArchiver;
   if (!PassDiskCheck(context, job)) return kCommandCancelled;
   HealStaged(context);
-  existed = bool(context.Files.Status(archive));
+  if (!EnterPlace(context, job, archive)) return kCommandCancelled;
   if (!PassStateCheck(context, job, archive)) return kCommandCancelled;
   ArchiveContext archiving = context.Archiving();
   const int result = CompressBackup(archiving, job, archive, context.Compression);
@@ -121,15 +120,15 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   ArchiveContext archiving = context.Archiving();
   const std::u16string archive = ArchivePath(job, context.Clock);
   context.Host.ShowRunPanels(true);
-  bool existed = false;
-  const int result = Pack(context, job, archive, existed);
+  const int result = Pack(context, job, archive);
   if (result == kNoArchiver) {
     job.Extras.NotBegun = true;
     context.Store.SaveJobs();
     return RunOutcome::NoArchiver;
   }
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
-  if (result == 0) RememberRun(context, job, archive, existed);
+  MarkArchive(context, job, archive);
+  if (result == 0) RememberRun(context, job, archive);
   RecordResult(context, job);
   context.Store.SaveJobs();
   context.Log.OpenJobLog();

@@ -53,8 +53,12 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
   if (job.Compressed && !context.Archiver.Present()) return RunOutcome::NoArchiver;
   counters = PlanCounters(planning, job, plan);
   planning.Plan = &plan;
+  const std::u16string archive =
+      job.Compressed ? ArchivePath(job, context.Clock) : std::u16string();
+  planning.Place = LookAtPlace(context.Files, job, archive);
   const std::u16string none;
   const std::u16string warnings[] = {
+      job.Extras.Adopt ? none : EntryObjection(planning, job, archive),
       DiskObjection(planning, job),
       StateObjection(job, BackupUnit(planning, job), StateFiles(counters)),
       removes(counters) ? MirrorObjection(planning, job) : none,

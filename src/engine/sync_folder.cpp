@@ -4,7 +4,9 @@
 #include <functional>
 
 #include "base/text.h"
+#include "base/wildcard.h"
 #include "engine/kept_entries.h"
+#include "files/owner_mark.h"
 #include "files/path.h"
 #include "files/twin_names.h"
 #include "platform/error_codes.h"
@@ -88,6 +90,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.State.CancelRequested) return true;
+    if (path.size() == root_length_ && IsOwnerMark(entry->Name)) continue;
     if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
         IsToGo(pair.Source, *entry, kept, comes_back)) {
       if (!PassesGuard()) return true;
@@ -279,6 +282,9 @@ void Synchronisation::FinishFolder(ErrorCode error, std::u16string_view path,
 void Synchronisation::PlanFile(const Folder& folder, const FolderEntry& entry,
                                std::u16string_view path) {
   RunPlan& plan = *context_.Plan;
+  if (MatchesFileMask(entry.Name, u"*.7z")) {
+    NotePlace(folder, entry.Name, std::u16string(path) += entry.Name);
+  }
   if (plan.Wants(RunPlan::Level::Sizes)) {
     const Result<FileStatus> status = folder.Status(entry.Name);
     const std::uint64_t size = status ? status->Size : 0;
@@ -289,6 +295,13 @@ void Synchronisation::PlanFile(const Folder& folder, const FolderEntry& entry,
              false, std::u16string(path.substr(root_length_)) += entry.Name, size);
   }
   ++(job_.UseRecycleBin ? context_.Counters.RecycledFiles : context_.Counters.SyncDeletedFiles);
+}
+
+/// Whether another job's backup is to go: this folder, or this archive in it.
+void Synchronisation::NotePlace(const Folder& folder, std::u16string_view archive,
+                                std::u16string_view path) {
+  if (!place_of_others_.empty()) return;
+  if (IsPlaceOfOthers(folder, archive, path, job_)) place_of_others_ = path;
 }
 
 void Synchronisation::PlanFailure(bool is_folder, PlanReason reason, std::u16string_view path) {
@@ -340,6 +353,7 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent,
 /// it is noted in `own`.
 bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
                                   const FileStatus& dest, const SharedEmptying& own) {
+  if (context_.Plan) NotePlace(folder, {}, path);
   if (!context_.Plan) folder.MakeWritable();
   std::shared_ptr<const CommitFolder> shared;
   FolderReader reader(folder);

@@ -46,6 +46,8 @@ class Synchronisation {
   /// Whether an entry of this name, in the folder that was gone through last, may be still to go: a
   /// source that has it again by now must not take it for its copy.
   bool IsGoing(std::u16string_view name) const;
+  /// Where another job's backups lie that are to go; empty when none were come by in a plan.
+  const std::u16string& PlaceOfOthers() const { return place_of_others_; }
   /// Whether the plan removes what lies at this path of the destination.
   bool IsPlannedGone(const std::u16string& path) const { return planned_gone_.contains(path); }
 
@@ -69,6 +71,7 @@ class Synchronisation {
   void AwaitGoing(bool comes_back);
   void NoteGoing(std::u16string_view name);
   void PlanFile(const Folder& folder, const FolderEntry& entry, std::u16string_view path);
+  void NotePlace(const Folder& folder, std::u16string_view archive, std::u16string_view path);
   void FinishFile(ErrorCode error, std::u16string_view name, const SharedEmptying& in);
   void FinishFolder(ErrorCode error, std::u16string_view path, const SharedEmptying& in);
   std::shared_ptr<const CommitFolder> Share(const Folder& folder, std::u16string_view path);
@@ -88,7 +91,8 @@ class Synchronisation {
   bool passed_guard_ = false;
   ForeseenFolders foreseen_;
   std::unordered_set<std::u16string> planned_gone_;  ///< paths, as far as the source has them
-  std::size_t root_length_ = 0;                      ///< of the destination's path
+  std::u16string place_of_others_;
+  std::size_t root_length_ = 0;       ///< of the destination's path
   std::vector<std::uint64_t> going_;  ///< keys of names, in order at the folder's end
 };
 

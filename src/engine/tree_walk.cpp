@@ -97,6 +97,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (!pair.Dest && !PassesMayChange()) return;
   if (!ReadyDestination(parent, name, pair)) return DestinationFailed(pair.DestError);
   RememberRoot(pair);
+  if (!parent && !context_.Plan) RootReady(pair);
   if (!parent && !ahead_) MayGoAhead(pair);
 
   std::vector<std::u16string> subfolders;
@@ -109,6 +110,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
     const WalkPaths::Step step(paths_, subfolder);
     WalkFolder(&pair, subfolder, &folder_names);
   }
+  if (!parent && !Cancelled() && !context_.Plan) RootDone(pair);
   if (!FinishesFolder(pair)) return;
   if (context_.Plan) return PlanFinish(pair);
   dest_.FinishFolder(pair, IsRootPath(paths_.Source()), paths_.Dest());
@@ -148,7 +150,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
   if (!error) {
     FolderReader reader(pair.Source);
     file_names_ = {};
-    const FolderScope here = scope_.In(paths_.Source());
+    const FolderScope here = scope_.In(paths_.Source(), paths_.Source().size() == root_length_);
     VisitFiles(reader, scope_, here, subfolders, [&](const FolderEntry& file, bool again) {
       if (!Cancelled()) HandleFile(pair, here, file, again);
       return !Cancelled();
@@ -229,9 +231,7 @@ void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16strin
   if (!FinishAhead(pair)) return;
   ++context_.Counters.SourceFiles;
   ++context_.Counters.ExcludedFiles;
-  context_.LogTimed(
-      reason == PlanReason::Rule ? u": 排除檔案 (成功)：" : u": 略過特殊檔案 (成功)：",
-      paths_.SourceOf(name));
+  context_.LogTimed(LeftOutText(reason), paths_.SourceOf(name));
   if (context_.Plan && !again) {
     context_.Plan->Add(PlanAction::LeaveOut, reason, false, BelowRoot(name));
   }

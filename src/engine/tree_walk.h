@@ -46,6 +46,9 @@ class TreeWalk {
   virtual bool MayChange() { return true; }
   /// Whether copies that stay are set right in what they have beside their content.
   virtual bool KeepsMetadata() const { return false; }
+  /// Around all that is done in the destination's root, which can be written to. Not in a plan.
+  virtual void RootReady(const FolderPair&) {}
+  virtual void RootDone(const FolderPair&) {}
   /// Whether a folder's copy gets the folder's permissions and times.
   virtual bool FinishesFolder(const FolderPair&) { return true; }
   /// Whether an entry of the present destination folder may be about to be removed.

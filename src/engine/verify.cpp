@@ -88,7 +88,8 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
     report.Outcome = RunOutcome::NoArchiver;
     if (!context.Archiver.Present()) return report;
     report.Outcome = RunOutcome::NothingPicked;
-    const std::vector<ArchiveFile> archives = ListArchives(context.Files, job.Destination.WorkPath);
+    const std::vector<ArchiveFile> archives =
+        ListArchives(context.Files, job.Destination.WorkPath, &job);
     const auto picked = picker ? picker(archives) : NewestArchive(archives);
     if (!picked) return report;
     archive = JoinPath(job.Destination.WorkPath, *picked);

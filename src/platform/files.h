@@ -207,6 +207,13 @@ class Folder {
   DiskManners Manners() const;
   /// Waits until what was written to this file, by whomever, is on the disk.
   ErrorCode SyncFile(std::u16string_view name) const;
+
+  /// The program's own remark on a file, or with an empty name on the folder itself, which lies
+  /// beside the content where the file system has a place for such things, and which no copy takes
+  /// along. IsNotFound when there is none or no place for one.
+  Result<std::string> ReadRemark(std::u16string_view name) const;
+  /// An empty text removes it. IsNotFound where there is no place for it.
+  ErrorCode WriteRemark(std::u16string_view name, const std::string& text) const;
   /// What this folder and every folder above it are, from here up to the root.
   Result<std::vector<FileStatus>> Lineage() const;
 

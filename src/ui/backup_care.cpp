@@ -43,7 +43,7 @@ std::optional<RestorePick> BackupCare::AskWhat(const BackupJob& job, std::u16str
       Q_EMIT Ended(RunOutcome::NoArchiver, job);
       return std::nullopt;
     }
-    const auto picked = PickArchive(program_, ListArchives(program_.Files, folder), window_);
+    const auto picked = PickArchive(program_, ListArchives(program_.Files, folder, &job), window_);
     if (!picked) return std::nullopt;
     archive = *picked;
     IdleMonitor monitor;

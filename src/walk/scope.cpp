@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "base/wildcard.h"
+#include "files/owner_mark.h"
 #include "files/path.h"
 #include "rules/file_filters.h"
 
@@ -54,9 +55,10 @@ bool Scope::IsOwnRoot(std::u16string_view path, const Folder& root) const {
                                 [&](const FileStatus& above) { return own_.Is(above); });
 }
 
-FolderScope Scope::In(std::u16string_view folder) const {
+FolderScope Scope::In(std::u16string_view folder, bool at_root) const {
   FolderScope here;
   here.scope_ = this;
+  here.at_root_ = at_root;
   if (rules_) here.exclusions_ = rules_->In(folder);
   if (only_) here.at_ = Relative(folder);
   return here;
@@ -73,7 +75,14 @@ std::u16string Scope::Relative(std::u16string_view folder) const {
   return PathSeparator(folder) == u'\\' ? ReplaceAll(below, u"\\", u"/") : below;
 }
 
+std::u16string_view LeftOutText(PlanReason reason) {
+  if (reason == PlanReason::Rule) return u": 排除檔案 (成功)：";
+  return reason == PlanReason::OwnerMark ? u": 略過備份標記 (成功)：" : u": 略過特殊檔案 (成功)：";
+}
+
 std::uint32_t FolderScope::TimesTaken(std::u16string_view name) const {
+  // The mark of a backup is no part of it.
+  if (at_root_ && !scope_->job_ && IsOwnerMark(name)) return 0;
   if (scope_->only_) return scope_->only_->Holds(RelativePath(at_, name)) ? 1 : 0;
   const BackupJob* job = scope_->job_;
   if (!job) return scope_->files_ ? 1 : 0;
@@ -89,6 +98,8 @@ std::optional<PlanReason> FolderScope::LeavesOut(const FolderEntry& file) const 
   if (exclusions_.IsFileExcluded(file.Name)) return PlanReason::Rule;
   // A socket, pipe or device has no content that a backup could keep.
   if (file.Kind == FileKind::Special) return PlanReason::Special;
+  // In the place of such a file at the destination lies the mark of this backup.
+  if (at_root_ && IsOwnerMark(file.Name)) return PlanReason::OwnerMark;
   return std::nullopt;
 }
 

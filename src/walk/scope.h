@@ -18,6 +18,9 @@
 
 namespace kavrel {
 
+/// The beginning of the log's line for a file that stays out for this reason.
+std::u16string_view LeftOutText(PlanReason reason);
+
 /// The part of a scope that concerns the entries of one folder. The scope outlives it.
 class FolderScope {
  public:
@@ -34,6 +37,7 @@ class FolderScope {
  private:
   friend class Scope;
   const class Scope* scope_ = nullptr;
+  bool at_root_ = false;
   FolderExclusions exclusions_;
   std::u16string at_;  ///< relative to the root, where the scope is a choice of paths
 };
@@ -67,8 +71,8 @@ class Scope {
   /// The same of the walk's root, which may lie in the destination under any path.
   bool IsOwnRoot(std::u16string_view path, const Folder& root) const;
 
-  /// `folder`: its path with its trailing separator.
-  FolderScope In(std::u16string_view folder) const;
+  /// `folder`: its path with its trailing separator; `at_root`: it is the walk's root.
+  FolderScope In(std::u16string_view folder, bool at_root) const;
   /// Links and folders have no size that counts.
   bool WithinSizeLimit(const FileStatus& file) const;
   /// The path of a folder below the root, its parts joined by "/". Of a choice of paths alone.

@@ -55,6 +55,28 @@ TEST_F(JobPreviewTest, TheNextRunWritesToItsOwnDate) {
   EXPECT_EQ(Preview().Destination, u"");
 }
 
+TEST_F(JobPreviewTest, WarnsOfAnotherJobThatWritesToTheSamePlace) {
+  const std::string warning = "排程「測試 0」也備份到這個資料夾";
+  BackupJob& other = Program.AddJob();
+  EXPECT_TRUE(Warns(warning));
+  const std::size_t all = Preview().Warnings.size();
+  EXPECT_EQ(PreviewJob(Program.Program, Form, other.JobIndex).Warnings.size(), all - 1)
+      << "of itself it need not";
+  other.AddSourceFolder = true;
+  EXPECT_FALSE(Warns(warning));
+  Form.AddSourceFolder = true;
+  EXPECT_TRUE(Warns(warning)) << "both sources bear one name";
+  other.Destination.Path = Form.Destination = u"D:\\<dd>\\";
+  EXPECT_TRUE(Warns(warning));
+  // By another path it is the same folder all the same.
+  other.AddSourceFolder = Form.AddSourceFolder = false;
+  other.Destination.Path = u"D:\\link\\";
+  Form.Destination = u"D:\\dst\\";
+  fs::create_directories(Program.Dest());
+  fs::create_directory_symlink(Program.Dest(), Program.Temp.DriveD() / "link");
+  EXPECT_TRUE(Warns(warning));
+}
+
 TEST_F(JobPreviewTest, WarnsOfADestinationThatIsTheSourceOrLiesInIt) {
   Form.Destination = u"c:\\SRC\\";
   EXPECT_TRUE(Warns("就是來源資料夾"));

@@ -263,16 +263,17 @@ TEST_F(KavrelctlTest, AnInterruptEndsTheRunWithItsBookkeepingDone) {
   WriteTestFile(dest_ / "0", "old");
   ASSERT_EQ(Add({"--type", "full"}).ExitCode, 0);
   BackgroundCommand run(Command({"run", "文件 A"}));
-  // A second file at the destination tells that the copying has begun.
+  // Beside the first file and the mark, another one tells that the copying has begun.
   const auto copied = [&] {
     return std::distance(fs::directory_iterator(dest_), fs::directory_iterator());
   };
-  while (copied() < 2) std::this_thread::yield();
+  while (copied() < 3) std::this_thread::yield();
   kill(run.Process(), SIGINT);
   EXPECT_EQ(run.Wait(), 4);
   EXPECT_LT(copied(), kFiles);
   for (const auto& entry : fs::directory_iterator(dest_)) {
     EXPECT_FALSE(entry.path().filename().string().starts_with("pt")) << entry.path();
+    if (entry.path().filename() == ".kavrel-owner") continue;
     const std::string content = ReadTestFile(entry.path());
     EXPECT_TRUE(content == "new" || (content == "old" && entry.path().filename() == "0"))
         << entry.path();
@@ -375,6 +376,27 @@ TEST_F(KavrelctlTest, ARestoreBringsALostFolderBack) {
   EXPECT_EQ(Ctl({"restore", "nobody"}).ExitCode, 3);
 }
 
+TEST_F(KavrelctlTest, TheBackupOfAnotherJobIsNeitherEnteredNorRestoredUnasked) {
+  const fs::path other = temp_.Root() / "other" / source_.filename();
+  WriteTestFile(other / "theirs", "x");
+  WriteTestFile(source_ / "mine", "x");
+  ASSERT_EQ(Add({"--type", "full"}).ExitCode, 0);
+  ASSERT_EQ(Ctl({"run", "文件 A"}).ExitCode, 0);
+  const CommandResult added = Ctl({"add", "--name", "B", "--source", other.string(), "--dest",
+                                   dest_.string(), "--no-source-folder"});
+  EXPECT_NE(added.Errors.find("排程「文件 A」也備份到這個資料夾"), std::string::npos);
+  EXPECT_NE(Ctl({"preview", "B"}).Errors.find("是排程「文件 A」的備份"), std::string::npos);
+  EXPECT_EQ(Ctl({"run", "B", "文件 A"}).ExitCode, 6);
+  EXPECT_EQ(Ctl({"restore", "B"}).ExitCode, 6);
+  EXPECT_FALSE(fs::exists(dest_ / "theirs"));
+  EXPECT_EQ(Ctl({"run", "B", "--force"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"restore", "B"}).ExitCode, 6) << "it holds the files of both now";
+  EXPECT_EQ(Ctl({"restore", "B", "--force"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"edit", "B", "--adopt"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"run", "B"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"run", "文件 A"}).ExitCode, 6);
+}
+
 TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheStoreAlone) {
   WriteTestFile(source_ / "深" / "碁.txt", "x");
   ASSERT_EQ(Add({"--type", "compressed", "--password-stdin"}).ExitCode, 2) << "no password given";
@@ -384,7 +406,10 @@ TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheSto
   EXPECT_EQ(Ctl({"run", "文件 A", "--compression", "best"}).ExitCode, 2);
   CommandResult result = Ctl({"run", "文件 A", "--compression", "store"});
   EXPECT_EQ(result.ExitCode, 0) << result.Errors;
-  const std::string archive = fs::directory_iterator(dest_)->path().filename().string();
+  std::string archive;
+  for (const auto& entry : fs::directory_iterator(dest_)) {
+    if (entry.path().extension() == ".7z") archive = entry.path().filename().string();
+  }
   EXPECT_NE(Ctl({"archives", "文件 A"}).Output.find(archive), std::string::npos);
   EXPECT_NE(Ctl({"archives", "文件 A", "--json"}).Output.find("\"size\": "), std::string::npos);
   EXPECT_NE(Ctl({"archives", "文件 A", "--list", archive}).Output.find("深/碁.txt"),

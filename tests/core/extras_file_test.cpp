@@ -40,7 +40,8 @@ class ExtrasFileTest : public testing::Test {
     extras.TimeMoved = *FromCivil(2009, 9, 23, 15, 4, 5);
     extras.LargestFile = 4096;
     extras.SourceDiskBytes = 8192;
-    extras.Unfinished = u"D:\\a=b\\";
+    extras.Id = u"0123456789abcdef0123456789abcdef";
+    extras.Adopt = true;
     extras.Made = {u"D:\\1\\", u"D:\\2\\"};
     return extras;
   }
@@ -69,20 +70,39 @@ TEST_F(ExtrasFileTest, EveryFieldIsKeptAndTheStoreStaysAsItIs) {
 }
 
 TEST_F(ExtrasFileTest, NoJobGetsTheExtrasOfAnother) {
-  store_.Jobs = {Job(u"a"), Job(u"same"), Job(u"same")};
-  for (int i = 0; i < 3; ++i) store_.Jobs[static_cast<std::size_t>(i)].Extras.KeepNewest = i + 1;
+  using Kept = std::vector<std::int32_t>;
+  const auto load = [&](const std::vector<BackupJob>& jobs) {
+    std::u16string lines;
+    for (const BackupJob& job : jobs) lines += FormatJobLine(job) + u"\r\n";
+    WriteTestFile(temp_.Home() / "Backup.rtm", *EncodeCodePage(lines));
+    EXPECT_TRUE(store_.LoadJobs());
+    Kept kept;
+    for (const BackupJob& job : store_.Jobs) kept.push_back(job.Extras.KeepNewest);
+    return kept;
+  };
+  BackupJob mirror = Job(u"same"), plain = Job(u"same"), other = Job(u"same");
+  SetJobType(mirror, BackupType::Synchronise);
+  SetJobType(other, BackupType::Differential);
+  store_.Jobs = {Job(u"a"), plain, mirror};
+  store_.Jobs[0].Extras.KeepNewest = 1;
+  store_.Jobs[2].Extras.KeepNewest = 2;
   ASSERT_TRUE(store_.SaveJobs());
-  // Another program, which knows only the store, removes the first job and adds others.
-  std::u16string lines;
-  for (const BackupJob& job :
-       {Job(u"A"), Job(u"a", u"D:\\other\\"), Job(u"same"), Job(u"same"), Job(u"same")}) {
-    lines += FormatJobLine(job) + u"\r\n";
-  }
-  WriteTestFile(temp_.Home() / "Backup.rtm", *EncodeCodePage(lines));
-  ASSERT_TRUE(store_.LoadJobs());
-  std::vector<std::int32_t> kept;
-  for (const BackupJob& job : store_.Jobs) kept.push_back(job.Extras.KeepNewest);
-  EXPECT_EQ(kept, (std::vector<std::int32_t>{0, 0, 2, 3, 0}));
+  // Of two that are alike, the one that has nothing must not get what the other has.
+  mirror.LastRun = *FromCivil(2009, 9, 22);
+  EXPECT_EQ(load({Job(u"a"), plain, mirror}), (Kept{1, 0, 2}));
+  // Another program, which knows only the store, moves jobs, takes one away, adds others.
+  EXPECT_EQ(load({mirror, plain, Job(u"a", u"D:\\other\\"), Job(u"A")}), (Kept{2, 0, 0, 0}));
+  EXPECT_EQ(load({other, mirror, other}), (Kept{0, 2, 0}));
+  EXPECT_EQ(load({plain}), (Kept{0}));
+  // Where nothing tells them apart, none gets anything.
+  EXPECT_EQ(load({mirror, mirror}), (Kept{0, 0}));
+  // Nor from a file of a version that told them apart by their order alone.
+  WriteTestFile(path_,
+                "[job]\nName=same\nSource=C:\\來源\\\nDestination=D:\\目標\\\n"
+                "GuardMirror=0\nKeepNewest=3\nUnfinished=x\n");
+  EXPECT_EQ(load({plain, mirror}), (Kept{0, 0}));
+  EXPECT_EQ(load({mirror}), (Kept{3}));
+  EXPECT_TRUE(store_.Jobs[0].Extras.OtherLines.empty());
 }
 
 TEST_F(ExtrasFileTest, UnknownLinesStayAndWhatIsOutOfRangeIsTheDefault) {
@@ -98,9 +118,14 @@ TEST_F(ExtrasFileTest, UnknownLinesStayAndWhatIsOutOfRangeIsTheDefault) {
   expected.OtherLines = {u"Color=red", u"; note"};
   EXPECT_EQ(store_.Jobs[0].Extras, expected);
   ASSERT_TRUE(store_.SaveJobs());
-  EXPECT_EQ(ReadTestFile(path_),
+  const std::string saved = ReadTestFile(path_);
+  const std::size_t at = saved.find("Like=") + 5;
+  const std::string like = saved.substr(at, saved.find('\r', at) - at);
+  EXPECT_FALSE(like.empty());
+  EXPECT_EQ(saved,
             "# mine\r\n\r\n[job]\r\nName=a\r\nSource=C:\\來源\\\r\nDestination=D:\\目標\\\r\n"
-            "GuardFewest=5\r\nColor=red\r\n; note\r\n");
+            "Like=" +
+                like + "\r\nGuardFewest=5\r\nColor=red\r\n; note\r\n");
 }
 
 TEST_F(ExtrasFileTest, AFileThatCannotBeReadIsNeverWrittenOver) {
@@ -127,14 +152,20 @@ TEST_F(ExtrasFileTest, AnUpgradeTrustsOldMirrorsAndExtrasTravelWithTheStore) {
   EXPECT_EQ(store_.Jobs[0].Extras.MirroredTo, u"D:\\目標\\來源");
   EXPECT_EQ(store_.Jobs[1].Extras.MirroredTo, u"");
 
-  store_.Jobs[1].Extras.KeepNewest = 4;
+  store_.Jobs[1].Extras = All();
   ASSERT_TRUE(store_.SaveJobs());
   ASSERT_EQ(store_.ExportJobs(u"D:\\"), 0);
   store_.Jobs[1].Extras = {};
   ASSERT_TRUE(store_.SaveJobs());
   const std::string before = ReadTestFile(path_);
   ASSERT_EQ(store_.ImportJobs(u"D:\\Backup.rtm"), 0);
-  EXPECT_EQ(store_.Jobs[1].Extras.KeepNewest, 4);
+  // The settings come along; what another installation's jobs have made is not these jobs'.
+  JobExtras expected = All();
+  expected.Id.clear();
+  expected.MirroredTo.clear();
+  expected.Adopt = false;
+  expected.Made.clear();
+  EXPECT_EQ(store_.Jobs[1].Extras, expected);
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.ext"), before);
 }
 

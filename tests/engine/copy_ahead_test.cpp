@@ -70,6 +70,7 @@ Trace RunTraced(TestProgram& program, BackupType type, bool ahead, std::size_t c
   program.Host.AtProgress = [&](std::uint64_t, std::uint64_t) {
     if (program.Host.Calls.size() == cancel_at) program.Program.State.CancelRequested = true;
   };
+  program.Program.Store.Jobs.clear();
   {
     const Unprivileged user;
     program.Program.RunJobNow(program.AddJob(type).JobIndex);

@@ -194,6 +194,7 @@ TEST_P(JobDisksTest, AnotherSourceOrDestinationIsAnotherStory) {
   ASSERT_EQ(apply(), FormCheck::Ok);
   JobExtras expected;
   expected.KeepNewest = 1;
+  expected.Id = Job().Extras.Id;
   EXPECT_EQ(Job().Extras, expected);
   Clock.Set(*FromCivil(2009, 9, 24, 1));
   ExpectRan(0);

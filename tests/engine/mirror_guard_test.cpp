@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "base/text.h"
+#include "support/command.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 
@@ -12,8 +13,16 @@ namespace {
 class MirrorGuardTest : public testing::Test, protected TestProgram {
  protected:
   MirrorGuardTest() {
-    AddJob(BackupType::Synchronise).Extras.MirroredTo = u"D:\\dst\\";
+    AddJob(BackupType::Synchronise).Extras.Id = u"mine";
     Host.GoOn = false;
+  }
+  /// What a whole mirror run has left at the destination.
+  void Mark(const fs::path& folder, std::u16string_view source = u"C:\\src\\") const {
+    OwnerMark mark;
+    mark.Place = u"D:\\dst\\";
+    mark.Mirrored = true;
+    mark.Owners = {{u"mine", u"測試 0", std::u16string(source)}};
+    ASSERT_EQ(WriteOwnerMark(*Temp.Files().MakeFolders(TempFolder::Text(folder)), mark), 0);
   }
   JobExtras& Extras() { return Program.Store.Jobs[0].Extras; }
 
@@ -52,6 +61,7 @@ class MirrorGuardTest : public testing::Test, protected TestProgram {
 };
 
 TEST_F(MirrorGuardTest, EverydayRemovalsNeverAsk) {
+  Mark(Dest());
   Make(19, 19);
   ExpectDone();  // Half of them, but too few to matter.
   Make(30, 30);
@@ -62,6 +72,7 @@ TEST_F(MirrorGuardTest, EverydayRemovalsNeverAsk) {
 }
 
 TEST_F(MirrorGuardTest, MoreThanTheShareAsksBeforeTheFirstChange) {
+  Mark(Dest());
   Make(30, 31);
   WriteTestFile(Source() / "first", "its folder comes before any removal");
   WriteTestFile(Source() / "k0" / "1", "changed");
@@ -90,6 +101,7 @@ TEST_F(MirrorGuardTest, MoreThanTheShareAsksBeforeTheFirstChange) {
 }
 
 TEST_F(MirrorGuardTest, WhatTheRunDoesNotTouchCountsForNeitherSide) {
+  Mark(Dest());
   Make(30, 31);
   for (int i = 0; i < 40; ++i) {
     WriteTestFile(Source() / "Temp" / std::to_string(i), "x");
@@ -100,6 +112,7 @@ TEST_F(MirrorGuardTest, WhatTheRunDoesNotTouchCountsForNeitherSide) {
 }
 
 TEST_F(MirrorGuardTest, AnEmptySourceRemovesNothing) {
+  Mark(Dest());
   Make(10, 1);
   fs::remove_all(Source());
   fs::create_directory(Source());
@@ -130,7 +143,68 @@ TEST_F(MirrorGuardTest, AFirstRunAsksBeforeItRemovesWhatOthersWrote) {
   EXPECT_EQ(TreeDifferences(Source(), Temp.DriveD() / "new"), "");
 }
 
+TEST_F(MirrorGuardTest, ADestinationIsKnownByWhatLiesInItAndNotByItsPath) {
+  const std::string foreign = "目標資料夾中有不是這個排程所備份的檔案：D:\\dst\\，將移除 1 個檔案";
+  Mark(Dest());
+  Make(10, 1);
+  ExpectDone();
+  // Another disk at the same place, which holds somebody's files.
+  fs::rename(Dest(), Temp.DriveD() / "first disk");
+  Make(10, 1);
+  ExpectStopped(foreign);
+  // The first disk again, and a copy of it.
+  fs::remove_all(Dest());
+  ASSERT_EQ(RunCommand({"/bin/cp", "-a", Temp.DriveD() / "first disk", Dest()}).ExitCode, 0);
+  Make(10, 1);
+  ExpectDone(1);
+  // Another source: what is there is the old one's.
+  Mark(Dest(), u"C:\\old\\");
+  Make(10, 1);
+  ExpectStopped(foreign);
+  // What is not a mirror's only grows, and is not for the mirror to clear away unasked.
+  Mark(Dest());
+  SetJobType(Program.Store.Jobs[0], BackupType::Differential);
+  Make(10, 1);
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  SetJobType(Program.Store.Jobs[0], BackupType::Synchronise);
+  ExpectStopped(foreign);
+  // What the user has said holds for one run.
+  Extras().Adopt = true;
+  ExpectDone(3);
+  EXPECT_FALSE(Extras().Adopt);
+  Make(10, 1);
+  ExpectDone(3);
+}
+
+TEST_F(MirrorGuardTest, AMirrorOfAnEarlierVersionMustLookLikeItsSource) {
+  Extras() = {};
+  Extras().MirroredTo = u"D:\\dst\\";
+  Make(1, 3);
+  ExpectStopped("目標資料夾中有不是這個排程所備份的檔案");
+  Make(10, 3);
+  ExpectDone(1);
+  EXPECT_EQ(Extras().MirroredTo, u"") << "from now on its mark tells";
+  Temp.Files().OpenFolder(u"D:\\dst\\")->WriteRemark({}, {});
+  fs::remove(Dest() / ".kavrel-owner");
+  Make(10, 1);
+  ExpectStopped("目標資料夾中有不是這個排程所備份的檔案");
+}
+
+TEST_F(MirrorGuardTest, BackupsOfAnotherJobInsideAreAskedAbout) {
+  Mark(Dest());
+  Make(10, 0);
+  BackupJob& other = AddJob();
+  other.Destination.Path = u"D:\\dst\\theirs\\";
+  WriteTestFile(Temp.DriveC() / "other" / "x", "x");
+  other.Source.Path = u"C:\\other\\";
+  ASSERT_EQ(Program.RunJobNow(1), RunOutcome::Ran);
+  Make(10, 1);
+  ExpectStopped("要移除的檔案中有其他排程的備份：D:\\dst\\theirs\\");
+  EXPECT_EQ(ReadTestFile(Dest() / "theirs" / "x"), "x");
+}
+
 TEST_F(MirrorGuardTest, AStoppedRunDoesNotHoldUpTheNextJob) {
+  Mark(Dest());
   Make(30, 31);
   AddJob().Destination.Path = u"D:\\second\\";
   for (BackupJob& job : Program.Store.Jobs) job.Enabled = true;

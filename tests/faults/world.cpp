@@ -16,6 +16,7 @@
 #include <map>
 
 #include "base/text.h"
+#include "files/owner_mark.h"
 #include "log/job_log.h"
 
 namespace fs = std::filesystem;
@@ -117,6 +118,8 @@ Entry ReadEntry(const fs::path& path) {
   char names[1024], value[1024];
   const ssize_t length = llistxattr(path.c_str(), names, sizeof names);
   for (const char* name = names; name < names + length; name += strlen(name) + 1) {
+    // A backup's own remark is no part of it.
+    if (std::string_view(name) == "user.kavrel.owner") continue;
     const ssize_t size = lgetxattr(path.c_str(), name, value, sizeof value);
     if (strncmp(name, "user.", 5) != 0 || size < 0) continue;
     entry.Owner +=
@@ -130,6 +133,8 @@ Tree ReadTree(const fs::path& root) {
   if (!fs::exists(root)) return tree;
   constexpr auto kSkip = fs::directory_options::skip_permission_denied;
   for (const auto& item : fs::recursive_directory_iterator(root, kSkip)) {
+    // A backup's mark where there was no place for a remark.
+    if (item.path() == root / ToUtf8(kOwnerMark)) continue;
     tree[item.path().lexically_relative(root).string()] = ReadEntry(item.path());
   }
   return tree;

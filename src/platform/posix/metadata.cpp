@@ -101,8 +101,12 @@ bool IsAccessList(std::string_view name) {
   return name == kAccessList || name == kDefaultList;
 }
 
+/// What the program itself has to say of an entry; a copy is another one.
+constexpr const char* kRemark = "user.kavrel.owner";
+
 /// The attributes that belong to an entry wherever it lies; others are its file system's own.
 bool IsCarried(std::string_view name) {
+  if (name == kRemark) return false;
   return name.starts_with("user.") || name.starts_with("trusted.") ||
          name.starts_with("security.") || IsAccessList(name);
 }
@@ -226,6 +230,12 @@ MetadataUpdate CarryOver(const Entry& to, const FileStatus& current, const Entry
   return update;
 }
 
+posix::Handle OpenForRemark(int folder, std::u16string_view name) {
+  const std::string native = name.empty() ? "." : posix::NativeName(name);
+  return posix::Handle(
+      openat(folder, native.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+}
+
 posix::Handle OpenOrHold(int folder, const std::string& name, FileKind kind, bool& held) {
   held = kind != FileKind::File;
   constexpr int kOpen = O_NOFOLLOW | O_CLOEXEC;
@@ -281,6 +291,25 @@ ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder& source) co
   return CarryOver(Entry(handle_, false), *current, source.handle_ == handle_ ? nullptr : &entry,
                    from, {})
       .Error;
+}
+
+Result<std::string> Folder::ReadRemark(std::u16string_view name) const {
+  const posix::Handle file = OpenForRemark(handle_, name);
+  if (!file) return Result<std::string>::Fail(errno);
+  std::optional<std::string> text = Entry(file.Get(), false).Get(kRemark);
+  if (text) return {std::move(*text), 0};
+  return Result<std::string>::Fail(errno == ENODATA || errno == EOPNOTSUPP ? ENOENT : errno);
+}
+
+ErrorCode Folder::WriteRemark(std::u16string_view name, const std::string& text) const {
+  const posix::Handle file = OpenForRemark(handle_, name);
+  if (!file) return errno;
+  const Entry entry(file.Get(), false);
+  const ErrorCode error = text.empty() ? entry.Remove(kRemark) : entry.Set(kRemark, text);
+  if (error == ENODATA) return 0;
+  const bool no_place =
+      error == EOPNOTSUPP || error == ENOSPC || error == E2BIG || error == ERANGE || error == EPERM;
+  return no_place ? ENOENT : error;
 }
 
 MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus& from,

@@ -1,11 +1,20 @@
 #include "platform/metadata.h"
 
+#include "platform/error_codes.h"
 #include "platform/win32/native.h"
 
 namespace kavrel {
 
 namespace {
 constexpr std::uint32_t kMarks = kAttrReadOnly | kAttrHidden | kAttrSystem | kAttrArchive;
+}
+
+Result<std::string> Folder::ReadRemark(std::u16string_view) const {
+  return Result<std::string>::Fail(kErrNotFound);
+}
+
+ErrorCode Folder::WriteRemark(std::u16string_view, const std::string&) const {
+  return kErrNotFound;
 }
 
 MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus& from,

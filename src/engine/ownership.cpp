@@ -1,0 +1,291 @@
+#include "engine/ownership.h"
+
+#include <algorithm>
+
+#include "engine/refusal.h"
+#include "engine/run_context.h"
+#include "engine/run_driver.h"
+#include "files/path.h"
+#include "platform/error_codes.h"
+
+namespace kavrel {
+
+namespace {
+
+bool IsEmpty(const Folder& folder) {
+  FolderReader reader(folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    if (!IsKeptByDisk(folder, entry->Name) && !IsOwnerMark(entry->Name)) return false;
+  }
+  return reader.Error() == 0;
+}
+
+/// An owner whose source comes back to where it was, whatever the job is called by now.
+bool IsOwnOrAlike(const OwnerMark::Owner& owner, const BackupJob& job) {
+  return (!job.Extras.Id.empty() && owner.Id == job.Extras.Id) ||
+         IsSamePath(owner.Source, job.Source.Path);
+}
+
+/// The names of jobs in brackets of the language.
+template <typename List, typename NameOf>
+std::u16string Quoted(const List& jobs, NameOf&& name_of) {
+  std::u16string text;
+  for (const auto& job : jobs) {
+    if (!text.empty()) text += u"、";
+    text += u"「" + std::u16string(name_of(job)) + u"」";
+  }
+  return text;
+}
+
+std::vector<OwnerMark::Owner> OthersOf(const OwnerMark& mark, const BackupJob& job) {
+  std::vector<OwnerMark::Owner> others = mark.Owners;
+  std::erase_if(others, [&](const OwnerMark::Owner& owner) { return owner.Id == job.Extras.Id; });
+  return others;
+}
+
+std::u16string BelongsText(const std::vector<OwnerMark::Owner>& others, std::u16string_view path) {
+  const std::u16string names =
+      Quoted(others, [](const OwnerMark::Owner& owner) { return owner.Name; });
+  return std::u16string(path) + u" 是排程" + names + u"的備份，來源：" + others.front().Source;
+}
+
+std::u16string UnreadableText(std::u16string_view path) {
+  return u"無法得知是哪一個排程的備份：" + std::u16string(path);
+}
+
+/// Jobs that have run into this folder, in the same way: plain ones, or compressed ones, whose
+/// archives of one hour are one.
+std::vector<const BackupJob*> RanHere(const RunContext& context, const BackupJob& job,
+                                      std::u16string_view folder) {
+  std::vector<const BackupJob*> jobs =
+      JobsOfFolder(context.Files, context.Clock, context.Store.Jobs, folder, job.JobIndex);
+  std::erase_if(jobs, [&](const BackupJob* other) {
+    return other->LastRun == kZeroDate || other->Compressed != job.Compressed;
+  });
+  return jobs;
+}
+
+std::u16string SharedText(const std::vector<const BackupJob*>& jobs, std::u16string_view folder) {
+  return u"排程" + Quoted(jobs, [](const BackupJob* job) { return job->Name; }) +
+         u"也備份到同一個資料夾：" + std::u16string(folder);
+}
+
+Result<Folder> FolderOf(const FileSystem& files, std::u16string_view unit) {
+  return files.OpenFolder(EndsWithSeparator(unit) ? unit : PathFolder(unit));
+}
+
+OwnerMark::Owner OwnerOf(const BackupJob& job) {
+  return {job.Extras.Id, job.Name, job.Source.Path};
+}
+
+/// The mark that a run into the place which was found is to leave.
+OwnerMark MarkOf(const PlaceFound& found, const BackupJob& job, std::u16string_view place) {
+  OwnerMark mark = found.Mark;
+  if (!found.Marked) mark = {};
+  mark.Place = place;
+  if (!found.Marked) mark.Found = !found.Empty;
+  if (job.Extras.Adopt) {
+    mark.Found = mark.Found || !OthersOf(mark, job).empty();
+    mark.Owners.clear();
+  }
+  std::erase_if(mark.Owners,
+                [&](const OwnerMark::Owner& owner) { return owner.Id == job.Extras.Id; });
+  mark.Owners.push_back(OwnerOf(job));
+  return mark;
+}
+
+bool Differ(const OwnerMark& a, const OwnerMark& b) {
+  const auto same = [](const OwnerMark::Owner& x, const OwnerMark::Owner& y) {
+    return x.Id == y.Id && x.Name == y.Name && x.Source == y.Source;
+  };
+  return a.Place != b.Place || a.Found != b.Found || a.Mirrored != b.Mirrored ||
+         a.Archive != b.Archive ||
+         !std::equal(a.Owners.begin(), a.Owners.end(), b.Owners.begin(), b.Owners.end(), same);
+}
+
+/// No file is missing, but later runs will not know the place again.
+void CountUnmarked(RunContext& context, std::u16string_view path) {
+  ++context.Counters.WarningFiles;
+  context.LogTimed(u": 寫入備份標記 (失敗)：", path);
+}
+
+void Write(RunContext& context, const Folder& folder, const OwnerMark& mark,
+           std::u16string_view archive = {}) {
+  if (WriteOwnerMark(folder, mark, archive)) return CountUnmarked(context, mark.Place);
+  context.Place.Written = mark;
+}
+
+}  // namespace
+
+PlaceFound LookAtPlace(const FileSystem& files, const BackupJob& job, std::u16string_view archive) {
+  PlaceFound found;
+  const Result<Folder> folder =
+      files.OpenFolder(archive.empty() ? job.Destination.WorkPath : PathFolder(archive));
+  if (!folder) {
+    found.Empty = IsNotFound(folder.Error);
+    return found;
+  }
+  Result<OwnerMark> mark = ReadOwnerMark(*folder, PathName(archive));
+  found.Empty =
+      archive.empty() ? IsEmpty(*folder) : IsNotFound(folder->Status(PathName(archive)).Error);
+  found.Marked = bool(mark) && !found.Empty;
+  if (mark) found.Mark = std::move(*mark);
+  // In a folder that was emptied, the mark alone still tells whose it is.
+  if (archive.empty() && mark) found.Marked = true;
+  if (mark.Error && !IsNotFound(mark.Error) && !found.Empty) found.Unreadable = mark.Error;
+  if (!archive.empty()) found.Archive = *ArchiveFingerprint(*folder, PathName(archive));
+  return found;
+}
+
+std::u16string EntryObjection(const RunContext& context, const BackupJob& job,
+                              std::u16string_view archive) {
+  const PlaceFound& found = context.Place;
+  const std::u16string_view path = archive.empty() ? job.Destination.WorkPath : archive;
+  const std::u16string& folder = job.Destination.WorkPath;
+  if (found.Unreadable) return UnreadableText(path);
+  if (found.Marked) {
+    if (found.Mark.Names(job.Extras.Id)) return {};
+    return BelongsText(found.Mark.Owners, path);
+  }
+  if (!archive.empty()) {
+    // Archives that go into the folder of a plain job mix with its files.
+    const Result<Folder> opened = context.Files.OpenFolder(folder);
+    const Result<OwnerMark> mark =
+        opened ? ReadOwnerMark(*opened) : Result<OwnerMark>::Fail(opened.Error);
+    if (mark && !mark->Names(job.Extras.Id)) return BelongsText(mark->Owners, folder);
+  }
+  if (found.Empty) return {};
+  const std::vector<const BackupJob*> others = RanHere(context, job, folder);
+  return others.empty() ? std::u16string() : SharedText(others, folder);
+}
+
+bool EnterPlace(RunContext& context, BackupJob& job, std::u16string_view archive) {
+  bool known = true;
+  if (job.Extras.Id.empty()) {
+    job.Extras.Id = NewOwnerId();
+    // A mark of a job that nobody knows would be another job's in the next run.
+    known = context.Store.SaveJobs();
+  }
+  context.Place = LookAtPlace(context.Files, job, archive);
+  context.Place.Write = known;
+  const std::u16string objection = EntryObjection(context, job, archive);
+  context.Place.Agreed = context.Force || job.Extras.Adopt;
+  const bool agreed =
+      objection.empty() || context.Place.Agreed ||
+      AskToGoOn(context, job, RunRefusal::PlaceOfOthers, u"目標歸屬檢查", objection);
+  if (!known) job.Extras.Id.clear();
+  return agreed;
+}
+
+void MarkFolder(RunContext& context, const BackupJob& job, const Folder& dest) {
+  const PlaceFound& found = context.Place;
+  OwnerMark mark = MarkOf(found, job, AddBackslash(job.Destination.WorkPath));
+  // What a mirror has left is one no longer when a run adds to it.
+  const bool alone = found.Marked && found.Mark.IsAlone(job.Extras.Id);
+  mark.Mirrored = job.Synchronise && (found.Marked ? alone && found.Mark.Mirrored : found.Empty);
+  // Until a mirror of it is whole, the old source is what the place shows.
+  if (job.Synchronise && alone) mark.Owners = found.Mark.Owners;
+  DropHalfMark(dest);
+  // Until its guard has passed, a mirror claims nothing of what was there before.
+  if (job.Synchronise && !found.Marked && !found.Empty) return;
+  if (found.Marked && !Differ(mark, found.Mark)) return;
+  if (!found.Write) return CountUnmarked(context, mark.Place);
+  Write(context, dest, mark);
+}
+
+void MarkMirrored(RunContext& context, const BackupJob& job, const Folder& dest) {
+  const PlaceFound& place = context.Place;
+  const bool marked = place.Marked || !place.Written.Owners.empty();
+  const OwnerMark now = place.Written.Owners.empty() ? place.Mark : place.Written;
+  OwnerMark mark = marked ? now : MarkOf(place, job, AddBackslash(job.Destination.WorkPath));
+  mark.Mirrored = true;
+  mark.Owners = {OwnerOf(job)};
+  if (marked && !Differ(mark, now)) return;
+  if (!place.Write) return CountUnmarked(context, mark.Place);
+  Write(context, dest, mark);
+}
+
+void MarkArchive(RunContext& context, const BackupJob& job, std::u16string_view archive) {
+  const Result<Folder> folder = context.Files.OpenFolder(PathFolder(archive));
+  const Result<std::u16string> print = folder ? ArchiveFingerprint(*folder, PathName(archive))
+                                              : Result<std::u16string>::Fail(folder.Error);
+  if (folder) DropHalfMark(*folder, PathName(archive));
+  // No archive was made, or the earlier one was left as it was.
+  if (IsNotFound(print.Error)) return;
+  const bool as_it_was = print && *print == context.Place.Archive;
+  // An archive that was written anew may be the same to the last byte, and have lost its mark.
+  if (as_it_was && (!context.Place.Marked || ReadOwnerMark(*folder, PathName(archive)))) return;
+  OwnerMark mark = MarkOf(context.Place, job, archive);
+  mark.Archive = *print;
+  if (!print || !context.Place.Write) return CountUnmarked(context, archive);
+  Write(context, *folder, mark, PathName(archive));
+}
+
+bool IsOwnAfterRun(const PlaceFound& place, const BackupJob& job) {
+  const OwnerMark& mark = place.Written.Owners.empty() ? place.Mark : place.Written;
+  return mark.IsAlone(job.Extras.Id) && (mark.Mirrored || !job.Synchronise);
+}
+
+bool IsOwnMirror(const PlaceFound& place, const BackupJob& job) {
+  const OwnerMark& mark = place.Mark;
+  return place.Marked && mark.Mirrored && mark.IsAlone(job.Extras.Id) &&
+         IsSamePath(mark.Owners.front().Source, job.Source.Path);
+}
+
+Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit) {
+  const Result<Folder> folder = FolderOf(files, unit);
+  if (!folder) return Result<bool>::Fail(folder.Error);
+  const Result<OwnerMark> mark =
+      ReadOwnerMark(*folder, EndsWithSeparator(unit) ? std::u16string_view() : PathName(unit));
+  if (!mark && !IsNotFound(mark.Error)) return Result<bool>::Fail(mark.Error);
+  return {mark && !mark->Found && mark->IsAlone(job.Extras.Id), 0};
+}
+
+bool IsPlaceOfOthers(const Folder& folder, std::u16string_view archive, std::u16string_view path,
+                     const BackupJob& job) {
+  const Result<OwnerMark> mark = ReadOwnerMark(folder, archive);
+  return mark && !mark->Names(job.Extras.Id) && IsSamePath(mark->Place, path);
+}
+
+std::u16string RestoreObjection(const RunContext& context, const BackupJob& job,
+                                std::u16string_view folder, std::u16string_view archive) {
+  const std::u16string_view path = archive.empty() ? folder : archive;
+  const Result<Folder> opened = context.Files.OpenFolder(folder);
+  if (!opened) return {};
+  const Result<OwnerMark> mark = ReadOwnerMark(*opened, PathName(archive));
+  if (!mark && !IsNotFound(mark.Error)) return UnreadableText(path);
+  if (mark) {
+    std::vector<OwnerMark::Owner> others = OthersOf(*mark, job);
+    std::erase_if(others, [&](const OwnerMark::Owner& owner) { return IsOwnOrAlike(owner, job); });
+    return others.empty() ? std::u16string() : BelongsText(others, path);
+  }
+  // Written by a version that left no marks: only the store tells who may have been here.
+  const std::vector<const BackupJob*> others = RanHere(context, job, folder);
+  return others.empty() ? std::u16string() : SharedText(others, folder);
+}
+
+std::vector<const BackupJob*> JobsOfFolder(const FileSystem& files, Clock& clock,
+                                           const std::vector<BackupJob>& jobs,
+                                           std::u16string_view folder, std::int32_t own,
+                                           const PathTest& may_look) {
+  std::vector<const BackupJob*> found;
+  const bool looks = !may_look || may_look(folder);
+  const Result<Folder> opened =
+      looks ? files.OpenFolder(folder) : Result<Folder>::Fail(kErrNotFound);
+  const FolderIdentity identity = opened ? IdentityOf(*opened) : FolderIdentity();
+  for (const BackupJob& job : jobs) {
+    if (job.Deleted || job.JobIndex == own || job.Destination.Path.empty()) continue;
+    const std::u16string place = ExpandedDestination(job, clock);
+    bool same = IsSamePath(place, folder);
+    if (!same && identity.Known && (!may_look || may_look(place))) {
+      const Result<Folder> other = files.OpenFolder(place);
+      const Result<FileStatus> status =
+          other ? other->Status() : Result<FileStatus>::Fail(other.Error);
+      same = status && identity.Is(*status);
+    }
+    if (same) found.push_back(&job);
+  }
+  return found;
+}
+
+}  // namespace kavrel

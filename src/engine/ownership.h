@@ -1,0 +1,78 @@
+// Whose a place is: the folder that a run writes into, or the archive of its hour. A run that would
+// enter one that another job made asks; nothing that another job made counts as a job's own.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/job_store.h"
+#include "engine/folder_pair.h"
+#include "files/owner_mark.h"
+
+namespace kavrel {
+
+struct RunContext;
+
+/// What a run has found in its place before it wrote anything.
+struct PlaceFound {
+  bool Empty = false;  ///< nothing was there, or nothing that anybody has put there
+  bool Marked = false;
+  /// There is a mark, or an archive, that cannot be looked at: it may be anybody's.
+  ErrorCode Unreadable = 0;
+  OwnerMark Mark;          ///< where Marked
+  std::u16string Archive;  ///< the fingerprint of the archive that is there
+  OwnerMark Written;       ///< by this run so far
+  bool Agreed = false;     ///< the user wants the run whatever is there
+  bool Write = false;      ///< the run is to leave its mark
+};
+
+/// Looks at the place of a run whose work paths are set: at the archive, or without one at the
+/// destination folder.
+PlaceFound LookAtPlace(const FileSystem& files, const BackupJob& job, std::u16string_view archive);
+
+/// Why a run should not enter the place that the context has found, in words; empty when it may.
+std::u16string EntryObjection(const RunContext& context, const BackupJob& job,
+                              std::u16string_view archive);
+/// Looks at the place, notes it in the context and gives the job an identity. False when the run is
+/// to stop: the place is another job's, the host was asked and did not agree. The context's Refusal
+/// and the log tell why, and the cancel flag is set.
+bool EnterPlace(RunContext& context, BackupJob& job, std::u16string_view archive = {});
+
+/// Leaves the mark in the folder that the run is about to fill.
+void MarkFolder(RunContext& context, const BackupJob& job, const Folder& dest);
+/// To be called at the end of a mirror's walk that has looked at all folders, or that the user has
+/// agreed to: what is in the folder is the job's now.
+void MarkMirrored(RunContext& context, const BackupJob& job, const Folder& dest);
+/// Leaves the mark beside the archive that the run has written.
+void MarkArchive(RunContext& context, const BackupJob& job, std::u16string_view archive);
+
+/// Whether the mark that a run found or left makes the place this job's alone, and a mirror's its
+/// mirror.
+bool IsOwnAfterRun(const PlaceFound& place, const BackupJob& job);
+/// Whether the mark that was found makes the place a mirror of this job and its source.
+bool IsOwnMirror(const PlaceFound& place, const BackupJob& job);
+/// Whether a dated folder, with its final separator, or an archive was made by this job alone. The
+/// error tells of one that cannot be looked at.
+Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit);
+/// Whether the mark of a folder, or of an archive in it, says that this path is the place of other
+/// jobs alone.
+bool IsPlaceOfOthers(const Folder& folder, std::u16string_view archive, std::u16string_view path,
+                     const BackupJob& job);
+
+/// Why what lies in the job's place should not be restored as its own, in words; empty when it may.
+/// `archive`: the path of the one that was picked.
+std::u16string RestoreObjection(const RunContext& context, const BackupJob& job,
+                                std::u16string_view folder, std::u16string_view archive);
+
+using PathTest = std::function<bool(std::u16string_view)>;
+/// The other jobs that write into the same folder as this one at this moment. `own`: its position
+/// in the list, -1 for a job that is not in it. With `may_look`, only paths of which it is true are
+/// looked at; the others are known by their text.
+std::vector<const BackupJob*> JobsOfFolder(const FileSystem& files, Clock& clock,
+                                           const std::vector<BackupJob>& jobs,
+                                           std::u16string_view folder, std::int32_t own,
+                                           const PathTest& may_look = {});
+
+}  // namespace kavrel

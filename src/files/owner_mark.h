@@ -1,0 +1,66 @@
+// The mark that tells whose a backup is: a remark on the folder that runs write into, or on the
+// archive; where the file system has no place for one, a small hidden file inside the folder or
+// beside the archive. It goes where the backup goes, so an exact copy of the disk still tells.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/files.h"
+
+namespace kavrel {
+
+struct OwnerMark {
+  struct Owner {
+    std::u16string Id;            ///< of the job, as NewOwnerId gives it
+    std::u16string Name, Source;  ///< of the job when it wrote this
+  };
+  std::u16string Place;  ///< the path that the job wrote to
+  /// There was something before the first of the owners came.
+  bool Found = false;
+  /// All of it is what a whole mirror run of the owner has left.
+  bool Mirrored = false;
+  std::u16string Archive;     ///< of an archive: its fingerprint
+  std::vector<Owner> Owners;  ///< whose runs have written there
+
+  bool Names(std::u16string_view id) const;
+  /// Some owner backed up this source.
+  bool IsOf(std::u16string_view source) const;
+  /// The owner is this one alone.
+  bool IsAlone(std::u16string_view id) const { return Owners.size() == 1 && Names(id); }
+};
+
+/// 128 bits of chance as 32 digits.
+std::u16string NewOwnerId();
+
+inline constexpr std::u16string_view kOwnerMark = u".kavrel-owner";
+/// Whether an entry at the top of a backup is the file of its mark, or half of one that a killed
+/// run has left.
+bool IsOwnerMark(std::u16string_view name);
+/// The name of the file that is an archive's mark.
+std::u16string ArchiveMark(std::u16string_view archive);
+
+/// The archive that a mark of this name lies beside.
+std::u16string_view MarkedArchive(std::u16string_view mark);
+
+/// The mark of the folder, or of an archive in it. IsNotFound when there is none; anything else
+/// that is not a mark is an error like one that cannot be read. The mark of what was in an
+/// archive's place before is none.
+Result<OwnerMark> ReadOwnerMark(const Folder& folder, std::u16string_view archive = {});
+/// Writes it at once or not at all; it is on the disk then. A file that is no mark is not written
+/// over.
+ErrorCode WriteOwnerMark(const Folder& folder, const OwnerMark& mark,
+                         std::u16string_view archive = {});
+/// Removes half a file that a killed run has left.
+void DropHalfMark(const Folder& folder, std::u16string_view archive = {});
+
+/// Size and first bytes of an archive, which hold the checksum of its whole listing: no two
+/// archives of different content have the same.
+Result<std::u16string> ArchiveFingerprint(const Folder& folder, std::u16string_view archive);
+
+/// Whether a text that was kept for a job is the same path: letter case counts where paths are the
+/// host's own.
+bool IsSamePath(std::u16string_view a, std::u16string_view b);
+
+}  // namespace kavrel
