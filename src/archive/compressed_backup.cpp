@@ -91,6 +91,7 @@ class ListBuilder {
   std::uint32_t Found = 0;  ///< files that the patterns take
   std::uint32_t Files = 0;  ///< of these, the listed ones
   std::uint64_t Bytes = 0;
+  std::uint32_t Linked = 0;  ///< of the listed files: names of files that have several
 
  private:
   /// Archives that lie in their own source must not be packed into the next one: each would hold
@@ -137,6 +138,7 @@ class ListBuilder {
     Note(PlanAction::Pack, PlanReason::Always, path, status->Size);
     ++Files;
     Bytes += status->Size;
+    if (status->Kind == FileKind::File && status->Links > 1) ++Linked;
   }
 
   void NoteListed(std::u16string_view path) {
@@ -276,6 +278,9 @@ PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
   if (builder.Found == 0) {
     context.Log.WriteTimed(u": 沒有可壓縮的檔案：" + job.Source.WorkPath);
     return {};
+  }
+  if (builder.Linked > 0 && job.Extras.KeepHardLinks) {
+    context.Log.WriteTimed(u": 壓縮檔不保留硬連結，個別存放的名稱總計：" + Grouped(builder.Linked));
   }
   const std::string dropped = builder.DroppedLines();
   PackLists lists{WriteListFile(context.Files, builder.Lines), {}};

@@ -99,6 +99,7 @@ nlohmann::json ToJson(Session& session, const BackupJob& job) {
           {"check_space", job.Extras.CheckSpace},
           {"keep_newest", job.Extras.KeepNewest},
           {"verify_after_run", job.Extras.VerifyAfterRun},
+          {"keep_hard_links", job.Extras.KeepHardLinks},
           {"missing_disks", JsonText(MissingDisks(session, job))},
           {"last_run", JsonTime(job.LastRun)},
           {"next_run", JsonTime(job.NextRun)}};
@@ -197,6 +198,7 @@ int ShowJob(Session& session, const std::string& name, bool json) {
       {u"檢查可用空間：", on_off(job->Extras.CheckSpace)},
       {u"保留備份份數：", KeepText(job->Extras)},
       {u"備份後驗證　：", on_off(job->Extras.VerifyAfterRun)},
+      {u"保留硬連結　：", on_off(job->Extras.KeepHardLinks)},
   });
   TellMissingDisks(session, *job);
   return kDone;

@@ -144,6 +144,8 @@ void JobOptions::AddTo(CLI::App& command) {
       ->check(CLI::Range(0, kMaxKeepNewest));
   AddSwitch(command, "--verify-after,!--no-verify-after", VerifyAfter,
             "Compare both sides after every run");
+  AddSwitch(command, "--hard-links,!--no-hard-links", HardLinks,
+            "Keep files of several names linked in the copy (default)");
 }
 
 std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form) {
@@ -176,6 +178,7 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
   if (options.Keep) extras.KeepNewest = *options.Keep;
   Set(options.SpaceCheck, extras.CheckSpace);
   Set(options.VerifyAfter, extras.VerifyAfterRun);
+  Set(options.HardLinks, extras.KeepHardLinks);
   if (options.NoPassword) form.UsePassword = false;
   if (options.Recycle.value_or(false) && form.Type != BackupType::Synchronise) {
     return "--recycle goes with --type sync";

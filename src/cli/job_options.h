@@ -16,7 +16,7 @@ namespace kavrel {
 struct JobOptions {
   std::optional<std::string> Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard;
   std::optional<bool> ExcludeTypes, Subfolders, SourceFolder, Recycle, Enable, SpaceCheck,
-      VerifyAfter;
+      VerifyAfter, HardLinks;
   std::optional<std::int32_t> MaxSizeKB, GuardMin, Keep;
   bool NoLimit = false, PasswordStdin = false, NoPassword = false, Adopt = false;
 

@@ -71,6 +71,7 @@ struct SwitchField {
 constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"CheckSpace", &JobExtras::CheckSpace},
                                      {u"VerifyAfterRun", &JobExtras::VerifyAfterRun},
+                                     {u"KeepHardLinks", &JobExtras::KeepHardLinks},
                                      {u"NotBegun", &JobExtras::NotBegun},
                                      {u"Unseen", &JobExtras::Unseen},
                                      {u"Adopt", &JobExtras::Adopt}};

@@ -19,6 +19,7 @@ struct ExtraSettings {
   bool CheckSpace = true;       ///< a run that cannot fit stops before it copies
   std::int32_t KeepNewest = 0;  ///< dated folders or archives that are kept; 0 = all
   bool VerifyAfterRun = false;
+  bool KeepHardLinks = true;  ///< a file of several names gets one copy of several names
 
   bool operator==(const ExtraSettings&) const = default;
 };

@@ -38,7 +38,9 @@ enum class PlanReason : std::uint8_t {
   Attributes,   ///< permissions, owner or extended attributes differ, the content does not
   OwnerMark,    ///< tells whose backup the source is
   OwnPlace,     ///< the source is the destination or lies in it
+  Linked,       ///< one more name of another file, or no longer one
 };
+inline constexpr std::size_t kPlanReasons = 17;
 
 struct PlanStep {
   PlanAction Action;

@@ -41,7 +41,7 @@ class BackupWalk final : public TreeWalk {
 BackupWalk::BackupWalk(RunContext& context, const BackupJob& job)
     : TreeWalk(context, Scope(job, context.Exclusions, job.Destination.WorkPath),
                {job.Source.WorkPath, job.Destination.WorkPath, job.Differential,
-                u": 備份檔案 (失敗)：", false, job.Synchronise}),
+                u": 備份檔案 (失敗)：", false, job.Synchronise, job.Extras.KeepHardLinks}),
       job_(job) {}
 
 bool BackupWalk::EnterFolder() {

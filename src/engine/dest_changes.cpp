@@ -76,6 +76,40 @@ class DestChanges::CopyChange final : public Change {
   const std::u16string source_path_;
 };
 
+/// One more name of another copy that is to take the place of a copy of its own, which is as good.
+class DestChanges::RelinkChange final : public Change {
+ public:
+  RelinkChange(DestChanges& changes, std::shared_ptr<const CommitFolder> folder, StagedFile staged)
+      : changes_(changes), folder_(std::move(folder)), staged_(std::move(staged)) {}
+
+  void Commit(GroupCommit& group) override {
+    File replaced;
+    const ErrorCode error = staged_.Commit(folder_->Folder, &replaced);
+    const std::u16string path = folder_->Path + staged_.Name;
+    if (error) {
+      changes_.CountWarning(error, u"Could Not Link Destination File", path);
+      return GiveUp(error);
+    }
+    group.LetGo(*folder_, std::move(replaced));
+    changes_.context_.LogTimed(u": 建立硬連結 (成功)：", path);
+  }
+  // The copy of its own is still there.
+  void GiveUp(ErrorCode) override {
+    const ErrorCode error = staged_.RollBack(folder_->Folder);
+    if (error && !IsNotFound(error)) changes_.names_.NoteLeft();
+  }
+
+  std::optional<NameChange> Naming() const override {
+    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
+  }
+  bool Replaces() const override { return true; }
+
+ private:
+  DestChanges& changes_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const StagedFile staged_;
+};
+
 /// A new folder that is to get its name.
 class DestChanges::NameChangeOfFolder final : public Change {
  public:
@@ -187,6 +221,7 @@ bool DestChanges::Make(const FolderPair* parent, std::u16string_view name, const
       pair.DestIsNew = true;
       pair.Unnamed = std::make_shared<UnnamedFolder>();
       pair.Unnamed->Parent = shared;
+      pair.MadeAs = temporary;
       pair.Unnamed->TempName = std::move(temporary);
       pair.Unnamed->Name = name;
     } else if (!temporary.empty()) {
@@ -261,6 +296,15 @@ void DestChanges::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
                    result.BytesCopied);
 }
 
+void DestChanges::AddRelink(const FolderPair& pair, std::u16string_view dest_path,
+                            StagedFile staged) {
+  if (const std::shared_ptr<const CommitFolder>& shared = Shared(pair, dest_path)) {
+    group_.AddStaged(shared, std::make_unique<RelinkChange>(*this, shared, std::move(staged)), 0);
+  } else if (staged.RollBack(pair.Dest)) {
+    names_.NoteLeft();
+  }
+}
+
 bool DestChanges::WantsName(const FolderPair& pair) {
   return pair.Unnamed &&
          (pair.Unnamed->Files >= kMostUnnamed || pair.Unnamed->Staged >= kMostUnnamedBytes);
@@ -325,15 +369,36 @@ bool DestChanges::WouldUpdate(const FolderPair& pair, std::u16string_view name,
 
 bool DestChanges::NeedsOwnCopy(const FolderPair& pair, std::u16string_view name,
                                const FileStatus& source, const FileStatus& dest) const {
-  return dest.Kind == FileKind::File && dest.Links > 1 && WouldUpdate(pair, name, source, dest);
+  if (dest.Kind == FileKind::Folder || dest.Links < 2 || !metadata_) return false;
+  if (metadata_->IsKnown()) return WouldUpdate(pair, name, source, dest);
+  return metadata_->Differs(source, dest) && !futile_.contains(RightsOf(source, dest));
+}
+
+void DestChanges::NoteOwnCopy(const FolderPair& pair, const StagedFile& staged,
+                              const FileStatus& source, const FileStatus& dest) {
+  if (!staged || dest.Links < 2 || !metadata_ || metadata_->IsKnown()) return;
+  const Result<FileStatus> made = pair.Dest.Status(staged.TempName);
+  if (made && SameRights(*made, dest) && metadata_->Differs(source, dest)) {
+    NoteFutile(RightsOf(source, dest));
+  }
+}
+
+DestChanges::Rights DestChanges::RightsOf(const FileStatus& source, const FileStatus& dest) {
+  return {source.Mode, source.Owner, source.Group, dest.Mode, dest.Owner, dest.Group};
+}
+
+void DestChanges::NoteFutile(const Rights& rights) {
+  constexpr std::size_t kMostFutile = 1000;
+  if (futile_.size() < kMostFutile) futile_.insert(rights);
 }
 
 void DestChanges::UpdateFile(const FolderPair& pair, std::u16string_view name,
                              const FileStatus& source, const FileStatus& dest,
                              std::u16string_view dest_path) {
   if (!metadata_) return;
-  const std::array<std::uint32_t, 6> rights{source.Mode, source.Owner, source.Group,
-                                            dest.Mode,   dest.Owner,   dest.Group};
+  // Nothing is written through a name that is not the only one.
+  if (dest.Links > 1) return;
+  const Rights rights = RightsOf(source, dest);
   const bool differs = metadata_->Differs(source, dest) && !futile_.contains(rights);
   if (!differs && !metadata_->AttributesMayDiffer(source, dest)) return;
   const MetadataUpdate update = pair.Dest.UpdateMetadata(name, source, pair.Source);
@@ -349,8 +414,7 @@ void DestChanges::UpdateFile(const FolderPair& pair, std::u16string_view name,
   const bool still = now && metadata_->Differs(source, *now);
   // Where only trying shows what can be set, nobody is told of what cannot, nor is it tried again.
   if (still && !metadata_->IsKnown()) {
-    constexpr std::size_t kMostFutile = 1000;
-    if (futile_.size() < kMostFutile) futile_.insert(rights);
+    NoteFutile(rights);
   } else if (update.Error || still) {
     CountWarning(update.Error ? update.Error : kErrAccess,
                  u"Could Not Set Destination File Attributes", path);

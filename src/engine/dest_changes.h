@@ -53,19 +53,27 @@ class DestChanges {
                StagedFile staged, std::u16string_view source_path);
   /// `why`: in words, or empty where that is not known.
   void CountFailed(std::u16string_view source_path, std::u16string_view why = {});
+  /// A link that is to take the place of a file which is as good, once the disk has it. The file is
+  /// counted by whoever found it; a link that cannot take its place is a warning.
+  void AddRelink(const FolderPair& pair, std::u16string_view dest_path, StagedFile staged);
 
   /// From now on files that are left alone, and folders, are compared with their sources in what
   /// they have beside their content, and set right. Between two roots.
   void KeepMetadata(const Folder& source, const Folder& dest) { metadata_.emplace(source, dest); }
   /// Null where nothing is compared.
   const MetadataPlace* Metadata() const { return metadata_ ? &*metadata_ : nullptr; }
-  /// A file that is left alone, both sides of which have been looked at.
+  /// A file that is left alone, both sides of which have been looked at. Not where its copy has
+  /// several names: nothing is written through one of them for another.
   void UpdateFile(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
                   const FileStatus& dest, std::u16string_view dest_path);
   /// A copy that bears other names as well, in a snapshot of the backup, say, is not changed for
   /// this one: true when it would be, so that it is to be made anew.
   bool NeedsOwnCopy(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
                     const FileStatus& dest) const;
+  /// Such a copy has been staged. Where it came out no different, on a disk that does not hold what
+  /// the source has, no other is made for the same.
+  void NoteOwnCopy(const FolderPair& pair, const StagedFile& staged, const FileStatus& source,
+                   const FileStatus& dest);
   /// Whether there is something that UpdateFile would set right, or, with an empty name, the end of
   /// a folder. False where only trying shows what can be set.
   bool WouldUpdate(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
@@ -83,7 +91,12 @@ class DestChanges {
   void Settle();
 
  private:
+  /// Permissions and owners, of a source and of its copy.
+  using Rights = std::array<std::uint32_t, 6>;
+  static Rights RightsOf(const FileStatus& source, const FileStatus& dest);
+  void NoteFutile(const Rights& rights);
   class CopyChange;
+  class RelinkChange;
   class NameChangeOfFolder;
   class FinishChange;
   /// What a folder is finished with, its own handle apart.
@@ -102,8 +115,7 @@ class DestChanges {
   const std::u16string_view root_, file_failed_text_;
   std::optional<LateRelease> release_;
   std::optional<MetadataPlace> metadata_;
-  /// Permissions and owners, of a source and of its copy, where it was of no use to set them.
-  std::set<std::array<std::uint32_t, 6>> futile_;
+  std::set<Rights> futile_;  ///< where it was of no use to set them
   TempNames names_;
   GroupCommit group_;
 };

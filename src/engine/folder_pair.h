@@ -25,6 +25,14 @@ struct UnnamedFolder {
   bool Spoilt = false;  ///< it holds something that must not get a name
 };
 
+/// Where a folder of the destination lies, below that of its parent: enough to open it again while
+/// the walk is elsewhere, and no open handle.
+struct DestPlace {
+  std::shared_ptr<DestPlace> Above;  ///< null for the root
+  std::u16string Name;
+  std::u16string TempName;  ///< that it was made under, as long as it may bear that
+};
+
 /// A folder on the way from source to destination. `Dest` is closed as long as it does not exist.
 struct FolderPair {
   Folder Source, Dest;
@@ -41,6 +49,11 @@ struct FolderPair {
   /// The destination as pending changes hold it; null as long as there were none.
   mutable std::shared_ptr<const CommitFolder> Shared;
   mutable std::shared_ptr<UnnamedFolder> Unnamed;  ///< null once its name is on the way
+  const FolderPair* Above =
+      nullptr;               ///< the parent, which a walk keeps for as long; null: the root
+  std::u16string_view Name;  ///< in it, and kept by the walk, too
+  std::u16string MadeAs;     ///< the temporary name that the destination was made under
+  mutable std::shared_ptr<DestPlace> Place;  ///< once somebody needs it
 };
 
 /// Whether a folder that lies in `dest` may be a left-over of a backup. Neither one that the source

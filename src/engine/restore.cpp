@@ -20,7 +20,7 @@ class RestoreWalk final : public TreeWalk {
   RestoreWalk(RunContext& context, const BackupJob& job, RestoreMode mode)
       : TreeWalk(context, Scope::OfRestore(job.IncludeSubfolders, IsKnown(mode)),
                  {job.Source.WorkPath, job.Destination.WorkPath, mode == RestoreMode::Incremental,
-                  u": 還原檔案 (失敗)："}) {}
+                  u": 還原檔案 (失敗)：", false, false, job.Extras.KeepHardLinks}) {}
 
  protected:
   bool EnterFolder() override { return !Cancelled(); }
@@ -32,7 +32,7 @@ class PickedWalk final : public TreeWalk {
   PickedWalk(RunContext& context, const BackupJob& job, const RestorePick& pick)
       : TreeWalk(context, Scope::OfPicked(job.Source.WorkPath, pick.Paths),
                  {job.Source.WorkPath, job.Destination.WorkPath, true, u": 還原檔案 (失敗)：",
-                  !pick.ReplaceNewer}),
+                  !pick.ReplaceNewer, false, job.Extras.KeepHardLinks}),
         paths_wanted_(pick.Paths) {}
 
  protected:

@@ -77,6 +77,8 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
     return DestinationFailed(0);
   }
   FolderPair pair = dest_.Open(parent, name, paths_);
+  pair.Above = parent;
+  pair.Name = name;
   RememberRoot(pair);
   if (!parent && LeadsElsewhere()) return DestinationFailed(0);
   // A destination inside the source is never copied into itself, whatever path leads there.
@@ -181,9 +183,8 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
   if (const auto reason = here.LeavesOut(file)) return LeaveOut(pair, *reason, name, again);
   const std::vector<std::u16string> twins = file_names_.Note(pair.Source, name);
   if (DestChanges::WantsName(pair) && FinishAhead(pair)) dest_.GiveName(pair);
-  const bool by_pattern = again;
-  again = again || IsGoing(name);
-  if (ahead_ && file.Kind == FileKind::File && !again && twins.empty()) {
+  const bool going = again || IsGoing(name);
+  if (ahead_ && file.Kind == FileKind::File && !going && twins.empty()) {
     ahead_->Add({{pair.Source, paths_.Source(), {}, nullptr},
                  dest_.Side(pair, paths_.Dest(), {}, nullptr),
                  pair.DestIsNew},
@@ -193,7 +194,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
   }
   if (!FinishAhead(pair)) return;
   // What another name has become, or an earlier turn of this one, must be seen.
-  const bool looks = again || !twins.empty();
+  const bool looks = going || !twins.empty();
   if (looks) dest_.Group().Flush();
   dest_.Group().Advance();
   ++context_.Counters.SourceFiles;
@@ -202,7 +203,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
   const bool dest_there = source && (!pair.DestIsNew || looks) && (dest = pair.Dest.Status(name)) &&
                           !(context_.Plan && IsPlannedGone(name));
   context_.Host.PumpMessages();
-  const bool planned = context_.Plan && by_pattern && source && scope_.WithinSizeLimit(*source) &&
+  const bool planned = context_.Plan && again && source && scope_.WithinSizeLimit(*source) &&
                        !(dest_there && dest->Kind == FileKind::Folder);
   // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
   // lost in it.
@@ -213,7 +214,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
     } else if (planned) {
       PlanAgain(*source);
     } else {
-      DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
+      DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr, again);
     }
     CountSize(source ? &*source : nullptr);
   }
@@ -266,6 +267,10 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
   // What takes long shows its progress and can be cancelled in the midst of it.
   constexpr std::uint64_t kLargest = 8 * kCopyBlock;
   if (!source || source->Kind != FileKind::File) return CopyAhead::Verdict::Wait;
+  // Whether it is copied at all depends on what comes before it.
+  if (options_.KeepLinks && (source->Links > 1 || (dest && dest->Links > 1))) {
+    return CopyAhead::Verdict::Wait;
+  }
   if (NeedsNoCopy(source, dest, options_.Compare)) {
     const MetadataPlace* metadata = dest_.Metadata();
     const bool stays =
@@ -301,7 +306,7 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
         break;
       }
       case CopyAhead::Verdict::Wait:
-        DecideOneFile(pair, turn.Name, turn.Source, turn.Dest);
+        DecideOneFile(pair, turn.Name, turn.Source, turn.Dest, false);
         break;
     }
     CountSize(turn.Source);
@@ -312,8 +317,15 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
 }
 
 void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
-                             const FileStatus* source, const FileStatus* dest) {
-  const bool own_copy = source && dest && dest_.NeedsOwnCopy(pair, name, *source, *dest);
+                             const FileStatus* source, const FileStatus* dest, bool again) {
+  const bool keeps_links = options_.KeepLinks && source && source->Kind == FileKind::File;
+  if (keeps_links && source->Links > 1) {
+    if (TakeAsLink(pair, name, *source, dest, again)) return links_.Forget(*source);
+  }
+  // Two files of the source must not stay one at the destination.
+  const bool shared = keeps_links && dest && links_.IsAnothers(*source, *dest);
+  const bool own_copy =
+      shared || (source && dest && dest_.NeedsOwnCopy(pair, name, *source, *dest));
   if (!own_copy && NeedsNoCopy(source, dest, options_.Compare) &&
       SameLinkTarget(pair, name, source)) {
     // Nothing can be copied from it; but what is not looked at must not pass for a good backup.
@@ -328,6 +340,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
       }
     }
     if (source && dest) SetRight(pair, name, *source, *dest);
+    if (keeps_links && dest) NoteLeft(pair, name, *source, *dest, again);
     LeaveAsItIs(name);
   } else if (KeepsNewer(source, dest)) {
     context_.LogTimed(u": 保留較新的檔案 (成功)：",
@@ -337,6 +350,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
   } else {
     CopyOneFile(pair, name, source, dest);
   }
+  if (keeps_links) links_.Forget(*source);
 }
 
 void TreeWalk::SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
@@ -369,13 +383,17 @@ bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) cons
 }
 
 void TreeWalk::LeaveAsItIs(std::u16string_view name) {
+  ShowDone(name);
+  ++context_.Counters.UnchangedFiles;
+}
+
+void TreeWalk::ShowDone(std::u16string_view name) {
   context_.Log.FlushDue();
   if (!context_.Plan) {
     context_.Host.FillProgress();
     context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
   }
   context_.Host.PumpMessages();
-  ++context_.Counters.UnchangedFiles;
 }
 
 void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
@@ -385,14 +403,18 @@ void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
   context_.Log.FlushDue(source && source->Size > kLongCopy);
   CopyResult result;
   StagedFile staged;
+  FileStatus opened;
   if (context_.Plan) {
     result = PlanCopy(name, source, dest);
+    if (source && !result.Failed) NoteCopied(pair, name, staged, *source);
   } else if (source && !scope_.WithinSizeLimit(*source)) {
     result.Failed = false;  // Counts as copied, with no bytes.
   } else if (source) {
     const CopySide from{pair.Source, paths_.Source(), name, source};
     const CopySide to = dest_.Side(pair, paths_.Dest(), name, dest);
-    result = dest_.StagePatiently([&] { return StageShown(copy_, from, to, staged); });
+    result = dest_.StagePatiently([&] { return StageShown(copy_, from, to, staged, &opened); });
+    if (dest) dest_.NoteOwnCopy(pair, staged, *source, *dest);
+    if (staged && !result.Warning) NoteCopied(pair, name, staged, opened);
   }
   dest_.AddCopy(pair, paths_.Dest(), result, std::move(staged), paths_.SourceOf(name));
 }
@@ -433,14 +455,13 @@ CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source
     result.Failed = true;
     return result;
   }
-  const PlanReason reason = ReasonToCopy(source, dest, options_.Compare)
-                                .value_or(source->Kind == FileKind::Link ? PlanReason::LinkTarget
-                                                                         : PlanReason::Attributes);
+  const std::optional<PlanReason> seen = ReasonToCopy(source, dest, options_.Compare);
+  const PlanReason reason = seen ? *seen : ReasonBeside(*source, *dest);
   plan.Add(dest ? PlanAction::Replace : PlanAction::Copy, reason, false, path, source->Size);
   plan.NetBytes += static_cast<std::int64_t>(std::min(source->Size, source->Allocated));
   // What it replaces goes only when it is there.
   plan.PeakBytes = std::max(plan.PeakBytes, plan.NetBytes);
-  if (dest) plan.NetBytes -= static_cast<std::int64_t>(std::min(dest->Size, dest->Allocated));
+  if (dest) plan.NetBytes -= RoomOf(*dest);
   result.BytesCopied = source->Size;
   return result;
 }

@@ -11,6 +11,7 @@
 
 #include "engine/dest_changes.h"
 #include "engine/folder_pair.h"
+#include "engine/hard_links.h"
 #include "engine/run_context.h"
 #include "files/copy_ahead.h"
 #include "files/twin_names.h"
@@ -33,6 +34,7 @@ class TreeWalk {
     std::u16string_view FileFailedText;  ///< before a file's path in the log
     bool KeepNewer = false;              ///< leave destinations that were written later
     bool AsksFirst = false;              ///< MayChange is asked before the first change
+    bool KeepLinks = false;              ///< files of several names get one copy of several names
   };
   /// The context and the texts outlive the walk.
   TreeWalk(RunContext& context, Scope scope, const Options& options);
@@ -79,7 +81,28 @@ class TreeWalk {
   void HandleFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file,
                   bool again);
   void DecideOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
-                     const FileStatus* dest);
+                     const FileStatus* dest, bool again);
+  /// Whether a file of several names is dealt with as one more name of a copy that this run has
+  /// come by before. `again` as for HandleFile.
+  bool TakeAsLink(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                  const FileStatus* dest, bool again);
+  /// Makes it one; false, with nothing done, where that cannot be.
+  bool LinkOneFile(HardLinks::FirstCopy& first, const FolderPair& pair, std::u16string_view name,
+                   const FileStatus* dest, bool equal);
+  /// What has been left as it is, or copied, may be the first of several names.
+  void NoteLeft(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                const FileStatus& dest, bool again);
+  void NoteCopied(const FolderPair& pair, std::u16string_view name, const StagedFile& staged,
+                  const FileStatus& source);
+  void NoteFirst(const FolderPair& pair, std::u16string_view name, std::u16string_view temp_name,
+                 const FileStatus& source, const FileStatus* dest);
+  /// What the disk gets back when the name goes: of a file with several names a share, as all of
+  /// them may go.
+  static std::int64_t RoomOf(const FileStatus& dest);
+  PlanReason ReasonBeside(const FileStatus& source, const FileStatus& dest) const;
+  void PlanLink(std::u16string_view name, const FileStatus* dest, bool equal);
+  /// A line of the log that a run has once at most.
+  void TellOnce(bool& told, std::u16string_view text, std::u16string_view what);
   bool ReadyDestination(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
   bool PassesMayChange();
   void DestinationFailed(ErrorCode why);
@@ -87,6 +110,7 @@ class TreeWalk {
   bool PlanDestination(const FolderPair* parent, FolderPair& pair);
   CopyResult PlanCopy(std::u16string_view name, const FileStatus* source, const FileStatus* dest);
   void LeaveAsItIs(std::u16string_view name);
+  void ShowDone(std::u16string_view name);
   void SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
                 const FileStatus& dest);
   void PlanFinish(const FolderPair& pair);
@@ -114,6 +138,8 @@ class TreeWalk {
   DestChanges dest_;
   CopyContext copy_;
   std::optional<CopyAhead> ahead_;
+  HardLinks links_;
+  bool told_no_link_ = false, told_full_ = false;
   std::atomic<bool> may_change_;  ///< read by the threads that work ahead
   TwinNames file_names_;          ///< of the present folder
   std::size_t root_length_;       ///< of the source's path

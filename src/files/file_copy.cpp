@@ -125,6 +125,7 @@ class FileCopy {
   }
 
   const CopyResult& Outcome() const { return result_; }
+  const FileStatus& Opened() const { return from_; }
 
  private:
   bool Fail(std::u16string_view text, const CopySide& side, ErrorCode error) {
@@ -365,16 +366,19 @@ ErrorCode StagedFile::Commit(const Folder& folder, File* replaced) const {
   if (replaced) held = folder.HoldEntry(Name);
   const ErrorCode error = folder.Replace(TempName, Name);
   if (replaced && !error && held) *replaced = std::move(*held);
+  // Between two names of one file nothing is renamed, which is no error.
+  if (IsLink && !error) folder.RemoveFile(TempName);
   return error;
 }
 
 CopyResult StageShown(CopyContext& context, const CopySide& source, const CopySide& dest,
-                      StagedFile& staged) {
+                      StagedFile& staged, FileStatus* opened) {
   std::optional<TempNames> own;
   const Show show(&context);
   show.Begin(source, dest);
   FileCopy copy(show, NamesOf(context, own), source, dest);
   if (copy.Stage(staged)) context.State.LastApiError = 0;
+  if (opened) *opened = copy.Opened();
   return copy.Outcome();
 }
 

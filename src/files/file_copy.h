@@ -51,6 +51,7 @@ struct CopySide {
 struct StagedFile {
   std::u16string TempName, Name;
   bool Replaces = false;  ///< something bore the name when it was looked at
+  bool IsLink = false;    ///< it is one more name of a file that bears another already
 
   /// False where there is none: nothing was copied.
   explicit operator bool() const { return !TempName.empty(); }
@@ -66,9 +67,10 @@ struct StagedFile {
 /// times and attributes are the open file's. A file that changes while it is read is opened and
 /// copied again; one that goes on changing is copied up to the size that it had, with a warning,
 /// and fails when it ends before that. A folder in the destination's place is left alone and fails
-/// the copy. What fails leaves nothing.
+/// the copy. What fails leaves nothing. `opened`, where wanted, gets the status of the file that
+/// was copied.
 CopyResult StageShown(CopyContext& context, const CopySide& source, const CopySide& dest,
-                      StagedFile& staged);
+                      StagedFile& staged, FileStatus* opened = nullptr);
 
 /// The same for a file, in one try and telling nobody anything; any thread may. False, with nothing
 /// left, when anything is amiss. `opened`, where it is open: the source, whose status is that of

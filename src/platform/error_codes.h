@@ -32,6 +32,11 @@ constexpr bool IsExhausted(ErrorCode code) {
 constexpr bool MayPass(ErrorCode code) {
   return code == 32 || code == 33 || code == 170 || code == 4;
 }
+/// True when a file can have no further name there: the file system has no links, or none between
+/// these places, or the file has as many as it may.
+constexpr bool IsBeyondLinks(ErrorCode code) {
+  return code == 1 || code == 17 || code == 50 || code == 1142;
+}
 #else
 inline constexpr ErrorCode kErrNotFound = ENOENT, kErrAccess = EACCES, kErrIsFolder = EISDIR,
                            kErrTooLarge = ENOMEM, kErrInvalid = EINVAL, kErrNotEmpty = ENOTEMPTY,
@@ -54,6 +59,11 @@ constexpr bool IsExhausted(ErrorCode code) {
 constexpr bool MayPass(ErrorCode code) {
   return code == EBUSY || code == ETXTBSY || code == EAGAIN || code == EINTR || code == ESTALE ||
          code == EMFILE || code == ENFILE;
+}
+/// True when a file can have no further name there: the file system has no links, or none between
+/// these places, or the file has as many as it may, or the system lets nobody else link it.
+constexpr bool IsBeyondLinks(ErrorCode code) {
+  return code == EMLINK || code == EXDEV || code == EPERM || code == ENOSYS || code == EOPNOTSUPP;
 }
 #endif
 

@@ -166,6 +166,9 @@ class Folder {
   /// Gives a new link the extended attributes of the link `from` in `source`.
   ErrorCode CarryLinkAttributes(std::u16string_view name, const Folder& source,
                                 std::u16string_view from) const;
+  /// Gives a file of the folder `from` one more name, `to` in this one; fails when that is taken.
+  /// The file is no symbolic link.
+  ErrorCode LinkFile(const Folder& from, std::u16string_view name, std::u16string_view to) const;
   /// Renames inside this folder; fails when `to` is taken.
   ErrorCode Rename(std::u16string_view from, std::u16string_view to) const;
   /// Renames a file inside this folder over another, at once or not at all.

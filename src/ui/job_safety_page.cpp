@@ -77,10 +77,13 @@ QWidget* JobSafetyPage::MakeOthers() {
   numKeep_->setSpecialValueText(QStringLiteral("全部"));
   QLabel* keep = MakeLabel(QStringLiteral("保留最新的備份份數(&K)："), numKeep_);
   chkVerify_ = MakeSwitch("chkVerify", QStringLiteral("每次備份之後驗證內容(&V)"));
+  chkLinks_ = MakeSwitch("chkLinks", QStringLiteral("保留硬連結(&L)"));
+  chkLinks_->setToolTip(
+      QStringLiteral("來源中同一個檔案的多個名稱，在目標也是同一個檔案，內容只存放一次。"));
   auto* frame = new QGroupBox(QStringLiteral("備份"));
   auto* layout = new QVBoxLayout(frame);
   layout->addWidget(chkSpace_);
-  layout->addWidget(chkVerify_);
+  layout->addLayout(MakeRow({chkVerify_, chkLinks_}));
   layout->addLayout(MakeRow({keep, numKeep_}));
   layout->addWidget(
       MakeNote(QStringLiteral("適用於目標含日期標籤的排程與壓縮備份：較舊的備份會移到資源回收筒，"
@@ -98,6 +101,7 @@ void JobSafetyPage::Show(const ExtraSettings& extras) {
   chkSpace_->setChecked(extras.CheckSpace);
   numKeep_->setValue(extras.KeepNewest);
   chkVerify_->setChecked(extras.VerifyAfterRun);
+  chkLinks_->setChecked(extras.KeepHardLinks);
 }
 
 void JobSafetyPage::Read(JobForm& form) const {
@@ -108,6 +112,7 @@ void JobSafetyPage::Read(JobForm& form) const {
   extras.CheckSpace = chkSpace_->isChecked();
   extras.KeepNewest = numKeep_->value();
   extras.VerifyAfterRun = chkVerify_->isChecked();
+  extras.KeepHardLinks = chkLinks_->isChecked();
 }
 
 }  // namespace kavrel

@@ -30,7 +30,7 @@ class JobSafetyPage : public QWidget {
   QSpinBox* MakeNumber(const char* name, int first, int last);
   QCheckBox* MakeSwitch(const char* name, const QString& text);
 
-  QCheckBox *chkGuard_, *chkSpace_, *chkVerify_;
+  QCheckBox *chkGuard_, *chkSpace_, *chkVerify_, *chkLinks_;
   QSpinBox *numGuardPercent_, *numGuardFewest_, *numKeep_;
 };
 

@@ -68,15 +68,17 @@ TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
                 .ExitCode,
             0);
   EXPECT_EQ(Ctl({"edit", "照片", "--password-stdin"}, "s3cret\n").ExitCode, 0);
-  EXPECT_EQ(
-      Ctl({"edit", "照片", "--guard-min", "5", "--verify-after", "--no-space-check"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"edit", "照片", "--guard-min", "5", "--verify-after", "--no-space-check",
+                 "--no-hard-links"})
+                .ExitCode,
+            0);
   result = Ctl({"show", "照片", "--json"});
   for (const char* part :
        {"\"enabled\": false", "\"months\": 1", "\"hours\": 0", "\"type\": \"full\"",
         "\"use_recycle_bin\": false", "\"max_file_size_kb\": null", "\"has_password\": true",
         "\"exclude_file_types\": true", "\"refused_days\": []", "\"percent\": 30", "\"fewest\": 5",
         "\"keep_newest\": 7", "\"verify_after_run\": true", "\"check_space\": false",
-        "\"next_run\": \"2126-11-25T01:00:00\""}) {
+        "\"keep_hard_links\": false", "\"next_run\": \"2126-11-25T01:00:00\""}) {
     EXPECT_NE(result.Output.find(part), std::string::npos) << part << " in " << result.Output;
   }
   EXPECT_EQ(result.Output.find("s3cret"), std::string::npos);

@@ -28,7 +28,7 @@ class ExtrasFileTest : public testing::Test {
   }
   static JobExtras All() {
     JobExtras extras;
-    extras.GuardMirror = extras.CheckSpace = false;
+    extras.GuardMirror = extras.CheckSpace = extras.KeepHardLinks = false;
     extras.GuardPercent = 7;
     extras.GuardFewest = 8;
     extras.KeepNewest = 9;

@@ -98,6 +98,7 @@ TEST_F(CompressedTest, TheLogListsTheArchiveInItsColumns) {
   WriteTestFile(Source() / "文件.bin", std::string(1234567, 'x'));
   SetWritten(Source() / "文件.bin", {1253718244, 0});
   WriteTestFile(Source() / "z\nnewline", "cannot stand in a list");
+  fs::create_hard_link(Source() / "文件.bin", Temp.Root() / "another name");
   ASSERT_EQ(Program.RunJobNow(Job().JobIndex), RunOutcome::Ran);
   const CivilTime t = ToCivil(LocalTime({1253718244, 0}));
   char modified[64];
@@ -118,6 +119,7 @@ TEST_F(CompressedTest, TheLogListsTheArchiveInItsColumns) {
             log.npos)
       << log;
   EXPECT_NE(log.find(": 備份檔案 (失敗)：C:\\src\\z␊newline\r\n"), log.npos);
+  EXPECT_NE(log.find(": 壓縮檔不保留硬連結，個別存放的名稱總計：1\r\n"), log.npos) << log;
   EXPECT_EQ(Program.LogRows.Rows().back()[4], u"1");
 }
 

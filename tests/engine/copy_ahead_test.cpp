@@ -29,6 +29,10 @@ void Grow(std::mt19937& random, const fs::path& source, const fs::path& dest, in
     WriteTestFile(source / name, std::string(kSizes[dice(20) ? dice(4) : dice(7)],
                                              static_cast<char>('a' + dice(26))));
     if (!dice(15)) fs::permissions(source / name, fs::perms::none);
+    if (i > 0 && !dice(6)) {
+      fs::remove(source / name);
+      fs::create_hard_link(source / "f0", source / name);
+    }
     if (!dice(20)) fs::create_symlink("f0", source / ("link" + name));
     if (!fs::exists(dest) || dice(2)) continue;
     switch (dice(8)) {

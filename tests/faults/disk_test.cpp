@@ -404,8 +404,8 @@ std::string Folded(const std::string& path) {
 
 TEST_P(OtherDiskTest, NamesThatItMixesUpOrRefusesAreToldAndNoneIsLost) {
   const auto [how, type] = GetParam();
-  const bool fat = std::string(how) == "fat", mirror = std::string(type) == "sync",
-             full = std::string(type) == "full";
+  const bool fat = std::string(how) == "fat", odd = std::string(how) == "odd",
+             mirror = std::string(type) == "sync", full = std::string(type) == "full";
   RealJob job;
   std::vector<std::string> names{"plain", "Name",  "name",      "NAME",      "sub/odd", "Dir/x",
                                  "dir/x", "dir/y", "sub/A.txt", "sub/a.TXT", "sub/Dir"};
@@ -432,6 +432,10 @@ TEST_P(OtherDiskTest, NamesThatItMixesUpOrRefusesAreToldAndNoneIsLost) {
     content[name] = name + std::string(content.size(), '.');
     WriteTestFile(job.Source / name, content[name]);
     SetWritten(job.Source / name, {1'710'000'001, 999'000'000});
+  }
+  WriteTestFile(job.Source / "one", std::string(5000, '1'));
+  for (const char* name : {"two", "sub/three"}) {
+    fs::create_hard_link(job.Source / "one", job.Source / name);
   }
   job.Make(type);
   const Tree source = ReadTree(job.Source);
@@ -464,6 +468,13 @@ TEST_P(OtherDiskTest, NamesThatItMixesUpOrRefusesAreToldAndNoneIsLost) {
     EXPECT_TRUE(run == 1 || full || Figure(result.Output, kCopied) == 0) << result.Output;
     look();
     const std::string log = job.Log();
+    // Told once, where there are no links. Where numbers do not tell files, none is made.
+    const std::size_t told = log.find("目標無法建立硬連結");
+    EXPECT_EQ(told != log.npos, fat) << log;
+    EXPECT_EQ(told, log.rfind("目標無法建立硬連結")) << log;
+    const Tree copies = ReadTree(job.Dest);
+    EXPECT_TRUE(copies.at("one").SameContent(copies.at("sub/three")));
+    EXPECT_EQ(copies.at("one").Names, fat || odd ? 1U : 3U);
     for (const std::string& name : missing) {
       const std::string folder = name.substr(0, name.find('/'));
       EXPECT_TRUE(log.find((job.Source / name).string() + "\r\n") != std::string::npos ||

@@ -23,6 +23,7 @@ const std::vector<Kind> kFaults = {
     {"resize", {std::to_string(ENOSPC)}},
     {"copy", {std::to_string(EIO), std::to_string(ENOSPC), "short"}},
     {"rename", {std::to_string(EIO), std::to_string(EACCES)}},
+    {"link", {std::to_string(EMLINK), std::to_string(EPERM), std::to_string(EIO)}},
     {"make", {std::to_string(ENOSPC), std::to_string(EROFS)}},
     {"unlink", {std::to_string(EIO)}},
     {"sync", {std::to_string(EIO), std::to_string(ENOSPC)}},

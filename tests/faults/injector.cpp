@@ -277,6 +277,14 @@ extern "C" int symlinkat(const char* target, int at, const char* path) {
   return OnFat(at, path) ? -1 : next(target, at, DiskName(at, path));
 }
 
+extern "C" int linkat(int from_at, const char* from, int at, const char* path, int flags) {
+  static const auto next = Next<int (*)(int, const char*, int, const char*, int)>("linkat");
+  if (Strikes("link", at, path)) return -1;
+  if (OnFat(at, path)) errno = EPERM;
+  return OnFat(at, path) ? -1
+                         : next(from_at, DiskName(from_at, from), at, DiskName(at, path), flags);
+}
+
 extern "C" int futimens(int file, const struct timespec times[2]) {
   static const auto next = Next<int (*)(int, const struct timespec[2])>("futimens");
   if (Strikes("attributes", file)) return -1;

@@ -10,6 +10,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <random>
@@ -102,7 +103,9 @@ class Play {
 
   void AddJob();
   void Change(const fs::path& root);
-  void ChangeEntry(const fs::path& path);
+  /// `root`: the folder in which it may become one more name of a file.
+  void ChangeEntry(const fs::path& path, const fs::path& root);
+  bool IsInner(const fs::path& path) const;
   void Step();
   void Backup(PlayedJob& job, std::size_t how);
   void Pack(PlayedJob& job, std::size_t how);
@@ -184,6 +187,14 @@ void Play::AddJob() {
   jobs_.push_back(job);
 }
 
+/// Whether it lies in a destination that lies in the source.
+bool Play::IsInner(const fs::path& path) const {
+  const fs::path inner = path.lexically_relative(source_);
+  return std::any_of(jobs_.begin(), jobs_.end(), [&](const PlayedJob& job) {
+    return !job.Promised.Inner.empty() && *inner.begin() == job.Promised.Inner;
+  });
+}
+
 /// Something happens somewhere below the folder.
 void Play::Change(const fs::path& root) {
   std::error_code error;
@@ -193,10 +204,7 @@ void Play::Change(const fs::path& root) {
     if (item.is_directory(error) && !item.is_symlink(error)) folders.push_back(item.path());
   }
   const fs::path folder = OneOf(folders);
-  const fs::path inner = folder.lexically_relative(source_);
-  for (const PlayedJob& job : jobs_) {
-    if (!job.Promised.Inner.empty() && *inner.begin() == job.Promised.Inner) return;
-  }
+  if (IsInner(folder)) return;
   static const std::vector<std::string> kNames{
       "a",    "b",    "A",       "x.txt", "y.TXT", "z.dat",     "w.bak", "V.BAK",
       "skip", "d",    "e.d",     "é",     "備份",  "e\xCC\x81", " sp ",  "-rf",
@@ -205,11 +213,11 @@ void Play::Change(const fs::path& root) {
   lstat(folder.c_str(), &found);
   const bool closed = (found.st_mode & 0700) != 0700;
   if (closed) chmod(folder.c_str(), (found.st_mode & 07777) | 0700);
-  ChangeEntry(folder / OneOf(kNames));
+  ChangeEntry(folder / OneOf(kNames), root);
   if (closed) chmod(folder.c_str(), found.st_mode & 07777);
 }
 
-void Play::ChangeEntry(const fs::path& path) {
+void Play::ChangeEntry(const fs::path& path, const fs::path& root) {
   std::error_code error;
   const auto write = [&](std::size_t length, bool hollow = false) {
     if (fs::is_directory(fs::symlink_status(path, error))) return;
@@ -227,7 +235,19 @@ void Play::ChangeEntry(const fs::path& path) {
     SetWritten(path, {OneOf(kTimes), static_cast<std::int32_t>(Below(1'000'000'000))});
   };
   const bool there = fs::exists(fs::symlink_status(path, error));
-  switch (Below(there ? 16 : 9)) {
+  const auto link = [&] {
+    std::vector<fs::path> files;
+    for (const auto& item : fs::recursive_directory_iterator(
+             root, fs::directory_options::skip_permission_denied, error)) {
+      if (item.is_regular_file(error) && !item.is_symlink(error) && !IsInner(item.path())) {
+        files.push_back(item.path());
+      }
+    }
+    if (files.empty() || fs::is_directory(fs::symlink_status(path, error))) return;
+    fs::remove(path, error);
+    fs::create_hard_link(OneOf(files), path, error);
+  };
+  switch (Below(there ? 19 : 12)) {
     case 0:
     case 1:
     case 2:
@@ -252,10 +272,20 @@ void Play::ChangeEntry(const fs::path& path) {
       return;
     case 9:
     case 10:
+      return link();
+    case 11:
+      // The same once more, and no longer the same file.
+      if (fs::is_regular_file(fs::symlink_status(path, error)) &&
+          RunCommand({"/bin/cp", "-p", path, temp_.Root() / "apart"}).ExitCode == 0) {
+        fs::rename(temp_.Root() / "apart", path, error);
+      }
+      return;
+    case 12:
+    case 13:
       RunCommand({"/bin/chmod", "-R", "u+rwX", path});
       fs::remove_all(path, error);
       return;
-    case 11:
+    case 14:
       // Its kind changes.
       RunCommand({"/bin/chmod", "-R", "u+rwX", path});
       if (fs::is_directory(fs::symlink_status(path, error))) {
@@ -264,18 +294,18 @@ void Play::ChangeEntry(const fs::path& path) {
       }
       fs::remove(path, error);
       fs::create_directory(path, error);
-      return ChangeEntry(path / "x.txt");
-    case 12: {
+      return ChangeEntry(path / "x.txt", root);
+    case 15: {
       static const std::vector<unsigned> kModes{0644, 0600, 0444, 0400, 0755, 0777, 0500, 0},
           kOfFolders{0755, 0777, 0700, 0500, 0};
       const bool folder = fs::is_directory(fs::symlink_status(path, error));
       if (!fs::is_symlink(path)) chmod(path.c_str(), OneOf(folder ? kOfFolders : kModes));
       return;
     }
-    case 13:
+    case 16:
       lsetxattr(path.c_str(), "user.k", "value", 1 + Below(5), 0);
       return;
-    case 14:
+    case 17:
       if (lchown(path.c_str(), 1000, 65534) != 0) return time();
       return;
     default:
@@ -285,6 +315,8 @@ void Play::ChangeEntry(const fs::path& path) {
 
 void Play::Step() {
   ++steps_;
+  // What this user may not change lies in the bin as it was.
+  RunCommand({"/bin/chmod", "-R", "u+rwX", temp_.Root() / "data"});
   fs::remove_all(temp_.Root() / "data");
   now_ += OneOf<time_t>({0, 60, 3'600, kDay, kDay});
   for (std::size_t i = Below(12); i > 0; --i) Change(source_);
@@ -320,7 +352,7 @@ CommandResult Play::RunJob(const PlayedJob& job, std::size_t how) {
   }
   static const std::vector<std::string> kKinds{"open",   "stat",   "read", "list",       "write",
                                                "copy",   "rename", "make", "attributes", "close",
-                                               "unlink", "sync",   "seek"};
+                                               "unlink", "sync",   "seek", "link"};
   const bool kills = how < 12;
   const Fault fault{kills ? "any" : OneOf(kKinds), 1 + Below(kills ? 1000 : 60),
                     kills ? "kill" : std::to_string(EIO)};
@@ -331,8 +363,15 @@ CommandResult Play::RunJob(const PlayedJob& job, std::size_t how) {
 void Play::JudgeFigures(const CommandResult& result, const Outlook& outlook, bool restore) {
   const long copied = Figure(result.Output, restore ? "已完成還原檔案總計：" : kCopied);
   const long failed = Figure(result.Output, restore ? "已還原失敗檔案總計：" : kFailed);
-  const int code = outlook.Failed > 0 ? 1 : 0;
-  if (copied == outlook.Copied && failed == outlook.Failed && result.ExitCode == code) return;
+  const int code = failed > 0 ? 1 : 0;
+  // A name of a file that may not be read can become one more of a copy that is there; and a copy
+  // of several names is not set right in place.
+  const long vague = static_cast<long>(outlook.Vague.size());
+  if (copied >= outlook.Copied && copied <= outlook.Copied + outlook.MayCopy + vague &&
+      failed <= outlook.Failed + vague && failed >= outlook.Failed - vague &&
+      result.ExitCode == code) {
+    return;
+  }
   Wrong("told exit code " + std::to_string(result.ExitCode) + ", wanted " +
         std::to_string(outlook.Copied) + " copied, " + std::to_string(outlook.Failed) +
         " failed\n" + result.Output + result.Errors);
@@ -379,6 +418,8 @@ void Play::Backup(PlayedJob& job, std::size_t how) {
   const Tree before = faults::Below(all, unit);
   Outlook outlook = Foresee(job.Promised, from, before);
   const CommandResult result = RunJob(job, how);
+  // What a fault has kept from being linked is copied.
+  if (struck_) outlook.Taken.clear();
   const Tree all_now = ReadWhole(job.Dest), now = faults::Below(all_now, unit);
   for (const auto& [path, entry] : Source(job.Promised)) {
     if (!from.contains(path) || from.at(path) != entry) Wrong("the source has changed: " + path);
@@ -534,8 +575,12 @@ void Play::Verify(PlayedJob& job) {
   stat(path.c_str(), &found);
   chmod(path.c_str(), 0600);
   const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
-  if (pwrite(file, "#", 1, static_cast<off_t>(Below(static_cast<std::size_t>(found.st_size)))) == 1)
+  const auto at = static_cast<off_t>(Below(static_cast<std::size_t>(found.st_size)));
+  char byte = 0;
+  // A restore may have brought an earlier one to the source.
+  if (pread(file, &byte, 1, at) == 1 && pwrite(file, byte == '#' ? "%" : "#", 1, at) == 1) {
     differs = true;
+  }
   close(file);
   chmod(path.c_str(), found.st_mode & 07777);
   SetWritten(path, {found.st_mtim.tv_sec, static_cast<std::int32_t>(found.st_mtim.tv_nsec)});

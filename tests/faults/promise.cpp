@@ -85,23 +85,59 @@ void CopyFile(const Promise& job, const std::string& path, const Entry& entry, O
   const auto there = outlook.Wanted.find(path);
   const bool is_there = there != outlook.Wanted.end();
   const bool compares = job.Type != "full";
-  if (compares && is_there && LooksTheSame(entry, there->second)) {
+  const bool newer =
+      job.KeepNewer && is_there && there->second.Written > entry.Written + 2 * kSecond;
+  const bool blocked = is_there && there->second.Kind == 'D';
+  const bool same = compares && is_there && LooksTheSame(entry, there->second);
+  if (entry.Kind == 'F' && (same || !(newer || TooLarge(job, entry) || blocked))) {
+    outlook.Taken[path] = entry.File;
+  }
+  if (same) {
     outlook.Left.insert(path);
+    if (entry.Kind == 'F' && there->second.Names > 1) ++outlook.MayCopy;
     if (job.Restores) {
       outlook.Loose.insert(path);
     } else {
       outlook.Wanted[path] = SetRight(there->second, entry);
     }
-  } else if (job.KeepNewer && is_there && there->second.Written > entry.Written + 2 * kSecond) {
+  } else if (newer) {
     outlook.Left.insert(path);
   } else if (TooLarge(job, entry)) {
     ++outlook.Copied;
-  } else if (!MayRead(entry) || (is_there && there->second.Kind == 'D')) {
+  } else if (!MayRead(entry) || blocked) {
     ++outlook.Failed;
   } else {
     outlook.Wanted[path] = entry;
     ++outlook.Copied;
   }
+}
+
+/// Names of one file get one copy: that of the name which the run comes to first, an older one or a
+/// new one.
+void ForeseeLinks(const Tree& from, const Tree& to, Outlook& outlook) {
+  std::map<std::uint64_t, std::vector<std::string>> files;
+  for (const auto& [path, file] : outlook.Taken) files[file].push_back(path);
+  for (const auto& [path, file] : outlook.Taken) {
+    const auto there = to.find(path);
+    const bool shared = there != to.end() && there->second.Names > 1;
+    if (files[file].size() == 1 && !shared) continue;
+    std::vector<Entry>& others = outlook.Else[path];
+    if (MayRead(from.at(path))) {
+      others.push_back(from.at(path));
+    } else {
+      outlook.Vague.insert(path);
+    }
+    for (const std::string& name : files[file]) {
+      if (outlook.Left.contains(name)) others.push_back(outlook.Wanted.at(name));
+    }
+  }
+  for (const auto& [path, entry] : from) {
+    if (entry.Kind == 'F' && !MayRead(entry) && !outlook.Left.contains(path) &&
+        !outlook.Vague.contains(path)) {
+      outlook.Taken.erase(path);
+    }
+  }
+  for (const std::string& path : outlook.Vague) outlook.Taken.erase(path);
 }
 
 bool EndsWithQuoteTrouble(const std::string& path) {
@@ -116,8 +152,9 @@ bool CanBeListed(const std::string& path) {
 }
 
 bool LeadsOut(const std::string& path, const std::string& target) {
-  return target.starts_with('/') ||
-         fs::path("x/" + path).parent_path().append(target).lexically_normal().string()[0] != 'x';
+  const std::string root = "no target has this name";
+  const fs::path whole = fs::path(root + "/" + path).parent_path().append(target);
+  return target.starts_with('/') || !whole.lexically_normal().string().starts_with(root);
 }
 
 /// As 7-Zip keeps it.
@@ -169,7 +206,7 @@ Tree Below(const Tree& tree, const std::string& folder) {
 }
 
 Outlook Foresee(const Promise& job, const Tree& from, const Tree& to) {
-  Outlook outlook{to, {}, {}, {}, 0, 0};
+  Outlook outlook{to};
   std::set<std::string> entered;
   for (const auto& [path, entry] : from) {
     if (!path.empty() && !entered.contains(ParentOf(path))) continue;
@@ -197,6 +234,7 @@ Outlook Foresee(const Promise& job, const Tree& from, const Tree& to) {
       outlook.Loose.insert(path);
     }
   }
+  ForeseeLinks(from, to, outlook);
   return outlook;
 }
 
@@ -224,7 +262,7 @@ Outlook ForeseePicked(const Promise& job, const Tree& from, const Tree& to,
 }
 
 Outlook ForeseePacked(const Promise& job, const Tree& from, const Tree& packed) {
-  Outlook outlook{packed, {}, {}, {}, 0, 0};
+  Outlook outlook{packed};
   std::set<std::string> entered;
   for (const auto& [path, entry] : from) {
     if (!path.empty() && !entered.contains(ParentOf(path))) continue;
@@ -241,10 +279,7 @@ Outlook ForeseePacked(const Promise& job, const Tree& from, const Tree& packed) 
       for (std::string above = ParentOf(path); !above.empty(); above = ParentOf(above)) {
         if (outlook.Wanted.contains(above)) Remove(above, outlook);
       }
-      const auto below = outlook.Wanted.lower_bound(path + "/");
-      if (below != outlook.Wanted.end() && below->first.starts_with(path + "/")) {
-        Remove(below->first, outlook);
-      }
+      Remove(path, outlook);
       outlook.Wanted[path] = Packed(entry);
       ++outlook.Copied;
     }
@@ -253,7 +288,7 @@ Outlook ForeseePacked(const Promise& job, const Tree& from, const Tree& packed) 
 }
 
 Outlook ForeseeUnpacked(const Tree& packed, const Tree& to) {
-  Outlook outlook{to, {}, {}, {}, 0, 0};
+  Outlook outlook{to};
   for (const auto& [path, entry] : packed) {
     const auto there = outlook.Wanted.find(path);
     if ((there != outlook.Wanted.end() && there->second.Kind == 'D') ||
@@ -267,7 +302,9 @@ Outlook ForeseeUnpacked(const Tree& packed, const Tree& to) {
       Entry& folder = outlook.Wanted[above];
       // A file or a link where a folder has to be: nothing at all is unpacked.
       if (folder.Kind != 'D' && to.contains(above)) {
-        return {to, {}, {}, {}, 0, 1};
+        outlook = {to};
+        outlook.Failed = 1;
+        return outlook;
       }
       folder.Kind = 'D';
       outlook.Loose.insert(above);
@@ -277,24 +314,69 @@ Outlook ForeseeUnpacked(const Tree& packed, const Tree& to) {
   return outlook;
 }
 
-std::string Differences(const Outlook& outlook, const Tree& found) {
+namespace {
+
+/// Whether the entry is what is wanted under its name, or what one of several may be.
+bool IsWanted(const Outlook& outlook, const std::string& path, const Entry& wanted,
+              const Entry& now) {
+  const bool loose = outlook.Loose.contains(path);
+  const auto is = [&](const Entry& one, bool left) {
+    return loose ? one.SameContent(now) : IsKept(one, now, left);
+  };
+  if (is(wanted, outlook.Left.contains(path))) return true;
+  const auto others = outlook.Else.find(path);
+  return others != outlook.Else.end() &&
+         std::any_of(others->second.begin(), others->second.end(),
+                     [&](const Entry& one) { return is(one, true); });
+}
+
+/// Whether it has the content that one of several names may have.
+bool MayBe(const Outlook& outlook, const std::string& path, const Entry& now) {
+  const auto others = outlook.Else.find(path);
+  return others != outlook.Else.end() &&
+         std::any_of(others->second.begin(), others->second.end(),
+                     [&](const Entry& one) { return one.SameContent(now); });
+}
+
+/// Names that are linked and should not be, or the other way round, a line each.
+std::string WrongLinks(const Outlook& outlook, const Tree& found) {
   std::string lines;
+  std::map<std::uint64_t, std::pair<std::string, std::uint64_t>> copies, sources;
+  for (const auto& [path, file] : outlook.Taken) {
+    const auto now = found.find(path);
+    if (now == found.end()) continue;
+    const std::uint64_t copy = now->second.File;
+    const auto [other, is_new] = copies.try_emplace(copy, path, file);
+    if (!is_new && other->second.second != file) {
+      lines += "'" + path + "' is linked with '" + other->second.first + "'\n";
+    }
+    const auto [first, met] = sources.try_emplace(file, path, copy);
+    if (!met && first->second.second != copy) {
+      lines += "'" + path + "' is not linked with '" + first->second.first + "'\n";
+    }
+  }
+  return lines;
+}
+
+}  // namespace
+
+std::string Differences(const Outlook& outlook, const Tree& found) {
+  std::string lines = WrongLinks(outlook, found);
   const auto line = [&](const std::string& path, const Entry* wanted, const Entry* now) {
     lines += "'" + path + "'\n  wanted " + (wanted ? Text(*wanted) : "nothing") + "\n  found  " +
              (now ? Text(*now) : "nothing") + "\n";
   };
   for (const auto& [path, wanted] : outlook.Wanted) {
     const auto now = found.find(path);
+    if (outlook.Vague.contains(path)) continue;
     if (now == found.end()) {
       line(path, &wanted, nullptr);
-    } else if (outlook.Loose.contains(path)
-                   ? !wanted.SameContent(now->second)
-                   : !IsKept(wanted, now->second, outlook.Left.contains(path))) {
+    } else if (!IsWanted(outlook, path, wanted, now->second)) {
       line(path, &wanted, &now->second);
     }
   }
   for (const auto& [path, now] : found) {
-    if (!outlook.Wanted.contains(path)) line(path, nullptr, &now);
+    if (!outlook.Wanted.contains(path) && !outlook.Vague.contains(path)) line(path, nullptr, &now);
   }
   return lines;
 }
@@ -310,12 +392,14 @@ std::string Losses(const Tree& before, const Outlook& outlook, const Tree& found
       // What changes its kind may be gone for a moment.
       if (old && fresh && was->second.Kind == will_be->second.Kind) lines += path + " is lost\n";
     } else if (!(old && now->second.SameContent(was->second)) &&
-               !(fresh && now->second.SameContent(will_be->second))) {
+               !(fresh && now->second.SameContent(will_be->second)) &&
+               !MayBe(outlook, path, now->second)) {
       lines += path + " is neither old nor new: " + Text(now->second) + "\n";
     }
   }
   for (const auto& [path, now] : found) {
-    if (!known.contains(path) && !IsStaged(path) && !path.ends_with(".7z.tmp")) {
+    if (!known.contains(path) && !IsStaged(path) && !path.ends_with(".7z.tmp") &&
+        !outlook.Vague.contains(path)) {
       lines += path + " is a stray: " + Text(now) + "\n";
     }
   }

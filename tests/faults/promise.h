@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -25,10 +26,18 @@ struct Promise {
 /// What must be there afterwards, and what must be told.
 struct Outlook {
   Tree Wanted;
-  std::set<std::string> Loose;       ///< of these the content alone is promised
-  std::vector<std::string> Removed;  ///< files that were there and go
-  std::set<std::string> Left;        ///< files that are left alone, whatever they hold
+  std::set<std::string> Loose = {};       ///< of these the content alone is promised
+  std::vector<std::string> Removed = {};  ///< files that were there and go
+  std::set<std::string> Left = {};        ///< files that are left alone, whatever they hold
   long Copied = 0, Failed = 0;
+  /// Files that the job takes, by name, and which file of the source each is: those are linked
+  /// afterwards that are linked there, and no others. Empty: nothing is promised of links.
+  std::map<std::string, std::uint64_t> Taken = {};
+  /// What a name may hold as well, since it is one of several: which of them comes first is not
+  /// foreseen. Of an unreadable file nothing is.
+  std::map<std::string, std::vector<Entry>> Else = {};
+  std::set<std::string> Vague = {};
+  long MayCopy = 0;  ///< of those that are left alone, how many may be copied anew all the same
 };
 
 /// A run or a restore between folders. Listings hold the folders themselves, too, as "".

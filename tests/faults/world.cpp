@@ -102,6 +102,8 @@ Entry ReadEntry(const fs::path& path) {
   Entry entry;
   entry.Written = found.st_mtim.tv_sec * 1'000'000'000 + found.st_mtim.tv_nsec;
   entry.Mode = found.st_mode & 07777;
+  entry.File = found.st_ino;
+  entry.Names = found.st_nlink;
   entry.Owner = std::to_string(found.st_uid) + ":" + std::to_string(found.st_gid);
   if (S_ISLNK(found.st_mode)) {
     entry.Kind = 'L';
@@ -202,6 +204,18 @@ void World::BuildTrees() const {
     Put(root / "same", "same", kNew);
     fs::create_symlink(version, root / "link");
     SetWritten(root / "link", time);
+    Put(root / "same too", "same", kNew);
+    Put(root / "sub" / "linked", version + "a", time);
+    Put(root / "apart", "apart", kNew);
+    Put(root / "apart too", "apart", kNew);
+    // Names that have become one file since the last run, and names that are none any more.
+    for (const auto& [name, other] :
+         {std::pair("same", "same too"), std::pair("a.txt", "sub/linked"),
+          std::pair("apart", "apart too")}) {
+      if (is_new == (name == std::string("apart"))) continue;
+      fs::remove(root / other);
+      fs::create_hard_link(root / name, root / other);
+    }
     Put(root / (is_new ? "fresh/x" : "gone/x"), version + "x", time);
     Put(root / (is_new ? "fresh.txt" : "gone.txt"), version + "only", time);
     for (int i = 0; i < more_files_; ++i) {
@@ -412,10 +426,24 @@ std::string World::WrongsAfterKill() {
   return wrongs;
 }
 
+/// What is one file at the origin is one at the target, and nothing else is.
+void World::CheckLinks(std::string& wrongs) const {
+  const Tree found = ReadTree(target_);
+  for (const auto& [path, entry] : origin_before_) {
+    for (const auto& [other, entry_too] : origin_before_) {
+      const auto a = found.find(path), b = found.find(other);
+      if (entry.Kind != 'F' || a == found.end() || b == found.end()) continue;
+      if ((entry.File == entry_too.File) == (a->second.File == b->second.File)) continue;
+      wrongs += path + " and " + other + " are wrongly linked or not\n";
+    }
+  }
+}
+
 std::string World::WrongsAfterHealing(bool origin_emptied) {
   std::string wrongs;
   CheckTarget(false, wrongs, origin_emptied);
   if (!origin_emptied) {
+    if (scenario_.Job[1] != "compressed" && scenario_.Command.size() == 2) CheckLinks(wrongs);
     CheckKeptFiles(false, wrongs);
     CheckTruth(wrongs);
     if (Result.ExitCode != 0) wrongs += "the next run failed\n";

@@ -17,8 +17,12 @@ struct Entry {
   std::string Bytes;         ///< of a link its target
   std::int64_t Written = 0;  ///< nanoseconds
   unsigned Mode = 0;
-  std::string Owner;  ///< user, group and the user's own attributes
-  bool operator==(const Entry&) const = default;
+  std::string Owner;                  ///< user, group and the user's own attributes
+  std::uint64_t File = 0, Names = 1;  ///< which file it is, and how many names that has
+  bool operator==(const Entry& other) const {
+    return SameContent(other) && Written == other.Written && Mode == other.Mode &&
+           Owner == other.Owner;
+  }
   bool SameContent(const Entry& other) const { return Kind == other.Kind && Bytes == other.Bytes; }
 };
 using Tree = std::map<std::string, Entry>;
@@ -91,6 +95,7 @@ class World {
   void CheckTarget(bool killed, std::string& wrongs, bool origin_emptied = false) const;
   void CheckKeptFiles(bool killed, std::string& wrongs) const;
   void CheckTruth(std::string& wrongs) const;
+  void CheckLinks(std::string& wrongs) const;
   bool InBin(const Entry& entry) const;
 
   const Scenario& scenario_;

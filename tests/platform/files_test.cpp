@@ -138,6 +138,24 @@ TEST(Folder, ListsALargeFolderWholeWhileOthersListIt) {
   }
 }
 
+TEST(Folder, AFileGetsOneMoreNameAndKeepsItWhenTheOtherIsReplaced) {
+  const TempFolder temp;
+  WriteTestFile(temp.DriveC() / "one", "content");
+  WriteTestFile(temp.DriveC() / "new", "another");
+  const Result<Folder> from = temp.Files().OpenFolder(u"C:\\"),
+                       to = temp.Files().OpenFolder(u"D:\\");
+  ASSERT_TRUE(from && to);
+  EXPECT_EQ(to->LinkFile(*from, u"one", u"two"), 0);
+  EXPECT_TRUE(IsTaken(to->LinkFile(*from, u"one", u"two")));
+  EXPECT_TRUE(IsNotFound(to->LinkFile(*from, u"none", u"three")));
+  EXPECT_NE(to->LinkFile(*from, u"one", u"../three"), 0);
+  EXPECT_EQ(to->Status(u"two")->Links, 2U);
+  EXPECT_EQ(to->Status(u"two")->Id, from->Status(u"one")->Id);
+  EXPECT_EQ(from->Replace(u"new", u"one"), 0);
+  EXPECT_EQ(ReadTestFile(temp.DriveD() / "two"), "content");
+  EXPECT_EQ(to->Status(u"two")->Links, 1U);
+}
+
 TEST(Folder, TakesSingleNamesOnlyAndFollowsNoLink) {
   const TempFolder temp;
   WriteTestFile(temp.Root() / "outside" / "file", "x");

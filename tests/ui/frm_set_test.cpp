@@ -439,6 +439,7 @@ TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
   Get<QCheckBox>("chkGuard").click();
   EXPECT_FALSE(Get<QSpinBox>("numGuardFewest").isEnabled());
   Get<QCheckBox>("chkVerify").click();
+  Get<QCheckBox>("chkLinks").click();
   Button("btnSaveJob").click();
   Button("btnSave").click();
   Program.Program.Store.LoadJobs();
@@ -447,6 +448,7 @@ TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
   EXPECT_EQ(extras.GuardPercent, 30);
   EXPECT_FALSE(extras.GuardMirror);
   EXPECT_TRUE(extras.CheckSpace && extras.VerifyAfterRun);
+  EXPECT_FALSE(extras.KeepHardLinks);
   EXPECT_EQ(extras.MirroredTo, u"D:\\dst\\");
   EXPECT_EQ(Program.Program.Store.Jobs[0].Extras, JobExtras());
 }

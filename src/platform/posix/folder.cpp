@@ -130,6 +130,13 @@ ErrorCode Folder::SetLinkTimes(std::u16string_view name, const FileStatus& from)
   return utimensat(handle_, native.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
 }
 
+ErrorCode Folder::LinkFile(const Folder& from, std::u16string_view name,
+                           std::u16string_view to) const {
+  const std::string native = NativeName(name), native_to = NativeName(to);
+  if (native.empty() || native_to.empty()) return EINVAL;
+  return linkat(from.handle_, native.c_str(), handle_, native_to.c_str(), 0) == 0 ? 0 : errno;
+}
+
 ErrorCode Folder::Rename(std::u16string_view from, std::u16string_view to) const {
   const std::string native_from = NativeName(from), native_to = NativeName(to);
   if (native_from.empty() || native_to.empty()) return EINVAL;

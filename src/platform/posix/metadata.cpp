@@ -116,10 +116,19 @@ bool IsRemovable(std::string_view name) {
   return IsCarried(name) && (!name.starts_with("security.") || name == "security.capability");
 }
 
+/// Attributes that only root may set would be set in vain.
+bool IsPrivileged(std::string_view name) {
+  return name.starts_with("trusted.") || name.starts_with("security.");
+}
+
+bool MaySet(std::string_view name) {
+  return geteuid() == 0 || !IsPrivileged(name);
+}
+
 /// Whether an attribute that was refused is none for this file system or this user at all.
 bool IsBeyond(ErrorCode error, std::string_view name) {
   if (error == EOPNOTSUPP || error == ENOSYS) return true;
-  const bool privileged = name.starts_with("trusted.") || name.starts_with("security.");
+  const bool privileged = IsPrivileged(name);
   if (error == EPERM || error == EACCES) return privileged;
   return error == EINVAL && (privileged || IsAccessList(name));
 }
@@ -162,7 +171,7 @@ bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& h
   const std::string names = source.Names();
   const std::vector<std::string_view> wanted = SplitNames(names);
   for (const std::string_view name : wanted) {
-    if (!IsCarried(name)) continue;
+    if (!IsCarried(name) || (how.LooksOnly && !MaySet(name))) continue;
     const std::optional<std::string> value = source.Get(name.data());
     if (!value || (how.Removes && to.Get(name.data()) == value)) continue;
     changed(name, how.LooksOnly ? 0 : to.Set(name.data(), *value));
@@ -170,7 +179,8 @@ bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& h
   if (!how.Removes) return access;
   const std::string there = to.Names();
   for (const std::string_view name : SplitNames(there)) {
-    if (!IsRemovable(name) || std::find(wanted.begin(), wanted.end(), name) != wanted.end()) {
+    if (!IsRemovable(name) || (how.LooksOnly && !MaySet(name))) continue;
+    if (std::find(wanted.begin(), wanted.end(), name) != wanted.end()) {
       continue;
     }
     // A source whose file system has no such thing says nothing about it.

@@ -142,6 +142,16 @@ ErrorCode Folder::SetLinkTimes(std::u16string_view name, const FileStatus& from)
   return link ? win32::SetTimesOf(link->Get(), from) : link.Error;
 }
 
+ErrorCode Folder::LinkFile(const Folder& from, std::u16string_view name,
+                           std::u16string_view to) const {
+  if (!IsName(to)) return kErrInvalid;
+  Opening how;
+  how.Access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
+  how.Options = kNoFolder;
+  const Result<Handle> entry = win32::OpenEntry(ToHandle(from.handle_), name, how);
+  return entry ? win32::LinkOpen(entry->Get(), ToHandle(handle_), to) : entry.Error;
+}
+
 namespace {
 
 ErrorCode RenameIn(HANDLE from_folder, std::u16string_view from, HANDLE folder,
@@ -174,7 +184,8 @@ ErrorCode RenameOver(HANDLE from_folder, std::u16string_view from, HANDLE folder
   if (!status || !(status->Attributes & kAttrReadOnly)) return error;
   win32::SetAttributesOf(there->Get(), status->Attributes & ~kAttrReadOnly);
   const ErrorCode again = RenameIn(from_folder, from, folder, to, true);
-  if (again) win32::SetAttributesOf(there->Get(), status->Attributes);
+  // The file may go on under other names.
+  if (again || status->Links > 1) win32::SetAttributesOf(there->Get(), status->Attributes);
   return again;
 }
 

@@ -18,8 +18,8 @@ constexpr std::int64_t kTicks = 10'000'000, kEpoch = 11'644'473'600;  // a secon
 
 // Names and numbers of the kernel's interface that not every compiler's headers have.
 constexpr ULONG kNonAlert = 0x20, kBackupIntent = 0x4000, kReparsePoint = 0x200000;
-constexpr int kRenameClass = 10, kDispositionClass = 13, kDispositionExClass = 64, kBasicClass = 4,
-              kStandardClass = 5, kTagClass = 35;
+constexpr int kRenameClass = 10, kLinkClass = 11, kDispositionClass = 13, kDispositionExClass = 64,
+              kBasicClass = 4, kStandardClass = 5, kTagClass = 35;
 constexpr std::uint32_t kSurrogateTag = 0x20000000;
 
 struct RenameRecord {
@@ -274,7 +274,10 @@ ErrorCode SetAttributesOf(HANDLE handle, std::uint32_t attributes) {
   return CodeOf(Set(handle, record, kBasicClass));
 }
 
-ErrorCode RenameOpen(HANDLE entry, HANDLE folder, std::u16string_view to, bool replace) {
+namespace {
+
+/// What gives an open entry a name, another or one more, takes the same record.
+ErrorCode SetName(HANDLE entry, HANDLE folder, std::u16string_view to, bool replace, int kind) {
   const std::size_t bytes = to.size() * sizeof(wchar_t);
   const std::size_t size = offsetof(RenameRecord, Name) + bytes + sizeof(wchar_t);
   std::vector<LARGE_INTEGER> room((size + sizeof(LARGE_INTEGER) - 1) / sizeof(LARGE_INTEGER) + 1);
@@ -283,7 +286,17 @@ ErrorCode RenameOpen(HANDLE entry, HANDLE folder, std::u16string_view to, bool r
   record->Folder = folder;
   record->NameBytes = static_cast<ULONG>(bytes);
   std::copy(to.begin(), to.end(), record->Name);
-  return CodeOf(Set(entry, *record, kRenameClass, size));
+  return CodeOf(Set(entry, *record, kind, size));
+}
+
+}  // namespace
+
+ErrorCode RenameOpen(HANDLE entry, HANDLE folder, std::u16string_view to, bool replace) {
+  return SetName(entry, folder, to, replace, kRenameClass);
+}
+
+ErrorCode LinkOpen(HANDLE entry, HANDLE folder, std::u16string_view to) {
+  return SetName(entry, folder, to, false, kLinkClass);
 }
 
 ErrorCode RemoveAt(HANDLE folder, std::u16string_view name, ULONG options) {

@@ -113,6 +113,8 @@ ErrorCode SetTimesOf(HANDLE handle, const FileStatus& from);
 ErrorCode SetAttributesOf(HANDLE handle, std::uint32_t attributes);
 /// Renames an open entry, into `folder` or, when that is null, to a kernel path.
 ErrorCode RenameOpen(HANDLE entry, HANDLE folder, std::u16string_view to, bool replace);
+/// Gives an open file one more name, which must be free.
+ErrorCode LinkOpen(HANDLE entry, HANDLE folder, std::u16string_view to);
 /// Removes an entry of the folder, a read-only one, too.
 ErrorCode RemoveAt(HANDLE folder, std::u16string_view name, ULONG options);
 
