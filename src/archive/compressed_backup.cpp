@@ -7,6 +7,7 @@
 
 #include "archive/host_monitor.h"
 #include "archive/list_file.h"
+#include "archive/packed_files.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "base/wildcard.h"
@@ -37,9 +38,13 @@ class ListBuilder {
  public:
   /// With an archive that will be brought up to date, what cannot be read is not listed: it stays
   /// in the archive as it is.
-  ListBuilder(ArchiveContext& context, const BackupJob& job,
+  ListBuilder(ArchiveContext& context, const BackupJob& job, PackedFiles* listed = nullptr,
               const SevenZipLibrary::Archive* into = nullptr)
-      : context_(context), job_(job), into_(into), scope_(Scope::OfArchive(job)) {
+      : context_(context),
+        job_(job),
+        listed_(listed),
+        into_(into),
+        scope_(Scope::OfArchive(job)) {
     const Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
     if (destination) scope_.SetOwn(IdentityOf(*destination));
   }
@@ -134,6 +139,7 @@ class ListBuilder {
       return;
     }
     NoteListed(path);
+    if (listed_) listed_->Note(path, *status);
     if (!context_.Plan) Lines += line + "\r\n";
     Note(PlanAction::Pack, PlanReason::Always, path, status->Size);
     ++Files;
@@ -169,6 +175,7 @@ class ListBuilder {
 
   ArchiveContext& context_;
   const BackupJob& job_;
+  PackedFiles* const listed_;
   const SevenZipLibrary::Archive* const into_;
   std::set<std::u16string, std::less<>> names_, folders_;  ///< what is listed, and what holds it
   Scope scope_;
@@ -231,6 +238,29 @@ void CountFailure(ArchiveContext& context, std::uint32_t packed) {
   if (packed == 0) counters.CopiedBytes = 0;
 }
 
+/// Counts and tells what became another one while it was packed.
+void TellDoubts(ArchiveContext& context, const BackupJob& job, const PackedFiles& listed) {
+  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
+  if (!source) return;
+  const PackedFiles::Doubts doubts = listed.LookAgain(*source, [&] {
+    context.Host.PumpMessages();
+    return !context.State.CancelRequested;
+  });
+  RunCounters& counters = context.Counters;
+  const auto tell = [&](std::uint32_t& counter, std::u16string_view text,
+                        const std::u16string& path) {
+    ++counter;
+    if (counters.CopiedFiles > 0) --counters.CopiedFiles;
+    context.Log.WriteTimed(std::u16string(text) + AddBackslash(job.Source.WorkPath) + path);
+  };
+  for (const std::u16string& path : doubts.Changed) {
+    tell(counters.WarningFiles, u": 壓縮時檔案有變動 (警告)：", path);
+  }
+  for (const std::u16string& path : doubts.Replaced) {
+    tell(counters.FailedFiles, u": 壓縮時已換成別的項目 (失敗)：", path);
+  }
+}
+
 }  // namespace
 
 Secret CompressionSwitch(CompressionLevel level, const BackupJob& job) {
@@ -267,12 +297,12 @@ void PlanCompression(ArchiveContext& context, const BackupJob& job) {
 }
 
 PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
-                        std::u16string_view archive_path) {
+                        std::u16string_view archive_path, PackedFiles* listed) {
   const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
   if (!source) return {};
   std::shared_ptr<SevenZipLibrary::Archive> into;
   if (context.Files.Status(archive_path)) into = context.Library.SevenZipOpenArchive(archive_path);
-  ListBuilder builder(context, job, into.get());
+  ListBuilder builder(context, job, listed, into.get());
   builder.Walk(*source, {});
   if (context.State.CancelRequested) return {};
   if (builder.Found == 0) {
@@ -302,7 +332,8 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   archiver.Monitor = &monitor;
   archiver.param1 = archive_path;
   archiver.param2 = AddBackslash(job.Source.WorkPath);
-  const PackLists lists = BuildListFile(context, job, archive_path);
+  PackedFiles listed;
+  const PackLists lists = BuildListFile(context, job, archive_path, &listed);
   if (context.State.CancelRequested) return kCommandCancelled;
   archiver.Param3 = u"@" + lists.Entries;
   archiver.Dropped = lists.Dropped;
@@ -322,6 +353,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   context.Log.FlushDue(true);
   const int result = archiver.DoCommand(kZipKind);
   if (!lists.Dropped.empty()) RemoveListFile(context.Files, ListKind::Dropped);
+  if (result == 0) TellDoubts(context, job, listed);
   if (result == 0) return 0;
   if (result == kCommandCancelled) {
     context.Counters.CopiedFiles = 0;
@@ -331,6 +363,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
                               ? FilesPacked(archiver.ResultBuffer, context.Counters.CopiedFiles)
                               : 0);
   }
+  if (result == 1) TellDoubts(context, job, listed);
   context.Log.WriteTimed(u": " + archiver.DebugCommand);
   context.Log.WriteJobLog(ReplaceAll(archiver.ResultBuffer, u"\n", u"\r\n"));
   return result;

@@ -20,6 +20,8 @@
 
 namespace kavrel {
 
+class PackedFiles;
+
 /// The choices of the compression menu; anything else sets no switch at all.
 enum class CompressionLevel { Store = 0, Fast = 1, Full = 2 };
 
@@ -45,7 +47,9 @@ std::u16string ArchivePath(const BackupJob& job, Clock& clock);
 /// Packs the job's source, its work paths being set, into the archive. 0 on success, kNoArchiver,
 /// else the archiver's result, kCommandCancelled after a cancel. Files that were packed are counted
 /// as copied; a name that the list cannot carry, or a file that the archiver could not read, is
-/// logged and counted as failed. Half archives that killed runs left in the folder are removed.
+/// logged and counted as failed; so is what has become another kind of entry meanwhile. What else
+/// has changed since it was listed is logged and counted as a warning. Half archives that killed
+/// runs left in the folder are removed.
 int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    CompressionLevel level);
 
@@ -59,9 +63,9 @@ struct PackLists {
 };
 
 /// Writes the list of the files to pack, one line a file, relative to the source folder, and that
-/// of the archive's entries which cannot stay beside them.
+/// of the archive's entries which cannot stay beside them. `listed` notes the files as they are.
 PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
-                        std::u16string_view archive_path);
+                        std::u16string_view archive_path, PackedFiles* listed = nullptr);
 
 /// Writes the archive's table of contents into the job log; nothing when it has no entries.
 void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
