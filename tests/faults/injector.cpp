@@ -2,8 +2,10 @@
 // library: the n-th call of a kind fails, writes short, or ends the process; and a folder can be
 // made to behave like another file system.
 //
-//   KAVREL_FAULT=KIND:N:WHAT   KIND as below or "any"; WHAT an errno, "short", "kill", or "gone":
-//                              that call and all that follow fail with EIO
+//   KAVREL_FAULT=KIND:N:WHAT   KIND as below or "any"; WHAT an errno, "short", "kill", "gone":
+//                              that call and all that follow fail with EIO, or "change": the
+//                              shell runs the script of that name before the call
+//   KAVREL_FAULT_CHANGE=PATH
 //   KAVREL_FAULT_IN=NAME       the program that is meant; children of other names run undisturbed
 //   KAVREL_FAULT_UNDER=PATH    only calls for something below this folder count
 //   KAVREL_FAULT_STATE=PATH    a file that counts the calls, shared by all processes
@@ -13,13 +15,16 @@
 //                              anew, or "lower" for one that lists all names in lower case
 //   KAVREL_CLOCK=SECONDS       what time it is, all the while
 //
-// Waiting takes no time, and a program that hangs is ended after half a minute.
+// Waiting takes no time, for another program a fiftieth of it, and a program that hangs is ended
+// after half a minute.
 #include <ctype.h>
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <poll.h>
 #include <signal.h>
+#include <spawn.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -29,6 +34,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/vfs.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -45,6 +51,7 @@ struct Plan {
   unsigned long At = 0;
   int Error = 0;
   bool Short = false, Kill = false, Gone = false;
+  const char* Change = nullptr;
   const char* Under = nullptr;
 };
 Plan plan;
@@ -71,6 +78,7 @@ __attribute__((constructor)) void ReadPlan() {
   plan.Short = strcmp(what, "short") == 0;
   plan.Kill = strcmp(what, "kill") == 0;
   plan.Gone = strcmp(what, "gone") == 0;
+  plan.Change = strcmp(what, "change") == 0 ? getenv("KAVREL_FAULT_CHANGE") : nullptr;
   plan.Error = plan.Gone ? EIO : atoi(what);
   plan.Under = getenv("KAVREL_FAULT_UNDER");
   const long file = syscall(SYS_openat, AT_FDCWD, state, O_RDWR | O_CLOEXEC);
@@ -85,13 +93,23 @@ bool IsUnder(const char* root, int at, const char* path) {
   char known[4096];
   if (!path || *path != '/') {
     char link[32];
-    snprintf(link, sizeof link, "/proc/self/fd/%d", at);
+    snprintf(link, sizeof link, at == AT_FDCWD ? "/proc/self/cwd" : "/proc/self/fd/%d", at);
     const long length = syscall(SYS_readlink, link, known, sizeof known - 1);
     known[length > 0 ? length : 0] = '\0';
     path = known;
   }
   const size_t length = strlen(root);
   return strncmp(path, root, length) == 0 && (path[length] == '/' || path[length] == '\0');
+}
+
+/// Lets the shell do what somebody else does in the midst of a run.
+void MakeChange() {
+  char shell[] = "/bin/sh", path[] = "PATH=/usr/bin:/bin";
+  char* const arguments[] = {shell, const_cast<char*>(plan.Change), nullptr};
+  char* const environment[] = {path, nullptr};
+  pid_t child = -1;
+  if (posix_spawn(&child, shell, nullptr, nullptr, arguments, environment) != 0) abort();
+  while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
 }
 
 /// Counts a call; true when it is one that is to fail.
@@ -101,6 +119,10 @@ bool Strikes(const char* kind, int at = -1, const char* path = nullptr) {
   const unsigned long call = plan.Calls->fetch_add(1) + 1;
   if (plan.Gone ? call < plan.At : call != plan.At) return false;
   if (plan.Kill) syscall(SYS_kill, getpid(), SIGKILL);
+  if (plan.Change) {
+    MakeChange();
+    return false;
+  }
   errno = plan.Error;
   return true;
 }
@@ -401,5 +423,11 @@ extern "C" int nanosleep(const struct timespec*, struct timespec*) {
 }
 extern "C" int clock_nanosleep(clockid_t, int, const struct timespec*, struct timespec*) {
   return 0;
+}
+extern "C" int poll(struct pollfd* files, nfds_t count, int milliseconds) {
+  static const auto next = Next<int (*)(struct pollfd*, nfds_t, int)>("poll");
+  constexpr int kFaster = 50;
+  return next(files, count,
+              milliseconds > 0 ? (milliseconds + kFaster - 1) / kFaster : milliseconds);
 }
 // NOLINTEND

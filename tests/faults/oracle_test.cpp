@@ -454,29 +454,9 @@ void Play::Backup(PlayedJob& job, std::size_t how) {
 
 /// The files and links of an archive.
 Tree Play::Unpack(const fs::path& archive, const std::string& password) {
-  if (!fs::exists(archive)) return {};
-  const fs::path place = temp_.Root() / "unpacked";
-  const mode_t mask = umask(0);
-  // Links that lead out as well, which newer versions spell otherwise.
-  constexpr int kBadCommandLine = 7;
-  CommandResult result;
-  for (const char* links : {"-snld20", "-snld"}) {
-    result = RunCommand(
-        {"/usr/bin/7zz", "x", "-y", links, "-p" + password, "-o" + place.string(), archive});
-    if (result.ExitCode != kBadCommandLine) break;
-  }
-  if (result.ExitCode != 0) Wrong("a broken archive: " + result.Output + result.Errors);
-  Tree tree = ReadTree(place);
-  std::erase_if(tree, [](const auto& item) { return item.second.Kind == 'D'; });
-  for (auto& [path, entry] : tree) {
-    entry.Owner.clear();
-    // Absolute links are bent into the folder.
-    if (entry.Bytes.starts_with(place.string())) entry.Bytes.erase(0, place.string().size());
-    entry.Written -= (entry.Written % 100 + 100) % 100;
-  }
-  umask(mask);
-  RunCommand({"/bin/chmod", "-R", "u+rwX", place});
-  fs::remove_all(place);
+  std::string wrongs;
+  Tree tree = ReadArchive(archive, temp_.Root() / "unpacked", password, wrongs);
+  Wrong(wrongs);
   return tree;
 }
 

@@ -142,6 +142,33 @@ Tree ReadTree(const fs::path& root) {
   return tree;
 }
 
+Tree ReadArchive(const fs::path& archive, const fs::path& place, const std::string& password,
+                 std::string& wrongs) {
+  if (!fs::exists(archive)) return {};
+  const mode_t mask = umask(0);
+  // Links that lead out as well, which newer versions spell otherwise.
+  constexpr int kBadCommandLine = 7;
+  CommandResult result;
+  for (const char* links : {"-snld20", "-snld"}) {
+    result = RunCommand(
+        {"/usr/bin/7zz", "x", "-y", links, "-p" + password, "-o" + place.string(), archive});
+    if (result.ExitCode != kBadCommandLine) break;
+  }
+  if (result.ExitCode != 0) wrongs += "a broken archive: " + result.Output + result.Errors;
+  Tree tree = ReadTree(place);
+  std::erase_if(tree, [](const auto& item) { return item.second.Kind == 'D'; });
+  for (auto& [path, entry] : tree) {
+    entry.Owner.clear();
+    // Absolute links are bent into the folder.
+    if (entry.Bytes.starts_with(place.string())) entry.Bytes.erase(0, place.string().size());
+    entry.Written -= (entry.Written % 100 + 100) % 100;
+  }
+  umask(mask);
+  RunCommand({"/bin/chmod", "-R", "u+rwX", place});
+  fs::remove_all(place);
+  return tree;
+}
+
 World::World(const Scenario& scenario, int more_files)
     : scenario_(scenario), more_files_(more_files), state_(temp_.Root() / "state") {
   const fs::path source = temp_.DriveC() / "src", dest = temp_.DriveD() / "dst";
@@ -280,7 +307,8 @@ bool RunWithFault(const std::vector<std::string>& command, const Fault& fault,
 }
 
 std::vector<std::string> World::Command() const {
-  std::vector<std::string> command{KAVRELCTL, "--home", temp_.Home()};
+  std::vector<std::string> command = StartedBy;
+  command.insert(command.end(), {KAVRELCTL, "--home", temp_.Home()});
   command.insert(command.end(), scenario_.Command.begin(), scenario_.Command.end());
   return command;
 }

@@ -31,6 +31,10 @@ Entry ReadEntry(const std::filesystem::path& path);
 /// Everything below a folder, by relative path, as far as this user may look.
 Tree ReadTree(const std::filesystem::path& root);
 
+/// The files and links of an archive, which keeps no owners; unpacked into `place` for a while.
+Tree ReadArchive(const std::filesystem::path& archive, const std::filesystem::path& place,
+                 const std::string& password, std::string& wrongs);
+
 /// What is done in the world, and how it ends well.
 struct Scenario {
   const char* Name;
@@ -45,7 +49,7 @@ extern const Scenario kScenarios[];
 extern const std::size_t kScenarioCount;
 
 /// One call that fails: of which kind, the how many-th, and how ("kill", "short", "gone", an
-/// errno).
+/// errno), or before which something happens ("change").
 struct Fault {
   std::string Kind;
   unsigned long At = 1;
@@ -88,6 +92,7 @@ class World {
   std::string WrongsAfterHealing(bool origin_emptied);
 
   CommandResult Result;
+  std::vector<std::string> StartedBy;  ///< a program that starts the command, with its arguments
 
  private:
   std::vector<std::string> Command() const;
