@@ -64,44 +64,43 @@ Result<std::uint64_t> File::CopyFrom(File&, std::uint64_t) {
 
 namespace {
 
-/// The first range that holds data at a position or behind it; of no length when there is none.
-Result<FILE_ALLOCATED_RANGE_BUFFER> RangeFrom(HANDLE file, std::uint64_t position,
-                                              std::uint64_t size) {
+/// Where data is in a file of this size; both ends at its own when there is none.
+struct DataRange {
+  std::uint64_t Size = 0, Begin = 0, End = 0;
+};
+
+/// The first range that holds data at a position or behind it.
+Result<DataRange> DataFrom(const File& file, HANDLE handle, std::uint64_t position) {
+  const Result<FileStatus> status = file.Status();
+  if (!status) return Result<DataRange>::Fail(status.Error);
+  const std::uint64_t size = status->Size;
+  const DataRange none{size, size, size};
+  if (position >= size) return {none, 0};
   FILE_ALLOCATED_RANGE_BUFFER asked{}, found{};
   asked.FileOffset.QuadPart = static_cast<LONGLONG>(position);
   asked.Length.QuadPart = static_cast<LONGLONG>(size - position);
   DWORD bytes = 0;
   // More ranges than the one that fits are no failure.
-  if (!DeviceIoControl(file, FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked, &found,
+  if (!DeviceIoControl(handle, FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked, &found,
                        sizeof found, &bytes, nullptr) &&
       GetLastError() != ERROR_MORE_DATA) {
-    return Result<FILE_ALLOCATED_RANGE_BUFFER>::Fail(LastError());
+    return Result<DataRange>::Fail(LastError());
   }
-  if (bytes < sizeof found) found = {};
-  return {found, 0};
+  if (bytes < sizeof found || found.Length.QuadPart == 0) return {none, 0};
+  const auto begin = static_cast<std::uint64_t>(found.FileOffset.QuadPart);
+  return {{size, begin, begin + static_cast<std::uint64_t>(found.Length.QuadPart)}, 0};
 }
 
 }  // namespace
 
 Result<std::uint64_t> File::NextData(std::uint64_t position) {
-  const Result<FileStatus> status = Status();
-  if (!status) return Result<std::uint64_t>::Fail(status.Error);
-  if (position >= status->Size) return {status->Size, 0};
-  const auto range = RangeFrom(ToHandle(handle_), position, status->Size);
-  if (!range) return Result<std::uint64_t>::Fail(range.Error);
-  if (range->Length.QuadPart == 0) return {status->Size, 0};
-  return {std::max(position, static_cast<std::uint64_t>(range->FileOffset.QuadPart)), 0};
+  const Result<DataRange> data = DataFrom(*this, ToHandle(handle_), position);
+  return {std::max(std::min(position, data->Size), data->Begin), data.Error};
 }
 
 Result<std::uint64_t> File::NextHole(std::uint64_t position) {
-  const Result<FileStatus> status = Status();
-  if (!status) return Result<std::uint64_t>::Fail(status.Error);
-  if (position >= status->Size) return {status->Size, 0};
-  const auto range = RangeFrom(ToHandle(handle_), position, status->Size);
-  if (!range) return Result<std::uint64_t>::Fail(range.Error);
-  const auto begin = static_cast<std::uint64_t>(range->FileOffset.QuadPart);
-  if (range->Length.QuadPart == 0 || begin > position) return {position, 0};
-  return {std::min(status->Size, begin + static_cast<std::uint64_t>(range->Length.QuadPart)), 0};
+  const Result<DataRange> data = DataFrom(*this, ToHandle(handle_), position);
+  return {data->Begin > position ? position : std::min(data->Size, data->End), data.Error};
 }
 
 ErrorCode File::Seek(std::uint64_t position) {
