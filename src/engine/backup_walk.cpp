@@ -3,9 +3,9 @@
 #include <optional>
 #include <string>
 
+#include "engine/rule_check.h"
 #include "engine/sync_folder.h"
 #include "engine/tree_walk.h"
-#include "files/error_text.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -67,24 +67,11 @@ bool BackupWalk::IsPlannedGone(std::u16string_view name) const {
   return synchronisation_->IsPlannedGone(path += name);
 }
 
-/// Without its rules a run backs up more than it is to, so that must not pass for a good one.
-void MakeSureOfRules(RunContext& context) {
-  ExclusionSet& rules = context.Exclusions;
-  if (!rules.ExcEnabled || !rules.File().Unreadable()) return;
-  rules.LoadExclusions();
-  const ErrorCode error = rules.File().Unreadable();
-  if (!error) return;
-  ++context.Counters.FailedFiles;
-  context.LogTimed(FailText(context.State, error, u": 讀取排除規則 (失敗)", rules.File().Path()));
-  if (context.Plan) {
-    context.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, rules.File().Path());
-  }
-}
-
 }  // namespace
 
 void BackupFolder(RunContext& context, const BackupJob& job) {
-  MakeSureOfRules(context);
+  // Without its rules a run backs up more than it is to.
+  if (!MakeSureOfRules(context)) ++context.Counters.FailedFiles;
   BackupWalk(context, job).Run();
 }
 

@@ -6,6 +6,7 @@
 
 #include "engine/folder_pair.h"
 #include "engine/kept_entries.h"
+#include "engine/rule_check.h"
 #include "engine/tree_walk.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
@@ -269,6 +270,8 @@ VerifyWalk::Content VerifyWalk::CompareContent(const FolderPair& pair, std::u16s
 }  // namespace
 
 void VerifyFolders(RunContext& context, const BackupJob& job, VerifyReport& report) {
+  // What the rules leave out is missing in the backup.
+  if (!MakeSureOfRules(context)) ++report.Counters.Unreadable;
   VerifyWalk(context, job, report).Run();
 }
 

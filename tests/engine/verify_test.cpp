@@ -24,6 +24,26 @@ class VerifyTest : public testing::Test, protected TestProgram {
   }
 };
 
+TEST_F(VerifyTest, RulesThatCannotBeReadAreNamedAsTheReason) {
+  WriteTestFile(Source() / "a.bak", "x");
+  WriteTestFile(Source() / "b", "y");
+  const fs::path rules = Temp.Home() / "Exc.txt";
+  WriteTestFile(rules, "R\tTrue\t*\t*\t*.bak\r\n");
+  Program.Exclusions.ExcEnabled = true;
+  Program.Exclusions.LoadExclusions();
+  RunAJob(BackupType::Full);
+  fs::rename(rules, Temp.Home() / "aside");
+  fs::create_directory(rules);
+  Program.Exclusions.LoadExclusions();
+  const VerifyReport without = Verify();
+  EXPECT_EQ(without.Counters.Unreadable, 1U);
+  EXPECT_EQ(without.Counters.Missing, 1U);
+  EXPECT_NE(LogLines().find("讀取排除規則 (失敗)"), std::string::npos) << LogLines();
+  fs::remove(rules);
+  fs::rename(Temp.Home() / "aside", rules);
+  EXPECT_EQ(Verify().Counters.Differences(), 0U) << "read again as soon as they can be";
+}
+
 TEST_F(VerifyTest, EveryDifferenceOfAMirrorIsFoundAndNothingChanged) {
   for (const char* name : {"same", "missing", "changed", "rotten", "grown", "kind", "sub/deep",
                            "gone/a", "gone/b/c", "left.tmp", "big"}) {

@@ -1,0 +1,15 @@
+// Exclusion rules that could not be read when the program began.
+#pragma once
+
+#include "engine/run_context.h"
+
+namespace kavrel {
+
+/// Reads them again where that is so. The error when they still cannot be read.
+ErrorCode ReadRules(const RunContext& context);
+
+/// The same, told in the log and in a plan. False when they cannot be read: what follows leaves
+/// nothing out and must not pass for good; the caller counts that.
+bool MakeSureOfRules(RunContext& context);
+
+}  // namespace kavrel
