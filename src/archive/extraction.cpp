@@ -72,18 +72,17 @@ class Extraction {
     if (kind > kEncryptedKind) kind -= kEncryptedKind;
     if (kind > 0) archive_ = context_.Library.SevenZipOpenArchive(path_, &monitor_);
     if (context_.State.CancelRequested) return kCommandCancelled;
-    if (!archive_ || !context_.Files.MakeFolders(destination_)) {
-      return Fail(archive_ ? destination_ : path_);
-    }
+    if (!archive_) return Fail(path_);
     if (pick_) TakePicked();
+    if (!context_.Files.MakeFolders(destination_)) return Stop(destination_);
     if (pick_ && archive_->Entries.empty()) return 0;
     const std::u16string escape = FindEscape();
-    if (!escape.empty()) return Fail(escape);
+    if (!escape.empty()) return Stop(escape);
     int result = TryPassword();
     if (result == kCommandCancelled) return result;
-    if (result != 0) return Fail(path_ + u" (密碼錯誤)");
+    if (result != 0) return Stop(path_ + u" (密碼錯誤)");
     staging_.emplace(context_.Files, context_.Clock, context_.Staged, destination_);
-    if (!*staging_) return Fail(destination_);
+    if (!*staging_) return Stop(destination_);
     const std::string links = Lines(true);
     if (!links.empty()) {
       const std::u16string list = WriteListFile(context_.Files, links);
@@ -101,6 +100,21 @@ class Extraction {
   int Fail(const std::u16string& what) {
     ++context_.Counters.FailedFiles;
     context_.Log.WriteTimed(std::u16string(kFailed) + what);
+    return 2;
+  }
+
+  /// Tells of the one obstacle that lets nothing be restored, and counts what that costs.
+  int Stop(const std::u16string& obstacle) {
+    context_.Log.WriteTimed(u": 無法還原壓縮檔 (失敗)：" + obstacle);
+    const std::uint32_t failed = context_.Counters.FailedFiles;
+    Names told;
+    for (const IndividualInfo& entry : archive_->Entries) {
+      if (entry.IsFolder || !told.insert(entry.FileName).second) continue;
+      ++context_.Counters.SourceFiles;
+      Fail(entry.FileName);
+    }
+    // Folders alone are not to pass for done either.
+    if (context_.Counters.FailedFiles == failed) ++context_.Counters.FailedFiles;
     return 2;
   }
 
@@ -335,7 +349,7 @@ class Extraction {
     GroupCommit group(context_.State, context_.Host, names);
     const auto root = group.Share(staging_->Root(), AddBackslash(destination_));
     if (!root) {
-      Fail(destination_);
+      Stop(destination_);
       return;
     }
     QueuePlaces(group, *root);

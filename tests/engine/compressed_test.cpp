@@ -423,10 +423,13 @@ TEST_F(CompressedTest, AWrongOrMissingPasswordFailsAtOnceAndChangesNothing) {
     job.UsePassword = given;
     job.Password = u"wrong";
     EXPECT_EQ(Restore(), RunOutcome::Ran);
-    EXPECT_EQ(job.LastRunResult.FailedFiles, 1U);
+    EXPECT_EQ(job.LastRunResult.FailedFiles, 2U);
+    EXPECT_EQ(Program.Context.Counters.SourceFiles, 2U);
     EXPECT_EQ(ReadTestFile(Source() / "a"), "changed since");
     EXPECT_EQ(ReadTestFile(Source() / "large"), "changed, too");
-    EXPECT_EQ(LogLines(), ": 還原檔案 (失敗)：D:\\dst\\2009年09月23日15時.7z (密碼錯誤)\n");
+    EXPECT_EQ(LogLines(),
+              ": 無法還原壓縮檔 (失敗)：D:\\dst\\2009年09月23日15時.7z (密碼錯誤)\n"
+              ": 還原檔案 (失敗)：a\n: 還原檔案 (失敗)：large\n");
   }
 }
 
@@ -453,7 +456,7 @@ TEST_F(CompressedTest, EntriesThatWouldLeaveTheFolderAreRefused) {
   for (const std::u16string name : {u"up.7z", u"deep.7z", u"absolute.7z"}) {
     SCOPED_TRACE(ToUtf8(name));
     EXPECT_EQ(Restore(name), RunOutcome::Ran);
-    EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+    EXPECT_EQ(Job().LastRunResult.FailedFiles, 2U);
     EXPECT_FALSE(fs::exists(Source() / "good.txt"));
     EXPECT_NE(LogLines().find("evil"), std::string::npos) << LogLines();
   }
@@ -482,7 +485,7 @@ TEST_F(CompressedTest, EntriesThatWouldLeaveTheFolderAreRefused) {
   fs::create_directory_symlink(outside, Source() / "way");
   archive_of("through.7z", "way/evil", false);
   EXPECT_EQ(Restore(u"through.7z"), RunOutcome::Ran);
-  EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 2U);
   EXPECT_FALSE(fs::exists(outside / "evil"));
   EXPECT_FALSE(fs::exists(Temp.DriveC() / "evil"));
   EXPECT_EQ(ReadTestFile(outside / "kept"), "precious");
