@@ -46,7 +46,7 @@ struct RestoreChoice {
   std::vector<std::string> Only;  ///< files and folders of the backup; empty is all
   std::string To;                 ///< another folder than the source
   bool ReplaceNewer = false;
-  bool Force = false;  ///< also what another job has made
+  bool Force = false;  ///< also what another job has made, and where a disk is not there
 };
 int RestoreJob(Session& session, const std::string& name, const RestoreChoice& choice);
 

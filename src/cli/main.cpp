@@ -121,7 +121,8 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
       ->excludes(mode);
   CLI::Option* archive = restore->add_option("--archive", line.Restore.Archive,
                                              "Archive of a compressed job to restore");
-  restore->add_flag("--force", line.Restore.Force, "Restore also what another job has made");
+  restore->add_flag("--force", line.Restore.Force,
+                    "Restore even where a disk is not there, and what another job has made");
   restore->add_flag("--latest", line.Latest, "The newest archive (default)")->excludes(archive);
   restore->callback(
       line.Run([&line](Session& session) { return RestoreJob(session, line.Name, line.Restore); }));

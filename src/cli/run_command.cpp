@@ -182,6 +182,12 @@ std::optional<RestorePick> PickOf(const BackupJob& job, const RestoreChoice& cho
   return pick;
 }
 
+/// Which disk is away, in brackets.
+std::string AwayText(const RunContext& context) {
+  const std::string disk = Printable(context.RefusalText);
+  return disk.empty() ? disk : " (" + disk + ")";
+}
+
 }  // namespace
 
 int RestoreJob(Session& session, const std::string& name, const RestoreChoice& choice) {
@@ -192,9 +198,9 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
     return kBadInput;
   }
   if (!session.Open(u"kavrelctl restore")) return kBadInput;
+  session.Program().Context.Force = choice.Force;
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
-  session.Program().Context.Force = choice.Force;
   const ArchivePicker picker = [&](const std::vector<ArchiveFile>& archives) {
     return PickArchive(archives, FromUtf8(choice.Archive));
   };
@@ -210,7 +216,8 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
   }
   return Report(session, outcome, *job, kRestore,
                 "there is no backup to restore: " + Printable(job->Source.WorkPath) +
-                    (choice.Archive.empty() ? "" : " " + Printable(FromUtf8(choice.Archive))));
+                    (choice.Archive.empty() ? "" : " " + Printable(FromUtf8(choice.Archive))) +
+                    AwayText(session.Program().Context));
 }
 
 namespace {
@@ -240,9 +247,7 @@ std::optional<std::vector<std::int32_t>> Choose(Session& session, const RunChoic
 namespace {
 
 std::string MissingSourceText(const RunContext& context, const BackupJob& job) {
-  const std::string disk = Printable(context.RefusalText);
-  return "the source folder does not exist: " + Printable(job.Source.Path) +
-         (disk.empty() ? "" : " (" + disk + ")");
+  return "the source folder does not exist: " + Printable(job.Source.Path) + AwayText(context);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "engine/place.h"
 #include "engine/refusal.h"
+#include "engine/rule_check.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -32,11 +33,13 @@ std::u16string RealPlace(const FileSystem& files, std::u16string_view path) {
 
 class JobDisks {
  public:
-  JobDisks(const RunContext& context, const BackupJob& job)
+  JobDisks(const RunContext& context, const BackupJob& job, const DiskScope& scope = {})
       : context_(context),
         job_(job),
+        scope_(scope),
         source_(RealPlace(context.Files, job.Source.WorkPath)),
         dest_(RealPlace(context.Files, job.Destination.WorkPath)) {
+    ReadRules(context);
     // What is mounted on demand is mounted by this.
     context.Files.OpenFolder(job.Source.WorkPath);
     FindPlace(context.Files, job.Destination.WorkPath);
@@ -96,7 +99,16 @@ class JobDisks {
     return false;
   }
 
+  /// Whether a restore of some of the backup comes to a place inside the source.
+  bool IsPicked(std::u16string_view point) const {
+    if (!scope_.Picked) return true;
+    const std::u16string_view place = point.substr(source_ == kRoot ? 1 : source_.size() + 1);
+    return scope_.Picked->Holds(place) || scope_.Picked->LeadsTo(place);
+  }
+
   bool Matters(const KnownMount& known) const {
+    if (known.OfSource && !scope_.Source) return false;
+    if (known.OfSource && IsInside(true, known.Point) && !IsPicked(known.Point)) return false;
     return known.Point != kRoot && (IsAtOrBelow(Place(known.OfSource), known.Point) ||
                                     IsInside(known.OfSource, known.Point));
   }
@@ -132,19 +144,21 @@ class JobDisks {
 
   const RunContext& context_;
   const BackupJob& job_;
+  const DiskScope scope_;
   const std::u16string source_, dest_;
   MountTable mounts_;
 };
 
 }  // namespace
 
-std::u16string DiskObjection(const RunContext& context, const BackupJob& job) {
-  return job.Extras.Mounts.empty() ? std::u16string() : JobDisks(context, job).Objection();
+std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
+                             const DiskScope& scope) {
+  return job.Extras.Mounts.empty() ? std::u16string() : JobDisks(context, job, scope).Objection();
 }
 
-bool PassDiskCheck(RunContext& context, const BackupJob& job) {
+bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope) {
   if (context.Force) return true;
-  const std::u16string objection = DiskObjection(context, job);
+  const std::u16string objection = DiskObjection(context, job, scope);
   return objection.empty() || AskToGoOn(context, job, RunRefusal::DiskAway, u"檢查磁碟", objection);
 }
 

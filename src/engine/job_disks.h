@@ -9,16 +9,23 @@
 
 namespace kavrel {
 
+/// Which of a job's disks are meant. A run needs them all.
+struct DiskScope {
+  bool Source = true;               ///< those of the source, too
+  const PathSet* Picked = nullptr;  ///< of those inside the source, only where this leads
+};
+
 /// Which of the remembered disks are not there now, or have another one in their place, in words;
 /// empty when none is, or nothing is known. The job's work paths are set. Looks at the mounts anew,
 /// after a touch for disks that are only mounted when somebody asks for them. What is mounted
 /// elsewhere now is found by its mark.
-std::u16string DiskObjection(const RunContext& context, const BackupJob& job);
+std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
+                             const DiskScope& scope = {});
 
-/// To be asked before the run's first change. False when the run is to stop: a disk is away, the
-/// host was asked and did not agree. The context's Refusal and the log tell why, and the cancel
-/// flag is set.
-bool PassDiskCheck(RunContext& context, const BackupJob& job);
+/// To be asked before the first change of a run or a restore. False when the run is to stop: a disk
+/// is away, the host was asked and did not agree. The context's Refusal and the log tell why, and
+/// the cancel flag is set.
+bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope = {});
 
 /// After a whole run: what is mounted now is what the job relies on.
 void RememberDisks(const RunContext& context, BackupJob& job);

@@ -22,4 +22,11 @@ bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
   return go_on;
 }
 
+RunOutcome EndRun(RunContext& context) {
+  if (context.Refusal == RunRefusal::None) return RunOutcome::Ran;
+  // Nobody wants the rest of a batch to stop with it.
+  context.State.CancelRequested = false;
+  return context.Refusal == RunRefusal::NoSpace ? RunOutcome::NoSpace : RunOutcome::Guarded;
+}
+
 }  // namespace kavrel

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "engine/run_context.h"
+#include "engine/run_driver.h"
 
 namespace kavrel {
 
@@ -11,5 +12,8 @@ namespace kavrel {
 /// log. Without agreement the context's Refusal and the cancel flag are set, and false is given.
 bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
                std::u16string_view title, std::u16string_view matter);
+
+/// The outcome of a run or a restore that may have stopped so; the cancel flag is the user's again.
+RunOutcome EndRun(RunContext& context);
 
 }  // namespace kavrel

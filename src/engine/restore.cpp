@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "engine/heal.h"
+#include "engine/job_disks.h"
 #include "engine/refusal.h"
 #include "engine/run_summary.h"
 #include "engine/tree_walk.h"
@@ -78,6 +79,40 @@ bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_vie
          AskToGoOn(context, job, RunRefusal::PlaceOfOthers, u"備份歸屬檢查", objection);
 }
 
+/// Asks whether the disks are there: that of the backup, and those that the restore would fill.
+class RestoreDisks {
+ public:
+  RestoreDisks(const BackupJob& job, const RestorePick* pick) : job_(job) {
+    scope_.Source = !pick || pick->Target.empty();
+    if (pick) scope_.Picked = &pick->Paths;
+    // A run reads the one and writes the other.
+    job_.Source.WorkPath = job.Source.Path;
+    job_.Destination.WorkPath = job.Source.WorkPath;
+  }
+  bool Pass(RunContext& context) const { return PassDiskCheck(context, job_, scope_); }
+  std::u16string Objection(const RunContext& context) const {
+    return DiskObjection(context, job_, scope_);
+  }
+
+ private:
+  BackupJob job_;
+  DiskScope scope_;
+};
+
+void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
+                const RestorePick* pick, std::u16string_view archive) {
+  HealStaged(context);
+  if (job.Compressed) {
+    ArchiveContext archiving = context.Archiving();
+    ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
+  } else if (pick) {
+    RestorePicked(context, job, *pick);
+  } else {
+    RestoreWalk(context, job, mode).Run();
+  }
+  if (!context.State.CancelRequested) HealStaged(context);
+}
+
 /// A restore from end to end: of everything in this mode, or of what was picked.
 RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const RestorePick* pick,
                    const ArchivePicker& picker) {
@@ -85,10 +120,15 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   if (state.CancelRequested) return RunOutcome::NotStarted;
   job.LastRunResult = {};
   context.Counters = {};
+  context.Refusal = RunRefusal::None;
+  context.RefusalText.clear();
+  context.Agreed = false;
   job.Source.WorkPath = ExpandedDestination(job, context.Clock);
   job.Destination.WorkPath = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
+  const RestoreDisks disks(job, pick);
   if (!context.Files.FolderExists(job.Source.WorkPath)) {
     context.Host.ShowRunPanels(false);
+    context.RefusalText = disks.Objection(context);
     state.CancelRequested = true;
     return RunOutcome::SourceMissing;
   }
@@ -103,27 +143,15 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  HealStaged(context);
-  context.Refusal = RunRefusal::None;
-  if (!MayBeRestored(context, job, archive)) {
-    state.CancelRequested = true;
-  } else if (job.Compressed) {
-    ArchiveContext archiving = context.Archiving();
-    ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
-  } else if (pick) {
-    RestorePicked(context, job, *pick);
-  } else {
-    RestoreWalk(context, job, mode).Run();
+  if (disks.Pass(context) && MayBeRestored(context, job, archive)) {
+    RestoreAll(context, job, mode, pick, archive);
   }
-  if (!state.CancelRequested) HealStaged(context);
   job.LastRunResult = ToLastRunResult(context.Counters, state.CancelRequested);
   WriteRestoreSummary(context, job);
   context.Log.CloseJobLog();
   context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  if (context.Refusal == RunRefusal::None) return RunOutcome::Ran;
-  state.CancelRequested = false;
-  return RunOutcome::Guarded;
+  return EndRun(context);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
 #include "engine/mirror_guard.h"
+#include "engine/refusal.h"
 #include "engine/run_summary.h"
 #include "engine/space_check.h"
 #include "engine/state_guard.h"
@@ -60,14 +61,6 @@ void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) 
   }
   RememberDisks(context, job);
   if (!job.Compressed) NoteSourceSize(context, job);
-}
-
-/// The end of a run that may have stopped by itself.
-RunOutcome EndRun(RunContext& context) {
-  if (context.Refusal == RunRefusal::None) return RunOutcome::Ran;
-  // Nobody wants the rest of a batch to stop with it.
-  context.State.CancelRequested = false;
-  return context.Refusal == RunRefusal::NoSpace ? RunOutcome::NoSpace : RunOutcome::Guarded;
 }
 
 void BackUp(RunContext& context, BackupJob& job) {

@@ -111,6 +111,42 @@ TEST_P(JobDisksTest, ADiskThatIsAwayStopsTheRunBeforeItsFirstChange) {
   ExpectRan(questions + 1);
 }
 
+TEST_P(JobDisksTest, ARestoreAsksAboutTheDisksThatItReadsOrFills) {
+  fs::create_directories(Source() / "inner");
+  ExpectRan(0);
+  fs::remove_all(Source() / "sub");
+  const ArchivePicker newest = NewestArchive;
+  const auto restores = [&](const RestorePick* pick, bool passes) {
+    const std::size_t asked = Host.Questions.size();
+    const RunOutcome outcome = pick ? Program.RunRestorePickedNow(0, *pick, newest)
+                                    : Program.RunRestoreNow(0, RestoreMode::Full, newest);
+    EXPECT_EQ(outcome, passes ? RunOutcome::Ran : RunOutcome::Guarded);
+    EXPECT_EQ(Job().LastRunResult.Stopped, !passes);
+    EXPECT_EQ(Host.Questions.size(), asked + (passes ? 0 : 1));
+    EXPECT_EQ(fs::exists(Source() / "sub" / "0"), passes && (!pick || pick->Target.empty()));
+    EXPECT_FALSE(Program.State.CancelRequested);
+    fs::remove_all(Source() / "sub");
+  };
+  RestorePick whole, some, elsewhere;
+  whole.Paths.Add(u"");
+  some.Paths.Add(u"sub");
+  elsewhere.Paths.Add(u"");
+  elsewhere.Target = TempFolder::Text(Temp.Root() / "elsewhere");
+  for (const auto& [mount, picked, aside] :
+       {std::tuple(KnownMount{true, Real(Source()), {}}, false, true),
+        std::tuple(KnownMount{true, Real(Source() / "inner"), {}}, true, true),
+        std::tuple(KnownMount{false, Real(Dest()), {}}, false, false)}) {
+    Job().Extras.Mounts = {mount};
+    restores(nullptr, false);
+    restores(&whole, false);
+    restores(&some, picked);
+    restores(&elsewhere, aside);
+    EXPECT_EQ(Job().Extras.Mounts, std::vector{mount});
+  }
+  Program.Context.Force = true;
+  restores(nullptr, true);
+}
+
 TEST_P(JobDisksTest, WhatTheRunDoesNotComeToMayBeAway) {
   fs::create_directories(Source() / "inner" / "Temp");
   const auto away = [&](const fs::path& point) {

@@ -315,12 +315,18 @@ TEST_P(AwayTest, WhatWasMountedInTheLastRunIsMissedInTheNext) {
   Unmount(photos_);
   WriteTestFile(photos_ / "stray", "x");
   ExpectStopped("來源磁碟沒有掛載：" + photos_.string());
+  EXPECT_EQ(job_.Command({"restore", "J"}).ExitCode, 6);
+  EXPECT_EQ(ReadTree(photos_).size(), 1U) << "the mount point was filled";
+  EXPECT_EQ(job_.Command({"restore", "J", "--to", job_.Temp.Root() / "other"}).ExitCode, 0);
   ASSERT_TRUE(Mount("photos", photos_) && Mount("inner", photos_ / "inner"));
   EXPECT_TRUE(Files() == kept_);
 
   Unmount(backup_);
   ExpectStopped("目標磁碟沒有掛載：" + backup_.string());
   EXPECT_TRUE(fs::is_empty(backup_));
+  const CommandResult restored = job_.Command({"restore", "J"});
+  EXPECT_EQ(restored.ExitCode, 5);
+  EXPECT_NE(restored.Errors.find("目標磁碟沒有掛載："), std::string::npos) << restored.Errors;
   fs::remove(backup_);
   ExpectStopped("目標磁碟沒有掛載：" + backup_.string());
   EXPECT_FALSE(fs::exists(backup_));
