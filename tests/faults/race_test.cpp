@@ -258,7 +258,7 @@ TEST_P(RaceTest, ACopyIsAVersionThatThereWasOrIsTold) {
   if (Packs() && access("/usr/bin/7zz", X_OK) != 0) GTEST_SKIP() << "no archive program";
   setenv("TZ", "UTC0", 1);
   MakeJob();
-  const unsigned long step = SweepStep(Packs() ? 37 : 29);
+  const unsigned long step = SweepStep(0) == 1 ? 5 : Packs() ? 37 : 29;
   std::size_t changed = 0;
   for (const Change& change : Changes()) {
     for (unsigned long at = 1 + changed % step; Race(change, at); at += step) ++changed;
