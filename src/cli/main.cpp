@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "app/out_of_memory.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/console.h"
@@ -273,6 +274,7 @@ int main(int argc, char** argv) {
   using namespace kavrel;
   SecureStreams();
   KeepMemoryOutOfDumps();
+  EndWhenOutOfMemory(kInterrupted);
   CLI::App app("Kavrel backs up folders into other folders on a schedule.", "kavrelctl");
   app.footer(kExitCodes);
   app.require_subcommand(1);

@@ -4,10 +4,12 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTranslator>
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include "app/out_of_memory.h"
 #include "base/text.h"
 #include "core/command_line.h"
 #include "platform/folders.h"
@@ -112,5 +114,6 @@ int Run(std::vector<std::string> words) {
 
 int main(int argc, char** argv) {
   kavrel::SecureStreams();
+  kavrel::EndWhenOutOfMemory(EXIT_FAILURE);
   return kavrel::Run(kavrel::ConsoleArguments(argc, argv));
 }

@@ -72,6 +72,7 @@ class World {
  public:
   explicit World(const Scenario& scenario, int more_files = 0);
 
+  const std::filesystem::path& Root() const { return temp_.Root(); }
   /// What the command reads, and what it writes.
   const std::filesystem::path& Origin() const { return origin_; }
   const std::filesystem::path& Target() const { return target_; }

@@ -1,0 +1,24 @@
+#include "app/out_of_memory.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+namespace kavrel {
+
+namespace {
+int code = 1;
+}  // namespace
+
+void EndWhenOutOfMemory(int exit_code) {
+  code = exit_code;
+  std::set_new_handler([] {
+    std::fputs(
+        "kavrel: out of memory; a run that was under way is interrupted, the next one clears "
+        "away what it left\n",
+        stderr);
+    std::_Exit(code);
+  });
+}
+
+}  // namespace kavrel
