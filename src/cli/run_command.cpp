@@ -95,6 +95,11 @@ std::string GuardedText(const RunContext& context) {
 int Report(Session& session, RunOutcome outcome, const BackupJob& job, const RunWords& words,
            const std::string& missing) {
   Program& program = session.Program();
+  const auto tell_of_log = [&] {
+    if (program.Log.Failed()) {
+      PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
+    }
+  };
   const auto refuse = [&](const std::string& why, int code) {
     PrintError(Printable(job.Name) + ": " + why);
     return code;
@@ -109,9 +114,11 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
       return kInterrupted;
     case RunOutcome::Guarded:
       PrintResult(job, program, words);
+      tell_of_log();
       return refuse(GuardedText(program.Context), kGuarded);
     case RunOutcome::NoSpace:
       PrintResult(job, program, words);
+      tell_of_log();
       return refuse(
           "the copies do not fit on the destination, nothing was copied; --force runs it all the "
           "same",
@@ -120,9 +127,7 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
       break;
   }
   PrintResult(job, program, words);
-  if (program.Log.Failed()) {
-    PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
-  }
+  tell_of_log();
   const std::u16string& folder = job.Destination.WorkPath;
   if (job.LastRunResult.FailedFiles > 0 && !program.Files.FolderExists(folder)) {
     PrintError(Printable(job.Name) +

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 #include "base/secret.h"
 #include "base/text.h"
@@ -15,7 +16,12 @@ namespace {
 /// One direction of the C library's conversion; unusable when it does not know the code page.
 class Converter {
  public:
-  Converter(const char* to, const char* from) : state_(iconv_open(to, from)) {}
+  Converter(const char* to, const char* from) : state_(iconv_open(to, from)) {
+    // Without memory for its tables the library says that it does not know the code page. What was
+    // read or written as if it were so would stay garbled.
+    constexpr std::size_t kTables = std::size_t{8} << 20;
+    if (!Usable()) ::operator delete(::operator new(kTables));
+  }
   ~Converter() {
     if (Usable()) iconv_close(state_);
   }
