@@ -4,7 +4,7 @@ DEST ?= build/demo/backup
 # Where `make install` puts things, as every package does; DESTDIR stands before it.
 prefix ?= /usr/local
 # A screen for the tests of the window.
-screen = xvfb openbox trayer xdotool x11-utils
+screen = xvfb openbox trayer xdotool x11-utils man-db
 # A virtual machine whose power is cut, with the file systems that are in it.
 machine = qemu-system-x86 busybox-static e2fsprogs xfsprogs btrfs-progs dosfstools exfatprogs rsync
 
