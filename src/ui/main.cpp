@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QLibraryInfo>
 #include <QLocale>
+#include <QMessageBox>
 #include <QTranslator>
 #include <cstdlib>
 #include <iostream>
@@ -15,6 +16,7 @@
 #include "platform/folders.h"
 #include "platform/process.h"
 #include "ui/frm_main.h"
+#include "ui/qt_text.h"
 
 namespace kavrel {
 namespace {
@@ -70,6 +72,17 @@ void SpeakChinese(QTranslator& translator) {
       {QStringLiteral("Noto Sans CJK TC"), QStringLiteral("Microsoft JhengHei UI")});
 }
 
+/// Says why the program cannot begin, and in a box, too, unless jobs were named: nobody may be
+/// there then to close it. The exit code.
+int Refuse(const Arguments& arguments, const QString& reason) {
+  std::cerr << "kavrel: " << reason.toStdString() << '\n';
+  if (!arguments.Jobs.empty()) return 2;
+  QMessageBox box(QMessageBox::Critical, ToQString(kAppTitle), reason, QMessageBox::Ok);
+  box.setTextFormat(Qt::PlainText);
+  box.exec();
+  return 2;
+}
+
 int Run(std::vector<std::string> words) {
   KeepMemoryOutOfDumps();
   std::vector<char*> argv;
@@ -89,20 +102,30 @@ int Run(std::vector<std::string> words) {
     std::cerr << kUsage;
     return 2;
   }
+  QTranslator translator;
+  SpeakChinese(translator);
   const std::optional<std::u16string> folder = ProgramFolder(arguments.Home);
   if (!folder) {
-    std::cerr << "kavrel: the program folder cannot be made: " << ToUtf8(arguments.Home) << '\n';
-    return 2;
+    const QString home =
+        arguments.Home.empty() ? qEnvironmentVariable("KAVREL_HOME") : ToQString(arguments.Home);
+    return Refuse(arguments, QStringLiteral("無法建立程式資料夾。\n") + home);
   }
   SystemClock clock;
   FrmMain window;
   Program program(*folder, SettingsFile(arguments.Home), clock, window);
-  // Somebody else has the folder: this window is not needed.
-  if (!program.Lock(u"kavrel")) return 0;
+  if (!program.Lock(u"kavrel")) {
+    // Somebody else has the folder: this window is not needed.
+    if (!ProcessLock::Holder(*folder).empty()) return 0;
+    // They may have gone in between; a second refusal is the disk's.
+    if (!program.Lock(u"kavrel")) {
+      return Refuse(
+          arguments,
+          QStringLiteral("無法開啟程式資料夾中的鎖定檔 Kavrel.lock，請檢查資料夾的權限。\n") +
+              ToQString(*folder));
+    }
+  }
   RaiseOpenFileLimit();
   WatchForInterrupt();
-  QTranslator translator;
-  SpeakChinese(translator);
   QApplication::setQuitOnLastWindowClosed(false);
   QObject::connect(&window, &FrmMain::Ended, &app, [] { QCoreApplication::exit(0); });
   window.Start(program, JoinArguments(arguments.Jobs));

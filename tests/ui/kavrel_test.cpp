@@ -92,5 +92,17 @@ TEST_F(KavrelTest, NamedJobsRunAndTheProgramEnds) {
   EXPECT_TRUE(fs::exists(temp_.DriveD() / "dst/檔案.txt"));
 }
 
+TEST_F(KavrelTest, TellsThatItsFolderCannotBeUsed) {
+  fs::create_directories(temp_.Home() / "Kavrel.lock");
+  WriteTestFile(temp_.Root() / "file", "");
+  for (const fs::path& folder : {temp_.Home(), temp_.Root() / "file/below"}) {
+    const auto kavrel = StartKavrel(folder);
+    ASSERT_TRUE(Becomes(InSight)) << folder;
+    Shell("xdotool windowactivate --sync " + Window() + " key Return");
+    EXPECT_EQ(kavrel->Wait(), 2);
+    EXPECT_EQ(StartKavrel(folder, "'照片'")->Wait(), 2) << "without a box that waits for somebody";
+  }
+}
+
 }  // namespace
 }  // namespace kavrel
