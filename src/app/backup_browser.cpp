@@ -140,7 +140,7 @@ bool BackupSearch::Advance(int milliseconds) {
   return !folders_.empty() && hits_.size() < kMost;
 }
 
-PickState StateOf(const PathSet& picked, std::u16string_view path) {
+PickState PickStateOf(const PathSet& picked, std::u16string_view path) {
   if (picked.Holds(path)) return PickState::Yes;
   return picked.LeadsTo(path) ? PickState::Some : PickState::No;
 }

@@ -61,7 +61,7 @@ class BackupSearch {
 
 enum class PickState { No, Some, Yes };
 
-PickState StateOf(const PathSet& picked, std::u16string_view path);
+PickState PickStateOf(const PathSet& picked, std::u16string_view path);
 /// Picks the file or folder, or takes it out. What else lies in a picked folder stays picked, which
 /// is why the browser is asked for it.
 void SetPicked(PathSet& picked, std::u16string_view path, bool on, const BackupBrowser& browser);

@@ -51,7 +51,7 @@ std::vector<DriveUse> UsedDrives(const Program& program) {
   return uses;
 }
 
-DriveState StateOf(const Program& program, const DriveUse& use) {
+DriveState DriveStateOf(const Program& program, const DriveUse& use) {
   if (use.Folder.empty()) return DriveState::Unmapped;
   if (!program.Mounts.MissingPoint(use.Folder).empty()) return DriveState::NotMounted;
   return program.Files.FolderExists(use.Folder) ? DriveState::Ready : DriveState::FolderMissing;

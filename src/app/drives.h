@@ -27,7 +27,7 @@ enum class DriveState {
 /// Those that jobs name, in the order of the jobs; then those that only rules name, or nothing
 /// but the mapping.
 std::vector<DriveUse> UsedDrives(const Program& program);
-DriveState StateOf(const Program& program, const DriveUse& use);
+DriveState DriveStateOf(const Program& program, const DriveUse& use);
 
 /// Those that jobs name, that lead nowhere, and that the user has not said to leave so.
 std::vector<DriveUse> DrivesToAskAbout(const Program& program);

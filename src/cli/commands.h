@@ -27,14 +27,14 @@ enum class RuleChange { Remove, Enable, Disable };
 
 int AddJob(Session& session, const JobOptions& options);
 int EditJob(Session& session, const std::string& name, const JobOptions& options);
-int RemoveJob(Session& session, const std::string& name);
+int DeleteJob(Session& session, const std::string& name);
 int ListJobs(Session& session, bool json);
 /// Prints the names of the jobs alone, one a line.
 int ListJobNames(Session& session);
 int ShowJob(Session& session, const std::string& name, bool json);
 int RunJobs(Session& session, const RunChoice& choice);
 /// What a run of the job would do now.
-int PreviewRun(Session& session, const std::string& name, bool json);
+int PrintPreview(Session& session, const std::string& name, bool json);
 /// Runs jobs as they become due until it is interrupted.
 int WatchJobs(Session& session);
 /// Each job's next `times`, and why it is not run now.

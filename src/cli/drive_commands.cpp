@@ -61,7 +61,7 @@ int ListDrives(Session& session, bool json) {
   std::vector<std::vector<std::u16string>> rows{
       {u"磁碟機", u"對應的資料夾", u"狀態", u"使用的排程", u"使用的排除規則"}};
   for (const DriveUse& use : UsedDrives(session.Program())) {
-    const DriveState state = StateOf(session.Program(), use);
+    const DriveState state = DriveStateOf(session.Program(), use);
     list.push_back({{"drive", JsonText(use.Drive)},
                     {"folder", JsonText(use.Folder)},
                     {"state", StateKey(state)},

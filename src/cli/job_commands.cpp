@@ -127,7 +127,7 @@ int EditJob(Session& session, const std::string& name, const JobOptions& options
   return session.Save() ? kDone : kBadInput;
 }
 
-int RemoveJob(Session& session, const std::string& name) {
+int DeleteJob(Session& session, const std::string& name) {
   if (!session.Open(u"kavrelctl remove")) return kBadInput;
   BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;

@@ -63,7 +63,7 @@ void AddJobCommands(CLI::App& app, CommandLine& line) {
 
   CLI::App* remove = app.add_subcommand("remove", "Remove a job");
   remove->add_option("job", line.Name, "Name of the job")->required();
-  remove->callback(line.Run([&line](Session& session) { return RemoveJob(session, line.Name); }));
+  remove->callback(line.Run([&line](Session& session) { return DeleteJob(session, line.Name); }));
 
   CLI::App* list = app.add_subcommand("list", "List the jobs with their next runs");
   CLI::Option* json = list->add_flag("--json", line.Json, "Print JSON");
@@ -95,7 +95,7 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   preview->add_option("job", line.Name, "Name of the job")->required();
   preview->add_flag("--json", line.Json, "Print JSON");
   preview->callback(
-      line.Run([&line](Session& session) { return PreviewRun(session, line.Name, line.Json); }));
+      line.Run([&line](Session& session) { return PrintPreview(session, line.Name, line.Json); }));
 
   app.add_subcommand("watch", "Run jobs as they become due, until interrupted")
       ->callback(line.Run(WatchJobs));

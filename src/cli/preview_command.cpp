@@ -75,7 +75,7 @@ void PrintAsText(std::u16string_view destination, const RunPlan& plan) {
 
 }  // namespace
 
-int PreviewRun(Session& session, const std::string& name, bool json) {
+int PrintPreview(Session& session, const std::string& name, bool json) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
   if (!session.Open()) return kBadInput;

@@ -26,10 +26,10 @@ class JobStore {
   /// applied to each job read, and the store is saved when it changed any.
   bool LoadJobs(const PastDueRule& rule = {});
   /// Writes the jobs that are not Deleted, after trimming their names and paths, and their extras;
-  /// whoever is killed in between has cost no job its settings. False when a file could not be
-  /// written, or when the last load found one that it could not read: that file may hold jobs, so
-  /// it is never written over. What somebody else has written to either since it was read or saved
-  /// here is kept as a copy.
+  /// a process that is killed in between has cost no job its settings. False when a file could not
+  /// be written, or when the last load found one that it could not read: that file may hold jobs,
+  /// so it is never written over. What somebody else has written to either since it was read or
+  /// saved here is kept as a copy.
   bool SaveJobs();
 
   /// Takes the jobs of another store file with the extras beside it: the present ones are kept as

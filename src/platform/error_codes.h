@@ -28,7 +28,7 @@ constexpr bool IsTaken(ErrorCode code) {
 constexpr bool IsExhausted(ErrorCode code) {
   return code == 112 || code == 39 || code == 4;
 }
-/// True when whoever stands in the way may let go by himself: shared, locked, busy, too many open.
+/// True for what may pass by itself: shared, locked, busy, too many open.
 constexpr bool MayPass(ErrorCode code) {
   return code == 32 || code == 33 || code == 170 || code == 4;
 }
@@ -54,8 +54,8 @@ constexpr bool IsTaken(ErrorCode code) {
 constexpr bool IsExhausted(ErrorCode code) {
   return code == ENOSPC || code == EDQUOT || code == EMFILE || code == ENFILE;
 }
-/// True when whoever stands in the way may let go by himself: busy, locked (a share tells so as
-/// ETXTBSY, a lease as EAGAIN), a server's handle gone stale, too many open.
+/// True for what may pass by itself: busy, locked (a share tells so as ETXTBSY, a lease as EAGAIN),
+/// a server's handle gone stale, too many open.
 constexpr bool MayPass(ErrorCode code) {
   return code == EBUSY || code == ETXTBSY || code == EAGAIN || code == EINTR || code == ESTALE ||
          code == EMFILE || code == ENFILE;

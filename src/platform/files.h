@@ -283,7 +283,7 @@ class FileSystem {
   /// permissions; one without write permission is refused.
   ErrorCode ReplaceWhole(std::u16string_view path, std::string_view bytes) const;
   /// Removes the temporary file that a ReplaceWhole of this file has left where its process was
-  /// killed. Only for whoever knows that no other process is writing it.
+  /// killed. The caller knows that no other process is writing it.
   void DropUnfinished(std::u16string_view path) const;
   /// Opens a file for reading and writing as it is; a new one is empty and for its owner alone.
   Result<File> OpenForUpdate(std::u16string_view path) const;

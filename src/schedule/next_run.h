@@ -9,15 +9,13 @@
 
 namespace kavrel {
 
-/// Records read from a file may hold anything; a grid that leaves the years up to 9999, or that
-/// does not move forward, counts as one that never ends.
-
 /// One step: minutes, hours, days, weeks, then months added, each on the result of the one before.
 DateTime AddInterval(DateTime time, const BackupJob& job);
 
 /// The first grid time not earlier than `now`; for an enabled job also not on a refused weekday.
-/// A record whose search could never end (no interval that moves, every grid day refused) gives
-/// its NextRun unchanged, at once.
+/// A record read from a file may hold anything: where the search would never end (an interval that
+/// does not move forward, a grid that leaves the years up to 9999, every grid day refused) it gives
+/// NextRun unchanged, at once.
 DateTime NextRunTime(const BackupJob& job, DateTime now);
 
 /// The first grid time later than `now` and not on a refused weekday, enabled or not.

@@ -28,7 +28,7 @@ class BackupCare : public QObject {
   void TellVerification(const VerifyReport& report, const BackupJob& job);
 
  Q_SIGNALS:
-  /// Whoever started it is to be told when it did not take place.
+  /// Also when it did not take place, which the user who started it is to be told.
   void Ended(RunOutcome outcome, const BackupJob& job);
 
  private:

@@ -152,7 +152,7 @@ QVariant BackupModel::data(const QModelIndex& index, int role) const {
       return node.Item.IsFolder ? folder_icon_ : file_icon_;
     case Qt::CheckStateRole:
       if (index.column() != kName) return {};
-      switch (StateOf(picked_, node.Path())) {
+      switch (PickStateOf(picked_, node.Path())) {
         case PickState::Yes:
           return Qt::Checked;
         case PickState::Some:

@@ -47,11 +47,11 @@ std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
   return dialog.Pick();
 }
 
-bool AskToGoOn(const RunQuestion& question, QWidget* parent) {
+bool OpenQuestion(const RunQuestion& question, QWidget* parent) {
   return FrmGoOn(question, parent).exec() == QDialog::Accepted;
 }
 
-bool PreviewRun(Program& program, std::int32_t job_index, QWidget* parent) {
+bool OpenPreview(Program& program, std::int32_t job_index, QWidget* parent) {
   return FrmPreview(program, job_index, parent).exec() == QDialog::Accepted;
 }
 

@@ -14,8 +14,8 @@ namespace kavrel {
 
 class BackupBrowser;
 
-/// The job editor, at the job of this position of the store, or at a new one for -1. Whoever opens
-/// it has switched the scheduler off and saved the store, and reads it again afterwards.
+/// The job editor, at the job of this position of the store, or at a new one for -1. Its
+/// caller has switched the scheduler off and saved the store, and reads it again afterwards.
 void OpenJobEditor(Program& program, std::int32_t job_index, QWidget* parent);
 /// The same, at its list of jobs, with this one selected.
 void OpenJobEditorList(Program& program, std::int32_t job_index, QWidget* parent);
@@ -31,9 +31,9 @@ std::optional<std::u16string> PickArchive(Program& program,
 std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
                                      const BackupBrowser& browser, QWidget* parent);
 /// Whether the run is to go on. Without an answer within a minute it is not.
-bool AskToGoOn(const RunQuestion& question, QWidget* parent);
+bool OpenQuestion(const RunQuestion& question, QWidget* parent);
 /// What a run of the job of this position would do. True when the user wants it to run now.
-bool PreviewRun(Program& program, std::int32_t job_index, QWidget* parent);
+bool OpenPreview(Program& program, std::int32_t job_index, QWidget* parent);
 /// Returns with the question answered.
 void AskAboutPastDue(PastDueQuestion& question, QWidget* parent);
 

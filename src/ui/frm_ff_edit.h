@@ -13,8 +13,8 @@ namespace kavrel {
 
 class Program;
 
-/// Works on the program's filter table; whoever opens it reads the table again afterwards, so that
-/// what was not saved is dropped.
+/// Works on the program's filter table. After it has closed, its caller reads the table again,
+/// which drops what was not saved.
 class frmFFEdit : public QDialog {
   Q_OBJECT
 

@@ -71,7 +71,7 @@ void FrmGoOn::timDelay_Timer() {
   if (seconds_ == 0 || InterruptRequested()) reject();
 }
 
-/// Whoever touches the question has seen it and may take his time.
+/// A key or a click shows that somebody has seen the question: the countdown ends.
 bool FrmGoOn::eventFilter(QObject* watched, QEvent* event) {
   if (event->type() == QEvent::KeyPress || event->type() == QEvent::MouseButtonPress) {
     counting_ = false;

@@ -312,7 +312,7 @@ void FrmMain::AskAndRun(int row) {
 void FrmMain::PreviewAndRun(int row) {
   if (program_->State.RunBusy || row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   program_->Scheduler.SetSchedulerTimer(false);
-  const bool run = PreviewRun(*program_, row, this);
+  const bool run = OpenPreview(*program_, row, this);
   if (ended_) return;
   program_->Scheduler.SetSchedulerTimer(true);
   if (run) RunNow(row);
@@ -457,7 +457,7 @@ void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view cop
 bool FrmMain::AskGoOn(const RunQuestion& question) {
   if (InterruptRequested()) return false;
   Attract();
-  return AskToGoOn(question, isVisible() ? this : nullptr);
+  return OpenQuestion(question, isVisible() ? this : nullptr);
 }
 
 // ---- Timers ----

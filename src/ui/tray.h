@@ -43,7 +43,7 @@ class Tray : public QObject {
   /// A click with either button, or one on a message.
   void Click();
   void MessageClick();
-  /// For whoever wants to know what the desktop was given.
+  /// The desktop was given this message.
   void MessageShown(const QString& title, const QString& text, bool warning);
 
  private:

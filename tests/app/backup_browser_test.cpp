@@ -53,14 +53,14 @@ TEST(BackupBrowser, ShowsAFolderAndAnArchiveAlike) {
 
     PathSet picked;
     SetPicked(picked, u"docs/old/x", true, *browser);
-    EXPECT_EQ(StateOf(picked, u"docs"), PickState::Some);
+    EXPECT_EQ(PickStateOf(picked, u"docs"), PickState::Some);
     SetPicked(picked, u"docs", true, *browser);
     EXPECT_EQ(Text(picked), u"docs ");
-    EXPECT_EQ(StateOf(picked, u"docs/old/x"), PickState::Yes);
+    EXPECT_EQ(PickStateOf(picked, u"docs/old/x"), PickState::Yes);
     SetPicked(picked, u"", true, *browser);
     SetPicked(picked, u"docs/old/x", false, *browser);
     EXPECT_EQ(Text(picked), u"a b docs/報告 z ");
-    EXPECT_EQ(StateOf(picked, u"docs/old"), PickState::No);
+    EXPECT_EQ(PickStateOf(picked, u"docs/old"), PickState::No);
     SetPicked(picked, u"docs", false, *browser);
     EXPECT_EQ(Text(picked), u"a b z ");
   }

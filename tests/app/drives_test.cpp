@@ -39,16 +39,16 @@ TEST_F(DrivesTest, OnlyWhatJobsNeedAndNobodyLeftIsAskedAbout) {
   ASSERT_EQ(uses.size(), 5U);
   EXPECT_EQ(uses[0].Drive, u"C:");
   EXPECT_EQ(uses[0].Jobs.size(), 2U);
-  EXPECT_EQ(StateOf(test_.Program, uses[0]), DriveState::Ready);
+  EXPECT_EQ(DriveStateOf(test_.Program, uses[0]), DriveState::Ready);
   EXPECT_EQ(uses[1].Drive, u"E:");
-  EXPECT_EQ(StateOf(test_.Program, uses[1]), DriveState::Unmapped);
+  EXPECT_EQ(DriveStateOf(test_.Program, uses[1]), DriveState::Unmapped);
   EXPECT_EQ(uses[3].Drive, u"F:");
   EXPECT_EQ(uses[3].Rules, std::vector<std::u16string>{u"舊碟"});
   EXPECT_EQ(uses[4].Drive, u"D:") << "mapped, but not used";
 
   EXPECT_EQ(Asked(), u"E:;\\\\NAS\\Backup;");
   ASSERT_EQ(MapDrive(test_.Program.Files, u"E:", Disk("gone")), 0);
-  EXPECT_EQ(StateOf(test_.Program, UsedDrives(test_.Program)[1]), DriveState::FolderMissing);
+  EXPECT_EQ(DriveStateOf(test_.Program, UsedDrives(test_.Program)[1]), DriveState::FolderMissing);
   EXPECT_EQ(Asked(), u"\\\\NAS\\Backup;") << "a disk that is away is known";
   LeaveDrives(test_.Program, UsedDrives(test_.Program));
   EXPECT_EQ(Asked(), u"");

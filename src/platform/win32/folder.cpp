@@ -213,7 +213,8 @@ ErrorCode Folder::RemoveFolder(std::u16string_view name) const {
   return win32::RemoveAt(ToHandle(handle_), name, kFolderOnly);
 }
 
-// The read-only attribute of a folder is only a mark here: whoever has the right may change it.
+// The read-only attribute of a folder is only a mark here: it keeps nobody from changing what is in
+// it.
 ErrorCode Folder::MakeWritable() const {
   return 0;
 }

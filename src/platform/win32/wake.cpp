@@ -20,9 +20,9 @@ void SleepWhile(const std::atomic<std::uint32_t>& number, std::uint32_t old) {
 }
 
 void Wake(std::atomic<std::uint32_t>&) {
-  // Whoever counts itself only now looks at the number afterwards, and finds it changed.
+  // A thread that counts itself only now looks at the number afterwards, and finds it changed.
   if (asleep == 0) return;
-  // Who has counted itself holds the lock until it sleeps.
+  // A thread that has counted itself holds the lock until it sleeps.
   AcquireSRWLockExclusive(&lock);
   ReleaseSRWLockExclusive(&lock);
   WakeAllConditionVariable(&woken);

@@ -19,7 +19,7 @@ bool clsNotifyIcon::Init(QWidget* owner, const QIcon& icon, const QString& tool_
   if (!tray_) {
     tray_ = new QSystemTrayIcon(this);
     connect(tray_, &QSystemTrayIcon::messageClicked, this, &clsNotifyIcon::MessageClick);
-    // The desktop tells of whole clicks; whoever waits for the button's way down gets it, too.
+    // The desktop tells of whole clicks only: each stands for the button's way down as well.
     connect(tray_, &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason reason) {
               if (reason == QSystemTrayIcon::Trigger) {

@@ -16,7 +16,7 @@ struct SubclassLink;
 
 enum class SubclassWhen { After = 0, Before = 1 };
 
-/// Whoever wants to see a window's events.
+/// Sees a window's events.
 class SubclassOwner {
  public:
   virtual ~SubclassOwner() = default;
