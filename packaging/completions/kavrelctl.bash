@@ -20,6 +20,8 @@ _kavrelctl() {
     word=${COMP_WORDS[i]}
     if [[ $word == --home ]]; then
       home=(--home "${COMP_WORDS[++i]}")
+    elif [[ $word == --debug ]]; then
+      ((++i))
     elif [[ $word != -* && ${#path[@]} -lt 2 ]]; then
       case "${path[0]:-}" in
       "" | rules | filters | settings | drives) path+=("$word") ;;
@@ -30,6 +32,11 @@ _kavrelctl() {
   --home | --source | --dest | --archive | --to)
     compopt -o filenames 2>/dev/null
     mapfile -t COMPREPLY < <(compgen -d -- "$cur")
+    return
+    ;;
+  --debug)
+    compopt -o filenames 2>/dev/null
+    mapfile -t COMPREPLY < <(compgen -f -- "$cur")
     return
     ;;
   --type) words=(full differential sync compressed) ;;

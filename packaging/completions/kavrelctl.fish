@@ -9,7 +9,7 @@ function __kavrelctl_path
     for word in $words
         if test $skip = 1
             set skip 0
-        else if test "$word" = --home
+        else if contains -- "$word" --home --debug
             set skip 1
         else if not string match -q -- '-*' "$word"
             if test (count $path) = 0; or begin
@@ -35,5 +35,6 @@ end
 complete -c kavrelctl -f -a '(__kavrelctl_words)'
 complete -c kavrelctl -f -n __kavrelctl_takes_job -a '(kavrelctl list --names 2>/dev/null)'
 complete -c kavrelctl -r -l home -a '(__fish_complete_directories)'
+complete -c kavrelctl -r -F -l debug
 complete -c kavrelctl -r -l source -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -l dest -a '(__fish_complete_directories)'

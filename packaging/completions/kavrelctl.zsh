@@ -10,6 +10,8 @@ _kavrelctl() {
     if [[ $word == --home ]]; then
       home=(--home "${(Q)words[i + 1]}")
       ((++i))
+    elif [[ $word == --debug ]]; then
+      ((++i))
     elif [[ $word != -* ]] && ((${#path_words} < 2)); then
       case "$path_words[1]" in
         ("" | rules | filters | settings | drives) path_words+=("$word") ;;
@@ -18,6 +20,7 @@ _kavrelctl() {
   done
   case $previous in
     (--home | --source | --dest | --archive) _files -/; return ;;
+    (--debug) _files; return ;;
     (--type) compadd full differential sync compressed; return ;;
     (--compression) compadd store fast full; return ;;
     (--mode) compadd full incremental; return ;;

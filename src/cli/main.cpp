@@ -8,6 +8,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "platform/process.h"
+#include "platform/trace.h"
 
 namespace kavrel {
 namespace {
@@ -28,7 +29,7 @@ constexpr const char* kExitCodes =
 
 /// What the command line held, and what came of it.
 struct CommandLine {
-  std::string Home, Name, Value, Patterns, Archive;
+  std::string Home, Debug, Name, Value, Patterns, Archive;
   bool Latest = false, NamesOnly = false, Failed = false;
   RestoreChoice Restore;
   JobOptions Options;
@@ -42,6 +43,11 @@ struct CommandLine {
   /// A command that opens a session of its own.
   std::function<void()> Run(std::function<int(Session&)> command) {
     return [this, command = std::move(command)] {
+      if (const ErrorCode error = StartTrace(FromUtf8(Debug))) {
+        PrintError("no trace can be written: " + ToUtf8(SystemErrorText(error)));
+        ExitCode = kBadInput;
+        return;
+      }
       Session session(Home);
       ExitCode = command(session);
     };
@@ -282,6 +288,8 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "kavrelctl " KAVREL_VERSION);
   CommandLine line;
   app.add_option("--home", line.Home, "Program folder (same as KAVREL_HOME)");
+  app.add_option("--debug", line.Debug,
+                 "Write into this file what is decided and done (same as KAVREL_DEBUG)");
   AddJobCommands(app, line);
   AddRunCommands(app, line);
   AddRuleCommands(app, line);

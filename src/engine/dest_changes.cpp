@@ -4,6 +4,7 @@
 #include "files/path.h"
 #include "files/remove_tree.h"
 #include "platform/error_codes.h"
+#include "platform/trace.h"
 
 namespace kavrel {
 
@@ -39,7 +40,9 @@ class DestChanges::CopyChange final : public Change {
 
   void Commit(GroupCommit& group) override {
     File replaced;
-    if (const ErrorCode error = staged_.Commit(folder_->Folder, &replaced)) return GiveUp(error);
+    const ErrorCode error = staged_.Commit(folder_->Folder, &replaced);
+    TraceEffect(staged_.Replaces ? u"replaced" : u"made", folder_->Path, staged_.Name, error);
+    if (error) return GiveUp(error);
     group.LetGo(*folder_, std::move(replaced));
     RunCounters& counters = changes_.context_.Counters;
     if (warning_) {
@@ -54,6 +57,7 @@ class DestChanges::CopyChange final : public Change {
   }
 
   void GiveUp(ErrorCode why) override {
+    TraceEffect(u"gave up", folder_->Path, staged_.Name, why);
     if (const ErrorCode error = staged_.RollBack(folder_->Folder); error && !IsNotFound(error)) {
       changes_.names_.NoteLeft();
       if (unnamed_) unnamed_->Spoilt = true;
@@ -141,7 +145,10 @@ class DestChanges::NameChangeOfFolder final : public Change {
   ErrorCode TakeName(const Folder& parent) const {
     const ErrorCode error = parent.Rename(unnamed_->TempName, unnamed_->Name);
     // An empty folder that somebody has made meanwhile is as good as none.
-    return IsTaken(error) ? parent.Replace(unnamed_->TempName, unnamed_->Name) : error;
+    const ErrorCode end =
+        IsTaken(error) ? parent.Replace(unnamed_->TempName, unnamed_->Name) : error;
+    TraceEffect(u"named folder", unnamed_->Parent->Path, unnamed_->Name, end);
+    return end;
   }
 
   DestChanges& changes_;

@@ -1,11 +1,14 @@
 #include "engine/refusal.h"
 
+#include "platform/trace.h"
+
 namespace kavrel {
 
 bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
                std::u16string_view title, std::u16string_view matter) {
   const bool go_on =
       context.Host.AskGoOn({std::u16string(title), job.Name, std::u16string(matter)});
+  Trace("guard", {job.Name, u": ", title, u": ", matter, go_on ? u": goes on" : u": stops"});
   std::u16string line = u": ";
   line += title;
   line += go_on ? u" (繼續)：" : u" (中斷)：";

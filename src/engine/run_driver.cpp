@@ -14,6 +14,7 @@
 #include "engine/space_check.h"
 #include "engine/state_guard.h"
 #include "files/path.h"
+#include "platform/trace.h"
 #include "rules/date_tokens.h"
 #include "schedule/next_run.h"
 
@@ -132,6 +133,18 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   return EndRun(context);
 }
 
+RunOutcome TraceEnd(const RunContext& context, const BackupJob& job, RunOutcome outcome) {
+  constexpr std::u16string_view kWords[] = {
+      u"not started", u"no source", u"no archive program", u"nothing picked", u"guarded",
+      u"no space",    u"ran"};
+  if (!Tracing()) return outcome;
+  const RunCounters& counters = context.Counters;
+  Trace("run", {job.Name, u": ", kWords[static_cast<std::size_t>(outcome)], u", copied ",
+                Decimal(counters.CopiedFiles), u", unchanged ", Decimal(counters.UnchangedFiles),
+                u", failed ", Decimal(counters.FailedFiles)});
+  return outcome;
+}
+
 }  // namespace
 
 RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
@@ -149,6 +162,7 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
   const std::uint64_t started = context.Clock.TickCount();
+  Trace("run", {job.Name, u": from ", job.Source.WorkPath, u" to ", job.Destination.WorkPath});
 
   if (!context.Files.FolderExists(job.Source.WorkPath)) {
     context.Host.ShowRunPanels(false);
@@ -160,12 +174,12 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
     context.RefusalText = DiskObjection(context, job);
     // Its record tells of a run that was stopped; the jobs after it have sources of their own.
     state.CancelRequested = false;
-    return RunOutcome::SourceMissing;
+    return TraceEnd(context, job, RunOutcome::SourceMissing);
   }
   const RunOutcome outcome =
       job.Compressed ? RunCompressedJob(context, job, started) : RunPlainJob(context, job, started);
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  return outcome;
+  return TraceEnd(context, job, outcome);
 }
 
 std::u16string ElapsedText(std::uint64_t milliseconds) {

@@ -10,6 +10,7 @@
 #include "files/path.h"
 #include "files/twin_names.h"
 #include "platform/error_codes.h"
+#include "platform/trace.h"
 
 namespace kavrel {
 
@@ -171,6 +172,8 @@ class Synchronisation::RemovalChange final : public Change {
       error = folder_->Folder.RemoveFile(name_);
       if (!error && held) group.LetGo(*folder_, std::move(*held));
     }
+    TraceEffect(pass_.job_.UseRecycleBin ? u"moved to the bin" : u"removed", folder_->Path, name_,
+                error);
     if (error == kErrNotEmpty && place_) pass_.bin_.Withdraw(*place_);
     pass_.context_.State.LastApiError = error;
     Finish(error);

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <limits>
 
+#include "base/number.h"
 #include "platform/error_codes.h"
 #include "platform/process.h"
+#include "platform/trace.h"
 
 namespace kavrel {
 
@@ -190,6 +192,9 @@ void GroupCommit::TakeSynced() {
   ErrorCode error = 0;
   if (syncing_) {
     error = syncing_->Error();
+    TraceEffect(u"synced a group of",
+                Decimal(waiting_ ? static_cast<std::int64_t>(waiting_->Items.size()) : 0),
+                u" changes", error);
     Adapt(syncing_->Took());
     syncing_.reset();
   }

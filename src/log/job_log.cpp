@@ -3,6 +3,7 @@
 #include "base/number.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
+#include "platform/trace.h"
 
 namespace kavrel {
 
@@ -76,6 +77,7 @@ void JobLog::FlushDue(bool all) {
 }
 
 void JobLog::WriteTimed(std::u16string_view text) {
+  Trace("log", {text});
   const DateTime now = clock_.Now();
   if (time_text_.empty() || now != time_) {
     time_ = now;

@@ -33,6 +33,9 @@ std::u16string ExecutableFile(std::u16string_view name);
 /// Empty when it is in neither.
 std::u16string ResourceFile(std::u16string_view name);
 
+/// The file that $KAVREL_DEBUG names; empty when it names none.
+std::u16string DebugFile();
+
 /// The user's home folder, with a trailing separator.
 std::u16string HomeFolder();
 

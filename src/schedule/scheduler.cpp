@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/command_line.h"
+#include "platform/trace.h"
 #include "schedule/next_run.h"
 
 namespace kavrel {
@@ -18,6 +19,11 @@ constexpr std::int64_t kFarAway = 999;                                    // min
 /// again and again.
 bool MovesOn(const BackupJob& job, DateTime now) {
   return NextRunAfterNow(job, now) > now;
+}
+
+/// Why a job runs or does not.
+void TraceJob(const BackupJob& job, std::u16string_view why) {
+  if (Tracing()) Trace("schedule", {job.Name, u": ", why, u", next ", DateTimeText(job.NextRun)});
 }
 
 /// Minute boundaries from `now` to `time`.
@@ -46,7 +52,7 @@ void Scheduler::SetSchedulerTimer(bool on) {
 }
 
 void Scheduler::Tick(std::u16string_view command_line) {
-  if (state_.RunBusy) return;
+  if (state_.RunBusy) return Trace("schedule", {u"no tick: a run is at work"});
   state_.RunBusy = true;
   SetTimer(false, kSoon);
   state_.CancelRequested = false;
@@ -95,7 +101,11 @@ void Scheduler::RunDueJobs() {
   for (std::int32_t row = 0; row < std::ssize(store_.Jobs); ++row) {
     if (state_.CancelRequested) return;
     const BackupJob& job = store_.Jobs[static_cast<std::size_t>(row)];
-    if (job.Deleted || !MovesOn(job, clock_.Now())) continue;
+    if (job.Deleted) continue;
+    if (!MovesOn(job, clock_.Now())) {
+      TraceJob(job, u"its interval leads nowhere");
+      continue;
+    }
     RunRowIfDue(row);
     nearest_ = std::min(nearest_, MinutesUntil(job.NextRun, clock_.Now()));
   }
@@ -104,7 +114,8 @@ void Scheduler::RunDueJobs() {
 void Scheduler::RunRowIfDue(std::int32_t row) {
   BackupJob& job = store_.Jobs[static_cast<std::size_t>(row)];
   const DateTime now = clock_.Now();
-  if (job.NextRun > now) return;
+  if (job.NextRun > now) return TraceJob(job, u"not due yet");
+  TraceJob(job, job.Enabled ? u"due" : u"due, but switched off");
   if (job.Enabled) {
     actions_.ApplyProcessPriority();
     host_.EnableControls(false);
@@ -118,6 +129,7 @@ void Scheduler::RunRowIfDue(std::int32_t row) {
 }
 
 void Scheduler::RunRow(std::int32_t row) {
+  TraceJob(store_.Jobs[static_cast<std::size_t>(row)], u"runs");
   host_.JobStarting(row, clock_.Now());
   actions_.RunBackupJob(store_.Jobs[static_cast<std::size_t>(row)]);
   run_host_.RefreshJobRow(row);
@@ -129,6 +141,7 @@ void Scheduler::RunJobsByName(std::span<const std::u16string> names) {
   for (const std::u16string& name : names) {
     const std::int32_t row = store_.FindJob(name);
     if (row < 0) {
+      Trace("schedule", {name, u": no such job"});
       if (!name.empty()) host_.Attract();
       // Between two runs nobody has a job to cancel but the list itself.
       if (std::exchange(state_.CancelRequested, false)) return;

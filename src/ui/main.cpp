@@ -1,5 +1,5 @@
-// kavrel: Kavrel with its window. `kavrel [--home DIR] [JOB...]`: the named jobs are run once, and
-// the program ends.
+// kavrel: Kavrel with its window. `kavrel [--home DIR] [--debug FILE] [JOB...]`: the named jobs are
+// run once, and the program ends.
 #include <QApplication>
 #include <QLibraryInfo>
 #include <QLocale>
@@ -13,8 +13,10 @@
 #include "app/out_of_memory.h"
 #include "base/text.h"
 #include "core/command_line.h"
+#include "platform/files.h"
 #include "platform/folders.h"
 #include "platform/process.h"
+#include "platform/trace.h"
 #include "ui/frm_main.h"
 #include "ui/qt_text.h"
 
@@ -22,17 +24,30 @@ namespace kavrel {
 namespace {
 
 constexpr const char* kUsage =
-    "Usage: kavrel [--home DIR] [JOB...]\n"
+    "Usage: kavrel [--home DIR] [--debug FILE] [JOB...]\n"
     "Opens the window. With names of jobs, runs these once and ends.\n";
 
 struct Arguments {
-  std::u16string Home;
+  std::u16string Home, Debug;
   std::vector<std::u16string> Jobs;
   bool Help = false, Version = false, Wrong = false;
 };
 
+/// Reads `--name VALUE` or `--name=VALUE`; false when the word at `i` is another one.
+bool ReadValue(std::string_view name, int argc, const char* const* argv, int& i,
+               std::u16string& value) {
+  const std::string_view word = argv[i];
+  if (word == name && i + 1 < argc) {
+    value = FromUtf8(argv[++i]);
+  } else if (word.starts_with(name) && word.substr(name.size()).starts_with('=')) {
+    value = FromUtf8(word.substr(name.size() + 1));
+  } else {
+    return false;
+  }
+  return true;
+}
+
 Arguments ReadArguments(int argc, const char* const* argv) {
-  constexpr std::string_view kHome = "--home";
   Arguments read;
   bool options = true;
   for (int i = 1; i < argc; ++i) {
@@ -41,10 +56,9 @@ Arguments ReadArguments(int argc, const char* const* argv) {
       read.Jobs.push_back(FromUtf8(word));
     } else if (word == "--") {
       options = false;
-    } else if (word == kHome && i + 1 < argc) {
-      read.Home = FromUtf8(argv[++i]);
-    } else if (word.starts_with(kHome) && word.substr(kHome.size()).starts_with('=')) {
-      read.Home = FromUtf8(word.substr(kHome.size() + 1));
+    } else if (ReadValue("--home", argc, argv, i, read.Home) ||
+               ReadValue("--debug", argc, argv, i, read.Debug)) {
+      continue;
     } else if (word == "--help") {
       read.Help = true;
     } else if (word == "--version") {
@@ -100,6 +114,10 @@ int Run(std::vector<std::string> words) {
   arguments = ReadArguments(argc, argv.data());
   if (arguments.Wrong) {
     std::cerr << kUsage;
+    return 2;
+  }
+  if (const ErrorCode error = StartTrace(arguments.Debug)) {
+    std::cerr << "kavrel: no trace can be written: " << ToUtf8(SystemErrorText(error)) << '\n';
     return 2;
   }
   QTranslator translator;

@@ -3,6 +3,7 @@
 #include <unordered_set>
 
 #include "base/wildcard.h"
+#include "platform/trace.h"
 
 namespace kavrel {
 
@@ -16,9 +17,14 @@ void VisitFiles(FolderReader& reader, const Scope& scope, const FolderScope& her
     } else if (patterns.empty()) {
       if (here.TimesTaken(entry->Name) > 0 && !visit(*entry, false)) return;
     } else {
+      bool found = false;
       for (std::size_t i = 0; i < patterns.size(); ++i) {
-        if (MatchesFileMask(entry->Name, patterns[i])) finds[i].push_back(*entry);
+        if (!MatchesFileMask(entry->Name, patterns[i])) continue;
+        finds[i].push_back(*entry);
+        found = true;
       }
+      // Asked for its word in the trace.
+      if (!found && Tracing()) here.TimesTaken(entry->Name);
     }
   }
   std::unordered_set<std::u16string_view> before;

@@ -6,9 +6,18 @@
 #include "base/wildcard.h"
 #include "files/owner_mark.h"
 #include "files/path.h"
+#include "platform/trace.h"
 #include "rules/file_filters.h"
 
 namespace kavrel {
+
+namespace {
+
+void TraceLeftOut(std::u16string_view why, std::u16string_view folder, std::u16string_view name) {
+  if (Tracing()) Trace("scope", {u"left out ", folder, name, u": ", why});
+}
+
+}  // namespace
 
 Scope::Scope(const BackupJob& job, const ExclusionSet& rules, std::u16string_view own)
     : rules_(&rules), own_path_(AddBackslash(own)), subfolders_(job.IncludeSubfolders) {
@@ -42,9 +51,18 @@ void Scope::TakeTypes(const BackupJob& job) {
   if (patterns_.size() == 1 && patterns_[0] == kAllFiles) patterns_.clear();
 }
 
+bool Scope::IsExcluded(std::u16string_view folder) const {
+  if (!rules_ || !rules_->IsFolderExcluded(folder)) return false;
+  TraceLeftOut(u"a rule excludes the folder", folder, {});
+  return true;
+}
+
 bool Scope::IsOwn(std::u16string_view folder, const FileStatus* status) const {
-  if (!own_path_.empty() && PathStartsWith(folder, own_path_)) return true;
-  return status && own_.Is(*status);
+  const bool by_path = !own_path_.empty() && PathStartsWith(folder, own_path_);
+  if (!by_path && !(status && own_.Is(*status))) return false;
+  TraceLeftOut(by_path ? u"the destination, by its path" : u"the destination, by its identity",
+               folder, {});
+  return true;
 }
 
 bool Scope::IsOwnRoot(std::u16string_view path, const Folder& root) const {
@@ -61,6 +79,7 @@ FolderScope Scope::In(std::u16string_view folder, bool at_root) const {
   here.at_root_ = at_root;
   if (rules_) here.exclusions_ = rules_->In(folder);
   if (only_) here.at_ = Relative(folder);
+  if (Tracing()) here.path_ = folder;
   return here;
 }
 
@@ -81,6 +100,12 @@ std::u16string_view LeftOutText(PlanReason reason) {
 }
 
 std::uint32_t FolderScope::TimesTaken(std::u16string_view name) const {
+  const std::uint32_t times = CountTaken(name);
+  if (times == 0) TraceLeftOut(u"not among the job's files", path_, name);
+  return times;
+}
+
+std::uint32_t FolderScope::CountTaken(std::u16string_view name) const {
   // The mark of a backup is no part of it.
   if (at_root_ && !scope_->job_ && IsOwnerMark(name)) return 0;
   if (scope_->only_) return scope_->only_->Holds(RelativePath(at_, name)) ? 1 : 0;
@@ -95,18 +120,31 @@ std::uint32_t FolderScope::TimesTaken(std::u16string_view name) const {
 }
 
 std::optional<PlanReason> FolderScope::LeavesOut(const FolderEntry& file) const {
-  if (exclusions_.IsFileExcluded(file.Name)) return PlanReason::Rule;
+  if (exclusions_.IsFileExcluded(file.Name)) {
+    TraceLeftOut(u"a rule excludes the file", path_, file.Name);
+    return PlanReason::Rule;
+  }
   // A socket, pipe or device has no content that a backup could keep.
-  if (file.Kind == FileKind::Special) return PlanReason::Special;
+  if (file.Kind == FileKind::Special) {
+    TraceLeftOut(u"no file, folder or link", path_, file.Name);
+    return PlanReason::Special;
+  }
   // In the place of such a file at the destination lies the mark of this backup.
-  if (at_root_ && IsOwnerMark(file.Name)) return PlanReason::OwnerMark;
+  if (at_root_ && IsOwnerMark(file.Name)) {
+    TraceLeftOut(u"the mark of a backup", path_, file.Name);
+    return PlanReason::OwnerMark;
+  }
   return std::nullopt;
 }
 
 bool FolderScope::TakesFolder(std::u16string_view name) const {
-  if (!scope_->only_) return scope_->subfolders_;
-  const std::u16string path = RelativePath(at_, name);
-  return scope_->only_->Holds(path) || scope_->only_->LeadsTo(path);
+  bool takes = scope_->subfolders_;
+  if (scope_->only_) {
+    const std::u16string path = RelativePath(at_, name);
+    takes = scope_->only_->Holds(path) || scope_->only_->LeadsTo(path);
+  }
+  if (!takes) TraceLeftOut(u"not among the job's folders", path_, name);
+  return takes;
 }
 
 }  // namespace kavrel

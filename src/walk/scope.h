@@ -36,10 +36,12 @@ class FolderScope {
 
  private:
   friend class Scope;
+  std::uint32_t CountTaken(std::u16string_view name) const;
   const class Scope* scope_ = nullptr;
   bool at_root_ = false;
   FolderExclusions exclusions_;
-  std::u16string at_;  ///< relative to the root, where the scope is a choice of paths
+  std::u16string at_;    ///< relative to the root, where the scope is a choice of paths
+  std::u16string path_;  ///< for the trace, where one is written
 };
 
 class Scope {
@@ -55,16 +57,14 @@ class Scope {
   /// What of the tree below `root` was picked. `only` outlives the scope.
   static Scope OfPicked(std::u16string_view root, const PathSet& only);
 
-  /// The destination, once it is open or made. Whoever knows it keeps it open for the walk, so that
-  /// nothing else gets its identity.
+  /// The destination, once it is open or made. The caller keeps it open as long as the walk lasts,
+  /// so that nothing else gets its identity.
   void SetOwn(const FolderIdentity& folder) { own_ = folder; }
   const FolderIdentity& Own() const { return own_; }
 
   /// Whether an exclusion rule leaves the folder out with all that is in it. Its path ends with its
   /// separator.
-  bool IsExcluded(std::u16string_view folder) const {
-    return rules_ && rules_->IsFolderExcluded(folder);
-  }
+  bool IsExcluded(std::u16string_view folder) const;
   /// Whether the folder is the job's destination or lies in it, by its path as far as that tells
   /// and by its identity, not by letters that two paths have in common.
   bool IsOwn(std::u16string_view folder, const FileStatus* status) const;

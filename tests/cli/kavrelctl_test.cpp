@@ -400,6 +400,8 @@ TEST_F(KavrelctlTest, TheBackupOfAnotherJobIsNeitherEnteredNorRestoredUnasked) {
 }
 
 TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheStoreAlone) {
+  const fs::path trace = temp_.Root() / "trace";
+  const EnvironmentVariable debug("KAVREL_DEBUG", trace.string());
   WriteTestFile(source_ / "深" / "碁.txt", "x");
   ASSERT_EQ(Add({"--type", "compressed", "--password-stdin"}).ExitCode, 2) << "no password given";
   ASSERT_EQ(Add({"--type", "compressed"}).ExitCode, 0);
@@ -437,7 +439,42 @@ TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheSto
   }
   std::erase(said_, '\0');  // also as UTF-16
   EXPECT_EQ(said_.find("Canary"), said_.npos);
+  const std::string traced = ReadTestFile(trace);
+  EXPECT_NE(traced.find("child: started "), traced.npos) << traced;
+  EXPECT_NE(traced.find("child: ended with 0"), traced.npos);
   EXPECT_NE(ReadTestFile(store_).find("Canary"), std::string::npos);
+}
+
+TEST_F(KavrelctlTest, ATraceTellsWhatStaysOutWhatIsChangedAndWhatFails) {
+  WriteTestFile(source_ / "deep" / "line\nbreak.txt", "new");
+  WriteTestFile(source_ / "old.txt", "newer");
+  WriteTestFile(source_ / "left.bak", "x");
+  WriteTestFile(dest_ / "old.txt", "old");
+  WriteTestFile(dest_ / "gone.txt", "x");
+  ASSERT_EQ(mkfifo((source_ / "pipe.txt").c_str(), 0600), 0);
+  WriteTestFile(dest_ / "blocked.txt" / "in", "a folder in a file's place");
+  WriteTestFile(source_ / "blocked.txt", "x");
+  ASSERT_EQ(Add({"--type", "sync", "--types", "*.txt"}).ExitCode, 0);
+  const fs::path file = temp_.Root() / "trace";
+  const auto tells = [&](const std::string& what) {
+    const std::string text = ReadTestFile(file);
+    EXPECT_NE(text.find(what), text.npos) << what << "\n" << text;
+  };
+  EXPECT_EQ(Ctl({"--debug", file.string(), "run", "文件 A"}).ExitCode, 6);
+  tells("guard: 文件 A: ");
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+  EXPECT_TRUE(fs::exists(dest_ / "gone.txt"));
+  Ctl({"run", "文件 A", "--force", "--debug=" + file.string()});
+  const std::string from = "left out " + source_.string() + "/", to = dest_.string() + "/";
+  tells("schedule: 文件 A: runs, next ");
+  tells(from + "left.bak: not among the job's files");
+  tells(from + "pipe.txt: no file, folder or link");
+  tells("effect: replaced " + to + "old.txt\n");
+  tells("effect: removed " + to + "gone.txt\n");
+  tells("line\\nbreak.txt");
+  tells("effect: synced a group of ");
+  tells("run: 文件 A: ran, copied ");
+  EXPECT_EQ(Ctl({"list", "--debug", (source_ / "none" / "x").string()}).ExitCode, 2);
 }
 
 TEST_F(KavrelctlTest, OnlyTheNewestOfItsOwnDatedBackupsIsKept) {

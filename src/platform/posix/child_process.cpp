@@ -14,6 +14,7 @@
 #include <climits>
 
 #include "platform/posix/native.h"
+#include "platform/trace.h"
 
 namespace kavrel {
 
@@ -53,7 +54,11 @@ ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std:
 
   const pid_t parent = getpid();
   process_ = fork();
-  if (process_ < 0) return errno;
+  if (process_ < 0) {
+    const ErrorCode error = errno;
+    TraceChild(program, arguments, error);
+    return error;
+  }
   if (process_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(126);
@@ -67,6 +72,7 @@ ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std:
     execve(program.c_str(), argv.data(), variables.data());
     _exit(127);
   }
+  TraceChild(program, arguments, 0);
   return 0;
 }
 
@@ -133,8 +139,11 @@ int ChildProcess::Wait() {
   int status = 0;
   if (process_ <= 0 || Retry([&] { return waitpid(process_, &status, 0); }) < 0) return -1;
   process_ = -1;
-  if (lost_) return 128 + SIGKILL;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  const int code = lost_               ? 128 + SIGKILL
+                   : WIFEXITED(status) ? WEXITSTATUS(status)
+                                       : 128 + WTERMSIG(status);
+  TraceExit(code);
+  return code;
 }
 
 std::string FindProgram(std::span<const std::string_view> names, const std::string& folder) {

@@ -102,6 +102,10 @@ std::u16string ResourceFile(std::u16string_view name) {
   return {};
 }
 
+std::u16string DebugFile() {
+  return Variable("KAVREL_DEBUG");
+}
+
 std::u16string HomeFolder() {
   std::u16string home = Variable("HOME");
   if (!home.starts_with(u'/')) {

@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "platform/folders.h"
+#include "platform/trace.h"
 #include "platform/win32/native.h"
 
 namespace kavrel {
@@ -117,8 +118,11 @@ ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std:
                       CREATE_UNICODE_ENVIRONMENT | CREATE_NEW_PROCESS_GROUP | CREATE_NO_WINDOW |
                           CREATE_SUSPENDED,
                       variables.data(), start_folder.c_str(), &start, &started)) {
-    return win32::LastError();
+    const ErrorCode error = win32::LastError();
+    TraceChild(program, arguments, error);
+    return error;
   }
+  TraceChild(program, arguments, 0);
   AssignProcessToJobObject(job.Get(), started.hProcess);
   ResumeThread(started.hThread);
   CloseHandle(started.hThread);
@@ -174,6 +178,7 @@ int ChildProcess::Wait() {
   const bool known = GetExitCodeProcess(ToHandle(process_), &code);
   CloseHandle(ToHandle(process_));
   process_ = -1;
+  TraceExit(known ? static_cast<int>(code) : -1);
   return known ? static_cast<int>(code) : -1;
 }
 

@@ -96,6 +96,10 @@ std::u16string ResourceFile(std::u16string_view name) {
   return {};
 }
 
+std::u16string DebugFile() {
+  return win32::Variable(L"KAVREL_DEBUG");
+}
+
 std::u16string HomeFolder() {
   return ShellFolder(CSIDL_PROFILE) + u"\\";
 }
