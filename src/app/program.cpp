@@ -1,6 +1,7 @@
 #include "app/program.h"
 
 #include "base/text.h"
+#include "engine/rule_check.h"
 #include "files/path.h"
 #include "platform/desktop.h"
 #include "platform/folders.h"
@@ -57,7 +58,7 @@ SchedulerActions Program::Actions() {
 bool Program::Start(std::u16string_view command_line) {
   Files.MakeCurrent(Files.ProgramFolder());
   host_.BuildControls();
-  Exclusions.ExcEnabled = Settings.ExcEnabled();
+  TakeSwitch(Exclusions, Settings);
   host_.CreateTrayIcon();
   if (Settings.StartMin()) host_.HideToTray();
   Mounts.Load();
@@ -83,7 +84,7 @@ void Program::Shutdown() {
 
 bool Program::Load() {
   Mounts.Load();
-  Exclusions.ExcEnabled = Settings.ExcEnabled();
+  TakeSwitch(Exclusions, Settings);
   Exclusions.LoadExclusions();
   Filters.LoadFilters();
   Store.LoadJobs();

@@ -31,6 +31,10 @@ class Settings {
   std::int32_t ProtIcon() const;         ///< 0-3, default 3
   bool PlaySound() const;
   bool ExcEnabled() const;
+  /// Why the setting that was asked for last could not be read, so that its default came; 0 when it
+  /// could.
+  ErrorCode LastError() const { return store_.LastError(); }
+  const std::u16string& Path() const { return store_.Path(); }
   bool ProtGlidLine() const;
   bool OutWidth(int column) const;  ///< column switch 0-10
   bool StartMin() const;

@@ -4,8 +4,15 @@
 
 namespace kavrel {
 
+void TakeSwitch(ExclusionSet& rules, const Settings& settings) {
+  rules.ExcEnabled = settings.ExcEnabled();
+  rules.SwitchUnknown = settings.LastError();
+}
+
 ErrorCode ReadRules(const RunContext& context) {
   ExclusionSet& rules = context.Exclusions;
+  if (rules.SwitchUnknown) TakeSwitch(rules, context.Settings);
+  if (rules.SwitchUnknown) return rules.SwitchUnknown;
   if (!rules.ExcEnabled || !rules.File().Unreadable()) return 0;
   rules.LoadExclusions();
   return rules.File().Unreadable();
@@ -14,8 +21,11 @@ ErrorCode ReadRules(const RunContext& context) {
 bool MakeSureOfRules(RunContext& context) {
   const ErrorCode error = ReadRules(context);
   if (!error) return true;
-  const std::u16string path(context.Exclusions.File().Path());
-  context.LogTimed(FailText(context.State, error, u": 讀取排除規則 (失敗)", path));
+  const bool of_switch = context.Exclusions.SwitchUnknown != 0;
+  const std::u16string path(of_switch ? context.Settings.Path() : context.Exclusions.File().Path());
+  context.LogTimed(FailText(context.State, error,
+                            of_switch ? u": 讀取排除規則的設定 (失敗)" : u": 讀取排除規則 (失敗)",
+                            path));
   if (context.Plan) {
     context.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, path);
   }

@@ -1,9 +1,13 @@
-// Exclusion rules that could not be read when the program began.
+// Exclusion rules, or the setting that switches them on, that could not be read when the program
+// began.
 #pragma once
 
 #include "engine/run_context.h"
 
 namespace kavrel {
+
+/// Whether rules count, as the settings say.
+void TakeSwitch(ExclusionSet& rules, const Settings& settings);
 
 /// Reads them again where that is so. The error when they still cannot be read.
 ErrorCode ReadRules(const RunContext& context);

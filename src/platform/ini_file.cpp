@@ -75,8 +75,10 @@ Place FindName(std::string_view bytes, std::u16string_view section, std::u16stri
 }  // namespace
 
 std::optional<std::u16string> ReadIniValue(const FileSystem& files, std::u16string_view path,
-                                           std::u16string_view section, std::u16string_view name) {
+                                           std::u16string_view section, std::u16string_view name,
+                                           ErrorCode& error) {
   const Result<std::string> bytes = files.ReadWhole(path, kMostBytes);
+  error = IsNotFound(bytes.Error) ? 0 : bytes.Error;
   if (!bytes) return std::nullopt;
   const Place place = FindName(*bytes, section, name);
   if (!place.Found) return std::nullopt;

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/result.h"
+
 namespace kavrel {
 
 class FileSystem;
@@ -20,8 +22,12 @@ class SettingsStore {
   SettingsStore(const FileSystem& file_system, std::u16string path,
                 std::u16string section = u"Settings");
 
-  /// Nothing when the file or the value is missing.
+  /// Nothing when the file or the value is missing, or the file cannot be read.
   std::optional<std::u16string> Get(std::u16string_view name) const;
+  /// Why the last Get could not read the file; 0 when it could, or there is none.
+  ErrorCode LastError() const { return error_; }
+  /// As given.
+  const std::u16string& Path() const { return path_; }
   /// False when the file could not be written; it is then as it was. Line breaks are not allowed
   /// in a value and are written as blanks.
   bool Set(std::u16string_view name, std::u16string_view value);
@@ -29,6 +35,7 @@ class SettingsStore {
  private:
   const FileSystem& file_system_;
   std::u16string path_, section_;
+  mutable ErrorCode error_ = 0;
 };
 
 }  // namespace kavrel

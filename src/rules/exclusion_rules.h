@@ -53,6 +53,8 @@ class ExclusionSet {
 
   /// The global switch; while it is off nothing is excluded.
   bool ExcEnabled = false;
+  /// Why nobody knows whether it is on; 0 when that is known.
+  ErrorCode SwitchUnknown = 0;
 
   /// Reads Exc.txt anew. A file that is missing or shorter than 10 bytes is made from the default.
   void LoadExclusions();

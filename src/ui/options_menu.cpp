@@ -66,6 +66,7 @@ void OptionsMenu::BuildSwitches() {
 
 void OptionsMenu::SetExclusions(bool on) {
   program_.Exclusions.ExcEnabled = on;
+  program_.Exclusions.SwitchUnknown = 0;
   program_.Settings.SetExcEnabled(on);
   exclusions_->setVisible(on);
 }

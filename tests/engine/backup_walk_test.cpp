@@ -171,6 +171,26 @@ TEST_F(BackupWalkTest, DestinationInsideTheSourceIsNeverCopiedIntoItself) {
   EXPECT_EQ(Program.Context.Counters.CopiedFiles, 2U);
 }
 
+TEST_F(BackupWalkTest, WhetherRulesCountIsNeverGuessed) {
+  WriteTestFile(Source() / "a.tmp", "x");
+  ASSERT_TRUE(Program.Settings.SetExcEnabled(true));
+  const fs::path settings = Temp.Home() / "Settings.ini", aside = Temp.Home() / "aside";
+  fs::rename(settings, aside);
+  fs::create_directory(settings);
+  ASSERT_TRUE(Program.Load());
+  const ExclusionRule rule{true, u"r", u"*", u"*", u"*.tmp", u"", u"", u""};
+  ASSERT_TRUE(Program.Exclusions.SaveExclusions({rule}));
+  EXPECT_EQ(Run(AddJob()).FailedFiles, 1U);
+  EXPECT_NE(LogLines().find(": 讀取排除規則的設定 (失敗)"), std::string::npos) << LogLines();
+  fs::remove(settings);
+  fs::rename(aside, settings);
+  fs::remove(Dest() / "a.tmp");
+  const RunCounters& counters = Run(Program.Store.Jobs[0]);
+  EXPECT_EQ(counters.FailedFiles, 0U);
+  EXPECT_EQ(counters.ExcludedFiles, 1U);
+  EXPECT_FALSE(fs::exists(Dest() / "a.tmp"));
+}
+
 TEST_F(BackupWalkTest, ASourceThatIsLeftOutAsAWholeIsAFailedRun) {
   WriteTestFile(Source() / "deep" / "a", "x");
   fs::create_directory_symlink(Temp.DriveC(), Temp.DriveD() / "up");

@@ -9,7 +9,7 @@ SettingsStore::SettingsStore(const FileSystem& file_system, std::u16string path,
     : file_system_(file_system), path_(std::move(path)), section_(std::move(section)) {}
 
 std::optional<std::u16string> SettingsStore::Get(std::u16string_view name) const {
-  return ReadIniValue(file_system_, path_, section_, name);
+  return ReadIniValue(file_system_, path_, section_, name, error_);
 }
 
 bool SettingsStore::Set(std::u16string_view name, std::u16string_view value) {

@@ -27,7 +27,7 @@ SettingsStore::SettingsStore(const FileSystem& file_system, std::u16string path,
 
 std::optional<std::u16string> SettingsStore::Get(std::u16string_view name) const {
   const std::u16string key = KeyOf(path_, section_);
-  return key.empty() ? ReadIniValue(file_system_, path_, section_, name)
+  return key.empty() ? ReadIniValue(file_system_, path_, section_, name, error_)
                      : win32::RegistryText(HKEY_CURRENT_USER, key, name);
 }
 
