@@ -40,11 +40,7 @@ class ListBuilder {
   /// in the archive as it is.
   ListBuilder(ArchiveContext& context, const BackupJob& job, PackedFiles* listed = nullptr,
               const SevenZipLibrary::Archive* into = nullptr)
-      : context_(context),
-        job_(job),
-        listed_(listed),
-        into_(into),
-        scope_(Scope::OfArchive(job)) {
+      : context_(context), job_(job), listed_(listed), into_(into), scope_(Scope::OfArchive(job)) {
     const Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
     if (destination) scope_.SetOwn(IdentityOf(*destination));
   }

@@ -319,6 +319,16 @@ class Extraction {
     if (staging_->SetWritten(entry.FileName, entry.Modified) != 0) ++context_.Counters.WarningFiles;
   }
 
+  /// The archiver takes away what the user's mask does, which is for new files, not for copies.
+  void KeepPermissions(const IndividualInfo& entry, const FileStatus& unpacked) const {
+    constexpr std::uint32_t kBits = 0777;
+    if (entry.Permissions == 0 || unpacked.Kind != FileKind::File) return;
+    if ((unpacked.Mode & kBits) == entry.Permissions) return;
+    if (staging_->SetPermissions(entry.FileName, entry.Permissions) != 0) {
+      ++context_.Counters.WarningFiles;
+    }
+  }
+
   /// An entry that was unpacked whole and is to take its place.
   class PlaceChange final : public Change {
    public:
@@ -381,7 +391,10 @@ class Extraction {
       const Result<FileStatus> unpacked = staging_->Status(name);
       const bool whole = IsWhole(*entry, unpacked);
       if (context_.State.CancelRequested) return;
-      if (whole) KeepTime(*entry, *unpacked);
+      if (whole) {
+        KeepPermissions(*entry, *unpacked);
+        KeepTime(*entry, *unpacked);
+      }
       if (!whole || (!root->Manners.SyncsWhole && staging_->Sync(name) != 0)) {
         Fail(name);
         continue;

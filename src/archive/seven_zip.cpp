@@ -168,6 +168,17 @@ void ReadModified(std::string_view text, bool local, IndividualInfo& info) {
   info.Time = static_cast<std::uint16_t>(t.Hour << 11 | t.Minute << 5 | t.Second / 2);
 }
 
+/// Of letters as "-rw-r-----" the nine bits; 0 for anything else.
+std::uint32_t ReadPermissions(std::string_view letters) {
+  if (letters.size() != 10) return 0;
+  std::uint32_t bits = 0;
+  for (const char c : letters.substr(1)) {
+    // In the place of an "x", capitals stand for a special bit without one.
+    bits = bits << 1 | (c != '-' && c != 'S' && c != 'T' ? 1U : 0U);
+  }
+  return bits;
+}
+
 void ReadField(std::string_view name, std::string_view value, int type, IndividualInfo& info) {
   if (name == "Path") {
     info.FileName = FromUtf8(value);
@@ -194,6 +205,7 @@ void ReadField(std::string_view name, std::string_view value, int type, Individu
     const std::string_view unix_part = value.substr(std::min(letters.size() + 1, value.size()));
     if (!letters.starts_with('-') || letters.size() < 10) info.Attribute = FromUtf8(letters);
     info.IsFolder = info.IsFolder || letters.find('D') != letters.npos;
+    info.Permissions = ReadPermissions(unix_part.empty() ? letters : unix_part);
     info.IsLink = info.IsLink || unix_part.starts_with('l') || letters.starts_with('l');
   }
 }

@@ -26,6 +26,7 @@ struct IndividualInfo {
   std::u16string FileName;           ///< with the host's separators
   std::u16string Attribute;          ///< letters of the DOS attributes
   std::u16string Mode;               ///< method
+  std::uint32_t Permissions = 0;     ///< of a POSIX system, nine bits; 0 where there are none
   bool IsFolder = false, IsLink = false, Encrypted = false;
 };
 

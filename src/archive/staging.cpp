@@ -126,6 +126,18 @@ ErrorCode Staging::SetWritten(std::u16string_view name, FileTime written) const 
   return parent->SetLinkTimes(last, *status);
 }
 
+ErrorCode Staging::SetPermissions(std::u16string_view name, std::uint32_t bits) const {
+  const Result<Folder> parent = OpenParent(staged_, name);
+  if (!parent) return parent.Error;
+  Result<File> file = parent->OpenFile(EntryParts(name).back());
+  if (!file) return file.Error;
+  Result<FileStatus> status = file->Status();
+  if (!status) return status.Error;
+  constexpr std::uint32_t kBits = 0777;
+  status->Mode = (status->Mode & ~kBits) | bits;
+  return file->SetAttributes(*status, *file);
+}
+
 void Staging::NoteFolder(std::u16string_view name) {
   const Result<FileStatus> status = Status(name);
   if (status) folders_.emplace_back(name, *status);

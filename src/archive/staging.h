@@ -44,6 +44,8 @@ class Staging {
   ErrorCode SetWritten(std::u16string_view name, FileTime written) const;
   /// Makes a link there with this time.
   ErrorCode MakeLink(std::u16string_view name, std::u16string_view target, FileTime written) const;
+  /// Gives an unpacked file these nine bits of its permissions.
+  ErrorCode SetPermissions(std::u16string_view name, std::uint32_t bits) const;
   /// Remembers how a folder is to be, before anything leaves it.
   void NoteFolder(std::u16string_view name);
   /// Waits until what was unpacked as this entry is on the disk.
