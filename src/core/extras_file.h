@@ -1,7 +1,7 @@
 // Backup.ext, beside the store: a section of "Name=value" lines for each job that has extras, found
 // again by the job's name, source and destination, and of jobs that are alike in these by the rest
-// of their lines. Programs that know only the store can change it; a job of which it is not sure any
-// more which section is its own starts with the defaults.
+// of their lines. Programs that know only the store can change it; a job of which it is not sure
+// any more which section is its own starts with the defaults.
 #pragma once
 
 #include <optional>
