@@ -226,7 +226,16 @@ void FrmMain::RunCheckedJobs() {
     jobs_->View().ListRefresh();
     return;
   }
+  undone_.emplace();
   program_->Scheduler.RunCheckedJobs();
+  const QStringList undone = *std::exchange(undone_, std::nullopt);
+  if (ended_ || undone.isEmpty()) return;
+  constexpr qsizetype kMostLines = 12;
+  QString text = QStringLiteral("以下排程沒有完整執行：\n") + undone.mid(0, kMostLines).join(u'\n');
+  if (undone.size() > kMostLines) {
+    text += QStringLiteral("\n…共 %1 個").arg(undone.size());
+  }
+  TellFailure(*this, text);
 }
 
 void FrmMain::ExportJobs() {
@@ -350,6 +359,23 @@ void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
   }
 }
 
+void FrmMain::NoteUndone(RunOutcome outcome, const BackupJob& job) {
+  if (!undone_) return;
+  QString why;
+  if (outcome == RunOutcome::SourceMissing) {
+    why = QStringLiteral("找不到來源資料夾 ") + ToQString(job.Source.WorkPath);
+  } else if (outcome == RunOutcome::NoArchiver) {
+    why = QStringLiteral("找不到 7-Zip 程式");
+  } else if (outcome == RunOutcome::Guarded || outcome == RunOutcome::NoSpace) {
+    why = ToQString(program_->Context.RefusalText);
+  } else if (job.LastRunResult.FailedFiles > 0 || job.Extras.Unseen) {
+    why =
+        QStringLiteral("失敗 %1 個檔案")
+            .arg(ToQString(Grouped(job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles)));
+  }
+  if (!why.isEmpty()) undone_->append(QStringLiteral("「%1」：%2").arg(ToQString(job.Name), why));
+}
+
 void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {
   jobs_->ShowStarted(job_index, now);
   run_->Begin(job_index, false);
@@ -359,6 +385,7 @@ void FrmMain::JobEnded(std::int32_t job_index) {
   const std::optional<VerifyReport>& verified = program_->LastVerification();
   const bool doubtful = verified && (verified->Stopped || verified->Counters.Differences() > 0);
   const RunOutcome outcome = program_->LastOutcome();
+  NoteUndone(outcome, program_->Store.Jobs[static_cast<std::size_t>(job_index)]);
   const bool logged = outcome == RunOutcome::Ran || outcome == RunOutcome::Guarded ||
                       outcome == RunOutcome::NoSpace;
   tray_->NoteFinished(program_->Store.Jobs[static_cast<std::size_t>(job_index)], verified,

@@ -5,6 +5,7 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/program.h"
 #include "app/program_host.h"
@@ -101,6 +102,7 @@ class FrmMain : public QWidget, public ProgramHost {
   void PreviewAndRun(int row);
   void RunNow(int row);
   void TellOutcome(RunOutcome outcome, const BackupJob& job);
+  void NoteUndone(RunOutcome outcome, const BackupJob& job);
 
   void ShowHealth();
   void OpenMessage();
@@ -123,6 +125,8 @@ class FrmMain : public QWidget, public ProgramHost {
   Tray* tray_ = nullptr;
   BackupCare* care_ = nullptr;
   std::unique_ptr<RunShow> run_;
+  std::optional<QStringList>
+      undone_;             ///< during a batch: lines about jobs that were not done whole
   QStringList set_right_;  ///< lines about jobs whose times a wrong clock had moved, not told yet
   QTimer timer_min_, timer_wake_;
   bool hide_at_start_ = false, focus_list_ = false, asking_ = false, ended_ = false;

@@ -44,7 +44,7 @@ class CompressedTest : public testing::Test, protected TestProgram {
     WriteTestFile(Source() / "empty", "");
     ASSERT_EQ(chmod((Source() / "empty").c_str(), 0640), 0);
     ASSERT_EQ(chmod((Source() / "@at").c_str(), 0666), 0);  // more than a usual mask leaves
-  fs::create_symlink("sub/深", Source() / "link");
+    fs::create_symlink("sub/深", Source() / "link");
     SetWritten(Source() / "link", {1253718245, 123456700});
     fs::create_symlink("a:b", Source() / "in winter,\t");
     SetWritten(Source() / "in winter,\t", {1263718245, 0});

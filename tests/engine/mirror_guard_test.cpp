@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "base/text.h"
-#include "support/command.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 
@@ -154,7 +153,7 @@ TEST_F(MirrorGuardTest, ADestinationIsKnownByWhatLiesInItAndNotByItsPath) {
   ExpectStopped(foreign);
   // The first disk again, and a copy of it.
   fs::remove_all(Dest());
-  ASSERT_EQ(RunCommand({"/bin/cp", "-a", Temp.DriveD() / "first disk", Dest()}).ExitCode, 0);
+  CopyExactly(Temp.DriveD() / "first disk", Dest());
   Make(10, 1);
   ExpectDone(1);
   // Another source: what is there is the old one's.

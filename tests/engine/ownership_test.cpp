@@ -7,7 +7,6 @@
 #include "base/text.h"
 #include "engine/run_planner.h"
 #include "engine/tree_count.h"
-#include "support/command.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 
@@ -20,7 +19,7 @@ namespace {
 class OwnershipTest : public testing::Test, protected TestProgram {
  protected:
   OwnershipTest() {
-    setenv("XDG_DATA_HOME", (Temp.Root() / "data").c_str(), 1);
+    setenv("XDG_DATA_HOME", (Temp.Root() / "data").string().c_str(), 1);
     WriteTestFile(Temp.DriveC() / "a" / "docs" / "mine", "a");
     WriteTestFile(Temp.DriveC() / "b" / "docs" / "theirs", "b");
     Host.GoOn = false;
@@ -157,7 +156,7 @@ TEST_F(OwnershipTest, OnlyMarkedStatesOfTheJobGo) {
   ASSERT_EQ(Run(0), RunOutcome::Ran);
   const auto copy = [&](int day) {
     const fs::path to = Temp.DriveD() / std::to_string(day);
-    ASSERT_EQ(RunCommand({"/bin/cp", "-a", Temp.DriveD() / "10", to}).ExitCode, 0);
+    CopyExactly(Temp.DriveD() / "10", to);
   };
   // Its mark goes with an exact copy. But not everything at a place that was noted is the job's: a
   // state without a mark, one of another job, one that another job has written into, too.

@@ -1,6 +1,10 @@
 #include "support/tree.h"
 
+#include <gtest/gtest.h>
+
 #include <map>
+
+#include "support/command.h"
 
 namespace fs = std::filesystem;
 
@@ -26,6 +30,14 @@ void Compare(const fs::path& a, const fs::path& b, std::string& differences) {
 }
 
 }  // namespace
+
+void CopyExactly(const fs::path& from, const fs::path& to) {
+#ifdef _WIN32
+  fs::copy(from, to, fs::copy_options::recursive);
+#else
+  ASSERT_EQ(RunCommand({"/bin/cp", "-a", from, to}).ExitCode, 0);
+#endif
+}
 
 std::string TreeDifferences(const fs::path& a, const fs::path& b) {
   std::string differences;

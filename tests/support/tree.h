@@ -7,6 +7,9 @@
 
 namespace kavrel {
 
+/// Copies a tree with what its entries have beside their content, where there is such a thing.
+void CopyExactly(const std::filesystem::path& from, const std::filesystem::path& to);
+
 /// Differences between two trees as lines of text, empty when there are none: entries, kinds,
 /// content, link targets, permissions, modification times to the nanosecond (of folders, too).
 /// Pipes, sockets and devices of the first tree must be missing from the second.

@@ -200,6 +200,23 @@ TEST(FrmMain, RunsAllCheckedJobsFromTheLogListToo) {
   EXPECT_EQ(main.Jobs().ItemText(1, 3), "");
 }
 
+TEST(FrmMain, AtTheEndOfABatchIsToldWhatWasNotDone) {
+  MainWindow main;
+  for (const char16_t* name : {u"一", u"二", u"三"}) {
+    main.AddJob(name);
+    main.WriteSource(ToUtf8(name) + "/甲.txt", "a");
+  }
+  main.Program.Store.Jobs[0].Source.Path = u"C:\\沒有\\";
+  WriteTestFile(main.Backup("二"), "in the way");
+  main.Start();
+  main.Answer({{"您確定要執行備份清單上已勾選的排程嗎？", kYes},
+               {"「一」：找不到來源資料夾 C:\\沒有\\\n「二」：失敗 1 個檔案", kOk}});
+  Click(main.Button(1));
+  EXPECT_EQ(main.Answered, 2);
+  EXPECT_TRUE(exists(main.Backup("三/甲.txt")));
+  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+}
+
 TEST(FrmMain, RestoresInTheModeThatIsChosen) {
   MainWindow main;
   main.AddJob(u"照片");
