@@ -4,6 +4,8 @@
 
 #include <map>
 
+#include "base/text.h"
+#include "files/owner_mark.h"
 #include "support/command.h"
 
 namespace fs = std::filesystem;
@@ -12,7 +14,7 @@ namespace kavrel {
 
 namespace {
 
-void Compare(const fs::path& a, const fs::path& b, std::string& differences) {
+void Compare(const fs::path& a, const fs::path& b, std::string& differences, bool top = false) {
   const auto report = [&](const char* what) { differences += b.string() + ": " + what + "\n"; };
   if (!CompareEntries(a, b, report)) return;
   std::map<fs::path, int> names;
@@ -20,6 +22,8 @@ void Compare(const fs::path& a, const fs::path& b, std::string& differences) {
     if (IsKept(entry)) names[entry.path().filename()] |= 1;
   }
   for (const auto& entry : fs::directory_iterator(b)) names[entry.path().filename()] |= 2;
+  // The file of a backup's mark, where the disk has no place for a remark.
+  if (top) names.erase(ToUtf8(kOwnerMark));
   for (const auto& [name, sides] : names) {
     if (sides == 3) {
       Compare(a / name, b / name, differences);
@@ -41,7 +45,7 @@ void CopyExactly(const fs::path& from, const fs::path& to) {
 
 std::string TreeDifferences(const fs::path& a, const fs::path& b) {
   std::string differences;
-  Compare(a, b, differences);
+  Compare(a, b, differences, true);
   return differences;
 }
 

@@ -12,6 +12,7 @@ void CopyExactly(const std::filesystem::path& from, const std::filesystem::path&
 
 /// Differences between two trees as lines of text, empty when there are none: entries, kinds,
 /// content, link targets, permissions, modification times to the nanosecond (of folders, too).
+/// The file of a backup's mark at its top is none.
 /// Pipes, sockets and devices of the first tree must be missing from the second.
 std::string TreeDifferences(const std::filesystem::path& a, const std::filesystem::path& b);
 

@@ -64,6 +64,9 @@ def picture(root):
     for folder, folders, names in os.walk(root):
         for name in folders + names:
             path = pathlib.Path(folder) / name
+            # The mark of a backup is no part of it.
+            if path == pathlib.Path(root) / ".kavrel-owner":
+                continue
             status = path.stat()
             content = path.read_bytes() if path.is_file() else None
             found[str(path.relative_to(root))] = (status.st_mtime_ns // 100, content)
