@@ -54,7 +54,7 @@ class DestChanges {
   /// `why`: in words, or empty where that is not known.
   void CountFailed(std::u16string_view source_path, std::u16string_view why = {});
   /// A link that is to take the place of a file which is as good, once the disk has it. The file is
-  /// counted by whoever found it; a link that cannot take its place is a warning.
+  /// counted by the caller that found it; a link that cannot take its place is a warning.
   void AddRelink(const FolderPair& pair, std::u16string_view dest_path, StagedFile staged);
 
   /// From now on files that are left alone, and folders, are compared with their sources in what

@@ -1,4 +1,4 @@
-// A run that had better not go on asks, and stops where nobody agrees.
+// A run that may do harm asks before it goes on, and stops where nobody agrees.
 #pragma once
 
 #include <string_view>

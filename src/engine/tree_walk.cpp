@@ -92,7 +92,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (dest_.Metadata() && pair.Dest) {
     if (const Result<FileStatus> found = pair.Dest.Status()) pair.DestFound = *found;
   }
-  if (!parent && pair.Dest) MayGoAhead(pair);
+  if (!parent && pair.Dest) StartAhead(pair);
   const bool report = BeforeFiles(pair);
   if (Cancelled()) return;
   if (ahead_) ahead_->Expect();
@@ -100,7 +100,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (!ReadyDestination(parent, name, pair)) return DestinationFailed(pair.DestError);
   RememberRoot(pair);
   if (!parent && !context_.Plan) RootReady(pair);
-  if (!parent && !ahead_) MayGoAhead(pair);
+  if (!parent && !ahead_) StartAhead(pair);
 
   std::vector<std::u16string> subfolders;
   const bool go_on = CopyFolderFiles(pair, report, subfolders);
@@ -166,7 +166,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
     dest_.Group().Flush();
   }
   if (error && report) {
-    // Whoever reads the log must learn that something of the source is missing from the copy.
+    // The log must tell that something of the source is missing from the copy.
     ++context_.Counters.FailedFiles;
     context_.LogTimed(u": 讀取目錄 (失敗)：", paths_.Source());
     context_.LogWhy(error);
@@ -254,7 +254,7 @@ void TreeWalk::LeaveRootOut(PlanReason reason) {
   if (context_.Plan) context_.Plan->Add(PlanAction::Fail, reason, true, BelowRoot({}));
 }
 
-void TreeWalk::MayGoAhead(const FolderPair& root) {
+void TreeWalk::StartAhead(const FolderPair& root) {
   if (!context_.Plan && ProfitsFromThreads(context_, root)) {
     dest_.ReleaseLate();
     ahead_.emplace(copy_, [this](const FileStatus* source, const FileStatus* dest) {

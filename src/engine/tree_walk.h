@@ -124,7 +124,7 @@ class TreeWalk {
   /// The whole tree: nothing is backed up, which must not pass for a good run.
   void LeaveRootOut(PlanReason reason);
   /// Copying ahead begins where both roots lie on disks that profit from it.
-  void MayGoAhead(const FolderPair& root);
+  void StartAhead(const FolderPair& root);
   CopyAhead::Verdict JudgeAhead(const FileStatus* source, const FileStatus* dest) const;
   /// The first of the files that were looked at ahead has its turn.
   void FinishOneAhead(const FolderPair& pair);

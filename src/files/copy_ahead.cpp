@@ -24,7 +24,8 @@ void WaitWhile(const std::atomic<std::uint32_t>& number, std::uint32_t old) {
 
 }  // namespace
 
-/// Filled by the owner, worked on by whoever has claimed its number, then the owner's again.
+/// Filled by the owner, worked on by the thread that has claimed its number, then the owner's
+/// again.
 struct CopyAhead::Item {
   std::u16string Name;
   std::optional<CopyAhead::Folders> Folders;

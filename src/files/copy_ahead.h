@@ -1,6 +1,6 @@
 // A second pair of hands for a folder full of files: two threads look at files and copy the small
 // ones ahead of their turn. When a file's turn comes, in order, the one thread that owns the run
-// shows and counts it, or takes its copy back. Whoever uses it sees the same as without it, only
+// shows and counts it, or takes its copy back. Its caller sees the same as without it, only
 // sooner.
 #pragma once
 

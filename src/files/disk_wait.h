@@ -9,7 +9,7 @@
 
 namespace kavrel {
 
-/// One piece of work on a thread of its own. Whoever started it may go before it is done: so it
+/// One piece of work on a thread of its own. The caller may go before it is done: so it
 /// must own all that it touches, unless it is awaited to its end.
 class DiskWait {
  public:

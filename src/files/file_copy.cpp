@@ -70,9 +70,9 @@ class Show {
     return FailText(context_->State, error, text, std::u16string(side.FolderPath) += side.Name);
   }
 
-  /// Opens, with one more try after a second where whoever held the file may have let go; what is
-  /// refused for good costs no second, for there may be a hundred thousand of it. The wait is
-  /// cut into slices, so that nothing freezes and a cancel ends it.
+  /// Opens, with one more try after a second where the program that held the file may have let go;
+  /// what is refused for good costs no second, for there may be a hundred thousand of it. The wait
+  /// is cut into slices, so that nothing freezes and a cancel ends it.
   template <typename Open>
   Result<File> OpenPatiently(Open open) const {
     Result<File> file = open();

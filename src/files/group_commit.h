@@ -154,7 +154,7 @@ class GroupCommit {
   std::optional<Group> waiting_;  ///< at the thread
   std::optional<DiskWait> syncing_;
   /// One folder of each disk, opened at its first change and held: errors of a disk are told to
-  /// whoever had it open when they came up.
+  /// the handle that was open when they came up.
   std::vector<std::shared_ptr<const CommitFolder>> disks_;
   /// Folders with changes that the last sync does not cover, as far as they are to be synced by
   /// themselves, before the disk.

@@ -24,7 +24,7 @@ class LateRelease {
   /// Takes a hold on an entry that is gone by now (Folder::HoldEntry), and lets go of it. What a
   /// large file held is given back at once.
   void Take(File held);
-  /// Waits until all is given back: whoever found the disk full may look again.
+  /// Waits until all is given back: a copy that found the disk full may try again.
   void Drain();
 
  private:

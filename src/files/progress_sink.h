@@ -23,7 +23,7 @@ class ProgressSink : public MessagePump {
                                   std::uint32_t stream_number, std::uint64_t stream_size,
                                   std::uint64_t stream_bytes_done, std::uint32_t block_size) = 0;
   /// The file at work: its source folder, destination folder and name. The views are valid during
-  /// the call only; captions are built from them by whoever really draws.
+  /// the call only; a sink that draws builds captions from them.
   virtual void DrawCaptions(std::u16string_view source_folder, std::u16string_view dest_folder,
                             std::u16string_view file_name) = 0;
 };
