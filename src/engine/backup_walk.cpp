@@ -21,6 +21,9 @@ class BackupWalk final : public TreeWalk {
   bool BeforeFiles(const FolderPair& pair) override;
   bool MayChange() override { return !synchronisation_ || synchronisation_->PassesGuard(); }
   bool KeepsMetadata() const override { return true; }
+  std::u16string_view PlaceOfOthers(const FolderPair& pair) override {
+    return PlaceOfOthersIn(context_.Files, pair.Dest, paths_.Dest(), job_);
+  }
   void RootReady(const FolderPair& pair) override { MarkFolder(context_, job_, pair.Dest); }
   void RootDone(const FolderPair& pair) override {
     if (job_.Synchronise && (all_seen_ || context_.Place.Agreed)) {

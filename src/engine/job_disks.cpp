@@ -51,12 +51,18 @@ class JobDisks {
 
   std::u16string Objection() const {
     std::u16string text;
-    for (const KnownMount& known : job_.Extras.Mounts) {
-      if (!Matters(known)) continue;
-      const std::u16string matter = MatterWith(known);
-      if (matter.empty()) continue;
+    const auto add = [&](const std::u16string& matter) {
+      if (matter.empty()) return;
       if (!text.empty()) text += u"；";
       text += matter;
+    };
+    for (const bool of_source : {true, false}) {
+      if (of_source && !scope_.Source) continue;
+      const KnownMount* holder = Holder(of_source);
+      if (holder) add(MatterWithHolder(*holder));
+    }
+    for (const KnownMount& known : job_.Extras.Mounts) {
+      if (Matters(known) && &known != Holder(known.OfSource)) add(MatterWith(known));
     }
     return text;
   }
@@ -113,16 +119,46 @@ class JobDisks {
                                     IsInside(known.OfSource, known.Point));
   }
 
+  /// What the source or the destination lay on: the nearest one above its place, or, where a link
+  /// has led elsewhere since, the first of its side that is not inside it.
+  const KnownMount* Holder(bool of_source) const {
+    const KnownMount *first = nullptr, *nearest = nullptr;
+    for (const KnownMount& known : job_.Extras.Mounts) {
+      if (known.OfSource != of_source) continue;
+      const bool above = IsAtOrBelow(Place(of_source), known.Point);
+      if (above && (!nearest || known.Point.size() > nearest->Point.size())) nearest = &known;
+      if (!first && !IsAtOrBelow(known.Point, Place(of_source))) first = &known;
+    }
+    return nearest ? nearest : first;
+  }
+
+  static bool Knows(const KnownMount& known, const std::u16string& mark) {
+    return std::find(known.Marks.begin(), known.Marks.end(), mark) != known.Marks.end();
+  }
+
+  /// Whatever lies at the place now, by whatever path: something may be mounted over it, or a link
+  /// lead elsewhere.
+  std::u16string MatterWithHolder(const KnownMount& known) const {
+    const std::u16string& place = Place(known.OfSource);
+    if (place.empty()) return {};
+    std::u16string now = mounts_.PointOf(place);
+    if (now.empty()) now = kRoot;
+    const bool of_root = known.Point == kRoot, at_point = now == known.Point;
+    if (of_root ? at_point : at_point && known.Marks.empty()) return {};
+    if (!of_root && now != kRoot && Knows(known, mounts_.MarkOf(now))) return {};
+    std::u16string text(known.OfSource ? u"來源" : u"目標");
+    if (at_point || of_root) return (text += u"磁碟不是先前的那一個：") += now;
+    const bool mounted = mounts_.PointOf(known.Point) == known.Point;
+    if (!mounted) return (text += u"磁碟沒有掛載：") += known.Point;
+    return ((text += u"不在先前的磁碟上：") += place);
+  }
+
   std::u16string MatterWith(const KnownMount& known) const {
     const std::u16string mark = mounts_.MarkOf(known.Point);
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
-    const bool same =
-        std::any_of(known.Marks.begin(), known.Marks.end(), [&](const std::u16string& marked) {
-          return mounted ? DiskOfMark(marked) == DiskOfMark(mark) : marked == mark;
-        });
-    if (same || (mounted && (mark.empty() || known.Marks.empty()))) return {};
+    if (Knows(known, mark) || (mounted && known.Marks.empty())) return {};
     std::u16string text(known.OfSource ? u"來源" : u"目標");
-    if (!IsAtOrBelow(Place(known.OfSource), known.Point)) text += u"資料夾中的";
+    text += u"資料夾中的";
     text += mounted ? u"磁碟不是先前的那一個：" : u"磁碟沒有掛載：";
     return text += known.Point;
   }

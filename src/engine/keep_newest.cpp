@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/folder_pair.h"
+#include "engine/run_driver.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
@@ -83,6 +84,20 @@ void RemoveEmptyAbove(const RunContext& context, const BackupJob& job, std::u16s
 }
 
 /// False when the unit stays where it is and is tried again after the next run.
+/// Whether another job of the list has something in the folder, or writes there.
+bool HoldsAnothers(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
+  const auto inside = [&](std::u16string_view path) {
+    return path.size() > unit.size() && PathStartsWith(path, unit);
+  };
+  const std::vector<BackupJob>& jobs = context.Store.Jobs;
+  return EndsWithSeparator(unit) &&
+         std::any_of(jobs.begin(), jobs.end(), [&](const BackupJob& other) {
+           if (other.Deleted || other.JobIndex == job.JobIndex) return false;
+           return inside(AddBackslash(ExpandedDestination(other, context.Clock))) ||
+                  std::any_of(other.Extras.Made.begin(), other.Extras.Made.end(), inside);
+         });
+}
+
 bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
                const std::u16string& unit) {
   const std::u16string_view path = DropBackslash(unit);
@@ -93,7 +108,12 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
   if (IsNotFound(status.Error)) return true;
   const FileKind kind = IsFolderUnit(unit) ? FileKind::Folder : FileKind::File;
   if (status && status->Kind != kind) return true;
-  if (!status || !MayGo(context, job, *parent, *status) || bin.Recycle(*parent, PathName(path))) {
+  if (status && kind == FileKind::Folder) {
+    // A read-only folder cannot be moved elsewhere.
+    if (const Result<Folder> folder = parent->OpenFolder(PathName(path))) folder->MakeWritable();
+  }
+  if (!status || HoldsAnothers(context, job, unit) || !MayGo(context, job, *parent, *status) ||
+      bin.Recycle(*parent, PathName(path))) {
     ++context.Counters.WarningFiles;
     LogMove(context, u"失敗", unit);
     return false;

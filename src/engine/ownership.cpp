@@ -88,8 +88,14 @@ OwnerMark MarkOf(const PlaceFound& found, const BackupJob& job, std::u16string_v
     mark.Found = mark.Found || !OthersOf(mark, job).empty();
     mark.Owners.clear();
   }
-  std::erase_if(mark.Owners,
-                [&](const OwnerMark::Owner& owner) { return owner.Id == job.Extras.Id; });
+  // What the job had from another source is not what it would restore now, nor let go by age.
+  for (OwnerMark::Owner& owner : mark.Owners) {
+    if (owner.Id == job.Extras.Id && !IsSamePath(owner.Source, job.Source.Path)) owner.Id.clear();
+  }
+  std::erase_if(mark.Owners, [&](const OwnerMark::Owner& owner) {
+    return owner.Id == job.Extras.Id ||
+           (owner.Id.empty() && IsSamePath(owner.Source, job.Source.Path));
+  });
   mark.Owners.push_back(OwnerOf(job));
   return mark;
 }
@@ -238,13 +244,20 @@ Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16str
   const Result<OwnerMark> mark =
       ReadOwnerMark(*folder, EndsWithSeparator(unit) ? std::u16string_view() : PathName(unit));
   if (!mark && !IsNotFound(mark.Error)) return Result<bool>::Fail(mark.Error);
-  return {mark && !mark->Found && mark->IsAlone(job.Extras.Id), 0};
+  return {mark && !mark->Found && mark->IsAlone(job.Extras.Id) && IsSamePath(mark->Place, unit), 0};
 }
 
-bool IsPlaceOfOthers(const Folder& folder, std::u16string_view archive, std::u16string_view path,
-                     const BackupJob& job) {
+bool IsPlaceOfOthers(const FileSystem& files, const Folder& folder, std::u16string_view archive,
+                     std::u16string_view path, const BackupJob& job) {
   const Result<OwnerMark> mark = ReadOwnerMark(folder, archive);
-  return mark && !mark->Names(job.Extras.Id) && IsSamePath(mark->Place, path);
+  if (!mark || mark->Names(job.Extras.Id)) return false;
+  if (IsSamePath(mark->Place, path)) return true;
+  // The copy of a backup is nobody's; but a link may lead to the same place.
+  const Result<Folder> place = files.OpenFolder(archive.empty() ? std::u16string_view(mark->Place)
+                                                                : PathFolder(mark->Place));
+  const Result<FileStatus> there = place ? place->Status() : Result<FileStatus>::Fail(place.Error);
+  return there && IdentityOf(folder).Is(*there) &&
+         (archive.empty() || PathName(mark->Place) == archive);
 }
 
 std::u16string RestoreObjection(const RunContext& context, const BackupJob& job,

@@ -58,8 +58,16 @@ bool IsOwnMirror(const PlaceFound& place, const BackupJob& job);
 Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit);
 /// Whether the mark of a folder, or of an archive in it, says that this path is the place of other
 /// jobs alone.
-bool IsPlaceOfOthers(const Folder& folder, std::u16string_view archive, std::u16string_view path,
-                     const BackupJob& job);
+bool IsPlaceOfOthers(const FileSystem& files, const Folder& folder, std::u16string_view archive,
+                     std::u16string_view path, const BackupJob& job);
+
+/// `path` where the open folder is the place of other jobs alone, else nothing; a closed one is
+/// nobody's.
+inline std::u16string_view PlaceOfOthersIn(const FileSystem& files, const Folder& folder,
+                                           std::u16string_view path, const BackupJob& job) {
+  const bool is = folder && IsPlaceOfOthers(files, folder, {}, path, job);
+  return is ? path : std::u16string_view();
+}
 
 /// Why what lies in the job's place should not be restored as its own, in words; empty when it may.
 /// `archive`: the path of the one that was picked.

@@ -21,10 +21,17 @@ class RestoreWalk final : public TreeWalk {
   RestoreWalk(RunContext& context, const BackupJob& job, RestoreMode mode)
       : TreeWalk(context, Scope::OfRestore(job.IncludeSubfolders, IsKnown(mode)),
                  {job.Source.WorkPath, job.Destination.WorkPath, mode == RestoreMode::Incremental,
-                  u": 還原檔案 (失敗)：", false, false, job.Extras.KeepHardLinks}) {}
+                  u": 還原檔案 (失敗)：", false, false, job.Extras.KeepHardLinks}),
+        job_(job) {}
 
  protected:
   bool EnterFolder() override { return !Cancelled(); }
+  std::u16string_view PlaceOfOthers(const FolderPair& pair) override {
+    return PlaceOfOthersIn(context_.Files, pair.Source, paths_.Source(), job_);
+  }
+
+ private:
+  const BackupJob& job_;
 };
 
 /// Enters only what leads to something picked.
@@ -34,10 +41,14 @@ class PickedWalk final : public TreeWalk {
       : TreeWalk(context, Scope::OfPicked(job.Source.WorkPath, pick.Paths),
                  {job.Source.WorkPath, job.Destination.WorkPath, true, u": 還原檔案 (失敗)：",
                   !pick.ReplaceNewer, false, job.Extras.KeepHardLinks}),
+        job_(job),
         paths_wanted_(pick.Paths) {}
 
  protected:
   bool EnterFolder() override { return !Cancelled(); }
+  std::u16string_view PlaceOfOthers(const FolderPair& pair) override {
+    return PlaceOfOthersIn(context_.Files, pair.Source, paths_.Source(), job_);
+  }
   /// A folder that only leads to something picked, or the target itself, is not a copy.
   bool FinishesFolder(const FolderPair& pair) override {
     const std::u16string at = scope_.Relative(paths_.Source());
@@ -45,6 +56,7 @@ class PickedWalk final : public TreeWalk {
   }
 
  private:
+  const BackupJob& job_;
   const PathSet& paths_wanted_;
 };
 

@@ -304,7 +304,7 @@ void Synchronisation::PlanFile(const Folder& folder, const FolderEntry& entry,
 void Synchronisation::NotePlace(const Folder& folder, std::u16string_view archive,
                                 std::u16string_view path) {
   if (!place_of_others_.empty()) return;
-  if (IsPlaceOfOthers(folder, archive, path, job_)) place_of_others_ = path;
+  if (IsPlaceOfOthers(context_.Files, folder, archive, path, job_)) place_of_others_ = path;
 }
 
 void Synchronisation::PlanFailure(bool is_folder, PlanReason reason, std::u16string_view path) {

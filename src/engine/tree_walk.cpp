@@ -86,6 +86,15 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
     return LeaveRootOut(PlanReason::OwnPlace);
   }
   if (scope_.IsOwn(paths_.Source(), pair.Source ? &pair.SourceStatus : nullptr)) return;
+  const std::u16string_view others =
+      parent && !context_.Force ? PlaceOfOthers(pair) : std::u16string_view();
+  if (!others.empty()) {
+    ++context_.Counters.FailedFiles;
+    context_.LogTimed(u": 屬於其他排程的備份，沒有處理 (失敗)：", others);
+    if (context_.Plan)
+      context_.Plan->Add(PlanAction::Fail, PlanReason::Blocked, true, BelowRoot({}));
+    return;
+  }
   if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
     dest_.KeepMetadata(pair.Source, pair.Dest);
   }

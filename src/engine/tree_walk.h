@@ -48,6 +48,9 @@ class TreeWalk {
   virtual bool MayChange() { return true; }
   /// Whether copies that stay are set right in what they have beside their content.
   virtual bool KeepsMetadata() const { return false; }
+  /// The path of the backup's side of the pair where that is another job's backup, which stays
+  /// apart from this one's; else empty. Asked of folders below the roots.
+  virtual std::u16string_view PlaceOfOthers(const FolderPair&) { return {}; }
   /// Around all that is done in the destination's root, which can be written to. Not in a plan.
   virtual void RootReady(const FolderPair&) {}
   virtual void RootDone(const FolderPair&) {}

@@ -175,7 +175,7 @@ TEST_F(OwnershipTest, OnlyMarkedStatesOfTheJobGo) {
   }
   OnDay(15);
   ASSERT_EQ(Run(0), RunOutcome::Ran);
-  EXPECT_EQ(states(10, 15), "12 13 14 15 ");
+  EXPECT_EQ(states(10, 15), "11 12 13 14 15 ");
   EXPECT_TRUE(Logged(": 保留沒有這個排程標記的舊備份 (略過)：D:\\12\\docs\\")) << LogLines();
   EXPECT_EQ(Job(0).Extras.Made, std::vector<std::u16string>{u"D:\\15\\docs\\"});
 }

@@ -120,7 +120,7 @@ def prove_runs(windows, source):
     same(source, dest / "full", "full")
 
     windows.run("add", "--name", "差異", "--source", "C:\\來源", "--dest", "C:\\dest\\full",
-                "--no-source-folder", "--type", "differential")
+                "--no-source-folder", "--type", "differential", "--adopt")
     changed = sorted((source / "文件").iterdir())[:7]
     for path in changed:
         path.write_text("新的內容", encoding="utf-8")

@@ -89,7 +89,8 @@ Result<File> Folder::MakeFile(std::u16string_view name, const FileStatus& like) 
   if (native.empty()) return Result<File>::Fail(EINVAL);
   const int handle = Retry([&] {
     return openat(handle_, native.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                  static_cast<mode_t>(like.Mode & 0777));
+                  // Its attributes can be set only while its owner may write to it.
+                  static_cast<mode_t>((like.Mode & 0777) | S_IWUSR));
   });
   if (handle < 0) return Result<File>::Fail(errno);
   return {File(handle), 0};

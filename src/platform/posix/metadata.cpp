@@ -158,9 +158,18 @@ struct Carrying {
 };
 
 /// Carries the extended attributes over; true where the permissions may have changed with them.
+/// `present`: those of an entry that is no link.
 bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& how,
-                         MetadataUpdate& update) {
+                         MetadataUpdate& update, std::optional<mode_t> present = {}) {
   bool access = false;
+  // Those of a read-only entry can be changed only while its owner may write to it.
+  const auto try_unlocked = [&](const auto& change) {
+    const ErrorCode error = change();
+    if (error != EACCES || !present || (*present & S_IWUSR)) return error;
+    if (to.SetMode(*present | S_IWUSR) != 0) return error;
+    access = true;
+    return change();
+  };
   const auto changed = [&](std::string_view name, ErrorCode error) {
     if (error && IsBeyond(error, name)) return;
     if (error && !update.Error) update.Error = error;
@@ -174,7 +183,7 @@ bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& h
     if (!IsCarried(name) || (how.LooksOnly && !MaySet(name))) continue;
     const std::optional<std::string> value = source.Get(name.data());
     if (!value || (how.Removes && to.Get(name.data()) == value)) continue;
-    changed(name, how.LooksOnly ? 0 : to.Set(name.data(), *value));
+    changed(name, how.LooksOnly ? 0 : try_unlocked([&] { return to.Set(name.data(), *value); }));
   }
   if (!how.Removes) return access;
   const std::string there = to.Names();
@@ -185,7 +194,7 @@ bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& h
     }
     // A source whose file system has no such thing says nothing about it.
     if (source.Get(name.data()) || errno != ENODATA) continue;
-    changed(name, how.LooksOnly ? 0 : to.Remove(name.data()));
+    changed(name, how.LooksOnly ? 0 : try_unlocked([&] { return to.Remove(name.data()); }));
   }
   return access;
 }
@@ -227,12 +236,15 @@ MetadataUpdate CarryOver(const Entry& to, const FileStatus& current, const Entry
     // The system takes these bits away when the owner changes.
     if (given || grouped) present &= ~kSetId;
   }
-  const bool access = source && CarryAttributesOver(to, *source, how, update);
+  const bool is_link = current.Kind == FileKind::Link;
+  const bool access =
+      source && CarryAttributesOver(to, *source, how, update,
+                                    is_link ? std::nullopt : std::optional<mode_t>(present));
   // What is only held may not be opened, and then not asked for its flags.
   if (source && how.Removes && to.Path().empty() && source->Path().empty()) {
     update.Attributes |= CarryTreatment(to.Handle(), source->Handle(), how);
   }
-  if (how.LooksOnly || current.Kind == FileKind::Link || (mode == present && !access)) {
+  if (how.LooksOnly || is_link || (mode == present && !access)) {
     return update;
   }
   const ErrorCode error = SetModeOf(to, mode, present);
