@@ -52,9 +52,7 @@ bool Session::Lock(std::u16string_view purpose) {
 }
 
 BackupJob* Session::FindJob(const std::string& name) {
-  // The store reads a quotation mark as an apostrophe; a name may be given either way.
-  const std::u16string stored = ReplaceAll(FromUtf8(name), u"\"", u"'");
-  const std::int32_t index = program_->Store.FindJob(stored);
+  const std::int32_t index = program_->Store.FindJob(FromUtf8(name));
   if (index >= 0) return &program_->Store.Jobs[static_cast<std::size_t>(index)];
   PrintError("no such job: " + Printable(FromUtf8(name)));
   return nullptr;

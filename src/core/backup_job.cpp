@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "base/number.h"
+#include "base/text.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -29,6 +30,14 @@ const Interval& IntervalOf(IntervalKind kind) {
 }
 
 }  // namespace
+
+std::u16string KeptName(std::u16string_view name) {
+  return ReplaceAll(name, u"\"", u"'");
+}
+
+bool IsNamed(const BackupJob& job, std::u16string_view name) {
+  return !job.Deleted && EqualNoCase(KeptName(job.Name), KeptName(name));
+}
 
 BackupType JobType(const BackupJob& job) {
   if (job.Compressed) return BackupType::Compressed;

@@ -59,6 +59,12 @@ struct BackupJob {
   JobExtras Extras;                   ///< kept beside the store
 };
 
+/// A job's name as it comes back from the store, which keeps a quotation mark as an apostrophe.
+std::u16string KeptName(std::u16string_view name);
+/// True when a job that is not Deleted has this name, as both are kept, without regard to letter
+/// case.
+bool IsNamed(const BackupJob& job, std::u16string_view name);
+
 /// Compressed before synchronising before differential before full.
 BackupType JobType(const BackupJob& job);
 /// Sets the three type flags; a synchronising job is differential as well.

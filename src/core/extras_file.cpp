@@ -38,8 +38,7 @@ std::u16string OneLine(std::u16string_view text) {
 using Key = std::array<std::u16string, 3>;
 
 Key KeyOf(const BackupJob& job) {
-  return {ReplaceAll(OneLine(job.Name), u"\"", u"'"), OneLine(job.Source.Path),
-          OneLine(job.Destination.Path)};
+  return {KeptName(OneLine(job.Name)), OneLine(job.Source.Path), OneLine(job.Destination.Path)};
 }
 
 struct KeyHash {

@@ -35,7 +35,7 @@ std::u16string_view UnstorableField(const JobForm& form) {
 
 bool IsTaken(std::u16string_view name, const std::vector<BackupJob>& jobs, std::int32_t own) {
   return std::any_of(jobs.begin(), jobs.end(), [&](const BackupJob& other) {
-    return !other.Deleted && other.JobIndex != own && EqualNoCase(other.Name, name);
+    return other.JobIndex != own && IsNamed(other, name);
   });
 }
 

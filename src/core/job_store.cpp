@@ -81,7 +81,7 @@ bool ParseJobLine(std::u16string_view line, BackupJob& job) {
   if (fields.Count() < kFewestFields) return false;
   job = {};
   job.Enabled = fields.Flag(0);
-  job.Name = ReplaceAll(fields.Text(1), u"\"", u"'");
+  job.Name = KeptName(fields.Text(1));
   job.IncludeSubfolders = fields.Flag(2);
   job.Compressed = fields.Flag(3);
   job.Source.Path = fields.Text(4);
@@ -211,7 +211,7 @@ int JobStore::ExportJobs(std::u16string_view folder) const {
 
 std::int32_t JobStore::FindJob(std::u16string_view name) const {
   for (std::size_t i = 0; i < Jobs.size(); ++i) {
-    if (!Jobs[i].Deleted && EqualNoCase(Jobs[i].Name, name)) return static_cast<std::int32_t>(i);
+    if (IsNamed(Jobs[i], name)) return static_cast<std::int32_t>(i);
   }
   return -1;
 }

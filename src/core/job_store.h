@@ -48,7 +48,7 @@ class JobStore {
   SharedFile& File() { return file_; }
   SharedFile& Extras() { return extras_.File(); }
 
-  /// The first job of that name without regard to letter case, not Deleted; -1 when there is none.
+  /// The first job that IsNamed so; -1 when there is none.
   std::int32_t FindJob(std::u16string_view name) const;
 
   std::vector<BackupJob> Jobs;

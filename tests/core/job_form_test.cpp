@@ -12,13 +12,15 @@ namespace {
 
 class JobFormTest : public testing::Test {
  protected:
-  std::vector<BackupJob> jobs_{1};
+  std::vector<BackupJob> jobs_{2};
   BackupJob job_;
   JobForm form_;
 
   JobFormTest() {
     jobs_[0].Name = u"Photos";
     jobs_[0].JobIndex = 0;
+    jobs_[1].Name = u"The 'Old' ones";
+    jobs_[1].JobIndex = 1;
     form_.Name = u" docs ";
     form_.Source = u" C:\\Data";
     form_.Destination = u"D:\\Backup \\ 2009 \\ ";
@@ -51,6 +53,8 @@ TEST_F(JobFormTest, EachCheckRefusesWithItsMessageAndLeavesTheJobAlone) {
        u"您所指定的星期無法辨識，備份排程將會無法正常進行！"},
       {FormCheck::NoName, [](JobForm& f) { f.Name = u"  ", f.Source = u""; }, u""},
       {FormCheck::DuplicateName, [](JobForm& f) { f.Name = u"photos ", f.Source = u""; },
+       u"備份排程名稱重複，請另外指定一個新的備份排程名稱。"},
+      {FormCheck::DuplicateName, [](JobForm& f) { f.Name = u"The \"Old\" ones"; },
        u"備份排程名稱重複，請另外指定一個新的備份排程名稱。"},
       {FormCheck::SourceMissing, [](JobForm& f) { f.Source = u"C:\\Other", f.Destination = u""; },
        u"來源資料夾無法偵測到它的存在，請重新指定資源資料夾。"},
