@@ -2,6 +2,7 @@
 // ones.
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/mount.h>
 
 #include <map>
 
@@ -56,6 +57,13 @@ class JobDisksTest : public testing::TestWithParam<BackupType>, protected TestPr
     fs::create_directories(Source());
   }
   static std::u16string Real(const fs::path& path) { return TempFolder::Text(fs::canonical(path)); }
+  /// What the test's own folders lie on.
+  std::u16string Here() const {
+    MountTable mounts;
+    mounts.Load();
+    const std::u16string point = mounts.PointOf(Real(Temp.Root()));
+    return point.empty() ? std::u16string(u"/") : point;
+  }
   void ExpectRan(std::size_t questions) {
     EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
     EXPECT_FALSE(Job().LastRunResult.Stopped);
@@ -150,7 +158,7 @@ TEST_P(JobDisksTest, ARestoreAsksAboutTheDisksThatItReadsOrFills) {
 TEST_P(JobDisksTest, WhatTheRunDoesNotComeToMayBeAway) {
   fs::create_directories(Source() / "inner" / "Temp");
   const auto away = [&](const fs::path& point) {
-    Job().Extras.Mounts = {{true, Real(point), {}}, {true, u"/", {}}, {false, u"/", {}}};
+    Job().Extras.Mounts = {{true, Real(point), {}}, {true, Here(), {}}, {false, Here(), {}}};
   };
   Program.Exclusions.ExcEnabled = true;
   away(Source() / "inner" / "Temp");
@@ -161,6 +169,36 @@ TEST_P(JobDisksTest, WhatTheRunDoesNotComeToMayBeAway) {
   Job().IncludeSubfolders = false;
   away(Source() / "inner");
   ExpectRan(0);
+}
+
+TEST_P(JobDisksTest, WhatLiesOverAPlaceOrBehindItsLinkIsNotTheSource) {
+  fs::create_directories(Temp.Root() / "real");
+  fs::rename(Source(), Temp.Root() / "real" / "src");
+  fs::create_directory_symlink(Temp.Root() / "real" / "src", Source());
+  ExpectRan(0);
+  ExpectRan(0);
+  // The place was on another disk then.
+  for (KnownMount& known : Job().Extras.Mounts) {
+    if (known.OfSource) known = {true, Real(Temp.Root() / "real"), {}};
+  }
+  fs::remove(Source());
+  fs::create_directories(Temp.Root() / "other");
+  WriteTestFile(Temp.Root() / "other" / "stray", "x");
+  fs::create_directory_symlink(Temp.Root() / "other", Source());
+  ExpectStopped(RunRefusal::DiskAway, u"來源磁碟沒有掛載：" + Real(Temp.Root() / "real"));
+  if (mount("none", (Temp.Root() / "real").c_str(), "tmpfs", 0, "size=512k") != 0) return;
+  ExpectStopped(RunRefusal::DiskAway, u"來源不在先前的磁碟上：" + Real(Temp.Root() / "other"));
+  umount((Temp.Root() / "real").c_str());
+  // Something is mounted over it.
+  for (KnownMount& known : Job().Extras.Mounts) {
+    if (known.OfSource) known = {true, Here(), {}};
+  }
+  ASSERT_EQ(mount("none", (Temp.Root() / "other").c_str(), "tmpfs", 0, "size=512k"), 0);
+  if (Here() == u"/") {
+    ExpectStopped(RunRefusal::DiskAway,
+                  u"來源磁碟不是先前的那一個：" + Real(Temp.Root() / "other"));
+  }
+  umount((Temp.Root() / "other").c_str());
 }
 
 TEST_P(JobDisksTest, AnEmptyOrShrunkenSourceLetsNoOldBackupGo) {

@@ -111,6 +111,36 @@ TEST_F(OwnershipTest, ARunAsksBeforeItEntersWhatAnotherJobMade) {
   EXPECT_FALSE(*IsMadeBy(Temp.Files(), Job(1), u"D:\\docs\\"));
 }
 
+TEST_F(OwnershipTest, ABackupInsideAnothersDestinationStaysApart) {
+  // The one writes to D:\\docs\\, the other to D:\\ and has a folder of that name.
+  Add(u"b");
+  BackupJob& outer = AddJob(BackupType::Synchronise);
+  outer.Source.Path = u"C:\\a\\";
+  outer.Destination.Path = u"D:\\";
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  Host.GoOn = true;
+  ASSERT_EQ(Run(1), RunOutcome::Ran);
+  EXPECT_EQ(Program.Context.Counters.FailedFiles, 1U);
+  EXPECT_TRUE(Logged(": 屬於其他排程的備份，沒有處理 (失敗)：D:\\docs\\")) << LogLines();
+  EXPECT_EQ(ReadTestFile(Place() / "theirs"), "b");
+  EXPECT_FALSE(fs::exists(Place() / "mine"));
+  EXPECT_EQ(Restore(1), RunOutcome::Ran);
+  EXPECT_FALSE(fs::exists(Temp.DriveC() / "a" / "docs" / "theirs"));
+}
+
+TEST_F(OwnershipTest, WhatAFormerSourceLeftIsNeitherRestoredNorLetGo) {
+  BackupJob& job = Add(u"a", BackupType::Full, u"D:\\<dd>\\");
+  job.Extras.KeepNewest = 1;
+  OnDay(10);
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  Job(0).Source.Path = u"C:\\b\\docs\\";
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  EXPECT_EQ(Restore(0), RunOutcome::Guarded);
+  OnDay(11);
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  EXPECT_TRUE(fs::exists(Temp.DriveD() / "10" / "docs" / "mine"));
+}
+
 TEST_F(OwnershipTest, PlacesWithoutAMarkAskOnlyWhereAnotherJobHasBeen) {
   // What a version has left that wrote no marks, and files of the user's own.
   AddBoth();
