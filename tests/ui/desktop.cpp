@@ -55,8 +55,8 @@ bool DesktopTest::Becomes(const std::function<bool()>& condition) {
 }
 
 std::string DesktopTest::Window() {
-  // By its plain letters alone: the search reads the old form of the title, which is in the locale's
-  // encoding, and the C locale has no Chinese.
+  // By its plain letters alone: the search reads the old form of the title, which is in the
+  // locale's encoding, and the C locale has no Chinese.
   return Shell("xdotool search --onlyvisible --name '^Kavrel Ver 2.05 ' | head -1");
 }
 
