@@ -129,7 +129,8 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
   PrintResult(job, program, words);
   tell_of_log();
   const std::u16string& folder = job.Destination.WorkPath;
-  if (job.LastRunResult.FailedFiles > 0 && !program.Files.FolderExists(folder)) {
+  if (job.LastRunResult.FailedFiles > 0 && !program.Files.FolderExists(folder) &&
+      !program.Exclusions.IsFolderExcluded(job.Source.Path)) {
     PrintError(Printable(job.Name) +
                ": the destination does not exist and cannot be made: " + Printable(folder));
   }

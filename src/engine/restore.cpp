@@ -95,8 +95,12 @@ bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_vie
 class RestoreDisks {
  public:
   RestoreDisks(const BackupJob& job, const RestorePick* pick) : job_(job) {
-    scope_.Source = !pick || pick->Target.empty();
-    if (pick) scope_.Picked = &pick->Paths;
+    // Another folder may be the source's own, or lie in it.
+    const bool to_source = !pick || pick->Target.empty();
+    const bool into_source =
+        pick && PathStartsWith(AddBackslash(pick->Target), AddBackslash(job.Source.Path));
+    scope_.Source = to_source || into_source;
+    if (pick && to_source) scope_.Picked = &pick->Paths;
     // A run reads the one and writes the other.
     job_.Source.WorkPath = job.Source.Path;
     job_.Destination.WorkPath = job.Source.WorkPath;

@@ -135,11 +135,13 @@ TEST_P(JobDisksTest, ARestoreAsksAboutTheDisksThatItReadsOrFills) {
     EXPECT_FALSE(Program.State.CancelRequested);
     fs::remove_all(Source() / "sub");
   };
-  RestorePick whole, some, elsewhere;
+  RestorePick whole, some, elsewhere, own;
   whole.Paths.Add(u"");
   some.Paths.Add(u"sub");
   elsewhere.Paths.Add(u"");
   elsewhere.Target = TempFolder::Text(Temp.Root() / "elsewhere");
+  own.Paths.Add(u"");
+  own.Target = u"C:\\src";
   for (const auto& [mount, picked, aside] :
        {std::tuple(KnownMount{true, Real(Source()), {}}, false, true),
         std::tuple(KnownMount{true, Real(Source() / "inner"), {}}, true, true),
@@ -149,6 +151,7 @@ TEST_P(JobDisksTest, ARestoreAsksAboutTheDisksThatItReadsOrFills) {
     restores(&whole, false);
     restores(&some, picked);
     restores(&elsewhere, aside);
+    restores(&own, false);
     EXPECT_EQ(Job().Extras.Mounts, std::vector{mount});
   }
   Program.Context.Force = true;
