@@ -16,15 +16,21 @@ bool IsKnown(RestoreMode mode) {
   return mode == RestoreMode::Full || mode == RestoreMode::Incremental;
 }
 
-class RestoreWalk final : public TreeWalk {
+/// Back from the job's backup, of which nothing that another job made is a part.
+class RestoreWalk : public TreeWalk {
  public:
+  /// All of it, in this mode.
   RestoreWalk(RunContext& context, const BackupJob& job, RestoreMode mode)
-      : TreeWalk(context, Scope::OfRestore(job.IncludeSubfolders, IsKnown(mode)),
-                 {job.Source.WorkPath, job.Destination.WorkPath, mode == RestoreMode::Incremental,
-                  u": 還原檔案 (失敗)：", false, false, job.Extras.KeepHardLinks}),
-        job_(job) {}
+      : RestoreWalk(context, job, Scope::OfRestore(job.IncludeSubfolders, IsKnown(mode)),
+                    mode == RestoreMode::Incremental, false) {}
 
  protected:
+  RestoreWalk(RunContext& context, const BackupJob& job, Scope scope, bool compare, bool keep_newer)
+      : TreeWalk(context, std::move(scope),
+                 {job.Source.WorkPath, job.Destination.WorkPath, compare, u": 還原檔案 (失敗)：",
+                  keep_newer, false, job.Extras.KeepHardLinks}),
+        job_(job) {}
+
   bool EnterFolder() override { return !Cancelled(); }
   std::u16string_view PlaceOfOthers(const FolderPair& pair) override {
     return PlaceOfOthersIn(context_.Files, pair.Source, paths_.Source(), job_);
@@ -35,20 +41,14 @@ class RestoreWalk final : public TreeWalk {
 };
 
 /// Enters only what leads to something picked.
-class PickedWalk final : public TreeWalk {
+class PickedWalk final : public RestoreWalk {
  public:
   PickedWalk(RunContext& context, const BackupJob& job, const RestorePick& pick)
-      : TreeWalk(context, Scope::OfPicked(job.Source.WorkPath, pick.Paths),
-                 {job.Source.WorkPath, job.Destination.WorkPath, true, u": 還原檔案 (失敗)：",
-                  !pick.ReplaceNewer, false, job.Extras.KeepHardLinks}),
-        job_(job),
+      : RestoreWalk(context, job, Scope::OfPicked(job.Source.WorkPath, pick.Paths), true,
+                    !pick.ReplaceNewer),
         paths_wanted_(pick.Paths) {}
 
  protected:
-  bool EnterFolder() override { return !Cancelled(); }
-  std::u16string_view PlaceOfOthers(const FolderPair& pair) override {
-    return PlaceOfOthersIn(context_.Files, pair.Source, paths_.Source(), job_);
-  }
   /// A folder that only leads to something picked, or the target itself, is not a copy.
   bool FinishesFolder(const FolderPair& pair) override {
     const std::u16string at = scope_.Relative(paths_.Source());
@@ -56,7 +56,6 @@ class PickedWalk final : public TreeWalk {
   }
 
  private:
-  const BackupJob& job_;
   const PathSet& paths_wanted_;
 };
 
