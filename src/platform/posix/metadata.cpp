@@ -253,7 +253,7 @@ MetadataUpdate CarryOver(const Entry& to, const FileStatus& current, const Entry
 }
 
 posix::Handle OpenForRemark(int folder, std::u16string_view name) {
-  const std::string native = name.empty() ? "." : posix::NativeName(name);
+  const std::string native = posix::NativeName(name);
   return posix::Handle(
       openat(folder, native.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
 }
@@ -316,17 +316,17 @@ ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder& source) co
 }
 
 Result<std::string> Folder::ReadRemark(std::u16string_view name) const {
-  const posix::Handle file = OpenForRemark(handle_, name);
-  if (!file) return Result<std::string>::Fail(errno);
-  std::optional<std::string> text = Entry(file.Get(), false).Get(kRemark);
+  const posix::Handle file = name.empty() ? posix::Handle() : OpenForRemark(handle_, name);
+  if (!name.empty() && !file) return Result<std::string>::Fail(errno);
+  std::optional<std::string> text = Entry(file ? file.Get() : handle_, false).Get(kRemark);
   if (text) return {std::move(*text), 0};
   return Result<std::string>::Fail(errno == ENODATA || errno == EOPNOTSUPP ? ENOENT : errno);
 }
 
 ErrorCode Folder::WriteRemark(std::u16string_view name, const std::string& text) const {
-  const posix::Handle file = OpenForRemark(handle_, name);
-  if (!file) return errno;
-  const Entry entry(file.Get(), false);
+  const posix::Handle file = name.empty() ? posix::Handle() : OpenForRemark(handle_, name);
+  if (!name.empty() && !file) return errno;
+  const Entry entry(file ? file.Get() : handle_, false);
   const ErrorCode error = text.empty() ? entry.Remove(kRemark) : entry.Set(kRemark, text);
   if (error == ENODATA) return 0;
   const bool no_place =
