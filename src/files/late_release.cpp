@@ -1,5 +1,6 @@
 #include "files/late_release.h"
 
+#include <algorithm>
 #include <system_error>
 
 #include "platform/wake.h"
@@ -9,9 +10,11 @@ namespace kavrel {
 namespace {
 // With the number of files that may wait, 64 MiB at the most are still taken.
 constexpr std::uint64_t kLargest = std::uint64_t{1} << 18;
+/// A thread for which fewer wait than these needs no other beside it.
+constexpr std::uint32_t kKeepsUp = 16;
 }  // namespace
 
-LateRelease::~LateRelease() {
+LateRelease::Lane::~Lane() {
   if (!thread_.joinable()) return;
   stopping_ = true;
   ++signal_;
@@ -21,12 +24,24 @@ LateRelease::~LateRelease() {
 
 void LateRelease::Take(File held) {
   const Result<FileStatus> status = held.Status();
-  if (!status || status->Allocated > kLargest || given_ - released_ == kMost) return;
+  if (!status || status->Allocated > kLargest) return;
+  const auto keeps_up = [](const Lane& lane) { return lane.Waiting() < kKeepsUp; };
+  const auto has_room = [](const Lane& lane) { return lane.Waiting() < Lane::kMost; };
+  auto lane = std::find_if(lanes_.begin(), lanes_.end(), keeps_up);
+  if (lane == lanes_.end()) lane = std::find_if(lanes_.begin(), lanes_.end(), has_room);
+  if (lane != lanes_.end()) lane->Take(std::move(held));
+}
+
+void LateRelease::Drain() {
+  for (Lane& lane : lanes_) lane.Drain();
+}
+
+void LateRelease::Lane::Take(File held) {
   if (!thread_.joinable()) {
     try {
       thread_ = std::thread([this] { Loop(); });
     } catch (const std::exception&) {
-      return;  // Out of threads or memory: at once, then.
+      return;  // Out of threads or memory.
     }
   }
   held_[given_ % kMost] = std::move(held);
@@ -35,13 +50,13 @@ void LateRelease::Take(File held) {
   Wake(signal_);
 }
 
-void LateRelease::Drain() {
+void LateRelease::Lane::Drain() {
   for (std::uint32_t done = released_; done != given_; done = released_) {
     SleepWhile(released_, done);
   }
 }
 
-void LateRelease::Loop() {
+void LateRelease::Lane::Loop() {
   for (;;) {
     const std::uint32_t seen = signal_;
     if (released_ != given_) {
