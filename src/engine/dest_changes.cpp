@@ -161,13 +161,13 @@ class DestChanges::FinishChange final : public Change {
  public:
   /// One handle is enough to wait with. What needs the source's is carried over now, and what would
   /// keep the owner from changing the folder when nobody does any more.
-  FinishChange(DestChanges& changes, const FolderPair& pair, bool source_is_root,
+  FinishChange(DestChanges& changes, const FolderPair& pair, bool times_only,
                std::u16string_view path)
       : changes_(changes),
         folder_(pair.Shared),
-        finish_{pair.SourceStatus, pair.DestFound, source_is_root},
+        finish_{pair.SourceStatus, pair.DestFound, times_only},
         path_(path) {
-    if (source_is_root) return;
+    if (times_only) return;
     constexpr std::uint32_t kOwnerMay = 0700;
     FileStatus now = finish_.Like;
     now.Mode |= kOwnerMay;
@@ -331,18 +331,27 @@ void DestChanges::GiveName(const FolderPair& pair) {
 void DestChanges::FinishFolder(const FolderPair& pair, bool source_is_root,
                                std::u16string_view path) {
   if (!pair.Source) return;
+  const bool times_only = source_is_root || IsFinished(pair);
   if (pair.Shared && group_.Pending()) {
-    group_.Add(pair.Shared, std::make_unique<FinishChange>(*this, pair, source_is_root, path));
+    group_.Add(pair.Shared, std::make_unique<FinishChange>(*this, pair, times_only, path));
   } else {
-    FinishNow(pair.Dest, pair.Source, {pair.SourceStatus, pair.DestFound, source_is_root}, path);
+    FinishNow(pair.Dest, pair.Source, {pair.SourceStatus, pair.DestFound, times_only}, path);
   }
+}
+
+bool DestChanges::IsFinished(const FolderPair& pair) const {
+  // The times come last: where they are the source's, the attributes were set before them. A folder
+  // that its owner may not write to was made writable by this run.
+  return metadata_ && pair.DestFound && OwnerMayAll(*pair.DestFound) &&
+         pair.DestFound->Written == pair.SourceStatus.Written &&
+         !MayDiffer(pair.SourceStatus, *pair.DestFound);
 }
 
 void DestChanges::FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
                             std::u16string_view path) {
   const FileStatus& like = finish.Like;
-  const MetadataUpdate update = FinishDestination(dest, like, source, finish.SourceIsRoot);
-  if (metadata_ && finish.Found && !finish.SourceIsRoot) {
+  const MetadataUpdate update = FinishDestination(dest, like, source, finish.TimesOnly);
+  if (metadata_ && finish.Found && !finish.TimesOnly) {
     bool changed = update.Attributes || finish.Updated;
     if (!changed && metadata_->Differs(like, *finish.Found)) {
       const Result<FileStatus> now = dest.Status();

@@ -62,6 +62,12 @@ class DestChanges {
   void KeepMetadata(const Folder& source, const Folder& dest) { metadata_.emplace(source, dest); }
   /// Null where nothing is compared.
   const MetadataPlace* Metadata() const { return metadata_ ? &*metadata_ : nullptr; }
+  /// Whether two looks leave it open that a copy differs from its source beside its content. False
+  /// where nothing is compared.
+  bool MayDiffer(const FileStatus& source, const FileStatus& dest) const {
+    return metadata_ &&
+           (metadata_->Differs(source, dest) || metadata_->AttributesMayDiffer(source, dest));
+  }
   /// A file that is left alone, both sides of which have been looked at. Not where its copy has
   /// several names: nothing is written through one of them for another.
   void UpdateFile(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
@@ -103,9 +109,11 @@ class DestChanges {
   struct Finish {
     FileStatus Like;
     std::optional<FileStatus> Found;  ///< the folder before, where it is to be compared
-    bool SourceIsRoot;
+    bool TimesOnly;        ///< its attributes are what they should be, or belong to the drive
     bool Updated = false;  ///< its extended attributes were set right already
   };
+  /// Whether a run before has finished the folder and its attributes need no look.
+  bool IsFinished(const FolderPair& pair) const;
   void FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
                  std::u16string_view path);
   void CountUpdated(std::u16string_view path);

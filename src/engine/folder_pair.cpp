@@ -107,16 +107,19 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
     pair.DestIsNew = true;
   }
   // A copy of a read-only folder must take files, too; it gets its permissions when it is done.
-  pair.Dest.MakeWritable();
-  pair.DestManners = pair.Dest.Manners();
+  const std::optional<FileStatus>& found = pair.DestFound;
+  if (!found || !OwnerMayAll(*found)) pair.Dest.MakeWritable();
+  const bool one_disk =
+      parent && parent->DestFound && found && parent->DestFound->Device == found->Device;
+  pair.DestManners = one_disk ? parent->DestManners : pair.Dest.Manners();
   pair.DestPassesAccessOn = pair.Dest.PassesAccessOn();
   return true;
 }
 
 MetadataUpdate FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
-                                 bool source_is_root) {
+                                 bool times_only) {
   MetadataUpdate update;
-  if (!source_is_root) update = dest.UpdateMetadata({}, like, source);
+  if (!times_only) update = dest.UpdateMetadata({}, like, source);
   if (const ErrorCode error = dest.SetTimes(like)) update.Error = error;
   return update;
 }

@@ -104,9 +104,14 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
                      const WalkPaths& paths, FolderPair& pair);
 
 /// Gives the destination the source's times, after its content, and its attributes, `like` being
-/// the source's status. Those of a source that is a root belong to the drive, not to the data: they
-/// stay.
+/// the source's status; with `times_only` the attributes stay.
 MetadataUpdate FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
-                                 bool source_is_root);
+                                 bool times_only);
+
+/// Whether a folder lets its owner do everything in it. False where there are no such permissions.
+inline bool OwnerMayAll(const FileStatus& folder) {
+  constexpr std::uint32_t kAll = 0700;
+  return (folder.Mode & kAll) == kAll;
+}
 
 }  // namespace kavrel

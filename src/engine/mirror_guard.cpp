@@ -83,10 +83,11 @@ class LookAhead {
 
   void Walk(const FolderPair* parent, std::u16string_view name) {
     if (scope_.IsExcluded(paths_.Source())) return;
-    const FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
+    FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
     if (!pair.Source || !pair.Dest) return;
     const Result<FileStatus> dest = pair.Dest.Status();
     if (!dest) return;
+    pair.DestFound = *dest;
     if (!synchronisation_) {
       scope_.SetOwn({dest->Device, dest->Id, true});
       if (scope_.IsOwnRoot(paths_.Source(), pair.Source)) return;

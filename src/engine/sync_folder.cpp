@@ -73,7 +73,8 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   std::vector<std::uint64_t> held;
   going_.clear();
   std::u16string path(paths.Dest());
-  const Result<FileStatus> dest = pair.Dest.Status();
+  const Result<FileStatus> dest =
+      pair.DestFound ? Result<FileStatus>{*pair.DestFound, 0} : pair.Dest.Status();
   const ForeseenFolders::Folder* foreseen = dest ? foreseen_.Find(*dest) : nullptr;
   if (foreseen) {
     SyncForeseen(pair, *foreseen, path, *dest);
@@ -85,7 +86,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     return false;
   }
   // A copy of a read-only folder is read-only, too.
-  if (!context_.Plan) pair.Dest.MakeWritable();
+  if (!context_.Plan && !OwnerMayAll(*dest)) pair.Dest.MakeWritable();
   bool comes_back = false;
   KeptEntries kept(pair);
   FolderReader reader(pair.Dest);
@@ -119,7 +120,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
 void Synchronisation::SyncForeseen(const FolderPair& pair, const ForeseenFolders::Folder& foreseen,
                                    std::u16string& path, const FileStatus& dest) {
   if (foreseen.Gone.empty()) return;
-  pair.Dest.MakeWritable();
+  if (!OwnerMayAll(dest)) pair.Dest.MakeWritable();
   bool comes_back = false;
   KeptEntries kept(pair, foreseen.Manners);
   for (const FolderEntry& entry : foreseen.Gone) {

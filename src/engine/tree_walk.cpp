@@ -281,10 +281,7 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
     return CopyAhead::Verdict::Wait;
   }
   if (NeedsNoCopy(source, dest, options_.Compare)) {
-    const MetadataPlace* metadata = dest_.Metadata();
-    const bool stays =
-        !metadata || !dest ||
-        !(metadata->Differs(*source, *dest) || metadata->AttributesMayDiffer(*source, *dest));
+    const bool stays = !dest || !dest_.MayDiffer(*source, *dest);
     return stays ? CopyAhead::Verdict::Leave : CopyAhead::Verdict::Wait;
   }
   if (KeepsNewer(source, dest)) return CopyAhead::Verdict::Wait;
@@ -365,10 +362,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
 void TreeWalk::SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
                         const FileStatus& dest) {
   if (!context_.Plan) {
-    const MetadataPlace* metadata = dest_.Metadata();
-    const bool may_differ = metadata && (metadata->Differs(source, dest) ||
-                                         metadata->AttributesMayDiffer(source, dest));
-    if (may_differ && PassesMayChange()) {
+    if (dest_.MayDiffer(source, dest) && PassesMayChange()) {
       dest_.UpdateFile(pair, name, source, dest, paths_.Dest());
     }
     return;
