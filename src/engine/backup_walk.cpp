@@ -21,8 +21,9 @@ class BackupWalk final : public TreeWalk {
   bool BeforeFiles(const FolderPair& pair) override;
   bool MayChange() override { return !synchronisation_ || synchronisation_->PassesGuard(); }
   bool KeepsMetadata() const override { return true; }
-  std::u16string_view PlaceOfOthers(const FolderPair& pair) override {
-    return PlaceOfOthersIn(context_.Files, pair.Dest, paths_.Dest(), job_);
+  std::u16string_view PlaceOfOthers(const FolderPair& pair, std::u16string_view archive) override {
+    path_.assign(paths_.Dest()) += archive;
+    return PlaceOfOthersIn(context_.Files, pair.Dest, archive, path_, job_);
   }
   void RootReady(const FolderPair& pair) override { MarkFolder(context_, job_, pair.Dest); }
   void RootDone(const FolderPair& pair) override {
@@ -37,6 +38,7 @@ class BackupWalk final : public TreeWalk {
 
  private:
   const BackupJob& job_;
+  std::u16string path_;
   std::optional<Synchronisation> synchronisation_;
   bool all_seen_ = true;  ///< each folder of the source could be looked through
 };

@@ -5,6 +5,7 @@
 #include "engine/place.h"
 #include "engine/refusal.h"
 #include "engine/rule_check.h"
+#include "files/folder_identity.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -20,15 +21,13 @@ bool FitsInLine(std::u16string_view text) {
   return std::none_of(text.begin(), text.end(), [](char16_t c) { return c < u' '; });
 }
 
-/// The host's own path of a folder, as far as it exists without links.
-std::u16string RealPlace(const FileSystem& files, std::u16string_view path) {
-  std::u16string rest;
-  for (; !path.empty(); path = PathFolder(path)) {
-    std::u16string real = files.RealPath(path);
-    if (!real.empty()) return real == kRoot && !rest.empty() ? rest : real + rest;
-    rest.insert(0, u"/" + std::u16string(PathName(DropBackslash(path))));
-  }
-  return {};
+/// Among the marks of a place: something that has none has been there.
+constexpr std::u16string_view kUnmarked = u"-";
+
+/// A mark, continued by a path that begins with "/" or is empty.
+std::u16string MarkBelow(std::u16string_view mark, std::u16string_view path) {
+  if (!path.empty() && mark.ends_with(u":/")) mark.remove_suffix(1);
+  return std::u16string(mark) += path;
 }
 
 class JobDisks {
@@ -63,6 +62,12 @@ class JobDisks {
     }
     for (const KnownMount& known : job_.Extras.Mounts) {
       if (Matters(known) && &known != Holder(known.OfSource)) add(MatterWith(known));
+    }
+    for (const bool of_source : {true, false}) {
+      if (scope_.KnownOnly) break;
+      for (const std::u16string& point : mounts_.DisksBelow(Place(of_source))) {
+        if (IsInside(of_source, point)) add(MatterWithNew(of_source, point));
+      }
     }
     return text;
   }
@@ -119,21 +124,33 @@ class JobDisks {
                                     IsInside(known.OfSource, known.Point));
   }
 
-  /// What the source or the destination lay on: the nearest one above its place, or, where a link
-  /// has led elsewhere since, the first of its side that is not inside it.
+  /// What the source or the destination lay on: the first that was remembered of its side. Null
+  /// where only disks inside it are known.
   const KnownMount* Holder(bool of_source) const {
-    const KnownMount *first = nullptr, *nearest = nullptr;
+    const std::u16string& place = Place(of_source);
     for (const KnownMount& known : job_.Extras.Mounts) {
-      if (known.OfSource != of_source) continue;
-      const bool above = IsAtOrBelow(Place(of_source), known.Point);
-      if (above && (!nearest || known.Point.size() > nearest->Point.size())) nearest = &known;
-      if (!first && !IsAtOrBelow(known.Point, Place(of_source))) first = &known;
+      const bool inside = known.Point != place && IsAtOrBelow(known.Point, place);
+      if (known.OfSource == of_source && !inside) return &known;
     }
-    return nearest ? nearest : first;
+    return nullptr;
   }
 
-  static bool Knows(const KnownMount& known, const std::u16string& mark) {
+  /// `mark`: of what is mounted there; empty for what has none.
+  static bool Knows(const KnownMount& known, std::u16string_view mark) {
+    if (mark.empty()) mark = kUnmarked;
     return std::find(known.Marks.begin(), known.Marks.end(), mark) != known.Marks.end();
+  }
+
+  /// Whether the place is the folder that it was, of one of the disks that were there, by whatever
+  /// mount it is reached now.
+  bool IsSameFolder(const KnownMount& known, const std::u16string& place) const {
+    if (!IsAtOrBelow(place, known.Point)) return false;
+    const std::u16string mark = mounts_.MarkOf(place);
+    const std::u16string_view below =
+        std::u16string_view(place).substr(known.Point == kRoot ? 0 : known.Point.size());
+    return !mark.empty() &&
+           std::any_of(known.Marks.begin(), known.Marks.end(),
+                       [&](const auto& one) { return MarkBelow(one, below) == mark; });
   }
 
   /// Whatever lies at the place now, by whatever path: something may be mounted over it, or a link
@@ -144,8 +161,10 @@ class JobDisks {
     std::u16string now = mounts_.PointOf(place);
     if (now.empty()) now = kRoot;
     const bool of_root = known.Point == kRoot, at_point = now == known.Point;
-    if (of_root ? at_point : at_point && known.Marks.empty()) return {};
-    if (!of_root && now != kRoot && Knows(known, mounts_.MarkOf(now))) return {};
+    if (at_point && (of_root || known.Marks.empty())) return {};
+    if (IsSameFolder(known, place)) return {};
+    const std::u16string mark = now == kRoot ? std::u16string() : mounts_.MarkOf(now);
+    if (!of_root && Knows(known, mark) && (at_point || !mark.empty())) return {};
     std::u16string text(known.OfSource ? u"來源" : u"目標");
     if (at_point || of_root) return (text += u"磁碟不是先前的那一個：") += now;
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
@@ -156,11 +175,38 @@ class JobDisks {
   std::u16string MatterWith(const KnownMount& known) const {
     const std::u16string mark = mounts_.MarkOf(known.Point);
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
-    if (Knows(known, mark) || (mounted && known.Marks.empty())) return {};
+    if (Knows(known, mark) && (mounted || !mark.empty())) return {};
+    if (mounted && known.Marks.empty()) return {};
     std::u16string text(known.OfSource ? u"來源" : u"目標");
     text += u"資料夾中的";
     text += mounted ? u"磁碟不是先前的那一個：" : u"磁碟沒有掛載：";
     return text += known.Point;
+  }
+
+  /// A disk that no run has met, mounted over a folder that a run deals with. It hides what that
+  /// held, or the run would fill it.
+  std::u16string MatterWithNew(bool of_source, const std::u16string& point) const {
+    for (const KnownMount& known : job_.Extras.Mounts) {
+      if (known.OfSource == of_source && known.Point == point) return {};
+    }
+    const std::u16string_view below = std::u16string_view(point).substr(
+        Place(of_source) == kRoot ? 1 : Place(of_source).size() + 1);
+    if (of_source ? !BackupHolds(below)
+                  : !context_.Files.FolderExists(JoinPath(job_.Source.WorkPath, below))) {
+      return {};
+    }
+    return std::u16string(of_source ? u"來源" : u"目標") + u"資料夾中掛載了先前沒有的磁碟：" +
+           point;
+  }
+
+  /// Whether the last backup has something in this folder.
+  bool BackupHolds(std::u16string_view folder) const {
+    std::u16string backup = job_.Destination.WorkPath;
+    if (!context_.Files.FolderExists(backup) && !job_.Extras.Made.empty()) {
+      backup = job_.Extras.Made.back();
+    }
+    const Result<Folder> copy = context_.Files.OpenFolder(JoinPath(backup, folder));
+    return copy && FolderReader(*copy).Next();
   }
 
   void Add(bool of_source, const std::u16string& point, std::vector<KnownMount>& present) const {
@@ -169,7 +215,9 @@ class JobDisks {
     for (const KnownMount& known : job_.Extras.Mounts) {
       if (known.OfSource == of_source && known.Point == point) mount.Marks = known.Marks;
     }
-    const std::u16string mark = point == kRoot ? std::u16string() : mounts_.MarkOf(point);
+    std::u16string mark = mounts_.MarkOf(point);
+    // Where any disk will do, one without a mark adds nothing.
+    if (mark.empty() && !mount.Marks.empty()) mark = kUnmarked;
     if (!mark.empty() && FitsInLine(mark)) {
       std::erase(mount.Marks, mark);
       if (mount.Marks.size() == kMostMarks) mount.Marks.erase(mount.Marks.begin());

@@ -13,10 +13,12 @@ namespace kavrel {
 struct DiskScope {
   bool Source = true;               ///< those of the source, too
   const PathSet* Picked = nullptr;  ///< of those inside the source, only where this leads
+  bool KnownOnly = false;           ///< what is mounted for the first time is no matter
 };
 
-/// Which of the remembered disks are not there now, or have another one in their place, in words;
-/// empty when none is, or nothing is known. The job's work paths are set. Looks at the mounts anew,
+/// Which of the remembered disks are not there now, or have another one in their place, and which
+/// are mounted for the first time over a folder that a run deals with, in words; empty when none
+/// is, or nothing is known. The job's work paths are set. Looks at the mounts anew,
 /// after a touch for disks that are only mounted when somebody asks for them. What is mounted
 /// elsewhere now is found by its mark.
 std::u16string DiskObjection(const RunContext& context, const BackupJob& job,

@@ -83,21 +83,33 @@ void RemoveEmptyAbove(const RunContext& context, const BackupJob& job, std::u16s
   }
 }
 
-/// False when the unit stays where it is and is tried again after the next run.
-/// Whether another job of the list has something in the folder, or writes there.
+/// Whether another job has something in the folder, by its mark or by the list, or writes there.
 bool HoldsAnothers(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
   const auto inside = [&](std::u16string_view path) {
     return path.size() > unit.size() && PathStartsWith(path, unit);
   };
   const std::vector<BackupJob>& jobs = context.Store.Jobs;
-  return EndsWithSeparator(unit) &&
-         std::any_of(jobs.begin(), jobs.end(), [&](const BackupJob& other) {
-           if (other.Deleted || other.JobIndex == job.JobIndex) return false;
-           return inside(AddBackslash(ExpandedDestination(other, context.Clock))) ||
-                  std::any_of(other.Extras.Made.begin(), other.Extras.Made.end(), inside);
-         });
+  return IsFolderUnit(unit) &&
+         (std::any_of(jobs.begin(), jobs.end(),
+                      [&](const BackupJob& other) {
+                        if (other.Deleted || other.JobIndex == job.JobIndex) return false;
+                        return inside(AddBackslash(ExpandedDestination(other, context.Clock))) ||
+                               std::any_of(other.Extras.Made.begin(), other.Extras.Made.end(),
+                                           inside);
+                      }) ||
+          HoldsPlaceOfOthers(context.Files, unit, job));
 }
 
+/// Whether nothing but this job's own goes with the unit.
+bool IsAlone(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
+  const std::u16string_view path = DropBackslash(unit);
+  const Result<Folder> parent = context.Files.OpenFolder(PathFolder(path));
+  const Result<FileStatus> status =
+      parent ? parent->Status(PathName(path)) : Result<FileStatus>::Fail(parent.Error);
+  return status && MayGo(context, job, *parent, *status) && !HoldsAnothers(context, job, unit);
+}
+
+/// False when the unit stays where it is and is tried again after the next run.
 bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
                const std::u16string& unit) {
   const std::u16string_view path = DropBackslash(unit);
@@ -108,12 +120,12 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
   if (IsNotFound(status.Error)) return true;
   const FileKind kind = IsFolderUnit(unit) ? FileKind::Folder : FileKind::File;
   if (status && status->Kind != kind) return true;
-  if (status && kind == FileKind::Folder) {
+  const bool alone = status && IsAlone(context, job, unit);
+  if (alone && kind == FileKind::Folder) {
     // A read-only folder cannot be moved elsewhere.
     if (const Result<Folder> folder = parent->OpenFolder(PathName(path))) folder->MakeWritable();
   }
-  if (!status || HoldsAnothers(context, job, unit) || !MayGo(context, job, *parent, *status) ||
-      bin.Recycle(*parent, PathName(path))) {
+  if (!alone || bin.Recycle(*parent, PathName(path))) {
     ++context.Counters.WarningFiles;
     LogMove(context, u"失敗", unit);
     return false;
@@ -177,7 +189,9 @@ void PlanKeepNewest(const RunContext& context, const BackupJob& job, RunPlan& pl
   }
   for (const std::u16string& old : SortUnits(context.Files, job, unit).Outdated) {
     if (!context.Files.Status(DropBackslash(old))) continue;
-    plan.Add(PlanAction::Recycle, PlanReason::Outdated, IsFolderUnit(old), old);
+    const bool alone = IsAlone(context, job, old);
+    plan.Add(alone ? PlanAction::Recycle : PlanAction::Fail,
+             alone ? PlanReason::Outdated : PlanReason::Blocked, IsFolderUnit(old), old);
   }
 }
 

@@ -97,7 +97,8 @@ class LookAhead {
       may_share_ = ProfitsFromThreads(context_, pair);
     }
     if (scope_.IsOwn(paths_.Source(), &pair.SourceStatus)) return;
-    if (parent && !PlaceOfOthersIn(context_.Files, pair.Dest, paths_.Dest(), job_).empty()) return;
+    if (parent && !PlaceOfOthersIn(context_.Files, pair.Dest, {}, paths_.Dest(), job_).empty())
+      return;
     SeenEntries seen;
     if (!synchronisation_->SyncFolder(pair, paths_, &seen)) return;
     Kept += seen.KeptFiles;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/wildcard.h"
 #include "engine/refusal.h"
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
@@ -68,6 +69,32 @@ std::vector<const BackupJob*> RanHere(const RunContext& context, const BackupJob
 std::u16string SharedText(const std::vector<const BackupJob*>& jobs, std::u16string_view folder) {
   return u"排程" + Quoted(jobs, [](const BackupJob* job) { return job->Name; }) +
          u"也備份到同一個資料夾：" + std::u16string(folder);
+}
+
+/// The archives of other jobs in a folder.
+std::vector<OwnerMark::Owner> OwnersOfArchives(const FileSystem& files, const BackupJob& job,
+                                               std::u16string_view path) {
+  const Result<Folder> folder = files.OpenFolder(path);
+  if (!folder) return {};
+  FolderReader reader(*folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    if (!IsArchiveName(entry->Name)) continue;
+    const Result<OwnerMark> mark = ReadOwnerMark(*folder, entry->Name);
+    if (mark && !mark->Names(job.Extras.Id)) return mark->Owners;
+  }
+  return {};
+}
+
+/// The nearest folder from this one upwards that is the backup of other jobs alone, in words.
+std::u16string InsideText(const FileSystem& files, const BackupJob& job, std::u16string_view path) {
+  for (path = DropBackslash(path); !path.empty(); path = PathFolder(path)) {
+    const Result<Folder> folder = files.OpenFolder(path);
+    const std::u16string place = AddBackslash(path);
+    if (!folder || !IsPlaceOfOthers(files, *folder, {}, place, job)) continue;
+    const Result<OwnerMark> mark = ReadOwnerMark(*folder);
+    return mark ? BelongsText(mark->Owners, place) : UnreadableText(place);
+  }
+  return {};
 }
 
 Result<Folder> FolderOf(const FileSystem& files, std::u16string_view unit) {
@@ -160,7 +187,12 @@ std::u16string EntryObjection(const RunContext& context, const BackupJob& job,
         opened ? ReadOwnerMark(*opened) : Result<OwnerMark>::Fail(opened.Error);
     if (mark && !mark->Names(job.Extras.Id)) return BelongsText(mark->Owners, folder);
   }
-  if (found.Empty) return {};
+  std::u16string inside = InsideText(context.Files, job, PathFolder(DropBackslash(folder)));
+  if (!inside.empty() || found.Empty) return inside;
+  if (archive.empty()) {
+    const std::vector<OwnerMark::Owner> owners = OwnersOfArchives(context.Files, job, folder);
+    if (!owners.empty()) return BelongsText(owners, folder);
+  }
   const std::vector<const BackupJob*> others = RanHere(context, job, folder);
   return others.empty() ? std::u16string() : SharedText(others, folder);
 }
@@ -252,12 +284,68 @@ bool IsPlaceOfOthers(const FileSystem& files, const Folder& folder, std::u16stri
   const Result<OwnerMark> mark = ReadOwnerMark(folder, archive);
   if (!mark || mark->Names(job.Extras.Id)) return false;
   if (IsSamePath(mark->Place, path)) return true;
-  // The copy of a backup is nobody's; but a link may lead to the same place.
+  const std::u16string_view name = archive.empty() ? archive : PathName(mark->Place);
   const Result<Folder> place = files.OpenFolder(archive.empty() ? std::u16string_view(mark->Place)
                                                                 : PathFolder(mark->Place));
   const Result<FileStatus> there = place ? place->Status() : Result<FileStatus>::Fail(place.Error);
-  return there && IdentityOf(folder).Is(*there) &&
-         (archive.empty() || PathName(mark->Place) == archive);
+  if (!there) return true;
+  // A link may lead to the same place.
+  if (IdentityOf(folder).Is(*there) && name == archive) return true;
+  const Result<OwnerMark> original = ReadOwnerMark(*place, name);
+  return !original || !original->Names(mark->Owners.back().Id);
+}
+
+bool IsArchiveName(std::u16string_view name) {
+  return MatchesFileMask(name, u"*.7z");
+}
+
+namespace {
+
+/// True for a folder in which something is found, or that cannot be looked through.
+bool IsHolder(const FileSystem& files, const Folder& folder, std::u16string& path,
+              const FileStatus& root, const BackupJob& job) {
+  FolderReader reader(folder);
+  const std::size_t length = path.size();
+  while (const FolderEntry* entry = reader.Next()) {
+    path.resize(length);
+    path += entry->Name;
+    if (entry->Kind != FileKind::Folder) {
+      const bool archive = IsArchiveName(entry->Name);
+      if (archive && IsPlaceOfOthers(files, folder, entry->Name, path, job)) return true;
+      continue;
+    }
+    path += PathSeparator(path);
+    const Result<Folder> below = folder.OpenFolder(entry->Name);
+    const Result<FileStatus> status =
+        below ? below->Status() : Result<FileStatus>::Fail(below.Error);
+    if (!status || status->Device != root.Device || status->Mount != root.Mount) return true;
+    if (IsPlaceOfOthers(files, *below, {}, path, job)) return true;
+    if (IsHolder(files, *below, path, root, job)) return true;
+  }
+  return reader.Error() != 0;
+}
+
+}  // namespace
+
+bool HoldsPlaceOfOthers(const FileSystem& files, std::u16string_view path, const BackupJob& job) {
+  const Result<Folder> folder = files.OpenFolder(path);
+  const Result<FileStatus> status =
+      folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
+  std::u16string at(path);
+  return !status || IsHolder(files, *folder, at, *status, job);
+}
+
+std::u16string TargetObjection(const FileSystem& files, const BackupJob& job,
+                               std::u16string_view target) {
+  std::u16string others = InsideText(files, job, target);
+  if (!others.empty()) return others;
+  for (std::u16string_view path = DropBackslash(target); !path.empty(); path = PathFolder(path)) {
+    const Result<Folder> folder = files.OpenFolder(path);
+    const Result<OwnerMark> mark =
+        folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
+    if (mark && mark->Names(job.Extras.Id)) return BelongsText({OwnerOf(job)}, path);
+  }
+  return {};
 }
 
 std::u16string RestoreObjection(const RunContext& context, const BackupJob& job,

@@ -56,18 +56,32 @@ bool IsOwnMirror(const PlaceFound& place, const BackupJob& job);
 /// Whether a dated folder, with its final separator, or an archive was made by this job alone. The
 /// error tells of one that cannot be looked at.
 Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit);
-/// Whether the mark of a folder, or of an archive in it, says that this path is the place of other
-/// jobs alone.
+/// Whether the mark of a folder, or of an archive in it, says that it is the backup of other jobs
+/// alone: this path is where they wrote it, or it is not there any more, because its disk is
+/// somewhere else now. A copy of a backup that is still there is nobody's.
 bool IsPlaceOfOthers(const FileSystem& files, const Folder& folder, std::u16string_view archive,
                      std::u16string_view path, const BackupJob& job);
 
-/// `path` where the open folder is the place of other jobs alone, else nothing; a closed one is
-/// nobody's.
+/// `path` where the open folder, or the archive in it, is the place of other jobs alone, else
+/// nothing; a closed one is nobody's.
 inline std::u16string_view PlaceOfOthersIn(const FileSystem& files, const Folder& folder,
-                                           std::u16string_view path, const BackupJob& job) {
-  const bool is = folder && IsPlaceOfOthers(files, folder, {}, path, job);
+                                           std::u16string_view archive, std::u16string_view path,
+                                           const BackupJob& job) {
+  const bool is = folder && IsPlaceOfOthers(files, folder, archive, path, job);
   return is ? path : std::u16string_view();
 }
+
+/// Whether a name may be that of an archive, which has a mark of its own.
+bool IsArchiveName(std::u16string_view name);
+
+/// Whether a folder, with its final separator, has backups of other jobs in it, by their marks, or
+/// something that is mounted there. True as well where that cannot be told.
+bool HoldsPlaceOfOthers(const FileSystem& files, std::u16string_view path, const BackupJob& job);
+
+/// Why a restore should not write to a folder that is not the source, in words: it is part of a
+/// backup, the job's own or another's. Empty when it may.
+std::u16string TargetObjection(const FileSystem& files, const BackupJob& job,
+                               std::u16string_view target);
 
 /// Why what lies in the job's place should not be restored as its own, in words; empty when it may.
 /// `archive`: the path of the one that was picked.

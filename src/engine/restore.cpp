@@ -6,6 +6,7 @@
 #include "engine/refusal.h"
 #include "engine/run_summary.h"
 #include "engine/tree_walk.h"
+#include "files/folder_identity.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -32,12 +33,14 @@ class RestoreWalk : public TreeWalk {
         job_(job) {}
 
   bool EnterFolder() override { return !Cancelled(); }
-  std::u16string_view PlaceOfOthers(const FolderPair& pair) override {
-    return PlaceOfOthersIn(context_.Files, pair.Source, paths_.Source(), job_);
+  std::u16string_view PlaceOfOthers(const FolderPair& pair, std::u16string_view archive) override {
+    path_.assign(paths_.Source()) += archive;
+    return PlaceOfOthersIn(context_.Files, pair.Source, archive, path_, job_);
   }
 
  private:
   const BackupJob& job_;
+  std::u16string path_;
 };
 
 /// Enters only what leads to something picked.
@@ -83,9 +86,19 @@ void RestorePicked(RunContext& context, const BackupJob& job, const RestorePick&
   if (!there.Paths.Empty()) PickedWalk(context, job, there).Run();
 }
 
-/// False when it may be another job's backup and nobody wants it all the same.
+/// Whether a target is the source's own folder, or in it, whatever path leads there.
+bool LiesInSource(const FileSystem& files, const BackupJob& job, std::u16string_view target) {
+  return IsAtOrBelow(RealPlace(files, target), RealPlace(files, job.Source.Path));
+}
+
+/// False when it may be another job's backup, or the target is part of one, and nobody wants it all
+/// the same.
 bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_view archive) {
-  const std::u16string objection = RestoreObjection(context, job, job.Source.WorkPath, archive);
+  std::u16string objection = RestoreObjection(context, job, job.Source.WorkPath, archive);
+  // The source itself may be somebody's backup, and is the job's own place all the same.
+  if (objection.empty() && !LiesInSource(context.Files, job, job.Destination.WorkPath)) {
+    objection = TargetObjection(context.Files, job, job.Destination.WorkPath);
+  }
   return objection.empty() || context.Force ||
          AskToGoOn(context, job, RunRefusal::PlaceOfOthers, u"備份歸屬檢查", objection);
 }
@@ -93,13 +106,13 @@ bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_vie
 /// Asks whether the disks are there: that of the backup, and those that the restore would fill.
 class RestoreDisks {
  public:
-  RestoreDisks(const BackupJob& job, const RestorePick* pick) : job_(job) {
-    // Another folder may be the source's own, or lie in it.
-    const bool to_source = !pick || pick->Target.empty();
-    const bool into_source =
-        pick && PathStartsWith(AddBackslash(pick->Target), AddBackslash(job.Source.Path));
-    scope_.Source = to_source || into_source;
-    if (pick && to_source) scope_.Picked = &pick->Paths;
+  RestoreDisks(const FileSystem& files, const BackupJob& job, const RestorePick* pick) : job_(job) {
+    // Another folder may be the source's own, or lie in it, whatever path leads there.
+    const std::u16string& target = job.Destination.WorkPath;
+    scope_.KnownOnly = true;
+    scope_.Source = LiesInSource(files, job, target);
+    const bool is_source = RealPlace(files, target) == RealPlace(files, job.Source.Path);
+    if (pick && is_source) scope_.Picked = &pick->Paths;
     // A run reads the one and writes the other.
     job_.Source.WorkPath = job.Source.Path;
     job_.Destination.WorkPath = job.Source.WorkPath;
@@ -140,7 +153,7 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   context.Agreed = false;
   job.Source.WorkPath = ExpandedDestination(job, context.Clock);
   job.Destination.WorkPath = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
-  const RestoreDisks disks(job, pick);
+  const RestoreDisks disks(context.Files, job, pick);
   if (!context.Files.FolderExists(job.Source.WorkPath)) {
     context.Host.ShowRunPanels(false);
     context.RefusalText = disks.Objection(context);

@@ -37,7 +37,9 @@ void RecordResult(RunContext& context, BackupJob& job) {
 /// and is a failed run.
 bool SawAll(RunContext& context, const BackupJob& job, std::u16string_view unit) {
   if (context.Force || context.Agreed) return true;
-  std::u16string objection = DiskObjection(context, job);
+  DiskScope known;
+  known.KnownOnly = true;
+  std::u16string objection = DiskObjection(context, job, known);
   if (objection.empty() && IsComplete(context.Counters)) {
     objection = StateObjection(job, unit, StateFiles(context.Counters));
   }

@@ -286,7 +286,7 @@ void Synchronisation::FinishFolder(ErrorCode error, std::u16string_view path,
 void Synchronisation::PlanFile(const Folder& folder, const FolderEntry& entry,
                                std::u16string_view path) {
   RunPlan& plan = *context_.Plan;
-  if (MatchesFileMask(entry.Name, u"*.7z")) {
+  if (IsArchiveName(entry.Name)) {
     NotePlace(folder, entry.Name, std::u16string(path) += entry.Name);
   }
   if (plan.Wants(RunPlan::Level::Sizes)) {

@@ -37,6 +37,13 @@ bool SameLinkTarget(const FolderPair& pair, std::u16string_view name, const File
 
 }  // namespace
 
+bool TreeWalk::IsSameLink(const FolderPair& pair, std::u16string_view name,
+                          const FileStatus* source, const FileStatus* dest) const {
+  return options_.Compare && source && dest && source->Kind == FileKind::Link &&
+         dest->Kind == FileKind::Link && !pair.DestManners.LinksAlone &&
+         SameLinkTarget(pair, name, source);
+}
+
 TreeWalk::TreeWalk(RunContext& context, Scope scope, const Options& options)
     : context_(context),
       paths_(options.From, options.To),
@@ -86,15 +93,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
     return LeaveRootOut(PlanReason::OwnPlace);
   }
   if (scope_.IsOwn(paths_.Source(), pair.Source ? &pair.SourceStatus : nullptr)) return;
-  const std::u16string_view others =
-      parent && !context_.Force ? PlaceOfOthers(pair) : std::u16string_view();
-  if (!others.empty()) {
-    ++context_.Counters.FailedFiles;
-    context_.LogTimed(u": 屬於其他排程的備份，沒有處理 (失敗)：", others);
-    if (context_.Plan)
-      context_.Plan->Add(PlanAction::Fail, PlanReason::Blocked, true, BelowRoot({}));
-    return;
-  }
+  if (parent && IsOthers(pair, {})) return;
   if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
     dest_.KeepMetadata(pair.Source, pair.Dest);
   }
@@ -140,6 +139,7 @@ bool TreeWalk::HasTwinsPlace(const FolderPair& parent, std::u16string_view name,
 
 bool TreeWalk::ReadyDestination(const FolderPair* parent, std::u16string_view name,
                                 FolderPair& pair) {
+  if (context_.Plan && pair.Dest) pair.DestManners = pair.Dest.Manners();
   if (context_.Plan) return pair.Dest || PlanDestination(parent, pair);
   return dest_.Make(parent, name, paths_, pair);
 }
@@ -190,6 +190,10 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
                           bool again) {
   const std::u16string_view name = file.Name;
   if (const auto reason = here.LeavesOut(file)) return LeaveOut(pair, *reason, name, again);
+  if (IsArchiveName(name) && FinishAhead(pair) && IsOthers(pair, name)) {
+    ++context_.Counters.SourceFiles;
+    return;
+  }
   const std::vector<std::u16string> twins = file_names_.Note(pair.Source, name);
   if (DestChanges::WantsName(pair) && FinishAhead(pair)) dest_.GiveName(pair);
   const bool going = again || IsGoing(name);
@@ -245,6 +249,18 @@ void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16strin
   if (context_.Plan && !again) {
     context_.Plan->Add(PlanAction::LeaveOut, reason, false, BelowRoot(name));
   }
+}
+
+bool TreeWalk::IsOthers(const FolderPair& pair, std::u16string_view archive) {
+  if (context_.Force) return false;
+  const std::u16string others(PlaceOfOthers(pair, archive));
+  if (others.empty()) return false;
+  ++context_.Counters.FailedFiles;
+  context_.LogTimed(u": 屬於其他排程的備份，沒有處理 (失敗)：", others);
+  if (context_.Plan) {
+    context_.Plan->Add(PlanAction::Fail, PlanReason::Blocked, archive.empty(), BelowRoot(archive));
+  }
+  return true;
 }
 
 void TreeWalk::LeaveFolderOut() {
@@ -347,6 +363,8 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
     }
     if (source && dest) SetRight(pair, name, *source, *dest);
     if (keeps_links && dest) NoteLeft(pair, name, *source, *dest, again);
+    LeaveAsItIs(name);
+  } else if (IsSameLink(pair, name, source, dest)) {
     LeaveAsItIs(name);
   } else if (KeepsNewer(source, dest)) {
     context_.LogTimed(u": 保留較新的檔案 (成功)：",

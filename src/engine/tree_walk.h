@@ -48,9 +48,10 @@ class TreeWalk {
   virtual bool MayChange() { return true; }
   /// Whether copies that stay are set right in what they have beside their content.
   virtual bool KeepsMetadata() const { return false; }
-  /// The path of the backup's side of the pair where that is another job's backup, which stays
-  /// apart from this one's; else empty. Asked of folders below the roots.
-  virtual std::u16string_view PlaceOfOthers(const FolderPair&) { return {}; }
+  /// The path of the backup's side of the pair, or of an archive in it, where that is another job's
+  /// backup, which stays apart from this one's; else empty. Asked of folders below the roots and of
+  /// what may be an archive by its name.
+  virtual std::u16string_view PlaceOfOthers(const FolderPair&, std::u16string_view) { return {}; }
   /// Around all that is done in the destination's root, which can be written to. Not in a plan.
   virtual void RootReady(const FolderPair&) {}
   virtual void RootDone(const FolderPair&) {}
@@ -112,6 +113,9 @@ class TreeWalk {
   void PlanAgain(const FileStatus& source);
   bool PlanDestination(const FolderPair* parent, FolderPair& pair);
   CopyResult PlanCopy(std::u16string_view name, const FileStatus* source, const FileStatus* dest);
+  /// Two links that lead to the same, where a link keeps no time of its own to go by.
+  bool IsSameLink(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
+                  const FileStatus* dest) const;
   void LeaveAsItIs(std::u16string_view name);
   void ShowDone(std::u16string_view name);
   void SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
@@ -124,6 +128,8 @@ class TreeWalk {
   void CountSize(const FileStatus* source);
   void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name, bool again);
   void LeaveFolderOut();
+  /// Whether this folder, or this file in it, is another job's and left alone, counted and told.
+  bool IsOthers(const FolderPair& pair, std::u16string_view archive);
   /// The whole tree: nothing is backed up, which must not pass for a good run.
   void LeaveRootOut(PlanReason reason);
   /// Copying ahead begins where both roots lie on disks that profit from it.

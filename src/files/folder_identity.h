@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/files.h"
@@ -22,5 +24,9 @@ FolderIdentity IdentityOf(const Folder& folder);
 
 /// Whether the folder is one of those.
 bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder);
+
+/// The host's own path of a folder: without links, as far as it exists. Empty for a path that is
+/// none of this host.
+std::u16string RealPlace(const FileSystem& files, std::u16string_view path);
 
 }  // namespace kavrel

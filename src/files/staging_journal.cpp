@@ -5,9 +5,11 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "files/folder_identity.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
 #include "platform/error_codes.h"
+#include "platform/mounts.h"
 
 namespace kavrel {
 
@@ -74,7 +76,8 @@ std::string StagingJournal::Write(const std::vector<Record>& records) {
   put(kHeading);
   for (const Record& record : records) {
     if (record.Ended) continue;
-    put(record.IsFolder ? "folder" : "files");
+    const std::string kind = record.IsFolder ? "folder" : "files";
+    put(record.Disk.empty() ? kind : kind + ' ' + ToUtf8(record.Disk));
     put(ToUtf8(record.Root));
     for (const std::uint64_t number : {record.First, record.Count}) put(std::to_string(number));
     put(std::to_string(record.Changes.size()));
@@ -93,7 +96,10 @@ std::vector<StagingJournal::Record> StagingJournal::Read(std::string_view text) 
   if (fields.Next() != kHeading) return records;
   while (!fields.AtEnd()) {
     Record record;
-    record.IsFolder = fields.Next() == "folder";
+    const std::string_view kind = fields.Next();
+    const std::size_t end = std::min(kind.find(' '), kind.size());
+    record.IsFolder = kind.substr(0, end) == "folder";
+    record.Disk = FromUtf8(kind.substr(std::min(end + 1, kind.size())));
     record.Root = fields.Text();
     record.First = fields.Number();
     record.Count = fields.Number();
@@ -107,8 +113,16 @@ std::vector<StagingJournal::Record> StagingJournal::Read(std::string_view text) 
   return records;
 }
 
+std::u16string StagingJournal::DiskOf(std::u16string_view folder) const {
+  MountTable mounts;
+  mounts.Load();
+  const std::u16string place = RealPlace(files_, folder);
+  return std::u16string(DiskOfMark(place.empty() ? place : mounts.MarkOf(place)));
+}
+
 int StagingJournal::Begin(Record record) {
   record.Root = AddBackslash(record.Root);
+  record.Disk = DiskOf(record.Root);
   const std::lock_guard lock(mutex_);
   if (!loaded_) {
     // Nothing of an earlier run must be lost where nobody has healed yet.
@@ -267,7 +281,11 @@ void StagingJournal::Heal(const Report& report) {
   if (unreadable_) return;
   records_ = bytes ? Read(*bytes) : std::vector<Record>();
   if (!bytes) return;
-  for (Record& record : records_) record.Ended = Healer(files_, record, report).Run();
+  for (Record& record : records_) {
+    // On disks that take turns at one place, each keeps what was left on it.
+    const bool there = record.Disk.empty() || record.Disk == DiskOf(record.Root);
+    record.Ended = there && Healer(files_, record, report).Run();
+  }
   const std::size_t before = records_.size();
   std::erase_if(records_, [](const Record& record) { return record.Ended; });
   if (records_.empty()) {

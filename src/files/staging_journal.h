@@ -68,6 +68,7 @@ class StagingJournal {
   struct Record {
     bool IsFolder = false;
     std::u16string Root;  ///< with its final separator
+    std::u16string Disk;  ///< its DiskOfMark, where it has one: another may be there by now
     std::uint64_t First = 0, Count = 0;
     std::vector<NameChange> Changes;
     bool Ended = false;
@@ -76,6 +77,8 @@ class StagingJournal {
   static std::vector<Record> Read(std::string_view text);
   class Healer;
 
+  /// The mark of the disk that a folder lies on, or will; empty where it has none.
+  std::u16string DiskOf(std::u16string_view folder) const;
   int Begin(Record record);
   /// Whether the journal is on the disk as it is here.
   bool Save();

@@ -131,6 +131,9 @@ struct DiskManners {
   /// all. Else half of one may be there: what was replaced must be kept until that has a sync
   /// behind it.
   bool KeepsOrder = false;
+  /// Times and owner of a symbolic link are its own. Else setting them may reach what the link
+  /// leads to, anywhere on another machine: they are never set there.
+  bool LinksAlone = true;
 };
 
 /// An open folder, closed when it goes. Names are single components; a name with a separator in

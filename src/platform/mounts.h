@@ -17,7 +17,8 @@ inline bool IsAtOrBelow(std::u16string_view path, std::u16string_view folder) {
 
 class MountTable {
  public:
-  /// Reads the table anew; the file systems that hold no user's files are left out.
+  /// Reads the table anew; the file systems that hold no user's files are left out, and so is what
+  /// no path leads to, because something else is mounted over it.
   void Load();
 
   /// The mount point that holds an absolute POSIX path, without a trailing separator; empty for

@@ -161,7 +161,7 @@ TEST_P(JobDisksTest, ARestoreAsksAboutTheDisksThatItReadsOrFills) {
 TEST_P(JobDisksTest, WhatTheRunDoesNotComeToMayBeAway) {
   fs::create_directories(Source() / "inner" / "Temp");
   const auto away = [&](const fs::path& point) {
-    Job().Extras.Mounts = {{true, Real(point), {}}, {true, Here(), {}}, {false, Here(), {}}};
+    Job().Extras.Mounts = {{true, Here(), {}}, {true, Real(point), {}}, {false, Here(), {}}};
   };
   Program.Exclusions.ExcEnabled = true;
   away(Source() / "inner" / "Temp");

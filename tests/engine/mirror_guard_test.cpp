@@ -196,7 +196,10 @@ TEST_F(MirrorGuardTest, BackupsOfAnotherJobInsideAreAskedAbout) {
   other.Destination.Path = u"D:\\dst\\theirs\\";
   WriteTestFile(Temp.DriveC() / "other" / "x", "x");
   other.Source.Path = u"C:\\other\\";
+  ASSERT_EQ(Program.RunJobNow(1), RunOutcome::Guarded) << "it lies in the mirror";
+  Host.GoOn = true;
   ASSERT_EQ(Program.RunJobNow(1), RunOutcome::Ran);
+  Host.GoOn = false;
   Make(10, 1);
   ExpectStopped("要移除的檔案中有其他排程的備份：D:\\dst\\theirs\\");
   EXPECT_EQ(ReadTestFile(Dest() / "theirs" / "x"), "x");

@@ -128,6 +128,86 @@ TEST_F(OwnershipTest, ABackupInsideAnothersDestinationStaysApart) {
   EXPECT_FALSE(fs::exists(Temp.DriveC() / "a" / "docs" / "theirs"));
 }
 
+TEST_F(OwnershipTest, ABackupStaysItsJobsWhereverItsDiskIsNow) {
+  Add(u"b", BackupType::Full, u"D:\\disk\\");
+  BackupJob& outer = AddJob(BackupType::Synchronise);
+  outer.Source.Path = u"C:\\a\\";
+  outer.Destination.Path = u"D:\\disk\\";
+  outer.Extras.GuardFewest = 100;
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  // The disk is mounted elsewhere, and the mirror's job follows it. What it has to do in that
+  // folder it leaves alone; to remove the other job's backup it asks.
+  fs::rename(Temp.DriveD() / "disk", Temp.DriveD() / "moved");
+  Job(1).Destination.Path = u"D:\\moved\\";
+  Job(1).Extras.Adopt = true;
+  ASSERT_EQ(Run(1), RunOutcome::Ran);
+  EXPECT_EQ(Program.Context.Counters.FailedFiles, 1U);
+  fs::remove_all(Temp.DriveC() / "a" / "docs");
+  WriteTestFile(Temp.DriveC() / "a" / "x", "x");
+  EXPECT_EQ(Run(1), RunOutcome::Guarded);
+  EXPECT_EQ(ReadTestFile(Temp.DriveD() / "moved" / "docs" / "theirs"), "b");
+  // A copy of what is still there is nobody's.
+  fs::create_directories(Temp.DriveD() / "disk");
+  CopyExactly(Temp.DriveD() / "moved" / "docs", Temp.DriveD() / "disk" / "docs");
+  EXPECT_EQ(Run(1), RunOutcome::Ran);
+}
+
+TEST_F(OwnershipTest, NothingIsWrittenIntoAnothersBackupUnasked) {
+  WriteTestFile(Temp.DriveC() / "a" / "docs" / "sub" / "mine", "a");
+  Add(u"a");
+  BackupJob& inner = Add(u"b", BackupType::Full, u"D:\\docs\\sub\\");
+  inner.AddSourceFolder = false;
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  EXPECT_EQ(Run(1), RunOutcome::Guarded);
+  EXPECT_EQ(Count(Place() / "sub"), 1U);
+  // Nor by a restore to another folder than the source.
+  RestorePick pick;
+  pick.Paths.Add(u"");
+  for (const auto& [target, outcome] : {std::pair(u"D:\\docs\\sub\\", RunOutcome::Guarded),
+                                        std::pair(u"D:\\elsewhere\\", RunOutcome::Ran)}) {
+    pick.Target = target;
+    EXPECT_EQ(Program.RunRestorePickedNow(0, pick, NewestArchive), outcome);
+  }
+}
+
+TEST_F(OwnershipTest, ArchivesOfAnotherJobInAFolderStayApart) {
+  if (!Program.Archiver.Present()) GTEST_SKIP() << "no archive program";
+  Add(u"b", BackupType::Compressed);
+  Add(u"a");
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  ASSERT_EQ(Run(1), RunOutcome::Guarded);
+  Host.GoOn = true;
+  ASSERT_EQ(Run(1), RunOutcome::Ran);
+  EXPECT_EQ(Restore(1), RunOutcome::Ran);
+  EXPECT_EQ(Job(1).LastRunResult.FailedFiles, 1U);
+  EXPECT_EQ(Count(Temp.DriveC() / "a" / "docs"), 1U);
+}
+
+TEST_F(OwnershipTest, AStateThatHoldsAnothersBackupStaysAndThePreviewSaysSo) {
+  BackupJob& job = Add(u"a", BackupType::Full, u"D:\\<dd>\\");
+  job.Extras.KeepNewest = 1;
+  OnDay(10);
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  BackupJob& inner = Add(u"b", BackupType::Full, u"D:\\10\\docs\\in\\");
+  inner.AddSourceFolder = false;
+  Host.GoOn = true;
+  ASSERT_EQ(Run(1), RunOutcome::Ran);
+  // Only its mark tells by now.
+  Job(1).Deleted = true;
+  OnDay(11);
+  RunPlan plan;
+  RunCounters counters;
+  RunState state;
+  PlanBackupJob(Program.Context, Host, state, Job(0), plan, counters);
+  const auto of_state = std::find_if(plan.Steps.begin(), plan.Steps.end(), [](const auto& step) {
+    return step.Path == u"D:\\10\\docs\\";
+  });
+  ASSERT_NE(of_state, plan.Steps.end());
+  EXPECT_EQ(of_state->Action, PlanAction::Fail);
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(Temp.DriveD() / "10" / "docs" / "in" / "theirs"), "b");
+}
+
 TEST_F(OwnershipTest, WhatAFormerSourceLeftIsNeitherRestoredNorLetGo) {
   BackupJob& job = Add(u"a", BackupType::Full, u"D:\\<dd>\\");
   job.Extras.KeepNewest = 1;

@@ -349,6 +349,7 @@ TEST_P(AwayTest, TheSameDiskMountedInAnotherWayIsTheSame) {
   Unmount(photos_ / "inner");
   EXPECT_EQ(Run().ExitCode, 0) << "the same folder without a mount of its own";
   ASSERT_EQ(bind("elsewhere"), 0);
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
   EXPECT_EQ(Run().ExitCode, 0);
   Unmount(photos_ / "inner");
   ExpectStopped("來源資料夾中的磁碟沒有掛載：" + (photos_ / "inner").string());
@@ -365,6 +366,60 @@ TEST_P(AwayTest, TheSameDiskMountedInAnotherWayIsTheSame) {
     ASSERT_TRUE(Mount(disk, backup_));
     EXPECT_EQ(Run().ExitCode, 0) << disk;
   }
+}
+
+TEST_P(AwayTest, WhatIsMountedForTheFirstTimeHidesOrTakesNothingUnasked) {
+  if (GetParam() == std::string("compressed"))
+    GTEST_SKIP() << "an archive's folders are not looked at";
+  // What holds nothing of a backup may be mounted over.
+  const auto stick = [&](const fs::path& point) {
+    EXPECT_TRUE(Mount("other", point));
+    WriteTestFile(point / "photo", "precious");
+  };
+  WriteTestFile(photos_ / "sub" / "s", "x");
+  fs::create_directories(photos_ / "new");
+  ASSERT_EQ(Run().ExitCode, 0);
+  stick(photos_ / "new");
+  EXPECT_EQ(Run().ExitCode, 0);
+  Unmount(photos_ / "new");
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  stick(photos_ / "sub");
+  ExpectStopped("來源資料夾中掛載了先前沒有的磁碟：" + (photos_ / "sub").string());
+  Unmount(photos_ / "sub");
+  EXPECT_EQ(Run().ExitCode, 0);
+  const fs::path copy = fs::canonical(job_.Dest) / "sub";
+  stick(copy);
+  ExpectStopped("目標資料夾中掛載了先前沒有的磁碟：" + copy.string());
+  EXPECT_EQ(ReadTestFile(copy / "photo"), "precious");
+  Unmount(copy);
+  EXPECT_EQ(Run().ExitCode, 0);
+  // Whatever has no mark of its own may follow a disk that has one, once that was agreed to.
+  Unmount(backup_);
+  ASSERT_EQ(mount("none", backup_.c_str(), "tmpfs", 0, "size=4m"), 0);
+  ExpectStopped("目標磁碟不是先前的那一個：" + backup_.string());
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+  Unmount(backup_);
+  ExpectStopped("目標磁碟沒有掛載：" + backup_.string());
+}
+
+TEST_P(AwayTest, AFolderIsKnownByWhateverMountItIsReached) {
+  Unmount(photos_ / "inner");
+  const fs::path deep = photos_ / "deep" / "er";
+  WriteTestFile(deep / "d", "z");
+  ASSERT_EQ(Kavrelctl({"edit", "J", "--adopt", "--source", deep}).find("錯誤"), std::string::npos);
+  ASSERT_EQ(Run().ExitCode, 0);
+  const auto bind = [](const fs::path& from, const fs::path& to) {
+    return mount(from.c_str(), to.c_str(), "", MS_BIND, "");
+  };
+  ASSERT_EQ(bind(deep, deep), 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+  Unmount(deep);
+  WriteTestFile(photos_ / "else" / "er" / "d", "z");
+  ASSERT_EQ(bind(photos_ / "else", photos_ / "deep"), 0);
+  ExpectStopped("來源磁碟沒有掛載：" + deep.string());
+  Unmount(photos_ / "deep");
+  EXPECT_EQ(Run().ExitCode, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(, AwayTest, testing::Values("full", "differential", "sync", "compressed"),

@@ -58,6 +58,20 @@ TEST_F(StagingJournalTest, WhatAKilledRunLeftGoesWhereverItLies) {
   EXPECT_FALSE(fs::exists(journal_));
 }
 
+TEST_F(StagingJournalTest, OfDisksThatTakeTurnsEachKeepsItsRecord) {
+  Killed();
+  WriteTestFile(folder_ / Temp(kFirst), "half");
+  const std::string bytes = ReadTestFile(journal_);
+  const std::size_t kind = bytes.find("files");
+  const std::string of_another =
+      bytes.substr(0, kind) + "files 12-ab" + bytes.substr(bytes.find('\0', kind));
+  WriteTestFile(journal_, of_another);
+  EXPECT_TRUE(Heal().empty());
+  EXPECT_EQ(ReadTestFile(journal_), of_another);
+  WriteTestFile(journal_, bytes);
+  EXPECT_EQ(Heal().size(), 1U);
+}
+
 TEST_F(StagingJournalTest, NothingElseOfSuchANameIsTouched) {
   Killed();
   std::vector<fs::path> mine;

@@ -1,12 +1,15 @@
 #include "platform/net_enum.h"
 
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 
 #include "base/text.h"
 #include "platform/clock.h"
 #include "platform/mounts.h"
 #include "support/temp_folder.h"
 #include "support/variable.h"
+
+namespace fs = std::filesystem;
 
 namespace kavrel {
 namespace {
@@ -97,6 +100,31 @@ TEST(Mounts, TellsTheDiskThatShouldBeThere) {
   for (const char16_t* present : {u"/home/u/x", u"/mnt", u"/mnt/", u"/mntx/y/z", u"/"}) {
     EXPECT_EQ(mounts.MissingPoint(present), u"") << ToUtf8(present);
   }
+}
+
+TEST(Mounts, WhatIsMountedOverAFolderHidesWhatWasMountedInIt) {
+  TempFolder temp;
+  const fs::path above = fs::canonical(temp.Root()) / "above", inner = above / "inner";
+  fs::create_directories(inner);
+  const auto tmpfs = [](const fs::path& point) {
+    return mount("none", point.c_str(), "tmpfs", 0, "size=64k") == 0;
+  };
+  if (!tmpfs(inner)) GTEST_SKIP() << "no right to mount";
+  const auto point_of = [](const fs::path& path) {
+    MountTable mounts;
+    mounts.Load();
+    return fs::path(ToUtf8(mounts.PointOf(TempFolder::Text(path))));
+  };
+  EXPECT_EQ(point_of(inner / "x"), inner);
+  EXPECT_TRUE(tmpfs(above));
+  fs::create_directories(inner);
+  EXPECT_EQ(point_of(inner / "x"), above);
+  EXPECT_TRUE(tmpfs(inner));
+  EXPECT_EQ(point_of(inner / "x"), inner);
+  umount(inner.c_str());
+  umount(above.c_str());
+  EXPECT_EQ(point_of(inner / "x"), inner);
+  umount(inner.c_str());
 }
 
 }  // namespace

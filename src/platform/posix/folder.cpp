@@ -5,6 +5,8 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "base/text.h"
 #include "platform/error_codes.h"
 #include "platform/posix/native.h"
@@ -120,6 +122,7 @@ ErrorCode Folder::MakeLink(std::u16string_view name, std::u16string_view target)
 ErrorCode Folder::SetLinkTimes(std::u16string_view name, const FileStatus& from) const {
   const std::string native = NativeName(name);
   if (native.empty()) return EINVAL;
+  if (!Manners().LinksAlone) return 0;
   // An owner that the system does not let us carry over is no error.
   if (from.Owner != geteuid() || from.Group != getegid()) {
     if (fchownat(handle_, native.c_str(), from.Owner, from.Group, AT_SYMLINK_NOFOLLOW) != 0) {
@@ -234,10 +237,28 @@ ErrorCode Folder::SyncFile(std::u16string_view name) const {
   return file ? file->Sync() : file.Error;
 }
 
+namespace {
+
+/// Programs in between that change a link itself. Others hand its path on, and it is followed.
+bool ActsOnLinks(std::string_view type) {
+  constexpr std::string_view kTypes[] = {"fuse.bindfs",         "fuse.mergerfs", "fuse.gocryptfs",
+                                         "fuse.encfs",          "fuse.cryfs",    "fuse.glusterfs",
+                                         "fuse.unionfs",        "fuse.ntfs-3g",  "fuse.lowntfs-3g",
+                                         "fuse.fuse-overlayfs", "fuseblk"};
+  return std::find(std::begin(kTypes), std::end(kTypes), type) != std::end(kTypes);
+}
+
+}  // namespace
+
 DiskManners Folder::Manners() const {
   struct statfs found;
   if (Retry([&] { return fstatfs(handle_, &found); }) != 0) return {};
-  return posix::MannersOf(static_cast<std::uint32_t>(found.f_type));
+  DiskManners manners = posix::MannersOf(static_cast<std::uint32_t>(found.f_type));
+  if (found.f_type == FUSE_SUPER_MAGIC) {
+    const Result<FileStatus> status = Status();
+    manners.LinksAlone = status && ActsOnLinks(posix::MountTypeOf(status->Mount));
+  }
+  return manners;
 }
 
 Result<std::vector<FileStatus>> Folder::Lineage() const {

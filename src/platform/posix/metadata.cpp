@@ -178,7 +178,10 @@ bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& h
     access = access || name == kAccessList;
   };
   const std::string names = source.Names();
-  const std::vector<std::string_view> wanted = SplitNames(names);
+  std::vector<std::string_view> wanted = SplitNames(names);
+  // An access list may take the owner's right to write the others.
+  std::stable_partition(wanted.begin(), wanted.end(),
+                        [](std::string_view name) { return !IsAccessList(name); });
   for (const std::string_view name : wanted) {
     if (!IsCarried(name) || (how.LooksOnly && !MaySet(name))) continue;
     const std::optional<std::string> value = source.Get(name.data());
@@ -292,6 +295,7 @@ void File::CarryFlags(const File& source) {
 
 ErrorCode Folder::CarryLinkAttributes(std::u16string_view name, const Folder& source,
                                       std::u16string_view from) const {
+  if (!Manners().LinksAlone) return 0;
   const std::string native = posix::NativeName(name), native_from = posix::NativeName(from);
   constexpr int kHold = O_PATH | O_NOFOLLOW | O_CLOEXEC;
   const posix::Handle like(openat(source.handle_, native_from.c_str(), kHold));
@@ -346,6 +350,7 @@ MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus
   if (name.empty()) return update(own, handle_ == source.handle_ ? nullptr : &other);
   const std::string native = posix::NativeName(name);
   if (native.empty()) return {EINVAL, false};
+  if (from.Kind == FileKind::Link && !Manners().LinksAlone) return {};
   // An open file is asked with fewer calls than one that is held, which takes no right to read it.
   bool to_held = true, like_held = true;
   const posix::Handle to = OpenOrHold(handle_, native, from.Kind, to_held);

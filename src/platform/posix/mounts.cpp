@@ -93,6 +93,7 @@ std::string Unescaped(std::string_view field) {
 
 /// What one line of mountinfo tells of a mount.
 struct MountLine {
+  int Id = 0, Parent = 0;
   std::string Point, Root;  ///< Root: the folder of the file system that is mounted there
   std::string Type, Source;
 };
@@ -100,23 +101,52 @@ struct MountLine {
 MountLine ParseMountLine(const std::string& line) {
   std::istringstream fields(line);
   std::string skipped, root, point;
-  fields >> skipped >> skipped >> skipped >> root >> point;
+  MountLine mount;
+  fields >> mount.Id >> mount.Parent >> skipped >> root >> point;
   while (fields >> skipped && skipped != "-") continue;
-  MountLine mount{Unescaped(point), Unescaped(root), {}, {}};
+  mount.Point = Unescaped(point);
+  mount.Root = Unescaped(root);
   fields >> mount.Type >> skipped;
   mount.Source = Unescaped(skipped);
   return mount;
 }
 
-/// The mount that covers all others at this point.
-MountLine MountAt(const std::string& point) {
-  MountLine found;
-  std::ifstream table("/proc/self/mountinfo");
-  for (std::string line; std::getline(table, line);) {
-    MountLine mount = ParseMountLine(line);
-    if (mount.Point == point && !IsOneOf(mount.Type, kSystemTypes)) found = std::move(mount);
+/// The mounts on the way to a path, as the system goes it: what is mounted over a folder hides what
+/// was mounted inside that before.
+std::vector<const MountLine*> MountsOnTheWay(const std::vector<MountLine>& table,
+                                             std::u16string_view path) {
+  const auto is_known = [&](int id) {
+    return std::any_of(table.begin(), table.end(), [&](const auto& line) { return line.Id == id; });
+  };
+  std::vector<const MountLine*> way;
+  for (const MountLine* next = nullptr;; way.push_back(next)) {
+    const MountLine* const at = next;
+    next = nullptr;
+    for (const MountLine& line : table) {
+      // The first of all is in what this process does not see.
+      const bool follows = at ? line.Parent == at->Id && &line != at
+                              : !is_known(line.Parent) || line.Parent == line.Id;
+      if (!follows || !IsAtOrBelow(path, FromUtf8(line.Point))) continue;
+      if (!next || line.Point.size() <= next->Point.size()) next = &line;
+    }
+    if (!next || way.size() > table.size()) return way;
   }
-  return found;
+}
+
+/// The mounts that a path can lead to, those of the system left out.
+std::vector<MountLine> VisibleMounts() {
+  std::vector<MountLine> table, visible;
+  std::ifstream lines("/proc/self/mountinfo");
+  for (std::string line; std::getline(lines, line);) table.push_back(ParseMountLine(line));
+  for (const MountLine& line : table) {
+    if (IsOneOf(line.Type, kSystemTypes)) continue;
+    const std::vector<const MountLine*> way = MountsOnTheWay(table, FromUtf8(line.Point));
+    const auto last = std::find_if(way.rbegin(), way.rend(), [](const MountLine* mount) {
+      return !IsOneOf(mount->Type, kSystemTypes);
+    });
+    if (last != way.rend() && *last == &line) visible.push_back(line);
+  }
+  return visible;
 }
 
 /// The mark of a block device under which the system lists it; empty when it does not.
@@ -161,23 +191,31 @@ std::string ToldMark(const std::string& point) {
 
 }  // namespace
 
+std::string posix::MountTypeOf(std::uint64_t mount) {
+  std::ifstream table("/proc/self/mountinfo");
+  for (std::string line; std::getline(table, line);) {
+    if (MountLine found = ParseMountLine(line); static_cast<std::uint64_t>(found.Id) == mount) {
+      return std::move(found.Type);
+    }
+  }
+  return {};
+}
+
 void MountTable::Load() {
   points_.clear();
   disks_.clear();
   volumes_.clear();
   network_.clear();
   expected_.clear();
-  ReadTable("/proc/self/mounts", [this](const mntent& mount) {
-    const std::string_view type = mount.mnt_type;
-    const std::u16string point = FromUtf8(mount.mnt_dir);
-    if (IsOneOf(type, kSystemTypes) || point == u"/") return;
-    if (IsOneOf(type, kNetworkTypes)) network_.push_back(point);
-    if (std::find(points_.begin(), points_.end(), point) != points_.end()) return;
+  for (const MountLine& mount : VisibleMounts()) {
+    const std::u16string point = FromUtf8(mount.Point);
+    if (point == u"/") continue;
+    if (IsOneOf(mount.Type, kNetworkTypes)) network_.push_back(point);
     points_.push_back(point);
-    if (IsOneOf(type, kBackgroundTypes)) return;
+    if (IsOneOf(mount.Type, kBackgroundTypes)) continue;
     disks_.push_back(point);
     if (!IsBackground(point)) volumes_.push_back(point);
-  });
+  }
   ReadTable("/etc/fstab", [this](const mntent& mount) {
     const std::u16string point = FromUtf8(mount.mnt_dir);
     if (point.size() > 1 && point[0] == u'/') expected_.push_back(point);
@@ -240,7 +278,10 @@ std::u16string MountTable::MissingPoint(std::u16string_view path) const {
 std::u16string MountTable::MarkOf(std::u16string_view path) const {
   const std::u16string point = PointOf(path);
   const std::string host = point.empty() ? "/" : ToUtf8(point);
-  const MountLine mount = MountAt(host);
+  MountLine mount;
+  for (MountLine& line : VisibleMounts()) {
+    if (line.Point == host) mount = std::move(line);
+  }
   // What lies in memory bears a mark, too, but another one each time.
   if (!mount.Source.starts_with("/dev/")) return {};
   std::string mark = ListedMark(mount.Source);

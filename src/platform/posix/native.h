@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -49,6 +50,10 @@ inline constexpr std::uint32_t kZfs = 0x2FC12FC1, kBcachefs = 0xCA451A4E, kExfat
 
 /// By the magic number of a file system.
 DiskManners MannersOf(std::uint32_t type);
+
+/// The type of a mount by its number (FileStatus::Mount), as "fuse.bindfs"; empty when it is not
+/// known.
+std::string MountTypeOf(std::uint64_t mount);
 
 FileStatus ToStatus(const struct statx& from, std::string_view name);
 
