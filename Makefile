@@ -8,10 +8,10 @@ screen = xvfb openbox trayer xdotool x11-utils man-db
 # A virtual machine whose power is cut, with the file systems that are in it.
 machine = qemu-system-x86 busybox-static e2fsprogs xfsprogs btrfs-progs dosfstools exfatprogs rsync
 
-.PHONY: run gui screenshots test test-windows windows windows-gui build deps asan tidy format \
+.PHONY: run gui screenshots test test-windows windows windows-gui build kavrelctl deps asan tidy format \
         bench faults powercut fuzz valgrind install uninstall deb test-deb
 
-run: build
+run: kavrelctl
 	@scripts/demo "$(SRC)" "$(DEST)"
 
 test: deps
@@ -36,7 +36,12 @@ screenshots: deps
 	@scripts/screenshots
 
 build: deps
-	@scripts/build release
+	@scripts/build release kavrel kavrelctl installed_files
+
+# The command line alone, for a machine without the window's toolkit.
+kavrelctl:
+	@scripts/install-deps --kavrelctl
+	@scripts/build cli
 
 install: deps
 	@scripts/package "$(prefix)"
