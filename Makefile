@@ -9,7 +9,7 @@ screen = xvfb openbox trayer xdotool x11-utils man-db
 machine = qemu-system-x86 busybox-static e2fsprogs xfsprogs btrfs-progs dosfstools exfatprogs rsync
 
 .PHONY: run gui screenshots test test-windows windows windows-gui build kavrelctl deps asan tidy format \
-        bench faults powercut fuzz valgrind install uninstall deb test-deb
+        bench faults powercut fuzz valgrind install uninstall deb test-deb test-fresh
 
 run: kavrelctl
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -59,6 +59,10 @@ deb: deps
 test-deb: deb
 	@scripts/install-deps debootstrap xvfb xdotool
 	@scripts/test-package
+
+test-fresh:
+	@scripts/install-deps --kavrelctl debootstrap
+	@scripts/test-fresh
 
 faults: deps
 	@scripts/install-deps $(machine) || echo "There will be no power cuts."
