@@ -216,7 +216,7 @@ void Program::DeleteAllLogs() {
 }
 
 void Program::SetAutostart(bool on) {
-  SetAutostartEntry(on, ExecutableFile(u"kavrel"));
+  SetAutostartEntry(on, ExecutableFile(u"kavrel"), Files.ProgramFolder());
   Settings.SetAutostart(on);
 }
 

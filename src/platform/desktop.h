@@ -9,9 +9,10 @@ namespace kavrel {
 
 class ChildProcess;
 
-/// Starts `executable` (a host path) whenever the user logs in, or no longer. False when the entry
-/// could not be written or removed; removing one that is not there succeeds.
-bool SetAutostartEntry(bool on, std::u16string_view executable);
+/// Starts `executable` with that program folder (host paths) whenever the user logs in, or no
+/// longer. Each folder has an entry of its own. False when the entry could not be written or
+/// removed; removing one that is not there succeeds.
+bool SetAutostartEntry(bool on, std::u16string_view executable, std::u16string_view program_folder);
 
 /// Opens a host path with the program that the user has chosen for it. False when nothing could be
 /// started; what becomes of it later is not waited for.

@@ -14,6 +14,13 @@ struct Launcher {
   std::u16string Name, Description;
 };
 
+/// The arguments that lead a program which the desktop starts, and which knows neither the options
+/// nor the environment of this process, to that program folder; none when it is the usual one.
+std::vector<std::u16string> FolderArguments(std::u16string_view program_folder);
+/// What the name of an entry of that program folder ends with, so that each folder has its own;
+/// nothing when it is the usual one.
+std::string FolderMark(std::u16string_view program_folder);
+
 /// The ending of a launcher's file name, with its dot.
 std::u16string_view LauncherEnding();
 

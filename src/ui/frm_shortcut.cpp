@@ -32,13 +32,10 @@ std::size_t CommandLineLength(const std::vector<std::u16string>& names) {
   return Target().size() + 1 + JoinArguments(names).size();
 }
 
-/// The names as the program takes them when the desktop starts it, which knows neither this
-/// process's options nor its environment.
+/// The names as the program takes them when the desktop starts it.
 std::vector<std::u16string> LaunchArguments(const Program& program,
                                             const std::vector<std::u16string>& names) {
-  std::vector<std::u16string> arguments;
-  const std::u16string& folder = program.Files.ProgramFolder();
-  if (!IsUsualProgramFolder(folder)) arguments.push_back(u"--home=" + folder);
+  std::vector<std::u16string> arguments = FolderArguments(program.Files.ProgramFolder());
   for (const std::u16string& name : names) {
     if (!name.starts_with(u"--")) continue;
     arguments.push_back(u"--");

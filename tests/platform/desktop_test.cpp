@@ -9,6 +9,7 @@
 #include "base/text.h"
 #include "platform/clock.h"
 #include "platform/desktop_entry.h"
+#include "platform/folders.h"
 #include "platform/priority.h"
 #include "support/temp_folder.h"
 #include "support/unprivileged.h"
@@ -40,14 +41,26 @@ class DesktopTest : public testing::Test {
 
 TEST_F(DesktopTest, TheAutostartEntryStartsExactlyThisProgram) {
   const auto entry = Temp.Root() / "config/autostart/kavrel.desktop";
-  EXPECT_TRUE(SetAutostartEntry(false, u"/opt/kavrel"));
-  EXPECT_TRUE(SetAutostartEntry(true, u"/opt/a \"b\" 100% $HOME \\n/kavrel"));
+  const std::u16string usual = *ProgramFolder();
+  EXPECT_TRUE(SetAutostartEntry(false, u"/opt/kavrel", usual));
+  EXPECT_TRUE(SetAutostartEntry(true, u"/opt/a \"b\" 100% $HOME \\n/kavrel", usual));
   const std::string text = ReadTestFile(entry);
   EXPECT_NE(text.find("\nExec=\"/opt/a \\\\\"b\\\\\" 100%% \\\\$HOME \\\\\\\\n/kavrel\"\n"),
             text.npos)
       << text;
-  EXPECT_TRUE(SetAutostartEntry(false, u"/opt/kavrel"));
+  // Other folders have entries of their own, which come and go by themselves.
+  EXPECT_TRUE(SetAutostartEntry(true, u"/opt/kavrel", u"/home of/a"));
+  EXPECT_TRUE(SetAutostartEntry(true, u"/opt/kavrel", u"/home of/b"));
+  EXPECT_TRUE(SetAutostartEntry(false, u"/opt/kavrel", u"/home of/a"));
+  EXPECT_EQ(ReadTestFile(entry), text);
+  EXPECT_TRUE(SetAutostartEntry(false, u"/opt/kavrel", usual));
   EXPECT_FALSE(std::filesystem::exists(entry));
+  std::string left;
+  for (const auto& file : std::filesystem::directory_iterator(entry.parent_path())) {
+    left += ReadTestFile(file.path());
+  }
+  EXPECT_NE(left.find("\nExec=\"/opt/kavrel\" \"--home=/home of/b\"\n"), left.npos) << left;
+  EXPECT_EQ(left.find("of/a"), left.npos);
 }
 
 TEST_F(DesktopTest, OpensAndPlaysByTheProgramsThatAreThere) {

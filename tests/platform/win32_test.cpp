@@ -131,10 +131,13 @@ TEST(Windows, SettingsAndTheAutostartEntryLieInTheRegistry) {
   EXPECT_EQ(store.Get(u"Other"), std::nullopt);
   RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Quenlor");
 
-  EXPECT_TRUE(SetAutostartEntry(true, u"C:\\Program Files\\kavrel.exe"));
+  const std::u16string usual = *ProgramFolder();
+  EXPECT_TRUE(SetAutostartEntry(true, u"C:\\Program Files\\kavrel.exe", usual));
+  EXPECT_TRUE(SetAutostartEntry(true, u"C:\\kavrel.exe", u"D:\\home"));
+  EXPECT_TRUE(SetAutostartEntry(false, u"", u"D:\\home"));
   EXPECT_EQ(RunValue(HKEY_LOCAL_MACHINE), u"C:\\Program Files\\kavrel.exe");
-  EXPECT_TRUE(SetAutostartEntry(false, u""));
-  EXPECT_TRUE(SetAutostartEntry(false, u""));
+  EXPECT_TRUE(SetAutostartEntry(false, u"", usual));
+  EXPECT_TRUE(SetAutostartEntry(false, u"", usual));
   EXPECT_EQ(RunValue(HKEY_LOCAL_MACHINE), u"(none)");
 }
 

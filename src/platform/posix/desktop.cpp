@@ -16,6 +16,7 @@
 #include "platform/desktop_entry.h"
 #include "platform/files.h"
 #include "platform/folders.h"
+#include "platform/launcher.h"
 #include "platform/posix/native.h"
 
 namespace kavrel {
@@ -77,16 +78,21 @@ bool HasSystemBus() {
 
 }  // namespace
 
-bool SetAutostartEntry(bool on, std::u16string_view executable) {
+bool SetAutostartEntry(bool on, std::u16string_view executable,
+                       std::u16string_view program_folder) {
   const FileSystem files({});
   const std::u16string folder = ConfigFolder() + u"/autostart";
-  const std::u16string path = folder + u"/kavrel.desktop";
+  const std::u16string path =
+      folder + u"/kavrel" + FromUtf8(FolderMark(program_folder)) + u".desktop";
   if (!on) {
     return unlink(ToUtf8(path).c_str()) == 0 || errno == ENOENT;
   }
-  const std::string entry = "[Desktop Entry]\nType=Application\nName=Kavrel\nExec=" +
-                            QuoteExecArgument(ToUtf8(executable)) +
-                            "\nIcon=kavrel\nTerminal=false\n";
+  std::string entry = "[Desktop Entry]\nType=Application\nName=Kavrel\nExec=" +
+                      QuoteExecArgument(ToUtf8(executable));
+  for (const std::u16string& argument : FolderArguments(program_folder)) {
+    entry += " " + QuoteExecArgument(ToUtf8(argument));
+  }
+  entry += "\nIcon=kavrel\nTerminal=false\n";
   return files.MakeFolders(folder) && files.ReplaceWhole(path, entry) == 0;
 }
 

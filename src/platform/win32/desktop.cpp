@@ -1,7 +1,9 @@
 #include "platform/desktop.h"
 
+#include "base/text.h"
 #include "platform/child_process.h"
 #include "platform/files.h"
+#include "platform/launcher.h"
 #include "platform/win32/native.h"
 // Behind the system's header, which they need.
 #include <mmsystem.h>
@@ -12,27 +14,31 @@ namespace kavrel {
 namespace {
 
 constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
-constexpr wchar_t kRunValue[] = L"Morlund";
 
-bool SetRunValue(HKEY root, const std::wstring& executable) {
+/// The name of the folder's own value, however the folder is spelled.
+std::u16string RunValue(std::u16string_view program_folder) {
+  return u"Morlund" + FromUtf8(FolderMark(ToLower(program_folder)));
+}
+
+bool SetRunValue(HKEY root, const std::wstring& name, const std::wstring& command) {
   HKEY key = nullptr;
   if (RegCreateKeyExW(root, kRunKey, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_SET_VALUE, nullptr,
                       &key, nullptr) != ERROR_SUCCESS) {
     return false;
   }
-  const auto bytes = static_cast<DWORD>((executable.size() + 1) * sizeof(wchar_t));
-  const LSTATUS code = RegSetValueExW(key, kRunValue, 0, REG_SZ,
-                                      reinterpret_cast<const BYTE*>(executable.c_str()), bytes);
+  const auto bytes = static_cast<DWORD>((command.size() + 1) * sizeof(wchar_t));
+  const LSTATUS code = RegSetValueExW(key, name.c_str(), 0, REG_SZ,
+                                      reinterpret_cast<const BYTE*>(command.c_str()), bytes);
   RegCloseKey(key);
   return code == ERROR_SUCCESS;
 }
 
-bool RemoveRunValue(HKEY root) {
+bool RemoveRunValue(HKEY root, const std::wstring& name) {
   HKEY key = nullptr;
   LSTATUS code = RegOpenKeyExW(root, kRunKey, 0, KEY_SET_VALUE, &key);
   if (code == ERROR_FILE_NOT_FOUND) return true;
   if (code != ERROR_SUCCESS) return false;
-  code = RegDeleteValueW(key, kRunValue);
+  code = RegDeleteValueW(key, name.c_str());
   RegCloseKey(key);
   return code == ERROR_SUCCESS || code == ERROR_FILE_NOT_FOUND;
 }
@@ -51,17 +57,24 @@ std::wstring GetShortPath(std::u16string_view path) {
 }  // namespace
 
 // For all users where this one may say so, else for this user alone.
-bool SetAutostartEntry(bool on, std::u16string_view executable) {
+bool SetAutostartEntry(bool on, std::u16string_view executable,
+                       std::u16string_view program_folder) {
+  const std::u16string value = RunValue(program_folder);
+  const std::wstring name = win32::Wide(value);
   if (on) {
-    const std::wstring path = win32::Wide(executable);
-    return SetRunValue(HKEY_LOCAL_MACHINE, path) || SetRunValue(HKEY_CURRENT_USER, path);
+    const std::vector<std::u16string> arguments = FolderArguments(program_folder);
+    std::wstring command = win32::Wide(executable);
+    // Before arguments a path with blanks must stand in quotes.
+    if (!arguments.empty()) command = L"\"" + command + L"\" " + win32::CommandText(arguments);
+    return SetRunValue(HKEY_LOCAL_MACHINE, name, command) ||
+           SetRunValue(HKEY_CURRENT_USER, name, command);
   }
-  const bool for_all = RemoveRunValue(HKEY_LOCAL_MACHINE);
+  const bool for_all = RemoveRunValue(HKEY_LOCAL_MACHINE, name);
   // An entry for all that this user may not remove may be no entry at all.
-  return RemoveRunValue(HKEY_CURRENT_USER) &&
+  return RemoveRunValue(HKEY_CURRENT_USER, name) &&
          (for_all ||
           !win32::RegistryText(HKEY_LOCAL_MACHINE,
-                               u"Software\\Microsoft\\Windows\\CurrentVersion\\Run", u"Morlund"));
+                               u"Software\\Microsoft\\Windows\\CurrentVersion\\Run", value));
 }
 
 bool OpenWithDesktop(std::u16string_view path) {

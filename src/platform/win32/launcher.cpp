@@ -39,18 +39,6 @@ class ComponentLibrary {
   bool started_;
 };
 
-/// The arguments as one text: each in double quotes, one inside a name doubled.
-std::wstring CommandText(const std::vector<std::u16string>& arguments) {
-  std::wstring text;
-  for (const std::u16string& argument : arguments) {
-    if (!text.empty()) text += L' ';
-    text += L'"';
-    for (const char16_t c : argument) text.append(c == u'"' ? 2 : 1, static_cast<wchar_t>(c));
-    text += L'"';
-  }
-  return text;
-}
-
 bool SaveLink(const std::wstring& path, const Launcher& launcher) {
   const ComponentLibrary library;
   Component<IShellLinkW> link;
@@ -62,7 +50,7 @@ bool SaveLink(const std::wstring& path, const Launcher& launcher) {
   Component<IPersistFile> file;
   return SUCCEEDED(link->SetPath(target.c_str())) &&
          SUCCEEDED(link->SetWorkingDirectory(win32::Wide(launcher.Folder).c_str())) &&
-         SUCCEEDED(link->SetArguments(CommandText(launcher.Arguments).c_str())) &&
+         SUCCEEDED(link->SetArguments(win32::CommandText(launcher.Arguments).c_str())) &&
          SUCCEEDED(link->SetDescription(win32::Wide(launcher.Description).c_str())) &&
          SUCCEEDED(link->SetIconLocation(target.c_str(), 0)) &&
          SUCCEEDED(link->SetShowCmd(SW_HIDE)) &&

@@ -351,6 +351,17 @@ std::optional<std::u16string> RegistryText(HKEY root, std::u16string_view key,
   return Narrow(value.substr(0, value.find(L'\0')));
 }
 
+std::wstring CommandText(const std::vector<std::u16string>& arguments) {
+  std::wstring text;
+  for (const std::u16string& argument : arguments) {
+    if (!text.empty()) text += L' ';
+    text += L'"';
+    for (const char16_t c : argument) text.append(c == u'"' ? 2 : 1, static_cast<wchar_t>(c));
+    text += L'"';
+  }
+  return text;
+}
+
 std::u16string Variable(const wchar_t* name) {
   std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
   if (!value.empty()) {

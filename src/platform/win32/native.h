@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "platform/error_codes.h"
 #include "platform/files.h"
@@ -124,6 +125,9 @@ std::u16string PathOfHandle(HANDLE handle);
 /// The text of a value in the registry; nothing when it is not there.
 std::optional<std::u16string> RegistryText(HKEY root, std::u16string_view key,
                                            std::u16string_view name);
+
+/// Arguments as one text: each in double quotes, one inside an argument doubled.
+std::wstring CommandText(const std::vector<std::u16string>& arguments);
 
 /// An environment variable; empty when it is not set.
 std::u16string Variable(const wchar_t* name);
