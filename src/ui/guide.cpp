@@ -3,8 +3,8 @@
 #include <QApplication>
 #include <QKeyEvent>
 
-#include "platform/desktop.h"
 #include "platform/folders.h"
+#include "ui/desktop_open.h"
 #include "ui/message_box.h"
 #include "ui/qt_text.h"
 
@@ -30,11 +30,10 @@ GuideKey::GuideKey(QWidget* owner) : QObject(owner), owner_(owner) {
 
 void GuideKey::Open() {
   const std::u16string path = GuideFile();
-  if (!path.empty() && OpenWithDesktop(path)) return;
   QWidget* active = QApplication::activeWindow();
-  TellFailure(active != nullptr ? *active : *owner_,
-              path.empty() ? QStringLiteral("找不到使用說明。")
-                           : QStringLiteral("無法開啟使用說明：%1").arg(ToQString(path)));
+  QWidget& owner = active != nullptr ? *active : *owner_;
+  if (path.empty()) return TellFailure(owner, QStringLiteral("找不到使用說明。"));
+  OpenOrTell(owner, path);
 }
 
 bool GuideKey::eventFilter(QObject*, QEvent* event) {

@@ -1,7 +1,6 @@
 #include "ui/job_menu.h"
 
-#include "base/text.h"
-#include "platform/desktop.h"
+#include "ui/desktop_open.h"
 #include "ui/menu_kit.h"
 #include "ui/qt_text.h"
 
@@ -109,7 +108,7 @@ void JobMenu::OpenFolder(int row, bool destination) {
   std::u16string path = destination ? job.Destination.Path : job.Source.Path;
   // With date tags the path as entered is no folder; the one of today may be there.
   if (destination && !program_.Files.FolderExists(path)) path = program_.DestinationNow(job);
-  if (const auto host_path = program_.Files.HostPath(path)) OpenWithDesktop(FromUtf8(*host_path));
+  OpenPathOrTell(*list_.View().hwnd(), program_.Files, path);
 }
 
 }  // namespace kavrel

@@ -6,7 +6,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
-#include "platform/desktop.h"
+#include "ui/desktop_open.h"
 #include "ui/icons.h"
 #include "ui/job_list.h"
 #include "ui/log_bar.h"
@@ -217,7 +217,7 @@ void LogView::OpenLog(std::u16string path) const {
   if (!program_.Files.Status(path)) {
     path = LogFolder(program_.Files) + std::u16string(JobLogName(path));
   }
-  if (const auto host_path = program_.Files.HostPath(path)) OpenWithDesktop(FromUtf8(*host_path));
+  OpenPathOrTell(*view_.hwnd(), program_.Files, path);
 }
 
 void LogView::DeleteSelected() {

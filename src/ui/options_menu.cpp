@@ -3,7 +3,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 
-#include "platform/desktop.h"
+#include "ui/desktop_open.h"
 #include "ui/guide.h"
 #include "ui/menu_kit.h"
 #include "ui/qt_text.h"
@@ -11,10 +11,6 @@
 namespace kavrel {
 
 namespace {
-
-// The product's own addresses.
-constexpr std::u16string_view kMailAddress = u"mailto:kavrel@kavrel.example";
-constexpr std::u16string_view kWebAddress = u"https://kavrel.example/";
 
 QMenu* MakeMenu(QWidget* window, const QString& name, const QString& caption = {}) {
   auto* menu = new QMenu(caption, window);
@@ -24,7 +20,7 @@ QMenu* MakeMenu(QWidget* window, const QString& name, const QString& caption = {
 
 }  // namespace
 
-OptionsMenu::OptionsMenu(Program& program, QWidget* window)
+OptionsMenu::OptionsMenu(Program& program, QWidget* window, const ProductAddresses& addresses)
     : QObject(window),
       program_(program),
       window_(window),
@@ -40,7 +36,7 @@ OptionsMenu::OptionsMenu(Program& program, QWidget* window)
   options_->setDefaultAction(shortcut_);
   connect(AddItem(*options_, QStringLiteral("mnuDrives"), QStringLiteral("Windows 磁碟機對應")),
           &QAction::triggered, this, &OptionsMenu::DrivesWanted);
-  BuildHelp();
+  BuildHelp(addresses);
 }
 
 void OptionsMenu::BuildSwitches() {
@@ -88,17 +84,22 @@ void OptionsMenu::BuildChoices() {
                          [this](int index) { program_.Settings.SetProcessPriority(index); });
 }
 
-void OptionsMenu::BuildHelp() {
-  const auto opens = [this](QAction* action, std::u16string_view address) {
-    connect(action, &QAction::triggered, this, [address] { OpenWithDesktop(address); });
+void OptionsMenu::BuildHelp(const ProductAddresses& addresses) {
+  const auto item = [&](const char* name, const QString& caption, std::u16string address) {
+    QAction* action = AddItem(*help_, QString::fromLatin1(name), caption);
+    // A line that leads nowhere helps nobody.
+    action->setVisible(!address.empty());
+    connect(action, &QAction::triggered, this,
+            [this, address = std::move(address)] { OpenOrTell(*window_, address); });
+    return action;
   };
-  connect(AddItem(*help_, QStringLiteral("mnuGuide"), QStringLiteral("使用說明\tF1")),
-          &QAction::triggered, guide_, &GuideKey::Open);
+  QAction* guide = AddItem(*help_, QStringLiteral("mnuGuide"), QStringLiteral("使用說明\tF1"));
+  connect(guide, &QAction::triggered, guide_, &GuideKey::Open);
   help_->addSeparator();
-  opens(AddItem(*help_, QStringLiteral("mnuMail"), QStringLiteral("寫信給我")), kMailAddress);
-  web_ = AddItem(*help_, QStringLiteral("mnuWeb"), QStringLiteral("我的網站"));
-  opens(web_, kWebAddress);
-  help_->setDefaultAction(web_);
+  item("mnuMail", QStringLiteral("寫信給我"),
+       addresses.Mail.empty() ? addresses.Mail : u"mailto:" + addresses.Mail);
+  web_ = item("mnuWeb", QStringLiteral("我的網站"), addresses.Web);
+  help_->setDefaultAction(web_->isVisible() ? web_ : guide);
   help_->addSeparator();
   connect(AddItem(*help_, QStringLiteral("mnuAbout"), QStringLiteral("關於本軟體")),
           &QAction::triggered, this, &OptionsMenu::ShowAbout);

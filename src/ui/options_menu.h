@@ -12,13 +12,18 @@ namespace kavrel {
 
 class GuideKey;
 
+/// Where the project is to be found, as the build was told; empty where it has no such place.
+struct ProductAddresses {
+  std::u16string Mail = KAVREL_MAIL_ADDRESS, Web = KAVREL_WEB_ADDRESS;
+};
+
 /// Every option is stored the moment it is chosen.
 class OptionsMenu : public QObject {
   Q_OBJECT
 
  public:
   /// Both outlive the menus, which are the window's children.
-  OptionsMenu(Program& program, QWidget* window);
+  OptionsMenu(Program& program, QWidget* window, const ProductAddresses& addresses = {});
 
   /// Checks what the settings say.
   void ShowSettings();
@@ -35,7 +40,7 @@ class OptionsMenu : public QObject {
  private:
   void BuildSwitches();
   void BuildChoices();
-  void BuildHelp();
+  void BuildHelp(const ProductAddresses& addresses);
   void ShowAbout();
   void SetExclusions(bool on);
 

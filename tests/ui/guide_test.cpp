@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <QLineEdit>
+#include <QToolButton>
 
 #include "support/variable.h"
 #include "ui/frm_help.h"
 #include "ui/main_window.h"
+#include "ui/options_menu.h"
 
 namespace fs = std::filesystem;
 
@@ -13,6 +15,9 @@ namespace {
 
 TEST(Guide, OpensByF1InEveryWindowAndByTheMenu) {
   MainWindow main;
+  main.AddJob(u"照片");
+  main.WriteSource("照片/a.jpg", "1");
+  main.AddLogRow(u"照片");
   main.Start();
   const fs::path bin = main.Temp.Root() / "bin", note = main.Temp.Root() / "note";
   WriteTestFile(bin / "xdg-open", "#!/bin/sh\necho \"$1\" > '" + note.string() + ".new' && mv '" +
@@ -34,7 +39,33 @@ TEST(Guide, OpensByF1InEveryWindowAndByTheMenu) {
   help.close();
   {
     const EnvironmentVariable path("PATH", main.Temp.Root().string());
-    EXPECT_TRUE(MessageOf([&] { main.Action("mnuGuide")->trigger(); }).contains("使用說明"));
+    EXPECT_TRUE(MessageOf([&] { main.Action("mnuGuide")->trigger(); }).contains("xdg-utils"));
+    Click(main.Button(4));
+    main.Logs().SetSelectedItem(0);
+    // So do logs and folders, and what is not there is told in any case.
+    EXPECT_TRUE(MessageOf([&] {
+                  Press(ViewOf(*main.Logs().hwnd()), Qt::Key_Return);
+                }).contains("xdg-utils"));
+    for (const auto& [item, text] :
+         {std::pair("mnuIntDir", "xdg-utils"), std::pair("mnuOutDir", "不存在")}) {
+      EXPECT_TRUE(MessageOf([&] { main.Menu(main.Jobs(), 0, item); }).contains(text)) << item;
+    }
+  }
+}
+
+TEST(Guide, TheAboutMenuHasOnlyAddressesThatTheBuildKnows) {
+  MainWindow main;
+  main.Start();
+  EXPECT_FALSE(main.Action("mnuMail")->isVisible());
+  EXPECT_FALSE(main.Action("mnuWeb")->isVisible());
+
+  QWidget window;
+  const OptionsMenu menu(main.Program, &window, {u"us@one.test", u"https://one.test/"});
+  const EnvironmentVariable path("PATH", main.Temp.Root().string());
+  for (const auto& [action, address] : {std::pair("mnuMail", "：mailto:us@one.test\n"),
+                                        std::pair("mnuWeb", "：https://one.test/\n")}) {
+    auto* item = window.findChild<QAction*>(QString::fromLatin1(action));
+    EXPECT_TRUE(MessageOf([&] { item->trigger(); }).contains(address)) << action;
   }
 }
 
