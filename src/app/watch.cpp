@@ -1,6 +1,8 @@
 #include "app/watch.h"
 
 #include "base/number.h"
+#include "base/text.h"
+#include "schedule/next_run.h"
 
 namespace kavrel {
 
@@ -33,6 +35,10 @@ void WatchHost::TellPlan() {
   for (const BackupJob& job : program_->Store.Jobs) {
     if (!job.Enabled) continue;
     ++on;
+    if (NeverRuns(job, around_.Clock.Now())) {
+      TellNow(u"never", job.Name + u", " + FromUtf8(kNeverRuns));
+      continue;
+    }
     if (!first || job.NextRun < first->NextRun) first = &job;
   }
   std::u16string text =

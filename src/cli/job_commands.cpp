@@ -17,6 +17,8 @@ namespace {
 bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   Program& program = session.Program();
   JobForm form = FormOf(job);
+  // What the store has may be more than one unit, or a count that the options do not know.
+  form.KeepInterval = !options.Every;
   const std::string error = ApplyOptions(options, session.Clock().Now(), form);
   if (!error.empty()) {
     PrintError(error);

@@ -9,6 +9,7 @@
 #include "files/path.h"
 #include "files/size_text.h"
 #include "platform/folders.h"
+#include "schedule/next_run.h"
 
 namespace kavrel {
 
@@ -241,7 +242,10 @@ std::optional<std::vector<std::int32_t>> Choose(Session& session, const RunChoic
   if (!all_found) return std::nullopt;
   const DateTime now = session.Clock().Now();
   for (const BackupJob& job : session.Program().Store.Jobs) {
-    if (job.Enabled && (choice.All || (choice.Due && job.NextRun <= now))) {
+    if (!job.Enabled) continue;
+    if (choice.Due && NeverRuns(job, now)) {
+      PrintError(Printable(job.Name) + ": " + std::string(kNeverRuns));
+    } else if (choice.All || (choice.Due && job.NextRun <= now)) {
       chosen.push_back(job.JobIndex);
     }
   }

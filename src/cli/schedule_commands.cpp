@@ -17,7 +17,7 @@ enum class Standing { Due, NotYet, RefusedDay, SwitchedOff, NeverEnds };
 
 Standing StandingOf(const BackupJob& job, DateTime now) {
   if (!job.Enabled) return Standing::SwitchedOff;
-  if (NextRunAfterNow(job, now) <= now) return Standing::NeverEnds;
+  if (NeverRuns(job, now)) return Standing::NeverEnds;
   if (job.NextRun <= now) return Standing::Due;
   return IsRefused(job.RefusedDays, ToCivil(now).Weekday) ? Standing::RefusedDay : Standing::NotYet;
 }
@@ -36,9 +36,8 @@ std::string_view StandingKey(Standing standing) {
 /// The times at which the scheduler would run the job if it were on: the first one that is not
 /// past yet, or the one that is due, and those after it.
 std::vector<DateTime> NextTimes(const BackupJob& job, DateTime now, std::size_t count) {
-  const DateTime after_now = NextRunAfterNow(job, now);
-  if (after_now <= now) return {};
-  return RunsFrom(job, job.Enabled ? job.NextRun : after_now, now, count);
+  if (NeverRuns(job, now)) return {};
+  return RunsFrom(job, job.Enabled ? job.NextRun : NextRunAfterNow(job, now), now, count);
 }
 
 }  // namespace

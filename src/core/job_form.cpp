@@ -13,9 +13,26 @@ namespace {
 
 constexpr std::int32_t kAllDays = 0xFE;
 
-bool IsWholeWeeks(const JobForm& form) {
-  return form.Interval == IntervalKind::Weeks ||
-         (form.Interval == IntervalKind::Days && form.Count == 7);
+constexpr IntervalKind kKinds[] = {IntervalKind::Minutes, IntervalKind::Hours, IntervalKind::Days,
+                                   IntervalKind::Weeks, IntervalKind::Months};
+
+/// Whether the interval has a unit above zero, and none below.
+bool MovesForward(const BackupJob& job) {
+  bool any = false;
+  for (const IntervalKind kind : kKinds) {
+    if (IntervalCount(job, kind) < 0) return false;
+    any = any || IntervalCount(job, kind) > 0;
+  }
+  return any;
+}
+
+/// The editor's two ways of saying so.
+bool IsWholeWeeks(const BackupJob& job) {
+  for (const IntervalKind kind :
+       {IntervalKind::Minutes, IntervalKind::Hours, IntervalKind::Months}) {
+    if (IntervalCount(job, kind) != 0) return false;
+  }
+  return job.EveryDays == 0 ? job.EveryWeeks > 0 : job.EveryDays == 7;
 }
 
 /// The name of the first field that holds a TAB or a line break; empty when none does.
@@ -111,7 +128,7 @@ void FillJob(const JobForm& form, BackupJob& job) {
   job.UsePassword = form.UsePassword;
   job.Password = form.UsePassword ? form.Password : Secret(kDefaultPassword);
 
-  SetInterval(job, form.Interval, form.Count);
+  if (!form.KeepInterval) SetInterval(job, form.Interval, form.Count);
   job.RefusedDays = form.RefusedDays & kAllDays;
   // What the user chose the program has not moved.
   if (job.NextRun != form.Start) job.Extras.TimeMoved = kZeroDate;
@@ -124,8 +141,10 @@ void FillJob(const JobForm& form, BackupJob& job) {
 FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
                     const NextRunSearch& next_run_time, const FolderTest& folder_exists,
                     BackupJob& job) {
-  if (form.Count <= 0) return FormCheck::NoInterval;
-  if (IsWholeWeeks(form) && IsRefused(form.RefusedDays, ToCivil(form.Start).Weekday)) {
+  BackupJob edited = job;
+  FillJob(form, edited);
+  if (!MovesForward(edited)) return FormCheck::NoInterval;
+  if (IsWholeWeeks(edited) && IsRefused(form.RefusedDays, ToCivil(form.Start).Weekday)) {
     return FormCheck::WeekdayRefused;
   }
   if ((form.RefusedDays & kAllDays) == kAllDays) return FormCheck::AllDaysRefused;
@@ -137,8 +156,6 @@ FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
     return FormCheck::SourceMissing;
   }
   if (Trim(form.Destination).empty()) return FormCheck::NoDestination;
-  BackupJob edited = job;
-  FillJob(form, edited);
   edited.NextRun = next_run_time(edited);
   if (job.Source.Path != edited.Source.Path || job.Destination.Path != edited.Destination.Path) {
     ForgetPlaces(edited.Extras);

@@ -15,6 +15,7 @@ struct JobForm {
   BackupType Type = BackupType::Differential;
   IntervalKind Interval = IntervalKind::Minutes;
   std::int32_t Count = 0;      ///< how many of the interval's unit
+  bool KeepInterval = false;   ///< the job's own interval stays, which may have several units
   DateTime Start = kZeroDate;  ///< first run: date and time
   std::int32_t RefusedDays = 0;
   std::u16string FileTypes{kAllFiles};

@@ -51,8 +51,9 @@ std::optional<DateTime> JumpAlong(DateTime time, std::int64_t period, const Want
 
 /// Months differ in length and clamp the day, so they are walked one by one.
 std::optional<DateTime> StepAlong(DateTime time, const BackupJob& job, const Wanted& wanted) {
-  if (FixedPeriod(job) > kLongestPeriod || FixedPeriod(job) < -kLongestPeriod ||
-      job.EveryMonths > 120000 || job.EveryMonths < -120000) {
+  // Months forward and days back might move by a minute a step, and be at it for ever.
+  if (FixedPeriod(job) < 0 || FixedPeriod(job) > kLongestPeriod || job.EveryMonths < 0 ||
+      job.EveryMonths > 120000) {
     return std::nullopt;
   }
   while (!wanted.Accepts(time)) {
@@ -105,6 +106,11 @@ DateTime NextRunTime(const BackupJob& job, DateTime now) {
 
 DateTime NextRunAfterNow(const BackupJob& job, DateTime now) {
   return Search(job, {now + seconds(1), job.RefusedDays});
+}
+
+bool NeverRuns(const BackupJob& job, DateTime now) {
+  const DateTime from = std::max(now, job.NextRun);
+  return NextRunAfterNow(job, from) <= from;
 }
 
 std::vector<DateTime> RunsFrom(BackupJob job, DateTime first, DateTime now, std::size_t count) {

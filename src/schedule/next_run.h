@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 #include <vector>
 
 #include "core/backup_job.h"
@@ -15,11 +16,19 @@ DateTime AddInterval(DateTime time, const BackupJob& job);
 /// The first grid time not earlier than `now`; for an enabled job also not on a refused weekday.
 /// A record read from a file may hold anything: where the search would never end (an interval that
 /// does not move forward, a grid that leaves the years up to 9999, every grid day refused) it gives
-/// NextRun unchanged, at once.
+/// NextRun unchanged, at once. An interval with months moves forward only when nothing of it is
+/// negative.
 DateTime NextRunTime(const BackupJob& job, DateTime now);
 
 /// The first grid time later than `now` and not on a refused weekday, enabled or not.
 DateTime NextRunAfterNow(const BackupJob& job, DateTime now);
+
+/// True for a job that never runs by itself: its grid has no time after the one that comes, or has
+/// come, next. The scheduler leaves it alone, and nobody is asked about it.
+bool NeverRuns(const BackupJob& job, DateTime now);
+/// Why, for those who read English.
+inline constexpr std::string_view kNeverRuns =
+    "it never runs by itself: its interval leads nowhere, or every day is refused";
 
 /// `first` and the times after it at which the scheduler, running the job at each, would run it;
 /// none of them but `first` is earlier than `now`. Fewer than `count` where the search ends.

@@ -41,7 +41,7 @@ void PastDueQuestion::Answer(bool later) {
 }
 
 bool ApplyPastDueRule(BackupJob& job, DateTime now, PastDueState& state, const AskPastDue& ask) {
-  if (job.NextRun >= now) return false;
+  if (job.NextRun >= now || NeverRuns(job, now)) return false;
   if (job.Enabled) {
     if (!state.TimedOut) {
       PastDueQuestion question;

@@ -15,12 +15,6 @@ namespace {
 constexpr std::uint32_t kFirstTick = 1000, kSoon = 2000, kLater = 30000;  // milliseconds
 constexpr std::int64_t kFarAway = 999;                                    // minutes
 
-/// A record whose interval leads nowhere stays due for ever; it is never run, for it would run
-/// again and again.
-bool MovesOn(const BackupJob& job, DateTime now) {
-  return NextRunAfterNow(job, now) > now;
-}
-
 /// Why a job runs or does not.
 void TraceJob(const BackupJob& job, std::u16string_view why) {
   if (Tracing()) Trace("schedule", {job.Name, u": ", why, u", next ", DateTimeText(job.NextRun)});
@@ -102,7 +96,8 @@ void Scheduler::RunDueJobs() {
     if (state_.CancelRequested) return;
     const BackupJob& job = store_.Jobs[static_cast<std::size_t>(row)];
     if (job.Deleted) continue;
-    if (!MovesOn(job, clock_.Now())) {
+    // It would stay due for ever and run again and again.
+    if (NeverRuns(job, clock_.Now())) {
       TraceJob(job, u"its interval leads nowhere");
       continue;
     }

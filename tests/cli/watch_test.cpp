@@ -32,12 +32,15 @@ class WatchTest : public testing::Test {
              "--no-source-folder", "--type", "full", "--every", "1d", "--start", start, more});
     ASSERT_EQ(result.ExitCode, 0) << result.Errors;
   }
-  /// Puts the stored time of every job a day back.
-  void MakeOverdue() {
+  void ChangeJobs(const std::function<void(BackupJob&)>& change) {
     JobStore store(temp_.Files());
     ASSERT_TRUE(store.LoadJobs());
-    for (BackupJob& job : store.Jobs) job.NextRun -= std::chrono::days(1);
+    for (BackupJob& job : store.Jobs) change(job);
     ASSERT_TRUE(store.SaveJobs());
+  }
+  /// Puts the stored time of every job a day back.
+  void MakeOverdue() {
+    ChangeJobs([](BackupJob& job) { job.NextRun -= std::chrono::days(1); });
   }
   static bool Await(const std::function<bool()>& condition) {
     SystemClock clock;
@@ -134,6 +137,31 @@ TEST_F(WatchTest, AKilledRunIsRunAgainFromAWholeStore) {
   BackgroundCommand again(Command({"watch"}));
   EXPECT_TRUE(Await([&] { return Holds(again.Output(), " done: big, 5,000 copied"); }))
       << again.Output();
+}
+
+TEST_F(WatchTest, WhatNeverComesDueIsToldAlikeAndIntervalsStayAsTheyAre) {
+  WriteTestFile(source_ / "a.txt", "a");
+  Add("odd", "01:00", "--enable");
+  ChangeJobs([](BackupJob& job) { job.EveryHours = 12; });
+  EXPECT_EQ(Ctl({"edit", "odd", "--keep", "3"}).ExitCode, 0);
+  EXPECT_TRUE(Holds(Ctl({"show", "odd"}).Output, "每 12 個小時1 天備份一次"))
+      << Ctl({"show", "odd"}).Output;
+  EXPECT_EQ(Ctl({"edit", "odd", "--every", "2h"}).ExitCode, 0);
+  EXPECT_TRUE(Holds(Ctl({"show", "odd"}).Output, "每 2 個小時備份一次"));
+
+  MakeOverdue();
+  ChangeJobs([](BackupJob& job) { job.EveryHours = 0; });
+  EXPECT_TRUE(Holds(Ctl({"next"}).Output, "永不備份"));
+  const CommandResult due = Ctl({"run", "--due"});
+  EXPECT_TRUE(Holds(due.Output, "No job is due")) << due.Output;
+  EXPECT_TRUE(Holds(due.Errors, "odd: it never runs by itself")) << due.Errors;
+  BackgroundCommand watch(Command({"watch"}));
+  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " watching: 1 of 1 "); })) << watch.Output();
+  kill(watch.Process(), SIGTERM);
+  EXPECT_EQ(watch.Wait(), 0);
+  EXPECT_TRUE(Holds(watch.Output(), " never: odd, it never runs by itself")) << watch.Output();
+  EXPECT_FALSE(Holds(watch.Output(), "overdue"));
+  EXPECT_EQ(Ctl({"edit", "odd", "--keep", "4"}).ExitCode, 2);
 }
 
 TEST_F(WatchTest, RunTakesAllThatAreOnOrThoseThatAreDue) {

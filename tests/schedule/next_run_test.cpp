@@ -123,12 +123,26 @@ TEST(NextRun, AGridThatCanNeverFitIsLeftUnchanged) {
   expect_unchanged("backwards by months");
   job.EveryMonths = 1, job.EveryDays = -31;
   expect_unchanged("months that do not move");
+  job.EveryMonths = 12, job.EveryDays = -365, job.EveryMinutes = 1;
+  expect_unchanged("a minute a year");
   job.EveryWeeks = INT32_MAX, job.EveryDays = INT32_MAX;
   expect_unchanged("beyond all time");
   job.EveryMonths = INT32_MAX, job.EveryMinutes = INT32_MIN;
   expect_unchanged("months beyond all time");
   job.EveryMonths = 1, job.EveryWeeks = INT32_MAX;
   expect_unchanged("months and weeks beyond all time");
+}
+
+TEST(NextRun, WhatComesOnlyOnceNeverRuns) {
+  const DateTime now = *FromCivil(2009, 9, 18, 9);  // a Friday
+  BackupJob job = Job(now + hours(1), true);
+  EXPECT_TRUE(NeverRuns(job, now));
+  job.EveryDays = 7, job.RefusedDays = 128;
+  EXPECT_FALSE(NeverRuns(job, now));
+  EXPECT_FALSE(NeverRuns(job, now + days(30)));
+  job.NextRun += days(1);
+  EXPECT_TRUE(NeverRuns(job, now));
+  EXPECT_TRUE(NeverRuns(job, now + days(30)));
 }
 
 TEST(NextRun, CenturiesBehindIsNoLongWalk) {

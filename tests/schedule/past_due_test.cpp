@@ -80,9 +80,12 @@ TEST(PastDueRule, MovesWhatIsOffOrPutOffAndLeavesTheRestToTheFirstTick) {
   EXPECT_EQ(put_off.NextRun, *FromCivil(2009, 9, 24));
   EXPECT_EQ(asked, 2);
 
-  BackupJob stuck = Overdue(u"stuck", false);
-  stuck.EveryMinutes = 0;
-  EXPECT_FALSE(ApplyPastDueRule(stuck, kNow, state, ask));
+  for (const bool enabled : {false, true}) {
+    BackupJob stuck = Overdue(u"stuck", enabled);
+    stuck.EveryMinutes = 0;
+    EXPECT_FALSE(ApplyPastDueRule(stuck, kNow, state, ask));
+  }
+  EXPECT_EQ(asked, 2);
 }
 
 TEST(PastDueRule, AnAbsentUserIsAskedOnce) {
