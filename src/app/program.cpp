@@ -1,5 +1,7 @@
 #include "app/program.h"
 
+#include <utility>
+
 #include "base/text.h"
 #include "engine/rule_check.h"
 #include "files/path.h"
@@ -207,7 +209,14 @@ VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& 
 }
 
 void Program::SetJobEnabled(std::int32_t job_index, bool on, bool save) {
-  Store.Jobs[static_cast<std::size_t>(job_index)].Enabled = on;
+  BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
+  const bool changed = std::exchange(job.Enabled, on) != on;
+  // While it was off its times kept to no weekday.
+  if (changed && on && IsRefused(job.RefusedDays, ToCivil(job.NextRun).Weekday)) {
+    job.NextRun = NextRunTime(job, clock_.Now());
+    job.Extras.TimeMoved = clock_.Now();
+    host_.RefreshJobRow(job_index);
+  }
   if (save) Store.SaveJobs();
 }
 

@@ -76,7 +76,8 @@ class Program {
   /// What became of the last run that the scheduler started.
   RunOutcome LastOutcome() const { return last_outcome_; }
 
-  /// Switches a job on or off; saves the store when `save`.
+  /// Switches a job on or off; saves the store when `save`. A job that is switched on leaves a
+  /// refused weekday.
   void SetJobEnabled(std::int32_t job_index, bool on, bool save);
   /// Clears the log list and removes the job logs, but for the one that a run is writing.
   void DeleteAllLogs();

@@ -233,5 +233,17 @@ TEST(Watch, DISABLED_AMonth) {
   WatchFor(days(30));
 }
 
+TEST(Program, AJobThatIsSwitchedOnLeavesARefusedDay) {
+  StartedProgram started;
+  const DateTime saturday = *FromCivil(2009, 9, 26, 9);
+  BackupJob job;
+  job.NextRun = saturday, job.EveryDays = 1, job.RefusedDays = 1 << 7;
+  started.Program.Store.Jobs = {job, job};
+  started.Program.Store.Jobs[1].RefusedDays = 1 << 1;
+  for (const int row : {0, 1}) started.Program.SetJobEnabled(row, true, false);
+  EXPECT_EQ(started.Program.Store.Jobs[0].NextRun, saturday + days(1));
+  EXPECT_EQ(started.Program.Store.Jobs[1].NextRun, saturday);
+}
+
 }  // namespace
 }  // namespace kavrel
