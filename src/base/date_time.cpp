@@ -1,5 +1,6 @@
 #include "base/date_time.h"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -41,10 +42,13 @@ bool TakeOneOf(std::u16string_view& text, std::u16string_view characters) {
   return true;
 }
 
-/// y/m/d or y-m-d.
+/// y/m/d, y-m-d or y.m.d. Two digits of a year are one of 1930 to 2029.
 bool ReadDate(std::u16string_view text, CivilTime& t) {
-  const char16_t separator = text.find(u'-') == text.npos ? u'/' : u'-';
-  const auto year = TakeNumber(text, 4);
+  const std::size_t digits = std::min(text.find_first_not_of(u"0123456789"), text.size());
+  const char16_t separator = digits < text.size() ? text[digits] : u'/';
+  if (std::u16string_view(u"/-.").find(separator) == std::u16string_view::npos) return false;
+  auto year = TakeNumber(text, 4);
+  if (year && digits <= 2) *year += *year < 30 ? 2000 : 1900;
   if (!year || !TakeOneOf(text, std::u16string_view(&separator, 1))) return false;
   const auto month = TakeNumber(text, 2);
   if (!month || !TakeOneOf(text, std::u16string_view(&separator, 1))) return false;
@@ -67,6 +71,14 @@ bool ReadTime(std::u16string_view text, CivilTime& t) {
   return true;
 }
 
+/// The hour beside a designator, as in "3 PM".
+bool ReadHour(std::u16string_view text, CivilTime& t) {
+  const auto hour = TakeNumber(text, 2);
+  if (!hour || !text.empty()) return false;
+  t.Hour = *hour;
+  return true;
+}
+
 /// 0 for a morning designator, 1 for an afternoon one, nothing for any other word.
 std::optional<int> ReadDesignator(std::u16string_view word) {
   if (word == kMorning || EqualNoCase(word, u"am")) return 0;
@@ -74,11 +86,43 @@ std::optional<int> ReadDesignator(std::u16string_view word) {
   return std::nullopt;
 }
 
+bool IsDigit(char16_t c) {
+  return c >= u'0' && c <= u'9';
+}
+
+/// 星期三, 週三 or 三, in brackets or not.
+bool IsWeekday(std::u16string_view word) {
+  if (word.size() > 2 && word.front() == u'(' && word.back() == u')') {
+    word = word.substr(1, word.size() - 2);
+  } else if (word.size() < 2) {
+    return false;
+  }
+  for (int day = 1; day <= 7; ++day) {
+    if (word == WeekdayName(day) || word == ShortWeekdayName(day) ||
+        word == ShortWeekdayName(day).substr(1)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// With 年 and 月 between numbers as "/", and 日 behind one as a blank.
+std::u16string WithPlainSeparators(std::u16string_view text) {
+  std::u16string plain(text);
+  for (std::size_t i = 1; i < plain.size(); ++i) {
+    if (!IsDigit(plain[i - 1])) continue;
+    const bool number_follows = i + 1 < plain.size() && IsDigit(plain[i + 1]);
+    if ((plain[i] == u'年' || plain[i] == u'月') && number_follows) plain[i] = u'/';
+    if (plain[i] == u'日') plain[i] = u' ';
+  }
+  return plain;
+}
+
 /// The words of a date-time; a designator that touches a time counts as a word of its own.
 std::vector<std::u16string_view> Words(std::u16string_view text) {
   std::vector<std::u16string_view> words;
   const auto is_number = [](char16_t c) {
-    return (c >= u'0' && c <= u'9') || c == u':' || c == u'/' || c == u'-';
+    return IsDigit(c) || c == u':' || c == u'/' || c == u'-' || c == u'.';
   };
   std::size_t start = 0;
   for (std::size_t i = 0; i <= text.size() && words.size() < 5; ++i) {
@@ -91,22 +135,28 @@ std::vector<std::u16string_view> Words(std::u16string_view text) {
   return words;
 }
 
-std::optional<DateTime> ReadWords(std::u16string_view text) {
+std::optional<NamedDateTime> ReadWords(std::u16string_view text) {
   CivilTime t{1899, 12, 30, 0, 0, 0, 0};
-  bool has_date = false, has_time = false;
+  bool has_date = false, has_time = false, has_hour = false, has_weekday = false;
   std::optional<int> afternoon;
   for (const std::u16string_view word : Words(text)) {
     if (!has_date && !has_time && ReadDate(word, t)) {
       has_date = true;
     } else if (!has_time && ReadTime(word, t)) {
       has_time = true;
+    } else if (!has_time && ReadHour(word, t)) {
+      has_time = has_hour = true;
     } else if (!afternoon && (afternoon = ReadDesignator(word))) {
       continue;
+    } else if (has_date && !has_weekday && IsWeekday(word)) {
+      has_weekday = true;
     } else {
       return std::nullopt;
     }
   }
-  if ((!has_date && !has_time) || (afternoon && !has_time)) return std::nullopt;
+  if ((!has_date && !has_time) || (afternoon && !has_time) || (has_hour && !afternoon)) {
+    return std::nullopt;
+  }
   if (afternoon) {
     if (t.Hour > 12) {
       // Some systems write the designator beside a 24-hour time.
@@ -115,7 +165,9 @@ std::optional<DateTime> ReadWords(std::u16string_view text) {
       t.Hour = t.Hour % 12 + 12 * *afternoon;
     }
   }
-  return FromCivil(t.Year, t.Month, t.Day, t.Hour, t.Minute, t.Second);
+  const auto time = FromCivil(t.Year, t.Month, t.Day, t.Hour, t.Minute, t.Second);
+  if (!time) return std::nullopt;
+  return NamedDateTime{*time, has_date, has_time};
 }
 
 /// Days since the zero date. In a negative number the fraction still counts forward from midnight.
@@ -175,10 +227,17 @@ std::u16string DateTimeText(DateTime time) {
   return midnight == kZeroDate ? clock : date + u" " + clock;
 }
 
-std::optional<DateTime> ParseDateTime(std::u16string_view text) {
+std::optional<NamedDateTime> ParseNamedDateTime(std::u16string_view text) {
   text = Trim(text);
-  if (const std::optional<DateTime> time = ReadWords(text)) return time;
-  return ReadDayNumber(text);
+  if (const auto named = ReadWords(WithPlainSeparators(text))) return named;
+  const std::optional<DateTime> time = ReadDayNumber(text);
+  if (!time) return std::nullopt;
+  return NamedDateTime{*time, true, true};
+}
+
+std::optional<DateTime> ParseDateTime(std::u16string_view text) {
+  const std::optional<NamedDateTime> named = ParseNamedDateTime(text);
+  return named ? std::optional(named->Time) : std::nullopt;
 }
 
 std::u16string ArchiveStamp(DateTime time) {

@@ -34,11 +34,21 @@ DateTime AddMonths(DateTime time, int months);
 /// exactly midnight, the time alone on the zero date's day.
 std::u16string DateTimeText(DateTime time);
 
-/// Reads what DateTimeText writes, and beside it: "-" for "/", 24-hour and AM/PM times, the
-/// designator before or after the time, times without seconds, a date or a time alone. Else the
-/// text is read as a day number (days since 1899-12-30, fraction = time of day, rounded to the
-/// second). Nothing when it is neither, or lies outside the years 100 to 9999.
+/// Reads what DateTimeText writes, and beside it: "-", "." or 年月日 for "/", years of two digits
+/// (1930 to 2029), a weekday in Chinese, which is not compared with the date, 24-hour and AM/PM
+/// times, the designator before or after the time, times without seconds, an hour alone beside a
+/// designator, a date or a time alone. Else the text is read as a day number (days since
+/// 1899-12-30, fraction = time of day, rounded to the second). Nothing when it is neither, or lies
+/// outside the years 100 to 9999.
 std::optional<DateTime> ParseDateTime(std::u16string_view text);
+
+/// The same with what the text names: without a date the day is the zero date's, without a time it
+/// is midnight.
+struct NamedDateTime {
+  DateTime Time;
+  bool HasDate, HasTime;
+};
+std::optional<NamedDateTime> ParseNamedDateTime(std::u16string_view text);
 
 /// "2009-09-23 15:04:05", which sorts as text; `separator` stands between date and time.
 std::u16string IsoText(DateTime time, char16_t separator = u' ');

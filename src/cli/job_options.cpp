@@ -42,17 +42,16 @@ std::string ReadEvery(const std::string& text, JobForm& form) {
 }
 
 std::string ReadStart(const std::string& text, DateTime now, JobForm& form) {
-  const std::optional<DateTime> time = ParseDateTime(FromUtf8(text));
-  if (!time) return "--start takes a date and a time, as \"2026/11/24 01:00\"";
+  const std::optional<NamedDateTime> named = ParseNamedDateTime(FromUtf8(text));
+  if (!named) return "--start takes a date and a time, as \"2026/11/24 01:00\"";
   using std::chrono::days;
-  const auto day = std::chrono::floor<days>(*time);
-  const bool names_time = text.find(':') != text.npos;
-  if (names_time && day == std::chrono::floor<days>(kZeroDate)) {
-    form.Start = std::chrono::floor<days>(now) + (*time - day);
-  } else if (!names_time) {
+  const auto day = std::chrono::floor<days>(named->Time);
+  if (!named->HasDate) {
+    form.Start = std::chrono::floor<days>(now) + (named->Time - day);
+  } else if (!named->HasTime) {
     form.Start = day + (form.Start - std::chrono::floor<days>(form.Start));
   } else {
-    form.Start = *time;
+    form.Start = named->Time;
   }
   return {};
 }

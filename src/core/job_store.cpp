@@ -1,6 +1,7 @@
 #include "core/job_store.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "base/number.h"
@@ -15,6 +16,7 @@ namespace kavrel {
 namespace {
 
 constexpr std::size_t kFewestFields = 14;
+constexpr std::ptrdiff_t kFields = 24;
 constexpr std::u16string_view kStoreName = u"Backup.rtm", kOldStoreName = u"old_Backup.rtm",
                               kOldExtrasName = u"old_Backup.ext";
 
@@ -28,13 +30,29 @@ class Fields {
   std::u16string_view TextOr(std::size_t i, std::u16string_view fallback) const {
     return Text(i).empty() ? fallback : Text(i);
   }
-  bool Flag(std::size_t i) const { return Text(i) == u"1"; }
+  bool Flag(std::size_t i) {
+    const bool known = Text(i) == u"0" || Text(i) == u"1";
+    return Converted(i, known ? std::optional(Text(i) == u"1") : std::nullopt, false);
+  }
+  bool Bool(std::size_t i) { return Converted(i, ParseBool(Text(i)), false); }
+  std::int32_t Number(std::size_t i) { return Converted(i, ParseInt(Text(i)), 0); }
+  DateTime Date(std::size_t i) { return Converted(i, ParseDateTime(Text(i)), kZeroDate); }
 
-  std::int32_t Number(std::size_t i) const { return ParseInt(Text(i)).value_or(0); }
-  DateTime Date(std::size_t i) const { return ParseDateTime(Text(i)).value_or(kZeroDate); }
+  /// Whether every field that was asked for converted, and none is left over.
+  bool Whole() const {
+    return whole_ && std::all_of(pieces_.begin() + std::min(kFields, std::ssize(pieces_)),
+                                 pieces_.end(), [](auto text) { return Trim(text).empty(); });
+  }
 
  private:
+  template <typename Value>
+  Value Converted(std::size_t i, const std::optional<Value>& value, Value fallback) {
+    whole_ = whole_ && (value || Text(i).empty());
+    return value.value_or(fallback);
+  }
+
   std::vector<std::u16string_view> pieces_;
+  bool whole_ = true;
 };
 
 /// A line that grows field by field.
@@ -76,9 +94,9 @@ Secret FormatJobLine(const BackupJob& job) {
   return line.Take();
 }
 
-bool ParseJobLine(std::u16string_view line, BackupJob& job) {
-  const Fields fields(line);
-  if (fields.Count() < kFewestFields) return false;
+LineRead ParseJobLine(std::u16string_view line, BackupJob& job) {
+  Fields fields(line);
+  if (fields.Count() < kFewestFields) return LineRead::Nothing;
   job = {};
   job.Enabled = fields.Flag(0);
   job.Name = KeptName(fields.Text(1));
@@ -100,13 +118,13 @@ bool ParseJobLine(std::u16string_view line, BackupJob& job) {
   job.RefusedDays = fields.Number(15);
   job.LastRun = fields.Date(16);
   job.Synchronise = fields.Flag(17);
-  job.UseRecycleBin = ParseBool(fields.Text(18)).value_or(false);
+  job.UseRecycleBin = fields.Bool(18);
   job.LimitFileSize = fields.Flag(19);
   job.MaxFileSizeKB = fields.Number(20);
   job.UsePassword = fields.Flag(21);
   job.Password = fields.TextOr(22, kDefaultPassword);
   job.AddSourceFolder = fields.Text(23).empty() || fields.Flag(23);
-  return true;
+  return fields.Whole() ? LineRead::Whole : LineRead::Part;
 }
 
 JobStore::JobStore(const FileSystem& file_system)
@@ -114,6 +132,7 @@ JobStore::JobStore(const FileSystem& file_system)
 
 bool JobStore::LoadJobs(const PastDueRule& rule) {
   Jobs.clear();
+  not_understood_ = false;
   Result<std::string> bytes = file_.Read();
   last_error_ = IsNotFound(bytes.Error) ? 0 : bytes.Error;
   if (!bytes) {
@@ -130,7 +149,9 @@ bool JobStore::LoadJobs(const PastDueRule& rule) {
     rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
     if (line.ends_with(u'\r')) line.remove_suffix(1);
     BackupJob job;
-    if (!ParseJobLine(line, job)) continue;
+    const LineRead read = ParseJobLine(line, job);
+    not_understood_ = not_understood_ || (read != LineRead::Whole && !Trim(line).empty());
+    if (read == LineRead::Nothing) continue;
     job.JobIndex = static_cast<std::int32_t>(Jobs.size());
     job.JobNumber = job.JobIndex + 1;
     Jobs.push_back(std::move(job));
@@ -158,8 +179,10 @@ bool JobStore::SaveJobs() {
   std::string bytes = EncodeTextFile(text);
   // Jobs are not kept back by extras that cannot be written; what is wrong with these is told last.
   extras_.SaveAhead(Jobs);
-  last_error_ = file_.Write(bytes);
+  last_error_ = not_understood_ ? file_.KeepOther() : 0;
+  if (!last_error_) last_error_ = file_.Write(bytes);
   Wipe(bytes);
+  if (!last_error_) not_understood_ = false;
   if (!last_error_) last_error_ = extras_.Save(Jobs);
   return last_error_ == 0;
 }

@@ -29,7 +29,8 @@ class JobStore {
   /// a process that is killed in between has cost no job its settings. False when a file could not
   /// be written, or when the last load found one that it could not read: that file may hold jobs,
   /// so it is never written over. What somebody else has written to either since it was read or
-  /// saved here is kept as a copy.
+  /// saved here is kept as a copy, and so is a store of which the last load could not make sense in
+  /// every line.
   bool SaveJobs();
 
   /// Takes the jobs of another store file with the extras beside it: the present ones are kept as
@@ -61,11 +62,16 @@ class JobStore {
   SharedFile file_;
   ExtrasFile extras_;
   int last_error_ = 0;
+  bool not_understood_ = false;  ///< the file holds more than Jobs
 };
 
-/// One line of the store without its line end, and back. A line of fewer than 14 fields gives
-/// nothing; a field that does not convert keeps its starting value.
+/// One line of the store without its line end, and back.
 Secret FormatJobLine(const BackupJob& job);
-bool ParseJobLine(std::u16string_view line, BackupJob& job);
+enum class LineRead {
+  Nothing,  ///< fewer than 14 fields
+  Part,     ///< a field that does not convert keeps its starting value; more than 24 are left out
+  Whole,
+};
+LineRead ParseJobLine(std::u16string_view line, BackupJob& job);
 
 }  // namespace kavrel

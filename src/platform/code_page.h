@@ -15,7 +15,8 @@ std::u16string DecodeCodePage(std::string_view bytes);
 /// UTF-16 to code page 950; nothing unless DecodeCodePage gives exactly `text` back.
 std::optional<std::string> EncodeCodePage(std::u16string_view text);
 
-/// The text of a whole file: UTF-8 when it begins with EF BB BF (dropped), else code page 950.
+/// The text of a whole file: UTF-8 or UTF-16 when it begins with a byte-order mark (dropped), else
+/// code page 950; where that does not fit and UTF-8 does, that. A lone CR reads as a line feed.
 std::u16string DecodeTextFile(std::string_view bytes);
 
 /// The bytes of a whole file: code page 950 where it holds every character, else EF BB BF + UTF-8.

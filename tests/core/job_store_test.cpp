@@ -89,6 +89,51 @@ TEST_F(JobStoreTest, ShortLinesGetDefaultsAndTooShortOnesAreDropped) {
   EXPECT_EQ(store_.Jobs[1].JobIndex, 1);
 }
 
+TEST_F(JobStoreTest, WhatCannotBeUnderstoodIsKeptBeforeAnythingIsSaved) {
+  const std::string line = Bytes(kFullLine);
+  const auto kept_after_save = [&](const std::string& file) {
+    fs::remove(temp_.Home() / "other_Backup.rtm");
+    WriteTestFile(path_, file);
+    EXPECT_TRUE(store_.LoadJobs() && store_.SaveJobs());
+    EXPECT_EQ(ReadTestFile(path_), line);
+    store_.Jobs[0].Enabled = false;
+    EXPECT_TRUE(store_.SaveJobs());
+    const fs::path kept = temp_.Home() / "other_Backup.rtm";
+    return fs::exists(kept) ? ReadTestFile(kept) : std::string("nothing");
+  };
+  EXPECT_EQ(kept_after_save(line + "\r\n \r\n"), "nothing");
+  EXPECT_EQ(kept_after_save(line + "a note\r\n"), line + "a note\r\n");
+  for (const auto& [from, to] : {std::pair("\t2009/9/22\t", "\t1899/12/30 9pm x\t"),
+                                 std::pair("\t0\t\r\n", "\t0\tmore\r\n")}) {
+    std::string changed = line;
+    changed.replace(changed.find(from), std::string_view(from).size(), to);
+    fs::remove(temp_.Home() / "other_Backup.rtm");
+    WriteTestFile(path_, changed);
+    EXPECT_TRUE(store_.LoadJobs() && store_.SaveJobs());
+    EXPECT_EQ(ReadTestFile(temp_.Home() / "other_Backup.rtm"), changed);
+  }
+}
+
+TEST_F(JobStoreTest, ReadsWhatOtherEditorsSave) {
+  const std::u16string text = std::u16string(kFullLine) + std::u16string(kFullLine);
+  std::string little = "\xFF\xFE", big = "\xFE\xFF";
+  for (const char16_t c : text) {
+    ((little += static_cast<char>(c & 0xFF)) += static_cast<char>(c >> 8));
+    ((big += static_cast<char>(c >> 8)) += static_cast<char>(c & 0xFF));
+  }
+  for (const std::string& file :
+       {little, big, ToUtf8(text), ToUtf8(ReplaceAll(text, u"\r\n", u"\r")),
+        Bytes(ReplaceAll(text, u"\r\n", u"\r"))}) {
+    WriteTestFile(path_, file);
+    EXPECT_TRUE(store_.LoadJobs());
+    ASSERT_EQ(store_.Jobs.size(), 2U);
+    EXPECT_EQ(FormatJobLine(store_.Jobs[1]) + u"\r\n", kFullLine);
+    EXPECT_TRUE(store_.SaveJobs());
+    EXPECT_EQ(ReadTestFile(path_), Bytes(text));
+    EXPECT_FALSE(fs::exists(temp_.Home() / "other_Backup.rtm"));
+  }
+}
+
 TEST_F(JobStoreTest, GarbageOfEveryKindIsSurvived) {
   std::string garbage("\0\xFF\t\xA4\n", 5);
   garbage += std::string(1000000, 'x') + "\r\n";
