@@ -85,6 +85,14 @@ int seteuid(int) {
   return -1;
 }
 
+int getgroups(int, gid_t*) {
+  return 0;
+}
+
+int setgroups(std::size_t, const gid_t*) {
+  return -1;
+}
+
 int setegid(int) {
   return -1;
 }

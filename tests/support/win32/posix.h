@@ -24,6 +24,9 @@ int geteuid();
 int chown(const wchar_t* path, int user, int group);
 int seteuid(int user);
 int setegid(int group);
+using gid_t = unsigned;
+int getgroups(int count, gid_t* groups);
+int setgroups(std::size_t count, const gid_t* groups);
 /// No disk is mounted and no limit is set: tests that need one pass themselves over.
 int mount(const char*, const wchar_t*, const char*, unsigned long, const void*);
 int mount(const wchar_t*, const wchar_t*, const char*, unsigned long, const void*);
