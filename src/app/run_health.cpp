@@ -33,9 +33,35 @@ std::map<std::u16string_view, Last> LastRows(const std::vector<LogRow>& rows) {
   return last;
 }
 
-bool WentBadly(const BackupJob& job, const Last& last) {
-  return job.Extras.NotBegun || job.Extras.Unseen || (last.Run && IsBadRun(*last.Run)) ||
-         (last.Verification && IsBadRun(*last.Verification));
+/// What went badly, in a few words; empty when nothing did. A verification is later than the run.
+std::u16string BadlyText(const BackupJob& job, const Last& last) {
+  constexpr std::size_t kStatus = 1, kFailed = 4;
+  if (job.Extras.NotBegun) return u"沒有執行";
+  if (last.Run && last.Run->at(kStatus).ends_with(u"中斷")) return (*last.Run)[kStatus];
+  if (last.Run && IsBadRun(*last.Run)) return u"失敗 " + (*last.Run)[kFailed] + u" 個檔案";
+  if (job.Extras.Unseen) return u"有檔案無法查看";
+  if (!last.Verification || !IsBadRun(*last.Verification)) return {};
+  const LogRow& verified = *last.Verification;
+  return verified[kStatus].ends_with(u"中斷") ? verified[kStatus]
+                                              : u"驗證發現 " + verified[kFailed] + u" 個差異";
+}
+
+/// The log of what went badly.
+std::u16string BadLog(const BackupJob& job, const Last& last) {
+  if (job.Extras.NotBegun) return {};
+  if (last.Run && (job.Extras.Unseen || IsBadRun(*last.Run))) return (*last.Run)[kLogPathColumn];
+  return last.Verification ? (*last.Verification)[kLogPathColumn] : std::u16string();
+}
+
+JobHealth Judge(const BackupJob& job, const Last& last, DateTime now) {
+  if (std::u16string badly = BadlyText(job, last); !badly.empty()) {
+    return {Health::Failed, std::move(badly), BadLog(job, last)};
+  }
+  // A time that leads nowhere never comes.
+  const bool waits = job.Enabled && NextRunAfterNow(job, now) > now;
+  if (waits && job.NextRun + kGrace < now) return {Health::Overdue, u"逾期未備份", {}};
+  if (last.Run) return {Health::Good, u"完成", {}};
+  return {Health::Unknown, job.LastRun == kZeroDate ? u"尚未備份" : u"沒有紀錄", {}};
 }
 
 std::u16string Names(const std::vector<std::u16string>& names) {
@@ -49,23 +75,30 @@ std::u16string Names(const std::vector<std::u16string>& names) {
 
 }  // namespace
 
+std::vector<JobHealth> JudgeJobs(const std::vector<BackupJob>& jobs,
+                                 const std::vector<LogRow>& rows, DateTime now,
+                                 std::int32_t running) {
+  const std::map<std::u16string_view, Last> last_rows = LastRows(rows);
+  std::vector<JobHealth> judged;
+  for (const BackupJob& job : jobs) {
+    const auto found = last_rows.find(job.Name);
+    judged.push_back(std::ssize(judged) == running
+                         ? JobHealth{Health::Running, u"執行中", {}}
+                         : Judge(job, found == last_rows.end() ? Last() : found->second, now));
+  }
+  return judged;
+}
+
 RunHealth JudgeRuns(const std::vector<BackupJob>& jobs, const std::vector<LogRow>& rows,
                     DateTime now) {
-  const std::map<std::u16string_view, Last> last_rows = LastRows(rows);
+  const std::vector<JobHealth> judged = JudgeJobs(jobs, rows, now);
   RunHealth health;
   bool any = false;
-  for (const BackupJob& job : jobs) {
-    if (job.Deleted || !job.Enabled) continue;
-    const auto found = last_rows.find(job.Name);
-    const Last last = found == last_rows.end() ? Last() : found->second;
-    any = any || last.Run;
-    // A time that leads nowhere never comes.
-    const bool waits = NextRunAfterNow(job, now) > now;
-    if (WentBadly(job, last)) {
-      health.Failed.push_back(job.Name);
-    } else if (waits && job.NextRun + kGrace < now) {
-      health.Overdue.push_back(job.Name);
-    }
+  for (std::size_t i = 0; i < jobs.size(); ++i) {
+    if (jobs[i].Deleted || !jobs[i].Enabled) continue;
+    any = any || judged[i].State == Health::Good;
+    if (judged[i].State == Health::Failed) health.Failed.push_back(jobs[i].Name);
+    if (judged[i].State == Health::Overdue) health.Overdue.push_back(jobs[i].Name);
   }
   health.State = !health.Failed.empty()    ? Health::Failed
                  : !health.Overdue.empty() ? Health::Overdue

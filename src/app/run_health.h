@@ -1,6 +1,7 @@
-// Whether the user's backups are well, at a glance.
+// Whether the user's backups are well, at a glance: each job, and all together.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -10,11 +11,29 @@
 namespace kavrel {
 
 enum class Health {
-  Unknown,  ///< no job that is switched on has run yet
-  Good,     ///< the last run of each went well
-  Overdue,  ///< a job's time has passed and it was not run
-  Failed,   ///< the last run of a job was interrupted, had failures or differences, or never began
+  Unknown,  ///< has not run yet, as far as the log list tells
+  Good,     ///< the last run went well
+  Overdue,  ///< the time has passed and it was not run
+  Failed,   ///< the last run was interrupted, had failures or differences, or never began
+  Running,  ///< it is at work
 };
+inline constexpr int kHealths = 5;
+
+/// How it stands with one job.
+struct JobHealth {
+  Health State = Health::Unknown;
+  std::u16string Text;     ///< "失敗 3 個檔案" and the like, for a list
+  std::u16string LogPath;  ///< of the run or verification that went badly; empty when there is none
+
+  bool operator==(const JobHealth&) const = default;
+};
+
+/// Judges each job of the store by its last row in the log list, and by what is known of runs that
+/// were too short for a row. A restore says nothing of a backup. A job that is switched off keeps
+/// its state, but is never overdue. The job at the position `running` is at work; -1 = none.
+std::vector<JobHealth> JudgeJobs(const std::vector<BackupJob>& jobs,
+                                 const std::vector<LogRow>& rows, DateTime now,
+                                 std::int32_t running = -1);
 
 struct RunHealth {
   Health State = Health::Unknown;
@@ -23,8 +42,7 @@ struct RunHealth {
   bool operator==(const RunHealth&) const = default;
 };
 
-/// Judges the jobs that are switched on by the last row of each in the log list, and by what is
-/// known of runs that were too short for a row. A restore says nothing of a backup.
+/// Sums up the jobs that are switched on, none of which is at work.
 RunHealth JudgeRuns(const std::vector<BackupJob>& jobs, const std::vector<LogRow>& rows,
                     DateTime now);
 

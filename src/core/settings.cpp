@@ -13,8 +13,8 @@ constexpr SettingInfo kSettings[] = {
     {u"OutWidth0", 0, 0},       {u"OutWidth1", 0, 0},       {u"OutWidth2", 0, 0},
     {u"OutWidth3", 0, 0},       {u"OutWidth4", 0, 0},       {u"OutWidth5", 0, 0},
     {u"OutWidth6", 0, 0},       {u"OutWidth7", 0, 0},       {u"OutWidth8", 0, 0},
-    {u"OutWidth9", 0, 0},       {u"OutWidth10", 0, 0},      {u"StartMin", 0, 0},
-    {u"Morlund", 0, 0},
+    {u"OutWidth9", 0, 0},       {u"OutWidth10", 0, 0},      {u"OutWidth11", 0, 1},
+    {u"StartMin", 0, 0},        {u"Morlund", 0, 0},
 };
 
 std::u16string OutWidthName(int column) {
@@ -64,7 +64,8 @@ std::int32_t Settings::ReadIndex(std::u16string_view name) const {
 
 bool Settings::ReadSwitch(std::u16string_view name) const {
   const std::optional<std::u16string> text = store_.Get(name);
-  return text && ParseBool(*text).value_or(false);
+  const std::optional<bool> on = text ? ParseBool(*text) : std::nullopt;
+  return on.value_or(FindSetting(name)->Default != 0);
 }
 
 std::int32_t Settings::ProcessPriority() const {

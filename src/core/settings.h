@@ -11,7 +11,7 @@
 
 namespace kavrel {
 
-/// One stored setting: a choice from 0 to Last, or a switch when Last is 0.
+/// One stored setting: a choice from 0 to Last, or a switch when Last is 0 (Default 1 = on).
 struct SettingInfo {
   std::u16string_view Name;
   std::int32_t Last, Default;
@@ -36,7 +36,7 @@ class Settings {
   ErrorCode LastError() const { return store_.LastError(); }
   const std::u16string& Path() const { return store_.Path(); }
   bool ProtGlidLine() const;
-  bool OutWidth(int column) const;  ///< column switch 0-10
+  bool OutWidth(int column) const;  ///< column switch 0-11; only the last is on by default
   bool StartMin() const;
   bool Autostart() const;  ///< stored under the name "Morlund"
 

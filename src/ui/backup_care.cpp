@@ -5,6 +5,7 @@
 #include <QWidget>
 
 #include "app/backup_browser.h"
+#include "app/run_end.h"
 #include "base/number.h"
 #include "files/path.h"
 #include "ui/dialogs.h"
@@ -75,6 +76,7 @@ void BackupCare::RestoreSome(int row) {
   run_.Begin(row, true, &pick->Paths);
   const RunOutcome outcome = program_.RunRestorePickedNow(
       row, *pick, [&](const std::vector<ArchiveFile>&) { return std::optional(archive); });
+  Q_EMIT Finished(EndOfRestore(program_, job, outcome));
   Q_EMIT Ended(outcome, job);
 }
 
@@ -85,7 +87,9 @@ void BackupCare::Verify(int row) {
       program_.VerifyJobNow(row, [this](const std::vector<ArchiveFile>& archives) {
         return PickArchive(program_, archives, window_);
       });
-  TellVerification(report, program_.Store.Jobs[static_cast<std::size_t>(row)]);
+  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
+  Q_EMIT Finished(EndOfVerification(job, report));
+  TellVerification(report, job);
 }
 
 void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& job) {

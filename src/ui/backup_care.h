@@ -13,6 +13,7 @@ namespace kavrel {
 
 class LogView;
 class RunShow;
+struct RunEnd;
 
 class BackupCare : public QObject {
   Q_OBJECT
@@ -30,6 +31,8 @@ class BackupCare : public QObject {
  Q_SIGNALS:
   /// Also when it did not take place, which the user who started it is to be told.
   void Ended(RunOutcome outcome, const BackupJob& job);
+  /// How a restore or a verification ended that took place.
+  void Finished(const RunEnd& end);
 
  private:
   bool MayStart(int row) const;

@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include "app/drives.h"
+#include "app/run_end.h"
 #include "base/number.h"
 #include "files/error_text.h"
 #include "platform/process.h"
@@ -23,6 +24,7 @@
 #include "ui/message_box.h"
 #include "ui/options_menu.h"
 #include "ui/qt_text.h"
+#include "ui/result_bar.h"
 #include "ui/run_panel.h"
 #include "ui/run_show.h"
 #include "ui/tray.h"
@@ -85,6 +87,7 @@ void FrmMain::BuildControls() {
   run_ = std::make_unique<RunShow>(*program_, *panel_, status_bar_);
   care_ = new BackupCare(*program_, *run_, *log_, this);
   connect(care_, &BackupCare::Ended, this, &FrmMain::TellOutcome);
+  connect(care_, &BackupCare::Finished, this, &FrmMain::ShowEnd);
   connect(job_menu_, &JobMenu::RestoreSomeWanted, care_, &BackupCare::RestoreSome);
   connect(job_menu_, &JobMenu::VerifyWanted, care_, &BackupCare::Verify);
   connect(panel_, &RunPanel::CancelClick, this, [this] {
@@ -110,6 +113,9 @@ void FrmMain::BuildAreas() {
   job_area_ = area("PiclstJob", 1);
   log_area_ = area("piclstLog", 1);
   log_area_->hide();
+  result_ = new ResultBar(*program_);
+  layout->addWidget(result_);
+  connect(result_, &ResultBar::LogWanted, this, &FrmMain::OpenLog);
   captions_ = area("PicLogs", 0);
   file_bar_ = area("picPtbFile", 0);
   status_area_ = area("picStatusBar", 0);
@@ -164,10 +170,12 @@ void FrmMain::ShowSettings() {
 
 void FrmMain::FillJobList() {
   jobs_->Fill();
+  ShowHealth();
 }
 
 void FrmMain::ShowLogList() {
   log_->Follow();
+  result_->ShowLast(program_->LogRows.Rows());
   ShowHealth();
 }
 
@@ -226,9 +234,8 @@ void FrmMain::RunCheckedJobs() {
     jobs_->View().ListRefresh();
     return;
   }
-  undone_.emplace();
   program_->Scheduler.RunCheckedJobs();
-  const QStringList undone = *std::exchange(undone_, std::nullopt);
+  const QStringList undone = result_->Undone();
   if (ended_ || undone.isEmpty()) return;
   constexpr qsizetype kMostLines = 12;
   QString text = QStringLiteral("以下排程沒有完整執行：\n") + undone.mid(0, kMostLines).join(u'\n');
@@ -331,6 +338,7 @@ void FrmMain::RunNow(int row) {
   if (!program_->State.RunBusy) run_->Begin(row, false);
   const RunOutcome outcome = program_->RunJobNow(row);
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(row)];
+  ShowEnd(EndOfBackup(*program_, job, outcome));
   TellOutcome(outcome, job);
   const std::optional<VerifyReport>& verified = program_->LastVerification();
   if (verified && (verified->Stopped || verified->Counters.Differences() > 0))
@@ -346,7 +354,9 @@ void FrmMain::AskAndRestore(int row) {
       row, options_->Restore(), [this](const std::vector<ArchiveFile>& archives) {
         return PickArchive(*program_, archives, this);
       });
-  TellOutcome(outcome, program_->Store.Jobs[static_cast<std::size_t>(row)]);
+  const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(row)];
+  ShowEnd(EndOfRestore(*program_, job, outcome));
+  TellOutcome(outcome, job);
 }
 
 void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
@@ -359,49 +369,40 @@ void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
   }
 }
 
-void FrmMain::NoteUndone(RunOutcome outcome, const BackupJob& job) {
-  if (!undone_) return;
-  QString why;
-  if (outcome == RunOutcome::SourceMissing) {
-    why = QStringLiteral("找不到來源資料夾 ") + ToQString(job.Source.WorkPath);
-  } else if (outcome == RunOutcome::NoArchiver) {
-    why = QStringLiteral("找不到 7-Zip 程式");
-  } else if (outcome == RunOutcome::Guarded || outcome == RunOutcome::NoSpace) {
-    why = ToQString(program_->Context.RefusalText);
-  } else if (job.LastRunResult.FailedFiles > 0 || job.Extras.Unseen) {
-    why =
-        QStringLiteral("失敗 %1 個檔案")
-            .arg(ToQString(Grouped(job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles)));
-  }
-  if (!why.isEmpty()) undone_->append(QStringLiteral("「%1」：%2").arg(ToQString(job.Name), why));
+void FrmMain::ShowEnd(const RunEnd& end) {
+  result_->Add(end);
+  result_->End();
+  ShowHealth();
 }
 
 void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {
   jobs_->ShowStarted(job_index, now);
   run_->Begin(job_index, false);
+  ShowHealth();
 }
 
 void FrmMain::JobEnded(std::int32_t job_index) {
-  const std::optional<VerifyReport>& verified = program_->LastVerification();
-  const bool doubtful = verified && (verified->Stopped || verified->Counters.Differences() > 0);
-  const RunOutcome outcome = program_->LastOutcome();
-  NoteUndone(outcome, program_->Store.Jobs[static_cast<std::size_t>(job_index)]);
-  const bool logged = outcome == RunOutcome::Ran || outcome == RunOutcome::Guarded ||
-                      outcome == RunOutcome::NoSpace;
-  tray_->NoteFinished(program_->Store.Jobs[static_cast<std::size_t>(job_index)], verified,
-                      doubtful ? verified->LogPath
-                      : logged ? program_->RunLogPath()
-                               : std::u16string());
+  const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
+  const RunEnd end = EndOfBackup(*program_, job, program_->LastOutcome());
+  result_->Add(end);
+  tray_->NoteFinished(job, program_->LastVerification(), end.LogPath);
 }
 
 void FrmMain::ShowHealth() {
-  tray_->ShowHealth(
-      JudgeRuns(program_->Store.Jobs, program_->LogRows.Rows(), program_->Context.Clock.Now()));
+  const std::vector<BackupJob>& jobs = program_->Store.Jobs;
+  const std::vector<LogRow>& rows = program_->LogRows.Rows();
+  const DateTime now = program_->Context.Clock.Now();
+  jobs_->ShowHealth(JudgeJobs(jobs, rows, now, run_->Job()));
+  tray_->ShowHealth(JudgeRuns(jobs, rows, now));
 }
 
 void FrmMain::OpenMessage() {
-  if (!tray_->MessageLog().empty()) return log_->OpenLog(tray_->MessageLog());
-  ShowWindow();
+  if (tray_->MessageLog().empty()) ShowWindow();
+  OpenLog(tray_->MessageLog());
+}
+
+void FrmMain::OpenLog(const std::u16string& path) {
+  if (!path.empty()) return log_->OpenLog(path);
   if (!program_->State.RunBusy) ShowLog(true);
 }
 
@@ -413,12 +414,15 @@ void FrmMain::EnableControls(bool on) {
   toolbar_area_->setEnabled(on);
   if (!on) {
     timer_wake_.stop();
+    result_->Begin();
+    ShowHealth();
     return;
   }
   timer_wake_.start(kWakeEveryMs);
   TimerWake_Timer();
   if (std::exchange(focus_list_, false)) jobs_->View().SetFocus();
   run_->End();
+  result_->End();
   ShowHealth();
   tray_->TellFinished(!Seen());
 }

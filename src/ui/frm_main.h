@@ -5,7 +5,6 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
-#include <optional>
 
 #include "app/program.h"
 #include "app/program_host.h"
@@ -19,9 +18,11 @@ class JobList;
 class JobMenu;
 class LogView;
 class OptionsMenu;
+class ResultBar;
 class RunPanel;
 class RunShow;
 class Tray;
+struct RunEnd;
 
 class FrmMain : public QWidget, public ProgramHost {
   Q_OBJECT
@@ -102,10 +103,13 @@ class FrmMain : public QWidget, public ProgramHost {
   void PreviewAndRun(int row);
   void RunNow(int row);
   void TellOutcome(RunOutcome outcome, const BackupJob& job);
-  void NoteUndone(RunOutcome outcome, const BackupJob& job);
+  /// Shows how the run ended that somebody started for one job.
+  void ShowEnd(const RunEnd& end);
 
   void ShowHealth();
   void OpenMessage();
+  /// The log of that path; without one, the list of all.
+  void OpenLog(const std::u16string& path);
 
   bool Seen() const;
   void ShowWindow();
@@ -122,11 +126,10 @@ class FrmMain : public QWidget, public ProgramHost {
   LogView* log_ = nullptr;
   OptionsMenu* options_ = nullptr;
   RunPanel* panel_ = nullptr;
+  ResultBar* result_ = nullptr;
   Tray* tray_ = nullptr;
   BackupCare* care_ = nullptr;
   std::unique_ptr<RunShow> run_;
-  std::optional<QStringList>
-      undone_;             ///< during a batch: lines about jobs that were not done whole
   QStringList set_right_;  ///< lines about jobs whose times a wrong clock had moved, not told yet
   QTimer timer_min_, timer_wake_;
   bool hide_at_start_ = false, focus_list_ = false, asking_ = false, ended_ = false;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kSizes[] = {16, 20, 22, 24, 32, 48, 64};
 // Of the icon's width.
-constexpr double kMark = 0.56, kRim = 0.05, kStroke = 0.14;
+constexpr double kCorner = 0.56, kWhole = 1, kRim = 0.05, kStroke = 0.14;
 
 void DrawSign(QPainter& painter, Health health, const QRectF& mark) {
   const auto at = [&](double x, double y) {
@@ -25,23 +25,36 @@ void DrawSign(QPainter& painter, Health health, const QRectF& mark) {
       painter.drawLine(at(0.5, 0.22), at(0.5, 0.55));
       painter.drawLine(at(0.5, 0.77), at(0.5, 0.78));
       break;
+    case Health::Running:
+      painter.drawPolyline(QPolygonF{at(0.40, 0.28), at(0.68, 0.5), at(0.40, 0.72)});
+      break;
     default:
       painter.drawLine(at(0.32, 0.32), at(0.68, 0.68));
       painter.drawLine(at(0.68, 0.32), at(0.32, 0.68));
   }
 }
 
-QPixmap Draw(const QIcon& icon, Health health, int size) {
-  QPixmap picture = icon.pixmap(QSize(size, size), 1.0);
+QColor FillColour(Health health) {
+  switch (health) {
+    case Health::Good:
+      return {46, 139, 62};
+    case Health::Overdue:
+      return {245, 190, 30};
+    case Health::Running:
+      return {40, 100, 190};
+    default:
+      return {205, 40, 30};
+  }
+}
+
+/// Draws the mark, `share` of the picture wide, into its lower right corner.
+QPixmap Draw(QPixmap picture, Health health, int size, double share) {
   QPainter painter(&picture);
   painter.setRenderHint(QPainter::Antialiasing);
-  const double width = kMark * size;
+  const double width = share * size;
   const QRectF mark(size - width, size - width, width, width);
-  const QColor fill = health == Health::Good      ? QColor(46, 139, 62)
-                      : health == Health::Overdue ? QColor(245, 190, 30)
-                                                  : QColor(205, 40, 30);
   painter.setPen(QPen(Qt::white, kRim * size));
-  painter.setBrush(fill);
+  painter.setBrush(FillColour(health));
   const double inset = kRim * size / 2;
   painter.drawEllipse(mark.adjusted(inset, inset, -inset, -inset));
   const QColor sign = health == Health::Overdue ? QColor(60, 40, 0) : QColor(Qt::white);
@@ -53,12 +66,27 @@ QPixmap Draw(const QIcon& icon, Health health, int size) {
 
 }  // namespace
 
-QIcon HealthIcon(Health health) {
-  const QIcon plain = LoadIcon(IconId::Program);
+QIcon MarkedIcon(const QIcon& plain, Health health) {
   if (health == Health::Unknown) return plain;
   QIcon marked;
-  for (const int size : kSizes) marked.addPixmap(Draw(plain, health, size));
+  for (const int size : kSizes) {
+    marked.addPixmap(Draw(plain.pixmap(QSize(size, size), 1.0), health, size, kCorner));
+  }
   return marked;
+}
+
+QIcon HealthIcon(Health health) {
+  return MarkedIcon(LoadIcon(IconId::Program), health);
+}
+
+QIcon HealthSign(Health health) {
+  QIcon sign;
+  for (const int size : kSizes) {
+    QPixmap clear(size, size);
+    clear.fill(Qt::transparent);
+    sign.addPixmap(Draw(clear, health, size, kWhole));
+  }
+  return sign;
 }
 
 }  // namespace kavrel

@@ -1,4 +1,4 @@
-// The program's icon with a mark for the state of the backups.
+// Marks for the state of the backups. The sign says the same as the colour.
 #pragma once
 
 #include <QIcon>
@@ -7,8 +7,12 @@
 
 namespace kavrel {
 
-/// A tick on green, a bar on yellow, a cross on red; nothing while nothing is known. The sign says
-/// the same as the colour.
+/// The icon with a mark in its corner: a tick on green, a bar on yellow, a cross on red, an arrow
+/// on blue; nothing while nothing is known.
+QIcon MarkedIcon(const QIcon& plain, Health health);
+/// The program's icon with its mark.
 QIcon HealthIcon(Health health);
+/// The mark alone.
+QIcon HealthSign(Health health);
 
 }  // namespace kavrel

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <array>
 
+#include "log/job_log.h"
+#include "log/log_troubles.h"
+#include "ui/health_icon.h"
 #include "ui/icons.h"
 #include "ui/qt_text.h"
 #include "ui/row_colours.h"
@@ -13,7 +16,10 @@ namespace kavrel {
 
 namespace {
 
-constexpr int kLastRun = 3, kNextRun = 4;
+constexpr int kLastRun = 3, kNextRun = 4, kResult = 14;
+// What the tip tells of a log, and the longest log, in bytes, that is read for it.
+constexpr std::size_t kTroublesTold = 3;
+constexpr std::uint64_t kLongestLog = 4U << 20U;
 
 struct Column {
   const char16_t* Caption;
@@ -24,8 +30,25 @@ struct Column {
   const char16_t* Longest = u"";  ///< a text that is to fit
 };
 
+/// The icon of each state, at its number.
+QList<QIcon> MarkedIcons(IconId id) {
+  const QIcon plain = LoadIcon(id);
+  QList<QIcon> icons;
+  for (int state = 0; state < kHealths; ++state) {
+    icons += MarkedIcon(plain, static_cast<Health>(state));
+  }
+  return icons;
+}
+
+/// The worst first.
+int SortKey(Health health) {
+  constexpr Health kOrder[] = {Health::Failed, Health::Overdue, Health::Unknown, Health::Good,
+                               Health::Running};
+  return static_cast<int>(std::find(std::begin(kOrder), std::end(kOrder), health) - kOrder);
+}
+
 constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentre;
-constexpr std::array<Column, 14> kColumns{{
+constexpr std::array<Column, 15> kColumns{{
     {u"排程名稱", 190, kLeft, u"備份排程名稱：", -1},
     {u"來源資料夾", 250, kLeft, u"來源資料夾　：", 0},
     {u"目標資料夾", 250, kLeft, u"目標資料夾　：", 1},
@@ -40,6 +63,7 @@ constexpr std::array<Column, 14> kColumns{{
     {u"備份時間間隔", 120, kLeft, u"備份時間間隔：", 8, u"每 12 個小時備份一次"},
     {u"拒絕備份日期", 120, kLeft, u"拒絕備份日期：", 9},
     {u"檔案類型", 80, kLeft, u"檔案類型　　：", 10},
+    {u"上次結果", 130, kLeft, u"上次結果　　：", 11},
 }};
 
 }  // namespace
@@ -78,16 +102,21 @@ JobList::JobList(Program& program, QWidget* container) : QObject(container), pro
   view_.SetCheckBoxes(true);
   view_.SetHeaderSort(true);
   view_.SetRaiseSubItemPrePaint(true);
-  view_.SetImageList(clsLictView::SmallImages, {LoadIcon(IconId::JobRow)});
-  view_.SetImageList(clsLictView::LargeImages, {LoadIcon(IconId::RunChecked)});
+  view_.SetImageList(clsLictView::SmallImages, MarkedIcons(IconId::JobRow));
+  view_.SetImageList(clsLictView::LargeImages, MarkedIcons(IconId::RunChecked));
   view_.SetAccessibleName(QStringLiteral("備份排程清單"));
   view_.Create();
   AddColumns();
-  connect(&view_, &clsLictView::OnSubItemPrePaint, this,
-          [this](int row, int, QColor& background, QColor& text) {
-            AlternateRowColours(view_.ShownPosition(row), QApplication::palette(), background,
-                                text);
-          });
+  connect(
+      &view_, &clsLictView::OnSubItemPrePaint, this,
+      [this](int row, int column, QColor& background, QColor& text) {
+        const QPalette palette = QApplication::palette();
+        AlternateRowColours(view_.ShownPosition(row), palette, background, text);
+        const auto place = static_cast<std::size_t>(row);
+        if (column == kResult && place < health_.size() && health_[place].State == Health::Failed) {
+          text = FailureTextColour(palette);
+        }
+      });
   connect(&view_, &clsLictView::NotifyInfoTip, this,
           [this](int row, QString& text) { text = InfoTip(row); });
   connect(&view_, &clsLictView::DbClick, this, [this](int row) { Q_EMIT Activated(row); });
@@ -121,6 +150,7 @@ void JobList::SetView(int number) {
 }
 
 void JobList::Fill() {
+  health_.clear();
   view_.ItemClear();
   for (const BackupJob& job : program_.Store.Jobs) {
     const int row = view_.ItemAdd(-1, ToQString(job.Name), 0, 0);
@@ -151,6 +181,17 @@ void JobList::ShowTimes(int row) {
   ShowTime(row, kNextRun, job.NextRun);
 }
 
+void JobList::ShowHealth(const std::vector<JobHealth>& health) {
+  const std::vector<JobHealth> shown = std::exchange(health_, health);
+  for (std::size_t i = 0; i < health.size(); ++i) {
+    if (i < shown.size() && shown[i] == health[i]) continue;
+    const int row = static_cast<int>(i), image = static_cast<int>(health[i].State);
+    view_.SetItemImage(row, image, image);
+    view_.SetItemText(row, kResult, ToQString(health[i].Text));
+    view_.SetItemSortKey(row, kResult, SortKey(health[i].State));
+  }
+}
+
 void JobList::ShowStarted(int row, DateTime now) {
   view_.SetSelectedItem(row);
   ShowTime(row, kLastRun, now);
@@ -161,12 +202,27 @@ void JobList::ShowTime(int row, int column, DateTime time) {
   view_.SetItemSortKey(row, column, time.time_since_epoch().count());
 }
 
+QStringList JobList::Troubles(int row) const {
+  const auto place = static_cast<std::size_t>(row);
+  if (place >= health_.size() || health_[place].LogPath.empty()) return {};
+  const std::u16string& log = health_[place].LogPath;
+  const Result<FileStatus> status = program_.Files.Status(log);
+  if (!status || status->Size > kLongestLog) return {};
+  QStringList lines;
+  for (const LogTrouble& trouble : ReadTroubles(*ReadJobLog(program_.Files, log), kTroublesTold)) {
+    QString line = QStringLiteral("　") + ToQString(trouble.What) + u'：' + ToQString(trouble.Path);
+    if (!trouble.Reason.empty()) line += u'，' + ToQString(trouble.Reason);
+    lines += line;
+  }
+  return lines;
+}
+
 QString JobList::InfoTip(int row) const {
   QStringList lines;
   for (std::size_t i = 0; i < kColumns.size(); ++i) {
     lines += QString::fromUtf16(kColumns[i].TipLabel) + view_.ItemText(row, static_cast<int>(i));
   }
-  return lines.join(QStringLiteral("\r\n"));
+  return (lines + Troubles(row)).join(QStringLiteral("\r\n"));
 }
 
 }  // namespace kavrel

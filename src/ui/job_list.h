@@ -2,8 +2,10 @@
 #pragma once
 
 #include <QObject>
+#include <vector>
 
 #include "app/program.h"
+#include "app/run_health.h"
 #include "ui/controls/cls_lict_view.h"
 
 namespace kavrel {
@@ -13,7 +15,7 @@ struct JobColumnSwitch {
   int Column;
   const char16_t* Caption;
 };
-inline constexpr int kJobColumnSwitches = 11;
+inline constexpr int kJobColumnSwitches = 12;
 
 class JobList : public QObject {
   Q_OBJECT
@@ -27,6 +29,8 @@ class JobList : public QObject {
   void Fill();
   /// Shows the times of the job of this row.
   void ShowTimes(int row);
+  /// Shows how it stands with each job; what has not changed is left alone.
+  void ShowHealth(const std::vector<JobHealth>& health);
   /// Shows this moment as the job's last run.
   void ShowStarted(int row, DateTime now);
 
@@ -36,7 +40,8 @@ class JobList : public QObject {
   /// The view of that number: 0 large icons, 1 small icons, 2 list, 3 details.
   void SetView(int number);
 
-  /// The text that explains a row: one line a column.
+  /// The text that explains a row: one line a column, and what the log tells of a run that went
+  /// badly.
   QString InfoTip(int row) const;
 
  Q_SIGNALS:
@@ -47,9 +52,11 @@ class JobList : public QObject {
   void AddColumns();
   int WidthOf(int column) const;
   void ShowTime(int row, int column, DateTime time);
+  QStringList Troubles(int row) const;
 
   Program& program_;
   clsLictView view_;
+  std::vector<JobHealth> health_;  ///< as shown, a row each
 };
 
 /// The width of a list column: as designed, but wide enough for its caption and this text in the

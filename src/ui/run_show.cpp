@@ -27,6 +27,7 @@ RunShow::RunShow(Program& program, RunPanel& panel, clsStatusBar& status_bar)
 void RunShow::Begin(std::int32_t job_index, bool restore, const PathSet* only) {
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(job_index)];
   job_ = ToQString(job.Name);
+  index_ = job_index;
   progress_.Begin(job, program_.DestinationNow(job), restore, only);
   // The first look at the run is not to wait.
   for (QElapsedTimer* timer : {&pumped_, &drawn_, &told_}) timer->invalidate();

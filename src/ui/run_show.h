@@ -26,6 +26,8 @@ class RunShow {
   void Begin(std::int32_t job_index, bool restore, const PathSet* only = nullptr);
   /// The run, or the batch, is over.
   void End();
+  /// The position of the job at work; -1 when there is none.
+  std::int32_t Job() const { return progress_.Running() ? index_ : -1; }
 
   /// The file at work.
   void Note(std::uint64_t total_size, std::uint64_t bytes_done, std::uint32_t block_size);
@@ -43,6 +45,7 @@ class RunShow {
   RunProgress progress_;
   QElapsedTimer pumped_, drawn_, told_;
   QString job_;
+  std::int32_t index_ = -1;
 };
 
 }  // namespace kavrel

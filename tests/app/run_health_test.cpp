@@ -55,6 +55,30 @@ TEST_F(RunHealthTest, TheLastRunOfEachJobCounts) {
   EXPECT_EQ(Judge().State, Health::Good);
 }
 
+TEST_F(RunHealthTest, EachJobHasItsStateAlsoWhenItIsOff) {
+  const auto text = [&](std::size_t job) { return JudgeJobs(jobs_, rows_, now_).at(job).Text; };
+  EXPECT_EQ(text(0), u"尚未備份");
+  jobs_[0].LastRun = now_;
+  EXPECT_EQ(text(0), u"沒有紀錄");
+  jobs_[0].Enabled = false;
+  jobs_[0].NextRun = now_ - std::chrono::hours(1);
+  AddRow(u"照片", u"備份完成");
+  EXPECT_EQ(text(0), u"完成") << "what is off is not overdue";
+  jobs_[0].Enabled = true;
+  EXPECT_EQ(text(0), u"逾期未備份");
+  rows_.push_back({u"照片", u"驗證完成", u"1", u"0", u"2", u"", u"", u"v.txt"});
+  EXPECT_EQ(JudgeJobs(jobs_, rows_, now_)[0],
+            (JobHealth{Health::Failed, u"驗證發現 2 個差異", u"v.txt"}));
+  jobs_[0].Enabled = false;
+  AddRow(u"照片", u"備份完成", u"1,024");
+  EXPECT_EQ(text(0), u"失敗 1,024 個檔案");
+  AddRow(u"照片", u"備份中斷", u"1");
+  EXPECT_EQ(text(0), u"備份中斷");
+  jobs_[0].Extras.NotBegun = true;
+  EXPECT_EQ(JudgeJobs(jobs_, rows_, now_)[0], (JobHealth{Health::Failed, u"沒有執行", u""}));
+  EXPECT_EQ(JudgeJobs(jobs_, rows_, now_, 0)[0].State, Health::Running);
+}
+
 TEST_F(RunHealthTest, ARunThatCouldNotBeginIsKnownAfterARestartUntilOneEndsWell) {
   TestProgram first;
   first.AddJob().Enabled = true;

@@ -309,12 +309,16 @@ TEST(FrmMain, KeepsEveryOptionTheMomentItIsChosen) {
     EXPECT_GT(main.Jobs().ColumnWidth(column), 50) << i;
     EXPECT_EQ(main.Stored(u"OutWidth" + FromUtf8(std::to_string(i))), "True");
   }
+  EXPECT_GT(main.Jobs().ColumnWidth(14), 50) << "how the last run ended is shown at first";
+  main.Action("mnuSetWidth11")->trigger();
+  EXPECT_EQ(main.Jobs().ColumnWidth(14), 0);
   // A second window over the same folder begins as the first one ended.
   FrmMain again;
   kavrel::Program program(TempFolder::Text(main.Temp.Home()),
                           TempFolder::Text(main.Temp.Home() / "Settings.ini"), main.Clock, again);
   again.Start(program, {});
   EXPECT_TRUE(again.findChild<QAction*>("mnuSetWidth10")->isChecked());
+  EXPECT_FALSE(again.findChild<QAction*>("mnuSetWidth11")->isChecked());
   EXPECT_TRUE(again.findChild<QAction*>("mnuSetPriority0")->isChecked());
   EXPECT_TRUE(again.findChild<QAction*>("mnuSound")->isChecked());
   EXPECT_EQ(again.findChild<JobList*>()->View().View(), clsLictView::IconView);
@@ -338,15 +342,16 @@ TEST(FrmMain, TellsEverythingOfAJobThoughColumnsAreHidden) {
   const QString tip =
       TipAt(*ViewOf(*main.Jobs().hwnd()).viewport(), CellCentre(*main.Jobs().hwnd(), 0));
   EXPECT_TRUE(tip.contains("&lt;b&gt;")) << tip.toStdString();
-  EXPECT_EQ(main.Window.findChild<JobList*>()->InfoTip(0).split("\r\n"),
-            (QStringList{"備份排程名稱：照片 <b>", "來源資料夾　：C:\\照片 <b>\\",
-                         "目標資料夾　：D:\\照片 <b>\\", "最後備份時間：",
-                         "下次備份時間：" +
-                             ToQString(DateTimeText(main.Program.Context.Store.Jobs[0].NextRun)),
-                         "檔案壓縮備份：關閉", "壓縮檔案加密：加密", "檔案同步備份：關閉",
-                         "回收筒存放　：關閉", "備份子目錄　：啟動",
-                         "限制檔案大小：限制 ( 2048 ) KB", "備份時間間隔：每 12 個小時備份一次",
-                         "拒絕備份日期：週日, 週六", "檔案類型　　：*.jpg;*.png"}));
+  EXPECT_EQ(
+      main.Window.findChild<JobList*>()->InfoTip(0).split("\r\n"),
+      (QStringList{
+          "備份排程名稱：照片 <b>", "來源資料夾　：C:\\照片 <b>\\", "目標資料夾　：D:\\照片 <b>\\",
+          "最後備份時間：",
+          "下次備份時間：" + ToQString(DateTimeText(main.Program.Context.Store.Jobs[0].NextRun)),
+          "檔案壓縮備份：關閉", "壓縮檔案加密：加密", "檔案同步備份：關閉", "回收筒存放　：關閉",
+          "備份子目錄　：啟動", "限制檔案大小：限制 ( 2048 ) KB",
+          "備份時間間隔：每 12 個小時備份一次", "拒絕備份日期：週日, 週六",
+          "檔案類型　　：*.jpg;*.png", "上次結果　　：尚未備份"}));
 }
 
 TEST(FrmMain, BesideTheJobsTheMenuMakesANewOne) {

@@ -229,12 +229,14 @@ void Album::DrawViews() {
 
 void Album::DrawColumns() {
   Action("mnu_Display_1_5").trigger();
-  for (int i = 0; i < kJobColumnSwitches; ++i) Action(QString("mnuSetWidth%1").arg(i)).trigger();
+  // The last is shown at first.
+  constexpr int kHidden = kJobColumnSwitches - 1;
+  for (int i = 0; i < kHidden; ++i) Action(QString("mnuSetWidth%1").arg(i)).trigger();
   const QSize size = window_.size();
-  window_.resize(1860, size.height());
+  window_.resize(1990, size.height());
   QApplication::processEvents();
   Save("jobs-all-columns", {});
-  for (int i = 0; i < kJobColumnSwitches; ++i) Action(QString("mnuSetWidth%1").arg(i)).trigger();
+  for (int i = 0; i < kHidden; ++i) Action(QString("mnuSetWidth%1").arg(i)).trigger();
   window_.resize(size);
 }
 

@@ -1,0 +1,90 @@
+#include "ui/frm_failures.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+
+#include "files/error_text.h"
+#include "log/job_log.h"
+#include "log/log_troubles.h"
+#include "ui/layout_help.h"
+#include "ui/qt_text.h"
+#include "ui/window_size.h"
+
+namespace kavrel {
+
+namespace {
+// Nobody reads more; the log has them all.
+constexpr std::size_t kMost = 2000;
+constexpr int kColumns = 3;
+}  // namespace
+
+FrmFailures::FrmFailures(Program& program, const std::vector<std::u16string>& logs, QWidget* parent)
+    : QDialog(parent), program_(program) {
+  setObjectName(QStringLiteral("FrmFailures"));
+  setWindowTitle(QStringLiteral("有問題的檔案"));
+  QWidget* list = MakeList(lstFailures_, "lstFailures", windowTitle());
+  lstFailures_.ColumnAdd(-1, 340, QStringLiteral("檔案或資料夾"));
+  lstFailures_.ColumnAdd(-1, 250, QStringLiteral("原因"));
+  lstFailures_.ColumnAdd(-1, 140, QStringLiteral("狀況"));
+  lstFailures_.SetHeaderSort(true);
+  lblFailures_ = Make<QLabel>("lblFailures");
+  lblFailures_->setTextFormat(Qt::PlainText);
+  lblFailures_->setWordWrap(true);
+  auto* cmdCopy = Make<QPushButton>("cmdCopy", QStringLiteral("複製清單(&Y)"));
+  auto* cmdClose = Make<QPushButton>("cmdClose", QStringLiteral("關閉(&C)"));
+  cmdClose->setDefault(true);
+  auto* buttons = new QHBoxLayout;
+  buttons->addWidget(lblFailures_, 1);
+  buttons->addWidget(cmdCopy);
+  buttons->addWidget(cmdClose);
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(list, 1);
+  layout->addLayout(buttons);
+  connect(cmdCopy, &QPushButton::clicked, this, &FrmFailures::Copy);
+  connect(cmdClose, &QPushButton::clicked, this, &QDialog::reject);
+  Fill(logs);
+  lstFailures_.SetSelectedItem(lstFailures_.ItemCount() > 0 ? 0 : -1);
+  lstFailures_.SetFocus();
+  RememberSize(*this, &program_.WindowSizes, objectName(), 760, 420);
+}
+
+void FrmFailures::Fill(const std::vector<std::u16string>& logs) {
+  QStringList notes;
+  for (const std::u16string& path : logs) {
+    const Result<std::u16string> text = ReadJobLog(program_.Files, path);
+    if (!text) {
+      notes += QStringLiteral("無法讀取日誌「%1」，%2")
+                   .arg(ToQString(path), ToQString(ApiErrorText(text.Error)));
+      continue;
+    }
+    for (const LogTrouble& trouble : ReadTroubles(*text, kMost)) {
+      const int row = lstFailures_.ItemAdd(-1, ToQString(trouble.Path));
+      lstFailures_.ItemAddSub(row, 1, ToQString(trouble.Reason));
+      lstFailures_.ItemAddSub(row, 2, ToQString(trouble.What));
+    }
+  }
+  const int count = lstFailures_.ItemCount();
+  if (count >= static_cast<int>(kMost)) {
+    notes += QStringLiteral("每份日誌只列出前 %1 筆，其餘請見日誌。").arg(kMost);
+  } else if (count > 0) {
+    notes += QStringLiteral("共 %1 筆").arg(count);
+  } else if (notes.isEmpty()) {
+    notes += QStringLiteral("日誌沒有記錄個別的檔案。");
+  }
+  lblFailures_->setText(notes.join(u'\n'));
+}
+
+void FrmFailures::Copy() const {
+  QString text;
+  for (int row = 0; row < lstFailures_.ItemCount(); ++row) {
+    QStringList cells;
+    for (int column = 0; column < kColumns; ++column) cells += lstFailures_.ItemText(row, column);
+    text += cells.join(u'\t') + u'\n';
+  }
+  QApplication::clipboard()->setText(text);
+}
+
+}  // namespace kavrel

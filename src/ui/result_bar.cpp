@@ -1,0 +1,99 @@
+#include "ui/result_bar.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QStyle>
+
+#include "ui/caption_strip.h"
+#include "ui/frm_failures.h"
+#include "ui/health_icon.h"
+#include "ui/layout_help.h"
+#include "ui/qt_text.h"
+
+namespace kavrel {
+
+ResultBar::ResultBar(Program& program) : program_(program) {
+  setObjectName(QStringLiteral("picResult"));
+  sign_ = Make<QLabel>("lblResultSign");
+  text_ = Make<CaptionStrip>("picResultText");
+  log_ = Make<QPushButton>("cmdResultLog", QStringLiteral("檢視日誌(&V)"));
+  failures_ = Make<QPushButton>("cmdResultFailures", QStringLiteral("有問題的檔案(&W)"));
+  auto* layout = new QHBoxLayout(this);
+  layout->setContentsMargins(6, 3, 6, 3);
+  layout->addWidget(sign_);
+  layout->addWidget(text_, 1);
+  layout->addWidget(failures_);
+  layout->addWidget(log_);
+  connect(log_, &QPushButton::clicked, this, [this] {
+    Q_EMIT LogWanted(ends_.size() == 1 ? ends_.front().LogPath : std::u16string());
+  });
+  connect(failures_, &QPushButton::clicked, this, &ResultBar::ShowFailures);
+  hide();
+}
+
+void ResultBar::Begin() {
+  if (over_) added_ = false;
+  hide();
+}
+
+void ResultBar::Add(const RunEnd& end) {
+  if (end.Text.empty()) return;
+  if (std::exchange(over_, false)) ends_.clear();
+  ends_.push_back(end);
+  added_ = true;
+}
+
+void ResultBar::End() {
+  over_ = true;
+  Show();
+}
+
+void ResultBar::ShowLast(const std::vector<LogRow>& rows) {
+  for (auto row = rows.rbegin(); row != rows.rend() && ends_.empty(); ++row) {
+    if (RunEnd end = EndOfRow(*row); !end.Text.empty()) ends_.push_back(std::move(end));
+  }
+  Show();
+}
+
+QStringList ResultBar::Undone() const {
+  QStringList lines;
+  if (!added_) return lines;
+  for (const RunEnd& end : ends_) {
+    if (end.Why.empty()) continue;
+    lines += QStringLiteral("「%1」：").arg(ToQString(end.Job)) + ToQString(end.Why);
+  }
+  return lines;
+}
+
+QString ResultBar::Text() const {
+  return ToQString(EndText(ends_));
+}
+
+std::vector<std::u16string> ResultBar::BadLogs() const {
+  std::vector<std::u16string> logs;
+  for (const RunEnd& end : ends_) {
+    if (end.Bad && !end.LogPath.empty()) logs.push_back(end.LogPath);
+  }
+  return logs;
+}
+
+void ResultBar::Show() {
+  setVisible(!ends_.empty());
+  if (ends_.empty()) return;
+  bool bad = false;
+  for (const RunEnd& end : ends_) bad = bad || end.Bad;
+  const int size = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
+  sign_->setPixmap(HealthSign(bad ? Health::Failed : Health::Good).pixmap(size));
+  text_->SetText(Text());
+  text_->setToolTip(Text().toHtmlEscaped());
+  text_->setAccessibleName(Text());
+  log_->setEnabled(ends_.size() > 1 || !ends_.front().LogPath.empty());
+  failures_->setVisible(!BadLogs().empty());
+}
+
+void ResultBar::ShowFailures() {
+  FrmFailures(program_, BadLogs(), window()).exec();
+}
+
+}  // namespace kavrel
