@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "base/number.h"
+#include "log/job_log.h"
 #include "log/log_filter.h"
+#include "log/log_troubles.h"
 
 namespace kavrel {
 
@@ -94,6 +96,15 @@ RunEnd EndOfRestore(const Program& program, const BackupJob& job, RunOutcome out
   TellOutcome(end, program, job, outcome, u"還原",
               Missing(u"找不到備份資料夾", job.Source.WorkPath, program.Context.RefusalText));
   return end;
+}
+
+bool WantsPassword(const Program& program, const BackupJob& job, RunOutcome outcome) {
+  if (outcome != RunOutcome::Ran || !job.Compressed || job.LastRunResult.FailedFiles == 0) {
+    return false;
+  }
+  const Result<std::u16string> log = ReadJobLog(program.Files, program.RunLogPath());
+  const std::vector<LogTrouble> first = log ? ReadTroubles(*log, 1) : std::vector<LogTrouble>();
+  return !first.empty() && first[0].Path.ends_with(u" (密碼錯誤)");
 }
 
 RunEnd EndOfVerification(const BackupJob& job, const VerifyReport& report) {

@@ -9,6 +9,7 @@
 #include "base/number.h"
 #include "files/path.h"
 #include "ui/dialogs.h"
+#include "ui/frm_password.h"
 #include "ui/log_view.h"
 #include "ui/message_box.h"
 #include "ui/qt_text.h"
@@ -73,11 +74,65 @@ void BackupCare::RestoreSome(int row) {
   if (!alive) return;
   if (ticking) program_.Scheduler.SetSchedulerTimer(true);
   if (!pick) return;
-  run_.Begin(row, true, &pick->Paths);
-  const RunOutcome outcome = program_.RunRestorePickedNow(
-      row, *pick, [&](const std::vector<ArchiveFile>&) { return std::optional(archive); });
+  Restore(
+      row, &pick->Paths, [&](const std::vector<ArchiveFile>&) { return std::optional(archive); },
+      [&](const ArchivePicker& picker) {
+        return program_.RunRestorePickedNow(row, *pick, picker);
+      });
+}
+
+void BackupCare::RestoreAll(int row, RestoreMode mode) {
+  Restore(
+      row, nullptr,
+      [this](const std::vector<ArchiveFile>& archives) {
+        return PickArchive(program_, archives, window_);
+      },
+      [&](const ArchivePicker& picker) { return program_.RunRestoreNow(row, mode, picker); });
+}
+
+void BackupCare::Restore(int row, const PathSet* only, const ArchivePicker& picker,
+                         const Restorer& restorer) {
+  const QPointer<BackupCare> alive(this);
+  std::optional<std::u16string> archive;
+  if (!program_.State.RunBusy) run_.Begin(row, true, only);
+  RunOutcome outcome = restorer(
+      [&](const std::vector<ArchiveFile>& archives) { return archive = picker(archives); });
+  if (!alive) return;
+  BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
+  if (archive && WantsPassword(program_, job, outcome)) {
+    const std::optional<RunOutcome> again = WithPassword(job, *archive, [&] {
+      run_.Begin(row, true, only);
+      return restorer([&](const std::vector<ArchiveFile>&) { return archive; });
+    });
+    if (!alive) return;
+    outcome = again.value_or(outcome);
+  }
   Q_EMIT Finished(EndOfRestore(program_, job, outcome));
   Q_EMIT Ended(outcome, job);
+}
+
+std::optional<RunOutcome> BackupCare::WithPassword(BackupJob& job, std::u16string_view archive,
+                                                   const std::function<RunOutcome()>& restore) {
+  const QPointer<BackupCare> alive(this);
+  const bool ticking = program_.Scheduler.TimerOn();
+  program_.Scheduler.SetSchedulerTimer(false);
+  FrmPassword dialog(ToQString(job.Name), ToQString(archive), window_);
+  const bool entered = dialog.exec() == QDialog::Accepted;
+  if (!alive) return std::nullopt;
+  if (ticking) program_.Scheduler.SetSchedulerTimer(true);
+  if (!entered) return std::nullopt;
+  const bool used = std::exchange(job.UsePassword, true);
+  const Secret former = std::exchange(job.Password, dialog.Password());
+  const RunOutcome outcome = restore();
+  if (!alive) return outcome;
+  if (dialog.Keep() && outcome == RunOutcome::Ran && !WantsPassword(program_, job, outcome)) {
+    program_.Store.SaveJobs();
+    Q_EMIT JobChanged();
+  } else {
+    job.UsePassword = used;
+    job.Password = former;
+  }
+  return outcome;
 }
 
 void BackupCare::Verify(int row) {

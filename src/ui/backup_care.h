@@ -1,8 +1,9 @@
-// What the main window offers for a backup that is there already: verifying it, and taking single
-// files of it back.
+// What the main window offers for a backup that is there already: taking it back, all or some of
+// it, and verifying it.
 #pragma once
 
 #include <QObject>
+#include <functional>
 #include <optional>
 
 #include "app/program.h"
@@ -22,6 +23,8 @@ class BackupCare : public QObject {
   /// All outlive this; `window` is the parent.
   BackupCare(Program& program, RunShow& run, LogView& log, QWidget* window);
 
+  /// Restores the backup of the job on that row in this mode.
+  void RestoreAll(int row, RestoreMode mode);
   /// Has files picked of the backup of the job on that row, and restores them.
   void RestoreSome(int row);
   void Verify(int row);
@@ -33,9 +36,19 @@ class BackupCare : public QObject {
   void Ended(RunOutcome outcome, const BackupJob& job);
   /// How a restore or a verification ended that took place.
   void Finished(const RunEnd& end);
+  /// A job was changed and stored.
+  void JobChanged();
 
  private:
+  using Restorer = std::function<RunOutcome(const ArchivePicker& picker)>;
+
   bool MayStart(int row) const;
+  /// Restores the job on that row, of it what `only` holds; a password that does not fit is asked
+  /// for, once.
+  void Restore(int row, const PathSet* only, const ArchivePicker& picker, const Restorer& restorer);
+  /// Restores again with a password that the user knows; nothing when they know none.
+  std::optional<RunOutcome> WithPassword(BackupJob& job, std::u16string_view archive,
+                                         const std::function<RunOutcome()>& restore);
   /// With the archive's name for a compressed job.
   std::optional<RestorePick> AskWhat(const BackupJob& job, std::u16string& archive);
 

@@ -88,6 +88,7 @@ void FrmMain::BuildControls() {
   care_ = new BackupCare(*program_, *run_, *log_, this);
   connect(care_, &BackupCare::Ended, this, &FrmMain::TellOutcome);
   connect(care_, &BackupCare::Finished, this, &FrmMain::ShowEnd);
+  connect(care_, &BackupCare::JobChanged, this, &FrmMain::FillJobList);
   connect(job_menu_, &JobMenu::RestoreSomeWanted, care_, &BackupCare::RestoreSome);
   connect(job_menu_, &JobMenu::VerifyWanted, care_, &BackupCare::Verify);
   connect(panel_, &RunPanel::CancelClick, this, [this] {
@@ -349,14 +350,7 @@ void FrmMain::AskAndRestore(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   const QString name = jobs_->View().ItemText(row, 0);
   if (!Confirm(*this, QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(name))) return;
-  if (!program_->State.RunBusy) run_->Begin(row, true);
-  const RunOutcome outcome = program_->RunRestoreNow(
-      row, options_->Restore(), [this](const std::vector<ArchiveFile>& archives) {
-        return PickArchive(*program_, archives, this);
-      });
-  const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(row)];
-  ShowEnd(EndOfRestore(*program_, job, outcome));
-  TellOutcome(outcome, job);
+  care_->RestoreAll(row, options_->Restore());
 }
 
 void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
@@ -373,6 +367,7 @@ void FrmMain::ShowEnd(const RunEnd& end) {
   result_->Add(end);
   result_->End();
   ShowHealth();
+  if (!Seen() && !end.Text.empty()) tray_->Tell(end);
 }
 
 void FrmMain::JobStarting(std::int32_t job_index, DateTime now) {

@@ -50,6 +50,16 @@ void Tray::NoteFinished(const BackupJob& job, const std::optional<VerifyReport>&
   if (verified->Stopped) ++unverified_;
 }
 
+void Tray::Show(const QString& title, const QString& text, bool warning) {
+  icon_.ShowMessage(title, text, warning);
+  Q_EMIT MessageShown(title, text, warning);
+}
+
+void Tray::Tell(const RunEnd& end) {
+  message_log_ = end.LogPath;
+  Show(ToQString(end.Job), ToQString(end.Text), end.Bad);
+}
+
 void Tray::TellFinished(bool show) {
   if (finished_ > 0 && show) {
     const QString state =
@@ -65,8 +75,7 @@ void Tray::TellFinished(bool show) {
     if (unverified_ > 0) text += QStringLiteral("，驗證中斷");
     const bool warning = failed_ > 0 || interrupted_ > 0 || differences_ > 0 || unverified_ > 0;
     message_log_ = log_path_;
-    icon_.ShowMessage(title, text, warning);
-    Q_EMIT MessageShown(title, text, warning);
+    Show(title, text, warning);
   }
   finished_ = interrupted_ = unverified_ = 0;
   copied_ = failed_ = differences_ = 0;

@@ -4,6 +4,7 @@
 #include <QObject>
 #include <optional>
 
+#include "app/run_end.h"
 #include "app/run_health.h"
 #include "core/backup_job.h"
 #include "engine/verify.h"
@@ -35,6 +36,8 @@ class Tray : public QObject {
                     const std::u16string& log_path);
   /// Shows the message of what was noted, one for all, when `show`; forgets it.
   void TellFinished(bool show);
+  /// Shows a message about one run, restore or verification.
+  void Tell(const RunEnd& end);
   /// The log of the run that the last message told of; empty when it told of several, or there is
   /// none.
   const std::u16string& MessageLog() const { return message_log_; }
@@ -47,6 +50,8 @@ class Tray : public QObject {
   void MessageShown(const QString& title, const QString& text, bool warning);
 
  private:
+  void Show(const QString& title, const QString& text, bool warning);
+
   clsNotifyIcon icon_;
   int finished_ = 0, interrupted_ = 0, unverified_ = 0;
   std::uint64_t copied_ = 0, failed_ = 0, differences_ = 0;

@@ -1,14 +1,20 @@
 // How the window tells what became of runs and restores.
 #include <gtest/gtest.h>
 
+#include <QCheckBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
+#include <QSignalSpy>
+#include <QTimer>
 #include <QToolButton>
 
 #include "base/text.h"
 #include "ui/caption_strip.h"
 #include "ui/main_window.h"
 #include "ui/qt_text.h"
+#include "ui/tray.h"
+#include "ui/window_driver.h"
 
 namespace kavrel {
 namespace {
@@ -97,6 +103,78 @@ TEST_F(RunResultTest, ABatchIsToldTogetherAndARefusedRunWithItsReason) {
   main_.Answer({{"已勾選的排程嗎？", kYes}});
   Click(main_.Button(1));
   EXPECT_EQ(main_.Answered, 3);
+}
+
+TEST_F(RunResultTest, ARestoreThatFailsIsToldAlsoWhenNobodySeesTheWindow) {
+  main_.AddJob(u"照片");
+  WriteTestFile(main_.Backup("照片/甲.txt"), "backup");
+  WriteTestFile(main_.Backup("照片/乙.txt"), "backup");
+  main_.WriteSource("照片/甲.txt/有東西", "in the way");
+  main_.Start();
+  auto* tray = main_.Window.findChild<Tray*>();
+  QSignalSpy shown(tray, &Tray::MessageShown);
+  const QString text = "還原完成：還原 1 個檔案，失敗 1 個檔案";
+  main_.Answer({{"還原排程嗎？", kYes}});
+  main_.Menu(main_.Jobs(), 0, "mnuJobResNow");
+  EXPECT_EQ(Line(), "「照片」" + text);
+  EXPECT_EQ(shown.count(), 0) << "the window is in sight";
+  EXPECT_EQ(Result(0), "尚未備份") << "a restore is no backup";
+
+  QTimer hides;
+  QObject::connect(&hides, &QTimer::timeout, [&] {
+    if (main_.Program.State.RunBusy) main_.Window.hide();
+  });
+  hides.start(0);
+  main_.WriteSource("照片/乙.txt", std::string(30 << 20, 'x'));
+  WriteTestFile(main_.Backup("照片/乙.txt"), std::string(30 << 20, 'y'));
+  main_.Answer({{"還原排程嗎？", kYes}});
+  main_.Menu(main_.Jobs(), 0, "mnuJobResNow");
+  ASSERT_EQ(shown.count(), 1);
+  EXPECT_EQ(shown[0], (QVariantList{"照片", text, true}));
+  EXPECT_EQ(tray->MessageLog(), main_.Program.LogRows.Rows().back()[kLogPathColumn]);
+}
+
+TEST_F(RunResultTest, AWrongPasswordIsAskedForOnceAndKeptOnlyWhenWished) {
+  if (!main_.Program.Archiver.Present()) GTEST_SKIP() << "no archive program";
+  BackupJob& job = main_.AddJob(u"照片");
+  SetJobType(job, BackupType::Compressed);
+  job.UsePassword = true;
+  job.Password = std::u16string(u"正確");
+  main_.WriteSource("照片/甲.txt", "backup");
+  main_.Start();
+  Run(0);
+  BackupJob& stored = main_.Program.Store.Jobs[0];
+  stored.Password = std::u16string(u"改過的");
+  std::filesystem::remove(main_.Temp.DriveC() / "照片/甲.txt");
+  const auto restore = [&](const QString& password, bool keep) {
+    WhenDialog([&](QWidget& question) {
+      WhenDialog([&](QWidget& archives) {
+        WhenDialog([&](QWidget& dialog) {
+          EXPECT_TRUE(Find<QLabel>(dialog, "lblMsg")->text().contains("照片"));
+          EXPECT_FALSE(Find<QPushButton>(dialog, "cmdOK")->isEnabled());
+          Type(*Find<QLineEdit>(dialog, "txtPassword"), password);
+          Find<QCheckBox>(dialog, "chkKeep")->setChecked(keep);
+          Click(*Find<QPushButton>(dialog, "cmdOK"));
+        });
+        Click(*Find<QPushButton>(archives, "cmdOK"));
+      });
+      for (QAbstractButton* button : dynamic_cast<QMessageBox&>(question).buttons()) {
+        if (PlainCaption(button->text()) == kYes) return button->click();
+      }
+    });
+    main_.Menu(main_.Jobs(), 0, "mnuJobResNow");
+  };
+  restore("也不對", true);
+  EXPECT_TRUE(Line().contains("還原 0 個檔案，失敗 1 個檔案")) << Line().toStdString();
+  EXPECT_EQ(stored.Password, u"改過的") << "what does not fit is not kept";
+  restore("正確", false);
+  EXPECT_EQ(ReadTestFile(main_.Temp.DriveC() / "照片/甲.txt"), "backup");
+  EXPECT_EQ(stored.Password, u"改過的");
+  restore("正確", true);
+  JobStore saved(main_.Temp.Files());
+  ASSERT_TRUE(saved.LoadJobs());
+  EXPECT_EQ(saved.Jobs[0].Password, u"正確");
+  EXPECT_TRUE(Line().contains("失敗 0 個檔案"));
 }
 
 }  // namespace
