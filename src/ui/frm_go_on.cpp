@@ -10,6 +10,7 @@
 #include "platform/process.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
+#include "ui/short_text.h"
 
 namespace kavrel {
 
@@ -27,8 +28,9 @@ FrmGoOn::FrmGoOn(const RunQuestion& question, QWidget* parent)
   // A number stays on the line of what it counts.
   const QString reason =
       ToQString(question.Text).replace(QStringLiteral(" 個"), QStringLiteral("\u00A0個"));
-  auto* lblMsg = Make<QLabel>("lblMsg", QStringLiteral("排程「%1」：\n%2。\n\n要繼續執行嗎？")
-                                            .arg(ToQString(question.JobName), reason));
+  auto* lblMsg =
+      Make<QLabel>("lblMsg", WithShortNames(QStringLiteral("排程「%1」：\n%2。\n\n要繼續執行嗎？")
+                                                .arg(ToQString(question.JobName), reason)));
   lblMsg->setTextFormat(Qt::PlainText);
   lblMsg->setWordWrap(true);
   lblMsg->setMinimumWidth(420);

@@ -8,6 +8,7 @@
 
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
+#include "ui/short_text.h"
 
 namespace kavrel {
 
@@ -15,9 +16,10 @@ FrmPassword::FrmPassword(const QString& job, const QString& archive, QWidget* pa
     : QDialog(parent) {
   setObjectName(QStringLiteral("FrmPassword"));
   setWindowTitle(QStringLiteral("壓縮檔的密碼"));
-  auto* lblMsg = Make<QLabel>("lblMsg", QStringLiteral("排程「%1」的密碼無法開啟壓縮檔「%2」。\n"
-                                                       "請輸入壓縮時使用的密碼，再還原一次。")
-                                            .arg(job, archive));
+  auto* lblMsg = Make<QLabel>(
+      "lblMsg", WithShortNames(QStringLiteral("排程「%1」的密碼無法開啟壓縮檔「%2」。\n"
+                                              "請輸入壓縮時使用的密碼，再還原一次。")
+                                   .arg(job, archive)));
   lblMsg->setTextFormat(Qt::PlainText);
   lblMsg->setWordWrap(true);
   lblMsg->setMinimumWidth(380);

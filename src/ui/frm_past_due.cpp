@@ -8,6 +8,7 @@
 
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
+#include "ui/short_text.h"
 
 namespace kavrel {
 
@@ -18,7 +19,7 @@ FrmPastDue::FrmPastDue(PastDueQuestion& question, QWidget* parent)
   auto* icon = new QLabel;
   const int size = style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, this);
   icon->setPixmap(style()->standardIcon(QStyle::SP_MessageBoxQuestion).pixmap(size));
-  auto* lblMsg = Make<QLabel>("lblMsg", ToQString(question.Message()));
+  auto* lblMsg = Make<QLabel>("lblMsg", WithShortNames(ToQString(question.Message())));
   lblMsg->setTextFormat(Qt::PlainText);
   lblMsg->setWordWrap(true);
   lblMsg->setMinimumWidth(360);

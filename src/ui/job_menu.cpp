@@ -3,6 +3,7 @@
 #include "ui/desktop_open.h"
 #include "ui/menu_kit.h"
 #include "ui/qt_text.h"
+#include "ui/short_text.h"
 
 namespace kavrel {
 
@@ -83,8 +84,7 @@ void JobMenu::ShowSettings() {
 void JobMenu::Popup(QPoint position) {
   const int row = list_.View().SelectedItem();
   const bool job = row >= 0;
-  // A "&" in a name is no mnemonic.
-  const QString name = list_.View().ItemText(row, 0).replace(u'&', QStringLiteral("&&"));
+  const QString name = MenuName(list_.View().ItemText(row, 0));
   run_->setText(job ? QStringLiteral("執行「%1」備份排程").arg(name)
                     : QStringLiteral("執行指定備份排程"));
   preview_->setText(QStringLiteral("預覽「%1」備份內容").arg(name));

@@ -18,6 +18,8 @@
 #include "platform/process.h"
 #include "platform/trace.h"
 #include "ui/frm_main.h"
+#include "ui/icons.h"
+#include "ui/message_box.h"
 #include "ui/qt_text.h"
 
 namespace kavrel {
@@ -92,7 +94,8 @@ int Refuse(const Arguments& arguments, const QString& reason) {
   std::cerr << "kavrel: " << reason.toStdString() << '\n';
   if (!arguments.Jobs.empty()) return 2;
   QMessageBox box(QMessageBox::Critical, ToQString(kAppTitle), reason, QMessageBox::Ok);
-  box.setTextFormat(Qt::PlainText);
+  box.setWindowIcon(LoadIcon(IconId::Program));
+  ShowPlainly(box);
   box.exec();
   return 2;
 }

@@ -1,10 +1,12 @@
 #include "ui/message_box.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QPushButton>
 
 #include "app/program.h"
 #include "ui/qt_text.h"
+#include "ui/short_text.h"
 
 namespace kavrel {
 
@@ -12,6 +14,7 @@ namespace {
 
 void Tell(QWidget& owner, QMessageBox::Icon icon, const QString& text) {
   QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  ShowPlainly(box);
   box.addButton(QStringLiteral("確定(&O)"), QMessageBox::AcceptRole);
   box.exec();
 }
@@ -21,6 +24,14 @@ void Tell(QWidget& owner, QMessageBox::Icon icon, const QString& text) {
 void Attract(QWidget& window) {
   QApplication::beep();
   QApplication::alert(window.window());
+}
+
+void ShowPlainly(QMessageBox& box) {
+  // The format first: the box would take a text that looks like markup for some.
+  box.setTextFormat(Qt::PlainText);
+  box.setText(WithShortNames(box.text()));
+  box.setInformativeText(WithShortNames(box.informativeText()));
+  for (QLabel* label : box.findChildren<QLabel*>()) label->setTextFormat(Qt::PlainText);
 }
 
 void Inform(QWidget& owner, const QString& text) {
@@ -40,6 +51,7 @@ void TellBeside(QWidget& owner, const QString& text) {
   Attract(owner);
   auto* box = new QMessageBox(QMessageBox::Warning, ToQString(kAppTitle), text,
                               QMessageBox::NoButton, &owner);
+  ShowPlainly(*box);
   box->addButton(QStringLiteral("確定(&O)"), QMessageBox::AcceptRole);
   box->setAttribute(Qt::WA_DeleteOnClose);
   box->setModal(false);
@@ -49,6 +61,7 @@ void TellBeside(QWidget& owner, const QString& text) {
 bool Confirm(QWidget& owner, const QString& text, QMessageBox::Icon icon, const QString& details) {
   QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
   box.setInformativeText(details);
+  ShowPlainly(box);
   const QPushButton* yes = box.addButton(QStringLiteral("是(&Y)"), QMessageBox::YesRole);
   QPushButton* no = box.addButton(QStringLiteral("否(&N)"), QMessageBox::NoRole);
   box.setEscapeButton(no);
@@ -58,6 +71,7 @@ bool Confirm(QWidget& owner, const QString& text, QMessageBox::Icon icon, const 
 
 Choice Ask(QWidget& owner, const QString& text, QMessageBox::Icon icon) {
   QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  ShowPlainly(box);
   QPushButton* yes = box.addButton(QStringLiteral("是(&Y)"), QMessageBox::YesRole);
   const QPushButton* no = box.addButton(QStringLiteral("否(&N)"), QMessageBox::NoRole);
   QPushButton* cancel = box.addButton(QStringLiteral("取消(&C)"), QMessageBox::RejectRole);

@@ -1,4 +1,5 @@
-// Notices and questions of the windows, titled with the program's name.
+// Notices and questions of the windows, titled with the program's name. Their texts are plain: what
+// looks like markup in a name is shown as it is, and very long names lose their middle.
 #pragma once
 
 #include <QMessageBox>
@@ -10,6 +11,9 @@ namespace kavrel {
 
 /// Draws the user's eye to the window: the information beep and a flash.
 void Attract(QWidget& window);
+
+/// Prepares any message box for its texts, which are to be set before.
+void ShowPlainly(QMessageBox& box);
 
 /// Attracts, then tells something that needs no decision.
 void Inform(QWidget& owner, const QString& text);

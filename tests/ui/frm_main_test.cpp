@@ -354,6 +354,26 @@ TEST(FrmMain, TellsEverythingOfAJobThoughColumnsAreHidden) {
           "檔案類型　　：*.jpg;*.png", "上次結果　　：尚未備份"}));
 }
 
+TEST(FrmMain, NamesAreShownAsTheyAreAndVeryLongOnesWithoutTheirMiddle) {
+  MainWindow main;
+  main.AddJob(u"<b>甲<img src=y> & " + std::u16string(180, u'x') + u"尾");
+  main.Start();
+  const QString menu = main.Menu(main.Jobs(), 0).value(0);
+  EXPECT_TRUE(menu.startsWith("*執行「<b>甲<img src=y> && xx") && menu.contains("…") &&
+              menu.endsWith("x尾」備份排程"))
+      << menu.toStdString();
+  EXPECT_LT(menu.size(), 60);
+  WhenDialog([](QWidget& dialog) {
+    auto& box = dynamic_cast<QMessageBox&>(dialog);
+    EXPECT_EQ(box.textFormat(), Qt::PlainText);
+    EXPECT_TRUE(box.text().startsWith("您確定要執行「<b>甲<img src=y> & xx"));
+    EXPECT_TRUE(box.text().endsWith("x尾」備份排程嗎？"));
+    EXPECT_LT(box.width(), 900);
+    box.reject();
+  });
+  Press(ViewOf(*main.Jobs().hwnd()), Qt::Key_Return);
+}
+
 TEST(FrmMain, BesideTheJobsTheMenuMakesANewOne) {
   MainWindow main;
   main.AddJob(u"照片");
