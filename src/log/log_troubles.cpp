@@ -46,11 +46,7 @@ std::vector<LogTrouble> ReadTroubles(std::u16string_view log, std::size_t most) 
   std::vector<LogTrouble> troubles;
   bool about_last = false;
   while (!log.empty()) {
-    const std::size_t end = std::min(log.find(u'\n'), log.size());
-    std::u16string_view line = log.substr(0, end);
-    log.remove_prefix(std::min(end + 1, log.size()));
-    if (line.ends_with(u'\r')) line.remove_suffix(1);
-    const std::optional<std::u16string_view> told = Told(line);
+    const std::optional<std::u16string_view> told = Told(TakeLine(log));
     if (told && told->starts_with(kReason)) {
       if (about_last) troubles.back().Reason = told->substr(kReason.size());
       about_last = false;
@@ -63,6 +59,24 @@ std::vector<LogTrouble> ReadTroubles(std::u16string_view log, std::size_t most) 
     troubles.push_back(std::move(*trouble));
   }
   return troubles;
+}
+
+bool TellsTrouble(std::u16string_view line) {
+  const std::optional<std::u16string_view> told = Told(line);
+  return told && TroubleOf(*told);
+}
+
+bool TellsReason(std::u16string_view line) {
+  const std::optional<std::u16string_view> told = Told(line);
+  return told && told->starts_with(kReason);
+}
+
+std::u16string_view TakeLine(std::u16string_view& log) {
+  const std::size_t end = std::min(log.find(u'\n'), log.size());
+  std::u16string_view line = log.substr(0, end);
+  log.remove_prefix(std::min(end + 1, log.size()));
+  if (line.ends_with(u'\r')) line.remove_suffix(1);
+  return line;
 }
 
 }  // namespace kavrel

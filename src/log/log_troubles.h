@@ -19,4 +19,10 @@ struct LogTrouble {
 /// to differ. At most `most`; 0 = all.
 std::vector<LogTrouble> ReadTroubles(std::u16string_view log, std::size_t most = 0);
 
+/// Whether a line is one that ReadTroubles finds, and whether it tells why of the line before.
+bool TellsTrouble(std::u16string_view line);
+bool TellsReason(std::u16string_view line);
+/// Takes the next line, without its end, away from the front of a log that is not empty.
+std::u16string_view TakeLine(std::u16string_view& log);
+
 }  // namespace kavrel

@@ -217,6 +217,7 @@ void FrmMain::ShowLog(bool show) {
   job_area_->setVisible(!show);
   log_area_->setVisible(show);
   (show ? log_->View() : jobs_->View()).SetFocus();
+  if (show) log_->ShowNewest();
   UpdateCaption();
 }
 

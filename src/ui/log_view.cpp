@@ -6,11 +6,14 @@
 
 #include "base/number.h"
 #include "base/text.h"
-#include "ui/desktop_open.h"
+#include "files/error_text.h"
+#include "platform/desktop.h"
+#include "ui/frm_log.h"
 #include "ui/icons.h"
 #include "ui/job_list.h"
 #include "ui/log_bar.h"
 #include "ui/menu_kit.h"
+#include "ui/message_box.h"
 #include "ui/qt_text.h"
 #include "ui/row_colours.h"
 
@@ -45,7 +48,7 @@ qint64 CountOf(const std::u16string& text) {
 }  // namespace
 
 LogView::LogView(Program& program, QWidget* container, QWidget* window)
-    : QObject(container), program_(program), menu_(new QMenu(window)) {
+    : QObject(container), program_(program), window_(window), menu_(new QMenu(window)) {
   bar_ = new LogBar;
   auto* list = new QWidget;
   auto* layout = new QVBoxLayout(container);
@@ -130,6 +133,14 @@ void LogView::BuildMenu() {
                               u"到 300 筆後刪除前 270 筆日誌", u"到 400 筆後刪除前 370 筆日誌",
                               u"到 500 筆後刪除前 470 筆日誌"},
                              [this](int index) { program_.Settings.SetLogRestrictions(index); });
+  menu_->addSeparator();
+  connect(AddItem(*menu_, QStringLiteral("mnuLogView"), QStringLiteral("檢視日誌內容(&V)...")),
+          &QAction::triggered, this, &LogView::ViewSelected);
+}
+
+void LogView::ShowNewest() {
+  CatchUp();
+  view_.SetSelectedItem(view_.ItemCount() - 1);
 }
 
 void LogView::ShowSettings() {
@@ -176,12 +187,15 @@ void LogView::AddRow(const LogRow& row) {
   const int index = view_.ItemAdd(-1, ToQString(row[0]), image, image);
   for (int column = 1; column < static_cast<int>(row.size()); ++column) {
     const std::u16string& text = row[static_cast<std::size_t>(column)];
+    if (column >= kFirstTime && column < kLogPathColumn) {
+      const DateTime time = ParseDateTime(text).value_or(kZeroDate);
+      view_.SetItemSortKey(index, column, time.time_since_epoch().count());
+      // A time that is not known was written as one without a date.
+      if (ParseDateTime(text) == kZeroDate) continue;
+    }
     view_.ItemAddSub(index, column, ToQString(text));
     if (column >= kFirstCount && column <= kFailed) {
       view_.SetItemSortKey(index, column, CountOf(text));
-    } else if (column >= kFirstTime && column < kLogPathColumn) {
-      const DateTime time = ParseDateTime(text).value_or(kZeroDate);
-      view_.SetItemSortKey(index, column, time.time_since_epoch().count());
     }
   }
 }
@@ -212,12 +226,30 @@ void LogView::OpenSelected() {
   OpenLog(FromQString(view_.ItemText(row, kLogPathColumn)));
 }
 
-void LogView::OpenLog(std::u16string path) const {
+void LogView::ViewSelected() {
+  const int row = view_.SelectedIndex();
+  if (row >= 0) ViewLog(FromQString(view_.ItemText(row, kLogPathColumn)));
+}
+
+void LogView::OpenLog(const std::u16string& path) const {
   // The program folder may have been moved since.
-  if (!program_.Files.Status(path)) {
-    path = LogFolder(program_.Files) + std::u16string(JobLogName(path));
+  const std::u16string moved = LogFolder(program_.Files) + std::u16string(JobLogName(path));
+  for (const std::u16string& place : {path, moved}) {
+    const auto host_path = program_.Files.HostPath(place);
+    if (!host_path || !program_.Files.Status(place)) continue;
+    if (OpenWithDesktop(FromUtf8(*host_path))) return;
+    break;
   }
-  OpenPathOrTell(*view_.hwnd(), program_.Files, path);
+  ViewLog(path);
+}
+
+void LogView::ViewLog(const std::u16string& path) const {
+  const Result<std::u16string> text = ReadJobLog(program_.Files, path);
+  if (!text) {
+    return TellFailure(*window_, QStringLiteral("無法讀取日誌「%1」，%2")
+                                     .arg(ToQString(path), ToQString(ApiErrorText(text.Error))));
+  }
+  FrmLog(ToQString(JobLogName(path)), *text, window_, &program_.WindowSizes).exec();
 }
 
 void LogView::DeleteSelected() {

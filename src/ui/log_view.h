@@ -30,8 +30,12 @@ class LogView : public QObject {
   void Follow();
   /// Shows at once what has changed; it would be shown with the next events otherwise.
   void CatchUp();
-  /// Has the desktop open the job log of that path.
-  void OpenLog(std::u16string path) const;
+  /// Selects the newest run and brings it into view.
+  void ShowNewest();
+  /// Has the desktop open the job log of that path; where it has no program for that, shows it.
+  void OpenLog(const std::u16string& path) const;
+  /// Shows the job log of that path in a window of its own.
+  void ViewLog(const std::u16string& path) const;
 
  Q_SIGNALS:
   /// Rows came or went.
@@ -44,11 +48,13 @@ class LogView : public QObject {
   void AddRow(const LogRow& row);
   void NotifyKeyDown(int key, bool& handled);
   void OpenSelected();
+  void ViewSelected();
   void DeleteSelected();
   void DeleteAll();
   std::vector<std::size_t> FilteredRows() const;
 
   Program& program_;
+  QWidget* window_;
   LogBar* bar_;
   clsLictView view_;
   QMenu* menu_;

@@ -5,6 +5,8 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QListView>
+#include <QPushButton>
 #include <QToolButton>
 
 #include "ui/main_window.h"
@@ -53,6 +55,54 @@ TEST_F(LogViewTest, TakesThePlaceOfTheJobsAndCountsItsRows) {
   EXPECT_TRUE(main_.Shown("PiclstJob"));
   EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版");
   EXPECT_EQ(main_.Button(4).toolTip(), "顯示備份日誌");
+}
+
+TEST_F(LogViewTest, OpensAtTheNewestRunAndShowsNoTimeThatIsNotKnown) {
+  EXPECT_EQ(main_.Logs().SelectedItems(), QList<int>{4});
+  main_.Program.LogRows.Append(
+      {u"文件", u"還原完成", u"1", u"0", u"0", u"上午 12:00:00", u"2026/11/25 下午 03:04:05", u""});
+  Click(main_.Button(4));
+  Click(main_.Button(4));
+  EXPECT_EQ(main_.Logs().SelectedItems(), QList<int>{5});
+  EXPECT_EQ(main_.Logs().ItemText(5, 5), "");
+  EXPECT_EQ(main_.Logs().ItemText(5, 6), "2026/11/25 下午 03:04:05");
+}
+
+TEST_F(LogViewTest, ShowsALogWhereTheDesktopCannotAndFindsWhatFailed) {
+  std::u16string text = u"\uFEFF開始\r\n";
+  for (int i = 0; i < 3; ++i) text += u"2026/11/24 下午 03:04:05: 備份檔案 (成功)：甲\r\n";
+  text +=
+      u"2026/11/24 下午 03:04:05: 備份檔案 (失敗)：<b>乙\r\n"
+      u"2026/11/24 下午 03:04:05: 原因：Permission denied\r\n結束\r\n";
+  WriteTestFile(main_.Temp.Home() / "Log/4.txt",
+                {reinterpret_cast<const char*>(text.data()), text.size() * 2});
+  const QByteArray path = qgetenv("PATH");
+  qputenv("PATH", main_.Temp.Home().c_str());
+  WhenDialog([](QWidget& dialog) {
+    EXPECT_EQ(dialog.windowTitle(), "日誌：4.txt");
+    auto& list = *Find<QListView>(dialog, "lstLog");
+    const auto colour = [&](int row) {
+      return list.model()->index(row, 0).data(Qt::ForegroundRole).value<QColor>();
+    };
+    ASSERT_EQ(list.model()->rowCount(), 7);
+    EXPECT_EQ(colour(4), FailureTextColour(QPalette()));
+    EXPECT_EQ(colour(5), FailureTextColour(QPalette()));
+    EXPECT_NE(colour(3), FailureTextColour(QPalette()));
+    Type(*Find<QLineEdit>(dialog, "txtFind"), "備份檔案");
+    EXPECT_EQ(list.currentIndex().row(), 1);
+    Click(*Find<QPushButton>(dialog, "cmdNext"));
+    EXPECT_EQ(list.currentIndex().row(), 2);
+    Click(*Find<QCheckBox>(dialog, "chkFailed"));
+    ASSERT_EQ(list.model()->rowCount(), 2);
+    EXPECT_TRUE(list.model()->index(1, 0).data().toString().endsWith("Permission denied"));
+    Press(dialog, Qt::Key_Escape);
+  });
+  DoubleClick(*View().viewport(), CellCentre(*main_.Logs().hwnd(), 4));
+  std::filesystem::remove(main_.Temp.Home() / "Log/3.txt");
+  main_.Logs().SetSelectedItem(3);
+  const QString refused = MessageOf([&] { Press(View(), Qt::Key_Return); });
+  EXPECT_TRUE(refused.startsWith("無法讀取日誌「")) << refused.toStdString();
+  qputenv("PATH", path);
 }
 
 TEST_F(LogViewTest, FailuresAreSeen) {
