@@ -133,6 +133,21 @@ RunEnd EndOfRow(const LogRow& row) {
   return end;
 }
 
+std::u16string RestoreWarning(const Program& program, std::int32_t job_index, RestoreMode mode) {
+  const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(job_index)];
+  std::u16string text = u"從：" + program.DestinationNow(job);
+  if (job.Compressed) text += u" 中您選擇的壓縮檔";
+  text += u"\n到：" + job.Source.Path + u"\n\n";
+  // Nothing is compared with what an archive holds.
+  if (mode == RestoreMode::Incremental && !job.Compressed) {
+    text +=
+        u"與備份不同的同名檔案會被備份取代，比備份新的也一樣，其中的變更將會遺失；相同的檔案不動。";
+  } else {
+    text += u"所有同名的檔案都會被備份取代，備份之後的變更將會遺失。";
+  }
+  return text + u"其他檔案不會移除。";
+}
+
 std::u16string EndText(std::span<const RunEnd> ends) {
   if (ends.empty()) return {};
   const auto is_bad = [](const RunEnd& end) { return end.Bad; };

@@ -1,4 +1,4 @@
-// How a backup, a restore or a verification ended, in words.
+// How a backup, a restore or a verification ended, in words; and what a restore is about to do.
 #pragma once
 
 #include <span>
@@ -27,6 +27,10 @@ bool WantsPassword(const Program& program, const BackupJob& job, RunOutcome outc
 RunEnd EndOfVerification(const BackupJob& job, const VerifyReport& report);
 /// As the log list tells of it.
 RunEnd EndOfRow(const LogRow& row);
+
+/// What a restore of the job at that position would overwrite, from where and to where: for a
+/// question before it.
+std::u16string RestoreWarning(const Program& program, std::int32_t job_index, RestoreMode mode);
 
 /// One line about all of them.
 std::u16string EndText(std::span<const RunEnd> ends);

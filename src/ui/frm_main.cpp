@@ -349,9 +349,12 @@ void FrmMain::RunNow(int row) {
 
 void FrmMain::AskAndRestore(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
-  const QString name = jobs_->View().ItemText(row, 0);
-  if (!Confirm(*this, QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(name))) return;
-  care_->RestoreAll(row, options_->Restore());
+  const QString question =
+      QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(jobs_->View().ItemText(row, 0));
+  const RestoreMode mode = options_->Restore();
+  if (ConfirmLoss(*this, question, ToQString(RestoreWarning(*program_, row, mode)))) {
+    care_->RestoreAll(row, mode);
+  }
 }
 
 void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {

@@ -19,6 +19,19 @@ void Tell(QWidget& owner, QMessageBox::Icon icon, const QString& text) {
   box.exec();
 }
 
+bool IsYes(QWidget& owner, const QString& text, QMessageBox::Icon icon, const QString& details,
+           bool yes_is_default) {
+  QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  box.setInformativeText(details);
+  ShowPlainly(box);
+  QPushButton* yes = box.addButton(QStringLiteral("是(&Y)"), QMessageBox::YesRole);
+  QPushButton* no = box.addButton(QStringLiteral("否(&N)"), QMessageBox::NoRole);
+  box.setDefaultButton(yes_is_default ? yes : no);
+  box.setEscapeButton(no);
+  box.exec();
+  return box.clickedButton() == yes;
+}
+
 }  // namespace
 
 void Attract(QWidget& window) {
@@ -59,14 +72,11 @@ void TellBeside(QWidget& owner, const QString& text) {
 }
 
 bool Confirm(QWidget& owner, const QString& text, QMessageBox::Icon icon, const QString& details) {
-  QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
-  box.setInformativeText(details);
-  ShowPlainly(box);
-  const QPushButton* yes = box.addButton(QStringLiteral("是(&Y)"), QMessageBox::YesRole);
-  QPushButton* no = box.addButton(QStringLiteral("否(&N)"), QMessageBox::NoRole);
-  box.setEscapeButton(no);
-  box.exec();
-  return box.clickedButton() == yes;
+  return IsYes(owner, text, icon, details, true);
+}
+
+bool ConfirmLoss(QWidget& owner, const QString& text, const QString& details) {
+  return IsYes(owner, text, QMessageBox::Warning, details, false);
 }
 
 Choice Ask(QWidget& owner, const QString& text, QMessageBox::Icon icon) {

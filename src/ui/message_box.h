@@ -29,6 +29,9 @@ void TellBeside(QWidget& owner, const QString& text);
 bool Confirm(QWidget& owner, const QString& text, QMessageBox::Icon icon = QMessageBox::Question,
              const QString& details = {});
 
+/// The same about what cannot be undone: with a warning, and No as the default.
+bool ConfirmLoss(QWidget& owner, const QString& text, const QString& details);
+
 enum class Choice { Yes, No, Cancel };
 /// Yes is the default; closing the question is Cancel.
 Choice Ask(QWidget& owner, const QString& text, QMessageBox::Icon icon = QMessageBox::Question);

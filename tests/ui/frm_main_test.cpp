@@ -240,6 +240,27 @@ TEST(FrmMain, RestoresInTheModeThatIsChosen) {
   EXPECT_EQ(main.Jobs().ItemText(0, 3), "") << "a restore is no backup";
 }
 
+TEST(FrmMain, BeforeARestoreItIsToldWhatWillBeLostAndEnterMeansNo) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.WriteSource("照片/甲.txt", "source");
+  WriteTestFile(main.Backup("照片/甲.txt"), "backup");
+  main.Start();
+  for (const char* words : {"所有同名的檔案都會被備份取代", "相同的檔案不動"}) {
+    WhenDialog([&](QWidget& dialog) {
+      auto& box = dynamic_cast<QMessageBox&>(dialog);
+      EXPECT_EQ(box.text(), "您確定要執行「照片」還原排程嗎？");
+      const QString details = box.informativeText();
+      EXPECT_TRUE(details.contains("從：D:\\照片\\\n到：C:\\照片\\")) << details.toStdString();
+      EXPECT_TRUE(details.contains(words)) << details.toStdString();
+      Press(dialog, Qt::Key_Return);
+    });
+    main.Menu(main.Jobs(), 0, "mnuJobResNow");
+    EXPECT_EQ(ReadTestFile(main.Temp.DriveC() / "照片/甲.txt"), "source");
+    main.Action("mnuResAll1")->trigger();
+  }
+}
+
 TEST(FrmMain, AMissingSourceIsTold) {
   MainWindow main;
   main.AddJob(u"照片").Source.Path = u"C:\\沒有\\";
