@@ -29,15 +29,25 @@ std::u16string LeftText(std::int64_t seconds) {
   return Decimal(seconds / 3600) + u" 小時 " + Decimal(seconds / 60 % 60) + u" 分";
 }
 
+std::u16string DoneText(const RunFigures& figures) {
+  const bool known = figures.TotalKnown;
+  return OfTotal(Grouped(figures.FilesDone), known, Grouped(figures.FilesTotal)) + u" 個檔案，" +
+         OfTotal(FormatSize(figures.BytesDone, SizeMode::Scaled), known,
+                 FormatSize(figures.BytesTotal, SizeMode::Scaled));
+}
+
+std::u16string PercentText(const RunFigures& figures) {
+  std::u16string text = figures.Percent < 0 ? u"準備中" : Decimal(figures.Percent) + u" %";
+  if (figures.FilesDone > 0) text += u"，" + Grouped(figures.FilesDone) + u" 個檔案";
+  if (figures.BytesDone > 0) text += u"，" + FormatSize(figures.BytesDone, SizeMode::Scaled);
+  return text;
+}
+
 }  // namespace
 
 std::u16string ProgressText(const RunFigures& figures) {
-  const bool known = figures.TotalKnown;
-  std::u16string text = u"整體進度：" +
-                        OfTotal(Grouped(figures.FilesDone), known, Grouped(figures.FilesTotal)) +
-                        u" 個檔案，" +
-                        OfTotal(FormatSize(figures.BytesDone, SizeMode::Scaled), known,
-                                FormatSize(figures.BytesTotal, SizeMode::Scaled));
+  std::u16string text =
+      u"整體進度：" + (figures.ByPercent ? PercentText(figures) : DoneText(figures));
   if (figures.BytesPerSecond >= 0) {
     text += u"，" +
             FormatSize(static_cast<std::uint64_t>(figures.BytesPerSecond), SizeMode::Scaled) +
@@ -117,8 +127,9 @@ RunFigures RunProgress::Figures() {
   RunFigures figures;
   std::uint64_t work = 0, total = 0;
   if (job_.Compressed) {
-    // The archiver reports its work as one file of a hundred parts.
-    figures.FilesDone = counters.CopiedFiles;
+    // The archiver reports its work as one file of a hundred parts; before that, files are listed.
+    figures.ByPercent = true;
+    figures.FilesDone = counters.CopiedFiles > 0 ? counters.CopiedFiles : counters.SourceFiles;
     figures.BytesDone = counters.CopiedBytes;
     work = file_done_;
     total = file_size_;

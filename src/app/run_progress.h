@@ -19,10 +19,12 @@ struct RunFigures {
   int Percent = -1;                  ///< -1 = not known
   std::int64_t BytesPerSecond = -1;  ///< copied; -1 = not known yet
   std::int64_t SecondsLeft = -1;     ///< -1 = not known
+  /// The archiver tells no more than its percentage: the files and bytes are those at its work.
+  bool ByPercent = false;
 };
 
 /// "整體進度：1,234 / 10,000 個檔案，1.20 GB / 8.50 GB，35.20 MB/秒，剩餘約 3 分 20 秒", as far as
-/// it is known.
+/// it is known; of an archiver "整體進度：40 %，1,234 個檔案，1.20 GB".
 std::u16string ProgressText(const RunFigures& figures);
 
 /// The total is not known when a run begins. It is counted while the run works, in a small share
@@ -39,6 +41,8 @@ class RunProgress {
              const PathSet* only = nullptr);
   void End();
   bool Running() const { return running_; }
+  /// What is noted are parts of a hundred, not bytes.
+  bool ByPercent() const { return job_.Compressed; }
 
   /// The file at work, as the run reports it.
   void Note(std::uint64_t total_size, std::uint64_t bytes_done);

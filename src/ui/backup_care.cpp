@@ -75,7 +75,7 @@ void BackupCare::RestoreSome(int row) {
   if (ticking) program_.Scheduler.SetSchedulerTimer(true);
   if (!pick) return;
   Restore(
-      row, &pick->Paths, [&](const std::vector<ArchiveFile>&) { return std::optional(archive); },
+      row, &*pick, [&](const std::vector<ArchiveFile>&) { return std::optional(archive); },
       [&](const ArchivePicker& picker) {
         return program_.RunRestorePickedNow(row, *pick, picker);
       });
@@ -90,18 +90,18 @@ void BackupCare::RestoreAll(int row, RestoreMode mode) {
       [&](const ArchivePicker& picker) { return program_.RunRestoreNow(row, mode, picker); });
 }
 
-void BackupCare::Restore(int row, const PathSet* only, const ArchivePicker& picker,
+void BackupCare::Restore(int row, const RestorePick* pick, const ArchivePicker& picker,
                          const Restorer& restorer) {
   const QPointer<BackupCare> alive(this);
   std::optional<std::u16string> archive;
-  if (!program_.State.RunBusy) run_.Begin(row, true, only);
+  if (!program_.State.RunBusy) run_.Begin(row, true, pick);
   RunOutcome outcome = restorer(
       [&](const std::vector<ArchiveFile>& archives) { return archive = picker(archives); });
   if (!alive) return;
   BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   if (archive && WantsPassword(program_, job, outcome)) {
     const std::optional<RunOutcome> again = WithPassword(job, *archive, [&] {
-      run_.Begin(row, true, only);
+      run_.Begin(row, true, pick);
       return restorer([&](const std::vector<ArchiveFile>&) { return archive; });
     });
     if (!alive) return;

@@ -43,9 +43,10 @@ class BackupCare : public QObject {
   using Restorer = std::function<RunOutcome(const ArchivePicker& picker)>;
 
   bool MayStart(int row) const;
-  /// Restores the job on that row, of it what `only` holds; a password that does not fit is asked
-  /// for, once.
-  void Restore(int row, const PathSet* only, const ArchivePicker& picker, const Restorer& restorer);
+  /// Restores the job on that row, of it what was picked, if anything was; a password that does not
+  /// fit is asked for, once.
+  void Restore(int row, const RestorePick* pick, const ArchivePicker& picker,
+               const Restorer& restorer);
   /// Restores again with a password that the user knows; nothing when they know none.
   std::optional<RunOutcome> WithPassword(BackupJob& job, std::u16string_view archive,
                                          const std::function<RunOutcome()>& restore);

@@ -413,12 +413,14 @@ void FrmMain::EnableControls(bool on) {
   toolbar_area_->setEnabled(on);
   if (!on) {
     timer_wake_.stop();
+    if (!selected_) selected_ = jobs_->View().SelectedItem();
     result_->Begin();
     ShowHealth();
     return;
   }
   timer_wake_.start(kWakeEveryMs);
   TimerWake_Timer();
+  if (selected_) jobs_->View().SetSelectedItem(*std::exchange(selected_, std::nullopt));
   if (std::exchange(focus_list_, false)) jobs_->View().SetFocus();
   run_->End();
   result_->End();

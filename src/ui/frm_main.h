@@ -5,6 +5,7 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/program.h"
 #include "app/program_host.h"
@@ -131,6 +132,7 @@ class FrmMain : public QWidget, public ProgramHost {
   BackupCare* care_ = nullptr;
   std::unique_ptr<RunShow> run_;
   QStringList set_right_;  ///< lines about jobs whose times a wrong clock had moved, not told yet
+  std::optional<int> selected_;  ///< during a batch: the row that the user had selected
   QTimer timer_min_, timer_wake_;
   bool hide_at_start_ = false, focus_list_ = false, asking_ = false, ended_ = false;
 };

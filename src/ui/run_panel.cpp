@@ -61,15 +61,26 @@ void RunPanel::Build() {
   file_.SetAccessibleName(QStringLiteral("目前檔案進度"));
 }
 
+void RunPanel::Begin(std::u16string_view source, std::u16string_view dest, bool by_percent) {
+  run_source_ = source;
+  run_dest_ = dest;
+  by_percent_ = by_percent;
+}
+
 void RunPanel::Show(bool show) {
   captions_->setVisible(show);
-  file_area_->setVisible(show);
-  if (show) return;
-  source_text_.clear();
-  dest_text_.clear();
-  name_text_.clear();
+  file_area_->setVisible(show && !by_percent_);
+  SetCaptions(run_source_, run_dest_, {});
   any_file_ = false;
+  DrawCaptions();
+  total_->SetText({});
   all_.SetValue(0);
+}
+
+void RunPanel::DrawCaptions() {
+  source_->SetText(ToQString(SourceCaption(source_text_)));
+  dest_->SetText(ToQString(DestinationCaption(dest_text_)));
+  name_->SetText(ToQString(FileCaption(name_text_)));
 }
 
 void RunPanel::SetCaptions(std::u16string_view source, std::u16string_view dest,
@@ -99,7 +110,9 @@ void RunPanel::FillFile() {
 }
 
 QString RunPanel::FileText() const {
-  return any_file_ ? ToQString(CopyProgressText(file_total_, file_done_)) : QString();
+  if (!any_file_) return {};
+  return by_percent_ ? QStringLiteral(" %1 %").arg(file_done_)
+                     : ToQString(CopyProgressText(file_total_, file_done_));
 }
 
 void RunPanel::Draw(const RunFigures& figures) {
@@ -112,11 +125,7 @@ void RunPanel::Draw(const RunFigures& figures) {
   }
   if (file_.Max() != bar_max_) file_.SetMax(bar_max_);
   file_.SetValue(bar_value_);
-  if (!name_text_.empty()) {
-    source_->SetText(ToQString(SourceCaption(source_text_)));
-    dest_->SetText(ToQString(DestinationCaption(dest_text_)));
-    name_->SetText(ToQString(FileCaption(name_text_)));
-  }
+  DrawCaptions();
   total_->SetText(ToQString(ProgressText(figures)));
   // A bar that runs to and fro says that the end is not known yet.
   const int max = figures.Percent < 0 ? 0 : kFullBar;

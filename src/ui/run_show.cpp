@@ -24,11 +24,14 @@ bool Due(QElapsedTimer& timer, int every_ms) {
 RunShow::RunShow(Program& program, RunPanel& panel, clsStatusBar& status_bar)
     : program_(program), panel_(panel), status_bar_(status_bar), progress_(program.Context) {}
 
-void RunShow::Begin(std::int32_t job_index, bool restore, const PathSet* only) {
+void RunShow::Begin(std::int32_t job_index, bool restore, const RestorePick* pick) {
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(job_index)];
   job_ = ToQString(job.Name);
   index_ = job_index;
-  progress_.Begin(job, program_.DestinationNow(job), restore, only);
+  const std::u16string backup = program_.DestinationNow(job);
+  const std::u16string& place = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
+  progress_.Begin(job, backup, restore, pick ? &pick->Paths : nullptr);
+  panel_.Begin(restore ? backup : place, restore ? place : backup, progress_.ByPercent());
   // The first look at the run is not to wait.
   for (QElapsedTimer* timer : {&pumped_, &drawn_, &told_}) timer->invalidate();
 }

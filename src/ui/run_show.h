@@ -22,8 +22,8 @@ class RunShow {
   RunShow(Program& program, RunPanel& panel, clsStatusBar& status_bar);
 
   void SetTray(Tray* tray) { tray_ = tray; }
-  /// The job of this position runs from now on; of a restore, what `only` holds.
-  void Begin(std::int32_t job_index, bool restore, const PathSet* only = nullptr);
+  /// The job of this position runs from now on; of a restore, what was picked, if anything was.
+  void Begin(std::int32_t job_index, bool restore, const RestorePick* pick = nullptr);
   /// The run, or the batch, is over.
   void End();
   /// The position of the job at work; -1 when there is none.

@@ -83,15 +83,15 @@ TEST(RunProgress, FollowsTheArchiverThroughACompressedRun) {
   BackupJob& job = test.AddJob(BackupType::Compressed);
   RunProgress progress(test.Program.Context);
   progress.Begin(job, u"D:\\dst\\", false);
-  EXPECT_EQ(progress.Figures().Percent, -1);
+  test.Program.Context.Counters.SourceFiles = 3;
+  EXPECT_EQ(Text(progress.Figures()), "整體進度：準備中，3 個檔案");
   test.Program.Context.Counters.CopiedFiles = 7;
   progress.Note(100, 25);
   test.Clock.Advance(3000);
   progress.Note(100, 40);
   const RunFigures figures = progress.Figures();
   EXPECT_EQ(figures.Percent, 40);
-  EXPECT_EQ(figures.FilesDone, 7U);
-  EXPECT_EQ(figures.SecondsLeft, 4);
+  EXPECT_EQ(Text(figures), "整體進度：40 %，7 個檔案，剩餘約 4 秒");
 }
 
 }  // namespace

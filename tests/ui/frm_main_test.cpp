@@ -120,6 +120,54 @@ TEST(FrmMain, ShowsTheFileAtWorkAndTheWholeRun) {
   EXPECT_EQ(window.ApiFileCopyCallback(1000, 1000, 0, 1000, 1000, 131072), 1);
 }
 
+TEST(FrmMain, ThePanelShowsTheRunAtWorkAndPackingInPercent) {
+  MainWindow main;
+  main.AddJob(u"文件");
+  SetJobType(main.AddJob(u"照片"), BackupType::Compressed);
+  main.WriteSource("文件/甲", "a");
+  main.WriteSource("照片/乙", Large(8));
+  main.Start();
+  FrmMain& window = main.Window;
+  const auto text = [&](const char* strip) {
+    return static_cast<CaptionStrip*>(main.Named(strip))->Text();
+  };
+  window.JobStarting(0, main.Clock.Now());
+  window.ShowRunPanels(true);
+  window.DrawCaptions(u"C:\\文件\\下層\\", u"D:\\文件\\下層\\", u"甲");
+  EXPECT_TRUE(main.Shown("picPtbFile"));
+  // A question may come up before the first file of the next run.
+  window.JobStarting(1, main.Clock.Now());
+  window.ShowRunPanels(false);
+  window.ShowRunPanels(true);
+  EXPECT_EQ(text("PicSrc"), "來源目錄：C:\\照片\\");
+  EXPECT_EQ(text("PicDest"), "目標目錄：D:\\照片\\");
+  EXPECT_EQ(text("PicBackup"), "檔案名稱：");
+  EXPECT_FALSE(main.Shown("picPtbFile")) << "an archiver tells of no single file";
+  EXPECT_TRUE(WaitUntil([&] {
+    window.ApiFileCopyCallback(100, 40, 0, 100, 40, 1);
+    return text("PicTotal").startsWith("整體進度：40 %");
+  }));
+  EXPECT_EQ(main.Named("picStatusBar")->findChild<QLabel*>()->text(), " 40 %");
+}
+
+TEST(FrmMain, AfterABatchTheUsersChoiceIsBack) {
+  MainWindow main;
+  for (const char16_t* name : {u"一", u"二", u"三"}) {
+    main.AddJob(name);
+    main.WriteSource(ToUtf8(name) + "/甲.txt", "a");
+  }
+  main.Start();
+  main.Jobs().SetSelectedItem(1);
+  QList<int> marked;
+  const DuringRun look(main, [&] {
+    if (!marked.contains(main.Jobs().SelectedItem())) marked += main.Jobs().SelectedItem();
+  });
+  main.Answer({{"您確定要執行備份清單上已勾選的排程嗎？", kYes}});
+  Click(main.Button(1));
+  EXPECT_TRUE(marked.contains(0) && marked.contains(2)) << "the job at work is seen";
+  EXPECT_EQ(main.Jobs().SelectedItem(), 1);
+}
+
 TEST(FrmMain, TellsOfJobsThatSomebodyElseStoredWithoutWaiting) {
   MainWindow main;
   main.AddJob(u"照片");
