@@ -1,5 +1,6 @@
 #include "ui/frm_main.h"
 
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDir>
@@ -36,12 +37,21 @@ namespace {
 constexpr QSize kDesignSize{920, 560};
 constexpr int kWakeEveryMs = 1000;
 
+/// A plain widget would be one of many panes to a screen reader.
+QAccessibleInterface* MakeAccessible(const QString& class_name, QObject* object) {
+  if (class_name != QLatin1String(FrmMain::staticMetaObject.className())) return nullptr;
+  return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::Window);
+}
+
 }  // namespace
 
 FrmMain::FrmMain() {
   setObjectName(QStringLiteral("FrmMain"));
   setWindowTitle(ToQString(kAppTitle));
   setWindowIcon(LoadIcon(IconId::Program));
+  // Questions that come before the window, or while it is hidden, bear it as well.
+  QApplication::setWindowIcon(windowIcon());
+  QAccessible::installFactory(MakeAccessible);
 }
 
 FrmMain::~FrmMain() = default;
@@ -465,7 +475,9 @@ void FrmMain::AskPastDue(PastDueQuestion& question) {
   if (InterruptRequested()) return;
   // The store is half read meanwhile: nothing may save it.
   asking_ = true;
-  AskAboutPastDue(question, isVisible() ? this : nullptr);
+  // At the start, too, the question stands over its window.
+  if (!hide_at_start_ && !isVisible()) show();
+  AskAboutPastDue(question, Seen() ? this : nullptr);
   asking_ = false;
 }
 
@@ -489,7 +501,7 @@ void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view cop
 bool FrmMain::AskGoOn(const RunQuestion& question) {
   if (InterruptRequested()) return false;
   Attract();
-  return OpenQuestion(question, isVisible() ? this : nullptr);
+  return OpenQuestion(question, Seen() ? this : nullptr);
 }
 
 // ---- Timers ----

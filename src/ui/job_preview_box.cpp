@@ -25,8 +25,6 @@ JobPreviewBox::JobPreviewBox() : QGroupBox(QStringLiteral("預覽")) {
   }
   // Room for what usually is to be said, so that the window does not jump as one types.
   lblWarnings_->setMinimumHeight(lblWarnings_->fontMetrics().lineSpacing() * 2);
-  lblDue_->setAccessibleName(QStringLiteral("接下來三次"));
-  lblWarnings_->setAccessibleName(QStringLiteral("注意"));
 
   auto* grid = new QGridLayout(this);
   grid->addWidget(MakeLabel(QStringLiteral("下次寫入："), txtNext_), 0, 0);
@@ -36,6 +34,13 @@ JobPreviewBox::JobPreviewBox() : QGroupBox(QStringLiteral("預覽")) {
   grid->addWidget(lblWarnings_, 2, 0, 1, 2);
   grid->setColumnStretch(1, 1);
   ApplyColour();
+}
+
+/// With what it is about: a screen reader reads a label's name, and its text only where it has
+/// none.
+void JobPreviewBox::Tell(QLabel& label, const QString& name, const QString& text) {
+  label.setText(text);
+  label.setAccessibleName(text.isEmpty() ? name : name + u'：' + text);
 }
 
 void JobPreviewBox::Show(const JobPreview& preview, bool enabled) {
@@ -50,9 +55,10 @@ void JobPreviewBox::Show(const JobPreview& preview, bool enabled) {
   for (const std::u16string& warning : preview.Warnings) {
     warnings += QStringLiteral("⚠ ") + ToQString(warning);
   }
-  lblDue_->setText(due.join(QStringLiteral("、")) +
-                   (enabled || due.isEmpty() ? QString() : QStringLiteral("（排程未啟動）")));
-  lblWarnings_->setText(warnings.join(u'\n'));
+  Tell(*lblDue_, QStringLiteral("接下來三次"),
+       due.join(QStringLiteral("、")) +
+           (enabled || due.isEmpty() ? QString() : QStringLiteral("（排程未啟動）")));
+  Tell(*lblWarnings_, QStringLiteral("注意"), warnings.join(u'\n'));
 }
 
 void JobPreviewBox::changeEvent(QEvent* event) {

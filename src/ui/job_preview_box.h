@@ -24,6 +24,7 @@ class JobPreviewBox : public QGroupBox {
   void changeEvent(QEvent* event) override;
 
  private:
+  static void Tell(QLabel& label, const QString& name, const QString& text);
   void ApplyColour();
 
   QLineEdit* txtNext_;

@@ -21,6 +21,7 @@
 #include "ui/icons.h"
 #include "ui/message_box.h"
 #include "ui/qt_text.h"
+#include "ui/row_colours.h"
 
 namespace kavrel {
 namespace {
@@ -125,6 +126,7 @@ int Run(std::vector<std::string> words) {
   }
   QTranslator translator;
   SpeakChinese(translator);
+  KeepPlaceholdersReadable();
   const std::optional<std::u16string> folder = ProgramFolder(arguments.Home);
   if (!folder) {
     const QString home =

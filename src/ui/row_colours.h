@@ -1,4 +1,4 @@
-// The colours of list rows, on light and on dark desktops.
+// The colours of list rows and of hints, on light and on dark desktops.
 #pragma once
 
 #include <QColor>
@@ -14,5 +14,10 @@ void AlternateRowColours(int shown_position, const QPalette& palette, QColor& ba
 
 /// The text colour of a row that tells of failures, readable on both of the above.
 QColor FailureTextColour(const QPalette& palette);
+
+/// The colour of the hint in an empty field: the palette's own where it can be read.
+QColor PlaceholderColour(const QPalette& palette);
+/// Gives the whole program that colour, now and whenever the desktop's colours change.
+void KeepPlaceholdersReadable();
 
 }  // namespace kavrel

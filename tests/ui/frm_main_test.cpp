@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QApplication>
 #include <QFileDialog>
 #include <QLabel>
@@ -180,6 +181,13 @@ TEST(FrmMain, TellsOfJobsThatSomebodyElseStoredWithoutWaiting) {
   EXPECT_EQ(ReadTestFile(main.Temp.Home() / "other_Backup.rtm"), "theirs");
   box->close();
   EXPECT_TRUE(WaitUntil([&] { return !main.Window.findChild<QMessageBox*>(); }));
+}
+
+TEST(FrmMain, IsAWindowToAScreenReader) {
+  FrmMain window;
+  const QAccessibleInterface* told = QAccessible::queryAccessibleInterface(&window);
+  ASSERT_TRUE(told);
+  EXPECT_EQ(told->role(), QAccessible::Window);
 }
 
 TEST(FrmMain, AskedAndRefusedNothingRuns) {
@@ -652,8 +660,10 @@ TEST(FrmMain, AsksAboutOverdueJobsAndForAnArchive) {
   job.NextRun = *FromCivil(2026, 11, 20);
   SetJobType(job, BackupType::Compressed);
   std::filesystem::create_directories(main.Backup("照片"));
-  WhenDialog([](QWidget& dialog) {
+  WhenDialog([&main](QWidget& dialog) {
     ASSERT_NE(dynamic_cast<FrmPastDue*>(&dialog), nullptr);
+    EXPECT_TRUE(main.Window.isVisible() && dialog.parentWidget() == &main.Window);
+    EXPECT_FALSE(QApplication::windowIcon().isNull()) << "for those without a window";
     dialog.findChild<QPushButton*>("btnLater")->click();
   });
   main.Start();

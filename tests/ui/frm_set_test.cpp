@@ -342,6 +342,7 @@ TEST_F(JobEditorTest, ThePreviewFollowsWhatIsTyped) {
   Enter("txtDest", "C:\\src\\<yyyy>\\");
   EXPECT_TRUE(WaitUntil([&] { return Get<QLineEdit>("txtNext").text() == "C:\\src\\2009\\"; }));
   EXPECT_TRUE(Get<QLabel>("lblWarnings").text().contains("目標資料夾位於來源資料夾之內"));
+  EXPECT_TRUE(Get<QLabel>("lblWarnings").accessibleName().contains("目標資料夾位於"));
   EXPECT_EQ(
       Get<QLabel>("lblDue").text(),
       "2009/9/23 下午 03:10:00、2009/9/23 下午 03:20:00、2009/9/23 下午 03:30:00（排程未啟動）");

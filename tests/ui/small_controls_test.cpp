@@ -179,6 +179,23 @@ TEST(RowColours, AreReadableOnLightAndDarkDesktops) {
   }
 }
 
+TEST(RowColours, AHintInAnEmptyFieldCanBeReadWhateverThePaletteSays) {
+  const QPalette before = QApplication::palette();
+  KeepPlaceholdersReadable();
+  for (const QColor& ground : {QColor(30, 30, 32), QColor(Qt::white)}) {
+    QPalette palette(ground);
+    palette.setColor(QPalette::Base, ground);
+    palette.setColor(QPalette::Text, ground == Qt::white ? Qt::black : QColor(230, 230, 230));
+    palette.setColor(QPalette::PlaceholderText, QColor(90, 90, 90, 128));
+    QApplication::setPalette(palette);
+    QApplication::processEvents();
+    const QColor hint = QApplication::palette().color(QPalette::PlaceholderText);
+    EXPECT_GE(Contrast(hint, ground), 4.5) << hint.name().toStdString();
+    EXPECT_NE(hint, palette.color(QPalette::Text)) << "it is no entry";
+  }
+  QApplication::setPalette(before);
+}
+
 TEST(Icons, EachIsThereAndVisibleOnLightAndOnDark) {
   for (const IconId id : {IconId::Program, IconId::RunChecked, IconId::EditJobs, IconId::Log,
                           IconId::Options, IconId::Export, IconId::Import, IconId::About,
