@@ -17,7 +17,6 @@ TEST(Guide, OpensByF1InEveryWindowAndByTheMenu) {
   MainWindow main;
   main.AddJob(u"照片");
   main.WriteSource("照片/a.jpg", "1");
-  main.AddLogRow(u"照片");
   main.Start();
   const fs::path bin = main.Temp.Root() / "bin", note = main.Temp.Root() / "note";
   WriteTestFile(bin / "xdg-open", "#!/bin/sh\necho \"$1\" > '" + note.string() + ".new' && mv '" +
@@ -40,12 +39,7 @@ TEST(Guide, OpensByF1InEveryWindowAndByTheMenu) {
   {
     const EnvironmentVariable path("PATH", main.Temp.Root().string());
     EXPECT_TRUE(MessageOf([&] { main.Action("mnuGuide")->trigger(); }).contains("xdg-utils"));
-    Click(main.Button(4));
-    main.Logs().SetSelectedItem(0);
-    // So do logs and folders, and what is not there is told in any case.
-    EXPECT_TRUE(MessageOf([&] {
-                  Press(ViewOf(*main.Logs().hwnd()), Qt::Key_Return);
-                }).contains("xdg-utils"));
+    // So do folders, and what is not there is told in any case.
     for (const auto& [item, text] :
          {std::pair("mnuIntDir", "xdg-utils"), std::pair("mnuOutDir", "不存在")}) {
       EXPECT_TRUE(MessageOf([&] { main.Menu(main.Jobs(), 0, item); }).contains(text)) << item;
