@@ -5,8 +5,6 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "base/text.h"
 #include "platform/error_codes.h"
 #include "platform/posix/native.h"
@@ -239,13 +237,10 @@ ErrorCode Folder::SyncFile(std::u16string_view name) const {
 
 namespace {
 
-/// Programs in between that change a link itself. Others hand its path on, and it is followed.
+/// Whether a program in between changes a link itself. One that has a disk of its own does; others
+/// may stand on anything, a server that follows the path of a link included.
 bool ActsOnLinks(std::string_view type) {
-  constexpr std::string_view kTypes[] = {"fuse.bindfs",         "fuse.mergerfs", "fuse.gocryptfs",
-                                         "fuse.encfs",          "fuse.cryfs",    "fuse.glusterfs",
-                                         "fuse.unionfs",        "fuse.ntfs-3g",  "fuse.lowntfs-3g",
-                                         "fuse.fuse-overlayfs", "fuseblk"};
-  return std::find(std::begin(kTypes), std::end(kTypes), type) != std::end(kTypes);
+  return type == "fuseblk";
 }
 
 }  // namespace
