@@ -114,10 +114,8 @@ std::vector<StagingJournal::Record> StagingJournal::Read(std::string_view text) 
 }
 
 std::u16string StagingJournal::DiskOf(std::u16string_view folder) const {
-  MountTable mounts;
-  mounts.Load();
   const std::u16string place = RealPlace(files_, folder);
-  return std::u16string(DiskOfMark(place.empty() ? place : mounts.MarkOf(place)));
+  return std::u16string(DiskOfMark(place.empty() ? place : MountTable().MarkOf(place)));
 }
 
 int StagingJournal::Begin(Record record) {

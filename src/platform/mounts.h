@@ -40,7 +40,8 @@ class MountTable {
 
   /// What lies at an absolute path, mounted there or not, so that it is known again after a restart
   /// and wherever else its disk is mounted: the mark of the disk, ":", and the folder inside it.
-  /// Empty for what has no lasting mark: the network, memory, layers of a container.
+  /// Empty for what has no lasting mark: the network, memory, layers of a container. As it is now,
+  /// whenever the table was loaded.
   std::u16string MarkOf(std::u16string_view path) const;
 
  private:

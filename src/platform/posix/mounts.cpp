@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "base/text.h"
@@ -94,7 +95,9 @@ std::string Unescaped(std::string_view field) {
 /// What one line of mountinfo tells of a mount.
 struct MountLine {
   int Id = 0, Parent = 0;
-  std::string Point, Root;  ///< Root: the folder of the file system that is mounted there
+  bool First = false;  ///< what it was mounted on this process does not see
+  std::u16string Point;
+  std::u16string Root;  ///< the folder of the file system that is mounted there
   std::string Type, Source;
 };
 
@@ -104,49 +107,43 @@ MountLine ParseMountLine(const std::string& line) {
   MountLine mount;
   fields >> mount.Id >> mount.Parent >> skipped >> root >> point;
   while (fields >> skipped && skipped != "-") continue;
-  mount.Point = Unescaped(point);
-  mount.Root = Unescaped(root);
+  mount.Point = FromUtf8(Unescaped(point));
+  mount.Root = FromUtf8(Unescaped(root));
   fields >> mount.Type >> skipped;
   mount.Source = Unescaped(skipped);
   return mount;
 }
 
-/// The mounts on the way to a path, as the system goes it: what is mounted over a folder hides what
-/// was mounted inside that before.
-std::vector<const MountLine*> MountsOnTheWay(const std::vector<MountLine>& table,
-                                             std::u16string_view path) {
-  const auto is_known = [&](int id) {
-    return std::any_of(table.begin(), table.end(), [&](const auto& line) { return line.Id == id; });
-  };
-  std::vector<const MountLine*> way;
-  for (const MountLine* next = nullptr;; way.push_back(next)) {
-    const MountLine* const at = next;
-    next = nullptr;
-    for (const MountLine& line : table) {
-      // The first of all is in what this process does not see.
-      const bool follows = at ? line.Parent == at->Id && &line != at
-                              : !is_known(line.Parent) || line.Parent == line.Id;
-      if (!follows || !IsAtOrBelow(path, FromUtf8(line.Point))) continue;
-      if (!next || line.Point.size() <= next->Point.size()) next = &line;
-    }
-    if (!next || way.size() > table.size()) return way;
+/// The table as it is now.
+std::vector<MountLine> ReadMounts() {
+  std::vector<MountLine> table;
+  std::set<int> ids;
+  std::ifstream lines("/proc/self/mountinfo");
+  for (std::string line; std::getline(lines, line);) {
+    ids.insert(table.emplace_back(ParseMountLine(line)).Id);
   }
+  for (MountLine& mount : table) {
+    mount.First = mount.Parent == mount.Id || !ids.contains(mount.Parent);
+  }
+  return table;
 }
 
-/// The mounts that a path can lead to, those of the system left out.
-std::vector<MountLine> VisibleMounts() {
-  std::vector<MountLine> table, visible;
-  std::ifstream lines("/proc/self/mountinfo");
-  for (std::string line; std::getline(lines, line);) table.push_back(ParseMountLine(line));
-  for (const MountLine& line : table) {
-    if (IsOneOf(line.Type, kSystemTypes)) continue;
-    const std::vector<const MountLine*> way = MountsOnTheWay(table, FromUtf8(line.Point));
-    const auto last = std::find_if(way.rbegin(), way.rend(), [](const MountLine* mount) {
-      return !IsOneOf(mount->Type, kSystemTypes);
-    });
-    if (last != way.rend() && *last == &line) visible.push_back(line);
+/// The mount that a path leads to, as the system goes it, those of the system left out: what is
+/// mounted over a folder hides what was mounted inside that before. Null when there is none.
+const MountLine* MountOf(const std::vector<MountLine>& table, std::u16string_view path) {
+  const MountLine *at = nullptr, *found = nullptr;
+  for (std::size_t steps = 0; steps < table.size(); ++steps) {
+    const MountLine* next = nullptr;
+    for (const MountLine& line : table) {
+      const bool follows = at ? line.Parent == at->Id && !line.First : line.First;
+      if (!follows || !IsAtOrBelow(path, line.Point)) continue;
+      if (!next || line.Point.size() <= next->Point.size()) next = &line;
+    }
+    if (!next) break;
+    at = next;
+    if (!IsOneOf(at->Type, kSystemTypes)) found = at;
   }
-  return visible;
+  return found;
 }
 
 /// The mark of a block device under which the system lists it; empty when it does not.
@@ -192,11 +189,8 @@ std::string ToldMark(const std::string& point) {
 }  // namespace
 
 std::string posix::MountTypeOf(std::uint64_t mount) {
-  std::ifstream table("/proc/self/mountinfo");
-  for (std::string line; std::getline(table, line);) {
-    if (MountLine found = ParseMountLine(line); static_cast<std::uint64_t>(found.Id) == mount) {
-      return std::move(found.Type);
-    }
+  for (MountLine& line : ReadMounts()) {
+    if (static_cast<std::uint64_t>(line.Id) == mount) return std::move(line.Type);
   }
   return {};
 }
@@ -207,9 +201,10 @@ void MountTable::Load() {
   volumes_.clear();
   network_.clear();
   expected_.clear();
-  for (const MountLine& mount : VisibleMounts()) {
-    const std::u16string point = FromUtf8(mount.Point);
-    if (point == u"/") continue;
+  const std::vector<MountLine> table = ReadMounts();
+  for (const MountLine& mount : table) {
+    const std::u16string& point = mount.Point;
+    if (point == u"/" || MountOf(table, point) != &mount) continue;
     if (IsOneOf(mount.Type, kNetworkTypes)) network_.push_back(point);
     points_.push_back(point);
     if (IsOneOf(mount.Type, kBackgroundTypes)) continue;
@@ -276,20 +271,16 @@ std::u16string MountTable::MissingPoint(std::u16string_view path) const {
 }
 
 std::u16string MountTable::MarkOf(std::u16string_view path) const {
-  const std::u16string point = PointOf(path);
-  const std::string host = point.empty() ? "/" : ToUtf8(point);
-  MountLine mount;
-  for (MountLine& line : VisibleMounts()) {
-    if (line.Point == host) mount = std::move(line);
-  }
+  const std::vector<MountLine> table = ReadMounts();
+  const MountLine* mount = MountOf(table, path);
   // What lies in memory bears a mark, too, but another one each time.
-  if (!mount.Source.starts_with("/dev/")) return {};
-  std::string mark = ListedMark(mount.Source);
-  if (mark.empty()) mark = ToldMark(host);
+  if (!mount || !mount->Source.starts_with("/dev/")) return {};
+  std::string mark = ListedMark(mount->Source);
+  if (mark.empty()) mark = ToldMark(ToUtf8(mount->Point));
   if (mark.empty()) return {};
-  std::u16string inside = FromUtf8(mount.Root);
+  std::u16string inside = mount->Root;
   if (inside == u"/") inside.clear();
-  std::u16string_view below = path.substr(std::min(path.size(), point.size()));
+  std::u16string_view below = path.substr(mount->Point == u"/" ? 0 : mount->Point.size());
   while (below.ends_with(u'/')) below.remove_suffix(1);
   inside += below;
   return FromUtf8(mark) + u":" + (inside.empty() ? u"/" : inside);
