@@ -283,6 +283,12 @@ std::u16string ArchivePath(const BackupJob& job, Clock& clock) {
   return JoinPath(job.Destination.WorkPath, ArchiveStamp(clock.Now()) + u".7z");
 }
 
+bool IsArchiveName(std::u16string_view name) {
+  constexpr std::u16string_view kEnding = u".7z";
+  return name.size() >= kEnding.size() &&
+         EqualNoCase(name.substr(name.size() - kEnding.size()), kEnding);
+}
+
 void PlanCompression(ArchiveContext& context, const BackupJob& job) {
   const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
   if (!source) return;
@@ -400,7 +406,7 @@ std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_vi
   if (!open) return archives;
   FolderReader reader(*open);
   while (const FolderEntry* entry = reader.Next()) {
-    if (entry->Kind != FileKind::File || !MatchesFileMask(entry->Name, u"*.7z")) continue;
+    if (entry->Kind != FileKind::File || !IsArchiveName(entry->Name)) continue;
     const Result<FileStatus> status = open->Status(entry->Name);
     if (!status) continue;
     archives.push_back({entry->Name, status->Written, status->Size});

@@ -87,6 +87,8 @@ struct ArchiveFile {
   bool OfOther = false;  ///< its mark tells of other jobs, with other sources, alone
 };
 
+/// Whether a name may be that of an archive.
+bool IsArchiveName(std::u16string_view name);
 /// The *.7z files of a folder, in the system's order, and, asked for a job, which of them are not
 /// its own.
 std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder,

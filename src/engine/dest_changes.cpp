@@ -168,9 +168,8 @@ class DestChanges::FinishChange final : public Change {
         finish_{pair.SourceStatus, pair.DestFound, times_only},
         path_(path) {
     if (times_only) return;
-    constexpr std::uint32_t kOwnerMay = 0700;
     FileStatus now = finish_.Like;
-    now.Mode |= kOwnerMay;
+    now.Mode |= kOwnerMayAll;
     finish_.Updated = folder_->Folder.UpdateMetadata({}, now, pair.Source).Attributes;
   }
 

@@ -108,10 +108,11 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
 MetadataUpdate FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
                                  bool times_only);
 
-/// Whether a folder lets its owner do everything in it. False where there are no such permissions.
+/// The permissions with which a folder lets its owner do everything in it.
+inline constexpr std::uint32_t kOwnerMayAll = 0700;
+/// False where there are no such permissions.
 inline bool OwnerMayAll(const FileStatus& folder) {
-  constexpr std::uint32_t kAll = 0700;
-  return (folder.Mode & kAll) == kAll;
+  return (folder.Mode & kOwnerMayAll) == kOwnerMayAll;
 }
 
 }  // namespace kavrel

@@ -96,11 +96,16 @@ class JobDisks {
     return job_.IncludeSubfolders && (of_source ? !IsExcluded(point) : !job_.Compressed);
   }
 
+  /// The path of something inside the source or the destination, below that.
+  std::u16string_view Below(bool of_source, std::u16string_view point) const {
+    return point.substr(Place(of_source) == kRoot ? 1 : Place(of_source).size() + 1);
+  }
+
   /// Whether a rule leaves out what is mounted at a point inside the source.
   bool IsExcluded(std::u16string_view point) const {
     std::u16string path = AddBackslash(job_.Source.WorkPath);
     const char16_t separator = PathSeparator(path);
-    std::u16string_view rest = point.substr(source_ == kRoot ? 1 : source_.size() + 1);
+    std::u16string_view rest = Below(true, point);
     while (!rest.empty()) {
       const std::size_t end = std::min(rest.find(u'/'), rest.size());
       (path += rest.substr(0, end)) += separator;
@@ -113,7 +118,7 @@ class JobDisks {
   /// Whether a restore of some of the backup comes to a place inside the source.
   bool IsPicked(std::u16string_view point) const {
     if (!scope_.Picked) return true;
-    const std::u16string_view place = point.substr(source_ == kRoot ? 1 : source_.size() + 1);
+    const std::u16string_view place = Below(true, point);
     return scope_.Picked->Holds(place) || scope_.Picked->LeadsTo(place);
   }
 
@@ -189,8 +194,7 @@ class JobDisks {
     for (const KnownMount& known : job_.Extras.Mounts) {
       if (known.OfSource == of_source && known.Point == point) return {};
     }
-    const std::u16string_view below = std::u16string_view(point).substr(
-        Place(of_source) == kRoot ? 1 : Place(of_source).size() + 1);
+    const std::u16string_view below = Below(of_source, point);
     if (of_source ? !BackupHolds(below)
                   : !context_.Files.FolderExists(JoinPath(job_.Source.WorkPath, below))) {
       return {};

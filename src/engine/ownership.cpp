@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "base/wildcard.h"
 #include "engine/refusal.h"
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
@@ -85,24 +84,46 @@ std::vector<OwnerMark::Owner> OwnersOfArchives(const FileSystem& files, const Ba
   return {};
 }
 
-/// The nearest folder from this one upwards that is the backup of other jobs alone, in words.
-std::u16string InsideText(const FileSystem& files, const BackupJob& job, std::u16string_view path) {
+OwnerMark::Owner OwnerOf(const BackupJob& job) {
+  return {job.Extras.Id, job.Name, job.Source.Path};
+}
+
+/// As IsPlaceOfOthers, for a mark that has been read.
+bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
+                   std::u16string_view archive, std::u16string_view path, const BackupJob& job) {
+  if (mark.Names(job.Extras.Id)) return false;
+  if (IsSamePath(mark.Place, path)) return true;
+  const std::u16string_view name = archive.empty() ? archive : PathName(mark.Place);
+  const Result<Folder> place =
+      files.OpenFolder(archive.empty() ? std::u16string_view(mark.Place) : PathFolder(mark.Place));
+  const Result<FileStatus> there = place ? place->Status() : Result<FileStatus>::Fail(place.Error);
+  if (!there) return true;
+  // A link may lead to the same place.
+  if (IdentityOf(folder).Is(*there) && name == archive) return true;
+  const Result<OwnerMark> original = ReadOwnerMark(*place, name);
+  return !original || !original->Names(mark.Owners.back().Id);
+}
+
+/// The nearest folder from this one upwards that is the backup of other jobs alone, or, asked for
+/// it, one that this job has a part in; in words.
+std::u16string InsideText(const FileSystem& files, const BackupJob& job, std::u16string_view path,
+                          bool own_too = false) {
   for (path = DropBackslash(path); !path.empty(); path = PathFolder(path)) {
     const Result<Folder> folder = files.OpenFolder(path);
+    const Result<OwnerMark> mark =
+        folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
+    if (!mark) continue;
     const std::u16string place = AddBackslash(path);
-    if (!folder || !IsPlaceOfOthers(files, *folder, {}, place, job)) continue;
-    const Result<OwnerMark> mark = ReadOwnerMark(*folder);
-    return mark ? BelongsText(mark->Owners, place) : UnreadableText(place);
+    if (own_too && mark->Names(job.Extras.Id)) return BelongsText({OwnerOf(job)}, place);
+    if (TellsOfOthers(files, *folder, *mark, {}, place, job)) {
+      return BelongsText(mark->Owners, place);
+    }
   }
   return {};
 }
 
 Result<Folder> FolderOf(const FileSystem& files, std::u16string_view unit) {
   return files.OpenFolder(EndsWithSeparator(unit) ? unit : PathFolder(unit));
-}
-
-OwnerMark::Owner OwnerOf(const BackupJob& job) {
-  return {job.Extras.Id, job.Name, job.Source.Path};
 }
 
 /// The mark that a run into the place which was found is to leave.
@@ -282,21 +303,7 @@ Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16str
 bool IsPlaceOfOthers(const FileSystem& files, const Folder& folder, std::u16string_view archive,
                      std::u16string_view path, const BackupJob& job) {
   const Result<OwnerMark> mark = ReadOwnerMark(folder, archive);
-  if (!mark || mark->Names(job.Extras.Id)) return false;
-  if (IsSamePath(mark->Place, path)) return true;
-  const std::u16string_view name = archive.empty() ? archive : PathName(mark->Place);
-  const Result<Folder> place = files.OpenFolder(archive.empty() ? std::u16string_view(mark->Place)
-                                                                : PathFolder(mark->Place));
-  const Result<FileStatus> there = place ? place->Status() : Result<FileStatus>::Fail(place.Error);
-  if (!there) return true;
-  // A link may lead to the same place.
-  if (IdentityOf(folder).Is(*there) && name == archive) return true;
-  const Result<OwnerMark> original = ReadOwnerMark(*place, name);
-  return !original || !original->Names(mark->Owners.back().Id);
-}
-
-bool IsArchiveName(std::u16string_view name) {
-  return MatchesFileMask(name, u"*.7z");
+  return mark && TellsOfOthers(files, folder, *mark, archive, path, job);
 }
 
 namespace {
@@ -337,15 +344,7 @@ bool HoldsPlaceOfOthers(const FileSystem& files, std::u16string_view path, const
 
 std::u16string TargetObjection(const FileSystem& files, const BackupJob& job,
                                std::u16string_view target) {
-  std::u16string others = InsideText(files, job, target);
-  if (!others.empty()) return others;
-  for (std::u16string_view path = DropBackslash(target); !path.empty(); path = PathFolder(path)) {
-    const Result<Folder> folder = files.OpenFolder(path);
-    const Result<OwnerMark> mark =
-        folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
-    if (mark && mark->Names(job.Extras.Id)) return BelongsText({OwnerOf(job)}, path);
-  }
-  return {};
+  return InsideText(files, job, target, true);
 }
 
 std::u16string RestoreObjection(const RunContext& context, const BackupJob& job,

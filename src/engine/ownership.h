@@ -71,9 +71,6 @@ inline std::u16string_view PlaceOfOthersIn(const FileSystem& files, const Folder
   return is ? path : std::u16string_view();
 }
 
-/// Whether a name may be that of an archive, which has a mark of its own.
-bool IsArchiveName(std::u16string_view name);
-
 /// Whether a folder, with its final separator, has backups of other jobs in it, by their marks, or
 /// something that is mounted there. True as well where that cannot be told.
 bool HoldsPlaceOfOthers(const FileSystem& files, std::u16string_view path, const BackupJob& job);

@@ -4,7 +4,6 @@
 #include <functional>
 
 #include "base/text.h"
-#include "base/wildcard.h"
 #include "engine/kept_entries.h"
 #include "files/owner_mark.h"
 #include "files/path.h"

@@ -6,9 +6,9 @@
 #include <QLabel>
 #include <QPushButton>
 
-#include "files/error_text.h"
 #include "log/job_log.h"
 #include "log/log_troubles.h"
+#include "ui/frm_log.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
 #include "ui/window_size.h"
@@ -56,8 +56,7 @@ void FrmFailures::Fill(const std::vector<std::u16string>& logs) {
   for (const std::u16string& path : logs) {
     const Result<std::u16string> text = ReadJobLog(program_.Files, path);
     if (!text) {
-      notes += QStringLiteral("無法讀取日誌「%1」，%2")
-                   .arg(ToQString(path), ToQString(ApiErrorText(text.Error)));
+      notes += UnreadableLogText(path, text.Error);
       continue;
     }
     for (const LogTrouble& trouble : ReadTroubles(*text, kMost)) {

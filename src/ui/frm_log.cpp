@@ -11,10 +11,17 @@
 #include <QShortcut>
 #include <algorithm>
 
+#include "files/error_text.h"
 #include "ui/layout_help.h"
+#include "ui/qt_text.h"
 #include "ui/window_size.h"
 
 namespace kavrel {
+
+QString UnreadableLogText(std::u16string_view path, ErrorCode error) {
+  return QStringLiteral("無法讀取日誌「%1」，%2")
+      .arg(ToQString(path), ToQString(ApiErrorText(error)));
+}
 
 FrmLog::FrmLog(const QString& name, std::u16string text, QWidget* parent, SettingsStore* sizes)
     : QDialog(parent), lines_(std::move(text)) {

@@ -3,7 +3,9 @@
 
 #include <QDialog>
 #include <string>
+#include <string_view>
 
+#include "base/result.h"
 #include "ui/log_lines.h"
 
 class QCheckBox;
@@ -14,6 +16,9 @@ class QListView;
 namespace kavrel {
 
 class SettingsStore;
+
+/// That a log cannot be read, and why.
+QString UnreadableLogText(std::u16string_view path, ErrorCode error);
 
 class FrmLog : public QDialog {
   Q_OBJECT

@@ -6,7 +6,6 @@
 
 #include "base/number.h"
 #include "base/text.h"
-#include "files/error_text.h"
 #include "platform/desktop.h"
 #include "ui/frm_log.h"
 #include "ui/icons.h"
@@ -246,8 +245,7 @@ void LogView::OpenLog(const std::u16string& path) const {
 void LogView::ViewLog(const std::u16string& path) const {
   const Result<std::u16string> text = ReadJobLog(program_.Files, path);
   if (!text) {
-    return TellFailure(*window_, QStringLiteral("無法讀取日誌「%1」，%2")
-                                     .arg(ToQString(path), ToQString(ApiErrorText(text.Error))));
+    return TellFailure(*window_, UnreadableLogText(path, text.Error));
   }
   FrmLog(ToQString(JobLogName(path)), *text, window_, &program_.WindowSizes).exec();
 }

@@ -52,6 +52,14 @@ std::string Large(std::size_t megabytes) {
   return std::string(megabytes << 20U, 'x');
 }
 
+/// Jobs with one file each.
+void AddThree(MainWindow& main) {
+  for (const char16_t* name : {u"一", u"二", u"三"}) {
+    main.AddJob(name);
+    main.WriteSource(ToUtf8(name) + "/甲.txt", "a");
+  }
+}
+
 TEST(FrmMain, RunsAJobByItsMenu) {
   MainWindow main;
   main.AddJob(u"照片");
@@ -153,10 +161,7 @@ TEST(FrmMain, ThePanelShowsTheRunAtWorkAndPackingInPercent) {
 
 TEST(FrmMain, AfterABatchTheUsersChoiceIsBack) {
   MainWindow main;
-  for (const char16_t* name : {u"一", u"二", u"三"}) {
-    main.AddJob(name);
-    main.WriteSource(ToUtf8(name) + "/甲.txt", "a");
-  }
+  AddThree(main);
   main.Start();
   main.Jobs().SetSelectedItem(1);
   QList<int> marked;
@@ -234,10 +239,7 @@ TEST(FrmMain, CancelStopsTheRunAtOnceAndTheBatchWithIt) {
 
 TEST(FrmMain, RunsAllCheckedJobsFromTheLogListToo) {
   MainWindow main;
-  for (const char16_t* name : {u"一", u"二", u"三"}) {
-    main.AddJob(name);
-    main.WriteSource(ToUtf8(name) + "/甲.txt", "a");
-  }
+  AddThree(main);
   main.Start();
   Click(*ViewOf(*main.Jobs().hwnd()).viewport(), CheckBoxCentre(*main.Jobs().hwnd(), 1));
   JobStore stored(main.Temp.Files());
@@ -258,10 +260,7 @@ TEST(FrmMain, RunsAllCheckedJobsFromTheLogListToo) {
 
 TEST(FrmMain, AtTheEndOfABatchIsToldWhatWasNotDone) {
   MainWindow main;
-  for (const char16_t* name : {u"一", u"二", u"三"}) {
-    main.AddJob(name);
-    main.WriteSource(ToUtf8(name) + "/甲.txt", "a");
-  }
+  AddThree(main);
   main.Program.Store.Jobs[0].Source.Path = u"C:\\沒有\\";
   WriteTestFile(main.Backup("二"), "in the way");
   main.Start();
