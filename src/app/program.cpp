@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "engine/rule_check.h"
+#include "files/error_text.h"
 #include "files/path.h"
 #include "platform/desktop.h"
 #include "platform/folders.h"
@@ -40,7 +41,10 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
 }
 
 SchedulerActions Program::Actions() {
-  return {[this](BackupJob& job) { last_outcome_ = RunStoredJob(job); },
+  return {[this](BackupJob& job) {
+            last_outcome_ = RunStoredJob(job);
+            if (State.CommandLineRun) NoteNamedRun(job);
+          },
           [this] { priority_.ApplyProcessPriority(Settings.ProcessPriority()); },
           [this] { priority_.ApplyProcessPriority(kNormalPriority); },
           [this] { ProgramLog.SaveProgramLog(); },
@@ -54,7 +58,8 @@ SchedulerActions Program::Actions() {
                             DateTimeText(job.NextRun),
                             {}});
           },
-          [this] { PlayCompletionSound(); }};
+          [this] { PlayCompletionSound(); },
+          [this](std::u16string_view name) { named_runs_.NoSuchJob(name); }};
 }
 
 bool Program::Start(std::u16string_view command_line) {
@@ -71,6 +76,9 @@ bool Program::Start(std::u16string_view command_line) {
   State.CommandLineRun = !command_line_.empty();
   if (ReloadJobs()) host_.FillJobList();
   const bool readable = Store.LastError() == 0;
+  if (!readable && State.CommandLineRun) {
+    named_runs_.StoreFailed(Store.Path(), ApiErrorText(Store.LastError()));
+  }
   ProgramLog.LoadProgramLog();
   host_.ShowLogList();
   Scheduler.SetSchedulerTimer(true);
@@ -127,6 +135,14 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
   // A cancel that came too late for the run stops its verification, which tells so.
   if (job.Extras.VerifyAfterRun && whole) VerifyLastRun(job);
   return outcome;
+}
+
+void Program::NoteNamedRun(const BackupJob& job) {
+  named_runs_.Ran(last_outcome_, job, Context.Counters, Context.RefusalText,
+                  last_verification_ ? &*last_verification_ : nullptr);
+  if (Store.LastError() != 0) {
+    named_runs_.StoreFailed(Store.Path(), ApiErrorText(Store.LastError()));
+  }
 }
 
 void Program::VerifyLastRun(const BackupJob& job) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "app/named_runs.h"
 #include "app/program_host.h"
 #include "engine/restore.h"
 #include "engine/run_context.h"
@@ -73,6 +74,8 @@ class Program {
   const std::u16string& RunLogPath() const {
     return last_verification_ ? run_log_ : Log.CurrentPath();
   }
+  /// How the jobs went that the command line named.
+  const NamedRuns& RunsByName() const { return named_runs_; }
   /// What became of the last run that the scheduler started.
   RunOutcome LastOutcome() const { return last_outcome_; }
 
@@ -105,6 +108,7 @@ class Program {
   RunOutcome WhileBusy(const std::function<RunOutcome()>& work);
   RunOutcome RunStoredJob(BackupJob& job);
   void VerifyLastRun(const BackupJob& job);
+  void NoteNamedRun(const BackupJob& job);
   void PlayCompletionSound() const;
   /// The past-due rule for one load of the store; none when the command line names jobs.
   PastDueRule LoadRule();
@@ -118,6 +122,7 @@ class Program {
   RunOutcome last_outcome_ = RunOutcome::NotStarted;
   std::optional<VerifyReport> last_verification_;
   std::u16string run_log_;
+  NamedRuns named_runs_;
 
  public:
   FileSystem Files;

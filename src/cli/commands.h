@@ -54,7 +54,7 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
 /// when `archive` is empty.
 int VerifyJob(Session& session, const std::string& name, const std::string& archive);
 /// Prints what a verification found and gives its exit code.
-int ReportVerification(Session& session, const VerifyReport& report, const BackupJob& job);
+ExitCode ReportVerification(Session& session, const VerifyReport& report, const BackupJob& job);
 /// The archive of that name, or the newest one when no name is given.
 std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
                                           std::u16string_view name);

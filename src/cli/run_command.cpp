@@ -93,37 +93,37 @@ std::string GuardedText(const RunContext& context) {
 }
 
 /// Tells what came of a run and gives its exit code. `missing` says what a missing folder is.
-int Report(Session& session, RunOutcome outcome, const BackupJob& job, const RunWords& words,
-           const std::string& missing) {
+ExitCode Report(Session& session, RunOutcome outcome, const BackupJob& job, const RunWords& words,
+                const std::string& missing) {
   Program& program = session.Program();
   const auto tell_of_log = [&] {
     if (program.Log.Failed()) {
       PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
     }
   };
-  const auto refuse = [&](const std::string& why, int code) {
+  const ExitCode code = CodeOfRun(outcome, job, program.Context.Counters);
+  const auto refuse = [&](const std::string& why) {
     PrintError(Printable(job.Name) + ": " + why);
     return code;
   };
   switch (outcome) {
     case RunOutcome::SourceMissing:
     case RunOutcome::NothingPicked:
-      return refuse(missing, kSourceMissing);
+      return refuse(missing);
     case RunOutcome::NoArchiver:
-      return refuse("no archive program is installed; the Debian package is 7zip", kBadInput);
+      return refuse("no archive program is installed; the Debian package is 7zip");
     case RunOutcome::NotStarted:
-      return kInterrupted;
+      return code;
     case RunOutcome::Guarded:
       PrintResult(job, program, words);
       tell_of_log();
-      return refuse(GuardedText(program.Context), kGuarded);
+      return refuse(GuardedText(program.Context));
     case RunOutcome::NoSpace:
       PrintResult(job, program, words);
       tell_of_log();
       return refuse(
           "the copies do not fit on the destination, nothing was copied; --force runs it all the "
-          "same",
-          kNoSpace);
+          "same");
     case RunOutcome::Ran:
       break;
   }
@@ -135,14 +135,7 @@ int Report(Session& session, RunOutcome outcome, const BackupJob& job, const Run
     PrintError(Printable(job.Name) +
                ": the destination does not exist and cannot be made: " + Printable(folder));
   }
-  if (job.LastRunResult.Stopped) return kInterrupted;
-  return IsComplete(program.Context.Counters) ? kDone : kSomeFailed;
-}
-
-/// How grave an exit code is, beside others of the same command.
-int Gravity(int code) {
-  constexpr int kGravity[] = {0, 1, 2, 2, 6, 3, 5, 4};
-  return kGravity[code];
+  return code;
 }
 
 }  // namespace
@@ -285,19 +278,17 @@ int RunJobs(Session& session, const RunChoice& choice) {
     std::printf("No job is %s.\n", choice.All ? "switched on" : "due");
     return kDone;
   }
-  int worst = kDone;
-  const auto note = [&](int code) {
-    if (Gravity(code) > Gravity(worst)) worst = code;
-  };
+  ExitCode worst = kDone;
+  const auto note = [&](ExitCode code) { worst = Graver(worst, code); };
   std::size_t ran = 0;
   program.Scheduler.RunInOrder(*jobs, [&](std::int32_t index) {
     const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(index)];
     ++ran;
-    const int code = Report(session, program.LastOutcome(), job, kBackup,
-                            MissingSourceText(program.Context, job));
+    const ExitCode code = Report(session, program.LastOutcome(), job, kBackup,
+                                 MissingSourceText(program.Context, job));
     note(code);
     if (const auto& verified = program.LastVerification()) {
-      const int verify_code = ReportVerification(session, *verified, job);
+      const ExitCode verify_code = ReportVerification(session, *verified, job);
       note(verify_code);
       if (verify_code == kInterrupted) return false;
     }

@@ -6,22 +6,11 @@
 #include <string>
 #include <string_view>
 
+#include "app/exit_code.h"
 #include "app/program.h"
 #include "cli/console_host.h"
 
 namespace kavrel {
-
-/// The exit codes of kavrelctl, as --help tells them.
-enum ExitCode : int {
-  kDone = 0,
-  kSomeFailed = 1,
-  kBadInput = 2,
-  kNoSuchJob = 3,
-  kInterrupted = 4,
-  kSourceMissing = 5,
-  kGuarded = 6,
-  kNoSpace = 7,
-};
 
 class Session {
  public:

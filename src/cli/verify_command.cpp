@@ -10,22 +10,23 @@
 
 namespace kavrel {
 
-int ReportVerification(Session& session, const VerifyReport& report, const BackupJob& job) {
+ExitCode ReportVerification(Session& session, const VerifyReport& report, const BackupJob& job) {
   const std::string name = Printable(job.Name);
   const std::u16string folder = ExpandedDestination(job, session.Clock());
+  const ExitCode code = CodeOfVerification(report);
   switch (report.Outcome) {
     case RunOutcome::SourceMissing:
       PrintError(name + ": there is nothing to compare: " + Printable(job.Source.Path) + ", " +
                  Printable(folder));
-      return kSourceMissing;
+      return code;
     case RunOutcome::NothingPicked:
       PrintError(name + ": there is no such archive in " + Printable(folder));
-      return kSourceMissing;
+      return code;
     case RunOutcome::NoArchiver:
       PrintError(name + ": no archive program is installed; the Debian package is 7zip");
-      return kBadInput;
+      return code;
     case RunOutcome::NotStarted:
-      return kInterrupted;
+      return code;
     default:
       break;
   }
@@ -44,8 +45,7 @@ int ReportVerification(Session& session, const VerifyReport& report, const Backu
   line(u"日誌檔名稱　　　　：", report.LogPath);
   std::printf("%s", Printable(text, true).c_str());
   std::fflush(stdout);
-  if (report.Stopped) return kInterrupted;
-  return found.Differences() > 0 ? kSomeFailed : kDone;
+  return code;
 }
 
 int VerifyJob(Session& session, const std::string& name, const std::string& archive) {

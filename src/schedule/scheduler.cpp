@@ -132,12 +132,12 @@ void Scheduler::RunRow(std::int32_t row) {
 }
 
 void Scheduler::RunJobsByName(std::span<const std::u16string> names) {
-  if (store_.Jobs.empty()) return;
   for (const std::u16string& name : names) {
     const std::int32_t row = store_.FindJob(name);
     if (row < 0) {
       Trace("schedule", {name, u": no such job"});
-      if (!name.empty()) host_.Attract();
+      if (!name.empty()) actions_.NoSuchJob(name);
+      if (!name.empty() && !store_.Jobs.empty()) host_.Attract();
       // Between two runs nobody has a job to cancel but the list itself.
       if (std::exchange(state_.CancelRequested, false)) return;
       continue;

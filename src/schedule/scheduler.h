@@ -44,6 +44,8 @@ struct SchedulerActions {
   /// Notes in the program log that the job's times were set right.
   std::function<void(const BackupJob&)> LogTimesSetRight;
   std::function<void()> PlayCompletionSound;  ///< when it is switched on
+  /// A job that the command line names is not there.
+  std::function<void(std::u16string_view name)> NoSuchJob;
 };
 
 class Scheduler {

@@ -37,7 +37,7 @@ std::vector<std::u16string> LaunchArguments(const Program& program,
                                             const std::vector<std::u16string>& names) {
   std::vector<std::u16string> arguments = FolderArguments(program.Files.ProgramFolder());
   for (const std::u16string& name : names) {
-    if (!name.starts_with(u"--")) continue;
+    if (!name.starts_with(u'-')) continue;
     arguments.push_back(u"--");
     break;
   }

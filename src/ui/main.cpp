@@ -5,6 +5,7 @@
 #include <QLocale>
 #include <QMessageBox>
 #include <QTranslator>
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <string>
@@ -27,8 +28,9 @@ namespace kavrel {
 namespace {
 
 constexpr const char* kUsage =
-    "Usage: kavrel [--home DIR] [--debug FILE] [JOB...]\n"
-    "Opens the window. With names of jobs, runs these once and ends.\n";
+    "Usage: kavrel [--home DIR] [--debug FILE] [--] [JOB...]\n"
+    "Opens the window. With names of jobs, runs these once and ends; what stands behind -- is a "
+    "name.\n";
 
 struct Arguments {
   std::u16string Home, Debug;
@@ -52,13 +54,10 @@ bool ReadValue(std::string_view name, int argc, const char* const* argv, int& i,
 
 Arguments ReadArguments(int argc, const char* const* argv) {
   Arguments read;
-  bool options = true;
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
-    if (!options || !word.starts_with("--")) {
+    if (!word.starts_with("--")) {
       read.Jobs.push_back(FromUtf8(word));
-    } else if (word == "--") {
-      options = false;
     } else if (ReadValue("--home", argc, argv, i, read.Home) ||
                ReadValue("--debug", argc, argv, i, read.Debug)) {
       continue;
@@ -101,8 +100,21 @@ int Refuse(const Arguments& arguments, const QString& reason) {
   return 2;
 }
 
+/// Takes "--" and what stands behind it off: names of jobs, whatever they look like. Neither this
+/// program nor the toolkit reads them as options.
+std::vector<std::u16string> TakeNames(std::vector<std::string>& words) {
+  const auto end = std::find(words.begin(), words.end(), "--");
+  std::vector<std::u16string> names;
+  for (auto word = end; word != words.end(); ++word) {
+    if (word != end) names.push_back(FromUtf8(*word));
+  }
+  words.erase(end, words.end());
+  return names;
+}
+
 int Run(std::vector<std::string> words) {
   KeepMemoryOutOfDumps();
+  const std::vector<std::u16string> names = TakeNames(words);
   std::vector<char*> argv;
   argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
@@ -116,6 +128,7 @@ int Run(std::vector<std::string> words) {
   QApplication app(argc, argv.data());
   // The toolkit has taken its own options away.
   arguments = ReadArguments(argc, argv.data());
+  arguments.Jobs.insert(arguments.Jobs.end(), names.begin(), names.end());
   if (arguments.Wrong) {
     std::cerr << kUsage;
     return 2;
@@ -137,8 +150,13 @@ int Run(std::vector<std::string> words) {
   FrmMain window;
   Program program(*folder, SettingsFile(arguments.Home), clock, window);
   if (!program.Lock(u"kavrel")) {
-    // Somebody else has the folder: this window is not needed.
-    if (!ProcessLock::Holder(*folder).empty()) return 0;
+    // Somebody else has the folder: this window is not needed, but nobody runs the jobs.
+    if (const std::u16string holder = ProcessLock::Holder(*folder); !holder.empty()) {
+      if (arguments.Jobs.empty()) return 0;
+      return Refuse(
+          arguments,
+          QStringLiteral("程式資料夾正由 %1 使用，排程沒有執行。").arg(ToQString(holder)));
+    }
     // They may have gone in between; a second refusal is the disk's.
     if (!program.Lock(u"kavrel")) {
       return Refuse(
@@ -152,7 +170,11 @@ int Run(std::vector<std::string> words) {
   QApplication::setQuitOnLastWindowClosed(false);
   QObject::connect(&window, &FrmMain::Ended, &app, [] { QCoreApplication::exit(0); });
   window.Start(program, JoinArguments(arguments.Jobs));
-  return window.HasEnded() ? 0 : QApplication::exec();
+  const int code = window.HasEnded() ? 0 : QApplication::exec();
+  for (const std::u16string& trouble : program.RunsByName().Troubles()) {
+    std::cerr << "kavrel: " << ToUtf8(trouble) << '\n';
+  }
+  return code != 0 ? code : program.RunsByName().Code();
 }
 
 }  // namespace

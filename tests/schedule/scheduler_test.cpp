@@ -84,7 +84,8 @@ class SchedulerTest : public testing::Test, protected ProgramHost {
       *this,
       {[this](BackupJob& job) { RunBackupJob(job); }, [this] { Note("priority"); },
        [this] { Note("normal"); }, [this] { Note("save-log"); }, [](const BackupJob&) {},
-       [this] { Note("sound"); }}};
+       [this] { Note("sound"); },
+       [this](std::u16string_view name) { Note("missing:" + ToUtf8(name)); }}};
   const DateTime kTenPast = *FromCivil(2009, 9, 23, 14, 10);
 };
 
@@ -160,7 +161,8 @@ TEST_F(SchedulerTest, NamedJobsRunInTheirOrderAndEndTheProgram) {
   Add(u"Daily docs", kTenPast + hours(5));
   Add(u"say \"hi\"", kTenPast, false);
   EXPECT_EQ(Tick(u"\"say \"\"HI\"\"\" nobody \"daily docs\" "),
-            "disable start:1 run:say \"hi\" row:1 attract start:0 run:Daily docs row:0 normal "
+            "disable start:1 run:say \"hi\" row:1 missing:nobody attract start:0 run:Daily docs "
+            "row:0 normal "
             "no-panels save-log sound end");
   EXPECT_FALSE(TimerOn);
   // A cancel stops the job that runs; the next name is still taken.

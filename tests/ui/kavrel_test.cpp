@@ -88,8 +88,17 @@ TEST_F(KavrelTest, StartsHiddenWhenAskedToAndEndsCalmlyByASignal) {
 
 TEST_F(KavrelTest, NamedJobsRunAndTheProgramEnds) {
   StoreJob(SystemClock().Now() + std::chrono::hours(2));
-  EXPECT_EQ(StartKavrel(temp_.Home(), "'沒有' '照片'")->Wait(), 0);
+  EXPECT_EQ(StartKavrel(temp_.Home(), "'沒有' '照片'")->Wait(), 3);
   EXPECT_TRUE(fs::exists(temp_.DriveD() / "dst/檔案.txt"));
+  JobStore store(temp_.Files());
+  ASSERT_TRUE(store.LoadJobs());
+  store.Jobs[0].Name = u"-style";
+  ASSERT_TRUE(store.SaveJobs());
+  fs::remove(temp_.DriveD() / "dst/檔案.txt");
+  EXPECT_EQ(StartKavrel(temp_.Home(), "-- -style")->Wait(), 0);
+  EXPECT_TRUE(fs::exists(temp_.DriveD() / "dst/檔案.txt"));
+  ASSERT_TRUE(fs::remove_all(temp_.DriveC() / "src") > 0);
+  EXPECT_EQ(StartKavrel(temp_.Home(), "-- -style")->Wait(), 5);
 }
 
 TEST_F(KavrelTest, TellsThatItsFolderCannotBeUsed) {

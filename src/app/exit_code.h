@@ -1,0 +1,28 @@
+// How a process ends that ran jobs. Both programs use the same codes; --help of kavrelctl tells
+// them.
+#pragma once
+
+#include "engine/run_driver.h"
+#include "engine/verify.h"
+
+namespace kavrel {
+
+enum ExitCode : int {
+  kDone = 0,
+  kSomeFailed = 1,
+  kBadInput = 2,
+  kNoSuchJob = 3,
+  kInterrupted = 4,
+  kSourceMissing = 5,
+  kGuarded = 6,
+  kNoSpace = 7,
+};
+
+/// The code for a run that just ended, whose figures these are.
+ExitCode CodeOfRun(RunOutcome outcome, const BackupJob& job, const RunCounters& counters);
+ExitCode CodeOfVerification(const VerifyReport& report);
+
+/// The graver of two codes, for several jobs of one process.
+ExitCode Graver(ExitCode one, ExitCode other);
+
+}  // namespace kavrel
