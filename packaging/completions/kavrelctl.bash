@@ -59,7 +59,11 @@ _kavrelctl() {
     mapfile -t COMPREPLY < <(compgen -W "$(kavrelctl "${home[@]}" settings get 2>/dev/null |
       cut -d= -f1)" -- "$cur")
     ;;
-  "drives set")
+  import)
+    compopt -o filenames 2>/dev/null
+    mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+    ;;
+  "drives set" | export)
     compopt -o filenames 2>/dev/null
     mapfile -t COMPREPLY < <(compgen -d -- "$cur")
     ;;

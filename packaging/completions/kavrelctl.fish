@@ -34,6 +34,8 @@ end
 
 complete -c kavrelctl -f -a '(__kavrelctl_words)'
 complete -c kavrelctl -f -n __kavrelctl_takes_job -a '(kavrelctl list --names 2>/dev/null)'
+complete -c kavrelctl -n 'test "$(__kavrelctl_path)" = import' -a '(__fish_complete_path)'
+complete -c kavrelctl -n 'test "$(__kavrelctl_path)" = export' -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -l home -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -F -l debug
 complete -c kavrelctl -r -l source -a '(__fish_complete_directories)'

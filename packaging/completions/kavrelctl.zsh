@@ -45,7 +45,8 @@ _kavrelctl() {
       found=(${${(f)"$(kavrelctl $home settings get 2>/dev/null)"}%%=*})
       compadd -- $found
       ;;
-    ("drives set") _files -/ ;;
+    ("drives set" | export) _files -/ ;;
+    (import) _files ;;
   esac
 }
 

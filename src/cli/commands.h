@@ -84,6 +84,12 @@ int ListDrives(Session& session, bool json);
 int SetDrive(Session& session, const std::string& drive, const std::string& folder);
 int RemoveDrive(Session& session, const std::string& drive);
 
+/// Takes the jobs of another store, a file or the folder that holds its Backup.rtm; with `rules`
+/// also the exclusion rules and file types beside it.
+int ImportJobs(Session& session, const std::string& from, bool rules);
+/// Copies jobs, exclusion rules and file types into a folder; with `force` over what is there.
+int ExportJobs(Session& session, const std::string& to, bool force);
+
 /// The newest `last` runs of those that the filter lets through.
 int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool json);
 /// Prints the job log of the `newest`-th run, 1 being the last one.

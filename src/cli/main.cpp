@@ -30,7 +30,7 @@ constexpr const char* kExitCodes =
 /// What the command line held, and what came of it.
 struct CommandLine {
   std::string Home, Debug, Name, Value, Patterns, Archive;
-  bool Latest = false, NamesOnly = false, Failed = false;
+  bool Latest = false, NamesOnly = false, Failed = false, Rules = false, Force = false;
   RestoreChoice Restore;
   JobOptions Options;
   RuleOptions Rule;
@@ -234,6 +234,24 @@ void AddDriveCommands(CLI::App& app, CommandLine& line) {
   remove->callback(line.Run([&line](Session& session) { return RemoveDrive(session, line.Name); }));
 }
 
+void AddTransferCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* import = app.add_subcommand("import", "Take the jobs of another store");
+  import->add_option("from", line.Value, "The file, or the folder that holds its Backup.rtm")
+      ->required();
+  import->add_flag("--rules", line.Rules,
+                   "Take the exclusion rules and file types beside it as well");
+  import->callback(line.Run(
+      [&line](Session& session) { return ImportJobs(session, line.Value, line.Rules);
+}));
+
+CLI::App* output = app.add_subcommand("export", "Copy jobs, rules and file types into a folder");
+output->add_option("folder", line.Value, "The folder")->required();
+output->add_flag("--force", line.Force, "Replace what is there");
+output->callback(line.Run([&line](Session& session) {
+  return ExportJobs(session, line.Value, line.Force);
+}));
+}  // namespace
+
 void AddSettingCommands(CLI::App& app, CommandLine& line) {
   CLI::App* settings = app.add_subcommand("settings", "The stored settings");
   settings->require_subcommand(1);
@@ -248,7 +266,7 @@ void AddSettingCommands(CLI::App& app, CommandLine& line) {
       line.Run([&line](Session& session) { return SetSetting(session, line.Name, line.Value); }));
 }
 
-}  // namespace
+}  // namespace kavrel
 /// The parser takes a name in brackets for a list of names. No argument can hold this; behind one
 /// it makes the brackets letters like any others.
 constexpr char kNoList = '\0';
@@ -295,6 +313,7 @@ int main(int argc, char** argv) {
   AddRuleCommands(app, line);
   AddFilterCommands(app, line);
   AddDriveCommands(app, line);
+  AddTransferCommands(app, line);
   AddSettingCommands(app, line);
   TakeAsTheyStand(app);
   try {

@@ -81,6 +81,38 @@ class LineWriter {
   Secret line_;
 };
 
+/// The jobs of a store's content, in their order. `understood` becomes false when there is more in
+/// it than that.
+std::vector<BackupJob> ReadJobs(std::string_view bytes, bool& understood) {
+  std::u16string text = DecodeTextFile(bytes);
+  std::vector<BackupJob> jobs;
+  jobs.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), u'\n')) + 1);
+  for (std::u16string_view rest = text; !rest.empty();) {
+    const std::size_t end = rest.find(u'\n');
+    std::u16string_view line = rest.substr(0, end);
+    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+    if (line.ends_with(u'\r')) line.remove_suffix(1);
+    BackupJob job;
+    const LineRead read = ParseJobLine(line, job);
+    understood = understood && (read == LineRead::Whole || Trim(line).empty());
+    if (read == LineRead::Nothing) continue;
+    job.JobIndex = static_cast<std::int32_t>(jobs.size());
+    job.JobNumber = job.JobIndex + 1;
+    jobs.push_back(std::move(job));
+  }
+  Wipe(text);
+  return jobs;
+}
+
+/// Whether this is the content of a store that has something to offer.
+bool HoldsAJob(std::string_view bytes) {
+  bool understood = true;
+  const std::vector<BackupJob> jobs = ReadJobs(bytes, understood);
+  return std::any_of(jobs.begin(), jobs.end(), [](const BackupJob& job) {
+    return !Trim(job.Name).empty() && !Trim(job.Source.Path).empty();
+  });
+}
+
 }  // namespace
 
 Secret FormatJobLine(const BackupJob& job) {
@@ -140,23 +172,10 @@ bool JobStore::LoadJobs(const PastDueRule& rule) {
     return false;
   }
 
-  std::u16string text = DecodeTextFile(*bytes);
+  bool understood = true;
+  Jobs = ReadJobs(*bytes, understood);
+  not_understood_ = !understood;
   Wipe(*bytes);
-  Jobs.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), u'\n')) + 1);
-  for (std::u16string_view rest = text; !rest.empty();) {
-    const std::size_t end = rest.find(u'\n');
-    std::u16string_view line = rest.substr(0, end);
-    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
-    if (line.ends_with(u'\r')) line.remove_suffix(1);
-    BackupJob job;
-    const LineRead read = ParseJobLine(line, job);
-    not_understood_ = not_understood_ || (read != LineRead::Whole && !Trim(line).empty());
-    if (read == LineRead::Nothing) continue;
-    job.JobIndex = static_cast<std::int32_t>(Jobs.size());
-    job.JobNumber = job.JobIndex + 1;
-    Jobs.push_back(std::move(job));
-  }
-  Wipe(text);
   extras_.Load(Jobs);
   bool changed = false;
   for (BackupJob& job : Jobs) {
@@ -187,28 +206,42 @@ bool JobStore::SaveJobs() {
   return last_error_ == 0;
 }
 
-ErrorCode JobStore::SetAside(const SharedFile& file, std::u16string_view old_name) const {
+ErrorCode JobStore::SetAside(SharedFile& file, std::u16string_view old_name,
+                             std::u16string& kept) const {
   const std::u16string old_path = JoinPath(file_system_.ProgramFolder(), old_name);
   const Result<FileStatus> taken = file_system_.Status(old_path);
-  if (taken) return file.KeepOther();
+  if (taken) {
+    const auto tell = file.Kept;
+    file.Kept = [&](std::u16string_view path, std::u16string_view copy) {
+      kept = copy;
+      if (tell) tell(path, copy);
+    };
+    const ErrorCode error = file.KeepOther();
+    file.Kept = tell;
+    return error;
+  }
   Result<std::string> bytes = file_system_.ReadWhole(file.Path());
   if (!bytes) return IsNotFound(bytes.Error) ? 0 : bytes.Error;
   const ErrorCode error = file_system_.ReplaceWhole(old_path, *bytes);
   Wipe(*bytes);
+  if (!error) kept = old_path;
   return error;
 }
 
 int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
   Result<std::string> bytes = file_system_.ReadWhole(path);
   if (!bytes) return bytes.Error;
+  if (!HoldsAJob(*bytes)) return kErrNoJobs;
   const std::u16string beside = ExtrasFile::PathBeside(path);
   Result<std::string> extras =
       beside.empty() ? Result<std::string>::Fail(kErrNotFound) : file_system_.ReadWhole(beside);
   if (!extras && !IsNotFound(extras.Error)) return extras.Error;
   if (extras) *extras = ExtrasFile::WithoutRuns(*extras);
   const Result<std::string> ours = file_system_.ReadWhole(extras_.Path());
-  int error = SetAside(file_, kOldStoreName);
-  if (!error) error = SetAside(extras_.File(), kOldExtrasName);
+  kept_as_.clear();
+  int error = SetAside(file_, kOldStoreName, kept_as_);
+  std::u16string kept_extras;
+  if (!error) error = SetAside(extras_.File(), kOldExtrasName, kept_extras);
   if (!error && extras) error = extras_.TakeAhead(*extras);
   if (!error) error = file_system_.ReplaceWhole(Path(), *bytes);
   Wipe(*bytes);

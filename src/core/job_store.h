@@ -16,6 +16,9 @@ namespace kavrel {
 /// May move NextRun of an overdue job that was just read; true when it did.
 using PastDueRule = std::function<bool(BackupJob&)>;
 
+/// What ImportJobs gives for a file without a single job in it; no error of a system.
+inline constexpr int kErrNoJobs = -14;
+
 class JobStore {
  public:
   /// `file_system` must outlive the store.
@@ -37,11 +40,15 @@ class JobStore {
   /// old_Backup.rtm and old_Backup.ext (where such a name is taken, as when somebody else had
   /// written them), the others take their places, extras that the other store does not have are
   /// none here either, and the jobs are loaded with the rule. Gives the error code that stood in
-  /// the way, 0 on success; both are then as they were.
+  /// the way, kErrNoJobs where the other file holds none (a job has a name and a source), 0 on
+  /// success; on failure both are as they were.
   int ImportJobs(std::u16string_view path, const PastDueRule& rule = {});
   /// Copies the store file into a folder, as Backup.rtm, over one that is there, and the extras
   /// with it: where there are none, none stay there. 0 or the error code.
   int ExportJobs(std::u16string_view folder) const;
+
+  /// What the last import made of the file that it replaced; empty when there was none.
+  const std::u16string& KeptAs() const { return kept_as_; }
 
   /// Why the last LoadJobs or SaveJobs failed; 0 when it did not, or the file was only missing.
   int LastError() const { return last_error_; }
@@ -55,13 +62,15 @@ class JobStore {
   std::vector<BackupJob> Jobs;
 
  private:
-  /// Keeps what a file of ours holds under another name before it is replaced.
-  ErrorCode SetAside(const SharedFile& file, std::u16string_view old_name) const;
+  /// Keeps what a file of ours holds under another name, whose path goes into `kept`, before it is
+  /// replaced.
+  ErrorCode SetAside(SharedFile& file, std::u16string_view old_name, std::u16string& kept) const;
 
   const FileSystem& file_system_;
   SharedFile file_;
   ExtrasFile extras_;
   int last_error_ = 0;
+  std::u16string kept_as_;
   bool not_understood_ = false;  ///< the file holds more than Jobs
 };
 

@@ -5,6 +5,7 @@
 #include <QCloseEvent>
 #include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QPointer>
 #include <QShortcut>
 #include <QVBoxLayout>
@@ -13,6 +14,7 @@
 #include "app/run_end.h"
 #include "base/number.h"
 #include "files/error_text.h"
+#include "files/path.h"
 #include "platform/process.h"
 #include "ui/backup_care.h"
 #include "ui/dialogs.h"
@@ -263,6 +265,11 @@ void FrmMain::ExportJobs() {
     kavrel::Attract(*this);
     return;
   }
+  const std::u16string there = JoinPath(FromQString(folder), u"Backup.rtm");
+  if (program_->Files.Status(there) &&
+      !Confirm(*this, QStringLiteral("檔案已存在，您要覆蓋它嗎？\n") + ToQString(there))) {
+    return;
+  }
   if (const int error = program_->Store.ExportJobs(FromQString(folder))) {
     TellFailure(
         *this,
@@ -275,15 +282,15 @@ void FrmMain::ImportJobs() {
       this, QStringLiteral("載入備份設定檔案"), {}, QStringLiteral("備份設定檔案 (*.Rtm *.rtm)")));
   if (path.isEmpty()) return;
   if (const int error = program_->ImportJobs(FromQString(path))) {
-    TellFailure(
-        *this,
-        QStringLiteral("無法載入備份設定檔案「%1」，%2").arg(path, ToQString(ApiErrorText(error))));
+    TellFailure(*this, QStringLiteral("無法載入備份設定檔案「%1」，%2")
+                           .arg(path, error == kErrNoJobs ? QStringLiteral("其中沒有任何備份排程。")
+                                                          : ToQString(ApiErrorText(error))));
     return;
   }
   FillJobList();
-  Inform(*this,
-         QStringLiteral(
-             "原始檔名已經變更為「old_Backup.rtm」請重新啟動本軟體檢查相關備份設定的完整性。"));
+  const QString kept = QFileInfo(ToQString(program_->Store.KeptAs())).fileName();
+  Inform(*this, QStringLiteral("原始檔名已經變更為「%1」請重新啟動本軟體檢查相關備份設定的完整性。")
+                    .arg(kept.isEmpty() ? QStringLiteral("old_Backup.rtm") : kept));
   AskAboutDrives();
 }
 

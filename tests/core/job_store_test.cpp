@@ -237,6 +237,13 @@ TEST_F(JobStoreTest, AnImportKeepsTheOldStoreBesideItAndAnExportIsTheWholeFile) 
   EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), kErrIsFolder);
   EXPECT_EQ(ReadTestFile(path_), Bytes(kFullLine)) << "what cannot be read replaces nothing";
   fs::remove(temp_.DriveD() / "other.rtm");
+  for (const std::string& none : {std::string(), std::string("a letter\r\n"),
+                                  std::string(30, '\t') + "\r\n", std::string("\0\1\2", 3)}) {
+    WriteTestFile(temp_.DriveD() / "other.rtm", none);
+    EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), kErrNoJobs);
+    EXPECT_EQ(ReadTestFile(path_), Bytes(kFullLine));
+    EXPECT_FALSE(fs::exists(temp_.Home() / "old_Backup.rtm"));
+  }
 
   const std::string other = Bytes(std::u16string(kFullLine) + std::u16string(kFullLine));
   WriteTestFile(temp_.DriveD() / "other.rtm", other);
@@ -251,6 +258,7 @@ TEST_F(JobStoreTest, AnImportKeepsTheOldStoreBesideItAndAnExportIsTheWholeFile) 
   EXPECT_EQ(store_.Jobs.size(), 1U) << "a second import goes on although the old name is taken";
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.rtm"), Bytes(kFullLine));
   EXPECT_EQ(ReadTestFile(temp_.Home() / "other_Backup.rtm"), "present");
+  EXPECT_TRUE(store_.KeptAs().ends_with(u"other_Backup.rtm"));
 }
 
 TEST_F(JobStoreTest, FilesWithPasswordsAreForTheirOwnerAlone) {
