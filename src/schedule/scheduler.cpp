@@ -83,10 +83,12 @@ bool Scheduler::SetTimesRight() {
     if (job.Deleted || !TimesAreAhead(job, now)) continue;
     const DateTime was = job.NextRun;
     kavrel::SetTimesRight(job, now);
-    actions_.LogTimesSetRight(job);
     run_host_.RefreshJobRow(row);
-    host_.TimesSetRight(job, was);
     any = true;
+    // A last run that lay ahead changes nothing of what is to come.
+    if (job.NextRun == was) continue;
+    actions_.LogTimesSetRight(job);
+    host_.TimesSetRight(job, was);
   }
   return any;
 }
