@@ -8,6 +8,8 @@
 #include "cli/console.h"
 #include "files/path.h"
 #include "files/size_text.h"
+#include "log/job_log.h"
+#include "log/log_troubles.h"
 #include "platform/folders.h"
 #include "schedule/next_run.h"
 
@@ -18,19 +20,22 @@ namespace {
 /// The words in which a backup and a restore differ.
 struct RunWords {
   std::u16string_view Stopped, Done, Copied, Unchanged, Failed, Bytes;
+  bool OfRestore;
 };
 constexpr RunWords kBackup = {u"備份中斷",
                               u"備份完成",
                               u"已完成檔案總計　　：",
                               u"備份已存在檔案總計：",
                               u"備份失敗檔案總計　：",
-                              u"完成備份容量總計　："};
+                              u"完成備份容量總計　：",
+                              false};
 constexpr RunWords kRestore = {u"還原中斷",
                                u"還原完成",
                                u"已完成還原檔案總計：",
                                u"還原已存在檔案總計：",
                                u"已還原失敗檔案總計：",
-                               u"完成還原容量總計　："};
+                               u"完成還原容量總計　：",
+                               true};
 
 void PrintResult(const BackupJob& job, const Program& program, const RunWords& words) {
   const RunContext& context = program.Context;
@@ -92,6 +97,25 @@ std::string GuardedText(const RunContext& context) {
   }
 }
 
+/// The first of what a run could not do, by name, for those who read no log.
+void TellFailures(const Program& program, const BackupJob& job) {
+  constexpr std::size_t kMost = 3;
+  const std::uint32_t failed = job.LastRunResult.FailedFiles;
+  if (failed == 0) return;
+  const Result<std::u16string> log = ReadJobLog(program.Files, program.Log.CurrentPath());
+  if (!log) return;
+  const std::vector<LogTrouble> troubles = ReadTroubles(*log, kMost);
+  for (const LogTrouble& trouble : troubles) {
+    PrintError(Printable(job.Name) + ": " + Printable(trouble.What) + " " +
+               Printable(trouble.Path) +
+               (trouble.Reason.empty() ? "" : " (" + Printable(trouble.Reason) + ")"));
+  }
+  if (failed > troubles.size() && !troubles.empty()) {
+    PrintError(Printable(job.Name) +
+               ": the log tells of the others: " + Printable(program.Log.CurrentPath()));
+  }
+}
+
 /// Tells what came of a run and gives its exit code. `missing` says what a missing folder is.
 ExitCode Report(Session& session, RunOutcome outcome, const BackupJob& job, const RunWords& words,
                 const std::string& missing) {
@@ -129,8 +153,10 @@ ExitCode Report(Session& session, RunOutcome outcome, const BackupJob& job, cons
   }
   PrintResult(job, program, words);
   tell_of_log();
+  TellFailures(program, job);
   const std::u16string& folder = job.Destination.WorkPath;
-  if (job.LastRunResult.FailedFiles > 0 && !program.Files.FolderExists(folder) &&
+  if (!words.OfRestore && job.LastRunResult.FailedFiles > 0 &&
+      !program.Files.FolderExists(folder) &&
       !program.Exclusions.IsFolderExcluded(job.Source.Path)) {
     PrintError(Printable(job.Name) +
                ": the destination does not exist and cannot be made: " + Printable(folder));
