@@ -165,7 +165,7 @@ class DestChanges::FinishChange final : public Change {
                std::u16string_view path)
       : changes_(changes),
         folder_(pair.Shared),
-        finish_{pair.SourceStatus, pair.DestFound, times_only},
+        finish_{pair.SourceStatus, pair.DestFound, times_only, false, pair.DestOnlyLocked},
         path_(path) {
     if (times_only) return;
     FileStatus now = finish_.Like;
@@ -235,6 +235,9 @@ bool DestChanges::Make(const FolderPair* parent, std::u16string_view name, const
       names_.NoteLeft();
     }
   }
+  // An access list holds the owner's rights, too: it differs while the folder can be written to.
+  pair.DestOnlyLocked = metadata_ && pair.DestFound && !OwnerMayAll(*pair.DestFound) &&
+                        !SeesDifference(pair, {}, pair.SourceStatus, *pair.DestFound);
   if (!MakeDestination(context_.Files, parent, name, paths, pair)) return false;
   // The new name in the folder above is to reach the disk, too; its times change with it.
   if (pair.DestIsNew) {
@@ -334,7 +337,8 @@ void DestChanges::FinishFolder(const FolderPair& pair, bool source_is_root,
   if (pair.Shared && group_.Pending()) {
     group_.Add(pair.Shared, std::make_unique<FinishChange>(*this, pair, times_only, path));
   } else {
-    FinishNow(pair.Dest, pair.Source, {pair.SourceStatus, pair.DestFound, times_only}, path);
+    FinishNow(pair.Dest, pair.Source,
+              {pair.SourceStatus, pair.DestFound, times_only, false, pair.DestOnlyLocked}, path);
   }
 }
 
@@ -350,7 +354,7 @@ void DestChanges::FinishNow(const Folder& dest, const Folder& source, const Fini
                             std::u16string_view path) {
   const FileStatus& like = finish.Like;
   const MetadataUpdate update = FinishDestination(dest, like, source, finish.TimesOnly);
-  if (metadata_ && finish.Found && !finish.TimesOnly) {
+  if (metadata_ && finish.Found && !finish.TimesOnly && !finish.OnlyLocked) {
     bool changed = update.Attributes || finish.Updated;
     if (!changed && metadata_->Differs(like, *finish.Found)) {
       const Result<FileStatus> now = dest.Status();
@@ -376,17 +380,26 @@ void DestChanges::CountWarning(ErrorCode error, std::u16string_view text,
 
 bool DestChanges::WouldUpdate(const FolderPair& pair, std::u16string_view name,
                               const FileStatus& source, const FileStatus& dest) const {
-  if (!metadata_ || !metadata_->IsKnown()) return false;
-  return metadata_->Differs(source, dest) ||
-         (metadata_->AttributesMayDiffer(source, dest) &&
-          pair.Dest.UpdateMetadata(name, source, pair.Source, true).Attributes);
+  return metadata_ && metadata_->IsKnown() && SeesDifference(pair, name, source, dest);
+}
+
+bool DestChanges::SeesDifference(const FolderPair& pair, std::u16string_view name,
+                                 const FileStatus& source, const FileStatus& dest) const {
+  return metadata_->Differs(source, dest) || AttributesDiffer(pair, name, source, dest);
+}
+
+bool DestChanges::AttributesDiffer(const FolderPair& pair, std::u16string_view name,
+                                   const FileStatus& source, const FileStatus& dest) const {
+  return metadata_->AttributesMayDiffer(source, dest) &&
+         pair.Dest.UpdateMetadata(name, source, pair.Source, true).Attributes;
 }
 
 bool DestChanges::NeedsOwnCopy(const FolderPair& pair, std::u16string_view name,
                                const FileStatus& source, const FileStatus& dest) const {
   if (dest.Kind == FileKind::Folder || dest.Links < 2 || !metadata_) return false;
   if (metadata_->IsKnown()) return WouldUpdate(pair, name, source, dest);
-  return metadata_->Differs(source, dest) && !futile_.contains(RightsOf(source, dest));
+  if (metadata_->Differs(source, dest)) return !futile_.contains(RightsOf(source, dest));
+  return AttributesDiffer(pair, name, source, dest);
 }
 
 void DestChanges::NoteOwnCopy(const FolderPair& pair, const StagedFile& staged,

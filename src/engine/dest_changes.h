@@ -109,13 +109,19 @@ class DestChanges {
   struct Finish {
     FileStatus Like;
     std::optional<FileStatus> Found;  ///< the folder before, where it is to be compared
-    bool TimesOnly;        ///< its attributes are what they should be, or belong to the drive
-    bool Updated = false;  ///< its extended attributes were set right already
+    bool TimesOnly;           ///< its attributes are what they should be, or belong to the drive
+    bool Updated = false;     ///< its extended attributes were set right already
+    bool OnlyLocked = false;  ///< FolderPair::DestOnlyLocked
   };
   /// Whether a run before has finished the folder and its attributes need no look.
   bool IsFinished(const FolderPair& pair) const;
   void FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
                  std::u16string_view path);
+  /// By a look at what is compared, where metadata is; nothing is changed.
+  bool SeesDifference(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                      const FileStatus& dest) const;
+  bool AttributesDiffer(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                        const FileStatus& dest) const;
   void CountUpdated(std::u16string_view path);
   void CountWarning(ErrorCode error, std::u16string_view text, std::u16string_view path);
 

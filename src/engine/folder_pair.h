@@ -44,6 +44,8 @@ struct FolderPair {
   bool KeptByDisk = false;
   /// The destination as the walk came to it, where its metadata is to be compared.
   std::optional<FileStatus> DestFound;
+  /// It has to be made writable for the run, and would not be changed for anything else.
+  bool DestOnlyLocked = false;
   DiskManners DestManners;  ///< set once there is a destination to write to, like the next
   bool DestPassesAccessOn = false;
   /// The destination as pending changes hold it; null as long as there were none.

@@ -145,7 +145,11 @@ ErrorCode HardLinks::Stage(FirstCopy& first, const FolderPair& pair, std::u16str
                      made->Size == first.Size && made->Written == first.DestWritten;
   if (!is_it) {
     if (pair.Dest.RemoveFile(temp)) names.NoteLeft();
-    return made ? kErrNotFound : made.Error;
+    if (!made) return made.Error;
+    // A disk that numbers each name by itself: what it has linked cannot be told from a copy.
+    const bool by_name = made->Links > 1 && made->Size == first.Size &&
+                         made->Written == first.DestWritten && !first.Is(*made);
+    return by_name ? kErrNotSupported : kErrNotFound;
   }
   staged.TempName = std::move(temp);
   staged.Name = name;

@@ -177,27 +177,32 @@ bool CarryAttributesOver(const Entry& to, const Entry& source, const Carrying& h
     update.Attributes = true;
     access = access || name == kAccessList;
   };
-  const std::string names = source.Names();
-  std::vector<std::string_view> wanted = SplitNames(names);
-  // An access list may take the owner's right to write the others.
-  std::stable_partition(wanted.begin(), wanted.end(),
-                        [](std::string_view name) { return !IsAccessList(name); });
-  for (const std::string_view name : wanted) {
-    if (!IsCarried(name) || (how.LooksOnly && !MaySet(name))) continue;
+  const std::string names = source.Names(), there = how.Removes ? to.Names() : std::string();
+  const std::vector<std::string_view> wanted = SplitNames(names), present_names = SplitNames(there);
+  const auto set = [&](std::string_view name) {
+    if (!IsCarried(name) || (how.LooksOnly && !MaySet(name))) return;
     const std::optional<std::string> value = source.Get(name.data());
-    if (!value || (how.Removes && to.Get(name.data()) == value)) continue;
+    if (!value) return;
+    const std::optional<std::string> own = how.Removes ? to.Get(name.data()) : std::nullopt;
+    if (own == value || (how.LooksOnly && !own && IsBeyond(errno, name))) return;
     changed(name, how.LooksOnly ? 0 : try_unlocked([&] { return to.Set(name.data(), *value); }));
-  }
-  if (!how.Removes) return access;
-  const std::string there = to.Names();
-  for (const std::string_view name : SplitNames(there)) {
-    if (!IsRemovable(name) || (how.LooksOnly && !MaySet(name))) continue;
-    if (std::find(wanted.begin(), wanted.end(), name) != wanted.end()) {
-      continue;
-    }
+  };
+  const auto remove = [&](std::string_view name) {
+    if (!IsRemovable(name) || (how.LooksOnly && !MaySet(name))) return;
+    if (std::find(wanted.begin(), wanted.end(), name) != wanted.end()) return;
     // A source whose file system has no such thing says nothing about it.
-    if (source.Get(name.data()) || errno != ENODATA) continue;
+    if (source.Get(name.data()) || errno != ENODATA) return;
     changed(name, how.LooksOnly ? 0 : try_unlocked([&] { return to.Remove(name.data()); }));
+  };
+  // An access list may take the owner's right to write the others: it comes last.
+  for (const bool lists : {false, true}) {
+    const auto each = [&](const std::vector<std::string_view>& list, const auto& change) {
+      for (const std::string_view name : list) {
+        if (IsAccessList(name) == lists) change(name);
+      }
+    };
+    each(present_names, remove);
+    each(wanted, set);
   }
   return access;
 }
