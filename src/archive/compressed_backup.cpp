@@ -48,7 +48,7 @@ class ListBuilder {
   void Walk(const Folder& folder, const std::u16string& prefix) {
     std::vector<std::u16string> subfolders;
     const bool is_destination = IsDestination(folder);
-    const FolderScope here = scope_.In({}, prefix.empty());
+    const FolderScope here = scope_.In({});
     FolderReader reader(folder);
     while (const FolderEntry* entry = reader.Next()) {
       context_.Host.PumpMessages();

@@ -200,8 +200,8 @@ void DestChanges::ReleaseLate() {
 }
 
 FolderPair DestChanges::Open(const FolderPair* parent, std::u16string_view name,
-                             const WalkPaths& paths) {
-  FolderPair pair = OpenPair(context_.Files, parent, name, paths);
+                             const WalkPaths& paths, CopyAhead::Listed* listed) {
+  FolderPair pair = OpenPair(context_.Files, parent, name, paths, listed);
   if (!group_.Pending() || !(IsExhausted(pair.SourceError) || IsExhausted(pair.DestError))) {
     return pair;
   }

@@ -33,7 +33,8 @@ class DestChanges {
 
   /// Opens the pair (engine/folder_pair.h); waits for pending changes where there are too many open
   /// files.
-  FolderPair Open(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths);
+  FolderPair Open(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
+                  CopyAhead::Listed* listed);
   /// Makes the pair's destination where there is none, as MakeDestination. A new folder inside
   /// another bears a temporary name at first: then its small files can be made under their own.
   bool Make(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,

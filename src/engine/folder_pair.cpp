@@ -57,17 +57,30 @@ WalkPaths::Step::~Step() {
   paths_.dest_.resize(dest_length_);
 }
 
-FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
-                    const WalkPaths& paths) {
-  FolderPair pair;
+namespace {
+
+void OpenSource(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
+                const WalkPaths& paths, FolderPair& pair) {
   Result<Folder> source =
       parent ? parent->Source.OpenFolder(name) : files.OpenFolder(paths.Source());
   pair.SourceError = source.Error;
-  if (source) {
-    pair.Source = std::move(*source);
-    const Result<FileStatus> status = pair.Source.Status();
-    pair.SourceStatus = *status;
-    pair.SourceError = status.Error;
+  if (!source) return;
+  pair.Source = std::move(*source);
+  const Result<FileStatus> status = pair.Source.Status();
+  pair.SourceStatus = *status;
+  pair.SourceError = status.Error;
+}
+
+}  // namespace
+
+FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
+                    const WalkPaths& paths, CopyAhead::Listed* listed) {
+  FolderPair pair;
+  if (listed) {
+    pair.Source = std::move(listed->Opened);
+    pair.SourceStatus = listed->Status;
+  } else {
+    OpenSource(files, parent, name, paths, pair);
   }
   if (parent && parent->DestIsNew) {
     pair.DestError = kErrNotFound;

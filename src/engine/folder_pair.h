@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "files/copy_ahead.h"
 #include "files/folder_identity.h"
 #include "files/group_commit.h"
 #include "platform/files.h"
@@ -96,9 +97,9 @@ class WalkPaths {
 };
 
 /// Opens the source and, where it exists, the destination: of the two root paths without a parent,
-/// else of `name` below the parent's folders.
+/// else of `name` below the parent's folders. A source that is open already is taken as it is.
 FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
-                    const WalkPaths& paths);
+                    const WalkPaths& paths, CopyAhead::Listed* listed = nullptr);
 
 /// Makes the destination when it is not open yet and lets the owner write into it. False, with
 /// DestError set, when that fails.

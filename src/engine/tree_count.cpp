@@ -42,7 +42,7 @@ void TreeCount::Enter(Result<Folder> folder, std::size_t path_length) {
     done_ = levels_.empty();
     return;
   }
-  levels_.push_back({std::move(*folder), {}, scope_.In(path_, levels_.empty()), 0, path_length});
+  levels_.push_back({std::move(*folder), {}, scope_.In(path_), 0, path_length});
   reader_ = std::make_unique<FolderReader>(levels_.back().Folder);
 }
 

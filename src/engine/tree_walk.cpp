@@ -83,7 +83,9 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (siblings && HasTwinsPlace(*parent, name, *siblings)) {
     return DestinationFailed(0);
   }
-  FolderPair pair = dest_.Open(parent, name, paths_);
+  std::optional<CopyAhead::Listed> listed;
+  if (parent && ahead_) listed = ahead_->EndListing(parent->Source, name);
+  FolderPair pair = dest_.Open(parent, name, paths_, listed ? &*listed : nullptr);
   pair.Above = parent;
   pair.Name = name;
   RememberRoot(pair);
@@ -111,19 +113,41 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (!parent && !ahead_) StartAhead(pair);
 
   std::vector<std::u16string> subfolders;
-  const bool go_on = CopyFolderFiles(pair, report, subfolders);
-  TwinNames folder_names;
-  for (const std::u16string& subfolder : subfolders) {
-    if (!go_on || Cancelled()) break;
-    context_.Host.PumpMessages();
-    if (Cancelled()) break;
-    const WalkPaths::Step step(paths_, subfolder);
-    WalkFolder(&pair, subfolder, &folder_names);
+  if (CopyFolderFiles(pair, std::move(listed), report, subfolders) && !subfolders.empty()) {
+    WalkSubfolders(pair, subfolders);
   }
   if (!parent && !Cancelled() && !context_.Plan) RootDone(pair);
   if (!FinishesFolder(pair)) return;
   if (context_.Plan) return PlanFinish(pair);
   dest_.FinishFolder(pair, IsRootPath(paths_.Source()), paths_.Dest());
+}
+
+void TreeWalk::WalkSubfolders(const FolderPair& pair,
+                              const std::vector<std::u16string>& subfolders) {
+  TwinNames names;
+  for (std::size_t i = 0; i < subfolders.size() && !Cancelled(); ++i) {
+    context_.Host.PumpMessages();
+    if (Cancelled()) break;
+    next_ = {};
+    if (i + 1 < subfolders.size()) next_ = {&pair, &subfolders[i + 1]};
+    const WalkPaths::Step step(paths_, subfolders[i]);
+    WalkFolder(&pair, subfolders[i], &names);
+  }
+  // What was asked for and is not gone into.
+  if (ahead_) ahead_->DropListing();
+  next_ = {};
+}
+
+void TreeWalk::ListNext(const FolderPair& pair, const std::vector<std::u16string>& subfolders) {
+  const NextFolder next = subfolders.empty() ? next_ : NextFolder{&pair, &subfolders.front()};
+  if (!ahead_ || !next.Parent || Cancelled()) return;
+  // What is left out is not even opened: it may be what hangs.
+  std::u16string path(paths_.Source());
+  if (subfolders.empty()) path.resize(path.size() - pair.Name.size() - 1);
+  path += *next.Name;
+  path += PathSeparator(path);
+  if (scope_.IsExcluded(path)) return;
+  ahead_->BeginListing(next.Parent->Source, *next.Name);
 }
 
 bool TreeWalk::HasTwinsPlace(const FolderPair& parent, std::u16string_view name,
@@ -155,17 +179,19 @@ bool TreeWalk::PlanDestination(const FolderPair* parent, FolderPair& pair) {
   return true;
 }
 
-bool TreeWalk::CopyFolderFiles(const FolderPair& pair, bool report,
-                               std::vector<std::u16string>& subfolders) {
+bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::Listed> listed,
+                               bool report, std::vector<std::u16string>& subfolders) {
   ErrorCode error = pair.SourceError;
   if (!error) {
-    FolderReader reader(pair.Source);
+    std::optional<FolderReader> anew;
+    FolderReader& reader = listed && !listed->IsOld() ? *listed->Reader : anew.emplace(pair.Source);
     file_names_ = {};
-    const FolderScope here = scope_.In(paths_.Source(), paths_.Source().size() == root_length_);
+    const FolderScope here = scope_.In(paths_.Source());
     VisitFiles(reader, scope_, here, subfolders, [&](const FolderEntry& file, bool again) {
       if (!Cancelled()) HandleFile(pair, here, file, again);
       return !Cancelled();
     });
+    ListNext(pair, subfolders);
     FinishAhead(pair);
     error = reader.Error();
   }

@@ -79,8 +79,12 @@ class TreeWalk {
   /// True for a folder that would land in the place of one of its siblings.
   bool HasTwinsPlace(const FolderPair& parent, std::u16string_view name, TwinNames& siblings);
   /// `report` tells whether a failed listing is still to be reported.
-  bool CopyFolderFiles(const FolderPair& pair, bool report,
+  bool CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::Listed> listed, bool report,
                        std::vector<std::u16string>& subfolders);
+  /// Goes into them one after the other.
+  void WalkSubfolders(const FolderPair& pair, const std::vector<std::u16string>& subfolders);
+  /// Has the folder that comes next, as far as that is known, opened and listed ahead.
+  void ListNext(const FolderPair& pair, const std::vector<std::u16string>& subfolders);
   /// One file of the folder: decided, copied, counted. `again`: this name has come before.
   void HandleFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file,
                   bool again);
@@ -147,6 +151,12 @@ class TreeWalk {
   DestChanges dest_;
   CopyContext copy_;
   std::optional<CopyAhead> ahead_;
+  /// The folder that comes behind the present one and all below it; kept by the walk of its parent.
+  struct NextFolder {
+    const FolderPair* Parent = nullptr;  ///< null: it is not known
+    const std::u16string* Name = nullptr;
+  };
+  NextFolder next_;
   HardLinks links_;
   bool told_no_link_ = false, told_full_ = false;
   std::atomic<bool> may_change_;  ///< read by the threads that work ahead

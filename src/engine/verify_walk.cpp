@@ -63,7 +63,7 @@ class VerifyWalk {
 
   void WalkFolder(const FolderPair* parent, std::u16string_view name);
   bool HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
-  void FindExtras(const FolderPair& pair, bool at_root, const std::set<std::u16string>& files,
+  void FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
                   const std::set<std::u16string>& folders);
   void VerifyFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file);
   /// What a run would leave out as a whole is no good backup.
@@ -107,7 +107,7 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
   if (scope_.IsOwn(paths_.Source(), &pair.SourceStatus)) return;
   if (!HasItsCopy(parent, name, pair)) return;
 
-  const FolderScope here = scope_.In(paths_.Source(), !parent);
+  const FolderScope here = scope_.In(paths_.Source());
   std::set<std::u16string> files, folders;
   FolderReader reader(pair.Source);
   while (const FolderEntry* entry = reader.Next()) {
@@ -118,7 +118,7 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
   if (reader.Error()) {
     Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
   } else if (job_.Synchronise && pair.Dest && !pair.KeptByDisk) {
-    FindExtras(pair, !parent, files, folders);
+    FindExtras(pair, files, folders);
   }
   for (const std::u16string& subfolder : folders) {
     if (!here.TakesFolder(subfolder)) continue;
@@ -160,8 +160,7 @@ bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
 
 /// What a synchronisation would remove: whatever the source has under no such name and kind. It
 /// never removes a disk that is mounted there, nor a folder that the source lies in.
-void VerifyWalk::FindExtras(const FolderPair& pair, bool at_root,
-                            const std::set<std::u16string>& files,
+void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
                             const std::set<std::u16string>& folders) {
   VerifyCounters& found = report_.Counters;
   KeptEntries kept(pair);
@@ -169,7 +168,7 @@ void VerifyWalk::FindExtras(const FolderPair& pair, bool at_root,
   while (const FolderEntry* entry = reader.Next()) {
     const bool folder = entry->Kind == FileKind::Folder;
     if ((folder ? folders : files).contains(entry->Name) || kept.Keeps(*entry)) continue;
-    if (at_root && IsOwnerMark(entry->Name)) continue;
+    if (IsOwnerMark(entry->Name)) continue;
     if (folder && !IsExtra(pair.Dest, entry->Name)) continue;
     Differs(found.Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
             DestOf(entry->Name));

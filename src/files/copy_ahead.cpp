@@ -58,6 +58,7 @@ CopyAhead::CopyAhead(CopyContext& context, Judge judge)
 
 CopyAhead::~CopyAhead() {
   DropAll();
+  DropListing();
   stopping_ = true;
   ++signal_;
   Wake(signal_);
@@ -82,12 +83,59 @@ void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name)
   Expect();
 }
 
+bool CopyAhead::Listed::IsOld() const {
+  return std::chrono::steady_clock::now() - At > std::chrono::milliseconds(50);
+}
+
+void CopyAhead::BeginListing(const Folder& parent, std::u16string_view name) {
+  if (!worker_.joinable()) return;
+  DropListing();
+  parent_ = &parent;
+  name_ = name;
+  listing_ = ListingState::Wanted;
+  Expect();
+}
+
+std::optional<CopyAhead::Listed> CopyAhead::EndListing(const Folder& parent,
+                                                       std::u16string_view name) {
+  const bool same = parent_ == &parent && name_ == name;
+  DropListing();
+  std::optional<Listed> listed = std::exchange(listed_, std::nullopt);
+  return same && listed && !listed->IsOld() ? std::move(listed) : std::nullopt;
+}
+
+void CopyAhead::DropListing() {
+  parent_ = nullptr;
+  std::uint32_t wanted = ListingState::Wanted;
+  if (listing_.compare_exchange_strong(wanted, ListingState::Idle)) return;
+  WaitWhile(listing_, ListingState::Listing);
+}
+
+bool CopyAhead::WorkOnListing() {
+  std::uint32_t wanted = ListingState::Wanted;
+  if (!listing_.compare_exchange_strong(wanted, ListingState::Listing)) return false;
+  // Read by the owner only once this is Idle again.
+  listed_.reset();
+  if (Result<Folder> folder = parent_->OpenFolder(name_)) {
+    const Result<FileStatus> status = folder->Status();
+    auto reader = std::make_unique<FolderReader>(*folder);
+    reader->Begin();
+    if (status) {
+      listed_ =
+          Listed{std::move(*folder), *status, std::move(reader), std::chrono::steady_clock::now()};
+    }
+  }
+  listing_ = ListingState::Idle;
+  Wake(listing_);
+  return true;
+}
+
 void CopyAhead::WorkerLoop() {
   for (;;) {
     // Read before the flag: a stop that comes in between changes it, and the wait ends at once.
     const std::uint32_t seen = signal_;
     if (stopping_) return;
-    if (!WorkOnNext()) WaitWhile(signal_, seen);
+    if (!WorkOnListing() && !WorkOnNext()) WaitWhile(signal_, seen);
   }
 }
 

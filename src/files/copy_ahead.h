@@ -5,9 +5,12 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <thread>
 
@@ -41,6 +44,18 @@ class CopyAhead {
     const FileStatus* Dest;    ///< null when nothing was there
   };
 
+  /// A folder that was opened, and its listing begun, before its turn.
+  struct Listed {
+    Folder Opened;
+    FileStatus Status;
+    std::unique_ptr<FolderReader> Reader;
+    std::chrono::steady_clock::time_point At;
+
+    /// Something has held the run up since then: the folder may have changed, and is looked at as
+    /// if it never had been.
+    bool IsOld() const;
+  };
+
   /// The context has temporary names. Where there is no thread to be had, all is done in turn.
   CopyAhead(CopyContext& context, Judge judge);
   /// Takes back what is pending.
@@ -50,6 +65,14 @@ class CopyAhead {
 
   /// Files are about to come: the other thread wakes up, which takes longer than to look at some.
   void Expect();
+  /// The next folder that comes is this one: the other thread opens it and begins its listing,
+  /// which takes the system as long as a look at twenty files, while the last files of this one
+  /// have their turn. Its parent stays until EndListing.
+  void BeginListing(const Folder& parent, std::u16string_view name);
+  /// The folder that was asked for last, if it is this one, could be opened and is not old.
+  std::optional<Listed> EndListing(const Folder& parent, std::u16string_view name);
+  /// Nobody needs it any more.
+  void DropListing();
   /// Puts a file at the end of the row, which is not full.
   void Add(const Folders& folders, std::u16string_view name);
   bool Empty() const { return first_ == end_; }
@@ -72,6 +95,8 @@ class CopyAhead {
   void WorkerLoop();
   /// Works on the first item that nobody has begun. False when there is none.
   bool WorkOnNext();
+  /// Lists the folder that was asked for last. False when nobody is to.
+  bool WorkOnListing();
   void WorkOn(Item& item) const;
   void RollBack(const Item& item, const StagedFile& staged) const;
 
@@ -83,6 +108,12 @@ class CopyAhead {
   std::size_t first_ = 0;
   std::atomic<std::size_t> next_ = 0, end_ = 0;
   std::atomic<std::uint32_t> signal_ = 0;  ///< changes whenever the worker may find something
+  /// What is to be listed, filled by the owner while it is Idle, and by the worker from Wanted on.
+  enum ListingState : std::uint32_t { Idle, Wanted, Listing };
+  const Folder* parent_ = nullptr;
+  std::u16string name_;
+  std::optional<Listed> listed_;
+  std::atomic<std::uint32_t> listing_ = ListingState::Idle;
   std::atomic<bool> stopping_ = false;
   std::thread worker_;
 };

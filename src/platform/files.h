@@ -244,10 +244,16 @@ class FolderReader {
 
   /// The next entry, valid until the next call; null at the end or when the listing broke off.
   const FolderEntry* Next();
+  /// Asks the system for the first entries already, which Next then finds in memory. Another thread
+  /// may do so before this one goes on.
+  void Begin() { Fill(); }
   /// Not 0 when the listing broke off.
   ErrorCode Error() const { return error_; }
 
  private:
+  /// Gets the entries behind those that there were; false at the end.
+  bool Fill();
+
   Folder own_;
   int handle_;
   std::unique_ptr<char[]> buffer_;

@@ -73,10 +73,9 @@ bool Scope::IsOwnRoot(std::u16string_view path, const Folder& root) const {
                                 [&](const FileStatus& above) { return own_.Is(above); });
 }
 
-FolderScope Scope::In(std::u16string_view folder, bool at_root) const {
+FolderScope Scope::In(std::u16string_view folder) const {
   FolderScope here;
   here.scope_ = this;
-  here.at_root_ = at_root;
   if (rules_) here.exclusions_ = rules_->In(folder);
   if (only_) here.at_ = Relative(folder);
   if (Tracing()) here.path_ = folder;
@@ -107,7 +106,7 @@ std::uint32_t FolderScope::TimesTaken(std::u16string_view name) const {
 
 std::uint32_t FolderScope::CountTaken(std::u16string_view name) const {
   // The mark of a backup is no part of it.
-  if (at_root_ && !scope_->job_ && IsOwnerMark(name)) return 0;
+  if (!scope_->job_ && IsOwnerMark(name)) return 0;
   if (scope_->only_) return scope_->only_->Holds(RelativePath(at_, name)) ? 1 : 0;
   const BackupJob* job = scope_->job_;
   if (!job) return scope_->files_ ? 1 : 0;
@@ -129,8 +128,9 @@ std::optional<PlanReason> FolderScope::LeavesOut(const FolderEntry& file) const 
     TraceLeftOut(u"no file, folder or link", path_, file.Name);
     return PlanReason::Special;
   }
-  // In the place of such a file at the destination lies the mark of this backup.
-  if (at_root_ && IsOwnerMark(file.Name)) {
+  // In the place of such a file at the destination lies the mark of this backup; elsewhere it would
+  // make the copy another job's place.
+  if (IsOwnerMark(file.Name)) {
     TraceLeftOut(u"the mark of a backup", path_, file.Name);
     return PlanReason::OwnerMark;
   }

@@ -38,7 +38,6 @@ class FolderScope {
   friend class Scope;
   std::uint32_t CountTaken(std::u16string_view name) const;
   const class Scope* scope_ = nullptr;
-  bool at_root_ = false;
   FolderExclusions exclusions_;
   std::u16string at_;    ///< relative to the root, where the scope is a choice of paths
   std::u16string path_;  ///< for the trace, where one is written
@@ -71,8 +70,8 @@ class Scope {
   /// The same of the walk's root, which may lie in the destination under any path.
   bool IsOwnRoot(std::u16string_view path, const Folder& root) const;
 
-  /// `folder`: its path with its trailing separator; `at_root`: it is the walk's root.
-  FolderScope In(std::u16string_view folder, bool at_root) const;
+  /// `folder`: its path with its trailing separator.
+  FolderScope In(std::u16string_view folder) const;
   /// Links and folders have no size that counts.
   bool WithinSizeLimit(const FileStatus& file) const;
   /// The path of a folder below the root, its parts joined by "/". Of a choice of paths alone.

@@ -289,22 +289,22 @@ FolderReader::FolderReader(const Folder& folder)
 
 FolderReader::~FolderReader() = default;
 
+bool FolderReader::Fill() {
+  const bool shared = own_.handle_ < 0;
+  ssize_t got = -1;
+  if (!shared || lseek(handle_, next_, SEEK_SET) >= 0) {
+    got = Retry([&] { return getdents64(handle_, buffer_.get(), kListingBuffer); });
+  }
+  if (got < 0) error_ = errno;
+  at_ = used_ = 0;
+  if (got <= 0) return false;
+  used_ = static_cast<std::size_t>(got);
+  return true;
+}
+
 const FolderEntry* FolderReader::Next() {
   while (!error_) {
-    if (at_ == used_) {
-      const bool shared = own_.handle_ < 0;
-      if (shared && lseek(handle_, next_, SEEK_SET) < 0) {
-        error_ = errno;
-        return nullptr;
-      }
-      const ssize_t got = Retry([&] { return getdents64(handle_, buffer_.get(), kListingBuffer); });
-      if (got <= 0) {
-        if (got < 0) error_ = errno;
-        return nullptr;
-      }
-      used_ = static_cast<std::size_t>(got);
-      at_ = 0;
-    }
+    if (at_ == used_ && !Fill()) return nullptr;
     const auto* raw = reinterpret_cast<const dirent64*>(buffer_.get() + at_);
     at_ += raw->d_reclen;
     next_ = raw->d_off;

@@ -364,25 +364,29 @@ FolderReader::FolderReader(const Folder& folder)
 
 FolderReader::~FolderReader() = default;
 
+bool FolderReader::Fill() {
+  if (error_) return false;
+  IO_STATUS_BLOCK block{};
+  const BOOLEAN restart = used_ == 0 ? TRUE : FALSE;
+  const NTSTATUS status = NtQueryDirectoryFile(
+      ToHandle(handle_), nullptr, nullptr, nullptr, &block, buffer_.get(), kListingBuffer,
+      static_cast<FILE_INFORMATION_CLASS>(kFullListing), FALSE, nullptr, restart);
+  if (status < 0) {
+    const ErrorCode code = win32::CodeOf(status);
+    // An empty folder is told as if a file were missing.
+    if (code != ERROR_NO_MORE_FILES && !(restart && IsNotFound(code))) error_ = code;
+    used_ = 1;
+    at_ = 1;
+    return false;
+  }
+  used_ = kListingBuffer;
+  at_ = 0;
+  return true;
+}
+
 const FolderEntry* FolderReader::Next() {
   while (!error_) {
-    if (at_ >= used_) {
-      IO_STATUS_BLOCK block{};
-      const BOOLEAN restart = used_ == 0 ? TRUE : FALSE;
-      const NTSTATUS status = NtQueryDirectoryFile(
-          ToHandle(handle_), nullptr, nullptr, nullptr, &block, buffer_.get(), kListingBuffer,
-          static_cast<FILE_INFORMATION_CLASS>(kFullListing), FALSE, nullptr, restart);
-      if (status < 0) {
-        const ErrorCode code = win32::CodeOf(status);
-        // An empty folder is told as if a file were missing.
-        if (code != ERROR_NO_MORE_FILES && !(restart && IsNotFound(code))) error_ = code;
-        used_ = 1;
-        at_ = 1;
-        return nullptr;
-      }
-      used_ = kListingBuffer;
-      at_ = 0;
-    }
+    if (at_ >= used_ && !Fill()) return nullptr;
     const auto* raw = reinterpret_cast<const ListedEntry*>(buffer_.get() + at_);
     at_ = raw->Next ? at_ + raw->Next : used_;
     const std::u16string_view name(reinterpret_cast<const char16_t*>(raw->Name),
