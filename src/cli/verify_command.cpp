@@ -27,6 +27,10 @@ ExitCode ReportVerification(Session& session, const VerifyReport& report, const 
       return code;
     case RunOutcome::NotStarted:
       return code;
+    case RunOutcome::Guarded:
+      PrintError(name + ": a disk is not there, nothing was compared: " +
+                 Printable(session.Program().Context.RefusalText));
+      return code;
     default:
       break;
   }

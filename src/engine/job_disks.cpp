@@ -16,13 +16,17 @@ constexpr std::u16string_view kRoot = u"/";
 /// Disks that take turns at one place.
 constexpr std::size_t kMostMarks = 16;
 
-/// What cannot be kept in a line of text stays unknown.
-bool FitsInLine(std::u16string_view text) {
-  return std::none_of(text.begin(), text.end(), [](char16_t c) { return c < u' '; });
-}
-
 /// Among the marks of a place: something that has none has been there.
 constexpr std::u16string_view kUnmarked = u"-";
+/// And: nothing has been there, and a run that was asked about it went on.
+constexpr std::u16string_view kNothing = u"*";
+
+/// Adds a mark, the newest.
+void NoteMark(KnownMount& mount, std::u16string_view mark) {
+  std::erase(mount.Marks, mark);
+  if (mount.Marks.size() == kMostMarks) mount.Marks.erase(mount.Marks.begin());
+  mount.Marks.emplace_back(mark);
+}
 
 /// A mark, continued by a path that begins with "/" or is empty.
 std::u16string MarkBelow(std::u16string_view mark, std::u16string_view path) {
@@ -81,11 +85,23 @@ class JobDisks {
         if (IsInside(of_source, disk)) Add(of_source, disk, present);
       }
     }
+    for (const KnownMount& known : job_.Extras.Mounts) {
+      const bool there = std::any_of(present.begin(), present.end(), [&](const KnownMount& one) {
+        return one.OfSource == known.OfSource && one.Point == known.Point;
+      });
+      if (there || !IsInside(known.OfSource, known.Point) || !KeepsAll()) continue;
+      // Without a mount of its own the same folder is there.
+      if (Knows(known, mounts_.MarkOf(known.Point))) continue;
+      NoteMark(present.emplace_back(known), kNothing);
+    }
     return present;
   }
 
  private:
   const std::u16string& Place(bool of_source) const { return of_source ? source_ : dest_; }
+
+  /// Whether the backup keeps what a disk held that is away: then that has to be agreed to once.
+  bool KeepsAll() const { return !job_.Synchronise && job_.Extras.KeepNewest == 0; }
 
   /// Whether a run of the job comes to what is mounted at this point.
   bool IsInside(bool of_source, std::u16string_view point) const {
@@ -169,7 +185,9 @@ class JobDisks {
     if (at_point && (of_root || known.Marks.empty())) return {};
     if (IsSameFolder(known, place)) return {};
     const std::u16string mark = now == kRoot ? std::u16string() : mounts_.MarkOf(now);
-    if (!of_root && Knows(known, mark) && (at_point || !mark.empty())) return {};
+    // Reached by another path, its disk is what it is known by; below its point, the folder, too.
+    const bool elsewhere = !mark.empty() && !IsAtOrBelow(place, known.Point);
+    if (!of_root && Knows(known, mark) && (at_point || elsewhere)) return {};
     std::u16string text(known.OfSource ? u"來源" : u"目標");
     if (at_point || of_root) return (text += u"磁碟不是先前的那一個：") += now;
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
@@ -182,6 +200,7 @@ class JobDisks {
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
     if (Knows(known, mark) && (mounted || !mark.empty())) return {};
     if (mounted && known.Marks.empty()) return {};
+    if (!mounted && KeepsAll() && Knows(known, kNothing)) return {};
     std::u16string text(known.OfSource ? u"來源" : u"目標");
     text += u"資料夾中的";
     text += mounted ? u"磁碟不是先前的那一個：" : u"磁碟沒有掛載：";
@@ -214,7 +233,6 @@ class JobDisks {
   }
 
   void Add(bool of_source, const std::u16string& point, std::vector<KnownMount>& present) const {
-    if (!FitsInLine(point)) return;
     KnownMount mount{of_source, point, {}};
     for (const KnownMount& known : job_.Extras.Mounts) {
       if (known.OfSource == of_source && known.Point == point) mount.Marks = known.Marks;
@@ -222,11 +240,7 @@ class JobDisks {
     std::u16string mark = mounts_.MarkOf(point);
     // Where any disk will do, one without a mark adds nothing.
     if (mark.empty() && !mount.Marks.empty()) mark = kUnmarked;
-    if (!mark.empty() && FitsInLine(mark)) {
-      std::erase(mount.Marks, mark);
-      if (mount.Marks.size() == kMostMarks) mount.Marks.erase(mount.Marks.begin());
-      mount.Marks.push_back(mark);
-    }
+    if (!mark.empty()) NoteMark(mount, mark);
     present.push_back(std::move(mount));
   }
 

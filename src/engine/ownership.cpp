@@ -100,6 +100,8 @@ bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMar
   if (!there) return true;
   // A link may lead to the same place.
   if (IdentityOf(folder).Is(*there) && name == archive) return true;
+  // So may another way to it, on which nothing tells it from a copy.
+  if (folder.Manners().Relayed || place->Manners().Relayed) return true;
   const Result<OwnerMark> original = ReadOwnerMark(*place, name);
   return !original || !original->Names(mark.Owners.back().Id);
 }

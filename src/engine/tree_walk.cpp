@@ -95,6 +95,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
     return LeaveRootOut(PlanReason::OwnPlace);
   }
   if (scope_.IsOwn(paths_.Source(), pair.Source ? &pair.SourceStatus : nullptr)) return;
+  if (parent && pair.Source && IsOwnView(*parent, pair)) return;
   if (parent && IsOthers(pair, {})) return;
   if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
     dest_.KeepMetadata(pair.Source, pair.Dest);

@@ -7,6 +7,7 @@
 
 #include "archive/archive_check.h"
 #include "base/text.h"
+#include "engine/job_disks.h"
 #include "engine/run_summary.h"
 #include "engine/verify_walk.h"
 #include "files/disk_wait.h"
@@ -81,6 +82,16 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   report.Outcome = RunOutcome::SourceMissing;
   Result<Folder> backup = context.Files.OpenFolder(job.Destination.WorkPath);
   if (!backup || (!job.Compressed && !context.Files.FolderExists(job.Source.WorkPath))) {
+    return report;
+  }
+  // An empty mount point would have nothing to differ. What is mounted for the first time shows.
+  DiskScope needed;
+  needed.Source = !job.Compressed;
+  needed.KnownOnly = true;
+  context.RefusalText = DiskObjection(context, job, needed);
+  if (!context.RefusalText.empty()) {
+    context.Refusal = RunRefusal::DiskAway;
+    report.Outcome = RunOutcome::Guarded;
     return report;
   }
   std::u16string archive;

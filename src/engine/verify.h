@@ -35,7 +35,8 @@ struct VerifyReport {
 /// backup lies; when empty, where a run of now would write. Of a compressed job's archives the one
 /// that `picker` names is tested, without a picker the newest. A log and a row in the log list tell
 /// the result; the job itself and the store stay as they are. SourceMissing means that one of the
-/// two folders does not exist, NothingPicked that there is no archive; nothing is logged then. A
+/// two folders does not exist, Guarded that one of the job's disks is away (the context's
+/// RefusalText), NothingPicked that there is no archive; nothing is logged then. A
 /// cancel stops it at once, also one that came before; what was not compared by then is in no
 /// counter.
 VerifyReport RunVerifyJob(RunContext& context, const BackupJob& job,

@@ -134,6 +134,9 @@ struct DiskManners {
   /// Times and owner of a symbolic link are its own. Else setting them may reach what the link
   /// leads to, anywhere on another machine: they are never set there.
   bool LinksAlone = true;
+  /// Reached through the network, or through a program that may stand on any other folder: the same
+  /// folder can be there by another path with another number.
+  bool Relayed = false;
 };
 
 /// An open folder, closed when it goes. Names are single components; a name with a separator in

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,8 +30,9 @@ class MountTable {
 
   /// The mount points of the user's disks and shares, those of the system left out, in order.
   std::vector<std::u16string> Volumes() const;
-  /// The mount points of disks and shares below an absolute path. Those in the system's own folders
-  /// are left out unless the path lies there, too.
+  /// All that is mounted below an absolute path, outer ones first. What programs mount for
+  /// themselves in the system's own folders, where it comes and goes, is left out unless the path
+  /// lies there, too.
   std::vector<std::u16string> DisksBelow(std::u16string_view path) const;
   /// True when the path lies on a file system of the network, which may keep a caller waiting.
   bool OnNetwork(std::u16string_view path) const;
@@ -46,8 +48,9 @@ class MountTable {
 
  private:
   std::vector<std::u16string> points_;
-  std::vector<std::u16string> disks_, volumes_, network_;  ///< of points_
-  std::vector<std::u16string> expected_;                   ///< what is to be mounted
+  std::vector<std::u16string> volumes_, network_;  ///< of points_
+  std::set<std::u16string> systems_;               ///< of points_: come and go by themselves
+  std::vector<std::u16string> expected_;           ///< what is to be mounted
 };
 
 /// The part of a MarkOf that stands for the disk alone.

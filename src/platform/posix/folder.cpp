@@ -252,6 +252,7 @@ DiskManners Folder::Manners() const {
   if (found.f_type == FUSE_SUPER_MAGIC) {
     const Result<FileStatus> status = Status();
     manners.LinksAlone = status && ActsOnLinks(posix::MountTypeOf(status->Mount));
+    manners.Relayed = !manners.LinksAlone;
   }
   return manners;
 }

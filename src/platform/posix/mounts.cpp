@@ -197,7 +197,7 @@ std::string posix::MountTypeOf(std::uint64_t mount) {
 
 void MountTable::Load() {
   points_.clear();
-  disks_.clear();
+  systems_.clear();
   volumes_.clear();
   network_.clear();
   expected_.clear();
@@ -207,9 +207,10 @@ void MountTable::Load() {
     if (point == u"/" || MountOf(table, point) != &mount) continue;
     if (IsOneOf(mount.Type, kNetworkTypes)) network_.push_back(point);
     points_.push_back(point);
-    if (IsOneOf(mount.Type, kBackgroundTypes)) continue;
-    disks_.push_back(point);
-    if (!IsBackground(point)) volumes_.push_back(point);
+    const bool made_by_programs = IsOneOf(mount.Type, kBackgroundTypes);
+    const bool in_system = IsBackground(point);
+    if (made_by_programs && in_system) systems_.insert(point);
+    if (!made_by_programs && !in_system) volumes_.push_back(point);
   }
   ReadTable("/etc/fstab", [this](const mntent& mount) {
     const std::u16string point = FromUtf8(mount.mnt_dir);
@@ -239,9 +240,10 @@ std::vector<std::u16string> MountTable::Volumes() const {
 
 std::vector<std::u16string> MountTable::DisksBelow(std::u16string_view path) const {
   std::vector<std::u16string> below;
-  for (const std::u16string& point : disks_) {
+  for (auto found = points_.rbegin(); found != points_.rend(); ++found) {
+    const std::u16string& point = *found;
     const bool inside = IsAtOrBelow(point, path) && point.size() > path.size();
-    if (inside && (!IsBackground(point) || IsBackground(path))) below.push_back(point);
+    if (inside && (!systems_.contains(point) || IsBackground(path))) below.push_back(point);
   }
   return below;
 }

@@ -34,11 +34,16 @@ DiskManners MannersOf(std::uint32_t type) {
     case NILFS_SUPER_MAGIC:
     case TMPFS_MAGIC:
     case OVERLAYFS_SUPER_MAGIC:
-    case NFS_SUPER_MAGIC:  // Its server has each change of a name on its disk before it answers.
     case kZfs:
     case kBcachefs:
     case kJfs:
       return {true, true};
+    case NFS_SUPER_MAGIC:  // Its server has each change of a name on its disk before it answers.
+      return {true, true, true, true};
+    case kCifs:
+    case kSmb2:
+    case k9p:
+      return {false, false, true, true};
     case MSDOS_SUPER_MAGIC:
     case kExfat:
     case kNtfs3:

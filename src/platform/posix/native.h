@@ -46,7 +46,8 @@ std::string NativeName(std::u16string_view name);
 
 /// Magic numbers of statfs(2) that the kernel's own headers have no names for.
 inline constexpr std::uint32_t kZfs = 0x2FC12FC1, kBcachefs = 0xCA451A4E, kExfat = 0x2011BAB0,
-                               kNtfs3 = 0x7366746E, kJfs = 0x3153464A;
+                               kNtfs3 = 0x7366746E, kJfs = 0x3153464A, kCifs = 0xFF534D42,
+                               kSmb2 = 0xFE534D42, k9p = 0x01021997;
 
 /// By the magic number of a file system.
 DiskManners MannersOf(std::uint32_t type);
