@@ -228,7 +228,8 @@ bool ParseLine(std::u16string_view line, Section& section) {
     return extras.StateFiles = number && *number >= 0 ? *number : -1, true;
   }
   if (name == kMount) return ParseMount(value, extras), true;
-  if (name == kOldMount) return extras.Mounts.push_back({true, std::u16string(value), {}}), true;
+  // It did not tell what held the source from what lay in it: the next run knows better.
+  if (name == kOldMount) return true;
   if (name == kMade) return extras.Made.emplace_back(value), true;
   if (name == kLike) return section.Like = value, true;
   if (name == kBefore) return section.Before = true;

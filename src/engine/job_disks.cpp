@@ -68,9 +68,11 @@ class JobDisks {
       if (Matters(known) && &known != Holder(known.OfSource)) add(MatterWith(known));
     }
     for (const bool of_source : {true, false}) {
-      if (scope_.KnownOnly) break;
+      if (!(of_source ? scope_.NewInSource : scope_.NewInDestination)) continue;
       for (const std::u16string& point : mounts_.DisksBelow(Place(of_source))) {
-        if (IsInside(of_source, point)) add(MatterWithNew(of_source, point));
+        if (IsInside(of_source, point) && IsPicked(of_source, point)) {
+          add(MatterWithNew(of_source, point));
+        }
       }
     }
     return text;
@@ -131,29 +133,28 @@ class JobDisks {
     return false;
   }
 
-  /// Whether a restore of some of the backup comes to a place inside the source.
-  bool IsPicked(std::u16string_view point) const {
+  /// Whether a restore of some of the backup comes to a place inside the source or the backup.
+  bool IsPicked(bool of_source, std::u16string_view point) const {
     if (!scope_.Picked) return true;
-    const std::u16string_view place = Below(true, point);
+    const std::u16string_view place = Below(of_source, point);
     return scope_.Picked->Holds(place) || scope_.Picked->LeadsTo(place);
   }
 
   bool Matters(const KnownMount& known) const {
     if (known.OfSource && !scope_.Source) return false;
-    if (known.OfSource && IsInside(true, known.Point) && !IsPicked(known.Point)) return false;
+    if (known.OfSource && IsInside(true, known.Point) && !IsPicked(true, known.Point)) return false;
     return known.Point != kRoot && (IsAtOrBelow(Place(known.OfSource), known.Point) ||
                                     IsInside(known.OfSource, known.Point));
   }
 
-  /// What the source or the destination lay on: the first that was remembered of its side. Null
-  /// where only disks inside it are known.
+  /// What the source or the destination lay on: the first that was remembered of its side. Where it
+  /// is now tells nothing: a link may lead to a folder above it. Null where nothing is known.
   const KnownMount* Holder(bool of_source) const {
-    const std::u16string& place = Place(of_source);
-    for (const KnownMount& known : job_.Extras.Mounts) {
-      const bool inside = known.Point != place && IsAtOrBelow(known.Point, place);
-      if (known.OfSource == of_source && !inside) return &known;
-    }
-    return nullptr;
+    const auto& known = job_.Extras.Mounts;
+    const auto found = std::find_if(known.begin(), known.end(), [&](const KnownMount& one) {
+      return one.OfSource == of_source;
+    });
+    return found == known.end() ? nullptr : &*found;
   }
 
   /// `mark`: of what is mounted there; empty for what has none.
@@ -214,10 +215,11 @@ class JobDisks {
       if (known.OfSource == of_source && known.Point == point) return {};
     }
     const std::u16string_view below = Below(of_source, point);
-    if (of_source ? !BackupHolds(below)
-                  : !context_.Files.FolderExists(JoinPath(job_.Source.WorkPath, below))) {
-      return {};
-    }
+    const bool matters =
+        of_source
+            ? BackupHolds(below)
+            : scope_.Restores || context_.Files.FolderExists(JoinPath(job_.Source.WorkPath, below));
+    if (!matters) return {};
     return std::u16string(of_source ? u"來源" : u"目標") + u"資料夾中掛載了先前沒有的磁碟：" +
            point;
   }

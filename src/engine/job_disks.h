@@ -13,7 +13,10 @@ namespace kavrel {
 struct DiskScope {
   bool Source = true;               ///< those of the source, too
   const PathSet* Picked = nullptr;  ///< of those inside the source, only where this leads
-  bool KnownOnly = false;           ///< what is mounted for the first time is no matter
+  /// Whether it matters what is mounted for the first time inside the source, inside the
+  /// destination.
+  bool NewInSource = true, NewInDestination = true;
+  bool Restores = false;  ///< the destination is read, whatever the source has
 };
 
 /// Which of the remembered disks are not there now, or have another one in their place, and which

@@ -103,7 +103,7 @@ bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMar
   // So may another way to it, on which nothing tells it from a copy.
   if (folder.Manners().Relayed || place->Manners().Relayed) return true;
   const Result<OwnerMark> original = ReadOwnerMark(*place, name);
-  return !original || !original->Names(mark.Owners.back().Id);
+  return !original || original->Number != mark.Number || !original->Names(mark.Owners.back().Id);
 }
 
 /// The nearest folder from this one upwards that is the backup of other jobs alone, or, asked for
@@ -132,6 +132,7 @@ Result<Folder> FolderOf(const FileSystem& files, std::u16string_view unit) {
 OwnerMark MarkOf(const PlaceFound& found, const BackupJob& job, std::u16string_view place) {
   OwnerMark mark = found.Mark;
   if (!found.Marked) mark = {};
+  if (!found.Marked) mark.Number = NewOwnerId();
   mark.Place = place;
   if (!found.Marked) mark.Found = !found.Empty;
   if (job.Extras.Adopt) {

@@ -88,7 +88,18 @@ void RestorePicked(RunContext& context, const BackupJob& job, const RestorePick&
 
 /// Whether a target is the source's own folder, or in it, whatever path leads there.
 bool LiesInSource(const FileSystem& files, const BackupJob& job, std::u16string_view target) {
-  return IsAtOrBelow(RealPlace(files, target), RealPlace(files, job.Source.Path));
+  if (IsAtOrBelow(RealPlace(files, target), RealPlace(files, job.Source.Path))) return true;
+  // By a mount of its own, too.
+  const Result<Folder> source = files.OpenFolder(job.Source.Path);
+  const FolderIdentity known = source ? IdentityOf(*source) : FolderIdentity();
+  Result<Folder> there = files.OpenFolder(target);
+  for (target = DropBackslash(target); !there && !target.empty();) {
+    target = PathFolder(target);
+    there = files.OpenFolder(target);
+  }
+  const auto lineage = there ? there->Lineage() : Result<std::vector<FileStatus>>::Fail(1);
+  return lineage && std::any_of(lineage->begin(), lineage->end(),
+                                [&](const FileStatus& above) { return known.Is(above); });
 }
 
 /// False when it may be another job's backup, or the target is part of one, and nobody wants it all
@@ -109,10 +120,12 @@ class RestoreDisks {
   RestoreDisks(const FileSystem& files, const BackupJob& job, const RestorePick* pick) : job_(job) {
     // Another folder may be the source's own, or lie in it, whatever path leads there.
     const std::u16string& target = job.Destination.WorkPath;
-    scope_.KnownOnly = true;
+    // What is restored onto a new disk is meant to be there; what hides the backup is no backup.
+    scope_.NewInSource = false;
+    scope_.Restores = true;
     scope_.Source = LiesInSource(files, job, target);
     const bool is_source = RealPlace(files, target) == RealPlace(files, job.Source.Path);
-    if (pick && is_source) scope_.Picked = &pick->Paths;
+    if (pick && (is_source || !scope_.Source)) scope_.Picked = &pick->Paths;
     // A run reads the one and writes the other.
     job_.Source.WorkPath = job.Source.Path;
     job_.Destination.WorkPath = job.Source.WorkPath;

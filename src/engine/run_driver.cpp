@@ -38,7 +38,7 @@ void RecordResult(RunContext& context, BackupJob& job) {
 bool SawAll(RunContext& context, const BackupJob& job, std::u16string_view unit) {
   if (context.Force || context.Agreed) return true;
   DiskScope known;
-  known.KnownOnly = true;
+  known.NewInSource = known.NewInDestination = false;
   std::u16string objection = DiskObjection(context, job, known);
   if (objection.empty() && IsComplete(context.Counters)) {
     objection = StateObjection(job, unit, StateFiles(context.Counters));

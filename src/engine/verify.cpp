@@ -87,7 +87,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   // An empty mount point would have nothing to differ. What is mounted for the first time shows.
   DiskScope needed;
   needed.Source = !job.Compressed;
-  needed.KnownOnly = true;
+  needed.NewInSource = needed.NewInDestination = false;
   context.RefusalText = DiskObjection(context, job, needed);
   if (!context.RefusalText.empty()) {
     context.Refusal = RunRefusal::DiskAway;

@@ -99,16 +99,22 @@ void CopyAhead::BeginListing(const Folder& parent, std::u16string_view name) {
 std::optional<CopyAhead::Listed> CopyAhead::EndListing(const Folder& parent,
                                                        std::u16string_view name) {
   const bool same = parent_ == &parent && name_ == name;
-  DropListing();
-  std::optional<Listed> listed = std::exchange(listed_, std::nullopt);
+  std::optional<Listed> listed = TakeListing();
   return same && listed && !listed->IsOld() ? std::move(listed) : std::nullopt;
 }
 
 void CopyAhead::DropListing() {
-  parent_ = nullptr;
+  TakeListing();
+}
+
+std::optional<CopyAhead::Listed> CopyAhead::TakeListing() {
   std::uint32_t wanted = ListingState::Wanted;
-  if (listing_.compare_exchange_strong(wanted, ListingState::Idle)) return;
-  WaitWhile(listing_, ListingState::Listing);
+  if (!listing_.compare_exchange_strong(wanted, ListingState::Idle)) {
+    WaitWhile(listing_, ListingState::Listing);
+  }
+  // The other thread reads the one and writes the other until then.
+  parent_ = nullptr;
+  return std::exchange(listed_, std::nullopt);
 }
 
 bool CopyAhead::WorkOnListing() {

@@ -95,6 +95,8 @@ class CopyAhead {
   void WorkerLoop();
   /// Works on the first item that nobody has begun. False when there is none.
   bool WorkOnNext();
+  /// Waits for the other thread where it has begun; nobody begins any more then.
+  std::optional<Listed> TakeListing();
   /// Lists the folder that was asked for last. False when nobody is to.
   bool WorkOnListing();
   void WorkOn(Item& item) const;

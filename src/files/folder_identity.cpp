@@ -19,10 +19,18 @@ bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder) {
 
 std::u16string RealPlace(const FileSystem& files, std::u16string_view path) {
   std::u16string rest;
+  std::size_t back = 0;
   for (; !path.empty(); path = PathFolder(path)) {
     std::u16string real = files.RealPath(path);
     if (!real.empty()) return real == u"/" && !rest.empty() ? rest : real + rest;
-    rest.insert(0, u"/" + std::u16string(PathName(DropBackslash(path))));
+    const std::u16string_view name = PathName(DropBackslash(path));
+    // Of what is not there, only the names lead back.
+    if (name == u"..") {
+      ++back;
+    } else if (name != u"." && !name.empty()) {
+      if (back == 0) rest.insert(0, u"/" + std::u16string(name));
+      if (back > 0) --back;
+    }
   }
   return {};
 }

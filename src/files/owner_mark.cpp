@@ -31,6 +31,7 @@ void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view
 std::string Format(const OwnerMark& mark) {
   std::u16string text;
   AddLine(text, u"Place", mark.Place);
+  if (!mark.Number.empty()) AddLine(text, u"Number", mark.Number);
   if (mark.Found) AddLine(text, u"Found", u"1");
   if (mark.Mirrored) AddLine(text, u"Mirrored", u"1");
   if (!mark.Archive.empty()) AddLine(text, u"Archive", mark.Archive);
@@ -51,6 +52,7 @@ bool Parse(std::string_view bytes, OwnerMark& mark) {
     if (equals == line.npos) continue;
     const std::u16string_view name = line.substr(0, equals), value = line.substr(equals + 1);
     if (name == u"Place") mark.Place = value;
+    if (name == u"Number") mark.Number = value;
     if (name == u"Found") mark.Found = value == u"1";
     if (name == u"Mirrored") mark.Mirrored = value == u"1";
     if (name == u"Archive") mark.Archive = value;
@@ -114,9 +116,15 @@ std::u16string NewOwnerId() {
 }
 
 bool IsOwnerMark(std::u16string_view name) {
-  return name.size() >= kOwnerMark.size() &&
-         EqualNoCase(name.substr(0, kOwnerMark.size()), kOwnerMark) &&
-         (name.size() == kOwnerMark.size() || EqualNoCase(name.substr(kOwnerMark.size()), kHalf));
+  const auto drop = [&](std::u16string_view ending) {
+    if (name.size() < ending.size()) return false;
+    const bool ends = EqualNoCase(name.substr(name.size() - ending.size()), ending);
+    if (ends) name.remove_suffix(ending.size());
+    return ends;
+  };
+  drop(kHalf);
+  if (!drop(kOwnerMark)) return false;
+  return name.empty() || (name[0] == u'.' && drop(u".7z"));
 }
 
 std::u16string ArchiveMark(std::u16string_view archive) {

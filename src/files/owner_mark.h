@@ -17,6 +17,9 @@ struct OwnerMark {
     std::u16string Name, Source;  ///< of the job when it wrote this
   };
   std::u16string Place;  ///< the path that the job wrote to
+  /// Given by chance when the place was marked for the first time: a copy bears the same one,
+  /// another backup of the same job does not. Empty in marks of former versions.
+  std::u16string Number;
   /// There was something before the first of the owners came.
   bool Found = false;
   /// All of it is what a whole mirror run of the owner has left.
@@ -35,8 +38,8 @@ struct OwnerMark {
 std::u16string NewOwnerId();
 
 inline constexpr std::u16string_view kOwnerMark = u".kavrel-owner";
-/// Whether an entry at the top of a backup is the file of its mark, or half of one that a killed
-/// run has left.
+/// Whether an entry is the file of a backup's mark, of a folder or of an archive, or half of one
+/// that a killed run has left.
 bool IsOwnerMark(std::u16string_view name);
 /// The name of the file that is an archive's mark.
 std::u16string ArchiveMark(std::u16string_view archive);

@@ -95,24 +95,25 @@ TEST_P(JobDisksTest, ADiskThatIsAwayStopsTheRunBeforeItsFirstChange) {
   WriteTestFile(Source() / "sub" / "new", "x");
   const std::u16string inner = Real(Source() / "inner"), source = Real(Source()),
                        drive = Real(Temp.DriveD());
+  const KnownMount holder{true, Here(), {}};
   const struct {
-    KnownMount Mount;
+    std::vector<KnownMount> Mounts;
     std::u16string Why;
-  } cases[] = {{{true, source, {}}, u"來源磁碟沒有掛載：" + source},
-               {{true, inner, {u"12-ab:/"}}, u"來源資料夾中的磁碟沒有掛載：" + inner},
-               {{false, drive, {u"12-ab:/"}}, u"目標磁碟沒有掛載：" + drive}};
+  } cases[] = {{{{true, source, {}}}, u"來源磁碟沒有掛載：" + source},
+               {{holder, {true, inner, {u"12-ab:/"}}}, u"來源資料夾中的磁碟沒有掛載：" + inner},
+               {{{false, drive, {u"12-ab:/"}}}, u"目標磁碟沒有掛載：" + drive}};
   std::size_t questions = Host.Questions.size();
-  for (const auto& [mount, why] : cases) {
-    Job().Extras.Mounts = {mount};
+  for (const auto& [mounts, why] : cases) {
+    Job().Extras.Mounts = mounts;
     ExpectStopped(RunRefusal::DiskAway, why);
-    EXPECT_EQ(Job().Extras.Mounts, std::vector{mount});
+    EXPECT_EQ(Job().Extras.Mounts, mounts);
     Host.GoOn = true;
     ExpectRan(questions += 2);
     Host.GoOn = false;
     ExpectRan(questions);  // What was agreed to is what the job relies on from then on.
   }
   // The mount point has gone with the disk.
-  Job().Extras.Mounts = {{true, inner, {}}};
+  Job().Extras.Mounts = {holder, {true, inner, {}}};
   fs::remove(Source() / "inner");
   ExpectStopped(RunRefusal::DiskAway, u"來源資料夾中的磁碟沒有掛載：" + inner);
   Program.Context.Force = true;
@@ -142,17 +143,19 @@ TEST_P(JobDisksTest, ARestoreAsksAboutTheDisksThatItReadsOrFills) {
   elsewhere.Target = TempFolder::Text(Temp.Root() / "elsewhere");
   own.Paths.Add(u"");
   own.Target = u"C:\\src";
-  for (const auto& [mount, picked, aside] :
-       {std::tuple(KnownMount{true, Real(Source()), {}}, false, true),
-        std::tuple(KnownMount{true, Real(Source() / "inner"), {}}, true, true),
-        std::tuple(KnownMount{false, Real(Dest()), {}}, false, false)}) {
-    Job().Extras.Mounts = {mount};
+  using Mounts = std::vector<KnownMount>;
+  const KnownMount holder{true, Here(), {}};
+  for (const auto& [mounts, picked, aside] :
+       {std::tuple(Mounts{{true, Real(Source()), {}}}, false, true),
+        std::tuple(Mounts{holder, {true, Real(Source() / "inner"), {}}}, true, true),
+        std::tuple(Mounts{{false, Real(Dest()), {}}}, false, false)}) {
+    Job().Extras.Mounts = mounts;
     restores(nullptr, false);
     restores(&whole, false);
     restores(&some, picked);
     restores(&elsewhere, aside);
     restores(&own, false);
-    EXPECT_EQ(Job().Extras.Mounts, std::vector{mount});
+    EXPECT_EQ(Job().Extras.Mounts, mounts);
   }
   Program.Context.Force = true;
   restores(nullptr, true);
@@ -189,6 +192,15 @@ TEST_P(JobDisksTest, WhatLiesOverAPlaceOrBehindItsLinkIsNotTheSource) {
   WriteTestFile(Temp.Root() / "other" / "stray", "x");
   fs::create_directory_symlink(Temp.Root() / "other", Source());
   ExpectStopped(RunRefusal::DiskAway, u"來源磁碟沒有掛載：" + Real(Temp.Root() / "real"));
+  // It was a disk inside the folder that the link leads to now.
+  for (KnownMount& known : Job().Extras.Mounts) {
+    if (known.OfSource) known = {true, Real(Temp.Root() / "other") + u"/disk", {}};
+  }
+  ExpectStopped(RunRefusal::DiskAway,
+                u"來源磁碟沒有掛載：" + Real(Temp.Root() / "other") + u"/disk");
+  for (KnownMount& known : Job().Extras.Mounts) {
+    if (known.OfSource) known = {true, Real(Temp.Root() / "real"), {}};
+  }
   if (mount("none", (Temp.Root() / "real").c_str(), "tmpfs", 0, "size=512k") != 0) return;
   ExpectStopped(RunRefusal::DiskAway, u"來源不在先前的磁碟上：" + Real(Temp.Root() / "other"));
   umount((Temp.Root() / "real").c_str());

@@ -393,6 +393,8 @@ TEST_P(AwayTest, WhatIsMountedForTheFirstTimeHidesOrTakesNothingUnasked) {
   const fs::path copy = fs::canonical(job_.Dest) / "sub";
   stick(copy);
   ExpectStopped("目標資料夾中掛載了先前沒有的磁碟：" + copy.string());
+  EXPECT_EQ(job_.Command({"restore", "J"}).ExitCode, 6);
+  EXPECT_EQ(job_.Command({"restore", "J", "--only", "a0"}).ExitCode, 0);
   EXPECT_EQ(ReadTestFile(copy / "photo"), "precious");
   Unmount(copy);
   EXPECT_EQ(Run().ExitCode, 0);
