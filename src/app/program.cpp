@@ -32,9 +32,10 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       ProgramLog(Files, LogRows),
       Archiver(Files),
       Staged(Files),
+      Pause(Files, clock),
       Context{Files, clock,   State,      host_,    Store,  Settings, Exclusions,
               Log,   LogRows, ProgramLog, Archiver, Staged, Mounts,   {}},
-      Scheduler(clock, State, Store, host_, host_, Actions()) {
+      Scheduler(clock, State, Store, Pause, host_, host_, Actions()) {
   for (SharedFile* file : {&Store.File(), &Store.Extras(), &Exclusions.File(), &Filters.File()}) {
     file->Kept = [this](auto path, auto copy) { host_.OtherVersionKept(path, copy); };
   }
@@ -105,7 +106,8 @@ bool Program::Load() {
 }
 
 PastDueRule Program::LoadRule() {
-  if (State.CommandLineRun) return {};
+  // What came due in a pause waits for its end, and nobody is asked about it before.
+  if (State.CommandLineRun || Pause.End()) return {};
   return [this, state = PastDueState()](BackupJob& job) mutable {
     return ApplyPastDueRule(job, clock_.Now(), state,
                             [this](PastDueQuestion& question) { host_.AskPastDue(question); });

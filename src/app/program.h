@@ -138,6 +138,7 @@ class Program {
   kavrel::ProgramLog ProgramLog;
   SevenZipLibrary Archiver;
   StagingJournal Staged;
+  SchedulePause Pause;
   RunContext Context;
   kavrel::Scheduler Scheduler;
 };

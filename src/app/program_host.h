@@ -37,6 +37,7 @@ class ProgramHost : public RunHost, public SchedulerHost {
   void JobStarting(std::int32_t, DateTime) override {}
   void JobEnded(std::int32_t) override {}
   void TimesSetRight(const BackupJob&, DateTime) override {}
+  void PauseChanged(const std::optional<DateTime>&) override {}
   void Attract() override {}
   void EndProgram() override {}
 };

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "log/log_filter.h"
 #include "schedule/next_run.h"
+#include "schedule/pause.h"
 
 namespace kavrel {
 
@@ -53,12 +54,12 @@ std::u16string BadLog(const BackupJob& job, const Last& last) {
   return last.Verification ? (*last.Verification)[kLogPathColumn] : std::u16string();
 }
 
-JobHealth Judge(const BackupJob& job, const Last& last, DateTime now) {
+JobHealth Judge(const BackupJob& job, const Last& last, DateTime now, bool paused) {
   if (std::u16string badly = BadlyText(job, last); !badly.empty()) {
     return {Health::Failed, std::move(badly), BadLog(job, last)};
   }
   // A time that leads nowhere never comes.
-  const bool waits = job.Enabled && NextRunAfterNow(job, now) > now;
+  const bool waits = job.Enabled && !paused && NextRunAfterNow(job, now) > now;
   if (waits && job.NextRun + kGrace < now) return {Health::Overdue, u"逾期未備份", {}};
   if (last.Run) return {Health::Good, u"完成", {}};
   return {Health::Unknown, job.LastRun == kZeroDate ? u"尚未備份" : u"沒有紀錄", {}};
@@ -77,22 +78,24 @@ std::u16string Names(const std::vector<std::u16string>& names) {
 
 std::vector<JobHealth> JudgeJobs(const std::vector<BackupJob>& jobs,
                                  const std::vector<LogRow>& rows, DateTime now,
-                                 std::int32_t running) {
+                                 std::int32_t running, bool paused) {
   const std::map<std::u16string_view, Last> last_rows = LastRows(rows);
   std::vector<JobHealth> judged;
   for (const BackupJob& job : jobs) {
     const auto found = last_rows.find(job.Name);
-    judged.push_back(std::ssize(judged) == running
-                         ? JobHealth{Health::Running, u"執行中", {}}
-                         : Judge(job, found == last_rows.end() ? Last() : found->second, now));
+    judged.push_back(
+        std::ssize(judged) == running
+            ? JobHealth{Health::Running, u"執行中", {}}
+            : Judge(job, found == last_rows.end() ? Last() : found->second, now, paused));
   }
   return judged;
 }
 
 RunHealth JudgeRuns(const std::vector<BackupJob>& jobs, const std::vector<LogRow>& rows,
-                    DateTime now) {
-  const std::vector<JobHealth> judged = JudgeJobs(jobs, rows, now);
+                    DateTime now, const std::optional<DateTime>& paused) {
+  const std::vector<JobHealth> judged = JudgeJobs(jobs, rows, now, -1, paused.has_value());
   RunHealth health;
+  health.Paused = paused;
   bool any = false;
   for (std::size_t i = 0; i < jobs.size(); ++i) {
     if (jobs[i].Deleted || !jobs[i].Enabled) continue;
@@ -100,7 +103,9 @@ RunHealth JudgeRuns(const std::vector<BackupJob>& jobs, const std::vector<LogRow
     if (judged[i].State == Health::Failed) health.Failed.push_back(jobs[i].Name);
     if (judged[i].State == Health::Overdue) health.Overdue.push_back(jobs[i].Name);
   }
-  health.State = !health.Failed.empty()    ? Health::Failed
+  // Whoever forgets a pause has no backups: its mark goes before all others.
+  health.State = paused                    ? Health::Paused
+                 : !health.Failed.empty()  ? Health::Failed
                  : !health.Overdue.empty() ? Health::Overdue
                  : any                     ? Health::Good
                                            : Health::Unknown;
@@ -109,12 +114,14 @@ RunHealth JudgeRuns(const std::vector<BackupJob>& jobs, const std::vector<LogRow
 
 std::u16string HealthText(const RunHealth& health) {
   std::u16string text;
-  if (health.State == Health::Good) text = u"最近的備份都順利完成";
-  if (!health.Failed.empty()) text = u"最近的備份有問題：" + Names(health.Failed);
-  if (!health.Overdue.empty()) {
-    if (!text.empty()) text += u"\n";
-    text += u"逾期未備份：" + Names(health.Overdue);
-  }
+  const auto line = [&text](std::u16string_view words) {
+    if (!text.empty()) text += u'\n';
+    text += words;
+  };
+  if (health.Paused) line(PauseText(*health.Paused));
+  if (health.State == Health::Good) line(u"最近的備份都順利完成");
+  if (!health.Failed.empty()) line(u"最近的備份有問題：" + Names(health.Failed));
+  if (!health.Overdue.empty()) line(u"逾期未備份：" + Names(health.Overdue));
   return text;
 }
 

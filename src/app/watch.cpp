@@ -127,6 +127,11 @@ void WatchHost::TimesSetRight(const BackupJob& job, DateTime was) {
                         IsoText(was) + u": the clock was ahead");
 }
 
+void WatchHost::PauseChanged(const std::optional<DateTime>& end) {
+  if (!end) return TellNow(u"resumed", u"what is due runs");
+  TellNow(u"paused", *end == kNoEnd ? u"until it is resumed" : u"until " + IsoText(*end));
+}
+
 void WatchHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   std::u16string text(path);
   (text += u" was changed by somebody else; that version is kept as ") += copy;

@@ -37,6 +37,7 @@ class WatchHost final : public ProgramHost {
   void JobEnded(std::int32_t job_index) override;
   void AskPastDue(PastDueQuestion& question) override;
   void TimesSetRight(const BackupJob& job, DateTime was) override;
+  void PauseChanged(const std::optional<DateTime>& end) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
 
  private:

@@ -39,6 +39,14 @@ int PrintPreview(Session& session, const std::string& name, bool json);
 int WatchJobs(Session& session);
 /// Each job's next `times`, and why it is not run now.
 int ListNextRuns(Session& session, std::size_t times, bool json);
+/// Pauses the schedule for that span, until that time, or with neither until it is resumed.
+int PauseSchedule(Session& session, const std::string& span, const std::string& until);
+int ResumeSchedule(Session& session);
+/// Says on standard error that the schedule is paused, if it is, or that nobody can tell.
+void TellPause(const SchedulePause& pause);
+/// "until 2026-11-26 10:00:00", or without an end.
+std::string PauseEndText(DateTime end);
+
 /// A restore as the command line asks for it.
 struct RestoreChoice {
   std::string Mode;               ///< "full" or "incremental"; empty is full

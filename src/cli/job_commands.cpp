@@ -103,6 +103,7 @@ nlohmann::json ToJson(Session& session, const BackupJob& job) {
           {"verify_after_run", job.Extras.VerifyAfterRun},
           {"keep_hard_links", job.Extras.KeepHardLinks},
           {"missing_disks", JsonText(MissingDisks(session, job))},
+          {"paused", session.Program().Pause.End().has_value()},
           {"last_run", JsonTime(job.LastRun)},
           {"next_run", JsonTime(job.NextRun)}};
 }
@@ -156,6 +157,7 @@ int ListJobs(Session& session, bool json) {
   }
   PrintTable(rows);
   for (const BackupJob& job : jobs) TellMissingDisks(session, job);
+  TellPause(session.Program().Pause);
   return kDone;
 }
 

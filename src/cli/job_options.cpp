@@ -27,17 +27,14 @@ std::optional<std::size_t> IndexOf(const std::array<std::string_view, Size>& wor
 }
 
 std::string ReadEvery(const std::string& text, JobForm& form) {
-  const std::size_t digits = text.find_first_not_of("0123456789");
-  const auto count = ParseInt(FromUtf8(text.substr(0, digits)));
-  const auto unit = IndexOf(kUnits, digits == text.npos ? "" : text.substr(digits));
-  if (!count || !unit) return "--every takes a count and a unit, as 10m, 2h, 1d, 1w or 1mo";
-  const auto kind = static_cast<IntervalKind>(*unit);
-  if (*count < 1 || *count > MaxIntervalCount(kind)) {
-    return "--every takes 1 to " + std::to_string(MaxIntervalCount(kind)) + " with the unit " +
-           std::string(kUnits[*unit]);
+  const std::optional<Span> span = ParseSpan(text);
+  if (!span) return "--every takes a count and a unit, as 10m, 2h, 1d, 1w or 1mo";
+  if (span->Count < 1 || span->Count > MaxIntervalCount(span->Kind)) {
+    return "--every takes 1 to " + std::to_string(MaxIntervalCount(span->Kind)) +
+           " with the unit " + std::string(kUnits[static_cast<std::size_t>(span->Kind)]);
   }
-  form.Interval = kind;
-  form.Count = *count;
+  form.Interval = span->Kind;
+  form.Count = span->Count;
   return {};
 }
 
@@ -183,6 +180,14 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
     return "--recycle goes with --type sync";
   }
   return options.PasswordStdin ? ReadPassword(form) : std::string();
+}
+
+std::optional<Span> ParseSpan(const std::string& text) {
+  const std::size_t digits = text.find_first_not_of("0123456789");
+  const auto count = ParseInt(FromUtf8(text.substr(0, digits)));
+  const auto unit = IndexOf(kUnits, digits == text.npos ? "" : text.substr(digits));
+  if (!count || !unit) return std::nullopt;
+  return Span{*count, static_cast<IntervalKind>(*unit)};
 }
 
 std::string_view OptionOf(FormCheck check) {

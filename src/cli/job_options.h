@@ -30,6 +30,13 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
 /// The option that a refused check is about.
 std::string_view OptionOf(FormCheck check);
 
+/// How long "10m", "2h", "1d", "1w" or "1mo" is.
+struct Span {
+  std::int32_t Count;
+  IntervalKind Kind;
+};
+std::optional<Span> ParseSpan(const std::string& text);
+
 /// "full", "differential", "sync" or "compressed"; and the three-letter names sun … sat.
 std::string_view TypeWord(BackupType type);
 std::string_view WeekdayWord(int weekday);

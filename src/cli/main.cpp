@@ -29,7 +29,7 @@ constexpr const char* kExitCodes =
 
 /// What the command line held, and what came of it.
 struct CommandLine {
-  std::string Home, Debug, Name, Value, Patterns, Archive;
+  std::string Home, Debug, Name, Value, Patterns, Archive, Span;
   bool Latest = false, NamesOnly = false, Failed = false, Rules = false, Force = false;
   RestoreChoice Restore;
   JobOptions Options;
@@ -112,6 +112,14 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   next->add_flag("--json", line.Json, "Print JSON");
   next->callback(
       line.Run([&line](Session& session) { return ListNextRuns(session, line.Times, line.Json); }));
+
+  CLI::App* pause = app.add_subcommand("pause", "Let nothing run by itself for a while");
+  CLI::Option* span = pause->add_option("--for", line.Span, "How long: 30m, 2h, 1d, 1w");
+  pause->add_option("--until", line.Value, "Until when, as 18:00 or \"2026/11/24 08:00\"")
+      ->excludes(span);
+  pause->callback(line.Run(
+      [&line](Session& session) { return PauseSchedule(session, line.Span, line.Value); }));
+  app.add_subcommand("resume", "End a pause")->callback(line.Run(ResumeSchedule));
 
   CLI::App* restore = app.add_subcommand("restore", "Copy a job's backup back onto its source");
   restore->add_option("job", line.Name, "Name of the job")->required();

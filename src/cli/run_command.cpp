@@ -298,6 +298,13 @@ int RunJobs(Session& session, const RunChoice& choice) {
   Program& program = session.Program();
   program.Context.Force = choice.Force;
   program.Context.Compression = static_cast<CompressionLevel>(level - std::begin(kLevels));
+  if (choice.Due) {
+    if (const std::optional<DateTime> end = program.Pause.End()) {
+      std::printf("The schedule is paused %s.\n", PauseEndText(*end).c_str());
+      return kDone;
+    }
+    TellPause(program.Pause);
+  }
   const std::optional<std::vector<std::int32_t>> jobs = Choose(session, choice);
   if (!jobs) return kNoSuchJob;
   if (jobs->empty()) {

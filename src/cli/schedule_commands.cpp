@@ -6,38 +6,72 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
+#include "files/error_text.h"
 #include "schedule/next_run.h"
 
 namespace kavrel {
 
 namespace {
 
-/// Why a job is not run at this moment, or that it is.
-enum class Standing { Due, NotYet, RefusedDay, SwitchedOff, NeverEnds };
+constexpr std::int32_t kLongestSpan = 1000;
 
-Standing StandingOf(const BackupJob& job, DateTime now) {
+/// Why a job is not run at this moment, or that it is.
+enum class Standing { Due, NotYet, RefusedDay, SwitchedOff, NeverEnds, Paused };
+
+Standing StandingOf(const BackupJob& job, DateTime now, const std::optional<DateTime>& pause) {
   if (!job.Enabled) return Standing::SwitchedOff;
   if (NeverRuns(job, now)) return Standing::NeverEnds;
+  if (pause && job.NextRun < *pause) return Standing::Paused;
   if (job.NextRun <= now) return Standing::Due;
   return IsRefused(job.RefusedDays, ToCivil(now).Weekday) ? Standing::RefusedDay : Standing::NotYet;
 }
 
 std::u16string_view StandingText(Standing standing) {
-  constexpr std::u16string_view kTexts[] = {u"時間已到", u"時間未到", u"時間未到，今天不備份",
-                                            u"關閉", u"永不備份：時間間隔無效，或每天都不備份"};
+  constexpr std::u16string_view kTexts[] = {u"時間已到",
+                                            u"時間未到",
+                                            u"時間未到，今天不備份",
+                                            u"關閉",
+                                            u"永不備份：時間間隔無效，或每天都不備份",
+                                            u"排程暫停中"};
   return kTexts[static_cast<std::size_t>(standing)];
 }
 
 std::string_view StandingKey(Standing standing) {
-  constexpr std::string_view kKeys[] = {"due", "not-yet", "refused-day", "switched-off", "never"};
+  constexpr std::string_view kKeys[] = {"due",          "not-yet", "refused-day",
+                                        "switched-off", "never",   "paused"};
   return kKeys[static_cast<std::size_t>(standing)];
 }
 
 /// The times at which the scheduler would run the job if it were on: the first one that is not
-/// past yet, or the one that is due, and those after it.
-std::vector<DateTime> NextTimes(const BackupJob& job, DateTime now, std::size_t count) {
-  if (NeverRuns(job, now)) return {};
-  return RunsFrom(job, job.Enabled ? job.NextRun : NextRunAfterNow(job, now), now, count);
+/// past yet, or the one that is due, and those after it. What a pause keeps back runs at its end;
+/// nobody knows when that is of one without an end.
+std::vector<DateTime> NextTimes(const BackupJob& job, DateTime now,
+                                const std::optional<DateTime>& pause, std::size_t count) {
+  if (NeverRuns(job, now) || pause == kNoEnd) return {};
+  const DateTime first = job.Enabled ? job.NextRun : NextRunAfterNow(job, now);
+  return RunsFrom(job, std::max(first, pause.value_or(first)), now, count);
+}
+
+/// The coming moment that `text` names: a time alone is the next such time, a date alone its
+/// midnight.
+std::optional<DateTime> ParseComing(const std::string& text, DateTime now) {
+  const std::optional<NamedDateTime> named = ParseNamedDateTime(FromUtf8(text));
+  if (!named) return std::nullopt;
+  if (named->HasDate) return named->Time > now ? std::optional(named->Time) : std::nullopt;
+  using std::chrono::days;
+  const DateTime today =
+      std::chrono::floor<days>(now) + (named->Time - std::chrono::floor<days>(named->Time));
+  return today > now ? today : today + days(1);
+}
+
+/// Opens the program folder alone: neither the jobs nor the lock, which somebody may hold.
+bool OpenFolder(Session& session) {
+  return session.Prepare({}, std::make_unique<ConsoleHost>(session.Clock()));
+}
+
+int TellPauseFailure(const SchedulePause& pause, ErrorCode error) {
+  PrintError("cannot write " + Printable(pause.Path()) + ": " + ToUtf8(SystemErrorText(error)));
+  return kBadInput;
 }
 
 }  // namespace
@@ -45,13 +79,14 @@ std::vector<DateTime> NextTimes(const BackupJob& job, DateTime now, std::size_t 
 int ListNextRuns(Session& session, std::size_t times, bool json) {
   if (!session.Open()) return kBadInput;
   const DateTime now = session.Clock().Now();
+  const std::optional<DateTime> pause = session.Program().Pause.End();
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{{u"排程名稱", u"狀態", u"下次備份時間"}};
   for (const BackupJob& job : session.Program().Store.Jobs) {
-    const Standing standing = StandingOf(job, now);
+    const Standing standing = StandingOf(job, now, pause);
     nlohmann::json json_times = nlohmann::json::array();
     std::u16string text;
-    for (const DateTime time : NextTimes(job, now, times)) {
+    for (const DateTime time : NextTimes(job, now, pause, times)) {
       json_times.push_back(JsonTime(time));
       if (!text.empty()) text += u",  ";
       text += DateTimeText(time);
@@ -66,7 +101,58 @@ int ListNextRuns(Session& session, std::size_t times, bool json) {
     PrintJson(list);
   } else {
     PrintTable(rows);
+    TellPause(session.Program().Pause);
   }
+  return kDone;
+}
+
+std::string PauseEndText(DateTime end) {
+  return end == kNoEnd ? "until it is resumed" : "until " + ToUtf8(IsoText(end));
+}
+
+void TellPause(const SchedulePause& pause) {
+  if (const std::optional<DateTime> end = pause.End()) {
+    PrintError("the schedule is paused " + PauseEndText(*end) + "; resume ends that");
+  } else if (pause.LastError()) {
+    PrintError("nobody can tell from " + Printable(pause.Path()) +
+               " whether the schedule is paused, so it is not: " +
+               ToUtf8(SystemErrorText(pause.LastError())));
+  }
+}
+
+int PauseSchedule(Session& session, const std::string& span, const std::string& until) {
+  if (!OpenFolder(session)) return kBadInput;
+  const DateTime now = session.Clock().Now();
+  DateTime end = kNoEnd;
+  if (!span.empty()) {
+    const std::optional<Span> parsed = ParseSpan(span);
+    if (!parsed || parsed->Count < 1 || parsed->Count > kLongestSpan) {
+      PrintError("--for takes a count up to 1000 and a unit, as 30m, 2h, 1d or 1w");
+      return kBadInput;
+    }
+    BackupJob length;
+    SetInterval(length, parsed->Kind, parsed->Count);
+    end = AddInterval(now, length);
+  } else if (!until.empty()) {
+    const std::optional<DateTime> parsed = ParseComing(until, now);
+    if (!parsed) {
+      PrintError("--until takes a time to come, as 18:00 or \"2026/11/24 08:00\"");
+      return kBadInput;
+    }
+    end = *parsed;
+  }
+  SchedulePause& pause = session.Program().Pause;
+  if (const ErrorCode error = pause.Begin(end)) return TellPauseFailure(pause, error);
+  std::printf("The schedule is paused %s.\n", PauseEndText(end).c_str());
+  return kDone;
+}
+
+int ResumeSchedule(Session& session) {
+  if (!OpenFolder(session)) return kBadInput;
+  SchedulePause& pause = session.Program().Pause;
+  const bool was = pause.End().has_value();
+  if (const ErrorCode error = pause.Resume()) return TellPauseFailure(pause, error);
+  std::printf(was ? "The schedule goes on.\n" : "The schedule was not paused.\n");
   return kDone;
 }
 

@@ -27,11 +27,12 @@ std::int64_t MinutesUntil(DateTime time, DateTime now) {
 
 }  // namespace
 
-Scheduler::Scheduler(Clock& clock, RunState& state, JobStore& store, RunHost& run_host,
-                     SchedulerHost& host, SchedulerActions actions)
+Scheduler::Scheduler(Clock& clock, RunState& state, JobStore& store, const SchedulePause& pause,
+                     RunHost& run_host, SchedulerHost& host, SchedulerActions actions)
     : clock_(clock),
       state_(state),
       store_(store),
+      pause_(pause),
       run_host_(run_host),
       host_(host),
       actions_(std::move(actions)) {}
@@ -61,7 +62,7 @@ void Scheduler::Tick(std::u16string_view command_line) {
     host_.EnableControls(false);
     RunJobsByName(names);
     ran_ = static_cast<int>(names.size());
-  } else {
+  } else if (!Paused()) {
     RunDueJobs();
   }
   if (ran_ > 0) EndBatch();
@@ -91,6 +92,18 @@ bool Scheduler::SetTimesRight() {
     host_.TimesSetRight(job, was);
   }
   return any;
+}
+
+bool Scheduler::Paused() {
+  const std::optional<DateTime> end = pause_.End();
+  if (end != paused_) {
+    paused_ = end;
+    host_.PauseChanged(end);
+  }
+  if (!end) return false;
+  Trace("schedule", {PauseText(*end)});
+  if (*end != kNoEnd) nearest_ = std::min(nearest_, MinutesUntil(*end, clock_.Now()));
+  return true;
 }
 
 void Scheduler::RunDueJobs() {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "core/run_host.h"
 #include "files/run_state.h"
 #include "platform/clock.h"
+#include "schedule/pause.h"
 
 namespace kavrel {
 
@@ -29,6 +31,8 @@ class SchedulerHost {
   /// The clock was set back: this job's times lay in a future that is not to come. NextRun was
   /// `was` and is the next one of its grid again.
   virtual void TimesSetRight(const BackupJob& job, DateTime was) = 0;
+  /// The schedule is paused until then from now on, or goes on: a tick found it so.
+  virtual void PauseChanged(const std::optional<DateTime>& end) = 0;
   /// A beep and two flashes of the window, when it can be seen.
   virtual void Attract() = 0;
   /// The named jobs have run; the program is to end.
@@ -51,15 +55,16 @@ struct SchedulerActions {
 class Scheduler {
  public:
   /// All references outlive the scheduler.
-  Scheduler(Clock& clock, RunState& state, JobStore& store, RunHost& run_host, SchedulerHost& host,
-            SchedulerActions actions);
+  Scheduler(Clock& clock, RunState& state, JobStore& store, const SchedulePause& pause,
+            RunHost& run_host, SchedulerHost& host, SchedulerActions actions);
 
   /// Switches the ticks on, the first one in a second, or off.
   void SetSchedulerTimer(bool on);
   bool TimerOn() const { return timer_on_; }
 
   /// One firing of the timer. Runs the jobs that are due, in the order of the store, and chooses
-  /// when to look again: in 2 s when something is due within the minute, else in 30 s. With
+  /// when to look again: in 2 s when something is due within the minute, else in 30 s. While the
+  /// schedule is paused it runs none, and leaves what comes due for the end of the pause. With
   /// CommandLineRun it runs the jobs of `command_line` instead and ends the program. Does nothing
   /// while a run is in progress.
   void Tick(std::u16string_view command_line);
@@ -77,6 +82,7 @@ class Scheduler {
                   const std::function<bool(std::int32_t job_index)>& report);
 
  private:
+  bool Paused();
   void RunDueJobs();
   void RunJobsByName(std::span<const std::u16string> names);
   void RunRow(std::int32_t row);
@@ -87,12 +93,14 @@ class Scheduler {
   Clock& clock_;
   RunState& state_;
   JobStore& store_;
+  const SchedulePause& pause_;
   RunHost& run_host_;
   SchedulerHost& host_;
   const SchedulerActions actions_;
   bool timer_on_ = false;
-  int ran_ = 0;               ///< jobs run in this tick
-  std::int64_t nearest_ = 0;  ///< whole minutes until some job is due, as this tick saw it
+  std::optional<DateTime> paused_;  ///< as the last tick saw it
+  int ran_ = 0;                     ///< jobs run in this tick
+  std::int64_t nearest_ = 0;        ///< whole minutes until some job is due, as this tick saw it
 };
 
 }  // namespace kavrel

@@ -39,6 +39,13 @@ namespace {
 constexpr QSize kDesignSize{920, 560};
 constexpr int kWakeEveryMs = 1000;
 
+/// What follows the clock in the status bar.
+QString PauseStatus(const SchedulePause& pause, const std::optional<DateTime>& end) {
+  if (end) return QStringLiteral("　　") + ToQString(PauseText(*end));
+  if (!pause.LastError()) return {};
+  return QStringLiteral("　　無法讀取「%1」，排程照常執行").arg(ToQString(pause.Path()));
+}
+
 /// A plain widget would be one of many panes to a screen reader.
 QAccessibleInterface* MakeAccessible(const QString& class_name, QObject* object) {
   if (class_name != QLatin1String(FrmMain::staticMetaObject.className())) return nullptr;
@@ -95,6 +102,7 @@ void FrmMain::BuildControls() {
           [this] { OpenExclusions(*program_, this); });
   connect(options_, &OptionsMenu::ShortcutsWanted, this, &FrmMain::MakeShortcuts);
   connect(options_, &OptionsMenu::DrivesWanted, this, &FrmMain::EditDrives);
+  connect(options_, &OptionsMenu::PauseChosen, this, &FrmMain::TakePause);
   panel_ = new RunPanel(captions_, file_bar_);
   run_ = std::make_unique<RunShow>(*program_, *panel_, status_bar_);
   care_ = new BackupCare(*program_, *run_, *log_, this);
@@ -408,8 +416,10 @@ void FrmMain::ShowHealth() {
   const std::vector<BackupJob>& jobs = program_->Store.Jobs;
   const std::vector<LogRow>& rows = program_->LogRows.Rows();
   const DateTime now = program_->Context.Clock.Now();
-  jobs_->ShowHealth(JudgeJobs(jobs, rows, now, run_->Job()));
-  tray_->ShowHealth(JudgeRuns(jobs, rows, now));
+  const std::optional<DateTime> pause = program_->Pause.End();
+  jobs_->ShowHealth(JudgeJobs(jobs, rows, now, run_->Job(), pause.has_value()));
+  tray_->ShowHealth(JudgeRuns(jobs, rows, now, pause));
+  pause_text_ = PauseStatus(program_->Pause, pause);
 }
 
 void FrmMain::OpenMessage() {
@@ -500,6 +510,18 @@ void FrmMain::TimesSetRight(const BackupJob& job, DateTime) {
   });
 }
 
+void FrmMain::PauseChanged(const std::optional<DateTime>&) {
+  ShowHealth();
+}
+
+void FrmMain::TakePause() {
+  ShowHealth();
+  if (program_->State.RunBusy) return;
+  ShowStatus();
+  // What is due after a pause need not wait for the next tick.
+  if (program_->Scheduler.TimerOn()) program_->Scheduler.SetSchedulerTimer(true);
+}
+
 void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   TellBeside(*this, QStringLiteral("檔案「%1」已被其他程式變更，該版本已另存為「%2」。")
                         .arg(ToQString(path), ToQString(copy)));
@@ -523,12 +545,16 @@ void FrmMain::SetTickTimer(bool on, std::uint32_t milliseconds) {
 
 void FrmMain::TimerWake_Timer() {
   if (EndIfInterrupted()) return;
+  if (ToCivil(program_->Context.Clock.Now()).Second % 10 == 0) ShowHealth();
+  ShowStatus();
+}
+
+void FrmMain::ShowStatus() {
   const CivilTime now = ToCivil(program_->Context.Clock.Now());
   std::u16string text = Decimal(now.Year, 4) + u" 年 " + Decimal(now.Month, 2) + u" 月 " +
                         Decimal(now.Day, 2) + u" 日 " + Decimal(now.Hour, 2) + u" 時 " +
                         Decimal(now.Minute, 2) + u" 分 " + Decimal(now.Second, 2) + u" 秒";
-  status_bar_.SetText(0, ToQString(text));
-  if (now.Second % 10 == 0) ShowHealth();
+  status_bar_.SetText(0, ToQString(text) + pause_text_);
 }
 
 // ---- Seen, hidden, ended ----

@@ -53,6 +53,7 @@ class FrmMain : public QWidget, public ProgramHost {
   void LayOut() override;
   void AskPastDue(PastDueQuestion& question) override;
   void TimesSetRight(const BackupJob& job, DateTime was) override;
+  void PauseChanged(const std::optional<DateTime>& end) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
   bool AskGoOn(const RunQuestion& question) override;
   void PumpMessages() override;
@@ -99,6 +100,8 @@ class FrmMain : public QWidget, public ProgramHost {
   /// Asks where the drives are that jobs name and that lead nowhere, once for each.
   void AskAboutDrives();
   void EditDrives();
+  /// Somebody began or ended a pause of the schedule.
+  void TakePause();
   void AskAndRun(int row);
   void AskAndRestore(int row);
   void PreviewAndRun(int row);
@@ -108,6 +111,8 @@ class FrmMain : public QWidget, public ProgramHost {
   void ShowEnd(const RunEnd& end);
 
   void ShowHealth();
+  /// The clock, and a pause of the schedule.
+  void ShowStatus();
   void OpenMessage();
   /// The log of that path; without one, the list of all.
   void OpenLog(const std::u16string& path);
@@ -132,6 +137,7 @@ class FrmMain : public QWidget, public ProgramHost {
   BackupCare* care_ = nullptr;
   std::unique_ptr<RunShow> run_;
   QStringList set_right_;  ///< lines about jobs whose times a wrong clock had moved, not told yet
+  QString pause_text_;     ///< what the status bar tells of a pause; empty while there is none
   std::optional<int> selected_;  ///< during a batch: the row that the user had selected
   QTimer timer_min_, timer_wake_;
   bool hide_at_start_ = false, focus_list_ = false, asking_ = false, ended_ = false;

@@ -28,6 +28,10 @@ void DrawSign(QPainter& painter, Health health, const QRectF& mark) {
     case Health::Running:
       painter.drawPolyline(QPolygonF{at(0.40, 0.28), at(0.68, 0.5), at(0.40, 0.72)});
       break;
+    case Health::Paused:
+      painter.drawLine(at(0.38, 0.32), at(0.38, 0.68));
+      painter.drawLine(at(0.62, 0.32), at(0.62, 0.68));
+      break;
     default:
       painter.drawLine(at(0.32, 0.32), at(0.68, 0.68));
       painter.drawLine(at(0.68, 0.32), at(0.32, 0.68));
@@ -42,6 +46,8 @@ QColor FillColour(Health health) {
       return {245, 190, 30};
     case Health::Running:
       return {40, 100, 190};
+    case Health::Paused:
+      return {110, 110, 110};
     default:
       return {205, 40, 30};
   }

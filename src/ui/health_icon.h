@@ -8,7 +8,7 @@
 namespace kavrel {
 
 /// The icon with a mark in its corner: a tick on green, a bar on yellow, a cross on red, an arrow
-/// on blue; nothing while nothing is known.
+/// on blue, two bars on grey; nothing while nothing is known.
 QIcon MarkedIcon(const QIcon& plain, Health health);
 /// The program's icon with its mark.
 QIcon HealthIcon(Health health);

@@ -6,6 +6,7 @@
 #include "ui/desktop_open.h"
 #include "ui/guide.h"
 #include "ui/menu_kit.h"
+#include "ui/pause_menu.h"
 #include "ui/qt_text.h"
 
 namespace kavrel {
@@ -26,7 +27,8 @@ OptionsMenu::OptionsMenu(Program& program, QWidget* window, const ProductAddress
       window_(window),
       options_(MakeMenu(window, QStringLiteral("MnuSet"))),
       help_(MakeMenu(window, QStringLiteral("mnuHelp"))),
-      guide_(new GuideKey(window)) {
+      guide_(new GuideKey(window)),
+      pause_(new PauseMenu(program, window)) {
   BuildSwitches();
   options_->addSeparator();
   BuildChoices();
@@ -82,6 +84,8 @@ void OptionsMenu::BuildChoices() {
   priority_ = AddChoices(submenu("mnuPriority", u"備份優先權"), QStringLiteral("mnuSetPriority"),
                          {u"即時", u"高", u"標準以上", u"標準", u"標準以下", u"低"},
                          [this](int index) { program_.Settings.SetProcessPriority(index); });
+  options_->addMenu(pause_->Menu());
+  connect(pause_, &PauseMenu::Chosen, this, &OptionsMenu::PauseChosen);
 }
 
 void OptionsMenu::BuildHelp(const ProductAddresses& addresses) {

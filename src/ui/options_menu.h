@@ -11,6 +11,7 @@ class QActionGroup;
 namespace kavrel {
 
 class GuideKey;
+class PauseMenu;
 
 /// Where the project is to be found, as the build was told; empty where it has no such place.
 struct ProductAddresses {
@@ -36,6 +37,7 @@ class OptionsMenu : public QObject {
   void ExclusionsWanted();
   void ShortcutsWanted();
   void DrivesWanted();
+  void PauseChosen();
 
  private:
   void BuildSwitches();
@@ -49,6 +51,7 @@ class OptionsMenu : public QObject {
   QMenu* options_;
   QMenu* help_;
   GuideKey* guide_;
+  PauseMenu* pause_;
   QAction *start_, *start_min_, *sound_, *exclusions_, *exclusions_on_, *shortcut_, *web_;
   QActionGroup *restore_, *compression_, *priority_;
 };

@@ -125,6 +125,27 @@ TEST(ProgramStart, AStoreThatIsAYearBehindStartsAtOnce) {
   }
 }
 
+TEST(ProgramStart, InAPauseNobodyIsAskedAndItsEndIsLikeThatOfAnyGap) {
+  StartedProgram started;
+  started.StoreJobs(1);
+  const DateTime missed = started.Program.Store.Jobs[0].NextRun;
+  ASSERT_EQ(started.Program.Pause.Begin(started.Clock.Now() + hours(1)), 0);
+  started.Program.Start({});
+  started.Program.Tick();
+  EXPECT_EQ(started.Host.Asked, 0);
+  EXPECT_EQ(started.Host.Steps.find("run:"), std::string::npos) << started.Host.Steps;
+  EXPECT_EQ(started.Program.Store.Jobs[0].NextRun, missed);
+  started.Clock.Advance(3600000);
+  started.Program.Tick();
+  EXPECT_NE(started.Host.Steps.find("run:0"), std::string::npos) << started.Host.Steps;
+  EXPECT_GT(started.Program.Store.Jobs[0].NextRun, started.Clock.Now());
+
+  started.Program.Store.Jobs[0].NextRun = missed;
+  started.Program.Store.SaveJobs();
+  started.Program.ReloadJobs();
+  EXPECT_EQ(started.Host.Asked, 1) << "it was over when the program began";
+}
+
 TEST(ProgramStart, AnUnreadableStoreIsToldAndKept) {
   StartedProgram run;
   std::filesystem::create_directory(run.Temp.Home() / "Backup.rtm");

@@ -30,6 +30,15 @@ class RunHealthTest : public testing::Test {
   RunHealth Judge() const { return JudgeRuns(jobs_, rows_, now_); }
 };
 
+TEST_F(RunHealthTest, APauseIsToldBeforeAllElseAndNothingIsOverdueInIt) {
+  jobs_[0].NextRun = now_ - std::chrono::hours(1);
+  AddRow(u"文件", u"備份中斷");
+  EXPECT_EQ(Judge().Overdue, Names{u"照片"});
+  const RunHealth paused = JudgeRuns(jobs_, rows_, now_, now_ + std::chrono::minutes(30));
+  EXPECT_EQ(paused.State, Health::Paused);
+  EXPECT_EQ(HealthText(paused), u"排程已暫停至 2026/11/24 下午 03:30:00\n最近的備份有問題：文件");
+}
+
 TEST_F(RunHealthTest, TheLastRunOfEachJobCounts) {
   EXPECT_EQ(Judge(), (RunHealth{Health::Unknown, {}, {}}));
   AddRow(u"照片", u"備份完成", u"1,024");

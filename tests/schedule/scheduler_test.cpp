@@ -65,6 +65,9 @@ class SchedulerTest : public testing::Test, protected ProgramHost {
   }
   void JobEnded(std::int32_t) override {}
   void TimesSetRight(const BackupJob& job, DateTime) override { Note("right:" + ToUtf8(job.Name)); }
+  void PauseChanged(const std::optional<DateTime>& end) override {
+    Note(!end ? "goes-on" : *end == kNoEnd ? "paused" : "paused-until");
+  }
   void Attract() override { Note("attract"); }
   void EndProgram() override { Note("end"); }
 
@@ -72,6 +75,7 @@ class SchedulerTest : public testing::Test, protected ProgramHost {
   SetClock Clock{2009, 9, 23, 14, 8, 59};
   RunState State;
   JobStore Store{Temp.Files()};
+  SchedulePause Pause{Temp.Files(), Clock};
   std::string Events;
   bool TimerOn = false;
   std::uint32_t Interval = 0;
@@ -80,6 +84,7 @@ class SchedulerTest : public testing::Test, protected ProgramHost {
       Clock,
       State,
       Store,
+      Pause,
       *this,
       *this,
       {[this](BackupJob& job) { RunBackupJob(job); }, [this] { Note("priority"); },
@@ -154,6 +159,36 @@ TEST_F(SchedulerTest, ARecordThatLeadsNowhereIsNeverRun) {
   Add(u"no day", kTenPast - hours(1)).RefusedDays = 0xFE;
   EXPECT_EQ(Tick(), "");
   EXPECT_EQ(Interval, 30000u);
+}
+
+TEST_F(SchedulerTest, InAPauseNothingRunsByItselfAndAfterItOnceWhatCameDue) {
+  Clock.Set(kTenPast);
+  Add(u"A", kTenPast - hours(1));
+  const DateTime off = Add(u"off", kTenPast - hours(1), false).NextRun;
+  ASSERT_EQ(Pause.Begin(kTenPast + minutes(50)), 0);
+  EXPECT_EQ(Tick(), "paused-until");
+  EXPECT_EQ(Interval, 30000u);
+  Clock.Advance(49 * 60000 + 30000);
+  EXPECT_EQ(Tick(), "");
+  EXPECT_EQ(Interval, 2000u) << "its end is near";
+  EXPECT_EQ(Store.Jobs[1].NextRun, off);
+  Events.clear();
+  Scheduler.RunCheckedJobs();
+  EXPECT_EQ(Events, "disable priority start:0 run:A row:0" + std::string(kBatchEnd))
+      << "by hand all is as ever";
+  Clock.Set(kTenPast + minutes(50));
+  EXPECT_EQ(Tick(), "goes-on priority disable start:0 run:A row:0 row:1" + std::string(kBatchEnd))
+      << "five times were missed";
+  EXPECT_EQ(Tick(), "");
+  ASSERT_EQ(Pause.Begin(kNoEnd), 0);
+  Clock.Advance(3600000);
+  EXPECT_EQ(Tick(), "paused");
+  State.CommandLineRun = true;
+  EXPECT_EQ(Tick(u"A"), "disable start:0 run:A row:0 normal no-panels save-log sound end");
+  State.CommandLineRun = false;
+  Clock.Advance(24 * 3600000);
+  ASSERT_EQ(Pause.Resume(), 0);
+  EXPECT_EQ(Tick(), "goes-on priority disable start:0 run:A row:0 row:1" + std::string(kBatchEnd));
 }
 
 TEST_F(SchedulerTest, NamedJobsRunInTheirOrderAndEndTheProgram) {
