@@ -60,7 +60,10 @@ SchedulerActions Program::Actions() {
                             {}});
           },
           [this] { PlayCompletionSound(); },
-          [this](std::u16string_view name) { named_runs_.NoSuchJob(name); }};
+          [this](std::u16string_view name) {
+            // What was handed over was there by then; somebody has removed it since.
+            if (State.CommandLineRun) named_runs_.NoSuchJob(name);
+          }};
 }
 
 bool Program::Start(std::u16string_view command_line) {
@@ -86,6 +89,15 @@ bool Program::Start(std::u16string_view command_line) {
   host_.LayOut();
   TrimWorkingSet();
   return readable;
+}
+
+std::vector<std::u16string> Program::RunNext(std::span<const std::u16string> names) {
+  std::vector<std::u16string> known, missing;
+  for (const std::u16string& name : names) {
+    (Store.FindJob(name) >= 0 ? known : missing).push_back(name);
+  }
+  Scheduler.RunNext(std::move(known));
+  return missing;
 }
 
 void Program::Shutdown() {

@@ -4,7 +4,10 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "app/named_runs.h"
 #include "app/program_host.h"
@@ -41,7 +44,10 @@ class Program {
   /// same and keeps the file as it is.
   bool Start(std::u16string_view command_line);
   /// One firing of the timer that the host was told to set.
-  void Tick() { Scheduler.Tick(command_line_); }
+  void Tick() { Scheduler.Tick(std::exchange(command_line_, {})); }
+  /// Has these jobs run next, which another start of the program was given; gives the names of
+  /// those that there are not.
+  std::vector<std::u16string> RunNext(std::span<const std::u16string> names);
   /// The end of a program that was started: the store and the program log are saved.
   void Shutdown();
 

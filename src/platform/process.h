@@ -31,6 +31,12 @@ class ProcessLock {
   int handle_ = -1;
 };
 
+/// Where the program that has this folder listens for others that are started over it: a socket's
+/// path, or a pipe's name. Only its user can reach it there. Empty where there is no such place.
+std::u16string StartAddress(std::u16string_view program_folder);
+/// Lets another program's window come to the front, which the system may grant to this one alone.
+void LetOthersComeForward();
+
 /// Lets the process open as many files as the system allows it to: a walk keeps two folders open
 /// for each level of the tree.
 void RaiseOpenFileLimit();

@@ -58,22 +58,39 @@ void Scheduler::Tick(std::u16string_view command_line) {
     actions_.SaveProgramLog();
   }
   if (state_.CommandLineRun) {
-    const std::vector<std::u16string> names = SplitArguments(command_line);
     host_.EnableControls(false);
-    RunJobsByName(names);
-    ran_ = static_cast<int>(names.size());
-  } else if (!Paused()) {
-    RunDueJobs();
+    RunJobsByName(SplitArguments(command_line));
+    while (!queue_.empty()) RunJobsByName(std::exchange(queue_, {}));
+    ran_ = 1;
+  } else {
+    RunQueue();
+    if (!Paused()) RunDueJobs();
   }
   if (ran_ > 0) EndBatch();
   state_.RunBusy = false;
-  if (state_.CommandLineRun) {
+  // At the end of a batch the windows' events are handled: somebody may have come.
+  if (!queue_.empty()) {
+    SetTimer(true, kFirstTick);
+  } else if (state_.CommandLineRun) {
     host_.EndProgram();
   } else if (state_.CancelRequested) {
     SetSchedulerTimer(false);
   } else {
     SetTimer(true, nearest_ <= 1 ? kSoon : kLater);
   }
+}
+
+void Scheduler::RunNext(std::vector<std::u16string> names) {
+  for (std::u16string& name : names) queue_.push_back(std::move(name));
+  if (!state_.RunBusy && timer_on_) SetTimer(true, kFirstTick);
+}
+
+void Scheduler::RunQueue() {
+  if (queue_.empty()) return;
+  actions_.ApplyProcessPriority();
+  host_.EnableControls(false);
+  while (!queue_.empty()) RunJobsByName(std::exchange(queue_, {}));
+  ran_ = 1;
 }
 
 bool Scheduler::SetTimesRight() {
@@ -108,7 +125,7 @@ bool Scheduler::Paused() {
 
 void Scheduler::RunDueJobs() {
   for (std::int32_t row = 0; row < std::ssize(store_.Jobs); ++row) {
-    if (state_.CancelRequested) return;
+    if (state_.CancelRequested || !queue_.empty()) return;
     const BackupJob& job = store_.Jobs[static_cast<std::size_t>(row)];
     if (job.Deleted) continue;
     // It would stay due for ever and run again and again.

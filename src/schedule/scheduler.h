@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "core/job_store.h"
 #include "core/run_host.h"
@@ -65,9 +66,13 @@ class Scheduler {
   /// One firing of the timer. Runs the jobs that are due, in the order of the store, and chooses
   /// when to look again: in 2 s when something is due within the minute, else in 30 s. While the
   /// schedule is paused it runs none, and leaves what comes due for the end of the pause. With
-  /// CommandLineRun it runs the jobs of `command_line` instead and ends the program. Does nothing
-  /// while a run is in progress.
+  /// CommandLineRun it runs the jobs of `command_line` instead, and what came next meanwhile, and
+  /// ends the program. Does nothing while a run is in progress.
   void Tick(std::u16string_view command_line);
+
+  /// These jobs run next, due or not, in a pause as well: after the run at work and before all that
+  /// is due. Where the timer is off they wait for it.
+  void RunNext(std::vector<std::u16string> names);
 
   /// Sets right, and tells, what the program did to times while the clock was ahead; true when
   /// there was anything. Every tick does it, and stores it.
@@ -83,6 +88,7 @@ class Scheduler {
 
  private:
   bool Paused();
+  void RunQueue();
   void RunDueJobs();
   void RunJobsByName(std::span<const std::u16string> names);
   void RunRow(std::int32_t row);
@@ -98,9 +104,10 @@ class Scheduler {
   SchedulerHost& host_;
   const SchedulerActions actions_;
   bool timer_on_ = false;
-  std::optional<DateTime> paused_;  ///< as the last tick saw it
-  int ran_ = 0;                     ///< jobs run in this tick
-  std::int64_t nearest_ = 0;        ///< whole minutes until some job is due, as this tick saw it
+  std::optional<DateTime> paused_;     ///< as the last tick saw it
+  std::vector<std::u16string> queue_;  ///< names of jobs that are to run next
+  int ran_ = 0;                        ///< jobs run in this tick
+  std::int64_t nearest_ = 0;           ///< whole minutes until some job is due, as this tick saw it
 };
 
 }  // namespace kavrel

@@ -26,6 +26,7 @@
 #include "ui/main_toolbar.h"
 #include "ui/message_box.h"
 #include "ui/options_menu.h"
+#include "ui/other_start.h"
 #include "ui/qt_text.h"
 #include "ui/result_bar.h"
 #include "ui/run_panel.h"
@@ -82,6 +83,15 @@ void FrmMain::Start(Program& program, std::u16string_view command_line) {
                  ToQString(ApiErrorText(program.Store.LastError()))));
   }
   if (!hide_at_start_ && !program.State.CommandLineRun) AskAboutDrives();
+}
+
+std::optional<std::vector<std::u16string>> FrmMain::TakeStart(const OtherStart& start) {
+  if (ended_ || !program_) return std::nullopt;
+  if (!start.Jobs.empty()) return program_->RunNext(start.Jobs);
+  // The toolkit shows it to the desktop, which else may leave the window where it is.
+  if (!start.Activation.empty()) qputenv("XDG_ACTIVATION_TOKEN", start.Activation.c_str());
+  ShowWindow();
+  return std::vector<std::u16string>();
 }
 
 // ---- Building ----
@@ -575,7 +585,8 @@ void FrmMain::ShowWindow() {
   setWindowState(windowState() & ~Qt::WindowMinimized);
   show();
   raise();
-  activateWindow();
+  QWidget* modal = QApplication::activeModalWidget();
+  (modal ? modal : this)->activateWindow();
 }
 
 void FrmMain::HideWindow() {

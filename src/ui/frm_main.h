@@ -23,6 +23,7 @@ class ResultBar;
 class RunPanel;
 class RunShow;
 class Tray;
+struct OtherStart;
 struct RunEnd;
 
 class FrmMain : public QWidget, public ProgramHost {
@@ -39,6 +40,10 @@ class FrmMain : public QWidget, public ProgramHost {
   bool ExitRequested = false;
   /// The program has ended: everything is saved, and nothing is shown any more.
   bool HasEnded() const { return ended_; }
+
+  /// Takes what another start of the program wants; gives the names of jobs that there are not.
+  /// Nothing once the program has ended: that start is to go on by itself.
+  std::optional<std::vector<std::u16string>> TakeStart(const OtherStart& start);
 
   /// Hides the window when it is seen, else shows it. Without a tray it is only made small.
   void ToggleMainWindow();

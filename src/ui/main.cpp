@@ -21,11 +21,15 @@
 #include "ui/frm_main.h"
 #include "ui/icons.h"
 #include "ui/message_box.h"
+#include "ui/other_start.h"
 #include "ui/qt_text.h"
 #include "ui/row_colours.h"
 
 namespace kavrel {
 namespace {
+
+// For the process that has the folder, in milliseconds.
+constexpr std::uint32_t kPatience = 5000, kRetry = 100;
 
 constexpr const char* kUsage =
     "Usage: kavrel [--home DIR] [--debug FILE] [--] [JOB...]\n"
@@ -100,6 +104,43 @@ int Refuse(const Arguments& arguments, const QString& reason) {
   return 2;
 }
 
+/// Takes the program folder for this process. Where another one has it, that gets what this one
+/// was to do; gives the exit code of a process that is to end.
+std::optional<int> EndAsSecond(Program& program, const std::u16string& folder,
+                               const Arguments& arguments) {
+  const OtherStart start{arguments.Jobs, qgetenv("XDG_ACTIVATION_TOKEN").toStdString()};
+  std::u16string holder;
+  int nobody = 0;
+  SystemClock clock;
+  const std::uint64_t end = clock.TickCount() + kPatience;
+  for (std::uint64_t now = clock.TickCount(); now < end; now = clock.TickCount()) {
+    if (program.Lock(u"kavrel")) return std::nullopt;
+    holder = ProcessLock::Holder(folder);
+    // They may have gone in between; a second refusal is the disk's.
+    if (holder.empty() && ++nobody > 1) break;
+    LetOthersComeForward();
+    std::vector<std::u16string> missing;
+    if (HandOver(StartAddress(folder), start, missing, static_cast<int>(end - now)) ==
+        HandedOver::Yes) {
+      for (const std::u16string& name : missing) {
+        std::cerr << "kavrel: " << ToUtf8(u"找不到排程「" + name + u"」") << '\n';
+      }
+      return missing.empty() ? kDone : kNoSuchJob;
+    }
+    // One that has only begun, or is about to end, does not listen.
+    clock.Sleep(kRetry);
+  }
+  if (holder.empty()) {
+    return Refuse(
+        arguments,
+        QStringLiteral("無法開啟程式資料夾中的鎖定檔 Kavrel.lock，請檢查資料夾的權限。\n") +
+            ToQString(folder));
+  }
+  const QString reason = QStringLiteral("程式資料夾正由 %1 使用").arg(ToQString(holder));
+  return Refuse(arguments, reason + (arguments.Jobs.empty() ? QStringLiteral("。")
+                                                            : QStringLiteral("，排程沒有執行。")));
+}
+
 /// Takes "--" and what stands behind it off: names of jobs, whatever they look like. Neither this
 /// program nor the toolkit reads them as options.
 std::vector<std::u16string> TakeNames(std::vector<std::string>& words) {
@@ -149,26 +190,16 @@ int Run(std::vector<std::string> words) {
   SystemClock clock;
   FrmMain window;
   Program program(*folder, SettingsFile(arguments.Home), clock, window);
-  if (!program.Lock(u"kavrel")) {
-    // Somebody else has the folder: this window is not needed, but nobody runs the jobs.
-    if (const std::u16string holder = ProcessLock::Holder(*folder); !holder.empty()) {
-      if (arguments.Jobs.empty()) return 0;
-      return Refuse(
-          arguments,
-          QStringLiteral("程式資料夾正由 %1 使用，排程沒有執行。").arg(ToQString(holder)));
-    }
-    // They may have gone in between; a second refusal is the disk's.
-    if (!program.Lock(u"kavrel")) {
-      return Refuse(
-          arguments,
-          QStringLiteral("無法開啟程式資料夾中的鎖定檔 Kavrel.lock，請檢查資料夾的權限。\n") +
-              ToQString(*folder));
-    }
-  }
+  if (const std::optional<int> code = EndAsSecond(program, *folder, arguments)) return *code;
+  StartListener listener([&window](const OtherStart& start) { return window.TakeStart(start); });
+  listener.Listen(StartAddress(*folder));
   RaiseOpenFileLimit();
   WatchForInterrupt();
   QApplication::setQuitOnLastWindowClosed(false);
-  QObject::connect(&window, &FrmMain::Ended, &app, [] { QCoreApplication::exit(0); });
+  QObject::connect(&window, &FrmMain::Ended, &app, [&listener] {
+    listener.Close();
+    QCoreApplication::exit(0);
+  });
   window.Start(program, JoinArguments(arguments.Jobs));
   const int code = window.HasEnded() ? 0 : QApplication::exec();
   for (const std::u16string& trouble : program.RunsByName().Troubles()) {

@@ -191,6 +191,36 @@ TEST_F(SchedulerTest, InAPauseNothingRunsByItselfAndAfterItOnceWhatCameDue) {
   EXPECT_EQ(Tick(), "goes-on priority disable start:0 run:A row:0 row:1" + std::string(kBatchEnd));
 }
 
+TEST_F(SchedulerTest, WhatIsHandedOverRunsBeforeWhatIsDue) {
+  Clock.Set(kTenPast);
+  Add(u"A", kTenPast);
+  Add(u"B", kTenPast);
+  Add(u"off", kTenPast + hours(5), false);
+  Scheduler.SetSchedulerTimer(true);
+  AtRun = [&](const BackupJob& job) {
+    if (job.Name == u"A") Scheduler.RunNext({u"off", u"gone"});
+  };
+  EXPECT_EQ(Tick(), "priority disable start:0 run:A row:0" + std::string(kBatchEnd));
+  EXPECT_EQ(Interval, 1000u) << "the rest of what is due waits";
+  EXPECT_EQ(Tick(),
+            "priority disable start:2 run:off row:2 missing:gone attract priority disable start:1 "
+            "run:B row:1" +
+                std::string(kBatchEnd));
+  EXPECT_EQ(Interval, 30000u);
+  Scheduler.RunNext({u"A"});
+  EXPECT_EQ(Interval, 1000u) << "nothing is at work";
+  AtRun = nullptr;
+  ASSERT_EQ(Pause.Begin(kNoEnd), 0);
+  EXPECT_EQ(Tick(), "priority disable start:0 run:A row:0 paused" + std::string(kBatchEnd));
+
+  State.CommandLineRun = true;
+  AtRun = [&](const BackupJob& job) {
+    if (job.Name == u"A") Scheduler.RunNext({u"B"});
+  };
+  EXPECT_EQ(Tick(u"A"),
+            "disable start:0 run:A row:0 start:1 run:B row:1 normal no-panels save-log sound end");
+}
+
 TEST_F(SchedulerTest, NamedJobsRunInTheirOrderAndEndTheProgram) {
   State.CommandLineRun = true;
   Add(u"Daily docs", kTenPast + hours(5));

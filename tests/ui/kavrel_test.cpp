@@ -46,12 +46,24 @@ TEST_F(KavrelTest, RunsHidesComesBackAndEnds) {
   const auto kavrel = StartKavrel(temp_.Home());
   ASSERT_TRUE(Becomes(InSight));
   EXPECT_TRUE(Becomes([&] { return fs::exists(temp_.DriveD() / "dst/檔案.txt"); }));
-  EXPECT_EQ(RunCommand({KAVREL, "--home", temp_.Home().string()}).ExitCode, 0)
-      << "a second one ends at once";
+  const auto second = [&](const std::string& job) {
+    std::vector<std::string> command{KAVREL, "--home", temp_.Home().string()};
+    if (!job.empty()) command.push_back(job);
+    return RunCommand(command).ExitCode;
+  };
+  fs::remove(temp_.DriveD() / "dst/檔案.txt");
+  EXPECT_EQ(second("照片"), 0);
+  EXPECT_TRUE(Becomes([&] { return fs::exists(temp_.DriveD() / "dst/檔案.txt"); }))
+      << "handed over to the one that runs";
+  EXPECT_EQ(second("沒有"), 3);
 
   CloseWindow();
   ASSERT_TRUE(Becomes([] { return !InSight(); }));
   EXPECT_EQ(kill(kavrel->Process(), 0), 0) << "it is only hidden";
+  EXPECT_EQ(second({}), 0) << "a second one ends at once";
+  EXPECT_TRUE(Becomes(InSight)) << "and brings the first one back";
+  CloseWindow();
+  ASSERT_TRUE(Becomes([] { return !InSight(); }));
   ClickTray();
   ASSERT_TRUE(Becomes(InSight));
   ClickTray(3);

@@ -7,11 +7,13 @@
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 
 #include "base/text.h"
 #include "platform/posix/native.h"
@@ -93,6 +95,23 @@ std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
   note.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
   return note.empty() ? u"(process ?)" : FromUtf8(note);
 }
+
+std::u16string StartAddress(std::u16string_view program_folder) {
+  struct stat folder, runtime;
+  if (stat(ToUtf8(program_folder).c_str(), &folder) != 0) return {};
+  const std::string name =
+      "kavrel-" + std::to_string(folder.st_dev) + "-" + std::to_string(folder.st_ino) + ".socket";
+  // The session's own folder, unless others could have put something there.
+  const char* place = getenv("XDG_RUNTIME_DIR");
+  if (place && *place == '/' && stat(place, &runtime) == 0 && S_ISDIR(runtime.st_mode) &&
+      runtime.st_uid == geteuid() && (runtime.st_mode & 022) == 0) {
+    return FromUtf8(std::string(place) + "/" + name);
+  }
+  if (folder.st_uid != geteuid() || (folder.st_mode & 022) != 0) return {};
+  return std::u16string(program_folder) + u"/Kavrel.socket";
+}
+
+void LetOthersComeForward() {}
 
 void RaiseOpenFileLimit() {
   // Far deeper than any tree; programs that we start may walk through all their numbers.

@@ -6,6 +6,7 @@
 
 #include <atomic>
 
+#include "base/number.h"
 #include "base/text.h"
 #include "platform/win32/native.h"
 // Behind the system's header, which it needs.
@@ -88,6 +89,23 @@ std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
   if (!ReadFile(file.Get(), note.data(), static_cast<DWORD>(note.size()), &got, nullptr)) got = 0;
   note.resize(got);
   return note.empty() ? u"(process ?)" : FromUtf8(note);
+}
+
+std::u16string StartAddress(std::u16string_view program_folder) {
+  const Handle folder(CreateFileW(win32::LongPathBuffer(std::u16string(program_folder)).c_str(), 0,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!folder || !GetFileInformationByHandle(folder.Get(), &info)) return {};
+  wchar_t user[257] = L"";
+  DWORD length = 257;
+  GetUserNameW(user, &length);
+  return u"kavrel-" + win32::Narrow(user) + u"-" + Decimal(info.dwVolumeSerialNumber) + u"-" +
+         Decimal(info.nFileIndexHigh) + u"-" + Decimal(info.nFileIndexLow);
+}
+
+void LetOthersComeForward() {
+  AllowSetForegroundWindow(ASFW_ANY);
 }
 
 // A process may have millions of handles here.
