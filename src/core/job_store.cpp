@@ -104,12 +104,18 @@ std::vector<BackupJob> ReadJobs(std::string_view bytes, bool& understood) {
   return jobs;
 }
 
+/// Whether a path begins as one of the kinds that jobs have.
+bool IsFullPath(std::u16string_view path) {
+  const bool drive = path.size() > 1 && path[1] == u':';
+  return drive || IsPosixPath(path) || PathKind(path) != 1;
+}
+
 /// Whether this is the content of a store that has something to offer.
 bool HoldsAJob(std::string_view bytes) {
   bool understood = true;
   const std::vector<BackupJob> jobs = ReadJobs(bytes, understood);
   return std::any_of(jobs.begin(), jobs.end(), [](const BackupJob& job) {
-    return !Trim(job.Name).empty() && !Trim(job.Source.Path).empty();
+    return !Trim(job.Name).empty() && IsFullPath(Trim(job.Source.Path));
   });
 }
 
@@ -211,11 +217,9 @@ ErrorCode JobStore::SetAside(SharedFile& file, std::u16string_view old_name,
   const std::u16string old_path = JoinPath(file_system_.ProgramFolder(), old_name);
   const Result<FileStatus> taken = file_system_.Status(old_path);
   if (taken) {
-    const auto tell = file.Kept;
-    file.Kept = [&](std::u16string_view path, std::u16string_view copy) {
-      kept = copy;
-      if (tell) tell(path, copy);
-    };
+    // No other program has changed it: whoever imports tells what it became.
+    const auto tell = std::exchange(
+        file.Kept, [&](std::u16string_view, std::u16string_view copy) { kept = copy; });
     const ErrorCode error = file.KeepOther();
     file.Kept = tell;
     return error;
@@ -226,6 +230,13 @@ ErrorCode JobStore::SetAside(SharedFile& file, std::u16string_view old_name,
   Wipe(*bytes);
   if (!error) kept = old_path;
   return error;
+}
+
+int JobStore::CheckImport(std::u16string_view path) const {
+  Result<std::string> bytes = file_system_.ReadWhole(path);
+  const bool holds = bytes && HoldsAJob(*bytes);
+  Wipe(*bytes);
+  return bytes ? (holds ? 0 : kErrNoJobs) : bytes.Error;
 }
 
 int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {

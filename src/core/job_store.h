@@ -36,11 +36,14 @@ class JobStore {
   /// every line.
   bool SaveJobs();
 
+  /// What would stand in the way of importing this file; 0 when it is a store that holds a job: a
+  /// name, and a source that is a path.
+  int CheckImport(std::u16string_view path) const;
   /// Takes the jobs of another store file with the extras beside it: the present ones are kept as
   /// old_Backup.rtm and old_Backup.ext (where such a name is taken, as when somebody else had
   /// written them), the others take their places, extras that the other store does not have are
   /// none here either, and the jobs are loaded with the rule. Gives the error code that stood in
-  /// the way, kErrNoJobs where the other file holds none (a job has a name and a source), 0 on
+  /// the way, kErrNoJobs where the other file holds none, 0 on
   /// success; on failure both are as they were.
   int ImportJobs(std::u16string_view path, const PastDueRule& rule = {});
   /// Copies the store file into a folder, as Backup.rtm, over one that is there, and the extras

@@ -3,9 +3,6 @@
 #include <QAccessibleWidget>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QDir>
-#include <QFileDialog>
-#include <QFileInfo>
 #include <QPointer>
 #include <QShortcut>
 #include <QVBoxLayout>
@@ -18,10 +15,10 @@
 #include "platform/process.h"
 #include "ui/backup_care.h"
 #include "ui/dialogs.h"
-#include "ui/file_picker.h"
 #include "ui/icons.h"
 #include "ui/job_list.h"
 #include "ui/job_menu.h"
+#include "ui/job_transfer.h"
 #include "ui/log_view.h"
 #include "ui/main_toolbar.h"
 #include "ui/message_box.h"
@@ -226,7 +223,7 @@ void FrmMain::ToolBar_ButtonClick(int index) {
     case kShowLog:
       return ShowLog(toolbar_.ButtonChecked(kShowLog));
     case kExport:
-      return ExportJobs();
+      return ExportByDialog(*program_, *this);
     case kImport:
       return ImportJobs();
     case kExit:
@@ -277,38 +274,14 @@ void FrmMain::RunCheckedJobs() {
   TellFailure(*this, text);
 }
 
-void FrmMain::ExportJobs() {
-  const QString folder = DesktopFilePicker().PickFolder(*this, QStringLiteral("目的資料夾"), {});
-  if (folder.trimmed().isEmpty()) {
-    kavrel::Attract(*this);
-    return;
-  }
-  const std::u16string there = JoinPath(FromQString(folder), u"Backup.rtm");
-  if (program_->Files.Status(there) &&
-      !Confirm(*this, QStringLiteral("檔案已存在，您要覆蓋它嗎？\n") + ToQString(there))) {
-    return;
-  }
-  if (const int error = program_->Store.ExportJobs(FromQString(folder))) {
-    TellFailure(
-        *this,
-        QStringLiteral("無法匯出備份設定至「%1」，%2").arg(folder, ToQString(ApiErrorText(error))));
-  }
-}
-
 void FrmMain::ImportJobs() {
-  const QString path = QDir::toNativeSeparators(QFileDialog::getOpenFileName(
-      this, QStringLiteral("載入備份設定檔案"), {}, QStringLiteral("備份設定檔案 (*.Rtm *.rtm)")));
-  if (path.isEmpty()) return;
-  if (const int error = program_->ImportJobs(FromQString(path))) {
-    TellFailure(*this, QStringLiteral("無法載入備份設定檔案「%1」，%2")
-                           .arg(path, error == kErrNoJobs ? QStringLiteral("其中沒有任何備份排程。")
-                                                          : ToQString(ApiErrorText(error))));
-    return;
-  }
+  const bool ticking = program_->Scheduler.TimerOn();
+  program_->Scheduler.SetSchedulerTimer(false);
+  const bool imported = ImportByDialog(*program_, *this);
+  if (ended_) return;
+  if (ticking || imported) program_->Scheduler.SetSchedulerTimer(true);
+  if (!imported) return;
   FillJobList();
-  const QString kept = QFileInfo(ToQString(program_->Store.KeptAs())).fileName();
-  Inform(*this, QStringLiteral("原始檔名已經變更為「%1」請重新啟動本軟體檢查相關備份設定的完整性。")
-                    .arg(kept.isEmpty() ? QStringLiteral("old_Backup.rtm") : kept));
   AskAboutDrives();
 }
 

@@ -97,7 +97,6 @@ class FrmMain : public QWidget, public ProgramHost {
   void RunCheckedJobs();
   void ShowLog(bool show);
   void UpdateCaption();
-  void ExportJobs();
   void ImportJobs();
   /// Opens an editor that changes the store, with the scheduler at rest meanwhile.
   void EditJobs(const std::function<void()>& editor);

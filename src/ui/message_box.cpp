@@ -12,11 +12,22 @@ namespace kavrel {
 
 namespace {
 
+constexpr char kBesideBox[] = "boxBeside";
+
 void Tell(QWidget& owner, QMessageBox::Icon icon, const QString& text) {
   QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
   ShowPlainly(box);
   box.addButton(QStringLiteral("確定(&O)"), QMessageBox::AcceptRole);
   box.exec();
+}
+
+/// Adds what a box does not tell yet, as far as it has room.
+void AddText(QMessageBox& box, const QString& text) {
+  constexpr qsizetype kMostLines = 24;
+  const QString more = WithShortNames(text);
+  if (box.text().contains(more) || box.text().endsWith(u'…')) return;
+  const bool room = box.text().count(u'\n') + more.count(u'\n') < kMostLines;
+  box.setText(box.text() + QStringLiteral("\n\n") + (room ? more : QStringLiteral("…")));
 }
 
 bool IsYes(QWidget& owner, const QString& text, QMessageBox::Icon icon, const QString& details,
@@ -62,8 +73,12 @@ void TellFailure(QWidget& owner, const QString& text) {
 
 void TellBeside(QWidget& owner, const QString& text) {
   Attract(owner);
-  auto* box = new QMessageBox(QMessageBox::Warning, ToQString(kAppTitle), text,
-                              QMessageBox::NoButton, &owner);
+  auto* box =
+      owner.findChild<QMessageBox*>(QString::fromLatin1(kBesideBox), Qt::FindDirectChildrenOnly);
+  if (box != nullptr && box->isVisible()) return AddText(*box, text);
+  box = new QMessageBox(QMessageBox::Warning, ToQString(kAppTitle), text, QMessageBox::NoButton,
+                        &owner);
+  box->setObjectName(QString::fromLatin1(kBesideBox));
   ShowPlainly(*box);
   box->addButton(QStringLiteral("確定(&O)"), QMessageBox::AcceptRole);
   box->setAttribute(Qt::WA_DeleteOnClose);

@@ -22,7 +22,8 @@ void Warn(QWidget& owner, const QString& text);
 /// Tells that something failed.
 void TellFailure(QWidget& owner, const QString& text);
 
-/// Tells something without waiting for anybody to read it, in a box beside the window.
+/// Tells something without waiting for anybody to read it, in a box beside the window; one that is
+/// still open tells it as well.
 void TellBeside(QWidget& owner, const QString& text);
 
 /// A question whose every answer but Yes means no.

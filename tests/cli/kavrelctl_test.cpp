@@ -654,6 +654,7 @@ TEST_F(KavrelctlTest, JobsAndRulesGoToAnotherFolderAndComeBack) {
   EXPECT_EQ(Ctl({"rules", "list"}).Output.find("mine too"), std::string::npos);
   const CommandResult all = Ctl({"import", out, "--rules"});
   EXPECT_NE(all.Output.find("other_Backup.rtm"), std::string::npos) << all.Output;
+  EXPECT_EQ(all.Errors, "") << "nobody else has changed anything";
   EXPECT_NE(Ctl({"rules", "list"}).Output.find("mine too"), std::string::npos);
   EXPECT_TRUE(fs::exists(temp_.Home() / "other_Exc.txt"));
 }

@@ -506,42 +506,6 @@ TEST(FrmMain, NamedJobsRunOnceAndTheProgramEnds) {
   EXPECT_FALSE(exists(main.Backup("照片")));
 }
 
-TEST(FrmMain, ImportsAndExportsThroughTheDialogs) {
-  MainWindow main;
-  main.AddJob(u"照片");
-  main.Start();
-  const std::filesystem::path folder = main.Temp.Root() / "外部";
-  std::filesystem::create_directory(folder);
-  const auto choose = [&](const std::filesystem::path& path, const QString& title,
-                          const QList<MainWindow::Reply>& then) {
-    WhenDialog([&main, path, title, then](QWidget& dialog) {
-      auto& chooser = dynamic_cast<QFileDialog&>(dialog);
-      EXPECT_EQ(chooser.windowTitle(), title);
-      main.Answer(then);
-      chooser.findChild<QLineEdit*>("fileNameEdit")->setText(QString::fromStdString(path.string()));
-      static_cast<QDialog&>(chooser).accept();
-    });
-  };
-  choose(folder, "目的資料夾", {});
-  Click(main.Button(7));
-  const std::string exported = ReadTestFile(folder / "Backup.rtm");
-  EXPECT_EQ(exported, ReadTestFile(main.Temp.Home() / "Backup.rtm"));
-
-  BackupJob other = main.Program.Store.Jobs[0];
-  other.Name = u"匯入的";
-  WriteTestFile(folder / "other.rtm", "\xEF\xBB\xBF" + ToUtf8(FormatJobLine(other)) + "\r\n");
-  choose(folder / "other.rtm", "載入備份設定檔案", {{"原始檔名已經變更為「old_Backup.rtm」", kOk}});
-  Click(main.Button(8));
-  EXPECT_EQ(main.Answered, 1);
-  ASSERT_EQ(main.Jobs().ItemCount(), 1);
-  EXPECT_EQ(main.Jobs().ItemText(0, 0), "匯入的");
-  EXPECT_EQ(ReadTestFile(main.Temp.Home() / "old_Backup.rtm"), exported);
-
-  std::filesystem::create_directory(folder / "folder.rtm");
-  EXPECT_EQ(main.Program.ImportJobs(TempFolder::Text(folder / "folder.rtm")) != 0, true);
-  EXPECT_EQ(main.Jobs().ItemCount(), 1);
-}
-
 TEST(FrmMain, TheTrayTellsOfRunsThatNobodySaw) {
   MainWindow main;
   main.AddJob(u"照片").NextRun = *FromCivil(2026, 11, 24, 15, 5);
