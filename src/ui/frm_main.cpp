@@ -29,6 +29,7 @@
 #include "ui/run_panel.h"
 #include "ui/run_show.h"
 #include "ui/tray.h"
+#include "ui/tray_menu.h"
 
 namespace kavrel {
 
@@ -184,6 +185,11 @@ void FrmMain::CreateTrayIcon() {
   run_->SetTray(tray_);
   connect(tray_, &Tray::Click, this, &FrmMain::ToggleMainWindow);
   connect(tray_, &Tray::MessageClick, this, &FrmMain::OpenMessage);
+  auto* menu = new TrayMenu(*program_, this);
+  connect(menu, &TrayMenu::ToggleWanted, this, &FrmMain::ToggleMainWindow);
+  connect(menu, &TrayMenu::PauseChosen, this, &FrmMain::TakePause);
+  connect(menu, &TrayMenu::ExitWanted, this, &FrmMain::EndProgram);
+  tray_->SetMenu(menu->Menu());
 }
 
 void FrmMain::HideToTray() {

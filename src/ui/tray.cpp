@@ -11,7 +11,6 @@ namespace kavrel {
 
 Tray::Tray(QWidget* window) : QObject(window) {
   connect(&icon_, &clsNotifyIcon::LButtonUp, this, &Tray::Click);
-  connect(&icon_, &clsNotifyIcon::RButtonUp, this, &Tray::Click);
   connect(&icon_, &clsNotifyIcon::MessageClick, this, &Tray::MessageClick);
   idle_tip_ = ToQString(kAppTitle);
   icon_.Init(window, {}, idle_tip_);

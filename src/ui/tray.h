@@ -10,6 +10,8 @@
 #include "engine/verify.h"
 #include "ui/controls/cls_notify_icon.h"
 
+class QMenu;
+
 namespace kavrel {
 
 /// Tells of the job at work in its tip, of finished ones in messages, and with a mark on the icon
@@ -23,6 +25,8 @@ class Tray : public QObject {
   /// False where a hidden window could not be called back.
   static bool Available() { return clsNotifyIcon::Available(); }
 
+  /// What a click with the right button opens; the menu is another's.
+  void SetMenu(QMenu* menu) { icon_.SetMenu(menu); }
   void ShowIdle();
   /// The job at work; -1 percent when that is not known.
   void ShowRunning(const QString& job, int percent);
@@ -43,7 +47,7 @@ class Tray : public QObject {
   const std::u16string& MessageLog() const { return message_log_; }
 
  Q_SIGNALS:
-  /// A click with either button, or one on a message.
+  /// A click with the left button, or one on a message.
   void Click();
   void MessageClick();
   /// The desktop was given this message.

@@ -67,7 +67,11 @@ TEST_F(KavrelTest, RunsHidesComesBackAndEnds) {
   ClickTray();
   ASSERT_TRUE(Becomes(InSight));
   ClickTray(3);
-  ASSERT_TRUE(Becomes([] { return !InSight(); }));
+  // Its menu is up when it takes the keys; the first line hides the window.
+  ASSERT_TRUE(Becomes([] {
+    Press("Down Return");
+    return !InSight();
+  }));
   // A click so soon after the last one may count as a double click, which does nothing.
   ASSERT_TRUE(Becomes([] {
     ClickTray();

@@ -51,6 +51,30 @@ TEST_F(PauseMenuTest, PausesTellsSoEverywhereAndGoesOn) {
   EXPECT_FALSE(Tip().contains("暫停"));
 }
 
+TEST_F(PauseMenuTest, TheTrayHasItAsWellAndEndsTheProgramOnlyWhereNothingIsLost) {
+  main_.AddJob(u"照片");
+  main_.WriteSource("照片/一.jpg", "1");
+  main_.Start();
+  QMenu& menu = *main_.Window.findChild<QMenu*>("mnuTray");
+  QAction& exit = *main_.Action("mnuTrayExit");
+  FindAction(menu, "暫停，直到恢復為止")->trigger();
+  EXPECT_EQ(main_.Program.Pause.End(), kNoEnd);
+  EXPECT_TRUE(Status().contains("排程已暫停"));
+  WhenDialog([&](QWidget& dialog) {
+    Q_EMIT menu.aboutToShow();
+    EXPECT_FALSE(exit.isEnabled()) << "a dialog is open";
+    Press(dialog, Qt::Key_Escape);
+  });
+  main_.Button(1).click();
+  EXPECT_FALSE(main_.Window.HasEnded());
+  Q_EMIT menu.aboutToShow();
+  EXPECT_TRUE(exit.isEnabled());
+  main_.Action("mnuTrayShow")->trigger();
+  EXPECT_TRUE(!main_.Window.isVisible() || main_.Window.isMinimized());
+  exit.trigger();
+  EXPECT_TRUE(main_.Window.HasEnded());
+}
+
 TEST_F(PauseMenuTest, TellsWhenItCannotPauseOrCannotTell) {
   std::filesystem::create_directories(main_.Temp.Home() / "Pause.txt");
   main_.Start();

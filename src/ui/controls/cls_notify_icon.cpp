@@ -57,6 +57,10 @@ void clsNotifyIcon::SetIcon(const QIcon& icon) {
   if (tray_) tray_->setIcon(icon);
 }
 
+void clsNotifyIcon::SetMenu(QMenu* menu) {
+  if (tray_) tray_->setContextMenu(menu);
+}
+
 void clsNotifyIcon::RefreshIcon() {
   if (!tray_) return;
   tray_->setIcon(icon_);

@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QString>
 
+class QMenu;
 class QSystemTrayIcon;
 class QWidget;
 
@@ -33,6 +34,8 @@ class clsNotifyIcon : public QObject {
   void AddIcon();
   void RemoveIcon();
   void SetIcon(const QIcon& icon);
+  /// Opens at a click with the right button, which is told all the same. The menu is another's.
+  void SetMenu(QMenu* menu);
   /// Applies icon and tooltip once more.
   void RefreshIcon();
   /// A message that the desktop shows for a while. Nothing where there is no tray.
