@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "base/crc32.h"
+#include "base/number.h"
 #include "base/text.h"
 #include "engine/rule_check.h"
 #include "files/error_text.h"
@@ -24,7 +26,8 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       host_(host),
       Files(std::move(program_folder)),
       Settings(SettingsStore(Files, settings_file)),
-      WindowSizes(Files, std::move(settings_file), u"Windows"),
+      WindowSizes(Files, settings_file, u"Windows"),
+      Told(Files, std::move(settings_file), u"Told"),
       Store(Files),
       Exclusions(Files, [this](std::u16string_view path) { return Mounts.PointOf(path); }),
       Filters(Files),
@@ -248,6 +251,15 @@ void Program::SetJobEnabled(std::int32_t job_index, bool on, bool save) {
     host_.RefreshJobRow(job_index);
   }
   if (save) Store.SaveJobs();
+}
+
+bool Program::TellHiding() {
+  // Portable installations share a settings file; each has a name of its own in it.
+  const std::u16string name = u"Hiding-" + Decimal(Crc32(ToUtf8(Files.ProgramFolder())));
+  if (Told.Get(name)) return false;
+  // Told again where that cannot be kept: better twice than never.
+  Told.Set(name, u"True");
+  return true;
 }
 
 void Program::DeleteAllLogs() {

@@ -88,6 +88,9 @@ class Program {
   /// Switches a job on or off; saves the store when `save`. A job that is switched on leaves a
   /// refused weekday.
   void SetJobEnabled(std::int32_t job_index, bool on, bool save);
+  /// Whether the user of this program folder has yet to be told that the window goes on while it is
+  /// hidden; true once.
+  bool TellHiding();
   /// Clears the log list and removes the job logs, but for the one that a run is writing.
   void DeleteAllLogs();
   /// Whether the program starts with the desktop; the setting changes even where the desktop's own
@@ -135,6 +138,7 @@ class Program {
   RunState State;
   kavrel::Settings Settings;
   SettingsStore WindowSizes;  ///< of the dialogs, in a section of their own
+  SettingsStore Told;         ///< what a user is told once, in another
   JobStore Store;
   MountTable Mounts;
   ExclusionSet Exclusions;

@@ -412,6 +412,7 @@ void FrmMain::ShowHealth() {
 }
 
 void FrmMain::OpenMessage() {
+  if (!tray_->ToldOfRuns()) return ShowWindow();
   if (tray_->MessageLog().empty()) ShowWindow();
   OpenLog(tray_->MessageLog());
 }
@@ -588,6 +589,7 @@ void FrmMain::closeEvent(QCloseEvent* event) {
   } else {
     event->ignore();
     HideWindow();
+    if (!isVisible() && program_->TellHiding()) tray_->TellHidden();
   }
 }
 

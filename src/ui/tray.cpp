@@ -50,8 +50,17 @@ void Tray::NoteFinished(const BackupJob& job, const std::optional<VerifyReport>&
 }
 
 void Tray::Show(const QString& title, const QString& text, bool warning) {
+  told_of_runs_ = true;
   icon_.ShowMessage(title, text, warning);
   Q_EMIT MessageShown(title, text, warning);
+}
+
+void Tray::TellHidden() {
+  Show(QStringLiteral("視窗已隱藏，程式繼續執行"),
+       QStringLiteral("按這裡的圖示可以再顯示視窗。\n要結束程式，請按工具列的「結束」（Ctrl+Q），"
+                      "或在圖示上按右鍵選「結束Kavrel」。"),
+       false);
+  told_of_runs_ = false;
 }
 
 void Tray::Tell(const RunEnd& end) {

@@ -42,6 +42,10 @@ class Tray : public QObject {
   void TellFinished(bool show);
   /// Shows a message about one run, restore or verification.
   void Tell(const RunEnd& end);
+  /// Tells that the hidden window's program goes on, and how to end it.
+  void TellHidden();
+  /// Whether the last message was about runs.
+  bool ToldOfRuns() const { return told_of_runs_; }
   /// The log of the run that the last message told of; empty when it told of several, or there is
   /// none.
   const std::u16string& MessageLog() const { return message_log_; }
@@ -61,6 +65,7 @@ class Tray : public QObject {
   std::uint64_t copied_ = 0, failed_ = 0, differences_ = 0;
   QString name_, idle_tip_;
   std::u16string log_path_, message_log_;
+  bool told_of_runs_ = false;
   RunHealth health_;
 };
 

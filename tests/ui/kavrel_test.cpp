@@ -35,6 +35,13 @@ class KavrelTest : public DesktopTest {
           "; eval $(xdotool getwindowgeometry --shell $window)"
           " && xdotool mousemove --window $window -- $((WIDTH - 11)) -10 click 1");
   }
+  /// The message that this tray shows beside its icon; empty while there is none.
+  static std::string Balloon() {
+    return Shell(
+        "for w in $(xdotool search --onlyvisible --class kavrel); do "
+        "eval $(xdotool getwindowgeometry --shell $w); "
+        "if [ $WIDTH -gt 100 ]; then echo $w; fi; done | head -1");
+  }
   static void ClickTray(int button = 1) {
     const std::string tray = Shell("xdotool search --onlyvisible --class trayer | head -1");
     Shell("xdotool mousemove --window " + tray + " 16 16 click " + std::to_string(button));
@@ -60,10 +67,16 @@ TEST_F(KavrelTest, RunsHidesComesBackAndEnds) {
   CloseWindow();
   ASSERT_TRUE(Becomes([] { return !InSight(); }));
   EXPECT_EQ(kill(kavrel->Process(), 0), 0) << "it is only hidden";
+  EXPECT_TRUE(Becomes([] { return !Balloon().empty(); })) << "which is told the first time";
+  Shell("xdotool mousemove --window " + Balloon() + " 40 30 click 1");
+  EXPECT_TRUE(Becomes(InSight)) << "a click there brings it back";
+  CloseWindow();
+  ASSERT_TRUE(Becomes([] { return !InSight(); }));
   EXPECT_EQ(second({}), 0) << "a second one ends at once";
   EXPECT_TRUE(Becomes(InSight)) << "and brings the first one back";
   CloseWindow();
   ASSERT_TRUE(Becomes([] { return !InSight(); }));
+  EXPECT_EQ(Balloon(), "") << "it was told once";
   ClickTray();
   ASSERT_TRUE(Becomes(InSight));
   ClickTray(3);
