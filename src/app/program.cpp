@@ -64,8 +64,9 @@ SchedulerActions Program::Actions() {
           },
           [this] { PlayCompletionSound(); },
           [this](std::u16string_view name) {
-            // What was handed over was there by then; somebody has removed it since.
             if (State.CommandLineRun) named_runs_.NoSuchJob(name);
+            // What was handed over was there by then; somebody has removed it since.
+            if (!State.CommandLineRun) host_.JobIsGone(name);
           }};
 }
 

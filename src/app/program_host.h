@@ -25,6 +25,9 @@ class ProgramHost : public RunHost, public SchedulerHost {
   /// is in the copy. May come in the middle of a run.
   virtual void OtherVersionKept(std::u16string_view /*path*/, std::u16string_view /*copy*/) {}
 
+  /// A job that was to run next has been removed, or renamed, since it was asked for.
+  virtual void JobIsGone(std::u16string_view /*name*/) {}
+
   /// Gets the question answered. Without anybody to ask, an overdue job is backed up now.
   virtual void AskPastDue(PastDueQuestion& question) { question.Answer(question.DefaultLater); }
 

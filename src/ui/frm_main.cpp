@@ -89,6 +89,8 @@ std::optional<std::vector<std::u16string>> FrmMain::TakeStart(const OtherStart& 
   // The toolkit shows it to the desktop, which else may leave the window where it is.
   if (!start.Activation.empty()) qputenv("XDG_ACTIVATION_TOKEN", start.Activation.c_str());
   ShowWindow();
+  // One that runs named jobs alone would be gone in a moment.
+  stay_ = program_->State.CommandLineRun;
   return std::vector<std::u16string>();
 }
 
@@ -188,7 +190,7 @@ void FrmMain::CreateTrayIcon() {
   auto* menu = new TrayMenu(*program_, this);
   connect(menu, &TrayMenu::ToggleWanted, this, &FrmMain::ToggleMainWindow);
   connect(menu, &TrayMenu::PauseChosen, this, &FrmMain::TakePause);
-  connect(menu, &TrayMenu::ExitWanted, this, &FrmMain::EndProgram);
+  connect(menu, &TrayMenu::ExitWanted, this, &FrmMain::Leave);
   tray_->SetMenu(menu->Menu());
 }
 
@@ -233,7 +235,7 @@ void FrmMain::ToolBar_ButtonClick(int index) {
     case kImport:
       return ImportJobs();
     case kExit:
-      return EndProgram();
+      return Leave();
     default:
       return;
   }
@@ -500,6 +502,10 @@ void FrmMain::TimesSetRight(const BackupJob& job, DateTime) {
   });
 }
 
+void FrmMain::JobIsGone(std::u16string_view name) {
+  TellBeside(*this, QStringLiteral("找不到排程「%1」，沒有執行。").arg(ToQString(name)));
+}
+
 void FrmMain::PauseChanged(const std::optional<DateTime>&) {
   ShowHealth();
 }
@@ -582,7 +588,7 @@ void FrmMain::closeEvent(QCloseEvent* event) {
     // The user logs out; a window that stays would be in the way.
     event->accept();
     program_->State.CancelRequested = program_->State.RunBusy;
-    if (!program_->State.RunBusy && !asking_) EndProgram();
+    if (!program_->State.RunBusy && !asking_) Leave();
   } else if (ExitRequested || ended_) {
     event->accept();
     End();
@@ -600,11 +606,25 @@ bool FrmMain::EndIfInterrupted() {
     if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) dialog->done(0);
     return false;
   }
-  EndProgram();
+  Leave();
   return true;
 }
 
 void FrmMain::EndProgram() {
+  if (stay_ && !InterruptRequested()) return StayOpen();
+  Leave();
+}
+
+void FrmMain::StayOpen() {
+  stay_ = program_->State.CommandLineRun = false;
+  EnableControls(true);
+  program_->ReloadJobs();
+  if (ended_) return;
+  FillJobList();
+  program_->Scheduler.SetSchedulerTimer(!program_->Store.Jobs.empty());
+}
+
+void FrmMain::Leave() {
   ExitRequested = true;
   End();
 }

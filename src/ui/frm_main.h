@@ -58,6 +58,7 @@ class FrmMain : public QWidget, public ProgramHost {
   void LayOut() override;
   void AskPastDue(PastDueQuestion& question) override;
   void TimesSetRight(const BackupJob& job, DateTime was) override;
+  void JobIsGone(std::u16string_view name) override;
   void PauseChanged(const std::optional<DateTime>& end) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
   bool AskGoOn(const RunQuestion& question) override;
@@ -125,6 +126,10 @@ class FrmMain : public QWidget, public ProgramHost {
   void ShowWindow();
   void HideWindow();
   bool EndIfInterrupted();
+  /// The named jobs have run, but somebody has wanted the window meanwhile.
+  void StayOpen();
+  /// The user or the system wants the end.
+  void Leave();
   void End();
 
   Program* program_ = nullptr;
@@ -144,7 +149,7 @@ class FrmMain : public QWidget, public ProgramHost {
   QString pause_text_;     ///< what the status bar tells of a pause; empty while there is none
   std::optional<int> selected_;  ///< during a batch: the row that the user had selected
   QTimer timer_min_, timer_wake_;
-  bool hide_at_start_ = false, focus_list_ = false, asking_ = false, ended_ = false;
+  bool hide_at_start_ = false, focus_list_ = false, asking_ = false, stay_ = false, ended_ = false;
 };
 
 }  // namespace kavrel

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QLocalSocket>
 #include <future>
 
@@ -115,8 +116,33 @@ TEST(OtherStart, ItsJobsRunNextAndWithoutAnyTheWindowComesBack) {
   EXPECT_FALSE(main.Window.isVisible() && !main.Window.isMinimized()) << "it may stay hidden";
   EXPECT_EQ(main.Window.TakeStart({}), Names());
   EXPECT_TRUE(main.Window.isVisible() && !main.Window.isMinimized());
+  // Handed over, then removed before its turn.
+  EXPECT_EQ(main.Window.TakeStart({{u"甲"}, {}}), Names());
+  main.Program.Store.Jobs[0].Name = u"丁";
+  EXPECT_TRUE(WaitUntil([&] { return main.Window.findChild<QMessageBox*>() != nullptr; }));
+  EXPECT_TRUE(main.Window.findChild<QMessageBox*>()->text().startsWith("找不到排程「甲」"));
   main.Window.EndProgram();
   EXPECT_EQ(main.Window.TakeStart({}), std::nullopt);
+}
+
+TEST(OtherStart, AWindowThatIsWantedWhileNamedJobsRunStays) {
+  MainWindow main;
+  main.AddJob(u"甲");
+  main.AddJob(u"乙").NextRun = main.Clock.Now() - std::chrono::hours(1);
+  main.WriteSource("甲/a", "a");
+  main.WriteSource("乙/b", "b");
+  main.Start(u"甲");
+  EXPECT_EQ(main.Window.TakeStart({}), Names());
+  QString asked;
+  WhenDialog([&](QWidget& dialog) {
+    asked = dialog.objectName();
+    Find<QAbstractButton>(dialog, "btnLater")->click();
+  });
+  EXPECT_TRUE(WaitUntil([&] { return !asked.isEmpty(); })) << "as at any start";
+  EXPECT_TRUE(fs::exists(main.Backup("甲/a")));
+  EXPECT_FALSE(main.Window.HasEnded());
+  EXPECT_TRUE(main.Named("picToolbar")->isEnabled());
+  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
 }
 
 }  // namespace
