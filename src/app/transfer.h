@@ -10,8 +10,7 @@
 namespace kavrel {
 
 struct ImportReport {
-  int Error =
-      0;  ///< what stood in the way, kErrNoJobs for a file that is no store; nothing changed
+  int Error = 0;                        ///< what stood in the way; then nothing was changed
   std::u16string From;                  ///< the store that was taken
   std::u16string KeptAs;                ///< what the former one became; empty where there was none
   std::vector<std::u16string> Taken;    ///< rules and file types
