@@ -137,7 +137,7 @@ class Program {
   FileSystem Files;
   RunState State;
   kavrel::Settings Settings;
-  SettingsStore WindowSizes;  ///< of the dialogs, in a section of their own
+  SettingsStore WindowSizes;  ///< and their columns, in a section of their own
   SettingsStore Told;         ///< what a user is told once, in another
   JobStore Store;
   MountTable Mounts;

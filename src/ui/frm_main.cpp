@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QShortcut>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include "app/drives.h"
 #include "app/run_end.h"
@@ -30,6 +31,7 @@
 #include "ui/run_show.h"
 #include "ui/tray.h"
 #include "ui/tray_menu.h"
+#include "ui/window_size.h"
 
 namespace kavrel {
 
@@ -37,6 +39,8 @@ namespace {
 
 constexpr QSize kDesignSize{920, 560};
 constexpr int kWakeEveryMs = 1000;
+// Where the columns' order and widths are kept.
+constexpr std::u16string_view kJobColumns = u"lstJob", kLogColumns = u"lstLog";
 
 /// What follows the clock in the status bar.
 QString PauseStatus(const SchedulePause& pause, const std::optional<DateTime>& end) {
@@ -97,8 +101,8 @@ std::optional<std::vector<std::u16string>> FrmMain::TakeStart(const OtherStart& 
 // ---- Building ----
 
 void FrmMain::BuildControls() {
-  setMinimumSize(kDesignSize);
-  resize(kDesignSize);
+  LimitSize(*this, kDesignSize);
+  resize(minimumSize());
   BuildAreas();
   BuildMainToolbar(toolbar_, toolbar_area_);
   connect(&toolbar_, &clsToolbar::ButtonClick, this, &FrmMain::ToolBar_ButtonClick);
@@ -125,6 +129,7 @@ void FrmMain::BuildControls() {
     if (program_->State.RunBusy) program_->State.CancelRequested = true;
   });
   BuildKeys();
+  Arrange();
   connect(&timer_min_, &QTimer::timeout, this, [this] { program_->Tick(); });
   connect(&timer_wake_, &QTimer::timeout, this, &FrmMain::TimerWake_Timer);
   timer_wake_.start(kWakeEveryMs);
@@ -164,6 +169,21 @@ void FrmMain::BuildLists() {
   connect(job_menu_, &JobMenu::PreviewWanted, this, &FrmMain::PreviewAndRun);
   connect(job_menu_, &JobMenu::EditWanted, this,
           [this](int row) { EditJobs([&] { OpenJobEditor(*program_, row, this); }); });
+}
+
+void FrmMain::Arrange() {
+  const auto kept = [this](std::u16string_view name) {
+    return ToQString(program_->WindowSizes.Get(name).value_or(u""));
+  };
+  jobs_->View().SetArrangement(kept(kJobColumns));
+  log_->View().SetArrangement(kept(kLogColumns));
+  RestorePlace(*this, program_->WindowSizes, objectName());
+}
+
+void FrmMain::KeepArrangement() {
+  program_->WindowSizes.Set(kJobColumns, FromQString(jobs_->View().Arrangement()));
+  program_->WindowSizes.Set(kLogColumns, FromQString(log_->View().Arrangement()));
+  KeepPlace(*this, program_->WindowSizes, objectName());
 }
 
 void FrmMain::BuildKeys() {
@@ -583,6 +603,12 @@ void FrmMain::HideWindow() {
   }
 }
 
+void FrmMain::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  if (std::exchange(follows_screen_, true)) return;
+  connect(windowHandle(), &QWindow::screenChanged, this, [this] { LimitSize(*this, kDesignSize); });
+}
+
 void FrmMain::closeEvent(QCloseEvent* event) {
   if (qApp->isSavingSession()) {
     // The user logs out; a window that stays would be in the way.
@@ -633,6 +659,7 @@ void FrmMain::End() {
   if (std::exchange(ended_, true)) return;
   timer_min_.stop();
   timer_wake_.stop();
+  KeepArrangement();
   program_->Shutdown();
   tray_->Remove();
   hide();

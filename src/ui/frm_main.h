@@ -83,12 +83,16 @@ class FrmMain : public QWidget, public ProgramHost {
   void Ended();
 
  protected:
+  void showEvent(QShowEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
 
  private:
   void BuildAreas();
   void BuildLists();
   void BuildKeys();
+  /// Place, size and columns as the user left them.
+  void Arrange();
+  void KeepArrangement();
 
   void ToolBar_ButtonClick(int index);
   void ToolBar_ButtonDropDown(int index, int x, int y);
@@ -149,7 +153,8 @@ class FrmMain : public QWidget, public ProgramHost {
   QString pause_text_;     ///< what the status bar tells of a pause; empty while there is none
   std::optional<int> selected_;  ///< during a batch: the row that the user had selected
   QTimer timer_min_, timer_wake_;
-  bool hide_at_start_ = false, focus_list_ = false, asking_ = false, stay_ = false, ended_ = false;
+  bool hide_at_start_ = false, focus_list_ = false, asking_ = false, stay_ = false, ended_ = false,
+       follows_screen_ = false;
 };
 
 }  // namespace kavrel

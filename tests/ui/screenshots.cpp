@@ -160,6 +160,8 @@ void Album::Prepare() {
                   std::string(600000, 'x'));
   }
   window_.Start(program_, {});
+  // The screen in memory is narrow.
+  window_.resize(920, 560);
   (void)QTest::qWaitForWindowExposed(&window_);
   QCursor::setPos(window_.mapToGlobal(window_.rect().bottomRight() - QPoint(60, 60)));
 }

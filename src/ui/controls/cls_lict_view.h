@@ -54,6 +54,11 @@ class clsLictView : public QObject, private SubclassOwner {
   int ColumnWidth(int index) const;
   void SetColumnWidth(int index, int width);
 
+  /// The columns' order and widths and what is sorted by, as a text to be kept; and taking such a
+  /// text back. One of other columns, or anything else, changes nothing; hidden ones stay hidden.
+  QString Arrangement() const;
+  void SetArrangement(const QString& kept);
+
   /// Inserts a row before the one at `index`; a negative index, or one beyond the last, appends.
   /// The images are positions in the image lists, -1 for none. Gives the new row's number.
   int ItemAdd(int index, const QString& text, int small_image = -1, int large_image = -1);
