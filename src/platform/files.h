@@ -200,6 +200,8 @@ class Folder {
                                 const Folder& source, bool looks_only = false) const;
   /// True when new files in this folder get an access list from it.
   bool PassesAccessOn() const;
+  /// Whether this user may make files here, as far as the system tells without one being made.
+  bool MayWrite() const;
   /// True on a disk of this machine whose file system profits from two threads at work. Not on the
   /// network, where their requests only queue up, nor on file systems of cameras and sticks, where
   /// two names may mean the same file.

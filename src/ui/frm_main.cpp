@@ -9,6 +9,7 @@
 #include <QWindow>
 
 #include "app/drives.h"
+#include "app/first_job.h"
 #include "app/run_end.h"
 #include "base/number.h"
 #include "files/error_text.h"
@@ -31,6 +32,7 @@
 #include "ui/run_show.h"
 #include "ui/tray.h"
 #include "ui/tray_menu.h"
+#include "ui/welcome_page.h"
 #include "ui/window_size.h"
 
 namespace kavrel {
@@ -149,6 +151,12 @@ void FrmMain::BuildAreas() {
   job_area_ = area("PiclstJob", 1);
   log_area_ = area("piclstLog", 1);
   log_area_->hide();
+  welcome_ = new WelcomePage(*program_);
+  welcome_->hide();
+  layout->addWidget(welcome_, 1);
+  connect(welcome_, &WelcomePage::JobWanted, this, &FrmMain::MakeFirstJob);
+  connect(welcome_, &WelcomePage::EditorWanted, this,
+          [this] { EditJobs([this] { OpenJobEditor(*program_, -1, this); }); });
   result_ = new ResultBar(*program_);
   layout->addWidget(result_);
   connect(result_, &ResultBar::LogWanted, this, &FrmMain::OpenLog);
@@ -226,6 +234,7 @@ void FrmMain::ShowSettings() {
 
 void FrmMain::FillJobList() {
   jobs_->Fill();
+  ShowPane();
   ShowHealth();
 }
 
@@ -236,7 +245,8 @@ void FrmMain::ShowLogList() {
 }
 
 void FrmMain::LayOut() {
-  jobs_->View().SetFocus();
+  ShowPane();
+  FocusPane();
   TimerWake_Timer();
 }
 
@@ -269,11 +279,43 @@ void FrmMain::ToolBar_ButtonDropDown(int index, int x, int y) {
 void FrmMain::ShowLog(bool show) {
   toolbar_.SetButtonChecked(kShowLog, show);
   toolbar_.SetButtonTipText(kShowLog, ShowLogTip(show));
-  job_area_->setVisible(!show);
-  log_area_->setVisible(show);
-  (show ? log_->View() : jobs_->View()).SetFocus();
+  ShowPane();
+  FocusPane();
   if (show) log_->ShowNewest();
   UpdateCaption();
+}
+
+void FrmMain::ShowPane() {
+  const bool log = toolbar_.ButtonChecked(kShowLog);
+  // A store that could not be read may hold jobs.
+  const bool welcome = !log && program_->Store.Jobs.empty() && program_->Store.LastError() == 0;
+  QWidget* const shown = log ? log_area_ : welcome ? welcome_ : job_area_;
+  // What comes is laid out as it is shown: it is to have all the room then.
+  bool takes_focus = false;
+  for (QWidget* pane : {job_area_, log_area_, static_cast<QWidget*>(welcome_)}) {
+    if (pane == shown) continue;
+    takes_focus = takes_focus || (focusWidget() && pane->isAncestorOf(focusWidget()));
+    pane->hide();
+  }
+  shown->show();
+  if (takes_focus) FocusPane();
+}
+
+void FrmMain::FocusPane() {
+  if (!welcome_->isHidden()) return welcome_->FocusList();
+  (log_area_->isHidden() ? jobs_->View() : log_->View()).SetFocus();
+}
+
+void FrmMain::MakeFirstJob(const JobForm& form) {
+  EditJobs([&] {
+    const std::u16string why = kavrel::MakeFirstJob(*program_, form);
+    if (!why.empty()) TellFailure(*this, ToQString(why));
+  });
+  if (ended_ || program_->Store.Jobs.empty()) return;
+  if (Confirm(*this, QStringLiteral("備份排程「%1」已經建立並啟動。\n您要現在執行第一次備份嗎？")
+                         .arg(ToQString(form.Name)))) {
+    RunNow(0);
+  }
 }
 
 void FrmMain::UpdateCaption() {
@@ -449,6 +491,7 @@ void FrmMain::EnableControls(bool on) {
     focus_list_ = true;
   }
   job_area_->setEnabled(on);
+  welcome_->setEnabled(on);
   toolbar_area_->setEnabled(on);
   if (!on) {
     timer_wake_.stop();

@@ -23,6 +23,8 @@ class ResultBar;
 class RunPanel;
 class RunShow;
 class Tray;
+class WelcomePage;
+struct JobForm;
 struct OtherStart;
 struct RunEnd;
 
@@ -101,6 +103,10 @@ class FrmMain : public QWidget, public ProgramHost {
 
   void RunCheckedJobs();
   void ShowLog(bool show);
+  /// The list of logs, that of the jobs, or the way to a first job, as it should be now.
+  void ShowPane();
+  void FocusPane();
+  void MakeFirstJob(const JobForm& form);
   void UpdateCaption();
   void ImportJobs();
   /// Opens an editor that changes the store, with the scheduler at rest meanwhile.
@@ -145,6 +151,7 @@ class FrmMain : public QWidget, public ProgramHost {
   LogView* log_ = nullptr;
   OptionsMenu* options_ = nullptr;
   RunPanel* panel_ = nullptr;
+  WelcomePage* welcome_ = nullptr;
   ResultBar* result_ = nullptr;
   Tray* tray_ = nullptr;
   BackupCare* care_ = nullptr;

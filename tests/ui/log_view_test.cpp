@@ -52,7 +52,7 @@ TEST_F(LogViewTest, TakesThePlaceOfTheJobsAndCountsItsRows) {
   EXPECT_TRUE(WaitUntil([&] { return main_.Logs().ItemCount() == 6; }));
   EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：6 筆 ]");
   Click(main_.Button(4));
-  EXPECT_TRUE(main_.Shown("PiclstJob"));
+  EXPECT_FALSE(main_.Shown("piclstLog"));
   EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版");
   EXPECT_EQ(main_.Button(4).toolTip(), "顯示備份日誌");
 }

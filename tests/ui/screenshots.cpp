@@ -1,4 +1,5 @@
-// Draws pictures of the main window for the documents: kavrel_screenshots FOLDER [light|dark].
+// Draws pictures of the main window for the documents: kavrel_screenshots FOLDER [light|dark]
+// [HOME]. The last is a folder that is made for the welcome page's picture, which shows its path.
 #include <QApplication>
 #include <QDir>
 #include <QLocale>
@@ -11,6 +12,7 @@
 #include <iostream>
 
 #include "app/drives.h"
+#include "support/variable.h"
 #include "ui/caption_strip.h"
 #include "ui/main_window.h"
 #include "ui/qt_text.h"
@@ -271,6 +273,39 @@ void Album::DrawLog() {
   DrawPopups("menu-log", {160, 200});
 }
 
+/// The window over an empty program folder, in a home of its own.
+void DrawWelcome(const QString& folder, std::filesystem::path home) {
+  const TempFolder temp;
+  if (home.empty()) home = temp.Root() / "home";
+  const EnvironmentVariable variable("HOME", home.string());
+  const std::pair<const char*, std::size_t> folders[] = {
+      {"下載", 48'600'000}, {"圖片", 192'000'000}, {"文件", 31'500'000}, {"桌面", 1'200'000}};
+  for (const auto& [name, size] : folders) {
+    WriteTestFile(home / name / "檔案", "");
+    std::filesystem::resize_file(home / name / "檔案", size);
+  }
+  PictureClock clock;
+  FrmMain window;
+  Program program(TempFolder::Text(temp.Home()), TempFolder::Text(temp.Home() / "Settings.ini"),
+                  clock, window);
+  window.Start(program, {});
+  // The screen in memory is narrow.
+  if (QApplication::platformName() == "offscreen") window.resize(920, 560);
+  (void)QTest::qWaitForWindowExposed(&window);
+  QWidget& sources = *Find<QWidget>(window, "lstSources");
+  QWidget& places = *Find<QWidget>(window, "lstPlaces");
+  const QAbstractItemModel& rows = *ViewOf(sources).model();
+  WaitUntil([&] { return !rows.index(0, 1).data().toString().contains(u'…'); });
+  Click(*ViewOf(sources).viewport(), CellCentre(sources, 3));
+  Click(*ViewOf(places).viewport(), CellCentre(places, ViewOf(places).model()->rowCount() - 1));
+  QApplication::processEvents();
+  window.grab()
+      .toImage()
+      .convertToFormat(QImage::Format_RGB32)
+      .save(QDir(folder).filePath("welcome.png"), "PNG", 0);
+  window.EndProgram();
+}
+
 QPalette DarkPalette() {
   QPalette dark(QColor(45, 45, 48));
   dark.setColor(QPalette::Base, QColor(30, 30, 32));
@@ -287,10 +322,10 @@ QPalette DarkPalette() {
 
 int main(int argc, char** argv) {
   if (argc < 2) {
-    std::cerr << "Usage: kavrel_screenshots FOLDER [light|dark]\n";
+    std::cerr << "Usage: kavrel_screenshots FOLDER [light|dark] [HOME]\n";
     return 2;
   }
-  qputenv("QT_QPA_PLATFORM", "offscreen");
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication app(argc, argv);
   QLocale::setDefault(
       QLocale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan));
@@ -298,6 +333,8 @@ int main(int argc, char** argv) {
   QApplication::setFont(QFont("Noto Sans CJK TC", 10));
   if (argc > 2 && QByteArray(argv[2]) == "dark") QApplication::setPalette(kavrel::DarkPalette());
   // A run makes the program folder the current one.
-  kavrel::Album(QDir().absoluteFilePath(QString::fromLocal8Bit(argv[1]))).DrawAll();
+  const QString folder = QDir().absoluteFilePath(QString::fromLocal8Bit(argv[1]));
+  kavrel::Album(folder).DrawAll();
+  kavrel::DrawWelcome(folder, argc > 3 ? argv[3] : "");
   return 0;
 }

@@ -202,6 +202,10 @@ bool Folder::OnLocalDisk() const {
   }
 }
 
+bool Folder::MayWrite() const {
+  return faccessat(handle_, ".", W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 Result<DiskSpace> Folder::Space() const {
   struct statfs found;
   if (Retry([&] { return fstatfs(handle_, &found); }) != 0) {

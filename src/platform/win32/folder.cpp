@@ -294,6 +294,13 @@ ErrorCode Folder::Sync() const {
   return 0;
 }
 
+bool Folder::MayWrite() const {
+  Opening how;
+  how.Access = kWalk | FILE_ADD_FILE;
+  how.Options = kFolderOnly;
+  return static_cast<bool>(win32::Open(ToHandle(handle_), {}, how));
+}
+
 Result<DiskSpace> Folder::Space() const {
   struct {
     LARGE_INTEGER Total, FreeToCaller, Free;

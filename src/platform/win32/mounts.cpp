@@ -14,7 +14,16 @@ std::u16string MountTable::PointOf(std::u16string_view) const {
 }
 
 std::vector<std::u16string> MountTable::Volumes() const {
-  return {};
+  std::vector<std::u16string> volumes;
+  const DWORD letters = GetLogicalDrives();
+  for (char16_t letter = u'A'; letter <= u'Z'; ++letter) {
+    if ((letters >> (letter - u'A') & 1) == 0) continue;
+    std::u16string drive{letter, u':'};
+    const UINT type = GetDriveTypeW((win32::Wide(drive) + L"\\").c_str());
+    const bool disk = type == DRIVE_FIXED || type == DRIVE_REMOVABLE || type == DRIVE_REMOTE;
+    if (disk) volumes.push_back(std::move(drive));
+  }
+  return volumes;
 }
 
 std::vector<std::u16string> MountTable::DisksBelow(std::u16string_view) const {
