@@ -5,13 +5,17 @@
 
 namespace kavrel {
 
-std::u16string_view ActionText(PlanAction action) {
+std::u16string_view ActionText(PlanAction action, bool restore) {
+  if (restore && action == PlanAction::Copy) return u"還原";
+  if (restore && action == PlanAction::LeaveOut) return u"不還原";
   constexpr std::array<std::u16string_view, kPlanActions> kTexts = {
       u"複製", u"取代", u"移到回收筒", u"刪除", u"壓縮", u"更新屬性", u"不備份", u"失敗"};
   return kTexts[static_cast<std::size_t>(action)];
 }
 
-std::u16string_view ReasonText(PlanReason reason) {
+std::u16string_view ReasonText(PlanReason reason, bool restore) {
+  if (restore && reason == PlanReason::Always) return u"一律還原";
+  if (restore && reason == PlanReason::NotInSource) return u"備份中沒有";
   constexpr std::array<std::u16string_view, kPlanReasons> kTexts = {u"目標沒有",
                                                                     u"每次都備份",
                                                                     u"大小不同",

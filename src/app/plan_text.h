@@ -9,8 +9,9 @@
 
 namespace kavrel {
 
-std::u16string_view ActionText(PlanAction action);
-std::u16string_view ReasonText(PlanReason reason);
+/// `restore`: in the words of a restore.
+std::u16string_view ActionText(PlanAction action, bool restore = false);
+std::u16string_view ReasonText(PlanReason reason, bool restore = false);
 
 struct PlanSum {
   std::uint64_t Files = 0, Folders = 0, Bytes = 0;

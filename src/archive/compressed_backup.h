@@ -75,7 +75,8 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
 /// with an entry that would land outside the folder is refused whole, as is one that the job's
 /// password does not open; a link that points out of the folder is not made. Each file takes its
 /// place at once, when all are unpacked. What fails is logged and counted. With a pick, only what
-/// it names is unpacked, and files that are the same already or newer stay, as it says.
+/// it names is unpacked, and files that are the same already or newer stay, as it says. With the
+/// context's plan nothing is written: what would take which place is noted there.
 int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    std::u16string_view destination, const RestorePick* pick = nullptr);
 

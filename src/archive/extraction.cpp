@@ -74,10 +74,11 @@ class Extraction {
     if (context_.State.CancelRequested) return kCommandCancelled;
     if (!archive_) return Fail(path_);
     if (pick_) TakePicked();
-    if (!context_.Files.MakeFolders(destination_)) return Stop(destination_);
+    if (!context_.Plan && !context_.Files.MakeFolders(destination_)) return Stop(destination_);
     if (pick_ && archive_->Entries.empty()) return 0;
     const std::u16string escape = FindEscape();
     if (!escape.empty()) return Stop(escape);
+    if (context_.Plan) return PlanPlaces();
     int result = TryPassword();
     if (result == kCommandCancelled) return result;
     if (result != 0) return Stop(path_ + u" (密碼錯誤)");
@@ -97,15 +98,20 @@ class Extraction {
 
  private:
   /// Logs and counts what cannot be restored; gives the archiver's code for an error.
-  int Fail(const std::u16string& what) {
+  int Fail(const std::u16string& what, PlanReason reason = PlanReason::Unreadable) {
     ++context_.Counters.FailedFiles;
-    context_.Log.WriteTimed(std::u16string(kFailed) + what);
+    LogTimed(std::u16string(kFailed) + what);
+    if (context_.Plan) context_.Plan->Add(PlanAction::Fail, reason, false, what);
     return 2;
+  }
+
+  void LogTimed(const std::u16string& text) {
+    if (!context_.Plan) context_.Log.WriteTimed(text);
   }
 
   /// Tells of the one obstacle that lets nothing be restored, and counts what that costs.
   int Stop(const std::u16string& obstacle) {
-    context_.Log.WriteTimed(u": 無法還原壓縮檔 (失敗)：" + obstacle);
+    LogTimed(u": 無法還原壓縮檔 (失敗)：" + obstacle);
     const std::uint32_t failed = context_.Counters.FailedFiles;
     Names told;
     for (const IndividualInfo& entry : archive_->Entries) {
@@ -131,7 +137,10 @@ class Extraction {
     for (const std::u16string& path : pick_->Paths.Paths()) {
       if (found.Holds(path)) continue;
       ++context_.Counters.FailedFiles;
-      context_.Log.WriteTimed(u": 備份中找不到檔案 (失敗)：" + path);
+      LogTimed(u": 備份中找不到檔案 (失敗)：" + path);
+      if (context_.Plan) {
+        context_.Plan->Add(PlanAction::Fail, PlanReason::NotInSource, false, path);
+      }
     }
     std::erase_if(archive_->Entries, [&](const IndividualInfo& entry) {
       if (entry.IsFolder || !ListLine(entry.FileName).empty()) return false;
@@ -140,14 +149,18 @@ class Extraction {
     });
   }
 
+  /// What is in the entry's place already.
+  Result<FileStatus> StatusAtPlace(std::u16string_view name) const {
+    const Result<Folder> root = context_.Files.OpenFolder(destination_);
+    const Result<Folder> parent = root ? OpenParent(*root, name) : Result<Folder>::Fail(root.Error);
+    return parent ? parent->Status(EntryParts(name).back())
+                  : Result<FileStatus>::Fail(parent.Error);
+  }
+
   /// True when what is there already is the same as the entry, or newer and to be kept.
   bool Stays(const IndividualInfo& entry) {
     if (entry.IsFolder || !StaysInside(entry.FileName)) return false;
-    const Result<Folder> root = context_.Files.OpenFolder(destination_);
-    const Result<Folder> parent =
-        root ? OpenParent(*root, entry.FileName) : Result<Folder>::Fail(root.Error);
-    const Result<FileStatus> there = parent ? parent->Status(EntryParts(entry.FileName).back())
-                                            : Result<FileStatus>::Fail(parent.Error);
+    const Result<FileStatus> there = StatusAtPlace(entry.FileName);
     if (!there || there->Kind == FileKind::Folder) return false;
     const bool same =
         there->Kind == FileKind::File && !entry.IsLink && there->Size == entry.OriginalSize &&
@@ -158,8 +171,7 @@ class Extraction {
     ++context_.Counters.UnchangedFiles;
     if (newer) {
       ++context_.Counters.NewerFiles;
-      context_.Log.WriteTimed(u": 保留較新的檔案 (成功)：" + AddBackslash(destination_) +
-                              entry.FileName);
+      LogTimed(u": 保留較新的檔案 (成功)：" + AddBackslash(destination_) + entry.FileName);
     }
     return true;
   }
@@ -169,7 +181,9 @@ class Extraction {
   std::u16string FindEscape() {
     Names seen;
     const Result<Folder> root = context_.Files.OpenFolder(destination_);
-    if (!root) return destination_;
+    // A folder that is yet to be made has nothing in it.
+    const bool is_new = context_.Plan && IsNotFound(root.Error);
+    if (!root && !is_new) return destination_;
     for (const IndividualInfo& entry : archive_->Entries) {
       if (!StaysInside(entry.FileName)) return entry.FileName;
       if (entry.IsLink) links_.insert(entry.FileName);
@@ -180,13 +194,63 @@ class Extraction {
         if (links_.contains(entry.FileName.substr(0, slash))) return entry.FileName;
       }
       const std::size_t last = entry.FileName.rfind(u'/');
-      if (last == entry.FileName.npos || !seen.insert(entry.FileName.substr(0, last)).second) {
+      if (is_new || last == entry.FileName.npos ||
+          !seen.insert(entry.FileName.substr(0, last)).second) {
         continue;
       }
       const Result<Folder> parent = OpenParent(*root, entry.FileName);
       if (!parent && !IsNotFound(parent.Error)) return entry.FileName;
     }
     return {};
+  }
+
+  /// Notes what would take which place.
+  int PlanPlaces() {
+    if (SmallestEncrypted() && Password().empty()) return Stop(path_ + u" (密碼錯誤)");
+    RunPlan& plan = *context_.Plan;
+    Names placed;
+    for (auto entry = archive_->Entries.rbegin(); entry != archive_->Entries.rend(); ++entry) {
+      context_.Host.PumpMessages();
+      if (context_.State.CancelRequested) return kCommandCancelled;
+      const std::u16string& name = entry->FileName;
+      if (!placed.insert(name).second) continue;
+      if (entry->IsFolder) {
+        PlanFolders(name + u"/");
+        continue;
+      }
+      const Result<FileStatus> there = StatusAtPlace(name);
+      ++context_.Counters.SourceFiles;
+      if (entry->IsLink && !IsListedLink(*entry)) {
+        Fail(name);
+      } else if (there && there->Kind == FileKind::Folder) {
+        Fail(name, PlanReason::Blocked);
+      } else {
+        PlanFolders(name);
+        plan.Add(there ? PlanAction::Replace : PlanAction::Copy,
+                 there ? ReasonToReplace(*entry, *there) : PlanReason::New, false, name,
+                 entry->OriginalSize);
+        ++context_.Counters.CopiedFiles;
+        context_.Counters.CopiedBytes += entry->OriginalSize;
+      }
+    }
+    return 0;
+  }
+
+  /// The folders that an entry lies in, as far as they are not there.
+  void PlanFolders(std::u16string_view name) {
+    for (std::size_t slash = name.find(u'/'); slash != name.npos;
+         slash = name.find(u'/', slash + 1)) {
+      const std::u16string folder(name.substr(0, slash));
+      if (planned_folders_.insert(folder).second && !StatusAtPlace(folder)) {
+        context_.Plan->Add(PlanAction::Copy, PlanReason::New, true, folder);
+      }
+    }
+  }
+
+  PlanReason ReasonToReplace(const IndividualInfo& entry, const FileStatus& there) const {
+    if (!pick_) return PlanReason::Always;
+    if (entry.IsLink || there.Kind != FileKind::File) return PlanReason::Kind;
+    return there.Size == entry.OriginalSize ? PlanReason::Time : PlanReason::Size;
   }
 
   /// The list of the links, or of all else.
@@ -199,14 +263,19 @@ class Extraction {
     return lines;
   }
 
-  /// The archiver replaces files before it finds that the password does not fit. So the smallest
-  /// encrypted entry is read first: 0 when that goes well, or when there is none.
-  int TryPassword() {
+  const IndividualInfo* SmallestEncrypted() const {
     const IndividualInfo* smallest = nullptr;
     for (const IndividualInfo& entry : archive_->Entries) {
       if (!entry.Encrypted || entry.OriginalSize == 0 || ListLine(entry.FileName).empty()) continue;
       if (!smallest || entry.OriginalSize < smallest->OriginalSize) smallest = &entry;
     }
+    return smallest;
+  }
+
+  /// The archiver replaces files before it finds that the password does not fit. So the smallest
+  /// encrypted entry is read first: 0 when that goes well, or when there is none.
+  int TryPassword() {
+    const IndividualInfo* smallest = SmallestEncrypted();
     if (!smallest) return 0;
     if (Password().empty()) return 2;
     const std::u16string list = WriteListFile(context_.Files, ListLine(smallest->FileName));
@@ -413,7 +482,7 @@ class Extraction {
   ClsArc archiver_;
   std::shared_ptr<SevenZipLibrary::Archive> archive_;
   std::optional<Staging> staging_;
-  Names links_, refused_;
+  Names links_, refused_, planned_folders_;
   std::vector<char> buffer_ = std::vector<char>(kReadAtOnce);
   bool broken_off_ = false;
   bool all_well_ = false;  ///< the archiver has unpacked all without an error

@@ -35,6 +35,9 @@ int ShowJob(Session& session, const std::string& name, bool json);
 int RunJobs(Session& session, const RunChoice& choice);
 /// What a run of the job would do now.
 int PrintPreview(Session& session, const std::string& name, bool json);
+/// What would be copied from there to there; its warnings on standard error.
+void PrintPlan(const BackupJob& job, std::u16string_view source, std::u16string_view destination,
+               const RunPlan& plan, bool json);
 /// Runs jobs as they become due until it is interrupted.
 int WatchJobs(Session& session);
 /// Each job's next `times`, and why it is not run now.
@@ -54,7 +57,9 @@ struct RestoreChoice {
   std::vector<std::string> Only;  ///< files and folders of the backup; empty is all
   std::string To;                 ///< another folder than the source
   bool ReplaceNewer = false;
-  bool Force = false;  ///< also what another job has made, and where a disk is not there
+  bool Force = false;   ///< also what another job has made, and where a disk is not there
+  bool DryRun = false;  ///< only tells what would be done, as a table or as JSON
+  bool Json = false;
 };
 int RestoreJob(Session& session, const std::string& name, const RestoreChoice& choice);
 

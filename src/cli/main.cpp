@@ -138,6 +138,9 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
                                              "Archive of a compressed job to restore");
   restore->add_flag("--force", line.Restore.Force,
                     "Restore even where a disk is not there, and what another job has made");
+  restore->add_flag("--dry-run", line.Restore.DryRun,
+                    "Only show what the restore would do; nothing is written");
+  restore->add_flag("--json", line.Restore.Json, "With --dry-run: print JSON");
   restore->add_flag("--latest", line.Latest, "The newest archive (default)")->excludes(archive);
   restore->callback(
       line.Run([&line](Session& session) { return RestoreJob(session, line.Name, line.Restore); }));

@@ -24,7 +24,8 @@ std::string_view Word(PlanAction action) {
   return kActions[static_cast<std::size_t>(action)];
 }
 
-void PrintAsJson(const BackupJob& job, std::u16string_view destination, const RunPlan& plan) {
+void PrintAsJson(const BackupJob& job, std::u16string_view source, std::u16string_view destination,
+                 const RunPlan& plan) {
   nlohmann::json steps = nlohmann::json::array(), totals = nlohmann::json::object(),
                  warnings = nlohmann::json::array();
   for (const PlanStep& step : plan.Steps) {
@@ -41,7 +42,7 @@ void PrintAsJson(const BackupJob& job, std::u16string_view destination, const Ru
   }
   for (const std::u16string& warning : plan.Warnings) warnings.push_back(JsonText(warning));
   PrintJson({{"job", JsonText(job.Name)},
-             {"source", JsonText(job.Source.Path)},
+             {"source", JsonText(source)},
              {"destination", JsonText(destination)},
              {"steps", std::move(steps)},
              {"totals", std::move(totals)},
@@ -59,21 +60,30 @@ void PrintAsText(std::u16string_view destination, const RunPlan& plan) {
   for (const PlanStep& step : plan.Steps) {
     const std::u16string size =
         step.IsFolder ? std::u16string() : FormatSize(step.Size, SizeMode::Scaled);
-    std::printf("%s  %s  %s  %s\n", Cell(ActionText(step.Action), 10, false).c_str(),
-                Cell(size, 12, true).c_str(), Cell(ReasonText(step.Reason), 18, false).c_str(),
+    std::printf("%s  %s  %s  %s\n",
+                Cell(ActionText(step.Action, plan.OfRestore), 10, false).c_str(),
+                Cell(size, 12, true).c_str(),
+                Cell(ReasonText(step.Reason, plan.OfRestore), 18, false).c_str(),
                 Printable(step.Path.empty() ? std::u16string_view(u".") : step.Path).c_str());
   }
   const PlanSums sums = SumUp(plan);
   std::printf("%s\n", Printable(u"目標資料夾：" + std::u16string(destination)).c_str());
   for (std::size_t i = 0; i < sums.size(); ++i) {
     if (sums[i].Files + sums[i].Folders == 0) continue;
-    std::printf("%s  %s\n", Cell(ActionText(static_cast<PlanAction>(i)), 10, false).c_str(),
-                Printable(SumText(sums[i])).c_str());
+    const std::u16string_view action = ActionText(static_cast<PlanAction>(i), plan.OfRestore);
+    std::printf("%s  %s\n", Cell(action, 10, false).c_str(), Printable(SumText(sums[i])).c_str());
   }
   if (plan.Steps.empty()) std::printf("Nothing would be done.\n");
 }
 
 }  // namespace
+
+void PrintPlan(const BackupJob& job, std::u16string_view source, std::u16string_view destination,
+               const RunPlan& plan, bool json) {
+  if (json) return PrintAsJson(job, source, destination, plan);
+  PrintAsText(destination, plan);
+  for (const std::u16string& warning : plan.Warnings) PrintError(Printable(warning));
+}
 
 int PrintPreview(Session& session, const std::string& name, bool json) {
   RaiseOpenFileLimit();
@@ -99,13 +109,7 @@ int PrintPreview(Session& session, const std::string& name, bool json) {
       break;
   }
   if (state.CancelRequested) return kInterrupted;
-  const std::u16string destination = program.DestinationNow(*job);
-  if (json) {
-    PrintAsJson(*job, destination, plan);
-  } else {
-    PrintAsText(destination, plan);
-    for (const std::u16string& warning : plan.Warnings) PrintError(Printable(warning));
-  }
+  PrintPlan(*job, job->Source.Path, program.DestinationNow(*job), plan, json);
   return IsComplete(counters) ? kDone : kSomeFailed;
 }
 

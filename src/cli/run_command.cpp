@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/console.h"
+#include "cli/console_host.h"
 #include "files/path.h"
 #include "files/size_text.h"
 #include "log/job_log.h"
@@ -214,6 +215,38 @@ std::string AwayText(const RunContext& context) {
   return disk.empty() ? disk : " (" + disk + ")";
 }
 
+std::string NoBackupText(std::u16string_view folder, const RestoreChoice& choice) {
+  return "there is no backup to restore: " + Printable(folder) +
+         (choice.Archive.empty() ? "" : " " + Printable(FromUtf8(choice.Archive)));
+}
+
+int PrintRestorePlan(Session& session, const BackupJob& job, const RestoreRequest& request,
+                     const RestoreChoice& choice) {
+  Program& program = session.Program();
+  ConsoleHost host(session.Clock());
+  RunState state;
+  host.Attach(state);
+  RunPlan plan;
+  RunCounters counters;
+  const std::u16string backup = program.DestinationNow(job);
+  switch (PlanRestore(program.Context, host, state, job, request, plan, counters)) {
+    case RunOutcome::SourceMissing:
+    case RunOutcome::NothingPicked:
+      PrintError(Printable(job.Name) + ": " + NoBackupText(backup, choice));
+      for (const std::u16string& warning : plan.Warnings) PrintError(Printable(warning));
+      return kSourceMissing;
+    case RunOutcome::NoArchiver:
+      PrintError(Printable(job.Name) + ": no archive program is installed");
+      return kBadInput;
+    default:
+      break;
+  }
+  if (state.CancelRequested) return kInterrupted;
+  const bool elsewhere = request.Pick && !request.Pick->Target.empty();
+  PrintPlan(job, backup, elsewhere ? request.Pick->Target : job.Source.Path, plan, choice.Json);
+  return IsComplete(counters) ? kDone : kSomeFailed;
+}
+
 }  // namespace
 
 int RestoreJob(Session& session, const std::string& name, const RestoreChoice& choice) {
@@ -223,27 +256,31 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
     PrintError("--mode takes full or incremental");
     return kBadInput;
   }
-  if (!session.Open(u"kavrelctl restore")) return kBadInput;
+  if (choice.Json && !choice.DryRun) {
+    PrintError("--json needs --dry-run");
+    return kBadInput;
+  }
+  if (!(choice.DryRun ? session.Open() : session.Open(u"kavrelctl restore"))) return kBadInput;
   session.Program().Context.Force = choice.Force;
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
-  const ArchivePicker picker = [&](const std::vector<ArchiveFile>& archives) {
+  RestoreRequest request;
+  request.Picker = [&](const std::vector<ArchiveFile>& archives) {
     return PickArchive(archives, FromUtf8(choice.Archive));
   };
-  RunOutcome outcome;
-  if (choice.Only.empty() && choice.To.empty() && !choice.ReplaceNewer) {
-    const RestoreMode mode =
-        choice.Mode == "incremental" ? RestoreMode::Incremental : RestoreMode::Full;
-    outcome = session.Program().RunRestoreNow(job->JobIndex, mode, picker);
-  } else {
-    const std::optional<RestorePick> pick = PickOf(*job, choice);
+  if (choice.Mode == "incremental") request.Mode = RestoreMode::Incremental;
+  std::optional<RestorePick> pick;
+  if (!choice.Only.empty() || !choice.To.empty() || choice.ReplaceNewer) {
+    pick = PickOf(*job, choice);
     if (!pick) return kBadInput;
-    outcome = session.Program().RunRestorePickedNow(job->JobIndex, *pick, picker);
+    request.Pick = &*pick;
   }
+  if (choice.DryRun) return PrintRestorePlan(session, *job, request, choice);
+  const RunOutcome outcome =
+      pick ? session.Program().RunRestorePickedNow(job->JobIndex, *pick, request.Picker)
+           : session.Program().RunRestoreNow(job->JobIndex, request.Mode, request.Picker);
   return Report(session, outcome, *job, kRestore,
-                "there is no backup to restore: " + Printable(job->Source.WorkPath) +
-                    (choice.Archive.empty() ? "" : " " + Printable(FromUtf8(choice.Archive))) +
-                    AwayText(session.Program().Context));
+                NoBackupText(job->Source.WorkPath, choice) + AwayText(session.Program().Context));
 }
 
 namespace {

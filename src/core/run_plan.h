@@ -57,6 +57,7 @@ struct RunPlan {
     Steps,   ///< and every step
   };
   Level Depth = Level::Steps;
+  bool OfRestore = false;  ///< what is the source to the steps is the backup
   std::vector<PlanStep> Steps;
   std::vector<std::u16string> Warnings;  ///< why the run would stop and ask, in words
   /// How much more the destination would hold afterwards; what goes to the recycle bin stays on the

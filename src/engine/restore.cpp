@@ -80,7 +80,10 @@ void RestorePicked(RunContext& context, const BackupJob& job, const RestorePick&
       there.Paths.Add(path);
     } else {
       ++context.Counters.FailedFiles;
-      context.Log.WriteTimed(u": 備份中找不到檔案 (失敗)：" + path);
+      context.LogTimed(u": 備份中找不到檔案 (失敗)：" + path);
+      if (context.Plan) {
+        context.Plan->Add(PlanAction::Fail, PlanReason::NotInSource, false, path);
+      }
     }
   }
   if (!there.Paths.Empty()) PickedWalk(context, job, there).Run();
@@ -102,14 +105,21 @@ bool LiesInSource(const FileSystem& files, const BackupJob& job, std::u16string_
                                 [&](const FileStatus& above) { return known.Is(above); });
 }
 
-/// False when it may be another job's backup, or the target is part of one, and nobody wants it all
-/// the same.
-bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_view archive) {
+/// Why the backup may be another job's, or the target part of one, in words; empty when it may be
+/// restored.
+std::u16string PlaceObjection(const RunContext& context, const BackupJob& job,
+                              std::u16string_view archive) {
   std::u16string objection = RestoreObjection(context, job, job.Source.WorkPath, archive);
   // The source itself may be somebody's backup, and is the job's own place all the same.
   if (objection.empty() && !LiesInSource(context.Files, job, job.Destination.WorkPath)) {
     objection = TargetObjection(context.Files, job, job.Destination.WorkPath);
   }
+  return objection;
+}
+
+/// False when there is such an objection, and nobody wants it all the same.
+bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_view archive) {
+  const std::u16string objection = PlaceObjection(context, job, archive);
   return objection.empty() || context.Force ||
          AskToGoOn(context, job, RunRefusal::PlaceOfOthers, u"備份歸屬檢查", objection);
 }
@@ -140,9 +150,28 @@ class RestoreDisks {
   DiskScope scope_;
 };
 
+void SetWorkPaths(const RunContext& context, BackupJob& job, const RestorePick* pick) {
+  job.Source.WorkPath = ExpandedDestination(job, context.Clock);
+  job.Destination.WorkPath = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
+}
+
+/// Whether there is something to restore; of a compressed job, which archive.
+RunOutcome FindBackup(const RunContext& context, const BackupJob& job, const ArchivePicker& picker,
+                      std::u16string& archive) {
+  const std::u16string& folder = job.Source.WorkPath;
+  if (!context.Files.FolderExists(folder)) return RunOutcome::SourceMissing;
+  if (!job.Compressed) return RunOutcome::Ran;
+  if (!context.Archiver.Present()) return RunOutcome::NoArchiver;
+  const auto picked = picker ? picker(ListArchives(context.Files, folder, &job)) : std::nullopt;
+  if (!picked) return RunOutcome::NothingPicked;
+  archive = JoinPath(folder, *picked);
+  return RunOutcome::Ran;
+}
+
+/// Does it, or with a plan decides it.
 void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
                 const RestorePick* pick, std::u16string_view archive) {
-  HealStaged(context);
+  if (!context.Plan) HealStaged(context);
   if (job.Compressed) {
     ArchiveContext archiving = context.Archiving();
     ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
@@ -151,7 +180,7 @@ void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
   } else {
     RestoreWalk(context, job, mode).Run();
   }
-  if (!context.State.CancelRequested) HealStaged(context);
+  if (!context.Plan && !context.State.CancelRequested) HealStaged(context);
 }
 
 /// A restore from end to end: of everything in this mode, or of what was picked.
@@ -164,23 +193,16 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   context.Refusal = RunRefusal::None;
   context.RefusalText.clear();
   context.Agreed = false;
-  job.Source.WorkPath = ExpandedDestination(job, context.Clock);
-  job.Destination.WorkPath = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
+  SetWorkPaths(context, job, pick);
   const RestoreDisks disks(context.Files, job, pick);
-  if (!context.Files.FolderExists(job.Source.WorkPath)) {
+  std::u16string archive;
+  const RunOutcome found = FindBackup(context, job, picker, archive);
+  if (found == RunOutcome::SourceMissing) {
     context.Host.ShowRunPanels(false);
     context.RefusalText = disks.Objection(context);
     state.CancelRequested = true;
-    return RunOutcome::SourceMissing;
   }
-  std::u16string archive;
-  if (job.Compressed) {
-    if (!context.Archiver.Present()) return RunOutcome::NoArchiver;
-    const auto picked =
-        picker ? picker(ListArchives(context.Files, job.Source.WorkPath, &job)) : std::nullopt;
-    if (!picked) return RunOutcome::NothingPicked;
-    archive = JoinPath(job.Source.WorkPath, *picked);
-  }
+  if (found != RunOutcome::Ran) return found;
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
@@ -196,6 +218,26 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
 }
 
 }  // namespace
+
+RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state, BackupJob job,
+                       const RestoreRequest& request, RunPlan& plan, RunCounters& counters) {
+  SetWorkPaths(context, job, request.Pick);
+  RunContext planning = context.Apart(state, host);
+  planning.Force = context.Force;
+  planning.Plan = &plan;
+  plan.OfRestore = true;
+  const auto warn = [&](std::u16string warning) {
+    if (!warning.empty()) plan.Warnings.push_back(std::move(warning));
+  };
+  warn(RestoreDisks(context.Files, job, request.Pick).Objection(planning));
+  std::u16string archive;
+  const RunOutcome found = FindBackup(planning, job, request.Picker, archive);
+  if (found != RunOutcome::Ran) return found;
+  warn(PlaceObjection(planning, job, archive));
+  RestoreAll(planning, job, request.Mode, request.Pick, archive);
+  counters = planning.Counters;
+  return RunOutcome::Ran;
+}
 
 RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
                          const ArchivePicker& picker) {

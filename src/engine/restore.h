@@ -30,6 +30,20 @@ using ArchivePicker =
 RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
                          const ArchivePicker& picker = {});
 
+/// What of a job's backup is to come back.
+struct RestoreRequest {
+  RestoreMode Mode = RestoreMode::Full;
+  const RestorePick* Pick = nullptr;  ///< null: everything, in that mode
+  ArchivePicker Picker;
+};
+/// Plans a restore of the job as it would take place now, by the very walk that would do it.
+/// Nothing is written, no log, no folder. `host` is called as in a restore, and `state` may be set
+/// to cancel; the context's own are left alone. Whether a password fits, and whether an archive is
+/// whole, only the restore finds. Gives what a restore would come to that cannot even begin (the
+/// plan's warnings may tell which disk is away), else Ran.
+RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state, BackupJob job,
+                       const RestoreRequest& request, RunPlan& plan, RunCounters& counters);
+
 /// Restores what was picked, and nothing else: each with its folders, below the pick's target.
 /// Files that are the same already are left alone. What is not in the backup counts as failed.
 RunOutcome RunRestorePicked(RunContext& context, BackupJob& job, const RestorePick& pick,

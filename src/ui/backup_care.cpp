@@ -90,6 +90,33 @@ void BackupCare::RestoreAll(int row, RestoreMode mode) {
       [&](const ArchivePicker& picker) { return program_.RunRestoreNow(row, mode, picker); });
 }
 
+void BackupCare::PreviewRestore(int row, RestoreMode mode) {
+  if (!MayStart(row)) return;
+  const QPointer<BackupCare> alive(this);
+  const bool ticking = program_.Scheduler.TimerOn();
+  program_.Scheduler.SetSchedulerTimer(false);
+  // The archive is chosen once, for the look and for the restore.
+  std::optional<std::u16string> archive;
+  bool asked = false;
+  const ArchivePicker picker = [&](const std::vector<ArchiveFile>& archives) {
+    if (!std::exchange(asked, true)) archive = PickArchive(program_, archives, window_);
+    return archive;
+  };
+  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
+  const std::u16string folder = program_.DestinationNow(job);
+  const bool compressed =
+      job.Compressed && program_.Archiver.Present() && program_.Files.FolderExists(folder);
+  if (compressed) picker(ListArchives(program_.Files, folder, &job));
+  const bool restore =
+      alive && (archive || !compressed) &&
+      OpenRestorePreview(program_, row, RestoreRequest{mode, nullptr, picker}, window_);
+  if (!alive) return;
+  if (ticking) program_.Scheduler.SetSchedulerTimer(true);
+  if (!restore) return;
+  Restore(row, nullptr, picker,
+          [&](const ArchivePicker& picked) { return program_.RunRestoreNow(row, mode, picked); });
+}
+
 void BackupCare::Restore(int row, const RestorePick* pick, const ArchivePicker& picker,
                          const Restorer& restorer) {
   const QPointer<BackupCare> alive(this);

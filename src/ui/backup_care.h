@@ -25,6 +25,8 @@ class BackupCare : public QObject {
 
   /// Restores the backup of the job on that row in this mode.
   void RestoreAll(int row, RestoreMode mode);
+  /// Shows what that would do, and does it if that is wanted then.
+  void PreviewRestore(int row, RestoreMode mode);
   /// Has files picked of the backup of the job on that row, and restores them.
   void RestoreSome(int row);
   void Verify(int row);

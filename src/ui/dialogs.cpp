@@ -55,6 +55,11 @@ bool OpenPreview(Program& program, std::int32_t job_index, QWidget* parent) {
   return FrmPreview(program, job_index, parent).exec() == QDialog::Accepted;
 }
 
+bool OpenRestorePreview(Program& program, std::int32_t job_index, RestoreRequest request,
+                        QWidget* parent) {
+  return FrmPreview(program, job_index, std::move(request), parent).exec() == QDialog::Accepted;
+}
+
 void AskAboutPastDue(PastDueQuestion& question, QWidget* parent) {
   FrmPastDue(question, parent).exec();
 }

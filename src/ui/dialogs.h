@@ -34,6 +34,9 @@ std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
 bool OpenQuestion(const RunQuestion& question, QWidget* parent);
 /// What a run of the job of this position would do. True when the user wants it to run now.
 bool OpenPreview(Program& program, std::int32_t job_index, QWidget* parent);
+/// The same of a restore of everything.
+bool OpenRestorePreview(Program& program, std::int32_t job_index, RestoreRequest request,
+                        QWidget* parent);
 /// Returns with the question answered.
 void AskAboutPastDue(PastDueQuestion& question, QWidget* parent);
 

@@ -126,6 +126,8 @@ void FrmMain::BuildControls() {
   connect(care_, &BackupCare::Finished, this, &FrmMain::ShowEnd);
   connect(care_, &BackupCare::JobChanged, this, &FrmMain::FillJobList);
   connect(job_menu_, &JobMenu::RestoreSomeWanted, care_, &BackupCare::RestoreSome);
+  connect(job_menu_, &JobMenu::RestorePreviewWanted, care_,
+          [this](int row) { care_->PreviewRestore(row, options_->Restore()); });
   connect(job_menu_, &JobMenu::VerifyWanted, care_, &BackupCare::Verify);
   connect(panel_, &RunPanel::CancelClick, this, [this] {
     if (program_->State.RunBusy) program_->State.CancelRequested = true;

@@ -22,11 +22,22 @@ constexpr int kPumpEveryMs = 25, kFilterDelayMs = 200;
 }
 
 FrmPreview::FrmPreview(Program& program, std::int32_t job_index, QWidget* parent)
+    : FrmPreview(program, job_index, std::nullopt, parent) {}
+
+FrmPreview::FrmPreview(Program& program, std::int32_t job_index, RestoreRequest restore,
+                       QWidget* parent)
+    : FrmPreview(program, job_index, std::optional(std::move(restore)), parent) {}
+
+FrmPreview::FrmPreview(Program& program, std::int32_t job_index,
+                       std::optional<RestoreRequest> restore, QWidget* parent)
     : QDialog(parent),
       program_(program),
-      job_(program.Store.Jobs[static_cast<std::size_t>(job_index)]) {
+      job_(program.Store.Jobs[static_cast<std::size_t>(job_index)]),
+      restore_(std::move(restore)) {
   setObjectName(QStringLiteral("FrmPreview"));
-  setWindowTitle(QStringLiteral("預覽「%1」備份內容").arg(ToQString(job_.Name)));
+  setWindowTitle(
+      (restore_ ? QStringLiteral("預覽「%1」還原內容") : QStringLiteral("預覽「%1」備份內容"))
+          .arg(ToQString(job_.Name)));
   table_ = Make<QTableView>("tblPlan");
   table_->setModel(&model_);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -53,7 +64,8 @@ FrmPreview::FrmPreview(Program& program, std::int32_t job_index, QWidget* parent
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
   }
   lblWarning_->hide();
-  cmdRun_ = Make<QPushButton>("cmdRun", QStringLiteral("執行備份(&R)"));
+  cmdRun_ = Make<QPushButton>(
+      "cmdRun", restore_ ? QStringLiteral("執行還原(&R)") : QStringLiteral("執行備份(&R)"));
   cmdRun_->setEnabled(false);
   auto* cmdClose = Make<QPushButton>("cmdClose", QStringLiteral("關閉(&C)"));
   cmdClose->setDefault(true);
@@ -105,12 +117,13 @@ void FrmPreview::Plan() {
   pumped_.start();
   lblTotals_->setText(QStringLiteral("正在檢查來源與目標…"));
   program_.Mounts.Load();
-  RunCounters counters;
-  const RunOutcome outcome = PlanBackupJob(program_.Context, *this, state_, job_, plan_, counters);
+  const RunOutcome outcome = FindPlan();
   planning_ = false;
   if (state_.CancelRequested) return QDialog::reject();
-  if (outcome == RunOutcome::SourceMissing) {
-    lblTotals_->setText(QStringLiteral("找不到資料夾「%1」。").arg(ToQString(job_.Source.Path)));
+  if (outcome == RunOutcome::SourceMissing || outcome == RunOutcome::NothingPicked) {
+    const std::u16string& missing = restore_ ? program_.DestinationNow(job_) : job_.Source.Path;
+    lblTotals_->setText(QStringLiteral("找不到資料夾「%1」。").arg(ToQString(missing)));
+    ShowWarnings();
   } else if (outcome == RunOutcome::NoArchiver) {
     lblTotals_->setText(QStringLiteral("找不到 7-Zip 程式，壓縮備份無法執行。"));
   } else {
@@ -118,24 +131,37 @@ void FrmPreview::Plan() {
   }
 }
 
-void FrmPreview::ShowPlan() {
-  const PlanSums sums = SumUp(plan_);
-  QStringList totals;
-  for (std::size_t i = 0; i < sums.size(); ++i) {
-    if (sums[i].Files + sums[i].Folders == 0) continue;
-    const QString action = ToQString(ActionText(static_cast<PlanAction>(i)));
-    const QString sum = ToQString(SumText(sums[i]));
-    cboAction_->addItem(action, static_cast<int>(i));
-    totals += action + QStringLiteral("：") + sum;
-  }
-  lblTotals_->setText(plan_.Steps.empty() ? QStringLiteral("沒有需要備份的檔案。")
-                                          : totals.join(QStringLiteral("\n")));
+RunOutcome FrmPreview::FindPlan() {
+  RunCounters counters;
+  return restore_ ? PlanRestore(program_.Context, *this, state_, job_, *restore_, plan_, counters)
+                  : PlanBackupJob(program_.Context, *this, state_, job_, plan_, counters);
+}
+
+void FrmPreview::ShowWarnings() {
   QString warnings;
   for (const std::u16string& warning : plan_.Warnings) {
     warnings += QStringLiteral("⚠ %1。\n").arg(ToQString(warning));
   }
   lblWarning_->setText(warnings.trimmed());
   lblWarning_->setVisible(!warnings.isEmpty());
+}
+
+void FrmPreview::ShowPlan() {
+  const PlanSums sums = SumUp(plan_);
+  QStringList totals;
+  for (std::size_t i = 0; i < sums.size(); ++i) {
+    if (sums[i].Files + sums[i].Folders == 0) continue;
+    const QString action = ToQString(ActionText(static_cast<PlanAction>(i), plan_.OfRestore));
+    const QString sum = ToQString(SumText(sums[i]));
+    cboAction_->addItem(action, static_cast<int>(i));
+    totals += action + QStringLiteral("：") + sum;
+  }
+  if (plan_.Steps.empty()) {
+    totals +=
+        restore_ ? QStringLiteral("沒有需要還原的檔案。") : QStringLiteral("沒有需要備份的檔案。");
+  }
+  lblTotals_->setText(totals.join(QStringLiteral("\n")));
+  ShowWarnings();
   model_.SetPlan(plan_);
   table_->setSortingEnabled(true);
   cmdRun_->setEnabled(true);

@@ -1,9 +1,10 @@
-// What a run of a job would do, to be looked through before it is run.
+// What a run or a restore of a job would do, to be looked through before it is run.
 #pragma once
 
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QTimer>
+#include <optional>
 
 #include "app/program.h"
 #include "ui/plan_model.h"
@@ -22,6 +23,8 @@ class FrmPreview : public QDialog, private ProgramHost {
 
  public:
   FrmPreview(Program& program, std::int32_t job_index, QWidget* parent);
+  /// Of a restore, which this asks for.
+  FrmPreview(Program& program, std::int32_t job_index, RestoreRequest restore, QWidget* parent);
 
   /// Ends the search for what would be done, if that is still under way, then closes.
   void reject() override;
@@ -30,9 +33,14 @@ class FrmPreview : public QDialog, private ProgramHost {
   void showEvent(QShowEvent* event) override;
 
  private:
+  FrmPreview(Program& program, std::int32_t job_index, std::optional<RestoreRequest> restore,
+             QWidget* parent);
   QWidget* MakeFilter();
   void Plan();
+  /// What would be done; nothing of it where it cannot even begin.
+  RunOutcome FindPlan();
   void ShowPlan();
+  void ShowWarnings();
   void ApplyFilter();
 
   // What the planned run tells.
@@ -45,6 +53,7 @@ class FrmPreview : public QDialog, private ProgramHost {
 
   Program& program_;
   const BackupJob& job_;
+  const std::optional<RestoreRequest> restore_;
   RunState state_;
   RunPlan plan_;
   PlanModel model_;

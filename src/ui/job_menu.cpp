@@ -26,6 +26,9 @@ void JobMenu::BuildJobItems() {
   preview_ = AddItem(*menu_, QStringLiteral("mnuJobPreview"), {});
   connect(preview_, &QAction::triggered, this,
           [this] { Q_EMIT PreviewWanted(preview_->data().toInt()); });
+  restore_preview_ = AddItem(*menu_, QStringLiteral("mnuJobResPreview"), {});
+  connect(restore_preview_, &QAction::triggered, this,
+          [this] { Q_EMIT RestorePreviewWanted(run_->data().toInt()); });
   restore_some_ =
       AddItem(*menu_, QStringLiteral("mnuJobResSome"), QStringLiteral("還原選取的檔案(&P)..."));
   connect(restore_some_, &QAction::triggered, this,
@@ -88,14 +91,15 @@ void JobMenu::Popup(QPoint position) {
   run_->setText(job ? QStringLiteral("執行「%1」備份排程").arg(name)
                     : QStringLiteral("執行指定備份排程"));
   preview_->setText(QStringLiteral("預覽「%1」備份內容").arg(name));
+  restore_preview_->setText(QStringLiteral("預覽「%1」還原內容").arg(name));
   restore_->setText(job ? QStringLiteral("執行「%1」還原排程").arg(name)
                         : QStringLiteral("執行指定還原排程"));
   verify_->setText(QStringLiteral("驗證「%1」的備份").arg(name));
   edit_->setText(job ? QStringLiteral("編輯「%1」備份設定").arg(name)
                      : QStringLiteral("建立新的備份排程"));
   for (QAction* action : {run_, preview_, restore_, edit_}) action->setData(row);
-  for (QAction* action :
-       {run_, preview_, restore_, restore_some_, verify_, source_, destination_}) {
+  for (QAction* action : {run_, preview_, restore_, restore_preview_, restore_some_, verify_,
+                          source_, destination_}) {
     action->setVisible(job);
   }
   menu_->setDefaultAction(job ? run_ : edit_);

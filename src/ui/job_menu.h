@@ -28,6 +28,7 @@ class JobMenu : public QObject {
   void RestoreSomeWanted(int row);
   void VerifyWanted(int row);
   void PreviewWanted(int row);
+  void RestorePreviewWanted(int row);
   /// -1 for a new job.
   void EditWanted(int row);
 
@@ -40,7 +41,7 @@ class JobMenu : public QObject {
   JobList& list_;
   QMenu* menu_;
   QAction *run_, *preview_, *restore_, *restore_some_, *verify_, *edit_, *source_, *destination_,
-      *grid_;
+      *grid_, *restore_preview_;
   QActionGroup* view_;
   QList<QAction*> columns_;
 };

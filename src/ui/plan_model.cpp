@@ -41,13 +41,13 @@ QVariant PlanModel::data(const QModelIndex& index, int role) const {
   if (role != Qt::DisplayRole) return {};
   switch (index.column()) {
     case ActionColumn:
-      return ToQString(ActionText(step.Action));
+      return ToQString(ActionText(step.Action, plan_->OfRestore));
     case PathColumn:
       return step.Path.empty() ? QStringLiteral(".") : ToQString(step.Path);
     case SizeColumn:
       return step.IsFolder ? QString() : ToQString(FormatSize(step.Size, SizeMode::Scaled));
     default:
-      return ToQString(ReasonText(step.Reason));
+      return ToQString(ReasonText(step.Reason, plan_->OfRestore));
   }
 }
 

@@ -9,6 +9,7 @@
 #include <set>
 
 #include "base/text.h"
+#include "engine/restore.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 
@@ -120,6 +121,51 @@ TEST_F(RunPlannerTest, WhatThePlanSaysIsWhatTheRunDoes) {
     ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
     EXPECT_EQ(planned, Program.Context.Counters) << "seed " << seed;
     EXPECT_EQ(Changes(plan), Changes(before, Snapshot(Dest()))) << "seed " << seed;
+    if (HasFailure()) break;
+  }
+}
+
+TEST_F(RunPlannerTest, WhatARestorePlansIsWhatTheRestoreDoes) {
+  for (unsigned seed = 0; seed < 80; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    fs::remove_all(Source());
+    fs::remove_all(Dest());
+    MakeRandomTree(Source(), random, 2);
+    Program.Store.Jobs.clear();
+    const bool packed = random() % 4 == 0 && Program.Archiver.Present();
+    BackupJob& job = AddJob(packed ? BackupType::Compressed : BackupType::Full);
+    ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    const fs::path target = random() % 4 == 0 ? Temp.DriveD() / "other" : Source();
+    fs::remove_all(target);
+    if (random() % 8 != 0) MakeRandomTree(target, random, 2);
+    job.IncludeSubfolders = random() % 4 != 0;
+    RestorePick pick;
+    for (int i = 0; i < 3; ++i) pick.Paths.Add(std::u16string(1, u"abcdefgh"[random() % 8]));
+    pick.ReplaceNewer = random() % 2;
+    if (target != Source()) pick.Target = u"D:\\other\\";
+    RestoreRequest request;
+    request.Picker = NewestArchive;
+    request.Mode = random() % 2 ? RestoreMode::Incremental : RestoreMode::Full;
+    if (target != Source() || random() % 2) request.Pick = &pick;
+
+    RunPlan plan;
+    RunState state;
+    RunCounters planned;
+    const Tree before = Snapshot(Temp.Root());
+    ASSERT_EQ(PlanRestore(Program.Context, Host, state, job, request, plan, planned),
+              RunOutcome::Ran);
+    EXPECT_EQ(Snapshot(Temp.Root()), before) << "nothing is written";
+    const Tree at_target = Snapshot(target);
+    EXPECT_EQ(request.Pick ? Program.RunRestorePickedNow(0, pick, NewestArchive)
+                           : Program.RunRestoreNow(0, request.Mode, NewestArchive),
+              RunOutcome::Ran);
+    const RunCounters& done = Program.Context.Counters;
+    EXPECT_EQ(planned.CopiedFiles, done.CopiedFiles);
+    EXPECT_EQ(planned.FailedFiles, done.FailedFiles);
+    EXPECT_EQ(planned.UnchangedFiles, done.UnchangedFiles);
+    EXPECT_EQ(planned.SourceFiles, done.SourceFiles);
+    EXPECT_EQ(Changes(plan), Changes(at_target, Snapshot(target)));
     if (HasFailure()) break;
   }
 }

@@ -77,9 +77,9 @@ TEST(FrmMain, RunsAJobByItsMenu) {
              main.Named("cmdCancel")->isEnabled() && main.Shown("picPtbFile");
   });
   main.Answer({{"您確定要執行「文件」備份排程嗎？", kYes}});
-  EXPECT_EQ(main.Menu(main.Jobs(), 1, "mnuJobNow").mid(0, 6),
+  EXPECT_EQ(main.Menu(main.Jobs(), 1, "mnuJobNow").mid(0, 7),
             (QStringList{"*執行「文件」備份排程", "執行「文件」還原排程", "預覽「文件」備份內容",
-                         "還原選取的檔案(&P)...", "驗證「文件」的備份",
+                         "預覽「文件」還原內容", "還原選取的檔案(&P)...", "驗證「文件」的備份",
                          "編輯「文件」備份設定"}));
   EXPECT_EQ(TreeDifferences(main.Temp.DriveC() / "文件", main.Backup("文件")), "");
   EXPECT_TRUE(locked);

@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTableView>
+#include <QTimer>
 
 #include "support/test_program.h"
 #include "support/tree.h"
@@ -31,6 +32,21 @@ QStringList Rows(const QWidget& dialog) {
   return rows;
 }
 
+/// Looks at the next preview once it is there. It cannot be waited for inside a dialog's event: the
+/// plan may be what handles that event.
+void WhenPlanned(const std::function<void(QWidget&, QPushButton& run)>& look) {
+  WhenDialog([look](QWidget& dialog) {
+    auto* run = Find<QPushButton>(dialog, "cmdRun");
+    auto* timer = new QTimer(&dialog);
+    QObject::connect(timer, &QTimer::timeout, &dialog, [&dialog, run, timer, look] {
+      if (!run->isEnabled()) return;
+      timer->stop();
+      look(dialog, *run);
+    });
+    timer->start(0);
+  });
+}
+
 TEST(FrmPreview, IsLookedThroughSearchedAndRun) {
   MainWindow main;
   BackupJob& job = main.AddJob(u"文件");
@@ -39,9 +55,7 @@ TEST(FrmPreview, IsLookedThroughSearchedAndRun) {
   main.WriteSource("文件/b/c.txt", "x");
   WriteTestFile(main.Backup("文件/舊的.txt"), "old");
   main.Start();
-  WhenDialog([&](QWidget& dialog) {
-    auto& run = *Find<QPushButton>(dialog, "cmdRun");
-    ASSERT_TRUE(WaitUntil([&] { return run.isEnabled(); }));
+  WhenPlanned([&](QWidget& dialog, QPushButton& run) {
     EXPECT_EQ(Rows(dialog).size(), 4);
     EXPECT_TRUE(Rows(dialog).contains("刪除 舊的.txt 3 位元 來源已不存在"));
     EXPECT_EQ(Find<QLabel>(dialog, "lblTotals")->text(),
@@ -64,6 +78,40 @@ TEST(FrmPreview, IsLookedThroughSearchedAndRun) {
   });
   main.Menu(main.Jobs(), 0, "mnuJobPreview");
   EXPECT_EQ(TreeDifferences(main.Temp.DriveC() / "文件", main.Backup("文件")), "");
+}
+
+TEST(FrmPreview, ARestoreIsLookedThroughAndRun) {
+  for (const BackupType type : {BackupType::Full, BackupType::Compressed}) {
+    MainWindow main;
+    SetJobType(main.AddJob(u"文件"), type);
+    main.WriteSource("文件/改過.txt", "abc");
+    main.WriteSource("文件/不見.txt", "x");
+    main.Start();
+    ASSERT_EQ(main.Program.RunJobNow(0), RunOutcome::Ran);
+    main.WriteSource("文件/改過.txt", "changed");
+    std::filesystem::remove(main.Temp.DriveC() / "文件/不見.txt");
+    const auto look = [&](QWidget& dialog, QPushButton& run) {
+      EXPECT_EQ(dialog.windowTitle(), "預覽「文件」還原內容");
+      QStringList rows = Rows(dialog);
+      rows.sort();
+      EXPECT_EQ(rows,
+                (QStringList{"取代 改過.txt 3 位元 一律還原", "還原 不見.txt 1 位元 目標沒有"}));
+      EXPECT_EQ(ReadTestFile(main.Temp.DriveC() / "文件/改過.txt"), "changed");
+      run.click();
+    };
+    if (type == BackupType::Full) {
+      WhenPlanned(look);
+    } else {
+      // Which archive is asked once, before.
+      WhenDialog([&](QWidget& list) {
+        WhenPlanned(look);
+        Press(ViewOf(*Find<QWidget>(list, "lstDiscs")), Qt::Key_Return);
+      });
+    }
+    main.Menu(main.Jobs(), 0, "mnuJobResPreview");
+    EXPECT_EQ(ReadTestFile(main.Temp.DriveC() / "文件/改過.txt"), "abc");
+    EXPECT_EQ(ReadTestFile(main.Temp.DriveC() / "文件/不見.txt"), "x");
+  }
 }
 
 TEST(FrmGoOn, StopsTheRunWhenNobodyAnswersUnlessTheQuestionWasSeen) {
