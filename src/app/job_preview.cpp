@@ -100,12 +100,17 @@ std::u16string CheckMounted(const Program& program, std::u16string_view path) {
 
 }  // namespace
 
-JobPreview PreviewJob(const Program& program, const JobForm& form, std::int32_t own) {
+JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJob* own) {
   JobPreview preview;
   BackupJob job;
+  if (own) job = *own;
   FillJob(form, job);
   const DateTime now = program.Context.Clock.Now();
-  if (form.Count > 0) preview.Due = DueTimes(job, now);
+  if (form.KeepInterval || form.Count > 0) preview.Due = DueTimes(job, now);
+  if (!Trim(form.Source).empty() && !IsOnNetwork(program, job.Source.Path) &&
+      !program.Files.FolderExists(job.Source.Path)) {
+    preview.Warnings.push_back(u"找不到來源資料夾「" + job.Source.Path + u"」。");
+  }
 
   if (form.UsePassword && form.Password.empty()) {
     preview.Warnings.push_back(u"尚未輸入密碼，壓縮檔將以預設密碼「" +
@@ -130,7 +135,7 @@ JobPreview PreviewJob(const Program& program, const JobForm& form, std::int32_t 
   if (form.Type != BackupType::Compressed && program.Exclusions.IsFolderExcluded(job.Source.Path)) {
     preview.Warnings.push_back(u"排除規則排除了整個來源資料夾，什麼都不會備份。");
   }
-  for (const BackupJob* other : SharingJobs(program, at_next_run, folder, own)) {
+  for (const BackupJob* other : SharingJobs(program, at_next_run, folder, job.JobIndex)) {
     preview.Warnings.push_back(u"排程「" + other->Name +
                                u"」也備份到這個資料夾，兩者的檔案會混在一起。");
   }

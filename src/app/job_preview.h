@@ -21,7 +21,7 @@ struct JobPreview {
 };
 
 /// Looks at disks, but at none of the network: it must not keep a window waiting. `mounts` of the
-/// program should be fresh. `own`: the position of the job in the store, -1 for a new one.
-JobPreview PreviewJob(const Program& program, const JobForm& form, std::int32_t own = -1);
+/// program should be fresh. `job`: the one that the form is to change, null for a new one.
+JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJob* job = nullptr);
 
 }  // namespace kavrel

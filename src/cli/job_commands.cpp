@@ -42,8 +42,7 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
 /// What the editor shows below its pages: a destination whose disk is not there, and the like.
 void TellWarnings(Session& session, const BackupJob& job) {
   session.Program().Mounts.Load();
-  for (const std::u16string& warning :
-       PreviewJob(session.Program(), FormOf(job), job.JobIndex).Warnings) {
+  for (const std::u16string& warning : PreviewJob(session.Program(), FormOf(job), &job).Warnings) {
     PrintError(Printable(warning));
   }
 }

@@ -170,9 +170,9 @@ void FrmSet::ShowPreview() {
   preview_timer_.stop();
   if (!list_mode_) {
     const JobForm form = ReadForm();
-    preview_->Show(PreviewJob(program_, form, buffer_.JobIndex), form.Enabled);
+    preview_->Show(PreviewJob(program_, form, &buffer_), form.Enabled);
   } else if (const BackupJob* job = SelectedJob()) {
-    preview_->Show(PreviewJob(program_, FormOf(*job), job->JobIndex), job->Enabled);
+    preview_->Show(PreviewJob(program_, FormOf(*job), job), job->Enabled);
   } else {
     preview_->Clear();
   }

@@ -120,6 +120,11 @@ void JobItemPage::MakeOptions(QGridLayout& grid) {
   Label2_ = Make<QLabel>("Label2", QStringLiteral("KB"));
   txtZipPassWord_ = Make<QLineEdit>("txtZipPassWord");
   txtZipPassWord_->setEchoMode(QLineEdit::PasswordEchoOnEdit);
+  chkShowPassWord_ = MakeCheck("chkShowPassWord", "顯示(&V)");
+  chkShowPassWord_->setAccessibleName(QStringLiteral("顯示密碼"));
+  connect(chkShowPassWord_, &QCheckBox::toggled, txtZipPassWord_, [this](bool shown) {
+    txtZipPassWord_->setEchoMode(shown ? QLineEdit::Normal : QLineEdit::PasswordEchoOnEdit);
+  });
   Label7_ = MakeLabel(QStringLiteral("密碼(&K)："), txtZipPassWord_);
   Label7_->setObjectName(QStringLiteral("Label7"));
 
@@ -132,6 +137,7 @@ void JobItemPage::MakeOptions(QGridLayout& grid) {
   password->addWidget(chkZipPassWord_);
   password->addWidget(Label7_);
   password->addWidget(txtZipPassWord_);
+  password->addWidget(chkShowPassWord_);
   password->setSpacing(6);
   auto* options = new QGridLayout;
   options->addWidget(chkExc_, 0, 0);
@@ -188,6 +194,9 @@ void JobItemPage::Show(const JobForm& form) {
   txtFileSize_->setText(ToQString(Decimal(form.MaxFileSizeKB)));
   chkZipPassWord_->setChecked(form.UsePassword);
   txtZipPassWord_->setText(ToQString(form.Password));
+  chkShowPassWord_->setChecked(false);
+  given_name_ = form.Source.empty() ? txtDesc_->text() : QString();
+  given_source_.clear();
   EnableOptions();
   txtDesc_->setFocus();
 }
@@ -253,13 +262,26 @@ void JobItemPage::EnableOptions() {
   Label2_->setEnabled(chkFileSize_->isChecked());
   txtZipPassWord_->setEnabled(chkZipPassWord_->isChecked());
   Label7_->setEnabled(chkZipPassWord_->isChecked());
+  chkShowPassWord_->setEnabled(chkZipPassWord_->isChecked());
+}
+
+bool JobItemPage::HasOwnEntries() const {
+  return txtSrc_->text() != given_source_ || txtDesc_->text() != given_name_;
 }
 
 void JobItemPage::ComJobType_Click(int index) {
   const JobPreset& preset = JobPresets()[static_cast<std::size_t>(index)];
+  if (HasOwnEntries() &&
+      !Confirm(*this, QStringLiteral("「%1」會取代目前的排程名稱、來源與目標資料夾，您確定嗎？")
+                          .arg(ToQString(preset.Caption)))) {
+    ComJobType_->setCurrentIndex(-1);
+    return;
+  }
   const std::u16string source = FindUserFolder(preset.Source);
   txtDesc_->setText(ToQString(preset.Name));
   txtSrc_->setText(ToQString(source));
+  given_name_ = txtDesc_->text();
+  given_source_ = txtSrc_->text();
   const bool found = program_.Files.FolderExists(source);
   if (found) {
     txtDest_->setText(ToQString(program_.PresetDestination()));

@@ -43,6 +43,9 @@ class JobItemPage : public QWidget {
   std::u16string FileTypes() const;
   void EnableOptions();
   void ComJobType_Click(int index);
+  /// Whether the name and the source are what somebody has entered, not those of a new job or of a
+  /// preset.
+  bool HasOwnEntries() const;
   void Browse(QLineEdit& box, const QString& title);
   void btnTags_Click();
   void cmdLoadFFs_Click();
@@ -52,6 +55,8 @@ class JobItemPage : public QWidget {
   QComboBox *ComJobType_, *cboBackupType_, *cboFF_;
   QLineEdit *txtDesc_, *txtSrc_, *txtDest_, *txtFileSize_, *txtZipPassWord_;
   QPushButton *btnBrowseSrc_, *btnBrowseDest_, *btnTags_, *cmdLoadFFs_;
+  QString given_name_, given_source_;  ///< of a new job, or of the last preset
+  QCheckBox* chkShowPassWord_;
   QCheckBox *chkExc_, *chkSubDirs_, *chkSrcFolder_, *chkEnabled_, *chkRecycle_, *chkFileSize_,
       *chkZipPassWord_;
   QLabel *Label2_, *Label7_;

@@ -4,7 +4,9 @@
 #include <QComboBox>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QLabel>
 #include <QStackedLayout>
+#include <algorithm>
 
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
@@ -23,6 +25,18 @@ constexpr CountList kCountLists[] = {
     {"cboDays", "Lb3", "天內備份一次"},     {"cboWeeks", "Lb4", "週內備份一次"},
     {"cboMonths", "Lb5", "個月內備份一次"},
 };
+
+/// What most people want of a kind, offered where nothing of it was chosen yet.
+constexpr int kUsualCounts[] = {10, 1, 1, 1, 1};
+
+/// Whether the page cannot show the interval whole: it has several units, or more of one than a
+/// list offers.
+bool HasOwnInterval(const BackupJob& job) {
+  BackupJob shown;
+  const IntervalKind kind = JobIntervalKind(job);
+  SetInterval(shown, kind, std::min(IntervalCount(job, kind), MaxIntervalCount(kind)));
+  return IntervalText(shown) != IntervalText(job);
+}
 
 QWidget* MakePicker(ClsDate& picker, const char* name, ClsDate::PickerStyle style) {
   auto* area = Make<QWidget>(name);
@@ -50,6 +64,8 @@ JobTimePage::JobTimePage() {
   grid->addWidget(MakeLabel(QStringLiteral("排程類型(&T)"), ComTime_), 0, 0);
   grid->addWidget(ComTime_, 0, 1);
   grid->addWidget(counts, 1, 1);
+  lblInterval_ = Make<QLabel>("lblInterval");
+  grid->addWidget(lblInterval_, 1, 2);
   grid->addWidget(MakeLabel(QStringLiteral("開始備份日期(&D)："), picDate_.hwnd()), 2, 0);
   grid->addWidget(date, 2, 1);
   grid->addWidget(MakeLabel(QStringLiteral("開始備份時間(&M)："), picTime_.hwnd()), 3, 0);
@@ -74,7 +90,7 @@ QWidget* JobTimePage::MakeCounts() {
       list->addItem(QString::number(count), count);
     }
     IgnoreWheel(list);
-    connect(list, &QComboBox::activated, this, &JobTimePage::Changed);
+    connect(list, &QComboBox::activated, this, &JobTimePage::IntervalChanged);
     count_lists_[kind] = list;
 
     QLabel* before = MakeLabel(QStringLiteral("我要在每(&N)"), list);
@@ -113,6 +129,10 @@ void JobTimePage::Show(const BackupJob& job) {
         count_lists_[kind]->findData(IntervalCount(job, static_cast<IntervalKind>(kind)));
     count_lists_[kind]->setCurrentIndex(index < 0 ? 0 : index);
   }
+  keep_interval_ = true;
+  lblInterval_->setText(
+      QStringLiteral("目前是%1，選擇其他間隔才會改變").arg(ToQString(IntervalText(job))));
+  lblInterval_->setVisible(HasOwnInterval(job));
   ComTime_->setCurrentIndex(static_cast<int>(JobIntervalKind(job)));
   counts_->setCurrentIndex(ComTime_->currentIndex());
   picDate_.SetValue(job.NextRun);
@@ -124,6 +144,7 @@ void JobTimePage::Show(const BackupJob& job) {
 
 void JobTimePage::Read(JobForm& form) const {
   using std::chrono::days;
+  form.KeepInterval = keep_interval_;
   form.Interval = static_cast<IntervalKind>(ComTime_->currentIndex());
   form.Count =
       count_lists_[static_cast<std::size_t>(ComTime_->currentIndex())]->currentData().toInt();
@@ -146,7 +167,17 @@ void JobTimePage::FocusField(FormCheck check) {
 }
 
 void JobTimePage::ComTime_Click() {
+  const auto kind = static_cast<std::size_t>(ComTime_->currentIndex());
   counts_->setCurrentIndex(ComTime_->currentIndex());
+  if (count_lists_[kind]->currentData().toInt() == 0) {
+    count_lists_[kind]->setCurrentIndex(count_lists_[kind]->findData(kUsualCounts[kind]));
+  }
+  IntervalChanged();
+}
+
+void JobTimePage::IntervalChanged() {
+  keep_interval_ = false;
+  lblInterval_->hide();
   Q_EMIT Changed();
 }
 

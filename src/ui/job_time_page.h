@@ -10,6 +10,7 @@
 class QCheckBox;
 class QComboBox;
 class QGroupBox;
+class QLabel;
 class QStackedLayout;
 
 namespace kavrel {
@@ -35,7 +36,10 @@ class JobTimePage : public QWidget {
   QWidget* MakeCounts();
   QGroupBox* MakeWeekdays();
   void ComTime_Click();
+  void IntervalChanged();
 
+  bool keep_interval_ = true;  ///< the user has changed nothing of it
+  QLabel* lblInterval_;
   QComboBox* ComTime_;
   QStackedLayout* counts_;
   std::array<QComboBox*, 5> count_lists_;  ///< by IntervalKind

@@ -55,12 +55,22 @@ TEST_F(JobPreviewTest, TheNextRunWritesToItsOwnDate) {
   EXPECT_EQ(Preview().Destination, u"");
 }
 
+TEST_F(JobPreviewTest, WarnsOfASourceThatIsNotThereUnlessTheNetworkWouldHaveToTell) {
+  EXPECT_FALSE(Warns("找不到來源資料夾"));
+  Form.Source = u"C:\\src\\none";
+  EXPECT_TRUE(Warns("找不到來源資料夾「C:\\src\\none\\」"));
+  for (const char16_t* source : {u"", u"\\\\server\\share\\none"}) {
+    Form.Source = source;
+    EXPECT_FALSE(Warns("找不到來源資料夾"));
+  }
+}
+
 TEST_F(JobPreviewTest, WarnsOfAnotherJobThatWritesToTheSamePlace) {
   const std::string warning = "排程「測試 0」也備份到這個資料夾";
   BackupJob& other = Program.AddJob();
   EXPECT_TRUE(Warns(warning));
   const std::size_t all = Preview().Warnings.size();
-  EXPECT_EQ(PreviewJob(Program.Program, Form, other.JobIndex).Warnings.size(), all - 1)
+  EXPECT_EQ(PreviewJob(Program.Program, Form, &other).Warnings.size(), all - 1)
       << "of itself it need not";
   other.AddSourceFolder = true;
   EXPECT_FALSE(Warns(warning));

@@ -138,8 +138,10 @@ TEST_F(JobEditorTest, EveryRefusedApplySaysWhyAndKeepsWhatWasTyped) {
   Button("btnEdit").click();
   const BackupJob before = Jobs()[0];
   Enter("txtDest", "D:\\elsewhere");
-  // The hidden lists hold counts; the chosen kind's is 0.
+  // The hidden lists hold counts; of the chosen kind a usual one is proposed, until that is 0.
   Choose("ComTime", 1);
+  EXPECT_EQ(Get<QComboBox>("cboHours").currentIndex(), 1);
+  Choose("cboHours", 0);
   EXPECT_EQ(ApplyMessage(), "請選擇一個您所要備份的時間！");
   EXPECT_EQ(Tab(), 3);
   EXPECT_EQ(set_->focusWidget(), &Get<QComboBox>("cboHours"));
@@ -315,6 +317,55 @@ TEST_F(JobEditorTest, PresetsFillNameAndSourceAndTellWhatIsNotThere) {
   EXPECT_EQ(Get<QLineEdit>("txtDest").text(), user + "/Backup/");
   Button("btnSaveJob").click();
   EXPECT_EQ(Jobs().back().FileTypes, u"*.*");
+}
+
+TEST_F(JobEditorTest, APresetAsksBeforeItTakesThePlaceOfWhatWasEntered) {
+  WriteTestFile(Program.Temp.Root() / "user/Documents/a", "a");
+  Open();
+  SelectRow(0);
+  Button("btnEdit").click();
+  const QString source = Get<QLineEdit>("txtSrc").text();
+  EXPECT_TRUE(MessageOf([&] { Choose("ComJobType", 1); }, "否").contains("會取代目前的排程名稱"));
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "Photos");
+  EXPECT_EQ(Get<QLineEdit>("txtSrc").text(), source);
+  EXPECT_EQ(Get<QComboBox>("ComJobType").currentIndex(), -1);
+  EXPECT_FALSE(Button("btnSaveJob").isEnabled());
+  MessageOf([&] { Choose("ComJobType", 1); }, "是");
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "我的文件夾");
+}
+
+TEST_F(JobEditorTest, AnIntervalOfTwoUnitsStaysUnlessAnotherIsChosen) {
+  Jobs()[0].EveryDays = 1;
+  Jobs()[0].EveryHours = 12;
+  Jobs()[0].EveryMinutes = 0;
+  Open();
+  SelectRow(0);
+  Button("btnEdit").click();
+  EXPECT_TRUE(Get<QLabel>("lblInterval").text().contains("每 12 個小時1 天備份一次"));
+  EXPECT_EQ(Get<QLabel>("lblDue").text().count("、"), 2) << "the preview counts with it";
+  Enter("txtDesc", "36");
+  Button("btnSaveJob").click();
+  EXPECT_EQ(IntervalText(Jobs()[0]), u"每 12 個小時1 天備份一次");
+  Button("btnEdit").click();
+  Choose("ComTime", 2);
+  EXPECT_TRUE(Get<QLabel>("lblInterval").isHidden());
+  Button("btnSaveJob").click();
+  EXPECT_EQ(IntervalText(Jobs()[0]), u"每 1 天備份一次");
+}
+
+TEST_F(JobEditorTest, APasswordIsShownOnlyWhileThatIsWanted) {
+  Jobs()[0].UsePassword = true;
+  Jobs()[0].Password = u"密碼";
+  Open();
+  SelectRow(0);
+  Button("btnEdit").click();
+  const auto shown = [&] { return Get<QLineEdit>("txtZipPassWord").displayText() == "密碼"; };
+  EXPECT_FALSE(shown());
+  Get<QCheckBox>("chkShowPassWord").click();
+  EXPECT_TRUE(shown());
+  Button("btnCancelJob").click();
+  Button("btnEdit").click();
+  EXPECT_FALSE(shown());
 }
 
 TEST_F(JobEditorTest, BrowsingStartsInWhatWasTypedSoFar) {
