@@ -186,6 +186,13 @@ void RemoveJob(BackupJob& job) {
   job.Extras = {};
 }
 
+void MoveJob(std::vector<BackupJob>& jobs, std::int32_t from, std::int32_t to) {
+  const auto first = jobs.begin() + std::min(from, to),
+             last = jobs.begin() + std::max(from, to) + 1;
+  std::rotate(first, from < to ? first + 1 : last - 1, last);
+  for (std::size_t i = 0; i < jobs.size(); ++i) jobs[i].JobIndex = static_cast<std::int32_t>(i);
+}
+
 BackupJob DuplicateJob(const BackupJob& job, const std::vector<BackupJob>& jobs) {
   BackupJob duplicate = job;
   duplicate.JobIndex = -1;

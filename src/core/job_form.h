@@ -61,6 +61,8 @@ FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
 void StoreJob(BackupJob& job, std::vector<BackupJob>& jobs);
 /// Takes a job out: its record stays, emptied, until the store is saved and loaded again.
 void RemoveJob(BackupJob& job);
+/// Puts the job at `from` to `to`; the others keep their order.
+void MoveJob(std::vector<BackupJob>& jobs, std::int32_t from, std::int32_t to);
 /// A new job with another one's settings, under a name of its own, that has never run.
 BackupJob DuplicateJob(const BackupJob& job, const std::vector<BackupJob>& jobs);
 

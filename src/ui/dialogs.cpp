@@ -21,6 +21,10 @@ void OpenJobEditorList(Program& program, std::int32_t job_index, QWidget* parent
   FrmSet(program, parent).List(job_index);
 }
 
+void OpenJobEditorCopy(Program& program, std::int32_t job_index, QWidget* parent) {
+  FrmSet(program, parent).Duplicate(job_index);
+}
+
 void OpenExclusions(Program& program, QWidget* parent) {
   frmExc(program, parent).exec();
 }

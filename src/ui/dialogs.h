@@ -19,6 +19,8 @@ class BackupBrowser;
 void OpenJobEditor(Program& program, std::int32_t job_index, QWidget* parent);
 /// The same, at its list of jobs, with this one selected.
 void OpenJobEditorList(Program& program, std::int32_t job_index, QWidget* parent);
+/// The same, at a copy of the job of this position.
+void OpenJobEditorCopy(Program& program, std::int32_t job_index, QWidget* parent);
 void OpenExclusions(Program& program, QWidget* parent);
 void OpenShortcuts(Program& program, QWidget* parent);
 /// The folders of the Windows drives that jobs name.

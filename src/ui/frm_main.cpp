@@ -18,6 +18,7 @@
 #include "ui/backup_care.h"
 #include "ui/dialogs.h"
 #include "ui/icons.h"
+#include "ui/job_edits.h"
 #include "ui/job_list.h"
 #include "ui/job_menu.h"
 #include "ui/job_transfer.h"
@@ -179,6 +180,19 @@ void FrmMain::BuildLists() {
   connect(job_menu_, &JobMenu::PreviewWanted, this, &FrmMain::PreviewAndRun);
   connect(job_menu_, &JobMenu::EditWanted, this,
           [this](int row) { EditJobs([&] { OpenJobEditor(*program_, row, this); }); });
+  BuildJobEdits();
+}
+
+void FrmMain::BuildJobEdits() {
+  job_edits_ = new JobEdits(*program_, *jobs_, this);
+  auto* areas = static_cast<QVBoxLayout*>(layout());
+  areas->insertWidget(areas->indexOf(job_area_), job_edits_->SearchStrip());
+  connect(job_edits_, &JobEdits::EditWanted, this, &FrmMain::EditJobs);
+  connect(job_menu_, &JobMenu::RemoveWanted, job_edits_, &JobEdits::Remove);
+  connect(job_menu_, &JobMenu::MoveWanted, job_edits_, &JobEdits::Move);
+  connect(job_menu_, &JobMenu::SearchWanted, job_edits_, &JobEdits::OpenSearch);
+  connect(job_menu_, &JobMenu::DuplicateWanted, this,
+          [this](int row) { EditJobs([&] { OpenJobEditorCopy(*program_, row, this); }); });
 }
 
 void FrmMain::Arrange() {
@@ -206,6 +220,10 @@ void FrmMain::BuildKeys() {
   key(Qt::Key_F5, kRunChecked);
   key(Qt::Key_F2, kEditJobs);
   key(QKeySequence(Qt::CTRL | Qt::Key_Q), kExit);
+  connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_F), this), &QShortcut::activated, this,
+          [this] {
+            if (job_area_->isVisible() && job_area_->isEnabled()) job_edits_->OpenSearch();
+          });
   connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_L), this), &QShortcut::activated, this,
           [this] {
             if (toolbar_area_->isEnabled()) ShowLog(!toolbar_.ButtonChecked(kShowLog));
@@ -291,6 +309,7 @@ void FrmMain::ShowPane() {
   const bool log = toolbar_.ButtonChecked(kShowLog);
   // A store that could not be read may hold jobs.
   const bool welcome = !log && program_->Store.Jobs.empty() && program_->Store.LastError() == 0;
+  if (log || welcome) job_edits_->CloseSearch();
   QWidget* const shown = log ? log_area_ : welcome ? welcome_ : job_area_;
   // What comes is laid out as it is shown: it is to have all the room then.
   bool takes_focus = false;
@@ -331,6 +350,8 @@ void FrmMain::UpdateCaption() {
 void FrmMain::RunCheckedJobs() {
   if (jobs_->View().ItemCount() == 0) return;
   ShowLog(false);
+  // All that is about to run is to be seen.
+  job_edits_->CloseSearch();
   if (!Confirm(*this, QStringLiteral("您確定要執行備份清單上已勾選的排程嗎？"))) {
     jobs_->View().ListRefresh();
     return;

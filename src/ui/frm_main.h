@@ -15,6 +15,7 @@
 namespace kavrel {
 
 class BackupCare;
+class JobEdits;
 class JobList;
 class JobMenu;
 class LogView;
@@ -91,6 +92,7 @@ class FrmMain : public QWidget, public ProgramHost {
  private:
   void BuildAreas();
   void BuildLists();
+  void BuildJobEdits();
   void BuildKeys();
   /// Place, size and columns as the user left them.
   void Arrange();
@@ -148,6 +150,7 @@ class FrmMain : public QWidget, public ProgramHost {
   clsStatusBar status_bar_;
   JobList* jobs_ = nullptr;
   JobMenu* job_menu_ = nullptr;
+  JobEdits* job_edits_ = nullptr;
   LogView* log_ = nullptr;
   OptionsMenu* options_ = nullptr;
   RunPanel* panel_ = nullptr;

@@ -112,6 +112,12 @@ void FrmSet::List(std::int32_t job_index) {
   exec();
 }
 
+void FrmSet::Duplicate(std::int32_t job_index) {
+  list_->Select(job_index);
+  btnDuplicate_Click();
+  exec();
+}
+
 void FrmSet::BeginEdit(bool dirty) {
   store_dirty_ = dirty;
   btnSave_->setText(dirty ? QStringLiteral("儲 存 變 更(&S)") : QStringLiteral("關　閉(&C)"));

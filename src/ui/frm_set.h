@@ -33,6 +33,8 @@ class FrmSet : public QDialog {
   void Edit(std::int32_t job_index);
   /// Shows the editor modally with its list of jobs, this one selected; -1 selects none.
   void List(std::int32_t job_index);
+  /// Shows the editor modally with a copy of this job, which becomes one when it is applied.
+  void Duplicate(std::int32_t job_index);
 
   void SetPicker(FilePicker& picker);
   /// As by Escape or the close box: leaves the page, or the window, and asks before anything that

@@ -121,9 +121,10 @@ JobList::JobList(Program& program, QWidget* container) : QObject(container), pro
           [this](int row, QString& text) { text = InfoTip(row); });
   connect(&view_, &clsLictView::DbClick, this, [this](int row) { Q_EMIT Activated(row); });
   connect(&view_, &clsLictView::NotifyKeyDown, this, [this](int key, bool& handled) {
-    if (key != Qt::Key_Return || view_.SelectedItem() < 0) return;
-    handled = true;
-    Q_EMIT Activated(view_.SelectedItem());
+    if (view_.SelectedItem() < 0) return;
+    handled = key == Qt::Key_Return || key == Qt::Key_Delete;
+    if (key == Qt::Key_Return) Q_EMIT Activated(view_.SelectedItem());
+    if (key == Qt::Key_Delete) Q_EMIT RemoveWanted(view_.SelectedItem());
   });
 }
 
@@ -215,6 +216,11 @@ QStringList JobList::Troubles(int row) const {
     lines += line;
   }
   return lines;
+}
+
+void JobList::Search(const QString& text) {
+  constexpr int kName = 0, kSource = 1, kDestination = 2;
+  view_.Search(text, {kName, kSource, kDestination});
 }
 
 QString JobList::InfoTip(int row) const {

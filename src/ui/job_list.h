@@ -40,6 +40,11 @@ class JobList : public QObject {
   /// The view of that number: 0 large icons, 1 small icons, 2 list, 3 details.
   void SetView(int number);
 
+  /// Shows only jobs with the text in their name, source or destination; all with an empty text.
+  void Search(const QString& text);
+  /// Whether the rows stand in the order of the runs, all of them.
+  bool InOrder() const { return view_.InOrder(); }
+
   /// The text that explains a row: one line a column, and what the log tells of a run that went
   /// badly.
   QString InfoTip(int row) const;
@@ -47,6 +52,8 @@ class JobList : public QObject {
  Q_SIGNALS:
   /// A double click or Enter on a job.
   void Activated(int row);
+  /// Delete on a job.
+  void RemoveWanted(int row);
 
  private:
   void AddColumns();

@@ -38,11 +38,30 @@ void JobMenu::BuildJobItems() {
           [this] { Q_EMIT VerifyWanted(run_->data().toInt()); });
   edit_ = AddItem(*menu_, QStringLiteral("mnuJobEdit"), {});
   connect(edit_, &QAction::triggered, this, [this] { Q_EMIT EditWanted(edit_->data().toInt()); });
+  BuildOrderItems();
   source_ = AddItem(*menu_, QStringLiteral("mnuIntDir"), QStringLiteral("開啟來源資料夾"));
   connect(source_, &QAction::triggered, this, [this] { OpenFolder(run_->data().toInt(), false); });
   destination_ = AddItem(*menu_, QStringLiteral("mnuOutDir"), QStringLiteral("開啟目標資料夾"));
   connect(destination_, &QAction::triggered, this,
           [this] { OpenFolder(run_->data().toInt(), true); });
+}
+
+void JobMenu::BuildOrderItems() {
+  duplicate_ = AddItem(*menu_, QStringLiteral("mnuJobDuplicate"), {});
+  connect(duplicate_, &QAction::triggered, this,
+          [this] { Q_EMIT DuplicateWanted(run_->data().toInt()); });
+  remove_ = AddItem(*menu_, QStringLiteral("mnuJobRemove"), {});
+  connect(remove_, &QAction::triggered, this,
+          [this] { Q_EMIT RemoveWanted(run_->data().toInt()); });
+  up_ = AddItem(*menu_, QStringLiteral("mnuJobUp"), QStringLiteral("往上移(&U)\tAlt+↑"));
+  connect(up_, &QAction::triggered, this,
+          [this] { Q_EMIT MoveWanted(run_->data().toInt(), run_->data().toInt() - 1); });
+  down_ = AddItem(*menu_, QStringLiteral("mnuJobDown"), QStringLiteral("往下移(&N)\tAlt+↓"));
+  connect(down_, &QAction::triggered, this,
+          [this] { Q_EMIT MoveWanted(run_->data().toInt(), run_->data().toInt() + 1); });
+  search_ =
+      AddItem(*menu_, QStringLiteral("mnuJobSearch"), QStringLiteral("搜尋排程(&F)...\tCtrl+F"));
+  connect(search_, &QAction::triggered, this, &JobMenu::SearchWanted);
 }
 
 void JobMenu::BuildViewItems() {
@@ -97,9 +116,14 @@ void JobMenu::Popup(QPoint position) {
   verify_->setText(QStringLiteral("驗證「%1」的備份").arg(name));
   edit_->setText(job ? QStringLiteral("編輯「%1」備份設定").arg(name)
                      : QStringLiteral("建立新的備份排程"));
+  duplicate_->setText(QStringLiteral("複製「%1」備份排程...").arg(name));
+  remove_->setText(QStringLiteral("移除「%1」備份排程").arg(name));
+  up_->setEnabled(list_.InOrder() && row > 0);
+  down_->setEnabled(list_.InOrder() && row + 1 < list_.View().ItemCount());
+  search_->setVisible(list_.View().ItemCount() > 1);
   for (QAction* action : {run_, preview_, restore_, edit_}) action->setData(row);
   for (QAction* action : {run_, preview_, restore_, restore_preview_, restore_some_, verify_,
-                          source_, destination_}) {
+                          duplicate_, remove_, up_, down_, source_, destination_}) {
     action->setVisible(job);
   }
   menu_->setDefaultAction(job ? run_ : edit_);

@@ -31,9 +31,14 @@ class JobMenu : public QObject {
   void RestorePreviewWanted(int row);
   /// -1 for a new job.
   void EditWanted(int row);
+  void DuplicateWanted(int row);
+  void RemoveWanted(int row);
+  void MoveWanted(int row, int to);
+  void SearchWanted();
 
  private:
   void BuildJobItems();
+  void BuildOrderItems();
   void BuildViewItems();
   void OpenFolder(int row, bool destination);
 
@@ -41,7 +46,7 @@ class JobMenu : public QObject {
   JobList& list_;
   QMenu* menu_;
   QAction *run_, *preview_, *restore_, *restore_some_, *verify_, *edit_, *source_, *destination_,
-      *grid_, *restore_preview_;
+      *grid_, *restore_preview_, *duplicate_, *remove_, *up_, *down_, *search_;
   QActionGroup* view_;
   QList<QAction*> columns_;
 };

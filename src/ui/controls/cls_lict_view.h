@@ -8,6 +8,7 @@
 #include <QPoint>
 #include <QPointer>
 #include <QVariant>
+#include <functional>
 #include <memory>
 
 #include "ui/controls/window_subclasser.h"
@@ -117,6 +118,13 @@ class clsLictView : public QObject, private SubclassOwner {
   /// A click on a header sorts what is shown: up, down, back to the rows' own order.
   bool HeaderSort() const { return header_sort_; }
   void SetHeaderSort(bool on);
+  /// Shows only rows that hold the text in one of these columns; all with an empty text.
+  void Search(const QString& text, const QList<int>& columns);
+  /// Whether the rows are shown in their own order, all of them, one below the other.
+  bool InOrder() const;
+  /// Lets the user drag rows of the report view while `may_drag` and InOrder say so. After Create,
+  /// once.
+  void SetRowDrag(std::function<bool()> may_drag);
   bool RaiseSubItemPrePaint() const { return raise_pre_paint_; }
   void SetRaiseSubItemPrePaint(bool on);
   void SetImageList(ImageKind kind, const QList<QIcon>& images);
@@ -134,6 +142,8 @@ class clsLictView : public QObject, private SubclassOwner {
   void ItemCheck(int row, bool checked);
   /// The selection changed, by whomever; `row` is SelectedIndex().
   void ItemSelect(int row);
+  /// The user dragged a row to another's place.
+  void RowMoved(int row, int to);
   /// A click, -1 for both beside the rows. Not for the check box.
   void Click(int row, int column);
   void DbClick(int row, int column);

@@ -1,9 +1,10 @@
-// How the user has arranged the columns of a list.
+// How the user has arranged a list: its columns, which rows are shown and in which order.
 #include <QHeaderView>
 #include <QTreeView>
 
 #include "ui/controls/cls_lict_view.h"
 #include "ui/controls/lict_order.h"
+#include "ui/controls/row_dragger.h"
 
 namespace kavrel {
 
@@ -29,7 +30,8 @@ QString clsLictView::Arrangement() const {
   const QHeaderView& header = *report_->header();
   QStringList parts{QStringLiteral("%1:%2").arg(order_->sortColumn()).arg(order_->sortOrder())};
   for (int column = 0; column < ColumnCount(); ++column) {
-    parts += QStringLiteral("%1:%2").arg(header.visualIndex(column)).arg(header.sectionSize(column));
+    parts +=
+        QStringLiteral("%1:%2").arg(header.visualIndex(column)).arg(header.sectionSize(column));
   }
   return parts.join(u',');
 }
@@ -57,10 +59,25 @@ void clsLictView::SetArrangement(const QString& kept) {
   }
   const int sorted = pairs[0][0];
   if (header_sort_ && sorted >= 0 && sorted < ColumnCount()) {
-    order_->sort(sorted, pairs[0][1] == Qt::DescendingOrder ? Qt::DescendingOrder
-                                                            : Qt::AscendingOrder);
+    order_->sort(sorted,
+                 pairs[0][1] == Qt::DescendingOrder ? Qt::DescendingOrder : Qt::AscendingOrder);
   }
   ApplyHeader();
+}
+
+void clsLictView::Search(const QString& text, const QList<int>& columns) {
+  order_->Search(text, columns);
+}
+
+bool clsLictView::InOrder() const {
+  return view_ == ReportView && order_->sortColumn() < 0 && !order_->Searches();
+}
+
+void clsLictView::SetRowDrag(std::function<bool()> may_drag) {
+  if (!report_) return;
+  auto* dragger = new RowDragger(
+      *report_, [this, may_drag = std::move(may_drag)] { return InOrder() && may_drag(); });
+  connect(dragger, &RowDragger::Moved, this, &clsLictView::RowMoved);
 }
 
 }  // namespace kavrel

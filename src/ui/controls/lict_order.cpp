@@ -23,6 +23,21 @@ void LictOrder::SortNext(int column) {
   }
 }
 
+void LictOrder::Search(const QString& text, const QList<int>& columns) {
+  search_ = text;
+  search_columns_ = columns;
+  invalidateFilter();
+}
+
+bool LictOrder::filterAcceptsRow(int row, const QModelIndex& parent) const {
+  if (search_.isEmpty()) return true;
+  for (const int column : search_columns_) {
+    const QString text = sourceModel()->index(row, column, parent).data().toString();
+    if (text.contains(search_, Qt::CaseInsensitive)) return true;
+  }
+  return false;
+}
+
 bool LictOrder::lessThan(const QModelIndex& left, const QModelIndex& right) const {
   const QVariant a = left.data(LictModel::kSortRole), b = right.data(LictModel::kSortRole);
   const bool a_text = a.typeId() == QMetaType::QString, b_text = b.typeId() == QMetaType::QString;

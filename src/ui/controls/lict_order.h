@@ -17,12 +17,18 @@ class LictOrder : public QSortFilterProxyModel {
 
   /// Goes through up, down and unsorted with each call for the same column.
   void SortNext(int column);
+  /// Shows only rows that hold the text in one of these columns; all with an empty text.
+  void Search(const QString& text, const QList<int>& columns);
+  bool Searches() const { return !search_.isEmpty(); }
 
  protected:
   bool lessThan(const QModelIndex& left, const QModelIndex& right) const override;
+  bool filterAcceptsRow(int row, const QModelIndex& parent) const override;
 
  private:
   QCollator collator_;
+  QString search_;
+  QList<int> search_columns_;
 };
 
 }  // namespace kavrel
