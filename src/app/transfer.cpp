@@ -27,6 +27,12 @@ ErrorCode TakeShared(const FileSystem& files, SharedFile& ours, std::u16string_v
   return error ? error : files.ReplaceWhole(ours.Path(), *bytes);
 }
 
+/// What a link leads to is somebody else's: an export replaces the link itself.
+void DropLink(const FileSystem& files, std::u16string_view path) {
+  const Result<FileStatus> there = files.Status(path);
+  if (there && there->Kind == FileKind::Link) files.RemoveFile(path);
+}
+
 }  // namespace
 
 std::u16string StoreAt(const Program& program, std::u16string_view path) {
@@ -76,12 +82,16 @@ std::vector<std::u16string> ReplacedByExport(const Program& program, std::u16str
 
 ExportReport ExportAll(const Program& program, std::u16string_view folder) {
   ExportReport report;
+  for (const std::u16string_view name : {kStore, kExtras}) {
+    if (!program.Store.Jobs.empty()) DropLink(program.Files, JoinPath(folder, name));
+  }
   report.Error = program.Store.Jobs.empty() ? kErrNoJobs : program.Store.ExportJobs(folder);
   for (const std::u16string_view name : kShared) {
     if (report.Error) return report;
     const std::u16string path = JoinPath(folder, name);
     const Result<std::string> bytes =
         program.Files.ReadWhole(JoinPath(program.Files.ProgramFolder(), name));
+    if (bytes) DropLink(program.Files, path);
     report.Error = bytes ? program.Files.ReplaceWhole(path, *bytes) : bytes.Error;
     if (IsNotFound(report.Error)) report.Error = 0;
   }

@@ -13,6 +13,7 @@ namespace kavrel {
 namespace {
 
 std::string Reason(ErrorCode error) {
+  if (error == kErrBreaksOff) return "it breaks off in the midst of a job";
   return error == kErrNoJobs ? "there is no job in it" : ToUtf8(SystemErrorText(error));
 }
 

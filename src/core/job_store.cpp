@@ -110,13 +110,20 @@ bool IsFullPath(std::u16string_view path) {
   return drive || IsPosixPath(path) || PathKind(path) != 1;
 }
 
-/// Whether this is the content of a store that has something to offer.
-bool HoldsAJob(std::string_view bytes) {
+/// What keeps this content of a store from being taken: there is nothing in it, or not all of it.
+int FaultOf(std::string_view bytes) {
   bool understood = true;
   const std::vector<BackupJob> jobs = ReadJobs(bytes, understood);
-  return std::any_of(jobs.begin(), jobs.end(), [](const BackupJob& job) {
+  const bool holds = std::any_of(jobs.begin(), jobs.end(), [](const BackupJob& job) {
     return !Trim(job.Name).empty() && IsFullPath(Trim(job.Source.Path));
   });
+  if (!holds) return kErrNoJobs;
+  // A job without its last fields would be another one: a mirror becomes a differential job. A
+  // store of the program ends with a line's end, one by hand at least with a whole line.
+  const std::string_view last = bytes.substr(bytes.find_last_of("\r\n") + 1);
+  const bool blank =
+      std::all_of(last.begin(), last.end(), [](char c) { return c == '\0' || c == ' '; });
+  return blank || std::count(last.begin(), last.end(), '\t') >= kFields ? 0 : kErrBreaksOff;
 }
 
 }  // namespace
@@ -234,15 +241,15 @@ ErrorCode JobStore::SetAside(SharedFile& file, std::u16string_view old_name,
 
 int JobStore::CheckImport(std::u16string_view path) const {
   Result<std::string> bytes = file_system_.ReadWhole(path);
-  const bool holds = bytes && HoldsAJob(*bytes);
+  const int fault = bytes ? FaultOf(*bytes) : bytes.Error;
   Wipe(*bytes);
-  return bytes ? (holds ? 0 : kErrNoJobs) : bytes.Error;
+  return fault;
 }
 
 int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
   Result<std::string> bytes = file_system_.ReadWhole(path);
   if (!bytes) return bytes.Error;
-  if (!HoldsAJob(*bytes)) return kErrNoJobs;
+  if (const int fault = FaultOf(*bytes)) return fault;
   const std::u16string beside = ExtrasFile::PathBeside(path);
   Result<std::string> extras =
       beside.empty() ? Result<std::string>::Fail(kErrNotFound) : file_system_.ReadWhole(beside);

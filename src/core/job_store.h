@@ -18,6 +18,8 @@ using PastDueRule = std::function<bool(BackupJob&)>;
 
 /// What ImportJobs gives for a file without a single job in it; no error of a system.
 inline constexpr int kErrNoJobs = -14;
+/// And for one that ends in the midst of a job: half a copy of a store.
+inline constexpr int kErrBreaksOff = -15;
 
 class JobStore {
  public:

@@ -30,10 +30,15 @@ QString Names(const std::vector<std::u16string>& paths) {
   return names.join(QStringLiteral("、"));
 }
 
+QString Reason(int error) {
+  if (error == kErrNoJobs) return QStringLiteral("其中沒有任何備份排程。");
+  if (error == kErrBreaksOff) return QStringLiteral("檔案不完整，最後一個排程只有一部分。");
+  return ToQString(ApiErrorText(error));
+}
+
 void TellRefused(QWidget& owner, const QString& path, int error) {
   TellFailure(owner, QStringLiteral("無法載入備份設定檔案「%1」，%2\n目前的設定沒有變更。")
-                         .arg(path, error == kErrNoJobs ? QStringLiteral("其中沒有任何備份排程。")
-                                                        : ToQString(ApiErrorText(error))));
+                         .arg(path, Reason(error)));
 }
 
 void TellImported(QWidget& owner, const ImportReport& report) {

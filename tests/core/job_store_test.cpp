@@ -246,6 +246,13 @@ TEST_F(JobStoreTest, AnImportKeepsTheOldStoreBesideItAndAnExportIsTheWholeFile) 
   }
 
   const std::string other = Bytes(std::u16string(kFullLine) + std::u16string(kFullLine));
+  // Half a copy of a store, wherever it breaks off in its last line.
+  const std::size_t line = Bytes(kFullLine).size();
+  for (std::size_t length = line + 1; length + 2 < other.size(); ++length) {
+    WriteTestFile(temp_.DriveD() / "other.rtm", other.substr(0, length));
+    EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), kErrBreaksOff) << length;
+  }
+  EXPECT_EQ(ReadTestFile(path_), Bytes(kFullLine));
   WriteTestFile(temp_.DriveD() / "other.rtm", other);
   ASSERT_EQ(chmod((temp_.DriveD() / "other.rtm").c_str(), 0444), 0);
   EXPECT_EQ(store_.ImportJobs(u"D:\\other.rtm"), 0);
