@@ -23,7 +23,7 @@ std::u16string_view HealingText(Healing what) {
 void HealStaged(RunContext& context) {
   // Files that are not written at the end of each run anyway.
   for (const std::u16string_view name :
-       {u"Backup.ext", u"Exc.txt", u"FileType.txt", u"Staging.jnl"}) {
+       {u"Backup.ext", u"Exc.txt", u"FileType.txt", u"Pause.txt", u"Staging.jnl"}) {
     context.Files.DropUnfinished(JoinPath(context.Files.ProgramFolder(), name));
   }
   context.Staged.Heal([&](Healing what, std::u16string_view path) {
