@@ -146,7 +146,11 @@ TEST_F(OwnershipTest, ABackupStaysItsJobsWhereverItsDiskIsNow) {
   WriteTestFile(Temp.DriveC() / "a" / "x", "x");
   EXPECT_EQ(Run(1), RunOutcome::Guarded);
   EXPECT_EQ(ReadTestFile(Temp.DriveD() / "moved" / "docs" / "theirs"), "b");
+  // What the job has begun anew at the old place is no original of it.
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  EXPECT_EQ(Run(1), RunOutcome::Guarded);
   // A copy of what is still there is nobody's.
+  fs::remove_all(Temp.DriveD() / "disk");
   fs::create_directories(Temp.DriveD() / "disk");
   CopyExactly(Temp.DriveD() / "moved" / "docs", Temp.DriveD() / "disk" / "docs");
   EXPECT_EQ(Run(1), RunOutcome::Ran);
@@ -354,11 +358,16 @@ TEST_F(OwnershipTest, AMarkIsNoFileOfABackup) {
     EXPECT_EQ(Count(Place()), 2U);
     fs::remove_all(Dest());
   }
-  // A file of that name at the source's top stays out, which is told.
-  WriteTestFile(Temp.DriveC() / "a" / "docs" / ".kavrel-owner", "my own");
+  // A file of that name in the source stays out, which is told: its copy would be another's place.
+  for (const char* below : {".kavrel-owner", "sub/.kavrel-owner", "sub/.z.7z.kavrel-owner"}) {
+    WriteTestFile(Temp.DriveC() / "a" / "docs" / below, "my own");
+  }
   ASSERT_EQ(Run(0), RunOutcome::Ran);
+  EXPECT_EQ(Program.Context.Counters.ExcludedFiles, 3U);
   EXPECT_TRUE(Logged(": 略過備份標記 (成功)：C:\\a\\docs\\.kavrel-owner"));
+  EXPECT_TRUE(Logged(": 略過備份標記 (成功)：C:\\a\\docs\\sub\\.kavrel-owner"));
   EXPECT_EQ(ReadTestFile(Place() / ".kavrel-owner"), mark);
+  EXPECT_EQ(Count(Place() / "sub"), 0U);
 }
 
 }  // namespace

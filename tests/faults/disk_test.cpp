@@ -458,6 +458,37 @@ TEST_P(AwayTest, ADiskThatComesAndGoesIsAskedAboutOnceWhereNothingIsRemoved) {
 INSTANTIATE_TEST_SUITE_P(, AwayTest, testing::Values("full", "differential", "sync", "compressed"),
                          [](const auto& test) { return std::string(test.param); });
 
+/// The same folder by a way on which it has another number.
+TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
+  if (access("/usr/bin/bindfs", X_OK) != 0) GTEST_SKIP() << "no bindfs";
+  RealJob job;
+  job.Source = job.Temp.Root() / "s";
+  WriteTestFile(job.Source / "a", "x");
+  fs::create_directories(job.Source / "backup");
+  const fs::path view = job.Temp.Root() / "view";
+  fs::create_directories(view);
+  if (RunCommand({"/usr/bin/bindfs", job.Source, view}).ExitCode != 0) GTEST_SKIP() << "no FUSE";
+  job.Dest = view / "backup";
+  job.Make("full");
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(job.Run().ExitCode, 0);
+    EXPECT_EQ(ReadTree(job.Dest).size(), 1U) << "copied into itself";
+  }
+  // Another job's backup is that, too.
+  const auto ctl = [&](const std::vector<std::string>& arguments) {
+    std::vector<std::string> all{KAVRELCTL, "--home", job.Home};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return RunCommand(all).ExitCode;
+  };
+  WriteTestFile(job.Temp.Root() / "other" / "b", "y");
+  ASSERT_EQ(ctl({"add", "--name", "O", "--type", "sync", "--source", job.Temp.Root() / "other",
+                 "--dest", job.Source / "backup", "--no-source-folder"}),
+            0);
+  EXPECT_EQ(ctl({"run", "O"}), 6);
+  EXPECT_EQ(ReadTestFile(job.Source / "backup" / "a"), "x");
+  RunCommand({"/bin/umount", "-l", view});
+}
+
 TEST(Unprivileged, WhatAUserMayNotReadOrWriteIsToldAndKept) {
   RealJob job;
   if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
