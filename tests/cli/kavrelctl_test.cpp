@@ -621,38 +621,39 @@ TEST_F(KavrelctlTest, ATreeTooDeepForTheStackIsAFailedFolderAndNothingGoesForIt)
 
 TEST_F(KavrelctlTest, JobsAndRulesGoToAnotherFolderAndComeBack) {
   const fs::path out = temp_.Root() / "out";
-  EXPECT_EQ(Ctl({"export", out}).ExitCode, 2) << "no such folder";
+  EXPECT_EQ(Ctl({"export", out.string()}).ExitCode, 2) << "no such folder";
   fs::create_directory(out);
-  EXPECT_EQ(Ctl({"export", out}).ExitCode, 2) << "no job";
+  EXPECT_EQ(Ctl({"export", out.string()}).ExitCode, 2) << "no job";
   fs::remove(out / "Exc.txt"), fs::remove(out / "FileType.txt");
   WriteTestFile(source_ / "a.txt", "a");
-  ASSERT_EQ(Ctl({"add", "--name", "mine", "--source", source_, "--keep", "3"}).ExitCode, 0);
+  ASSERT_EQ(Ctl({"add", "--name", "mine", "--source", source_.string(), "--keep", "3"}).ExitCode,
+            0);
   ASSERT_EQ(Ctl({"rules", "add", "--name", "mine too", "--file", "*.bak"}).ExitCode, 0);
-  const CommandResult exported = Ctl({"export", out});
+  const CommandResult exported = Ctl({"export", out.string()});
   EXPECT_EQ(exported.ExitCode, 0) << exported.Errors;
   for (const char* name : {"Backup.rtm", "Backup.ext", "Exc.txt", "FileType.txt"}) {
     EXPECT_EQ(ReadTestFile(out / name), ReadTestFile(temp_.Home() / name)) << name;
     EXPECT_NE(exported.Output.find((out / name).string()), std::string::npos) << exported.Output;
   }
-  const CommandResult again = Ctl({"export", out});
+  const CommandResult again = Ctl({"export", out.string()});
   EXPECT_EQ(again.ExitCode, 2);
   EXPECT_NE(again.Errors.find("--force"), std::string::npos) << again.Errors;
-  EXPECT_EQ(Ctl({"export", out, "--force"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"export", out.string(), "--force"}).ExitCode, 0);
 
   ASSERT_EQ(Ctl({"edit", "mine", "--name", "other"}).ExitCode, 0);
   ASSERT_EQ(Ctl({"rules", "reset"}).ExitCode, 0);
   const std::string before = ReadTestFile(temp_.Home() / "Backup.rtm");
-  const CommandResult refused = Ctl({"import", out / "Exc.txt"});
+  const CommandResult refused = Ctl({"import", (out / "Exc.txt").string()});
   EXPECT_EQ(refused.ExitCode, 2);
   EXPECT_NE(refused.Errors.find("no job in it; nothing was changed"), std::string::npos);
   EXPECT_EQ(ReadTestFile(temp_.Home() / "Backup.rtm"), before);
-  const CommandResult jobs = Ctl({"import", out / "Backup.rtm"});
+  const CommandResult jobs = Ctl({"import", (out / "Backup.rtm").string()});
   EXPECT_EQ(jobs.ExitCode, 0) << jobs.Errors;
   EXPECT_NE(jobs.Output.find("old_Backup.rtm"), std::string::npos) << jobs.Output;
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.rtm"), before);
   EXPECT_NE(Ctl({"show", "mine"}).Output.find("最新 3 份"), std::string::npos);
   EXPECT_EQ(Ctl({"rules", "list"}).Output.find("mine too"), std::string::npos);
-  const CommandResult all = Ctl({"import", out, "--rules"});
+  const CommandResult all = Ctl({"import", out.string(), "--rules"});
   EXPECT_NE(all.Output.find("other_Backup.rtm"), std::string::npos) << all.Output;
   EXPECT_EQ(all.Errors, "") << "nobody else has changed anything";
   EXPECT_NE(Ctl({"rules", "list"}).Output.find("mine too"), std::string::npos);

@@ -25,8 +25,8 @@ class PauseTest : public testing::Test {
 
   void SetUp() override {
     WriteTestFile(temp_.Root() / "src/a.txt", "a");
-    ASSERT_EQ(Ctl({"add", "--name", "late", "--source", temp_.Root() / "src", "--dest", dest_,
-                   "--every", "1d", "--start", "01:00", "--enable"})
+    ASSERT_EQ(Ctl({"add", "--name", "late", "--source", (temp_.Root() / "src").string(), "--dest",
+                   dest_.string(), "--every", "1d", "--start", "01:00", "--enable"})
                   .ExitCode,
               0);
     JobStore store(temp_.Files());
