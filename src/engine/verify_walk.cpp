@@ -63,7 +63,7 @@ class VerifyWalk {
 
   void WalkFolder(const FolderPair* parent, std::u16string_view name);
   bool HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
-  void FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
+  void FindExtras(const FolderPair& pair, bool at_root, const std::set<std::u16string>& files,
                   const std::set<std::u16string>& folders);
   void VerifyFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file);
   /// What a run would leave out as a whole is no good backup.
@@ -118,7 +118,7 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
   if (reader.Error()) {
     Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
   } else if (job_.Synchronise && pair.Dest && !pair.KeptByDisk) {
-    FindExtras(pair, files, folders);
+    FindExtras(pair, !parent, files, folders);
   }
   for (const std::u16string& subfolder : folders) {
     if (!here.TakesFolder(subfolder)) continue;
@@ -160,7 +160,8 @@ bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
 
 /// What a synchronisation would remove: whatever the source has under no such name and kind. It
 /// never removes a disk that is mounted there, nor a folder that the source lies in.
-void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16string>& files,
+void VerifyWalk::FindExtras(const FolderPair& pair, bool at_root,
+                            const std::set<std::u16string>& files,
                             const std::set<std::u16string>& folders) {
   VerifyCounters& found = report_.Counters;
   KeptEntries kept(pair);
@@ -168,7 +169,7 @@ void VerifyWalk::FindExtras(const FolderPair& pair, const std::set<std::u16strin
   while (const FolderEntry* entry = reader.Next()) {
     const bool folder = entry->Kind == FileKind::Folder;
     if ((folder ? folders : files).contains(entry->Name) || kept.Keeps(*entry)) continue;
-    if (IsOwnerMark(entry->Name)) continue;
+    if (at_root && IsOwnerMark(entry->Name)) continue;
     if (folder && !IsExtra(pair.Dest, entry->Name)) continue;
     Differs(found.Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
             DestOf(entry->Name));
