@@ -163,10 +163,7 @@ class DestChanges::FinishChange final : public Change {
   /// keep the owner from changing the folder when nobody does any more.
   FinishChange(DestChanges& changes, const FolderPair& pair, bool times_only,
                std::u16string_view path)
-      : changes_(changes),
-        folder_(pair.Shared),
-        finish_{pair.SourceStatus, pair.DestFound, times_only, false, pair.DestOnlyLocked},
-        path_(path) {
+      : changes_(changes), folder_(pair.Shared), finish_(FinishOf(pair, times_only)), path_(path) {
     if (times_only) return;
     FileStatus now = finish_.Like;
     now.Mode |= kOwnerMayAll;
@@ -337,9 +334,15 @@ void DestChanges::FinishFolder(const FolderPair& pair, bool source_is_root,
   if (pair.Shared && group_.Pending()) {
     group_.Add(pair.Shared, std::make_unique<FinishChange>(*this, pair, times_only, path));
   } else {
-    FinishNow(pair.Dest, pair.Source,
-              {pair.SourceStatus, pair.DestFound, times_only, false, pair.DestOnlyLocked}, path);
+    FinishNow(pair.Dest, pair.Source, FinishOf(pair, times_only), path);
   }
+}
+
+DestChanges::Finish DestChanges::FinishOf(const FolderPair& pair, bool times_only) {
+  Finish finish{pair.SourceStatus, pair.DestFound, times_only};
+  // What the run itself has changed is no difference.
+  if (pair.DestOnlyLocked) finish.Found.reset();
+  return finish;
 }
 
 bool DestChanges::IsFinished(const FolderPair& pair) const {
@@ -354,7 +357,7 @@ void DestChanges::FinishNow(const Folder& dest, const Folder& source, const Fini
                             std::u16string_view path) {
   const FileStatus& like = finish.Like;
   const MetadataUpdate update = FinishDestination(dest, like, source, finish.TimesOnly);
-  if (metadata_ && finish.Found && !finish.TimesOnly && !finish.OnlyLocked) {
+  if (metadata_ && finish.Found && !finish.TimesOnly) {
     bool changed = update.Attributes || finish.Updated;
     if (!changed && metadata_->Differs(like, *finish.Found)) {
       const Result<FileStatus> now = dest.Status();
@@ -397,8 +400,9 @@ bool DestChanges::AttributesDiffer(const FolderPair& pair, std::u16string_view n
 bool DestChanges::NeedsOwnCopy(const FolderPair& pair, std::u16string_view name,
                                const FileStatus& source, const FileStatus& dest) const {
   if (dest.Kind == FileKind::Folder || dest.Links < 2 || !metadata_) return false;
-  if (metadata_->IsKnown()) return WouldUpdate(pair, name, source, dest);
-  if (metadata_->Differs(source, dest)) return !futile_.contains(RightsOf(source, dest));
+  if (metadata_->Differs(source, dest)) {
+    return metadata_->IsKnown() || !futile_.contains(RightsOf(source, dest));
+  }
   return AttributesDiffer(pair, name, source, dest);
 }
 

@@ -110,10 +110,10 @@ class DestChanges {
   struct Finish {
     FileStatus Like;
     std::optional<FileStatus> Found;  ///< the folder before, where it is to be compared
-    bool TimesOnly;           ///< its attributes are what they should be, or belong to the drive
-    bool Updated = false;     ///< its extended attributes were set right already
-    bool OnlyLocked = false;  ///< FolderPair::DestOnlyLocked
+    bool TimesOnly;        ///< its attributes are what they should be, or belong to the drive
+    bool Updated = false;  ///< its extended attributes were set right already
   };
+  static Finish FinishOf(const FolderPair& pair, bool times_only);
   /// Whether a run before has finished the folder and its attributes need no look.
   bool IsFinished(const FolderPair& pair) const;
   void FinishNow(const Folder& dest, const Folder& source, const Finish& finish,

@@ -34,6 +34,15 @@ std::u16string MarkBelow(std::u16string_view mark, std::u16string_view path) {
   return std::u16string(mark) += path;
 }
 
+/// What is known of a place; null: nothing.
+const KnownMount* FindMount(const std::vector<KnownMount>& mounts, bool of_source,
+                            std::u16string_view point) {
+  const auto found = std::find_if(mounts.begin(), mounts.end(), [&](const KnownMount& one) {
+    return one.OfSource == of_source && one.Point == point;
+  });
+  return found == mounts.end() ? nullptr : &*found;
+}
+
 class JobDisks {
  public:
   JobDisks(const RunContext& context, const BackupJob& job, const DiskScope& scope = {})
@@ -88,10 +97,8 @@ class JobDisks {
       }
     }
     for (const KnownMount& known : job_.Extras.Mounts) {
-      const bool there = std::any_of(present.begin(), present.end(), [&](const KnownMount& one) {
-        return one.OfSource == known.OfSource && one.Point == known.Point;
-      });
-      if (there || !IsInside(known.OfSource, known.Point) || !KeepsAll()) continue;
+      if (FindMount(present, known.OfSource, known.Point)) continue;
+      if (!IsInside(known.OfSource, known.Point) || !KeepsAll()) continue;
       // Without a mount of its own the same folder is there.
       if (Knows(known, mounts_.MarkOf(known.Point))) continue;
       NoteMark(present.emplace_back(known), kNothing);
@@ -211,9 +218,7 @@ class JobDisks {
   /// A disk that no run has met, mounted over a folder that a run deals with. It hides what that
   /// held, or the run would fill it.
   std::u16string MatterWithNew(bool of_source, const std::u16string& point) const {
-    for (const KnownMount& known : job_.Extras.Mounts) {
-      if (known.OfSource == of_source && known.Point == point) return {};
-    }
+    if (FindMount(job_.Extras.Mounts, of_source, point)) return {};
     const std::u16string_view below = Below(of_source, point);
     const bool matters =
         of_source
@@ -236,9 +241,8 @@ class JobDisks {
 
   void Add(bool of_source, const std::u16string& point, std::vector<KnownMount>& present) const {
     KnownMount mount{of_source, point, {}};
-    for (const KnownMount& known : job_.Extras.Mounts) {
-      if (known.OfSource == of_source && known.Point == point) mount.Marks = known.Marks;
-    }
+    const KnownMount* known = FindMount(job_.Extras.Mounts, of_source, point);
+    if (known) mount.Marks = known->Marks;
     std::u16string mark = mounts_.MarkOf(point);
     // Where any disk will do, one without a mark adds nothing.
     if (mark.empty() && !mount.Marks.empty()) mark = kUnmarked;

@@ -120,16 +120,15 @@ std::optional<CopyAhead::Listed> CopyAhead::TakeListing() {
 bool CopyAhead::WorkOnListing() {
   std::uint32_t wanted = ListingState::Wanted;
   if (!listing_.compare_exchange_strong(wanted, ListingState::Listing)) return false;
-  // Read by the owner only once this is Idle again.
-  listed_.reset();
-  if (Result<Folder> folder = parent_->OpenFolder(name_)) {
-    const Result<FileStatus> status = folder->Status();
+  // What comes of it is read by the owner only once this is Idle again.
+  Result<Folder> folder = parent_->OpenFolder(name_);
+  const Result<FileStatus> status =
+      folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
+  if (status) {
     auto reader = std::make_unique<FolderReader>(*folder);
     reader->Begin();
-    if (status) {
-      listed_ =
-          Listed{std::move(*folder), *status, std::move(reader), std::chrono::steady_clock::now()};
-    }
+    listed_ =
+        Listed{std::move(*folder), *status, std::move(reader), std::chrono::steady_clock::now()};
   }
   listing_ = ListingState::Idle;
   Wake(listing_);
