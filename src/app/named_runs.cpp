@@ -41,6 +41,7 @@ void NamedRuns::Ran(RunOutcome outcome, const BackupJob& job, const RunCounters&
   if (code != kDone) Note(code, name + TroubleOf(code, outcome, job, counters, refusal));
   if (!verified) return;
   const ExitCode verify_code = CodeOfVerification(*verified);
+  if (verify_code == kGuarded) Note(verify_code, name + std::u16string(refusal));
   if (verify_code == kInterrupted) Note(verify_code, name + u"驗證中斷");
   if (verify_code == kSomeFailed) {
     Note(verify_code, name + u"驗證有 " + Grouped(verified->Counters.Differences()) + u" 個差異");
