@@ -3,11 +3,13 @@
 #include "base/text.h"
 #include "engine/heal.h"
 #include "engine/job_disks.h"
+#include "engine/place.h"
 #include "engine/refusal.h"
 #include "engine/run_summary.h"
 #include "engine/tree_walk.h"
 #include "files/folder_identity.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 
 namespace kavrel {
 
@@ -95,12 +97,9 @@ bool LiesInSource(const FileSystem& files, const BackupJob& job, std::u16string_
   // By a mount of its own, too.
   const Result<Folder> source = files.OpenFolder(job.Source.Path);
   const FolderIdentity known = source ? IdentityOf(*source) : FolderIdentity();
-  Result<Folder> there = files.OpenFolder(target);
-  for (target = DropBackslash(target); !there && !target.empty();) {
-    target = PathFolder(target);
-    there = files.OpenFolder(target);
-  }
-  const auto lineage = there ? there->Lineage() : Result<std::vector<FileStatus>>::Fail(1);
+  const Place place = FindPlace(files, target);
+  const auto lineage =
+      place.Nearest ? place.Nearest.Lineage() : Result<std::vector<FileStatus>>::Fail(kErrNotFound);
   return lineage && std::any_of(lineage->begin(), lineage->end(),
                                 [&](const FileStatus& above) { return known.Is(above); });
 }

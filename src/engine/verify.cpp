@@ -88,8 +88,9 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   DiskScope needed;
   needed.Source = !job.Compressed;
   needed.NewInSource = needed.NewInDestination = false;
-  context.RefusalText = DiskObjection(context, job, needed);
-  if (!context.RefusalText.empty()) {
+  std::u16string objection = DiskObjection(context, job, needed);
+  if (!objection.empty()) {
+    context.RefusalText = std::move(objection);
     context.Refusal = RunRefusal::DiskAway;
     report.Outcome = RunOutcome::Guarded;
     return report;
