@@ -42,7 +42,7 @@ class ListBuilder {
               const SevenZipLibrary::Archive* into = nullptr)
       : context_(context), job_(job), listed_(listed), into_(into), scope_(Scope::OfArchive(job)) {
     const Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
-    if (destination) scope_.SetOwn(IdentityOf(*destination));
+    if (destination) scope_.SetOwn(*destination);
   }
 
   void Walk(const Folder& folder, const std::u16string& prefix) {

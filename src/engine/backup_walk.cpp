@@ -6,9 +6,7 @@
 #include "engine/rule_check.h"
 #include "engine/sync_folder.h"
 #include "engine/tree_walk.h"
-#include "files/owner_mark.h"
 #include "files/path.h"
-#include "platform/trace.h"
 
 namespace kavrel {
 
@@ -27,7 +25,6 @@ class BackupWalk final : public TreeWalk {
     path_.assign(paths_.Dest()) += archive;
     return PlaceOfOthersIn(context_.Files, pair.Dest, archive, path_, job_);
   }
-  bool IsOwnView(const FolderPair& parent, const FolderPair& pair) override;
   void RootReady(const FolderPair& pair) override { MarkFolder(context_, job_, pair.Dest); }
   void RootDone(const FolderPair& pair) override {
     if (job_.Synchronise && (all_seen_ || context_.Place.Agreed)) {
@@ -43,7 +40,6 @@ class BackupWalk final : public TreeWalk {
   const BackupJob& job_;
   std::u16string path_;
   std::optional<Synchronisation> synchronisation_;
-  bool source_relayed_ = false;
   bool all_seen_ = true;  ///< each folder of the source could be looked through
 };
 
@@ -56,20 +52,6 @@ BackupWalk::BackupWalk(RunContext& context, const BackupJob& job)
 bool BackupWalk::EnterFolder() {
   ++context_.Counters.Folders;
   return !Cancelled();
-}
-
-bool BackupWalk::IsOwnView(const FolderPair& parent, const FolderPair& pair) {
-  // Only a destination behind something else is seen in the source so, and asked of a server for
-  // each folder its mark would cost more than the files.
-  if (!parent.DestManners.Relayed) return false;
-  if (!parent.Above) source_relayed_ = parent.Source.Manners().Relayed;
-  if (source_relayed_) return false;
-  const Result<OwnerMark> mark = ReadOwnerMark(pair.Source);
-  const bool own = mark && mark->Names(job_.Extras.Id) &&
-                   IsSamePath(mark->Place, AddBackslash(job_.Destination.WorkPath));
-  if (own && Tracing())
-    Trace("scope", {u"left out ", paths_.Source(), u": the destination, by its mark"});
-  return own;
 }
 
 bool BackupWalk::BeforeFiles(const FolderPair& pair) {

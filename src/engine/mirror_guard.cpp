@@ -89,14 +89,14 @@ class LookAhead {
     if (!dest) return;
     pair.DestFound = *dest;
     if (!synchronisation_) {
-      scope_.SetOwn({dest->Device, dest->Id, true});
+      scope_.SetOwn(pair.Dest, &pair.Source);
       if (scope_.IsOwnRoot(paths_.Source(), pair.Source)) return;
       source_root_ = &pair.Source;
       synchronisation_.emplace(context_, job_, pair.Source);
       SourceEmpty = !pair.SourceError && !FolderReader(pair.Source).Next();
       may_share_ = ProfitsFromThreads(context_, pair);
     }
-    if (scope_.IsOwn(paths_.Source(), &pair.SourceStatus)) return;
+    if (scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
     if (parent && !PlaceOfOthersIn(context_.Files, pair.Dest, {}, paths_.Dest(), job_).empty())
       return;
     SeenEntries seen;

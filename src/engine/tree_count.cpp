@@ -14,10 +14,11 @@ TreeCount::TreeCount(const FileSystem& files, std::u16string_view from, std::u16
 bool TreeCount::Advance(std::size_t entries) {
   if (!started_) {
     started_ = true;
+    Result<Folder> source = file_system_.OpenFolder(path_);
     if (const Result<Folder> dest = file_system_.OpenFolder(to_)) {
-      scope_.SetOwn(IdentityOf(*dest));
+      scope_.SetOwn(*dest, source ? &*source : nullptr);
     }
-    Enter(file_system_.OpenFolder(path_), 0);
+    Enter(std::move(source), 0);
   }
   for (; entries > 0 && !done_; --entries) {
     if (reader_) {
@@ -35,9 +36,9 @@ bool TreeCount::Advance(std::size_t entries) {
 
 void TreeCount::Enter(Result<Folder> folder, std::size_t path_length) {
   const Result<FileStatus> status = folder ? folder->Status() : Result<FileStatus>();
-  const bool own = folder && (levels_.empty() ? scope_.IsOwnRoot(path_, *folder)
-                                              : scope_.IsOwn(path_, status ? &*status : nullptr));
-  if (!status || !folder || own || scope_.IsExcluded(path_)) {
+  const bool own = status && (levels_.empty() ? scope_.IsOwnRoot(path_, *folder)
+                                              : scope_.IsOwn(path_, *folder, *status));
+  if (!status || own || scope_.IsExcluded(path_)) {
     path_.resize(path_length);
     done_ = levels_.empty();
     return;

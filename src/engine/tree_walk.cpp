@@ -64,7 +64,7 @@ std::u16string TreeWalk::BelowRoot(std::u16string_view name) const {
 }
 
 void TreeWalk::RememberRoot(const FolderPair& pair) {
-  if (!scope_.Own().Known && pair.Dest) scope_.SetOwn(IdentityOf(pair.Dest));
+  if (!scope_.Own().Known && pair.Dest) scope_.SetOwn(pair.Dest, &pair.Source);
 }
 
 bool TreeWalk::LeadsElsewhere() const {
@@ -94,8 +94,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (!parent && pair.Source && scope_.IsOwnRoot(paths_.Source(), pair.Source)) {
     return LeaveRootOut(PlanReason::OwnPlace);
   }
-  if (scope_.IsOwn(paths_.Source(), pair.Source ? &pair.SourceStatus : nullptr)) return;
-  if (parent && pair.Source && IsOwnView(*parent, pair)) return;
+  if (scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
   if (parent && IsOthers(pair, {})) return;
   if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
     dest_.KeepMetadata(pair.Source, pair.Dest);

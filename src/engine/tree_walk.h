@@ -52,9 +52,6 @@ class TreeWalk {
   /// backup, which stays apart from this one's; else empty. Asked of folders below the roots and of
   /// what may be an archive by its name.
   virtual std::u16string_view PlaceOfOthers(const FolderPair&, std::u16string_view) { return {}; }
-  /// Whether a folder of the source is the destination, reached by another way on which its number
-  /// is another one.
-  virtual bool IsOwnView(const FolderPair& /*parent*/, const FolderPair&) { return false; }
   /// Around all that is done in the destination's root, which can be written to. Not in a plan.
   virtual void RootReady(const FolderPair&) {}
   virtual void RootDone(const FolderPair&) {}

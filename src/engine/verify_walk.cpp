@@ -99,12 +99,12 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
     return Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
   }
   if (!parent) {
-    scope_.SetOwn(IdentityOf(pair.Dest));
+    scope_.SetOwn(pair.Dest, &pair.Source);
     if (scope_.IsOwnRoot(paths_.Source(), pair.Source)) return LeaveRootOut();
     source_lineage_ = *pair.Source.Lineage();
   }
   // What a run leaves out because it is the backup itself is no part of the source.
-  if (scope_.IsOwn(paths_.Source(), &pair.SourceStatus)) return;
+  if (scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
   if (!HasItsCopy(parent, name, pair)) return;
 
   const FolderScope here = scope_.In(paths_.Source());

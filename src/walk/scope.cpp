@@ -57,17 +57,37 @@ bool Scope::IsExcluded(std::u16string_view folder) const {
   return true;
 }
 
-bool Scope::IsOwn(std::u16string_view folder, const FileStatus* status) const {
-  const bool by_path = !own_path_.empty() && PathStartsWith(folder, own_path_);
-  if (!by_path && !(status && own_.Is(*status))) return false;
-  TraceLeftOut(by_path ? u"the destination, by its path" : u"the destination, by its identity",
-               folder, {});
+void Scope::SetOwn(const Folder& folder, const Folder* source) {
+  own_ = IdentityOf(folder);
+  // Only a destination behind something else is seen in the source so; and asked of a server for
+  // each folder its mark would cost more than the files.
+  own_has_views_ =
+      source && folder && *source && folder.Manners().Relayed && !source->Manners().Relayed;
+}
+
+bool Scope::IsOwnPath(std::u16string_view path) const {
+  if (own_path_.empty() || !PathStartsWith(path, own_path_)) return false;
+  TraceLeftOut(u"the destination, by its path", path, {});
+  return true;
+}
+
+bool Scope::IsOwn(std::u16string_view path, const Folder& folder, const FileStatus& status) const {
+  if (IsOwnPath(path)) return true;
+  if (!folder) return false;
+  if (own_.Is(status)) {
+    TraceLeftOut(u"the destination, by its identity", path, {});
+    return true;
+  }
+  if (!own_has_views_) return false;
+  const Result<OwnerMark> mark = ReadOwnerMark(folder);
+  if (!mark || !mark->Names(job_->Extras.Id) || !IsSamePath(mark->Place, own_path_)) return false;
+  TraceLeftOut(u"the destination, by its mark", path, {});
   return true;
 }
 
 bool Scope::IsOwnRoot(std::u16string_view path, const Folder& root) const {
   if (own_path_.empty()) return false;
-  if (IsOwn(path, nullptr)) return true;
+  if (IsOwnPath(path)) return true;
   const Result<std::vector<FileStatus>> lineage = root.Lineage();
   return lineage && std::any_of(lineage->begin(), lineage->end(),
                                 [&](const FileStatus& above) { return own_.Is(above); });

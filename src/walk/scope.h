@@ -56,17 +56,18 @@ class Scope {
   /// What of the tree below `root` was picked. `only` outlives the scope.
   static Scope OfPicked(std::u16string_view root, const PathSet& only);
 
-  /// The destination, once it is open or made. The caller keeps it open as long as the walk lasts,
-  /// so that nothing else gets its identity.
-  void SetOwn(const FolderIdentity& folder) { own_ = folder; }
+  /// The destination, once it is open or made, and the root of the source where that is open. The
+  /// caller keeps them open as long as the walk lasts, so that nothing else gets their identity.
+  void SetOwn(const Folder& folder, const Folder* source = nullptr);
   const FolderIdentity& Own() const { return own_; }
 
   /// Whether an exclusion rule leaves the folder out with all that is in it. Its path ends with its
   /// separator.
   bool IsExcluded(std::u16string_view folder) const;
-  /// Whether the folder is the job's destination or lies in it, by its path as far as that tells
-  /// and by its identity, not by letters that two paths have in common.
-  bool IsOwn(std::u16string_view folder, const FileStatus* status) const;
+  /// Whether the folder is the job's destination or lies in it: by its path as far as that tells,
+  /// and where it is open by its identity, and by its mark where the destination is reached through
+  /// something that gives its folders other numbers; never by letters that two paths share.
+  bool IsOwn(std::u16string_view path, const Folder& folder, const FileStatus& status) const;
   /// The same of the walk's root, which may lie in the destination under any path.
   bool IsOwnRoot(std::u16string_view path, const Folder& root) const;
 
@@ -84,6 +85,7 @@ class Scope {
   friend class FolderScope;
   Scope() = default;
   void TakeTypes(const BackupJob& job);
+  bool IsOwnPath(std::u16string_view path) const;
 
   const BackupJob* job_ = nullptr;        ///< null: no file types and no size limit
   const ExclusionSet* rules_ = nullptr;   ///< null: none
@@ -91,6 +93,7 @@ class Scope {
   std::vector<std::u16string> patterns_;  ///< empty: all names, or those that no pattern finds
   std::u16string own_path_;               ///< with its trailing separator; empty: none
   FolderIdentity own_;
+  bool own_has_views_ = false;  ///< the destination can be in the source under another number
   std::size_t root_length_ = 0;
   bool subfolders_ = true, files_ = true;
 };

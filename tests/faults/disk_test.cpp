@@ -474,12 +474,13 @@ TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
     EXPECT_EQ(job.Run().ExitCode, 0);
     EXPECT_EQ(ReadTree(job.Dest).size(), 1U) << "copied into itself";
   }
-  // Another job's backup is that, too.
   const auto ctl = [&](const std::vector<std::string>& arguments) {
     std::vector<std::string> all{KAVRELCTL, "--home", job.Home};
     all.insert(all.end(), arguments.begin(), arguments.end());
     return RunCommand(all).ExitCode;
   };
+  EXPECT_EQ(ctl({"verify", "J"}), 0) << "misses what no run copies";
+  // Another job's backup is that, too.
   WriteTestFile(job.Temp.Root() / "other" / "b", "y");
   ASSERT_EQ(ctl({"add", "--name", "O", "--type", "sync", "--source", job.Temp.Root() / "other",
                  "--dest", job.Source / "backup", "--no-source-folder"}),
