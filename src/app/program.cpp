@@ -53,14 +53,13 @@ SchedulerActions Program::Actions() {
           [this] { priority_.ApplyProcessPriority(kNormalPriority); },
           [this] { ProgramLog.SaveProgramLog(); },
           [this](const BackupJob& job) {
-            LogRows.Append({job.Name,
-                            u"時間更正",
-                            u"0",
-                            u"0",
-                            u"0",
-                            DateTimeText(clock_.Now()),
-                            DateTimeText(job.NextRun),
-                            {}});
+            LogRow row;
+            row.Job = job.Name;
+            row.Kind = LogKind::TimeSetRight;
+            row.Copied = row.Unchanged = row.Failed = 0;
+            row.Started = clock_.Now();
+            row.NextRun = job.NextRun;
+            LogRows.Append(std::move(row));
           },
           [this] { PlayCompletionSound(); },
           [this](std::u16string_view name) {

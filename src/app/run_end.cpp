@@ -4,8 +4,6 @@
 
 #include "base/number.h"
 #include "log/job_log.h"
-#include "log/log_filter.h"
-#include "log/log_troubles.h"
 
 namespace kavrel {
 
@@ -14,18 +12,17 @@ namespace {
 constexpr std::u16string_view kNoArchiver = u"找不到 7-Zip 程式";
 
 /// `kind` is 備份, 還原 or 驗證.
-std::u16string Counted(std::u16string_view kind, bool stopped, std::u16string_view done,
-                       std::u16string_view failed) {
+std::u16string Counted(std::u16string_view kind, bool stopped, std::uint64_t done,
+                       std::uint64_t failed) {
   std::u16string text(kind);
   text += stopped ? u"中斷：" : u"完成：";
-  ((text += kind) += u" ") += done;
-  return (text += u" 個檔案，失敗 ") += std::u16string(failed) + u" 個檔案";
+  ((text += kind) += u" ") += Grouped(done);
+  return (text += u" 個檔案，失敗 ") += Grouped(failed) + u" 個檔案";
 }
 
 /// Of a run or a restore that took place.
 void TellCounts(RunEnd& end, std::u16string_view kind, const LastRunResult& result) {
-  end.Text =
-      Counted(kind, result.Stopped, Grouped(result.CopiedFiles), Grouped(result.FailedFiles));
+  end.Text = Counted(kind, result.Stopped, result.CopiedFiles, result.FailedFiles);
   if (result.FailedFiles > 0) end.Why = u"失敗 " + Grouped(result.FailedFiles) + u" 個檔案";
   if (result.UnseenFiles > 0) {
     const std::u16string unseen = u"無法查看 " + Grouped(result.UnseenFiles) + u" 個檔案";
@@ -98,15 +95,6 @@ RunEnd EndOfRestore(const Program& program, const BackupJob& job, RunOutcome out
   return end;
 }
 
-bool WantsPassword(const Program& program, const BackupJob& job, RunOutcome outcome) {
-  if (outcome != RunOutcome::Ran || !job.Compressed || job.LastRunResult.FailedFiles == 0) {
-    return false;
-  }
-  const Result<std::u16string> log = ReadJobLog(program.Files, program.RunLogPath());
-  const std::vector<LogTrouble> first = log ? ReadTroubles(*log, 1) : std::vector<LogTrouble>();
-  return !first.empty() && first[0].Path.ends_with(u" (密碼錯誤)");
-}
-
 RunEnd EndOfVerification(const BackupJob& job, const VerifyReport& report) {
   RunEnd end{.Job = job.Name, .Text = {}, .Why = {}, .LogPath = {}, .Bad = false, .Backup = false};
   if (report.Outcome != RunOutcome::Ran) return end;
@@ -120,15 +108,15 @@ RunEnd EndOfVerification(const BackupJob& job, const VerifyReport& report) {
 }
 
 RunEnd EndOfRow(const LogRow& row) {
-  RunEnd end{.Job = row[0], .Text = {}, .Why = {}, .LogPath = row[kLogPathColumn]};
-  const std::u16string_view status = row[1];
-  const std::u16string_view kind = status.substr(0, 2);
+  RunEnd end{.Job = row.Job, .Text = {}, .Why = {}, .LogPath = row.LogPath};
+  const std::uint64_t failed = row.Failed.value_or(0);
   end.Bad = IsBadRun(row);
-  end.Backup = kind == u"備份";
-  if (kind == u"驗證") {
-    end.Text = row[1] + u"：" + row[3] + u" 個檔案內容相同，" + row[4] + u" 個差異";
-  } else if (end.Backup || kind == u"還原") {
-    end.Text = Counted(kind, status.ends_with(u"中斷"), row[2], row[4]);
+  end.Backup = row.Kind == LogKind::Backup;
+  if (row.Kind == LogKind::Verification) {
+    end.Text = StatusText(row) + u"：" + Grouped(row.Unchanged.value_or(0)) + u" 個檔案內容相同，" +
+               Grouped(failed) + u" 個差異";
+  } else if (end.Backup || row.Kind == LogKind::Restore) {
+    end.Text = Counted(end.Backup ? u"備份" : u"還原", row.Stopped, row.Copied.value_or(0), failed);
   }
   return end;
 }

@@ -22,8 +22,6 @@ struct RunEnd {
 RunEnd EndOfBackup(const Program& program, const BackupJob& job, RunOutcome outcome);
 /// Of a restore that has just been.
 RunEnd EndOfRestore(const Program& program, const BackupJob& job, RunOutcome outcome);
-/// Whether that restore failed for nothing but a wrong password.
-bool WantsPassword(const Program& program, const BackupJob& job, RunOutcome outcome);
 RunEnd EndOfVerification(const BackupJob& job, const VerifyReport& report);
 /// As the log list tells of it.
 RunEnd EndOfRow(const LogRow& row);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "base/number.h"
 #include "base/text.h"
-#include "log/log_filter.h"
 #include "schedule/next_run.h"
 #include "schedule/pause.h"
 
@@ -24,11 +24,10 @@ struct Last {
 std::map<std::u16string_view, Last> LastRows(const std::vector<LogRow>& rows) {
   std::map<std::u16string_view, Last> last;
   for (const LogRow& row : rows) {
-    const std::u16string_view status = row[1];
-    if (status.starts_with(u"備份")) {
-      last[row[0]] = {&row, nullptr};
-    } else if (status.starts_with(u"驗證")) {
-      last[row[0]].Verification = &row;
+    if (row.Kind == LogKind::Backup) {
+      last[row.Job] = {&row, nullptr};
+    } else if (row.Kind == LogKind::Verification) {
+      last[row.Job].Verification = &row;
     }
   }
   return last;
@@ -36,22 +35,21 @@ std::map<std::u16string_view, Last> LastRows(const std::vector<LogRow>& rows) {
 
 /// What went badly, in a few words; empty when nothing did. A verification is later than the run.
 std::u16string BadlyText(const BackupJob& job, const Last& last) {
-  constexpr std::size_t kStatus = 1, kFailed = 4;
   if (job.Extras.NotBegun) return u"沒有執行";
-  if (last.Run && last.Run->at(kStatus).ends_with(u"中斷")) return (*last.Run)[kStatus];
-  if (last.Run && IsBadRun(*last.Run)) return u"失敗 " + (*last.Run)[kFailed] + u" 個檔案";
+  const auto failed = [](const LogRow& row) { return Grouped(row.Failed.value_or(0)); };
+  if (last.Run && last.Run->Stopped) return StatusText(*last.Run);
+  if (last.Run && IsBadRun(*last.Run)) return u"失敗 " + failed(*last.Run) + u" 個檔案";
   if (job.Extras.Unseen) return u"有檔案無法查看";
   if (!last.Verification || !IsBadRun(*last.Verification)) return {};
   const LogRow& verified = *last.Verification;
-  return verified[kStatus].ends_with(u"中斷") ? verified[kStatus]
-                                              : u"驗證發現 " + verified[kFailed] + u" 個差異";
+  return verified.Stopped ? StatusText(verified) : u"驗證發現 " + failed(verified) + u" 個差異";
 }
 
 /// The log of what went badly.
 std::u16string BadLog(const BackupJob& job, const Last& last) {
   if (job.Extras.NotBegun) return {};
-  if (last.Run && (job.Extras.Unseen || IsBadRun(*last.Run))) return (*last.Run)[kLogPathColumn];
-  return last.Verification ? (*last.Verification)[kLogPathColumn] : std::u16string();
+  if (last.Run && (job.Extras.Unseen || IsBadRun(*last.Run))) return last.Run->LogPath;
+  return last.Verification ? last.Verification->LogPath : std::u16string();
 }
 
 JobHealth Judge(const BackupJob& job, const Last& last, DateTime now, bool paused) {

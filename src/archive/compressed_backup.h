@@ -71,6 +71,9 @@ PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
 void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
                          std::u16string_view archive_path, std::u16string_view destination);
 
+/// What ExtractArchive gives where nothing but the job's password stood in the way.
+inline constexpr int kWrongPassword = -3;
+
 /// Unpacks the whole archive into the folder, which is made when missing. 0 on success. An archive
 /// with an entry that would land outside the folder is refused whole, as is one that the job's
 /// password does not open; a link that points out of the folder is not made. Each file takes its

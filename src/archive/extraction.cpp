@@ -81,7 +81,7 @@ class Extraction {
     if (context_.Plan) return PlanPlaces();
     int result = TryPassword();
     if (result == kCommandCancelled) return result;
-    if (result != 0) return Stop(path_ + u" (密碼錯誤)");
+    if (result != 0) return RefusePassword();
     staging_.emplace(context_.Files, context_.Clock, context_.Staged, destination_);
     if (!*staging_) return Stop(destination_);
     const std::string links = Lines(true);
@@ -122,6 +122,11 @@ class Extraction {
     // Folders alone are not to pass for done either.
     if (context_.Counters.FailedFiles == failed) ++context_.Counters.FailedFiles;
     return 2;
+  }
+
+  int RefusePassword() {
+    Stop(path_ + u" (密碼錯誤)");
+    return kWrongPassword;
   }
 
   Secret Password() const { return job_.UsePassword ? job_.Password : Secret(); }
@@ -206,7 +211,7 @@ class Extraction {
 
   /// Notes what would take which place.
   int PlanPlaces() {
-    if (SmallestEncrypted() && Password().empty()) return Stop(path_ + u" (密碼錯誤)");
+    if (SmallestEncrypted() && Password().empty()) return RefusePassword();
     RunPlan& plan = *context_.Plan;
     Names placed;
     for (auto entry = archive_->Entries.rbegin(); entry != archive_->Entries.rend(); ++entry) {

@@ -11,21 +11,18 @@ namespace kavrel {
 
 namespace {
 
-/// A row's column as the whole number it holds, thousands separators taken out.
-nlohmann::json JsonCount(std::u16string_view text) {
-  const std::optional<double> number = ParseNumber(ReplaceAll(text, u",", u""));
-  if (!number || *number < 0 || *number > 1e15) return nullptr;
-  return static_cast<std::int64_t>(*number);
+nlohmann::json JsonCount(const std::optional<std::uint64_t>& count) {
+  return count ? nlohmann::json(*count) : nlohmann::json();
 }
 
 nlohmann::json ToJson(const LogRow& row) {
-  const auto time = [](std::u16string_view text) {
-    return JsonTime(ParseDateTime(text).value_or(kZeroDate));
+  const auto json_time = [](const std::optional<DateTime>& time) {
+    return JsonTime(time.value_or(kZeroDate));
   };
-  return {{"name", JsonText(row[0])},    {"status", JsonText(row[1])},
-          {"copied", JsonCount(row[2])}, {"unchanged", JsonCount(row[3])},
-          {"failed", JsonCount(row[4])}, {"started", time(row[5])},
-          {"next_run", time(row[6])},    {"log_file", JsonText(row[kLogPathColumn])}};
+  return {{"name", JsonText(row.Job)},          {"status", JsonText(StatusText(row))},
+          {"copied", JsonCount(row.Copied)},    {"unchanged", JsonCount(row.Unchanged)},
+          {"failed", JsonCount(row.Failed)},    {"started", json_time(row.Started)},
+          {"next_run", json_time(row.NextRun)}, {"log_file", JsonText(row.LogPath)}};
 }
 
 }  // namespace
@@ -45,7 +42,8 @@ int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool js
     list.push_back(ToJson(rows[i]));
     // The number is the one that --show takes.
     std::vector<std::u16string> cells{Grouped(rows.size() - i)};
-    cells.insert(cells.end(), rows[i].begin(), rows[i].begin() + kLogPathColumn);
+    const LogColumns columns = ColumnsOf(rows[i]);
+    cells.insert(cells.end(), columns.begin(), columns.begin() + kLogPathColumn);
     table.push_back(std::move(cells));
   }
   if (json) {
@@ -63,7 +61,7 @@ int ShowLog(Session& session, std::size_t newest) {
     PrintError("--show takes 1 to " + std::to_string(rows.size()) + ", the number of runs logged");
     return kBadInput;
   }
-  const std::u16string& path = rows[rows.size() - newest][kLogPathColumn];
+  const std::u16string& path = rows[rows.size() - newest].LogPath;
   const Result<std::u16string> text = ReadJobLog(session.Program().Files, path);
   if (!text) {
     PrintError("cannot read " + Printable(path) + ": " + ToUtf8(SystemErrorText(text.Error)));

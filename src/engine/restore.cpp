@@ -173,7 +173,8 @@ void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
   if (!context.Plan) HealStaged(context);
   if (job.Compressed) {
     ArchiveContext archiving = context.Archiving();
-    ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
+    const int result = ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
+    context.WrongPassword = result == kWrongPassword;
   } else if (pick) {
     RestorePicked(context, job, *pick);
   } else {
@@ -191,7 +192,7 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   context.Counters = {};
   context.Refusal = RunRefusal::None;
   context.RefusalText.clear();
-  context.Agreed = false;
+  context.Agreed = context.WrongPassword = false;
   SetWorkPaths(context, job, pick);
   const RestoreDisks disks(context.Files, job, pick);
   std::u16string archive;

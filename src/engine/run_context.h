@@ -61,6 +61,8 @@ struct RunContext {
   RunRefusal Refusal = RunRefusal::None;  ///< of the current or last run
   /// Why, in words. Of a run without a source: which disk is away, as far as that is known.
   std::u16string RefusalText{};
+  /// The last restore came to nothing because the job's password does not open the archive.
+  bool WrongPassword = false;
   /// Somebody has let the current run go on although a disk is away or the state has shrunk.
   bool Agreed = false;
   /// Where set, nothing is done but decided, counted and noted here. The log stays closed.

@@ -27,23 +27,30 @@ void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string
   log.WriteJobLog({});
 }
 
-void AppendLogRow(RunContext& context, const BackupJob& job, std::u16string_view status) {
+LogRow RowOf(const RunContext& context, const BackupJob& job, LogKind kind) {
   const LastRunResult& last = job.LastRunResult;
-  context.LogRows.Append({job.Name, std::u16string(status), Grouped(last.CopiedFiles),
-                          Grouped(last.UnchangedFiles), Grouped(last.FailedFiles),
-                          DateTimeText(job.RunStarted), DateTimeText(job.NextRun),
-                          context.Log.ListedPath()});
+  LogRow row;
+  row.Job = job.Name;
+  row.Kind = kind;
+  row.Stopped = last.Stopped;
+  row.Copied = last.CopiedFiles;
+  row.Unchanged = last.UnchangedFiles;
+  row.Failed = last.FailedFiles;
+  row.Started = job.RunStarted;
+  row.NextRun = job.NextRun;
+  row.LogPath = context.Log.ListedPath();
+  return row;
 }
 
 void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_view elapsed) {
   const RunCounters& run = context.Counters;
   const LastRunResult& last = job.LastRunResult;
-  const std::u16string status = last.Stopped ? u"備份中斷" : u"備份完成";
+  LogRow row = RowOf(context, job, LogKind::Backup);
   std::u16string text = u"備份排程名稱　　　：" + job.Name + u"\r\n";
   if (job.RunStarted != kZeroDate) {
     text += u"本次執行備份時間　：" + DateTimeText(job.RunStarted) + u"\r\n";
     text += u"下次執行備份時間　：" + DateTimeText(job.NextRun) + u"\r\n";
-    text += u"備份執行狀態　　　：" + status + u"\r\n";
+    text += u"備份執行狀態　　　：" + StatusText(row) + u"\r\n";
     text += SummaryLine(u"來源檔案總計　　　：", run.SourceFiles);
     text += SummaryLine(u"來源資料夾總計　　：", last.Folders);
     text += SummaryLine(u"已完成檔案總計　　：", last.CopiedFiles);
@@ -64,12 +71,12 @@ void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_v
     text += elapsed;
   }
   WriteSummaryBlock(context, job, job.Destination.WorkPath, text);
-  AppendLogRow(context, job, status);
+  context.LogRows.Append(std::move(row));
 }
 
 void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
   const LastRunResult& last = job.LastRunResult;
-  const std::u16string status = last.Stopped ? u"還原中斷" : u"還原完成";
+  LogRow row = RowOf(context, job, LogKind::Restore);
   std::u16string more;
   if (context.Counters.NewerFiles > 0) {
     more += SummaryLine(u"保留較新檔案總計　：", context.Counters.NewerFiles);
@@ -79,7 +86,7 @@ void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
   }
   WriteSummaryBlock(context, job, job.Source.WorkPath,
                     u"還原排程名稱　　　：" + job.Name + u"\r\n" + u"還原執行狀態　　　：" +
-                        status + u"\r\n" +
+                        StatusText(row) + u"\r\n" +
                         SummaryLine(u"來源檔案總計　　　：", context.Counters.SourceFiles) +
                         SummaryLine(u"來源資料夾總計　　：", last.Folders) +
                         SummaryLine(u"已完成還原檔案總計：", last.CopiedFiles) +
@@ -87,7 +94,7 @@ void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
                         SummaryLine(u"已還原失敗檔案總計：", last.FailedFiles) +
                         SummaryLine(u"還原已存在檔案總計：", last.UnchangedFiles) + more +
                         u"完成還原容量總計　：" + FormatSize(last.CopiedBytes, SizeMode::Both));
-  AppendLogRow(context, job, status);
+  context.LogRows.Append(std::move(row));
 }
 
 }  // namespace kavrel

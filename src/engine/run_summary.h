@@ -16,8 +16,8 @@ std::u16string SummaryLine(std::u16string_view label, std::uint64_t count);
 void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string_view backup,
                        std::u16string_view summary);
 
-/// Adds the run's row to the log list.
-void AppendLogRow(RunContext& context, const BackupJob& job, std::u16string_view status);
+/// The row for the log list, from the job's LastRunResult and times.
+LogRow RowOf(const RunContext& context, const BackupJob& job, LogKind kind);
 
 void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_view elapsed);
 void WriteRestoreSummary(RunContext& context, const BackupJob& job);

@@ -46,10 +46,14 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
 void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& report,
                         std::uint64_t elapsed) {
   const VerifyCounters& found = report.Counters;
-  const std::u16string status = report.Stopped ? u"驗證中斷" : u"驗證完成";
+  job.LastRunResult = {};
+  job.LastRunResult.Stopped = report.Stopped;
+  job.LastRunResult.UnchangedFiles = found.Equal;
+  job.LastRunResult.FailedFiles = found.Differences();
+  LogRow row = RowOf(context, job, LogKind::Verification);
   WriteSummaryBlock(context, job, job.Destination.WorkPath,
                     u"驗證排程名稱　　　：" + job.Name + u"\r\n" + u"驗證執行狀態　　　：" +
-                        status + u"\r\n" +
+                        StatusText(row) + u"\r\n" +
                         SummaryLine(u"來源檔案總計　　　：", context.Counters.SourceFiles) +
                         SummaryLine(u"內容相同檔案總計　：", found.Equal) +
                         SummaryLine(u"缺少檔案總計　　　：", found.Missing) +
@@ -60,10 +64,7 @@ void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& 
                         SummaryLine(u"排除檔案總計　　　：", context.Counters.ExcludedFiles) +
                         u"完成驗證容量總計　：" + FormatSize(report.Bytes, SizeMode::Both) +
                         u"\r\n" + u"執行驗證所花費時間：" + ElapsedText(elapsed));
-  job.LastRunResult = {};
-  job.LastRunResult.UnchangedFiles = found.Equal;
-  job.LastRunResult.FailedFiles = found.Differences();
-  AppendLogRow(context, job, status);
+  context.LogRows.Append(std::move(row));
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "log/log_list.h"
+#include "log/log_row.h"
 
 namespace kavrel {
 
@@ -16,8 +16,5 @@ struct LogFilter {
 };
 
 bool MatchesFilter(const LogRow& row, const LogFilter& filter);
-
-/// Files failed or differ, or the run was interrupted.
-bool IsBadRun(const LogRow& row);
 
 }  // namespace kavrel

@@ -1,18 +1,13 @@
 // The rows of the log list: one for each finished run, oldest first. Windows look at this model.
 #pragma once
 
-#include <array>
-#include <cstdint>
 #include <functional>
-#include <string>
 #include <vector>
+
+#include "log/log_row.h"
 
 namespace kavrel {
 
-/// Columns: job name, status, copied, unchanged, failed (numbers as text), started, next run, path
-/// of the job log.
-using LogRow = std::array<std::u16string, 8>;
-inline constexpr int kLogPathColumn = 7;
 /// The icon resource that every row shows.
 inline constexpr int kLogRowIcon = 115;
 

@@ -17,8 +17,8 @@ constexpr std::u16string_view kFileName = u"QVDlog.log", kOtherFileName = u"QVDl
 
 /// Reads one record of quoted comma-separated fields off the front. Quoted fields may hold commas,
 /// line breaks and doubled quotation marks; fields beyond the row's are dropped.
-LogRow TakeRecord(std::u16string_view& text) {
-  LogRow row;
+LogColumns TakeRecord(std::u16string_view& text) {
+  LogColumns row;
   std::size_t field = 0, at = 0;
   bool quoted = false, start = true;
   for (; at < text.size(); ++at) {
@@ -69,9 +69,8 @@ void ProgramLog::LoadProgramLog() {
   }
   const std::u16string text = DecodeTextFile(*bytes);
   for (std::u16string_view rest = text; !rest.empty();) {
-    LogRow row = TakeRecord(rest);
-    const bool blank = std::all_of(row.begin(), row.end(), [](const auto& f) { return f.empty(); });
-    if (!blank) rows_.Append(std::move(row));
+    LogColumns columns = TakeRecord(rest);
+    if (columns != LogColumns()) rows_.Append(ReadLogRow(std::move(columns)));
   }
 }
 
@@ -79,9 +78,10 @@ bool ProgramLog::SaveProgramLog() {
   if (unreadable_) return false;
   std::u16string text;
   for (const LogRow& row : rows_.Rows()) {
-    for (std::size_t field = 0; field < row.size(); ++field) {
+    const LogColumns columns = ColumnsOf(row);
+    for (std::size_t field = 0; field < columns.size(); ++field) {
       text += field ? u",\"" : u"\"";
-      text += ReplaceAll(row[field], u"\"", u"\"\"");
+      text += ReplaceAll(columns[field], u"\"", u"\"\"");
       text += u'"';
     }
     text += u"\r\n";
@@ -131,7 +131,7 @@ void ProgramLog::DeleteJobLog(const LogRow& row) const {
   // The program log is a text file that anybody may edit or bring along from another machine: its
   // paths must never make us delete anything but a log of our own. Taking the name alone also
   // finds the logs of a program folder that was moved.
-  const std::u16string_view name = JobLogName(row[kLogPathColumn]);
+  const std::u16string_view name = JobLogName(row.LogPath);
   if (!name.ends_with(kJobLogEnding)) return;
   if (const Result<Folder> folder = file_system_.OpenFolder(LogFolder(file_system_))) {
     folder->RemoveFile(name);

@@ -28,6 +28,10 @@ class IdleMonitor final : public ArchiveMonitor {
   }
 };
 
+bool WantsPassword(const Program& program, RunOutcome outcome) {
+  return outcome == RunOutcome::Ran && program.Context.WrongPassword;
+}
+
 }  // namespace
 
 BackupCare::BackupCare(Program& program, RunShow& run, LogView& log, QWidget* window)
@@ -126,7 +130,7 @@ void BackupCare::Restore(int row, const RestorePick* pick, const ArchivePicker& 
       [&](const std::vector<ArchiveFile>& archives) { return archive = picker(archives); });
   if (!alive) return;
   BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
-  if (archive && WantsPassword(program_, job, outcome)) {
+  if (archive && WantsPassword(program_, outcome)) {
     const std::optional<RunOutcome> again = WithPassword(job, *archive, [&] {
       run_.Begin(row, true, pick);
       return restorer([&](const std::vector<ArchiveFile>&) { return archive; });
@@ -152,7 +156,7 @@ std::optional<RunOutcome> BackupCare::WithPassword(BackupJob& job, std::u16strin
   const Secret former = std::exchange(job.Password, dialog.Password());
   const RunOutcome outcome = restore();
   if (!alive) return outcome;
-  if (dialog.Keep() && outcome == RunOutcome::Ran && !WantsPassword(program_, job, outcome)) {
+  if (dialog.Keep() && outcome == RunOutcome::Ran && !WantsPassword(program_, outcome)) {
     program_.Store.SaveJobs();
     Q_EMIT JobChanged();
   } else {

@@ -38,7 +38,7 @@ LogBar::LogBar() {
 void LogBar::OfferJobs(const std::vector<LogRow>& rows) {
   QStringList names;
   for (const LogRow& row : rows) {
-    const QString name = ToQString(row[0]);
+    const QString name = ToQString(row.Job);
     if (!name.isEmpty() && !names.contains(name, Qt::CaseInsensitive)) names += name;
   }
   names.sort();

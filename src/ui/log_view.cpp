@@ -20,7 +20,7 @@ namespace kavrel {
 
 namespace {
 
-constexpr int kFirstCount = 2, kFailed = 4, kFirstTime = 5;
+constexpr int kCopied = 2, kUnchanged = 3, kFailed = 4, kStarted = 5, kNextRun = 6;
 constexpr int kTimeWidth = 165;
 constexpr int kPlainImage = 0, kFailedImage = 1;
 
@@ -39,10 +39,6 @@ constexpr Column kColumns[] = {{u"備份排程名稱", 280, kLeft},
                                {u"本次備份時間", kTimeWidth, kCentre},
                                {u"下次備份時間", kTimeWidth, kCentre},
                                {u"日誌檔名稱", 0, kLeft}};
-
-qint64 CountOf(const std::u16string& text) {
-  return ParseInt(ReplaceAll(text, u",", u"")).value_or(0);
-}
 
 }  // namespace
 
@@ -183,20 +179,25 @@ void LogView::CatchUp() {
 
 void LogView::AddRow(const LogRow& row) {
   const int image = IsBadRun(row) ? kFailedImage : kPlainImage;
-  const int index = view_.ItemAdd(-1, ToQString(row[0]), image, image);
-  for (int column = 1; column < static_cast<int>(row.size()); ++column) {
-    const std::u16string& text = row[static_cast<std::size_t>(column)];
-    if (column >= kFirstTime && column < kLogPathColumn) {
-      const DateTime time = ParseDateTime(text).value_or(kZeroDate);
-      view_.SetItemSortKey(index, column, time.time_since_epoch().count());
-      // A time that is not known was written as one without a date.
-      if (ParseDateTime(text) == kZeroDate) continue;
-    }
-    view_.ItemAddSub(index, column, ToQString(text));
-    if (column >= kFirstCount && column <= kFailed) {
-      view_.SetItemSortKey(index, column, CountOf(text));
-    }
+  const int index = view_.ItemAdd(-1, ToQString(row.Job), image, image);
+  LogColumns columns = ColumnsOf(row);
+  // A time that is not known was written as one without a date.
+  if (row.Started == kZeroDate) columns[kStarted].clear();
+  if (row.NextRun == kZeroDate) columns[kNextRun].clear();
+  for (std::size_t column = 1; column < columns.size(); ++column) {
+    view_.ItemAddSub(index, static_cast<int>(column), ToQString(columns[column]));
   }
+  const auto sort_count = [&](int column, const std::optional<std::uint64_t>& count) {
+    view_.SetItemSortKey(index, column, static_cast<qint64>(count.value_or(0)));
+  };
+  const auto sort_time = [&](int column, const std::optional<DateTime>& time) {
+    view_.SetItemSortKey(index, column, time.value_or(kZeroDate).time_since_epoch().count());
+  };
+  sort_count(kCopied, row.Copied);
+  sort_count(kUnchanged, row.Unchanged);
+  sort_count(kFailed, row.Failed);
+  sort_time(kStarted, row.Started);
+  sort_time(kNextRun, row.NextRun);
 }
 
 void LogView::NotifyKeyDown(int key, bool& handled) {
@@ -222,12 +223,12 @@ void LogView::NotifyKeyDown(int key, bool& handled) {
 void LogView::OpenSelected() {
   const int row = view_.SelectedIndex();
   if (row < 0) return;
-  OpenLog(FromQString(view_.ItemText(row, kLogPathColumn)));
+  OpenLog(shown_[static_cast<std::size_t>(row)].LogPath);
 }
 
 void LogView::ViewSelected() {
   const int row = view_.SelectedIndex();
-  if (row >= 0) ViewLog(FromQString(view_.ItemText(row, kLogPathColumn)));
+  if (row >= 0) ViewLog(shown_[static_cast<std::size_t>(row)].LogPath);
 }
 
 void LogView::OpenLog(const std::u16string& path) const {

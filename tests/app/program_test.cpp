@@ -168,7 +168,7 @@ TEST(ProgramStart, ARunWithTheClockAheadPutsNoLaterOneOff) {
   test.Program.Load();
   EXPECT_EQ(test.Host.SetRight.size(), 1u);
   EXPECT_LE(test.Program.Store.Jobs[0].NextRun, now + minutes(5));
-  EXPECT_EQ(test.Program.LogRows.Rows().back()[1], u"時間更正");
+  EXPECT_EQ(StatusText(test.Program.LogRows.Rows().back()), u"時間更正");
 
   // A run by hand before anything else looks, and a job put off by its user.
   test.Program.Store.Jobs[0].NextRun += minutes(5 * 100'000);

@@ -25,7 +25,7 @@ class RunHealthTest : public testing::Test {
     }
   }
   void AddRow(const char16_t* name, const char16_t* status, const char16_t* failed = u"0") {
-    rows_.push_back({name, status, u"1", u"0", failed, u"", u"", u""});
+    rows_.push_back(ReadLogRow({name, status, u"1", u"0", failed, u"", u"", u""}));
   }
   RunHealth Judge() const { return JudgeRuns(jobs_, rows_, now_); }
 };
@@ -75,7 +75,7 @@ TEST_F(RunHealthTest, EachJobHasItsStateAlsoWhenItIsOff) {
   EXPECT_EQ(text(0), u"完成") << "what is off is not overdue";
   jobs_[0].Enabled = true;
   EXPECT_EQ(text(0), u"逾期未備份");
-  rows_.push_back({u"照片", u"驗證完成", u"1", u"0", u"2", u"", u"", u"v.txt"});
+  rows_.push_back(ReadLogRow({u"照片", u"驗證完成", u"1", u"0", u"2", u"", u"", u"v.txt"}));
   EXPECT_EQ(JudgeJobs(jobs_, rows_, now_)[0],
             (JobHealth{Health::Failed, u"驗證發現 2 個差異", u"v.txt"}));
   jobs_[0].Enabled = false;

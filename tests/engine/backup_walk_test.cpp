@@ -455,7 +455,7 @@ TEST_F(BackupWalkTest, CancelStopsTheWalkAndItsBookkeepingIsDone) {
   EXPECT_LT(counters.CopiedFiles, 11U);
   EXPECT_GT(counters.CopiedFiles, 7U);
   EXPECT_GT(job.NextRun, due);
-  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"備份中斷");
+  EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"備份中斷");
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ TEST_F(CompressedTest, TheLogListsTheArchiveInItsColumns) {
       << log;
   EXPECT_NE(log.find(": 備份檔案 (失敗)：C:\\src\\z␊newline\r\n"), log.npos);
   EXPECT_NE(log.find(": 壓縮檔不保留硬連結，個別存放的名稱總計：1\r\n"), log.npos) << log;
-  EXPECT_EQ(Program.LogRows.Rows().back()[4], u"1");
+  EXPECT_EQ(Program.LogRows.Rows().back().Failed, 1U);
 }
 
 TEST_F(CompressedTest, FilterLimitAndASecondRunOfTheHour) {

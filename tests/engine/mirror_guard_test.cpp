@@ -48,7 +48,7 @@ class MirrorGuardTest : public testing::Test, protected TestProgram {
     EXPECT_EQ(Program.Context.Counters.SyncDeletedFiles, 0U);
     EXPECT_TRUE(Program.Store.Jobs[0].LastRunResult.Stopped);
     EXPECT_FALSE(Program.State.CancelRequested);
-    EXPECT_EQ(Program.LogRows.Rows().back()[1], u"備份中斷");
+    EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"備份中斷");
     const std::string line = ": 同步刪除防護 (中斷)：" + std::string(why);
     EXPECT_NE(LogLines().find(line), std::string::npos) << LogLines();
   }

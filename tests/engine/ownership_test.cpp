@@ -73,7 +73,7 @@ TEST_F(OwnershipTest, ARunAsksBeforeItEntersWhatAnotherJobMade) {
   EXPECT_EQ(Run(1), RunOutcome::Guarded);
   EXPECT_TRUE(Job(1).LastRunResult.Stopped);
   EXPECT_FALSE(Program.State.CancelRequested);
-  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"備份中斷");
+  EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"備份中斷");
   EXPECT_TRUE(Logged("目標歸屬檢查 (中斷)：D:\\docs 是排程「測試 0」的備份，來源：C:\\a\\docs\\"));
   EXPECT_FALSE(fs::exists(Place() / "theirs"));
   RunPlan plan;

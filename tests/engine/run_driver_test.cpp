@@ -60,9 +60,9 @@ TEST_F(RunDriverTest, JobLogHoldsBannersAndSummaryToTheCharacter) {
   EXPECT_EQ(ReadTestFile(Dest() / "src" / "a.bin").size(), 1572864U);
 
   ASSERT_EQ(Program.LogRows.Rows().size(), 1U);
-  EXPECT_EQ(Program.LogRows.Rows()[0],
-            (LogRow{u"照片 & 文件", u"備份完成", u"2", u"0", u"0", u"2009/9/23 下午 03:04:05",
-                    u"2009/9/23 下午 03:10:00", Program.Log.CurrentPath()}));
+  EXPECT_EQ(ColumnsOf(Program.LogRows.Rows()[0]),
+            (LogColumns{u"照片 & 文件", u"備份完成", u"2", u"0", u"0", u"2009/9/23 下午 03:04:05",
+                        u"2009/9/23 下午 03:10:00", Program.Log.CurrentPath()}));
   EXPECT_EQ(Host.Panels, (std::vector<bool>{false, true, false}));
   EXPECT_EQ(Host.Rows, std::vector<std::int32_t>{0});
   EXPECT_FALSE(Program.State.RunBusy);

@@ -443,7 +443,7 @@ TEST_F(SyncTest, RestoreBringsBackWhatItsModePrescribes) {
   EXPECT_EQ(job.NextRun, next_run);
   EXPECT_EQ(job.LastRun, last_run);
   EXPECT_EQ(ReadTestFile(Temp.Home() / "Backup.rtm"), store);
-  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"還原完成");
+  EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"還原完成");
   const std::string log = LogText(Program.Log.CurrentPath());
   EXPECT_NE(
       log.find(

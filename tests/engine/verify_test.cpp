@@ -109,8 +109,8 @@ TEST_F(VerifyTest, EveryDifferenceOfAMirrorIsFoundAndNothingChanged) {
   EXPECT_EQ(bad.Counters.Changed, 4U);
   EXPECT_EQ(bad.Counters.Damaged, 2U);
   EXPECT_EQ(bad.Counters.Extra, 3U);
-  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"驗證完成");
-  EXPECT_EQ(Program.LogRows.Rows().back()[4], u"13");
+  EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"驗證完成");
+  EXPECT_EQ(Program.LogRows.Rows().back().Failed, 13U);
   EXPECT_EQ(RunVerifyJob(Program.Context, Program.Store.Jobs[0], u"D:\\none\\").Outcome,
             RunOutcome::SourceMissing);
   EXPECT_EQ(ReadTestFile(Temp.Home() / "Backup.rtm"), store);
@@ -126,7 +126,7 @@ TEST_F(VerifyTest, AJobThatIsNoMirrorMayHaveMoreAndACancelIsTold) {
   const VerifyReport report = Verify();
   EXPECT_TRUE(report.Stopped);
   EXPECT_EQ(report.Counters.Equal + report.Counters.Differences(), 0U);
-  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"驗證中斷");
+  EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"驗證中斷");
   EXPECT_FALSE(Program.State.CancelRequested);
   // So is one that came between the run and the verification that belongs to it.
   Host.AtProgress = {};
@@ -135,7 +135,7 @@ TEST_F(VerifyTest, AJobThatIsNoMirrorMayHaveMoreAndACancelIsTold) {
   Program.LogRows.Changed = [&] { Program.State.CancelRequested = true; };
   Program.RunJobNow(0);
   EXPECT_TRUE(Program.LastVerification() && Program.LastVerification()->Stopped);
-  EXPECT_EQ(Program.LogRows.Rows().back()[1], u"驗證中斷");
+  EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"驗證中斷");
 }
 
 TEST_F(VerifyTest, ArchivesAreTested) {

@@ -106,7 +106,7 @@ const char* Log(std::string_view input) {
   if (!log.SaveProgramLog()) return "the program log can be saved";
   ProgramLog(Temp().Files(), again).LoadProgramLog();
   const auto same = [](const LogRow& a, const LogRow& b) {
-    return std::ranges::equal(a, b, SameBytes);
+    return std::ranges::equal(ColumnsOf(a), ColumnsOf(b), SameBytes);
   };
   return std::ranges::equal(again.Rows(), rows.Rows(), same) ? nullptr : "saved rows are the same";
 }

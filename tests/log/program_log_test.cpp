@@ -31,12 +31,13 @@ struct ProgramLogTest : testing::Test {
     for (int i = 0; i < count; ++i) {
       const fs::path path = Logs / (std::to_string(i) + ".txt");
       WriteTestFile(path, "log");
-      Rows.Append({FromUtf8(std::to_string(i)), {}, {}, {}, {}, {}, {}, TempFolder::Text(path)});
+      Rows.Append(ReadLogRow(
+          {FromUtf8(std::to_string(i)), {}, {}, {}, {}, {}, {}, TempFolder::Text(path)}));
     }
   }
   std::string Names() const {
     std::string names;
-    for (const LogRow& row : Rows.Rows()) names += ToUtf8(row[0]) + " ";
+    for (const LogRow& row : Rows.Rows()) names += ToUtf8(row.Job) + " ";
     return names;
   }
 };
@@ -49,13 +50,30 @@ TEST_F(ProgramLogTest, TheFirstStartMakesAnEmptyLogWithItsFolder) {
 
 TEST_F(ProgramLogTest, RowsAreQuotedRecordsThatComeBackAsTheyWere) {
   Log.LoadProgramLog();
-  Rows.Append({u"許", u"備份完成", u"1,234", u"0", u"0", u"2009/9/23", u"", u"C:\\a.txt"});
+  LogRow row;
+  row.Job = u"許";
+  row.Kind = LogKind::Backup;
+  row.Copied = 1234;
+  row.Unchanged = row.Failed = 0;
+  row.Started = FromCivil(2009, 9, 23);
+  row.LogPath = u"C:\\a.txt";
+  Rows.Append(row);
   ASSERT_TRUE(Log.SaveProgramLog());
   EXPECT_EQ(ReadTestFile(File),
             *EncodeCodePage(
                 u"\"許\",\"備份完成\",\"1,234\",\"0\",\"0\",\"2009/9/23\",\"\",\"C:\\a.txt\"\r\n"));
-  Rows.Append({u"a,\"b\"", u"\"", u"two\r\nlines\n", u" ", u",", u"\"\"", u"😀", u"/x/\xDC80.txt"});
-  Rows.Append({u"", u"", u"", u"", u"", u"", u"", u"last"});
+  // What somebody else has written is not put into the program's own words.
+  for (LogColumns columns : {LogColumns{u"a,\"b\"", u"\"", u"two\r\nlines\n", u" ", u",", u"\"\"",
+                                        u"😀", u"/x/\xDC80.txt"},
+                             LogColumns{u"", u"", u"", u"", u"", u"", u"", u"last"},
+                             LogColumns{u"b", u"備份中斷", u"1234", u"01", u"many", u"2009-9-23",
+                                        u"2009/9/23 15:04:05", u"b.txt"}}) {
+    Rows.Append(ReadLogRow(columns));
+    EXPECT_EQ(ColumnsOf(Rows.Rows().back()), columns);
+  }
+  EXPECT_TRUE(Rows.Rows().back().Stopped);
+  EXPECT_EQ(Rows.Rows().back().Copied, 1234U);
+  EXPECT_EQ(Rows.Rows().back().NextRun, FromCivil(2009, 9, 23, 15, 4, 5));
   ASSERT_TRUE(Log.SaveProgramLog());
   EXPECT_EQ(Reload(), Rows.Rows());
 }
@@ -64,7 +82,7 @@ TEST_F(ProgramLogTest, OddFilesGiveWhatCanBeRead) {
   const std::string million(1000000, 'm');
   const struct {
     std::string Bytes;
-    std::vector<LogRow> Rows;
+    std::vector<LogColumns> Rows;
   } cases[] = {
       {"\r\n\n\r\"\",,\r\n", {}},
       {"plain,text\n\"short\"", {{u"plain", u"text"}, {u"short"}}},
@@ -79,7 +97,9 @@ TEST_F(ProgramLogTest, OddFilesGiveWhatCanBeRead) {
   };
   for (const auto& c : cases) {
     WriteTestFile(File, c.Bytes);
-    EXPECT_EQ(Reload(), c.Rows) << c.Bytes.substr(0, 100);
+    std::vector<LogColumns> columns;
+    for (const LogRow& row : Reload()) columns.push_back(ColumnsOf(row));
+    EXPECT_EQ(columns, c.Rows) << c.Bytes.substr(0, 100);
   }
 }
 
@@ -102,7 +122,7 @@ TEST_F(ProgramLogTest, TheOtherSpellingOfItsNameIsReadWhereItIsTheOnlyOne) {
   Log.LoadProgramLog();
   EXPECT_EQ(Names(), "old ");
   WriteTestFile(File, "\"new\"\r\n");
-  EXPECT_EQ(Reload(), (std::vector<LogRow>{{u"new"}}));
+  EXPECT_EQ(Reload(), std::vector{ReadLogRow({u"new"})});
 }
 
 TEST_F(ProgramLogTest, AFileThatCannotBeReadOrWrittenStaysWhole) {
@@ -119,7 +139,7 @@ TEST_F(ProgramLogTest, AFileThatCannotBeReadOrWrittenStaysWhole) {
       ProgramLog log(Temp.Files(), rows);
       log.LoadProgramLog();
       EXPECT_EQ(rows.Rows().size(), loads ? 1U : 0U);
-      rows.Append({u"new"});
+      rows.Append(ReadLogRow({u"new"}));
       EXPECT_FALSE(log.SaveProgramLog());
     }
     fs::permissions(closed, before);
@@ -136,14 +156,14 @@ TEST_F(ProgramLogTest, AboveItsLimitTheListKeepsTheNewestThirtyAndOne) {
   EXPECT_EQ(Rows.Rows().size(), 100U);
   EXPECT_TRUE(fs::exists(Logs / "0.txt"));
   EXPECT_EQ(Reload().size(), 100U) << "saved even when nothing was removed";
-  Rows.Append({u"newest"});
+  Rows.Append(ReadLogRow({u"newest"}));
   Log.TrimLogList(1);
   EXPECT_EQ(Rows.Rows().size(), 101U);
   fs::remove(Logs / "5.txt");  // a log that is gone already is no error
   Log.TrimLogList(0);
   ASSERT_EQ(Rows.Rows().size(), 31U);
-  EXPECT_EQ(Rows.Rows()[0][0], u"70");
-  EXPECT_EQ(Rows.Rows()[30][0], u"newest");
+  EXPECT_EQ(Rows.Rows()[0].Job, u"70");
+  EXPECT_EQ(Rows.Rows()[30].Job, u"newest");
   EXPECT_EQ(Reload(), Rows.Rows());
   for (int i = 0; i < 100; ++i) {
     EXPECT_EQ(fs::exists(Logs / (std::to_string(i) + ".txt")), i >= 70) << i;
@@ -175,7 +195,7 @@ TEST_F(ProgramLogTest, AHostileRowDeletesNothingButAJobLogOfOurs) {
         TempFolder::Text(Logs / "link.txt"), TempFolder::Text(Logs), std::u16string(u".."),
         std::u16string(), std::u16string(u"\0.txt", 5), TempFolder::Text(File),
         std::u16string(u"D:\\Elsewhere\\Log\\moved.txt")}) {
-    Rows.Append({u"row", {}, {}, {}, {}, {}, {}, path});
+    Rows.Append(ReadLogRow({u"row", {}, {}, {}, {}, {}, {}, path}));
     const std::size_t first[] = {0};
     Log.DeleteSelectedLogs(first);
     EXPECT_TRUE(Rows.Rows().empty());

@@ -231,7 +231,7 @@ TEST(FrmMain, CancelStopsTheRunAtOnceAndTheBatchWithIt) {
   EXPECT_FALSE(exists(main.Backup("二/大.bin")));
   EXPECT_FALSE(exists(main.Backup("三")));
   ASSERT_EQ(main.Program.LogRows.Rows().size(), 1U);
-  EXPECT_EQ(main.Program.LogRows.Rows()[0][1], u"備份中斷");
+  EXPECT_EQ(StatusText(main.Program.LogRows.Rows()[0]), u"備份中斷");
   EXPECT_FALSE(main.Program.State.RunBusy);
   EXPECT_TRUE(main.Program.Scheduler.TimerOn());
   EXPECT_FALSE(main.Shown("PicLogs"));
@@ -291,7 +291,7 @@ TEST(FrmMain, RestoresInTheModeThatIsChosen) {
   main.Answer({{"您確定要執行「照片」還原排程嗎？", kYes}});
   main.Menu(main.Jobs(), 0, "mnuJobResNow");
   EXPECT_EQ(ReadTestFile(source), "backup");
-  EXPECT_EQ(main.Program.LogRows.Rows()[1][1], u"還原完成");
+  EXPECT_EQ(StatusText(main.Program.LogRows.Rows()[1]), u"還原完成");
   EXPECT_EQ(main.Jobs().ItemText(0, 3), "") << "a restore is no backup";
 }
 
@@ -528,7 +528,7 @@ TEST(FrmMain, TheTrayTellsOfRunsThatNobodySaw) {
   tick();
   ASSERT_EQ(shown.count(), 1);
   EXPECT_EQ(shown[0], (QVariantList{"備份完成：照片", "備份 1 個檔案，失敗 0 個檔案", false}));
-  EXPECT_EQ(tray->MessageLog(), main.Program.LogRows.Rows().back()[kLogPathColumn]);
+  EXPECT_EQ(tray->MessageLog(), main.Program.LogRows.Rows().back().LogPath);
 
   // A verification after the run is told with it, and leads to its own log.
   BackupJob& job = main.Program.Store.Jobs[0];
@@ -543,8 +543,8 @@ TEST(FrmMain, TheTrayTellsOfRunsThatNobodySaw) {
   ASSERT_EQ(shown.count(), 2);
   EXPECT_EQ(shown[1], (QVariantList{"備份完成：照片",
                                     "備份 0 個檔案，失敗 0 個檔案，驗證發現 1 個差異", true}));
-  EXPECT_EQ(main.Program.LogRows.Rows().back()[1], u"驗證完成");
-  EXPECT_EQ(tray->MessageLog(), main.Program.LogRows.Rows().back()[kLogPathColumn]);
+  EXPECT_EQ(StatusText(main.Program.LogRows.Rows().back()), u"驗證完成");
+  EXPECT_EQ(tray->MessageLog(), main.Program.LogRows.Rows().back().LogPath);
   EXPECT_EQ(tray->ToolTip(), kTitle + "\n最近的備份有問題：照片");
   // Of a run without a log, the list of runs is shown.
   job.Source.Path = u"C:\\沒有\\";
@@ -567,7 +567,7 @@ TEST(FrmMain, VerifiesABackupAndOffersTheLog) {
   main.WriteSource("照片/乙.txt", "new");
   main.Answer({{"發現 1 個差異", kNo}});
   main.Menu(main.Jobs(), 0, "mnuJobVerify");
-  EXPECT_EQ(main.Program.LogRows.Rows().back()[4], u"1");
+  EXPECT_EQ(main.Program.LogRows.Rows().back().Failed, 1U);
   // One that was stopped says so.
   main.Program.State.CancelRequested = true;
   main.Answer({{"「照片」驗證中斷，其餘的檔案尚未比對：0 個檔案內容相同", kOk}});

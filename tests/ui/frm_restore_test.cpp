@@ -138,7 +138,7 @@ TEST(RestoreSome, FromTheMenuToTheRestoredFile) {
   main.Menu(main.Jobs(), 0, "mnuJobResSome");
   EXPECT_EQ(ReadTestFile(main.Temp.DriveC() / "照片/甲/一.txt"), "one");
   EXPECT_FALSE(std::filesystem::exists(main.Temp.DriveC() / "照片/乙.txt"));
-  EXPECT_EQ(main.Program.LogRows.Rows().back()[1], u"還原完成");
+  EXPECT_EQ(StatusText(main.Program.LogRows.Rows().back()), u"還原完成");
   EXPECT_TRUE(main.Program.Scheduler.TimerOn());
 }
 

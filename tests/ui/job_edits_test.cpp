@@ -70,7 +70,7 @@ TEST_F(JobEditsTest, ADraggedJobRunsInItsNewPlace) {
   }
   main_.Program.Scheduler.RunCheckedJobs();
   QString ran;
-  for (const LogRow& row : main_.Program.LogRows.Rows()) ran += ToQString(row[0]);
+  for (const LogRow& row : main_.Program.LogRows.Rows()) ran += ToQString(row.Job);
   EXPECT_EQ(ran, "一二四三");
 }
 

@@ -59,8 +59,8 @@ TEST_F(LogViewTest, TakesThePlaceOfTheJobsAndCountsItsRows) {
 
 TEST_F(LogViewTest, OpensAtTheNewestRunAndShowsNoTimeThatIsNotKnown) {
   EXPECT_EQ(main_.Logs().SelectedItems(), QList<int>{4});
-  main_.Program.LogRows.Append(
-      {u"文件", u"還原完成", u"1", u"0", u"0", u"上午 12:00:00", u"2026/11/25 下午 03:04:05", u""});
+  main_.Program.LogRows.Append(ReadLogRow({u"文件", u"還原完成", u"1", u"0", u"0", u"上午 12:00:00",
+                                           u"2026/11/25 下午 03:04:05", u""}));
   Click(main_.Button(4));
   Click(main_.Button(4));
   EXPECT_EQ(main_.Logs().SelectedItems(), QList<int>{5});
@@ -203,7 +203,8 @@ TEST_F(LogViewTest, OpensALogEvenAfterTheFolderWasMoved) {
   };
   DoubleClick(*View().viewport(), CellCentre(*main_.Logs().hwnd(), 2));
   EXPECT_EQ(opened(), (main_.Temp.Home() / "Log/2.txt").string() + "\n");
-  main_.Program.LogRows.Append({u"搬來的", u"", u"", u"", u"0", u"", u"", u"X:\\舊的\\Log\\4.txt"});
+  main_.Program.LogRows.Append(
+      ReadLogRow({u"搬來的", u"", u"", u"", u"0", u"", u"", u"X:\\舊的\\Log\\4.txt"}));
   EXPECT_TRUE(WaitUntil([&] { return main_.Logs().ItemCount() == 6; }));
   main_.Logs().SetSelectedItem(5);
   Press(View(), Qt::Key_Return);

@@ -36,8 +36,9 @@ void MainWindow::WriteSource(const std::string& path, std::string_view content) 
 void MainWindow::AddLogRow(const std::u16string& name, const std::u16string& failed) {
   const std::string file = "Log/" + std::to_string(Program.LogRows.Rows().size()) + ".txt";
   WriteTestFile(Temp.Home() / file, "log");
-  Program.LogRows.Append({name, u"備份完成", u"1,234", u"0", failed, u"2026/11/23 下午 03:04:05",
-                          u"2026/11/25 下午 03:04:05", TempFolder::Text(Temp.Home() / file)});
+  Program.LogRows.Append(
+      ReadLogRow({name, u"備份完成", u"1,234", u"0", failed, u"2026/11/23 下午 03:04:05",
+                  u"2026/11/25 下午 03:04:05", TempFolder::Text(Temp.Home() / file)}));
 }
 
 void MainWindow::Start(std::u16string_view command_line) {

@@ -131,7 +131,7 @@ TEST_F(RunResultTest, ARestoreThatFailsIsToldAlsoWhenNobodySeesTheWindow) {
   main_.Menu(main_.Jobs(), 0, "mnuJobResNow");
   ASSERT_EQ(shown.count(), 1);
   EXPECT_EQ(shown[0], (QVariantList{"照片", text, true}));
-  EXPECT_EQ(tray->MessageLog(), main_.Program.LogRows.Rows().back()[kLogPathColumn]);
+  EXPECT_EQ(tray->MessageLog(), main_.Program.LogRows.Rows().back().LogPath);
 }
 
 TEST_F(RunResultTest, AWrongPasswordIsAskedForOnceAndKeptOnlyWhenWished) {

@@ -151,8 +151,8 @@ void Album::Prepare() {
   program_.Store.SaveJobs();
   LeaveDrives(program_, UsedDrives(program_));
   for (const LogLine& line : kLogs) {
-    program_.LogRows.Append({line.Name, line.State, line.Copied, line.Unchanged, line.Failed,
-                             line.Started, line.Next, u""});
+    program_.LogRows.Append(ReadLogRow({line.Name, line.State, line.Copied, line.Unchanged,
+                                        line.Failed, line.Started, line.Next, u""}));
   }
   program_.Files.MakeFolders(LogFolder(program_.Files));
   program_.ProgramLog.SaveProgramLog();

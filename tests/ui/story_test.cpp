@@ -176,7 +176,7 @@ TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
   ASSERT_TRUE(FocusComesTo(std::string(kMain) + " [ 備份紀錄總計：5 筆 ]")) << FocusedTitle();
   Press("End Return");
   ASSERT_TRUE(Becomes([&] { return ReadTestFile(opened_).ends_with('\n'); }));
-  EXPECT_EQ(ReadTestFile(opened_), Utf8(LogRows().back()[kLogPathColumn]) + "\n");
+  EXPECT_EQ(ReadTestFile(opened_), Utf8(LogRows().back().LogPath) + "\n");
   Press("ctrl+l");
   ASSERT_TRUE(Becomes([] { return FocusedTitle() == kMain; })) << FocusedTitle();
 
