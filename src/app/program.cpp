@@ -120,23 +120,33 @@ bool Program::Load() {
   return readable;
 }
 
-PastDueRule Program::LoadRule() {
+void Program::SettlePastDue() {
   // What came due in a pause waits for its end, and nobody is asked about it before.
-  if (State.CommandLineRun || Pause.End()) return {};
-  return [this, state = PastDueState()](BackupJob& job) mutable {
-    return ApplyPastDueRule(job, clock_.Now(), state,
-                            [this](PastDueQuestion& question) { host_.AskPastDue(question); });
-  };
+  if (State.CommandLineRun || Pause.End()) return;
+  // A question may wait for a long time, in which anything may become of the store.
+  const std::vector<BackupJob> jobs = Store.Jobs;
+  bool changed = false;
+  for (const std::size_t place : AskAboutPastDue(
+           jobs, clock_, [this](PastDueQuestion& question) { host_.AskPastDue(question); })) {
+    if (place >= Store.Jobs.size()) break;
+    BackupJob& job = Store.Jobs[place];
+    const bool is_same = job.Name == jobs[place].Name && job.NextRun == jobs[place].NextRun;
+    if (is_same && PutOff(job, clock_.Now())) changed = true;
+  }
+  if (changed) Store.SaveJobs();
 }
 
 bool Program::ReloadJobs() {
-  return Store.LoadJobs(LoadRule());
+  if (!Store.LoadJobs()) return false;
+  SettlePastDue();
+  return true;
 }
 
 int Program::ImportJobs(std::u16string_view path) {
-  // A tick must not find the store half read while the rule's question waits for its answer.
+  // Nothing is to run before the question about it has its answer.
   Scheduler.SetSchedulerTimer(false);
-  const int error = Store.ImportJobs(path, LoadRule());
+  const int error = Store.ImportJobs(path);
+  if (!error) SettlePastDue();
   Scheduler.SetSchedulerTimer(true);
   return error;
 }

@@ -55,11 +55,11 @@ class Program {
   /// and sets times right that a wrong clock has left, in memory.
   /// False when the store exists but cannot be read (Store.LastError() tells why).
   bool Load();
-  /// Reads the store again, applying the past-due rule. True when it holds a job.
+  /// Reads the store again and asks about overdue jobs. True when it holds a job.
   bool ReloadJobs();
 
-  /// Takes the jobs of another store file, applying the past-due rule, and switches the scheduler
-  /// on. Gives the error code that stood in the way, 0 on success.
+  /// Takes the jobs of another store file, asks about overdue ones, and switches the scheduler on.
+  /// Gives the error code that stood in the way, 0 on success.
   int ImportJobs(std::u16string_view path);
 
   /// Runs the job at this position of the store now, as a backup, with the busy flag set; saves
@@ -119,8 +119,9 @@ class Program {
   void VerifyLastRun(const BackupJob& job);
   void NoteNamedRun(const BackupJob& job);
   void PlayCompletionSound() const;
-  /// The past-due rule for one load of the store; none when the command line names jobs.
-  PastDueRule LoadRule();
+  /// Asks about the overdue jobs of the store that was just loaded, unless the command line names
+  /// jobs, and puts off those that are not to run now.
+  void SettlePastDue();
   SchedulerActions Actions();
 
   kavrel::Clock& clock_;

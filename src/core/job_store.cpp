@@ -175,7 +175,7 @@ LineRead ParseJobLine(std::u16string_view line, BackupJob& job) {
 JobStore::JobStore(const FileSystem& file_system)
     : file_system_(file_system), file_(file_system, kStoreName), extras_(file_system) {}
 
-bool JobStore::LoadJobs(const PastDueRule& rule) {
+bool JobStore::LoadJobs() {
   Jobs.clear();
   not_understood_ = false;
   Result<std::string> bytes = file_.Read();
@@ -190,11 +190,6 @@ bool JobStore::LoadJobs(const PastDueRule& rule) {
   not_understood_ = !understood;
   Wipe(*bytes);
   extras_.Load(Jobs);
-  bool changed = false;
-  for (BackupJob& job : Jobs) {
-    if (rule && rule(job)) changed = true;
-  }
-  if (changed) SaveJobs();
   return !Jobs.empty();
 }
 
@@ -246,7 +241,7 @@ int JobStore::CheckImport(std::u16string_view path) const {
   return fault;
 }
 
-int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
+int JobStore::ImportJobs(std::u16string_view path) {
   Result<std::string> bytes = file_system_.ReadWhole(path);
   if (!bytes) return bytes.Error;
   if (const int fault = FaultOf(*bytes)) return fault;
@@ -272,7 +267,7 @@ int JobStore::ImportJobs(std::u16string_view path, const PastDueRule& rule) {
     if (!error && !IsNotFound(removed)) error = removed;
   }
   if (error) return error;
-  LoadJobs(rule);
+  LoadJobs();
   return error;
 }
 

@@ -2,7 +2,6 @@
 // each followed by a TAB.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,9 +11,6 @@
 #include "files/shared_file.h"
 
 namespace kavrel {
-
-/// May move NextRun of an overdue job that was just read; true when it did.
-using PastDueRule = std::function<bool(BackupJob&)>;
 
 /// What ImportJobs gives for a file without a single job in it; no error of a system.
 inline constexpr int kErrNoJobs = -14;
@@ -27,9 +23,8 @@ class JobStore {
   explicit JobStore(const FileSystem& file_system);
 
   /// Replaces Jobs with the file's, and gives them their extras. True when at least one job was
-  /// loaded. A missing, empty or unreadable file gives no jobs and false. With a rule, it is
-  /// applied to each job read, and the store is saved when it changed any.
-  bool LoadJobs(const PastDueRule& rule = {});
+  /// loaded. A missing, empty or unreadable file gives no jobs and false.
+  bool LoadJobs();
   /// Writes the jobs that are not Deleted, after trimming their names and paths, and their extras;
   /// a process that is killed in between has cost no job its settings. False when a file could not
   /// be written, or when the last load found one that it could not read: that file may hold jobs,
@@ -44,10 +39,9 @@ class JobStore {
   /// Takes the jobs of another store file with the extras beside it: the present ones are kept as
   /// old_Backup.rtm and old_Backup.ext (where such a name is taken, as when somebody else had
   /// written them), the others take their places, extras that the other store does not have are
-  /// none here either, and the jobs are loaded with the rule. Gives the error code that stood in
-  /// the way, kErrNoJobs where the other file holds none, 0 on
-  /// success; on failure both are as they were.
-  int ImportJobs(std::u16string_view path, const PastDueRule& rule = {});
+  /// none here either, and the jobs are loaded. Gives the error code that stood in the way,
+  /// kErrNoJobs where the other file holds none, 0 on success; on failure both are as they were.
+  int ImportJobs(std::u16string_view path);
   /// Copies the store file into a folder, as Backup.rtm, over one that is there, and the extras
   /// with it: where there are none, none stay there. 0 or the error code.
   int ExportJobs(std::u16string_view folder) const;

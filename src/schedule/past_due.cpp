@@ -40,24 +40,34 @@ void PastDueQuestion::Answer(bool later) {
   answered_ = true;
 }
 
-bool ApplyPastDueRule(BackupJob& job, DateTime now, PastDueState& state, const AskPastDue& ask) {
-  if (job.NextRun >= now || NeverRuns(job, now)) return false;
-  if (job.Enabled) {
-    if (!state.TimedOut) {
+std::vector<std::size_t> AskAboutPastDue(const std::vector<BackupJob>& jobs, Clock& clock,
+                                         const AskPastDue& ask) {
+  std::vector<std::size_t> put_off;
+  bool asking = true, later = false;
+  for (std::size_t i = 0; i < jobs.size(); ++i) {
+    const BackupJob& job = jobs[i];
+    const DateTime now = clock.Now();
+    if (job.NextRun >= now || NeverRuns(job, now)) continue;
+    if (job.Enabled && asking) {
       PastDueQuestion question;
       question.Action = u"立刻備份";
       question.SetJob(job);
       question.Load();
       ask(question);
-      state = {question.TimedOut, question.Later};
+      asking = !question.TimedOut;
+      later = question.Later;
     }
-    if (!state.Later) return false;
+    if (!job.Enabled || later) put_off.push_back(i);
   }
+  return put_off;
+}
+
+bool PutOff(BackupJob& job, DateTime now) {
   const DateTime next = NextRunTime(job, now);
-  const bool changed = next != job.NextRun;
+  if (next == job.NextRun) return false;
   job.NextRun = next;
-  if (changed) job.Extras.TimeMoved = now;
-  return changed;
+  job.Extras.TimeMoved = now;
+  return true;
 }
 
 }  // namespace kavrel

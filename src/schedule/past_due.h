@@ -4,8 +4,10 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "core/backup_job.h"
+#include "platform/clock.h"
 
 namespace kavrel {
 
@@ -48,14 +50,14 @@ class PastDueQuestion {
 /// Shows the question until it is answered.
 using AskPastDue = std::function<void(PastDueQuestion&)>;
 
-/// What one load of the store remembers of its questions.
-struct PastDueState {
-  bool TimedOut = false, Later = false;
-};
+/// The positions of the overdue jobs that are not to be run now, because they are off or the user
+/// wants them later; the others stay in the past, for the first tick to run. After a question that
+/// nobody answered, its default is taken for all further jobs. Nothing is changed; what `ask` does
+/// meanwhile to the store is no matter where `jobs` is a copy.
+std::vector<std::size_t> AskAboutPastDue(const std::vector<BackupJob>& jobs, Clock& clock,
+                                         const AskPastDue& ask);
 
-/// Moves NextRun of an overdue job to the present when the job is off, or when the user wants it
-/// later; else leaves it in the past, for the first tick to run. True when NextRun changed. After
-/// a question that nobody answered, its default is taken for all further jobs of the same load.
-bool ApplyPastDueRule(BackupJob& job, DateTime now, PastDueState& state, const AskPastDue& ask);
+/// Moves NextRun of such a job on to what is next from the present. True when that changed it.
+bool PutOff(BackupJob& job, DateTime now);
 
 }  // namespace kavrel

@@ -567,13 +567,10 @@ void FrmMain::PumpMessages() {
 }
 
 void FrmMain::AskPastDue(PastDueQuestion& question) {
-  if (InterruptRequested()) return;
-  // The store is half read meanwhile: nothing may save it.
-  asking_ = true;
+  if (InterruptRequested() || ended_) return;
   // At the start, too, the question stands over its window.
   if (!hide_at_start_ && !isVisible()) show();
   AskAboutPastDue(question, Seen() ? this : nullptr);
-  asking_ = false;
 }
 
 void FrmMain::TimesSetRight(const BackupJob& job, DateTime) {
@@ -680,7 +677,7 @@ void FrmMain::closeEvent(QCloseEvent* event) {
     // The user logs out; a window that stays would be in the way.
     event->accept();
     program_->State.CancelRequested = program_->State.RunBusy;
-    if (!program_->State.RunBusy && !asking_) Leave();
+    if (!program_->State.RunBusy) Leave();
   } else if (ExitRequested || ended_) {
     event->accept();
     End();
@@ -693,11 +690,6 @@ void FrmMain::closeEvent(QCloseEvent* event) {
 
 bool FrmMain::EndIfInterrupted() {
   if (!InterruptRequested() || program_->State.RunBusy) return false;
-  if (asking_) {
-    // Without an answer the reading goes on; the next look ends the program.
-    if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) dialog->done(0);
-    return false;
-  }
   Leave();
   return true;
 }

@@ -163,7 +163,7 @@ class FrmMain : public QWidget, public ProgramHost {
   QString pause_text_;     ///< what the status bar tells of a pause; empty while there is none
   std::optional<int> selected_;  ///< during a batch: the row that the user had selected
   QTimer timer_min_, timer_wake_;
-  bool hide_at_start_ = false, focus_list_ = false, asking_ = false, stay_ = false, ended_ = false,
+  bool hide_at_start_ = false, focus_list_ = false, stay_ = false, ended_ = false,
        follows_screen_ = false;
 };
 

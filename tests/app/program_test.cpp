@@ -24,6 +24,7 @@ class SteppingHost final : public RecordingHost {
   std::string Steps;
   kavrel::Program* Program = nullptr;
   int Asked = 0;
+  std::function<void()> WhileAsked;
 
   void BuildControls() override { Steps += "controls "; }
   void CreateTrayIcon() override { Steps += "tray "; }
@@ -43,6 +44,7 @@ class SteppingHost final : public RecordingHost {
   void LayOut() override { Steps += "layout "; }
   void AskPastDue(PastDueQuestion& question) override {
     ++Asked;
+    if (WhileAsked) WhileAsked();
     ProgramHost::AskPastDue(question);
   }
   void JobStarting(std::int32_t row, DateTime) override {
@@ -123,6 +125,21 @@ TEST(ProgramStart, AStoreThatIsAYearBehindStartsAtOnce) {
   for (const BackupJob& job : run.Program.Store.Jobs) {
     EXPECT_EQ(job.NextRun, *FromCivil(2009, 9, 23, 15, 5));
   }
+}
+
+TEST(ProgramStart, TheStoreMayBeSavedAndChangedWhileAQuestionWaits) {
+  StartedProgram run;
+  run.StoreJobs(3);
+  const std::string before = ReadTestFile(run.Temp.Home() / "Backup.rtm");
+  run.Host.WhileAsked = [&] {
+    EXPECT_EQ(run.Program.Store.Jobs.size(), 3U) << "all of it is there";
+    EXPECT_TRUE(run.Program.Store.SaveJobs());
+    EXPECT_EQ(ReadTestFile(run.Temp.Home() / "Backup.rtm"), before);
+    if (run.Host.Asked == 2) run.Program.Store.Jobs.erase(run.Program.Store.Jobs.begin());
+  };
+  EXPECT_TRUE(run.Program.Start({}));
+  EXPECT_EQ(run.Host.Asked, 2);
+  EXPECT_EQ(run.Program.Store.Jobs.at(1).NextRun, *FromCivil(2009, 9, 23, 1)) << "another job's";
 }
 
 TEST(ProgramStart, InAPauseNobodyIsAskedAndItsEndIsLikeThatOfAnyGap) {

@@ -283,19 +283,5 @@ TEST_F(JobStoreTest, FilesWithPasswordsAreForTheirOwnerAlone) {
   }
 }
 
-TEST_F(JobStoreTest, ThePastDueRuleSeesEveryJobAndItsChangesAreSaved) {
-  WriteTestFile(path_, Bytes(std::u16string(kFullLine) + std::u16string(kFullLine)));
-  int seen = 0;
-  EXPECT_TRUE(store_.LoadJobs([&](BackupJob& job) {
-    ++seen;
-    if (job.JobIndex == 1) job.EveryHours = 5;
-    return job.JobIndex == 1;
-  }));
-  EXPECT_EQ(seen, 2);
-  JobStore again(temp_.Files());
-  ASSERT_TRUE(again.LoadJobs());
-  EXPECT_EQ(again.Jobs[1].EveryHours, 5);
-}
-
 }  // namespace
 }  // namespace kavrel

@@ -4,6 +4,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "support/set_clock.h"
 
 namespace kavrel {
 namespace {
@@ -57,48 +58,37 @@ TEST(PastDueQuestion, AUserWhoLooksStopsTheCountdown) {
   EXPECT_TRUE(question.Later && !question.TimedOut);
 }
 
-TEST(PastDueRule, MovesWhatIsOffOrPutOffAndLeavesTheRestToTheFirstTick) {
-  PastDueState state;
-  int asked = 0;
-  bool later = false;
-  const AskPastDue ask = [&](PastDueQuestion& question) {
-    ++asked;
-    question.Answer(later);
-  };
-  BackupJob off = Overdue(u"off", false), now = Overdue(u"now", true), put_off = now;
-  BackupJob future = now;
-  future.NextRun = kNow;
-  EXPECT_TRUE(ApplyPastDueRule(off, kNow, state, ask));
-  EXPECT_EQ(off.NextRun, *FromCivil(2009, 9, 23, 14, 10));
-  EXPECT_FALSE(ApplyPastDueRule(future, kNow, state, ask));
-  EXPECT_EQ(asked, 0);
-  EXPECT_FALSE(ApplyPastDueRule(now, kNow, state, ask));
-  EXPECT_EQ(now.NextRun, *FromCivil(2009, 9, 23, 1));
-  later = true;
-  put_off.RefusedDays = 1 << 4;  // Wednesday, today
-  EXPECT_TRUE(ApplyPastDueRule(put_off, kNow, state, ask));
-  EXPECT_EQ(put_off.NextRun, *FromCivil(2009, 9, 24));
-  EXPECT_EQ(asked, 2);
-
+TEST(PastDueRule, PutsOffWhatIsOffOrNotWantedAndLeavesTheRestToTheFirstTick) {
+  SetClock clock(kNow);
+  std::vector<BackupJob> jobs{Overdue(u"off", false), Overdue(u"now", true),
+                              Overdue(u"later", true), Overdue(u"future", true)};
+  jobs[2].RefusedDays = 1 << 4;  // Wednesday, today
+  jobs[3].NextRun = kNow;
   for (const bool enabled : {false, true}) {
-    BackupJob stuck = Overdue(u"stuck", enabled);
-    stuck.EveryMinutes = 0;
-    EXPECT_FALSE(ApplyPastDueRule(stuck, kNow, state, ask));
+    jobs.push_back(Overdue(u"stuck", enabled));
+    jobs.back().EveryMinutes = 0;
   }
-  EXPECT_EQ(asked, 2);
+  std::u16string asked;
+  const AskPastDue ask = [&](PastDueQuestion& question) {
+    asked += question.JobName() + u" ";
+    question.Answer(question.JobName() == u"later");
+  };
+  EXPECT_EQ(AskAboutPastDue(jobs, clock, ask), (std::vector<std::size_t>{0, 2}));
+  EXPECT_EQ(asked, u"now later ");
+  EXPECT_TRUE(PutOff(jobs[0], kNow));
+  EXPECT_EQ(jobs[0].NextRun, *FromCivil(2009, 9, 23, 14, 10));
+  EXPECT_TRUE(PutOff(jobs[2], kNow));
+  EXPECT_EQ(jobs[2].NextRun, *FromCivil(2009, 9, 24));
 }
 
 TEST(PastDueRule, AnAbsentUserIsAskedOnce) {
-  PastDueState state;
+  SetClock clock(kNow);
   int asked = 0;
   const AskPastDue ask = [&](PastDueQuestion& question) {
     ++asked;
     while (!question.Answered()) question.Tick();
   };
-  for (int i = 0; i < 5; ++i) {
-    BackupJob job = Overdue(Decimal(i), true);
-    EXPECT_FALSE(ApplyPastDueRule(job, kNow, state, ask));
-  }
+  EXPECT_TRUE(AskAboutPastDue(std::vector(5, Overdue(u"job", true)), clock, ask).empty());
   EXPECT_EQ(asked, 1);
 }
 
