@@ -25,9 +25,9 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
     : clock_(clock),
       host_(host),
       Files(std::move(program_folder)),
-      Settings(SettingsStore(Files, settings_file)),
-      WindowSizes(Files, settings_file, u"Windows"),
-      Told(Files, std::move(settings_file), u"Told"),
+      Settings(SettingsStore(Files, std::move(settings_file))),
+      WindowSizes(Settings.Store().InSection(u"Windows")),
+      Told(Settings.Store().InSection(u"Told")),
       Store(Files),
       Exclusions(Files, [this](std::u16string_view path) { return Mounts.PointOf(path); }),
       Filters(Files),
@@ -155,6 +155,7 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
   const SleepInhibitor awake;
   Mounts.Load();
   last_verification_.reset();
+  TakeSwitch(Exclusions, Settings);
   // What the run makes of the job's times would hide that they were wrong.
   Scheduler.SetTimesRight();
   const RunOutcome outcome = RunBackupJob(Context, job);

@@ -35,6 +35,7 @@ class Settings {
   /// could.
   ErrorCode LastError() const { return store_.LastError(); }
   const std::u16string& Path() const { return store_.Path(); }
+  const SettingsStore& Store() const { return store_; }
   bool ProtGlidLine() const;
   bool OutWidth(int column) const;  ///< column switch 0-11; only the last is on by default
   bool StartMin() const;

@@ -1,10 +1,10 @@
 #include "platform/ini_file.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "base/text.h"
 #include "platform/error_codes.h"
-#include "platform/files.h"
 
 namespace kavrel {
 
@@ -72,37 +72,60 @@ Place FindName(std::string_view bytes, std::u16string_view section, std::u16stri
   return place;
 }
 
+bool IsSame(const FileStatus& a, const FileStatus& b) {
+  return a.Kind == b.Kind && a.Size == b.Size && a.Written == b.Written && a.Changed == b.Changed &&
+         a.Id == b.Id && a.Device == b.Device && a.Mode == b.Mode;
+}
+
+/// A link's own status tells nothing of the file that it leads to.
+bool CanBeKept(const FileStatus& status, std::int64_t settle) {
+  const auto now = std::chrono::duration_cast<std::chrono::seconds>(
+      std::chrono::system_clock::now().time_since_epoch());
+  const std::int64_t changed = std::max(status.Written.Seconds, status.Changed.Seconds);
+  return status.Kind == FileKind::File && now.count() - changed >= settle;
+}
+
 }  // namespace
 
-std::optional<std::u16string> ReadIniValue(const FileSystem& files, std::u16string_view path,
-                                           std::u16string_view section, std::u16string_view name,
+ErrorCode IniFile::CatchUp() {
+  const Result<FileStatus> status = files_.Status(path_);
+  if (status && kept_ && IsSame(*status, *kept_)) return 0;
+  kept_.reset();
+  Result<std::string> bytes = files_.ReadWhole(path_, kMostBytes);
+  bytes_ = bytes ? std::move(*bytes) : std::string();
+  // The status was there before the content: what changed in between shows the next time.
+  if (bytes && status && CanBeKept(*status, settle_)) kept_ = *status;
+  return bytes.Error;
+}
+
+std::optional<std::u16string> IniFile::Get(std::u16string_view section, std::u16string_view name,
                                            ErrorCode& error) {
-  const Result<std::string> bytes = files.ReadWhole(path, kMostBytes);
-  error = IsNotFound(bytes.Error) ? 0 : bytes.Error;
-  if (!bytes) return std::nullopt;
-  const Place place = FindName(*bytes, section, name);
+  error = CatchUp();
+  if (IsNotFound(error)) error = 0;
+  const Place place = FindName(bytes_, section, name);
   if (!place.Found) return std::nullopt;
   return ReadValue(place.Value);
 }
 
-bool WriteIniValue(const FileSystem& files, std::u16string_view path, std::u16string_view section,
-                   std::u16string_view name, std::u16string_view value) {
-  Result<std::string> bytes = files.ReadWhole(path, kMostBytes);
-  if (!bytes) {
-    if (!IsNotFound(bytes.Error)) return false;
-    if (!files.MakeFolders(path.substr(0, path.find_last_of(u"/\\") + 1))) return false;
+bool IniFile::Set(std::u16string_view section, std::u16string_view name,
+                  std::u16string_view value) {
+  kept_.reset();
+  if (const ErrorCode error = CatchUp()) {
+    if (!IsNotFound(error)) return false;
+    if (!files_.MakeFolders(path_.substr(0, path_.find_last_of(u"/\\") + 1))) return false;
   }
-  const Place place = FindName(*bytes, section, name);
+  kept_.reset();
+  const Place place = FindName(bytes_, section, name);
   std::string line = ToUtf8(name) + "=" + ValueText(value);
   if (!place.Found) {
     line += '\n';
     if (!place.Section) {
-      line.insert(0, (bytes->empty() ? "[" : "\n[") + ToUtf8(section) + "]\n");
+      line.insert(0, (bytes_.empty() ? "[" : "\n[") + ToUtf8(section) + "]\n");
     }
-    if (place.Begin > 0 && (*bytes)[place.Begin - 1] != '\n') line.insert(0, 1, '\n');
+    if (place.Begin > 0 && bytes_[place.Begin - 1] != '\n') line.insert(0, 1, '\n');
   }
-  bytes->replace(place.Begin, place.End - place.Begin, line);
-  return files.ReplaceWhole(path, *bytes) == 0;
+  bytes_.replace(place.Begin, place.End - place.Begin, line);
+  return files_.ReplaceWhole(path_, bytes_) == 0;
 }
 
 }  // namespace kavrel

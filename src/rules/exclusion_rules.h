@@ -51,7 +51,8 @@ class ExclusionSet {
   /// `file_system` must outlive the set. The tests ask `mount_point` for POSIX paths.
   explicit ExclusionSet(const FileSystem& file_system, MountPointOf mount_point = {});
 
-  /// The global switch; while it is off nothing is excluded.
+  /// While it is off nothing is excluded. Taken from the settings, where the switch is at home,
+  /// before every run.
   bool ExcEnabled = false;
   /// Why nobody knows whether it is on; 0 when that is known.
   ErrorCode SwitchUnknown = 0;

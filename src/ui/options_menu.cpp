@@ -3,6 +3,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include "engine/rule_check.h"
 #include "ui/desktop_open.h"
 #include "ui/guide.h"
 #include "ui/menu_kit.h"
@@ -63,10 +64,9 @@ void OptionsMenu::BuildSwitches() {
 }
 
 void OptionsMenu::SetExclusions(bool on) {
-  program_.Exclusions.ExcEnabled = on;
-  program_.Exclusions.SwitchUnknown = 0;
   program_.Settings.SetExcEnabled(on);
-  exclusions_->setVisible(on);
+  TakeSwitch(program_.Exclusions, program_.Settings);
+  ShowStored();
 }
 
 void OptionsMenu::BuildChoices() {
@@ -119,18 +119,24 @@ void OptionsMenu::ShowAbout() {
 }
 
 void OptionsMenu::ShowSettings() {
+  ShowStored();
+  CheckItem(*restore_, static_cast<int>(RestoreMode::Full));
+  CheckItem(*compression_, static_cast<int>(program_.Context.Compression));
+}
+
+void OptionsMenu::ShowStored() {
   const Settings& settings = program_.Settings;
   start_->setChecked(settings.Autostart());
   start_min_->setChecked(settings.StartMin());
   sound_->setChecked(settings.PlaySound());
-  exclusions_on_->setChecked(program_.Exclusions.ExcEnabled);
-  exclusions_->setVisible(program_.Exclusions.ExcEnabled);
-  CheckItem(*restore_, static_cast<int>(RestoreMode::Full));
-  CheckItem(*compression_, static_cast<int>(program_.Context.Compression));
+  exclusions_on_->setChecked(settings.ExcEnabled());
+  exclusions_->setVisible(exclusions_on_->isChecked());
   CheckItem(*priority_, settings.ProcessPriority());
 }
 
 void OptionsMenu::PopupOptions(QPoint position) {
+  // Somebody may have edited the file since.
+  ShowStored();
   options_->popup(position);
 }
 

@@ -44,6 +44,7 @@ class OptionsMenu : public QObject {
   void BuildChoices();
   void BuildHelp(const ProductAddresses& addresses);
   void ShowAbout();
+  void ShowStored();
   void SetExclusions(bool on);
 
   Program& program_;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/ini_file.h"
 #include "support/temp_folder.h"
 #include "support/unprivileged.h"
 
@@ -56,6 +57,34 @@ TEST_F(SettingsStoreTest, ASetValueLeavesEverythingElseInTheFile) {
     EXPECT_EQ(ReadTestFile(File), c.After);
     EXPECT_EQ(Store.Get(u"A"), u"new");
   }
+}
+
+TEST_F(SettingsStoreTest, WhatSomebodyElseWritesIsSeen) {
+  // Kept at once, so that only the file's status tells.
+  IniFile file(Temp.Files(), TempFolder::Text(File), -100);
+  ErrorCode error = 0;
+  const auto value = [&] { return file.Get(u"Settings", u"A", error).value_or(u"none"); };
+  EXPECT_EQ(value(), u"none");
+  WriteTestFile(File, "[Settings]\nA=1\n");
+  EXPECT_EQ(value(), u"1");
+  EXPECT_EQ(value(), u"1");
+  WriteTestFile(File, "[Settings]\nA=12\n");
+  EXPECT_EQ(value(), u"12");
+  WriteTestFile(File.parent_path() / "new", "[Settings]\nA=34\n");
+  fs::rename(File.parent_path() / "new", File);
+  EXPECT_EQ(value(), u"34") << "of the same length";
+  ASSERT_TRUE(file.Set(u"Settings", u"A", u"56"));
+  EXPECT_EQ(value(), u"56");
+  fs::rename(File, File.parent_path() / "real");
+  fs::create_symlink("real", File);
+  EXPECT_EQ(value(), u"56");
+  WriteTestFile(File.parent_path() / "real", "[Settings]\nA=78\n");
+  EXPECT_EQ(value(), u"78") << "behind a link";
+  fs::remove(File);
+  EXPECT_EQ(value(), u"none");
+  fs::create_directory(File);
+  EXPECT_EQ(value(), u"none");
+  EXPECT_NE(error, 0);
 }
 
 TEST_F(SettingsStoreTest, AFileThatCannotBeReadOrWrittenStaysAsItWas) {

@@ -12,9 +12,8 @@ namespace {
 
 constexpr std::u16string_view kUserRoot = u"HKEY_CURRENT_USER\\";
 
-/// The key that such a path and section name; empty for a file's path.
+/// The key that such a path of the registry and section name.
 std::u16string KeyOf(std::u16string_view path, std::u16string_view section) {
-  if (!path.starts_with(kUserRoot)) return {};
   std::u16string key(path.substr(kUserRoot.size()));
   return (key += u'\\') += section;
 }
@@ -23,17 +22,19 @@ std::u16string KeyOf(std::u16string_view path, std::u16string_view section) {
 
 SettingsStore::SettingsStore(const FileSystem& file_system, std::u16string path,
                              std::u16string section)
-    : file_system_(file_system), path_(std::move(path)), section_(std::move(section)) {}
+    : path_(std::move(path)),
+      section_(std::move(section)),
+      file_(path_.starts_with(kUserRoot) ? nullptr
+                                         : std::make_shared<IniFile>(file_system, path_)) {}
 
 std::optional<std::u16string> SettingsStore::Get(std::u16string_view name) const {
-  const std::u16string key = KeyOf(path_, section_);
-  return key.empty() ? ReadIniValue(file_system_, path_, section_, name, error_)
-                     : win32::RegistryText(HKEY_CURRENT_USER, key, name);
+  if (file_) return file_->Get(section_, name, error_);
+  return win32::RegistryText(HKEY_CURRENT_USER, KeyOf(path_, section_), name);
 }
 
 bool SettingsStore::Set(std::u16string_view name, std::u16string_view value) {
+  if (file_) return file_->Set(section_, name, value);
   const std::u16string key = KeyOf(path_, section_);
-  if (key.empty()) return WriteIniValue(file_system_, path_, section_, name, value);
   std::wstring text = win32::Wide(value);
   for (wchar_t& c : text) {
     if (c == L'\r' || c == L'\n') c = L' ';
