@@ -101,7 +101,7 @@ RunHealth JudgeRuns(const std::vector<BackupJob>& jobs, const std::vector<LogRow
     if (judged[i].State == Health::Failed) health.Failed.push_back(jobs[i].Name);
     if (judged[i].State == Health::Overdue) health.Overdue.push_back(jobs[i].Name);
   }
-  // Whoever forgets a pause has no backups: its mark goes before all others.
+  // A pause that was forgotten means no backups: its mark goes before all others.
   health.State = paused                    ? Health::Paused
                  : !health.Failed.empty()  ? Health::Failed
                  : !health.Overdue.empty() ? Health::Overdue

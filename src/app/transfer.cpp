@@ -19,7 +19,7 @@ ErrorCode TakeShared(const FileSystem& files, SharedFile& ours, std::u16string_v
                      std::vector<std::u16string>& kept) {
   const Result<std::string> bytes = files.ReadWhole(theirs);
   if (!bytes) return bytes.Error;
-  // It is no other program that has changed it: whoever imports is told once, of all.
+  // No other program has changed it: the user is told once, with the result of the import.
   const auto tell = std::exchange(
       ours.Kept, [&](std::u16string_view, std::u16string_view copy) { kept.emplace_back(copy); });
   const ErrorCode error = ours.KeepOther();

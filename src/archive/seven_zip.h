@@ -1,6 +1,8 @@
 // The archive library's functions, as the program calls them. They drive the installed 7-Zip
 // program as a child process or, on Windows, 7-Zip.dll; a command is one line, as its users write
-// it.
+// it. The build takes seven_zip.cpp or seven_zip_dll.cpp, as it takes one port of the platform.
+// They do not lie there, because they speak of commands, listings and passwords, which the platform
+// knows nothing of; what they ask of the system is its ChildProcess or its SharedLibrary.
 #pragma once
 
 #include <cstdint>

@@ -219,7 +219,7 @@ ErrorCode JobStore::SetAside(SharedFile& file, std::u16string_view old_name,
   const std::u16string old_path = JoinPath(file_system_.ProgramFolder(), old_name);
   const Result<FileStatus> taken = file_system_.Status(old_path);
   if (taken) {
-    // No other program has changed it: whoever imports tells what it became.
+    // No other program has changed it: the import itself tells what it became.
     const auto tell = std::exchange(
         file.Kept, [&](std::u16string_view, std::u16string_view copy) { kept = copy; });
     const ErrorCode error = file.KeepOther();

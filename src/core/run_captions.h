@@ -1,4 +1,4 @@
-// The texts that show a run at work, built only when somebody really draws them.
+// The texts that show a run at work, built only when they are drawn.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Whatever shows a run: the main window, a terminal, or a test's recorder.
+// What shows a run: the main window, a terminal, or a test's recorder.
 #pragma once
 
 #include <cstdint>

@@ -18,6 +18,7 @@
 
 namespace kavrel {
 
+/// All functions are for the run's own thread.
 class CopyAhead {
  public:
   enum class Verdict {
@@ -71,7 +72,7 @@ class CopyAhead {
   void BeginListing(const Folder& parent, std::u16string_view name);
   /// The folder that was asked for last, if it is this one, could be opened and is not old.
   std::optional<Listed> EndListing(const Folder& parent, std::u16string_view name);
-  /// Nobody needs it any more.
+  /// Forgets the folder that was asked for last.
   void DropListing();
   /// Puts a file at the end of the row, which is not full.
   void Add(const Folders& folders, std::u16string_view name);

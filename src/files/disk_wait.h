@@ -9,8 +9,8 @@
 
 namespace kavrel {
 
-/// One piece of work on a thread of its own. The caller may go before it is done: so it
-/// must own all that it touches, unless it is awaited to its end.
+/// One piece of work on a thread of its own. The caller may go before it is done: so the work must
+/// own all that it touches, unless it is awaited to its end. All functions are for one thread.
 class DiskWait {
  public:
   /// Where there is no thread to be had, returns when the work is done.

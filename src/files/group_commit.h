@@ -23,7 +23,8 @@
 
 namespace kavrel {
 
-/// An open folder of the destination, shared by the changes in it.
+/// An open folder of the destination, shared by the changes in it. Another thread may sync it; all
+/// but `Folder` is for the run's own.
 struct CommitFolder {
   kavrel::Folder Folder;
   std::u16string Path;  ///< with its final separator

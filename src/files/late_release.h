@@ -13,7 +13,7 @@
 
 namespace kavrel {
 
-/// Its end returns when all is given back. For one thread.
+/// Its end returns when all is given back. All functions are for one thread.
 class LateRelease {
  public:
   LateRelease() = default;

@@ -6,8 +6,8 @@
 
 namespace kavrel {
 
-/// Keeps whatever shows the run alive; called often, so an implementation limits its own work by
-/// time.
+/// Lets the window or terminal that shows the run handle its events; called often, so an
+/// implementation limits its own work by time.
 class MessagePump {
  public:
   virtual ~MessagePump() = default;

@@ -5,6 +5,7 @@
 
 namespace kavrel {
 
+/// For one thread: a second one that works for a run gets a RunState of its own.
 struct RunState {
   bool RunBusy = false;          ///< a run or a scheduler tick is in progress
   bool CancelRequested = false;  ///< the user asked to stop the current run

@@ -10,6 +10,7 @@
 
 namespace kavrel {
 
+/// Next may be called by any thread, the others by the run's own.
 class TempNames {
  public:
   /// For copies below `root`. The journal, which outlives this, gets its record with the first
@@ -20,7 +21,7 @@ class TempNames {
   TempNames(const TempNames&) = delete;
   TempNames& operator=(const TempNames&) = delete;
 
-  /// The next name: FirstTempNumber of when this was made, counted on from there. Any thread may.
+  /// The next name: FirstTempNumber of when this was made, counted on from there.
   std::u16string Next();
   void NoteChanges(std::span<const NameChange> changes);
   /// A temporary file could not be removed: it is left to the journal.

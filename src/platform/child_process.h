@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/result.h"
+#include "platform/handle.h"
 
 namespace kavrel {
 
@@ -39,10 +40,11 @@ class ChildProcess {
   int Wait();
 
  private:
-  int process_ = -1, output_ = -1;
+  SystemHandle process_ = kNoHandle, output_ = kNoHandle;
   bool lost_ = false;  ///< output that could not be read
   std::string work_;   ///< its figures at the last call of Worked
-  int group_ = -1;     ///< with what it has started, where a group has a handle of its own
+  SystemHandle group_ =
+      kNoHandle;  ///< with what it has started, where a group has a handle of its own
 };
 
 /// The host path of the first of these programs found in `folder` (a host path), beside this

@@ -8,7 +8,7 @@ File& File::operator=(File&& other) noexcept {
   if (this != &other) {
     Close();
     handle_ = other.handle_;
-    other.handle_ = -1;
+    other.handle_ = kNoHandle;
   }
   return *this;
 }

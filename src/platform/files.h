@@ -15,6 +15,7 @@
 
 #include "base/result.h"
 #include "platform/clock.h"
+#include "platform/handle.h"
 
 namespace kavrel {
 
@@ -47,16 +48,16 @@ struct FolderEntry {
   FileKind Kind = FileKind::File;
 };
 
-/// An open file, closed when it goes. A moved-from File is closed.
+/// An open file, closed when it goes. A moved-from File is closed. One thread at a time.
 class File {
  public:
   File() = default;
-  explicit File(int handle) : handle_(handle) {}
-  File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = -1; }
+  explicit File(SystemHandle handle) : handle_(handle) {}
+  File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = kNoHandle; }
   File& operator=(File&& other) noexcept;
   ~File() { Close(); }
 
-  explicit operator bool() const { return handle_ >= 0; }
+  explicit operator bool() const { return handle_ != kNoHandle; }
   /// Closing reports what the system could not write until then (a full network disk, say).
   ErrorCode Close();
 
@@ -106,7 +107,7 @@ class File {
   void DropInheritedAccess();
 
  private:
-  int handle_ = -1;
+  SystemHandle handle_ = kNoHandle;
 };
 
 /// What became of an entry's metadata.
@@ -140,15 +141,16 @@ struct DiskManners {
 };
 
 /// An open folder, closed when it goes. Names are single components; a name with a separator in
-/// it, "." and ".." are refused as invalid.
+/// it, "." and ".." are refused as invalid. Several threads may use one at once while none of them
+/// moves or closes it.
 class Folder {
  public:
   Folder() = default;
-  Folder(Folder&& other) noexcept : handle_(other.handle_) { other.handle_ = -1; }
+  Folder(Folder&& other) noexcept : handle_(other.handle_) { other.handle_ = kNoHandle; }
   Folder& operator=(Folder&& other) noexcept;
   ~Folder();
 
-  explicit operator bool() const { return handle_ >= 0; }
+  explicit operator bool() const { return handle_ != kNoHandle; }
 
   Result<FileStatus> Status() const;
   Result<FileStatus> Status(std::u16string_view name) const;
@@ -216,7 +218,7 @@ class Folder {
   /// by themselves is no error.
   ErrorCode Sync() const;
   DiskManners Manners() const;
-  /// Waits until what was written to this file, by whomever, is on the disk.
+  /// Waits until what any program has written to this file is on the disk.
   ErrorCode SyncFile(std::u16string_view name) const;
 
   /// The program's own remark on a file, or with an empty name on the folder itself, which lies
@@ -233,13 +235,13 @@ class Folder {
   friend class RecycleBin;
   friend class FolderReader;
   friend class MetadataPlace;
-  explicit Folder(int handle) : handle_(handle) {}
-  int handle_ = -1;
+  explicit Folder(SystemHandle handle) : handle_(handle) {}
+  SystemHandle handle_ = kNoHandle;
 };
 
 /// Walks the entries of a folder in the system's order. The Folder must outlive it. Entries removed
 /// while it walks are no trouble, nor are other readers of the same Folder: each has a position of
-/// its own.
+/// its own. One thread at a time.
 class FolderReader {
  public:
   explicit FolderReader(const Folder& folder);
@@ -260,7 +262,7 @@ class FolderReader {
   bool Fill();
 
   Folder own_;
-  int handle_;
+  SystemHandle handle_;
   std::unique_ptr<char[]> buffer_;
   std::size_t used_ = 0, at_ = 0;
   std::int64_t next_ = 0;
@@ -270,7 +272,8 @@ class FolderReader {
 
 /// Files and folders by program paths. Drive and share paths are mapped to the host: X:\... lies
 /// under drives/x in the program folder, \\server\share\... under drives/unc/server/share or on a
-/// mounted share; what is not mapped does not exist. FTP addresses do not exist either.
+/// mounted share; what is not mapped does not exist. FTP addresses do not exist either. Any thread
+/// may call.
 class FileSystem {
  public:
   explicit FileSystem(std::u16string program_folder);

@@ -16,6 +16,7 @@ inline bool IsAtOrBelow(std::u16string_view path, std::u16string_view folder) {
                             (path.size() == folder.size() || path[folder.size()] == u'/'));
 }
 
+/// Load is for the run's own thread, while no other reads; the rest may be called by several.
 class MountTable {
  public:
   /// Reads the table anew; the file systems that hold no user's files are left out, and so is what

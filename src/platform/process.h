@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/handle.h"
+
 namespace kavrel {
 
 /// One owner of a program folder at a time. The lock dies with the process that holds it, however
@@ -22,13 +24,13 @@ class ProcessLock {
   /// or not at all, and notes `purpose` in it. True when this object holds the lock.
   bool TryAcquire(std::u16string_view program_folder, std::u16string_view purpose);
   void Release();
-  bool Held() const { return handle_ >= 0; }
+  bool Held() const { return handle_ != kNoHandle; }
 
   /// Who holds the lock of this folder: "purpose (process 123)"; empty when nobody does.
   static std::u16string Holder(std::u16string_view program_folder);
 
  private:
-  int handle_ = -1;
+  SystemHandle handle_ = kNoHandle;
 };
 
 /// Where the program that has this folder listens for others that are started over it: a socket's

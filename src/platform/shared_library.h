@@ -1,4 +1,4 @@
-// A library that is looked for while the program runs; of the Windows port alone.
+// A library that is looked for while the program runs.
 #pragma once
 
 #include <string_view>

@@ -46,6 +46,8 @@ class FolderExclusions {
   bool posix_ = false;
 };
 
+/// Changed by the run's own thread alone, while no other reads; the const functions may be called
+/// by several.
 class ExclusionSet {
  public:
   /// `file_system` must outlive the set. The tests ask `mount_point` for POSIX paths.

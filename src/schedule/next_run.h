@@ -26,7 +26,7 @@ DateTime NextRunAfterNow(const BackupJob& job, DateTime now);
 /// True for a job that never runs by itself: its grid has no time after the one that comes, or has
 /// come, next. The scheduler leaves it alone, and nobody is asked about it.
 bool NeverRuns(const BackupJob& job, DateTime now);
-/// Why, for those who read English.
+/// The reason that the command line and the log of `watch` give for such a job.
 inline constexpr std::string_view kNeverRuns =
     "it never runs by itself: its interval leads nowhere, or every day is refused";
 

@@ -35,7 +35,7 @@ class StartListener : public QObject {
   /// Waits for others at this address, in place of a dead process's socket: the caller holds the
   /// folder's lock. False where that is not possible; nobody can hand anything over then.
   bool Listen(std::u16string_view address);
-  /// Takes nothing any more; whoever has not been answered hears so.
+  /// Takes nothing any more; programs that wait for an answer are told so.
   void Close();
 
  private:

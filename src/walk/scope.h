@@ -43,6 +43,7 @@ class FolderScope {
   std::u16string path_;  ///< for the trace, where one is written
 };
 
+/// A walk makes its own; two threads may ask the same one once SetOwn has been called.
 class Scope {
  public:
   /// What a plain run of the job copies, and its verification compares. `own` is the destination's

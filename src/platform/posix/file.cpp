@@ -9,9 +9,9 @@ namespace kavrel {
 using posix::Retry;
 
 ErrorCode File::Close() {
-  if (handle_ < 0) return 0;
+  if (handle_ == kNoHandle) return 0;
   const int handle = handle_;
-  handle_ = -1;
+  handle_ = kNoHandle;
   // Never again after an interrupt: the handle is gone by then and may be another file's.
   return close(handle) == 0 || errno == EINTR ? 0 : errno;
 }

@@ -17,15 +17,15 @@ using posix::Retry;
 
 Folder& Folder::operator=(Folder&& other) noexcept {
   if (this != &other) {
-    if (handle_ >= 0) close(handle_);
+    if (handle_ != kNoHandle) close(handle_);
     handle_ = other.handle_;
-    other.handle_ = -1;
+    other.handle_ = kNoHandle;
   }
   return *this;
 }
 
 Folder::~Folder() {
-  if (handle_ >= 0) close(handle_);
+  if (handle_ != kNoHandle) close(handle_);
 }
 
 Result<FileStatus> Folder::Status() const {
@@ -295,7 +295,7 @@ FolderReader::FolderReader(const Folder& folder)
 FolderReader::~FolderReader() = default;
 
 bool FolderReader::Fill() {
-  const bool shared = own_.handle_ < 0;
+  const bool shared = own_.handle_ == kNoHandle;
   ssize_t got = -1;
   if (!shared || lseek(handle_, next_, SEEK_SET) >= 0) {
     got = Retry([&] { return getdents64(handle_, buffer_.get(), kListingBuffer); });

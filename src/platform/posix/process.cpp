@@ -78,10 +78,10 @@ bool ProcessLock::TryAcquire(std::u16string_view program_folder, std::u16string_
 }
 
 void ProcessLock::Release() {
-  if (handle_ < 0) return;
+  if (handle_ == kNoHandle) return;
   // The file itself stays: were it removed, two processes could each lock a file of that name.
   close(handle_);
-  handle_ = -1;
+  handle_ = kNoHandle;
 }
 
 std::u16string ProcessLock::Holder(std::u16string_view program_folder) {

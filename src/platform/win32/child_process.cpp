@@ -10,8 +10,6 @@
 namespace kavrel {
 
 using win32::Handle;
-using win32::ToHandle;
-using win32::ToNumber;
 
 namespace {
 
@@ -75,12 +73,12 @@ bool MakePipe(Pipe& pipe, std::size_t size, bool inherit_in) {
 }  // namespace
 
 ChildProcess::~ChildProcess() {
-  if (process_ >= 0) {
+  if (process_ != kNoHandle) {
     Kill();
     Wait();
   }
-  for (const int handle : {output_, group_}) {
-    if (handle >= 0) CloseHandle(ToHandle(handle));
+  for (const HANDLE handle : {output_, group_}) {
+    if (handle != kNoHandle) CloseHandle(handle);
   }
 }
 
@@ -126,9 +124,9 @@ ErrorCode ChildProcess::Start(const std::string& program, const std::vector<std:
   AssignProcessToJobObject(job.Get(), started.hProcess);
   ResumeThread(started.hThread);
   CloseHandle(started.hThread);
-  process_ = ToNumber(started.hProcess);
-  group_ = ToNumber(job.Release());
-  output_ = ToNumber(out.Out.Release());
+  process_ = started.hProcess;
+  group_ = job.Release();
+  output_ = out.Out.Release();
   return 0;
 }
 
@@ -136,14 +134,14 @@ bool ChildProcess::Read(std::string& output, std::uint32_t wait_milliseconds) {
   const std::uint64_t until = GetTickCount64() + wait_milliseconds;
   for (;;) {
     DWORD waiting = 0;
-    if (!PeekNamedPipe(ToHandle(output_), nullptr, 0, nullptr, &waiting, nullptr)) return false;
+    if (!PeekNamedPipe(output_, nullptr, 0, nullptr, &waiting, nullptr)) return false;
     if (waiting > 0) break;
     if (GetTickCount64() >= until) return true;
     ::Sleep(kLook);
   }
   char buffer[4096];
   DWORD got = 0;
-  if (!ReadFile(ToHandle(output_), buffer, sizeof buffer, &got, nullptr) || got == 0) return false;
+  if (!ReadFile(output_, buffer, sizeof buffer, &got, nullptr) || got == 0) return false;
   output.append(buffer, got);
   return true;
 }
@@ -151,7 +149,7 @@ bool ChildProcess::Read(std::string& output, std::uint32_t wait_milliseconds) {
 bool ChildProcess::Worked() {
   FILETIME unused{}, kernel{}, user{};
   IO_COUNTERS io{};
-  const HANDLE process = ToHandle(process_);
+  const HANDLE process = process_;
   if (!GetProcessTimes(process, &unused, &unused, &kernel, &user) ||
       !GetProcessIoCounters(process, &io)) {
     return true;  // Nothing is known of it.
@@ -165,19 +163,19 @@ bool ChildProcess::Worked() {
 }
 
 void ChildProcess::Kill() {
-  if (process_ < 0) return;
+  if (process_ == kNoHandle) return;
   // With what it has started itself.
-  TerminateJobObject(ToHandle(group_), kKilled);
-  TerminateProcess(ToHandle(process_), kKilled);
+  TerminateJobObject(group_, kKilled);
+  TerminateProcess(process_, kKilled);
 }
 
 int ChildProcess::Wait() {
   DWORD code = 0;
-  if (process_ < 0) return -1;
-  WaitForSingleObject(ToHandle(process_), INFINITE);
-  const bool known = GetExitCodeProcess(ToHandle(process_), &code);
-  CloseHandle(ToHandle(process_));
-  process_ = -1;
+  if (process_ == kNoHandle) return -1;
+  WaitForSingleObject(process_, INFINITE);
+  const bool known = GetExitCodeProcess(process_, &code);
+  CloseHandle(process_);
+  process_ = kNoHandle;
   TraceExit(known ? static_cast<int>(code) : -1);
   return known ? static_cast<int>(code) : -1;
 }

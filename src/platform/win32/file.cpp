@@ -9,16 +9,15 @@
 namespace kavrel {
 
 using win32::LastError;
-using win32::ToHandle;
 
 namespace {
 constexpr std::size_t kStep = std::size_t{1} << 30;  // The system counts in 32 bits.
 }
 
 ErrorCode File::Close() {
-  if (handle_ < 0) return 0;
-  const HANDLE handle = ToHandle(handle_);
-  handle_ = -1;
+  if (handle_ == kNoHandle) return 0;
+  const HANDLE handle = handle_;
+  handle_ = kNoHandle;
   return CloseHandle(handle) ? 0 : LastError();
 }
 
@@ -27,7 +26,7 @@ Result<std::size_t> File::Read(std::span<char> buffer) {
   while (done < buffer.size()) {
     DWORD got = 0;
     const auto wanted = static_cast<DWORD>(std::min(buffer.size() - done, kStep));
-    if (!ReadFile(ToHandle(handle_), buffer.data() + done, wanted, &got, nullptr)) {
+    if (!ReadFile(handle_, buffer.data() + done, wanted, &got, nullptr)) {
       if (GetLastError() == ERROR_HANDLE_EOF) break;
       return Result<std::size_t>::Fail(LastError());
     }
@@ -41,7 +40,7 @@ ErrorCode File::Write(std::string_view bytes) {
   while (!bytes.empty()) {
     DWORD put = 0;
     const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kStep));
-    if (!WriteFile(ToHandle(handle_), bytes.data(), wanted, &put, nullptr)) return LastError();
+    if (!WriteFile(handle_, bytes.data(), wanted, &put, nullptr)) return LastError();
     if (put == 0) return ERROR_DISK_FULL;
     bytes.remove_prefix(put);
   }
@@ -51,7 +50,7 @@ ErrorCode File::Write(std::string_view bytes) {
 ErrorCode File::WriteAt(std::uint64_t position, std::string_view bytes) {
   // A write with a position moves the current one, which has to be put back.
   LARGE_INTEGER current{}, zero{};
-  if (!SetFilePointerEx(ToHandle(handle_), zero, &current, FILE_CURRENT)) return LastError();
+  if (!SetFilePointerEx(handle_, zero, &current, FILE_CURRENT)) return LastError();
   ErrorCode error = Seek(position);
   if (!error) error = Write(bytes);
   const ErrorCode back = Seek(static_cast<std::uint64_t>(current.QuadPart));
@@ -94,38 +93,38 @@ Result<DataRange> DataFrom(const File& file, HANDLE handle, std::uint64_t positi
 }  // namespace
 
 Result<std::uint64_t> File::NextData(std::uint64_t position) {
-  const Result<DataRange> data = DataFrom(*this, ToHandle(handle_), position);
+  const Result<DataRange> data = DataFrom(*this, handle_, position);
   return {std::max(std::min(position, data->Size), data->Begin), data.Error};
 }
 
 Result<std::uint64_t> File::NextHole(std::uint64_t position) {
-  const Result<DataRange> data = DataFrom(*this, ToHandle(handle_), position);
+  const Result<DataRange> data = DataFrom(*this, handle_, position);
   return {data->Begin > position ? position : std::min(data->Size, data->End), data.Error};
 }
 
 ErrorCode File::Seek(std::uint64_t position) {
   LARGE_INTEGER to;
   to.QuadPart = static_cast<LONGLONG>(position);
-  return SetFilePointerEx(ToHandle(handle_), to, nullptr, FILE_BEGIN) ? 0 : LastError();
+  return SetFilePointerEx(handle_, to, nullptr, FILE_BEGIN) ? 0 : LastError();
 }
 
 ErrorCode File::SetSize(std::uint64_t size) {
   LARGE_INTEGER current{}, zero{};
-  if (!SetFilePointerEx(ToHandle(handle_), zero, &current, FILE_CURRENT)) return LastError();
+  if (!SetFilePointerEx(handle_, zero, &current, FILE_CURRENT)) return LastError();
   ErrorCode error = Seek(size);
-  if (!error && !SetEndOfFile(ToHandle(handle_))) error = LastError();
+  if (!error && !SetEndOfFile(handle_)) error = LastError();
   const ErrorCode back = Seek(static_cast<std::uint64_t>(current.QuadPart));
   return error ? error : back;
 }
 
 Result<FileStatus> File::Status() const {
-  Result<FileStatus> status = win32::StatusOf(ToHandle(handle_));
-  if (status) status->Changed = win32::ChangeTimeOf(ToHandle(handle_));
+  Result<FileStatus> status = win32::StatusOf(handle_);
+  if (status) status->Changed = win32::ChangeTimeOf(handle_);
   return status;
 }
 
 ErrorCode File::Sync() {
-  return FlushFileBuffers(ToHandle(handle_)) ? 0 : LastError();
+  return FlushFileBuffers(handle_) ? 0 : LastError();
 }
 
 void File::BeginWriting(std::uint64_t, std::uint64_t) {}
@@ -137,11 +136,11 @@ void File::ForgetCached() {}
 void File::HintSequential() {}
 
 ErrorCode File::SetTimes(const FileStatus& from) {
-  return win32::SetTimesOf(ToHandle(handle_), from);
+  return win32::SetTimesOf(handle_, from);
 }
 
 ErrorCode File::SetAttributes(const FileStatus& from, const File&) {
-  return win32::SetAttributesOf(ToHandle(handle_), from.Attributes);
+  return win32::SetAttributesOf(handle_, from.Attributes);
 }
 
 }  // namespace kavrel

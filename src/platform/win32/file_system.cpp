@@ -7,7 +7,6 @@ namespace kavrel {
 
 using win32::Handle;
 using win32::Opening;
-using win32::ToNumber;
 
 namespace {
 
@@ -94,7 +93,7 @@ ErrorCode ReplaceIn(HANDLE folder, const std::u16string& name, std::string_view 
   Result<Handle> opened = OpenTemporary(folder, temporary);
   if (!opened) return opened.Error;
   const HANDLE handle = opened->Release();
-  File file(ToNumber(handle));
+  File file(handle);
   ErrorCode error = file.Write(bytes);
   if (!error && old->Exists) error = win32::SetAttributesOf(handle, old->Attributes);
   if (!error) error = file.Sync();
@@ -131,7 +130,7 @@ Result<Folder> FileSystem::OpenFolder(std::u16string_view path) const {
   if (!kernel) return Result<Folder>::Fail(ERROR_PATH_NOT_FOUND);
   Result<Handle> opened = OpenFolderPath(*kernel);
   if (!opened) return Result<Folder>::Fail(opened.Error);
-  return {Folder(ToNumber(opened->Release())), 0};
+  return {Folder(opened->Release()), 0};
 }
 
 Result<Folder> FileSystem::MakeFolders(std::u16string_view path) const {
@@ -139,7 +138,7 @@ Result<Folder> FileSystem::MakeFolders(std::u16string_view path) const {
   if (!kernel) return Result<Folder>::Fail(ERROR_PATH_NOT_FOUND);
   Result<Handle> made = MakeAlong(*kernel);
   if (!made) return Result<Folder>::Fail(made.Error);
-  return {Folder(ToNumber(made->Release())), 0};
+  return {Folder(made->Release()), 0};
 }
 
 bool FileSystem::FolderExists(std::u16string_view path) const {
@@ -168,7 +167,7 @@ Result<std::string> FileSystem::ReadWhole(std::u16string_view path, std::size_t 
   how.Options = kNoFolder;
   Result<Handle> opened = win32::Open(nullptr, *kernel, how);
   if (!opened) return Bytes::Fail(opened.Error);
-  File file(ToNumber(opened->Release()));
+  File file(opened->Release());
   const Result<FileStatus> status = file.Status();
   if (!status) return Bytes::Fail(status.Error);
   if (status->Size > limit) return Bytes::Fail(kErrTooLarge);
@@ -204,7 +203,7 @@ Result<File> FileSystem::OpenForUpdate(std::u16string_view path) const {
   const Result<FileStatus> status = win32::StatusOf(opened->Get());
   if (!status) return Result<File>::Fail(status.Error);
   if (status->Kind != FileKind::File) return Result<File>::Fail(ERROR_CANT_ACCESS_FILE);
-  return {File(ToNumber(opened->Release())), 0};
+  return {File(opened->Release()), 0};
 }
 
 ErrorCode FileSystem::RemoveFile(std::u16string_view path) const {

@@ -20,8 +20,6 @@ namespace kavrel {
 using win32::Handle;
 using win32::IsName;
 using win32::Opening;
-using win32::ToHandle;
-using win32::ToNumber;
 
 namespace {
 
@@ -56,66 +54,66 @@ Result<Handle> OpenWalkable(HANDLE folder, std::u16string_view name, ULONG dispo
 
 Folder& Folder::operator=(Folder&& other) noexcept {
   if (this != &other) {
-    if (handle_ >= 0) CloseHandle(ToHandle(handle_));
+    if (handle_ != kNoHandle) CloseHandle(handle_);
     handle_ = other.handle_;
-    other.handle_ = -1;
+    other.handle_ = kNoHandle;
   }
   return *this;
 }
 
 Folder::~Folder() {
-  if (handle_ >= 0) CloseHandle(ToHandle(handle_));
+  if (handle_ != kNoHandle) CloseHandle(handle_);
 }
 
 Result<FileStatus> Folder::Status() const {
-  return win32::StatusOf(ToHandle(handle_));
+  return win32::StatusOf(handle_);
 }
 
 Result<FileStatus> Folder::Status(std::u16string_view name) const {
-  const Result<Handle> entry = win32::OpenEntry(ToHandle(handle_), name, {});
+  const Result<Handle> entry = win32::OpenEntry(handle_, name, {});
   return entry ? win32::StatusOf(entry->Get()) : Result<FileStatus>::Fail(entry.Error);
 }
 
 Result<Folder> Folder::OpenFolder(std::u16string_view name) const {
   if (StackRunsLow()) return Result<Folder>::Fail(kErrTooDeep);
-  Result<Handle> opened = OpenWalkable(ToHandle(handle_), name, 1);
+  Result<Handle> opened = OpenWalkable(handle_, name, 1);
   if (!opened) return Fail(opened.Error);
   const Result<FileStatus> status = win32::StatusOf(opened->Get());
   if (!status) return Fail(status.Error);
   // A link to a folder opens as one.
   if (status->Kind != FileKind::Folder) return Fail(ERROR_DIRECTORY);
-  return {Folder(ToNumber(opened->Release())), 0};
+  return {Folder(opened->Release()), 0};
 }
 
 Result<Folder> Folder::Reopen() const {
   Opening how;
   how.Access = kWalk | FILE_WRITE_ATTRIBUTES;
   how.Options = kFolderOnly;
-  Result<Handle> opened = win32::Open(ToHandle(handle_), {}, how);
+  Result<Handle> opened = win32::Open(handle_, {}, how);
   if (opened.Error == kErrAccess) {
     how.Access = kWalk;
-    opened = win32::Open(ToHandle(handle_), {}, how);
+    opened = win32::Open(handle_, {}, how);
   }
   if (!opened) return Fail(opened.Error);
-  return {Folder(ToNumber(opened->Release())), 0};
+  return {Folder(opened->Release()), 0};
 }
 
 Result<Folder> Folder::MakeFolder(std::u16string_view name) const {
-  Result<Handle> made = OpenWalkable(ToHandle(handle_), name, kCreate);
+  Result<Handle> made = OpenWalkable(handle_, name, kCreate);
   if (!made) return Fail(made.Error);
-  return {Folder(ToNumber(made->Release())), 0};
+  return {Folder(made->Release()), 0};
 }
 
 Result<File> Folder::OpenFile(std::u16string_view name) const {
   Opening how;
   how.Access = GENERIC_READ;
   how.Options = kNoFolder | kSequential;
-  Result<Handle> opened = win32::OpenEntry(ToHandle(handle_), name, how);
+  Result<Handle> opened = win32::OpenEntry(handle_, name, how);
   if (!opened) return Result<File>::Fail(opened.Error);
   const Result<FileStatus> status = win32::StatusOf(opened->Get());
   if (!status) return Result<File>::Fail(status.Error);
   if (status->Kind != FileKind::File) return Result<File>::Fail(ERROR_CANT_ACCESS_FILE);
-  return {File(ToNumber(opened->Release())), 0};
+  return {File(opened->Release()), 0};
 }
 
 // Removing an entry that is held would leave its name taken until it is let go, on systems before
@@ -130,15 +128,15 @@ Result<File> Folder::MakeFile(std::u16string_view name, const FileStatus&) const
   how.Share = FILE_SHARE_READ;
   how.Disposition = kCreate;
   how.Options = kNoFolder | kSequential;
-  Result<Handle> made = win32::OpenEntry(ToHandle(handle_), name, how);
+  Result<Handle> made = win32::OpenEntry(handle_, name, how);
   if (!made) return Result<File>::Fail(made.Error);
-  return {File(ToNumber(made->Release())), 0};
+  return {File(made->Release()), 0};
 }
 
 ErrorCode Folder::SetLinkTimes(std::u16string_view name, const FileStatus& from) const {
   Opening how;
   how.Access = FILE_WRITE_ATTRIBUTES;
-  const Result<Handle> link = win32::OpenEntry(ToHandle(handle_), name, how);
+  const Result<Handle> link = win32::OpenEntry(handle_, name, how);
   return link ? win32::SetTimesOf(link->Get(), from) : link.Error;
 }
 
@@ -148,8 +146,8 @@ ErrorCode Folder::LinkFile(const Folder& from, std::u16string_view name,
   Opening how;
   how.Access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
   how.Options = kNoFolder;
-  const Result<Handle> entry = win32::OpenEntry(ToHandle(from.handle_), name, how);
-  return entry ? win32::LinkOpen(entry->Get(), ToHandle(handle_), to) : entry.Error;
+  const Result<Handle> entry = win32::OpenEntry(from.handle_, name, how);
+  return entry ? win32::LinkOpen(entry->Get(), handle_, to) : entry.Error;
 }
 
 namespace {
@@ -166,7 +164,7 @@ ErrorCode RenameIn(HANDLE from_folder, std::u16string_view from, HANDLE folder,
 }  // namespace
 
 ErrorCode Folder::Rename(std::u16string_view from, std::u16string_view to) const {
-  return RenameIn(ToHandle(handle_), from, ToHandle(handle_), to, false);
+  return RenameIn(handle_, from, handle_, to, false);
 }
 
 namespace {
@@ -192,11 +190,11 @@ ErrorCode RenameOver(HANDLE from_folder, std::u16string_view from, HANDLE folder
 }  // namespace
 
 ErrorCode Folder::Replace(std::u16string_view from, std::u16string_view to) const {
-  return RenameOver(ToHandle(handle_), from, ToHandle(handle_), to);
+  return RenameOver(handle_, from, handle_, to);
 }
 
 ErrorCode Folder::TakeOver(const Folder& from, std::u16string_view name) const {
-  return RenameOver(ToHandle(from.handle_), name, ToHandle(handle_), name);
+  return RenameOver(from.handle_, name, handle_, name);
 }
 
 ErrorCode Folder::RemoveFile(std::u16string_view name) const {
@@ -205,12 +203,12 @@ ErrorCode Folder::RemoveFile(std::u16string_view name) const {
   const Result<FileStatus> status = Status(name);
   if (!status) return status.Error;
   if (status->Kind == FileKind::Folder) return kErrIsFolder;
-  return win32::RemoveAt(ToHandle(handle_), name, 0);
+  return win32::RemoveAt(handle_, name, 0);
 }
 
 ErrorCode Folder::RemoveFolder(std::u16string_view name) const {
   if (!IsName(name)) return kErrInvalid;
-  return win32::RemoveAt(ToHandle(handle_), name, kFolderOnly);
+  return win32::RemoveAt(handle_, name, kFolderOnly);
 }
 
 // The read-only attribute of a folder is only a mark here: it keeps nobody from changing what is in
@@ -222,14 +220,14 @@ ErrorCode Folder::MakeWritable() const {
 ErrorCode Folder::SetTimes(const FileStatus& from) const {
   const Result<FileStatus> current = Status();
   if (current && current->Written == from.Written && current->Created == from.Created) return 0;
-  return win32::SetTimesOf(ToHandle(handle_), from);
+  return win32::SetTimesOf(handle_, from);
 }
 
 ErrorCode Folder::SetAttributes(const FileStatus& from, const Folder&) const {
   const Result<FileStatus> current = Status();
   constexpr std::uint32_t kMarks = kAttrReadOnly | kAttrHidden | kAttrSystem | kAttrArchive;
   if (current && (current->Attributes & kMarks) == (from.Attributes & kMarks)) return 0;
-  return win32::SetAttributesOf(ToHandle(handle_), from.Attributes);
+  return win32::SetAttributesOf(handle_, from.Attributes);
 }
 
 // Fixed disks with the system's own file systems, by the folder's handle: a path may lead anywhere.
@@ -243,10 +241,10 @@ bool Folder::OnLocalDisk() const {
   } system{};
   constexpr int kDevice = 4, kFileSystem = 5;
   constexpr ULONG kDisk = 0x7, kDiskFiles = 0x8, kRemovableMedia = 0x1, kRemote = 0x10;
-  if (QueryVolume(ToHandle(handle_), device, kDevice) < 0 ||
+  if (QueryVolume(handle_, device, kDevice) < 0 ||
       (device.Kind != kDisk && device.Kind != kDiskFiles) ||
       (device.Marks & (kRemovableMedia | kRemote)) ||
-      QueryVolume(ToHandle(handle_), system, kFileSystem) < 0) {
+      QueryVolume(handle_, system, kFileSystem) < 0) {
     return false;
   }
   const std::wstring_view name(system.Name, system.NameBytes / sizeof(WCHAR));
@@ -267,16 +265,16 @@ ErrorCode Folder::SyncFile(std::u16string_view name) const {
   Opening how;
   how.Access = GENERIC_WRITE | FILE_READ_ATTRIBUTES;
   how.Options = kNoFolder;
-  Result<Handle> file = win32::OpenEntry(ToHandle(handle_), name, how);
+  Result<Handle> file = win32::OpenEntry(handle_, name, how);
   if (file.Error == kErrAccess) {
     Opening marks;
     marks.Access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
-    const Result<Handle> locked = win32::OpenEntry(ToHandle(handle_), name, marks);
+    const Result<Handle> locked = win32::OpenEntry(handle_, name, marks);
     const Result<FileStatus> status =
         locked ? win32::StatusOf(locked->Get()) : Result<FileStatus>::Fail(locked.Error);
     if (status && (status->Attributes & kAttrReadOnly)) {
       win32::SetAttributesOf(locked->Get(), status->Attributes & ~kAttrReadOnly);
-      file = win32::OpenEntry(ToHandle(handle_), name, how);
+      file = win32::OpenEntry(handle_, name, how);
       win32::SetAttributesOf(locked->Get(), status->Attributes);
     }
   }
@@ -288,7 +286,7 @@ ErrorCode Folder::Sync() const {
   Opening how;
   how.Access = FILE_ADD_FILE | FILE_READ_ATTRIBUTES;
   how.Options = kFolderOnly;
-  const Result<Handle> folder = win32::Open(ToHandle(handle_), {}, how);
+  const Result<Handle> folder = win32::Open(handle_, {}, how);
   // Not every file system, nor every user, can flush a folder.
   if (folder) FlushFileBuffers(folder->Get());
   return 0;
@@ -298,7 +296,7 @@ bool Folder::MayWrite() const {
   Opening how;
   how.Access = kWalk | FILE_ADD_FILE;
   how.Options = kFolderOnly;
-  return static_cast<bool>(win32::Open(ToHandle(handle_), {}, how));
+  return static_cast<bool>(win32::Open(handle_, {}, how));
 }
 
 Result<DiskSpace> Folder::Space() const {
@@ -307,7 +305,7 @@ Result<DiskSpace> Folder::Space() const {
     ULONG SectorsPerUnit, BytesPerSector;
   } found{};
   constexpr int kFullSize = 7;
-  const NTSTATUS status = QueryVolume(ToHandle(handle_), found, kFullSize);
+  const NTSTATUS status = QueryVolume(handle_, found, kFullSize);
   if (status < 0) return Result<DiskSpace>::Fail(win32::CodeOf(status));
   const std::uint64_t unit = std::uint64_t{found.SectorsPerUnit} * found.BytesPerSector;
   DiskSpace space;
@@ -322,7 +320,7 @@ Result<std::vector<FileStatus>> Folder::Lineage() const {
   const Result<FileStatus> own = Status();
   if (!own) return List::Fail(own.Error);
   lineage->push_back(*own);
-  std::optional<std::u16string> path = win32::KernelPath(win32::PathOfHandle(ToHandle(handle_)));
+  std::optional<std::u16string> path = win32::KernelPath(win32::PathOfHandle(handle_));
   // A path that the system does not know ends the line; what lies above is not known then.
   while (path) {
     const std::size_t root = path->find(u'\\', path->starts_with(u"\\??\\UNC\\") ? 8 : 4);
@@ -376,7 +374,7 @@ bool FolderReader::Fill() {
   IO_STATUS_BLOCK block{};
   const BOOLEAN restart = used_ == 0 ? TRUE : FALSE;
   const NTSTATUS status = NtQueryDirectoryFile(
-      ToHandle(handle_), nullptr, nullptr, nullptr, &block, buffer_.get(), kListingBuffer,
+      handle_, nullptr, nullptr, nullptr, &block, buffer_.get(), kListingBuffer,
       static_cast<FILE_INFORMATION_CLASS>(kFullListing), FALSE, nullptr, restart);
   if (status < 0) {
     const ErrorCode code = win32::CodeOf(status);

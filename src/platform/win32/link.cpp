@@ -11,7 +11,6 @@ namespace kavrel {
 
 using win32::Handle;
 using win32::Opening;
-using win32::ToHandle;
 
 namespace {
 
@@ -32,7 +31,7 @@ constexpr std::size_t kFlagsBytes = 4;  // A symbolic link has them, a junction 
 
 Result<std::u16string> Folder::ReadLink(std::u16string_view name) const {
   using Text = Result<std::u16string>;
-  const Result<Handle> link = win32::OpenEntry(ToHandle(handle_), name, {});
+  const Result<Handle> link = win32::OpenEntry(handle_, name, {});
   if (!link) return Text::Fail(link.Error);
   const Result<FileStatus> status = win32::StatusOf(link->Get());
   if (!status) return Text::Fail(status.Error);
@@ -94,7 +93,7 @@ ErrorCode Folder::MakeLink(std::u16string_view name, std::u16string_view target)
   how.Access = GENERIC_WRITE | DELETE;
   how.Disposition = kCreate;
   how.Options = folder ? kFolderOnly : kNoFolder;
-  Result<Handle> made = win32::OpenEntry(ToHandle(handle_), name, how);
+  Result<Handle> made = win32::OpenEntry(handle_, name, how);
   if (!made) return made.Error;
   DWORD got = 0;
   if (DeviceIoControl(made->Get(), FSCTL_SET_REPARSE_POINT, bytes.data(), static_cast<DWORD>(size),
@@ -103,7 +102,7 @@ ErrorCode Folder::MakeLink(std::u16string_view name, std::u16string_view target)
   }
   const ErrorCode error = win32::LastError();
   *made = Handle();
-  win32::RemoveAt(ToHandle(handle_), name, how.Options);
+  win32::RemoveAt(handle_, name, how.Options);
   return error;
 }
 

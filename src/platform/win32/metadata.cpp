@@ -23,7 +23,7 @@ MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus
   if (name.empty()) return {SetAttributes(from, source), false};
   win32::Opening how;
   how.Access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
-  const Result<win32::Handle> entry = win32::OpenEntry(win32::ToHandle(handle_), name, how);
+  const Result<win32::Handle> entry = win32::OpenEntry(handle_, name, how);
   return {entry ? win32::SetAttributesOf(entry->Get(), from.Attributes) : entry.Error, false};
 }
 

@@ -32,15 +32,6 @@ inline std::u16string Narrow(std::wstring_view text) {
   return {text.begin(), text.end()};
 }
 
-/// The headers of the platform hold handles as numbers. The system promises that those of files
-/// and processes fit into 32 bits.
-inline int ToNumber(HANDLE handle) {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(handle));
-}
-inline HANDLE ToHandle(int number) {
-  return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(number));
-}
-
 inline ErrorCode LastError() {
   return static_cast<ErrorCode>(GetLastError());
 }

@@ -70,15 +70,15 @@ bool ProcessLock::TryAcquire(std::u16string_view program_folder, std::u16string_
   DWORD put = 0;
   SetEndOfFile(file.Get());
   WriteFile(file.Get(), note.data(), static_cast<DWORD>(note.size()), &put, nullptr);
-  handle_ = win32::ToNumber(file.Release());
+  handle_ = file.Release();
   return true;
 }
 
 void ProcessLock::Release() {
-  if (handle_ < 0) return;
+  if (handle_ == kNoHandle) return;
   // The file itself stays: were it removed, two processes could each lock a file of that name.
-  CloseHandle(win32::ToHandle(handle_));
-  handle_ = -1;
+  CloseHandle(handle_);
+  handle_ = kNoHandle;
 }
 
 std::u16string ProcessLock::Holder(std::u16string_view program_folder) {

@@ -41,7 +41,7 @@ ErrorCode RecycleBin::Move(const Folder& folder, std::u16string_view name, const
 }
 
 ErrorCode RecycleBin::Recycle(const Folder& folder, std::u16string_view name) {
-  const HANDLE handle = win32::ToHandle(folder.handle_);
+  const HANDLE handle = folder.handle_;
   win32::Opening how;
   how.Access = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
   Result<win32::Handle> entry = win32::OpenEntry(handle, name, how);
