@@ -284,9 +284,7 @@ std::u16string ArchivePath(const BackupJob& job, Clock& clock) {
 }
 
 bool IsArchiveName(std::u16string_view name) {
-  constexpr std::u16string_view kEnding = u".7z";
-  return name.size() >= kEnding.size() &&
-         EqualNoCase(name.substr(name.size() - kEnding.size()), kEnding);
+  return EndsWithNoCase(name, u".7z");
 }
 
 void PlanCompression(ArchiveContext& context, const BackupJob& job) {

@@ -160,6 +160,38 @@ bool StartsWithNoCase(std::u16string_view text, std::u16string_view prefix) {
   return true;
 }
 
+bool EndsWithNoCase(std::u16string_view text, std::u16string_view ending) {
+  return text.size() >= ending.size() &&
+         StartsWithNoCase(text.substr(text.size() - ending.size()), ending);
+}
+
+std::u16string EscapeOctal(std::u16string_view text) {
+  std::u16string field;
+  for (const char16_t c : text) {
+    if (c >= u' ' && c != u'\\') {
+      field += c;
+      continue;
+    }
+    field += u'\\';
+    for (const int shift : {6, 3, 0}) field += static_cast<char16_t>(u'0' + ((c >> shift) & 7));
+  }
+  return field;
+}
+
+std::u16string UnescapeOctal(std::u16string_view field) {
+  const auto digit = [&](std::size_t at) { return at < field.size() ? field[at] - u'0' : -1; };
+  std::u16string text;
+  for (std::size_t i = 0; i < field.size(); ++i) {
+    const int value = digit(i + 1) * 64 + digit(i + 2) * 8 + digit(i + 3);
+    const bool escaped = field[i] == u'\\' && digit(i + 1) >= 0 && digit(i + 1) <= 1 &&
+                         digit(i + 2) >= 0 && digit(i + 2) <= 7 && digit(i + 3) >= 0 &&
+                         digit(i + 3) <= 7;
+    text += escaped ? static_cast<char16_t>(value) : field[i];
+    if (escaped) i += 3;
+  }
+  return text;
+}
+
 std::u16string_view Trim(std::u16string_view text) {
   const std::size_t first = text.find_first_not_of(u' ');
   if (first == text.npos) return {};

@@ -26,6 +26,13 @@ std::u16string ToLower(std::u16string_view text);
 /// True when both are equal without regard to letter case.
 bool EqualNoCase(std::u16string_view a, std::u16string_view b);
 bool StartsWithNoCase(std::u16string_view text, std::u16string_view prefix);
+bool EndsWithNoCase(std::u16string_view text, std::u16string_view ending);
+
+/// Control characters and "\" as "\" and three octal digits, so that a text is one field of a line,
+/// as the system's table of mounts has them, too.
+std::u16string EscapeOctal(std::u16string_view text);
+/// The text of such a field; escapes up to \177 count, what is none stays as it is.
+std::u16string UnescapeOctal(std::u16string_view field);
 
 /// Without the blanks (U+0020 only) at both ends.
 std::u16string_view Trim(std::u16string_view text);

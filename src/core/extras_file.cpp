@@ -112,46 +112,18 @@ void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view
   text += u"\r\n";
 }
 
-/// A path with what would end its field or its line as an octal number behind a backslash.
-std::u16string Escaped(std::u16string_view path) {
-  std::u16string text;
-  for (const char16_t c : path) {
-    if (c >= u' ' && c != u'\\') {
-      text += c;
-      continue;
-    }
-    text += u'\\';
-    for (const int shift : {6, 3, 0}) text += static_cast<char16_t>(u'0' + ((c >> shift) & 7));
-  }
-  return text;
-}
-
-std::u16string Unescaped(std::u16string_view field) {
-  const auto digit = [&](std::size_t at) { return at < field.size() ? field[at] - u'0' : -1; };
-  std::u16string text;
-  for (std::size_t i = 0; i < field.size(); ++i) {
-    const int value = digit(i + 1) * 64 + digit(i + 2) * 8 + digit(i + 3);
-    const bool escaped = field[i] == u'\\' && digit(i + 1) >= 0 && digit(i + 1) <= 1 &&
-                         digit(i + 2) >= 0 && digit(i + 2) <= 7 && digit(i + 3) >= 0 &&
-                         digit(i + 3) <= 7;
-    text += escaped ? static_cast<char16_t>(value) : field[i];
-    if (escaped) i += 3;
-  }
-  return text;
-}
-
 std::u16string FormatMount(const KnownMount& mount) {
   std::u16string text(mount.OfSource ? kSource : kDestination);
-  (text += u'\t') += Escaped(mount.Point);
-  for (const std::u16string& mark : mount.Marks) (text += u'\t') += Escaped(mark);
+  (text += u'\t') += EscapeOctal(mount.Point);
+  for (const std::u16string& mark : mount.Marks) (text += u'\t') += EscapeOctal(mark);
   return text;
 }
 
 void ParseMount(std::u16string_view value, JobExtras& extras) {
   const std::vector<std::u16string_view> fields = Split(value, u'\t');
   if (fields.size() < 2 || (fields[0] != kSource && fields[0] != kDestination)) return;
-  KnownMount& mount = extras.Mounts.emplace_back(fields[0] == kSource, Unescaped(fields[1]));
-  for (std::size_t i = 2; i < fields.size(); ++i) mount.Marks.push_back(Unescaped(fields[i]));
+  KnownMount& mount = extras.Mounts.emplace_back(fields[0] == kSource, UnescapeOctal(fields[1]));
+  for (std::size_t i = 2; i < fields.size(); ++i) mount.Marks.push_back(UnescapeOctal(fields[i]));
 }
 
 std::u16string FormatSection(const BackupJob& job) {
@@ -421,10 +393,9 @@ ErrorCode ExtrasFile::Write(const std::vector<BackupJob>& jobs, bool ahead) {
 }
 
 std::u16string ExtrasFile::PathBeside(std::u16string_view store_path) {
-  if (store_path.size() < kStoreEnding.size()) return {};
-  const std::u16string_view stem = store_path.substr(0, store_path.size() - kStoreEnding.size());
-  if (!EqualNoCase(store_path.substr(stem.size()), kStoreEnding)) return {};
-  return std::u16string(stem) + std::u16string(kEnding);
+  if (!EndsWithNoCase(store_path, kStoreEnding)) return {};
+  store_path.remove_suffix(kStoreEnding.size());
+  return std::u16string(store_path) + std::u16string(kEnding);
 }
 
 std::string ExtrasFile::WithoutRuns(std::string_view bytes) {

@@ -117,8 +117,7 @@ std::u16string NewOwnerId() {
 
 bool IsOwnerMark(std::u16string_view name) {
   const auto drop = [&](std::u16string_view ending) {
-    if (name.size() < ending.size()) return false;
-    const bool ends = EqualNoCase(name.substr(name.size() - ending.size()), ending);
+    const bool ends = EndsWithNoCase(name, ending);
     if (ends) name.remove_suffix(ending.size());
     return ends;
   };

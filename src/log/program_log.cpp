@@ -119,8 +119,7 @@ void ProgramLog::DeleteAllLogs(std::u16string_view in_use) {
   if (const Result<Folder> folder = file_system_.OpenFolder(LogFolder(file_system_))) {
     FolderReader reader(*folder);
     while (const FolderEntry* entry = reader.Next()) {
-      const std::u16string name = ToLower(entry->Name);
-      if (entry->Kind == FileKind::Folder || !name.ends_with(kJobLogEnding)) continue;
+      if (entry->Kind == FileKind::Folder || !EndsWithNoCase(entry->Name, kJobLogEnding)) continue;
       if (entry->Name != JobLogName(in_use)) folder->RemoveFile(entry->Name);
     }
   }

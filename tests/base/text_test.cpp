@@ -33,7 +33,15 @@ TEST(Text, LettersCompareWithoutCaseInEveryScript) {
   EXPECT_FALSE(EqualNoCase(u"a", u"ab"));
   EXPECT_TRUE(StartsWithNoCase(u"FTP://host", u"ftp://"));
   EXPECT_FALSE(StartsWithNoCase(u"ft", u"ftp://"));
+  EXPECT_TRUE(EndsWithNoCase(u".7Z", u".7z") && !EndsWithNoCase(u"7z", u".7z"));
   EXPECT_EQ(ToLower(u"ĀĂŐ中@[Ż"), u"āăő中@[ż");
+}
+
+TEST(Text, AnOctalFieldComesBackAsItWas) {
+  const std::u16string odd = u"a b\t\\040\r\n\x1f檔";
+  EXPECT_EQ(EscapeOctal(odd), u"a b\\011\\134040\\015\\012\\037檔");
+  EXPECT_EQ(UnescapeOctal(EscapeOctal(odd)), odd);
+  EXPECT_EQ(UnescapeOctal(u"\\040\\777\\08\\"), u" \\777\\08\\");
 }
 
 TEST(Text, PiecesAndReplacements) {

@@ -77,21 +77,6 @@ void ReadTable(const char* file, Take take) {
   endmntent(table);
 }
 
-/// A field of mountinfo, where blanks and the like are written as octal numbers.
-std::string Unescaped(std::string_view field) {
-  std::string text;
-  for (std::size_t i = 0; i < field.size(); ++i) {
-    const bool escaped = field[i] == '\\' && i + 3 < field.size();
-    const unsigned char byte =
-        escaped ? static_cast<unsigned char>((field[i + 1] - '0') * 64 + (field[i + 2] - '0') * 8 +
-                                             (field[i + 3] - '0'))
-                : static_cast<unsigned char>(field[i]);
-    text += static_cast<char>(byte);
-    if (escaped) i += 3;
-  }
-  return text;
-}
-
 /// What one line of mountinfo tells of a mount.
 struct MountLine {
   int Id = 0, Parent = 0;
@@ -107,10 +92,10 @@ MountLine ParseMountLine(const std::string& line) {
   MountLine mount;
   fields >> mount.Id >> mount.Parent >> skipped >> root >> point;
   while (fields >> skipped && skipped != "-") continue;
-  mount.Point = FromUtf8(Unescaped(point));
-  mount.Root = FromUtf8(Unescaped(root));
+  mount.Point = UnescapeOctal(FromUtf8(point));
+  mount.Root = UnescapeOctal(FromUtf8(root));
   fields >> mount.Type >> skipped;
-  mount.Source = Unescaped(skipped);
+  mount.Source = ToUtf8(UnescapeOctal(FromUtf8(skipped)));
   return mount;
 }
 
