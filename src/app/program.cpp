@@ -155,7 +155,7 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
   const SleepInhibitor awake;
   Mounts.Load();
   last_verification_.reset();
-  TakeSwitch(Exclusions, Settings);
+  FollowSwitch(Exclusions, Settings);
   // What the run makes of the job's times would hide that they were wrong.
   Scheduler.SetTimesRight();
   const RunOutcome outcome = RunBackupJob(Context, job);

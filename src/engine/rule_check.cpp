@@ -9,6 +9,11 @@ void TakeSwitch(ExclusionSet& rules, const Settings& settings) {
   rules.SwitchUnknown = settings.LastError();
 }
 
+void FollowSwitch(ExclusionSet& rules, const Settings& settings) {
+  const bool on = settings.ExcEnabled();
+  if (!settings.LastError()) rules.ExcEnabled = on;
+}
+
 ErrorCode ReadRules(const RunContext& context) {
   ExclusionSet& rules = context.Exclusions;
   if (rules.SwitchUnknown) TakeSwitch(rules, context.Settings);

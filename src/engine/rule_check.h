@@ -8,6 +8,8 @@ namespace kavrel {
 
 /// Whether rules count, as the settings say.
 void TakeSwitch(ExclusionSet& rules, const Settings& settings);
+/// The same before a later run: where the settings cannot be read now, what was known stays.
+void FollowSwitch(ExclusionSet& rules, const Settings& settings);
 
 /// Reads them again where that is so. The error when they still cannot be read.
 ErrorCode ReadRules(const RunContext& context);

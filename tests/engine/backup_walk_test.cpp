@@ -221,7 +221,7 @@ TEST_F(BackupWalkTest, ASourceThatIsLeftOutAsAWholeIsAFailedRun) {
 
   job.Destination.Path = u"D:\\dst\\";
   WriteTestFile(Temp.Home() / "Exc.txt", "x\r\n");
-  Program.Exclusions.ExcEnabled = true;
+  SetRules(true);
   ASSERT_TRUE(Program.Exclusions.SaveExclusions({{true, u"r", u"*", u"deep", u"*", {}, {}, {}}}));
   EXPECT_EQ(plan_fails(), 1U);
   EXPECT_EQ(Run(job).FailedFiles, 1U);
@@ -279,7 +279,7 @@ TEST_F(BackupWalkTest, RulesThatCannotBeReadAreToldAndReadAsSoonAsTheyCan) {
   const std::string rules = "R\tTrue\t*\t*\t*.bak\r\n";
   fs::remove(file);
   fs::create_directory(file);
-  Program.Exclusions.ExcEnabled = true;
+  SetRules(true);
   Program.Exclusions.LoadExclusions();
   BackupJob& job = AddJob();
   EXPECT_EQ(Run(job).FailedFiles, 1U);
@@ -291,7 +291,7 @@ TEST_F(BackupWalkTest, RulesThatCannotBeReadAreToldAndReadAsSoonAsTheyCan) {
 }
 
 TEST_F(BackupWalkTest, TheBuiltInRulesKeepTheirTargetsOutOfDrivesSharesAndOtherDisks) {
-  Program.Exclusions.ExcEnabled = true;
+  SetRules(true);
   const bool disk = mount("none", Temp.Root().c_str(), "tmpfs", 0, "size=16m") == 0;
   if (!disk) GTEST_SKIP() << "no right to mount a disk of its own";
   Program.Mounts.Load();

@@ -166,7 +166,7 @@ TEST_P(JobDisksTest, WhatTheRunDoesNotComeToMayBeAway) {
   const auto away = [&](const fs::path& point) {
     Job().Extras.Mounts = {{true, Here(), {}}, {true, Real(point), {}}, {false, Here(), {}}};
   };
-  Program.Exclusions.ExcEnabled = true;
+  SetRules(true);
   away(Source() / "inner" / "Temp");
   ExpectRan(0);
   fs::create_directories(Temp.DriveC() / "elsewhere");

@@ -106,7 +106,7 @@ TEST_F(MirrorGuardTest, WhatTheRunDoesNotTouchCountsForNeitherSide) {
     WriteTestFile(Source() / "Temp" / std::to_string(i), "x");
     WriteTestFile(Dest() / "Temp" / ("x" + std::to_string(i)), "x");
   }
-  Program.Exclusions.ExcEnabled = true;
+  SetRules(true);
   ExpectStopped("要移除的檔案超過");
 }
 

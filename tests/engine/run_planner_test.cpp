@@ -190,7 +190,7 @@ TEST_F(RunPlannerTest, ReasonsAndSizesAndNothingIsWritten) {
   BackupJob& job = AddJob(BackupType::Synchronise);
   job.LimitFileSize = true;
   job.MaxFileSizeKB = 1;
-  Program.Exclusions.ExcEnabled = true;
+  SetRules(true);
   RunPlan plan;
   const Tree before = Snapshot(Temp.Root());
   Plan(plan);

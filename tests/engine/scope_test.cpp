@@ -128,7 +128,7 @@ TEST_P(ScopeTest, PlanCountRunVerificationAndArchiveListAgree) {
     const fs::path dest = job.Destination.Path == u"D:\\dst\\" ? Dest() : Source() / "dst";
     fs::remove_all(dest);
     fs::create_directories(dest);
-    Program.Exclusions.ExcEnabled = Pick(2) == 0;
+    SetRules(Pick(2) == 0);
     const ExclusionRule folder{true, u"folder", u"*", u"Temp\\", u"*", u"", u"", u""};
     const ExclusionRule file{true, u"file", u"*", u"*", u"*.tmp", u"", u"", u""};
     ASSERT_TRUE(Program.Exclusions.SaveExclusions({folder, file}));

@@ -74,7 +74,7 @@ TEST_F(SyncTest, WhatRulesAndTypesLeaveOutStaysInTheMirror) {
   WriteTestFile(Dest() / "a.tmp", "kept");
   AddJob(BackupType::Synchronise).FileTypes = u"*.tmp";
   Program.Store.Jobs[0].ExcludeFileTypes = true;
-  Program.Exclusions.ExcEnabled = true;
+  SetRules(true);
   const RunCounters& counters = Mirror();
   EXPECT_EQ(ReadTestFile(Dest() / "Temp" / "x"), "kept");
   EXPECT_EQ(ReadTestFile(Dest() / "a.tmp"), "kept");

@@ -58,7 +58,7 @@ TEST(TreeCount, CountsWhatARunThenFinds) {
        }},
       {"rules",
        [](TestProgram& test, BackupJob&) {
-         test.Program.Exclusions.ExcEnabled = true;
+         test.SetRules(true);
          ExclusionRule folder{true, u"folder", u"*", u"Temp\\", u"*", u"", u"", u""};
          ExclusionRule file{true, u"file", u"*", u"*", u"*.tmp", u"", u"", u""};
          EXPECT_TRUE(test.Program.Exclusions.SaveExclusions({folder, file}));

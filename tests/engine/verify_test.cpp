@@ -29,7 +29,7 @@ TEST_F(VerifyTest, RulesThatCannotBeReadAreNamedAsTheReason) {
   WriteTestFile(Source() / "b", "y");
   const fs::path rules = Temp.Home() / "Exc.txt";
   WriteTestFile(rules, "R\tTrue\t*\t*\t*.bak\r\n");
-  Program.Exclusions.ExcEnabled = true;
+  SetRules(true);
   Program.Exclusions.LoadExclusions();
   RunAJob(BackupType::Full);
   fs::rename(rules, Temp.Home() / "aside");

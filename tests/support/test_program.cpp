@@ -1,6 +1,7 @@
 #include "support/test_program.h"
 
 #include "base/text.h"
+#include "engine/rule_check.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -16,6 +17,11 @@ BackupJob& TestProgram::AddJob(BackupType type) {
   job.AddSourceFolder = false;
   SetJobType(job, type);
   return Program.Store.Jobs.emplace_back(job);
+}
+
+void TestProgram::SetRules(bool on) {
+  Program.Settings.SetExcEnabled(on);
+  TakeSwitch(Program.Exclusions, Program.Settings);
 }
 
 std::string TestProgram::LogText(std::u16string_view path) const {

@@ -21,6 +21,8 @@ struct TestProgram {
 
   /// Adds a job from C:\src\ to D:\dst\ (without the source folder's name) and returns it.
   BackupJob& AddJob(BackupType type = BackupType::Full);
+  /// Switches the exclusion rules on or off.
+  void SetRules(bool on);
   /// The UTF-8 text of a job log, without its byte-order mark.
   std::string LogText(std::u16string_view path) const;
   /// The lines of the last run's log that come before its summary, without banner, time and

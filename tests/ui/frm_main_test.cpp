@@ -483,7 +483,7 @@ TEST(FrmMain, ExitSavesEverything) {
   main.AddJob(u"照片");
   main.Start();
   main.Program.Store.Jobs[0].Name = u"改名";
-  main.Program.LogRows.Append({u"新的一列"});
+  main.Program.LogRows.Append(ReadLogRow({u"新的一列"}));
   QSignalSpy ended(&main.Window, &FrmMain::Ended);
   Click(main.Button(11));
   EXPECT_EQ(ended.count(), 1);
