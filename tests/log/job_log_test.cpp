@@ -99,26 +99,6 @@ TEST_F(JobLogTest, LinesReachTheFileWhileTheRunGoesOn) {
   EXPECT_TRUE(Read().ends_with(u"x\r\nlast\r\n")) << "a run that was torn off has no end banner";
 }
 
-TEST_F(JobLogTest, AfterALogThatCouldNotBeOpenedTheNextRunTriesAgain) {
-  for (const bool file_in_its_place : {false, true}) {
-    fs::remove_all(Logs);
-    if (file_in_its_place) WriteTestFile(Logs, "x");
-    JobLog log(Temp.Files(), Clock);
-    log.WriteJobLog(u"line");
-    EXPECT_TRUE(log.Failed());
-    EXPECT_EQ(log.CurrentPath(), TempFolder::Text(File())) << "the path that it would have had";
-    EXPECT_EQ(log.ListedPath(), kNoJobLog);
-    fs::remove(Logs);
-    fs::create_directory(Logs);
-    log.OpenJobLog();
-    log.WriteTimed(u"line");
-    log.CloseJobLog();
-    EXPECT_FALSE(log.Failed());
-    EXPECT_EQ(log.ListedPath(), TempFolder::Text(File()));
-    EXPECT_TRUE(Read().find(u"line\r\n") != std::u16string::npos);
-  }
-}
-
 TEST_F(JobLogTest, AfterAFailedWriteTheRestIsSkippedAndWhatThereIsStays) {
   JobLog log(Temp.Files(), Clock);
   log.OpenJobLog();
