@@ -1,0 +1,266 @@
+// Disks that come, go and are mounted in other ways between the runs.
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "faults/world.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel::faults {
+namespace {
+
+/// Disks with marks of their own, mounted and taken away between the runs.
+class AwayTest : public testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    for (const char* name : {"photos", "inner", "backup", "other"}) {
+      std::ofstream(Image(name)).close();
+      fs::resize_file(Image(name), 8 << 20);
+      made_ = made_ && RunCommand({"/sbin/mkfs.ext4", "-q", "-F", Image(name)}).ExitCode == 0;
+    }
+    if (!made_ || !Mount("photos", photos_)) GTEST_SKIP() << "no right to mount an image";
+    fs::create_directories(photos_ / "inner");
+    ASSERT_TRUE(Mount("inner", photos_ / "inner"));
+    ASSERT_TRUE(Mount("backup", backup_));
+    for (int i = 0; i < 3; ++i) {
+      WriteTestFile(photos_ / ("a" + std::to_string(i)), "x");
+      WriteTestFile(photos_ / "inner" / ("b" + std::to_string(i)), "y");
+    }
+    job_.Source = photos_;
+    job_.Dest = backup_ / "dst";
+    job_.Make(GetParam());
+    ASSERT_EQ(Run().ExitCode, 0);
+    kept_ = Files();
+  }
+  ~AwayTest() override {
+    for (const fs::path& point : {photos_ / "inner", photos_, backup_, photos_, backup_}) {
+      Unmount(point);
+    }
+  }
+
+  fs::path Image(const std::string& name) const { return job_.Temp.Root() / (name + ".img"); }
+  bool Mount(const std::string& name, const fs::path& point) const {
+    fs::create_directories(point);
+    return RunCommand({"/bin/mount", "-o", "loop", Image(name), point}).ExitCode == 0;
+  }
+  static void Unmount(const fs::path& point) { RunCommand({"/bin/umount", "-l", point}); }
+  CommandResult Run() const { return job_.Command({"run", "J"}); }
+  std::string Kavrelctl(const std::vector<std::string>& arguments) const {
+    std::vector<std::string> all{KAVRELCTL, "--home", job_.Home};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const CommandResult result = RunCommand(all);
+    return result.Output + result.Errors;
+  }
+  /// What lies at the destination, as far as it is a file.
+  Tree Files() const {
+    Tree files = ReadTree(job_.Dest);
+    std::erase_if(files, [](const auto& entry) { return entry.second.Kind != 'F'; });
+    return files;
+  }
+  void ExpectStopped(const std::string& why) const {
+    const CommandResult result = Run();
+    EXPECT_EQ(result.ExitCode, 6) << result.Output;
+    EXPECT_NE(result.Errors.find(why), std::string::npos) << result.Errors;
+    for (const char* command : {"preview", "show"}) {
+      EXPECT_NE(Kavrelctl({command, "J"}).find(why), std::string::npos) << command;
+    }
+    EXPECT_NE(Kavrelctl({"list"}).find(why), std::string::npos);
+    EXPECT_NE(job_.Log().find(": 檢查磁碟 (中斷)：" + why), std::string::npos);
+  }
+
+  RealJob job_;
+  bool made_ = true;
+  const fs::path photos_ = fs::canonical(job_.Temp.Root()) / "photos",
+                 backup_ = fs::canonical(job_.Temp.Root()) / "backup";
+  Tree kept_;
+};
+
+TEST_P(AwayTest, WhatWasMountedInTheLastRunIsMissedInTheNext) {
+  Unmount(photos_ / "inner");
+  ExpectStopped("來源資料夾中的磁碟沒有掛載：" + (photos_ / "inner").string());
+  ASSERT_TRUE(Mount("other", photos_ / "inner"));
+  ExpectStopped("來源資料夾中的磁碟不是先前的那一個：" + (photos_ / "inner").string());
+  Unmount(photos_ / "inner");
+  Unmount(photos_);
+  WriteTestFile(photos_ / "stray", "x");
+  ExpectStopped("來源磁碟沒有掛載：" + photos_.string());
+  EXPECT_EQ(job_.Command({"restore", "J"}).ExitCode, 6);
+  EXPECT_EQ(ReadTree(photos_).size(), 1U) << "the mount point was filled";
+  EXPECT_EQ(job_.Command({"restore", "J", "--to", job_.Temp.Root() / "other"}).ExitCode, 0);
+  ASSERT_TRUE(Mount("photos", photos_) && Mount("inner", photos_ / "inner"));
+  EXPECT_TRUE(Files() == kept_);
+
+  Unmount(backup_);
+  ExpectStopped("目標磁碟沒有掛載：" + backup_.string());
+  EXPECT_TRUE(fs::is_empty(backup_));
+  const CommandResult restored = job_.Command({"restore", "J"});
+  EXPECT_EQ(restored.ExitCode, 5);
+  EXPECT_NE(restored.Errors.find("目標磁碟沒有掛載："), std::string::npos) << restored.Errors;
+  fs::remove(backup_);
+  ExpectStopped("目標磁碟沒有掛載：" + backup_.string());
+  EXPECT_FALSE(fs::exists(backup_));
+  ASSERT_TRUE(Mount("backup", backup_));
+  EXPECT_EQ(Run().ExitCode, 0);
+  EXPECT_TRUE(Files().size() == kept_.size());
+}
+
+TEST_P(AwayTest, TheSameDiskMountedInAnotherWayIsTheSame) {
+  Unmount(photos_ / "inner");
+  WriteTestFile(photos_ / "inner" / "c", "z");
+  WriteTestFile(photos_ / "elsewhere" / "d", "z");
+  const auto bind = [&](const char* name) {
+    const fs::path inner = photos_ / "inner";
+    return mount((photos_ / name).c_str(), inner.c_str(), "", MS_BIND, "");
+  };
+  ASSERT_EQ(bind("inner"), 0);
+  Kavrelctl({"edit", "J", "--adopt"});
+  EXPECT_EQ(Run().ExitCode, 0) << "what is adopted is right as it is";
+  Unmount(photos_ / "inner");
+  EXPECT_EQ(Run().ExitCode, 0) << "the same folder without a mount of its own";
+  ASSERT_EQ(bind("elsewhere"), 0);
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+  Unmount(photos_ / "inner");
+  ExpectStopped("來源資料夾中的磁碟沒有掛載：" + (photos_ / "inner").string());
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+
+  // Disks that take turns are asked about once each.
+  Unmount(backup_);
+  ASSERT_TRUE(Mount("other", backup_));
+  ExpectStopped("目標磁碟不是先前的那一個：" + backup_.string());
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  for (const char* disk : {"backup", "other"}) {
+    Unmount(backup_);
+    ASSERT_TRUE(Mount(disk, backup_));
+    EXPECT_EQ(Run().ExitCode, 0) << disk;
+  }
+}
+
+TEST_P(AwayTest, WhatIsMountedForTheFirstTimeHidesOrTakesNothingUnasked) {
+  if (GetParam() == std::string("compressed"))
+    GTEST_SKIP() << "an archive's folders are not looked at";
+  // What holds nothing of a backup may be mounted over.
+  const auto stick = [&](const fs::path& point) {
+    EXPECT_TRUE(Mount("other", point));
+    WriteTestFile(point / "photo", "precious");
+  };
+  WriteTestFile(photos_ / "sub" / "s", "x");
+  fs::create_directories(photos_ / "new");
+  ASSERT_EQ(Run().ExitCode, 0);
+  stick(photos_ / "new");
+  EXPECT_EQ(Run().ExitCode, 0);
+  Unmount(photos_ / "new");
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  stick(photos_ / "sub");
+  ExpectStopped("來源資料夾中掛載了先前沒有的磁碟：" + (photos_ / "sub").string());
+  Unmount(photos_ / "sub");
+  ASSERT_EQ(mount("none", (photos_ / "sub").c_str(), "tmpfs", 0, "size=4m"), 0);
+  ExpectStopped("來源資料夾中掛載了先前沒有的磁碟：" + (photos_ / "sub").string());
+  Unmount(photos_ / "sub");
+  EXPECT_EQ(Run().ExitCode, 0);
+  const fs::path copy = fs::canonical(job_.Dest) / "sub";
+  stick(copy);
+  ExpectStopped("目標資料夾中掛載了先前沒有的磁碟：" + copy.string());
+  EXPECT_EQ(job_.Command({"restore", "J"}).ExitCode, 6);
+  EXPECT_EQ(job_.Command({"restore", "J", "--only", "a0"}).ExitCode, 0);
+  EXPECT_EQ(ReadTestFile(copy / "photo"), "precious");
+  Unmount(copy);
+  EXPECT_EQ(Run().ExitCode, 0);
+  // Whatever has no mark of its own may follow a disk that has one, once that was agreed to.
+  Unmount(backup_);
+  ASSERT_EQ(mount("none", backup_.c_str(), "tmpfs", 0, "size=4m"), 0);
+  ExpectStopped("目標磁碟不是先前的那一個：" + backup_.string());
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+  Unmount(backup_);
+  ExpectStopped("目標磁碟沒有掛載：" + backup_.string());
+}
+
+TEST_P(AwayTest, AFolderIsKnownByWhateverMountItIsReached) {
+  Unmount(photos_ / "inner");
+  const fs::path deep = photos_ / "deep" / "er";
+  WriteTestFile(deep / "d", "z");
+  ASSERT_EQ(Kavrelctl({"edit", "J", "--adopt", "--source", deep}).find("錯誤"), std::string::npos);
+  ASSERT_EQ(Run().ExitCode, 0);
+  const auto bind = [](const fs::path& from, const fs::path& to) {
+    return mount(from.c_str(), to.c_str(), "", MS_BIND, "");
+  };
+  ASSERT_EQ(bind(deep, deep), 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+  Unmount(deep);
+  WriteTestFile(photos_ / "else" / "er" / "d", "z");
+  ASSERT_EQ(bind(photos_ / "else", photos_ / "deep"), 0);
+  ExpectStopped("來源磁碟沒有掛載：" + deep.string());
+  Unmount(photos_ / "deep");
+  EXPECT_EQ(Run().ExitCode, 0);
+  // Its disk, mounted over one of its own folders, shows its top there.
+  Unmount(photos_);
+  ASSERT_TRUE(Mount("photos", photos_));
+  ASSERT_EQ(Kavrelctl({"edit", "J", "--adopt"}).find("錯誤"), std::string::npos);
+  ASSERT_EQ(Run().ExitCode, 0);
+  ASSERT_TRUE(Mount("photos", deep));
+  ExpectStopped("來源不在先前的磁碟上：" + deep.string());
+  Unmount(deep);
+}
+
+TEST_P(AwayTest, ADiskThatComesAndGoesIsAskedAboutOnceWhereNothingIsRemoved) {
+  // Any name will do for a mount point.
+  const fs::path stick = photos_ / "st\tick\\134";
+  ASSERT_TRUE(Mount("other", stick));
+  WriteTestFile(stick / "s", "z");
+  ASSERT_EQ(Run().ExitCode, 0);
+  const bool removes = GetParam() == std::string("sync"),
+             packs = GetParam() == std::string("compressed");
+  Unmount(stick);
+  EXPECT_EQ(Run().ExitCode, 6);
+  EXPECT_EQ(job_.Command({"verify", "J"}).ExitCode, packs ? 0 : 6);
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_TRUE(Mount("other", stick));
+    EXPECT_EQ(Run().ExitCode, 0);
+    Unmount(stick);
+    EXPECT_EQ(Run().ExitCode, removes ? 6 : 0);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, AwayTest, testing::Values("full", "differential", "sync", "compressed"),
+                         [](const auto& test) { return std::string(test.param); });
+
+/// The same folder by a way on which it has another number.
+TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
+  if (access("/usr/bin/bindfs", X_OK) != 0) GTEST_SKIP() << "no bindfs";
+  RealJob job;
+  job.Source = job.Temp.Root() / "s";
+  WriteTestFile(job.Source / "a", "x");
+  fs::create_directories(job.Source / "backup");
+  const fs::path view = job.Temp.Root() / "view";
+  fs::create_directories(view);
+  if (RunCommand({"/usr/bin/bindfs", job.Source, view}).ExitCode != 0) GTEST_SKIP() << "no FUSE";
+  job.Dest = view / "backup";
+  job.Make("full");
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(job.Run().ExitCode, 0);
+    EXPECT_EQ(ReadTree(job.Dest).size(), 1U) << "copied into itself";
+  }
+  const auto ctl = [&](const std::vector<std::string>& arguments) {
+    std::vector<std::string> all{KAVRELCTL, "--home", job.Home};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return RunCommand(all).ExitCode;
+  };
+  EXPECT_EQ(ctl({"verify", "J"}), 0) << "misses what no run copies";
+  // Another job's backup is that, too.
+  WriteTestFile(job.Temp.Root() / "other" / "b", "y");
+  ASSERT_EQ(ctl({"add", "--name", "O", "--type", "sync", "--source", job.Temp.Root() / "other",
+                 "--dest", job.Source / "backup", "--no-source-folder"}),
+            0);
+  EXPECT_EQ(ctl({"run", "O"}), 6);
+  EXPECT_EQ(ReadTestFile(job.Source / "backup" / "a"), "x");
+  RunCommand({"/bin/umount", "-l", view});
+}
+
+}  // namespace
+}  // namespace kavrel::faults

@@ -1,0 +1,358 @@
+// The window as the host of runs.
+#include <gtest/gtest.h>
+
+#include <QLabel>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QSignalSpy>
+#include <QTimer>
+#include <QToolButton>
+
+#include "base/text.h"
+#include "support/tree.h"
+#include "ui/caption_strip.h"
+#include "ui/main_window.h"
+#include "ui/qt_text.h"
+#include "ui/tray.h"
+
+namespace kavrel {
+
+namespace {
+
+using std::filesystem::exists;
+const QString kYes = "是", kNo = "否", kOk = "確定";
+
+const QString kTitle = "Kavrel Ver 2.05 專業版";
+
+/// Looks at the window while a run is at work, each time events are handled.
+class DuringRun {
+ public:
+  DuringRun(MainWindow& main, std::function<void()> look) {
+    QObject::connect(&timer_, &QTimer::timeout, [&main, look = std::move(look)] {
+      if (main.Program.State.RunBusy) look();
+    });
+    timer_.start(0);
+  }
+
+ private:
+  QTimer timer_;
+};
+
+std::string Large(std::size_t megabytes) {
+  return std::string(megabytes << 20U, 'x');
+}
+
+/// Jobs with one file each.
+void AddThree(MainWindow& main) {
+  for (const char16_t* name : {u"一", u"二", u"三"}) {
+    main.AddJob(name);
+    main.WriteSource(ToUtf8(name) + "/甲.txt", "a");
+  }
+}
+
+TEST(FrmMainRuns, RunsAJobByItsMenu) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.AddJob(u"文件");
+  main.WriteSource("文件/甲.txt", "abc");
+  main.WriteSource("文件/大.bin", Large(2));
+  main.Start();
+  EXPECT_EQ(main.Jobs().SelectedItem(), 0);
+  EXPECT_FALSE(main.Shown("PicLogs"));
+
+  bool locked = false;
+  const DuringRun look(main, [&] {
+    if (!main.Shown("PicLogs")) return;
+    locked = !main.Named("PiclstJob")->isEnabled() && !main.Named("picToolbar")->isEnabled() &&
+             main.Named("cmdCancel")->isEnabled() && main.Shown("picPtbFile");
+  });
+  main.Answer({{"您確定要執行「文件」備份排程嗎？", kYes}});
+  EXPECT_EQ(main.Menu(main.Jobs(), 1, "mnuJobNow").mid(0, 7),
+            (QStringList{"*執行「文件」備份排程", "執行「文件」還原排程", "預覽「文件」備份內容",
+                         "預覽「文件」還原內容", "還原選取的檔案(&P)...", "驗證「文件」的備份",
+                         "編輯「文件」備份設定"}));
+  EXPECT_EQ(TreeDifferences(main.Temp.DriveC() / "文件", main.Backup("文件")), "");
+  EXPECT_TRUE(locked);
+  EXPECT_FALSE(main.Shown("PicLogs"));
+  EXPECT_FALSE(main.Shown("picPtbFile"));
+  EXPECT_TRUE(main.Named("PiclstJob")->isEnabled());
+  EXPECT_EQ(main.Jobs().ItemText(1, 3), "2026/11/24 下午 03:04:05");
+  EXPECT_EQ(main.Jobs().ItemText(1, 4), "2026/11/25 上午 01:00:00");
+  EXPECT_EQ(main.Named("picStatusBar")->findChild<QLabel*>()->text(),
+            "2026 年 11 月 24 日 15 時 04 分 05 秒");
+  main.Window.findChild<LogView*>()->CatchUp();
+  ASSERT_EQ(main.Logs().ItemCount(), 1);
+  EXPECT_EQ(main.Logs().ItemText(0, 1), "備份完成");
+  EXPECT_FALSE(exists(main.Backup("照片")));
+}
+
+TEST(FrmMainRuns, ShowsTheFileAtWorkAndTheWholeRun) {
+  MainWindow main;
+  main.AddJob(u"文件");
+  for (const char* name : {"甲", "乙", "丙", "丁"}) {
+    main.WriteSource(std::string("文件/") + name, std::string(1000, 'x'));
+  }
+  main.Start();
+  FrmMain& window = main.Window;
+  window.JobStarting(0, main.Clock.Now());
+  window.ShowRunPanels(true);
+  main.Program.Context.Counters = {};
+  main.Program.Context.Counters.SourceFiles = 2;
+  main.Program.Context.Counters.SourceBytes = 1500;
+  const auto text = [&](const char* strip) {
+    return static_cast<CaptionStrip*>(main.Named(strip))->Text();
+  };
+  EXPECT_TRUE(WaitUntil([&] {
+    window.DrawCaptions(u"C:\\文件\\", u"D:\\文件\\", u"乙");
+    EXPECT_EQ(window.ApiFileCopyCallback(1000, 500, 0, 1000, 500, 131072), 0);
+    return text("PicTotal").contains("4 個檔案");
+  }));
+  EXPECT_EQ(text("PicSrc"), "來源目錄：C:\\文件\\");
+  EXPECT_EQ(text("PicDest"), "目標目錄：D:\\文件\\");
+  EXPECT_EQ(text("PicBackup"), "檔案名稱：乙");
+  EXPECT_EQ(text("PicTotal"), "整體進度：2 / 4 個檔案，1.95 KB / 3.91 KB");
+  const auto* bar = main.Named("picPtbTotal")->findChild<QProgressBar*>();
+  EXPECT_TRUE(WaitUntil([&] { return bar->value() == 50; }));
+  EXPECT_EQ(main.Named("picStatusBar")->findChild<QLabel*>()->text(),
+            " [ 500 位元 (500 位元) / 1,000 位元 (1,000 位元) ] 50 %");
+  main.Program.State.CancelRequested = true;
+  EXPECT_EQ(window.ApiFileCopyCallback(1000, 1000, 0, 1000, 1000, 131072), 1);
+}
+
+TEST(FrmMainRuns, ThePanelShowsTheRunAtWorkAndPackingInPercent) {
+  MainWindow main;
+  main.AddJob(u"文件");
+  SetJobType(main.AddJob(u"照片"), BackupType::Compressed);
+  main.WriteSource("文件/甲", "a");
+  main.WriteSource("照片/乙", Large(8));
+  main.Start();
+  FrmMain& window = main.Window;
+  const auto text = [&](const char* strip) {
+    return static_cast<CaptionStrip*>(main.Named(strip))->Text();
+  };
+  window.JobStarting(0, main.Clock.Now());
+  window.ShowRunPanels(true);
+  window.DrawCaptions(u"C:\\文件\\下層\\", u"D:\\文件\\下層\\", u"甲");
+  EXPECT_TRUE(main.Shown("picPtbFile"));
+  // A question may come up before the first file of the next run.
+  window.JobStarting(1, main.Clock.Now());
+  window.ShowRunPanels(false);
+  window.ShowRunPanels(true);
+  EXPECT_EQ(text("PicSrc"), "來源目錄：C:\\照片\\");
+  EXPECT_EQ(text("PicDest"), "目標目錄：D:\\照片\\");
+  EXPECT_EQ(text("PicBackup"), "檔案名稱：");
+  EXPECT_FALSE(main.Shown("picPtbFile")) << "an archiver tells of no single file";
+  EXPECT_TRUE(WaitUntil([&] {
+    window.ApiFileCopyCallback(100, 40, 0, 100, 40, 1);
+    return text("PicTotal").startsWith("整體進度：40 %");
+  }));
+  EXPECT_EQ(main.Named("picStatusBar")->findChild<QLabel*>()->text(), " 40 %");
+}
+
+TEST(FrmMainRuns, AfterABatchTheUsersChoiceIsBack) {
+  MainWindow main;
+  AddThree(main);
+  main.Start();
+  main.Jobs().SetSelectedItem(1);
+  QList<int> marked;
+  const DuringRun look(main, [&] {
+    if (!marked.contains(main.Jobs().SelectedItem())) marked += main.Jobs().SelectedItem();
+  });
+  main.Answer({{"您確定要執行備份清單上已勾選的排程嗎？", kYes}});
+  Click(main.Button(1));
+  EXPECT_TRUE(marked.contains(0) && marked.contains(2)) << "the job at work is seen";
+  EXPECT_EQ(main.Jobs().SelectedItem(), 1);
+}
+
+TEST(FrmMainRuns, AskedAndRefusedNothingRuns) {
+  MainWindow main;
+  main.AddJob(u"照片").NextRun = *FromCivil(2030, 1, 1);
+  main.WriteSource("照片/甲.txt", "abc");
+  main.Start();
+  main.Answer({{"您確定要執行「照片」備份排程嗎？", kNo}});
+  DoubleClick(*ViewOf(*main.Jobs().hwnd()).viewport(), CellCentre(*main.Jobs().hwnd(), 0));
+  main.Answer({{"您確定要執行「照片」備份排程嗎？", kNo}});
+  Press(ViewOf(*main.Jobs().hwnd()), Qt::Key_Return);
+  main.Answer({{"您確定要執行備份清單上已勾選的排程嗎？", kNo}});
+  Click(main.Button(1));
+  main.Answer({{"您確定要執行「照片」還原排程嗎？", kNo}});
+  main.Menu(main.Jobs(), 0, "mnuJobResNow");
+  EXPECT_EQ(main.Answered, 4);
+  EXPECT_FALSE(exists(main.Backup("照片")));
+  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+}
+
+TEST(FrmMainRuns, CancelStopsTheRunAtOnceAndTheBatchWithIt) {
+  MainWindow main;
+  for (const char16_t* name : {u"一", u"二", u"三"}) {
+    main.AddJob(name);
+    main.WriteSource(ToUtf8(name) + "/大.bin", Large(name[0] == u'二' ? 200 : 1));
+  }
+  main.Program.Store.Jobs[0].Enabled = false;
+  main.Start();
+  const DuringRun look(main, [&] {
+    if (main.Shown("PicLogs")) Click(*main.Named("cmdCancel"));
+  });
+  main.Answer({{"您確定要執行備份清單上已勾選的排程嗎？", kYes}});
+  Click(main.Button(1));
+  EXPECT_EQ(main.Answered, 1);
+  EXPECT_FALSE(exists(main.Backup("一")));
+  EXPECT_FALSE(exists(main.Backup("二/大.bin")));
+  EXPECT_FALSE(exists(main.Backup("三")));
+  ASSERT_EQ(main.Program.LogRows.Rows().size(), 1U);
+  EXPECT_EQ(StatusText(main.Program.LogRows.Rows()[0]), u"備份中斷");
+  EXPECT_FALSE(main.Program.State.RunBusy);
+  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_FALSE(main.Shown("PicLogs"));
+}
+
+TEST(FrmMainRuns, RunsAllCheckedJobsFromTheLogListToo) {
+  MainWindow main;
+  AddThree(main);
+  main.Start();
+  Click(*ViewOf(*main.Jobs().hwnd()).viewport(), CheckBoxCentre(*main.Jobs().hwnd(), 1));
+  JobStore stored(main.Temp.Files());
+  ASSERT_TRUE(stored.LoadJobs());
+  EXPECT_FALSE(stored.Jobs[1].Enabled);
+  Click(main.Button(4));
+  EXPECT_TRUE(main.Shown("piclstLog"));
+  main.Answer({{"您確定要執行備份清單上已勾選的排程嗎？", kYes}});
+  Click(main.Button(1));
+  EXPECT_TRUE(main.Shown("PiclstJob"));
+  EXPECT_FALSE(main.Button(4).isChecked());
+  EXPECT_TRUE(exists(main.Backup("一/甲.txt")));
+  EXPECT_FALSE(exists(main.Backup("二")));
+  EXPECT_TRUE(exists(main.Backup("三/甲.txt")));
+  EXPECT_EQ(main.Jobs().ItemText(2, 3), "2026/11/24 下午 03:04:05");
+  EXPECT_EQ(main.Jobs().ItemText(1, 3), "");
+}
+
+TEST(FrmMainRuns, AtTheEndOfABatchIsToldWhatWasNotDone) {
+  MainWindow main;
+  AddThree(main);
+  main.Program.Store.Jobs[0].Source.Path = u"C:\\沒有\\";
+  WriteTestFile(main.Backup("二"), "in the way");
+  main.Start();
+  main.Answer({{"您確定要執行備份清單上已勾選的排程嗎？", kYes},
+               {"「一」：找不到來源資料夾 C:\\沒有\\\n「二」：失敗 1 個檔案", kOk}});
+  Click(main.Button(1));
+  EXPECT_EQ(main.Answered, 2);
+  EXPECT_TRUE(exists(main.Backup("三/甲.txt")));
+  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+}
+
+TEST(FrmMainRuns, RestoresInTheModeThatIsChosen) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.WriteSource("照片/甲.txt", "source");
+  WriteTestFile(main.Backup("照片/甲.txt"), "backup");
+  const std::filesystem::path source = main.Temp.DriveC() / "照片/甲.txt";
+  // Same size, same second: by comparison there is nothing to restore.
+  SetWritten(source, {1000000000, 0});
+  SetWritten(main.Backup("照片/甲.txt"), {1000000000, 0});
+  main.Start();
+  EXPECT_TRUE(main.Action("mnuResAll0")->isChecked());
+  main.Action("mnuResAll1")->trigger();
+  main.Answer({{"您確定要執行「照片」還原排程嗎？", kYes}});
+  main.Menu(main.Jobs(), 0, "mnuJobResNow");
+  EXPECT_EQ(ReadTestFile(source), "source");
+  main.Action("mnuResAll0")->trigger();
+  main.Answer({{"您確定要執行「照片」還原排程嗎？", kYes}});
+  main.Menu(main.Jobs(), 0, "mnuJobResNow");
+  EXPECT_EQ(ReadTestFile(source), "backup");
+  EXPECT_EQ(StatusText(main.Program.LogRows.Rows()[1]), u"還原完成");
+  EXPECT_EQ(main.Jobs().ItemText(0, 3), "") << "a restore is no backup";
+}
+
+TEST(FrmMainRuns, BeforeARestoreItIsToldWhatWillBeLostAndEnterMeansNo) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.WriteSource("照片/甲.txt", "source");
+  WriteTestFile(main.Backup("照片/甲.txt"), "backup");
+  main.Start();
+  for (const char* words : {"所有同名的檔案都會被備份取代", "相同的檔案不動"}) {
+    WhenDialog([&](QWidget& dialog) {
+      auto& box = dynamic_cast<QMessageBox&>(dialog);
+      EXPECT_EQ(box.text(), "您確定要執行「照片」還原排程嗎？");
+      const QString details = box.informativeText();
+      EXPECT_TRUE(details.contains("從：D:\\照片\\\n到：C:\\照片\\")) << details.toStdString();
+      EXPECT_TRUE(details.contains(words)) << details.toStdString();
+      Press(dialog, Qt::Key_Return);
+    });
+    main.Menu(main.Jobs(), 0, "mnuJobResNow");
+    EXPECT_EQ(ReadTestFile(main.Temp.DriveC() / "照片/甲.txt"), "source");
+    main.Action("mnuResAll1")->trigger();
+  }
+}
+
+TEST(FrmMainRuns, TheTrayTellsOfRunsThatNobodySaw) {
+  MainWindow main;
+  main.AddJob(u"照片").NextRun = *FromCivil(2026, 11, 24, 15, 5);
+  main.WriteSource("照片/大.bin", Large(2));
+  main.Start();
+  auto* tray = main.Window.findChild<Tray*>();
+  EXPECT_EQ(tray->ToolTip(), kTitle);
+  QSignalSpy shown(tray, &Tray::MessageShown);
+  QString tips;
+  const DuringRun look(main, [&] { tips += tray->ToolTip(); });
+  const auto tick = [&] {
+    main.Clock.Set(main.Program.Store.Jobs[0].NextRun);
+    main.Program.Tick();
+  };
+  tick();
+  EXPECT_EQ(shown.count(), 0) << "the window is in sight";
+  EXPECT_TRUE(tips.contains(kTitle + "\n執行中：照片")) << tips.toStdString();
+  EXPECT_EQ(tray->ToolTip(), kTitle + "\n最近的備份都順利完成");
+  main.Window.hide();
+  tick();
+  ASSERT_EQ(shown.count(), 1);
+  EXPECT_EQ(shown[0], (QVariantList{"備份完成：照片", "備份 1 個檔案，失敗 0 個檔案", false}));
+  EXPECT_EQ(tray->MessageLog(), main.Program.LogRows.Rows().back().LogPath);
+
+  // A verification after the run is told with it, and leads to its own log.
+  BackupJob& job = main.Program.Store.Jobs[0];
+  SetJobType(job, BackupType::Differential);
+  job.Extras.VerifyAfterRun = true;
+  std::string rotten = Large(2);
+  rotten.back() = 'y';
+  const FileTime written = main.Temp.Files().Status(u"D:\\照片\\大.bin")->Written;
+  WriteTestFile(main.Backup("照片/大.bin"), rotten);
+  SetWritten(main.Backup("照片/大.bin"), written);
+  tick();
+  ASSERT_EQ(shown.count(), 2);
+  EXPECT_EQ(shown[1], (QVariantList{"備份完成：照片",
+                                    "備份 0 個檔案，失敗 0 個檔案，驗證發現 1 個差異", true}));
+  EXPECT_EQ(StatusText(main.Program.LogRows.Rows().back()), u"驗證完成");
+  EXPECT_EQ(tray->MessageLog(), main.Program.LogRows.Rows().back().LogPath);
+  EXPECT_EQ(tray->ToolTip(), kTitle + "\n最近的備份有問題：照片");
+  // Of a run without a log, the list of runs is shown.
+  job.Source.Path = u"C:\\沒有\\";
+  tick();
+  EXPECT_EQ(tray->MessageLog(), u"");
+  Q_EMIT tray->MessageClick();
+  EXPECT_TRUE(main.Window.isVisible() && main.Shown("piclstLog"));
+}
+
+TEST(FrmMainRuns, VerifiesABackupAndOffersTheLog) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.WriteSource("照片/甲.txt", "abc");
+  main.Start();
+  main.Answer({{"「照片」沒有可以比對的資料夾", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  ASSERT_EQ(main.Program.RunJobNow(0), RunOutcome::Ran);
+  main.Answer({{"「照片」驗證完成：1 個檔案內容相同，沒有發現差異。", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  main.WriteSource("照片/乙.txt", "new");
+  main.Answer({{"發現 1 個差異", kNo}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  EXPECT_EQ(main.Program.LogRows.Rows().back().Failed, 1U);
+  // One that was stopped says so.
+  main.Program.State.CancelRequested = true;
+  main.Answer({{"「照片」驗證中斷，其餘的檔案尚未比對：0 個檔案內容相同", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  EXPECT_EQ(main.Answered, 4);
+}
+
+}  // namespace
+}  // namespace kavrel
