@@ -37,7 +37,7 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       Staged(Files),
       Pause(Files, clock),
       Context{Files, clock,   State,      host_,    Store,  Settings, Exclusions,
-              Log,   LogRows, ProgramLog, Archiver, Staged, Mounts,   {}},
+              Log,   LogRows, ProgramLog, Archiver, Staged, Mounts,   no_notes_},
       Scheduler(clock, State, Store, Pause, host_, host_, Actions()) {
   for (SharedFile* file : {&Store.File(), &Store.Extras(), &Exclusions.File(), &Filters.File()}) {
     file->Kept = [this](auto path, auto copy) { host_.OtherVersionKept(path, copy); };

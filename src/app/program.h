@@ -133,6 +133,7 @@ class Program {
   std::optional<VerifyReport> last_verification_;
   std::u16string run_log_;
   NamedRuns named_runs_;
+  RunNotes no_notes_;
 
  public:
   FileSystem Files;

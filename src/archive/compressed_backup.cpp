@@ -1,6 +1,7 @@
 #include "archive/compressed_backup.h"
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 #include <set>
 #include <tuple>
@@ -27,20 +28,29 @@ constexpr std::u16string_view kHeading =
 constexpr std::size_t kRowStart = 55;
 constexpr std::u16string_view kArchiveNames = u"####年##月##日##時.7z";
 
-/// True for an archive that a run has made, and for an unfinished one.
-bool IsOwnArchive(std::u16string_view name) {
+/// True for an archive that a run has made, and for an unfinished one; with `marks`, for what tells
+/// whose it is as well.
+bool IsOwnArchive(std::u16string_view name, bool marks = false) {
+  if (marks && name.ends_with(kOwnerMark)) name = MarkedArchive(name);
   while (name.ends_with(kHalfEnding)) name.remove_suffix(kHalfEnding.size());
   return MatchesPattern(name, kArchiveNames);
 }
 
-/// Collects the files to pack, below the open source folder.
+/// Finds the files to pack, below the open source folder.
 class ListBuilder {
  public:
+  /// Called with each of them and its line of the list.
+  using Taker =
+      std::function<void(const std::u16string& path, const FileStatus&, const std::string& line)>;
   /// With an archive that will be brought up to date, what cannot be read is not listed: it stays
   /// in the archive as it is.
-  ListBuilder(ArchiveContext& context, const BackupJob& job, PackedFiles* listed = nullptr,
+  ListBuilder(ArchiveContext& context, const BackupJob& job, Taker take,
               const SevenZipLibrary::Archive* into = nullptr)
-      : context_(context), job_(job), listed_(listed), into_(into), scope_(Scope::OfArchive(job)) {
+      : context_(context),
+        job_(job),
+        take_(std::move(take)),
+        into_(into),
+        scope_(Scope::OfArchive(job)) {
     const Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
     if (destination) scope_.SetOwn(*destination);
   }
@@ -56,7 +66,7 @@ class ListBuilder {
       if (entry->Kind == FileKind::Folder) {
         if (here.TakesFolder(entry->Name)) subfolders.push_back(entry->Name);
       } else if (here.TimesTaken(entry->Name) > 0 &&
-                 !(is_destination && IsOwnArchive(entry->Name))) {
+                 !(is_destination && IsOwnArchive(entry->Name, true))) {
         ++Found;
         Add(folder, prefix, here, *entry);
       }
@@ -88,7 +98,6 @@ class ListBuilder {
     return lines;
   }
 
-  std::string Lines;
   std::uint32_t Found = 0;  ///< files that the patterns take
   std::uint32_t Files = 0;  ///< of these, the listed ones
   std::uint64_t Bytes = 0;
@@ -100,11 +109,6 @@ class ListBuilder {
   bool IsDestination(const Folder& folder) const {
     const Result<FileStatus> status = folder.Status();
     return status && scope_.Own().Is(*status);
-  }
-  static bool IsOwnArchive(std::u16string_view name) {
-    if (name.ends_with(kOwnerMark)) name = MarkedArchive(name);
-    while (name.ends_with(kHalfEnding)) name.remove_suffix(kHalfEnding.size());
-    return MatchesPattern(name, kArchiveNames);
   }
 
   void Add(const Folder& folder, const std::u16string& prefix, const FolderScope& here,
@@ -135,9 +139,7 @@ class ListBuilder {
       return;
     }
     NoteListed(path);
-    if (listed_) listed_->Note(path, *status);
-    if (!context_.Plan) Lines += line + "\r\n";
-    Note(PlanAction::Pack, PlanReason::Always, path, status->Size);
+    take_(path, *status, line);
     ++Files;
     Bytes += status->Size;
     if (status->Kind == FileKind::File && status->Links > 1) ++Linked;
@@ -160,18 +162,17 @@ class ListBuilder {
 
   void Note(PlanAction action, PlanReason reason, std::u16string_view path,
             std::uint64_t size = 0) {
-    if (context_.Plan) context_.Plan->Add(action, reason, false, path, size);
+    context_.Notes.Add(action, reason, false, path, size);
   }
 
   void LogLine(std::u16string_view text, std::u16string_view path) {
-    if (context_.Plan) return;
     context_.Log.WriteTimed(std::u16string(text) + AddBackslash(job_.Source.WorkPath) +
                             std::u16string(path));
   }
 
   ArchiveContext& context_;
   const BackupJob& job_;
-  PackedFiles* const listed_;
+  const Taker take_;
   const SevenZipLibrary::Archive* const into_;
   std::set<std::u16string, std::less<>> names_, folders_;  ///< what is listed, and what holds it
   Scope scope_;
@@ -290,7 +291,10 @@ bool IsArchiveName(std::u16string_view name) {
 void PlanCompression(ArchiveContext& context, const BackupJob& job) {
   const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
   if (!source) return;
-  ListBuilder builder(context, job);
+  ListBuilder builder(
+      context, job, [&](const std::u16string& path, const FileStatus& status, const auto&) {
+        context.Notes.Add(PlanAction::Pack, PlanReason::Always, false, path, status.Size);
+      });
   builder.Walk(*source, {});
   context.Counters.CopiedFiles = builder.Files;
   context.Counters.CopiedBytes = builder.Bytes;
@@ -302,7 +306,13 @@ PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
   if (!source) return {};
   std::shared_ptr<SevenZipLibrary::Archive> into;
   if (context.Files.Status(archive_path)) into = context.Library.SevenZipOpenArchive(archive_path);
-  ListBuilder builder(context, job, listed, into.get());
+  std::string lines;
+  const auto take = [&](const std::u16string& path, const FileStatus& status,
+                        const std::string& line) {
+    if (listed) listed->Note(path, status);
+    lines += line + "\r\n";
+  };
+  ListBuilder builder(context, job, take, into.get());
   builder.Walk(*source, {});
   if (context.State.CancelRequested) return {};
   if (builder.Found == 0) {
@@ -313,7 +323,7 @@ PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
     context.Log.WriteTimed(u": 壓縮檔不保留硬連結，個別存放的名稱總計：" + Grouped(builder.Linked));
   }
   const std::string dropped = builder.DroppedLines();
-  PackLists lists{WriteListFile(context.Files, builder.Lines), {}};
+  PackLists lists{WriteListFile(context.Files, lines), {}};
   if (!dropped.empty()) lists.Dropped = WriteListFile(context.Files, dropped, ListKind::Dropped);
   if (lists.Entries.empty() || (lists.Dropped.empty() && !dropped.empty())) {
     context.Log.WriteTimed(u": 建立檔案清單 (失敗)：" + context.Files.ProgramFolder());

@@ -38,7 +38,7 @@ struct ArchiveContext {
   JobLog& Log;
   RunCounters& Counters;
   StagingJournal& Staged;
-  RunPlan* Plan = nullptr;  ///< as in a RunContext
+  RunNotes& Notes;
 };
 
 /// The archive that a run of the job writes now: "…\2009年09月23日15時.7z" in its destination.
@@ -53,7 +53,7 @@ std::u16string ArchivePath(const BackupJob& job, Clock& clock);
 int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    CompressionLevel level);
 
-/// Notes in the context's plan what CompressBackup would pack; nothing is written.
+/// Notes what CompressBackup would pack; nothing is written.
 void PlanCompression(ArchiveContext& context, const BackupJob& job);
 
 /// Paths of the lists that tell the archiver what to do.
@@ -78,10 +78,13 @@ inline constexpr int kWrongPassword = -3;
 /// with an entry that would land outside the folder is refused whole, as is one that the job's
 /// password does not open; a link that points out of the folder is not made. Each file takes its
 /// place at once, when all are unpacked. What fails is logged and counted. With a pick, only what
-/// it names is unpacked, and files that are the same already or newer stay, as it says. With the
-/// context's plan nothing is written: what would take which place is noted there.
+/// it names is unpacked, and files that are the same already or newer stay, as it says.
 int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    std::u16string_view destination, const RestorePick* pick = nullptr);
+
+/// Notes what of the archive would take which place; nothing is written.
+void PlanExtraction(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
+                    std::u16string_view destination, const RestorePick* pick = nullptr);
 
 /// An archive in a backup folder.
 struct ArchiveFile {

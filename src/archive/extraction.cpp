@@ -54,6 +54,7 @@ bool LeadsInside(std::u16string_view name, std::u16string_view target, const Nam
   return true;
 }
 
+/// What is asked of an archive, and of where it is to go, before anything is done.
 class Extraction {
  public:
   Extraction(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
@@ -65,6 +66,7 @@ class Extraction {
         destination_(destination),
         monitor_(context, archive_path, destination),
         archiver_(context.Library, context.Files) {}
+  virtual ~Extraction() = default;
 
   int Run() {
     archiver_.Monitor = &monitor_;
@@ -74,44 +76,28 @@ class Extraction {
     if (context_.State.CancelRequested) return kCommandCancelled;
     if (!archive_) return Fail(path_);
     if (pick_) TakePicked();
-    if (!context_.Plan && !context_.Files.MakeFolders(destination_)) return Stop(destination_);
+    if (!MakeDestination()) return Stop(destination_);
     if (pick_ && archive_->Entries.empty()) return 0;
     const std::u16string escape = FindEscape();
-    if (!escape.empty()) return Stop(escape);
-    if (context_.Plan) return PlanPlaces();
-    int result = TryPassword();
-    if (result == kCommandCancelled) return result;
-    if (result != 0) return RefusePassword();
-    staging_.emplace(context_.Files, context_.Clock, context_.Staged, destination_);
-    if (!*staging_) return Stop(destination_);
-    const std::string links = Lines(true);
-    if (!links.empty()) {
-      const std::u16string list = WriteListFile(context_.Files, links);
-      result = UnpackWithLinks(kind, list);
-    } else {
-      result = Unpack(kind, {});
-    }
-    RemoveListFile(context_.Files);
-    if (result != kCommandCancelled) PlaceAll();
-    return result;
+    return escape.empty() ? Place(kind) : Stop(escape);
   }
 
- private:
+ protected:
+  virtual bool MakeDestination() { return true; }
+  /// Each entry takes its place.
+  virtual int Place(int kind) = 0;
+
   /// Logs and counts what cannot be restored; gives the archiver's code for an error.
   int Fail(const std::u16string& what, PlanReason reason = PlanReason::Unreadable) {
     ++context_.Counters.FailedFiles;
-    LogTimed(std::u16string(kFailed) + what);
-    if (context_.Plan) context_.Plan->Add(PlanAction::Fail, reason, false, what);
+    context_.Log.WriteTimed(std::u16string(kFailed) + what);
+    context_.Notes.Add(PlanAction::Fail, reason, false, what);
     return 2;
-  }
-
-  void LogTimed(const std::u16string& text) {
-    if (!context_.Plan) context_.Log.WriteTimed(text);
   }
 
   /// Tells of the one obstacle that lets nothing be restored, and counts what that costs.
   int Stop(const std::u16string& obstacle) {
-    LogTimed(u": 無法還原壓縮檔 (失敗)：" + obstacle);
+    context_.Log.WriteTimed(u": 無法還原壓縮檔 (失敗)：" + obstacle);
     const std::uint32_t failed = context_.Counters.FailedFiles;
     Names told;
     for (const IndividualInfo& entry : archive_->Entries) {
@@ -131,6 +117,37 @@ class Extraction {
 
   Secret Password() const { return job_.UsePassword ? job_.Password : Secret(); }
 
+  const IndividualInfo* SmallestEncrypted() const {
+    const IndividualInfo* smallest = nullptr;
+    for (const IndividualInfo& entry : archive_->Entries) {
+      if (!entry.Encrypted || entry.OriginalSize == 0 || ListLine(entry.FileName).empty()) continue;
+      if (!smallest || entry.OriginalSize < smallest->OriginalSize) smallest = &entry;
+    }
+    return smallest;
+  }
+
+  static bool IsListedLink(const IndividualInfo& entry) {
+    return entry.IsLink && !ListLine(entry.FileName).empty();
+  }
+
+  /// What is in the entry's place already.
+  Result<FileStatus> StatusAtPlace(std::u16string_view name) const {
+    const Result<Folder> root = context_.Files.OpenFolder(destination_);
+    const Result<Folder> parent = root ? OpenParent(*root, name) : Result<Folder>::Fail(root.Error);
+    return parent ? parent->Status(EntryParts(name).back())
+                  : Result<FileStatus>::Fail(parent.Error);
+  }
+
+  ArchiveContext& context_;
+  const BackupJob& job_;
+  const RestorePick* const pick_;
+  const std::u16string path_, destination_;
+  HostMonitor monitor_;
+  ClsArc archiver_;
+  std::shared_ptr<SevenZipLibrary::Archive> archive_;
+  Names links_;
+
+ private:
   /// Leaves of the archive's entries those that are picked and are to replace what is there.
   void TakePicked() {
     PathSet found;
@@ -142,24 +159,14 @@ class Extraction {
     for (const std::u16string& path : pick_->Paths.Paths()) {
       if (found.Holds(path)) continue;
       ++context_.Counters.FailedFiles;
-      LogTimed(u": 備份中找不到檔案 (失敗)：" + path);
-      if (context_.Plan) {
-        context_.Plan->Add(PlanAction::Fail, PlanReason::NotInSource, false, path);
-      }
+      context_.Log.WriteTimed(u": 備份中找不到檔案 (失敗)：" + path);
+      context_.Notes.Add(PlanAction::Fail, PlanReason::NotInSource, false, path);
     }
     std::erase_if(archive_->Entries, [&](const IndividualInfo& entry) {
       if (entry.IsFolder || !ListLine(entry.FileName).empty()) return false;
       Fail(entry.FileName);
       return true;
     });
-  }
-
-  /// What is in the entry's place already.
-  Result<FileStatus> StatusAtPlace(std::u16string_view name) const {
-    const Result<Folder> root = context_.Files.OpenFolder(destination_);
-    const Result<Folder> parent = root ? OpenParent(*root, name) : Result<Folder>::Fail(root.Error);
-    return parent ? parent->Status(EntryParts(name).back())
-                  : Result<FileStatus>::Fail(parent.Error);
   }
 
   /// True when what is there already is the same as the entry, or newer and to be kept.
@@ -176,7 +183,8 @@ class Extraction {
     ++context_.Counters.UnchangedFiles;
     if (newer) {
       ++context_.Counters.NewerFiles;
-      LogTimed(u": 保留較新的檔案 (成功)：" + AddBackslash(destination_) + entry.FileName);
+      context_.Log.WriteTimed(u": 保留較新的檔案 (成功)：" + AddBackslash(destination_) +
+                              entry.FileName);
     }
     return true;
   }
@@ -187,7 +195,7 @@ class Extraction {
     Names seen;
     const Result<Folder> root = context_.Files.OpenFolder(destination_);
     // A folder that is yet to be made has nothing in it.
-    const bool is_new = context_.Plan && IsNotFound(root.Error);
+    const bool is_new = IsNotFound(root.Error);
     if (!root && !is_new) return destination_;
     for (const IndividualInfo& entry : archive_->Entries) {
       if (!StaysInside(entry.FileName)) return entry.FileName;
@@ -208,11 +216,16 @@ class Extraction {
     }
     return {};
   }
+};
 
-  /// Notes what would take which place.
-  int PlanPlaces() {
+/// Notes what would take which place.
+class ExtractionPlan final : public Extraction {
+ public:
+  using Extraction::Extraction;
+
+ private:
+  int Place(int) override {
     if (SmallestEncrypted() && Password().empty()) return RefusePassword();
-    RunPlan& plan = *context_.Plan;
     Names placed;
     for (auto entry = archive_->Entries.rbegin(); entry != archive_->Entries.rend(); ++entry) {
       context_.Host.PumpMessages();
@@ -231,9 +244,9 @@ class Extraction {
         Fail(name, PlanReason::Blocked);
       } else {
         PlanFolders(name);
-        plan.Add(there ? PlanAction::Replace : PlanAction::Copy,
-                 there ? ReasonToReplace(*entry, *there) : PlanReason::New, false, name,
-                 entry->OriginalSize);
+        context_.Notes.Add(there ? PlanAction::Replace : PlanAction::Copy,
+                           there ? ReasonToReplace(*entry, *there) : PlanReason::New, false, name,
+                           entry->OriginalSize);
         ++context_.Counters.CopiedFiles;
         context_.Counters.CopiedBytes += entry->OriginalSize;
       }
@@ -247,7 +260,7 @@ class Extraction {
          slash = name.find(u'/', slash + 1)) {
       const std::u16string folder(name.substr(0, slash));
       if (planned_folders_.insert(folder).second && !StatusAtPlace(folder)) {
-        context_.Plan->Add(PlanAction::Copy, PlanReason::New, true, folder);
+        context_.Notes.Add(PlanAction::Copy, PlanReason::New, true, folder);
       }
     }
   }
@@ -258,6 +271,34 @@ class Extraction {
     return there.Size == entry.OriginalSize ? PlanReason::Time : PlanReason::Size;
   }
 
+  Names planned_folders_;
+};
+
+class Unpacking final : public Extraction {
+ public:
+  using Extraction::Extraction;
+
+ private:
+  bool MakeDestination() override { return bool(context_.Files.MakeFolders(destination_)); }
+
+  int Place(int kind) override {
+    int result = TryPassword();
+    if (result == kCommandCancelled) return result;
+    if (result != 0) return RefusePassword();
+    staging_.emplace(context_.Files, context_.Clock, context_.Staged, destination_);
+    if (!*staging_) return Stop(destination_);
+    const std::string links = Lines(true);
+    if (!links.empty()) {
+      const std::u16string list = WriteListFile(context_.Files, links);
+      result = UnpackWithLinks(kind, list);
+    } else {
+      result = Unpack(kind, {});
+    }
+    RemoveListFile(context_.Files);
+    if (result != kCommandCancelled) PlaceAll();
+    return result;
+  }
+
   /// The list of the links, or of all else.
   std::string Lines(bool links) const {
     std::string lines;
@@ -266,15 +307,6 @@ class Extraction {
       if (listed) lines += ListLine(entry.FileName) + "\r\n";
     }
     return lines;
-  }
-
-  const IndividualInfo* SmallestEncrypted() const {
-    const IndividualInfo* smallest = nullptr;
-    for (const IndividualInfo& entry : archive_->Entries) {
-      if (!entry.Encrypted || entry.OriginalSize == 0 || ListLine(entry.FileName).empty()) continue;
-      if (!smallest || entry.OriginalSize < smallest->OriginalSize) smallest = &entry;
-    }
-    return smallest;
   }
 
   /// The archiver replaces files before it finds that the password does not fit. So the smallest
@@ -309,10 +341,6 @@ class Extraction {
   int Break(int result) {
     broken_off_ = true;
     return result;
-  }
-
-  static bool IsListedLink(const IndividualInfo& entry) {
-    return entry.IsLink && !ListLine(entry.FileName).empty();
   }
 
   int Unpack(int kind, std::u16string_view left_out) {
@@ -406,7 +434,7 @@ class Extraction {
   /// An entry that was unpacked whole and is to take its place.
   class PlaceChange final : public Change {
    public:
-    PlaceChange(Extraction& extraction, const IndividualInfo& entry,
+    PlaceChange(Unpacking& extraction, const IndividualInfo& entry,
                 std::shared_ptr<const CommitFolder> root)
         : extraction_(extraction), entry_(entry), root_(std::move(root)) {}
 
@@ -423,7 +451,7 @@ class Extraction {
     }
 
    private:
-    Extraction& extraction_;
+    Unpacking& extraction_;
     const IndividualInfo& entry_;
     const std::shared_ptr<const CommitFolder> root_;
   };
@@ -479,15 +507,8 @@ class Extraction {
     }
   }
 
-  ArchiveContext& context_;
-  const BackupJob& job_;
-  const RestorePick* const pick_;
-  const std::u16string path_, destination_;
-  HostMonitor monitor_;
-  ClsArc archiver_;
-  std::shared_ptr<SevenZipLibrary::Archive> archive_;
   std::optional<Staging> staging_;
-  Names links_, refused_, planned_folders_;
+  Names refused_;
   std::vector<char> buffer_ = std::vector<char>(kReadAtOnce);
   bool broken_off_ = false;
   bool all_well_ = false;  ///< the archiver has unpacked all without an error
@@ -498,7 +519,13 @@ class Extraction {
 int ExtractArchive(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
                    std::u16string_view destination, const RestorePick* pick) {
   if (!context.Library.Present()) return kNoArchiver;
-  return Extraction(context, job, archive_path, destination, pick).Run();
+  return Unpacking(context, job, archive_path, destination, pick).Run();
+}
+
+void PlanExtraction(ArchiveContext& context, const BackupJob& job, std::u16string_view archive_path,
+                    std::u16string_view destination, const RestorePick* pick) {
+  if (!context.Library.Present()) return;
+  ExtractionPlan(context, job, archive_path, destination, pick).Run();
 }
 
 }  // namespace kavrel

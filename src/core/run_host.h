@@ -28,4 +28,24 @@ class RunHost : public ProgressSink {
   virtual bool AskGoOn(const RunQuestion&) { return false; }
 };
 
+/// Shows nothing, and keeps alive what shows something else meanwhile.
+class QuietHost : public RunHost {
+ public:
+  /// The pump outlives the host.
+  explicit QuietHost(MessagePump& pump) : pump_(pump) {}
+  void PumpMessages() override { pump_.PumpMessages(); }
+  int ApiFileCopyCallback(std::uint64_t, std::uint64_t, std::uint32_t, std::uint64_t, std::uint64_t,
+                          std::uint32_t) override {
+    return 0;
+  }
+  void DrawCaptions(std::u16string_view, std::u16string_view, std::u16string_view) override {}
+  void ShowRunPanels(bool) override {}
+  void ResetProgress() override {}
+  void FillProgress() override {}
+  void RefreshJobRow(std::int32_t) override {}
+
+ private:
+  MessagePump& pump_;
+};
+
 }  // namespace kavrel

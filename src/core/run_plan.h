@@ -1,5 +1,4 @@
-// What a run would do, written down instead of done. While a RunContext holds a plan, its walks
-// decide as ever and change nothing.
+// What a run would do, written down instead of done.
 #pragma once
 
 #include <cstddef>
@@ -50,7 +49,17 @@ struct PlanStep {
   std::uint64_t Size;   ///< bytes; 0 for folders
 };
 
-struct RunPlan {
+/// Whoever wants to be told what a run decides, entry by entry. This one does not: a run that is
+/// done tells its log.
+class RunNotes {
+ public:
+  virtual ~RunNotes() = default;
+  /// `path`: below the run's source or destination.
+  virtual void Add(PlanAction, PlanReason, bool /*is_folder*/, std::u16string_view /*path*/,
+                   std::uint64_t /*size*/ = 0) {}
+};
+
+struct RunPlan final : RunNotes {
   enum class Level {
     Counts,  ///< nothing beyond the run's counters
     Sizes,   ///< NetBytes and PeakBytes
@@ -68,7 +77,7 @@ struct RunPlan {
 
   bool Wants(Level level) const { return Depth >= level; }
   void Add(PlanAction action, PlanReason reason, bool is_folder, std::u16string_view path,
-           std::uint64_t size = 0) {
+           std::uint64_t size = 0) override {
     if (!Wants(Level::Steps)) return;
     Steps.push_back({action, reason, is_folder, std::u16string(path), size});
   }

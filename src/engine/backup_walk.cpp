@@ -6,7 +6,6 @@
 #include "engine/rule_check.h"
 #include "engine/sync_folder.h"
 #include "engine/tree_walk.h"
-#include "files/path.h"
 
 namespace kavrel {
 
@@ -14,7 +13,9 @@ namespace {
 
 class BackupWalk final : public TreeWalk {
  public:
-  BackupWalk(RunContext& context, const BackupJob& job);
+  BackupWalk(RunContext& context, const BackupJob& job, Effects& effects)
+      : TreeWalk(context, job, effects, Scope(job, context.Exclusions, job.Destination.WorkPath),
+                 {job.Differential, false, job.Synchronise}) {}
 
  protected:
   bool EnterFolder() override;
@@ -25,29 +26,19 @@ class BackupWalk final : public TreeWalk {
     path_.assign(paths_.Dest()) += archive;
     return PlaceOfOthersIn(context_.Files, pair.Dest, archive, path_, job_);
   }
-  void RootReady(const FolderPair& pair) override { MarkFolder(context_, job_, pair.Dest); }
+  void RootReady(const FolderPair& pair) override { effects_.MarkFolder(pair.Dest); }
   void RootDone(const FolderPair& pair) override {
-    if (job_.Synchronise && (all_seen_ || context_.Place.Agreed)) {
-      MarkMirrored(context_, job_, pair.Dest);
-    }
+    if (job_.Synchronise && (all_seen_ || context_.Place.Agreed)) effects_.MarkMirrored(pair.Dest);
   }
-  bool IsPlannedGone(std::u16string_view name) const override;
   bool IsGoing(std::u16string_view name) const override {
     return synchronisation_ && synchronisation_->IsGoing(name);
   }
 
  private:
-  const BackupJob& job_;
   std::u16string path_;
   std::optional<Synchronisation> synchronisation_;
   bool all_seen_ = true;  ///< each folder of the source could be looked through
 };
-
-BackupWalk::BackupWalk(RunContext& context, const BackupJob& job)
-    : TreeWalk(context, Scope(job, context.Exclusions, job.Destination.WorkPath),
-               {job.Source.WorkPath, job.Destination.WorkPath, job.Differential,
-                u": 備份檔案 (失敗)：", false, job.Synchronise, job.Extras.KeepHardLinks}),
-      job_(job) {}
 
 bool BackupWalk::EnterFolder() {
   ++context_.Counters.Folders;
@@ -57,27 +48,18 @@ bool BackupWalk::EnterFolder() {
 bool BackupWalk::BeforeFiles(const FolderPair& pair) {
   if (!pair.Source) all_seen_ = false;
   if (!job_.Synchronise || !pair.Source) return true;
-  if (!synchronisation_) {
-    synchronisation_.emplace(context_, job_, pair.Source);
-    if (!context_.Plan) synchronisation_->UseGroup(Group());
-  }
+  if (!synchronisation_) synchronisation_.emplace(context_, job_, effects_, pair.Source);
   const bool seen = synchronisation_->SyncFolder(pair, paths_);
   all_seen_ = all_seen_ && seen && !pair.SourceError;
   return seen;
 }
 
-bool BackupWalk::IsPlannedGone(std::u16string_view name) const {
-  if (!synchronisation_) return false;
-  std::u16string path(name.empty() ? DropBackslash(paths_.Dest()) : paths_.Dest());
-  return synchronisation_->IsPlannedGone(path += name);
-}
-
 }  // namespace
 
-void BackupFolder(RunContext& context, const BackupJob& job) {
+void BackupFolder(RunContext& context, const BackupJob& job, Effects& effects) {
   // Without its rules a run backs up more than it is to.
   if (!MakeSureOfRules(context)) ++context.Counters.FailedFiles;
-  BackupWalk(context, job).Run();
+  BackupWalk(context, job, effects).Run();
 }
 
 }  // namespace kavrel

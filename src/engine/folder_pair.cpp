@@ -36,7 +36,7 @@ bool IsKeptByDisk(const Folder& folder, std::u16string_view name) {
 }
 
 WalkPaths::WalkPaths(std::u16string_view source, std::u16string_view dest)
-    : source_(AddBackslash(source)), dest_(AddBackslash(dest)) {}
+    : source_(AddBackslash(source)), dest_(AddBackslash(dest)), root_length_(source_.size()) {}
 
 std::u16string_view WalkPaths::SourceOf(std::u16string_view name) {
   scratch_.assign(source_);

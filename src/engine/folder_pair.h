@@ -76,6 +76,10 @@ class WalkPaths {
 
   std::u16string_view Source() const { return source_; }
   std::u16string_view Dest() const { return dest_; }
+  /// The source folder's path below its root, with its final separator; empty at the root.
+  std::u16string_view BelowRoot() const {
+    return std::u16string_view(source_).substr(root_length_);
+  }
   /// The source path of an entry; valid until the next call.
   std::u16string_view SourceOf(std::u16string_view name);
 
@@ -94,6 +98,7 @@ class WalkPaths {
 
  private:
   std::u16string source_, dest_, scratch_;
+  std::size_t root_length_;
 };
 
 /// Opens the source and, where it exists, the destination: of the two root paths without a parent,

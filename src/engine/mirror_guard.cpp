@@ -5,6 +5,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "engine/into_plan.h"
 #include "engine/refusal.h"
 #include "engine/sync_folder.h"
 #include "files/disk_wait.h"
@@ -15,22 +16,13 @@ namespace kavrel {
 
 namespace {
 
-/// The host of a thread that nobody watches: shows nothing, and hands a stop on.
-class ApartHost final : public RunHost {
+/// Hands a stop on to a thread that nobody watches.
+class StopPump final : public MessagePump {
  public:
-  ApartHost(RunState& state, const std::atomic<bool>& stop) : state_(state), stop_(stop) {}
+  StopPump(RunState& state, const std::atomic<bool>& stop) : state_(state), stop_(stop) {}
   void PumpMessages() override {
     if (stop_) state_.CancelRequested = true;
   }
-  int ApiFileCopyCallback(std::uint64_t, std::uint64_t, std::uint32_t, std::uint64_t, std::uint64_t,
-                          std::uint32_t) override {
-    return 0;
-  }
-  void DrawCaptions(std::u16string_view, std::u16string_view, std::u16string_view) override {}
-  void ShowRunPanels(bool) override {}
-  void ResetProgress() override {}
-  void FillProgress() override {}
-  void RefreshJobRow(std::int32_t) override {}
 
  private:
   RunState& state_;
@@ -41,13 +33,15 @@ class ApartHost final : public RunHost {
 /// has several subfolders, where the disks profit from it.
 class LookAhead {
  public:
-  LookAhead(const RunContext& context, const BackupJob& job, ForeseenFolders& foreseen)
-      : context_(context),
+  LookAhead(const RunContext& context, const BackupJob& job, RunState& state, MessagePump& pump,
+            ForeseenFolders& foreseen)
+      : planning_(context, state, pump, plan_),
+        effects_(planning_.Context, job, plan_),
         job_(job),
         foreseen_(foreseen),
         paths_(job.Source.WorkPath, job.Destination.WorkPath),
         scope_(job, context.Exclusions, job.Destination.WorkPath) {
-    OnlyCount();
+    plan_.Depth = RunPlan::Level::Counts;
   }
 
   void Run() { Walk(nullptr, {}); }
@@ -59,26 +53,16 @@ class LookAhead {
   std::uint64_t Kept = 0;
   bool SourceEmpty = false;
   std::u16string PlaceOfOthers() const {
-    if (!place_of_others_.empty() || !synchronisation_) return place_of_others_;
-    return synchronisation_->PlaceOfOthers();
+    return place_of_others_.empty() ? effects_.PlaceOfOthers() : place_of_others_;
   }
 
  private:
   /// That of the second thread, which begins where the first one is.
-  LookAhead(const LookAhead& first, RunState& state, RunHost& host, ForeseenFolders& foreseen)
-      : context_(first.context_.Apart(state, host)),
-        job_(first.job_),
-        foreseen_(foreseen),
-        paths_(first.paths_),
-        scope_(first.scope_) {
-    OnlyCount();
-    synchronisation_.emplace(context_, job_, *first.source_root_);
-  }
-
-  void OnlyCount() {
-    plan_.Depth = RunPlan::Level::Counts;
-    context_.Plan = &plan_;
-    context_.Counters = {};
+  LookAhead(const LookAhead& first, RunState& state, MessagePump& pump, ForeseenFolders& foreseen)
+      : LookAhead(first.context_, first.job_, state, pump, foreseen) {
+    paths_ = first.paths_;
+    scope_ = first.scope_;
+    synchronisation_.emplace(context_, job_, effects_, *first.source_root_);
   }
 
   void Walk(const FolderPair* parent, std::u16string_view name) {
@@ -92,7 +76,7 @@ class LookAhead {
       scope_.SetOwn(pair.Dest, &pair.Source);
       if (scope_.IsOwnRoot(paths_.Source(), pair.Source)) return;
       source_root_ = &pair.Source;
-      synchronisation_.emplace(context_, job_, pair.Source);
+      synchronisation_.emplace(context_, job_, effects_, pair.Source);
       SourceEmpty = !pair.SourceError && !FolderReader(pair.Source).Next();
       may_share_ = ProfitsFromThreads(context_, pair);
     }
@@ -126,9 +110,9 @@ class LookAhead {
     using namespace std::chrono_literals;
     RunState state;
     std::atomic<bool> stop = false;
-    ApartHost host(state, stop);
+    StopPump pump(state, stop);
     ForeseenFolders foreseen;
-    LookAhead other(*this, state, host, foreseen);
+    LookAhead other(*this, state, pump, foreseen);
     const DiskWait others([&] {
       other.WalkSubfolders(pair, names, next);
       return 0;
@@ -144,12 +128,14 @@ class LookAhead {
     foreseen_.Add(std::move(foreseen));
   }
 
-  RunContext context_;
+  RunPlan plan_;
+  PlanningContext planning_;
+  RunContext& context_ = planning_.Context;
+  IntoPlan effects_;
   const BackupJob& job_;
   ForeseenFolders& foreseen_;
   WalkPaths paths_;
   Scope scope_;
-  RunPlan plan_;
   const Folder* source_root_ = nullptr;  ///< while it is walked
   std::optional<Synchronisation> synchronisation_;
   bool may_share_ = false;
@@ -192,7 +178,7 @@ std::u16string Objection(const RunContext& context, const BackupJob& job, const 
 std::u16string LookForObjection(const RunContext& context, const BackupJob& job,
                                 ForeseenFolders& foreseen) {
   if (context.Force || !job.Extras.GuardMirror) return {};
-  LookAhead ahead(context, job, foreseen);
+  LookAhead ahead(context, job, context.State, context.Host, foreseen);
   ahead.Run();
   const std::u16string objection = Objection(context, job, ahead);
   if (objection.empty()) return {};

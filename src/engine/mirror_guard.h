@@ -51,7 +51,7 @@ class ForeseenFolders {
 /// agree. The context's Refusal and the log tell why, and the cancel flag is set.
 bool PassMirrorGuard(RunContext& context, const BackupJob& job, ForeseenFolders& foreseen);
 
-/// Why the guard would stop the run, in words; empty when it would not. The context holds a plan.
+/// Why the guard would stop the run, in words; empty when it would not.
 std::u16string MirrorObjection(const RunContext& context, const BackupJob& job);
 
 }  // namespace kavrel

@@ -2,7 +2,9 @@
 
 #include "base/text.h"
 #include "engine/heal.h"
+#include "engine/into_plan.h"
 #include "engine/job_disks.h"
+#include "engine/on_disk.h"
 #include "engine/place.h"
 #include "engine/refusal.h"
 #include "engine/run_summary.h"
@@ -23,16 +25,14 @@ bool IsKnown(RestoreMode mode) {
 class RestoreWalk : public TreeWalk {
  public:
   /// All of it, in this mode.
-  RestoreWalk(RunContext& context, const BackupJob& job, RestoreMode mode)
-      : RestoreWalk(context, job, Scope::OfRestore(job.IncludeSubfolders, IsKnown(mode)),
+  RestoreWalk(RunContext& context, const BackupJob& job, Effects& effects, RestoreMode mode)
+      : RestoreWalk(context, job, effects, Scope::OfRestore(job.IncludeSubfolders, IsKnown(mode)),
                     mode == RestoreMode::Incremental, false) {}
 
  protected:
-  RestoreWalk(RunContext& context, const BackupJob& job, Scope scope, bool compare, bool keep_newer)
-      : TreeWalk(context, std::move(scope),
-                 {job.Source.WorkPath, job.Destination.WorkPath, compare, u": 還原檔案 (失敗)：",
-                  keep_newer, false, job.Extras.KeepHardLinks}),
-        job_(job) {}
+  RestoreWalk(RunContext& context, const BackupJob& job, Effects& effects, Scope scope,
+              bool compare, bool keep_newer)
+      : TreeWalk(context, job, effects, std::move(scope), {compare, keep_newer}) {}
 
   bool EnterFolder() override { return !Cancelled(); }
   std::u16string_view PlaceOfOthers(const FolderPair& pair, std::u16string_view archive) override {
@@ -41,15 +41,14 @@ class RestoreWalk : public TreeWalk {
   }
 
  private:
-  const BackupJob& job_;
   std::u16string path_;
 };
 
 /// Enters only what leads to something picked.
 class PickedWalk final : public RestoreWalk {
  public:
-  PickedWalk(RunContext& context, const BackupJob& job, const RestorePick& pick)
-      : RestoreWalk(context, job, Scope::OfPicked(job.Source.WorkPath, pick.Paths), true,
+  PickedWalk(RunContext& context, const BackupJob& job, Effects& effects, const RestorePick& pick)
+      : RestoreWalk(context, job, effects, Scope::OfPicked(job.Source.WorkPath, pick.Paths), true,
                     !pick.ReplaceNewer),
         paths_wanted_(pick.Paths) {}
 
@@ -74,7 +73,8 @@ bool IsInBackup(const FileSystem& files, std::u16string_view root, std::u16strin
   return folder && folder->Status(parts.back());
 }
 
-void RestorePicked(RunContext& context, const BackupJob& job, const RestorePick& pick) {
+void RestorePicked(RunContext& context, const BackupJob& job, Effects& effects,
+                   const RestorePick& pick) {
   RestorePick there = pick;
   there.Paths.Clear();
   for (const std::u16string& path : pick.Paths.Paths()) {
@@ -83,12 +83,10 @@ void RestorePicked(RunContext& context, const BackupJob& job, const RestorePick&
     } else {
       ++context.Counters.FailedFiles;
       context.LogTimed(u": 備份中找不到檔案 (失敗)：" + path);
-      if (context.Plan) {
-        context.Plan->Add(PlanAction::Fail, PlanReason::NotInSource, false, path);
-      }
+      context.Notes.Add(PlanAction::Fail, PlanReason::NotInSource, false, path);
     }
   }
-  if (!there.Paths.Empty()) PickedWalk(context, job, there).Run();
+  if (!there.Paths.Empty()) PickedWalk(context, job, effects, there).Run();
 }
 
 /// Whether a target is the source's own folder, or in it, whatever path leads there.
@@ -167,20 +165,28 @@ RunOutcome FindBackup(const RunContext& context, const BackupJob& job, const Arc
   return RunOutcome::Ran;
 }
 
-/// Does it, or with a plan decides it.
+/// Of a job that is not compressed.
+void RestoreFolder(RunContext& context, const BackupJob& job, Effects& effects, RestoreMode mode,
+                   const RestorePick* pick) {
+  if (pick) {
+    RestorePicked(context, job, effects, *pick);
+  } else {
+    RestoreWalk(context, job, effects, mode).Run();
+  }
+}
+
 void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
                 const RestorePick* pick, std::u16string_view archive) {
-  if (!context.Plan) HealStaged(context);
+  HealStaged(context);
   if (job.Compressed) {
     ArchiveContext archiving = context.Archiving();
     const int result = ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
     context.WrongPassword = result == kWrongPassword;
-  } else if (pick) {
-    RestorePicked(context, job, *pick);
   } else {
-    RestoreWalk(context, job, mode).Run();
+    OnDisk effects(context, job, u": 還原檔案 (失敗)：");
+    RestoreFolder(context, job, effects, mode, pick);
   }
-  if (!context.Plan && !context.State.CancelRequested) HealStaged(context);
+  if (!context.State.CancelRequested) HealStaged(context);
 }
 
 /// A restore from end to end: of everything in this mode, or of what was picked.
@@ -222,9 +228,8 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
 RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state, BackupJob job,
                        const RestoreRequest& request, RunPlan& plan, RunCounters& counters) {
   SetWorkPaths(context, job, request.Pick);
-  RunContext planning = context.Apart(state, host);
-  planning.Force = context.Force;
-  planning.Plan = &plan;
+  PlanningContext apart(context, state, host, plan);
+  RunContext& planning = apart.Context;
   plan.OfRestore = true;
   const auto warn = [&](std::u16string warning) {
     if (!warning.empty()) plan.Warnings.push_back(std::move(warning));
@@ -234,7 +239,13 @@ RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state
   const RunOutcome found = FindBackup(planning, job, request.Picker, archive);
   if (found != RunOutcome::Ran) return found;
   warn(PlaceObjection(planning, job, archive));
-  RestoreAll(planning, job, request.Mode, request.Pick, archive);
+  if (job.Compressed) {
+    ArchiveContext archiving = planning.Archiving();
+    PlanExtraction(archiving, job, archive, job.Destination.WorkPath, request.Pick);
+  } else {
+    IntoPlan effects(planning, job, plan);
+    RestoreFolder(planning, job, effects, request.Mode, request.Pick);
+  }
   counters = planning.Counters;
   return RunOutcome::Ran;
 }

@@ -31,9 +31,7 @@ bool MakeSureOfRules(RunContext& context) {
   context.LogTimed(FailText(context.State, error,
                             of_switch ? u": 讀取排除規則的設定 (失敗)" : u": 讀取排除規則 (失敗)",
                             path));
-  if (context.Plan) {
-    context.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, path);
-  }
+  context.Notes.Add(PlanAction::Fail, PlanReason::Unreadable, false, path);
   return false;
 }
 

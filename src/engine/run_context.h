@@ -47,7 +47,8 @@ struct RunContext {
   const SevenZipLibrary& Archiver;
   StagingJournal& Staged;
   const MountTable& Mounts;
-  RunCounters Counters;  ///< of the current or last run
+  RunNotes& Notes;
+  RunCounters Counters{};  ///< of the current or last run
   /// How compressed jobs are packed; not stored.
   CompressionLevel Compression = CompressionLevel::Fast;
   /// Small files may be copied ahead of their turn by a second thread.
@@ -65,19 +66,20 @@ struct RunContext {
   bool WrongPassword = false;
   /// Somebody has let the current run go on although a disk is away or the state has shrunk.
   bool Agreed = false;
-  /// Where set, nothing is done but decided, counted and noted here. The log stays closed.
-  RunPlan* Plan = nullptr;
 
-  /// The same for another thread that only looks around.
-  RunContext Apart(RunState& state, RunHost& host) const {
-    return {Files, Clock,   state,      host,     Store,  Settings, Exclusions,
-            Log,   LogRows, ProgramLog, Archiver, Staged, Mounts,   {}};
+  /// The same with counters of its own, for somebody who only looks around.
+  RunContext With(RunState& state, RunHost& host, JobLog& log, RunNotes& notes) const {
+    RunContext other{Files, Clock,   state,      host,     Store,  Settings, Exclusions,
+                     log,   LogRows, ProgramLog, Archiver, Staged, Mounts,   notes};
+    other.CopyAhead = CopyAhead;
+    other.Force = Force;
+    other.DestRoot = DestRoot;
+    other.Place = Place;
+    return other;
   }
 
   /// Writes a timed line into the run's log.
-  void LogTimed(std::u16string_view text) {
-    if (!Plan) Log.WriteTimed(text);
-  }
+  void LogTimed(std::u16string_view text) { Log.WriteTimed(text); }
   /// Below a line that tells of a failure: why. For a code of 0 nothing is known.
   void LogWhy(std::u16string_view reason) {
     if (!reason.empty()) LogTimed(u": 原因：", reason);
@@ -91,7 +93,7 @@ struct RunContext {
   }
 
   ArchiveContext Archiving() {
-    return {Files, Clock, Archiver, State, Host, Log, Counters, Staged, Plan};
+    return {Files, Clock, Archiver, State, Host, Log, Counters, Staged, Notes};
   }
 };
 

@@ -8,7 +8,7 @@
 #include "engine/heal.h"
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
-#include "engine/mirror_guard.h"
+#include "engine/on_disk.h"
 #include "engine/refusal.h"
 #include "engine/run_summary.h"
 #include "engine/space_check.h"
@@ -75,7 +75,8 @@ void BackUp(RunContext& context, BackupJob& job) {
     context.DestRoot = dest ? IdentityOf(*dest) : FolderIdentity();
     if (EnterPlace(context, job) && PassStateCheck(context, job, unit) &&
         PassSpaceCheck(context, job)) {
-      BackupFolder(context, job);
+      OnDisk effects(context, job, u": 備份檔案 (失敗)：");
+      BackupFolder(context, job, effects);
     }
     context.DestRoot = {};
   }

@@ -1,6 +1,7 @@
 #include "engine/run_planner.h"
 
 #include "engine/backup_walk.h"
+#include "engine/into_plan.h"
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
 #include "engine/mirror_guard.h"
@@ -9,22 +10,19 @@
 
 namespace kavrel {
 
-RunCounters PlanWalk(const RunContext& context, const BackupJob& job, RunPlan& plan) {
-  RunContext planning = context;
-  planning.Plan = &plan;
-  planning.Counters = {};
-  BackupFolder(planning, job);
-  return planning.Counters;
+RunCounters PlanWalk(RunContext& context, const BackupJob& job, RunPlan& plan) {
+  PlanningContext planning(context, plan);
+  IntoPlan effects(planning.Context, job, plan);
+  BackupFolder(planning.Context, job, effects);
+  return planning.Context.Counters;
 }
 
-RunCounters PlanCounters(const RunContext& context, const BackupJob& job, RunPlan& plan) {
+RunCounters PlanCounters(RunContext& context, const BackupJob& job, RunPlan& plan) {
   if (!job.Compressed) return PlanWalk(context, job, plan);
-  RunContext planning = context;
-  planning.Plan = &plan;
-  planning.Counters = {};
-  ArchiveContext archiving = planning.Archiving();
+  PlanningContext planning(context, plan);
+  ArchiveContext archiving = planning.Context.Archiving();
   PlanCompression(archiving, job);
-  return planning.Counters;
+  return planning.Context.Counters;
 }
 
 RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& state, BackupJob job,
@@ -32,27 +30,16 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
   if (!context.Files.FolderExists(job.Source.WorkPath)) return RunOutcome::SourceMissing;
-  RunContext planning{context.Files,
-                      context.Clock,
-                      state,
-                      host,
-                      context.Store,
-                      context.Settings,
-                      context.Exclusions,
-                      context.Log,
-                      context.LogRows,
-                      context.ProgramLog,
-                      context.Archiver,
-                      context.Staged,
-                      context.Mounts,
-                      {}};
+  if (job.Compressed && !context.Archiver.Present()) return RunOutcome::NoArchiver;
+  PlanningContext apart(context, state, host, plan);
+  RunContext& planning = apart.Context;
+  planning.Force = false;
+  planning.Place = {};
   const auto removes = [](const RunCounters& run) {
     return run.SyncDeletedFiles + run.SyncDeletedFolders + run.RecycledFiles + run.RecycledFolders >
            0;
   };
-  if (job.Compressed && !context.Archiver.Present()) return RunOutcome::NoArchiver;
   counters = PlanCounters(planning, job, plan);
-  planning.Plan = &plan;
   const std::u16string archive =
       job.Compressed ? ArchivePath(job, context.Clock) : std::u16string();
   planning.Place = LookAtPlace(context.Files, job, archive);

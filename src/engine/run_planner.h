@@ -8,10 +8,10 @@ namespace kavrel {
 
 /// Plans the walk of a plain job whose work paths are set. Gives the counters that the run would
 /// end with.
-RunCounters PlanWalk(const RunContext& context, const BackupJob& job, RunPlan& plan);
+RunCounters PlanWalk(RunContext& context, const BackupJob& job, RunPlan& plan);
 
 /// The same for a job of any type.
-RunCounters PlanCounters(const RunContext& context, const BackupJob& job, RunPlan& plan);
+RunCounters PlanCounters(RunContext& context, const BackupJob& job, RunPlan& plan);
 
 /// Plans a run of the job as it would take place now. Nothing is written, no log, no folder. `host`
 /// is called as in a run, and `state` may be set to cancel; the context's own are left alone. Gives

@@ -9,7 +9,6 @@
 #include "files/path.h"
 #include "files/twin_names.h"
 #include "platform/error_codes.h"
-#include "platform/trace.h"
 
 namespace kavrel {
 
@@ -39,20 +38,13 @@ bool IsToGo(const Folder& source, const FolderEntry& entry, KeptEntries& kept, b
 
 }  // namespace
 
-Synchronisation::Synchronisation(RunContext& context, const BackupJob& job,
+Synchronisation::Synchronisation(RunContext& context, const BackupJob& job, Effects& effects,
                                  const Folder& source_root)
     : context_(context),
       job_(job),
-      bin_(context.Clock),
+      effects_(effects),
       root_length_(AddBackslash(job.Destination.WorkPath).size()) {
   source_lineage_ = *source_root.Lineage();
-}
-
-void Synchronisation::CountFailure(std::u16string_view text, std::u16string_view what,
-                                   ErrorCode why) {
-  ++context_.Counters.FailedFiles;
-  context_.LogTimed(text, what);
-  context_.LogWhy(why);
 }
 
 bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t>& held) {
@@ -80,12 +72,14 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     return true;
   }
   if (!dest || source_lineage_.empty() || !ListSource(pair.Source, held)) {
-    CountFailure(u": 略過同步 (失敗)：", paths.Source());
-    PlanFailure(true, PlanReason::Unreadable, paths.Dest());
+    ++context_.Counters.FailedFiles;
+    context_.LogTimed(u": 略過同步 (失敗)：", paths.Source());
+    context_.Notes.Add(PlanAction::Fail, PlanReason::Unreadable, true,
+                       paths.Dest().substr(root_length_));
     return false;
   }
   // A copy of a read-only folder is read-only, too.
-  if (!context_.Plan && !OwnerMayAll(*dest)) pair.Dest.MakeWritable();
+  if (!OwnerMayAll(*dest)) effects_.Unlock(pair.Dest);
   bool comes_back = false;
   KeptEntries kept(pair);
   FolderReader reader(pair.Dest);
@@ -96,7 +90,6 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
         IsToGo(pair.Source, *entry, kept, comes_back)) {
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
-      NoteGoing(entry->Name);
       if (seen) seen->Folder.Gone.push_back(*entry);
     } else if (seen && entry->Kind == FileKind::Folder) {
       seen->KeptFolders.push_back(entry->Name);
@@ -110,7 +103,6 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     seen->Whole = reader.Error() == 0;
   }
   AwaitGoing(comes_back);
-  std::sort(going_.begin(), going_.end());
   return true;
 }
 
@@ -119,204 +111,52 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
 void Synchronisation::SyncForeseen(const FolderPair& pair, const ForeseenFolders::Folder& foreseen,
                                    std::u16string& path, const FileStatus& dest) {
   if (foreseen.Gone.empty()) return;
-  if (!OwnerMayAll(dest)) pair.Dest.MakeWritable();
+  if (!OwnerMayAll(dest)) effects_.Unlock(pair.Dest);
   bool comes_back = false;
   KeptEntries kept(pair, foreseen.Manners);
   for (const FolderEntry& entry : foreseen.Gone) {
     if (context_.State.CancelRequested) return;
     const Result<FileStatus> now = pair.Dest.Status(entry.Name);
     const bool same = now && now->Kind == entry.Kind;
-    if (same && IsToGo(pair.Source, entry, kept, comes_back)) {
-      SyncEntry(pair, entry, path, dest);
-      NoteGoing(entry.Name);
-    }
+    if (same && IsToGo(pair.Source, entry, kept, comes_back)) SyncEntry(pair, entry, path, dest);
     context_.Host.PumpMessages();
   }
   AwaitGoing(comes_back);
-  std::sort(going_.begin(), going_.end());
 }
 
 bool Synchronisation::PassesGuard() {
-  if (passed_guard_ || context_.Plan) return true;
-  if (!PassMirrorGuard(context_, job_, foreseen_)) return false;
-  passed_guard_ = true;
-  return true;
-}
-
-/// A file or an emptied folder that is to go.
-class Synchronisation::RemovalChange final : public Change {
- public:
-  /// `emptied`: of a folder, what became of its content.
-  RemovalChange(Synchronisation& pass, std::shared_ptr<const CommitFolder> folder,
-                std::u16string_view name, std::u16string_view path, SharedEmptying in,
-                SharedEmptying emptied)
-      : pass_(pass),
-        folder_(std::move(folder)),
-        name_(name),
-        path_(path),
-        in_(std::move(in)),
-        emptied_(std::move(emptied)) {
-    if (pass_.job_.UseRecycleBin) place_ = pass_.bin_.Announce(folder_->Folder, name_);
-  }
-
-  void Commit(GroupCommit& group) override {
-    ErrorCode error = 0;
-    if (emptied_ && !emptied_->Whole) {
-      error = kErrNotEmpty;
-    } else if (pass_.job_.UseRecycleBin) {
-      error = place_ ? pass_.bin_.Move(folder_->Folder, name_, *place_) : place_.Error;
-    } else if (emptied_) {
-      error = folder_->Folder.RemoveFolder(name_);
-    } else {
-      Result<File> held = folder_->Folder.HoldEntry(name_);
-      error = folder_->Folder.RemoveFile(name_);
-      if (!error && held) group.LetGo(*folder_, std::move(*held));
-    }
-    TraceEffect(pass_.job_.UseRecycleBin ? u"moved to the bin" : u"removed", folder_->Path, name_,
-                error);
-    if (error == kErrNotEmpty && place_) pass_.bin_.Withdraw(*place_);
-    pass_.context_.State.LastApiError = error;
-    Finish(error);
-  }
-
-  void GiveUp(ErrorCode why) override {
-    if (place_) pass_.bin_.Withdraw(*place_);
-    if (why) Finish(why);
-  }
-
- private:
-  void Finish(ErrorCode error) {
-    if (emptied_) {
-      pass_.FinishFolder(error, path_, in_);
-    } else {
-      pass_.FinishFile(error, name_, in_);
-    }
-  }
-
-  Synchronisation& pass_;
-  const std::shared_ptr<const CommitFolder> folder_;
-  const std::u16string name_, path_;
-  const SharedEmptying in_, emptied_;
-  Result<RecycleBin::Place> place_;
-};
-
-std::shared_ptr<const CommitFolder> Synchronisation::Share(const Folder& folder,
-                                                           std::u16string_view path) {
-  return context_.Plan ? nullptr : *group_->Share(folder, path);
+  passed_guard_ = passed_guard_ || effects_.PassesGuard(foreseen_);
+  return passed_guard_;
 }
 
 /// Removes an entry of a folder that both sides have.
 void Synchronisation::SyncEntry(const FolderPair& pair, const FolderEntry& entry,
                                 std::u16string& path, const FileStatus& dest) {
-  if (!context_.Plan && !pair.Shared) pair.Shared = Share(pair.Dest, path);
+  RemovalPlace from{pair.Dest, nullptr, pair.Shared};
   bool gone = true;
-  if (!context_.Plan && !pair.Shared) {
+  if (!effects_.Begin(from, path)) {
     // Without a handle of its own nothing can wait for its turn.
-    FinishFile(kErrAccess, entry.Name, nullptr);
+    effects_.CountFileGone(kErrAccess, entry.Name, nullptr);
   } else if (entry.Kind == FileKind::Folder) {
-    gone = SyncRemoveTree(pair.Dest, pair.Shared, entry.Name, path, dest, nullptr);
-  } else if (context_.Plan) {
-    PlanFile(pair.Dest, entry, path);
+    gone = RemoveTree(from, entry.Name, path, dest);
   } else {
-    RemoveFile(pair.Shared, entry, path, nullptr);
+    effects_.RemoveFile(from, entry, path);
   }
-  // Only what the source has as another kind will be looked at once more.
-  if (context_.Plan && gone && pair.Source.Status(entry.Name)) {
-    planned_gone_.insert(path + entry.Name);
-  }
+  pair.Shared = from.Shared;
+  if (gone && effects_.MayBeSeen(pair, entry.Name, path)) going_.push_back(NameKey(entry.Name));
 }
 
 void Synchronisation::AwaitGoing(bool comes_back) {
-  if (comes_back && group_) group_->Flush();
-}
-
-void Synchronisation::NoteGoing(std::u16string_view name) {
-  if (group_ && group_->Pending()) going_.push_back(NameKey(name));
+  if (comes_back) effects_.Flush();
+  std::sort(going_.begin(), going_.end());
 }
 
 bool Synchronisation::IsGoing(std::u16string_view name) const {
   return !going_.empty() && std::binary_search(going_.begin(), going_.end(), NameKey(name));
 }
 
-void Synchronisation::RemoveFile(const std::shared_ptr<const CommitFolder>& folder,
-                                 const FolderEntry& entry, std::u16string_view path,
-                                 const SharedEmptying& in) {
-  Queue(folder, std::make_unique<RemovalChange>(*this, folder, entry.Name, path, in, nullptr));
-}
-
-void Synchronisation::Queue(const std::shared_ptr<const CommitFolder>& folder,
-                            std::unique_ptr<Change> change) {
-  // What goes to the bin is described there first.
-  if (job_.UseRecycleBin) {
-    group_->AddStaged(folder, std::move(change), 0);
-  } else {
-    group_->Add(folder, std::move(change));
-  }
-}
-
-void Synchronisation::FinishFile(ErrorCode error, std::u16string_view name,
-                                 const SharedEmptying& in) {
-  RunCounters& counters = context_.Counters;
-  if (!error) {
-    ++(job_.UseRecycleBin ? counters.RecycledFiles : counters.SyncDeletedFiles);
-    if (in) ++counters.SourceFiles;
-  } else if (in) {
-    ++counters.FailedFiles;
-    in->Whole = false;
-  } else {
-    CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：", name,
-                 error);
-  }
-}
-
-void Synchronisation::FinishFolder(ErrorCode error, std::u16string_view path,
-                                   const SharedEmptying& in) {
-  RunCounters& counters = context_.Counters;
-  if (!error) {
-    ++(job_.UseRecycleBin ? counters.RecycledFolders : counters.SyncDeletedFolders);
-    return;
-  }
-  if (in) in->Whole = false;
-  CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：", path,
-               error);
-  PlanFailure(true, PlanReason::Blocked, path);
-}
-
-void Synchronisation::PlanFile(const Folder& folder, const FolderEntry& entry,
-                               std::u16string_view path) {
-  RunPlan& plan = *context_.Plan;
-  if (IsArchiveName(entry.Name)) {
-    NotePlace(folder, entry.Name, std::u16string(path) += entry.Name);
-  }
-  if (plan.Wants(RunPlan::Level::Sizes)) {
-    const Result<FileStatus> status = folder.Status(entry.Name);
-    const std::uint64_t size = status ? status->Size : 0;
-    if (status && !job_.UseRecycleBin) {
-      plan.NetBytes -= static_cast<std::int64_t>(std::min(size, status->Allocated));
-    }
-    plan.Add(job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete, PlanReason::NotInSource,
-             false, std::u16string(path.substr(root_length_)) += entry.Name, size);
-  }
-  ++(job_.UseRecycleBin ? context_.Counters.RecycledFiles : context_.Counters.SyncDeletedFiles);
-}
-
-/// Whether another job's backup is to go: this folder, or this archive in it.
-void Synchronisation::NotePlace(const Folder& folder, std::u16string_view archive,
-                                std::u16string_view path) {
-  if (!place_of_others_.empty()) return;
-  if (IsPlaceOfOthers(context_.Files, folder, archive, path, job_)) place_of_others_ = path;
-}
-
-void Synchronisation::PlanFailure(bool is_folder, PlanReason reason, std::u16string_view path) {
-  if (context_.Plan) {
-    context_.Plan->Add(PlanAction::Fail, reason, is_folder, path.substr(root_length_));
-  }
-}
-
-bool Synchronisation::SyncRemoveTree(const Folder& parent,
-                                     const std::shared_ptr<const CommitFolder>& shared,
-                                     std::u16string_view name, std::u16string& path,
-                                     const FileStatus& dest, const SharedEmptying& in) {
+bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view name,
+                                 std::u16string& path, const FileStatus& dest) {
   if (context_.State.CancelRequested) return false;
   const std::size_t length = path.size();
   path += name;
@@ -324,7 +164,7 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent,
   const auto own = std::make_shared<Emptying>();
   ErrorCode error = 0;
   {
-    const Result<Folder> folder = parent.OpenFolder(name);
+    const Result<Folder> folder = from.Folder.OpenFolder(name);
     const Result<FileStatus> status =
         folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
     if (!status) {
@@ -337,15 +177,11 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent,
   if (!context_.State.CancelRequested) {
     // Only what is empty goes, also to the bin: what could not be removed from it stays in place.
     if (!error && !own->Whole) error = kErrNotEmpty;
-    if (!error && !context_.Plan) {
-      Queue(shared, std::make_unique<RemovalChange>(*this, shared, name, path, in, own));
-    } else {
+    if (error) {
       context_.State.LastApiError = error;
-      if (!error) {
-        context_.Plan->Add(job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete,
-                           PlanReason::NotInSource, true, path.substr(root_length_));
-      }
-      FinishFolder(error, path, in);
+      effects_.CountFolderGone(error, path, from.In);
+    } else {
+      effects_.RemoveFolder(from, name, path, own);
     }
   }
   path.resize(length);
@@ -356,24 +192,15 @@ bool Synchronisation::SyncRemoveTree(const Folder& parent,
 /// it is noted in `own`.
 bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
                                   const FileStatus& dest, const SharedEmptying& own) {
-  if (context_.Plan) NotePlace(folder, {}, path);
-  if (!context_.Plan) folder.MakeWritable();
-  std::shared_ptr<const CommitFolder> shared;
+  effects_.Enter(folder, path);
+  RemovalPlace from{folder, own, nullptr};
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
-    if (context_.State.CancelRequested) return false;
-    if (!shared && !context_.Plan) {
-      shared = Share(folder, path);
-      if (!shared) return false;
-      shared->Going = true;
-    }
+    if (context_.State.CancelRequested || !effects_.Begin(from, path)) return false;
     if (entry->Kind == FileKind::Folder) {
-      SyncRemoveTree(folder, shared, entry->Name, path, dest, own);
-    } else if (context_.Plan) {
-      PlanFile(folder, *entry, path);
-      ++context_.Counters.SourceFiles;
+      RemoveTree(from, entry->Name, path, dest);
     } else {
-      RemoveFile(shared, *entry, path, own);
+      effects_.RemoveFile(from, *entry, path);
     }
     context_.Host.PumpMessages();
   }

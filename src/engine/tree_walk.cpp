@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "files/error_text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 #include "walk/folder_files.h"
@@ -44,23 +43,24 @@ bool TreeWalk::IsSameLink(const FolderPair& pair, std::u16string_view name,
          SameLinkTarget(pair, name, source);
 }
 
-TreeWalk::TreeWalk(RunContext& context, Scope scope, const Options& options)
+TreeWalk::TreeWalk(RunContext& context, const BackupJob& job, Effects& effects, Scope scope,
+                   const Options& options)
     : context_(context),
-      paths_(options.From, options.To),
+      job_(job),
+      effects_(effects),
+      paths_(job.Source.WorkPath, job.Destination.WorkPath),
       scope_(std::move(scope)),
       options_(options),
-      dest_(context, options_.To, options_.FileFailedText),
-      copy_{context.State, context.Clock, &context.Host, nullptr, &dest_.Names()},
-      may_change_(!options.AsksFirst),
-      root_length_(paths_.Source().size()) {}
+      may_change_(!options.AsksFirst) {}
 
 void TreeWalk::Run() {
   WalkFolder(nullptr, {}, nullptr);
-  dest_.Settle();
+  effects_.Settle();
 }
 
-std::u16string TreeWalk::BelowRoot(std::u16string_view name) const {
-  return std::u16string(paths_.Source().substr(root_length_)) += name;
+void TreeWalk::Note(PlanAction action, PlanReason reason, bool is_folder, std::u16string_view name,
+                    std::uint64_t size) {
+  context_.Notes.Add(action, reason, is_folder, std::u16string(paths_.BelowRoot()) += name, size);
 }
 
 void TreeWalk::RememberRoot(const FolderPair& pair) {
@@ -85,7 +85,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   }
   std::optional<CopyAhead::Listed> listed;
   if (parent && ahead_) listed = ahead_->EndListing(parent->Source, name);
-  FolderPair pair = dest_.Open(parent, name, paths_, listed ? &*listed : nullptr);
+  FolderPair pair = effects_.Open(parent, name, paths_, listed ? &*listed : nullptr);
   pair.Above = parent;
   pair.Name = name;
   RememberRoot(pair);
@@ -97,9 +97,9 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
   if (parent && IsOthers(pair, {})) return;
   if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
-    dest_.KeepMetadata(pair.Source, pair.Dest);
+    effects_.KeepMetadata(pair.Source, pair.Dest);
   }
-  if (dest_.Metadata() && pair.Dest) {
+  if (effects_.KeepsMetadata() && pair.Dest) {
     if (const Result<FileStatus> found = pair.Dest.Status()) pair.DestFound = *found;
   }
   if (!parent && pair.Dest) StartAhead(pair);
@@ -107,19 +107,17 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (Cancelled()) return;
   if (ahead_) ahead_->Expect();
   if (!pair.Dest && !PassesMayChange()) return;
-  if (!ReadyDestination(parent, name, pair)) return DestinationFailed(pair.DestError);
+  if (!effects_.Make(parent, name, paths_, pair)) return DestinationFailed(pair.DestError);
   RememberRoot(pair);
-  if (!parent && !context_.Plan) RootReady(pair);
+  if (!parent) RootReady(pair);
   if (!parent && !ahead_) StartAhead(pair);
 
   std::vector<std::u16string> subfolders;
   if (CopyFolderFiles(pair, std::move(listed), report, subfolders) && !subfolders.empty()) {
     WalkSubfolders(pair, subfolders);
   }
-  if (!parent && !Cancelled() && !context_.Plan) RootDone(pair);
-  if (!FinishesFolder(pair)) return;
-  if (context_.Plan) return PlanFinish(pair);
-  dest_.FinishFolder(pair, IsRootPath(paths_.Source()), paths_.Dest());
+  if (!parent && !Cancelled()) RootDone(pair);
+  if (FinishesFolder(pair)) effects_.FinishFolder(pair, paths_);
 }
 
 void TreeWalk::WalkSubfolders(const FolderPair& pair,
@@ -155,27 +153,9 @@ bool TreeWalk::HasTwinsPlace(const FolderPair& parent, std::u16string_view name,
   const std::vector<std::u16string> twins = siblings.Note(parent.Source, name);
   if (twins.empty()) return false;
   // What the other names have become must be seen.
-  dest_.Group().Flush();
+  effects_.Flush();
   if (!MeansATwin(parent.Dest, twins, name)) return false;
   siblings.Forget(name);
-  return true;
-}
-
-bool TreeWalk::ReadyDestination(const FolderPair* parent, std::u16string_view name,
-                                FolderPair& pair) {
-  if (context_.Plan && pair.Dest) pair.DestManners = pair.Dest.Manners();
-  if (context_.Plan) return pair.Dest || PlanDestination(parent, pair);
-  return dest_.Make(parent, name, paths_, pair);
-}
-
-bool TreeWalk::PlanDestination(const FolderPair* parent, FolderPair& pair) {
-  const bool reachable = parent || context_.Files.HostPath(paths_.Dest());
-  if (!reachable || (!IsNotFound(pair.DestError) && !IsPlannedGone({}))) {
-    context_.Plan->Add(PlanAction::Fail, PlanReason::Blocked, true, BelowRoot({}));
-    return false;
-  }
-  context_.Plan->Add(PlanAction::Copy, PlanReason::New, true, BelowRoot({}));
-  pair.DestIsNew = true;
   return true;
 }
 
@@ -195,19 +175,17 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::
     FinishAhead(pair);
     error = reader.Error();
   }
-  dest_.GiveName(pair);
+  effects_.GiveName(pair);
   if (std::any_of(subfolders.begin(), subfolders.end(),
                   [this](const std::u16string& name) { return IsGoing(name); })) {
-    dest_.Group().Flush();
+    effects_.Flush();
   }
   if (error && report) {
     // The log must tell that something of the source is missing from the copy.
     ++context_.Counters.FailedFiles;
     context_.LogTimed(u": 讀取目錄 (失敗)：", paths_.Source());
     context_.LogWhy(error);
-    if (context_.Plan) {
-      context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, true, BelowRoot({}));
-    }
+    Note(PlanAction::Fail, PlanReason::Unreadable, true, {});
   }
   return !Cancelled();
 }
@@ -221,11 +199,11 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
     return;
   }
   const std::vector<std::u16string> twins = file_names_.Note(pair.Source, name);
-  if (DestChanges::WantsName(pair) && FinishAhead(pair)) dest_.GiveName(pair);
+  if (Effects::WantsName(pair) && FinishAhead(pair)) effects_.GiveName(pair);
   const bool going = again || IsGoing(name);
   if (ahead_ && file.Kind == FileKind::File && !going && twins.empty()) {
     ahead_->Add({{pair.Source, paths_.Source(), {}, nullptr},
-                 dest_.Side(pair, paths_.Dest(), {}, nullptr),
+                 SideOfCopy(pair, paths_.Dest(), {}, nullptr),
                  pair.DestIsNew},
                 name);
     if (ahead_->Full()) FinishOneAhead(pair);
@@ -234,25 +212,23 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
   if (!FinishAhead(pair)) return;
   // What another name has become, or an earlier turn of this one, must be seen.
   const bool looks = going || !twins.empty();
-  if (looks) dest_.Group().Flush();
-  dest_.Group().Advance();
+  if (looks) effects_.Flush();
+  effects_.Advance();
   ++context_.Counters.SourceFiles;
   const Result<FileStatus> source = pair.Source.Status(name);
   Result<FileStatus> dest;
   const bool dest_there = source && (!pair.DestIsNew || looks) && (dest = pair.Dest.Status(name)) &&
-                          !(context_.Plan && IsPlannedGone(name));
+                          !(looks && effects_.IsGone(std::u16string(paths_.Dest()) += name));
   context_.Host.PumpMessages();
-  const bool planned = context_.Plan && again && source && scope_.WithinSizeLimit(*source) &&
-                       !(dest_there && dest->Kind == FileKind::Folder);
+  const bool comes_again = again && source && scope_.WithinSizeLimit(*source) &&
+                           !(dest_there && dest->Kind == FileKind::Folder);
   // The copy clears the cancel flag when it starts; a cancel that came up to here must not get
   // lost in it.
   if (!Cancelled()) {
     if (dest_there && MeansATwin(pair.Dest, twins, name)) {
-      dest_.CountFailed(paths_.SourceOf(name));
+      effects_.CountFailed(paths_.SourceOf(name));
       file_names_.Forget(name);
-    } else if (planned) {
-      PlanAgain(*source);
-    } else {
+    } else if (!comes_again || !effects_.TakesAgain(*source, options_.Compare)) {
       DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr, again);
     }
     CountSize(source ? &*source : nullptr);
@@ -272,9 +248,7 @@ void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16strin
   ++context_.Counters.SourceFiles;
   ++context_.Counters.ExcludedFiles;
   context_.LogTimed(LeftOutText(reason), paths_.SourceOf(name));
-  if (context_.Plan && !again) {
-    context_.Plan->Add(PlanAction::LeaveOut, reason, false, BelowRoot(name));
-  }
+  if (!again) Note(PlanAction::LeaveOut, reason, false, name);
 }
 
 bool TreeWalk::IsOthers(const FolderPair& pair, std::u16string_view archive) {
@@ -283,18 +257,14 @@ bool TreeWalk::IsOthers(const FolderPair& pair, std::u16string_view archive) {
   if (others.empty()) return false;
   ++context_.Counters.FailedFiles;
   context_.LogTimed(u": 屬於其他排程的備份，沒有處理 (失敗)：", others);
-  if (context_.Plan) {
-    context_.Plan->Add(PlanAction::Fail, PlanReason::Blocked, archive.empty(), BelowRoot(archive));
-  }
+  Note(PlanAction::Fail, PlanReason::Blocked, archive.empty(), archive);
   return true;
 }
 
 void TreeWalk::LeaveFolderOut() {
   context_.LogTimed(u"排除資料夾 (成功)：", paths_.Source());
   ++context_.Counters.ExcludedFolders;
-  if (context_.Plan) {
-    context_.Plan->Add(PlanAction::LeaveOut, PlanReason::Rule, true, BelowRoot({}));
-  }
+  Note(PlanAction::LeaveOut, PlanReason::Rule, true, {});
 }
 
 void TreeWalk::LeaveRootOut(PlanReason reason) {
@@ -302,16 +272,13 @@ void TreeWalk::LeaveRootOut(PlanReason reason) {
   context_.LogTimed(reason == PlanReason::Rule ? u": 排除規則排除了整個來源，沒有備份 (失敗)："
                                                : u": 來源位於目標之內，沒有備份 (失敗)：",
                     paths_.Source());
-  if (context_.Plan) context_.Plan->Add(PlanAction::Fail, reason, true, BelowRoot({}));
+  Note(PlanAction::Fail, reason, true, {});
 }
 
 void TreeWalk::StartAhead(const FolderPair& root) {
-  if (!context_.Plan && ProfitsFromThreads(context_, root)) {
-    dest_.ReleaseLate();
-    ahead_.emplace(copy_, [this](const FileStatus* source, const FileStatus* dest) {
-      return JudgeAhead(source, dest);
-    });
-  }
+  ahead_ = effects_.WorkAhead(root, [this](const FileStatus* source, const FileStatus* dest) {
+    return JudgeAhead(source, dest);
+  });
 }
 
 CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStatus* dest) const {
@@ -319,11 +286,11 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
   constexpr std::uint64_t kLargest = 8 * kCopyBlock;
   if (!source || source->Kind != FileKind::File) return CopyAhead::Verdict::Wait;
   // Whether it is copied at all depends on what comes before it.
-  if (options_.KeepLinks && (source->Links > 1 || (dest && dest->Links > 1))) {
+  if (job_.Extras.KeepHardLinks && (source->Links > 1 || (dest && dest->Links > 1))) {
     return CopyAhead::Verdict::Wait;
   }
   if (NeedsNoCopy(source, dest, options_.Compare)) {
-    const bool stays = !dest || !dest_.MayDiffer(*source, *dest);
+    const bool stays = !dest || !effects_.MayDiffer(*source, *dest);
     return stays ? CopyAhead::Verdict::Leave : CopyAhead::Verdict::Wait;
   }
   if (KeepsNewer(source, dest)) return CopyAhead::Verdict::Wait;
@@ -338,7 +305,7 @@ bool TreeWalk::FinishAhead(const FolderPair& pair) {
 }
 
 void TreeWalk::FinishOneAhead(const FolderPair& pair) {
-  dest_.Group().Advance();
+  effects_.Advance();
   ++context_.Counters.SourceFiles;
   context_.Host.PumpMessages();
   if (!Cancelled()) {
@@ -347,12 +314,9 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
       case CopyAhead::Verdict::Leave:
         LeaveAsItIs(turn.Name);
         break;
-      case CopyAhead::Verdict::Copy: {
-        StagedFile staged;
-        const CopyResult result = dest_.StagePatiently([&] { return ahead_->StageFront(staged); });
-        dest_.AddCopy(pair, paths_.Dest(), result, std::move(staged), paths_.SourceOf(turn.Name));
+      case CopyAhead::Verdict::Copy:
+        effects_.TakeAhead(pair, paths_, turn.Name, *ahead_);
         break;
-      }
       case CopyAhead::Verdict::Wait:
         DecideOneFile(pair, turn.Name, turn.Source, turn.Dest, false);
         break;
@@ -366,29 +330,20 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
 
 void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
                              const FileStatus* source, const FileStatus* dest, bool again) {
-  const bool keeps_links = options_.KeepLinks && source && source->Kind == FileKind::File;
+  if (!source) return DecideUnseenFile(pair, name);
+  const FileTurn file{pair, paths_, name, *source, dest};
+  const bool keeps_links = job_.Extras.KeepHardLinks && source->Kind == FileKind::File;
+  HardLinks& links = effects_.Links();
   if (keeps_links && source->Links > 1) {
-    if (TakeAsLink(pair, name, *source, dest, again)) return links_.Forget(*source);
+    if (TakeAsLink(file, again)) return links.Forget(*source);
   }
   // Two files of the source must not stay one at the destination.
-  const bool shared = keeps_links && dest && links_.IsAnothers(*source, *dest);
-  const bool own_copy =
-      shared || (source && dest && dest_.NeedsOwnCopy(pair, name, *source, *dest));
-  if (!own_copy && NeedsNoCopy(source, dest, options_.Compare) &&
-      SameLinkTarget(pair, name, source)) {
-    // Nothing can be copied from it; but what is not looked at must not pass for a good backup.
-    // One that is gone by now needs none.
-    if (!source) {
-      const ErrorCode why = pair.Source.Status(name).Error;
-      if (!IsNotFound(why)) ++context_.Counters.UnseenFiles;
-      context_.LogTimed(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
-      context_.LogWhy(why);
-      if (context_.Plan) {
-        context_.Plan->Add(PlanAction::Fail, PlanReason::Unreadable, false, BelowRoot(name));
-      }
-    }
-    if (source && dest) SetRight(pair, name, *source, *dest);
-    if (keeps_links && dest) NoteLeft(pair, name, *source, *dest, again);
+  const bool shared = keeps_links && dest && links.IsAnothers(*source, *dest);
+  const bool own_copy = shared || (dest && effects_.NeedsOwnCopy(file));
+  const std::optional<PlanReason> reason = ReasonToCopy(source, dest, options_.Compare);
+  if (!own_copy && !reason && SameLinkTarget(pair, name, source)) {
+    if (dest && effects_.MayDiffer(*source, *dest) && PassesMayChange()) effects_.UpdateFile(file);
+    if (keeps_links && dest) effects_.NoteLeft(file, again);
     LeaveAsItIs(name);
   } else if (IsSameLink(pair, name, source, dest)) {
     LeaveAsItIs(name);
@@ -398,31 +353,51 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
     ++context_.Counters.NewerFiles;
     LeaveAsItIs(name);
   } else {
-    CopyOneFile(pair, name, source, dest);
+    CopyOneFile(file, reason ? *reason : ReasonBeside(file));
   }
-  if (keeps_links) links_.Forget(*source);
+  if (keeps_links) links.Forget(*source);
 }
 
-void TreeWalk::SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
-                        const FileStatus& dest) {
-  if (!context_.Plan) {
-    if (dest_.MayDiffer(source, dest) && PassesMayChange()) {
-      dest_.UpdateFile(pair, name, source, dest, paths_.Dest());
-    }
-    return;
+void TreeWalk::DecideUnseenFile(const FolderPair& pair, std::u16string_view name) {
+  if (options_.Compare) {
+    // Nothing can be copied from it; but what is not looked at must not pass for a good backup. One
+    // that is gone by now needs none.
+    const ErrorCode why = pair.Source.Status(name).Error;
+    if (!IsNotFound(why)) ++context_.Counters.UnseenFiles;
+    context_.LogTimed(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
+    context_.LogWhy(why);
+    Note(PlanAction::Fail, PlanReason::Unreadable, false, name);
+    LeaveAsItIs(name);
+  } else if (PassesMayChange()) {
+    context_.Log.FlushDue();
+    Note(PlanAction::Fail, PlanReason::Unreadable, false, name);
+    effects_.CountFailed(paths_.SourceOf(name));
   }
-  if (!dest_.WouldUpdate(pair, name, source, dest)) return;
-  ++context_.Counters.UpdatedAttributes;
-  context_.Plan->Add(PlanAction::Update, PlanReason::Attributes, false, BelowRoot(name));
 }
 
-void TreeWalk::PlanFinish(const FolderPair& pair) {
-  if (!pair.DestFound || !pair.Source || IsRootPath(paths_.Source()) ||
-      !dest_.WouldUpdate(pair, {}, pair.SourceStatus, *pair.DestFound)) {
-    return;
+bool TreeWalk::TakeAsLink(const FileTurn& file, bool again) {
+  const FileStatus& source = file.Source;
+  const FileStatus* const dest = file.Dest;
+  HardLinks::FirstCopy* const first = effects_.Links().Find(source, again);
+  const bool in_the_way = dest && dest->Kind == FileKind::Folder;
+  if (!first || in_the_way || !scope_.WithinSizeLimit(source)) return false;
+  const bool equal = NeedsNoCopy(&source, dest, options_.Compare);
+  if (!equal && KeepsNewer(&source, dest)) return false;
+  if (equal && dest && first->Is(*dest)) {
+    if (!again) effects_.Links().NoteOwner(source, *dest);
+    LeaveAsItIs(file.Name);
+    return true;
   }
-  ++context_.Counters.UpdatedAttributes;
-  context_.Plan->Add(PlanAction::Update, PlanReason::Attributes, true, BelowRoot({}));
+  if (!PassesMayChange()) return true;
+  if (!effects_.Link(*first, file, equal)) return false;
+  ShowDone(file.Name);
+  return true;
+}
+
+PlanReason TreeWalk::ReasonBeside(const FileTurn& file) {
+  if (file.Source.Kind == FileKind::Link) return PlanReason::LinkTarget;
+  const bool anothers = file.Dest && effects_.Links().IsAnothers(file.Source, *file.Dest);
+  return anothers ? PlanReason::Linked : PlanReason::Attributes;
 }
 
 bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) const {
@@ -436,44 +411,19 @@ void TreeWalk::LeaveAsItIs(std::u16string_view name) {
 
 void TreeWalk::ShowDone(std::u16string_view name) {
   context_.Log.FlushDue();
-  if (!context_.Plan) {
-    context_.Host.FillProgress();
-    context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
-  }
+  context_.Host.FillProgress();
+  context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
   context_.Host.PumpMessages();
 }
 
-void TreeWalk::CopyOneFile(const FolderPair& pair, std::u16string_view name,
-                           const FileStatus* source, const FileStatus* dest) {
+void TreeWalk::CopyOneFile(const FileTurn& file, PlanReason reason) {
   if (!PassesMayChange()) return;
   // What comes now may take long: a run that is killed meanwhile leaves what it has told so far.
-  context_.Log.FlushDue(source && source->Size > kLongCopy);
-  CopyResult result;
-  StagedFile staged;
-  FileStatus opened;
-  if (context_.Plan) {
-    result = PlanCopy(name, source, dest);
-    if (source && !result.Failed) NoteCopied(pair, name, staged, *source);
-  } else if (source && !scope_.WithinSizeLimit(*source)) {
-    result.Failed = false;  // Counts as copied, with no bytes.
-  } else if (source) {
-    const CopySide from{pair.Source, paths_.Source(), name, source};
-    const CopySide to = dest_.Side(pair, paths_.Dest(), name, dest);
-    result = dest_.StagePatiently([&] { return StageShown(copy_, from, to, staged, &opened); });
-    if (dest) dest_.NoteOwnCopy(pair, staged, *source, *dest);
-    if (staged && !result.Warning) NoteCopied(pair, name, staged, opened);
-  }
-  dest_.AddCopy(pair, paths_.Dest(), result, std::move(staged), paths_.SourceOf(name));
-}
-
-/// A file that this plan has a copy of already, because another of the job's patterns found it.
-void TreeWalk::PlanAgain(const FileStatus& source) {
-  if (options_.Compare) {
-    ++context_.Counters.UnchangedFiles;
-  } else {
-    ++context_.Counters.CopiedFiles;
-    context_.Counters.CopiedBytes += source.Size;
-  }
+  context_.Log.FlushDue(file.Source.Size > kLongCopy);
+  if (scope_.WithinSizeLimit(file.Source)) return effects_.Copy(file, reason);
+  // Counts as copied, with no bytes.
+  Note(PlanAction::LeaveOut, PlanReason::TooLarge, false, file.Name, file.Source.Size);
+  ++context_.Counters.CopiedFiles;
 }
 
 bool TreeWalk::PassesMayChange() {
@@ -485,32 +435,6 @@ void TreeWalk::DestinationFailed(ErrorCode why) {
   ++context_.Counters.FailedFiles;
   context_.LogTimed(u": 建立目錄 (失敗)：", paths_.Dest());
   context_.LogWhy(why);
-}
-
-CopyResult TreeWalk::PlanCopy(std::u16string_view name, const FileStatus* source,
-                              const FileStatus* dest) {
-  RunPlan& plan = *context_.Plan;
-  const std::u16string path = BelowRoot(name);
-  CopyResult result;
-  result.Failed = false;
-  if (source && !scope_.WithinSizeLimit(*source)) {
-    plan.Add(PlanAction::LeaveOut, PlanReason::TooLarge, false, path, source->Size);
-    return result;
-  }
-  if (!source || (dest && dest->Kind == FileKind::Folder)) {
-    plan.Add(PlanAction::Fail, source ? PlanReason::Blocked : PlanReason::Unreadable, false, path);
-    result.Failed = true;
-    return result;
-  }
-  const std::optional<PlanReason> seen = ReasonToCopy(source, dest, options_.Compare);
-  const PlanReason reason = seen ? *seen : ReasonBeside(*source, *dest);
-  plan.Add(dest ? PlanAction::Replace : PlanAction::Copy, reason, false, path, source->Size);
-  plan.NetBytes += static_cast<std::int64_t>(std::min(source->Size, source->Allocated));
-  // What it replaces goes only when it is there.
-  plan.PeakBytes = std::max(plan.PeakBytes, plan.NetBytes);
-  if (dest) plan.NetBytes -= RoomOf(*dest);
-  result.BytesCopied = source->Size;
-  return result;
 }
 
 }  // namespace kavrel

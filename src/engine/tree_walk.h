@@ -4,16 +4,13 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "engine/dest_changes.h"
-#include "engine/folder_pair.h"
-#include "engine/hard_links.h"
-#include "engine/run_context.h"
-#include "files/copy_ahead.h"
+#include "engine/effects.h"
 #include "files/twin_names.h"
 #include "walk/scope.h"
 
@@ -29,15 +26,13 @@ class TreeWalk {
 
  protected:
   struct Options {
-    std::u16string_view From, To;
-    bool Compare;                        ///< leave files that are the same on both sides
-    std::u16string_view FileFailedText;  ///< before a file's path in the log
-    bool KeepNewer = false;              ///< leave destinations that were written later
-    bool AsksFirst = false;              ///< MayChange is asked before the first change
-    bool KeepLinks = false;              ///< files of several names get one copy of several names
+    bool Compare;            ///< leave files that are the same on both sides
+    bool KeepNewer = false;  ///< leave destinations that were written later
+    bool AsksFirst = false;  ///< MayChange is asked before the first change
   };
-  /// The context and the texts outlive the walk.
-  TreeWalk(RunContext& context, Scope scope, const Options& options);
+  /// From the job's source to its destination, as their work paths are. All outlive the walk.
+  TreeWalk(RunContext& context, const BackupJob& job, Effects& effects, Scope scope,
+           const Options& options);
 
   /// Called when the walk comes to a folder; false leaves the folder out.
   virtual bool EnterFolder() { return true; }
@@ -52,24 +47,21 @@ class TreeWalk {
   /// backup, which stays apart from this one's; else empty. Asked of folders below the roots and of
   /// what may be an archive by its name.
   virtual std::u16string_view PlaceOfOthers(const FolderPair&, std::u16string_view) { return {}; }
-  /// Around all that is done in the destination's root, which can be written to. Not in a plan.
+  /// Around all that is done in the destination's root, which can be written to.
   virtual void RootReady(const FolderPair&) {}
   virtual void RootDone(const FolderPair&) {}
   /// Whether a folder's copy gets the folder's permissions and times.
   virtual bool FinishesFolder(const FolderPair&) { return true; }
   /// Whether an entry of the present destination folder may be about to be removed.
   virtual bool IsGoing(std::u16string_view) const { return false; }
-  /// While the run is only planned: whether its own synchronisation removes this entry of the
-  /// present destination folder before it is looked at.
-  virtual bool IsPlannedGone(std::u16string_view) const { return false; }
-
-  /// Where changes of the destination go.
-  GroupCommit& Group() { return dest_.Group(); }
   bool Cancelled() const { return context_.State.CancelRequested; }
-  /// An entry of the present folder as the plan names it; with an empty name the folder itself.
-  std::u16string BelowRoot(std::u16string_view name) const;
+  /// Tells of an entry of the present folder; with an empty name, of the folder itself.
+  void Note(PlanAction action, PlanReason reason, bool is_folder, std::u16string_view name,
+            std::uint64_t size = 0);
 
   RunContext& context_;
+  const BackupJob& job_;
+  Effects& effects_;
   WalkPaths paths_;
   Scope scope_;
 
@@ -90,44 +82,22 @@ class TreeWalk {
                   bool again);
   void DecideOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                      const FileStatus* dest, bool again);
+  /// One that cannot be looked at in the source.
+  void DecideUnseenFile(const FolderPair& pair, std::u16string_view name);
   /// Whether a file of several names is dealt with as one more name of a copy that this run has
   /// come by before. `again` as for HandleFile.
-  bool TakeAsLink(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
-                  const FileStatus* dest, bool again);
-  /// Makes it one; false, with nothing done, where that cannot be.
-  bool LinkOneFile(HardLinks::FirstCopy& first, const FolderPair& pair, std::u16string_view name,
-                   const FileStatus* dest, bool equal);
-  /// What has been left as it is, or copied, may be the first of several names.
-  void NoteLeft(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
-                const FileStatus& dest, bool again);
-  void NoteCopied(const FolderPair& pair, std::u16string_view name, const StagedFile& staged,
-                  const FileStatus& source);
-  void NoteFirst(const FolderPair& pair, std::u16string_view name, std::u16string_view temp_name,
-                 const FileStatus& source, const FileStatus* dest);
-  /// What the disk gets back when the name goes: of a file with several names a share, as all of
-  /// them may go.
-  static std::int64_t RoomOf(const FileStatus& dest);
-  PlanReason ReasonBeside(const FileStatus& source, const FileStatus& dest) const;
-  void PlanLink(std::u16string_view name, const FileStatus* dest, bool equal);
-  /// A line of the log that a run has once at most.
-  void TellOnce(bool& told, std::u16string_view text, std::u16string_view what);
-  bool ReadyDestination(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
+  bool TakeAsLink(const FileTurn& file, bool again);
+  /// Why a file is copied whose content is the same.
+  PlanReason ReasonBeside(const FileTurn& file);
   bool PassesMayChange();
   void DestinationFailed(ErrorCode why);
-  void PlanAgain(const FileStatus& source);
-  bool PlanDestination(const FolderPair* parent, FolderPair& pair);
-  CopyResult PlanCopy(std::u16string_view name, const FileStatus* source, const FileStatus* dest);
   /// Two links that lead to the same, where a link keeps no time of its own to go by.
   bool IsSameLink(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                   const FileStatus* dest) const;
   void LeaveAsItIs(std::u16string_view name);
   void ShowDone(std::u16string_view name);
-  void SetRight(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
-                const FileStatus& dest);
-  void PlanFinish(const FolderPair& pair);
   bool KeepsNewer(const FileStatus* source, const FileStatus* dest) const;
-  void CopyOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
-                   const FileStatus* dest);
+  void CopyOneFile(const FileTurn& file, PlanReason reason);
   /// Adds the file's size to what the run has dealt with.
   void CountSize(const FileStatus* source);
   void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name, bool again);
@@ -148,20 +118,15 @@ class TreeWalk {
   bool LeadsElsewhere() const;
 
   const Options options_;
-  DestChanges dest_;
-  CopyContext copy_;
-  std::optional<CopyAhead> ahead_;
+  std::unique_ptr<CopyAhead> ahead_;
   /// The folder that comes behind the present one and all below it; kept by the walk of its parent.
   struct NextFolder {
     const FolderPair* Parent = nullptr;  ///< null: it is not known
     const std::u16string* Name = nullptr;
   };
   NextFolder next_;
-  HardLinks links_;
-  bool told_no_link_ = false, told_full_ = false;
   std::atomic<bool> may_change_;  ///< read by the threads that work ahead
   TwinNames file_names_;          ///< of the present folder
-  std::size_t root_length_;       ///< of the source's path
 };
 
 /// Why a file is to be copied; nothing when it is left as it is: with comparison, when its

@@ -29,15 +29,15 @@ std::u16string LogFolder(const FileSystem& file_system) {
   return AddBackslash(JoinPath(file_system.ProgramFolder(), u"Log"));
 }
 
-JobLog::JobLog(const FileSystem& file_system, Clock& clock)
-    : file_system_(file_system), clock_(clock) {}
+JobLog::JobLog(const FileSystem& file_system, Clock& clock, bool silent)
+    : file_system_(file_system), clock_(clock), silent_(silent) {}
 
 JobLog::~JobLog() {
   if (file_) Flush();
 }
 
 void JobLog::OpenJobLog() {
-  if (file_) return;
+  if (file_ || silent_) return;
   const DateTime now = clock_.Now();
   const std::u16string folder_path = LogFolder(file_system_);
   const std::u16string stamp = LogFileStamp(now);
@@ -63,7 +63,7 @@ void JobLog::OpenJobLog() {
 }
 
 void JobLog::WriteJobLog(std::u16string_view line) {
-  if (failed_) return;
+  if (failed_ || silent_) return;
   if (!file_) OpenJobLog();
   if (failed_) return;
   buffer_ += line;
@@ -77,6 +77,7 @@ void JobLog::FlushDue(bool all) {
 }
 
 void JobLog::WriteTimed(std::u16string_view text) {
+  if (silent_) return;
   Trace("log", {text});
   const DateTime now = clock_.Now();
   if (time_text_.empty() || now != time_) {

@@ -18,8 +18,8 @@ inline constexpr std::u16string_view kNoJobLog = u"無法寫入日誌";
 
 class JobLog {
  public:
-  /// Both must outlive the log.
-  JobLog(const FileSystem& file_system, Clock& clock);
+  /// Both must outlive the log. A silent one never writes anything.
+  JobLog(const FileSystem& file_system, Clock& clock, bool silent = false);
   JobLog(const JobLog&) = delete;
   JobLog& operator=(const JobLog&) = delete;
   /// Closes an open log without an end banner.
@@ -60,6 +60,7 @@ class JobLog {
   DateTime time_{};  ///< of the last timed line, and its text
   std::u16string time_text_, line_;
   std::uint64_t flushed_at_ = 0;
+  const bool silent_;
   bool failed_ = false, opened_ = false;
 };
 

@@ -9,6 +9,7 @@
 
 #include "archive/compressed_backup.h"
 #include "base/text.h"
+#include "engine/into_plan.h"
 #include "engine/run_driver.h"
 #include "engine/run_planner.h"
 #include "engine/tree_count.h"
@@ -163,9 +164,8 @@ TEST_P(ScopeTest, PlanCountRunVerificationAndArchiveListAgree) {
       // Archives know no rules, and take in the subfolders always.
       Program.Exclusions.ExcEnabled = false;
       copy.IncludeSubfolders = true;
-      RunContext context = Program.Context;
-      context.Plan = &packing;
-      ArchiveContext archiving = context.Archiving();
+      PlanningContext apart(Program.Context, packing);
+      ArchiveContext archiving = apart.Context.Archiving();
       copy.Destination.WorkPath = u"D:\\elsewhere\\";
       PlanCompression(archiving, copy);
       PlanWalk(Program.Context, copy, whole);

@@ -1,0 +1,115 @@
+#include "engine/effects.h"
+
+#include <utility>
+
+#include "files/error_text.h"
+#include "files/path.h"
+
+namespace kavrel {
+
+namespace {
+
+// More than that is not left in a folder of temporary name: it would be gone if the run were
+// killed.
+constexpr std::uint32_t kMostUnnamed = 1000;
+constexpr std::uint64_t kMostUnnamedBytes = std::uint64_t{64} << 20;
+
+}  // namespace
+
+Effects::Effects(RunContext& context, const BackupJob& job, std::u16string_view file_failed_text)
+    : context_(context),
+      job_(job),
+      root_(AddBackslash(job.Destination.WorkPath)),
+      file_failed_text_(file_failed_text) {}
+
+bool Effects::WantsName(const FolderPair& pair) {
+  return pair.Unnamed &&
+         (pair.Unnamed->Files >= kMostUnnamed || pair.Unnamed->Staged >= kMostUnnamedBytes);
+}
+
+void Effects::CountFailed(std::u16string_view source_path, std::u16string_view why) {
+  ++context_.Counters.FailedFiles;
+  context_.LogTimed(file_failed_text_, source_path);
+  context_.LogWhy(why);
+}
+
+void Effects::CountFailure(std::u16string_view text, std::u16string_view what, ErrorCode why) {
+  ++context_.Counters.FailedFiles;
+  context_.LogTimed(text, what);
+  context_.LogWhy(why);
+}
+
+void Effects::CountUpdated(std::u16string_view path) {
+  ++context_.Counters.UpdatedAttributes;
+  context_.LogTimed(u": 更新屬性 (成功)：", path);
+}
+
+bool Effects::SeesDifference(const FolderPair& pair, std::u16string_view name,
+                             const FileStatus& source, const FileStatus& dest) const {
+  return metadata_->Differs(source, dest) || AttributesDiffer(pair, name, source, dest);
+}
+
+bool Effects::AttributesDiffer(const FolderPair& pair, std::u16string_view name,
+                               const FileStatus& source, const FileStatus& dest) const {
+  return metadata_->AttributesMayDiffer(source, dest) &&
+         pair.Dest.UpdateMetadata(name, source, pair.Source, true).Attributes;
+}
+
+bool Effects::NeedsOwnCopy(const FileTurn& file) const {
+  const FileStatus& dest = *file.Dest;
+  if (dest.Kind == FileKind::Folder || dest.Links < 2 || !metadata_) return false;
+  if (metadata_->Differs(file.Source, dest)) {
+    return metadata_->IsKnown() || !futile_.contains(RightsOf(file.Source, dest));
+  }
+  return AttributesDiffer(file.Pair, file.Name, file.Source, dest);
+}
+
+Effects::Rights Effects::RightsOf(const FileStatus& source, const FileStatus& dest) {
+  return {source.Mode, source.Owner, source.Group, dest.Mode, dest.Owner, dest.Group};
+}
+
+void Effects::NoteLeft(const FileTurn& file, bool again) {
+  if (file.Source.Links > 1) {
+    NoteFirst(file.Pair, file.Paths, file.Name, {}, file.Source, file.Dest);
+  }
+  if (file.Dest->Links > 1 && !again) links_.NoteOwner(file.Source, *file.Dest);
+}
+
+void Effects::NoteFirst(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
+                        std::u16string_view temp_name, const FileStatus& source,
+                        const FileStatus* dest) {
+  links_.NoteFirst(pair, name, temp_name, source, dest);
+  if (links_.IsFull()) TellOnce(told_full_, u": 硬連結過多，其餘個別複製：", paths.SourceOf(name));
+}
+
+void Effects::TellOnce(bool& told, std::u16string_view text, std::u16string_view what) {
+  if (!std::exchange(told, true)) context_.LogTimed(text, what);
+}
+
+void Effects::CountFileGone(ErrorCode error, std::u16string_view name, const SharedEmptying& in) {
+  RunCounters& counters = context_.Counters;
+  if (!error) {
+    ++(job_.UseRecycleBin ? counters.RecycledFiles : counters.SyncDeletedFiles);
+    if (in) ++counters.SourceFiles;
+  } else if (in) {
+    ++counters.FailedFiles;
+    in->Whole = false;
+  } else {
+    CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：", name,
+                 error);
+  }
+}
+
+void Effects::CountFolderGone(ErrorCode error, std::u16string_view path, const SharedEmptying& in) {
+  RunCounters& counters = context_.Counters;
+  if (!error) {
+    ++(job_.UseRecycleBin ? counters.RecycledFolders : counters.SyncDeletedFolders);
+    return;
+  }
+  if (in) in->Whole = false;
+  CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：", path,
+               error);
+  context_.Notes.Add(PlanAction::Fail, PlanReason::Blocked, true, BelowRoot(path));
+}
+
+}  // namespace kavrel

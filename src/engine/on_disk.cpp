@@ -1,0 +1,549 @@
+#include "engine/on_disk.h"
+
+#include "engine/mirror_guard.h"
+#include "files/error_text.h"
+#include "files/path.h"
+#include "files/remove_tree.h"
+#include "platform/error_codes.h"
+#include "platform/trace.h"
+
+namespace kavrel {
+
+namespace {
+
+bool SameRights(const FileStatus& a, const FileStatus& b) {
+  return a.Mode == b.Mode && a.Owner == b.Owner && a.Group == b.Group &&
+         a.Attributes == b.Attributes;
+}
+
+constexpr std::u16string_view kFolderFailed = u": 建立目錄 (失敗)：";
+
+}  // namespace
+
+/// A copy that is to get its name, or bears it already in a folder that has none yet.
+class OnDisk::CopyChange final : public Change {
+ public:
+  CopyChange(OnDisk& effects, std::shared_ptr<const CommitFolder> folder, StagedFile staged,
+             const CopyResult& result, std::shared_ptr<UnnamedFolder> unnamed,
+             std::u16string_view source_path)
+      : effects_(effects),
+        folder_(std::move(folder)),
+        staged_(std::move(staged)),
+        unnamed_(std::move(unnamed)),
+        bytes_(result.BytesCopied),
+        warning_(result.Warning),
+        source_path_(source_path) {}
+
+  void Commit(GroupCommit& group) override {
+    File replaced;
+    const ErrorCode error = staged_.Commit(folder_->Folder, &replaced);
+    TraceEffect(staged_.Replaces ? u"replaced" : u"made", folder_->Path, staged_.Name, error);
+    if (error) return GiveUp(error);
+    group.LetGo(*folder_, std::move(replaced));
+    RunCounters& counters = effects_.context_.Counters;
+    if (warning_) {
+      ++counters.WarningFiles;
+    } else {
+      ++counters.CopiedFiles;
+      counters.CopiedBytes += bytes_;
+    }
+    if (!unnamed_) return;
+    ++(warning_ ? unnamed_->Warnings : unnamed_->Copied);
+    if (!warning_) unnamed_->Bytes += bytes_;
+  }
+
+  void GiveUp(ErrorCode why) override {
+    TraceEffect(u"gave up", folder_->Path, staged_.Name, why);
+    if (const ErrorCode error = staged_.RollBack(folder_->Folder); error && !IsNotFound(error)) {
+      effects_.names_.NoteLeft();
+      if (unnamed_) unnamed_->Spoilt = true;
+    }
+    if (why) effects_.CountFailed(source_path_, ApiErrorText(why));
+  }
+
+  std::optional<NameChange> Naming() const override {
+    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
+  }
+  bool Replaces() const override { return staged_.Replaces; }
+
+ private:
+  OnDisk& effects_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const StagedFile staged_;
+  const std::shared_ptr<UnnamedFolder> unnamed_;
+  const std::uint64_t bytes_;
+  const bool warning_;
+  const std::u16string source_path_;
+};
+
+/// One more name of another copy that is to take the place of a copy of its own, which is as good.
+class OnDisk::RelinkChange final : public Change {
+ public:
+  RelinkChange(OnDisk& effects, std::shared_ptr<const CommitFolder> folder, StagedFile staged)
+      : effects_(effects), folder_(std::move(folder)), staged_(std::move(staged)) {}
+
+  void Commit(GroupCommit& group) override {
+    File replaced;
+    const ErrorCode error = staged_.Commit(folder_->Folder, &replaced);
+    const std::u16string path = folder_->Path + staged_.Name;
+    if (error) {
+      effects_.CountWarning(error, u"Could Not Link Destination File", path);
+      return GiveUp(error);
+    }
+    group.LetGo(*folder_, std::move(replaced));
+    effects_.context_.LogTimed(u": 建立硬連結 (成功)：", path);
+  }
+  // The copy of its own is still there.
+  void GiveUp(ErrorCode) override {
+    const ErrorCode error = staged_.RollBack(folder_->Folder);
+    if (error && !IsNotFound(error)) effects_.names_.NoteLeft();
+  }
+
+  std::optional<NameChange> Naming() const override {
+    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
+  }
+  bool Replaces() const override { return true; }
+
+ private:
+  OnDisk& effects_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const StagedFile staged_;
+};
+
+/// A new folder that is to get its name.
+class OnDisk::NameChangeOfFolder final : public Change {
+ public:
+  NameChangeOfFolder(OnDisk& effects, std::shared_ptr<UnnamedFolder> unnamed,
+                     std::shared_ptr<const CommitFolder> self)
+      : effects_(effects), unnamed_(std::move(unnamed)), self_(std::move(self)) {}
+
+  void Commit(GroupCommit&) override {
+    const CommitFolder& parent = *unnamed_->Parent;
+    if (!unnamed_->Spoilt && TakeName(parent.Folder) == 0) return;
+    Abandon();
+    if (RemoveTree(parent.Folder, unnamed_->TempName)) effects_.names_.NoteLeft();
+  }
+
+  /// Nothing that is in it can be reached.
+  void Abandon() override {
+    self_->Lost = true;
+    RunCounters& counters = effects_.context_.Counters;
+    counters.CopiedFiles -= unnamed_->Copied;
+    counters.CopiedBytes -= unnamed_->Bytes;
+    counters.WarningFiles -= unnamed_->Warnings;
+    counters.FailedFiles += unnamed_->Copied + unnamed_->Warnings + 1;
+    effects_.context_.LogTimed(kFolderFailed, self_->Path);
+  }
+  // What in it did not reach the disk is gone from it by now.
+  void GiveUp(ErrorCode) override { Commit(effects_.changes_); }
+
+ private:
+  ErrorCode TakeName(const Folder& parent) const {
+    const ErrorCode error = parent.Rename(unnamed_->TempName, unnamed_->Name);
+    // An empty folder that somebody has made meanwhile is as good as none.
+    const ErrorCode end =
+        IsTaken(error) ? parent.Replace(unnamed_->TempName, unnamed_->Name) : error;
+    TraceEffect(u"named folder", unnamed_->Parent->Path, unnamed_->Name, end);
+    return end;
+  }
+
+  OnDisk& effects_;
+  const std::shared_ptr<UnnamedFolder> unnamed_;
+  const std::shared_ptr<const CommitFolder> self_;
+};
+
+/// A folder that gets its times when what was changed in it is done.
+class OnDisk::FinishChange final : public Change {
+ public:
+  /// One handle is enough to wait with. What needs the source's is carried over now, and what would
+  /// keep the owner from changing the folder when nobody does any more.
+  FinishChange(OnDisk& effects, const FolderPair& pair, bool times_only, std::u16string_view path)
+      : effects_(effects), folder_(pair.Shared), finish_(FinishOf(pair, times_only)), path_(path) {
+    if (times_only) return;
+    FileStatus now = finish_.Like;
+    now.Mode |= kOwnerMayAll;
+    finish_.Updated = folder_->Folder.UpdateMetadata({}, now, pair.Source).Attributes;
+  }
+
+  void Commit(GroupCommit&) override {
+    effects_.FinishNow(folder_->Folder, folder_->Folder, finish_, path_);
+  }
+  // The folder is there whatever became of its files.
+  void GiveUp(ErrorCode) override { Commit(effects_.changes_); }
+
+ private:
+  OnDisk& effects_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  Finish finish_;
+  const std::u16string path_;
+};
+
+/// A file or an emptied folder that is to go.
+class OnDisk::RemovalChange final : public Change {
+ public:
+  /// `emptied`: of a folder, what became of its content.
+  RemovalChange(OnDisk& effects, const RemovalPlace& from, std::u16string_view name,
+                std::u16string_view path, SharedEmptying emptied)
+      : effects_(effects),
+        folder_(from.Shared),
+        name_(name),
+        path_(path),
+        in_(from.In),
+        emptied_(std::move(emptied)),
+        to_bin_(effects.job_.UseRecycleBin) {
+    if (to_bin_) place_ = effects_.bin_.Announce(folder_->Folder, name_);
+  }
+
+  void Commit(GroupCommit& group) override {
+    ErrorCode error = 0;
+    if (emptied_ && !emptied_->Whole) {
+      error = kErrNotEmpty;
+    } else if (to_bin_) {
+      error = place_ ? effects_.bin_.Move(folder_->Folder, name_, *place_) : place_.Error;
+    } else if (emptied_) {
+      error = folder_->Folder.RemoveFolder(name_);
+    } else {
+      Result<File> held = folder_->Folder.HoldEntry(name_);
+      error = folder_->Folder.RemoveFile(name_);
+      if (!error && held) group.LetGo(*folder_, std::move(*held));
+    }
+    TraceEffect(to_bin_ ? u"moved to the bin" : u"removed", folder_->Path, name_, error);
+    if (error == kErrNotEmpty && place_) effects_.bin_.Withdraw(*place_);
+    effects_.context_.State.LastApiError = error;
+    Finish(error);
+  }
+
+  void GiveUp(ErrorCode why) override {
+    if (place_) effects_.bin_.Withdraw(*place_);
+    if (why) Finish(why);
+  }
+
+ private:
+  void Finish(ErrorCode error) {
+    if (emptied_) {
+      effects_.CountFolderGone(error, path_, in_);
+    } else {
+      effects_.CountFileGone(error, name_, in_);
+    }
+  }
+
+  OnDisk& effects_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const std::u16string name_, path_;
+  const SharedEmptying in_, emptied_;
+  const bool to_bin_;
+  Result<RecycleBin::Place> place_;
+};
+
+OnDisk::OnDisk(RunContext& context, const BackupJob& job, std::u16string_view file_failed_text)
+    : Effects(context, job, file_failed_text),
+      names_(context.Clock, &context.Staged, root_),
+      bin_(context.Clock),
+      copy_{context.State, context.Clock, &context.Host, nullptr, &names_},
+      changes_(context.State, context.Host, names_) {
+  group_ = &changes_;
+}
+
+std::unique_ptr<CopyAhead> OnDisk::WorkAhead(const FolderPair& root, CopyAhead::Judge judge) {
+  if (!ProfitsFromThreads(context_, root)) return nullptr;
+  release_.emplace();
+  changes_.UseRelease(&*release_);
+  return std::make_unique<CopyAhead>(copy_, std::move(judge));
+}
+
+void OnDisk::TakeAhead(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
+                       CopyAhead& ahead) {
+  StagedFile staged;
+  const CopyResult result = StagePatiently([&] { return ahead.StageFront(staged); });
+  AddCopy(pair, paths.Dest(), result, std::move(staged), paths.SourceOf(name));
+}
+
+FolderPair OnDisk::Open(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
+                        CopyAhead::Listed* listed) {
+  FolderPair pair = OpenPair(context_.Files, parent, name, paths, listed);
+  if (!changes_.Pending() || !(IsExhausted(pair.SourceError) || IsExhausted(pair.DestError))) {
+    return pair;
+  }
+  changes_.Flush();
+  return OpenPair(context_.Files, parent, name, paths);
+}
+
+bool OnDisk::Make(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
+                  FolderPair& pair) {
+  std::u16string temporary;
+  const std::u16string_view path = paths.Dest(),
+                            above = path.substr(0, path.size() - name.size() - (parent ? 1 : 0));
+  const bool is_new = !pair.Dest && IsNotFound(pair.DestError);
+  if (parent && is_new && parent->DestManners.KeepsOrder) {
+    const std::shared_ptr<const CommitFolder>& shared = Shared(*parent, above);
+    Result<Folder> made = Result<Folder>::Fail(kErrExists);
+    while (shared && IsTaken(made.Error)) {
+      temporary = names_.Next();
+      made = parent->Dest.MakeFolder(temporary);
+    }
+    if (made) {
+      pair.Dest = std::move(*made);
+      pair.DestIsNew = true;
+      pair.Unnamed = std::make_shared<UnnamedFolder>();
+      pair.Unnamed->Parent = shared;
+      pair.MadeAs = temporary;
+      pair.Unnamed->TempName = std::move(temporary);
+      pair.Unnamed->Name = name;
+    } else if (!temporary.empty()) {
+      // It may be there all the same, made and not to be opened.
+      names_.NoteLeft();
+    }
+  }
+  // An access list holds the owner's rights, too: it differs while the folder can be written to.
+  pair.DestOnlyLocked = metadata_ && pair.DestFound && !OwnerMayAll(*pair.DestFound) &&
+                        !SeesDifference(pair, {}, pair.SourceStatus, *pair.DestFound);
+  if (!MakeDestination(context_.Files, parent, name, paths, pair)) return false;
+  // The new name in the folder above is to reach the disk, too; its times change with it.
+  if (pair.DestIsNew) {
+    const auto& changed = Shared(parent ? *parent : pair, above);
+    if (changed) changes_.NoteChanged(changed);
+  }
+  return true;
+}
+
+const std::shared_ptr<const CommitFolder>& OnDisk::Shared(const FolderPair& pair,
+                                                          std::u16string_view path) {
+  if (!pair.Shared) {
+    Result<std::shared_ptr<const CommitFolder>> shared =
+        changes_.Share(pair.Dest, path, pair.Unnamed ? pair.Unnamed->Parent : nullptr);
+    if (shared) pair.Shared = std::move(*shared);
+  }
+  return pair.Shared;
+}
+
+CopyResult OnDisk::StagePatiently(const std::function<CopyResult()>& stage) {
+  const RunState& state = context_.State;
+  const CopyResult result = stage();
+  const bool exhausted = result.Failed && !state.CancelRequested && IsExhausted(state.LastApiError);
+  if (!exhausted || !(changes_.Pending() || release_)) return result;
+  changes_.Flush();
+  if (release_) release_->Drain();
+  return state.CancelRequested ? result : stage();
+}
+
+void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
+                     const CopyResult& result, StagedFile staged, std::u16string_view source_path) {
+  if (result.Failed) return CountFailed(source_path, result.Message);
+  if (result.Warning) context_.LogTimed(result.Message);
+  if (!staged) {
+    ++context_.Counters.CopiedFiles;
+    context_.Counters.CopiedBytes += result.BytesCopied;
+    return;
+  }
+  const std::shared_ptr<const CommitFolder>& shared = Shared(pair, dest_path);
+  if (!shared) {
+    if (staged.RollBack(pair.Dest)) names_.NoteLeft();
+    return CountFailed(source_path);
+  }
+  if (pair.Unnamed) {
+    ++pair.Unnamed->Files;
+    pair.Unnamed->Staged += result.BytesCopied;
+  }
+  changes_.AddStaged(shared,
+                     std::make_unique<CopyChange>(*this, shared, std::move(staged), result,
+                                                  pair.Unnamed, source_path),
+                     result.BytesCopied);
+}
+
+void OnDisk::AddRelink(const FolderPair& pair, std::u16string_view dest_path, StagedFile staged) {
+  if (const std::shared_ptr<const CommitFolder>& shared = Shared(pair, dest_path)) {
+    changes_.AddStaged(shared, std::make_unique<RelinkChange>(*this, shared, std::move(staged)), 0);
+  } else if (staged.RollBack(pair.Dest)) {
+    names_.NoteLeft();
+  }
+}
+
+void OnDisk::GiveName(const FolderPair& pair) {
+  if (!pair.Unnamed) return;
+  // Without a handle of its own the folder holds nothing that was counted.
+  std::shared_ptr<const CommitFolder> self =
+      Shared(pair, pair.Unnamed->Parent->Path + pair.Unnamed->Name + PathSeparator(root_));
+  if (!self) self = std::make_shared<CommitFolder>();
+  const std::shared_ptr<const CommitFolder> parent = pair.Unnamed->Parent;
+  changes_.Add(parent, std::make_unique<NameChangeOfFolder>(*this, std::move(pair.Unnamed), self));
+  pair.Unnamed.reset();
+}
+
+void OnDisk::FinishFolder(const FolderPair& pair, const WalkPaths& paths) {
+  if (!pair.Source) return;
+  const std::u16string_view path = paths.Dest();
+  const bool times_only = IsRootPath(paths.Source()) || IsFinished(pair);
+  if (pair.Shared && changes_.Pending()) {
+    changes_.Add(pair.Shared, std::make_unique<FinishChange>(*this, pair, times_only, path));
+  } else {
+    FinishNow(pair.Dest, pair.Source, FinishOf(pair, times_only), path);
+  }
+}
+
+OnDisk::Finish OnDisk::FinishOf(const FolderPair& pair, bool times_only) {
+  Finish finish{pair.SourceStatus, pair.DestFound, times_only};
+  // What the run itself has changed is no difference.
+  if (pair.DestOnlyLocked) finish.Found.reset();
+  return finish;
+}
+
+bool OnDisk::IsFinished(const FolderPair& pair) const {
+  // The times come last: where they are the source's, the attributes were set before them. A folder
+  // that its owner may not write to was made writable by this run.
+  return metadata_ && pair.DestFound && OwnerMayAll(*pair.DestFound) &&
+         pair.DestFound->Written == pair.SourceStatus.Written &&
+         !MayDiffer(pair.SourceStatus, *pair.DestFound);
+}
+
+void OnDisk::FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
+                       std::u16string_view path) {
+  const FileStatus& like = finish.Like;
+  const MetadataUpdate update = FinishDestination(dest, like, source, finish.TimesOnly);
+  if (metadata_ && finish.Found && !finish.TimesOnly) {
+    bool changed = update.Attributes || finish.Updated;
+    if (!changed && metadata_->Differs(like, *finish.Found)) {
+      const Result<FileStatus> now = dest.Status();
+      changed = now && !SameRights(*now, *finish.Found);
+    }
+    if (changed) CountUpdated(path);
+  }
+  if (update.Error) {
+    CountWarning(update.Error, u"Could Not Set Destination Folder Attributes", path);
+  }
+}
+
+void OnDisk::CountWarning(ErrorCode error, std::u16string_view text, std::u16string_view path) {
+  ++context_.Counters.WarningFiles;
+  context_.LogTimed(FailText(context_.State, error, text, path));
+}
+
+void OnDisk::NoteOwnCopy(const FileTurn& file, const StagedFile& staged) {
+  const FileStatus& dest = *file.Dest;
+  if (!staged || dest.Links < 2 || !metadata_ || metadata_->IsKnown()) return;
+  const Result<FileStatus> made = file.Pair.Dest.Status(staged.TempName);
+  if (made && SameRights(*made, dest) && metadata_->Differs(file.Source, dest)) {
+    NoteFutile(RightsOf(file.Source, dest));
+  }
+}
+
+void OnDisk::NoteFutile(const Rights& rights) {
+  constexpr std::size_t kMostFutile = 1000;
+  if (futile_.size() < kMostFutile) futile_.insert(rights);
+}
+
+void OnDisk::UpdateFile(const FileTurn& file) {
+  const FolderPair& pair = file.Pair;
+  const FileStatus& source = file.Source;
+  const FileStatus& dest = *file.Dest;
+  // Nothing is written through a name that is not the only one.
+  if (dest.Links > 1) return;
+  const Rights rights = RightsOf(source, dest);
+  const bool differs = metadata_->Differs(source, dest) && !futile_.contains(rights);
+  if (!differs && !metadata_->AttributesMayDiffer(source, dest)) return;
+  const MetadataUpdate update = pair.Dest.UpdateMetadata(file.Name, source, pair.Source);
+  if (!differs && !update.Attributes && !update.Error) return;
+  const std::u16string path = std::u16string(file.Paths.Dest()) += file.Name;
+  const Result<FileStatus> now = pair.Dest.Status(file.Name);
+  const bool changed = update.Attributes || (now && !SameRights(*now, dest));
+  if (changed) {
+    CountUpdated(path);
+    if (const auto& shared = Shared(pair, file.Paths.Dest())) changes_.NoteChanged(shared);
+    if (!pair.DestManners.SyncsWhole) pair.Dest.SyncFile(file.Name);
+  }
+  const bool still = now && metadata_->Differs(source, *now);
+  // Where only trying shows what can be set, nobody is told of what cannot, nor is it tried again.
+  if (still && !metadata_->IsKnown()) {
+    NoteFutile(rights);
+  } else if (update.Error || still) {
+    CountWarning(update.Error ? update.Error : kErrAccess,
+                 u"Could Not Set Destination File Attributes", path);
+  }
+}
+
+void OnDisk::Copy(const FileTurn& file, PlanReason) {
+  StagedFile staged;
+  FileStatus opened;
+  const CopySide from{file.Pair.Source, file.Paths.Source(), file.Name, &file.Source};
+  const CopySide to = SideOfCopy(file.Pair, file.Paths.Dest(), file.Name, file.Dest);
+  const CopyResult result =
+      StagePatiently([&] { return StageShown(copy_, from, to, staged, &opened); });
+  if (file.Dest) NoteOwnCopy(file, staged);
+  if (staged && !result.Warning) NoteCopied(file, staged, opened);
+  AddCopy(file.Pair, file.Paths.Dest(), result, std::move(staged), file.Paths.SourceOf(file.Name));
+}
+
+void OnDisk::NoteCopied(const FileTurn& file, const StagedFile& staged, const FileStatus& opened) {
+  if (!job_.Extras.KeepHardLinks || opened.Kind != FileKind::File || opened.Links < 2) return;
+  const bool unnamed = staged.TempName == staged.Name;
+  const Result<FileStatus> dest = file.Pair.Dest.Status(staged.TempName);
+  if (!dest) return;
+  NoteFirst(file.Pair, file.Paths, file.Name, unnamed ? std::u16string_view() : staged.TempName,
+            opened, &*dest);
+}
+
+bool OnDisk::Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) {
+  StagedFile staged;
+  const ErrorCode error = links_.Stage(first, file.Pair, file.Name, file.Dest, names_, staged);
+  if (error) {
+    if (IsBeyondLinks(error)) {
+      TellOnce(told_no_link_, u": 目標無法建立硬連結，個別複製：", file.Paths.SourceOf(file.Name));
+    }
+    return false;
+  }
+  if (equal) {
+    ++context_.Counters.UnchangedFiles;
+    AddRelink(file.Pair, file.Paths.Dest(), std::move(staged));
+  } else {
+    AddCopy(file.Pair, file.Paths.Dest(), {false, false, {}, 0}, std::move(staged),
+            file.Paths.SourceOf(file.Name));
+  }
+  return true;
+}
+
+void OnDisk::MarkFolder(const Folder& dest) {
+  kavrel::MarkFolder(context_, job_, dest);
+}
+
+void OnDisk::MarkMirrored(const Folder& dest) {
+  kavrel::MarkMirrored(context_, job_, dest);
+}
+
+bool OnDisk::PassesGuard(ForeseenFolders& foreseen) {
+  return PassMirrorGuard(context_, job_, foreseen);
+}
+
+bool OnDisk::Begin(RemovalPlace& from, std::u16string_view path) {
+  if (from.Shared) return true;
+  from.Shared = *changes_.Share(from.Folder, path);
+  if (from.Shared && from.In) from.Shared->Going = true;
+  return from.Shared != nullptr;
+}
+
+void OnDisk::RemoveFile(const RemovalPlace& from, const FolderEntry& file,
+                        std::u16string_view path) {
+  Queue(from.Shared, std::make_unique<RemovalChange>(*this, from, file.Name, path, nullptr));
+}
+
+void OnDisk::RemoveFolder(const RemovalPlace& from, std::u16string_view name,
+                          std::u16string_view path, const SharedEmptying& emptied) {
+  Queue(from.Shared, std::make_unique<RemovalChange>(*this, from, name, path, emptied));
+}
+
+void OnDisk::Queue(const std::shared_ptr<const CommitFolder>& folder,
+                   std::unique_ptr<Change> change) {
+  // What goes to the bin is described there first.
+  if (job_.UseRecycleBin) {
+    changes_.AddStaged(folder, std::move(change), 0);
+  } else {
+    changes_.Add(folder, std::move(change));
+  }
+}
+
+void OnDisk::Settle() {
+  const ErrorCode error = changes_.Settle();
+  if (!error) return;
+  ++context_.Counters.FailedFiles;
+  context_.LogTimed(SyncFailedText(root_, error));
+}
+
+}  // namespace kavrel

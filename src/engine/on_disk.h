@@ -1,0 +1,95 @@
+// What a run changes on the disk: copies that get their names, files that go, folders that are made
+// and finished, each when the disk has what it relies on (files/group_commit.h), and counted then.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "engine/effects.h"
+#include "files/file_copy.h"
+#include "files/late_release.h"
+#include "files/temp_names.h"
+#include "platform/recycle_bin.h"
+
+namespace kavrel {
+
+class OnDisk final : public Effects {
+ public:
+  /// All outlive this. `file_failed_text`: before a file's path in the log.
+  OnDisk(RunContext& context, const BackupJob& job, std::u16string_view file_failed_text);
+
+  void Settle() override;
+  std::unique_ptr<CopyAhead> WorkAhead(const FolderPair& root, CopyAhead::Judge judge) override;
+  void TakeAhead(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
+                 CopyAhead& ahead) override;
+  /// Waits for pending changes where there are too many open files.
+  FolderPair Open(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
+                  CopyAhead::Listed* listed) override;
+  bool Make(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
+            FolderPair& pair) override;
+  void GiveName(const FolderPair& pair) override;
+  void FinishFolder(const FolderPair& pair, const WalkPaths& paths) override;
+  void MarkFolder(const Folder& dest) override;
+  void MarkMirrored(const Folder& dest) override;
+  void Copy(const FileTurn& file, PlanReason reason) override;
+  bool Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) override;
+  void UpdateFile(const FileTurn& file) override;
+  bool PassesGuard(ForeseenFolders& foreseen) override;
+  void Unlock(const Folder& folder) override { folder.MakeWritable(); }
+  void Enter(const Folder& folder, std::u16string_view) override { folder.MakeWritable(); }
+  bool Begin(RemovalPlace& from, std::u16string_view path) override;
+  void RemoveFile(const RemovalPlace& from, const FolderEntry& file,
+                  std::u16string_view path) override;
+  void RemoveFolder(const RemovalPlace& from, std::u16string_view name, std::u16string_view path,
+                    const SharedEmptying& emptied) override;
+
+ private:
+  class CopyChange;
+  class RelinkChange;
+  class NameChangeOfFolder;
+  class FinishChange;
+  class RemovalChange;
+
+  /// The destination folder as pending changes hold it; null where it cannot be opened once more.
+  const std::shared_ptr<const CommitFolder>& Shared(const FolderPair& pair,
+                                                    std::u16string_view path);
+  /// Makes a copy; where there was no room or no handle left, a second time with nothing pending.
+  CopyResult StagePatiently(const std::function<CopyResult()>& stage);
+  /// The copy takes its name when it is on the disk, and is counted then. One that failed is
+  /// counted at once, and so is one that copied nothing.
+  void AddCopy(const FolderPair& pair, std::u16string_view dest_path, const CopyResult& result,
+               StagedFile staged, std::u16string_view source_path);
+  /// A link that is to take the place of a file which is as good, once the disk has it. One that
+  /// cannot take its place is a warning.
+  void AddRelink(const FolderPair& pair, std::u16string_view dest_path, StagedFile staged);
+  /// It may be the first of several names.
+  void NoteCopied(const FileTurn& file, const StagedFile& staged, const FileStatus& opened);
+  /// A copy of its own has been staged (NeedsOwnCopy). Where it came out no different, on a disk
+  /// that does not hold what the source has, no other is made for the same.
+  void NoteOwnCopy(const FileTurn& file, const StagedFile& staged);
+  void NoteFutile(const Rights& rights);
+  /// What a folder is finished with, its own handle apart.
+  struct Finish {
+    FileStatus Like;
+    std::optional<FileStatus> Found;  ///< the folder before, where it is to be compared
+    bool TimesOnly;        ///< its attributes are what they should be, or belong to the drive
+    bool Updated = false;  ///< its extended attributes were set right already
+  };
+  static Finish FinishOf(const FolderPair& pair, bool times_only);
+  /// Whether a run before has finished the folder and its attributes need no look.
+  bool IsFinished(const FolderPair& pair) const;
+  void FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
+                 std::u16string_view path);
+  void CountWarning(ErrorCode error, std::u16string_view text, std::u16string_view path);
+  void Queue(const std::shared_ptr<const CommitFolder>& folder, std::unique_ptr<Change> change);
+
+  TempNames names_;
+  std::optional<LateRelease> release_;
+  RecycleBin bin_;
+  CopyContext copy_;
+  GroupCommit changes_;
+};
+
+}  // namespace kavrel
