@@ -58,6 +58,7 @@ class ListBuilder {
   void Walk(const Folder& folder, const std::u16string& prefix) {
     std::vector<std::u16string> subfolders;
     const bool is_destination = IsDestination(folder);
+    const bool may_hold_states = scope_.MayHoldStates(PathBelow(job_.Source.WorkPath, prefix));
     const FolderScope here = scope_.In({});
     FolderReader reader(folder);
     while (const FolderEntry* entry = reader.Next()) {
@@ -66,7 +67,8 @@ class ListBuilder {
       if (entry->Kind == FileKind::Folder) {
         if (here.TakesFolder(entry->Name)) subfolders.push_back(entry->Name);
       } else if (here.TimesTaken(entry->Name) > 0 &&
-                 !(is_destination && IsOwnArchive(entry->Name, true))) {
+                 !(is_destination && IsOwnArchive(entry->Name, true)) &&
+                 !(may_hold_states && IsFormerArchive(folder, entry->Name))) {
         ++Found;
         Add(folder, prefix, here, *entry);
       }
@@ -109,6 +111,13 @@ class ListBuilder {
   bool IsDestination(const Folder& folder) const {
     const Result<FileStatus> status = folder.Status();
     return status && scope_.Own().Is(*status);
+  }
+
+  /// One that a former run put into another folder of a destination with dates, by its mark.
+  bool IsFormerArchive(const Folder& folder, std::u16string_view name) const {
+    if (!IsOwnArchive(name, true)) return false;
+    const Result<OwnerMark> mark = ReadOwnerMark(folder, name);
+    return mark && mark->Names(job_.Extras.Id);
   }
 
   void Add(const Folder& folder, const std::u16string& prefix, const FolderScope& here,

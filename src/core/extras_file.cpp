@@ -86,7 +86,10 @@ struct TextField {
   std::u16string_view Name;
   std::u16string JobExtras::*Field;
 };
-constexpr TextField kTexts[] = {{u"Id", &JobExtras::Id}, {u"MirroredTo", &JobExtras::MirroredTo}};
+constexpr TextField kTexts[] = {{u"Id", &JobExtras::Id},
+                                {u"MirroredTo", &JobExtras::MirroredTo},
+                                {u"SourcePlace", &JobExtras::SourcePlace},
+                                {u"DestinationPlace", &JobExtras::DestinationPlace}};
 constexpr std::u16string_view kKeyNames[] = {u"Name", u"Source", u"Destination"};
 struct BytesField {
   std::u16string_view Name;
@@ -327,6 +330,8 @@ void ForgetPlaces(JobExtras& extras) {
   const JobExtras none;
   extras.MirroredTo.clear();
   extras.Mounts.clear();
+  extras.SourcePlace.clear();
+  extras.DestinationPlace.clear();
   extras.StateFiles = none.StateFiles;
   extras.SourceBytes = extras.LargestFile = extras.SourceDiskBytes = 0;
   extras.Made.clear();

@@ -44,6 +44,9 @@ struct JobExtras : ExtraSettings {
   /// The MirrorPlace of mirror runs by a version that wrote no marks; empty when there is none.
   std::u16string MirroredTo;
   std::vector<KnownMount> Mounts;  ///< empty = not known
+  /// Where the source and a destination without dates really lay then, links followed: what was
+  /// mounted inside them is looked for inside the places of today. Empty = not known.
+  std::u16string SourcePlace, DestinationPlace;
   /// Files in the last whole dated folder or archive; -1 = not known.
   std::int64_t StateFiles = -1;
   /// Of the source in the last whole run, rounded up to powers of two: all of it, and its largest

@@ -50,12 +50,14 @@ class JobDisks {
         job_(job),
         scope_(scope),
         source_(RealPlace(context.Files, job.Source.WorkPath)),
-        dest_(RealPlace(context.Files, job.Destination.WorkPath)) {
+        dest_(RealPlace(context.Files, job.Destination.WorkPath)),
+        known_(job.Extras.Mounts) {
+    MoveKnown();
     ReadRules(context);
     // What is mounted on demand is mounted by this.
     context.Files.OpenFolder(job.Source.WorkPath);
     FindPlace(context.Files, job.Destination.WorkPath);
-    for (const KnownMount& known : job.Extras.Mounts) {
+    for (const KnownMount& known : known_) {
       if (Matters(known)) context.Files.OpenFolder(known.Point);
     }
     mounts_.Load();
@@ -73,7 +75,7 @@ class JobDisks {
       const KnownMount* holder = Holder(of_source);
       if (holder) add(MatterWithHolder(*holder));
     }
-    for (const KnownMount& known : job_.Extras.Mounts) {
+    for (const KnownMount& known : known_) {
       if (Matters(known) && &known != Holder(known.OfSource)) add(MatterWith(known));
     }
     for (const bool of_source : {true, false}) {
@@ -93,12 +95,22 @@ class JobDisks {
       const std::u16string point = mounts_.PointOf(Place(of_source));
       Add(of_source, point.empty() ? std::u16string(kRoot) : point, present);
       for (const std::u16string& disk : mounts_.DisksBelow(Place(of_source))) {
-        if (IsInside(of_source, disk)) Add(of_source, disk, present);
+        // What came during the run hides something that the run has seen, or not.
+        if (IsInside(of_source, disk) && (FindMount(known_, of_source, disk) ||
+                                          context_.Mounted.HeldMount(PathOf(of_source, disk)))) {
+          Add(of_source, disk, present);
+        }
       }
     }
-    for (const KnownMount& known : job_.Extras.Mounts) {
+    for (const KnownMount& known : known_) {
       if (FindMount(present, known.OfSource, known.Point)) continue;
-      if (!IsInside(known.OfSource, known.Point) || !KeepsAll()) continue;
+      if (!IsWithin(known.OfSource, known.Point)) continue;
+      if (!IsReached(known.OfSource, known.Point)) {
+        // The backup still holds what this run has not looked at.
+        present.push_back(known);
+        continue;
+      }
+      if (!KeepsAll()) continue;
       // Without a mount of its own the same folder is there.
       if (Knows(known, mounts_.MarkOf(known.Point))) continue;
       NoteMark(present.emplace_back(known), kNothing);
@@ -106,19 +118,56 @@ class JobDisks {
     return present;
   }
 
- private:
+  /// What is mounted where now, for the time of a run. False when that has changed since the look.
+  bool Note(MountedInside& mounted) {
+    mounted.Clear();
+    mounted.Note(context_.Files, mounts_, job_.Source.WorkPath, source_);
+    mounted.Note(context_.Files, mounts_, job_.Destination.WorkPath, dest_);
+    const std::vector<std::u16string> points = mounts_.Points();
+    mounts_.Load();
+    return points == mounts_.Points();
+  }
+
   const std::u16string& Place(bool of_source) const { return of_source ? source_ : dest_; }
 
+ private:
+  /// What was mounted inside a place is looked for where that place is now: a link may lead there
+  /// by another path, or the disk that holds it may be mounted elsewhere.
+  void MoveKnown() {
+    for (KnownMount& known : known_) {
+      const std::u16string& was =
+          known.OfSource ? job_.Extras.SourcePlace : job_.Extras.DestinationPlace;
+      const std::u16string& place = Place(known.OfSource);
+      if (was.empty() || place.empty() || was == place) continue;
+      if (known.Point == was || !IsAtOrBelow(known.Point, was)) continue;
+      const std::u16string_view below =
+          std::u16string_view(known.Point).substr(was == kRoot ? 0 : was.size());
+      known.Point = std::u16string(place == kRoot ? std::u16string_view() : place) += below;
+    }
+  }
+
+  /// By which a walk comes to a mount point inside the source or the destination.
+  std::u16string PathOf(bool of_source, std::u16string_view point) const {
+    return PathBelow(of_source ? job_.Source.WorkPath : job_.Destination.WorkPath,
+                     Below(of_source, point));
+  }
   /// Whether the backup keeps what a disk held that is away: then that has to be agreed to once.
   bool KeepsAll() const { return !job_.Synchronise && job_.Extras.KeepNewest == 0; }
 
-  /// Whether a run of the job comes to what is mounted at this point.
-  bool IsInside(bool of_source, std::u16string_view point) const {
+  /// Whether a point lies in the source, or in the destination, and not in the other one, should
+  /// that lie in this one.
+  bool IsWithin(bool of_source, std::u16string_view point) const {
     const std::u16string& place = Place(of_source);
     if (place.empty() || point.size() <= place.size() || !IsAtOrBelow(point, place)) return false;
     const std::u16string& other = Place(!of_source);
-    if (IsAtOrBelow(other, point) || IsAtOrBelow(point, other)) return false;
+    return !IsAtOrBelow(other, place) || !(IsAtOrBelow(other, point) || IsAtOrBelow(point, other));
+  }
+  /// Whether a run of the job comes to a point that lies within.
+  bool IsReached(bool of_source, std::u16string_view point) const {
     return job_.IncludeSubfolders && (of_source ? !IsExcluded(point) : !job_.Compressed);
+  }
+  bool IsInside(bool of_source, std::u16string_view point) const {
+    return IsWithin(of_source, point) && IsReached(of_source, point);
   }
 
   /// The path of something inside the source or the destination, below that.
@@ -157,11 +206,10 @@ class JobDisks {
   /// What the source or the destination lay on: the first that was remembered of its side. Where it
   /// is now tells nothing: a link may lead to a folder above it. Null where nothing is known.
   const KnownMount* Holder(bool of_source) const {
-    const auto& known = job_.Extras.Mounts;
-    const auto found = std::find_if(known.begin(), known.end(), [&](const KnownMount& one) {
+    const auto found = std::find_if(known_.begin(), known_.end(), [&](const KnownMount& one) {
       return one.OfSource == of_source;
     });
-    return found == known.end() ? nullptr : &*found;
+    return found == known_.end() ? nullptr : &*found;
   }
 
   /// `mark`: of what is mounted there; empty for what has none.
@@ -208,7 +256,8 @@ class JobDisks {
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
     if (Knows(known, mark) && (mounted || !mark.empty())) return {};
     if (mounted && known.Marks.empty()) return {};
-    if (!mounted && KeepsAll() && Knows(known, kNothing)) return {};
+    // What a run may do without, a restore would fill.
+    if (!mounted && KeepsAll() && !scope_.Restores && Knows(known, kNothing)) return {};
     std::u16string text(known.OfSource ? u"來源" : u"目標");
     text += u"資料夾中的";
     text += mounted ? u"磁碟不是先前的那一個：" : u"磁碟沒有掛載：";
@@ -218,7 +267,7 @@ class JobDisks {
   /// A disk that no run has met, mounted over a folder that a run deals with. It hides what that
   /// held, or the run would fill it.
   std::u16string MatterWithNew(bool of_source, const std::u16string& point) const {
-    if (FindMount(job_.Extras.Mounts, of_source, point)) return {};
+    if (FindMount(known_, of_source, point)) return {};
     const std::u16string_view below = Below(of_source, point);
     const bool matters =
         of_source
@@ -241,8 +290,10 @@ class JobDisks {
 
   void Add(bool of_source, const std::u16string& point, std::vector<KnownMount>& present) const {
     KnownMount mount{of_source, point, {}};
-    const KnownMount* known = FindMount(job_.Extras.Mounts, of_source, point);
+    const KnownMount* known = FindMount(known_, of_source, point);
     if (known) mount.Marks = known->Marks;
+    // Copies that were made without this disk lie hidden below it: that is to be agreed to anew.
+    if (!of_source) std::erase(mount.Marks, kNothing);
     std::u16string mark = mounts_.MarkOf(point);
     // Where any disk will do, one without a mark adds nothing.
     if (mark.empty() && !mount.Marks.empty()) mark = kUnmarked;
@@ -254,6 +305,7 @@ class JobDisks {
   const BackupJob& job_;
   const DiskScope scope_;
   const std::u16string source_, dest_;
+  std::vector<KnownMount> known_;  ///< at the paths of today
   MountTable mounts_;
 };
 
@@ -265,13 +317,24 @@ std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
 }
 
 bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope) {
-  if (context.Force) return true;
-  const std::u16string objection = DiskObjection(context, job, scope);
-  return objection.empty() || AskToGoOn(context, job, RunRefusal::DiskAway, u"檢查磁碟", objection);
+  std::u16string objection;
+  // What comes or goes between the look and the note is looked at once more.
+  for (int tries = 0; tries < 3; ++tries) {
+    JobDisks disks(context, job, scope);
+    if (!job.Extras.Mounts.empty()) objection = disks.Objection();
+    if (disks.Note(context.Mounted)) break;
+  }
+  return context.Force || objection.empty() ||
+         AskToGoOn(context, job, RunRefusal::DiskAway, u"檢查磁碟", objection);
 }
 
 void RememberDisks(const RunContext& context, BackupJob& job) {
-  job.Extras.Mounts = JobDisks(context, job).Present();
+  const JobDisks disks(context, job);
+  job.Extras.Mounts = disks.Present();
+  job.Extras.SourcePlace = disks.Place(true);
+  // That of a dated one is another each time, and what was mounted in the last one stays there.
+  const bool dated = job.Destination.Path.find(u'<') != std::u16string::npos;
+  job.Extras.DestinationPlace = dated ? std::u16string() : disks.Place(false);
 }
 
 }  // namespace kavrel

@@ -32,7 +32,7 @@ std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
 /// the cancel flag is set.
 bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope = {});
 
-/// After a whole run: what is mounted now is what the job relies on.
+/// After a whole run: what is mounted now, and was when it began, is what the job relies on.
 void RememberDisks(const RunContext& context, BackupJob& job);
 
 }  // namespace kavrel

@@ -42,6 +42,7 @@ class LookAhead {
         paths_(job.Source.WorkPath, job.Destination.WorkPath),
         scope_(job, context.Exclusions, job.Destination.WorkPath) {
     plan_.Depth = RunPlan::Level::Counts;
+    planning_.Context.Mounted = context.Mounted;
   }
 
   void Run() { Walk(nullptr, {}); }
@@ -68,6 +69,7 @@ class LookAhead {
   void Walk(const FolderPair* parent, std::u16string_view name) {
     if (scope_.IsExcluded(paths_.Source())) return;
     FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
+    CheckMounts(planning_.Context.Mounted, parent, paths_, pair);
     if (!pair.Source || !pair.Dest) return;
     const Result<FileStatus> dest = pair.Dest.Status();
     if (!dest) return;

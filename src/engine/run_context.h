@@ -10,6 +10,7 @@
 #include "core/run_plan.h"
 #include "core/settings.h"
 #include "engine/folder_pair.h"
+#include "engine/mounted_inside.h"
 #include "engine/ownership.h"
 #include "files/error_text.h"
 #include "files/run_state.h"
@@ -58,6 +59,8 @@ struct RunContext {
   /// The destination as the run found it. A look ahead takes time, in which the path may have come
   /// to lead elsewhere; the walk then writes nothing.
   FolderIdentity DestRoot{};
+  /// By the look at the disks before the run; empty where nobody has looked.
+  MountedInside Mounted{};
   PlaceFound Place{};                     ///< whose the run's place was when it began
   RunRefusal Refusal = RunRefusal::None;  ///< of the current or last run
   /// Why, in words. Of a run without a source: which disk is away, as far as that is known.

@@ -47,6 +47,14 @@ Synchronisation::Synchronisation(RunContext& context, const BackupJob& job, Effe
   source_lineage_ = *source_root.Lineage();
 }
 
+/// Whether the folder of the source in which a disk was mounted has gone with it.
+bool Synchronisation::WasMounted(const WalkPaths& paths, const FolderEntry& entry) const {
+  if (entry.Kind != FileKind::Folder) return false;
+  std::u16string path(paths.Source());
+  path += entry.Name;
+  return context_.Mounted.HeldMount(path += PathSeparator(path));
+}
+
 bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t>& held) {
   FolderReader reader(source);
   while (const FolderEntry* entry = reader.Next()) held.push_back(EntryKey(*entry));
@@ -87,7 +95,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     if (context_.State.CancelRequested) return true;
     if (path.size() == root_length_ && IsOwnerMark(entry->Name)) continue;
     if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
-        IsToGo(pair.Source, *entry, kept, comes_back)) {
+        !WasMounted(paths, *entry) && IsToGo(pair.Source, *entry, kept, comes_back)) {
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
       if (seen) seen->Folder.Gone.push_back(*entry);

@@ -40,6 +40,7 @@ class Synchronisation {
   bool IsGoing(std::u16string_view name) const;
 
  private:
+  bool WasMounted(const WalkPaths& paths, const FolderEntry& entry) const;
   bool ListSource(const Folder& source, std::vector<std::uint64_t>& held);
   void SyncForeseen(const FolderPair& pair, const ForeseenFolders::Folder& foreseen,
                     std::u16string& path, const FileStatus& dest);

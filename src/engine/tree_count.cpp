@@ -15,8 +15,9 @@ bool TreeCount::Advance(std::size_t entries) {
   if (!started_) {
     started_ = true;
     Result<Folder> source = file_system_.OpenFolder(path_);
-    if (const Result<Folder> dest = file_system_.OpenFolder(to_)) {
-      scope_.SetOwn(*dest, source ? &*source : nullptr);
+    if (Result<Folder> dest = file_system_.OpenFolder(to_)) {
+      dest_ = std::move(*dest);
+      scope_.SetOwn(dest_, source ? &*source : nullptr);
     }
     Enter(std::move(source), 0);
   }
@@ -31,6 +32,8 @@ bool TreeCount::Advance(std::size_t entries) {
       EnterNext();
     }
   }
+  // Its disk may be taken away now.
+  if (done_) dest_ = Folder();
   return done_;
 }
 

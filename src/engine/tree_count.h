@@ -41,6 +41,7 @@ class TreeCount {
 
   const FileSystem& file_system_;
   const std::u16string to_;
+  Folder dest_;  ///< open while it is counted
   Scope scope_;
   std::u16string path_;  ///< of the folder at work, with its trailing separator
   std::vector<Level> levels_;

@@ -88,6 +88,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   FolderPair pair = effects_.Open(parent, name, paths_, listed ? &*listed : nullptr);
   pair.Above = parent;
   pair.Name = name;
+  CheckMounts(context_.Mounted, parent, paths_, pair);
   RememberRoot(pair);
   if (!parent && LeadsElsewhere()) return DestinationFailed(0);
   // A destination inside the source is never copied into itself, whatever path leads there.
@@ -101,6 +102,9 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   }
   if (effects_.KeepsMetadata() && pair.Dest) {
     if (const Result<FileStatus> found = pair.Dest.Status()) pair.DestFound = *found;
+    if (pair.DestFound && context_.Mounted.IsGone(paths_.Dest(), *pair.DestFound)) {
+      return DestinationFailed(kErrNoDevice);
+    }
   }
   if (!parent && pair.Dest) StartAhead(pair);
   const bool report = BeforeFiles(pair);

@@ -40,6 +40,15 @@ std::u16string JoinPath(std::u16string_view folder, std::u16string_view name) {
   return result;
 }
 
+std::u16string PathBelow(std::u16string_view folder, std::u16string_view below) {
+  std::u16string path = AddBackslash(folder);
+  const char16_t separator = PathSeparator(path);
+  for (const std::u16string_view part : Split(below, u'/')) {
+    if (!part.empty()) (path += part) += separator;
+  }
+  return path;
+}
+
 std::u16string_view PathFolder(std::u16string_view path) {
   const std::int32_t kind = PathKind(path);
   if (kind == 3 || path.size() < 2) return {};

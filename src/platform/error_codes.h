@@ -14,7 +14,7 @@ namespace kavrel {
 /// The system's own numbers, so that its message table has their texts.
 inline constexpr ErrorCode kErrNotFound = 2, kErrAccess = 5, kErrIsFolder = 5, kErrTooLarge = 8,
                            kErrInvalid = 123, kErrNotEmpty = 145, kErrExists = 183,
-                           kErrTooDeep = 206, kErrNotSupported = 50;
+                           kErrTooDeep = 206, kErrNotSupported = 50, kErrNoDevice = 1617;
 
 /// True when nothing has that name; the folder that should hold it may be missing as well.
 constexpr bool IsNotFound(ErrorCode code) {
@@ -41,7 +41,7 @@ constexpr bool IsBeyondLinks(ErrorCode code) {
 inline constexpr ErrorCode kErrNotFound = ENOENT, kErrAccess = EACCES, kErrIsFolder = EISDIR,
                            kErrTooLarge = ENOMEM, kErrInvalid = EINVAL, kErrNotEmpty = ENOTEMPTY,
                            kErrExists = EEXIST, kErrTooDeep = ENAMETOOLONG,
-                           kErrNotSupported = EOPNOTSUPP;
+                           kErrNotSupported = EOPNOTSUPP, kErrNoDevice = ENODEV;
 
 /// True when nothing has that name; the folder that should hold it may be missing as well.
 constexpr bool IsNotFound(ErrorCode code) {

@@ -17,16 +17,35 @@ void TraceLeftOut(std::u16string_view why, std::u16string_view folder, std::u16s
   if (Tracing()) Trace("scope", {u"left out ", folder, name, u": ", why});
 }
 
+/// Whether two folders with one mark are the same folder, reached in two ways, or one is a copy:
+/// then all that is in it was changed last when it was copied.
+bool IsSeenTwice(const Folder& one, const Folder& other) {
+  // Many views pass the numbers on, and tell of changes a second late.
+  const Result<FileStatus> first = one.Status(), second = other.Status();
+  if (first && second && first->Id == second->Id) return true;
+  FolderReader reader(one);
+  bool empty = true;
+  while (const FolderEntry* entry = reader.Next()) {
+    if (entry->Kind == FileKind::Folder) continue;
+    empty = false;
+    const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
+    if (a && b && a->Changed == b->Changed && a->Size == b->Size) return true;
+  }
+  return empty;
+}
+
 }  // namespace
 
 Scope::Scope(const BackupJob& job, const ExclusionSet& rules, std::u16string_view own)
     : rules_(&rules), own_path_(AddBackslash(own)), subfolders_(job.IncludeSubfolders) {
   TakeTypes(job);
+  TakeStates(job);
 }
 
 Scope Scope::OfArchive(const BackupJob& job) {
   Scope scope;
   scope.TakeTypes(job);
+  scope.TakeStates(job);
   return scope;
 }
 
@@ -51,6 +70,14 @@ void Scope::TakeTypes(const BackupJob& job) {
   if (patterns_.size() == 1 && patterns_[0] == kAllFiles) patterns_.clear();
 }
 
+void Scope::TakeStates(const BackupJob& job) {
+  const std::u16string& entered = job.Destination.Path;
+  const std::size_t tag = entered.find(u'<');
+  if (tag != entered.npos && PathStartsWith(entered, AddBackslash(job.Source.WorkPath))) {
+    own_states_ = PathFolder(entered.substr(0, tag + 1));
+  }
+}
+
 bool Scope::IsExcluded(std::u16string_view folder) const {
   if (!rules_ || !rules_->IsFolderExcluded(folder)) return false;
   TraceLeftOut(u"a rule excludes the folder", folder, {});
@@ -59,6 +86,7 @@ bool Scope::IsExcluded(std::u16string_view folder) const {
 
 void Scope::SetOwn(const Folder& folder, const Folder* source) {
   own_ = IdentityOf(folder);
+  own_folder_ = own_path_.empty() ? nullptr : &folder;
   // Only a destination behind something else is seen in the source so; and asked of a server for
   // each folder its mark would cost more than the files.
   own_has_views_ =
@@ -78,11 +106,22 @@ bool Scope::IsOwn(std::u16string_view path, const Folder& folder, const FileStat
     TraceLeftOut(u"the destination, by its identity", path, {});
     return true;
   }
-  if (!own_has_views_) return false;
-  const Result<OwnerMark> mark = ReadOwnerMark(folder);
-  if (!mark || !mark->Names(job_->Extras.Id) || !IsSamePath(mark->Place, own_path_)) return false;
+  if (!IsOwnByMark(path, folder)) return false;
   TraceLeftOut(u"the destination, by its mark", path, {});
   return true;
+}
+
+bool Scope::IsOwnByMark(std::u16string_view path, const Folder& folder) const {
+  if (own_path_.empty()) return false;
+  const bool may_be_state = MayHoldStates(path);
+  // Through most things it bears its own name.
+  const bool may_be_view =
+      own_has_views_ || PathName(DropBackslash(path)) == PathName(DropBackslash(own_path_));
+  if (!may_be_state && !may_be_view) return false;
+  const Result<OwnerMark> mark = ReadOwnerMark(folder);
+  if (!mark || !mark->Names(job_->Extras.Id)) return false;
+  return may_be_state ||
+         (IsSamePath(mark->Place, own_path_) && own_folder_ && IsSeenTwice(folder, *own_folder_));
 }
 
 bool Scope::IsOwnRoot(std::u16string_view path, const Folder& root) const {

@@ -12,6 +12,7 @@
 #include "core/backup_job.h"
 #include "core/run_plan.h"
 #include "files/folder_identity.h"
+#include "files/path.h"
 #include "files/path_set.h"
 #include "platform/files.h"
 #include "rules/exclusion_rules.h"
@@ -66,11 +67,18 @@ class Scope {
   /// separator.
   bool IsExcluded(std::u16string_view folder) const;
   /// Whether the folder is the job's destination or lies in it: by its path as far as that tells,
-  /// and where it is open by its identity, and by its mark where the destination is reached through
-  /// something that gives its folders other numbers; never by letters that two paths share.
+  /// and where it is open by its identity, and by its mark where it may be seen through something
+  /// that gives its folders other numbers; never by letters that two paths share. What the job's
+  /// former runs made of a destination with dates is part of it.
   bool IsOwn(std::u16string_view path, const Folder& folder, const FileStatus& status) const;
   /// The same of the walk's root, which may lie in the destination under any path.
   bool IsOwnRoot(std::u16string_view path, const Folder& root) const;
+
+  /// Whether the folder is one of those that the job's former runs may have made, or put archives
+  /// into, of a destination with dates.
+  bool MayHoldStates(std::u16string_view folder) const {
+    return !own_states_.empty() && PathStartsWith(folder, own_states_);
+  }
 
   /// `folder`: its path with its trailing separator.
   FolderScope In(std::u16string_view folder) const;
@@ -86,15 +94,19 @@ class Scope {
   friend class FolderScope;
   Scope() = default;
   void TakeTypes(const BackupJob& job);
+  void TakeStates(const BackupJob& job);
   bool IsOwnPath(std::u16string_view path) const;
+  bool IsOwnByMark(std::u16string_view path, const Folder& folder) const;
 
   const BackupJob* job_ = nullptr;        ///< null: no file types and no size limit
   const ExclusionSet* rules_ = nullptr;   ///< null: none
   const PathSet* only_ = nullptr;         ///< null: everything
   std::vector<std::u16string> patterns_;  ///< empty: all names, or those that no pattern finds
   std::u16string own_path_;               ///< with its trailing separator; empty: none
+  std::u16string own_states_;             ///< what holds all dated ones, likewise
   FolderIdentity own_;
-  bool own_has_views_ = false;  ///< the destination can be in the source under another number
+  const Folder* own_folder_ = nullptr;  ///< open, and the caller's
+  bool own_has_views_ = false;  ///< the destination may be in the source under any name and number
   std::size_t root_length_ = 0;
   bool subfolders_ = true, files_ = true;
 };

@@ -163,6 +163,20 @@ TEST_F(BackupWalkTest, DestinationInsideTheSourceIsNeverCopiedIntoItself) {
   EXPECT_FALSE(fs::exists(Source() / "backup" / "backup"));
 }
 
+TEST_F(BackupWalkTest, WhatFormerRunsMadeInsideTheSourceIsNotBackedUp) {
+  WriteTestFile(Source() / "a", "x");
+  for (const BackupType type : {BackupType::Full, BackupType::Compressed}) {
+    BackupJob& job = AddJob(type);
+    if (job.Compressed && !Program.Archiver.Present()) continue;
+    job.Destination.Path = job.Compressed ? u"C:\\src\\zips\\<dd>\\" : u"C:\\src\\states\\<dd>\\";
+    for (int day = 1; day < 4; ++day) {
+      Clock.Set(*FromCivil(2009, 9, day, 1));
+      // The archives hold the three states, but none of those before.
+      EXPECT_EQ(Run(job).CopiedFiles, job.Compressed ? 4U : 1U) << day;
+    }
+  }
+}
+
 TEST_F(BackupWalkTest, WhetherRulesCountIsNeverGuessed) {
   WriteTestFile(Source() / "a.tmp", "x");
   ASSERT_TRUE(Program.Settings.SetExcEnabled(true));

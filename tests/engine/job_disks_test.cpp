@@ -263,6 +263,48 @@ TEST_P(JobDisksTest, ASourceThatGoesAfterTheGuardsLetsNoOldBackupGoEither) {
   EXPECT_NE(LogLines().find(": 備份途中來源或目標不見了 (失敗)："), std::string::npos);
 }
 
+TEST_P(JobDisksTest, ADiskThatComesOrGoesDuringARunCostsNothingOfItsBackup) {
+  if (GetParam() == BackupType::Compressed) return;
+  Program.Context.CopyAhead = false;
+  const fs::path disk = Source() / "disk", sub = Source() / "sub", copy = Temp.DriveD() / "dst";
+  fs::create_directories(disk);
+  if (mount("none", disk.c_str(), "tmpfs", 0, "size=512k") != 0) GTEST_SKIP() << "no right to";
+  WriteTestFile(disk / "f", "x");
+  WriteTestFile(Source() / "first", "1");
+  ExpectRan(0);
+  WriteTestFile(Source() / "first", "12");
+  Host.AtProgress = [&](auto...) { umount2(disk.c_str(), MNT_DETACH); };
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(copy / "disk" / "f"), "x");
+  EXPECT_GT(Job().LastRunResult.FailedFiles, 0U);
+  // The folder that it was mounted on may go with it.
+  ASSERT_EQ(mount("none", disk.c_str(), "tmpfs", 0, "size=512k"), 0);
+  WriteTestFile(disk / "f", "x");
+  Host.AtProgress = nullptr;
+  ExpectRan(0);
+  WriteTestFile(Source() / "first", "123");
+  Host.AtProgress = [&](auto...) {
+    umount2(disk.c_str(), MNT_DETACH);
+    fs::remove(disk);
+  };
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(copy / "disk" / "f"), "x");
+  fs::create_directories(disk);
+  ASSERT_EQ(mount("none", disk.c_str(), "tmpfs", 0, "size=512k"), 0);
+  // What comes hides what was there.
+  WriteTestFile(Source() / "first", "1234");
+  Host.AtProgress = [&](auto...) {
+    if (!fs::is_empty(sub)) mount("none", sub.c_str(), "tmpfs", 0, "size=512k");
+  };
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_GT(Job().LastRunResult.FailedFiles, 0U);
+  Host.AtProgress = nullptr;
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
+  EXPECT_EQ(ReadTestFile(copy / "sub" / "0"), "x");
+  umount(sub.c_str());
+  umount(disk.c_str());
+}
+
 TEST_P(JobDisksTest, AnotherSourceOrDestinationIsAnotherStory) {
   Job().Destination.Path = GetParam() == BackupType::Compressed ? u"D:\\dst\\" : u"D:\\<dd>\\";
   Job().Extras.KeepNewest = 1;

@@ -227,6 +227,57 @@ TEST_P(AwayTest, ADiskThatComesAndGoesIsAskedAboutOnceWhereNothingIsRemoved) {
   }
 }
 
+TEST_P(AwayTest, WhatLiesInsideIsKnownByWhateverPathLeadsThere) {
+  const fs::path link = job_.Temp.Root() / "link", moved = job_.Temp.Root() / "moved";
+  fs::create_directory_symlink(photos_, link);
+  Kavrelctl({"edit", "J", "--adopt", "--source", link});
+  ASSERT_EQ(Run().ExitCode, 0);
+  Unmount(photos_ / "inner");
+  Unmount(photos_);
+  ASSERT_TRUE(Mount("photos", moved));
+  fs::remove(link);
+  fs::create_directory_symlink(moved, link);
+  ExpectStopped("來源資料夾中的磁碟沒有掛載：" + (moved / "inner").string());
+  ASSERT_TRUE(Mount("inner", moved / "inner"));
+  EXPECT_EQ(Run().ExitCode, 0);
+  // Nor does one run that does not come there forget it.
+  Kavrelctl({"edit", "J", "--no-subfolders"});
+  EXPECT_EQ(Run().ExitCode, 0);
+  Kavrelctl({"edit", "J", "--subfolders"});
+  Unmount(moved / "inner");
+  EXPECT_EQ(Run().ExitCode, 6);
+  // What a run may do without, a restore asks about.
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  const bool removes = GetParam() == std::string("sync");
+  EXPECT_EQ(job_.Command({"restore", "J", "--archive", "latest"}).ExitCode == 0, removes);
+  EXPECT_EQ(fs::exists(moved / "inner" / "b0"), false);
+  Unmount(moved);
+}
+
+TEST_P(AwayTest, ADiskInsideTheDestinationIsAskedAboutWheneverItGoes) {
+  if (GetParam() == std::string("compressed")) GTEST_SKIP() << "an archive is one file";
+  // The destination may lie in its source.
+  Kavrelctl({"edit", "J", "--adopt", "--dest", photos_ / "bk"});
+  WriteTestFile(photos_ / "sub" / "s", "x");
+  ASSERT_EQ(Run().ExitCode, 0);
+  job_.Dest = photos_ / "bk";
+  const fs::path copy = job_.Dest / "sub";
+  ASSERT_TRUE(Mount("other", copy));
+  ExpectStopped("目標資料夾中掛載了先前沒有的磁碟：" + copy.string());
+  EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+  EXPECT_EQ(Run().ExitCode, 0);
+  for (int i = 0; i < 2; ++i) {
+    Unmount(copy);
+    EXPECT_EQ(Run().ExitCode, 6);
+    EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
+    EXPECT_EQ(Run().ExitCode, 0) << "as was agreed to";
+    ASSERT_TRUE(Mount("other", copy));
+    const bool knows = Run().ExitCode == 0;
+    EXPECT_TRUE(knows || job_.Command({"run", "J", "--force"}).ExitCode == 0);
+  }
+  Unmount(copy);
+}
+
 INSTANTIATE_TEST_SUITE_P(, AwayTest, testing::Values("full", "differential", "sync", "compressed"),
                          [](const auto& test) { return std::string(test.param); });
 
@@ -258,6 +309,21 @@ TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
                  "--dest", job.Source / "backup", "--no-source-folder"}),
             0);
   EXPECT_EQ(ctl({"run", "O"}), 6);
+  // The other way round: the source by the view. A copy of the backup is no backup of the job's.
+  EXPECT_EQ(RunCommand({"/bin/cp", "-a", job.Dest, job.Source / "old"}).ExitCode, 0);
+  fs::create_directories(job.Source / "copies");
+  fs::rename(job.Source / "old", job.Source / "copies" / "backup");
+  ASSERT_EQ(ctl({"edit", "J", "--source", view, "--dest", job.Source / "backup", "--adopt"}), 0);
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(ctl({"run", "J"}), 0);
+    EXPECT_FALSE(fs::exists(job.Source / "backup" / "backup")) << "copied into itself";
+    EXPECT_TRUE(fs::exists(job.Source / "backup" / "copies" / "backup" / "a"));
+  }
+  EXPECT_EQ(ctl({"verify", "J"}), 0);
+  // And onto a disk of that kind what is restored goes, like onto any other.
+  fs::remove(job.Source / "a");
+  EXPECT_EQ(ctl({"restore", "J"}), 0);
+  EXPECT_EQ(ReadTestFile(job.Source / "a"), "x");
   EXPECT_EQ(ReadTestFile(job.Source / "backup" / "a"), "x");
   RunCommand({"/bin/umount", "-l", view});
 }
