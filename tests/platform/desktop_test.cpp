@@ -8,8 +8,8 @@
 
 #include "base/text.h"
 #include "platform/clock.h"
-#include "platform/desktop_entry.h"
 #include "platform/folders.h"
+#include "platform/posix/desktop_entry.h"
 #include "platform/priority.h"
 #include "support/temp_folder.h"
 #include "support/unprivileged.h"

@@ -13,10 +13,10 @@
 
 #include "base/text.h"
 #include "platform/child_process.h"
-#include "platform/desktop_entry.h"
 #include "platform/files.h"
 #include "platform/folders.h"
 #include "platform/launcher.h"
+#include "platform/posix/desktop_entry.h"
 #include "platform/posix/native.h"
 
 namespace kavrel {

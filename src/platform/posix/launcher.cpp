@@ -4,8 +4,8 @@
 #include <sys/stat.h>
 
 #include "base/text.h"
-#include "platform/desktop_entry.h"
 #include "platform/files.h"
+#include "platform/posix/desktop_entry.h"
 
 namespace kavrel {
 
