@@ -78,14 +78,6 @@ TEST_F(FileCopyTest, CarriesContentTimesAndPermissionsAndReportsEveryBlock) {
   }
 }
 
-TEST_F(FileCopyTest, WithoutASinkPumpsBeforeAndAfterEveryFifthBlock) {
-  WriteTestFile(from_, Pattern(131072 * 11));
-  context_.Sink = nullptr;
-  context_.Pump = &host_;
-  EXPECT_FALSE(Copy().Failed);
-  EXPECT_EQ(host_.Pumps, 1 + 1 + 2);
-}
-
 TEST_F(FileCopyTest, CancelLeavesTheOldDestinationWholeUnderItsName) {
   WriteTestFile(from_, Pattern(1000000));
   WriteTestFile(to_, "old content");

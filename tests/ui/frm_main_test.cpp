@@ -203,18 +203,6 @@ TEST(FrmMain, ExitSavesEverything) {
   EXPECT_NE(ReadTestFile(main.Temp.Home() / "Log/QVDlog.log"), "");
 }
 
-TEST(FrmMain, NamedJobsRunOnceAndTheProgramEnds) {
-  MainWindow main;
-  main.AddJob(u"照片");
-  main.AddJob(u"文件");
-  main.WriteSource("文件/甲.txt", "a");
-  QSignalSpy ended(&main.Window, &FrmMain::Ended);
-  main.Start(u"沒有 文件");
-  EXPECT_TRUE(WaitUntil([&] { return ended.count() > 0; }));
-  EXPECT_TRUE(exists(main.Backup("文件/甲.txt")));
-  EXPECT_FALSE(exists(main.Backup("照片")));
-}
-
 /// Waits for a window of this class, closes it, and tells that it came.
 template <class T>
 void Expect(bool& came, const std::function<void(T&)>& look = {}) {

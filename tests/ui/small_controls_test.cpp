@@ -2,19 +2,14 @@
 
 #include <QApplication>
 #include <QDateTimeEdit>
-#include <QElapsedTimer>
 #include <QLabel>
-#include <QProgressBar>
 #include <QSignalSpy>
-#include <QSystemTrayIcon>
 #include <QTabBar>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
 #include "ui/controls/cls_date.h"
-#include "ui/controls/cls_notify_icon.h"
-#include "ui/controls/cls_progress.h"
 #include "ui/controls/cls_status_bar.h"
 #include "ui/controls/cls_tab_strip.h"
 #include "ui/icons.h"
@@ -66,37 +61,6 @@ TEST(StatusBar, APanelWiderThanTheWindowIsNoReasonToGrow) {
   EXPECT_EQ(bar.Text(1), "");
 }
 
-struct PaintCounter : QObject {
-  bool eventFilter(QObject*, QEvent* event) override {
-    if (event->type() == QEvent::Paint) ++Paints;
-    return false;
-  }
-  int Paints = 0;
-};
-
-TEST(Progress, ShowsTheLastOfManyValuesAndPaintsFewOfThem) {
-  QWidget window;
-  clsProgress progress;
-  progress.SetTargetPictureBox(&window);
-  progress.SetMax(5000);
-  progress.Create();
-  ShowAndWait(window);
-  auto* bar = Find<QProgressBar>(window);
-  PaintCounter counter;
-  bar->installEventFilter(&counter);
-  QElapsedTimer timer;
-  timer.start();
-  for (int value = 0; value <= 4321; ++value) {
-    progress.SetValue(value);
-    EXPECT_EQ(progress.Value(), value);
-    QApplication::processEvents();
-  }
-  EXPECT_TRUE(WaitUntil([&] { return bar->value() == 4321; }));
-  EXPECT_LE(counter.Paints, timer.elapsed() / 40 + 2);
-  progress.SetValue(9999);
-  EXPECT_EQ(progress.Value(), 5000);
-}
-
 TEST(Date, KeepsDateAndTimeWhicheverItShows) {
   // In this zone the clock jumps over the hour that is set below.
   qputenv("TZ", "America/New_York");
@@ -130,24 +94,6 @@ TEST(Date, KeepsDateAndTimeWhicheverItShows) {
   EXPECT_FALSE(edit->isEnabled());
   qunsetenv("TZ");
   tzset();
-}
-
-TEST(NotifyIcon, SaysWhereThereIsNoTrayAndTurnsClicksIntoEvents) {
-  QWidget window;
-  clsNotifyIcon icon;
-  EXPECT_FALSE(icon.Init(&window, LoadIcon(IconId::Program), "Kavrel"));
-  EXPECT_FALSE(clsNotifyIcon::Available());
-  icon.SetToolTip("備份中 42%");
-  auto* tray = icon.findChild<QSystemTrayIcon*>();
-  EXPECT_EQ(tray->toolTip(), "備份中 42%");
-  EXPECT_FALSE(tray->icon().isNull());
-  QSignalSpy left(&icon, &clsNotifyIcon::LButtonUp), right(&icon, &clsNotifyIcon::RButtonUp);
-  Q_EMIT tray->activated(QSystemTrayIcon::Trigger);
-  Q_EMIT tray->activated(QSystemTrayIcon::DoubleClick);
-  Q_EMIT tray->activated(QSystemTrayIcon::MiddleClick);
-  Q_EMIT tray->activated(QSystemTrayIcon::Context);
-  EXPECT_EQ(left.count(), 1);
-  EXPECT_EQ(right.count(), 1);
 }
 
 double Luminance(const QColor& colour) {

@@ -76,22 +76,6 @@ TEST(WindowSubclasser, AHandledEventReachesNeitherEarlierHooksNorTheWindow) {
   EXPECT_EQ(calls, (QStringList{"late- 0 ", "late- 0 "}));
 }
 
-TEST(WindowSubclasser, AnOwnerMayHaveTheWindowGoFirst) {
-  QStringList calls;
-  QLineEdit edit;
-  Recorder owner("own", calls);
-  WindowSubclasser subclasser;
-  subclasser.Subclass(&edit, &owner);
-  subclasser.AddMessage(&edit, QEvent::KeyPress, SubclassWhen::Before);
-  owner.Act = [&](SubclassWhen, bool& handled, bool& result, QEvent* event) {
-    result = subclasser.CallOldWndProc(&edit, event);
-    handled = true;
-    edit.setText(edit.text() + "!");
-  };
-  Press(edit, Qt::Key_X);
-  EXPECT_EQ(edit.text(), "x!");
-}
-
 TEST(WindowSubclasser, HooksMayEndWhileTheyAreCalled) {
   QStringList calls;
   Recorder owner("own", calls);
