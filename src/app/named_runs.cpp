@@ -6,8 +6,7 @@ namespace kavrel {
 
 namespace {
 
-std::u16string TroubleOf(ExitCode code, RunOutcome outcome, const BackupJob& job,
-                         const RunCounters& counters, std::u16string_view refusal) {
+std::u16string TroubleOf(ExitCode code, const RunReport& report, const BackupJob& job) {
   switch (code) {
     case kSourceMissing:
       return u"找不到來源資料夾 " + job.Source.Path;
@@ -15,11 +14,12 @@ std::u16string TroubleOf(ExitCode code, RunOutcome outcome, const BackupJob& job
       return u"找不到 7-Zip 程式";
     case kGuarded:
     case kNoSpace:
-      return std::u16string(refusal);
+      return report.RefusalText;
     case kInterrupted:
-      return outcome == RunOutcome::NotStarted ? u"沒有執行" : u"備份中斷";
+      return report.Outcome == RunOutcome::NotStarted ? u"沒有執行" : u"備份中斷";
     default:
-      return u"失敗 " + Grouped(counters.FailedFiles + counters.UnseenFiles) + u" 個檔案";
+      return u"失敗 " + Grouped(report.Counters.FailedFiles + report.Counters.UnseenFiles) +
+             u" 個檔案";
   }
 }
 
@@ -34,14 +34,14 @@ void NamedRuns::NoSuchJob(std::u16string_view name) {
   Note(kNoSuchJob, u"找不到排程「" + std::u16string(name) + u"」");
 }
 
-void NamedRuns::Ran(RunOutcome outcome, const BackupJob& job, const RunCounters& counters,
-                    std::u16string_view refusal, const VerifyReport* verified) {
+void NamedRuns::Ran(const RunReport& report, const BackupJob& job) {
   const std::u16string name = u"「" + job.Name + u"」：";
-  const ExitCode code = CodeOfRun(outcome, job, counters);
-  if (code != kDone) Note(code, name + TroubleOf(code, outcome, job, counters, refusal));
+  const ExitCode code = CodeOfRun(report.Outcome, job, report.Counters);
+  if (code != kDone) Note(code, name + TroubleOf(code, report, job));
+  const std::optional<VerifyReport>& verified = report.Verification;
   if (!verified) return;
   const ExitCode verify_code = CodeOfVerification(*verified);
-  if (verify_code == kGuarded) Note(verify_code, name + std::u16string(refusal));
+  if (verify_code == kGuarded) Note(verify_code, name + verified->RefusalText);
   if (verify_code == kInterrupted) Note(verify_code, name + u"驗證中斷");
   if (verify_code == kSomeFailed) {
     Note(verify_code, name + u"驗證有 " + Grouped(verified->Counters.Differences()) + u" 個差異");

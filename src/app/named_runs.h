@@ -13,10 +13,8 @@ namespace kavrel {
 class NamedRuns {
  public:
   void NoSuchJob(std::u16string_view name);
-  /// To be told after each run, and of the verification that followed it, if any. The refusal is
-  /// the run's, empty where no guard stopped it.
-  void Ran(RunOutcome outcome, const BackupJob& job, const RunCounters& counters,
-           std::u16string_view refusal, const VerifyReport* verified);
+  /// To be told after each run.
+  void Ran(const RunReport& report, const BackupJob& job);
   /// The store could not be read or written.
   void StoreFailed(std::u16string_view path, std::u16string_view reason);
 

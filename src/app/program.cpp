@@ -36,8 +36,8 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
       Archiver(Files),
       Staged(Files),
       Pause(Files, clock),
-      Context{Files, clock,   State,      host_,    Store,  Settings, Exclusions,
-              Log,   LogRows, ProgramLog, Archiver, Staged, Mounts,   no_notes_},
+      Context{{},  Files,   clock,      State,    host_,  Store,  Settings, Exclusions,
+              Log, LogRows, ProgramLog, Archiver, Staged, Mounts, no_notes_},
       Scheduler(clock, State, Store, Pause, host_, host_, Actions()) {
   for (SharedFile* file : {&Store.File(), &Store.Extras(), &Exclusions.File(), &Filters.File()}) {
     file->Kept = [this](auto path, auto copy) { host_.OtherVersionKept(path, copy); };
@@ -46,7 +46,7 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
 
 SchedulerActions Program::Actions() {
   return {[this](BackupJob& job) {
-            last_outcome_ = RunStoredJob(job);
+            RunStoredJob(job);
             if (State.CommandLineRun) NoteNamedRun(job);
           },
           [this] { priority_.ApplyProcessPriority(Settings.ProcessPriority()); },
@@ -154,31 +154,28 @@ int Program::ImportJobs(std::u16string_view path) {
 RunOutcome Program::RunStoredJob(BackupJob& job) {
   const SleepInhibitor awake;
   Mounts.Load();
-  last_verification_.reset();
   FollowSwitch(Exclusions, Settings);
   // What the run makes of the job's times would hide that they were wrong.
   Scheduler.SetTimesRight();
-  const RunOutcome outcome = RunBackupJob(Context, job);
-  const bool whole = outcome == RunOutcome::Ran && !job.LastRunResult.Stopped;
+  const RunReport& report = RunBackupJob(Context, job);
+  const bool whole = report.Outcome == RunOutcome::Ran && !job.LastRunResult.Stopped;
   // A cancel that came too late for the run stops its verification, which tells so.
   if (job.Extras.VerifyAfterRun && whole) VerifyLastRun(job);
-  return outcome;
+  return report.Outcome;
 }
 
 void Program::NoteNamedRun(const BackupJob& job) {
-  named_runs_.Ran(last_outcome_, job, Context.Counters, Context.RefusalText,
-                  last_verification_ ? &*last_verification_ : nullptr);
+  named_runs_.Ran(Context.Report, job);
   if (Store.LastError() != 0) {
     named_runs_.StoreFailed(Store.Path(), ApiErrorText(Store.LastError()));
   }
 }
 
 void Program::VerifyLastRun(const BackupJob& job) {
-  // The figures of the run are still to be told.
-  const RunCounters of_run = Context.Counters;
-  run_log_ = Log.CurrentPath();
-  last_verification_ = RunVerifyJob(Context, job, job.Destination.WorkPath);
-  Context.Counters = of_run;
+  // How the run went is still to be told.
+  RunReport of_run = Context.Report;
+  of_run.Verification = RunVerifyJob(Context, job, job.Destination.WorkPath);
+  Context.Report = std::move(of_run);
 }
 
 std::u16string Program::SoundPath() const {
@@ -223,21 +220,21 @@ RunOutcome Program::RunJobNow(std::int32_t job_index) {
 
 RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode,
                                   const ArchivePicker& picker) {
-  last_verification_.reset();
   return WhileBusy([&] {
     const SleepInhibitor awake;
     Mounts.Load();
-    return RunRestoreJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)], mode, picker);
+    BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
+    return RunRestoreJob(Context, job, mode, picker).Outcome;
   });
 }
 
 RunOutcome Program::RunRestorePickedNow(std::int32_t job_index, const RestorePick& pick,
                                         const ArchivePicker& picker) {
-  last_verification_.reset();
   return WhileBusy([&] {
     const SleepInhibitor awake;
     Mounts.Load();
-    return RunRestorePicked(Context, Store.Jobs[static_cast<std::size_t>(job_index)], pick, picker);
+    BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
+    return RunRestorePicked(Context, job, pick, picker).Outcome;
   });
 }
 

@@ -75,15 +75,15 @@ class Program {
   /// Compares that job's source with its backup, or tests its archive, in the same way.
   VerifyReport VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker = {});
   /// What the verification found that followed the last backup; nothing when there was none.
-  const std::optional<VerifyReport>& LastVerification() const { return last_verification_; }
-  /// The log of the last backup or restore.
-  const std::u16string& RunLogPath() const {
-    return last_verification_ ? run_log_ : Log.CurrentPath();
+  const std::optional<VerifyReport>& LastVerification() const {
+    return Context.Report.Verification;
   }
+  /// The log of the last backup or restore.
+  const std::u16string& RunLogPath() const { return Context.Report.LogPath; }
   /// How the jobs went that the command line named.
   const NamedRuns& RunsByName() const { return named_runs_; }
-  /// What became of the last run that the scheduler started.
-  RunOutcome LastOutcome() const { return last_outcome_; }
+  /// What became of the last run.
+  RunOutcome LastOutcome() const { return Context.Report.Outcome; }
 
   /// Switches a job on or off; saves the store when `save`. A job that is switched on leaves a
   /// refused weekday.
@@ -129,9 +129,6 @@ class Program {
   ProcessLock lock_;
   PriorityControl priority_;
   std::u16string command_line_;
-  RunOutcome last_outcome_ = RunOutcome::NotStarted;
-  std::optional<VerifyReport> last_verification_;
-  std::u16string run_log_;
   NamedRuns named_runs_;
   RunNotes no_notes_;
 

@@ -60,7 +60,7 @@ void TellOutcome(RunEnd& end, const Program& program, const BackupJob& job, RunO
   } else if (outcome == RunOutcome::NoArchiver) {
     TellRefusal(end, not_begun, std::u16string(kNoArchiver));
   } else if (outcome == RunOutcome::Guarded || outcome == RunOutcome::NoSpace) {
-    TellRefusal(end, std::u16string(kind) + u"中斷", program.Context.RefusalText);
+    TellRefusal(end, std::u16string(kind) + u"中斷", program.Context.Report.RefusalText);
     end.LogPath = program.RunLogPath();
   } else if (outcome == RunOutcome::Ran) {
     TellCounts(end, kind, job.LastRunResult);
@@ -72,8 +72,9 @@ void TellOutcome(RunEnd& end, const Program& program, const BackupJob& job, RunO
 
 RunEnd EndOfBackup(const Program& program, const BackupJob& job, RunOutcome outcome) {
   RunEnd end{.Job = job.Name, .Text = {}, .Why = {}, .LogPath = {}};
-  TellOutcome(end, program, job, outcome, u"備份",
-              Missing(u"找不到來源資料夾", job.Source.WorkPath, program.Context.RefusalText));
+  TellOutcome(
+      end, program, job, outcome, u"備份",
+      Missing(u"找不到來源資料夾", job.Source.WorkPath, program.Context.Report.RefusalText));
   const std::optional<VerifyReport>& verified = program.LastVerification();
   if (outcome != RunOutcome::Ran || !verified) return end;
   const std::u16string found = Differences(*verified);
@@ -90,8 +91,9 @@ RunEnd EndOfBackup(const Program& program, const BackupJob& job, RunOutcome outc
 
 RunEnd EndOfRestore(const Program& program, const BackupJob& job, RunOutcome outcome) {
   RunEnd end{.Job = job.Name, .Text = {}, .Why = {}, .LogPath = {}, .Bad = false, .Backup = false};
-  TellOutcome(end, program, job, outcome, u"還原",
-              Missing(u"找不到備份資料夾", job.Source.WorkPath, program.Context.RefusalText));
+  TellOutcome(
+      end, program, job, outcome, u"還原",
+      Missing(u"找不到備份資料夾", job.Source.WorkPath, program.Context.Report.RefusalText));
   return end;
 }
 

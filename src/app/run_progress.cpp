@@ -121,7 +121,7 @@ RunProgress::Speed RunProgress::Measure(std::uint64_t work, std::uint64_t bytes)
 }
 
 RunFigures RunProgress::Figures() {
-  const RunCounters& counters = context_.Counters;
+  const RunCounters& counters = context_.Report.Counters;
   // A file that is done is in the counters already.
   const std::uint64_t part = file_done_ < file_size_ ? file_done_ : 0;
   RunFigures figures;

@@ -84,7 +84,7 @@ void WatchHost::JobStarting(std::int32_t job_index, DateTime) {
 void WatchHost::JobEnded(std::int32_t job_index) {
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
   const LastRunResult& result = job.LastRunResult;
-  const std::u16string& why = program_->Context.RefusalText;
+  const std::u16string& why = program_->Context.Report.RefusalText;
   std::u16string text = job.Name;
   switch (program_->LastOutcome()) {
     case RunOutcome::SourceMissing:
@@ -92,7 +92,7 @@ void WatchHost::JobEnded(std::int32_t job_index) {
       if (!why.empty()) text += u" (" + why + u")";
       break;
     case RunOutcome::Guarded:
-      text += GuardedText(program_->Context.Refusal) + why;
+      text += GuardedText(program_->Context.Report.Refusal) + why;
       break;
     case RunOutcome::NoSpace:
       text += u", its copies do not fit on the destination: " + why;

@@ -50,29 +50,31 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
     text += value;
     text += u"\n";
   };
-  line(u"來源檔案總計　　　：", Grouped(context.Counters.SourceFiles));
+  line(u"來源檔案總計　　　：", Grouped(context.Report.Counters.SourceFiles));
   line(words.Copied, Grouped(result.CopiedFiles));
   line(words.Unchanged, Grouped(result.UnchangedFiles));
   line(words.Failed, Grouped(result.FailedFiles));
-  if (context.Counters.NewerFiles > 0) {
-    line(u"保留較新檔案總計　：", Grouped(context.Counters.NewerFiles));
+  if (context.Report.Counters.NewerFiles > 0) {
+    line(u"保留較新檔案總計　：", Grouped(context.Report.Counters.NewerFiles));
   }
-  if (context.Counters.UpdatedAttributes > 0) {
-    line(u"更新屬性總計　　　：", Grouped(context.Counters.UpdatedAttributes));
+  if (context.Report.Counters.UpdatedAttributes > 0) {
+    line(u"更新屬性總計　　　：", Grouped(context.Report.Counters.UpdatedAttributes));
   }
   if (result.UnseenFiles > 0) line(u"無法查看檔案總計　：", Grouped(result.UnseenFiles));
   if (result.WarningFiles > 0) line(u"警告檔案總計　　　：", Grouped(result.WarningFiles));
   line(words.Bytes, FormatSize(result.CopiedBytes, SizeMode::Both));
   const std::uint64_t removed = std::uint64_t{result.SyncDeletedFiles} + result.SyncDeletedFolders +
-                                context.Counters.RecycledFiles + context.Counters.RecycledFolders;
+                                context.Report.Counters.RecycledFiles +
+                                context.Report.Counters.RecycledFolders;
   if (removed > 0) {
     line(u"同步刪除檔案總計　：", Grouped(result.SyncDeletedFiles));
     line(u"同步刪除資料夾總計：", Grouped(result.SyncDeletedFolders));
-    line(u"資源回收筒檔案總計：", Grouped(context.Counters.RecycledFiles));
-    line(u"資源回收筒目錄總計：", Grouped(context.Counters.RecycledFolders));
+    line(u"資源回收筒檔案總計：", Grouped(context.Report.Counters.RecycledFiles));
+    line(u"資源回收筒目錄總計：", Grouped(context.Report.Counters.RecycledFolders));
   }
   line(u"日誌檔名稱　　　　：", program.RunLogPath());
-  if (!result.Stopped && result.CopiedFiles == 0 && IsComplete(context.Counters) && removed == 0) {
+  if (!result.Stopped && result.CopiedFiles == 0 && IsComplete(context.Report.Counters) &&
+      removed == 0) {
     text += u"  Nothing had to be copied.\n";
   }
   std::printf("%s", Printable(text, true).c_str());
@@ -81,8 +83,8 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
 
 /// Why a guard stopped the run, and what to do where it was meant.
 std::string GuardedText(const RunContext& context) {
-  const std::string why = Printable(context.RefusalText);
-  switch (context.Refusal) {
+  const std::string why = Printable(context.Report.RefusalText);
+  switch (context.Report.Refusal) {
     case RunRefusal::DiskAway:
       return "a disk is not there, nothing was changed: " + why +
              "; --force runs it all the same, edit --adopt takes the disks as they are";
@@ -126,7 +128,7 @@ ExitCode Report(Session& session, RunOutcome outcome, const BackupJob& job, cons
       PrintError("no log could be written: " + Printable(program.Log.CurrentPath()));
     }
   };
-  const ExitCode code = CodeOfRun(outcome, job, program.Context.Counters);
+  const ExitCode code = CodeOfRun(outcome, job, program.Context.Report.Counters);
   const auto refuse = [&](const std::string& why) {
     PrintError(Printable(job.Name) + ": " + why);
     return code;
@@ -211,7 +213,7 @@ std::optional<RestorePick> PickOf(const BackupJob& job, const RestoreChoice& cho
 
 /// Which disk is away, in brackets.
 std::string AwayText(const RunContext& context) {
-  const std::string disk = Printable(context.RefusalText);
+  const std::string disk = Printable(context.Report.RefusalText);
   return disk.empty() ? disk : " (" + disk + ")";
 }
 

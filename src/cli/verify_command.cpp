@@ -28,8 +28,8 @@ ExitCode ReportVerification(Session& session, const VerifyReport& report, const 
     case RunOutcome::NotStarted:
       return code;
     case RunOutcome::Guarded:
-      PrintError(name + ": a disk is not there, nothing was compared: " +
-                 Printable(session.Program().Context.RefusalText));
+      PrintError(name +
+                 ": a disk is not there, nothing was compared: " + Printable(report.RefusalText));
       return code;
     default:
       break;

@@ -41,7 +41,7 @@ class BackupWalk final : public TreeWalk {
 };
 
 bool BackupWalk::EnterFolder() {
-  ++context_.Counters.Folders;
+  ++context_.Report.Counters.Folders;
   return !Cancelled();
 }
 
@@ -58,7 +58,7 @@ bool BackupWalk::BeforeFiles(const FolderPair& pair) {
 
 void BackupFolder(RunContext& context, const BackupJob& job, Effects& effects) {
   // Without its rules a run backs up more than it is to.
-  if (!MakeSureOfRules(context)) ++context.Counters.FailedFiles;
+  if (!MakeSureOfRules(context)) ++context.Report.Counters.FailedFiles;
   BackupWalk(context, job, effects).Run();
 }
 

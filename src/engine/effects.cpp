@@ -27,20 +27,8 @@ bool Effects::WantsName(const FolderPair& pair) {
          (pair.Unnamed->Files >= kMostUnnamed || pair.Unnamed->Staged >= kMostUnnamedBytes);
 }
 
-void Effects::CountFailed(std::u16string_view source_path, std::u16string_view why) {
-  ++context_.Counters.FailedFiles;
-  context_.LogTimed(file_failed_text_, source_path);
-  context_.LogWhy(why);
-}
-
-void Effects::CountFailure(std::u16string_view text, std::u16string_view what, ErrorCode why) {
-  ++context_.Counters.FailedFiles;
-  context_.LogTimed(text, what);
-  context_.LogWhy(why);
-}
-
 void Effects::CountUpdated(std::u16string_view path) {
-  ++context_.Counters.UpdatedAttributes;
+  ++context_.Report.Counters.UpdatedAttributes;
   context_.LogTimed(u": 更新屬性 (成功)：", path);
 }
 
@@ -87,7 +75,7 @@ void Effects::TellOnce(bool& told, std::u16string_view text, std::u16string_view
 }
 
 void Effects::CountFileGone(ErrorCode error, std::u16string_view name, const SharedEmptying& in) {
-  RunCounters& counters = context_.Counters;
+  RunCounters& counters = context_.Report.Counters;
   if (!error) {
     ++(job_.UseRecycleBin ? counters.RecycledFiles : counters.SyncDeletedFiles);
     if (in) ++counters.SourceFiles;
@@ -95,20 +83,20 @@ void Effects::CountFileGone(ErrorCode error, std::u16string_view name, const Sha
     ++counters.FailedFiles;
     in->Whole = false;
   } else {
-    CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：", name,
-                 error);
+    context_.Fail(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除檔案 (失敗)：", name,
+                  error);
   }
 }
 
 void Effects::CountFolderGone(ErrorCode error, std::u16string_view path, const SharedEmptying& in) {
-  RunCounters& counters = context_.Counters;
+  RunCounters& counters = context_.Report.Counters;
   if (!error) {
     ++(job_.UseRecycleBin ? counters.RecycledFolders : counters.SyncDeletedFolders);
     return;
   }
   if (in) in->Whole = false;
-  CountFailure(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：", path,
-               error);
+  context_.Fail(job_.UseRecycleBin ? u": 移到資源回收筒 (失敗)：" : u": 刪除目錄 (失敗)：", path,
+                error);
   context_.Notes.Add(PlanAction::Fail, PlanReason::Blocked, true, BelowRoot(path));
 }
 

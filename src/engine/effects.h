@@ -104,7 +104,9 @@ class Effects {
   /// since its copy cannot be looked at.
   virtual bool TakesAgain(const FileStatus& /*source*/, bool /*compare*/) { return false; }
   /// Counts what failed. `why`: in words, or empty where that is not known.
-  void CountFailed(std::u16string_view source_path, std::u16string_view why = {});
+  void CountFailed(std::u16string_view source_path, std::u16string_view why = {}) {
+    context_.Fail(file_failed_text_, source_path, why);
+  }
 
   // Metadata.
   /// From now on files that are left alone, and folders, are compared with their sources in what
@@ -189,7 +191,6 @@ class Effects {
  private:
   bool AttributesDiffer(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
                         const FileStatus& dest) const;
-  void CountFailure(std::u16string_view text, std::u16string_view what, ErrorCode why);
 };
 
 /// How a copy of `name` into the pair's destination is to be made.

@@ -30,7 +30,7 @@ void HealStaged(RunContext& context) {
     std::u16string line(HealingText(what));
     line += path;
     context.Log.WriteTimed(line);
-    if (what == Healing::Failed) ++context.Counters.WarningFiles;
+    if (what == Healing::Failed) ++context.Report.Counters.WarningFiles;
   });
 }
 

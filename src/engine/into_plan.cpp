@@ -67,8 +67,8 @@ void IntoPlan::Copy(const FileTurn& file, PlanReason reason) {
   if (job_.Extras.KeepHardLinks && source.Kind == FileKind::File && source.Links > 1) {
     NoteFirst(file.Pair, file.Paths, file.Name, {}, source, nullptr);
   }
-  ++context_.Counters.CopiedFiles;
-  context_.Counters.CopiedBytes += source.Size;
+  ++context_.Report.Counters.CopiedFiles;
+  context_.Report.Counters.CopiedBytes += source.Size;
 }
 
 bool IntoPlan::Link(HardLinks::FirstCopy&, const FileTurn& file, bool equal) {
@@ -77,16 +77,16 @@ bool IntoPlan::Link(HardLinks::FirstCopy&, const FileTurn& file, bool equal) {
                                         : PlanAction::Copy;
   plan_.Add(action, PlanReason::Linked, false, PathOf(file));
   if (file.Dest) plan_.NetBytes -= RoomOf(*file.Dest);
-  ++(equal ? context_.Counters.UnchangedFiles : context_.Counters.CopiedFiles);
+  ++(equal ? context_.Report.Counters.UnchangedFiles : context_.Report.Counters.CopiedFiles);
   return true;
 }
 
 bool IntoPlan::TakesAgain(const FileStatus& source, bool compare) {
   if (compare) {
-    ++context_.Counters.UnchangedFiles;
+    ++context_.Report.Counters.UnchangedFiles;
   } else {
-    ++context_.Counters.CopiedFiles;
-    context_.Counters.CopiedBytes += source.Size;
+    ++context_.Report.Counters.CopiedFiles;
+    context_.Report.Counters.CopiedBytes += source.Size;
   }
   return true;
 }

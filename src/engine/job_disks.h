@@ -28,8 +28,7 @@ std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
                              const DiskScope& scope = {});
 
 /// To be asked before the first change of a run or a restore. False when the run is to stop: a disk
-/// is away, the host was asked and did not agree. The context's Refusal and the log tell why, and
-/// the cancel flag is set.
+/// is away, the host was asked and did not agree. The report's Refusal and the log tell why.
 bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope = {});
 
 /// After a whole run: what is mounted now, and was when it began, is what the job relies on.

@@ -126,7 +126,7 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
     if (const Result<Folder> folder = parent->OpenFolder(PathName(path))) folder->MakeWritable();
   }
   if (!alone || bin.Recycle(*parent, PathName(path))) {
-    ++context.Counters.WarningFiles;
+    ++context.Report.Counters.WarningFiles;
     LogMove(context, u"失敗", unit);
     return false;
   }
@@ -143,7 +143,7 @@ void SyncMoves(RunContext& context, std::u16string_view unit) {
   const Result<Folder> folder = context.Files.OpenFolder(path);
   const ErrorCode error = folder ? folder->SyncDisk() : folder.Error;
   if (!error) return;
-  ++context.Counters.FailedFiles;
+  ++context.Report.Counters.FailedFiles;
   context.LogTimed(SyncFailedText(path, error));
 }
 

@@ -48,8 +48,8 @@ class LookAhead {
   void Run() { Walk(nullptr, {}); }
 
   std::uint64_t Removed() const {
-    return std::uint64_t{context_.Counters.SyncDeletedFiles} + context_.Counters.RecycledFiles +
-           removed_by_other_;
+    return std::uint64_t{context_.Report.Counters.SyncDeletedFiles} +
+           context_.Report.Counters.RecycledFiles + removed_by_other_;
   }
   std::uint64_t Kept = 0;
   bool SourceEmpty = false;

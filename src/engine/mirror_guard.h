@@ -48,7 +48,7 @@ class ForeseenFolders {
 /// To be asked before the run's first removal. Looks ahead over all that the run would remove, by
 /// the code that removes it; what it has seen is put into `foreseen`, so that the run need not list
 /// the folders again. False when the run is to stop: the host was asked and did not
-/// agree. The context's Refusal and the log tell why, and the cancel flag is set.
+/// agree. The report's Refusal and the log tell why.
 bool PassMirrorGuard(RunContext& context, const BackupJob& job, ForeseenFolders& foreseen);
 
 /// Why the guard would stop the run, in words; empty when it would not.

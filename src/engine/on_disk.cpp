@@ -40,7 +40,7 @@ class OnDisk::CopyChange final : public Change {
     TraceEffect(staged_.Replaces ? u"replaced" : u"made", folder_->Path, staged_.Name, error);
     if (error) return GiveUp(error);
     group.LetGo(*folder_, std::move(replaced));
-    RunCounters& counters = effects_.context_.Counters;
+    RunCounters& counters = effects_.context_.Report.Counters;
     if (warning_) {
       ++counters.WarningFiles;
     } else {
@@ -127,7 +127,7 @@ class OnDisk::NameChangeOfFolder final : public Change {
   /// Nothing that is in it can be reached.
   void Abandon() override {
     self_->Lost = true;
-    RunCounters& counters = effects_.context_.Counters;
+    RunCounters& counters = effects_.context_.Report.Counters;
     counters.CopiedFiles -= unnamed_->Copied;
     counters.CopiedBytes -= unnamed_->Bytes;
     counters.WarningFiles -= unnamed_->Warnings;
@@ -331,8 +331,8 @@ void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
   if (result.Failed) return CountFailed(source_path, result.Message);
   if (result.Warning) context_.LogTimed(result.Message);
   if (!staged) {
-    ++context_.Counters.CopiedFiles;
-    context_.Counters.CopiedBytes += result.BytesCopied;
+    ++context_.Report.Counters.CopiedFiles;
+    context_.Report.Counters.CopiedBytes += result.BytesCopied;
     return;
   }
   const std::shared_ptr<const CommitFolder>& shared = Shared(pair, dest_path);
@@ -413,7 +413,7 @@ void OnDisk::FinishNow(const Folder& dest, const Folder& source, const Finish& f
 }
 
 void OnDisk::CountWarning(ErrorCode error, std::u16string_view text, std::u16string_view path) {
-  ++context_.Counters.WarningFiles;
+  ++context_.Report.Counters.WarningFiles;
   context_.LogTimed(FailText(context_.State, error, text, path));
 }
 
@@ -491,7 +491,7 @@ bool OnDisk::Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal)
     return false;
   }
   if (equal) {
-    ++context_.Counters.UnchangedFiles;
+    ++context_.Report.Counters.UnchangedFiles;
     AddRelink(file.Pair, file.Paths.Dest(), std::move(staged));
   } else {
     AddCopy(file.Pair, file.Paths.Dest(), {false, false, {}, 0}, std::move(staged),
@@ -542,8 +542,7 @@ void OnDisk::Queue(const std::shared_ptr<const CommitFolder>& folder,
 void OnDisk::Settle() {
   const ErrorCode error = changes_.Settle();
   if (!error) return;
-  ++context_.Counters.FailedFiles;
-  context_.LogTimed(SyncFailedText(root_, error));
+  context_.Fail(SyncFailedText(root_, error), {});
 }
 
 }  // namespace kavrel

@@ -36,8 +36,8 @@ PlaceFound LookAtPlace(const FileSystem& files, const BackupJob& job, std::u16st
 std::u16string EntryObjection(const RunContext& context, const BackupJob& job,
                               std::u16string_view archive);
 /// Looks at the place, notes it in the context and gives the job an identity. False when the run is
-/// to stop: the place is another job's, the host was asked and did not agree. The context's Refusal
-/// and the log tell why, and the cancel flag is set.
+/// to stop: the place is another job's, the host was asked and did not agree. The report's Refusal
+/// and the log tell why.
 bool EnterPlace(RunContext& context, BackupJob& job, std::u16string_view archive = {});
 
 /// Leaves the mark in the folder that the run is about to fill.

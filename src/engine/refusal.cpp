@@ -15,21 +15,18 @@ bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
   line += matter;
   context.LogTimed(line);
   if (go_on && (refusal == RunRefusal::DiskAway || refusal == RunRefusal::Shrunk)) {
-    context.Agreed = true;
+    context.Report.Agreed = true;
   }
   if (!go_on) {
-    context.Refusal = refusal;
-    context.RefusalText = matter;
-    context.State.CancelRequested = true;
+    context.Report.Refusal = refusal;
+    context.Report.RefusalText = matter;
   }
   return go_on;
 }
 
-RunOutcome EndRun(RunContext& context) {
-  if (context.Refusal == RunRefusal::None) return RunOutcome::Ran;
-  // Nobody wants the rest of a batch to stop with it.
-  context.State.CancelRequested = false;
-  return context.Refusal == RunRefusal::NoSpace ? RunOutcome::NoSpace : RunOutcome::Guarded;
+RunOutcome OutcomeOf(const RunReport& report) {
+  if (report.Refusal == RunRefusal::None) return RunOutcome::Ran;
+  return report.Refusal == RunRefusal::NoSpace ? RunOutcome::NoSpace : RunOutcome::Guarded;
 }
 
 }  // namespace kavrel

@@ -81,8 +81,7 @@ void RestorePicked(RunContext& context, const BackupJob& job, Effects& effects,
     if (IsInBackup(context.Files, job.Source.WorkPath, path)) {
       there.Paths.Add(path);
     } else {
-      ++context.Counters.FailedFiles;
-      context.LogTimed(u": 備份中找不到檔案 (失敗)：" + path);
+      context.Fail(u": 備份中找不到檔案 (失敗)：", path);
       context.Notes.Add(PlanAction::Fail, PlanReason::NotInSource, false, path);
     }
   }
@@ -181,32 +180,27 @@ void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
   if (job.Compressed) {
     ArchiveContext archiving = context.Archiving();
     const int result = ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
-    context.WrongPassword = result == kWrongPassword;
+    context.Report.WrongPassword = result == kWrongPassword;
   } else {
     OnDisk effects(context, job, u": 還原檔案 (失敗)：");
     RestoreFolder(context, job, effects, mode, pick);
   }
-  if (!context.State.CancelRequested) HealStaged(context);
+  if (!context.Stopped()) HealStaged(context);
 }
 
 /// A restore from end to end: of everything in this mode, or of what was picked.
 RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const RestorePick* pick,
                    const ArchivePicker& picker) {
-  RunState& state = context.State;
-  if (state.CancelRequested) return RunOutcome::NotStarted;
+  context.Report = {};
+  if (context.State.CancelRequested) return RunOutcome::NotStarted;
   job.LastRunResult = {};
-  context.Counters = {};
-  context.Refusal = RunRefusal::None;
-  context.RefusalText.clear();
-  context.Agreed = context.WrongPassword = false;
   SetWorkPaths(context, job, pick);
   const RestoreDisks disks(context.Files, job, pick);
   std::u16string archive;
   const RunOutcome found = FindBackup(context, job, picker, archive);
   if (found == RunOutcome::SourceMissing) {
     context.Host.ShowRunPanels(false);
-    context.RefusalText = disks.Objection(context);
-    state.CancelRequested = true;
+    context.Report.RefusalText = disks.Objection(context);
   }
   if (found != RunOutcome::Ran) return found;
   context.Host.ShowRunPanels(true);
@@ -215,12 +209,13 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   if (disks.Pass(context) && MayBeRestored(context, job, archive)) {
     RestoreAll(context, job, mode, pick, archive);
   }
-  job.LastRunResult = ToLastRunResult(context.Counters, state.CancelRequested);
+  job.LastRunResult = ToLastRunResult(context.Report.Counters, context.Stopped());
   WriteRestoreSummary(context, job);
   context.Log.CloseJobLog();
+  context.Report.LogPath = context.Log.CurrentPath();
   context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  return EndRun(context);
+  return OutcomeOf(context.Report);
 }
 
 }  // namespace
@@ -246,18 +241,18 @@ RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state
     IntoPlan effects(planning, job, plan);
     RestoreFolder(planning, job, effects, request.Mode, request.Pick);
   }
-  counters = planning.Counters;
+  counters = planning.Report.Counters;
   return RunOutcome::Ran;
 }
 
-RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
-                         const ArchivePicker& picker) {
-  return Restore(context, job, mode, nullptr, picker);
+const RunReport& RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
+                               const ArchivePicker& picker) {
+  return EndRun(context, Restore(context, job, mode, nullptr, picker));
 }
 
-RunOutcome RunRestorePicked(RunContext& context, BackupJob& job, const RestorePick& pick,
-                            const ArchivePicker& picker) {
-  return Restore(context, job, RestoreMode::Incremental, &pick, picker);
+const RunReport& RunRestorePicked(RunContext& context, BackupJob& job, const RestorePick& pick,
+                                  const ArchivePicker& picker) {
+  return EndRun(context, Restore(context, job, RestoreMode::Incremental, &pick, picker));
 }
 
 }  // namespace kavrel

@@ -23,12 +23,13 @@ enum class RestoreMode : std::int32_t {
 using ArchivePicker =
     std::function<std::optional<std::u16string>(const std::vector<ArchiveFile>& archives)>;
 
-/// Restores the job's backup. Neither its times nor the store change, only its LastRunResult.
+/// Restores the job's backup. Neither its times nor the store change, only its LastRunResult. Gives
+/// the context's report.
 /// SourceMissing means that there is no backup folder; nothing is logged then. Guarded means that
 /// it is another job's backup and the host did not agree; nothing was restored then.
 /// A compressed job restores the whole archive that `picker` names.
-RunOutcome RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
-                         const ArchivePicker& picker = {});
+const RunReport& RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
+                               const ArchivePicker& picker = {});
 
 /// What of a job's backup is to come back.
 struct RestoreRequest {
@@ -46,7 +47,7 @@ RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state
 
 /// Restores what was picked, and nothing else: each with its folders, below the pick's target.
 /// Files that are the same already are left alone. What is not in the backup counts as failed.
-RunOutcome RunRestorePicked(RunContext& context, BackupJob& job, const RestorePick& pick,
-                            const ArchivePicker& picker = {});
+const RunReport& RunRestorePicked(RunContext& context, BackupJob& job, const RestorePick& pick,
+                                  const ArchivePicker& picker = {});
 
 }  // namespace kavrel

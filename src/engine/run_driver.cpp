@@ -23,11 +23,11 @@ namespace kavrel {
 namespace {
 
 /// Ends the run's bookkeeping in the job.
-void RecordResult(RunContext& context, BackupJob& job) {
+void RecordResult(RunContext& context, BackupJob& job, bool stopped) {
   const DateTime now = context.Clock.Now();
   job.LastRun = now;
-  job.LastRunResult = ToLastRunResult(context.Counters, context.State.CancelRequested);
-  job.Extras.Unseen = context.Counters.UnseenFiles > 0;
+  job.LastRunResult = ToLastRunResult(context.Report.Counters, stopped);
+  job.Extras.Unseen = context.Report.Counters.UnseenFiles > 0;
   // A clock that was set back meanwhile must not make the same time due again.
   job.NextRun = NextRunAfterNow(job, std::max(now, job.RunStarted));
   job.Extras.TimeMoved = job.RunStarted > now ? job.RunStarted : kZeroDate;
@@ -36,31 +36,30 @@ void RecordResult(RunContext& context, BackupJob& job) {
 /// What was there when the run began may be gone at its end: then it has not seen the whole source,
 /// and is a failed run.
 bool SawAll(RunContext& context, const BackupJob& job, std::u16string_view unit) {
-  if (context.Force || context.Agreed) return true;
+  if (context.Force || context.Report.Agreed) return true;
   DiskScope known;
   known.NewInSource = known.NewInDestination = false;
   std::u16string objection = DiskObjection(context, job, known);
-  if (objection.empty() && IsComplete(context.Counters)) {
-    objection = StateObjection(job, unit, StateFiles(context.Counters));
+  if (objection.empty() && IsComplete(context.Report.Counters)) {
+    objection = StateObjection(job, unit, StateFiles(context.Report.Counters));
   }
   if (objection.empty()) return true;
-  ++context.Counters.FailedFiles;
-  context.LogTimed(u": 備份途中來源或目標不見了 (失敗)：", objection);
+  context.Fail(u": 備份途中來源或目標不見了 (失敗)：", objection);
   return false;
 }
 
 /// What the next runs have to know of this one; and the end of backups that are too old.
 void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) {
-  if (context.State.CancelRequested || !SawAll(context, job, unit)) return;
+  if (context.Stopped() || !SawAll(context, job, unit)) return;
   if (IsOwnAfterRun(context.Place, job)) {
     // From now on the mark tells.
     job.Extras.Adopt = false;
     job.Extras.MirroredTo.clear();
   }
   const bool own = NoteUnit(context, job, unit);
-  if (own && IsComplete(context.Counters)) {
+  if (own && IsComplete(context.Report.Counters)) {
     KeepNewest(context, job, unit);
-    job.Extras.StateFiles = static_cast<std::int64_t>(StateFiles(context.Counters));
+    job.Extras.StateFiles = static_cast<std::int64_t>(StateFiles(context.Report.Counters));
   }
   RememberDisks(context, job);
   if (!job.Compressed) NoteSourceSize(context, job);
@@ -81,8 +80,17 @@ void BackUp(RunContext& context, BackupJob& job) {
     context.DestRoot = {};
   }
   // What a cancelled run had no time to clear away is left to the next one.
-  if (!context.State.CancelRequested) HealStaged(context);
+  if (!context.Stopped()) HealStaged(context);
   RememberRun(context, job, unit);
+}
+
+/// The end of a run that has a log.
+RunOutcome WriteEnd(RunContext& context, const BackupJob& job, std::uint64_t elapsed) {
+  WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
+  context.Log.CloseJobLog();
+  context.Report.LogPath = context.Log.CurrentPath();
+  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+  return OutcomeOf(context.Report);
 }
 
 RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
@@ -91,12 +99,10 @@ RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t starte
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   if (PassDiskCheck(context, job)) BackUp(context, job);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
-  RecordResult(context, job);
-  WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
-  context.Log.CloseJobLog();
-  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+  RecordResult(context, job, context.Stopped());
+  const RunOutcome outcome = WriteEnd(context, job, elapsed);
   context.Store.SaveJobs();
-  return EndRun(context);
+  return outcome;
 }
 
 /// As CompressBackup, after the guards.
@@ -126,41 +132,34 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t s
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   MarkArchive(context, job, archive);
   if (result == 0) RememberRun(context, job, archive);
-  RecordResult(context, job);
+  RecordResult(context, job, context.Stopped());
   context.Store.SaveJobs();
   context.Log.OpenJobLog();
   if (result == 0) WriteArchiveListing(archiving, job, archive, job.Destination.WorkPath);
-  WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
-  context.Log.CloseJobLog();
-  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
-  return EndRun(context);
+  return WriteEnd(context, job, elapsed);
 }
 
-RunOutcome TraceEnd(const RunContext& context, const BackupJob& job, RunOutcome outcome) {
+const RunReport& TraceEnd(RunContext& context, const BackupJob& job, RunOutcome outcome) {
   constexpr std::u16string_view kWords[] = {
       u"not started", u"no source", u"no archive program", u"nothing picked", u"guarded",
       u"no space",    u"ran"};
-  if (!Tracing()) return outcome;
-  const RunCounters& counters = context.Counters;
+  if (!Tracing()) return EndRun(context, outcome);
+  const RunCounters& counters = context.Report.Counters;
   Trace("run", {job.Name, u": ", kWords[static_cast<std::size_t>(outcome)], u", copied ",
                 Decimal(counters.CopiedFiles), u", unchanged ", Decimal(counters.UnchangedFiles),
                 u", failed ", Decimal(counters.FailedFiles)});
-  return outcome;
+  return EndRun(context, outcome);
 }
 
 }  // namespace
 
-RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
-  RunState& state = context.State;
-  if (state.CancelRequested) return RunOutcome::NotStarted;
+const RunReport& RunBackupJob(RunContext& context, BackupJob& job) {
+  context.Report = {};
+  if (context.State.CancelRequested) return context.Report;
   job.RunStarted = context.Clock.Now();
   job.LastRunResult = {};
   job.Extras.NotBegun = false;
   context.Host.ResetProgress();
-  context.Counters = {};
-  context.Refusal = RunRefusal::None;
-  context.RefusalText.clear();
-  context.Agreed = false;
   context.Host.ShowRunPanels(false);
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
@@ -169,14 +168,11 @@ RunOutcome RunBackupJob(RunContext& context, BackupJob& job) {
 
   if (!context.Files.FolderExists(job.Source.WorkPath)) {
     context.Host.ShowRunPanels(false);
-    state.CancelRequested = true;
-    ++context.Counters.FailedFiles;
-    RecordResult(context, job);
+    ++context.Report.Counters.FailedFiles;
+    RecordResult(context, job, true);
     job.Extras.NotBegun = true;
     context.Store.SaveJobs();
-    context.RefusalText = DiskObjection(context, job);
-    // Its record tells of a run that was stopped; the jobs after it have sources of their own.
-    state.CancelRequested = false;
+    context.Report.RefusalText = DiskObjection(context, job);
     return TraceEnd(context, job, RunOutcome::SourceMissing);
   }
   const RunOutcome outcome =

@@ -10,20 +10,10 @@
 
 namespace kavrel {
 
-enum class RunOutcome {
-  NotStarted,     ///< a cancel was already pending
-  SourceMissing,  ///< the source folder does not exist: flagged as stopped, nothing logged
-  NoArchiver,     ///< a compressed job, and no 7-Zip program is installed: nothing was written
-  NothingPicked,  ///< a restore for which no archive was chosen
-  Guarded,        ///< a guard stopped it before anything was lost: the context's Refusal
-  NoSpace,        ///< it stopped before its first copy, for which there is no room
-  Ran,            ///< the walk took place; the job's LastRunResult tells the rest
-};
-
 /// Runs the job as a backup. Failures become log lines and counters in the job's LastRunResult; its
 /// LastRun and NextRun move on and the store is saved. While it runs, the host's pump may set the
-/// cancel flag.
-RunOutcome RunBackupJob(RunContext& context, BackupJob& job);
+/// cancel flag. Gives the context's report.
+const RunReport& RunBackupJob(RunContext& context, BackupJob& job);
 
 /// 850 gives "850 奈秒", 12345 gives "12.345 秒", 125500 gives "2 分, 5.500 秒".
 std::u16string ElapsedText(std::uint64_t milliseconds);

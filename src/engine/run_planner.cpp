@@ -14,7 +14,7 @@ RunCounters PlanWalk(RunContext& context, const BackupJob& job, RunPlan& plan) {
   PlanningContext planning(context, plan);
   IntoPlan effects(planning.Context, job, plan);
   BackupFolder(planning.Context, job, effects);
-  return planning.Context.Counters;
+  return planning.Context.Report.Counters;
 }
 
 RunCounters PlanCounters(RunContext& context, const BackupJob& job, RunPlan& plan) {
@@ -22,7 +22,7 @@ RunCounters PlanCounters(RunContext& context, const BackupJob& job, RunPlan& pla
   PlanningContext planning(context, plan);
   ArchiveContext archiving = planning.Context.Archiving();
   PlanCompression(archiving, job);
-  return planning.Context.Counters;
+  return planning.Context.Report.Counters;
 }
 
 RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& state, BackupJob job,

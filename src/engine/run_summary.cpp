@@ -43,7 +43,7 @@ LogRow RowOf(const RunContext& context, const BackupJob& job, LogKind kind) {
 }
 
 void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_view elapsed) {
-  const RunCounters& run = context.Counters;
+  const RunCounters& run = context.Report.Counters;
   const LastRunResult& last = job.LastRunResult;
   LogRow row = RowOf(context, job, LogKind::Backup);
   std::u16string text = u"備份排程名稱　　　：" + job.Name + u"\r\n";
@@ -78,8 +78,8 @@ void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
   const LastRunResult& last = job.LastRunResult;
   LogRow row = RowOf(context, job, LogKind::Restore);
   std::u16string more;
-  if (context.Counters.NewerFiles > 0) {
-    more += SummaryLine(u"保留較新檔案總計　：", context.Counters.NewerFiles);
+  if (context.Report.Counters.NewerFiles > 0) {
+    more += SummaryLine(u"保留較新檔案總計　：", context.Report.Counters.NewerFiles);
   }
   if (job.Destination.WorkPath != job.Source.Path) {
     more += u"還原到資料夾　　　：" + job.Destination.WorkPath + u"\r\n";
@@ -87,7 +87,7 @@ void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
   WriteSummaryBlock(context, job, job.Source.WorkPath,
                     u"還原排程名稱　　　：" + job.Name + u"\r\n" + u"還原執行狀態　　　：" +
                         StatusText(row) + u"\r\n" +
-                        SummaryLine(u"來源檔案總計　　　：", context.Counters.SourceFiles) +
+                        SummaryLine(u"來源檔案總計　　　：", context.Report.Counters.SourceFiles) +
                         SummaryLine(u"來源資料夾總計　　：", last.Folders) +
                         SummaryLine(u"已完成還原檔案總計：", last.CopiedFiles) +
                         SummaryLine(u"已完成還原目錄總計：", last.Folders) +

@@ -89,8 +89,8 @@ std::u16string SpaceObjection(const RunContext& context, const BackupJob& job,
 
 void NoteSourceSize(const RunContext& context, BackupJob& job) {
   JobExtras& extras = job.Extras;
-  extras.SourceBytes = RoundedUp(context.Counters.SourceBytes);
-  extras.LargestFile = RoundedUp(context.Counters.LargestFile);
+  extras.SourceBytes = RoundedUp(context.Report.Counters.SourceBytes);
+  extras.LargestFile = RoundedUp(context.Report.Counters.LargestFile);
   const std::uint64_t held = LookForRoom(context, job).SourceDisks;
   const auto digits = static_cast<int>(std::bit_width(held));
   const int dropped = std::max(digits - 8, 0);

@@ -8,8 +8,7 @@ namespace kavrel {
 /// Looks first at what costs nothing: the free space of the destination beside the size that the
 /// source had in the last whole run, and what its disks have taken up since. Only where that leaves
 /// a doubt is the whole run planned. False when the run is to stop: its copies do not fit, the host
-/// was asked and did not agree. The context's Refusal and the log tell why, and the cancel flag is
-/// set.
+/// was asked and did not agree. The report's Refusal and the log tell why.
 bool PassSpaceCheck(RunContext& context, const BackupJob& job);
 
 /// What the plan of a run, its work paths being set, lacks in free space, in words; empty when it

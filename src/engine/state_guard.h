@@ -18,8 +18,8 @@ std::uint64_t StateFiles(const RunCounters& counters);
 std::u16string StateObjection(const BackupJob& job, std::u16string_view unit, std::uint64_t files);
 
 /// To be asked before the run's first change, its work paths being set: counts what the unit would
-/// hold. False when the run is to stop: the host was asked and did not agree. The context's Refusal
-/// and the log tell why, and the cancel flag is set.
+/// hold. False when the run is to stop: the host was asked and did not agree. The report's Refusal
+/// and the log tell why.
 bool PassStateCheck(RunContext& context, const BackupJob& job, std::u16string_view unit);
 
 }  // namespace kavrel

@@ -64,7 +64,7 @@ bool Synchronisation::ListSource(const Folder& source, std::vector<std::uint64_t
 
 bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
                                  SeenEntries* seen) {
-  if (context_.State.CancelRequested || !pair.Dest) return true;
+  if (context_.Stopped() || !pair.Dest) return true;
   // A source that cannot be opened is not an empty source; the walk counts and logs that.
   if (pair.SourceError) return true;
   // What a bin holds was put there by others.
@@ -80,8 +80,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     return true;
   }
   if (!dest || source_lineage_.empty() || !ListSource(pair.Source, held)) {
-    ++context_.Counters.FailedFiles;
-    context_.LogTimed(u": 略過同步 (失敗)：", paths.Source());
+    context_.Fail(u": 略過同步 (失敗)：", paths.Source());
     context_.Notes.Add(PlanAction::Fail, PlanReason::Unreadable, true,
                        paths.Dest().substr(root_length_));
     return false;
@@ -92,7 +91,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   KeptEntries kept(pair);
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
-    if (context_.State.CancelRequested) return true;
+    if (context_.Stopped()) return true;
     if (path.size() == root_length_ && IsOwnerMark(entry->Name)) continue;
     if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
         !WasMounted(paths, *entry) && IsToGo(pair.Source, *entry, kept, comes_back)) {
@@ -123,7 +122,7 @@ void Synchronisation::SyncForeseen(const FolderPair& pair, const ForeseenFolders
   bool comes_back = false;
   KeptEntries kept(pair, foreseen.Manners);
   for (const FolderEntry& entry : foreseen.Gone) {
-    if (context_.State.CancelRequested) return;
+    if (context_.Stopped()) return;
     const Result<FileStatus> now = pair.Dest.Status(entry.Name);
     const bool same = now && now->Kind == entry.Kind;
     if (same && IsToGo(pair.Source, entry, kept, comes_back)) SyncEntry(pair, entry, path, dest);
@@ -165,7 +164,7 @@ bool Synchronisation::IsGoing(std::u16string_view name) const {
 
 bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view name,
                                  std::u16string& path, const FileStatus& dest) {
-  if (context_.State.CancelRequested) return false;
+  if (context_.Stopped()) return false;
   const std::size_t length = path.size();
   path += name;
   path += PathSeparator(path);
@@ -182,7 +181,7 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
       error = kErrNotEmpty;
     }
   }
-  if (!context_.State.CancelRequested) {
+  if (!context_.Stopped()) {
     // Only what is empty goes, also to the bin: what could not be removed from it stays in place.
     if (!error && !own->Whole) error = kErrNotEmpty;
     if (error) {
@@ -204,7 +203,7 @@ bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
   RemovalPlace from{folder, own, nullptr};
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
-    if (context_.State.CancelRequested || !effects_.Begin(from, path)) return false;
+    if (context_.Stopped() || !effects_.Begin(from, path)) return false;
     if (entry->Kind == FileKind::Folder) {
       RemoveTree(from, entry->Name, path, dest);
     } else {
@@ -212,7 +211,7 @@ bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
     }
     context_.Host.PumpMessages();
   }
-  return reader.Error() == 0 && !context_.State.CancelRequested;
+  return reader.Error() == 0 && !context_.Stopped();
 }
 
 }  // namespace kavrel

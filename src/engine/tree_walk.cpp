@@ -186,9 +186,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::
   }
   if (error && report) {
     // The log must tell that something of the source is missing from the copy.
-    ++context_.Counters.FailedFiles;
-    context_.LogTimed(u": 讀取目錄 (失敗)：", paths_.Source());
-    context_.LogWhy(error);
+    context_.Fail(u": 讀取目錄 (失敗)：", paths_.Source(), error);
     Note(PlanAction::Fail, PlanReason::Unreadable, true, {});
   }
   return !Cancelled();
@@ -199,7 +197,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
   const std::u16string_view name = file.Name;
   if (const auto reason = here.LeavesOut(file)) return LeaveOut(pair, *reason, name, again);
   if (IsArchiveName(name) && FinishAhead(pair) && IsOthers(pair, name)) {
-    ++context_.Counters.SourceFiles;
+    ++context_.Report.Counters.SourceFiles;
     return;
   }
   const std::vector<std::u16string> twins = file_names_.Note(pair.Source, name);
@@ -218,7 +216,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
   const bool looks = going || !twins.empty();
   if (looks) effects_.Flush();
   effects_.Advance();
-  ++context_.Counters.SourceFiles;
+  ++context_.Report.Counters.SourceFiles;
   const Result<FileStatus> source = pair.Source.Status(name);
   Result<FileStatus> dest;
   const bool dest_there = source && (!pair.DestIsNew || looks) && (dest = pair.Dest.Status(name)) &&
@@ -241,7 +239,7 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
 
 void TreeWalk::CountSize(const FileStatus* source) {
   if (!source || !scope_.WithinSizeLimit(*source)) return;
-  RunCounters& counters = context_.Counters;
+  RunCounters& counters = context_.Report.Counters;
   counters.SourceBytes += source->Size;
   counters.LargestFile = std::max(counters.LargestFile, source->Size);
 }
@@ -249,8 +247,8 @@ void TreeWalk::CountSize(const FileStatus* source) {
 void TreeWalk::LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name,
                         bool again) {
   if (!FinishAhead(pair)) return;
-  ++context_.Counters.SourceFiles;
-  ++context_.Counters.ExcludedFiles;
+  ++context_.Report.Counters.SourceFiles;
+  ++context_.Report.Counters.ExcludedFiles;
   context_.LogTimed(LeftOutText(reason), paths_.SourceOf(name));
   if (!again) Note(PlanAction::LeaveOut, reason, false, name);
 }
@@ -259,23 +257,21 @@ bool TreeWalk::IsOthers(const FolderPair& pair, std::u16string_view archive) {
   if (context_.Force) return false;
   const std::u16string others(PlaceOfOthers(pair, archive));
   if (others.empty()) return false;
-  ++context_.Counters.FailedFiles;
-  context_.LogTimed(u": 屬於其他排程的備份，沒有處理 (失敗)：", others);
+  context_.Fail(u": 屬於其他排程的備份，沒有處理 (失敗)：", others);
   Note(PlanAction::Fail, PlanReason::Blocked, archive.empty(), archive);
   return true;
 }
 
 void TreeWalk::LeaveFolderOut() {
   context_.LogTimed(u"排除資料夾 (成功)：", paths_.Source());
-  ++context_.Counters.ExcludedFolders;
+  ++context_.Report.Counters.ExcludedFolders;
   Note(PlanAction::LeaveOut, PlanReason::Rule, true, {});
 }
 
 void TreeWalk::LeaveRootOut(PlanReason reason) {
-  ++context_.Counters.FailedFiles;
-  context_.LogTimed(reason == PlanReason::Rule ? u": 排除規則排除了整個來源，沒有備份 (失敗)："
-                                               : u": 來源位於目標之內，沒有備份 (失敗)：",
-                    paths_.Source());
+  context_.Fail(reason == PlanReason::Rule ? u": 排除規則排除了整個來源，沒有備份 (失敗)："
+                                           : u": 來源位於目標之內，沒有備份 (失敗)：",
+                paths_.Source());
   Note(PlanAction::Fail, reason, true, {});
 }
 
@@ -310,7 +306,7 @@ bool TreeWalk::FinishAhead(const FolderPair& pair) {
 
 void TreeWalk::FinishOneAhead(const FolderPair& pair) {
   effects_.Advance();
-  ++context_.Counters.SourceFiles;
+  ++context_.Report.Counters.SourceFiles;
   context_.Host.PumpMessages();
   if (!Cancelled()) {
     const CopyAhead::Turn turn = ahead_->AwaitFront();
@@ -354,7 +350,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
   } else if (KeepsNewer(source, dest)) {
     context_.LogTimed(u": 保留較新的檔案 (成功)：",
                       std::u16string(paths_.Dest()) + std::u16string(name));
-    ++context_.Counters.NewerFiles;
+    ++context_.Report.Counters.NewerFiles;
     LeaveAsItIs(name);
   } else {
     CopyOneFile(file, reason ? *reason : ReasonBeside(file));
@@ -367,9 +363,9 @@ void TreeWalk::DecideUnseenFile(const FolderPair& pair, std::u16string_view name
     // Nothing can be copied from it; but what is not looked at must not pass for a good backup. One
     // that is gone by now needs none.
     const ErrorCode why = pair.Source.Status(name).Error;
-    if (!IsNotFound(why)) ++context_.Counters.UnseenFiles;
+    if (!IsNotFound(why)) ++context_.Report.Counters.UnseenFiles;
     context_.LogTimed(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
-    context_.LogWhy(why);
+    if (why) context_.LogWhy(ApiErrorText(why));
     Note(PlanAction::Fail, PlanReason::Unreadable, false, name);
     LeaveAsItIs(name);
   } else if (PassesMayChange()) {
@@ -410,7 +406,7 @@ bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) cons
 
 void TreeWalk::LeaveAsItIs(std::u16string_view name) {
   ShowDone(name);
-  ++context_.Counters.UnchangedFiles;
+  ++context_.Report.Counters.UnchangedFiles;
 }
 
 void TreeWalk::ShowDone(std::u16string_view name) {
@@ -427,7 +423,7 @@ void TreeWalk::CopyOneFile(const FileTurn& file, PlanReason reason) {
   if (scope_.WithinSizeLimit(file.Source)) return effects_.Copy(file, reason);
   // Counts as copied, with no bytes.
   Note(PlanAction::LeaveOut, PlanReason::TooLarge, false, file.Name, file.Source.Size);
-  ++context_.Counters.CopiedFiles;
+  ++context_.Report.Counters.CopiedFiles;
 }
 
 bool TreeWalk::PassesMayChange() {
@@ -436,9 +432,7 @@ bool TreeWalk::PassesMayChange() {
 }
 
 void TreeWalk::DestinationFailed(ErrorCode why) {
-  ++context_.Counters.FailedFiles;
-  context_.LogTimed(u": 建立目錄 (失敗)：", paths_.Dest());
-  context_.LogWhy(why);
+  context_.Fail(u": 建立目錄 (失敗)：", paths_.Dest(), why);
 }
 
 }  // namespace kavrel

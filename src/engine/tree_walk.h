@@ -54,7 +54,7 @@ class TreeWalk {
   virtual bool FinishesFolder(const FolderPair&) { return true; }
   /// Whether an entry of the present destination folder may be about to be removed.
   virtual bool IsGoing(std::u16string_view) const { return false; }
-  bool Cancelled() const { return context_.State.CancelRequested; }
+  bool Cancelled() const { return context_.Stopped(); }
   /// Tells of an entry of the present folder; with an empty name, of the folder itself.
   void Note(PlanAction action, PlanReason reason, bool is_folder, std::u16string_view name,
             std::uint64_t size = 0);

@@ -24,8 +24,8 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
   const ArchiveCheck check = CheckArchive(archiving, job, archive);
   if (check.Result == kCommandCancelled) return;
   VerifyCounters& found = report.Counters;
-  context.Counters.SourceFiles = check.Files;
-  context.Counters.SourceBytes = report.Bytes = check.Bytes;
+  context.Report.Counters.SourceFiles = check.Files;
+  context.Report.Counters.SourceBytes = report.Bytes = check.Bytes;
   for (const std::u16string& name : check.Damaged) {
     ++found.Damaged;
     context.Log.WriteTimed(u": 驗證檔案 (內容損壞)：" + name);
@@ -51,19 +51,19 @@ void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& 
   job.LastRunResult.UnchangedFiles = found.Equal;
   job.LastRunResult.FailedFiles = found.Differences();
   LogRow row = RowOf(context, job, LogKind::Verification);
-  WriteSummaryBlock(context, job, job.Destination.WorkPath,
-                    u"驗證排程名稱　　　：" + job.Name + u"\r\n" + u"驗證執行狀態　　　：" +
-                        StatusText(row) + u"\r\n" +
-                        SummaryLine(u"來源檔案總計　　　：", context.Counters.SourceFiles) +
-                        SummaryLine(u"內容相同檔案總計　：", found.Equal) +
-                        SummaryLine(u"缺少檔案總計　　　：", found.Missing) +
-                        SummaryLine(u"尚未備份變更總計　：", found.Changed) +
-                        SummaryLine(u"內容損壞檔案總計　：", found.Damaged) +
-                        SummaryLine(u"多出項目總計　　　：", found.Extra) +
-                        SummaryLine(u"無法讀取檔案總計　：", found.Unreadable) +
-                        SummaryLine(u"排除檔案總計　　　：", context.Counters.ExcludedFiles) +
-                        u"完成驗證容量總計　：" + FormatSize(report.Bytes, SizeMode::Both) +
-                        u"\r\n" + u"執行驗證所花費時間：" + ElapsedText(elapsed));
+  WriteSummaryBlock(
+      context, job, job.Destination.WorkPath,
+      u"驗證排程名稱　　　：" + job.Name + u"\r\n" + u"驗證執行狀態　　　：" + StatusText(row) +
+          u"\r\n" + SummaryLine(u"來源檔案總計　　　：", context.Report.Counters.SourceFiles) +
+          SummaryLine(u"內容相同檔案總計　：", found.Equal) +
+          SummaryLine(u"缺少檔案總計　　　：", found.Missing) +
+          SummaryLine(u"尚未備份變更總計　：", found.Changed) +
+          SummaryLine(u"內容損壞檔案總計　：", found.Damaged) +
+          SummaryLine(u"多出項目總計　　　：", found.Extra) +
+          SummaryLine(u"無法讀取檔案總計　：", found.Unreadable) +
+          SummaryLine(u"排除檔案總計　　　：", context.Report.Counters.ExcludedFiles) +
+          u"完成驗證容量總計　：" + FormatSize(report.Bytes, SizeMode::Both) + u"\r\n" +
+          u"執行驗證所花費時間：" + ElapsedText(elapsed));
   context.LogRows.Append(std::move(row));
 }
 
@@ -77,7 +77,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   job.Destination.WorkPath =
       backup_folder.empty() ? ExpandedDestination(job, context.Clock) : backup_folder;
   job.RunStarted = context.Clock.Now();
-  context.Counters = {};
+  context.Report = {};
   const std::uint64_t started = context.Clock.TickCount();
 
   report.Outcome = RunOutcome::SourceMissing;
@@ -91,8 +91,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   needed.NewInSource = needed.NewInDestination = false;
   std::u16string objection = DiskObjection(context, job, needed);
   if (!objection.empty()) {
-    context.RefusalText = std::move(objection);
-    context.Refusal = RunRefusal::DiskAway;
+    report.RefusalText = std::move(objection);
     report.Outcome = RunOutcome::Guarded;
     return report;
   }

@@ -185,7 +185,7 @@ void VerifyWalk::VerifyFile(const FolderPair& pair, const FolderScope& here,
                             const FolderEntry& file) {
   const std::u16string_view name = file.Name;
   if (here.TimesTaken(name) == 0) return;
-  RunCounters& counters = context_.Counters;
+  RunCounters& counters = context_.Report.Counters;
   ++counters.SourceFiles;
   context_.Host.PumpMessages();
   if (Cancelled()) return;

@@ -29,7 +29,7 @@ class IdleMonitor final : public ArchiveMonitor {
 };
 
 bool WantsPassword(const Program& program, RunOutcome outcome) {
-  return outcome == RunOutcome::Ran && program.Context.WrongPassword;
+  return outcome == RunOutcome::Ran && program.Context.Report.WrongPassword;
 }
 
 }  // namespace

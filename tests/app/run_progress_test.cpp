@@ -46,7 +46,7 @@ TEST(RunProgress, PromisesNothingBeforeTheTotalIsKnown) {
   }
   RunProgress progress(test.Program.Context);
   progress.Begin(job, u"D:\\dst\\", false);
-  RunCounters& counters = test.Program.Context.Counters;
+  RunCounters& counters = test.Program.Context.Report.Counters;
   RunFigures figures = progress.Figures();
   EXPECT_EQ(figures.Percent, -1);
   EXPECT_EQ(Text(figures), "整體進度：0 個檔案，0 位元");
@@ -83,9 +83,9 @@ TEST(RunProgress, FollowsTheArchiverThroughACompressedRun) {
   BackupJob& job = test.AddJob(BackupType::Compressed);
   RunProgress progress(test.Program.Context);
   progress.Begin(job, u"D:\\dst\\", false);
-  test.Program.Context.Counters.SourceFiles = 3;
+  test.Program.Context.Report.Counters.SourceFiles = 3;
   EXPECT_EQ(Text(progress.Figures()), "整體進度：準備中，3 個檔案");
-  test.Program.Context.Counters.CopiedFiles = 7;
+  test.Program.Context.Report.Counters.CopiedFiles = 7;
   progress.Note(100, 25);
   test.Clock.Advance(3000);
   progress.Note(100, 40);

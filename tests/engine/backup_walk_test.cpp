@@ -24,8 +24,8 @@ namespace {
 class BackupWalkTest : public testing::Test, protected TestProgram {
  protected:
   const RunCounters& Run(BackupJob& job) {
-    EXPECT_EQ(RunBackupJob(Program.Context, job), RunOutcome::Ran);
-    return Program.Context.Counters;
+    EXPECT_EQ(RunBackupJob(Program.Context, job).Outcome, RunOutcome::Ran);
+    return Program.Context.Report.Counters;
   }
 
   std::vector<std::u16string> CopiedNames() {
@@ -290,7 +290,7 @@ TEST_F(BackupWalkTest, RulesThatCannotBeReadAreToldAndReadAsSoonAsTheyCan) {
   fs::remove(file);
   WriteTestFile(file, rules);
   EXPECT_EQ(Run(job).FailedFiles, 0U);
-  EXPECT_EQ(Program.Context.Counters.ExcludedFiles, 1U);
+  EXPECT_EQ(Program.Context.Report.Counters.ExcludedFiles, 1U);
 }
 
 TEST_F(BackupWalkTest, TheBuiltInRulesKeepTheirTargetsOutOfDrivesSharesAndOtherDisks) {

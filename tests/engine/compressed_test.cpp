@@ -417,7 +417,7 @@ TEST_F(CompressedTest, AWrongOrMissingPasswordFailsAtOnceAndChangesNothing) {
     job.Password = u"wrong";
     EXPECT_EQ(Restore(), RunOutcome::Ran);
     EXPECT_EQ(job.LastRunResult.FailedFiles, 2U);
-    EXPECT_EQ(Program.Context.Counters.SourceFiles, 2U);
+    EXPECT_EQ(Program.Context.Report.Counters.SourceFiles, 2U);
     EXPECT_EQ(ReadTestFile(Source() / "a"), "changed since");
     EXPECT_EQ(ReadTestFile(Source() / "large"), "changed, too");
     EXPECT_EQ(LogLines(),

@@ -85,7 +85,7 @@ Trace RunTraced(TestProgram& program, BackupType type, bool ahead, std::size_t c
   }
   trace.Names = program.Host.Names;
   trace.Log = program.LogLines();
-  trace.Counters = program.Program.Context.Counters;
+  trace.Counters = program.Program.Context.Report.Counters;
   fs::rename(program.Dest(), after);
   return trace;
 }

@@ -81,11 +81,11 @@ class HardLinksTest : public testing::TestWithParam<BackupType>, protected TestP
   const RunCounters& Run() {
     Program.RunJobNow(0);
     ExpectSame();
-    return Program.Context.Counters;
+    return Program.Context.Report.Counters;
   }
   void ExpectSame() {
-    EXPECT_EQ(Program.Context.Counters.FailedFiles, 0U) << LogLines();
-    EXPECT_EQ(Program.Context.Counters.WarningFiles, 0U) << LogLines();
+    EXPECT_EQ(Program.Context.Report.Counters.FailedFiles, 0U) << LogLines();
+    EXPECT_EQ(Program.Context.Report.Counters.WarningFiles, 0U) << LogLines();
     const fs::path kept = Temp.Root() / "kept.bak";
     const bool there = fs::exists(Source() / "m/left out.bak");
     if (there) fs::rename(Source() / "m/left out.bak", kept);
@@ -102,14 +102,14 @@ class HardLinksTest : public testing::TestWithParam<BackupType>, protected TestP
 
 TEST_P(HardLinksTest, NamesOfOneFileAreNamesOfOneCopyAndAnotherRunDoesNothing) {
   const std::uint64_t bytes = Run().CopiedBytes;
-  EXPECT_EQ(Program.Context.Counters.CopiedFiles, 8U);
+  EXPECT_EQ(Program.Context.Report.Counters.CopiedFiles, 8U);
   // Each content once.
   EXPECT_LE(bytes, 4 * std::string("content of m/left out.bak").size());
   const ino_t before = NumberOf(Dest() / "one");
   Run();
   EXPECT_EQ(LogLines(), "");
   if (!Compares()) return;
-  EXPECT_EQ(Program.Context.Counters.UnchangedFiles, 8U);
+  EXPECT_EQ(Program.Context.Report.Counters.UnchangedFiles, 8U);
   EXPECT_EQ(NumberOf(Dest() / "one"), before);
 }
 
@@ -117,7 +117,7 @@ TEST_P(HardLinksTest, WhatIsLinkedSplitOrChangedBetweenRunsComesOutTheSame) {
   Run();
   const auto copied = [&](std::uint32_t files) {
     if (!Compares()) return;
-    EXPECT_EQ(Program.Context.Counters.CopiedFiles, files) << LogLines();
+    EXPECT_EQ(Program.Context.Report.Counters.CopiedFiles, files) << LogLines();
   };
   // As good, but no longer one file; then one again.
   Split(Source() / "pair too");
@@ -132,7 +132,7 @@ TEST_P(HardLinksTest, WhatIsLinkedSplitOrChangedBetweenRunsComesOutTheSame) {
   Run();
   copied(0);
   if (Compares()) {
-    EXPECT_EQ(Program.Context.Counters.UnchangedFiles, 8U);
+    EXPECT_EQ(Program.Context.Report.Counters.UnchangedFiles, 8U);
     EXPECT_NE(LogLines().find(": 建立硬連結 (成功)：D:\\dst\\pair"), std::string::npos);
     EXPECT_EQ(LogLines().find(": 建立硬連結"), LogLines().rfind(": 建立硬連結"));
     EXPECT_TRUE(NumberOf(Dest() / "pair") == number || NumberOf(Dest() / "pair too") != number);
@@ -168,7 +168,7 @@ TEST_P(HardLinksTest, NothingIsWrittenThroughANameThatSomebodyElseHasGivenACopy)
   chmod((Source() / "alone").c_str(), 0600);
   Put("pair", kNew, " changed");
   Run();
-  EXPECT_EQ(Program.Context.Counters.CopiedFiles, Compares() ? 4U : 8U) << LogLines();
+  EXPECT_EQ(Program.Context.Report.Counters.CopiedFiles, Compares() ? 4U : 8U) << LogLines();
   for (const auto& [name, first] : LinksOf(kept)) {
     EXPECT_EQ(ReadTestFile(kept / name), ReadTestFile(snapshot / name)) << name;
     EXPECT_EQ(fs::status(kept / name).permissions(), fs::status(snapshot / name).permissions());
@@ -201,7 +201,7 @@ TEST_P(HardLinksTest, AJobCanSwitchItOff) {
   Job().Extras.KeepHardLinks = false;
   Program.RunJobNow(0);
   for (const auto& [name, first] : LinksOf(Dest())) EXPECT_EQ(name, first);
-  EXPECT_EQ(Program.Context.Counters.CopiedFiles, 8U);
+  EXPECT_EQ(Program.Context.Report.Counters.CopiedFiles, 8U);
 }
 
 TEST_P(HardLinksTest, AFirstCopyThatCannotTakeItsNameLeavesItsLinksWhole) {
@@ -218,7 +218,7 @@ TEST_P(HardLinksTest, AFirstCopyThatCannotTakeItsNameLeavesItsLinksWhole) {
   Program.RunJobNow(0);
   Host.AtProgress = nullptr;
   EXPECT_TRUE(done);
-  EXPECT_EQ(Program.Context.Counters.FailedFiles, 1U) << LogLines();
+  EXPECT_EQ(Program.Context.Report.Counters.FailedFiles, 1U) << LogLines();
   for (const char* name : {"a/one too", "z/deep/one more"}) {
     EXPECT_EQ(ReadTestFile(Dest() / name), "content of one" + changed) << name;
   }

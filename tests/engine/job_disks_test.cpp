@@ -73,8 +73,8 @@ class JobDisksTest : public testing::TestWithParam<BackupType>, protected TestPr
     const auto before = Snapshot(Temp.DriveD());
     const std::vector<std::u16string> made = Job().Extras.Made;
     EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
-    EXPECT_EQ(Program.Context.Refusal, refusal);
-    EXPECT_EQ(ToUtf8(Program.Context.RefusalText), ToUtf8(why));
+    EXPECT_EQ(Program.Context.Report.Refusal, refusal);
+    EXPECT_EQ(ToUtf8(Program.Context.Report.RefusalText), ToUtf8(why));
     EXPECT_NE(LogLines().find(ToUtf8(why)), std::string::npos) << LogLines();
     EXPECT_TRUE(Snapshot(Temp.DriveD()) == before);
     EXPECT_EQ(Job().Extras.Made, made);

@@ -68,7 +68,7 @@ class MetadataTest : public testing::Test, protected TestProgram {
   const RunCounters& Run(BackupType type = BackupType::Differential) {
     if (Program.Store.Jobs.empty()) AddJob(type);
     Program.RunJobNow(0);
-    return Program.Context.Counters;
+    return Program.Context.Report.Counters;
   }
 
   /// Fails unless the copy has what its source has.
@@ -128,9 +128,9 @@ TEST_F(MetadataTest, WhatChangedAloneIsSetRightWithoutACopyAndOnlyOnce) {
   EXPECT_EQ(plan.Steps.size(), 7U);
 
   EXPECT_EQ(Run().UpdatedAttributes, 7U);
-  EXPECT_EQ(Program.Context.Counters.CopiedFiles, 0U);
-  EXPECT_EQ(Program.Context.Counters.UnchangedFiles, 8U);
-  EXPECT_EQ(Program.Context.Counters.WarningFiles, 0U);
+  EXPECT_EQ(Program.Context.Report.Counters.CopiedFiles, 0U);
+  EXPECT_EQ(Program.Context.Report.Counters.UnchangedFiles, 8U);
+  EXPECT_EQ(Program.Context.Report.Counters.WarningFiles, 0U);
   EXPECT_NE(LogLines().find(": 更新屬性 (成功)：D:\\dst\\mode\n"), std::string::npos) << LogLines();
   EXPECT_NE(LogLines().find(": 更新屬性 (成功)：D:\\dst\\folder\\\n"), std::string::npos);
   ExpectSame();

@@ -45,7 +45,7 @@ class MirrorGuardTest : public testing::Test, protected TestProgram {
     const std::string before = ReadTestFile(Dest() / "k0/g0/0");
     EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
     EXPECT_EQ(ReadTestFile(Dest() / "k0/g0/0"), before);
-    EXPECT_EQ(Program.Context.Counters.SyncDeletedFiles, 0U);
+    EXPECT_EQ(Program.Context.Report.Counters.SyncDeletedFiles, 0U);
     EXPECT_TRUE(Program.Store.Jobs[0].LastRunResult.Stopped);
     EXPECT_FALSE(Program.State.CancelRequested);
     EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"備份中斷");

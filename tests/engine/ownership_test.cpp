@@ -120,7 +120,7 @@ TEST_F(OwnershipTest, ABackupInsideAnothersDestinationStaysApart) {
   ASSERT_EQ(Run(0), RunOutcome::Ran);
   Host.GoOn = true;
   ASSERT_EQ(Run(1), RunOutcome::Ran);
-  EXPECT_EQ(Program.Context.Counters.FailedFiles, 1U);
+  EXPECT_EQ(Program.Context.Report.Counters.FailedFiles, 1U);
   EXPECT_TRUE(Logged(": 屬於其他排程的備份，沒有處理 (失敗)：D:\\docs\\")) << LogLines();
   EXPECT_EQ(ReadTestFile(Place() / "theirs"), "b");
   EXPECT_FALSE(fs::exists(Place() / "mine"));
@@ -141,7 +141,7 @@ TEST_F(OwnershipTest, ABackupStaysItsJobsWhereverItsDiskIsNow) {
   Job(1).Destination.Path = u"D:\\moved\\";
   Job(1).Extras.Adopt = true;
   ASSERT_EQ(Run(1), RunOutcome::Ran);
-  EXPECT_EQ(Program.Context.Counters.FailedFiles, 1U);
+  EXPECT_EQ(Program.Context.Report.Counters.FailedFiles, 1U);
   fs::remove_all(Temp.DriveC() / "a" / "docs");
   WriteTestFile(Temp.DriveC() / "a" / "x", "x");
   EXPECT_EQ(Run(1), RunOutcome::Guarded);
@@ -337,10 +337,10 @@ TEST_F(OwnershipTest, AMarkIsNoFileOfABackup) {
     if (type == BackupType::Compressed && !Program.Archiver.Present()) continue;
     for (int round = 0; round < 2; ++round) {
       ASSERT_EQ(Run(row), RunOutcome::Ran);
-      EXPECT_EQ(Program.Context.Counters.ExcludedFiles, 1U);
-      EXPECT_EQ(Program.Context.Counters.SourceFiles, 2U);
-      EXPECT_EQ(Program.Context.Counters.FailedFiles, 0U);
-      EXPECT_EQ(Program.Context.Counters.SyncDeletedFiles, 0U);
+      EXPECT_EQ(Program.Context.Report.Counters.ExcludedFiles, 1U);
+      EXPECT_EQ(Program.Context.Report.Counters.SourceFiles, 2U);
+      EXPECT_EQ(Program.Context.Report.Counters.FailedFiles, 0U);
+      EXPECT_EQ(Program.Context.Report.Counters.SyncDeletedFiles, 0U);
     }
     const VerifyReport report = Program.VerifyJobNow(row);
     EXPECT_EQ(report.Counters.Equal, 1U);
@@ -363,7 +363,7 @@ TEST_F(OwnershipTest, AMarkIsNoFileOfABackup) {
     WriteTestFile(Temp.DriveC() / "a" / "docs" / below, "my own");
   }
   ASSERT_EQ(Run(0), RunOutcome::Ran);
-  EXPECT_EQ(Program.Context.Counters.ExcludedFiles, 3U);
+  EXPECT_EQ(Program.Context.Report.Counters.ExcludedFiles, 3U);
   EXPECT_TRUE(Logged(": 略過備份標記 (成功)：C:\\a\\docs\\.kavrel-owner"));
   EXPECT_TRUE(Logged(": 略過備份標記 (成功)：C:\\a\\docs\\sub\\.kavrel-owner"));
   EXPECT_EQ(ReadTestFile(Place() / ".kavrel-owner"), mark);

@@ -66,7 +66,7 @@ TEST_P(RestorePickedTest, AnotherFolderKeepsItsOwnRightsAndNewerFilesStay) {
   EXPECT_EQ(result.CopiedFiles, 2U) << LogLines();
   EXPECT_EQ(result.UnchangedFiles, 1U);
   EXPECT_EQ(result.FailedFiles, 0U);
-  EXPECT_EQ(Program.Context.Counters.NewerFiles, 1U);
+  EXPECT_EQ(Program.Context.Report.Counters.NewerFiles, 1U);
   EXPECT_NE(LogLines().find(": 保留較新的檔案 (成功)：D:\\mine\\docs"), std::string::npos)
       << LogLines();
   EXPECT_EQ(ReadTestFile(target / "docs/old/2.txt"), "newer");

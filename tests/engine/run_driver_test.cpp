@@ -79,7 +79,7 @@ TEST_F(RunDriverTest, JobLogHoldsBannersAndSummaryToTheCharacter) {
 TEST_F(RunDriverTest, MissingSourceStopsTheRunWithoutALogAndMovesTheJobOn) {
   BackupJob& job = AddJob();
   job.NextRun = Clock.Now() - std::chrono::minutes(10);
-  EXPECT_EQ(RunBackupJob(Program.Context, job), RunOutcome::SourceMissing);
+  EXPECT_EQ(RunBackupJob(Program.Context, job).Outcome, RunOutcome::SourceMissing);
   EXPECT_TRUE(job.LastRunResult.Stopped);
   EXPECT_EQ(job.LastRunResult.FailedFiles, 1U);
   EXPECT_EQ(job.LastRun, Clock.Now());
@@ -88,7 +88,8 @@ TEST_F(RunDriverTest, MissingSourceStopsTheRunWithoutALogAndMovesTheJobOn) {
   EXPECT_FALSE(fs::exists(Dest()));
   EXPECT_TRUE(fs::exists(Temp.Home() / "Backup.rtm"));
   WriteTestFile(Source() / "a", "x");
-  EXPECT_EQ(RunBackupJob(Program.Context, job), RunOutcome::Ran) << "the next one of a batch runs";
+  EXPECT_EQ(RunBackupJob(Program.Context, job).Outcome, RunOutcome::Ran)
+      << "the next one of a batch runs";
 }
 
 TEST_F(RunDriverTest, RunWhileBusyCancelsTheRunningJob) {

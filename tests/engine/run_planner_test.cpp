@@ -119,7 +119,7 @@ TEST_F(RunPlannerTest, WhatThePlanSaysIsWhatTheRunDoes) {
     const RunCounters planned = Plan(plan);
     ASSERT_EQ(Snapshot(Dest()), before);
     ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
-    EXPECT_EQ(planned, Program.Context.Counters) << "seed " << seed;
+    EXPECT_EQ(planned, Program.Context.Report.Counters) << "seed " << seed;
     EXPECT_EQ(Changes(plan), Changes(before, Snapshot(Dest()))) << "seed " << seed;
     if (HasFailure()) break;
   }
@@ -160,7 +160,7 @@ TEST_F(RunPlannerTest, WhatARestorePlansIsWhatTheRestoreDoes) {
     EXPECT_EQ(request.Pick ? Program.RunRestorePickedNow(0, pick, NewestArchive)
                            : Program.RunRestoreNow(0, request.Mode, NewestArchive),
               RunOutcome::Ran);
-    const RunCounters& done = Program.Context.Counters;
+    const RunCounters& done = Program.Context.Report.Counters;
     EXPECT_EQ(planned.CopiedFiles, done.CopiedFiles);
     EXPECT_EQ(planned.FailedFiles, done.FailedFiles);
     EXPECT_EQ(planned.UnchangedFiles, done.UnchangedFiles);

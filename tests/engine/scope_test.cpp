@@ -156,11 +156,11 @@ TEST_P(ScopeTest, PlanCountRunVerificationAndArchiveListAgree) {
       copy.Destination.WorkPath = job.Destination.Path;
       planned = PlanWalk(Program.Context, copy, plan);
       counted = Count(job);
-      ASSERT_EQ(RunBackupJob(Program.Context, job), RunOutcome::Ran);
-      run = Program.Context.Counters;
+      ASSERT_EQ(RunBackupJob(Program.Context, job).Outcome, RunOutcome::Ran);
+      run = Program.Context.Report.Counters;
       run_log = Program.Log.CurrentPath();
       verified = RunVerifyJob(Program.Context, job);
-      verified_files = Program.Context.Counters.SourceFiles;
+      verified_files = Program.Context.Report.Counters.SourceFiles;
       // Archives know no rules, and take in the subfolders always.
       Program.Exclusions.ExcEnabled = false;
       copy.IncludeSubfolders = true;

@@ -30,7 +30,7 @@ class SyncTest : public testing::Test, protected TestProgram {
     if (Program.Store.Jobs.empty()) AddJob(BackupType::Synchronise);
     Program.Store.Jobs[0].UseRecycleBin = bin;
     EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
-    return Program.Context.Counters;
+    return Program.Context.Report.Counters;
   }
 
   /// What lies in a bin: the noted original path and the file's content.
@@ -431,13 +431,14 @@ TEST_F(SyncTest, RestoreBringsBackWhatItsModePrescribes) {
   EXPECT_EQ(job.LastRunResult.CopiedFiles, 1U);
   EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
   EXPECT_EQ(ReadTestFile(Source() / "same"), "same size a");
-  EXPECT_EQ(job.LastRunResult.CopiedFiles, Program.Context.Counters.SourceFiles);
+  EXPECT_EQ(job.LastRunResult.CopiedFiles, Program.Context.Report.Counters.SourceFiles);
   EXPECT_EQ(job.LastRunResult.Folders, 0U);
   EXPECT_EQ(ReadTestFile(Source() / "not in the backup"), "stays");
 
   fs::remove_all(Source());
   EXPECT_EQ(Program.RunRestoreNow(0, static_cast<RestoreMode>(2)), RunOutcome::Ran);
-  EXPECT_EQ(Program.Context.Counters.SourceFiles, 0U) << "a mode that is none restores no files";
+  EXPECT_EQ(Program.Context.Report.Counters.SourceFiles, 0U)
+      << "a mode that is none restores no files";
   EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
   EXPECT_EQ(TreeDifferences(backup, Source()), "");
   EXPECT_EQ(job.NextRun, next_run);

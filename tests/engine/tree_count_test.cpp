@@ -74,15 +74,16 @@ TEST(TreeCount, CountsWhatARunThenFinds) {
     BackupJob& job = test.AddJob();
     change(test, job);
     const Counted counted = Count(test, job, false, 3);
-    ASSERT_EQ(RunBackupJob(test.Program.Context, job), RunOutcome::Ran);
-    const RunCounters& counters = test.Program.Context.Counters;
+    ASSERT_EQ(RunBackupJob(test.Program.Context, job).Outcome, RunOutcome::Ran);
+    const RunCounters& counters = test.Program.Context.Report.Counters;
     EXPECT_GT(counted.Files, 0U);
     EXPECT_EQ(counted.Files, counters.SourceFiles);
     EXPECT_EQ(counted.Bytes, counters.SourceBytes);
     const Counted back = Count(test, job, true, 1000);
-    ASSERT_EQ(RunRestoreJob(test.Program.Context, job, RestoreMode::Incremental), RunOutcome::Ran);
-    EXPECT_EQ(back.Files, test.Program.Context.Counters.SourceFiles);
-    EXPECT_EQ(back.Bytes, test.Program.Context.Counters.SourceBytes);
+    ASSERT_EQ(RunRestoreJob(test.Program.Context, job, RestoreMode::Incremental).Outcome,
+              RunOutcome::Ran);
+    EXPECT_EQ(back.Files, test.Program.Context.Report.Counters.SourceFiles);
+    EXPECT_EQ(back.Bytes, test.Program.Context.Report.Counters.SourceBytes);
   }
 }
 

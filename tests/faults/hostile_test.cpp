@@ -226,7 +226,7 @@ TEST(ChangingTree, ACopyIsWholeOrFailsAndTheNextRunHasWhatIsThereByThen) {
       program.Program.RunJobNow(job.JobIndex);
       ASSERT_TRUE(changed);
       const std::string now = ReadTestFile(dest);
-      const bool failed = program.Program.Context.Counters.FailedFiles > 0;
+      const bool failed = program.Program.Context.Report.Counters.FailedFiles > 0;
       EXPECT_EQ(ReadTree(program.Dest()).size(), 1U) << what;
       EXPECT_EQ(now == old, failed) << what;
       EXPECT_TRUE(failed || now == first || now == ReadTestFile(source)) << what;

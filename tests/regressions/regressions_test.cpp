@@ -16,7 +16,7 @@ class Regressions : public testing::Test, protected TestProgram {
  protected:
   const RunCounters& Run(BackupJob& job) {
     EXPECT_EQ(Program.RunJobNow(job.JobIndex), RunOutcome::Ran);
-    return Program.Context.Counters;
+    return Program.Context.Report.Counters;
   }
   /// Lets a user without rights run the jobs.
   void OpenToAll() const {
@@ -52,7 +52,7 @@ TEST_F(Regressions, ABackupInsideItsSourceCouldNotBeRestored) {
   WriteTestFile(Source() / "a", "changed");
   EXPECT_EQ(Program.RunRestoreNow(job.JobIndex, RestoreMode::Full), RunOutcome::Ran);
   EXPECT_EQ(ReadTestFile(Source() / "a"), "x");
-  EXPECT_EQ(Program.Context.Counters.CopiedFiles, 1U);
+  EXPECT_EQ(Program.Context.Report.Counters.CopiedFiles, 1U);
 }
 
 TEST_F(Regressions, ASourceThatBeginsWithTheDestinationsLettersWasTakenForIt) {

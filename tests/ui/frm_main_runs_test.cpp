@@ -96,9 +96,9 @@ TEST(FrmMainRuns, ShowsTheFileAtWorkAndTheWholeRun) {
   FrmMain& window = main.Window;
   window.JobStarting(0, main.Clock.Now());
   window.ShowRunPanels(true);
-  main.Program.Context.Counters = {};
-  main.Program.Context.Counters.SourceFiles = 2;
-  main.Program.Context.Counters.SourceBytes = 1500;
+  main.Program.Context.Report.Counters = {};
+  main.Program.Context.Report.Counters.SourceFiles = 2;
+  main.Program.Context.Report.Counters.SourceBytes = 1500;
   const auto text = [&](const char* strip) {
     return static_cast<CaptionStrip*>(main.Named(strip))->Text();
   };

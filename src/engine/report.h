@@ -1,0 +1,68 @@
+// How a run went: what every run gives back, and all that its callers ask.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "core/run_counters.h"
+
+namespace kavrel {
+
+enum class RunOutcome {
+  NotStarted,     ///< a cancel was already pending
+  SourceMissing,  ///< the folder to copy from does not exist: nothing was logged
+  NoArchiver,     ///< a compressed job, and no 7-Zip program is installed: nothing was written
+  NothingPicked,  ///< a restore for which no archive was chosen
+  Guarded,        ///< a guard stopped it before anything was lost: the report's Refusal
+  NoSpace,        ///< it stopped before its first copy, for which there is no room
+  Ran,            ///< the walk took place; the job's LastRunResult tells the rest
+};
+
+/// Why a run stopped by itself, before it lost or filled anything.
+enum class RunRefusal {
+  None,
+  DiskAway,       ///< a disk that the job relies on is not there
+  Shrunk,         ///< the new dated folder or archive would hold far less than the last one
+  MirrorGuard,    ///< too much would be removed
+  PlaceOfOthers,  ///< what lies there may be another job's
+  NoSpace
+};
+
+/// What a verification found. Whatever is not equal is a difference.
+struct VerifyCounters {
+  std::uint32_t Equal = 0;
+  std::uint32_t Missing = 0;  ///< files that the backup does not have
+  std::uint32_t Changed = 0;  ///< differ, and the next run would copy them
+  std::uint32_t Damaged = 0;  ///< differ in content alone: no differential run would mend them
+  std::uint32_t Extra = 0;    ///< what a mirror has and its source has not
+  std::uint32_t Unreadable = 0;
+
+  std::uint32_t Differences() const { return Missing + Changed + Damaged + Extra + Unreadable; }
+};
+
+struct VerifyReport {
+  RunOutcome Outcome = RunOutcome::NotStarted;
+  bool Stopped = false;
+  VerifyCounters Counters;
+  std::uint64_t Bytes = 0;     ///< compared
+  std::u16string RefusalText;  ///< of one that was Guarded: which disk is away
+  std::u16string LogPath;
+};
+
+/// Of a run that is at work: how it goes so far.
+struct RunReport {
+  RunOutcome Outcome = RunOutcome::NotStarted;
+  RunCounters Counters;
+  RunRefusal Refusal = RunRefusal::None;
+  /// Why, in words. Of a run without a source: which disk is away, as far as that is known.
+  std::u16string RefusalText;
+  /// Somebody has let it go on although a disk is away or the state has shrunk.
+  bool Agreed = false;
+  /// A restore came to nothing because the job's password does not open the archive.
+  bool WrongPassword = false;
+  std::u16string LogPath;                    ///< empty where nothing was logged
+  std::optional<VerifyReport> Verification;  ///< of the one that followed the run
+};
+
+}  // namespace kavrel
