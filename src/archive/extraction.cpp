@@ -11,6 +11,7 @@
 #include "base/crc32.h"
 #include "base/text.h"
 #include "files/error_text.h"
+#include "files/folder_identity.h"
 #include "files/group_commit.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
@@ -134,8 +135,7 @@ class Extraction {
   Result<FileStatus> StatusAtPlace(std::u16string_view name) const {
     const Result<Folder> root = context_.Files.OpenFolder(destination_);
     const Result<Folder> parent = root ? OpenParent(*root, name) : Result<Folder>::Fail(root.Error);
-    return parent ? parent->Status(EntryParts(name).back())
-                  : Result<FileStatus>::Fail(parent.Error);
+    return StatusIn(parent, EntryParts(name).back());
   }
 
   ArchiveContext& context_;

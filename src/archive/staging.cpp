@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "files/folder_identity.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
 #include "files/temp_names.h"
@@ -90,7 +91,7 @@ void Staging::Clear() {
 
 Result<FileStatus> Staging::Status(std::u16string_view name) const {
   const Result<Folder> parent = OpenParent(staged_, name);
-  return parent ? parent->Status(EntryParts(name).back()) : Result<FileStatus>::Fail(parent.Error);
+  return StatusIn(parent, EntryParts(name).back());
 }
 
 Result<File> Staging::Open(std::u16string_view name) const {

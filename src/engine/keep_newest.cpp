@@ -104,8 +104,7 @@ bool HoldsAnothers(const RunContext& context, const BackupJob& job, std::u16stri
 bool IsAlone(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
   const std::u16string_view path = DropBackslash(unit);
   const Result<Folder> parent = context.Files.OpenFolder(PathFolder(path));
-  const Result<FileStatus> status =
-      parent ? parent->Status(PathName(path)) : Result<FileStatus>::Fail(parent.Error);
+  const Result<FileStatus> status = StatusIn(parent, PathName(path));
   return status && MayGo(context, job, *parent, *status) && !HoldsAnothers(context, job, unit);
 }
 
@@ -114,8 +113,7 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
                const std::u16string& unit) {
   const std::u16string_view path = DropBackslash(unit);
   const Result<Folder> parent = context.Files.OpenFolder(PathFolder(path));
-  const Result<FileStatus> status =
-      parent ? parent->Status(PathName(path)) : Result<FileStatus>::Fail(parent.Error);
+  const Result<FileStatus> status = StatusIn(parent, PathName(path));
   // What is gone, or has become something else, is no backup of this job any more.
   if (IsNotFound(status.Error)) return true;
   const FileKind kind = IsFolderUnit(unit) ? FileKind::Folder : FileKind::File;
@@ -149,10 +147,12 @@ void SyncMoves(RunContext& context, std::u16string_view unit) {
 
 }  // namespace
 
-std::u16string BackupUnit(const RunContext& context, const BackupJob& job) {
-  if (job.Compressed) return ArchivePath(job, context.Clock);
+std::u16string SetRunPaths(BackupJob& job, Clock& clock) {
+  job.Source.WorkPath = job.Source.Path;
+  job.Destination.WorkPath = ExpandedDestination(job, clock);
+  if (job.Compressed) return ArchivePath(job, clock);
   const std::u16string& entered = job.Destination.Path;
-  if (ExpandDateTokens(entered, context.Clock) == entered) return {};
+  if (ExpandDateTokens(entered, clock) == entered) return {};
   return AddBackslash(job.Destination.WorkPath);
 }
 
@@ -180,8 +180,8 @@ void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
   if (!units.Outdated.empty()) SyncMoves(context, unit);
 }
 
-void PlanKeepNewest(const RunContext& context, const BackupJob& job, RunPlan& plan) {
-  const std::u16string unit = BackupUnit(context, job);
+void PlanKeepNewest(const RunContext& context, const BackupJob& job, std::u16string_view unit,
+                    RunPlan& plan) {
   if (unit.empty()) return;
   if (context.Files.Status(DropBackslash(unit))) {
     const Result<bool> own = IsMadeBy(context.Files, job, unit);

@@ -8,10 +8,10 @@
 
 namespace kavrel {
 
-/// What the run about to begin, the job's work paths being set, puts its backup into: a dated
-/// folder with its final separator, or an archive. Empty for a job that always writes into one
-/// folder.
-std::u16string BackupUnit(const RunContext& context, const BackupJob& job);
+/// Works out where a run of the job begins now: sets its work paths, and gives the unit that it
+/// puts its backup into: a dated folder with its final separator, or an archive. Empty for a job
+/// that always writes into one folder.
+std::u16string SetRunPaths(BackupJob& job, Clock& clock);
 
 /// To be called after an uninterrupted run: a unit that this job alone made, as its mark tells, is
 /// noted in its extras, the newest last. True when it is one.
@@ -23,6 +23,7 @@ bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view uni
 void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit);
 
 /// Notes in the plan what KeepNewest would move after a run as of now.
-void PlanKeepNewest(const RunContext& context, const BackupJob& job, RunPlan& plan);
+void PlanKeepNewest(const RunContext& context, const BackupJob& job, std::u16string_view unit,
+                    RunPlan& plan);
 
 }  // namespace kavrel

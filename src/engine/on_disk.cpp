@@ -1,6 +1,5 @@
 #include "engine/on_disk.h"
 
-#include "engine/mirror_guard.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
@@ -20,26 +19,52 @@ constexpr std::u16string_view kFolderFailed = u": 建立目錄 (失敗)：";
 
 }  // namespace
 
-/// A copy that is to get its name, or bears it already in a folder that has none yet.
-class OnDisk::CopyChange final : public Change {
+/// A copy or a link that is to get its name.
+class OnDisk::StagedChange : public Change {
+ public:
+  StagedChange(OnDisk& effects, std::shared_ptr<const CommitFolder> folder, StagedFile staged)
+      : effects_(effects), folder_(std::move(folder)), staged_(std::move(staged)) {}
+
+  std::optional<NameChange> Naming() const override {
+    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
+  }
+  bool Replaces() const override { return staged_.Replaces; }
+
+ protected:
+  ErrorCode TakeName(GroupCommit& group) {
+    File replaced;
+    const ErrorCode error = staged_.Commit(folder_->Folder, &replaced);
+    TraceEffect(staged_.Replaces ? u"replaced" : u"made", folder_->Path, staged_.Name, error);
+    if (!error) group.LetGo(*folder_, std::move(replaced));
+    return error;
+  }
+  /// False when something is left.
+  bool RollBack() {
+    const ErrorCode error = staged_.RollBack(folder_->Folder);
+    const bool left = error && !IsNotFound(error);
+    if (left) effects_.names_.NoteLeft();
+    return !left;
+  }
+
+  OnDisk& effects_;
+  const std::shared_ptr<const CommitFolder> folder_;
+  const StagedFile staged_;
+};
+
+/// A copy, in a folder that may have no name yet.
+class OnDisk::CopyChange final : public StagedChange {
  public:
   CopyChange(OnDisk& effects, std::shared_ptr<const CommitFolder> folder, StagedFile staged,
              const CopyResult& result, std::shared_ptr<UnnamedFolder> unnamed,
              std::u16string_view source_path)
-      : effects_(effects),
-        folder_(std::move(folder)),
-        staged_(std::move(staged)),
+      : StagedChange(effects, std::move(folder), std::move(staged)),
         unnamed_(std::move(unnamed)),
         bytes_(result.BytesCopied),
         warning_(result.Warning),
         source_path_(source_path) {}
 
   void Commit(GroupCommit& group) override {
-    File replaced;
-    const ErrorCode error = staged_.Commit(folder_->Folder, &replaced);
-    TraceEffect(staged_.Replaces ? u"replaced" : u"made", folder_->Path, staged_.Name, error);
-    if (error) return GiveUp(error);
-    group.LetGo(*folder_, std::move(replaced));
+    if (const ErrorCode error = TakeName(group)) return GiveUp(error);
     RunCounters& counters = effects_.context_.Report.Counters;
     if (warning_) {
       ++counters.WarningFiles;
@@ -54,22 +79,11 @@ class OnDisk::CopyChange final : public Change {
 
   void GiveUp(ErrorCode why) override {
     TraceEffect(u"gave up", folder_->Path, staged_.Name, why);
-    if (const ErrorCode error = staged_.RollBack(folder_->Folder); error && !IsNotFound(error)) {
-      effects_.names_.NoteLeft();
-      if (unnamed_) unnamed_->Spoilt = true;
-    }
+    if (!RollBack() && unnamed_) unnamed_->Spoilt = true;
     if (why) effects_.CountFailed(source_path_, ApiErrorText(why));
   }
 
-  std::optional<NameChange> Naming() const override {
-    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
-  }
-  bool Replaces() const override { return staged_.Replaces; }
-
  private:
-  OnDisk& effects_;
-  const std::shared_ptr<const CommitFolder> folder_;
-  const StagedFile staged_;
   const std::shared_ptr<UnnamedFolder> unnamed_;
   const std::uint64_t bytes_;
   const bool warning_;
@@ -77,37 +91,20 @@ class OnDisk::CopyChange final : public Change {
 };
 
 /// One more name of another copy that is to take the place of a copy of its own, which is as good.
-class OnDisk::RelinkChange final : public Change {
+class OnDisk::RelinkChange final : public StagedChange {
  public:
-  RelinkChange(OnDisk& effects, std::shared_ptr<const CommitFolder> folder, StagedFile staged)
-      : effects_(effects), folder_(std::move(folder)), staged_(std::move(staged)) {}
+  using StagedChange::StagedChange;
 
   void Commit(GroupCommit& group) override {
-    File replaced;
-    const ErrorCode error = staged_.Commit(folder_->Folder, &replaced);
     const std::u16string path = folder_->Path + staged_.Name;
-    if (error) {
+    if (const ErrorCode error = TakeName(group)) {
       effects_.CountWarning(error, u"Could Not Link Destination File", path);
       return GiveUp(error);
     }
-    group.LetGo(*folder_, std::move(replaced));
     effects_.context_.LogTimed(u": 建立硬連結 (成功)：", path);
   }
   // The copy of its own is still there.
-  void GiveUp(ErrorCode) override {
-    const ErrorCode error = staged_.RollBack(folder_->Folder);
-    if (error && !IsNotFound(error)) effects_.names_.NoteLeft();
-  }
-
-  std::optional<NameChange> Naming() const override {
-    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
-  }
-  bool Replaces() const override { return true; }
-
- private:
-  OnDisk& effects_;
-  const std::shared_ptr<const CommitFolder> folder_;
-  const StagedFile staged_;
+  void GiveUp(ErrorCode) override { RollBack(); }
 };
 
 /// A new folder that is to get its name.
@@ -176,63 +173,6 @@ class OnDisk::FinishChange final : public Change {
   const std::shared_ptr<const CommitFolder> folder_;
   Finish finish_;
   const std::u16string path_;
-};
-
-/// A file or an emptied folder that is to go.
-class OnDisk::RemovalChange final : public Change {
- public:
-  /// `emptied`: of a folder, what became of its content.
-  RemovalChange(OnDisk& effects, const RemovalPlace& from, std::u16string_view name,
-                std::u16string_view path, SharedEmptying emptied)
-      : effects_(effects),
-        folder_(from.Shared),
-        name_(name),
-        path_(path),
-        in_(from.In),
-        emptied_(std::move(emptied)),
-        to_bin_(effects.job_.UseRecycleBin) {
-    if (to_bin_) place_ = effects_.bin_.Announce(folder_->Folder, name_);
-  }
-
-  void Commit(GroupCommit& group) override {
-    ErrorCode error = 0;
-    if (emptied_ && !emptied_->Whole) {
-      error = kErrNotEmpty;
-    } else if (to_bin_) {
-      error = place_ ? effects_.bin_.Move(folder_->Folder, name_, *place_) : place_.Error;
-    } else if (emptied_) {
-      error = folder_->Folder.RemoveFolder(name_);
-    } else {
-      Result<File> held = folder_->Folder.HoldEntry(name_);
-      error = folder_->Folder.RemoveFile(name_);
-      if (!error && held) group.LetGo(*folder_, std::move(*held));
-    }
-    TraceEffect(to_bin_ ? u"moved to the bin" : u"removed", folder_->Path, name_, error);
-    if (error == kErrNotEmpty && place_) effects_.bin_.Withdraw(*place_);
-    effects_.context_.State.LastApiError = error;
-    Finish(error);
-  }
-
-  void GiveUp(ErrorCode why) override {
-    if (place_) effects_.bin_.Withdraw(*place_);
-    if (why) Finish(why);
-  }
-
- private:
-  void Finish(ErrorCode error) {
-    if (emptied_) {
-      effects_.CountFolderGone(error, path_, in_);
-    } else {
-      effects_.CountFileGone(error, name_, in_);
-    }
-  }
-
-  OnDisk& effects_;
-  const std::shared_ptr<const CommitFolder> folder_;
-  const std::u16string name_, path_;
-  const SharedEmptying in_, emptied_;
-  const bool to_bin_;
-  Result<RecycleBin::Place> place_;
 };
 
 OnDisk::OnDisk(RunContext& context, const BackupJob& job, std::u16string_view file_failed_text)
@@ -506,37 +446,6 @@ void OnDisk::MarkFolder(const Folder& dest) {
 
 void OnDisk::MarkMirrored(const Folder& dest) {
   kavrel::MarkMirrored(context_, job_, dest);
-}
-
-bool OnDisk::PassesGuard(ForeseenFolders& foreseen) {
-  return PassMirrorGuard(context_, job_, foreseen);
-}
-
-bool OnDisk::Begin(RemovalPlace& from, std::u16string_view path) {
-  if (from.Shared) return true;
-  from.Shared = *changes_.Share(from.Folder, path);
-  if (from.Shared && from.In) from.Shared->Going = true;
-  return from.Shared != nullptr;
-}
-
-void OnDisk::RemoveFile(const RemovalPlace& from, const FolderEntry& file,
-                        std::u16string_view path) {
-  Queue(from.Shared, std::make_unique<RemovalChange>(*this, from, file.Name, path, nullptr));
-}
-
-void OnDisk::RemoveFolder(const RemovalPlace& from, std::u16string_view name,
-                          std::u16string_view path, const SharedEmptying& emptied) {
-  Queue(from.Shared, std::make_unique<RemovalChange>(*this, from, name, path, emptied));
-}
-
-void OnDisk::Queue(const std::shared_ptr<const CommitFolder>& folder,
-                   std::unique_ptr<Change> change) {
-  // What goes to the bin is described there first.
-  if (job_.UseRecycleBin) {
-    changes_.AddStaged(folder, std::move(change), 0);
-  } else {
-    changes_.Add(folder, std::move(change));
-  }
 }
 
 void OnDisk::Settle() {

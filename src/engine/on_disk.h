@@ -46,6 +46,7 @@ class OnDisk final : public Effects {
                     const SharedEmptying& emptied) override;
 
  private:
+  class StagedChange;
   class CopyChange;
   class RelinkChange;
   class NameChangeOfFolder;

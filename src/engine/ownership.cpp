@@ -96,7 +96,7 @@ bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMar
   const std::u16string_view name = archive.empty() ? archive : PathName(mark.Place);
   const Result<Folder> place =
       files.OpenFolder(archive.empty() ? std::u16string_view(mark.Place) : PathFolder(mark.Place));
-  const Result<FileStatus> there = place ? place->Status() : Result<FileStatus>::Fail(place.Error);
+  const Result<FileStatus> there = StatusOf(place);
   if (!there) return true;
   // A link may lead to the same place.
   if (IdentityOf(folder).Is(*there) && name == archive) return true;
@@ -326,8 +326,7 @@ bool IsHolder(const FileSystem& files, const Folder& folder, std::u16string& pat
     }
     path += PathSeparator(path);
     const Result<Folder> below = folder.OpenFolder(entry->Name);
-    const Result<FileStatus> status =
-        below ? below->Status() : Result<FileStatus>::Fail(below.Error);
+    const Result<FileStatus> status = StatusOf(below);
     if (!status || status->Device != root.Device || status->Mount != root.Mount) return true;
     if (IsPlaceOfOthers(files, *below, {}, path, job)) return true;
     if (IsHolder(files, *below, path, root, job)) return true;
@@ -339,8 +338,7 @@ bool IsHolder(const FileSystem& files, const Folder& folder, std::u16string& pat
 
 bool HoldsPlaceOfOthers(const FileSystem& files, std::u16string_view path, const BackupJob& job) {
   const Result<Folder> folder = files.OpenFolder(path);
-  const Result<FileStatus> status =
-      folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
+  const Result<FileStatus> status = StatusOf(folder);
   std::u16string at(path);
   return !status || IsHolder(files, *folder, at, *status, job);
 }
@@ -382,8 +380,7 @@ std::vector<const BackupJob*> JobsOfFolder(const FileSystem& files, Clock& clock
     bool same = IsSamePath(place, folder);
     if (!same && identity.Known && (!may_look || may_look(place))) {
       const Result<Folder> other = files.OpenFolder(place);
-      const Result<FileStatus> status =
-          other ? other->Status() : Result<FileStatus>::Fail(other.Error);
+      const Result<FileStatus> status = StatusOf(other);
       same = status && identity.Is(*status);
     }
     if (same) found.push_back(&job);

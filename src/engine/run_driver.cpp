@@ -65,9 +65,8 @@ void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) 
   if (!job.Compressed) NoteSourceSize(context, job);
 }
 
-void BackUp(RunContext& context, BackupJob& job) {
+void BackUp(RunContext& context, BackupJob& job, std::u16string_view unit) {
   HealStaged(context);
-  const std::u16string unit = BackupUnit(context, job);
   {
     // Held open, so that no other folder can get its identity meanwhile.
     const Result<Folder> dest = context.Files.OpenFolder(job.Destination.WorkPath);
@@ -93,11 +92,12 @@ RunOutcome WriteEnd(RunContext& context, const BackupJob& job, std::uint64_t ela
   return OutcomeOf(context.Report);
 }
 
-RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::uint64_t started) {
+RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::u16string_view unit,
+                       std::uint64_t started) {
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
-  if (PassDiskCheck(context, job)) BackUp(context, job);
+  if (PassDiskCheck(context, job)) BackUp(context, job, unit);
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   RecordResult(context, job, context.Stopped());
   const RunOutcome outcome = WriteEnd(context, job, elapsed);
@@ -119,9 +119,9 @@ int Pack(RunContext& context, BackupJob& job, std::u16string_view archive) {
 }
 
 /// Packs the job's source into its archive of this hour.
-RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::uint64_t started) {
+RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::u16string_view archive,
+                            std::uint64_t started) {
   ArchiveContext archiving = context.Archiving();
-  const std::u16string archive = ArchivePath(job, context.Clock);
   context.Host.ShowRunPanels(true);
   const int result = Pack(context, job, archive);
   if (result == kNoArchiver) {
@@ -161,8 +161,7 @@ const RunReport& RunBackupJob(RunContext& context, BackupJob& job) {
   job.Extras.NotBegun = false;
   context.Host.ResetProgress();
   context.Host.ShowRunPanels(false);
-  job.Source.WorkPath = job.Source.Path;
-  job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
+  const std::u16string unit = SetRunPaths(job, context.Clock);
   const std::uint64_t started = context.Clock.TickCount();
   Trace("run", {job.Name, u": from ", job.Source.WorkPath, u" to ", job.Destination.WorkPath});
 
@@ -175,8 +174,8 @@ const RunReport& RunBackupJob(RunContext& context, BackupJob& job) {
     context.Report.RefusalText = DiskObjection(context, job);
     return TraceEnd(context, job, RunOutcome::SourceMissing);
   }
-  const RunOutcome outcome =
-      job.Compressed ? RunCompressedJob(context, job, started) : RunPlainJob(context, job, started);
+  const auto run = job.Compressed ? RunCompressedJob : RunPlainJob;
+  const RunOutcome outcome = run(context, job, unit, started);
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   return TraceEnd(context, job, outcome);
 }

@@ -27,8 +27,7 @@ RunCounters PlanCounters(RunContext& context, const BackupJob& job, RunPlan& pla
 
 RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& state, BackupJob job,
                          RunPlan& plan, RunCounters& counters) {
-  job.Source.WorkPath = job.Source.Path;
-  job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
+  const std::u16string unit = SetRunPaths(job, context.Clock);
   if (!context.Files.FolderExists(job.Source.WorkPath)) return RunOutcome::SourceMissing;
   if (job.Compressed && !context.Archiver.Present()) return RunOutcome::NoArchiver;
   PlanningContext apart(context, state, host, plan);
@@ -40,20 +39,18 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
            0;
   };
   counters = PlanCounters(planning, job, plan);
-  const std::u16string archive =
-      job.Compressed ? ArchivePath(job, context.Clock) : std::u16string();
+  const std::u16string archive = job.Compressed ? unit : std::u16string();
   planning.Place = LookAtPlace(context.Files, job, archive);
   const std::u16string none;
   const std::u16string warnings[] = {
       job.Extras.Adopt ? none : EntryObjection(planning, job, archive),
-      DiskObjection(planning, job),
-      StateObjection(job, BackupUnit(planning, job), StateFiles(counters)),
+      DiskObjection(planning, job), StateObjection(job, unit, StateFiles(counters)),
       removes(counters) ? MirrorObjection(planning, job) : none,
       job.Compressed ? none : SpaceObjection(planning, job, plan)};
   for (const std::u16string& warning : warnings) {
     if (!warning.empty()) plan.Warnings.push_back(warning);
   }
-  if (IsComplete(counters)) PlanKeepNewest(planning, job, plan);
+  if (IsComplete(counters)) PlanKeepNewest(planning, job, unit, plan);
   return RunOutcome::Ran;
 }
 

@@ -172,8 +172,7 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
   ErrorCode error = 0;
   {
     const Result<Folder> folder = from.Folder.OpenFolder(name);
-    const Result<FileStatus> status =
-        folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
+    const Result<FileStatus> status = StatusOf(folder);
     if (!status) {
       error = status.Error;
     } else if (!MayBeLeftOver(*status, dest, source_lineage_) ||

@@ -28,19 +28,19 @@ namespace {
 constexpr std::uint64_t kLongCopy = std::uint64_t{16} << 20;
 
 /// False for two links that point to different places, which their sizes and times do not tell.
-bool SameLinkTarget(const FolderPair& pair, std::u16string_view name, const FileStatus* source) {
-  if (!source || source->Kind != FileKind::Link) return true;
-  const Result<std::u16string> from = pair.Source.ReadLink(name), to = pair.Dest.ReadLink(name);
+bool SameLinkTarget(const FileTurn& file) {
+  if (file.Source.Kind != FileKind::Link) return true;
+  const Result<std::u16string> from = file.Pair.Source.ReadLink(file.Name),
+                               to = file.Pair.Dest.ReadLink(file.Name);
   return from && to && *from == *to;
 }
 
 }  // namespace
 
-bool TreeWalk::IsSameLink(const FolderPair& pair, std::u16string_view name,
-                          const FileStatus* source, const FileStatus* dest) const {
-  return options_.Compare && source && dest && source->Kind == FileKind::Link &&
-         dest->Kind == FileKind::Link && !pair.DestManners.LinksAlone &&
-         SameLinkTarget(pair, name, source);
+bool TreeWalk::IsSameLink(const FileTurn& file) const {
+  return options_.Compare && file.Dest && file.Source.Kind == FileKind::Link &&
+         file.Dest->Kind == FileKind::Link && !file.Pair.DestManners.LinksAlone &&
+         SameLinkTarget(file);
 }
 
 TreeWalk::TreeWalk(RunContext& context, const BackupJob& job, Effects& effects, Scope scope,
@@ -341,11 +341,11 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
   const bool shared = keeps_links && dest && links.IsAnothers(*source, *dest);
   const bool own_copy = shared || (dest && effects_.NeedsOwnCopy(file));
   const std::optional<PlanReason> reason = ReasonToCopy(source, dest, options_.Compare);
-  if (!own_copy && !reason && SameLinkTarget(pair, name, source)) {
+  if (!own_copy && !reason && SameLinkTarget(file)) {
     if (dest && effects_.MayDiffer(*source, *dest) && PassesMayChange()) effects_.UpdateFile(file);
     if (keeps_links && dest) effects_.NoteLeft(file, again);
     LeaveAsItIs(name);
-  } else if (IsSameLink(pair, name, source, dest)) {
+  } else if (IsSameLink(file)) {
     LeaveAsItIs(name);
   } else if (KeepsNewer(source, dest)) {
     context_.LogTimed(u": 保留較新的檔案 (成功)：",

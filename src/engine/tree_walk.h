@@ -92,8 +92,7 @@ class TreeWalk {
   bool PassesMayChange();
   void DestinationFailed(ErrorCode why);
   /// Two links that lead to the same, where a link keeps no time of its own to go by.
-  bool IsSameLink(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
-                  const FileStatus* dest) const;
+  bool IsSameLink(const FileTurn& file) const;
   void LeaveAsItIs(std::u16string_view name);
   void ShowDone(std::u16string_view name);
   bool KeepsNewer(const FileStatus* source, const FileStatus* dest) const;

@@ -154,7 +154,7 @@ bool VerifyWalk::HasItsCopy(const FolderPair* parent, std::u16string_view name, 
 bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
   const Result<Folder> below = folder.OpenFolder(name);
   const Result<FileStatus> here = folder.Status();
-  const Result<FileStatus> there = below ? below->Status() : Result<FileStatus>::Fail(below.Error);
+  const Result<FileStatus> there = StatusOf(below);
   return !here || !there || MayBeLeftOver(*there, *here, source_lineage_);
 }
 

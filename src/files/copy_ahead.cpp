@@ -1,4 +1,5 @@
 #include "files/copy_ahead.h"
+#include "files/folder_identity.h"
 
 #include <chrono>
 #include <optional>
@@ -122,8 +123,7 @@ bool CopyAhead::WorkOnListing() {
   if (!listing_.compare_exchange_strong(wanted, ListingState::Listing)) return false;
   // What comes of it is read by the owner only once this is Idle again.
   Result<Folder> folder = parent_->OpenFolder(name_);
-  const Result<FileStatus> status =
-      folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
+  const Result<FileStatus> status = StatusOf(folder);
   if (status) {
     auto reader = std::make_unique<FolderReader>(*folder);
     reader->Begin();

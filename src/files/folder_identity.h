@@ -19,6 +19,14 @@ struct FolderIdentity {
   }
 };
 
+/// The status of a folder, or of an entry in it, that may have failed to open: then that error.
+inline Result<FileStatus> StatusOf(const Result<Folder>& folder) {
+  return folder ? folder->Status() : Result<FileStatus>::Fail(folder.Error);
+}
+inline Result<FileStatus> StatusIn(const Result<Folder>& folder, std::u16string_view name) {
+  return folder ? folder->Status(name) : Result<FileStatus>::Fail(folder.Error);
+}
+
 /// Known unless the folder cannot be looked at.
 FolderIdentity IdentityOf(const Folder& folder);
 
