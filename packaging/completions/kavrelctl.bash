@@ -1,35 +1,59 @@
-# Completion of kavrelctl for bash. Commands and options are those that --help lists, jobs those
-# of the program folder.
+# Completion of kavrelctl for bash. Commands and options are those that --help lists; jobs, archives,
+# rules and filters those of the program folder.
 
-_kavrelctl_jobs() {
+_kavrelctl_names() {
   # A name may hold blanks and quotes: each becomes one word, quoted as the shell wants it.
   local name line
   while IFS= read -r name; do
     printf -v line %q "$name"
     [[ $line == "$cur"* || $name == "$cur"* ]] && COMPREPLY+=("$line")
-  done < <(kavrelctl "${home[@]}" list --names 2>/dev/null)
+  done < <(kavrelctl "${home[@]}" "$@" --names 2>/dev/null)
 }
 
 _kavrelctl() {
-  local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word help
+  local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word help job=
   local -a home=() path=() words=()
   local -i i
   COMPREPLY=()
   # The command so far: one word, or two for those that have commands of their own.
   for ((i = 1; i < COMP_CWORD; ++i)); do
     word=${COMP_WORDS[i]}
-    if [[ $word == --home ]]; then
-      home=(--home "${COMP_WORDS[++i]}")
-    elif [[ $word == --debug ]]; then
+    if [[ $word == --home=* ]]; then
+      home=("$word")
+    elif [[ $word == --home || $word == --debug || $word == --wait ]]; then
+      # The shell makes three words of --home=DIR.
+      [[ ${COMP_WORDS[i + 1]} == = ]] && ((++i))
+      [[ $word == --home ]] && home=(--home "${COMP_WORDS[i + 1]}")
       ((++i))
-    elif [[ $word != -* && ${#path[@]} -lt 2 ]]; then
-      case "${path[0]:-}" in
-      "" | rules | filters | settings | drives) path+=("$word") ;;
-      esac
+    elif [[ $word != -* ]]; then
+      if [[ ${#path[@]} -eq 0 || (${#path[@]} -eq 1 && ${path[0]} =~ ^(rules|filters|settings|drives)$) ]]; then
+        path+=("$word")
+      elif [[ -z $job ]]; then
+        job=$word
+      fi
     fi
   done
+  if [[ $cur == = ]]; then
+    cur=
+  elif [[ $previous == = ]]; then
+    previous=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
   case $previous in
-  --home | --source | --dest | --archive | --to)
+  --archive | --list)
+    # A job's name as it was typed, its quotes taken away by the shell itself.
+    if [[ $job != *[\$\`\(]* ]]; then eval "job=$job" 2>/dev/null; fi
+    _kavrelctl_names archives "$job"
+    return
+    ;;
+  --types)
+    if [[ $cur == @* ]]; then
+      local -a found=()
+      mapfile -t found < <(kavrelctl "${home[@]}" filters list --names 2>/dev/null)
+      mapfile -t COMPREPLY < <(printf '%s\n' "${found[@]/#/@}" | grep -F -- "$cur" | sed 's/ /\\ /g')
+    fi
+    return
+    ;;
+  --home | --source | --dest | --to)
     compopt -o filenames 2>/dev/null
     mapfile -t COMPREPLY < <(compgen -d -- "$cur")
     return
@@ -42,6 +66,7 @@ _kavrelctl() {
   --type) words=(full differential sync compressed) ;;
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;
+  --progress) words=(auto none json) ;;
   esac
   if [[ ${#words[@]} -eq 0 ]]; then
     help=$(kavrelctl "${path[@]}" --help 2>/dev/null)
@@ -54,7 +79,11 @@ _kavrelctl() {
   mapfile -t COMPREPLY < <(compgen -W "${words[*]}" -- "$cur")
   [[ $cur == -* || ${#words[@]} -gt 0 ]] && return
   case "${path[*]}" in
-  edit | remove | show | run | preview | restore | verify | archives) _kavrelctl_jobs ;;
+  edit | remove | show | status | next | run | preview | restore | verify | archives)
+    _kavrelctl_names list
+    ;;
+  "rules remove" | "rules enable" | "rules disable") _kavrelctl_names rules list ;;
+  "filters remove") _kavrelctl_names filters list ;;
   "settings get" | "settings set")
     mapfile -t COMPREPLY < <(compgen -W "$(kavrelctl "${home[@]}" settings get 2>/dev/null |
       cut -d= -f1)" -- "$cur")

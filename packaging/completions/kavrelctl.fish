@@ -1,5 +1,5 @@
-# Completion of kavrelctl for fish. Commands and options are those that --help lists, jobs those of
-# the program folder.
+# Completion of kavrelctl for fish. Commands and options are those that --help lists; jobs, archives,
+# rules and filters those of the program folder.
 
 function __kavrelctl_path
     set -l path
@@ -9,7 +9,7 @@ function __kavrelctl_path
     for word in $words
         if test $skip = 1
             set skip 0
-        else if contains -- "$word" --home --debug
+        else if contains -- "$word" --home --debug --wait
             set skip 1
         else if not string match -q -- '-*' "$word"
             if test (count $path) = 0; or begin
@@ -28,15 +28,48 @@ function __kavrelctl_words
     printf '%s\n' $help | grep -oE -- '--[a-z][a-z-]*' | sort -u
 end
 
+# The option --home as it was typed, in either form.
+function __kavrelctl_home
+    set -l words (commandline -opc)
+    for i in (seq (count $words))
+        if string match -q -- '--home=*' $words[$i]
+            printf '%s\n' $words[$i]
+        else if test "$words[$i]" = --home; and test $i -lt (count $words)
+            printf '%s\n' --home $words[(math $i + 1)]
+        end
+    end
+end
+
+function __kavrelctl_names
+    kavrelctl (__kavrelctl_home) $argv --names 2>/dev/null
+end
+
+# The first word behind the command.
+function __kavrelctl_job
+    set -l words (commandline -opc)
+    set -l place (contains -i -- (__kavrelctl_path)[-1] $words)
+    and test $place -lt (count $words)
+    and printf '%s\n' $words[(math $place + 1)]
+end
+
 function __kavrelctl_takes_job
-    contains -- "$(__kavrelctl_path)" edit remove show run preview restore verify archives
+    contains -- "$(__kavrelctl_path)" edit remove show status next run preview restore verify archives
+end
+
+function __kavrelctl_takes_rule
+    contains -- "$(__kavrelctl_path)" 'rules remove' 'rules enable' 'rules disable'
 end
 
 complete -c kavrelctl -f -a '(__kavrelctl_words)'
-complete -c kavrelctl -f -n __kavrelctl_takes_job -a '(kavrelctl list --names 2>/dev/null)'
+complete -c kavrelctl -f -n __kavrelctl_takes_job -a '(__kavrelctl_names list)'
+complete -c kavrelctl -f -n __kavrelctl_takes_rule -a '(__kavrelctl_names rules list)'
+complete -c kavrelctl -f -n 'test "$(__kavrelctl_path)" = "filters remove"' -a '(__kavrelctl_names filters list)'
 complete -c kavrelctl -n 'test "$(__kavrelctl_path)" = import' -a '(__fish_complete_path)'
 complete -c kavrelctl -n 'test "$(__kavrelctl_path)" = export' -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -l home -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -F -l debug
 complete -c kavrelctl -r -l source -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -l dest -a '(__fish_complete_directories)'
+complete -c kavrelctl -x -l types -a '@(__kavrelctl_names filters list)'
+complete -c kavrelctl -x -l archive -a '(__kavrelctl_names archives (__kavrelctl_job))'
+complete -c kavrelctl -x -l progress -a 'auto none json'

@@ -1,29 +1,46 @@
 #compdef kavrelctl
-# Commands and options are those that --help lists, jobs those of the program folder.
+# Commands and options are those that --help lists; jobs, archives, rules and filters those of the
+# program folder.
 
 _kavrelctl() {
-  local word help previous=${words[CURRENT - 1]}
+  local word help job previous=${words[CURRENT - 1]}
   local -a home path_words found
   local -i i
   for ((i = 2; i < CURRENT; ++i)); do
     word=${words[i]}
-    if [[ $word == --home ]]; then
+    if [[ $word == --home=* ]]; then
+      home=(--home "${(Q)word#--home=}")
+    elif [[ $word == --home ]]; then
       home=(--home "${(Q)words[i + 1]}")
       ((++i))
-    elif [[ $word == --debug ]]; then
+    elif [[ $word == --debug || $word == --wait ]]; then
       ((++i))
-    elif [[ $word != -* ]] && ((${#path_words} < 2)); then
-      case "$path_words[1]" in
-        ("" | rules | filters | settings | drives) path_words+=("$word") ;;
-      esac
+    elif [[ $word != -* ]]; then
+      if ((${#path_words} == 0)) ||
+        [[ ${#path_words} == 1 && $path_words[1] == (rules|filters|settings|drives) ]]; then
+        path_words+=("$word")
+      elif [[ -z $job ]]; then
+        job=${(Q)word}
+      fi
     fi
   done
   case $previous in
-    (--home | --source | --dest | --archive) _files -/; return ;;
+    (--archive | --list)
+      found=(${(f)"$(kavrelctl $home archives "$job" --names 2>/dev/null)"})
+      compadd -- $found
+      return
+      ;;
+    (--types)
+      found=(@${(f)^"$(kavrelctl $home filters list --names 2>/dev/null)"})
+      compadd -- $found
+      return
+      ;;
+    (--home | --source | --dest | --to) _files -/; return ;;
     (--debug) _files; return ;;
     (--type) compadd full differential sync compressed; return ;;
     (--compression) compadd store fast full; return ;;
     (--mode) compadd full incremental; return ;;
+    (--progress) compadd auto none json; return ;;
   esac
   help=$(kavrelctl $path_words --help 2>/dev/null)
   if [[ $PREFIX == -* ]]; then
@@ -37,8 +54,16 @@ _kavrelctl() {
     return
   fi
   case "$path_words" in
-    (edit | remove | show | run | preview | restore | verify | archives)
+    (edit | remove | show | status | next | run | preview | restore | verify | archives)
       found=(${(f)"$(kavrelctl $home list --names 2>/dev/null)"})
+      compadd -- $found
+      ;;
+    ("rules remove" | "rules enable" | "rules disable")
+      found=(${(f)"$(kavrelctl $home rules list --names 2>/dev/null)"})
+      compadd -- $found
+      ;;
+    ("filters remove")
+      found=(${(f)"$(kavrelctl $home filters list --names 2>/dev/null)"})
       compadd -- $found
       ;;
     ("settings get" | "settings set")

@@ -11,7 +11,7 @@ ExitCode CodeOfOutcome(RunOutcome outcome) {
     case RunOutcome::NothingPicked:
       return kSourceMissing;
     case RunOutcome::NoArchiver:
-      return kBadInput;
+      return kNoArchiveProgram;
     case RunOutcome::NotStarted:
       return kInterrupted;
     case RunOutcome::Guarded:
@@ -32,6 +32,14 @@ ExitCode CodeOfRun(RunOutcome outcome, const BackupJob& job, const RunCounters& 
   return IsComplete(counters) ? kDone : kSomeFailed;
 }
 
+ExitCode CodeOfBackup(const RunContext& context, const BackupJob& job) {
+  const ExitCode code = CodeOfRun(context.Report.Outcome, job, context.Report.Counters);
+  const bool none = code == kSomeFailed && job.LastRunResult.FailedFiles > 0 &&
+                    !context.Files.FolderExists(job.Destination.WorkPath) &&
+                    !context.Exclusions.IsFolderExcluded(job.Source.Path);
+  return none ? kNoPlace : code;
+}
+
 ExitCode CodeOfVerification(const VerifyReport& report) {
   if (report.Outcome != RunOutcome::Ran) return CodeOfOutcome(report.Outcome);
   if (report.Stopped) return kInterrupted;
@@ -39,7 +47,7 @@ ExitCode CodeOfVerification(const VerifyReport& report) {
 }
 
 ExitCode Graver(ExitCode one, ExitCode other) {
-  constexpr int kGravity[] = {0, 1, 2, 3, 7, 4, 6, 5};
+  constexpr int kGravity[] = {0, 1, 2, 3, 10, 6, 9, 8, 4, 5, 7};
   return kGravity[one] >= kGravity[other] ? one : other;
 }
 

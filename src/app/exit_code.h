@@ -16,10 +16,16 @@ enum ExitCode : int {
   kSourceMissing = 5,
   kGuarded = 6,
   kNoSpace = 7,
+  kInUse = 8,             ///< another program has the program folder
+  kNoArchiveProgram = 9,  ///< no archive program is installed
+  kNoPlace = 10,          ///< there is no place to write to: the destination cannot be made
 };
 
 /// The code for a run that just ended, whose figures these are.
 ExitCode CodeOfRun(RunOutcome outcome, const BackupJob& job, const RunCounters& counters);
+/// For the backup whose report is in the context; it tells a destination that could not even be
+/// made from files that failed.
+ExitCode CodeOfBackup(const RunContext& context, const BackupJob& job);
 ExitCode CodeOfVerification(const VerifyReport& report);
 
 /// The graver of two codes, for several jobs of one process.

@@ -10,8 +10,10 @@ std::u16string TroubleOf(ExitCode code, const RunReport& report, const BackupJob
   switch (code) {
     case kSourceMissing:
       return u"找不到來源資料夾 " + job.Source.Path;
-    case kBadInput:
-      return u"找不到 7-Zip 程式";
+    case kNoArchiveProgram:
+      return std::u16string(kNoArchiverText);
+    case kNoPlace:
+      return u"目標資料夾不存在，也無法建立：" + job.Destination.WorkPath;
     case kGuarded:
     case kNoSpace:
       return report.RefusalText;
@@ -34,9 +36,10 @@ void NamedRuns::NoSuchJob(std::u16string_view name) {
   Note(kNoSuchJob, u"找不到排程「" + std::u16string(name) + u"」");
 }
 
-void NamedRuns::Ran(const RunReport& report, const BackupJob& job) {
+void NamedRuns::Ran(const RunContext& context, const BackupJob& job) {
+  const RunReport& report = context.Report;
   const std::u16string name = u"「" + job.Name + u"」：";
-  const ExitCode code = CodeOfRun(report.Outcome, job, report.Counters);
+  const ExitCode code = CodeOfBackup(context, job);
   if (code != kDone) Note(code, name + TroubleOf(code, report, job));
   const std::optional<VerifyReport>& verified = report.Verification;
   if (!verified) return;

@@ -13,8 +13,8 @@ namespace kavrel {
 class NamedRuns {
  public:
   void NoSuchJob(std::u16string_view name);
-  /// To be told after each run.
-  void Ran(const RunReport& report, const BackupJob& job);
+  /// To be told after each run, which left its report in the context.
+  void Ran(const RunContext& context, const BackupJob& job);
   /// The store could not be read or written.
   void StoreFailed(std::u16string_view path, std::u16string_view reason);
 

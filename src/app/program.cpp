@@ -153,6 +153,7 @@ int Program::ImportJobs(std::u16string_view path) {
 
 RunOutcome Program::RunStoredJob(BackupJob& job) {
   const SleepInhibitor awake;
+  lock_.NoteWork(job.Name);
   Mounts.Load();
   FollowSwitch(Exclusions, Settings);
   // What the run makes of the job's times would hide that they were wrong.
@@ -161,11 +162,12 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
   const bool whole = report.Outcome == RunOutcome::Ran && !job.LastRunResult.Stopped;
   // A cancel that came too late for the run stops its verification, which tells so.
   if (job.Extras.VerifyAfterRun && whole) VerifyLastRun(job);
+  lock_.NoteWork({});
   return report.Outcome;
 }
 
 void Program::NoteNamedRun(const BackupJob& job) {
-  named_runs_.Ran(Context.Report, job);
+  named_runs_.Ran(Context, job);
   if (Store.LastError() != 0) {
     named_runs_.StoreFailed(Store.Path(), ApiErrorText(Store.LastError()));
   }
@@ -174,6 +176,7 @@ void Program::NoteNamedRun(const BackupJob& job) {
 void Program::VerifyLastRun(const BackupJob& job) {
   // How the run went is still to be told.
   RunReport of_run = Context.Report;
+  host_.VerificationStarting(job, job.Destination.WorkPath);
   of_run.Verification = RunVerifyJob(Context, job, job.Destination.WorkPath);
   Context.Report = std::move(of_run);
 }
@@ -243,7 +246,9 @@ VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& 
   WhileBusy([&] {
     const SleepInhibitor awake;
     Mounts.Load();
-    report = RunVerifyJob(Context, Store.Jobs[static_cast<std::size_t>(job_index)], {}, picker);
+    const BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
+    host_.VerificationStarting(job, DestinationNow(job));
+    report = RunVerifyJob(Context, job, {}, picker);
     return report.Outcome;
   });
   return report;

@@ -25,6 +25,9 @@ class ProgramHost : public RunHost, public SchedulerHost {
   /// is in the copy. May come in the middle of a run.
   virtual void OtherVersionKept(std::u16string_view /*path*/, std::u16string_view /*copy*/) {}
 
+  /// A verification of the job begins, of the backup in that folder.
+  virtual void VerificationStarting(const BackupJob& /*job*/, std::u16string_view /*backup*/) {}
+
   /// A job that was to run next has been removed, or renamed, since it was asked for.
   virtual void JobIsGone(std::u16string_view /*name*/) {}
 

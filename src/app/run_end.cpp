@@ -9,8 +9,6 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::u16string_view kNoArchiver = u"找不到 7-Zip 程式";
-
 /// `kind` is 備份, 還原 or 驗證.
 std::u16string Counted(std::u16string_view kind, bool stopped, std::uint64_t done,
                        std::uint64_t failed) {
@@ -58,7 +56,7 @@ void TellOutcome(RunEnd& end, const Program& program, const BackupJob& job, RunO
   if (outcome == RunOutcome::SourceMissing) {
     TellRefusal(end, not_begun, missing);
   } else if (outcome == RunOutcome::NoArchiver) {
-    TellRefusal(end, not_begun, std::u16string(kNoArchiver));
+    TellRefusal(end, not_begun, std::u16string(kNoArchiverText));
   } else if (outcome == RunOutcome::Guarded || outcome == RunOutcome::NoSpace) {
     TellRefusal(end, std::u16string(kind) + u"中斷", program.Context.Report.RefusalText);
     end.LogPath = program.RunLogPath();
@@ -72,9 +70,8 @@ void TellOutcome(RunEnd& end, const Program& program, const BackupJob& job, RunO
 
 RunEnd EndOfBackup(const Program& program, const BackupJob& job, RunOutcome outcome) {
   RunEnd end{.Job = job.Name, .Text = {}, .Why = {}, .LogPath = {}};
-  TellOutcome(
-      end, program, job, outcome, u"備份",
-      Missing(u"找不到來源資料夾", job.Source.WorkPath, program.Context.Report.RefusalText));
+  TellOutcome(end, program, job, outcome, u"備份",
+              NoSourceText(job.Source.WorkPath, program.Context.Report.RefusalText));
   const std::optional<VerifyReport>& verified = program.LastVerification();
   if (outcome != RunOutcome::Ran || !verified) return end;
   const std::u16string found = Differences(*verified);

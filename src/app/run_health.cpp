@@ -33,16 +33,30 @@ std::map<std::u16string_view, Last> LastRows(const std::vector<LogRow>& rows) {
   return last;
 }
 
-/// What went badly, in a few words; empty when nothing did. A verification is later than the run.
-std::u16string BadlyText(const BackupJob& job, const Last& last) {
-  if (job.Extras.NotBegun) return u"沒有執行";
+struct Trouble {
+  HealthCause Cause = HealthCause::None;
+  std::u16string Text{};  ///< in a few words
+};
+
+/// What went badly. A verification is later than the run.
+Trouble TroubleOf(const BackupJob& job, const Last& last) {
   const auto failed = [](const LogRow& row) { return Grouped(row.Failed.value_or(0)); };
-  if (last.Run && last.Run->Stopped) return StatusText(*last.Run);
-  if (last.Run && IsBadRun(*last.Run)) return u"失敗 " + failed(*last.Run) + u" 個檔案";
-  if (job.Extras.Unseen) return u"有檔案無法查看";
+  if (job.Extras.NotBegun) {
+    const bool archiver = !job.Extras.Unbegun.empty() &&
+                          job.Extras.Unbegun.back().Why == UnbegunRun::Cause::NoArchiver;
+    return {archiver ? HealthCause::NoArchiver : HealthCause::NoSource, u"沒有執行"};
+  }
+  if (last.Run && last.Run->Stopped) return {HealthCause::Interrupted, StatusText(*last.Run)};
+  if (last.Run && IsBadRun(*last.Run)) {
+    return {HealthCause::FilesFailed, u"失敗 " + failed(*last.Run) + u" 個檔案"};
+  }
+  if (job.Extras.Unseen) return {HealthCause::FilesUnseen, u"有檔案無法查看"};
+  // Its row has been removed from the list, or could not be written.
+  if (job.Extras.Bad) return {HealthCause::NotKnown, u"沒有順利完成"};
   if (!last.Verification || !IsBadRun(*last.Verification)) return {};
   const LogRow& verified = *last.Verification;
-  return verified.Stopped ? StatusText(verified) : u"驗證發現 " + failed(verified) + u" 個差異";
+  if (verified.Stopped) return {HealthCause::NotVerified, StatusText(verified)};
+  return {HealthCause::Differences, u"驗證發現 " + failed(verified) + u" 個差異"};
 }
 
 /// The log of what went badly.
@@ -53,8 +67,8 @@ std::u16string BadLog(const BackupJob& job, const Last& last) {
 }
 
 JobHealth Judge(const BackupJob& job, const Last& last, DateTime now, bool paused) {
-  if (std::u16string badly = BadlyText(job, last); !badly.empty()) {
-    return {Health::Failed, std::move(badly), BadLog(job, last)};
+  if (Trouble trouble = TroubleOf(job, last); trouble.Cause != HealthCause::None) {
+    return {Health::Failed, std::move(trouble.Text), BadLog(job, last), trouble.Cause};
   }
   // A time that leads nowhere never comes.
   const bool waits = job.Enabled && !paused && NextRunAfterNow(job, now) > now;
@@ -87,6 +101,29 @@ std::vector<JobHealth> JudgeJobs(const std::vector<BackupJob>& jobs,
             : Judge(job, found == last_rows.end() ? Last() : found->second, now, paused));
   }
   return judged;
+}
+
+JobWord WordOf(const BackupJob& job, Health health, DateTime now) {
+  if (health == Health::Running) return JobWord::Running;
+  if (!job.Enabled) return JobWord::Off;
+  if (health == Health::Failed) return JobWord::Failed;
+  if (health == Health::Overdue) return JobWord::Overdue;
+  if (job.LastRun == kZeroDate || NeverRuns(job, now)) return JobWord::Never;
+  return job.NextRun <= now ? JobWord::Waiting : JobWord::Ok;
+}
+
+DateTime LastSuccess(const BackupJob& job, const std::vector<LogRow>& rows) {
+  if (job.Extras.Bad) return job.Extras.LastGood;
+  // What earlier versions ran stands in the list alone.
+  bool bad = job.Extras.NotBegun || job.Extras.Unseen;
+  DateTime good = kZeroDate;
+  for (const LogRow& row : rows) {
+    if (row.Kind != LogKind::Backup || row.Job != job.Name) continue;
+    const bool is_bad = IsBadRun(row);
+    if (!is_bad) good = row.Started.value_or(good);
+    bad = is_bad || job.Extras.NotBegun || job.Extras.Unseen;
+  }
+  return bad ? good : job.LastRun;
 }
 
 RunHealth JudgeRuns(const std::vector<BackupJob>& jobs, const std::vector<LogRow>& rows,

@@ -21,11 +21,25 @@ enum class Health {
 };
 inline constexpr int kHealths = 6;
 
+/// What went badly with a job.
+enum class HealthCause {
+  None,
+  NoSource,     ///< the last backup did not begin: its source was not there
+  NoArchiver,   ///< or no archive program
+  Interrupted,  ///< by somebody, or by a guard
+  FilesFailed,
+  FilesUnseen,
+  NotKnown,  ///< no log tells
+  Differences,
+  NotVerified,  ///< the verification was interrupted
+};
+
 /// How it stands with one job.
 struct JobHealth {
   Health State = Health::Unknown;
   std::u16string Text;     ///< "失敗 3 個檔案" and the like, for a list
   std::u16string LogPath;  ///< of the run or verification that went badly; empty when there is none
+  HealthCause Cause = HealthCause::None;
 
   bool operator==(const JobHealth&) const = default;
 };
@@ -37,6 +51,28 @@ struct JobHealth {
 std::vector<JobHealth> JudgeJobs(const std::vector<BackupJob>& jobs,
                                  const std::vector<LogRow>& rows, DateTime now,
                                  std::int32_t running = -1, bool paused = false);
+
+/// The same as scripts and monitors ask for it, in one word.
+enum class JobWord {
+  Ok,       ///< the last run went well, and the next is still to come
+  Running,  ///< it is at work
+  Waiting,  ///< it is due and waits for its turn, or for the end of a pause
+  Overdue,  ///< its time has passed and it was not run
+  Failed,   ///< the last run went badly, or never began
+  Never,    ///< it has never run, or never will by itself
+  Off,      ///< switched off
+};
+inline constexpr int kJobWords = 7;
+/// That of a job that JudgeJobs judged so.
+JobWord WordOf(const BackupJob& job, Health health, DateTime now);
+/// Whether nobody needs to look after a job.
+constexpr bool IsWell(JobWord word) {
+  return word == JobWord::Ok || word == JobWord::Running || word == JobWord::Waiting ||
+         word == JobWord::Off;
+}
+
+/// When the last backup of the job ended that went well; the zero date when none is known.
+DateTime LastSuccess(const BackupJob& job, const std::vector<LogRow>& rows);
 
 struct RunHealth {
   Health State = Health::Unknown;

@@ -65,6 +65,7 @@ void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder,
   begun_ = steady_clock::now();
   counting_ = {};
   running_ = true;
+  verifying_ = false;
   count_.reset();
   if (job.Compressed) return;
   const std::u16string_view from = restore ? backup_folder : std::u16string_view(job_.Source.Path);
@@ -78,6 +79,11 @@ void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder,
     count_ = std::make_unique<TreeCount>(context_.Files, from, backup_folder,
                                          Scope(job_, context_.Exclusions, backup_folder));
   }
+}
+
+void RunProgress::BeginVerification(const BackupJob& job, std::u16string_view backup_folder) {
+  Begin(job, backup_folder, false);
+  verifying_ = true;
 }
 
 void RunProgress::End() {
@@ -144,7 +150,8 @@ RunFigures RunProgress::Figures() {
       total = figures.BytesTotal + figures.FilesTotal * kFileWork;
     }
   }
-  const Speed speed = Measure(work, counters.CopiedBytes + part);
+  const Speed speed =
+      Measure(work, (verifying_ ? counters.SourceBytes : counters.CopiedBytes) + part);
   if (!job_.Compressed && speed.Span >= kFirstSpeed) {
     figures.BytesPerSecond = static_cast<std::int64_t>(speed.Bytes);
   }

@@ -39,6 +39,8 @@ class RunProgress {
   /// `only` holds, which lives until the end.
   void Begin(const BackupJob& job, std::u16string_view backup_folder, bool restore,
              const PathSet* only = nullptr);
+  /// A verification of it begins.
+  void BeginVerification(const BackupJob& job, std::u16string_view backup_folder);
   void End();
   bool Running() const { return running_; }
   /// What is noted are parts of a hundred, not bytes.
@@ -70,6 +72,7 @@ class RunProgress {
   std::chrono::steady_clock::duration counting_{};
   std::uint64_t file_size_ = 0, file_done_ = 0;
   bool running_ = false;
+  bool verifying_ = false;  ///< then the speed is that of reading
 };
 
 }  // namespace kavrel

@@ -1,7 +1,10 @@
 #include "app/watch.h"
 
+#include "app/job_status.h"
+#include "app/run_end.h"
 #include "base/number.h"
 #include "base/text.h"
+#include "files/error_text.h"
 #include "schedule/next_run.h"
 
 namespace kavrel {
@@ -23,10 +26,10 @@ std::u16string GuardedText(RunRefusal refusal) {
 
 }  // namespace
 
-void WatchHost::TellNow(std::u16string_view what, std::u16string_view text) {
+void WatchHost::TellNow(std::u16string_view what, std::u16string_view text, WatchLevel level) {
   std::u16string line = IsoText(around_.Clock.Now());
   (((line += u' ') += what) += u": ") += text;
-  around_.Tell(line);
+  around_.Tell(level, line);
 }
 
 void WatchHost::TellPlan() {
@@ -36,7 +39,7 @@ void WatchHost::TellPlan() {
     if (!job.Enabled) continue;
     ++on;
     if (NeverRuns(job, around_.Clock.Now())) {
-      TellNow(u"never", job.Name + u", " + FromUtf8(kNeverRuns));
+      TellNow(u"never", job.Name + u", " + FromUtf8(kNeverRuns), WatchLevel::Warning);
       continue;
     }
     if (!first || job.NextRun < first->NextRun) first = &job;
@@ -116,15 +119,29 @@ void WatchHost::JobEnded(std::int32_t job_index) {
   const bool ran = program_->LastOutcome() == RunOutcome::Ran;
   const bool stopped =
       result.Stopped || (program_->LastVerification() && program_->LastVerification()->Stopped);
-  TellNow(!ran ? u"not run" : stopped ? u"interrupted" : u"done", text);
+  const RunEnd end = EndOfBackup(*program_, job, program_->LastOutcome());
+  if (ran && end.Bad) {
+    const std::u16string first = FirstTrouble(program_->Files, end.LogPath);
+    if (!first.empty()) text += u": " + first;
+  }
+  const WatchLevel level = !ran                 ? WatchLevel::Error
+                           : end.Bad && stopped ? WatchLevel::Notice
+                           : end.Bad            ? WatchLevel::Warning
+                                                : WatchLevel::Info;
+  TellNow(!ran ? u"not run" : stopped ? u"interrupted" : u"done", text, level);
   if (program_->Store.LastError() != 0) {
-    TellNow(u"error", u"cannot write " + program_->Store.Path());
+    TellNow(u"error",
+            u"cannot write " + program_->Store.Path() + u": " +
+                std::u16string(ApiErrorText(program_->Store.LastError())),
+            WatchLevel::Error);
   }
 }
 
 void WatchHost::TimesSetRight(const BackupJob& job, DateTime was) {
-  TellNow(u"clock", job.Name + u", next at " + IsoText(job.NextRun) + u", no longer at " +
-                        IsoText(was) + u": the clock was ahead");
+  TellNow(u"clock",
+          job.Name + u", next at " + IsoText(job.NextRun) + u", no longer at " + IsoText(was) +
+              u": the clock was ahead",
+          WatchLevel::Warning);
 }
 
 void WatchHost::PauseChanged(const std::optional<DateTime>& end) {
@@ -135,13 +152,14 @@ void WatchHost::PauseChanged(const std::optional<DateTime>& end) {
 void WatchHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   std::u16string text(path);
   (text += u" was changed by somebody else; that version is kept as ") += copy;
-  TellNow(u"kept", text);
+  TellNow(u"kept", text, WatchLevel::Warning);
 }
 
 void WatchHost::AskPastDue(PastDueQuestion& question) {
   ProgramHost::AskPastDue(question);
   TellNow(u"overdue",
-          question.JobName() + u", due at " + IsoText(question.JobStart()) + u", is backed up now");
+          question.JobName() + u", due at " + IsoText(question.JobStart()) + u", is backed up now",
+          WatchLevel::Notice);
 }
 
 }  // namespace kavrel

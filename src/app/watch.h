@@ -10,12 +10,15 @@
 
 namespace kavrel {
 
+/// As the system's journal numbers them.
+enum class WatchLevel { Error = 3, Warning = 4, Notice = 5, Info = 6 };
+
 class WatchHost final : public ProgramHost {
  public:
   struct Surroundings {
     kavrel::Clock& Clock;
     /// Receives each event as one line of text.
-    std::function<void(std::u16string_view line)> Tell;
+    std::function<void(WatchLevel level, std::u16string_view line)> Tell;
     /// True once the user or the system wants the end.
     std::function<bool()> Interrupted;
     /// Waits so many milliseconds, or until interrupted.
@@ -41,7 +44,8 @@ class WatchHost final : public ProgramHost {
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
 
  private:
-  void TellNow(std::u16string_view what, std::u16string_view text);
+  void TellNow(std::u16string_view what, std::u16string_view text,
+               WatchLevel level = WatchLevel::Info);
   void TellPlan();
 
   const Surroundings around_;

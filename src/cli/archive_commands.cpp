@@ -39,27 +39,39 @@ int ListEntries(Session& session, const std::u16string& path, bool json) {
 }  // namespace
 
 int ListJobArchives(Session& session, const std::string& name, const std::string& archive,
-                    bool json) {
-  if (!session.Open()) return kBadInput;
+                    ListForm form) {
+  if (!session.Open()) return session.Failure();
   Program& program = session.Program();
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
-  if (!program.Archiver.Present()) {
-    PrintError("no archive program is installed; the Debian package is 7zip");
+  if (!job->Compressed) {
+    PrintError(Printable(job->Name) + ": only compressed jobs have archives");
     return kBadInput;
   }
+  if (!program.Archiver.Present()) {
+    PrintError(kNoArchiverReason);
+    return kNoArchiveProgram;
+  }
   const std::u16string folder = ExpandedDestination(*job, session.Clock());
-  if (!archive.empty()) return ListEntries(session, JoinPath(folder, FromUtf8(archive)), json);
+  if (!archive.empty()) {
+    const std::optional<std::u16string> chosen = ArchiveName(session, *job, archive);
+    return chosen ? ListEntries(session, JoinPath(folder, *chosen), form == ListForm::Json)
+                  : kBadInput;
+  }
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{{u"壓縮檔名稱", u"日期時間", u"檔案大小"}};
+  std::vector<std::u16string> names;
   for (const ArchiveFile& found : ListArchives(program.Files, folder, job)) {
     const DateTime written = LocalTime(found.Written);
+    names.push_back(found.Name);
     list.push_back(
         {{"name", JsonText(found.Name)}, {"modified", JsonTime(written)}, {"size", found.Size}});
     rows.push_back({found.Name, DateTimeText(written), Grouped(found.Size)});
   }
-  if (json) {
+  if (form == ListForm::Json) {
     PrintJson(list);
+  } else if (form == ListForm::Names) {
+    PrintNames(names);
   } else {
     PrintTable(rows);
   }

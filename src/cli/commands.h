@@ -20,28 +20,63 @@ struct RuleOptions {
 struct RunChoice {
   std::vector<std::string> Names;
   bool All = false, Due = false, Force = false;
-  std::string Compression = "fast";  ///< "store", "fast" or "full", for compressed jobs
+  std::string Compression;  ///< "store", "fast" or "full", for compressed jobs; empty is fast
+  OutputChoice Output{};
 };
+
+/// The jobs whose status is asked for; all without a name.
+struct StatusChoice {
+  std::vector<std::string> Names;
+  std::string MaxAge;  ///< of the last success, as 26h; empty = any
+  bool Json = false, Quiet = false;
+};
+/// How it stands with the jobs. The exit code tells whether all are well.
+int PrintStatus(Session& session, const StatusChoice& choice);
+
+/// As a table, as JSON, or their names alone, one a line.
+enum class ListForm { Table, Json, Names };
 
 enum class RuleChange { Remove, Enable, Disable };
 
 int AddJob(Session& session, const JobOptions& options);
 int EditJob(Session& session, const std::string& name, const JobOptions& options);
-int DeleteJob(Session& session, const std::string& name);
+int DeleteJobs(Session& session, const std::vector<std::string>& names);
 int ListJobs(Session& session, bool json);
 /// Prints the names of the jobs alone, one a line.
 int ListJobNames(Session& session);
-int ShowJob(Session& session, const std::string& name, bool json);
+/// One job as an object, several as a list of them.
+int ShowJobs(Session& session, const std::vector<std::string>& names, bool json);
+/// A date and time as tables show it; empty for the zero date.
+std::u16string DateOrNothing(DateTime time);
 int RunJobs(Session& session, const RunChoice& choice);
 /// What a run of the job would do now.
 int PrintPreview(Session& session, const std::string& name, bool json);
-/// What would be copied from there to there; its warnings on standard error.
-void PrintPlan(const BackupJob& job, std::u16string_view source, std::u16string_view destination,
-               const RunPlan& plan, bool json);
+/// Why it cannot begin, for those who read English.
+std::string NoSourceReason(const BackupJob& job);
+inline constexpr const char* kNoArchiverReason =
+    "no archive program is installed; the Debian package is 7zip";
+inline constexpr const char* kWrongPasswordText =
+    "the job's password does not open the archive; edit --password-stdin gives it another one";
+/// What a run or a restore would come to, from there to there.
+struct PlannedRun {
+  std::u16string Source{}, Destination{};
+  RunPlan Plan{};
+  RunCounters Counters{};
+  RunOutcome Outcome = RunOutcome::Ran;
+  std::string Reason{};  ///< why it could not even begin
+  bool Forced = false;   ///< what the plan warns of would not stop it
+};
+/// Prints it, its warnings and the reason on standard error; gives the exit code.
+ExitCode PrintPlan(const BackupJob& job, const PlannedRun& planned, bool json);
+/// Its steps alone, a line each.
+void PrintSteps(const RunPlan& plan);
+/// The steps of a run of the job that is about to begin.
+void TellSteps(Session& session, const BackupJob& job);
 /// Runs jobs as they become due until it is interrupted.
 int WatchJobs(Session& session);
-/// Each job's next `times`, and why it is not run now.
-int ListNextRuns(Session& session, std::size_t times, bool json);
+/// Next `times` of these jobs, of all without a name, and why they are not run now.
+int ListNextRuns(Session& session, const std::vector<std::string>& names, std::size_t times,
+                 bool json);
 /// Pauses the schedule for that span, until that time, or with neither until it is resumed.
 int PauseSchedule(Session& session, const std::string& span, const std::string& until);
 int ResumeSchedule(Session& session);
@@ -53,41 +88,48 @@ std::string PauseEndText(DateTime end);
 /// A restore as the command line asks for it.
 struct RestoreChoice {
   std::string Mode;               ///< "full" or "incremental"; empty is full
-  std::string Archive;            ///< of a compressed job; empty takes the newest
+  std::string Archive;            ///< name or path of one of a compressed job; empty: the newest
+  bool Latest = false;            ///< the newest was asked for
   std::vector<std::string> Only;  ///< files and folders of the backup; empty is all
   std::string To;                 ///< another folder than the source
   bool ReplaceNewer = false;
   bool Force = false;   ///< also what another job has made, and where a disk is not there
   bool DryRun = false;  ///< only tells what would be done, as a table or as JSON
-  bool Json = false;
+  OutputChoice Output{};
 };
 int RestoreJob(Session& session, const std::string& name, const RestoreChoice& choice);
 
-/// Compares a job's source with its backup, or tests an archive of a compressed job: the newest
-/// when `archive` is empty.
-int VerifyJob(Session& session, const std::string& name, const std::string& archive);
-/// Prints what a verification found and gives its exit code.
-ExitCode ReportVerification(Session& session, const VerifyReport& report, const BackupJob& job);
+struct VerifyChoice {
+  std::vector<std::string> Names;
+  std::string Archive;  ///< of the one compressed job; empty: the newest
+  OutputChoice Output{};
+};
+/// Compares the sources of these jobs with their backups, or tests an archive of a compressed one.
+int VerifyJobs(Session& session, const VerifyChoice& choice);
+/// An archive of the job as the command line names it, by its name or its path: the name. Nothing,
+/// after saying so, when the job has no archives, or the path leads elsewhere. Empty stays empty.
+std::optional<std::u16string> ArchiveName(Session& session, const BackupJob& job,
+                                          const std::string& named);
 /// The archive of that name, or the newest one when no name is given.
 std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
                                           std::u16string_view name);
 
 /// The archives of a compressed job; with `archive`, the entries of that one.
 int ListJobArchives(Session& session, const std::string& name, const std::string& archive,
-                    bool json);
+                    ListForm form);
 
-int ListRules(Session& session, bool json);
+int ListRules(Session& session, ListForm form);
 int AddRule(Session& session, const RuleOptions& options);
-/// The rules of these numbers, as the list shows them, are removed, switched on or switched off.
-int ChangeRules(Session& session, RuleChange change, const std::vector<std::size_t>& numbers);
+/// The rules of these names, or numbers as the list shows them, are removed, switched on or off.
+int ChangeRules(Session& session, RuleChange change, const std::vector<std::string>& named);
 int ResetRules(Session& session);
 
-int ListFilters(Session& session, bool json);
+int ListFilters(Session& session, ListForm form);
 int AddFilter(Session& session, const std::string& name, const std::string& patterns);
-int RemoveFilter(Session& session, const std::string& name);
+int RemoveFilters(Session& session, const std::vector<std::string>& names);
 
 /// One setting, or all with an empty name.
-int GetSettings(Session& session, const std::string& name);
+int GetSettings(Session& session, const std::string& name, bool json);
 int SetSetting(Session& session, const std::string& name, const std::string& value);
 /// Prints a path with its date tags expanded.
 int ExpandPath(Session& session, const std::string& path);

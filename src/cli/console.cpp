@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 #include "base/text.h"
 #include "platform/process.h"
@@ -30,6 +31,26 @@ std::size_t WidthOf(char16_t c) {
 bool IsSteering(char16_t c) {
   return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200E && c <= 0x200F) ||
          (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+/// Takes from the widest columns until all fit, as far as they stay readable.
+void FitTo(std::size_t width, std::vector<std::size_t>& columns) {
+  constexpr std::size_t kReadable = 6;
+  std::size_t all = 2 * (columns.empty() ? 0 : columns.size() - 1);
+  for (const std::size_t column : columns) all += column;
+  while (all > width && !columns.empty()) {
+    const auto widest = std::max_element(columns.begin(), columns.end());
+    if (*widest <= kReadable) return;
+    --*widest;
+    --all;
+  }
+}
+
+bool HasColours() {
+  const char* forbidden = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  return IsTerminal() && !(forbidden && *forbidden) &&
+         !(terminal && std::string_view(terminal) == "dumb");
 }
 
 }  // namespace
@@ -77,7 +98,8 @@ std::u16string CutToWidth(std::u16string_view text, std::size_t width) {
   return cut + u"…";
 }
 
-void PrintTable(const std::vector<std::vector<std::u16string>>& rows) {
+void PrintTable(const std::vector<std::vector<std::u16string>>& rows,
+                const std::vector<Colour>& colours) {
   std::vector<std::size_t> widths;
   std::vector<std::vector<std::u16string>> cells = rows;
   for (auto& row : cells) {
@@ -87,14 +109,29 @@ void PrintTable(const std::vector<std::vector<std::u16string>>& rows) {
       widths[i] = std::max(widths[i], DisplayWidth(row[i]));
     }
   }
-  for (const auto& row : cells) {
+  if (IsTerminal()) FitTo(TerminalWidth(), widths);
+  const bool coloured = !colours.empty() && HasColours();
+  for (std::size_t i = 0; i < cells.size(); ++i) {
     std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      line += ToUtf8(row[i]);
-      if (i + 1 < row.size()) line.append(widths[i] - DisplayWidth(row[i]) + 2, ' ');
+    for (std::size_t column = 0; column < cells[i].size(); ++column) {
+      const std::u16string cell = CutToWidth(cells[i][column], widths[column]);
+      line += ToUtf8(cell);
+      if (column + 1 < cells[i].size()) {
+        line.append(widths[column] - std::min(widths[column], DisplayWidth(cell)) + 2, ' ');
+      }
     }
-    std::printf("%s\n", line.c_str());
+    const Colour colour = coloured && i < colours.size() ? colours[i] : Colour::Plain;
+    if (colour == Colour::Plain) {
+      std::printf("%s\n", line.c_str());
+    } else {
+      constexpr const char* kCodes[] = {"", "32", "33", "31"};
+      std::printf("\x1b[%sm%s\x1b[0m\n", kCodes[static_cast<std::size_t>(colour)], line.c_str());
+    }
   }
+}
+
+void PrintNames(const std::vector<std::u16string>& names) {
+  for (const std::u16string& name : names) std::printf("%s\n", Printable(name).c_str());
 }
 
 void PrintError(std::string_view message) {

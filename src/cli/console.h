@@ -18,8 +18,16 @@ std::size_t DisplayWidth(std::u16string_view text);
 /// The text cut to at most `width` columns, with "…" for what is missing.
 std::u16string CutToWidth(std::u16string_view text, std::size_t width);
 
-/// Prints rows in aligned columns, two blanks between them; the first row is the heading.
-void PrintTable(const std::vector<std::vector<std::u16string>>& rows);
+enum class Colour { Plain, Good, Doubtful, Bad };
+
+/// Prints rows in aligned columns, two blanks between them; the first row is the heading. A
+/// terminal gets them cut to its width, the widest columns first, and in the colours of the rows,
+/// where it has any and $NO_COLOR does not forbid them.
+void PrintTable(const std::vector<std::vector<std::u16string>>& rows,
+                const std::vector<Colour>& colours = {});
+
+/// Prints texts, one a line.
+void PrintNames(const std::vector<std::u16string>& names);
 
 /// "kavrelctl: " and the message on standard error.
 void PrintError(std::string_view message);

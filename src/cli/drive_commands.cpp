@@ -56,7 +56,7 @@ int Done(ErrorCode error, const std::u16string& drive) {
 }  // namespace
 
 int ListDrives(Session& session, bool json) {
-  if (!session.Open()) return kBadInput;
+  if (!session.Open()) return session.Failure();
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{
       {u"磁碟機", u"對應的資料夾", u"狀態", u"使用的排程", u"使用的排除規則"}};
@@ -79,7 +79,7 @@ int ListDrives(Session& session, bool json) {
 
 int SetDrive(Session& session, const std::string& text, const std::string& folder_text) {
   const std::u16string drive = ReadDrive(text);
-  if (drive.empty() || !session.Open(u"kavrelctl drives")) return kBadInput;
+  if (drive.empty() || !session.Open(u"kavrelctl drives")) return session.Failure();
   std::u16string folder = AbsolutePath(FromUtf8(folder_text));
   while (folder.size() > 1 && folder.ends_with(u'/')) folder.pop_back();
   const std::u16string_view refusal = CheckDriveFolder(session.Program(), folder);
@@ -92,7 +92,7 @@ int SetDrive(Session& session, const std::string& text, const std::string& folde
 
 int RemoveDrive(Session& session, const std::string& text) {
   const std::u16string drive = ReadDrive(text);
-  if (drive.empty() || !session.Open(u"kavrelctl drives")) return kBadInput;
+  if (drive.empty() || !session.Open(u"kavrelctl drives")) return session.Failure();
   return Done(UnmapDrive(session.Program().Files, drive), drive);
 }
 

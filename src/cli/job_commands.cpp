@@ -1,13 +1,16 @@
+#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "app/job_preview.h"
+#include "app/job_status.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
 #include "engine/job_disks.h"
+#include "rules/date_tokens.h"
 
 namespace kavrel {
 
@@ -17,9 +20,24 @@ namespace {
 bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   Program& program = session.Program();
   JobForm form = FormOf(job);
+  JobOptions known = options;
+  if (known.Types && known.Types->starts_with('@')) {
+    const FileFilter* filter = program.Filters.Find(FromUtf8(known.Types->substr(1)));
+    if (!filter) {
+      PrintError("no such filter: " + Printable(FromUtf8(known.Types->substr(1))) +
+                 "; filters list shows them");
+      return false;
+    }
+    known.Types = ToUtf8(filter->Patterns);
+  }
   // What the store has may be more than one unit, or a count that the options do not know.
   form.KeepInterval = !options.Every;
-  const std::string error = ApplyOptions(options, session.Clock().Now(), form);
+  std::string error = ApplyOptions(known, session.Clock().Now(), form);
+  const bool dated = form.Type == BackupType::Compressed ||
+                     ExpandDateTokens(form.Destination, session.Clock()) != form.Destination;
+  if (error.empty() && options.Keep.value_or(0) > 0 && !dated) {
+    error = "--keep goes with date tags in --dest, or with --type compressed: there is one backup";
+  }
   if (!error.empty()) {
     PrintError(error);
     return false;
@@ -40,10 +58,18 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
 }
 
 /// What the editor shows below its pages: a destination whose disk is not there, and the like.
-void TellWarnings(Session& session, const BackupJob& job) {
+std::vector<std::u16string> WarningsOf(Session& session, const BackupJob& job) {
   session.Program().Mounts.Load();
-  for (const std::u16string& warning : PreviewJob(session.Program(), FormOf(job), &job).Warnings) {
-    PrintError(Printable(warning));
+  return PreviewJob(session.Program(), FormOf(job), &job).Warnings;
+}
+
+/// Those that were not there before.
+void TellWarnings(Session& session, const BackupJob& job,
+                  const std::vector<std::u16string>& before = {}) {
+  for (const std::u16string& warning : WarningsOf(session, job)) {
+    if (std::find(before.begin(), before.end(), warning) == before.end()) {
+      PrintError(Printable(warning));
+    }
   }
 }
 
@@ -65,11 +91,7 @@ std::u16string TypeName(const BackupJob& job) {
   return std::u16string(caption.substr(0, caption.find_first_of(u"　 ")));
 }
 
-std::u16string DateOrNothing(DateTime time) {
-  return time == kZeroDate ? std::u16string() : DateTimeText(time);
-}
-
-nlohmann::json ToJson(Session& session, const BackupJob& job) {
+nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& status) {
   nlohmann::json refused = nlohmann::json::array();
   for (int day = 1; day <= 7; ++day) {
     if (IsRefused(job.RefusedDays, day)) refused.push_back(WeekdayWord(day));
@@ -103,107 +125,141 @@ nlohmann::json ToJson(Session& session, const BackupJob& job) {
           {"keep_hard_links", job.Extras.KeepHardLinks},
           {"missing_disks", JsonText(MissingDisks(session, job))},
           {"paused", session.Program().Pause.End().has_value()},
+          {"status", StatusWord(status.Word)},
+          {"last_success", JsonTime(status.LastGood)},
           {"last_run", JsonTime(job.LastRun)},
           {"next_run", JsonTime(job.NextRun)}};
 }
 
+void ShowAsText(Session& session, const BackupJob& job) {
+  const auto on_off = [](bool on) { return std::u16string(OnOffText(on)); };
+  PrintTable({
+      {u"備份排程名稱：", job.Name},
+      {u"啟動備份排程：", on_off(job.Enabled)},
+      {u"備份模式　　：", TypeName(job)},
+      {u"來源資料夾　：", job.Source.Path},
+      {u"目標資料夾　：", job.Destination.Path},
+      {u"本次目標　　：", ExpandedDestination(job, session.Clock())},
+      {u"最後備份時間：", DateOrNothing(job.LastRun)},
+      {u"下次備份時間：", DateOrNothing(job.NextRun)},
+      {u"檔案壓縮備份：", on_off(job.Compressed)},
+      {u"壓縮檔案加密：", std::u16string(PasswordText(job.UsePassword))},
+      {u"檔案同步備份：", on_off(job.Synchronise)},
+      {u"回收筒存放　：", on_off(job.UseRecycleBin)},
+      {u"備份子目錄　：", on_off(job.IncludeSubfolders)},
+      {u"建立來源目錄：", on_off(job.AddSourceFolder)},
+      {u"限制檔案大小：", SizeLimitText(job)},
+      {u"備份時間間隔：", IntervalText(job)},
+      {u"拒絕備份日期：", RefusedDaysText(job.RefusedDays)},
+      {u"檔案類型　　：", job.FileTypes},
+      {u"不備份該類型：", on_off(job.ExcludeFileTypes)},
+      {u"同步刪除防護：", GuardText(job.Extras)},
+      {u"檢查可用空間：", on_off(job.Extras.CheckSpace)},
+      {u"保留備份份數：", KeepText(job.Extras)},
+      {u"備份後驗證　：", on_off(job.Extras.VerifyAfterRun)},
+      {u"保留硬連結　：", on_off(job.Extras.KeepHardLinks)},
+  });
+}
+
 }  // namespace
 
+std::u16string DateOrNothing(DateTime time) {
+  return time == kZeroDate ? std::u16string() : DateTimeText(time);
+}
+
 int AddJob(Session& session, const JobOptions& options) {
-  if (!session.Open(u"kavrelctl add")) return kBadInput;
+  session.MayMakeHome();
+  if (!session.Open(u"kavrelctl add")) return session.Failure();
   Program& program = session.Program();
   BackupJob job;
   NewJobDefaults(job, session.Clock().Now(), program.DefaultDestination());
   if (!Apply(session, options, job)) return kBadInput;
   StoreJob(job, program.Store.Jobs);
   TellWarnings(session, job);
-  return session.Save() ? kDone : kBadInput;
+  return session.Save() ? kDone : kSomeFailed;
 }
 
 int EditJob(Session& session, const std::string& name, const JobOptions& options) {
-  if (!session.Open(u"kavrelctl edit")) return kBadInput;
+  if (!options.Any()) {
+    PrintError("edit needs something to change; edit --help lists its options");
+    return kBadInput;
+  }
+  if (!session.Open(u"kavrelctl edit")) return session.Failure();
   BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
+  const std::vector<std::u16string> before = WarningsOf(session, *job);
   if (!Apply(session, options, *job)) return kBadInput;
-  TellWarnings(session, *job);
-  return session.Save() ? kDone : kBadInput;
+  TellWarnings(session, *job, before);
+  return session.Save() ? kDone : kSomeFailed;
 }
 
-int DeleteJob(Session& session, const std::string& name) {
-  if (!session.Open(u"kavrelctl remove")) return kBadInput;
-  BackupJob* job = session.FindJob(name);
-  if (!job) return kNoSuchJob;
-  RemoveJob(*job);
-  return session.Save() ? kDone : kBadInput;
+int DeleteJobs(Session& session, const std::vector<std::string>& names) {
+  if (!session.Open(u"kavrelctl remove")) return session.Failure();
+  const std::optional<std::vector<BackupJob*>> jobs = session.FindJobs(names);
+  if (!jobs) return kNoSuchJob;
+  for (BackupJob* job : *jobs) RemoveJob(*job);
+  return session.Save() ? kDone : kSomeFailed;
 }
 
 int ListJobs(Session& session, bool json) {
-  if (!session.Open()) return kBadInput;
+  if (!session.Open()) return session.Failure();
   const std::vector<BackupJob>& jobs = session.Program().Store.Jobs;
+  const std::vector<JobStatus> states = StatusOfJobs(session.Program(), session.Clock().Now());
   if (json) {
     nlohmann::json list = nlohmann::json::array();
-    for (const BackupJob& job : jobs) list.push_back(ToJson(session, job));
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+      list.push_back(ToJson(session, jobs[i], states[i]));
+    }
     PrintJson(list);
     return kDone;
   }
   std::vector<std::vector<std::u16string>> rows{{u"排程名稱", u"啟動", u"備份模式", u"來源資料夾",
                                                  u"目標資料夾", u"備份時間間隔", u"最後備份時間",
-                                                 u"下次備份時間"}};
-  for (const BackupJob& job : jobs) {
+                                                 u"下次備份時間", u"狀態"}};
+  for (std::size_t i = 0; i < jobs.size(); ++i) {
+    const BackupJob& job = jobs[i];
     rows.push_back({job.Name, std::u16string(OnOffText(job.Enabled)), TypeName(job),
                     job.Source.Path, job.Destination.Path, IntervalText(job),
-                    DateOrNothing(job.LastRun), DateOrNothing(job.NextRun)});
+                    DateOrNothing(job.LastRun), DateOrNothing(job.NextRun),
+                    FromUtf8(StatusWord(states[i].Word))});
   }
   PrintTable(rows);
+  for (std::size_t i = 0; i < jobs.size(); ++i) {
+    if (states[i].Word == JobWord::Failed || states[i].Word == JobWord::Overdue) {
+      PrintError(Printable(jobs[i].Name + u": " + states[i].Reason));
+    }
+  }
   for (const BackupJob& job : jobs) TellMissingDisks(session, job);
   TellPause(session.Program().Pause);
   return kDone;
 }
 
 int ListJobNames(Session& session) {
-  if (!session.Open()) return kBadInput;
+  if (!session.Open()) return session.Failure();
   for (const BackupJob& job : session.Program().Store.Jobs) {
     std::printf("%s\n", Printable(job.Name).c_str());
   }
   return kDone;
 }
 
-int ShowJob(Session& session, const std::string& name, bool json) {
-  if (!session.Open()) return kBadInput;
-  const BackupJob* job = session.FindJob(name);
-  if (!job) return kNoSuchJob;
+int ShowJobs(Session& session, const std::vector<std::string>& names, bool json) {
+  if (!session.Open()) return session.Failure();
+  const std::optional<std::vector<BackupJob*>> jobs = session.FindJobs(names);
+  if (!jobs) return kNoSuchJob;
   if (json) {
-    PrintJson(ToJson(session, *job));
+    const std::vector<JobStatus> states = StatusOfJobs(session.Program(), session.Clock().Now());
+    nlohmann::json list = nlohmann::json::array();
+    for (const BackupJob* job : *jobs) {
+      list.push_back(ToJson(session, *job, states[static_cast<std::size_t>(job->JobIndex)]));
+    }
+    PrintJson(list.size() == 1 ? list[0] : list);
     return kDone;
   }
-  const auto on_off = [](bool on) { return std::u16string(OnOffText(on)); };
-  PrintTable({
-      {u"備份排程名稱：", job->Name},
-      {u"啟動備份排程：", on_off(job->Enabled)},
-      {u"備份模式　　：", TypeName(*job)},
-      {u"來源資料夾　：", job->Source.Path},
-      {u"目標資料夾　：", job->Destination.Path},
-      {u"本次目標　　：", ExpandedDestination(*job, session.Clock())},
-      {u"最後備份時間：", DateOrNothing(job->LastRun)},
-      {u"下次備份時間：", DateOrNothing(job->NextRun)},
-      {u"檔案壓縮備份：", on_off(job->Compressed)},
-      {u"壓縮檔案加密：", std::u16string(PasswordText(job->UsePassword))},
-      {u"檔案同步備份：", on_off(job->Synchronise)},
-      {u"回收筒存放　：", on_off(job->UseRecycleBin)},
-      {u"備份子目錄　：", on_off(job->IncludeSubfolders)},
-      {u"建立來源目錄：", on_off(job->AddSourceFolder)},
-      {u"限制檔案大小：", SizeLimitText(*job)},
-      {u"備份時間間隔：", IntervalText(*job)},
-      {u"拒絕備份日期：", RefusedDaysText(job->RefusedDays)},
-      {u"檔案類型　　：", job->FileTypes},
-      {u"不備份該類型：", on_off(job->ExcludeFileTypes)},
-      {u"同步刪除防護：", GuardText(job->Extras)},
-      {u"檢查可用空間：", on_off(job->Extras.CheckSpace)},
-      {u"保留備份份數：", KeepText(job->Extras)},
-      {u"備份後驗證　：", on_off(job->Extras.VerifyAfterRun)},
-      {u"保留硬連結　：", on_off(job->Extras.KeepHardLinks)},
-  });
-  TellMissingDisks(session, *job);
+  for (const BackupJob* job : *jobs) {
+    if (job != jobs->front()) std::printf("\n");
+    ShowAsText(session, *job);
+    TellMissingDisks(session, *job);
+  }
   return kDone;
 }
 

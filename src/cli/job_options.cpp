@@ -144,6 +144,14 @@ void JobOptions::AddTo(CLI::App& command) {
             "Keep files of several names linked in the copy (default)");
 }
 
+bool JobOptions::Any() const {
+  const auto given = [](const auto&... options) { return (options.has_value() || ...); };
+  return given(Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard, ExcludeTypes,
+               Subfolders, SourceFolder, Recycle, Enable, SpaceCheck, VerifyAfter, HardLinks,
+               MaxSizeKB, GuardMin, Keep) ||
+         NoLimit || PasswordStdin || NoPassword || Adopt;
+}
+
 std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form) {
   std::string error;
   if (options.Name) form.Name = FromUtf8(*options.Name);
@@ -179,6 +187,9 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
   if (options.Recycle.value_or(false) && form.Type != BackupType::Synchronise) {
     return "--recycle goes with --type sync";
   }
+  if (options.PasswordStdin && form.Type != BackupType::Compressed) {
+    return "--password-stdin goes with --type compressed: other backups are not encrypted";
+  }
   return options.PasswordStdin ? ReadPassword(form) : std::string();
 }
 
@@ -188,6 +199,16 @@ std::optional<Span> ParseSpan(const std::string& text) {
   const auto unit = IndexOf(kUnits, digits == text.npos ? "" : text.substr(digits));
   if (!count || !unit) return std::nullopt;
   return Span{*count, static_cast<IntervalKind>(*unit)};
+}
+
+std::optional<std::chrono::minutes> ParseAge(const std::string& text) {
+  using namespace std::chrono;
+  constexpr minutes kUnit[] = {minutes(1), hours(1), days(1), weeks(1)};
+  const std::optional<Span> span = ParseSpan(text);
+  if (!span || span->Kind == IntervalKind::Months || span->Count < 1 || span->Count > 1000) {
+    return std::nullopt;
+  }
+  return kUnit[static_cast<std::size_t>(span->Kind)] * span->Count;
 }
 
 std::string_view OptionOf(FormCheck check) {

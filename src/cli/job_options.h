@@ -21,6 +21,8 @@ struct JobOptions {
   bool NoLimit = false, PasswordStdin = false, NoPassword = false, Adopt = false;
 
   void AddTo(CLI::App& command);
+  /// Whether any of them was given.
+  bool Any() const;
 };
 
 /// Writes the given options into the form. An empty text on success, else what is wrong with which
@@ -36,6 +38,8 @@ struct Span {
   IntervalKind Kind;
 };
 std::optional<Span> ParseSpan(const std::string& text);
+/// "90m", "26h", "2d", "1w"; nothing for other texts, and for counts above 1000 or none.
+std::optional<std::chrono::minutes> ParseAge(const std::string& text);
 
 /// "full", "differential", "sync" or "compressed"; and the three-letter names sun … sat.
 std::string_view TypeWord(BackupType type);

@@ -1,61 +1,144 @@
+#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "app/job_status.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
+#include "log/log_figures.h"
 
 namespace kavrel {
 
 namespace {
 
-nlohmann::json JsonCount(const std::optional<std::uint64_t>& count) {
-  return count ? nlohmann::json(*count) : nlohmann::json();
+/// A run as the list shows it: a row of the log list, or a backup that could not begin, which has
+/// neither a row there nor a log.
+struct ListedRun {
+  LogRow Row;
+  std::size_t Number = 0;      ///< that --show takes; 0 = there is no log
+  std::string_view Unbegun{};  ///< why it could not begin
+  std::u16string Reason{};     ///< of one that went badly, as far as it is known
+  LogFigures Figures{};
+};
+
+std::string_view KindWord(LogKind kind) {
+  constexpr std::string_view kWords[] = {"backup", "restore", "verification", "time-set-right",
+                                         "other"};
+  return kWords[static_cast<std::size_t>(kind)];
 }
 
-nlohmann::json ToJson(const LogRow& row) {
-  const auto json_time = [](const std::optional<DateTime>& time) {
-    return JsonTime(time.value_or(kZeroDate));
+std::string_view ResultOf(const ListedRun& run) {
+  if (!run.Unbegun.empty()) return run.Unbegun;
+  if (run.Row.Stopped) return "interrupted";
+  return IsBadRun(run.Row) ? "some-failed" : "ok";
+}
+
+nlohmann::json ToJson(const ListedRun& run) {
+  const LogRow& row = run.Row;
+  const auto known = [](const auto& value) {
+    return value ? nlohmann::json(*value) : nlohmann::json();
   };
-  return {{"name", JsonText(row.Job)},          {"status", JsonText(StatusText(row))},
-          {"copied", JsonCount(row.Copied)},    {"unchanged", JsonCount(row.Unchanged)},
-          {"failed", JsonCount(row.Failed)},    {"started", json_time(row.Started)},
-          {"next_run", json_time(row.NextRun)}, {"log_file", JsonText(row.LogPath)}};
+  return {{"number", run.Number > 0 ? nlohmann::json(run.Number) : nlohmann::json()},
+          {"name", JsonText(row.Job)},
+          {"kind", KindWord(row.Kind)},
+          {"result", ResultOf(run)},
+          {"reason", JsonTextOrNull(JsonText(run.Reason))},
+          {"status", JsonText(StatusText(row))},
+          {"copied", known(row.Copied)},
+          {"unchanged", known(row.Unchanged)},
+          {"failed", known(row.Failed)},
+          {"bytes", known(run.Figures.Bytes)},
+          {"seconds", known(run.Figures.Seconds)},
+          {"started", JsonTime(row.Started.value_or(kZeroDate))},
+          {"next_run", JsonTime(row.NextRun.value_or(kZeroDate))},
+          {"log_file", JsonTextOrNull(JsonText(row.LogPath))}};
+}
+
+LogRow RowOf(const BackupJob& job, const UnbegunRun& run) {
+  LogRow row;
+  row.Job = job.Name;
+  row.Kind = LogKind::Backup;
+  row.Stopped = true;
+  row.Copied = row.Unchanged = row.Failed = 0;
+  row.Started = run.At;
+  row.AsWritten = {job.Name, u"沒有執行", u"0", u"0", u"0", DateTimeText(run.At), {}, {}};
+  return row;
+}
+
+/// Those that the filter lets through, the oldest first.
+std::vector<ListedRun> FindRuns(const Program& program, const LogFilter& filter) {
+  std::vector<ListedRun> runs;
+  std::vector<std::pair<DateTime, std::size_t>> order;
+  const auto add = [&](DateTime at, ListedRun run) {
+    if (!MatchesFilter(run.Row, filter)) return;
+    order.emplace_back(at, runs.size());
+    runs.push_back(std::move(run));
+  };
+  const std::vector<LogRow>& rows = program.LogRows.Rows();
+  DateTime latest = kZeroDate;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    // A clock that was set back must not take the rows out of their order.
+    latest = std::max(latest, rows[i].Started.value_or(kZeroDate));
+    add(latest, {rows[i], rows.size() - i});
+  }
+  for (const BackupJob& job : program.Store.Jobs) {
+    for (const UnbegunRun& run : job.Extras.Unbegun) {
+      const bool archiver = run.Why == UnbegunRun::Cause::NoArchiver;
+      add(run.At,
+          {RowOf(job, run), 0, archiver ? "no-archive-program" : "source-missing", run.Text});
+    }
+  }
+  std::stable_sort(order.begin(), order.end(),
+                   [](const auto& one, const auto& other) { return one.first < other.first; });
+  std::vector<ListedRun> sorted;
+  for (const auto& [at, place] : order) sorted.push_back(std::move(runs[place]));
+  return sorted;
+}
+
+/// What the run's own log tells of it, beside its row.
+void LookInto(const FileSystem& files, ListedRun& run) {
+  if (run.Number == 0 || run.Row.LogPath.empty()) return;
+  const Result<std::u16string> log = ReadJobLog(files, run.Row.LogPath);
+  if (!log) return;
+  run.Figures = ReadFigures(*log);
+  if (IsBadRun(run.Row)) run.Reason = FirstTroubleIn(*log);
 }
 
 }  // namespace
 
 int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool json) {
-  if (!session.Open()) return kBadInput;
-  const std::vector<LogRow>& rows = session.Program().LogRows.Rows();
-  std::vector<std::size_t> found;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (MatchesFilter(rows[i], filter)) found.push_back(i);
-  }
+  if (!session.Open()) return session.Failure();
+  const Program& program = session.Program();
+  std::vector<ListedRun> found = FindRuns(program, filter);
   if (found.size() > last) found.erase(found.begin(), found.end() - static_cast<long>(last));
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> table{{u"#", u"備份排程名稱", u"狀態", u"總計", u"備份",
-                                                  u"失敗", u"本次備份時間", u"下次備份時間"}};
-  for (const std::size_t i : found) {
-    list.push_back(ToJson(rows[i]));
-    // The number is the one that --show takes.
-    std::vector<std::u16string> cells{Grouped(rows.size() - i)};
-    const LogColumns columns = ColumnsOf(rows[i]);
+                                                  u"失敗", u"本次備份時間", u"下次備份時間",
+                                                  u"原因"}};
+  std::vector<Colour> colours{Colour::Plain};
+  for (ListedRun& run : found) {
+    LookInto(program.Files, run);
+    list.push_back(ToJson(run));
+    std::vector<std::u16string> cells{run.Number > 0 ? Grouped(run.Number) : std::u16string()};
+    const LogColumns columns = ColumnsOf(run.Row);
     cells.insert(cells.end(), columns.begin(), columns.begin() + kLogPathColumn);
+    cells.push_back(run.Reason);
+    colours.push_back(IsBadRun(run.Row) ? Colour::Bad : Colour::Plain);
     table.push_back(std::move(cells));
   }
   if (json) {
     PrintJson(list);
   } else {
-    PrintTable(table);
+    PrintTable(table, colours);
   }
   return kDone;
 }
 
 int ShowLog(Session& session, std::size_t newest) {
-  if (!session.Open()) return kBadInput;
+  if (!session.Open()) return session.Failure();
   const std::vector<LogRow>& rows = session.Program().LogRows.Rows();
   if (newest < 1 || newest > rows.size()) {
     PrintError("--show takes 1 to " + std::to_string(rows.size()) + ", the number of runs logged");

@@ -25,17 +25,24 @@ constexpr const char* kExitCodes =
     "  4  interrupted\n"
     "  5  the source folder is missing\n"
     "  6  a guard stopped it: too much would go, a disk is not there, or it is another job's\n"
-    "  7  the copies do not fit on the destination\n";
+    "  7  the copies do not fit on the destination\n"
+    "  8  another program has the program folder\n"
+    "  9  no archive program is installed\n"
+    "  10 there is no place to write to: the destination cannot be made\n";
 
 /// What the command line held, and what came of it.
 struct CommandLine {
-  std::string Home, Debug, Name, Value, Patterns, Archive, Span;
-  bool Latest = false, NamesOnly = false, Failed = false, Rules = false, Force = false;
+  std::string Home, Debug, Name, Value, Patterns, Archive, Span, Progress;
+  std::vector<std::string> Names;
+  std::uint32_t Wait = Session::kPatience;
+  bool NamesOnly = false, Failed = false, Rules = false, Force = false;
+  OutputChoice Output;
   RestoreChoice Restore;
   JobOptions Options;
   RuleOptions Rule;
   RunChoice Choice;
-  std::vector<std::size_t> Numbers;
+  StatusChoice Status;
+  VerifyChoice Verify;
   bool Json = false;
   std::size_t Last = 20, Show = 0, Times = 3;
   int ExitCode = kDone;
@@ -48,9 +55,40 @@ struct CommandLine {
         ExitCode = kBadInput;
         return;
       }
-      Session session(Home);
+      if (Progress == "json") {
+        Output.Progress = ProgressMode::Json;
+        Output.Json = true;
+      } else if (Progress == "none") {
+        Output.Progress = ProgressMode::None;
+      }
+      Choice.Output = Restore.Output = Verify.Output = Output;
+      Session session(Home, Wait);
       ExitCode = command(session);
     };
+  }
+
+  /// Those of one that lists what has names.
+  void AddForms(CLI::App& command) {
+    CLI::Option* json = command.add_flag("--json", Json, "Print JSON");
+    command.add_flag("--names", NamesOnly, "Print their names alone, one a line")->excludes(json);
+  }
+  ListForm Form() const {
+    return Json ? ListForm::Json : NamesOnly ? ListForm::Names : ListForm::Table;
+  }
+
+  /// The options of a command that works for a while.
+  void AddOutput(CLI::App& command) {
+    CLI::Option* json = command.add_flag("--json", Output.Json, "Print JSON");
+    CLI::Option* quiet = command.add_flag("-q,--quiet", Output.Quiet, "Print only what is wrong");
+    command
+        .add_flag("-v,--verbose", Output.Verbose,
+                  "Name each file, as preview does, or each difference")
+        ->excludes(quiet)
+        ->excludes(json);
+    command
+        .add_option("--progress", Progress,
+                    "auto (on a terminal), none, or json: an object a line, the result the last")
+        ->check(CLI::IsMember({"auto", "none", "json"}));
   }
 };
 
@@ -67,22 +105,21 @@ void AddJobCommands(CLI::App& app, CommandLine& line) {
   edit->callback(
       line.Run([&line](Session& session) { return EditJob(session, line.Name, line.Options); }));
 
-  CLI::App* remove = app.add_subcommand("remove", "Remove a job");
-  remove->add_option("job", line.Name, "Name of the job")->required();
-  remove->callback(line.Run([&line](Session& session) { return DeleteJob(session, line.Name); }));
+  CLI::App* remove = app.add_subcommand("remove", "Remove jobs");
+  remove->add_option("jobs", line.Names, "Names of the jobs")->required();
+  remove->callback(line.Run([&line](Session& session) { return DeleteJobs(session, line.Names); }));
 
   CLI::App* list = app.add_subcommand("list", "List the jobs with their next runs");
-  CLI::Option* json = list->add_flag("--json", line.Json, "Print JSON");
-  list->add_flag("--names", line.NamesOnly, "Print their names alone, one a line")->excludes(json);
+  line.AddForms(*list);
   list->callback(line.Run([&line](Session& session) {
     return line.NamesOnly ? ListJobNames(session) : ListJobs(session, line.Json);
   }));
 
-  CLI::App* show = app.add_subcommand("show", "Show a job");
-  show->add_option("job", line.Name, "Name of the job")->required();
+  CLI::App* show = app.add_subcommand("show", "Show jobs");
+  show->add_option("jobs", line.Names, "Names of the jobs")->required();
   show->add_flag("--json", line.Json, "Print JSON");
   show->callback(
-      line.Run([&line](Session& session) { return ShowJob(session, line.Name, line.Json); }));
+      line.Run([&line](Session& session) { return ShowJobs(session, line.Names, line.Json); }));
 }
 
 void AddRunCommands(CLI::App& app, CommandLine& line) {
@@ -95,7 +132,17 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   run->add_flag(
       "--force", line.Choice.Force,
       "Do not let the mirror guard, another job's backup or a lack of space stop the runs");
+  line.AddOutput(*run);
   run->callback(line.Run([&line](Session& session) { return RunJobs(session, line.Choice); }));
+
+  CLI::App* status = app.add_subcommand("status", "Whether the backups are well, and since when");
+  status->add_option("jobs", line.Status.Names, "Names of the jobs, else all");
+  status->add_option("--max-age", line.Status.MaxAge,
+                     "The last good backup may be so old, as 26h or 2d; older ones are overdue");
+  status->add_flag("-q,--quiet", line.Status.Quiet, "Only the jobs that are not well");
+  status->add_flag("--json", line.Status.Json, "Print JSON");
+  status->callback(
+      line.Run([&line](Session& session) { return PrintStatus(session, line.Status); }));
 
   CLI::App* preview = app.add_subcommand("preview", "Show what a run of a job would do");
   preview->add_option("job", line.Name, "Name of the job")->required();
@@ -107,11 +154,13 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
       ->callback(line.Run(WatchJobs));
 
   CLI::App* next = app.add_subcommand("next", "When each job runs next, and why not now");
+  next->add_option("jobs", line.Names, "Names of the jobs, else all");
   next->add_option("--times", line.Times, "How many times of each job, 3 without this option")
       ->check(CLI::Range(1, 1000));
   next->add_flag("--json", line.Json, "Print JSON");
-  next->callback(
-      line.Run([&line](Session& session) { return ListNextRuns(session, line.Times, line.Json); }));
+  next->callback(line.Run([&line](Session& session) {
+    return ListNextRuns(session, line.Names, line.Times, line.Json);
+  }));
 
   CLI::App* pause = app.add_subcommand("pause", "Let nothing run by itself for a while");
   CLI::Option* span = pause->add_option("--for", line.Span, "How long: 30m, 2h, 1d, 1w");
@@ -134,30 +183,33 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
       ->add_flag("--replace-newer", line.Restore.ReplaceNewer,
                  "With --only or --to: replace files that are newer than the backup's, too")
       ->excludes(mode);
-  CLI::Option* archive = restore->add_option("--archive", line.Restore.Archive,
-                                             "Archive of a compressed job to restore");
+  CLI::Option* archive = restore->add_option(
+      "--archive", line.Restore.Archive, "Archive of a compressed job to restore, by name or path");
   restore->add_flag("--force", line.Restore.Force,
                     "Restore even where a disk is not there, and what another job has made");
   restore->add_flag("--dry-run", line.Restore.DryRun,
                     "Only show what the restore would do; nothing is written");
-  restore->add_flag("--json", line.Restore.Json, "With --dry-run: print JSON");
-  restore->add_flag("--latest", line.Latest, "The newest archive (default)")->excludes(archive);
+  line.AddOutput(*restore);
+  restore->add_flag("--latest", line.Restore.Latest, "The newest archive (default)")
+      ->excludes(archive);
   restore->callback(
       line.Run([&line](Session& session) { return RestoreJob(session, line.Name, line.Restore); }));
 
   CLI::App* verify = app.add_subcommand(
-      "verify", "Compare a job's source with its backup byte by byte, or test an archive");
-  verify->add_option("job", line.Name, "Name of the job")->required();
-  verify->add_option("--archive", line.Archive, "Archive of a compressed job, else the newest");
+      "verify", "Compare jobs' sources with their backups byte by byte, or test archives");
+  verify->add_option("jobs", line.Verify.Names, "Names of the jobs")->required();
+  verify->add_option("--archive", line.Verify.Archive,
+                     "Archive of a compressed job, by name or path, else the newest");
+  line.AddOutput(*verify);
   verify->callback(
-      line.Run([&line](Session& session) { return VerifyJob(session, line.Name, line.Archive); }));
+      line.Run([&line](Session& session) { return VerifyJobs(session, line.Verify); }));
 
   CLI::App* archives = app.add_subcommand("archives", "The archives of a compressed job");
   archives->add_option("job", line.Name, "Name of the job")->required();
   archives->add_option("--list", line.Archive, "List the entries of this archive");
-  archives->add_flag("--json", line.Json, "Print JSON");
+  line.AddForms(*archives);
   archives->callback(line.Run([&line](Session& session) {
-    return ListJobArchives(session, line.Name, line.Archive, line.Json);
+    return ListJobArchives(session, line.Name, line.Archive, line.Form());
   }));
 
   CLI::App* log = app.add_subcommand("log", "Show the program log, or the log of one run");
@@ -182,8 +234,8 @@ void AddRuleCommands(CLI::App& app, CommandLine& line) {
   CLI::App* rules = app.add_subcommand("rules", "Exclusion rules of all jobs");
   rules->require_subcommand(1);
   CLI::App* list = rules->add_subcommand("list", "List the rules");
-  list->add_flag("--json", line.Json, "Print JSON");
-  list->callback(line.Run([&line](Session& session) { return ListRules(session, line.Json); }));
+  line.AddForms(*list);
+  list->callback(line.Run([&line](Session& session) { return ListRules(session, line.Form()); }));
 
   CLI::App* add = rules->add_subcommand("add", "Add a rule");
   add->add_option("--name", line.Rule.Name, "Name of the rule")->required();
@@ -195,9 +247,10 @@ void AddRuleCommands(CLI::App& app, CommandLine& line) {
 
   const auto add_change = [&](const char* word, const char* help, RuleChange change) {
     CLI::App* command = rules->add_subcommand(word, help);
-    command->add_option("numbers", line.Numbers, "Numbers of the rules in the list")->required();
+    command->add_option("rules", line.Names, "Names of the rules, or their numbers in the list")
+        ->required();
     command->callback(line.Run(
-        [&line, change](Session& session) { return ChangeRules(session, change, line.Numbers); }));
+        [&line, change](Session& session) { return ChangeRules(session, change, line.Names); }));
   };
   add_change("remove", "Remove rules", RuleChange::Remove);
   add_change("enable", "Switch rules on", RuleChange::Enable);
@@ -209,8 +262,8 @@ void AddFilterCommands(CLI::App& app, CommandLine& line) {
   CLI::App* filters = app.add_subcommand("filters", "Named lists of file types");
   filters->require_subcommand(1);
   CLI::App* list = filters->add_subcommand("list", "List the filters");
-  list->add_flag("--json", line.Json, "Print JSON");
-  list->callback(line.Run([&line](Session& session) { return ListFilters(session, line.Json); }));
+  line.AddForms(*list);
+  list->callback(line.Run([&line](Session& session) { return ListFilters(session, line.Form()); }));
 
   CLI::App* add = filters->add_subcommand("add", "Add a filter");
   add->add_option("name", line.Name, "Name of the filter")->required();
@@ -218,10 +271,10 @@ void AddFilterCommands(CLI::App& app, CommandLine& line) {
   add->callback(
       line.Run([&line](Session& session) { return AddFilter(session, line.Name, line.Patterns); }));
 
-  CLI::App* remove = filters->add_subcommand("remove", "Remove a filter");
-  remove->add_option("name", line.Name, "Name of the filter")->required();
+  CLI::App* remove = filters->add_subcommand("remove", "Remove filters");
+  remove->add_option("names", line.Names, "Names of the filters")->required();
   remove->callback(
-      line.Run([&line](Session& session) { return RemoveFilter(session, line.Name); }));
+      line.Run([&line](Session& session) { return RemoveFilters(session, line.Names); }));
 }
 
 void AddDriveCommands(CLI::App& app, CommandLine& line) {
@@ -268,7 +321,9 @@ void AddSettingCommands(CLI::App& app, CommandLine& line) {
   settings->require_subcommand(1);
   CLI::App* get = settings->add_subcommand("get", "Print a setting, or all");
   get->add_option("name", line.Name, "Name of the setting");
-  get->callback(line.Run([&line](Session& session) { return GetSettings(session, line.Name); }));
+  get->add_flag("--json", line.Json, "Print JSON");
+  get->callback(
+      line.Run([&line](Session& session) { return GetSettings(session, line.Name, line.Json); }));
 
   CLI::App* set = settings->add_subcommand("set", "Change a setting");
   set->add_option("name", line.Name, "Name of the setting")->required();
@@ -291,6 +346,64 @@ std::vector<std::string> ForParser(const std::vector<std::string>& arguments) {
   }
   std::reverse(words.begin(), words.end());
   return words;
+}
+
+/// How many letters are to be added, taken away, changed or swapped to make one of the other.
+std::size_t Distance(const std::string& one, const std::string& other) {
+  std::vector<std::vector<std::size_t>> least(one.size() + 1,
+                                              std::vector<std::size_t>(other.size() + 1));
+  for (std::size_t i = 0; i <= one.size(); ++i) {
+    for (std::size_t j = 0; j <= other.size(); ++j) {
+      if (i == 0 || j == 0) {
+        least[i][j] = i + j;
+        continue;
+      }
+      const std::size_t changed = one[i - 1] == other[j - 1] ? 0 : 1;
+      least[i][j] =
+          std::min({least[i - 1][j] + 1, least[i][j - 1] + 1, least[i - 1][j - 1] + changed});
+      if (i > 1 && j > 1 && one[i - 1] == other[j - 2] && one[i - 2] == other[j - 1]) {
+        least[i][j] = std::min(least[i][j], least[i - 2][j - 2] + 1);
+      }
+    }
+  }
+  return least[one.size()][other.size()];
+}
+
+/// Names the command or the option that may have been meant.
+void Suggest(const CLI::App& app, const std::vector<std::string>& given) {
+  constexpr std::size_t kFarthest = 2;
+  const CLI::App* command = &app;
+  for (std::size_t i = 1; i < given.size() && given[i] != "--"; ++i) {
+    const std::string word = given[i].substr(0, given[i].find('='));
+    std::vector<std::string> known;
+    if (word.starts_with("--")) {
+      for (const CLI::App* level : {&app, command}) {
+        for (const CLI::Option* option : level->get_options()) {
+          for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+        }
+      }
+    } else {
+      const std::vector<const CLI::App*> below =
+          command->get_subcommands([](const CLI::App*) { return true; });
+      const auto found = std::find_if(below.begin(), below.end(),
+                                      [&](const CLI::App* one) { return one->get_name() == word; });
+      if (found != below.end()) {
+        command = *found;
+        continue;
+      }
+      if (word.starts_with('-')) continue;
+      for (const CLI::App* one : below) known.push_back(one->get_name());
+    }
+    const auto nearest =
+        std::min_element(known.begin(), known.end(), [&](const auto& one, const auto& other) {
+          return Distance(word, one) < Distance(word, other);
+        });
+    if (nearest == known.end()) continue;
+    const std::size_t distance = Distance(word, *nearest);
+    if (distance == 0 || distance > kFarthest || distance >= nearest->size() - 1) continue;
+    PrintError("did you mean " + *nearest + "?");
+    return;
+  }
 }
 
 void TakeAsTheyStand(CLI::App& app) {
@@ -319,6 +432,8 @@ int main(int argc, char** argv) {
   app.add_option("--home", line.Home, "Program folder (same as KAVREL_HOME)");
   app.add_option("--debug", line.Debug,
                  "Write into this file what is decided and done (same as KAVREL_DEBUG)");
+  app.add_option("--wait", line.Wait, "Seconds to wait for the program folder, 2 without this")
+      ->check(CLI::Range(0, 86400));
   AddJobCommands(app, line);
   AddRunCommands(app, line);
   AddRuleCommands(app, line);
@@ -327,12 +442,13 @@ int main(int argc, char** argv) {
   AddTransferCommands(app, line);
   AddSettingCommands(app, line);
   TakeAsTheyStand(app);
+  const std::vector<std::string> given = ConsoleArguments(argc, argv);
   try {
-    const std::vector<std::string> arguments = ConsoleArguments(argc, argv);
-    std::vector<std::string> words = ForParser(arguments);
+    std::vector<std::string> words = ForParser(given);
     app.parse(words);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kBadInput;
+    line.ExitCode = app.exit(error) == 0 ? kDone : kBadInput;
+    if (line.ExitCode != kDone) Suggest(app, given);
   }
   if (FinishOutput()) return line.ExitCode;
   PrintError("standard output could not be written");

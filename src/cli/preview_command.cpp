@@ -24,26 +24,39 @@ std::string_view Word(PlanAction action) {
   return kActions[static_cast<std::size_t>(action)];
 }
 
-void PrintAsJson(const BackupJob& job, std::u16string_view source, std::u16string_view destination,
-                 const RunPlan& plan) {
+enum class Planned { Done, SomeFailed, Refused, SourceMissing, NoArchiver };
+
+Planned ResultOf(const PlannedRun& run) {
+  if (run.Outcome == RunOutcome::NoArchiver) return Planned::NoArchiver;
+  if (run.Outcome != RunOutcome::Ran) return Planned::SourceMissing;
+  if (!run.Forced && !run.Plan.Warnings.empty()) return Planned::Refused;
+  return IsComplete(run.Counters) ? Planned::Done : Planned::SomeFailed;
+}
+
+void PrintAsJson(const BackupJob& job, const PlannedRun& run) {
+  constexpr std::string_view kResults[] = {"done", "some-failed", "refused", "source-missing",
+                                           "no-archive-program"};
   nlohmann::json steps = nlohmann::json::array(), totals = nlohmann::json::object(),
                  warnings = nlohmann::json::array();
-  for (const PlanStep& step : plan.Steps) {
+  for (const PlanStep& step : run.Plan.Steps) {
     steps.push_back({{"action", Word(step.Action)},
                      {"reason", kReasons[static_cast<std::size_t>(step.Reason)]},
                      {"folder", step.IsFolder},
                      {"path", JsonText(step.Path)},
                      {"size", step.Size}});
   }
-  const PlanSums sums = SumUp(plan);
+  const PlanSums sums = SumUp(run.Plan);
   for (std::size_t i = 0; i < sums.size(); ++i) {
     totals[std::string(kActions[i])] = {
         {"files", sums[i].Files}, {"folders", sums[i].Folders}, {"bytes", sums[i].Bytes}};
   }
-  for (const std::u16string& warning : plan.Warnings) warnings.push_back(JsonText(warning));
-  PrintJson({{"job", JsonText(job.Name)},
-             {"source", JsonText(source)},
-             {"destination", JsonText(destination)},
+  for (const std::u16string& warning : run.Plan.Warnings) warnings.push_back(JsonText(warning));
+  PrintJson({{"format", kJsonFormat},
+             {"job", JsonText(job.Name)},
+             {"source", JsonText(run.Source)},
+             {"destination", JsonText(run.Destination)},
+             {"result", kResults[static_cast<std::size_t>(ResultOf(run))]},
+             {"reason", JsonTextOrNull(run.Reason)},
              {"steps", std::move(steps)},
              {"totals", std::move(totals)},
              {"warnings", std::move(warnings)}});
@@ -57,15 +70,7 @@ std::string Cell(std::u16string_view text, std::size_t width, bool right) {
 }
 
 void PrintAsText(std::u16string_view destination, const RunPlan& plan) {
-  for (const PlanStep& step : plan.Steps) {
-    const std::u16string size =
-        step.IsFolder ? std::u16string() : FormatSize(step.Size, SizeMode::Scaled);
-    std::printf("%s  %s  %s  %s\n",
-                Cell(ActionText(step.Action, plan.OfRestore), 10, false).c_str(),
-                Cell(size, 12, true).c_str(),
-                Cell(ReasonText(step.Reason, plan.OfRestore), 18, false).c_str(),
-                Printable(step.Path.empty() ? std::u16string_view(u".") : step.Path).c_str());
-  }
+  PrintSteps(plan);
   const PlanSums sums = SumUp(plan);
   std::printf("%s\n", Printable(u"目標資料夾：" + std::u16string(destination)).c_str());
   for (std::size_t i = 0; i < sums.size(); ++i) {
@@ -78,39 +83,56 @@ void PrintAsText(std::u16string_view destination, const RunPlan& plan) {
 
 }  // namespace
 
-void PrintPlan(const BackupJob& job, std::u16string_view source, std::u16string_view destination,
-               const RunPlan& plan, bool json) {
-  if (json) return PrintAsJson(job, source, destination, plan);
-  PrintAsText(destination, plan);
-  for (const std::u16string& warning : plan.Warnings) PrintError(Printable(warning));
+void PrintSteps(const RunPlan& plan) {
+  for (const PlanStep& step : plan.Steps) {
+    const std::u16string size =
+        step.IsFolder ? std::u16string() : FormatSize(step.Size, SizeMode::Scaled);
+    std::printf("%s  %s  %s  %s\n",
+                Cell(ActionText(step.Action, plan.OfRestore), 10, false).c_str(),
+                Cell(size, 12, true).c_str(),
+                Cell(ReasonText(step.Reason, plan.OfRestore), 18, false).c_str(),
+                Printable(step.Path.empty() ? std::u16string_view(u".") : step.Path).c_str());
+  }
+}
+
+void TellSteps(Session& session, const BackupJob& job) {
+  ConsoleHost host(session.Clock());
+  RunState state;
+  host.Attach(state);
+  RunPlan plan;
+  RunCounters counters;
+  PlanBackupJob(session.Program().Context, host, state, job, plan, counters);
+  PrintSteps(plan);
+}
+
+ExitCode PrintPlan(const BackupJob& job, const PlannedRun& run, bool json) {
+  if (json) PrintAsJson(job, run);
+  if (!json && run.Outcome == RunOutcome::Ran) PrintAsText(run.Destination, run.Plan);
+  if (!run.Reason.empty()) PrintError(Printable(job.Name) + ": " + run.Reason);
+  if (!json || run.Outcome != RunOutcome::Ran) {
+    for (const std::u16string& warning : run.Plan.Warnings) PrintError(Printable(warning));
+  }
+  constexpr ExitCode kCodes[] = {kDone, kSomeFailed, kSomeFailed, kSourceMissing,
+                                 kNoArchiveProgram};
+  return kCodes[static_cast<std::size_t>(ResultOf(run))];
 }
 
 int PrintPreview(Session& session, const std::string& name, bool json) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
-  if (!session.Open()) return kBadInput;
+  if (!session.Open()) return session.Failure();
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   Program& program = session.Program();
   ConsoleHost host(session.Clock());
   RunState state;
   host.Attach(state);
-  RunPlan plan;
-  RunCounters counters;
-  switch (PlanBackupJob(program.Context, host, state, *job, plan, counters)) {
-    case RunOutcome::SourceMissing:
-      PrintError(Printable(job->Name) +
-                 ": the source folder does not exist: " + Printable(job->Source.Path));
-      return kSourceMissing;
-    case RunOutcome::NoArchiver:
-      PrintError(Printable(job->Name) + ": no archive program is installed");
-      return kBadInput;
-    default:
-      break;
-  }
+  PlannedRun run{.Source = job->Source.Path, .Destination = program.DestinationNow(*job)};
+  run.Outcome = PlanBackupJob(program.Context, host, state, *job, run.Plan, run.Counters);
+  if (run.Outcome == RunOutcome::SourceMissing) run.Reason = NoSourceReason(*job);
+  if (run.Outcome == RunOutcome::NoArchiver) run.Reason = kNoArchiverReason;
   if (state.CancelRequested) return kInterrupted;
-  PrintPlan(*job, job->Source.Path, program.DestinationNow(*job), plan, json);
-  return IsComplete(counters) ? kDone : kSomeFailed;
+  return PrintPlan(*job, run, json);
 }
 
 }  // namespace kavrel

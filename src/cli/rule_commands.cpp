@@ -18,14 +18,15 @@ namespace {
 int SaveRules(Session& session, const std::vector<ExclusionRule>& rules) {
   if (session.Program().Exclusions.SaveExclusions(rules)) return kDone;
   PrintError("the rules cannot be written: Exc.txt in the program folder");
-  return kBadInput;
+  return kSomeFailed;
 }
 
 int SaveFilterTable(Session& session) {
   const int error = session.Program().Filters.SaveFilters();
   if (error == 0) return kDone;
-  PrintError("副檔名清單無法儲存\n錯誤代碼：" + ToUtf8(SystemErrorText(error)));
-  return kBadInput;
+  PrintError("the file types cannot be written: FileType.txt in the program folder: " +
+             ToUtf8(SystemErrorText(error)));
+  return kSomeFailed;
 }
 
 int Refuse(const std::u16string& message) {
@@ -33,13 +34,35 @@ int Refuse(const std::u16string& message) {
   return kBadInput;
 }
 
+/// The places of the rules of a name, without regard to letter case; else of a number as the list
+/// shows it.
+std::vector<std::size_t> RulesNamed(const std::vector<ExclusionRule>& rules,
+                                    const std::string& name) {
+  std::vector<std::size_t> places;
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    if (EqualNoCase(rules[i].Desc, FromUtf8(name))) places.push_back(i);
+  }
+  const auto number = ParseInt(FromUtf8(name));
+  if (places.empty() && number && *number >= 1 &&
+      static_cast<std::size_t>(*number) <= rules.size()) {
+    places.push_back(static_cast<std::size_t>(*number) - 1);
+  }
+  return places;
+}
+
 }  // namespace
 
-int ListRules(Session& session, bool json) {
-  if (!session.Open()) return kBadInput;
+int ListRules(Session& session, ListForm form) {
+  if (!session.Open()) return session.Failure();
   const Program& program = session.Program();
   const std::vector<ExclusionRule>& rules = program.Exclusions.Rules();
-  if (json) {
+  if (form == ListForm::Names) {
+    std::vector<std::u16string> names;
+    for (const ExclusionRule& rule : rules) names.push_back(rule.Desc);
+    PrintNames(names);
+    return kDone;
+  }
+  if (form == ListForm::Json) {
     nlohmann::json list = nlohmann::json::array();
     for (const ExclusionRule& rule : rules) {
       list.push_back({{"name", JsonText(rule.Desc)},
@@ -65,7 +88,7 @@ int ListRules(Session& session, bool json) {
 }
 
 int AddRule(Session& session, const RuleOptions& options) {
-  if (!session.Open(u"kavrelctl rules")) return kBadInput;
+  if (!session.Open(u"kavrelctl rules")) return session.Failure();
   ExclusionRule rule;
   rule.Enabled = !options.Disabled;
   rule.Desc = FromUtf8(options.Name);
@@ -79,44 +102,51 @@ int AddRule(Session& session, const RuleOptions& options) {
   return SaveRules(session, rules);
 }
 
-int ChangeRules(Session& session, RuleChange change, const std::vector<std::size_t>& numbers) {
-  if (!session.Open(u"kavrelctl rules")) return kBadInput;
+int ChangeRules(Session& session, RuleChange change, const std::vector<std::string>& named) {
+  if (!session.Open(u"kavrelctl rules")) return session.Failure();
   std::vector<ExclusionRule> rules = session.Program().Exclusions.Rules();
-  std::vector<std::size_t> last_first = numbers;
-  std::sort(last_first.rbegin(), last_first.rend());
-  last_first.erase(std::unique(last_first.begin(), last_first.end()), last_first.end());
-  for (const std::size_t number : last_first) {
-    if (number < 1 || number > rules.size()) {
-      PrintError("there is no rule " + std::to_string(number) + ": there are " +
-                 std::to_string(rules.size()));
+  std::vector<std::size_t> places;
+  for (const std::string& name : named) {
+    const std::vector<std::size_t> found = RulesNamed(rules, name);
+    if (found.empty()) {
+      PrintError("there is no rule " + Printable(FromUtf8(name)) + "; rules list shows them");
       return kBadInput;
     }
+    places.insert(places.end(), found.begin(), found.end());
+  }
+  std::sort(places.rbegin(), places.rend());
+  places.erase(std::unique(places.begin(), places.end()), places.end());
+  for (const std::size_t place : places) {
     if (change == RuleChange::Remove) {
-      rules.erase(rules.begin() + static_cast<std::ptrdiff_t>(number) - 1);
+      rules.erase(rules.begin() + static_cast<std::ptrdiff_t>(place));
     } else {
-      rules[number - 1].Enabled = change == RuleChange::Enable;
+      rules[place].Enabled = change == RuleChange::Enable;
     }
   }
   return SaveRules(session, rules);
 }
 
 int ResetRules(Session& session) {
-  if (!session.Open(u"kavrelctl rules")) return kBadInput;
+  if (!session.Open(u"kavrelctl rules")) return session.Failure();
   if (session.Program().Exclusions.RestoreDefaults()) return kDone;
   PrintError("the rules cannot be written: Exc.txt in the program folder");
-  return kBadInput;
+  return kSomeFailed;
 }
 
-int ListFilters(Session& session, bool json) {
-  if (!session.Open()) return kBadInput;
+int ListFilters(Session& session, ListForm form) {
+  if (!session.Open()) return session.Failure();
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{{u"副檔名備份清單", u"副檔名清單"}};
+  std::vector<std::u16string> names;
   for (const FileFilter& filter : session.Program().Filters.Entries) {
     list.push_back({{"name", JsonText(filter.Name)}, {"patterns", JsonText(filter.Patterns)}});
     rows.push_back({filter.Name, filter.Patterns});
+    names.push_back(filter.Name);
   }
-  if (json) {
+  if (form == ListForm::Json) {
     PrintJson(list);
+  } else if (form == ListForm::Names) {
+    PrintNames(names);
   } else {
     PrintTable(rows);
   }
@@ -124,15 +154,12 @@ int ListFilters(Session& session, bool json) {
 }
 
 int AddFilter(Session& session, const std::string& name, const std::string& patterns) {
-  if (!session.Open(u"kavrelctl filters")) return kBadInput;
+  if (!session.Open(u"kavrelctl filters")) return session.Failure();
   const FileFilter filter{FromUtf8(name), FromUtf8(patterns)};
   const std::u16string message = CheckFilter(filter);
   if (!message.empty()) return Refuse(message);
   std::vector<FileFilter>& entries = session.Program().Filters.Entries;
-  const auto known = std::find_if(entries.begin(), entries.end(), [&](const FileFilter& entry) {
-    return EqualNoCase(entry.Name, filter.Name);
-  });
-  if (known != entries.end()) {
+  if (const FileFilter* known = session.Program().Filters.Find(filter.Name)) {
     PrintError("there is a filter of that name already: " + Printable(known->Name));
     return kBadInput;
   }
@@ -140,41 +167,47 @@ int AddFilter(Session& session, const std::string& name, const std::string& patt
   return SaveFilterTable(session);
 }
 
-int RemoveFilter(Session& session, const std::string& name) {
-  if (!session.Open(u"kavrelctl filters")) return kBadInput;
-  std::vector<FileFilter>& entries = session.Program().Filters.Entries;
-  const auto known = std::find_if(entries.begin() + 1, entries.end(), [&](const FileFilter& entry) {
-    return EqualNoCase(entry.Name, FromUtf8(name));
-  });
-  if (known == entries.end()) {
-    PrintError("no such filter: " + Printable(FromUtf8(name)));
-    return kBadInput;
+int RemoveFilters(Session& session, const std::vector<std::string>& names) {
+  if (!session.Open(u"kavrelctl filters")) return session.Failure();
+  FilterTable& filters = session.Program().Filters;
+  for (const std::string& name : names) {
+    const FileFilter* known = filters.Find(FromUtf8(name));
+    // The first one stands for all files.
+    if (!known || known == &filters.Entries.front()) {
+      PrintError("no such filter: " + Printable(FromUtf8(name)));
+      return kBadInput;
+    }
+    filters.Entries.erase(filters.Entries.begin() + (known - filters.Entries.data()));
   }
-  entries.erase(known);
   return SaveFilterTable(session);
 }
 
-int GetSettings(Session& session, const std::string& name) {
-  if (!session.Open()) return kBadInput;
+int GetSettings(Session& session, const std::string& name, bool json) {
+  if (!session.Open()) return session.Failure();
   const Settings& settings = session.Program().Settings;
-  if (name.empty()) {
-    for (const SettingInfo& setting : AllSettings()) {
-      std::printf("%s=%s\n", ToUtf8(setting.Name).c_str(),
-                  ToUtf8(settings.TextOf(setting)).c_str());
-    }
-    return kDone;
-  }
-  const SettingInfo* setting = FindSetting(FromUtf8(name));
-  if (!setting) {
+  const SettingInfo* only = name.empty() ? nullptr : FindSetting(FromUtf8(name));
+  if (!only && !name.empty()) {
     PrintError("no such setting: " + Printable(FromUtf8(name)));
     return kBadInput;
   }
-  std::printf("%s\n", ToUtf8(settings.TextOf(*setting)).c_str());
+  nlohmann::json values = nlohmann::json::object();
+  for (const SettingInfo& setting : AllSettings()) {
+    if (only && setting.Name != only->Name) continue;
+    const std::string text = ToUtf8(settings.TextOf(setting));
+    if (json) {
+      values[ToUtf8(setting.Name)] =
+          setting.Last > 0 ? nlohmann::json(ParseInt(FromUtf8(text)).value_or(0))
+                           : nlohmann::json(ParseBool(FromUtf8(text)).value_or(false));
+    } else {
+      std::printf("%s%s\n", only ? "" : (ToUtf8(setting.Name) + "=").c_str(), text.c_str());
+    }
+  }
+  if (json) PrintJson({{"format", kJsonFormat}, {"settings", std::move(values)}});
   return kDone;
 }
 
 int SetSetting(Session& session, const std::string& name, const std::string& value) {
-  if (!session.Open(u"kavrelctl settings")) return kBadInput;
+  if (!session.Open(u"kavrelctl settings")) return session.Failure();
   const SettingInfo* setting = FindSetting(FromUtf8(name));
   if (!setting) {
     PrintError("no such setting: " + Printable(FromUtf8(name)));

@@ -27,12 +27,8 @@ Standing StandingOf(const BackupJob& job, DateTime now, const std::optional<Date
 }
 
 std::u16string_view StandingText(Standing standing) {
-  constexpr std::u16string_view kTexts[] = {u"時間已到",
-                                            u"時間未到",
-                                            u"時間未到，今天不備份",
-                                            u"關閉",
-                                            u"永不備份：時間間隔無效，或每天都不備份",
-                                            u"排程暫停中"};
+  constexpr std::u16string_view kTexts[] = {u"時間已到", u"時間未到",    u"時間未到，今天不備份",
+                                            u"關閉",     kNeverRunsText, u"排程暫停中"};
   return kTexts[static_cast<std::size_t>(standing)];
 }
 
@@ -71,18 +67,27 @@ bool OpenFolder(Session& session) {
 
 int TellPauseFailure(const SchedulePause& pause, ErrorCode error) {
   PrintError("cannot write " + Printable(pause.Path()) + ": " + ToUtf8(SystemErrorText(error)));
-  return kBadInput;
+  return kSomeFailed;
 }
 
 }  // namespace
 
-int ListNextRuns(Session& session, std::size_t times, bool json) {
-  if (!session.Open()) return kBadInput;
+int ListNextRuns(Session& session, const std::vector<std::string>& names, std::size_t times,
+                 bool json) {
+  if (!session.Open()) return session.Failure();
+  std::vector<BackupJob*> jobs;
+  for (BackupJob& job : session.Program().Store.Jobs) jobs.push_back(&job);
+  if (!names.empty()) {
+    const std::optional<std::vector<BackupJob*>> named = session.FindJobs(names);
+    if (!named) return kNoSuchJob;
+    jobs = *named;
+  }
   const DateTime now = session.Clock().Now();
   const std::optional<DateTime> pause = session.Program().Pause.End();
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{{u"排程名稱", u"狀態", u"下次備份時間"}};
-  for (const BackupJob& job : session.Program().Store.Jobs) {
+  for (const BackupJob* listed : jobs) {
+    const BackupJob& job = *listed;
     const Standing standing = StandingOf(job, now, pause);
     nlohmann::json json_times = nlohmann::json::array();
     std::u16string text;
@@ -121,7 +126,7 @@ void TellPause(const SchedulePause& pause) {
 }
 
 int PauseSchedule(Session& session, const std::string& span, const std::string& until) {
-  if (!OpenFolder(session)) return kBadInput;
+  if (!OpenFolder(session)) return session.Failure();
   const DateTime now = session.Clock().Now();
   DateTime end = kNoEnd;
   if (!span.empty()) {
@@ -148,7 +153,7 @@ int PauseSchedule(Session& session, const std::string& span, const std::string& 
 }
 
 int ResumeSchedule(Session& session) {
-  if (!OpenFolder(session)) return kBadInput;
+  if (!OpenFolder(session)) return session.Failure();
   SchedulePause& pause = session.Program().Pause;
   const bool was = pause.End().has_value();
   if (const ErrorCode error = pause.Resume()) return TellPauseFailure(pause, error);
@@ -159,15 +164,17 @@ int ResumeSchedule(Session& session) {
 int WatchJobs(Session& session) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
-  auto host = std::make_unique<WatchHost>(
-      WatchHost::Surroundings{session.Clock(),
-                              [](std::u16string_view line) {
-                                std::printf("%s\n", Printable(line).c_str());
-                                std::fflush(stdout);
-                              },
-                              InterruptRequested, WaitForInterrupt});
+  auto host = std::make_unique<WatchHost>(WatchHost::Surroundings{
+      session.Clock(),
+      [journal = OutputIsJournal()](WatchLevel level, std::u16string_view line) {
+        // The journal takes the level from the front of the line.
+        if (journal) std::printf("<%d>", static_cast<int>(level));
+        std::printf("%s\n", Printable(line).c_str());
+        std::fflush(stdout);
+      },
+      InterruptRequested, WaitForInterrupt});
   WatchHost& watch = *host;
-  if (!session.Prepare(u"kavrelctl watch", std::move(host))) return kBadInput;
+  if (!session.Prepare(u"kavrelctl watch", std::move(host))) return session.Failure();
   if (watch.Run(session.Program())) return kDone;
   session.TellUnreadable();
   return kBadInput;

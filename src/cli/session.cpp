@@ -1,19 +1,27 @@
 #include "cli/session.h"
 
+#include <algorithm>
+
 #include "base/text.h"
 #include "cli/console.h"
 #include "files/error_text.h"
 #include "platform/folders.h"
+#include "platform/process.h"
 
 namespace kavrel {
 
 namespace {
-constexpr std::uint32_t kLockPatience = 2000, kLockRetry = 50;  // milliseconds
+constexpr std::uint32_t kLockRetry = 50;  // milliseconds
 }
 
-Session::Session(std::string_view home) : home_(FromUtf8(home)) {}
+Session::Session(std::string_view home, std::uint32_t patience)
+    : home_(FromUtf8(home)), patience_(patience * 1000) {}
 
 bool Session::Prepare(std::u16string_view purpose, std::unique_ptr<ProgramHost> host) {
+  if (!home_.empty() && !may_make_home_ && !FileSystem({}).FolderExists(AbsolutePath(home_))) {
+    PrintError("there is no program folder " + Printable(home_) + "; add makes it");
+    return false;
+  }
   const std::optional<std::u16string> folder = ProgramFolder(home_);
   if (!folder) {
     PrintError("the program folder cannot be made: " + Printable(home_));
@@ -25,10 +33,10 @@ bool Session::Prepare(std::u16string_view purpose, std::unique_ptr<ProgramHost> 
 }
 
 bool Session::Open(std::u16string_view purpose) {
-  auto host = std::make_unique<ConsoleHost>(clock_);
-  ConsoleHost& console = *host;
+  auto host = std::make_unique<ConsoleHost>(clock_, output_);
+  console_ = host.get();
   if (!Prepare(purpose, std::move(host))) return false;
-  console.Attach(program_->State);
+  console_->Attach(*program_);
   if (program_->Load()) return true;
   TellUnreadable();
   return false;
@@ -40,12 +48,14 @@ void Session::TellUnreadable() const {
 }
 
 bool Session::Lock(std::u16string_view purpose) {
-  for (std::uint32_t waited = 0; waited <= kLockPatience; waited += kLockRetry) {
+  for (std::uint32_t waited = 0; waited <= patience_; waited += kLockRetry) {
     if (program_->Lock(purpose)) return true;
+    if (InterruptRequested()) break;
     clock_.Sleep(kLockRetry);
   }
   const std::u16string& folder = program_->Files.ProgramFolder();
   const std::u16string holder = ProcessLock::Holder(folder);
+  if (!holder.empty()) failure_ = kInUse;
   PrintError(holder.empty() ? "the program folder cannot be locked: " + Printable(folder)
                             : "the program folder is in use by " + Printable(holder));
   return false;
@@ -56,6 +66,17 @@ BackupJob* Session::FindJob(const std::string& name) {
   if (index >= 0) return &program_->Store.Jobs[static_cast<std::size_t>(index)];
   PrintError("no such job: " + Printable(FromUtf8(name)));
   return nullptr;
+}
+
+std::optional<std::vector<BackupJob*>> Session::FindJobs(const std::vector<std::string>& names) {
+  std::vector<BackupJob*> jobs;
+  for (const std::string& name : names) {
+    BackupJob* job = FindJob(name);
+    if (job && std::find(jobs.begin(), jobs.end(), job) == jobs.end()) jobs.push_back(job);
+    if (!job) jobs.push_back(nullptr);
+  }
+  if (std::find(jobs.begin(), jobs.end(), nullptr) != jobs.end()) return std::nullopt;
+  return jobs;
 }
 
 bool Session::Save() {

@@ -27,7 +27,7 @@ std::string Listed(const std::vector<std::u16string>& paths) {
 }  // namespace
 
 int ImportJobs(Session& session, const std::string& from, bool rules) {
-  if (!session.Open(u"kavrelctl import")) return kBadInput;
+  if (!session.Open(u"kavrelctl import")) return session.Failure();
   Program& program = session.Program();
   const std::u16string store = StoreAt(program, AbsolutePath(FromUtf8(from)));
   const ImportReport report = ImportAll(program, store, rules);
@@ -61,7 +61,7 @@ int ImportJobs(Session& session, const std::string& from, bool rules) {
 }
 
 int ExportJobs(Session& session, const std::string& to, bool force) {
-  if (!session.Open()) return kBadInput;
+  if (!session.Open()) return session.Failure();
   const Program& program = session.Program();
   const std::u16string folder = AbsolutePath(FromUtf8(to));
   if (!program.Files.FolderExists(folder)) {

@@ -73,6 +73,7 @@ constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"KeepHardLinks", &JobExtras::KeepHardLinks},
                                      {u"NotBegun", &JobExtras::NotBegun},
                                      {u"Unseen", &JobExtras::Unseen},
+                                     {u"Bad", &JobExtras::Bad},
                                      {u"Adopt", &JobExtras::Adopt}};
 struct NumberField {
   std::u16string_view Name;
@@ -98,6 +99,8 @@ struct BytesField {
 constexpr BytesField kBytes[] = {{u"SourceBytes", &JobExtras::SourceBytes},
                                  {u"LargestFile", &JobExtras::LargestFile},
                                  {u"SourceDiskBytes", &JobExtras::SourceDiskBytes}};
+constexpr std::u16string_view kLastGood = u"LastGood", kUnbegun = u"Unbegun";
+constexpr std::u16string_view kCauses[] = {u"source", u"archiver"};
 constexpr std::u16string_view kMade = u"Made", kTimeMoved = u"TimeMoved", kMount = u"Mount",
                               kOldMount = u"SourceMount", kStateFiles = u"StateFiles",
                               kLike = u"Like", kBefore = u"Before", kSource = u"source",
@@ -105,8 +108,9 @@ constexpr std::u16string_view kMade = u"Made", kTimeMoved = u"TimeMoved", kMount
 // Known once: a mark tells the same, and is sure.
 constexpr std::u16string_view kUnfinished = u"Unfinished";
 /// What another installation knows of its own jobs.
-constexpr std::u16string_view kOfRuns[] = {u"Id=", u"Adopt=", u"MirroredTo=", u"Made=",
-                                           u"Unfinished="};
+constexpr std::u16string_view kOfRuns[] = {u"Id=",   u"Adopt=",      u"MirroredTo=",
+                                           u"Made=", u"Unfinished=", u"Unbegun=",
+                                           u"Bad=",  u"LastGood="};
 
 void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view value) {
   text += name;
@@ -127,6 +131,22 @@ void ParseMount(std::u16string_view value, JobExtras& extras) {
   if (fields.size() < 2 || (fields[0] != kSource && fields[0] != kDestination)) return;
   KnownMount& mount = extras.Mounts.emplace_back(fields[0] == kSource, UnescapeOctal(fields[1]));
   for (std::size_t i = 2; i < fields.size(); ++i) mount.Marks.push_back(UnescapeOctal(fields[i]));
+}
+
+std::u16string FormatUnbegun(const UnbegunRun& run) {
+  std::u16string text = DateTimeText(run.At);
+  (text += u'\t') += kCauses[static_cast<std::size_t>(run.Why)];
+  return (text += u'\t') += EscapeOctal(run.Text);
+}
+
+void ParseUnbegun(std::u16string_view value, JobExtras& extras) {
+  const std::vector<std::u16string_view> fields = Split(value, u'\t');
+  const std::optional<DateTime> at = fields.size() == 3 ? ParseDateTime(fields[0]) : std::nullopt;
+  if (!at || extras.Unbegun.size() == kMaxUnbegun) return;
+  const bool archiver = fields[1] == kCauses[1];
+  extras.Unbegun.push_back({*at,
+                            archiver ? UnbegunRun::Cause::NoArchiver : UnbegunRun::Cause::NoSource,
+                            UnescapeOctal(fields[2])});
 }
 
 std::u16string FormatSection(const BackupJob& job) {
@@ -150,6 +170,8 @@ std::u16string FormatSection(const BackupJob& job) {
     if (extras.*field > 0) AddLine(text, name, FromUtf8(std::to_string(extras.*field)));
   }
   if (extras.TimeMoved != kZeroDate) AddLine(text, kTimeMoved, DateTimeText(extras.TimeMoved));
+  if (extras.LastGood != kZeroDate) AddLine(text, kLastGood, DateTimeText(extras.LastGood));
+  for (const UnbegunRun& run : extras.Unbegun) AddLine(text, kUnbegun, FormatUnbegun(run));
   if (extras.StateFiles >= 0) AddLine(text, kStateFiles, Decimal(extras.StateFiles));
   for (const KnownMount& mount : extras.Mounts) AddLine(text, kMount, FormatMount(mount));
   for (const std::u16string& made : extras.Made) AddLine(text, kMade, OneLine(made));
@@ -198,6 +220,8 @@ bool ParseLine(std::u16string_view line, Section& section) {
     if (name == field.Name) return extras.*field.Field = ParseBytes(value), true;
   }
   if (name == kTimeMoved) return extras.TimeMoved = ParseDateTime(value).value_or(kZeroDate), true;
+  if (name == kLastGood) return extras.LastGood = ParseDateTime(value).value_or(kZeroDate), true;
+  if (name == kUnbegun) return ParseUnbegun(value, extras), true;
   if (name == kStateFiles) {
     const auto number = ParseInt(value);
     return extras.StateFiles = number && *number >= 0 ? *number : -1, true;
@@ -319,6 +343,26 @@ std::u16string SectionsLeft(std::u16string_view old, std::u16string_view text) {
 }
 
 }  // namespace
+
+void NoteEnd(JobExtras& extras, bool good, DateTime last_run) {
+  if (good) {
+    extras.LastGood = kZeroDate;
+  } else if (!extras.Bad) {
+    extras.LastGood = last_run;
+  }
+  extras.Bad = !good;
+}
+
+void NoteUnbegun(JobExtras& extras, UnbegunRun run, DateTime last_run) {
+  std::vector<UnbegunRun>& runs = extras.Unbegun;
+  const bool again = !runs.empty() && run.Why == UnbegunRun::Cause::NoArchiver &&
+                     runs.back().Why == run.Why && last_run <= runs.back().At &&
+                     run.At - runs.back().At < std::chrono::hours(1) && run.At >= runs.back().At;
+  extras.NotBegun = true;
+  if (again) return;
+  if (runs.size() == kMaxUnbegun) runs.erase(runs.begin());
+  runs.push_back(std::move(run));
+}
 
 void ForgetRuns(JobExtras& extras) {
   const ExtraSettings settings = extras;

@@ -35,6 +35,16 @@ struct KnownMount {
   bool operator==(const KnownMount&) const = default;
 };
 
+/// A backup that could not even begin: no log and no row of the log list tells of it.
+struct UnbegunRun {
+  enum class Cause { NoSource, NoArchiver };
+  DateTime At = kZeroDate;
+  Cause Why = Cause::NoSource;
+  std::u16string Text;  ///< in words, with the path
+
+  bool operator==(const UnbegunRun&) const = default;
+};
+
 struct JobExtras : ExtraSettings {
   /// The job's own name for itself, which no other job ever has: made before its first run,
   /// written into its backups' marks (files/owner_mark.h). Empty for a job that has never run.
@@ -56,6 +66,12 @@ struct JobExtras : ExtraSettings {
   std::uint64_t SourceDiskBytes = 0;
   /// The last backup found no source folder or no archive program: no log tells.
   bool NotBegun = false;
+  /// The backups that found none, the newest last; at most kMaxUnbegun.
+  std::vector<UnbegunRun> Unbegun;
+  /// The last backup did not go well, or did not begin. Then, and only then, when the last one
+  /// ended that did; else that is the job's LastRun.
+  bool Bad = false;
+  DateTime LastGood = kZeroDate;
   bool Unseen = false;  ///< in the last backup there were files that could not be looked at
   /// When the program last moved NextRun, where that was later than LastRun tells; else the zero
   /// date.
@@ -68,6 +84,12 @@ struct JobExtras : ExtraSettings {
   bool operator==(const JobExtras&) const = default;
 };
 
+/// Notes how a backup ended; `last_run` is the job's LastRun before it.
+void NoteEnd(JobExtras& extras, bool good, DateTime last_run);
+/// Notes one that could not begin. Without an archive program the job stays due and is tried again
+/// and again, which makes one record an hour, not more.
+void NoteUnbegun(JobExtras& extras, UnbegunRun run, DateTime last_run);
+
 /// What a job that has never run knows: the settings stay.
 void ForgetRuns(JobExtras& extras);
 /// What a job knows whose source or destination is another one from now on: what its runs have left
@@ -76,6 +98,7 @@ void ForgetPlaces(JobExtras& extras);
 /// The next run takes disks and sizes as they are.
 void AcceptPlaces(JobExtras& extras);
 
+inline constexpr std::size_t kMaxUnbegun = 20;
 /// The largest values that the editor and the command line take.
 inline constexpr std::int32_t kMaxGuardFewest = 1'000'000, kMaxKeepNewest = 10'000;
 

@@ -68,7 +68,8 @@ struct RunPlan final : RunNotes {
   Level Depth = Level::Steps;
   bool OfRestore = false;  ///< what is the source to the steps is the backup
   std::vector<PlanStep> Steps;
-  std::vector<std::u16string> Warnings;  ///< why the run would stop and ask, in words
+  /// Why the run would stop and ask, or could not write, in words.
+  std::vector<std::u16string> Warnings;
   /// How much more the destination would hold afterwards; what goes to the recycle bin stays on the
   /// disk. Holes count for nothing.
   std::int64_t NetBytes = 0;

@@ -1,6 +1,7 @@
 // Where a path will be, before it is made.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "platform/files.h"
@@ -14,5 +15,9 @@ struct Place {
 };
 
 Place FindPlace(const FileSystem& files, std::u16string_view path);
+
+/// Why the folder, which is not there, cannot be made, in words; empty when it is there, or nothing
+/// is known against it.
+std::u16string NoPlaceText(const FileSystem& files, std::u16string_view path);
 
 }  // namespace kavrel

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/run_counters.h"
 
@@ -41,10 +42,19 @@ struct VerifyCounters {
   std::uint32_t Differences() const { return Missing + Changed + Damaged + Extra + Unreadable; }
 };
 
+struct VerifyDifference {
+  std::uint32_t VerifyCounters::*Kind;
+  std::u16string Path;  ///< of the source, or of what only the backup has
+};
+/// So many of them are noted one by one; the log has all.
+inline constexpr std::size_t kDifferencesNoted = 1000;
+
 struct VerifyReport {
   RunOutcome Outcome = RunOutcome::NotStarted;
   bool Stopped = false;
   VerifyCounters Counters;
+  std::vector<VerifyDifference> Differing;  ///< the first of them; a missing folder is one
+  bool WrongPassword = false;  ///< the archive, counted as unreadable, may be whole all the same
   std::uint64_t Bytes = 0;     ///< compared
   std::u16string RefusalText;  ///< of one that was Guarded: which disk is away
   std::u16string LogPath;

@@ -193,6 +193,7 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
                    const ArchivePicker& picker) {
   context.Report = {};
   if (context.State.CancelRequested) return RunOutcome::NotStarted;
+  const DateTime started = context.Clock.Now();
   job.LastRunResult = {};
   SetWorkPaths(context, job, pick);
   const RestoreDisks disks(context.Files, job, pick);
@@ -210,7 +211,7 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
     RestoreAll(context, job, mode, pick, archive);
   }
   job.LastRunResult = ToLastRunResult(context.Report.Counters, context.Stopped());
-  WriteRestoreSummary(context, job);
+  WriteRestoreSummary(context, job, started);
   context.Log.CloseJobLog();
   context.Report.LogPath = context.Log.CurrentPath();
   context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());

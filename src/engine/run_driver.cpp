@@ -25,6 +25,7 @@ namespace {
 /// Ends the run's bookkeeping in the job.
 void RecordResult(RunContext& context, BackupJob& job, bool stopped) {
   const DateTime now = context.Clock.Now();
+  NoteEnd(job.Extras, !stopped && IsComplete(context.Report.Counters), job.LastRun);
   job.LastRun = now;
   job.LastRunResult = ToLastRunResult(context.Report.Counters, stopped);
   job.Extras.Unseen = context.Report.Counters.UnseenFiles > 0;
@@ -125,7 +126,10 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::u16string_
   context.Host.ShowRunPanels(true);
   const int result = Pack(context, job, archive);
   if (result == kNoArchiver) {
-    job.Extras.NotBegun = true;
+    NoteEnd(job.Extras, false, job.LastRun);
+    NoteUnbegun(job.Extras,
+                {job.RunStarted, UnbegunRun::Cause::NoArchiver, std::u16string(kNoArchiverText)},
+                job.LastRun);
     context.Store.SaveJobs();
     return RunOutcome::NoArchiver;
   }
@@ -169,15 +173,25 @@ const RunReport& RunBackupJob(RunContext& context, BackupJob& job) {
     context.Host.ShowRunPanels(false);
     ++context.Report.Counters.FailedFiles;
     RecordResult(context, job, true);
-    job.Extras.NotBegun = true;
-    context.Store.SaveJobs();
     context.Report.RefusalText = DiskObjection(context, job);
+    NoteUnbegun(job.Extras,
+                {job.RunStarted, UnbegunRun::Cause::NoSource,
+                 NoSourceText(job.Source.WorkPath, context.Report.RefusalText)},
+                job.LastRun);
+    context.Store.SaveJobs();
     return TraceEnd(context, job, RunOutcome::SourceMissing);
   }
   const auto run = job.Compressed ? RunCompressedJob : RunPlainJob;
   const RunOutcome outcome = run(context, job, unit, started);
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   return TraceEnd(context, job, outcome);
+}
+
+std::u16string NoSourceText(std::u16string_view path, std::u16string_view disk) {
+  std::u16string text = u"找不到來源資料夾 ";
+  text += path;
+  if (!disk.empty()) (text += u"，") += disk;
+  return text;
 }
 
 std::u16string ElapsedText(std::uint64_t milliseconds) {

@@ -15,6 +15,11 @@ namespace kavrel {
 /// cancel flag. Gives the context's report.
 const RunReport& RunBackupJob(RunContext& context, BackupJob& job);
 
+/// Why a run of a job could not begin: its source is gone, with which disk is away, as far as that
+/// is known; or there is no program that packs.
+std::u16string NoSourceText(std::u16string_view path, std::u16string_view disk);
+inline constexpr std::u16string_view kNoArchiverText = u"找不到 7-Zip 程式";
+
 /// 850 gives "850 奈秒", 12345 gives "12.345 秒", 125500 gives "2 分, 5.500 秒".
 std::u16string ElapsedText(std::uint64_t milliseconds);
 

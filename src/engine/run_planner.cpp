@@ -5,6 +5,7 @@
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
 #include "engine/mirror_guard.h"
+#include "engine/place.h"
 #include "engine/space_check.h"
 #include "engine/state_guard.h"
 
@@ -43,6 +44,7 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
   planning.Place = LookAtPlace(context.Files, job, archive);
   const std::u16string none;
   const std::u16string warnings[] = {
+      NoPlaceText(planning.Files, job.Destination.WorkPath),
       job.Extras.Adopt ? none : EntryObjection(planning, job, archive),
       DiskObjection(planning, job), StateObjection(job, unit, StateFiles(counters)),
       removes(counters) ? MirrorObjection(planning, job) : none,

@@ -74,9 +74,10 @@ void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_v
   context.LogRows.Append(std::move(row));
 }
 
-void WriteRestoreSummary(RunContext& context, const BackupJob& job) {
+void WriteRestoreSummary(RunContext& context, const BackupJob& job, DateTime started) {
   const LastRunResult& last = job.LastRunResult;
   LogRow row = RowOf(context, job, LogKind::Restore);
+  row.Started = started;
   std::u16string more;
   if (context.Report.Counters.NewerFiles > 0) {
     more += SummaryLine(u"保留較新檔案總計　：", context.Report.Counters.NewerFiles);

@@ -20,6 +20,7 @@ void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string
 LogRow RowOf(const RunContext& context, const BackupJob& job, LogKind kind);
 
 void WriteRunSummary(RunContext& context, const BackupJob& job, std::u16string_view elapsed);
-void WriteRestoreSummary(RunContext& context, const BackupJob& job);
+/// Of a restore that began then.
+void WriteRestoreSummary(RunContext& context, const BackupJob& job, DateTime started);
 
 }  // namespace kavrel

@@ -27,12 +27,14 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
   context.Report.Counters.SourceFiles = check.Files;
   context.Report.Counters.SourceBytes = report.Bytes = check.Bytes;
   for (const std::u16string& name : check.Damaged) {
-    ++found.Damaged;
+    NoteDifference(report, &VerifyCounters::Damaged, name);
     context.Log.WriteTimed(u": 驗證檔案 (內容損壞)：" + name);
   }
   if (check.Result != 0 && (check.Damaged.empty() || check.WrongPassword)) {
     found = {};
-    ++found.Unreadable;
+    report.Differing.clear();
+    NoteDifference(report, &VerifyCounters::Unreadable, archive);
+    report.WrongPassword = check.WrongPassword;
     context.Log.WriteTimed(u": 驗證檔案 (無法讀取)：" + archive +
                            (check.WrongPassword ? u" (密碼錯誤)" : u""));
   } else {
@@ -68,6 +70,13 @@ void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& 
 }
 
 }  // namespace
+
+void NoteDifference(VerifyReport& report, std::uint32_t VerifyCounters::*kind,
+                    std::u16string_view path) {
+  ++(report.Counters.*kind);
+  if (report.Differing.size() < kDifferencesNoted)
+    report.Differing.push_back({kind, std::u16string(path)});
+}
 
 VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
                           std::u16string_view backup_folder, const ArchivePicker& picker) {

@@ -4,12 +4,17 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "engine/restore.h"
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
 
 namespace kavrel {
+
+/// Counts a difference, and notes it if it is one of the first.
+void NoteDifference(VerifyReport& report, std::uint32_t VerifyCounters::*kind,
+                    std::u16string_view path);
 
 /// Verifies what the job's rules, file types and size limit take. `backup_folder` is where the
 /// backup lies; when empty, where a run of now would write. Of a compressed job's archives the one

@@ -72,8 +72,9 @@ class VerifyWalk {
   Content CompareContent(const FolderPair& pair, std::u16string_view name, std::uint64_t size);
   bool IsExtra(const Folder& folder, std::u16string_view name) const;
 
-  void Differs(std::uint32_t& counter, std::u16string_view text, std::u16string_view path) {
-    ++counter;
+  void Differs(std::uint32_t VerifyCounters::*kind, std::u16string_view text,
+               std::u16string_view path) {
+    NoteDifference(report_, kind, path);
     context_.Log.WriteTimed(std::u16string(text) + std::u16string(path));
   }
   std::u16string DestOf(std::u16string_view name) const {
@@ -91,12 +92,11 @@ class VerifyWalk {
 };
 
 void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
-  VerifyCounters& found = report_.Counters;
   if (Cancelled()) return;
   if (scope_.IsExcluded(paths_.Source())) return parent ? void() : LeaveRootOut();
   FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
   if (pair.SourceError) {
-    return Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
+    return Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
   }
   if (!parent) {
     scope_.SetOwn(pair.Dest, &pair.Source);
@@ -116,7 +116,7 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
     if (Cancelled()) return;
   }
   if (reader.Error()) {
-    Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
+    Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
   } else if (job_.Synchronise && pair.Dest && !pair.KeptByDisk) {
     FindExtras(pair, !parent, files, folders);
   }
@@ -133,19 +133,18 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
 /// is told once; its files are only counted.
 bool VerifyWalk::HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair) {
   if (pair.Dest) return true;
-  VerifyCounters& found = report_.Counters;
   if (IsNotFound(pair.DestError)) {
     pair.DestIsNew = true;
     if (parent && !parent->DestIsNew) {
-      Differs(found.Missing, u": 驗證資料夾 (缺少)：", paths_.Source());
+      Differs(&VerifyCounters::Missing, u": 驗證資料夾 (缺少)：", paths_.Source());
     }
     return true;
   }
   const Result<FileStatus> there = parent ? parent->Dest.Status(name) : Result<FileStatus>();
   if (parent && there && there->Kind != FileKind::Folder) {
-    Differs(found.Changed, u": 驗證資料夾 (種類不同)：", paths_.Source());
+    Differs(&VerifyCounters::Changed, u": 驗證資料夾 (種類不同)：", paths_.Source());
   } else {
-    Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Dest());
+    Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Dest());
   }
   return false;
 }
@@ -163,7 +162,6 @@ bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
 void VerifyWalk::FindExtras(const FolderPair& pair, bool at_root,
                             const std::set<std::u16string>& files,
                             const std::set<std::u16string>& folders) {
-  VerifyCounters& found = report_.Counters;
   KeptEntries kept(pair);
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
@@ -171,14 +169,15 @@ void VerifyWalk::FindExtras(const FolderPair& pair, bool at_root,
     if ((folder ? folders : files).contains(entry->Name) || kept.Keeps(*entry)) continue;
     if (at_root && IsOwnerMark(entry->Name)) continue;
     if (folder && !IsExtra(pair.Dest, entry->Name)) continue;
-    Differs(found.Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
+    Differs(&VerifyCounters::Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
             DestOf(entry->Name));
   }
-  if (reader.Error()) Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Dest());
+  if (reader.Error())
+    Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Dest());
 }
 
 void VerifyWalk::LeaveRootOut() {
-  Differs(report_.Counters.Unreadable, u": 驗證資料夾 (沒有備份)：", paths_.Source());
+  Differs(&VerifyCounters::Unreadable, u": 驗證資料夾 (沒有備份)：", paths_.Source());
 }
 
 void VerifyWalk::VerifyFile(const FolderPair& pair, const FolderScope& here,
@@ -197,7 +196,7 @@ void VerifyWalk::VerifyFile(const FolderPair& pair, const FolderScope& here,
   if (!source) {
     // Gone since the folder was listed: no part of the source any more.
     if (IsNotFound(source.Error)) return;
-    return Differs(report_.Counters.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
+    return Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
   }
   if (!scope_.WithinSizeLimit(*source)) {
     ++counters.ExcludedFiles;
@@ -217,11 +216,11 @@ void VerifyWalk::Compare(const FolderPair& pair, std::u16string_view name,
   VerifyCounters& found = report_.Counters;
   const Result<FileStatus> dest = pair.Dest.Status(name);
   if (IsNotFound(dest.Error)) {
-    return Differs(found.Missing, u": 驗證檔案 (缺少)：", paths_.SourceOf(name));
+    return Differs(&VerifyCounters::Missing, u": 驗證檔案 (缺少)：", paths_.SourceOf(name));
   }
-  if (!dest) return Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", DestOf(name));
+  if (!dest) return Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", DestOf(name));
   if (dest->Kind != source.Kind) {
-    return Differs(found.Changed, u": 驗證檔案 (種類不同)：", paths_.SourceOf(name));
+    return Differs(&VerifyCounters::Changed, u": 驗證檔案 (種類不同)：", paths_.SourceOf(name));
   }
   Content content = Content::Same;
   if (source.Kind == FileKind::Link) {
@@ -230,7 +229,7 @@ void VerifyWalk::Compare(const FolderPair& pair, std::u16string_view name,
               : *from == *to ? Content::Same
                              : Content::Different;
   } else if (dest->Size != source.Size) {
-    return Differs(found.Changed, u": 驗證檔案 (大小不同)：", paths_.SourceOf(name));
+    return Differs(&VerifyCounters::Changed, u": 驗證檔案 (大小不同)：", paths_.SourceOf(name));
   } else {
     content = CompareContent(pair, name, source.Size);
   }
@@ -238,14 +237,14 @@ void VerifyWalk::Compare(const FolderPair& pair, std::u16string_view name,
     ++found.Equal;
     report_.Bytes += source.Size;
   } else if (content == Content::Unreadable) {
-    Differs(found.Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
+    Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
   } else if (content == Content::Different) {
     // A link to another place is always copied, whatever its time.
     const bool passed_over = source.Kind == FileKind::File && NeedsNoCopy(&source, &*dest, true);
     if (passed_over) {
-      Differs(found.Damaged, u": 驗證檔案 (內容損壞)：", paths_.SourceOf(name));
+      Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", paths_.SourceOf(name));
     } else {
-      Differs(found.Changed, u": 驗證檔案 (內容不同)：", paths_.SourceOf(name));
+      Differs(&VerifyCounters::Changed, u": 驗證檔案 (內容不同)：", paths_.SourceOf(name));
     }
   }
 }

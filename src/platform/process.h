@@ -23,13 +23,18 @@ class ProcessLock {
   /// Takes the lock file "Kavrel.lock" of the folder (a host path of the program folder) at once
   /// or not at all, and notes `purpose` in it. True when this object holds the lock.
   bool TryAcquire(std::u16string_view program_folder, std::u16string_view purpose);
+  /// Notes for others at what this process is, by the holder alone; empty = nothing.
+  void NoteWork(std::u16string_view work);
   void Release();
   bool Held() const { return handle_ != kNoHandle; }
 
   /// Who holds the lock of this folder: "purpose (process 123)"; empty when nobody does.
   static std::u16string Holder(std::u16string_view program_folder);
+  /// At what it is, as it has noted; empty when nobody holds the lock.
+  static std::u16string WorkOfHolder(std::u16string_view program_folder);
 
  private:
+  std::string note_;
   SystemHandle handle_ = kNoHandle;
 };
 
@@ -72,6 +77,10 @@ void TrimWorkingSet();
 /// The words of this process's command line as UTF-8, its own name first; to be called once. A
 /// program that has a console then reads and writes UTF-8 there.
 std::vector<std::string> ConsoleArguments(int argc, char** argv);
+
+/// True when standard output goes to the system's journal, which takes the level of a line from a
+/// "<6>" at its front.
+bool OutputIsJournal();
 
 /// Columns of the terminal that standard output is; 0 when it is none.
 int OutputColumns();

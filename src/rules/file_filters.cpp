@@ -42,6 +42,13 @@ int FilterTable::SaveFilters() {
   return file_.Write(EncodeTextFile(text));
 }
 
+const FileFilter* FilterTable::Find(std::u16string_view name) const {
+  for (const FileFilter& entry : Entries) {
+    if (EqualNoCase(entry.Name, name)) return &entry;
+  }
+  return nullptr;
+}
+
 std::vector<std::u16string_view> SplitPatterns(std::u16string_view list) {
   return Split(list, u';');
 }

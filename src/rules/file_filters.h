@@ -26,6 +26,8 @@ class FilterTable {
   /// read is never written over, and what somebody else has written since is kept as a copy.
   int SaveFilters();
   SharedFile& File() { return file_; }
+  /// The entry of that name, without regard to letter case; null when there is none.
+  const FileFilter* Find(std::u16string_view name) const;
 
   /// Entry 0 is "所有檔案 (*.*)" and is never stored.
   std::vector<FileFilter> Entries;

@@ -29,6 +29,7 @@ bool NeverRuns(const BackupJob& job, DateTime now);
 /// The reason that the command line and the log of `watch` give for such a job.
 inline constexpr std::string_view kNeverRuns =
     "it never runs by itself: its interval leads nowhere, or every day is refused";
+inline constexpr std::u16string_view kNeverRunsText = u"永不備份：時間間隔無效，或每天都不備份";
 
 /// `first` and the times after it at which the scheduler, running the job at each, would run it;
 /// none of them but `first` is earlier than `now`. Fewer than `count` where the search ends.

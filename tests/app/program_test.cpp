@@ -230,7 +230,8 @@ void WatchFor(hours simulated) {
   SetClock clock(friday - std::chrono::seconds(2));
   const DateTime end = friday + simulated;
   std::vector<std::string> lines;
-  WatchHost host({clock, [&](std::u16string_view line) { lines.push_back(ToUtf8(line)); },
+  WatchHost host({clock,
+                  [&](WatchLevel, std::u16string_view line) { lines.push_back(ToUtf8(line)); },
                   [&] { return clock.Now() >= end; },
                   [&](std::uint32_t milliseconds) { clock.Advance(milliseconds); }});
   kavrel::Program program(TempFolder::Text(temp.Home()),

@@ -77,14 +77,15 @@ TEST_F(RunHealthTest, EachJobHasItsStateAlsoWhenItIsOff) {
   EXPECT_EQ(text(0), u"逾期未備份");
   rows_.push_back(ReadLogRow({u"照片", u"驗證完成", u"1", u"0", u"2", u"", u"", u"v.txt"}));
   EXPECT_EQ(JudgeJobs(jobs_, rows_, now_)[0],
-            (JobHealth{Health::Failed, u"驗證發現 2 個差異", u"v.txt"}));
+            (JobHealth{Health::Failed, u"驗證發現 2 個差異", u"v.txt", HealthCause::Differences}));
   jobs_[0].Enabled = false;
   AddRow(u"照片", u"備份完成", u"1,024");
   EXPECT_EQ(text(0), u"失敗 1,024 個檔案");
   AddRow(u"照片", u"備份中斷", u"1");
   EXPECT_EQ(text(0), u"備份中斷");
   jobs_[0].Extras.NotBegun = true;
-  EXPECT_EQ(JudgeJobs(jobs_, rows_, now_)[0], (JobHealth{Health::Failed, u"沒有執行", u""}));
+  EXPECT_EQ(JudgeJobs(jobs_, rows_, now_)[0],
+            (JobHealth{Health::Failed, u"沒有執行", u"", HealthCause::NoSource}));
   EXPECT_EQ(JudgeJobs(jobs_, rows_, now_, 0)[0].State, Health::Running);
 }
 

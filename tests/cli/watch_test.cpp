@@ -78,7 +78,7 @@ TEST_F(WatchTest, RunsWhatIsOverdueHasTheFolderAloneAndEndsCalmly) {
     const CommandResult second =
         Ctl(command == std::string("run") ? std::vector<std::string>{command, "late"}
                                           : std::vector<std::string>{command});
-    EXPECT_EQ(second.ExitCode, 2);
+    EXPECT_EQ(second.ExitCode, 8);
     EXPECT_TRUE(Holds(second.Errors, "in use by kavrelctl watch (process ")) << second.Errors;
   }
   EXPECT_EQ(Ctl({"next"}).ExitCode, 0);
@@ -143,7 +143,7 @@ TEST_F(WatchTest, WhatNeverComesDueIsToldAlikeAndIntervalsStayAsTheyAre) {
   WriteTestFile(source_ / "a.txt", "a");
   Add("odd", "01:00", "--enable");
   ChangeJobs([](BackupJob& job) { job.EveryHours = 12; });
-  EXPECT_EQ(Ctl({"edit", "odd", "--keep", "3"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"edit", "odd", "--guard", "3"}).ExitCode, 0);
   EXPECT_TRUE(Holds(Ctl({"show", "odd"}).Output, "每 12 個小時1 天備份一次"))
       << Ctl({"show", "odd"}).Output;
   EXPECT_EQ(Ctl({"edit", "odd", "--every", "2h"}).ExitCode, 0);
@@ -161,7 +161,7 @@ TEST_F(WatchTest, WhatNeverComesDueIsToldAlikeAndIntervalsStayAsTheyAre) {
   EXPECT_EQ(watch.Wait(), 0);
   EXPECT_TRUE(Holds(watch.Output(), " never: odd, it never runs by itself")) << watch.Output();
   EXPECT_FALSE(Holds(watch.Output(), "overdue"));
-  EXPECT_EQ(Ctl({"edit", "odd", "--keep", "4"}).ExitCode, 2);
+  EXPECT_EQ(Ctl({"edit", "odd", "--guard", "4"}).ExitCode, 2);
 }
 
 TEST_F(WatchTest, RunTakesAllThatAreOnOrThoseThatAreDue) {

@@ -43,6 +43,10 @@ class ExtrasFileTest : public testing::Test {
     extras.Id = u"0123456789abcdef0123456789abcdef";
     extras.Adopt = true;
     extras.Made = {u"D:\\1\\", u"D:\\2\\"};
+    extras.Bad = true;
+    extras.LastGood = *FromCivil(2009, 9, 22, 1, 2, 3);
+    extras.Unbegun = {{*FromCivil(2009, 9, 23), UnbegunRun::Cause::NoSource, u"a\tb\\c 碟"},
+                      {*FromCivil(2009, 9, 24), UnbegunRun::Cause::NoArchiver, u""}};
     return extras;
   }
 };
@@ -165,6 +169,9 @@ TEST_F(ExtrasFileTest, AnUpgradeTrustsOldMirrorsAndExtrasTravelWithTheStore) {
   expected.MirroredTo.clear();
   expected.Adopt = false;
   expected.Made.clear();
+  expected.Bad = false;
+  expected.LastGood = kZeroDate;
+  expected.Unbegun.clear();
   EXPECT_EQ(store_.Jobs[1].Extras, expected);
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.ext"), before);
 }

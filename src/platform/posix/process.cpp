@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include "base/text.h"
 #include "platform/posix/native.h"
@@ -70,11 +71,17 @@ bool ProcessLock::TryAcquire(std::u16string_view program_folder, std::u16string_
   }
   handle_ = file;
   // The lock counts, not the note: on a full disk only the answer of Holder is the poorer.
-  const std::string note = ToUtf8(purpose) + " (process " + std::to_string(getpid()) + ")";
-  if (ftruncate(file, 0) == 0) {
-    Retry([&] { return pwrite(file, note.data(), note.size(), 0); });
-  }
+  note_ = ToUtf8(purpose) + " (process " + std::to_string(getpid()) + ")";
+  NoteWork({});
   return true;
+}
+
+void ProcessLock::NoteWork(std::u16string_view work) {
+  if (handle_ == kNoHandle) return;
+  const std::string note = work.empty() ? note_ : note_ + "\n" + ToUtf8(work);
+  if (ftruncate(handle_, 0) == 0) {
+    Retry([&] { return pwrite(handle_, note.data(), note.size(), 0); });
+  }
 }
 
 void ProcessLock::Release() {
@@ -84,16 +91,34 @@ void ProcessLock::Release() {
   handle_ = kNoHandle;
 }
 
-std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
+namespace {
+
+/// What the holder of the lock has noted; nothing when nobody holds it.
+std::optional<std::string> NoteOfHolder(std::u16string_view program_folder) {
   const std::string path = LockPath(program_folder);
   const Handle file(
       Retry([&] { return open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
   struct flock lock = WholeFile();
-  if (!file || fcntl(file.Get(), F_OFD_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) return {};
+  if (!file || fcntl(file.Get(), F_OFD_GETLK, &lock) != 0 || lock.l_type == F_UNLCK)
+    return std::nullopt;
   std::string note(4096, '\0');
   const ssize_t length = Retry([&] { return read(file.Get(), note.data(), note.size()); });
   note.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-  return note.empty() ? u"(process ?)" : FromUtf8(note);
+  return note;
+}
+
+}  // namespace
+
+std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
+  const std::optional<std::string> note = NoteOfHolder(program_folder);
+  if (!note) return {};
+  return note->empty() ? u"(process ?)" : FromUtf8(note->substr(0, note->find('\n')));
+}
+
+std::u16string ProcessLock::WorkOfHolder(std::u16string_view program_folder) {
+  const std::string note = NoteOfHolder(program_folder).value_or("");
+  const std::size_t end = note.find('\n');
+  return end == note.npos ? std::u16string() : FromUtf8(note.substr(end + 1));
 }
 
 std::u16string StartAddress(std::u16string_view program_folder) {
@@ -197,6 +222,13 @@ void TrimWorkingSet() {
 
 std::vector<std::string> ConsoleArguments(int argc, char** argv) {
   return {argv, argv + argc};
+}
+
+bool OutputIsJournal() {
+  const char* stream = getenv("JOURNAL_STREAM");
+  struct stat output;
+  if (!stream || fstat(STDOUT_FILENO, &output) != 0) return false;
+  return stream == std::to_string(output.st_dev) + ":" + std::to_string(output.st_ino);
 }
 
 int OutputColumns() {

@@ -5,6 +5,7 @@
 #include <stdio.h>
 
 #include <atomic>
+#include <optional>
 
 #include "base/number.h"
 #include "base/text.h"
@@ -65,13 +66,19 @@ bool ProcessLock::TryAcquire(std::u16string_view program_folder, std::u16string_
   Handle file(OpenLock(program_folder, OPEN_ALWAYS));
   if (!file || !LockByte(file.Get())) return false;
   // The lock counts, not the note: on a full disk only the answer of Holder is the poorer.
-  const std::string note =
-      ToUtf8(purpose) + " (process " + std::to_string(GetCurrentProcessId()) + ")";
-  DWORD put = 0;
-  SetEndOfFile(file.Get());
-  WriteFile(file.Get(), note.data(), static_cast<DWORD>(note.size()), &put, nullptr);
+  note_ = ToUtf8(purpose) + " (process " + std::to_string(GetCurrentProcessId()) + ")";
   handle_ = file.Release();
+  NoteWork({});
   return true;
+}
+
+void ProcessLock::NoteWork(std::u16string_view work) {
+  if (handle_ == kNoHandle) return;
+  const std::string note = work.empty() ? note_ : note_ + "\n" + ToUtf8(work);
+  DWORD put = 0;
+  SetFilePointer(handle_, 0, nullptr, FILE_BEGIN);
+  SetEndOfFile(handle_);
+  WriteFile(handle_, note.data(), static_cast<DWORD>(note.size()), &put, nullptr);
 }
 
 void ProcessLock::Release() {
@@ -81,14 +88,31 @@ void ProcessLock::Release() {
   handle_ = kNoHandle;
 }
 
-std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
+namespace {
+
+/// What the holder of the lock has noted; nothing when nobody holds it.
+std::optional<std::string> NoteOfHolder(std::u16string_view program_folder) {
   const Handle file(OpenLock(program_folder, OPEN_EXISTING));
-  if (!file || LockByte(file.Get())) return {};
+  if (!file || LockByte(file.Get())) return std::nullopt;
   std::string note(4096, '\0');
   DWORD got = 0;
   if (!ReadFile(file.Get(), note.data(), static_cast<DWORD>(note.size()), &got, nullptr)) got = 0;
   note.resize(got);
-  return note.empty() ? u"(process ?)" : FromUtf8(note);
+  return note;
+}
+
+}  // namespace
+
+std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
+  const std::optional<std::string> note = NoteOfHolder(program_folder);
+  if (!note) return {};
+  return note->empty() ? u"(process ?)" : FromUtf8(note->substr(0, note->find('\n')));
+}
+
+std::u16string ProcessLock::WorkOfHolder(std::u16string_view program_folder) {
+  const std::string note = NoteOfHolder(program_folder).value_or("");
+  const std::size_t end = note.find('\n');
+  return end == note.npos ? std::u16string() : FromUtf8(note.substr(end + 1));
 }
 
 std::u16string StartAddress(std::u16string_view program_folder) {
@@ -152,6 +176,10 @@ void WaitForInterrupt(std::uint32_t milliseconds) {
 
 void TrimWorkingSet() {
   SetProcessWorkingSetSize(GetCurrentProcess(), static_cast<SIZE_T>(-1), static_cast<SIZE_T>(-1));
+}
+
+bool OutputIsJournal() {
+  return false;
 }
 
 int OutputColumns() {

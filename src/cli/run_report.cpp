@@ -1,0 +1,343 @@
+#include "cli/run_report.h"
+
+#include <cstdio>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "cli/console.h"
+#include "cli/json_text.h"
+#include "files/size_text.h"
+#include "log/job_log.h"
+#include "log/log_troubles.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::size_t kTroublesTold = 3, kDifferencesTold = 20, kTroublesInJson = 1000;
+
+/// The words in which a backup and a restore differ.
+struct RunWords {
+  std::u16string_view Stopped, Done, Copied, Unchanged, Failed, Bytes;
+};
+constexpr RunWords kBackup = {u"備份中斷",
+                              u"備份完成",
+                              u"已完成檔案總計　　：",
+                              u"備份已存在檔案總計：",
+                              u"備份失敗檔案總計　：",
+                              u"完成備份容量總計　："};
+constexpr RunWords kRestore = {u"還原中斷",
+                               u"還原完成",
+                               u"已完成還原檔案總計：",
+                               u"還原已存在檔案總計：",
+                               u"已還原失敗檔案總計：",
+                               u"完成還原容量總計　："};
+
+/// A heading and labelled lines below it.
+class Block {
+ public:
+  explicit Block(const std::u16string& heading) : text_(heading + u"\n") {}
+  void Line(std::u16string_view label, std::u16string_view value) {
+    ((((text_ += u"  ") += label) += value) += u"\n");
+  }
+  void Say(std::u16string_view words) { ((text_ += u"  ") += words) += u"\n"; }
+  void Print() const {
+    std::printf("%s", Printable(text_, true).c_str());
+    std::fflush(stdout);
+  }
+
+ private:
+  std::u16string text_;
+};
+
+void PrintResult(const BackupJob& job, const Program& program, const RunWords& words) {
+  const RunCounters& counters = program.Context.Report.Counters;
+  const LastRunResult& result = job.LastRunResult;
+  Block block(job.Name + u"：" + std::u16string(result.Stopped ? words.Stopped : words.Done));
+  block.Line(u"來源檔案總計　　　：", Grouped(counters.SourceFiles));
+  block.Line(words.Copied, Grouped(result.CopiedFiles));
+  block.Line(words.Unchanged, Grouped(result.UnchangedFiles));
+  block.Line(words.Failed, Grouped(result.FailedFiles));
+  if (counters.NewerFiles > 0) block.Line(u"保留較新檔案總計　：", Grouped(counters.NewerFiles));
+  if (counters.UpdatedAttributes > 0) {
+    block.Line(u"更新屬性總計　　　：", Grouped(counters.UpdatedAttributes));
+  }
+  if (result.UnseenFiles > 0) block.Line(u"無法查看檔案總計　：", Grouped(result.UnseenFiles));
+  if (result.WarningFiles > 0) block.Line(u"警告檔案總計　　　：", Grouped(result.WarningFiles));
+  block.Line(words.Bytes, FormatSize(result.CopiedBytes, SizeMode::Both));
+  const std::uint64_t removed = std::uint64_t{result.SyncDeletedFiles} + result.SyncDeletedFolders +
+                                counters.RecycledFiles + counters.RecycledFolders;
+  if (removed > 0) {
+    block.Line(u"同步刪除檔案總計　：", Grouped(result.SyncDeletedFiles));
+    block.Line(u"同步刪除資料夾總計：", Grouped(result.SyncDeletedFolders));
+    block.Line(u"資源回收筒檔案總計：", Grouped(counters.RecycledFiles));
+    block.Line(u"資源回收筒目錄總計：", Grouped(counters.RecycledFolders));
+  }
+  block.Line(u"日誌檔名稱　　　　：", program.RunLogPath());
+  if (!result.Stopped && result.CopiedFiles == 0 && IsComplete(counters) && removed == 0) {
+    block.Say(u"Nothing had to be copied.");
+  }
+  block.Print();
+}
+
+void AddFigures(nlohmann::json& run, const BackupJob& job, const Program& program) {
+  const RunCounters& counters = program.Context.Report.Counters;
+  const LastRunResult& result = job.LastRunResult;
+  run["source_files"] = counters.SourceFiles;
+  run["copied"] = result.CopiedFiles;
+  run["unchanged"] = result.UnchangedFiles;
+  run["failed"] = result.FailedFiles;
+  run["unseen"] = result.UnseenFiles;
+  run["warnings"] = result.WarningFiles;
+  run["kept_newer"] = counters.NewerFiles;
+  run["updated_attributes"] = counters.UpdatedAttributes;
+  run["bytes"] = result.CopiedBytes;
+  run["deleted_files"] = result.SyncDeletedFiles;
+  run["deleted_folders"] = result.SyncDeletedFolders;
+  run["recycled_files"] = counters.RecycledFiles;
+  run["recycled_folders"] = counters.RecycledFolders;
+  run["log_file"] = JsonTextOrNull(JsonText(program.RunLogPath()));
+}
+
+/// Why a guard stopped the run, and what to do where it was meant.
+std::string GuardedText(const RunContext& context) {
+  const std::string why = Printable(context.Report.RefusalText);
+  switch (context.Report.Refusal) {
+    case RunRefusal::DiskAway:
+      return "a disk is not there, nothing was changed: " + why +
+             "; --force runs it all the same, edit --adopt takes the disks as they are";
+    case RunRefusal::Shrunk:
+      return "far less would be backed up than the last time, nothing was changed: " + why +
+             "; --force runs it all the same, edit --adopt takes the source as it is";
+    case RunRefusal::PlaceOfOthers:
+      return "it may be another job's backup, nothing was changed: " + why +
+             "; --force goes on all the same, edit --adopt makes the place this job's";
+    default:
+      return "the mirror guard stopped the run before it removed anything: " + why +
+             "; --force runs it all the same";
+  }
+}
+
+struct KindOfDifference {
+  std::uint32_t VerifyCounters::*Counter;
+  std::string_view Word;
+  std::u16string_view Label, Name;
+};
+constexpr KindOfDifference kKinds[] = {
+    {&VerifyCounters::Missing, "missing", u"缺少檔案總計　　　：", u"缺少"},
+    {&VerifyCounters::Changed, "changed", u"尚未備份變更總計　：", u"尚未備份變更"},
+    {&VerifyCounters::Damaged, "damaged", u"內容損壞檔案總計　：", u"內容損壞"},
+    {&VerifyCounters::Extra, "extra", u"多出項目總計　　　：", u"多出"},
+    {&VerifyCounters::Unreadable, "unreadable", u"無法讀取檔案總計　：", u"無法讀取"}};
+
+const KindOfDifference& KindOf(const VerifyDifference& difference) {
+  for (const KindOfDifference& kind : kKinds) {
+    if (kind.Counter == difference.Kind) return kind;
+  }
+  return kKinds[0];
+}
+
+void PrintVerification(const VerifyReport& report, const BackupJob& job) {
+  Block block(job.Name + (report.Stopped ? u"：驗證中斷" : u"：驗證完成"));
+  block.Line(u"內容相同檔案總計　：", Grouped(report.Counters.Equal));
+  for (const KindOfDifference& kind : kKinds) {
+    block.Line(kind.Label, Grouped(report.Counters.*kind.Counter));
+  }
+  block.Line(u"完成驗證容量總計　：", FormatSize(report.Bytes, SizeMode::Both));
+  block.Line(u"日誌檔名稱　　　　：", report.LogPath);
+  block.Print();
+}
+
+}  // namespace
+
+std::string AwayText(const RunReport& report) {
+  const std::string disk = Printable(report.RefusalText);
+  return disk.empty() ? disk : " (" + disk + ")";
+}
+
+std::string_view ResultWord(ExitCode code) {
+  switch (code) {
+    case kDone:
+      return "ok";
+    case kInterrupted:
+      return "interrupted";
+    case kSourceMissing:
+      return "source-missing";
+    case kGuarded:
+      return "guarded";
+    case kNoSpace:
+      return "no-space";
+    case kNoArchiveProgram:
+      return "no-archive-program";
+    case kNoPlace:
+      return "no-place";
+    default:
+      return "some-failed";
+  }
+}
+
+RunReports::RunReports(Session& session, OutputChoice output)
+    : session_(session), output_(std::move(output)), ended_(session.Clock().TickCount()) {}
+
+nlohmann::json RunReports::Begin(const BackupJob& job, std::string_view kind, ExitCode code) {
+  const std::uint64_t now = session_.Clock().TickCount(), before = std::exchange(ended_, now);
+  return {{"name", JsonText(job.Name)}, {"kind", kind},
+          {"result", ResultWord(code)}, {"exit_code", static_cast<int>(code)},
+          {"reason", nullptr},          {"seconds", static_cast<double>(now - before) / 1000}};
+}
+
+void RunReports::Trouble(nlohmann::json& run, const BackupJob& job, const std::string& why) {
+  PrintError(Printable(job.Name) + ": " + why);
+  if (run["reason"].is_null()) run["reason"] = why;
+}
+
+void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
+  Program& program = session_.Program();
+  const std::uint32_t failed = job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles;
+  run["troubles"] = nlohmann::json::array();
+  if (failed == 0) return;
+  const Result<std::u16string> log = ReadJobLog(program.Files, program.RunLogPath());
+  if (!log) return;
+  const std::vector<LogTrouble> troubles =
+      ReadTroubles(*log, output_.Json ? kTroublesInJson : kTroublesTold);
+  for (std::size_t i = 0; i < troubles.size(); ++i) {
+    const LogTrouble& trouble = troubles[i];
+    run["troubles"].push_back({{"what", JsonText(trouble.What)},
+                               {"path", JsonText(trouble.Path)},
+                               {"reason", JsonTextOrNull(JsonText(trouble.Reason))}});
+    if (i >= kTroublesTold) continue;
+    Trouble(run, job,
+            Printable(trouble.What) + " " + Printable(trouble.Path) +
+                (trouble.Reason.empty() ? "" : " (" + Printable(trouble.Reason) + ")"));
+  }
+  if (failed > kTroublesTold && !troubles.empty()) {
+    PrintError(Printable(job.Name) +
+               ": the log tells of the others: " + Printable(program.RunLogPath()));
+  }
+}
+
+ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
+                         const std::string& missing) {
+  Program& program = session_.Program();
+  const ExitCode code = restore ? CodeOfRun(outcome, job, program.Context.Report.Counters)
+                                : CodeOfBackup(program.Context, job);
+  nlohmann::json run = Begin(job, restore ? "restore" : "backup", code);
+  run["source"] = JsonText(job.Source.WorkPath);
+  run["destination"] = JsonText(job.Destination.WorkPath);
+  if (!restore) run["started"] = JsonTime(job.RunStarted);
+  if (!restore) run["next_run"] = JsonTime(job.NextRun);
+  const bool took_place = outcome == RunOutcome::Guarded || outcome == RunOutcome::NoSpace ||
+                          outcome == RunOutcome::Ran;
+  if (took_place) {
+    AddFigures(run, job, program);
+    if (AsText()) PrintResult(job, program, restore ? kRestore : kBackup);
+    if (program.Log.Failed()) {
+      Trouble(run, job, "no log could be written: " + Printable(program.Log.CurrentPath()));
+    }
+  }
+  switch (outcome) {
+    case RunOutcome::SourceMissing:
+    case RunOutcome::NothingPicked:
+      Trouble(run, job, missing);
+      break;
+    case RunOutcome::NoArchiver:
+      Trouble(run, job, kNoArchiverReason);
+      break;
+    case RunOutcome::NotStarted:
+      break;
+    case RunOutcome::Guarded:
+      Trouble(run, job, GuardedText(program.Context));
+      break;
+    case RunOutcome::NoSpace:
+      Trouble(run, job,
+              "the copies do not fit on the destination, nothing was copied; --force runs it all "
+              "the same");
+      break;
+    case RunOutcome::Ran:
+      if (restore && program.Context.Report.WrongPassword) {
+        run["result"] = "wrong-password";
+        Trouble(run, job, kWrongPasswordText);
+      } else if (code == kNoPlace) {
+        Trouble(run, job,
+                "the destination does not exist and cannot be made: " +
+                    Printable(job.Destination.WorkPath));
+        TellFailures(run, job);
+      } else {
+        TellFailures(run, job);
+        if (code == kInterrupted && output_.Quiet) Trouble(run, job, "interrupted");
+      }
+  }
+  runs_.push_back(std::move(run));
+  return code;
+}
+
+void RunReports::TellDifferences(nlohmann::json& run, const VerifyReport& report,
+                                 const BackupJob& job) {
+  run["differences"] = nlohmann::json::array();
+  const std::size_t told = output_.Verbose ? report.Differing.size() : kDifferencesTold;
+  for (std::size_t i = 0; i < report.Differing.size(); ++i) {
+    const VerifyDifference& difference = report.Differing[i];
+    const KindOfDifference& kind = KindOf(difference);
+    run["differences"].push_back({{"kind", kind.Word}, {"path", JsonText(difference.Path)}});
+    if (!output_.Json && i < told) {
+      PrintError(Printable(job.Name + u": " + std::u16string(kind.Name) + u" " + difference.Path));
+    }
+  }
+  if (!output_.Json && report.Differing.size() > told) {
+    PrintError(Printable(job.Name) + ": the log tells of the others: " + Printable(report.LogPath));
+  }
+}
+
+ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& job) {
+  const std::u16string folder = ExpandedDestination(job, session_.Clock());
+  const ExitCode code = CodeOfVerification(report);
+  nlohmann::json run = Begin(job, "verification", code);
+  run["source"] = JsonText(job.Source.Path);
+  run["destination"] = JsonText(folder);
+  switch (report.Outcome) {
+    case RunOutcome::SourceMissing:
+      Trouble(
+          run, job,
+          "there is nothing to compare: " + Printable(job.Source.Path) + ", " + Printable(folder));
+      break;
+    case RunOutcome::NothingPicked:
+      Trouble(run, job, "there is no such archive in " + Printable(folder));
+      break;
+    case RunOutcome::NoArchiver:
+      Trouble(run, job, kNoArchiverReason);
+      break;
+    case RunOutcome::Guarded:
+      Trouble(run, job,
+              "a disk is not there, nothing was compared: " + Printable(report.RefusalText));
+      break;
+    case RunOutcome::Ran:
+      run["equal"] = report.Counters.Equal;
+      for (const KindOfDifference& kind : kKinds) {
+        run[std::string(kind.Word)] = report.Counters.*kind.Counter;
+      }
+      run["bytes"] = report.Bytes;
+      run["log_file"] = JsonTextOrNull(JsonText(report.LogPath));
+      if (AsText()) PrintVerification(report, job);
+      TellDifferences(run, report, job);
+      if (report.WrongPassword) run["result"] = "wrong-password";
+      if (report.WrongPassword) Trouble(run, job, kWrongPasswordText);
+      break;
+    default:
+      break;
+  }
+  runs_.push_back(std::move(run));
+  return code;
+}
+
+void RunReports::Print(ExitCode code) const {
+  if (!output_.Json) return;
+  const nlohmann::json all = {
+      {"format", kJsonFormat}, {"exit_code", static_cast<int>(code)}, {"runs", runs_}};
+  if (output_.Progress == ProgressMode::Json) {
+    PrintJsonLine(all);
+  } else {
+    PrintJson(all);
+  }
+}
+
+}  // namespace kavrel

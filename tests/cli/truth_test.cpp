@@ -1,0 +1,144 @@
+// What the commands say is so, and each kind of trouble has an exit code of its own.
+#include "cli/ctl.h"
+#include "platform/clock.h"
+#include "platform/process.h"
+
+namespace kavrel {
+namespace {
+
+class TruthTest : public CtlTest {};
+
+TEST_F(TruthTest, APreviewTellsThatTheRunWouldFailBeRefusedOrFindNoPlace) {
+  WriteTestFile(source_ / "a.txt", "a");
+  Add("A");
+  EXPECT_EQ(Code({"preview", "A"}), 0);
+  EXPECT_EQ(Json({"preview", "A"})["result"], "done");
+  struct Case {
+    std::string Destination, Reason;
+  };
+  WriteTestFile(temp_.Root() / "file", "in the way");
+  for (const Case& c : {Case{"X:\\backup", "X:\\backup"},
+                        Case{(temp_.Root() / "file/below").string(), "無法建立"}}) {
+    ASSERT_EQ(Code({"edit", "A", "--dest", c.Destination}), 0);
+    const CommandResult text = Ctl({"preview", "A"});
+    EXPECT_EQ(text.ExitCode, 1) << c.Destination;
+    EXPECT_TRUE(Holds(text.Errors, c.Reason)) << text.Errors;
+    const json told = Json({"preview", "A"});
+    EXPECT_EQ(told["result"], "refused");
+    EXPECT_TRUE(Holds(told["warnings"][0], c.Reason)) << told["warnings"];
+    EXPECT_EQ(Code({"run", "A"}), 10);
+    EXPECT_EQ(Json({"run", "A"})["runs"][0]["result"], "no-place");
+  }
+  // A guard's refusal is one, too: the mirror knows nothing of what lies there.
+  WriteTestFile(dest_ / "precious", "old");
+  ASSERT_EQ(Code({"edit", "A", "--dest", dest_.string(), "--type", "sync"}), 0);
+  EXPECT_EQ(Code({"preview", "A"}), 1);
+  EXPECT_EQ(Code({"run", "A"}), 6);
+  fs::remove_all(source_);
+  EXPECT_EQ(Code({"preview", "A"}), 5);
+  const json gone = Json({"preview", "A"});
+  EXPECT_EQ(gone["result"], "source-missing");
+  EXPECT_TRUE(Holds(gone["reason"], source_.string())) << gone["reason"];
+}
+
+TEST_F(TruthTest, WhatDoesNotApplyIsRefusedBeforeAnythingIsDone) {
+  WriteTestFile(source_ / "a.txt", "a");
+  Add("A");
+  ASSERT_EQ(Code({"run", "A"}), 0);
+  const std::string store = ReadTestFile(temp_.Home() / "Backup.rtm");
+  const std::string archive = (dest_ / "x.7z").string();
+  for (const auto& [words, part] : std::vector<std::pair<Words, std::string>>{
+           {{"edit", "A"}, "something to change"},
+           {{"edit", "A", "--keep", "3"}, "date tags"},
+           {{"edit", "A", "--password-stdin"}, "--type compressed"},
+           {{"restore", "A", "--archive", "x.7z"}, "compressed"},
+           {{"restore", "A", "--latest"}, "compressed"},
+           {{"restore", "A", "--replace-newer"}, "--only or --to"},
+           {{"verify", "A", "--archive", archive}, "compressed"},
+           {{"archives", "A"}, "compressed"},
+           {{"run", "A", "--compression", "full"}, "compressed"},
+           {{"run", "--all", "--due"}, "either"},
+           {{"run", "A", "--all"}, "either"},
+           {{"edit", "A", "--types", "@none"}, "no such filter"},
+           {{"rules", "enable", "none"}, "no rule none"}}) {
+    const CommandResult result = Ctl(words, "secret\n");
+    EXPECT_EQ(result.ExitCode, 2) << words[0] << part;
+    EXPECT_TRUE(Holds(result.Errors, part)) << result.Errors;
+  }
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "Backup.rtm"), store);
+  const fs::path none = temp_.Root() / "none";
+  for (const Words& words : {Words{"list"}, Words{"settings", "set", "PlaySound", "True"}}) {
+    Words whole{KAVRELCTL, "--home", none.string()};
+    whole.insert(whole.end(), words.begin(), words.end());
+    EXPECT_EQ(RunCommand(whole).ExitCode, 2);
+    EXPECT_FALSE(fs::exists(none)) << "add alone makes a program folder";
+  }
+  EXPECT_EQ(RunCommand({KAVRELCTL, "--home", none.string(), "add", "--name", "B", "--source",
+                        source_.string()})
+                .ExitCode,
+            0);
+  EXPECT_TRUE(fs::exists(none / "Backup.rtm"));
+}
+
+TEST_F(TruthTest, ARestoreNamesWhatIsNotInTheBackupAndHasARowOfItsOwnTime) {
+  WriteTestFile(source_ / "a.txt", "a");
+  Add("A");
+  ASSERT_EQ(Code({"run", "A"}), 0);
+  const CommandResult restored =
+      Ctl({"restore", "A", "--only", "none.txt", "--to", (temp_.Root() / "to").string()});
+  EXPECT_EQ(restored.ExitCode, 1);
+  EXPECT_TRUE(Holds(restored.Errors, "none.txt")) << restored.Errors;
+  EXPECT_FALSE(Holds(restored.Errors, "destination")) << restored.Errors;
+  SystemClock clock;
+  const DateTime ran = clock.Now();
+  while (clock.Now() == ran) clock.Sleep(20);
+  ASSERT_EQ(Code({"restore", "A"}), 0);
+  const json log = Json({"log"});
+  EXPECT_EQ(log[2]["kind"], "restore");
+  EXPECT_GT(log[2]["started"], log[0]["started"]) << "not that of the backup before it";
+}
+
+TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
+  WriteTestFile(source_ / "a.txt", "secret");
+  Add("A", {"--type", "compressed"});
+  ASSERT_EQ(Ctl({"edit", "A", "--password-stdin"}, "right\n").ExitCode, 0);
+  const CommandResult ran = Ctl({"run", "A"});
+  if (ran.ExitCode == 9) GTEST_SKIP() << "no archive program";
+  ASSERT_EQ(ran.ExitCode, 0) << ran.Errors;
+  const std::string name = Json({"archives", "A"})[0]["name"];
+  EXPECT_EQ(Code({"verify", "A", "--archive", (dest_ / name).string()}), 0) << "by its path";
+  EXPECT_EQ(Code({"verify", "A", "--archive", (temp_.Root() / name).string()}), 2);
+  ASSERT_EQ(Ctl({"edit", "A", "--password-stdin"}, "wrong\n").ExitCode, 0);
+  for (const Words& words : {Words{"verify", "A"}, Words{"restore", "A"}}) {
+    const CommandResult wrong = Ctl(words);
+    EXPECT_EQ(wrong.ExitCode, 1);
+    const std::size_t at = wrong.Errors.find("password does not open");
+    ASSERT_NE(at, std::string::npos) << wrong.Errors;
+    EXPECT_EQ(wrong.Errors.find("password does not open", at + 1), std::string::npos);
+  }
+  const json verified = Json({"verify", "A"})["runs"][0];
+  EXPECT_EQ(verified["result"], "wrong-password");
+  EXPECT_EQ(verified["damaged"], 0);
+}
+
+TEST_F(TruthTest, TroublesHaveTheirOwnCodesAndALockCanBeWaitedFor) {
+  WriteTestFile(source_ / "a.txt", "a");
+  Add("A");
+  ProcessLock lock;
+  ASSERT_TRUE(lock.TryAcquire(TempFolder::Text(temp_.Home()), u"another"));
+  EXPECT_EQ(Code({"run", "A", "--wait", "0"}), 8);
+  EXPECT_EQ(Code({"list", "--wait", "0"}), 0) << "whoever only reads never waits";
+  BackgroundCommand waiting(Command({"run", "A", "--wait", "60"}));
+  lock.Release();
+  EXPECT_EQ(waiting.Wait(), 0);
+  Add("B", {"--type", "compressed"});
+  const EnvironmentVariable nothing("PATH", temp_.Root().string());
+  EXPECT_EQ(Code({"run", "B"}), 9);
+  EXPECT_EQ(Json({"status", "B"})["jobs"][0]["cause"], "no-archive-program");
+  EXPECT_EQ(Json({"log", "--job", "B"})[0]["result"], "no-archive-program");
+  EXPECT_EQ(Code({"run", "B"}), 9);
+  EXPECT_EQ(Json({"log", "--job", "B"}).size(), 1u) << "tried again within the hour";
+}
+
+}  // namespace
+}  // namespace kavrel
