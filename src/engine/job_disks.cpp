@@ -154,13 +154,14 @@ class JobDisks {
   /// Whether the backup keeps what a disk held that is away: then that has to be agreed to once.
   bool KeepsAll() const { return !job_.Synchronise && job_.Extras.KeepNewest == 0; }
 
-  /// Whether a point lies in the source, or in the destination, and not in the other one, should
-  /// that lie in this one.
+  /// Whether a point lies in the source, or in the destination, and holds what is of it alone: the
+  /// other one, which may lie in this one, is neither above it nor the disk that is mounted there.
   bool IsWithin(bool of_source, std::u16string_view point) const {
     const std::u16string& place = Place(of_source);
     if (place.empty() || point.size() <= place.size() || !IsAtOrBelow(point, place)) return false;
     const std::u16string& other = Place(!of_source);
-    return !IsAtOrBelow(other, place) || !(IsAtOrBelow(other, point) || IsAtOrBelow(point, other));
+    return !IsAtOrBelow(other, place) ||
+           !(IsAtOrBelow(point, other) || mounts_.PointOf(other) == point);
   }
   /// Whether a run of the job comes to a point that lies within.
   bool IsReached(bool of_source, std::u16string_view point) const {
@@ -280,11 +281,15 @@ class JobDisks {
 
   /// Whether the last backup has something in this folder.
   bool BackupHolds(std::u16string_view folder) const {
-    std::u16string backup = job_.Destination.WorkPath;
-    if (!context_.Files.FolderExists(backup) && !job_.Extras.Made.empty()) {
-      backup = job_.Extras.Made.back();
-    }
-    const Result<Folder> copy = context_.Files.OpenFolder(JoinPath(backup, folder));
+    // Of dated ones, the last that is there: disks may take turns.
+    const std::vector<std::u16string>& made = job_.Extras.Made;
+    auto last = std::find_if(made.rbegin(), made.rend(), [&](const std::u16string& unit) {
+      return context_.Files.FolderExists(unit);
+    });
+    const bool today = context_.Files.FolderExists(job_.Destination.WorkPath);
+    if (!today && last == made.rend()) return false;
+    const Result<Folder> copy =
+        context_.Files.OpenFolder(JoinPath(today ? job_.Destination.WorkPath : *last, folder));
     return copy && FolderReader(*copy).Next();
   }
 

@@ -82,7 +82,7 @@ class LookAhead {
       SourceEmpty = !pair.SourceError && !FolderReader(pair.Source).Next();
       may_share_ = ProfitsFromThreads(context_, pair);
     }
-    if (scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
+    if (parent && scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
     if (parent && !PlaceOfOthersIn(context_.Files, pair.Dest, {}, paths_.Dest(), job_).empty())
       return;
     SeenEntries seen;

@@ -20,12 +20,6 @@ bool IsEmpty(const Folder& folder) {
   return reader.Error() == 0;
 }
 
-/// An owner whose source comes back to where it was, whatever the job is called by now.
-bool IsOwnOrAlike(const OwnerMark::Owner& owner, const BackupJob& job) {
-  return (!job.Extras.Id.empty() && owner.Id == job.Extras.Id) ||
-         IsSamePath(owner.Source, job.Source.Path);
-}
-
 /// The names of jobs in brackets of the language.
 template <typename List, typename NameOf>
 std::u16string Quoted(const List& jobs, NameOf&& name_of) {
@@ -92,6 +86,11 @@ OwnerMark::Owner OwnerOf(const BackupJob& job) {
 bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
                    std::u16string_view archive, std::u16string_view path, const BackupJob& job) {
   if (mark.Names(job.Extras.Id)) return false;
+  // A source that somebody copied back by hand bears the mark of its backup.
+  if (std::any_of(mark.Owners.begin(), mark.Owners.end(),
+                  [&](const OwnerMark::Owner& owner) { return IsSamePath(owner.Source, path); })) {
+    return false;
+  }
   if (IsSamePath(mark.Place, path)) return true;
   const std::u16string_view name = archive.empty() ? archive : PathName(mark.Place);
   const Result<Folder> place =
@@ -356,8 +355,13 @@ std::u16string RestoreObjection(const RunContext& context, const BackupJob& job,
   const Result<OwnerMark> mark = ReadOwnerMark(*opened, PathName(archive));
   if (!mark && !IsNotFound(mark.Error)) return UnreadableText(path);
   if (mark) {
-    std::vector<OwnerMark::Owner> others = OthersOf(*mark, job);
-    std::erase_if(others, [&](const OwnerMark::Owner& owner) { return IsOwnOrAlike(owner, job); });
+    // A source that has moved is the job's own still; one that is there beside today's is another.
+    std::vector<OwnerMark::Owner> others = mark->Owners;
+    std::erase_if(others, [&](const OwnerMark::Owner& owner) {
+      return IsSamePath(owner.Source, job.Source.Path) ||
+             (owner.Id == job.Extras.Id && mark->IsAlone(owner.Id) &&
+              !context.Files.FolderExists(owner.Source));
+    });
     return others.empty() ? std::u16string() : BelongsText(others, path);
   }
   // Written by a version that left no marks: only the store tells who may have been here.

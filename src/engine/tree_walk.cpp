@@ -95,7 +95,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (!parent && pair.Source && scope_.IsOwnRoot(paths_.Source(), pair.Source)) {
     return LeaveRootOut(PlanReason::OwnPlace);
   }
-  if (scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
+  if (parent && scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
   if (parent && IsOthers(pair, {})) return;
   if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
     effects_.KeepMetadata(pair.Source, pair.Dest);

@@ -104,7 +104,7 @@ void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) 
     source_lineage_ = *pair.Source.Lineage();
   }
   // What a run leaves out because it is the backup itself is no part of the source.
-  if (scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
+  if (parent && scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
   if (!HasItsCopy(parent, name, pair)) return;
 
   const FolderScope here = scope_.In(paths_.Source());

@@ -220,6 +220,9 @@ TEST_F(OwnershipTest, WhatAFormerSourceLeftIsNeitherRestoredNorLetGo) {
   Job(0).Source.Path = u"C:\\b\\docs\\";
   ASSERT_EQ(Run(0), RunOutcome::Ran);
   EXPECT_EQ(Restore(0), RunOutcome::Guarded);
+  Job(0).Source.Path = u"C:\\a\\docs\\";
+  EXPECT_EQ(Restore(0), RunOutcome::Guarded) << "the other source has been there since";
+  Job(0).Source.Path = u"C:\\b\\docs\\";
   OnDay(11);
   ASSERT_EQ(Run(0), RunOutcome::Ran);
   EXPECT_TRUE(fs::exists(Temp.DriveD() / "10" / "docs" / "mine"));
