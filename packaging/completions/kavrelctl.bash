@@ -67,6 +67,7 @@ _kavrelctl() {
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;
   --progress) words=(auto none json) ;;
+  --state) words=(latest) ;;
   esac
   if [[ ${#words[@]} -eq 0 ]]; then
     help=$(kavrelctl "${path[@]}" --help 2>/dev/null)
@@ -79,7 +80,7 @@ _kavrelctl() {
   mapfile -t COMPREPLY < <(compgen -W "${words[*]}" -- "$cur")
   [[ $cur == -* || ${#words[@]} -gt 0 ]] && return
   case "${path[*]}" in
-  edit | remove | show | status | next | run | preview | restore | verify | archives)
+  edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff)
     _kavrelctl_names list
     ;;
   "rules remove" | "rules enable" | "rules disable") _kavrelctl_names rules list ;;

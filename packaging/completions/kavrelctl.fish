@@ -53,7 +53,7 @@ function __kavrelctl_job
 end
 
 function __kavrelctl_takes_job
-    contains -- "$(__kavrelctl_path)" edit remove show status next run preview restore verify archives
+    contains -- "$(__kavrelctl_path)" edit remove show status next run preview restore verify archives states versions diff
 end
 
 function __kavrelctl_takes_rule

@@ -54,7 +54,7 @@ _kavrelctl() {
     return
   fi
   case "$path_words" in
-    (edit | remove | show | status | next | run | preview | restore | verify | archives)
+    (edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff)
       found=(${(f)"$(kavrelctl $home list --names 2>/dev/null)"})
       compadd -- $found
       ;;

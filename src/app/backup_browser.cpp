@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "files/owner_mark.h"
+#include "files/path.h"
 
 namespace kavrel {
 
@@ -115,6 +116,13 @@ std::unique_ptr<BackupBrowser> BrowseFolder(const FileSystem& files, std::u16str
 
 std::unique_ptr<BackupBrowser> BrowseArchive(const SevenZipLibrary::Archive& archive) {
   return std::make_unique<ArchiveBrowser>(archive);
+}
+
+std::unique_ptr<BackupBrowser> BrowseUnit(const FileSystem& files, const SevenZipLibrary& archiver,
+                                          std::u16string_view unit, ArchiveMonitor* monitor) {
+  if (EndsWithSeparator(unit)) return BrowseFolder(files, unit);
+  const auto archive = archiver.SevenZipOpenArchive(unit, monitor);
+  return archive ? BrowseArchive(*archive) : nullptr;
 }
 
 BackupSearch::BackupSearch(const BackupBrowser& browser, std::u16string_view text)

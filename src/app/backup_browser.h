@@ -35,6 +35,10 @@ class BackupBrowser {
 std::unique_ptr<BackupBrowser> BrowseFolder(const FileSystem& files, std::u16string_view root);
 /// Over an archive's entries.
 std::unique_ptr<BackupBrowser> BrowseArchive(const SevenZipLibrary::Archive& archive);
+/// Over a state (engine/states.h), whichever it is; null when it cannot be opened.
+std::unique_ptr<BackupBrowser> BrowseUnit(const FileSystem& files, const SevenZipLibrary& archiver,
+                                          std::u16string_view unit,
+                                          ArchiveMonitor* monitor = nullptr);
 
 /// Looks for names that hold a text, without regard to letter case, a little at a time.
 class BackupSearch {

@@ -6,6 +6,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "engine/rule_check.h"
+#include "engine/states.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "platform/desktop.h"
@@ -173,11 +174,12 @@ void Program::NoteNamedRun(const BackupJob& job) {
   }
 }
 
-void Program::VerifyLastRun(const BackupJob& job) {
+void Program::VerifyLastRun(BackupJob& job) {
   // How the run went is still to be told.
   RunReport of_run = Context.Report;
   host_.VerificationStarting(job, job.Destination.WorkPath);
   of_run.Verification = RunVerifyJob(Context, job, job.Destination.WorkPath);
+  NoteVerification(job, *of_run.Verification);
   Context.Report = std::move(of_run);
 }
 
@@ -221,37 +223,46 @@ RunOutcome Program::RunJobNow(std::int32_t job_index) {
   });
 }
 
-RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode,
-                                  const ArchivePicker& picker) {
+RunOutcome Program::RunRestoreNow(std::int32_t job_index, const RestoreRequest& request) {
   return WhileBusy([&] {
     const SleepInhibitor awake;
     Mounts.Load();
     BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
-    return RunRestoreJob(Context, job, mode, picker).Outcome;
+    return RunRestoreJob(Context, job, request).Outcome;
   });
+}
+
+RunOutcome Program::RunRestoreNow(std::int32_t job_index, RestoreMode mode,
+                                  const ArchivePicker& picker) {
+  return RunRestoreNow(job_index, RestoreRequest{mode, nullptr, picker, {}});
 }
 
 RunOutcome Program::RunRestorePickedNow(std::int32_t job_index, const RestorePick& pick,
                                         const ArchivePicker& picker) {
-  return WhileBusy([&] {
-    const SleepInhibitor awake;
-    Mounts.Load();
-    BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
-    return RunRestorePicked(Context, job, pick, picker).Outcome;
-  });
+  return RunRestoreNow(job_index, RestoreRequest{RestoreMode::Incremental, &pick, picker, {}});
 }
 
-VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker) {
+VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker,
+                                   std::u16string_view unit) {
   VerifyReport report;
   WhileBusy([&] {
     const SleepInhibitor awake;
     Mounts.Load();
-    const BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
-    host_.VerificationStarting(job, DestinationNow(job));
-    report = RunVerifyJob(Context, job, {}, picker);
+    BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
+    host_.VerificationStarting(
+        job, unit.empty() ? DestinationNow(job) : std::u16string(StateFolder(unit)));
+    report = RunVerifyJob(Context, job, {}, picker, unit);
+    NoteVerification(job, report);
     return report.Outcome;
   });
   return report;
+}
+
+void Program::NoteVerification(BackupJob& job, const VerifyReport& report) {
+  if (report.Outcome != RunOutcome::Ran || report.Stopped || report.Unit.empty()) return;
+  NoteVerified(job, report.Unit, clock_.Now(),
+               report.Counters.Damaged + report.Counters.Unreadable);
+  Store.SaveJobs();
 }
 
 void Program::SetJobEnabled(std::int32_t job_index, bool on, bool save) {

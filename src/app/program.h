@@ -72,8 +72,12 @@ class Program {
   /// And for what was picked of its backup.
   RunOutcome RunRestorePickedNow(std::int32_t job_index, const RestorePick& pick,
                                  const ArchivePicker& picker = {});
-  /// Compares that job's source with its backup, or tests its archive, in the same way.
-  VerifyReport VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker = {});
+  /// A restore as it is asked for: of a state, or all or some of what lies in the place of now.
+  RunOutcome RunRestoreNow(std::int32_t job_index, const RestoreRequest& request);
+  /// Compares that job's source with its backup, or tests its archive, in the same way; `unit`: a
+  /// state of it. The job's second file notes when a state was verified to the end.
+  VerifyReport VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker = {},
+                            std::u16string_view unit = {});
   /// What the verification found that followed the last backup; nothing when there was none.
   const std::optional<VerifyReport>& LastVerification() const {
     return Context.Report.Verification;
@@ -116,7 +120,8 @@ class Program {
   /// Does the work with the busy flag set, unless a run is busy already.
   RunOutcome WhileBusy(const std::function<RunOutcome()>& work);
   RunOutcome RunStoredJob(BackupJob& job);
-  void VerifyLastRun(const BackupJob& job);
+  void VerifyLastRun(BackupJob& job);
+  void NoteVerification(BackupJob& job, const VerifyReport& report);
   void NoteNamedRun(const BackupJob& job);
   void PlayCompletionSound() const;
   /// Asks about the overdue jobs of the store that was just loaded, unless the command line names

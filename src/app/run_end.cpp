@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/number.h"
+#include "engine/states.h"
 #include "log/job_log.h"
 
 namespace kavrel {
@@ -122,8 +123,9 @@ RunEnd EndOfRow(const LogRow& row) {
 
 std::u16string RestoreWarning(const Program& program, std::int32_t job_index, RestoreMode mode) {
   const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(job_index)];
-  std::u16string text = u"從：" + program.DestinationNow(job);
-  if (job.Compressed) text += u" 中您選擇的壓縮檔";
+  const std::u16string unit = UnitTaken(program.Context, job);
+  std::u16string text = u"從：" + (unit.empty() ? program.DestinationNow(job) : unit);
+  if (job.Compressed && unit.empty()) text += u" 中您選擇的壓縮檔";
   text += u"\n到：" + job.Source.Path + u"\n\n";
   // Nothing is compared with what an archive holds.
   if (mode == RestoreMode::Incremental && !job.Compressed) {

@@ -7,6 +7,7 @@
 
 #include "cli/job_options.h"
 #include "cli/session.h"
+#include "engine/states.h"
 #include "log/log_filter.h"
 
 namespace kavrel {
@@ -85,11 +86,32 @@ void TellPause(const SchedulePause& pause);
 /// "until 2026-11-26 10:00:00", or without an end.
 std::string PauseEndText(DateTime end);
 
+/// The states of a job: dated folders and archives, the newest first.
+int ListJobStates(Session& session, const std::string& name, bool json);
+/// The one of them that is meant; nothing, and the exit code, after saying why.
+std::optional<std::size_t> PickState(const std::vector<JobState>& states, const BackupJob& job,
+                                     const std::string& which, ExitCode& code);
+/// The state that a restore or a verification is to take: the one that is meant; without a choice
+/// nothing named where something lies in the place of now, else the newest whole one, after saying
+/// so. Nothing, and the exit code, after saying why.
+std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
+                                     const std::string& which, ExitCode& code);
+
+/// The versions of one file over all states, equal ones once.
+int ListVersions(Session& session, const std::string& name, const std::string& path, bool json);
+/// What is different in the later one of two states.
+int CompareJobStates(Session& session, const std::string& name, const std::string& from,
+                     const std::string& to, bool json);
+/// A path as the user names it, relative to the backup's root or below the job's source, as
+/// relative text. Nothing when it leads elsewhere.
+std::optional<std::u16string> PathInBackup(const BackupJob& job, std::u16string path);
+
 /// A restore as the command line asks for it.
 struct RestoreChoice {
   std::string Mode;               ///< "full" or "incremental"; empty is full
   std::string Archive;            ///< name or path of one of a compressed job; empty: the newest
   bool Latest = false;            ///< the newest was asked for
+  std::string State;              ///< which; empty is that of now, or the newest whole one
   std::vector<std::string> Only;  ///< files and folders of the backup; empty is all
   std::string To;                 ///< another folder than the source
   bool ReplaceNewer = false;
@@ -102,6 +124,7 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
 struct VerifyChoice {
   std::vector<std::string> Names;
   std::string Archive;  ///< of the one compressed job; empty: the newest
+  std::string State;    ///< of the one job; empty: as in a restore
   OutputChoice Output{};
 };
 /// Compares the sources of these jobs with their backups, or tests an archive of a compressed one.

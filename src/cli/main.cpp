@@ -32,7 +32,7 @@ constexpr const char* kExitCodes =
 
 /// What the command line held, and what came of it.
 struct CommandLine {
-  std::string Home, Debug, Name, Value, Patterns, Archive, Span, Progress;
+  std::string Home, Debug, Name, Value, Patterns, Archive, State, Span, Progress;
   std::vector<std::string> Names;
   std::uint32_t Wait = Session::kPatience;
   bool NamesOnly = false, Failed = false, Rules = false, Force = false;
@@ -185,6 +185,10 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
       ->excludes(mode);
   CLI::Option* archive = restore->add_option(
       "--archive", line.Restore.Archive, "Archive of a compressed job to restore, by name or path");
+  restore
+      ->add_option("--state", line.Restore.State,
+                   "Which state: its date or the beginning of it, its number in the list, latest")
+      ->excludes(archive);
   restore->add_flag("--force", line.Restore.Force,
                     "Restore even where a disk is not there, and what another job has made");
   restore->add_flag("--dry-run", line.Restore.DryRun,
@@ -198,11 +202,36 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   CLI::App* verify = app.add_subcommand(
       "verify", "Compare jobs' sources with their backups byte by byte, or test archives");
   verify->add_option("jobs", line.Verify.Names, "Names of the jobs")->required();
-  verify->add_option("--archive", line.Verify.Archive,
-                     "Archive of a compressed job, by name or path, else the newest");
+  CLI::Option* tested =
+      verify->add_option("--archive", line.Verify.Archive,
+                         "Archive of a compressed job, by name or path, else the newest");
+  verify->add_option("--state", line.Verify.State, "Which state, as for restore")->excludes(tested);
   line.AddOutput(*verify);
   verify->callback(
       line.Run([&line](Session& session) { return VerifyJobs(session, line.Verify); }));
+
+  CLI::App* states =
+      app.add_subcommand("states", "The states of a job: its dated folders and archives");
+  states->add_option("job", line.Name, "Name of the job")->required();
+  states->add_flag("--json", line.Json, "Print JSON");
+  states->callback(
+      line.Run([&line](Session& session) { return ListJobStates(session, line.Name, line.Json); }));
+  CLI::App* versions =
+      app.add_subcommand("versions", "The versions of one file over all states of a job");
+  versions->add_option("job", line.Name, "Name of the job")->required();
+  versions->add_option("path", line.Value, "The file, below the backup or the source")->required();
+  versions->add_flag("--json", line.Json, "Print JSON");
+  versions->callback(line.Run([&line](Session& session) {
+    return ListVersions(session, line.Name, line.Value, line.Json);
+  }));
+  CLI::App* diff = app.add_subcommand("diff", "What changed from one state of a job to another");
+  diff->add_option("job", line.Name, "Name of the job")->required();
+  diff->add_option("from", line.State, "The earlier state, as for restore --state")->required();
+  diff->add_option("to", line.Value, "The later state")->required();
+  diff->add_flag("--json", line.Json, "Print JSON");
+  diff->callback(line.Run([&line](Session& session) {
+    return CompareJobStates(session, line.Name, line.State, line.Value, line.Json);
+  }));
 
   CLI::App* archives = app.add_subcommand("archives", "The archives of a compressed job");
   archives->add_option("job", line.Name, "Name of the job")->required();

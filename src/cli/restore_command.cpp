@@ -37,10 +37,6 @@ std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archiv
   return std::nullopt;
 }
 
-namespace {
-
-/// A path as the user names it, relative to the backup's root or below the job's source, as
-/// relative text. Nothing when it leads elsewhere.
 std::optional<std::u16string> PathInBackup(const BackupJob& job, std::u16string path) {
   const std::u16string source = AddBackslash(job.Source.Path);
   if (PathStartsWith(path, source)) path.erase(0, source.size());
@@ -52,6 +48,13 @@ std::optional<std::u16string> PathInBackup(const BackupJob& job, std::u16string 
     if (!part.empty() && part != u".") relative = RelativePath(relative, part);
   }
   return relative;
+}
+
+namespace {
+
+/// The folder or the archive that is to come back.
+std::u16string BackupOf(Session& session, const BackupJob& job, const RestoreRequest& request) {
+  return request.Unit.empty() ? session.Program().DestinationNow(job) : request.Unit;
 }
 
 std::optional<RestorePick> PickOf(const BackupJob& job, const RestoreChoice& choice) {
@@ -81,7 +84,7 @@ PlannedRun PlanOf(Session& session, const BackupJob& job, const RestoreRequest& 
   ConsoleHost host(session.Clock());
   host.Attach(state);
   const bool elsewhere = request.Pick && !request.Pick->Target.empty();
-  PlannedRun run{.Source = program.DestinationNow(job),
+  PlannedRun run{.Source = BackupOf(session, job, request),
                  .Destination = elsewhere ? request.Pick->Target : job.Source.Path,
                  .Forced = choice.Force};
   run.Outcome = PlanRestore(program.Context, host, state, job, request, run.Plan, run.Counters);
@@ -148,14 +151,17 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
     if (!pick) return kBadInput;
     request.Pick = &*pick;
   }
+  if (archive->empty()) {
+    ExitCode why = kDone;
+    const std::optional<std::u16string> unit = UnitOf(session, *job, choice.State, why);
+    if (!unit) return why;
+    request.Unit = *unit;
+  }
   if (choice.DryRun) return PrintRestorePlan(session, *job, request, choice);
   if (choice.Output.Verbose) TellRestoreSteps(session, *job, request, choice);
-  session.Console().BeginRestore(*job, session.Program().DestinationNow(*job),
-                                 pick ? &*pick : nullptr);
+  session.Console().BeginRestore(*job, BackupOf(session, *job, request), pick ? &*pick : nullptr);
   RunReports reports(session, choice.Output);
-  const RunOutcome outcome =
-      pick ? session.Program().RunRestorePickedNow(job->JobIndex, *pick, request.Picker)
-           : session.Program().RunRestoreNow(job->JobIndex, request.Mode, request.Picker);
+  const RunOutcome outcome = session.Program().RunRestoreNow(job->JobIndex, request);
   const ExitCode code = reports.Run(
       outcome, *job, true,
       NoBackupText(job->Source.WorkPath, choice) + AwayText(session.Program().Context.Report));

@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/run_report.h"
+#include "files/path.h"
 #include "platform/process.h"
 
 namespace kavrel {
@@ -8,8 +9,10 @@ namespace kavrel {
 int VerifyJobs(Session& session, const VerifyChoice& choice) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
-  if (!choice.Archive.empty() && choice.Names.size() != 1) {
-    PrintError("--archive goes with one job");
+  const bool one = !choice.Archive.empty() || !choice.State.empty();
+  if (one && choice.Names.size() != 1) {
+    PrintError((choice.State.empty() ? "--archive" : "--state") +
+               std::string(" goes with one job"));
     return kBadInput;
   }
   session.Show(choice.Output);
@@ -22,9 +25,18 @@ int VerifyJobs(Session& session, const VerifyChoice& choice) {
   RunReports reports(session, choice.Output);
   ExitCode worst = kDone;
   for (const BackupJob* job : *jobs) {
+    ExitCode why = kDone;
+    const std::optional<std::u16string> unit =
+        archive->empty() ? UnitOf(session, *job, choice.State, why) : std::u16string();
+    if (!unit) return why;
+    if (!unit->empty() && EndsWithSeparator(*unit)) {
+      PrintError(Printable(job->Name) +
+                 ": an older state is compared with the source as it is now: " + Printable(*unit));
+    }
     const VerifyReport report = session.Program().VerifyJobNow(
         job->JobIndex,
-        [&](const std::vector<ArchiveFile>& archives) { return PickArchive(archives, *archive); });
+        [&](const std::vector<ArchiveFile>& archives) { return PickArchive(archives, *archive); },
+        *unit);
     const ExitCode code = reports.Verification(report, *job);
     worst = Graver(worst, code);
     if (code == kInterrupted || InterruptRequested()) break;

@@ -103,14 +103,14 @@ constexpr std::u16string_view kLastGood = u"LastGood", kUnbegun = u"Unbegun";
 constexpr std::u16string_view kCauses[] = {u"source", u"archiver"};
 constexpr std::u16string_view kMade = u"Made", kTimeMoved = u"TimeMoved", kMount = u"Mount",
                               kOldMount = u"SourceMount", kStateFiles = u"StateFiles",
-                              kLike = u"Like", kBefore = u"Before", kSource = u"source",
-                              kDestination = u"destination";
+                              kVerified = u"Verified", kLike = u"Like", kBefore = u"Before",
+                              kSource = u"source", kDestination = u"destination";
 // Known once: a mark tells the same, and is sure.
 constexpr std::u16string_view kUnfinished = u"Unfinished";
 /// What another installation knows of its own jobs.
 constexpr std::u16string_view kOfRuns[] = {u"Id=",   u"Adopt=",      u"MirroredTo=",
                                            u"Made=", u"Unfinished=", u"Unbegun=",
-                                           u"Bad=",  u"LastGood="};
+                                           u"Bad=",  u"LastGood=",   u"Verified="};
 
 void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view value) {
   text += name;
@@ -149,6 +149,21 @@ void ParseUnbegun(std::u16string_view value, JobExtras& extras) {
                             UnescapeOctal(fields[2])});
 }
 
+std::u16string FormatVerified(const VerifiedState& verified) {
+  return IsoText(verified.When) + u'\t' + Decimal(verified.Damaged) + u'\t' +
+         EscapeOctal(verified.Unit);
+}
+
+void ParseVerified(std::u16string_view value, JobExtras& extras) {
+  const std::vector<std::u16string_view> fields = Split(value, u'\t');
+  if (fields.size() != 3) return;
+  const std::optional<DateTime> when = ParseDateTime(fields[0]);
+  const std::optional<std::int32_t> damaged = ParseInt(fields[1]);
+  if (!when || !damaged || *damaged < 0) return;
+  extras.Verified.push_back(
+      {UnescapeOctal(fields[2]), *when, static_cast<std::uint32_t>(*damaged)});
+}
+
 std::u16string FormatSection(const BackupJob& job) {
   const JobExtras& extras = job.Extras;
   const JobExtras defaults;
@@ -175,6 +190,7 @@ std::u16string FormatSection(const BackupJob& job) {
   if (extras.StateFiles >= 0) AddLine(text, kStateFiles, Decimal(extras.StateFiles));
   for (const KnownMount& mount : extras.Mounts) AddLine(text, kMount, FormatMount(mount));
   for (const std::u16string& made : extras.Made) AddLine(text, kMade, OneLine(made));
+  for (const VerifiedState& one : extras.Verified) AddLine(text, kVerified, FormatVerified(one));
   for (const std::u16string& line : extras.OtherLines) text += line + u"\r\n";
   return text;
 }
@@ -230,6 +246,7 @@ bool ParseLine(std::u16string_view line, Section& section) {
   // It did not tell what held the source from what lay in it: the next run knows better.
   if (name == kOldMount) return true;
   if (name == kMade) return extras.Made.emplace_back(value), true;
+  if (name == kVerified) return ParseVerified(value, extras), true;
   if (name == kLike) return section.Like = value, true;
   if (name == kBefore) return section.Before = true;
   if (name == kUnfinished) return true;
@@ -379,6 +396,7 @@ void ForgetPlaces(JobExtras& extras) {
   extras.StateFiles = none.StateFiles;
   extras.SourceBytes = extras.LargestFile = extras.SourceDiskBytes = 0;
   extras.Made.clear();
+  extras.Verified.clear();
 }
 
 void AcceptPlaces(JobExtras& extras) {

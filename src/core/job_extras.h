@@ -45,6 +45,15 @@ struct UnbegunRun {
   bool operator==(const UnbegunRun&) const = default;
 };
 
+/// When a dated folder or an archive was compared with the source, or tested, to its end.
+struct VerifiedState {
+  std::u16string Unit;  ///< as in JobExtras::Made
+  DateTime When = kZeroDate;
+  std::uint32_t Damaged = 0;  ///< files that were damaged or could not be read
+
+  bool operator==(const VerifiedState&) const = default;
+};
+
 struct JobExtras : ExtraSettings {
   /// The job's own name for itself, which no other job ever has: made before its first run,
   /// written into its backups' marks (files/owner_mark.h). Empty for a job that has never run.
@@ -79,6 +88,7 @@ struct JobExtras : ExtraSettings {
   /// Where whole runs put dated folders or archives, the newest last. What lies there is the job's
   /// only where its mark says so, too.
   std::vector<std::u16string> Made;
+  std::vector<VerifiedState> Verified;     ///< the last verification of each, the newest last
   std::vector<std::u16string> OtherLines;  ///< of the job's section in the file
 
   bool operator==(const JobExtras&) const = default;

@@ -151,8 +151,7 @@ std::u16string SetRunPaths(BackupJob& job, Clock& clock) {
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath = ExpandedDestination(job, clock);
   if (job.Compressed) return ArchivePath(job, clock);
-  const std::u16string& entered = job.Destination.Path;
-  if (ExpandDateTokens(entered, clock) == entered) return {};
+  if (!HasDateTags(job.Destination.Path)) return {};
   return AddBackslash(job.Destination.WorkPath);
 }
 
@@ -175,7 +174,9 @@ void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
     std::erase(job.Extras.Made, other);
   }
   for (const std::u16string& old : units.Outdated) {
-    if (MoveToBin(context, job, bin, old)) std::erase(job.Extras.Made, old);
+    if (!MoveToBin(context, job, bin, old)) continue;
+    std::erase(job.Extras.Made, old);
+    std::erase_if(job.Extras.Verified, [&](const VerifiedState& one) { return one.Unit == old; });
   }
   if (!units.Outdated.empty()) SyncMoves(context, unit);
 }

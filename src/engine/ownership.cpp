@@ -7,6 +7,7 @@
 #include "engine/run_driver.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
+#include "rules/date_tokens.h"
 
 namespace kavrel {
 
@@ -18,6 +19,19 @@ bool IsEmpty(const Folder& folder) {
     if (!IsKeptByDisk(folder, entry->Name) && !IsOwnerMark(entry->Name)) return false;
   }
   return reader.Error() == 0;
+}
+
+/// Whom a restore of the job does not take for its own. A source that has moved is the job's own
+/// still; one that is there beside today's is another.
+std::vector<OwnerMark::Owner> StrangersOf(const FileSystem& files, const OwnerMark& mark,
+                                          const BackupJob& job) {
+  std::vector<OwnerMark::Owner> others = mark.Owners;
+  std::erase_if(others, [&](const OwnerMark::Owner& owner) {
+    return IsSamePath(owner.Source, job.Source.Path) ||
+           (owner.Id == job.Extras.Id && mark.IsAlone(owner.Id) &&
+            !files.FolderExists(owner.Source));
+  });
+  return others;
 }
 
 /// The names of jobs in brackets of the language.
@@ -134,6 +148,9 @@ OwnerMark MarkOf(const PlaceFound& found, const BackupJob& job, std::u16string_v
   if (!found.Marked) mark.Number = NewOwnerId();
   mark.Place = place;
   if (!found.Marked) mark.Found = !found.Empty;
+  // Until this run is whole, nobody knows what is there.
+  mark.Begun = job.Compressed || HasDateTags(job.Destination.Path) ? job.RunStarted : kZeroDate;
+  mark.Figures.reset();
   if (job.Extras.Adopt) {
     mark.Found = mark.Found || !OthersOf(mark, job).empty();
     mark.Owners.clear();
@@ -155,7 +172,7 @@ bool Differ(const OwnerMark& a, const OwnerMark& b) {
     return x.Id == y.Id && x.Name == y.Name && x.Source == y.Source;
   };
   return a.Place != b.Place || a.Found != b.Found || a.Mirrored != b.Mirrored ||
-         a.Archive != b.Archive ||
+         a.Archive != b.Archive || a.Begun != b.Begun || a.Figures != b.Figures ||
          !std::equal(a.Owners.begin(), a.Owners.end(), b.Owners.begin(), b.Owners.end(), same);
 }
 
@@ -266,6 +283,24 @@ void MarkMirrored(RunContext& context, const BackupJob& job, const Folder& dest)
   Write(context, dest, mark);
 }
 
+void MarkWhole(RunContext& context, const BackupJob& job, std::u16string_view unit) {
+  const Result<Folder> folder = FolderOf(context.Files, unit);
+  if (!folder || !context.Place.Write) return;
+  const std::u16string_view archive = PathName(unit);
+  Result<OwnerMark> mark = ReadOwnerMark(*folder, archive);
+  if (!mark || !mark->Names(job.Extras.Id)) return;
+  const RunCounters& counters = context.Report.Counters;
+  mark->Begun = job.RunStarted;
+  mark->Figures = {std::uint64_t{counters.CopiedFiles} + counters.UnchangedFiles,
+                   job.Compressed ? counters.CopiedBytes : counters.SourceBytes,
+                   counters.CopiedFiles, counters.CopiedBytes,
+                   std::uint64_t{counters.FailedFiles} + counters.UnseenFiles};
+  // A mark that is a file changes the time of its folder, which is that of the source's.
+  const Result<FileStatus> before = folder->Status();
+  Write(context, *folder, *mark, archive);
+  if (before && archive.empty()) folder->SetTimes(*before);
+}
+
 void MarkArchive(RunContext& context, const BackupJob& job, std::u16string_view archive) {
   const Result<Folder> folder = context.Files.OpenFolder(PathFolder(archive));
   const Result<std::u16string> print = folder ? ArchiveFingerprint(*folder, PathName(archive))
@@ -291,6 +326,17 @@ bool IsOwnMirror(const PlaceFound& place, const BackupJob& job) {
   const OwnerMark& mark = place.Mark;
   return place.Marked && mark.Mirrored && mark.IsAlone(job.Extras.Id) &&
          IsSamePath(mark.Owners.front().Source, job.Source.Path);
+}
+
+Result<OwnerMark> ReadJobMark(const FileSystem& files, const Folder& folder,
+                              std::u16string_view archive, const BackupJob& job) {
+  Result<OwnerMark> mark = ReadOwnerMark(folder, archive);
+  const bool others = mark && StrangersOf(files, *mark, job).size() == mark->Owners.size();
+  return others ? Result<OwnerMark>::Fail(kErrNotFound) : std::move(mark);
+}
+
+bool IsShared(const FileSystem& files, const OwnerMark& mark, const BackupJob& job) {
+  return !StrangersOf(files, mark, job).empty();
 }
 
 Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit) {
@@ -355,13 +401,7 @@ std::u16string RestoreObjection(const RunContext& context, const BackupJob& job,
   const Result<OwnerMark> mark = ReadOwnerMark(*opened, PathName(archive));
   if (!mark && !IsNotFound(mark.Error)) return UnreadableText(path);
   if (mark) {
-    // A source that has moved is the job's own still; one that is there beside today's is another.
-    std::vector<OwnerMark::Owner> others = mark->Owners;
-    std::erase_if(others, [&](const OwnerMark::Owner& owner) {
-      return IsSamePath(owner.Source, job.Source.Path) ||
-             (owner.Id == job.Extras.Id && mark->IsAlone(owner.Id) &&
-              !context.Files.FolderExists(owner.Source));
-    });
+    const std::vector<OwnerMark::Owner> others = StrangersOf(context.Files, *mark, job);
     return others.empty() ? std::u16string() : BelongsText(others, path);
   }
   // Written by a version that left no marks: only the store tells who may have been here.

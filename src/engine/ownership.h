@@ -48,6 +48,10 @@ void MarkMirrored(RunContext& context, const BackupJob& job, const Folder& dest)
 /// Leaves the mark beside the archive that the run has written.
 void MarkArchive(RunContext& context, const BackupJob& job, std::u16string_view archive);
 
+/// Notes in the mark of a dated folder or an archive (SetRunPaths) that the run into it has come to
+/// its end, and what it put there.
+void MarkWhole(RunContext& context, const BackupJob& job, std::u16string_view unit);
+
 /// Whether the mark that a run found or left makes the place this job's alone, and a mirror's its
 /// mirror.
 bool IsOwnAfterRun(const PlaceFound& place, const BackupJob& job);
@@ -56,6 +60,13 @@ bool IsOwnMirror(const PlaceFound& place, const BackupJob& job);
 /// Whether a dated folder, with its final separator, or an archive was made by this job alone. The
 /// error tells of one that cannot be looked at.
 Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit);
+/// The mark of a folder, or of an archive in it, where it says that this is a backup which a
+/// restore of the job takes for its own: one by this job, or by a job with its source. IsNotFound
+/// where there is no mark, and where it tells of others alone.
+Result<OwnerMark> ReadJobMark(const FileSystem& files, const Folder& folder,
+                              std::u16string_view archive, const BackupJob& job);
+/// Whether other jobs than those have written there, too.
+bool IsShared(const FileSystem& files, const OwnerMark& mark, const BackupJob& job);
 /// Whether the mark of a folder, or of an archive in it, says that it is the backup of other jobs
 /// alone: this path is where they wrote it, or it is not there any more, because its disk is
 /// somewhere else now. A copy of a backup that is still there is nobody's.

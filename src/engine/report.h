@@ -58,6 +58,7 @@ struct VerifyReport {
   std::uint64_t Bytes = 0;     ///< compared
   std::u16string RefusalText;  ///< of one that was Guarded: which disk is away
   std::u16string LogPath;
+  std::u16string Unit;  ///< the state that was verified; empty for a folder that is always the same
 };
 
 /// Of a run that is at work: how it goes so far.

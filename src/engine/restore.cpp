@@ -8,6 +8,7 @@
 #include "engine/place.h"
 #include "engine/refusal.h"
 #include "engine/run_summary.h"
+#include "engine/states.h"
 #include "engine/tree_walk.h"
 #include "files/folder_identity.h"
 #include "files/path.h"
@@ -146,19 +147,29 @@ class RestoreDisks {
   DiskScope scope_;
 };
 
-void SetWorkPaths(const RunContext& context, BackupJob& job, const RestorePick* pick) {
-  job.Source.WorkPath = ExpandedDestination(job, context.Clock);
+/// The job as this request takes it, its work paths set.
+BackupJob JobOf(const RunContext& context, const BackupJob& stored, const RestoreRequest& request) {
+  BackupJob job = JobOfState(stored, request.Unit);
+  const RestorePick* pick = request.Pick;
+  job.Source.WorkPath = request.Unit.empty() ? ExpandedDestination(job, context.Clock)
+                                             : std::u16string(StateFolder(request.Unit));
   job.Destination.WorkPath = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
+  return job;
 }
 
 /// Whether there is something to restore; of a compressed job, which archive.
-RunOutcome FindBackup(const RunContext& context, const BackupJob& job, const ArchivePicker& picker,
-                      std::u16string& archive) {
+RunOutcome FindBackup(const RunContext& context, const BackupJob& job,
+                      const RestoreRequest& request, std::u16string& archive) {
   const std::u16string& folder = job.Source.WorkPath;
   if (!context.Files.FolderExists(folder)) return RunOutcome::SourceMissing;
   if (!job.Compressed) return RunOutcome::Ran;
   if (!context.Archiver.Present()) return RunOutcome::NoArchiver;
-  const auto picked = picker ? picker(ListArchives(context.Files, folder, &job)) : std::nullopt;
+  archive = request.Unit;
+  if (!archive.empty()) {
+    return context.Files.Status(archive) ? RunOutcome::Ran : RunOutcome::NothingPicked;
+  }
+  const auto picked =
+      request.Picker ? request.Picker(ListArchives(context.Files, folder, &job)) : std::nullopt;
   if (!picked) return RunOutcome::NothingPicked;
   archive = JoinPath(folder, *picked);
   return RunOutcome::Ran;
@@ -188,17 +199,12 @@ void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
   if (!context.Stopped()) HealStaged(context);
 }
 
-/// A restore from end to end: of everything in this mode, or of what was picked.
-RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const RestorePick* pick,
-                   const ArchivePicker& picker) {
-  context.Report = {};
-  if (context.State.CancelRequested) return RunOutcome::NotStarted;
+/// A restore from end to end.
+RunOutcome Restore(RunContext& context, BackupJob& job, const RestoreRequest& request) {
   const DateTime started = context.Clock.Now();
-  job.LastRunResult = {};
-  SetWorkPaths(context, job, pick);
-  const RestoreDisks disks(context.Files, job, pick);
+  const RestoreDisks disks(context.Files, job, request.Pick);
   std::u16string archive;
-  const RunOutcome found = FindBackup(context, job, picker, archive);
+  const RunOutcome found = FindBackup(context, job, request, archive);
   if (found == RunOutcome::SourceMissing) {
     context.Host.ShowRunPanels(false);
     context.Report.RefusalText = disks.Objection(context);
@@ -207,8 +213,9 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
+  if (!request.Unit.empty()) context.LogTimed(u": 還原的備份：", request.Unit);
   if (disks.Pass(context) && MayBeRestored(context, job, archive)) {
-    RestoreAll(context, job, mode, pick, archive);
+    RestoreAll(context, job, request.Mode, request.Pick, archive);
   }
   job.LastRunResult = ToLastRunResult(context.Report.Counters, context.Stopped());
   WriteRestoreSummary(context, job, started);
@@ -221,9 +228,10 @@ RunOutcome Restore(RunContext& context, BackupJob& job, RestoreMode mode, const 
 
 }  // namespace
 
-RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state, BackupJob job,
-                       const RestoreRequest& request, RunPlan& plan, RunCounters& counters) {
-  SetWorkPaths(context, job, request.Pick);
+RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state,
+                       const BackupJob& stored, const RestoreRequest& request, RunPlan& plan,
+                       RunCounters& counters) {
+  const BackupJob job = JobOf(context, stored, request);
   PlanningContext apart(context, state, host, plan);
   RunContext& planning = apart.Context;
   plan.OfRestore = true;
@@ -232,7 +240,7 @@ RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state
   };
   warn(RestoreDisks(context.Files, job, request.Pick).Objection(planning));
   std::u16string archive;
-  const RunOutcome found = FindBackup(planning, job, request.Picker, archive);
+  const RunOutcome found = FindBackup(planning, job, request, archive);
   if (found != RunOutcome::Ran) return found;
   warn(PlaceObjection(planning, job, archive));
   if (job.Compressed) {
@@ -246,14 +254,17 @@ RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state
   return RunOutcome::Ran;
 }
 
-const RunReport& RunRestoreJob(RunContext& context, BackupJob& job, RestoreMode mode,
-                               const ArchivePicker& picker) {
-  return EndRun(context, Restore(context, job, mode, nullptr, picker));
-}
-
-const RunReport& RunRestorePicked(RunContext& context, BackupJob& job, const RestorePick& pick,
-                                  const ArchivePicker& picker) {
-  return EndRun(context, Restore(context, job, RestoreMode::Incremental, &pick, picker));
+const RunReport& RunRestoreJob(RunContext& context, BackupJob& stored,
+                               const RestoreRequest& request) {
+  context.Report = {};
+  if (context.State.CancelRequested) return EndRun(context, RunOutcome::NotStarted);
+  stored.LastRunResult = {};
+  BackupJob job = JobOf(context, stored, request);
+  const RunOutcome outcome = Restore(context, job, request);
+  stored.LastRunResult = job.LastRunResult;
+  stored.Source.WorkPath = std::move(job.Source.WorkPath);
+  stored.Destination.WorkPath = std::move(job.Destination.WorkPath);
+  return EndRun(context, outcome);
 }
 
 }  // namespace kavrel

@@ -58,6 +58,7 @@ void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) 
     job.Extras.MirroredTo.clear();
   }
   const bool own = NoteUnit(context, job, unit);
+  if (!unit.empty()) MarkWhole(context, job, unit);
   if (own && IsComplete(context.Report.Counters)) {
     KeepNewest(context, job, unit);
     job.Extras.StateFiles = static_cast<std::int64_t>(StateFiles(context.Report.Counters));

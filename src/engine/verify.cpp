@@ -9,10 +9,12 @@
 #include "base/text.h"
 #include "engine/job_disks.h"
 #include "engine/run_summary.h"
+#include "engine/states.h"
 #include "engine/verify_walk.h"
 #include "files/disk_wait.h"
 #include "files/path.h"
 #include "files/size_text.h"
+#include "rules/date_tokens.h"
 
 namespace kavrel {
 
@@ -79,10 +81,12 @@ void NoteDifference(VerifyReport& report, std::uint32_t VerifyCounters::*kind,
 }
 
 VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
-                          std::u16string_view backup_folder, const ArchivePicker& picker) {
+                          std::u16string_view backup_folder, const ArchivePicker& picker,
+                          std::u16string_view unit) {
   VerifyReport report;
-  BackupJob job = stored;
+  BackupJob job = JobOfState(stored, unit);
   job.Source.WorkPath = job.Source.Path;
+  if (!unit.empty()) backup_folder = StateFolder(unit);
   job.Destination.WorkPath =
       backup_folder.empty() ? ExpandedDestination(job, context.Clock) : backup_folder;
   job.RunStarted = context.Clock.Now();
@@ -109,17 +113,29 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
     report.Outcome = RunOutcome::NoArchiver;
     if (!context.Archiver.Present()) return report;
     report.Outcome = RunOutcome::NothingPicked;
-    const std::vector<ArchiveFile> archives =
-        ListArchives(context.Files, job.Destination.WorkPath, &job);
-    const auto picked = picker ? picker(archives) : NewestArchive(archives);
-    if (!picked) return report;
-    archive = JoinPath(job.Destination.WorkPath, *picked);
+    if (unit.empty()) {
+      const std::vector<ArchiveFile> archives =
+          ListArchives(context.Files, job.Destination.WorkPath, &job);
+      const auto picked = picker ? picker(archives) : NewestArchive(archives);
+      if (!picked) return report;
+      archive = JoinPath(job.Destination.WorkPath, *picked);
+    } else {
+      archive = unit;
+      if (!context.Files.Status(archive)) return report;
+    }
+    report.Unit = archive;
+  } else if (HasDateTags(job.Destination.Path)) {
+    report.Unit = AddBackslash(job.Destination.WorkPath);
   }
   report.Outcome = RunOutcome::Ran;
   context.Host.ResetProgress();
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
+  if (!unit.empty()) {
+    context.LogTimed(job.Compressed ? u": 驗證的備份：" : u": 驗證的備份，與現在的來源比對：",
+                     unit);
+  }
   // What memory still holds of the last run proves nothing of the disk.
   const DiskWait on_disk(
       [folder = std::make_shared<Folder>(std::move(*backup))] { return folder->SyncDisk(); });

@@ -24,6 +24,7 @@ void NoteDifference(VerifyReport& report, std::uint32_t VerifyCounters::*kind,
 /// there is no archive; nothing is logged then. A cancel stops it at once, also one that came
 /// before; what was not compared by then is in no counter.
 VerifyReport RunVerifyJob(RunContext& context, const BackupJob& job,
-                          std::u16string_view backup_folder = {}, const ArchivePicker& picker = {});
+                          std::u16string_view backup_folder = {}, const ArchivePicker& picker = {},
+                          std::u16string_view unit = {});
 
 }  // namespace kavrel

@@ -4,6 +4,7 @@
 #include <array>
 #include <random>
 
+#include "base/number.h"
 #include "base/text.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
@@ -28,6 +29,16 @@ void AddLine(std::u16string& text, std::u16string_view name, std::u16string_view
   ((text += name) += u'=') += OneLine(value) + u'\n';
 }
 
+struct FigureField {
+  std::u16string_view Name;
+  std::uint64_t OwnerMark::RunFigures::*Field;
+};
+constexpr FigureField kFigures[] = {{u"Files", &OwnerMark::RunFigures::Files},
+                                    {u"Bytes", &OwnerMark::RunFigures::Bytes},
+                                    {u"AddedFiles", &OwnerMark::RunFigures::AddedFiles},
+                                    {u"AddedBytes", &OwnerMark::RunFigures::AddedBytes},
+                                    {u"Failed", &OwnerMark::RunFigures::Failed}};
+
 std::string Format(const OwnerMark& mark) {
   std::u16string text;
   AddLine(text, u"Place", mark.Place);
@@ -35,12 +46,26 @@ std::string Format(const OwnerMark& mark) {
   if (mark.Found) AddLine(text, u"Found", u"1");
   if (mark.Mirrored) AddLine(text, u"Mirrored", u"1");
   if (!mark.Archive.empty()) AddLine(text, u"Archive", mark.Archive);
+  if (mark.Begun != kZeroDate) AddLine(text, u"Begun", IsoText(mark.Begun));
+  for (const FigureField& figure : kFigures) {
+    if (!mark.Figures) break;
+    AddLine(text, figure.Name, Decimal(static_cast<std::int64_t>((*mark.Figures).*figure.Field)));
+  }
   for (const OwnerMark::Owner& owner : mark.Owners) {
     AddLine(text, u"Job", owner.Id);
     AddLine(text, u"Name", owner.Name);
     AddLine(text, u"Source", owner.Source);
   }
   return std::string(kHead) + ToUtf8(text);
+}
+
+void ParseFigure(std::u16string_view name, std::u16string_view value, OwnerMark& mark) {
+  for (const FigureField& figure : kFigures) {
+    const std::optional<double> number = name == figure.Name ? ParseNumber(value) : std::nullopt;
+    if (!number || *number < 0 || *number >= 9e15) continue;
+    if (!mark.Figures) mark.Figures.emplace();
+    (*mark.Figures).*figure.Field = static_cast<std::uint64_t>(*number);
+  }
 }
 
 /// False for a text that is no mark, or not a whole one.
@@ -56,6 +81,8 @@ bool Parse(std::string_view bytes, OwnerMark& mark) {
     if (name == u"Found") mark.Found = value == u"1";
     if (name == u"Mirrored") mark.Mirrored = value == u"1";
     if (name == u"Archive") mark.Archive = value;
+    if (name == u"Begun") mark.Begun = ParseDateTime(value).value_or(kZeroDate);
+    ParseFigure(name, value, mark);
     if (name == u"Job") mark.Owners.push_back({std::u16string(value), {}, {}});
     if (mark.Owners.empty()) continue;
     if (name == u"Name") mark.Owners.back().Name = value;

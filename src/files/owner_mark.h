@@ -3,10 +3,13 @@
 // beside the archive. It goes where the backup goes, so an exact copy of the disk still tells.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/date_time.h"
 #include "platform/files.h"
 
 namespace kavrel {
@@ -24,7 +27,20 @@ struct OwnerMark {
   bool Found = false;
   /// All of it is what a whole mirror run of the owner has left.
   bool Mirrored = false;
-  std::u16string Archive;     ///< of an archive: its fingerprint
+  std::u16string Archive;  ///< of an archive: its fingerprint
+  /// Of a dated folder or an archive: when the last run into it began; the zero date in marks of
+  /// former versions.
+  DateTime Begun = kZeroDate;
+  /// What a run has put into a dated folder or an archive.
+  struct RunFigures {
+    std::uint64_t Files = 0, Bytes = 0;            ///< that it holds of the source
+    std::uint64_t AddedFiles = 0, AddedBytes = 0;  ///< of these, those that were copied or packed
+    std::uint64_t Failed = 0;                      ///< files that could not be read or written
+
+    bool operator==(const RunFigures&) const = default;
+  };
+  /// Of that run, once it has come to its end.
+  std::optional<RunFigures> Figures;
   std::vector<Owner> Owners;  ///< whose runs have written there
 
   bool Names(std::u16string_view id) const;

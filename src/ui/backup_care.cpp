@@ -1,15 +1,16 @@
 #include "ui/backup_care.h"
 
-#include <QCoreApplication>
 #include <QPointer>
 #include <QWidget>
 
 #include "app/backup_browser.h"
 #include "app/run_end.h"
 #include "base/number.h"
+#include "engine/states.h"
 #include "files/path.h"
 #include "ui/dialogs.h"
 #include "ui/frm_password.h"
+#include "ui/idle_monitor.h"
 #include "ui/log_view.h"
 #include "ui/message_box.h"
 #include "ui/qt_text.h"
@@ -18,15 +19,6 @@
 namespace kavrel {
 
 namespace {
-
-/// Keeps the window alive while an archive is read.
-class IdleMonitor final : public ArchiveMonitor {
- public:
-  bool Working(int, std::u16string_view) override {
-    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-    return true;
-  }
-};
 
 bool WantsPassword(const Program& program, RunOutcome outcome) {
   return outcome == RunOutcome::Ran && program.Context.Report.WrongPassword;
@@ -41,29 +33,31 @@ bool BackupCare::MayStart(int row) const {
   return row >= 0 && row < std::ssize(program_.Store.Jobs) && !program_.State.RunBusy;
 }
 
-std::optional<RestorePick> BackupCare::AskWhat(const BackupJob& job, std::u16string& archive) {
+std::optional<RestorePick> BackupCare::AskWhat(const BackupJob& job, std::u16string& unit) {
   const std::u16string folder = program_.DestinationNow(job);
-  std::unique_ptr<BackupBrowser> browser;
+  std::u16string of_now = AddBackslash(folder);
+  unit = UnitTaken(program_.Context, job);
   if (job.Compressed) {
     if (!program_.Archiver.Present()) {
       Q_EMIT Ended(RunOutcome::NoArchiver, job);
       return std::nullopt;
     }
-    const auto picked = PickArchive(program_, ListArchives(program_.Files, folder, &job), window_);
-    if (!picked) return std::nullopt;
-    archive = *picked;
-    IdleMonitor monitor;
-    const auto opened = program_.Archiver.SevenZipOpenArchive(JoinPath(folder, archive), &monitor);
-    if (opened) browser = BrowseArchive(*opened);
-  } else {
-    browser = BrowseFolder(program_.Files, folder);
+    if (unit.empty()) {
+      const auto picked =
+          PickArchive(program_, ListArchives(program_.Files, folder, &job), window_);
+      if (!picked) return std::nullopt;
+      unit = JoinPath(folder, *picked);
+    }
   }
+  const std::u16string& shown = unit.empty() ? of_now : unit;
+  IdleMonitor monitor;
+  const auto browser = BrowseUnit(program_.Files, program_.Archiver, shown, &monitor);
   if (!browser) {
     TellFailure(*window_, QStringLiteral("無法讀取「%1」的備份「%2」。")
-                              .arg(ToQString(job.Name), ToQString(JoinPath(folder, archive))));
+                              .arg(ToQString(job.Name), ToQString(unit.empty() ? folder : unit)));
     return std::nullopt;
   }
-  return PickFiles(program_, job, *browser, window_);
+  return PickFiles(program_, job, *browser, unit, window_);
 }
 
 void BackupCare::RestoreSome(int row) {
@@ -73,25 +67,19 @@ void BackupCare::RestoreSome(int row) {
   const QPointer<BackupCare> alive(this);
   const bool ticking = program_.Scheduler.TimerOn();
   program_.Scheduler.SetSchedulerTimer(false);
-  std::u16string archive;
-  const std::optional<RestorePick> pick = AskWhat(job, archive);
+  std::u16string unit;
+  const std::optional<RestorePick> pick = AskWhat(job, unit);
   if (!alive) return;
   if (ticking) program_.Scheduler.SetSchedulerTimer(true);
-  if (!pick) return;
-  Restore(
-      row, &*pick, [&](const std::vector<ArchiveFile>&) { return std::optional(archive); },
-      [&](const ArchivePicker& picker) {
-        return program_.RunRestorePickedNow(row, *pick, picker);
-      });
+  if (pick) Restore(row, {RestoreMode::Incremental, &*pick, {}, unit});
 }
 
 void BackupCare::RestoreAll(int row, RestoreMode mode) {
-  Restore(
-      row, nullptr,
-      [this](const std::vector<ArchiveFile>& archives) {
-        return PickArchive(program_, archives, window_);
-      },
-      [&](const ArchivePicker& picker) { return program_.RunRestoreNow(row, mode, picker); });
+  Restore(row, {mode, nullptr,
+                [this](const std::vector<ArchiveFile>& archives) {
+                  return PickArchive(program_, archives, window_);
+                },
+                UnitTaken(program_.Context, program_.Store.Jobs[static_cast<std::size_t>(row)])});
 }
 
 void BackupCare::PreviewRestore(int row, RestoreMode mode) {
@@ -108,32 +96,34 @@ void BackupCare::PreviewRestore(int row, RestoreMode mode) {
   };
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   const std::u16string folder = program_.DestinationNow(job);
-  const bool compressed =
-      job.Compressed && program_.Archiver.Present() && program_.Files.FolderExists(folder);
+  const RestoreRequest request{mode, nullptr, picker, UnitTaken(program_.Context, job)};
+  const bool compressed = request.Unit.empty() && job.Compressed && program_.Archiver.Present() &&
+                          program_.Files.FolderExists(folder);
   if (compressed) picker(ListArchives(program_.Files, folder, &job));
   const bool restore =
-      alive && (archive || !compressed) &&
-      OpenRestorePreview(program_, row, RestoreRequest{mode, nullptr, picker}, window_);
+      alive && (archive || !compressed) && OpenRestorePreview(program_, row, request, window_);
   if (!alive) return;
   if (ticking) program_.Scheduler.SetSchedulerTimer(true);
-  if (!restore) return;
-  Restore(row, nullptr, picker,
-          [&](const ArchivePicker& picked) { return program_.RunRestoreNow(row, mode, picked); });
+  if (restore) Restore(row, request);
 }
 
-void BackupCare::Restore(int row, const RestorePick* pick, const ArchivePicker& picker,
-                         const Restorer& restorer) {
+void BackupCare::Restore(int row, RestoreRequest request) {
   const QPointer<BackupCare> alive(this);
   std::optional<std::u16string> archive;
-  if (!program_.State.RunBusy) run_.Begin(row, true, pick);
-  RunOutcome outcome = restorer(
-      [&](const std::vector<ArchiveFile>& archives) { return archive = picker(archives); });
+  const ArchivePicker picker = std::move(request.Picker);
+  request.Picker = [&](const std::vector<ArchiveFile>& archives) {
+    return archive = picker ? picker(archives) : std::nullopt;
+  };
+  if (!request.Unit.empty() && !EndsWithSeparator(request.Unit)) archive = PathName(request.Unit);
+  if (!program_.State.RunBusy) run_.Begin(row, true, request.Pick, request.Unit);
+  RunOutcome outcome = program_.RunRestoreNow(row, request);
   if (!alive) return;
   BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   if (archive && WantsPassword(program_, outcome)) {
     const std::optional<RunOutcome> again = WithPassword(job, *archive, [&] {
-      run_.Begin(row, true, pick);
-      return restorer([&](const std::vector<ArchiveFile>&) { return archive; });
+      request.Picker = [&](const std::vector<ArchiveFile>&) { return archive; };
+      run_.Begin(row, true, request.Pick, request.Unit);
+      return program_.RunRestoreNow(row, request);
     });
     if (!alive) return;
     outcome = again.value_or(outcome);
@@ -169,10 +159,12 @@ std::optional<RunOutcome> BackupCare::WithPassword(BackupJob& job, std::u16strin
 void BackupCare::Verify(int row) {
   if (!MayStart(row)) return;
   run_.Begin(row, false);
-  const VerifyReport report =
-      program_.VerifyJobNow(row, [this](const std::vector<ArchiveFile>& archives) {
+  const VerifyReport report = program_.VerifyJobNow(
+      row,
+      [this](const std::vector<ArchiveFile>& archives) {
         return PickArchive(program_, archives, window_);
-      });
+      },
+      UnitTaken(program_.Context, program_.Store.Jobs[static_cast<std::size_t>(row)]));
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   Q_EMIT Finished(EndOfVerification(job, report));
   TellVerification(report, job);

@@ -42,18 +42,15 @@ class BackupCare : public QObject {
   void JobChanged();
 
  private:
-  using Restorer = std::function<RunOutcome(const ArchivePicker& picker)>;
-
   bool MayStart(int row) const;
-  /// Restores the job on that row, of it what was picked, if anything was; a password that does not
-  /// fit is asked for, once.
-  void Restore(int row, const RestorePick* pick, const ArchivePicker& picker,
-               const Restorer& restorer);
+  /// Restores of the job on that row what is asked for; a password that does not fit is asked for,
+  /// once.
+  void Restore(int row, RestoreRequest request);
   /// Restores again with a password that the user knows; nothing when they know none.
   std::optional<RunOutcome> WithPassword(BackupJob& job, std::u16string_view archive,
                                          const std::function<RunOutcome()>& restore);
-  /// With the archive's name for a compressed job.
-  std::optional<RestorePick> AskWhat(const BackupJob& job, std::u16string& archive);
+  /// With the state that it is of; empty for the folder of now.
+  std::optional<RestorePick> AskWhat(const BackupJob& job, std::u16string& unit);
 
   Program& program_;
   RunShow& run_;

@@ -1,5 +1,10 @@
 #include "ui/dialogs.h"
 
+#include "app/backup_browser.h"
+#include "engine/states.h"
+#include "files/path.h"
+#include "rules/date_tokens.h"
+#include "ui/desktop_open.h"
 #include "ui/file_picker.h"
 #include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
@@ -10,6 +15,7 @@
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
 #include "ui/frm_zip_list.h"
+#include "ui/idle_monitor.h"
 
 namespace kavrel {
 
@@ -44,10 +50,27 @@ std::optional<std::u16string> PickArchive(Program& program,
 }
 
 std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
-                                     const BackupBrowser& browser, QWidget* parent) {
+                                     const BackupBrowser& browser, std::u16string& unit,
+                                     QWidget* parent) {
+  RestoreStates states;
+  if (!job.Compressed && HasDateTags(job.Destination.Path)) {
+    states.List = ListStates(program.Context, job);
+    const std::u16string shown = unit.empty() ? AddBackslash(program.DestinationNow(job)) : unit;
+    for (std::size_t i = 0; i < states.List.size(); ++i) {
+      if (states.List[i].Unit == shown) states.Chosen = static_cast<int>(i);
+    }
+    states.Browse = [&](const JobState& state) {
+      IdleMonitor monitor;
+      return BrowseUnit(program.Files, program.Archiver, state.Unit, &monitor);
+    };
+    states.OpenFolder = [&](const JobState& state) {
+      OpenPathOrTell(*parent, program.Files, StateFolder(state.Unit));
+    };
+  }
   FrmRestore dialog({job.Name, job.Source.Path, browser}, DesktopFilePicker(), parent,
-                    &program.WindowSizes);
+                    &program.WindowSizes, std::move(states));
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  if (!dialog.Unit().empty()) unit = dialog.Unit();
   return dialog.Pick();
 }
 

@@ -30,8 +30,11 @@ std::optional<std::u16string> PickArchive(Program& program,
                                           const std::vector<ArchiveFile>& archives,
                                           QWidget* parent);
 /// The files to restore, and where to; nothing when the user chose none.
+/// `unit`: the state that the browser shows, empty for the place of now; of a job with date tags
+/// then the one that was chosen.
 std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
-                                     const BackupBrowser& browser, QWidget* parent);
+                                     const BackupBrowser& browser, std::u16string& unit,
+                                     QWidget* parent);
 /// Whether the run is to go on. Without an answer within a minute it is not.
 bool OpenQuestion(const RunQuestion& question, QWidget* parent);
 /// What a run of the job of this position would do. True when the user wants it to run now.

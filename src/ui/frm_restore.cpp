@@ -4,6 +4,7 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QItemSelectionModel>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -18,6 +19,7 @@
 #include "ui/layout_help.h"
 #include "ui/message_box.h"
 #include "ui/qt_text.h"
+#include "ui/state_list.h"
 #include "ui/window_size.h"
 
 namespace kavrel {
@@ -31,11 +33,8 @@ constexpr int kNameWidth = 280, kFolderWidth = 180, kSizeWidth = 90;
 }  // namespace
 
 FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent,
-                       SettingsStore* sizes)
-    : QDialog(parent),
-      browser_(backup.Browser),
-      picker_(picker),
-      model_(new BackupModel(backup.Browser, picked_, this)) {
+                       SettingsStore* sizes, RestoreStates states)
+    : QDialog(parent), states_(std::move(states)), browser_(&backup.Browser), picker_(picker) {
   setObjectName(QStringLiteral("FrmRestore"));
   setWindowTitle(QStringLiteral("還原「%1」的檔案").arg(ToQString(backup.Job)));
   txtFind_ = Make<QLineEdit>("txtFind");
@@ -55,6 +54,15 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
   buttons->addWidget(cmdOK_);
   buttons->addWidget(cmdCancel);
   auto* layout = new QVBoxLayout(this);
+  if (!states_.List.empty()) {
+    state_list_ = new StateList(states_.List);
+    state_list_->Select(states_.Chosen);
+    layout->addWidget(state_list_);
+    connect(state_list_, &StateList::Selected, this, &FrmRestore::ChooseState);
+    connect(state_list_, &StateList::OpenWanted, this, [this](int row) {
+      if (row >= 0) states_.OpenFolder(states_.List[static_cast<std::size_t>(row)]);
+    });
+  }
   layout->addLayout(find);
   layout->addWidget(MakeTree(), 1);
   layout->addWidget(MakeTarget(ToQString(backup.Source)));
@@ -63,17 +71,53 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
   search_timer_.setSingleShot(true);
   connect(&search_timer_, &QTimer::timeout, this, &FrmRestore::SearchOn);
   connect(txtFind_, &QLineEdit::textChanged, this, &FrmRestore::StartSearch);
-  connect(model_, &BackupModel::PicksChanged, this, &FrmRestore::ShowState);
   connect(cmdOK_, &QPushButton::clicked, this, &FrmRestore::TakePick);
   connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
   ShowState();
   tvwFiles_->setFocus();
-  RememberSize(*this, sizes, objectName(), 760, 560);
+  RememberSize(*this, sizes, objectName(), 760, state_list_ ? 700 : 560);
+}
+
+void FrmRestore::MakeModel() {
+  const BackupModel* former = model_;
+  const QItemSelectionModel* selection = tvwFiles_->selectionModel();
+  picked_.Clear();
+  model_ = new BackupModel(*browser_, picked_, this);
+  connect(model_, &BackupModel::PicksChanged, this, &FrmRestore::ShowState);
+  tvwFiles_->setModel(model_);
+  tvwFiles_->setRootIsDecorated(true);
+  tvwFiles_->hideColumn(BackupModel::kFolder);
+  tvwFiles_->setCurrentIndex(model_->index(0, 0, {}));
+  delete selection;
+  delete former;
+}
+
+void FrmRestore::ChooseState(int row) {
+  if (row < 0 || row == states_.Chosen) return;
+  const JobState& state = states_.List[static_cast<std::size_t>(row)];
+  std::unique_ptr<BackupBrowser> browser = states_.Browse(state);
+  if (!browser) {
+    Warn(*this, QStringLiteral("無法讀取備份「%1」。").arg(ToQString(state.Unit)));
+    return state_list_->Select(states_.Chosen);
+  }
+  states_.Chosen = row;
+  search_.reset();
+  // What shows the former one goes before it.
+  browser_ = browser.get();
+  MakeModel();
+  of_state_ = std::move(browser);
+  ShowState();
+  if (!txtFind_->text().trimmed().isEmpty()) StartSearch();
+}
+
+std::u16string FrmRestore::Unit() const {
+  if (states_.Chosen < 0) return {};
+  return states_.List[static_cast<std::size_t>(states_.Chosen)].Unit;
 }
 
 QWidget* FrmRestore::MakeTree() {
   tvwFiles_ = Make<QTreeView>("tvwFiles");
-  tvwFiles_->setModel(model_);
+  MakeModel();
   tvwFiles_->setItemDelegate(new LictDelegate(tvwFiles_));
   tvwFiles_->setUniformRowHeights(true);
   tvwFiles_->setAlternatingRowColors(true);
@@ -81,8 +125,6 @@ QWidget* FrmRestore::MakeTree() {
   tvwFiles_->header()->resizeSection(BackupModel::kName, kNameWidth);
   tvwFiles_->header()->resizeSection(BackupModel::kFolder, kFolderWidth);
   tvwFiles_->header()->resizeSection(BackupModel::kSize, kSizeWidth);
-  tvwFiles_->hideColumn(BackupModel::kFolder);
-  tvwFiles_->setCurrentIndex(model_->index(0, 0, {}));
   return tvwFiles_;
 }
 
@@ -137,7 +179,7 @@ void FrmRestore::StartSearch() {
 
 void FrmRestore::SearchOn() {
   if (!search_) {
-    search_ = std::make_unique<BackupSearch>(browser_, FromQString(txtFind_->text().trimmed()));
+    search_ = std::make_unique<BackupSearch>(*browser_, FromQString(txtFind_->text().trimmed()));
     model_->ShowHits({});
     tvwFiles_->setRootIsDecorated(false);
     tvwFiles_->showColumn(BackupModel::kFolder);

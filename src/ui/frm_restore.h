@@ -3,11 +3,13 @@
 
 #include <QDialog>
 #include <QTimer>
+#include <functional>
 #include <memory>
 #include <optional>
 
 #include "app/backup_browser.h"
 #include "core/restore_pick.h"
+#include "engine/states.h"
 
 class QCheckBox;
 class QLabel;
@@ -21,6 +23,16 @@ namespace kavrel {
 class BackupModel;
 class FilePicker;
 class SettingsStore;
+class StateList;
+
+/// The states of a job with date tags, of which the user takes one.
+struct RestoreStates {
+  std::vector<JobState> List;
+  int Chosen = -1;  ///< the one that the browser shows; -1: it is none of them
+  /// Null where a state cannot be looked into.
+  std::function<std::unique_ptr<BackupBrowser>(const JobState& state)> Browse;
+  std::function<void(const JobState& state)> OpenFolder;
+};
 
 class FrmRestore : public QDialog {
   Q_OBJECT
@@ -33,12 +45,16 @@ class FrmRestore : public QDialog {
   };
   /// The browser, the picker and the store outlive the dialog.
   FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent,
-             SettingsStore* sizes = nullptr);
+             SettingsStore* sizes = nullptr, RestoreStates states = {});
 
   /// What was picked, once the dialog was accepted.
   RestorePick Pick() const;
+  /// The state that it is of; empty where none was to be chosen.
+  std::u16string Unit() const;
 
  private:
+  void MakeModel();
+  void ChooseState(int row);
   QWidget* MakeTree();
   QWidget* MakeTarget(const QString& source);
   void ShowState();
@@ -47,10 +63,13 @@ class FrmRestore : public QDialog {
   void BrowseTarget();
   void TakePick();
 
-  const BackupBrowser& browser_;
+  RestoreStates states_;
+  std::unique_ptr<BackupBrowser> of_state_;  ///< the browser of a state that was chosen here
+  const BackupBrowser* browser_;
   FilePicker& picker_;
   PathSet picked_;
-  BackupModel* model_;
+  BackupModel* model_ = nullptr;
+  StateList* state_list_ = nullptr;
   std::unique_ptr<BackupSearch> search_;
   QTimer search_timer_;
   QTreeView* tvwFiles_;

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 
+#include "engine/states.h"
 #include "ui/qt_text.h"
 #include "ui/run_panel.h"
 #include "ui/tray.h"
@@ -24,11 +25,13 @@ bool Due(QElapsedTimer& timer, int every_ms) {
 RunShow::RunShow(Program& program, RunPanel& panel, clsStatusBar& status_bar)
     : program_(program), panel_(panel), status_bar_(status_bar), progress_(program.Context) {}
 
-void RunShow::Begin(std::int32_t job_index, bool restore, const RestorePick* pick) {
+void RunShow::Begin(std::int32_t job_index, bool restore, const RestorePick* pick,
+                    std::u16string_view unit) {
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(job_index)];
   job_ = ToQString(job.Name);
   index_ = job_index;
-  const std::u16string backup = program_.DestinationNow(job);
+  const std::u16string backup =
+      unit.empty() ? program_.DestinationNow(job) : std::u16string(StateFolder(unit));
   const std::u16string& place = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
   progress_.Begin(job, backup, restore, pick ? &pick->Paths : nullptr);
   panel_.Begin(restore ? backup : place, restore ? place : backup, progress_.ByPercent());

@@ -22,8 +22,10 @@ class RunShow {
   RunShow(Program& program, RunPanel& panel, clsStatusBar& status_bar);
 
   void SetTray(Tray* tray) { tray_ = tray; }
-  /// The job of this position runs from now on; of a restore, what was picked, if anything was.
-  void Begin(std::int32_t job_index, bool restore, const RestorePick* pick = nullptr);
+  /// The job of this position runs from now on; of a restore, what was
+  /// picked, if anything was, and of which state.
+  void Begin(std::int32_t job_index, bool restore, const RestorePick* pick = nullptr,
+             std::u16string_view unit = {});
   /// The run, or the batch, is over.
   void End();
   /// The position of the job at work; -1 when there is none.

@@ -47,6 +47,7 @@ class ExtrasFileTest : public testing::Test {
     extras.LastGood = *FromCivil(2009, 9, 22, 1, 2, 3);
     extras.Unbegun = {{*FromCivil(2009, 9, 23), UnbegunRun::Cause::NoSource, u"a\tb\\c 碟"},
                       {*FromCivil(2009, 9, 24), UnbegunRun::Cause::NoArchiver, u""}};
+    extras.Verified = {{u"D:\\1\\", *FromCivil(2009, 9, 24), 3}};
     return extras;
   }
 };
@@ -172,6 +173,7 @@ TEST_F(ExtrasFileTest, AnUpgradeTrustsOldMirrorsAndExtrasTravelWithTheStore) {
   expected.Bad = false;
   expected.LastGood = kZeroDate;
   expected.Unbegun.clear();
+  expected.Verified.clear();
   EXPECT_EQ(store_.Jobs[1].Extras, expected);
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.ext"), before);
 }

@@ -80,7 +80,7 @@ TEST(TreeCount, CountsWhatARunThenFinds) {
     EXPECT_EQ(counted.Files, counters.SourceFiles);
     EXPECT_EQ(counted.Bytes, counters.SourceBytes);
     const Counted back = Count(test, job, true, 1000);
-    ASSERT_EQ(RunRestoreJob(test.Program.Context, job, RestoreMode::Incremental).Outcome,
+    ASSERT_EQ(RunRestoreJob(test.Program.Context, job, {RestoreMode::Incremental}).Outcome,
               RunOutcome::Ran);
     EXPECT_EQ(back.Files, test.Program.Context.Report.Counters.SourceFiles);
     EXPECT_EQ(back.Bytes, test.Program.Context.Report.Counters.SourceBytes);

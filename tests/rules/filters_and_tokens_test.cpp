@@ -87,5 +87,42 @@ TEST(DateTokens, ExpandAsTheirTableSays) {
   EXPECT_EQ(ExpandDateTokens(many, clock), std::u16string(3000, u'1'));
 }
 
+TEST(DatedPaths, TellWhichFoldersRunsHaveMadeAndWhen) {
+  SetClock clock(2009, 11, 3, 15, 4, 5);
+  // Whatever a path expands to, its pattern takes, and tells the moment as far as its tags do.
+  const struct {
+    std::u16string_view Path, Fixed;
+    std::optional<DateTime> Date;
+  } cases[] = {
+      {u"D:\\b\\<yyyy>\\in <month><d>\\x\\", u"D:\\b\\", FromCivil(2009, 11, 3)},
+      {u"/b/a<yy-mm-dd>/<hh>_<nn>_<ss>", u"/b/", FromCivil(2009, 11, 3, 15, 4, 5)},
+      {u"/b/<yyyyddoy>", u"/b/", FromCivil(2009, 11, 3)},
+      {u"/b/<yyyy/mm>/<dd>", u"/b/", FromCivil(2009, 11, 3)},
+      {u"/b/<day>", u"/b/", std::nullopt},
+      {u"D:\\<mm>-<dd>\\", u"D:\\", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    const DatedPath path(c.Path);
+    EXPECT_EQ(path.Fixed(), c.Fixed) << ToUtf8(c.Path);
+    std::u16string given = ExpandDateTokens(c.Path, clock).substr(c.Fixed.size());
+    if (given.ends_with(c.Path.back()) && c.Path.back() != u'>') given.pop_back();
+    const std::vector<std::u16string_view> names = Split(given, c.Fixed[0] == u'/' ? u'/' : u'\\');
+    ASSERT_EQ(names.size(), path.Depth()) << ToUtf8(c.Path);
+    DatedPath::Moment told;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      EXPECT_TRUE(path.Takes(i, names[i], told)) << ToUtf8(names[i]);
+    }
+    EXPECT_EQ(told.Date(), c.Date) << ToUtf8(c.Path);
+  }
+  const DatedPath path(u"/b/<mm>-<d>/x");
+  for (const char16_t* other : {u"9-3", u"009-3", u"09-03", u"09-", u"09-3 copy", u"ab-3", u""}) {
+    DatedPath::Moment told;
+    EXPECT_FALSE(path.Takes(0, other, told)) << ToUtf8(other);
+  }
+  EXPECT_EQ(path.NameAt(0), u"");
+  EXPECT_EQ(path.NameAt(1), u"x");
+  EXPECT_EQ(DatedPath(u"/b/c").Fixed(), u"/b/c/");
+}
+
 }  // namespace
 }  // namespace kavrel

@@ -236,6 +236,26 @@ class Pictures {
     Find<QRadioButton>(restore, "optOther")->click();
     QTest::qWait(500);
     Draw(restore, "restore-search");
+    DrawRestoreOfDays(*browser);
+  }
+
+  void DrawRestoreOfDays(const BackupBrowser& browser) {
+    RestoreStates states;
+    for (int day = 24; day > 16; --day) {
+      JobState& state = states.List.emplace_back();
+      state.Unit = u"D:\\backup\\";
+      state.Date = *FromCivil(2009, 9, day, 18, 30, day);
+      state.Health = day == 24 ? StateHealth::Unfinished : StateHealth::Whole;
+      if (day == 24) continue;
+      state.Figures = {8123, 34567890123, 12, 4567890, day == 21 ? 3U : 0U};
+      if (day == 21) state.Health = StateHealth::Failures;
+      if (day == 20) state.Verified = {state.Unit, *FromCivil(2009, 9, 22, 9), 0};
+    }
+    states.Chosen = 1;
+    FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", browser}, DesktopFilePicker(),
+                       nullptr, nullptr, std::move(states));
+    Find<QTreeView>(restore, "tvwFiles")->expandAll();
+    Draw(restore, "restore-states");
   }
 
   /// The tray's marks, at the sizes of usual panels.

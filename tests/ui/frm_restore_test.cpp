@@ -142,5 +142,46 @@ TEST(RestoreSome, FromTheMenuToTheRestoredFile) {
   EXPECT_TRUE(main.Program.Scheduler.TimerOn());
 }
 
+TEST(RestoreSome, AnyDayOfAJobWithDateTags) {
+  MainWindow main;
+  BackupJob& job = main.AddJob(u"照片");
+  job.Destination.Path = u"D:\\<yyyy>-<mm>-<dd>\\";
+  const auto run = [&](int day, const char* text) {
+    main.Clock.Set(*FromCivil(2009, 9, day, 1));
+    main.WriteSource("照片/甲.txt", text);
+    ASSERT_EQ(main.Program.RunJobNow(0), RunOutcome::Ran);
+  };
+  main.Start();
+  run(1, "first");
+  run(2, "the second");
+  run(3, "the third one");
+  main.Clock.Set(*FromCivil(2009, 9, 20, 1));
+  std::filesystem::remove_all(main.Temp.DriveC() / "照片");
+  WhenDialog([&](QWidget& dialog) {
+    auto& list = *Find<QWidget>(dialog, "lstStates")->findChild<QTreeView*>();
+    ASSERT_EQ(list.model()->rowCount(), 3);
+    EXPECT_EQ(list.model()->index(0, 0).data(), "2009/9/3 上午 01:00:00");
+    EXPECT_EQ(list.model()->index(0, 1).data(), "完整");
+    EXPECT_EQ(list.currentIndex().row(), 0) << "the newest whole one";
+    auto& view = *Find<QTreeView>(dialog, "tvwFiles");
+    const auto check = [&] {
+      view.model()->setData(view.model()->index(0, 0, {}), Qt::Checked, Qt::CheckStateRole);
+    };
+    check();
+    list.setCurrentIndex(list.model()->index(1, 0));
+    EXPECT_FALSE(Find<QPushButton>(dialog, "cmdOK")->isEnabled()) << "picked of another state";
+    const QModelIndex file = view.model()->index(0, 0, {});
+    EXPECT_EQ(file.siblingAtColumn(BackupModel::kSize).data(), "10 位元");
+    std::filesystem::rename(main.Temp.DriveD() / "2009-09-01", main.Temp.DriveD() / "gone");
+    const QString told = MessageOf([&] { list.setCurrentIndex(list.model()->index(2, 0)); });
+    EXPECT_TRUE(told.startsWith("無法讀取備份")) << told.toStdString();
+    EXPECT_EQ(list.currentIndex().row(), 1);
+    check();
+    Find<QPushButton>(dialog, "cmdOK")->click();
+  });
+  main.Menu(main.Jobs(), 0, "mnuJobResSome");
+  EXPECT_EQ(ReadTestFile(main.Temp.DriveC() / "照片/甲.txt"), "the second");
+}
+
 }  // namespace
 }  // namespace kavrel

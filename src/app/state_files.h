@@ -1,0 +1,61 @@
+// What the states of a job hold: the versions of one file over all of them, and what changed from
+// one to another. Nothing is changed.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "archive/seven_zip.h"
+#include "engine/states.h"
+
+namespace kavrel {
+
+/// A file or a link of a state; folders are only the way to them.
+struct StateFile {
+  std::u16string Path;  ///< relative, with "/"
+  bool IsLink = false;
+  std::uint64_t Size = 0;
+  FileTime Written;
+  std::optional<std::uint32_t> Crc;  ///< where the archive tells it
+};
+
+/// All files of a state in the order of their paths; nothing when its folder or its archive cannot
+/// be read. `Unread` folders could not be looked through.
+struct StateFiles {
+  std::vector<StateFile> Files;
+  std::uint32_t Unread = 0;
+};
+std::optional<StateFiles> ReadState(const FileSystem& files, const SevenZipLibrary& archiver,
+                                    const JobState& state);
+
+/// One file as some of the states have it: of one size, written at one time.
+struct FileVersion {
+  std::uint64_t Size = 0;
+  FileTime Written;
+  std::vector<std::size_t> States;  ///< in the list, the newest first
+};
+struct FileVersions {
+  std::vector<FileVersion> Versions;  ///< the newest state's first
+  std::vector<std::size_t> Unread;    ///< states that could not be looked into
+};
+/// The versions of the file or link of this relative path.
+FileVersions VersionsOf(const FileSystem& files, const SevenZipLibrary& archiver,
+                        const std::vector<JobState>& states, std::u16string_view path);
+
+enum class StateChange : std::uint8_t { Added, Removed, Changed, Moved };
+struct StateDifference {
+  StateChange Change;
+  std::u16string Path;  ///< in the later state, of what was removed in the earlier one
+  std::u16string From;  ///< of what was moved
+  std::uint64_t Size = 0;
+};
+/// What is different in `to`, in the order of the paths. Files of one size that were written at one
+/// time are the same; one of content that another path had, and not any more, was moved.
+std::vector<StateDifference> CompareStates(const FileSystem& files, const JobState& from,
+                                           const StateFiles& from_files, const JobState& to,
+                                           const StateFiles& to_files);
+
+}  // namespace kavrel

@@ -1,0 +1,168 @@
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/json_text.h"
+#include "engine/states.h"
+#include "files/path.h"
+#include "files/size_text.h"
+#include "rules/date_tokens.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::string_view kHealthWords[] = {"whole",      "failures", "unknown",
+                                             "unfinished", "shared",   "away"};
+
+/// Files and bytes of a state, counted where no run has noted them.
+struct Content {
+  std::optional<std::uint64_t> Files, Bytes;
+};
+
+Content ContentOf(const FileSystem& files, const JobState& state) {
+  const auto& figures = state.Figures;
+  if (figures && figures->Failed == 0) return {figures->Files, figures->Bytes};
+  if (state.IsArchive || state.Health == StateHealth::Away) return {};
+  const FolderContent content = CountFolder(files, state.Unit);
+  return {content.Files, content.Bytes};
+}
+
+nlohmann::json NumberOrNull(const std::optional<std::uint64_t>& number) {
+  return number ? nlohmann::json(*number) : nlohmann::json();
+}
+
+std::u16string CountText(const std::optional<std::uint64_t>& number) {
+  return number ? Grouped(*number) : std::u16string(u"-");
+}
+
+std::u16string SizeText(const std::optional<std::uint64_t>& bytes) {
+  return bytes ? FormatSize(*bytes, SizeMode::Scaled) : std::u16string(u"-");
+}
+
+nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Content& content) {
+  const bool archive = state.IsArchive && state.Health != StateHealth::Away;
+  nlohmann::json added, verified;
+  if (state.Figures) {
+    added = {{"files", state.Figures->AddedFiles}, {"bytes", state.Figures->AddedBytes}};
+  }
+  if (state.Verified) {
+    verified = {{"at", JsonTime(state.Verified->When)}, {"damaged", state.Verified->Damaged}};
+  }
+  return {{"number", number},
+          {"date", JsonTime(state.Date)},
+          {"kind", state.IsArchive ? "archive" : "folder"},
+          {"state", kHealthWords[static_cast<std::size_t>(state.Health)]},
+          {"files", NumberOrNull(content.Files)},
+          {"bytes", NumberOrNull(content.Bytes)},
+          {"archive_bytes", archive ? nlohmann::json(state.ArchiveSize) : nlohmann::json()},
+          {"added", std::move(added)},
+          {"failed", state.Figures ? nlohmann::json(state.Figures->Failed) : nlohmann::json()},
+          {"verified", std::move(verified)},
+          {"path", JsonText(state.Unit)}};
+}
+
+/// Said of an empty list, which is no fault.
+void TellNone(const BackupJob& job) {
+  const bool one_folder = !job.Compressed && !HasDateTags(job.Destination.Path);
+  PrintError(Printable(job.Name) +
+             (one_folder ? ": it always writes into one folder, and has no states: " +
+                               Printable(job.Destination.Path)
+                         : std::string(": there are no states")));
+}
+
+std::string ListedBy(const BackupJob& job) {
+  return "; kavrelctl states " + Printable(job.Name) + " lists them";
+}
+
+}  // namespace
+
+int ListJobStates(Session& session, const std::string& name, bool json) {
+  if (!session.Open()) return session.Failure();
+  const BackupJob* job = session.FindJob(name);
+  if (!job) return kNoSuchJob;
+  Program& program = session.Program();
+  const std::vector<JobState> states = ListStates(program.Context, *job);
+  nlohmann::json list = nlohmann::json::array();
+  std::vector<std::vector<std::u16string>> rows{
+      {u"編號", u"日期時間", u"種類", u"狀態", u"檔案數", u"大小", u"新增", u"驗證", u"位置"}};
+  for (std::size_t i = 0; i < states.size(); ++i) {
+    const JobState& state = states[i];
+    const Content content = ContentOf(program.Files, state);
+    if (json) {
+      list.push_back(StateAsJson(state, i + 1, content));
+      continue;
+    }
+    const std::optional<std::uint64_t> size =
+        state.IsArchive ? std::optional(state.ArchiveSize) : content.Bytes;
+    const auto& figures = state.Figures;
+    rows.push_back({Grouped(i + 1), StateDateText(state), std::u16string(StateKindText(state)),
+                    StateHealthText(state), CountText(content.Files),
+                    SizeText(state.Health == StateHealth::Away ? std::nullopt : size),
+                    figures ? Grouped(figures->AddedFiles) + u" / " +
+                                  FormatSize(figures->AddedBytes, SizeMode::Scaled)
+                            : std::u16string(u"-"),
+                    VerifiedText(state), state.Unit});
+  }
+  if (json) {
+    PrintJson(list);
+  } else if (states.empty()) {
+    TellNone(*job);
+  } else {
+    PrintTable(rows);
+  }
+  return kDone;
+}
+
+std::optional<std::size_t> PickState(const std::vector<JobState>& states, const BackupJob& job,
+                                     const std::string& which, ExitCode& code) {
+  const StateChoice choice = FindState(states, FromUtf8(which));
+  if (choice.Result == StateChoice::Found && states[choice.Index].Health != StateHealth::Away) {
+    return choice.Index;
+  }
+  const std::string wanted = Printable(FromUtf8(which));
+  if (choice.Result == StateChoice::Ambiguous) {
+    PrintError(Printable(job.Name) + ": more than one state begins with " + wanted + ListedBy(job));
+    code = kBadInput;
+  } else {
+    const bool away = choice.Result == StateChoice::Found;
+    PrintError(Printable(job.Name) + ": " +
+               (away ? "the disk of this state is not there: " : "there is no such state: ") +
+               wanted + ListedBy(job));
+    code = kSourceMissing;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
+                                     const std::string& which, ExitCode& code) {
+  const RunContext& context = session.Program().Context;
+  if (which.empty() && HasStateOfNow(context, job)) return std::u16string();
+  const std::vector<JobState> states = ListStates(context, job);
+  if (!which.empty()) {
+    const std::optional<std::size_t> picked = PickState(states, job, which, code);
+    if (!picked) return std::nullopt;
+    return states[*picked].Unit;
+  }
+  const std::optional<std::size_t> newest = NewestState(states);
+  if (!newest) {
+    // The run that follows tells that there is no backup.
+    if (!states.empty()) {
+      PrintError(Printable(job.Name) + ": no state is whole" + ListedBy(job) +
+                 ", --state takes one all the same");
+    }
+    return std::u16string();
+  }
+  const JobState& state = states[*newest];
+  std::string text = ": nothing is dated now, this takes the newest ";
+  text += state.Health == StateHealth::Whole ? "whole state: " : "state, which may not be whole: ";
+  PrintError(Printable(job.Name) + text + ToUtf8(StateDateText(state)) + ", " +
+             Printable(state.Unit) +
+             (*newest > 0 ? " (newer ones are not whole" + ListedBy(job) + ")" : ""));
+  return state.Unit;
+}
+
+}  // namespace kavrel

@@ -1,0 +1,70 @@
+#include "ui/state_list.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "base/number.h"
+#include "files/size_text.h"
+#include "ui/layout_help.h"
+#include "ui/qt_text.h"
+
+namespace kavrel {
+
+namespace {
+constexpr int kRowsShown = 5;
+}
+
+StateList::StateList(const std::vector<JobState>& states) {
+  QWidget* list = MakeList(lstStates_, "lstStates", QStringLiteral("備份日期"));
+  lstStates_.ColumnAdd(-1, 190, QStringLiteral("備份日期"));
+  lstStates_.ColumnAdd(-1, 130, QStringLiteral("狀態"));
+  lstStates_.ColumnAdd(-1, 80, QStringLiteral("檔案數"), clsLictView::AlignRight);
+  lstStates_.ColumnAdd(-1, 90, QStringLiteral("大小"), clsLictView::AlignRight);
+  lstStates_.ColumnAdd(-1, 190, QStringLiteral("驗證"));
+  lstStates_.SetHeaderSort(true);
+  for (const JobState& state : states) Add(state);
+  const int line = fontMetrics().lineSpacing() + 6;
+  list->setFixedHeight(line * (kRowsShown + 1) + 6);
+  btnOpenState_ = Make<QPushButton>("btnOpenState", QStringLiteral("開啟資料夾(&O)"));
+  btnOpenState_->setAutoDefault(false);
+  btnOpenState_->setEnabled(false);
+
+  auto* line_above = new QHBoxLayout;
+  line_above->addWidget(MakeLabel(QStringLiteral("要還原哪一個日期的備份(&S)："), list), 1);
+  line_above->addWidget(btnOpenState_);
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->addLayout(line_above);
+  layout->addWidget(list);
+
+  connect(&lstStates_, &clsLictView::ItemSelect, this, [this](int row) {
+    btnOpenState_->setEnabled(row >= 0);
+    Q_EMIT Selected(row);
+  });
+  connect(btnOpenState_, &QPushButton::clicked, this,
+          [this] { Q_EMIT OpenWanted(lstStates_.SelectedIndex()); });
+}
+
+void StateList::Add(const JobState& state) {
+  const bool dated = state.Date != kZeroDate;
+  const int row = lstStates_.ItemAdd(-1, ToQString(dated ? DateTimeText(state.Date) : state.Unit));
+  lstStates_.SetItemSortKey(row, 0, state.Date.time_since_epoch().count());
+  lstStates_.ItemAddSub(row, 1, ToQString(StateHealthText(state)));
+  if (state.Figures && state.Figures->Failed == 0) {
+    lstStates_.ItemAddSub(row, 2, ToQString(Grouped(state.Figures->Files)));
+    lstStates_.SetItemSortKey(row, 2, static_cast<qint64>(state.Figures->Files));
+    lstStates_.ItemAddSub(row, 3, ToQString(FormatSize(state.Figures->Bytes, SizeMode::Scaled)));
+    lstStates_.SetItemSortKey(row, 3, static_cast<qint64>(state.Figures->Bytes));
+  }
+  if (!state.Verified) return;
+  std::u16string verified = DateTimeText(state.Verified->When);
+  if (state.Verified->Damaged > 0) {
+    verified += u" (損壞 " + Grouped(state.Verified->Damaged) + u")";
+  }
+  lstStates_.ItemAddSub(row, 4, ToQString(verified));
+  lstStates_.SetItemSortKey(row, 4, state.Verified->When.time_since_epoch().count());
+}
+
+}  // namespace kavrel
