@@ -185,6 +185,9 @@ std::u16string AsIso(std::u16string_view which) {
     if (c == u'/') c = u'-';
     if (c == u'T' || c == u't') c = u' ';
   }
+  // JSON tells the distance from UTC behind it.
+  constexpr std::size_t kDateTime = 19;
+  if (text.size() > kDateTime) text.resize(kDateTime);
   return text;
 }
 

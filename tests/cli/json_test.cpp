@@ -68,6 +68,18 @@ TEST_F(JsonTest, EveryKeyIsDocumentedAndEveryDocumentedKeyIsThere) {
   look("rules list", {"rules", "list"});
   look("filters list", {"filters", "list"});
   look("drives list", {"drives", "list"});
+  Add("D");
+  const fs::path days = temp_.Root() / "days";
+  ASSERT_EQ(Code({"edit", "D", "--dest", (days / "<yyyy>").string()}), 0);
+  ASSERT_EQ(Code({"run", "D"}), 0);
+  // Last year's, which has kept its mark.
+  fs::rename(fs::directory_iterator(days)->path(), days / "2001");
+  WriteTestFile(source_ / "a.txt", "changed once more");
+  ASSERT_EQ(Code({"run", "D"}), 0);
+  ASSERT_EQ(Code({"verify", "D"}), 0);
+  look("states", {"states", "D"});
+  look("versions", {"versions", "D", "a.txt"});
+  look("diff", {"diff", "D", "2", "1"});
   Add("C", {"--type", "compressed"});
   const bool packs = Code({"run", "C"}) == 0;
   if (packs) look("archives", {"archives", "C"});
