@@ -131,7 +131,7 @@ class Bench {
     const steady_clock::time_point begin = steady_clock::now();
     program_.RunJobNow(0);
     const double took = Milliseconds(steady_clock::now() - begin);
-    const std::uint32_t files = program_.Context.Counters.SourceFiles;
+    const std::uint32_t files = program_.Context.Report.Counters.SourceFiles;
     std::cout << files << " files in " << took << " ms, " << files / took * 1000 << " files/s";
     return took;
   }

@@ -42,7 +42,6 @@ class LookAhead {
         paths_(job.Source.WorkPath, job.Destination.WorkPath),
         scope_(job, context.Exclusions, job.Destination.WorkPath) {
     plan_.Depth = RunPlan::Level::Counts;
-    planning_.Context.Mounted = context.Mounted;
   }
 
   void Run() { Walk(nullptr, {}); }

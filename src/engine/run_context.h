@@ -59,8 +59,9 @@ struct RunContext : RunOptions {
 
   /// The same with a report of its own, for somebody who only looks around.
   RunContext With(RunState& state, RunHost& host, JobLog& log, RunNotes& notes) const {
-    return {*this,   Files,      Clock,    state,  host,   Store, Settings, Exclusions, log,
-            LogRows, ProgramLog, Archiver, Staged, Mounts, notes, DestRoot, Place,      {}};
+    return {*this,      Files,    Clock,   state,      host,     Store,  Settings,
+            Exclusions, log,      LogRows, ProgramLog, Archiver, Staged, Mounts,
+            notes,      DestRoot, Place,   {},         Mounted};
   }
 
   /// The user has cancelled the run, or it has stopped by itself.

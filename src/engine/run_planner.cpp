@@ -35,6 +35,7 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
   RunContext& planning = apart.Context;
   planning.Force = false;
   planning.Place = {};
+  planning.Mounted = {};
   const auto removes = [](const RunCounters& run) {
     return run.SyncDeletedFiles + run.SyncDeletedFolders + run.RecycledFiles + run.RecycledFolders >
            0;
@@ -46,7 +47,8 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
   const std::u16string warnings[] = {
       NoPlaceText(planning.Files, job.Destination.WorkPath),
       job.Extras.Adopt ? none : EntryObjection(planning, job, archive),
-      DiskObjection(planning, job), StateObjection(job, unit, StateFiles(counters)),
+      DiskObjection(planning, job),
+      StateObjection(job, unit, StateFiles(counters)),
       removes(counters) ? MirrorObjection(planning, job) : none,
       job.Compressed ? none : SpaceObjection(planning, job, plan)};
   for (const std::u16string& warning : warnings) {
