@@ -249,7 +249,7 @@ TEST_P(AwayTest, WhatLiesInsideIsKnownByWhateverPathLeadsThere) {
   // What a run may do without, a restore asks about.
   EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
   const bool removes = GetParam() == std::string("sync");
-  EXPECT_EQ(job_.Command({"restore", "J", "--archive", "latest"}).ExitCode == 0, removes);
+  EXPECT_EQ(job_.Command({"restore", "J"}).ExitCode == 0, removes);
   EXPECT_EQ(fs::exists(moved / "inner" / "b0"), false);
   Unmount(moved);
 }
