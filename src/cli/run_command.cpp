@@ -46,7 +46,8 @@ int RunJobs(Session& session, const RunChoice& choice) {
   RaiseOpenFileLimit();
   WatchForInterrupt();
   constexpr std::string_view kLevels[] = {"store", "fast", "full"};
-  const std::string_view wanted = choice.Compression.empty() ? "fast" : choice.Compression;
+  const std::string_view given = choice.Compression;
+  const std::string_view wanted = given.empty() ? "fast" : given;
   const auto level = std::find(std::begin(kLevels), std::end(kLevels), wanted);
   if (level == std::end(kLevels)) {
     PrintError("--compression takes store, fast or full");
