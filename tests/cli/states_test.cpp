@@ -111,6 +111,7 @@ TEST_F(StatesTest, TheSecondFileOrTheDiskAloneTellsOfThem) {
   // A foreign folder that only looks alike, and a copy that has no mark.
   WriteTestFile(Temp.DriveD() / "b/2009/09/in03src/a", "x");
   fs::copy(Temp.DriveD() / "b/2009/09/in02src", Temp.DriveD() / "b/2009/09/in04src");
+  fs::remove(Temp.DriveD() / "b/2009/09/in04src/.kavrel-owner");
   const std::string both =
       "2009-09-02 01:00:00 完整 D:\\b\\2009\\09\\in02src\\\n"
       "2009-09-01 01:00:00 完整 D:\\b\\2009\\09\\in01src\\\n";
