@@ -55,7 +55,11 @@ int PrintPreview(Session& session, const std::string& name, bool json);
 /// Why it cannot begin, for those who read English.
 std::string NoSourceReason(const BackupJob& job);
 inline constexpr const char* kNoArchiverReason =
+#ifdef _WIN32
+    "no archive program is installed; it is 7-Zip.dll, beside the program";
+#else
     "no archive program is installed; the Debian package is 7zip";
+#endif
 inline constexpr const char* kWrongPasswordText =
     "the job's password does not open the archive; edit --password-stdin gives it another one";
 /// What a run or a restore would come to, from there to there.

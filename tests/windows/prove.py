@@ -157,7 +157,7 @@ def prove_runs(windows, source):
 
     windows.run("add", "--name", "壓縮", "--source", "C:\\來源", "--dest", "C:\\dest\\zip",
                 "--type", "compressed")
-    windows.run("run", "壓縮", code=2)
+    windows.run("run", "壓縮", code=9)
     archives = list((dest / "zip").rglob("*")) if (dest / "zip").exists() else []
     check(not archives, f"without 7-Zip.dll there is {archives}")
     step("compressed without 7-Zip.dll: reported, nothing written")
