@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,10 @@ class ProcessLock {
   static std::u16string WorkOfHolder(std::u16string_view program_folder);
 
  private:
+  /// What the holder of the lock has noted: who it is and, on a second line, its work. Nothing when
+  /// nobody holds it.
+  static std::optional<std::string> NoteOfHolder(std::u16string_view program_folder);
+
   std::string note_;
   SystemHandle handle_ = kNoHandle;
 };

@@ -91,10 +91,7 @@ void ProcessLock::Release() {
   handle_ = kNoHandle;
 }
 
-namespace {
-
-/// What the holder of the lock has noted; nothing when nobody holds it.
-std::optional<std::string> NoteOfHolder(std::u16string_view program_folder) {
+std::optional<std::string> ProcessLock::NoteOfHolder(std::u16string_view program_folder) {
   const std::string path = LockPath(program_folder);
   const Handle file(
       Retry([&] { return open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
@@ -105,20 +102,6 @@ std::optional<std::string> NoteOfHolder(std::u16string_view program_folder) {
   const ssize_t length = Retry([&] { return read(file.Get(), note.data(), note.size()); });
   note.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
   return note;
-}
-
-}  // namespace
-
-std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
-  const std::optional<std::string> note = NoteOfHolder(program_folder);
-  if (!note) return {};
-  return note->empty() ? u"(process ?)" : FromUtf8(note->substr(0, note->find('\n')));
-}
-
-std::u16string ProcessLock::WorkOfHolder(std::u16string_view program_folder) {
-  const std::string note = NoteOfHolder(program_folder).value_or("");
-  const std::size_t end = note.find('\n');
-  return end == note.npos ? std::u16string() : FromUtf8(note.substr(end + 1));
 }
 
 std::u16string StartAddress(std::u16string_view program_folder) {

@@ -88,10 +88,7 @@ void ProcessLock::Release() {
   handle_ = kNoHandle;
 }
 
-namespace {
-
-/// What the holder of the lock has noted; nothing when nobody holds it.
-std::optional<std::string> NoteOfHolder(std::u16string_view program_folder) {
+std::optional<std::string> ProcessLock::NoteOfHolder(std::u16string_view program_folder) {
   const Handle file(OpenLock(program_folder, OPEN_EXISTING));
   if (!file || LockByte(file.Get())) return std::nullopt;
   std::string note(4096, '\0');
@@ -99,20 +96,6 @@ std::optional<std::string> NoteOfHolder(std::u16string_view program_folder) {
   if (!ReadFile(file.Get(), note.data(), static_cast<DWORD>(note.size()), &got, nullptr)) got = 0;
   note.resize(got);
   return note;
-}
-
-}  // namespace
-
-std::u16string ProcessLock::Holder(std::u16string_view program_folder) {
-  const std::optional<std::string> note = NoteOfHolder(program_folder);
-  if (!note) return {};
-  return note->empty() ? u"(process ?)" : FromUtf8(note->substr(0, note->find('\n')));
-}
-
-std::u16string ProcessLock::WorkOfHolder(std::u16string_view program_folder) {
-  const std::string note = NoteOfHolder(program_folder).value_or("");
-  const std::size_t end = note.find('\n');
-  return end == note.npos ? std::u16string() : FromUtf8(note.substr(end + 1));
 }
 
 std::u16string StartAddress(std::u16string_view program_folder) {
