@@ -250,7 +250,7 @@ VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& 
     Mounts.Load();
     BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
     host_.VerificationStarting(
-        job, unit.empty() ? DestinationNow(job) : std::u16string(StateFolder(unit)));
+        job, unit.empty() ? DestinationNow(job) : std::u16string(UnitFolder(unit)));
     report = RunVerifyJob(Context, job, {}, picker, unit);
     NoteVerification(job, report);
     return report.Outcome;

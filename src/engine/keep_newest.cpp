@@ -17,10 +17,6 @@ namespace {
 // Enough for an archive an hour over a year; what is forgotten only stays.
 constexpr std::size_t kMostNoted = 10000;
 
-bool IsFolderUnit(std::u16string_view unit) {
-  return EndsWithSeparator(unit);
-}
-
 void LogMove(RunContext& context, std::u16string_view result, std::u16string_view path) {
   std::u16string line = u": 舊備份移到資源回收筒 (";
   ((line += result) += u")：") += path;
@@ -72,8 +68,7 @@ bool MayGo(const RunContext& context, const BackupJob& job, const Folder& parent
 /// Removes the dated folders above a unit that are empty now, never the fixed part of the path.
 void RemoveEmptyAbove(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
   const std::u16string& entered = job.Destination.Path;
-  const std::u16string_view fixed =
-      PathFolder(std::u16string_view(entered).substr(0, entered.find(u'<') + 1));
+  const std::u16string fixed = HasDateTags(entered) ? DatedPath(entered).Fixed() : std::u16string();
   std::u16string_view path = PathFolder(unit);
   while (!fixed.empty() && path.size() > fixed.size() && path.starts_with(fixed)) {
     const std::u16string_view name = PathName(DropBackslash(path));
@@ -137,7 +132,7 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
 
 /// What was moved is to be where the log tells, after a power cut as well.
 void SyncMoves(RunContext& context, std::u16string_view unit) {
-  const std::u16string_view path = IsFolderUnit(unit) ? unit : PathFolder(unit);
+  const std::u16string_view path = UnitFolder(unit);
   const Result<Folder> folder = context.Files.OpenFolder(path);
   const ErrorCode error = folder ? folder->SyncDisk() : folder.Error;
   if (!error) return;

@@ -137,10 +137,6 @@ std::u16string InsideText(const FileSystem& files, const BackupJob& job, std::u1
   return {};
 }
 
-Result<Folder> FolderOf(const FileSystem& files, std::u16string_view unit) {
-  return files.OpenFolder(EndsWithSeparator(unit) ? unit : PathFolder(unit));
-}
-
 /// The mark that a run into the place which was found is to leave.
 OwnerMark MarkOf(const PlaceFound& found, const BackupJob& job, std::u16string_view place) {
   OwnerMark mark = found.Mark;
@@ -284,7 +280,7 @@ void MarkMirrored(RunContext& context, const BackupJob& job, const Folder& dest)
 }
 
 void MarkWhole(RunContext& context, const BackupJob& job, std::u16string_view unit) {
-  const Result<Folder> folder = FolderOf(context.Files, unit);
+  const Result<Folder> folder = context.Files.OpenFolder(UnitFolder(unit));
   if (!folder || !context.Place.Write) return;
   const std::u16string_view archive = PathName(unit);
   Result<OwnerMark> mark = ReadOwnerMark(*folder, archive);
@@ -340,7 +336,7 @@ bool IsShared(const FileSystem& files, const OwnerMark& mark, const BackupJob& j
 }
 
 Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit) {
-  const Result<Folder> folder = FolderOf(files, unit);
+  const Result<Folder> folder = files.OpenFolder(UnitFolder(unit));
   if (!folder) return Result<bool>::Fail(folder.Error);
   const Result<OwnerMark> mark =
       ReadOwnerMark(*folder, EndsWithSeparator(unit) ? std::u16string_view() : PathName(unit));

@@ -10,6 +10,7 @@
 #include "core/job_store.h"
 #include "engine/folder_pair.h"
 #include "files/owner_mark.h"
+#include "files/path.h"
 
 namespace kavrel {
 
@@ -57,7 +58,16 @@ void MarkWhole(RunContext& context, const BackupJob& job, std::u16string_view un
 bool IsOwnAfterRun(const PlaceFound& place, const BackupJob& job);
 /// Whether the mark that was found makes the place a mirror of this job and its source.
 bool IsOwnMirror(const PlaceFound& place, const BackupJob& job);
-/// Whether a dated folder, with its final separator, or an archive was made by this job alone. The
+/// A unit is what one run makes: the path of a dated folder, with its final separator, or of an
+/// archive.
+inline bool IsFolderUnit(std::u16string_view unit) {
+  return EndsWithSeparator(unit);
+}
+/// The folder that the unit is, or that the archive is in.
+inline std::u16string_view UnitFolder(std::u16string_view unit) {
+  return IsFolderUnit(unit) ? unit : PathFolder(unit);
+}
+/// Whether a unit was made by this job alone. The
 /// error tells of one that cannot be looked at.
 Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit);
 /// The mark of a folder, or of an archive in it, where it says that this is a backup which a

@@ -152,7 +152,7 @@ BackupJob JobOf(const RunContext& context, const BackupJob& stored, const Restor
   BackupJob job = JobOfState(stored, request.Unit);
   const RestorePick* pick = request.Pick;
   job.Source.WorkPath = request.Unit.empty() ? ExpandedDestination(job, context.Clock)
-                                             : std::u16string(StateFolder(request.Unit));
+                                             : std::u16string(UnitFolder(request.Unit));
   job.Destination.WorkPath = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
   return job;
 }

@@ -1,6 +1,8 @@
 #include "engine/states.h"
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 #include <tuple>
 #include <unordered_set>
 
@@ -15,10 +17,6 @@
 namespace kavrel {
 
 namespace {
-
-bool IsFolderUnit(std::u16string_view unit) {
-  return EndsWithSeparator(unit);
-}
 
 StateHealth HealthOf(const FileSystem& files, const OwnerMark& mark, const BackupJob& job) {
   if (IsShared(files, mark, job)) return StateHealth::Shared;
@@ -42,17 +40,21 @@ class StateFinder {
     }
   }
 
-  /// What the job's second file tells of, and is not found yet. `away`: what is not there may lie
-  /// on a disk that is not there.
-  void AddMade(bool away) {
+  /// What the job's second file tells of, and is not found yet. `away` is asked, once, whether what
+  /// is not there may lie on a disk that is not there.
+  void AddMade(const std::function<bool()>& away) {
+    std::optional<bool> disk_away;
     for (const std::u16string& unit : job_.Extras.Made) {
       if (found_.contains(unit)) continue;
-      const Result<Folder> folder = files_.OpenFolder(StateFolder(unit));
+      const Result<Folder> folder = files_.OpenFolder(UnitFolder(unit));
       const bool folder_unit = IsFolderUnit(unit);
       const bool there = folder && (folder_unit || folder->Status(PathName(unit)));
       if (there) {
         Add(*folder, unit, DateOf(unit));
-      } else if (away) {
+        continue;
+      }
+      if (!disk_away) disk_away = away();
+      if (*disk_away) {
         JobState& state = Note(unit);
         state.Health = StateHealth::Away;
         state.Date = DateOf(unit).value_or(kZeroDate);
@@ -202,7 +204,7 @@ std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job
   disks.Restores = true;
   StateFinder finder(context, job);
   finder.Search();
-  finder.AddMade(!DiskObjection(context, now, disks).empty());
+  finder.AddMade([&] { return !DiskObjection(context, now, disks).empty(); });
   return finder.Take();
 }
 
@@ -262,10 +264,6 @@ BackupJob JobOfState(const BackupJob& job, std::u16string_view unit) {
   BackupJob copy = job;
   if (!unit.empty()) copy.Compressed = !IsFolderUnit(unit);
   return copy;
-}
-
-std::u16string_view StateFolder(std::u16string_view unit) {
-  return IsFolderUnit(unit) ? unit : PathFolder(unit);
 }
 
 void NoteVerified(BackupJob& job, std::u16string_view unit, DateTime when, std::uint32_t damaged) {

@@ -71,8 +71,6 @@ std::u16string UnitTaken(const RunContext& context, const BackupJob& job);
 /// The job as a restore or a verification of that state takes it: one of its archives is unpacked
 /// whatever the job makes now.
 BackupJob JobOfState(const BackupJob& job, std::u16string_view unit);
-/// The folder that a state's restore reads: itself, or the one that the archive is in.
-std::u16string_view StateFolder(std::u16string_view unit);
 
 /// Notes in the job's extras what a verification of the state has found.
 void NoteVerified(BackupJob& job, std::u16string_view unit, DateTime when, std::uint32_t damaged);

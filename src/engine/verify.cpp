@@ -86,7 +86,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   VerifyReport report;
   BackupJob job = JobOfState(stored, unit);
   job.Source.WorkPath = job.Source.Path;
-  if (!unit.empty()) backup_folder = StateFolder(unit);
+  if (!unit.empty()) backup_folder = UnitFolder(unit);
   job.Destination.WorkPath =
       backup_folder.empty() ? ExpandedDestination(job, context.Clock) : backup_folder;
   job.RunStarted = context.Clock.Now();

@@ -64,7 +64,7 @@ std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
       return BrowseUnit(program.Files, program.Archiver, state.Unit, &monitor);
     };
     states.OpenFolder = [&](const JobState& state) {
-      OpenPathOrTell(*parent, program.Files, StateFolder(state.Unit));
+      OpenPathOrTell(*parent, program.Files, UnitFolder(state.Unit));
     };
   }
   FrmRestore dialog({job.Name, job.Source.Path, browser}, DesktopFilePicker(), parent,

@@ -31,7 +31,7 @@ void RunShow::Begin(std::int32_t job_index, bool restore, const RestorePick* pic
   job_ = ToQString(job.Name);
   index_ = job_index;
   const std::u16string backup =
-      unit.empty() ? program_.DestinationNow(job) : std::u16string(StateFolder(unit));
+      unit.empty() ? program_.DestinationNow(job) : std::u16string(UnitFolder(unit));
   const std::u16string& place = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
   progress_.Begin(job, backup, restore, pick ? &pick->Paths : nullptr);
   panel_.Begin(restore ? backup : place, restore ? place : backup, progress_.ByPercent());

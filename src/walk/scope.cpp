@@ -7,6 +7,7 @@
 #include "files/owner_mark.h"
 #include "files/path.h"
 #include "platform/trace.h"
+#include "rules/date_tokens.h"
 #include "rules/file_filters.h"
 
 namespace kavrel {
@@ -72,9 +73,8 @@ void Scope::TakeTypes(const BackupJob& job) {
 
 void Scope::TakeStates(const BackupJob& job) {
   const std::u16string& entered = job.Destination.Path;
-  const std::size_t tag = entered.find(u'<');
-  if (tag != entered.npos && PathStartsWith(entered, AddBackslash(job.Source.WorkPath))) {
-    own_states_ = PathFolder(entered.substr(0, tag + 1));
+  if (HasDateTags(entered) && PathStartsWith(entered, AddBackslash(job.Source.WorkPath))) {
+    own_states_ = DatedPath(entered).Fixed();
   }
 }
 
