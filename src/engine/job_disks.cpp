@@ -7,6 +7,7 @@
 #include "engine/rule_check.h"
 #include "files/folder_identity.h"
 #include "files/path.h"
+#include "rules/date_tokens.h"
 
 namespace kavrel {
 
@@ -140,9 +141,7 @@ class JobDisks {
       const std::u16string& place = Place(known.OfSource);
       if (was.empty() || place.empty() || was == place) continue;
       if (known.Point == was || !IsAtOrBelow(known.Point, was)) continue;
-      const std::u16string_view below =
-          std::u16string_view(known.Point).substr(was == kRoot ? 0 : was.size());
-      known.Point = std::u16string(place == kRoot ? std::u16string_view() : place) += below;
+      known.Point = JoinPath(place, PartBelow(known.Point, was));
     }
   }
 
@@ -151,6 +150,7 @@ class JobDisks {
     return PathBelow(of_source ? job_.Source.WorkPath : job_.Destination.WorkPath,
                      Below(of_source, point));
   }
+
   /// Whether the backup keeps what a disk held that is away: then that has to be agreed to once.
   bool KeepsAll() const { return !job_.Synchronise && job_.Extras.KeepNewest == 0; }
 
@@ -173,7 +173,7 @@ class JobDisks {
 
   /// The path of something inside the source or the destination, below that.
   std::u16string_view Below(bool of_source, std::u16string_view point) const {
-    return point.substr(Place(of_source) == kRoot ? 1 : Place(of_source).size() + 1);
+    return PartBelow(point, Place(of_source));
   }
 
   /// Whether a rule leaves out what is mounted at a point inside the source.
@@ -281,16 +281,19 @@ class JobDisks {
 
   /// Whether the last backup has something in this folder.
   bool BackupHolds(std::u16string_view folder) const {
+    const auto holds = [&](std::u16string_view backup) {
+      const Result<Folder> copy = context_.Files.OpenFolder(JoinPath(backup, folder));
+      return copy && FolderReader(*copy).Next();
+    };
+    if (context_.Files.FolderExists(job_.Destination.WorkPath)) {
+      return holds(job_.Destination.WorkPath);
+    }
     // Of dated ones, the last that is there: disks may take turns.
     const std::vector<std::u16string>& made = job_.Extras.Made;
-    auto last = std::find_if(made.rbegin(), made.rend(), [&](const std::u16string& unit) {
+    const auto last = std::find_if(made.rbegin(), made.rend(), [&](const std::u16string& unit) {
       return context_.Files.FolderExists(unit);
     });
-    const bool today = context_.Files.FolderExists(job_.Destination.WorkPath);
-    if (!today && last == made.rend()) return false;
-    const Result<Folder> copy =
-        context_.Files.OpenFolder(JoinPath(today ? job_.Destination.WorkPath : *last, folder));
-    return copy && FolderReader(*copy).Next();
+    return last != made.rend() && holds(*last);
   }
 
   void Add(bool of_source, const std::u16string& point, std::vector<KnownMount>& present) const {
@@ -326,11 +329,10 @@ bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& s
   // What comes or goes between the look and the note is looked at once more.
   for (int tries = 0; tries < 3; ++tries) {
     JobDisks disks(context, job, scope);
-    if (!job.Extras.Mounts.empty()) objection = disks.Objection();
+    if (!context.Force && !job.Extras.Mounts.empty()) objection = disks.Objection();
     if (disks.Note(context.Mounted)) break;
   }
-  return context.Force || objection.empty() ||
-         AskToGoOn(context, job, RunRefusal::DiskAway, u"檢查磁碟", objection);
+  return objection.empty() || AskToGoOn(context, job, RunRefusal::DiskAway, u"檢查磁碟", objection);
 }
 
 void RememberDisks(const RunContext& context, BackupJob& job) {
@@ -338,7 +340,7 @@ void RememberDisks(const RunContext& context, BackupJob& job) {
   job.Extras.Mounts = disks.Present();
   job.Extras.SourcePlace = disks.Place(true);
   // That of a dated one is another each time, and what was mounted in the last one stays there.
-  const bool dated = job.Destination.Path.find(u'<') != std::u16string::npos;
+  const bool dated = HasDateTags(job.Destination.Path);
   job.Extras.DestinationPlace = dated ? std::u16string() : disks.Place(false);
 }
 

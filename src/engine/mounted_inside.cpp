@@ -7,24 +7,18 @@
 
 namespace kavrel {
 
-namespace {
-
-/// What follows a folder's path, which need not end with a separator, in that of something in it.
-std::u16string_view Below(std::u16string_view path, std::u16string_view folder) {
-  path.remove_prefix(std::min(folder.size(), path.size()));
-  if (path.starts_with(u'/')) path.remove_prefix(1);
-  return path;
-}
-
-}  // namespace
-
 void MountedInside::Note(const FileSystem& files, const MountTable& table, std::u16string_view root,
                          std::u16string_view place) {
   roots_.push_back({AddBackslash(root), std::u16string(place)});
   NoteOne(files, root);
   if (place.empty()) return;
-  for (const std::u16string& point : table.DisksBelow(place)) {
-    NoteOne(files, PathBelow(root, Below(point, place)));
+  const std::vector<std::u16string> disks = table.DisksBelow(place);
+  for (const std::u16string& point : disks) {
+    NoteOne(files, PathBelow(root, PartBelow(point, place)));
+  }
+  for (const std::u16string& point : table.Points()) {
+    if (!IsAtOrBelow(point, place) || std::ranges::find(disks, point) != disks.end()) continue;
+    others_.insert(PathBelow(root, PartBelow(point, place)));
   }
 }
 
@@ -41,7 +35,7 @@ bool MountedInside::IsGone(std::u16string_view path, const FileStatus& now) cons
 
 bool MountedInside::HasCome(std::u16string_view path, const FileStatus& above,
                             const FileStatus& now) const {
-  if (above.Mount == now.Mount || mounts_.contains(path)) return false;
+  if (above.Mount == now.Mount || mounts_.contains(path) || others_.contains(path)) return false;
   const auto root = std::find_if(roots_.begin(), roots_.end(),
                                  [&](const Root& one) { return path.starts_with(one.Path); });
   if (root == roots_.end() || root->Place.empty()) return false;
@@ -49,7 +43,7 @@ bool MountedInside::HasCome(std::u16string_view path, const FileStatus& above,
   table.Load();
   const std::vector<std::u16string> disks = table.DisksBelow(root->Place);
   return std::any_of(disks.begin(), disks.end(), [&](const std::u16string& disk) {
-    return PathBelow(root->Path, Below(disk, root->Place)) == path;
+    return PathBelow(root->Path, PartBelow(disk, root->Place)) == path;
   });
 }
 

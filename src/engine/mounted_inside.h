@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +41,7 @@ class MountedInside {
 
   std::vector<Root> roots_;
   std::map<std::u16string, std::uint64_t, std::less<>> mounts_;  ///< by path, FileStatus::Mount
+  std::set<std::u16string, std::less<>> others_;                 ///< what programs had mounted
 };
 
 /// Closes the source of a pair that a disk has left, or come over where the backup holds something,

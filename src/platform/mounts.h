@@ -16,6 +16,12 @@ inline bool IsAtOrBelow(std::u16string_view path, std::u16string_view folder) {
                             (path.size() == folder.size() || path[folder.size()] == u'/'));
 }
 
+/// What the path of something in a folder has behind the folder's; empty for the folder itself.
+inline std::u16string_view PartBelow(std::u16string_view path, std::u16string_view folder) {
+  const std::size_t begin = folder == u"/" ? 1 : folder.size() + 1;
+  return begin < path.size() ? path.substr(begin) : std::u16string_view();
+}
+
 /// Load is for the run's own thread, while no other reads; the rest may be called by several.
 class MountTable {
  public:

@@ -113,7 +113,7 @@ TEST_F(JsonTest, EveryKeyIsDocumentedAndEveryDocumentedKeyIsThere) {
 }
 
 TEST_F(JsonTest, TimesHaveTheirDistanceFromUtcAndResultsAreWords) {
-  const EnvironmentVariable zone("TZ", "XXX-05:30");
+  const EnvironmentVariable zone("TZ", "IST-05:30");
   WriteTestFile(source_ / "a.txt", "abc");
   Add("A", {"--start", "2126/11/24 01:00"});
   EXPECT_EQ(Json({"show", "A"})["next_run"], "2126-11-24T01:00:00+05:30");
