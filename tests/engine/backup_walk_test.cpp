@@ -337,7 +337,7 @@ TEST_F(BackupWalkTest, TheBuiltInRulesKeepTheirTargetsOutOfDrivesSharesAndOtherD
   }
   // A run makes the program folder, which lies in it, the process's own.
   fs::current_path("/");
-  EXPECT_EQ(umount(Temp.Root().c_str()), 0);
+  EXPECT_EQ(umount2(Temp.Root().c_str(), MNT_DETACH), 0);
 }
 
 TEST_F(BackupWalkTest, FilesAboveTheLimitCountAsCopiedWithoutBytes) {
@@ -404,7 +404,7 @@ TEST_F(BackupWalkTest, AFullDiskFailsOnlyWhatDoesNotFitAndKeepsTheOldFiles) {
   const std::string lines = LogLines(), big = ReadTestFile(Dest() / "big"),
                     small = ReadTestFile(Dest() / "small");
   const std::size_t files = CopiedNames().size();
-  umount(Temp.DriveD().c_str());
+  umount2(Temp.DriveD().c_str(), MNT_DETACH);
   EXPECT_EQ(counters.CopiedFiles, 1U);
   EXPECT_EQ(counters.FailedFiles, 1U);
   EXPECT_TRUE(lines.starts_with(": 檢查可用空間 (繼續)：")) << lines;

@@ -203,7 +203,7 @@ TEST_P(JobDisksTest, WhatLiesOverAPlaceOrBehindItsLinkIsNotTheSource) {
   }
   if (mount("none", (Temp.Root() / "real").c_str(), "tmpfs", 0, "size=512k") != 0) return;
   ExpectStopped(RunRefusal::DiskAway, u"來源不在先前的磁碟上：" + Real(Temp.Root() / "other"));
-  umount((Temp.Root() / "real").c_str());
+  umount2((Temp.Root() / "real").c_str(), MNT_DETACH);
   // Something is mounted over it.
   for (KnownMount& known : Job().Extras.Mounts) {
     if (known.OfSource) known = {true, Here(), {}};
@@ -213,7 +213,7 @@ TEST_P(JobDisksTest, WhatLiesOverAPlaceOrBehindItsLinkIsNotTheSource) {
     ExpectStopped(RunRefusal::DiskAway,
                   u"來源磁碟不是先前的那一個：" + Real(Temp.Root() / "other"));
   }
-  umount((Temp.Root() / "other").c_str());
+  umount2((Temp.Root() / "other").c_str(), MNT_DETACH);
 }
 
 TEST_P(JobDisksTest, AnEmptyOrShrunkenSourceLetsNoOldBackupGo) {
@@ -301,8 +301,8 @@ TEST_P(JobDisksTest, ADiskThatComesOrGoesDuringARunCostsNothingOfItsBackup) {
   Host.AtProgress = nullptr;
   EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
   EXPECT_EQ(ReadTestFile(copy / "sub" / "0"), "x");
-  umount(sub.c_str());
-  umount(disk.c_str());
+  umount2(sub.c_str(), MNT_DETACH);
+  umount2(disk.c_str(), MNT_DETACH);
 }
 
 TEST_P(JobDisksTest, AnotherSourceOrDestinationIsAnotherStory) {

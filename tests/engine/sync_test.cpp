@@ -204,7 +204,7 @@ TEST_F(SyncTest, WhatIsMountedInsideTheMirrorIsNoLeftOver) {
     GTEST_SKIP() << "no right to mount a folder";
   }
   const RunCounters counters = Mirror();
-  umount((Dest() / "old" / "mounted").c_str());
+  umount2((Dest() / "old" / "mounted").c_str(), MNT_DETACH);
   EXPECT_EQ(ReadTestFile(Source() / "part" / "a"), "precious");
   EXPECT_EQ(counters.FailedFiles, 2U) << "the mounted folder and the one that it lies in";
 }
@@ -225,7 +225,7 @@ TEST_F(SyncTest, OtherDisksHaveTheirOwnBinAndWithoutOneNothingIsRemoved) {
   WriteTestFile(Dest() / "old", "kept");
   counters = Mirror(true);
   const std::string kept = ReadTestFile(Dest() / "old"), lines = LogLines();
-  umount(Temp.DriveD().c_str());
+  umount2(Temp.DriveD().c_str(), MNT_DETACH);
   EXPECT_EQ(kept, "kept");
   EXPECT_EQ(counters.FailedFiles, 1U);
   EXPECT_EQ(lines, ": 移到資源回收筒 (失敗)：old\n");
@@ -254,7 +254,7 @@ TEST_F(SyncTest, AMirrorAtTheTopOfADiskLeavesItsBinAndTheSystemsFoldersAlone) {
                       fs::exists(Dest() / "lost+found" / "mine") &&
                       fs::exists(Dest() / "System Volume Information" / "x") &&
                       fs::exists(Dest() / "$RECYCLE.BIN" / "x");
-  umount(Dest().c_str());
+  umount2(Dest().c_str(), MNT_DETACH);
   EXPECT_EQ(first.RecycledFiles, 2U);
   EXPECT_EQ(in_bin.size(), 3U) << "two files and the folder of one";
   EXPECT_EQ(second.RecycledFiles + second.RecycledFolders + second.FailedFiles, 0U);

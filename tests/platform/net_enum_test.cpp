@@ -121,10 +121,10 @@ TEST(Mounts, WhatIsMountedOverAFolderHidesWhatWasMountedInIt) {
   EXPECT_EQ(point_of(inner / "x"), above);
   EXPECT_TRUE(tmpfs(inner));
   EXPECT_EQ(point_of(inner / "x"), inner);
-  umount(inner.c_str());
-  umount(above.c_str());
+  umount2(inner.c_str(), MNT_DETACH);
+  umount2(above.c_str(), MNT_DETACH);
   EXPECT_EQ(point_of(inner / "x"), inner);
-  umount(inner.c_str());
+  umount2(inner.c_str(), MNT_DETACH);
 }
 
 }  // namespace

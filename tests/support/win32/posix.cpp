@@ -77,7 +77,7 @@ int mount(const wchar_t*, const wchar_t*, const char*, unsigned long, const void
   return -1;
 }
 
-int umount(const wchar_t*) {
+int umount2(const wchar_t*, int) {
   return -1;
 }
 

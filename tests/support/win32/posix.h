@@ -30,7 +30,8 @@ int setgroups(std::size_t count, const gid_t* groups);
 /// No disk is mounted and no limit is set: tests that need one pass themselves over.
 int mount(const char*, const wchar_t*, const char*, unsigned long, const void*);
 int mount(const wchar_t*, const wchar_t*, const char*, unsigned long, const void*);
-int umount(const wchar_t*);
+int umount2(const wchar_t*, int flags);
+inline constexpr int MNT_DETACH = 2;
 inline constexpr unsigned long MS_BIND = 4096;
 /// `process` as BackgroundCommand gives it: everything but SIGKILL is an interrupt of the console.
 int kill(pid_t process, int signal_number);
