@@ -1,5 +1,5 @@
 # Completion of kavrelctl for bash. Commands and options are those that --help lists; jobs, archives,
-# rules and filters those of the program folder.
+# states, rules and filters those of the program folder.
 
 _kavrelctl_names() {
   # A name may hold blanks and quotes: each becomes one word, quoted as the shell wants it.
@@ -38,11 +38,16 @@ _kavrelctl() {
   elif [[ $previous == = ]]; then
     previous=${COMP_WORDS[COMP_CWORD - 2]}
   fi
+  # A job's name as it was typed, its quotes taken away by the shell itself.
+  if [[ $job != *[\$\`\(]* ]]; then eval "job=$job" 2>/dev/null; fi
   case $previous in
   --archive | --list)
-    # A job's name as it was typed, its quotes taken away by the shell itself.
-    if [[ $job != *[\$\`\(]* ]]; then eval "job=$job" 2>/dev/null; fi
     _kavrelctl_names archives "$job"
+    return
+    ;;
+  --state)
+    [[ latest == "$cur"* ]] && COMPREPLY=(latest)
+    _kavrelctl_names states "$job"
     return
     ;;
   --types)
@@ -67,7 +72,6 @@ _kavrelctl() {
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;
   --progress) words=(auto none json) ;;
-  --state) words=(latest) ;;
   esac
   if [[ ${#words[@]} -eq 0 ]]; then
     help=$(kavrelctl "${path[@]}" --help 2>/dev/null)
@@ -81,7 +85,12 @@ _kavrelctl() {
   [[ $cur == -* || ${#words[@]} -gt 0 ]] && return
   case "${path[*]}" in
   edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff)
-    _kavrelctl_names list
+    # Behind its job, diff takes two states.
+    if [[ ${path[0]} == diff && -n $job ]]; then
+      _kavrelctl_names states "$job"
+    else
+      _kavrelctl_names list
+    fi
     ;;
   "rules remove" | "rules enable" | "rules disable") _kavrelctl_names rules list ;;
   "filters remove") _kavrelctl_names filters list ;;

@@ -1,5 +1,5 @@
 # Completion of kavrelctl for fish. Commands and options are those that --help lists; jobs, archives,
-# rules and filters those of the program folder.
+# states, rules and filters those of the program folder.
 
 function __kavrelctl_path
     set -l path
@@ -44,15 +44,26 @@ function __kavrelctl_names
     kavrelctl (__kavrelctl_home) $argv --names 2>/dev/null
 end
 
-# The first word behind the command.
+# The first word behind the command that is no option.
 function __kavrelctl_job
     set -l words (commandline -opc)
     set -l place (contains -i -- (__kavrelctl_path)[-1] $words)
-    and test $place -lt (count $words)
-    and printf '%s\n' $words[(math $place + 1)]
+    or return
+    for word in $words[(math $place + 1)..-1]
+        if not string match -q -- '-*' "$word"
+            printf '%s\n' $word
+            return
+        end
+    end
+end
+
+# Behind its job, diff takes two states.
+function __kavrelctl_takes_state
+    test "$(__kavrelctl_path)" = diff; and test -n "$(__kavrelctl_job)"
 end
 
 function __kavrelctl_takes_job
+    __kavrelctl_takes_state; and return 1
     contains -- "$(__kavrelctl_path)" edit remove show status next run preview restore verify archives states versions diff
 end
 
@@ -72,4 +83,9 @@ complete -c kavrelctl -r -l source -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -l dest -a '(__fish_complete_directories)'
 complete -c kavrelctl -x -l types -a '@(__kavrelctl_names filters list)'
 complete -c kavrelctl -x -l archive -a '(__kavrelctl_names archives (__kavrelctl_job))'
+complete -c kavrelctl -x -l state -a 'latest (__kavrelctl_names states (__kavrelctl_job))'
+complete -c kavrelctl -f -n __kavrelctl_takes_state -a '(__kavrelctl_names states (__kavrelctl_job))'
+complete -c kavrelctl -x -l type -a 'full differential sync compressed'
+complete -c kavrelctl -x -l compression -a 'store fast full'
+complete -c kavrelctl -x -l mode -a 'full incremental'
 complete -c kavrelctl -x -l progress -a 'auto none json'

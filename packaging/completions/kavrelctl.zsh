@@ -1,6 +1,6 @@
 #compdef kavrelctl
 # Commands and options are those that --help lists; jobs, archives, rules and filters those of the
-# program folder.
+# program folder; so are states.
 
 _kavrelctl() {
   local word help job previous=${words[CURRENT - 1]}
@@ -30,6 +30,11 @@ _kavrelctl() {
       compadd -- $found
       return
       ;;
+    (--state)
+      found=(latest ${(f)"$(kavrelctl $home states "$job" --names 2>/dev/null)"})
+      compadd -- $found
+      return
+      ;;
     (--types)
       found=(@${(f)^"$(kavrelctl $home filters list --names 2>/dev/null)"})
       compadd -- $found
@@ -55,7 +60,12 @@ _kavrelctl() {
   fi
   case "$path_words" in
     (edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff)
-      found=(${(f)"$(kavrelctl $home list --names 2>/dev/null)"})
+      # Behind its job, diff takes two states.
+      if [[ $path_words[1] == diff && -n $job ]]; then
+        found=(${(f)"$(kavrelctl $home states "$job" --names 2>/dev/null)"})
+      else
+        found=(${(f)"$(kavrelctl $home list --names 2>/dev/null)"})
+      fi
       compadd -- $found
       ;;
     ("rules remove" | "rules enable" | "rules disable")

@@ -91,7 +91,7 @@ void TellPause(const SchedulePause& pause);
 std::string PauseEndText(DateTime end);
 
 /// The states of a job: dated folders and archives, the newest first.
-int ListJobStates(Session& session, const std::string& name, bool json);
+int ListJobStates(Session& session, const std::string& name, ListForm form);
 /// The one of them that is meant; nothing, and the exit code, after saying why.
 std::optional<std::size_t> PickState(const std::vector<JobState>& states, const BackupJob& job,
                                      const std::string& which, ExitCode& code);

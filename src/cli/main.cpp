@@ -213,9 +213,9 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   CLI::App* states =
       app.add_subcommand("states", "The states of a job: its dated folders and archives");
   states->add_option("job", line.Name, "Name of the job")->required();
-  states->add_flag("--json", line.Json, "Print JSON");
-  states->callback(
-      line.Run([&line](Session& session) { return ListJobStates(session, line.Name, line.Json); }));
+  line.AddForms(*states);
+  states->callback(line.Run(
+      [&line](Session& session) { return ListJobStates(session, line.Name, line.Form()); }));
   CLI::App* versions =
       app.add_subcommand("versions", "The versions of one file over all states of a job");
   versions->add_option("job", line.Name, "Name of the job")->required();

@@ -80,19 +80,27 @@ std::string ListedBy(const BackupJob& job) {
 
 }  // namespace
 
-int ListJobStates(Session& session, const std::string& name, bool json) {
+int ListJobStates(Session& session, const std::string& name, ListForm form) {
   if (!session.Open()) return session.Failure();
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   Program& program = session.Program();
   const std::vector<JobState> states = ListStates(program.Context, *job);
+  if (form == ListForm::Names) {
+    std::vector<std::u16string> dates;
+    for (const JobState& state : states) {
+      if (state.Date != kZeroDate) dates.push_back(StateDateText(state));
+    }
+    PrintNames(dates);
+    return kDone;
+  }
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{
       {u"編號", u"日期時間", u"種類", u"狀態", u"檔案數", u"大小", u"新增", u"驗證", u"位置"}};
   for (std::size_t i = 0; i < states.size(); ++i) {
     const JobState& state = states[i];
     const Content content = ContentOf(program.Files, state);
-    if (json) {
+    if (form == ListForm::Json) {
       list.push_back(StateAsJson(state, i + 1, content));
       continue;
     }
@@ -107,7 +115,7 @@ int ListJobStates(Session& session, const std::string& name, bool json) {
                             : std::u16string(u"-"),
                     VerifiedText(state), state.Unit});
   }
-  if (json) {
+  if (form == ListForm::Json) {
     PrintJson(list);
   } else if (states.empty()) {
     TellNone(*job);
