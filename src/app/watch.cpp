@@ -151,7 +151,7 @@ void WatchHost::PauseChanged(const std::optional<DateTime>& end) {
 
 void WatchHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   std::u16string text(path);
-  (text += u" was changed by somebody else; that version is kept as ") += copy;
+  (text += u" was changed by somebody else, or is damaged; that version is kept as ") += copy;
   TellNow(u"kept", text, WatchLevel::Warning);
 }
 

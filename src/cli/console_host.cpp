@@ -152,7 +152,8 @@ void ConsoleHost::TimesSetRight(const BackupJob& job, DateTime was) {
 }
 
 void ConsoleHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
-  PrintError(Printable(path) + " was changed by somebody else; that version is kept as " +
+  PrintError(Printable(path) +
+             " was changed by somebody else, or is damaged; that version is kept as " +
              Printable(copy));
 }
 

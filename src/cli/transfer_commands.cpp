@@ -14,6 +14,7 @@ namespace {
 
 std::string Reason(ErrorCode error) {
   if (error == kErrBreaksOff) return "it breaks off in the midst of a job";
+  if (error == kErrExtrasDamaged) return "Backup.ext beside it breaks off or is damaged";
   return error == kErrNoJobs ? "there is no job in it" : ToUtf8(SystemErrorText(error));
 }
 

@@ -28,7 +28,8 @@ class ExtrasFile {
   ErrorCode Load(std::vector<BackupJob>& jobs);
   /// Writes the extras of the jobs that are not Deleted, if that changes the file; none is made for
   /// jobs with nothing but defaults. A file that the last load could not read is left as it is;
-  /// what somebody else has written to it meanwhile is kept as a copy.
+  /// what somebody else has written to it meanwhile is kept as a copy, and so is a file that is
+  /// damaged, or in which the last load found a section that fits no job.
   ErrorCode Save(const std::vector<BackupJob>& jobs) { return Write(jobs, false); }
   /// The same ahead of the store: sections of the file that are then out of date stay behind the
   /// new ones, so that the store finds its settings whether or not it comes to be saved, too.
@@ -36,6 +37,8 @@ class ExtrasFile {
 
   /// Where the extras of another store lie; empty for a file whose name is not that of a store.
   static std::u16string PathBeside(std::u16string_view store_path);
+  /// False for the content of such a file that breaks off, or has lines that make no sense.
+  static bool IsWhole(std::string_view bytes);
   /// The text of such a file without what its jobs own: jobs that come from elsewhere are others.
   static std::string WithoutRuns(std::string_view bytes);
   /// Takes these extras for those of a store that is about to take ours's place; the sections of
@@ -52,6 +55,7 @@ class ExtrasFile {
   std::optional<std::string> bytes_;  ///< of the file, where there is one
   std::u16string head_;               ///< its lines before the first section
   ErrorCode unreadable_ = 0;
+  bool not_understood_ = false;  ///< the file holds more than the jobs got
 };
 
 }  // namespace kavrel

@@ -54,14 +54,8 @@ struct VerifiedState {
   bool operator==(const VerifiedState&) const = default;
 };
 
-struct JobExtras : ExtraSettings {
-  /// The job's own name for itself, which no other job ever has: made before its first run,
-  /// written into its backups' marks (files/owner_mark.h). Empty for a job that has never run.
-  std::u16string Id;
-  /// The user has said that the destination is this job's: its next run need not ask.
-  bool Adopt = false;
-  /// The MirrorPlace of mirror runs by a version that wrote no marks; empty when there is none.
-  std::u16string MirroredTo;
+/// What runs have learnt of a source and a destination, and hold against the next ones.
+struct KnownPlaces {
   std::vector<KnownMount> Mounts;  ///< empty = not known
   /// Where the source and a destination without dates really lay then, links followed: what was
   /// mounted inside them is looked for inside the places of today. Empty = not known.
@@ -73,6 +67,37 @@ struct JobExtras : ExtraSettings {
   std::uint64_t SourceBytes = 0, LargestFile = 0;
   /// What the disks that the source lies on held then, rounded down.
   std::uint64_t SourceDiskBytes = 0;
+  /// Where whole runs put dated folders or archives, the newest last. What lies there is the job's
+  /// only where its mark says so, too.
+  std::vector<std::u16string> Made;
+  std::vector<VerifiedState> Verified;  ///< the last verification of each, the newest last
+
+  bool operator==(const KnownPlaces&) const = default;
+};
+
+/// The paths of a job, as they were entered.
+struct PlacePair {
+  std::u16string Source, Destination;
+
+  bool operator==(const PlacePair&) const = default;
+};
+
+/// What is known of places that the job has left, and may come back to.
+struct FormerPlaces {
+  PlacePair Pair;
+  KnownPlaces Known;
+
+  bool operator==(const FormerPlaces&) const = default;
+};
+
+struct JobExtras : ExtraSettings, KnownPlaces {
+  /// The job's own name for itself, which no other job ever has: made before its first run,
+  /// written into its backups' marks (files/owner_mark.h). Empty for a job that has never run.
+  std::u16string Id;
+  /// The user has said that the destination is this job's: its next run need not ask.
+  bool Adopt = false;
+  /// The MirrorPlace of mirror runs by a version that wrote no marks; empty when there is none.
+  std::u16string MirroredTo;
   /// The last backup found no source folder or no archive program: no log tells.
   bool NotBegun = false;
   /// The backups that found none, the newest last; at most kMaxUnbegun.
@@ -85,10 +110,7 @@ struct JobExtras : ExtraSettings {
   /// When the program last moved NextRun, where that was later than LastRun tells; else the zero
   /// date.
   DateTime TimeMoved = kZeroDate;
-  /// Where whole runs put dated folders or archives, the newest last. What lies there is the job's
-  /// only where its mark says so, too.
-  std::vector<std::u16string> Made;
-  std::vector<VerifiedState> Verified;     ///< the last verification of each, the newest last
+  std::vector<FormerPlaces> Former;        ///< the one that was left last at the end
   std::vector<std::u16string> OtherLines;  ///< of the job's section in the file
 
   bool operator==(const JobExtras&) const = default;
@@ -102,9 +124,10 @@ void NoteUnbegun(JobExtras& extras, UnbegunRun run, DateTime last_run);
 
 /// What a job that has never run knows: the settings stay.
 void ForgetRuns(JobExtras& extras);
-/// What a job knows whose source or destination is another one from now on: what its runs have left
-/// belongs to the former ones, and stays where it is.
-void ForgetPlaces(JobExtras& extras);
+/// For a job whose source or destination is another one from now on: what its runs have left at the
+/// former ones stays theirs, and is known again when the job comes back to them. A source or a
+/// destination that stays, or that the job had before, keeps its disks.
+void MovePlaces(JobExtras& extras, const PlacePair& from, const PlacePair& to);
 /// The next run takes disks and sizes as they are.
 void AcceptPlaces(JobExtras& extras);
 

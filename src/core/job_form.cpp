@@ -157,9 +157,9 @@ FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
   }
   if (Trim(form.Destination).empty()) return FormCheck::NoDestination;
   edited.NextRun = next_run_time(edited);
-  if (job.Source.Path != edited.Source.Path || job.Destination.Path != edited.Destination.Path) {
-    ForgetPlaces(edited.Extras);
-  }
+  const PlacePair from{job.Source.Path, job.Destination.Path};
+  const PlacePair to{edited.Source.Path, edited.Destination.Path};
+  if (from != to) MovePlaces(edited.Extras, from, to);
   job = std::move(edited);
   return FormCheck::Ok;
 }

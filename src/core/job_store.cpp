@@ -234,20 +234,28 @@ ErrorCode JobStore::SetAside(SharedFile& file, std::u16string_view old_name,
   return error;
 }
 
+Result<std::string> JobStore::ExtrasBeside(std::u16string_view path) const {
+  using Extras = Result<std::string>;
+  const std::u16string beside = ExtrasFile::PathBeside(path);
+  Extras extras = beside.empty() ? Extras::Fail(kErrNotFound) : file_system_.ReadWhole(beside);
+  // Half of them would be another guard, another number of states that are kept.
+  return !extras || ExtrasFile::IsWhole(*extras) ? std::move(extras)
+                                                 : Extras::Fail(kErrExtrasDamaged);
+}
+
 int JobStore::CheckImport(std::u16string_view path) const {
   Result<std::string> bytes = file_system_.ReadWhole(path);
-  const int fault = bytes ? FaultOf(*bytes) : bytes.Error;
+  int fault = bytes ? FaultOf(*bytes) : bytes.Error;
   Wipe(*bytes);
-  return fault;
+  if (!fault) fault = ExtrasBeside(path).Error;
+  return IsNotFound(fault) && bytes ? 0 : fault;
 }
 
 int JobStore::ImportJobs(std::u16string_view path) {
   Result<std::string> bytes = file_system_.ReadWhole(path);
   if (!bytes) return bytes.Error;
   if (const int fault = FaultOf(*bytes)) return fault;
-  const std::u16string beside = ExtrasFile::PathBeside(path);
-  Result<std::string> extras =
-      beside.empty() ? Result<std::string>::Fail(kErrNotFound) : file_system_.ReadWhole(beside);
+  Result<std::string> extras = ExtrasBeside(path);
   if (!extras && !IsNotFound(extras.Error)) return extras.Error;
   if (extras) *extras = ExtrasFile::WithoutRuns(*extras);
   const Result<std::string> ours = file_system_.ReadWhole(extras_.Path());

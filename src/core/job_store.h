@@ -16,6 +16,8 @@ namespace kavrel {
 inline constexpr int kErrNoJobs = -14;
 /// And for one that ends in the midst of a job: half a copy of a store.
 inline constexpr int kErrBreaksOff = -15;
+/// And for one beside which lies a file of extras that breaks off, or makes no sense.
+inline constexpr int kErrExtrasDamaged = -16;
 
 class JobStore {
  public:
@@ -29,12 +31,12 @@ class JobStore {
   /// a process that is killed in between has cost no job its settings. False when a file could not
   /// be written, or when the last load found one that it could not read: that file may hold jobs,
   /// so it is never written over. What somebody else has written to either since it was read or
-  /// saved here is kept as a copy, and so is a store of which the last load could not make sense in
+  /// saved here is kept as a copy, and so is one of which the last load could not make sense in
   /// every line.
   bool SaveJobs();
 
   /// What would stand in the way of importing this file; 0 when it is a store that holds a job: a
-  /// name, and a source that is a path.
+  /// name, and a source that is a path; and the extras beside it, if there are some, are whole.
   int CheckImport(std::u16string_view path) const;
   /// Takes the jobs of another store file with the extras beside it: the present ones are kept as
   /// old_Backup.rtm and old_Backup.ext (where such a name is taken, as when somebody else had
@@ -61,6 +63,8 @@ class JobStore {
   std::vector<BackupJob> Jobs;
 
  private:
+  /// The extras beside another store; IsNotFound where there are none.
+  Result<std::string> ExtrasBeside(std::u16string_view path) const;
   /// Keeps what a file of ours holds under another name, whose path goes into `kept`, before it is
   /// replaced.
   ErrorCode SetAside(SharedFile& file, std::u16string_view old_name, std::u16string& kept) const;

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "engine/place.h"
 #include "engine/refusal.h"
 #include "engine/rule_check.h"
 #include "files/folder_identity.h"
 #include "files/path.h"
+#include "files/place.h"
 #include "rules/date_tokens.h"
 
 namespace kavrel {
@@ -81,6 +81,8 @@ class JobDisks {
     }
     for (const bool of_source : {true, false}) {
       if (!(of_source ? scope_.NewInSource : scope_.NewInDestination)) continue;
+      // Of a place that no run has seen, nothing is known that something could hide.
+      if (!Holder(of_source)) continue;
       for (const std::u16string& point : mounts_.DisksBelow(Place(of_source))) {
         if (IsInside(of_source, point) && IsPicked(of_source, point)) {
           add(MatterWithNew(of_source, point));

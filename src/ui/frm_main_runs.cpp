@@ -237,7 +237,7 @@ void FrmMain::TakePause() {
 }
 
 void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
-  TellBeside(*this, QStringLiteral("檔案「%1」已被其他程式變更，該版本已另存為「%2」。")
+  TellBeside(*this, QStringLiteral("檔案「%1」已被其他程式變更或已損毀，該版本已另存為「%2」。")
                         .arg(ToQString(path), ToQString(copy)));
 }
 

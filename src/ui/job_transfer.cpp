@@ -33,6 +33,9 @@ QString Names(const std::vector<std::u16string>& paths) {
 QString Reason(int error) {
   if (error == kErrNoJobs) return QStringLiteral("其中沒有任何備份排程。");
   if (error == kErrBreaksOff) return QStringLiteral("檔案不完整，最後一個排程只有一部分。");
+  if (error == kErrExtrasDamaged) {
+    return QStringLiteral("旁邊的檔案「Backup.ext」不完整或已損毀。");
+  }
   return ToQString(ApiErrorText(error));
 }
 

@@ -101,7 +101,7 @@ TEST_F(WatchTest, AStoreThatSomebodyElseChangedMeanwhileIsKeptBesideItsOwn) {
   EXPECT_TRUE(Holds(limits, "Max core file size        1 ")) << limits;
   kill(watch.Process(), SIGTERM);
   EXPECT_EQ(watch.Wait(), 0);
-  EXPECT_TRUE(Holds(watch.Output(), " kept: " + store.string() + " was changed by somebody else; "))
+  EXPECT_TRUE(Holds(watch.Output(), " kept: " + store.string() + " was changed by somebody else, "))
       << watch.Output();
   EXPECT_TRUE(Holds(ReadTestFile(store), "mine"));
   EXPECT_EQ(ReadTestFile(temp_.Home() / "other_Backup.rtm"), theirs);

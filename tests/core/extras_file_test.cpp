@@ -48,6 +48,8 @@ class ExtrasFileTest : public testing::Test {
     extras.Unbegun = {{*FromCivil(2009, 9, 23), UnbegunRun::Cause::NoSource, u"a\tb\\c 碟"},
                       {*FromCivil(2009, 9, 24), UnbegunRun::Cause::NoArchiver, u""}};
     extras.Verified = {{u"D:\\1\\", *FromCivil(2009, 9, 24), 3}};
+    const KnownPlaces& known = extras;
+    extras.Former = {{{u"C:\\來源\\", u"D:\\a\tb\\"}, known}, {{u"/a", u"/b"}, {}}};
     return extras;
   }
 };
@@ -116,7 +118,7 @@ TEST_F(ExtrasFileTest, UnknownLinesStayAndWhatIsOutOfRangeIsTheDefault) {
   WriteTestFile(path_,
                 "\xEF\xBB\xBF# mine\n[job]\nDestination=D:\\目標\\\nName=a\nSource=C:\\來源\\\n"
                 "Color=red\n; note\n\nGuardPercent=101\nGuardMirror=2\nKeepNewest=-1\n"
-                "SourceBytes=x\nGuardFewest=5");
+                "SourceBytes=x\nGuardFewest=5\n");
   ASSERT_TRUE(store_.LoadJobs());
   JobExtras expected;
   expected.GuardFewest = 5;
@@ -128,9 +130,77 @@ TEST_F(ExtrasFileTest, UnknownLinesStayAndWhatIsOutOfRangeIsTheDefault) {
   const std::string like = saved.substr(at, saved.find('\r', at) - at);
   EXPECT_FALSE(like.empty());
   EXPECT_EQ(saved,
-            "# mine\r\n\r\n[job]\r\nName=a\r\nSource=C:\\來源\\\r\nDestination=D:\\目標\\\r\n"
+            "# mine\r\n# The last line is "
+            "[end].\r\n\r\n[job]\r\nName=a\r\nSource=C:\\來源\\\r\nDestination=D:\\目標\\\r\n"
             "Like=" +
-                like + "\r\nGuardFewest=5\r\nColor=red\r\n; note\r\n");
+                like + "\r\nGuardFewest=5\r\nColor=red\r\n; note\r\n\r\n[end]\r\n");
+  EXPECT_TRUE(fs::exists(temp_.Home() / "other_Backup.ext")) << "values that were not taken";
+}
+
+TEST_F(ExtrasFileTest, WhatIsDamagedIsKeptBeforeAnythingIsSavedAndCostsNoOtherJobItsSettings) {
+  const fs::path other = temp_.Home() / "other_Backup.ext";
+  std::vector<BackupJob> jobs;
+  for (const std::int32_t i : {0, 1, 2}) {
+    jobs.push_back(Job(std::u16string(3, static_cast<char16_t>(u'a' + i))));
+    jobs.back().Extras = All();
+    jobs.back().Extras.KeepNewest = 1111 * (i + 1);
+  }
+  store_.Jobs = jobs;
+  ASSERT_TRUE(store_.SaveJobs());
+  const std::string whole = ReadTestFile(path_);
+  std::vector<std::size_t> begins;
+  for (std::size_t at = whole.find("[job]"); at != whole.npos; at = whole.find("[job]", at + 1)) {
+    begins.push_back(at);
+  }
+  ASSERT_EQ(begins.size(), 3U);
+  begins.push_back(whole.find("\r\n[end]"));
+  int kept = 0;
+  store_.Extras().Kept = [&](auto, auto) { ++kept; };
+  /// What is damaged lies between the two.
+  const auto survives = [&](const std::string& damaged, std::size_t from, std::size_t to) {
+    SCOPED_TRACE(from);
+    WriteTestFile(path_, damaged);
+    fs::remove(other);
+    kept = 0;
+    ASSERT_TRUE(store_.LoadJobs());
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+      const JobExtras& extras = store_.Jobs[i].Extras;
+      const bool touched = from < begins[i + 1] && to > begins[i];
+      EXPECT_TRUE(touched || extras == jobs[i].Extras) << i;
+      EXPECT_TRUE(extras.KeepNewest == jobs[i].Extras.KeepNewest || extras.KeepNewest == 0) << i;
+    }
+    ASSERT_TRUE(store_.SaveJobs());
+    EXPECT_EQ(kept, 1);
+    EXPECT_EQ(ReadTestFile(other), damaged);
+    ASSERT_TRUE(store_.LoadJobs());
+    ASSERT_TRUE(store_.SaveJobs());
+    EXPECT_EQ(kept, 1) << "what is saved is whole";
+  };
+  constexpr std::size_t kBlock = 7;
+  for (std::size_t at = 0; at + kBlock < whole.size(); at += kBlock) {
+    std::string damaged = whole;
+    damaged.replace(at, kBlock, std::string(kBlock, '\0'));
+    survives(damaged, at, at + kBlock);
+    if (at > 0) survives(whole.substr(0, at), at, whole.size());
+    // Two sections may have become one.
+    damaged = whole;
+    const std::size_t length = std::min(whole.size() - at, begins[2] - begins[1]);
+    survives(damaged.replace(at, length, "\x01\xFFjunk=x\r\n"), at, at + length);
+  }
+  // Half of what belongs to another store is not taken.
+  ASSERT_TRUE(store_.LoadJobs());
+  WriteTestFile(path_, whole);
+  ASSERT_EQ(store_.ExportJobs(u"D:\\"), 0);
+  for (std::size_t length = 0; length < whole.size(); length += 5) {
+    WriteTestFile(temp_.DriveD() / "Backup.ext", whole.substr(0, length));
+    EXPECT_EQ(store_.CheckImport(u"D:\\Backup.rtm"), kErrExtrasDamaged) << length;
+    EXPECT_EQ(store_.ImportJobs(u"D:\\Backup.rtm"), kErrExtrasDamaged) << length;
+  }
+  EXPECT_EQ(ReadTestFile(path_), whole);
+  WriteTestFile(temp_.DriveD() / "Backup.ext", whole);
+  EXPECT_EQ(store_.CheckImport(u"D:\\Backup.rtm"), 0);
+  EXPECT_EQ(store_.ImportJobs(u"D:\\Backup.rtm"), 0);
+  EXPECT_EQ(store_.Jobs[2].Extras.KeepNewest, 3333);
 }
 
 TEST_F(ExtrasFileTest, AFileThatCannotBeReadIsNeverWrittenOver) {
@@ -174,6 +244,8 @@ TEST_F(ExtrasFileTest, AnUpgradeTrustsOldMirrorsAndExtrasTravelWithTheStore) {
   expected.LastGood = kZeroDate;
   expected.Unbegun.clear();
   expected.Verified.clear();
+  expected.Former[0].Known.Made.clear();
+  expected.Former[0].Known.Verified.clear();
   EXPECT_EQ(store_.Jobs[1].Extras, expected);
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.ext"), before);
 }

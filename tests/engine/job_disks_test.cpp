@@ -64,6 +64,11 @@ class JobDisksTest : public testing::TestWithParam<BackupType>, protected TestPr
     const std::u16string point = mounts.PointOf(Real(Temp.Root()));
     return point.empty() ? std::u16string(u"/") : point;
   }
+  FormCheck Apply(const JobForm& form) {
+    return ApplyForm(
+        form, Program.Store.Jobs, [&](const BackupJob& job) { return Program.NextRunTimeOf(job); },
+        [](std::u16string_view) { return true; }, Job());
+  }
   void ExpectRan(std::size_t questions) {
     EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
     EXPECT_FALSE(Job().LastRunResult.Stopped);
@@ -305,6 +310,40 @@ TEST_P(JobDisksTest, ADiskThatComesOrGoesDuringARunCostsNothingOfItsBackup) {
   umount2(disk.c_str(), MNT_DETACH);
 }
 
+TEST_P(JobDisksTest, AJobThatComesBackToAPlaceKnowsItsDisks) {
+  ExpectRan(0);
+  const std::u16string source = Real(Source()), drive = Real(Temp.DriveD());
+  for (KnownMount& known : Job().Extras.Mounts) {
+    if (!known.OfSource) known = {false, drive, {u"12-ab:/"}};
+  }
+  const std::vector<KnownMount> mounts = Job().Extras.Mounts;
+  JobForm form = FormOf(Job());
+  for (const char16_t* away : {u"D:\\other\\", u"D:\\a third\\"}) {
+    form.Destination = away;
+    ASSERT_EQ(Apply(form), FormCheck::Ok);
+    ExpectRan(0);
+    // What is known of the source is known wherever it goes.
+    const std::vector<KnownMount> known = Job().Extras.Mounts;
+    Job().Extras.Mounts = {{true, source, {}}};
+    ExpectStopped(RunRefusal::DiskAway, u"來源磁碟沒有掛載：" + source);
+    Job().Extras.Mounts = known;
+    ASSERT_TRUE(Program.Store.SaveJobs());
+    ASSERT_TRUE(Program.Store.LoadJobs());
+    Host.Questions.clear();
+  }
+  form.Destination = u"D:\\dst\\";
+  ASSERT_EQ(Apply(form), FormCheck::Ok);
+  ExpectStopped(RunRefusal::DiskAway, u"目標磁碟沒有掛載：" + drive);
+  // Another source of the same destination knows that, too.
+  WriteTestFile(Temp.DriveC() / "other" / "a", "x");
+  form.Source = u"C:\\other\\";
+  ASSERT_EQ(Apply(form), FormCheck::Ok);
+  ExpectStopped(RunRefusal::DiskAway, u"目標磁碟沒有掛載：" + drive);
+  form.Source = u"C:\\src\\";
+  ASSERT_EQ(Apply(form), FormCheck::Ok);
+  EXPECT_EQ(Job().Extras.Mounts, mounts);
+}
+
 TEST_P(JobDisksTest, AnotherSourceOrDestinationIsAnotherStory) {
   Job().Destination.Path = GetParam() == BackupType::Compressed ? u"D:\\dst\\" : u"D:\\<dd>\\";
   Job().Extras.KeepNewest = 1;
@@ -313,19 +352,17 @@ TEST_P(JobDisksTest, AnotherSourceOrDestinationIsAnotherStory) {
   Job().Extras.Mounts = {{true, Real(Source()), {}}};
   WriteTestFile(Temp.DriveC() / "other" / "a", "x");
   JobForm form = FormOf(Job());
-  const auto apply = [&] {
-    return ApplyForm(
-        form, Program.Store.Jobs, [&](const BackupJob& job) { return Program.NextRunTimeOf(job); },
-        [](std::u16string_view) { return true; }, Job());
-  };
   form.Enabled = false;
-  ASSERT_EQ(apply(), FormCheck::Ok);
+  ASSERT_EQ(Apply(form), FormCheck::Ok);
   EXPECT_EQ(Job().Extras.Made.size(), 1U) << "other changes leave what is known";
+  const JobExtras before = Job().Extras;
   form.Source = u"C:\\other";
-  ASSERT_EQ(apply(), FormCheck::Ok);
+  ASSERT_EQ(Apply(form), FormCheck::Ok);
   JobExtras expected;
   expected.KeepNewest = 1;
-  expected.Id = Job().Extras.Id;
+  expected.Id = before.Id;
+  expected.DestinationPlace = before.DestinationPlace;
+  expected.Former = {{{u"C:\\src\\", Job().Destination.Path}, before}};
   EXPECT_EQ(Job().Extras, expected);
   Clock.Set(*FromCivil(2009, 9, 24, 1));
   ExpectRan(0);
