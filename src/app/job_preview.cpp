@@ -4,9 +4,9 @@
 
 #include "app/program.h"
 #include "base/text.h"
-#include "engine/place.h"
 #include "engine/run_driver.h"
 #include "files/path.h"
+#include "files/place.h"
 #include "schedule/next_run.h"
 
 namespace kavrel {

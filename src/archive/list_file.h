@@ -21,4 +21,22 @@ std::u16string WriteListFile(const FileSystem& files, std::string_view lines,
                              ListKind kind = ListKind::Entries);
 void RemoveListFile(const FileSystem& files, ListKind kind = ListKind::Entries);
 
+/// A list for a look into an archive, beside which a run may be at work with its own: under a name
+/// by chance, and gone with this.
+class LookList {
+ public:
+  /// `files` outlives this.
+  LookList(const FileSystem& files, std::string_view lines);
+  ~LookList();
+  LookList(const LookList&) = delete;
+  LookList& operator=(const LookList&) = delete;
+
+  /// Empty when it could not be written.
+  const std::u16string& Path() const { return path_; }
+
+ private:
+  const FileSystem& files_;
+  std::u16string path_;
+};
+
 }  // namespace kavrel

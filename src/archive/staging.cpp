@@ -152,7 +152,11 @@ Result<Folder> Staging::OpenPlace(const std::vector<std::u16string_view>& parts)
     from = from->OpenFolder(part);
     if (!from) return from;
     from->MakeWritable();
-    Result<Folder> next = to->OpenFolder(part);
+    Result<Folder> next = Result<Folder>::Fail(kErrAccess);
+    ChangeIn(*to, [&] {
+      next = to->OpenFolder(part);
+      return next.Error;
+    });
     const auto make = [&] {
       next = to->MakeFolder(part);
       return next.Error;

@@ -37,9 +37,15 @@ enum class PlanReason : std::uint8_t {
   Attributes,   ///< permissions, owner or extended attributes differ, the content does not
   OwnerMark,    ///< tells whose backup the source is
   OwnPlace,     ///< the source is the destination or lies in it
-  Linked,       ///< one more name of another file, or no longer one
+  Linked,       ///< one more name of another file
+  OwnCopy,      ///< its copy has other names, for which it must not change
+  Outside,      ///< a link that would lead out of the folder that it is restored to
 };
-inline constexpr std::size_t kPlanReasons = 17;
+inline constexpr std::size_t kPlanReasons = 19;
+
+/// In words, where a log tells them as well.
+inline constexpr std::u16string_view kBlockedText = u"目標被其他項目佔用",
+                                     kOutsideText = u"連結指向目標之外";
 
 struct PlanStep {
   PlanAction Action;
@@ -57,6 +63,8 @@ class RunNotes {
   /// `path`: below the run's source or destination.
   virtual void Add(PlanAction, PlanReason, bool /*is_folder*/, std::u16string_view /*path*/,
                    std::uint64_t /*size*/ = 0) {}
+  /// What lets the run do nothing at all, in words.
+  virtual void Obstacle(std::u16string_view) {}
 };
 
 struct RunPlan final : RunNotes {
@@ -82,6 +90,7 @@ struct RunPlan final : RunNotes {
     if (!Wants(Level::Steps)) return;
     Steps.push_back({action, reason, is_folder, std::u16string(path), size});
   }
+  void Obstacle(std::u16string_view why) override { Warnings.emplace_back(why); }
 };
 
 }  // namespace kavrel

@@ -117,7 +117,7 @@ MetadataUpdate FinishDestination(const Folder& dest, const FileStatus& like, con
                                  bool times_only);
 
 /// The permissions with which a folder lets its owner do everything in it.
-inline constexpr std::uint32_t kOwnerMayAll = 0700;
+inline constexpr std::uint32_t kOwnerMayAll = 0700, kOwnerMayLook = 0500;
 /// False where there are no such permissions.
 inline bool OwnerMayAll(const FileStatus& folder) {
   return (folder.Mode & kOwnerMayAll) == kOwnerMayAll;

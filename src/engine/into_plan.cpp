@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "files/path.h"
+#include "files/place.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -14,6 +15,12 @@ namespace {
 std::int64_t RoomOf(const FileStatus& dest) {
   const std::uint64_t names = std::max<std::uint64_t>(dest.Links, 1);
   return static_cast<std::int64_t>(std::min(dest.Size, dest.Allocated) / names);
+}
+
+/// Whether the owner of a folder has to be let look into it.
+bool IsLocked(const Folder& folder) {
+  const Result<FileStatus> status = folder ? folder.Status() : Result<FileStatus>{};
+  return status && status->Mode != 0 && (status->Mode & kOwnerMayLook) != kOwnerMayLook;
 }
 
 }  // namespace
@@ -33,7 +40,12 @@ bool IntoPlan::Make(const FolderPair* parent, std::u16string_view, const WalkPat
     return true;
   }
   const std::u16string_view path = paths.Dest();
-  const bool reachable = parent || context_.Files.HostPath(path);
+  if (parent && pair.DestError == kErrAccess && IsLocked(parent->Dest)) {
+    // The run unlocks it. What it holds cannot be seen before.
+    pair.DestIsNew = true;
+    return true;
+  }
+  const bool reachable = parent || NoPlaceText(context_.Files, path).empty();
   if (!reachable || (!IsNotFound(pair.DestError) && !IsGone(DropBackslash(path)))) {
     plan_.Add(PlanAction::Fail, PlanReason::Blocked, true, paths.BelowRoot());
     return false;

@@ -5,13 +5,13 @@
 #include "engine/into_plan.h"
 #include "engine/job_disks.h"
 #include "engine/on_disk.h"
-#include "engine/place.h"
 #include "engine/refusal.h"
 #include "engine/run_summary.h"
 #include "engine/states.h"
 #include "engine/tree_walk.h"
 #include "files/folder_identity.h"
 #include "files/path.h"
+#include "files/place.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -247,6 +247,7 @@ RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state
     ArchiveContext archiving = planning.Archiving();
     PlanExtraction(archiving, job, archive, job.Destination.WorkPath, request.Pick);
   } else {
+    warn(NoPlaceText(planning.Files, job.Destination.WorkPath));
     IntoPlan effects(planning, job, plan);
     RestoreFolder(planning, job, effects, request.Mode, request.Pick);
   }

@@ -5,9 +5,9 @@
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
 #include "engine/mirror_guard.h"
-#include "engine/place.h"
 #include "engine/space_check.h"
 #include "engine/state_guard.h"
+#include "files/place.h"
 
 namespace kavrel {
 

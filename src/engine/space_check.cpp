@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <bit>
 
-#include "engine/place.h"
 #include "engine/refusal.h"
 #include "engine/run_planner.h"
+#include "files/place.h"
 #include "files/size_text.h"
 
 namespace kavrel {

@@ -7,8 +7,10 @@
 #include <fstream>
 #include <map>
 #include <random>
+#include <set>
 
 #include "base/text.h"
+#include "engine/restore.h"
 #include "engine/verify.h"
 #include "support/command.h"
 #include "support/test_program.h"
@@ -351,6 +353,80 @@ TEST_F(CompressedTest, ReadOnlyFoldersTakeWhatIsRestoredAndStayReadOnly) {
   for (const auto& entry : fs::directory_iterator(Source())) {
     EXPECT_FALSE(entry.path().filename().string().starts_with("pt"));
   }
+}
+
+TEST_F(CompressedTest, APlanTellsEntryByEntryWhatTheRestoreThenDoes) {
+  for (const char* name : {"a", "sub/b", "sub/deep/c", "taken"})
+    WriteTestFile(Source() / name, "x");
+  fs::create_symlink("../../elsewhere", Source() / "bad");
+  fs::create_symlink("sub/b", Source() / "sub" / "good");
+  Job().UsePassword = true;
+  Job().Password = u"right";
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  if (geteuid() == 0) {
+    ASSERT_EQ(RunCommand({"/bin/chown", "-R", "65534:65534", Temp.Root()}).ExitCode, 0);
+  }
+  const Unprivileged user;
+  const fs::path target = Temp.Root() / "target";
+  RestorePick pick;
+  pick.Paths.Add(u"");
+  pick.Target = TempFolder::Text(target);
+  RestoreRequest request;
+  request.Picker = [](const std::vector<ArchiveFile>& archives) { return archives[0].Name; };
+  request.Pick = &pick;
+  const auto agree = [&](std::uint32_t copied, const std::set<std::string>& failed,
+                         const char* obstacle = nullptr) {
+    RunPlan plan;
+    RunCounters planned;
+    RunState state;
+    EXPECT_EQ(PlanRestore(Program.Context, Host, state, Job(), request, plan, planned),
+              RunOutcome::Ran);
+    EXPECT_EQ(Program.RunRestoreNow(0, request), RunOutcome::Ran);
+    const RunCounters& done = Program.Context.Report.Counters;
+    EXPECT_EQ(planned.CopiedFiles, copied);
+    EXPECT_EQ(done.CopiedFiles, copied) << LogLines();
+    EXPECT_EQ(planned.FailedFiles, done.FailedFiles) << LogLines();
+    EXPECT_EQ(planned.SourceFiles, done.SourceFiles);
+    std::set<std::string> plans, tells;
+    for (const PlanStep& step : plan.Steps) {
+      if (step.Action == PlanAction::Fail) plans.insert(ToUtf8(step.Path));
+    }
+    const std::string log = LogText(Program.RunLogPath()), label = ": 還原檔案 (失敗)：";
+    for (std::size_t at = log.find(label); at != log.npos; at = log.find(label, at + 1)) {
+      const std::size_t begin = at + label.size();
+      tells.insert(log.substr(begin, log.find('\r', begin) - begin));
+    }
+    EXPECT_EQ(plans, failed);
+    EXPECT_EQ(tells, failed);
+    ASSERT_EQ(plan.Warnings.size(), obstacle ? 1U : 0U);
+    if (!obstacle) return;
+    EXPECT_NE(ToUtf8(plan.Warnings[0]).find(obstacle), std::string::npos);
+    EXPECT_NE(log.find("無法還原壓縮檔 (失敗)："), log.npos);
+  };
+  const std::set<std::string> all{"a", "bad", "sub/b", "sub/deep/c", "sub/good", "taken"};
+  fs::create_directories(target / "taken");
+  agree(4, {"bad", "taken"});
+  EXPECT_NE(LogText(Program.RunLogPath()).find(": 原因：連結指向目標之外"), std::string::npos);
+  EXPECT_TRUE(fs::is_symlink(target / "sub" / "good"));
+  // Folders that their owner may list, but not enter.
+  fs::remove(target / "taken");
+  for (const char* name : {"a", "sub/b", "sub/deep/c"}) WriteTestFile(target / name, "changed");
+  for (const char* name : {"sub/deep", "sub", ""})
+    ASSERT_EQ(chmod((target / name).c_str(), 0444), 0);
+  agree(5, {"bad"});
+  for (const char* name : {"", "sub", "sub/deep"}) {
+    EXPECT_EQ(fs::status(target / name).permissions(), name[0] ? fs::perms(0755) : fs::perms(0444));
+    ASSERT_EQ(chmod((target / name).c_str(), 0755), 0);
+  }
+  EXPECT_EQ(ReadTestFile(target / "sub" / "deep" / "c"), "x");
+  fs::create_symlink(Temp.Root() / "nowhere", Temp.Root() / "dangling");
+  pick.Target = TempFolder::Text(Temp.Root() / "dangling");
+  agree(0, all, "目標資料夾不存在，也無法建立");
+  pick.Target = TempFolder::Text(target);
+  Job().Password = u"wrong";
+  agree(0, all, "(密碼錯誤)");
+  EXPECT_TRUE(std::none_of(fs::directory_iterator(Temp.Home()), {},
+                           [](const auto& entry) { return entry.path().extension() == ".lst"; }));
 }
 
 TEST_F(CompressedTest, NoDamageOfAnArchiveReachesAFileThatItIsRestoredOver) {

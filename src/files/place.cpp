@@ -1,4 +1,4 @@
-#include "engine/place.h"
+#include "files/place.h"
 
 #include "files/path.h"
 
