@@ -353,7 +353,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
     ++context_.Report.Counters.NewerFiles;
     LeaveAsItIs(name);
   } else {
-    CopyOneFile(file, reason ? *reason : ReasonBeside(file));
+    CopyOneFile(file, reason ? *reason : own_copy ? PlanReason::OwnCopy : PlanReason::LinkTarget);
   }
   if (keeps_links) links.Forget(*source);
 }
@@ -392,12 +392,6 @@ bool TreeWalk::TakeAsLink(const FileTurn& file, bool again) {
   if (!effects_.Link(*first, file, equal)) return false;
   ShowDone(file.Name);
   return true;
-}
-
-PlanReason TreeWalk::ReasonBeside(const FileTurn& file) {
-  if (file.Source.Kind == FileKind::Link) return PlanReason::LinkTarget;
-  const bool anothers = file.Dest && effects_.Links().IsAnothers(file.Source, *file.Dest);
-  return anothers ? PlanReason::Linked : PlanReason::Attributes;
 }
 
 bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) const {

@@ -87,8 +87,6 @@ class TreeWalk {
   /// Whether a file of several names is dealt with as one more name of a copy that this run has
   /// come by before. `again` as for HandleFile.
   bool TakeAsLink(const FileTurn& file, bool again);
-  /// Why a file is copied whose content is the same.
-  PlanReason ReasonBeside(const FileTurn& file);
   bool PassesMayChange();
   void DestinationFailed(ErrorCode why);
   /// Two links that lead to the same, where a link keeps no time of its own to go by.

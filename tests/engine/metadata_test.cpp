@@ -149,8 +149,25 @@ TEST_F(MetadataTest, ASnapshotOfTheBackupKeepsWhatItHas) {
   Run();
   fs::create_hard_link(Dest() / "file", Temp.Root() / "snapshot");
   ASSERT_EQ(chmod((Source() / "file").c_str(), 0600), 0);
+  // A link of several names is told apart from one that leads elsewhere now.
+  fs::create_symlink("file", Source() / "link");
+  Run();
+  fs::create_hard_link(Dest() / "link", Temp.Root() / "snapshot of the link");
+  ASSERT_EQ(chmod((Source() / "file").c_str(), 0640), 0);
+  ASSERT_EQ(lchown((Source() / "link").c_str(), kSomebody, kSomebody), 0);
+  fs::remove(Temp.Root() / "snapshot");
+  fs::create_hard_link(Dest() / "file", Temp.Root() / "snapshot");
   const std::string before = MetadataOf(Temp.Root() / "snapshot");
-  EXPECT_EQ(Run().CopiedFiles, 1U);
+  RunPlan plan;
+  RunCounters counters;
+  RunState state;
+  PlanBackupJob(Program.Context, Host, state, Program.Store.Jobs[0], plan, counters);
+  ASSERT_EQ(plan.Steps.size(), 2U);
+  for (const PlanStep& step : plan.Steps) {
+    EXPECT_TRUE(step.Action == PlanAction::Replace && step.Reason == PlanReason::OwnCopy)
+        << ToUtf8(step.Path);
+  }
+  EXPECT_EQ(Run().CopiedFiles, 2U);
   ExpectSame();
   EXPECT_EQ(MetadataOf(Temp.Root() / "snapshot"), before);
 }
