@@ -51,8 +51,10 @@ class ListBuilder {
         take_(std::move(take)),
         into_(into),
         scope_(Scope::OfArchive(job)) {
-    const Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
-    if (destination) scope_.SetOwn(*destination);
+    Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
+    if (!destination) return;
+    destination_ = std::move(*destination);
+    scope_.SetOwn(destination_);
   }
 
   void Walk(const Folder& folder, const std::u16string& prefix) {
@@ -67,8 +69,8 @@ class ListBuilder {
       if (entry->Kind == FileKind::Folder) {
         if (here.TakesFolder(entry->Name)) subfolders.push_back(entry->Name);
       } else if (here.TimesTaken(entry->Name) > 0 &&
-                 !(is_destination && IsOwnArchive(entry->Name, true)) &&
-                 !(may_hold_states && IsFormerArchive(folder, entry->Name))) {
+                 !(IsOwnArchive(entry->Name, true) &&
+                   (is_destination || IsOwn(folder, entry->Name, may_hold_states)))) {
         ++Found;
         Add(folder, prefix, here, *entry);
       }
@@ -113,11 +115,24 @@ class ListBuilder {
     return status && scope_.Own().Is(*status);
   }
 
-  /// One that a former run put into another folder of a destination with dates, by its mark.
-  bool IsFormerArchive(const Folder& folder, std::u16string_view name) const {
-    if (!IsOwnArchive(name, true)) return false;
-    const Result<OwnerMark> mark = ReadOwnerMark(folder, name);
-    return mark && mark->Names(job_.Extras.Id);
+  /// One that a former run put into another folder of a destination with dates, by its mark; or any
+  /// that is seen here by another way than that to the destination. A copy that somebody has made
+  /// is a file like all others.
+  bool IsOwn(const Folder& folder, std::u16string_view name, bool may_hold_states) const {
+    const Result<FileStatus> status = folder.Status(name);
+    if (!status) return false;
+    if (IsIn(destination_, name, *status)) return true;
+    const bool is_mark = name.ends_with(kOwnerMark);
+    const Result<OwnerMark> mark = ReadOwnerMark(folder, is_mark ? MarkedArchive(name) : name);
+    if (!mark || !mark->Names(job_.Extras.Id)) return false;
+    if (may_hold_states) return true;
+    const Result<Folder> place = context_.Files.OpenFolder(PathFolder(mark->Place));
+    return place && IsIn(*place, name, *status);
+  }
+  static bool IsIn(const Folder& folder, std::u16string_view name, const FileStatus& status) {
+    const Result<FileStatus> own =
+        folder ? folder.Status(name) : Result<FileStatus>::Fail(kErrNotFound);
+    return own && LooksSame(*own, status);
   }
 
   void Add(const Folder& folder, const std::u16string& prefix, const FolderScope& here,
@@ -184,6 +199,7 @@ class ListBuilder {
   const Taker take_;
   const SevenZipLibrary::Archive* const into_;
   std::set<std::u16string, std::less<>> names_, folders_;  ///< what is listed, and what holds it
+  Folder destination_;                                     ///< closed where there is none yet
   Scope scope_;
 };
 

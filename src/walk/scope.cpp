@@ -30,7 +30,7 @@ bool IsSeenTwice(const Folder& one, const Folder& other) {
     if (entry->Kind == FileKind::Folder) continue;
     empty = false;
     const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
-    if (a && b && a->Changed == b->Changed && a->Size == b->Size) return true;
+    if (a && b && LooksSame(*a, *b)) return true;
   }
   return empty;
 }

@@ -44,6 +44,13 @@ class FolderScope {
   std::u16string path_;  ///< for the trace, where one is written
 };
 
+/// Whether two looks at entries of one name are looks at the same entry, or one is a copy: that was
+/// changed last when it was made. What gives its entries other numbers may tell of changes a second
+/// late, and passes the numbers on then.
+inline bool LooksSame(const FileStatus& one, const FileStatus& other) {
+  return one.Size == other.Size && (one.Id == other.Id || one.Changed == other.Changed);
+}
+
 /// A walk makes its own; two threads may ask the same one once SetOwn has been called.
 class Scope {
  public:
