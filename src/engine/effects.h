@@ -32,7 +32,8 @@ struct FileTurn {
 
 /// What is known of a folder that is being emptied.
 struct Emptying {
-  bool Whole = true;  ///< nothing has stayed in it so far
+  bool Whole = true;                 ///< nothing has stayed in it so far
+  std::optional<FileStatus> Locked;  ///< as it was before it was let be written to
 };
 using SharedEmptying = std::shared_ptr<Emptying>;
 
@@ -90,7 +91,7 @@ class Effects {
   /// It gets its permissions and times when all is done in it.
   virtual void FinishFolder(const FolderPair& pair, const WalkPaths& paths) = 0;
   /// Around all that a backup does in its root: the marks of its owner (engine/ownership.h).
-  virtual void MarkFolder(const Folder&) {}
+  virtual void MarkFolder(const FolderPair&) {}
   virtual void MarkMirrored(const Folder&) {}
 
   // Files.
@@ -134,10 +135,14 @@ class Effects {
   // Removals, one run's synchronisation.
   /// Asked before the run's first change of any kind; false stops it.
   virtual bool PassesGuard(ForeseenFolders&) { return true; }
-  /// Lets entries of a folder that both sides have be removed.
-  virtual void Unlock(const Folder&) {}
+  /// Lets entries of a folder that both sides have be removed; and, when the run stops before it
+  /// comes to the folder's end, no longer.
+  virtual void Unlock(const FolderPair&) {}
+  virtual void Relock(const FolderPair&) {}
   /// A folder below the pair's that is to go is looked through. `path` ends with its separator.
-  virtual void Enter(const Folder& folder, std::u16string_view path) = 0;
+  virtual void Enter(const Folder& folder, std::u16string_view path, Emptying& own) = 0;
+  /// It stays, and was not gone through to its end.
+  virtual void Leave(const Folder&, const Emptying&) {}
   /// Before the first removal from a place. False where nothing can be removed from it.
   virtual bool Begin(RemovalPlace&, std::u16string_view /*path*/) { return true; }
   virtual void RemoveFile(const RemovalPlace& from, const FolderEntry& file,

@@ -119,9 +119,9 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
     pair.Dest = std::move(*made);
     pair.DestIsNew = true;
   }
-  // A copy of a read-only folder must take files, too; it gets its permissions when it is done.
   const std::optional<FileStatus>& found = pair.DestFound;
-  if (!found || !OwnerMayAll(*found)) pair.Dest.MakeWritable();
+  const bool may_look = found && (found->Mode & kOwnerMayLook) == kOwnerMayLook;
+  if (!parent || !may_look) UnlockDestination(pair);
   const bool one_disk =
       parent && parent->DestFound && found && parent->DestFound->Device == found->Device;
   pair.DestManners = one_disk ? parent->DestManners : pair.Dest.Manners();
@@ -129,12 +129,11 @@ bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16
   return true;
 }
 
-MetadataUpdate FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
-                                 bool times_only) {
-  MetadataUpdate update;
-  if (!times_only) update = dest.UpdateMetadata({}, like, source);
-  if (const ErrorCode error = dest.SetTimes(like)) update.Error = error;
-  return update;
+void UnlockDestination(const FolderPair& pair) {
+  // A copy of a read-only folder must take files, too; it gets its permissions when it is done.
+  if (pair.DestUnlocked || (pair.DestFound && OwnerMayAll(*pair.DestFound))) return;
+  pair.Dest.MakeWritable();
+  pair.DestUnlocked = true;
 }
 
 }  // namespace kavrel

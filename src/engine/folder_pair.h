@@ -45,8 +45,10 @@ struct FolderPair {
   bool KeptByDisk = false;
   /// The destination as the walk came to it, where its metadata is to be compared.
   std::optional<FileStatus> DestFound;
-  /// It has to be made writable for the run, and would not be changed for anything else.
+  /// It would not be changed but for being made writable.
   bool DestOnlyLocked = false;
+  /// The run has let the owner write to it, and gives it its own permissions back in the end.
+  mutable bool DestUnlocked = false;
   DiskManners DestManners;  ///< set once there is a destination to write to, like the next
   bool DestPassesAccessOn = false;
   /// The destination as pending changes hold it; null as long as there were none.
@@ -106,15 +108,14 @@ class WalkPaths {
 FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
                     const WalkPaths& paths, CopyAhead::Listed* listed = nullptr);
 
-/// Makes the destination when it is not open yet and lets the owner write into it. False, with
-/// DestError set, when that fails.
+/// Makes the destination when it is not open yet. One that was there is let be written to only when
+/// something is to change in it, but for a root, and for one that its owner cannot look at. False,
+/// with DestError set, when it cannot be made.
 bool MakeDestination(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
                      const WalkPaths& paths, FolderPair& pair);
 
-/// Gives the destination the source's times, after its content, and its attributes, `like` being
-/// the source's status; with `times_only` the attributes stay.
-MetadataUpdate FinishDestination(const Folder& dest, const FileStatus& like, const Folder& source,
-                                 bool times_only);
+/// Lets the owner of the destination write to it: to be called before a change in it.
+void UnlockDestination(const FolderPair& pair);
 
 /// The permissions with which a folder lets its owner do everything in it.
 inline constexpr std::uint32_t kOwnerMayAll = 0700, kOwnerMayLook = 0500;

@@ -109,7 +109,7 @@ void IntoPlan::UpdateFile(const FileTurn& file) {
   plan_.Add(PlanAction::Update, PlanReason::Attributes, false, PathOf(file));
 }
 
-void IntoPlan::Enter(const Folder& folder, std::u16string_view path) {
+void IntoPlan::Enter(const Folder& folder, std::u16string_view path, Emptying&) {
   NotePlace(folder, {}, path);
 }
 

@@ -44,7 +44,7 @@ class IntoPlan final : public Effects {
   bool Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) override;
   bool TakesAgain(const FileStatus& source, bool compare) override;
   void UpdateFile(const FileTurn& file) override;
-  void Enter(const Folder& folder, std::u16string_view path) override;
+  void Enter(const Folder& folder, std::u16string_view path, Emptying& own) override;
   void RemoveFile(const RemovalPlace& from, const FolderEntry& file,
                   std::u16string_view path) override;
   void RemoveFolder(const RemovalPlace& from, std::u16string_view name, std::u16string_view path,

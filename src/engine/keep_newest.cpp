@@ -114,11 +114,14 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
   const FileKind kind = IsFolderUnit(unit) ? FileKind::Folder : FileKind::File;
   if (status && status->Kind != kind) return true;
   const bool alone = status && IsAlone(context, job, unit);
-  if (alone && kind == FileKind::Folder) {
+  Result<Folder> folder = Result<Folder>::Fail(kErrNotFound);
+  if (alone && kind == FileKind::Folder && !OwnerMayAll(*status)) {
     // A read-only folder cannot be moved elsewhere.
-    if (const Result<Folder> folder = parent->OpenFolder(PathName(path))) folder->MakeWritable();
+    folder = parent->OpenFolder(PathName(path));
+    if (folder) folder->MakeWritable();
   }
   if (!alone || bin.Recycle(*parent, PathName(path))) {
+    if (folder) folder->SetAttributes(*status, *folder);
     ++context.Report.Counters.WarningFiles;
     LogMove(context, u"失敗", unit);
     return false;

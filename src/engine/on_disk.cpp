@@ -158,8 +158,12 @@ class OnDisk::FinishChange final : public Change {
       : effects_(effects), folder_(pair.Shared), finish_(FinishOf(pair, times_only)), path_(path) {
     if (times_only) return;
     FileStatus now = finish_.Like;
-    now.Mode |= kOwnerMayAll;
-    finish_.Updated = folder_->Folder.UpdateMetadata({}, now, pair.Source).Attributes;
+    if (pair.DestUnlocked || !pair.DestFound || OwnerMayAll(*pair.DestFound)) {
+      now.Mode |= kOwnerMayAll;
+    }
+    const MetadataUpdate update = effects_.CarryOver(folder_->Folder, now, pair.Source, path);
+    finish_.Updated = update.Attributes;
+    finish_.Error = update.Error;
   }
 
   void Commit(GroupCommit&) override {
@@ -194,6 +198,8 @@ std::unique_ptr<CopyAhead> OnDisk::WorkAhead(const FolderPair& root, CopyAhead::
 void OnDisk::TakeAhead(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
                        CopyAhead& ahead) {
   StagedFile staged;
+  // One that could not be made ahead in a folder that is locked is made now.
+  UnlockDestination(pair);
   const CopyResult result = StagePatiently([&] { return ahead.StageFront(staged); });
   AddCopy(pair, paths.Dest(), result, std::move(staged), paths.SourceOf(name));
 }
@@ -211,6 +217,7 @@ FolderPair OnDisk::Open(const FolderPair* parent, std::u16string_view name, cons
 bool OnDisk::Make(const FolderPair* parent, std::u16string_view name, const WalkPaths& paths,
                   FolderPair& pair) {
   std::u16string temporary;
+  if (parent && !pair.Dest) UnlockDestination(*parent);
   const std::u16string_view path = paths.Dest(),
                             above = path.substr(0, path.size() - name.size() - (parent ? 1 : 0));
   const bool is_new = !pair.Dest && IsNotFound(pair.DestError);
@@ -328,9 +335,8 @@ OnDisk::Finish OnDisk::FinishOf(const FolderPair& pair, bool times_only) {
 }
 
 bool OnDisk::IsFinished(const FolderPair& pair) const {
-  // The times come last: where they are the source's, the attributes were set before them. A folder
-  // that its owner may not write to was made writable by this run.
-  return metadata_ && pair.DestFound && OwnerMayAll(*pair.DestFound) &&
+  // The times come last: where they are the source's, the attributes were set before them.
+  return metadata_ && pair.DestFound && !pair.DestUnlocked &&
          pair.DestFound->Written == pair.SourceStatus.Written &&
          !MayDiffer(pair.SourceStatus, *pair.DestFound);
 }
@@ -338,7 +344,10 @@ bool OnDisk::IsFinished(const FolderPair& pair) const {
 void OnDisk::FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
                        std::u16string_view path) {
   const FileStatus& like = finish.Like;
-  const MetadataUpdate update = FinishDestination(dest, like, source, finish.TimesOnly);
+  MetadataUpdate update;
+  if (!finish.TimesOnly) update = CarryOver(dest, like, source, path);
+  if (!update.Error) update.Error = finish.Error;
+  if (const ErrorCode error = dest.SetTimes(like)) update.Error = error;
   if (metadata_ && finish.Found && !finish.TimesOnly) {
     bool changed = update.Attributes || finish.Updated;
     if (!changed && metadata_->Differs(like, *finish.Found)) {
@@ -350,6 +359,16 @@ void OnDisk::FinishNow(const Folder& dest, const Folder& source, const Finish& f
   if (update.Error) {
     CountWarning(update.Error, u"Could Not Set Destination Folder Attributes", path);
   }
+}
+
+MetadataUpdate OnDisk::CarryOver(const Folder& dest, const FileStatus& like, const Folder& source,
+                                 std::u16string_view path) const {
+  const MetadataUpdate update = dest.UpdateMetadata({}, like, source);
+  // The mark in the root makes way for what the source has.
+  if (!IsBeyondRoom(update.Error) || path != root_ || MoveMarkToFile(dest)) return update;
+  MetadataUpdate again = dest.UpdateMetadata({}, like, source);
+  again.Attributes |= update.Attributes;
+  return again;
 }
 
 void OnDisk::CountWarning(ErrorCode error, std::u16string_view text, std::u16string_view path) {
@@ -403,6 +422,7 @@ void OnDisk::UpdateFile(const FileTurn& file) {
 void OnDisk::Copy(const FileTurn& file, PlanReason) {
   StagedFile staged;
   FileStatus opened;
+  UnlockDestination(file.Pair);
   const CopySide from{file.Pair.Source, file.Paths.Source(), file.Name, &file.Source};
   const CopySide to = SideOfCopy(file.Pair, file.Paths.Dest(), file.Name, file.Dest);
   const CopyResult result =
@@ -423,6 +443,7 @@ void OnDisk::NoteCopied(const FileTurn& file, const StagedFile& staged, const Fi
 
 bool OnDisk::Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) {
   StagedFile staged;
+  UnlockDestination(file.Pair);
   const ErrorCode error = links_.Stage(first, file.Pair, file.Name, file.Dest, names_, staged);
   if (error) {
     if (IsBeyondLinks(error)) {
@@ -440,8 +461,14 @@ bool OnDisk::Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal)
   return true;
 }
 
-void OnDisk::MarkFolder(const Folder& dest) {
-  kavrel::MarkFolder(context_, job_, dest);
+void OnDisk::MarkFolder(const FolderPair& root) {
+  // What the source has comes first: the mark may lie elsewhere where there is no room for both.
+  // The permissions stay the owner's alone until the run is done.
+  const Result<FileStatus> own = root.Dest.Status();
+  if (own && root.DestIsNew && root.Source && !IsRootPath(job_.Source.WorkPath)) {
+    root.Dest.UpdateMetadata({}, *own, root.Source);
+  }
+  kavrel::MarkFolder(context_, job_, root.Dest);
 }
 
 void OnDisk::MarkMirrored(const Folder& dest) {

@@ -31,14 +31,16 @@ class OnDisk final : public Effects {
             FolderPair& pair) override;
   void GiveName(const FolderPair& pair) override;
   void FinishFolder(const FolderPair& pair, const WalkPaths& paths) override;
-  void MarkFolder(const Folder& dest) override;
+  void MarkFolder(const FolderPair& root) override;
   void MarkMirrored(const Folder& dest) override;
   void Copy(const FileTurn& file, PlanReason reason) override;
   bool Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) override;
   void UpdateFile(const FileTurn& file) override;
   bool PassesGuard(ForeseenFolders& foreseen) override;
-  void Unlock(const Folder& folder) override { folder.MakeWritable(); }
-  void Enter(const Folder& folder, std::u16string_view) override { folder.MakeWritable(); }
+  void Unlock(const FolderPair& pair) override { UnlockDestination(pair); }
+  void Relock(const FolderPair& pair) override;
+  void Enter(const Folder& folder, std::u16string_view path, Emptying& own) override;
+  void Leave(const Folder& folder, const Emptying& own) override;
   bool Begin(RemovalPlace& from, std::u16string_view path) override;
   void RemoveFile(const RemovalPlace& from, const FolderEntry& file,
                   std::u16string_view path) override;
@@ -77,12 +79,16 @@ class OnDisk final : public Effects {
     std::optional<FileStatus> Found;  ///< the folder before, where it is to be compared
     bool TimesOnly;        ///< its attributes are what they should be, or belong to the drive
     bool Updated = false;  ///< its extended attributes were set right already
+    ErrorCode Error = 0;   ///< of these
   };
   static Finish FinishOf(const FolderPair& pair, bool times_only);
   /// Whether a run before has finished the folder and its attributes need no look.
   bool IsFinished(const FolderPair& pair) const;
   void FinishNow(const Folder& dest, const Folder& source, const Finish& finish,
                  std::u16string_view path);
+  /// Gives a folder what the source's has beside its times.
+  MetadataUpdate CarryOver(const Folder& dest, const FileStatus& like, const Folder& source,
+                           std::u16string_view path) const;
   void CountWarning(ErrorCode error, std::u16string_view text, std::u16string_view path);
   void Queue(const std::shared_ptr<const CommitFolder>& folder, std::unique_ptr<Change> change);
 

@@ -49,6 +49,9 @@ class OnDisk::RemovalChange final : public Change {
  private:
   void Finish(ErrorCode error) {
     if (emptied_) {
+      const Result<Folder> stays = error && emptied_->Locked ? folder_->Folder.OpenFolder(name_)
+                                                             : Result<Folder>::Fail(error);
+      if (stays) stays->SetAttributes(*emptied_->Locked, *stays);
       effects_.CountFolderGone(error, path_, in_);
     } else {
       effects_.CountFileGone(error, name_, in_);
@@ -65,6 +68,23 @@ class OnDisk::RemovalChange final : public Change {
 
 bool OnDisk::PassesGuard(ForeseenFolders& foreseen) {
   return PassMirrorGuard(context_, job_, foreseen);
+}
+
+void OnDisk::Relock(const FolderPair& pair) {
+  if (pair.DestUnlocked && pair.DestFound) pair.Dest.SetAttributes(*pair.DestFound, pair.Dest);
+}
+
+void OnDisk::Enter(const Folder& folder, std::u16string_view, Emptying& own) {
+  const Result<FileStatus> found = folder.Status();
+  if (!found || OwnerMayAll(*found) || folder.MakeWritable()) return;
+  own.Locked = *found;
+}
+
+void OnDisk::Leave(const Folder& folder, const Emptying& own) {
+  if (!own.Locked) return;
+  // What is to go from it still goes, or is given up with the run.
+  if (!context_.Stopped()) changes_.Flush();
+  folder.SetAttributes(*own.Locked, folder);
 }
 
 bool OnDisk::Begin(RemovalPlace& from, std::u16string_view path) {

@@ -85,16 +85,20 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
                        paths.Dest().substr(root_length_));
     return false;
   }
-  // A copy of a read-only folder is read-only, too.
-  if (!OwnerMayAll(*dest)) effects_.Unlock(pair.Dest);
   bool comes_back = false;
   KeptEntries kept(pair);
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.Stopped()) return true;
     if (path.size() == root_length_ && IsOwnerMark(entry->Name)) continue;
-    if (!std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
-        !WasMounted(paths, *entry) && IsToGo(pair.Source, *entry, kept, comes_back)) {
+    const bool lacking = !std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
+                         !WasMounted(paths, *entry);
+    if (lacking && (dest->Mode & kOwnerMayLook) != kOwnerMayLook) {
+      // What names of the source reach here is seen only then.
+      if (!PassesGuard()) return true;
+      effects_.Unlock(pair);
+    }
+    if (lacking && IsToGo(pair.Source, *entry, kept, comes_back)) {
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
       if (seen) seen->Folder.Gone.push_back(*entry);
@@ -118,7 +122,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
 void Synchronisation::SyncForeseen(const FolderPair& pair, const ForeseenFolders::Folder& foreseen,
                                    std::u16string& path, const FileStatus& dest) {
   if (foreseen.Gone.empty()) return;
-  if (!OwnerMayAll(dest)) effects_.Unlock(pair.Dest);
+  effects_.Unlock(pair);
   bool comes_back = false;
   KeptEntries kept(pair, foreseen.Manners);
   for (const FolderEntry& entry : foreseen.Gone) {
@@ -139,6 +143,8 @@ bool Synchronisation::PassesGuard() {
 /// Removes an entry of a folder that both sides have.
 void Synchronisation::SyncEntry(const FolderPair& pair, const FolderEntry& entry,
                                 std::u16string& path, const FileStatus& dest) {
+  // A copy of a read-only folder is read-only, too.
+  effects_.Unlock(pair);
   RemovalPlace from{pair.Dest, nullptr, pair.Shared};
   bool gone = true;
   if (!effects_.Begin(from, path)) {
@@ -175,9 +181,11 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
     const Result<FileStatus> status = StatusOf(folder);
     if (!status) {
       error = status.Error;
-    } else if (!MayBeLeftOver(*status, dest, source_lineage_) ||
-               !EmptyFolder(*folder, path, dest, own)) {
+    } else if (!MayBeLeftOver(*status, dest, source_lineage_)) {
       error = kErrNotEmpty;
+    } else if (!EmptyFolder(*folder, path, dest, own)) {
+      error = kErrNotEmpty;
+      effects_.Leave(*folder, *own);
     }
   }
   if (!context_.Stopped()) {
@@ -198,7 +206,7 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
 /// it is noted in `own`.
 bool Synchronisation::EmptyFolder(const Folder& folder, std::u16string& path,
                                   const FileStatus& dest, const SharedEmptying& own) {
-  effects_.Enter(folder, path);
+  effects_.Enter(folder, path, *own);
   RemovalPlace from{folder, own, nullptr};
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {

@@ -108,7 +108,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   }
   if (!parent && pair.Dest) StartAhead(pair);
   const bool report = BeforeFiles(pair);
-  if (Cancelled()) return;
+  if (Cancelled()) return effects_.Relock(pair);
   if (ahead_) ahead_->Expect();
   if (!pair.Dest && !PassesMayChange()) return;
   if (!effects_.Make(parent, name, paths_, pair)) return DestinationFailed(pair.DestError);

@@ -119,6 +119,34 @@ Result<OwnerMark> ReadMarkFile(const Folder& folder, std::u16string_view name) {
   return ParseOr(file->ReadToEnd(1024, kLargest));
 }
 
+/// Leaves the mark as a file; a remark that tells something else would come before it.
+ErrorCode WriteMarkFile(const Folder& folder, const OwnerMark& mark, std::u16string_view archive) {
+  const std::u16string name = MarkName(archive);
+  if (folder.Status(name) && !ReadMarkFile(folder, name)) return kErrExists;
+  DropHalfMark(folder, archive);
+  const std::u16string half = name + std::u16string(kHalf);
+  FileStatus like;
+  like.Mode = 0644;
+  Result<File> file = folder.MakeFile(half, like);
+  if (!file) return file.Error;
+  if (Result<FileStatus> made = file->Status(); made) {
+    // Where a leading dot hides nothing.
+    made->Attributes |= kAttrHidden;
+    file->SetAttributes(*made, *file);
+  }
+  ErrorCode error = file->Write(Format(mark));
+  if (!error) error = file->Sync();
+  if (const ErrorCode closing = file->Close(); !error) error = closing;
+  if (!error) error = folder.Replace(half, name);
+  if (error) {
+    folder.RemoveFile(half);
+    return error;
+  }
+  if (!folder.Manners().SyncsWhole) error = folder.Sync();
+  const ErrorCode left = folder.ReadRemark(archive) ? folder.WriteRemark(archive, {}) : 0;
+  return error ? error : left;
+}
+
 }  // namespace
 
 bool OwnerMark::Names(std::u16string_view id) const {
@@ -176,35 +204,18 @@ Result<OwnerMark> ReadOwnerMark(const Folder& folder, std::u16string_view archiv
 ErrorCode WriteOwnerMark(const Folder& folder, const OwnerMark& mark, std::u16string_view archive) {
   const std::u16string name = MarkName(archive);
   // A file of a mark is out of date by now; what is none stays.
-  const bool is_there = bool(folder.Status(name));
-  const bool is_mark = is_there && ReadMarkFile(folder, name);
+  const bool is_mark = bool(ReadMarkFile(folder, name));
   const ErrorCode remarked = folder.WriteRemark(archive, Format(mark));
   if (!remarked) {
     if (is_mark) folder.RemoveFile(name);
     return archive.empty() ? folder.Sync() : folder.SyncFile(archive);
   }
-  if (!IsNotFound(remarked)) return remarked;
-  if (is_there && !is_mark) return kErrExists;
-  DropHalfMark(folder, archive);
-  const std::u16string half = name + std::u16string(kHalf);
-  FileStatus like;
-  like.Mode = 0644;
-  Result<File> file = folder.MakeFile(half, like);
-  if (!file) return file.Error;
-  if (Result<FileStatus> made = file->Status(); made) {
-    // Where a leading dot hides nothing.
-    made->Attributes |= kAttrHidden;
-    file->SetAttributes(*made, *file);
-  }
-  ErrorCode error = file->Write(Format(mark));
-  if (!error) error = file->Sync();
-  if (const ErrorCode closing = file->Close(); !error) error = closing;
-  if (!error) error = folder.Replace(half, name);
-  if (error) {
-    folder.RemoveFile(half);
-    return error;
-  }
-  return folder.Manners().SyncsWhole ? 0 : folder.Sync();
+  return IsNotFound(remarked) ? WriteMarkFile(folder, mark, archive) : remarked;
+}
+
+ErrorCode MoveMarkToFile(const Folder& folder) {
+  const Result<OwnerMark> mark = ParseOr(folder.ReadRemark({}));
+  return mark ? WriteMarkFile(folder, *mark, {}) : mark.Error;
 }
 
 void DropHalfMark(const Folder& folder, std::u16string_view archive) {

@@ -71,6 +71,9 @@ Result<OwnerMark> ReadOwnerMark(const Folder& folder, std::u16string_view archiv
 /// over.
 ErrorCode WriteOwnerMark(const Folder& folder, const OwnerMark& mark,
                          std::u16string_view archive = {});
+/// Makes room for what else the folder is to hold: a mark that is a remark on it becomes a file in
+/// it. IsNotFound when there is none.
+ErrorCode MoveMarkToFile(const Folder& folder);
 /// Removes half a file that a killed run has left.
 void DropHalfMark(const Folder& folder, std::u16string_view archive = {});
 

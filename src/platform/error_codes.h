@@ -28,6 +28,10 @@ constexpr bool IsTaken(ErrorCode code) {
 constexpr bool IsExhausted(ErrorCode code) {
   return code == 112 || code == 39 || code == 4;
 }
+/// True when an attribute is too large for the room that there is.
+constexpr bool IsBeyondRoom(ErrorCode code) {
+  return code == 112;
+}
 /// True for what may pass by itself: shared, locked, busy, too many open.
 constexpr bool MayPass(ErrorCode code) {
   return code == 32 || code == 33 || code == 170 || code == 4;
@@ -54,6 +58,10 @@ constexpr bool IsTaken(ErrorCode code) {
 /// True when there is no room, or no open file, left: later there may be.
 constexpr bool IsExhausted(ErrorCode code) {
   return code == ENOSPC || code == EDQUOT || code == EMFILE || code == ENFILE;
+}
+/// True when an attribute is too large for the room that there is.
+constexpr bool IsBeyondRoom(ErrorCode code) {
+  return code == ENOSPC || code == EDQUOT || code == E2BIG || code == ERANGE;
 }
 /// True for what may pass by itself: busy, locked (a share tells so as ETXTBSY, a lease as EAGAIN),
 /// a server's handle gone stale, too many open.
