@@ -40,7 +40,7 @@ bool IsSame(const FileStatus& a, const FileStatus& b) {
 
 bool IsOnNetwork(const Program& program, std::u16string_view path) {
   const std::optional<std::string> host = program.Files.HostPath(path);
-  return PathKind(path) != 1 || (host && program.Mounts.OnNetwork(FromUtf8(*host)));
+  return PathKind(path) != 1 || (host && !program.Mounts.WaitingPoint(FromUtf8(*host)).empty());
 }
 
 /// How the destination lies to the source; empty when there is nothing to say.
@@ -90,8 +90,9 @@ std::u16string CheckMounted(const Program& program, std::u16string_view path) {
   if (!IsPosixPath(path)) {
     const std::u16string drive = SplitRulePath(path).Drive;
     if (drive.empty()) return u"目標資料夾不是完整的路徑。";
-    const bool reachable = PathKind(path) == 2 ? program.Files.HostPath(path).has_value()
-                                               : program.Files.FolderExists(drive + u"\\");
+    const bool reachable = PathKind(path) == 2 || IsOnNetwork(program, path)
+                               ? program.Files.HostPath(path).has_value()
+                               : program.Files.FolderExists(drive + u"\\");
     return reachable ? std::u16string() : u"目標磁碟「" + drive + u"」目前無法使用。";
   }
   const std::u16string missing = program.Mounts.MissingPoint(path);

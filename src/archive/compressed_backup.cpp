@@ -126,6 +126,8 @@ class ListBuilder {
     const Result<OwnerMark> mark = ReadOwnerMark(folder, is_mark ? MarkedArchive(name) : name);
     if (!mark || !mark->Names(job_.Extras.Id)) return false;
     if (may_hold_states) return true;
+    constexpr std::uint32_t kPatience = 3000;
+    if (!context_.Files.Answers(PathFolder(mark->Place), kPatience)) return false;
     const Result<Folder> place = context_.Files.OpenFolder(PathFolder(mark->Place));
     return place && IsIn(*place, name, *status);
   }

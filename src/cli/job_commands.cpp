@@ -4,6 +4,7 @@
 
 #include "app/job_preview.h"
 #include "app/job_status.h"
+#include "app/reach.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "cli/commands.h"
@@ -42,9 +43,10 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
     PrintError(error);
     return false;
   }
+  Reach reach(program, Reach::kCommand);
   const FormCheck check = ApplyForm(
       form, program.Store.Jobs, [&](const BackupJob& j) { return program.NextRunTimeOf(j); },
-      [&](std::u16string_view path) { return program.Files.FolderExists(path); }, job);
+      [&](std::u16string_view path) { return reach.MayExist(path); }, job);
   if (check == FormCheck::Ok) {
     if (options.Adopt) {
       job.Extras.Adopt = true;
@@ -73,16 +75,19 @@ void TellWarnings(Session& session, const BackupJob& job,
   }
 }
 
-/// Which disks of the job are not there now, in words; empty when none is.
-std::u16string MissingDisks(Session& session, BackupJob job) {
+/// Which disks of the job are not there now, or do not answer, in words; empty when none is.
+std::u16string MissingDisks(Session& session, BackupJob job, Reach& reach) {
+  // Nothing is held against the disks of a job that knows none.
+  if (job.Extras.Mounts.empty()) return {};
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath = ExpandedDestination(job, session.Clock());
-  return DiskObjection(session.Program().Context, job);
+  const std::u16string silent = reach.SilentPlaces(job, job.Destination.WorkPath);
+  return silent.empty() ? DiskObjection(session.Program().Context, job) : silent;
 }
 
 /// A list of jobs as text is followed by what is the matter with them.
-void TellMissingDisks(Session& session, const BackupJob& job) {
-  const std::u16string missing = MissingDisks(session, job);
+void TellMissingDisks(Session& session, const BackupJob& job, Reach& reach) {
+  const std::u16string missing = MissingDisks(session, job, reach);
   if (!missing.empty()) PrintError(Printable(job.Name + u": " + missing));
 }
 
@@ -91,7 +96,8 @@ std::u16string TypeName(const BackupJob& job) {
   return std::u16string(caption.substr(0, caption.find_first_of(u"　 ")));
 }
 
-nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& status) {
+nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& status,
+                      Reach& reach) {
   nlohmann::json refused = nlohmann::json::array();
   for (int day = 1; day <= 7; ++day) {
     if (IsRefused(job.RefusedDays, day)) refused.push_back(WeekdayWord(day));
@@ -123,7 +129,7 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
           {"keep_newest", job.Extras.KeepNewest},
           {"verify_after_run", job.Extras.VerifyAfterRun},
           {"keep_hard_links", job.Extras.KeepHardLinks},
-          {"missing_disks", JsonText(MissingDisks(session, job))},
+          {"missing_disks", JsonText(MissingDisks(session, job, reach))},
           {"paused", session.Program().Pause.End().has_value()},
           {"status", StatusWord(status.Word)},
           {"last_success", JsonTime(status.LastGood)},
@@ -205,10 +211,11 @@ int ListJobs(Session& session, bool json) {
   if (!session.Open()) return session.Failure();
   const std::vector<BackupJob>& jobs = session.Program().Store.Jobs;
   const std::vector<JobStatus> states = StatusOfJobs(session.Program(), session.Clock().Now());
+  Reach reach(session.Program(), Reach::kCommand);
   if (json) {
     nlohmann::json list = nlohmann::json::array();
     for (std::size_t i = 0; i < jobs.size(); ++i) {
-      list.push_back(ToJson(session, jobs[i], states[i]));
+      list.push_back(ToJson(session, jobs[i], states[i], reach));
     }
     PrintJson(list);
     return kDone;
@@ -229,7 +236,7 @@ int ListJobs(Session& session, bool json) {
       PrintError(Printable(jobs[i].Name + u": " + states[i].Reason));
     }
   }
-  for (const BackupJob& job : jobs) TellMissingDisks(session, job);
+  for (const BackupJob& job : jobs) TellMissingDisks(session, job, reach);
   TellPause(session.Program().Pause);
   return kDone;
 }
@@ -246,11 +253,12 @@ int ShowJobs(Session& session, const std::vector<std::string>& names, bool json)
   if (!session.Open()) return session.Failure();
   const std::optional<std::vector<BackupJob*>> jobs = session.FindJobs(names);
   if (!jobs) return kNoSuchJob;
+  Reach reach(session.Program(), Reach::kCommand);
   if (json) {
     const std::vector<JobStatus> states = StatusOfJobs(session.Program(), session.Clock().Now());
     nlohmann::json list = nlohmann::json::array();
     for (const BackupJob* job : *jobs) {
-      list.push_back(ToJson(session, *job, states[static_cast<std::size_t>(job->JobIndex)]));
+      list.push_back(ToJson(session, *job, states[static_cast<std::size_t>(job->JobIndex)], reach));
     }
     PrintJson(list.size() == 1 ? list[0] : list);
     return kDone;
@@ -258,7 +266,7 @@ int ShowJobs(Session& session, const std::vector<std::string>& names, bool json)
   for (const BackupJob* job : *jobs) {
     if (job != jobs->front()) std::printf("\n");
     ShowAsText(session, *job);
-    TellMissingDisks(session, *job);
+    TellMissingDisks(session, *job, reach);
   }
   return kDone;
 }

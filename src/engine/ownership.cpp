@@ -13,6 +13,9 @@ namespace kavrel {
 
 namespace {
 
+/// Milliseconds for a place that a mark names: it may be on a server that is of no use to the run.
+constexpr std::uint32_t kPatience = 3000;
+
 bool IsEmpty(const Folder& folder) {
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
@@ -29,7 +32,7 @@ std::vector<OwnerMark::Owner> StrangersOf(const FileSystem& files, const OwnerMa
   std::erase_if(others, [&](const OwnerMark::Owner& owner) {
     return IsSamePath(owner.Source, job.Source.Path) ||
            (owner.Id == job.Extras.Id && mark.IsAlone(owner.Id) &&
-            !files.FolderExists(owner.Source));
+            files.Answers(owner.Source, kPatience) && !files.FolderExists(owner.Source));
   });
   return others;
 }
@@ -106,6 +109,8 @@ bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMar
     return false;
   }
   if (IsSamePath(mark.Place, path)) return true;
+  // A server that does not answer is not there.
+  if (!files.Answers(mark.Place, kPatience)) return true;
   const std::u16string_view name = archive.empty() ? archive : PathName(mark.Place);
   const Result<Folder> place =
       files.OpenFolder(archive.empty() ? std::u16string_view(mark.Place) : PathFolder(mark.Place));

@@ -290,6 +290,9 @@ class FileSystem {
   /// As OpenFolder, after making what is missing of the path.
   Result<Folder> MakeFolders(std::u16string_view path) const;
   bool FolderExists(std::u16string_view path) const;
+  /// Whether the system tells within that time what is at the path, or that nothing is: a server
+  /// may never do. Another process asks, so that this one can end whatever becomes of it.
+  bool Answers(std::u16string_view path, std::uint32_t milliseconds) const;
   /// Does not follow a link in the last component.
   Result<FileStatus> Status(std::u16string_view path) const;
 

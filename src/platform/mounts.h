@@ -41,8 +41,12 @@ class MountTable {
   /// themselves in the system's own folders, where it comes and goes, is left out unless the path
   /// lies there, too.
   std::vector<std::u16string> DisksBelow(std::u16string_view path) const;
-  /// True when the path lies on a file system of the network, which may keep a caller waiting.
+  /// True when the path lies on a file system of the network, or of a program that answers for it,
+  /// which may keep a caller waiting for ever.
   bool OnNetwork(std::u16string_view path) const;
+  /// The mount point of such a file system that a path leads to, or passes, by links in it, too;
+  /// empty when there is none. Enters none.
+  std::u16string WaitingPoint(std::u16string_view path) const;
   /// The mount point that should hold the path, by the system's own table or by where removable
   /// disks appear, but on which nothing is mounted; empty when all is well.
   std::u16string MissingPoint(std::u16string_view path) const;

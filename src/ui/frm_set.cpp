@@ -4,6 +4,7 @@
 #include <QPushButton>
 
 #include "app/program.h"
+#include "app/reach.h"
 #include "schedule/next_run.h"
 #include "ui/job_item_page.h"
 #include "ui/job_list_page.h"
@@ -220,10 +221,11 @@ void FrmSet::btnDel_Click() {
 
 void FrmSet::btnSaveJob_Click() {
   const JobForm form = ReadForm();
+  Reach reach(program_, Reach::kWindow);
   const FormCheck check = ApplyForm(
       form, program_.Store.Jobs,
       [this](const BackupJob& job) { return program_.NextRunTimeOf(job); },
-      [this](std::u16string_view path) { return program_.Files.FolderExists(path); }, buffer_);
+      [&](std::u16string_view path) { return reach.MayExist(path); }, buffer_);
   if (check != FormCheck::Ok) {
     const QString message = ToQString(FormCheckMessage(check, form));
     if (!message.isEmpty()) Inform(*this, message);

@@ -9,6 +9,7 @@
 #include <QRegularExpressionValidator>
 
 #include "app/program.h"
+#include "app/reach.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "core/job_presets.h"
@@ -297,7 +298,10 @@ void JobItemPage::Browse(QLineEdit& box, const QString& title) {
   // What was typed so far, as far as it exists.
   const std::u16string typed = FromQString(box.text().trimmed());
   std::u16string_view start = typed;
-  while (!start.empty() && !program_.Files.FolderExists(start)) start = PathFolder(start);
+  Reach reach(program_, Reach::kWindow);
+  while (!start.empty() && !(reach.Answers(start) && program_.Files.FolderExists(start))) {
+    start = PathFolder(start);
+  }
   const std::optional<std::string> host = program_.Files.HostPath(start);
   const QString chosen =
       picker_->PickFolder(*this, title, QString::fromStdString(host.value_or("")));

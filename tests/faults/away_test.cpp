@@ -1,6 +1,9 @@
 // Disks that come, go and are mounted in other ways between the runs.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -326,6 +329,133 @@ TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
   EXPECT_EQ(ReadTestFile(job.Source / "a"), "x");
   EXPECT_EQ(ReadTestFile(job.Source / "backup" / "a"), "x");
   RunCommand({"/bin/umount", "-l", view});
+}
+
+TEST(RelayedTest, AnArchiveSeenThroughAnotherProgramIsNotPackedIntoTheNext) {
+  if (access("/usr/bin/bindfs", X_OK) != 0) GTEST_SKIP() << "no bindfs";
+  RealJob job;
+  job.Source = job.Temp.Root() / "s";
+  WriteTestFile(job.Source / "a", "x");
+  fs::create_directories(job.Source / "backup");
+  const fs::path view = job.Temp.Root() / "view";
+  fs::create_directories(view);
+  if (RunCommand({"/usr/bin/bindfs", job.Source, view}).ExitCode != 0) GTEST_SKIP() << "no FUSE";
+  job.Dest = view / "backup";
+  job.Make("compressed");
+  if (job.Run().ExitCode != 0) {
+    RunCommand({"/bin/umount", "-l", view});
+    GTEST_SKIP() << "no archive program";
+  }
+  const fs::path archive = fs::directory_iterator(job.Source / "backup")->path();
+  const auto packs = [&](const std::string& name) {
+    const std::string plan = RunCommand({KAVRELCTL, "--home", job.Home, "preview", "J"}).Output;
+    EXPECT_NE(plan.find(" a\n"), plan.npos) << plan;
+    return plan.find(name) != plan.npos;
+  };
+  EXPECT_FALSE(packs(".7z")) << "its own";
+  // A copy of it is a file like others.
+  RunCommand({"/bin/cp", "-a", archive, job.Source});
+  EXPECT_TRUE(packs(" " + archive.filename().string()));
+  EXPECT_FALSE(packs("backup/" + archive.filename().string()));
+  RunCommand({"/bin/umount", "-l", view});
+}
+
+TEST(RelayedTest, AServerThatHangsHoldsUpNothingThatNeedsNoDisk) {
+  if (access("/usr/bin/bindfs", X_OK) != 0) GTEST_SKIP() << "no bindfs";
+  RealJob job;
+  const fs::path view = job.Temp.Root() / "view", link = job.Temp.Root() / "link";
+  fs::create_directories(job.Temp.Root() / "s" / "sub");
+  WriteTestFile(job.Source / "a", "x");
+  fs::create_directories(view);
+  fs::create_directory_symlink(view, link);
+  const BackgroundCommand server({"/usr/bin/bindfs", "-f", job.Temp.Root() / "s", view});
+  struct stat under {
+  }, above{};
+  for (int i = 0; i < 200 && (stat(view.c_str(), &above) != 0 || above.st_dev == under.st_dev);
+       ++i) {
+    ASSERT_EQ(stat(job.Temp.Root().c_str(), &under), 0);
+    usleep(20'000);
+  }
+  if (above.st_dev == under.st_dev) GTEST_SKIP() << "no FUSE";
+  const auto ends = [&](std::vector<std::string> arguments, int code) {
+    std::vector<std::string> all{"/usr/bin/timeout", "100", KAVRELCTL, "--home", job.Home};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const CommandResult result = RunCommand(all);
+    EXPECT_EQ(result.ExitCode, code) << arguments[0] << result.Output << result.Errors;
+    return result;
+  };
+  // The job has been to the server, its backup has moved since.
+  job.Dest = view / "backup";
+  job.Make("full");
+  ends({"run", "J"}, 0);
+  ends({"add", "--name", "By link", "--source", job.Source, "--dest", link / "sub"}, 0);
+  const fs::path moved = job.Temp.DriveD() / "moved";
+  RunCommand({"/bin/cp", "-a", job.Temp.Root() / "s" / "backup", moved});
+  ends({"add", "--name", "Other", "--source", job.Source, "--dest", moved / "inside"}, 0);
+  ends({"run", "Other"}, 0);
+  kill(server.Process(), SIGSTOP);
+  const CommandResult list = ends({"list"}, 0);
+  EXPECT_NE(list.Errors.find("J: 目標沒有回應：" + job.Dest.string()), std::string::npos)
+      << list.Errors;
+  ends({"list", "--json"}, 0);
+  ends({"show", "J"}, 0);
+  ends({"status"}, 0);
+  ends({"edit", "J", "--enable"}, 0);
+  ends({"add", "--name", "New", "--source", link / "sub", "--dest", view / "sub"}, 0);
+  ends({"edit", "New", "--dest", job.Temp.DriveD() / "new"}, 0);
+  ends({"remove", "New"}, 0);
+  // The place that a mark names is not waited for.
+  ends({"run", "Other"}, 6);
+  kill(server.Process(), SIGCONT);
+  RunCommand({"/bin/umount", "-l", view});
+}
+
+/// What the root of a copy holds beside its files has little room on such a disk.
+TEST(RoomForAttributesTest, TheMarkMakesWayForWhatTheSourceHas) {
+  RealJob job;
+  const fs::path disk = job.Temp.Root() / "disk", image = job.Temp.Root() / "image";
+  fs::create_directories(disk);
+  WriteTestFile(image, std::string(8 << 20, '\0'));
+  if (RunCommand({"/sbin/mkfs.ext4", "-q", "-F", image}).ExitCode != 0 ||
+      RunCommand({"/bin/mount", "-o", "loop", image, disk}).ExitCode != 0) {
+    GTEST_SKIP() << "no right to mount";
+  }
+  job.Source = disk / "src";
+  job.Dest = disk / "dst";
+  WriteTestFile(job.Source / "a", "x");
+  const auto give = [&](char letter, std::size_t size) {
+    const std::string value(size, letter);
+    return setxattr(job.Source.c_str(), "user.large", value.data(), size, 0) == 0;
+  };
+  std::size_t most = 4096;
+  while (most > 0 && !give('a', most)) most -= 8;
+  ASSERT_GT(most, 1000U);
+  const auto carried = [&] {
+    const CommandResult result = RunCommand({KAVRELCTL, "--home", job.Home, "run", "J"});
+    EXPECT_EQ(result.ExitCode, 0) << result.Output << result.Errors;
+    EXPECT_EQ(result.Output.find("警告"), std::string::npos) << result.Output << job.Log();
+    std::string copy(8192, '\0'), own(8192, '\0');
+    const ssize_t size = getxattr(job.Dest.c_str(), "user.large", copy.data(), copy.size());
+    const ssize_t wanted = getxattr(job.Source.c_str(), "user.large", own.data(), own.size());
+    EXPECT_EQ(size, wanted);
+    EXPECT_EQ(copy, own);
+    EXPECT_TRUE(fs::exists(job.Dest / ".kavrel-owner"));
+    EXPECT_EQ(getxattr(job.Dest.c_str(), "user.kavrel.owner", nullptr, 0), -1);
+    EXPECT_EQ(RunCommand({KAVRELCTL, "--home", job.Home, "run", "J"}).ExitCode, 0);
+  };
+  job.Make("sync");
+  carried();
+  // The source's have grown since there was room for both.
+  for (const char* type : {"differential", "full"}) {
+    fs::remove_all(job.Dest);
+    job.Make(type);
+    ASSERT_TRUE(give('b', 10));
+    ASSERT_EQ(job.Run().ExitCode, 0);
+    ASSERT_GT(getxattr(job.Dest.c_str(), "user.kavrel.owner", nullptr, 0), 0);
+    ASSERT_TRUE(give('c', most));
+    carried();
+  }
+  RunCommand({"/bin/umount", "-l", disk});
 }
 
 }  // namespace

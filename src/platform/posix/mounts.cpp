@@ -2,12 +2,14 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <mntent.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -48,6 +50,12 @@ bool IsBackground(std::u16string_view point) {
   if (IsAtOrBelow(point, u"/run") && !IsAtOrBelow(point, u"/run/media")) return true;
   return std::any_of(std::begin(kBackgroundFolders), std::end(kBackgroundFolders),
                      [&](std::u16string_view folder) { return IsAtOrBelow(point, folder); });
+}
+
+/// Whether somebody has to answer who may not: a server, or a program of this machine. What a
+/// program does to a disk of its own (fuseblk) is a disk to all who use it.
+bool MayKeepWaiting(std::string_view type) {
+  return IsOneOf(type, kNetworkTypes) || type == "fuse" || type.starts_with("fuse.");
 }
 
 /// The first `count` components of an absolute path; empty when it has fewer.
@@ -190,7 +198,7 @@ void MountTable::Load() {
   for (const MountLine& mount : table) {
     const std::u16string& point = mount.Point;
     if (point == u"/" || MountOf(table, point) != &mount) continue;
-    if (IsOneOf(mount.Type, kNetworkTypes)) network_.push_back(point);
+    if (MayKeepWaiting(mount.Type)) network_.push_back(point);
     points_.push_back(point);
     const bool made_by_programs = IsOneOf(mount.Type, kBackgroundTypes);
     const bool in_system = IsBackground(point);
@@ -205,8 +213,9 @@ void MountTable::Load() {
     struct stat found;
     return stat(ToUtf8(point).c_str(), &found) != 0 || S_ISDIR(found.st_mode);
   };
-  std::erase_if(volumes_,
-                [&](const auto& point) { return !OnNetwork(point) && !is_folder(point); });
+  std::erase_if(volumes_, [&](const auto& point) {
+    return WaitingPoint(point).empty() && !is_folder(point);
+  });
   std::sort(volumes_.begin(), volumes_.end());
   std::stable_sort(points_.begin(), points_.end(),
                    [](const auto& a, const auto& b) { return a.size() > b.size(); });
@@ -236,6 +245,36 @@ std::vector<std::u16string> MountTable::DisksBelow(std::u16string_view path) con
 bool MountTable::OnNetwork(std::u16string_view path) const {
   const std::u16string point = PointOf(path);
   return std::find(network_.begin(), network_.end(), point) != network_.end();
+}
+
+std::u16string MountTable::WaitingPoint(std::u16string_view path) const {
+  constexpr int kMostLinks = 40;
+  std::u16string at, rest(path);
+  for (int links = 0; !rest.empty();) {
+    const std::size_t begin = std::min(rest.find_first_not_of(u'/'), rest.size());
+    const std::size_t end = std::min(rest.find(u'/', begin), rest.size());
+    const std::u16string part = rest.substr(begin, end - begin);
+    rest.erase(0, end);
+    if (part.empty() || part == u".") continue;
+    if (part == u"..") {
+      at.resize(std::min(at.rfind(u'/'), at.size()));
+      continue;
+    }
+    (at += u'/') += part;
+    // Looked at is only what lies on other file systems, so this returns.
+    if (OnNetwork(at)) return PointOf(at);
+    char target[PATH_MAX];
+    const ssize_t length = readlink(ToUtf8(at).c_str(), target, sizeof target);
+    if (length <= 0 || ++links > kMostLinks) continue;
+    const std::u16string leads = FromUtf8({target, static_cast<std::size_t>(length)});
+    if (leads.starts_with(u'/')) {
+      at.clear();
+    } else {
+      at.resize(at.rfind(u'/'));
+    }
+    rest.insert(0, leads + u'/');
+  }
+  return {};
 }
 
 std::u16string MountTable::MissingPoint(std::u16string_view path) const {

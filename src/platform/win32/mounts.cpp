@@ -36,6 +36,10 @@ bool MountTable::OnNetwork(std::u16string_view path) const {
   return GetDriveTypeW((win32::Wide(path.substr(0, 2)) + L"\\").c_str()) == DRIVE_REMOTE;
 }
 
+std::u16string MountTable::WaitingPoint(std::u16string_view path) const {
+  return OnNetwork(path) ? std::u16string(path) : std::u16string();
+}
+
 std::u16string MountTable::MissingPoint(std::u16string_view) const {
   return {};
 }
