@@ -7,9 +7,11 @@
 
 #include <cstring>
 #include <map>
+#include <tuple>
 
 #include "base/text.h"
 #include "engine/run_planner.h"
+#include "support/command.h"
 #include "support/test_program.h"
 #include "support/unprivileged.h"
 
@@ -170,6 +172,49 @@ TEST_F(MetadataTest, ASnapshotOfTheBackupKeepsWhatItHas) {
   EXPECT_EQ(Run().CopiedFiles, 2U);
   ExpectSame();
   EXPECT_EQ(MetadataOf(Temp.Root() / "snapshot"), before);
+}
+
+TEST_F(MetadataTest, AReadOnlyFolderIsUnlockedOnlyForAChangeAndLockedWhereThatFails) {
+  for (const char* name : {"fixed/a", "fixed/inner/b"}) WriteTestFile(Source() / name, "x");
+  Run(BackupType::Synchronise);
+  const fs::path fixed = Dest() / "fixed", gone = fixed / "gone";
+  WriteTestFile(gone / "stuck" / "c", "another user's");
+  for (int i = 0; i < 30; ++i) WriteTestFile(gone / std::to_string(i), "x");
+  ASSERT_EQ(RunCommand({"/bin/chown", "-R", "65534:65534", Temp.Root()}).ExitCode, 0);
+  ASSERT_EQ(chown((gone / "stuck").c_str(), 0, 0), 0);
+  for (const fs::path& path :
+       {Source() / "fixed", Source() / "fixed" / "inner", gone, fixed / "inner", fixed}) {
+    ASSERT_EQ(chmod(path.c_str(), 0555), 0);
+  }
+  const auto state_of = [](const fs::path& path) {
+    struct stat found {};
+    EXPECT_EQ(stat(path.c_str(), &found), 0);
+    return std::tuple(found.st_mode, found.st_ctim.tv_sec, found.st_ctim.tv_nsec);
+  };
+  const auto stays = [&](RunOutcome outcome, bool forced = false) {
+    const auto fixed_before = state_of(fixed), inner_before = state_of(fixed / "inner");
+    const auto gone_before = fs::exists(gone) ? state_of(gone) : fixed_before;
+    Program.Context.Force = forced;
+    {
+      const Unprivileged user;
+      EXPECT_EQ(Program.RunJobNow(0), outcome);
+    }
+    EXPECT_EQ(std::get<0>(state_of(fixed)), std::get<0>(fixed_before));
+    if (fs::exists(gone)) {
+      EXPECT_EQ(std::get<0>(state_of(gone)), std::get<0>(gone_before));
+    }
+    EXPECT_EQ(state_of(fixed / "inner"), inner_before);
+    EXPECT_TRUE(forced || state_of(fixed) == fixed_before) << "changed for nothing";
+  };
+  Host.GoOn = false;
+  stays(RunOutcome::Guarded);
+  stays(RunOutcome::Ran, true);
+  EXPECT_FALSE(fs::exists(gone / "0"));
+  EXPECT_TRUE(fs::exists(gone / "stuck" / "c"));
+  fs::remove_all(gone);
+  SetWritten(fixed, {1'000'000'000, 0});
+  SetWritten(Source() / "fixed", {1'000'000'000, 0});
+  stays(RunOutcome::Ran);
 }
 
 TEST_F(MetadataTest, ACopyInheritsNothingFromItsDestination) {
