@@ -445,6 +445,26 @@ void TakeAsTheyStand(CLI::App& app) {
   for (CLI::App* command : app.get_subcommands({})) TakeAsTheyStand(*command);
 }
 
+/// An empty value comes of a script's variable that nobody has set. It must not stand for the whole
+/// backup, the source or the folder of now. Not for add and edit, which tell for each option what
+/// it means, nor for what is a text of its own.
+void RefuseEmptyValues(CLI::App& app) {
+  const CLI::Validator given(
+      [](const std::string& value) {
+        return value.empty() ? std::string("must not be empty") : std::string();
+      },
+      "");
+  for (CLI::Option* option : app.get_options()) {
+    if (option->get_items_expected_max() > 0) option->check(given);
+  }
+  for (CLI::App* command : app.get_subcommands({})) {
+    const std::string& name = command->get_name();
+    const bool own_texts = name == "add" || name == "edit" || name == "rules" ||
+                           name == "filters" || name == "settings";
+    if (!own_texts) RefuseEmptyValues(*command);
+  }
+}
+
 }  // namespace kavrel
 
 int main(int argc, char** argv) {
@@ -471,6 +491,7 @@ int main(int argc, char** argv) {
   AddTransferCommands(app, line);
   AddSettingCommands(app, line);
   TakeAsTheyStand(app);
+  RefuseEmptyValues(app);
   const std::vector<std::string> given = ConsoleArguments(argc, argv);
   try {
     std::vector<std::string> words = ForParser(given);

@@ -395,7 +395,9 @@ bool TreeWalk::TakeAsLink(const FileTurn& file, bool again) {
 }
 
 bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) const {
-  return options_.KeepNewer && source && dest && IsNewer(dest->Written, source->Written);
+  // A folder in a file's place is no newer version of it.
+  return options_.KeepNewer && source && dest && dest->Kind != FileKind::Folder &&
+         IsNewer(dest->Written, source->Written);
 }
 
 void TreeWalk::LeaveAsItIs(std::u16string_view name) {

@@ -140,5 +140,25 @@ TEST_F(TruthTest, TroublesHaveTheirOwnCodesAndALockCanBeWaitedFor) {
   EXPECT_EQ(Json({"log", "--job", "B"}).size(), 1u) << "tried again within the hour";
 }
 
+/// A script's variable that nobody has set must not stand for the whole backup or the source.
+TEST_F(TruthTest, AnEmptyValueIsRefused) {
+  WriteTestFile(source_ / "a", "old");
+  Add("A");
+  ASSERT_EQ(Code({"run", "A"}), 0);
+  WriteTestFile(source_ / "a", "newer");
+  for (const Words& words : {Words{"restore", "A", "--to", ""},
+                             {"restore", "A", "--only", ""},
+                             {"restore", "A", "--only", "a", ""},
+                             {"restore", "A", "--state", ""},
+                             {"verify", "A", "--state", ""},
+                             {"export", ""},
+                             {"run", "A", ""}}) {
+    const CommandResult result = Ctl(words);
+    EXPECT_EQ(result.ExitCode, 2) << words.back();
+    EXPECT_TRUE(Holds(result.Errors, "must not be empty")) << result.Errors;
+  }
+  EXPECT_EQ(ReadTestFile(source_ / "a"), "newer");
+}
+
 }  // namespace
 }  // namespace kavrel

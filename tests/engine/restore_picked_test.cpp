@@ -70,6 +70,10 @@ TEST_P(RestorePickedTest, AnotherFolderKeepsItsOwnRightsAndNewerFilesStay) {
   EXPECT_NE(LogLines().find(": 保留較新的檔案 (成功)：D:\\mine\\docs"), std::string::npos)
       << LogLines();
   EXPECT_EQ(ReadTestFile(target / "docs/old/2.txt"), "newer");
+  // A folder in its place is no newer file.
+  WriteTestFile(target / "pics/one/inside", "x");
+  EXPECT_EQ(Restore({u"pics/one"}, u"D:\\mine").FailedFiles, 1U);
+  EXPECT_EQ(Program.Context.Report.Counters.NewerFiles, 0U);
   EXPECT_EQ(ReadTestFile(target / "docs/old/3.txt"), "content of docs/old/3.txt");
   for (const fs::path& folder : {target, target / "docs"}) {
     EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0705)) << folder;
