@@ -12,10 +12,11 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "base/wildcard.h"
+#include "files/folder_identity.h"
 #include "files/owner_mark.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
-#include "walk/scope.h"
+#include "walk/traverse.h"
 
 namespace kavrel {
 
@@ -36,8 +37,8 @@ bool IsOwnArchive(std::u16string_view name, bool marks = false) {
   return MatchesPattern(name, kArchiveNames);
 }
 
-/// Finds the files to pack, below the open source folder.
-class ListBuilder {
+/// Finds the files to pack.
+class ListBuilder final : private TreeVisitor {
  public:
   /// Called with each of them and its line of the list.
   using Taker =
@@ -46,44 +47,16 @@ class ListBuilder {
   /// in the archive as it is.
   ListBuilder(ArchiveContext& context, const BackupJob& job, Taker take,
               const SevenZipLibrary::Archive* into = nullptr)
-      : context_(context),
-        job_(job),
-        take_(std::move(take)),
-        into_(into),
-        scope_(Scope::OfArchive(job)) {
+      : context_(context), job_(job), take_(std::move(take)), into_(into) {
     Result<Folder> destination = context.Files.OpenFolder(job.Destination.WorkPath);
     if (!destination) return;
     destination_ = std::move(*destination);
-    scope_.SetOwn(destination_);
+    destination_is_ = IdentityOf(destination_);
   }
 
-  void Walk(const Folder& folder, const std::u16string& prefix) {
-    std::vector<std::u16string> subfolders;
-    const bool is_destination = IsDestination(folder);
-    const bool may_hold_states = scope_.MayHoldStates(PathBelow(job_.Source.WorkPath, prefix));
-    const FolderScope here = scope_.In({});
-    FolderReader reader(folder);
-    while (const FolderEntry* entry = reader.Next()) {
-      context_.Host.PumpMessages();
-      if (context_.State.CancelRequested) return;
-      if (entry->Kind == FileKind::Folder) {
-        if (here.TakesFolder(entry->Name)) subfolders.push_back(entry->Name);
-      } else if (here.TimesTaken(entry->Name) > 0 &&
-                 !(IsOwnArchive(entry->Name, true) &&
-                   (is_destination || IsOwn(folder, entry->Name, may_hold_states)))) {
-        ++Found;
-        Add(folder, prefix, here, *entry);
-      }
-    }
-    if (reader.Error()) Fail(u": 讀取目錄 (失敗)：", prefix);
-    for (const std::u16string& name : subfolders) {
-      const Result<Folder> subfolder = folder.OpenFolder(name);
-      if (subfolder) {
-        Walk(*subfolder, prefix + name + u"/");
-      } else {
-        Fail(u": 讀取目錄 (失敗)：", prefix + name);
-      }
-    }
+  /// Without a place of its own: a destination in the source is packed, too, but for its archives.
+  void Run() {
+    Traverse(context_.Files, job_.Source.WorkPath, {}, Scope::OfArchive(job_), *this).Run();
   }
 
   /// The entries of the archive that cannot stay beside what is listed: a file whose name is a
@@ -108,17 +81,44 @@ class ListBuilder {
   std::uint32_t Linked = 0;  ///< of the listed files: names of files that have several
 
  private:
+  bool GoesOn() override {
+    context_.Host.PumpMessages();
+    return !context_.State.CancelRequested;
+  }
+
+  bool Enter(const TraversedFolder& in) override {
+    if (!in.IsRoot()) (prefix_ += in.Name) += u'/';
+    return true;
+  }
+  void Leave(const TraversedFolder& in) override {
+    if (!in.IsRoot()) prefix_.resize(prefix_.size() - in.Name.size() - 1);
+  }
+
+  void TakeFile(const TraversedFolder& in, const FolderEntry& file, std::uint32_t times) override {
+    if (times == 0 || IsOwn(in, file.Name)) return;
+    ++Found;
+    Add(in, file);
+  }
+
+  void Listed(const TraversedFolder&, ErrorCode error) override {
+    if (error) Fail(u": 讀取目錄 (失敗)：", prefix_);
+  }
+  void Fail(std::u16string_view, std::u16string_view name, ErrorCode) override {
+    Fail(u": 讀取目錄 (失敗)：", prefix_ + std::u16string(name));
+  }
+
   /// Archives that lie in their own source must not be packed into the next one: each would hold
   /// all before it.
-  bool IsDestination(const Folder& folder) const {
-    const Result<FileStatus> status = folder.Status();
-    return status && scope_.Own().Is(*status);
+  bool IsOwn(const TraversedFolder& in, std::u16string_view name) const {
+    return IsOwnArchive(name, true) &&
+           (destination_is_.Is(in.Status) ||
+            IsSeenHere(in.Opened, name, in.Rules.MayHoldStates(in.Path)));
   }
 
   /// One that a former run put into another folder of a destination with dates, by its mark; or any
   /// that is seen here by another way than that to the destination. A copy that somebody has made
   /// is a file like all others.
-  bool IsOwn(const Folder& folder, std::u16string_view name, bool may_hold_states) const {
+  bool IsSeenHere(const Folder& folder, std::u16string_view name, bool may_hold_states) const {
     const Result<FileStatus> status = folder.Status(name);
     if (!status) return false;
     if (IsIn(destination_, name, *status)) return true;
@@ -137,29 +137,28 @@ class ListBuilder {
     return own && LooksSame(*own, status);
   }
 
-  void Add(const Folder& folder, const std::u16string& prefix, const FolderScope& here,
-           const FolderEntry& entry) {
-    const std::u16string path = prefix + entry.Name;
-    if (const auto reason = here.LeavesOut(entry)) {
+  void Add(const TraversedFolder& in, const FolderEntry& entry) {
+    const std::u16string path = prefix_ + entry.Name;
+    if (const auto reason = in.Here.LeavesOut(entry)) {
       ++context_.Counters.SourceFiles;
       ++context_.Counters.ExcludedFiles;
       LogLine(LeftOutText(*reason), path);
       Note(PlanAction::LeaveOut, *reason, path);
       return;
     }
-    const Result<FileStatus> status = folder.Status(entry.Name);
+    const Result<FileStatus> status = in.Opened.Status(entry.Name);
     if (!status) {
       ++context_.Counters.SourceFiles;
       Fail(u": 備份檔案 (失敗)：", path);
       return;
     }
-    if (!scope_.WithinSizeLimit(*status)) {
+    if (!in.Rules.WithinSizeLimit(*status)) {
       Note(PlanAction::LeaveOut, PlanReason::TooLarge, path, status->Size);
       return;
     }
     ++context_.Counters.SourceFiles;
     const std::string line = ListLine(path);
-    const bool reads = !into_ || status->Kind != FileKind::File || folder.OpenFile(entry.Name);
+    const bool reads = !into_ || status->Kind != FileKind::File || in.Opened.OpenFile(entry.Name);
     if (line.empty() || !reads) {
       Fail(u": 備份檔案 (失敗)：", path);
       return;
@@ -200,9 +199,10 @@ class ListBuilder {
   const BackupJob& job_;
   const Taker take_;
   const SevenZipLibrary::Archive* const into_;
+  Folder destination_;  ///< closed where there is none yet
+  FolderIdentity destination_is_;
+  std::u16string prefix_;  ///< of the folder at work, for what is in it
   std::set<std::u16string, std::less<>> names_, folders_;  ///< what is listed, and what holds it
-  Folder destination_;                                     ///< closed where there is none yet
-  Scope scope_;
 };
 
 /// Removes the unfinished archives that killed runs of other hours left in the folder. One that was
@@ -264,9 +264,7 @@ void CountFailure(ArchiveContext& context, std::uint32_t packed) {
 
 /// Counts and tells what became another one while it was packed.
 void TellDoubts(ArchiveContext& context, const BackupJob& job, const PackedFiles& listed) {
-  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
-  if (!source) return;
-  const PackedFiles::Doubts doubts = listed.LookAgain(*source, [&] {
+  const PackedFiles::Doubts doubts = listed.LookAgain(context.Files, job.Source.WorkPath, [&] {
     context.Host.PumpMessages();
     return !context.State.CancelRequested;
   });
@@ -316,21 +314,17 @@ bool IsArchiveName(std::u16string_view name) {
 }
 
 void PlanCompression(ArchiveContext& context, const BackupJob& job) {
-  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
-  if (!source) return;
   ListBuilder builder(
       context, job, [&](const std::u16string& path, const FileStatus& status, const auto&) {
         context.Notes.Add(PlanAction::Pack, PlanReason::Always, false, path, status.Size);
       });
-  builder.Walk(*source, {});
+  builder.Run();
   context.Counters.CopiedFiles = builder.Files;
   context.Counters.CopiedBytes = builder.Bytes;
 }
 
 PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
                         std::u16string_view archive_path, PackedFiles* listed) {
-  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
-  if (!source) return {};
   std::shared_ptr<SevenZipLibrary::Archive> into;
   if (context.Files.Status(archive_path)) into = context.Library.SevenZipOpenArchive(archive_path);
   std::string lines;
@@ -340,7 +334,7 @@ PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
     lines += line + "\r\n";
   };
   ListBuilder builder(context, job, take, into.get());
-  builder.Walk(*source, {});
+  builder.Run();
   if (context.State.CancelRequested) return {};
   if (builder.Found == 0) {
     context.Log.WriteTimed(u": 沒有可壓縮的檔案：" + job.Source.WorkPath);

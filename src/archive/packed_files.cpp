@@ -1,5 +1,7 @@
 #include "archive/packed_files.h"
 
+#include "walk/traverse.h"
+
 namespace kavrel {
 
 namespace {
@@ -34,43 +36,58 @@ void PackedFiles::Note(std::u16string_view path, const FileStatus& status) {
   }
 }
 
-PackedFiles::Doubts PackedFiles::LookAgain(const Folder& source,
+/// Goes where something was noted, whatever belongs to the job by now.
+class PackedFiles::SecondLook final : public TreeVisitor {
+ public:
+  SecondLook(const PackedFiles& packed, const std::function<bool()>& go_on, Doubts& doubts)
+      : states_(packed.states_), go_on_(go_on), doubts_(doubts) {}
+
+ private:
+  bool GoesOn() override { return go_on_(); }
+  bool Enter(const TraversedFolder& in) override {
+    if (!in.IsRoot()) (prefix_ += in.Name) += u'/';
+    return true;
+  }
+  void Leave(const TraversedFolder& in) override {
+    if (!in.IsRoot()) prefix_.resize(prefix_.size() - in.Name.size() - 1);
+  }
+
+  bool TakeSubfolder(const TraversedFolder&, const FolderEntry& folder, bool) override {
+    const State* noted = Find(folder);
+    if (noted && *noted != kFolder) doubts_.Replaced.push_back(prefix_ + folder.Name);
+    return noted && *noted == kFolder;
+  }
+  void TakeFile(const TraversedFolder& in, const FolderEntry& file, std::uint32_t) override {
+    const State* noted = Find(file);
+    if (!noted) return;
+    const bool is_special = file.Kind == FileKind::Special;
+    const Result<FileStatus> now = is_special ? Result<FileStatus>() : in.Opened.Status(file.Name);
+    if (!now) return;
+    const State state = StateOf(*now);
+    if (is_special || state % kKinds != *noted % kKinds) {
+      doubts_.Replaced.push_back(prefix_ + file.Name);
+    } else if (state != *noted) {
+      doubts_.Changed.push_back(prefix_ + file.Name);
+    }
+  }
+
+  const State* Find(const FolderEntry& entry) const {
+    const auto noted = states_.find(SumOf(prefix_ + entry.Name));
+    return noted == states_.end() ? nullptr : &noted->second;
+  }
+
+  const std::unordered_map<std::size_t, State>& states_;
+  const std::function<bool()>& go_on_;
+  Doubts& doubts_;
+  std::u16string prefix_;  ///< of the folder at work, for what is in it
+};
+
+PackedFiles::Doubts PackedFiles::LookAgain(const FileSystem& files, std::u16string_view source,
                                            const std::function<bool()>& go_on) const {
   Doubts doubts;
-  Walk(source, {}, go_on, doubts);
+  SecondLook look(*this, go_on, doubts);
+  Traverse(files, source, {}, Scope::OfRestore(true), look).Run();
   return doubts;
-}
-
-void PackedFiles::Walk(const Folder& folder, const std::u16string& prefix,
-                       const std::function<bool()>& go_on, Doubts& doubts) const {
-  std::vector<std::u16string> subfolders;
-  FolderReader reader(folder);
-  while (const FolderEntry* entry = reader.Next()) {
-    if (!go_on()) return;
-    const std::u16string path = prefix + entry->Name;
-    const auto noted = states_.find(SumOf(path));
-    if (noted == states_.end()) continue;
-    if (entry->Kind == FileKind::Folder || entry->Kind == FileKind::Special) {
-      if (entry->Kind == FileKind::Folder && noted->second == kFolder) {
-        subfolders.push_back(entry->Name);
-      } else {
-        doubts.Replaced.push_back(path);
-      }
-      continue;
-    }
-    const Result<FileStatus> now = folder.Status(entry->Name);
-    if (!now) continue;
-    const std::uint64_t state = StateOf(*now);
-    if (state % kKinds != noted->second % kKinds) {
-      doubts.Replaced.push_back(path);
-    } else if (state != noted->second) {
-      doubts.Changed.push_back(path);
-    }
-  }
-  for (const std::u16string& name : subfolders) {
-    const Result<Folder> subfolder = folder.OpenFolder(name);
-    if (subfolder) Walk(*subfolder, prefix + name + u"/", go_on, doubts);
-  }
 }
 
 }  // namespace kavrel

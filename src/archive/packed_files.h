@@ -24,14 +24,14 @@ class PackedFiles {
   };
   /// What is another one than it was when it was noted. What is gone is not among it: it was packed
   /// whole, or the archiver has told. Ends early when `go_on`, asked for each entry, says no.
-  Doubts LookAgain(const Folder& source, const std::function<bool()>& go_on) const;
+  Doubts LookAgain(const FileSystem& files, std::u16string_view source,
+                   const std::function<bool()>& go_on) const;
 
  private:
   /// A sum of what is noted of an entry: at many files, more than that would be much.
   using State = std::uint64_t;
 
-  void Walk(const Folder& folder, const std::u16string& prefix, const std::function<bool()>& go_on,
-            Doubts& doubts) const;
+  class SecondLook;
 
   std::unordered_map<std::size_t, State> states_;  ///< by the sum of the path
 };

@@ -82,15 +82,20 @@ FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16s
   } else {
     OpenSource(files, parent, name, paths, pair);
   }
+  OpenDest(files, parent, name, paths, pair);
+  return pair;
+}
+
+void OpenDest(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
+              const WalkPaths& paths, FolderPair& pair) {
   if (parent && parent->DestIsNew) {
     pair.DestError = kErrNotFound;
-    return pair;
+    return;
   }
   Result<Folder> dest = parent ? parent->Dest.OpenFolder(name) : files.OpenFolder(paths.Dest());
   pair.DestError = dest.Error;
   if (dest) pair.Dest = std::move(*dest);
   pair.KeptByDisk = parent && (parent->KeptByDisk || IsKeptByDisk(parent->Dest, name));
-  return pair;
 }
 
 namespace {

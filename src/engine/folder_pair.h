@@ -107,6 +107,9 @@ class WalkPaths {
 /// else of `name` below the parent's folders. A source that is open already is taken as it is.
 FolderPair OpenPair(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
                     const WalkPaths& paths, CopyAhead::Listed* listed = nullptr);
+/// The destination alone.
+void OpenDest(const FileSystem& files, const FolderPair* parent, std::u16string_view name,
+              const WalkPaths& paths, FolderPair& pair);
 
 /// Makes the destination when it is not open yet. One that was there is let be written to only when
 /// something is to change in it, but for a root, and for one that its owner cannot look at. False,

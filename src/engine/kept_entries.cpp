@@ -6,14 +6,14 @@
 namespace kavrel {
 
 bool KeptEntries::Keeps(const FolderEntry& entry) {
-  return IsKeptByDisk(pair_.Dest, entry.Name) || IsReached(entry);
+  return IsKeptByDisk(dest_, entry.Name) || IsReached(entry);
 }
 
 bool KeptEntries::IsReached(const FolderEntry& entry) {
-  if (!manners_.MayFold(pair_.Dest, entry.Name)) return false;
+  if (!manners_.MayFold(dest_, entry.Name)) return false;
   FindReached();
   if (reached_->empty()) return false;
-  const Result<FileStatus> own = pair_.Dest.Status(entry.Name);
+  const Result<FileStatus> own = dest_.Status(entry.Name);
   if (!own) return true;
   return std::any_of(reached_->begin(), reached_->end(), [&](const Reached& name) {
     if (own->Kind != name.Status.Kind) return false;
@@ -34,17 +34,17 @@ void KeptEntries::FindReached() {
   if (reached_) return;
   reached_.emplace();
   std::unordered_set<std::u16string> listed;
-  FolderReader there(pair_.Dest);
+  FolderReader there(dest_);
   while (const FolderEntry* entry = there.Next()) listed.insert(entry->Name);
-  FolderReader here(pair_.Source);
+  FolderReader here(source_);
   while (const FolderEntry* entry = here.Next()) {
     if (listed.contains(entry->Name)) continue;
-    const Result<FileStatus> found = pair_.Dest.Status(entry->Name);
+    const Result<FileStatus> found = dest_.Status(entry->Name);
     if (found) reached_->push_back({entry->Name, *found});
   }
   if (reached_->empty()) return;
   for (const std::u16string& name : listed) {
-    const Result<FileStatus> status = pair_.Dest.Status(name);
+    const Result<FileStatus> status = dest_.Status(name);
     if (!status) continue;
     for (Reached& one : *reached_) one.Known = one.Known || IsEntry(one, name, *status);
   }

@@ -14,16 +14,16 @@ namespace kavrel {
 /// Asked about entries of one destination folder that are not in the source folder by their name.
 class KeptEntries {
  public:
-  /// The pair outlives this.
-  explicit KeptEntries(const FolderPair& pair, const NameManners& manners = {})
-      : pair_(pair), manners_(manners) {}
+  /// Both folders outlive this.
+  KeptEntries(const Folder& source, const Folder& dest, const NameManners& manners = {})
+      : source_(source), dest_(dest), manners_(manners) {}
 
   /// True for what the system or the recycle bin keeps at the top of a disk, and for what some name
   /// of the source reaches all the same: the disk may fold letter case or write names in its own
   /// way. Looks at both folders when it has to.
   bool Keeps(const FolderEntry& entry);
   /// True when the destination finds one of its entries by the name in other letter case.
-  bool FoldsCase(std::u16string_view name) { return manners_.FoldsCase(pair_.Dest, name); }
+  bool FoldsCase(std::u16string_view name) { return manners_.FoldsCase(dest_, name); }
   /// What is known of the destination by now.
   const NameManners& Manners() const { return manners_; }
 
@@ -38,7 +38,7 @@ class KeptEntries {
   void FindReached();
   static bool IsEntry(const Reached& name, std::u16string_view listed, const FileStatus& status);
 
-  const FolderPair& pair_;
+  const Folder &source_, &dest_;
   NameManners manners_;
   std::optional<std::vector<Reached>> reached_;
 };

@@ -86,7 +86,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     return false;
   }
   bool comes_back = false;
-  KeptEntries kept(pair);
+  KeptEntries kept(pair.Source, pair.Dest);
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.Stopped()) return true;
@@ -124,7 +124,7 @@ void Synchronisation::SyncForeseen(const FolderPair& pair, const ForeseenFolders
   if (foreseen.Gone.empty()) return;
   effects_.Unlock(pair);
   bool comes_back = false;
-  KeptEntries kept(pair, foreseen.Manners);
+  KeptEntries kept(pair.Source, pair.Dest, foreseen.Manners);
   for (const FolderEntry& entry : foreseen.Gone) {
     if (context_.Stopped()) return;
     const Result<FileStatus> now = pair.Dest.Status(entry.Name);

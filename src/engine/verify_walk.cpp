@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <deque>
+#include <optional>
 #include <set>
 
 #include "engine/folder_pair.h"
@@ -10,7 +12,7 @@
 #include "engine/tree_walk.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
-#include "walk/scope.h"
+#include "walk/traverse.h"
 
 namespace kavrel {
 
@@ -47,29 +49,51 @@ class Side {
   std::size_t size_ = 0;
 };
 
-class VerifyWalk {
+class VerifyWalk final : private TreeVisitor {
  public:
   VerifyWalk(RunContext& context, const BackupJob& job, VerifyReport& report)
       : context_(context),
         job_(job),
         report_(report),
-        scope_(job, context.Exclusions, job.Destination.WorkPath),
         paths_(job.Source.WorkPath, job.Destination.WorkPath) {}
 
-  void Run() { WalkFolder(nullptr, {}); }
+  void Run() {
+    const std::u16string& own = job_.Destination.WorkPath;
+    Traverse(context_.Files, job_.Source.WorkPath, own, Scope(job_, context_.Exclusions, own),
+             *this)
+        .Run();
+  }
 
  private:
   enum class Content { Same, Different, Unreadable, Cancelled };
 
-  void WalkFolder(const FolderPair* parent, std::u16string_view name);
+  /// A folder of the source, and its copy.
+  struct Level {
+    std::optional<WalkPaths::Step> Step;
+    FolderPair Pair;                          ///< without the source
+    std::set<std::u16string> Files, Folders;  ///< of a mirror's source, while it is listed
+  };
+
+  bool GoesOn() override { return !context_.State.CancelRequested; }
+  bool Enter(const TraversedFolder& in) override;
+  void TakeFile(const TraversedFolder& in, const FolderEntry& file, std::uint32_t times) override;
+  bool TakeSubfolder(const TraversedFolder& in, const FolderEntry& folder, bool taken) override;
+  void Listed(const TraversedFolder& in, ErrorCode error) override;
+  void Leave(const TraversedFolder&) override { levels_.pop_back(); }
+  void LeaveOut(std::u16string_view path, std::u16string_view name, PlanReason) override {
+    // What a run would leave out as a whole is no good backup.
+    if (name.empty()) Differs(&VerifyCounters::Unreadable, u": 驗證資料夾 (沒有備份)：", path);
+  }
+  void Fail(std::u16string_view path, std::u16string_view, ErrorCode) override {
+    Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", path);
+  }
+
   bool HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
-  void FindExtras(const FolderPair& pair, bool at_root, const std::set<std::u16string>& files,
-                  const std::set<std::u16string>& folders);
-  void VerifyFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file);
-  /// What a run would leave out as a whole is no good backup.
-  void LeaveRootOut();
-  void Compare(const FolderPair& pair, std::u16string_view name, const FileStatus& source);
-  Content CompareContent(const FolderPair& pair, std::u16string_view name, std::uint64_t size);
+  void FindExtras(const TraversedFolder& in, const Level& level);
+  void Compare(const TraversedFolder& in, const Folder& to, std::u16string_view name,
+               const FileStatus& source);
+  Content CompareContent(const Folder& from, const Folder& to, std::u16string_view name,
+                         std::uint64_t size);
   bool IsExtra(const Folder& folder, std::u16string_view name) const;
 
   void Differs(std::uint32_t VerifyCounters::*kind, std::u16string_view text,
@@ -80,53 +104,42 @@ class VerifyWalk {
   std::u16string DestOf(std::u16string_view name) const {
     return std::u16string(paths_.Dest()) + std::u16string(name);
   }
-  bool Cancelled() const { return context_.State.CancelRequested; }
 
   RunContext& context_;
   const BackupJob& job_;
   VerifyReport& report_;
-  Scope scope_;
   WalkPaths paths_;
+  std::deque<Level> levels_;
   std::vector<FileStatus> source_lineage_;
   Side source_side_, dest_side_;
 };
 
-void VerifyWalk::WalkFolder(const FolderPair* parent, std::u16string_view name) {
-  if (Cancelled()) return;
-  if (scope_.IsExcluded(paths_.Source())) return parent ? void() : LeaveRootOut();
-  FolderPair pair = OpenPair(context_.Files, parent, name, paths_);
-  if (pair.SourceError) {
-    return Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
-  }
-  if (!parent) {
-    scope_.SetOwn(pair.Dest, &pair.Source);
-    if (scope_.IsOwnRoot(paths_.Source(), pair.Source)) return LeaveRootOut();
-    source_lineage_ = *pair.Source.Lineage();
-  }
-  // What a run leaves out because it is the backup itself is no part of the source.
-  if (parent && scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
-  if (!HasItsCopy(parent, name, pair)) return;
+bool VerifyWalk::Enter(const TraversedFolder& in) {
+  if (in.IsRoot()) source_lineage_ = *in.Opened.Lineage();
+  context_.Host.PumpMessages();
+  const FolderPair* parent = in.IsRoot() ? nullptr : &levels_.back().Pair;
+  Level& level = levels_.emplace_back();
+  if (parent) level.Step.emplace(paths_, in.Name);
+  OpenDest(context_.Files, parent, in.Name, paths_, level.Pair);
+  if (HasItsCopy(parent, in.Name, level.Pair)) return true;
+  levels_.pop_back();
+  return false;
+}
 
-  const FolderScope here = scope_.In(paths_.Source());
-  std::set<std::u16string> files, folders;
-  FolderReader reader(pair.Source);
-  while (const FolderEntry* entry = reader.Next()) {
-    (entry->Kind == FileKind::Folder ? folders : files).insert(entry->Name);
-    if (entry->Kind != FileKind::Folder) VerifyFile(pair, here, *entry);
-    if (Cancelled()) return;
-  }
-  if (reader.Error()) {
+bool VerifyWalk::TakeSubfolder(const TraversedFolder&, const FolderEntry& folder, bool taken) {
+  if (job_.Synchronise) levels_.back().Folders.insert(folder.Name);
+  return taken;
+}
+
+void VerifyWalk::Listed(const TraversedFolder& in, ErrorCode error) {
+  Level& level = levels_.back();
+  if (error) {
     Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Source());
-  } else if (job_.Synchronise && pair.Dest && !pair.KeptByDisk) {
-    FindExtras(pair, !parent, files, folders);
+  } else if (job_.Synchronise && level.Pair.Dest && !level.Pair.KeptByDisk) {
+    FindExtras(in, level);
   }
-  for (const std::u16string& subfolder : folders) {
-    if (!here.TakesFolder(subfolder)) continue;
-    context_.Host.PumpMessages();
-    if (Cancelled()) return;
-    const WalkPaths::Step step(paths_, subfolder);
-    WalkFolder(&pair, subfolder);
-  }
+  level.Files.clear();
+  level.Folders.clear();
 }
 
 /// Looks at the copy of a folder. False when there is nothing to compare with. One that is missing
@@ -159,16 +172,17 @@ bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
 
 /// What a synchronisation would remove: whatever the source has under no such name and kind. It
 /// never removes a disk that is mounted there, nor a folder that the source lies in.
-void VerifyWalk::FindExtras(const FolderPair& pair, bool at_root,
-                            const std::set<std::u16string>& files,
-                            const std::set<std::u16string>& folders) {
-  KeptEntries kept(pair);
-  FolderReader reader(pair.Dest);
+void VerifyWalk::FindExtras(const TraversedFolder& in, const Level& level) {
+  const Folder& dest = level.Pair.Dest;
+  KeptEntries kept(in.Opened, dest);
+  FolderReader reader(dest);
   while (const FolderEntry* entry = reader.Next()) {
     const bool folder = entry->Kind == FileKind::Folder;
-    if ((folder ? folders : files).contains(entry->Name) || kept.Keeps(*entry)) continue;
-    if (at_root && IsOwnerMark(entry->Name)) continue;
-    if (folder && !IsExtra(pair.Dest, entry->Name)) continue;
+    if ((folder ? level.Folders : level.Files).contains(entry->Name) || kept.Keeps(*entry)) {
+      continue;
+    }
+    if (in.IsRoot() && IsOwnerMark(entry->Name)) continue;
+    if (folder && !IsExtra(dest, entry->Name)) continue;
     Differs(&VerifyCounters::Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
             DestOf(entry->Name));
   }
@@ -176,45 +190,42 @@ void VerifyWalk::FindExtras(const FolderPair& pair, bool at_root,
     Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.Dest());
 }
 
-void VerifyWalk::LeaveRootOut() {
-  Differs(&VerifyCounters::Unreadable, u": 驗證資料夾 (沒有備份)：", paths_.Source());
-}
-
-void VerifyWalk::VerifyFile(const FolderPair& pair, const FolderScope& here,
-                            const FolderEntry& file) {
+void VerifyWalk::TakeFile(const TraversedFolder& in, const FolderEntry& file, std::uint32_t times) {
   const std::u16string_view name = file.Name;
-  if (here.TimesTaken(name) == 0) return;
+  Level& level = levels_.back();
+  if (job_.Synchronise) level.Files.insert(file.Name);
+  if (times == 0) return;
   RunCounters& counters = context_.Report.Counters;
   ++counters.SourceFiles;
   context_.Host.PumpMessages();
-  if (Cancelled()) return;
-  if (here.LeavesOut(file)) {
+  if (!GoesOn()) return;
+  if (in.Here.LeavesOut(file)) {
     ++counters.ExcludedFiles;
     return;
   }
-  const Result<FileStatus> source = pair.Source.Status(name);
+  const Result<FileStatus> source = in.Opened.Status(name);
   if (!source) {
     // Gone since the folder was listed: no part of the source any more.
     if (IsNotFound(source.Error)) return;
     return Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
   }
-  if (!scope_.WithinSizeLimit(*source)) {
+  if (!in.Rules.WithinSizeLimit(*source)) {
     ++counters.ExcludedFiles;
     return;
   }
-  if (pair.DestIsNew) {
+  if (level.Pair.DestIsNew) {
     ++report_.Counters.Missing;
   } else {
     context_.Host.DrawCaptions(paths_.Source(), paths_.Dest(), name);
-    Compare(pair, name, *source);
+    Compare(in, level.Pair.Dest, name, *source);
   }
   counters.SourceBytes += source->Size;
 }
 
-void VerifyWalk::Compare(const FolderPair& pair, std::u16string_view name,
+void VerifyWalk::Compare(const TraversedFolder& in, const Folder& to, std::u16string_view name,
                          const FileStatus& source) {
   VerifyCounters& found = report_.Counters;
-  const Result<FileStatus> dest = pair.Dest.Status(name);
+  const Result<FileStatus> dest = to.Status(name);
   if (IsNotFound(dest.Error)) {
     return Differs(&VerifyCounters::Missing, u": 驗證檔案 (缺少)：", paths_.SourceOf(name));
   }
@@ -224,14 +235,14 @@ void VerifyWalk::Compare(const FolderPair& pair, std::u16string_view name,
   }
   Content content = Content::Same;
   if (source.Kind == FileKind::Link) {
-    const Result<std::u16string> from = pair.Source.ReadLink(name), to = pair.Dest.ReadLink(name);
-    content = !from || !to   ? Content::Unreadable
-              : *from == *to ? Content::Same
-                             : Content::Different;
+    const Result<std::u16string> from = in.Opened.ReadLink(name), copy = to.ReadLink(name);
+    content = !from || !copy   ? Content::Unreadable
+              : *from == *copy ? Content::Same
+                               : Content::Different;
   } else if (dest->Size != source.Size) {
     return Differs(&VerifyCounters::Changed, u": 驗證檔案 (大小不同)：", paths_.SourceOf(name));
   } else {
-    content = CompareContent(pair, name, source.Size);
+    content = CompareContent(in.Opened, to, name, source.Size);
   }
   if (content == Content::Same) {
     ++found.Equal;
@@ -249,9 +260,9 @@ void VerifyWalk::Compare(const FolderPair& pair, std::u16string_view name,
   }
 }
 
-VerifyWalk::Content VerifyWalk::CompareContent(const FolderPair& pair, std::u16string_view name,
-                                               std::uint64_t size) {
-  if (source_side_.Open(pair.Source, name) || dest_side_.Open(pair.Dest, name)) {
+VerifyWalk::Content VerifyWalk::CompareContent(const Folder& from, const Folder& to,
+                                               std::u16string_view name, std::uint64_t size) {
+  if (source_side_.Open(from, name) || dest_side_.Open(to, name)) {
     return Content::Unreadable;
   }
   dest_side_.ForgetCached();
@@ -261,7 +272,7 @@ VerifyWalk::Content VerifyWalk::CompareContent(const FolderPair& pair, std::u16s
     const std::size_t block = source_side_.Size();
     done += block;
     context_.Host.ApiFileCopyCallback(std::max(size, done), done, 0, size, done, kBlock);
-    if (Cancelled()) return Content::Cancelled;
+    if (!GoesOn()) return Content::Cancelled;
     if (block < kBlock) return Content::Same;
   }
 }
