@@ -5,8 +5,8 @@
 #include <set>
 #include <tuple>
 
-#include "base/crc32.h"
 #include "base/text.h"
+#include "files/file_sum.h"
 #include "files/path_set.h"
 #include "platform/error_codes.h"
 
@@ -65,14 +65,8 @@ std::optional<std::uint32_t> CrcOf(const FileSystem& files, const JobState& stat
   if (!folder) return std::nullopt;
   Result<File> opened = folder->OpenFile(RelativeName(file.Path));
   if (!opened) return std::nullopt;
-  std::uint32_t crc = 0;
-  std::vector<char> buffer(std::size_t{1} << 18);
-  for (;;) {
-    const Result<std::size_t> got = opened->Read(buffer);
-    if (!got) return std::nullopt;
-    if (*got == 0) return crc;
-    crc = Crc32({buffer.data(), *got}, crc);
-  }
+  const Result<std::uint32_t> crc = FileSum().Crc(*opened);
+  return crc ? std::optional(*crc) : std::nullopt;
 }
 
 bool IsSame(const FileSystem& files, const JobState& from, const StateFile& a, const JobState& to,

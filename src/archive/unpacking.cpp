@@ -6,9 +6,9 @@
 #include "archive/extraction.h"
 #include "archive/list_file.h"
 #include "archive/staging.h"
-#include "base/crc32.h"
 #include "base/text.h"
 #include "files/error_text.h"
+#include "files/file_sum.h"
 #include "files/folder_identity.h"
 #include "files/group_commit.h"
 #include "files/path.h"
@@ -21,7 +21,6 @@ namespace {
 constexpr std::int64_t kTimeGrain = 2;  // seconds; the coarsest file systems keep even ones only
 constexpr int kSevenZipType = 2;
 constexpr int kWarnings = 1;  // The archiver has done what it was told, with something to remark.
-constexpr std::size_t kReadAtOnce = std::size_t{256} << 10;
 
 class Unpacking final : public Extraction {
  public:
@@ -108,16 +107,11 @@ class Unpacking final : public Extraction {
     Result<File> file = staging_->Open(entry.FileName);
     // A file whose owner may not read it has come as its entry says.
     if (!file) return all_well_ && file.Error == kErrAccess;
-    file->HintSequential();
-    std::uint32_t crc = 0;
-    for (;;) {
-      const Result<std::size_t> got = file->Read(buffer_);
-      if (!got) return false;
-      crc = Crc32({buffer_.data(), *got}, crc);
-      if (*got < buffer_.size()) return crc == entry.Crc;
+    const Result<std::uint32_t> crc = sum_.Crc(*file, [this] {
       context_.Host.PumpMessages();
-      if (context_.State.CancelRequested) return false;
-    }
+      return !context_.State.CancelRequested;
+    });
+    return crc && *crc == entry.Crc;
   }
 
   /// The archiver does not tell when it could not set a time. (Of a ZIP archive's times, which are
@@ -222,7 +216,7 @@ class Unpacking final : public Extraction {
   }
 
   std::optional<Staging> staging_;
-  std::vector<char> buffer_ = std::vector<char>(kReadAtOnce);
+  FileSum sum_;
   bool all_well_ = false;  ///< the archiver has unpacked all without an error
 };
 
