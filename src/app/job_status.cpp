@@ -54,12 +54,16 @@ void Tell(JobStatus& status, const FileSystem& files, const BackupJob& job, cons
 
 }  // namespace
 
-std::u16string FirstTroubleIn(std::u16string_view log) {
-  const std::vector<LogTrouble> first = ReadTroubles(log, 1);
-  if (first.empty()) return {};
-  std::u16string text = first[0].What + u" " + first[0].Path;
-  if (!first[0].Reason.empty()) text += u" (" + first[0].Reason + u")";
+std::u16string FirstFailure(const std::vector<RunFailure>& failures) {
+  if (failures.empty()) return {};
+  const RunFailure& first = failures.front();
+  std::u16string text = first.What + u" " + first.Path;
+  if (!first.Reason.empty()) text += u" (" + first.Reason + u")";
   return text;
+}
+
+std::u16string FirstTroubleIn(std::u16string_view log) {
+  return FirstFailure(ReadTroubles(log, 1));
 }
 
 std::u16string FirstTrouble(const FileSystem& files, const std::u16string& path) {

@@ -25,6 +25,8 @@ struct JobStatus {
 std::vector<JobStatus> StatusOfJobs(Program& program, DateTime now,
                                     std::optional<std::chrono::minutes> oldest = {});
 
+/// The first of what failed in words; empty when nothing did.
+std::u16string FirstFailure(const std::vector<RunFailure>& failures);
 /// What the log at this path tells first of a run that went badly; empty when it tells nothing.
 std::u16string FirstTrouble(const FileSystem& files, const std::u16string& path);
 /// The same of a log's text.

@@ -53,6 +53,7 @@ std::u16string Differences(const VerifyReport& report) {
 /// What is the same for both directions.
 void TellOutcome(RunEnd& end, const Program& program, const BackupJob& job, RunOutcome outcome,
                  std::u16string_view kind, const std::u16string& missing) {
+  end.Failures = program.Context.Report.Failures;
   const std::u16string not_begun = u"沒有" + std::u16string(kind);
   if (outcome == RunOutcome::SourceMissing) {
     TellRefusal(end, not_begun, missing);
@@ -82,7 +83,10 @@ RunEnd EndOfBackup(const Program& program, const BackupJob& job, RunOutcome outc
     end.Why += (end.Why.empty() ? u"" : u"，") + found;
   }
   // Failed files stand in the run's own log, differences in that of the verification.
-  if (!end.Bad && (verified->Stopped || !found.empty())) end.LogPath = verified->LogPath;
+  if (!end.Bad && (verified->Stopped || !found.empty())) {
+    end.LogPath = verified->LogPath;
+    end.Failures = verified->Failures;
+  }
   end.Bad = end.Bad || verified->Stopped || !found.empty();
   return end;
 }
@@ -99,6 +103,7 @@ RunEnd EndOfVerification(const BackupJob& job, const VerifyReport& report) {
   RunEnd end{.Job = job.Name, .Text = {}, .Why = {}, .LogPath = {}, .Bad = false, .Backup = false};
   if (report.Outcome != RunOutcome::Ran) return end;
   end.LogPath = report.LogPath;
+  end.Failures = report.Failures;
   end.Why = Differences(report);
   end.Bad = report.Stopped || !end.Why.empty();
   end.Text = std::u16string(report.Stopped ? u"驗證中斷：" : u"驗證完成：") +

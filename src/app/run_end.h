@@ -1,6 +1,7 @@
 // How a backup, a restore or a verification ended, in words; and what a restore is about to do.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 
@@ -13,8 +14,10 @@ struct RunEnd {
   std::u16string Text;     ///< "備份完成：備份 3 個檔案，失敗 0 個檔案"
   std::u16string Why;      ///< what was not done as it should, and nobody asked for; else empty
   std::u16string LogPath;  ///< empty when no log tells
-  bool Bad = false;        ///< not done whole, for whatever reason
-  bool Backup = true;      ///< else a restore or a verification
+  /// What failed or differs; nothing where only its log tells that.
+  std::optional<RunFailures> Failures{};
+  bool Bad = false;    ///< not done whole, for whatever reason
+  bool Backup = true;  ///< else a restore or a verification
 };
 
 /// Of the last backup, which the program has just run, its verification included. A run that was

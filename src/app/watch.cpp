@@ -121,7 +121,7 @@ void WatchHost::JobEnded(std::int32_t job_index) {
       result.Stopped || (program_->LastVerification() && program_->LastVerification()->Stopped);
   const RunEnd end = EndOfBackup(*program_, job, program_->LastOutcome());
   if (ran && end.Bad) {
-    const std::u16string first = FirstTrouble(program_->Files, end.LogPath);
+    const std::u16string first = FirstFailure(end.Failures->First());
     if (!first.empty()) text += u": " + first;
   }
   const WatchLevel level = !ran                 ? WatchLevel::Error

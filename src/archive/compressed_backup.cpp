@@ -12,6 +12,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "base/wildcard.h"
+#include "files/error_text.h"
 #include "files/folder_identity.h"
 #include "files/owner_mark.h"
 #include "files/path.h"
@@ -181,7 +182,7 @@ class ListBuilder final : private TreeVisitor {
 
   void Fail(std::u16string_view text, std::u16string_view path) {
     ++context_.Counters.FailedFiles;
-    LogLine(text, path);
+    context_.Tell(text, AddBackslash(job_.Source.WorkPath) + std::u16string(path));
     Note(PlanAction::Fail, PlanReason::Unreadable, path);
   }
 
@@ -269,17 +270,17 @@ void TellDoubts(ArchiveContext& context, const BackupJob& job, const PackedFiles
     return !context.State.CancelRequested;
   });
   RunCounters& counters = context.Counters;
-  const auto tell = [&](std::uint32_t& counter, std::u16string_view text,
-                        const std::u16string& path) {
-    ++counter;
+  const auto path_of = [&](const std::u16string& path) {
     if (counters.CopiedFiles > 0) --counters.CopiedFiles;
-    context.Log.WriteTimed(std::u16string(text) + AddBackslash(job.Source.WorkPath) + path);
+    return AddBackslash(job.Source.WorkPath) + path;
   };
   for (const std::u16string& path : doubts.Changed) {
-    tell(counters.WarningFiles, u": 壓縮時檔案有變動 (警告)：", path);
+    ++counters.WarningFiles;
+    context.Log.WriteTimed(u": 壓縮時檔案有變動 (警告)：" + path_of(path));
   }
   for (const std::u16string& path : doubts.Replaced) {
-    tell(counters.FailedFiles, u": 壓縮時已換成別的項目 (失敗)：", path);
+    ++counters.FailedFiles;
+    context.Tell(u": 壓縮時已換成別的項目 (失敗)：", path_of(path));
   }
 }
 
@@ -347,7 +348,7 @@ PackLists BuildListFile(ArchiveContext& context, const BackupJob& job,
   PackLists lists{WriteListFile(context.Files, lines), {}};
   if (!dropped.empty()) lists.Dropped = WriteListFile(context.Files, dropped, ListKind::Dropped);
   if (lists.Entries.empty() || (lists.Dropped.empty() && !dropped.empty())) {
-    context.Log.WriteTimed(u": 建立檔案清單 (失敗)：" + context.Files.ProgramFolder());
+    context.Tell(u": 建立檔案清單 (失敗)：", context.Files.ProgramFolder());
     return {};
   }
   context.Counters.CopiedFiles = builder.Files;
@@ -376,7 +377,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
     const Result<Folder> made = context.Files.MakeFolders(folder);
     if (!made) {
       CountFailure(context, 0);
-      context.Log.WriteTimed(u": 建立目錄 (失敗)：" + std::u16string(folder));
+      context.Tell(u": 建立目錄 (失敗)：", folder, ApiErrorText(made.Error));
       return made.Error;
     }
     RemoveOldHalves(context, folder);

@@ -11,11 +11,13 @@
 #include "core/backup_job.h"
 #include "core/restore_pick.h"
 #include "core/run_counters.h"
+#include "core/run_failures.h"
 #include "core/run_host.h"
 #include "core/run_plan.h"
 #include "files/run_state.h"
 #include "files/staging_journal.h"
 #include "log/job_log.h"
+#include "log/log_troubles.h"
 #include "platform/clock.h"
 
 namespace kavrel {
@@ -37,8 +39,14 @@ struct ArchiveContext {
   RunHost& Host;
   JobLog& Log;
   RunCounters& Counters;
+  RunFailures& Failures;
   StagingJournal& Staged;
   RunNotes& Notes;
+
+  /// Logs and notes what failed, and why.
+  void Tell(std::u16string_view text, std::u16string_view what, std::u16string_view why = {}) {
+    LogFailure(Log, Failures, text, what, why);
+  }
 };
 
 /// The archive that a run of the job writes now: "…\2009年09月23日15時.7z" in its destination.

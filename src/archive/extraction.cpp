@@ -15,7 +15,8 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::u16string_view kFailed = u": 還原檔案 (失敗)：", kWhy = u": 原因：",
+constexpr std::u16string_view kFailed = u": 還原檔案 (失敗)：",
+                              kStopped = u": 無法還原壓縮檔 (失敗)：",
                               kNotReadable = u"無法讀取壓縮檔：";
 
 /// Backslashes and colons are letters of a name here, as the archiver takes them.
@@ -90,18 +91,16 @@ int Extraction::Run() {
 
 int Extraction::Fail(const std::u16string& what, PlanReason reason, std::u16string_view why) {
   ++context_.Counters.FailedFiles;
-  context_.Log.WriteTimed(std::u16string(kFailed) + what);
   if (why.empty() && reason == PlanReason::Outside) why = kOutsideText;
   if (why.empty() && reason == PlanReason::Blocked) why = kBlockedText;
-  if (!why.empty()) context_.Log.WriteTimed(std::u16string(kWhy).append(why));
+  context_.Tell(kFailed, what, why);
   context_.Notes.Add(PlanAction::Fail, reason, false, what);
   return 2;
 }
 
 int Extraction::Stop(const std::u16string& obstacle, PlanReason reason) {
-  const std::u16string text = u"無法還原壓縮檔 (失敗)：" + obstacle;
-  context_.Log.WriteTimed(u": " + text);
-  context_.Notes.Obstacle(text);
+  context_.Tell(kStopped, obstacle);
+  context_.Notes.Obstacle(std::u16string(kStopped.substr(2)) + obstacle);
   const std::uint32_t failed = context_.Counters.FailedFiles;
   Names told;
   for (const IndividualInfo& entry : archive_->Entries) {
@@ -109,7 +108,7 @@ int Extraction::Stop(const std::u16string& obstacle, PlanReason reason) {
     ++context_.Counters.SourceFiles;
     // The reason of all of them has been told.
     ++context_.Counters.FailedFiles;
-    context_.Log.WriteTimed(std::u16string(kFailed) + entry.FileName);
+    context_.Tell(kFailed, entry.FileName);
     context_.Notes.Add(PlanAction::Fail, reason, false, entry.FileName);
   }
   // Folders alone are not to pass for done either.
@@ -143,7 +142,7 @@ void Extraction::TakePicked() {
   for (const std::u16string& path : pick_->Paths.Paths()) {
     if (found.Holds(path)) continue;
     ++context_.Counters.FailedFiles;
-    context_.Log.WriteTimed(u": 備份中找不到檔案 (失敗)：" + path);
+    context_.Tell(u": 備份中找不到檔案 (失敗)：", path);
     context_.Notes.Add(PlanAction::Fail, PlanReason::NotInSource, false, path);
   }
   std::erase_if(archive_->Entries, [&](const IndividualInfo& entry) {

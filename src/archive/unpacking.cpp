@@ -180,7 +180,7 @@ class Unpacking final : public Extraction {
     }
     if (const ErrorCode error = group.Settle()) {
       ++context_.Counters.FailedFiles;
-      context_.Log.WriteTimed(SyncFailedText(destination_, error));
+      LogSyncFailure(context_.Log, context_.Failures, destination_, error);
     }
   }
 

@@ -7,14 +7,12 @@
 #include "cli/console.h"
 #include "cli/json_text.h"
 #include "files/size_text.h"
-#include "log/job_log.h"
-#include "log/log_troubles.h"
 
 namespace kavrel {
 
 namespace {
 
-constexpr std::size_t kTroublesTold = 3, kDifferencesTold = 20, kTroublesInJson = 1000;
+constexpr std::size_t kTroublesTold = 3, kDifferencesTold = 20;
 
 /// The words in which a backup and a restore differ.
 struct RunWords {
@@ -196,12 +194,9 @@ void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
   const std::uint32_t failed = job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles;
   run["troubles"] = nlohmann::json::array();
   if (failed == 0) return;
-  const Result<std::u16string> log = ReadJobLog(program.Files, program.RunLogPath());
-  if (!log) return;
-  const std::vector<LogTrouble> troubles =
-      ReadTroubles(*log, output_.Json ? kTroublesInJson : kTroublesTold);
-  for (std::size_t i = 0; i < troubles.size(); ++i) {
-    const LogTrouble& trouble = troubles[i];
+  const std::vector<RunFailure>& failures = program.Context.Report.Failures.First();
+  for (std::size_t i = 0; i < failures.size(); ++i) {
+    const RunFailure& trouble = failures[i];
     run["troubles"].push_back({{"what", JsonText(trouble.What)},
                                {"path", JsonText(trouble.Path)},
                                {"reason", JsonTextOrNull(JsonText(trouble.Reason))}});
@@ -210,7 +205,7 @@ void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
             Printable(trouble.What) + " " + Printable(trouble.Path) +
                 (trouble.Reason.empty() ? "" : " (" + Printable(trouble.Reason) + ")"));
   }
-  if (failed > kTroublesTold && !troubles.empty()) {
+  if (failed > kTroublesTold && !failures.empty()) {
     PrintError(Printable(job.Name) +
                ": the log tells of the others: " + Printable(program.RunLogPath()));
   }

@@ -27,10 +27,9 @@ void HealStaged(RunContext& context) {
     context.Files.DropUnfinished(JoinPath(context.Files.ProgramFolder(), name));
   }
   context.Staged.Heal([&](Healing what, std::u16string_view path) {
-    std::u16string line(HealingText(what));
-    line += path;
-    context.Log.WriteTimed(line);
-    if (what == Healing::Failed) ++context.Report.Counters.WarningFiles;
+    if (what != Healing::Failed) return context.LogTimed(HealingText(what), path);
+    ++context.Report.Counters.WarningFiles;
+    context.Tell(HealingText(what), path);
   });
 }
 

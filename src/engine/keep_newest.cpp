@@ -17,12 +17,6 @@ namespace {
 // Enough for an archive an hour over a year; what is forgotten only stays.
 constexpr std::size_t kMostNoted = 10000;
 
-void LogMove(RunContext& context, std::u16string_view result, std::u16string_view path) {
-  std::u16string line = u": 舊備份移到資源回收筒 (";
-  ((line += result) += u")：") += path;
-  context.LogTimed(line);
-}
-
 struct Units {
   std::vector<std::u16string> Outdated;  ///< the oldest ones, too many beside the one of this run
   std::vector<std::u16string> NotOwn;    ///< that bear no mark of this job alone
@@ -123,10 +117,10 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
   if (!alone || bin.Recycle(*parent, PathName(path))) {
     if (folder) folder->SetAttributes(*status, *folder);
     ++context.Report.Counters.WarningFiles;
-    LogMove(context, u"失敗", unit);
+    context.Tell(u": 舊備份移到資源回收筒 (失敗)：", unit);
     return false;
   }
-  LogMove(context, u"成功", unit);
+  context.LogTimed(u": 舊備份移到資源回收筒 (成功)：", unit);
   if (kind == FileKind::File) parent->RemoveFile(ArchiveMark(PathName(path)));
   if (!parent->Manners().SyncsWhole) parent->Sync();
   RemoveEmptyAbove(context, job, unit);
@@ -139,8 +133,7 @@ void SyncMoves(RunContext& context, std::u16string_view unit) {
   const Result<Folder> folder = context.Files.OpenFolder(path);
   const ErrorCode error = folder ? folder->SyncDisk() : folder.Error;
   if (!error) return;
-  ++context.Report.Counters.FailedFiles;
-  context.LogTimed(SyncFailedText(path, error));
+  context.FailSync(path, error);
 }
 
 }  // namespace

@@ -129,7 +129,7 @@ class OnDisk::NameChangeOfFolder final : public Change {
     counters.CopiedBytes -= unnamed_->Bytes;
     counters.WarningFiles -= unnamed_->Warnings;
     counters.FailedFiles += unnamed_->Copied + unnamed_->Warnings + 1;
-    effects_.context_.LogTimed(kFolderFailed, self_->Path);
+    effects_.context_.Tell(kFolderFailed, self_->Path);
   }
   // What in it did not reach the disk is gone from it by now.
   void GiveUp(ErrorCode) override { Commit(effects_.changes_); }
@@ -478,7 +478,7 @@ void OnDisk::MarkMirrored(const Folder& dest) {
 void OnDisk::Settle() {
   const ErrorCode error = changes_.Settle();
   if (!error) return;
-  context_.Fail(SyncFailedText(root_, error), {});
+  context_.FailSync(root_, error);
 }
 
 }  // namespace kavrel

@@ -180,7 +180,7 @@ bool Differ(const OwnerMark& a, const OwnerMark& b) {
 /// No file is missing, but later runs will not know the place again.
 void CountUnmarked(RunContext& context, std::u16string_view path) {
   ++context.Report.Counters.WarningFiles;
-  context.LogTimed(u": 寫入備份標記 (失敗)：", path);
+  context.Tell(u": 寫入備份標記 (失敗)：", path);
 }
 
 void Write(RunContext& context, const Folder& folder, const OwnerMark& mark,

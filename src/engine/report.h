@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/run_counters.h"
+#include "core/run_failures.h"
 
 namespace kavrel {
 
@@ -54,6 +55,7 @@ struct VerifyReport {
   bool Stopped = false;
   VerifyCounters Counters;
   std::vector<VerifyDifference> Differing;  ///< the first of them; a missing folder is one
+  RunFailures Failures;                     ///< the same in the words of the log
   bool WrongPassword = false;  ///< the archive, counted as unreadable, may be whole all the same
   std::uint64_t Bytes = 0;     ///< compared
   std::u16string RefusalText;  ///< of one that was Guarded: which disk is away
@@ -65,6 +67,8 @@ struct VerifyReport {
 struct RunReport {
   RunOutcome Outcome = RunOutcome::NotStarted;
   RunCounters Counters;
+  /// All that its log calls a failure, be it a file, a folder or what stopped the run.
+  RunFailures Failures;
   RunRefusal Refusal = RunRefusal::None;
   /// Why, in words. Of a run without a source: which disk is away, as far as that is known.
   std::u16string RefusalText;

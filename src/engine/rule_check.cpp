@@ -28,9 +28,10 @@ bool MakeSureOfRules(RunContext& context) {
   if (!error) return true;
   const bool of_switch = context.Exclusions.SwitchUnknown != 0;
   const std::u16string path(of_switch ? context.Settings.Path() : context.Exclusions.File().Path());
-  context.LogTimed(FailText(context.State, error,
-                            of_switch ? u": 讀取排除規則的設定 (失敗)" : u": 讀取排除規則 (失敗)",
-                            path));
+  const std::u16string_view text =
+      of_switch ? u": 讀取排除規則的設定 (失敗)" : u": 讀取排除規則 (失敗)";
+  context.LogTimed(FailText(context.State, error, text, path));
+  context.Report.Failures.Note(text, path, ApiErrorText(error));
   context.Notes.Add(PlanAction::Fail, PlanReason::Unreadable, false, path);
   return false;
 }

@@ -16,6 +16,7 @@
 #include "files/run_state.h"
 #include "files/staging_journal.h"
 #include "log/job_log.h"
+#include "log/log_troubles.h"
 #include "log/program_log.h"
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -75,19 +76,24 @@ struct RunContext : RunOptions {
   /// nothing is known.
   void Fail(std::u16string_view text, std::u16string_view what, std::u16string_view why = {}) {
     ++Report.Counters.FailedFiles;
-    LogTimed(text, what);
-    LogWhy(why);
+    Tell(text, what, why);
   }
   void Fail(std::u16string_view text, std::u16string_view what, ErrorCode why) {
     Fail(text, what, why ? ApiErrorText(why) : std::u16string());
   }
-  /// Below a line that tells of a failure: why.
-  void LogWhy(std::u16string_view why) {
-    if (!why.empty()) LogTimed(u": 原因：", why);
+  /// The same without counting it.
+  void Tell(std::u16string_view text, std::u16string_view what, std::u16string_view why = {}) {
+    LogFailure(Log, Report.Failures, text, what, why);
+  }
+  /// Counts and tells of a disk that could not take what was written to it.
+  void FailSync(std::u16string_view path, ErrorCode error) {
+    ++Report.Counters.FailedFiles;
+    LogSyncFailure(Log, Report.Failures, path, error);
   }
 
   ArchiveContext Archiving() {
-    return {Files, Clock, Archiver, State, Host, Log, Report.Counters, Staged, Notes};
+    return {Files, Clock,           Archiver,        State,  Host,
+            Log,   Report.Counters, Report.Failures, Staged, Notes};
   }
 };
 

@@ -364,8 +364,8 @@ void TreeWalk::DecideUnseenFile(const FolderPair& pair, std::u16string_view name
     // that is gone by now needs none.
     const ErrorCode why = pair.Source.Status(name).Error;
     if (!IsNotFound(why)) ++context_.Report.Counters.UnseenFiles;
-    context_.LogTimed(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name));
-    if (why) context_.LogWhy(ApiErrorText(why));
+    context_.Tell(u": 讀取檔案資訊 (失敗)：", paths_.SourceOf(name),
+                  why ? ApiErrorText(why) : std::u16string());
     Note(PlanAction::Fail, PlanReason::Unreadable, false, name);
     LeaveAsItIs(name);
   } else if (PassesMayChange()) {

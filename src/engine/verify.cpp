@@ -29,16 +29,15 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
   context.Report.Counters.SourceFiles = check.Files;
   context.Report.Counters.SourceBytes = report.Bytes = check.Bytes;
   for (const std::u16string& name : check.Damaged) {
-    NoteDifference(report, &VerifyCounters::Damaged, name);
-    context.Log.WriteTimed(u": 驗證檔案 (內容損壞)：" + name);
+    TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", name);
   }
   if (check.Result != 0 && (check.Damaged.empty() || check.WrongPassword)) {
     found = {};
     report.Differing.clear();
-    NoteDifference(report, &VerifyCounters::Unreadable, archive);
+    report.Failures = {};
     report.WrongPassword = check.WrongPassword;
-    context.Log.WriteTimed(u": 驗證檔案 (無法讀取)：" + archive +
-                           (check.WrongPassword ? u" (密碼錯誤)" : u""));
+    TellDifference(context, report, &VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：",
+                   archive + (check.WrongPassword ? u" (密碼錯誤)" : u""));
   } else {
     found.Equal = check.Files - std::min(check.Files, found.Damaged);
   }
@@ -73,8 +72,9 @@ void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& 
 
 }  // namespace
 
-void NoteDifference(VerifyReport& report, std::uint32_t VerifyCounters::*kind,
-                    std::u16string_view path) {
+void TellDifference(RunContext& context, VerifyReport& report, std::uint32_t VerifyCounters::*kind,
+                    std::u16string_view text, std::u16string_view path, std::u16string_view why) {
+  LogFailure(context.Log, report.Failures, text, path, why);
   ++(report.Counters.*kind);
   if (report.Differing.size() < kDifferencesNoted)
     report.Differing.push_back({kind, std::u16string(path)});

@@ -12,9 +12,11 @@
 
 namespace kavrel {
 
-/// Counts a difference, and notes it if it is one of the first.
-void NoteDifference(VerifyReport& report, std::uint32_t VerifyCounters::*kind,
-                    std::u16string_view path);
+/// Counts a difference, tells the log, and notes it if it is one of the first. `text` and `why` as
+/// of a failure's line.
+void TellDifference(RunContext& context, VerifyReport& report, std::uint32_t VerifyCounters::*kind,
+                    std::u16string_view text, std::u16string_view path,
+                    std::u16string_view why = {});
 
 /// Verifies what the job's rules, file types and size limit take. `backup_folder` is where the
 /// backup lies; when empty, where a run of now would write. Of a compressed job's archives the one

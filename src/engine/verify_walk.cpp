@@ -98,8 +98,7 @@ class VerifyWalk final : private TreeVisitor {
 
   void Differs(std::uint32_t VerifyCounters::*kind, std::u16string_view text,
                std::u16string_view path) {
-    NoteDifference(report_, kind, path);
-    context_.Log.WriteTimed(std::u16string(text) + std::u16string(path));
+    TellDifference(context_, report_, kind, text, path);
   }
   std::u16string DestOf(std::u16string_view name) const {
     return std::u16string(paths_.Dest()) + std::u16string(name);

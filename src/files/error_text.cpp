@@ -25,7 +25,7 @@ std::u16string FailText(RunState& state, ErrorCode code, std::u16string_view tex
 }
 
 std::u16string SyncFailedText(std::u16string_view path, ErrorCode code) {
-  std::u16string text = u": 寫入磁碟 (失敗)：";
+  std::u16string text(kSyncFailed);
   return ((text += path) += u" (") + ApiErrorText(code) + u")";
 }
 

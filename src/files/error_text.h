@@ -18,6 +18,8 @@ std::u16string FailText(RunState& state, ErrorCode code, std::u16string_view tex
                         std::u16string_view path);
 
 /// The log's line for a disk that has not taken what was written below `path`.
+/// How its text begins.
+inline constexpr std::u16string_view kSyncFailed = u": 寫入磁碟 (失敗)：";
 std::u16string SyncFailedText(std::u16string_view path, ErrorCode code);
 
 }  // namespace kavrel

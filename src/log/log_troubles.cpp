@@ -4,6 +4,8 @@
 #include <optional>
 
 #include "base/text.h"
+#include "files/error_text.h"
+#include "log/job_log.h"
 
 namespace kavrel {
 
@@ -20,14 +22,14 @@ std::optional<std::u16string_view> Told(std::u16string_view line) {
   return line.substr(colon + 2);
 }
 
-std::optional<LogTrouble> TroubleOf(std::u16string_view told) {
+std::optional<RunFailure> TroubleOf(std::u16string_view told) {
   const std::size_t open = told.find(u" (");
   const std::size_t close = told.find(u')', open == told.npos ? 0 : open);
   if (open == told.npos || close == told.npos) return std::nullopt;
   const std::u16string_view state = told.substr(open + 2, close - open - 2);
   if (std::find(std::begin(kWell), std::end(kWell), state) != std::end(kWell)) return std::nullopt;
   std::u16string_view rest = told.substr(close + 1);
-  LogTrouble trouble{std::u16string(told.substr(0, close + 1)), {}, {}};
+  RunFailure trouble{std::u16string(told.substr(0, close + 1)), {}, {}};
   if (rest.starts_with(u"：")) {
     trouble.Path = rest.substr(1);
     return trouble;
@@ -42,8 +44,20 @@ std::optional<LogTrouble> TroubleOf(std::u16string_view told) {
 
 }  // namespace
 
-std::vector<LogTrouble> ReadTroubles(std::u16string_view log, std::size_t most) {
-  std::vector<LogTrouble> troubles;
+void LogFailure(JobLog& log, RunFailures& failures, std::u16string_view text,
+                std::u16string_view what, std::u16string_view why) {
+  log.WriteTimed(std::u16string(text).append(what));
+  if (!why.empty()) log.WriteTimed(std::u16string(u": ").append(kReason).append(why));
+  failures.Note(text, what, why);
+}
+
+void LogSyncFailure(JobLog& log, RunFailures& failures, std::u16string_view path, ErrorCode error) {
+  log.WriteTimed(SyncFailedText(path, error));
+  failures.Note(kSyncFailed, path, ApiErrorText(error));
+}
+
+std::vector<RunFailure> ReadTroubles(std::u16string_view log, std::size_t most) {
+  std::vector<RunFailure> troubles;
   bool about_last = false;
   while (!log.empty()) {
     const std::optional<std::u16string_view> told = Told(TakeLine(log));
@@ -52,7 +66,7 @@ std::vector<LogTrouble> ReadTroubles(std::u16string_view log, std::size_t most) 
       about_last = false;
       continue;
     }
-    std::optional<LogTrouble> trouble = told ? TroubleOf(*told) : std::nullopt;
+    std::optional<RunFailure> trouble = told ? TroubleOf(*told) : std::nullopt;
     about_last = trouble.has_value();
     if (!trouble) continue;
     if (most > 0 && troubles.size() == most) break;

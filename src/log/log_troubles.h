@@ -1,23 +1,28 @@
-// What a job log tells of everything that went wrong.
+// How a job log tells of everything that went wrong: written, and read again by those who have the
+// log alone.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "core/run_failures.h"
+#include "platform/error_codes.h"
+
 namespace kavrel {
 
-struct LogTrouble {
-  std::u16string What;    ///< "備份檔案 (失敗)"
-  std::u16string Path;    ///< what it is about; of a run that was stopped, why
-  std::u16string Reason;  ///< empty where nothing is known
+class JobLog;
 
-  bool operator==(const LogTrouble&) const = default;
-};
+/// Writes a timed line of the text and what it is about, and one that tells why, where that is
+/// known; notes all that.
+void LogFailure(JobLog& log, RunFailures& failures, std::u16string_view text,
+                std::u16string_view what, std::u16string_view why = {});
+/// The same of a disk that could not take what was written to it.
+void LogSyncFailure(JobLog& log, RunFailures& failures, std::u16string_view path, ErrorCode error);
 
 /// Of these lines, in their order: what failed, what stopped the run, and what a verification found
 /// to differ. At most `most`; 0 = all.
-std::vector<LogTrouble> ReadTroubles(std::u16string_view log, std::size_t most = 0);
+std::vector<RunFailure> ReadTroubles(std::u16string_view log, std::size_t most = 0);
 
 /// Whether a line is one that ReadTroubles finds, and whether it tells why of the line before.
 bool TellsTrouble(std::u16string_view line);

@@ -16,12 +16,10 @@
 namespace kavrel {
 
 namespace {
-// Nobody reads more; the log has them all.
-constexpr std::size_t kMost = 2000;
 constexpr int kColumns = 3;
 }  // namespace
 
-FrmFailures::FrmFailures(Program& program, const std::vector<std::u16string>& logs, QWidget* parent)
+FrmFailures::FrmFailures(Program& program, const std::vector<RunEnd>& ends, QWidget* parent)
     : QDialog(parent), program_(program) {
   setObjectName(QStringLiteral("FrmFailures"));
   setWindowTitle(QStringLiteral("有問題的檔案"));
@@ -45,29 +43,37 @@ FrmFailures::FrmFailures(Program& program, const std::vector<std::u16string>& lo
   layout->addLayout(buttons);
   connect(cmdCopy, &QPushButton::clicked, this, &FrmFailures::Copy);
   connect(cmdClose, &QPushButton::clicked, this, &QDialog::reject);
-  Fill(logs);
+  Fill(ends);
   lstFailures_.SetSelectedItem(lstFailures_.ItemCount() > 0 ? 0 : -1);
   lstFailures_.SetFocus();
   RememberSize(*this, &program_.WindowSizes, objectName(), 760, 420);
 }
 
-void FrmFailures::Fill(const std::vector<std::u16string>& logs) {
+void FrmFailures::Add(const std::vector<RunFailure>& failures) {
+  for (const RunFailure& failure : failures) {
+    const int row = lstFailures_.ItemAdd(-1, ToQString(failure.Path));
+    lstFailures_.ItemAddSub(row, 1, ToQString(failure.Reason));
+    lstFailures_.ItemAddSub(row, 2, ToQString(failure.What));
+  }
+}
+
+void FrmFailures::Fill(const std::vector<RunEnd>& ends) {
   QStringList notes;
-  for (const std::u16string& path : logs) {
-    const Result<std::u16string> text = ReadJobLog(program_.Files, path);
-    if (!text) {
-      notes += UnreadableLogText(path, text.Error);
+  for (const RunEnd& end : ends) {
+    if (end.Failures) {
+      Add(end.Failures->First());
       continue;
     }
-    for (const LogTrouble& trouble : ReadTroubles(*text, kMost)) {
-      const int row = lstFailures_.ItemAdd(-1, ToQString(trouble.Path));
-      lstFailures_.ItemAddSub(row, 1, ToQString(trouble.Reason));
-      lstFailures_.ItemAddSub(row, 2, ToQString(trouble.What));
+    const Result<std::u16string> text = ReadJobLog(program_.Files, end.LogPath);
+    if (text) {
+      Add(ReadTroubles(*text, RunFailures::kNoted));
+    } else {
+      notes += UnreadableLogText(end.LogPath, text.Error);
     }
   }
   const int count = lstFailures_.ItemCount();
-  if (count >= static_cast<int>(kMost)) {
-    notes += QStringLiteral("每份日誌只列出前 %1 筆，其餘請見日誌。").arg(kMost);
+  if (count >= static_cast<int>(RunFailures::kNoted)) {
+    notes += QStringLiteral("每次執行只列出前 %1 筆，其餘請見日誌。").arg(RunFailures::kNoted);
   } else if (count > 0) {
     notes += QStringLiteral("共 %1 筆").arg(count);
   } else if (notes.isEmpty()) {

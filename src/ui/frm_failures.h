@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/program.h"
+#include "app/run_end.h"
 #include "ui/controls/cls_lict_view.h"
 
 class QLabel;
@@ -16,11 +16,12 @@ class FrmFailures : public QDialog {
   Q_OBJECT
 
  public:
-  /// Shows what these job logs tell.
-  FrmFailures(Program& program, const std::vector<std::u16string>& logs, QWidget* parent);
+  /// Shows what these runs have told, or, of runs before this start of the program, their logs.
+  FrmFailures(Program& program, const std::vector<RunEnd>& ends, QWidget* parent);
 
  private:
-  void Fill(const std::vector<std::u16string>& logs);
+  void Fill(const std::vector<RunEnd>& ends);
+  void Add(const std::vector<RunFailure>& failures);
   void Copy() const;
 
   Program& program_;

@@ -210,7 +210,7 @@ QStringList JobList::Troubles(int row) const {
   const Result<FileStatus> status = program_.Files.Status(log);
   if (!status || status->Size > kLongestLog) return {};
   QStringList lines;
-  for (const LogTrouble& trouble : ReadTroubles(*ReadJobLog(program_.Files, log), kTroublesTold)) {
+  for (const RunFailure& trouble : ReadTroubles(*ReadJobLog(program_.Files, log), kTroublesTold)) {
     QString line = QStringLiteral("　") + ToQString(trouble.What) + u'：' + ToQString(trouble.Path);
     if (!trouble.Reason.empty()) line += u'，' + ToQString(trouble.Reason);
     lines += line;

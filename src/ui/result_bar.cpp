@@ -70,12 +70,12 @@ QString ResultBar::Text() const {
   return ToQString(EndText(ends_));
 }
 
-std::vector<std::u16string> ResultBar::BadLogs() const {
-  std::vector<std::u16string> logs;
+std::vector<RunEnd> ResultBar::BadEnds() const {
+  std::vector<RunEnd> ends;
   for (const RunEnd& end : ends_) {
-    if (end.Bad && !end.LogPath.empty()) logs.push_back(end.LogPath);
+    if (end.Bad && !end.LogPath.empty()) ends.push_back(end);
   }
-  return logs;
+  return ends;
 }
 
 void ResultBar::Show() {
@@ -89,11 +89,11 @@ void ResultBar::Show() {
   text_->setToolTip(Text().toHtmlEscaped());
   text_->setAccessibleName(Text());
   log_->setEnabled(ends_.size() > 1 || !ends_.front().LogPath.empty());
-  failures_->setVisible(!BadLogs().empty());
+  failures_->setVisible(!BadEnds().empty());
 }
 
 void ResultBar::ShowFailures() {
-  FrmFailures(program_, BadLogs(), window()).exec();
+  FrmFailures(program_, BadEnds(), window()).exec();
 }
 
 }  // namespace kavrel

@@ -41,8 +41,8 @@ class ResultBar : public QWidget {
  private:
   void Show();
   void ShowFailures();
-  /// The logs that tell of what failed.
-  std::vector<std::u16string> BadLogs() const;
+  /// Those that can tell what failed.
+  std::vector<RunEnd> BadEnds() const;
 
   Program& program_;
   std::vector<RunEnd> ends_;
