@@ -93,8 +93,8 @@ std::string PauseEndText(DateTime end);
 /// The states of a job: dated folders and archives, the newest first.
 int ListJobStates(Session& session, const std::string& name, ListForm form);
 /// The one of them that is meant; nothing, and the exit code, after saying why.
-std::optional<std::size_t> PickState(const std::vector<JobState>& states, const BackupJob& job,
-                                     const std::string& which, ExitCode& code);
+std::optional<std::size_t> StateMeant(const std::vector<JobState>& states, const BackupJob& job,
+                                      const std::string& which, ExitCode& code);
 /// The state that a restore or a verification is to take: the one that is meant; without a choice
 /// nothing named where something lies in the place of now, else the newest whole one, after saying
 /// so. Nothing, and the exit code, after saying why.
@@ -138,8 +138,8 @@ int VerifyJobs(Session& session, const VerifyChoice& choice);
 std::optional<std::u16string> ArchiveName(Session& session, const BackupJob& job,
                                           const std::string& named);
 /// The archive of that name, or the newest one when no name is given.
-std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
-                                          std::u16string_view name);
+std::optional<std::u16string> ArchiveNamed(const std::vector<ArchiveFile>& archives,
+                                           std::u16string_view name);
 
 /// The archives of a compressed job; with `archive`, the entries of that one.
 int ListJobArchives(Session& session, const std::string& name, const std::string& archive,

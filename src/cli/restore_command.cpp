@@ -28,8 +28,8 @@ std::optional<std::u16string> ArchiveName(Session& session, const BackupJob& job
   return std::nullopt;
 }
 
-std::optional<std::u16string> PickArchive(const std::vector<ArchiveFile>& archives,
-                                          std::u16string_view name) {
+std::optional<std::u16string> ArchiveNamed(const std::vector<ArchiveFile>& archives,
+                                           std::u16string_view name) {
   if (name.empty()) return NewestArchive(archives);
   for (const ArchiveFile& archive : archives) {
     if (archive.Name == name) return archive.Name;
@@ -142,7 +142,7 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
   if (!archive) return kBadInput;
   RestoreRequest request;
   request.Picker = [&](const std::vector<ArchiveFile>& archives) {
-    return PickArchive(archives, *archive);
+    return ArchiveNamed(archives, *archive);
   };
   if (choice.Mode == "incremental") request.Mode = RestoreMode::Incremental;
   std::optional<RestorePick> pick;

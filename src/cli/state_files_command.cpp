@@ -123,7 +123,7 @@ int CompareJobStates(Session& session, const std::string& name, const std::strin
   bool whole = true;
   for (int side = 0; side < 2; ++side) {
     ExitCode code = kDone;
-    const auto index = PickState(states, *job, side == 0 ? from : to, code);
+    const auto index = StateMeant(states, *job, side == 0 ? from : to, code);
     if (!index) return code;
     picked[side] = *index;
   }

@@ -125,8 +125,8 @@ int ListJobStates(Session& session, const std::string& name, ListForm form) {
   return kDone;
 }
 
-std::optional<std::size_t> PickState(const std::vector<JobState>& states, const BackupJob& job,
-                                     const std::string& which, ExitCode& code) {
+std::optional<std::size_t> StateMeant(const std::vector<JobState>& states, const BackupJob& job,
+                                      const std::string& which, ExitCode& code) {
   const StateChoice choice = FindState(states, FromUtf8(which));
   if (choice.Result == StateChoice::Found && states[choice.Index].Health != StateHealth::Away) {
     return choice.Index;
@@ -151,7 +151,7 @@ std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
   if (which.empty() && HasStateOfNow(context, job)) return std::u16string();
   const std::vector<JobState> states = ListStates(context, job);
   if (!which.empty()) {
-    const std::optional<std::size_t> picked = PickState(states, job, which, code);
+    const std::optional<std::size_t> picked = StateMeant(states, job, which, code);
     if (!picked) return std::nullopt;
     return states[*picked].Unit;
   }

@@ -35,7 +35,7 @@ int VerifyJobs(Session& session, const VerifyChoice& choice) {
     }
     const VerifyReport report = session.Program().VerifyJobNow(
         job->JobIndex,
-        [&](const std::vector<ArchiveFile>& archives) { return PickArchive(archives, *archive); },
+        [&](const std::vector<ArchiveFile>& archives) { return ArchiveNamed(archives, *archive); },
         *unit);
     const ExitCode code = reports.Verification(report, *job);
     worst = Graver(worst, code);

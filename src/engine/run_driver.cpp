@@ -42,7 +42,7 @@ bool SawAll(RunContext& context, const BackupJob& job, std::u16string_view unit)
   known.NewInSource = known.NewInDestination = false;
   std::u16string objection = DiskObjection(context, job, known);
   if (objection.empty() && IsComplete(context.Report.Counters)) {
-    objection = StateObjection(job, unit, StateFiles(context.Report.Counters));
+    objection = StateObjection(job, unit, FilesOfState(context.Report.Counters));
   }
   if (objection.empty()) return true;
   context.Fail(u": 備份途中來源或目標不見了 (失敗)：", objection);
@@ -61,7 +61,7 @@ void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) 
   if (!unit.empty()) MarkWhole(context, job, unit);
   if (own && IsComplete(context.Report.Counters)) {
     KeepNewest(context, job, unit);
-    job.Extras.StateFiles = static_cast<std::int64_t>(StateFiles(context.Report.Counters));
+    job.Extras.StateFiles = static_cast<std::int64_t>(FilesOfState(context.Report.Counters));
   }
   RememberDisks(context, job);
   if (!job.Compressed) NoteSourceSize(context, job);

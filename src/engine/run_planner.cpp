@@ -48,7 +48,7 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
       NoPlaceText(planning.Files, job.Destination.WorkPath),
       job.Extras.Adopt ? none : EntryObjection(planning, job, archive),
       DiskObjection(planning, job),
-      StateObjection(job, unit, StateFiles(counters)),
+      StateObjection(job, unit, FilesOfState(counters)),
       removes(counters) ? MirrorObjection(planning, job) : none,
       job.Compressed ? none : SpaceObjection(planning, job, plan)};
   for (const std::u16string& warning : warnings) {

@@ -6,7 +6,7 @@
 
 namespace kavrel {
 
-std::uint64_t StateFiles(const RunCounters& counters) {
+std::uint64_t FilesOfState(const RunCounters& counters) {
   return std::uint64_t{counters.CopiedFiles} + counters.UnchangedFiles;
 }
 
@@ -38,7 +38,7 @@ bool PassStateCheck(RunContext& context, const BackupJob& job, std::u16string_vi
   // A run with failures lets nothing old go, and a part is better than nothing; an archive takes
   // the place of one of the same hour in any case.
   if (!job.Compressed && !IsComplete(counters)) return true;
-  const std::u16string objection = StateObjection(job, unit, StateFiles(counters));
+  const std::u16string objection = StateObjection(job, unit, FilesOfState(counters));
   return objection.empty() || AskToGoOn(context, job, RunRefusal::Shrunk, u"舊備份防護", objection);
 }
 

@@ -87,7 +87,7 @@ bool OpenRestorePreview(Program& program, std::int32_t job_index, RestoreRequest
   return FrmPreview(program, job_index, std::move(request), parent).exec() == QDialog::Accepted;
 }
 
-void AskAboutPastDue(PastDueQuestion& question, QWidget* parent) {
+void ShowPastDueQuestion(PastDueQuestion& question, QWidget* parent) {
   FrmPastDue(question, parent).exec();
 }
 

@@ -43,6 +43,6 @@ bool OpenPreview(Program& program, std::int32_t job_index, QWidget* parent);
 bool OpenRestorePreview(Program& program, std::int32_t job_index, RestoreRequest request,
                         QWidget* parent);
 /// Returns with the question answered.
-void AskAboutPastDue(PastDueQuestion& question, QWidget* parent);
+void ShowPastDueQuestion(PastDueQuestion& question, QWidget* parent);
 
 }  // namespace kavrel

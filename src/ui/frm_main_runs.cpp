@@ -205,7 +205,7 @@ void FrmMain::AskPastDue(PastDueQuestion& question) {
   if (InterruptRequested() || ended_) return;
   // At the start, too, the question stands over its window.
   if (!hide_at_start_ && !isVisible()) show();
-  AskAboutPastDue(question, Seen() ? this : nullptr);
+  ShowPastDueQuestion(question, Seen() ? this : nullptr);
 }
 
 void FrmMain::TimesSetRight(const BackupJob& job, DateTime) {

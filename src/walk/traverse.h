@@ -29,7 +29,7 @@ struct TraversedFolder {
   const FileStatus& Status;
   std::u16string_view Name;  ///< in its parent; empty for the root
   std::u16string_view Path;  ///< with its trailing separator
-  const Scope& Rules;  ///< of the whole tree
+  const Scope& Rules;        ///< of the whole tree
   const FolderScope& Here;
 
   bool IsRoot() const { return Name.empty(); }
