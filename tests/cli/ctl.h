@@ -21,8 +21,10 @@ inline bool Holds(const std::string& text, const std::string& part) {
 
 class CtlTest : public testing::Test {
  protected:
+  explicit CtlTest(const std::string& source = "source") : source_(temp_.Root() / source) {}
+
   const TempFolder temp_;
-  const fs::path source_ = temp_.Root() / "source", dest_ = temp_.Root() / "dest";
+  const fs::path source_, dest_ = temp_.Root() / "dest";
   const EnvironmentVariable data_{"XDG_DATA_HOME",
                                   (temp_.Root() / "data").string()};  ///< holds the bin
 
