@@ -10,6 +10,7 @@
 #include "archive/compressed_backup.h"
 #include "base/text.h"
 #include "engine/into_plan.h"
+#include "engine/restore.h"
 #include "engine/run_driver.h"
 #include "engine/run_planner.h"
 #include "engine/tree_count.h"
@@ -101,9 +102,11 @@ class ScopeTest : public testing::TestWithParam<bool>, protected TestProgram {
     return job;
   }
 
-  Counted Count(const BackupJob& job) {
-    const std::u16string backup = Program.DestinationNow(job);
-    TreeCount count(Program.Files, job.Source.Path, backup, Scope(job, Program.Exclusions, backup));
+  Counted Count(const BackupJob& job, bool restore = false) const {
+    const std::u16string backup = Program.DestinationNow(job), &source = job.Source.Path;
+    TreeCount count(Program.Files, restore ? backup : source, restore ? source : backup,
+                    restore ? Scope::OfRestore(job.IncludeSubfolders)
+                            : Scope(job, Program.Exclusions, backup));
     while (!count.Advance(3)) {
     }
     return {count.Files(), count.Bytes()};
@@ -201,6 +204,11 @@ TEST_P(ScopeTest, PlanCountRunVerificationAndArchiveListAgree) {
     EXPECT_EQ(Sort(packing).Taken, Sort(whole).Taken);
     EXPECT_EQ(Sort(packing).LeftOut, Sort(whole).LeftOut);
     for (const fs::path& path : closed_) fs::permissions(path, fs::perms::all, gone);
+    counted = Count(job, true);
+    ASSERT_EQ(RunRestoreJob(Program.Context, job, {RestoreMode::Incremental}).Outcome,
+              RunOutcome::Ran);
+    EXPECT_EQ(counted.Files, Program.Context.Report.Counters.SourceFiles);
+    EXPECT_EQ(counted.Bytes, Program.Context.Report.Counters.SourceBytes);
   }
 }
 
