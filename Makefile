@@ -87,6 +87,7 @@ valgrind: deps
 	@scripts/valgrind
 
 tidy: deps
+	@scripts/install-deps clang-tidy
 	@scripts/build tidy
 
 format:
