@@ -211,6 +211,17 @@ std::optional<bool> ParseOwn(std::u16string_view name, std::u16string_view value
   return std::nullopt;
 }
 
+/// False for what may have several lines, and for names that are not known.
+bool ComesOnce(std::u16string_view name) {
+  const auto among = [&](const auto& fields) {
+    return std::any_of(std::begin(fields), std::end(fields),
+                       [&](const auto& field) { return field.Name == name; });
+  };
+  return name == kLike || name == kStateFiles || among(kSwitches) || among(kNumbers) ||
+         among(kTexts) || among(kDates) || among(kPlaceTexts) || among(kBytes) ||
+         std::find(std::begin(kKeyNames), std::end(kKeyNames), name) != std::end(kKeyNames);
+}
+
 bool IsName(std::u16string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char16_t c) {
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
@@ -277,7 +288,7 @@ std::u16string FormatExtrasSection(const BackupJob& job) {
 }
 
 ExtrasLine ParseExtrasLine(std::u16string_view line, ExtrasSection& section) {
-  if (line.find(u'\0') != line.npos) return ExtrasLine::Broken;
+  if (line.find_first_of(std::u16string_view(u"\0\r", 2)) != line.npos) return ExtrasLine::Broken;
   JobExtras& extras = section.Extras;
   if (line.starts_with(u'#') || line.starts_with(u';')) {
     return extras.OtherLines.emplace_back(line), ExtrasLine::Taken;
@@ -285,16 +296,17 @@ ExtrasLine ParseExtrasLine(std::u16string_view line, ExtrasSection& section) {
   const std::size_t equals = line.find(u'=');
   if (equals == line.npos || !IsName(line.substr(0, equals))) return ExtrasLine::Broken;
   const std::u16string_view name = line.substr(0, equals), value = line.substr(equals + 1);
+  // Behind a line that stands there for the second time, another job's section may have begun.
+  if (ComesOnce(name)) {
+    if (std::find(section.Seen.begin(), section.Seen.end(), name) != section.Seen.end()) {
+      return ExtrasLine::Broken;
+    }
+    section.Seen.emplace_back(name);
+  }
   for (std::size_t i = 0; i < section.Key.size(); ++i) {
-    if (name != kKeyNames[i]) continue;
-    // The first line of another job's section has been lost.
-    if (!section.Key[i].empty()) return ExtrasLine::Broken;
-    return section.Key[i] = OneLine(value), ExtrasLine::Taken;
+    if (name == kKeyNames[i]) return section.Key[i] = OneLine(value), ExtrasLine::Taken;
   }
-  if (name == kLike) {
-    if (!section.Like.empty()) return ExtrasLine::Broken;
-    return section.Like = value, ExtrasLine::Taken;
-  }
+  if (name == kLike) return section.Like = value, ExtrasLine::Taken;
   if (name == kBefore) return section.Before = true, ExtrasLine::Taken;
   if (std::find(std::begin(kDropped), std::end(kDropped), name) != std::end(kDropped)) {
     return ExtrasLine::Taken;
@@ -306,7 +318,9 @@ ExtrasLine ParseExtrasLine(std::u16string_view line, ExtrasSection& section) {
     good = ParsePlace(name.substr(kOfFormer.size()), value, extras.Former.back().Known);
   }
   if (!good) return extras.OtherLines.emplace_back(line), ExtrasLine::Taken;
-  return *good ? ExtrasLine::Taken : ExtrasLine::Odd;
+  if (*good) return ExtrasLine::Taken;
+  // Two lines may have become one.
+  return value.find_first_of(u"=\\") == value.npos ? ExtrasLine::Odd : ExtrasLine::Broken;
 }
 
 bool IsOfRuns(std::u16string_view line) {

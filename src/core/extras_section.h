@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/backup_job.h"
 
@@ -24,6 +25,7 @@ struct ExtrasSection {
   std::u16string Like;  ///< LikenessOf the job; empty in those of former versions
   bool Before = false;  ///< out of date as soon as the store is saved
   JobExtras Extras;
+  std::vector<std::u16string> Seen;  ///< names that come once
 };
 
 /// Appends "NAME=VALUE" with a line end.
@@ -37,7 +39,7 @@ std::u16string FormatExtrasSection(const BackupJob& job);
 enum class ExtrasLine {
   Taken,
   Odd,     ///< with a value that this name cannot have: the default stays
-  Broken,  ///< no line of a section, or of another one: what follows may be anything, too
+  Broken,  ///< no line of a section, or one of another: what follows may be anything, too
 };
 /// Takes a line of a section; of a name that is not known as one of OtherLines.
 ExtrasLine ParseExtrasLine(std::u16string_view line, ExtrasSection& section);

@@ -45,7 +45,9 @@ bool IntoPlan::Make(const FolderPair* parent, std::u16string_view, const WalkPat
     pair.DestIsNew = true;
     return true;
   }
-  const bool reachable = parent || NoPlaceText(context_.Files, path).empty();
+  // A backup's preview shows what would be copied, and warns; a restore's is held against the run.
+  const bool reachable = parent || (plan_.OfRestore ? NoPlaceText(context_.Files, path).empty()
+                                                    : context_.Files.HostPath(path).has_value());
   if (!reachable || (!IsNotFound(pair.DestError) && !IsGone(DropBackslash(path)))) {
     plan_.Add(PlanAction::Fail, PlanReason::Blocked, true, paths.BelowRoot());
     return false;

@@ -176,7 +176,7 @@ TEST_F(ExtrasFileTest, WhatIsDamagedIsKeptBeforeAnythingIsSavedAndCostsNoOtherJo
     ASSERT_TRUE(store_.SaveJobs());
     EXPECT_EQ(kept, 1) << "what is saved is whole";
   };
-  constexpr std::size_t kBlock = 7;
+  constexpr std::size_t kBlock = 23;
   for (std::size_t at = 0; at + kBlock < whole.size(); at += kBlock) {
     std::string damaged = whole;
     damaged.replace(at, kBlock, std::string(kBlock, '\0'));
@@ -185,7 +185,7 @@ TEST_F(ExtrasFileTest, WhatIsDamagedIsKeptBeforeAnythingIsSavedAndCostsNoOtherJo
     // Two sections may have become one.
     damaged = whole;
     const std::size_t length = std::min(whole.size() - at, begins[2] - begins[1]);
-    survives(damaged.replace(at, length, "\x01\xFFjunk=x\r\n"), at, at + length);
+    survives(damaged.replace(at, length, std::string("\0\xFFjunk=x\r\n", 10)), at, at + length);
   }
   // Half of what belongs to another store is not taken.
   ASSERT_TRUE(store_.LoadJobs());
