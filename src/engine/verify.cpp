@@ -98,10 +98,9 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   if (!backup || (!job.Compressed && !context.Files.FolderExists(job.Source.WorkPath))) {
     return report;
   }
-  // An empty mount point would have nothing to differ. What is mounted for the first time shows.
+  // An empty mount point would have nothing to differ, and what a new disk hides is not missing.
   DiskScope needed;
-  needed.Source = !job.Compressed;
-  needed.NewInSource = needed.NewInDestination = false;
+  needed.Source = needed.NewInSource = !job.Compressed;
   std::u16string objection = DiskObjection(context, job, needed);
   if (!objection.empty()) {
     report.RefusalText = std::move(objection);

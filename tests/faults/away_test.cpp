@@ -160,6 +160,7 @@ TEST_P(AwayTest, WhatIsMountedForTheFirstTimeHidesOrTakesNothingUnasked) {
   EXPECT_EQ(job_.Command({"run", "J", "--force"}).ExitCode, 0);
   stick(photos_ / "sub");
   ExpectStopped("來源資料夾中掛載了先前沒有的磁碟：" + (photos_ / "sub").string());
+  EXPECT_EQ(job_.Command({"verify", "J"}).ExitCode, 6) << "the files are hidden, not missing";
   Unmount(photos_ / "sub");
   ASSERT_EQ(mount("none", (photos_ / "sub").c_str(), "tmpfs", 0, "size=4m"), 0);
   ExpectStopped("來源資料夾中掛載了先前沒有的磁碟：" + (photos_ / "sub").string());
@@ -169,6 +170,7 @@ TEST_P(AwayTest, WhatIsMountedForTheFirstTimeHidesOrTakesNothingUnasked) {
   stick(copy);
   ExpectStopped("目標資料夾中掛載了先前沒有的磁碟：" + copy.string());
   EXPECT_EQ(job_.Command({"restore", "J"}).ExitCode, 6);
+  EXPECT_EQ(job_.Command({"verify", "J"}).ExitCode, 6);
   EXPECT_EQ(job_.Command({"restore", "J", "--only", "a0"}).ExitCode, 0);
   EXPECT_EQ(ReadTestFile(copy / "photo"), "precious");
   Unmount(copy);
