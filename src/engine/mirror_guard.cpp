@@ -1,5 +1,6 @@
 #include "engine/mirror_guard.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 
@@ -157,7 +158,7 @@ std::u16string Objection(const RunContext& context, const BackupJob& job, const 
   const JobExtras& extras = job.Extras;
   if (ahead.SourceEmpty) return u"來源資料夾是空的：" + job.Source.WorkPath;
   // A run that has gone well once knows better than any table where the source is mounted.
-  if (extras.Mounts.empty()) {
+  if (std::ranges::none_of(extras.Mounts, &KnownMount::OfSource)) {
     // The source's own path on this machine, whatever links lead to it.
     const std::u16string missing =
         context.Mounts.MissingPoint(context.Files.RealPath(job.Source.WorkPath));
