@@ -44,16 +44,29 @@ const KnownMount* FindMount(const std::vector<KnownMount>& mounts, bool of_sourc
   return found == mounts.end() ? nullptr : &*found;
 }
 
+/// What a path at or below a mount point has behind that: nothing, or "/" and more.
+std::u16string_view BehindPoint(const KnownMount& known, std::u16string_view path) {
+  return path.substr(known.Point == kRoot ? 0 : known.Point.size());
+}
+
+/// Whether one of the disks that were at a point has a folder, by its path behind the point, that
+/// bears this mark.
+bool HasFolder(const KnownMount& known, std::u16string_view behind, std::u16string_view mark) {
+  return std::ranges::any_of(
+      known.Marks, [&](const std::u16string& one) { return MarkBelow(one, behind) == mark; });
+}
+
 class JobDisks {
  public:
-  JobDisks(const RunContext& context, const BackupJob& job, const DiskScope& scope = {})
+  JobDisks(const RunContext& context, const BackupJob& job, const DiskScope& scope,
+           const KnownPlaces& places)
       : context_(context),
         job_(job),
         scope_(scope),
         source_(RealPlace(context.Files, job.Source.WorkPath)),
         dest_(RealPlace(context.Files, job.Destination.WorkPath)),
-        known_(job.Extras.Mounts) {
-    MoveKnown();
+        known_(places.Mounts) {
+    MoveKnown(places);
     ReadRules(context);
     // What is mounted on demand is mounted by this.
     context.Files.OpenFolder(job.Source.WorkPath);
@@ -92,19 +105,28 @@ class JobDisks {
     return text;
   }
 
-  std::vector<KnownMount> Present() const {
-    std::vector<KnownMount> present;
+  /// Behind Note.
+  DisksFound Found() const {
+    DisksFound found;
+    std::vector<KnownMount>& present = found.ToRemember;
+    const auto add = [&](bool of_source, const std::u16string& point) {
+      std::u16string mark = mounts_.MarkOf(point);
+      Add(of_source, point, mark, present);
+      if (mark.empty()) mark = kUnmarked;
+      found.There.Mounts.push_back({of_source, point, {std::move(mark)}});
+    };
     for (const bool of_source : {true, false}) {
       const std::u16string point = mounts_.PointOf(Place(of_source));
-      Add(of_source, point.empty() ? std::u16string(kRoot) : point, present);
+      add(of_source, point.empty() ? std::u16string(kRoot) : point);
       for (const std::u16string& disk : mounts_.DisksBelow(Place(of_source))) {
-        // What came during the run hides something that the run has seen, or not.
-        if (IsInside(of_source, disk) && (FindMount(known_, of_source, disk) ||
-                                          context_.Mounted.HeldMount(PathOf(of_source, disk)))) {
-          Add(of_source, disk, present);
+        if (IsInside(of_source, disk) &&
+            (FindMount(known_, of_source, disk) || IsNoted(PathOf(of_source, disk)))) {
+          add(of_source, disk);
         }
       }
     }
+    found.There.SourcePlace = source_;
+    found.There.DestinationPlace = dest_;
     for (const KnownMount& known : known_) {
       if (FindMount(present, known.OfSource, known.Point)) continue;
       if (!IsWithin(known.OfSource, known.Point)) continue;
@@ -118,39 +140,42 @@ class JobDisks {
       if (Knows(known, mounts_.MarkOf(known.Point))) continue;
       NoteMark(present.emplace_back(known), kNothing);
     }
-    return present;
+    return found;
   }
 
   /// What is mounted where now, for the time of a run. False when that has changed since the look.
-  bool Note(MountedInside& mounted) {
+  bool Note(MountedInside& mounted) const {
     mounted.Clear();
     mounted.Note(context_.Files, mounts_, job_.Source.WorkPath, source_);
     mounted.Note(context_.Files, mounts_, job_.Destination.WorkPath, dest_);
-    const std::vector<std::u16string> points = mounts_.Points();
-    mounts_.Load();
-    return points == mounts_.Points();
+    MountTable now;
+    now.Load();
+    return now.IsSame(mounts_);
   }
 
-  const std::u16string& Place(bool of_source) const { return of_source ? source_ : dest_; }
-
  private:
+  const std::u16string& Place(bool of_source) const { return of_source ? source_ : dest_; }
+  /// By which a walk comes to a mount point inside the source or the destination.
+  std::u16string PathOf(bool of_source, std::u16string_view point) const {
+    return PathBelow(of_source ? job_.Source.WorkPath : job_.Destination.WorkPath,
+                     Below(of_source, point));
+  }
+  /// Whether the run could look at what is mounted at a path, which ends with a separator.
+  bool IsNoted(std::u16string_view path) const {
+    const MountedInside& noted = context_.Mounted;
+    return noted.HeldMount(path);
+  }
+
   /// What was mounted inside a place is looked for where that place is now: a link may lead there
   /// by another path, or the disk that holds it may be mounted elsewhere.
-  void MoveKnown() {
+  void MoveKnown(const KnownPlaces& places) {
     for (KnownMount& known : known_) {
-      const std::u16string& was =
-          known.OfSource ? job_.Extras.SourcePlace : job_.Extras.DestinationPlace;
+      const std::u16string& was = known.OfSource ? places.SourcePlace : places.DestinationPlace;
       const std::u16string& place = Place(known.OfSource);
       if (was.empty() || place.empty() || was == place) continue;
       if (known.Point == was || !IsAtOrBelow(known.Point, was)) continue;
       known.Point = JoinPath(place, PartBelow(known.Point, was));
     }
-  }
-
-  /// By which a walk comes to a mount point inside the source or the destination.
-  std::u16string PathOf(bool of_source, std::u16string_view point) const {
-    return PathBelow(of_source ? job_.Source.WorkPath : job_.Destination.WorkPath,
-                     Below(of_source, point));
   }
 
   /// Whether the backup keeps what a disk held that is away: then that has to be agreed to once.
@@ -226,11 +251,7 @@ class JobDisks {
   bool IsSameFolder(const KnownMount& known, const std::u16string& place) const {
     if (!IsAtOrBelow(place, known.Point)) return false;
     const std::u16string mark = mounts_.MarkOf(place);
-    const std::u16string_view below =
-        std::u16string_view(place).substr(known.Point == kRoot ? 0 : known.Point.size());
-    return !mark.empty() &&
-           std::any_of(known.Marks.begin(), known.Marks.end(),
-                       [&](const auto& one) { return MarkBelow(one, below) == mark; });
+    return !mark.empty() && HasFolder(known, BehindPoint(known, place), mark);
   }
 
   /// Whatever lies at the place now, by whatever path: something may be mounted over it, or a link
@@ -298,13 +319,13 @@ class JobDisks {
     return last != made.rend() && holds(*last);
   }
 
-  void Add(bool of_source, const std::u16string& point, std::vector<KnownMount>& present) const {
+  void Add(bool of_source, const std::u16string& point, std::u16string_view mark,
+           std::vector<KnownMount>& present) const {
     KnownMount mount{of_source, point, {}};
     const KnownMount* known = FindMount(known_, of_source, point);
     if (known) mount.Marks = known->Marks;
     // Copies that were made without this disk lie hidden below it: that is to be agreed to anew.
     if (!of_source) std::erase(mount.Marks, kNothing);
-    std::u16string mark = mounts_.MarkOf(point);
     // Where any disk will do, one without a mark adds nothing.
     if (mark.empty() && !mount.Marks.empty()) mark = kUnmarked;
     if (!mark.empty()) NoteMark(mount, mark);
@@ -323,27 +344,65 @@ class JobDisks {
 
 std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
                              const DiskScope& scope) {
-  return job.Extras.Mounts.empty() ? std::u16string() : JobDisks(context, job, scope).Objection();
+  return job.Extras.Mounts.empty() ? std::u16string()
+                                   : JobDisks(context, job, scope, job.Extras).Objection();
 }
 
-bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope) {
+namespace {
+
+/// Notes in the context what is there, and tells what is wrong with it.
+std::u16string LookAtDisks(RunContext& context, const BackupJob& job, const DiskScope& scope) {
   std::u16string objection;
   // What comes or goes between the look and the note is looked at once more.
   for (int tries = 0; tries < 3; ++tries) {
-    JobDisks disks(context, job, scope);
+    const JobDisks disks(context, job, scope, job.Extras);
     if (!context.Force && !job.Extras.Mounts.empty()) objection = disks.Objection();
-    if (disks.Note(context.Mounted)) break;
+    const bool noted = disks.Note(context.Mounted);
+    context.Disks = disks.Found();
+    if (noted) break;
   }
-  return objection.empty() || AskToGoOn(context, job, RunRefusal::DiskAway, u"檢查磁碟", objection);
+  return objection;
+}
+
+}  // namespace
+
+bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope) {
+  const std::u16string objection = LookAtDisks(context, job, scope);
+  if (objection.empty()) return true;
+  if (!AskToGoOn(context, job, RunRefusal::DiskAway, u"檢查磁碟", objection)) return false;
+  // The answer may have taken its time, and a disk have come meanwhile.
+  LookAtDisks(context, job, scope);
+  return true;
+}
+
+std::u16string LostDisks(const RunContext& context, const BackupJob& job) {
+  DiskScope known;
+  known.NewInSource = known.NewInDestination = false;
+  const KnownPlaces& there = context.Disks.There;
+  return there.Mounts.empty() ? std::u16string() : JobDisks(context, job, known, there).Objection();
 }
 
 void RememberDisks(const RunContext& context, BackupJob& job) {
-  const JobDisks disks(context, job);
-  job.Extras.Mounts = disks.Present();
-  job.Extras.SourcePlace = disks.Place(true);
+  const DisksFound& disks = context.Disks;
+  job.Extras.Mounts = disks.ToRemember;
+  job.Extras.SourcePlace = disks.There.SourcePlace;
   // That of a dated one is another each time, and what was mounted in the last one stays there.
   const bool dated = HasDateTags(job.Destination.Path);
-  job.Extras.DestinationPlace = dated ? std::u16string() : disks.Place(false);
+  job.Extras.DestinationPlace = dated ? std::u16string() : disks.There.DestinationPlace;
+}
+
+void RememberNewDisks(const RunContext& context, BackupJob& job) {
+  JobExtras& extras = job.Extras;
+  if (extras.Mounts.empty()) return RememberDisks(context, job);
+  const KnownPlaces& there = context.Disks.There;
+  for (const KnownMount& mount : context.Disks.ToRemember) {
+    const auto side = mount.OfSource ? &KnownPlaces::SourcePlace : &KnownPlaces::DestinationPlace;
+    const std::u16string& place = there.*side;
+    const bool inside = mount.Point != place && IsAtOrBelow(mount.Point, place);
+    if (inside && place == extras.*side && !FindMount(extras.Mounts, mount.OfSource, mount.Point)) {
+      extras.Mounts.push_back(mount);
+    }
+  }
 }
 
 }  // namespace kavrel

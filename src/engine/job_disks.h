@@ -31,7 +31,16 @@ std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
 /// is away, the host was asked and did not agree. The report's Refusal and the log tell why.
 bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope = {});
 
-/// After a whole run: what is mounted now, and was when it began, is what the job relies on.
+/// To be asked at the end of a run: which of the disks that it began with (PassDiskCheck) are not
+/// there any more, in words; empty when all are.
+std::u16string LostDisks(const RunContext& context, const BackupJob& job);
+
+/// After a whole run that has lost no disk: those that it began with are what the job relies on.
+/// Nothing is looked at anew, for nobody would have checked that.
 void RememberDisks(const RunContext& context, BackupJob& job);
+
+/// After a run that has lost some: those that no run has known of, for the backup may hold what was
+/// on them.
+void RememberNewDisks(const RunContext& context, BackupJob& job);
 
 }  // namespace kavrel

@@ -35,6 +35,15 @@ struct RunOptions {
   bool Force = false;
 };
 
+/// What a look at a job's disks has found.
+struct DisksFound {
+  /// Mounts and places alone: what is there now, where something is mounted in the job's folders or
+  /// holds them.
+  KnownPlaces There;
+  /// What the next runs are to rely on once this one is whole, and all of that is there still.
+  std::vector<KnownMount> ToRemember;
+};
+
 struct RunContext : RunOptions {
   const FileSystem& Files;
   kavrel::Clock& Clock;
@@ -57,6 +66,7 @@ struct RunContext : RunOptions {
   RunReport Report{};  ///< of the current or last run
   /// By the look at the disks before the run; empty where nobody has looked.
   MountedInside Mounted{};
+  DisksFound Disks{};
 
   /// The same with a report of its own, for somebody who only looks around.
   RunContext With(RunState& state, RunHost& host, JobLog& log, RunNotes& notes) const {

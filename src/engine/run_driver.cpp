@@ -36,12 +36,12 @@ void RecordResult(RunContext& context, BackupJob& job, bool stopped) {
 
 /// What was there when the run began may be gone at its end: then it has not seen the whole source,
 /// and is a failed run.
-bool SawAll(RunContext& context, const BackupJob& job, std::u16string_view unit) {
-  if (context.Force || context.Report.Agreed) return true;
-  DiskScope known;
-  known.NewInSource = known.NewInDestination = false;
-  std::u16string objection = DiskObjection(context, job, known);
-  if (objection.empty() && IsComplete(context.Report.Counters)) {
+bool SawAll(RunContext& context, BackupJob& job, std::u16string_view unit) {
+  // What was agreed to is how things were when the run began.
+  std::u16string objection = LostDisks(context, job);
+  if (!objection.empty()) RememberNewDisks(context, job);
+  const bool agreed = context.Force || context.Report.Agreed;
+  if (objection.empty() && !agreed && IsComplete(context.Report.Counters)) {
     objection = StateObjection(job, unit, FilesOfState(context.Report.Counters));
   }
   if (objection.empty()) return true;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
@@ -21,6 +22,8 @@ inline std::u16string_view PartBelow(std::u16string_view path, std::u16string_vi
   const std::size_t begin = folder == u"/" ? 1 : folder.size() + 1;
   return begin < path.size() ? path.substr(begin) : std::u16string_view();
 }
+
+struct MountLine;
 
 /// Load is for the run's own thread, while no other reads; the rest may be called by several.
 class MountTable {
@@ -53,11 +56,15 @@ class MountTable {
 
   /// What lies at an absolute path, mounted there or not, so that it is known again after a restart
   /// and wherever else its disk is mounted: the mark of the disk, ":", and the folder inside it.
-  /// Empty for what has no lasting mark: the network, memory, layers of a container. As it is now,
-  /// whenever the table was loaded.
+  /// Empty for what has no lasting mark: the network, memory, layers of a container. As it was
+  /// when the table was loaded, or empty where that has gone since; one that never was loaded tells
+  /// how it is now.
   std::u16string MarkOf(std::u16string_view path) const;
+  /// Whether the same is mounted at the same points.
+  bool IsSame(const MountTable& other) const;
 
  private:
+  std::shared_ptr<const std::vector<MountLine>> lines_;  ///< null: not loaded
   std::vector<std::u16string> points_;
   std::vector<std::u16string> volumes_, network_;  ///< of points_
   std::set<std::u16string> systems_;               ///< of points_: come and go by themselves

@@ -4,11 +4,14 @@
 #include <stdlib.h>
 #include <sys/mount.h>
 
+#include <algorithm>
 #include <map>
 
 #include "app/run_health.h"
 #include "base/text.h"
 #include "core/job_form.h"
+#include "engine/job_disks.h"
+#include "engine/keep_newest.h"
 #include "engine/run_planner.h"
 #include "support/test_program.h"
 #include "support/tree.h"
@@ -308,6 +311,69 @@ TEST_P(JobDisksTest, ADiskThatComesOrGoesDuringARunCostsNothingOfItsBackup) {
   EXPECT_EQ(ReadTestFile(copy / "sub" / "0"), "x");
   umount2(sub.c_str(), MNT_DETACH);
   umount2(disk.c_str(), MNT_DETACH);
+}
+
+TEST_P(JobDisksTest, WhatIsRememberedIsWhatTheRunBeganWithAndStillHad) {
+  const fs::path disk = Source() / "sub" / "disk", last = Source() / "z" / "last";
+  fs::create_directories(disk);
+  const auto put = [&] { return mount("none", disk.c_str(), "tmpfs", 0, "size=512k") == 0; };
+  const auto take = [&] { umount2(disk.c_str(), MNT_DETACH); };
+  if (!put()) GTEST_SKIP() << "no right to";
+  const std::u16string why = u"來源資料夾中的磁碟沒有掛載：" + Real(disk);
+  const auto knows = [&] {
+    return std::ranges::any_of(Job().Extras.Mounts, [&](const KnownMount& known) {
+      return known.OfSource && known.Point == Real(disk);
+    });
+  };
+  WriteTestFile(disk / "f", "x");
+  // What goes behind the last look costs no memory of it.
+  RunContext& context = Program.Context;
+  SetRunPaths(Job(), Clock);
+  ASSERT_TRUE(PassDiskCheck(context, Job()));
+  EXPECT_EQ(LostDisks(context, Job()), u"");
+  take();
+  EXPECT_EQ(ToUtf8(LostDisks(context, Job())), ToUtf8(why));
+  RememberDisks(context, Job());
+  EXPECT_TRUE(knows());
+  Job().Extras.Mounts.clear();
+  if (GetParam() == BackupType::Compressed) return;
+
+  // What goes behind the walk's look at it fails the run, also one that knew of no disk, and is
+  // missed from then on.
+  context.CopyAhead = false;
+  const auto lose_at = [&](std::size_t size) {
+    Host.AtProgress = [&, size](std::uint64_t total, auto) {
+      if (total == size) take();
+    };
+  };
+  for (const bool first : {true, false}) {
+    if (!first) {
+      ASSERT_TRUE(put());
+      WriteTestFile(disk / "f", "x");
+      Host.AtProgress = nullptr;
+      ExpectRan(Host.Questions.size());
+    }
+    WriteTestFile(last, first ? "four" : "five5");
+    lose_at(first ? 4 : 5);
+    context.Force = first;
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    context.Force = false;
+    EXPECT_EQ(Job().LastRunResult.FailedFiles, 1U) << LogLines();
+    EXPECT_NE(LogLines().find(": 備份途中來源或目標不見了 (失敗)："), std::string::npos);
+    EXPECT_EQ(ReadTestFile(Dest() / "sub" / "disk" / "f"), "x");
+    ExpectStopped(RunRefusal::DiskAway, why);
+  }
+  // The answer takes its time, and the disk comes meanwhile.
+  Host.AtProgress = nullptr;
+  Host.GoOn = true;
+  Host.AtQuestion = [&] {
+    ASSERT_TRUE(put());
+    WriteTestFile(disk / "f", "x");
+  };
+  ExpectRan(Host.Questions.size() + 1);
+  EXPECT_EQ(Job().LastRunResult.FailedFiles, 0U);
+  EXPECT_TRUE(knows());
+  take();
 }
 
 TEST_P(JobDisksTest, AJobThatComesBackToAPlaceKnowsItsDisks) {

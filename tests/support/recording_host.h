@@ -24,6 +24,7 @@ class RecordingHost : public ProgramHost {
   int Pumps = 0, Fills = 0, Resets = 0;
   /// Called at every pump and at every progress call.
   std::function<void()> AtPump;
+  std::function<void()> AtQuestion;
   std::function<void(std::uint64_t total, std::uint64_t done)> AtProgress;
 
   void PumpMessages() override {
@@ -41,6 +42,7 @@ class RecordingHost : public ProgramHost {
   }
   bool AskGoOn(const RunQuestion& question) override {
     Questions.push_back(question.Text);
+    if (AtQuestion) AtQuestion();
     return GoOn;
   }
   void TimesSetRight(const BackupJob& job, DateTime) override { SetRight.push_back(job.Name); }

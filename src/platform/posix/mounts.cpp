@@ -85,14 +85,18 @@ void ReadTable(const char* file, Take take) {
   endmntent(table);
 }
 
+}  // namespace
+
 /// What one line of mountinfo tells of a mount.
 struct MountLine {
   int Id = 0, Parent = 0;
   bool First = false;  ///< what it was mounted on this process does not see
   std::u16string Point;
-  std::u16string Root;  ///< the folder of the file system that is mounted there
+  std::u16string Root;  ///< the folder or file of the file system that is mounted there
   std::string Type, Source;
 };
+
+namespace {
 
 MountLine ParseMountLine(const std::string& line) {
   std::istringstream fields(line);
@@ -158,15 +162,22 @@ std::string ListedMark(const std::string& device) {
 }
 
 /// The mark that a file system tells itself, in the form of the list above; needed in containers,
-/// which have no such list.
-std::string ToldMark(const std::string& point) {
+/// which have no such list. Empty when another one is mounted there by now.
+std::string ToldMark(const MountLine& mount) {
   struct Told {
     std::uint8_t Length;
     std::array<std::uint8_t, 16> Bytes;
   } told{};
-  const posix::Handle folder(open(point.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::string point = ToUtf8(mount.Point);
+  const Result<FileStatus> found = posix::StatusAt(AT_FDCWD, point.c_str());
+  // To open a device may do something.
+  if (!found || (found->Kind != FileKind::Folder && found->Kind != FileKind::File)) return {};
+  const posix::Handle opened(open(point.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const Result<FileStatus> there =
+      opened ? posix::StatusAt(opened.Get(), "") : Result<FileStatus>::Fail(errno);
   const auto request = _IOR(0x15, 0, Told);
-  if (!folder || ioctl(folder.Get(), request, &told) != 0 || told.Length != told.Bytes.size() ||
+  if (!there || there->Mount != static_cast<std::uint64_t>(mount.Id) ||
+      ioctl(opened.Get(), request, &told) != 0 || told.Length != told.Bytes.size() ||
       told.Bytes == decltype(told.Bytes){}) {
     return {};
   }
@@ -194,7 +205,12 @@ void MountTable::Load() {
   volumes_.clear();
   network_.clear();
   expected_.clear();
-  const std::vector<MountLine> table = ReadMounts();
+  lines_ = std::make_shared<const std::vector<MountLine>>(ReadMounts());
+  const std::vector<MountLine>& table = *lines_;
+  const auto is_folder = [](const std::u16string& point) {
+    struct stat found;
+    return stat(ToUtf8(point).c_str(), &found) != 0 || S_ISDIR(found.st_mode);
+  };
   for (const MountLine& mount : table) {
     const std::u16string& point = mount.Point;
     if (point == u"/" || MountOf(table, point) != &mount) continue;
@@ -209,10 +225,6 @@ void MountTable::Load() {
     const std::u16string point = FromUtf8(mount.mnt_dir);
     if (point.size() > 1 && point[0] == u'/') expected_.push_back(point);
   });
-  const auto is_folder = [](const std::u16string& point) {
-    struct stat found;
-    return stat(ToUtf8(point).c_str(), &found) != 0 || S_ISDIR(found.st_mode);
-  };
   std::erase_if(volumes_, [&](const auto& point) {
     return WaitingPoint(point).empty() && !is_folder(point);
   });
@@ -297,12 +309,12 @@ std::u16string MountTable::MissingPoint(std::u16string_view path) const {
 }
 
 std::u16string MountTable::MarkOf(std::u16string_view path) const {
-  const std::vector<MountLine> table = ReadMounts();
-  const MountLine* mount = MountOf(table, path);
+  const auto table = lines_ ? lines_ : std::make_shared<const std::vector<MountLine>>(ReadMounts());
+  const MountLine* mount = MountOf(*table, path);
   // What lies in memory bears a mark, too, but another one each time.
   if (!mount || !mount->Source.starts_with("/dev/")) return {};
   std::string mark = ListedMark(mount->Source);
-  if (mark.empty()) mark = ToldMark(ToUtf8(mount->Point));
+  if (mark.empty()) mark = ToldMark(*mount);
   if (mark.empty()) return {};
   std::u16string inside = mount->Root;
   if (inside == u"/") inside.clear();
@@ -310,6 +322,13 @@ std::u16string MountTable::MarkOf(std::u16string_view path) const {
   while (below.ends_with(u'/')) below.remove_suffix(1);
   inside += below;
   return FromUtf8(mark) + u":" + (inside.empty() ? u"/" : inside);
+}
+
+bool MountTable::IsSame(const MountTable& other) const {
+  if (!lines_ || !other.lines_) return lines_ == other.lines_;
+  return std::ranges::equal(*lines_, *other.lines_, [](const MountLine& a, const MountLine& b) {
+    return a.Id == b.Id && a.Parent == b.Parent && a.Point == b.Point;
+  });
 }
 
 std::u16string_view DiskOfMark(std::u16string_view mark) {
