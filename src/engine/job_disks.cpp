@@ -163,7 +163,7 @@ class JobDisks {
   /// Whether the run could look at what is mounted at a path, which ends with a separator.
   bool IsNoted(std::u16string_view path) const {
     const MountedInside& noted = context_.Mounted;
-    return noted.HeldMount(path);
+    return noted.HeldMount(path) || noted.WasMounted(DropBackslash(path));
   }
 
   /// What was mounted inside a place is looked for where that place is now: a link may lead there
@@ -294,19 +294,19 @@ class JobDisks {
     if (FindMount(known_, of_source, point)) return {};
     const std::u16string_view below = Below(of_source, point);
     const bool matters =
-        of_source
-            ? BackupHolds(below)
-            : scope_.Restores || context_.Files.FolderExists(JoinPath(job_.Source.WorkPath, below));
+        of_source ? BackupHolds(below)
+                  : scope_.Restores || context_.Files.Status(JoinPath(job_.Source.WorkPath, below));
     if (!matters) return {};
     return std::u16string(of_source ? u"來源" : u"目標") + u"資料夾中掛載了先前沒有的磁碟：" +
            point;
   }
 
-  /// Whether the last backup has something in this folder.
-  bool BackupHolds(std::u16string_view folder) const {
+  /// Whether the last backup has something in this folder, or this file.
+  bool BackupHolds(std::u16string_view below) const {
     const auto holds = [&](std::u16string_view backup) {
-      const Result<Folder> copy = context_.Files.OpenFolder(JoinPath(backup, folder));
-      return copy && FolderReader(*copy).Next();
+      const std::u16string path = JoinPath(backup, below);
+      const Result<Folder> copy = context_.Files.OpenFolder(path);
+      return copy ? FolderReader(*copy).Next() != nullptr : bool(context_.Files.Status(path));
     };
     if (context_.Files.FolderExists(job_.Destination.WorkPath)) {
       return holds(job_.Destination.WorkPath);

@@ -23,9 +23,14 @@ void MountedInside::Note(const FileSystem& files, const MountTable& table, std::
 }
 
 void MountedInside::NoteOne(const FileSystem& files, std::u16string_view path) {
-  const Result<Folder> folder = files.OpenFolder(path);
-  const Result<FileStatus> status = folder ? folder->Status() : Result<FileStatus>();
-  if (folder && status) mounts_.emplace(AddBackslash(path), status->Mount);
+  const Result<FileStatus> status = StatusOf(files.OpenFolder(path));
+  if (status) {
+    mounts_.emplace(AddBackslash(path), status->Mount);
+  } else if (const Result<FileStatus> file = files.Status(DropBackslash(path));
+             file && file->Kind != FileKind::Folder) {
+    mounts_.emplace(DropBackslash(path), file->Mount);
+    has_files_ = true;
+  }
 }
 
 bool MountedInside::IsGone(std::u16string_view path, const FileStatus& now) const {
@@ -35,7 +40,9 @@ bool MountedInside::IsGone(std::u16string_view path, const FileStatus& now) cons
 
 bool MountedInside::HasCome(std::u16string_view path, const FileStatus& above,
                             const FileStatus& now) const {
-  if (above.Mount == now.Mount || mounts_.contains(path) || others_.contains(path)) return false;
+  if (above.Mount == now.Mount || mounts_.contains(path)) return false;
+  const std::u16string point = AddBackslash(path);
+  if (others_.contains(point)) return false;
   const auto root = std::find_if(roots_.begin(), roots_.end(),
                                  [&](const Root& one) { return path.starts_with(one.Path); });
   if (root == roots_.end() || root->Place.empty()) return false;
@@ -43,7 +50,7 @@ bool MountedInside::HasCome(std::u16string_view path, const FileStatus& above,
   table.Load();
   const std::vector<std::u16string> disks = table.DisksBelow(root->Place);
   return std::any_of(disks.begin(), disks.end(), [&](const std::u16string& disk) {
-    return PathBelow(root->Path, PartBelow(disk, root->Place)) == path;
+    return PathBelow(root->Path, PartBelow(disk, root->Place)) == point;
   });
 }
 

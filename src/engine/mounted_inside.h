@@ -24,14 +24,18 @@ class MountedInside {
   void Note(const FileSystem& files, const MountTable& table, std::u16string_view root,
             std::u16string_view place);
 
-  /// Whether what was noted of a folder, its path with the final separator, is not there any more:
-  /// another thing is mounted, or nothing.
+  /// Whether what was noted of a folder, its path with the final separator, or of a file is not
+  /// there any more: another thing is mounted, or nothing.
   bool IsGone(std::u16string_view path, const FileStatus& now) const;
-  /// Whether a disk has been mounted over a folder since, which lies in `above`. What programs
-  /// mount for themselves (MountTable::DisksBelow) is none.
+  /// Whether a disk has been mounted over a folder, or something over a file, since, which lies in
+  /// `above`. What programs mount for themselves (MountTable::DisksBelow) is none.
   bool HasCome(std::u16string_view path, const FileStatus& above, const FileStatus& now) const;
   /// Whether a folder was a mount point, or had one below it.
   bool HeldMount(std::u16string_view path) const;
+  /// Whether a file had something mounted over it.
+  bool WasMounted(std::u16string_view file) const { return has_files_ && mounts_.contains(file); }
+  /// Whether any file had.
+  bool HoldsFiles() const { return has_files_; }
 
  private:
   struct Root {
@@ -41,6 +45,7 @@ class MountedInside {
 
   std::vector<Root> roots_;
   std::map<std::u16string, std::uint64_t, std::less<>> mounts_;  ///< by path, FileStatus::Mount
+  bool has_files_ = false;                                       ///< not all of them are folders
   std::set<std::u16string, std::less<>> others_;                 ///< what programs had mounted
 };
 

@@ -47,11 +47,11 @@ Synchronisation::Synchronisation(RunContext& context, const BackupJob& job, Effe
   source_lineage_ = *source_root.Lineage();
 }
 
-/// Whether the folder of the source in which a disk was mounted has gone with it.
+/// Whether the folder of the source in which a disk was mounted, or the file, has gone with it.
 bool Synchronisation::WasMounted(const WalkPaths& paths, const FolderEntry& entry) const {
-  if (entry.Kind != FileKind::Folder) return false;
   std::u16string path(paths.Source());
   path += entry.Name;
+  if (entry.Kind != FileKind::Folder) return context_.Mounted.WasMounted(path);
   return context_.Mounted.HeldMount(path += PathSeparator(path));
 }
 

@@ -170,6 +170,7 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::
     std::optional<FolderReader> anew;
     FolderReader& reader = listed && !listed->IsOld() ? *listed->Reader : anew.emplace(pair.Source);
     file_names_ = {};
+    mount_ = pair.SourceStatus.Mount;
     const FolderScope here = scope_.In(paths_.Source());
     VisitFiles(reader, scope_, here, subfolders, [&](const FolderEntry& file, bool again) {
       if (!Cancelled()) HandleFile(pair, here, file, again);
@@ -203,7 +204,9 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
   const std::vector<std::u16string> twins = file_names_.Note(pair.Source, name);
   if (Effects::WantsName(pair) && FinishAhead(pair)) effects_.GiveName(pair);
   const bool going = again || IsGoing(name);
-  if (ahead_ && file.Kind == FileKind::File && !going && twins.empty()) {
+  const bool mounted =
+      context_.Mounted.HoldsFiles() && context_.Mounted.WasMounted(paths_.SourceOf(name));
+  if (ahead_ && file.Kind == FileKind::File && !going && twins.empty() && !mounted) {
     ahead_->Add({{pair.Source, paths_.Source(), {}, nullptr},
                  SideOfCopy(pair, paths_.Dest(), {}, nullptr),
                  pair.DestIsNew},
@@ -285,6 +288,8 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
   // What takes long shows its progress and can be cancelled in the midst of it.
   constexpr std::uint64_t kLargest = 8 * kCopyBlock;
   if (!source || source->Kind != FileKind::File) return CopyAhead::Verdict::Wait;
+  // Something is mounted over it.
+  if (source->Mount != mount_) return CopyAhead::Verdict::Wait;
   // Whether it is copied at all depends on what comes before it.
   if (job_.Extras.KeepHardLinks && (source->Links > 1 || (dest && dest->Links > 1))) {
     return CopyAhead::Verdict::Wait;
@@ -331,6 +336,10 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
 void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
                              const FileStatus* source, const FileStatus* dest, bool again) {
   if (!source) return DecideUnseenFile(pair, name);
+  if (HasOtherMount(pair, name, *source, dest != nullptr)) {
+    Note(PlanAction::Fail, PlanReason::Unreadable, false, name);
+    return effects_.CountFailed(paths_.SourceOf(name), ApiErrorText(kErrNoDevice));
+  }
   const FileTurn file{pair, paths_, name, *source, dest};
   const bool keeps_links = job_.Extras.KeepHardLinks && source->Kind == FileKind::File;
   HardLinks& links = effects_.Links();
@@ -356,6 +365,16 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
     CopyOneFile(file, reason ? *reason : own_copy ? PlanReason::OwnCopy : PlanReason::LinkTarget);
   }
   if (keeps_links) links.Forget(*source);
+}
+
+bool TreeWalk::HasOtherMount(const FolderPair& pair, std::u16string_view name,
+                             const FileStatus& source, bool dest_there) {
+  const bool over = source.Mount != pair.SourceStatus.Mount;
+  if (!over && !context_.Mounted.HoldsFiles()) return false;
+  const std::u16string path(paths_.SourceOf(name));
+  // Over what no backup knows of anything may be mounted.
+  return context_.Mounted.IsGone(path, source) ||
+         (over && dest_there && context_.Mounted.HasCome(path, pair.SourceStatus, source));
 }
 
 void TreeWalk::DecideUnseenFile(const FolderPair& pair, std::u16string_view name) {

@@ -82,6 +82,10 @@ class TreeWalk {
                   bool again);
   void DecideOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                      const FileStatus* dest, bool again);
+  /// Whether something has been mounted over a file since the run began, or is no longer: what is
+  /// seen there is not what the backup has, or is to have, of it.
+  bool HasOtherMount(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                     bool dest_there);
   /// One that cannot be looked at in the source.
   void DecideUnseenFile(const FolderPair& pair, std::u16string_view name);
   /// Whether a file of several names is dealt with as one more name of a copy that this run has
@@ -122,8 +126,10 @@ class TreeWalk {
     const std::u16string* Name = nullptr;
   };
   NextFolder next_;
-  std::atomic<bool> may_change_;  ///< read by the threads that work ahead
-  TwinNames file_names_;          ///< of the present folder
+  // Read by the threads that work ahead.
+  std::atomic<bool> may_change_;
+  std::atomic<std::uint64_t> mount_ = 0;  ///< of the present folder of the source
+  TwinNames file_names_;                  ///< of the present folder
 };
 
 /// Why a file is to be copied; nothing when it is left as it is: with comparison, when its

@@ -40,9 +40,9 @@ class MountTable {
 
   /// The mount points of the user's disks and shares, those of the system left out, in order.
   std::vector<std::u16string> Volumes() const;
-  /// All that is mounted below an absolute path, outer ones first. What programs mount for
-  /// themselves in the system's own folders, where it comes and goes, is left out unless the path
-  /// lies there, too.
+  /// All that is mounted below an absolute path, outer ones first; over a file, too. What programs
+  /// mount for themselves in the system's own folders, where it comes and goes, is left out unless
+  /// the path lies there, too; the files that a container is given there always are.
   std::vector<std::u16string> DisksBelow(std::u16string_view path) const;
   /// True when the path lies on a file system of the network, or of a program that answers for it,
   /// which may keep a caller waiting for ever.

@@ -376,6 +376,63 @@ TEST_P(JobDisksTest, WhatIsRememberedIsWhatTheRunBeganWithAndStillHad) {
   take();
 }
 
+TEST_P(JobDisksTest, AFileThatIsMountedOverAnotherIsADisk) {
+  Program.Context.CopyAhead = GetParam() == BackupType::Differential;
+  const fs::path real = Temp.Root() / "real", file = Source() / "sub" / "z",
+                 copy = Dest() / "sub" / "z", first = Source() / "first";
+  const auto bind = [&](const fs::path& over) {
+    return mount(real.c_str(), over.c_str(), "", MS_BIND, "") == 0;
+  };
+  const auto take = [&](const fs::path& over) { umount2(over.c_str(), MNT_DETACH); };
+  WriteTestFile(real, "REAL");
+  WriteTestFile(file, "below");
+  WriteTestFile(first, "1");
+  if (!bind(file)) GTEST_SKIP() << "no right to";
+  const std::u16string point = Real(file);
+  ExpectRan(0);
+  ExpectRan(0);
+  take(file);
+  ExpectStopped(RunRefusal::DiskAway, u"來源資料夾中的磁碟沒有掛載：" + point);
+  if (GetParam() == BackupType::Compressed) return;
+  EXPECT_EQ(ReadTestFile(copy), "REAL");
+  // One that goes during a run keeps its copy, also when the file below goes with it.
+  const std::size_t asked = Host.Questions.size();
+  for (const bool remains : {true, false}) {
+    ASSERT_TRUE(bind(file));
+    Host.AtProgress = nullptr;
+    ExpectRan(asked);
+    WriteTestFile(first, remains ? "12" : "123");
+    Host.AtProgress = [&](auto...) {
+      take(file);
+      if (!remains) fs::remove(file);
+    };
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    EXPECT_GT(Job().LastRunResult.FailedFiles, 0U);
+    EXPECT_EQ(ReadTestFile(copy), "REAL");
+    WriteTestFile(file, "below");
+  }
+  // One that comes hides what the backup has.
+  Program.Context.Force = true;
+  Host.AtProgress = nullptr;
+  ExpectRan(asked);
+  Program.Context.Force = false;
+  ASSERT_EQ(ReadTestFile(copy), "below");
+  WriteTestFile(first, "1234");
+  Host.AtProgress = [&](auto...) {
+    if (ReadTestFile(file) == "below") bind(file);
+  };
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_GT(Job().LastRunResult.FailedFiles, 0U);
+  Host.AtProgress = nullptr;
+  ExpectStopped(RunRefusal::DiskAway, u"來源資料夾中掛載了先前沒有的磁碟：" + point);
+  EXPECT_EQ(ReadTestFile(copy), "below");
+  take(file);
+  ASSERT_TRUE(bind(copy));
+  ExpectStopped(RunRefusal::DiskAway, u"目標資料夾中掛載了先前沒有的磁碟：" + Real(copy));
+  EXPECT_EQ(ReadTestFile(real), "REAL");
+  take(copy);
+}
+
 TEST_P(JobDisksTest, AJobThatComesBackToAPlaceKnowsItsDisks) {
   ExpectRan(0);
   const std::u16string source = Real(Source()), drive = Real(Temp.DriveD());

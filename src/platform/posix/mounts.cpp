@@ -38,6 +38,9 @@ constexpr std::string_view kNetworkTypes[] = {
     "9p",          "afs",        "ceph",  "cifs", "davfs", "fuse.davfs", "fuse.gvfsd-fuse",
     "fuse.rclone", "fuse.sshfs", "ncpfs", "nfs",  "nfs4",  "smb3",       "smbfs",
 };
+/// A container gets them mounted one by one, others each time that it is made.
+constexpr std::u16string_view kContainerFiles[] = {u"/etc/hostname", u"/etc/hosts",
+                                                   u"/etc/resolv.conf"};
 constexpr std::u16string_view kBackgroundFolders[] = {u"/boot", u"/dev", u"/etc",     u"/proc",
                                                       u"/snap", u"/sys", u"/var/lib", u"/var/snap"};
 
@@ -218,7 +221,10 @@ void MountTable::Load() {
     points_.push_back(point);
     const bool made_by_programs = IsOneOf(mount.Type, kBackgroundTypes);
     const bool in_system = IsBackground(point);
-    if (made_by_programs && in_system) systems_.insert(point);
+    const bool may_be_file = in_system && !MayKeepWaiting(mount.Type);
+    if (in_system && (made_by_programs || (may_be_file && !is_folder(point)))) {
+      systems_.insert(point);
+    }
     if (!made_by_programs && !in_system) volumes_.push_back(point);
   }
   ReadTable("/etc/fstab", [this](const mntent& mount) {
@@ -249,6 +255,7 @@ std::vector<std::u16string> MountTable::DisksBelow(std::u16string_view path) con
   for (auto found = points_.rbegin(); found != points_.rend(); ++found) {
     const std::u16string& point = *found;
     const bool inside = IsAtOrBelow(point, path) && point.size() > path.size();
+    if (std::ranges::find(kContainerFiles, point) != std::end(kContainerFiles)) continue;
     if (inside && (!systems_.contains(point) || IsBackground(path))) below.push_back(point);
   }
   return below;
