@@ -5,6 +5,7 @@
 #include "engine/refusal.h"
 #include "engine/rule_check.h"
 #include "files/folder_identity.h"
+#include "files/owner_mark.h"
 #include "files/path.h"
 #include "files/place.h"
 #include "rules/date_tokens.h"
@@ -403,6 +404,20 @@ void RememberNewDisks(const RunContext& context, BackupJob& job) {
       extras.Mounts.push_back(mount);
     }
   }
+}
+
+std::optional<bool> IsLastPlace(const FileSystem& files, const BackupJob& job) {
+  const std::u16string& was = job.Extras.DestinationPlace;
+  if (was.empty() || HasDateTags(job.Destination.Path)) return std::nullopt;
+  const std::u16string place = RealPlace(files, job.Destination.WorkPath);
+  if (IsSamePath(place, was)) return true;
+  const std::vector<KnownMount>& known = job.Extras.Mounts;
+  const auto holder = std::ranges::find(known, false, &KnownMount::OfSource);
+  if (holder == known.end() || !IsAtOrBelow(was, holder->Point)) return false;
+  MountTable mounts;
+  mounts.Load();
+  const std::u16string mark = mounts.MarkOf(place);
+  return !mark.empty() && HasFolder(*holder, BehindPoint(*holder, was), mark);
 }
 
 }  // namespace kavrel

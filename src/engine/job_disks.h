@@ -3,6 +3,7 @@
 // was mounted in its last whole run.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "engine/run_context.h"
@@ -42,5 +43,9 @@ void RememberDisks(const RunContext& context, BackupJob& job);
 /// After a run that has lost some: those that no run has known of, for the backup may hold what was
 /// on them.
 void RememberNewDisks(const RunContext& context, BackupJob& job);
+
+/// Whether the destination of a job, its work paths set, is the folder that its last whole run
+/// wrote into, by whatever path or mount it is reached now. Nothing where that is not known.
+std::optional<bool> IsLastPlace(const FileSystem& files, const BackupJob& job);
 
 }  // namespace kavrel

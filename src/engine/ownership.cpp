@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/job_disks.h"
 #include "engine/refusal.h"
 #include "engine/run_context.h"
 #include "engine/run_driver.h"
@@ -99,15 +100,19 @@ OwnerMark::Owner OwnerOf(const BackupJob& job) {
   return {job.Extras.Id, job.Name, job.Source.Path};
 }
 
-/// As IsPlaceOfOthers, for a mark that has been read.
-bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
-                   std::u16string_view archive, std::u16string_view path, const BackupJob& job) {
-  if (mark.Names(job.Extras.Id)) return false;
-  // A source that somebody copied back by hand bears the mark of its backup.
-  if (std::any_of(mark.Owners.begin(), mark.Owners.end(),
-                  [&](const OwnerMark::Owner& owner) { return IsSamePath(owner.Source, path); })) {
-    return false;
-  }
+/// Whether the path is the one that the mark of a folder names, or leads to the same.
+bool IsNamedPlace(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
+                  std::u16string_view path) {
+  if (IsSamePath(mark.Place, path)) return true;
+  if (!files.Answers(mark.Place, kPatience)) return false;
+  const Result<FileStatus> there = StatusOf(files.OpenFolder(mark.Place));
+  return there && IdentityOf(folder).Is(*there);
+}
+
+/// Whether a path is where the backup that a mark tells of was written, or that is not there any
+/// more, because its disk is somewhere else now: not a copy.
+bool IsOriginal(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
+                std::u16string_view archive, std::u16string_view path) {
   if (IsSamePath(mark.Place, path)) return true;
   // A server that does not answer is not there.
   if (!files.Answers(mark.Place, kPatience)) return true;
@@ -122,6 +127,29 @@ bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMar
   if (folder.Manners().Relayed || place->Manners().Relayed) return true;
   const Result<OwnerMark> original = ReadOwnerMark(*place, name);
   return !original || original->Number != mark.Number || !original->Names(mark.Owners.back().Id);
+}
+
+/// Whether the marked folder is a copy of the one that the job's runs wrote into; a mirror, which
+/// removes what it does not know, has to know that it is none.
+bool IsElsewhere(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
+                 const BackupJob& job) {
+  const std::u16string place = AddBackslash(job.Destination.WorkPath);
+  if (!job.Synchronise) return !IsOriginal(files, folder, mark, {}, place);
+  const std::optional<bool> last = IsLastPlace(files, job);
+  return last ? !*last || !IsOriginal(files, folder, mark, {}, place)
+              : !IsNamedPlace(files, folder, mark, place);
+}
+
+/// As IsPlaceOfOthers, for a mark that has been read.
+bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
+                   std::u16string_view archive, std::u16string_view path, const BackupJob& job) {
+  if (mark.Names(job.Extras.Id)) return false;
+  // A source that somebody copied back by hand bears the mark of its backup.
+  if (std::any_of(mark.Owners.begin(), mark.Owners.end(),
+                  [&](const OwnerMark::Owner& owner) { return IsSamePath(owner.Source, path); })) {
+    return false;
+  }
+  return IsOriginal(files, folder, mark, archive, path);
 }
 
 /// The nearest folder from this one upwards that is the backup of other jobs alone, or, asked for
@@ -146,9 +174,12 @@ std::u16string InsideText(const FileSystem& files, const BackupJob& job, std::u1
 OwnerMark MarkOf(const PlaceFound& found, const BackupJob& job, std::u16string_view place) {
   OwnerMark mark = found.Mark;
   if (!found.Marked) mark = {};
-  if (!found.Marked) mark.Number = NewOwnerId();
+  if (!found.Marked || found.Elsewhere) {
+    // No copy of another one any more.
+    mark.Number = NewOwnerId();
+    mark.Found = mark.Found || !found.Empty;
+  }
   mark.Place = place;
-  if (!found.Marked) mark.Found = !found.Empty;
   // Until this run is whole, nobody knows what is there.
   mark.Begun = job.Compressed || HasDateTags(job.Destination.Path) ? job.RunStarted : kZeroDate;
   mark.Figures.reset();
@@ -172,8 +203,9 @@ bool Differ(const OwnerMark& a, const OwnerMark& b) {
   const auto same = [](const OwnerMark::Owner& x, const OwnerMark::Owner& y) {
     return x.Id == y.Id && x.Name == y.Name && x.Source == y.Source;
   };
-  return a.Place != b.Place || a.Found != b.Found || a.Mirrored != b.Mirrored ||
-         a.Archive != b.Archive || a.Begun != b.Begun || a.Figures != b.Figures ||
+  return a.Place != b.Place || a.Number != b.Number || a.Found != b.Found ||
+         a.Mirrored != b.Mirrored || a.Archive != b.Archive || a.Begun != b.Begun ||
+         a.Figures != b.Figures ||
          !std::equal(a.Owners.begin(), a.Owners.end(), b.Owners.begin(), b.Owners.end(), same);
 }
 
@@ -207,6 +239,9 @@ PlaceFound LookAtPlace(const FileSystem& files, const BackupJob& job, std::u16st
   // In a folder that was emptied, the mark alone still tells whose it is.
   if (archive.empty() && mark) found.Marked = true;
   if (mark.Error && !IsNotFound(mark.Error) && !found.Empty) found.Unreadable = mark.Error;
+  if (archive.empty() && found.Marked && found.Mark.Names(job.Extras.Id)) {
+    found.Elsewhere = IsElsewhere(files, *folder, found.Mark, job);
+  }
   if (!archive.empty()) found.Archive = *ArchiveFingerprint(*folder, PathName(archive));
   return found;
 }
@@ -266,7 +301,7 @@ void MarkFolder(RunContext& context, const BackupJob& job, const Folder& dest) {
   if (job.Synchronise && alone) mark.Owners = found.Mark.Owners;
   DropHalfMark(dest);
   // Until its guard has passed, a mirror claims nothing of what was there before.
-  if (job.Synchronise && !found.Marked && !found.Empty) return;
+  if (job.Synchronise && (!found.Marked || found.Elsewhere) && !found.Empty) return;
   if (found.Marked && !Differ(mark, found.Mark)) return;
   if (!found.Write) return CountUnmarked(context, mark.Place);
   Write(context, dest, mark);
@@ -276,7 +311,8 @@ void MarkMirrored(RunContext& context, const BackupJob& job, const Folder& dest)
   const PlaceFound& place = context.Place;
   const bool marked = place.Marked || !place.Written.Owners.empty();
   const OwnerMark now = place.Written.Owners.empty() ? place.Mark : place.Written;
-  OwnerMark mark = marked ? now : MarkOf(place, job, AddBackslash(job.Destination.WorkPath));
+  const bool anew = !marked || (place.Elsewhere && place.Written.Owners.empty());
+  OwnerMark mark = anew ? MarkOf(place, job, AddBackslash(job.Destination.WorkPath)) : now;
   mark.Mirrored = true;
   mark.Owners = {OwnerOf(job)};
   if (marked && !Differ(mark, now)) return;
@@ -325,7 +361,7 @@ bool IsOwnAfterRun(const PlaceFound& place, const BackupJob& job) {
 
 bool IsOwnMirror(const PlaceFound& place, const BackupJob& job) {
   const OwnerMark& mark = place.Mark;
-  return place.Marked && mark.Mirrored && mark.IsAlone(job.Extras.Id) &&
+  return place.Marked && !place.Elsewhere && mark.Mirrored && mark.IsAlone(job.Extras.Id) &&
          IsSamePath(mark.Owners.front().Source, job.Source.Path);
 }
 

@@ -22,7 +22,10 @@ struct PlaceFound {
   bool Marked = false;
   /// There is a mark, or an archive, that cannot be looked at: it may be anybody's.
   ErrorCode Unreadable = 0;
-  OwnerMark Mark;          ///< where Marked
+  OwnerMark Mark;  ///< where Marked
+  /// Of a folder whose mark names the job: it is a copy of the one that the mark tells of, or, of a
+  /// mirror, not known as the one that the last whole run wrote into. Others may have added to it.
+  bool Elsewhere = false;
   std::u16string Archive;  ///< the fingerprint of the archive that is there
   OwnerMark Written;       ///< by this run so far
   bool Agreed = false;     ///< the user wants the run whatever is there
@@ -56,7 +59,8 @@ void MarkWhole(RunContext& context, const BackupJob& job, std::u16string_view un
 /// Whether the mark that a run found or left makes the place this job's alone, and a mirror's its
 /// mirror.
 bool IsOwnAfterRun(const PlaceFound& place, const BackupJob& job);
-/// Whether the mark that was found makes the place a mirror of this job and its source.
+/// Whether the mark that was found makes the place a mirror of this job and its source, and not a
+/// copy of one.
 bool IsOwnMirror(const PlaceFound& place, const BackupJob& job);
 /// A unit is what one run makes: the path of a dated folder, with its final separator, or of an
 /// archive.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "base/text.h"
+#include "engine/run_planner.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 
@@ -169,6 +170,57 @@ TEST_F(MirrorGuardTest, ADestinationIsKnownByWhatLiesInItAndNotByItsPath) {
   EXPECT_FALSE(Extras().Adopt);
   Make(10, 1);
   ExpectDone(3);
+}
+
+TEST_F(MirrorGuardTest, ACopyOfTheMirrorIsNotTheMirror) {
+  for (int i = 0; i < 10; ++i) WriteTestFile(Source() / std::to_string(i), "x");
+  ExpectDone();
+  const fs::path two = Temp.DriveD() / "two", precious = two / "precious";
+  // A link to it is.
+  fs::create_directory_symlink(Dest(), Temp.DriveD() / "link");
+  std::u16string at = u"D:\\dst\\";
+  const auto move_to = [&](const char16_t* place, bool by_form = true) {
+    if (by_form) MovePlaces(Extras(), {u"C:\\src\\", at}, {u"C:\\src\\", place});
+    Program.Store.Jobs[0].Destination.Path = at = place;
+  };
+  const auto stops = [&] {
+    RunPlan plan;
+    RunCounters counters;
+    RunState state;
+    PlanBackupJob(Program.Context, Host, state, Program.Store.Jobs[0], plan, counters);
+    EXPECT_EQ(plan.Warnings.size(), 1U);
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
+    EXPECT_EQ(ReadTestFile(precious), "mine");
+  };
+  move_to(u"D:\\link\\");
+  fs::remove(Source() / "1");
+  ExpectDone();
+  CopyExactly(Dest(), two);
+  WriteTestFile(precious, "mine");
+  for (const bool by_form : {true, false}) {
+    move_to(u"D:\\two\\", by_form);
+    stops();
+    stops();  // The run that was stopped has claimed nothing.
+    move_to(u"D:\\dst\\");
+    fs::remove(Source() / (by_form ? "2" : "3"));
+    ExpectDone(Host.Questions.size());
+  }
+  // The link leads to the copy now.
+  move_to(u"D:\\link\\");
+  fs::remove(Temp.DriveD() / "link");
+  fs::create_directory_symlink(two, Temp.DriveD() / "link");
+  stops();
+  // It is asked about once.
+  move_to(u"D:\\two\\");
+  Host.GoOn = true;
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(TreeDifferences(Source(), two), "");
+  const std::size_t asked = Host.Questions.size();
+  fs::remove(Source() / "4");
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(TreeDifferences(Source(), two), "");
+  move_to(u"D:\\dst\\");
+  ExpectDone(asked);
 }
 
 TEST_F(MirrorGuardTest, AMirrorOfAnEarlierVersionMustLookLikeItsSource) {
