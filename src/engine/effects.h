@@ -141,7 +141,7 @@ class Effects {
   virtual void Relock(const FolderPair&) {}
   /// A folder below the pair's that is to go is looked through. `path` ends with its separator.
   virtual void Enter(const Folder& folder, std::u16string_view path, Emptying& own) = 0;
-  /// It stays, and was not gone through to its end.
+  /// It stays, as has come out before it was to go itself.
   virtual void Leave(const Folder&, const Emptying&) {}
   /// Before the first removal from a place. False where nothing can be removed from it.
   virtual bool Begin(RemovalPlace&, std::u16string_view /*path*/) { return true; }

@@ -181,11 +181,9 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
     const Result<FileStatus> status = StatusOf(folder);
     if (!status) {
       error = status.Error;
-    } else if (!MayBeLeftOver(*status, dest, source_lineage_)) {
+    } else if (!MayBeLeftOver(*status, dest, source_lineage_) ||
+               !EmptyFolder(*folder, path, dest, own)) {
       error = kErrNotEmpty;
-    } else if (!EmptyFolder(*folder, path, dest, own)) {
-      error = kErrNotEmpty;
-      effects_.Leave(*folder, *own);
     }
   }
   if (!context_.Stopped()) {
@@ -197,6 +195,9 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
     } else {
       effects_.RemoveFolder(from, name, path, own);
     }
+  }
+  if (own->Locked && (error || context_.Stopped())) {
+    if (const Result<Folder> stays = from.Folder.OpenFolder(name)) effects_.Leave(*stays, *own);
   }
   path.resize(length);
   return error == 0;

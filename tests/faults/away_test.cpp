@@ -394,7 +394,6 @@ TEST(RelayedTest, AServerThatHangsHoldsUpNothingThatNeedsNoDisk) {
   const fs::path moved = job.Temp.DriveD() / "moved";
   RunCommand({"/bin/cp", "-a", job.Temp.Root() / "s" / "backup", moved});
   ends({"add", "--name", "Other", "--source", job.Source, "--dest", moved / "inside"}, 0);
-  ends({"run", "Other"}, 0);
   kill(server.Process(), SIGSTOP);
   const CommandResult list = ends({"list"}, 0);
   EXPECT_NE(list.Errors.find("J: 目標沒有回應：" + job.Dest.string()), std::string::npos)
