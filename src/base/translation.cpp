@@ -1,0 +1,260 @@
+#include "base/translation.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "base/embedded_translations.h"
+#include "base/mo_file.h"
+#include "base/number.h"
+#include "base/screen_format.h"
+#include "base/text.h"
+#include "base/text_pattern.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr Language kLanguages[] = {
+    {"zh_TW", u"中文（台灣）"}, {"en", u"English"},  {"zh_CN", u"简体中文"}, {"ja", u"日本語"},
+    {"de", u"Deutsch"},         {"fr", u"Français"}, {"es", u"Español"},
+};
+constexpr char kContextEnds = '\4';
+// Texts in texts: a summary of a reason of an error.
+constexpr int kDeepest = 4;
+
+/// The translations of one text: plural forms one behind the other, in both encodings.
+struct Entry {
+  std::vector<std::u16string> Wide;
+  std::vector<std::string> Narrow;
+};
+using Catalogue = std::unordered_map<std::u16string, Entry>;
+
+Catalogue Load(std::string_view code) {
+  Catalogue catalogue;
+  for (const auto& [original, translation] : ReadMoFile(EmbeddedTranslation(code))) {
+    // The header's is empty.
+    if (original.empty()) continue;
+    Entry entry;
+    std::string_view rest = translation;
+    for (std::size_t end = 0; end != rest.npos; rest.remove_prefix(end + 1)) {
+      end = rest.find('\0');
+      entry.Narrow.emplace_back(rest.substr(0, end));
+      entry.Wide.push_back(FromUtf8(entry.Narrow.back()));
+      if (end == rest.npos) break;
+    }
+    catalogue.emplace(FromUtf8(original.substr(0, original.find('\0'))), std::move(entry));
+  }
+  return catalogue;
+}
+
+/// What a speaker of the language reads where a text is not translated: another language's
+/// catalogue, or the source itself.
+std::string_view NextBest(std::string_view code) {
+  return code == "zh_CN" ? "zh_TW" : code == "zh_TW" || code == "en" ? "" : "en";
+}
+
+/// A language, loaded. Made once, and kept as long as the process.
+struct Speech {
+  explicit Speech(const Language& language)
+      : Which(language), Catalogues{Load(language.Code), Load(NextBest(language.Code))} {}
+
+  const Entry* Find(const std::u16string& key) const {
+    for (const Catalogue& catalogue : Catalogues) {
+      if (const auto found = catalogue.find(key); found != catalogue.end()) return &found->second;
+    }
+    return nullptr;
+  }
+  /// The same, where only a text of the source's Chinese is looked for.
+  const TextPatterns& Patterns() const {
+    std::call_once(patterns_made_, [this] {
+      std::vector<std::u16string_view> ids;
+      for (const Catalogue& catalogue : Catalogues) {
+        for (const auto& [id, entry] : catalogue) ids.push_back(id);
+      }
+      patterns_.emplace(std::move(ids));
+    });
+    return *patterns_;
+  }
+
+  const Language& Which;
+  const Catalogue Catalogues[2];
+
+ private:
+  mutable std::once_flag patterns_made_;
+  mutable std::optional<TextPatterns> patterns_;
+};
+
+const Speech& SpeechOf(std::size_t place) {
+  static std::once_flag made[std::size(kLanguages)];
+  static const Speech* speeches[std::size(kLanguages)];
+  std::call_once(made[place], [place] { speeches[place] = new Speech(kLanguages[place]); });
+  return *speeches[place];
+}
+
+/// Null until one is chosen: the first then.
+std::atomic<const Speech*> current_speech{nullptr};
+
+const Speech& Current() {
+  const Speech* speech = current_speech.load(std::memory_order_acquire);
+  return speech ? *speech : SpeechOf(0);
+}
+
+/// Which of an entry's forms a count takes. A language that has one form has it for all; of those
+/// that have two, French counts nothing as one.
+template <class Forms>
+const auto& FormFor(const Forms& forms, std::string_view code, std::uint64_t count) {
+  const bool one = code == "fr" ? count < 2 : count == 1;
+  return one ? forms.front() : forms.back();
+}
+
+template <class Text>
+std::basic_string<typename Text::value_type> FillText(Text text, std::initializer_list<Text> with) {
+  std::basic_string<typename Text::value_type> filled;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = text[i];
+    const auto next = i + 1 < text.size() ? text[i + 1] : 0;
+    const std::size_t number =
+        next >= '1' && next <= '9' ? static_cast<std::size_t>(next - '0') : 0;
+    if (c == '%' && number > 0 && number <= with.size()) {
+      filled += *(with.begin() + number - 1);
+      ++i;
+    } else {
+      filled += c;
+    }
+  }
+  return filled;
+}
+
+std::u16string ShownAt(const Speech& speech, std::u16string_view text, int depth);
+
+/// An argument as it is shown.
+std::u16string ShownArgument(const Speech& speech, const PatternMatch::Argument& argument,
+                             int depth) {
+  if (argument.Quoted) return std::u16string(argument.Text);
+  return ShownAt(speech, argument.Text, depth + 1);
+}
+
+std::u16string ShownAt(const Speech& speech, std::u16string_view text, int depth) {
+  if (text.empty() || depth > kDeepest) return std::u16string(text);
+  if (std::optional<std::u16string> number = ScreenNumberOf(text)) return *number;
+  if (const Entry* entry = speech.Find(std::u16string(text))) return entry->Wide.front();
+  if (text[0] >= u'0' && text[0] <= u'9') {
+    const std::optional<DateTime> time = ParseDateTime(text);
+    if (time && DateTimeText(*time) == text) return ScreenDateTime(*time);
+    if (const std::size_t blank = text.find(u' '); blank != text.npos) {
+      // A size: "1.50 MB".
+      const std::u16string_view unit = text.substr(blank);
+      const std::optional<std::u16string> amount = ScreenNumberOf(text.substr(0, blank));
+      if (amount && (unit == u" KB" || unit == u" MB" || unit == u" GB" || unit == u" TB")) {
+        return *amount + std::u16string(unit);
+      }
+    }
+  }
+  const std::optional<PatternMatch> match = speech.Patterns().Match(text);
+  const Entry* entry = match ? speech.Find(std::u16string(match->Id)) : nullptr;
+  if (!entry) return std::u16string(text);
+  std::u16string shown[9];
+  std::uint64_t count = 0;
+  for (const PatternMatch::Argument& argument : match->Arguments) {
+    std::u16string& place = shown[argument.Number - 1];
+    place = ShownArgument(speech, argument, depth);
+    if (argument.Number == 1) {
+      const std::optional<std::int32_t> number = ParseInt(ReplaceAll(argument.Text, u",", u""));
+      count = number && *number >= 0 ? static_cast<std::uint64_t>(*number) : 2;
+    }
+  }
+  std::u16string form = FormFor(entry->Wide, speech.Which.Code, count);
+  if (match->Follows) form += u"%1";
+  return Fill(form, {shown[0], shown[1], shown[2], shown[3], shown[4], shown[5], shown[6], shown[7],
+                     shown[8]});
+}
+
+}  // namespace
+
+std::span<const Language> Languages() {
+  return kLanguages;
+}
+
+const Language* FindLanguage(std::string_view locale) {
+  std::string name(locale.substr(0, locale.find_first_of(".@")));
+  std::ranges::replace(name, '-', '_');
+  const std::string_view language = std::string_view(name).substr(0, name.find('_'));
+  std::string_view code = language;
+  if (language == "zh") {
+    bool traditional = name.find("Hant") != name.npos;
+    for (const std::string_view place : {"_TW", "_HK", "_MO"}) {
+      traditional = traditional || (name.ends_with(place) && name.find("Hans") == name.npos);
+    }
+    code = traditional ? "zh_TW" : "zh_CN";
+  }
+  const auto found = std::ranges::find(kLanguages, code, &Language::Code);
+  return found == std::end(kLanguages) ? nullptr : &*found;
+}
+
+void SetLanguage(std::string_view code) {
+  for (std::size_t place = 0; place < std::size(kLanguages); ++place) {
+    if (kLanguages[place].Code == code) {
+      current_speech.store(&SpeechOf(place), std::memory_order_release);
+    }
+  }
+}
+
+const Language& CurrentLanguage() {
+  const Speech* speech = current_speech.load(std::memory_order_acquire);
+  return speech ? speech->Which : kLanguages[0];
+}
+
+std::u16string_view Tr(std::u16string_view id) {
+  const Entry* entry = Current().Find(std::u16string(id));
+  return entry ? std::u16string_view(entry->Wide.front()) : id;
+}
+
+const char* Tr(const char* id) {
+  const Entry* entry = Current().Find(FromUtf8(id));
+  return entry ? entry->Narrow.front().c_str() : id;
+}
+
+std::u16string_view TrIn(const char* context, std::u16string_view id) {
+  const Entry* entry =
+      Current().Find(FromUtf8(std::string(context) + kContextEnds) + std::u16string(id));
+  return entry ? std::u16string_view(entry->Wide.front()) : id;
+}
+
+std::u16string TrCount(std::u16string_view id, std::uint64_t count) {
+  const Speech& speech = Current();
+  const Entry* entry = speech.Find(std::u16string(id));
+  const std::u16string_view form =
+      entry ? std::u16string_view(FormFor(entry->Wide, speech.Which.Code, count)) : id;
+  return Fill(form, {ScreenNumber(count)});
+}
+
+std::string TrCount(const char* one, const char* many, std::uint64_t count) {
+  const Speech& speech = Current();
+  const Entry* entry = speech.Find(FromUtf8(one));
+  const std::string_view form =
+      entry ? std::string_view(FormFor(entry->Narrow, speech.Which.Code, count))
+            : std::string_view(count == 1 ? one : many);
+  return Fill(form, {ToUtf8(ScreenNumber(count))});
+}
+
+std::u16string Fill(std::u16string_view text,
+                    std::initializer_list<std::u16string_view> arguments) {
+  return FillText(text, arguments);
+}
+
+std::string Fill(std::string_view text, std::initializer_list<std::string_view> arguments) {
+  return FillText(text, arguments);
+}
+
+std::u16string Shown(std::u16string_view text) {
+  const Speech& speech = Current();
+  // The source speaks it.
+  if (&speech.Which == &kLanguages[0]) return std::u16string(text);
+  return ShownAt(speech, text, 0);
+}
+
+}  // namespace kavrel
