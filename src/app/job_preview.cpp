@@ -4,6 +4,7 @@
 
 #include "app/program.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "engine/run_driver.h"
 #include "files/path.h"
 #include "files/place.h"
@@ -93,10 +94,10 @@ std::u16string CheckMounted(const Program& program, std::u16string_view path) {
     const bool reachable = PathKind(path) == 2 || IsOnNetwork(program, path)
                                ? program.Files.HostPath(path).has_value()
                                : program.Files.FolderExists(drive + u"\\");
-    return reachable ? std::u16string() : u"目標磁碟「" + drive + u"」目前無法使用。";
+    return reachable ? std::u16string() : Fill(u"目標磁碟「%1」目前無法使用。", {drive});
   }
   const std::u16string missing = program.Mounts.MissingPoint(path);
-  return missing.empty() ? missing : u"目標磁碟「" + missing + u"」目前沒有掛載。";
+  return missing.empty() ? missing : Fill(u"目標磁碟「%1」目前沒有掛載。", {missing});
 }
 
 }  // namespace
@@ -110,12 +111,12 @@ JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJ
   if (form.KeepInterval || form.Count > 0) preview.Due = DueTimes(job, now);
   if (!Trim(form.Source).empty() && !IsOnNetwork(program, job.Source.Path) &&
       !program.Files.FolderExists(job.Source.Path)) {
-    preview.Warnings.push_back(u"找不到來源資料夾「" + job.Source.Path + u"」。");
+    preview.Warnings.push_back(Fill(u"找不到來源資料夾「%1」。", {job.Source.Path}));
   }
 
   if (form.UsePassword && form.Password.empty()) {
-    preview.Warnings.push_back(u"尚未輸入密碼，壓縮檔將以預設密碼「" +
-                               std::u16string(kDefaultPassword) + u"」加密。");
+    preview.Warnings.push_back(
+        Fill(u"尚未輸入密碼，壓縮檔將以預設密碼「%1」加密。", {kDefaultPassword}));
   }
   if (form.Type == BackupType::Compressed && !program.Archiver.Present()) {
     preview.Warnings.push_back(u"找不到 7-Zip 程式，壓縮備份無法執行。");
@@ -137,8 +138,8 @@ JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJ
     preview.Warnings.push_back(u"排除規則排除了整個來源資料夾，什麼都不會備份。");
   }
   for (const BackupJob* other : SharingJobs(program, at_next_run, folder, job.JobIndex)) {
-    preview.Warnings.push_back(u"排程「" + other->Name +
-                               u"」也備份到這個資料夾，兩者的檔案會混在一起。");
+    preview.Warnings.push_back(
+        Fill(u"排程「%1」也備份到這個資料夾，兩者的檔案會混在一起。", {other->Name}));
   }
   return preview;
 }

@@ -1,5 +1,7 @@
 #include "app/job_status.h"
 
+#include "base/translation.h"
+
 #include "log/log_troubles.h"
 #include "schedule/next_run.h"
 
@@ -98,8 +100,9 @@ std::vector<JobStatus> StatusOfJobs(Program& program, DateTime now,
 }
 
 std::string_view StatusWord(JobWord word) {
-  constexpr std::string_view kWords[kJobWords] = {"ok",     "running", "waiting", "overdue",
-                                                  "failed", "never",   "off"};
+  constexpr std::string_view kWords[kJobWords] = {
+      TrLater("ok"),     TrLater("running"), TrLater("waiting"), TrLater("overdue"),
+      TrLater("failed"), TrLater("never"),   TrLater("off")};
   return kWords[static_cast<std::size_t>(word)];
 }
 

@@ -1,6 +1,7 @@
 #include "app/named_runs.h"
 
 #include "base/number.h"
+#include "base/translation.h"
 
 namespace kavrel {
 
@@ -9,7 +10,7 @@ namespace {
 std::u16string TroubleOf(ExitCode code, const RunReport& report, const BackupJob& job) {
   switch (code) {
     case kSourceMissing:
-      return u"找不到來源資料夾 " + job.Source.Path;
+      return Fill(u"找不到來源資料夾 %1", {job.Source.Path});
     case kNoArchiveProgram:
       return std::u16string(kNoArchiverText);
     case kNoPlace:
@@ -20,8 +21,8 @@ std::u16string TroubleOf(ExitCode code, const RunReport& report, const BackupJob
     case kInterrupted:
       return report.Outcome == RunOutcome::NotStarted ? u"沒有執行" : u"備份中斷";
     default:
-      return u"失敗 " + Grouped(report.Counters.FailedFiles + report.Counters.UnseenFiles) +
-             u" 個檔案";
+      return Fill(TrCountLater(u"失敗 %1 個檔案"),
+                  {Grouped(report.Counters.FailedFiles + report.Counters.UnseenFiles)});
   }
 }
 
@@ -33,7 +34,7 @@ void NamedRuns::Note(ExitCode code, std::u16string trouble) {
 }
 
 void NamedRuns::NoSuchJob(std::u16string_view name) {
-  Note(kNoSuchJob, u"找不到排程「" + std::u16string(name) + u"」");
+  Note(kNoSuchJob, Fill(u"找不到排程「%1」", {name}));
 }
 
 void NamedRuns::Ran(const RunContext& context, const BackupJob& job) {
@@ -47,7 +48,8 @@ void NamedRuns::Ran(const RunContext& context, const BackupJob& job) {
   if (verify_code == kGuarded) Note(verify_code, name + verified->RefusalText);
   if (verify_code == kInterrupted) Note(verify_code, name + u"驗證中斷");
   if (verify_code == kSomeFailed) {
-    Note(verify_code, name + u"驗證有 " + Grouped(verified->Counters.Differences()) + u" 個差異");
+    Note(verify_code, name + Fill(TrCountLater(u"驗證有 %1 個差異"),
+                                  {Grouped(verified->Counters.Differences())}));
   }
 }
 

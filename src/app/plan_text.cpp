@@ -1,6 +1,7 @@
 #include "app/plan_text.h"
 
 #include "base/number.h"
+#include "base/translation.h"
 #include "files/size_text.h"
 
 namespace kavrel {
@@ -35,8 +36,8 @@ PlanSums SumUp(const RunPlan& plan) {
 }
 
 std::u16string SumText(const PlanSum& sum) {
-  std::u16string text = Grouped(sum.Files) + u" 個檔案";
-  if (sum.Folders > 0) text += u"，" + Grouped(sum.Folders) + u" 個資料夾";
+  std::u16string text = Fill(TrCountLater(u"%1 個檔案"), {Grouped(sum.Files)});
+  if (sum.Folders > 0) text += u"，" + Fill(TrCountLater(u"%1 個資料夾"), {Grouped(sum.Folders)});
   if (sum.Bytes > 0) text += u"，" + FormatSize(sum.Bytes, SizeMode::Scaled);
   return text;
 }

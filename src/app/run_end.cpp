@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/number.h"
+#include "base/translation.h"
 #include "engine/states.h"
 #include "log/job_log.h"
 
@@ -10,21 +11,34 @@ namespace kavrel {
 
 namespace {
 
-/// `kind` is 備份, 還原 or 驗證.
-std::u16string Counted(std::u16string_view kind, bool stopped, std::uint64_t done,
+/// What a run is called in what is told of its end. Each ends with a
+/// colon, behind which parts follow that are shown by themselves.
+struct RunWords {
+  std::u16string_view Done, Stopped, NotBegun, Count;
+};
+constexpr RunWords kBackup = {u"備份完成：", u"備份中斷：", u"沒有備份：",
+                              TrCountLater(u"備份 %1 個檔案")};
+constexpr RunWords kRestore = {u"還原完成：", u"還原中斷：", u"沒有還原：",
+                               TrCountLater(u"還原 %1 個檔案")};
+
+std::u16string FailedText(std::uint64_t failed) {
+  return Fill(TrCountLater(u"失敗 %1 個檔案"), {Grouped(failed)});
+}
+
+std::u16string Counted(const RunWords& words, bool stopped, std::uint64_t done,
                        std::uint64_t failed) {
-  std::u16string text(kind);
-  text += stopped ? u"中斷：" : u"完成：";
-  ((text += kind) += u" ") += Grouped(done);
-  return (text += u" 個檔案，失敗 ") += Grouped(failed) + u" 個檔案";
+  std::u16string text(stopped ? words.Stopped : words.Done);
+  text += Fill(words.Count, {Grouped(done)});
+  return (text += u"，") += FailedText(failed);
 }
 
 /// Of a run or a restore that took place.
-void TellCounts(RunEnd& end, std::u16string_view kind, const LastRunResult& result) {
-  end.Text = Counted(kind, result.Stopped, result.CopiedFiles, result.FailedFiles);
-  if (result.FailedFiles > 0) end.Why = u"失敗 " + Grouped(result.FailedFiles) + u" 個檔案";
+void TellCounts(RunEnd& end, const RunWords& words, const LastRunResult& result) {
+  end.Text = Counted(words, result.Stopped, result.CopiedFiles, result.FailedFiles);
+  if (result.FailedFiles > 0) end.Why = FailedText(result.FailedFiles);
   if (result.UnseenFiles > 0) {
-    const std::u16string unseen = u"無法查看 " + Grouped(result.UnseenFiles) + u" 個檔案";
+    const std::u16string unseen =
+        Fill(TrCountLater(u"無法查看 %1 個檔案"), {Grouped(result.UnseenFiles)});
     end.Text += u"，" + unseen;
     end.Why += (end.Why.empty() ? u"" : u"，") + unseen;
   }
@@ -34,36 +48,33 @@ void TellCounts(RunEnd& end, std::u16string_view kind, const LastRunResult& resu
 /// Of one that began and stopped by itself, or never began.
 void TellRefusal(RunEnd& end, std::u16string_view state, const std::u16string& why) {
   end.Why = why;
-  ((end.Text = state) += u"：") += why;
+  (end.Text = state) += why;
   end.Bad = true;
 }
 
-std::u16string Missing(std::u16string_view what, const std::u16string& path,
-                       const std::u16string& more) {
-  std::u16string text(what);
-  text += u" " + path;
+std::u16string NoBackupText(const std::u16string& path, const std::u16string& more) {
+  const std::u16string text = Fill(u"找不到備份資料夾 %1", {path});
   return more.empty() ? text : text + u"，" + more;
 }
 
 std::u16string Differences(const VerifyReport& report) {
   const std::uint32_t differences = report.Counters.Differences();
-  return differences == 0 ? u"" : u"驗證發現 " + Grouped(differences) + u" 個差異";
+  return differences == 0 ? u"" : Fill(TrCountLater(u"驗證發現 %1 個差異"), {Grouped(differences)});
 }
 
 /// What is the same for both directions.
 void TellOutcome(RunEnd& end, const Program& program, const BackupJob& job, RunOutcome outcome,
-                 std::u16string_view kind, const std::u16string& missing) {
+                 const RunWords& words, const std::u16string& missing) {
   end.Failures = program.Context.Report.Failures;
-  const std::u16string not_begun = u"沒有" + std::u16string(kind);
   if (outcome == RunOutcome::SourceMissing) {
-    TellRefusal(end, not_begun, missing);
+    TellRefusal(end, words.NotBegun, missing);
   } else if (outcome == RunOutcome::NoArchiver) {
-    TellRefusal(end, not_begun, std::u16string(kNoArchiverText));
+    TellRefusal(end, words.NotBegun, std::u16string(kNoArchiverText));
   } else if (outcome == RunOutcome::Guarded || outcome == RunOutcome::NoSpace) {
-    TellRefusal(end, std::u16string(kind) + u"中斷", program.Context.Report.RefusalText);
+    TellRefusal(end, words.Stopped, program.Context.Report.RefusalText);
     end.LogPath = program.RunLogPath();
   } else if (outcome == RunOutcome::Ran) {
-    TellCounts(end, kind, job.LastRunResult);
+    TellCounts(end, words, job.LastRunResult);
     end.LogPath = program.RunLogPath();
   }
 }
@@ -72,12 +83,14 @@ void TellOutcome(RunEnd& end, const Program& program, const BackupJob& job, RunO
 
 RunEnd EndOfBackup(const Program& program, const BackupJob& job, RunOutcome outcome) {
   RunEnd end{.Job = job.Name, .Text = {}, .Why = {}, .LogPath = {}};
-  TellOutcome(end, program, job, outcome, u"備份",
+  TellOutcome(end, program, job, outcome, kBackup,
               NoSourceText(job.Source.WorkPath, program.Context.Report.RefusalText));
   const std::optional<VerifyReport>& verified = program.LastVerification();
   if (outcome != RunOutcome::Ran || !verified) return end;
   const std::u16string found = Differences(*verified);
-  end.Text += verified->Stopped ? u"，驗證中斷" : found.empty() ? u"，驗證沒有發現差異" : u"";
+  end.Text += verified->Stopped ? u"，" + std::u16string(u"驗證中斷")
+              : found.empty()   ? u"，" + std::u16string(u"驗證沒有發現差異")
+                                : u"";
   if (!found.empty()) {
     end.Text += u"，" + found;
     end.Why += (end.Why.empty() ? u"" : u"，") + found;
@@ -93,9 +106,8 @@ RunEnd EndOfBackup(const Program& program, const BackupJob& job, RunOutcome outc
 
 RunEnd EndOfRestore(const Program& program, const BackupJob& job, RunOutcome outcome) {
   RunEnd end{.Job = job.Name, .Text = {}, .Why = {}, .LogPath = {}, .Bad = false, .Backup = false};
-  TellOutcome(
-      end, program, job, outcome, u"還原",
-      Missing(u"找不到備份資料夾", job.Source.WorkPath, program.Context.Report.RefusalText));
+  TellOutcome(end, program, job, outcome, kRestore,
+              NoBackupText(job.Source.WorkPath, program.Context.Report.RefusalText));
   return end;
 }
 
@@ -107,7 +119,7 @@ RunEnd EndOfVerification(const BackupJob& job, const VerifyReport& report) {
   end.Why = Differences(report);
   end.Bad = report.Stopped || !end.Why.empty();
   end.Text = std::u16string(report.Stopped ? u"驗證中斷：" : u"驗證完成：") +
-             Grouped(report.Counters.Equal) + u" 個檔案內容相同，" +
+             Fill(TrCountLater(u"%1 個檔案內容相同"), {Grouped(report.Counters.Equal)}) + u"，" +
              (end.Why.empty() ? u"沒有發現差異" : end.Why);
   return end;
 }
@@ -118,10 +130,12 @@ RunEnd EndOfRow(const LogRow& row) {
   end.Bad = IsBadRun(row);
   end.Backup = row.Kind == LogKind::Backup;
   if (row.Kind == LogKind::Verification) {
-    end.Text = StatusText(row) + u"：" + Grouped(row.Unchanged.value_or(0)) + u" 個檔案內容相同，" +
-               Grouped(failed) + u" 個差異";
+    end.Text = StatusText(row) + u"：" +
+               Fill(TrCountLater(u"%1 個檔案內容相同"), {Grouped(row.Unchanged.value_or(0))}) +
+               u"，" + Fill(TrCountLater(u"%1 個差異"), {Grouped(failed)});
   } else if (end.Backup || row.Kind == LogKind::Restore) {
-    end.Text = Counted(end.Backup ? u"備份" : u"還原", row.Stopped, row.Copied.value_or(0), failed);
+    end.Text =
+        Counted(end.Backup ? kBackup : kRestore, row.Stopped, row.Copied.value_or(0), failed);
   }
   return end;
 }
@@ -129,17 +143,16 @@ RunEnd EndOfRow(const LogRow& row) {
 std::u16string RestoreWarning(const Program& program, std::int32_t job_index, RestoreMode mode) {
   const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(job_index)];
   const std::u16string unit = UnitTaken(program.Context, job);
-  std::u16string text = u"從：" + (unit.empty() ? program.DestinationNow(job) : unit);
-  if (job.Compressed && unit.empty()) text += u" 中您選擇的壓縮檔";
-  text += u"\n到：" + job.Source.Path + u"\n\n";
+  const std::u16string from = unit.empty() ? program.DestinationNow(job) : unit;
+  std::u16string text = job.Compressed && unit.empty() ? Fill(u"從：%1 中您選擇的壓縮檔", {from})
+                                                       : Fill(u"從：%1", {from});
+  text += u"\n" + Fill(u"到：%1", {job.Source.Path}) + u"\n\n";
   // Nothing is compared with what an archive holds.
-  if (mode == RestoreMode::Incremental && !job.Compressed) {
-    text +=
-        u"與備份不同的同名檔案會被備份取代，比備份新的也一樣，其中的變更將會遺失；相同的檔案不動。";
-  } else {
-    text += u"所有同名的檔案都會被備份取代，備份之後的變更將會遺失。";
-  }
-  return text + u"其他檔案不會移除。";
+  return text +=
+         mode == RestoreMode::Incremental && !job.Compressed
+             ? u"與備份不同的同名檔案會被備份取代，比備份新的也一樣，其中的變更將會遺失；相同"
+               u"的檔案不動。其他檔案不會移除。"
+             : u"所有同名的檔案都會被備份取代，備份之後的變更將會遺失。其他檔案不會移除。";
 }
 
 std::u16string EndText(std::span<const RunEnd> ends) {
@@ -147,13 +160,14 @@ std::u16string EndText(std::span<const RunEnd> ends) {
   const auto is_bad = [](const RunEnd& end) { return end.Bad; };
   const auto bad = std::count_if(ends.begin(), ends.end(), is_bad);
   const auto told = std::find_if(ends.begin(), ends.end(), is_bad);
-  const std::u16string all = Grouped(ends.size()) + u" 個排程";
-  if (ends.size() > 1 && bad == 0) return all + u"備份完成";
+  if (ends.size() > 1 && bad == 0) {
+    return Fill(TrCountLater(u"%1 個排程備份完成"), {Grouped(ends.size())});
+  }
   const RunEnd& one = bad > 0 ? *told : ends.front();
-  const std::u16string text = u"「" + one.Job + u"」" + one.Text;
-  if (ends.size() == 1) return text;
-  return all + u"中有 " + Grouped(static_cast<std::uint64_t>(bad)) + u" 個沒有完整執行：" + text +
-         (bad > 1 ? u" …" : u"");
+  if (ends.size() == 1) return Fill(TrLater(u"「%1」%2"), {one.Job, one.Text});
+  return Fill(bad > 1 ? u"%1 個排程中有 %2 個沒有完整執行：「%3」%4 …"
+                      : u"%1 個排程中有 %2 個沒有完整執行：「%3」%4",
+              {Grouped(ends.size()), Grouped(static_cast<std::uint64_t>(bad)), one.Job, one.Text});
 }
 
 }  // namespace kavrel

@@ -5,6 +5,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "schedule/next_run.h"
 #include "schedule/pause.h"
 
@@ -48,7 +49,7 @@ Trouble TroubleOf(const BackupJob& job, const Last& last) {
   }
   if (last.Run && last.Run->Stopped) return {HealthCause::Interrupted, StatusText(*last.Run)};
   if (last.Run && IsBadRun(*last.Run)) {
-    return {HealthCause::FilesFailed, u"失敗 " + failed(*last.Run) + u" 個檔案"};
+    return {HealthCause::FilesFailed, Fill(TrCountLater(u"失敗 %1 個檔案"), {failed(*last.Run)})};
   }
   if (job.Extras.Unseen) return {HealthCause::FilesUnseen, u"有檔案無法查看"};
   // Its row has been removed from the list, or could not be written.
@@ -56,7 +57,7 @@ Trouble TroubleOf(const BackupJob& job, const Last& last) {
   if (!last.Verification || !IsBadRun(*last.Verification)) return {};
   const LogRow& verified = *last.Verification;
   if (verified.Stopped) return {HealthCause::NotVerified, StatusText(verified)};
-  return {HealthCause::Differences, u"驗證發現 " + failed(verified) + u" 個差異"};
+  return {HealthCause::Differences, Fill(TrCountLater(u"驗證發現 %1 個差異"), {failed(verified)})};
 }
 
 /// The log of what went badly.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/number.h"
+#include "base/translation.h"
 #include "files/size_text.h"
 
 namespace kavrel {
@@ -24,21 +25,24 @@ std::u16string OfTotal(const std::u16string& done, bool known, const std::u16str
 }
 
 std::u16string LeftText(std::int64_t seconds) {
-  if (seconds < 60) return Decimal(seconds) + u" 秒";
-  if (seconds < 3600) return Decimal(seconds / 60) + u" 分 " + Decimal(seconds % 60) + u" 秒";
-  return Decimal(seconds / 3600) + u" 小時 " + Decimal(seconds / 60 % 60) + u" 分";
+  if (seconds < 60) return Fill(TrCountLater(u"%1 秒"), {Decimal(seconds)});
+  if (seconds < 3600) return Fill(u"%1 分 %2 秒", {Decimal(seconds / 60), Decimal(seconds % 60)});
+  return Fill(u"%1 小時 %2 分", {Decimal(seconds / 3600), Decimal(seconds / 60 % 60)});
 }
 
 std::u16string DoneText(const RunFigures& figures) {
   const bool known = figures.TotalKnown;
-  return OfTotal(Grouped(figures.FilesDone), known, Grouped(figures.FilesTotal)) + u" 個檔案，" +
+  return Fill(TrCountLater(u"%1 個檔案"),
+              {OfTotal(Grouped(figures.FilesDone), known, Grouped(figures.FilesTotal))}) +
+         u"，" +
          OfTotal(FormatSize(figures.BytesDone, SizeMode::Scaled), known,
                  FormatSize(figures.BytesTotal, SizeMode::Scaled));
 }
 
 std::u16string PercentText(const RunFigures& figures) {
   std::u16string text = figures.Percent < 0 ? u"準備中" : Decimal(figures.Percent) + u" %";
-  if (figures.FilesDone > 0) text += u"，" + Grouped(figures.FilesDone) + u" 個檔案";
+  if (figures.FilesDone > 0)
+    text += u"，" + Fill(TrCountLater(u"%1 個檔案"), {Grouped(figures.FilesDone)});
   if (figures.BytesDone > 0) text += u"，" + FormatSize(figures.BytesDone, SizeMode::Scaled);
   return text;
 }
@@ -49,11 +53,10 @@ std::u16string ProgressText(const RunFigures& figures) {
   std::u16string text =
       u"整體進度：" + (figures.ByPercent ? PercentText(figures) : DoneText(figures));
   if (figures.BytesPerSecond >= 0) {
-    text += u"，" +
-            FormatSize(static_cast<std::uint64_t>(figures.BytesPerSecond), SizeMode::Scaled) +
-            u"/秒";
+    text += u"，" + Fill(u"%1/秒", {FormatSize(static_cast<std::uint64_t>(figures.BytesPerSecond),
+                                               SizeMode::Scaled)});
   }
-  if (figures.SecondsLeft >= 0) text += u"，剩餘約 " + LeftText(figures.SecondsLeft);
+  if (figures.SecondsLeft >= 0) text += u"，" + Fill(u"剩餘約 %1", {LeftText(figures.SecondsLeft)});
   return text;
 }
 

@@ -11,6 +11,7 @@
 #include "archive/packed_files.h"
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "base/wildcard.h"
 #include "files/error_text.h"
 #include "files/folder_identity.h"
@@ -26,8 +27,10 @@ namespace {
 constexpr std::u16string_view kRule =
     u"--------------- ------- ---------- -------- ---------- ------------------------------------";
 constexpr std::u16string_view kHeading =
+    // not translated: a list of files has it so
     u"  檔 案 大 小    類 型    日  期    時  間   CRC 校驗  檔 案 名 稱";
 constexpr std::size_t kRowStart = 55;
+// not translated: a name of files
 constexpr std::u16string_view kArchiveNames = u"####年##月##日##時.7z";
 
 /// True for an archive that a run has made, and for an unfinished one; with `marks`, for what tells
@@ -425,8 +428,8 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
     log.WriteJobLog(row + entry.FileName);
   }
   log.WriteJobLog(std::u16string(kRule) + u"\r\n" + std::u16string(kRowStart, u' ') +
-                  u"檔案 / 資料夾總計： " + Decimal(archiver.ArrayCount() + 1) + u" 個\r\n" +
-                  std::u16string(kRule) + u"\r\n");
+                  Fill(u"檔案 / 資料夾總計： %1 個", {Decimal(archiver.ArrayCount() + 1)}) +
+                  u"\r\n" + std::u16string(kRule) + u"\r\n");
 }
 
 std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder,

@@ -289,6 +289,7 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
   if (hangs) {
     constexpr int kFatal = 2;
     const bool is_content = std::find(arguments.begin(), arguments.end(), "-so") != arguments.end();
+    // not translated: stands among that program's own words
     if (!is_content) output += "\n7-Zip 已有數分鐘沒有任何動作，已將它結束。\n";
     return kFatal;
   }

@@ -6,6 +6,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 
 namespace kavrel {
 
@@ -266,21 +267,24 @@ std::u16string BannerTime(DateTime time) {
 }
 
 std::u16string_view ShortWeekdayName(int weekday) {
-  constexpr std::u16string_view kNames[] = {u"週日", u"週一", u"週二", u"週三",
-                                            u"週四", u"週五", u"週六"};
+  constexpr std::u16string_view kNames[] = {TrLater(u"週日"), TrLater(u"週一"), TrLater(u"週二"),
+                                            TrLater(u"週三"), TrLater(u"週四"), TrLater(u"週五"),
+                                            TrLater(u"週六")};
   return kNames[weekday - 1];
 }
 
 std::u16string_view WeekdayName(int weekday) {
-  constexpr std::u16string_view kNames[] = {u"星期日", u"星期一", u"星期二", u"星期三",
-                                            u"星期四", u"星期五", u"星期六"};
+  constexpr std::u16string_view kNames[] = {
+      TrLater(u"星期日"), TrLater(u"星期一"), TrLater(u"星期二"), TrLater(u"星期三"),
+      TrLater(u"星期四"), TrLater(u"星期五"), TrLater(u"星期六")};
   return kNames[weekday - 1];
 }
 
 std::u16string_view MonthName(int month) {
-  constexpr std::u16string_view kNames[] = {u"一月", u"二月", u"三月",   u"四月",
-                                            u"五月", u"六月", u"七月",   u"八月",
-                                            u"九月", u"十月", u"十一月", u"十二月"};
+  constexpr std::u16string_view kNames[] = {
+      TrLater(u"一月"), TrLater(u"二月"), TrLater(u"三月"),   TrLater(u"四月"),
+      TrLater(u"五月"), TrLater(u"六月"), TrLater(u"七月"),   TrLater(u"八月"),
+      TrLater(u"九月"), TrLater(u"十月"), TrLater(u"十一月"), TrLater(u"十二月")};
   return kNames[month - 1];
 }
 

@@ -110,6 +110,10 @@ std::optional<std::u16string> ScreenNumberOf(std::u16string_view text) {
   return shown;
 }
 
+bool ShowsHalfDays() {
+  return Current().Time.empty();
+}
+
 bool WeekBeginsOnMonday() {
   return Current().Monday;
 }

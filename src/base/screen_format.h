@@ -21,6 +21,9 @@ std::u16string ScreenNumber(std::uint64_t value);
 /// A number that Grouped, GroupedFixed or Decimal has written; nothing for any other text.
 std::optional<std::u16string> ScreenNumberOf(std::u16string_view text);
 
+/// Whether times are told in twelve hours, with a designator.
+bool ShowsHalfDays();
+
 /// Whether a week begins with Monday, else with Sunday.
 bool WeekBeginsOnMonday();
 

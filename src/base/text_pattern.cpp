@@ -12,7 +12,20 @@ bool IsMark(std::u16string_view text, std::size_t place) {
 }
 
 bool IsChinese(char16_t c) {
-  return c >= 0x4E00 && c <= 0x9FFF;
+  return (c >= 0x4E00 && c <= 0x9FFF) || c == u'「' || c == u'【';
+}
+
+/// Whether the argument before this literal is a count.
+bool Measures(std::u16string_view literal) {
+  for (const std::u16string_view word :
+       {u" 個", u" 份", u" 筆", u" 秒", u" 分", u" 小時", u" 天", u" 位元", u" %"}) {
+    if (literal.starts_with(word)) return true;
+  }
+  return false;
+}
+
+bool IsCount(std::u16string_view text) {
+  return !text.empty() && text.find_first_not_of(u"0123456789,. /") == text.npos;
 }
 
 bool Opens(std::u16string_view literal) {
@@ -102,7 +115,10 @@ std::optional<PatternMatch> TextPatterns::Apply(const Pattern& pattern, std::u16
                                                 bool& fits) {
   const std::optional<Pieces> left = PiecesOf(pattern.Literals, text, true);
   fits = left.has_value();
-  if (!left || left != PiecesOf(pattern.Literals, text, false)) return std::nullopt;
+  for (std::size_t i = 0; fits && i < left->size(); ++i) {
+    fits = !Measures(pattern.Literals[i + 1]) || IsCount((*left)[i]);
+  }
+  if (!fits || left != PiecesOf(pattern.Literals, text, false)) return std::nullopt;
   PatternMatch match;
   match.Id = pattern.Id;
   match.Follows = pattern.Follows;

@@ -129,48 +129,105 @@ std::basic_string<typename Text::value_type> FillText(Text text, std::initialize
   return filled;
 }
 
-std::u16string ShownAt(const Speech& speech, std::u16string_view text, int depth);
-
-/// An argument as it is shown.
-std::u16string ShownArgument(const Speech& speech, const PatternMatch::Argument& argument,
-                             int depth) {
-  if (argument.Quoted) return std::u16string(argument.Text);
-  return ShownAt(speech, argument.Text, depth + 1);
-}
+std::optional<std::u16string> Known(const Speech& speech, std::u16string_view text, int depth);
 
 std::u16string ShownAt(const Speech& speech, std::u16string_view text, int depth) {
-  if (text.empty() || depth > kDeepest) return std::u16string(text);
-  if (std::optional<std::u16string> number = ScreenNumberOf(text)) return *number;
-  if (const Entry* entry = speech.Find(std::u16string(text))) return entry->Wide.front();
-  if (text[0] >= u'0' && text[0] <= u'9') {
-    const std::optional<DateTime> time = ParseDateTime(text);
-    if (time && DateTimeText(*time) == text) return ScreenDateTime(*time);
-    if (const std::size_t blank = text.find(u' '); blank != text.npos) {
-      // A size: "1.50 MB".
-      const std::u16string_view unit = text.substr(blank);
-      const std::optional<std::u16string> amount = ScreenNumberOf(text.substr(0, blank));
-      if (amount && (unit == u" KB" || unit == u" MB" || unit == u" GB" || unit == u" TB")) {
-        return *amount + std::u16string(unit);
-      }
-    }
+  return Known(speech, text, depth).value_or(std::u16string(text));
+}
+
+/// Pieces that are all known, behind each other with `shown_separator`; nothing when one is not.
+std::optional<std::u16string> KnownPieces(const Speech& speech, std::u16string_view text,
+                                          std::u16string_view separator,
+                                          std::u16string_view shown_separator, int depth) {
+  if (text.find(separator) == text.npos) return std::nullopt;
+  std::u16string shown;
+  for (std::u16string_view rest = text;;) {
+    const std::size_t end = rest.find(separator);
+    const std::optional<std::u16string> piece = Known(speech, rest.substr(0, end), depth + 1);
+    if (!piece) return std::nullopt;
+    shown += *piece;
+    if (end == rest.npos) return shown;
+    shown += shown_separator;
+    rest.remove_prefix(end + separator.size());
   }
+}
+
+/// A number, one with a unit ("1.50 MB", "40 %"), or a date-time.
+std::optional<std::u16string> KnownFigure(std::u16string_view text) {
+  if (text.front() < u'0' || text.front() > u'9') return std::nullopt;
+  const std::size_t blank = text.find(u' ');
+  if (blank == text.npos) return ScreenNumberOf(text);
+  for (const std::u16string_view unit : {u" KB", u" MB", u" GB", u" TB", u" %"}) {
+    if (text.substr(blank) != unit) continue;
+    const std::optional<std::u16string> amount = ScreenNumberOf(text.substr(0, blank));
+    if (amount) return *amount + std::u16string(unit);
+  }
+  const std::optional<DateTime> time = ParseDateTime(text);
+  if (time && DateTimeText(*time) == text) return ScreenDateTime(*time);
+  return std::nullopt;
+}
+
+/// Two that are known, the second in parentheses: "1.50 MB (1,572,864 位元)". Before a system's
+/// error stands what failed, in words of its own.
+std::optional<std::u16string> KnownWithMore(const Speech& speech, std::u16string_view text,
+                                            int depth) {
+  const std::size_t open = text.find(u" (");
+  if (open == text.npos || !text.ends_with(u')')) return std::nullopt;
+  const auto first = Known(speech, text.substr(0, open), depth + 1);
+  const auto second = Known(speech, text.substr(open + 2, text.size() - open - 3), depth + 1);
+  const bool of_error = text.substr(open + 2).starts_with(u"錯誤");
+  if (!second || (!first && !of_error)) return std::nullopt;
+  return first.value_or(std::u16string(text.substr(0, open))) + u" (" + *second + u")";
+}
+
+/// What an id with arguments has become.
+std::optional<std::u16string> KnownPattern(const Speech& speech, std::u16string_view text,
+                                           int depth) {
   const std::optional<PatternMatch> match = speech.Patterns().Match(text);
   const Entry* entry = match ? speech.Find(std::u16string(match->Id)) : nullptr;
-  if (!entry) return std::u16string(text);
+  if (!entry) return std::nullopt;
   std::u16string shown[9];
   std::uint64_t count = 0;
   for (const PatternMatch::Argument& argument : match->Arguments) {
-    std::u16string& place = shown[argument.Number - 1];
-    place = ShownArgument(speech, argument, depth);
-    if (argument.Number == 1) {
-      const std::optional<std::int32_t> number = ParseInt(ReplaceAll(argument.Text, u",", u""));
-      count = number && *number >= 0 ? static_cast<std::uint64_t>(*number) : 2;
-    }
+    shown[argument.Number - 1] =
+        argument.Quoted ? std::u16string(argument.Text) : ShownAt(speech, argument.Text, depth + 1);
+    if (argument.Number != 1) continue;
+    const std::optional<std::int32_t> number = ParseInt(ReplaceAll(argument.Text, u",", u""));
+    // What is no number, or a large one, is not one of anything.
+    count = number && *number >= 0 ? static_cast<std::uint64_t>(*number) : 2;
   }
   std::u16string form = FormFor(entry->Wide, speech.Which.Code, count);
   if (match->Follows) form += u"%1";
   return Fill(form, {shown[0], shown[1], shown[2], shown[3], shown[4], shown[5], shown[6], shown[7],
                      shown[8]});
+}
+
+/// What a line of a log tells in front of a path: such a line begins with ": ", and ends with a
+/// colon where the path begins.
+std::optional<std::u16string> KnownHead(const Speech& speech, std::u16string_view text) {
+  constexpr std::u16string_view kBefore = u": ";
+  const Entry* entry = speech.Find(std::u16string(kBefore) + std::u16string(text) + u"：");
+  if (!entry) return std::nullopt;
+  std::u16string_view head = entry->Wide.front();
+  if (head.starts_with(kBefore)) head.remove_prefix(kBefore.size());
+  while (!head.empty() && (head.back() == u'：' || head.back() == u':' || head.back() == u' ' ||
+                           head.back() == u'\u00A0')) {
+    head.remove_suffix(1);
+  }
+  return std::u16string(head);
+}
+
+std::optional<std::u16string> Known(const Speech& speech, std::u16string_view text, int depth) {
+  if (text.empty() || depth > kDeepest) return std::nullopt;
+  if (const Entry* entry = speech.Find(std::u16string(text))) return entry->Wide.front();
+  std::optional<std::u16string> shown = KnownFigure(text);
+  if (!shown) shown = KnownPieces(speech, text, u" / ", u" / ", depth);
+  if (!shown) shown = KnownPieces(speech, text, u"，", Tr(u"，"), depth);
+  if (!shown) shown = KnownPieces(speech, text, u", ", u", ", depth);
+  if (!shown) shown = KnownWithMore(speech, text, depth);
+  if (!shown) shown = KnownPattern(speech, text, depth);
+  if (!shown) shown = KnownHead(speech, text);
+  return shown;
 }
 
 }  // namespace
@@ -254,7 +311,15 @@ std::u16string Shown(std::u16string_view text) {
   const Speech& speech = Current();
   // The source speaks it.
   if (&speech.Which == &kLanguages[0]) return std::u16string(text);
-  return ShownAt(speech, text, 0);
+  std::u16string shown;
+  for (std::u16string_view rest = text;;) {
+    if (const std::optional<std::u16string> whole = Known(speech, rest, 0)) return shown + *whole;
+    const std::size_t end = rest.find(u'\n');
+    shown += ShownAt(speech, rest.substr(0, end), 0);
+    if (end == rest.npos) return shown;
+    shown += u'\n';
+    rest.remove_prefix(end + 1);
+  }
 }
 
 }  // namespace kavrel

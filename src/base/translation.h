@@ -60,9 +60,10 @@ std::u16string Fill(std::u16string_view text, std::initializer_list<std::u16stri
 std::string Fill(std::string_view text, std::initializer_list<std::string_view> arguments);
 
 /// A text that was composed in the source's language, as it is shown: an id, or one that Fill has
-/// made of an id, or what follows an id that ends with a colon. Of such, arguments that are not in
-/// quotation marks are shown in turn; numbers, sizes and date-times, too. Where it cannot be told
-/// with certainty which part is which argument, and for any other text, the text as it is.
+/// made of an id, or an id that ends with a colon and what follows it, or several of these with
+/// commas between them, or lines of them. Arguments that are not in quotation marks are shown in
+/// turn; numbers, sizes and date-times, too. Where it cannot be told with certainty which part is
+/// which argument, and for any other text, the text as it is.
 std::u16string Shown(std::u16string_view text);
 
 }  // namespace kavrel

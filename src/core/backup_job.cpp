@@ -4,6 +4,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -18,11 +19,11 @@ struct Interval {
 
 /// By IntervalKind.
 constexpr Interval kIntervals[] = {
-    {&BackupJob::EveryMinutes, 60, u" 分", u"每幾分鐘內備份一次"},
-    {&BackupJob::EveryHours, 24, u" 個小時", u"每幾小時內備份一次"},
-    {&BackupJob::EveryDays, 7, u" 天", u"每幾天內備份一次"},
-    {&BackupJob::EveryWeeks, 5, u" 個星期", u"每幾週內備份一次"},
-    {&BackupJob::EveryMonths, 12, u" 個月", u"每幾個月內備份一次"},
+    {&BackupJob::EveryMinutes, 60, TrCountLater(u"%1 分"), u"每幾分鐘內備份一次"},
+    {&BackupJob::EveryHours, 24, TrCountLater(u"%1 個小時"), u"每幾小時內備份一次"},
+    {&BackupJob::EveryDays, 7, TrCountLater(u"%1 天"), u"每幾天內備份一次"},
+    {&BackupJob::EveryWeeks, 5, TrCountLater(u"%1 個星期"), u"每幾週內備份一次"},
+    {&BackupJob::EveryMonths, 12, TrCountLater(u"%1 個月"), u"每幾個月內備份一次"},
 };
 
 const Interval& IntervalOf(IntervalKind kind) {
@@ -129,16 +130,16 @@ std::u16string_view PasswordText(bool use_password) {
 
 std::u16string SizeLimitText(const BackupJob& job) {
   if (!job.LimitFileSize) return u"不限制大小";
-  return u"限制 ( " + Decimal(job.MaxFileSizeKB) + u" ) KB";
+  return Fill(u"限制 ( %1 ) KB", {Decimal(job.MaxFileSizeKB)});
 }
 
 std::u16string IntervalText(const BackupJob& job) {
-  std::u16string text = u"每 ";
+  std::u16string every;
   for (const Interval& interval : kIntervals) {
     const std::int32_t count = job.*interval.Component;
-    if (count > 0) text += Decimal(count) + std::u16string(interval.Unit);
+    if (count > 0) every += Fill(interval.Unit, {Decimal(count)});
   }
-  return text + u"備份一次";
+  return Fill(u"每 %1備份一次", {every});
 }
 
 std::u16string RefusedDaysText(std::int32_t refused_days) {
@@ -153,13 +154,13 @@ std::u16string RefusedDaysText(std::int32_t refused_days) {
 
 std::u16string GuardText(const ExtraSettings& extras) {
   if (!extras.GuardMirror) return std::u16string(OnOffText(false));
-  return std::u16string(OnOffText(true)) + u" ( 超過 " + Decimal(extras.GuardPercent) +
-         u" %，至少 " + Decimal(extras.GuardFewest) + u" 個檔案 )";
+  return Fill(u"啟動 ( 超過 %1 %，至少 %2 個檔案 )",
+              {Decimal(extras.GuardPercent), Decimal(extras.GuardFewest)});
 }
 
 std::u16string KeepText(const ExtraSettings& extras) {
   if (extras.KeepNewest == 0) return u"全部保留";
-  return u"最新 " + Decimal(extras.KeepNewest) + u" 份";
+  return Fill(TrCountLater(u"最新 %1 份"), {Decimal(extras.KeepNewest)});
 }
 
 }  // namespace kavrel

@@ -5,6 +5,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -88,8 +89,8 @@ std::u16string FormCheckMessage(FormCheck check, const JobForm& form) {
     case FormCheck::NoInterval:
       return u"請選擇一個您所要備份的時間！";
     case FormCheck::WeekdayRefused:
-      return u"您的指定的 " + std::u16string(WeekdayName(ToCivil(form.Start).Weekday)) +
-             u" 時間並無法讓備份排程正常進行！";
+      return Fill(u"您的指定的 %1 時間並無法讓備份排程正常進行！",
+                  {WeekdayName(ToCivil(form.Start).Weekday)});
     case FormCheck::AllDaysRefused:
       return u"您所指定的星期無法辨識，備份排程將會無法正常進行！";
     case FormCheck::DuplicateName:
@@ -99,8 +100,7 @@ std::u16string FormCheckMessage(FormCheck check, const JobForm& form) {
     case FormCheck::NoDestination:
       return u"請先指定要備份的目標資料夾。";
     case FormCheck::Unstorable:
-      return u"「" + std::u16string(UnstorableField(form)) +
-             u"」含有定位字元或換行字元，無法儲存，請重新指定。";
+      return Fill(u"「%1」含有定位字元或換行字元，無法儲存，請重新指定。", {UnstorableField(form)});
     case FormCheck::Ok:
     case FormCheck::NoName:
       break;
@@ -199,9 +199,9 @@ BackupJob DuplicateJob(const BackupJob& job, const std::vector<BackupJob>& jobs)
   duplicate.RunStarted = duplicate.LastRun = kZeroDate;
   duplicate.LastRunResult = {};
   ForgetRuns(duplicate.Extras);
-  duplicate.Name = job.Name + u" - 複本";
+  duplicate.Name = Fill(u"%1 - 複本", {job.Name});
   for (int number = 2; IsTaken(duplicate.Name, jobs, -1); ++number) {
-    duplicate.Name = job.Name + u" - 複本 " + Decimal(number);
+    duplicate.Name = Fill(u"%1 - 複本 %2", {job.Name, Decimal(number)});
   }
   return duplicate;
 }

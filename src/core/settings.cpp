@@ -2,6 +2,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 
 namespace kavrel {
 
@@ -14,11 +15,16 @@ constexpr SettingInfo kSettings[] = {
     {u"OutWidth3", 0, 0},       {u"OutWidth4", 0, 0},       {u"OutWidth5", 0, 0},
     {u"OutWidth6", 0, 0},       {u"OutWidth7", 0, 0},       {u"OutWidth8", 0, 0},
     {u"OutWidth9", 0, 0},       {u"OutWidth10", 0, 0},      {u"OutWidth11", 0, 1},
-    {u"StartMin", 0, 0},        {u"Morlund", 0, 0},
+    {u"StartMin", 0, 0},        {u"Morlund", 0, 0},         {u"Language", kLanguageSetting, 0},
 };
 
 std::u16string OutWidthName(int column) {
   return u"OutWidth" + Decimal(column);
+}
+
+bool IsLanguage(std::string_view code) {
+  const kavrel::Language* language = FindLanguage(code);
+  return language && language->Code == code;
 }
 
 std::u16string_view SwitchText(bool on) {
@@ -39,11 +45,16 @@ const SettingInfo* FindSetting(std::u16string_view name) {
 }
 
 std::u16string Settings::TextOf(const SettingInfo& setting) const {
+  if (setting.Last == kLanguageSetting) return FromUtf8(Language());
   if (setting.Last > 0) return Decimal(ReadIndex(setting.Name));
   return std::u16string(SwitchText(ReadSwitch(setting.Name)));
 }
 
 bool Settings::SetText(const SettingInfo& setting, std::u16string_view text) {
+  if (setting.Last == kLanguageSetting) {
+    const std::string code = ToUtf8(text);
+    return (code.empty() || IsLanguage(code)) && SetLanguage(code);
+  }
   if (setting.Last > 0) {
     const std::optional<std::int32_t> index = ParseInt(text);
     return index && *index >= 0 && *index <= setting.Last &&
@@ -96,6 +107,11 @@ bool Settings::Autostart() const {
   return ReadSwitch(u"Morlund");
 }
 
+std::string_view Settings::Language() const {
+  const std::string code = ToUtf8(store_.Get(u"Language").value_or(std::u16string()));
+  return IsLanguage(code) ? FindLanguage(code)->Code : std::string_view();
+}
+
 bool Settings::SetProcessPriority(std::int32_t index) {
   return store_.Set(u"ProcessPriority", Decimal(index));
 }
@@ -122,6 +138,9 @@ bool Settings::SetStartMin(bool on) {
 }
 bool Settings::SetAutostart(bool on) {
   return store_.Set(u"Morlund", SwitchText(on));
+}
+bool Settings::SetLanguage(std::string_view code) {
+  return store_.Set(u"Language", FromUtf8(code));
 }
 
 }  // namespace kavrel

@@ -11,11 +11,13 @@
 
 namespace kavrel {
 
-/// One stored setting: a choice from 0 to Last, or a switch when Last is 0 (Default 1 = on).
+/// One stored setting: a choice from 0 to Last, or a switch when Last is 0 (Default 1 = on), or the
+/// code of a language when it is kLanguageSetting.
 struct SettingInfo {
   std::u16string_view Name;
   std::int32_t Last, Default;
 };
+inline constexpr std::int32_t kLanguageSetting = -1;
 
 /// All of them.
 std::span<const SettingInfo> AllSettings();
@@ -40,6 +42,8 @@ class Settings {
   bool OutWidth(int column) const;  ///< column switch 0-11; only the last is on by default
   bool StartMin() const;
   bool Autostart() const;  ///< stored under the name "Morlund"
+  /// The code of a language of the program; empty for the one of the system.
+  std::string_view Language() const;
 
   /// Each returns false when the settings file could not be written.
   bool SetProcessPriority(std::int32_t index);
@@ -51,8 +55,9 @@ class Settings {
   bool SetOutWidth(int column, bool on);
   bool SetStartMin(bool on);
   bool SetAutostart(bool on);
+  bool SetLanguage(std::string_view code);
 
-  /// Any setting as text: a number, "True" or "False".
+  /// Any setting as text: a number, "True" or "False", a language's code.
   std::u16string TextOf(const SettingInfo& setting) const;
   /// Sets it from such text. False when the text is out of range, or could not be written.
   bool SetText(const SettingInfo& setting, std::u16string_view text);

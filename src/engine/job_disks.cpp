@@ -269,11 +269,17 @@ class JobDisks {
     // Reached by another path, its disk is what it is known by; below its point, the folder, too.
     const bool elsewhere = !mark.empty() && !IsAtOrBelow(place, known.Point);
     if (!of_root && Knows(known, mark) && (at_point || elsewhere)) return {};
-    std::u16string text(known.OfSource ? u"來源" : u"目標");
-    if (at_point || of_root) return (text += u"磁碟不是先前的那一個：") += now;
+    const bool of_source = known.OfSource;
+    if (at_point || of_root) {
+      return (of_source ? u"來源磁碟不是先前的那一個：" : u"目標磁碟不是先前的那一個：") +
+             std::u16string(now);
+    }
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
-    if (!mounted) return (text += u"磁碟沒有掛載：") += known.Point;
-    return ((text += u"不在先前的磁碟上：") += place);
+    if (!mounted) {
+      return (of_source ? u"來源磁碟沒有掛載：" : u"目標磁碟沒有掛載：") + known.Point;
+    }
+    return (of_source ? u"來源不在先前的磁碟上：" : u"目標不在先前的磁碟上：") +
+           std::u16string(place);
   }
 
   std::u16string MatterWith(const KnownMount& known) const {
@@ -283,10 +289,13 @@ class JobDisks {
     if (mounted && known.Marks.empty()) return {};
     // What a run may do without, a restore would fill.
     if (!mounted && KeepsAll() && !scope_.Restores && Knows(known, kNothing)) return {};
-    std::u16string text(known.OfSource ? u"來源" : u"目標");
-    text += u"資料夾中的";
-    text += mounted ? u"磁碟不是先前的那一個：" : u"磁碟沒有掛載：";
-    return text += known.Point;
+    const char16_t* text =
+        known.OfSource ? u"來源資料夾中的磁碟沒有掛載：" : u"目標資料夾中的磁碟沒有掛載：";
+    if (mounted) {
+      text = known.OfSource ? u"來源資料夾中的磁碟不是先前的那一個："
+                            : u"目標資料夾中的磁碟不是先前的那一個：";
+    }
+    return text + known.Point;
   }
 
   /// A disk that no run has met, mounted over a folder that a run deals with. It hides what that
@@ -298,7 +307,8 @@ class JobDisks {
         of_source ? BackupHolds(below)
                   : scope_.Restores || context_.Files.Status(JoinPath(job_.Source.WorkPath, below));
     if (!matters) return {};
-    return std::u16string(of_source ? u"來源" : u"目標") + u"資料夾中掛載了先前沒有的磁碟：" +
+    return (of_source ? u"來源資料夾中掛載了先前沒有的磁碟："
+                      : u"目標資料夾中掛載了先前沒有的磁碟：") +
            point;
   }
 

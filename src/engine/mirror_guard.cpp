@@ -6,6 +6,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "engine/into_plan.h"
 #include "engine/refusal.h"
 #include "engine/sync_folder.h"
@@ -172,7 +173,7 @@ std::u16string Objection(const RunContext& context, const BackupJob& job, const 
   const std::uint64_t all = ahead.Removed() + ahead.Kept;
   if (ahead.Removed() >= static_cast<std::uint64_t>(extras.GuardFewest) &&
       ahead.Removed() * 100 > all * static_cast<std::uint64_t>(extras.GuardPercent)) {
-    return u"要移除的檔案超過目標資料夾的 " + Decimal(extras.GuardPercent) + u" %";
+    return Fill(u"要移除的檔案超過目標資料夾的 %1 %", {Decimal(extras.GuardPercent)});
   }
   return {};
 }
@@ -184,8 +185,8 @@ std::u16string LookForObjection(const RunContext& context, const BackupJob& job,
   ahead.Run();
   const std::u16string objection = Objection(context, job, ahead);
   if (objection.empty()) return {};
-  return objection + u"，將移除 " + Grouped(ahead.Removed()) + u" 個檔案，保留 " +
-         Grouped(ahead.Kept) + u" 個";
+  return objection + u"，" + Fill(TrCountLater(u"將移除 %1 個檔案"), {Grouped(ahead.Removed())}) +
+         u"，" + Fill(TrCountLater(u"保留 %1 個"), {Grouped(ahead.Kept)});
 }
 
 }  // namespace

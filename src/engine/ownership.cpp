@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/translation.h"
 #include "engine/job_disks.h"
 #include "engine/refusal.h"
 #include "engine/run_context.h"
@@ -58,11 +59,11 @@ std::vector<OwnerMark::Owner> OthersOf(const OwnerMark& mark, const BackupJob& j
 std::u16string BelongsText(const std::vector<OwnerMark::Owner>& others, std::u16string_view path) {
   const std::u16string names =
       Quoted(others, [](const OwnerMark::Owner& owner) { return owner.Name; });
-  return std::u16string(path) + u" 是排程" + names + u"的備份，來源：" + others.front().Source;
+  return Fill(u"%1 是排程%2的備份，來源：%3", {path, names, others.front().Source});
 }
 
 std::u16string UnreadableText(std::u16string_view path) {
-  return u"無法得知是哪一個排程的備份：" + std::u16string(path);
+  return Fill(u"無法得知是哪一個排程的備份：%1", {path});
 }
 
 /// Jobs that have run into this folder, in the same way: plain ones, or compressed ones, whose
@@ -78,8 +79,8 @@ std::vector<const BackupJob*> RanHere(const RunContext& context, const BackupJob
 }
 
 std::u16string SharedText(const std::vector<const BackupJob*>& jobs, std::u16string_view folder) {
-  return u"排程" + Quoted(jobs, [](const BackupJob* job) { return job->Name; }) +
-         u"也備份到同一個資料夾：" + std::u16string(folder);
+  return Fill(u"排程%1也備份到同一個資料夾：%2",
+              {Quoted(jobs, [](const BackupJob* job) { return job->Name; }), folder});
 }
 
 /// The archives of other jobs in a folder.

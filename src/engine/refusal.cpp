@@ -1,5 +1,6 @@
 #include "engine/refusal.h"
 
+#include "base/translation.h"
 #include "platform/trace.h"
 
 namespace kavrel {
@@ -9,11 +10,7 @@ bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
   const bool go_on =
       context.Host.AskGoOn({std::u16string(title), job.Name, std::u16string(matter)});
   Trace("guard", {job.Name, u": ", title, u": ", matter, go_on ? u": goes on" : u": stops"});
-  std::u16string line = u": ";
-  line += title;
-  line += go_on ? u" (繼續)：" : u" (中斷)：";
-  line += matter;
-  context.LogTimed(line);
+  context.LogTimed(Fill(go_on ? u": %1 (繼續)：%2" : u": %1 (中斷)：%2", {title, matter}));
   if (go_on && (refusal == RunRefusal::DiskAway || refusal == RunRefusal::Shrunk)) {
     context.Report.Agreed = true;
   }

@@ -4,6 +4,7 @@
 
 #include "archive/list_file.h"
 #include "base/number.h"
+#include "base/translation.h"
 #include "engine/backup_walk.h"
 #include "engine/heal.h"
 #include "engine/job_disks.h"
@@ -189,22 +190,22 @@ const RunReport& RunBackupJob(RunContext& context, BackupJob& job) {
 }
 
 std::u16string NoSourceText(std::u16string_view path, std::u16string_view disk) {
-  std::u16string text = u"找不到來源資料夾 ";
-  text += path;
+  std::u16string text = Fill(u"找不到來源資料夾 %1", {path});
   if (!disk.empty()) (text += u"，") += disk;
   return text;
 }
 
 std::u16string ElapsedText(std::uint64_t milliseconds) {
-  if (milliseconds < 1000) return Decimal(static_cast<std::int64_t>(milliseconds)) + u" 奈秒";
+  if (milliseconds < 1000)
+    return Fill(u"%1 奈秒", {Decimal(static_cast<std::int64_t>(milliseconds))});
   const auto seconds = [](std::uint64_t ms) {
-    return GroupedFixed(static_cast<double>(ms) / 1000, 3) + u" 秒";
+    return Fill(TrCountLater(u"%1 秒"), {GroupedFixed(static_cast<double>(ms) / 1000, 3)});
   };
   if (milliseconds < 60000) return seconds(milliseconds);
-  std::u16string text = Grouped(milliseconds / 60000) + u" 分";
+  std::u16string text = Fill(TrCountLater(u"%1 分"), {Grouped(milliseconds / 60000)});
   const std::uint64_t rest = milliseconds % 60000;
   if (rest == 1000) {
-    text += u", 1 秒";
+    text += u", " + Fill(TrCountLater(u"%1 秒"), {u"1"});
   } else if (rest != 0) {
     text += u", " + seconds(rest);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "base/translation.h"
 #include "engine/refusal.h"
 #include "engine/run_planner.h"
 #include "files/place.h"
@@ -83,8 +84,8 @@ std::u16string SpaceObjection(const RunContext& context, const BackupJob& job,
   // No less than nothing; the end is on the way, too.
   const auto need = static_cast<std::uint64_t>(plan.PeakBytes);
   if (!job.Extras.CheckSpace || !room.Known || need <= room.Free) return {};
-  return u"目標磁碟空間不足，需要 " + FormatSize(need, SizeMode::Scaled) + u"，可用 " +
-         FormatSize(room.Free, SizeMode::Scaled);
+  return Fill(u"目標磁碟空間不足，需要 %1，可用 %2",
+              {FormatSize(need, SizeMode::Scaled), FormatSize(room.Free, SizeMode::Scaled)});
 }
 
 void NoteSourceSize(const RunContext& context, BackupJob& job) {

@@ -1,6 +1,7 @@
 #include "engine/state_guard.h"
 
 #include "base/number.h"
+#include "base/translation.h"
 #include "engine/refusal.h"
 #include "engine/run_planner.h"
 
@@ -15,17 +16,19 @@ std::u16string StateObjection(const BackupJob& job, std::u16string_view unit, st
   if (unit.empty() || !extras.GuardMirror) return {};
   const bool known = extras.StateFiles >= 0;
   const auto last = static_cast<std::uint64_t>(known ? extras.StateFiles : 0);
-  std::u16string before = known ? u"，前一份備份有 " + Grouped(last) + u" 個檔案" : u"";
+  std::u16string before =
+      known ? u"，" + Fill(TrCountLater(u"前一份備份有 %1 個檔案"), {Grouped(last)}) : u"";
   if (files == 0) {
     const bool had_some = known ? last > 0 : !extras.Made.empty();
-    return had_some ? u"來源沒有可備份的檔案：" + job.Source.WorkPath + before : std::u16string();
+    return had_some ? Fill(u"來源沒有可備份的檔案：%1", {job.Source.WorkPath}) + before
+                    : std::u16string();
   }
   const std::uint64_t lost = last > files ? last - files : 0;
   if (lost < static_cast<std::uint64_t>(extras.GuardFewest) ||
       lost * 100 <= last * static_cast<std::uint64_t>(extras.GuardPercent)) {
     return {};
   }
-  return u"可備份的檔案只有 " + Grouped(files) + u" 個" + before;
+  return Fill(TrCountLater(u"可備份的檔案只有 %1 個"), {Grouped(files)}) + before;
 }
 
 bool PassStateCheck(RunContext& context, const BackupJob& job, std::u16string_view unit) {

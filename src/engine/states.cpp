@@ -8,6 +8,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "engine/job_disks.h"
 #include "engine/run_driver.h"
 #include "files/path.h"
@@ -96,6 +97,7 @@ class StateFinder {
   }
 
   static const DatedPath& ArchiveNames() {
+    // not translated: a name of files
     static const DatedPath names(u"/<yyyy>年<mm>月<dd>日<hh>時.7z");
     return names;
   }
@@ -287,7 +289,7 @@ std::u16string StateHealthText(const JobState& state) {
     case StateHealth::Whole:
       return u"完整";
     case StateHealth::Failures:
-      return u"失敗 " + Grouped(state.Figures->Failed) + u" 個檔案";
+      return Fill(TrCountLater(u"失敗 %1 個檔案"), {Grouped(state.Figures->Failed)});
     case StateHealth::Unknown:
       return u"不明";
     case StateHealth::Unfinished:
@@ -303,8 +305,8 @@ std::u16string StateHealthText(const JobState& state) {
 std::u16string VerifiedText(const JobState& state) {
   if (!state.Verified) return u"-";
   std::u16string text = IsoText(state.Verified->When);
-  if (state.Verified->Damaged > 0) text += u" (損壞 " + Grouped(state.Verified->Damaged) + u")";
-  return text;
+  if (state.Verified->Damaged == 0) return text;
+  return Fill(u"%1 (損壞 %2)", {text, Grouped(state.Verified->Damaged)});
 }
 
 }  // namespace kavrel

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "base/number.h"
+#include "base/translation.h"
 
 namespace kavrel {
 
@@ -24,10 +25,10 @@ std::u16string Scaled(std::uint64_t bytes) {
 }  // namespace
 
 std::u16string FormatSize(std::uint64_t bytes, SizeMode mode) {
-  const std::u16string plain = Grouped(bytes) + u" 位元";
+  const std::u16string plain = Fill(TrCountLater(u"%1 位元"), {Grouped(bytes)});
   if (mode == SizeMode::Bytes) return plain;
   const std::u16string scaled = bytes > 1024 ? Scaled(bytes) : plain;
-  return mode == SizeMode::Scaled ? scaled : scaled + u" (" + plain + u")";
+  return mode == SizeMode::Scaled ? scaled : Fill(u"%1 (%2)", {scaled, plain});
 }
 
 }  // namespace kavrel

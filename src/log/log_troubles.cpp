@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::u16string_view kReason = u"原因：";
 // What a line says in parentheses that is no trouble.
+// not translated: compared with what the log has
 constexpr std::u16string_view kWell[] = {u"成功", u"繼續", u"略過", u"警告"};
 
 /// What follows the date-time that a run's lines begin with; nothing for other lines.

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/translation.h"
 #include "core/backup_job.h"
 
 namespace kavrel {
@@ -27,8 +28,8 @@ DateTime NextRunAfterNow(const BackupJob& job, DateTime now);
 /// come, next. The scheduler leaves it alone, and nobody is asked about it.
 bool NeverRuns(const BackupJob& job, DateTime now);
 /// The reason that the command line and the log of `watch` give for such a job.
-inline constexpr std::string_view kNeverRuns =
-    "it never runs by itself: its interval leads nowhere, or every day is refused";
+inline constexpr const char* kNeverRuns =
+    TrLater("it never runs by itself: its interval leads nowhere, or every day is refused");
 inline constexpr std::u16string_view kNeverRunsText = u"永不備份：時間間隔無效，或每天都不備份";
 
 /// `first` and the times after it at which the scheduler, running the job at each, would run it;

@@ -1,6 +1,7 @@
 #include "schedule/past_due.h"
 
 #include "base/number.h"
+#include "base/translation.h"
 #include "schedule/next_run.h"
 
 namespace kavrel {
@@ -12,8 +13,8 @@ constexpr int kPatience = 20;  // seconds
 void PastDueQuestion::SetJob(const BackupJob& job) {
   job_name_ = job.Name;
   job_start_ = job.NextRun;
-  message_ = u"Kavrel發現到【" + job.Name + u"】在【" + DateTimeText(job.NextRun) +
-             u"】時間內並未做備份，您要：";
+  message_ = Fill(u"Kavrel發現到【%1】在【%2】時間內並未做備份，您要：",
+                  {job.Name, DateTimeText(job.NextRun)});
 }
 
 void PastDueQuestion::Load() {
@@ -26,8 +27,7 @@ void PastDueQuestion::Tick() {
   if (!counting_) return;
   ++ticks_;
   if (ticks_ > 1) {
-    caption_ =
-        u"Kavrel將於 " + Decimal(kPatience - ticks_) + u" 秒後將會立即執行【" + Action + u"】";
+    caption_ = Fill(u"Kavrel將於 %1 秒後將會立即執行【%2】", {Decimal(kPatience - ticks_), Action});
   }
   if (ticks_ < kPatience) return;
   TimedOut = true;

@@ -1,6 +1,7 @@
 #include "schedule/pause.h"
 
 #include "base/text.h"
+#include "base/translation.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 #include "platform/files.h"
@@ -74,7 +75,8 @@ DateTime EndOfPause(PauseChoice choice, DateTime now) {
 }
 
 std::u16string PauseText(DateTime end) {
-  return end == kNoEnd ? u"排程已暫停，直到您恢復為止" : u"排程已暫停至 " + DateTimeText(end);
+  return end == kNoEnd ? u"排程已暫停，直到您恢復為止"
+                       : Fill(u"排程已暫停至 %1", {DateTimeText(end)});
 }
 
 }  // namespace kavrel

@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "base/text_pattern.h"
 #include "platform/user_language.h"
+#include "support/spoken.h"
 #include "support/variable.h"
 
 namespace kavrel {
@@ -115,6 +116,87 @@ TEST(TranslationTest, AsksTheEnvironmentInGettextsOrder) {
   EXPECT_EQ(UserLanguages(), (std::vector<std::string>{"xx", "de", "fr_FR.UTF-8"}));
   const EnvironmentVariable plain("LC_ALL", "C");
   EXPECT_TRUE(UserLanguages().empty());
+}
+
+TEST(TranslationTest, FallsBackAsAWholeAndKeepsTheSourceForItsOwnLanguage) {
+  constexpr char16_t kNone[] = u"沒有人翻譯的文字";
+  for (const Language& language : Languages()) {
+    const Spoken spoken(language.Code);
+    EXPECT_EQ(CurrentLanguage().Code, language.Code);
+    EXPECT_EQ(Tr(kNone), kNone);
+    EXPECT_STREQ(Tr("nothing that is translated"), "nothing that is translated");
+    // Whatever is not translated yet is English elsewhere.
+    EXPECT_EQ(Tr(u"備份完成") == u"備份完成", language.Code == "zh_TW") << language.Code;
+  }
+  SetLanguage("xx");
+  EXPECT_EQ(CurrentLanguage().Code, "zh_TW") << "a language that there is not changes nothing";
+  const Spoken english("en");
+  EXPECT_EQ(TrIn("log column", u"備份"), u"Unchanged");
+  EXPECT_EQ(Tr(u"備份"), u"Backup");
+  EXPECT_EQ(TrCount(u"%1 個檔案", 1), u"1 file");
+  EXPECT_EQ(TrCount(u"%1 個檔案", 1234), u"1,234 files");
+  EXPECT_EQ(TrCount("imported %1 job from %2", "imported %1 jobs from %2", 0),
+            "imported 0 jobs from %2");
+}
+
+TEST(TranslationTest, ShowsWhatTheCoreHasComposed) {
+  const std::pair<std::u16string_view, std::u16string_view> cases[] = {
+      {u"備份完成", u"Backup finished"},
+      {u"失敗 1 個檔案", u"1 file failed"},
+      {u"失敗 1,024 個檔案", u"1,024 files failed"},
+      {u"備份完成：備份 3 個檔案，失敗 0 個檔案，無法查看 2 個檔案",
+       u"Backup finished: 3 files backed up, 0 files failed, 2 files could not be examined"},
+      {u"2 個排程中有 1 個沒有完整執行：「照片」備份中斷：來源磁碟沒有掛載：/mnt/a",
+       u"Of 2 jobs, 1 did not run completely: “照片” Backup interrupted: The source disk is not "
+       u"mounted: /mnt/a"},
+      {u"整體進度：1 / 4 個檔案，1,024.00 KB / 4.00 MB，512.00 KB/秒，剩餘約 6 秒",
+       u"Overall progress: 1 / 4 files, 1,024.00 KB / 4.00 MB, 512.00 KB/s, about 6 seconds left"},
+      {u": 備份檔案 (失敗)：/a：b，c", u": Backing up file (failed): /a：b，c"},
+      {u"備份檔案 (失敗)", u"Backing up file (failed)"},
+      {u"最近的備份有問題：照片\n逾期未備份：文件",
+       u"Recent backups with problems: 照片\nOverdue backups: 文件"},
+      {u"排程已暫停至 2026/11/24 下午 03:30:00",
+       u"The schedule is paused until 2026-11-24 15:30:00"},
+      {u"週日, 週一", u"Sun, Mon"},
+      // A name in quotation marks stays, whatever text it is.
+      {u"「完成」備份完成：備份 1 個檔案", u"“完成”: Backup finished: 1 file backed up"},
+      {u"找不到排程「失敗 1 個檔案」", u"There is no job “失敗 1 個檔案”"},
+      // Two ways to take it apart: as it is.
+      {u"「a」b」備份完成：", u"「a」b」備份完成："},
+      {u"自己的文字", u"自己的文字"},
+      {u"", u""},
+  };
+  for (const auto& [source, shown] : cases) {
+    EXPECT_EQ(Shown(source), source) << "the source speaks Chinese";
+    const Spoken english("en");
+    EXPECT_EQ(ToUtf8(Shown(source)), ToUtf8(shown));
+  }
+}
+
+TEST(TranslationTest, WritesNumbersAndTimesAsTheLanguageDoes) {
+  const DateTime time = *FromCivil(2009, 9, 3, 15, 4, 5), midnight = *FromCivil(2009, 12, 24);
+  const struct {
+    const char* Code;
+    std::u16string_view Time, Midnight, Number, Size;
+    bool Monday;
+  } cases[] = {
+      {"zh_TW", u"2009/9/3 下午 03:04:05", u"2009/12/24", u"1,234,567", u"1,024.50 MB", false},
+      {"en", u"2009-09-03 15:04:05", u"2009-12-24", u"1,234,567", u"1,024.50 MB", false},
+      {"de", u"03.09.2009 15:04:05", u"24.12.2009", u"1.234.567", u"1.024,50 MB", true},
+      {"fr", u"03/09/2009 15:04:05", u"24/12/2009", u"1\u202F234\u202F567", u"1\u202F024,50 MB",
+       true},
+      {"ja", u"2009/09/03 15:04:05", u"2009/12/24", u"1,234,567", u"1,024.50 MB", false}};
+  for (const auto& expected : cases) {
+    const Spoken spoken(expected.Code);
+    EXPECT_EQ(ScreenDateTime(time), expected.Time) << expected.Code;
+    EXPECT_EQ(ScreenDateTime(midnight), expected.Midnight) << expected.Code;
+    EXPECT_EQ(ScreenNumber(1234567), expected.Number) << expected.Code;
+    EXPECT_EQ(Shown(u"1,024.50 MB"), expected.Size) << expected.Code;
+    EXPECT_EQ(Shown(DateTimeText(time)), expected.Time) << expected.Code;
+    EXPECT_EQ(WeekBeginsOnMonday(), expected.Monday) << expected.Code;
+  }
+  EXPECT_FALSE(ScreenNumberOf(u"1..2"));
+  EXPECT_FALSE(ScreenNumberOf(u"2009/9"));
 }
 
 }  // namespace

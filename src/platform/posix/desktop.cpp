@@ -118,8 +118,9 @@ SleepInhibitor::SleepInhibitor() {
   constexpr std::string_view kWaiters[] = {"sleep"};
   const std::string inhibitor = HasSystemBus() ? FindProgram(kInhibitors, "") : std::string();
   if (inhibitor.empty()) return;
-  const std::vector<std::string> arguments{"--what=sleep:idle",       "--who=Kavrel",
-                                           "--why=備份執行中",        "--mode=block",
+  const std::vector<std::string> arguments{"--what=sleep:idle", "--who=Kavrel",
+                                           // not translated: another program keeps it
+                                           "--why=備份執行中", "--mode=block",
                                            FindProgram(kWaiters, ""), "infinity"};
   holder_ = std::make_unique<ChildProcess>();
   if (holder_->Start(inhibitor, arguments, "/", {}) != 0) holder_.reset();
