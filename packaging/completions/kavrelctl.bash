@@ -20,7 +20,7 @@ _kavrelctl() {
     word=${COMP_WORDS[i]}
     if [[ $word == --home=* ]]; then
       home=("$word")
-    elif [[ $word == --home || $word == --debug || $word == --wait ]]; then
+    elif [[ $word == --home || $word == --debug || $word == --wait || $word == --lang ]]; then
       # The shell makes three words of --home=DIR.
       [[ ${COMP_WORDS[i + 1]} == = ]] && ((++i))
       [[ $word == --home ]] && home=(--home "${COMP_WORDS[i + 1]}")
@@ -63,6 +63,10 @@ _kavrelctl() {
     mapfile -t COMPREPLY < <(compgen -d -- "$cur")
     return
     ;;
+  --lang)
+    mapfile -t COMPREPLY < <(compgen -W "zh_TW en zh_CN ja de fr es" -- "$cur")
+    return
+    ;;
   --debug)
     compopt -o filenames 2>/dev/null
     mapfile -t COMPREPLY < <(compgen -f -- "$cur")
@@ -74,7 +78,7 @@ _kavrelctl() {
   --progress) words=(auto none json) ;;
   esac
   if [[ ${#words[@]} -eq 0 ]]; then
-    help=$(kavrelctl "${path[@]}" --help 2>/dev/null)
+    help=$(kavrelctl --lang en "${path[@]}" --help 2>/dev/null)
     if [[ $cur == -* ]]; then
       mapfile -t words < <(grep -oE -- '--[a-z][a-z-]*' <<<"$help" | sort -u)
     else

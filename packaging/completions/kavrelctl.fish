@@ -9,7 +9,7 @@ function __kavrelctl_path
     for word in $words
         if test $skip = 1
             set skip 0
-        else if contains -- "$word" --home --debug --wait
+        else if contains -- "$word" --home --debug --wait --lang
             set skip 1
         else if not string match -q -- '-*' "$word"
             if test (count $path) = 0; or begin
@@ -23,7 +23,7 @@ function __kavrelctl_path
 end
 
 function __kavrelctl_words
-    set -l help (kavrelctl (__kavrelctl_path) --help 2>/dev/null)
+    set -l help (kavrelctl --lang en (__kavrelctl_path) --help 2>/dev/null)
     printf '%s\n' $help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\)  *\(.*\)/\1\t\2/p'
     printf '%s\n' $help | grep -oE -- '--[a-z][a-z-]*' | sort -u
 end

@@ -13,7 +13,7 @@ _kavrelctl() {
     elif [[ $word == --home ]]; then
       home=(--home "${(Q)words[i + 1]}")
       ((++i))
-    elif [[ $word == --debug || $word == --wait ]]; then
+    elif [[ $word == --debug || $word == --wait || $word == --lang ]]; then
       ((++i))
     elif [[ $word != -* ]]; then
       if ((${#path_words} == 0)) ||
@@ -47,7 +47,7 @@ _kavrelctl() {
     (--mode) compadd full incremental; return ;;
     (--progress) compadd auto none json; return ;;
   esac
-  help=$(kavrelctl $path_words --help 2>/dev/null)
+  help=$(kavrelctl --lang en $path_words --help 2>/dev/null)
   if [[ $PREFIX == -* ]]; then
     found=(${(fu)"$(grep -oE -- '--[a-z][a-z-]*' <<<$help)"})
     compadd -- $found

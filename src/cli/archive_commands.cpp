@@ -1,7 +1,9 @@
 #include <nlohmann/json.hpp>
 
 #include "base/number.h"
+#include "base/screen_format.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
@@ -14,19 +16,20 @@ namespace {
 int ListEntries(Session& session, const std::u16string& path, bool json) {
   ClsArc archiver(session.Program().Archiver, session.Program().Files);
   if (archiver.CheckFile(path) < 0) {
-    PrintError("no archive that can be read: " + Printable(path));
+    PrintError(Fill(Tr("no archive that can be read: %1"), {Printable(path)}));
     return kBadInput;
   }
   archiver.OpenArchive(path);
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> rows{{u"檔案大小", u"日期時間", u"CRC", u"檔案名稱"}};
+  std::vector<std::vector<std::u16string>> rows{
+      {TrCell(u"檔案大小"), TrCell(u"日期時間"), u"CRC", TrCell(u"檔案名稱")}};
   for (const ArchiveEntry& entry : archiver.Entries) {
     const std::uint64_t size = std::stoull(ToUtf8(entry.FileSize));
     list.push_back({{"name", JsonText(entry.FileName)},
                     {"size", size},
                     {"modified", JsonText(entry.FileDateTime)},
                     {"crc", JsonText(entry.FileCRC)}});
-    rows.push_back({Grouped(size), entry.FileDateTime, entry.FileCRC, entry.FileName});
+    rows.push_back({ScreenNumber(size), entry.FileDateTime, entry.FileCRC, entry.FileName});
   }
   if (json) {
     PrintJson(list);
@@ -45,11 +48,11 @@ int ListJobArchives(Session& session, const std::string& name, const std::string
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   if (!job->Compressed) {
-    PrintError(Printable(job->Name) + ": only compressed jobs have archives");
+    PrintError(Fill(Tr("%1: only compressed jobs have archives"), {Printable(job->Name)}));
     return kBadInput;
   }
   if (!program.Archiver.Present()) {
-    PrintError(kNoArchiverReason);
+    PrintError(Tr(kNoArchiverReason));
     return kNoArchiveProgram;
   }
   const std::u16string folder = ExpandedDestination(*job, session.Clock());
@@ -59,14 +62,15 @@ int ListJobArchives(Session& session, const std::string& name, const std::string
                   : kBadInput;
   }
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> rows{{u"壓縮檔名稱", u"日期時間", u"檔案大小"}};
+  std::vector<std::vector<std::u16string>> rows{
+      {TrCell(u"壓縮檔名稱"), TrCell(u"日期時間"), TrCell(u"檔案大小")}};
   std::vector<std::u16string> names;
   for (const ArchiveFile& found : ListArchives(program.Files, folder, job)) {
     const DateTime written = LocalTime(found.Written);
     names.push_back(found.Name);
     list.push_back(
         {{"name", JsonText(found.Name)}, {"modified", JsonTime(written)}, {"size", found.Size}});
-    rows.push_back({found.Name, DateTimeText(written), Grouped(found.Size)});
+    rows.push_back({found.Name, ScreenDateTime(written), ScreenNumber(found.Size)});
   }
   if (form == ListForm::Json) {
     PrintJson(list);

@@ -5,7 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "app/job_status.h"
+#include "base/translation.h"
 #include "cli/job_options.h"
+#include "cli/message.h"
 #include "cli/session.h"
 #include "engine/states.h"
 #include "log/log_filter.h"
@@ -52,24 +55,24 @@ std::u16string DateOrNothing(DateTime time);
 int RunJobs(Session& session, const RunChoice& choice);
 /// What a run of the job would do now.
 int PrintPreview(Session& session, const std::string& name, bool json);
-/// Why it cannot begin, for those who read English.
-std::string NoSourceReason(const BackupJob& job);
+/// Why it cannot begin.
+Message NoSourceReason(const BackupJob& job);
 inline constexpr const char* kNoArchiverReason =
 #ifdef _WIN32
-    "no archive program is installed; it is 7-Zip.dll, beside the program";
+    TrLater("no archive program is installed; it is 7-Zip.dll, beside the program");
 #else
-    "no archive program is installed; the Debian package is 7zip";
+    TrLater("no archive program is installed; the Debian package is 7zip");
 #endif
-inline constexpr const char* kWrongPasswordText =
-    "the job's password does not open the archive; edit --password-stdin gives it another one";
+inline constexpr const char* kWrongPasswordText = TrLater(
+    "the job's password does not open the archive; edit --password-stdin gives it another one");
 /// What a run or a restore would come to, from there to there.
 struct PlannedRun {
   std::u16string Source{}, Destination{};
   RunPlan Plan{};
   RunCounters Counters{};
   RunOutcome Outcome = RunOutcome::Ran;
-  std::string Reason{};  ///< why it could not even begin
-  bool Forced = false;   ///< what the plan warns of would not stop it
+  Message Reason{};     ///< why it could not even begin
+  bool Forced = false;  ///< what the plan warns of would not stop it
 };
 /// Prints it, its warnings and the reason on standard error; gives the exit code.
 ExitCode PrintPlan(const BackupJob& job, const PlannedRun& planned, bool json);
@@ -88,7 +91,9 @@ int ResumeSchedule(Session& session);
 /// Says on standard error that the schedule is paused, if it is, or that nobody can tell.
 void TellPause(const SchedulePause& pause);
 /// "until 2026-11-26 10:00:00", or without an end.
-std::string PauseEndText(DateTime end);
+std::string PausedText(DateTime end);
+/// How a job is, as tables show it.
+std::u16string StatusCell(JobWord word);
 
 /// The states of a job: dated folders and archives, the newest first.
 int ListJobStates(Session& session, const std::string& name, ListForm form);

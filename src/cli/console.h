@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/translation.h"
+
 namespace kavrel {
 
 /// UTF-8 without anything that could steer a terminal or hide what is printed: control and
@@ -19,6 +21,11 @@ std::size_t DisplayWidth(std::u16string_view text);
 std::u16string CutToWidth(std::u16string_view text, std::size_t width);
 
 enum class Colour { Plain, Good, Doubtful, Bad };
+
+/// A text of the source in the user's language, as a cell of a table.
+inline std::u16string TrCell(std::u16string_view id) {
+  return std::u16string(Tr(id));
+}
 
 /// Prints rows in aligned columns, two blanks between them; the first row is the heading. A
 /// terminal gets them cut to its width, the widest columns first, and in the colours of the rows,

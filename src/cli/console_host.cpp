@@ -5,6 +5,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
 #include "platform/process.h"
@@ -128,7 +129,7 @@ void ConsoleHost::PrintObject(const RunFigures& figures) const {
 void ConsoleHost::DrawLine(const RunFigures& figures) {
   std::u16string line = job_ + u"  ";
   if (!figures.ByPercent && figures.Percent >= 0) line += Decimal(figures.Percent) + u" %  ";
-  line += ProgressText(figures);
+  line += Shown(ProgressText(figures));
   // The terminal may have been made smaller or larger since.
   const std::size_t width = TerminalWidth() - 1;
   const std::size_t used = DisplayWidth(line) + 2;
@@ -147,14 +148,13 @@ void ConsoleHost::ShowRunPanels(bool show) {
 }
 
 void ConsoleHost::TimesSetRight(const BackupJob& job, DateTime was) {
-  PrintError("the clock was ahead: " + Printable(job.Name) + " is next due at " +
-             ToUtf8(IsoText(job.NextRun)) + ", no longer at " + ToUtf8(IsoText(was)));
+  PrintError(Fill(Tr("the clock was ahead: %1 is next due at %2, no longer at %3"),
+                  {Printable(job.Name), ToUtf8(IsoText(job.NextRun)), ToUtf8(IsoText(was))}));
 }
 
 void ConsoleHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
-  PrintError(Printable(path) +
-             " was changed by somebody else, or is damaged; that version is kept as " +
-             Printable(copy));
+  PrintError(Fill(Tr("%1 was changed by somebody else, or is damaged; that version is kept as %2"),
+                  {Printable(path), Printable(copy)}));
 }
 
 }  // namespace kavrel

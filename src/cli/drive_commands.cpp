@@ -2,6 +2,7 @@
 
 #include "app/drives.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
@@ -14,7 +15,8 @@ namespace kavrel {
 namespace {
 
 std::u16string StateText(DriveState state) {
-  constexpr std::u16string_view kTexts[] = {u"可用", u"未對應", u"未掛載", u"資料夾不存在"};
+  constexpr std::u16string_view kTexts[] = {TrLater(u"可用"), TrLater(u"未對應"),
+                                            TrLater(u"未掛載"), TrLater(u"資料夾不存在")};
   return std::u16string(kTexts[static_cast<std::size_t>(state)]);
 }
 
@@ -25,7 +27,7 @@ std::string_view StateKey(DriveState state) {
 
 std::u16string Joined(const std::vector<std::u16string>& names) {
   std::u16string text;
-  for (const std::u16string& name : names) (text += text.empty() ? u"" : u"、") += name;
+  for (const std::u16string& name : names) (text += text.empty() ? u"" : Tr(u"、")) += name;
   return text;
 }
 
@@ -40,8 +42,8 @@ std::u16string ReadDrive(const std::string& text) {
   const std::u16string typed = FromUtf8(text);
   std::u16string drive = DriveOf(typed);
   if (drive.empty() || DropBackslash(typed).size() != drive.size()) {
-    PrintError("a drive is written as C: and a share as '\\\\server\\share', not as " +
-               Printable(typed));
+    PrintError(Fill(Tr("a drive is written as C: and a share as '\\\\server\\share', not as %1"),
+                    {Printable(typed)}));
     drive.clear();
   }
   return drive;
@@ -58,8 +60,9 @@ int Done(ErrorCode error, const std::u16string& drive) {
 int ListDrives(Session& session, bool json) {
   if (!session.Open()) return session.Failure();
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> rows{
-      {u"磁碟機", u"對應的資料夾", u"狀態", u"使用的排程", u"使用的排除規則"}};
+  std::vector<std::vector<std::u16string>> rows{{TrCell(u"磁碟機"), TrCell(u"對應的資料夾"),
+                                                 TrCell(u"狀態"), TrCell(u"使用的排程"),
+                                                 TrCell(u"使用的排除規則")}};
   for (const DriveUse& use : UsedDrives(session.Program())) {
     const DriveState state = DriveStateOf(session.Program(), use);
     list.push_back({{"drive", JsonText(use.Drive)},
@@ -84,7 +87,7 @@ int SetDrive(Session& session, const std::string& text, const std::string& folde
   while (folder.size() > 1 && folder.ends_with(u'/')) folder.pop_back();
   const std::u16string_view refusal = CheckDriveFolder(session.Program(), folder);
   if (!refusal.empty()) {
-    PrintError(Printable(refusal) + ": " + Printable(folder));
+    PrintError(Printable(Shown(refusal)) + ": " + Printable(folder));
     return kBadInput;
   }
   return Done(MapDrive(session.Program().Files, drive, folder), drive);

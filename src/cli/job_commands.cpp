@@ -6,7 +6,9 @@
 #include "app/job_status.h"
 #include "app/reach.h"
 #include "base/number.h"
+#include "base/screen_format.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
@@ -25,8 +27,8 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   if (known.Types && known.Types->starts_with('@')) {
     const FileFilter* filter = program.Filters.Find(FromUtf8(known.Types->substr(1)));
     if (!filter) {
-      PrintError("no such filter: " + Printable(FromUtf8(known.Types->substr(1))) +
-                 "; filters list shows them");
+      PrintError(Fill(Tr("no such filter: %1; filters list shows them"),
+                      {Printable(FromUtf8(known.Types->substr(1)))}));
       return false;
     }
     known.Types = ToUtf8(filter->Patterns);
@@ -37,7 +39,7 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   const bool dated = form.Type == BackupType::Compressed ||
                      ExpandDateTokens(form.Destination, session.Clock()) != form.Destination;
   if (error.empty() && options.Keep.value_or(0) > 0 && !dated) {
-    error = "--keep goes with date tags in --dest, or with --type compressed: there is one backup";
+    error = Tr("--keep goes with date tags in --dest, or with --type compressed: there is one backup");
   }
   if (!error.empty()) {
     PrintError(error);
@@ -55,7 +57,8 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
     return true;
   }
   const std::u16string message = FormCheckMessage(check, form);
-  PrintError(std::string(OptionOf(check)) + (message.empty() ? "" : "\n" + Printable(message)));
+  PrintError(std::string(OptionOf(check)) +
+             (message.empty() ? "" : "\n" + Printable(Shown(message))));
   return false;
 }
 
@@ -70,7 +73,7 @@ void TellWarnings(Session& session, const BackupJob& job,
                   const std::vector<std::u16string>& before = {}) {
   for (const std::u16string& warning : WarningsOf(session, job)) {
     if (std::find(before.begin(), before.end(), warning) == before.end()) {
-      PrintError(Printable(warning));
+      PrintError(Printable(Shown(warning)));
     }
   }
 }
@@ -93,7 +96,8 @@ void TellMissingDisks(Session& session, const BackupJob& job, Reach& reach) {
 
 std::u16string TypeName(const BackupJob& job) {
   const std::u16string_view caption = BackupTypeCaption(JobType(job));
-  return std::u16string(caption.substr(0, caption.find_first_of(u"　 ")));
+  const std::u16string shown = Shown(caption);
+  return shown.substr(0, shown.find(u" -- "));
 }
 
 nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& status,
@@ -138,39 +142,39 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
 }
 
 void ShowAsText(Session& session, const BackupJob& job) {
-  const auto on_off = [](bool on) { return std::u16string(OnOffText(on)); };
+  const auto on_off = [](bool on) { return Shown(OnOffText(on)); };
   PrintTable({
-      {u"備份排程名稱：", job.Name},
-      {u"啟動備份排程：", on_off(job.Enabled)},
-      {u"備份模式　　：", TypeName(job)},
-      {u"來源資料夾　：", job.Source.Path},
-      {u"目標資料夾　：", job.Destination.Path},
-      {u"本次目標　　：", ExpandedDestination(job, session.Clock())},
-      {u"最後備份時間：", DateOrNothing(job.LastRun)},
-      {u"下次備份時間：", DateOrNothing(job.NextRun)},
-      {u"檔案壓縮備份：", on_off(job.Compressed)},
-      {u"壓縮檔案加密：", std::u16string(PasswordText(job.UsePassword))},
-      {u"檔案同步備份：", on_off(job.Synchronise)},
-      {u"回收筒存放　：", on_off(job.UseRecycleBin)},
-      {u"備份子目錄　：", on_off(job.IncludeSubfolders)},
-      {u"建立來源目錄：", on_off(job.AddSourceFolder)},
-      {u"限制檔案大小：", SizeLimitText(job)},
-      {u"備份時間間隔：", IntervalText(job)},
-      {u"拒絕備份日期：", RefusedDaysText(job.RefusedDays)},
-      {u"檔案類型　　：", job.FileTypes},
-      {u"不備份該類型：", on_off(job.ExcludeFileTypes)},
-      {u"同步刪除防護：", GuardText(job.Extras)},
-      {u"檢查可用空間：", on_off(job.Extras.CheckSpace)},
-      {u"保留備份份數：", KeepText(job.Extras)},
-      {u"備份後驗證　：", on_off(job.Extras.VerifyAfterRun)},
-      {u"保留硬連結　：", on_off(job.Extras.KeepHardLinks)},
+      {TrCell(u"備份排程名稱："), job.Name},
+      {TrCell(u"啟動備份排程："), on_off(job.Enabled)},
+      {TrCell(u"備份模式　　："), TypeName(job)},
+      {TrCell(u"來源資料夾　："), job.Source.Path},
+      {TrCell(u"目標資料夾　："), job.Destination.Path},
+      {TrCell(u"本次目標　　："), ExpandedDestination(job, session.Clock())},
+      {TrCell(u"最後備份時間："), DateOrNothing(job.LastRun)},
+      {TrCell(u"下次備份時間："), DateOrNothing(job.NextRun)},
+      {TrCell(u"檔案壓縮備份："), on_off(job.Compressed)},
+      {TrCell(u"壓縮檔案加密："), Shown(PasswordText(job.UsePassword))},
+      {TrCell(u"檔案同步備份："), on_off(job.Synchronise)},
+      {TrCell(u"回收筒存放　："), on_off(job.UseRecycleBin)},
+      {TrCell(u"備份子目錄　："), on_off(job.IncludeSubfolders)},
+      {TrCell(u"建立來源目錄："), on_off(job.AddSourceFolder)},
+      {TrCell(u"限制檔案大小："), Shown(SizeLimitText(job))},
+      {TrCell(u"備份時間間隔："), Shown(IntervalText(job))},
+      {TrCell(u"拒絕備份日期："), Shown(RefusedDaysText(job.RefusedDays))},
+      {TrCell(u"檔案類型　　："), job.FileTypes},
+      {TrCell(u"不備份該類型："), on_off(job.ExcludeFileTypes)},
+      {TrCell(u"同步刪除防護："), Shown(GuardText(job.Extras))},
+      {TrCell(u"檢查可用空間："), on_off(job.Extras.CheckSpace)},
+      {TrCell(u"保留備份份數："), Shown(KeepText(job.Extras))},
+      {TrCell(u"備份後驗證　："), on_off(job.Extras.VerifyAfterRun)},
+      {TrCell(u"保留硬連結　："), on_off(job.Extras.KeepHardLinks)},
   });
 }
 
 }  // namespace
 
 std::u16string DateOrNothing(DateTime time) {
-  return time == kZeroDate ? std::u16string() : DateTimeText(time);
+  return ScreenDateOrNothing(time);
 }
 
 int AddJob(Session& session, const JobOptions& options) {
@@ -187,7 +191,7 @@ int AddJob(Session& session, const JobOptions& options) {
 
 int EditJob(Session& session, const std::string& name, const JobOptions& options) {
   if (!options.Any()) {
-    PrintError("edit needs something to change; edit --help lists its options");
+    PrintError(Tr("edit needs something to change; edit --help lists its options"));
     return kBadInput;
   }
   if (!session.Open(u"kavrelctl edit")) return session.Failure();
@@ -220,20 +224,20 @@ int ListJobs(Session& session, bool json) {
     PrintJson(list);
     return kDone;
   }
-  std::vector<std::vector<std::u16string>> rows{{u"排程名稱", u"啟動", u"備份模式", u"來源資料夾",
-                                                 u"目標資料夾", u"備份時間間隔", u"最後備份時間",
-                                                 u"下次備份時間", u"狀態"}};
+  std::vector<std::vector<std::u16string>> rows{
+      {TrCell(u"排程名稱"), TrCell(u"啟動"), TrCell(u"備份模式"), TrCell(u"來源資料夾"),
+       TrCell(u"目標資料夾"), TrCell(u"備份時間間隔"), TrCell(u"最後備份時間"),
+       TrCell(u"下次備份時間"), TrCell(u"狀態")}};
   for (std::size_t i = 0; i < jobs.size(); ++i) {
     const BackupJob& job = jobs[i];
-    rows.push_back({job.Name, std::u16string(OnOffText(job.Enabled)), TypeName(job),
-                    job.Source.Path, job.Destination.Path, IntervalText(job),
-                    DateOrNothing(job.LastRun), DateOrNothing(job.NextRun),
-                    FromUtf8(StatusWord(states[i].Word))});
+    rows.push_back({job.Name, Shown(OnOffText(job.Enabled)), TypeName(job), job.Source.Path,
+                    job.Destination.Path, Shown(IntervalText(job)), DateOrNothing(job.LastRun),
+                    DateOrNothing(job.NextRun), StatusCell(states[i].Word)});
   }
   PrintTable(rows);
   for (std::size_t i = 0; i < jobs.size(); ++i) {
     if (states[i].Word == JobWord::Failed || states[i].Word == JobWord::Overdue) {
-      PrintError(Printable(jobs[i].Name + u": " + states[i].Reason));
+      PrintError(Printable(jobs[i].Name + u": " + Shown(states[i].Reason)));
     }
   }
   for (const BackupJob& job : jobs) TellMissingDisks(session, job, reach);

@@ -6,6 +6,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "platform/folders.h"
 
 namespace kavrel {
@@ -28,10 +29,11 @@ std::optional<std::size_t> IndexOf(const std::array<std::string_view, Size>& wor
 
 std::string ReadEvery(const std::string& text, JobForm& form) {
   const std::optional<Span> span = ParseSpan(text);
-  if (!span) return "--every takes a count and a unit, as 10m, 2h, 1d, 1w or 1mo";
+  if (!span) return Tr("--every takes a count and a unit, as 10m, 2h, 1d, 1w or 1mo");
   if (span->Count < 1 || span->Count > MaxIntervalCount(span->Kind)) {
-    return "--every takes 1 to " + std::to_string(MaxIntervalCount(span->Kind)) +
-           " with the unit " + std::string(kUnits[static_cast<std::size_t>(span->Kind)]);
+    return Fill(Tr("--every takes 1 to %1 with the unit %2"),
+                {std::to_string(MaxIntervalCount(span->Kind)),
+                 kUnits[static_cast<std::size_t>(span->Kind)]});
   }
   form.Interval = span->Kind;
   form.Count = span->Count;
@@ -40,7 +42,7 @@ std::string ReadEvery(const std::string& text, JobForm& form) {
 
 std::string ReadStart(const std::string& text, DateTime now, JobForm& form) {
   const std::optional<NamedDateTime> named = ParseNamedDateTime(FromUtf8(text));
-  if (!named) return "--start takes a date and a time, as \"2026/11/24 01:00\"";
+  if (!named) return Tr("--start takes a date and a time, as \"2026/11/24 01:00\"");
   using std::chrono::days;
   const auto day = std::chrono::floor<days>(named->Time);
   if (!named->HasDate) {
@@ -59,7 +61,7 @@ std::string ReadRefuse(const std::string& text, JobForm& form) {
   const std::u16string words = ToLower(FromUtf8(text));
   for (const std::u16string_view word : Split(words, u',')) {
     const auto day = IndexOf(kWeekdays, ToUtf8(Trim(word)));
-    if (!day) return "--refuse takes weekdays, as sun,sat";
+    if (!day) return Tr("--refuse takes weekdays, as sun,sat");
     form.RefusedDays |= 1 << (*day + 1);
   }
   return {};
@@ -72,7 +74,7 @@ std::string ReadGuard(const std::string& text, ExtraSettings& extras) {
   const auto percent = ParseInt(FromUtf8(text.substr(0, digits)));
   const bool plain = digits == text.npos || text.substr(digits) == "%";
   if (!plain || !percent || *percent < 1 || *percent > 100) {
-    return "--guard takes on, off, or a share from 1 to 100 percent";
+    return Tr("--guard takes on, off, or a share from 1 to 100 percent");
   }
   extras.GuardPercent = *percent;
   return {};
@@ -82,7 +84,7 @@ std::string ReadPassword(JobForm& form) {
   std::string line;
   std::getline(std::cin, line);
   if (line.ends_with('\r')) line.pop_back();
-  if (line.empty()) return "--password-stdin found no password on standard input";
+  if (line.empty()) return Tr("--password-stdin found no password on standard input");
   form.UsePassword = true;
   std::u16string password = FromUtf8(line);
   form.Password = password;
@@ -105,43 +107,46 @@ void Set(std::optional<bool> option, bool& field) {
 }  // namespace
 
 void JobOptions::AddTo(CLI::App& command) {
-  command.add_option("--name", Name, "Name of the job");
-  command.add_option("--source", Source, "Folder to back up");
-  command.add_option("--dest", Dest, "Folder that receives the backup; may hold date tags");
-  command.add_option("--type", Type, "full, differential, sync or compressed");
-  command.add_option("--every", Every, "How often: 10m, 2h, 1d, 1w, 1mo");
-  command.add_option("--start", Start, "First run, as \"2026/11/24 01:00\"");
-  command.add_option("--refuse", Refuse, "Weekdays on which it never runs, as sun,sat");
-  command.add_option("--types", Types, "File types, as \"*.doc;*.xls\"");
+  command.add_option("--name", Name, Tr("Name of the job"));
+  command.add_option("--source", Source, Tr("Folder to back up"));
+  command.add_option("--dest", Dest, Tr("Folder that receives the backup; may hold date tags"));
+  command.add_option("--type", Type, Tr("full, differential, sync or compressed"));
+  command.add_option("--every", Every, Tr("How often: 10m, 2h, 1d, 1w, 1mo"));
+  command.add_option("--start", Start, Tr("First run, as \"2026/11/24 01:00\""));
+  command.add_option("--refuse", Refuse, Tr("Weekdays on which it never runs, as sun,sat"));
+  command.add_option("--types", Types, Tr("File types, as \"*.doc;*.xls\""));
   AddSwitch(command, "--exclude-types,!--include-types", ExcludeTypes,
-            "Leave the file types out instead of taking them");
-  AddSwitch(command, "--subfolders,!--no-subfolders", Subfolders, "Take subfolders (default)");
+            Tr("Leave the file types out instead of taking them"));
+  AddSwitch(command, "--subfolders,!--no-subfolders", Subfolders, Tr("Take subfolders (default)"));
   AddSwitch(command, "--source-folder,!--no-source-folder", SourceFolder,
-            "Append the source folder's name to the destination (default)");
+            Tr("Append the source folder's name to the destination (default)"));
   AddSwitch(command, "--recycle,!--no-recycle", Recycle,
-            "Move what a sync removes to the recycle bin");
-  AddSwitch(command, "--enable,!--disable", Enable, "Switch the schedule on or off");
-  const auto limit = command.add_option("--max-size-kb", MaxSizeKB, "Leave larger files out");
+            Tr("Move what a sync removes to the recycle bin"));
+  AddSwitch(command, "--enable,!--disable", Enable, Tr("Switch the schedule on or off"));
+  const auto limit = command.add_option("--max-size-kb", MaxSizeKB, Tr("Leave larger files out"));
   limit->check(CLI::Range(1, INT32_MAX));
-  command.add_flag("--no-limit", NoLimit, "Take files of any size")->excludes(limit);
+  command.add_flag("--no-limit", NoLimit, Tr("Take files of any size"))->excludes(limit);
   const auto password = command.add_flag("--password-stdin", PasswordStdin,
-                                         "Read the archive password from standard input");
-  command.add_flag("--no-password", NoPassword, "Use no archive password")->excludes(password);
-  command.add_option("--guard", Guard,
-                     "on, off, or the share in percent of the destination's files beyond which a "
-                     "sync asks before it removes them (default 50)");
-  command.add_option("--guard-min", GuardMin, "Fewer files than these never count (default 20)")
+                                         Tr("Read the archive password from standard input"));
+  command.add_flag("--no-password", NoPassword, Tr("Use no archive password"))->excludes(password);
+  command.add_option(
+      "--guard", Guard,
+      Tr("on, off, or the share in percent of the destination's files beyond which a "
+         "sync asks before it removes them (default 50)"));
+  command
+      .add_option("--guard-min", GuardMin, Tr("Fewer files than these never count (default 20)"))
       ->check(CLI::Range(1, kMaxGuardFewest));
   command.add_flag("--adopt", Adopt,
-                   "What lies in the destination is this job's: its next run need not ask");
+                   Tr("What lies in the destination is this job's: its next run need not ask"));
   AddSwitch(command, "--space-check,!--no-space-check", SpaceCheck,
-            "Stop before copying what cannot fit (default)");
-  command.add_option("--keep", Keep, "Keep only this many dated folders or archives; 0 keeps all")
+            Tr("Stop before copying what cannot fit (default)"));
+  command
+      .add_option("--keep", Keep, Tr("Keep only this many dated folders or archives; 0 keeps all"))
       ->check(CLI::Range(0, kMaxKeepNewest));
   AddSwitch(command, "--verify-after,!--no-verify-after", VerifyAfter,
-            "Compare both sides after every run");
+            Tr("Compare both sides after every run"));
   AddSwitch(command, "--hard-links,!--no-hard-links", HardLinks,
-            "Keep files of several names linked in the copy (default)");
+            Tr("Keep files of several names linked in the copy (default)"));
 }
 
 bool JobOptions::Any() const {
@@ -159,7 +164,7 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
   if (options.Dest) form.Destination = AbsolutePath(FromUtf8(*options.Dest));
   if (options.Type) {
     const auto type = IndexOf(kTypes, *options.Type);
-    if (!type) return "--type takes full, differential, sync or compressed";
+    if (!type) return Tr("--type takes full, differential, sync or compressed");
     form.Type = static_cast<BackupType>(*type);
   }
   if (options.Every && !(error = ReadEvery(*options.Every, form)).empty()) return error;
@@ -185,10 +190,10 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
   Set(options.HardLinks, extras.KeepHardLinks);
   if (options.NoPassword) form.UsePassword = false;
   if (options.Recycle.value_or(false) && form.Type != BackupType::Synchronise) {
-    return "--recycle goes with --type sync";
+    return Tr("--recycle goes with --type sync");
   }
   if (options.PasswordStdin && form.Type != BackupType::Compressed) {
-    return "--password-stdin goes with --type compressed: other backups are not encrypted";
+    return Tr("--password-stdin goes with --type compressed: other backups are not encrypted");
   }
   return options.PasswordStdin ? ReadPassword(form) : std::string();
 }
@@ -216,19 +221,19 @@ std::string_view OptionOf(FormCheck check) {
     case FormCheck::NoInterval:
       return "--every";
     case FormCheck::WeekdayRefused:
-      return "--start, --refuse: a weekly job starts on a refused day";
+      return Tr("--start, --refuse: a weekly job starts on a refused day");
     case FormCheck::AllDaysRefused:
-      return "--refuse: every weekday is refused";
+      return Tr("--refuse: every weekday is refused");
     case FormCheck::NoName:
-      return "--name: the job needs a name";
+      return Tr("--name: the job needs a name");
     case FormCheck::DuplicateName:
-      return "--name: another job has this name";
+      return Tr("--name: another job has this name");
     case FormCheck::SourceMissing:
-      return "--source: the folder does not exist";
+      return Tr("--source: the folder does not exist");
     case FormCheck::NoDestination:
-      return "--dest: the job needs a destination";
+      return Tr("--dest: the job needs a destination");
     case FormCheck::Unstorable:
-      return "a text holds a tab or a line break";
+      return Tr("a text holds a tab or a line break");
     case FormCheck::Ok:
       break;
   }

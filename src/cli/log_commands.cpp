@@ -3,12 +3,16 @@
 #include <nlohmann/json.hpp>
 
 #include "app/job_status.h"
+#include "app/shown_log.h"
 #include "base/number.h"
+#include "base/screen_format.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
 #include "log/log_figures.h"
+#include "log/log_troubles.h"
 
 namespace kavrel {
 
@@ -64,6 +68,7 @@ LogRow RowOf(const BackupJob& job, const UnbegunRun& run) {
   row.Stopped = true;
   row.Copied = row.Unchanged = row.Failed = 0;
   row.Started = run.At;
+  // not translated: as a row of the log has it
   row.AsWritten = {job.Name, u"沒有執行", u"0", u"0", u"0", DateTimeText(run.At), {}, {}};
   return row;
 }
@@ -115,17 +120,22 @@ int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool js
   std::vector<ListedRun> found = FindRuns(program, filter);
   if (found.size() > last) found.erase(found.begin(), found.end() - static_cast<long>(last));
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> table{{u"#", u"備份排程名稱", u"狀態", u"總計", u"備份",
-                                                  u"失敗", u"本次備份時間", u"下次備份時間",
-                                                  u"原因"}};
+  std::vector<std::vector<std::u16string>> table{
+      {u"#", std::u16string(TrIn("log column", u"備份排程名稱")),
+       std::u16string(TrIn("log column", u"狀態")), std::u16string(TrIn("log column", u"總計")),
+       std::u16string(TrIn("log column", u"備份")), std::u16string(TrIn("log column", u"失敗")),
+       std::u16string(TrIn("log column", u"本次備份時間")),
+       std::u16string(TrIn("log column", u"下次備份時間")),
+       std::u16string(TrIn("log column", u"原因"))}};
   std::vector<Colour> colours{Colour::Plain};
   for (ListedRun& run : found) {
     LookInto(program.Files, run);
     list.push_back(ToJson(run));
-    std::vector<std::u16string> cells{run.Number > 0 ? Grouped(run.Number) : std::u16string()};
+    std::vector<std::u16string> cells{run.Number > 0 ? ScreenNumber(run.Number) : std::u16string()};
     const LogColumns columns = ColumnsOf(run.Row);
-    cells.insert(cells.end(), columns.begin(), columns.begin() + kLogPathColumn);
-    cells.push_back(run.Reason);
+    cells.push_back(columns.front());
+    for (std::size_t i = 1; i < kLogPathColumn; ++i) cells.push_back(Shown(columns[i]));
+    cells.push_back(Shown(run.Reason));
     colours.push_back(IsBadRun(run.Row) ? Colour::Bad : Colour::Plain);
     table.push_back(std::move(cells));
   }
@@ -141,16 +151,20 @@ int ShowLog(Session& session, std::size_t newest) {
   if (!session.Open()) return session.Failure();
   const std::vector<LogRow>& rows = session.Program().LogRows.Rows();
   if (newest < 1 || newest > rows.size()) {
-    PrintError("--show takes 1 to " + std::to_string(rows.size()) + ", the number of runs logged");
+    PrintError(
+        Fill(Tr("--show takes 1 to %1, the number of runs logged"), {std::to_string(rows.size())}));
     return kBadInput;
   }
   const std::u16string& path = rows[rows.size() - newest].LogPath;
   const Result<std::u16string> text = ReadJobLog(session.Program().Files, path);
   if (!text) {
-    PrintError("cannot read " + Printable(path) + ": " + ToUtf8(SystemErrorText(text.Error)));
+    PrintError(
+        Fill(Tr("cannot read %1: %2"), {Printable(path), ToUtf8(SystemErrorText(text.Error))}));
     return kBadInput;
   }
-  std::printf("%s", Printable(ReplaceAll(*text, u"\r\n", u"\n"), true).c_str());
+  for (std::u16string_view rest = *text; !rest.empty();) {
+    std::printf("%s\n", Printable(ShownLogLine(TakeLine(rest))).c_str());
+  }
   return kDone;
 }
 

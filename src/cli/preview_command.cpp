@@ -2,9 +2,11 @@
 #include <nlohmann/json.hpp>
 
 #include "app/plan_text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
+#include "cli/message.h"
 #include "engine/run_planner.h"
 #include "files/size_text.h"
 #include "platform/process.h"
@@ -57,7 +59,7 @@ void PrintAsJson(const BackupJob& job, const PlannedRun& run) {
              {"source", JsonText(run.Source)},
              {"destination", JsonText(run.Destination)},
              {"result", kResults[static_cast<std::size_t>(ResultOf(run))]},
-             {"reason", JsonTextOrNull(run.Reason)},
+             {"reason", JsonTextOrNull(run.Reason.Source())},
              {"steps", std::move(steps)},
              {"totals", std::move(totals)},
              {"warnings", std::move(warnings)}});
@@ -73,13 +75,15 @@ std::string Cell(std::u16string_view text, std::size_t width, bool right) {
 void PrintAsText(std::u16string_view destination, const RunPlan& plan) {
   PrintSteps(plan);
   const PlanSums sums = SumUp(plan);
-  std::printf("%s\n", Printable(u"目標資料夾：" + std::u16string(destination)).c_str());
+  std::printf("%s\n",
+              Printable(std::u16string(Tr(u"目標資料夾：")) + std::u16string(destination)).c_str());
   for (std::size_t i = 0; i < sums.size(); ++i) {
     if (sums[i].Files + sums[i].Folders == 0) continue;
-    const std::u16string_view action = ActionText(static_cast<PlanAction>(i), plan.OfRestore);
-    std::printf("%s  %s\n", Cell(action, 10, false).c_str(), Printable(SumText(sums[i])).c_str());
+    const std::u16string action = Shown(ActionText(static_cast<PlanAction>(i), plan.OfRestore));
+    std::printf("%s  %s\n", Cell(action, 10, false).c_str(),
+                Printable(Shown(SumText(sums[i]))).c_str());
   }
-  if (plan.Steps.empty()) std::printf("Nothing would be done.\n");
+  if (plan.Steps.empty()) std::printf("%s\n", Tr("Nothing would be done."));
 }
 
 }  // namespace
@@ -87,11 +91,11 @@ void PrintAsText(std::u16string_view destination, const RunPlan& plan) {
 void PrintSteps(const RunPlan& plan) {
   for (const PlanStep& step : plan.Steps) {
     const std::u16string size =
-        step.IsFolder ? std::u16string() : FormatSize(step.Size, SizeMode::Scaled);
+        step.IsFolder ? std::u16string() : Shown(FormatSize(step.Size, SizeMode::Scaled));
     std::printf("%s  %s  %s  %s\n",
-                Cell(ActionText(step.Action, plan.OfRestore), 10, false).c_str(),
+                Cell(Shown(ActionText(step.Action, plan.OfRestore)), 10, false).c_str(),
                 Cell(size, 12, true).c_str(),
-                Cell(ReasonText(step.Reason, plan.OfRestore), 18, false).c_str(),
+                Cell(Shown(ReasonText(step.Reason, plan.OfRestore)), 18, false).c_str(),
                 Printable(step.Path.empty() ? std::u16string_view(u".") : step.Path).c_str());
   }
 }
@@ -109,9 +113,9 @@ void TellSteps(Session& session, const BackupJob& job) {
 ExitCode PrintPlan(const BackupJob& job, const PlannedRun& run, bool json) {
   if (json) PrintAsJson(job, run);
   if (!json && run.Outcome == RunOutcome::Ran) PrintAsText(run.Destination, run.Plan);
-  if (!run.Reason.empty()) PrintError(Printable(job.Name) + ": " + run.Reason);
+  if (!run.Reason.Empty()) PrintError(Printable(job.Name) + ": " + run.Reason.Shown());
   if (!json || run.Outcome != RunOutcome::Ran) {
-    for (const std::u16string& warning : run.Plan.Warnings) PrintError(Printable(warning));
+    for (const std::u16string& warning : run.Plan.Warnings) PrintError(Printable(Shown(warning)));
   }
   constexpr ExitCode kCodes[] = {kDone, kSomeFailed, kSomeFailed, kSourceMissing,
                                  kNoArchiveProgram};
@@ -131,7 +135,7 @@ int PrintPreview(Session& session, const std::string& name, bool json) {
   PlannedRun run{.Source = job->Source.Path, .Destination = program.DestinationNow(*job)};
   run.Outcome = PlanBackupJob(program.Context, host, state, *job, run.Plan, run.Counters);
   if (run.Outcome == RunOutcome::SourceMissing) run.Reason = NoSourceReason(*job);
-  if (run.Outcome == RunOutcome::NoArchiver) run.Reason = kNoArchiverReason;
+  if (run.Outcome == RunOutcome::NoArchiver) run.Reason = Message(kNoArchiverReason);
   if (state.CancelRequested) return kInterrupted;
   return PrintPlan(*job, run, json);
 }

@@ -1,7 +1,10 @@
 #include "base/text.h"
+
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/console_host.h"
+#include "cli/message.h"
 #include "cli/run_report.h"
 #include "files/path.h"
 #include "platform/folders.h"
@@ -13,7 +16,7 @@ std::optional<std::u16string> ArchiveName(Session& session, const BackupJob& job
                                           const std::string& named) {
   if (named.empty()) return u"";
   if (!job.Compressed) {
-    PrintError(Printable(job.Name) + ": --archive goes with compressed jobs");
+    PrintError(Fill(Tr("%1: --archive goes with compressed jobs"), {Printable(job.Name)}));
     return std::nullopt;
   }
   const std::u16string text = FromUtf8(named);
@@ -23,8 +26,8 @@ std::optional<std::u16string> ArchiveName(Session& session, const BackupJob& job
   if (files.RealPath(PathFolder(path)) == files.RealPath(folder)) {
     return std::u16string(PathName(path));
   }
-  PrintError(Printable(path) + " is no archive of " + Printable(job.Name) + ": these are in " +
-             Printable(folder));
+  PrintError(Fill(Tr("%1 is no archive of %2: these are in %3"),
+                  {Printable(path), Printable(job.Name), Printable(folder)}));
   return std::nullopt;
 }
 
@@ -65,7 +68,7 @@ std::optional<RestorePick> PickOf(const BackupJob& job, const RestoreChoice& cho
   for (const std::string& path : choice.Only) {
     const std::optional<std::u16string> relative = PathInBackup(job, FromUtf8(path));
     if (!relative) {
-      PrintError("--only takes paths inside the backup: " + Printable(FromUtf8(path)));
+      PrintError(Fill(Tr("--only takes paths inside the backup: %1"), {Printable(FromUtf8(path))}));
       return std::nullopt;
     }
     pick.Paths.Add(*relative);
@@ -73,9 +76,10 @@ std::optional<RestorePick> PickOf(const BackupJob& job, const RestoreChoice& cho
   return pick;
 }
 
-std::string NoBackupText(std::u16string_view folder, const RestoreChoice& choice) {
-  return "there is no backup to restore: " + Printable(folder) +
-         (choice.Archive.empty() ? "" : " " + Printable(FromUtf8(choice.Archive)));
+Message NoBackupText(std::u16string_view folder, const RestoreChoice& choice) {
+  std::string place = Printable(folder);
+  if (!choice.Archive.empty()) place += " " + Printable(FromUtf8(choice.Archive));
+  return Say("there is no backup to restore: %1", {place});
 }
 
 PlannedRun PlanOf(Session& session, const BackupJob& job, const RestoreRequest& request,
@@ -102,7 +106,7 @@ int PrintRestorePlan(Session& session, const BackupJob& job, const RestoreReques
   RunState state;
   PlannedRun run = PlanOf(session, job, request, choice, state);
   if (run.Outcome == RunOutcome::NoArchiver) {
-    run.Reason = kNoArchiverReason;
+    run.Reason = Message(kNoArchiverReason);
   } else if (run.Outcome != RunOutcome::Ran) {
     run.Reason = NoBackupText(run.Source, choice);
   }
@@ -116,15 +120,15 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
   RaiseOpenFileLimit();
   WatchForInterrupt();
   if (!choice.Mode.empty() && choice.Mode != "full" && choice.Mode != "incremental") {
-    PrintError("--mode takes full or incremental");
+    PrintError(Tr("--mode takes full or incremental"));
     return kBadInput;
   }
   if (choice.ReplaceNewer && choice.Only.empty() && choice.To.empty()) {
-    PrintError("--replace-newer goes with --only or --to; a whole restore replaces all files");
+    PrintError(Tr("--replace-newer goes with --only or --to; a whole restore replaces all files"));
     return kBadInput;
   }
   if (choice.DryRun && choice.Output.Progress == ProgressMode::Json) {
-    PrintError("--progress json does not go with --dry-run");
+    PrintError(Tr("--progress json does not go with --dry-run"));
     return kBadInput;
   }
   session.Show(choice.Output);
@@ -135,7 +139,7 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   if (choice.Latest && !job->Compressed) {
-    PrintError(Printable(job->Name) + ": --latest goes with compressed jobs");
+    PrintError(Fill(Tr("%1: --latest goes with compressed jobs"), {Printable(job->Name)}));
     return kBadInput;
   }
   const std::optional<std::u16string> archive = ArchiveName(session, *job, choice.Archive);
@@ -164,7 +168,7 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
   const RunOutcome outcome = session.Program().RunRestoreNow(job->JobIndex, request);
   const ExitCode code = reports.Run(
       outcome, *job, true,
-      NoBackupText(job->Source.WorkPath, choice) + AwayText(session.Program().Context.Report));
+      WithAway(NoBackupText(job->Source.WorkPath, choice), session.Program().Context.Report));
   reports.Print(code);
   return code;
 }

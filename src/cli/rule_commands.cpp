@@ -4,6 +4,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
@@ -17,20 +18,20 @@ namespace {
 
 int SaveRules(Session& session, const std::vector<ExclusionRule>& rules) {
   if (session.Program().Exclusions.SaveExclusions(rules)) return kDone;
-  PrintError("the rules cannot be written: Exc.txt in the program folder");
+  PrintError(Tr("the rules cannot be written: Exc.txt in the program folder"));
   return kSomeFailed;
 }
 
 int SaveFilterTable(Session& session) {
   const int error = session.Program().Filters.SaveFilters();
   if (error == 0) return kDone;
-  PrintError("the file types cannot be written: FileType.txt in the program folder: " +
-             ToUtf8(SystemErrorText(error)));
+  PrintError(Fill(Tr("the file types cannot be written: FileType.txt in the program folder: %1"),
+                  {ToUtf8(SystemErrorText(error))}));
   return kSomeFailed;
 }
 
 int Refuse(const std::u16string& message) {
-  PrintError(Printable(message));
+  PrintError(Printable(Shown(message)));
   return kBadInput;
 }
 
@@ -74,15 +75,16 @@ int ListRules(Session& session, ListForm form) {
     PrintJson({{"exclusions_enabled", program.Exclusions.ExcEnabled}, {"rules", list}});
     return kDone;
   }
-  std::vector<std::vector<std::u16string>> rows{
-      {u"#", u"排程名稱", u"狀態", u"排除檔案", u"排除目錄", u"指定磁碟"}};
+  std::vector<std::vector<std::u16string>> rows{{u"#", TrCell(u"排程名稱"), TrCell(u"狀態"),
+                                                 TrCell(u"排除檔案"), TrCell(u"排除目錄"),
+                                                 TrCell(u"指定磁碟")}};
   for (const ExclusionRule& rule : rules) {
     rows.push_back({Decimal(static_cast<std::int64_t>(rows.size())), rule.Desc,
-                    std::u16string(OnOffText(rule.Enabled)), rule.File, rule.Folder, rule.Drive});
+                    Shown(OnOffText(rule.Enabled)), rule.File, rule.Folder, rule.Drive});
   }
   PrintTable(rows);
   if (!program.Exclusions.ExcEnabled) {
-    PrintError("exclusions are off: kavrelctl settings set ExcEnabled True switches them on");
+    PrintError(Tr("exclusions are off: kavrelctl settings set ExcEnabled True switches them on"));
   }
   return kDone;
 }
@@ -109,7 +111,8 @@ int ChangeRules(Session& session, RuleChange change, const std::vector<std::stri
   for (const std::string& name : named) {
     const std::vector<std::size_t> found = RulesNamed(rules, name);
     if (found.empty()) {
-      PrintError("there is no rule " + Printable(FromUtf8(name)) + "; rules list shows them");
+      PrintError(
+          Fill(Tr("there is no rule %1; rules list shows them"), {Printable(FromUtf8(name))}));
       return kBadInput;
     }
     places.insert(places.end(), found.begin(), found.end());
@@ -129,14 +132,14 @@ int ChangeRules(Session& session, RuleChange change, const std::vector<std::stri
 int ResetRules(Session& session) {
   if (!session.Open(u"kavrelctl rules")) return session.Failure();
   if (session.Program().Exclusions.RestoreDefaults()) return kDone;
-  PrintError("the rules cannot be written: Exc.txt in the program folder");
+  PrintError(Tr("the rules cannot be written: Exc.txt in the program folder"));
   return kSomeFailed;
 }
 
 int ListFilters(Session& session, ListForm form) {
   if (!session.Open()) return session.Failure();
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> rows{{u"副檔名備份清單", u"副檔名清單"}};
+  std::vector<std::vector<std::u16string>> rows{{TrCell(u"副檔名備份清單"), TrCell(u"副檔名清單")}};
   std::vector<std::u16string> names;
   for (const FileFilter& filter : session.Program().Filters.Entries) {
     list.push_back({{"name", JsonText(filter.Name)}, {"patterns", JsonText(filter.Patterns)}});
@@ -160,7 +163,7 @@ int AddFilter(Session& session, const std::string& name, const std::string& patt
   if (!message.empty()) return Refuse(message);
   std::vector<FileFilter>& entries = session.Program().Filters.Entries;
   if (const FileFilter* known = session.Program().Filters.Find(filter.Name)) {
-    PrintError("there is a filter of that name already: " + Printable(known->Name));
+    PrintError(Fill(Tr("there is a filter of that name already: %1"), {Printable(known->Name)}));
     return kBadInput;
   }
   entries.push_back(filter);
@@ -174,7 +177,7 @@ int RemoveFilters(Session& session, const std::vector<std::string>& names) {
     const FileFilter* known = filters.Find(FromUtf8(name));
     // The first one stands for all files.
     if (!known || known == &filters.Entries.front()) {
-      PrintError("no such filter: " + Printable(FromUtf8(name)));
+      PrintError(Fill(Tr("no such filter: %1"), {Printable(FromUtf8(name))}));
       return kBadInput;
     }
     filters.Entries.erase(filters.Entries.begin() + (known - filters.Entries.data()));
@@ -187,7 +190,7 @@ int GetSettings(Session& session, const std::string& name, bool json) {
   const Settings& settings = session.Program().Settings;
   const SettingInfo* only = name.empty() ? nullptr : FindSetting(FromUtf8(name));
   if (!only && !name.empty()) {
-    PrintError("no such setting: " + Printable(FromUtf8(name)));
+    PrintError(Fill(Tr("no such setting: %1"), {Printable(FromUtf8(name))}));
     return kBadInput;
   }
   nlohmann::json values = nlohmann::json::object();
@@ -206,20 +209,35 @@ int GetSettings(Session& session, const std::string& name, bool json) {
   return kDone;
 }
 
+namespace {
+
+/// What a setting takes.
+std::string TakenBy(const SettingInfo& setting) {
+  if (setting.Last > 0) return Fill(Tr("0 to %1"), {std::to_string(setting.Last)});
+  if (setting.Last == 0) return Tr("True or False");
+  std::string codes;
+  for (const Language& language : Languages()) {
+    if (!codes.empty()) codes += ", ";
+    codes += language.Code;
+  }
+  return Fill(Tr("%1 or nothing"), {codes});
+}
+
+}  // namespace
+
 int SetSetting(Session& session, const std::string& name, const std::string& value) {
   if (!session.Open(u"kavrelctl settings")) return session.Failure();
   const SettingInfo* setting = FindSetting(FromUtf8(name));
   if (!setting) {
-    PrintError("no such setting: " + Printable(FromUtf8(name)));
+    PrintError(Fill(Tr("no such setting: %1"), {Printable(FromUtf8(name))}));
     return kBadInput;
   }
   // The switch and the desktop's own entry go together.
   const std::optional<bool> on = ParseBool(FromUtf8(value));
   if (setting->Name == u"Morlund" && on) session.Program().SetAutostart(*on);
   if (session.Program().Settings.SetText(*setting, FromUtf8(value))) return kDone;
-  PrintError(ToUtf8(setting->Name) + " takes " +
-             (setting->Last > 0 ? "0 to " + std::to_string(setting->Last) : "True or False") +
-             ", or the settings file cannot be written");
+  PrintError(Fill(Tr("%1 takes %2, or the settings file cannot be written"),
+                  {ToUtf8(setting->Name), TakenBy(*setting)}));
   return kBadInput;
 }
 

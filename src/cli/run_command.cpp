@@ -2,9 +2,11 @@
 #include <cstdio>
 #include <optional>
 
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/console_host.h"
+#include "cli/message.h"
 #include "cli/run_report.h"
 #include "platform/process.h"
 #include "schedule/next_run.h"
@@ -28,7 +30,7 @@ std::optional<std::vector<std::int32_t>> Choose(Session& session, const RunChoic
   for (const BackupJob& job : session.Program().Store.Jobs) {
     if (!job.Enabled) continue;
     if (choice.Due && NeverRuns(job, now)) {
-      PrintError(Printable(job.Name) + ": " + std::string(kNeverRuns));
+      PrintError(Printable(job.Name) + ": " + Tr(kNeverRuns));
     } else if (choice.All || (choice.Due && job.NextRun <= now)) {
       chosen.push_back(job.JobIndex);
     }
@@ -38,8 +40,8 @@ std::optional<std::vector<std::int32_t>> Choose(Session& session, const RunChoic
 
 }  // namespace
 
-std::string NoSourceReason(const BackupJob& job) {
-  return "the source folder does not exist: " + Printable(job.Source.Path);
+Message NoSourceReason(const BackupJob& job) {
+  return Say("the source folder does not exist: %1", {Printable(job.Source.Path)});
 }
 
 int RunJobs(Session& session, const RunChoice& choice) {
@@ -50,11 +52,11 @@ int RunJobs(Session& session, const RunChoice& choice) {
   const std::string_view wanted = given.empty() ? "fast" : given;
   const auto level = std::find(std::begin(kLevels), std::end(kLevels), wanted);
   if (level == std::end(kLevels)) {
-    PrintError("--compression takes store, fast or full");
+    PrintError(Tr("--compression takes store, fast or full"));
     return kBadInput;
   }
   if ((choice.Names.empty() ? 0 : 1) + (choice.All ? 1 : 0) + (choice.Due ? 1 : 0) != 1) {
-    PrintError("run takes either names of jobs, or --all, or --due");
+    PrintError(Tr("run takes either names of jobs, or --all, or --due"));
     return kBadInput;
   }
   session.Show(choice.Output);
@@ -70,7 +72,7 @@ int RunJobs(Session& session, const RunChoice& choice) {
   };
   if (choice.Due) {
     if (const std::optional<DateTime> end = program.Pause.End()) {
-      return nothing("The schedule is paused " + PauseEndText(*end) + ".");
+      return nothing(PausedText(*end));
     }
     TellPause(program.Pause);
   }
@@ -81,11 +83,11 @@ int RunJobs(Session& session, const RunChoice& choice) {
   };
   if (!choice.Compression.empty() && !choice.Names.empty() &&
       std::none_of(jobs->begin(), jobs->end(), packs)) {
-    PrintError("--compression goes with compressed jobs, and none of these is one");
+    PrintError(Tr("--compression goes with compressed jobs, and none of these is one"));
     return kBadInput;
   }
   if (jobs->empty()) {
-    return nothing(std::string("No job is ") + (choice.All ? "switched on." : "due."));
+    return nothing(choice.All ? Tr("No job is switched on.") : Tr("No job is due."));
   }
   if (choice.Output.Verbose) {
     session.Console().Starting = [&](const BackupJob& job) { TellSteps(session, job); };
@@ -97,7 +99,7 @@ int RunJobs(Session& session, const RunChoice& choice) {
     const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(index)];
     ++ran;
     const ExitCode code = reports.Run(program.LastOutcome(), job, false,
-                                      NoSourceReason(job) + AwayText(program.Context.Report));
+                                      WithAway(NoSourceReason(job), program.Context.Report));
     note(code);
     if (const auto& verified = program.LastVerification()) {
       const ExitCode verify_code = reports.Verification(*verified, job);

@@ -1,11 +1,15 @@
 #include "cli/run_report.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "base/number.h"
+#include "base/screen_format.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
+#include "cli/message.h"
 #include "files/size_text.h"
 
 namespace kavrel {
@@ -18,62 +22,76 @@ constexpr std::size_t kTroublesTold = 3, kDifferencesTold = 20;
 struct RunWords {
   std::u16string_view Stopped, Done, Copied, Unchanged, Failed, Bytes;
 };
-constexpr RunWords kBackup = {u"備份中斷",
-                              u"備份完成",
-                              u"已完成檔案總計　　：",
-                              u"備份已存在檔案總計：",
-                              u"備份失敗檔案總計　：",
-                              u"完成備份容量總計　："};
-constexpr RunWords kRestore = {u"還原中斷",
-                               u"還原完成",
-                               u"已完成還原檔案總計：",
-                               u"還原已存在檔案總計：",
-                               u"已還原失敗檔案總計：",
-                               u"完成還原容量總計　："};
+constexpr RunWords kBackup = {TrLater(u"備份中斷"),
+                              TrLater(u"備份完成"),
+                              TrLater(u"已完成檔案總計　　："),
+                              TrLater(u"備份已存在檔案總計："),
+                              TrLater(u"備份失敗檔案總計　："),
+                              TrLater(u"完成備份容量總計　：")};
+constexpr RunWords kRestore = {TrLater(u"還原中斷"),
+                               TrLater(u"還原完成"),
+                               TrLater(u"已完成還原檔案總計："),
+                               TrLater(u"還原已存在檔案總計："),
+                               TrLater(u"已還原失敗檔案總計："),
+                               TrLater(u"完成還原容量總計　：")};
 
-/// A heading and labelled lines below it.
+/// A heading and labelled lines below it, whose values stand below each other.
 class Block {
  public:
-  explicit Block(const std::u16string& heading) : text_(heading + u"\n") {}
-  void Line(std::u16string_view label, std::u16string_view value) {
-    ((((text_ += u"  ") += label) += value) += u"\n");
+  explicit Block(std::u16string heading) : heading_(std::move(heading)) {}
+  /// `label` is a text of the source.
+  void Line(std::u16string_view label, std::u16string value) {
+    lines_.emplace_back(TrCell(label), std::move(value));
   }
-  void Say(std::u16string_view words) { ((text_ += u"  ") += words) += u"\n"; }
+  void Say(std::u16string words) { lines_.emplace_back(std::u16string(), std::move(words)); }
   void Print() const {
-    std::printf("%s", Printable(text_, true).c_str());
+    std::size_t width = 0;
+    for (const auto& [label, value] : lines_) width = std::max(width, DisplayWidth(label));
+    std::u16string text = heading_ + u"\n";
+    for (const auto& [label, value] : lines_) {
+      text += u"  " + label;
+      if (!label.empty()) text.append(width - DisplayWidth(label), u' ');
+      text += value + u"\n";
+    }
+    std::printf("%s", Printable(text, true).c_str());
     std::fflush(stdout);
   }
 
  private:
-  std::u16string text_;
+  std::u16string heading_;
+  std::vector<std::pair<std::u16string, std::u16string>> lines_;
 };
 
 void PrintResult(const BackupJob& job, const Program& program, const RunWords& words) {
   const RunCounters& counters = program.Context.Report.Counters;
   const LastRunResult& result = job.LastRunResult;
-  Block block(job.Name + u"：" + std::u16string(result.Stopped ? words.Stopped : words.Done));
-  block.Line(u"來源檔案總計　　　：", Grouped(counters.SourceFiles));
-  block.Line(words.Copied, Grouped(result.CopiedFiles));
-  block.Line(words.Unchanged, Grouped(result.UnchangedFiles));
-  block.Line(words.Failed, Grouped(result.FailedFiles));
-  if (counters.NewerFiles > 0) block.Line(u"保留較新檔案總計　：", Grouped(counters.NewerFiles));
+  Block block(job.Name + std::u16string(Tr(u"：")) +
+              std::u16string(Tr(result.Stopped ? words.Stopped : words.Done)));
+  block.Line(TrLater(u"來源檔案總計　　　："), ScreenNumber(counters.SourceFiles));
+  block.Line(words.Copied, ScreenNumber(result.CopiedFiles));
+  block.Line(words.Unchanged, ScreenNumber(result.UnchangedFiles));
+  block.Line(words.Failed, ScreenNumber(result.FailedFiles));
+  if (counters.NewerFiles > 0)
+    block.Line(TrLater(u"保留較新檔案總計　："), ScreenNumber(counters.NewerFiles));
   if (counters.UpdatedAttributes > 0) {
-    block.Line(u"更新屬性總計　　　：", Grouped(counters.UpdatedAttributes));
+    block.Line(TrLater(u"更新屬性總計　　　："), ScreenNumber(counters.UpdatedAttributes));
   }
-  if (result.UnseenFiles > 0) block.Line(u"無法查看檔案總計　：", Grouped(result.UnseenFiles));
-  if (result.WarningFiles > 0) block.Line(u"警告檔案總計　　　：", Grouped(result.WarningFiles));
-  block.Line(words.Bytes, FormatSize(result.CopiedBytes, SizeMode::Both));
+  if (result.UnseenFiles > 0)
+    block.Line(TrLater(u"無法查看檔案總計　："), ScreenNumber(result.UnseenFiles));
+  if (result.WarningFiles > 0)
+    block.Line(TrLater(u"警告檔案總計　　　："), ScreenNumber(result.WarningFiles));
+  block.Line(words.Bytes, Shown(FormatSize(result.CopiedBytes, SizeMode::Both)));
   const std::uint64_t removed = std::uint64_t{result.SyncDeletedFiles} + result.SyncDeletedFolders +
                                 counters.RecycledFiles + counters.RecycledFolders;
   if (removed > 0) {
-    block.Line(u"同步刪除檔案總計　：", Grouped(result.SyncDeletedFiles));
-    block.Line(u"同步刪除資料夾總計：", Grouped(result.SyncDeletedFolders));
-    block.Line(u"資源回收筒檔案總計：", Grouped(counters.RecycledFiles));
-    block.Line(u"資源回收筒目錄總計：", Grouped(counters.RecycledFolders));
+    block.Line(TrLater(u"同步刪除檔案總計　："), ScreenNumber(result.SyncDeletedFiles));
+    block.Line(TrLater(u"同步刪除資料夾總計："), ScreenNumber(result.SyncDeletedFolders));
+    block.Line(TrLater(u"資源回收筒檔案總計："), ScreenNumber(counters.RecycledFiles));
+    block.Line(TrLater(u"資源回收筒目錄總計："), ScreenNumber(counters.RecycledFolders));
   }
-  block.Line(u"日誌檔名稱　　　　：", program.RunLogPath());
+  block.Line(TrLater(u"日誌檔名稱　　　　："), program.RunLogPath());
   if (!result.Stopped && result.CopiedFiles == 0 && IsComplete(counters) && removed == 0) {
-    block.Say(u"Nothing had to be copied.");
+    block.Say(FromUtf8(Tr("Nothing had to be copied.")));
   }
   block.Print();
 }
@@ -98,21 +116,29 @@ void AddFigures(nlohmann::json& run, const BackupJob& job, const Program& progra
 }
 
 /// Why a guard stopped the run, and what to do where it was meant.
-std::string GuardedText(const RunContext& context) {
-  const std::string why = Printable(context.Report.RefusalText);
+Message GuardedText(const RunContext& context) {
+  const Message why = Message::OfCore(context.Report.RefusalText);
   switch (context.Report.Refusal) {
     case RunRefusal::DiskAway:
-      return "a disk is not there, nothing was changed: " + why +
-             "; --force runs it all the same, edit --adopt takes the disks as they are";
+      return Say(
+          "a disk is not there, nothing was changed: %1; --force runs it all the same, edit "
+          "--adopt takes the disks as they are",
+          {why});
     case RunRefusal::Shrunk:
-      return "far less would be backed up than the last time, nothing was changed: " + why +
-             "; --force runs it all the same, edit --adopt takes the source as it is";
+      return Say(
+          "far less would be backed up than the last time, nothing was changed: %1; --force "
+          "runs it all the same, edit --adopt takes the source as it is",
+          {why});
     case RunRefusal::PlaceOfOthers:
-      return "it may be another job's backup, nothing was changed: " + why +
-             "; --force goes on all the same, edit --adopt makes the place this job's";
+      return Say(
+          "it may be another job's backup, nothing was changed: %1; --force goes on all the "
+          "same, edit --adopt makes the place this job's",
+          {why});
     default:
-      return "the mirror guard stopped the run before it removed anything: " + why +
-             "; --force runs it all the same";
+      return Say(
+          "the mirror guard stopped the run before it removed anything: %1; --force runs it "
+          "all the same",
+          {why});
   }
 }
 
@@ -122,11 +148,13 @@ struct KindOfDifference {
   std::u16string_view Label, Name;
 };
 constexpr KindOfDifference kKinds[] = {
-    {&VerifyCounters::Missing, "missing", u"缺少檔案總計　　　：", u"缺少"},
-    {&VerifyCounters::Changed, "changed", u"尚未備份變更總計　：", u"尚未備份變更"},
-    {&VerifyCounters::Damaged, "damaged", u"內容損壞檔案總計　：", u"內容損壞"},
-    {&VerifyCounters::Extra, "extra", u"多出項目總計　　　：", u"多出"},
-    {&VerifyCounters::Unreadable, "unreadable", u"無法讀取檔案總計　：", u"無法讀取"}};
+    {&VerifyCounters::Missing, "missing", TrLater(u"缺少檔案總計　　　："), TrLater(u"缺少")},
+    {&VerifyCounters::Changed, "changed", TrLater(u"尚未備份變更總計　："),
+     TrLater(u"尚未備份變更")},
+    {&VerifyCounters::Damaged, "damaged", TrLater(u"內容損壞檔案總計　："), TrLater(u"內容損壞")},
+    {&VerifyCounters::Extra, "extra", TrLater(u"多出項目總計　　　："), TrLater(u"多出")},
+    {&VerifyCounters::Unreadable, "unreadable", TrLater(u"無法讀取檔案總計　："),
+     TrLater(u"無法讀取")}};
 
 const KindOfDifference& KindOf(const VerifyDifference& difference) {
   for (const KindOfDifference& kind : kKinds) {
@@ -136,21 +164,22 @@ const KindOfDifference& KindOf(const VerifyDifference& difference) {
 }
 
 void PrintVerification(const VerifyReport& report, const BackupJob& job) {
-  Block block(job.Name + (report.Stopped ? u"：驗證中斷" : u"：驗證完成"));
-  block.Line(u"內容相同檔案總計　：", Grouped(report.Counters.Equal));
+  Block block(job.Name + std::u16string(Tr(u"：")) +
+              std::u16string(report.Stopped ? Tr(u"驗證中斷") : Tr(u"驗證完成")));
+  block.Line(TrLater(u"內容相同檔案總計　："), ScreenNumber(report.Counters.Equal));
   for (const KindOfDifference& kind : kKinds) {
-    block.Line(kind.Label, Grouped(report.Counters.*kind.Counter));
+    block.Line(kind.Label, ScreenNumber(report.Counters.*kind.Counter));
   }
-  block.Line(u"完成驗證容量總計　：", FormatSize(report.Bytes, SizeMode::Both));
-  block.Line(u"日誌檔名稱　　　　：", report.LogPath);
+  block.Line(TrLater(u"完成驗證容量總計　："), Shown(FormatSize(report.Bytes, SizeMode::Both)));
+  block.Line(TrLater(u"日誌檔名稱　　　　："), report.LogPath);
   block.Print();
 }
 
 }  // namespace
 
-std::string AwayText(const RunReport& report) {
-  const std::string disk = Printable(report.RefusalText);
-  return disk.empty() ? disk : " (" + disk + ")";
+Message WithAway(const Message& message, const RunReport& report) {
+  if (report.RefusalText.empty()) return message;
+  return Message("%1 (%2)", {message, Message::OfCore(report.RefusalText)});
 }
 
 std::string_view ResultWord(ExitCode code) {
@@ -184,9 +213,9 @@ nlohmann::json RunReports::Begin(const BackupJob& job, std::string_view kind, Ex
           {"reason", nullptr},          {"seconds", static_cast<double>(now - before) / 1000}};
 }
 
-void RunReports::Trouble(nlohmann::json& run, const BackupJob& job, const std::string& why) {
-  PrintError(Printable(job.Name) + ": " + why);
-  if (run["reason"].is_null()) run["reason"] = why;
+void RunReports::Trouble(nlohmann::json& run, const BackupJob& job, const Message& why) {
+  PrintError(Printable(job.Name) + ": " + why.Shown());
+  if (run["reason"].is_null()) run["reason"] = why.Source();
 }
 
 void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
@@ -202,17 +231,18 @@ void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
                                {"reason", JsonTextOrNull(JsonText(trouble.Reason))}});
     if (i >= kTroublesTold) continue;
     Trouble(run, job,
-            Printable(trouble.What) + " " + Printable(trouble.Path) +
-                (trouble.Reason.empty() ? "" : " (" + Printable(trouble.Reason) + ")"));
+            Message(trouble.Reason.empty() ? "%1 %2" : "%1 %2 (%3)",
+                    {Message::OfCore(trouble.What), Printable(trouble.Path),
+                     Message::OfCore(trouble.Reason)}));
   }
   if (failed > kTroublesTold && !failures.empty()) {
-    PrintError(Printable(job.Name) +
-               ": the log tells of the others: " + Printable(program.RunLogPath()));
+    PrintError(Fill(Tr("%1: the log tells of the others: %2"),
+                    {Printable(job.Name), Printable(program.RunLogPath())}));
   }
 }
 
 ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
-                         const std::string& missing) {
+                         const Message& missing) {
   Program& program = session_.Program();
   const ExitCode code = restore ? CodeOfRun(outcome, job, program.Context.Report.Counters)
                                 : CodeOfBackup(program.Context, job);
@@ -227,7 +257,7 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
     AddFigures(run, job, program);
     if (AsText()) PrintResult(job, program, restore ? kRestore : kBackup);
     if (program.Log.Failed()) {
-      Trouble(run, job, "no log could be written: " + Printable(program.Log.CurrentPath()));
+      Trouble(run, job, Say("no log could be written: %1", {Printable(program.Log.CurrentPath())}));
     }
   }
   switch (outcome) {
@@ -236,7 +266,7 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
       Trouble(run, job, missing);
       break;
     case RunOutcome::NoArchiver:
-      Trouble(run, job, kNoArchiverReason);
+      Trouble(run, job, Message(kNoArchiverReason));
       break;
     case RunOutcome::NotStarted:
       break;
@@ -245,21 +275,21 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
       break;
     case RunOutcome::NoSpace:
       Trouble(run, job,
-              "the copies do not fit on the destination, nothing was copied; --force runs it all "
-              "the same");
+              Say("the copies do not fit on the destination, nothing was copied; --force runs it "
+                  "all the same"));
       break;
     case RunOutcome::Ran:
       if (restore && program.Context.Report.WrongPassword) {
         run["result"] = "wrong-password";
-        Trouble(run, job, kWrongPasswordText);
+        Trouble(run, job, Message(kWrongPasswordText));
       } else if (code == kNoPlace) {
         Trouble(run, job,
-                "the destination does not exist and cannot be made: " +
-                    Printable(job.Destination.WorkPath));
+                Say("the destination does not exist and cannot be made: %1",
+                    {Printable(job.Destination.WorkPath)}));
         TellFailures(run, job);
       } else {
         TellFailures(run, job);
-        if (code == kInterrupted && output_.Quiet) Trouble(run, job, "interrupted");
+        if (code == kInterrupted && output_.Quiet) Trouble(run, job, Say("interrupted"));
       }
   }
   runs_.push_back(std::move(run));
@@ -275,11 +305,13 @@ void RunReports::TellDifferences(nlohmann::json& run, const VerifyReport& report
     const KindOfDifference& kind = KindOf(difference);
     run["differences"].push_back({{"kind", kind.Word}, {"path", JsonText(difference.Path)}});
     if (!output_.Json && i < told) {
-      PrintError(Printable(job.Name + u": " + std::u16string(kind.Name) + u" " + difference.Path));
+      PrintError(
+          Printable(job.Name + u": " + std::u16string(Tr(kind.Name)) + u" " + difference.Path));
     }
   }
   if (!output_.Json && report.Differing.size() > told) {
-    PrintError(Printable(job.Name) + ": the log tells of the others: " + Printable(report.LogPath));
+    PrintError(Fill(Tr("%1: the log tells of the others: %2"),
+                    {Printable(job.Name), Printable(report.LogPath)}));
   }
 }
 
@@ -291,19 +323,20 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
   run["destination"] = JsonText(folder);
   switch (report.Outcome) {
     case RunOutcome::SourceMissing:
-      Trouble(
-          run, job,
-          "there is nothing to compare: " + Printable(job.Source.Path) + ", " + Printable(folder));
+      Trouble(run, job,
+              Say("there is nothing to compare: %1, %2",
+                  {Printable(job.Source.Path), Printable(folder)}));
       break;
     case RunOutcome::NothingPicked:
-      Trouble(run, job, "there is no such archive in " + Printable(folder));
+      Trouble(run, job, Say("there is no such archive in %1", {Printable(folder)}));
       break;
     case RunOutcome::NoArchiver:
-      Trouble(run, job, kNoArchiverReason);
+      Trouble(run, job, Message(kNoArchiverReason));
       break;
     case RunOutcome::Guarded:
       Trouble(run, job,
-              "a disk is not there, nothing was compared: " + Printable(report.RefusalText));
+              Say("a disk is not there, nothing was compared: %1",
+                  {Message::OfCore(report.RefusalText)}));
       break;
     case RunOutcome::Ran:
       run["equal"] = report.Counters.Equal;
@@ -315,7 +348,7 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
       if (AsText()) PrintVerification(report, job);
       TellDifferences(run, report, job);
       if (report.WrongPassword) run["result"] = "wrong-password";
-      if (report.WrongPassword) Trouble(run, job, kWrongPasswordText);
+      if (report.WrongPassword) Trouble(run, job, Message(kWrongPasswordText));
       break;
     default:
       break;

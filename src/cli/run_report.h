@@ -5,11 +5,12 @@
 #include <string>
 
 #include "cli/commands.h"
+#include "cli/message.h"
 
 namespace kavrel {
 
 /// Which disk is away, in brackets; empty where none is known.
-std::string AwayText(const RunReport& report);
+Message WithAway(const Message& message, const RunReport& report);
 
 /// The word for what a run ended with: "ok", "some-failed", "interrupted" and the like.
 std::string_view ResultWord(ExitCode code);
@@ -22,14 +23,14 @@ class RunReports {
   RunReports(Session& session, OutputChoice output);
 
   /// Of a backup or a restore that just ended. `missing` says what a missing folder is.
-  ExitCode Run(RunOutcome outcome, const BackupJob& job, bool restore, const std::string& missing);
+  ExitCode Run(RunOutcome outcome, const BackupJob& job, bool restore, const Message& missing);
   ExitCode Verification(const VerifyReport& report, const BackupJob& job);
   /// To be called last.
   void Print(ExitCode code) const;
 
  private:
   /// Says it on standard error, and in JSON.
-  void Trouble(nlohmann::json& run, const BackupJob& job, const std::string& why);
+  void Trouble(nlohmann::json& run, const BackupJob& job, const Message& why);
   void TellFailures(nlohmann::json& run, const BackupJob& job);
   void TellDifferences(nlohmann::json& run, const VerifyReport& report, const BackupJob& job);
   nlohmann::json Begin(const BackupJob& job, std::string_view kind, ExitCode code);

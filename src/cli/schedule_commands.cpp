@@ -2,7 +2,9 @@
 #include <nlohmann/json.hpp>
 
 #include "app/watch.h"
+#include "base/screen_format.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
@@ -27,8 +29,9 @@ Standing StandingOf(const BackupJob& job, DateTime now, const std::optional<Date
 }
 
 std::u16string_view StandingText(Standing standing) {
-  constexpr std::u16string_view kTexts[] = {u"時間已到", u"時間未到",    u"時間未到，今天不備份",
-                                            u"關閉",     kNeverRunsText, u"排程暫停中"};
+  constexpr std::u16string_view kTexts[] = {
+      TrLater(u"時間已到"), TrLater(u"時間未到"), TrLater(u"時間未到，今天不備份"),
+      TrLater(u"關閉"),     kNeverRunsText,       TrLater(u"排程暫停中")};
   return kTexts[static_cast<std::size_t>(standing)];
 }
 
@@ -66,7 +69,8 @@ bool OpenFolder(Session& session) {
 }
 
 int TellPauseFailure(const SchedulePause& pause, ErrorCode error) {
-  PrintError("cannot write " + Printable(pause.Path()) + ": " + ToUtf8(SystemErrorText(error)));
+  PrintError(
+      Fill(Tr("cannot write %1: %2"), {Printable(pause.Path()), ToUtf8(SystemErrorText(error))}));
   return kSomeFailed;
 }
 
@@ -85,7 +89,8 @@ int ListNextRuns(Session& session, const std::vector<std::string>& names, std::s
   const DateTime now = session.Clock().Now();
   const std::optional<DateTime> pause = session.Program().Pause.End();
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> rows{{u"排程名稱", u"狀態", u"下次備份時間"}};
+  std::vector<std::vector<std::u16string>> rows{
+      {TrCell(u"排程名稱"), TrCell(u"狀態"), TrCell(u"下次備份時間")}};
   for (const BackupJob* listed : jobs) {
     const BackupJob& job = *listed;
     const Standing standing = StandingOf(job, now, pause);
@@ -94,13 +99,13 @@ int ListNextRuns(Session& session, const std::vector<std::string>& names, std::s
     for (const DateTime time : NextTimes(job, now, pause, times)) {
       json_times.push_back(JsonTime(time));
       if (!text.empty()) text += u",  ";
-      text += DateTimeText(time);
+      text += ScreenDateTime(time);
     }
     list.push_back({{"name", JsonText(job.Name)},
                     {"enabled", job.Enabled},
                     {"state", StandingKey(standing)},
                     {"next_runs", std::move(json_times)}});
-    rows.push_back({job.Name, std::u16string(StandingText(standing)), text});
+    rows.push_back({job.Name, Shown(StandingText(standing)), text});
   }
   if (json) {
     PrintJson(list);
@@ -111,17 +116,19 @@ int ListNextRuns(Session& session, const std::vector<std::string>& names, std::s
   return kDone;
 }
 
-std::string PauseEndText(DateTime end) {
-  return end == kNoEnd ? "until it is resumed" : "until " + ToUtf8(IsoText(end));
+std::string PausedText(DateTime end) {
+  if (end == kNoEnd) return Tr("The schedule is paused until it is resumed.");
+  return Fill(Tr("The schedule is paused until %1."), {ToUtf8(IsoText(end))});
 }
 
 void TellPause(const SchedulePause& pause) {
   if (const std::optional<DateTime> end = pause.End()) {
-    PrintError("the schedule is paused " + PauseEndText(*end) + "; resume ends that");
+    PrintError(*end == kNoEnd ? Tr("the schedule is paused until it is resumed; resume ends that")
+                              : Fill(Tr("the schedule is paused until %1; resume ends that"),
+                                     {ToUtf8(IsoText(*end))}));
   } else if (pause.LastError()) {
-    PrintError("nobody can tell from " + Printable(pause.Path()) +
-               " whether the schedule is paused, so it is not: " +
-               ToUtf8(SystemErrorText(pause.LastError())));
+    PrintError(Fill(Tr("nobody can tell from %1 whether the schedule is paused, so it is not: %2"),
+                    {Printable(pause.Path()), ToUtf8(SystemErrorText(pause.LastError()))}));
   }
 }
 
@@ -132,7 +139,7 @@ int PauseSchedule(Session& session, const std::string& span, const std::string& 
   if (!span.empty()) {
     const std::optional<Span> parsed = ParseSpan(span);
     if (!parsed || parsed->Count < 1 || parsed->Count > kLongestSpan) {
-      PrintError("--for takes a count up to 1000 and a unit, as 30m, 2h, 1d or 1w");
+      PrintError(Tr("--for takes a count up to 1000 and a unit, as 30m, 2h, 1d or 1w"));
       return kBadInput;
     }
     BackupJob length;
@@ -141,14 +148,14 @@ int PauseSchedule(Session& session, const std::string& span, const std::string& 
   } else if (!until.empty()) {
     const std::optional<DateTime> parsed = ParseComing(until, now);
     if (!parsed) {
-      PrintError("--until takes a time to come, as 18:00 or \"2026/11/24 08:00\"");
+      PrintError(Tr("--until takes a time to come, as 18:00 or \"2026/11/24 08:00\""));
       return kBadInput;
     }
     end = *parsed;
   }
   SchedulePause& pause = session.Program().Pause;
   if (const ErrorCode error = pause.Begin(end)) return TellPauseFailure(pause, error);
-  std::printf("The schedule is paused %s.\n", PauseEndText(end).c_str());
+  std::printf("%s\n", PausedText(end).c_str());
   return kDone;
 }
 
@@ -157,7 +164,7 @@ int ResumeSchedule(Session& session) {
   SchedulePause& pause = session.Program().Pause;
   const bool was = pause.End().has_value();
   if (const ErrorCode error = pause.Resume()) return TellPauseFailure(pause, error);
-  std::printf(was ? "The schedule goes on.\n" : "The schedule was not paused.\n");
+  std::printf("%s\n", was ? Tr("The schedule goes on.") : Tr("The schedule was not paused."));
   return kDone;
 }
 

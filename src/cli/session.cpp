@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/console.h"
 #include "files/error_text.h"
 #include "platform/folders.h"
@@ -19,12 +20,12 @@ Session::Session(std::string_view home, std::uint32_t patience)
 
 bool Session::Prepare(std::u16string_view purpose, std::unique_ptr<ProgramHost> host) {
   if (!home_.empty() && !may_make_home_ && !FileSystem({}).FolderExists(AbsolutePath(home_))) {
-    PrintError("there is no program folder " + Printable(home_) + "; add makes it");
+    PrintError(Fill(Tr("there is no program folder %1; add makes it"), {Printable(home_)}));
     return false;
   }
   const std::optional<std::u16string> folder = ProgramFolder(home_);
   if (!folder) {
-    PrintError("the program folder cannot be made: " + Printable(home_));
+    PrintError(Fill(Tr("the program folder cannot be made: %1"), {Printable(home_)}));
     return false;
   }
   host_ = std::move(host);
@@ -43,8 +44,9 @@ bool Session::Open(std::u16string_view purpose) {
 }
 
 void Session::TellUnreadable() const {
-  PrintError("cannot read " + Printable(program_->Store.Path()) + ": " +
-             ToUtf8(SystemErrorText(program_->Store.LastError())));
+  PrintError(Fill(
+      Tr("cannot read %1: %2"),
+      {Printable(program_->Store.Path()), ToUtf8(SystemErrorText(program_->Store.LastError()))}));
 }
 
 bool Session::Lock(std::u16string_view purpose) {
@@ -56,15 +58,16 @@ bool Session::Lock(std::u16string_view purpose) {
   const std::u16string& folder = program_->Files.ProgramFolder();
   const std::u16string holder = ProcessLock::Holder(folder);
   if (!holder.empty()) failure_ = kInUse;
-  PrintError(holder.empty() ? "the program folder cannot be locked: " + Printable(folder)
-                            : "the program folder is in use by " + Printable(holder));
+  PrintError(holder.empty()
+                 ? Fill(Tr("the program folder cannot be locked: %1"), {Printable(folder)})
+                 : Fill(Tr("the program folder is in use by %1"), {Printable(holder)}));
   return false;
 }
 
 BackupJob* Session::FindJob(const std::string& name) {
   const std::int32_t index = program_->Store.FindJob(FromUtf8(name));
   if (index >= 0) return &program_->Store.Jobs[static_cast<std::size_t>(index)];
-  PrintError("no such job: " + Printable(FromUtf8(name)));
+  PrintError(Fill(Tr("no such job: %1"), {Printable(FromUtf8(name))}));
   return nullptr;
 }
 
@@ -81,8 +84,9 @@ std::optional<std::vector<BackupJob*>> Session::FindJobs(const std::vector<std::
 
 bool Session::Save() {
   if (program_->Store.SaveJobs()) return true;
-  PrintError("cannot write " + Printable(program_->Store.Path()) + ": " +
-             ToUtf8(SystemErrorText(program_->Store.LastError())));
+  PrintError(Fill(
+      Tr("cannot write %1: %2"),
+      {Printable(program_->Store.Path()), ToUtf8(SystemErrorText(program_->Store.LastError()))}));
   return false;
 }
 

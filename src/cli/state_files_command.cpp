@@ -5,6 +5,7 @@
 #include "app/state_files.h"
 #include "base/number.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
@@ -38,14 +39,17 @@ bool CanRead(const Program& program, const std::vector<JobState>& states) {
   const bool archives = std::any_of(states.begin(), states.end(),
                                     [](const JobState& state) { return state.IsArchive; });
   if (!archives || program.Archiver.Present()) return true;
-  PrintError(kNoArchiverReason);
+  PrintError(Tr(kNoArchiverReason));
   return false;
 }
 
 constexpr struct {
   std::string_view Word;
   std::u16string_view Text;
-} kChanges[] = {{"added", u"新增"}, {"removed", u"移除"}, {"changed", u"變更"}, {"moved", u"移動"}};
+} kChanges[] = {{"added", TrLater(u"新增")},
+                {"removed", TrLater(u"移除")},
+                {"changed", TrLater(u"變更")},
+                {"moved", TrLater(u"移動")}};
 
 void PrintDifferences(const std::vector<StateDifference>& differences) {
   std::size_t counts[std::size(kChanges)] = {};
@@ -53,14 +57,14 @@ void PrintDifferences(const std::vector<StateDifference>& differences) {
     const auto change = static_cast<std::size_t>(one.Change);
     ++counts[change];
     const std::string from = one.From.empty() ? "" : Printable(one.From) + " -> ";
-    std::printf("%s  %s%s\n", Printable(kChanges[change].Text).c_str(), from.c_str(),
+    std::printf("%s  %s%s\n", Printable(Tr(kChanges[change].Text)).c_str(), from.c_str(),
                 Printable(one.Path).c_str());
   }
-  if (differences.empty()) std::printf("Nothing is different.\n");
+  if (differences.empty()) std::printf("%s\n", Tr("Nothing is different."));
   for (std::size_t i = 0; i < std::size(counts); ++i) {
     if (counts[i] == 0) continue;
-    std::printf("%s  %s\n", Printable(kChanges[i].Text).c_str(),
-                Printable(Grouped(counts[i]) + u" 個檔案").c_str());
+    std::printf("%s  %s\n", Printable(Tr(kChanges[i].Text)).c_str(),
+                Printable(TrCount(u"%1 個檔案", counts[i])).c_str());
   }
 }
 
@@ -73,7 +77,8 @@ int ListVersions(Session& session, const std::string& name, const std::string& p
   if (!job) return kNoSuchJob;
   const std::optional<std::u16string> relative = PathInBackup(*job, FromUtf8(path));
   if (!relative || relative->empty()) {
-    PrintError("versions takes a file inside the backup: " + Printable(FromUtf8(path)));
+    PrintError(
+        Fill(Tr("versions takes a file inside the backup: %1"), {Printable(FromUtf8(path))}));
     return kBadInput;
   }
   const Program& program = session.Program();
@@ -81,15 +86,16 @@ int ListVersions(Session& session, const std::string& name, const std::string& p
   if (!CanRead(program, states)) return kNoArchiveProgram;
   const FileVersions found = VersionsOf(program.Files, program.Archiver, states, *relative);
   for (const std::size_t state : found.Unread) {
-    PrintError(Printable(job->Name) +
-               ": this state cannot be read: " + Printable(states[state].Unit));
+    PrintError(Fill(Tr("%1: this state cannot be read: %2"),
+                    {Printable(job->Name), Printable(states[state].Unit)}));
   }
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> rows{{u"檔案日期", u"大小", u"從", u"到", u"編號"}};
+  std::vector<std::vector<std::u16string>> rows{
+      {TrCell(u"檔案日期"), TrCell(u"大小"), TrCell(u"從"), TrCell(u"到"), TrCell(u"編號")}};
   for (const FileVersion& version : found.Versions) {
     const DateTime written = LocalTime(version.Written);
     const JobState &first = states[version.States.back()], &last = states[version.States.front()];
-    rows.push_back({IsoText(written), FormatSize(version.Size, SizeMode::Scaled),
+    rows.push_back({IsoText(written), Shown(FormatSize(version.Size, SizeMode::Scaled)),
                     StateDateText(first), StateDateText(last), Numbers(version.States)});
     nlohmann::json holders = nlohmann::json::array();
     for (const std::size_t state : version.States) {
@@ -104,7 +110,8 @@ int ListVersions(Session& session, const std::string& name, const std::string& p
     PrintTable(rows);
   }
   if (found.Versions.empty()) {
-    PrintError(Printable(job->Name) + ": no state has this file: " + Printable(*relative));
+    PrintError(
+        Fill(Tr("%1: no state has this file: %2"), {Printable(job->Name), Printable(*relative)}));
     return kSourceMissing;
   }
   return found.Unread.empty() ? kDone : kSomeFailed;
@@ -132,8 +139,9 @@ int CompareJobStates(Session& session, const std::string& name, const std::strin
     const JobState& state = states[picked[side]];
     files[side] = ReadState(program.Files, program.Archiver, state);
     if (!files[side] || files[side]->Unread > 0) {
-      PrintError(Printable(job->Name) + ": this state cannot be read" +
-                 (files[side] ? " as a whole: " : ": ") + Printable(state.Unit));
+      PrintError(Fill(files[side] ? Tr("%1: this state cannot be read as a whole: %2")
+                                  : Tr("%1: this state cannot be read: %2"),
+                      {Printable(job->Name), Printable(state.Unit)}));
       whole = false;
     }
     if (!files[side]) return kSomeFailed;

@@ -2,7 +2,9 @@
 #include <nlohmann/json.hpp>
 
 #include "base/number.h"
+#include "base/screen_format.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
@@ -36,11 +38,11 @@ nlohmann::json NumberOrNull(const std::optional<std::uint64_t>& number) {
 }
 
 std::u16string CountText(const std::optional<std::uint64_t>& number) {
-  return number ? Grouped(*number) : std::u16string(u"-");
+  return number ? ScreenNumber(*number) : std::u16string(u"-");
 }
 
 std::u16string SizeText(const std::optional<std::uint64_t>& bytes) {
-  return bytes ? FormatSize(*bytes, SizeMode::Scaled) : std::u16string(u"-");
+  return bytes ? Shown(FormatSize(*bytes, SizeMode::Scaled)) : std::u16string(u"-");
 }
 
 nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Content& content) {
@@ -68,14 +70,13 @@ nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Cont
 /// Said of an empty list, which is no fault.
 void TellNone(const BackupJob& job) {
   const bool one_folder = !job.Compressed && !HasDateTags(job.Destination.Path);
-  PrintError(Printable(job.Name) +
-             (one_folder ? ": it always writes into one folder, and has no states: " +
-                               Printable(job.Destination.Path)
-                         : std::string(": there are no states")));
+  PrintError(one_folder ? Fill(Tr("%1: it always writes into one folder, and has no states: %2"),
+                               {Printable(job.Name), Printable(job.Destination.Path)})
+                        : Fill(Tr("%1: there are no states"), {Printable(job.Name)}));
 }
 
 std::string ListedBy(const BackupJob& job) {
-  return "; kavrelctl states " + Printable(job.Name) + " lists them";
+  return Fill(Tr("; kavrelctl states %1 lists them"), {Printable(job.Name)});
 }
 
 }  // namespace
@@ -96,7 +97,8 @@ int ListJobStates(Session& session, const std::string& name, ListForm form) {
   }
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{
-      {u"編號", u"日期時間", u"種類", u"狀態", u"檔案數", u"大小", u"新增", u"驗證", u"位置"}};
+      {TrCell(u"編號"), TrCell(u"日期時間"), TrCell(u"種類"), TrCell(u"狀態"), TrCell(u"檔案數"),
+       TrCell(u"大小"), TrCell(u"新增"), TrCell(u"驗證"), TrCell(u"位置")}};
   for (std::size_t i = 0; i < states.size(); ++i) {
     const JobState& state = states[i];
     const Content content = ContentOf(program.Files, state);
@@ -107,13 +109,13 @@ int ListJobStates(Session& session, const std::string& name, ListForm form) {
     const std::optional<std::uint64_t> size =
         state.IsArchive ? std::optional(state.ArchiveSize) : content.Bytes;
     const auto& figures = state.Figures;
-    rows.push_back({Grouped(i + 1), StateDateText(state), std::u16string(StateKindText(state)),
-                    StateHealthText(state), CountText(content.Files),
+    rows.push_back({Grouped(i + 1), StateDateText(state), Shown(StateKindText(state)),
+                    Shown(StateHealthText(state)), CountText(content.Files),
                     SizeText(state.Health == StateHealth::Away ? std::nullopt : size),
-                    figures ? Grouped(figures->AddedFiles) + u" / " +
-                                  FormatSize(figures->AddedBytes, SizeMode::Scaled)
+                    figures ? ScreenNumber(figures->AddedFiles) + u" / " +
+                                  Shown(FormatSize(figures->AddedBytes, SizeMode::Scaled))
                             : std::u16string(u"-"),
-                    VerifiedText(state), state.Unit});
+                    Shown(VerifiedText(state)), state.Unit});
   }
   if (form == ListForm::Json) {
     PrintJson(list);
@@ -133,13 +135,14 @@ std::optional<std::size_t> StateMeant(const std::vector<JobState>& states, const
   }
   const std::string wanted = Printable(FromUtf8(which));
   if (choice.Result == StateChoice::Ambiguous) {
-    PrintError(Printable(job.Name) + ": more than one state begins with " + wanted + ListedBy(job));
+    PrintError(Fill(Tr("%1: more than one state begins with %2%3"),
+                    {Printable(job.Name), wanted, ListedBy(job)}));
     code = kBadInput;
   } else {
     const bool away = choice.Result == StateChoice::Found;
-    PrintError(Printable(job.Name) + ": " +
-               (away ? "the disk of this state is not there: " : "there is no such state: ") +
-               wanted + ListedBy(job));
+    PrintError(Fill(away ? Tr("%1: the disk of this state is not there: %2%3")
+                         : Tr("%1: there is no such state: %2%3"),
+                    {Printable(job.Name), wanted, ListedBy(job)}));
     code = kSourceMissing;
   }
   return std::nullopt;
@@ -159,17 +162,21 @@ std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
   if (!newest) {
     // The run that follows tells that there is no backup.
     if (!states.empty()) {
-      PrintError(Printable(job.Name) + ": no state is whole" + ListedBy(job) +
-                 ", --state takes one all the same");
+      PrintError(Fill(Tr("%1: no state is whole%2, --state takes one all the same"),
+                      {Printable(job.Name), ListedBy(job)}));
     }
     return std::u16string();
   }
   const JobState& state = states[*newest];
-  std::string text = ": nothing is dated now, this takes the newest ";
-  text += state.Health == StateHealth::Whole ? "whole state: " : "state, which may not be whole: ";
-  PrintError(Printable(job.Name) + text + ToUtf8(StateDateText(state)) + ", " +
-             Printable(state.Unit) +
-             (*newest > 0 ? " (newer ones are not whole" + ListedBy(job) + ")" : ""));
+  const char* text =
+      state.Health == StateHealth::Whole
+          ? Tr("%1: nothing is dated now, this takes the newest whole state: %2, %3%4")
+          : Tr("%1: nothing is dated now, this takes the newest state, which may not be whole: %2, "
+               "%3%4");
+  const std::string newer =
+      *newest > 0 ? Fill(Tr(" (newer ones are not whole%1)"), {ListedBy(job)}) : std::string();
+  PrintError(Fill(
+      text, {Printable(job.Name), ToUtf8(StateDateText(state)), Printable(state.Unit), newer}));
   return state.Unit;
 }
 

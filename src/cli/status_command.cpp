@@ -2,6 +2,7 @@
 
 #include "app/job_status.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
@@ -38,12 +39,16 @@ nlohmann::json ToJson(const BackupJob& job, const JobStatus& status) {
 
 }  // namespace
 
+std::u16string StatusCell(JobWord word) {
+  return FromUtf8(Tr(std::string(StatusWord(word)).c_str()));
+}
+
 int PrintStatus(Session& session, const StatusChoice& choice) {
   std::optional<std::chrono::minutes> oldest;
   if (!choice.MaxAge.empty()) {
     oldest = ParseAge(choice.MaxAge);
     if (!oldest) {
-      PrintError("--max-age takes a count up to 1000 and a unit, as 90m, 26h, 2d or 1w");
+      PrintError(Tr("--max-age takes a count up to 1000 and a unit, as 90m, 26h, 2d or 1w"));
       return kBadInput;
     }
   }
@@ -55,8 +60,9 @@ int PrintStatus(Session& session, const StatusChoice& choice) {
   bool well = true;
   std::vector<Colour> colours{Colour::Plain};
   nlohmann::json list = nlohmann::json::array();
-  std::vector<std::vector<std::u16string>> rows{
-      {u"排程名稱", u"狀態", u"最近成功備份", u"下次備份時間", u"原因"}};
+  std::vector<std::vector<std::u16string>> rows{{TrCell(u"排程名稱"), TrCell(u"狀態"),
+                                                 TrCell(u"最近成功備份"), TrCell(u"下次備份時間"),
+                                                 TrCell(u"原因")}};
   for (const std::size_t i : *shown) {
     const BackupJob& job = program.Store.Jobs[i];
     const JobStatus& status = states[i];
@@ -68,8 +74,9 @@ int PrintStatus(Session& session, const StatusChoice& choice) {
                       : !is_well                     ? Colour::Doubtful
                       : status.Word == JobWord::Off  ? Colour::Plain
                                                      : Colour::Good);
-    rows.push_back({job.Name, FromUtf8(StatusWord(status.Word)), DateOrNothing(status.LastGood),
-                    job.Enabled ? DateOrNothing(job.NextRun) : std::u16string(), status.Reason});
+    rows.push_back({job.Name, StatusCell(status.Word), DateOrNothing(status.LastGood),
+                    job.Enabled ? DateOrNothing(job.NextRun) : std::u16string(),
+                    Shown(status.Reason)});
   }
   if (choice.Json) {
     const std::optional<DateTime> pause = program.Pause.End();

@@ -1,4 +1,6 @@
 #include "cli/commands.h"
+
+#include "base/translation.h"
 #include "cli/console.h"
 #include "cli/run_report.h"
 #include "files/path.h"
@@ -11,8 +13,8 @@ int VerifyJobs(Session& session, const VerifyChoice& choice) {
   WatchForInterrupt();
   const bool one = !choice.Archive.empty() || !choice.State.empty();
   if (one && choice.Names.size() != 1) {
-    PrintError((choice.State.empty() ? "--archive" : "--state") +
-               std::string(" goes with one job"));
+    PrintError(
+        Fill(Tr("%1 goes with one job"), {(choice.State.empty() ? "--archive" : "--state")}));
     return kBadInput;
   }
   session.Show(choice.Output);
@@ -30,8 +32,8 @@ int VerifyJobs(Session& session, const VerifyChoice& choice) {
         archive->empty() ? UnitOf(session, *job, choice.State, why) : std::u16string();
     if (!unit) return why;
     if (!unit->empty() && EndsWithSeparator(*unit)) {
-      PrintError(Printable(job->Name) +
-                 ": an older state is compared with the source as it is now: " + Printable(*unit));
+      PrintError(Fill(Tr("%1: an older state is compared with the source as it is now: %2"),
+                      {Printable(job->Name), Printable(*unit)}));
     }
     const VerifyReport report = session.Program().VerifyJobNow(
         job->JobIndex,

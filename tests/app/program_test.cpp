@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <regex>
+#include <set>
 
 #include "app/watch.h"
 #include "base/text.h"
 #include "core/command_line.h"
 #include "support/set_clock.h"
+#include "support/spoken.h"
 #include "support/temp_folder.h"
 #include "support/test_program.h"
 
@@ -286,6 +289,39 @@ TEST(Program, AJobThatIsSwitchedOnLeavesARefusedDay) {
   for (const int row : {0, 1}) started.Program.SetJobEnabled(row, true, false);
   EXPECT_EQ(started.Program.Store.Jobs[0].NextRun, saturday + days(1));
   EXPECT_EQ(started.Program.Store.Jobs[1].NextRun, saturday);
+}
+
+/// What stands in the files of a program folder and in the mark of a backup, with what differs from
+/// one folder and one run to another taken out.
+std::string FilesAfterRuns(std::string_view language) {
+  const Spoken spoken(language);
+  TestProgram test;
+  for (const char* name : {"a", "docs/報告"}) WriteTestFile(test.Source() / name, name);
+  test.AddJob().Extras.VerifyAfterRun = true;
+  BackupJob& away = test.AddJob();
+  away.Name = u"away";
+  away.Source.Path = u"C:\\none\\";
+  EXPECT_EQ(test.Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(test.Program.RunJobNow(1), RunOutcome::SourceMissing);
+  test.Program.Shutdown();
+  std::string content;
+  std::set<std::filesystem::path> files;
+  for (const std::filesystem::path& root : {test.Temp.Home(), test.Dest()}) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+      if (entry.is_regular_file()) files.insert(entry.path());
+    }
+  }
+  for (const std::filesystem::path& file : files) content += file.string() + ReadTestFile(file);
+  static const std::regex kIds("[0-9a-f]{16,}");
+  const std::u16string root = TempFolder::Text(test.Temp.Root());
+  return std::regex_replace(ToUtf8(ReplaceAll(FromUtf8(content), root, u"/root")), kIds, "id");
+}
+
+TEST(Program, WritesTheSameFilesInEveryLanguage) {
+  const std::string files = FilesAfterRuns("zh_TW");
+  for (const Language& language : Languages()) {
+    EXPECT_TRUE(FilesAfterRuns(language.Code) == files) << language.Code;
+  }
 }
 
 }  // namespace

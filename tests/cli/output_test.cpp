@@ -134,10 +134,10 @@ TEST_F(OutputTest, TheJournalGetsTheLevelOfEachLineAndTheReason) {
 
 TEST_F(OutputTest, TypingErrorsAreAnsweredAndWhatCannotBeWrittenIsAnError) {
   Add("A");
-  EXPECT_TRUE(Holds(Ctl({"rnu", "A"}).Errors, "did you mean run?"));
-  EXPECT_TRUE(Holds(Ctl({"rules", "lst"}).Errors, "did you mean list?"));
-  EXPECT_TRUE(Holds(Ctl({"run", "A", "--quit"}).Errors, "did you mean --quiet?"));
-  EXPECT_FALSE(Holds(Ctl({"frobnicate"}).Errors, "did you mean"));
+  EXPECT_TRUE(Holds(Ctl({"rnu", "A"}).Errors, "您是指 run 嗎？"));
+  EXPECT_TRUE(Holds(Ctl({"rules", "lst"}).Errors, "您是指 list 嗎？"));
+  EXPECT_TRUE(Holds(Ctl({"run", "A", "--quit"}).Errors, "您是指 --quiet 嗎？"));
+  EXPECT_FALSE(Holds(Ctl({"frobnicate"}).Errors, "您是指"));
   for (const char* words : {"list", "status --json", "--help", "run A --json"}) {
     EXPECT_EQ(RunCommand({"/bin/sh", "-c",
                           std::string(KAVRELCTL " --home ") + temp_.Home().string() + " " + words +

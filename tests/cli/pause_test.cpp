@@ -52,10 +52,10 @@ TEST_F(PauseTest, IsHonouredByAllThatRunsByItselfAndToldByTheLists) {
   EXPECT_EQ(Ctl({"pause", "--for", "2h"}).ExitCode, 0);
   const CommandResult due = Ctl({"run", "--due"});
   EXPECT_EQ(due.ExitCode, 0);
-  EXPECT_TRUE(Holds(due.Output, "The schedule is paused until 20")) << due.Output;
+  EXPECT_TRUE(Holds(due.Output, "排程已暫停至 20")) << due.Output;
   EXPECT_FALSE(fs::exists(dest_));
   for (const char* list : {"next", "list"}) {
-    EXPECT_TRUE(Holds(Ctl({list}).Errors, "the schedule is paused until 20")) << list;
+    EXPECT_TRUE(Holds(Ctl({list}).Errors, "排程已暫停至 20")) << list;
   }
   EXPECT_TRUE(Holds(Ctl({"next", "--json"}).Output, "\"state\": \"paused\""));
   EXPECT_TRUE(Holds(Ctl({"list", "--json"}).Output, "\"paused\": true"));
@@ -63,7 +63,7 @@ TEST_F(PauseTest, IsHonouredByAllThatRunsByItselfAndToldByTheLists) {
   EXPECT_TRUE(fs::exists(dest_ / "src/a.txt")) << "by hand it runs";
 
   EXPECT_EQ(Ctl({"pause", "--until", "2126/1/1 8:00"}).Output,
-            "The schedule is paused until 2126-01-01 08:00:00.\n");
+            "排程已暫停至 2126-01-01 08:00:00。\n");
   EXPECT_EQ(Ctl({"resume"}).Output, "The schedule goes on.\n");
   EXPECT_EQ(Ctl({"resume"}).Output, "The schedule was not paused.\n");
   for (const std::vector<std::string>& wrong :
@@ -77,7 +77,7 @@ TEST_F(PauseTest, IsHonouredByAllThatRunsByItselfAndToldByTheLists) {
     EXPECT_EQ(Ctl(command).ExitCode, 2) << wrong[1];
   }
   WriteTestFile(temp_.Home() / "Pause.txt", "what?");
-  EXPECT_TRUE(Holds(Ctl({"next"}).Errors, "nobody can tell from "));
+  EXPECT_TRUE(Holds(Ctl({"next"}).Errors, "得知排程是否暫停"));
 }
 
 TEST_F(PauseTest, ReachesAProgramThatHasTheFolder) {

@@ -74,7 +74,7 @@ TEST_F(StatesTest, AnyStateOfSecondsIsListedRestoredAndVerified) {
 
   result = Ctl({"restore", "A"});
   EXPECT_EQ(result.ExitCode, 0) << result.Errors;
-  EXPECT_TRUE(Has(result.Errors, "newest whole state: 2009-09-23 15:04:07")) << result.Errors;
+  EXPECT_TRUE(Has(result.Errors, "最新的完整備份：2009-09-23 15:04:07")) << result.Errors;
   EXPECT_EQ(ReadTestFile(Source() / "a"), "three");
   for (const auto& [which, text] : {std::pair("3", "one"),
                                     {"2009/09/23T15:04:06", "two"},
@@ -83,9 +83,9 @@ TEST_F(StatesTest, AnyStateOfSecondsIsListedRestoredAndVerified) {
     EXPECT_EQ(Ctl({"restore", "A", "--state", which}).ExitCode, 0);
     EXPECT_EQ(ReadTestFile(Source() / "a"), text) << which;
   }
-  for (const auto& [which, code, why] : {std::tuple("2009-09-2", 2, "more than one"),
-                                         {"2008", 5, "no such state"},
-                                         {"9", 5, "no"}}) {
+  for (const auto& [which, code, why] : {std::tuple("2009-09-2", 2, "有多份備份"),
+                                         {"2008", 5, "沒有這份備份"},
+                                         {"9", 5, "沒有這份備份"}}) {
     result = Ctl({"restore", "A", "--state", which});
     EXPECT_EQ(result.ExitCode, code);
     EXPECT_TRUE(Has(result.Errors, why) && Has(result.Errors, "kavrelctl states A"))
@@ -98,7 +98,7 @@ TEST_F(StatesTest, AnyStateOfSecondsIsListedRestoredAndVerified) {
   EXPECT_EQ(Ctl({"verify", "A", "--state", "3"}).ExitCode, 0);
   result = Ctl({"verify", "A"});
   EXPECT_EQ(result.ExitCode, 1) << "the source is the oldest state by now";
-  EXPECT_TRUE(Has(result.Errors, "the source as it is now")) << result.Errors;
+  EXPECT_TRUE(Has(result.Errors, "與現在的來源比對")) << result.Errors;
   result = Ctl({"states", "A", "--json"});
   EXPECT_TRUE(Has(result.Output, "\"verified\": {\n      \"at\": \"20")) << result.Output;
   EXPECT_EQ(TreeDifferences(first, exact), "") << "no restore or verification changes a state";
@@ -161,7 +161,7 @@ TEST_F(StatesTest, AnUnfinishedStateIsNoneToRestoreUnasked) {
             "2009-09-02 01:00:00 未完成 D:\\2009-09-02\\\n2009-09-01 01:00:00 完整 "
             "D:\\2009-09-01\\\n");
   CommandResult result = Ctl({"restore", "A", "--dry-run"});
-  EXPECT_TRUE(Has(result.Errors, "2009-09-01 01:00:00") && Has(result.Errors, "not whole"))
+  EXPECT_TRUE(Has(result.Errors, "2009-09-01 01:00:00") && Has(result.Errors, "不完整"))
       << result.Errors;
   RunAt(At(2, 2));
   EXPECT_TRUE(Has(States(), "2009-09-02 02:00:00 完整")) << "the next run makes it whole";
@@ -173,7 +173,7 @@ TEST_F(StatesTest, AnUnfinishedStateIsNoneToRestoreUnasked) {
   EXPECT_TRUE(Has(States(), "2009-09-02 03:00:00 失敗 1 個檔案")) << States();
   fs::remove_all(Temp.DriveD() / "2009-09-01");
   result = Ctl({"restore", "A", "--dry-run"});
-  EXPECT_TRUE(Has(result.Errors, "2009-09-02 03:00:00") && Has(result.Errors, "may not be whole"))
+  EXPECT_TRUE(Has(result.Errors, "2009-09-02 03:00:00") && Has(result.Errors, "可能不完整"))
       << result.Errors;
 }
 
@@ -254,7 +254,7 @@ TEST_F(StatesTest, AJobOfOneFolderHasNone) {
   RunAt(At(1));
   const CommandResult result = Ctl({"states", "A"});
   EXPECT_EQ(result.ExitCode, 0);
-  EXPECT_TRUE(Has(result.Errors, "one folder")) << result.Errors;
+  EXPECT_TRUE(Has(result.Errors, "同一個資料夾")) << result.Errors;
   EXPECT_EQ(Ctl({"states", "A", "--json"}).Output, "[]\n");
   EXPECT_EQ(Ctl({"restore", "A", "--state", "latest"}).ExitCode, 5);
   EXPECT_EQ(Ctl({"verify", "A"}).ExitCode, 0);

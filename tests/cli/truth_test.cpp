@@ -48,19 +48,19 @@ TEST_F(TruthTest, WhatDoesNotApplyIsRefusedBeforeAnythingIsDone) {
   const std::string store = ReadTestFile(temp_.Home() / "Backup.rtm");
   const std::string archive = (dest_ / "x.7z").string();
   for (const auto& [words, part] : std::vector<std::pair<Words, std::string>>{
-           {{"edit", "A"}, "something to change"},
-           {{"edit", "A", "--keep", "3"}, "date tags"},
+           {{"edit", "A"}, "要變更的項目"},
+           {{"edit", "A", "--keep", "3"}, "日期標籤"},
            {{"edit", "A", "--password-stdin"}, "--type compressed"},
-           {{"restore", "A", "--archive", "x.7z"}, "compressed"},
-           {{"restore", "A", "--latest"}, "compressed"},
-           {{"restore", "A", "--replace-newer"}, "--only or --to"},
-           {{"verify", "A", "--archive", archive}, "compressed"},
-           {{"archives", "A"}, "compressed"},
-           {{"run", "A", "--compression", "full"}, "compressed"},
-           {{"run", "--all", "--due"}, "either"},
-           {{"run", "A", "--all"}, "either"},
-           {{"edit", "A", "--types", "@none"}, "no such filter"},
-           {{"rules", "enable", "none"}, "no rule none"}}) {
+           {{"restore", "A", "--archive", "x.7z"}, "壓縮備份"},
+           {{"restore", "A", "--latest"}, "壓縮備份"},
+           {{"restore", "A", "--replace-newer"}, "--only 或 --to"},
+           {{"verify", "A", "--archive", archive}, "壓縮備份"},
+           {{"archives", "A"}, "壓縮備份"},
+           {{"run", "A", "--compression", "full"}, "壓縮備份"},
+           {{"run", "--all", "--due"}, "其中之一"},
+           {{"run", "A", "--all"}, "其中之一"},
+           {{"edit", "A", "--types", "@none"}, "找不到檔案類型"},
+           {{"rules", "enable", "none"}, "找不到規則 none"}}) {
     const CommandResult result = Ctl(words, "secret\n");
     EXPECT_EQ(result.ExitCode, 2) << words[0] << part;
     EXPECT_TRUE(Holds(result.Errors, part)) << result.Errors;
@@ -88,7 +88,7 @@ TEST_F(TruthTest, ARestoreNamesWhatIsNotInTheBackupAndHasARowOfItsOwnTime) {
       Ctl({"restore", "A", "--only", "none.txt", "--to", (temp_.Root() / "to").string()});
   EXPECT_EQ(restored.ExitCode, 1);
   EXPECT_TRUE(Holds(restored.Errors, "none.txt")) << restored.Errors;
-  EXPECT_FALSE(Holds(restored.Errors, "destination")) << restored.Errors;
+  EXPECT_FALSE(Holds(restored.Errors, "目標")) << restored.Errors;
   SystemClock clock;
   const DateTime ran = clock.Now();
   while (clock.Now() == ran) clock.Sleep(20);
@@ -100,7 +100,7 @@ TEST_F(TruthTest, ARestoreNamesWhatIsNotInTheBackupAndHasARowOfItsOwnTime) {
 
 TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
   WriteTestFile(source_ / "a.txt", "secret");
-  Add("A", {"--type", "compressed"});
+  Add("A", {"--type", "壓縮備份"});
   ASSERT_EQ(Ctl({"edit", "A", "--password-stdin"}, "right\n").ExitCode, 0);
   const CommandResult ran = Ctl({"run", "A"});
   if (ran.ExitCode == 9) GTEST_SKIP() << "no archive program";
@@ -112,9 +112,9 @@ TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
   for (const Words& words : {Words{"verify", "A"}, Words{"restore", "A"}}) {
     const CommandResult wrong = Ctl(words);
     EXPECT_EQ(wrong.ExitCode, 1);
-    const std::size_t at = wrong.Errors.find("password does not open");
+    const std::size_t at = wrong.Errors.find("密碼無法開啟壓縮檔");
     ASSERT_NE(at, std::string::npos) << wrong.Errors;
-    EXPECT_EQ(wrong.Errors.find("password does not open", at + 1), std::string::npos);
+    EXPECT_EQ(wrong.Errors.find("密碼無法開啟壓縮檔", at + 1), std::string::npos);
   }
   const json verified = Json({"verify", "A"})["runs"][0];
   EXPECT_EQ(verified["result"], "wrong-password");
@@ -131,7 +131,7 @@ TEST_F(TruthTest, TroublesHaveTheirOwnCodesAndALockCanBeWaitedFor) {
   BackgroundCommand waiting(Command({"run", "A", "--wait", "60"}));
   lock.Release();
   EXPECT_EQ(waiting.Wait(), 0);
-  Add("B", {"--type", "compressed"});
+  Add("B", {"--type", "壓縮備份"});
   const EnvironmentVariable nothing("PATH", temp_.Root().string());
   EXPECT_EQ(Code({"run", "B"}), 9);
   EXPECT_EQ(Json({"status", "B"})["jobs"][0]["cause"], "no-archive-program");

@@ -79,7 +79,7 @@ TEST_F(WatchTest, RunsWhatIsOverdueHasTheFolderAloneAndEndsCalmly) {
         Ctl(command == std::string("run") ? std::vector<std::string>{command, "late"}
                                           : std::vector<std::string>{command});
     EXPECT_EQ(second.ExitCode, 8);
-    EXPECT_TRUE(Holds(second.Errors, "in use by kavrelctl watch (process ")) << second.Errors;
+    EXPECT_TRUE(Holds(second.Errors, "程式資料夾正由 kavrelctl watch (process ")) << second.Errors;
   }
   EXPECT_EQ(Ctl({"next"}).ExitCode, 0);
 
@@ -153,8 +153,8 @@ TEST_F(WatchTest, WhatNeverComesDueIsToldAlikeAndIntervalsStayAsTheyAre) {
   ChangeJobs([](BackupJob& job) { job.EveryHours = 0; });
   EXPECT_TRUE(Holds(Ctl({"next"}).Output, "永不備份"));
   const CommandResult due = Ctl({"run", "--due"});
-  EXPECT_TRUE(Holds(due.Output, "No job is due")) << due.Output;
-  EXPECT_TRUE(Holds(due.Errors, "odd: it never runs by itself")) << due.Errors;
+  EXPECT_TRUE(Holds(due.Output, "沒有時間已到的排程")) << due.Output;
+  EXPECT_TRUE(Holds(due.Errors, "odd: 它永不自動執行")) << due.Errors;
   BackgroundCommand watch(Command({"watch"}));
   ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " watching: 1 of 1 "); })) << watch.Output();
   kill(watch.Process(), SIGTERM);
@@ -173,7 +173,7 @@ TEST_F(WatchTest, RunTakesAllThatAreOnOrThoseThatAreDue) {
   EXPECT_EQ(Ctl({"run", "--due"}).ExitCode, 0);
   EXPECT_TRUE(fs::exists(dest_ / "late/a.txt"));
   EXPECT_FALSE(fs::exists(dest_ / "ahead"));
-  EXPECT_TRUE(Holds(Ctl({"run", "--due"}).Output, "No job is due"));
+  EXPECT_TRUE(Holds(Ctl({"run", "--due"}).Output, "沒有時間已到的排程"));
   EXPECT_EQ(Ctl({"run", "--all"}).ExitCode, 0);
   EXPECT_TRUE(fs::exists(dest_ / "ahead/a.txt"));
   EXPECT_FALSE(fs::exists(dest_ / "off"));

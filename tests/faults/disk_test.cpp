@@ -184,7 +184,7 @@ TEST_F(DiskTest, AProgramFolderThatFillsAtAnyPointCostsTheLogButNeitherBackupNor
     const std::string now = ReadTestFile(job_.Home / "Backup.rtm");
     const bool stored = now != store;
     EXPECT_EQ(std::count(now.begin(), now.end(), '\n'), 1) << pages;
-    const bool log_failed = result.Errors.find("no log could be written") != std::string::npos;
+    const bool log_failed = result.Errors.find("日誌無法寫入") != std::string::npos;
     ++(result.ExitCode == 0 ? whole : told);
     EXPECT_EQ(result.ExitCode == 0, result.Errors.empty()) << pages << result.Errors;
     EXPECT_TRUE(stored || result.Errors.find("Backup.rtm") != std::string::npos) << pages;
