@@ -53,7 +53,7 @@ std::optional<RestorePick> BackupCare::AskWhat(const BackupJob& job, std::u16str
   IdleMonitor monitor;
   const auto browser = BrowseUnit(program_.Files, program_.Archiver, shown, &monitor);
   if (!browser) {
-    TellFailure(*window_, QStringLiteral("無法讀取「%1」的備份「%2」。")
+    TellFailure(*window_, TrText(u"無法讀取「%1」的備份「%2」。")
                               .arg(ToQString(job.Name), ToQString(unit.empty() ? folder : unit)));
     return std::nullopt;
   }
@@ -173,7 +173,7 @@ void BackupCare::Verify(int row) {
 void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& job) {
   const QString name = ToQString(job.Name);
   if (report.Outcome == RunOutcome::SourceMissing) {
-    TellFailure(*window_, QStringLiteral("「%1」沒有可以比對的資料夾，來源：%2，備份：%3。")
+    TellFailure(*window_, TrText(u"「%1」沒有可以比對的資料夾，來源：%2，備份：%3。")
                               .arg(name, ToQString(job.Source.Path),
                                    ToQString(program_.DestinationNow(job))));
     return;
@@ -182,17 +182,16 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
     Q_EMIT Ended(report.Outcome, job);
     return;
   }
-  const QString equal = ToQString(Grouped(report.Counters.Equal));
+  const QString equal = ShownText(Grouped(report.Counters.Equal));
   const std::uint32_t differences = report.Counters.Differences();
-  const QString state = report.Stopped
-                            ? QStringLiteral("「%1」驗證中斷，其餘的檔案尚未比對：").arg(name)
-                            : QStringLiteral("「%1」驗證完成：").arg(name);
-  const QString found = state + QStringLiteral("%1 個檔案內容相同，").arg(equal);
+  const QString state = report.Stopped ? TrText(u"「%1」驗證中斷，其餘的檔案尚未比對：").arg(name)
+                                       : TrText(u"「%1」驗證完成：").arg(name);
+  const QString found = state + TrText(u"%1 個檔案內容相同，").arg(equal);
   if (differences == 0) {
-    Inform(*window_, found + QStringLiteral("沒有發現差異。"));
+    Inform(*window_, found + TrText(u"沒有發現差異。"));
   } else if (Confirm(*window_,
-                     found + QStringLiteral("發現 %1 個差異。\n要開啟日誌查看嗎？")
-                                 .arg(ToQString(Grouped(differences))),
+                     found + TrText(u"發現 %1 個差異。\n要開啟日誌查看嗎？")
+                                 .arg(ShownText(Grouped(differences))),
                      QMessageBox::Warning)) {
     log_.OpenLog(report.LogPath);
   }

@@ -130,10 +130,10 @@ QVariant BackupModel::TextOf(Node& node, int column) const {
       return ToQString(node.Folder);
     case kSize:
       return node.Item.IsFolder ? QString()
-                                : ToQString(FormatSize(node.Item.Size, SizeMode::Scaled));
+                                : ShownText(FormatSize(node.Item.Size, SizeMode::Scaled));
     default:
       return node.Item.Written.Seconds == 0 ? QString()
-                                            : ToQString(DateTimeText(LocalTime(node.Item.Written)));
+                                            : ShownText(DateTimeText(LocalTime(node.Item.Written)));
   }
 }
 
@@ -184,9 +184,10 @@ Qt::ItemFlags BackupModel::flags(const QModelIndex& index) const {
 }
 
 QVariant BackupModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  static constexpr const char16_t* kCaptions[] = {u"名稱", u"資料夾", u"大小", u"修改日期"};
+  static constexpr const char16_t* kCaptions[] = {TrLater(u"名稱"), TrLater(u"資料夾"),
+                                                  TrLater(u"大小"), TrLater(u"修改日期")};
   if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section >= kColumns) return {};
-  return QString::fromUtf16(kCaptions[section]);
+  return TrText(kCaptions[section]);
 }
 
 }  // namespace kavrel

@@ -23,20 +23,20 @@ constexpr int kFolderColumn = 1;
 frmDrives::frmDrives(Program& program, QWidget* parent, const std::vector<std::u16string>& volumes)
     : QDialog(parent), program_(program) {
   setObjectName(QStringLiteral("frmDrives"));
-  setWindowTitle(QStringLiteral("Windows 磁碟機對應"));
+  setWindowTitle(TrText(u"Windows 磁碟機對應"));
   auto* lblDrives = Make<QLabel>(
       "lblDrives",
-      QStringLiteral("這些排程使用 Windows 的磁碟機或網路資料夾。請選擇它們在這部電腦上的資料夾；"
-                     "沒有對應的磁碟機視為不存在，使用它的排程不會備份任何檔案。"));
+      TrText(u"這些排程使用 Windows 的磁碟機或網路資料夾。請選擇它們在這部電腦上的資料夾；"
+             "沒有對應的磁碟機視為不存在，使用它的排程不會備份任何檔案。"));
   lblDrives->setWordWrap(true);
   QWidget* list = MakeList(lstDrives_, "lstDrives", windowTitle());
-  lstDrives_.ColumnAdd(-1, 120, QStringLiteral("磁碟機"));
-  lstDrives_.ColumnAdd(-1, 240, QStringLiteral("對應的資料夾"));
-  lstDrives_.ColumnAdd(-1, 200, QStringLiteral("使用的排程"));
-  btnFolder_ = Make<QPushButton>("btnFolder", QStringLiteral("選擇資料夾(&F)..."));
-  btnClear_ = Make<QPushButton>("btnClear", QStringLiteral("不對應(&N)"));
-  auto* btnOK = Make<QPushButton>("btnOK", QStringLiteral("確定(&O)"));
-  auto* btnClose = Make<QPushButton>("btnClose", QStringLiteral("稍後再說(&C)"));
+  lstDrives_.ColumnAdd(-1, 120, TrText(u"磁碟機"));
+  lstDrives_.ColumnAdd(-1, 240, TrText(u"對應的資料夾"));
+  lstDrives_.ColumnAdd(-1, 200, TrText(u"使用的排程"));
+  btnFolder_ = Make<QPushButton>("btnFolder", TrText(u"選擇資料夾(&F)..."));
+  btnClear_ = Make<QPushButton>("btnClear", TrText(u"不對應(&N)"));
+  auto* btnOK = Make<QPushButton>("btnOK", TrText(u"確定(&O)"));
+  auto* btnClose = Make<QPushButton>("btnClose", TrText(u"稍後再說(&C)"));
   btnOK->setDefault(true);
   auto* buttons = new QHBoxLayout;
   buttons->addWidget(btnFolder_);
@@ -74,10 +74,9 @@ void frmDrives::ShowRow(int row) {
   const Row& shown = rows_[static_cast<std::size_t>(row)];
   QStringList jobs;
   for (const std::u16string& name : shown.Use.Jobs) jobs += ToQString(name);
-  lstDrives_.SetItemText(
-      row, kFolderColumn,
-      shown.Folder.empty() ? QStringLiteral("（沒有對應）") : ToQString(shown.Folder));
-  lstDrives_.SetItemText(row, kFolderColumn + 1, jobs.join(QStringLiteral("、")));
+  lstDrives_.SetItemText(row, kFolderColumn,
+                         shown.Folder.empty() ? TrText(u"（沒有對應）") : ToQString(shown.Folder));
+  lstDrives_.SetItemText(row, kFolderColumn + 1, jobs.join(TrText(u"、")));
 }
 
 void frmDrives::SelectionChanged() {
@@ -92,12 +91,12 @@ void frmDrives::ChooseFolder() {
   Row& chosen = rows_[static_cast<std::size_t>(row)];
   QString start = ToQString(chosen.Folder);
   if (start.isEmpty()) start = QStringLiteral("/media");
-  const QString folder = picker_->PickFolder(
-      *this, QStringLiteral("「%1」的資料夾").arg(ToQString(chosen.Use.Drive)), start);
+  const QString folder =
+      picker_->PickFolder(*this, TrText(u"「%1」的資料夾").arg(ToQString(chosen.Use.Drive)), start);
   if (folder.isEmpty()) return;
   const std::u16string path = FromQString(folder);
   const std::u16string_view refusal = CheckDriveFolder(program_, path);
-  if (!refusal.empty()) return Warn(*this, ToQString(refusal));
+  if (!refusal.empty()) return Warn(*this, ShownText(refusal));
   chosen.Folder = path;
   ShowRow(row);
   SelectionChanged();
@@ -118,8 +117,8 @@ bool frmDrives::Apply() {
     const ErrorCode error = row.Folder.empty() ? UnmapDrive(program_.Files, use.Drive)
                                                : MapDrive(program_.Files, use.Drive, row.Folder);
     if (error != 0) {
-      TellFailure(*this, QStringLiteral("無法設定「%1」的對應，%2")
-                             .arg(ToQString(use.Drive), ToQString(ApiErrorText(error))));
+      TellFailure(*this, TrText(u"無法設定「%1」的對應，%2")
+                             .arg(ToQString(use.Drive), ShownText(ApiErrorText(error))));
       return false;
     }
     use.Folder = row.Folder;

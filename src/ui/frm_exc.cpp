@@ -24,7 +24,7 @@ constexpr int kEntriesAtOnce = 16;
 frmExc::frmExc(Program& program, QWidget* parent, Network network)
     : QDialog(parent), program_(program), network_(std::move(network)) {
   setObjectName(QStringLiteral("frmExc"));
-  setWindowTitle(QStringLiteral("資料夾 / 檔案排除設定"));
+  setWindowTitle(TrText(u"資料夾 / 檔案排除設定"));
   if (!network_) network_ = [this] { return BrowseNetwork(program_.Files); };
   pages_ = new QStackedLayout(this);
   pages_->addWidget(MakeListPage());
@@ -43,20 +43,19 @@ frmExc::frmExc(Program& program, QWidget* parent, Network network)
 QWidget* frmExc::MakeListPage() {
   QWidget* list = MakeList(lstExc_, "lstExc", windowTitle());
   lstExc_.SetCheckBoxes(true);
-  lstExc_.ColumnAdd(-1, 100, QStringLiteral("排程名稱"));
-  lstExc_.ColumnAdd(-1, 40, QStringLiteral("狀態"));
-  lstExc_.ColumnAdd(-1, 70, QStringLiteral("排除檔案"));
-  lstExc_.ColumnAdd(-1, 150, QStringLiteral("排除目錄"));
-  lstExc_.ColumnAdd(-1, 65, QStringLiteral("指定磁碟"), clsLictView::AlignCentre);
-  auto* lblExc =
-      Make<QLabel>("lblExc", QStringLiteral("執行備份時要排除的「資料夾」/「檔案」清單："));
-  auto* btnNew = Make<QPushButton>("btnNew", QStringLiteral("建立新的排除項目(&N)"));
-  btnEdit_ = Make<QPushButton>("btnEdit", QStringLiteral("編輯指定排除項目(&E)"));
-  btnDel_ = Make<QPushButton>("btnDel", QStringLiteral("刪除指定排除項目(&D)"));
-  auto* btnRescan = Make<QPushButton>("btnRescan", QStringLiteral("重新載入排除清單(&L)"));
-  auto* btnRestore = Make<QPushButton>("btnRestore", QStringLiteral("還原軟體預設設定(&R)"));
+  lstExc_.ColumnAdd(-1, 100, TrText(u"排程名稱"));
+  lstExc_.ColumnAdd(-1, 40, TrText(u"狀態"));
+  lstExc_.ColumnAdd(-1, 70, TrText(u"排除檔案"));
+  lstExc_.ColumnAdd(-1, 150, TrText(u"排除目錄"));
+  lstExc_.ColumnAdd(-1, 65, TrText(u"指定磁碟"), clsLictView::AlignCentre);
+  auto* lblExc = Make<QLabel>("lblExc", TrText(u"執行備份時要排除的「資料夾」/「檔案」清單："));
+  auto* btnNew = Make<QPushButton>("btnNew", TrText(u"建立新的排除項目(&N)"));
+  btnEdit_ = Make<QPushButton>("btnEdit", TrText(u"編輯指定排除項目(&E)"));
+  btnDel_ = Make<QPushButton>("btnDel", TrText(u"刪除指定排除項目(&D)"));
+  auto* btnRescan = Make<QPushButton>("btnRescan", TrText(u"重新載入排除清單(&L)"));
+  auto* btnRestore = Make<QPushButton>("btnRestore", TrText(u"還原軟體預設設定(&R)"));
   btnDone_ = Make<QPushButton>("btnDone");
-  auto* btnCancel = Make<QPushButton>("btnCancel", QStringLiteral("返回主畫面(&X)"));
+  auto* btnCancel = Make<QPushButton>("btnCancel", TrText(u"返回主畫面(&X)"));
 
   auto* buttons = new QVBoxLayout;
   for (QPushButton* button : {btnNew, btnEdit_, btnDel_}) buttons->addWidget(button);
@@ -99,7 +98,7 @@ QWidget* frmExc::MakeNetworkLine() {
   lblState_ = Make<QLabel>("lblState");
   lblState_->setTextFormat(Qt::PlainText);
   lblState_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-  btnStop_ = Make<QPushButton>("btnStop", QStringLiteral("停止搜尋(&S)"));
+  btnStop_ = Make<QPushButton>("btnStop", TrText(u"停止搜尋(&S)"));
   auto* line = new QWidget;
   auto* layout = new QHBoxLayout(line);
   layout->setContentsMargins(0, 0, 0, 0);
@@ -126,10 +125,10 @@ void frmExc::FillList() {
 void frmExc::ShowRow(int row) {
   const ExclusionRule& rule = rules_[static_cast<std::size_t>(row)];
   lstExc_.SetItemText(row, 0, ToQString(rule.Desc));
-  lstExc_.SetItemText(row, 1, ToQString(OnOffText(rule.Enabled)));
-  lstExc_.SetItemText(row, 2, ToQString(PatternText(rule.File)));
-  lstExc_.SetItemText(row, 3, ToQString(PatternText(rule.Folder)));
-  lstExc_.SetItemText(row, 4, ToQString(PatternText(rule.Drive)));
+  lstExc_.SetItemText(row, 1, ShownText(OnOffText(rule.Enabled)));
+  lstExc_.SetItemText(row, 2, ShownText(PatternText(rule.File)));
+  lstExc_.SetItemText(row, 3, ShownText(PatternText(rule.Folder)));
+  lstExc_.SetItemText(row, 4, ShownText(PatternText(rule.Drive)));
   lstExc_.SetChecked(row, rule.Enabled);
 }
 
@@ -192,8 +191,7 @@ void frmExc::NetEnumCallBack(const NetEntry& entry) {
 
 void frmExc::SetDirtys(bool dirtys) {
   dirtys_ = dirtys;
-  btnDone_->setText(dirtys ? QStringLiteral("儲存排除清單設定(&A)")
-                           : QStringLiteral("完成排除清單設定(&A)"));
+  btnDone_->setText(dirtys ? TrText(u"儲存排除清單設定(&A)") : TrText(u"完成排除清單設定(&A)"));
 }
 
 void frmExc::ShowPanel(bool show) {
@@ -212,7 +210,7 @@ void frmExc::lstExc_NotifyKeyDown(int key, bool& handled) {
 void frmExc::btnNew_Click() {
   adding_ = true;
   RuleForm form;
-  form.Desc = u"新的排除方案";
+  form.Desc = Tr(u"新的排除方案");
   form.Enabled = true;
   ShowPanel(true);
   panel_->Show(form);
@@ -231,7 +229,7 @@ void frmExc::btnOK_Click() {
   ExclusionRule rule = adding_ ? ExclusionRule() : rules_[static_cast<std::size_t>(row)];
   const RuleResult result = ApplyForm(panel_->Read(), rule);
   if (result.Check != RuleCheck::Ok) {
-    const QString message = ToQString(result.Message);
+    const QString message = ShownText(result.Message);
     if (result.Check == RuleCheck::Drive) {
       Inform(*this, message);
     } else {
@@ -253,7 +251,7 @@ void frmExc::btnOK_Click() {
 
 void frmExc::btnDel_Click() {
   const int row = lstExc_.SelectedIndex();
-  if (row < 0 || !Confirm(*this, QStringLiteral("您確定要刪除指定的排除項目嗎？"))) return;
+  if (row < 0 || !Confirm(*this, TrText(u"您確定要刪除指定的排除項目嗎？"))) return;
   rules_.erase(rules_.begin() + row);
   lstExc_.ItemRemove(row);
   lstExc_.SetSelectedItem(std::min(row, lstExc_.ItemCount() - 1));
@@ -266,7 +264,7 @@ void frmExc::btnDone_Click() {
   if (dirtys_ && !program_.Exclusions.SaveExclusions(rules_)) {
     // What was entered stays, with the button as it is, for another try.
     Attract(*this);
-    lblState_->setText(QStringLiteral("排除清單無法寫入：Exc.txt"));
+    lblState_->setText(TrText(u"排除清單無法寫入：Exc.txt"));
     return;
   }
   SetDirtys(false);
@@ -274,7 +272,7 @@ void frmExc::btnDone_Click() {
 }
 
 void frmExc::btnRescan_Click() {
-  if (dirtys_ && !Confirm(*this, QStringLiteral("尚未儲存的變更將會遺失，您確定要重新載入嗎？"))) {
+  if (dirtys_ && !Confirm(*this, TrText(u"尚未儲存的變更將會遺失，您確定要重新載入嗎？"))) {
     return;
   }
   StopBrowsing();
@@ -284,14 +282,13 @@ void frmExc::btnRescan_Click() {
 }
 
 void frmExc::btnRestore_Click() {
-  if (!Confirm(*this,
-               QStringLiteral("您確定要還原先前的設定嗎，一旦還原，您將會失去原先所設定的排除"
-                              "方案。"))) {
+  if (!Confirm(*this, TrText(u"您確定要還原先前的設定嗎，一旦還原，您將會失去原先所設定的排除"
+                             "方案。"))) {
     return;
   }
   if (!program_.Exclusions.RestoreDefaults()) {
     Attract(*this);
-    lblState_->setText(QStringLiteral("排除清單無法寫入：Exc.txt"));
+    lblState_->setText(TrText(u"排除清單無法寫入：Exc.txt"));
     return;
   }
   FillList();
@@ -304,7 +301,7 @@ void frmExc::reject() {
     return;
   }
   const Choice choice =
-      dirtys_ ? Ask(*this, QStringLiteral("排除清單已經變更，您要儲存嗎？")) : Choice::No;
+      dirtys_ ? Ask(*this, TrText(u"排除清單已經變更，您要儲存嗎？")) : Choice::No;
   if (choice == Choice::Yes) btnDone_Click();
   if (choice == Choice::No) QDialog::reject();
 }

@@ -22,17 +22,17 @@ constexpr int kColumns = 3;
 FrmFailures::FrmFailures(Program& program, const std::vector<RunEnd>& ends, QWidget* parent)
     : QDialog(parent), program_(program) {
   setObjectName(QStringLiteral("FrmFailures"));
-  setWindowTitle(QStringLiteral("有問題的檔案"));
+  setWindowTitle(TrText(u"有問題的檔案"));
   QWidget* list = MakeList(lstFailures_, "lstFailures", windowTitle());
-  lstFailures_.ColumnAdd(-1, 340, QStringLiteral("檔案或資料夾"));
-  lstFailures_.ColumnAdd(-1, 250, QStringLiteral("原因"));
-  lstFailures_.ColumnAdd(-1, 140, QStringLiteral("狀況"));
+  lstFailures_.ColumnAdd(-1, 340, TrText(u"檔案或資料夾"));
+  lstFailures_.ColumnAdd(-1, 250, TrText(u"原因"));
+  lstFailures_.ColumnAdd(-1, 140, TrText(u"狀況"));
   lstFailures_.SetHeaderSort(true);
   lblFailures_ = Make<QLabel>("lblFailures");
   lblFailures_->setTextFormat(Qt::PlainText);
   lblFailures_->setWordWrap(true);
-  auto* cmdCopy = Make<QPushButton>("cmdCopy", QStringLiteral("複製清單(&Y)"));
-  auto* cmdClose = Make<QPushButton>("cmdClose", QStringLiteral("關閉(&C)"));
+  auto* cmdCopy = Make<QPushButton>("cmdCopy", TrText(u"複製清單(&Y)"));
+  auto* cmdClose = Make<QPushButton>("cmdClose", TrText(u"關閉(&C)"));
   cmdClose->setDefault(true);
   auto* buttons = new QHBoxLayout;
   buttons->addWidget(lblFailures_, 1);
@@ -52,8 +52,8 @@ FrmFailures::FrmFailures(Program& program, const std::vector<RunEnd>& ends, QWid
 void FrmFailures::Add(const std::vector<RunFailure>& failures) {
   for (const RunFailure& failure : failures) {
     const int row = lstFailures_.ItemAdd(-1, ToQString(failure.Path));
-    lstFailures_.ItemAddSub(row, 1, ToQString(failure.Reason));
-    lstFailures_.ItemAddSub(row, 2, ToQString(failure.What));
+    lstFailures_.ItemAddSub(row, 1, ShownText(failure.Reason));
+    lstFailures_.ItemAddSub(row, 2, ShownText(failure.What));
   }
 }
 
@@ -73,11 +73,11 @@ void FrmFailures::Fill(const std::vector<RunEnd>& ends) {
   }
   const int count = lstFailures_.ItemCount();
   if (count >= static_cast<int>(RunFailures::kNoted)) {
-    notes += QStringLiteral("每次執行只列出前 %1 筆，其餘請見日誌。").arg(RunFailures::kNoted);
+    notes += TrText(u"每次執行只列出前 %1 筆，其餘請見日誌。").arg(RunFailures::kNoted);
   } else if (count > 0) {
-    notes += QStringLiteral("共 %1 筆").arg(count);
+    notes += TrText(u"共 %1 筆").arg(count);
   } else if (notes.isEmpty()) {
-    notes += QStringLiteral("日誌沒有記錄個別的檔案。");
+    notes += TrText(u"日誌沒有記錄個別的檔案。");
   }
   lblFailures_->setText(notes.join(u'\n'));
 }

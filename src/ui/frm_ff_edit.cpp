@@ -31,15 +31,15 @@ constexpr int kNewFilter = 0, kNoFilter = -1;
 
 frmFFEdit::frmFFEdit(Program& program, QWidget* parent) : QDialog(parent), program_(program) {
   setObjectName(QStringLiteral("frmFFEdit"));
-  setWindowTitle(QStringLiteral("副檔名編輯設定"));
+  setWindowTitle(TrText(u"副檔名編輯設定"));
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(MakeLists(), 1);
   MakeFrame();
   layout->addWidget(fraFF_);
-  auto* btnRestore = Make<QPushButton>("btnRestore", QStringLiteral("還原預設設定"));
+  auto* btnRestore = Make<QPushButton>("btnRestore", TrText(u"還原預設設定"));
   btnRestore->setEnabled(false);
-  btnDone_ = Make<QPushButton>("btnDone", QStringLiteral("儲 存(&S)"));
-  auto* btnCancel = Make<QPushButton>("btnCancel", QStringLiteral("返回主畫面(&X)"));
+  btnDone_ = Make<QPushButton>("btnDone", TrText(u"儲 存(&S)"));
+  auto* btnCancel = Make<QPushButton>("btnCancel", TrText(u"返回主畫面(&X)"));
   auto* buttons = new QHBoxLayout;
   buttons->addWidget(btnRestore);
   buttons->addStretch();
@@ -56,13 +56,13 @@ frmFFEdit::frmFFEdit(Program& program, QWidget* parent) : QDialog(parent), progr
 }
 
 QWidget* frmFFEdit::MakeLists() {
-  QWidget* filters = MakeList(LvFFs_, "LvFFs", QStringLiteral("副檔名備份清單"));
-  LvFFs_.ColumnAdd(-1, 220, QStringLiteral("副檔名備份清單"));
-  QWidget* patterns = MakeList(LvExts_, "LvExts", QStringLiteral("副檔名清單"));
-  LvExts_.ColumnAdd(-1, 160, QStringLiteral("副檔名清單"));
-  auto* btnNewFF = Make<QPushButton>("btnNewFF", QStringLiteral("新 增(&N)"));
-  btnEditFF_ = Make<QPushButton>("btnEditFF", QStringLiteral("編 輯(&E)"));
-  btnDelFF_ = Make<QPushButton>("btnDelFF", QStringLiteral("刪 除(&D)"));
+  QWidget* filters = MakeList(LvFFs_, "LvFFs", TrText(u"副檔名備份清單"));
+  LvFFs_.ColumnAdd(-1, 220, TrText(u"副檔名備份清單"));
+  QWidget* patterns = MakeList(LvExts_, "LvExts", TrText(u"副檔名清單"));
+  LvExts_.ColumnAdd(-1, 160, TrText(u"副檔名清單"));
+  auto* btnNewFF = Make<QPushButton>("btnNewFF", TrText(u"新 增(&N)"));
+  btnEditFF_ = Make<QPushButton>("btnEditFF", TrText(u"編 輯(&E)"));
+  btnDelFF_ = Make<QPushButton>("btnDelFF", TrText(u"刪 除(&D)"));
   auto* buttons = new QHBoxLayout;
   for (QPushButton* button : {btnNewFF, btnEditFF_, btnDelFF_}) buttons->addWidget(button);
   buttons->addStretch();
@@ -98,15 +98,15 @@ QWidget* frmFFEdit::MakeLists() {
 void frmFFEdit::MakeFrame() {
   txtDesc_ = Make<QLineEdit>("txtDesc");
   txtExt_ = Make<QLineEdit>("txtExt");
-  QLabel* lblDesc = MakeLabel(QStringLiteral("指定名稱(&M)："), txtDesc_);
-  QLabel* lblExt = MakeLabel(QStringLiteral("欲加入的檔名(&F)"), txtExt_);
+  QLabel* lblDesc = MakeLabel(TrText(u"指定名稱(&M)："), txtDesc_);
+  QLabel* lblExt = MakeLabel(TrText(u"欲加入的檔名(&F)"), txtExt_);
   lblDesc->setObjectName(QStringLiteral("lblDesc"));
   lblExt->setObjectName(QStringLiteral("lblExt"));
   txtExt_->setPlaceholderText(QStringLiteral("*.doc;*.xls"));
-  btnExtAdd_ = Make<QPushButton>("btnExtAdd", QStringLiteral("加 入(&A)"));
-  btnExtDel_ = Make<QPushButton>("btnExtDel", QStringLiteral("移 除(&R)"));
-  btnFFSave_ = Make<QPushButton>("btnFFSave", QStringLiteral("儲 存(&V)"));
-  auto* btnFFCancel = Make<QPushButton>("btnFFCancel", QStringLiteral("取 消(&C)"));
+  btnExtAdd_ = Make<QPushButton>("btnExtAdd", TrText(u"加 入(&A)"));
+  btnExtDel_ = Make<QPushButton>("btnExtDel", TrText(u"移 除(&R)"));
+  btnFFSave_ = Make<QPushButton>("btnFFSave", TrText(u"儲 存(&V)"));
+  auto* btnFFCancel = Make<QPushButton>("btnFFCancel", TrText(u"取 消(&C)"));
   fraFF_ = Make<QGroupBox>("fraFF");
   auto* grid = new QGridLayout(fraFF_);
   grid->addWidget(lblDesc, 0, 0);
@@ -211,7 +211,7 @@ bool frmFFEdit::Store() {
 bool frmFFEdit::AskToStore(bool with_text) {
   if (!changed_) return true;
   const QString question =
-      QStringLiteral("您確定要儲存已經變更過的「%1」副檔名清單嗎？").arg(txtDesc_->text());
+      TrText(u"您確定要儲存已經變更過的「%1」副檔名清單嗎？").arg(txtDesc_->text());
   const bool store =
       with_text ? Confirm(*this, question) : Confirm(*this, {}, QMessageBox::NoIcon, question);
   if (store) return Store();
@@ -238,7 +238,7 @@ void frmFFEdit::btnNewFF_Click() {
   EndEdit();
   LvFFs_.SetSelectedItem(-1);
   LvExts_.ItemClear();
-  txtDesc_->setText(QStringLiteral("請輸入新的名稱"));
+  txtDesc_->setText(TrText(u"請輸入新的名稱"));
   BeginEdit(kNewFilter);
 }
 
@@ -309,8 +309,8 @@ void frmFFEdit::btnDone_Click() {
   if (!AskToStore(false)) return;
   const int error = program_.Filters.SaveFilters();
   if (error != 0) {
-    TellFailure(*this, QStringLiteral("副檔名清單無法儲存\r\n錯誤代碼：") +
-                           ToQString(SystemErrorText(error)));
+    TellFailure(*this,
+                TrText(u"副檔名清單無法儲存\r\n錯誤代碼：") + ToQString(SystemErrorText(error)));
     return;
   }
   accept();
@@ -323,7 +323,7 @@ void frmFFEdit::reject() {
     return;
   }
   const Choice choice =
-      dirty_ ? Ask(*this, QStringLiteral("副檔名清單已經變更，您要儲存嗎？")) : Choice::No;
+      dirty_ ? Ask(*this, TrText(u"副檔名清單已經變更，您要儲存嗎？")) : Choice::No;
   if (choice == Choice::Yes) btnDone_Click();
   if (choice == Choice::No) QDialog::reject();
 }

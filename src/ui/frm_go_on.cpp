@@ -21,20 +21,21 @@ constexpr int kSeconds = 60;
 FrmGoOn::FrmGoOn(const RunQuestion& question, QWidget* parent)
     : QDialog(parent), seconds_(kSeconds) {
   setObjectName(QStringLiteral("FrmGoOn"));
-  setWindowTitle(ToQString(question.Title));
+  setWindowTitle(ShownText(question.Title));
   auto* icon = new QLabel;
   const int size = style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, this);
   icon->setPixmap(style()->standardIcon(QStyle::SP_MessageBoxWarning).pixmap(size));
   // A number stays on the line of what it counts.
   const QString reason =
-      ToQString(question.Text).replace(QStringLiteral(" 個"), QStringLiteral("\u00A0個"));
+      // not translated: looked for in what is shown
+      ShownText(question.Text).replace(QStringLiteral(" 個"), QStringLiteral("\u00A0個"));
   auto* lblMsg =
-      Make<QLabel>("lblMsg", WithShortNames(QStringLiteral("排程「%1」：\n%2。\n\n要繼續執行嗎？")
+      Make<QLabel>("lblMsg", WithShortNames(TrText(u"排程「%1」：\n%2。\n\n要繼續執行嗎？")
                                                 .arg(ToQString(question.JobName), reason)));
   lblMsg->setTextFormat(Qt::PlainText);
   lblMsg->setWordWrap(true);
   lblMsg->setMinimumWidth(420);
-  auto* btnGoOn = Make<QPushButton>("btnGoOn", QStringLiteral("繼續執行(&Y)"));
+  auto* btnGoOn = Make<QPushButton>("btnGoOn", TrText(u"繼續執行(&Y)"));
   btnStop_ = Make<QPushButton>("btnStop");
   btnStop_->setDefault(true);
   ShowSeconds();
@@ -63,8 +64,8 @@ FrmGoOn::FrmGoOn(const RunQuestion& question, QWidget* parent)
 }
 
 void FrmGoOn::ShowSeconds() {
-  btnStop_->setText(counting_ ? QStringLiteral("中斷備份 (%1)(&N)").arg(seconds_)
-                              : QStringLiteral("中斷備份(&N)"));
+  btnStop_->setText(counting_ ? TrText(u"中斷備份 (%1)(&N)").arg(seconds_)
+                              : TrText(u"中斷備份(&N)"));
 }
 
 void FrmGoOn::timDelay_Timer() {

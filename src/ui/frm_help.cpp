@@ -18,18 +18,18 @@ namespace kavrel {
 namespace {
 
 struct TagGroup {
-  const char* Description;
+  const char16_t* Description;
   std::initializer_list<const char*> Tags;
 };
 
 const TagGroup kGroups[] = {
-    {"年", {"<y>", "<yy>", "<yyyy>", "<year>"}},
-    {"月", {"<m>", "<mm>", "<month>"}},
-    {"日", {"<d>", "<dd>"}},
-    {"時", {"<h>", "<hh>"}},
-    {"分", {"<n>", "<nn>"}},
-    {"秒", {"<s>", "<ss>"}},
-    {"週", {"<day>"}},
+    {TrLater(u"年"), {"<y>", "<yy>", "<yyyy>", "<year>"}},
+    {TrLater(u"月"), {"<m>", "<mm>", "<month>"}},
+    {TrLater(u"日"), {"<d>", "<dd>"}},
+    {TrLater(u"時"), {"<h>", "<hh>"}},
+    {TrLater(u"分"), {"<n>", "<nn>"}},
+    {TrLater(u"秒"), {"<s>", "<ss>"}},
+    {TrLater(u"週"), {"<day>"}},
 };
 
 Clock& MachineClock() {
@@ -42,29 +42,28 @@ Clock& MachineClock() {
 frmHelp::frmHelp(QWidget* parent, Clock* clock, SettingsStore* sizes)
     : QDialog(parent), clock_(clock != nullptr ? *clock : MachineClock()) {
   setObjectName(QStringLiteral("frmHelp"));
-  setWindowTitle(QStringLiteral("設定日期標籤"));
+  setWindowTitle(TrText(u"設定日期標籤"));
   QWidget* list = MakeList(LvTag_, "LvTag", windowTitle());
-  LvTag_.ColumnAdd(-1, 100, QStringLiteral("日期格式"));
-  LvTag_.ColumnAdd(-1, 50, QStringLiteral("說明"), clsLictView::AlignCentre);
-  LvTag_.ColumnAdd(-1, 220, QStringLiteral("值"));
+  LvTag_.ColumnAdd(-1, 100, TrText(u"日期格式"));
+  LvTag_.ColumnAdd(-1, 50, TrText(u"說明"), clsLictView::AlignCentre);
+  LvTag_.ColumnAdd(-1, 220, TrText(u"值"));
   FillTags();
 
   const QString example = QStringLiteral("D:\\Backup\\<yy>-<mm>-<dd>\\");
   auto* lblKey = Make<QLabel>(
-      "lblKey",
-      QStringLiteral("假設你的資料夾要有時間格式您可以設定的參數如下：\r\n\r\n範例：%1\r\n\r\n"
-                     "輸出：%2\r\n\r\n使用的格式若不相同，所呈現的日期格式就不同。")
-          .arg(example, Expanded(example)));
+      "lblKey", TrText(u"假設你的資料夾要有時間格式您可以設定的參數如下：\r\n\r\n範例：%1\r\n\r\n"
+                       "輸出：%2\r\n\r\n使用的格式若不相同，所呈現的日期格式就不同。")
+                    .arg(example, Expanded(example)));
   lblKey->setTextFormat(Qt::PlainText);
   lblKey->setWordWrap(true);
   txtSel_ = Make<QLineEdit>("txtSel");
   txtTest_ = Make<QLineEdit>("txtTest");
   txtTest_->setReadOnly(true);
-  auto* lblSel = MakeLabel(QStringLiteral("日期標籤(&T)："), txtSel_);
-  auto* lblTest = MakeLabel(QStringLiteral("範例(&E)："), txtTest_);
-  btnCopy_ = Make<QPushButton>("btnCopy", QStringLiteral("複製(&C)"));
-  btnClear_ = Make<QPushButton>("btnClear", QStringLiteral("清空(&R)"));
-  auto* btnClose = Make<QPushButton>("btnClose", QStringLiteral("關 閉(&X)"));
+  auto* lblSel = MakeLabel(TrText(u"日期標籤(&T)："), txtSel_);
+  auto* lblTest = MakeLabel(TrText(u"範例(&E)："), txtTest_);
+  btnCopy_ = Make<QPushButton>("btnCopy", TrText(u"複製(&C)"));
+  btnClear_ = Make<QPushButton>("btnClear", TrText(u"清空(&R)"));
+  auto* btnClose = Make<QPushButton>("btnClose", TrText(u"關 閉(&X)"));
   btnCopy_->setDefault(true);
 
   auto* buttons = new QHBoxLayout;
@@ -102,7 +101,7 @@ void frmHelp::FillTags() {
     for (const char* tag : group.Tags) {
       const QString text = QString::fromUtf8(tag);
       const int row = LvTag_.ItemAdd(-1, text);
-      LvTag_.ItemAddSub(row, 1, QString::fromUtf8(group.Description));
+      LvTag_.ItemAddSub(row, 1, TrText(group.Description));
       LvTag_.ItemAddSub(row, 2, Expanded(text));
     }
   }

@@ -19,14 +19,13 @@
 namespace kavrel {
 
 QString UnreadableLogText(std::u16string_view path, ErrorCode error) {
-  return QStringLiteral("無法讀取日誌「%1」，%2")
-      .arg(ToQString(path), ToQString(ApiErrorText(error)));
+  return TrText(u"無法讀取日誌「%1」，%2").arg(ToQString(path), ShownText(ApiErrorText(error)));
 }
 
 FrmLog::FrmLog(const QString& name, std::u16string text, QWidget* parent, SettingsStore* sizes)
     : QDialog(parent), lines_(std::move(text)) {
   setObjectName(QStringLiteral("FrmLog"));
-  setWindowTitle(QStringLiteral("日誌：%1").arg(name));
+  setWindowTitle(TrText(u"日誌：%1").arg(name));
   list_ = Make<QListView>("lstLog");
   list_->setModel(&lines_);
   list_->setUniformItemSizes(true);
@@ -37,8 +36,8 @@ FrmLog::FrmLog(const QString& name, std::u16string text, QWidget* parent, Settin
   list_->setAccessibleName(windowTitle());
   lblState_ = Make<QLabel>("lblState");
   lblState_->setTextFormat(Qt::PlainText);
-  auto* cmdCopy = Make<QPushButton>("cmdCopy", QStringLiteral("複製(&Y)"));
-  auto* cmdClose = Make<QPushButton>("cmdClose", QStringLiteral("關閉(&C)"));
+  auto* cmdCopy = Make<QPushButton>("cmdCopy", TrText(u"複製(&Y)"));
+  auto* cmdClose = Make<QPushButton>("cmdClose", TrText(u"關閉(&C)"));
   for (QPushButton* button : {cmdCopy, cmdClose}) button->setAutoDefault(false);
 
   auto* buttons = new QHBoxLayout;
@@ -64,14 +63,14 @@ FrmLog::FrmLog(const QString& name, std::u16string text, QWidget* parent, Settin
 QWidget* FrmLog::MakeFind() {
   txtFind_ = Make<QLineEdit>("txtFind");
   txtFind_->setClearButtonEnabled(true);
-  auto* cmdNext = Make<QPushButton>("cmdNext", QStringLiteral("找下一個(&N)"));
+  auto* cmdNext = Make<QPushButton>("cmdNext", TrText(u"找下一個(&N)"));
   cmdNext->setDefault(true);
-  chkFailed_ = Make<QCheckBox>("chkFailed", QStringLiteral("只顯示有問題的行(&B)"));
+  chkFailed_ = Make<QCheckBox>("chkFailed", TrText(u"只顯示有問題的行(&B)"));
   chkFailed_->setEnabled(lines_.Troubles() > 0);
   auto* area = new QWidget;
   auto* row = new QHBoxLayout(area);
   row->setContentsMargins(0, 0, 0, 0);
-  row->addWidget(MakeLabel(QStringLiteral("搜尋(&F)："), txtFind_));
+  row->addWidget(MakeLabel(TrText(u"搜尋(&F)："), txtFind_));
   row->addWidget(txtFind_, 1);
   row->addWidget(cmdNext);
   row->addWidget(chkFailed_);
@@ -92,7 +91,7 @@ void FrmLog::Find(int row) {
   if (found >= 0) {
     list_->setCurrentIndex(lines_.index(found));
   } else {
-    lblState_->setText(QStringLiteral("沒有含有這段文字的行"));
+    lblState_->setText(TrText(u"沒有含有這段文字的行"));
   }
 }
 

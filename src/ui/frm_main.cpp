@@ -19,6 +19,7 @@
 #include "ui/job_list.h"
 #include "ui/job_menu.h"
 #include "ui/job_transfer.h"
+#include "ui/language.h"
 #include "ui/log_view.h"
 #include "ui/main_toolbar.h"
 #include "ui/message_box.h"
@@ -65,17 +66,17 @@ void FrmMain::Start(Program& program, std::u16string_view command_line) {
   program_ = &program;
   const bool readable = program.Start(command_line);
   if (ended_) return;
+  OnLanguageChange(this, [this] { FollowLanguage(); });
   if (!hide_at_start_) {
     show();
   } else if (!Tray::Available()) {
     showMinimized();
   }
   if (!readable) {
-    TellFailure(
-        *this,
-        QStringLiteral("無法讀取備份設定檔案「%1」，%2\n這個檔案將保持原狀，本次的變更不會儲存。")
-            .arg(ToQString(program.Store.Path()),
-                 ToQString(ApiErrorText(program.Store.LastError()))));
+    TellFailure(*this,
+                TrText(u"無法讀取備份設定檔案「%1」，%2\n這個檔案將保持原狀，本次的變更不會儲存。")
+                    .arg(ToQString(program.Store.Path()),
+                         ShownText(ApiErrorText(program.Store.LastError()))));
   }
   if (!hide_at_start_ && !program.State.CommandLineRun) AskAboutDrives();
 }
@@ -321,19 +322,28 @@ void FrmMain::FocusPane() {
 void FrmMain::MakeFirstJob(const JobForm& form) {
   EditJobs([&] {
     const std::u16string why = kavrel::MakeFirstJob(*program_, form);
-    if (!why.empty()) TellFailure(*this, ToQString(why));
+    if (!why.empty()) TellFailure(*this, ShownText(why));
   });
   if (ended_ || program_->Store.Jobs.empty()) return;
-  if (Confirm(*this, QStringLiteral("備份排程「%1」已經建立並啟動。\n您要現在執行第一次備份嗎？")
+  if (Confirm(*this, TrText(u"備份排程「%1」已經建立並啟動。\n您要現在執行第一次備份嗎？")
                          .arg(ToQString(form.Name)))) {
     RunNow(0);
   }
 }
 
+void FrmMain::FollowLanguage() {
+  const int row = jobs_->View().SelectedItem();
+  jobs_->Fill();
+  jobs_->View().SetSelectedItem(row);
+  ShowHealth();
+  ShowStatus();
+  UpdateCaption();
+}
+
 void FrmMain::UpdateCaption() {
   QString caption = ToQString(kAppTitle);
   if (toolbar_.ButtonChecked(kShowLog)) {
-    caption += QStringLiteral(" [ 備份紀錄總計：%1 筆 ]").arg(log_->View().ItemCount());
+    caption += TrText(u" [ 備份紀錄總計：%1 筆 ]").arg(log_->View().ItemCount());
   }
   setWindowTitle(caption);
 }

@@ -110,6 +110,8 @@ class FrmMain : public QWidget, public ProgramHost {
   void FocusPane();
   void MakeFirstJob(const JobForm& form);
   void UpdateCaption();
+  /// Shows everything anew that is not built of texts alone.
+  void FollowLanguage();
   void ImportJobs();
   /// Opens an editor that changes the store, with the scheduler at rest meanwhile.
   void EditJobs(const std::function<void()>& editor);

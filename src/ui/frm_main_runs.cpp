@@ -26,9 +26,9 @@ namespace {
 
 /// What follows the clock in the status bar.
 QString PauseStatus(const SchedulePause& pause, const std::optional<DateTime>& end) {
-  if (end) return QStringLiteral("　　") + ToQString(PauseText(*end));
+  if (end) return TrText(u"　　") + ShownText(PauseText(*end));
   if (!pause.LastError()) return {};
-  return QStringLiteral("　　無法讀取「%1」，排程照常執行").arg(ToQString(pause.Path()));
+  return TrText(u"　　無法讀取「%1」，排程照常執行").arg(ToQString(pause.Path()));
 }
 
 }  // namespace
@@ -38,7 +38,7 @@ void FrmMain::RunCheckedJobs() {
   ShowLog(false);
   // All that is about to run is to be seen.
   job_edits_->CloseSearch();
-  if (!Confirm(*this, QStringLiteral("您確定要執行備份清單上已勾選的排程嗎？"))) {
+  if (!Confirm(*this, TrText(u"您確定要執行備份清單上已勾選的排程嗎？"))) {
     jobs_->View().ListRefresh();
     return;
   }
@@ -46,9 +46,9 @@ void FrmMain::RunCheckedJobs() {
   const QStringList undone = result_->Undone();
   if (ended_ || undone.isEmpty()) return;
   constexpr qsizetype kMostLines = 12;
-  QString text = QStringLiteral("以下排程沒有完整執行：\n") + undone.mid(0, kMostLines).join(u'\n');
+  QString text = TrText(u"以下排程沒有完整執行：\n") + undone.mid(0, kMostLines).join(u'\n');
   if (undone.size() > kMostLines) {
-    text += QStringLiteral("\n…共 %1 個").arg(undone.size());
+    text += TrText(u"\n…共 %1 個").arg(undone.size());
   }
   TellFailure(*this, text);
 }
@@ -60,7 +60,7 @@ void FrmMain::lstJob_ItemCheck(int row, bool checked) {
 void FrmMain::AskAndRun(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   const QString name = jobs_->View().ItemText(row, 0);
-  if (Confirm(*this, QStringLiteral("您確定要執行「%1」備份排程嗎？").arg(name))) RunNow(row);
+  if (Confirm(*this, TrText(u"您確定要執行「%1」備份排程嗎？").arg(name))) RunNow(row);
 }
 
 void FrmMain::PreviewAndRun(int row) {
@@ -86,20 +86,19 @@ void FrmMain::RunNow(int row) {
 void FrmMain::AskAndRestore(int row) {
   if (row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
   const QString question =
-      QStringLiteral("您確定要執行「%1」還原排程嗎？").arg(jobs_->View().ItemText(row, 0));
+      TrText(u"您確定要執行「%1」還原排程嗎？").arg(jobs_->View().ItemText(row, 0));
   const RestoreMode mode = options_->Restore();
-  if (ConfirmLoss(*this, question, ToQString(RestoreWarning(*program_, row, mode)))) {
+  if (ConfirmLoss(*this, question, ShownText(RestoreWarning(*program_, row, mode)))) {
     care_->RestoreAll(row, mode);
   }
 }
 
 void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
   if (outcome == RunOutcome::SourceMissing) {
-    TellFailure(*this, QStringLiteral("找不到資料夾「%1」，排程「%2」沒有執行。")
+    TellFailure(*this, TrText(u"找不到資料夾「%1」，排程「%2」沒有執行。")
                            .arg(ToQString(job.Source.WorkPath), ToQString(job.Name)));
   } else if (outcome == RunOutcome::NoArchiver) {
-    TellFailure(*this,
-                QStringLiteral("找不到 7-Zip 程式，排程「%1」沒有執行。").arg(ToQString(job.Name)));
+    TellFailure(*this, TrText(u"找不到 7-Zip 程式，排程「%1」沒有執行。").arg(ToQString(job.Name)));
   }
 }
 
@@ -209,19 +208,20 @@ void FrmMain::AskPastDue(PastDueQuestion& question) {
 }
 
 void FrmMain::TimesSetRight(const BackupJob& job, DateTime) {
-  set_right_ += QStringLiteral("「%1」的下次備份時間：%2")
-                    .arg(ToQString(job.Name), ToQString(DateTimeText(job.NextRun)));
+  set_right_ += TrText(u"「%1」的下次備份時間：%2")
+                    .arg(ToQString(job.Name), ShownText(DateTimeText(job.NextRun)));
   if (set_right_.size() > 1) return;
   // A wrong clock has moved the times of several jobs: they are told together.
   QTimer::singleShot(0, this, [this] {
-    TellBeside(*this, QStringLiteral("系統時間曾經超前，下列排程的時間已經更正：\n\n%1")
-                          .arg(set_right_.join(u'\n')));
+    TellBeside(
+        *this,
+        TrText(u"系統時間曾經超前，下列排程的時間已經更正：\n\n%1").arg(set_right_.join(u'\n')));
     set_right_.clear();
   });
 }
 
 void FrmMain::JobIsGone(std::u16string_view name) {
-  TellBeside(*this, QStringLiteral("找不到排程「%1」，沒有執行。").arg(ToQString(name)));
+  TellBeside(*this, TrText(u"找不到排程「%1」，沒有執行。").arg(ToQString(name)));
 }
 
 void FrmMain::PauseChanged(const std::optional<DateTime>&) {
@@ -237,7 +237,7 @@ void FrmMain::TakePause() {
 }
 
 void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
-  TellBeside(*this, QStringLiteral("檔案「%1」已被其他程式變更或已損毀，該版本已另存為「%2」。")
+  TellBeside(*this, TrText(u"檔案「%1」已被其他程式變更或已損毀，該版本已另存為「%2」。")
                         .arg(ToQString(path), ToQString(copy)));
 }
 
@@ -265,9 +265,10 @@ void FrmMain::TimerWake_Timer() {
 
 void FrmMain::ShowStatus() {
   const CivilTime now = ToCivil(program_->Context.Clock.Now());
-  std::u16string text = Decimal(now.Year, 4) + u" 年 " + Decimal(now.Month, 2) + u" 月 " +
-                        Decimal(now.Day, 2) + u" 日 " + Decimal(now.Hour, 2) + u" 時 " +
-                        Decimal(now.Minute, 2) + u" 分 " + Decimal(now.Second, 2) + u" 秒";
+  const std::u16string text =
+      Fill(Tr(u"%1 年 %2 月 %3 日 %4 時 %5 分 %6 秒"),
+           {Decimal(now.Year, 4), Decimal(now.Month, 2), Decimal(now.Day, 2), Decimal(now.Hour, 2),
+            Decimal(now.Minute, 2), Decimal(now.Second, 2)});
   status_bar_.SetText(0, ToQString(text) + pause_text_);
 }
 

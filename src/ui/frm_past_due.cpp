@@ -15,18 +15,18 @@ namespace kavrel {
 FrmPastDue::FrmPastDue(PastDueQuestion& question, QWidget* parent)
     : QDialog(parent), question_(question) {
   setObjectName(QStringLiteral("FrmPastDue"));
-  setWindowTitle(ToQString(question.Caption()));
+  setWindowTitle(ShownText(question.Caption()));
   auto* icon = new QLabel;
   const int size = style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, this);
   icon->setPixmap(style()->standardIcon(QStyle::SP_MessageBoxQuestion).pixmap(size));
-  auto* lblMsg = Make<QLabel>("lblMsg", WithShortNames(ToQString(question.Message())));
+  auto* lblMsg = Make<QLabel>("lblMsg", WithShortNames(ShownText(question.Message())));
   lblMsg->setTextFormat(Qt::PlainText);
   lblMsg->setWordWrap(true);
   lblMsg->setMinimumWidth(360);
   // A click beside the buttons is for the window, also when it hits a text.
   for (QLabel* label : {icon, lblMsg}) label->setAttribute(Qt::WA_TransparentForMouseEvents);
-  btnLater_ = Make<QPushButton>("btnLater", QStringLiteral("稍後備份(&L)"));
-  btnNow_ = Make<QPushButton>("btnNow", QStringLiteral("立即備份(&N)"));
+  btnLater_ = Make<QPushButton>("btnLater", TrText(u"稍後備份(&L)"));
+  btnNow_ = Make<QPushButton>("btnNow", TrText(u"立即備份(&N)"));
   (question.DefaultLater ? btnLater_ : btnNow_)->setDefault(true);
 
   auto* message = new QHBoxLayout;
@@ -55,7 +55,7 @@ void FrmPastDue::showEvent(QShowEvent* event) {
 
 void FrmPastDue::timDelay_Timer() {
   question_.Tick();
-  setWindowTitle(ToQString(question_.Caption()));
+  setWindowTitle(ShownText(question_.Caption()));
   if (!question_.Counting()) timDelay_.stop();
   if (question_.Answered()) accept();
 }

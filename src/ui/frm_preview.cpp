@@ -35,9 +35,8 @@ FrmPreview::FrmPreview(Program& program, std::int32_t job_index,
       job_(program.Store.Jobs[static_cast<std::size_t>(job_index)]),
       restore_(std::move(restore)) {
   setObjectName(QStringLiteral("FrmPreview"));
-  setWindowTitle(
-      (restore_ ? QStringLiteral("預覽「%1」還原內容") : QStringLiteral("預覽「%1」備份內容"))
-          .arg(ToQString(job_.Name)));
+  setWindowTitle((restore_ ? TrText(u"預覽「%1」還原內容") : TrText(u"預覽「%1」備份內容"))
+                     .arg(ToQString(job_.Name)));
   table_ = Make<QTableView>("tblPlan");
   table_->setModel(&model_);
   table_->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -64,10 +63,10 @@ FrmPreview::FrmPreview(Program& program, std::int32_t job_index,
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
   }
   lblWarning_->hide();
-  cmdRun_ = Make<QPushButton>(
-      "cmdRun", restore_ ? QStringLiteral("執行還原(&R)") : QStringLiteral("執行備份(&R)"));
+  cmdRun_ =
+      Make<QPushButton>("cmdRun", restore_ ? TrText(u"執行還原(&R)") : TrText(u"執行備份(&R)"));
   cmdRun_->setEnabled(false);
-  auto* cmdClose = Make<QPushButton>("cmdClose", QStringLiteral("關閉(&C)"));
+  auto* cmdClose = Make<QPushButton>("cmdClose", TrText(u"關閉(&C)"));
   cmdClose->setDefault(true);
 
   auto* buttons = new QHBoxLayout;
@@ -89,15 +88,15 @@ QWidget* FrmPreview::MakeFilter() {
   txtSearch_ = Make<QLineEdit>("txtSearch");
   txtSearch_->setClearButtonEnabled(true);
   cboAction_ = Make<QComboBox>("cboAction");
-  cboAction_->addItem(QStringLiteral("全部"));
+  cboAction_->addItem(TrText(u"全部"));
   cboAction_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
   IgnoreWheel(cboAction_);
   auto* area = new QWidget;
   auto* row = new QHBoxLayout(area);
   row->setContentsMargins(0, 0, 0, 0);
-  row->addWidget(MakeLabel(QStringLiteral("搜尋(&S)："), txtSearch_));
+  row->addWidget(MakeLabel(TrText(u"搜尋(&S)："), txtSearch_));
   row->addWidget(txtSearch_, 1);
-  row->addWidget(MakeLabel(QStringLiteral("動作(&A)："), cboAction_));
+  row->addWidget(MakeLabel(TrText(u"動作(&A)："), cboAction_));
   row->addWidget(cboAction_);
   filter_timer_.setSingleShot(true);
   filter_timer_.setInterval(kFilterDelayMs);
@@ -115,17 +114,17 @@ void FrmPreview::showEvent(QShowEvent* event) {
 void FrmPreview::Plan() {
   planning_ = true;
   pumped_.start();
-  lblTotals_->setText(QStringLiteral("正在檢查來源與目標…"));
+  lblTotals_->setText(TrText(u"正在檢查來源與目標…"));
   program_.Mounts.Load();
   const RunOutcome outcome = FindPlan();
   planning_ = false;
   if (state_.CancelRequested) return QDialog::reject();
   if (outcome == RunOutcome::SourceMissing || outcome == RunOutcome::NothingPicked) {
     const std::u16string& missing = restore_ ? program_.DestinationNow(job_) : job_.Source.Path;
-    lblTotals_->setText(QStringLiteral("找不到資料夾「%1」。").arg(ToQString(missing)));
+    lblTotals_->setText(TrText(u"找不到資料夾「%1」。").arg(ToQString(missing)));
     ShowWarnings();
   } else if (outcome == RunOutcome::NoArchiver) {
-    lblTotals_->setText(QStringLiteral("找不到 7-Zip 程式，壓縮備份無法執行。"));
+    lblTotals_->setText(TrText(u"找不到 7-Zip 程式，壓縮備份無法執行。"));
   } else {
     ShowPlan();
   }
@@ -140,7 +139,7 @@ RunOutcome FrmPreview::FindPlan() {
 void FrmPreview::ShowWarnings() {
   QString warnings;
   for (const std::u16string& warning : plan_.Warnings) {
-    warnings += QStringLiteral("⚠ %1。\n").arg(ToQString(warning));
+    warnings += TrText(u"⚠ %1。\n").arg(ShownText(warning));
   }
   lblWarning_->setText(warnings.trimmed());
   lblWarning_->setVisible(!warnings.isEmpty());
@@ -151,14 +150,13 @@ void FrmPreview::ShowPlan() {
   QStringList totals;
   for (std::size_t i = 0; i < sums.size(); ++i) {
     if (sums[i].Files + sums[i].Folders == 0) continue;
-    const QString action = ToQString(ActionText(static_cast<PlanAction>(i), plan_.OfRestore));
-    const QString sum = ToQString(SumText(sums[i]));
+    const QString action = ShownText(ActionText(static_cast<PlanAction>(i), plan_.OfRestore));
+    const QString sum = ShownText(SumText(sums[i]));
     cboAction_->addItem(action, static_cast<int>(i));
-    totals += action + QStringLiteral("：") + sum;
+    totals += action + TrText(u"：") + sum;
   }
   if (plan_.Steps.empty()) {
-    totals +=
-        restore_ ? QStringLiteral("沒有需要還原的檔案。") : QStringLiteral("沒有需要備份的檔案。");
+    totals += restore_ ? TrText(u"沒有需要還原的檔案。") : TrText(u"沒有需要備份的檔案。");
   }
   lblTotals_->setText(totals.join(QStringLiteral("\n")));
   ShowWarnings();
@@ -178,7 +176,7 @@ void FrmPreview::ApplyFilter() {
 void FrmPreview::PumpMessages() {
   if (InterruptRequested()) state_.CancelRequested = true;
   if (pumped_.elapsed() < kPumpEveryMs) return;
-  lblTotals_->setText(QStringLiteral("正在檢查來源與目標… %1 個項目").arg(plan_.Steps.size()));
+  lblTotals_->setText(TrText(u"正在檢查來源與目標… %1 個項目").arg(plan_.Steps.size()));
   QApplication::processEvents();
   pumped_.restart();
 }

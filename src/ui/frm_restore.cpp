@@ -36,18 +36,18 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
                        SettingsStore* sizes, RestoreStates states)
     : QDialog(parent), states_(std::move(states)), browser_(&backup.Browser), picker_(picker) {
   setObjectName(QStringLiteral("FrmRestore"));
-  setWindowTitle(QStringLiteral("還原「%1」的檔案").arg(ToQString(backup.Job)));
+  setWindowTitle(TrText(u"還原「%1」的檔案").arg(ToQString(backup.Job)));
   txtFind_ = Make<QLineEdit>("txtFind");
   txtFind_->setClearButtonEnabled(true);
-  txtFind_->setPlaceholderText(QStringLiteral("檔案或資料夾名稱的一部分"));
-  cmdOK_ = Make<QPushButton>("cmdOK", QStringLiteral("還原(&R)"));
-  auto* cmdCancel = Make<QPushButton>("cmdCancel", QStringLiteral("取消(&C)"));
+  txtFind_->setPlaceholderText(TrText(u"檔案或資料夾名稱的一部分"));
+  cmdOK_ = Make<QPushButton>("cmdOK", TrText(u"還原(&R)"));
+  auto* cmdCancel = Make<QPushButton>("cmdCancel", TrText(u"取消(&C)"));
   lblPicked_ = Make<QLabel>("lblPicked");
   lblPicked_->setTextFormat(Qt::PlainText);
   cmdOK_->setDefault(true);
 
   auto* find = new QHBoxLayout;
-  find->addWidget(MakeLabel(QStringLiteral("搜尋(&F)："), txtFind_));
+  find->addWidget(MakeLabel(TrText(u"搜尋(&F)："), txtFind_));
   find->addWidget(txtFind_, 1);
   auto* buttons = new QHBoxLayout;
   buttons->addWidget(lblPicked_, 1);
@@ -97,7 +97,7 @@ void FrmRestore::ChooseState(int row) {
   const JobState& state = states_.List[static_cast<std::size_t>(row)];
   std::unique_ptr<BackupBrowser> browser = states_.Browse(state);
   if (!browser) {
-    Warn(*this, QStringLiteral("無法讀取備份「%1」。").arg(ToQString(state.Unit)));
+    Warn(*this, TrText(u"無法讀取備份「%1」。").arg(ToQString(state.Unit)));
     return state_list_->Select(states_.Chosen);
   }
   states_.Chosen = row;
@@ -129,8 +129,8 @@ QWidget* FrmRestore::MakeTree() {
 }
 
 QWidget* FrmRestore::MakeTarget(const QString& source) {
-  optPlace_ = Make<QRadioButton>("optPlace", QStringLiteral("還原到原來的位置(&P)："));
-  optOther_ = Make<QRadioButton>("optOther", QStringLiteral("還原到其他資料夾(&D)："));
+  optPlace_ = Make<QRadioButton>("optPlace", TrText(u"還原到原來的位置(&P)："));
+  optOther_ = Make<QRadioButton>("optOther", TrText(u"還原到其他資料夾(&D)："));
   optPlace_->setChecked(true);
   auto* lblSource = Make<QLabel>("lblSource", source);
   lblSource->setTextFormat(Qt::PlainText);
@@ -139,8 +139,8 @@ QWidget* FrmRestore::MakeTarget(const QString& source) {
   txtTarget_->setAccessibleName(PlainLabel(optOther_->text()));
   btnTarget_ = Make<QPushButton>("btnTarget", QStringLiteral("..."));
   btnTarget_->setFixedWidth(btnTarget_->fontMetrics().horizontalAdvance(u'.') * 3 + 24);
-  btnTarget_->setAccessibleName(QStringLiteral("選擇資料夾"));
-  chkNewer_ = Make<QCheckBox>("chkNewer", QStringLiteral("也覆寫比備份新的檔案(&N)"));
+  btnTarget_->setAccessibleName(TrText(u"選擇資料夾"));
+  chkNewer_ = Make<QCheckBox>("chkNewer", TrText(u"也覆寫比備份新的檔案(&N)"));
   auto* box = new QWidget;
   auto* grid = new QGridLayout(box);
   grid->setContentsMargins(0, 0, 0, 0);
@@ -161,9 +161,8 @@ void FrmRestore::ShowState() {
   txtTarget_->setEnabled(other);
   btnTarget_->setEnabled(other);
   const std::size_t count = picked_.Paths().size();
-  lblPicked_->setText(count == 0
-                          ? QStringLiteral("請勾選要還原的檔案或資料夾。")
-                          : QStringLiteral("已選取 %1 個項目。").arg(ToQString(Grouped(count))));
+  lblPicked_->setText(count == 0 ? TrText(u"請勾選要還原的檔案或資料夾。")
+                                 : TrText(u"已選取 %1 個項目。").arg(ShownText(Grouped(count))));
   cmdOK_->setEnabled(count > 0 && (!other || !txtTarget_->text().trimmed().isEmpty()));
 }
 
@@ -191,7 +190,7 @@ void FrmRestore::SearchOn() {
 
 void FrmRestore::BrowseTarget() {
   const QString folder =
-      picker_.PickFolder(*this, QStringLiteral("還原到其他資料夾"), txtTarget_->text().trimmed());
+      picker_.PickFolder(*this, TrText(u"還原到其他資料夾"), txtTarget_->text().trimmed());
   if (!folder.isEmpty()) txtTarget_->setText(folder);
 }
 
@@ -199,7 +198,7 @@ void FrmRestore::TakePick() {
   const QString target = txtTarget_->text().trimmed();
   if (optOther_->isChecked() && !target.startsWith(u'/') &&
       !target.startsWith(QStringLiteral("\\\\")) && target.mid(1, 2) != QStringLiteral(":\\")) {
-    Warn(*this, QStringLiteral("「%1」不是完整的路徑。").arg(target));
+    Warn(*this, TrText(u"「%1」不是完整的路徑。").arg(target));
     txtTarget_->setFocus();
     return;
   }

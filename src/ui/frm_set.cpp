@@ -33,7 +33,7 @@ bool IsTimeCheck(FormCheck check) {
 
 FrmSet::FrmSet(Program& program, QWidget* parent) : QDialog(parent), program_(program) {
   setObjectName(QStringLiteral("FrmSet"));
-  setWindowTitle(QStringLiteral("新增 / 編輯備份專案"));
+  setWindowTitle(TrText(u"新增 / 編輯備份專案"));
   auto* layout = new QVBoxLayout(this);
   MakePages();
   layout->addWidget(tabs_.PictureBox(), 1);
@@ -65,10 +65,10 @@ void FrmSet::MakePages() {
   item_ = new JobItemPage(program_);
   time_ = new JobTimePage;
   safety_ = new JobSafetyPage;
-  tabs_.TabsAdd(QStringLiteral("備份清單(&B)"), list_);
-  tabs_.TabsAdd(QStringLiteral("備份項目(&I)"), item_);
-  tabs_.TabsAdd(QStringLiteral("備份時間(&H)"), time_);
-  tabs_.TabsAdd(QStringLiteral("進階(&J)"), safety_);
+  tabs_.TabsAdd(TrText(u"備份清單(&B)"), list_);
+  tabs_.TabsAdd(TrText(u"備份項目(&I)"), item_);
+  tabs_.TabsAdd(TrText(u"備份時間(&H)"), time_);
+  tabs_.TabsAdd(TrText(u"進階(&J)"), safety_);
   tabs_.SetAccessibleName(windowTitle());
   preview_ = new JobPreviewBox;
 
@@ -83,10 +83,10 @@ void FrmSet::MakePages() {
 }
 
 void FrmSet::MakeButtons() {
-  btnSaveJob_ = Make<QPushButton>("btnSaveJob", QStringLiteral("套　用(&A)"));
-  btnCancelJob_ = Make<QPushButton>("btnCancelJob", QStringLiteral("關　閉(&C)"));
+  btnSaveJob_ = Make<QPushButton>("btnSaveJob", TrText(u"套　用(&A)"));
+  btnCancelJob_ = Make<QPushButton>("btnCancelJob", TrText(u"關　閉(&C)"));
   btnSave_ = Make<QPushButton>("btnSave");
-  btnCancel_ = Make<QPushButton>("btnCancel", QStringLiteral("放棄所有變更(&D)"));
+  btnCancel_ = Make<QPushButton>("btnCancel", TrText(u"放棄所有變更(&D)"));
   connect(btnSaveJob_, &QPushButton::clicked, this, &FrmSet::btnSaveJob_Click);
   connect(btnCancelJob_, &QPushButton::clicked, this, &FrmSet::btnCancelJob_Click);
   connect(btnSave_, &QPushButton::clicked, this, &FrmSet::btnSave_Click);
@@ -121,7 +121,7 @@ void FrmSet::Duplicate(std::int32_t job_index) {
 
 void FrmSet::BeginEdit(bool dirty) {
   store_dirty_ = dirty;
-  btnSave_->setText(dirty ? QStringLiteral("儲 存 變 更(&S)") : QStringLiteral("關　閉(&C)"));
+  btnSave_->setText(dirty ? TrText(u"儲 存 變 更(&S)") : TrText(u"關　閉(&C)"));
   btnCancel_->setEnabled(dirty);
 }
 
@@ -210,7 +210,7 @@ void FrmSet::btnDuplicate_Click() {
 void FrmSet::btnDel_Click() {
   BackupJob* job = SelectedJob();
   if (job == nullptr ||
-      !Confirm(*this, QStringLiteral("您確定要移除【%1】嗎？").arg(ToQString(job->Name)))) {
+      !Confirm(*this, TrText(u"您確定要移除【%1】嗎？").arg(ToQString(job->Name)))) {
     return;
   }
   RemoveJob(*job);
@@ -227,7 +227,7 @@ void FrmSet::btnSaveJob_Click() {
       [this](const BackupJob& job) { return program_.NextRunTimeOf(job); },
       [&](std::u16string_view path) { return reach.MayExist(path); }, buffer_);
   if (check != FormCheck::Ok) {
-    const QString message = ToQString(FormCheckMessage(check, form));
+    const QString message = ShownText(FormCheckMessage(check, form));
     if (!message.isEmpty()) Inform(*this, message);
     FocusField(check);
     return;
@@ -249,7 +249,7 @@ void FrmSet::btnCancelJob_Click() {
 
 void FrmSet::btnSave_Click() {
   if (store_dirty_ && !program_.Store.SaveJobs()) {
-    TellFailure(*this, QStringLiteral("備份排程無法儲存\r\n錯誤代碼：") +
+    TellFailure(*this, TrText(u"備份排程無法儲存\r\n錯誤代碼：") +
                            ToQString(SystemErrorText(program_.Store.LastError())));
     return;
   }
@@ -264,7 +264,7 @@ void FrmSet::btnCancel_Click() {
 void FrmSet::reject() {
   if (!list_mode_) {
     const bool leave = !btnSaveJob_->isEnabled() ||
-                       Confirm(*this, QStringLiteral("尚未套用的變更將會遺失，您確定要離開嗎？"));
+                       Confirm(*this, TrText(u"尚未套用的變更將會遺失，您確定要離開嗎？"));
     if (leave) btnCancelJob_Click();
     return;
   }
@@ -272,7 +272,7 @@ void FrmSet::reject() {
     btnSave_Click();
     return;
   }
-  switch (Ask(*this, QStringLiteral("備份排程已經變更，您要儲存嗎？"))) {
+  switch (Ask(*this, TrText(u"備份排程已經變更，您要儲存嗎？"))) {
     case Choice::Yes:
       btnSave_Click();
       break;

@@ -22,7 +22,8 @@ namespace {
 
 /// What a started program's command line must stay below, target and all.
 constexpr std::size_t kCommandLineLimit = 261;
-constexpr std::u16string_view kDescription = u"資料備份排程捷徑";
+/// What the launcher is called, which is a file's name.
+constexpr std::u16string_view kDescription = TrLater(u"資料備份排程捷徑");
 
 std::u16string Target() {
   return ExecutableFile(u"kavrel");
@@ -49,18 +50,18 @@ std::vector<std::u16string> LaunchArguments(const Program& program,
 
 frmShortcut::frmShortcut(Program& program, QWidget* parent) : QDialog(parent), program_(program) {
   setObjectName(QStringLiteral("frmShortcut"));
-  setWindowTitle(QStringLiteral("建立備份排程捷徑"));
-  QWidget* list = MakeList(lstJobs_, "lstJobs", QStringLiteral("備份排程清單"));
+  setWindowTitle(TrText(u"建立備份排程捷徑"));
+  QWidget* list = MakeList(lstJobs_, "lstJobs", TrText(u"備份排程清單"));
   lstJobs_.SetCheckBoxes(true);
-  lstJobs_.ColumnAdd(-1, 260, QStringLiteral("排程名稱"));
-  lblJobs_ = MakeLabel(QStringLiteral("備份排程清單(&J)："), lstJobs_.hwnd());
+  lstJobs_.ColumnAdd(-1, 260, TrText(u"排程名稱"));
+  lblJobs_ = MakeLabel(TrText(u"備份排程清單(&J)："), lstJobs_.hwnd());
   lblJobs_->setObjectName(QStringLiteral("lblJobs"));
   lblState_ = Make<QLabel>("lblState");
   lblState_->setTextFormat(Qt::PlainText);
   lblState_->setWordWrap(true);
   lblState_->setMinimumHeight(lblState_->fontMetrics().lineSpacing() * 2);
-  btnSave_ = Make<QPushButton>("btnSave", QStringLiteral("建立捷徑(&S)"));
-  auto* btnClose = Make<QPushButton>("btnClose", QStringLiteral("取 消(&C)"));
+  btnSave_ = Make<QPushButton>("btnSave", TrText(u"建立捷徑(&S)"));
+  auto* btnClose = Make<QPushButton>("btnClose", TrText(u"取 消(&C)"));
   btnSave_->setDefault(true);
   btnSave_->setEnabled(false);
   auto* buttons = new QHBoxLayout;
@@ -110,8 +111,7 @@ void frmShortcut::lstJobs_ItemCheck() {
   const std::vector<std::u16string> names = CheckedNames();
   btnSave_->setEnabled(!names.empty());
   const bool too_long = !names.empty() && CommandLineLength(names) >= kCommandLineLimit;
-  lblState_->setText(too_long ? QStringLiteral("勾選的排程名稱太長，無法放入一個捷徑。")
-                              : QString());
+  lblState_->setText(too_long ? TrText(u"勾選的排程名稱太長，無法放入一個捷徑。") : QString());
 }
 
 void frmShortcut::btnSave_Click() {
@@ -126,21 +126,19 @@ void frmShortcut::SaveShortcut() {
   if (CommandLineLength(names) >= kCommandLineLimit) return;
   const QString ending = ToQString(LauncherEnding());
   const QString proposed =
-      ToQString(FindUserFolder(UserFolder::Desktop)) + ToQString(kDescription) + ending;
-  QString path =
-      picker_->PickSaveFile(*this, windowTitle(), proposed,
-                            QStringLiteral("備份排程捷徑 (*%1)").arg(ending), ending.mid(1));
+      ToQString(FindUserFolder(UserFolder::Desktop)) + TrText(kDescription) + ending;
+  QString path = picker_->PickSaveFile(*this, windowTitle(), proposed,
+                                       TrText(u"備份排程捷徑 (*%1)").arg(ending), ending.mid(1));
   if (path.isEmpty()) return;
   if (!path.endsWith(ending, Qt::CaseInsensitive)) path += ending;
   const QFileInfo file(path);
-  if (file.exists() && !Confirm(*this, QStringLiteral("檔案已存在，您要覆蓋它嗎？"))) return;
+  if (file.exists() && !Confirm(*this, TrText(u"檔案已存在，您要覆蓋它嗎？"))) return;
 
   const Launcher launcher{Target(), LaunchArguments(program_, names),
                           program_.Files.ProgramFolder(), FromQString(file.completeBaseName()),
                           std::u16string(kDescription)};
   const bool written = CreateShellLink(FromQString(path), launcher);
-  lblState_->setText((written ? QStringLiteral("捷徑已建立：") : QStringLiteral("捷徑無法寫入：")) +
-                     path);
+  lblState_->setText((written ? TrText(u"捷徑已建立：") : TrText(u"捷徑無法寫入：")) + path);
 }
 
 }  // namespace kavrel

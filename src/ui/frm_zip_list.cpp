@@ -16,14 +16,14 @@ namespace kavrel {
 
 frmZipList::frmZipList(QWidget* parent, SettingsStore* sizes) : QDialog(parent) {
   setObjectName(QStringLiteral("frmZipList"));
-  setWindowTitle(QStringLiteral("請選擇已存在的壓縮備份檔"));
+  setWindowTitle(TrText(u"請選擇已存在的壓縮備份檔"));
   QWidget* list = MakeList(lstDiscs_, "lstDiscs", windowTitle());
-  lstDiscs_.ColumnAdd(-1, 220, QStringLiteral("壓縮檔名稱"));
-  lstDiscs_.ColumnAdd(-1, 190, QStringLiteral("日期"));
-  lstDiscs_.ColumnAdd(-1, 100, QStringLiteral("大小"), clsLictView::AlignRight);
+  lstDiscs_.ColumnAdd(-1, 220, TrText(u"壓縮檔名稱"));
+  lstDiscs_.ColumnAdd(-1, 190, TrText(u"日期"));
+  lstDiscs_.ColumnAdd(-1, 100, TrText(u"大小"), clsLictView::AlignRight);
   lstDiscs_.SetHeaderSort(true);
-  cmdOK_ = Make<QPushButton>("cmdOK", QStringLiteral("確定(&O)"));
-  auto* cmdCancel = Make<QPushButton>("cmdCancel", QStringLiteral("取消(&C)"));
+  cmdOK_ = Make<QPushButton>("cmdOK", TrText(u"確定(&O)"));
+  auto* cmdCancel = Make<QPushButton>("cmdCancel", TrText(u"取消(&C)"));
   cmdOK_->setDefault(true);
   cmdOK_->setEnabled(false);
 
@@ -47,9 +47,9 @@ frmZipList::frmZipList(QWidget* parent, SettingsStore* sizes) : QDialog(parent) 
 
 void frmZipList::AddDisc(const ArchiveFile& archive) {
   const int row = lstDiscs_.ItemAdd(-1, ToQString(archive.Name));
-  lstDiscs_.ItemAddSub(row, 1, ToQString(DateTimeText(LocalTime(archive.Written))));
+  lstDiscs_.ItemAddSub(row, 1, ShownText(DateTimeText(LocalTime(archive.Written))));
   lstDiscs_.SetItemSortKey(row, 1, archive.Written.Seconds);
-  lstDiscs_.ItemAddSub(row, 2, ToQString(FormatSize(archive.Size, SizeMode::Scaled)));
+  lstDiscs_.ItemAddSub(row, 2, ShownText(FormatSize(archive.Size, SizeMode::Scaled)));
   lstDiscs_.SetItemSortKey(row, 2, static_cast<qint64>(archive.Size));
 }
 

@@ -32,7 +32,7 @@ void GuideKey::Open() {
   const std::u16string path = GuideFile();
   QWidget* active = QApplication::activeWindow();
   QWidget& owner = active != nullptr ? *active : *owner_;
-  if (path.empty()) return TellFailure(owner, QStringLiteral("找不到使用說明。"));
+  if (path.empty()) return TellFailure(owner, TrText(u"找不到使用說明。"));
   OpenOrTell(owner, path);
 }
 

@@ -9,6 +9,7 @@
 #include "core/job_form.h"
 #include "files/error_text.h"
 #include "ui/job_list.h"
+#include "ui/language.h"
 #include "ui/layout_help.h"
 #include "ui/message_box.h"
 #include "ui/qt_text.h"
@@ -33,15 +34,18 @@ void JobEdits::MakeSearch() {
   strip_ = Make<QWidget>("picSearch");
   txtSearch_ = Make<QLineEdit>("txtJobSearch");
   txtSearch_->setClearButtonEnabled(true);
-  txtSearch_->setPlaceholderText(QStringLiteral("排程名稱、來源或目標資料夾"));
+  OnLanguage(txtSearch_,
+             [this] { txtSearch_->setPlaceholderText(TrText(u"排程名稱、來源或目標資料夾")); });
   auto* close = Make<QToolButton>("cmdCloseSearch");
   close->setText(QStringLiteral("✕"));
   close->setAutoRaise(true);
-  close->setToolTip(QStringLiteral("結束搜尋 (Esc)"));
-  close->setAccessibleName(QStringLiteral("結束搜尋"));
+  OnLanguage(close, [close] {
+    close->setToolTip(TrText(u"結束搜尋 (Esc)"));
+    close->setAccessibleName(TrText(u"結束搜尋"));
+  });
   auto* row = new QHBoxLayout(strip_);
   row->setContentsMargins(6, 3, 6, 3);
-  row->addWidget(MakeLabel(QStringLiteral("搜尋排程(&S)："), txtSearch_));
+  row->addWidget(SpeakingLabel(TrLater(u"搜尋排程(&S)："), txtSearch_));
   row->addWidget(txtSearch_, 1);
   row->addWidget(close);
   strip_->hide();
@@ -75,16 +79,16 @@ bool JobEdits::MayMove() const {
 
 void JobEdits::Save() {
   if (program_.Store.SaveJobs()) return;
-  TellFailure(*window_, QStringLiteral("備份排程無法儲存\r\n錯誤代碼：") +
+  TellFailure(*window_, TrText(u"備份排程無法儲存\r\n錯誤代碼：") +
                             ToQString(SystemErrorText(program_.Store.LastError())));
 }
 
 void JobEdits::Remove(int row) {
   if (program_.State.RunBusy || row < 0 || row >= std::ssize(program_.Store.Jobs)) return;
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
-  if (!ConfirmLoss(*window_, QStringLiteral("您確定要移除【%1】嗎？").arg(ToQString(job.Name)),
-                   QStringLiteral("已經備份的檔案會保留在「%1」。")
-                       .arg(ToQString(program_.DestinationNow(job))))) {
+  if (!ConfirmLoss(
+          *window_, TrText(u"您確定要移除【%1】嗎？").arg(ToQString(job.Name)),
+          TrText(u"已經備份的檔案會保留在「%1」。").arg(ToQString(program_.DestinationNow(job))))) {
     return;
   }
   Q_EMIT EditWanted([this, row] {

@@ -40,8 +40,8 @@ class NameBox final : public QLineEdit {
 /// What 32 bits surely hold.
 const QRegularExpression kFileSize(QStringLiteral("[0-9]{0,9}|1[0-9]{9}|20[0-9]{8}"));
 
-QCheckBox* MakeCheck(const char* name, const char* caption) {
-  return Make<QCheckBox>(name, QString::fromUtf8(caption));
+QCheckBox* MakeCheck(const char* name, const char16_t* caption) {
+  return Make<QCheckBox>(name, TrText(caption));
 }
 
 }  // namespace
@@ -58,29 +58,29 @@ JobItemPage::JobItemPage(Program& program) : program_(program) {
 
 void JobItemPage::MakeFields(QGridLayout& grid) {
   ComJobType_ = Make<QComboBox>("ComJobType");
-  for (const JobPreset& preset : JobPresets()) ComJobType_->addItem(ToQString(preset.Caption));
-  ComJobType_->setPlaceholderText(QStringLiteral("選擇常用的備份項目 ..."));
+  for (const JobPreset& preset : JobPresets()) ComJobType_->addItem(ShownText(preset.Caption));
+  ComJobType_->setPlaceholderText(TrText(u"選擇常用的備份項目 ..."));
   txtDesc_ = Make<NameBox>("txtDesc");
   txtSrc_ = Make<QLineEdit>("txtSrc");
   txtDest_ = Make<QLineEdit>("txtDest");
   btnBrowseSrc_ = Make<QPushButton>("btnBrowseSrc", QStringLiteral("..."));
-  btnBrowseSrc_->setAccessibleName(QStringLiteral("瀏覽來源資料夾"));
+  btnBrowseSrc_->setAccessibleName(TrText(u"瀏覽來源資料夾"));
   btnBrowseDest_ = Make<QPushButton>("btnBrowseDest", QStringLiteral("..."));
-  btnBrowseDest_->setAccessibleName(QStringLiteral("瀏覽目標資料夾"));
+  btnBrowseDest_->setAccessibleName(TrText(u"瀏覽目標資料夾"));
   for (QPushButton* browse : {btnBrowseSrc_, btnBrowseDest_}) {
     browse->setToolTip(browse->accessibleName());
     browse->setMaximumWidth(browse->fontMetrics().horizontalAdvance(u'M') * 4);
   }
-  btnTags_ = Make<QPushButton>("btnTags", QStringLiteral("設定日期格式(&F)"));
+  btnTags_ = Make<QPushButton>("btnTags", TrText(u"設定日期格式(&F)"));
   cboBackupType_ = Make<QComboBox>("cboBackupType");
   for (int type = 0; type < 4; ++type) {
-    cboBackupType_->addItem(ToQString(BackupTypeCaption(static_cast<BackupType>(type))));
+    cboBackupType_->addItem(ShownText(BackupTypeCaption(static_cast<BackupType>(type))));
   }
   cboFF_ = Make<QComboBox>("cboFF");
   cboFF_->setEditable(true);
   cboFF_->setInsertPolicy(QComboBox::NoInsert);
   cboFF_->setCompleter(nullptr);
-  cmdLoadFFs_ = Make<QPushButton>("cmdLoadFFs", QStringLiteral("新增 / 編輯副檔名排程(&L)"));
+  cmdLoadFFs_ = Make<QPushButton>("cmdLoadFFs", TrText(u"新增 / 編輯副檔名排程(&L)"));
   // A list's longest entry must not make the whole window wider than the screen.
   for (QComboBox* box : {ComJobType_, cboBackupType_, cboFF_}) {
     box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
@@ -88,45 +88,46 @@ void JobItemPage::MakeFields(QGridLayout& grid) {
     IgnoreWheel(box);
   }
 
-  grid.addWidget(MakeLabel(QStringLiteral("排 程 類 型(&P) ："), ComJobType_), 0, 0);
+  grid.addWidget(MakeLabel(TrText(u"排 程 類 型(&P) ："), ComJobType_), 0, 0);
   grid.addWidget(ComJobType_, 0, 1, 1, 3);
-  grid.addWidget(MakeLabel(QStringLiteral("排 程 名 稱(&N) ："), txtDesc_), 1, 0);
+  grid.addWidget(MakeLabel(TrText(u"排 程 名 稱(&N) ："), txtDesc_), 1, 0);
   grid.addWidget(txtDesc_, 1, 1, 1, 3);
-  grid.addWidget(MakeLabel(QStringLiteral("來源資料夾(&S)："), txtSrc_), 2, 0);
+  grid.addWidget(MakeLabel(TrText(u"來源資料夾(&S)："), txtSrc_), 2, 0);
   grid.addWidget(txtSrc_, 2, 1, 1, 2);
   grid.addWidget(btnBrowseSrc_, 2, 3);
-  grid.addWidget(MakeLabel(QStringLiteral("目標資料夾(&D)："), txtDest_), 3, 0);
+  grid.addWidget(MakeLabel(TrText(u"目標資料夾(&D)："), txtDest_), 3, 0);
   grid.addWidget(txtDest_, 3, 1);
   grid.addWidget(btnTags_, 3, 2);
   grid.addWidget(btnBrowseDest_, 3, 3);
-  grid.addWidget(MakeLabel(QStringLiteral("備份模式(&M)："), cboBackupType_), 4, 0);
+  grid.addWidget(MakeLabel(TrText(u"備份模式(&M)："), cboBackupType_), 4, 0);
   grid.addWidget(cboBackupType_, 4, 1, 1, 3);
-  grid.addWidget(MakeLabel(QStringLiteral("檔 案 類 型(&T) ："), cboFF_), 5, 0);
+  grid.addWidget(MakeLabel(TrText(u"檔 案 類 型(&T) ："), cboFF_), 5, 0);
   grid.addWidget(cboFF_, 5, 1);
   grid.addWidget(cmdLoadFFs_, 5, 2, 1, 2);
 }
 
 void JobItemPage::MakeOptions(QGridLayout& grid) {
-  chkExc_ = MakeCheck("chkExc", "不備份指定的檔案類型(&X)");
-  chkSubDirs_ = MakeCheck("chkSubDirs", "備份子目錄所有檔案與目錄(&U)");
-  chkSrcFolder_ = MakeCheck("chkSrcFolder", "備份時自動建立來源目錄名稱(&O)");
-  chkEnabled_ = MakeCheck("chkEnabled", "儲存後啟動備份排程(&E)");
-  chkRecycle_ = MakeCheck("chkRecycle", "同步備份時將刪除的檔案或資料夾移到資源回收筒內(&R)");
-  chkFileSize_ = MakeCheck("chkFileSize", "備份指定大小(&Z)");
-  chkZipPassWord_ = MakeCheck("chkZipPassWord", "壓縮加密(&W)");
+  chkExc_ = MakeCheck("chkExc", TrLater(u"不備份指定的檔案類型(&X)"));
+  chkSubDirs_ = MakeCheck("chkSubDirs", TrLater(u"備份子目錄所有檔案與目錄(&U)"));
+  chkSrcFolder_ = MakeCheck("chkSrcFolder", TrLater(u"備份時自動建立來源目錄名稱(&O)"));
+  chkEnabled_ = MakeCheck("chkEnabled", TrLater(u"儲存後啟動備份排程(&E)"));
+  chkRecycle_ =
+      MakeCheck("chkRecycle", TrLater(u"同步備份時將刪除的檔案或資料夾移到資源回收筒內(&R)"));
+  chkFileSize_ = MakeCheck("chkFileSize", TrLater(u"備份指定大小(&Z)"));
+  chkZipPassWord_ = MakeCheck("chkZipPassWord", TrLater(u"壓縮加密(&W)"));
   txtFileSize_ = Make<QLineEdit>("txtFileSize");
   txtFileSize_->setValidator(new QRegularExpressionValidator(kFileSize, txtFileSize_));
   txtFileSize_->setAlignment(Qt::AlignRight);
-  txtFileSize_->setAccessibleName(QStringLiteral("備份檔案大小上限，KB"));
+  txtFileSize_->setAccessibleName(TrText(u"備份檔案大小上限，KB"));
   Label2_ = Make<QLabel>("Label2", QStringLiteral("KB"));
   txtZipPassWord_ = Make<QLineEdit>("txtZipPassWord");
   txtZipPassWord_->setEchoMode(QLineEdit::PasswordEchoOnEdit);
-  chkShowPassWord_ = MakeCheck("chkShowPassWord", "顯示(&V)");
-  chkShowPassWord_->setAccessibleName(QStringLiteral("顯示密碼"));
+  chkShowPassWord_ = MakeCheck("chkShowPassWord", TrLater(u"顯示(&V)"));
+  chkShowPassWord_->setAccessibleName(TrText(u"顯示密碼"));
   connect(chkShowPassWord_, &QCheckBox::toggled, txtZipPassWord_, [this](bool shown) {
     txtZipPassWord_->setEchoMode(shown ? QLineEdit::Normal : QLineEdit::PasswordEchoOnEdit);
   });
-  Label7_ = MakeLabel(QStringLiteral("密碼(&K)："), txtZipPassWord_);
+  Label7_ = MakeLabel(TrText(u"密碼(&K)："), txtZipPassWord_);
   Label7_->setObjectName(QStringLiteral("Label7"));
 
   auto* size = new QHBoxLayout;
@@ -172,9 +173,9 @@ void JobItemPage::ConnectFields() {
   }
   connect(ComJobType_, &QComboBox::activated, this, &JobItemPage::ComJobType_Click);
   connect(btnBrowseSrc_, &QPushButton::clicked, this,
-          [this] { Browse(*txtSrc_, QStringLiteral("來源資料夾")); });
+          [this] { Browse(*txtSrc_, TrText(u"來源資料夾")); });
   connect(btnBrowseDest_, &QPushButton::clicked, this,
-          [this] { Browse(*txtDest_, QStringLiteral("目的資料夾")); });
+          [this] { Browse(*txtDest_, TrText(u"目的資料夾")); });
   connect(btnTags_, &QPushButton::clicked, this, &JobItemPage::btnTags_Click);
   connect(cmdLoadFFs_, &QPushButton::clicked, this, &JobItemPage::cmdLoadFFs_Click);
 }
@@ -273,8 +274,8 @@ bool JobItemPage::HasOwnEntries() const {
 void JobItemPage::ComJobType_Click(int index) {
   const JobPreset& preset = JobPresets()[static_cast<std::size_t>(index)];
   if (HasOwnEntries() &&
-      !Confirm(*this, QStringLiteral("「%1」會取代目前的排程名稱、來源與目標資料夾，您確定嗎？")
-                          .arg(ToQString(preset.Caption)))) {
+      !Confirm(*this, TrText(u"「%1」會取代目前的排程名稱、來源與目標資料夾，您確定嗎？")
+                          .arg(ShownText(preset.Caption)))) {
     ComJobType_->setCurrentIndex(-1);
     return;
   }
@@ -290,7 +291,7 @@ void JobItemPage::ComJobType_Click(int index) {
   }
   Q_EMIT Changed();
   if (!found) {
-    Inform(*this, QStringLiteral("來源資料夾無法偵測到它的存在，請重新指定！"));
+    Inform(*this, TrText(u"來源資料夾無法偵測到它的存在，請重新指定！"));
   }
 }
 

@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <array>
 
+#include "base/screen_format.h"
 #include "log/job_log.h"
 #include "log/log_troubles.h"
 #include "ui/health_icon.h"
 #include "ui/icons.h"
+#include "ui/language.h"
 #include "ui/qt_text.h"
 #include "ui/row_colours.h"
 
@@ -49,33 +51,35 @@ int SortKey(Health health) {
 
 constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentre;
 constexpr std::array<Column, 15> kColumns{{
-    {u"排程名稱", 190, kLeft, u"備份排程名稱：", -1},
-    {u"來源資料夾", 250, kLeft, u"來源資料夾　：", 0},
-    {u"目標資料夾", 250, kLeft, u"目標資料夾　：", 1},
-    {u"最後備份時間", 150, kCentre, u"最後備份時間：", -1, kLongestTime},
-    {u"下次備份時間", 150, kCentre, u"下次備份時間：", -1, kLongestTime},
-    {u"檔案壓縮", 80, kCentre, u"檔案壓縮備份：", 2},
-    {u"壓縮加密", 80, kCentre, u"壓縮檔案加密：", 3},
-    {u"檔案同步", 80, kCentre, u"檔案同步備份：", 4},
-    {u"檔案回收", 80, kCentre, u"回收筒存放　：", 5},
-    {u"子目錄", 60, kCentre, u"備份子目錄　：", 6},
-    {u"限制檔案大小", 90, kCentre, u"限制檔案大小：", 7, u"限制 ( 10240 ) KB"},
-    {u"備份時間間隔", 120, kLeft, u"備份時間間隔：", 8, u"每 12 個小時備份一次"},
-    {u"拒絕備份日期", 120, kLeft, u"拒絕備份日期：", 9},
-    {u"檔案類型", 80, kLeft, u"檔案類型　　：", 10},
-    {u"上次結果", 130, kLeft, u"上次結果　　：", 11},
+    {TrLater(u"排程名稱"), 190, kLeft, TrLater(u"備份排程名稱："), -1},
+    {TrLater(u"來源資料夾"), 250, kLeft, TrLater(u"來源資料夾　："), 0},
+    {TrLater(u"目標資料夾"), 250, kLeft, TrLater(u"目標資料夾　："), 1},
+    {TrLater(u"最後備份時間"), 150, kCentre, TrLater(u"最後備份時間："), -1, kLongestTime},
+    {TrLater(u"下次備份時間"), 150, kCentre, TrLater(u"下次備份時間："), -1, kLongestTime},
+    {TrLater(u"檔案壓縮"), 80, kCentre, TrLater(u"檔案壓縮備份："), 2},
+    {TrLater(u"壓縮加密"), 80, kCentre, TrLater(u"壓縮檔案加密："), 3},
+    {TrLater(u"檔案同步"), 80, kCentre, TrLater(u"檔案同步備份："), 4},
+    {TrLater(u"檔案回收"), 80, kCentre, TrLater(u"回收筒存放　："), 5},
+    {TrLater(u"子目錄"), 60, kCentre, TrLater(u"備份子目錄　："), 6},
+    {TrLater(u"限制檔案大小"), 90, kCentre, TrLater(u"限制檔案大小："), 7,
+     TrLater(u"限制 ( 10240 ) KB")},
+    {TrLater(u"備份時間間隔"), 120, kLeft, TrLater(u"備份時間間隔："), 8,
+     TrLater(u"每 12 個小時備份一次")},
+    {TrLater(u"拒絕備份日期"), 120, kLeft, TrLater(u"拒絕備份日期："), 9},
+    {TrLater(u"檔案類型"), 80, kLeft, TrLater(u"檔案類型　　："), 10},
+    {TrLater(u"上次結果"), 130, kLeft, TrLater(u"上次結果　　："), 11},
 }};
 
 }  // namespace
 
-int ColumnWidthFor(const QWidget& list, int designed, const char16_t* caption,
+int ColumnWidthFor(const QWidget& list, int designed, const QString& caption,
                    const char16_t* longest) {
   constexpr int kPadding = 14;
   const QFontMetrics font = list.fontMetrics();
-  const auto width = [&](const char16_t* text) {
-    return *text == 0 ? 0 : font.horizontalAdvance(QString::fromUtf16(text)) + kPadding;
+  const auto width = [&](const QString& text) {
+    return text.isEmpty() ? 0 : font.horizontalAdvance(text) + kPadding;
   };
-  return std::max({designed, width(caption), width(longest)});
+  return std::max({designed, width(caption), width(ShownText(longest))});
 }
 
 clsLictView::ViewStyle ViewStyleOf(int menu_item) {
@@ -104,7 +108,6 @@ JobList::JobList(Program& program, QWidget* container) : QObject(container), pro
   view_.SetRaiseSubItemPrePaint(true);
   view_.SetImageList(clsLictView::SmallImages, MarkedIcons(IconId::JobRow));
   view_.SetImageList(clsLictView::LargeImages, MarkedIcons(IconId::RunChecked));
-  view_.SetAccessibleName(QStringLiteral("備份排程清單"));
   view_.Create();
   AddColumns();
   connect(
@@ -131,14 +134,21 @@ JobList::JobList(Program& program, QWidget* container) : QObject(container), pro
 void JobList::AddColumns() {
   for (const Column& column : kColumns) {
     const bool shown = column.Switch < 0 || program_.Settings.OutWidth(column.Switch);
-    view_.ColumnAdd(-1, shown ? WidthOf(view_.ColumnCount()) : 0,
-                    QString::fromUtf16(column.Caption), column.Alignment);
+    view_.ColumnAdd(-1, shown ? WidthOf(view_.ColumnCount()) : 0, {}, column.Alignment);
   }
+  OnLanguage(this, [this] {
+    for (int column = 0; column < view_.ColumnCount(); ++column) {
+      view_.SetColumnText(column, TrText(kColumns[static_cast<std::size_t>(column)].Caption));
+      const int width = view_.ColumnWidth(column);
+      if (width > 0) view_.SetColumnWidth(column, std::max(width, WidthOf(column)));
+    }
+    view_.SetAccessibleName(TrText(u"備份排程清單"));
+  });
 }
 
 int JobList::WidthOf(int column) const {
   const Column& designed = kColumns[static_cast<std::size_t>(column)];
-  return ColumnWidthFor(*view_.hwnd(), designed.Width, designed.Caption, designed.Longest);
+  return ColumnWidthFor(*view_.hwnd(), designed.Width, TrText(designed.Caption), designed.Longest);
 }
 
 void JobList::ShowColumn(int number, bool on) {
@@ -155,21 +165,21 @@ void JobList::Fill() {
   view_.ItemClear();
   for (const BackupJob& job : program_.Store.Jobs) {
     const int row = view_.ItemAdd(-1, ToQString(job.Name), 0, 0);
-    const std::u16string texts[] = {job.Source.Path,
-                                    job.Destination.Path,
-                                    {},
-                                    {},
-                                    std::u16string(OnOffText(job.Compressed)),
-                                    std::u16string(PasswordText(job.UsePassword)),
-                                    std::u16string(OnOffText(job.Synchronise)),
-                                    std::u16string(OnOffText(job.UseRecycleBin)),
-                                    std::u16string(OnOffText(job.IncludeSubfolders)),
-                                    SizeLimitText(job),
-                                    IntervalText(job),
-                                    RefusedDaysText(job.RefusedDays),
-                                    job.FileTypes};
+    const QString texts[] = {ToQString(job.Source.Path),
+                             ToQString(job.Destination.Path),
+                             {},
+                             {},
+                             ShownText(OnOffText(job.Compressed)),
+                             ShownText(PasswordText(job.UsePassword)),
+                             ShownText(OnOffText(job.Synchronise)),
+                             ShownText(OnOffText(job.UseRecycleBin)),
+                             ShownText(OnOffText(job.IncludeSubfolders)),
+                             ShownText(SizeLimitText(job)),
+                             ShownText(IntervalText(job)),
+                             ShownText(RefusedDaysText(job.RefusedDays)),
+                             ToQString(job.FileTypes)};
     int column = 1;
-    for (const std::u16string& text : texts) view_.ItemAddSub(row, column++, ToQString(text));
+    for (const QString& text : texts) view_.ItemAddSub(row, column++, text);
     ShowTimes(row);
     view_.SetChecked(row, job.Enabled);
   }
@@ -188,7 +198,7 @@ void JobList::ShowHealth(const std::vector<JobHealth>& health) {
     if (i < shown.size() && shown[i] == health[i]) continue;
     const int row = static_cast<int>(i), image = static_cast<int>(health[i].State);
     view_.SetItemImage(row, image, image);
-    view_.SetItemText(row, kResult, ToQString(health[i].Text));
+    view_.SetItemText(row, kResult, ShownText(health[i].Text));
     view_.SetItemSortKey(row, kResult, SortKey(health[i].State));
   }
 }
@@ -199,7 +209,7 @@ void JobList::ShowStarted(int row, DateTime now) {
 }
 
 void JobList::ShowTime(int row, int column, DateTime time) {
-  view_.SetItemText(row, column, time == kZeroDate ? QString() : ToQString(DateTimeText(time)));
+  view_.SetItemText(row, column, ToQString(ScreenDateOrNothing(time)));
   view_.SetItemSortKey(row, column, time.time_since_epoch().count());
 }
 
@@ -211,8 +221,9 @@ QStringList JobList::Troubles(int row) const {
   if (!status || status->Size > kLongestLog) return {};
   QStringList lines;
   for (const RunFailure& trouble : ReadTroubles(*ReadJobLog(program_.Files, log), kTroublesTold)) {
-    QString line = QStringLiteral("　") + ToQString(trouble.What) + u'：' + ToQString(trouble.Path);
-    if (!trouble.Reason.empty()) line += u'，' + ToQString(trouble.Reason);
+    QString line = QStringLiteral("\u3000") + ShownText(trouble.What) + TrText(u"：") +
+                   ToQString(trouble.Path);
+    if (!trouble.Reason.empty()) line += TrText(u"，") + ShownText(trouble.Reason);
     lines += line;
   }
   return lines;
@@ -226,7 +237,7 @@ void JobList::Search(const QString& text) {
 QString JobList::InfoTip(int row) const {
   QStringList lines;
   for (std::size_t i = 0; i < kColumns.size(); ++i) {
-    lines += QString::fromUtf16(kColumns[i].TipLabel) + view_.ItemText(row, static_cast<int>(i));
+    lines += TrText(kColumns[i].TipLabel) + view_.ItemText(row, static_cast<int>(i));
   }
   return (lines + Troubles(row)).join(QStringLiteral("\r\n"));
 }

@@ -66,11 +66,12 @@ class JobList : public QObject {
   std::vector<JobHealth> health_;  ///< as shown, a row each
 };
 
-/// The width of a list column: as designed, but wide enough for its caption and this text in the
-/// user's font.
-int ColumnWidthFor(const QWidget& list, int designed, const char16_t* caption,
+/// The width of a list column: as designed, but wide enough for its caption and this text as they
+/// are shown in the user's font.
+int ColumnWidthFor(const QWidget& list, int designed, const QString& caption,
                    const char16_t* longest);
 /// A time as long as times get.
+// not translated: only measured
 inline constexpr const char16_t* kLongestTime = u"2026/12/24 下午 00:00:00";
 
 /// The style of a view menu's item: its order is not that of the styles.

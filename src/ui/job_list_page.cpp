@@ -10,12 +10,12 @@
 namespace kavrel {
 
 JobListPage::JobListPage() {
-  QWidget* list = MakeList(lstJobs_, "lstJobs", QStringLiteral("備份清單"));
-  lstJobs_.ColumnAdd(-1, 460, QStringLiteral("排程名稱"));
-  auto* btnNew = Make<QPushButton>("btnNew", QStringLiteral("新增排程(&N)"));
-  btnEdit_ = Make<QPushButton>("btnEdit", QStringLiteral("編輯排程(&E)"));
-  btnDuplicate_ = Make<QPushButton>("btnDuplicate", QStringLiteral("複製排程(&Y)"));
-  btnDel_ = Make<QPushButton>("btnDel", QStringLiteral("移除排程(&R)"));
+  QWidget* list = MakeList(lstJobs_, "lstJobs", TrText(u"備份清單"));
+  lstJobs_.ColumnAdd(-1, 460, TrText(u"排程名稱"));
+  auto* btnNew = Make<QPushButton>("btnNew", TrText(u"新增排程(&N)"));
+  btnEdit_ = Make<QPushButton>("btnEdit", TrText(u"編輯排程(&E)"));
+  btnDuplicate_ = Make<QPushButton>("btnDuplicate", TrText(u"複製排程(&Y)"));
+  btnDel_ = Make<QPushButton>("btnDel", TrText(u"移除排程(&R)"));
   auto* buttons = new QVBoxLayout;
   for (QPushButton* button : {btnNew, btnEdit_, btnDuplicate_, btnDel_}) buttons->addWidget(button);
   buttons->addStretch();

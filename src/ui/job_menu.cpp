@@ -18,72 +18,70 @@ JobMenu::JobMenu(Program& program, JobList& list, QWidget* window)
 }
 
 void JobMenu::BuildJobItems() {
-  run_ = AddItem(*menu_, QStringLiteral("mnuJobNow"), {});
+  run_ = AddItem(*menu_, QStringLiteral("mnuJobNow"), nullptr);
   connect(run_, &QAction::triggered, this, [this] { Q_EMIT RunWanted(run_->data().toInt()); });
-  restore_ = AddItem(*menu_, QStringLiteral("mnuJobResNow"), {});
+  restore_ = AddItem(*menu_, QStringLiteral("mnuJobResNow"), nullptr);
   connect(restore_, &QAction::triggered, this,
           [this] { Q_EMIT RestoreWanted(restore_->data().toInt()); });
-  preview_ = AddItem(*menu_, QStringLiteral("mnuJobPreview"), {});
+  preview_ = AddItem(*menu_, QStringLiteral("mnuJobPreview"), nullptr);
   connect(preview_, &QAction::triggered, this,
           [this] { Q_EMIT PreviewWanted(preview_->data().toInt()); });
-  restore_preview_ = AddItem(*menu_, QStringLiteral("mnuJobResPreview"), {});
+  restore_preview_ = AddItem(*menu_, QStringLiteral("mnuJobResPreview"), nullptr);
   connect(restore_preview_, &QAction::triggered, this,
           [this] { Q_EMIT RestorePreviewWanted(run_->data().toInt()); });
   restore_some_ =
-      AddItem(*menu_, QStringLiteral("mnuJobResSome"), QStringLiteral("還原選取的檔案(&P)..."));
+      AddItem(*menu_, QStringLiteral("mnuJobResSome"), TrLater(u"還原選取的檔案(&P)..."));
   connect(restore_some_, &QAction::triggered, this,
           [this] { Q_EMIT RestoreSomeWanted(run_->data().toInt()); });
-  verify_ = AddItem(*menu_, QStringLiteral("mnuJobVerify"), {});
+  verify_ = AddItem(*menu_, QStringLiteral("mnuJobVerify"), nullptr);
   connect(verify_, &QAction::triggered, this,
           [this] { Q_EMIT VerifyWanted(run_->data().toInt()); });
-  edit_ = AddItem(*menu_, QStringLiteral("mnuJobEdit"), {});
+  edit_ = AddItem(*menu_, QStringLiteral("mnuJobEdit"), nullptr);
   connect(edit_, &QAction::triggered, this, [this] { Q_EMIT EditWanted(edit_->data().toInt()); });
   BuildOrderItems();
-  source_ = AddItem(*menu_, QStringLiteral("mnuIntDir"), QStringLiteral("開啟來源資料夾"));
+  source_ = AddItem(*menu_, QStringLiteral("mnuIntDir"), TrLater(u"開啟來源資料夾"));
   connect(source_, &QAction::triggered, this, [this] { OpenFolder(run_->data().toInt(), false); });
-  destination_ = AddItem(*menu_, QStringLiteral("mnuOutDir"), QStringLiteral("開啟目標資料夾"));
+  destination_ = AddItem(*menu_, QStringLiteral("mnuOutDir"), TrLater(u"開啟目標資料夾"));
   connect(destination_, &QAction::triggered, this,
           [this] { OpenFolder(run_->data().toInt(), true); });
 }
 
 void JobMenu::BuildOrderItems() {
-  duplicate_ = AddItem(*menu_, QStringLiteral("mnuJobDuplicate"), {});
+  duplicate_ = AddItem(*menu_, QStringLiteral("mnuJobDuplicate"), nullptr);
   connect(duplicate_, &QAction::triggered, this,
           [this] { Q_EMIT DuplicateWanted(run_->data().toInt()); });
-  remove_ = AddItem(*menu_, QStringLiteral("mnuJobRemove"), {});
+  remove_ = AddItem(*menu_, QStringLiteral("mnuJobRemove"), nullptr);
   connect(remove_, &QAction::triggered, this,
           [this] { Q_EMIT RemoveWanted(run_->data().toInt()); });
-  up_ = AddItem(*menu_, QStringLiteral("mnuJobUp"), QStringLiteral("往上移(&U)\tAlt+↑"));
+  up_ = AddItem(*menu_, QStringLiteral("mnuJobUp"), TrLater(u"往上移(&U)\tAlt+↑"));
   connect(up_, &QAction::triggered, this,
           [this] { Q_EMIT MoveWanted(run_->data().toInt(), run_->data().toInt() - 1); });
-  down_ = AddItem(*menu_, QStringLiteral("mnuJobDown"), QStringLiteral("往下移(&N)\tAlt+↓"));
+  down_ = AddItem(*menu_, QStringLiteral("mnuJobDown"), TrLater(u"往下移(&N)\tAlt+↓"));
   connect(down_, &QAction::triggered, this,
           [this] { Q_EMIT MoveWanted(run_->data().toInt(), run_->data().toInt() + 1); });
-  search_ =
-      AddItem(*menu_, QStringLiteral("mnuJobSearch"), QStringLiteral("搜尋排程(&F)...\tCtrl+F"));
+  search_ = AddItem(*menu_, QStringLiteral("mnuJobSearch"), TrLater(u"搜尋排程(&F)...\tCtrl+F"));
   connect(search_, &QAction::triggered, this, &JobMenu::SearchWanted);
 }
 
 void JobMenu::BuildViewItems() {
   view_ = AddChoices(*menu_, QStringLiteral("mnu_Display_1_"),
-                     {u"大圖示(&G)...", u"小圖示(&M)...", u"清單(&L)...", u"詳細資料(&D)..."},
+                     {TrLater(u"大圖示(&G)..."), TrLater(u"小圖示(&M)..."), TrLater(u"清單(&L)..."),
+                      TrLater(u"詳細資料(&D)...")},
                      [this](int index) {
                        list_.SetView(index);
                        program_.Settings.SetProtIcon(index);
                      });
   menu_->addSeparator();
-  grid_ =
-      AddItem(*menu_, QStringLiteral("mnu_Display_1_5"), QStringLiteral("顯示格線(&H)..."), true);
+  grid_ = AddItem(*menu_, QStringLiteral("mnu_Display_1_5"), TrLater(u"顯示格線(&H)..."), true);
   connect(grid_, &QAction::triggered, this, [this](bool on) {
     list_.View().SetGlidLine(on);
     program_.Settings.SetProtGlidLine(on);
   });
-  auto* columns = new QMenu(QStringLiteral("檢視欄位"), menu_);
-  columns->setObjectName(QStringLiteral("mnuWidthView"));
+  QMenu* columns = MakeMenu(menu_, QStringLiteral("mnuWidthView"), TrLater(u"檢視欄位"));
   menu_->addMenu(columns);
   for (int number = 0; number < kJobColumnSwitches; ++number) {
     QAction* action = AddItem(*columns, QStringLiteral("mnuSetWidth%1").arg(number),
-                              QString::fromUtf16(JobList::SwitchAt(number).Caption), true);
+                              JobList::SwitchAt(number).Caption, true);
     connect(action, &QAction::triggered, this, [this, number](bool on) {
       list_.ShowColumn(number, on);
       program_.Settings.SetOutWidth(number, on);
@@ -107,17 +105,14 @@ void JobMenu::Popup(QPoint position) {
   const int row = list_.View().SelectedItem();
   const bool job = row >= 0;
   const QString name = MenuName(list_.View().ItemText(row, 0));
-  run_->setText(job ? QStringLiteral("執行「%1」備份排程").arg(name)
-                    : QStringLiteral("執行指定備份排程"));
-  preview_->setText(QStringLiteral("預覽「%1」備份內容").arg(name));
-  restore_preview_->setText(QStringLiteral("預覽「%1」還原內容").arg(name));
-  restore_->setText(job ? QStringLiteral("執行「%1」還原排程").arg(name)
-                        : QStringLiteral("執行指定還原排程"));
-  verify_->setText(QStringLiteral("驗證「%1」的備份").arg(name));
-  edit_->setText(job ? QStringLiteral("編輯「%1」備份設定").arg(name)
-                     : QStringLiteral("建立新的備份排程"));
-  duplicate_->setText(QStringLiteral("複製「%1」備份排程...").arg(name));
-  remove_->setText(QStringLiteral("移除「%1」備份排程").arg(name));
+  run_->setText(job ? TrText(u"執行「%1」備份排程").arg(name) : TrText(u"執行指定備份排程"));
+  preview_->setText(TrText(u"預覽「%1」備份內容").arg(name));
+  restore_preview_->setText(TrText(u"預覽「%1」還原內容").arg(name));
+  restore_->setText(job ? TrText(u"執行「%1」還原排程").arg(name) : TrText(u"執行指定還原排程"));
+  verify_->setText(TrText(u"驗證「%1」的備份").arg(name));
+  edit_->setText(job ? TrText(u"編輯「%1」備份設定").arg(name) : TrText(u"建立新的備份排程"));
+  duplicate_->setText(TrText(u"複製「%1」備份排程...").arg(name));
+  remove_->setText(TrText(u"移除「%1」備份排程").arg(name));
   up_->setEnabled(list_.InOrder() && row > 0);
   down_->setEnabled(list_.InOrder() && row + 1 < list_.View().ItemCount());
   search_->setVisible(list_.View().ItemCount() > 1);

@@ -11,7 +11,7 @@
 
 namespace kavrel {
 
-JobPreviewBox::JobPreviewBox() : QGroupBox(QStringLiteral("預覽")) {
+JobPreviewBox::JobPreviewBox() : QGroupBox(TrText(u"預覽")) {
   txtNext_ = Make<QLineEdit>("txtNext");
   txtNext_->setReadOnly(true);
   txtNext_->setFrame(false);
@@ -27,9 +27,9 @@ JobPreviewBox::JobPreviewBox() : QGroupBox(QStringLiteral("預覽")) {
   lblWarnings_->setMinimumHeight(lblWarnings_->fontMetrics().lineSpacing() * 2);
 
   auto* grid = new QGridLayout(this);
-  grid->addWidget(MakeLabel(QStringLiteral("下次寫入："), txtNext_), 0, 0);
+  grid->addWidget(MakeLabel(TrText(u"下次寫入："), txtNext_), 0, 0);
   grid->addWidget(txtNext_, 0, 1);
-  grid->addWidget(new QLabel(QStringLiteral("接下來三次：")), 1, 0, Qt::AlignTop);
+  grid->addWidget(new QLabel(TrText(u"接下來三次：")), 1, 0, Qt::AlignTop);
   grid->addWidget(lblDue_, 1, 1);
   grid->addWidget(lblWarnings_, 2, 0, 1, 2);
   grid->setColumnStretch(1, 1);
@@ -51,14 +51,14 @@ void JobPreviewBox::Show(const JobPreview& preview, bool enabled) {
     txtNext_->setToolTip(destination);
   }
   QStringList due, warnings;
-  for (const DateTime time : preview.Due) due += ToQString(DateTimeText(time));
+  for (const DateTime time : preview.Due) due += ShownText(DateTimeText(time));
   for (const std::u16string& warning : preview.Warnings) {
-    warnings += QStringLiteral("⚠ ") + ToQString(warning);
+    warnings += QStringLiteral("⚠ ") + ShownText(warning);
   }
-  Tell(*lblDue_, QStringLiteral("接下來三次"),
-       due.join(QStringLiteral("、")) +
-           (enabled || due.isEmpty() ? QString() : QStringLiteral("（排程未啟動）")));
-  Tell(*lblWarnings_, QStringLiteral("注意"), warnings.join(u'\n'));
+  Tell(
+      *lblDue_, TrText(u"接下來三次"),
+      due.join(TrText(u"、")) + (enabled || due.isEmpty() ? QString() : TrText(u"（排程未啟動）")));
+  Tell(*lblWarnings_, TrText(u"注意"), warnings.join(u'\n'));
 }
 
 void JobPreviewBox::changeEvent(QEvent* event) {

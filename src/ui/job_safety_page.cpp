@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include "ui/layout_help.h"
+#include "ui/qt_text.h"
 
 namespace kavrel {
 
@@ -50,18 +51,18 @@ QCheckBox* JobSafetyPage::MakeSwitch(const char* name, const QString& text) {
 }
 
 QWidget* JobSafetyPage::MakeGuard() {
-  chkGuard_ = MakeSwitch("chkGuard", QStringLiteral("同步備份要移除大量檔案之前先詢問(&G)"));
+  chkGuard_ = MakeSwitch("chkGuard", TrText(u"同步備份要移除大量檔案之前先詢問(&G)"));
   numGuardPercent_ = MakeNumber("numGuardPercent", 1, 100);
   numGuardFewest_ = MakeNumber("numGuardFewest", 1, kMaxGuardFewest);
-  QLabel* percent = MakeLabel(QStringLiteral("超過目標檔案的(&P)"), numGuardPercent_);
-  QLabel* fewest = MakeLabel(QStringLiteral("%，且至少(&M)"), numGuardFewest_);
-  auto* after = new QLabel(QStringLiteral("個檔案"));
-  auto* frame = new QGroupBox(QStringLiteral("同步刪除防護"));
+  QLabel* percent = MakeLabel(TrText(u"超過目標檔案的(&P)"), numGuardPercent_);
+  QLabel* fewest = MakeLabel(TrText(u"%，且至少(&M)"), numGuardFewest_);
+  auto* after = new QLabel(TrText(u"個檔案"));
+  auto* frame = new QGroupBox(TrText(u"同步刪除防護"));
   auto* layout = new QVBoxLayout(frame);
   layout->addWidget(chkGuard_);
   layout->addLayout(MakeRow({percent, numGuardPercent_, fewest, numGuardFewest_, after}));
-  layout->addWidget(MakeNote(QStringLiteral(
-      "來源資料夾是空的、來源磁碟沒有掛載，或第一次同步到已有其他檔案的資料夾時，也會先詢問；"
+  layout->addWidget(MakeNote(TrText(
+      u"來源資料夾是空的、來源磁碟沒有掛載，或第一次同步到已有其他檔案的資料夾時，也會先詢問；"
       "無人回答時備份會中斷，不移除任何檔案。")));
   const auto enable = [this](bool on) {
     numGuardPercent_->setEnabled(on);
@@ -72,22 +73,22 @@ QWidget* JobSafetyPage::MakeGuard() {
 }
 
 QWidget* JobSafetyPage::MakeOthers() {
-  chkSpace_ = MakeSwitch("chkSpace", QStringLiteral("開始複製之前檢查目標磁碟的可用空間(&F)"));
+  chkSpace_ = MakeSwitch("chkSpace", TrText(u"開始複製之前檢查目標磁碟的可用空間(&F)"));
   numKeep_ = MakeNumber("numKeep", 0, kMaxKeepNewest);
-  numKeep_->setSpecialValueText(QStringLiteral("全部"));
-  QLabel* keep = MakeLabel(QStringLiteral("保留最新的備份份數(&K)："), numKeep_);
-  chkVerify_ = MakeSwitch("chkVerify", QStringLiteral("每次備份之後驗證內容(&V)"));
-  chkLinks_ = MakeSwitch("chkLinks", QStringLiteral("保留硬連結(&L)"));
+  numKeep_->setSpecialValueText(TrText(u"全部"));
+  QLabel* keep = MakeLabel(TrText(u"保留最新的備份份數(&K)："), numKeep_);
+  chkVerify_ = MakeSwitch("chkVerify", TrText(u"每次備份之後驗證內容(&V)"));
+  chkLinks_ = MakeSwitch("chkLinks", TrText(u"保留硬連結(&L)"));
   chkLinks_->setToolTip(
-      QStringLiteral("來源中同一個檔案的多個名稱，在目標也是同一個檔案，內容只存放一次。"));
-  auto* frame = new QGroupBox(QStringLiteral("備份"));
+      TrText(u"來源中同一個檔案的多個名稱，在目標也是同一個檔案，內容只存放一次。"));
+  auto* frame = new QGroupBox(TrText(u"備份"));
   auto* layout = new QVBoxLayout(frame);
   layout->addWidget(chkSpace_);
   layout->addLayout(MakeRow({chkVerify_, chkLinks_}));
   layout->addLayout(MakeRow({keep, numKeep_}));
   layout->addWidget(
-      MakeNote(QStringLiteral("適用於目標含日期標籤的排程與壓縮備份：較舊的備份會移到資源回收筒，"
-                              "只限這個排程自己建立的備份。")));
+      MakeNote(TrText(u"適用於目標含日期標籤的排程與壓縮備份：較舊的備份會移到資源回收筒，"
+                      "只限這個排程自己建立的備份。")));
   return frame;
 }
 

@@ -16,14 +16,17 @@ namespace kavrel {
 namespace {
 
 struct CountList {
-  const char *Name, *LabelName, *Unit;
+  const char *Name, *LabelName;
+  const char16_t* Unit;
 };
 
 /// By IntervalKind.
 constexpr CountList kCountLists[] = {
-    {"cboMins", "Lb1", "分鐘內備份一次"},   {"cboHours", "Lb2", "小時內備份一次"},
-    {"cboDays", "Lb3", "天內備份一次"},     {"cboWeeks", "Lb4", "週內備份一次"},
-    {"cboMonths", "Lb5", "個月內備份一次"},
+    {"cboMins", "Lb1", TrLater(u"分鐘內備份一次")},
+    {"cboHours", "Lb2", TrLater(u"小時內備份一次")},
+    {"cboDays", "Lb3", TrLater(u"天內備份一次")},
+    {"cboWeeks", "Lb4", TrLater(u"週內備份一次")},
+    {"cboMonths", "Lb5", TrLater(u"個月內備份一次")},
 };
 
 /// What most people want of a kind, offered where nothing of it was chosen yet.
@@ -53,7 +56,7 @@ QWidget* MakePicker(ClsDate& picker, const char* name, ClsDate::PickerStyle styl
 JobTimePage::JobTimePage() {
   ComTime_ = Make<QComboBox>("ComTime");
   for (int kind = 0; kind < 5; ++kind) {
-    ComTime_->addItem(ToQString(IntervalCaption(static_cast<IntervalKind>(kind))));
+    ComTime_->addItem(ShownText(IntervalCaption(static_cast<IntervalKind>(kind))));
   }
   IgnoreWheel(ComTime_);
   QWidget* counts = MakeCounts();
@@ -61,14 +64,14 @@ JobTimePage::JobTimePage() {
   QWidget* time = MakePicker(picTime_, "picTime", ClsDate::Time);
 
   auto* grid = new QGridLayout(this);
-  grid->addWidget(MakeLabel(QStringLiteral("排程類型(&T)"), ComTime_), 0, 0);
+  grid->addWidget(MakeLabel(TrText(u"排程類型(&T)"), ComTime_), 0, 0);
   grid->addWidget(ComTime_, 0, 1);
   grid->addWidget(counts, 1, 1);
   lblInterval_ = Make<QLabel>("lblInterval");
   grid->addWidget(lblInterval_, 1, 2);
-  grid->addWidget(MakeLabel(QStringLiteral("開始備份日期(&D)："), picDate_.hwnd()), 2, 0);
+  grid->addWidget(MakeLabel(TrText(u"開始備份日期(&D)："), picDate_.hwnd()), 2, 0);
   grid->addWidget(date, 2, 1);
-  grid->addWidget(MakeLabel(QStringLiteral("開始備份時間(&M)："), picTime_.hwnd()), 3, 0);
+  grid->addWidget(MakeLabel(TrText(u"開始備份時間(&M)："), picTime_.hwnd()), 3, 0);
   grid->addWidget(time, 3, 1);
   grid->addWidget(MakeWeekdays(), 4, 0, 1, 3);
   grid->setColumnStretch(2, 1);
@@ -93,9 +96,9 @@ QWidget* JobTimePage::MakeCounts() {
     connect(list, &QComboBox::activated, this, &JobTimePage::IntervalChanged);
     count_lists_[kind] = list;
 
-    QLabel* before = MakeLabel(QStringLiteral("我要在每(&N)"), list);
-    auto* after = Make<QLabel>(names.LabelName, QString::fromUtf8(names.Unit));
-    list->setAccessibleName(QStringLiteral("我要在每幾") + after->text());
+    QLabel* before = MakeLabel(TrText(u"我要在每(&N)"), list);
+    auto* after = Make<QLabel>(names.LabelName, TrText(names.Unit));
+    list->setAccessibleName(TrText(u"我要在每幾") + after->text());
     auto* page = new QWidget;
     auto* row = new QHBoxLayout(page);
     row->setContentsMargins(0, 0, 0, 0);
@@ -110,7 +113,7 @@ QWidget* JobTimePage::MakeCounts() {
 }
 
 QGroupBox* JobTimePage::MakeWeekdays() {
-  auto* frame = new QGroupBox(QStringLiteral("排除備份日期"));
+  auto* frame = new QGroupBox(TrText(u"排除備份日期"));
   auto* grid = new QGridLayout(frame);
   for (int day = 1; day <= 7; ++day) {
     const QString caption = QStringLiteral("%1(&%2)").arg(ToQString(WeekdayName(day))).arg(day);
@@ -131,7 +134,7 @@ void JobTimePage::Show(const BackupJob& job) {
   }
   keep_interval_ = true;
   lblInterval_->setText(
-      QStringLiteral("目前是%1，選擇其他間隔才會改變").arg(ToQString(IntervalText(job))));
+      TrText(u"目前是%1，選擇其他間隔才會改變").arg(ShownText(IntervalText(job))));
   lblInterval_->setVisible(HasOwnInterval(job));
   ComTime_->setCurrentIndex(static_cast<int>(JobIntervalKind(job)));
   counts_->setCurrentIndex(ComTime_->currentIndex());

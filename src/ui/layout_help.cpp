@@ -1,10 +1,12 @@
 #include "ui/layout_help.h"
 
 #include <QEvent>
+#include <QPointer>
 #include <QRegularExpression>
 #include <QTreeView>
 
 #include "ui/controls/cls_lict_view.h"
+#include "ui/language.h"
 #include "ui/row_colours.h"
 
 namespace kavrel {
@@ -65,6 +67,15 @@ QLabel* MakeLabel(const QString& text, QWidget* buddy) {
   auto* label = new QLabel(text);
   label->setBuddy(buddy);
   buddy->setAccessibleName(PlainLabel(text));
+  return label;
+}
+
+QLabel* SpeakingLabel(const char16_t* id, QWidget* buddy) {
+  QLabel* label = MakeLabel({}, buddy);
+  OnLanguage(label, [label, buddy = QPointer(buddy), id] {
+    label->setText(TrText(id));
+    if (buddy) buddy->setAccessibleName(PlainLabel(label->text()));
+  });
   return label;
 }
 

@@ -20,6 +20,8 @@ Control* Make(const char* name, Arguments&&... arguments) {
 
 /// A label whose mnemonic leads to `buddy`, which screen readers call by the label's text.
 QLabel* MakeLabel(const QString& text, QWidget* buddy);
+/// The same of a text of the source, which follows the user's language.
+QLabel* SpeakingLabel(const char16_t* id, QWidget* buddy);
 /// Without mnemonic and colon.
 QString PlainLabel(const QString& text);
 

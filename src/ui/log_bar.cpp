@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QSignalBlocker>
 
+#include "ui/language.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
 
@@ -16,19 +17,23 @@ LogBar::LogBar() {
   cboLogJob_ = Make<QComboBox>("cboLogJob");
   cboLogJob_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   cboLogJob_->setMinimumContentsLength(18);
-  cboLogJob_->addItem(QStringLiteral("所有排程"));
-  chkLogFailed_ = Make<QCheckBox>("chkLogFailed", QStringLiteral("只顯示有問題的紀錄(&B)"));
+  cboLogJob_->addItem(QString());
+  chkLogFailed_ = Speaking(Make<QCheckBox>("chkLogFailed"), TrLater(u"只顯示有問題的紀錄(&B)"));
   txtLogFind_ = Make<QLineEdit>("txtLogFind");
   txtLogFind_->setClearButtonEnabled(true);
-  txtLogFind_->setPlaceholderText(QStringLiteral("名稱、狀態或日期"));
+  OnLanguage(this, [this] {
+    const QSignalBlocker quiet(cboLogJob_);
+    cboLogJob_->setItemText(0, TrText(u"所有排程"));
+    txtLogFind_->setPlaceholderText(TrText(u"名稱、狀態或日期"));
+  });
   auto* layout = new QHBoxLayout(this);
   layout->setContentsMargins(6, 4, 6, 4);
-  layout->addWidget(MakeLabel(QStringLiteral("排程(&J)："), cboLogJob_));
+  layout->addWidget(SpeakingLabel(TrLater(u"排程(&J)："), cboLogJob_));
   layout->addWidget(cboLogJob_);
   layout->addSpacing(8);
   layout->addWidget(chkLogFailed_);
   layout->addSpacing(8);
-  layout->addWidget(MakeLabel(QStringLiteral("搜尋(&F)："), txtLogFind_));
+  layout->addWidget(SpeakingLabel(TrLater(u"搜尋(&F)："), txtLogFind_));
   layout->addWidget(txtLogFind_, 1);
   connect(cboLogJob_, &QComboBox::currentIndexChanged, this, &LogBar::Changed);
   connect(chkLogFailed_, &QCheckBox::toggled, this, &LogBar::Changed);

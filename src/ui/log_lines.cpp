@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QPixmap>
 
+#include "app/shown_log.h"
 #include "log/log_troubles.h"
 #include "ui/icons.h"
 #include "ui/qt_text.h"
@@ -47,9 +48,9 @@ QVariant LogLines::data(const QModelIndex& index, int role) const {
   const Line& line = At(index.row());
   switch (role) {
     case Qt::DisplayRole:
-      return ToQString(line.Text);
+      return ToQString(ShownLogLine(line.Text));
     case Qt::ToolTipRole:
-      return ToQString(line.Text).toHtmlEscaped();
+      return ToQString(ShownLogLine(line.Text)).toHtmlEscaped();
     case Qt::DecorationRole:
       return line.Trouble ? mark_ : no_mark_;
     case Qt::ForegroundRole:
@@ -63,7 +64,7 @@ int LogLines::Find(const QString& text, int row) const {
   const int count = rowCount();
   for (int i = 0; i < count && !text.isEmpty(); ++i) {
     const int at = (row + i) % count;
-    if (ToQString(At(at).Text).contains(text, Qt::CaseInsensitive)) return at;
+    if (ToQString(ShownLogLine(At(at).Text)).contains(text, Qt::CaseInsensitive)) return at;
   }
   return -1;
 }

@@ -10,6 +10,7 @@
 #include "ui/frm_log.h"
 #include "ui/icons.h"
 #include "ui/job_list.h"
+#include "ui/language.h"
 #include "ui/log_bar.h"
 #include "ui/menu_kit.h"
 #include "ui/message_box.h"
@@ -31,14 +32,32 @@ struct Column {
 };
 constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentre;
 // The last one holds the log file's path and is never seen.
-constexpr Column kColumns[] = {{u"備份排程名稱", 280, kLeft},
-                               {u"狀態", 75, kCentre},
-                               {u"總計", 65, kCentre},
-                               {u"備份", 65, kCentre},
-                               {u"失敗", 65, kCentre},
-                               {u"本次備份時間", kTimeWidth, kCentre},
-                               {u"下次備份時間", kTimeWidth, kCentre},
-                               {u"日誌檔名稱", 0, kLeft}};
+constexpr Column kColumns[] = {{TrLaterIn("log column", u"備份排程名稱"), 280, kLeft},
+                               {TrLaterIn("log column", u"狀態"), 75, kCentre},
+                               {TrLaterIn("log column", u"總計"), 65, kCentre},
+                               {TrLaterIn("log column", u"備份"), 65, kCentre},
+                               {TrLaterIn("log column", u"失敗"), 65, kCentre},
+                               {TrLaterIn("log column", u"本次備份時間"), kTimeWidth, kCentre},
+                               {TrLaterIn("log column", u"下次備份時間"), kTimeWidth, kCentre},
+                               {TrLaterIn("log column", u"日誌檔名稱"), 0, kLeft}};
+
+QString CaptionOf(const Column& column) {
+  return ToQString(TrIn("log column", column.Caption));
+}
+
+/// The columns as they are shown.
+QStringList ShownColumns(const LogRow& row) {
+  const LogColumns columns = ColumnsOf(row);
+  QStringList shown;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const bool name = i == 0 || i == kLogPathColumn;
+    shown += name ? ToQString(columns[i]) : ShownText(columns[i]);
+  }
+  // A time that is not known was written as one without a date.
+  if (row.Started == kZeroDate) shown[kStarted].clear();
+  if (row.NextRun == kZeroDate) shown[kNextRun].clear();
+  return shown;
+}
 
 }  // namespace
 
@@ -64,13 +83,12 @@ LogView::LogView(Program& program, QWidget* container, QWidget* window)
   const QList<QIcon> images{LoadIcon(IconId::LogEntry), LoadIcon(IconId::LogEntryFailed)};
   view_.SetImageList(clsLictView::SmallImages, images);
   view_.SetImageList(clsLictView::LargeImages, images);
-  view_.SetAccessibleName(QStringLiteral("備份日誌清單"));
   view_.Create();
+  later_.setSingleShot(true);
+  connect(&later_, &QTimer::timeout, this, &LogView::CatchUp);
   AddColumns();
   ConnectList();
   BuildMenu();
-  later_.setSingleShot(true);
-  connect(&later_, &QTimer::timeout, this, &LogView::CatchUp);
 }
 
 LogView::~LogView() {
@@ -80,11 +98,26 @@ LogView::~LogView() {
 void LogView::AddColumns() {
   for (const Column& column : kColumns) {
     const bool time = column.Width == kTimeWidth;
-    const int width = column.Width == 0 ? 0
-                                        : ColumnWidthFor(*view_.hwnd(), column.Width,
-                                                         column.Caption, time ? kLongestTime : u"");
-    view_.ColumnAdd(-1, width, QString::fromUtf16(column.Caption), column.Alignment);
+    const int width = column.Width == 0
+                          ? 0
+                          : ColumnWidthFor(*view_.hwnd(), column.Width, CaptionOf(column),
+                                           time ? kLongestTime : u"");
+    view_.ColumnAdd(-1, width, {}, column.Alignment);
   }
+  OnLanguage(this, [this] {
+    int index = 0;
+    for (const Column& column : kColumns) {
+      const int width = view_.ColumnWidth(index);
+      if (width > 0)
+        view_.SetColumnWidth(index, ColumnWidthFor(*view_.hwnd(), width, CaptionOf(column), u""));
+      view_.SetColumnText(index++, CaptionOf(column));
+    }
+    view_.SetAccessibleName(TrText(u"備份日誌清單"));
+    // Rows show statuses and times.
+    view_.ItemClear();
+    shown_.clear();
+    CatchUp();
+  });
 }
 
 void LogView::ConnectList() {
@@ -105,31 +138,31 @@ void LogView::ConnectList() {
 void LogView::BuildMenu() {
   menu_->setObjectName(QStringLiteral("mnuLogJob"));
   display_ = AddChoices(*menu_, QStringLiteral("mnu_LogDisplay_1_"),
-                        {u"大圖示(&G)...", u"小圖示(&M)...", u"清單(&L)...", u"詳細資料(&D)..."},
+                        {TrLater(u"大圖示(&G)..."), TrLater(u"小圖示(&M)..."),
+                         TrLater(u"清單(&L)..."), TrLater(u"詳細資料(&D)...")},
                         [this](int index) { view_.SetView(ViewStyleOf(index)); });
   CheckItem(*display_, 3);
   menu_->addSeparator();
-  QAction* grid = AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_5"),
-                          QStringLiteral("顯示格線(&H)..."), true);
+  QAction* grid =
+      AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_5"), TrLater(u"顯示格線(&H)..."), true);
   connect(grid, &QAction::triggered, this, [this](bool on) { view_.SetGlidLine(on); });
   menu_->addSeparator();
   QAction* selected =
-      AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_7"), QStringLiteral("單一刪除(&S)..."));
+      AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_7"), TrLater(u"單一刪除(&S)..."));
   connect(selected, &QAction::triggered, this, &LogView::DeleteSelected);
-  delete_all_ =
-      AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_8"), QStringLiteral("全部清除(&C)..."));
+  delete_all_ = AddItem(*menu_, QStringLiteral("mnu_LogDisplay_1_8"), TrLater(u"全部清除(&C)..."));
   connect(delete_all_, &QAction::triggered, this, &LogView::DeleteAll);
   menu_->setDefaultAction(delete_all_);
-  auto* limits = new QMenu(QStringLiteral("日誌檔限制"), menu_);
-  limits->setObjectName(QStringLiteral("mnu_LogDisplay_1_9"));
+  QMenu* limits = MakeMenu(menu_, QStringLiteral("mnu_LogDisplay_1_9"), TrLater(u"日誌檔限制"));
   menu_->addMenu(limits);
-  restrictions_ = AddChoices(*limits, QStringLiteral("mnuLogRestrictions"),
-                             {u"到 100 筆後刪除前 70 筆日誌", u"到 200 筆後刪除前 170 筆日誌",
-                              u"到 300 筆後刪除前 270 筆日誌", u"到 400 筆後刪除前 370 筆日誌",
-                              u"到 500 筆後刪除前 470 筆日誌"},
-                             [this](int index) { program_.Settings.SetLogRestrictions(index); });
+  restrictions_ = AddChoices(
+      *limits, QStringLiteral("mnuLogRestrictions"),
+      {TrLater(u"到 100 筆後刪除前 70 筆日誌"), TrLater(u"到 200 筆後刪除前 170 筆日誌"),
+       TrLater(u"到 300 筆後刪除前 270 筆日誌"), TrLater(u"到 400 筆後刪除前 370 筆日誌"),
+       TrLater(u"到 500 筆後刪除前 470 筆日誌")},
+      [this](int index) { program_.Settings.SetLogRestrictions(index); });
   menu_->addSeparator();
-  connect(AddItem(*menu_, QStringLiteral("mnuLogView"), QStringLiteral("檢視日誌內容(&V)...")),
+  connect(AddItem(*menu_, QStringLiteral("mnuLogView"), TrLater(u"檢視日誌內容(&V)...")),
           &QAction::triggered, this, &LogView::ViewSelected);
 }
 
@@ -148,12 +181,24 @@ void LogView::Follow() {
   program_.LogRows.Changed = [this] { later_.start(0); };
 }
 
+bool LogView::Matches(const LogRow& row, const LogFilter& filter) const {
+  if (MatchesFilter(row, filter)) return true;
+  // The user looks for what is shown.
+  LogFilter others = filter;
+  others.Text.clear();
+  if (filter.Text.empty() || !MatchesFilter(row, others)) return false;
+  const QStringList columns = ShownColumns(row);
+  const QString text = ToQString(filter.Text);
+  return std::ranges::any_of(
+      columns, [&](const QString& column) { return column.contains(text, Qt::CaseInsensitive); });
+}
+
 std::vector<std::size_t> LogView::FilteredRows() const {
   const LogFilter filter = bar_->Filter();
   const std::vector<LogRow>& rows = program_.LogRows.Rows();
   std::vector<std::size_t> positions;
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (MatchesFilter(rows[i], filter)) positions.push_back(i);
+    if (Matches(rows[i], filter)) positions.push_back(i);
   }
   return positions;
 }
@@ -180,12 +225,9 @@ void LogView::CatchUp() {
 void LogView::AddRow(const LogRow& row) {
   const int image = IsBadRun(row) ? kFailedImage : kPlainImage;
   const int index = view_.ItemAdd(-1, ToQString(row.Job), image, image);
-  LogColumns columns = ColumnsOf(row);
-  // A time that is not known was written as one without a date.
-  if (row.Started == kZeroDate) columns[kStarted].clear();
-  if (row.NextRun == kZeroDate) columns[kNextRun].clear();
-  for (std::size_t column = 1; column < columns.size(); ++column) {
-    view_.ItemAddSub(index, static_cast<int>(column), ToQString(columns[column]));
+  const QStringList columns = ShownColumns(row);
+  for (int column = 1; column < columns.size(); ++column) {
+    view_.ItemAddSub(index, column, columns[column]);
   }
   const auto sort_count = [&](int column, const std::optional<std::uint64_t>& count) {
     view_.SetItemSortKey(index, column, static_cast<qint64>(count.value_or(0)));

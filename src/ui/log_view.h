@@ -6,6 +6,7 @@
 #include <QTimer>
 
 #include "app/program.h"
+#include "log/log_filter.h"
 #include "ui/controls/cls_lict_view.h"
 
 class QActionGroup;
@@ -51,6 +52,8 @@ class LogView : public QObject {
   void ViewSelected();
   void DeleteSelected();
   void DeleteAll();
+  /// Whether the row, or what is shown of it, is what the filter wants.
+  bool Matches(const LogRow& row, const LogFilter& filter) const;
   std::vector<std::size_t> FilteredRows() const;
 
   Program& program_;

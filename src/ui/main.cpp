@@ -1,10 +1,7 @@
 // kavrel: Kavrel with its window. `kavrel [--home DIR] [--debug FILE] [JOB...]`: the named jobs are
 // run once, and the program ends.
 #include <QApplication>
-#include <QLibraryInfo>
-#include <QLocale>
 #include <QMessageBox>
-#include <QTranslator>
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
@@ -12,6 +9,7 @@
 #include <vector>
 
 #include "app/out_of_memory.h"
+#include "app/spoken_language.h"
 #include "base/text.h"
 #include "core/command_line.h"
 #include "platform/files.h"
@@ -20,6 +18,7 @@
 #include "platform/trace.h"
 #include "ui/frm_main.h"
 #include "ui/icons.h"
+#include "ui/language.h"
 #include "ui/message_box.h"
 #include "ui/other_start.h"
 #include "ui/qt_text.h"
@@ -76,22 +75,6 @@ Arguments ReadArguments(int argc, const char* const* argv) {
   return read;
 }
 
-/// The toolkit's own buttons and dialogs speak the program's language.
-void SpeakChinese(QTranslator& translator) {
-  const QLocale locale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan);
-  QLocale::setDefault(locale);
-  // Installed with the toolkit, or compiled in where no package brings it.
-  const QString name = QStringLiteral("qtbase_zh_TW");
-  if (translator.load(name, QLibraryInfo::path(QLibraryInfo::TranslationsPath)) ||
-      translator.load(name, QStringLiteral(":/translations"))) {
-    QCoreApplication::installTranslator(&translator);
-  }
-  // Where the desktop's font has no Chinese, the forms of Taiwan are meant.
-  QFont::insertSubstitutions(
-      QApplication::font().family(),
-      {QStringLiteral("Noto Sans CJK TC"), QStringLiteral("Microsoft JhengHei UI")});
-}
-
 /// Says why the program cannot begin, and in a box, too, unless jobs were named: nobody may be
 /// there then to close it. The exit code.
 int Refuse(const Arguments& arguments, const QString& reason) {
@@ -123,7 +106,7 @@ std::optional<int> EndAsSecond(Program& program, const std::u16string& folder,
     if (HandOver(StartAddress(folder), start, missing, static_cast<int>(end - now)) ==
         HandedOver::Yes) {
       for (const std::u16string& name : missing) {
-        std::cerr << "kavrel: " << ToUtf8(u"找不到排程「" + name + u"」") << '\n';
+        std::cerr << "kavrel: " << ToUtf8(Fill(Tr(u"找不到排程「%1」"), {name})) << '\n';
       }
       return missing.empty() ? kDone : kNoSuchJob;
     }
@@ -131,14 +114,13 @@ std::optional<int> EndAsSecond(Program& program, const std::u16string& folder,
     clock.Sleep(kRetry);
   }
   if (holder.empty()) {
-    return Refuse(
-        arguments,
-        QStringLiteral("無法開啟程式資料夾中的鎖定檔 Kavrel.lock，請檢查資料夾的權限。\n") +
-            ToQString(folder));
+    return Refuse(arguments,
+                  TrText(u"無法開啟程式資料夾中的鎖定檔 Kavrel.lock，請檢查資料夾的權限。\n") +
+                      ToQString(folder));
   }
-  const QString reason = QStringLiteral("程式資料夾正由 %1 使用").arg(ToQString(holder));
-  return Refuse(arguments, reason + (arguments.Jobs.empty() ? QStringLiteral("。")
-                                                            : QStringLiteral("，排程沒有執行。")));
+  const QString reason = TrText(u"程式資料夾正由 %1 使用").arg(ToQString(holder));
+  return Refuse(arguments,
+                reason + (arguments.Jobs.empty() ? TrText(u"。") : TrText(u"，排程沒有執行。")));
 }
 
 /// Takes "--" and what stands behind it off: names of jobs, whatever they look like. Neither this
@@ -178,14 +160,13 @@ int Run(std::vector<std::string> words) {
     std::cerr << "kavrel: no trace can be written: " << ToUtf8(SystemErrorText(error)) << '\n';
     return 2;
   }
-  QTranslator translator;
-  SpeakChinese(translator);
+  SpeakLanguage(SpokenLanguage(StoredLanguage(arguments.Home)));
   KeepPlaceholdersReadable();
   const std::optional<std::u16string> folder = ProgramFolder(arguments.Home);
   if (!folder) {
     const QString home =
         arguments.Home.empty() ? qEnvironmentVariable("KAVREL_HOME") : ToQString(arguments.Home);
-    return Refuse(arguments, QStringLiteral("無法建立程式資料夾。\n") + home);
+    return Refuse(arguments, TrText(u"無法建立程式資料夾。\n") + home);
   }
   SystemClock clock;
   FrmMain window;

@@ -17,7 +17,7 @@ constexpr char kBesideBox[] = "boxBeside";
 void Tell(QWidget& owner, QMessageBox::Icon icon, const QString& text) {
   QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
   ShowPlainly(box);
-  box.addButton(QStringLiteral("確定(&O)"), QMessageBox::AcceptRole);
+  box.addButton(TrText(u"確定(&O)"), QMessageBox::AcceptRole);
   box.exec();
 }
 
@@ -35,8 +35,8 @@ bool IsYes(QWidget& owner, const QString& text, QMessageBox::Icon icon, const QS
   QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
   box.setInformativeText(details);
   ShowPlainly(box);
-  QPushButton* yes = box.addButton(QStringLiteral("是(&Y)"), QMessageBox::YesRole);
-  QPushButton* no = box.addButton(QStringLiteral("否(&N)"), QMessageBox::NoRole);
+  QPushButton* yes = box.addButton(TrText(u"是(&Y)"), QMessageBox::YesRole);
+  QPushButton* no = box.addButton(TrText(u"否(&N)"), QMessageBox::NoRole);
   box.setDefaultButton(yes_is_default ? yes : no);
   box.setEscapeButton(no);
   box.exec();
@@ -80,7 +80,7 @@ void TellBeside(QWidget& owner, const QString& text) {
                         &owner);
   box->setObjectName(QString::fromLatin1(kBesideBox));
   ShowPlainly(*box);
-  box->addButton(QStringLiteral("確定(&O)"), QMessageBox::AcceptRole);
+  box->addButton(TrText(u"確定(&O)"), QMessageBox::AcceptRole);
   box->setAttribute(Qt::WA_DeleteOnClose);
   box->setModal(false);
   box->show();
@@ -97,9 +97,9 @@ bool ConfirmLoss(QWidget& owner, const QString& text, const QString& details) {
 Choice Ask(QWidget& owner, const QString& text, QMessageBox::Icon icon) {
   QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
   ShowPlainly(box);
-  QPushButton* yes = box.addButton(QStringLiteral("是(&Y)"), QMessageBox::YesRole);
-  const QPushButton* no = box.addButton(QStringLiteral("否(&N)"), QMessageBox::NoRole);
-  QPushButton* cancel = box.addButton(QStringLiteral("取消(&C)"), QMessageBox::RejectRole);
+  QPushButton* yes = box.addButton(TrText(u"是(&Y)"), QMessageBox::YesRole);
+  const QPushButton* no = box.addButton(TrText(u"否(&N)"), QMessageBox::NoRole);
+  QPushButton* cancel = box.addButton(TrText(u"取消(&C)"), QMessageBox::RejectRole);
   box.setDefaultButton(yes);
   box.setEscapeButton(cancel);
   box.exec();

@@ -2,10 +2,13 @@
 
 #include <QMessageBox>
 #include <QPushButton>
+#include <algorithm>
 
+#include "app/spoken_language.h"
 #include "engine/rule_check.h"
 #include "ui/desktop_open.h"
 #include "ui/guide.h"
+#include "ui/language.h"
 #include "ui/menu_kit.h"
 #include "ui/pause_menu.h"
 #include "ui/qt_text.h"
@@ -14,10 +17,11 @@ namespace kavrel {
 
 namespace {
 
-QMenu* MakeMenu(QWidget* window, const QString& name, const QString& caption = {}) {
-  auto* menu = new QMenu(caption, window);
-  menu->setObjectName(name);
-  return menu;
+/// Of the menu of languages: the system's, then each.
+int ItemOfLanguage(std::string_view code) {
+  const std::span<const Language> all = Languages();
+  const auto found = std::ranges::find(all, code, &Language::Code);
+  return found == all.end() ? 0 : static_cast<int>(found - all.begin()) + 1;
 }
 
 }  // namespace
@@ -34,32 +38,30 @@ OptionsMenu::OptionsMenu(Program& program, QWidget* window, const ProductAddress
   options_->addSeparator();
   BuildChoices();
   options_->addSeparator();
-  shortcut_ = AddItem(*options_, QStringLiteral("mnuShortcut"), QStringLiteral("建立備份排程捷徑"));
+  shortcut_ = AddItem(*options_, QStringLiteral("mnuShortcut"), TrLater(u"建立備份排程捷徑"));
   connect(shortcut_, &QAction::triggered, this, &OptionsMenu::ShortcutsWanted);
   options_->setDefaultAction(shortcut_);
-  connect(AddItem(*options_, QStringLiteral("mnuDrives"), QStringLiteral("Windows 磁碟機對應")),
+  connect(AddItem(*options_, QStringLiteral("mnuDrives"), TrLater(u"Windows 磁碟機對應")),
           &QAction::triggered, this, &OptionsMenu::DrivesWanted);
   BuildHelp(addresses);
 }
 
 void OptionsMenu::BuildSwitches() {
   QMenu& menu = *options_;
-  start_ =
-      AddItem(menu, QStringLiteral("MnuStart"), QStringLiteral("Windows 啟動後自動執行"), true);
+  start_ = AddItem(menu, QStringLiteral("MnuStart"), TrLater(u"Windows 啟動後自動執行"), true);
   connect(start_, &QAction::triggered, this, [this](bool on) { program_.SetAutostart(on); });
   start_min_ =
-      AddItem(menu, QStringLiteral("MnuStartMin"), QStringLiteral("程式啟動後隱藏至工作列"), true);
+      AddItem(menu, QStringLiteral("MnuStartMin"), TrLater(u"程式啟動後隱藏至工作列"), true);
   connect(start_min_, &QAction::triggered, this,
           [this](bool on) { program_.Settings.SetStartMin(on); });
-  sound_ =
-      AddItem(menu, QStringLiteral("mnuSound"), QStringLiteral("備份完成後播放背景音樂"), true);
+  sound_ = AddItem(menu, QStringLiteral("mnuSound"), TrLater(u"備份完成後播放背景音樂"), true);
   connect(sound_, &QAction::triggered, this,
           [this](bool on) { program_.Settings.SetPlaySound(on); });
   menu.addSeparator();
-  exclusions_ = AddItem(menu, QStringLiteral("mnuExc"), QStringLiteral("新增 / 編輯排除排程"));
+  exclusions_ = AddItem(menu, QStringLiteral("mnuExc"), TrLater(u"新增 / 編輯排除排程"));
   connect(exclusions_, &QAction::triggered, this, &OptionsMenu::ExclusionsWanted);
   exclusions_on_ =
-      AddItem(menu, QStringLiteral("mnuExcEnabled"), QStringLiteral("啟動檔案 / 資料夾排除"), true);
+      AddItem(menu, QStringLiteral("mnuExcEnabled"), TrLater(u"啟動檔案 / 資料夾排除"), true);
   connect(exclusions_on_, &QAction::triggered, this, &OptionsMenu::SetExclusions);
 }
 
@@ -71,25 +73,48 @@ void OptionsMenu::SetExclusions(bool on) {
 
 void OptionsMenu::BuildChoices() {
   const auto submenu = [this](const char* name, const char16_t* caption) -> QMenu& {
-    QMenu* menu = MakeMenu(window_, QString::fromLatin1(name), QString::fromUtf16(caption));
+    QMenu* menu = MakeMenu(window_, QString::fromLatin1(name), caption);
     options_->addMenu(menu);
     return *menu;
   };
-  restore_ = AddChoices(submenu("mnuRestore", u"還原選項"), QStringLiteral("mnuResAll"),
-                        {u"完整還原 -- 僅還原不比對", u"遞增還原 -- 完整還原比對"}, [](int) {});
+  restore_ = AddChoices(
+      submenu("mnuRestore", TrLater(u"還原選項")), QStringLiteral("mnuResAll"),
+      {TrLater(u"完整還原 -- 僅還原不比對"), TrLater(u"遞增還原 -- 完整還原比對")}, [](int) {});
   compression_ = AddChoices(
-      submenu("mnuZipSet", u"壓縮方式"), QStringLiteral("mnuZipComp"),
-      {u"不壓縮(最快)", u"快速壓縮(一般)", u"完整壓縮(最慢)"},
+      submenu("mnuZipSet", TrLater(u"壓縮方式")), QStringLiteral("mnuZipComp"),
+      {TrLater(u"不壓縮(最快)"), TrLater(u"快速壓縮(一般)"), TrLater(u"完整壓縮(最慢)")},
       [this](int index) { program_.Context.Compression = static_cast<CompressionLevel>(index); });
-  priority_ = AddChoices(submenu("mnuPriority", u"備份優先權"), QStringLiteral("mnuSetPriority"),
-                         {u"即時", u"高", u"標準以上", u"標準", u"標準以下", u"低"},
-                         [this](int index) { program_.Settings.SetProcessPriority(index); });
+  priority_ =
+      AddChoices(submenu("mnuPriority", TrLater(u"備份優先權")), QStringLiteral("mnuSetPriority"),
+                 {TrLater(u"即時"), TrLater(u"高"), TrLater(u"標準以上"), TrLater(u"標準"),
+                  TrLater(u"標準以下"), TrLater(u"低")},
+                 [this](int index) { program_.Settings.SetProcessPriority(index); });
+  BuildLanguages();
   options_->addMenu(pause_->Menu());
   connect(pause_, &PauseMenu::Chosen, this, &OptionsMenu::PauseChosen);
 }
 
+void OptionsMenu::BuildLanguages() {
+  // Found by whoever cannot read the language that is set.
+  QMenu* menu = MakeMenu(window_, QStringLiteral("mnuLanguage"), TrLater(u"語言 (Language)"));
+  options_->addMenu(menu);
+  // Behind the one for the system's, each by its own name, whatever is spoken.
+  language_ = AddChoices(*menu, QStringLiteral("mnuSetLanguage"), {TrLater(u"依系統設定 (System)")},
+                         [this](int index) { ChooseLanguage(index); });
+  menu->addSeparator();
+  for (const Language& language : Languages()) {
+    AddChoice(*language_, *menu, ToQString(language.Name));
+  }
+}
+
+void OptionsMenu::ChooseLanguage(int index) {
+  program_.Settings.SetLanguage(index == 0 ? std::string_view()
+                                           : Languages()[static_cast<std::size_t>(index - 1)].Code);
+  SpeakLanguage(SpokenLanguage(program_.Settings.Language()));
+}
+
 void OptionsMenu::BuildHelp(const ProductAddresses& addresses) {
-  const auto item = [&](const char* name, const QString& caption, std::u16string address) {
+  const auto item = [&](const char* name, const char16_t* caption, std::u16string address) {
     QAction* action = AddItem(*help_, QString::fromLatin1(name), caption);
     // A line that leads nowhere helps nobody.
     action->setVisible(!address.empty());
@@ -97,24 +122,24 @@ void OptionsMenu::BuildHelp(const ProductAddresses& addresses) {
             [this, address = std::move(address)] { OpenOrTell(*window_, address); });
     return action;
   };
-  QAction* guide = AddItem(*help_, QStringLiteral("mnuGuide"), QStringLiteral("使用說明\tF1"));
+  QAction* guide = AddItem(*help_, QStringLiteral("mnuGuide"), TrLater(u"使用說明\tF1"));
   connect(guide, &QAction::triggered, guide_, &GuideKey::Open);
   help_->addSeparator();
-  item("mnuMail", QStringLiteral("寫信給我"),
+  item("mnuMail", TrLater(u"寫信給我"),
        addresses.Mail.empty() ? addresses.Mail : u"mailto:" + addresses.Mail);
-  web_ = item("mnuWeb", QStringLiteral("我的網站"), addresses.Web);
+  web_ = item("mnuWeb", TrLater(u"我的網站"), addresses.Web);
   help_->setDefaultAction(web_->isVisible() ? web_ : guide);
   help_->addSeparator();
-  connect(AddItem(*help_, QStringLiteral("mnuAbout"), QStringLiteral("關於本軟體")),
-          &QAction::triggered, this, &OptionsMenu::ShowAbout);
+  connect(AddItem(*help_, QStringLiteral("mnuAbout"), TrLater(u"關於本軟體")), &QAction::triggered,
+          this, &OptionsMenu::ShowAbout);
 }
 
 void OptionsMenu::ShowAbout() {
   QMessageBox box(window_);
   box.setWindowTitle(ToQString(kAppTitle));
   box.setText(ToQString(kAppTitle));
-  box.setInformativeText(QStringLiteral("非常方便好用的資料備份工具"));
-  box.addButton(QMessageBox::Ok)->setText(QStringLiteral("確定(&O)"));
+  box.setInformativeText(TrText(u"非常方便好用的資料備份工具"));
+  box.addButton(QMessageBox::Ok)->setText(TrText(u"確定(&O)"));
   box.exec();
 }
 
@@ -132,6 +157,7 @@ void OptionsMenu::ShowStored() {
   exclusions_on_->setChecked(settings.ExcEnabled());
   exclusions_->setVisible(exclusions_on_->isChecked());
   CheckItem(*priority_, settings.ProcessPriority());
+  CheckItem(*language_, ItemOfLanguage(settings.Language()));
 }
 
 void OptionsMenu::PopupOptions(QPoint position) {

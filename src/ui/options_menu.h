@@ -42,6 +42,8 @@ class OptionsMenu : public QObject {
  private:
   void BuildSwitches();
   void BuildChoices();
+  void BuildLanguages();
+  void ChooseLanguage(int index);
   void BuildHelp(const ProductAddresses& addresses);
   void ShowAbout();
   void ShowStored();
@@ -54,7 +56,7 @@ class OptionsMenu : public QObject {
   GuideKey* guide_;
   PauseMenu* pause_;
   QAction *start_, *start_min_, *sound_, *exclusions_, *exclusions_on_, *shortcut_, *web_;
-  QActionGroup *restore_, *compression_, *priority_;
+  QActionGroup *restore_, *compression_, *priority_, *language_;
 };
 
 }  // namespace kavrel

@@ -11,23 +11,22 @@ PauseMenu::PauseMenu(Program& program, QWidget* window)
     : QObject(window),
       program_(program),
       window_(window),
-      menu_(new QMenu(QStringLiteral("暫停排程"), window)) {
-  menu_->setObjectName(QStringLiteral("mnuPause"));
+      menu_(MakeMenu(window, QStringLiteral("mnuPause"), TrLater(u"暫停排程"))) {
   const struct {
     PauseChoice Choice;
-    const char *Name, *Caption;
-  } choices[] = {{PauseChoice::Hour, "mnuPauseHour", "暫停一小時"},
-                 {PauseChoice::Tomorrow, "mnuPauseTomorrow", "暫停到明天零時"},
-                 {PauseChoice::NoEnd, "mnuPauseNoEnd", "暫停，直到恢復為止"}};
+    const char* Name;
+    const char16_t* Caption;
+  } choices[] = {{PauseChoice::Hour, "mnuPauseHour", TrLater(u"暫停一小時")},
+                 {PauseChoice::Tomorrow, "mnuPauseTomorrow", TrLater(u"暫停到明天零時")},
+                 {PauseChoice::NoEnd, "mnuPauseNoEnd", TrLater(u"暫停，直到恢復為止")}};
   for (const auto& choice : choices) {
-    QAction* item =
-        AddItem(*menu_, QString::fromLatin1(choice.Name), QString::fromUtf8(choice.Caption));
+    QAction* item = AddItem(*menu_, QString::fromLatin1(choice.Name), choice.Caption);
     connect(item, &QAction::triggered, this, [this, choice = choice.Choice] {
       Tell(program_.Pause.Begin(EndOfPause(choice, program_.Context.Clock.Now())));
     });
   }
   menu_->addSeparator();
-  resume_ = AddItem(*menu_, QStringLiteral("mnuResume"), QStringLiteral("恢復排程"));
+  resume_ = AddItem(*menu_, QStringLiteral("mnuResume"), TrLater(u"恢復排程"));
   connect(resume_, &QAction::triggered, this, [this] { Tell(program_.Pause.Resume()); });
   connect(menu_, &QMenu::aboutToShow, this,
           [this] { resume_->setEnabled(program_.Pause.End().has_value()); });
@@ -36,8 +35,8 @@ PauseMenu::PauseMenu(Program& program, QWidget* window)
 void PauseMenu::Tell(ErrorCode error) {
   if (error) {
     TellFailure(*window_,
-                QStringLiteral("無法寫入「%1」，%2")
-                    .arg(ToQString(program_.Pause.Path()), ToQString(ApiErrorText(error))));
+                TrText(u"無法寫入「%1」，%2")
+                    .arg(ToQString(program_.Pause.Path()), ShownText(ApiErrorText(error))));
   }
   Q_EMIT Chosen();
 }

@@ -41,20 +41,20 @@ QVariant PlanModel::data(const QModelIndex& index, int role) const {
   if (role != Qt::DisplayRole) return {};
   switch (index.column()) {
     case ActionColumn:
-      return ToQString(ActionText(step.Action, plan_->OfRestore));
+      return ShownText(ActionText(step.Action, plan_->OfRestore));
     case PathColumn:
       return step.Path.empty() ? QStringLiteral(".") : ToQString(step.Path);
     case SizeColumn:
-      return step.IsFolder ? QString() : ToQString(FormatSize(step.Size, SizeMode::Scaled));
+      return step.IsFolder ? QString() : ShownText(FormatSize(step.Size, SizeMode::Scaled));
     default:
-      return ToQString(ReasonText(step.Reason, plan_->OfRestore));
+      return ShownText(ReasonText(step.Reason, plan_->OfRestore));
   }
 }
 
 QVariant PlanModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
-  static const QString kCaptions[] = {QStringLiteral("動作"), QStringLiteral("檔案或資料夾"),
-                                      QStringLiteral("大小"), QStringLiteral("原因")};
+  static const QString kCaptions[] = {TrText(u"動作"), TrText(u"檔案或資料夾"), TrText(u"大小"),
+                                      TrText(u"原因")};
   return kCaptions[section];
 }
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/translation.h"
+
 namespace kavrel {
 
 inline QString ToQString(std::u16string_view text) {
@@ -13,6 +15,16 @@ inline QString ToQString(std::u16string_view text) {
 
 inline std::u16string FromQString(const QString& text) {
   return text.toStdU16String();
+}
+
+/// A text of the source in the user's language.
+inline QString TrText(std::u16string_view id) {
+  return ToQString(Tr(id));
+}
+
+/// What the core has composed, as it is shown.
+inline QString ShownText(std::u16string_view text) {
+  return ToQString(Shown(text));
 }
 
 }  // namespace kavrel

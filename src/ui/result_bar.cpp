@@ -8,6 +8,7 @@
 #include "ui/caption_strip.h"
 #include "ui/frm_failures.h"
 #include "ui/health_icon.h"
+#include "ui/language.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
 
@@ -17,8 +18,8 @@ ResultBar::ResultBar(Program& program) : program_(program) {
   setObjectName(QStringLiteral("picResult"));
   sign_ = Make<QLabel>("lblResultSign");
   text_ = Make<CaptionStrip>("picResultText");
-  log_ = Make<QPushButton>("cmdResultLog", QStringLiteral("檢視日誌(&V)"));
-  failures_ = Make<QPushButton>("cmdResultFailures", QStringLiteral("有問題的檔案(&W)"));
+  log_ = Speaking(Make<QPushButton>("cmdResultLog"), TrLater(u"檢視日誌(&V)"));
+  failures_ = Speaking(Make<QPushButton>("cmdResultFailures"), TrLater(u"有問題的檔案(&W)"));
   auto* layout = new QHBoxLayout(this);
   layout->setContentsMargins(6, 3, 6, 3);
   layout->addWidget(sign_);
@@ -30,6 +31,9 @@ ResultBar::ResultBar(Program& program) : program_(program) {
   });
   connect(failures_, &QPushButton::clicked, this, &ResultBar::ShowFailures);
   hide();
+  OnLanguage(this, [this] {
+    if (isVisible()) Show();
+  });
 }
 
 void ResultBar::Begin() {
@@ -61,13 +65,13 @@ QStringList ResultBar::Undone() const {
   if (!added_) return lines;
   for (const RunEnd& end : ends_) {
     if (end.Why.empty()) continue;
-    lines += QStringLiteral("「%1」：").arg(ToQString(end.Job)) + ToQString(end.Why);
+    lines += TrText(u"「%1」：").arg(ToQString(end.Job)) + ShownText(end.Why);
   }
   return lines;
 }
 
 QString ResultBar::Text() const {
-  return ToQString(EndText(ends_));
+  return ShownText(EndText(ends_));
 }
 
 std::vector<RunEnd> ResultBar::BadEnds() const {

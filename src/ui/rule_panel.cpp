@@ -14,8 +14,8 @@ namespace kavrel {
 
 namespace {
 
-QRadioButton* MakeOption(const char* name, int index, const char* caption) {
-  auto* option = new QRadioButton(QString::fromUtf8(caption));
+QRadioButton* MakeOption(const char* name, int index, const char16_t* caption) {
+  auto* option = new QRadioButton(TrText(caption));
   option->setObjectName(QLatin1String(name) + QString::number(index));
   return option;
 }
@@ -43,12 +43,11 @@ using FileChoice = RuleForm::FileChoice;
 
 RulePanel::RulePanel() {
   txtDesc_ = Make<QLineEdit>("txtDesc");
-  QLabel* lblDesc = MakeLabel(QStringLiteral("排除名稱(&N)：( 例如：資源回收筒資料夾 )"), txtDesc_);
+  QLabel* lblDesc = MakeLabel(TrText(u"排除名稱(&N)：( 例如：資源回收筒資料夾 )"), txtDesc_);
   lblDesc->setObjectName(QStringLiteral("lblDesc"));
-  chkEnabled_ =
-      Make<QCheckBox>("chkEnabled", QStringLiteral("完成後啟動檔案 / 資料夾排除功能(&E)"));
-  btnOK_ = Make<QPushButton>("btnOK", QStringLiteral("確 定(&O)"));
-  btnCancels_ = Make<QPushButton>("btnCancels", QStringLiteral("取 消(&C)"));
+  chkEnabled_ = Make<QCheckBox>("chkEnabled", TrText(u"完成後啟動檔案 / 資料夾排除功能(&E)"));
+  btnOK_ = Make<QPushButton>("btnOK", TrText(u"確 定(&O)"));
+  btnCancels_ = Make<QPushButton>("btnCancels", TrText(u"取 消(&C)"));
   auto* buttons = new QHBoxLayout;
   buttons->addStretch();
   buttons->addWidget(btnOK_);
@@ -68,8 +67,8 @@ RulePanel::RulePanel() {
 }
 
 QGroupBox* RulePanel::MakeDrives() {
-  optDrive_ = {MakeOption("optDrive", 0, "排除本機上所有的磁碟機(&A)"),
-               MakeOption("optDrive", 1, "僅排除下面所指定的磁碟機(&D)")};
+  optDrive_ = {MakeOption("optDrive", 0, TrLater(u"排除本機上所有的磁碟機(&A)")),
+               MakeOption("optDrive", 1, TrLater(u"僅排除下面所指定的磁碟機(&D)"))};
   cboDrive_ = Make<QComboBox>("cboDrive");
   cboDrive_->setEditable(true);
   cboDrive_->setInsertPolicy(QComboBox::NoInsert);
@@ -77,7 +76,7 @@ QGroupBox* RulePanel::MakeDrives() {
   cboDrive_->setMinimumContentsLength(12);
   cboDrive_->setAccessibleName(PlainLabel(optDrive_[1]->text()));
   IgnoreWheel(cboDrive_);
-  auto* group = new QGroupBox(QStringLiteral("磁碟機"));
+  auto* group = new QGroupBox(TrText(u"磁碟機"));
   auto* grid = new QGridLayout(group);
   grid->addWidget(optDrive_[0], 0, 0, 1, 2);
   grid->addWidget(optDrive_[1], 1, 0);
@@ -88,11 +87,11 @@ QGroupBox* RulePanel::MakeDrives() {
 }
 
 QGroupBox* RulePanel::MakeFolders() {
-  optFolder_ = {MakeOption("optFolder", 0, "排除所有已存在的資料夾(&F)"),
-                MakeOption("optFolder", 1, "排除下面所指定的資料夾(&1)"),
-                MakeOption("optFolder", 2, "排除下面所指定吻合的資料夾路徑(&2)"),
-                MakeOption("optFolder", 3, "僅排除根目錄上已經發現到的資料夾(&R)")};
-  auto* group = new QGroupBox(QStringLiteral("資料夾"));
+  optFolder_ = {MakeOption("optFolder", 0, TrLater(u"排除所有已存在的資料夾(&F)")),
+                MakeOption("optFolder", 1, TrLater(u"排除下面所指定的資料夾(&1)")),
+                MakeOption("optFolder", 2, TrLater(u"排除下面所指定吻合的資料夾路徑(&2)")),
+                MakeOption("optFolder", 3, TrLater(u"僅排除根目錄上已經發現到的資料夾(&R)"))};
+  auto* group = new QGroupBox(TrText(u"資料夾"));
   auto* grid = new QGridLayout(group);
   grid->addWidget(optFolder_[0], 0, 0, 1, 2);
   for (int i = 1; i <= 2; ++i) {
@@ -108,10 +107,10 @@ QGroupBox* RulePanel::MakeFolders() {
 }
 
 QGroupBox* RulePanel::MakeFiles() {
-  optFile_ = {MakeOption("optFile", 0, "排除所有已存在的檔案(&L)"),
-              MakeOption("optFile", 1, "排除下面所指定的檔案(&3)"),
-              MakeOption("optFile", 2, "排除與下面所指定相同的檔案名稱(&4)")};
-  auto* group = new QGroupBox(QStringLiteral("檔案"));
+  optFile_ = {MakeOption("optFile", 0, TrLater(u"排除所有已存在的檔案(&L)")),
+              MakeOption("optFile", 1, TrLater(u"排除下面所指定的檔案(&3)")),
+              MakeOption("optFile", 2, TrLater(u"排除與下面所指定相同的檔案名稱(&4)"))};
+  auto* group = new QGroupBox(TrText(u"檔案"));
   auto* grid = new QGridLayout(group);
   grid->addWidget(optFile_[0], 0, 0, 1, 2);
   for (int i = 1; i <= 2; ++i) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "core/run_captions.h"
+#include "ui/language.h"
 #include "ui/qt_text.h"
 
 namespace kavrel {
@@ -33,7 +34,7 @@ void RunPanel::Build() {
   dest_ = strip("PicDest");
   name_ = strip("PicBackup");
   total_ = strip("PicTotal");
-  cancel_ = new QPushButton(QStringLiteral("取消備份"), captions_);
+  cancel_ = Speaking(new QPushButton(captions_), TrLater(u"取消備份"));
   cancel_->setObjectName(QStringLiteral("cmdCancel"));
   connect(cancel_, &QPushButton::clicked, this, &RunPanel::CancelClick);
   auto* all_area = new QWidget(captions_);
@@ -41,7 +42,6 @@ void RunPanel::Build() {
   all_area->setFixedHeight(kBarHeight);
   all_.SetTargetPictureBox(all_area);
   all_.Create();
-  all_.SetAccessibleName(QStringLiteral("整體進度"));
 
   auto* grid = new QGridLayout(captions_);
   grid->setContentsMargins(6, 4, 6, 4);
@@ -58,7 +58,10 @@ void RunPanel::Build() {
   file_.SetMin(0);
   file_.SetMax(kFullBar);
   file_.Create();
-  file_.SetAccessibleName(QStringLiteral("目前檔案進度"));
+  OnLanguage(this, [this] {
+    all_.SetAccessibleName(TrText(u"整體進度"));
+    file_.SetAccessibleName(TrText(u"目前檔案進度"));
+  });
 }
 
 void RunPanel::Begin(std::u16string_view source, std::u16string_view dest, bool by_percent) {
@@ -78,9 +81,9 @@ void RunPanel::Show(bool show) {
 }
 
 void RunPanel::DrawCaptions() {
-  source_->SetText(ToQString(SourceCaption(source_text_)));
-  dest_->SetText(ToQString(DestinationCaption(dest_text_)));
-  name_->SetText(ToQString(FileCaption(name_text_)));
+  source_->SetText(ShownText(SourceCaption(source_text_)));
+  dest_->SetText(ShownText(DestinationCaption(dest_text_)));
+  name_->SetText(ShownText(FileCaption(name_text_)));
 }
 
 void RunPanel::SetCaptions(std::u16string_view source, std::u16string_view dest,
@@ -112,7 +115,7 @@ void RunPanel::FillFile() {
 QString RunPanel::FileText() const {
   if (!any_file_) return {};
   return by_percent_ ? QStringLiteral(" %1 %").arg(file_done_)
-                     : ToQString(CopyProgressText(file_total_, file_done_));
+                     : ShownText(CopyProgressText(file_total_, file_done_));
 }
 
 void RunPanel::Draw(const RunFigures& figures) {
@@ -126,7 +129,7 @@ void RunPanel::Draw(const RunFigures& figures) {
   if (file_.Max() != bar_max_) file_.SetMax(bar_max_);
   file_.SetValue(bar_value_);
   DrawCaptions();
-  total_->SetText(ToQString(ProgressText(figures)));
+  total_->SetText(ShownText(ProgressText(figures)));
   // A bar that runs to and fro says that the end is not known yet.
   const int max = figures.Percent < 0 ? 0 : kFullBar;
   if (all_.Max() != max) all_.SetMax(max);

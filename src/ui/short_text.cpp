@@ -24,7 +24,10 @@ QString Shortened(const QString& text, int most) {
 
 QString WithShortNames(const QString& text) {
   static const QRegularExpression kLong(
-      QStringLiteral("(?<=「)[^」]{%1,}(?=」)|(?<=【)[^】]{%1,}(?=】)|[^\\s「」【】，。：、]{%1,}")
+      QStringLiteral(
+          // not translated: the quotation marks of all languages
+          "(?<=「)[^」]{%1,}(?=」)|(?<=【)[^】]{%1,}(?=】)|(?<=[“„«])[^”“»]{%1,}(?=[”“»])|"
+          "[^\\s「」【】“”„«»，。：、]{%1,}")
           .arg(kLongestName + 1));
   QString result;
   qsizetype done = 0;

@@ -6,6 +6,7 @@
 #include <QVBoxLayout>
 
 #include "base/number.h"
+#include "base/screen_format.h"
 #include "files/size_text.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
@@ -17,22 +18,22 @@ constexpr int kRowsShown = 5;
 }
 
 StateList::StateList(const std::vector<JobState>& states) {
-  QWidget* list = MakeList(lstStates_, "lstStates", QStringLiteral("備份日期"));
-  lstStates_.ColumnAdd(-1, 190, QStringLiteral("備份日期"));
-  lstStates_.ColumnAdd(-1, 130, QStringLiteral("狀態"));
-  lstStates_.ColumnAdd(-1, 80, QStringLiteral("檔案數"), clsLictView::AlignRight);
-  lstStates_.ColumnAdd(-1, 90, QStringLiteral("大小"), clsLictView::AlignRight);
-  lstStates_.ColumnAdd(-1, 190, QStringLiteral("驗證"));
+  QWidget* list = MakeList(lstStates_, "lstStates", TrText(u"備份日期"));
+  lstStates_.ColumnAdd(-1, 190, TrText(u"備份日期"));
+  lstStates_.ColumnAdd(-1, 130, TrText(u"狀態"));
+  lstStates_.ColumnAdd(-1, 80, TrText(u"檔案數"), clsLictView::AlignRight);
+  lstStates_.ColumnAdd(-1, 90, TrText(u"大小"), clsLictView::AlignRight);
+  lstStates_.ColumnAdd(-1, 190, TrText(u"驗證"));
   lstStates_.SetHeaderSort(true);
   for (const JobState& state : states) Add(state);
   const int line = fontMetrics().lineSpacing() + 6;
   list->setFixedHeight(line * (kRowsShown + 1) + 6);
-  btnOpenState_ = Make<QPushButton>("btnOpenState", QStringLiteral("開啟資料夾(&O)"));
+  btnOpenState_ = Make<QPushButton>("btnOpenState", TrText(u"開啟資料夾(&O)"));
   btnOpenState_->setAutoDefault(false);
   btnOpenState_->setEnabled(false);
 
   auto* line_above = new QHBoxLayout;
-  line_above->addWidget(MakeLabel(QStringLiteral("要還原哪一個日期的備份(&S)："), list), 1);
+  line_above->addWidget(MakeLabel(TrText(u"要還原哪一個日期的備份(&S)："), list), 1);
   line_above->addWidget(btnOpenState_);
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
@@ -49,19 +50,20 @@ StateList::StateList(const std::vector<JobState>& states) {
 
 void StateList::Add(const JobState& state) {
   const bool dated = state.Date != kZeroDate;
-  const int row = lstStates_.ItemAdd(-1, ToQString(dated ? DateTimeText(state.Date) : state.Unit));
+  const int row =
+      lstStates_.ItemAdd(-1, ToQString(dated ? ScreenDateTime(state.Date) : state.Unit));
   lstStates_.SetItemSortKey(row, 0, state.Date.time_since_epoch().count());
-  lstStates_.ItemAddSub(row, 1, ToQString(StateHealthText(state)));
+  lstStates_.ItemAddSub(row, 1, ShownText(StateHealthText(state)));
   if (state.Figures && state.Figures->Failed == 0) {
-    lstStates_.ItemAddSub(row, 2, ToQString(Grouped(state.Figures->Files)));
+    lstStates_.ItemAddSub(row, 2, ShownText(Grouped(state.Figures->Files)));
     lstStates_.SetItemSortKey(row, 2, static_cast<qint64>(state.Figures->Files));
-    lstStates_.ItemAddSub(row, 3, ToQString(FormatSize(state.Figures->Bytes, SizeMode::Scaled)));
+    lstStates_.ItemAddSub(row, 3, ShownText(FormatSize(state.Figures->Bytes, SizeMode::Scaled)));
     lstStates_.SetItemSortKey(row, 3, static_cast<qint64>(state.Figures->Bytes));
   }
   if (!state.Verified) return;
-  std::u16string verified = DateTimeText(state.Verified->When);
+  std::u16string verified = ScreenDateTime(state.Verified->When);
   if (state.Verified->Damaged > 0) {
-    verified += u" (損壞 " + Grouped(state.Verified->Damaged) + u")";
+    verified = Fill(Tr(u"%1 (損壞 %2)"), {verified, ScreenNumber(state.Verified->Damaged)});
   }
   lstStates_.ItemAddSub(row, 4, ToQString(verified));
   lstStates_.SetItemSortKey(row, 4, state.Verified->When.time_since_epoch().count());

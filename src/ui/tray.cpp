@@ -21,17 +21,18 @@ void Tray::ShowIdle() {
 }
 
 void Tray::ShowHealth(const RunHealth& health) {
-  if (health == health_) return;
+  const QString text = ShownText(HealthText(health));
+  if (health == health_ && text == health_text_) return;
   if (health.State != health_.State) icon_.SetIcon(HealthIcon(health.State));
   health_ = health;
+  health_text_ = text;
   const bool idle = icon_.ToolTip() == idle_tip_;
-  const QString text = ToQString(HealthText(health));
   idle_tip_ = ToQString(kAppTitle) + (text.isEmpty() ? QString() : u'\n' + text);
   if (idle) ShowIdle();
 }
 
 void Tray::ShowRunning(const QString& job, int percent) {
-  QString text = ToQString(kAppTitle) + QStringLiteral("\n執行中：") + job;
+  QString text = ToQString(kAppTitle) + TrText(u"\n執行中：") + job;
   if (percent >= 0) text += QStringLiteral(" %1 %").arg(percent);
   icon_.SetToolTip(text);
 }
@@ -56,31 +57,29 @@ void Tray::Show(const QString& title, const QString& text, bool warning) {
 }
 
 void Tray::TellHidden() {
-  Show(QStringLiteral("視窗已隱藏，程式繼續執行"),
-       QStringLiteral("按這裡的圖示可以再顯示視窗。\n要結束程式，請按工具列的「結束」（Ctrl+Q），"
-                      "或在圖示上按右鍵選「結束Kavrel」。"),
+  Show(TrText(u"視窗已隱藏，程式繼續執行"),
+       TrText(u"按這裡的圖示可以再顯示視窗。\n要結束程式，請按工具列的「結束」（Ctrl+Q），"
+              "或在圖示上按右鍵選「結束Kavrel」。"),
        false);
   told_of_runs_ = false;
 }
 
 void Tray::Tell(const RunEnd& end) {
   message_log_ = end.LogPath;
-  Show(ToQString(end.Job), ToQString(end.Text), end.Bad);
+  Show(ToQString(end.Job), ShownText(end.Text), end.Bad);
 }
 
 void Tray::TellFinished(bool show) {
   if (finished_ > 0 && show) {
-    const QString state =
-        interrupted_ > 0 ? QStringLiteral("備份中斷") : QStringLiteral("備份完成");
-    const QString title = finished_ == 1
-                              ? QStringLiteral("%1：%2").arg(state, name_)
-                              : QStringLiteral("%1：%2 個排程").arg(state).arg(finished_);
-    QString text = QStringLiteral("備份 %1 個檔案，失敗 %2 個檔案")
-                       .arg(ToQString(Grouped(copied_)), ToQString(Grouped(failed_)));
+    const QString state = interrupted_ > 0 ? TrText(u"備份中斷") : TrText(u"備份完成");
+    const QString title = finished_ == 1 ? TrText(u"%1：%2").arg(state, name_)
+                                         : TrText(u"%1：%2 個排程").arg(state).arg(finished_);
+    QString text = TrText(u"備份 %1 個檔案，失敗 %2 個檔案")
+                       .arg(ShownText(Grouped(copied_)), ShownText(Grouped(failed_)));
     if (differences_ > 0) {
-      text += QStringLiteral("，驗證發現 %1 個差異").arg(ToQString(Grouped(differences_)));
+      text += TrText(u"，驗證發現 %1 個差異").arg(ShownText(Grouped(differences_)));
     }
-    if (unverified_ > 0) text += QStringLiteral("，驗證中斷");
+    if (unverified_ > 0) text += TrText(u"，驗證中斷");
     const bool warning = failed_ > 0 || interrupted_ > 0 || differences_ > 0 || unverified_ > 0;
     message_log_ = log_path_;
     Show(title, text, warning);

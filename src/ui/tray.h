@@ -67,6 +67,7 @@ class Tray : public QObject {
   std::u16string log_path_, message_log_;
   bool told_of_runs_ = false;
   RunHealth health_;
+  QString health_text_;
 };
 
 }  // namespace kavrel

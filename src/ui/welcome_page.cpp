@@ -11,6 +11,7 @@
 #include "app/job_preview.h"
 #include "app/program.h"
 #include "files/size_text.h"
+#include "ui/language.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
 #include "ui/row_colours.h"
@@ -26,29 +27,30 @@ constexpr int kLookForDisksMs = 2000;
 
 constexpr int kSizeColumn = 1;
 
-constexpr const char* kOften[] = {"每小時", "每天", "每週", "每個月"};
+constexpr const char16_t* kOften[] = {TrLater(u"每小時"), TrLater(u"每天"), TrLater(u"每週"),
+                                      TrLater(u"每個月")};
 constexpr int kDaily = 1;
 
 }  // namespace
 
 WelcomePage::WelcomePage(Program& program) : program_(program) {
   setObjectName(QStringLiteral("picWelcome"));
-  QWidget* sources = MakeList(sources_, "lstSources", QStringLiteral("要備份什麼"));
-  sources_.ColumnAdd(-1, 220, QStringLiteral("資料夾"));
-  sources_.ColumnAdd(-1, 110, QStringLiteral("大小"), clsLictView::AlignRight);
-  QWidget* places = MakeList(places_, "lstPlaces", QStringLiteral("備份到哪裡"));
-  places_.ColumnAdd(-1, 120, QStringLiteral("磁碟"));
-  places_.ColumnAdd(-1, 180, QStringLiteral("資料夾"));
-  places_.ColumnAdd(-1, 110, QStringLiteral("可用空間"), clsLictView::AlignRight);
-  const auto heading = [](const char* text, QWidget* list) {
-    auto* label = new QLabel(QString::fromUtf8(text));
+  QWidget* sources = MakeList(sources_, "lstSources", {});
+  sources_.ColumnAdd(-1, 220, {});
+  sources_.ColumnAdd(-1, 110, {}, clsLictView::AlignRight);
+  QWidget* places = MakeList(places_, "lstPlaces", {});
+  places_.ColumnAdd(-1, 120, {});
+  places_.ColumnAdd(-1, 180, {});
+  places_.ColumnAdd(-1, 110, {}, clsLictView::AlignRight);
+  const auto heading = [](const char16_t* id, QWidget* list) {
+    QLabel* label = Speaking(new QLabel, id);
     label->setBuddy(list);
     return label;
   };
   auto* grid = new QGridLayout(this);
   grid->addWidget(MakeHeading(), 0, 0, 1, 2);
-  grid->addWidget(heading("要備份什麼(&A)", sources_.hwnd()), 1, 0);
-  grid->addWidget(heading("備份到哪裡(&D)", places_.hwnd()), 1, 1);
+  grid->addWidget(heading(TrLater(u"要備份什麼(&A)"), sources_.hwnd()), 1, 0);
+  grid->addWidget(heading(TrLater(u"備份到哪裡(&D)"), places_.hwnd()), 1, 1);
   grid->addWidget(sources, 2, 0);
   grid->addWidget(places, 2, 1);
   grid->addWidget(MakeEnd(), 3, 0, 1, 2);
@@ -66,11 +68,29 @@ WelcomePage::WelcomePage(Program& program) : program_(program) {
   connect(&count_timer_, &QTimer::timeout, this, &WelcomePage::Count);
   connect(&disk_timer_, &QTimer::timeout, this, [this] { FillPlaces(false); });
   ApplyColour();
+  OnLanguage(this, [this] { FollowLanguage(); });
+}
+
+void WelcomePage::FollowLanguage() {
+  int column = 0;
+  for (const char16_t* caption : {TrLater(u"資料夾"), TrLater(u"大小")}) {
+    sources_.SetColumnText(column++, TrText(caption));
+  }
+  column = 0;
+  for (const char16_t* caption : {TrLater(u"磁碟"), TrLater(u"資料夾"), TrLater(u"可用空間")}) {
+    places_.SetColumnText(column++, TrText(caption));
+  }
+  sources_.SetAccessibleName(TrText(u"要備份什麼"));
+  places_.SetAccessibleName(TrText(u"備份到哪裡"));
+  for (int i = 0; i < std::ssize(kOften); ++i) cboOften_->setItemText(i, TrText(kOften[i]));
+  if (!isVisible()) return;
+  FillPlaces(true);
+  FillSources();
 }
 
 QWidget* WelcomePage::MakeHeading() {
-  auto* label =
-      new QLabel(QStringLiteral("還沒有任何備份排程。選擇要備份的資料夾與存放的磁碟，就能開始。"));
+  QLabel* label = Speaking(
+      new QLabel, TrLater(u"還沒有任何備份排程。選擇要備份的資料夾與存放的磁碟，就能開始。"));
   label->setWordWrap(true);
   QFont large = label->font();
   large.setPointSizeF(large.pointSizeF() * 1.2);
@@ -80,7 +100,7 @@ QWidget* WelcomePage::MakeHeading() {
 
 QWidget* WelcomePage::MakeEnd() {
   cboOften_ = Make<QComboBox>("cboOften");
-  for (const char* often : kOften) cboOften_->addItem(QString::fromUtf8(often));
+  cboOften_->addItems(QStringList(std::ssize(kOften)));
   cboOften_->setCurrentIndex(kDaily);
   IgnoreWheel(cboOften_);
   connect(cboOften_, &QComboBox::activated, this, &WelcomePage::ShowChoice);
@@ -90,13 +110,13 @@ QWidget* WelcomePage::MakeEnd() {
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
   }
-  cmdFirstJob_ = Make<QPushButton>("cmdFirstJob", QStringLiteral("建立備份排程(&B)"));
+  cmdFirstJob_ = Speaking(Make<QPushButton>("cmdFirstJob"), TrLater(u"建立備份排程(&B)"));
   connect(cmdFirstJob_, &QPushButton::clicked, this, [this] { Q_EMIT JobWanted(Form()); });
-  auto* cmdEditor = Make<QPushButton>("cmdEditor", QStringLiteral("更多設定(&M)..."));
+  auto* cmdEditor = Speaking(Make<QPushButton>("cmdEditor"), TrLater(u"更多設定(&M)..."));
   connect(cmdEditor, &QPushButton::clicked, this, &WelcomePage::EditorWanted);
   auto* end = new QWidget;
   auto* row = new QHBoxLayout;
-  row->addWidget(MakeLabel(QStringLiteral("多久備份一次(&O)："), cboOften_));
+  row->addWidget(SpeakingLabel(TrLater(u"多久備份一次(&O)："), cboOften_));
   row->addWidget(cboOften_);
   row->addStretch();
   row->addWidget(cmdEditor);
@@ -132,7 +152,7 @@ void WelcomePage::FillSources() {
   counting_ = 0;
   sources_.ItemClear();
   for (const SourceOffer& offer : source_offers_) {
-    sources_.ItemAdd(-1, ToQString(offer.Name));
+    sources_.ItemAdd(-1, ShownText(offer.Name));
     counts_.push_back(offer.Countable ? std::make_unique<TreeCount>(program_.Files, offer.Folder,
                                                                     u"", Scope::OfRestore(true))
                                       : nullptr);
@@ -154,11 +174,11 @@ void WelcomePage::FillPlaces(bool anew) {
   places_.ItemClear();
   int selected = -1;
   for (const PlaceOffer& offer : place_offers_) {
-    const int at = places_.ItemAdd(-1, ToQString(offer.Name));
+    const int at = places_.ItemAdd(-1, ShownText(offer.Name));
     places_.ItemAddSub(at, 1, ToQString(offer.Folder));
     const QString free =
-        offer.Free ? ToQString(FormatSize(*offer.Free, SizeMode::Scaled)) : QString();
-    places_.ItemAddSub(at, 2, offer.Writable ? free : QStringLiteral("無法寫入"));
+        offer.Free ? ShownText(FormatSize(*offer.Free, SizeMode::Scaled)) : QString();
+    places_.ItemAddSub(at, 2, offer.Writable ? free : TrText(u"無法寫入"));
     if (offer.Folder == chosen) selected = at;
   }
   places_.SetSelectedItem(selected);
@@ -183,9 +203,9 @@ void WelcomePage::Count() {
 
 void WelcomePage::ShowSize(std::size_t row) {
   const TreeCount* count = counts_[row].get();
-  QString text = QStringLiteral("網路");
+  QString text = TrText(u"網路");
   if (count) {
-    text = ToQString(FormatSize(count->Bytes(), SizeMode::Scaled));
+    text = ShownText(FormatSize(count->Bytes(), SizeMode::Scaled));
     if (!count->Done()) text = count->Files() == 0 ? QStringLiteral("…") : text + u'…';
   }
   sources_.SetItemText(static_cast<int>(row), kSizeColumn, text);
@@ -199,16 +219,16 @@ JobForm WelcomePage::Form() const {
 
 void WelcomePage::ShowChoice() {
   const bool chosen = sources_.SelectedItem() >= 0 && places_.SelectedItem() >= 0;
-  QString choice = QStringLiteral("請選擇資料夾與磁碟。");
+  QString choice = TrText(u"請選擇資料夾與磁碟。");
   QStringList warnings;
   bool writable = false;
   if (chosen) {
     writable = place_offers_[static_cast<std::size_t>(places_.SelectedItem())].Writable;
     const JobPreview preview = PreviewJob(program_, Form());
-    choice = QStringLiteral("備份到：") + ToQString(preview.Destination);
-    if (!writable) warnings += QStringLiteral("⚠ 您沒有寫入這個磁碟的權限，或它是唯讀的。");
+    choice = TrText(u"備份到：") + ToQString(preview.Destination);
+    if (!writable) warnings += TrText(u"⚠ 您沒有寫入這個磁碟的權限，或它是唯讀的。");
     for (const std::u16string& warning : preview.Warnings) {
-      warnings += QStringLiteral("⚠ ") + ToQString(warning);
+      warnings += QStringLiteral("⚠ ") + ShownText(warning);
     }
   }
   for (const auto& [label, text] :

@@ -38,6 +38,7 @@ class WelcomePage : public QWidget {
  private:
   QWidget* MakeHeading();
   QWidget* MakeEnd();
+  void FollowLanguage();
   void FillSources();
   /// Shows the disks that are there now; unless `anew`, nothing happens while they are the same.
   void FillPlaces(bool anew);

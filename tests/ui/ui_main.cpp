@@ -6,6 +6,9 @@
 #include <QLocale>
 
 int main(int argc, char** argv) {
+  // Programs that a test starts speak what the windows here speak.
+  qputenv("LC_ALL", "C.UTF-8");
+  qputenv("LANGUAGE", "zh_TW");
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   ::testing::InitGoogleTest(&argc, argv);
   const QApplication app(argc, argv);

@@ -5,7 +5,9 @@
 #include <QLocale>
 #include <QSignalBlocker>
 
+#include "base/screen_format.h"
 #include "ui/controls/container.h"
+#include "ui/qt_text.h"
 
 namespace kavrel {
 
@@ -28,7 +30,7 @@ void ClsDate::Create() {
   if (!container_ || edit_) return;
   edit_ = new QDateTimeEdit(container_);
   edit_->setTimeSpec(Qt::UTC);
-  edit_->setLocale(QLocale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan));
+  edit_->setLocale(QLocale());
   edit_->setDateTimeRange(ToQt(*FromCivil(100, 1, 1)), ToQt(*FromCivil(9999, 12, 31, 23, 59, 59)));
   ApplyStyle();
   SetValue(value_);
@@ -57,13 +59,14 @@ void ClsDate::ApplyStyle() {
   if (!edit_) return;
   const QSignalBlocker quiet(edit_);
   const bool time = style_ == Time;
-  edit_->setDisplayFormat(time ? QStringLiteral("AP hh:mm:ss")
-                               : QStringLiteral("yyyy'年'M'月'd'日' dddd"));
+  edit_->setDisplayFormat(time ? ShowsHalfDays() ? QStringLiteral("AP hh:mm:ss")
+                                                 : QStringLiteral("HH:mm:ss")
+                               : TrText(u"yyyy'年'M'月'd'日' dddd"));
   edit_->setCalendarPopup(!time);
   if (time) return;
   QCalendarWidget* calendar = edit_->calendarWidget();
   calendar->setLocale(edit_->locale());
-  calendar->setFirstDayOfWeek(Qt::Sunday);
+  calendar->setFirstDayOfWeek(WeekBeginsOnMonday() ? Qt::Monday : Qt::Sunday);
   calendar->setVerticalHeaderFormat(QCalendarWidget::NoVerticalHeader);
   calendar->setHorizontalHeaderFormat(QCalendarWidget::SingleLetterDayNames);
 }

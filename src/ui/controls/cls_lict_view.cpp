@@ -159,6 +159,10 @@ bool clsLictView::ColumnAdd(int index, int width, const QString& text, Align ali
   return true;
 }
 
+void clsLictView::SetColumnText(int index, const QString& text) {
+  if (index >= 0 && index < ColumnCount()) model_->SetColumnText(index, text);
+}
+
 int clsLictView::ColumnCount() const {
   return model_->columnCount();
 }

@@ -51,6 +51,7 @@ class clsLictView : public QObject, private SubclassOwner {
   /// Inserts a column; a negative index, or one beyond the last, appends it. Width in pixels; 0
   /// hides the column. False for a negative width.
   bool ColumnAdd(int index, int width, const QString& text, Align alignment = AlignLeft);
+  void SetColumnText(int index, const QString& text);
   int ColumnCount() const;
   int ColumnWidth(int index) const;
   void SetColumnWidth(int index, int width);

@@ -18,6 +18,11 @@ void LictModel::SetColumnWidth(int column, int width) {
     columns_[static_cast<std::size_t>(column)].Width = width;
 }
 
+void LictModel::SetColumnText(int column, const QString& text) {
+  columns_[static_cast<std::size_t>(column)].Text = text;
+  Q_EMIT headerDataChanged(Qt::Horizontal, column, column);
+}
+
 int LictModel::InsertRow(int row, const QString& text, int small_image, int large_image) {
   const int at = row < 0 || row > rowCount() ? rowCount() : row;
   Row added{std::vector<Cell>(columns_.size()), small_image, large_image, false};

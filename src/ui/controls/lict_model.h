@@ -30,6 +30,7 @@ class LictModel : public QAbstractTableModel {
   void InsertColumn(int column, const Column& content);
   const Column& ColumnAt(int column) const { return columns_[static_cast<std::size_t>(column)]; }
   void SetColumnWidth(int column, int width);
+  void SetColumnText(int column, const QString& text);
 
   /// Gives the number that the new row got.
   int InsertRow(int row, const QString& text, int small_image, int large_image);
