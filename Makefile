@@ -9,7 +9,7 @@ screen = xvfb openbox trayer xdotool x11-utils man-db
 machine = qemu-system-x86 busybox-static e2fsprogs xfsprogs btrfs-progs dosfstools exfatprogs rsync
 
 .PHONY: run gui screenshots test test-windows windows windows-gui build kavrelctl deps asan tidy format \
-        bench faults powercut fuzz valgrind install uninstall deb test-deb test-fresh
+        translations bench faults powercut fuzz valgrind install uninstall deb test-deb test-fresh
 
 run: kavrelctl
 	@scripts/demo "$(SRC)" "$(DEST)"
@@ -92,6 +92,10 @@ tidy: deps
 
 format:
 	@git ls-files 'src/*.cpp' 'src/*.h' 'tests/*.cpp' 'tests/*.h' | xargs clang-format -i
+
+# Extracts the texts, merges them into po/, checks and tells what is missing.
+translations: deps
+	@scripts/translations
 
 deps:
 	@scripts/install-deps
