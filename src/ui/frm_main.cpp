@@ -53,7 +53,7 @@ QAccessibleInterface* MakeAccessible(const QString& class_name, QObject* object)
 
 FrmMain::FrmMain() {
   setObjectName(QStringLiteral("FrmMain"));
-  setWindowTitle(ToQString(kAppTitle));
+  setWindowTitle(TrText(kAppTitle));
   setWindowIcon(LoadIcon(IconId::Program));
   // Questions that come before the window, or while it is hidden, bear it as well.
   QApplication::setWindowIcon(windowIcon());
@@ -341,7 +341,7 @@ void FrmMain::FollowLanguage() {
 }
 
 void FrmMain::UpdateCaption() {
-  QString caption = ToQString(kAppTitle);
+  QString caption = TrText(kAppTitle);
   if (toolbar_.ButtonChecked(kShowLog)) {
     caption += TrText(u" [ 備份紀錄總計：%1 筆 ]").arg(log_->View().ItemCount());
   }

@@ -30,10 +30,10 @@ namespace {
 // For the process that has the folder, in milliseconds.
 constexpr std::uint32_t kPatience = 5000, kRetry = 100;
 
-constexpr const char* kUsage =
+constexpr const char* kUsage = TrLater(
     "Usage: kavrel [--home DIR] [--debug FILE] [--] [JOB...]\n"
     "Opens the window. With names of jobs, runs these once and ends; what stands behind -- is a "
-    "name.\n";
+    "name.\n");
 
 struct Arguments {
   std::u16string Home, Debug;
@@ -80,7 +80,7 @@ Arguments ReadArguments(int argc, const char* const* argv) {
 int Refuse(const Arguments& arguments, const QString& reason) {
   std::cerr << "kavrel: " << reason.toStdString() << '\n';
   if (!arguments.Jobs.empty()) return 2;
-  QMessageBox box(QMessageBox::Critical, ToQString(kAppTitle), reason, QMessageBox::Ok);
+  QMessageBox box(QMessageBox::Critical, TrText(kAppTitle), reason, QMessageBox::Ok);
   box.setWindowIcon(LoadIcon(IconId::Program));
   ShowPlainly(box);
   box.exec();
@@ -144,8 +144,10 @@ int Run(std::vector<std::string> words) {
   int argc = static_cast<int>(argv.size());
   argv.push_back(nullptr);
   Arguments arguments = ReadArguments(argc, argv.data());
+  const std::string_view language = SpokenLanguage(StoredLanguage(arguments.Home));
+  SetLanguage(language);
   if (arguments.Help || arguments.Version) {
-    std::cout << (arguments.Help ? kUsage : "kavrel " KAVREL_VERSION "\n");
+    std::cout << (arguments.Help ? Tr(kUsage) : "kavrel " KAVREL_VERSION "\n");
     return 0;
   }
   QApplication app(argc, argv.data());
@@ -153,14 +155,15 @@ int Run(std::vector<std::string> words) {
   arguments = ReadArguments(argc, argv.data());
   arguments.Jobs.insert(arguments.Jobs.end(), names.begin(), names.end());
   if (arguments.Wrong) {
-    std::cerr << kUsage;
+    std::cerr << Tr(kUsage);
     return 2;
   }
   if (const ErrorCode error = StartTrace(arguments.Debug)) {
-    std::cerr << "kavrel: no trace can be written: " << ToUtf8(SystemErrorText(error)) << '\n';
+    std::cerr << "kavrel: "
+              << Fill(Tr("no trace can be written: %1"), {ToUtf8(SystemErrorText(error))}) << '\n';
     return 2;
   }
-  SpeakLanguage(SpokenLanguage(StoredLanguage(arguments.Home)));
+  SpeakLanguage(language);
   KeepPlaceholdersReadable();
   const std::optional<std::u16string> folder = ProgramFolder(arguments.Home);
   if (!folder) {
@@ -184,7 +187,7 @@ int Run(std::vector<std::string> words) {
   window.Start(program, JoinArguments(arguments.Jobs));
   const int code = window.HasEnded() ? 0 : QApplication::exec();
   for (const std::u16string& trouble : program.RunsByName().Troubles()) {
-    std::cerr << "kavrel: " << ToUtf8(trouble) << '\n';
+    std::cerr << "kavrel: " << ToUtf8(Shown(trouble)) << '\n';
   }
   return code != 0 ? code : program.RunsByName().Code();
 }

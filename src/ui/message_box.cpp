@@ -15,7 +15,7 @@ namespace {
 constexpr char kBesideBox[] = "boxBeside";
 
 void Tell(QWidget& owner, QMessageBox::Icon icon, const QString& text) {
-  QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  QMessageBox box(icon, TrText(kAppTitle), text, QMessageBox::NoButton, &owner);
   ShowPlainly(box);
   box.addButton(TrText(u"確定(&O)"), QMessageBox::AcceptRole);
   box.exec();
@@ -32,7 +32,7 @@ void AddText(QMessageBox& box, const QString& text) {
 
 bool IsYes(QWidget& owner, const QString& text, QMessageBox::Icon icon, const QString& details,
            bool yes_is_default) {
-  QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  QMessageBox box(icon, TrText(kAppTitle), text, QMessageBox::NoButton, &owner);
   box.setInformativeText(details);
   ShowPlainly(box);
   QPushButton* yes = box.addButton(TrText(u"是(&Y)"), QMessageBox::YesRole);
@@ -76,8 +76,8 @@ void TellBeside(QWidget& owner, const QString& text) {
   auto* box =
       owner.findChild<QMessageBox*>(QString::fromLatin1(kBesideBox), Qt::FindDirectChildrenOnly);
   if (box != nullptr && box->isVisible()) return AddText(*box, text);
-  box = new QMessageBox(QMessageBox::Warning, ToQString(kAppTitle), text, QMessageBox::NoButton,
-                        &owner);
+  box =
+      new QMessageBox(QMessageBox::Warning, TrText(kAppTitle), text, QMessageBox::NoButton, &owner);
   box->setObjectName(QString::fromLatin1(kBesideBox));
   ShowPlainly(*box);
   box->addButton(TrText(u"確定(&O)"), QMessageBox::AcceptRole);
@@ -95,7 +95,7 @@ bool ConfirmLoss(QWidget& owner, const QString& text, const QString& details) {
 }
 
 Choice Ask(QWidget& owner, const QString& text, QMessageBox::Icon icon) {
-  QMessageBox box(icon, ToQString(kAppTitle), text, QMessageBox::NoButton, &owner);
+  QMessageBox box(icon, TrText(kAppTitle), text, QMessageBox::NoButton, &owner);
   ShowPlainly(box);
   QPushButton* yes = box.addButton(TrText(u"是(&Y)"), QMessageBox::YesRole);
   const QPushButton* no = box.addButton(TrText(u"否(&N)"), QMessageBox::NoRole);

@@ -136,8 +136,8 @@ void OptionsMenu::BuildHelp(const ProductAddresses& addresses) {
 
 void OptionsMenu::ShowAbout() {
   QMessageBox box(window_);
-  box.setWindowTitle(ToQString(kAppTitle));
-  box.setText(ToQString(kAppTitle));
+  box.setWindowTitle(TrText(kAppTitle));
+  box.setText(TrText(kAppTitle));
   box.setInformativeText(TrText(u"非常方便好用的資料備份工具"));
   box.addButton(QMessageBox::Ok)->setText(TrText(u"確定(&O)"));
   box.exec();

@@ -12,7 +12,7 @@ namespace kavrel {
 Tray::Tray(QWidget* window) : QObject(window) {
   connect(&icon_, &clsNotifyIcon::LButtonUp, this, &Tray::Click);
   connect(&icon_, &clsNotifyIcon::MessageClick, this, &Tray::MessageClick);
-  idle_tip_ = ToQString(kAppTitle);
+  idle_tip_ = TrText(kAppTitle);
   icon_.Init(window, {}, idle_tip_);
 }
 
@@ -27,12 +27,12 @@ void Tray::ShowHealth(const RunHealth& health) {
   health_ = health;
   health_text_ = text;
   const bool idle = icon_.ToolTip() == idle_tip_;
-  idle_tip_ = ToQString(kAppTitle) + (text.isEmpty() ? QString() : u'\n' + text);
+  idle_tip_ = TrText(kAppTitle) + (text.isEmpty() ? QString() : u'\n' + text);
   if (idle) ShowIdle();
 }
 
 void Tray::ShowRunning(const QString& job, int percent) {
-  QString text = ToQString(kAppTitle) + TrText(u"\n執行中：") + job;
+  QString text = TrText(kAppTitle) + TrText(u"\n執行中：") + job;
   if (percent >= 0) text += QStringLiteral(" %1 %").arg(percent);
   icon_.SetToolTip(text);
 }
