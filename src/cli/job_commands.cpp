@@ -91,7 +91,7 @@ std::u16string MissingDisks(Session& session, BackupJob job, Reach& reach) {
 /// A list of jobs as text is followed by what is the matter with them.
 void TellMissingDisks(Session& session, const BackupJob& job, Reach& reach) {
   const std::u16string missing = MissingDisks(session, job, reach);
-  if (!missing.empty()) PrintError(Printable(job.Name + u": " + missing));
+  if (!missing.empty()) PrintError(Printable(job.Name + u": " + Shown(missing)));
 }
 
 std::u16string TypeName(const BackupJob& job) {
