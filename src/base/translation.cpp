@@ -311,9 +311,10 @@ std::u16string Shown(std::u16string_view text) {
   const Speech& speech = Current();
   // The source speaks it.
   if (&speech.Which == &kLanguages[0]) return std::u16string(text);
+  if (const Entry* entry = speech.Find(std::u16string(text))) return entry->Wide.front();
+  // Each line is a text of its own.
   std::u16string shown;
   for (std::u16string_view rest = text;;) {
-    if (const std::optional<std::u16string> whole = Known(speech, rest, 0)) return shown + *whole;
     const std::size_t end = rest.find(u'\n');
     shown += ShownAt(speech, rest.substr(0, end), 0);
     if (end == rest.npos) return shown;

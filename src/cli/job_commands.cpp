@@ -39,7 +39,8 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   const bool dated = form.Type == BackupType::Compressed ||
                      ExpandDateTokens(form.Destination, session.Clock()) != form.Destination;
   if (error.empty() && options.Keep.value_or(0) > 0 && !dated) {
-    error = Tr("--keep goes with date tags in --dest, or with --type compressed: there is one backup");
+    error =
+        Tr("--keep goes with date tags in --dest, or with --type compressed: there is one backup");
   }
   if (!error.empty()) {
     PrintError(error);
@@ -97,7 +98,8 @@ void TellMissingDisks(Session& session, const BackupJob& job, Reach& reach) {
 std::u16string TypeName(const BackupJob& job) {
   const std::u16string_view caption = BackupTypeCaption(JobType(job));
   const std::u16string shown = Shown(caption);
-  return shown.substr(0, shown.find(u" -- "));
+  // Some are padded, so that what follows stands below each other.
+  return shown.substr(0, shown.find_last_not_of(u"\u3000 ", shown.find(u" -- ")) + 1);
 }
 
 nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& status,
