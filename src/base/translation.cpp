@@ -131,8 +131,21 @@ std::basic_string<typename Text::value_type> FillText(Text text, std::initialize
 
 std::optional<std::u16string> Known(const Speech& speech, std::u16string_view text, int depth);
 
+/// Text that is not known, with the system's errors in it as they are shown: what failed stands
+/// before one, a path behind it.
+std::u16string WithErrors(const Speech& speech, std::u16string_view text, int depth) {
+  constexpr std::u16string_view kError = u"(錯誤：";
+  const std::size_t open = text.find(kError);
+  const std::size_t close = open == text.npos ? open : text.find(u')', open);
+  if (close == text.npos) return std::u16string(text);
+  const auto error = Known(speech, text.substr(open + 1, close - open - 1), depth + 1);
+  if (!error) return std::u16string(text);
+  return std::u16string(text.substr(0, open + 1)) + *error + std::u16string(text.substr(close));
+}
+
 std::u16string ShownAt(const Speech& speech, std::u16string_view text, int depth) {
-  return Known(speech, text, depth).value_or(std::u16string(text));
+  const std::optional<std::u16string> known = Known(speech, text, depth);
+  return known ? *known : WithErrors(speech, text, depth);
 }
 
 /// Pieces that are all known, behind each other with `shown_separator`; nothing when one is not.
@@ -167,17 +180,15 @@ std::optional<std::u16string> KnownFigure(std::u16string_view text) {
   return std::nullopt;
 }
 
-/// Two that are known, the second in parentheses: "1.50 MB (1,572,864 位元)". Before a system's
-/// error stands what failed, in words of its own.
+/// Two that are known, the second in parentheses: "1.50 MB (1,572,864 位元)".
 std::optional<std::u16string> KnownWithMore(const Speech& speech, std::u16string_view text,
                                             int depth) {
   const std::size_t open = text.find(u" (");
   if (open == text.npos || !text.ends_with(u')')) return std::nullopt;
   const auto first = Known(speech, text.substr(0, open), depth + 1);
   const auto second = Known(speech, text.substr(open + 2, text.size() - open - 3), depth + 1);
-  const bool of_error = text.substr(open + 2).starts_with(u"錯誤");
-  if (!second || (!first && !of_error)) return std::nullopt;
-  return first.value_or(std::u16string(text.substr(0, open))) + u" (" + *second + u")";
+  if (!first || !second) return std::nullopt;
+  return *first + u" (" + *second + u")";
 }
 
 /// What an id with arguments has become.
@@ -217,6 +228,27 @@ std::optional<std::u16string> KnownHead(const Speech& speech, std::u16string_vie
   return std::u16string(head);
 }
 
+/// What a log tells of one file: what, a blank, its path, and the reason in parentheses.
+std::optional<std::u16string> KnownTrouble(const Speech& speech, std::u16string_view text,
+                                           int depth) {
+  const std::size_t close = text.find(u") ");
+  if (close == text.npos) return std::nullopt;
+  const auto head = KnownHead(speech, text.substr(0, close + 1));
+  if (!head) return std::nullopt;
+  return *head + WithErrors(speech, text.substr(close + 1), depth);
+}
+
+/// Two that are known, with a colon between them.
+std::optional<std::u16string> KnownWithDetail(const Speech& speech, std::u16string_view text,
+                                              int depth) {
+  const std::size_t colon = text.find(u'：');
+  if (colon == text.npos) return std::nullopt;
+  const auto first = Known(speech, text.substr(0, colon), depth + 1);
+  const auto second = Known(speech, text.substr(colon + 1), depth + 1);
+  if (!first || !second) return std::nullopt;
+  return *first + std::u16string(Tr(u"：")) + *second;
+}
+
 std::optional<std::u16string> Known(const Speech& speech, std::u16string_view text, int depth) {
   if (text.empty() || depth > kDeepest) return std::nullopt;
   if (const Entry* entry = speech.Find(std::u16string(text))) return entry->Wide.front();
@@ -227,6 +259,8 @@ std::optional<std::u16string> Known(const Speech& speech, std::u16string_view te
   if (!shown) shown = KnownWithMore(speech, text, depth);
   if (!shown) shown = KnownPattern(speech, text, depth);
   if (!shown) shown = KnownHead(speech, text);
+  if (!shown) shown = KnownTrouble(speech, text, depth);
+  if (!shown) shown = KnownWithDetail(speech, text, depth);
   return shown;
 }
 

@@ -319,6 +319,9 @@ std::string FilesAfterRuns(std::string_view language) {
 
 TEST(Program, WritesTheSameFilesInEveryLanguage) {
   const std::string files = FilesAfterRuns("zh_TW");
+  for (const char* name : {"Backup.rtm", "Backup.ext", ".txt", "docs"}) {
+    EXPECT_NE(files.find(name), files.npos) << name;
+  }
   for (const Language& language : Languages()) {
     EXPECT_TRUE(FilesAfterRuns(language.Code) == files) << language.Code;
   }

@@ -30,7 +30,8 @@ TEST_F(LanguageTest, EveryLineIsInOneLanguageAndJsonInNone) {
   WriteTestFile(dest_ / "b/below", "in the way");
   WriteTestFile(source_ / "b", "blocked");
   Add("A");
-  Add("B", {"--type", "sync", "--every", "2h", "--refuse", "sun,sat", "--keep", "0"});
+  Add("B");
+  ASSERT_EQ(Code({"edit", "B", "--type", "sync", "--every", "2h", "--refuse", "sun,sat"}), 0);
   ASSERT_EQ(Code({"run", "A"}), 1);
   ASSERT_EQ(Code({"verify", "A"}), 1);
   const std::vector<Words> asked{

@@ -64,8 +64,8 @@ TEST_F(PauseTest, IsHonouredByAllThatRunsByItselfAndToldByTheLists) {
 
   EXPECT_EQ(Ctl({"pause", "--until", "2126/1/1 8:00"}).Output,
             "排程已暫停至 2126-01-01 08:00:00。\n");
-  EXPECT_EQ(Ctl({"resume"}).Output, "The schedule goes on.\n");
-  EXPECT_EQ(Ctl({"resume"}).Output, "The schedule was not paused.\n");
+  EXPECT_EQ(Ctl({"resume"}).Output, "排程已恢復。\n");
+  EXPECT_EQ(Ctl({"resume"}).Output, "排程沒有暫停。\n");
   for (const std::vector<std::string>& wrong :
        std::vector<std::vector<std::string>>{{"--for", "0h"},
                                              {"--for", "soon"},
@@ -81,7 +81,7 @@ TEST_F(PauseTest, IsHonouredByAllThatRunsByItselfAndToldByTheLists) {
 }
 
 TEST_F(PauseTest, ReachesAProgramThatHasTheFolder) {
-  EXPECT_EQ(Ctl({"pause"}).Output, "The schedule is paused until it is resumed.\n");
+  EXPECT_EQ(Ctl({"pause"}).Output, "排程已暫停，直到恢復為止。\n");
   BackgroundCommand watch(Command({"watch"}));
   ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " paused: until it is resumed"); }))
       << watch.Output();

@@ -234,7 +234,7 @@ TEST_F(StatesTest, VersionsAndDifferencesOfFoldersAndArchives) {
     EXPECT_EQ(Ctl({"versions", "A", "sub"}).ExitCode, 5) << "a folder is no file";
     EXPECT_EQ(Ctl({"versions", "A", "../a"}).ExitCode, 2);
 
-    EXPECT_EQ(Ctl({"diff", "A", "3", "2"}).Output, "Nothing is different.\n");
+    EXPECT_EQ(Ctl({"diff", "A", "3", "2"}).Output, "沒有差異。\n");
     result = Ctl({"diff", "A", "2009-09-02", "latest"});
     EXPECT_EQ(result.ExitCode, 0) << result.Errors;
     EXPECT_EQ(result.Output,

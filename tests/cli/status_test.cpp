@@ -92,8 +92,7 @@ TEST_F(StatusTest, TellsWhatIsDuePausedOverdueOffOrAtWork) {
   EXPECT_EQ(Word("A"), "off");
   lock.NoteWork(u"A");
   EXPECT_EQ(Word("A"), "running");
-  EXPECT_TRUE(Holds(Ctl({"run", "A"}).Errors, "正由 another (process"))
-      << "the note's first line";
+  EXPECT_TRUE(Holds(Ctl({"run", "A"}).Errors, "正由 another (process")) << "the note's first line";
   lock.NoteWork({});
   EXPECT_EQ(Word("A"), "off");
 }

@@ -100,7 +100,7 @@ TEST_F(TruthTest, ARestoreNamesWhatIsNotInTheBackupAndHasARowOfItsOwnTime) {
 
 TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
   WriteTestFile(source_ / "a.txt", "secret");
-  Add("A", {"--type", "壓縮備份"});
+  Add("A", {"--type", "compressed"});
   ASSERT_EQ(Ctl({"edit", "A", "--password-stdin"}, "right\n").ExitCode, 0);
   const CommandResult ran = Ctl({"run", "A"});
   if (ran.ExitCode == 9) GTEST_SKIP() << "no archive program";
@@ -131,7 +131,7 @@ TEST_F(TruthTest, TroublesHaveTheirOwnCodesAndALockCanBeWaitedFor) {
   BackgroundCommand waiting(Command({"run", "A", "--wait", "60"}));
   lock.Release();
   EXPECT_EQ(waiting.Wait(), 0);
-  Add("B", {"--type", "壓縮備份"});
+  Add("B", {"--type", "compressed"});
   const EnvironmentVariable nothing("PATH", temp_.Root().string());
   EXPECT_EQ(Code({"run", "B"}), 9);
   EXPECT_EQ(Json({"status", "B"})["jobs"][0]["cause"], "no-archive-program");
