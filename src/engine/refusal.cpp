@@ -17,7 +17,7 @@ bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
   if (!go_on) {
     context.Report.Refusal = refusal;
     context.Report.RefusalText = matter;
-    context.Report.Failures.Note(std::u16string(title) + u" (中斷)", matter);
+    context.Report.Failures.Note(Fill(u"%1 (中斷)", {title}), matter);
   }
   return go_on;
 }

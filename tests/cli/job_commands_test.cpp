@@ -68,7 +68,7 @@ TEST_F(KavrelctlTest, BadInputIsNamedAndChangesNothing) {
     int ExitCode;
     const char* Message;
   } cases[] = {
-      {{"edit", "文件 A", "--every", "61m"}, 2, "--every takes 1 to 60"},
+      {{"edit", "文件 A", "--every", "61m"}, 2, "--every 可以是 1 到 60"},
       {{"edit", "文件 A", "--every", "5x"}, 2, "--every"},
       {{"edit", "文件 A", "--every", "99999999999m"}, 2, "--every"},
       {{"edit", "文件 A", "--start", "2009/2/30"}, 2, "--start"},
@@ -95,7 +95,7 @@ TEST_F(KavrelctlTest, BadInputIsNamedAndChangesNothing) {
        2,
        "備份排程名稱重複，請另外指定一個新的備份排程名稱。"},
       {{"add", "--source", source_.string()}, 2, "--name"},
-      {{"edit", "nobody", "--every", "1d"}, 3, "no such job: nobody"},
+      {{"edit", "nobody", "--every", "1d"}, 3, "找不到排程：nobody"},
       {{"remove", "nobody"}, 3, "nobody"},
       {{"run", "文件 A", "nobody"}, 3, "nobody"},
       {{"log", "--show", "1"}, 2, "--show"},
@@ -162,13 +162,13 @@ TEST_F(KavrelctlTest, RulesFiltersAndSettingsAreKeptCheckedAndUsed) {
       {{"rules", "add", "--name", "x", "--folder", "a\\\\b"}, "請勿使用「\\\\」"},
       {{"rules", "add", "--name", "x", "--folder", " "}, "資料夾名稱無效：檔案或資料夾並未設定"},
       {{"rules", "add", "--name", "#x", "--folder", "a"}, "「#」"},
-      {{"rules", "remove", "99"}, "no rule 99"},
-      {{"filters", "add", "網頁檔案", "*.x"}, "already"},
+      {{"rules", "remove", "99"}, "找不到規則 99"},
+      {{"filters", "add", "網頁檔案", "*.x"}, "已有同名的檔案類型"},
       {{"filters", "add", "x", "*.a;;*.b"}, "檔案或資料夾並未設定"},
-      {{"filters", "remove", "所有檔案 (*.*)"}, "no such filter"},
-      {{"settings", "set", "LogRestrictions", "5"}, "0 to 4"},
-      {{"settings", "set", "PlaySound", "loud"}, "True or False"},
-      {{"settings", "get", "Nonsense"}, "no such setting"},
+      {{"filters", "remove", "所有檔案 (*.*)"}, "找不到檔案類型"},
+      {{"settings", "set", "LogRestrictions", "5"}, "0 到 4"},
+      {{"settings", "set", "PlaySound", "loud"}, "True 或 False"},
+      {{"settings", "get", "Nonsense"}, "找不到設定"},
       {{"restore", "文件 A", "--mode", "half"}, "--mode"},
   };
   for (const auto& c : refused) {
@@ -239,7 +239,7 @@ TEST_F(KavrelctlTest, JobsAndRulesGoToAnotherFolderAndComeBack) {
   const std::string before = ReadTestFile(temp_.Home() / "Backup.rtm");
   const CommandResult refused = Ctl({"import", (out / "Exc.txt").string()});
   EXPECT_EQ(refused.ExitCode, 2);
-  EXPECT_NE(refused.Errors.find("no job in it; nothing was changed"), std::string::npos);
+  EXPECT_NE(refused.Errors.find("其中沒有任何備份排程；沒有任何變更"), std::string::npos);
   EXPECT_EQ(ReadTestFile(temp_.Home() / "Backup.rtm"), before);
   const CommandResult jobs = Ctl({"import", (out / "Backup.rtm").string()});
   EXPECT_EQ(jobs.ExitCode, 0) << jobs.Errors;

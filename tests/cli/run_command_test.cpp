@@ -25,7 +25,7 @@ TEST_F(KavrelctlTest, RunsAFullThenADifferentialBackupAndLogsBoth) {
   ASSERT_EQ(Ctl({"edit", "文件 A", "--type", "differential"}).ExitCode, 0);
   result = Ctl({"run", "文件 A"});
   EXPECT_NE(result.Output.find("已完成檔案總計　　：0\n"), std::string::npos);
-  EXPECT_NE(result.Output.find("Nothing had to be copied."), std::string::npos);
+  EXPECT_NE(result.Output.find("沒有需要複製的檔案。"), std::string::npos);
 
   result = Ctl({"log", "--show", "2"});
   EXPECT_NE(result.Output.find("已完成檔案總計　　：3\n"), std::string::npos) << result.Output;

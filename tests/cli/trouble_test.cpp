@@ -44,8 +44,7 @@ TEST_F(KavrelctlTest, FailedFilesAndMissingSourcesShowInTheExitCode) {
   EXPECT_NE(result.Errors.find("目標資料夾位於來源資料夾之內"), std::string::npos) << result.Errors;
   result = Ctl({"run", "文件 A"});
   EXPECT_EQ(result.ExitCode, 10);
-  EXPECT_NE(result.Errors.find("cannot be made: " + below_a_file), std::string::npos)
-      << result.Errors;
+  EXPECT_NE(result.Errors.find("也無法建立：" + below_a_file), std::string::npos) << result.Errors;
 
   fs::rename(source_, temp_.Root() / "gone");
   result = Ctl({"run", "文件 A", "文件 A"});
@@ -70,7 +69,7 @@ TEST_F(KavrelctlTest, ARunWhoseResultsCannotBeStoredIsNotDone) {
   ASSERT_EQ(chmod(store_.c_str(), 0444), 0);
   const CommandResult result = Ctl({"run", "文件 A"});
   EXPECT_EQ(result.ExitCode, 1);
-  EXPECT_NE(result.Errors.find("Backup.rtm: Permission denied"), std::string::npos);
+  EXPECT_NE(result.Errors.find("Backup.rtm：Permission denied"), std::string::npos);
   EXPECT_EQ(ReadTestFile(dest_ / "a"), "x") << "the backup itself is made";
 }
 
@@ -79,7 +78,7 @@ TEST_F(KavrelctlTest, AnUnreadableStoreIsReportedAndNotWrittenOver) {
   fs::create_directories(source_);
   for (const CommandResult& result : {Ctl({"list"}), Add()}) {
     EXPECT_EQ(result.ExitCode, 2);
-    EXPECT_NE(result.Errors.find("Backup.rtm: Is a directory"), std::string::npos) << result.Errors;
+    EXPECT_NE(result.Errors.find("Backup.rtm：Is a directory"), std::string::npos) << result.Errors;
   }
   EXPECT_TRUE(fs::is_directory(store_));
 }

@@ -155,7 +155,7 @@ TEST_F(TruthTest, AnEmptyValueIsRefused) {
                              {"run", "A", ""}}) {
     const CommandResult result = Ctl(words);
     EXPECT_EQ(result.ExitCode, 2) << words.back();
-    EXPECT_TRUE(Holds(result.Errors, "must not be empty")) << result.Errors;
+    EXPECT_TRUE(Holds(result.Errors, "不能是空白")) << result.Errors;
   }
   EXPECT_EQ(ReadTestFile(source_ / "a"), "newer");
 }
