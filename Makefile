@@ -31,9 +31,10 @@ test-windows: deps
 gui: build
 	@build/bin/kavrel $(ARGS)
 
+# LANG=de on the command line, not the user's own, draws them in that language.
 screenshots: deps
 	@scripts/install-deps pngquant
-	@scripts/screenshots
+	@LANGUAGE="$(if $(filter command,$(origin LANG)),$(LANG))" scripts/screenshots
 
 build: deps
 	@scripts/build release kavrel kavrelctl installed_files

@@ -6,7 +6,6 @@
 #include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
-#include <QLocale>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabWidget>
@@ -14,6 +13,7 @@
 #include <QTest>
 #include <QTreeView>
 
+#include "app/spoken_language.h"
 #include "platform/drives.h"
 #include "support/test_program.h"
 #include "ui/file_picker.h"
@@ -29,6 +29,7 @@
 #include "ui/frm_shortcut.h"
 #include "ui/frm_zip_list.h"
 #include "ui/health_icon.h"
+#include "ui/language.h"
 #include "ui/window_driver.h"
 
 namespace kavrel {
@@ -287,8 +288,7 @@ int main(int argc, char** argv) {
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   const QApplication app(argc, argv);
   if (argc < 2) qFatal("usage: dialog_pictures FOLDER [light|dark]");
-  QLocale::setDefault(
-      QLocale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan));
+  kavrel::SpeakLanguage(kavrel::SpokenLanguage({}));
   QApplication::setStyle("Fusion");
   QApplication::setFont(QFont("Noto Sans CJK TC", 10));
   if (argc > 2 && QByteArray(argv[2]) == "dark") kavrel::UseDarkColours();

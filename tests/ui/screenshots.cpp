@@ -2,7 +2,6 @@
 // [HOME]. The last is a folder that is made for the welcome page's picture, which shows its path.
 #include <QApplication>
 #include <QDir>
-#include <QLocale>
 #include <QPainter>
 #include <QTest>
 #include <QThread>
@@ -12,8 +11,10 @@
 #include <iostream>
 
 #include "app/drives.h"
+#include "app/spoken_language.h"
 #include "support/variable.h"
 #include "ui/caption_strip.h"
+#include "ui/language.h"
 #include "ui/main_window.h"
 #include "ui/qt_text.h"
 
@@ -327,8 +328,7 @@ int main(int argc, char** argv) {
   }
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   QApplication app(argc, argv);
-  QLocale::setDefault(
-      QLocale(QLocale::Chinese, QLocale::TraditionalChineseScript, QLocale::Taiwan));
+  kavrel::SpeakLanguage(kavrel::SpokenLanguage({}));
   QApplication::setStyle("Fusion");
   QApplication::setFont(QFont("Noto Sans CJK TC", 10));
   if (argc > 2 && QByteArray(argv[2]) == "dark") QApplication::setPalette(kavrel::DarkPalette());
