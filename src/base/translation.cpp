@@ -145,7 +145,13 @@ std::u16string WithErrors(const Speech& speech, std::u16string_view text, int de
 
 std::u16string ShownAt(const Speech& speech, std::u16string_view text, int depth) {
   const std::optional<std::u16string> known = Known(speech, text, depth);
-  return known ? *known : WithErrors(speech, text, depth);
+  if (known) return *known;
+  // A line of a log begins so, behind its time.
+  constexpr std::u16string_view kTold = u": ";
+  if (text.starts_with(kTold)) {
+    return std::u16string(kTold) + ShownAt(speech, text.substr(kTold.size()), depth);
+  }
+  return WithErrors(speech, text, depth);
 }
 
 /// Pieces that are all known, behind each other with `shown_separator`; nothing when one is not.
