@@ -7,7 +7,7 @@
 namespace kavrel {
 
 namespace {
-int code = 1;
+constinit int code = 1;  // Set before what has a constructor.
 }  // namespace
 
 void EndWhenOutOfMemory(int exit_code) {

@@ -510,13 +510,20 @@ void NameParts(CLI::App& app) {
   }
 }
 
+namespace {
+
+/// What is made before main begins needs memory, too.
+[[gnu::constructor(101)]] void BeforeAll() {
+  EndWhenOutOfMemory(kInterrupted);
+}
+
+}  // namespace
 }  // namespace kavrel
 
 int main(int argc, char** argv) {
   using namespace kavrel;
   SecureStreams();
   KeepMemoryOutOfDumps();
-  EndWhenOutOfMemory(kInterrupted);
   const std::vector<std::string> given = ConsoleArguments(argc, argv);
   Speak(given);
   CLI::App app(Tr("Kavrel backs up folders into other folders on a schedule."), "kavrelctl");

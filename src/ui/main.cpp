@@ -192,11 +192,15 @@ int Run(std::vector<std::string> words) {
   return code != 0 ? code : program.RunsByName().Code();
 }
 
+/// What is made before main begins needs memory, too.
+[[gnu::constructor(101)]] void BeforeAll() {
+  EndWhenOutOfMemory(EXIT_FAILURE);
+}
+
 }  // namespace
 }  // namespace kavrel
 
 int main(int argc, char** argv) {
   kavrel::SecureStreams();
-  kavrel::EndWhenOutOfMemory(EXIT_FAILURE);
   return kavrel::Run(kavrel::ConsoleArguments(argc, argv));
 }

@@ -57,6 +57,23 @@ TEST_P(LimitTest, EndsWithToldFailuresOrSuccess) {
 #endif
 }
 
+#ifndef __SANITIZE_ADDRESS__
+/// Also before it has begun to look at its arguments.
+TEST(MemoryTest, ItsEndIsToldFromTheFirstInstructionOn) {
+  std::size_t told = 0, done = 0;
+  for (int memory = 8'000'000; memory < 12'000'000; memory += 20'000) {
+    const CommandResult result =
+        RunCommand({"/usr/bin/prlimit", "--as=" + std::to_string(memory), KAVRELCTL, "--version"});
+    if (result.ExitCode == 127) continue;  // The system cannot load it.
+    const bool out_of_memory = result.Errors.find("out of memory") != std::string::npos;
+    EXPECT_EQ(result.ExitCode, out_of_memory ? 4 : 0) << memory << ": " << result.Errors;
+    ++(out_of_memory ? told : done);
+  }
+  EXPECT_GT(told, 0U);
+  EXPECT_GT(done, 0U);
+}
+#endif
+
 INSTANTIATE_TEST_SUITE_P(, LimitTest, testing::ValuesIn(kScenarios, kScenarios + 7),
                          [](const auto& test) { return std::string(test.param.Name); });
 
