@@ -430,7 +430,7 @@ TEST(RoomForAttributesTest, TheMarkMakesWayForWhatTheSourceHas) {
   };
   std::size_t most = 4096;
   while (most > 0 && !give('a', most)) most -= 8;
-  ASSERT_GT(most, 1000U);
+  ASSERT_GT(most, 500U);
   const auto carried = [&] {
     const CommandResult result = RunCommand({KAVRELCTL, "--home", job.Home, "run", "J"});
     EXPECT_EQ(result.ExitCode, 0) << result.Output << result.Errors;
