@@ -86,8 +86,8 @@ void CopyFile(const Promise& job, const std::string& path, const Entry& entry, O
   const bool is_there = there != outlook.Wanted.end();
   const bool compares = job.Type != "full";
   const bool blocked = is_there && there->second.Kind == 'D';
-  const bool newer = job.KeepNewer && is_there && !blocked &&
-                     there->second.Written > entry.Written + 2 * kSecond;
+  const bool newer =
+      job.KeepNewer && is_there && !blocked && there->second.Written > entry.Written + 2 * kSecond;
   const bool same = compares && is_there && LooksTheSame(entry, there->second);
   if (entry.Kind == 'F' && (same || !(newer || TooLarge(job, entry) || blocked))) {
     outlook.Taken[path] = entry.File;

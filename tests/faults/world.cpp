@@ -412,7 +412,7 @@ void World::CheckTruth(std::string& wrongs) const {
   const long failed = Figure(Result.Output, label);
   const long warned = Figure(Result.Output, "警告檔案總計　　　：");
   const std::string log = ReadJobLogs(temp_, temp_.Home());
-  if (failed >= 0 && Result.Errors.find("no log could be written") == std::string::npos &&
+  if (failed >= 0 && Result.Errors.find("日誌無法寫入") == std::string::npos &&
       Figure(log, label) != failed) {
     wrongs += "the log tells another figure: " + log + "\n";
   }
