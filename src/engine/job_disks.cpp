@@ -386,8 +386,9 @@ bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& s
   return true;
 }
 
-std::u16string LostDisks(const RunContext& context, const BackupJob& job) {
+std::u16string LostDisks(const RunContext& context, const BackupJob& job, const PathSet* picked) {
   DiskScope known;
+  known.Picked = picked;
   known.NewInSource = known.NewInDestination = false;
   const KnownPlaces& there = context.Disks.There;
   return there.Mounts.empty() ? std::u16string() : JobDisks(context, job, known, there).Objection();

@@ -32,9 +32,11 @@ std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
 /// is away, the host was asked and did not agree. The report's Refusal and the log tell why.
 bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope = {});
 
-/// To be asked at the end of a run: which of the disks that it began with (PassDiskCheck) are not
-/// there any more, in words; empty when all are.
-std::u16string LostDisks(const RunContext& context, const BackupJob& job);
+/// To be asked at the end of a run or a restore, with the job of the last PassDiskCheck: which of
+/// the disks that it began with are not there any more, in words; empty when all are. `picked`: as
+/// in DiskScope.
+std::u16string LostDisks(const RunContext& context, const BackupJob& job,
+                         const PathSet* picked = nullptr);
 
 /// After a whole run that has lost no disk: those that it began with are what the job relies on.
 /// Nothing is looked at anew, for nobody would have checked that.

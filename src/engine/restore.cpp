@@ -121,10 +121,12 @@ bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_vie
          AskToGoOn(context, job, RunRefusal::PlaceOfOthers, u"備份歸屬檢查", objection);
 }
 
-/// Asks whether the disks are there: that of the backup, and those that the restore would fill.
+/// Asks whether the disks are there, and stay: that of the backup, and those that the restore would
+/// fill.
 class RestoreDisks {
  public:
-  RestoreDisks(const FileSystem& files, const BackupJob& job, const RestorePick* pick) : job_(job) {
+  RestoreDisks(const FileSystem& files, const BackupJob& job, const RestorePick* pick)
+      : job_(job), filled_(job), picked_(pick ? &pick->Paths : nullptr) {
     // Another folder may be the source's own, or lie in it, whatever path leads there.
     const std::u16string& target = job.Destination.WorkPath;
     // What is restored onto a new disk is meant to be there; what hides the backup is no backup.
@@ -136,14 +138,27 @@ class RestoreDisks {
     // A run reads the one and writes the other.
     job_.Source.WorkPath = job.Source.Path;
     job_.Destination.WorkPath = job.Source.WorkPath;
+    filled_.Source.WorkPath = target;
+    filled_.Destination.WorkPath = job.Source.WorkPath;
+    filled_.Extras.Mounts.clear();
   }
-  bool Pass(RunContext& context) const { return PassDiskCheck(context, job_, scope_); }
+  bool Pass(RunContext& context) const {
+    // What is there from now on is what the target lies on, and that may be any folder.
+    return PassDiskCheck(context, job_, scope_) && PassDiskCheck(context, filled_);
+  }
+  /// Tells of those that have gone since: what was written then lies on other disks.
+  void TellLost(RunContext& context) const {
+    const std::u16string lost = LostDisks(context, filled_, picked_);
+    if (!lost.empty()) context.Fail(u": 還原途中備份或還原的位置不見了 (失敗)：", lost);
+  }
   std::u16string Objection(const RunContext& context) const {
     return DiskObjection(context, job_, scope_);
   }
 
  private:
   BackupJob job_;
+  BackupJob filled_;  ///< the same from the target's view: nothing is known of it beforehand
+  const PathSet* picked_;
   DiskScope scope_;
 };
 
@@ -216,6 +231,7 @@ RunOutcome Restore(RunContext& context, BackupJob& job, const RestoreRequest& re
   if (!request.Unit.empty()) context.LogTimed(u": 還原的備份：", request.Unit);
   if (disks.Pass(context) && MayBeRestored(context, job, archive)) {
     RestoreAll(context, job, request.Mode, request.Pick, archive);
+    if (!context.Stopped()) disks.TellLost(context);
   }
   job.LastRunResult = ToLastRunResult(context.Report.Counters, context.Stopped());
   WriteRestoreSummary(context, job, started);

@@ -100,11 +100,12 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   if (!parent && pair.Source && pair.Dest && options_.Compare && KeepsMetadata()) {
     effects_.KeepMetadata(pair.Source, pair.Dest);
   }
-  if (effects_.KeepsMetadata() && pair.Dest) {
-    if (const Result<FileStatus> found = pair.Dest.Status()) pair.DestFound = *found;
-    if (pair.DestFound && context_.Mounted.IsGone(paths_.Dest(), *pair.DestFound)) {
+  if (pair.Dest) {
+    const Result<FileStatus> found = pair.Dest.Status();
+    if (found && context_.Mounted.IsGone(paths_.Dest(), *found)) {
       return DestinationFailed(kErrNoDevice);
     }
+    if (found && effects_.KeepsMetadata()) pair.DestFound = *found;
   }
   if (!parent && pair.Dest) StartAhead(pair);
   const bool report = BeforeFiles(pair);

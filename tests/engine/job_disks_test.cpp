@@ -368,6 +368,39 @@ TEST_P(JobDisksTest, WhatIsRememberedIsWhatTheRunBeganWithAndStillHad) {
   take();
 }
 
+TEST_P(JobDisksTest, ARestoreThatADiskLeavesHasFailed) {
+  const fs::path disk = Source() / "z", away = Temp.Root() / "elsewhere" / "z";
+  WriteTestFile(disk / "f", "x");
+  ExpectRan(0);
+  RestorePick elsewhere, some;
+  elsewhere.Paths.Add(u"");
+  some.Paths.Add(u"sub");
+  elsewhere.Target = some.Target = TempFolder::Text(away.parent_path());
+  const RestorePick* const picks[] = {nullptr, &elsewhere, &some};
+  for (const RestorePick* pick : picks) {
+    const fs::path& point = pick ? away : disk;
+    fs::remove_all(point);
+    fs::remove_all(point.parent_path() / "sub");
+    fs::create_directories(point);
+    if (mount("none", point.c_str(), "tmpfs", 0, "size=512k") != 0) GTEST_SKIP() << "no right to";
+    bool gone = false;
+    Host.AtProgress = [&](auto...) {
+      if (!gone) gone = umount2(point.c_str(), MNT_DETACH) == 0;
+    };
+    const ArchivePicker newest = NewestArchive;
+    // Nobody is asked, and it is told all the same.
+    Program.Context.Force = true;
+    const RunOutcome outcome = pick ? Program.RunRestorePickedNow(0, *pick, newest)
+                                    : Program.RunRestoreNow(0, RestoreMode::Full, newest);
+    EXPECT_EQ(outcome, RunOutcome::Ran);
+    ASSERT_TRUE(gone);
+    EXPECT_EQ(Job().LastRunResult.FailedFiles > 0, pick != &some) << LogLines();
+    EXPECT_TRUE(fs::exists(point.parent_path() / "sub" / "0"));
+    // What a walk comes to afterwards is not filled; 7-Zip does not ask before each folder.
+    EXPECT_TRUE(GetParam() == BackupType::Compressed || fs::is_empty(point));
+  }
+}
+
 TEST_P(JobDisksTest, AFileThatIsMountedOverAnotherIsADisk) {
   Program.Context.CopyAhead = GetParam() == BackupType::Differential;
   const fs::path real = Temp.Root() / "real", file = Source() / "sub" / "z",
