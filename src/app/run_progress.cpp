@@ -79,8 +79,9 @@ void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder,
     count_ = std::make_unique<TreeCount>(context_.Files, from, job_.Source.Path,
                                          Scope::OfRestore(job_.IncludeSubfolders));
   } else {
-    count_ = std::make_unique<TreeCount>(context_.Files, from, backup_folder,
-                                         Scope(job_, context_.Exclusions, backup_folder));
+    count_ = std::make_unique<TreeCount>(
+        context_.Files, from, backup_folder,
+        Scope(context_.Files, job_, context_.Exclusions, backup_folder));
   }
 }
 

@@ -14,7 +14,8 @@ namespace {
 class BackupWalk final : public TreeWalk {
  public:
   BackupWalk(RunContext& context, const BackupJob& job, Effects& effects)
-      : TreeWalk(context, job, effects, Scope(job, context.Exclusions, job.Destination.WorkPath),
+      : TreeWalk(context, job, effects,
+                 Scope(context.Files, job, context.Exclusions, job.Destination.WorkPath),
                  {job.Differential, false, job.Synchronise}) {}
 
  protected:

@@ -42,7 +42,7 @@ class LookAhead {
         job_(job),
         foreseen_(foreseen),
         paths_(job.Source.WorkPath, job.Destination.WorkPath),
-        scope_(job, context.Exclusions, job.Destination.WorkPath) {
+        scope_(context.Files, job, context.Exclusions, job.Destination.WorkPath) {
     plan_.Depth = RunPlan::Level::Counts;
   }
 

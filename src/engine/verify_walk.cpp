@@ -59,8 +59,8 @@ class VerifyWalk final : private TreeVisitor {
 
   void Run() {
     const std::u16string& own = job_.Destination.WorkPath;
-    Traverse(context_.Files, job_.Source.WorkPath, own, Scope(job_, context_.Exclusions, own),
-             *this)
+    Traverse(context_.Files, job_.Source.WorkPath, own,
+             Scope(context_.Files, job_, context_.Exclusions, own), *this)
         .Run();
   }
 

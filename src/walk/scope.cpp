@@ -7,7 +7,6 @@
 #include "files/owner_mark.h"
 #include "files/path.h"
 #include "platform/trace.h"
-#include "rules/date_tokens.h"
 #include "rules/file_filters.h"
 
 namespace kavrel {
@@ -19,11 +18,13 @@ void TraceLeftOut(std::u16string_view why, std::u16string_view folder, std::u16s
 }
 
 /// Whether two folders with one mark are the same folder, reached in two ways, or one is a copy:
-/// then all that is in it was changed last when it was copied.
-bool IsSeenTwice(const Folder& one, const Folder& other) {
+/// then all that is in it was changed last when it was copied. `settled`: nobody changes the folder
+/// itself meanwhile, so that it tells, too.
+bool IsSeenTwice(const Folder& one, const Folder& other, bool settled) {
   // Many views pass the numbers on, and tell of changes a second late.
   const Result<FileStatus> first = one.Status(), second = other.Status();
   if (first && second && first->Id == second->Id) return true;
+  if (settled && first && second && first->Changed == second->Changed) return true;
   FolderReader reader(one);
   bool empty = true;
   while (const FolderEntry* entry = reader.Next()) {
@@ -32,13 +33,17 @@ bool IsSeenTwice(const Folder& one, const Folder& other) {
     const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
     if (a && b && LooksSame(*a, *b)) return true;
   }
-  return empty;
+  return empty && !settled;
 }
 
 }  // namespace
 
-Scope::Scope(const BackupJob& job, const ExclusionSet& rules, std::u16string_view own)
-    : rules_(&rules), own_path_(AddBackslash(own)), subfolders_(job.IncludeSubfolders) {
+Scope::Scope(const FileSystem& files, const BackupJob& job, const ExclusionSet& rules,
+             std::u16string_view own)
+    : system_(&files),
+      rules_(&rules),
+      own_path_(AddBackslash(own)),
+      subfolders_(job.IncludeSubfolders) {
   TakeTypes(job);
   TakeStates(job);
 }
@@ -73,9 +78,14 @@ void Scope::TakeTypes(const BackupJob& job) {
 
 void Scope::TakeStates(const BackupJob& job) {
   const std::u16string& entered = job.Destination.Path;
-  if (HasDateTags(entered) && PathStartsWith(entered, AddBackslash(job.Source.WorkPath))) {
-    own_states_ = DatedPath(entered).Fixed();
-  }
+  if (!HasDateTags(entered)) return;
+  dated_.emplace(entered);
+  if (PathStartsWith(entered, AddBackslash(job.Source.WorkPath))) own_states_ = dated_->Fixed();
+}
+
+bool Scope::IsNamedAsState(std::u16string_view name) const {
+  DatedPath::Moment moment;
+  return dated_ && dated_->Depth() > 0 && dated_->Takes(dated_->Depth() - 1, name, moment);
 }
 
 bool Scope::IsExcluded(std::u16string_view folder) const {
@@ -114,14 +124,21 @@ bool Scope::IsOwn(std::u16string_view path, const Folder& folder, const FileStat
 bool Scope::IsOwnByMark(std::u16string_view path, const Folder& folder) const {
   if (own_path_.empty()) return false;
   const bool may_be_state = MayHoldStates(path);
+  const std::u16string_view name = PathName(DropBackslash(path));
   // Through most things it bears its own name.
-  const bool may_be_view =
-      own_has_views_ || PathName(DropBackslash(path)) == PathName(DropBackslash(own_path_));
-  if (!may_be_state && !may_be_view) return false;
+  const bool may_be_view = own_has_views_ || name == PathName(DropBackslash(own_path_));
+  if (!may_be_state && !may_be_view && !IsNamedAsState(name)) return false;
   const Result<OwnerMark> mark = ReadOwnerMark(folder);
   if (!mark || !mark->Names(job_->Extras.Id)) return false;
-  return may_be_state ||
-         (IsSamePath(mark->Place, own_path_) && own_folder_ && IsSeenTwice(folder, *own_folder_));
+  if (may_be_state) return true;
+  if (IsSamePath(mark->Place, own_path_)) {
+    return own_folder_ && IsSeenTwice(folder, *own_folder_, false);
+  }
+  // A former state, reached by another way than that to the destination; or somebody's copy of one.
+  constexpr std::uint32_t kPatience = 3000;
+  if (!dated_ || !system_->Answers(mark->Place, kPatience)) return false;
+  const Result<Folder> made = system_->OpenFolder(mark->Place);
+  return made && IsSeenTwice(folder, *made, true);
 }
 
 bool Scope::IsOwnRoot(std::u16string_view path, const Folder& root) const {

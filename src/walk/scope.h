@@ -15,6 +15,7 @@
 #include "files/path.h"
 #include "files/path_set.h"
 #include "platform/files.h"
+#include "rules/date_tokens.h"
 #include "rules/exclusion_rules.h"
 
 namespace kavrel {
@@ -56,7 +57,8 @@ class Scope {
  public:
   /// What a plain run of the job copies, and its verification compares. `own` is the destination's
   /// path: no part of the source, should it lie in it. The arguments outlive the scope.
-  Scope(const BackupJob& job, const ExclusionSet& rules, std::u16string_view own);
+  Scope(const FileSystem& files, const BackupJob& job, const ExclusionSet& rules,
+        std::u16string_view own);
   /// What a run of the job packs: its file types and its size limit, no exclusion rules.
   static Scope OfArchive(const BackupJob& job);
   /// What a restore brings back: everything, or without `files` the folders alone. The backup may
@@ -76,7 +78,7 @@ class Scope {
   /// Whether the folder is the job's destination or lies in it: by its path as far as that tells,
   /// and where it is open by its identity, and by its mark where it may be seen through something
   /// that gives its folders other numbers; never by letters that two paths share. What the job's
-  /// former runs made of a destination with dates is part of it.
+  /// former runs made of a destination with dates is part of it, by whatever way it is seen here.
   bool IsOwn(std::u16string_view path, const Folder& folder, const FileStatus& status) const;
   /// The same of the walk's root, which may lie in the destination under any path.
   bool IsOwnRoot(std::u16string_view path, const Folder& root) const;
@@ -104,13 +106,16 @@ class Scope {
   void TakeStates(const BackupJob& job);
   bool IsOwnPath(std::u16string_view path) const;
   bool IsOwnByMark(std::u16string_view path, const Folder& folder) const;
+  bool IsNamedAsState(std::u16string_view name) const;
 
+  const FileSystem* system_ = nullptr;    ///< null: no folder is the job's own
   const BackupJob* job_ = nullptr;        ///< null: no file types and no size limit
   const ExclusionSet* rules_ = nullptr;   ///< null: none
   const PathSet* only_ = nullptr;         ///< null: everything
   std::vector<std::u16string> patterns_;  ///< empty: all names, or those that no pattern finds
   std::u16string own_path_;               ///< with its trailing separator; empty: none
   std::u16string own_states_;             ///< what holds all dated ones, likewise
+  std::optional<DatedPath> dated_;        ///< the destination, where it has dates
   FolderIdentity own_;
   const Folder* own_folder_ = nullptr;  ///< open, and the caller's
   bool own_has_views_ = false;  ///< the destination may be in the source under any name and number

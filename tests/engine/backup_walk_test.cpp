@@ -164,17 +164,31 @@ TEST_F(BackupWalkTest, DestinationInsideTheSourceIsNeverCopiedIntoItself) {
 }
 
 TEST_F(BackupWalkTest, WhatFormerRunsMadeInsideTheSourceIsNotBackedUp) {
-  WriteTestFile(Source() / "a", "x");
-  for (const BackupType type : {BackupType::Full, BackupType::Compressed}) {
-    BackupJob& job = AddJob(type);
-    if (job.Compressed && !Program.Archiver.Present()) continue;
-    job.Destination.Path = job.Compressed ? u"C:\\src\\zips\\<dd>\\" : u"C:\\src\\states\\<dd>\\";
-    for (int day = 1; day < 4; ++day) {
-      Clock.Set(*FromCivil(2009, 9, day, 1));
-      // The archives hold the three states, but none of those before.
-      EXPECT_EQ(Run(job).CopiedFiles, job.Compressed ? 4U : 1U) << day;
+  WriteTestFile(Source() / "sub" / "a", "x");
+  fs::create_directories(Source() / "linked");
+  fs::create_directory_symlink(Source() / "linked", Temp.DriveD() / "link");
+  std::uint32_t files = 1, linked = 0;
+  for (const std::u16string place : {u"C:\\src\\states\\", u"D:\\link\\"}) {
+    for (const BackupType type : {BackupType::Full, BackupType::Compressed}) {
+      BackupJob& job = AddJob(type);
+      if (job.Compressed && !Program.Archiver.Present()) continue;
+      job.Destination.Path = place + (job.Compressed ? u"z<dd>\\" : u"<dd>\\");
+      const std::uint32_t before = files;
+      if (!job.Compressed) linked = before;
+      for (int day = 1; day < 4; ++day, files += job.Compressed ? 1 : before) {
+        Clock.Set(*FromCivil(2009, 9, day, 1));
+        // What another job has made is a part of it, but nothing of its own runs before.
+        EXPECT_EQ(Run(job).CopiedFiles, before) << ToUtf8(job.Destination.Path) << day;
+      }
     }
   }
+  // A copy that somebody made of a state is a file like all others.
+  BackupJob& job = *std::ranges::find(Program.Store.Jobs, u"D:\\link\\<dd>\\",
+                                      [](const BackupJob& one) { return one.Destination.Path; });
+  const std::string state = (Source() / "linked" / "01").string();
+  ASSERT_EQ(std::system(("cp -a '" + state + "' '" + Source().string() + "/sub'").c_str()), 0);
+  Clock.Set(*FromCivil(2009, 9, 11, 1));
+  EXPECT_EQ(Run(job).CopiedFiles, files - 3 * linked + linked);
 }
 
 TEST_F(BackupWalkTest, WhetherRulesCountIsNeverGuessed) {

@@ -106,7 +106,7 @@ class ScopeTest : public testing::TestWithParam<bool>, protected TestProgram {
     const std::u16string backup = Program.DestinationNow(job), &source = job.Source.Path;
     TreeCount count(Program.Files, restore ? backup : source, restore ? source : backup,
                     restore ? Scope::OfRestore(job.IncludeSubfolders)
-                            : Scope(job, Program.Exclusions, backup));
+                            : Scope(Program.Files, job, Program.Exclusions, backup));
     while (!count.Advance(3)) {
     }
     return {count.Files(), count.Bytes()};

@@ -50,7 +50,8 @@ class TraverseTest : public testing::Test, protected TestProgram {
     Told told;
     told.Last = last;
     const std::u16string dest = u"C:\\src\\dst\\";
-    Traverse walk(Program.Files, u"C:\\src", dest, Scope(job_, Program.Exclusions, dest), told);
+    Traverse walk(Program.Files, u"C:\\src", dest,
+                  Scope(Program.Files, job_, Program.Exclusions, dest), told);
     while (!walk.Advance(slice)) {
     }
     return told;
