@@ -57,7 +57,7 @@ constexpr std::array<Column, 15> kColumns{{
     {TrLater(u"最後備份時間"), 150, kCentre, TrLater(u"最後備份時間："), -1, kLongestTime},
     {TrLater(u"下次備份時間"), 150, kCentre, TrLater(u"下次備份時間："), -1, kLongestTime},
     {TrLater(u"檔案壓縮"), 80, kCentre, TrLater(u"檔案壓縮備份："), 2},
-    {TrLater(u"壓縮加密"), 80, kCentre, TrLater(u"壓縮檔案加密："), 3},
+    {TrLater(u"壓縮加密"), 80, kCentre, TrLater(u"壓縮檔案加密："), 3, TrLater(u"不加密")},
     {TrLater(u"檔案同步"), 80, kCentre, TrLater(u"檔案同步備份："), 4},
     {TrLater(u"檔案回收"), 80, kCentre, TrLater(u"回收筒存放　："), 5},
     {TrLater(u"子目錄"), 60, kCentre, TrLater(u"備份子目錄　："), 6},

@@ -116,7 +116,7 @@ QGroupBox* JobTimePage::MakeWeekdays() {
   auto* frame = new QGroupBox(TrText(u"排除備份日期"));
   auto* grid = new QGridLayout(frame);
   for (int day = 1; day <= 7; ++day) {
-    const QString caption = QStringLiteral("%1(&%2)").arg(ToQString(WeekdayName(day))).arg(day);
+    const QString caption = QStringLiteral("%1(&%2)").arg(ShownText(WeekdayName(day))).arg(day);
     auto* box = new QCheckBox(caption);
     box->setObjectName(QStringLiteral("chkDOW%1").arg(day));
     connect(box, &QCheckBox::clicked, this, &JobTimePage::Changed);

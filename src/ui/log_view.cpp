@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/number.h"
+#include "base/screen_format.h"
 #include "base/text.h"
 #include "platform/desktop.h"
 #include "ui/frm_log.h"
@@ -29,17 +30,19 @@ struct Column {
   const char16_t* Caption;
   int Width;
   clsLictView::Align Alignment;
+  const char16_t* Longest = u"";  ///< a text that is to fit
 };
 constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentre;
 // The last one holds the log file's path and is never seen.
-constexpr Column kColumns[] = {{TrLaterIn("log column", u"備份排程名稱"), 280, kLeft},
-                               {TrLaterIn("log column", u"狀態"), 75, kCentre},
-                               {TrLaterIn("log column", u"總計"), 65, kCentre},
-                               {TrLaterIn("log column", u"備份"), 65, kCentre},
-                               {TrLaterIn("log column", u"失敗"), 65, kCentre},
-                               {TrLaterIn("log column", u"本次備份時間"), kTimeWidth, kCentre},
-                               {TrLaterIn("log column", u"下次備份時間"), kTimeWidth, kCentre},
-                               {TrLaterIn("log column", u"日誌檔名稱"), 0, kLeft}};
+constexpr Column kColumns[] = {
+    {TrLaterIn("log column", u"備份排程名稱"), 280, kLeft},
+    {TrLaterIn("log column", u"狀態"), 75, kCentre, TrLater(u"驗證中斷")},
+    {TrLaterIn("log column", u"總計"), 65, kCentre},
+    {TrLaterIn("log column", u"備份"), 65, kCentre},
+    {TrLaterIn("log column", u"失敗"), 65, kCentre},
+    {TrLaterIn("log column", u"本次備份時間"), kTimeWidth, kCentre, kLongestTime},
+    {TrLaterIn("log column", u"下次備份時間"), kTimeWidth, kCentre, kLongestTime},
+    {TrLaterIn("log column", u"日誌檔名稱"), 0, kLeft}};
 
 QString CaptionOf(const Column& column) {
   return ToQString(TrIn("log column", column.Caption));
@@ -54,8 +57,8 @@ QStringList ShownColumns(const LogRow& row) {
     shown += name ? ToQString(columns[i]) : ShownText(columns[i]);
   }
   // A time that is not known was written as one without a date.
-  if (row.Started == kZeroDate) shown[kStarted].clear();
-  if (row.NextRun == kZeroDate) shown[kNextRun].clear();
+  if (row.Started) shown[kStarted] = ToQString(ScreenDateOrNothing(*row.Started));
+  if (row.NextRun) shown[kNextRun] = ToQString(ScreenDateOrNothing(*row.NextRun));
   return shown;
 }
 
@@ -96,20 +99,15 @@ LogView::~LogView() {
 }
 
 void LogView::AddColumns() {
-  for (const Column& column : kColumns) {
-    const bool time = column.Width == kTimeWidth;
-    const int width = column.Width == 0
-                          ? 0
-                          : ColumnWidthFor(*view_.hwnd(), column.Width, CaptionOf(column),
-                                           time ? kLongestTime : u"");
-    view_.ColumnAdd(-1, width, {}, column.Alignment);
-  }
+  for (const Column& column : kColumns) view_.ColumnAdd(-1, column.Width, {}, column.Alignment);
   OnLanguage(this, [this] {
     int index = 0;
     for (const Column& column : kColumns) {
       const int width = view_.ColumnWidth(index);
-      if (width > 0)
-        view_.SetColumnWidth(index, ColumnWidthFor(*view_.hwnd(), width, CaptionOf(column), u""));
+      if (width > 0) {
+        view_.SetColumnWidth(
+            index, ColumnWidthFor(*view_.hwnd(), width, CaptionOf(column), column.Longest));
+      }
       view_.SetColumnText(index++, CaptionOf(column));
     }
     view_.SetAccessibleName(TrText(u"備份日誌清單"));
