@@ -229,8 +229,8 @@ bool FileSystem::Answers(std::u16string_view path, std::uint32_t milliseconds) c
     dup2(asking.Get(), 0);
     close_range(1, ~0U, 0);
     alarm(60);
-    // What the system remembers of an entry it tells by itself; room is asked of the server anew, for
-    // the nearest folder that is there.
+    // What the system remembers of an entry it tells by itself; room is asked of the server anew,
+    // for the nearest folder that is there.
     struct statfs room;
     char* const text = host->data();
     while (statfs(text, &room) != 0 && errno == ENOENT) {
