@@ -34,34 +34,37 @@ const Format& Current() {
   return found == std::end(kFormats) ? kFormats[0] : *found;
 }
 
+/// What a letter of a pattern stands for; nothing for any other character.
+std::optional<int> PartOf(char16_t letter, const CivilTime& time) {
+  switch (letter) {
+    case u'y':
+      return time.Year;
+    case u'm':
+      return time.Month;
+    case u'd':
+      return time.Day;
+    case u'H':
+      return time.Hour;
+    case u'M':
+      return time.Minute;
+    case u'S':
+      return time.Second;
+    default:
+      return std::nullopt;
+  }
+}
+
 std::u16string Written(std::u16string_view pattern, const CivilTime& time) {
   std::u16string text;
   for (std::size_t i = 0; i < pattern.size(); ++i) {
-    const char16_t part = pattern[i];
+    const char16_t letter = pattern[i];
     const std::size_t from = i;
-    while (i + 1 < pattern.size() && pattern[i + 1] == part) ++i;
-    const int digits = static_cast<int>(i - from + 1);
-    switch (part) {
-      case u'y':
-        text += Decimal(time.Year, 4);
-        break;
-      case u'm':
-        text += Decimal(time.Month, digits);
-        break;
-      case u'd':
-        text += Decimal(time.Day, digits);
-        break;
-      case u'H':
-        text += Decimal(time.Hour, digits);
-        break;
-      case u'M':
-        text += Decimal(time.Minute, digits);
-        break;
-      case u'S':
-        text += Decimal(time.Second, digits);
-        break;
-      default:
-        text += part;
+    while (i + 1 < pattern.size() && pattern[i + 1] == letter) ++i;
+    const int digits = letter == u'y' ? 4 : static_cast<int>(i - from + 1);
+    if (const std::optional<int> part = PartOf(letter, time)) {
+      text += Decimal(*part, digits);
+    } else {
+      text += letter;
     }
   }
   return text;
