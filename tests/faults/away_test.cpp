@@ -286,17 +286,28 @@ TEST_P(AwayTest, ADiskInsideTheDestinationIsAskedAboutWheneverItGoes) {
 INSTANTIATE_TEST_SUITE_P(, AwayTest, testing::Values("full", "differential", "sync", "compressed"),
                          [](const auto& test) { return std::string(test.param); });
 
+/// A job into a folder of its source that it sees through another program, by another number.
+struct ViewedJob : RealJob {
+  ViewedJob() {
+    Source = Temp.Root() / "s";
+    Dest = View / "backup";
+    WriteTestFile(Source / "a", "x");
+    fs::create_directories(Source / "backup");
+    fs::create_directories(View);
+    IsSeen = access("/usr/bin/bindfs", X_OK) == 0 &&
+             RunCommand({"/usr/bin/bindfs", Source, View}).ExitCode == 0;
+  }
+  ~ViewedJob() {
+    if (IsSeen) RunCommand({"/bin/umount", "-l", View});
+  }
+  const fs::path View = Temp.Root() / "view";
+  bool IsSeen = false;
+};
+
 /// The same folder by a way on which it has another number.
 TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
-  if (access("/usr/bin/bindfs", X_OK) != 0) GTEST_SKIP() << "no bindfs";
-  RealJob job;
-  job.Source = job.Temp.Root() / "s";
-  WriteTestFile(job.Source / "a", "x");
-  fs::create_directories(job.Source / "backup");
-  const fs::path view = job.Temp.Root() / "view";
-  fs::create_directories(view);
-  if (RunCommand({"/usr/bin/bindfs", job.Source, view}).ExitCode != 0) GTEST_SKIP() << "no FUSE";
-  job.Dest = view / "backup";
+  ViewedJob job;
+  if (!job.IsSeen) GTEST_SKIP() << "no bindfs, or no FUSE";
   job.Make("full");
   for (int run = 0; run < 2; ++run) {
     EXPECT_EQ(job.Run().ExitCode, 0);
@@ -318,7 +329,8 @@ TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
   EXPECT_EQ(RunCommand({"/bin/cp", "-a", job.Dest, job.Source / "old"}).ExitCode, 0);
   fs::create_directories(job.Source / "copies");
   fs::rename(job.Source / "old", job.Source / "copies" / "backup");
-  ASSERT_EQ(ctl({"edit", "J", "--source", view, "--dest", job.Source / "backup", "--adopt"}), 0);
+  ASSERT_EQ(ctl({"edit", "J", "--source", job.View, "--dest", job.Source / "backup", "--adopt"}),
+            0);
   for (int run = 0; run < 2; ++run) {
     EXPECT_EQ(ctl({"run", "J"}), 0);
     EXPECT_FALSE(fs::exists(job.Source / "backup" / "backup")) << "copied into itself";
@@ -330,24 +342,13 @@ TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
   EXPECT_EQ(ctl({"restore", "J"}), 0);
   EXPECT_EQ(ReadTestFile(job.Source / "a"), "x");
   EXPECT_EQ(ReadTestFile(job.Source / "backup" / "a"), "x");
-  RunCommand({"/bin/umount", "-l", view});
 }
 
 TEST(RelayedTest, AnArchiveSeenThroughAnotherProgramIsNotPackedIntoTheNext) {
-  if (access("/usr/bin/bindfs", X_OK) != 0) GTEST_SKIP() << "no bindfs";
-  RealJob job;
-  job.Source = job.Temp.Root() / "s";
-  WriteTestFile(job.Source / "a", "x");
-  fs::create_directories(job.Source / "backup");
-  const fs::path view = job.Temp.Root() / "view";
-  fs::create_directories(view);
-  if (RunCommand({"/usr/bin/bindfs", job.Source, view}).ExitCode != 0) GTEST_SKIP() << "no FUSE";
-  job.Dest = view / "backup";
+  ViewedJob job;
+  if (!job.IsSeen) GTEST_SKIP() << "no bindfs, or no FUSE";
   job.Make("compressed");
-  if (job.Run().ExitCode != 0) {
-    RunCommand({"/bin/umount", "-l", view});
-    GTEST_SKIP() << "no archive program";
-  }
+  if (job.Run().ExitCode != 0) GTEST_SKIP() << "no archive program";
   const fs::path archive = fs::directory_iterator(job.Source / "backup")->path();
   const auto packs = [&](const std::string& name) {
     const std::string plan = RunCommand({KAVRELCTL, "--home", job.Home, "preview", "J"}).Output;
@@ -359,7 +360,6 @@ TEST(RelayedTest, AnArchiveSeenThroughAnotherProgramIsNotPackedIntoTheNext) {
   RunCommand({"/bin/cp", "-a", archive, job.Source});
   EXPECT_TRUE(packs(" " + archive.filename().string()));
   EXPECT_FALSE(packs("backup/" + archive.filename().string()));
-  RunCommand({"/bin/umount", "-l", view});
 }
 
 TEST(RelayedTest, AServerThatHangsHoldsUpNothingThatNeedsNoDisk) {
