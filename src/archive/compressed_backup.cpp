@@ -130,9 +130,7 @@ class ListBuilder final : private TreeVisitor {
     const Result<OwnerMark> mark = ReadOwnerMark(folder, is_mark ? MarkedArchive(name) : name);
     if (!mark || !mark->Names(job_.Extras.Id)) return false;
     if (may_hold_states) return true;
-    constexpr std::uint32_t kPatience = 3000;
-    if (!context_.Files.Answers(PathFolder(mark->Place), kPatience)) return false;
-    const Result<Folder> place = context_.Files.OpenFolder(PathFolder(mark->Place));
+    const Result<Folder> place = OpenMarked(context_.Files, PathFolder(mark->Place));
     return place && IsIn(*place, name, *status);
   }
   static bool IsIn(const Folder& folder, std::u16string_view name, const FileStatus& status) {

@@ -15,9 +15,6 @@ namespace kavrel {
 
 namespace {
 
-/// Milliseconds for a place that a mark names: it may be on a server that is of no use to the run.
-constexpr std::uint32_t kPatience = 3000;
-
 bool IsEmpty(const Folder& folder) {
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
@@ -34,7 +31,7 @@ std::vector<OwnerMark::Owner> StrangersOf(const FileSystem& files, const OwnerMa
   std::erase_if(others, [&](const OwnerMark::Owner& owner) {
     return IsSamePath(owner.Source, job.Source.Path) ||
            (owner.Id == job.Extras.Id && mark.IsAlone(owner.Id) &&
-            files.Answers(owner.Source, kPatience) && !files.FolderExists(owner.Source));
+            files.Answers(owner.Source, kMarkPatience) && !files.FolderExists(owner.Source));
   });
   return others;
 }
@@ -105,8 +102,7 @@ OwnerMark::Owner OwnerOf(const BackupJob& job) {
 bool IsNamedPlace(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
                   std::u16string_view path) {
   if (IsSamePath(mark.Place, path)) return true;
-  if (!files.Answers(mark.Place, kPatience)) return false;
-  const Result<FileStatus> there = StatusOf(files.OpenFolder(mark.Place));
+  const Result<FileStatus> there = StatusOf(OpenMarked(files, mark.Place));
   return there && IdentityOf(folder).Is(*there);
 }
 
@@ -115,11 +111,9 @@ bool IsNamedPlace(const FileSystem& files, const Folder& folder, const OwnerMark
 bool IsOriginal(const FileSystem& files, const Folder& folder, const OwnerMark& mark,
                 std::u16string_view archive, std::u16string_view path) {
   if (IsSamePath(mark.Place, path)) return true;
-  // A server that does not answer is not there.
-  if (!files.Answers(mark.Place, kPatience)) return true;
   const std::u16string_view name = archive.empty() ? archive : PathName(mark.Place);
   const Result<Folder> place =
-      files.OpenFolder(archive.empty() ? std::u16string_view(mark.Place) : PathFolder(mark.Place));
+      OpenMarked(files, archive.empty() ? std::u16string_view(mark.Place) : PathFolder(mark.Place));
   const Result<FileStatus> there = StatusOf(place);
   if (!there) return true;
   // A link may lead to the same place.

@@ -213,6 +213,11 @@ ErrorCode WriteOwnerMark(const Folder& folder, const OwnerMark& mark, std::u16st
   return IsNotFound(remarked) ? WriteMarkFile(folder, mark, archive) : remarked;
 }
 
+Result<Folder> OpenMarked(const FileSystem& files, std::u16string_view place) {
+  return files.Answers(place, kMarkPatience) ? files.OpenFolder(place)
+                                             : Result<Folder>::Fail(kErrNotFound);
+}
+
 ErrorCode MoveMarkToFile(const Folder& folder) {
   const Result<OwnerMark> mark = ParseOr(folder.ReadRemark({}));
   return mark ? WriteMarkFile(folder, *mark, {}) : mark.Error;

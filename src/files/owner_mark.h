@@ -74,6 +74,11 @@ ErrorCode WriteOwnerMark(const Folder& folder, const OwnerMark& mark,
 /// Makes room for what else the folder is to hold: a mark that is a remark on it becomes a file in
 /// it. IsNotFound when there is none.
 ErrorCode MoveMarkToFile(const Folder& folder);
+/// Milliseconds for a place that a mark names: it may be on a server that is of no use to the run.
+inline constexpr std::uint32_t kMarkPatience = 3000;
+/// The folder at such a place. A server that does not answer is not there.
+Result<Folder> OpenMarked(const FileSystem& files, std::u16string_view place);
+
 /// Removes half a file that a killed run has left.
 void DropHalfMark(const Folder& folder, std::u16string_view archive = {});
 

@@ -135,9 +135,8 @@ bool Scope::IsOwnByMark(std::u16string_view path, const Folder& folder) const {
     return own_folder_ && IsSeenTwice(folder, *own_folder_, false);
   }
   // A former state, reached by another way than that to the destination; or somebody's copy of one.
-  constexpr std::uint32_t kPatience = 3000;
-  if (!dated_ || !system_->Answers(mark->Place, kPatience)) return false;
-  const Result<Folder> made = system_->OpenFolder(mark->Place);
+  if (!dated_) return false;
+  const Result<Folder> made = OpenMarked(*system_, mark->Place);
   return made && IsSeenTwice(folder, *made, true);
 }
 
