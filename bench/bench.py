@@ -244,8 +244,55 @@ def verify(bench):
                     "rsync -nac": lambda _: run("rsync", "-nac", source + "/", dest)})
 
 
+def states(bench):
+    """A further dated folder, beside those of the pairs before it, which each program made itself."""
+    for title, share in (("nothing changed", None), ("1 % changed", 100)):
+        source, ours_in = bench.fresh("source"), bench.fresh("dated")
+        corpus.small_files(source, 40000)
+        files = sorted(os.path.join(folder, name)
+                       for folder, _, names in os.walk(source) for name in names)
+        bench.job(title, "differential", source, ours_in + "/<yyyy>-<mm>-<dd> <hh><nn><ss>")
+        command = [KAVRELCTL, "--home", bench.home, "run", title]
+        Run(command)
+        former = {}
+
+        def ours(_):
+            if share:
+                for name in files[bench.count % share::share]:
+                    with open(name, "ab") as file:
+                        file.write(b"+")
+            time.sleep(1)  # Each folder is named after its second.
+            run = Run(command)
+            bench.same(source, os.path.join(ours_in, max(os.listdir(ours_in))))
+            return run
+
+        def peer(name, make):
+            def run(dest):
+                if name not in former:
+                    subprocess.run(["cp", "-a", source, former.setdefault(name, bench.fresh("first"))],
+                                   check=True)
+                result = bench.peer(make(former[name], dest), dest)
+                former[name] = dest
+                return result
+            return run
+        commands = {"rsync -a --link-dest": lambda last, dest:
+                    ["rsync", "-a", "--link-dest=" + last, source + "/", dest]}
+        if not share:
+            commands["cp -al"] = lambda last, dest: ["cp", "-al", last, dest]
+        peers = {name: peer(name, make) for name, make in commands.items()}
+        repository = bench.fresh("restic")
+        os.environ.update(RESTIC_PASSWORD="x", RESTIC_REPOSITORY=repository,
+                          XDG_CACHE_HOME=bench.fresh("cache"))
+        if shutil.which("restic"):
+            for first in (["init"], ["backup", source]):
+                subprocess.run(["restic", "-q", *first], check=True)
+            peers["restic backup"] = lambda _: bench.peer(["restic", "-q", "backup", source],
+                                                          repository)
+        bench.line("new dated folder, 40,000 small files, " + title, ours, peers)
+
+
 LINES = {line.__name__: line
-         for line in (small, unchanged, mirror, big, real, restore, compressed, verify)}
+         for line in (small, unchanged, mirror, big, real, restore, compressed, verify, states)}
 
 
 def main():

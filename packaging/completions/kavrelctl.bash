@@ -73,6 +73,8 @@ _kavrelctl() {
     return
     ;;
   --type) words=(full differential sync compressed) ;;
+  --link-states) words=(auto off hard reflink) ;;
+  --unfinished-name) words=(on off) ;;
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;
   --progress) words=(auto none json) ;;

@@ -36,6 +36,7 @@ ExitCode CodeOfBackup(const RunContext& context, const BackupJob& job) {
   const ExitCode code = CodeOfRun(context.Report.Outcome, job, context.Report.Counters);
   const bool none = code == kSomeFailed && job.LastRunResult.FailedFiles > 0 &&
                     !context.Files.FolderExists(job.Destination.WorkPath) &&
+                    !context.Files.FolderExists(UnfinishedPath(job.Destination.WorkPath)) &&
                     !context.Exclusions.IsFolderExcluded(job.Source.Path);
   return none ? kNoPlace : code;
 }

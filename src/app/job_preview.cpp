@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/program.h"
+#include "app/state_forecast.h"
 #include "base/text.h"
 #include "base/translation.h"
 #include "engine/run_driver.h"
@@ -129,6 +130,7 @@ JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJ
   if (form.Type == BackupType::Compressed) {
     preview.Destination = JoinPath(folder, ArchiveStamp(at_next_run.Now()) + u".7z");
   }
+  if (!IsOnNetwork(program, folder)) preview.States = StateForecast(program, job);
   std::u16string warning = CheckMounted(program, folder);
   if (warning.empty() && !Trim(form.Source).empty()) {
     warning = CheckPlaces(program, job.Source.Path, AddBackslash(folder));

@@ -16,6 +16,8 @@ struct JobPreview {
   std::u16string Destination;
   /// The next three times that it is due, as if it were switched on; fewer when it never is.
   std::vector<DateTime> Due;
+  /// StateForecast; empty as well on the network.
+  std::u16string States;
   /// What the user may not have meant, in words.
   std::vector<std::u16string> Warnings;
 };

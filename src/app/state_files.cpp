@@ -14,7 +14,7 @@ namespace kavrel {
 
 namespace {
 
-void ReadFolder(const Folder& folder, const std::u16string& path, StateFiles& found) {
+void ReadFolder(const Folder& folder, const std::u16string& path, StateListing& found) {
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
     if (entry->Kind == FileKind::Special || (path.empty() && IsOwnerMark(entry->Name))) continue;
@@ -135,9 +135,9 @@ class MoveFinder {
 
 }  // namespace
 
-std::optional<StateFiles> ReadState(const FileSystem& files, const SevenZipLibrary& archiver,
-                                    const JobState& state) {
-  StateFiles found;
+std::optional<StateListing> ReadState(const FileSystem& files, const SevenZipLibrary& archiver,
+                                      const JobState& state) {
+  StateListing found;
   if (state.IsArchive) {
     const auto archive = archiver.SevenZipOpenArchive(state.Unit);
     if (!archive) return std::nullopt;
@@ -193,8 +193,8 @@ FileVersions VersionsOf(const FileSystem& files, const SevenZipLibrary& archiver
 }
 
 std::vector<StateDifference> CompareStates(const FileSystem& files, const JobState& from,
-                                           const StateFiles& from_files, const JobState& to,
-                                           const StateFiles& to_files) {
+                                           const StateListing& from_files, const JobState& to,
+                                           const StateListing& to_files) {
   std::vector<StateDifference> found;
   std::vector<const StateFile*> removed, added;
   auto before = from_files.Files.begin();

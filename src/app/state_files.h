@@ -24,12 +24,12 @@ struct StateFile {
 
 /// All files of a state in the order of their paths; nothing when its folder or its archive cannot
 /// be read. `Unread` folders could not be looked through.
-struct StateFiles {
+struct StateListing {
   std::vector<StateFile> Files;
   std::uint32_t Unread = 0;
 };
-std::optional<StateFiles> ReadState(const FileSystem& files, const SevenZipLibrary& archiver,
-                                    const JobState& state);
+std::optional<StateListing> ReadState(const FileSystem& files, const SevenZipLibrary& archiver,
+                                      const JobState& state);
 
 /// One file as some of the states have it: of one size, written at one time.
 struct FileVersion {
@@ -55,7 +55,7 @@ struct StateDifference {
 /// What is different in `to`, in the order of the paths. Files of one size that were written at one
 /// time are the same; one of content that another path had, and not any more, was moved.
 std::vector<StateDifference> CompareStates(const FileSystem& files, const JobState& from,
-                                           const StateFiles& from_files, const JobState& to,
-                                           const StateFiles& to_files);
+                                           const StateListing& from_files, const JobState& to,
+                                           const StateListing& to_files);
 
 }  // namespace kavrel

@@ -5,6 +5,7 @@
 #include "app/job_preview.h"
 #include "app/job_status.h"
 #include "app/reach.h"
+#include "app/state_forecast.h"
 #include "base/number.h"
 #include "base/screen_format.h"
 #include "base/text.h"
@@ -135,6 +136,8 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
           {"keep_newest", job.Extras.KeepNewest},
           {"verify_after_run", job.Extras.VerifyAfterRun},
           {"keep_hard_links", job.Extras.KeepHardLinks},
+          {"link_states", JsonText(LinkStatesWord(job.Extras.LinkStates))},
+          {"unfinished_name", job.Extras.UnfinishedName},
           {"missing_disks", JsonText(MissingDisks(session, job, reach))},
           {"paused", session.Program().Pause.End().has_value()},
           {"status", StatusWord(status.Word)},
@@ -170,6 +173,8 @@ void ShowAsText(Session& session, const BackupJob& job) {
       {TrCell(u"保留備份份數："), Shown(KeepText(job.Extras))},
       {TrCell(u"備份後驗證　："), on_off(job.Extras.VerifyAfterRun)},
       {TrCell(u"保留硬連結　："), on_off(job.Extras.KeepHardLinks)},
+      {TrCell(u"備份共用檔案："), Shown(LinkStatesText(job.Extras.LinkStates))},
+      {TrCell(u"完成後才命名："), on_off(job.Extras.UnfinishedName)},
   });
 }
 

@@ -104,6 +104,20 @@ void Set(std::optional<bool> option, bool& field) {
   if (option) field = *option;
 }
 
+std::string ReadStateOptions(const JobOptions& options, ExtraSettings& extras) {
+  if (options.LinkStates) {
+    const auto how = ParseLinkStates(FromUtf8(*options.LinkStates));
+    if (!how) return Tr("--link-states takes auto, off, hard or reflink");
+    extras.LinkStates = *how;
+  }
+  if (options.UnfinishedName) {
+    const bool on = *options.UnfinishedName == "on";
+    if (!on && *options.UnfinishedName != "off") return Tr("--unfinished-name takes on or off");
+    extras.UnfinishedName = on;
+  }
+  return {};
+}
+
 }  // namespace
 
 void JobOptions::AddTo(CLI::App& command) {
@@ -147,13 +161,19 @@ void JobOptions::AddTo(CLI::App& command) {
             Tr("Compare both sides after every run"));
   AddSwitch(command, "--hard-links,!--no-hard-links", HardLinks,
             Tr("Keep files of several names linked in the copy (default)"));
+  command.add_option(
+      "--link-states", LinkStates,
+      Tr("How a new dated folder gets what is the same in the one before: auto (default: "
+         "differential and sync share blocks or link, full copies), off, hard, reflink"));
+  command.add_option("--unfinished-name", UnfinishedName,
+                     Tr("on (default) or off: a dated folder bears .unfinished until it is whole"));
 }
 
 bool JobOptions::Any() const {
   const auto given = [](const auto&... options) { return (options.has_value() || ...); };
   return given(Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard, ExcludeTypes,
                Subfolders, SourceFolder, Recycle, Enable, SpaceCheck, VerifyAfter, HardLinks,
-               MaxSizeKB, GuardMin, Keep) ||
+               MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName) ||
          NoLimit || PasswordStdin || NoPassword || Adopt;
 }
 
@@ -188,6 +208,7 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
   Set(options.SpaceCheck, extras.CheckSpace);
   Set(options.VerifyAfter, extras.VerifyAfterRun);
   Set(options.HardLinks, extras.KeepHardLinks);
+  if (!(error = ReadStateOptions(options, extras)).empty()) return error;
   if (options.NoPassword) form.UsePassword = false;
   if (options.Recycle.value_or(false) && form.Type != BackupType::Synchronise) {
     return Tr("--recycle goes with --type sync");

@@ -14,7 +14,8 @@ class App;
 namespace kavrel {
 
 struct JobOptions {
-  std::optional<std::string> Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard;
+  std::optional<std::string> Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard,
+      LinkStates, UnfinishedName;
   std::optional<bool> ExcludeTypes, Subfolders, SourceFolder, Recycle, Enable, SpaceCheck,
       VerifyAfter, HardLinks;
   std::optional<std::int32_t> MaxSizeKB, GuardMin, Keep;

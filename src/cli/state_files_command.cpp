@@ -126,7 +126,7 @@ int CompareJobStates(Session& session, const std::string& name, const std::strin
   const Program& program = session.Program();
   const std::vector<JobState> states = ListStates(program.Context, *job);
   std::size_t picked[2];
-  std::optional<StateFiles> files[2];
+  std::optional<StateListing> files[2];
   bool whole = true;
   for (int side = 0; side < 2; ++side) {
     ExitCode code = kDone;

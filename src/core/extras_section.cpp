@@ -31,10 +31,15 @@ constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"CheckSpace", &JobExtras::CheckSpace},
                                      {u"VerifyAfterRun", &JobExtras::VerifyAfterRun},
                                      {u"KeepHardLinks", &JobExtras::KeepHardLinks},
+                                     {u"UnfinishedName", &JobExtras::UnfinishedName},
                                      {u"NotBegun", &JobExtras::NotBegun},
                                      {u"Unseen", &JobExtras::Unseen},
                                      {u"Bad", &JobExtras::Bad},
                                      {u"Adopt", &JobExtras::Adopt}};
+constexpr std::u16string_view kLinkStates = u"LinkStates";
+/// As the command line spells them, too.
+constexpr std::u16string_view kLinkStatesWords[kLinkStatesChoices] = {u"auto", u"off", u"hard",
+                                                                      u"reflink"};
 struct NumberField {
   std::u16string_view Name;
   std::int32_t JobExtras::*Field;
@@ -206,6 +211,10 @@ std::optional<bool> ParseOwn(std::u16string_view name, std::u16string_view value
     const auto date = ParseDateTime(value);
     return extras.*field.Field = date.value_or(kZeroDate), date.has_value();
   }
+  if (name == kLinkStates) {
+    const auto how = ParseLinkStates(value);
+    return extras.LinkStates = how.value_or(LinkStates::Auto), how.has_value();
+  }
   if (name == kUnbegun) return ParseUnbegun(value, extras);
   if (name == kFormer) return ParseFormer(value, extras);
   return std::nullopt;
@@ -217,8 +226,8 @@ bool ComesOnce(std::u16string_view name) {
     return std::any_of(std::begin(fields), std::end(fields),
                        [&](const auto& field) { return field.Name == name; });
   };
-  return name == kLike || name == kStateFiles || among(kSwitches) || among(kNumbers) ||
-         among(kTexts) || among(kDates) || among(kPlaceTexts) || among(kBytes) ||
+  return name == kLike || name == kLinkStates || name == kStateFiles || among(kSwitches) ||
+         among(kNumbers) || among(kTexts) || among(kDates) || among(kPlaceTexts) || among(kBytes) ||
          std::find(std::begin(kKeyNames), std::end(kKeyNames), name) != std::end(kKeyNames);
 }
 
@@ -230,6 +239,17 @@ bool IsName(std::u16string_view text) {
 }
 
 }  // namespace
+
+std::u16string_view LinkStatesWord(LinkStates how) {
+  return kLinkStatesWords[static_cast<std::size_t>(how)];
+}
+
+std::optional<LinkStates> ParseLinkStates(std::u16string_view word) {
+  for (std::size_t i = 0; i < kLinkStatesChoices; ++i) {
+    if (word == kLinkStatesWords[i]) return static_cast<LinkStates>(i);
+  }
+  return std::nullopt;
+}
 
 ExtrasKey ExtrasKeyOf(const BackupJob& job) {
   return {KeptName(OneLine(job.Name)), OneLine(job.Source.Path), OneLine(job.Destination.Path)};
@@ -275,6 +295,9 @@ std::u16string FormatExtrasSection(const BackupJob& job) {
   }
   for (const auto& [name, field] : kDates) {
     if (extras.*field != kZeroDate) AddExtrasLine(text, name, DateTimeText(extras.*field));
+  }
+  if (extras.LinkStates != defaults.LinkStates) {
+    AddExtrasLine(text, kLinkStates, LinkStatesWord(extras.LinkStates));
   }
   for (const UnbegunRun& run : extras.Unbegun) AddExtrasLine(text, kUnbegun, FormatUnbegun(run));
   AddPlaces(text, extras);

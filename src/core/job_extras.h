@@ -2,13 +2,28 @@
 // have to remember for them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/date_time.h"
 
 namespace kavrel {
+
+/// How a new dated folder gets what is the same in the one before.
+enum class LinkStates : std::uint8_t {
+  Auto,     ///< sharing blocks, else as one more name; full jobs copy
+  Off,      ///< copied
+  Hard,     ///< as one more name, else copied
+  Reflink,  ///< sharing blocks, else copied
+};
+inline constexpr std::size_t kLinkStatesChoices = 4;
+/// "auto", "off", "hard" or "reflink".
+std::u16string_view LinkStatesWord(LinkStates how);
+std::optional<LinkStates> ParseLinkStates(std::u16string_view word);
 
 /// What the user chooses.
 struct ExtraSettings {
@@ -20,6 +35,8 @@ struct ExtraSettings {
   std::int32_t KeepNewest = 0;  ///< dated folders or archives that are kept; 0 = all
   bool VerifyAfterRun = false;
   bool KeepHardLinks = true;  ///< a file of several names gets one copy of several names
+  kavrel::LinkStates LinkStates = kavrel::LinkStates::Auto;
+  bool UnfinishedName = true;  ///< a dated folder gets its name when it is whole
 
   bool operator==(const ExtraSettings&) const = default;
 };

@@ -24,6 +24,11 @@ struct RunCounters {
   bool operator==(const RunCounters&) const = default;
 };
 
+/// Files in the dated folder or archive that a run with these counters makes.
+inline std::uint64_t FilesOfState(const RunCounters& counters) {
+  return std::uint64_t{counters.CopiedFiles} + counters.UnchangedFiles;
+}
+
 /// Whether the run has dealt with all that it came to: nothing failed and no file stayed unseen.
 inline bool IsComplete(const RunCounters& counters) {
   return counters.FailedFiles == 0 && counters.UnseenFiles == 0;

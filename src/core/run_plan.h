@@ -74,7 +74,8 @@ struct RunPlan final : RunNotes {
     Steps,   ///< and every step
   };
   Level Depth = Level::Steps;
-  bool OfRestore = false;  ///< what is the source to the steps is the backup
+  std::uint64_t Enough = 0;  ///< files after which nobody wants to know more; 0: all
+  bool OfRestore = false;    ///< what is the source to the steps is the backup
   std::vector<PlanStep> Steps;
   /// Why the run would stop and ask, or could not write, in words.
   std::vector<std::u16string> Warnings;

@@ -57,7 +57,7 @@ Effects::Rights Effects::RightsOf(const FileStatus& source, const FileStatus& de
 }
 
 void Effects::NoteLeft(const FileTurn& file, bool again) {
-  if (file.Source.Links > 1) {
+  if (links_.HasSeveral(file.Source)) {
     NoteFirst(file.Pair, file.Paths, file.Name, {}, file.Source, file.Dest);
   }
   if (file.Dest->Links > 1 && !again) links_.NoteOwner(file.Source, *file.Dest);

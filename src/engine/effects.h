@@ -70,6 +70,9 @@ class Effects {
   virtual std::unique_ptr<CopyAhead> WorkAhead(const FolderPair& /*root*/, CopyAhead::Judge) {
     return nullptr;
   }
+  /// The first in the row was made ahead from the former state: takes it over. False where it was
+  /// not, so that it has yet to be decided.
+  virtual bool TakeShared(const FolderPair&, WalkPaths&, CopyAhead&) { return false; }
   /// Takes over the copy of the first in the row.
   virtual void TakeAhead(const FolderPair&, WalkPaths&, std::u16string_view /*name*/, CopyAhead&) {}
 
@@ -101,6 +104,9 @@ class Effects {
   /// Makes it one more name of another copy; false, with nothing done, where that cannot be. One
   /// that is `equal` has a copy of its own that is as good.
   virtual bool Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) = 0;
+  /// Makes it from its copy in the former state, which has its content; false, with nothing done,
+  /// where that cannot be. It counts as unchanged.
+  virtual bool TakeFormer(const FileTurn&, const FormerCopy&) { return false; }
   /// One that another of the job's patterns has found before. True when it has been dealt with,
   /// since its copy cannot be looked at.
   virtual bool TakesAgain(const FileStatus& /*source*/, bool /*compare*/) { return false; }
@@ -129,6 +135,7 @@ class Effects {
 
   // Files of several names.
   HardLinks& Links() { return links_; }
+  const HardLinks& Links() const { return links_; }
   /// `file` has been left as it is; it may be the first of several names.
   void NoteLeft(const FileTurn& file, bool again);
 

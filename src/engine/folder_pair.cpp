@@ -35,8 +35,12 @@ bool IsKeptByDisk(const Folder& folder, std::u16string_view name) {
   return BelongsToDisk(name) && IsTopOfDisk(folder);
 }
 
-WalkPaths::WalkPaths(std::u16string_view source, std::u16string_view dest)
-    : source_(AddBackslash(source)), dest_(AddBackslash(dest)), root_length_(source_.size()) {}
+WalkPaths::WalkPaths(std::u16string_view source, std::u16string_view dest,
+                     std::u16string_view dest_place)
+    : source_(AddBackslash(source)),
+      dest_(AddBackslash(dest)),
+      dest_place_(dest_place.empty() ? dest_ : AddBackslash(dest_place)),
+      root_length_(source_.size()) {}
 
 std::u16string_view WalkPaths::SourceOf(std::u16string_view name) {
   scratch_.assign(source_);
@@ -92,7 +96,8 @@ void OpenDest(const FileSystem& files, const FolderPair* parent, std::u16string_
     pair.DestError = kErrNotFound;
     return;
   }
-  Result<Folder> dest = parent ? parent->Dest.OpenFolder(name) : files.OpenFolder(paths.Dest());
+  Result<Folder> dest =
+      parent ? parent->Dest.OpenFolder(name) : files.OpenFolder(paths.DestPlace());
   pair.DestError = dest.Error;
   if (dest) pair.Dest = std::move(*dest);
   pair.KeptByDisk = parent && (parent->KeptByDisk || IsKeptByDisk(parent->Dest, name));
@@ -103,10 +108,10 @@ namespace {
 /// A new root is for its owner alone, like all that is made below it, until it gets the permissions
 /// of the source's. A source that is the top of a disk gives it none.
 Result<Folder> MakeRoot(const FileSystem& files, const WalkPaths& paths) {
-  const std::u16string_view path = DropBackslash(paths.Dest());
+  const std::u16string_view path = DropBackslash(paths.DestPlace());
   const std::u16string_view above = PathFolder(path);
   if (IsRootPath(paths.Source()) || above.empty() || above.size() >= path.size()) {
-    return files.MakeFolders(paths.Dest());
+    return files.MakeFolders(paths.DestPlace());
   }
   const Result<Folder> parent = files.MakeFolders(above);
   return parent ? parent->MakeFolder(PathName(path)) : Result<Folder>::Fail(parent.Error);

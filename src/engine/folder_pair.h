@@ -21,7 +21,7 @@ struct UnnamedFolder {
   std::uint32_t Files = 0;   ///< copied into it, pending or not
   std::uint64_t Staged = 0;  ///< their bytes
   /// What of them is counted as done, for the case that the folder cannot get its name.
-  std::uint32_t Copied = 0, Warnings = 0;
+  std::uint32_t Copied = 0, Warnings = 0, Unchanged = 0;
   std::uint64_t Bytes = 0;
   bool Spoilt = false;  ///< it holds something that must not get a name
 };
@@ -59,6 +59,11 @@ struct FolderPair {
   std::u16string_view Name;  ///< in it, and kept by the walk, too
   std::u16string MadeAs;     ///< the temporary name that the destination was made under
   mutable std::shared_ptr<DestPlace> Place;  ///< once somebody needs it
+  /// What the source folder became in the former state (engine/former_state.h); closed where that
+  /// does not have it. What bears the same name in both may be the same.
+  Folder Former;
+  std::uint64_t FormerAt = 0;  ///< the former folder in that state's record
+  std::uint64_t RecordAt = 0;  ///< this one in the record that is being written
 };
 
 /// Whether a folder that lies in `dest` may be a left-over of a backup. Neither one that the source
@@ -74,10 +79,14 @@ bool IsKeptByDisk(const Folder& folder, std::u16string_view name);
 /// a deep tree does not hold a copy of its path for every level.
 class WalkPaths {
  public:
-  WalkPaths(std::u16string_view source, std::u16string_view dest);
+  /// `dest_place`: where the destination's root is for the time being, empty: at its path.
+  WalkPaths(std::u16string_view source, std::u16string_view dest,
+            std::u16string_view dest_place = {});
 
   std::u16string_view Source() const { return source_; }
   std::u16string_view Dest() const { return dest_; }
+  /// What the destination's root is opened by.
+  const std::u16string& DestPlace() const { return dest_place_; }
   /// The source folder's path below its root, with its final separator; empty at the root.
   std::u16string_view BelowRoot() const {
     return std::u16string_view(source_).substr(root_length_);
@@ -100,6 +109,7 @@ class WalkPaths {
 
  private:
   std::u16string source_, dest_, scratch_;
+  std::u16string dest_place_;
   std::size_t root_length_;
 };
 

@@ -126,13 +126,10 @@ ErrorCode HardLinks::Stage(FirstCopy& first, const FolderPair& pair, std::u16str
   ErrorCode error = 0;
   const Folder* folder = Open(pair, first.Folder, error);
   if (!folder) return error;
-  std::u16string temp;
+  CopySide to{pair.Dest, {}, name, dest};
+  to.UnderOwnName = pair.Unnamed != nullptr;
   const auto link = [&](std::u16string_view from) {
-    do {
-      temp = pair.Unnamed ? std::u16string(name) : names.Next();
-      error = pair.Dest.LinkFile(*folder, from, temp);
-    } while (IsTaken(error) && !pair.Unnamed);
-    return error;
+    return error = StageLink(names, *folder, from, to, staged);
   };
   if (first.TempName.empty() || IsNotFound(link(first.TempName))) {
     // It has got its name meanwhile.
@@ -140,10 +137,12 @@ ErrorCode HardLinks::Stage(FirstCopy& first, const FolderPair& pair, std::u16str
     link(first.Name);
   }
   if (error) return error;
+  const std::u16string temp = staged.TempName;
   const Result<FileStatus> made = pair.Dest.Status(temp);
   const bool is_it = made && first.Is(*made) && made->Kind == FileKind::File &&
                      made->Size == first.Size && made->Written == first.DestWritten;
   if (!is_it) {
+    staged = {};
     if (pair.Dest.RemoveFile(temp)) names.NoteLeft();
     if (!made) return made.Error;
     // A disk that numbers each name by itself: what it has linked cannot be told from a copy.
@@ -151,10 +150,6 @@ ErrorCode HardLinks::Stage(FirstCopy& first, const FolderPair& pair, std::u16str
                          made->Written == first.DestWritten && !first.Is(*made);
     return by_name ? kErrNotSupported : kErrNotFound;
   }
-  staged.TempName = std::move(temp);
-  staged.Name = name;
-  staged.Replaces = dest != nullptr;
-  staged.IsLink = true;
   return 0;
 }
 

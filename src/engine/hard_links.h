@@ -3,12 +3,16 @@
 // up to a bound; where a link cannot be made, the file is copied once more.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "engine/folder_pair.h"
 #include "files/file_copy.h"
@@ -43,6 +47,15 @@ class HardLinks {
       return DestId == dest.Id && DestDevice == dest.Device && DestId != 0;
     }
   };
+
+  /// From now on only these of the source's files have several names in it. A file of a state may
+  /// have others in other states. `ids`: FileStatus::Id, in order.
+  void Only(std::vector<std::uint64_t> ids) { only_ = std::move(ids); }
+  /// Whether a file of the source may have several names in it. Any thread may ask.
+  bool HasSeveral(const FileStatus& source) const {
+    return source.Links > 1 &&
+           (!only_ || std::binary_search(only_->begin(), only_->end(), source.Id));
+  }
 
   /// One more name of a source file has been met. Gives the copy that it may become a name of; null
   /// when this is the first, or the file has been changed since. Valid until the next call of a
@@ -94,6 +107,7 @@ class HardLinks {
   const std::size_t most_bytes_;
   std::size_t bytes_ = 0;
   bool full_ = false;
+  std::optional<std::vector<std::uint64_t>> only_;
   std::unordered_map<Key, FirstCopy, KeyHash> first_;
   std::unordered_map<Key, Owner, KeyHash> owners_;  ///< of destination files
   /// The folder that was opened last: names that belong together often come in a row.

@@ -27,7 +27,9 @@ bool IsLocked(const Folder& folder) {
 
 PlanningContext::PlanningContext(const RunContext& run, RunState& state, MessagePump& pump,
                                  RunPlan& plan)
-    : host_(pump), log_(run.Files, run.Clock, true), Context(run.With(state, host_, log_, plan)) {}
+    : host_(pump), log_(run.Files, run.Clock, true), Context(run.With(state, host_, log_, plan)) {
+  Context.Making.Record = nullptr;
+}
 
 std::u16string IntoPlan::PathOf(const FileTurn& file) const {
   return std::u16string(file.Paths.BelowRoot()) += file.Name;
@@ -78,7 +80,7 @@ void IntoPlan::Copy(const FileTurn& file, PlanReason reason) {
   // What it replaces goes only when it is there.
   plan_.PeakBytes = std::max(plan_.PeakBytes, plan_.NetBytes);
   if (file.Dest) plan_.NetBytes -= RoomOf(*file.Dest);
-  if (job_.Extras.KeepHardLinks && source.Kind == FileKind::File && source.Links > 1) {
+  if (job_.Extras.KeepHardLinks && source.Kind == FileKind::File && links_.HasSeveral(source)) {
     NoteFirst(file.Pair, file.Paths, file.Name, {}, source, nullptr);
   }
   ++context_.Report.Counters.CopiedFiles;
@@ -92,6 +94,17 @@ bool IntoPlan::Link(HardLinks::FirstCopy&, const FileTurn& file, bool equal) {
   plan_.Add(action, PlanReason::Linked, false, PathOf(file));
   if (file.Dest) plan_.NetBytes -= RoomOf(*file.Dest);
   ++(equal ? context_.Report.Counters.UnchangedFiles : context_.Report.Counters.CopiedFiles);
+  return true;
+}
+
+bool IntoPlan::TakeFormer(const FileTurn& file, const FormerCopy& copy) {
+  const FormerState& former = *context_.Making.Former;
+  const bool rights = former.RightsKnown() && former.RightsDiffer(file.Source, copy.Status);
+  if (rights || !former.SameAttributes(file.Pair, file.Name, file.Source, copy)) return false;
+  if (job_.Extras.KeepHardLinks && links_.HasSeveral(file.Source)) {
+    NoteFirst(file.Pair, file.Paths, file.Name, {}, file.Source, nullptr);
+  }
+  ++context_.Report.Counters.UnchangedFiles;
   return true;
 }
 

@@ -42,6 +42,7 @@ class IntoPlan final : public Effects {
   void FinishFolder(const FolderPair& pair, const WalkPaths& paths) override;
   void Copy(const FileTurn& file, PlanReason reason) override;
   bool Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) override;
+  bool TakeFormer(const FileTurn& file, const FormerCopy& copy) override;
   bool TakesAgain(const FileStatus& source, bool compare) override;
   void UpdateFile(const FileTurn& file) override;
   void Enter(const Folder& folder, std::u16string_view path, Emptying& own) override;

@@ -6,6 +6,7 @@
 #include "engine/run_driver.h"
 #include "files/error_text.h"
 #include "files/path.h"
+#include "files/place.h"
 #include "platform/error_codes.h"
 #include "platform/recycle_bin.h"
 #include "rules/date_tokens.h"
@@ -53,10 +54,11 @@ bool MayLieIn(const Folder& place, const FileStatus& folder) {
 bool MayGo(const RunContext& context, const BackupJob& job, const Folder& parent,
            const FileStatus& unit) {
   const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
-  const Result<Folder> dest = context.Files.OpenFolder(job.Destination.WorkPath);
+  // Of a run that is only planned it need not be there.
+  const Place dest = FindPlace(context.Files, job.Destination.WorkPath);
   const Result<FileStatus> above = parent.Status();
-  return source && dest && above && above->Mount == unit.Mount && !MayLieIn(*source, unit) &&
-         !MayLieIn(*dest, unit);
+  return source && dest.Nearest && above && above->Mount == unit.Mount &&
+         !MayLieIn(*source, unit) && !MayLieIn(dest.Nearest, unit);
 }
 
 /// Removes the dated folders above a unit that are empty now, never the fixed part of the path.

@@ -41,7 +41,7 @@ class LookAhead {
         effects_(planning_.Context, job, plan_),
         job_(job),
         foreseen_(foreseen),
-        paths_(job.Source.WorkPath, job.Destination.WorkPath),
+        paths_(job.Source.WorkPath, job.Destination.WorkPath, context.Making.Place),
         scope_(context.Files, job, context.Exclusions, job.Destination.WorkPath) {
     plan_.Depth = RunPlan::Level::Counts;
   }

@@ -1,5 +1,7 @@
 #include "engine/on_disk.h"
 
+#include <utility>
+
 #include "files/error_text.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
@@ -26,7 +28,7 @@ class OnDisk::StagedChange : public Change {
       : effects_(effects), folder_(std::move(folder)), staged_(std::move(staged)) {}
 
   std::optional<NameChange> Naming() const override {
-    return NameChange{folder_->Path, staged_.TempName, staged_.Name};
+    return NameChange{effects_.PlaceOf(folder_->Path), staged_.TempName, staged_.Name};
   }
   bool Replaces() const override { return staged_.Replaces; }
 
@@ -54,18 +56,25 @@ class OnDisk::StagedChange : public Change {
 /// A copy, in a folder that may have no name yet.
 class OnDisk::CopyChange final : public StagedChange {
  public:
+  /// `shared`: nothing was copied, the former state has the content.
   CopyChange(OnDisk& effects, std::shared_ptr<const CommitFolder> folder, StagedFile staged,
              const CopyResult& result, std::shared_ptr<UnnamedFolder> unnamed,
-             std::u16string_view source_path)
+             std::u16string_view source_path, bool shared = false)
       : StagedChange(effects, std::move(folder), std::move(staged)),
         unnamed_(std::move(unnamed)),
         bytes_(result.BytesCopied),
         warning_(result.Warning),
+        shared_(shared),
         source_path_(source_path) {}
 
   void Commit(GroupCommit& group) override {
     if (const ErrorCode error = TakeName(group)) return GiveUp(error);
     RunCounters& counters = effects_.context_.Report.Counters;
+    if (shared_) {
+      ++counters.UnchangedFiles;
+      if (unnamed_) ++unnamed_->Unchanged;
+      return;
+    }
     if (warning_) {
       ++counters.WarningFiles;
     } else {
@@ -86,7 +95,7 @@ class OnDisk::CopyChange final : public StagedChange {
  private:
   const std::shared_ptr<UnnamedFolder> unnamed_;
   const std::uint64_t bytes_;
-  const bool warning_;
+  const bool warning_, shared_;
   const std::u16string source_path_;
 };
 
@@ -128,7 +137,8 @@ class OnDisk::NameChangeOfFolder final : public Change {
     counters.CopiedFiles -= unnamed_->Copied;
     counters.CopiedBytes -= unnamed_->Bytes;
     counters.WarningFiles -= unnamed_->Warnings;
-    counters.FailedFiles += unnamed_->Copied + unnamed_->Warnings + 1;
+    counters.UnchangedFiles -= unnamed_->Unchanged;
+    counters.FailedFiles += unnamed_->Copied + unnamed_->Warnings + unnamed_->Unchanged + 1;
     effects_.context_.Tell(kFolderFailed, self_->Path);
   }
   // What in it did not reach the disk is gone from it by now.
@@ -181,7 +191,8 @@ class OnDisk::FinishChange final : public Change {
 
 OnDisk::OnDisk(RunContext& context, const BackupJob& job, std::u16string_view file_failed_text)
     : Effects(context, job, file_failed_text),
-      names_(context.Clock, &context.Staged, root_),
+      place_(AddBackslash(DestinationPlace(context, job))),
+      names_(context.Clock, &context.Staged, place_),
       bin_(context.Clock),
       copy_{context.State, context.Clock, &context.Host, nullptr, &names_},
       changes_(context.State, context.Host, names_) {
@@ -192,7 +203,65 @@ std::unique_ptr<CopyAhead> OnDisk::WorkAhead(const FolderPair& root, CopyAhead::
   if (!ProfitsFromThreads(context_, root)) return nullptr;
   release_.emplace();
   changes_.UseRelease(&*release_);
-  return std::make_unique<CopyAhead>(copy_, std::move(judge));
+  auto ahead = std::make_unique<CopyAhead>(copy_, std::move(judge));
+  if (context_.Making.Former) ahead->UseShared(context_.Making.Former->Sharing());
+  return ahead;
+}
+
+bool OnDisk::TakeShared(const FolderPair& pair, WalkPaths& paths, CopyAhead& ahead) {
+  StagedFile staged;
+  UnlockDestination(pair);
+  if (!ahead.TakeShared(staged)) return false;
+  const std::u16string name = staged.Name;
+  AddShared(pair, paths, name, std::move(staged));
+  return true;
+}
+
+void OnDisk::AddShared(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
+                       StagedFile staged) {
+  const std::shared_ptr<const CommitFolder>& shared = Shared(pair, paths.Dest());
+  if (!shared) {
+    if (staged.RollBack(pair.Dest)) names_.NoteLeft();
+    return CountFailed(paths.SourceOf(name));
+  }
+  if (pair.Unnamed) ++pair.Unnamed->Files;
+  const bool is_link = staged.IsLink;
+  auto change = std::make_unique<CopyChange>(*this, shared, std::move(staged), CopyResult{},
+                                             pair.Unnamed, paths.SourceOf(name), true);
+  // The content of a link has been on the disk for as long as the state that it is from.
+  if (is_link) {
+    changes_.Add(shared, std::move(change));
+  } else {
+    changes_.AddStaged(shared, std::move(change), 0);
+  }
+}
+
+bool OnDisk::TakeFormer(const FileTurn& file, const FormerCopy& copy) {
+  FormerState& former = *context_.Making.Former;
+  const FolderPair& pair = file.Pair;
+  unlike_.reset();
+  bool same = !former.RightsDiffer(file.Source, copy.Status) ||
+              (!former.RightsKnown() && futile_.contains(RightsOf(file.Source, copy.Status)));
+  if (!same && !former.RightsKnown()) unlike_ = copy.Status;
+  same = same && former.SameAttributes(pair, file.Name, file.Source, copy);
+  if (!same && !former.Sharing().MayClone()) return false;
+  StagedFile staged;
+  UnlockDestination(pair);
+  const CopySide from{pair.Source, file.Paths.Source(), file.Name, &file.Source};
+  const CopySide like{copy.Folder, {}, copy.Name, &copy.Status};
+  const CopySide to = SideOfCopy(pair, file.Paths.Dest(), file.Name, file.Dest);
+  const ErrorCode error = former.Sharing().Stage(names_, from, like, to, same, staged);
+  if (HasAllLinks(error)) {
+    TellOnce(told_all_links_, u": 檔案的硬連結已達上限，個別複製：",
+             file.Paths.SourceOf(file.Name));
+  } else if (IsBeyondLinks(error) && !former.Sharing().Possible()) {
+    TellOnce(told_no_link_, u": 目標無法與前一份備份共用檔案，個別複製：",
+             file.Paths.SourceOf(file.Name));
+  }
+  if (error) return false;
+  NoteCopied(file, staged, file.Source);
+  AddShared(pair, file.Paths, file.Name, std::move(staged));
+  return true;
 }
 
 void OnDisk::TakeAhead(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
@@ -428,12 +497,19 @@ void OnDisk::Copy(const FileTurn& file, PlanReason) {
   const CopyResult result =
       StagePatiently([&] { return StageShown(copy_, from, to, staged, &opened); });
   if (file.Dest) NoteOwnCopy(file, staged);
+  if (const std::optional<FileStatus> unlike = std::exchange(unlike_, std::nullopt);
+      unlike && staged) {
+    const Result<FileStatus> made = file.Pair.Dest.Status(staged.TempName);
+    if (made && SameRights(*made, *unlike)) NoteFutile(RightsOf(file.Source, *unlike));
+  }
   if (staged && !result.Warning) NoteCopied(file, staged, opened);
   AddCopy(file.Pair, file.Paths.Dest(), result, std::move(staged), file.Paths.SourceOf(file.Name));
 }
 
 void OnDisk::NoteCopied(const FileTurn& file, const StagedFile& staged, const FileStatus& opened) {
-  if (!job_.Extras.KeepHardLinks || opened.Kind != FileKind::File || opened.Links < 2) return;
+  if (!job_.Extras.KeepHardLinks || opened.Kind != FileKind::File || !links_.HasSeveral(opened)) {
+    return;
+  }
   const bool unnamed = staged.TempName == staged.Name;
   const Result<FileStatus> dest = file.Pair.Dest.Status(staged.TempName);
   if (!dest) return;

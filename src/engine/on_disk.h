@@ -35,6 +35,8 @@ class OnDisk final : public Effects {
   void MarkMirrored(const Folder& dest) override;
   void Copy(const FileTurn& file, PlanReason reason) override;
   bool Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) override;
+  bool TakeShared(const FolderPair& pair, WalkPaths& paths, CopyAhead& ahead) override;
+  bool TakeFormer(const FileTurn& file, const FormerCopy& copy) override;
   void UpdateFile(const FileTurn& file) override;
   bool PassesGuard(ForeseenFolders& foreseen) override;
   void Unlock(const FolderPair& pair) override { UnlockDestination(pair); }
@@ -64,6 +66,9 @@ class OnDisk final : public Effects {
   /// counted at once, and so is one that copied nothing.
   void AddCopy(const FolderPair& pair, std::u16string_view dest_path, const CopyResult& result,
                StagedFile staged, std::u16string_view source_path);
+  /// What was made from the former state takes its name and counts as unchanged.
+  void AddShared(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
+                 StagedFile staged);
   /// A link that is to take the place of a file which is as good, once the disk has it. One that
   /// cannot take its place is a warning.
   void AddRelink(const FolderPair& pair, std::u16string_view dest_path, StagedFile staged);
@@ -92,11 +97,20 @@ class OnDisk final : public Effects {
   void CountWarning(ErrorCode error, std::u16string_view text, std::u16string_view path);
   void Queue(const std::shared_ptr<const CommitFolder>& folder, std::unique_ptr<Change> change);
 
+  /// Where a path of the destination is for the time being.
+  std::u16string PlaceOf(std::u16string_view path) const {
+    return place_ + std::u16string(BelowRoot(path));
+  }
+
+  const std::u16string place_;  ///< of the destination, with its final separator
   TempNames names_;
   std::optional<LateRelease> release_;
   RecycleBin bin_;
   CopyContext copy_;
   GroupCommit changes_;
+  /// A copy in the former state that differs in rights, as far as anybody can tell without trying.
+  std::optional<FileStatus> unlike_;
+  bool told_all_links_ = false;
 };
 
 }  // namespace kavrel

@@ -218,10 +218,11 @@ void Write(RunContext& context, const Folder& folder, const OwnerMark& mark,
 
 }  // namespace
 
-PlaceFound LookAtPlace(const FileSystem& files, const BackupJob& job, std::u16string_view archive) {
+PlaceFound LookAtPlace(const RunContext& context, const BackupJob& job,
+                       std::u16string_view archive) {
   PlaceFound found;
-  const Result<Folder> folder =
-      files.OpenFolder(archive.empty() ? job.Destination.WorkPath : PathFolder(archive));
+  const Result<Folder> folder = context.Files.OpenFolder(
+      archive.empty() ? DestinationPlace(context, job) : PathFolder(archive));
   if (!folder) {
     found.Empty = IsNotFound(folder.Error);
     return found;
@@ -234,8 +235,10 @@ PlaceFound LookAtPlace(const FileSystem& files, const BackupJob& job, std::u16st
   // In a folder that was emptied, the mark alone still tells whose it is.
   if (archive.empty() && mark) found.Marked = true;
   if (mark.Error && !IsNotFound(mark.Error) && !found.Empty) found.Unreadable = mark.Error;
-  if (archive.empty() && found.Marked && found.Mark.Names(job.Extras.Id)) {
-    found.Elsewhere = IsElsewhere(files, *folder, found.Mark, job);
+  // What an interrupted run has left was moved by this one, not by somebody.
+  const bool may_be_copy = archive.empty() && !context.Making.TakenUp;
+  if (may_be_copy && found.Marked && found.Mark.Names(job.Extras.Id)) {
+    found.Elsewhere = IsElsewhere(context.Files, *folder, found.Mark, job);
   }
   if (!archive.empty()) found.Archive = *ArchiveFingerprint(*folder, PathName(archive));
   return found;
@@ -268,14 +271,18 @@ std::u16string EntryObjection(const RunContext& context, const BackupJob& job,
   return others.empty() ? std::u16string() : SharedText(others, folder);
 }
 
+bool GiveIdentity(RunContext& context, BackupJob& job) {
+  if (!job.Extras.Id.empty()) return true;
+  job.Extras.Id = NewOwnerId();
+  if (context.Store.SaveJobs()) return true;
+  job.Extras.Id.clear();
+  return false;
+}
+
 bool EnterPlace(RunContext& context, BackupJob& job, std::u16string_view archive) {
-  bool known = true;
-  if (job.Extras.Id.empty()) {
-    job.Extras.Id = NewOwnerId();
-    // A mark of a job that nobody knows would be another job's in the next run.
-    known = context.Store.SaveJobs();
-  }
-  context.Place = LookAtPlace(context.Files, job, archive);
+  const bool known = GiveIdentity(context, job);
+  if (!known) job.Extras.Id = NewOwnerId();
+  context.Place = LookAtPlace(context, job, archive);
   context.Place.Write = known;
   const std::u16string objection = EntryObjection(context, job, archive);
   context.Place.Agreed = context.Force || job.Extras.Adopt;
@@ -316,7 +323,9 @@ void MarkMirrored(RunContext& context, const BackupJob& job, const Folder& dest)
 }
 
 void MarkWhole(RunContext& context, const BackupJob& job, std::u16string_view unit) {
-  const Result<Folder> folder = context.Files.OpenFolder(UnitFolder(unit));
+  const std::u16string& place = context.Making.Place;
+  const Result<Folder> folder =
+      context.Files.OpenFolder(place.empty() ? UnitFolder(unit) : std::u16string_view(place));
   if (!folder || !context.Place.Write) return;
   const std::u16string_view archive = PathName(unit);
   Result<OwnerMark> mark = ReadOwnerMark(*folder, archive);

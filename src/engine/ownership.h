@@ -33,13 +33,17 @@ struct PlaceFound {
 };
 
 /// Looks at the place of a run whose work paths are set: at the archive, or without one at the
-/// destination folder.
-PlaceFound LookAtPlace(const FileSystem& files, const BackupJob& job, std::u16string_view archive);
+/// destination folder, where that is for the time being.
+PlaceFound LookAtPlace(const RunContext& context, const BackupJob& job,
+                       std::u16string_view archive);
 
 /// Why a run should not enter the place that the context has found, in words; empty when it may.
 std::u16string EntryObjection(const RunContext& context, const BackupJob& job,
                               std::u16string_view archive);
-/// Looks at the place, notes it in the context and gives the job an identity. False when the run is
+/// Gives a job that has none an identity. False, with none given, where the store cannot keep it: a
+/// mark of a job that nobody knows would be another job's in the next run.
+bool GiveIdentity(RunContext& context, BackupJob& job);
+/// Looks at the place and notes it in the context. False when the run is
 /// to stop: the place is another job's, the host was asked and did not agree. The report's Refusal
 /// and the log tell why.
 bool EnterPlace(RunContext& context, BackupJob& job, std::u16string_view archive = {});

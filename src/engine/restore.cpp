@@ -1,5 +1,7 @@
 #include "engine/restore.h"
 
+#include <algorithm>
+
 #include "base/text.h"
 #include "engine/heal.h"
 #include "engine/into_plan.h"
@@ -13,6 +15,8 @@
 #include "files/path.h"
 #include "files/place.h"
 #include "platform/error_codes.h"
+#include "rules/date_tokens.h"
+#include "walk/traverse.h"
 
 namespace kavrel {
 
@@ -190,12 +194,51 @@ RunOutcome FindBackup(const RunContext& context, const BackupJob& job,
   return RunOutcome::Ran;
 }
 
+/// Finds the numbers of all files that have other names somewhere.
+class LinkedFiles final : public TreeVisitor {
+ public:
+  explicit LinkedFiles(const RunContext& context) : context_(context) {}
+
+  bool GoesOn() override {
+    context_.Host.PumpMessages();
+    return !context_.State.CancelRequested;
+  }
+  void TakeFile(const TraversedFolder& in, const FolderEntry& file, std::uint32_t) override {
+    if (file.Kind != FileKind::File) return;
+    const Result<FileStatus> status = in.Opened.Status(file.Name);
+    if (status && status->Links > 1) Ids.push_back(status->Id);
+  }
+  std::vector<std::uint64_t> Ids;
+
+ private:
+  const RunContext& context_;
+};
+
+/// The files that have several names in this very state: most of what two states share has one
+/// name in each.
+std::vector<std::uint64_t> LinkedWithin(const RunContext& context, const BackupJob& job) {
+  LinkedFiles linked(context);
+  Traverse(context.Files, job.Source.WorkPath, {}, Scope::OfRestore(job.IncludeSubfolders), linked)
+      .Run();
+  std::vector<std::uint64_t>& ids = linked.Ids;
+  std::vector<std::uint64_t> several;
+  std::sort(ids.begin(), ids.end());
+  for (std::size_t i = 1; i < ids.size(); ++i) {
+    const bool again = ids[i] == ids[i - 1];
+    if (again && (several.empty() || several.back() != ids[i])) several.push_back(ids[i]);
+  }
+  return several;
+}
+
 /// Of a job that is not compressed.
 void RestoreFolder(RunContext& context, const BackupJob& job, Effects& effects, RestoreMode mode,
                    const RestorePick* pick) {
   if (pick) {
     RestorePicked(context, job, effects, *pick);
   } else {
+    if (job.Extras.KeepHardLinks && HasDateTags(job.Destination.Path)) {
+      effects.Links().Only(LinkedWithin(context, job));
+    }
     RestoreWalk(context, job, effects, mode).Run();
   }
 }

@@ -9,6 +9,7 @@
 #include "core/run_plan.h"
 #include "core/settings.h"
 #include "engine/folder_pair.h"
+#include "engine/former_state.h"
 #include "engine/mounted_inside.h"
 #include "engine/ownership.h"
 #include "engine/report.h"
@@ -44,6 +45,17 @@ struct DisksFound {
   std::vector<KnownMount> ToRemember;
 };
 
+/// The dated folder that a run makes.
+struct NewState {
+  /// Where it lies until it is whole, with its final separator; empty for a run into a folder that
+  /// bears its name from the beginning.
+  std::u16string Place;
+  /// An interrupted run has left something there.
+  bool TakenUp = false;
+  std::shared_ptr<FormerState> Former;  ///< null where everything is copied
+  std::shared_ptr<StateRecordWriter> Record;
+};
+
 struct RunContext : RunOptions {
   const FileSystem& Files;
   kavrel::Clock& Clock;
@@ -67,16 +79,22 @@ struct RunContext : RunOptions {
   /// By the look at the disks before the run; empty where nobody has looked.
   MountedInside Mounted{};
   DisksFound Disks{};
+  NewState Making{};  ///< of the current run
+  /// Of a run that is only planned: RunPlan::Enough.
+  std::uint64_t Enough = 0;
 
   /// The same with a report of its own, for somebody who only looks around.
   RunContext With(RunState& state, RunHost& host, JobLog& log, RunNotes& notes) const {
     return {*this,      Files,    Clock,   state,      host,     Store,  Settings,
             Exclusions, log,      LogRows, ProgramLog, Archiver, Staged, Mounts,
-            notes,      DestRoot, Place,   {},         Mounted};
+            notes,      DestRoot, Place,   {},         Mounted,  {},     Making};
   }
 
   /// The user has cancelled the run, or it has stopped by itself.
-  bool Stopped() const { return State.CancelRequested || Report.Refusal != RunRefusal::None; }
+  bool Stopped() const {
+    return State.CancelRequested || Report.Refusal != RunRefusal::None ||
+           (Enough > 0 && FilesOfState(Report.Counters) >= Enough);
+  }
 
   /// Writes a timed line of the text and what it is about into the run's log.
   void LogTimed(std::u16string_view text, std::u16string_view what = {}) {
@@ -106,6 +124,12 @@ struct RunContext : RunOptions {
             Log,   Report.Counters, Report.Failures, Staged, Notes};
   }
 };
+
+/// Where the destination of a run is for the time being.
+inline std::u16string_view DestinationPlace(const RunContext& context, const BackupJob& job) {
+  const std::u16string& place = context.Making.Place;
+  return place.empty() ? std::u16string_view(job.Destination.WorkPath) : place;
+}
 
 /// Whether a second thread pays: on a network disk or with one processor it does not.
 inline bool ProfitsFromThreads(const RunContext& context, const FolderPair& root) {

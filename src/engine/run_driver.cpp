@@ -9,6 +9,7 @@
 #include "engine/heal.h"
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
+#include "engine/new_state.h"
 #include "engine/on_disk.h"
 #include "engine/refusal.h"
 #include "engine/run_summary.h"
@@ -58,8 +59,12 @@ void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) 
     job.Extras.Adopt = false;
     job.Extras.MirroredTo.clear();
   }
+  if (!unit.empty()) {
+    MarkWhole(context, job, unit);
+    if (!NameState(context, unit)) return;
+    KeepRecord(context, job, unit);
+  }
   const bool own = NoteUnit(context, job, unit);
-  if (!unit.empty()) MarkWhole(context, job, unit);
   if (own && IsComplete(context.Report.Counters)) {
     KeepNewest(context, job, unit);
     job.Extras.StateFiles = static_cast<std::int64_t>(FilesOfState(context.Report.Counters));
@@ -70,14 +75,17 @@ void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) 
 
 void BackUp(RunContext& context, BackupJob& job, std::u16string_view unit) {
   HealStaged(context);
+  const NewStateScope making(context);
+  if (GiveIdentity(context, job)) BeginState(context, job, unit, true);
   {
     // Held open, so that no other folder can get its identity meanwhile.
-    const Result<Folder> dest = context.Files.OpenFolder(job.Destination.WorkPath);
+    const Result<Folder> dest = context.Files.OpenFolder(DestinationPlace(context, job));
     context.DestRoot = dest ? IdentityOf(*dest) : FolderIdentity();
     if (EnterPlace(context, job) && PassStateCheck(context, job, unit) &&
         PassSpaceCheck(context, job)) {
-      OnDisk effects(context, job, u": 備份檔案 (失敗)：");
-      BackupFolder(context, job, effects);
+      const BackupJob walked = WalkedJob(context, job);
+      OnDisk effects(context, walked, u": 備份檔案 (失敗)：");
+      BackupFolder(context, walked, effects);
     }
     context.DestRoot = {};
   }

@@ -5,6 +5,7 @@
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
 #include "engine/mirror_guard.h"
+#include "engine/new_state.h"
 #include "engine/space_check.h"
 #include "engine/state_guard.h"
 #include "files/place.h"
@@ -13,8 +14,12 @@ namespace kavrel {
 
 RunCounters PlanWalk(RunContext& context, const BackupJob& job, RunPlan& plan) {
   PlanningContext planning(context, plan);
-  IntoPlan effects(planning.Context, job, plan);
-  BackupFolder(planning.Context, job, effects);
+  planning.Context.Enough = plan.Enough;
+  // What lies in the former state changes no count.
+  if (!plan.Wants(RunPlan::Level::Sizes)) planning.Context.Making.Former = nullptr;
+  const BackupJob walked = WalkedJob(context, job);
+  IntoPlan effects(planning.Context, walked, plan);
+  BackupFolder(planning.Context, walked, effects);
   return planning.Context.Report.Counters;
 }
 
@@ -36,20 +41,21 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
   planning.Force = false;
   planning.Place = {};
   planning.Mounted = {};
+  BeginState(planning, job, unit, false);
   const auto removes = [](const RunCounters& run) {
     return run.SyncDeletedFiles + run.SyncDeletedFolders + run.RecycledFiles + run.RecycledFolders >
            0;
   };
   counters = PlanCounters(planning, job, plan);
   const std::u16string archive = job.Compressed ? unit : std::u16string();
-  planning.Place = LookAtPlace(context.Files, job, archive);
+  planning.Place = LookAtPlace(planning, job, archive);
   const std::u16string none;
   const std::u16string warnings[] = {
       NoPlaceText(planning.Files, job.Destination.WorkPath),
       job.Extras.Adopt ? none : EntryObjection(planning, job, archive),
       DiskObjection(planning, job),
       StateObjection(job, unit, FilesOfState(counters)),
-      removes(counters) ? MirrorObjection(planning, job) : none,
+      removes(counters) ? MirrorObjection(planning, WalkedJob(planning, job)) : none,
       job.Compressed ? none : SpaceObjection(planning, job, plan)};
   for (const std::u16string& warning : warnings) {
     if (!warning.empty()) plan.Warnings.push_back(warning);

@@ -42,7 +42,9 @@ Room LookForRoom(const RunContext& context, const BackupJob& job) {
   if (!source_disk || !disk || !from || !to) return {};
   // Copies within such a file system share their blocks with the source.
   const bool shared = disk->SharesBlocks && from->Device == to->Device;
-  return {!shared, dest.Exists, disk->Free, BytesOnSourceDisks(context, job, source_disk->Used)};
+  // What takes from the former state adds no more than one that is there already.
+  const bool grows = dest.Exists || context.Making.Former;
+  return {!shared, grows, disk->Free, BytesOnSourceDisks(context, job, source_disk->Used)};
 }
 
 /// The most that the run can need, without looking at a single file.

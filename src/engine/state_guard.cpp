@@ -1,5 +1,7 @@
 #include "engine/state_guard.h"
 
+#include <algorithm>
+
 #include "base/number.h"
 #include "base/translation.h"
 #include "engine/refusal.h"
@@ -7,9 +9,18 @@
 
 namespace kavrel {
 
-std::uint64_t FilesOfState(const RunCounters& counters) {
-  return std::uint64_t{counters.CopiedFiles} + counters.UnchangedFiles;
+namespace {
+
+/// So many files are not far less than the last state had.
+std::uint64_t EnoughFiles(const JobExtras& extras) {
+  const auto last = static_cast<std::uint64_t>(std::max<std::int64_t>(extras.StateFiles, 0));
+  const std::uint64_t may_be_lost =
+      std::max(static_cast<std::uint64_t>(extras.GuardFewest) - 1,
+               last * static_cast<std::uint64_t>(extras.GuardPercent) / 100);
+  return std::max<std::uint64_t>(last - std::min(last, may_be_lost), 1);
 }
+
+}  // namespace
 
 std::u16string StateObjection(const BackupJob& job, std::u16string_view unit, std::uint64_t files) {
   const JobExtras& extras = job.Extras;
@@ -36,6 +47,7 @@ bool PassStateCheck(RunContext& context, const BackupJob& job, std::u16string_vi
   if (context.Force || StateObjection(job, unit, 0).empty()) return true;
   RunPlan plan;
   plan.Depth = RunPlan::Level::Counts;
+  plan.Enough = EnoughFiles(job.Extras);
   const RunCounters counters = PlanCounters(context, job, plan);
   if (context.State.CancelRequested) return false;
   // A run with failures lets nothing old go, and a part is better than nothing; an archive takes

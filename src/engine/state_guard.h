@@ -10,9 +10,6 @@
 
 namespace kavrel {
 
-/// Files in the dated folder or archive that a run with these counters makes.
-std::uint64_t FilesOfState(const RunCounters& counters);
-
 /// Why a unit (SetRunPaths) with so many files should not follow the last one, in words; empty
 /// when it may, and for a job without units. What is far less is what the mirror guard calls much.
 std::u16string StateObjection(const BackupJob& job, std::u16string_view unit, std::uint64_t files);

@@ -82,14 +82,22 @@ class StateFinder {
                const DatedPath::Moment& moment) {
     if (depth == pattern_.Depth()) return AddPlace(folder, path, moment);
     const auto enter = [&](std::u16string_view name) {
+      std::u16string_view dated = name;
+      // The last name ends with more until its folder is whole.
+      const bool unfinished = depth + 1 == pattern_.Depth() && dated.ends_with(kUnfinished);
+      if (unfinished) dated.remove_suffix(kUnfinished.size());
       DatedPath::Moment told = moment;
-      if (!pattern_.Takes(depth, name, told)) return;
+      if (!pattern_.Takes(depth, dated, told)) return;
       const Result<Folder> below = folder.OpenFolder(name);
       if (below) Descend(*below, AddBackslash(path + std::u16string(name)), depth + 1, told);
     };
     // A name without a tag is spelled as it was entered, whatever the disk makes of it.
-    const std::u16string_view fixed = pattern_.NameAt(depth);
-    if (!fixed.empty()) return enter(fixed);
+    const std::u16string fixed(pattern_.NameAt(depth));
+    if (!fixed.empty()) {
+      enter(fixed);
+      if (depth + 1 == pattern_.Depth()) enter(fixed + std::u16string(kUnfinished));
+      return;
+    }
     FolderReader reader(folder);
     while (const FolderEntry* entry = reader.Next()) {
       if (entry->Kind == FileKind::Folder) enter(std::u16string(entry->Name));
@@ -139,6 +147,7 @@ class StateFinder {
     JobState& state = Note(unit);
     state.Date = mark && mark->Begun != kZeroDate ? mark->Begun : date.value_or(kZeroDate);
     if (mark) state.Health = HealthOf(files_, *mark, job_);
+    if (!FinishedPath(unit).empty()) state.Health = StateHealth::Unfinished;
     if (mark) state.Figures = mark->Figures;
     // What that version noted came to its end.
     if (made_.contains(unit) && mark && mark->Begun == kZeroDate) {

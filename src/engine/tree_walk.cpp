@@ -48,7 +48,7 @@ TreeWalk::TreeWalk(RunContext& context, const BackupJob& job, Effects& effects, 
     : context_(context),
       job_(job),
       effects_(effects),
-      paths_(job.Source.WorkPath, job.Destination.WorkPath),
+      paths_(job.Source.WorkPath, job.Destination.WorkPath, context.Making.Place),
       scope_(std::move(scope)),
       options_(options),
       may_change_(!options.AsksFirst) {}
@@ -116,6 +116,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   RememberRoot(pair);
   if (!parent) RootReady(pair);
   if (!parent && !ahead_) StartAhead(pair);
+  NotePlace(parent, name, pair);
 
   std::vector<std::u16string> subfolders;
   if (CopyFolderFiles(pair, std::move(listed), report, subfolders) && !subfolders.empty()) {
@@ -123,6 +124,16 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   }
   if (!parent && !Cancelled()) RootDone(pair);
   if (FinishesFolder(pair)) effects_.FinishFolder(pair, paths_);
+}
+
+void TreeWalk::NotePlace(const FolderPair* parent, std::u16string_view name, FolderPair& pair) {
+  const NewState& making = context_.Making;
+  if (!pair.Source) return;
+  if (making.Record) {
+    pair.RecordAt =
+        making.Record->AddFolder(parent ? parent->RecordAt : 0, name, pair.SourceStatus);
+  }
+  if (making.Former) making.Former->OpenFolder(parent, name, pair);
 }
 
 void TreeWalk::WalkSubfolders(const FolderPair& pair,
@@ -210,7 +221,8 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
   if (ahead_ && file.Kind == FileKind::File && !going && twins.empty() && !mounted) {
     ahead_->Add({{pair.Source, paths_.Source(), {}, nullptr},
                  SideOfCopy(pair, paths_.Dest(), {}, nullptr),
-                 pair.DestIsNew},
+                 pair.DestIsNew,
+                 pair.Former ? &pair.Former : nullptr},
                 name);
     if (ahead_->Full()) FinishOneAhead(pair);
     return;
@@ -237,12 +249,14 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
     } else if (!comes_again || !effects_.TakesAgain(*source, options_.Compare)) {
       DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr, again);
     }
-    CountSize(source ? &*source : nullptr);
+    CountSeen(pair, name, source ? &*source : nullptr);
   }
 }
 
-void TreeWalk::CountSize(const FileStatus* source) {
+void TreeWalk::CountSeen(const FolderPair& pair, std::u16string_view name,
+                         const FileStatus* source) {
   if (!source || !scope_.WithinSizeLimit(*source)) return;
+  if (context_.Making.Record) context_.Making.Record->AddFile(pair.RecordAt, name, *source);
   RunCounters& counters = context_.Report.Counters;
   counters.SourceBytes += source->Size;
   counters.LargestFile = std::max(counters.LargestFile, source->Size);
@@ -280,19 +294,22 @@ void TreeWalk::LeaveRootOut(PlanReason reason) {
 }
 
 void TreeWalk::StartAhead(const FolderPair& root) {
-  ahead_ = effects_.WorkAhead(root, [this](const FileStatus* source, const FileStatus* dest) {
-    return JudgeAhead(source, dest);
-  });
+  ahead_ = effects_.WorkAhead(
+      root, [this](const FileStatus* source, const FileStatus* dest, const FileStatus* former) {
+        return JudgeAhead(source, dest, former);
+      });
 }
 
-CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStatus* dest) const {
+CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStatus* dest,
+                                        const FileStatus* former) const {
   // What takes long shows its progress and can be cancelled in the midst of it.
   constexpr std::uint64_t kLargest = 8 * kCopyBlock;
   if (!source || source->Kind != FileKind::File) return CopyAhead::Verdict::Wait;
   // Something is mounted over it.
   if (source->Mount != mount_) return CopyAhead::Verdict::Wait;
   // Whether it is copied at all depends on what comes before it.
-  if (job_.Extras.KeepHardLinks && (source->Links > 1 || (dest && dest->Links > 1))) {
+  if (job_.Extras.KeepHardLinks &&
+      (effects_.Links().HasSeveral(*source) || (dest && dest->Links > 1))) {
     return CopyAhead::Verdict::Wait;
   }
   if (NeedsNoCopy(source, dest, options_.Compare)) {
@@ -300,6 +317,13 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
     return stays ? CopyAhead::Verdict::Leave : CopyAhead::Verdict::Wait;
   }
   if (KeepsNewer(source, dest)) return CopyAhead::Verdict::Wait;
+  if (MayShare(*source, dest)) {
+    const FormerMatch match = context_.Making.Former->Compare(*source, former);
+    const bool same = match == FormerMatch::Same && may_change_;
+    if (match != FormerMatch::Different) {
+      return same ? CopyAhead::Verdict::Share : CopyAhead::Verdict::Wait;
+    }
+  }
   const bool small = source->Size <= kLargest && source->Allocated >= source->Size;
   return small && may_change_ && scope_.WithinSizeLimit(*source) ? CopyAhead::Verdict::Copy
                                                                  : CopyAhead::Verdict::Wait;
@@ -323,11 +347,17 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
       case CopyAhead::Verdict::Copy:
         effects_.TakeAhead(pair, paths_, turn.Name, *ahead_);
         break;
+      case CopyAhead::Verdict::Share:
+        if (effects_.TakeShared(pair, paths_, *ahead_)) {
+          ShowDone(turn.Name);
+          break;
+        }
+        [[fallthrough]];
       case CopyAhead::Verdict::Wait:
         DecideOneFile(pair, turn.Name, turn.Source, turn.Dest, false);
         break;
     }
-    CountSize(turn.Source);
+    CountSeen(pair, turn.Name, turn.Source);
     ahead_->Pop();
   }
   // Behind a cancel nothing has been visited.
@@ -344,7 +374,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
   const FileTurn file{pair, paths_, name, *source, dest};
   const bool keeps_links = job_.Extras.KeepHardLinks && source->Kind == FileKind::File;
   HardLinks& links = effects_.Links();
-  if (keeps_links && source->Links > 1) {
+  if (keeps_links && links.HasSeveral(*source)) {
     if (TakeAsLink(file, again)) return links.Forget(*source);
   }
   // Two files of the source must not stay one at the destination.
@@ -362,7 +392,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
                       std::u16string(paths_.Dest()) + std::u16string(name));
     ++context_.Report.Counters.NewerFiles;
     LeaveAsItIs(name);
-  } else {
+  } else if (!TakeFromFormer(file)) {
     CopyOneFile(file, reason ? *reason : own_copy ? PlanReason::OwnCopy : PlanReason::LinkTarget);
   }
   if (keeps_links) links.Forget(*source);
@@ -376,6 +406,21 @@ bool TreeWalk::HasOtherMount(const FolderPair& pair, std::u16string_view name,
   // Over what no backup knows of anything may be mounted.
   return context_.Mounted.IsGone(path, source) ||
          (over && dest_there && context_.Mounted.HasCome(path, pair.SourceStatus, source));
+}
+
+bool TreeWalk::TakeFromFormer(const FileTurn& file) {
+  if (!MayShare(file.Source, file.Dest)) return false;
+  FormerState& former = *context_.Making.Former;
+  const std::optional<FormerCopy> copy = former.Find(file.Pair, file.Name, file.Source);
+  if (!copy) return false;
+  // By name and time alone two files that were one may still seem to be.
+  const bool known = former.KnowsEntries(file.Pair);
+  if (!known && effects_.Links().IsAnothers(file.Source, copy->Status)) return false;
+  if (!PassesMayChange()) return true;
+  if (!effects_.TakeFormer(file, *copy)) return false;
+  if (!known) effects_.Links().NoteOwner(file.Source, copy->Status);
+  ShowDone(file.Name);
+  return true;
 }
 
 void TreeWalk::DecideUnseenFile(const FolderPair& pair, std::u16string_view name) {

@@ -73,6 +73,8 @@ class TreeWalk {
   /// `report` tells whether a failed listing is still to be reported.
   bool CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::Listed> listed, bool report,
                        std::vector<std::u16string>& subfolders);
+  /// Finds the folder in the state before this one, and notes it for the one after.
+  void NotePlace(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
   /// Goes into them one after the other.
   void WalkSubfolders(const FolderPair& pair, const std::vector<std::u16string>& subfolders);
   /// Has the folder that comes next, as far as that is known, opened and listed ahead.
@@ -99,8 +101,8 @@ class TreeWalk {
   void ShowDone(std::u16string_view name);
   bool KeepsNewer(const FileStatus* source, const FileStatus* dest) const;
   void CopyOneFile(const FileTurn& file, PlanReason reason);
-  /// Adds the file's size to what the run has dealt with.
-  void CountSize(const FileStatus* source);
+  /// Adds the file to what the run has dealt with.
+  void CountSeen(const FolderPair& pair, std::u16string_view name, const FileStatus* source);
   void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name, bool again);
   void LeaveFolderOut();
   /// Whether this folder, or this file in it, is another job's and left alone, counted and told.
@@ -109,7 +111,15 @@ class TreeWalk {
   void LeaveRootOut(PlanReason reason);
   /// Copying ahead begins where both roots lie on disks that profit from it.
   void StartAhead(const FolderPair& root);
-  CopyAhead::Verdict JudgeAhead(const FileStatus* source, const FileStatus* dest) const;
+  CopyAhead::Verdict JudgeAhead(const FileStatus* source, const FileStatus* dest,
+                                const FileStatus* former) const;
+  /// Whether a file that the new state does not have is looked for in the former one.
+  bool MayShare(const FileStatus& source, const FileStatus* dest) const {
+    const auto& former = context_.Making.Former;
+    return former && !dest && former->Sharing().Possible() && scope_.WithinSizeLimit(source);
+  }
+  /// True when it was found there, and need not be copied.
+  bool TakeFromFormer(const FileTurn& file);
   /// The first of the files that were looked at ahead has its turn.
   void FinishOneAhead(const FolderPair& pair);
   /// All of them have; false when the run was cancelled meanwhile.

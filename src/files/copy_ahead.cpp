@@ -30,7 +30,7 @@ void WaitWhile(const std::atomic<std::uint32_t>& number, std::uint32_t old) {
 struct CopyAhead::Item {
   std::u16string Name;
   std::optional<CopyAhead::Folders> Folders;
-  Result<FileStatus> Source, Dest;
+  Result<FileStatus> Source, Dest, Former;
   CopyAhead::Verdict Verdict = CopyAhead::Verdict::Wait;
   std::optional<StagedFile> Staged;
   std::atomic<std::uint32_t> Done = 0;
@@ -39,6 +39,7 @@ struct CopyAhead::Item {
   const FileStatus* DestStatus() const { return Dest ? &*Dest : nullptr; }
   CopySide From() const { return Named(Folders->Source, SourceStatus()); }
   CopySide To() const { return Named(Folders->Dest, DestStatus()); }
+  const FileStatus* FormerStatus() const { return Former ? &*Former : nullptr; }
 
  private:
   CopySide Named(CopySide side, const FileStatus* status) const {
@@ -160,14 +161,23 @@ void CopyAhead::WorkOn(Item& item) const {
   const Folder& folder = item.Folders->Source.Folder;
   // What will be copied in any case is looked at once it is open: that look is needed anyway.
   Result<File> opened;
-  if (item.Folders->DestIsEmpty) opened = folder.OpenFile(item.Name);
+  const Folder* const former = item.Folders->Former;
+  if (item.Folders->DestIsEmpty && !former) opened = folder.OpenFile(item.Name);
   item.Source = opened && *opened ? opened->Status() : folder.Status(item.Name);
   item.Dest = item.Source && !item.Folders->DestIsEmpty
                   ? item.Folders->Dest.Folder.Status(item.Name)
                   : Result<FileStatus>::Fail(-1);
-  item.Verdict = judge_(item.SourceStatus(), item.DestStatus());
-  if (item.Verdict != Verdict::Copy) return;
+  item.Former = item.Source && !item.Dest && former ? former->Status(item.Name)
+                                                    : Result<FileStatus>::Fail(-1);
+  item.Verdict = judge_(item.SourceStatus(), item.DestStatus(), item.FormerStatus());
   StagedFile staged;
+  if (item.Verdict == Verdict::Share && shared_) {
+    const CopySide like{*former, {}, item.Name, item.FormerStatus()};
+    if (!shared_->Stage(*context_.Names, item.From(), like, item.To(), true, staged)) {
+      item.Staged = std::move(staged);
+    }
+  }
+  if (item.Verdict != Verdict::Copy) return;
   if (StageQuietly(*context_.Names, item.From(), item.To(), staged, std::move(*opened))) {
     item.Staged = std::move(staged);
   }
@@ -196,6 +206,13 @@ CopyResult CopyAhead::StageFront(StagedFile& staged) {
   const Result<FileStatus> now = item.Folders->Dest.Folder.Status(item.Name);
   if (now && item.Dest && now->Id != item.Dest->Id) item.Dest = Result<FileStatus>::Fail(-1);
   return StageShown(context_, item.From(), item.To(), staged);
+}
+
+bool CopyAhead::TakeShared(StagedFile& staged) {
+  Item& item = At(first_);
+  if (!item.Staged) return false;
+  staged = *std::exchange(item.Staged, std::nullopt);
+  return true;
 }
 
 void CopyAhead::RollBack(const Item& item, const StagedFile& staged) const {

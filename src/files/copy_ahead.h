@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "files/file_copy.h"
+#include "files/shared_content.h"
 
 namespace kavrel {
 
@@ -24,17 +25,21 @@ class CopyAhead {
   enum class Verdict {
     Leave,  ///< the destination stays as it is
     Copy,   ///< a plain copy, which may be made ahead
+    Share,  ///< the same as its copy in the former state, which has its content
     Wait,   ///< whatever it needs is done when its turn comes
   };
   /// Decides on a file by what is on both sides, null for nothing. Called by either thread, so it
   /// must not touch anything of the run.
-  using Judge = std::function<Verdict(const FileStatus* source, const FileStatus* dest)>;
+  using Judge = std::function<Verdict(const FileStatus* source, const FileStatus* dest,
+                                      const FileStatus* former)>;
 
   /// The folders that all files in the row are in, as sides without a name. What they refer to
   /// stays until nothing is pending.
   struct Folders {
     CopySide Source, Dest;
     bool DestIsEmpty;  ///< there is no need to look for anything at the destination
+    /// Where the copies of another state are that may be the same; null: nowhere.
+    const Folder* Former = nullptr;
   };
 
   /// A file whose turn has come. Valid until Pop.
@@ -64,6 +69,9 @@ class CopyAhead {
   CopyAhead(const CopyAhead&) = delete;
   CopyAhead& operator=(const CopyAhead&) = delete;
 
+  /// What is the same in the former state is made from that, in this way. It outlives this.
+  void UseShared(SharedContent& shared) { shared_ = &shared; }
+
   /// Files are about to come: the other thread wakes up, which takes longer than to look at some.
   void Expect();
   /// The next folder that comes is this one: the other thread opens it and begins its listing,
@@ -83,6 +91,8 @@ class CopyAhead {
   Turn AwaitFront();
   /// Where the verdict was to copy: shows it as a copy that is made only now, up to its commit.
   CopyResult StageFront(StagedFile& staged);
+  /// Where the verdict was to share: gives what was made. False where that could not be.
+  bool TakeShared(StagedFile& staged);
   /// The first in the row is done with.
   void Pop() { ++first_; }
   /// The turn of those in the row will not come: undoes them, the last first.
@@ -105,6 +115,7 @@ class CopyAhead {
 
   CopyContext& context_;
   const Judge judge_;
+  SharedContent* shared_ = nullptr;
   const std::unique_ptr<Item[]> items_;
   /// Numbers of items, counted on for ever: the first in the row, the next that nobody has begun,
   /// and the one behind the last.

@@ -387,6 +387,68 @@ bool StageQuietly(TempNames& names, const CopySide& source, const CopySide& dest
   return FileCopy(Show(nullptr), names, source, dest, std::move(opened)).Stage(staged);
 }
 
+namespace {
+
+/// Calls `make` with one temporary name after the other until one is free.
+template <typename Make>
+ErrorCode MakeUnderName(TempNames& names, const CopySide& dest, std::u16string& temp, Make make) {
+  ErrorCode error = 0;
+  do {
+    temp = dest.UnderOwnName ? std::u16string(dest.Name) : names.Next();
+    error = make(temp);
+  } while (IsTaken(error) && !dest.UnderOwnName);
+  return error;
+}
+
+bool IsWhatWasSeen(const Result<FileStatus>& opened, const FileStatus& seen) {
+  return opened && opened->Kind == FileKind::File && opened->Id == seen.Id &&
+         opened->Size == seen.Size && opened->Written == seen.Written;
+}
+
+}  // namespace
+
+ErrorCode StageLink(TempNames& names, const Folder& from, std::u16string_view from_name,
+                    const CopySide& dest, StagedFile& staged) {
+  std::u16string temp;
+  const ErrorCode error = MakeUnderName(names, dest, temp, [&](std::u16string_view name) {
+    return dest.Folder.LinkFile(from, from_name, name);
+  });
+  if (!error) staged = {std::move(temp), std::u16string(dest.Name), dest.Status != nullptr, true};
+  return error;
+}
+
+ErrorCode StageClone(TempNames& names, const CopySide& source, const CopySide& content,
+                     const CopySide& dest, StagedFile& staged) {
+  const Result<File> from = source.Folder.OpenFile(source.Name);
+  const Result<File> like = from ? content.Folder.OpenFile(content.Name) : Result<File>();
+  if (!from || !like) return from ? like.Error : from.Error;
+  if (!IsWhatWasSeen(from->Status(), *source.Status) ||
+      !IsWhatWasSeen(like->Status(), *content.Status)) {
+    return kErrInvalid;
+  }
+  std::u16string temp;
+  File file;
+  ErrorCode error = MakeUnderName(names, dest, temp, [&](std::u16string_view name) {
+    Result<File> made = dest.Folder.MakeFile(name, *source.Status);
+    if (made) file = std::move(*made);
+    return made.Error;
+  });
+  if (error) return error;
+  file.CarryFlags(*from);
+  if (dest.PassesAccessOn) file.DropInheritedAccess();
+  error = file.CloneFrom(*like);
+  if (!error) error = file.SetAttributes(*source.Status, *from);
+  if (!error) error = file.SetTimes(*source.Status);
+  if (!error && dest.SyncsEach) error = file.Sync();
+  if (const ErrorCode closing = file.Close(); !error) error = closing;
+  if (!error) {
+    staged = {std::move(temp), std::u16string(dest.Name), dest.Status != nullptr};
+  } else if (dest.Folder.RemoveFile(temp)) {
+    names.NoteLeft();
+  }
+  return error;
+}
+
 CopyResult ShowStaged(CopyContext& context, const CopySide& source, const CopySide& dest) {
   const Show show(&context);
   const std::uint64_t size = source.Status->Size;

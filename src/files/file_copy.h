@@ -78,6 +78,17 @@ CopyResult StageShown(CopyContext& context, const CopySide& source, const CopySi
 bool StageQuietly(TempNames& names, const CopySide& source, const CopySide& dest,
                   StagedFile& staged, File opened = {});
 
+/// Makes one more name, in the destination's folder, of a file of the folder `from`, up to its
+/// commit. The destination's side is that of the new name.
+ErrorCode StageLink(TempNames& names, const Folder& from, std::u16string_view from_name,
+                    const CopySide& dest, StagedFile& staged);
+
+/// Makes a copy of the source whose content is that of another file of the destination's file
+/// system, sharing its blocks, up to its commit; any thread may. What is opened has to be what was
+/// looked at. Nothing is left where it fails.
+ErrorCode StageClone(TempNames& names, const CopySide& source, const CopySide& content,
+                     const CopySide& dest, StagedFile& staged);
+
 /// What StageShown shows, for a copy that was made quietly before. Failed when it is cancelled
 /// meanwhile: the copy is then to be rolled back.
 CopyResult ShowStaged(CopyContext& context, const CopySide& source, const CopySide& dest);

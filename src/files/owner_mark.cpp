@@ -159,6 +159,17 @@ bool OwnerMark::IsOf(std::u16string_view source) const {
                      [&](const Owner& owner) { return IsSamePath(owner.Source, source); });
 }
 
+std::u16string UnfinishedPath(std::u16string_view unit) {
+  return AddBackslash(std::u16string(DropBackslash(unit)) += kUnfinished);
+}
+
+std::u16string FinishedPath(std::u16string_view path) {
+  std::u16string_view name = DropBackslash(path);
+  if (!name.ends_with(kUnfinished)) return {};
+  name.remove_suffix(kUnfinished.size());
+  return EndsWithSeparator(name) ? std::u16string() : AddBackslash(name);
+}
+
 std::u16string NewOwnerId() {
   std::random_device chance;
   std::string bytes;

@@ -50,6 +50,13 @@ struct OwnerMark {
   bool IsAlone(std::u16string_view id) const { return Owners.size() == 1 && Names(id); }
 };
 
+/// What the name of a dated folder ends with until it is whole.
+inline constexpr std::u16string_view kUnfinished = u".unfinished";
+/// The path of a dated folder, both with their final separators, until it is whole.
+std::u16string UnfinishedPath(std::u16string_view unit);
+/// The path that it gets; empty for one that is no such path.
+std::u16string FinishedPath(std::u16string_view path);
+
 /// 128 bits of chance as 32 digits.
 std::u16string NewOwnerId();
 

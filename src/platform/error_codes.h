@@ -41,6 +41,14 @@ constexpr bool MayPass(ErrorCode code) {
 constexpr bool IsBeyondLinks(ErrorCode code) {
   return code == 1 || code == 17 || code == 50 || code == 1142;
 }
+/// True when this file alone has as many names as it may have.
+constexpr bool HasAllLinks(ErrorCode code) {
+  return code == 1142;
+}
+/// True when two files cannot share blocks there.
+constexpr bool IsBeyondClones(ErrorCode code) {
+  return code == 1 || code == 17 || code == 50;
+}
 #else
 inline constexpr ErrorCode kErrNotFound = ENOENT, kErrAccess = EACCES, kErrIsFolder = EISDIR,
                            kErrTooLarge = ENOMEM, kErrInvalid = EINVAL, kErrNotEmpty = ENOTEMPTY,
@@ -73,6 +81,15 @@ constexpr bool MayPass(ErrorCode code) {
 /// these places, or the file has as many as it may, or the system lets nobody else link it.
 constexpr bool IsBeyondLinks(ErrorCode code) {
   return code == EMLINK || code == EXDEV || code == EPERM || code == ENOSYS || code == EOPNOTSUPP;
+}
+/// True when this file alone has as many names as it may have.
+constexpr bool HasAllLinks(ErrorCode code) {
+  return code == EMLINK;
+}
+/// True when two files cannot share blocks there.
+constexpr bool IsBeyondClones(ErrorCode code) {
+  return code == EOPNOTSUPP || code == EXDEV || code == EINVAL || code == ENOTTY ||
+         code == ENOSYS || code == EPERM;
 }
 #endif
 

@@ -72,6 +72,9 @@ class File {
   /// system where it can (sharing blocks where the file system does); both positions move. Fewer
   /// bytes only at the end of the source. An error may be of either side.
   Result<std::uint64_t> CopyFrom(File& source, std::uint64_t length);
+  /// Gives this file the whole content of the source, whose blocks both share from then on. Nothing
+  /// is done where the file system cannot, or the two are not on the same one (IsBeyondClones).
+  ErrorCode CloneFrom(const File& source);
   /// The first position not before `position` that holds data; the file's size when only a hole
   /// follows. The current position is lost.
   Result<std::uint64_t> NextData(std::uint64_t position);
@@ -138,6 +141,8 @@ struct DiskManners {
   /// Reached through the network, or through a program that may stand on any other folder: the same
   /// folder can be there by another path with another number.
   bool Relayed = false;
+  /// A file can have several names, as far as that is known.
+  bool LinksFiles = true;
 };
 
 /// An open folder, closed when it goes. Names are single components; a name with a separator in
@@ -197,9 +202,11 @@ class Folder {
   /// attributes of the entry of that name in `source`, and takes from it the attributes which that
   /// one does not have. `from`: the status of that one; where another has taken its name, nothing
   /// is done. With an empty name the folders themselves are meant. `looks_only`: nothing is
-  /// changed, and only extended attributes are looked at.
+  /// changed, and only extended attributes are looked at. `source_name`: the name in `source`,
+  /// where it is another one.
   MetadataUpdate UpdateMetadata(std::u16string_view name, const FileStatus& from,
-                                const Folder& source, bool looks_only = false) const;
+                                const Folder& source, bool looks_only = false,
+                                std::u16string_view source_name = {}) const;
   /// True when new files in this folder get an access list from it.
   bool PassesAccessOn() const;
   /// Whether this user may make files here, as far as the system tells without one being made.

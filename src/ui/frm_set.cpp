@@ -177,7 +177,9 @@ void FrmSet::ShowPreview() {
   preview_timer_.stop();
   if (!list_mode_) {
     const JobForm form = ReadForm();
-    preview_->Show(PreviewJob(program_, form, &buffer_), form.Enabled);
+    const JobPreview preview = PreviewJob(program_, form, &buffer_);
+    preview_->Show(preview, form.Enabled);
+    safety_->ShowForecast(ShownText(preview.States));
   } else if (const BackupJob* job = SelectedJob()) {
     preview_->Show(PreviewJob(program_, FormOf(*job), job), job->Enabled);
   } else {

@@ -1,11 +1,13 @@
 #include "ui/job_safety_page.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QSpinBox>
 #include <QVBoxLayout>
 
+#include "app/state_forecast.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
 
@@ -33,6 +35,7 @@ JobSafetyPage::JobSafetyPage() {
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(MakeGuard());
   layout->addWidget(MakeOthers());
+  layout->addWidget(MakeStates());
   layout->addStretch();
 }
 
@@ -92,6 +95,31 @@ QWidget* JobSafetyPage::MakeOthers() {
   return frame;
 }
 
+QWidget* JobSafetyPage::MakeStates() {
+  cboLinkStates_ = Make<QComboBox>("cboLinkStates");
+  for (std::size_t i = 0; i < kLinkStatesChoices; ++i) {
+    cboLinkStates_->addItem(ShownText(LinkStatesText(static_cast<LinkStates>(i))));
+  }
+  IgnoreWheel(cboLinkStates_);
+  cboLinkStates_->setToolTip(
+      TrText(u"沒有變更的檔案與前一個備份共用，不再佔用空間。自動：差異與同步備份共用，完整備份"
+             "全部複製。"));
+  connect(cboLinkStates_, &QComboBox::activated, this, &JobSafetyPage::Changed);
+  chkUnfinished_ = MakeSwitch("chkUnfinished", TrText(u"備份完成後才給資料夾日期名稱(&U)"));
+  lblStates_ = Make<QLabel>("lblStates");
+  lblStates_->setWordWrap(true);
+  auto* frame = new QGroupBox(TrText(u"含日期的備份資料夾"));
+  auto* layout = new QVBoxLayout(frame);
+  layout->addLayout(MakeRow({MakeLabel(TrText(u"與前一個備份共用檔案(&T)："), cboLinkStates_),
+                             cboLinkStates_, chkUnfinished_}));
+  layout->addWidget(lblStates_);
+  return frame;
+}
+
+void JobSafetyPage::ShowForecast(const QString& text) {
+  lblStates_->setText(text.isEmpty() ? TrText(u"只適用於目標含日期標籤、不壓縮的排程。") : text);
+}
+
 void JobSafetyPage::Show(const ExtraSettings& extras) {
   const QSignalBlocker quiet(this);
   chkGuard_->setChecked(extras.GuardMirror);
@@ -103,6 +131,8 @@ void JobSafetyPage::Show(const ExtraSettings& extras) {
   numKeep_->setValue(extras.KeepNewest);
   chkVerify_->setChecked(extras.VerifyAfterRun);
   chkLinks_->setChecked(extras.KeepHardLinks);
+  cboLinkStates_->setCurrentIndex(static_cast<int>(extras.LinkStates));
+  chkUnfinished_->setChecked(extras.UnfinishedName);
 }
 
 void JobSafetyPage::Read(JobForm& form) const {
@@ -114,6 +144,8 @@ void JobSafetyPage::Read(JobForm& form) const {
   extras.KeepNewest = numKeep_->value();
   extras.VerifyAfterRun = chkVerify_->isChecked();
   extras.KeepHardLinks = chkLinks_->isChecked();
+  extras.LinkStates = static_cast<LinkStates>(cboLinkStates_->currentIndex());
+  extras.UnfinishedName = chkUnfinished_->isChecked();
 }
 
 }  // namespace kavrel

@@ -6,6 +6,8 @@
 #include "core/job_form.h"
 
 class QCheckBox;
+class QComboBox;
+class QLabel;
 class QSpinBox;
 
 namespace kavrel {
@@ -17,6 +19,8 @@ class JobSafetyPage : public QWidget {
   JobSafetyPage();
 
   void Show(const ExtraSettings& extras);
+  /// What the job's dated folders cost, in words.
+  void ShowForecast(const QString& text);
   /// Fills the form's fields that this page shows.
   void Read(JobForm& form) const;
 
@@ -27,10 +31,13 @@ class JobSafetyPage : public QWidget {
  private:
   QWidget* MakeGuard();
   QWidget* MakeOthers();
+  QWidget* MakeStates();
   QSpinBox* MakeNumber(const char* name, int first, int last);
   QCheckBox* MakeSwitch(const char* name, const QString& text);
 
-  QCheckBox *chkGuard_, *chkSpace_, *chkVerify_, *chkLinks_;
+  QCheckBox *chkGuard_, *chkSpace_, *chkVerify_, *chkLinks_, *chkUnfinished_;
+  QComboBox* cboLinkStates_;
+  QLabel* lblStates_;
   QSpinBox *numGuardPercent_, *numGuardFewest_, *numKeep_;
 };
 

@@ -104,7 +104,10 @@ void Scope::SetOwn(const Folder& folder, const Folder* source) {
 }
 
 bool Scope::IsOwnPath(std::u16string_view path) const {
-  if (own_path_.empty() || !PathStartsWith(path, own_path_)) return false;
+  if (own_path_.empty() ||
+      !(PathStartsWith(path, own_path_) || PathStartsWith(path, UnfinishedPath(own_path_)))) {
+    return false;
+  }
   TraceLeftOut(u"the destination, by its path", path, {});
   return true;
 }
@@ -124,9 +127,11 @@ bool Scope::IsOwn(std::u16string_view path, const Folder& folder, const FileStat
 bool Scope::IsOwnByMark(std::u16string_view path, const Folder& folder) const {
   if (own_path_.empty()) return false;
   const bool may_be_state = MayHoldStates(path);
-  const std::u16string_view name = PathName(DropBackslash(path));
-  // Through most things it bears its own name.
-  const bool may_be_view = own_has_views_ || name == PathName(DropBackslash(own_path_));
+  // Through most things it bears its own name, or the one that it has until it is whole.
+  std::u16string_view name = PathName(DropBackslash(path));
+  const std::u16string_view own_name = PathName(DropBackslash(own_path_));
+  if (name != own_name && name.ends_with(kUnfinished)) name.remove_suffix(kUnfinished.size());
+  const bool may_be_view = own_has_views_ || name == own_name;
   if (!may_be_state && !may_be_view && !IsNamedAsState(name)) return false;
   const Result<OwnerMark> mark = ReadOwnerMark(folder);
   if (!mark || !mark->Names(job_->Extras.Id)) return false;
@@ -136,7 +141,8 @@ bool Scope::IsOwnByMark(std::u16string_view path, const Folder& folder) const {
   }
   // A former state, reached by another way than that to the destination; or somebody's copy of one.
   if (!dated_) return false;
-  const Result<Folder> made = OpenMarked(*system_, mark->Place);
+  Result<Folder> made = OpenMarked(*system_, mark->Place);
+  if (!made) made = OpenMarked(*system_, UnfinishedPath(mark->Place));
   return made && IsSeenTwice(folder, *made, true);
 }
 

@@ -41,7 +41,7 @@ TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
             0);
   EXPECT_EQ(Ctl({"edit", "照片", "--password-stdin"}, "s3cret\n").ExitCode, 0);
   EXPECT_EQ(Ctl({"edit", "照片", "--guard-min", "5", "--verify-after", "--no-space-check",
-                 "--no-hard-links"})
+                 "--no-hard-links", "--link-states", "hard", "--unfinished-name", "off"})
                 .ExitCode,
             0);
   result = Ctl({"show", "照片", "--json"});
@@ -50,7 +50,8 @@ TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
         "\"use_recycle_bin\": false", "\"max_file_size_kb\": null", "\"has_password\": true",
         "\"exclude_file_types\": true", "\"refused_days\": []", "\"percent\": 30", "\"fewest\": 5",
         "\"keep_newest\": 7", "\"verify_after_run\": true", "\"check_space\": false",
-        "\"keep_hard_links\": false", "\"next_run\": \"2126-11-25T01:00:00"}) {
+        "\"keep_hard_links\": false", "\"link_states\": \"hard\"", "\"unfinished_name\": false",
+        "\"next_run\": \"2126-11-25T01:00:00"}) {
     EXPECT_NE(result.Output.find(part), std::string::npos) << part << " in " << result.Output;
   }
   EXPECT_EQ(result.Output.find("s3cret"), std::string::npos);

@@ -154,11 +154,13 @@ TEST_F(StatesTest, AnUnfinishedStateIsNoneToRestoreUnasked) {
   BackupJob& job = Add(u"A", u"D:\\<yyyy>-<mm>-<dd>\\");
   for (int i = 0; i < 50; ++i) WriteTestFile(Source() / std::to_string(i), "x");
   RunAt(At(1));
-  Host.AtPump = [&] { Program.State.CancelRequested |= fs::exists(Temp.DriveD() / "2009-09-02"); };
+  Host.AtPump = [&] {
+    Program.State.CancelRequested |= fs::exists(Temp.DriveD() / "2009-09-02.unfinished");
+  };
   RunAt(At(2));
   Host.AtPump = {};
   EXPECT_EQ(States(),
-            "2009-09-02 01:00:00 未完成 D:\\2009-09-02\\\n2009-09-01 01:00:00 完整 "
+            "2009-09-02 01:00:00 未完成 D:\\2009-09-02.unfinished\\\n2009-09-01 01:00:00 完整 "
             "D:\\2009-09-01\\\n");
   CommandResult result = Ctl({"restore", "A", "--dry-run"});
   EXPECT_TRUE(Has(result.Errors, "2009-09-01 01:00:00") && Has(result.Errors, "不完整"))

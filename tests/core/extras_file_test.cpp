@@ -29,6 +29,8 @@ class ExtrasFileTest : public testing::Test {
   static JobExtras All() {
     JobExtras extras;
     extras.GuardMirror = extras.CheckSpace = extras.KeepHardLinks = false;
+    extras.UnfinishedName = false;
+    extras.LinkStates = LinkStates::Reflink;
     extras.GuardPercent = 7;
     extras.GuardFewest = 8;
     extras.KeepNewest = 9;

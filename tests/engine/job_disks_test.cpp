@@ -262,6 +262,8 @@ TEST_P(JobDisksTest, ASourceThatGoesAfterTheGuardsLetsNoOldBackupGoEither) {
   WriteTestFile(Source() / "first", "x");
   ExpectRan(0);
   Clock.Set(*FromCivil(2009, 9, 24, 1));
+  // What did not change shows no progress.
+  WriteTestFile(Source() / "first", "changed");
   Host.AtProgress = [&](auto...) {
     for (int i = 0; i < 30; ++i) fs::remove(Source() / "sub" / std::to_string(i));
   };

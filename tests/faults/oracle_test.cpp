@@ -117,7 +117,9 @@ class Play {
   CommandResult RunJob(const PlayedJob& job, std::size_t how);
   void JudgeKept(PlayedJob& job, const std::string& unit, bool whole, const Tree& before,
                  const Tree& after);
-  void JudgeFigures(const CommandResult& result, const Outlook& outlook, bool restore);
+  /// `shares`: what is not in the folder may be taken from the state before, as unchanged.
+  void JudgeFigures(const CommandResult& result, const Outlook& outlook, bool restore,
+                    bool shares = false);
   bool InBin(const Entry& entry) const;
 
   std::mt19937 random_;
@@ -360,14 +362,16 @@ CommandResult Play::RunJob(const PlayedJob& job, std::size_t how) {
   return Command(run, &fault);
 }
 
-void Play::JudgeFigures(const CommandResult& result, const Outlook& outlook, bool restore) {
+void Play::JudgeFigures(const CommandResult& result, const Outlook& outlook, bool restore,
+                        bool shares) {
   const long copied = Figure(result.Output, restore ? "已完成還原檔案總計：" : kCopied);
   const long failed = Figure(result.Output, restore ? "已還原失敗檔案總計：" : kFailed);
   const int code = failed > 0 ? 1 : 0;
   // A name of a file that may not be read can become one more of a copy that is there; and a copy
   // of several names is not set right in place.
   const long vague = static_cast<long>(outlook.Vague.size());
-  if (copied >= outlook.Copied && copied <= outlook.Copied + outlook.MayCopy + vague &&
+  const long shared = shares ? Figure(result.Output, kUnchanged) : 0;
+  if (copied + shared >= outlook.Copied && copied <= outlook.Copied + outlook.MayCopy + vague &&
       failed <= outlook.Failed + vague && failed >= outlook.Failed - vague &&
       result.ExitCode == code) {
     return;
@@ -449,7 +453,10 @@ void Play::Backup(PlayedJob& job, std::size_t how) {
     return;
   }
   Wrong(Differences(outlook, now));
-  JudgeFigures(result, outlook, false);
+  // What an interrupted run has left is taken up by jobs of any type.
+  const bool left = std::any_of(
+      all.begin(), all.end(), [](const auto& item) { return item.first.ends_with(".unfinished"); });
+  JudgeFigures(result, outlook, false, job.Dated && (left || job.Promised.Type != "full"));
 }
 
 /// The files and links of an archive.

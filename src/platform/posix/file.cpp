@@ -1,4 +1,6 @@
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -60,6 +62,10 @@ Result<std::uint64_t> File::CopyFrom(File& source, std::uint64_t length) {
     done += static_cast<std::uint64_t>(got);
   }
   return {done, 0};
+}
+
+ErrorCode File::CloneFrom(const File& source) {
+  return Retry([&] { return ioctl(handle_, FICLONE, source.handle_); }) == 0 ? 0 : errno;
 }
 
 Result<std::uint64_t> File::NextData(std::uint64_t position) {

@@ -344,7 +344,8 @@ ErrorCode Folder::WriteRemark(std::u16string_view name, const std::string& text)
 }
 
 MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus& from,
-                                      const Folder& source, bool looks_only) const {
+                                      const Folder& source, bool looks_only,
+                                      std::u16string_view source_name) const {
   const Carrying how{true, looks_only};
   const Entry own(handle_, false), other(source.handle_, false);
   const auto update = [&](const Entry& to, const Entry* like) -> MetadataUpdate {
@@ -354,13 +355,14 @@ MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus
   };
   if (name.empty()) return update(own, handle_ == source.handle_ ? nullptr : &other);
   const std::string native = posix::NativeName(name);
-  if (native.empty()) return {EINVAL, false};
+  const std::string native_like = source_name.empty() ? native : posix::NativeName(source_name);
+  if (native.empty() || native_like.empty()) return {EINVAL, false};
   if (from.Kind == FileKind::Link && !Manners().LinksAlone) return {};
   // An open file is asked with fewer calls than one that is held, which takes no right to read it.
   bool to_held = true, like_held = true;
   const posix::Handle to = OpenOrHold(handle_, native, from.Kind, to_held);
   const posix::Handle like =
-      to ? OpenOrHold(source.handle_, native, from.Kind, like_held) : posix::Handle();
+      to ? OpenOrHold(source.handle_, native_like, from.Kind, like_held) : posix::Handle();
   // What has gone meanwhile, or given its name to another, is the next run's.
   if (!to || !like) return {errno == ENOENT ? 0 : errno, false};
   const Result<FileStatus> now = posix::StatusAt(like.Get(), "");

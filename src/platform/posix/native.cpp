@@ -46,6 +46,7 @@ DiskManners MannersOf(std::uint32_t type) {
       return {false, false, true, true};
     case MSDOS_SUPER_MAGIC:
     case kExfat:
+      return {true, false, true, false, false};
     case kNtfs3:
       return {true, false};
     default:

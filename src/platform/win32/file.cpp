@@ -61,6 +61,10 @@ Result<std::uint64_t> File::CopyFrom(File&, std::uint64_t) {
   return Result<std::uint64_t>::Fail(ERROR_NOT_SUPPORTED);
 }
 
+ErrorCode File::CloneFrom(const File&) {
+  return ERROR_NOT_SUPPORTED;
+}
+
 namespace {
 
 /// Where data is in a file of this size; both ends at its own when there is none.

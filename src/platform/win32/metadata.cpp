@@ -18,7 +18,8 @@ ErrorCode Folder::WriteRemark(std::u16string_view, const std::string&) const {
 }
 
 MetadataUpdate Folder::UpdateMetadata(std::u16string_view name, const FileStatus& from,
-                                      const Folder& source, bool looks_only) const {
+                                      const Folder& source, bool looks_only,
+                                      std::u16string_view) const {
   if (looks_only) return {};
   if (name.empty()) return {SetAttributes(from, source), false};
   win32::Opening how;

@@ -1,0 +1,137 @@
+#include "engine/new_state.h"
+
+#include "engine/states.h"
+#include "files/error_text.h"
+#include "files/path.h"
+#include "files/place.h"
+#include "platform/error_codes.h"
+
+namespace kavrel {
+
+namespace {
+
+/// Renames a folder, and has that on the disk.
+ErrorCode MoveFolder(const FileSystem& files, std::u16string_view from, std::u16string_view to) {
+  const std::u16string_view path = PathFolder(DropBackslash(to));
+  const Result<Folder> parent = files.MakeFolders(path);
+  if (!parent) return parent.Error;
+  if (const ErrorCode error = files.Rename(DropBackslash(from), DropBackslash(to))) return error;
+  return parent->Sync();
+}
+
+/// Where an interrupted run of this job alone has left something; empty where there is nothing.
+/// What was whole and had only to get its name gets it.
+std::u16string FindLeft(const RunContext& context, const BackupJob& job,
+                        const std::vector<JobState>& states, bool changes) {
+  for (const JobState& state : states) {
+    const std::u16string finished = state.IsArchive ? std::u16string() : FinishedPath(state.Unit);
+    if (finished.empty() || job.Extras.Id.empty()) continue;
+    const Result<Folder> folder = context.Files.OpenFolder(state.Unit);
+    const Result<OwnerMark> mark =
+        folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
+    if (!mark || !mark->IsAlone(job.Extras.Id)) continue;
+    if (!mark->Figures) return state.Unit;
+    if (changes) MoveFolder(context.Files, state.Unit, finished);
+  }
+  return {};
+}
+
+/// The newest state that a new one can take from, on the disk where that will be.
+void FindFormer(RunContext& context, const BackupJob& job, std::u16string_view unit,
+                const std::vector<JobState>& states) {
+  const SharedContent::Ways ways = WaysOf(job);
+  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
+  const Place place = FindPlace(context.Files, DestinationPlace(context, job));
+  const Result<FileStatus> disk =
+      place.Nearest ? place.Nearest.Status() : Result<FileStatus>::Fail(kErrNotFound);
+  if (!(ways.Clone || ways.Link) || !source || !disk || !place.Nearest.Manners().LinksFiles) return;
+  for (const JobState& state : states) {
+    const bool whole = state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
+    if (state.IsArchive || !whole || IsSamePath(state.Unit, unit)) continue;
+    const Result<Folder> folder = context.Files.OpenFolder(state.Unit);
+    const Result<FileStatus> status = StatusOf(folder);
+    const Result<OwnerMark> mark =
+        folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
+    if (!status || status->Device != disk->Device || !mark || !mark->IsAlone(job.Extras.Id)) {
+      continue;
+    }
+    std::unique_ptr<StateRecord> record = StateRecord::Open(
+        context.Files, StateRecordPath(context.Files, job.Extras.Id), {mark->Number, mark->Begun});
+    context.Making.Former =
+        FormerState::Open(context.Files, state.Unit, *source, ways, std::move(record));
+    return;
+  }
+}
+
+}  // namespace
+
+SharedContent::Ways WaysOf(const BackupJob& job) {
+  switch (job.Extras.LinkStates) {
+    case LinkStates::Auto: {
+      const bool compares = job.Differential || job.Synchronise;
+      return {compares, compares};
+    }
+    case LinkStates::Hard:
+      return {false, true};
+    case LinkStates::Reflink:
+      return {true, false};
+    case LinkStates::Off:
+      break;
+  }
+  return {};
+}
+
+void BeginState(RunContext& context, const BackupJob& job, std::u16string_view unit, bool changes) {
+  context.Making = {};
+  if (unit.empty() || job.Compressed) return;
+  NewState& making = context.Making;
+  const SharedContent::Ways ways = WaysOf(job);
+  if (changes && (ways.Clone || ways.Link) && !job.Extras.Id.empty()) {
+    making.Record = std::make_shared<StateRecordWriter>(
+        context.Files, StateRecordPath(context.Files, job.Extras.Id));
+  }
+  std::vector<JobState> states = ListStates(context, job);
+  const std::u16string left = FindLeft(context, job, states, changes);
+  // What has got its name only now may be the unit itself, or the newest state.
+  if (changes) states = ListStates(context, job);
+  if (context.Files.FolderExists(unit)) return;
+  if (job.Extras.UnfinishedName) {
+    making.Place = UnfinishedPath(unit);
+    if (!left.empty() && !changes) {
+      making.Place = left;
+    } else if (!left.empty() && !IsSamePath(left, making.Place)) {
+      making.TakenUp = MoveFolder(context.Files, left, making.Place) == 0;
+    }
+    making.TakenUp = making.TakenUp || IsSamePath(left, making.Place);
+  }
+  FindFormer(context, job, unit, states);
+}
+
+BackupJob WalkedJob(const RunContext& context, const BackupJob& job) {
+  BackupJob walked = job;
+  if (!context.Making.TakenUp) return walked;
+  walked.Differential = walked.Synchronise = true;
+  walked.UseRecycleBin = false;
+  walked.Extras.GuardMirror = false;
+  return walked;
+}
+
+bool NameState(RunContext& context, std::u16string_view unit) {
+  const std::u16string& place = context.Making.Place;
+  if (place.empty()) return true;
+  const ErrorCode error = MoveFolder(context.Files, place, unit);
+  if (error) context.Fail(u": 完成備份資料夾的命名 (失敗)：", unit, error);
+  return !error;
+}
+
+void KeepRecord(RunContext& context, const BackupJob& job, std::u16string_view unit) {
+  if (!context.Making.Record) return;
+  const Result<Folder> folder = context.Files.OpenFolder(unit);
+  const Result<OwnerMark> mark =
+      folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
+  if (mark && mark->IsAlone(job.Extras.Id)) {
+    context.Making.Record->Finish({mark->Number, mark->Begun});
+  }
+}
+
+}  // namespace kavrel
