@@ -90,7 +90,7 @@ _kavrelctl() {
   mapfile -t COMPREPLY < <(compgen -W "${words[*]}" -- "$cur")
   [[ $cur == -* || ${#words[@]} -gt 0 ]] && return
   case "${path[*]}" in
-  edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff)
+  edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff | keep | pin | unpin)
     # Behind its job, diff takes two states.
     if [[ ${path[0]} == diff && -n $job ]]; then
       _kavrelctl_names states "$job"

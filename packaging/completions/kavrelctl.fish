@@ -64,7 +64,7 @@ end
 
 function __kavrelctl_takes_job
     __kavrelctl_takes_state; and return 1
-    contains -- "$(__kavrelctl_path)" edit remove show status next run preview restore verify archives states versions diff
+    contains -- "$(__kavrelctl_path)" edit remove show status next run preview restore verify archives states versions diff keep pin unpin
 end
 
 function __kavrelctl_takes_rule

@@ -61,7 +61,7 @@ _kavrelctl() {
     return
   fi
   case "$path_words" in
-    (edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff)
+    (edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff | keep | pin | unpin)
       # Behind its job, diff takes two states.
       if [[ $path_words[1] == diff && -n $job ]]; then
         found=(${(f)"$(kavrelctl $home states "$job" --names 2>/dev/null)"})

@@ -97,6 +97,10 @@ std::u16string StatusCell(JobWord word);
 
 /// The states of a job: dated folders and archives, the newest first.
 int ListJobStates(Session& session, const std::string& name, ListForm form);
+/// Which of them stay after a whole run, which go, and why.
+int ExplainKeeping(Session& session, const std::string& name, bool json);
+/// Has one of them stay whatever the job keeps, or not any more.
+int PinJobState(Session& session, const std::string& name, const std::string& which, bool pinned);
 /// The one of them that is meant; nothing, and the exit code, after saying why.
 std::optional<std::size_t> StateMeant(const std::vector<JobState>& states, const BackupJob& job,
                                       const std::string& which, ExitCode& code);

@@ -39,9 +39,12 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   std::string error = ApplyOptions(known, session.Clock().Now(), form);
   const bool dated = form.Type == BackupType::Compressed ||
                      ExpandDateTokens(form.Destination, session.Clock()) != form.Destination;
-  if (error.empty() && options.Keep.value_or(0) > 0 && !dated) {
-    error =
-        Tr("--keep goes with date tags in --dest, or with --type compressed: there is one backup");
+  const bool plan = options.KeepPlan && !form.Extras.KeepPlan.empty();
+  if (error.empty() && (options.Keep.value_or(0) > 0 || plan) && !dated) {
+    error = plan ? Tr("--keep-plan goes with date tags in --dest, or with --type compressed: there "
+                      "is one backup")
+                 : Tr("--keep goes with date tags in --dest, or with --type compressed: there is "
+                      "one backup");
   }
   if (!error.empty()) {
     PrintError(error);
@@ -52,6 +55,8 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
       form, program.Store.Jobs, [&](const BackupJob& j) { return program.NextRunTimeOf(j); },
       [&](std::u16string_view path) { return reach.MayExist(path); }, job);
   if (check == FormCheck::Ok) {
+    // Given anew it is agreed to anew.
+    if (plan) job.Extras.KeepAgreed = true;
     if (options.Adopt) {
       job.Extras.Adopt = true;
       AcceptPlaces(job.Extras);
@@ -134,6 +139,8 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
             {"fewest", job.Extras.GuardFewest}}},
           {"check_space", job.Extras.CheckSpace},
           {"keep_newest", job.Extras.KeepNewest},
+          {"keep_plan", JsonText(job.Extras.KeepPlan)},
+          {"delete_old", job.Extras.DeletesOld},
           {"verify_after_run", job.Extras.VerifyAfterRun},
           {"keep_hard_links", job.Extras.KeepHardLinks},
           {"link_states", JsonText(LinkStatesWord(job.Extras.LinkStates))},
@@ -171,6 +178,7 @@ void ShowAsText(Session& session, const BackupJob& job) {
       {TrCell(u"同步刪除防護："), Shown(GuardText(job.Extras))},
       {TrCell(u"檢查可用空間："), on_off(job.Extras.CheckSpace)},
       {TrCell(u"保留備份份數："), Shown(KeepText(job.Extras))},
+      {TrCell(u"直接刪除舊備份："), on_off(job.Extras.DeletesOld)},
       {TrCell(u"備份後驗證　："), on_off(job.Extras.VerifyAfterRun)},
       {TrCell(u"保留硬連結　："), on_off(job.Extras.KeepHardLinks)},
       {TrCell(u"備份共用檔案："), Shown(LinkStatesText(job.Extras.LinkStates))},

@@ -7,6 +7,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
+#include "core/keep_plan.h"
 #include "platform/folders.h"
 
 namespace kavrel {
@@ -110,6 +111,13 @@ std::string ReadStateOptions(const JobOptions& options, ExtraSettings& extras) {
     if (!how) return Tr("--link-states takes auto, off, hard or reflink");
     extras.LinkStates = *how;
   }
+  if (options.KeepPlan) {
+    std::u16string why;
+    const auto plan = ParseKeepPlan(FromUtf8(*options.KeepPlan), why);
+    if (!plan && *options.KeepPlan != "off") return "--keep-plan: " + ToUtf8(Shown(why));
+    extras.KeepPlan = plan ? KeepPlanText(*plan) : std::u16string();
+    extras.KeepNewest = 0;
+  }
   if (options.UnfinishedName) {
     const bool on = *options.UnfinishedName == "on";
     if (!on && *options.UnfinishedName != "off") return Tr("--unfinished-name takes on or off");
@@ -157,6 +165,12 @@ void JobOptions::AddTo(CLI::App& command) {
   command
       .add_option("--keep", Keep, Tr("Keep only this many dated folders or archives; 0 keeps all"))
       ->check(CLI::Range(0, kMaxKeepNewest));
+  command
+      .add_option("--keep-plan", KeepPlan,
+                  Tr("Thin them by their age, as \"24h:all 30d:1d 12w:1w 24mo:1mo\", or off"))
+      ->excludes("--keep");
+  AddSwitch(command, "--delete-old,!--recycle-old", DeleteOld,
+            Tr("Delete what is not kept instead of moving it to the recycle bin"));
   AddSwitch(command, "--verify-after,!--no-verify-after", VerifyAfter,
             Tr("Compare both sides after every run"));
   AddSwitch(command, "--hard-links,!--no-hard-links", HardLinks,
@@ -173,7 +187,7 @@ bool JobOptions::Any() const {
   const auto given = [](const auto&... options) { return (options.has_value() || ...); };
   return given(Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard, ExcludeTypes,
                Subfolders, SourceFolder, Recycle, Enable, SpaceCheck, VerifyAfter, HardLinks,
-               MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName) ||
+               MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName, KeepPlan, DeleteOld) ||
          NoLimit || PasswordStdin || NoPassword || Adopt;
 }
 
@@ -204,7 +218,11 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
   ExtraSettings& extras = form.Extras;
   if (options.Guard && !(error = ReadGuard(*options.Guard, extras)).empty()) return error;
   if (options.GuardMin) extras.GuardFewest = *options.GuardMin;
-  if (options.Keep) extras.KeepNewest = *options.Keep;
+  if (options.Keep) {
+    extras.KeepNewest = *options.Keep;
+    extras.KeepPlan.clear();
+  }
+  Set(options.DeleteOld, extras.DeletesOld);
   Set(options.SpaceCheck, extras.CheckSpace);
   Set(options.VerifyAfter, extras.VerifyAfterRun);
   Set(options.HardLinks, extras.KeepHardLinks);
@@ -253,6 +271,8 @@ std::string_view OptionOf(FormCheck check) {
       return Tr("--source: the folder does not exist");
     case FormCheck::NoDestination:
       return Tr("--dest: the job needs a destination");
+    case FormCheck::BadKeepPlan:
+      return "--keep-plan";
     case FormCheck::Unstorable:
       return Tr("a text holds a tab or a line break");
     case FormCheck::Ok:

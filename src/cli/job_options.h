@@ -15,9 +15,9 @@ namespace kavrel {
 
 struct JobOptions {
   std::optional<std::string> Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard,
-      LinkStates, UnfinishedName;
+      LinkStates, UnfinishedName, KeepPlan;
   std::optional<bool> ExcludeTypes, Subfolders, SourceFolder, Recycle, Enable, SpaceCheck,
-      VerifyAfter, HardLinks;
+      VerifyAfter, HardLinks, DeleteOld;
   std::optional<std::int32_t> MaxSizeKB, GuardMin, Keep;
   bool NoLimit = false, PasswordStdin = false, NoPassword = false, Adopt = false;
 

@@ -246,6 +246,24 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
     return CompareJobStates(session, line.Name, line.State, line.Value, line.Json);
   }));
 
+  CLI::App* keep =
+      app.add_subcommand("keep", Tr("Which states of a job stay after a run, which go, and why"));
+  keep->add_option("job", line.Name, Tr("Name of the job"))->required();
+  keep->add_flag("--explain", Tr("Say so, and change nothing: as without it"));
+  keep->add_flag("--json", line.Json, Tr("Print JSON"));
+  keep->callback(line.Run(
+      [&line](Session& session) { return ExplainKeeping(session, line.Name, line.Json); }));
+  const auto add_pin = [&](const char* word, const char* help, bool pinned) {
+    CLI::App* command = app.add_subcommand(word, help);
+    command->add_option("job", line.Name, Tr("Name of the job"))->required();
+    command->add_option("state", line.State, Tr("Which state, as for restore"))->required();
+    command->callback(line.Run([&line, pinned](Session& session) {
+      return PinJobState(session, line.Name, line.State, pinned);
+    }));
+  };
+  add_pin("pin", Tr("Keep a state whatever the job keeps"), true);
+  add_pin("unpin", Tr("Let a pinned state go in its turn"), false);
+
   CLI::App* archives = app.add_subcommand("archives", Tr("The archives of a compressed job"));
   archives->add_option("job", line.Name, Tr("Name of the job"))->required();
   archives->add_option("--list", line.Archive, Tr("List the entries of this archive"));

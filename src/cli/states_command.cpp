@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "app/state_growth.h"
 #include "base/number.h"
 #include "base/screen_format.h"
 #include "base/text.h"
@@ -45,7 +46,8 @@ std::u16string SizeText(const std::optional<std::uint64_t>& bytes) {
   return bytes ? Shown(FormatSize(*bytes, SizeMode::Scaled)) : std::u16string(u"-");
 }
 
-nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Content& content) {
+nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Content& content,
+                           const StateGrowth& growth) {
   const bool archive = state.IsArchive && state.Health != StateHealth::Away;
   nlohmann::json added, verified;
   if (state.Figures) {
@@ -62,9 +64,18 @@ nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Cont
           {"bytes", NumberOrNull(content.Bytes)},
           {"archive_bytes", archive ? nlohmann::json(state.ArchiveSize) : nlohmann::json()},
           {"added", std::move(added)},
+          {"taken_bytes", growth.Taken[number - 1]},
+          {"pinned", state.Pinned},
+          {"runs_left", number == 1 && growth.RunsLeft ? nlohmann::json(*growth.RunsLeft)
+                                                       : nlohmann::json()},
           {"failed", state.Figures ? nlohmann::json(state.Figures->Failed) : nlohmann::json()},
           {"verified", std::move(verified)},
           {"path", JsonText(state.Unit)}};
+}
+
+std::u16string StateCell(const JobState& state) {
+  const std::u16string health = Shown(StateHealthText(state));
+  return state.Pinned ? health + TrCell(u"，已釘選") : health;
 }
 
 /// Said of an empty list, which is no fault.
@@ -95,6 +106,7 @@ int ListJobStates(Session& session, const std::string& name, ListForm form) {
     PrintNames(dates);
     return kDone;
   }
+  const StateGrowth growth = GrowthOf(program.Files, states);
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{
       {TrCell(u"編號"), TrCell(u"日期時間"), TrCell(u"種類"), TrCell(u"狀態"), TrCell(u"檔案數"),
@@ -103,14 +115,14 @@ int ListJobStates(Session& session, const std::string& name, ListForm form) {
     const JobState& state = states[i];
     const Content content = ContentOf(program.Files, state);
     if (form == ListForm::Json) {
-      list.push_back(StateAsJson(state, i + 1, content));
+      list.push_back(StateAsJson(state, i + 1, content, growth));
       continue;
     }
     const std::optional<std::uint64_t> size =
         state.IsArchive ? std::optional(state.ArchiveSize) : content.Bytes;
     const auto& figures = state.Figures;
     rows.push_back({Grouped(i + 1), StateDateText(state), Shown(StateKindText(state)),
-                    Shown(StateHealthText(state)), CountText(content.Files),
+                    StateCell(state), CountText(content.Files),
                     SizeText(state.Health == StateHealth::Away ? std::nullopt : size),
                     figures ? ScreenNumber(figures->AddedFiles) + u" / " +
                                   Shown(FormatSize(figures->AddedBytes, SizeMode::Scaled))
@@ -123,6 +135,8 @@ int ListJobStates(Session& session, const std::string& name, ListForm form) {
     TellNone(*job);
   } else {
     PrintTable(rows);
+    const std::u16string text = Shown(GrowthText(growth));
+    if (!text.empty()) std::printf("%s\n", Printable(text).c_str());
   }
   return kDone;
 }

@@ -159,6 +159,7 @@ std::u16string GuardText(const ExtraSettings& extras) {
 }
 
 std::u16string KeepText(const ExtraSettings& extras) {
+  if (!extras.KeepPlan.empty()) return extras.KeepPlan;
   if (extras.KeepNewest == 0) return u"全部保留";
   return Fill(TrCountLater(u"最新 %1 份"), {Decimal(extras.KeepNewest)});
 }

@@ -9,6 +9,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "core/job_store.h"
+#include "core/keep_plan.h"
 
 namespace kavrel {
 
@@ -32,6 +33,8 @@ constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"VerifyAfterRun", &JobExtras::VerifyAfterRun},
                                      {u"KeepHardLinks", &JobExtras::KeepHardLinks},
                                      {u"UnfinishedName", &JobExtras::UnfinishedName},
+                                     {u"DeletesOld", &JobExtras::DeletesOld},
+                                     {u"KeepAgreed", &JobExtras::KeepAgreed},
                                      {u"NotBegun", &JobExtras::NotBegun},
                                      {u"Unseen", &JobExtras::Unseen},
                                      {u"Bad", &JobExtras::Bad},
@@ -54,7 +57,8 @@ struct TextField {
   std::u16string Owner::*Field;
 };
 constexpr TextField<JobExtras> kTexts[] = {{u"Id", &JobExtras::Id},
-                                           {u"MirroredTo", &JobExtras::MirroredTo}};
+                                           {u"MirroredTo", &JobExtras::MirroredTo},
+                                           {u"KeepPlan", &JobExtras::KeepPlan}};
 constexpr TextField<KnownPlaces> kPlaceTexts[] = {
     {u"SourcePlace", &KnownPlaces::SourcePlace},
     {u"DestinationPlace", &KnownPlaces::DestinationPlace}};
@@ -204,7 +208,10 @@ std::optional<bool> ParseOwn(std::u16string_view name, std::u16string_view value
     return good;
   }
   for (const auto& field : kTexts) {
-    if (name == field.Name) return extras.*field.Field = value, true;
+    if (name != field.Name) continue;
+    const bool good = field.Field != &JobExtras::KeepPlan || ParseKeepPlan(value);
+    if (good) extras.*field.Field = value;
+    return good;
   }
   for (const DateField& field : kDates) {
     if (name != field.Name) continue;

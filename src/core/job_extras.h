@@ -33,6 +33,10 @@ struct ExtraSettings {
   std::int32_t GuardPercent = 50, GuardFewest = 20;
   bool CheckSpace = true;       ///< a run that cannot fit stops before it copies
   std::int32_t KeepNewest = 0;  ///< dated folders or archives that are kept; 0 = all
+  /// Which of them stay by their age, as KeepPlanText writes it (core/keep_plan.h); it comes before
+  /// KeepNewest. Empty: none.
+  std::u16string KeepPlan;
+  bool DeletesOld = false;  ///< what is not kept is deleted, not moved to the recycle bin
   bool VerifyAfterRun = false;
   bool KeepHardLinks = true;  ///< a file of several names gets one copy of several names
   kavrel::LinkStates LinkStates = kavrel::LinkStates::Auto;
@@ -123,6 +127,8 @@ struct JobExtras : ExtraSettings, KnownPlaces {
   /// ended that did; else that is the job's LastRun.
   bool Bad = false;
   DateTime LastGood = kZeroDate;
+  /// The user has chosen what is kept since the last time that something went: much may go at once.
+  bool KeepAgreed = false;
   bool Unseen = false;  ///< in the last backup there were files that could not be looked at
   /// When the program last moved NextRun, where that was later than LastRun tells; else the zero
   /// date.

@@ -6,6 +6,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
+#include "core/keep_plan.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -101,6 +102,11 @@ std::u16string FormCheckMessage(FormCheck check, const JobForm& form) {
       return u"請先指定要備份的目標資料夾。";
     case FormCheck::Unstorable:
       return Fill(u"「%1」含有定位字元或換行字元，無法儲存，請重新指定。", {UnstorableField(form)});
+    case FormCheck::BadKeepPlan: {
+      std::u16string why;
+      ParseKeepPlan(form.Extras.KeepPlan, why);
+      return u"保留計畫：" + why;
+    }
     case FormCheck::Ok:
     case FormCheck::NoName:
       break;
@@ -133,6 +139,8 @@ void FillJob(const JobForm& form, BackupJob& job) {
   // What the user chose the program has not moved.
   if (job.NextRun != form.Start) job.Extras.TimeMoved = kZeroDate;
   job.NextRun = form.Start;
+  // Whoever has chosen what is kept wants what is not kept to go.
+  if (job.Extras.KeepPlan != form.Extras.KeepPlan) job.Extras.KeepAgreed = true;
   static_cast<ExtraSettings&>(job.Extras) = form.Extras;
   // What was said of one place is not said of another.
   if (job.Source.Path != source || job.Destination.Path != destination) job.Extras.Adopt = false;
@@ -156,6 +164,8 @@ FormCheck ApplyForm(const JobForm& form, const std::vector<BackupJob>& jobs,
     return FormCheck::SourceMissing;
   }
   if (Trim(form.Destination).empty()) return FormCheck::NoDestination;
+  const std::u16string& plan = form.Extras.KeepPlan;
+  if (!plan.empty() && !ParseKeepPlan(plan)) return FormCheck::BadKeepPlan;
   edited.NextRun = next_run_time(edited);
   const PlacePair from{job.Source.Path, job.Destination.Path};
   const PlacePair to{edited.Source.Path, edited.Destination.Path};

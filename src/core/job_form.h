@@ -39,6 +39,7 @@ enum class FormCheck {
   DuplicateName,
   SourceMissing,
   NoDestination,
+  BadKeepPlan,
 };
 
 /// The text that tells the user; empty for Ok and NoName.

@@ -4,9 +4,11 @@
 
 #include "engine/folder_pair.h"
 #include "engine/run_driver.h"
+#include "engine/state_fates.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "files/place.h"
+#include "files/remove_tree.h"
 #include "platform/error_codes.h"
 #include "platform/recycle_bin.h"
 #include "rules/date_tokens.h"
@@ -17,31 +19,8 @@ namespace {
 
 // Enough for an archive an hour over a year; what is forgotten only stays.
 constexpr std::size_t kMostNoted = 10000;
-
-struct Units {
-  std::vector<std::u16string> Outdated;  ///< the oldest ones, too many beside the one of this run
-  std::vector<std::u16string> NotOwn;    ///< that bear no mark of this job alone
-};
-
-/// Sorts what the job's runs are said to have made. What is not there, or cannot be
-/// looked at, counts for nothing.
-Units SortUnits(const FileSystem& files, const BackupJob& job, std::u16string_view unit) {
-  Units units;
-  std::vector<std::u16string>& old = units.Outdated;
-  for (const std::u16string& made : job.Extras.Made) {
-    if (made != unit) old.push_back(made);
-  }
-  const auto keep = static_cast<std::size_t>(job.Extras.KeepNewest);
-  if (keep == 0 || old.size() < keep) return {};
-  std::erase_if(old, [&](const std::u16string& made) {
-    const Result<bool> own = IsMadeBy(files, job, made);
-    // One that is not there may lie on a disk that is not there.
-    if (own && !*own && files.Status(DropBackslash(made))) units.NotOwn.push_back(made);
-    return !own || !*own;
-  });
-  old.resize(old.size() - std::min(old.size(), keep - 1));
-  return units;
-}
+constexpr std::u16string_view kTooManyGo =
+    u": 依保留計畫一次要移除過半的舊備份，全部保留，請檢查時鐘與計畫 (略過)：";
 
 /// Where it cannot be told, it may.
 bool MayLieIn(const Folder& place, const FileStatus& folder) {
@@ -99,8 +78,35 @@ bool IsAlone(const RunContext& context, const BackupJob& job, std::u16string_vie
   return status && MayGo(context, job, *parent, *status) && !HoldsAnothers(context, job, unit);
 }
 
+/// Takes the folder away for good. It is no state any more before anything in it goes: what an
+/// interrupted end leaves is what an interrupted run leaves.
+ErrorCode DeleteFolderUnit(const FileSystem& files, const Folder& parent, const Folder& folder,
+                           const std::u16string& unit) {
+  Result<OwnerMark> mark = ReadOwnerMark(folder);
+  if (!mark) return mark.Error;
+  mark->Figures.reset();
+  if (const ErrorCode error = WriteOwnerMark(folder, *mark)) return error;
+  std::u16string_view name = PathName(DropBackslash(unit));
+  const std::u16string unfinished = UnfinishedPath(unit);
+  if (FinishedPath(unit).empty()) {
+    if (files.Rename(DropBackslash(unit), DropBackslash(unfinished)) == 0) {
+      name = PathName(DropBackslash(unfinished));
+    }
+    if (const ErrorCode error = parent.Sync()) return error;
+  }
+  return RemoveTree(parent, name);
+}
+
+/// Moves it to the bin or deletes it, as the job has it.
+ErrorCode LetGo(const RunContext& context, const BackupJob& job, RecycleBin& bin,
+                const Folder& parent, const Result<Folder>& folder, const std::u16string& unit) {
+  const std::u16string_view name = PathName(DropBackslash(unit));
+  if (!job.Extras.DeletesOld) return bin.Recycle(parent, name);
+  return folder ? DeleteFolderUnit(context.Files, parent, *folder, unit) : parent.RemoveFile(name);
+}
+
 /// False when the unit stays where it is and is tried again after the next run.
-bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
+bool LetUnitGo(RunContext& context, const BackupJob& job, RecycleBin& bin,
                const std::u16string& unit) {
   const std::u16string_view path = DropBackslash(unit);
   const Result<Folder> parent = context.Files.OpenFolder(PathFolder(path));
@@ -111,18 +117,19 @@ bool MoveToBin(RunContext& context, const BackupJob& job, RecycleBin& bin,
   if (status && status->Kind != kind) return true;
   const bool alone = status && IsAlone(context, job, unit);
   Result<Folder> folder = Result<Folder>::Fail(kErrNotFound);
-  if (alone && kind == FileKind::Folder && !OwnerMayAll(*status)) {
-    // A read-only folder cannot be moved elsewhere.
+  if (alone && kind == FileKind::Folder) {
     folder = parent->OpenFolder(PathName(path));
-    if (folder) folder->MakeWritable();
+    // A read-only folder cannot be moved elsewhere.
+    if (folder && !OwnerMayAll(*status)) folder->MakeWritable();
   }
-  if (!alone || bin.Recycle(*parent, PathName(path))) {
-    if (folder) folder->SetAttributes(*status, *folder);
+  const bool deletes = job.Extras.DeletesOld;
+  if (!alone || LetGo(context, job, bin, *parent, folder, unit)) {
+    if (folder && !OwnerMayAll(*status)) folder->SetAttributes(*status, *folder);
     ++context.Report.Counters.WarningFiles;
-    context.Tell(u": 舊備份移到資源回收筒 (失敗)：", unit);
+    context.Tell(deletes ? u": 刪除舊備份 (失敗)：" : u": 舊備份移到資源回收筒 (失敗)：", unit);
     return false;
   }
-  context.LogTimed(u": 舊備份移到資源回收筒 (成功)：", unit);
+  context.LogTimed(deletes ? u": 刪除舊備份 (成功)：" : u": 舊備份移到資源回收筒 (成功)：", unit);
   if (kind == FileKind::File) parent->RemoveFile(ArchiveMark(PathName(path)));
   if (!parent->Manners().SyncsWhole) parent->Sync();
   RemoveEmptyAbove(context, job, unit);
@@ -161,17 +168,28 @@ bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view uni
 
 void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
   RecycleBin bin(context.Clock);
-  const Units units = SortUnits(context.Files, job, unit);
-  for (const std::u16string& other : units.NotOwn) {
+  const StateFates fates = FatesOf(context, job, unit, job.RunStarted);
+  for (const std::u16string& other : fates.NotOwn) {
     context.LogTimed(u": 保留沒有這個排程標記的舊備份 (略過)：", other);
     std::erase(job.Extras.Made, other);
   }
-  for (const std::u16string& old : units.Outdated) {
-    if (!MoveToBin(context, job, bin, old)) continue;
-    std::erase(job.Extras.Made, old);
-    std::erase_if(job.Extras.Verified, [&](const VerifiedState& one) { return one.Unit == old; });
+  if (fates.TooMany && !job.Extras.KeepAgreed) {
+    ++context.Report.Counters.WarningFiles;
+    context.Tell(kTooManyGo, UnitFolder(unit));
+    return;
   }
-  if (!units.Outdated.empty()) SyncMoves(context, unit);
+  bool gone = false;
+  // The oldest first: what is interrupted has left the newest.
+  for (auto fate = fates.Units.rbegin(); fate != fates.Units.rend(); ++fate) {
+    if (fate->Verdict.Stays() || context.State.CancelRequested) continue;
+    if (!LetUnitGo(context, job, bin, fate->Unit)) continue;
+    gone = true;
+    std::erase(job.Extras.Made, fate->Unit);
+    std::erase_if(job.Extras.Verified,
+                  [&](const VerifiedState& one) { return one.Unit == fate->Unit; });
+  }
+  if (!context.State.CancelRequested) job.Extras.KeepAgreed = false;
+  if (gone) SyncMoves(context, unit);
 }
 
 void PlanKeepNewest(const RunContext& context, const BackupJob& job, std::u16string_view unit,
@@ -181,11 +199,14 @@ void PlanKeepNewest(const RunContext& context, const BackupJob& job, std::u16str
     const Result<bool> own = IsMadeBy(context.Files, job, unit);
     if (!own || !*own) return;
   }
-  for (const std::u16string& old : SortUnits(context.Files, job, unit).Outdated) {
-    if (!context.Files.Status(DropBackslash(old))) continue;
-    const bool alone = IsAlone(context, job, old);
-    plan.Add(alone ? PlanAction::Recycle : PlanAction::Fail,
-             alone ? PlanReason::Outdated : PlanReason::Blocked, IsFolderUnit(old), old);
+  const StateFates fates = FatesOf(context, job, unit, context.Clock.Now());
+  if (fates.TooMany && !job.Extras.KeepAgreed) return;
+  for (auto fate = fates.Units.rbegin(); fate != fates.Units.rend(); ++fate) {
+    if (fate->Verdict.Stays() || !context.Files.Status(DropBackslash(fate->Unit))) continue;
+    const bool alone = IsAlone(context, job, fate->Unit);
+    const PlanAction goes = job.Extras.DeletesOld ? PlanAction::Delete : PlanAction::Recycle;
+    plan.Add(alone ? goes : PlanAction::Fail, alone ? PlanReason::Outdated : PlanReason::Blocked,
+             IsFolderUnit(fate->Unit), fate->Unit);
   }
 }
 

@@ -149,6 +149,7 @@ class StateFinder {
     if (mark) state.Health = HealthOf(files_, *mark, job_);
     if (!FinishedPath(unit).empty()) state.Health = StateHealth::Unfinished;
     if (mark) state.Figures = mark->Figures;
+    state.Pinned = mark && mark->Pinned;
     // What that version noted came to its end.
     if (made_.contains(unit) && mark && mark->Begun == kZeroDate) {
       state.Health = StateHealth::Whole;
@@ -217,6 +218,21 @@ std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job
   finder.Search();
   finder.AddMade([&] { return !DiskObjection(context, now, disks).empty(); });
   return finder.Take();
+}
+
+ErrorCode PinState(const FileSystem& files, const BackupJob& job, std::u16string_view unit,
+                   bool pinned) {
+  const Result<Folder> folder = files.OpenFolder(UnitFolder(unit));
+  if (!folder) return folder.Error;
+  const std::u16string_view archive = PathName(unit);
+  Result<OwnerMark> mark = ReadJobMark(files, *folder, archive, job);
+  if (!mark) return mark.Error;
+  mark->Pinned = pinned;
+  // A mark that is a file changes the time of its folder, which is that of the source's.
+  const Result<FileStatus> before = folder->Status();
+  const ErrorCode error = WriteOwnerMark(*folder, *mark, archive);
+  if (before && archive.empty()) folder->SetTimes(*before);
+  return error;
 }
 
 FolderContent CountFolder(const FileSystem& files, std::u16string_view path) {

@@ -32,12 +32,18 @@ struct JobState {
   /// What the last run that came to its end has put there.
   std::optional<OwnerMark::RunFigures> Figures;
   std::uint64_t ArchiveSize = 0;  ///< bytes of the archive itself
+  bool Pinned = false;            ///< it never goes by itself
   /// The last verification, as the second file has it.
   std::optional<VerifiedState> Verified;
 };
 
 /// The states of the job, the newest first. Looks at the disk; nothing is changed.
 std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job);
+
+/// Has a state stay whatever the job keeps, or not any more. An error where its mark cannot be
+/// written, or is not this job's.
+ErrorCode PinState(const FileSystem& files, const BackupJob& job, std::u16string_view unit,
+                   bool pinned);
 
 /// Files and bytes of a folder and all below it, but for the mark; what cannot be read is left out.
 struct FolderContent {

@@ -45,6 +45,7 @@ std::string Format(const OwnerMark& mark) {
   if (!mark.Number.empty()) AddLine(text, u"Number", mark.Number);
   if (mark.Found) AddLine(text, u"Found", u"1");
   if (mark.Mirrored) AddLine(text, u"Mirrored", u"1");
+  if (mark.Pinned) AddLine(text, u"Pinned", u"1");
   if (!mark.Archive.empty()) AddLine(text, u"Archive", mark.Archive);
   if (mark.Begun != kZeroDate) AddLine(text, u"Begun", IsoText(mark.Begun));
   for (const FigureField& figure : kFigures) {
@@ -80,6 +81,7 @@ bool Parse(std::string_view bytes, OwnerMark& mark) {
     if (name == u"Number") mark.Number = value;
     if (name == u"Found") mark.Found = value == u"1";
     if (name == u"Mirrored") mark.Mirrored = value == u"1";
+    if (name == u"Pinned") mark.Pinned = value == u"1";
     if (name == u"Archive") mark.Archive = value;
     if (name == u"Begun") mark.Begun = ParseDateTime(value).value_or(kZeroDate);
     ParseFigure(name, value, mark);

@@ -1,8 +1,13 @@
 #include "ui/dialogs.h"
 
+#include <algorithm>
+
 #include "app/backup_browser.h"
-#include "engine/states.h"
+#include "engine/keep_newest.h"
+#include "engine/state_fates.h"
+#include "files/error_text.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 #include "rules/date_tokens.h"
 #include "ui/desktop_open.h"
 #include "ui/file_picker.h"
@@ -16,6 +21,8 @@
 #include "ui/frm_shortcut.h"
 #include "ui/frm_zip_list.h"
 #include "ui/idle_monitor.h"
+#include "ui/message_box.h"
+#include "ui/qt_text.h"
 
 namespace kavrel {
 
@@ -49,6 +56,30 @@ std::optional<std::u16string> PickArchive(Program& program,
   return frmZipList::Pick(archives, parent, &program.WindowSizes);
 }
 
+namespace {
+
+/// What becomes of each of the states with the next whole run.
+std::vector<StateNote> NotesOf(const Program& program, BackupJob job,
+                               const std::vector<JobState>& states) {
+  const std::u16string unit = SetRunPaths(job, program.Context.Clock);
+  const StateFates fates = FatesOf(program.Context, job, unit, program.Context.Clock.Now());
+  std::vector<StateNote> notes;
+  for (const JobState& state : states) {
+    StateNote& note = notes.emplace_back();
+    if (fates.Units.empty() && state.Pinned) note.Text = TrText(u"已釘選");
+    const auto fate =
+        std::find_if(fates.Units.begin(), fates.Units.end(),
+                     [&](const StateFate& one) { return one.Unit == state.Unit; });
+    if (fate == fates.Units.end()) continue;
+    note.Goes = !fate->Verdict.Stays();
+    const QString why = ShownText(FateText(job, *fate));
+    note.Text = note.Goes ? TrText(u"移除：%1").arg(why) : why;
+  }
+  return notes;
+}
+
+}  // namespace
+
 std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
                                      const BackupBrowser& browser, std::u16string& unit,
                                      QWidget* parent) {
@@ -62,6 +93,21 @@ std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
     states.Browse = [&](const JobState& state) {
       IdleMonitor monitor;
       return BrowseUnit(program.Files, program.Archiver, state.Unit, &monitor);
+    };
+    states.Notes = NotesOf(program, job, states.List);
+    states.Growth = GrowthOf(program.Files, states.List);
+    states.Pin = [&](JobState& state, bool pinned) -> std::optional<QString> {
+      const ErrorCode error = state.Health == StateHealth::Unfinished
+                                  ? kErrNotSupported
+                                  : PinState(program.Files, job, state.Unit, pinned);
+      if (error) {
+        Warn(*parent, TrText(u"無法釘選備份「%1」：%2")
+                          .arg(ToQString(state.Unit), ToQString(ApiErrorText(error))));
+        return std::nullopt;
+      }
+      JobState now = state;
+      now.Pinned = pinned;
+      return NotesOf(program, job, {now}).front().Text;
     };
     states.OpenFolder = [&](const JobState& state) {
       OpenPathOrTell(*parent, program.Files, UnitFolder(state.Unit));

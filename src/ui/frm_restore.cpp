@@ -55,13 +55,14 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
   buttons->addWidget(cmdCancel);
   auto* layout = new QVBoxLayout(this);
   if (!states_.List.empty()) {
-    state_list_ = new StateList(states_.List);
+    state_list_ = new StateList(states_.List, states_.Notes, states_.Growth);
     state_list_->Select(states_.Chosen);
     layout->addWidget(state_list_);
     connect(state_list_, &StateList::Selected, this, &FrmRestore::ChooseState);
     connect(state_list_, &StateList::OpenWanted, this, [this](int row) {
       if (row >= 0) states_.OpenFolder(states_.List[static_cast<std::size_t>(row)]);
     });
+    connect(state_list_, &StateList::PinWanted, this, &FrmRestore::PinState);
   }
   layout->addLayout(find);
   layout->addWidget(MakeTree(), 1);
@@ -108,6 +109,15 @@ void FrmRestore::ChooseState(int row) {
   of_state_ = std::move(browser);
   ShowState();
   if (!txtFind_->text().trimmed().isEmpty()) StartSearch();
+}
+
+void FrmRestore::PinState(int row, bool pinned) {
+  if (row < 0) return;
+  JobState& state = states_.List[static_cast<std::size_t>(row)];
+  const std::optional<QString> note = states_.Pin(state, pinned);
+  if (note) state.Pinned = pinned;
+  const QString& shown = note ? *note : states_.Notes[static_cast<std::size_t>(row)].Text;
+  state_list_->ShowPinned(row, state.Pinned, shown);
 }
 
 std::u16string FrmRestore::Unit() const {

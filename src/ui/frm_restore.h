@@ -10,6 +10,7 @@
 #include "app/backup_browser.h"
 #include "core/restore_pick.h"
 #include "engine/states.h"
+#include "ui/state_strip.h"
 
 class QCheckBox;
 class QLabel;
@@ -32,6 +33,11 @@ struct RestoreStates {
   /// Null where a state cannot be looked into.
   std::function<std::unique_ptr<BackupBrowser>(const JobState& state)> Browse;
   std::function<void(const JobState& state)> OpenFolder;
+  std::vector<StateNote> Notes;  ///< of each
+  StateGrowth Growth;            ///< of all
+  /// Pins one, or lets go of it, and gives what is told of it then; nothing where that failed,
+  /// after telling so.
+  std::function<std::optional<QString>(JobState& state, bool pinned)> Pin;
 };
 
 class FrmRestore : public QDialog {
@@ -55,6 +61,7 @@ class FrmRestore : public QDialog {
  private:
   void MakeModel();
   void ChooseState(int row);
+  void PinState(int row, bool pinned);
   QWidget* MakeTree();
   QWidget* MakeTarget(const QString& source);
   void ShowState();

@@ -4,10 +4,15 @@
 #include <QComboBox>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
 #include <QSpinBox>
 #include <QVBoxLayout>
+#include <algorithm>
+#include <optional>
 
 #include "app/state_forecast.h"
+#include "core/keep_plan.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
 
@@ -29,12 +34,22 @@ QLabel* MakeNote(const QString& text) {
   return note;
 }
 
+/// The rows of what is kept: all, a number of them, the ready plans, and the user's own.
+constexpr int kKeepAll = 0, kKeepCount = 1, kFirstPlan = 2;
+
+/// As it is written in the file, where it is a plan.
+std::u16string PlanText(const std::u16string& text) {
+  const std::optional<KeepPlan> plan = ParseKeepPlan(text);
+  return plan ? KeepPlanText(*plan) : text;
+}
+
 }  // namespace
 
 JobSafetyPage::JobSafetyPage() {
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(MakeGuard());
   layout->addWidget(MakeOthers());
+  layout->addWidget(MakeKeeping());
   layout->addWidget(MakeStates());
   layout->addStretch();
 }
@@ -77,9 +92,6 @@ QWidget* JobSafetyPage::MakeGuard() {
 
 QWidget* JobSafetyPage::MakeOthers() {
   chkSpace_ = MakeSwitch("chkSpace", TrText(u"開始複製之前檢查目標磁碟的可用空間(&F)"));
-  numKeep_ = MakeNumber("numKeep", 0, kMaxKeepNewest);
-  numKeep_->setSpecialValueText(TrText(u"全部"));
-  QLabel* keep = MakeLabel(TrText(u"保留最新的備份份數(&K)："), numKeep_);
   chkVerify_ = MakeSwitch("chkVerify", TrText(u"每次備份之後驗證內容(&V)"));
   chkLinks_ = MakeSwitch("chkLinks", TrText(u"保留硬連結(&L)"));
   chkLinks_->setToolTip(
@@ -88,11 +100,49 @@ QWidget* JobSafetyPage::MakeOthers() {
   auto* layout = new QVBoxLayout(frame);
   layout->addWidget(chkSpace_);
   layout->addLayout(MakeRow({chkVerify_, chkLinks_}));
-  layout->addLayout(MakeRow({keep, numKeep_}));
-  layout->addWidget(
-      MakeNote(TrText(u"適用於目標含日期標籤的排程與壓縮備份：較舊的備份會移到資源回收筒，"
-                      "只限這個排程自己建立的備份。")));
   return frame;
+}
+
+QWidget* JobSafetyPage::MakeKeeping() {
+  cboKeep_ = Make<QComboBox>("cboKeep");
+  cboKeep_->addItem(TrText(u"全部保留"));
+  cboKeep_->addItem(TrText(u"最新的幾份"));
+  for (const ReadyPlan& ready : kReadyPlans) cboKeep_->addItem(ShownText(ready.Name));
+  cboKeep_->addItem(TrText(u"自訂計畫"));
+  IgnoreWheel(cboKeep_);
+  numKeep_ = MakeNumber("numKeep", 1, kMaxKeepNewest);
+  numKeep_->setAccessibleName(TrText(u"最新的幾份"));
+  txtKeepPlan_ = Make<QLineEdit>("txtKeepPlan");
+  txtKeepPlan_->setAccessibleName(TrText(u"自訂計畫"));
+  txtKeepPlan_->setToolTip(
+      TrText(u"每一段是「多久以內：每隔多久留一份」，all 是全部。例如 24h:all 30d:1d 12w:1w 24mo:1mo"
+             "（h 小時、d 天、w 週、mo 月、y 年）。"));
+  chkDeleteOld_ = MakeSwitch("chkDeleteOld", TrText(u"直接刪除，不經資源回收筒(&X)"));
+  connect(cboKeep_, &QComboBox::activated, this, [this] {
+    ShowKeeping();
+    Q_EMIT Changed();
+  });
+  connect(txtKeepPlan_, &QLineEdit::textEdited, this, &JobSafetyPage::Changed);
+  auto* frame = new QGroupBox(TrText(u"保留哪些備份"));
+  auto* layout = new QVBoxLayout(frame);
+  layout->addLayout(MakeRow({MakeLabel(TrText(u"保留(&K)："), cboKeep_), cboKeep_, numKeep_}));
+  layout->addWidget(txtKeepPlan_);
+  layout->addWidget(chkDeleteOld_);
+  layout->addWidget(MakeNote(
+      TrText(u"適用於目標含日期標籤的排程與壓縮備份，只限這個排程自己建立的備份；釘選的與最新的三份"
+             "一定保留。同一個磁碟上的資源回收筒清空之後才會釋放空間。")));
+  return frame;
+}
+
+void JobSafetyPage::ShowKeeping() {
+  const int choice = cboKeep_->currentIndex();
+  const int plan = choice - kFirstPlan;
+  const bool ready = plan >= 0 && plan < static_cast<int>(std::size(kReadyPlans));
+  numKeep_->setVisible(choice == kKeepCount);
+  txtKeepPlan_->setVisible(choice >= kFirstPlan);
+  txtKeepPlan_->setReadOnly(ready);
+  if (ready) txtKeepPlan_->setText(ToQString(kReadyPlans[static_cast<std::size_t>(plan)].Plan));
+  chkDeleteOld_->setEnabled(choice != kKeepAll);
 }
 
 QWidget* JobSafetyPage::MakeStates() {
@@ -128,7 +178,16 @@ void JobSafetyPage::Show(const ExtraSettings& extras) {
   numGuardPercent_->setValue(extras.GuardPercent);
   numGuardFewest_->setValue(extras.GuardFewest);
   chkSpace_->setChecked(extras.CheckSpace);
-  numKeep_->setValue(extras.KeepNewest);
+  numKeep_->setValue(std::max(extras.KeepNewest, 1));
+  const auto* const ready =
+      std::find_if(std::begin(kReadyPlans), std::end(kReadyPlans),
+                   [&](const ReadyPlan& one) { return one.Plan == extras.KeepPlan; });
+  txtKeepPlan_->setText(ToQString(extras.KeepPlan));
+  const bool planned = !extras.KeepPlan.empty();
+  cboKeep_->setCurrentIndex(planned ? kFirstPlan + static_cast<int>(ready - kReadyPlans)
+                                    : extras.KeepNewest > 0 ? kKeepCount : kKeepAll);
+  chkDeleteOld_->setChecked(extras.DeletesOld);
+  ShowKeeping();
   chkVerify_->setChecked(extras.VerifyAfterRun);
   chkLinks_->setChecked(extras.KeepHardLinks);
   cboLinkStates_->setCurrentIndex(static_cast<int>(extras.LinkStates));
@@ -141,7 +200,10 @@ void JobSafetyPage::Read(JobForm& form) const {
   extras.GuardPercent = numGuardPercent_->value();
   extras.GuardFewest = numGuardFewest_->value();
   extras.CheckSpace = chkSpace_->isChecked();
-  extras.KeepNewest = numKeep_->value();
+  const int keep = cboKeep_->currentIndex();
+  extras.KeepNewest = keep == kKeepCount ? numKeep_->value() : 0;
+  extras.KeepPlan = keep >= kFirstPlan ? PlanText(FromQString(txtKeepPlan_->text())) : u"";
+  extras.DeletesOld = chkDeleteOld_->isChecked();
   extras.VerifyAfterRun = chkVerify_->isChecked();
   extras.KeepHardLinks = chkLinks_->isChecked();
   extras.LinkStates = static_cast<LinkStates>(cboLinkStates_->currentIndex());

@@ -8,6 +8,7 @@
 class QCheckBox;
 class QComboBox;
 class QLabel;
+class QLineEdit;
 class QSpinBox;
 
 namespace kavrel {
@@ -32,11 +33,14 @@ class JobSafetyPage : public QWidget {
   QWidget* MakeGuard();
   QWidget* MakeOthers();
   QWidget* MakeStates();
+  QWidget* MakeKeeping();
+  void ShowKeeping();
   QSpinBox* MakeNumber(const char* name, int first, int last);
   QCheckBox* MakeSwitch(const char* name, const QString& text);
 
-  QCheckBox *chkGuard_, *chkSpace_, *chkVerify_, *chkLinks_, *chkUnfinished_;
-  QComboBox* cboLinkStates_;
+  QCheckBox *chkGuard_, *chkSpace_, *chkVerify_, *chkLinks_, *chkUnfinished_, *chkDeleteOld_;
+  QComboBox *cboLinkStates_, *cboKeep_;
+  QLineEdit* txtKeepPlan_;
   QLabel* lblStates_;
   QSpinBox *numGuardPercent_, *numGuardFewest_, *numKeep_;
 };

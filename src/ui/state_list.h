@@ -4,8 +4,8 @@
 #include <QWidget>
 #include <vector>
 
-#include "engine/states.h"
 #include "ui/controls/cls_lict_view.h"
+#include "ui/state_strip.h"
 
 class QPushButton;
 
@@ -15,21 +15,28 @@ class StateList : public QWidget {
   Q_OBJECT
 
  public:
-  /// The newest first, as ListStates gives them.
-  explicit StateList(const std::vector<JobState>& states);
+  /// The newest first, as ListStates gives them; `notes` for each of them.
+  StateList(const std::vector<JobState>& states, const std::vector<StateNote>& notes,
+            const StateGrowth& growth);
 
   /// -1 selects none.
   void Select(int row) { lstStates_.SetSelectedItem(row); }
+  /// What has come of PinWanted.
+  void ShowPinned(int row, bool pinned, const QString& note);
 
  Q_SIGNALS:
   void Selected(int row);
   void OpenWanted(int row);
+  void PinWanted(int row, bool pinned);
 
  private:
-  void Add(const JobState& state);
+  void Add(const JobState& state, const StateNote& note);
+  void ShowSelected(int row);
 
   clsLictView lstStates_;
-  QPushButton* btnOpenState_;
+  StateStrip* strip_;
+  QPushButton *btnOpenState_, *btnPin_;
+  std::vector<bool> pinned_;
 };
 
 }  // namespace kavrel

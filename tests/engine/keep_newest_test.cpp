@@ -5,6 +5,7 @@
 #include <set>
 
 #include "app/run_health.h"
+#include "engine/states.h"
 #include "engine/run_planner.h"
 #include "support/test_program.h"
 #include "support/tree.h"
@@ -125,6 +126,66 @@ TEST_F(KeepNewestTest, AFileThatCannotBeLookedAtKeepsEverythingAndIsNoGoodBackup
   run(12, 0755);
   EXPECT_EQ(Names(Temp.DriveD()), "12 ");
   EXPECT_EQ(health(), Health::Good);
+}
+
+TEST_F(KeepNewestTest, APlanThinsByAgeAndKeepsWhatIsPinnedAndAllUnderAWrongClock) {
+  BackupJob& job = AddJob(BackupType::Differential);
+  job.Destination.Path = u"D:\\<yyyy>-<mm>-<dd> <hh>\\";
+  job.Extras.KeepPlan = u"24h:all 7d:1d 2mo:1mo";
+  DateTime now = *FromCivil(2009, 9, 1, 1);
+  const auto run = [&] {
+    Clock.Set(now);
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+    now += std::chrono::hours(12);
+  };
+  run();
+  ASSERT_EQ(PinState(Temp.Files(), job, u"D:\\2009-09-01 01\\", true), 0);
+  for (int i = 1; i < 27; ++i) run();
+  // Two a day up to the 14th, 01:00.
+  const std::string thinned =
+      "2009-09-01 01 2009-09-07 13 2009-09-08 13 2009-09-09 13 2009-09-10 13 2009-09-11 13 "
+      "2009-09-12 13 2009-09-13 01 2009-09-13 13 2009-09-14 01 ";
+  EXPECT_EQ(Names(Temp.DriveD()), thinned);
+  EXPECT_EQ(job.Extras.Made.size(), 10U);
+  // A clock that is years ahead makes everything old: nothing goes, and it is told.
+  const DateTime right = now;
+  now = *FromCivil(2030, 1, 1, 1);
+  const std::string bin = Bin();
+  run();
+  run();
+  EXPECT_EQ(Bin(), bin);
+  EXPECT_TRUE(LogLines().starts_with(": 依保留計畫一次要移除過半的舊備份")) << LogLines();
+  EXPECT_EQ(job.LastRunResult.WarningFiles, 1U);
+  // Set right again, what is dated after now makes nothing old.
+  now = right;
+  run();
+  EXPECT_EQ(LogLines(), ": 舊備份移到資源回收筒 (成功)：D:\\2009-09-13 01\\\n");
+  EXPECT_EQ(Names(Temp.DriveD()).substr(0, 70), thinned.substr(0, 70));
+  EXPECT_NE(Names(Temp.DriveD()).find("2030-01-01 13"), std::string::npos);
+}
+
+TEST_F(KeepNewestTest, DeletedFoldersAreGoneAndLeaveTheOthersWhole) {
+  BackupJob& job = AddJob(BackupType::Differential);
+  job.Destination.Path = u"D:\\<dd>\\";
+  job.Extras.KeepNewest = 2;
+  job.Extras.DeletesOld = true;
+  WriteTestFile(Source() / "in" / "locked", "x");
+  fs::permissions(Source() / "in", fs::perms::owner_read | fs::perms::owner_exec);
+  RunOnDay(10);
+  const Tree first = ReadTree(Temp.DriveD() / "10");
+  for (const int day : {11, 12}) RunOnDay(day);
+  EXPECT_EQ(Names(Temp.DriveD()), "11 12 ");
+  EXPECT_EQ(ReadTree(Temp.DriveD() / "12"), first);
+  EXPECT_EQ(Bin(), "");
+  EXPECT_EQ(LogLines(), ": 刪除舊備份 (成功)：D:\\10\\\n");
+  RunPlan plan;
+  RunCounters counters;
+  RunState state;
+  Clock.Set(*FromCivil(2009, 9, 13, 1));
+  PlanBackupJob(Program.Context, Host, state, job, plan, counters);
+  ASSERT_FALSE(plan.Steps.empty());
+  EXPECT_EQ(plan.Steps.back().Action, PlanAction::Delete);
+  EXPECT_EQ(plan.Steps.back().Path, u"D:\\11\\");
 }
 
 TEST_F(KeepNewestTest, OldArchivesOfTheJobAloneGoToTheBin) {

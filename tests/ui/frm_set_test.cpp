@@ -486,6 +486,7 @@ TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
   Button("btnEdit").click();
   EXPECT_EQ(Get<QSpinBox>("numGuardPercent").value(), 30);
   EXPECT_FALSE(Button("btnSaveJob").isEnabled());
+  Get<QComboBox>("cboKeep").setCurrentIndex(1);
   SetNumber("numKeep", 7);
   EXPECT_TRUE(Button("btnSaveJob").isEnabled());
   Get<QCheckBox>("chkGuard").click();

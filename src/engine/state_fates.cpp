@@ -1,0 +1,175 @@
+#include "engine/state_fates.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <unordered_map>
+
+#include "base/number.h"
+#include "base/translation.h"
+#include "files/path.h"
+#include "platform/error_codes.h"
+#include "walk/traverse.h"
+
+namespace kavrel {
+
+namespace {
+
+struct Candidate {
+  std::u16string Unit;
+  DatedState Dated;
+};
+
+/// The unit of the run, and before it those that its runs have made, the newest first.
+std::vector<Candidate> CandidatesOf(const RunContext& context, const BackupJob& job,
+                                    std::u16string_view unit, DateTime now, StateFates& fates) {
+  std::vector<JobState> states = ListStates(context, job);
+  std::unordered_map<std::u16string, const JobState*> by_unit;
+  for (const JobState& state : states) by_unit.emplace(state.Unit, &state);
+  const auto pinned = [&](std::u16string_view at) {
+    const auto found = by_unit.find(std::u16string(at));
+    return found != by_unit.end() && found->second->Pinned;
+  };
+  std::vector<Candidate> candidates{{std::u16string(unit), {now, true, pinned(unit)}}};
+  const std::vector<std::u16string>& made = job.Extras.Made;
+  for (auto at = made.rbegin(); at != made.rend(); ++at) {
+    if (*at == unit) continue;
+    const Result<bool> own = IsMadeBy(context.Files, job, *at);
+    // One that is not there may lie on a disk that is not there.
+    if (own && !*own && context.Files.Status(DropBackslash(*at))) fates.NotOwn.push_back(*at);
+    const auto found = by_unit.find(*at);
+    if (!own || !*own || found == by_unit.end()) continue;
+    const JobState& state = *found->second;
+    const bool whole = state.Health == StateHealth::Whole;
+    candidates.push_back({*at, {state.Date, whole, state.Pinned}});
+  }
+  return candidates;
+}
+
+void JudgeByCount(std::size_t keep, const std::vector<Candidate>& candidates, StateFates& fates) {
+  std::size_t newer = 0;
+  for (const Candidate& one : candidates) {
+    StateFate& fate = fates.Units.emplace_back();
+    fate.Unit = one.Unit;
+    fate.Verdict.Why = KeepVerdict::Pinned;
+    if (one.Dated.Pinned) continue;
+    fate.Verdict.Why = newer < keep ? KeepVerdict::Newest : KeepVerdict::TooMany;
+    ++newer;
+  }
+}
+
+void JudgeByPlan(const KeepPlan& plan, std::vector<Candidate> candidates, DateTime now,
+                 StateFates& fates) {
+  std::stable_sort(candidates.begin() + 1, candidates.end(),
+                   [](const Candidate& a, const Candidate& b) {
+                     return a.Dated.Date > b.Dated.Date;
+                   });
+  std::vector<DatedState> states;
+  for (const Candidate& one : candidates) states.push_back(one.Dated);
+  const std::vector<KeepVerdict> verdicts = JudgeStates(plan, states, now);
+  std::size_t going = 0;
+  for (std::size_t i = 0; i < candidates.size(); ++i) {
+    StateFate& fate = fates.Units.emplace_back();
+    fate.Unit = candidates[i].Unit;
+    fate.Verdict = verdicts[i];
+    if (i == 0 && !fate.Verdict.Stays()) fate.Verdict.Why = KeepVerdict::Newest;
+    if (fate.Verdict.Why == KeepVerdict::Superseded) {
+      fate.By = candidates[fate.Verdict.By].Dated.Date;
+    }
+    if (!fate.Verdict.Stays()) ++going;
+  }
+  constexpr std::size_t kFew = 3;
+  fates.TooMany = going > kFew && going * 2 > candidates.size();
+}
+
+std::u16string SpanText(const KeepSpan& span) {
+  constexpr std::u16string_view kTexts[] = {TrCountLater(u"%1 個小時"), TrCountLater(u"%1 天"),
+                                            TrCountLater(u"%1 週"), TrCountLater(u"%1 個月"),
+                                            TrCountLater(u"%1 年")};
+  return Fill(kTexts[static_cast<std::size_t>(span.In)], {Decimal(span.Count)});
+}
+
+/// Adds up what nothing else on the disk holds.
+class RoomFinder final : public TreeVisitor {
+ public:
+  explicit RoomFinder(const RunContext& context) : context_(context) {}
+
+  bool GoesOn() override {
+    context_.Host.PumpMessages();
+    return !context_.State.CancelRequested;
+  }
+  void TakeFile(const TraversedFolder& in, const FolderEntry& file, std::uint32_t) override {
+    if (const Result<FileStatus> status = in.Opened.Status(file.Name)) Take(*status);
+  }
+  void Take(const FileStatus& status) {
+    if (status.Links < 2) {
+      Bytes += status.Allocated;
+    } else if (++seen_[{status.Device, status.Id}] == status.Links) {
+      Bytes += status.Allocated;
+    }
+  }
+  std::uint64_t Bytes = 0;
+
+ private:
+  const RunContext& context_;
+  std::map<std::pair<std::uint64_t, std::uint64_t>, std::uint64_t> seen_;
+};
+
+}  // namespace
+
+StateFates FatesOf(const RunContext& context, const BackupJob& job, std::u16string_view unit,
+                   DateTime now) {
+  StateFates fates;
+  const std::optional<KeepPlan> plan = ParseKeepPlan(job.Extras.KeepPlan);
+  const auto keep = static_cast<std::size_t>(job.Extras.KeepNewest);
+  if (unit.empty() || (!plan && (keep == 0 || job.Extras.Made.size() < keep))) return fates;
+  const std::vector<Candidate> candidates = CandidatesOf(context, job, unit, now, fates);
+  if (plan) {
+    JudgeByPlan(*plan, candidates, now, fates);
+  } else {
+    JudgeByCount(keep, candidates, fates);
+  }
+  return fates;
+}
+
+std::u16string FateText(const BackupJob& job, const StateFate& fate) {
+  const KeepPlan plan = ParseKeepPlan(job.Extras.KeepPlan).value_or(KeepPlan());
+  const auto within = [&] { return SpanText(plan.at(fate.Verdict.Step).Within); };
+  switch (fate.Verdict.Why) {
+    case KeepVerdict::Newest:
+      return u"最新的備份";
+    case KeepVerdict::Pinned:
+      return u"已釘選";
+    case KeepVerdict::All:
+      return Fill(u"%1內全部保留", {within()});
+    case KeepVerdict::First:
+      return Fill(u"%1內每 %2保留一份", {within(), SpanText(*plan[fate.Verdict.Step].Every)});
+    case KeepVerdict::Undated:
+      return u"日期不明或在未來";
+    case KeepVerdict::Superseded:
+      return Fill(u"那段時間保留的是 %1", {IsoText(fate.By)});
+    case KeepVerdict::TooOld:
+      return u"比計畫的所有期間都早";
+    case KeepVerdict::TooMany:
+      return u"超過保留份數";
+  }
+  return {};
+}
+
+std::vector<std::uint64_t> RoomOf(const RunContext& context,
+                                  const std::vector<std::u16string>& units) {
+  RoomFinder room(context);
+  std::vector<std::uint64_t> rooms;
+  for (const std::u16string& unit : units) {
+    room.Bytes = 0;
+    if (IsFolderUnit(unit)) {
+      Traverse(context.Files, unit, {}, Scope::OfRestore(true), room).Run();
+    } else if (const Result<FileStatus> status = context.Files.Status(unit)) {
+      room.Take(*status);
+    }
+    rooms.push_back(room.Bytes);
+  }
+  return rooms;
+}
+
+}  // namespace kavrel
