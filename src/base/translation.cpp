@@ -1,115 +1,14 @@
 #include "base/translation.h"
 
-#include <algorithm>
-#include <atomic>
-#include <mutex>
-#include <optional>
-#include <unordered_map>
-#include <vector>
-
-#include "base/embedded_translations.h"
-#include "base/mo_file.h"
-#include "base/number.h"
 #include "base/screen_format.h"
+#include "base/speech.h"
 #include "base/text.h"
-#include "base/text_pattern.h"
 
 namespace kavrel {
 
 namespace {
 
-constexpr Language kLanguages[] = {
-    {"zh_TW", u"中文（台灣）"}, {"en", u"English"},  {"zh_CN", u"简体中文"}, {"ja", u"日本語"},
-    {"de", u"Deutsch"},         {"fr", u"Français"}, {"es", u"Español"},
-};
 constexpr char kContextEnds = '\4';
-// Texts in texts: a summary of a reason of an error.
-constexpr int kDeepest = 4;
-
-/// The translations of one text: plural forms one behind the other, in both encodings.
-struct Entry {
-  std::vector<std::u16string> Wide;
-  std::vector<std::string> Narrow;
-};
-using Catalogue = std::unordered_map<std::u16string, Entry>;
-
-Catalogue Load(std::string_view code) {
-  Catalogue catalogue;
-  for (const auto& [original, translation] : ReadMoFile(EmbeddedTranslation(code))) {
-    // The header's is empty.
-    if (original.empty()) continue;
-    Entry entry;
-    std::string_view rest = translation;
-    for (std::size_t end = 0; end != rest.npos; rest.remove_prefix(end + 1)) {
-      end = rest.find('\0');
-      entry.Narrow.emplace_back(rest.substr(0, end));
-      entry.Wide.push_back(FromUtf8(entry.Narrow.back()));
-      if (end == rest.npos) break;
-    }
-    catalogue.emplace(FromUtf8(original.substr(0, original.find('\0'))), std::move(entry));
-  }
-  return catalogue;
-}
-
-/// What a speaker of the language reads where a text is not translated: another language's
-/// catalogue, or the source itself.
-std::string_view NextBest(std::string_view code) {
-  return code == "zh_CN" ? "zh_TW" : code == "zh_TW" || code == "en" ? "" : "en";
-}
-
-/// A language, loaded. Made once, and kept as long as the process.
-struct Speech {
-  explicit Speech(const Language& language)
-      : Which(language), Catalogues{Load(language.Code), Load(NextBest(language.Code))} {}
-
-  const Entry* Find(const std::u16string& key) const {
-    for (const Catalogue& catalogue : Catalogues) {
-      if (const auto found = catalogue.find(key); found != catalogue.end()) return &found->second;
-    }
-    return nullptr;
-  }
-  /// The same, where only a text of the source's Chinese is looked for.
-  const TextPatterns& Patterns() const {
-    std::call_once(patterns_made_, [this] {
-      std::vector<std::u16string_view> ids;
-      for (const Catalogue& catalogue : Catalogues) {
-        for (const auto& [id, entry] : catalogue) ids.push_back(id);
-      }
-      patterns_.emplace(std::move(ids));
-    });
-    return *patterns_;
-  }
-
-  const Language& Which;
-  const Catalogue Catalogues[2];
-
- private:
-  mutable std::once_flag patterns_made_;
-  mutable std::optional<TextPatterns> patterns_;
-};
-
-const Speech& SpeechOf(std::size_t place) {
-  static std::once_flag made[std::size(kLanguages)];
-  static const Speech* speeches[std::size(kLanguages)];
-  std::call_once(made[place], [place] { speeches[place] = new Speech(kLanguages[place]); });
-  return *speeches[place];
-}
-
-/// Null until one is chosen: the first then.
-std::atomic<const Speech*> current_speech{nullptr};
-
-const Speech& Current() {
-  const Speech* speech = current_speech.load(std::memory_order_acquire);
-  return speech ? *speech : SpeechOf(0);
-}
-
-/// Which of an entry's forms a count takes. A language that has one form has it for all; of those
-/// that have two, French counts nothing as one.
-template <class Forms>
-const auto& FormFor(const Forms& forms, std::string_view code, std::uint64_t count) {
-  const bool one = code == "fr" ? count < 2 : count == 1;
-  return one ? forms.front() : forms.back();
-}
 
 template <class Text>
 std::basic_string<typename Text::value_type> FillText(Text text, std::initializer_list<Text> with) {
@@ -129,211 +28,37 @@ std::basic_string<typename Text::value_type> FillText(Text text, std::initialize
   return filled;
 }
 
-std::optional<std::u16string> Known(const Speech& speech, std::u16string_view text, int depth);
-
-/// Text that is not known, with the system's errors in it as they are shown: what failed stands
-/// before one, a path behind it.
-std::u16string WithErrors(const Speech& speech, std::u16string_view text, int depth) {
-  constexpr std::u16string_view kError = u"(錯誤：";
-  const std::size_t open = text.find(kError);
-  const std::size_t close = open == text.npos ? open : text.find(u')', open);
-  if (close == text.npos) return std::u16string(text);
-  const auto error = Known(speech, text.substr(open + 1, close - open - 1), depth + 1);
-  if (!error) return std::u16string(text);
-  return std::u16string(text.substr(0, open + 1)) + *error + std::u16string(text.substr(close));
-}
-
-std::u16string ShownAt(const Speech& speech, std::u16string_view text, int depth) {
-  const std::optional<std::u16string> known = Known(speech, text, depth);
-  if (known) return *known;
-  // A line of a log begins so, behind its time.
-  constexpr std::u16string_view kTold = u": ";
-  if (text.starts_with(kTold)) {
-    return std::u16string(kTold) + ShownAt(speech, text.substr(kTold.size()), depth);
-  }
-  return WithErrors(speech, text, depth);
-}
-
-/// Pieces that are all known, behind each other with `shown_separator`; nothing when one is not.
-std::optional<std::u16string> KnownPieces(const Speech& speech, std::u16string_view text,
-                                          std::u16string_view separator,
-                                          std::u16string_view shown_separator, int depth) {
-  if (text.find(separator) == text.npos) return std::nullopt;
-  std::u16string shown;
-  for (std::u16string_view rest = text;;) {
-    const std::size_t end = rest.find(separator);
-    const std::optional<std::u16string> piece = Known(speech, rest.substr(0, end), depth + 1);
-    if (!piece) return std::nullopt;
-    shown += *piece;
-    if (end == rest.npos) return shown;
-    shown += shown_separator;
-    rest.remove_prefix(end + separator.size());
-  }
-}
-
-/// A number, one with a unit ("1.50 MB", "40 %"), or a date-time.
-std::optional<std::u16string> KnownFigure(std::u16string_view text) {
-  if (text.front() < u'0' || text.front() > u'9') return std::nullopt;
-  const std::size_t blank = text.find(u' ');
-  if (blank == text.npos) return ScreenNumberOf(text);
-  for (const std::u16string_view unit : {u" KB", u" MB", u" GB", u" TB", u" %"}) {
-    if (text.substr(blank) != unit) continue;
-    const std::optional<std::u16string> amount = ScreenNumberOf(text.substr(0, blank));
-    if (amount) return *amount + std::u16string(unit);
-  }
-  const std::optional<DateTime> time = ParseDateTime(text);
-  if (time && DateTimeText(*time) == text) return ScreenDateTime(*time);
-  return std::nullopt;
-}
-
-/// Two that are known, the second in parentheses: "1.50 MB (1,572,864 位元)".
-std::optional<std::u16string> KnownWithMore(const Speech& speech, std::u16string_view text,
-                                            int depth) {
-  const std::size_t open = text.find(u" (");
-  if (open == text.npos || !text.ends_with(u')')) return std::nullopt;
-  const auto first = Known(speech, text.substr(0, open), depth + 1);
-  const auto second = Known(speech, text.substr(open + 2, text.size() - open - 3), depth + 1);
-  if (!first || !second) return std::nullopt;
-  return *first + u" (" + *second + u")";
-}
-
-/// What an id with arguments has become.
-std::optional<std::u16string> KnownPattern(const Speech& speech, std::u16string_view text,
-                                           int depth) {
-  const std::optional<PatternMatch> match = speech.Patterns().Match(text);
-  const Entry* entry = match ? speech.Find(std::u16string(match->Id)) : nullptr;
-  if (!entry) return std::nullopt;
-  std::u16string shown[9];
-  std::uint64_t count = 0;
-  for (const PatternMatch::Argument& argument : match->Arguments) {
-    shown[argument.Number - 1] =
-        argument.Quoted ? std::u16string(argument.Text) : ShownAt(speech, argument.Text, depth + 1);
-    if (argument.Number != 1) continue;
-    const std::optional<std::int32_t> number = ParseInt(ReplaceAll(argument.Text, u",", u""));
-    // What is no number, or a large one, is not one of anything.
-    count = number && *number >= 0 ? static_cast<std::uint64_t>(*number) : 2;
-  }
-  std::u16string form = FormFor(entry->Wide, speech.Which.Code, count);
-  if (match->Follows) form += u"%1";
-  return Fill(form, {shown[0], shown[1], shown[2], shown[3], shown[4], shown[5], shown[6], shown[7],
-                     shown[8]});
-}
-
-/// What a line of a log tells in front of a path: such a line begins with ": ", and ends with a
-/// colon where the path begins.
-std::optional<std::u16string> KnownHead(const Speech& speech, std::u16string_view text) {
-  constexpr std::u16string_view kBefore = u": ";
-  const Entry* entry = speech.Find(std::u16string(kBefore) + std::u16string(text) + u"：");
-  if (!entry) return std::nullopt;
-  std::u16string_view head = entry->Wide.front();
-  if (head.starts_with(kBefore)) head.remove_prefix(kBefore.size());
-  while (!head.empty() && (head.back() == u'：' || head.back() == u':' || head.back() == u' ' ||
-                           head.back() == u'\u00A0')) {
-    head.remove_suffix(1);
-  }
-  return std::u16string(head);
-}
-
-/// What a log tells of one file: what, a blank, its path, and the reason in parentheses.
-std::optional<std::u16string> KnownTrouble(const Speech& speech, std::u16string_view text,
-                                           int depth) {
-  const std::size_t close = text.find(u") ");
-  if (close == text.npos) return std::nullopt;
-  const auto head = KnownHead(speech, text.substr(0, close + 1));
-  if (!head) return std::nullopt;
-  return *head + WithErrors(speech, text.substr(close + 1), depth);
-}
-
-/// Two that are known, with a colon between them.
-std::optional<std::u16string> KnownWithDetail(const Speech& speech, std::u16string_view text,
-                                              int depth) {
-  const std::size_t colon = text.find(u'：');
-  if (colon == text.npos) return std::nullopt;
-  const auto first = Known(speech, text.substr(0, colon), depth + 1);
-  const auto second = Known(speech, text.substr(colon + 1), depth + 1);
-  if (!first || !second) return std::nullopt;
-  return *first + std::u16string(Tr(u"：")) + *second;
-}
-
-std::optional<std::u16string> Known(const Speech& speech, std::u16string_view text, int depth) {
-  if (text.empty() || depth > kDeepest) return std::nullopt;
-  if (const Entry* entry = speech.Find(std::u16string(text))) return entry->Wide.front();
-  std::optional<std::u16string> shown = KnownFigure(text);
-  if (!shown) shown = KnownPieces(speech, text, u" / ", u" / ", depth);
-  if (!shown) shown = KnownPieces(speech, text, u"，", Tr(u"，"), depth);
-  if (!shown) shown = KnownPieces(speech, text, u", ", u", ", depth);
-  if (!shown) shown = KnownWithMore(speech, text, depth);
-  if (!shown) shown = KnownPattern(speech, text, depth);
-  if (!shown) shown = KnownHead(speech, text);
-  if (!shown) shown = KnownTrouble(speech, text, depth);
-  if (!shown) shown = KnownWithDetail(speech, text, depth);
-  return shown;
-}
-
 }  // namespace
 
-std::span<const Language> Languages() {
-  return kLanguages;
-}
-
-const Language* FindLanguage(std::string_view locale) {
-  std::string name(locale.substr(0, locale.find_first_of(".@")));
-  std::ranges::replace(name, '-', '_');
-  const std::string_view language = std::string_view(name).substr(0, name.find('_'));
-  std::string_view code = language;
-  if (language == "zh") {
-    bool traditional = name.find("Hant") != name.npos;
-    for (const std::string_view place : {"_TW", "_HK", "_MO"}) {
-      traditional = traditional || (name.ends_with(place) && name.find("Hans") == name.npos);
-    }
-    code = traditional ? "zh_TW" : "zh_CN";
-  }
-  const auto found = std::ranges::find(kLanguages, code, &Language::Code);
-  return found == std::end(kLanguages) ? nullptr : &*found;
-}
-
-void SetLanguage(std::string_view code) {
-  for (std::size_t place = 0; place < std::size(kLanguages); ++place) {
-    if (kLanguages[place].Code == code) {
-      current_speech.store(&SpeechOf(place), std::memory_order_release);
-    }
-  }
-}
-
-const Language& CurrentLanguage() {
-  const Speech* speech = current_speech.load(std::memory_order_acquire);
-  return speech ? speech->Which : kLanguages[0];
-}
-
 std::u16string_view Tr(std::u16string_view id) {
-  const Entry* entry = Current().Find(std::u16string(id));
+  const Speech::Entry* entry = CurrentSpeech().Find(std::u16string(id));
   return entry ? std::u16string_view(entry->Wide.front()) : id;
 }
 
 const char* Tr(const char* id) {
-  const Entry* entry = Current().Find(FromUtf8(id));
+  const Speech::Entry* entry = CurrentSpeech().Find(FromUtf8(id));
   return entry ? entry->Narrow.front().c_str() : id;
 }
 
 std::u16string_view TrIn(const char* context, std::u16string_view id) {
-  const Entry* entry =
-      Current().Find(FromUtf8(std::string(context) + kContextEnds) + std::u16string(id));
+  const Speech::Entry* entry =
+      CurrentSpeech().Find(FromUtf8(std::string(context) + kContextEnds) + std::u16string(id));
   return entry ? std::u16string_view(entry->Wide.front()) : id;
 }
 
 std::u16string TrCount(std::u16string_view id, std::uint64_t count) {
-  const Speech& speech = Current();
-  const Entry* entry = speech.Find(std::u16string(id));
+  const Speech& speech = CurrentSpeech();
+  const Speech::Entry* entry = speech.Find(std::u16string(id));
   const std::u16string_view form =
-      entry ? std::u16string_view(FormFor(entry->Wide, speech.Which.Code, count)) : id;
+      entry ? std::u16string_view(FormFor(entry->Wide, speech.Which().Code, count)) : id;
   return Fill(form, {ScreenNumber(count)});
 }
 
 std::string TrCount(const char* one, const char* many, std::uint64_t count) {
-  const Speech& speech = Current();
-  const Entry* entry = speech.Find(FromUtf8(one));
+  const Speech& speech = CurrentSpeech();
+  const Speech::Entry* entry = speech.Find(FromUtf8(one));
   const std::string_view form =
-      entry ? std::string_view(FormFor(entry->Narrow, speech.Which.Code, count))
+      entry ? std::string_view(FormFor(entry->Narrow, speech.Which().Code, count))
             : std::string_view(count == 1 ? one : many);
   return Fill(form, {ToUtf8(ScreenNumber(count))});
 }
@@ -345,22 +70,6 @@ std::u16string Fill(std::u16string_view text,
 
 std::string Fill(std::string_view text, std::initializer_list<std::string_view> arguments) {
   return FillText(text, arguments);
-}
-
-std::u16string Shown(std::u16string_view text) {
-  const Speech& speech = Current();
-  // The source speaks it.
-  if (&speech.Which == &kLanguages[0]) return std::u16string(text);
-  if (const Entry* entry = speech.Find(std::u16string(text))) return entry->Wide.front();
-  // Each line is a text of its own.
-  std::u16string shown;
-  for (std::u16string_view rest = text;;) {
-    const std::size_t end = rest.find(u'\n');
-    shown += ShownAt(speech, rest.substr(0, end), 0);
-    if (end == rest.npos) return shown;
-    shown += u'\n';
-    rest.remove_prefix(end + 1);
-  }
 }
 
 }  // namespace kavrel

@@ -18,7 +18,9 @@ QTranslator& ToolkitTexts() {
 
 void SpeakToolkit(std::string_view code) {
   const QString name = QString::fromLatin1(code.data(), static_cast<qsizetype>(code.size()));
-  QLocale::setDefault(QLocale(name));
+  const bool mirrored = code == kMirroredLanguage;
+  QLocale::setDefault(QLocale(mirrored || code == kLongLanguage ? QStringLiteral("en") : name));
+  QApplication::setLayoutDirection(mirrored ? Qt::RightToLeft : Qt::LeftToRight);
   QTranslator& texts = ToolkitTexts();
   QCoreApplication::removeTranslator(&texts);
   // Installed with the toolkit, or compiled in where no package brings it. Its source is English.

@@ -1,36 +1,14 @@
 // Draws every dialog and every tab with content: dialog_pictures FOLDER [light|dark]. The scale is
 // QT_SCALE_FACTOR's.
 #include <QApplication>
-#include <QCheckBox>
 #include <QDir>
-#include <QGridLayout>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QRadioButton>
-#include <QTabWidget>
-#include <QTableView>
+#include <QPalette>
 #include <QTest>
-#include <QTreeView>
+#include <QWidget>
 
 #include "app/spoken_language.h"
-#include "platform/drives.h"
-#include "support/test_program.h"
-#include "ui/file_picker.h"
-#include "ui/frm_drives.h"
-#include "ui/frm_exc.h"
-#include "ui/frm_ff_edit.h"
-#include "ui/frm_go_on.h"
-#include "ui/frm_help.h"
-#include "ui/frm_past_due.h"
-#include "ui/frm_preview.h"
-#include "ui/frm_restore.h"
-#include "ui/frm_set.h"
-#include "ui/frm_shortcut.h"
-#include "ui/frm_zip_list.h"
-#include "ui/health_icon.h"
+#include "ui/every_dialog.h"
 #include "ui/language.h"
-#include "ui/window_driver.h"
 
 namespace kavrel {
 namespace {
@@ -53,234 +31,6 @@ void UseDarkColours() {
   QApplication::setPalette(dark);
 }
 
-class Pictures {
- public:
-  explicit Pictures(QString folder) : folder_(std::move(folder)) {
-    WriteTestFile(program_.Source() / "報表.xls", "x");
-    WriteTestFile(program_.Temp.DriveC() / "Users/美玲/文件/a.txt", "x");
-    AddJob(u"每日文件備份", u"C:\\Users\\美玲\\文件\\", u"D:\\備份\\文件\\<yyyy>-<mm>-<dd>\\",
-           BackupType::Differential);
-    AddJob(u"家庭相片（同步到外接硬碟）", u"C:\\src\\", u"/media/美玲/BACKUP-DISK/相片/",
-           BackupType::Synchronise);
-    AddJob(u"公司專案壓縮備份", u"C:\\src\\", u"C:\\src\\backup\\", BackupType::Compressed);
-    AddJob(u"Outlook Express 郵件", u"C:\\src\\", u"\\\\nas\\backup\\mail\\", BackupType::Full);
-    program_.Program.Store.SaveJobs();
-  }
-
-  void DrawAll() {
-    DrawJobEditor();
-    DrawRules();
-    DrawFilters();
-    DrawOthers();
-    DrawPreview();
-    DrawDrives();
-    DrawRestore();
-    DrawMarks();
-  }
-
- private:
-  void AddJob(const char16_t* name, const char16_t* source, const char16_t* destination,
-              BackupType type) {
-    BackupJob& job = program_.AddJob(type);
-    job.Name = name;
-    job.Source.Path = source;
-    job.Destination.Path = destination;
-    job.Enabled = job.IncludeSubfolders = true;
-    SetInterval(job, IntervalKind::Days, 1);
-    job.RefusedDays = 2 + 128;
-  }
-
-  void Draw(QWidget& window, const QString& name) {
-    ShowAndWait(window);
-    QTest::qWait(300);
-    window.grab().save(QDir(folder_).filePath(name + QStringLiteral(".png")));
-  }
-
-  void DrawJobEditor() {
-    FrmSet set(program_.Program, nullptr);
-    QWidget& list = *Find<QWidget>(set, "lstJobs");
-    ShowAndWait(set);
-    Click(*ViewOf(list).viewport(), CellCentre(list, 1));
-    Draw(set, "frm_set_list");
-    Find<QPushButton>(set, "btnEdit")->click();
-    Draw(set, "frm_set_item");
-    Find<QTabWidget>(set)->setCurrentIndex(2);
-    Draw(set, "frm_set_time");
-    Find<QTabWidget>(set)->setCurrentIndex(3);
-    Draw(set, "frm_set_safety");
-    Find<QPushButton>(set, "btnCancelJob")->click();
-    Click(*ViewOf(list).viewport(), CellCentre(list, 2));
-    Find<QPushButton>(set, "btnDuplicate")->click();
-    Find<QCheckBox>(set, "chkZipPassWord")->click();
-    Find<QCheckBox>(set, "chkFileSize")->click();
-    Draw(set, "frm_set_warnings");
-  }
-
-  void DrawRules() {
-    frmExc exc(program_.Program, nullptr, [] { return std::unique_ptr<NetEnum>(); });
-    Draw(exc, "frm_exc");
-    Find<QPushButton>(exc, "btnEdit")->click();
-    Find<QRadioButton>(exc, "optFile2")->click();
-    Find<QLineEdit>(exc, "txtFile2")->setText("*.tmp");
-    Draw(exc, "frm_exc_panel");
-  }
-
-  void DrawFilters() {
-    frmFFEdit edit(program_.Program, nullptr);
-    Draw(edit, "frm_ff_edit");
-    Find<QPushButton>(edit, "btnEditFF")->click();
-    Find<QLineEdit>(edit, "txtExt")->setText("*.odt;*.ods");
-    Draw(edit, "frm_ff_edit_frame");
-  }
-
-  void DrawOthers() {
-    frmShortcut shortcut(program_.Program, nullptr);
-    ShowAndWait(shortcut);
-    QWidget& jobs = *Find<QWidget>(shortcut, "lstJobs");
-    Click(*ViewOf(jobs).viewport(), CheckBoxCentre(jobs, 0));
-    Find<QLabel>(shortcut, "lblState")
-        ->setText("捷徑已建立：/home/mei-ling/桌面/資料備份排程捷徑.desktop");
-    Draw(shortcut, "frm_shortcut");
-
-    frmHelp help(nullptr, &program_.Clock);
-    Find<QLineEdit>(help, "txtSel")->setText("<yyyy>-<mm>-<dd>");
-    Draw(help, "frm_help");
-
-    frmZipList zip(nullptr);
-    for (int day = 23; day > 18; --day) {
-      const QString name = QStringLiteral("2009年09月%1日15時.7z").arg(day);
-      zip.AddDisc({name.toStdU16String(),
-                   {1253689200 - (23 - day) * 86400, 0},
-                   static_cast<std::uint64_t>(day) * 7654321});
-    }
-    ShowAndWait(zip);
-    QWidget& list = *Find<QWidget>(zip, "lstDiscs");
-    Click(*ViewOf(list).viewport(), CellCentre(list, 0));
-    Draw(zip, "frm_zip_list");
-
-    FrmGoOn go_on({u"同步刪除防護", u"家庭相片（同步到外接硬碟）",
-                   u"來源磁碟沒有掛載：/media/美玲/相片，將移除 12,480 個檔案，保留 0 個"},
-                  nullptr);
-    Draw(go_on, "frm_go_on");
-
-    PastDueQuestion question;
-    question.Action = u"立刻備份";
-    question.SetJob(program_.Program.Store.Jobs[0]);
-    question.Load();
-    FrmPastDue past_due(question, nullptr);
-    for (int second = 0; second < 5; ++second) past_due.timDelay_Timer();
-    Draw(past_due, "frm_past_due");
-  }
-
-  void DrawPreview() {
-    const auto write = [](const std::filesystem::path& folder, int number, std::size_t size) {
-      WriteTestFile(folder / "2009 旅行" / ("相片 " + std::to_string(number) + ".jpg"),
-                    std::string(size, 'x'));
-    };
-    for (int i = 101; i < 125; ++i) {
-      const auto size = static_cast<std::size_t>(i * 21101 % 3000000);
-      if (i % 6 != 1) write(program_.Source(), i, size);
-      if (i % 6 < 3) write(program_.Dest(), i, size - 1000);
-    }
-    WriteTestFile(program_.Source() / "影片.mp4", std::string(5000000, 'x'));
-    BackupJob& job = program_.Program.Store.Jobs[1];
-    job.Destination.Path = u"D:\\dst\\";
-    job.UseRecycleBin = job.LimitFileSize = true;
-    job.MaxFileSizeKB = 4096;
-    FrmPreview preview(program_.Program, 1, nullptr);
-    ShowAndWait(preview);
-    WaitUntil([&] { return Find<QPushButton>(preview, "cmdRun")->isEnabled(); });
-    Find<QTableView>(preview)->sortByColumn(1, Qt::AscendingOrder);
-    Draw(preview, "frm_preview");
-  }
-
-  void DrawDrives() {
-    TestProgram brought;
-    const char16_t* jobs[][3] = {
-        {u"每日文件備份", u"E:\\Users\\美玲\\文件\\", u"F:\\備份\\"},
-        {u"家庭相片", u"E:\\Users\\美玲\\相片\\", u"\\\\nas\\backup\\相片\\"}};
-    for (const auto& job : jobs) {
-      BackupJob& made = brought.AddJob();
-      made.Name = job[0];
-      made.Source.Path = job[1];
-      made.Destination.Path = job[2];
-    }
-    for (const char16_t* drive : {u"C:", u"D:"}) UnmapDrive(brought.Program.Files, drive);
-    MapDrive(brought.Program.Files, u"E:", u"/media/mei-ling/Windows");
-    frmDrives drives(brought.Program, nullptr, {});
-    Draw(drives, "frm_drives");
-  }
-
-  void DrawRestore() {
-    const std::filesystem::path backup = program_.Temp.DriveD() / "backup";
-    for (const char* name :
-         {"信件/2025/家書.odt", "信件/2025/邀請函.odt", "信件/2026/租約.pdf", "照片/旅行/日出.jpg",
-          "照片/旅行/海邊.jpg", "照片/生日.jpg", "家計簿.ods", "通訊錄.ods"}) {
-      WriteTestFile(backup / name, std::string(9000 + std::string(name).size() * 7654, 'x'));
-      SetWritten(backup / name, {1253689200, 0});
-    }
-    for (const char* folder : {"信件/2025", "信件/2026", "信件", "照片/旅行", "照片"}) {
-      SetWritten(backup / folder, {1253689200, 0});
-    }
-    const auto browser = BrowseFolder(program_.Temp.Files(), u"D:\\backup\\");
-    FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", *browser}, DesktopFilePicker(),
-                       nullptr);
-    auto& view = *Find<QTreeView>(restore, "tvwFiles");
-    view.expandAll();
-    const auto check = [&](const QModelIndex& index) {
-      view.model()->setData(index, Qt::Checked, Qt::CheckStateRole);
-    };
-    check(view.model()->index(0, 0, view.model()->index(0, 0)));
-    check(view.model()->index(3, 0));
-    Draw(restore, "restore");
-    Find<QLineEdit>(restore, "txtFind")->setText("海");
-    Find<QRadioButton>(restore, "optOther")->click();
-    QTest::qWait(500);
-    Draw(restore, "restore-search");
-    DrawRestoreOfDays(*browser);
-  }
-
-  void DrawRestoreOfDays(const BackupBrowser& browser) {
-    RestoreStates states;
-    for (int day = 24; day > 16; --day) {
-      JobState& state = states.List.emplace_back();
-      state.Unit = u"D:\\backup\\";
-      state.Date = *FromCivil(2009, 9, day, 18, 30, day);
-      state.Health = day == 24 ? StateHealth::Unfinished : StateHealth::Whole;
-      if (day == 24) continue;
-      state.Figures = {8123, 34567890123, 12, 4567890, day == 21 ? 3U : 0U};
-      if (day == 21) state.Health = StateHealth::Failures;
-      if (day == 20) state.Verified = {state.Unit, *FromCivil(2009, 9, 22, 9), 0};
-    }
-    states.Chosen = 1;
-    FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", browser}, DesktopFilePicker(),
-                       nullptr, nullptr, std::move(states));
-    Find<QTreeView>(restore, "tvwFiles")->expandAll();
-    Draw(restore, "restore-states");
-  }
-
-  /// The tray's marks, at the sizes of usual panels.
-  void DrawMarks() {
-    QWidget panel;
-    panel.setWindowTitle("tray");
-    auto* grid = new QGridLayout(&panel);
-    int row = 0;
-    for (const Health health : {Health::Unknown, Health::Good, Health::Overdue, Health::Failed}) {
-      int column = 0;
-      for (const int size : {16, 22, 32, 64}) {
-        auto* label = new QLabel;
-        label->setPixmap(HealthIcon(health).pixmap(size, size));
-        grid->addWidget(label, row, column++);
-      }
-      ++row;
-    }
-    Draw(panel, "tray-marks");
-  }
-
-  QString folder_;
-  TestProgram program_;
-};
-
 }  // namespace
 }  // namespace kavrel
 
@@ -293,6 +43,11 @@ int main(int argc, char** argv) {
   QApplication::setFont(QFont("Noto Sans CJK TC", 10));
   if (argc > 2 && QByteArray(argv[2]) == "dark") kavrel::UseDarkColours();
   QDir().mkpath(argv[1]);
-  kavrel::Pictures(QString::fromLocal8Bit(argv[1])).DrawAll();
+  const QDir folder(QString::fromLocal8Bit(argv[1]));
+  kavrel::ShowEveryDialog([&](QWidget& window, const QString& name) {
+    // What comes in by itself, like a field's look after it has got the focus, is there by then.
+    QTest::qWait(300);
+    window.grab().save(folder.filePath(name + QStringLiteral(".png")));
+  });
   return 0;
 }
