@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 #include <unordered_map>
 
+#include "base/number.h"
 #include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
@@ -61,8 +62,8 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
   if (!found) return kNoSuchJob;
   Program& program = session.Program();
   BackupJob job = *found;
-  const std::u16string unit = SetRunPaths(job, program.Clock);
-  const StateFates fates = FatesOf(program.Context, job, unit, program.Clock.Now());
+  const std::u16string unit = SetRunPaths(job, session.Clock());
+  const StateFates fates = FatesOf(program.Context, job, unit, session.Clock().Now());
   const std::vector<JobState> states = ListStates(program.Context, job);
   const std::vector<Row> rows = RowsOf(program.Context, states, fates);
   const bool keeps_all = fates.Units.empty();
