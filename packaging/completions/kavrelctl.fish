@@ -22,9 +22,13 @@ function __kavrelctl_path
     printf '%s\n' $path
 end
 
+# Names are taken from the English help; what each does is told in the user's language.
 function __kavrelctl_words
     set -l help (kavrelctl --lang en (__kavrelctl_path) --help 2>/dev/null)
-    printf '%s\n' $help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\)  *\(.*\)/\1\t\2/p'
+    set -l names (printf '%s\n' $help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' | string join '|')
+    if test -n "$names"
+        kavrelctl (__kavrelctl_home) (__kavrelctl_path) --help 2>/dev/null | sed -nE "s/^  ($names)  +/\1\t/p"
+    end
     printf '%s\n' $help | grep -oE -- '--[a-z][a-z-]*' | sort -u
 end
 

@@ -50,7 +50,7 @@ TEST(Language, SwitchesTheOpenWindowAtOnceAndBack) {
   EXPECT_EQ(main.Stored(u"Language"), "en");
   const QStringList english = TextsOf(main);
   for (const char* text : {"Run", "Options", "Job name", "Every 1 day", "Backup finished",
-                           "2026-11-23 15:04:05", "Create a backup shortcut", "All jobs"}) {
+                           "2026-11-23 15:04:05", "Create a Backup Shortcut", "All jobs"}) {
     EXPECT_TRUE(english.contains(text)) << text << " in " << english.join('|').toStdString();
   }
   static const QRegularExpression kChinese("[\\x{4e00}-\\x{9fff}]");
