@@ -37,6 +37,7 @@ struct CommandLine {
   std::string Home, Debug, Language, Name, Value, Patterns, Archive, State, Span, Progress;
   std::vector<std::string> Names;
   std::uint32_t Wait = Session::kPatience;
+  bool Explain = false;  ///< keep does nothing else
   bool NamesOnly = false, Failed = false, Rules = false, Force = false;
   OutputChoice Output;
   RestoreChoice Restore;
@@ -249,7 +250,7 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   CLI::App* keep =
       app.add_subcommand("keep", Tr("Which states of a job stay after a run, which go, and why"));
   keep->add_option("job", line.Name, Tr("Name of the job"))->required();
-  keep->add_flag("--explain", Tr("Say so, and change nothing: as without it"));
+  keep->add_flag("--explain", line.Explain, Tr("Say so, and change nothing: as without it"));
   keep->add_flag("--json", line.Json, Tr("Print JSON"));
   keep->callback(line.Run(
       [&line](Session& session) { return ExplainKeeping(session, line.Name, line.Json); }));

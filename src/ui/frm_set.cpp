@@ -2,6 +2,8 @@
 
 #include <QHBoxLayout>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 
 #include "app/program.h"
 #include "app/reach.h"
@@ -68,7 +70,14 @@ void FrmSet::MakePages() {
   tabs_.TabsAdd(TrText(u"備份清單(&B)"), list_);
   tabs_.TabsAdd(TrText(u"備份項目(&I)"), item_);
   tabs_.TabsAdd(TrText(u"備份時間(&H)"), time_);
-  tabs_.TabsAdd(TrText(u"進階(&J)"), safety_);
+  // The longest page, in some languages longer than a small screen.
+  auto* page = Make<QScrollArea>("scrSafety");
+  page->setFrameShape(QFrame::NoFrame);
+  page->setWidgetResizable(true);
+  page->setWidget(safety_);
+  page->setMinimumWidth(safety_->minimumSizeHint().width() +
+                        page->verticalScrollBar()->sizeHint().width());
+  tabs_.TabsAdd(TrText(u"進階(&J)"), page);
   tabs_.SetAccessibleName(windowTitle());
   preview_ = new JobPreviewBox;
 

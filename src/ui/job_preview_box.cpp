@@ -4,6 +4,7 @@
 #include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <algorithm>
 
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
@@ -23,8 +24,6 @@ JobPreviewBox::JobPreviewBox() : QGroupBox(TrText(u"預覽")) {
     label->setWordWrap(true);
     label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
   }
-  // Room for what usually is to be said, so that the window does not jump as one types.
-  lblWarnings_->setMinimumHeight(lblWarnings_->fontMetrics().lineSpacing() * 2);
 
   auto* grid = new QGridLayout(this);
   grid->addWidget(MakeLabel(TrText(u"下次寫入："), txtNext_), 0, 0);
@@ -34,6 +33,7 @@ JobPreviewBox::JobPreviewBox() : QGroupBox(TrText(u"預覽")) {
   grid->addWidget(lblWarnings_, 2, 0, 1, 2);
   grid->setColumnStretch(1, 1);
   ApplyColour();
+  MakeRoom();
 }
 
 /// With what it is about: a screen reader reads a label's name, and its text only where it has
@@ -59,6 +59,19 @@ void JobPreviewBox::Show(const JobPreview& preview, bool enabled) {
       *lblDue_, TrText(u"接下來三次"),
       due.join(TrText(u"、")) + (enabled || due.isEmpty() ? QString() : TrText(u"（排程未啟動）")));
   Tell(*lblWarnings_, TrText(u"注意"), warnings.join(u'\n'));
+  MakeRoom();
+}
+
+void JobPreviewBox::MakeRoom() {
+  const int usual = lblWarnings_->fontMetrics().lineSpacing() * 2;
+  lblWarnings_->setMinimumHeight(
+      std::max(usual, lblWarnings_->heightForWidth(lblWarnings_->width())));
+  lblDue_->setMinimumHeight(lblDue_->heightForWidth(lblDue_->width()));
+}
+
+void JobPreviewBox::resizeEvent(QResizeEvent* event) {
+  QGroupBox::resizeEvent(event);
+  MakeRoom();
 }
 
 void JobPreviewBox::changeEvent(QEvent* event) {

@@ -22,10 +22,14 @@ class JobPreviewBox : public QGroupBox {
 
  protected:
   void changeEvent(QEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
   static void Tell(QLabel& label, const QString& name, const QString& text);
   void ApplyColour();
+  /// Room for what usually is to be said, so that the window does not jump as one types, and for all
+  /// of what is.
+  void MakeRoom();
 
   QLineEdit* txtNext_;
   QLabel *lblDue_, *lblWarnings_;

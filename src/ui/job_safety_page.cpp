@@ -125,8 +125,10 @@ QWidget* JobSafetyPage::MakeKeeping() {
   connect(txtKeepPlan_, &QLineEdit::textEdited, this, &JobSafetyPage::Changed);
   auto* frame = new QGroupBox(TrText(u"保留哪些備份"));
   auto* layout = new QVBoxLayout(frame);
-  layout->addLayout(MakeRow({MakeLabel(TrText(u"保留(&K)："), cboKeep_), cboKeep_, numKeep_}));
-  layout->addWidget(txtKeepPlan_);
+  QHBoxLayout* row =
+      MakeRow({MakeLabel(TrText(u"保留(&K)："), cboKeep_), cboKeep_, numKeep_, txtKeepPlan_});
+  row->setStretchFactor(txtKeepPlan_, 1);
+  layout->addLayout(row);
   layout->addWidget(chkDeleteOld_);
   layout->addWidget(MakeNote(
       TrText(u"適用於目標含日期標籤的排程與壓縮備份，只限這個排程自己建立的備份；釘選的與最新的三份"

@@ -30,7 +30,8 @@ StateStrip::StateStrip(const std::vector<JobState>& states, const std::vector<St
     const StateNote note = i < notes.size() ? notes[i] : StateNote();
     QString tip = ToQString(ScreenDateTime(state.Date));
     if (!note.Text.isEmpty()) tip += QStringLiteral("\n") + note.Text;
-    marks_.push_back({state.Date, tip, note.Goes, state.Pinned, growth.Taken[i]});
+    marks_.push_back({state.Date, tip, note.Goes, state.Pinned,
+                      i < growth.Taken.size() ? growth.Taken[i] : 0});
     if (state.Date == kZeroDate) continue;
     first_ = first_ == kZeroDate ? state.Date : std::min(first_, state.Date);
     last_ = std::max(last_, state.Date);

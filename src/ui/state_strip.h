@@ -18,7 +18,7 @@ class StateStrip : public QWidget {
   Q_OBJECT
 
  public:
-  /// All of them the newest first.
+  /// All of them the newest first; notes and growth may be those of fewer.
   StateStrip(const std::vector<JobState>& states, const std::vector<StateNote>& notes,
              const StateGrowth& growth);
 

@@ -4,6 +4,7 @@
 #include <QDialog>
 #include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 
 #include "platform/settings_store.h"
 #include "ui/qt_text.h"
@@ -20,8 +21,8 @@ QSize Room(const QWidget& window) {
 }
 
 /// Puts what the dialog shows into an area that scrolls, but for its last row when that is one of
-/// buttons.
-void MakeScroll(QDialog& dialog) {
+/// buttons. Sideways it scrolls only where the screen is too narrow.
+void MakeScroll(QDialog& dialog, const QSize& room) {
   QLayout* content = dialog.layout();
   auto* box = qobject_cast<QVBoxLayout*>(content);
   QLayout* buttons = nullptr;
@@ -37,6 +38,9 @@ void MakeScroll(QDialog& dialog) {
   auto* inner = new QWidget(area);
   inner->setLayout(content);
   area->setWidget(inner);
+  const int width =
+      inner->minimumSizeHint().width() + area->verticalScrollBar()->sizeHint().width();
+  area->setMinimumWidth(std::min(width, room.width()));
   auto* outer = new QVBoxLayout(&dialog);
   outer->setContentsMargins(0, 0, 0, 0);
   outer->addWidget(area, 1);
@@ -61,7 +65,7 @@ void RememberSize(QDialog& dialog, SettingsStore* store, const QString& name, in
     });
   }
   const QSize room = Room(dialog), least = dialog.minimumSizeHint();
-  if (least.boundedTo(room) != least) MakeScroll(dialog);
+  if (least.boundedTo(room) != least) MakeScroll(dialog, room);
   dialog.resize(size.boundedTo(room).expandedTo(dialog.minimumSizeHint()));
 }
 

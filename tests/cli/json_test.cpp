@@ -78,6 +78,7 @@ TEST_F(JsonTest, EveryKeyIsDocumentedAndEveryDocumentedKeyIsThere) {
   ASSERT_EQ(Code({"run", "D"}), 0);
   ASSERT_EQ(Code({"verify", "D"}), 0);
   look("states", {"states", "D"});
+  look("keep", {"keep", "D"});
   look("versions", {"versions", "D", "a.txt"});
   look("diff", {"diff", "D", "2", "1"});
   Add("C", {"--type", "compressed"});

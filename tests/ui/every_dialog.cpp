@@ -229,6 +229,14 @@ class Dialogs {
       if (day == 21) state.Health = StateHealth::Failures;
       if (day == 20) state.Verified = {state.Unit, *FromCivil(2009, 9, 22, 9), 0};
     }
+    for (const JobState& state : states.List) {
+      const int day = ToCivil(state.Date).Day;
+      states.Notes.push_back({day > 20 ? "最新的備份" : "那段時間保留的是 2009-09-24 18:30:24",
+                              day % 3 == 0});
+      states.Growth.Taken.push_back(static_cast<std::uint64_t>(day) * 1234567890);
+    }
+    states.List[5].Pinned = true;
+    states.Growth.RunsLeft = 40;
     states.Chosen = 1;
     FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", browser}, DesktopFilePicker(),
                        nullptr, nullptr, std::move(states));

@@ -132,8 +132,8 @@ std::vector<std::string_view> AllLanguages() {
   return codes;
 }
 INSTANTIATE_TEST_SUITE_P(, FittingTest, testing::ValuesIn(AllLanguages()),
-                         [](const auto& info) {
-                           std::string name(info.param);
+                         [](const auto& language) {
+                           std::string name(language.param);
                            std::erase_if(name, [](char c) { return c == '-' || c == '_'; });
                            return name;
                          });
