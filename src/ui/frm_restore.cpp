@@ -76,7 +76,7 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
   connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
   ShowState();
   tvwFiles_->setFocus();
-  RememberSize(*this, sizes, objectName(), 760, state_list_ ? 700 : 560);
+  RememberSize(*this, sizes, objectName(), state_list_ ? 880 : 760, state_list_ ? 720 : 560);
 }
 
 void FrmRestore::MakeModel() {

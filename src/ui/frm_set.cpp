@@ -57,7 +57,7 @@ FrmSet::FrmSet(Program& program, QWidget* parent) : QDialog(parent), program_(pr
   list_->Fill(program_.Store.Jobs);
   BeginEdit(false);
   EnableMain(true);
-  RememberSize(*this, &program_.WindowSizes, objectName(), 660, 600);
+  RememberSize(*this, &program_.WindowSizes, objectName(), 660, 700);
 }
 
 void FrmSet::MakePages() {

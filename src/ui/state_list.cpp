@@ -21,12 +21,12 @@ StateList::StateList(const std::vector<JobState>& states, const std::vector<Stat
                      const StateGrowth& growth)
     : strip_(new StateStrip(states, notes, growth)) {
   QWidget* list = MakeList(lstStates_, "lstStates", TrText(u"備份日期"));
-  lstStates_.ColumnAdd(-1, 190, TrText(u"備份日期"));
-  lstStates_.ColumnAdd(-1, 130, TrText(u"狀態"));
-  lstStates_.ColumnAdd(-1, 80, TrText(u"檔案數"), clsLictView::AlignRight);
-  lstStates_.ColumnAdd(-1, 90, TrText(u"大小"), clsLictView::AlignRight);
-  lstStates_.ColumnAdd(-1, 190, TrText(u"驗證"));
-  lstStates_.ColumnAdd(-1, 190, TrText(u"去留"));
+  lstStates_.ColumnAdd(-1, 165, TrText(u"備份日期"));
+  lstStates_.ColumnAdd(-1, 125, TrText(u"狀態"));
+  lstStates_.ColumnAdd(-1, 70, TrText(u"檔案數"), clsLictView::AlignRight);
+  lstStates_.ColumnAdd(-1, 80, TrText(u"大小"), clsLictView::AlignRight);
+  lstStates_.ColumnAdd(-1, 165, TrText(u"驗證"));
+  lstStates_.ColumnAdd(-1, 230, TrText(u"去留"));
   lstStates_.SetHeaderSort(true);
   for (std::size_t i = 0; i < states.size(); ++i) {
     Add(states[i], i < notes.size() ? notes[i] : StateNote());
