@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <map>
 
+#include "app/exit_code.h"
 #include "app/run_health.h"
 #include "base/text.h"
 #include "core/job_form.h"
@@ -368,6 +369,22 @@ TEST_P(JobDisksTest, WhatIsRememberedIsWhatTheRunBeganWithAndStillHad) {
   EXPECT_EQ(Job().LastRunResult.FailedFiles, 0U);
   EXPECT_TRUE(knows());
   take();
+}
+
+TEST_P(JobDisksTest, APlaceThatGoesWithItsDiskIsNoneThatCannotBeHad) {
+  const fs::path disk = Temp.DriveD();
+  if (mount("none", disk.c_str(), "tmpfs", 0, "size=4m") != 0) GTEST_SKIP() << "no right to";
+  bool gone = false;
+  Host.AtProgress = [&](auto...) {
+    if (!gone) gone = umount2(disk.c_str(), MNT_DETACH) == 0;
+  };
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  ASSERT_TRUE(gone);
+  // 7-Zip may have made one of its own in the meantime.
+  EXPECT_TRUE(GetParam() == BackupType::Compressed || !fs::exists(Dest()));
+  EXPECT_EQ(CodeOfBackup(Program.Context, Job()), kSomeFailed);
+  const std::string log = LogText(Program.Log.CurrentPath());
+  EXPECT_NE(log.find("目標磁碟沒有掛載："), std::string::npos) << log;
 }
 
 TEST_P(JobDisksTest, ARestoreThatADiskLeavesHasFailed) {
