@@ -57,6 +57,21 @@ bool HasFolder(const KnownMount& known, std::u16string_view behind, std::u16stri
       known.Marks, [&](const std::u16string& one) { return MarkBelow(one, behind) == mark; });
 }
 
+/// What may be wrong with a disk; its point or place follows.
+struct DiskTexts {
+  std::u16string_view Other, Away, Elsewhere;  ///< of the one that holds a place
+  std::u16string_view OtherInside, AwayInside;
+};
+constexpr DiskTexts kSourceTexts{u"來源磁碟不是先前的那一個：", u"來源磁碟沒有掛載：",
+                                 u"來源不在先前的磁碟上：", u"來源資料夾中的磁碟不是先前的那一個：",
+                                 u"來源資料夾中的磁碟沒有掛載："};
+constexpr DiskTexts kDestinationTexts{
+    u"目標磁碟不是先前的那一個：", u"目標磁碟沒有掛載：", u"目標不在先前的磁碟上：",
+    u"目標資料夾中的磁碟不是先前的那一個：", u"目標資料夾中的磁碟沒有掛載："};
+constexpr DiskTexts kTargetTexts{
+    u"還原位置的磁碟不是先前的那一個：", u"還原位置的磁碟沒有掛載：", u"還原位置不在先前的磁碟上：",
+    u"還原位置中的磁碟不是先前的那一個：", u"還原位置中的磁碟沒有掛載："};
+
 class JobDisks {
  public:
   JobDisks(const RunContext& context, const BackupJob& job, const DiskScope& scope,
@@ -156,6 +171,10 @@ class JobDisks {
 
  private:
   const std::u16string& Place(bool of_source) const { return of_source ? source_ : dest_; }
+  const DiskTexts& Texts(bool of_source) const {
+    if (!of_source) return kDestinationTexts;
+    return scope_.IsTarget ? kTargetTexts : kSourceTexts;
+  }
   /// By which a walk comes to a mount point inside the source or the destination.
   std::u16string PathOf(bool of_source, std::u16string_view point) const {
     return PathBelow(of_source ? job_.Source.WorkPath : job_.Destination.WorkPath,
@@ -269,17 +288,11 @@ class JobDisks {
     // Reached by another path, its disk is what it is known by; below its point, the folder, too.
     const bool elsewhere = !mark.empty() && !IsAtOrBelow(place, known.Point);
     if (!of_root && Knows(known, mark) && (at_point || elsewhere)) return {};
-    const bool of_source = known.OfSource;
-    if (at_point || of_root) {
-      return (of_source ? u"來源磁碟不是先前的那一個：" : u"目標磁碟不是先前的那一個：") +
-             std::u16string(now);
-    }
+    const DiskTexts& texts = Texts(known.OfSource);
+    if (at_point || of_root) return std::u16string(texts.Other) + now;
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
-    if (!mounted) {
-      return (of_source ? u"來源磁碟沒有掛載：" : u"目標磁碟沒有掛載：") + known.Point;
-    }
-    return (of_source ? u"來源不在先前的磁碟上：" : u"目標不在先前的磁碟上：") +
-           std::u16string(place);
+    return mounted ? std::u16string(texts.Elsewhere) + place
+                   : std::u16string(texts.Away) + known.Point;
   }
 
   std::u16string MatterWith(const KnownMount& known) const {
@@ -289,13 +302,8 @@ class JobDisks {
     if (mounted && known.Marks.empty()) return {};
     // What a run may do without, a restore would fill.
     if (!mounted && KeepsAll() && !scope_.Restores && Knows(known, kNothing)) return {};
-    const char16_t* text =
-        known.OfSource ? u"來源資料夾中的磁碟沒有掛載：" : u"目標資料夾中的磁碟沒有掛載：";
-    if (mounted) {
-      text = known.OfSource ? u"來源資料夾中的磁碟不是先前的那一個："
-                            : u"目標資料夾中的磁碟不是先前的那一個：";
-    }
-    return text + known.Point;
+    const DiskTexts& texts = Texts(known.OfSource);
+    return std::u16string(mounted ? texts.OtherInside : texts.AwayInside) + known.Point;
   }
 
   /// A disk that no run has met, mounted over a folder that a run deals with. It hides what that
@@ -386,9 +394,8 @@ bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& s
   return true;
 }
 
-std::u16string LostDisks(const RunContext& context, const BackupJob& job, const PathSet* picked) {
-  DiskScope known;
-  known.Picked = picked;
+std::u16string LostDisks(const RunContext& context, const BackupJob& job, const DiskScope& scope) {
+  DiskScope known = scope;
   known.NewInSource = known.NewInDestination = false;
   const KnownPlaces& there = context.Disks.There;
   return there.Mounts.empty() ? std::u16string() : JobDisks(context, job, known, there).Objection();
