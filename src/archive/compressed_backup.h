@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,7 @@
 #include "log/job_log.h"
 #include "log/log_troubles.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 
 namespace kavrel {
 
@@ -42,6 +44,9 @@ struct ArchiveContext {
   RunFailures& Failures;
   StagingJournal& Staged;
   RunNotes& Notes;
+  /// Whether the disk that a folder of the destination lay on when the run began has left it; its
+  /// path with the final separator. Null: nobody has looked.
+  std::function<bool(std::u16string_view path, const Folder& folder)> HasLostDisk{};
 
   /// Logs and notes what failed, and why.
   void Tell(std::u16string_view text, std::u16string_view what, std::u16string_view why = {}) {
