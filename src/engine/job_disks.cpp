@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/disk_marks.h"
 #include "engine/refusal.h"
 #include "engine/rule_check.h"
 #include "files/folder_identity.h"
@@ -126,7 +127,7 @@ class JobDisks {
     DisksFound found;
     std::vector<KnownMount>& present = found.ToRemember;
     const auto add = [&](bool of_source, const std::u16string& point) {
-      std::u16string mark = mounts_.MarkOf(point);
+      std::u16string mark = marks_.Of(point);
       Add(of_source, point, mark, present);
       if (mark.empty()) mark = kUnmarked;
       found.There.Mounts.push_back({of_source, point, {std::move(mark)}});
@@ -153,20 +154,24 @@ class JobDisks {
       }
       if (!KeepsAll()) continue;
       // Without a mount of its own the same folder is there.
-      if (Knows(known, mounts_.MarkOf(known.Point))) continue;
+      if (Knows(known, marks_.Of(known.Point))) continue;
       NoteMark(present.emplace_back(known), kNothing);
     }
     return found;
   }
 
-  /// What is mounted where now, for the time of a run. False when that has changed since the look.
-  bool Note(MountedInside& mounted) const {
+  /// What is mounted where now, for the time of a run.
+  void Note(MountedInside& mounted) const {
     mounted.Clear();
     mounted.Note(context_.Files, mounts_, job_.Source.WorkPath, source_);
     mounted.Note(context_.Files, mounts_, job_.Destination.WorkPath, dest_);
+  }
+
+  /// Whether all that this has told is so still.
+  bool IsSo() const {
     MountTable now;
     now.Load();
-    return now.IsSame(mounts_);
+    return marks_.AreSameIn(now);
   }
 
  private:
@@ -270,7 +275,7 @@ class JobDisks {
   /// mount it is reached now.
   bool IsSameFolder(const KnownMount& known, const std::u16string& place) const {
     if (!IsAtOrBelow(place, known.Point)) return false;
-    const std::u16string mark = mounts_.MarkOf(place);
+    const std::u16string mark = marks_.Of(place);
     return !mark.empty() && HasFolder(known, BehindPoint(known, place), mark);
   }
 
@@ -284,7 +289,7 @@ class JobDisks {
     const bool of_root = known.Point == kRoot, at_point = now == known.Point;
     if (at_point && (of_root || known.Marks.empty())) return {};
     if (IsSameFolder(known, place)) return {};
-    const std::u16string mark = now == kRoot ? std::u16string() : mounts_.MarkOf(now);
+    const std::u16string mark = now == kRoot ? std::u16string() : marks_.Of(now);
     // Reached by another path, its disk is what it is known by; below its point, the folder, too.
     const bool elsewhere = !mark.empty() && !IsAtOrBelow(place, known.Point);
     if (!of_root && Knows(known, mark) && (at_point || elsewhere)) return {};
@@ -296,7 +301,7 @@ class JobDisks {
   }
 
   std::u16string MatterWith(const KnownMount& known) const {
-    const std::u16string mark = mounts_.MarkOf(known.Point);
+    const std::u16string mark = marks_.Of(known.Point);
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
     if (Knows(known, mark) && (mounted || !mark.empty())) return {};
     if (mounted && known.Marks.empty()) return {};
@@ -357,6 +362,7 @@ class JobDisks {
   const std::u16string source_, dest_;
   std::vector<KnownMount> known_;  ///< at the paths of today
   MountTable mounts_;
+  mutable DiskMarks marks_{mounts_};
 };
 
 }  // namespace
@@ -372,13 +378,13 @@ namespace {
 /// Notes in the context what is there, and tells what is wrong with it.
 std::u16string LookAtDisks(RunContext& context, const BackupJob& job, const DiskScope& scope) {
   std::u16string objection;
-  // What comes or goes between the look and the note is looked at once more.
+  // What comes, goes or is swapped between the look and the note is looked at once more.
   for (int tries = 0; tries < 3; ++tries) {
     const JobDisks disks(context, job, scope, job.Extras);
     if (!context.Force && !job.Extras.Mounts.empty()) objection = disks.Objection();
-    const bool noted = disks.Note(context.Mounted);
+    disks.Note(context.Mounted);
     context.Disks = disks.Found();
-    if (noted) break;
+    if (disks.IsSo()) break;
   }
   return objection;
 }
