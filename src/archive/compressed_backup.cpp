@@ -4,7 +4,6 @@
 #include <functional>
 #include <optional>
 #include <set>
-#include <tuple>
 
 #include "archive/host_monitor.h"
 #include "archive/list_file.h"
@@ -13,6 +12,7 @@
 #include "base/text.h"
 #include "base/translation.h"
 #include "base/wildcard.h"
+#include "core/made_order.h"
 #include "files/error_text.h"
 #include "files/folder_identity.h"
 #include "files/owner_mark.h"
@@ -461,6 +461,21 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
                   u"\r\n" + std::u16string(kRule) + u"\r\n");
 }
 
+namespace {
+
+std::vector<ArchiveFile> SortAsMade(std::vector<ArchiveFile> archives, std::u16string_view folder,
+                                    const BackupJob* job) {
+  MadeOrder order(job ? job->Extras.Made : std::vector<std::u16string>());
+  for (const ArchiveFile& archive : archives) {
+    order.Add(JoinPath(folder, archive.Name), LocalTime(archive.Written));
+  }
+  std::vector<ArchiveFile> sorted;
+  for (const std::size_t i : order.NewestFirst()) sorted.push_back(std::move(archives[i]));
+  return sorted;
+}
+
+}  // namespace
+
 std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder,
                                       const BackupJob* job) {
   std::vector<ArchiveFile> archives;
@@ -477,18 +492,12 @@ std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_vi
     if (mark)
       archives.back().OfOther = !mark->Names(job->Extras.Id) && !mark->IsOf(job->Source.Path);
   }
-  return archives;
+  return SortAsMade(std::move(archives), folder, job);
 }
 
 std::optional<std::u16string> NewestArchive(const std::vector<ArchiveFile>& archives) {
-  const auto moment = [](const ArchiveFile& archive) {
-    return std::tuple(!archive.OfOther, archive.Written.Seconds, archive.Written.Nanoseconds);
-  };
-  const auto newest = std::max_element(
-      archives.begin(), archives.end(),
-      [&](const ArchiveFile& a, const ArchiveFile& b) { return moment(a) < moment(b); });
-  if (newest == archives.end() || newest->OfOther) return std::nullopt;
-  return newest->Name;
+  const auto newest = std::ranges::find(archives, false, &ArchiveFile::OfOther);
+  return newest == archives.end() ? std::nullopt : std::optional(newest->Name);
 }
 
 }  // namespace kavrel

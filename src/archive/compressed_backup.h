@@ -109,12 +109,11 @@ struct ArchiveFile {
 
 /// Whether a name may be that of an archive.
 bool IsArchiveName(std::u16string_view name);
-/// The *.7z files of a folder, in the system's order, and, asked for a job, which of them are not
-/// its own.
+/// The *.7z files of a folder, the newest first (core/made_order), and, asked for a job, which of
+/// them are not its own.
 std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder,
                                       const BackupJob* job = nullptr);
-/// The name of the one that was written last, of those that are not other jobs'; nothing when there
-/// is none.
+/// The name of the first one, of those that are not other jobs'; nothing when there is none.
 std::optional<std::u16string> NewestArchive(const std::vector<ArchiveFile>& archives);
 
 }  // namespace kavrel

@@ -36,7 +36,8 @@ struct JobState {
   std::optional<VerifiedState> Verified;
 };
 
-/// The states of the job, the newest first. Looks at the disk; nothing is changed.
+/// The states of the job, the newest first (core/made_order). Looks at the disk; nothing is
+/// changed.
 std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job);
 
 /// Files and bytes of a folder and all below it, but for the mark; what cannot be read is left out.
