@@ -34,7 +34,9 @@ ExitCode CodeOfRun(RunOutcome outcome, const BackupJob& job, const RunCounters& 
 
 ExitCode CodeOfBackup(const RunContext& context, const BackupJob& job) {
   const ExitCode code = CodeOfRun(context.Report.Outcome, job, context.Report.Counters);
+  // A place that has gone with its disk is none that cannot be had.
   const bool none = code == kSomeFailed && job.LastRunResult.FailedFiles > 0 &&
+                    !context.Report.LostDisk &&
                     !context.Files.FolderExists(job.Destination.WorkPath) &&
                     !context.Files.FolderExists(UnfinishedPath(job.Destination.WorkPath)) &&
                     !context.Exclusions.IsFolderExcluded(job.Source.Path);

@@ -10,6 +10,7 @@
 #include "files/path.h"
 #include "files/place.h"
 #include "schedule/next_run.h"
+#include "walk/source_place.h"
 
 namespace kavrel {
 
@@ -47,13 +48,17 @@ bool IsOnNetwork(const Program& program, std::u16string_view path) {
 
 /// How the destination lies to the source; empty when there is nothing to say.
 std::u16string_view CheckPlaces(const Program& program, std::u16string_view source_path,
-                                std::u16string_view destination_path) {
+                                std::u16string_view destination_path, std::uint32_t patience) {
   constexpr std::u16string_view kEqual = u"目標資料夾就是來源資料夾，什麼都不會備份。";
   constexpr std::u16string_view kInside = u"目標資料夾位於來源資料夾之內。";
   if (PathStartsWith(destination_path, source_path)) {
     return destination_path.size() == source_path.size() ? kEqual : kInside;
   }
-  if (IsOnNetwork(program, source_path) || IsOnNetwork(program, destination_path)) return {};
+  for (const std::u16string_view path : {source_path, destination_path}) {
+    const bool answers =
+        !IsOnNetwork(program, path) || (patience > 0 && program.Files.Answers(path, patience));
+    if (!answers) return {};
+  }
   const Result<Folder> source = program.Files.OpenFolder(source_path);
   const Place destination = FindPlace(program.Files, destination_path);
   if (!source || !destination.Nearest) return {};
@@ -71,7 +76,11 @@ std::u16string_view CheckPlaces(const Program& program, std::u16string_view sour
       above && destination.Exists &&
       std::any_of(above->begin(), above->end(),
                   [&](const FileStatus& folder) { return IsSame(folder, lineage->front()); });
-  if (in_destination) return u"來源資料夾位於目標資料夾之內，什麼都不會備份。";
+  const SourcePlace place(program.Files, source_path, *source, destination.Nearest);
+  if (destination.Exists && place.Is(destination.Nearest)) return kEqual;
+  if (in_destination || (destination.Exists && place.IsIn(destination.Nearest))) {
+    return u"來源資料夾位於目標資料夾之內，什麼都不會備份。";
+  }
   if (OnSameDisk(status->Device, lineage->front().Device)) {
     return u"目標與來源在同一個磁碟上，磁碟損壞時兩者會一起失去。";
   }
@@ -103,7 +112,8 @@ std::u16string CheckMounted(const Program& program, std::u16string_view path) {
 
 }  // namespace
 
-JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJob* own) {
+JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJob* own,
+                      std::uint32_t patience) {
   JobPreview preview;
   BackupJob job;
   if (own) job = *own;
@@ -133,7 +143,7 @@ JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJ
   if (!IsOnNetwork(program, folder)) preview.States = StateForecast(program, job);
   std::u16string warning = CheckMounted(program, folder);
   if (warning.empty() && !Trim(form.Source).empty()) {
-    warning = CheckPlaces(program, job.Source.Path, AddBackslash(folder));
+    warning = CheckPlaces(program, job.Source.Path, AddBackslash(folder), patience);
   }
   if (!warning.empty()) preview.Warnings.push_back(warning);
   if (form.Type != BackupType::Compressed && program.Exclusions.IsFolderExcluded(job.Source.Path)) {

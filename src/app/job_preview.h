@@ -1,6 +1,7 @@
 // What a job would do, shown while the user still enters it.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,10 @@ struct JobPreview {
   std::vector<std::u16string> Warnings;
 };
 
-/// Looks at disks, but at none of the network: it must not keep a window waiting. `mounts` of the
-/// program should be fresh. `job`: the one that the form is to change, null for a new one.
-JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJob* job = nullptr);
+/// Looks at disks, at those of the network where they answer within `patience` milliseconds: none
+/// of them must keep a window waiting. `mounts` of the program should be fresh. `job`: the one that
+/// the form is to change, null for a new one.
+JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJob* job = nullptr,
+                      std::uint32_t patience = 0);
 
 }  // namespace kavrel

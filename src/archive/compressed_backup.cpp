@@ -4,7 +4,6 @@
 #include <functional>
 #include <optional>
 #include <set>
-#include <tuple>
 
 #include "archive/host_monitor.h"
 #include "archive/list_file.h"
@@ -13,6 +12,7 @@
 #include "base/text.h"
 #include "base/translation.h"
 #include "base/wildcard.h"
+#include "core/made_order.h"
 #include "files/error_text.h"
 #include "files/folder_identity.h"
 #include "files/owner_mark.h"
@@ -105,10 +105,10 @@ class ListBuilder final : private TreeVisitor {
   }
 
   void Listed(const TraversedFolder&, ErrorCode error) override {
-    if (error) Fail(u": 讀取目錄 (失敗)：", prefix_);
+    if (error) CountFailed(u": 讀取目錄 (失敗)：", prefix_, error);
   }
-  void Fail(std::u16string_view, std::u16string_view name, ErrorCode) override {
-    Fail(u": 讀取目錄 (失敗)：", prefix_ + std::u16string(name));
+  void Fail(std::u16string_view, std::u16string_view name, ErrorCode error) override {
+    CountFailed(u": 讀取目錄 (失敗)：", prefix_ + std::u16string(name), error);
   }
 
   /// Archives that lie in their own source must not be packed into the next one: each would hold
@@ -151,7 +151,7 @@ class ListBuilder final : private TreeVisitor {
     const Result<FileStatus> status = in.Opened.Status(entry.Name);
     if (!status) {
       ++context_.Counters.SourceFiles;
-      Fail(u": 備份檔案 (失敗)：", path);
+      CountFailed(u": 備份檔案 (失敗)：", path, status.Error);
       return;
     }
     if (!in.Rules.WithinSizeLimit(*status)) {
@@ -160,9 +160,12 @@ class ListBuilder final : private TreeVisitor {
     }
     ++context_.Counters.SourceFiles;
     const std::string line = ListLine(path);
-    const bool reads = !into_ || status->Kind != FileKind::File || in.Opened.OpenFile(entry.Name);
-    if (line.empty() || !reads) {
-      Fail(u": 備份檔案 (失敗)：", path);
+    ErrorCode why = line.empty() ? kErrInvalid : 0;
+    if (into_ && status->Kind == FileKind::File && !why) {
+      why = in.Opened.OpenFile(entry.Name).Error;
+    }
+    if (why) {
+      CountFailed(u": 備份檔案 (失敗)：", path, why);
       return;
     }
     NoteListed(path);
@@ -181,9 +184,10 @@ class ListBuilder final : private TreeVisitor {
     }
   }
 
-  void Fail(std::u16string_view text, std::u16string_view path) {
+  void CountFailed(std::u16string_view text, std::u16string_view path, ErrorCode why) {
     ++context_.Counters.FailedFiles;
-    context_.Tell(text, AddBackslash(job_.Source.WorkPath) + std::u16string(path));
+    context_.Tell(text, AddBackslash(job_.Source.WorkPath) + std::u16string(path),
+                  ApiErrorText(why));
     Note(PlanAction::Fail, PlanReason::Unreadable, path);
   }
 
@@ -264,13 +268,34 @@ void CountFailure(ArchiveContext& context, std::uint32_t packed) {
   if (packed == 0) counters.CopiedBytes = 0;
 }
 
-/// Counts and tells what became another one while it was packed.
-void TellDoubts(ArchiveContext& context, const BackupJob& job, const PackedFiles& listed) {
-  const PackedFiles::Doubts doubts = listed.LookAgain(context.Files, job.Source.WorkPath, [&] {
+/// What the archive program has said at last.
+std::u16string LastWords(std::u16string_view output) {
+  std::u16string words;
+  for (const std::u16string_view untrimmed : Split(output, u'\n')) {
+    const std::u16string_view line = Trim(untrimmed);
+    const bool rule = line.find_first_not_of(u'-') == line.npos;
+    if (rule) continue;
+    words = words.ends_with(u':') ? words + u" " + std::u16string(line) : std::u16string(line);
+  }
+  return words;
+}
+
+/// Counts and tells what became another one while it was packed; after a command that has warned,
+/// tells also what cannot be read. Gives the number of the latter.
+std::uint32_t TellDoubts(ArchiveContext& context, const BackupJob& job, const PackedFiles& listed,
+                         bool warned) {
+  const auto go_on = [&] {
     context.Host.PumpMessages();
     return !context.State.CancelRequested;
-  });
+  };
+  const PackedFiles::Doubts doubts =
+      listed.LookAgain(context.Files, job.Source.WorkPath, warned, go_on);
   RunCounters& counters = context.Counters;
+  // Counted with what the command has not packed.
+  for (const auto& [path, why] : doubts.Unread) {
+    context.Tell(u": 備份檔案 (失敗)：", AddBackslash(job.Source.WorkPath) + path,
+                 ApiErrorText(why));
+  }
   const auto path_of = [&](const std::u16string& path) {
     if (counters.CopiedFiles > 0) --counters.CopiedFiles;
     return AddBackslash(job.Source.WorkPath) + path;
@@ -283,6 +308,7 @@ void TellDoubts(ArchiveContext& context, const BackupJob& job, const PackedFiles
     ++counters.FailedFiles;
     context.Tell(u": 壓縮時已換成別的項目 (失敗)：", path_of(path));
   }
+  return static_cast<std::uint32_t>(doubts.Unread.size());
 }
 
 }  // namespace
@@ -386,8 +412,9 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   context.Log.FlushDue(true);
   const int result = archiver.DoCommand(kZipKind);
   if (!lists.Dropped.empty()) RemoveListFile(context.Files, ListKind::Dropped);
-  if (result == 0) TellDoubts(context, job, listed);
+  if (result == 0) TellDoubts(context, job, listed, false);
   if (result == 0) return 0;
+  const std::uint32_t failed_before = context.Counters.FailedFiles;
   if (result == kCommandCancelled) {
     context.Counters.CopiedFiles = 0;
     context.Counters.CopiedBytes = 0;
@@ -396,7 +423,11 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
                               ? FilesPacked(archiver.ResultBuffer, context.Counters.CopiedFiles)
                               : 0);
   }
-  if (result == 1) TellDoubts(context, job, listed);
+  const std::uint32_t failed = context.Counters.FailedFiles - failed_before;
+  const std::uint32_t told = result == 1 ? TellDoubts(context, job, listed, true) : 0;
+  if (told < failed) {
+    context.Tell(u": 建立壓縮檔 (失敗)：", archive_path, LastWords(archiver.ResultBuffer));
+  }
   context.Log.WriteTimed(u": " + archiver.DebugCommand);
   context.Log.WriteJobLog(ReplaceAll(archiver.ResultBuffer, u"\n", u"\r\n"));
   return result;
@@ -430,6 +461,21 @@ void WriteArchiveListing(ArchiveContext& context, const BackupJob& job,
                   u"\r\n" + std::u16string(kRule) + u"\r\n");
 }
 
+namespace {
+
+std::vector<ArchiveFile> SortAsMade(std::vector<ArchiveFile> archives, std::u16string_view folder,
+                                    const BackupJob* job) {
+  MadeOrder order(job ? job->Extras.Made : std::vector<std::u16string>());
+  for (const ArchiveFile& archive : archives) {
+    order.Add(JoinPath(folder, archive.Name), LocalTime(archive.Written));
+  }
+  std::vector<ArchiveFile> sorted;
+  for (const std::size_t i : order.NewestFirst()) sorted.push_back(std::move(archives[i]));
+  return sorted;
+}
+
+}  // namespace
+
 std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder,
                                       const BackupJob* job) {
   std::vector<ArchiveFile> archives;
@@ -446,18 +492,12 @@ std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_vi
     if (mark)
       archives.back().OfOther = !mark->Names(job->Extras.Id) && !mark->IsOf(job->Source.Path);
   }
-  return archives;
+  return SortAsMade(std::move(archives), folder, job);
 }
 
 std::optional<std::u16string> NewestArchive(const std::vector<ArchiveFile>& archives) {
-  const auto moment = [](const ArchiveFile& archive) {
-    return std::tuple(!archive.OfOther, archive.Written.Seconds, archive.Written.Nanoseconds);
-  };
-  const auto newest = std::max_element(
-      archives.begin(), archives.end(),
-      [&](const ArchiveFile& a, const ArchiveFile& b) { return moment(a) < moment(b); });
-  if (newest == archives.end() || newest->OfOther) return std::nullopt;
-  return newest->Name;
+  const auto newest = std::ranges::find(archives, false, &ArchiveFile::OfOther);
+  return newest == archives.end() ? std::nullopt : std::optional(newest->Name);
 }
 
 }  // namespace kavrel

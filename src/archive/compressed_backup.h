@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,7 @@
 #include "log/job_log.h"
 #include "log/log_troubles.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 
 namespace kavrel {
 
@@ -42,6 +44,9 @@ struct ArchiveContext {
   RunFailures& Failures;
   StagingJournal& Staged;
   RunNotes& Notes;
+  /// Whether the disk that a folder of the destination lay on when the run began has left it; its
+  /// path with the final separator. Null: nobody has looked.
+  std::function<bool(std::u16string_view path, const Folder& folder)> HasLostDisk{};
 
   /// Logs and notes what failed, and why.
   void Tell(std::u16string_view text, std::u16string_view what, std::u16string_view why = {}) {
@@ -104,12 +109,11 @@ struct ArchiveFile {
 
 /// Whether a name may be that of an archive.
 bool IsArchiveName(std::u16string_view name);
-/// The *.7z files of a folder, in the system's order, and, asked for a job, which of them are not
-/// its own.
+/// The *.7z files of a folder, the newest first (core/made_order), and, asked for a job, which of
+/// them are not its own.
 std::vector<ArchiveFile> ListArchives(const FileSystem& files, std::u16string_view folder,
                                       const BackupJob* job = nullptr);
-/// The name of the one that was written last, of those that are not other jobs'; nothing when there
-/// is none.
+/// The name of the first one, of those that are not other jobs'; nothing when there is none.
 std::optional<std::u16string> NewestArchive(const std::vector<ArchiveFile>& archives);
 
 }  // namespace kavrel

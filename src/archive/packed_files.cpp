@@ -1,5 +1,6 @@
 #include "archive/packed_files.h"
 
+#include "platform/error_codes.h"
 #include "walk/traverse.h"
 
 namespace kavrel {
@@ -39,8 +40,9 @@ void PackedFiles::Note(std::u16string_view path, const FileStatus& status) {
 /// Goes where something was noted, whatever belongs to the job by now.
 class PackedFiles::SecondLook final : public TreeVisitor {
  public:
-  SecondLook(const PackedFiles& packed, const std::function<bool()>& go_on, Doubts& doubts)
-      : states_(packed.states_), go_on_(go_on), doubts_(doubts) {}
+  SecondLook(const PackedFiles& packed, bool opens, const std::function<bool()>& go_on,
+             Doubts& doubts)
+      : states_(packed.states_), opens_(opens), go_on_(go_on), doubts_(doubts) {}
 
  private:
   bool GoesOn() override { return go_on_(); }
@@ -62,6 +64,9 @@ class PackedFiles::SecondLook final : public TreeVisitor {
     if (!noted) return;
     const bool is_special = file.Kind == FileKind::Special;
     const Result<FileStatus> now = is_special ? Result<FileStatus>() : in.Opened.Status(file.Name);
+    if (opens_ && !is_special && (!now || now->Kind == FileKind::File)) {
+      NoteUnread(file.Name, in.Opened.OpenFile(file.Name).Error);
+    }
     if (!now) return;
     const State state = StateOf(*now);
     if (is_special || state % kKinds != *noted % kKinds) {
@@ -70,22 +75,32 @@ class PackedFiles::SecondLook final : public TreeVisitor {
       doubts_.Changed.push_back(prefix_ + file.Name);
     }
   }
+  void Fail(std::u16string_view, std::u16string_view name, ErrorCode error) override {
+    // What lies in it cannot be told one by one.
+    if (opens_) NoteUnread(name, error);
+  }
 
+  void NoteUnread(std::u16string_view name, ErrorCode why) {
+    if (why && !IsNotFound(why)) {
+      doubts_.Unread.emplace_back(prefix_ + std::u16string(name), why);
+    }
+  }
   const State* Find(const FolderEntry& entry) const {
     const auto noted = states_.find(SumOf(prefix_ + entry.Name));
     return noted == states_.end() ? nullptr : &noted->second;
   }
 
   const std::unordered_map<std::size_t, State>& states_;
+  const bool opens_;
   const std::function<bool()>& go_on_;
   Doubts& doubts_;
   std::u16string prefix_;  ///< of the folder at work, for what is in it
 };
 
 PackedFiles::Doubts PackedFiles::LookAgain(const FileSystem& files, std::u16string_view source,
-                                           const std::function<bool()>& go_on) const {
+                                           bool opens, const std::function<bool()>& go_on) const {
   Doubts doubts;
-  SecondLook look(*this, go_on, doubts);
+  SecondLook look(*this, opens, go_on, doubts);
   Traverse(files, source, {}, Scope::OfRestore(true), look).Run();
   return doubts;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/files.h"
@@ -21,10 +22,12 @@ class PackedFiles {
   struct Doubts {
     std::vector<std::u16string> Changed;  ///< of their kind still; may be packed half old, half new
     std::vector<std::u16string> Replaced;  ///< of another kind now, or a folder that held some
+    std::vector<std::pair<std::u16string, ErrorCode>> Unread;  ///< cannot be opened, and why
   };
   /// What is another one than it was when it was noted. What is gone is not among it: it was packed
-  /// whole, or the archiver has told. Ends early when `go_on`, asked for each entry, says no.
-  Doubts LookAgain(const FileSystem& files, std::u16string_view source,
+  /// whole, or the archiver has told. With `opens`, each file is opened as well. Ends early when
+  /// `go_on`, asked for each entry, says no.
+  Doubts LookAgain(const FileSystem& files, std::u16string_view source, bool opens,
                    const std::function<bool()>& go_on) const;
 
  private:

@@ -50,16 +50,17 @@ Result<Folder> OpenParent(const Folder& root, std::u16string_view name) {
 }
 
 Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
-                 std::u16string_view destination)
-    : journal_(journal) {
+                 std::u16string_view destination, LeftAlone left_alone)
+    : journal_(journal),
+      left_alone_(std::move(left_alone)),
+      destination_(AddBackslash(destination)) {
   Result<Folder> root = files.OpenFolder(destination);
-  if (!root) return;
+  if (!root || (left_alone_ && left_alone_(destination_, *root))) return;
   root_ = std::move(*root);
-  const std::u16string folder = AddBackslash(destination);
   std::uint64_t number = FirstTempNumber(clock.Now());
   for (; !staged_; ++number) {
     name_ = TempName(number);
-    record_ = journal_.BeginFolder(folder, number);
+    record_ = journal_.BeginFolder(destination_, number);
     Result<Folder> made = root_.MakeFolder(name_);
     const Result<FileStatus> before = root_.Status();
     if (made.Error == kErrAccess && before && root_.MakeWritable() == 0) {
@@ -74,7 +75,7 @@ Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
       journal_.End(record_);
     }
   }
-  path_ = folder + name_ + PathSeparator(folder);
+  path_ = destination_ + name_ + PathSeparator(destination_);
 }
 
 Staging::~Staging() {
@@ -146,6 +147,7 @@ void Staging::NoteFolder(std::u16string_view name) {
 
 Result<Folder> Staging::OpenPlace(const std::vector<std::u16string_view>& parts) const {
   Result<Folder> from = staged_.Reopen(), to = root_.Reopen();
+  std::u16string path = destination_;
   for (const std::u16string_view part : parts) {
     if (!from) return from;
     if (!to) return to;
@@ -167,6 +169,8 @@ Result<Folder> Staging::OpenPlace(const std::vector<std::u16string_view>& parts)
       next->SetAttributes(*like, *from);
     }
     to = std::move(next);
+    (path += part) += PathSeparator(path);
+    if (to && left_alone_ && left_alone_(path, *to)) return Result<Folder>::Fail(kErrNoDevice);
   }
   return to;
 }

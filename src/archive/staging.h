@@ -3,6 +3,7 @@
 // and the archiver never writes where anybody else might have put a link meanwhile.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,10 +24,14 @@ Result<Folder> OpenParent(const Folder& root, std::u16string_view name);
 /// Entries go by their names in the archive.
 class Staging {
  public:
+  /// Asked of each folder of the destination, with its path, before anything is changed in it: true
+  /// for one that must be left alone, because its disk has gone.
+  using LeftAlone = std::function<bool(std::u16string_view path, const Folder& folder)>;
+
   /// Makes the folder in the destination, which exists. The journal, which outlives this, lets the
   /// next run remove what a killed one leaves.
   Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
-          std::u16string_view destination);
+          std::u16string_view destination, LeftAlone left_alone = {});
   /// Clear, and the journal's record ends.
   ~Staging();
   Staging(const Staging&) = delete;
@@ -60,11 +65,13 @@ class Staging {
 
  private:
   /// A folder of the destination; a new one is like the unpacked one. That one may be written to
-  /// from now on.
+  /// from now on. kErrNoDevice where one on the way is to be left alone.
   Result<Folder> OpenPlace(const std::vector<std::u16string_view>& parts) const;
 
   StagingJournal& journal_;
   Folder root_, staged_;
+  const LeftAlone left_alone_;
+  const std::u16string destination_;  ///< with its final separator
   std::u16string name_, path_;
   int record_ = StagingJournal::kNoRecord;
   bool cleared_ = false;

@@ -33,7 +33,8 @@ class Unpacking final : public Extraction {
   }
 
   int Place(int kind) override {
-    staging_.emplace(context_.Files, context_.Clock, context_.Staged, destination_);
+    staging_.emplace(context_.Files, context_.Clock, context_.Staged, destination_,
+                     context_.HasLostDisk);
     if (!*staging_) return Stop(destination_, PlanReason::Blocked);
     int result = 2;
     if (!BrokenOff()) {

@@ -71,8 +71,9 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
 
 /// What the editor shows below its pages: a destination whose disk is not there, and the like.
 std::vector<std::u16string> WarningsOf(Session& session, const BackupJob& job) {
+  constexpr std::uint32_t kPatience = 1000;
   session.Program().Mounts.Load();
-  return PreviewJob(session.Program(), FormOf(job), &job).Warnings;
+  return PreviewJob(session.Program(), FormOf(job), &job, kPatience).Warnings;
 }
 
 /// Those that were not there before.

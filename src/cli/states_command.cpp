@@ -187,8 +187,11 @@ std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
           ? Tr("%1: nothing is dated now, this takes the newest whole state: %2, %3%4")
           : Tr("%1: nothing is dated now, this takes the newest state, which may not be whole: %2, "
                "%3%4");
-  const std::string newer =
+  std::string newer =
       *newest > 0 ? Fill(Tr(" (newer ones are not whole%1)"), {ListedBy(job)}) : std::string();
+  if (state.Date > context.Clock.Now()) {
+    newer += Tr(" (a date to come: the clock was ahead when it was made)");
+  }
   PrintError(Fill(
       text, {Printable(job.Name), ToUtf8(StateDateText(state)), Printable(state.Unit), newer}));
   return state.Unit;

@@ -49,7 +49,10 @@ bool BackupWalk::EnterFolder() {
 bool BackupWalk::BeforeFiles(const FolderPair& pair) {
   if (!pair.Source) all_seen_ = false;
   if (!job_.Synchronise || !pair.Source) return true;
-  if (!synchronisation_) synchronisation_.emplace(context_, job_, effects_, pair.Source);
+  if (!synchronisation_) {
+    synchronisation_.emplace(context_, job_, effects_, pair.Source,
+                             source_place_ ? &*source_place_ : nullptr);
+  }
   const bool seen = synchronisation_->SyncFolder(pair, paths_);
   all_seen_ = all_seen_ && seen && !pair.SourceError;
   return seen;

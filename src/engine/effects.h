@@ -64,6 +64,9 @@ class Effects {
   /// Returns when everything is on the disk; what has failed is counted and logged.
   virtual void Settle() {}
 
+  /// Names for files that are there for a moment; null where nothing may be written.
+  virtual TempNames* Names() { return nullptr; }
+
   // Working ahead.
   /// What looks at files, and copies them, ahead of their turn; null where that does not pay. This
   /// outlives it.

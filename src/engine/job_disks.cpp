@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/disk_marks.h"
 #include "engine/refusal.h"
 #include "engine/rule_check.h"
 #include "files/folder_identity.h"
@@ -57,6 +58,21 @@ bool HasFolder(const KnownMount& known, std::u16string_view behind, std::u16stri
       known.Marks, [&](const std::u16string& one) { return MarkBelow(one, behind) == mark; });
 }
 
+/// What may be wrong with a disk; its point or place follows.
+struct DiskTexts {
+  std::u16string_view Other, Away, Elsewhere;  ///< of the one that holds a place
+  std::u16string_view OtherInside, AwayInside;
+};
+constexpr DiskTexts kSourceTexts{u"來源磁碟不是先前的那一個：", u"來源磁碟沒有掛載：",
+                                 u"來源不在先前的磁碟上：", u"來源資料夾中的磁碟不是先前的那一個：",
+                                 u"來源資料夾中的磁碟沒有掛載："};
+constexpr DiskTexts kDestinationTexts{
+    u"目標磁碟不是先前的那一個：", u"目標磁碟沒有掛載：", u"目標不在先前的磁碟上：",
+    u"目標資料夾中的磁碟不是先前的那一個：", u"目標資料夾中的磁碟沒有掛載："};
+constexpr DiskTexts kTargetTexts{
+    u"還原位置的磁碟不是先前的那一個：", u"還原位置的磁碟沒有掛載：", u"還原位置不在先前的磁碟上：",
+    u"還原位置中的磁碟不是先前的那一個：", u"還原位置中的磁碟沒有掛載："};
+
 class JobDisks {
  public:
   JobDisks(const RunContext& context, const BackupJob& job, const DiskScope& scope,
@@ -111,7 +127,7 @@ class JobDisks {
     DisksFound found;
     std::vector<KnownMount>& present = found.ToRemember;
     const auto add = [&](bool of_source, const std::u16string& point) {
-      std::u16string mark = mounts_.MarkOf(point);
+      std::u16string mark = marks_.Of(point);
       Add(of_source, point, mark, present);
       if (mark.empty()) mark = kUnmarked;
       found.There.Mounts.push_back({of_source, point, {std::move(mark)}});
@@ -138,24 +154,32 @@ class JobDisks {
       }
       if (!KeepsAll()) continue;
       // Without a mount of its own the same folder is there.
-      if (Knows(known, mounts_.MarkOf(known.Point))) continue;
+      if (Knows(known, marks_.Of(known.Point))) continue;
       NoteMark(present.emplace_back(known), kNothing);
     }
     return found;
   }
 
-  /// What is mounted where now, for the time of a run. False when that has changed since the look.
-  bool Note(MountedInside& mounted) const {
+  /// What is mounted where now, for the time of a run.
+  void Note(MountedInside& mounted) const {
     mounted.Clear();
     mounted.Note(context_.Files, mounts_, job_.Source.WorkPath, source_);
     mounted.Note(context_.Files, mounts_, job_.Destination.WorkPath, dest_);
+  }
+
+  /// Whether all that this has told is so still.
+  bool IsSo() const {
     MountTable now;
     now.Load();
-    return now.IsSame(mounts_);
+    return marks_.AreSameIn(now);
   }
 
  private:
   const std::u16string& Place(bool of_source) const { return of_source ? source_ : dest_; }
+  const DiskTexts& Texts(bool of_source) const {
+    if (!of_source) return kDestinationTexts;
+    return scope_.IsTarget ? kTargetTexts : kSourceTexts;
+  }
   /// By which a walk comes to a mount point inside the source or the destination.
   std::u16string PathOf(bool of_source, std::u16string_view point) const {
     return PathBelow(of_source ? job_.Source.WorkPath : job_.Destination.WorkPath,
@@ -251,7 +275,7 @@ class JobDisks {
   /// mount it is reached now.
   bool IsSameFolder(const KnownMount& known, const std::u16string& place) const {
     if (!IsAtOrBelow(place, known.Point)) return false;
-    const std::u16string mark = mounts_.MarkOf(place);
+    const std::u16string mark = marks_.Of(place);
     return !mark.empty() && HasFolder(known, BehindPoint(known, place), mark);
   }
 
@@ -265,37 +289,26 @@ class JobDisks {
     const bool of_root = known.Point == kRoot, at_point = now == known.Point;
     if (at_point && (of_root || known.Marks.empty())) return {};
     if (IsSameFolder(known, place)) return {};
-    const std::u16string mark = now == kRoot ? std::u16string() : mounts_.MarkOf(now);
+    const std::u16string mark = now == kRoot ? std::u16string() : marks_.Of(now);
     // Reached by another path, its disk is what it is known by; below its point, the folder, too.
     const bool elsewhere = !mark.empty() && !IsAtOrBelow(place, known.Point);
     if (!of_root && Knows(known, mark) && (at_point || elsewhere)) return {};
-    const bool of_source = known.OfSource;
-    if (at_point || of_root) {
-      return (of_source ? u"來源磁碟不是先前的那一個：" : u"目標磁碟不是先前的那一個：") +
-             std::u16string(now);
-    }
+    const DiskTexts& texts = Texts(known.OfSource);
+    if (at_point || of_root) return std::u16string(texts.Other) + now;
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
-    if (!mounted) {
-      return (of_source ? u"來源磁碟沒有掛載：" : u"目標磁碟沒有掛載：") + known.Point;
-    }
-    return (of_source ? u"來源不在先前的磁碟上：" : u"目標不在先前的磁碟上：") +
-           std::u16string(place);
+    return mounted ? std::u16string(texts.Elsewhere) + place
+                   : std::u16string(texts.Away) + known.Point;
   }
 
   std::u16string MatterWith(const KnownMount& known) const {
-    const std::u16string mark = mounts_.MarkOf(known.Point);
+    const std::u16string mark = marks_.Of(known.Point);
     const bool mounted = mounts_.PointOf(known.Point) == known.Point;
     if (Knows(known, mark) && (mounted || !mark.empty())) return {};
     if (mounted && known.Marks.empty()) return {};
     // What a run may do without, a restore would fill.
     if (!mounted && KeepsAll() && !scope_.Restores && Knows(known, kNothing)) return {};
-    const char16_t* text =
-        known.OfSource ? u"來源資料夾中的磁碟沒有掛載：" : u"目標資料夾中的磁碟沒有掛載：";
-    if (mounted) {
-      text = known.OfSource ? u"來源資料夾中的磁碟不是先前的那一個："
-                            : u"目標資料夾中的磁碟不是先前的那一個：";
-    }
-    return text + known.Point;
+    const DiskTexts& texts = Texts(known.OfSource);
+    return std::u16string(mounted ? texts.OtherInside : texts.AwayInside) + known.Point;
   }
 
   /// A disk that no run has met, mounted over a folder that a run deals with. It hides what that
@@ -349,6 +362,7 @@ class JobDisks {
   const std::u16string source_, dest_;
   std::vector<KnownMount> known_;  ///< at the paths of today
   MountTable mounts_;
+  mutable DiskMarks marks_{mounts_};
 };
 
 }  // namespace
@@ -364,13 +378,13 @@ namespace {
 /// Notes in the context what is there, and tells what is wrong with it.
 std::u16string LookAtDisks(RunContext& context, const BackupJob& job, const DiskScope& scope) {
   std::u16string objection;
-  // What comes or goes between the look and the note is looked at once more.
+  // What comes, goes or is swapped between the look and the note is looked at once more.
   for (int tries = 0; tries < 3; ++tries) {
     const JobDisks disks(context, job, scope, job.Extras);
     if (!context.Force && !job.Extras.Mounts.empty()) objection = disks.Objection();
-    const bool noted = disks.Note(context.Mounted);
+    disks.Note(context.Mounted);
     context.Disks = disks.Found();
-    if (noted) break;
+    if (disks.IsSo()) break;
   }
   return objection;
 }
@@ -386,9 +400,8 @@ bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& s
   return true;
 }
 
-std::u16string LostDisks(const RunContext& context, const BackupJob& job, const PathSet* picked) {
-  DiskScope known;
-  known.Picked = picked;
+std::u16string LostDisks(const RunContext& context, const BackupJob& job, const DiskScope& scope) {
+  DiskScope known = scope;
   known.NewInSource = known.NewInDestination = false;
   const KnownPlaces& there = context.Disks.There;
   return there.Mounts.empty() ? std::u16string() : JobDisks(context, job, known, there).Objection();

@@ -18,6 +18,7 @@ struct DiskScope {
   /// destination.
   bool NewInSource = true, NewInDestination = true;
   bool Restores = false;  ///< the destination is read, whatever the source has
+  bool IsTarget = false;  ///< the source is another folder, which a restore of the job writes
 };
 
 /// Which of the remembered disks are not there now, or have another one in their place, and which
@@ -33,10 +34,10 @@ std::u16string DiskObjection(const RunContext& context, const BackupJob& job,
 bool PassDiskCheck(RunContext& context, const BackupJob& job, const DiskScope& scope = {});
 
 /// To be asked at the end of a run or a restore, with the job of the last PassDiskCheck: which of
-/// the disks that it began with are not there any more, in words; empty when all are. `picked`: as
-/// in DiskScope.
+/// the disks that it began with are not there any more, in words; empty when all are. What has come
+/// since does not matter.
 std::u16string LostDisks(const RunContext& context, const BackupJob& job,
-                         const PathSet* picked = nullptr);
+                         const DiskScope& scope = {});
 
 /// After a whole run that has lost no disk: those that it began with are what the job relies on.
 /// Nothing is looked at anew, for nobody would have checked that.

@@ -12,6 +12,7 @@
 #include "platform/error_codes.h"
 #include "platform/recycle_bin.h"
 #include "rules/date_tokens.h"
+#include "walk/source_place.h"
 
 namespace kavrel {
 
@@ -31,13 +32,16 @@ bool MayLieIn(const Folder& place, const FileStatus& folder) {
 /// False for a folder that the source or this run's own backup lies in, or that is a disk mounted
 /// there.
 bool MayGo(const RunContext& context, const BackupJob& job, const Folder& parent,
-           const FileStatus& unit) {
+           std::u16string_view name, const FileStatus& unit) {
   const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
   // Of a run that is only planned it need not be there.
   const Place dest = FindPlace(context.Files, job.Destination.WorkPath);
   const Result<FileStatus> above = parent.Status();
-  return source && dest.Nearest && above && above->Mount == unit.Mount &&
-         !MayLieIn(*source, unit) && !MayLieIn(dest.Nearest, unit);
+  if (!source || !dest.Nearest || !above || above->Mount != unit.Mount) return false;
+  if (MayLieIn(*source, unit) || MayLieIn(dest.Nearest, unit)) return false;
+  const Result<Folder> folder = parent.OpenFolder(name);
+  return !folder ||
+         !SourcePlace(context.Files, job.Source.WorkPath, *source, *folder).IsIn(*folder);
 }
 
 /// Removes the dated folders above a unit that are empty now, never the fixed part of the path.
@@ -75,7 +79,8 @@ bool IsAlone(const RunContext& context, const BackupJob& job, std::u16string_vie
   const std::u16string_view path = DropBackslash(unit);
   const Result<Folder> parent = context.Files.OpenFolder(PathFolder(path));
   const Result<FileStatus> status = StatusIn(parent, PathName(path));
-  return status && MayGo(context, job, *parent, *status) && !HoldsAnothers(context, job, unit);
+  return status && MayGo(context, job, *parent, PathName(path), *status) &&
+         !HoldsAnothers(context, job, unit);
 }
 
 /// Takes the folder away for good. It is no state any more before anything in it goes: what an

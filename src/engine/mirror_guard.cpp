@@ -64,7 +64,8 @@ class LookAhead {
       : LookAhead(first.context_, first.job_, state, pump, foreseen) {
     paths_ = first.paths_;
     scope_ = first.scope_;
-    synchronisation_.emplace(context_, job_, effects_, *first.source_root_);
+    source_place_ = first.source_place_;
+    synchronisation_.emplace(context_, job_, effects_, *first.source_root_, first.source_place_);
   }
 
   void Walk(const FolderPair* parent, std::u16string_view name) {
@@ -79,11 +80,14 @@ class LookAhead {
       scope_.SetOwn(pair.Dest, &pair.Source);
       if (scope_.IsOwnRoot(paths_.Source(), pair.Source)) return;
       source_root_ = &pair.Source;
-      synchronisation_.emplace(context_, job_, effects_, pair.Source);
+      own_source_place_.emplace(context_.Files, paths_.Source(), pair.Source, pair.Dest);
+      source_place_ = &*own_source_place_;
+      synchronisation_.emplace(context_, job_, effects_, pair.Source, source_place_);
       SourceEmpty = !pair.SourceError && !FolderReader(pair.Source).Next();
       may_share_ = ProfitsFromThreads(context_, pair);
     }
     if (parent && scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;
+    if (parent && source_place_->Is(pair.Dest)) return;
     if (parent && !PlaceOfOthersIn(context_.Files, pair.Dest, {}, paths_.Dest(), job_).empty())
       return;
     SeenEntries seen;
@@ -140,6 +144,8 @@ class LookAhead {
   WalkPaths paths_;
   Scope scope_;
   const Folder* source_root_ = nullptr;  ///< while it is walked
+  std::optional<SourcePlace> own_source_place_;
+  const SourcePlace* source_place_ = nullptr;
   std::optional<Synchronisation> synchronisation_;
   bool may_share_ = false;
   std::uint64_t removed_by_other_ = 0;

@@ -38,6 +38,12 @@ bool MountedInside::IsGone(std::u16string_view path, const FileStatus& now) cons
   return found != mounts_.end() && found->second != now.Mount;
 }
 
+bool MountedInside::IsGone(std::u16string_view path, const Folder& folder) const {
+  if (!mounts_.contains(path)) return false;
+  const Result<FileStatus> now = folder.Status();
+  return !now || IsGone(path, *now);
+}
+
 bool MountedInside::HasCome(std::u16string_view path, const FileStatus& above,
                             const FileStatus& now) const {
   if (above.Mount == now.Mount || mounts_.contains(path)) return false;

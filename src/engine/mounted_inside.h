@@ -27,6 +27,8 @@ class MountedInside {
   /// Whether what was noted of a folder, its path with the final separator, or of a file is not
   /// there any more: another thing is mounted, or nothing.
   bool IsGone(std::u16string_view path, const FileStatus& now) const;
+  /// The same of an open folder, at which it looks only where something was noted.
+  bool IsGone(std::u16string_view path, const Folder& folder) const;
   /// Whether a disk has been mounted over a folder, or something over a file, since, which lies in
   /// `above`. What programs mount for themselves (MountTable::DisksBelow) is none.
   bool HasCome(std::u16string_view path, const FileStatus& above, const FileStatus& now) const;

@@ -21,6 +21,7 @@ class OnDisk final : public Effects {
   OnDisk(RunContext& context, const BackupJob& job, std::u16string_view file_failed_text);
 
   void Settle() override;
+  TempNames* Names() override { return &names_; }
   std::unique_ptr<CopyAhead> WorkAhead(const FolderPair& root, CopyAhead::Judge judge) override;
   void TakeAhead(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
                  CopyAhead& ahead) override;

@@ -80,18 +80,26 @@ std::u16string SharedText(const std::vector<const BackupJob*>& jobs, std::u16str
               {Quoted(jobs, [](const BackupJob* job) { return job->Name; }), folder});
 }
 
+/// The mark of the first archive in a folder for which `takes` is true, asked with its name.
+Result<OwnerMark> FindArchiveMark(
+    const Folder& folder, const std::function<bool(const OwnerMark&, std::u16string_view)>& takes) {
+  FolderReader reader(folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    if (!IsArchiveName(entry->Name)) continue;
+    Result<OwnerMark> mark = ReadOwnerMark(folder, entry->Name);
+    if (mark && takes(*mark, entry->Name)) return mark;
+  }
+  return Result<OwnerMark>::Fail(kErrNotFound);
+}
+
 /// The archives of other jobs in a folder.
 std::vector<OwnerMark::Owner> OwnersOfArchives(const FileSystem& files, const BackupJob& job,
                                                std::u16string_view path) {
   const Result<Folder> folder = files.OpenFolder(path);
   if (!folder) return {};
-  FolderReader reader(*folder);
-  while (const FolderEntry* entry = reader.Next()) {
-    if (!IsArchiveName(entry->Name)) continue;
-    const Result<OwnerMark> mark = ReadOwnerMark(*folder, entry->Name);
-    if (mark && !mark->Names(job.Extras.Id)) return mark->Owners;
-  }
-  return {};
+  return FindArchiveMark(*folder, [&](const OwnerMark& mark,
+                                      std::u16string_view) { return !mark.Names(job.Extras.Id); })
+      ->Owners;
 }
 
 OwnerMark::Owner OwnerOf(const BackupJob& job) {
@@ -147,16 +155,33 @@ bool TellsOfOthers(const FileSystem& files, const Folder& folder, const OwnerMar
   return IsOriginal(files, folder, mark, archive, path);
 }
 
+/// Whose archives make a folder the place of a backup that nothing should be restored into; nobody
+/// where there are none.
+std::vector<OwnerMark::Owner> ArchivesIn(const FileSystem& files, const Folder& folder,
+                                         const std::u16string& place, const BackupJob& job) {
+  const Result<OwnerMark> mark =
+      FindArchiveMark(folder, [&](const OwnerMark& found, std::u16string_view name) {
+        return found.Names(job.Extras.Id) ||
+               TellsOfOthers(files, folder, found, name, place + std::u16string(name), job);
+      });
+  if (!mark) return {};
+  return mark->Names(job.Extras.Id) ? std::vector{OwnerOf(job)} : mark->Owners;
+}
+
 /// The nearest folder from this one upwards that is the backup of other jobs alone, or, asked for
-/// it, one that this job has a part in; in words.
+/// it, one that this job has a part in or that holds archives; in words.
 std::u16string InsideText(const FileSystem& files, const BackupJob& job, std::u16string_view path,
                           bool own_too = false) {
   for (path = DropBackslash(path); !path.empty(); path = PathFolder(path)) {
     const Result<Folder> folder = files.OpenFolder(path);
-    const Result<OwnerMark> mark =
-        folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
-    if (!mark) continue;
+    if (!folder) continue;
     const std::u16string place = AddBackslash(path);
+    if (own_too) {
+      const std::vector<OwnerMark::Owner> owners = ArchivesIn(files, *folder, place, job);
+      if (!owners.empty()) return BelongsText(owners, place);
+    }
+    const Result<OwnerMark> mark = ReadOwnerMark(*folder);
+    if (!mark) continue;
     if (own_too && mark->Names(job.Extras.Id)) return BelongsText({OwnerOf(job)}, place);
     if (TellsOfOthers(files, *folder, *mark, {}, place, job)) {
       return BelongsText(mark->Owners, place);

@@ -74,6 +74,8 @@ struct RunReport {
   std::u16string RefusalText;
   /// Somebody has let it go on although a disk is away or the state has shrunk.
   bool Agreed = false;
+  /// A disk that a backup began with was not there any more at its end.
+  bool LostDisk = false;
   /// A restore came to nothing because the job's password does not open the archive.
   bool WrongPassword = false;
   std::u16string LogPath;                    ///< empty where nothing was logged

@@ -130,13 +130,15 @@ bool MayBeRestored(RunContext& context, const BackupJob& job, std::u16string_vie
 class RestoreDisks {
  public:
   RestoreDisks(const FileSystem& files, const BackupJob& job, const RestorePick* pick)
-      : job_(job), filled_(job), picked_(pick ? &pick->Paths : nullptr) {
+      : job_(job), filled_(job) {
     // Another folder may be the source's own, or lie in it, whatever path leads there.
     const std::u16string& target = job.Destination.WorkPath;
     // What is restored onto a new disk is meant to be there; what hides the backup is no backup.
     scope_.NewInSource = false;
     scope_.Restores = true;
     scope_.Source = LiesInSource(files, job, target);
+    lost_.Picked = pick ? &pick->Paths : nullptr;
+    lost_.IsTarget = !scope_.Source;
     const bool is_source = RealPlace(files, target) == RealPlace(files, job.Source.Path);
     if (pick && (is_source || !scope_.Source)) scope_.Picked = &pick->Paths;
     // A run reads the one and writes the other.
@@ -152,7 +154,7 @@ class RestoreDisks {
   }
   /// Tells of those that have gone since: what was written then lies on other disks.
   void TellLost(RunContext& context) const {
-    const std::u16string lost = LostDisks(context, filled_, picked_);
+    const std::u16string lost = LostDisks(context, filled_, lost_);
     if (!lost.empty()) context.Fail(u": 還原途中備份或還原的位置不見了 (失敗)：", lost);
   }
   std::u16string Objection(const RunContext& context) const {
@@ -162,8 +164,7 @@ class RestoreDisks {
  private:
   BackupJob job_;
   BackupJob filled_;  ///< the same from the target's view: nothing is known of it beforehand
-  const PathSet* picked_;
-  DiskScope scope_;
+  DiskScope scope_, lost_;
 };
 
 /// The job as this request takes it, its work paths set.

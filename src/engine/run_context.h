@@ -120,8 +120,19 @@ struct RunContext : RunOptions {
   }
 
   ArchiveContext Archiving() {
-    return {Files, Clock,           Archiver,        State,  Host,
-            Log,   Report.Counters, Report.Failures, Staged, Notes};
+    return {Files,
+            Clock,
+            Archiver,
+            State,
+            Host,
+            Log,
+            Report.Counters,
+            Report.Failures,
+            Staged,
+            Notes,
+            [this](std::u16string_view path, const Folder& folder) {
+              return Mounted.IsGone(path, folder);
+            }};
   }
 };
 

@@ -41,7 +41,8 @@ void RecordResult(RunContext& context, BackupJob& job, bool stopped) {
 bool SawAll(RunContext& context, BackupJob& job, std::u16string_view unit) {
   // What was agreed to is how things were when the run began.
   std::u16string objection = LostDisks(context, job);
-  if (!objection.empty()) RememberNewDisks(context, job);
+  context.Report.LostDisk = !objection.empty();
+  if (context.Report.LostDisk) RememberNewDisks(context, job);
   const bool agreed = context.Force || context.Report.Agreed;
   if (objection.empty() && !agreed && IsComplete(context.Report.Counters)) {
     objection = StateObjection(job, unit, FilesOfState(context.Report.Counters));
@@ -145,7 +146,11 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::u16string_
   }
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   MarkArchive(context, job, archive);
-  if (result == 0) RememberRun(context, job, archive);
+  if (result == 0) {
+    RememberRun(context, job, archive);
+  } else if (!context.Stopped()) {
+    SawAll(context, job, archive);
+  }
   RecordResult(context, job, context.Stopped());
   context.Store.SaveJobs();
   context.Log.OpenJobLog();

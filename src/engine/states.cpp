@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <functional>
 #include <optional>
-#include <tuple>
 #include <unordered_set>
 
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
+#include "core/made_order.h"
 #include "engine/job_disks.h"
 #include "engine/run_driver.h"
 #include "files/path.h"
@@ -64,10 +64,11 @@ class StateFinder {
   }
 
   std::vector<JobState> Take() {
-    std::sort(states_.begin(), states_.end(), [](const JobState& a, const JobState& b) {
-      return std::tie(b.Date, b.Unit) < std::tie(a.Date, a.Unit);
-    });
-    return std::move(states_);
+    MadeOrder order(job_.Extras.Made);
+    for (const JobState& state : states_) order.Add(state.Unit, state.Date);
+    std::vector<JobState> sorted;
+    for (const std::size_t i : order.NewestFirst()) sorted.push_back(std::move(states_[i]));
+    return sorted;
   }
 
  private:

@@ -37,7 +37,8 @@ struct JobState {
   std::optional<VerifiedState> Verified;
 };
 
-/// The states of the job, the newest first. Looks at the disk; nothing is changed.
+/// The states of the job, the newest first (core/made_order). Looks at the disk; nothing is
+/// changed.
 std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job);
 
 /// Has a state stay whatever the job keeps, or not any more. An error where its mark cannot be

@@ -39,10 +39,11 @@ bool IsToGo(const Folder& source, const FolderEntry& entry, KeptEntries& kept, b
 }  // namespace
 
 Synchronisation::Synchronisation(RunContext& context, const BackupJob& job, Effects& effects,
-                                 const Folder& source_root)
+                                 const Folder& source_root, const SourcePlace* source_place)
     : context_(context),
       job_(job),
       effects_(effects),
+      source_place_(source_place),
       root_length_(AddBackslash(job.Destination.WorkPath).size()) {
   source_lineage_ = *source_root.Lineage();
 }
@@ -182,6 +183,7 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
     if (!status) {
       error = status.Error;
     } else if (!MayBeLeftOver(*status, dest, source_lineage_) ||
+               (source_place_ && source_place_->Is(*folder)) ||
                !EmptyFolder(*folder, path, dest, own)) {
       error = kErrNotEmpty;
     }

@@ -8,6 +8,7 @@
 
 #include "engine/effects.h"
 #include "engine/mirror_guard.h"
+#include "walk/source_place.h"
 
 namespace kavrel {
 
@@ -22,9 +23,10 @@ struct SeenEntries {
 /// The synchronisation of one run.
 class Synchronisation {
  public:
-  /// `source_root` is the open root of the run's source; the other references outlive this.
+  /// `source_root` is the open root of the run's source; the others outlive this. `source_place` is
+  /// null where the destination is new, and nothing in it can be the source.
   Synchronisation(RunContext& context, const BackupJob& job, Effects& effects,
-                  const Folder& source_root);
+                  const Folder& source_root, const SourcePlace* source_place);
 
   /// Removes from the pair's destination folder what its source folder does not hold. Folders that
   /// both sides have are not entered: the walk comes to them in turn. An item stays when the source
@@ -57,6 +59,7 @@ class Synchronisation {
   const BackupJob& job_;
   Effects& effects_;
   std::vector<FileStatus> source_lineage_;
+  const SourcePlace* const source_place_;
   bool passed_guard_ = false;
   ForeseenFolders foreseen_;
   std::size_t root_length_ = 0;       ///< of the destination's path

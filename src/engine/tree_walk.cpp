@@ -67,6 +67,13 @@ void TreeWalk::RememberRoot(const FolderPair& pair) {
   if (!scope_.Own().Known && pair.Dest) scope_.SetOwn(pair.Dest, &pair.Source);
 }
 
+bool TreeWalk::ShowsSource(const FolderPair* parent, const FolderPair& pair) {
+  if (parent) return source_place_ && source_place_->Is(pair.Dest);
+  if (!scope_.HasOwn() || !pair.Source || !pair.Dest) return false;
+  source_place_.emplace(context_.Files, paths_.Source(), pair.Source, pair.Dest, effects_.Names());
+  return source_place_->IsIn(pair.Dest);
+}
+
 bool TreeWalk::LeadsElsewhere() const {
   const FolderIdentity& found = context_.DestRoot;
   return found.Known && scope_.Own().Known &&
@@ -92,7 +99,8 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   RememberRoot(pair);
   if (!parent && LeadsElsewhere()) return DestinationFailed(0);
   // A destination inside the source is never copied into itself, whatever path leads there.
-  if (!parent && pair.Source && scope_.IsOwnRoot(paths_.Source(), pair.Source)) {
+  if ((!parent && pair.Source && scope_.IsOwnRoot(paths_.Source(), pair.Source)) ||
+      ShowsSource(parent, pair)) {
     return LeaveRootOut(PlanReason::OwnPlace);
   }
   if (parent && scope_.IsOwn(paths_.Source(), pair.Source, pair.SourceStatus)) return;

@@ -13,6 +13,7 @@
 #include "engine/effects.h"
 #include "files/twin_names.h"
 #include "walk/scope.h"
+#include "walk/source_place.h"
 
 namespace kavrel {
 
@@ -64,6 +65,7 @@ class TreeWalk {
   Effects& effects_;
   WalkPaths paths_;
   Scope scope_;
+  std::optional<SourcePlace> source_place_;  ///< of a backup whose destination is there
 
  private:
   /// `siblings` are the folders of the parent that were walked before.
@@ -107,7 +109,8 @@ class TreeWalk {
   void LeaveFolderOut();
   /// Whether this folder, or this file in it, is another job's and left alone, counted and told.
   bool IsOthers(const FolderPair& pair, std::u16string_view archive);
-  /// The whole tree: nothing is backed up, which must not pass for a good run.
+  /// The whole tree, or a folder that the source is seen in: nothing of it is backed up, which must
+  /// not pass for a good run.
   void LeaveRootOut(PlanReason reason);
   /// Copying ahead begins where both roots lie on disks that profit from it.
   void StartAhead(const FolderPair& root);
@@ -125,6 +128,8 @@ class TreeWalk {
   /// All of them have; false when the run was cancelled meanwhile.
   bool FinishAhead(const FolderPair& pair);
   void RememberRoot(const FolderPair& pair);
+  /// Whether the destination of the pair is the source's root, or at the root holds it.
+  bool ShowsSource(const FolderPair* parent, const FolderPair& pair);
   /// True when the destination's root is not the folder that the run has found.
   bool LeadsElsewhere() const;
 

@@ -12,6 +12,7 @@
 #include "engine/tree_walk.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
+#include "walk/source_place.h"
 #include "walk/traverse.h"
 
 namespace kavrel {
@@ -88,6 +89,7 @@ class VerifyWalk final : private TreeVisitor {
     Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", path);
   }
 
+  bool ShowsSource(const TraversedFolder& root, const Folder& dest);
   bool HasItsCopy(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
   void FindExtras(const TraversedFolder& in, const Level& level);
   void Compare(const TraversedFolder& in, const Folder& to, std::u16string_view name,
@@ -110,17 +112,20 @@ class VerifyWalk final : private TreeVisitor {
   WalkPaths paths_;
   std::deque<Level> levels_;
   std::vector<FileStatus> source_lineage_;
+  std::optional<SourcePlace> source_place_;
   Side source_side_, dest_side_;
 };
 
 bool VerifyWalk::Enter(const TraversedFolder& in) {
-  if (in.IsRoot()) source_lineage_ = *in.Opened.Lineage();
   context_.Host.PumpMessages();
   const FolderPair* parent = in.IsRoot() ? nullptr : &levels_.back().Pair;
   Level& level = levels_.emplace_back();
   if (parent) level.Step.emplace(paths_, in.Name);
   OpenDest(context_.Files, parent, in.Name, paths_, level.Pair);
-  if (HasItsCopy(parent, in.Name, level.Pair)) return true;
+  if (!(in.IsRoot() && ShowsSource(in, level.Pair.Dest)) &&
+      HasItsCopy(parent, in.Name, level.Pair)) {
+    return true;
+  }
   levels_.pop_back();
   return false;
 }
@@ -139,6 +144,15 @@ void VerifyWalk::Listed(const TraversedFolder& in, ErrorCode error) {
   }
   level.Files.clear();
   level.Folders.clear();
+}
+
+/// Whether the destination is the source, or holds it, under another path and number; told.
+bool VerifyWalk::ShowsSource(const TraversedFolder& root, const Folder& dest) {
+  source_lineage_ = *root.Opened.Lineage();
+  source_place_.emplace(context_.Files, root.Path, root.Opened, dest);
+  if (!source_place_->IsIn(dest)) return false;
+  LeaveOut(root.Path, {}, PlanReason::OwnPlace);
+  return true;
 }
 
 /// Looks at the copy of a folder. False when there is nothing to compare with. One that is missing
@@ -166,7 +180,8 @@ bool VerifyWalk::IsExtra(const Folder& folder, std::u16string_view name) const {
   const Result<Folder> below = folder.OpenFolder(name);
   const Result<FileStatus> here = folder.Status();
   const Result<FileStatus> there = StatusOf(below);
-  return !here || !there || MayBeLeftOver(*there, *here, source_lineage_);
+  if (!here || !there) return true;
+  return MayBeLeftOver(*there, *here, source_lineage_) && !source_place_->Is(*below);
 }
 
 /// What a synchronisation would remove: whatever the source has under no such name and kind. It

@@ -2,8 +2,6 @@
 
 #include <QHBoxLayout>
 #include <QPushButton>
-#include <algorithm>
-#include <tuple>
 
 #include "base/date_time.h"
 #include "files/size_text.h"
@@ -55,19 +53,14 @@ void frmZipList::AddDisc(const ArchiveFile& archive) {
 
 std::optional<std::u16string> frmZipList::Pick(const std::vector<ArchiveFile>& archives,
                                                QWidget* parent, SettingsStore* sizes) {
-  std::vector<ArchiveFile> sorted = archives;
-  std::sort(sorted.begin(), sorted.end(), [](const ArchiveFile& a, const ArchiveFile& b) {
-    return std::tie(b.Written.Seconds, b.Written.Nanoseconds, b.Name) <
-           std::tie(a.Written.Seconds, a.Written.Nanoseconds, a.Name);
-  });
   frmZipList dialog(parent, sizes);
-  for (const ArchiveFile& archive : sorted) dialog.AddDisc(archive);
-  dialog.lstDiscs_.SetSelectedItem(sorted.empty() ? -1 : 0);
+  for (const ArchiveFile& archive : archives) dialog.AddDisc(archive);
+  dialog.lstDiscs_.SetSelectedItem(archives.empty() ? -1 : 0);
   dialog.lstDiscs_.SetFocus();
   const bool accepted = dialog.exec() == QDialog::Accepted;
   const int chosen = dialog.SelectedDisc();
   if (!accepted || chosen < 0) return std::nullopt;
-  return sorted[static_cast<std::size_t>(chosen)].Name;
+  return archives[static_cast<std::size_t>(chosen)].Name;
 }
 
 }  // namespace kavrel

@@ -21,7 +21,7 @@ class frmZipList : public QDialog {
  public:
   explicit frmZipList(QWidget* parent, SettingsStore* sizes = nullptr);
 
-  /// Shows the archives, newest first and selected, and gives the name of the chosen one.
+  /// Shows the archives, the first one selected, and gives the name of the chosen one.
   static std::optional<std::u16string> Pick(const std::vector<ArchiveFile>& archives,
                                             QWidget* parent, SettingsStore* sizes = nullptr);
 

@@ -71,6 +71,8 @@ class Scope {
   /// caller keeps them open as long as the walk lasts, so that nothing else gets their identity.
   void SetOwn(const Folder& folder, const Folder* source = nullptr);
   const FolderIdentity& Own() const { return own_; }
+  /// Whether it has a destination that must not be its source.
+  bool HasOwn() const { return !own_path_.empty(); }
 
   /// Whether an exclusion rule leaves the folder out with all that is in it. Its path ends with its
   /// separator.

@@ -205,6 +205,39 @@ TEST_F(StatesTest, ArchivesAreStatesInDatedFoldersToo) {
   }
 }
 
+TEST_F(StatesTest, ADateToComeDoesNotMakeAStateTheNewest) {
+  for (const BackupType type : {BackupType::Full, BackupType::Compressed}) {
+    if (type == BackupType::Compressed && !Program.Archiver.Present()) continue;
+    for (const char16_t* destination : {u"D:\\<yyyy>-<mm>-<dd>\\", u"D:\\all\\"}) {
+      if (type == BackupType::Full && destination[3] == u'a') continue;
+      SCOPED_TRACE(ToUtf8(destination));
+      for (const auto& entry : fs::directory_iterator(Temp.DriveD())) fs::remove_all(entry);
+      Program.Store.Jobs.clear();
+      Add(u"A", destination, type);
+      const DateTime ahead = *FromCivil(2999, 1, 1, 1);
+      for (const auto& [when, text] : {std::pair(At(1), "one"), {ahead, "ahead"}, {At(2), "two"}}) {
+        Write(text);
+        RunAt(when);
+      }
+      for (const auto& entry : fs::recursive_directory_iterator(Temp.DriveD())) {
+        if (entry.path().filename() == "2999年01月01日01時.7z") {
+          SetWritten(entry.path(), {32'500'000'000, 0});
+        }
+      }
+      ASSERT_TRUE(States().starts_with("2009-09-02")) << States();
+      EXPECT_TRUE(Has(States(), "2999-01-01"));
+      EXPECT_EQ(Ctl({"restore", "A"}).ExitCode, 0);
+      EXPECT_EQ(ReadTestFile(Source() / "a"), "two");
+      // The last one that was made is the newest, and its date is told for what it is.
+      Write("ahead again");
+      RunAt(ahead);
+      const CommandResult result = Ctl({"restore", "A"});
+      EXPECT_EQ(ReadTestFile(Source() / "a"), "ahead again");
+      EXPECT_EQ(Has(result.Errors, "時鐘"), destination[3] == u'<') << result.Errors;
+    }
+  }
+}
+
 TEST_F(StatesTest, VersionsAndDifferencesOfFoldersAndArchives) {
   for (const BackupType type : {BackupType::Full, BackupType::Compressed}) {
     if (type == BackupType::Compressed && !Program.Archiver.Present()) continue;

