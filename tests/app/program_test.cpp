@@ -256,7 +256,7 @@ void WatchFor(hours simulated) {
 
   std::map<std::string, int> started;
   for (const std::string& line : lines) {
-    if (line.find(" started: A") != line.npos) ++started[line.substr(0, 16)];
+    if (line.find(" 開始：A") != line.npos) ++started[line.substr(0, 16)];
   }
   int expected = 0;
   for (DateTime due = friday; due < end; due += minutes(1)) {
@@ -267,7 +267,7 @@ void WatchFor(hours simulated) {
     ASSERT_EQ(runs == started.end() ? 0 : runs->second, refused ? 0 : 1) << ToUtf8(IsoText(due));
   }
   EXPECT_EQ(started.size(), static_cast<std::size_t>(expected));
-  EXPECT_TRUE(lines.back().ends_with("stopped: the store and the program log are saved"));
+  EXPECT_TRUE(lines.back().ends_with("結束：備份排程與備份紀錄已儲存"));
 }
 
 TEST(Watch, MeetsEveryMinuteOnceAndRefusedDaysNever) {

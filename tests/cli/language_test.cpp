@@ -57,6 +57,50 @@ TEST_F(LanguageTest, EveryLineIsInOneLanguageAndJsonInNone) {
   }
 }
 
+TEST_F(LanguageTest, WrongWordsAreAnsweredInIt) {
+  struct {
+    Words Given;
+    std::string Answer;
+  } const kCases[] = {
+      {{}, "缺少命令\nkavrelctl: kavrelctl --help 有更多說明"},
+      {{"rules"}, "缺少命令\nkavrelctl: kavrelctl rules --help 有更多說明"},
+      {{"frobnicate"}, "沒有命令 frobnicate"},
+      {{"rules", "lst"}, "沒有命令 lst\nkavrelctl: 您是指 list 嗎？"},
+      {{"run", "A", "--frce=1"}, "沒有選項 --frce\nkavrelctl: 您是指 --force 嗎？"},
+      {{"list", "more", "[even\x1b]"}, "多餘的參數：more [even\\x1B]"},
+      {{"add"}, "缺少 --name：排程名稱"},
+      {{"restore"}, "缺少 job：排程名稱"},
+      {{"log", "--last"}, "--last 需要一個值"},
+      {{"log", "--show", "abc"}, "--show 需要數字，不是 abc"},
+      {{"log", "--last", "-5"}, "--last：0 到 2147483647，不是 -5"},
+      {{"next", "--times", "0"}, "--times：1 到 1000，不是 0"},
+      {{"run", "A", "--progress", "foo"}, "--progress：auto|none|json，不是 foo"},
+      {{"list", "--json", "--names"}, "--json 不能與 --names 一起使用"},
+      {{"list", "--json=foo"}, "--json 不需要值"},
+      {{"edit", "A", "--name", "a", "--name", "b"}, "--name 只能指定一次，不是 2 次"},
+      {{"status", "--max-age", ""}, "--max-age：不能是空白"},
+  };
+  // The library's own words.
+  static const std::regex kEnglish(
+      "is required|was not|were not|required|excludes|Could not|At Most|not in|Run with");
+  for (const auto& one : kCases) {
+    const CommandResult chinese = In("", one.Given);
+    EXPECT_EQ(chinese.ExitCode, 2) << one.Answer;
+    EXPECT_TRUE(chinese.Errors.starts_with("kavrelctl: " + one.Answer + "\n")) << chinese.Errors;
+    const std::string english = In("en", one.Given).Errors;
+    EXPECT_FALSE(std::regex_search(english, kEnglish)) << english;
+    for (const Language& language : Languages().subspan(2)) {
+      const CommandResult result = In(language.Code, one.Given);
+      EXPECT_EQ(result.ExitCode, 2) << one.Answer;
+      EXPECT_FALSE(std::regex_search(result.Errors, kEnglish)) << result.Errors;
+      EXPECT_NE(result.Errors, english);
+    }
+  }
+  const std::string help = In("zh_TW", {"log", "--help"}).Output;
+  EXPECT_TRUE(Holds(help, "  --last 數字:0-2147483647    幾筆")) << help;
+  EXPECT_TRUE(Holds(help, "  --job 文字                  只列出")) << help << "28 columns wide";
+}
+
 TEST_F(LanguageTest, IsTheOneNamedElseTheOneStoredElseTheEnvironments) {
   Add("A");
   const auto heading = [&](std::string_view code = {}) {
