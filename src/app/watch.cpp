@@ -35,7 +35,7 @@ const char* GuardedText(RunRefusal refusal) {
 }
 
 std::string NotRunText(const BackupJob& job, const RunReport& report) {
-  const std::string name = ToUtf8(job.Name), source = ToUtf8(job.Source.Path),
+  const std::string name = ToUtf8(ShownName(job.Name)), source = ToUtf8(job.Source.Path),
                     why = ToUtf8(Shown(report.RefusalText));
   switch (report.Outcome) {
     case RunOutcome::SourceMissing:
@@ -59,7 +59,7 @@ std::string RunText(const BackupJob& job, bool stopped) {
   std::string text =
       Fill(Tr(stopped ? TrLater("interrupted: %1, %2 copied, %3 unchanged, %4 failed")
                       : TrLater("done: %1, %2 copied, %3 unchanged, %4 failed")),
-           {ToUtf8(job.Name), Count(result.CopiedFiles), Count(result.UnchangedFiles),
+           {ToUtf8(ShownName(job.Name)), Count(result.CopiedFiles), Count(result.UnchangedFiles),
             Count(result.FailedFiles)});
   if (result.UnseenFiles > 0) {
     text += Fill(Tr(", %1 could not be looked at"), {Count(result.UnseenFiles)});
@@ -86,7 +86,8 @@ void WatchHost::TellPlan() {
     if (!job.Enabled) continue;
     ++on;
     if (NeverRuns(job, around_.Clock.Now())) {
-      TellNow(Fill(Tr("never: %1, %2"), {ToUtf8(job.Name), Tr(kNeverRuns)}), WatchLevel::Warning);
+      TellNow(Fill(Tr("never: %1, %2"), {ToUtf8(ShownName(job.Name)), Tr(kNeverRuns)}),
+              WatchLevel::Warning);
       continue;
     }
     if (!first || job.NextRun < first->NextRun) first = &job;
@@ -94,7 +95,8 @@ void WatchHost::TellPlan() {
   std::string text = Fill(Tr("watching: %1 of %2 jobs are switched on"),
                           {Count(on), Count(std::ssize(program_->Store.Jobs))});
   if (first) {
-    text += Fill(Tr(", the next is %1 at %2"), {ToUtf8(first->Name), When(first->NextRun)});
+    text +=
+        Fill(Tr(", the next is %1 at %2"), {ToUtf8(ShownName(first->Name)), When(first->NextRun)});
   }
   TellNow(text);
 }
@@ -131,7 +133,7 @@ void WatchHost::SetTickTimer(bool on, std::uint32_t milliseconds) {
 
 void WatchHost::JobStarting(std::int32_t job_index, DateTime) {
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
-  TellNow(Fill(Tr("started: %1"), {ToUtf8(job.Name)}));
+  TellNow(Fill(Tr("started: %1"), {ToUtf8(ShownName(job.Name))}));
 }
 
 void WatchHost::JobEnded(std::int32_t job_index) {
@@ -161,7 +163,7 @@ void WatchHost::JobEnded(std::int32_t job_index) {
 
 void WatchHost::TimesSetRight(const BackupJob& job, DateTime was) {
   TellNow(Fill(Tr("clock: %1, next at %2, no longer at %3: the clock was ahead"),
-               {ToUtf8(job.Name), When(job.NextRun), When(was)}),
+               {ToUtf8(ShownName(job.Name)), When(job.NextRun), When(was)}),
           WatchLevel::Warning);
 }
 
@@ -181,7 +183,7 @@ void WatchHost::OtherVersionKept(std::u16string_view path, std::u16string_view c
 void WatchHost::AskPastDue(PastDueQuestion& question) {
   ProgramHost::AskPastDue(question);
   TellNow(Fill(Tr("overdue: %1, due at %2, is backed up now"),
-               {ToUtf8(question.JobName()), When(question.JobStart())}),
+               {ToUtf8(ShownName(question.JobName())), When(question.JobStart())}),
           WatchLevel::Notice);
 }
 

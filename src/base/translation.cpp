@@ -131,6 +131,20 @@ std::basic_string<typename Text::value_type> FillText(Text text, std::initialize
 
 std::optional<std::u16string> Known(const Speech& speech, std::u16string_view text, int depth);
 
+/// Nothing for a name that the program has not given.
+std::optional<std::u16string> KnownName(const Speech& speech, std::u16string_view name) {
+  const std::u16string key = u"name" + std::u16string(1, kContextEnds) + std::u16string(name);
+  if (const Entry* entry = speech.Find(key)) return entry->Wide.front();
+  const std::optional<PatternMatch> match = speech.Patterns().Match(key);
+  if (!match || !match->Id.starts_with(key.substr(0, 5))) return std::nullopt;
+  std::u16string shown[2];
+  for (const PatternMatch::Argument& argument : match->Arguments) {
+    shown[argument.Number - 1] =
+        KnownName(speech, argument.Text).value_or(std::u16string(argument.Text));
+  }
+  return Fill(speech.Find(std::u16string(match->Id))->Wide.front(), {shown[0], shown[1]});
+}
+
 /// Text that is not known, with the system's errors in it as they are shown: what failed stands
 /// before one, a path behind it.
 std::u16string WithErrors(const Speech& speech, std::u16string_view text, int depth) {
@@ -206,8 +220,11 @@ std::optional<std::u16string> KnownPattern(const Speech& speech, std::u16string_
   std::u16string shown[9];
   std::uint64_t count = 0;
   for (const PatternMatch::Argument& argument : match->Arguments) {
-    shown[argument.Number - 1] =
-        argument.Quoted ? std::u16string(argument.Text) : ShownAt(speech, argument.Text, depth + 1);
+    const std::optional<std::u16string> name =
+        argument.Quoted || match->Follows ? KnownName(speech, argument.Text) : std::nullopt;
+    shown[argument.Number - 1] = name              ? *name
+                                 : argument.Quoted ? std::u16string(argument.Text)
+                                                   : ShownAt(speech, argument.Text, depth + 1);
     if (argument.Number != 1) continue;
     const std::optional<std::int32_t> number = ParseInt(ReplaceAll(argument.Text, u",", u""));
     // What is no number, or a large one, is not one of anything.
@@ -319,6 +336,13 @@ std::u16string_view TrIn(const char* context, std::u16string_view id) {
   const Entry* entry =
       Current().Find(FromUtf8(std::string(context) + kContextEnds) + std::u16string(id));
   return entry ? std::u16string_view(entry->Wide.front()) : id;
+}
+
+std::u16string ShownName(std::u16string_view name) {
+  const Speech& speech = Current();
+  // The source speaks it.
+  if (&speech.Which == &kLanguages[0]) return std::u16string(name);
+  return KnownName(speech, name).value_or(std::u16string(name));
 }
 
 std::u16string TrCount(std::u16string_view id, std::uint64_t count) {

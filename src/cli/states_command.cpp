@@ -71,12 +71,12 @@ nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Cont
 void TellNone(const BackupJob& job) {
   const bool one_folder = !job.Compressed && !HasDateTags(job.Destination.Path);
   PrintError(one_folder ? Fill(Tr("%1: it always writes into one folder, and has no states: %2"),
-                               {Printable(job.Name), Printable(job.Destination.Path)})
-                        : Fill(Tr("%1: there are no states"), {Printable(job.Name)}));
+                               {PrintableName(job.Name), Printable(job.Destination.Path)})
+                        : Fill(Tr("%1: there are no states"), {PrintableName(job.Name)}));
 }
 
 std::string ListedBy(const BackupJob& job) {
-  return Fill(Tr("; kavrelctl states %1 lists them"), {Printable(job.Name)});
+  return Fill(Tr("; kavrelctl states %1 lists them"), {PrintableName(job.Name)});
 }
 
 }  // namespace
@@ -136,13 +136,13 @@ std::optional<std::size_t> StateMeant(const std::vector<JobState>& states, const
   const std::string wanted = Printable(FromUtf8(which));
   if (choice.Result == StateChoice::Ambiguous) {
     PrintError(Fill(Tr("%1: more than one state begins with %2%3"),
-                    {Printable(job.Name), wanted, ListedBy(job)}));
+                    {PrintableName(job.Name), wanted, ListedBy(job)}));
     code = kBadInput;
   } else {
     const bool away = choice.Result == StateChoice::Found;
     PrintError(Fill(away ? Tr("%1: the disk of this state is not there: %2%3")
                          : Tr("%1: there is no such state: %2%3"),
-                    {Printable(job.Name), wanted, ListedBy(job)}));
+                    {PrintableName(job.Name), wanted, ListedBy(job)}));
     code = kSourceMissing;
   }
   return std::nullopt;
@@ -163,7 +163,7 @@ std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
     // The run that follows tells that there is no backup.
     if (!states.empty()) {
       PrintError(Fill(Tr("%1: no state is whole%2, --state takes one all the same"),
-                      {Printable(job.Name), ListedBy(job)}));
+                      {PrintableName(job.Name), ListedBy(job)}));
     }
     return std::u16string();
   }
@@ -176,7 +176,7 @@ std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
   const std::string newer =
       *newest > 0 ? Fill(Tr(" (newer ones are not whole%1)"), {ListedBy(job)}) : std::string();
   PrintError(Fill(
-      text, {Printable(job.Name), ToUtf8(StateDateText(state)), Printable(state.Unit), newer}));
+      text, {PrintableName(job.Name), ToUtf8(StateDateText(state)), Printable(state.Unit), newer}));
   return state.Unit;
 }
 

@@ -123,5 +123,42 @@ TEST_F(LanguageTest, IsTheOneNamedElseTheOneStoredElseTheEnvironments) {
   EXPECT_EQ(heading(), german);
 }
 
+TEST_F(LanguageTest, NamesThatTheProgramHasGivenAreShownInItAndUnderstoodBothWays) {
+  WriteTestFile(source_ / "a.txt", "a");
+  Add("家目錄");
+  Add("家目錄 - 複本");
+  EXPECT_EQ(Code({"edit", "家目錄 - 複本", "--dest", (temp_.Root() / "other").string()}), 0);
+  const auto english = [&](Words words) { return In("en", std::move(words)); };
+  EXPECT_EQ(english({"list", "--names"}).Output, "Home folder\nHome folder - copy\n");
+  EXPECT_TRUE(Holds(english({"run", "home FOLDER"}).Output, "Home folder: Backup finished"));
+  EXPECT_EQ(english({"run", "家目錄 - 複本"}).ExitCode, 0);
+  const std::string log = english({"log", "--job", "Home folder"}).Output;
+  EXPECT_TRUE(Holds(log, "1  Home folder  ") || Holds(log, "2  Home folder  ")) << log;
+  EXPECT_FALSE(Holds(log, "copy")) << log;
+  EXPECT_EQ(english({"show", "Home folder", "--json"}).Output,
+            Ctl({"show", "家目錄", "--json"}).Output);
+  // A name that somebody has chosen comes first, and is nobody else's.
+  Add("Home folder");
+  EXPECT_EQ(english({"remove", "Home folder"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"list", "--names"}).Output, "家目錄\n家目錄 - 複本\n");
+  EXPECT_EQ(Code({"run", "Home folder"}), 3) << "not the language of this command";
+
+  EXPECT_TRUE(
+      english({"rules", "list", "--names"}).Output.starts_with("Recycle bin\nRecycle bin "));
+  EXPECT_EQ(english({"rules", "disable", "recycle bin"}).ExitCode, 0);
+  const std::string rules = ReadTestFile(temp_.Home() / "Exc.txt");
+  EXPECT_EQ(Code({"rules", "enable", "資源回收筒"}), 0);
+  EXPECT_NE(ReadTestFile(temp_.Home() / "Exc.txt"), rules);
+  EXPECT_EQ(Code({"rules", "disable", "資源回收筒"}), 0);
+  EXPECT_EQ(ReadTestFile(temp_.Home() / "Exc.txt"), rules) << "the same file in every language";
+
+  EXPECT_TRUE(Holds(english({"filters", "list"}).Output, "Web pages "));
+  EXPECT_EQ(english({"edit", "Home folder", "--types", "@web pages"}).ExitCode, 0);
+  EXPECT_TRUE(Holds(Json({"show", "家目錄"})["file_types"], "*.html"));
+  EXPECT_TRUE(Holds(english({"filters", "add", "Videos", "*.x"}).Errors, "already: Videos"));
+  EXPECT_EQ(english({"filters", "remove", "Videos"}).ExitCode, 0);
+  EXPECT_FALSE(Holds(Ctl({"filters", "list", "--names"}).Output, "影片檔案"));
+}
+
 }  // namespace
 }  // namespace kavrel
