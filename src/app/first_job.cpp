@@ -4,6 +4,7 @@
 
 #include "app/program.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "platform/folders.h"
@@ -42,7 +43,8 @@ void LookAt(const Program& program, PlaceOffer& place) {
 
 std::vector<SourceOffer> SourceOffers(const Program& program) {
   const std::u16string path = HomeFolder(), backups = program.DefaultDestination();
-  std::vector<SourceOffer> offers{{u"家目錄", path, !HoldsNetwork(program.Mounts, path)}};
+  std::vector<SourceOffer> offers{
+      {TrLaterIn("name", u"家目錄"), path, !HoldsNetwork(program.Mounts, path)}};
   const Result<Folder> home = program.Files.OpenFolder(path);
   if (!home) return offers;
   FolderReader reader(*home);
@@ -68,7 +70,8 @@ std::vector<PlaceOffer> PlaceOffers(const Program& program,
     offers.push_back({std::u16string(IsPosixPath(volume) ? PathName(volume) : volume),
                       AddBackslash(JoinPath(volume, u"Backup")), std::nullopt, true});
   }
-  offers.push_back({u"家目錄", program.DefaultDestination(), std::nullopt, true});
+  offers.push_back(
+      {TrLaterIn("name", u"家目錄"), program.DefaultDestination(), std::nullopt, true});
   for (PlaceOffer& offer : offers) {
     if (!program.Mounts.OnNetwork(offer.Folder)) LookAt(program, offer);
   }

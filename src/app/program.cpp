@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "app/find_name.h"
 #include "base/crc32.h"
 #include "base/number.h"
 #include "base/text.h"
@@ -67,7 +68,8 @@ SchedulerActions Program::Actions() {
             if (State.CommandLineRun) named_runs_.NoSuchJob(name);
             // What was handed over was there by then; somebody has removed it since.
             if (!State.CommandLineRun) host_.JobIsGone(name);
-          }};
+          },
+          [this](std::u16string_view name) { return FindShownJob(Store, name); }};
 }
 
 bool Program::Start(std::u16string_view command_line) {
@@ -98,7 +100,7 @@ bool Program::Start(std::u16string_view command_line) {
 std::vector<std::u16string> Program::RunNext(std::span<const std::u16string> names) {
   std::vector<std::u16string> known, missing;
   for (const std::u16string& name : names) {
-    (Store.FindJob(name) >= 0 ? known : missing).push_back(name);
+    (FindShownJob(Store, name) >= 0 ? known : missing).push_back(name);
   }
   Scheduler.RunNext(std::move(known));
   return missing;

@@ -82,7 +82,7 @@ std::u16string Names(const std::vector<std::u16string>& names) {
   std::u16string text;
   for (std::size_t i = 0; i < std::min(names.size(), kNamesTold); ++i) {
     if (i > 0) text += u"、";
-    text += names[i];
+    text += ShownName(names[i]);
   }
   return names.size() > kNamesTold ? text + u" …" : text;
 }

@@ -2,8 +2,9 @@
 
 #include "app/job_status.h"
 #include "app/run_end.h"
-#include "base/number.h"
+#include "base/screen_format.h"
 #include "base/text.h"
+#include "base/translation.h"
 #include "files/error_text.h"
 #include "schedule/next_run.h"
 
@@ -11,25 +12,71 @@ namespace kavrel {
 
 namespace {
 
-std::u16string GuardedText(RunRefusal refusal) {
+std::string Count(std::int64_t count) {
+  return ToUtf8(ScreenNumber(static_cast<std::uint64_t>(count)));
+}
+
+/// Times within a line are like the one that it begins with.
+std::string When(DateTime time) {
+  return ToUtf8(IsoText(time));
+}
+
+const char* GuardedText(RunRefusal refusal) {
   switch (refusal) {
     case RunRefusal::DiskAway:
-      return u", a disk is not there: ";
+      return TrLater("not run: %1, a disk is not there: %2");
     case RunRefusal::Shrunk:
-      return u", far less would be backed up than the last time: ";
+      return TrLater("not run: %1, far less would be backed up than the last time: %2");
     case RunRefusal::PlaceOfOthers:
-      return u", the destination may be another job's: ";
+      return TrLater("not run: %1, the destination may be another job's: %2");
     default:
-      return u", the mirror guard stopped it: ";
+      return TrLater("not run: %1, the mirror guard stopped it: %2");
   }
+}
+
+std::string NotRunText(const BackupJob& job, const RunReport& report) {
+  const std::string name = ToUtf8(ShownName(job.Name)), source = ToUtf8(job.Source.Path),
+                    why = ToUtf8(Shown(report.RefusalText));
+  switch (report.Outcome) {
+    case RunOutcome::SourceMissing:
+      return Fill(
+          Tr(why.empty() ? TrLater("not run: %1, the source folder does not exist: %2")
+                         : TrLater("not run: %1, the source folder does not exist: %2 (%3)")),
+          {name, source, why});
+    case RunOutcome::Guarded:
+      return Fill(Tr(GuardedText(report.Refusal)), {name, why});
+    case RunOutcome::NoSpace:
+      return Fill(Tr("not run: %1, its copies do not fit on the destination: %2"), {name, why});
+    case RunOutcome::NoArchiver:
+      return Fill(Tr("not run: %1, no archive program is installed"), {name});
+    default:
+      return Fill(Tr("not run: %1"), {name});
+  }
+}
+
+std::string RunText(const BackupJob& job, bool stopped) {
+  const LastRunResult& result = job.LastRunResult;
+  std::string text =
+      Fill(Tr(stopped ? TrLater("interrupted: %1, %2 copied, %3 unchanged, %4 failed")
+                      : TrLater("done: %1, %2 copied, %3 unchanged, %4 failed")),
+           {ToUtf8(ShownName(job.Name)), Count(result.CopiedFiles), Count(result.UnchangedFiles),
+            Count(result.FailedFiles)});
+  if (result.UnseenFiles > 0) {
+    text += Fill(Tr(", %1 could not be looked at"), {Count(result.UnseenFiles)});
+  }
+  return text;
+}
+
+std::string VerifiedText(const VerifyReport& report) {
+  return Fill(Tr(report.Stopped ? TrLater(", verification interrupted: %1 equal, %2 different")
+                                : TrLater(", verified: %1 equal, %2 different")),
+              {Count(report.Counters.Equal), Count(report.Counters.Differences())});
 }
 
 }  // namespace
 
-void WatchHost::TellNow(std::u16string_view what, std::u16string_view text, WatchLevel level) {
-  std::u16string line = IsoText(around_.Clock.Now());
-  (((line += u' ') += what) += u": ") += text;
-  around_.Tell(level, line);
+void WatchHost::TellNow(std::string_view text, WatchLevel level) {
+  around_.Tell(level, IsoText(around_.Clock.Now()) + u" " + FromUtf8(text));
 }
 
 void WatchHost::TellPlan() {
@@ -39,15 +86,19 @@ void WatchHost::TellPlan() {
     if (!job.Enabled) continue;
     ++on;
     if (NeverRuns(job, around_.Clock.Now())) {
-      TellNow(u"never", job.Name + u", " + FromUtf8(kNeverRuns), WatchLevel::Warning);
+      TellNow(Fill(Tr("never: %1, %2"), {ToUtf8(ShownName(job.Name)), Tr(kNeverRuns)}),
+              WatchLevel::Warning);
       continue;
     }
     if (!first || job.NextRun < first->NextRun) first = &job;
   }
-  std::u16string text =
-      Decimal(on) + u" of " + Decimal(std::ssize(program_->Store.Jobs)) + u" jobs are switched on";
-  if (first) text += u", the next is " + first->Name + u" at " + IsoText(first->NextRun);
-  TellNow(u"watching", text);
+  std::string text = Fill(Tr("watching: %1 of %2 jobs are switched on"),
+                          {Count(on), Count(std::ssize(program_->Store.Jobs))});
+  if (first) {
+    text +=
+        Fill(Tr(", the next is %1 at %2"), {ToUtf8(ShownName(first->Name)), When(first->NextRun)});
+  }
+  TellNow(text);
 }
 
 bool WatchHost::Run(kavrel::Program& program) {
@@ -61,7 +112,7 @@ bool WatchHost::Run(kavrel::Program& program) {
     if (!around_.Interrupted()) program.Tick();
   }
   program.Shutdown();
-  TellNow(u"stopped", u"the store and the program log are saved");
+  TellNow(Tr("stopped: the store and the program log are saved"));
   return true;
 }
 
@@ -81,84 +132,58 @@ void WatchHost::SetTickTimer(bool on, std::uint32_t milliseconds) {
 }
 
 void WatchHost::JobStarting(std::int32_t job_index, DateTime) {
-  TellNow(u"started", program_->Store.Jobs[static_cast<std::size_t>(job_index)].Name);
+  const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
+  TellNow(Fill(Tr("started: %1"), {ToUtf8(ShownName(job.Name))}));
 }
 
 void WatchHost::JobEnded(std::int32_t job_index) {
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
-  const LastRunResult& result = job.LastRunResult;
-  const std::u16string& why = program_->Context.Report.RefusalText;
-  std::u16string text = job.Name;
-  switch (program_->LastOutcome()) {
-    case RunOutcome::SourceMissing:
-      text += u", the source folder does not exist: " + job.Source.Path;
-      if (!why.empty()) text += u" (" + why + u")";
-      break;
-    case RunOutcome::Guarded:
-      text += GuardedText(program_->Context.Report.Refusal) + why;
-      break;
-    case RunOutcome::NoSpace:
-      text += u", its copies do not fit on the destination: " + why;
-      break;
-    case RunOutcome::NoArchiver:
-      text += u", no archive program is installed";
-      break;
-    default:
-      text += u", " + Grouped(result.CopiedFiles) + u" copied, " + Grouped(result.UnchangedFiles) +
-              u" unchanged, " + Grouped(result.FailedFiles) + u" failed";
-      if (result.UnseenFiles > 0) {
-        text += u", " + Grouped(result.UnseenFiles) + u" could not be looked at";
-      }
-  }
-  if (const std::optional<VerifyReport>& verified = program_->LastVerification()) {
-    text += (verified->Stopped ? u", verification interrupted: " : u", verified: ") +
-            Grouped(verified->Counters.Equal) + u" equal, " +
-            Grouped(verified->Counters.Differences()) + u" different";
-  }
-  text += u", next at " + IsoText(job.NextRun);
-  const bool ran = program_->LastOutcome() == RunOutcome::Ran;
-  const bool stopped =
-      result.Stopped || (program_->LastVerification() && program_->LastVerification()->Stopped);
-  const RunEnd end = EndOfBackup(*program_, job, program_->LastOutcome());
+  const RunReport& report = program_->Context.Report;
+  const std::optional<VerifyReport>& verified = program_->LastVerification();
+  const bool ran = report.Outcome == RunOutcome::Ran;
+  const bool stopped = job.LastRunResult.Stopped || (verified && verified->Stopped);
+  std::string text = ran ? RunText(job, stopped) : NotRunText(job, report);
+  if (verified) text += VerifiedText(*verified);
+  text += Fill(Tr(", next at %1"), {When(job.NextRun)});
+  const RunEnd end = EndOfBackup(*program_, job, report.Outcome);
   if (ran && end.Bad) {
     const std::u16string first = FirstFailure(end.Failures->First());
-    if (!first.empty()) text += u": " + first;
+    if (!first.empty()) text += ": " + ToUtf8(Shown(first));
   }
-  const WatchLevel level = !ran                 ? WatchLevel::Error
-                           : end.Bad && stopped ? WatchLevel::Notice
-                           : end.Bad            ? WatchLevel::Warning
-                                                : WatchLevel::Info;
-  TellNow(!ran ? u"not run" : stopped ? u"interrupted" : u"done", text, level);
-  if (program_->Store.LastError() != 0) {
-    TellNow(u"error",
-            u"cannot write " + program_->Store.Path() + u": " +
-                std::u16string(ApiErrorText(program_->Store.LastError())),
+  TellNow(text, !ran                 ? WatchLevel::Error
+                : end.Bad && stopped ? WatchLevel::Notice
+                : end.Bad            ? WatchLevel::Warning
+                                     : WatchLevel::Info);
+  if (const ErrorCode error = program_->Store.LastError()) {
+    TellNow(Fill(Tr("error: cannot write %1: %2"),
+                 {ToUtf8(program_->Store.Path()), ToUtf8(Shown(ApiErrorText(error)))}),
             WatchLevel::Error);
   }
 }
 
 void WatchHost::TimesSetRight(const BackupJob& job, DateTime was) {
-  TellNow(u"clock",
-          job.Name + u", next at " + IsoText(job.NextRun) + u", no longer at " + IsoText(was) +
-              u": the clock was ahead",
+  TellNow(Fill(Tr("clock: %1, next at %2, no longer at %3: the clock was ahead"),
+               {ToUtf8(ShownName(job.Name)), When(job.NextRun), When(was)}),
           WatchLevel::Warning);
 }
 
 void WatchHost::PauseChanged(const std::optional<DateTime>& end) {
-  if (!end) return TellNow(u"resumed", u"what is due runs");
-  TellNow(u"paused", *end == kNoEnd ? u"until it is resumed" : u"until " + IsoText(*end));
+  if (!end) return TellNow(Tr("resumed: what is due runs"));
+  if (*end == kNoEnd) return TellNow(Tr("paused: until it is resumed"));
+  TellNow(Fill(Tr("paused: until %1"), {When(*end)}));
 }
 
 void WatchHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
-  std::u16string text(path);
-  (text += u" was changed by somebody else, or is damaged; that version is kept as ") += copy;
-  TellNow(u"kept", text, WatchLevel::Warning);
+  TellNow(
+      Fill(Tr("kept: %1 was changed by somebody else, or is damaged; that version is kept as %2"),
+           {ToUtf8(path), ToUtf8(copy)}),
+      WatchLevel::Warning);
 }
 
 void WatchHost::AskPastDue(PastDueQuestion& question) {
   ProgramHost::AskPastDue(question);
-  TellNow(u"overdue",
-          question.JobName() + u", due at " + IsoText(question.JobStart()) + u", is backed up now",
+  TellNow(Fill(Tr("overdue: %1, due at %2, is backed up now"),
+               {ToUtf8(ShownName(question.JobName())), When(question.JobStart())}),
           WatchLevel::Notice);
 }
 

@@ -1,5 +1,5 @@
-// The scheduler without a window: a host that tells each event in one line, and the loop that
-// stands for its timer.
+// The scheduler without a window: a host that tells each event in one line, in the language of the
+// process, and the loop that stands for its timer.
 #pragma once
 
 #include <functional>
@@ -44,8 +44,7 @@ class WatchHost final : public ProgramHost {
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
 
  private:
-  void TellNow(std::u16string_view what, std::u16string_view text,
-               WatchLevel level = WatchLevel::Info);
+  void TellNow(std::string_view text, WatchLevel level = WatchLevel::Info);
   void TellPlan();
 
   const Surroundings around_;

@@ -1,4 +1,4 @@
-// Shown of base/translation.h: which text of the source another one was composed of, and the same in
+// Shown and ShownName of base/translation.h: which text of the source another one was composed of, and the same in
 // the user's language.
 #include <optional>
 
@@ -17,6 +17,20 @@ namespace {
 constexpr int kDeepest = 4;
 
 std::optional<std::u16string> Known(const Speech& speech, std::u16string_view text, int depth);
+
+/// Nothing for a name that the program has not given.
+std::optional<std::u16string> KnownName(const Speech& speech, std::u16string_view name) {
+  const std::u16string key = u"name" + std::u16string(1, kContextEnds) + std::u16string(name);
+  if (const Speech::Entry* entry = speech.Find(key)) return entry->Wide.front();
+  const std::optional<PatternMatch> match = speech.Patterns().Match(key);
+  if (!match || !match->Id.starts_with(key.substr(0, 5))) return std::nullopt;
+  std::u16string shown[2];
+  for (const PatternMatch::Argument& argument : match->Arguments) {
+    shown[argument.Number - 1] =
+        KnownName(speech, argument.Text).value_or(std::u16string(argument.Text));
+  }
+  return Fill(speech.Find(std::u16string(match->Id))->Wide.front(), {shown[0], shown[1]});
+}
 
 /// Text that is not known, with the system's errors in it as they are shown: what failed stands
 /// before one, a path behind it.
@@ -93,8 +107,11 @@ std::optional<std::u16string> KnownPattern(const Speech& speech, std::u16string_
   std::u16string shown[9];
   std::uint64_t count = 0;
   for (const PatternMatch::Argument& argument : match->Arguments) {
-    shown[argument.Number - 1] =
-        argument.Quoted ? std::u16string(argument.Text) : ShownAt(speech, argument.Text, depth + 1);
+    const std::optional<std::u16string> name =
+        argument.Quoted || match->Follows ? KnownName(speech, argument.Text) : std::nullopt;
+    shown[argument.Number - 1] = name              ? *name
+                                 : argument.Quoted ? std::u16string(argument.Text)
+                                                   : ShownAt(speech, argument.Text, depth + 1);
     if (argument.Number != 1) continue;
     const std::optional<std::int32_t> number = ParseInt(ReplaceAll(argument.Text, u",", u""));
     // What is no number, or a large one, is not one of anything.
@@ -158,6 +175,12 @@ std::optional<std::u16string> Known(const Speech& speech, std::u16string_view te
 }
 
 }  // namespace
+
+std::u16string ShownName(std::u16string_view name) {
+  const Speech& speech = CurrentSpeech();
+  if (speech.IsSource()) return std::u16string(name);
+  return KnownName(speech, name).value_or(std::u16string(name));
+}
 
 std::u16string Shown(std::u16string_view text) {
   const Speech& speech = CurrentSpeech();

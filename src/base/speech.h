@@ -14,6 +14,9 @@
 
 namespace kavrel {
 
+/// Between the context of a text and the text, in the key of an entry.
+inline constexpr char kContextEnds = '\4';
+
 /// A language, loaded. Made once, and kept as long as the process; any thread may ask.
 class Speech {
  public:

@@ -8,8 +8,6 @@ namespace kavrel {
 
 namespace {
 
-constexpr char kContextEnds = '\4';
-
 template <class Text>
 std::basic_string<typename Text::value_type> FillText(Text text, std::initializer_list<Text> with) {
   std::basic_string<typename Text::value_type> filled;

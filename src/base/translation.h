@@ -53,6 +53,11 @@ const char* Tr(const char* id);
 /// One of several meanings of a short text; `context` tells which, in English.
 std::u16string_view TrIn(const char* context, std::u16string_view id);
 
+/// A name that the program has given in the user's stead (marked with the context "name"), or one
+/// made of such a name, in the language of the process; any other name as it is. For the screen
+/// alone: what is kept, and asked for, is the name itself.
+std::u16string ShownName(std::u16string_view name);
+
 /// A text with a count in it, %1, in the form that the count asks for.
 std::u16string TrCount(std::u16string_view id, std::uint64_t count);
 std::string TrCount(const char* one, const char* many, std::uint64_t count);
@@ -65,8 +70,8 @@ std::string Fill(std::string_view text, std::initializer_list<std::string_view> 
 /// A text that was composed in the source's language, as it is shown: an id, or one that Fill has
 /// made of an id, or an id that ends with a colon and what follows it, or several of these with
 /// commas between them, or lines of them. Arguments that are not in quotation marks are shown in
-/// turn; numbers, sizes and date-times, too. Where it cannot be told with certainty which part is
-/// which argument, and for any other text, the text as it is.
+/// turn; numbers, sizes and date-times, too, and names as by ShownName. Where it cannot be told
+/// with certainty which part is which argument, and for any other text, the text as it is.
 std::u16string Shown(std::u16string_view text);
 
 }  // namespace kavrel

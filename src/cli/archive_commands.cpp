@@ -48,7 +48,7 @@ int ListJobArchives(Session& session, const std::string& name, const std::string
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   if (!job->Compressed) {
-    PrintError(Fill(Tr("%1: only compressed jobs have archives"), {Printable(job->Name)}));
+    PrintError(Fill(Tr("%1: only compressed jobs have archives"), {PrintableName(job->Name)}));
     return kBadInput;
   }
   if (!program.Archiver.Present()) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "base/text.h"
+#include "base/translation.h"
 #include "platform/process.h"
 
 namespace kavrel {
@@ -77,6 +78,10 @@ std::string Printable(std::u16string_view text, bool keep_lines) {
     }
   }
   return ToUtf8(safe);
+}
+
+std::string PrintableName(std::u16string_view name) {
+  return Printable(ShownName(name));
 }
 
 std::size_t DisplayWidth(std::u16string_view text) {

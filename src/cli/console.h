@@ -13,6 +13,8 @@ namespace kavrel {
 /// direction characters and undecodable bytes are shown as escapes. Line feeds stay when
 /// `keep_lines`.
 std::string Printable(std::u16string_view text, bool keep_lines = false);
+/// A name of a job, a rule or a list of file types as it is shown, made Printable.
+std::string PrintableName(std::u16string_view name);
 
 /// Columns that the text takes on a terminal.
 std::size_t DisplayWidth(std::u16string_view text);

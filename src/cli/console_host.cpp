@@ -127,7 +127,7 @@ void ConsoleHost::PrintObject(const RunFigures& figures) const {
 }
 
 void ConsoleHost::DrawLine(const RunFigures& figures) {
-  std::u16string line = job_ + u"  ";
+  std::u16string line = ShownName(job_) + u"  ";
   if (!figures.ByPercent && figures.Percent >= 0) line += Decimal(figures.Percent) + u" %  ";
   line += Shown(ProgressText(figures));
   // The terminal may have been made smaller or larger since.
@@ -149,7 +149,7 @@ void ConsoleHost::ShowRunPanels(bool show) {
 
 void ConsoleHost::TimesSetRight(const BackupJob& job, DateTime was) {
   PrintError(Fill(Tr("the clock was ahead: %1 is next due at %2, no longer at %3"),
-                  {Printable(job.Name), ToUtf8(IsoText(job.NextRun)), ToUtf8(IsoText(was))}));
+                  {PrintableName(job.Name), ToUtf8(IsoText(job.NextRun)), ToUtf8(IsoText(was))}));
 }
 
 void ConsoleHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {

@@ -27,7 +27,9 @@ std::string_view StateKey(DriveState state) {
 
 std::u16string Joined(const std::vector<std::u16string>& names) {
   std::u16string text;
-  for (const std::u16string& name : names) (text += text.empty() ? u"" : Tr(u"、")) += name;
+  for (const std::u16string& name : names) {
+    (text += text.empty() ? u"" : Tr(u"、")) += ShownName(name);
+  }
   return text;
 }
 

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "app/find_name.h"
 #include "app/job_preview.h"
 #include "app/job_status.h"
 #include "app/reach.h"
@@ -26,7 +27,7 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   JobForm form = FormOf(job);
   JobOptions known = options;
   if (known.Types && known.Types->starts_with('@')) {
-    const FileFilter* filter = program.Filters.Find(FromUtf8(known.Types->substr(1)));
+    const FileFilter* filter = FindShownFilter(program.Filters, FromUtf8(known.Types->substr(1)));
     if (!filter) {
       PrintError(Fill(Tr("no such filter: %1; filters list shows them"),
                       {Printable(FromUtf8(known.Types->substr(1)))}));
@@ -99,7 +100,7 @@ std::u16string MissingDisks(Session& session, BackupJob job, Reach& reach) {
 /// A list of jobs as text is followed by what is the matter with them.
 void TellMissingDisks(Session& session, const BackupJob& job, Reach& reach) {
   const std::u16string missing = MissingDisks(session, job, reach);
-  if (!missing.empty()) PrintError(Printable(job.Name + u": " + Shown(missing)));
+  if (!missing.empty()) PrintError(Printable(ShownName(job.Name) + u": " + Shown(missing)));
 }
 
 std::u16string TypeName(const BackupJob& job) {
@@ -157,7 +158,7 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
 void ShowAsText(Session& session, const BackupJob& job) {
   const auto on_off = [](bool on) { return Shown(OnOffText(on)); };
   PrintTable({
-      {TrCell(u"備份排程名稱："), job.Name},
+      {TrCell(u"備份排程名稱："), ShownName(job.Name)},
       {TrCell(u"啟動備份排程："), on_off(job.Enabled)},
       {TrCell(u"備份模式　　："), TypeName(job)},
       {TrCell(u"來源資料夾　："), job.Source.Path},
@@ -246,9 +247,10 @@ int ListJobs(Session& session, bool json) {
        TrCell(u"下次備份時間"), TrCell(u"狀態")}};
   for (std::size_t i = 0; i < jobs.size(); ++i) {
     const BackupJob& job = jobs[i];
-    rows.push_back({job.Name, Shown(OnOffText(job.Enabled)), TypeName(job), job.Source.Path,
-                    job.Destination.Path, Shown(IntervalText(job)), DateOrNothing(job.LastRun),
-                    DateOrNothing(job.NextRun), StatusCell(states[i].Word)});
+    rows.push_back({ShownName(job.Name), Shown(OnOffText(job.Enabled)), TypeName(job),
+                    job.Source.Path, job.Destination.Path, Shown(IntervalText(job)),
+                    DateOrNothing(job.LastRun), DateOrNothing(job.NextRun),
+                    StatusCell(states[i].Word)});
   }
   PrintTable(rows);
   for (std::size_t i = 0; i < jobs.size(); ++i) {
@@ -264,7 +266,7 @@ int ListJobs(Session& session, bool json) {
 int ListJobNames(Session& session) {
   if (!session.Open()) return session.Failure();
   for (const BackupJob& job : session.Program().Store.Jobs) {
-    std::printf("%s\n", Printable(job.Name).c_str());
+    std::printf("%s\n", PrintableName(job.Name).c_str());
   }
   return kDone;
 }

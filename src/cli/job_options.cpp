@@ -1,12 +1,12 @@
 #include "cli/job_options.h"
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <iostream>
 
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
+#include "cli/parser.h"
 #include "core/keep_plan.h"
 #include "platform/folders.h"
 
@@ -146,7 +146,7 @@ void JobOptions::AddTo(CLI::App& command) {
             Tr("Move what a sync removes to the recycle bin"));
   AddSwitch(command, "--enable,!--disable", Enable, Tr("Switch the schedule on or off"));
   const auto limit = command.add_option("--max-size-kb", MaxSizeKB, Tr("Leave larger files out"));
-  limit->check(CLI::Range(1, INT32_MAX));
+  limit->check(Within(1, INT32_MAX));
   command.add_flag("--no-limit", NoLimit, Tr("Take files of any size"))->excludes(limit);
   const auto password = command.add_flag("--password-stdin", PasswordStdin,
                                          Tr("Read the archive password from standard input"));
@@ -157,14 +157,14 @@ void JobOptions::AddTo(CLI::App& command) {
          "sync asks before it removes them (default 50)"));
   command
       .add_option("--guard-min", GuardMin, Tr("Fewer files than these never count (default 20)"))
-      ->check(CLI::Range(1, kMaxGuardFewest));
+      ->check(Within(1, kMaxGuardFewest));
   command.add_flag("--adopt", Adopt,
                    Tr("What lies in the destination is this job's: its next run need not ask"));
   AddSwitch(command, "--space-check,!--no-space-check", SpaceCheck,
             Tr("Stop before copying what cannot fit (default)"));
   command
       .add_option("--keep", Keep, Tr("Keep only this many dated folders or archives; 0 keeps all"))
-      ->check(CLI::Range(0, kMaxKeepNewest));
+      ->check(Within(0, kMaxKeepNewest));
   command
       .add_option("--keep-plan", KeepPlan,
                   Tr("Thin them by their age, as \"24h:all 30d:1d 12w:1w 24mo:1mo\", or off"))

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "app/find_name.h"
 #include "app/job_status.h"
 #include "app/shown_log.h"
 #include "base/number.h"
@@ -73,6 +74,19 @@ LogRow RowOf(const BackupJob& job, const UnbegunRun& run) {
   return row;
 }
 
+/// The filter with the job's name as the rows have it. They stay when their job has been removed.
+LogFilter Meant(const Program& program, LogFilter filter) {
+  std::vector<std::u16string> names;
+  for (const BackupJob& job : program.Store.Jobs) names.push_back(job.Name);
+  for (const LogRow& row : program.LogRows.Rows()) names.push_back(row.Job);
+  const auto kept = [&](const std::u16string& name) { return EqualNoCase(name, filter.Job); };
+  const auto shown = [&](const std::u16string& name) { return IsShownAs(name, filter.Job); };
+  if (std::ranges::any_of(names, kept)) return filter;
+  const auto found = std::ranges::find_if(names, shown);
+  if (found != names.end()) filter.Job = *found;
+  return filter;
+}
+
 /// Those that the filter lets through, the oldest first.
 std::vector<ListedRun> FindRuns(const Program& program, const LogFilter& filter) {
   std::vector<ListedRun> runs;
@@ -117,7 +131,7 @@ void LookInto(const FileSystem& files, ListedRun& run) {
 int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool json) {
   if (!session.Open()) return session.Failure();
   const Program& program = session.Program();
-  std::vector<ListedRun> found = FindRuns(program, filter);
+  std::vector<ListedRun> found = FindRuns(program, Meant(program, filter));
   if (found.size() > last) found.erase(found.begin(), found.end() - static_cast<long>(last));
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> table{
@@ -133,7 +147,7 @@ int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool js
     list.push_back(ToJson(run));
     std::vector<std::u16string> cells{run.Number > 0 ? ScreenNumber(run.Number) : std::u16string()};
     const LogColumns columns = ColumnsOf(run.Row);
-    cells.push_back(columns.front());
+    cells.push_back(ShownName(columns.front()));
     for (std::size_t i = 1; i < kLogPathColumn; ++i) cells.push_back(Shown(columns[i]));
     cells.push_back(Shown(run.Reason));
     colours.push_back(IsBadRun(run.Row) ? Colour::Bad : Colour::Plain);

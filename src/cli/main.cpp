@@ -1,6 +1,4 @@
 // kavrelctl: Kavrel without a window.
-#include <CLI/CLI.hpp>
-#include <algorithm>
 #include <functional>
 
 #include "app/out_of_memory.h"
@@ -9,6 +7,7 @@
 #include "base/translation.h"
 #include "cli/commands.h"
 #include "cli/console.h"
+#include "cli/parser.h"
 #include "platform/process.h"
 #include "platform/trace.h"
 
@@ -94,7 +93,7 @@ struct CommandLine {
         .add_option(
             "--progress", Progress,
             Tr("auto (on a terminal), none, or json: an object a line, the result the last"))
-        ->check(CLI::IsMember({"auto", "none", "json"}));
+        ->check(OneOf({"auto", "none", "json"}));
   }
 };
 
@@ -164,7 +163,7 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   CLI::App* next = app.add_subcommand("next", Tr("When each job runs next, and why not now"));
   next->add_option("jobs", line.Names, Tr("Names of the jobs, else all"));
   next->add_option("--times", line.Times, Tr("How many times of each job, 3 without this option"))
-      ->check(CLI::Range(1, 1000));
+      ->check(Within(1, 1000));
   next->add_flag("--json", line.Json, Tr("Print JSON"));
   next->callback(line.Run([&line](Session& session) {
     return ListNextRuns(session, line.Names, line.Times, line.Json);
@@ -274,7 +273,8 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   }));
 
   CLI::App* log = app.add_subcommand("log", Tr("Show the program log, or the log of one run"));
-  log->add_option("--last", line.Last, Tr("How many runs, 20 without this option"));
+  log->add_option("--last", line.Last, Tr("How many runs, 20 without this option"))
+      ->check(Within(0, INT32_MAX));
   log->add_option("--job", line.Name, Tr("Only runs of this job"));
   log->add_flag("--failed", line.Failed, Tr("Only runs with failures, or interrupted"));
   log->add_option("--text", line.Value, Tr("Only runs with this text in a column"));
@@ -395,109 +395,6 @@ void AddSettingCommands(CLI::App& app, CommandLine& line) {
 }
 
 }  // namespace kavrel
-/// The parser takes a name in brackets for a list of names. No argument can hold this; behind one
-/// it makes the brackets letters like any others.
-constexpr char kNoList = '\0';
-
-/// The arguments as the parser wants them: without the program, the last one first.
-std::vector<std::string> ForParser(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words(
-      arguments.begin() + std::min<std::ptrdiff_t>(1, std::ssize(arguments)), arguments.end());
-  for (std::string& word : words) {
-    if (word.ends_with(']')) word += kNoList;
-  }
-  std::reverse(words.begin(), words.end());
-  return words;
-}
-
-/// How many letters are to be added, taken away, changed or swapped to make one of the other.
-std::size_t Distance(const std::string& one, const std::string& other) {
-  std::vector<std::vector<std::size_t>> least(one.size() + 1,
-                                              std::vector<std::size_t>(other.size() + 1));
-  for (std::size_t i = 0; i <= one.size(); ++i) {
-    for (std::size_t j = 0; j <= other.size(); ++j) {
-      if (i == 0 || j == 0) {
-        least[i][j] = i + j;
-        continue;
-      }
-      const std::size_t changed = one[i - 1] == other[j - 1] ? 0 : 1;
-      least[i][j] =
-          std::min({least[i - 1][j] + 1, least[i][j - 1] + 1, least[i - 1][j - 1] + changed});
-      if (i > 1 && j > 1 && one[i - 1] == other[j - 2] && one[i - 2] == other[j - 1]) {
-        least[i][j] = std::min(least[i][j], least[i - 2][j - 2] + 1);
-      }
-    }
-  }
-  return least[one.size()][other.size()];
-}
-
-/// Names the command or the option that may have been meant.
-void Suggest(const CLI::App& app, const std::vector<std::string>& given) {
-  constexpr std::size_t kFarthest = 2;
-  const CLI::App* command = &app;
-  for (std::size_t i = 1; i < given.size() && given[i] != "--"; ++i) {
-    const std::string word = given[i].substr(0, given[i].find('='));
-    std::vector<std::string> known;
-    if (word.starts_with("--")) {
-      for (const CLI::App* level : {&app, command}) {
-        for (const CLI::Option* option : level->get_options()) {
-          for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
-        }
-      }
-    } else {
-      const std::vector<const CLI::App*> below =
-          command->get_subcommands([](const CLI::App*) { return true; });
-      const auto found = std::find_if(below.begin(), below.end(),
-                                      [&](const CLI::App* one) { return one->get_name() == word; });
-      if (found != below.end()) {
-        command = *found;
-        continue;
-      }
-      if (word.starts_with('-')) continue;
-      for (const CLI::App* one : below) known.push_back(one->get_name());
-    }
-    const auto nearest =
-        std::min_element(known.begin(), known.end(), [&](const auto& one, const auto& other) {
-          return Distance(word, one) < Distance(word, other);
-        });
-    if (nearest == known.end()) continue;
-    const std::size_t distance = Distance(word, *nearest);
-    if (distance == 0 || distance > kFarthest || distance >= nearest->size() - 1) continue;
-    PrintError(Fill(Tr("did you mean %1?"), {*nearest}));
-    return;
-  }
-}
-
-void TakeAsTheyStand(CLI::App& app) {
-  for (CLI::Option* option : app.get_options()) {
-    option->transform([](std::string value) {
-      if (value.ends_with(kNoList)) value.pop_back();
-      return value;
-    });
-  }
-  for (CLI::App* command : app.get_subcommands({})) TakeAsTheyStand(*command);
-}
-
-/// An empty value comes of a script's variable that nobody has set. It must not stand for the whole
-/// backup, the source or the folder of now. Not for add and edit, which tell for each option what
-/// it means, nor for what is a text of its own.
-void RefuseEmptyValues(CLI::App& app) {
-  const CLI::Validator given(
-      [](const std::string& value) {
-        return value.empty() ? std::string(Tr("must not be empty")) : std::string();
-      },
-      "");
-  for (CLI::Option* option : app.get_options()) {
-    if (option->get_items_expected_max() > 0) option->check(given);
-  }
-  for (CLI::App* command : app.get_subcommands({})) {
-    const std::string& name = command->get_name();
-    const bool own_texts = name == "add" || name == "edit" || name == "rules" ||
-                           name == "filters" || name == "settings";
-    if (!own_texts) RefuseEmptyValues(*command);
-  }
-}
-
 /// The value of an option that has to be known before the parser speaks; empty when it is not
 /// given.
 std::string ValueOf(const std::vector<std::string>& given, const std::string& option) {
@@ -512,21 +409,6 @@ void Speak(const std::vector<std::string>& given) {
   std::string chosen = ValueOf(given, "--lang");
   if (!FindLanguage(chosen)) chosen = StoredLanguage(FromUtf8(ValueOf(given, "--home")));
   SetLanguage(SpokenLanguage(chosen));
-}
-
-/// The parser's own words in the help of a command and of those below it.
-void NameParts(CLI::App& app) {
-  for (const char* id : {TrLater("Usage"), TrLater("Positionals"), TrLater("REQUIRED"),
-                         TrLater("Excludes"), TrLater("OPTIONS"), TrLater("SUBCOMMAND")}) {
-    app.get_formatter()->label(id, Tr(id));
-  }
-  for (CLI::Option* option : app.get_options()) {
-    if (!option->get_positional()) option->group(Tr("Options"));
-  }
-  for (CLI::App* command : app.get_subcommands({})) {
-    command->group(Tr("Subcommands"));
-    NameParts(*command);
-  }
 }
 
 namespace {
@@ -557,7 +439,7 @@ int main(int argc, char** argv) {
   app.add_option("--debug", line.Debug,
                  Tr("Write into this file what is decided and done (same as KAVREL_DEBUG)"));
   app.add_option("--wait", line.Wait, Tr("Seconds to wait for the program folder, 2 without this"))
-      ->check(CLI::Range(0, 86400));
+      ->check(Within(0, 86400));
   app.add_option("--lang", line.Language, Tr("Language of what is printed, as en or zh_TW"))
       ->check([](const std::string& code) {
         return FindLanguage(code) ? std::string() : Fill(Tr("no such language: %1"), {code});
@@ -569,15 +451,18 @@ int main(int argc, char** argv) {
   AddDriveCommands(app, line);
   AddTransferCommands(app, line);
   AddSettingCommands(app, line);
-  TakeAsTheyStand(app);
-  RefuseEmptyValues(app);
-  NameParts(app);
+  FinishParser(app);
   try {
     std::vector<std::string> words = ForParser(given);
     app.parse(words);
   } catch (const CLI::ParseError& error) {
-    line.ExitCode = app.exit(error) == 0 ? kDone : kBadInput;
-    if (line.ExitCode != kDone) Suggest(app, given);
+    line.ExitCode = kBadInput;
+    // Help and the version come as such, too.
+    if (error.get_exit_code() == 0) {
+      line.ExitCode = app.exit(error);
+    } else {
+      TellRefused(app, error, given);
+    }
   }
   if (FinishOutput()) return line.ExitCode;
   PrintError(Tr("standard output could not be written"));

@@ -113,7 +113,7 @@ void TellSteps(Session& session, const BackupJob& job) {
 ExitCode PrintPlan(const BackupJob& job, const PlannedRun& run, bool json) {
   if (json) PrintAsJson(job, run);
   if (!json && run.Outcome == RunOutcome::Ran) PrintAsText(run.Destination, run.Plan);
-  if (!run.Reason.Empty()) PrintError(Printable(job.Name) + ": " + run.Reason.Shown());
+  if (!run.Reason.Empty()) PrintError(PrintableName(job.Name) + ": " + run.Reason.Shown());
   if (!json || run.Outcome != RunOutcome::Ran) {
     for (const std::u16string& warning : run.Plan.Warnings) PrintError(Printable(Shown(warning)));
   }

@@ -16,7 +16,7 @@ std::optional<std::u16string> ArchiveName(Session& session, const BackupJob& job
                                           const std::string& named) {
   if (named.empty()) return u"";
   if (!job.Compressed) {
-    PrintError(Fill(Tr("%1: --archive goes with compressed jobs"), {Printable(job.Name)}));
+    PrintError(Fill(Tr("%1: --archive goes with compressed jobs"), {PrintableName(job.Name)}));
     return std::nullopt;
   }
   const std::u16string text = FromUtf8(named);
@@ -27,7 +27,7 @@ std::optional<std::u16string> ArchiveName(Session& session, const BackupJob& job
     return std::u16string(PathName(path));
   }
   PrintError(Fill(Tr("%1 is no archive of %2: these are in %3"),
-                  {Printable(path), Printable(job.Name), Printable(folder)}));
+                  {Printable(path), PrintableName(job.Name), Printable(folder)}));
   return std::nullopt;
 }
 
@@ -139,7 +139,7 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
   const BackupJob* job = session.FindJob(name);
   if (!job) return kNoSuchJob;
   if (choice.Latest && !job->Compressed) {
-    PrintError(Fill(Tr("%1: --latest goes with compressed jobs"), {Printable(job->Name)}));
+    PrintError(Fill(Tr("%1: --latest goes with compressed jobs"), {PrintableName(job->Name)}));
     return kBadInput;
   }
   const std::optional<std::u16string> archive = ArchiveName(session, *job, choice.Archive);

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "app/find_name.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
@@ -43,6 +44,10 @@ std::vector<std::size_t> RulesNamed(const std::vector<ExclusionRule>& rules,
   for (std::size_t i = 0; i < rules.size(); ++i) {
     if (EqualNoCase(rules[i].Desc, FromUtf8(name))) places.push_back(i);
   }
+  const bool kept = !places.empty();
+  for (std::size_t i = 0; !kept && i < rules.size(); ++i) {
+    if (IsShownAs(rules[i].Desc, FromUtf8(name))) places.push_back(i);
+  }
   const auto number = ParseInt(FromUtf8(name));
   if (places.empty() && number && *number >= 1 &&
       static_cast<std::size_t>(*number) <= rules.size()) {
@@ -59,7 +64,7 @@ int ListRules(Session& session, ListForm form) {
   const std::vector<ExclusionRule>& rules = program.Exclusions.Rules();
   if (form == ListForm::Names) {
     std::vector<std::u16string> names;
-    for (const ExclusionRule& rule : rules) names.push_back(rule.Desc);
+    for (const ExclusionRule& rule : rules) names.push_back(ShownName(rule.Desc));
     PrintNames(names);
     return kDone;
   }
@@ -79,7 +84,7 @@ int ListRules(Session& session, ListForm form) {
                                                  TrCell(u"排除檔案"), TrCell(u"排除目錄"),
                                                  TrCell(u"指定磁碟")}};
   for (const ExclusionRule& rule : rules) {
-    rows.push_back({Decimal(static_cast<std::int64_t>(rows.size())), rule.Desc,
+    rows.push_back({Decimal(static_cast<std::int64_t>(rows.size())), ShownName(rule.Desc),
                     Shown(OnOffText(rule.Enabled)), rule.File, rule.Folder, rule.Drive});
   }
   PrintTable(rows);
@@ -143,8 +148,8 @@ int ListFilters(Session& session, ListForm form) {
   std::vector<std::u16string> names;
   for (const FileFilter& filter : session.Program().Filters.Entries) {
     list.push_back({{"name", JsonText(filter.Name)}, {"patterns", JsonText(filter.Patterns)}});
-    rows.push_back({filter.Name, filter.Patterns});
-    names.push_back(filter.Name);
+    rows.push_back({ShownName(filter.Name), filter.Patterns});
+    names.push_back(ShownName(filter.Name));
   }
   if (form == ListForm::Json) {
     PrintJson(list);
@@ -162,8 +167,9 @@ int AddFilter(Session& session, const std::string& name, const std::string& patt
   const std::u16string message = CheckFilter(filter);
   if (!message.empty()) return Refuse(message);
   std::vector<FileFilter>& entries = session.Program().Filters.Entries;
-  if (const FileFilter* known = session.Program().Filters.Find(filter.Name)) {
-    PrintError(Fill(Tr("there is a filter of that name already: %1"), {Printable(known->Name)}));
+  if (const FileFilter* known = FindShownFilter(session.Program().Filters, filter.Name)) {
+    PrintError(
+        Fill(Tr("there is a filter of that name already: %1"), {PrintableName(known->Name)}));
     return kBadInput;
   }
   entries.push_back(filter);
@@ -174,7 +180,7 @@ int RemoveFilters(Session& session, const std::vector<std::string>& names) {
   if (!session.Open(u"kavrelctl filters")) return session.Failure();
   FilterTable& filters = session.Program().Filters;
   for (const std::string& name : names) {
-    const FileFilter* known = filters.Find(FromUtf8(name));
+    const FileFilter* known = FindShownFilter(filters, FromUtf8(name));
     // The first one stands for all files.
     if (!known || known == &filters.Entries.front()) {
       PrintError(Fill(Tr("no such filter: %1"), {Printable(FromUtf8(name))}));

@@ -30,7 +30,7 @@ std::optional<std::vector<std::int32_t>> Choose(Session& session, const RunChoic
   for (const BackupJob& job : session.Program().Store.Jobs) {
     if (!job.Enabled) continue;
     if (choice.Due && NeverRuns(job, now)) {
-      PrintError(Printable(job.Name) + ": " + Tr(kNeverRuns));
+      PrintError(PrintableName(job.Name) + ": " + Tr(kNeverRuns));
     } else if (choice.All || (choice.Due && job.NextRun <= now)) {
       chosen.push_back(job.JobIndex);
     }

@@ -65,7 +65,7 @@ class Block {
 void PrintResult(const BackupJob& job, const Program& program, const RunWords& words) {
   const RunCounters& counters = program.Context.Report.Counters;
   const LastRunResult& result = job.LastRunResult;
-  Block block(job.Name + std::u16string(Tr(u"：")) +
+  Block block(ShownName(job.Name) + std::u16string(Tr(u"：")) +
               std::u16string(Tr(result.Stopped ? words.Stopped : words.Done)));
   block.Line(TrLater(u"來源檔案總計　　　："), ScreenNumber(counters.SourceFiles));
   block.Line(words.Copied, ScreenNumber(result.CopiedFiles));
@@ -164,7 +164,7 @@ const KindOfDifference& KindOf(const VerifyDifference& difference) {
 }
 
 void PrintVerification(const VerifyReport& report, const BackupJob& job) {
-  Block block(job.Name + std::u16string(Tr(u"：")) +
+  Block block(ShownName(job.Name) + std::u16string(Tr(u"：")) +
               std::u16string(report.Stopped ? Tr(u"驗證中斷") : Tr(u"驗證完成")));
   block.Line(TrLater(u"內容相同檔案總計　："), ScreenNumber(report.Counters.Equal));
   for (const KindOfDifference& kind : kKinds) {
@@ -214,7 +214,7 @@ nlohmann::json RunReports::Begin(const BackupJob& job, std::string_view kind, Ex
 }
 
 void RunReports::Trouble(nlohmann::json& run, const BackupJob& job, const Message& why) {
-  PrintError(Printable(job.Name) + ": " + why.Shown());
+  PrintError(PrintableName(job.Name) + ": " + why.Shown());
   if (run["reason"].is_null()) run["reason"] = why.Source();
 }
 
@@ -237,7 +237,7 @@ void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
   }
   if (failed > kTroublesTold && !failures.empty()) {
     PrintError(Fill(Tr("%1: the log tells of the others: %2"),
-                    {Printable(job.Name), Printable(program.RunLogPath())}));
+                    {PrintableName(job.Name), Printable(program.RunLogPath())}));
   }
 }
 
@@ -305,13 +305,13 @@ void RunReports::TellDifferences(nlohmann::json& run, const VerifyReport& report
     const KindOfDifference& kind = KindOf(difference);
     run["differences"].push_back({{"kind", kind.Word}, {"path", JsonText(difference.Path)}});
     if (!output_.Json && i < told) {
-      PrintError(
-          Printable(job.Name + u": " + std::u16string(Tr(kind.Name)) + u" " + difference.Path));
+      PrintError(Printable(ShownName(job.Name) + u": " + std::u16string(Tr(kind.Name)) + u" " +
+                           difference.Path));
     }
   }
   if (!output_.Json && report.Differing.size() > told) {
     PrintError(Fill(Tr("%1: the log tells of the others: %2"),
-                    {Printable(job.Name), Printable(report.LogPath)}));
+                    {PrintableName(job.Name), Printable(report.LogPath)}));
   }
 }
 

@@ -105,7 +105,7 @@ int ListNextRuns(Session& session, const std::vector<std::string>& names, std::s
                     {"enabled", job.Enabled},
                     {"state", StandingKey(standing)},
                     {"next_runs", std::move(json_times)}});
-    rows.push_back({job.Name, Shown(StandingText(standing)), text});
+    rows.push_back({ShownName(job.Name), Shown(StandingText(standing)), text});
   }
   if (json) {
     PrintJson(list);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/find_name.h"
 #include "base/text.h"
 #include "base/translation.h"
 #include "cli/console.h"
@@ -65,7 +66,7 @@ bool Session::Lock(std::u16string_view purpose) {
 }
 
 BackupJob* Session::FindJob(const std::string& name) {
-  const std::int32_t index = program_->Store.FindJob(FromUtf8(name));
+  const std::int32_t index = FindShownJob(program_->Store, FromUtf8(name));
   if (index >= 0) return &program_->Store.Jobs[static_cast<std::size_t>(index)];
   PrintError(Fill(Tr("no such job: %1"), {Printable(FromUtf8(name))}));
   return nullptr;

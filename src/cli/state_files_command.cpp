@@ -87,7 +87,7 @@ int ListVersions(Session& session, const std::string& name, const std::string& p
   const FileVersions found = VersionsOf(program.Files, program.Archiver, states, *relative);
   for (const std::size_t state : found.Unread) {
     PrintError(Fill(Tr("%1: this state cannot be read: %2"),
-                    {Printable(job->Name), Printable(states[state].Unit)}));
+                    {PrintableName(job->Name), Printable(states[state].Unit)}));
   }
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> rows{
@@ -110,8 +110,8 @@ int ListVersions(Session& session, const std::string& name, const std::string& p
     PrintTable(rows);
   }
   if (found.Versions.empty()) {
-    PrintError(
-        Fill(Tr("%1: no state has this file: %2"), {Printable(job->Name), Printable(*relative)}));
+    PrintError(Fill(Tr("%1: no state has this file: %2"),
+                    {PrintableName(job->Name), Printable(*relative)}));
     return kSourceMissing;
   }
   return found.Unread.empty() ? kDone : kSomeFailed;
@@ -141,7 +141,7 @@ int CompareJobStates(Session& session, const std::string& name, const std::strin
     if (!files[side] || files[side]->Unread > 0) {
       PrintError(Fill(files[side] ? Tr("%1: this state cannot be read as a whole: %2")
                                   : Tr("%1: this state cannot be read: %2"),
-                      {Printable(job->Name), Printable(state.Unit)}));
+                      {PrintableName(job->Name), Printable(state.Unit)}));
       whole = false;
     }
     if (!files[side]) return kSomeFailed;

@@ -82,12 +82,12 @@ std::u16string StateCell(const JobState& state) {
 void TellNone(const BackupJob& job) {
   const bool one_folder = !job.Compressed && !HasDateTags(job.Destination.Path);
   PrintError(one_folder ? Fill(Tr("%1: it always writes into one folder, and has no states: %2"),
-                               {Printable(job.Name), Printable(job.Destination.Path)})
-                        : Fill(Tr("%1: there are no states"), {Printable(job.Name)}));
+                               {PrintableName(job.Name), Printable(job.Destination.Path)})
+                        : Fill(Tr("%1: there are no states"), {PrintableName(job.Name)}));
 }
 
 std::string ListedBy(const BackupJob& job) {
-  return Fill(Tr("; kavrelctl states %1 lists them"), {Printable(job.Name)});
+  return Fill(Tr("; kavrelctl states %1 lists them"), {PrintableName(job.Name)});
 }
 
 }  // namespace
@@ -150,13 +150,13 @@ std::optional<std::size_t> StateMeant(const std::vector<JobState>& states, const
   const std::string wanted = Printable(FromUtf8(which));
   if (choice.Result == StateChoice::Ambiguous) {
     PrintError(Fill(Tr("%1: more than one state begins with %2%3"),
-                    {Printable(job.Name), wanted, ListedBy(job)}));
+                    {PrintableName(job.Name), wanted, ListedBy(job)}));
     code = kBadInput;
   } else {
     const bool away = choice.Result == StateChoice::Found;
     PrintError(Fill(away ? Tr("%1: the disk of this state is not there: %2%3")
                          : Tr("%1: there is no such state: %2%3"),
-                    {Printable(job.Name), wanted, ListedBy(job)}));
+                    {PrintableName(job.Name), wanted, ListedBy(job)}));
     code = kSourceMissing;
   }
   return std::nullopt;
@@ -177,7 +177,7 @@ std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
     // The run that follows tells that there is no backup.
     if (!states.empty()) {
       PrintError(Fill(Tr("%1: no state is whole%2, --state takes one all the same"),
-                      {Printable(job.Name), ListedBy(job)}));
+                      {PrintableName(job.Name), ListedBy(job)}));
     }
     return std::u16string();
   }
@@ -193,7 +193,7 @@ std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
     newer += Tr(" (a date to come: the clock was ahead when it was made)");
   }
   PrintError(Fill(
-      text, {Printable(job.Name), ToUtf8(StateDateText(state)), Printable(state.Unit), newer}));
+      text, {PrintableName(job.Name), ToUtf8(StateDateText(state)), Printable(state.Unit), newer}));
   return state.Unit;
 }
 

@@ -74,7 +74,7 @@ int PrintStatus(Session& session, const StatusChoice& choice) {
                       : !is_well                     ? Colour::Doubtful
                       : status.Word == JobWord::Off  ? Colour::Plain
                                                      : Colour::Good);
-    rows.push_back({job.Name, StatusCell(status.Word), DateOrNothing(status.LastGood),
+    rows.push_back({ShownName(job.Name), StatusCell(status.Word), DateOrNothing(status.LastGood),
                     job.Enabled ? DateOrNothing(job.NextRun) : std::u16string(),
                     Shown(status.Reason)});
   }

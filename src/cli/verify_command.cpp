@@ -33,7 +33,7 @@ int VerifyJobs(Session& session, const VerifyChoice& choice) {
     if (!unit) return why;
     if (!unit->empty() && EndsWithSeparator(*unit)) {
       PrintError(Fill(Tr("%1: an older state is compared with the source as it is now: %2"),
-                      {Printable(job->Name), Printable(*unit)}));
+                      {PrintableName(job->Name), Printable(*unit)}));
     }
     const VerifyReport report = session.Program().VerifyJobNow(
         job->JobIndex,

@@ -108,7 +108,7 @@ void NewJobDefaults(BackupJob& job, DateTime now, std::u16string_view default_de
   job.NextRun = std::chrono::floor<std::chrono::days>(now) + std::chrono::hours(1);
   SetInterval(job, IntervalKind::Minutes, 10);
   job.RefusedDays = 0;
-  job.Name = u"新的備份排程";
+  job.Name = TrLaterIn("name", u"新的備份排程");
   job.IncludeSubfolders = job.AddSourceFolder = true;
   job.Enabled = job.Synchronise = job.UseRecycleBin = false;
   job.Source.Path.clear();

@@ -209,9 +209,9 @@ BackupJob DuplicateJob(const BackupJob& job, const std::vector<BackupJob>& jobs)
   duplicate.RunStarted = duplicate.LastRun = kZeroDate;
   duplicate.LastRunResult = {};
   ForgetRuns(duplicate.Extras);
-  duplicate.Name = Fill(u"%1 - 複本", {job.Name});
+  duplicate.Name = Fill(TrLaterIn("name", u"%1 - 複本"), {job.Name});
   for (int number = 2; IsTaken(duplicate.Name, jobs, -1); ++number) {
-    duplicate.Name = Fill(u"%1 - 複本 %2", {job.Name, Decimal(number)});
+    duplicate.Name = Fill(TrLaterIn("name", u"%1 - 複本 %2"), {job.Name, Decimal(number)});
   }
   return duplicate;
 }

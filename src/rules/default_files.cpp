@@ -1,5 +1,6 @@
 #include "rules/default_files.h"
 
+#include "base/translation.h"
 #include "platform/files.h"
 
 namespace kavrel {

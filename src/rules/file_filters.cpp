@@ -1,6 +1,7 @@
 #include "rules/file_filters.h"
 
 #include "base/text.h"
+#include "base/translation.h"
 #include "base/wildcard.h"
 #include "files/path.h"
 #include "platform/code_page.h"
@@ -14,7 +15,7 @@ FilterTable::FilterTable(const FileSystem& file_system)
     : file_system_(file_system), file_(file_system, u"FileType.txt") {}
 
 void FilterTable::LoadFilters() {
-  Entries = {{u"所有檔案 (*.*)", u"*.*"}};
+  Entries = {{TrLaterIn("name", u"所有檔案 (*.*)"), u"*.*"}};
   Result<std::string> bytes = file_.Read();
   // Only a missing file is made anew: one that cannot be read may hold the user's lists.
   if (IsNotFound(bytes.Error) && WriteDefaultFile(file_system_, "FILEFILTERS", file_.Path())) {

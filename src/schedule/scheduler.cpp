@@ -165,7 +165,7 @@ void Scheduler::RunRow(std::int32_t row) {
 
 void Scheduler::RunJobsByName(std::span<const std::u16string> names) {
   for (const std::u16string& name : names) {
-    const std::int32_t row = store_.FindJob(name);
+    const std::int32_t row = actions_.FindJob(name);
     if (row < 0) {
       Trace("schedule", {name, u": no such job"});
       if (!name.empty()) actions_.NoSuchJob(name);

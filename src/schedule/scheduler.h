@@ -51,6 +51,8 @@ struct SchedulerActions {
   std::function<void()> PlayCompletionSound;  ///< when it is switched on
   /// A job that the command line names is not there.
   std::function<void(std::u16string_view name)> NoSuchJob;
+  /// The position of the job that the command line means by this name; -1 when there is none.
+  std::function<std::int32_t(std::u16string_view name)> FindJob;
 };
 
 class Scheduler {

@@ -54,7 +54,7 @@ std::optional<RestorePick> BackupCare::AskWhat(const BackupJob& job, std::u16str
   const auto browser = BrowseUnit(program_.Files, program_.Archiver, shown, &monitor);
   if (!browser) {
     TellFailure(*window_, TrText(u"無法讀取「%1」的備份「%2」。")
-                              .arg(ToQString(job.Name), ToQString(unit.empty() ? folder : unit)));
+                              .arg(NameText(job.Name), ToQString(unit.empty() ? folder : unit)));
     return std::nullopt;
   }
   return PickFiles(program_, job, *browser, unit, window_);
@@ -137,7 +137,7 @@ std::optional<RunOutcome> BackupCare::WithPassword(BackupJob& job, std::u16strin
   const QPointer<BackupCare> alive(this);
   const bool ticking = program_.Scheduler.TimerOn();
   program_.Scheduler.SetSchedulerTimer(false);
-  FrmPassword dialog(ToQString(job.Name), ToQString(archive), window_);
+  FrmPassword dialog(NameText(job.Name), ToQString(archive), window_);
   const bool entered = dialog.exec() == QDialog::Accepted;
   if (!alive) return std::nullopt;
   if (ticking) program_.Scheduler.SetSchedulerTimer(true);
@@ -171,7 +171,7 @@ void BackupCare::Verify(int row) {
 }
 
 void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& job) {
-  const QString name = ToQString(job.Name);
+  const QString name = NameText(job.Name);
   if (report.Outcome == RunOutcome::SourceMissing) {
     TellFailure(*window_, TrText(u"「%1」沒有可以比對的資料夾，來源：%2，備份：%3。")
                               .arg(name, ToQString(job.Source.Path),

@@ -73,7 +73,7 @@ frmDrives::frmDrives(Program& program, QWidget* parent, const std::vector<std::u
 void frmDrives::ShowRow(int row) {
   const Row& shown = rows_[static_cast<std::size_t>(row)];
   QStringList jobs;
-  for (const std::u16string& name : shown.Use.Jobs) jobs += ToQString(name);
+  for (const std::u16string& name : shown.Use.Jobs) jobs += NameText(name);
   lstDrives_.SetItemText(row, kFolderColumn,
                          shown.Folder.empty() ? TrText(u"（沒有對應）") : ToQString(shown.Folder));
   lstDrives_.SetItemText(row, kFolderColumn + 1, jobs.join(TrText(u"、")));

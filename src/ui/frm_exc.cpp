@@ -124,7 +124,7 @@ void frmExc::FillList() {
 
 void frmExc::ShowRow(int row) {
   const ExclusionRule& rule = rules_[static_cast<std::size_t>(row)];
-  lstExc_.SetItemText(row, 0, ToQString(rule.Desc));
+  lstExc_.SetItemText(row, 0, NameText(rule.Desc));
   lstExc_.SetItemText(row, 1, ShownText(OnOffText(rule.Enabled)));
   lstExc_.SetItemText(row, 2, ShownText(PatternText(rule.File)));
   lstExc_.SetItemText(row, 3, ShownText(PatternText(rule.Folder)));
@@ -210,7 +210,7 @@ void frmExc::lstExc_NotifyKeyDown(int key, bool& handled) {
 void frmExc::btnNew_Click() {
   adding_ = true;
   RuleForm form;
-  form.Desc = Tr(u"新的排除方案");
+  form.Desc = TrLaterIn("name", u"新的排除方案");
   form.Enabled = true;
   ShowPanel(true);
   panel_->Show(form);

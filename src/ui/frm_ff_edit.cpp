@@ -132,7 +132,7 @@ void frmFFEdit::MakeFrame() {
 void frmFFEdit::FillFilters(int select) {
   LvFFs_.ItemClear();
   const std::vector<FileFilter>& filters = program_.Filters.Entries;
-  for (std::size_t i = 1; i < filters.size(); ++i) LvFFs_.ItemAdd(-1, ToQString(filters[i].Name));
+  for (std::size_t i = 1; i < filters.size(); ++i) LvFFs_.ItemAdd(-1, NameText(filters[i].Name));
   LvFFs_.SetSelectedItem(select < 1 ? -1 : std::min(RowOf(select), LvFFs_.ItemCount() - 1));
   ShowFilter();
 }
@@ -145,7 +145,7 @@ void frmFFEdit::ShowFilter() {
     for (const std::u16string_view pattern : SplitPatterns(filter.Patterns)) {
       if (!pattern.empty()) LvExts_.ItemAdd(-1, ToQString(pattern));
     }
-    txtDesc_->setText(ToQString(filter.Name));
+    txtDesc_->setText(NameText(filter.Name));
   } else {
     txtDesc_->clear();
   }
@@ -188,13 +188,15 @@ QStringList frmFFEdit::Patterns() const {
 
 /// Puts what the frame holds into the table. False, with the window flashing, when it cannot be.
 bool frmFFEdit::Store() {
-  FileFilter filter{FromQString(txtDesc_->text()), FromQString(Patterns().join(u';'))};
+  std::vector<FileFilter>& filters = program_.Filters.Entries;
+  const std::u16string before =
+      edited_ == kNewFilter ? std::u16string() : filters[static_cast<std::size_t>(edited_)].Name;
+  FileFilter filter{TypedName(txtDesc_->text(), before), FromQString(Patterns().join(u';'))};
   if (Trim(filter.Name).empty() || !CheckRuleName(filter.Name).empty()) {
     Attract(*this);
     txtDesc_->setFocus();
     return false;
   }
-  std::vector<FileFilter>& filters = program_.Filters.Entries;
   int place = edited_;
   if (place == kNewFilter) {
     place = static_cast<int>(filters.size());

@@ -29,9 +29,10 @@ FrmGoOn::FrmGoOn(const RunQuestion& question, QWidget* parent)
   const QString reason =
       // not translated: looked for in what is shown
       ShownText(question.Text).replace(QStringLiteral(" 個"), QStringLiteral("\u00A0個"));
-  auto* lblMsg =
-      Make<QLabel>("lblMsg", WithShortNames(TrText(u"排程「%1」：\n%2。\n\n要繼續執行嗎？")
-                                                .arg(ToQString(question.JobName), reason)));
+  auto* lblMsg = Make<QLabel>(
+      "lblMsg",
+      WithShortNames(
+          TrText(u"排程「%1」：\n%2。\n\n要繼續執行嗎？").arg(NameText(question.JobName), reason)));
   lblMsg->setTextFormat(Qt::PlainText);
   lblMsg->setWordWrap(true);
   lblMsg->setMinimumWidth(420);

@@ -96,9 +96,9 @@ void FrmMain::AskAndRestore(int row) {
 void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
   if (outcome == RunOutcome::SourceMissing) {
     TellFailure(*this, TrText(u"找不到資料夾「%1」，排程「%2」沒有執行。")
-                           .arg(ToQString(job.Source.WorkPath), ToQString(job.Name)));
+                           .arg(ToQString(job.Source.WorkPath), NameText(job.Name)));
   } else if (outcome == RunOutcome::NoArchiver) {
-    TellFailure(*this, TrText(u"找不到 7-Zip 程式，排程「%1」沒有執行。").arg(ToQString(job.Name)));
+    TellFailure(*this, TrText(u"找不到 7-Zip 程式，排程「%1」沒有執行。").arg(NameText(job.Name)));
   }
 }
 
@@ -209,7 +209,7 @@ void FrmMain::AskPastDue(PastDueQuestion& question) {
 
 void FrmMain::TimesSetRight(const BackupJob& job, DateTime) {
   set_right_ += TrText(u"「%1」的下次備份時間：%2")
-                    .arg(ToQString(job.Name), ShownText(DateTimeText(job.NextRun)));
+                    .arg(NameText(job.Name), ShownText(DateTimeText(job.NextRun)));
   if (set_right_.size() > 1) return;
   // A wrong clock has moved the times of several jobs: they are told together.
   QTimer::singleShot(0, this, [this] {

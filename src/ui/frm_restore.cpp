@@ -36,7 +36,7 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
                        SettingsStore* sizes, RestoreStates states)
     : QDialog(parent), states_(std::move(states)), browser_(&backup.Browser), picker_(picker) {
   setObjectName(QStringLiteral("FrmRestore"));
-  setWindowTitle(TrText(u"還原「%1」的檔案").arg(ToQString(backup.Job)));
+  setWindowTitle(TrText(u"還原「%1」的檔案").arg(NameText(backup.Job)));
   txtFind_ = Make<QLineEdit>("txtFind");
   txtFind_->setClearButtonEnabled(true);
   txtFind_->setPlaceholderText(TrText(u"檔案或資料夾名稱的一部分"));

@@ -221,7 +221,7 @@ void FrmSet::btnDuplicate_Click() {
 void FrmSet::btnDel_Click() {
   BackupJob* job = SelectedJob();
   if (job == nullptr ||
-      !Confirm(*this, TrText(u"您確定要移除【%1】嗎？").arg(ToQString(job->Name)))) {
+      !Confirm(*this, TrText(u"您確定要移除【%1】嗎？").arg(NameText(job->Name)))) {
     return;
   }
   RemoveJob(*job);

@@ -81,7 +81,7 @@ frmShortcut::frmShortcut(Program& program, QWidget* parent) : QDialog(parent), p
   if (program_.Store.LoadJobs()) {
     for (const BackupJob& job : program_.Store.Jobs) {
       if (job.Deleted) continue;
-      lstJobs_.ItemAdd(-1, ToQString(job.Name));
+      lstJobs_.ItemAdd(-1, NameText(job.Name));
       indexes_.push_back(job.JobIndex);
     }
   }

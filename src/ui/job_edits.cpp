@@ -87,7 +87,7 @@ void JobEdits::Remove(int row) {
   if (program_.State.RunBusy || row < 0 || row >= std::ssize(program_.Store.Jobs)) return;
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   if (!ConfirmLoss(
-          *window_, TrText(u"您確定要移除【%1】嗎？").arg(ToQString(job.Name)),
+          *window_, TrText(u"您確定要移除【%1】嗎？").arg(NameText(job.Name)),
           TrText(u"已經備份的檔案會保留在「%1」。").arg(ToQString(program_.DestinationNow(job))))) {
     return;
   }

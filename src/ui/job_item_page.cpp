@@ -182,7 +182,8 @@ void JobItemPage::ConnectFields() {
 
 void JobItemPage::Show(const JobForm& form) {
   ComJobType_->setCurrentIndex(-1);
-  txtDesc_->setText(ToQString(form.Name));
+  kept_name_ = form.Name;
+  txtDesc_->setText(NameText(kept_name_));
   txtSrc_->setText(ToQString(form.Source));
   txtDest_->setText(ToQString(form.Destination));
   cboBackupType_->setCurrentIndex(static_cast<int>(form.Type));
@@ -204,7 +205,7 @@ void JobItemPage::Show(const JobForm& form) {
 }
 
 void JobItemPage::Read(JobForm& form) const {
-  form.Name = FromQString(txtDesc_->text());
+  form.Name = TypedName(txtDesc_->text(), kept_name_);
   form.Source = FromQString(txtSrc_->text());
   form.Destination = FromQString(txtDest_->text());
   form.Type = static_cast<BackupType>(cboBackupType_->currentIndex());
@@ -231,7 +232,7 @@ void JobItemPage::FocusField(FormCheck check) {
 void JobItemPage::FillFilters() {
   cboFF_->clear();
   for (std::size_t i = 0; i < program_.Filters.Entries.size(); ++i) {
-    cboFF_->addItem(ToQString(program_.Filters.Entries[i].Name), static_cast<int>(i));
+    cboFF_->addItem(NameText(program_.Filters.Entries[i].Name), static_cast<int>(i));
   }
 }
 
@@ -280,7 +281,8 @@ void JobItemPage::ComJobType_Click(int index) {
     return;
   }
   const std::u16string source = FindUserFolder(preset.Source);
-  txtDesc_->setText(ToQString(preset.Name));
+  kept_name_ = preset.Name;
+  txtDesc_->setText(NameText(kept_name_));
   txtSrc_->setText(ToQString(source));
   given_name_ = txtDesc_->text();
   given_source_ = txtSrc_->text();

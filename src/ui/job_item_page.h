@@ -56,6 +56,7 @@ class JobItemPage : public QWidget {
   QLineEdit *txtDesc_, *txtSrc_, *txtDest_, *txtFileSize_, *txtZipPassWord_;
   QPushButton *btnBrowseSrc_, *btnBrowseDest_, *btnTags_, *cmdLoadFFs_;
   QString given_name_, given_source_;  ///< of a new job, or of the last preset
+  std::u16string kept_name_;           ///< of which txtDesc_ was given what is shown
   QCheckBox* chkShowPassWord_;
   QCheckBox *chkExc_, *chkSubDirs_, *chkSrcFolder_, *chkEnabled_, *chkRecycle_, *chkFileSize_,
       *chkZipPassWord_;

@@ -164,7 +164,7 @@ void JobList::Fill() {
   health_.clear();
   view_.ItemClear();
   for (const BackupJob& job : program_.Store.Jobs) {
-    const int row = view_.ItemAdd(-1, ToQString(job.Name), 0, 0);
+    const int row = view_.ItemAdd(-1, NameText(job.Name), 0, 0);
     const QString texts[] = {ToQString(job.Source.Path),
                              ToQString(job.Destination.Path),
                              {},

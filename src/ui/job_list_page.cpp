@@ -51,10 +51,10 @@ int JobListPage::SetJob(std::int32_t job_index, const std::u16string& name) {
   const auto found = std::find(indexes_.begin(), indexes_.end(), job_index);
   if (found == indexes_.end()) {
     indexes_.push_back(job_index);
-    return lstJobs_.ItemAdd(-1, ToQString(name));
+    return lstJobs_.ItemAdd(-1, NameText(name));
   }
   const int row = static_cast<int>(found - indexes_.begin());
-  lstJobs_.SetItemText(row, 0, ToQString(name));
+  lstJobs_.SetItemText(row, 0, NameText(name));
   return row;
 }
 

@@ -24,6 +24,9 @@ LogBar::LogBar() {
   OnLanguage(this, [this] {
     const QSignalBlocker quiet(cboLogJob_);
     cboLogJob_->setItemText(0, TrText(u"所有排程"));
+    for (int i = 1; i < cboLogJob_->count(); ++i) {
+      cboLogJob_->setItemText(i, NameText(FromQString(cboLogJob_->itemData(i).toString())));
+    }
     txtLogFind_->setPlaceholderText(TrText(u"名稱、狀態或日期"));
   });
   auto* layout = new QHBoxLayout(this);
@@ -48,18 +51,18 @@ void LogBar::OfferJobs(const std::vector<LogRow>& rows) {
   }
   names.sort();
   QStringList offered;
-  for (int i = 1; i < cboLogJob_->count(); ++i) offered += cboLogJob_->itemText(i);
+  for (int i = 1; i < cboLogJob_->count(); ++i) offered += cboLogJob_->itemData(i).toString();
   if (names == offered) return;
-  const QString chosen = cboLogJob_->currentIndex() > 0 ? cboLogJob_->currentText() : QString();
+  const QString chosen = cboLogJob_->currentData().toString();
   const QSignalBlocker quiet(cboLogJob_);
   while (cboLogJob_->count() > 1) cboLogJob_->removeItem(1);
-  cboLogJob_->addItems(names);
-  cboLogJob_->setCurrentIndex(chosen.isEmpty() ? 0 : qMax(0, cboLogJob_->findText(chosen)));
+  for (const QString& name : names) cboLogJob_->addItem(NameText(FromQString(name)), name);
+  cboLogJob_->setCurrentIndex(chosen.isEmpty() ? 0 : qMax(0, cboLogJob_->findData(chosen)));
 }
 
 LogFilter LogBar::Filter() const {
   LogFilter filter;
-  if (cboLogJob_->currentIndex() > 0) filter.Job = FromQString(cboLogJob_->currentText());
+  filter.Job = FromQString(cboLogJob_->currentData().toString());
   filter.Failed = chkLogFailed_->isChecked();
   filter.Text = FromQString(txtLogFind_->text().trimmed());
   return filter;

@@ -53,8 +53,9 @@ QStringList ShownColumns(const LogRow& row) {
   const LogColumns columns = ColumnsOf(row);
   QStringList shown;
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    const bool name = i == 0 || i == kLogPathColumn;
-    shown += name ? ToQString(columns[i]) : ShownText(columns[i]);
+    shown += i == 0                ? NameText(columns[i])
+             : i == kLogPathColumn ? ToQString(columns[i])
+                                   : ShownText(columns[i]);
   }
   // A time that is not known was written as one without a date.
   if (row.Started) shown[kStarted] = ToQString(ScreenDateOrNothing(*row.Started));
@@ -222,7 +223,7 @@ void LogView::CatchUp() {
 
 void LogView::AddRow(const LogRow& row) {
   const int image = IsBadRun(row) ? kFailedImage : kPlainImage;
-  const int index = view_.ItemAdd(-1, ToQString(row.Job), image, image);
+  const int index = view_.ItemAdd(-1, NameText(row.Job), image, image);
   const QStringList columns = ShownColumns(row);
   for (int column = 1; column < columns.size(); ++column) {
     view_.ItemAddSub(index, column, columns[column]);

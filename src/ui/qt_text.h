@@ -22,6 +22,16 @@ inline QString TrText(std::u16string_view id) {
   return ToQString(Tr(id));
 }
 
+/// A name of a job, a rule or a list of file types, as it is shown.
+inline QString NameText(std::u16string_view name) {
+  return ToQString(ShownName(name));
+}
+
+/// What is kept of a name that was shown in a box: itself, while nobody has typed another.
+inline std::u16string TypedName(const QString& text, std::u16string_view kept) {
+  return text == NameText(kept) ? std::u16string(kept) : FromQString(text);
+}
+
 /// What the core has composed, as it is shown.
 inline QString ShownText(std::u16string_view text) {
   return ToQString(Shown(text));

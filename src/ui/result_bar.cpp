@@ -65,7 +65,7 @@ QStringList ResultBar::Undone() const {
   if (!added_) return lines;
   for (const RunEnd& end : ends_) {
     if (end.Why.empty()) continue;
-    lines += TrText(u"「%1」：").arg(ToQString(end.Job)) + ShownText(end.Why);
+    lines += TrText(u"「%1」：").arg(NameText(end.Job)) + ShownText(end.Why);
   }
   return lines;
 }

@@ -136,7 +136,8 @@ void RulePanel::AddDrive(const QString& drive) {
 }
 
 void RulePanel::Show(const RuleForm& form) {
-  txtDesc_->setText(ToQString(form.Desc));
+  kept_name_ = form.Desc;
+  txtDesc_->setText(NameText(kept_name_));
   chkEnabled_->setChecked(form.Enabled);
   optDrive_[form.AllDrives ? 0 : 1]->setChecked(true);
   const QString drive = ToQString(form.Drive);
@@ -156,7 +157,7 @@ void RulePanel::Show(const RuleForm& form) {
 
 RuleForm RulePanel::Read() const {
   RuleForm form;
-  form.Desc = FromQString(txtDesc_->text());
+  form.Desc = TypedName(txtDesc_->text(), kept_name_);
   form.Enabled = chkEnabled_->isChecked();
   form.AllDrives = optDrive_[0]->isChecked();
   form.Drive = FromQString(cboDrive_->currentText());

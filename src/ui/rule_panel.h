@@ -40,6 +40,7 @@ class RulePanel : public QWidget {
   void EnableFields();
 
   QLineEdit* txtDesc_;
+  std::u16string kept_name_;  ///< the one that txtDesc_ was given
   QCheckBox* chkEnabled_;
   std::array<QRadioButton*, 2> optDrive_;
   std::array<QRadioButton*, 4> optFolder_;

@@ -28,7 +28,7 @@ RunShow::RunShow(Program& program, RunPanel& panel, clsStatusBar& status_bar)
 void RunShow::Begin(std::int32_t job_index, bool restore, const RestorePick* pick,
                     std::u16string_view unit) {
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(job_index)];
-  job_ = ToQString(job.Name);
+  job_ = NameText(job.Name);
   index_ = job_index;
   const std::u16string backup =
       unit.empty() ? program_.DestinationNow(job) : std::u16string(UnitFolder(unit));

@@ -41,7 +41,7 @@ void Tray::NoteFinished(const BackupJob& job, const std::optional<VerifyReport>&
                         const std::u16string& log_path) {
   log_path_ = finished_ == 0 ? log_path : std::u16string();
   ++finished_;
-  name_ = ToQString(job.Name);
+  name_ = NameText(job.Name);
   if (job.LastRunResult.Stopped) ++interrupted_;
   copied_ += job.LastRunResult.CopiedFiles;
   failed_ += job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles;
@@ -66,7 +66,7 @@ void Tray::TellHidden() {
 
 void Tray::Tell(const RunEnd& end) {
   message_log_ = end.LogPath;
-  Show(ToQString(end.Job), ShownText(end.Text), end.Bad);
+  Show(NameText(end.Job), ShownText(end.Text), end.Bad);
 }
 
 void Tray::TellFinished(bool show) {

@@ -152,7 +152,7 @@ void WelcomePage::FillSources() {
   counting_ = 0;
   sources_.ItemClear();
   for (const SourceOffer& offer : source_offers_) {
-    sources_.ItemAdd(-1, ShownText(offer.Name));
+    sources_.ItemAdd(-1, NameText(offer.Name));
     counts_.push_back(offer.Countable ? std::make_unique<TreeCount>(program_.Files, offer.Folder,
                                                                     u"", Scope::OfRestore(true))
                                       : nullptr);
@@ -174,7 +174,7 @@ void WelcomePage::FillPlaces(bool anew) {
   places_.ItemClear();
   int selected = -1;
   for (const PlaceOffer& offer : place_offers_) {
-    const int at = places_.ItemAdd(-1, ShownText(offer.Name));
+    const int at = places_.ItemAdd(-1, NameText(offer.Name));
     places_.ItemAddSub(at, 1, ToQString(offer.Folder));
     const QString free =
         offer.Free ? ShownText(FormatSize(*offer.Free, SizeMode::Scaled)) : QString();

@@ -2,13 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <regex>
 #include <set>
 
+#include "app/first_job.h"
 #include "app/watch.h"
 #include "base/text.h"
 #include "core/command_line.h"
+#include "core/job_presets.h"
 #include "support/set_clock.h"
 #include "support/spoken.h"
 #include "support/temp_folder.h"
@@ -256,7 +259,7 @@ void WatchFor(hours simulated) {
 
   std::map<std::string, int> started;
   for (const std::string& line : lines) {
-    if (line.find(" started: A") != line.npos) ++started[line.substr(0, 16)];
+    if (line.find(" 開始：A") != line.npos) ++started[line.substr(0, 16)];
   }
   int expected = 0;
   for (DateTime due = friday; due < end; due += minutes(1)) {
@@ -267,7 +270,7 @@ void WatchFor(hours simulated) {
     ASSERT_EQ(runs == started.end() ? 0 : runs->second, refused ? 0 : 1) << ToUtf8(IsoText(due));
   }
   EXPECT_EQ(started.size(), static_cast<std::size_t>(expected));
-  EXPECT_TRUE(lines.back().ends_with("stopped: the store and the program log are saved"));
+  EXPECT_TRUE(lines.back().ends_with("結束：備份排程與備份紀錄已儲存"));
 }
 
 TEST(Watch, MeetsEveryMinuteOnceAndRefusedDaysNever) {
@@ -324,6 +327,36 @@ TEST(Program, WritesTheSameFilesInEveryLanguage) {
   }
   for (const Language& language : Languages()) {
     EXPECT_EQ(FilesAfterRuns(language.Code), files) << language.Code;
+  }
+}
+
+TEST(Program, GivesNoNameThatSomeLanguageCannotShow) {
+  TestProgram test;
+  ASSERT_TRUE(test.Program.Load());
+  BackupJob job;
+  NewJobDefaults(job, test.Clock.Now(), u"");
+  std::vector<std::u16string> jobs{job.Name, SourceOffers(test.Program).front().Name}, rules, types;
+  for (const JobPreset& preset : JobPresets()) jobs.emplace_back(preset.Name);
+  for (const ExclusionRule& rule : test.Program.Exclusions.Rules()) rules.push_back(rule.Desc);
+  for (const FileFilter& filter : test.Program.Filters.Entries) types.push_back(filter.Name);
+  EXPECT_EQ(rules.size(), 14u);
+  EXPECT_EQ(types.size(), 10u);
+  for (const Language& language : Languages()) {
+    const Spoken spoken(language.Code);
+    const bool may = language.Code.starts_with("zh") || language.Code == "ja";
+    for (const auto* names : {&jobs, &rules, &types}) {
+      std::set<std::u16string> shown;
+      for (const std::u16string& name : *names) {
+        shown.insert(ToLower(ShownName(name)));
+        EXPECT_TRUE(may ||
+                    !std::ranges::any_of(ShownName(name), [](char16_t c) { return c >= 0x2E80; }))
+            << language.Code << ToUtf8(name);
+        EXPECT_EQ(ShownName(name) == name,
+                  language.Code == "zh_TW" || name == u"Internet Explorer Cookies")
+            << language.Code << ToUtf8(name);
+      }
+      EXPECT_EQ(shown.size(), names->size()) << language.Code << ": two look alike";
+    }
   }
 }
 

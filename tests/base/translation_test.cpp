@@ -165,6 +165,9 @@ TEST(TranslationTest, ShowsWhatTheCoreHasComposed) {
       // A name in quotation marks stays, whatever text it is.
       {u"「完成」備份完成：備份 1 個檔案", u"“完成”: Backup finished: 1 file backed up"},
       {u"找不到排程「失敗 1 個檔案」", u"There is no job “失敗 1 個檔案”"},
+      // One that the program has given is shown as everywhere else.
+      {u"找不到排程「家目錄 - 複本 2」", u"There is no job “Home folder - copy 2”"},
+      {u"備份排程名稱　　　：我的文件夾", u"Job name: My documents"},
       // Two ways to take it apart: as it is.
       {u"「a」b」備份完成：", u"「a」b」備份完成："},
       {u"自己的文字", u"自己的文字"},
@@ -201,6 +204,19 @@ TEST(TranslationTest, WritesNumbersAndTimesAsTheLanguageDoes) {
   }
   EXPECT_FALSE(ScreenNumberOf(u"1..2"));
   EXPECT_FALSE(ScreenNumberOf(u"2009/9"));
+}
+
+TEST(TranslationTest, ShowsTheNamesThatTheProgramGivesAndNoOthers) {
+  const Spoken german("de");
+  EXPECT_EQ(ShownName(u"資源回收筒"), u"Papierkorb");
+  EXPECT_EQ(ShownName(u"照片 - 複本"), u"照片 - Kopie");
+  EXPECT_EQ(ShownName(u"家目錄 - 複本 - 複本 3"), u"家目錄 - 複本 - 複本 3") << "two ways";
+  EXPECT_EQ(ShownName(u"備份完成"), u"備份完成") << "a text, but no name";
+  EXPECT_EQ(ShownName(u"失敗 1 個檔案"), u"失敗 1 個檔案");
+  EXPECT_EQ(ShownName(u"name"), u"name");
+  EXPECT_EQ(ShownName(u""), u"");
+  const Spoken chinese("zh_TW");
+  EXPECT_EQ(ShownName(u"資源回收筒"), u"資源回收筒");
 }
 
 }  // namespace

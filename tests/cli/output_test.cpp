@@ -113,7 +113,7 @@ TEST_F(OutputTest, TheJournalGetsTheLevelOfEachLineAndTheReason) {
                                "; export JOURNAL_STREAM=$(stat -c %d:%i " + journal.string() +
                                "); exec " KAVRELCTL " --home " + temp_.Home().string() + " watch"});
   SystemClock clock;
-  for (int tries = 0; tries < 3000 && !Holds(ReadTestFile(journal), " done: B, "); ++tries) {
+  for (int tries = 0; tries < 3000 && !Holds(ReadTestFile(journal), " 完成：B，"); ++tries) {
     clock.Sleep(10);
   }
   kill(watch.Process(), SIGTERM);
@@ -123,10 +123,10 @@ TEST_F(OutputTest, TheJournalGetsTheLevelOfEachLineAndTheReason) {
   std::istringstream text(lines);
   std::string levels;
   for (std::string line; std::getline(text, line);) {
-    if (Holds(line, " not run: A")) levels += "A" + line.substr(0, 3);
-    if (!Holds(line, " done: B")) continue;
+    if (Holds(line, " 沒有執行：A")) levels += "A" + line.substr(0, 3);
+    if (!Holds(line, " 完成：B")) continue;
     levels += "B" + line.substr(0, 3);
-    EXPECT_TRUE(Holds(line, "1 failed")) << line;
+    EXPECT_TRUE(Holds(line, "失敗 1")) << line;
     EXPECT_TRUE(Holds(line, "sub")) << "the reason: " << line;
   }
   EXPECT_EQ(levels, "A<3>B<4>") << lines;

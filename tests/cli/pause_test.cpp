@@ -83,13 +83,13 @@ TEST_F(PauseTest, IsHonouredByAllThatRunsByItselfAndToldByTheLists) {
 TEST_F(PauseTest, ReachesAProgramThatHasTheFolder) {
   EXPECT_EQ(Ctl({"pause"}).Output, "排程已暫停，直到恢復為止。\n");
   BackgroundCommand watch(Command({"watch"}));
-  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " paused: until it is resumed"); }))
+  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " 暫停：直到恢復為止"); }))
       << watch.Output();
-  EXPECT_FALSE(Holds(watch.Output(), "overdue")) << watch.Output();
+  EXPECT_FALSE(Holds(watch.Output(), "逾期")) << watch.Output();
   EXPECT_EQ(Ctl({"resume"}).ExitCode, 0);
-  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " done: late, 1 copied"); }))
+  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " 完成：late，複製 1，"); }))
       << watch.Output();
-  EXPECT_TRUE(Holds(watch.Output(), " resumed: ")) << watch.Output();
+  EXPECT_TRUE(Holds(watch.Output(), " 恢復：")) << watch.Output();
   kill(watch.Process(), SIGTERM);
   EXPECT_EQ(watch.Wait(), 0);
 }

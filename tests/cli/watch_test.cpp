@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <functional>
 
+#include "base/text.h"
+#include "base/translation.h"
 #include "core/job_store.h"
 #include "platform/clock.h"
 #include "support/command.h"
@@ -67,10 +70,10 @@ TEST_F(WatchTest, RunsWhatIsOverdueHasTheFolderAloneAndEndsCalmly) {
   EXPECT_TRUE(Holds(next.Output, "\"state\": \"switched-off\"")) << next.Output;
 
   BackgroundCommand watch(Command({"watch"}));
-  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " done: late, 1 copied"); }))
+  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " 完成：late，複製 1，"); }))
       << watch.Output();
-  EXPECT_TRUE(Holds(watch.Output(), " overdue: late, due at ")) << watch.Output();
-  EXPECT_FALSE(Holds(watch.Output(), "started: off"));
+  EXPECT_TRUE(Holds(watch.Output(), " 逾期：late，應在 ")) << watch.Output();
+  EXPECT_FALSE(Holds(watch.Output(), "開始：off"));
   EXPECT_EQ(ReadTestFile(dest_ / "late/a.txt"), "a");
 
   // A second one says who is there, and so does whatever would change something.
@@ -85,7 +88,7 @@ TEST_F(WatchTest, RunsWhatIsOverdueHasTheFolderAloneAndEndsCalmly) {
 
   kill(watch.Process(), SIGTERM);
   EXPECT_EQ(watch.Wait(), 0);
-  EXPECT_TRUE(Holds(watch.Output(), " stopped: ")) << watch.Output();
+  EXPECT_TRUE(Holds(watch.Output(), " 結束：")) << watch.Output();
 }
 
 TEST_F(WatchTest, AStoreThatSomebodyElseChangedMeanwhileIsKeptBesideItsOwn) {
@@ -93,7 +96,7 @@ TEST_F(WatchTest, AStoreThatSomebodyElseChangedMeanwhileIsKeptBesideItsOwn) {
   Add("mine", "2126/1/1 01:00", "--enable");
   const fs::path store = temp_.Home() / "Backup.rtm";
   BackgroundCommand watch(Command({"watch"}));
-  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " watching: "); }));
+  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " 監看中："); }));
   const std::string theirs = ReplaceFirst(ReadTestFile(store), "mine", "their");
   WriteTestFile(store, theirs);
   // Its memory is in no dump, should it crash.
@@ -101,7 +104,7 @@ TEST_F(WatchTest, AStoreThatSomebodyElseChangedMeanwhileIsKeptBesideItsOwn) {
   EXPECT_TRUE(Holds(limits, "Max core file size        1 ")) << limits;
   kill(watch.Process(), SIGTERM);
   EXPECT_EQ(watch.Wait(), 0);
-  EXPECT_TRUE(Holds(watch.Output(), " kept: " + store.string() + " was changed by somebody else, "))
+  EXPECT_TRUE(Holds(watch.Output(), " 另存：" + store.string() + " 已被其他程式變更"))
       << watch.Output();
   EXPECT_TRUE(Holds(ReadTestFile(store), "mine"));
   EXPECT_EQ(ReadTestFile(temp_.Home() / "other_Backup.rtm"), theirs);
@@ -115,7 +118,7 @@ TEST_F(WatchTest, EndsInTheMidstOfARunWithItsBookkeepingDone) {
   ASSERT_TRUE(Await([&] { return fs::exists(dest_ / "big") && !fs::is_empty(dest_ / "big"); }));
   kill(watch.Process(), SIGTERM);
   EXPECT_EQ(watch.Wait(), 0);
-  EXPECT_TRUE(Holds(watch.Output(), " interrupted: big, ")) << watch.Output();
+  EXPECT_TRUE(Holds(watch.Output(), " 中斷：big，")) << watch.Output();
   EXPECT_TRUE(Holds(Ctl({"log"}).Output, "備份中斷"));
 }
 
@@ -135,7 +138,7 @@ TEST_F(WatchTest, AKilledRunIsRunAgainFromAWholeStore) {
   ASSERT_EQ(store.Jobs.size(), 2u);
   EXPECT_EQ(store.Jobs[0].LastRun, kZeroDate);
   BackgroundCommand again(Command({"watch"}));
-  EXPECT_TRUE(Await([&] { return Holds(again.Output(), " done: big, 5,000 copied"); }))
+  EXPECT_TRUE(Await([&] { return Holds(again.Output(), " 完成：big，複製 5,000，"); }))
       << again.Output();
 }
 
@@ -156,11 +159,12 @@ TEST_F(WatchTest, WhatNeverComesDueIsToldAlikeAndIntervalsStayAsTheyAre) {
   EXPECT_TRUE(Holds(due.Output, "沒有時間已到的排程")) << due.Output;
   EXPECT_TRUE(Holds(due.Errors, "odd: 它永不自動執行")) << due.Errors;
   BackgroundCommand watch(Command({"watch"}));
-  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " watching: 1 of 1 "); })) << watch.Output();
+  ASSERT_TRUE(Await([&] { return Holds(watch.Output(), " 監看中：1 個排程中有 1 個"); }))
+      << watch.Output();
   kill(watch.Process(), SIGTERM);
   EXPECT_EQ(watch.Wait(), 0);
-  EXPECT_TRUE(Holds(watch.Output(), " never: odd, it never runs by itself")) << watch.Output();
-  EXPECT_FALSE(Holds(watch.Output(), "overdue"));
+  EXPECT_TRUE(Holds(watch.Output(), " 永不執行：odd，它永不自動執行")) << watch.Output();
+  EXPECT_FALSE(Holds(watch.Output(), "逾期"));
   EXPECT_EQ(Ctl({"edit", "odd", "--guard", "4"}).ExitCode, 2);
 }
 
@@ -179,6 +183,23 @@ TEST_F(WatchTest, RunTakesAllThatAreOnOrThoseThatAreDue) {
   EXPECT_FALSE(fs::exists(dest_ / "off"));
   EXPECT_EQ(Ctl({"run"}).ExitCode, 2);
   EXPECT_EQ(Ctl({"run", "--all", "late"}).ExitCode, 2);
+}
+
+TEST_F(WatchTest, TellsEachEventInTheUsersLanguage) {
+  fs::create_directories(source_);
+  Add("A", "2126/1/1 01:00", "--enable");
+  for (const Language& language : Languages()) {
+    const std::string code(language.Code);
+    BackgroundCommand watch(Command({"--lang", code, "watch"}));
+    ASSERT_TRUE(Await([&] { return !watch.Output().empty(); })) << code;
+    kill(watch.Process(), SIGTERM);
+    EXPECT_EQ(watch.Wait(), 0);
+    const std::string said = watch.Output();
+    EXPECT_EQ(Holds(said, " watching: ") && Holds(said, " stopped: "), code == "en") << said;
+    const bool may = code.starts_with("zh") || code == "ja";
+    EXPECT_EQ(std::ranges::any_of(FromUtf8(said), [](char16_t c) { return c >= 0x3000; }), may)
+        << said;
+  }
 }
 
 }  // namespace

@@ -90,7 +90,8 @@ class SchedulerTest : public testing::Test, protected ProgramHost {
       {[this](BackupJob& job) { RunBackupJob(job); }, [this] { Note("priority"); },
        [this] { Note("normal"); }, [this] { Note("save-log"); }, [](const BackupJob&) {},
        [this] { Note("sound"); },
-       [this](std::u16string_view name) { Note("missing:" + ToUtf8(name)); }}};
+       [this](std::u16string_view name) { Note("missing:" + ToUtf8(name)); },
+       [this](std::u16string_view name) { return Store.FindJob(name); }}};
   const DateTime kTenPast = *FromCivil(2009, 9, 23, 14, 10);
 };
 

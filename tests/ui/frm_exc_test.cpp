@@ -11,6 +11,7 @@
 #include <QRadioButton>
 #include <deque>
 
+#include "support/spoken.h"
 #include "support/test_program.h"
 #include "ui/window_driver.h"
 
@@ -142,6 +143,30 @@ TEST_F(RuleEditorTest, EditingChoosesTheOptionsThatTheRuleMeans) {
   EXPECT_EQ(MessageOf([&] { Button("btnDel").click(); }, "是"), "您確定要刪除指定的排除項目嗎？");
   Button("btnDone").click();
   EXPECT_EQ(File(), "a\tFalse\tC:\t\\\t*\r\n\xA7\xEF\xB9L\tFalse\t*\tTemp\\\tx.txt\r\n");
+}
+
+TEST_F(RuleEditorTest, BuiltInNamesAreShownInTheUsersLanguageAndKept) {
+  const auto edited = [&](const char* language, const QString& bin, const QString& given) {
+    const Spoken spoken(language);
+    Program.Program.Exclusions.RestoreDefaults();
+    Open();
+    EXPECT_EQ(Cell(0, 0), bin);
+    SelectRow(0);
+    Button("btnEdit").click();
+    EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), bin);
+    Button("btnOK").click();
+    Button("btnNew").click();
+    EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), given);
+    Option("optFile2");
+    Text("txtFile2", "*.tmp");
+    Button("btnOK").click();
+    EXPECT_EQ(Cell(14, 0), given);
+    Button("btnDone").click();
+    return File();
+  };
+  const std::string chinese = edited("zh_TW", "資源回收筒", "新的排除方案");
+  EXPECT_EQ(edited("en", "Recycle bin", "New rule"), chinese);
+  EXPECT_EQ(Rules().size(), 15u);
 }
 
 TEST_F(RuleEditorTest, ChangesAreNeverLostUnasked) {

@@ -15,6 +15,7 @@
 #include <QTest>
 
 #include "base/text.h"
+#include "support/spoken.h"
 #include "support/test_program.h"
 #include "support/variable.h"
 #include "ui/fake_picker.h"
@@ -332,6 +333,38 @@ TEST_F(JobEditorTest, APresetAsksBeforeItTakesThePlaceOfWhatWasEntered) {
   EXPECT_FALSE(Button("btnSaveJob").isEnabled());
   MessageOf([&] { Choose("ComJobType", 1); }, "是");
   EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "我的文件夾");
+}
+
+TEST_F(JobEditorTest, NamesThatTheProgramGivesAreKeptAsInEveryLanguageUnlessOneIsTyped) {
+  WriteTestFile(Program.Temp.Root() / "user/Documents/a", "a");
+  const Spoken english("en");
+  Open();
+  Button("btnNew").click();
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "New backup job");
+  Choose("ComJobType", 1);
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "My documents");
+  Choose("cboFF", 1);
+  EXPECT_EQ(Get<QComboBox>("cboFF").currentText(), "Documents");
+  Button("btnSaveJob").click();
+  ASSERT_EQ(Jobs().size(), 3u);
+  EXPECT_EQ(Jobs()[2].Name, u"我的文件夾");
+  EXPECT_TRUE(Jobs()[2].FileTypes.starts_with(u"*.txt;"));
+  const auto row = [&] {
+    return ViewOf(Get<QWidget>("lstJobs")).model()->index(2, 0).data().toString();
+  };
+  EXPECT_EQ(row(), "My documents");
+  SelectRow(2);
+  Button("btnEdit").click();
+  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "My documents");
+  Enter("txtDest", "D:\\elsewhere");
+  Button("btnSaveJob").click();
+  EXPECT_EQ(Jobs()[2].Name, u"我的文件夾");
+  EXPECT_EQ(Jobs()[2].Destination.Path, u"D:\\elsewhere\\");
+  Button("btnEdit").click();
+  Enter("txtDesc", "Papers");
+  Button("btnSaveJob").click();
+  EXPECT_EQ(Jobs()[2].Name, u"Papers");
+  EXPECT_EQ(row(), "Papers");
 }
 
 TEST_F(JobEditorTest, AnIntervalOfTwoUnitsStaysUnlessAnotherIsChosen) {
