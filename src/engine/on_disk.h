@@ -15,6 +15,12 @@
 
 namespace kavrel {
 
+/// Whether permissions, owner and flags are the same.
+inline bool SameRights(const FileStatus& a, const FileStatus& b) {
+  return a.Mode == b.Mode && a.Owner == b.Owner && a.Group == b.Group &&
+         a.Attributes == b.Attributes;
+}
+
 class OnDisk final : public Effects {
  public:
   /// All outlive this. `file_failed_text`: before a file's path in the log.
