@@ -28,17 +28,16 @@ StateGrowth GrowthOf(const FileSystem& files, const std::vector<JobState>& state
   for (std::size_t i = states.size(); i-- > 0;) growth.Taken[i] = taken += AddedBy(states[i]);
   if (states.empty()) return growth;
   const Result<Folder> folder = files.OpenFolder(UnitFolder(states.front().Unit));
-  const Result<DiskSpace> space =
-      folder ? folder->Space() : Result<DiskSpace>::Fail(folder.Error);
+  const Result<DiskSpace> space = folder ? folder->Space() : Result<DiskSpace>::Fail(folder.Error);
   if (space) growth.Free = space->Free;
   // The first one had everything to add.
   const std::size_t telling = std::min(states.size() - 1, kTelling);
   std::uint64_t added = 0;
   for (std::size_t i = 0; i < telling; ++i) added += AddedBy(states[i]);
   if (space && added > 0) {
-    growth.RunsLeft = static_cast<std::uint64_t>(
-        static_cast<double>(growth.Free) * static_cast<double>(telling) /
-        static_cast<double>(added));
+    growth.RunsLeft =
+        static_cast<std::uint64_t>(static_cast<double>(growth.Free) * static_cast<double>(telling) /
+                                   static_cast<double>(added));
   }
   return growth;
 }

@@ -1,5 +1,5 @@
-// Shown and ShownName of base/translation.h: which text of the source another one was composed of, and the same in
-// the user's language.
+// Shown and ShownName of base/translation.h: which text of the source another one was composed of,
+// and the same in the user's language.
 #include <optional>
 
 #include "base/number.h"

@@ -12,8 +12,13 @@ namespace kavrel {
 namespace {
 
 constexpr Language kLanguages[] = {
-    {"zh_TW", u"中文（台灣）"}, {"en", u"English"},  {"zh_CN", u"简体中文"}, {"ja", u"日本語"},
-    {"de", u"Deutsch"},         {"fr", u"Français"}, {"es", u"Español"},
+    {"zh_TW", u"中文（台灣）"},
+    {"en", u"English"},
+    {"zh_CN", u"简体中文"},
+    {"ja", u"日本語"},
+    {"de", u"Deutsch"},
+    {"fr", u"Français"},
+    {"es", u"Español"},
     // Not offered: they show whoever makes a window what texts of other languages do to it.
     {kLongLanguage, u"English, half as long again"},
     {kMirroredLanguage, u"English, from right to left"},

@@ -19,8 +19,8 @@ struct Language {
 
 /// All that the program speaks, Traditional Chinese first.
 std::span<const Language> Languages();
-/// Two more, for whoever makes a window: each English text half as long again, and English from right
-/// to left.
+/// Two more, for whoever makes a window: each English text half as long again, and English from
+/// right to left.
 inline constexpr std::string_view kLongLanguage = "x-long", kMirroredLanguage = "x-mirrored";
 /// The one that a locale's name means ("de_AT.UTF-8", "zh-Hant-HK"); null where there is none.
 const Language* FindLanguage(std::string_view locale);

@@ -72,15 +72,15 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
   std::size_t going = 0;
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> table{{TrCell(u"編號"), TrCell(u"日期時間"),
-                                                  TrCell(u"去留"), TrCell(u"原因"),
-                                                  TrCell(u"釋放"), TrCell(u"位置")}};
+                                                  TrCell(u"去留"), TrCell(u"原因"), TrCell(u"釋放"),
+                                                  TrCell(u"位置")}};
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const Row& row = rows[i];
     const bool goes = row.Fate && !row.Fate->Verdict.Stays();
     room += row.Room;
     going += goes;
     if (json) {
-      const std::string_view word = row.Fate ? kReasonWords[row.Fate->Verdict.Why]
+      const std::string_view word = row.Fate    ? kReasonWords[row.Fate->Verdict.Why]
                                     : keeps_all ? std::string_view("everything")
                                                 : std::string_view("not_own");
       list.push_back({{"number", i + 1},
@@ -91,7 +91,8 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
                       {"path", JsonText(row.State.Unit)}});
       continue;
     }
-    table.push_back({Grouped(i + 1), StateDateText(row.State), TrCell(goes ? TrLater(u"移除") : TrLater(u"保留")),
+    table.push_back({Grouped(i + 1), StateDateText(row.State),
+                     TrCell(goes ? TrLater(u"移除") : TrLater(u"保留")),
                      Shown(WhyText(job, row, keeps_all)),
                      goes ? Shown(FormatSize(row.Room, SizeMode::Scaled)) : std::u16string(u"-"),
                      row.State.Unit});
@@ -118,8 +119,9 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
            {std::to_string(going), Printable(size)});
   std::printf("%s\n", text.c_str());
   if (held) {
-    PrintError(Tr("More than half of them would go at once: a run keeps them all until the plan is "
-                  "given anew with edit --keep-plan; look at the clock first."));
+    PrintError(
+        Tr("More than half of them would go at once: a run keeps them all until the plan is "
+           "given anew with edit --keep-plan; look at the clock first."));
   }
   return kDone;
 }

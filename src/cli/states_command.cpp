@@ -66,8 +66,8 @@ nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Cont
           {"added", std::move(added)},
           {"taken_bytes", growth.Taken[number - 1]},
           {"pinned", state.Pinned},
-          {"runs_left", number == 1 && growth.RunsLeft ? nlohmann::json(*growth.RunsLeft)
-                                                       : nlohmann::json()},
+          {"runs_left",
+           number == 1 && growth.RunsLeft ? nlohmann::json(*growth.RunsLeft) : nlohmann::json()},
           {"failed", state.Figures ? nlohmann::json(state.Figures->Failed) : nlohmann::json()},
           {"verified", std::move(verified)},
           {"path", JsonText(state.Unit)}};

@@ -17,10 +17,10 @@ std::u16string SetRunPaths(BackupJob& job, Clock& clock);
 /// noted in its extras, the newest last. True when it is one.
 bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view unit);
 
-/// Moves what the job does not keep (engine/state_fates) to the recycle bin, or deletes it where the
-/// job says so. Only what is noted in the job's extras and bears its mark is touched, and neither
-/// what holds the source nor the unit of this run. What happens goes into the log; what cannot be
-/// moved stays and is counted as a warning.
+/// Moves what the job does not keep (engine/state_fates) to the recycle bin, or deletes it where
+/// the job says so. Only what is noted in the job's extras and bears its mark is touched, and
+/// neither what holds the source nor the unit of this run. What happens goes into the log; what
+/// cannot be moved stays and is counted as a warning.
 void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit);
 
 /// Notes in the plan what KeepNewest would let go after a run as of now.

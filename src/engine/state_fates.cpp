@@ -60,10 +60,9 @@ void JudgeByCount(std::size_t keep, const std::vector<Candidate>& candidates, St
 
 void JudgeByPlan(const KeepPlan& plan, std::vector<Candidate> candidates, DateTime now,
                  StateFates& fates) {
-  std::stable_sort(candidates.begin() + 1, candidates.end(),
-                   [](const Candidate& a, const Candidate& b) {
-                     return a.Dated.Date > b.Dated.Date;
-                   });
+  std::stable_sort(
+      candidates.begin() + 1, candidates.end(),
+      [](const Candidate& a, const Candidate& b) { return a.Dated.Date > b.Dated.Date; });
   std::vector<DatedState> states;
   for (const Candidate& one : candidates) states.push_back(one.Dated);
   const std::vector<KeepVerdict> verdicts = JudgeStates(plan, states, now);

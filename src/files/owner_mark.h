@@ -41,7 +41,7 @@ struct OwnerMark {
   };
   /// Of that run, once it has come to its end.
   std::optional<RunFigures> Figures;
-  bool Pinned = false;  ///< a dated folder or an archive that never goes by itself
+  bool Pinned = false;        ///< a dated folder or an archive that never goes by itself
   std::vector<Owner> Owners;  ///< whose runs have written there
 
   bool Names(std::u16string_view id) const;

@@ -67,9 +67,8 @@ std::vector<StateNote> NotesOf(const Program& program, BackupJob job,
   for (const JobState& state : states) {
     StateNote& note = notes.emplace_back();
     if (fates.Units.empty() && state.Pinned) note.Text = TrText(u"已釘選");
-    const auto fate =
-        std::find_if(fates.Units.begin(), fates.Units.end(),
-                     [&](const StateFate& one) { return one.Unit == state.Unit; });
+    const auto fate = std::find_if(fates.Units.begin(), fates.Units.end(),
+                                   [&](const StateFate& one) { return one.Unit == state.Unit; });
     if (fate == fates.Units.end()) continue;
     note.Goes = !fate->Verdict.Stays();
     const QString why = ShownText(FateText(job, *fate));

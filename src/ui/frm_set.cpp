@@ -74,6 +74,7 @@ void FrmSet::MakePages() {
   auto* page = Make<QScrollArea>("scrSafety");
   page->setFrameShape(QFrame::NoFrame);
   page->setWidgetResizable(true);
+  page->setFocusPolicy(Qt::NoFocus);
   page->setWidget(safety_);
   page->setMinimumWidth(safety_->minimumSizeHint().width() +
                         page->verticalScrollBar()->sizeHint().width());

@@ -27,8 +27,8 @@ class JobPreviewBox : public QGroupBox {
  private:
   static void Tell(QLabel& label, const QString& name, const QString& text);
   void ApplyColour();
-  /// Room for what usually is to be said, so that the window does not jump as one types, and for all
-  /// of what is.
+  /// Room for what usually is to be said, so that the window does not jump as one types, and for
+  /// all of what is.
   void MakeRoom();
 
   QLineEdit* txtNext_;

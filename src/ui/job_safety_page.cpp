@@ -114,9 +114,9 @@ QWidget* JobSafetyPage::MakeKeeping() {
   numKeep_->setAccessibleName(TrText(u"最新的幾份"));
   txtKeepPlan_ = Make<QLineEdit>("txtKeepPlan");
   txtKeepPlan_->setAccessibleName(TrText(u"自訂計畫"));
-  txtKeepPlan_->setToolTip(
-      TrText(u"每一段是「多久以內：每隔多久留一份」，all 是全部。例如 24h:all 30d:1d 12w:1w 24mo:1mo"
-             "（h 小時、d 天、w 週、mo 月、y 年）。"));
+  txtKeepPlan_->setToolTip(TrText(
+      u"每一段是「多久以內：每隔多久留一份」，all 是全部。例如 24h:all 30d:1d 12w:1w 24mo:1mo"
+      "（h 小時、d 天、w 週、mo 月、y 年）。"));
   chkDeleteOld_ = MakeSwitch("chkDeleteOld", TrText(u"直接刪除，不經資源回收筒(&X)"));
   connect(cboKeep_, &QComboBox::activated, this, [this] {
     ShowKeeping();
@@ -187,7 +187,8 @@ void JobSafetyPage::Show(const ExtraSettings& extras) {
   txtKeepPlan_->setText(ToQString(extras.KeepPlan));
   const bool planned = !extras.KeepPlan.empty();
   cboKeep_->setCurrentIndex(planned ? kFirstPlan + static_cast<int>(ready - kReadyPlans)
-                                    : extras.KeepNewest > 0 ? kKeepCount : kKeepAll);
+                            : extras.KeepNewest > 0 ? kKeepCount
+                                                    : kKeepAll);
   chkDeleteOld_->setChecked(extras.DeletesOld);
   ShowKeeping();
   chkVerify_->setChecked(extras.VerifyAfterRun);

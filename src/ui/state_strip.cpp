@@ -30,8 +30,8 @@ StateStrip::StateStrip(const std::vector<JobState>& states, const std::vector<St
     const StateNote note = i < notes.size() ? notes[i] : StateNote();
     QString tip = ToQString(ScreenDateTime(state.Date));
     if (!note.Text.isEmpty()) tip += QStringLiteral("\n") + note.Text;
-    marks_.push_back({state.Date, tip, note.Goes, state.Pinned,
-                      i < growth.Taken.size() ? growth.Taken[i] : 0});
+    marks_.push_back(
+        {state.Date, tip, note.Goes, state.Pinned, i < growth.Taken.size() ? growth.Taken[i] : 0});
     if (state.Date == kZeroDate) continue;
     first_ = first_ == kZeroDate ? state.Date : std::min(first_, state.Date);
     last_ = std::max(last_, state.Date);
@@ -71,9 +71,8 @@ int StateStrip::RowAt(const QPoint& at) const {
 }
 
 void StateStrip::PaintGrowth(QPainter& painter, const QRect& area) const {
-  const auto most = std::max_element(marks_.begin(), marks_.end(), [](const Mark& a, const Mark& b) {
-    return a.Taken < b.Taken;
-  });
+  const auto most = std::max_element(
+      marks_.begin(), marks_.end(), [](const Mark& a, const Mark& b) { return a.Taken < b.Taken; });
   if (most == marks_.end() || most->Taken == 0) return;
   QPainterPath path;
   bool begun = false;

@@ -5,8 +5,8 @@
 #include <set>
 
 #include "app/run_health.h"
-#include "engine/states.h"
 #include "engine/run_planner.h"
+#include "engine/states.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 #include "support/unprivileged.h"
@@ -145,7 +145,8 @@ TEST_F(KeepNewestTest, APlanThinsByAgeAndKeepsWhatIsPinnedAndAllUnderAWrongClock
   for (int i = 1; i < 27; ++i) run();
   // Two a day up to the 14th, 01:00.
   const std::string thinned =
-      "2009-09-01 01 2009-09-06 13 2009-09-07 13 2009-09-08 13 2009-09-09 13 2009-09-10 13 2009-09-11 13 "
+      "2009-09-01 01 2009-09-06 13 2009-09-07 13 2009-09-08 13 2009-09-09 13 2009-09-10 13 "
+      "2009-09-11 13 "
       "2009-09-12 13 2009-09-13 01 2009-09-13 13 2009-09-14 01 ";
   EXPECT_EQ(Names(Temp.DriveD()), thinned);
   EXPECT_EQ(job.Extras.Made.size(), 11U);

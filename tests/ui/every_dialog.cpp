@@ -231,8 +231,8 @@ class Dialogs {
     }
     for (const JobState& state : states.List) {
       const int day = ToCivil(state.Date).Day;
-      states.Notes.push_back({day > 20 ? "最新的備份" : "那段時間保留的是 2009-09-24 18:30:24",
-                              day % 3 == 0});
+      states.Notes.push_back(
+          {day > 20 ? "最新的備份" : "那段時間保留的是 2009-09-24 18:30:24", day % 3 == 0});
       states.Growth.Taken.push_back(static_cast<std::uint64_t>(day) * 1234567890);
     }
     states.List[5].Pinned = true;

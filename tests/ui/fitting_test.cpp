@@ -1,6 +1,6 @@
-// Every text of every window can be read in every language: none is cut off, none lies over another,
-// and no page has to be scrolled sideways. Two languages that nobody speaks stand for all to come: one
-// half as long again as English, one from right to left.
+// Every text of every window can be read in every language: none is cut off, none lies over
+// another, and no page has to be scrolled sideways. Two languages that nobody speaks stand for all
+// to come: one half as long again as English, one from right to left.
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
@@ -61,7 +61,8 @@ QString FaultOf(const QWidget& widget) {
     for (int i = 0; i < bar->count(); ++i) {
       if (WidthOf(*bar, bar->tabText(i)) > bar->tabRect(i).width()) return "tab cut";
     }
-    return bar->count() > 0 && bar->tabRect(bar->count() - 1).right() > bar->width() ? "scrolls" : "";
+    return bar->count() > 0 && bar->tabRect(bar->count() - 1).right() > bar->width() ? "scrolls"
+                                                                                     : "";
   }
   if (const auto* area = qobject_cast<const QScrollArea*>(&widget)) {
     return area->horizontalScrollBar()->maximum() > 0 ? "scrolls sideways" : "";
@@ -81,8 +82,8 @@ void ExpectFits(const QWidget& window, const QString& name) {
     if (text.isEmpty()) text = widget.property("title").toString();
     if (text.isEmpty()) text = widget.property("currentText").toString();
     ADD_FAILURE() << name.toStdString() << ": " << widget.objectName().toStdString() << " \""
-                  << text.toStdString() << "\" " << fault.toStdString() << " at "
-                  << widget.width() << " x " << widget.height();
+                  << text.toStdString() << "\" " << fault.toStdString() << " at " << widget.width()
+                  << " x " << widget.height();
   };
   for (const auto* widget : window.findChildren<QWidget*>()) {
     if (!widget->isVisible() || widget->window() != &window) continue;
