@@ -14,15 +14,21 @@ namespace kavrel {
 
 namespace {
 
-void ReadFolder(const Folder& folder, const std::u16string& path, StateListing& found) {
+bool GoesOn(ArchiveMonitor* monitor, std::u16string_view path) {
+  return !monitor || monitor->Working(0, path);
+}
+
+void ReadFolder(const Folder& folder, const std::u16string& path, StateListing& found,
+                ArchiveMonitor* monitor) {
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
+    if (!GoesOn(monitor, path)) return;
     if (entry->Kind == FileKind::Special || (path.empty() && IsOwnerMark(entry->Name))) continue;
     const std::u16string below = RelativePath(path, entry->Name);
     if (entry->Kind == FileKind::Folder) {
       const Result<Folder> opened = folder.OpenFolder(entry->Name);
       if (opened) {
-        ReadFolder(*opened, below, found);
+        ReadFolder(*opened, below, found, monitor);
       } else {
         ++found.Unread;
       }
@@ -52,20 +58,16 @@ Result<Folder> FolderOfFile(const FileSystem& files, std::u16string_view root,
   return folder;
 }
 
-/// As file systems and archives round.
-bool IsSameTime(FileTime a, FileTime b) {
-  return !IsNewer(a, b) && !IsNewer(b, a);
-}
-
 /// The checksum of a file's content; nothing where it cannot be read.
 std::optional<std::uint32_t> CrcOf(const FileSystem& files, const JobState& state,
-                                   const StateFile& file) {
+                                   const StateFile& file, ArchiveMonitor* monitor) {
   if (file.Crc || state.IsArchive) return file.Crc;
   const Result<Folder> folder = FolderOfFile(files, state.Unit, file.Path);
   if (!folder) return std::nullopt;
   Result<File> opened = folder->OpenFile(RelativeName(file.Path));
   if (!opened) return std::nullopt;
-  const Result<std::uint32_t> crc = FileSum().Crc(*opened);
+  const Result<std::uint32_t> crc =
+      FileSum().Crc(*opened, [&] { return GoesOn(monitor, file.Path); });
   return crc ? std::optional(*crc) : std::nullopt;
 }
 
@@ -87,8 +89,9 @@ bool IsSame(const FileSystem& files, const JobState& from, const StateFile& a, c
 /// Takes out of `added` and `removed` what was only moved.
 class MoveFinder {
  public:
-  MoveFinder(const FileSystem& files, const JobState& from, const JobState& to)
-      : files_(files), from_(from), to_(to) {}
+  MoveFinder(const FileSystem& files, const JobState& from, const JobState& to,
+             ArchiveMonitor* monitor)
+      : files_(files), from_(from), to_(to), monitor_(monitor) {}
 
   void Find(std::vector<const StateFile*>& removed, std::vector<const StateFile*>& added,
             std::vector<StateDifference>& found) {
@@ -98,7 +101,7 @@ class MoveFinder {
       if (IsCandidate(*file)) by_size.emplace(file->Size, file);
     }
     std::erase_if(added, [&](const StateFile* file) {
-      if (!IsCandidate(*file)) return false;
+      if (!IsCandidate(*file) || !GoesOn(monitor_, file->Path)) return false;
       const auto [begin, end] = by_size.equal_range(file->Size);
       const auto match =
           std::find_if(begin, end, [&](const auto& one) { return IsMoved(*one.second, *file); });
@@ -124,22 +127,27 @@ class MoveFinder {
   /// Each file is read once.
   std::optional<std::uint32_t> Crc(const JobState& state, const StateFile& file) {
     const auto [known, is_new] = crcs_.try_emplace(&file);
-    if (is_new) known->second = CrcOf(files_, state, file);
+    if (is_new) known->second = CrcOf(files_, state, file, monitor_);
     return known->second;
   }
 
   const FileSystem& files_;
   const JobState &from_, &to_;
+  ArchiveMonitor* const monitor_;
   std::map<const StateFile*, std::optional<std::uint32_t>> crcs_;
 };
 
 }  // namespace
 
+bool IsSameTime(FileTime a, FileTime b) {
+  return !IsNewer(a, b) && !IsNewer(b, a);
+}
+
 std::optional<StateListing> ReadState(const FileSystem& files, const SevenZipLibrary& archiver,
-                                      const JobState& state) {
+                                      const JobState& state, ArchiveMonitor* monitor) {
   StateListing found;
   if (state.IsArchive) {
-    const auto archive = archiver.SevenZipOpenArchive(state.Unit);
+    const auto archive = archiver.SevenZipOpenArchive(state.Unit, monitor);
     if (!archive) return std::nullopt;
     for (const IndividualInfo& entry : archive->Entries) {
       if (entry.IsFolder || entry.FileName.empty()) continue;
@@ -149,7 +157,7 @@ std::optional<StateListing> ReadState(const FileSystem& files, const SevenZipLib
   } else {
     const Result<Folder> root = files.OpenFolder(state.Unit);
     if (!root) return std::nullopt;
-    ReadFolder(*root, {}, found);
+    ReadFolder(*root, {}, found, monitor);
   }
   std::sort(found.Files.begin(), found.Files.end(),
             [](const StateFile& a, const StateFile& b) { return a.Path < b.Path; });
@@ -157,7 +165,8 @@ std::optional<StateListing> ReadState(const FileSystem& files, const SevenZipLib
 }
 
 FileVersions VersionsOf(const FileSystem& files, const SevenZipLibrary& archiver,
-                        const std::vector<JobState>& states, std::u16string_view path) {
+                        const std::vector<JobState>& states, std::u16string_view path,
+                        ArchiveMonitor* monitor) {
   FileVersions found;
   const auto add = [&](std::size_t state, std::uint64_t size, FileTime written) {
     const auto same =
@@ -171,9 +180,10 @@ FileVersions VersionsOf(const FileSystem& files, const SevenZipLibrary& archiver
     }
   };
   for (std::size_t i = 0; i < states.size(); ++i) {
+    if (!GoesOn(monitor, path)) break;
     const JobState& state = states[i];
     if (state.IsArchive) {
-      const auto archive = archiver.SevenZipOpenArchive(state.Unit);
+      const auto archive = archiver.SevenZipOpenArchive(state.Unit, monitor);
       if (!archive) found.Unread.push_back(i);
       for (const IndividualInfo& entry :
            archive ? archive->Entries : std::vector<IndividualInfo>()) {
@@ -192,9 +202,23 @@ FileVersions VersionsOf(const FileSystem& files, const SevenZipLibrary& archiver
   return found;
 }
 
+std::u16string_view StateChangeText(StateChange change) {
+  switch (change) {
+    case StateChange::Added:
+      return u"新增";
+    case StateChange::Removed:
+      return u"移除";
+    case StateChange::Changed:
+      return u"變更";
+    case StateChange::Moved:
+      return u"移動";
+  }
+  return {};
+}
+
 std::vector<StateDifference> CompareStates(const FileSystem& files, const JobState& from,
                                            const StateListing& from_files, const JobState& to,
-                                           const StateListing& to_files) {
+                                           const StateListing& to_files, ArchiveMonitor* monitor) {
   std::vector<StateDifference> found;
   std::vector<const StateFile*> removed, added;
   auto before = from_files.Files.begin();
@@ -206,6 +230,7 @@ std::vector<StateDifference> CompareStates(const FileSystem& files, const JobSta
     } else if (before == from_files.Files.end() || after->Path < before->Path) {
       added.push_back(&*after++);
     } else {
+      if (!GoesOn(monitor, after->Path)) break;
       if (!IsSame(files, from, *before, to, *after)) {
         found.push_back({StateChange::Changed, after->Path, {}, after->Size});
       }
@@ -213,7 +238,7 @@ std::vector<StateDifference> CompareStates(const FileSystem& files, const JobSta
       ++after;
     }
   }
-  MoveFinder(files, from, to).Find(removed, added, found);
+  MoveFinder(files, from, to, monitor).Find(removed, added, found);
   for (const StateFile* file : added) {
     found.push_back({StateChange::Added, file->Path, {}, file->Size});
   }

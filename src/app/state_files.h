@@ -1,5 +1,6 @@
 // What the states of a job hold: the versions of one file over all of them, and what changed from
-// one to another. Nothing is changed.
+// one to another. Nothing is changed. A monitor hears all the time that work goes on, and may end
+// it; what is given then is not to be used.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +30,7 @@ struct StateListing {
   std::uint32_t Unread = 0;
 };
 std::optional<StateListing> ReadState(const FileSystem& files, const SevenZipLibrary& archiver,
-                                      const JobState& state);
+                                      const JobState& state, ArchiveMonitor* monitor = nullptr);
 
 /// One file as some of the states have it: of one size, written at one time.
 struct FileVersion {
@@ -43,9 +44,14 @@ struct FileVersions {
 };
 /// The versions of the file or link of this relative path.
 FileVersions VersionsOf(const FileSystem& files, const SevenZipLibrary& archiver,
-                        const std::vector<JobState>& states, std::u16string_view path);
+                        const std::vector<JobState>& states, std::u16string_view path,
+                        ArchiveMonitor* monitor = nullptr);
+/// Whether two times are the same as file systems and archives round.
+bool IsSameTime(FileTime a, FileTime b);
 
 enum class StateChange : std::uint8_t { Added, Removed, Changed, Moved };
+inline constexpr std::size_t kStateChanges = 4;
+std::u16string_view StateChangeText(StateChange change);
 struct StateDifference {
   StateChange Change;
   std::u16string Path;  ///< in the later state, of what was removed in the earlier one
@@ -56,6 +62,7 @@ struct StateDifference {
 /// time are the same; one of content that another path had, and not any more, was moved.
 std::vector<StateDifference> CompareStates(const FileSystem& files, const JobState& from,
                                            const StateListing& from_files, const JobState& to,
-                                           const StateListing& to_files);
+                                           const StateListing& to_files,
+                                           ArchiveMonitor* monitor = nullptr);
 
 }  // namespace kavrel

@@ -43,27 +43,25 @@ bool CanRead(const Program& program, const std::vector<JobState>& states) {
   return false;
 }
 
-constexpr struct {
-  std::string_view Word;
-  std::u16string_view Text;
-} kChanges[] = {{"added", TrLater(u"新增")},
-                {"removed", TrLater(u"移除")},
-                {"changed", TrLater(u"變更")},
-                {"moved", TrLater(u"移動")}};
+constexpr std::string_view kChangeWords[kStateChanges] = {"added", "removed", "changed", "moved"};
+
+std::string ChangeText(std::size_t change) {
+  return Printable(Tr(StateChangeText(static_cast<StateChange>(change))));
+}
 
 void PrintDifferences(const std::vector<StateDifference>& differences) {
-  std::size_t counts[std::size(kChanges)] = {};
+  std::size_t counts[kStateChanges] = {};
   for (const StateDifference& one : differences) {
     const auto change = static_cast<std::size_t>(one.Change);
     ++counts[change];
     const std::string from = one.From.empty() ? "" : Printable(one.From) + " -> ";
-    std::printf("%s  %s%s\n", Printable(Tr(kChanges[change].Text)).c_str(), from.c_str(),
+    std::printf("%s  %s%s\n", ChangeText(change).c_str(), from.c_str(),
                 Printable(one.Path).c_str());
   }
   if (differences.empty()) std::printf("%s\n", Tr("Nothing is different."));
   for (std::size_t i = 0; i < std::size(counts); ++i) {
     if (counts[i] == 0) continue;
-    std::printf("%s  %s\n", Printable(Tr(kChanges[i].Text)).c_str(),
+    std::printf("%s  %s\n", ChangeText(i).c_str(),
                 Printable(TrCount(u"%1 個檔案", counts[i])).c_str());
   }
 }
@@ -155,7 +153,7 @@ int CompareJobStates(Session& session, const std::string& name, const std::strin
   nlohmann::json list = nlohmann::json::array();
   for (const StateDifference& one : differences) {
     list.push_back(
-        {{"change", kChanges[static_cast<std::size_t>(one.Change)].Word},
+        {{"change", kChangeWords[static_cast<std::size_t>(one.Change)]},
          {"path", JsonText(one.Path)},
          {"from", one.From.empty() ? nlohmann::json() : nlohmann::json(JsonText(one.From))},
          {"size", one.Size}});

@@ -4,9 +4,12 @@
 #include <QWidget>
 
 #include "app/backup_browser.h"
+#include "app/dated_copy.h"
+#include "app/file_jobs.h"
 #include "app/run_end.h"
 #include "base/number.h"
 #include "engine/states.h"
+#include "files/error_text.h"
 #include "files/path.h"
 #include "ui/dialogs.h"
 #include "ui/frm_password.h"
@@ -27,16 +30,17 @@ bool WantsPassword(const Program& program, RunOutcome outcome) {
 }  // namespace
 
 BackupCare::BackupCare(Program& program, RunShow& run, LogView& log, QWidget* window)
-    : QObject(window), program_(program), run_(run), log_(log), window_(window) {}
+    : QObject(window), program_(program), run_(run), log_(log), window_(window), opener_(program) {}
 
 bool BackupCare::MayStart(int row) const {
   return row >= 0 && row < std::ssize(program_.Store.Jobs) && !program_.State.RunBusy;
 }
 
-std::optional<RestorePick> BackupCare::AskWhat(const BackupJob& job, std::u16string& unit) {
+std::optional<RestoreWish> BackupCare::AskWhat(int row) {
+  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   const std::u16string folder = program_.DestinationNow(job);
   std::u16string of_now = AddBackslash(folder);
-  unit = UnitTaken(program_.Context, job);
+  std::u16string unit = UnitTaken(program_.Context, job);
   if (job.Compressed) {
     if (!program_.Archiver.Present()) {
       Q_EMIT Ended(RunOutcome::NoArchiver, job);
@@ -57,21 +61,57 @@ std::optional<RestorePick> BackupCare::AskWhat(const BackupJob& job, std::u16str
                               .arg(NameText(job.Name), ToQString(unit.empty() ? folder : unit)));
     return std::nullopt;
   }
-  return PickFiles(program_, job, *browser, unit, window_);
+  return PickFiles(program_, row, *browser, unit, opener_, window_);
 }
 
 void BackupCare::RestoreSome(int row) {
-  if (!MayStart(row)) return;
-  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
-  // A run that begins meanwhile would change what is being looked at.
+  if (MayStart(row)) AskAndFulfil([&] { return AskWhat(row); });
+}
+
+void BackupCare::ShowVersions(const std::u16string& path) {
+  std::vector<FileOfJob> files = JobsWithStatesOf(program_.Context, program_.Store.Jobs, path);
+  if (files.empty()) {
+    return Inform(*window_, TrText(u"沒有排程保留「%1」的較早版本。\n"
+                                   u"目標有日期標籤的排程和壓縮備份會保留多個版本。")
+                                .arg(ToQString(path)));
+  }
+  AskAndFulfil([&] { return OpenVersions(program_, std::move(files), opener_, window_); });
+}
+
+void BackupCare::AskAndFulfil(const std::function<std::optional<RestoreWish>()>& ask) {
   const QPointer<BackupCare> alive(this);
   const bool ticking = program_.Scheduler.TimerOn();
   program_.Scheduler.SetSchedulerTimer(false);
-  std::u16string unit;
-  const std::optional<RestorePick> pick = AskWhat(job, unit);
+  const std::optional<RestoreWish> wish = ask();
   if (!alive) return;
   if (ticking) program_.Scheduler.SetSchedulerTimer(true);
-  if (pick) Restore(row, {RestoreMode::Incremental, &*pick, {}, unit});
+  if (wish) Fulfil(*wish);
+}
+
+void BackupCare::Fulfil(const RestoreWish& wish) {
+  if (wish.Beside) return RestoreBeside(wish);
+  Restore(wish.Job, {RestoreMode::Incremental, &wish.Pick, {}, wish.Unit});
+}
+
+void BackupCare::RestoreBeside(const RestoreWish& wish) {
+  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(wish.Job)];
+  const std::u16string& path = *wish.Pick.Paths.Paths().begin();
+  std::optional<CopyBeside> copy;
+  copy.emplace(program_.Files, program_.Context.Clock, job, path);
+  const auto fail = [&](ErrorCode error) {
+    TellFailure(*window_, TrText(u"無法把「%1」放在現在的檔案旁邊：%2")
+                              .arg(ToQString(path), ShownText(ApiErrorText(error))));
+  };
+  if (copy->Error()) return fail(copy->Error());
+  const RestorePick pick = copy->Pick();
+  if (!Restore(wish.Job, {RestoreMode::Incremental, &pick, {}, wish.Unit})) return;
+  // Why nothing came, the restore has told.
+  if (!copy->Restored()) return;
+  const Result<std::u16string> placed = copy->Place(*wish.Beside);
+  // Nobody is to find its folder while a box waits for an answer.
+  copy.reset();
+  if (!placed) return fail(placed.Error);
+  Inform(*window_, TrText(u"已放在現在的檔案旁邊：\n%1").arg(ToQString(*placed)));
 }
 
 void BackupCare::RestoreAll(int row, RestoreMode mode) {
@@ -107,7 +147,7 @@ void BackupCare::PreviewRestore(int row, RestoreMode mode) {
   if (restore) Restore(row, request);
 }
 
-void BackupCare::Restore(int row, RestoreRequest request) {
+bool BackupCare::Restore(int row, RestoreRequest request) {
   const QPointer<BackupCare> alive(this);
   std::optional<std::u16string> archive;
   const ArchivePicker picker = std::move(request.Picker);
@@ -117,7 +157,7 @@ void BackupCare::Restore(int row, RestoreRequest request) {
   if (!request.Unit.empty() && !EndsWithSeparator(request.Unit)) archive = PathName(request.Unit);
   if (!program_.State.RunBusy) run_.Begin(row, true, request.Pick, request.Unit);
   RunOutcome outcome = program_.RunRestoreNow(row, request);
-  if (!alive) return;
+  if (!alive) return false;
   BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   if (archive && WantsPassword(program_, outcome)) {
     const std::optional<RunOutcome> again = WithPassword(job, *archive, [&] {
@@ -125,11 +165,12 @@ void BackupCare::Restore(int row, RestoreRequest request) {
       run_.Begin(row, true, request.Pick, request.Unit);
       return program_.RunRestoreNow(row, request);
     });
-    if (!alive) return;
+    if (!alive) return false;
     outcome = again.value_or(outcome);
   }
   Q_EMIT Finished(EndOfRestore(program_, job, outcome));
   Q_EMIT Ended(outcome, job);
+  return static_cast<bool>(alive);
 }
 
 std::optional<RunOutcome> BackupCare::WithPassword(BackupJob& job, std::u16string_view archive,

@@ -7,6 +7,8 @@
 #include <optional>
 
 #include "app/program.h"
+#include "ui/restore_wish.h"
+#include "ui/state_opener.h"
 
 class QWidget;
 
@@ -29,6 +31,9 @@ class BackupCare : public QObject {
   void PreviewRestore(int row, RestoreMode mode);
   /// Has files picked of the backup of the job on that row, and restores them.
   void RestoreSome(int row);
+  /// Shows all versions of the file of this absolute path, whichever job backs it up, and restores
+  /// what is wanted of them.
+  void ShowVersions(const std::u16string& path);
   void Verify(int row);
   /// Tells what a verification found, and offers its log when there are differences.
   void TellVerification(const VerifyReport& report, const BackupJob& job);
@@ -44,18 +49,23 @@ class BackupCare : public QObject {
  private:
   bool MayStart(int row) const;
   /// Restores of the job on that row what is asked for; a password that does not fit is asked for,
-  /// once.
-  void Restore(int row, RestoreRequest request);
+  /// once. False when this is gone meanwhile.
+  bool Restore(int row, RestoreRequest request);
   /// Restores again with a password that the user knows; nothing when they know none.
   std::optional<RunOutcome> WithPassword(BackupJob& job, std::u16string_view archive,
                                          const std::function<RunOutcome()>& restore);
-  /// With the state that it is of; empty for the folder of now.
-  std::optional<RestorePick> AskWhat(const BackupJob& job, std::u16string& unit);
+  std::optional<RestoreWish> AskWhat(int row);
+  /// Asks with the scheduler at rest: a run that begins meanwhile would change what is being looked
+  /// at. Then does what is wanted.
+  void AskAndFulfil(const std::function<std::optional<RestoreWish>()>& ask);
+  void Fulfil(const RestoreWish& wish);
+  void RestoreBeside(const RestoreWish& wish);
 
   Program& program_;
   RunShow& run_;
   LogView& log_;
   QWidget* window_;
+  StateOpener opener_;
 };
 
 }  // namespace kavrel

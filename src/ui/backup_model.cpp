@@ -35,6 +35,12 @@ BackupModel::Node* BackupModel::NodeOf(const QModelIndex& index) const {
   return index.isValid() ? static_cast<Node*>(index.internalPointer()) : root_.get();
 }
 
+std::u16string BackupModel::FileAt(const QModelIndex& index) const {
+  if (!index.isValid()) return {};
+  const Node& node = *NodeOf(index);
+  return node.Item.IsFolder ? std::u16string() : node.Path();
+}
+
 void BackupModel::Fill(Node& node, std::vector<BackupItem> items) const {
   const std::u16string folder = node.Parent ? node.Path() : std::u16string();
   for (BackupItem& item : items) {

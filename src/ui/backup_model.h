@@ -27,6 +27,8 @@ class BackupModel : public QAbstractItemModel {
   void ShowHits(const std::vector<BackupSearch::Hit>& hits);
   void ShowPicks();
   bool IsTree() const { return tree_; }
+  /// The path of a file in the backup; empty for a folder, or for nothing.
+  std::u16string FileAt(const QModelIndex& index) const;
 
   QModelIndex index(int row, int column, const QModelIndex& parent) const override;
   QModelIndex parent(const QModelIndex& child) const override;

@@ -11,6 +11,7 @@
 #include "rules/date_tokens.h"
 #include "ui/desktop_open.h"
 #include "ui/file_picker.h"
+#include "ui/frm_compare.h"
 #include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
 #include "ui/frm_go_on.h"
@@ -19,6 +20,7 @@
 #include "ui/frm_restore.h"
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
+#include "ui/frm_versions.h"
 #include "ui/frm_zip_list.h"
 #include "ui/idle_monitor.h"
 #include "ui/message_box.h"
@@ -77,46 +79,74 @@ std::vector<StateNote> NotesOf(const Program& program, BackupJob job,
   return notes;
 }
 
+/// What the dialog needs to list them and to deal with each.
+void ListStatesIn(RestoreStates& states, Program& program, const BackupJob& job,
+                  const std::u16string& unit, QWidget& parent) {
+  states.List = ListStates(program.Context, job);
+  const std::u16string shown = unit.empty() ? AddBackslash(program.DestinationNow(job)) : unit;
+  for (std::size_t i = 0; i < states.List.size(); ++i) {
+    if (states.List[i].Unit == shown) states.Chosen = static_cast<int>(i);
+  }
+  states.Browse = [&](const JobState& state) {
+    IdleMonitor monitor;
+    return BrowseUnit(program.Files, program.Archiver, state.Unit, &monitor);
+  };
+  states.Notes = NotesOf(program, job, states.List);
+  states.Growth = GrowthOf(program.Files, states.List);
+  states.Pin = [&](JobState& state, bool pinned) -> std::optional<QString> {
+    const ErrorCode error = state.Health == StateHealth::Unfinished
+                                ? kErrNotSupported
+                                : PinState(program.Files, job, state.Unit, pinned);
+    if (error) {
+      Warn(parent, TrText(u"無法釘選備份「%1」：%2")
+                       .arg(ToQString(state.Unit), ToQString(ApiErrorText(error))));
+      return std::nullopt;
+    }
+    JobState now = state;
+    now.Pinned = pinned;
+    return NotesOf(program, job, {now}).front().Text;
+  };
+  states.OpenFolder = [&](const JobState& state) {
+    OpenPathOrTell(parent, program.Files, UnitFolder(state.Unit));
+  };
+  states.Compare = [&, list = states.List](QWidget& owner, int older, int newer) {
+    OpenCompare(program, job.Name, list, older, newer, &owner);
+  };
+}
+
 }  // namespace
 
-std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
-                                     const BackupBrowser& browser, std::u16string& unit,
-                                     QWidget* parent) {
+std::optional<RestoreWish> PickFiles(Program& program, std::int32_t job_index,
+                                     const BackupBrowser& browser, const std::u16string& unit,
+                                     StateOpener& opener, QWidget* parent) {
+  const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(job_index)];
   RestoreStates states;
-  if (!job.Compressed && HasDateTags(job.Destination.Path)) {
-    states.List = ListStates(program.Context, job);
-    const std::u16string shown = unit.empty() ? AddBackslash(program.DestinationNow(job)) : unit;
-    for (std::size_t i = 0; i < states.List.size(); ++i) {
-      if (states.List[i].Unit == shown) states.Chosen = static_cast<int>(i);
-    }
-    states.Browse = [&](const JobState& state) {
-      IdleMonitor monitor;
-      return BrowseUnit(program.Files, program.Archiver, state.Unit, &monitor);
-    };
-    states.Notes = NotesOf(program, job, states.List);
-    states.Growth = GrowthOf(program.Files, states.List);
-    states.Pin = [&](JobState& state, bool pinned) -> std::optional<QString> {
-      const ErrorCode error = state.Health == StateHealth::Unfinished
-                                  ? kErrNotSupported
-                                  : PinState(program.Files, job, state.Unit, pinned);
-      if (error) {
-        Warn(*parent, TrText(u"無法釘選備份「%1」：%2")
-                          .arg(ToQString(state.Unit), ToQString(ApiErrorText(error))));
-        return std::nullopt;
-      }
-      JobState now = state;
-      now.Pinned = pinned;
-      return NotesOf(program, job, {now}).front().Text;
-    };
-    states.OpenFolder = [&](const JobState& state) {
-      OpenPathOrTell(*parent, program.Files, UnitFolder(state.Unit));
+  const bool listed = !job.Compressed && HasDateTags(job.Destination.Path);
+  if (listed) ListStatesIn(states, program, job, unit, *parent);
+  if (!states.List.empty() || (!listed && !ListStates(program.Context, job).empty())) {
+    states.Versions = [&](QWidget& owner, const std::u16string& path) {
+      return OpenVersions(program, {{job_index, path}}, opener, &owner);
     };
   }
   FrmRestore dialog({job.Name, job.Source.Path, browser}, DesktopFilePicker(), parent,
                     &program.WindowSizes, std::move(states));
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
-  if (!dialog.Unit().empty()) unit = dialog.Unit();
-  return dialog.Pick();
+  RestoreWish wish = dialog.Wish();
+  wish.Job = job_index;
+  if (wish.Unit.empty()) wish.Unit = unit;
+  return wish;
+}
+
+std::optional<RestoreWish> OpenVersions(Program& program, std::vector<FileOfJob> files,
+                                        StateOpener& opener, QWidget* parent) {
+  FrmVersions dialog(program, std::move(files), opener, parent);
+  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  return dialog.Wish();
+}
+
+void OpenCompare(Program& program, std::u16string_view job, const std::vector<JobState>& states,
+                 int older, int newer, QWidget* parent) {
+  FrmCompare(program, job, states, older, newer, parent).exec();
 }
 
 bool OpenQuestion(const RunQuestion& question, QWidget* parent) {

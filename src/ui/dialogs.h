@@ -6,13 +6,17 @@
 #include <string>
 #include <vector>
 
+#include "app/file_jobs.h"
 #include "app/program.h"
+#include "engine/states.h"
+#include "ui/restore_wish.h"
 
 class QWidget;
 
 namespace kavrel {
 
 class BackupBrowser;
+class StateOpener;
 
 /// The job editor, at the job of this position of the store, or at a new one for -1. Its
 /// caller has switched the scheduler off and saved the store, and reads it again afterwards.
@@ -29,12 +33,17 @@ void OpenDrives(Program& program, QWidget* parent);
 std::optional<std::u16string> PickArchive(Program& program,
                                           const std::vector<ArchiveFile>& archives,
                                           QWidget* parent);
-/// The files to restore, and where to; nothing when the user chose none.
-/// `unit`: the state that the browser shows, empty for the place of now; of a job with date tags
-/// then the one that was chosen.
-std::optional<RestorePick> PickFiles(Program& program, const BackupJob& job,
-                                     const BackupBrowser& browser, std::u16string& unit,
-                                     QWidget* parent);
+/// What is to be restored of the job of this position; nothing when the user wants nothing.
+/// `unit`: the state that the browser shows, empty for the place of now.
+std::optional<RestoreWish> PickFiles(Program& program, std::int32_t job_index,
+                                     const BackupBrowser& browser, const std::u16string& unit,
+                                     StateOpener& opener, QWidget* parent);
+/// All versions of a file, which the jobs name so; what is wanted of them, if anything.
+std::optional<RestoreWish> OpenVersions(Program& program, std::vector<FileOfJob> files,
+                                        StateOpener& opener, QWidget* parent);
+/// What changed from one of these states to another.
+void OpenCompare(Program& program, std::u16string_view job, const std::vector<JobState>& states,
+                 int older, int newer, QWidget* parent);
 /// Whether the run is to go on. Without an answer within a minute it is not.
 bool OpenQuestion(const RunQuestion& question, QWidget* parent);
 /// What a run of the job of this position would do. True when the user wants it to run now.

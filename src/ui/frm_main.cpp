@@ -89,6 +89,7 @@ std::optional<std::vector<std::u16string>> FrmMain::TakeStart(const OtherStart& 
   ShowWindow();
   // One that runs named jobs alone would be gone in a moment.
   stay_ = program_->State.CommandLineRun;
+  if (!start.Versions.empty()) WantVersions(start.Versions);
   return std::vector<std::u16string>();
 }
 

@@ -47,6 +47,8 @@ class FrmMain : public QWidget, public ProgramHost {
   /// Takes what another start of the program wants; gives the names of jobs that there are not.
   /// Nothing once the program has ended: that start is to go on by itself.
   std::optional<std::vector<std::u16string>> TakeStart(const OtherStart& start);
+  /// Shows all versions of the file of this absolute path, as soon as nothing else is under way.
+  void WantVersions(const std::u16string& path);
 
   /// Hides the window when it is seen, else shows it. Without a tray it is only made small.
   void ToggleMainWindow();
@@ -132,6 +134,7 @@ class FrmMain : public QWidget, public ProgramHost {
   void ShowHealth();
   /// The clock, and a pause of the schedule.
   void ShowStatus();
+  void ShowWantedVersions();
   void OpenMessage();
   /// The log of that path; without one, the list of all.
   void OpenLog(const std::u16string& path);
@@ -162,7 +165,8 @@ class FrmMain : public QWidget, public ProgramHost {
   BackupCare* care_ = nullptr;
   std::unique_ptr<RunShow> run_;
   QStringList set_right_;  ///< lines about jobs whose times a wrong clock had moved, not told yet
-  QString pause_text_;     ///< what the status bar tells of a pause; empty while there is none
+  std::u16string versions_wanted_;  ///< the file; empty: none
+  QString pause_text_;  ///< what the status bar tells of a pause; empty while there is none
   std::optional<int> selected_;  ///< during a batch: the row that the user had selected
   QTimer timer_min_, timer_wake_;
   bool hide_at_start_ = false, focus_list_ = false, stay_ = false, ended_ = false,

@@ -1,5 +1,6 @@
 // The main window as the host of runs: how they are begun, shown while they work, and told at their
 // end.
+#include <QApplication>
 #include <QTimer>
 
 #include "app/run_end.h"
@@ -91,6 +92,23 @@ void FrmMain::AskAndRestore(int row) {
   if (ConfirmLoss(*this, question, ShownText(RestoreWarning(*program_, row, mode)))) {
     care_->RestoreAll(row, mode);
   }
+}
+
+void FrmMain::WantVersions(const std::u16string& path) {
+  versions_wanted_ = path;
+  if (program_->State.RunBusy) {
+    TellBeside(*this, TrText(u"備份執行中，結束後會顯示「%1」的較早版本。").arg(ToQString(path)));
+  }
+  QTimer::singleShot(0, this, &FrmMain::ShowWantedVersions);
+}
+
+void FrmMain::ShowWantedVersions() {
+  // Over a run, or a window that changes the jobs, it waits.
+  if (versions_wanted_.empty() || ended_ || program_->State.RunBusy ||
+      QApplication::activeModalWidget() != nullptr) {
+    return;
+  }
+  care_->ShowVersions(std::exchange(versions_wanted_, {}));
 }
 
 void FrmMain::TellOutcome(RunOutcome outcome, const BackupJob& job) {
@@ -261,6 +279,7 @@ void FrmMain::TimerWake_Timer() {
   if (EndIfInterrupted()) return;
   if (ToCivil(program_->Context.Clock.Now()).Second % 10 == 0) ShowHealth();
   ShowStatus();
+  ShowWantedVersions();
 }
 
 void FrmMain::ShowStatus() {

@@ -7,6 +7,7 @@
 #include <QItemSelectionModel>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTreeView>
@@ -37,18 +38,12 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
     : QDialog(parent), states_(std::move(states)), browser_(&backup.Browser), picker_(picker) {
   setObjectName(QStringLiteral("FrmRestore"));
   setWindowTitle(TrText(u"還原「%1」的檔案").arg(NameText(backup.Job)));
-  txtFind_ = Make<QLineEdit>("txtFind");
-  txtFind_->setClearButtonEnabled(true);
-  txtFind_->setPlaceholderText(TrText(u"檔案或資料夾名稱的一部分"));
   cmdOK_ = Make<QPushButton>("cmdOK", TrText(u"還原(&R)"));
   auto* cmdCancel = Make<QPushButton>("cmdCancel", TrText(u"取消(&C)"));
   lblPicked_ = Make<QLabel>("lblPicked");
   lblPicked_->setTextFormat(Qt::PlainText);
   cmdOK_->setDefault(true);
 
-  auto* find = new QHBoxLayout;
-  find->addWidget(MakeLabel(TrText(u"搜尋(&F)："), txtFind_));
-  find->addWidget(txtFind_, 1);
   auto* buttons = new QHBoxLayout;
   buttons->addWidget(lblPicked_, 1);
   buttons->addWidget(cmdOK_);
@@ -63,20 +58,38 @@ FrmRestore::FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent
       if (row >= 0) states_.OpenFolder(states_.List[static_cast<std::size_t>(row)]);
     });
     connect(state_list_, &StateList::PinWanted, this, &FrmRestore::PinState);
+    connect(state_list_, &StateList::CompareWanted, this,
+            [this](int older, int newer) { states_.Compare(*this, older, newer); });
   }
-  layout->addLayout(find);
+  layout->addLayout(MakeSearch());
   layout->addWidget(MakeTree(), 1);
   layout->addWidget(MakeTarget(ToQString(backup.Source)));
   layout->addLayout(buttons);
 
-  search_timer_.setSingleShot(true);
-  connect(&search_timer_, &QTimer::timeout, this, &FrmRestore::SearchOn);
-  connect(txtFind_, &QLineEdit::textChanged, this, &FrmRestore::StartSearch);
   connect(cmdOK_, &QPushButton::clicked, this, &FrmRestore::TakePick);
   connect(cmdCancel, &QPushButton::clicked, this, &QDialog::reject);
   ShowState();
+  ShowCurrent();
   tvwFiles_->setFocus();
   RememberSize(*this, sizes, objectName(), state_list_ ? 880 : 760, state_list_ ? 720 : 560);
+}
+
+QLayout* FrmRestore::MakeSearch() {
+  txtFind_ = Make<QLineEdit>("txtFind");
+  txtFind_->setClearButtonEnabled(true);
+  txtFind_->setPlaceholderText(TrText(u"檔案或資料夾名稱的一部分"));
+  btnVersions_ = Make<QPushButton>("btnVersions", TrText(u"較早的版本(&V)..."));
+  btnVersions_->setAutoDefault(false);
+  btnVersions_->setVisible(static_cast<bool>(states_.Versions));
+  auto* find = new QHBoxLayout;
+  find->addWidget(MakeLabel(TrText(u"搜尋(&F)："), txtFind_));
+  find->addWidget(txtFind_, 1);
+  find->addWidget(btnVersions_);
+  search_timer_.setSingleShot(true);
+  connect(&search_timer_, &QTimer::timeout, this, &FrmRestore::SearchOn);
+  connect(txtFind_, &QLineEdit::textChanged, this, &FrmRestore::StartSearch);
+  connect(btnVersions_, &QPushButton::clicked, this, &FrmRestore::ShowVersions);
+  return find;
 }
 
 void FrmRestore::MakeModel() {
@@ -88,6 +101,9 @@ void FrmRestore::MakeModel() {
   tvwFiles_->setModel(model_);
   tvwFiles_->setRootIsDecorated(true);
   tvwFiles_->hideColumn(BackupModel::kFolder);
+  connect(tvwFiles_->selectionModel(), &QItemSelectionModel::currentChanged, this,
+          &FrmRestore::ShowCurrent);
+  connect(model_, &BackupModel::modelReset, this, &FrmRestore::ShowCurrent);
   tvwFiles_->setCurrentIndex(model_->index(0, 0, {}));
   delete selection;
   delete former;
@@ -120,13 +136,33 @@ void FrmRestore::PinState(int row, bool pinned) {
   state_list_->ShowPinned(row, state.Pinned, shown);
 }
 
-std::u16string FrmRestore::Unit() const {
-  if (states_.Chosen < 0) return {};
-  return states_.List[static_cast<std::size_t>(states_.Chosen)].Unit;
+void FrmRestore::ShowCurrent() {
+  btnVersions_->setEnabled(!model_->FileAt(tvwFiles_->currentIndex()).empty());
+}
+
+void FrmRestore::ShowTreeMenu(const QPoint& at) {
+  const QModelIndex index = tvwFiles_->indexAt(at);
+  if (!states_.Versions || model_->FileAt(index).empty()) return;
+  tvwFiles_->setCurrentIndex(index);
+  QMenu menu(this);
+  menu.setObjectName(QStringLiteral("mnuFile"));
+  QAction* versions = menu.addAction(btnVersions_->text());
+  versions->setObjectName(QStringLiteral("mnuVersions"));
+  connect(versions, &QAction::triggered, this, &FrmRestore::ShowVersions, Qt::QueuedConnection);
+  menu.exec(tvwFiles_->viewport()->mapToGlobal(at));
+}
+
+void FrmRestore::ShowVersions() {
+  const std::u16string path = model_->FileAt(tvwFiles_->currentIndex());
+  if (path.empty()) return;
+  version_ = states_.Versions(*this, path);
+  if (version_) accept();
 }
 
 QWidget* FrmRestore::MakeTree() {
   tvwFiles_ = Make<QTreeView>("tvwFiles");
+  tvwFiles_->setContextMenuPolicy(Qt::CustomContextMenu);
+  connect(tvwFiles_, &QTreeView::customContextMenuRequested, this, &FrmRestore::ShowTreeMenu);
   MakeModel();
   tvwFiles_->setItemDelegate(new LictDelegate(tvwFiles_));
   tvwFiles_->setUniformRowHeights(true);
@@ -215,12 +251,14 @@ void FrmRestore::TakePick() {
   accept();
 }
 
-RestorePick FrmRestore::Pick() const {
-  RestorePick pick;
-  pick.Paths = picked_;
-  if (optOther_->isChecked()) pick.Target = FromQString(txtTarget_->text().trimmed());
-  pick.ReplaceNewer = chkNewer_->isChecked();
-  return pick;
+RestoreWish FrmRestore::Wish() const {
+  if (version_) return *version_;
+  RestoreWish wish;
+  wish.Pick.Paths = picked_;
+  if (optOther_->isChecked()) wish.Pick.Target = FromQString(txtTarget_->text().trimmed());
+  wish.Pick.ReplaceNewer = chkNewer_->isChecked();
+  if (states_.Chosen >= 0) wish.Unit = states_.List[static_cast<std::size_t>(states_.Chosen)].Unit;
+  return wish;
 }
 
 }  // namespace kavrel

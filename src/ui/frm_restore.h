@@ -8,8 +8,8 @@
 #include <optional>
 
 #include "app/backup_browser.h"
-#include "core/restore_pick.h"
 #include "engine/states.h"
+#include "ui/restore_wish.h"
 #include "ui/state_strip.h"
 
 class QCheckBox;
@@ -26,7 +26,7 @@ class FilePicker;
 class SettingsStore;
 class StateList;
 
-/// The states of a job with date tags, of which the user takes one.
+/// The states of a job, of which the user takes one where they are listed.
 struct RestoreStates {
   std::vector<JobState> List;
   int Chosen = -1;  ///< the one that the browser shows; -1: it is none of them
@@ -38,6 +38,10 @@ struct RestoreStates {
   /// Pins one, or lets go of it, and gives what is told of it then; nothing where that failed,
   /// after telling so.
   std::function<std::optional<QString>(JobState& state, bool pinned)> Pin;
+  /// Shows what changed from one to another, by their positions.
+  std::function<void(QWidget& owner, int older, int newer)> Compare;
+  /// Shows all versions of a file; what is wanted then, if anything. Also without a list.
+  std::function<std::optional<RestoreWish>(QWidget& owner, const std::u16string& path)> Versions;
 };
 
 class FrmRestore : public QDialog {
@@ -53,16 +57,18 @@ class FrmRestore : public QDialog {
   FrmRestore(const Backup& backup, FilePicker& picker, QWidget* parent,
              SettingsStore* sizes = nullptr, RestoreStates states = {});
 
-  /// What was picked, once the dialog was accepted.
-  RestorePick Pick() const;
-  /// The state that it is of; empty where none was to be chosen.
-  std::u16string Unit() const;
+  /// What is wanted, once the dialog was accepted. The state is empty where none was to be chosen.
+  RestoreWish Wish() const;
 
  private:
   void MakeModel();
   void ChooseState(int row);
   void PinState(int row, bool pinned);
   QWidget* MakeTree();
+  QLayout* MakeSearch();
+  void ShowTreeMenu(const QPoint& at);
+  void ShowCurrent();
+  void ShowVersions();
   QWidget* MakeTarget(const QString& source);
   void ShowState();
   void StartSearch();
@@ -78,13 +84,14 @@ class FrmRestore : public QDialog {
   BackupModel* model_ = nullptr;
   StateList* state_list_ = nullptr;
   std::unique_ptr<BackupSearch> search_;
+  std::optional<RestoreWish> version_;  ///< that was chosen among those of one file
   QTimer search_timer_;
   QTreeView* tvwFiles_;
   QLineEdit *txtFind_, *txtTarget_;
   QLabel* lblPicked_;
   QRadioButton *optPlace_, *optOther_;
   QCheckBox* chkNewer_;
-  QPushButton *btnTarget_, *cmdOK_;
+  QPushButton *btnVersions_, *btnTarget_, *cmdOK_;
 };
 
 }  // namespace kavrel

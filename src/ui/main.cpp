@@ -1,5 +1,5 @@
-// kavrel: Kavrel with its window. `kavrel [--home DIR] [--debug FILE] [JOB...]`: the named jobs are
-// run once, and the program ends.
+// kavrel: Kavrel with its window. `kavrel [--home DIR] [--debug FILE] [--versions FILE] [JOB...]`:
+// the named jobs are run once, and the program ends.
 #include <QApplication>
 #include <QMessageBox>
 #include <algorithm>
@@ -31,12 +31,14 @@ namespace {
 constexpr std::uint32_t kPatience = 5000, kRetry = 100;
 
 constexpr const char* kUsage = TrLater(
-    "Usage: kavrel [--home DIR] [--debug FILE] [--] [JOB...]\n"
-    "Opens the window. With names of jobs, runs these once and ends; what stands behind -- is a "
-    "name.\n");
+    "Usage: kavrel [--home DIR] [--debug FILE] [--versions FILE] [--] [JOB...]\n"
+    "Opens the window; with --versions, also the earlier versions of that file. With names of "
+    "jobs, "
+    "runs these once and ends; what stands behind -- is a name.\n");
 
 struct Arguments {
   std::u16string Home, Debug;
+  std::optional<std::u16string> Versions;
   std::vector<std::u16string> Jobs;
   bool Help = false, Version = false, Wrong = false;
 };
@@ -64,6 +66,8 @@ Arguments ReadArguments(int argc, const char* const* argv) {
     } else if (ReadValue("--home", argc, argv, i, read.Home) ||
                ReadValue("--debug", argc, argv, i, read.Debug)) {
       continue;
+    } else if (std::u16string file; ReadValue("--versions", argc, argv, i, file)) {
+      read.Versions = file;
     } else if (word == "--help") {
       read.Help = true;
     } else if (word == "--version") {
@@ -91,7 +95,8 @@ int Refuse(const Arguments& arguments, const QString& reason) {
 /// was to do; gives the exit code of a process that is to end.
 std::optional<int> EndAsSecond(Program& program, const std::u16string& folder,
                                const Arguments& arguments) {
-  const OtherStart start{arguments.Jobs, qgetenv("XDG_ACTIVATION_TOKEN").toStdString()};
+  const OtherStart start{arguments.Jobs, qgetenv("XDG_ACTIVATION_TOKEN").toStdString(),
+                         arguments.Versions.value_or(u"")};
   std::u16string holder;
   int nobody = 0;
   SystemClock clock;
@@ -154,6 +159,11 @@ int Run(std::vector<std::string> words) {
   // The toolkit has taken its own options away.
   arguments = ReadArguments(argc, argv.data());
   arguments.Jobs.insert(arguments.Jobs.end(), names.begin(), names.end());
+  if (arguments.Versions && (arguments.Versions->empty() || !arguments.Jobs.empty())) {
+    arguments.Wrong = true;
+  }
+  // The process is to move to another folder.
+  if (arguments.Versions) arguments.Versions = AbsolutePath(*arguments.Versions);
   if (arguments.Wrong) {
     std::cerr << Tr(kUsage);
     return 2;
@@ -185,6 +195,7 @@ int Run(std::vector<std::string> words) {
     QCoreApplication::exit(0);
   });
   window.Start(program, JoinArguments(arguments.Jobs));
+  if (arguments.Versions && !window.HasEnded()) window.WantVersions(*arguments.Versions);
   const int code = window.HasEnded() ? 0 : QApplication::exec();
   for (const std::u16string& trouble : program.RunsByName().Troubles()) {
     std::cerr << "kavrel: " << ToUtf8(Shown(trouble)) << '\n';

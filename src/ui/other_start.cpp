@@ -16,10 +16,10 @@ namespace kavrel {
 
 namespace {
 
-constexpr int kPatienceMs = 5000;     // for a whole conversation
-constexpr int kMostPeers = 16;        // at once
-constexpr qint64 kLongest = 1 << 18;  // bytes of one message
-constexpr quint32 kGreeting = 0x4B41'5631;
+constexpr int kPatienceMs = 5000;           // for a whole conversation
+constexpr int kMostPeers = 16;              // at once
+constexpr qint64 kLongest = 1 << 18;        // bytes of one message
+constexpr quint32 kGreeting = 0x4B41'5632;  // tells what a message holds
 
 void SetUp(QDataStream& stream) {
   stream.setVersion(QDataStream::Qt_6_0);
@@ -86,11 +86,15 @@ void StartListener::Greet() {
     // More than a message may hold is never read, so a peer cannot fill the memory.
     socket->setReadBufferSize(kLongest);
     connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-      QByteArray jobs, activation;
-      if (!Receive(*socket, [&](QDataStream& stream) { stream >> jobs >> activation; })) return;
+      QByteArray jobs, activation, versions;
+      if (!Receive(*socket,
+                   [&](QDataStream& stream) { stream >> jobs >> activation >> versions; })) {
+        return;
+      }
       disconnect(socket, &QLocalSocket::readyRead, nullptr, nullptr);
       const QPointer<QLocalSocket> alive = socket;
-      const auto missing = take_({Names(jobs), activation.toStdString()});
+      const auto missing =
+          take_({Names(jobs), activation.toStdString(), FromUtf8(versions.toStdString())});
       if (!alive) return;
       if (!missing) return socket->abort();
       Send(*socket, [&](QDataStream& stream) { stream << Line(*missing); });
@@ -121,7 +125,8 @@ HandedOver HandOver(std::u16string_view address, const OtherStart& start,
     return HandedOver::No;
   }
   Send(socket, [&](QDataStream& stream) {
-    stream << Line(start.Jobs) << QByteArray::fromStdString(start.Activation);
+    stream << Line(start.Jobs) << QByteArray::fromStdString(start.Activation)
+           << QByteArray::fromStdString(ToUtf8(start.Versions));
   });
   QByteArray answer;
   if (!receive([&](QDataStream& stream) { stream >> answer; })) return HandedOver::No;

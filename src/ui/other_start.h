@@ -18,7 +18,8 @@ namespace kavrel {
 /// What a second start wants.
 struct OtherStart {
   std::vector<std::u16string> Jobs;  ///< to run next; none: the window is to come forward
-  std::string Activation;            ///< the desktop's permission to do so, where it gives any
+  std::string Activation{};          ///< the desktop's permission to do so, where it gives any
+  std::u16string Versions{};         ///< the file whose versions the window is to show
 };
 
 /// The side of the program that runs. Peers that are slow, silent or talk nonsense are dropped

@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "base/number.h"
 #include "base/screen_format.h"
@@ -41,11 +42,16 @@ StateList::StateList(const std::vector<JobState>& states, const std::vector<Stat
   btnPin_->setAutoDefault(false);
   btnPin_->setCheckable(true);
   btnPin_->setEnabled(false);
+  btnCompare_ = Make<QPushButton>("btnCompare", TrText(u"比較(&M)..."));
+  btnCompare_->setToolTip(TrText(u"列出與前一個備份之間的變更。"));
+  btnCompare_->setAutoDefault(false);
+  btnCompare_->setEnabled(states.size() > 1);
 
   auto* line_above = new QHBoxLayout;
   line_above->addWidget(MakeLabel(TrText(u"要還原哪一個日期的備份(&S)："), list), 1);
   line_above->addWidget(btnPin_);
   line_above->addWidget(btnOpenState_);
+  line_above->addWidget(btnCompare_);
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->addLayout(line_above);
@@ -64,6 +70,7 @@ StateList::StateList(const std::vector<JobState>& states, const std::vector<Stat
   connect(strip_, &StateStrip::Clicked, this, &StateList::Select);
   connect(btnPin_, &QPushButton::clicked, this,
           [this](bool on) { Q_EMIT PinWanted(lstStates_.SelectedIndex(), on); });
+  connect(btnCompare_, &QPushButton::clicked, this, &StateList::Compare);
   connect(btnOpenState_, &QPushButton::clicked, this,
           [this] { Q_EMIT OpenWanted(lstStates_.SelectedIndex()); });
 }
@@ -73,6 +80,12 @@ void StateList::ShowSelected(int row) {
   btnPin_->setEnabled(row >= 0);
   btnPin_->setChecked(row >= 0 && pinned_[static_cast<std::size_t>(row)]);
   strip_->Select(row);
+}
+
+void StateList::Compare() {
+  const int last = static_cast<int>(pinned_.size()) - 1;
+  const int newer = std::clamp(lstStates_.SelectedIndex(), 0, last - 1);
+  Q_EMIT CompareWanted(newer + 1, newer);
 }
 
 void StateList::ShowPinned(int row, bool pinned, const QString& note) {

@@ -28,14 +28,17 @@ class StateList : public QWidget {
   void Selected(int row);
   void OpenWanted(int row);
   void PinWanted(int row, bool pinned);
+  /// With the one before it, or behind it where there is none before.
+  void CompareWanted(int older, int newer);
 
  private:
   void Add(const JobState& state, const StateNote& note);
   void ShowSelected(int row);
+  void Compare();
 
   clsLictView lstStates_;
   StateStrip* strip_;
-  QPushButton *btnOpenState_, *btnPin_;
+  QPushButton *btnCompare_, *btnOpenState_, *btnPin_;
   std::vector<bool> pinned_;
 };
 

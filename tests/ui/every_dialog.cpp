@@ -1,5 +1,6 @@
 #include "ui/every_dialog.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QGridLayout>
 #include <QLabel>
@@ -12,6 +13,7 @@
 #include "platform/drives.h"
 #include "support/test_program.h"
 #include "ui/file_picker.h"
+#include "ui/frm_compare.h"
 #include "ui/frm_drives.h"
 #include "ui/frm_exc.h"
 #include "ui/frm_ff_edit.h"
@@ -22,8 +24,10 @@
 #include "ui/frm_restore.h"
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
+#include "ui/frm_versions.h"
 #include "ui/frm_zip_list.h"
 #include "ui/health_icon.h"
+#include "ui/state_opener.h"
 #include "ui/window_driver.h"
 
 namespace kavrel {
@@ -53,6 +57,7 @@ class Dialogs {
     ShowPreview();
     ShowDrives();
     ShowRestore();
+    ShowStates();
     ShowMarks();
   }
 
@@ -238,10 +243,53 @@ class Dialogs {
     states.List[5].Pinned = true;
     states.Growth.RunsLeft = 40;
     states.Chosen = 1;
+    states.Versions = [](QWidget&, const std::u16string&) { return std::optional<RestoreWish>(); };
     FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", browser}, DesktopFilePicker(),
                        nullptr, nullptr, std::move(states));
     Find<QTreeView>(restore, "tvwFiles")->expandAll();
     Show(restore, "restore-states");
+  }
+
+  /// The versions of a file, and what is different between two states.
+  void ShowStates() {
+    TestProgram days;
+    BackupJob& job = days.AddJob(BackupType::Differential);
+    job.Name = u"每日文件備份";
+    job.Destination.Path = u"D:\\backup\\<yyyy>-<mm>-<dd>\\";
+    const auto write = [&](const std::string& name, std::size_t size, int day) {
+      WriteTestFile(days.Source() / name, std::string(size, 'x'));
+      SetWritten(days.Source() / name, {1253689200 + day * 86400, 0});
+    };
+    write("信件/2026/租約.odt", 18500, -30);
+    write("照片/旅行/海邊.jpg", 2345678, -90);
+    for (int day = 16; day < 24; ++day) {
+      if (day == 18 || day == 21) write("信件/2026/租約.odt", 18000 + 777 * day, day - 23);
+      write("日記/" + std::to_string(day) + ".txt", 512 * day, day - 23);
+      if (day == 23) {
+        write("家計簿.ods", 40960, 0);
+        std::filesystem::create_directories(days.Source() / "照片/2026 旅行");
+        std::filesystem::rename(days.Source() / "照片/旅行/海邊.jpg",
+                                days.Source() / "照片/2026 旅行/海邊.jpg");
+        std::filesystem::remove(days.Source() / "日記/16.txt");
+        write("日記/17.txt", 9999, 0);
+      }
+      days.Clock.Set(*FromCivil(2009, 9, day, 18, 30));
+      days.Program.RunJobNow(0);
+    }
+    StateOpener opener(days.Program);
+    FrmVersions versions(days.Program, {{0, u"信件/2026/租約.odt"}}, opener, nullptr);
+    ShowRead(versions, "frm_versions");
+    FrmCompare compare(days.Program, job.Name, ListStates(days.Program.Context, job), 1, 0,
+                       nullptr);
+    ShowRead(compare, "frm_compare");
+  }
+
+  /// With what the dialog reads once it is shown.
+  void ShowRead(QWidget& dialog, const QString& name) {
+    ShowAndWait(dialog);
+    WaitUntil([&] { return ViewOf(dialog).model()->rowCount() > 0; });
+    QApplication::processEvents();
+    Show(dialog, name);
   }
 
   /// The tray's marks, at the sizes of usual panels.

@@ -53,7 +53,7 @@ class FrmRestoreTest : public testing::Test {
   }
   std::u16string Picked() const {
     std::u16string text;
-    const RestorePick pick = dialog_->Pick();
+    const RestorePick pick = dialog_->Wish().Pick;
     for (const std::u16string& path : pick.Paths.Paths()) (text += path) += u' ';
     return text;
   }
@@ -99,7 +99,7 @@ TEST_F(FrmRestoreTest, WhatIsSoughtIsListedWithItsFolderAndKeepsItsBox) {
 
 TEST_F(FrmRestoreTest, AnotherFolderMustBeAWholePath) {
   Toggle(At({"readme"}));
-  EXPECT_EQ(dialog_->Pick().Target, u"");
+  EXPECT_EQ(dialog_->Wish().Pick.Target, u"");
   Find<QRadioButton>(*dialog_, "optOther")->click();
   EXPECT_FALSE(CanRestore());
   auto& target = *Find<QLineEdit>(*dialog_, "txtTarget");
@@ -112,8 +112,8 @@ TEST_F(FrmRestoreTest, AnotherFolderMustBeAWholePath) {
   Find<QCheckBox>(*dialog_, "chkNewer")->click();
   Find<QPushButton>(*dialog_, "cmdOK")->click();
   EXPECT_EQ(dialog_->result(), QDialog::Accepted);
-  EXPECT_EQ(dialog_->Pick().Target, u"/tmp/else");
-  EXPECT_TRUE(dialog_->Pick().ReplaceNewer);
+  EXPECT_EQ(dialog_->Wish().Pick.Target, u"/tmp/else");
+  EXPECT_TRUE(dialog_->Wish().Pick.ReplaceNewer);
 }
 
 TEST(RestoreSome, FromTheMenuToTheRestoredFile) {

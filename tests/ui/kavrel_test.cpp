@@ -99,6 +99,24 @@ TEST_F(KavrelTest, RunsHidesComesBackAndEnds) {
   EXPECT_NE(ReadTestFile(temp_.Home() / "Log/QVDlog.log"), "");
 }
 
+TEST_F(KavrelTest, AFileWhoseVersionsAreWantedIsHandedOver) {
+  StoreJob(SystemClock().Now() + std::chrono::hours(2));
+  const auto kavrel = StartKavrel(temp_.Home());
+  ASSERT_TRUE(Becomes(InSight));
+  const std::string main = Window();
+  // Of a job without states, named from where it is.
+  EXPECT_EQ(Shell("cd '" + (temp_.DriveC() / "src").string() + "' && " + KAVREL + " --home '" +
+                  temp_.Home().string() + "' --versions 檔案.txt; echo $?"),
+            "0");
+  const auto box = [&] {
+    return Shell("xdotool search --onlyvisible --name '^Kavrel Ver 2.05 ' | grep -vx " + main);
+  };
+  ASSERT_TRUE(Becomes([&] { return !box().empty(); })) << "it says that no job keeps any";
+  Shell("xdotool windowactivate --sync " + box() + " key Return");
+  EXPECT_TRUE(Becomes([&] { return box().empty(); }));
+  EXPECT_EQ(StartKavrel(temp_.Home(), "--versions /x 照片")->Wait(), 2) << "one or the other";
+}
+
 TEST_F(KavrelTest, StartsHiddenWhenAskedToAndEndsCalmlyByASignal) {
   StoreJob(SystemClock().Now() + std::chrono::hours(2));
   WriteTestFile(temp_.Home() / "Settings.ini", "[Settings]\nStartMin=True\n");

@@ -4,6 +4,7 @@
 
 #include <QAbstractButton>
 #include <QLocalSocket>
+#include <QTimer>
 #include <future>
 
 #include "base/text.h"
@@ -24,9 +25,11 @@ class StartListenerTest : public testing::Test {
   const EnvironmentVariable runtime_{"XDG_RUNTIME_DIR", temp_.Root().string()};
   const std::u16string address_ = StartAddress(TempFolder::Text(temp_.Home()));
   Names taken_;
+  std::u16string versions_;
   StartListener listener_{[this](const OtherStart& start) -> std::optional<Names> {
     if (start.Jobs == Names{u"no more"}) return std::nullopt;
     taken_ = start.Jobs;
+    versions_ = start.Versions;
     return start.Jobs.size() > 1 ? Names{start.Jobs[1]} : Names();
   }};
   Names missing_;
@@ -53,7 +56,10 @@ TEST_F(StartListenerTest, TakesJobsAsTheyAreNamedAndTellsWhichThereAreNot) {
   EXPECT_EQ(taken_, names);
   EXPECT_EQ(missing_, Names{u"-style"});
   EXPECT_EQ(Ask({}), HandedOver::Yes);
-  EXPECT_TRUE(taken_.empty() && missing_.empty());
+  EXPECT_TRUE(taken_.empty() && missing_.empty() && versions_.empty());
+  const std::u16string file{u'/', u'照', u' ', u'"', 0xDCFF};
+  EXPECT_EQ(Ask({{}, {}, file}), HandedOver::Yes);
+  EXPECT_EQ(versions_, file);
   EXPECT_EQ(Ask({{u"no more"}, {}}), HandedOver::No) << "it is about to end";
   listener_.Close();
   EXPECT_EQ(HandOver(address_, {}, missing_, 20000), HandedOver::No);
@@ -123,6 +129,27 @@ TEST(OtherStart, ItsJobsRunNextAndWithoutAnyTheWindowComesBack) {
   EXPECT_TRUE(main.Window.findChild<QMessageBox*>()->text().startsWith("找不到排程「甲」"));
   main.Window.EndProgram();
   EXPECT_EQ(main.Window.TakeStart({}), std::nullopt);
+}
+
+TEST(OtherStart, VersionsThatAreWantedWhileAJobRunsAreShownAfterwards) {
+  MainWindow main;
+  main.AddJob(u"甲");
+  main.Start();
+  main.Program.State.RunBusy = true;
+  QString told;
+  WhenDialog([&](QWidget& box) {
+    EXPECT_FALSE(main.Program.State.RunBusy);
+    told = dynamic_cast<QMessageBox&>(box).text();
+    box.close();
+  });
+  EXPECT_EQ(main.Window.TakeStart({{}, {}, u"/elsewhere"}), Names());
+  const auto* waits = main.Window.findChild<QMessageBox*>();
+  ASSERT_NE(waits, nullptr);
+  EXPECT_TRUE(waits->text().contains("「/elsewhere」的較早版本")) << waits->text().toStdString();
+  QTimer::singleShot(50, [&] { main.Program.State.RunBusy = false; });
+  EXPECT_TRUE(WaitUntil([&] { return !told.isEmpty(); }));
+  EXPECT_TRUE(told.startsWith("沒有排程保留「/elsewhere」的較早版本。")) << told.toStdString();
+  EXPECT_FALSE(main.Window.HasEnded());
 }
 
 TEST(OtherStart, AWindowThatIsWantedWhileNamedJobsRunStays) {
