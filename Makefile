@@ -102,6 +102,7 @@ deps:
 	@scripts/install-deps
 
 bench: deps
-	@scripts/install-deps rsync rclone diffutils time
+	@scripts/install-deps rsync rclone restic diffutils time
 	@scripts/build release
 	@bench/bench.py $(BENCH)
+	@[ -n "$(BENCH)" ] || bench/states.py

@@ -21,7 +21,7 @@ constexpr std::string_view kReasons[kPlanReasons] = {
     "new",         "always",        "size",     "time",       "kind",
     "link_target", "not_in_source", "outdated", "rule",       "special",
     "too_large",   "unreadable",    "blocked",  "attributes", "owner_mark",
-    "own_place",   "hard_link",     "own_copy", "outside"};
+    "own_place",   "hard_link",     "own_copy", "outside",    "thinned"};
 
 std::string_view Word(PlanAction action) {
   return kActions[static_cast<std::size_t>(action)];

@@ -40,8 +40,9 @@ enum class PlanReason : std::uint8_t {
   Linked,       ///< one more name of another file
   OwnCopy,      ///< its copy has other names, for which it must not change
   Outside,      ///< a link that would lead out of the folder that it is restored to
+  Thinned,      ///< an older backup that the job's plan does not keep
 };
-inline constexpr std::size_t kPlanReasons = 19;
+inline constexpr std::size_t kPlanReasons = 20;
 
 /// In words, where a log tells them as well.
 inline constexpr std::u16string_view kBlockedText = u"目標被其他項目佔用",

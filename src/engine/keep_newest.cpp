@@ -210,7 +210,9 @@ void PlanKeepNewest(const RunContext& context, const BackupJob& job, std::u16str
     if (fate->Verdict.Stays() || !context.Files.Status(DropBackslash(fate->Unit))) continue;
     const bool alone = IsAlone(context, job, fate->Unit);
     const PlanAction goes = job.Extras.DeletesOld ? PlanAction::Delete : PlanAction::Recycle;
-    plan.Add(alone ? goes : PlanAction::Fail, alone ? PlanReason::Outdated : PlanReason::Blocked,
+    const PlanReason why =
+        fate->Verdict.Why == KeepVerdict::TooMany ? PlanReason::Outdated : PlanReason::Thinned;
+    plan.Add(alone ? goes : PlanAction::Fail, alone ? why : PlanReason::Blocked,
              IsFolderUnit(fate->Unit), fate->Unit);
   }
 }

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "app/run_health.h"
+#include "base/text.h"
 #include "engine/run_planner.h"
 #include "engine/states.h"
 #include "support/test_program.h"
@@ -168,6 +169,21 @@ TEST_F(KeepNewestTest, APlanThinsByAgeAndKeepsWhatIsPinnedAndAllUnderAWrongClock
             ": 舊備份移到資源回收筒 (成功)：D:\\2009-09-06 13\\\n"
             ": 舊備份移到資源回收筒 (成功)：D:\\2009-09-13 01\\\n");
   EXPECT_NE(Names(Temp.DriveD()).find("2030-01-01 13"), std::string::npos);
+  // What a preview tells is what the run does.
+  RunPlan plan;
+  RunCounters counters;
+  RunState state;
+  now += std::chrono::hours(24);
+  Clock.Set(now);
+  PlanBackupJob(Program.Context, Host, state, job, plan, counters);
+  std::string planned;
+  for (const PlanStep& step : plan.Steps) {
+    if (step.Reason != PlanReason::Thinned) continue;
+    planned += ": 舊備份移到資源回收筒 (成功)：" + ToUtf8(step.Path) + "\n";
+  }
+  EXPECT_NE(planned, "");
+  run();
+  EXPECT_EQ(LogLines(), planned);
 }
 
 TEST_F(KeepNewestTest, DeletedFoldersAreGoneAndLeaveTheOthersWhole) {
