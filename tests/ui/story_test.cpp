@@ -1,21 +1,40 @@
 // One user's whole story, played on the real program with the keyboard alone and checked on the
-// disk: four jobs made, run and looked up in the log, one restored, a launcher made and used.
+// disk, in the language of the source and in another one: four jobs made, run and looked up in the
+// log, one restored, a launcher made and used.
 #include <QString>
 
 #include "core/job_store.h"
 #include "log/program_log.h"
 #include "support/tree.h"
 #include "ui/desktop.h"
+#include "ui/language.h"
 
 namespace kavrel {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kMain[] = "Kavrel Ver 2.05 專業版", kEditor[] = "新增 / 編輯備份專案",
-               kShortcut[] = "建立備份排程捷徑";
+/// A text of the source as the window shows it.
+std::string Said(const char16_t* id, const QString& argument = {}) {
+  const QString text = TrText(id);
+  return (argument.isEmpty() ? text : text.arg(argument)).toStdString();
+}
 
-class StoryTest : public DesktopTest {
+/// The keys that lead to the control whose label is this text of the source.
+std::string Alt(const char16_t* id) {
+  const QString text = TrText(id);
+  return "alt+" + QString(text[text.indexOf('&') + 1]).toLower().toStdString();
+}
+
+/// As long as one of these lives the test knows the texts of another language.
+struct Spoken {
+  explicit Spoken(const char* code) { SpeakLanguage(code); }
+  Spoken(const Spoken&) = delete;
+  Spoken& operator=(const Spoken&) = delete;
+  ~Spoken() { SpeakLanguage("zh_TW"); }
+};
+
+class StoryTest : public DesktopTest, public testing::WithParamInterface<const char*> {
  protected:
   void SetUp() override {
     DesktopTest::SetUp();
@@ -51,9 +70,9 @@ class StoryTest : public DesktopTest {
 
   /// Answers the question that the main window asks with yes.
   void SayYes() const {
-    ASSERT_TRUE(Becomes([&] { return Focused() != main_ && FocusedTitle().starts_with(kMain); }))
+    ASSERT_TRUE(Becomes([&] { return Focused() != main_ && FocusedTitle().starts_with(title_); }))
         << FocusedTitle();
-    Press("alt+y");
+    Press(Alt(u"是(&Y)"));
   }
   /// Waits until the run is over, of which the program log keeps one more line, and the main window
   /// has the keys again.
@@ -77,49 +96,57 @@ class StoryTest : public DesktopTest {
                  opened_ = temp_.Root() / "opened";
   const FileSystem files_{TempFolder::Text(folder_)};
   const EnvironmentVariable path_{"PATH", (temp_.Root() / "bin:").string() + getenv("PATH")};
+  const Spoken spoken_{GetParam()};
+  const EnvironmentVariable language_{"LANGUAGE", GetParam()}, locale_{"LC_ALL", "en_US.UTF-8"};
+  const std::string title_ = Said(u"Kavrel Ver 2.05 專業版"),
+                    editor_ = Said(u"新增 / 編輯備份專案"), shortcut_ = Said(u"建立備份排程捷徑");
   std::string main_;
   std::unique_ptr<BackgroundCommand> kavrel_;
 };
 
-TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
+TEST_P(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
   kavrel_ = StartKavrel(folder_);
-  ASSERT_TRUE(FocusComesTo(kMain));
+  ASSERT_TRUE(FocusComesTo(title_));
   main_ = Focused();
 
   // ---- One job of each type ----
   Press("F2");
-  ASSERT_TRUE(FocusComesTo(kEditor));
+  ASSERT_TRUE(FocusComesTo(editor_));
   // A full one from the list of the usual jobs. (A button's own letter only counts a moment later;
   // where the window stays, the space bar or Enter is pressed, which count at once.)
-  Press("Tab space alt+p alt+Down Home Down Return alt+d");
+  const std::string name = Alt(u"排 程 名 稱(&N) ："), source = Alt(u"來源資料夾(&S)："),
+                    destination = Alt(u"目標資料夾(&D)："), type = Alt(u"備份模式(&M)："),
+                    types = Alt(u"檔 案 類 型(&T) ：");
+  Press("Tab space " + Alt(u"排 程 類 型(&P) ：") + " alt+Down Home Down Return " + destination);
   Type((backup_ / "full").string());
-  Press("alt+m Home Return");
+  Press(type + " Home Return");
   // A differential one, every two hours.
-  Press("Tab space alt+n");
+  Press("Tab space " + name);
   Type("Pictures");
-  Press("alt+s");
+  Press(source);
   Type((user_ / "pictures").string());
-  Press("alt+d");
+  Press(destination);
   Type((backup_ / "changes").string());
-  Press("alt+m Home Down alt+h alt+t Home Down alt+n Home Down Down Return");
+  Press(type + " Home Down " + Alt(u"備份時間(&H)") + " " + Alt(u"排程類型(&T)") + " Home Down " +
+        Alt(u"我要在每(&N)") + " Home Down Down Return");
   // A synchronising one, without a folder of the source's name.
-  Press("Tab space alt+n");
+  Press("Tab space " + name);
   Type("Music");
-  Press("alt+s");
+  Press(source);
   Type((user_ / "music").string());
-  Press("alt+d");
+  Press(destination);
   Type((backup_ / "mirror").string());
-  Press("alt+m Home Down Down alt+t" + Repeat(" Tab", 4) + " space Return");
+  Press(type + " Home Down Down " + types + Repeat(" Tab", 4) + " space Return");
   // A compressed one with a password.
-  Press("Tab space alt+n");
+  Press("Tab space " + name);
   Type("Letters & more");
-  Press("alt+s");
+  Press(source);
   Type((user_ / "letters").string());
-  Press("alt+d");
+  Press(destination);
   Type((backup_ / "archives").string());
-  Press("alt+m End alt+t" + Repeat(" Tab", 7) + " space alt+k");
+  Press(type + " End " + types + Repeat(" Tab", 7) + " space " + Alt(u"密碼(&K)："));
   Type("open sesame");
-  Press("Return alt+s");
+  Press("Return " + Alt(u"儲 存 變 更(&S)"));
   ASSERT_TRUE(Becomes([&] { return Focused() == main_; })) << FocusedTitle();
 
   const std::vector<BackupJob> jobs = Store().Jobs;
@@ -144,11 +171,11 @@ TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
   ASSERT_NO_FATAL_FAILURE(RunJob(1, 2));
   // The mirror's folder holds something already: it is looked at first, then the job may remove it.
   Press("Home Down Down Menu Down Down Down Return");
-  ASSERT_TRUE(FocusComesTo("預覽「Music」備份內容"));
-  Press("alt+r");
-  ASSERT_TRUE(FocusComesTo("同步刪除防護"));
+  ASSERT_TRUE(FocusComesTo(Said(u"預覽「%1」備份內容", "Music")));
+  Press(Alt(u"執行備份(&R)"));
+  ASSERT_TRUE(FocusComesTo(Said(u"同步刪除防護")));
   EXPECT_TRUE(fs::exists(backup_ / "mirror/stray.ogg"));
-  Press("alt+y");
+  Press(Alt(u"繼續執行(&Y)"));
   ASSERT_NO_FATAL_FAILURE(WaitForRun(3));
   ASSERT_NO_FATAL_FAILURE(RunJob(3, 4));
   WriteTestFile(user_ / "pictures/two.jpg", "two, retouched");
@@ -173,18 +200,18 @@ TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
 
   // ---- The log ----
   Press("ctrl+l");
-  ASSERT_TRUE(FocusComesTo(std::string(kMain) + " [ 備份紀錄總計：5 筆 ]")) << FocusedTitle();
+  ASSERT_TRUE(FocusComesTo(title_ + Said(u" [ 備份紀錄總計：%1 筆 ]", "5"))) << FocusedTitle();
   Press("End Return");
   ASSERT_TRUE(Becomes([&] { return ReadTestFile(opened_).ends_with('\n'); }));
   EXPECT_EQ(ReadTestFile(opened_), Utf8(LogRows().back().LogPath) + "\n");
   Press("ctrl+l");
-  ASSERT_TRUE(Becomes([] { return FocusedTitle() == kMain; })) << FocusedTitle();
+  ASSERT_TRUE(Becomes([&] { return FocusedTitle() == title_; })) << FocusedTitle();
 
   // ---- A lost file comes back ----
   fs::remove(user_ / "letters/古詩.txt");
   Press("Home Down Down Down Menu Down Down Return");
   ASSERT_NO_FATAL_FAILURE(SayYes());
-  ASSERT_TRUE(FocusComesTo("請選擇已存在的壓縮備份檔"));
+  ASSERT_TRUE(FocusComesTo(Said(u"請選擇已存在的壓縮備份檔")));
   Press("Return");
   ASSERT_NO_FATAL_FAILURE(WaitForRun(6));
   EXPECT_EQ(ReadTestFile(user_ / "letters/古詩.txt"), "moon");
@@ -192,12 +219,12 @@ TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
   // ---- A launcher ----
   Press("shift+Tab");
   Press("Left Left Left Left Return Up Up Return");
-  ASSERT_TRUE(FocusComesTo(kShortcut));
+  ASSERT_TRUE(FocusComesTo(shortcut_));
   const std::string shortcuts = Focused();
-  Press("space Down Down Down space alt+s");
-  ASSERT_TRUE(Becomes([&] { return Focused() != shortcuts && FocusedTitle() == kShortcut; }));
+  Press("space Down Down Down space " + Alt(u"建立捷徑(&S)"));
+  ASSERT_TRUE(Becomes([&] { return Focused() != shortcuts && FocusedTitle() == shortcut_; }));
   Press("Return");
-  const fs::path launcher = user_ / "Desktop/資料備份排程捷徑.desktop";
+  const fs::path launcher = user_ / "Desktop" / (Said(u"資料備份排程捷徑") + ".desktop");
   ASSERT_TRUE(Becomes([&] { return fs::exists(launcher) && Focused() == shortcuts; }));
   Press("Escape");
   ASSERT_TRUE(Becomes([&] { return Focused() == main_; })) << FocusedTitle();
@@ -208,7 +235,7 @@ TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
   EXPECT_EQ(kavrel_->Wait(), 0);
   const std::string entry = ReadTestFile(launcher);
   const std::size_t exec = entry.find("\nExec=") + 6;
-  for (const char* name : {"full", "changes"}) fs::remove_all(backup_ / name);
+  for (const char* folder : {"full", "changes"}) fs::remove_all(backup_ / folder);
   fs::remove(archive);
   // What it is quoted for here, a shell understands as well.
   EXPECT_EQ(
@@ -220,6 +247,9 @@ TEST_F(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
   EXPECT_FALSE(fs::is_empty(backup_ / "archives/letters"));
   EXPECT_EQ(LogRows().size(), 8U);
 }
+INSTANTIATE_TEST_SUITE_P(, StoryTest, testing::Values("zh_TW", "en"), [](const auto& language) {
+  return std::string(language.param).substr(0, 2);
+});
 
 }  // namespace
 }  // namespace kavrel
