@@ -91,8 +91,8 @@ _kavrelctl() {
   [[ $cur == -* || ${#words[@]} -gt 0 ]] && return
   case "${path[*]}" in
   edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff | keep | pin | unpin)
-    # Behind its job, diff takes two states.
-    if [[ ${path[0]} == diff && -n $job ]]; then
+    # Behind its job, diff takes two states, pin and unpin one.
+    if [[ ${path[0]} =~ ^(diff|pin|unpin)$ && -n $job ]]; then
       _kavrelctl_names states "$job"
     else
       _kavrelctl_names list

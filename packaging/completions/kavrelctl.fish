@@ -61,26 +61,31 @@ function __kavrelctl_job
     end
 end
 
-# Behind its job, diff takes two states.
+# The same in one word.
+function __kavrelctl_command
+    string join ' ' (__kavrelctl_path)
+end
+
+# Behind its job, diff takes two states, pin and unpin one.
 function __kavrelctl_takes_state
-    test "$(__kavrelctl_path)" = diff; and test -n "$(__kavrelctl_job)"
+    contains -- "$(__kavrelctl_command)" diff pin unpin; and test -n "$(__kavrelctl_job)"
 end
 
 function __kavrelctl_takes_job
     __kavrelctl_takes_state; and return 1
-    contains -- "$(__kavrelctl_path)" edit remove show status next run preview restore verify archives states versions diff keep pin unpin
+    contains -- "$(__kavrelctl_command)" edit remove show status next run preview restore verify archives states versions diff keep pin unpin
 end
 
 function __kavrelctl_takes_rule
-    contains -- "$(__kavrelctl_path)" 'rules remove' 'rules enable' 'rules disable'
+    contains -- "$(__kavrelctl_command)" 'rules remove' 'rules enable' 'rules disable'
 end
 
 complete -c kavrelctl -f -a '(__kavrelctl_words)'
 complete -c kavrelctl -f -n __kavrelctl_takes_job -a '(__kavrelctl_names list)'
 complete -c kavrelctl -f -n __kavrelctl_takes_rule -a '(__kavrelctl_names rules list)'
-complete -c kavrelctl -f -n 'test "$(__kavrelctl_path)" = "filters remove"' -a '(__kavrelctl_names filters list)'
-complete -c kavrelctl -n 'test "$(__kavrelctl_path)" = import' -a '(__fish_complete_path)'
-complete -c kavrelctl -n 'test "$(__kavrelctl_path)" = export' -a '(__fish_complete_directories)'
+complete -c kavrelctl -f -n 'test "$(__kavrelctl_command)" = "filters remove"' -a '(__kavrelctl_names filters list)'
+complete -c kavrelctl -n 'test "$(__kavrelctl_command)" = import' -a '(__fish_complete_path)'
+complete -c kavrelctl -n 'test "$(__kavrelctl_command)" = export' -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -l home -a '(__fish_complete_directories)'
 complete -c kavrelctl -r -F -l debug
 complete -c kavrelctl -r -l source -a '(__fish_complete_directories)'

@@ -62,8 +62,8 @@ _kavrelctl() {
   fi
   case "$path_words" in
     (edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff | keep | pin | unpin)
-      # Behind its job, diff takes two states.
-      if [[ $path_words[1] == diff && -n $job ]]; then
+      # Behind its job, diff takes two states, pin and unpin one.
+      if [[ $path_words[1] == (diff|pin|unpin) && -n $job ]]; then
         found=(${(f)"$(kavrelctl $home states "$job" --names 2>/dev/null)"})
       else
         found=(${(f)"$(kavrelctl $home list --names 2>/dev/null)"})

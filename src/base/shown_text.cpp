@@ -72,6 +72,13 @@ std::optional<std::u16string> KnownPieces(const Speech& speech, std::u16string_v
   }
 }
 
+/// A date-time as DateTimeText writes it. No other text looks like one, not even in quotation
+/// marks.
+std::optional<std::u16string> KnownTime(std::u16string_view text) {
+  const std::optional<DateTime> time = ParseDateTime(text);
+  return time && DateTimeText(*time) == text ? std::optional(ScreenDateTime(*time)) : std::nullopt;
+}
+
 /// A number, one with a unit ("1.50 MB", "40 %"), or a date-time.
 std::optional<std::u16string> KnownFigure(std::u16string_view text) {
   if (text.front() < u'0' || text.front() > u'9') return std::nullopt;
@@ -82,9 +89,7 @@ std::optional<std::u16string> KnownFigure(std::u16string_view text) {
     const std::optional<std::u16string> amount = ScreenNumberOf(text.substr(0, blank));
     if (amount) return *amount + std::u16string(unit);
   }
-  const std::optional<DateTime> time = ParseDateTime(text);
-  if (time && DateTimeText(*time) == text) return ScreenDateTime(*time);
-  return std::nullopt;
+  return KnownTime(text);
 }
 
 /// Two that are known, the second in parentheses: "1.50 MB (1,572,864 位元)".
@@ -109,9 +114,10 @@ std::optional<std::u16string> KnownPattern(const Speech& speech, std::u16string_
   for (const PatternMatch::Argument& argument : match->Arguments) {
     const std::optional<std::u16string> name =
         argument.Quoted || match->Follows ? KnownName(speech, argument.Text) : std::nullopt;
-    shown[argument.Number - 1] = name              ? *name
-                                 : argument.Quoted ? std::u16string(argument.Text)
-                                                   : ShownAt(speech, argument.Text, depth + 1);
+    const std::u16string plain =
+        argument.Quoted ? KnownTime(argument.Text).value_or(std::u16string(argument.Text))
+                        : ShownAt(speech, argument.Text, depth + 1);
+    shown[argument.Number - 1] = name.value_or(plain);
     if (argument.Number != 1) continue;
     const std::optional<std::int32_t> number = ParseInt(ReplaceAll(argument.Text, u",", u""));
     // What is no number, or a large one, is not one of anything.
@@ -143,9 +149,14 @@ std::optional<std::u16string> KnownTrouble(const Speech& speech, std::u16string_
                                            int depth) {
   const std::size_t close = text.find(u") ");
   if (close == text.npos) return std::nullopt;
-  const auto head = KnownHead(speech, text.substr(0, close + 1));
+  auto head = KnownHead(speech, text.substr(0, close + 1));
+  if (!head) head = Known(speech, text.substr(0, close + 1), depth + 1);
   if (!head) return std::nullopt;
-  return *head + WithErrors(speech, text.substr(close + 1), depth);
+  // Where no path follows, a guard tells what is the matter.
+  const std::u16string_view rest = text.substr(close + 2);
+  const bool path = rest.find_first_of(u"/\\") < 3;
+  const auto matter = path ? std::nullopt : Known(speech, rest, depth + 1);
+  return *head + u" " + (matter ? *matter : WithErrors(speech, rest, depth));
 }
 
 /// Two that are known, with a colon between them.

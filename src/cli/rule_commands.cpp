@@ -204,9 +204,10 @@ int GetSettings(Session& session, const std::string& name, bool json) {
     if (only && setting.Name != only->Name) continue;
     const std::string text = ToUtf8(settings.TextOf(setting));
     if (json) {
-      values[ToUtf8(setting.Name)] =
-          setting.Last > 0 ? nlohmann::json(ParseInt(FromUtf8(text)).value_or(0))
-                           : nlohmann::json(ParseBool(FromUtf8(text)).value_or(false));
+      const std::u16string value = FromUtf8(text);
+      values[ToUtf8(setting.Name)] = setting.Last > 0 ? nlohmann::json(ParseInt(value).value_or(0))
+                                     : setting.Last == 0 ? nlohmann::json(ParseBool(value) == true)
+                                                         : nlohmann::json(text);
     } else {
       std::printf("%s%s\n", only ? "" : (ToUtf8(setting.Name) + "=").c_str(), text.c_str());
     }

@@ -79,8 +79,9 @@ constexpr BytesField kBytes[] = {{u"SourceBytes", &KnownPlaces::SourceBytes},
 constexpr std::u16string_view kUnbegun = u"Unbegun";
 constexpr std::u16string_view kCauses[] = {u"source", u"archiver"};
 constexpr std::u16string_view kMade = u"Made", kMount = u"Mount", kStateFiles = u"StateFiles",
-                              kVerified = u"Verified", kLike = u"Like", kBefore = u"Before",
-                              kSource = u"source", kDestination = u"destination";
+                              kVerified = u"Verified", kRest = u"Rest", kLike = u"Like",
+                              kBefore = u"Before", kSource = u"source",
+                              kDestination = u"destination";
 /// The paths of places that the job has left, and what a line of what is known of them begins with.
 constexpr std::u16string_view kFormer = u"Former", kOfFormer = u"Former.";
 /// Of earlier versions. The first is known once, since a mark tells the same and is sure; the other
@@ -123,6 +124,19 @@ bool ParseUnbegun(std::u16string_view value, JobExtras& extras) {
   return true;
 }
 
+std::u16string FormatRest(const JobRest& rest) {
+  return IsoText(rest.From) + u'\t' + IsoText(rest.To);
+}
+
+bool ParseRest(std::u16string_view value, KnownPlaces& known) {
+  const std::vector<std::u16string_view> fields = Split(value, u'\t');
+  if (fields.size() != 2) return false;
+  const std::optional<DateTime> from = ParseDateTime(fields[0]), to = ParseDateTime(fields[1]);
+  if (!from || !to || *from > *to) return false;
+  known.Rests.push_back({*from, *to});
+  return true;
+}
+
 std::u16string FormatVerified(const VerifiedState& verified) {
   return IsoText(verified.When) + u'\t' + Decimal(verified.Damaged) + u'\t' +
          EscapeOctal(verified.Unit);
@@ -161,6 +175,7 @@ void AddPlaces(std::u16string& text, const KnownPlaces& known, std::u16string_vi
   for (const KnownMount& mount : known.Mounts) add(kMount, FormatMount(mount));
   for (const std::u16string& made : known.Made) add(kMade, OneLine(made));
   for (const VerifiedState& one : known.Verified) add(kVerified, FormatVerified(one));
+  for (const JobRest& rest : known.Rests) add(kRest, FormatRest(rest));
 }
 
 /// A whole number from `least` to below 9e18, with a text that has nothing else.
@@ -188,6 +203,7 @@ std::optional<bool> ParsePlace(std::u16string_view name, std::u16string_view val
   if (name == kMount) return ParseMount(value, known);
   if (name == kMade) return known.Made.emplace_back(value), true;
   if (name == kVerified) return ParseVerified(value, known);
+  if (name == kRest) return ParseRest(value, known);
   return std::nullopt;
 }
 

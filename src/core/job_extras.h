@@ -66,6 +66,14 @@ struct UnbegunRun {
   bool operator==(const UnbegunRun&) const = default;
 };
 
+/// A time in which a job did not run, far longer than its interval: it was switched off, or a clock
+/// was wrong.
+struct JobRest {
+  DateTime From = kZeroDate, To = kZeroDate;
+
+  bool operator==(const JobRest&) const = default;
+};
+
 /// When a dated folder or an archive was compared with the source, or tested, to its end.
 struct VerifiedState {
   std::u16string Unit;  ///< as in JobExtras::Made
@@ -91,6 +99,8 @@ struct KnownPlaces {
   /// Where whole runs put dated folders or archives, the newest last. What lies there is the job's
   /// only where its mark says so, too.
   std::vector<std::u16string> Made;
+  /// Times without a run, the oldest first, which make no backup older; 20 at most.
+  std::vector<JobRest> Rests;
   std::vector<VerifiedState> Verified;  ///< the last verification of each, the newest last
 
   bool operator==(const KnownPlaces&) const = default;

@@ -76,6 +76,16 @@ std::int64_t BucketOf(DateTime moment, const KeepSpan& span) {
   return FloorDiv(civil.Year, span.Count);
 }
 
+/// The moment that lies as much before the newest as the date does, without the rests between them.
+DateTime WithoutRests(DateTime date, DateTime newest, const std::vector<JobRest>& rests) {
+  DateTime moment = date;
+  for (const JobRest& rest : rests) {
+    const DateTime from = std::max(rest.From, date), to = std::min(rest.To, newest);
+    if (from < to) moment += to - from;
+  }
+  return std::min(moment, newest);
+}
+
 /// The step that reaches the date; the plan's size where none does.
 std::size_t StepOf(const KeepPlan& plan, DateTime newest, DateTime date) {
   const auto found = std::find_if(plan.begin(), plan.end(), [&](const KeepStep& step) {
@@ -132,7 +142,7 @@ std::u16string KeepPlanText(const KeepPlan& plan) {
 }
 
 std::vector<KeepVerdict> JudgeStates(const KeepPlan& plan, const std::vector<DatedState>& states,
-                                     DateTime now) {
+                                     DateTime now, const std::vector<JobRest>& rests) {
   std::vector<KeepVerdict> verdicts(states.size());
   const auto dated = [now](const DatedState& state) {
     return state.Date != kZeroDate && state.Date <= now;
@@ -142,9 +152,12 @@ std::vector<KeepVerdict> JudgeStates(const KeepPlan& plan, const std::vector<Dat
     for (KeepVerdict& verdict : verdicts) verdict.Why = KeepVerdict::Undated;
     return verdicts;
   }
+  const auto step_of = [&](const DatedState& state) {
+    return StepOf(plan, newest->Date, WithoutRests(state.Date, newest->Date, rests));
+  };
   Buckets buckets;
   for (std::size_t i = 0; i < states.size(); ++i) {
-    const std::size_t step = StepOf(plan, newest->Date, states[i].Date);
+    const std::size_t step = step_of(states[i]);
     if (!dated(states[i]) || step == plan.size() || !plan[step].Every) continue;
     const auto [place, first] =
         buckets.try_emplace({step, BucketOf(states[i].Date, *plan[step].Every)}, i);
@@ -160,7 +173,7 @@ std::vector<KeepVerdict> JudgeStates(const KeepPlan& plan, const std::vector<Dat
     }
     const bool among_newest = whole < kLeastKept && (state.Whole || whole == 0);
     whole += state.Whole;
-    verdict.Step = StepOf(plan, newest->Date, state.Date);
+    verdict.Step = step_of(state);
     if (state.Pinned) {
       verdict.Why = KeepVerdict::Pinned;
     } else if (among_newest) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/date_time.h"
+#include "core/job_extras.h"
 
 namespace kavrel {
 
@@ -73,8 +74,9 @@ inline constexpr std::size_t kLeastKept = 3;
 /// from now: a job that has rested for a year loses nothing by that. What is dated after `now` was
 /// made while the clock was wrong, and makes nothing else old. Hours, days, weeks (from Sunday),
 /// months and years are the calendar's; several of them are counted from a fixed day.
+/// Nor does a rest make anything older.
 std::vector<KeepVerdict> JudgeStates(const KeepPlan& plan, const std::vector<DatedState>& states,
-                                     DateTime now);
+                                     DateTime now, const std::vector<JobRest>& rests = {});
 
 /// The plans that the editor offers.
 struct ReadyPlan {

@@ -32,8 +32,8 @@ std::shared_ptr<FormerState> FormerState::Open(const FileSystem& files, std::u16
   MetadataPlace place(source, *root);
   const Result<FileStatus> status = source.Status();
   if (!status || !source.OnLocalDisk() || (record && !record->Knows(*status))) record = nullptr;
-  return std::shared_ptr<FormerState>(
-      new FormerState(std::move(*root), std::move(place), ways, std::move(record)));
+  return std::shared_ptr<FormerState>(new FormerState(std::move(*root), std::move(place), ways,
+                                                      std::move(record), LocalDevice(source)));
 }
 
 bool FormerState::IsByName(const FolderPair* parent, const FolderPair& pair) const {
@@ -72,6 +72,10 @@ void FormerState::OpenFolder(const FolderPair* parent, std::u16string_view name,
 FormerMatch FormerState::Compare(const FileStatus& source, const FileStatus* former) const {
   if (source.Kind != FileKind::File) return FormerMatch::Different;
   if (former && SameContent(source, *former)) {
+    // Whether the entry is known, its folder tells.
+    if ((!record_ || source.Device != local_) && !IsUntouchedSince(source, *former, local_)) {
+      return FormerMatch::Unsure;
+    }
     if (place_.Differs(source, *former)) return FormerMatch::Unsure;
     if (!place_.AttributesMayDiffer(source, *former)) return FormerMatch::Same;
     return FormerMatch::Unsure;
@@ -101,7 +105,10 @@ std::optional<FormerCopy> FormerState::Find(const FolderPair& pair, std::u16stri
     if (!status || !SameContent(source, *status)) return std::nullopt;
     return FormerCopy{folder, std::u16string(as), *status};
   };
-  if (!KnowsEntries(pair)) return pair.Former ? copy_in(pair.Former, name) : std::nullopt;
+  if (!KnowsEntries(pair)) {
+    auto copy = pair.Former ? copy_in(pair.Former, name) : std::nullopt;
+    return copy && IsUntouchedSince(source, copy->Status, local_) ? std::move(copy) : std::nullopt;
+  }
   std::vector<StateRecord::Place> places = record_->Find(source);
   // Of several names the one that it still has comes first.
   std::stable_partition(places.begin(), places.end(), [&](const StateRecord::Place& place) {

@@ -21,6 +21,24 @@ struct FormerCopy {
   FileStatus Status;
 };
 
+/// Whether nothing has happened to a file of the source since its copy was made: size and time of
+/// writing are the same after two files have changed names, but that, too, changes an entry.
+/// `local`: the device whose times are this machine's own; those of others may be wrong by an hour.
+inline bool IsUntouchedSince(const FileStatus& source, const FileStatus& copy,
+                             std::uint64_t local) {
+  constexpr std::int64_t kClocksDiffer = 3600;
+  const std::int64_t margin = local != 0 && source.Device == local ? 0 : kClocksDiffer;
+  if (source.Changed == FileTime() || copy.Made == FileTime()) return false;
+  const std::int64_t ahead = source.Changed.Seconds + margin;
+  return ahead < copy.Made.Seconds ||
+         (ahead == copy.Made.Seconds && source.Changed.Nanoseconds < copy.Made.Nanoseconds);
+}
+/// The device of a source whose times are this machine's own, else 0.
+inline std::uint64_t LocalDevice(const Folder& source) {
+  const Result<FileStatus> status = source.Status();
+  return status && source.OnLocalDisk() ? status->Device : 0;
+}
+
 /// How a file of the source and the entry of its name in the former state are to each other.
 enum class FormerMatch {
   Same,       ///< that is its copy, and still the same
@@ -62,11 +80,12 @@ class FormerState {
 
  private:
   FormerState(Folder root, MetadataPlace place, SharedContent::Ways ways,
-              std::unique_ptr<StateRecord> record)
+              std::unique_ptr<StateRecord> record, std::uint64_t local)
       : root_(std::move(root)),
         place_(std::move(place)),
         sharing_(ways),
-        record_(std::move(record)) {}
+        record_(std::move(record)),
+        local_(local) {}
   /// FolderPair::FormerAt of a folder whose file system may number its entries anew at any time.
   static constexpr std::uint64_t kByName = ~std::uint64_t{0};
   bool IsByName(const FolderPair* parent, const FolderPair& pair) const;
@@ -76,6 +95,7 @@ class FormerState {
   const MetadataPlace place_;
   SharedContent sharing_;
   const std::unique_ptr<StateRecord> record_;
+  const std::uint64_t local_;  ///< IsUntouchedSince
   /// The folder that was opened last for a file that had moved.
   Folder last_;
   std::uint64_t last_at_ = 0;

@@ -85,15 +85,15 @@ bool IsAlone(const RunContext& context, const BackupJob& job, std::u16string_vie
 
 /// Takes the folder away for good. It is no state any more before anything in it goes: what an
 /// interrupted end leaves is what an interrupted run leaves.
-ErrorCode DeleteFolderUnit(const FileSystem& files, const Folder& parent, const Folder& folder,
-                           const std::u16string& unit) {
+ErrorCode DeleteFolderUnit(const FileSystem& files, const BackupJob& job, const Folder& parent,
+                           const Folder& folder, const std::u16string& unit) {
   Result<OwnerMark> mark = ReadOwnerMark(folder);
   if (!mark) return mark.Error;
   mark->Figures.reset();
   if (const ErrorCode error = WriteOwnerMark(folder, *mark)) return error;
   std::u16string_view name = PathName(DropBackslash(unit));
   const std::u16string unfinished = UnfinishedPath(unit);
-  if (FinishedPath(unit).empty()) {
+  if (NamesUnfinished(job)) {
     if (files.Rename(DropBackslash(unit), DropBackslash(unfinished)) == 0) {
       name = PathName(DropBackslash(unfinished));
     }
@@ -107,7 +107,8 @@ ErrorCode LetGo(const RunContext& context, const BackupJob& job, RecycleBin& bin
                 const Folder& parent, const Result<Folder>& folder, const std::u16string& unit) {
   const std::u16string_view name = PathName(DropBackslash(unit));
   if (!job.Extras.DeletesOld) return bin.Recycle(parent, name);
-  return folder ? DeleteFolderUnit(context.Files, parent, *folder, unit) : parent.RemoveFile(name);
+  return folder ? DeleteFolderUnit(context.Files, job, parent, *folder, unit)
+                : parent.RemoveFile(name);
 }
 
 /// False when the unit stays where it is and is tried again after the next run.
@@ -178,11 +179,16 @@ void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
     context.LogTimed(u": 保留沒有這個排程標記的舊備份 (略過)：", other);
     std::erase(job.Extras.Made, other);
   }
+  job.Extras.Rests = fates.Rests;
   if (fates.TooMany && !job.Extras.KeepAgreed) {
     ++context.Report.Counters.WarningFiles;
     context.Tell(kTooManyGo, UnitFolder(unit));
     return;
   }
+  const bool goes = std::any_of(fates.Units.begin(), fates.Units.end(),
+                                [](const StateFate& fate) { return !fate.Verdict.Stays(); });
+  // What this run has made is known before anything goes for it, should the run be killed.
+  if (goes && !context.Store.SaveJobs()) return;
   bool gone = false;
   // The oldest first: what is interrupted has left the newest.
   for (auto fate = fates.Units.rbegin(); fate != fates.Units.rend(); ++fate) {

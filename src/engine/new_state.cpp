@@ -23,6 +23,7 @@ ErrorCode MoveFolder(const FileSystem& files, std::u16string_view from, std::u16
 /// What was whole and had only to get its name gets it.
 std::u16string FindLeft(const RunContext& context, const BackupJob& job,
                         const std::vector<JobState>& states, bool changes) {
+  if (!NamesUnfinished(job)) return {};
   for (const JobState& state : states) {
     const std::u16string finished = state.IsArchive ? std::u16string() : FinishedPath(state.Unit);
     if (finished.empty() || job.Extras.Id.empty()) continue;
@@ -95,7 +96,7 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
   // What has got its name only now may be the unit itself, or the newest state.
   if (changes) states = ListStates(context, job);
   if (context.Files.FolderExists(unit)) return;
-  if (job.Extras.UnfinishedName) {
+  if (job.Extras.UnfinishedName && NamesUnfinished(job)) {
     making.Place = UnfinishedPath(unit);
     if (!left.empty() && !changes) {
       making.Place = left;
@@ -103,6 +104,8 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
       making.TakenUp = MoveFolder(context.Files, left, making.Place) == 0;
     }
     making.TakenUp = making.TakenUp || IsSamePath(left, making.Place);
+    const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
+    if (source) making.Local = LocalDevice(*source);
   }
   FindFormer(context, job, unit, states);
 }

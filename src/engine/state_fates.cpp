@@ -9,6 +9,7 @@
 #include "base/translation.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
+#include "schedule/next_run.h"
 #include "walk/traverse.h"
 
 namespace kavrel {
@@ -32,16 +33,19 @@ std::vector<Candidate> CandidatesOf(const RunContext& context, const BackupJob& 
   };
   std::vector<Candidate> candidates{{std::u16string(unit), {now, true, pinned(unit)}}};
   const std::vector<std::u16string>& made = job.Extras.Made;
-  for (auto at = made.rbegin(); at != made.rend(); ++at) {
-    if (*at == unit) continue;
-    const Result<bool> own = IsMadeBy(context.Files, job, *at);
+  for (const std::u16string& noted : made) {
+    const Result<bool> own = IsMadeBy(context.Files, job, noted);
     // One that is not there may lie on a disk that is not there.
-    if (own && !*own && context.Files.Status(DropBackslash(*at))) fates.NotOwn.push_back(*at);
-    const auto found = by_unit.find(*at);
-    if (!own || !*own || found == by_unit.end()) continue;
-    const JobState& state = *found->second;
+    const bool other = own && !*own && context.Files.Status(DropBackslash(noted));
+    if (other && noted != unit) fates.NotOwn.push_back(noted);
+  }
+  for (const JobState& state : states) {
+    const bool noted = std::find(made.begin(), made.end(), state.Unit) != made.end();
     const bool whole = state.Health == StateHealth::Whole;
-    candidates.push_back({*at, {state.Date, whole, state.Pinned}});
+    // A run that was killed at its very end may have noted nothing; the mark tells as surely.
+    if (state.Unit == unit || !(noted || whole || state.Health == StateHealth::Failures)) continue;
+    const Result<bool> own = IsMadeBy(context.Files, job, state.Unit);
+    if (own && *own) candidates.push_back({state.Unit, {state.Date, whole, state.Pinned}});
   }
   return candidates;
 }
@@ -58,14 +62,39 @@ void JudgeByCount(std::size_t keep, const std::vector<Candidate>& candidates, St
   }
 }
 
-void JudgeByPlan(const KeepPlan& plan, std::vector<Candidate> candidates, DateTime now,
-                 StateFates& fates) {
+/// With one between the last backup and this one, where that took far longer than the job's
+/// interval: the machine was off, or its clock is wrong.
+std::vector<JobRest> RestsOf(const BackupJob& job, const std::vector<Candidate>& candidates,
+                             DateTime now) {
+  using std::chrono::days, std::chrono::hours;
+  constexpr std::size_t kMost = 20;
+  std::vector<JobRest> rests = job.Extras.Rests;
+  // The clock has been set right since.
+  std::erase_if(rests, [&](const JobRest& rest) { return rest.To > now; });
+  DateTime last = kZeroDate;
+  for (const Candidate& one : candidates) {
+    if (one.Dated.Date < now) last = std::max(last, one.Dated.Date);
+  }
+  const std::chrono::seconds interval =
+      std::clamp<std::chrono::seconds>(AddInterval(now, job) - now, hours(1), days(366));
+  if (last == kZeroDate || now - last <= std::max<std::chrono::seconds>(days(7), 3 * interval)) {
+    return rests;
+  }
+  // As long as the interval is, it would have been away anyway.
+  rests.push_back({last, now - interval});
+  if (rests.size() > kMost) rests.erase(rests.begin());
+  return rests;
+}
+
+void JudgeByPlan(const BackupJob& job, const KeepPlan& plan, std::vector<Candidate> candidates,
+                 DateTime now, StateFates& fates) {
+  fates.Rests = RestsOf(job, candidates, now);
   std::stable_sort(
       candidates.begin() + 1, candidates.end(),
       [](const Candidate& a, const Candidate& b) { return a.Dated.Date > b.Dated.Date; });
   std::vector<DatedState> states;
   for (const Candidate& one : candidates) states.push_back(one.Dated);
-  const std::vector<KeepVerdict> verdicts = JudgeStates(plan, states, now);
+  const std::vector<KeepVerdict> verdicts = JudgeStates(plan, states, now, fates.Rests);
   std::size_t going = 0;
   for (std::size_t i = 0; i < candidates.size(); ++i) {
     StateFate& fate = fates.Units.emplace_back();
@@ -119,12 +148,13 @@ class RoomFinder final : public TreeVisitor {
 StateFates FatesOf(const RunContext& context, const BackupJob& job, std::u16string_view unit,
                    DateTime now) {
   StateFates fates;
+  fates.Rests = job.Extras.Rests;
   const std::optional<KeepPlan> plan = ParseKeepPlan(job.Extras.KeepPlan);
   const auto keep = static_cast<std::size_t>(job.Extras.KeepNewest);
   if (unit.empty() || (!plan && (keep == 0 || job.Extras.Made.size() < keep))) return fates;
   const std::vector<Candidate> candidates = CandidatesOf(context, job, unit, now, fates);
   if (plan) {
-    JudgeByPlan(*plan, candidates, now, fates);
+    JudgeByPlan(job, *plan, candidates, now, fates);
   } else {
     JudgeByCount(keep, candidates, fates);
   }

@@ -22,6 +22,7 @@ struct StateFates {
   /// job keeps everything.
   std::vector<StateFate> Units;
   std::vector<std::u16string> NotOwn;  ///< said to be made by them, with no mark of this job alone
+  std::vector<JobRest> Rests;          ///< JobExtras::Rests, with one that has ended now
   /// More would go at once than a plan lets go by itself: a clock that is years ahead makes
   /// everything old.
   bool TooMany = false;

@@ -25,11 +25,21 @@ StateHealth HealthOf(const FileSystem& files, const OwnerMark& mark, const Backu
   return mark.Begun == kZeroDate ? StateHealth::Unknown : StateHealth::Unfinished;
 }
 
+/// The path that is expanded for a run, with its tags.
+std::u16string DatedDestination(const BackupJob& job) {
+  std::u16string path = job.Destination.Path;
+  if (job.AddSourceFolder) path += SourceFolderName(job.Source.Path);
+  return path;
+}
+
 /// Collects the states where a job's runs write.
 class StateFinder {
  public:
   StateFinder(const RunContext& context, const BackupJob& job)
-      : files_(context.Files), job_(job), pattern_(Destination(job)) {
+      : files_(context.Files),
+        job_(job),
+        pattern_(DatedDestination(job)),
+        names_unfinished_(NamesUnfinished(job)) {
     const std::vector<std::u16string>& made = job.Extras.Made;
     made_.insert(made.begin(), made.end());
     archives_ = job.Compressed || !std::all_of(made.begin(), made.end(), IsFolderUnit);
@@ -72,20 +82,14 @@ class StateFinder {
   }
 
  private:
-  /// The path that is expanded for a run, with its tags.
-  static std::u16string Destination(const BackupJob& job) {
-    std::u16string path = job.Destination.Path;
-    if (job.AddSourceFolder) path += SourceFolderName(job.Source.Path);
-    return path;
-  }
-
   void Descend(const Folder& folder, const std::u16string& path, std::size_t depth,
                const DatedPath::Moment& moment) {
     if (depth == pattern_.Depth()) return AddPlace(folder, path, moment);
     const auto enter = [&](std::u16string_view name) {
       std::u16string_view dated = name;
       // The last name ends with more until its folder is whole.
-      const bool unfinished = depth + 1 == pattern_.Depth() && dated.ends_with(kUnfinished);
+      const bool last = depth + 1 == pattern_.Depth();
+      const bool unfinished = last && names_unfinished_ && dated.ends_with(kUnfinished);
       if (unfinished) dated.remove_suffix(kUnfinished.size());
       DatedPath::Moment told = moment;
       if (!pattern_.Takes(depth, dated, told)) return;
@@ -96,7 +100,9 @@ class StateFinder {
     const std::u16string fixed(pattern_.NameAt(depth));
     if (!fixed.empty()) {
       enter(fixed);
-      if (depth + 1 == pattern_.Depth()) enter(fixed + std::u16string(kUnfinished));
+      if (depth + 1 == pattern_.Depth() && names_unfinished_) {
+        enter(fixed + std::u16string(kUnfinished));
+      }
       return;
     }
     FolderReader reader(folder);
@@ -148,7 +154,7 @@ class StateFinder {
     JobState& state = Note(unit);
     state.Date = mark && mark->Begun != kZeroDate ? mark->Begun : date.value_or(kZeroDate);
     if (mark) state.Health = HealthOf(files_, *mark, job_);
-    if (!FinishedPath(unit).empty()) state.Health = StateHealth::Unfinished;
+    if (names_unfinished_ && !FinishedPath(unit).empty()) state.Health = StateHealth::Unfinished;
     if (mark) state.Figures = mark->Figures;
     state.Pinned = mark && mark->Pinned;
     // What that version noted came to its end.
@@ -173,6 +179,7 @@ class StateFinder {
   const FileSystem& files_;
   const BackupJob& job_;
   const DatedPath pattern_;
+  const bool names_unfinished_;
   bool archives_;
   std::unordered_set<std::u16string> made_, found_;
   std::vector<JobState> states_;
@@ -207,6 +214,10 @@ std::u16string AsIso(std::u16string_view which) {
 }
 
 }  // namespace
+
+bool NamesUnfinished(const BackupJob& job) {
+  return !DropBackslash(DatedDestination(job)).ends_with(kUnfinished);
+}
 
 std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job) {
   BackupJob now = job;

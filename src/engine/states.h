@@ -37,6 +37,10 @@ struct JobState {
   std::optional<VerifiedState> Verified;
 };
 
+/// Whether the dated folders of a job bear another name until they are whole: not where that one's
+/// end is the end of their own.
+bool NamesUnfinished(const BackupJob& job);
+
 /// The states of the job, the newest first (core/made_order). Looks at the disk; nothing is
 /// changed.
 std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job);

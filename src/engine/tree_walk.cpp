@@ -320,7 +320,7 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
       (effects_.Links().HasSeveral(*source) || (dest && dest->Links > 1))) {
     return CopyAhead::Verdict::Wait;
   }
-  if (NeedsNoCopy(source, dest, options_.Compare)) {
+  if (!WhyCopy(source, dest)) {
     const bool stays = !dest || !effects_.MayDiffer(*source, *dest);
     return stays ? CopyAhead::Verdict::Leave : CopyAhead::Verdict::Wait;
   }
@@ -388,7 +388,7 @@ void TreeWalk::DecideOneFile(const FolderPair& pair, std::u16string_view name,
   // Two files of the source must not stay one at the destination.
   const bool shared = keeps_links && dest && links.IsAnothers(*source, *dest);
   const bool own_copy = shared || (dest && effects_.NeedsOwnCopy(file));
-  const std::optional<PlanReason> reason = ReasonToCopy(source, dest, options_.Compare);
+  const std::optional<PlanReason> reason = WhyCopy(source, dest);
   if (!own_copy && !reason && SameLinkTarget(file)) {
     if (dest && effects_.MayDiffer(*source, *dest) && PassesMayChange()) effects_.UpdateFile(file);
     if (keeps_links && dest) effects_.NoteLeft(file, again);
@@ -454,7 +454,7 @@ bool TreeWalk::TakeAsLink(const FileTurn& file, bool again) {
   HardLinks::FirstCopy* const first = effects_.Links().Find(source, again);
   const bool in_the_way = dest && dest->Kind == FileKind::Folder;
   if (!first || in_the_way || !scope_.WithinSizeLimit(source)) return false;
-  const bool equal = NeedsNoCopy(&source, dest, options_.Compare);
+  const bool equal = !WhyCopy(&source, dest);
   if (!equal && KeepsNewer(&source, dest)) return false;
   if (equal && dest && first->Is(*dest)) {
     if (!again) effects_.Links().NoteOwner(source, *dest);
@@ -465,6 +465,18 @@ bool TreeWalk::TakeAsLink(const FileTurn& file, bool again) {
   if (!effects_.Link(*first, file, equal)) return false;
   ShowDone(file.Name);
   return true;
+}
+
+std::optional<PlanReason> TreeWalk::WhyCopy(const FileStatus* source,
+                                            const FileStatus* dest) const {
+  const std::optional<PlanReason> reason = ReasonToCopy(source, dest, options_.Compare);
+  const NewState& making = context_.Making;
+  // What an interrupted run has left may be of any age.
+  if (!reason && making.TakenUp && source && dest && source->Kind == FileKind::File &&
+      !IsUntouchedSince(*source, *dest, making.Local)) {
+    return PlanReason::Time;
+  }
+  return reason;
 }
 
 bool TreeWalk::KeepsNewer(const FileStatus* source, const FileStatus* dest) const {

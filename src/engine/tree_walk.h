@@ -101,6 +101,9 @@ class TreeWalk {
   bool IsSameLink(const FileTurn& file) const;
   void LeaveAsItIs(std::u16string_view name);
   void ShowDone(std::u16string_view name);
+  /// ReasonToCopy, and that something has happened to the file since what an interrupted run has
+  /// left was copied.
+  std::optional<PlanReason> WhyCopy(const FileStatus* source, const FileStatus* dest) const;
   bool KeepsNewer(const FileStatus* source, const FileStatus* dest) const;
   void CopyOneFile(const FileTurn& file, PlanReason reason);
   /// Adds the file to what the run has dealt with.

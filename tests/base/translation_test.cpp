@@ -162,6 +162,11 @@ TEST(TranslationTest, ShowsWhatTheCoreHasComposed) {
       {u"排程已暫停至 2026/11/24 下午 03:30:00",
        u"The schedule is paused until 2026-11-24 15:30:00"},
       {u"週日, 週一", u"Sun, Mon"},
+      {u"Kavrel發現到【照片】在【2009/9/23 下午 03:10:00】時間內並未做備份，您要：",
+       u"Kavrel found that “照片” was not backed up at 2009-09-23 15:10:00. You can:"},
+      {u"備份中斷：同步刪除防護 (中斷) 要移除的檔案超過目標資料夾的 50 %",
+       u"Backup interrupted: Mirror guard (interrupted) More than 50% of the files in the destination "
+       u"folder would be removed"},
       // A name in quotation marks stays, whatever text it is.
       {u"「完成」備份完成：備份 1 個檔案", u"“完成”: Backup finished: 1 file backed up"},
       {u"找不到排程「失敗 1 個檔案」", u"There is no job “失敗 1 個檔案”"},

@@ -61,6 +61,11 @@ TEST_P(CompletionTest, OffersCommandsOptionsAndWhatTheProgramFolderHolds) {
   EXPECT_TRUE(Offers("disable", {"rules", ""}));
   EXPECT_TRUE(Offers("sync", {"add", "--type", ""}));
   EXPECT_TRUE(Offers("@文書檔案", {"add", "--types", "@"}));
+  EXPECT_TRUE(Offers("文書檔案", {"filters", "remove", ""}));
+  ASSERT_EQ(Code({"rules", "add", "--name", "Mine", "--file", "*.tmp"}), 0);
+  for (const char* word : {"remove", "enable", "disable"}) {
+    EXPECT_TRUE(Offers("Mine", {"rules", word, ""})) << word;
+  }
   // Bash wants its quotes in what it is given back.
   const std::string name = "Mother's photos";
   EXPECT_TRUE(Offers(Shell() == "bash" ? "Mother\\'s\\ photos" : name, {"run", ""}));

@@ -361,7 +361,7 @@ TEST_F(LinkedStatesTest, WhatDidNotChangeIsOneFileAndCostsNothing) {
   // What the record tells is lost: names, sizes and times are as good as in a differential run.
   fs::remove_all(Temp.Home() / "States");
   fs::rename(Source() / "moved", Source() / "moved again");
-  EXPECT_EQ(RunNextDay().CopiedBytes, 5U);
+  EXPECT_EQ(RunNextDay().CopiedBytes, 5U + 2) << "and a and b, to which something has happened";
   EXPECT_EQ(NumberOf(State() / "kept"), NumberOf(first / "kept"));
   EXPECT_EQ(RunNextDay().CopiedBytes, 0U);
 }
@@ -537,6 +537,53 @@ TEST_F(LinkedStatesTest, AReadOnlyFolderThatAnInterruptedRunHasLeftIsBroughtUpTo
     EXPECT_FALSE(fs::exists(State() / "locked/goes"));
     EXPECT_EQ(ReadTestFile(State() / "locked/changes"), "2");
     EXPECT_EQ(StatusOf(State() / "locked").st_mode, StatusOf(locked).st_mode);
+  }
+}
+
+TEST_F(LinkedStatesTest, WhatHasChangedNamesSinceIsNotTakenForWhatIsThere) {
+  Begin();
+  const auto swap = [&] {
+    fs::rename(Source() / "a", Source() / "c");
+    fs::rename(Source() / "b", Source() / "a");
+    fs::rename(Source() / "c", Source() / "b");
+  };
+  for (const char* name : {"a", "b", "kept"}) Put(name, name);
+  for (int i = 0; i < 30; ++i) Put("folder/" + std::to_string(i), "x");
+  Run();
+  // By what an interrupted run has left, of any type, and by what has lost its record.
+  for (const BackupType type :
+       {BackupType::Full, BackupType::Differential, BackupType::Synchronise}) {
+    SetJobType(Job(), type);
+    RunNextDay();
+    Interrupt(State());
+    const ino_t kept = NumberOf(Unfinished(State()) / "kept");
+    swap();
+    RunNextDay();
+    EXPECT_EQ(Differences(Describe(State()), Describe(Source())), "") << static_cast<int>(type);
+    EXPECT_EQ(NumberOf(State() / "kept"), kept);
+    fs::remove_all(Temp.Home() / "States");
+    swap();
+    RunNextDay();
+    EXPECT_EQ(Differences(Describe(State()), Describe(Source())), "") << static_cast<int>(type);
+  }
+}
+
+TEST_F(LinkedStatesTest, NamesThatEndAsUnfinishedOnesAreNamesLikeOthers) {
+  for (const char16_t* end : {u"<hh>.unfinished\\", u"<hh>\\Draft.unfinished\\"}) {
+    BackupJob& job = AddJob(BackupType::Differential);
+    job.Destination.Path = std::u16string(u"D:\\dst\\<yyyy>-<mm>-<dd> ") + end;
+    job.Extras.KeepNewest = 2;
+    Put("file", "x");
+    for (int i = 0; i < 4; ++i) {
+      Clock.Advance(std::uint64_t{24} * 60 * 60 * 1000);
+      EXPECT_EQ(Program.RunJobNow(job.JobIndex), RunOutcome::Ran);
+    }
+    const std::vector<JobState> states = ListStates(Program.Context, job);
+    ASSERT_EQ(states.size(), 2U);
+    for (const JobState& state : states) {
+      EXPECT_EQ(state.Health, StateHealth::Whole);
+      EXPECT_TRUE(state.Unit.ends_with(u".unfinished\\"));
+    }
   }
 }
 
