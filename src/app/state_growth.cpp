@@ -25,8 +25,13 @@ StateGrowth GrowthOf(const FileSystem& files, const std::vector<JobState>& state
   StateGrowth growth;
   growth.Taken.resize(states.size());
   std::uint64_t taken = 0;
-  for (std::size_t i = states.size(); i-- > 0;) growth.Taken[i] = taken += AddedBy(states[i]);
   if (states.empty()) return growth;
+  // What the oldest one shares nothing older holds any more.
+  const JobState& oldest = states.back();
+  if (!oldest.IsArchive && oldest.Figures) {
+    taken = oldest.Figures->Bytes - std::min(oldest.Figures->AddedBytes, oldest.Figures->Bytes);
+  }
+  for (std::size_t i = states.size(); i-- > 0;) growth.Taken[i] = taken += AddedBy(states[i]);
   const Result<Folder> folder = files.OpenFolder(UnitFolder(states.front().Unit));
   const Result<DiskSpace> space = folder ? folder->Space() : Result<DiskSpace>::Fail(folder.Error);
   if (space) growth.Free = space->Free;

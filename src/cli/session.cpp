@@ -20,8 +20,9 @@ Session::Session(std::string_view home, std::uint32_t patience)
     : home_(FromUtf8(home)), patience_(patience * 1000) {}
 
 bool Session::Prepare(std::u16string_view purpose, std::unique_ptr<ProgramHost> host) {
-  if (!home_.empty() && !may_make_home_ && !FileSystem({}).FolderExists(AbsolutePath(home_))) {
-    PrintError(Fill(Tr("there is no program folder %1; add makes it"), {Printable(home_)}));
+  const std::u16string chosen = ChosenHome(home_);
+  if (!chosen.empty() && !may_make_home_ && !FileSystem({}).FolderExists(chosen)) {
+    PrintError(Fill(Tr("there is no program folder %1; add makes it"), {Printable(chosen)}));
     return false;
   }
   const std::optional<std::u16string> folder = ProgramFolder(home_);

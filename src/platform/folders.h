@@ -6,6 +6,10 @@
 
 namespace kavrel {
 
+/// The folder that the user chose for everything, by `home` or $KAVREL_HOME; empty when there is
+/// none. Nothing is looked for.
+std::u16string ChosenHome(std::u16string_view home = {});
+
 /// The program folder, made when missing: `home` when given; else $KAVREL_HOME; else the
 /// executable's folder when it holds Backup.rtm and can be written; else $XDG_DATA_HOME/Kavrel
 /// (~/.local/share/Kavrel). An absolute path without a trailing separator; nothing when it cannot

@@ -29,13 +29,6 @@ std::u16string BaseFolder(const char* name, std::u16string_view fallback) {
   return folder;
 }
 
-/// The folder that the user chose for everything; empty when there is none.
-std::u16string ChosenHome(std::u16string_view home) {
-  std::u16string folder = AbsolutePath(home.empty() ? Variable("KAVREL_HOME") : home);
-  while (folder.size() > 1 && folder.ends_with(u'/')) folder.pop_back();
-  return folder;
-}
-
 bool Exists(const std::u16string& path) {
   return access(ToUtf8(path).c_str(), F_OK) == 0;
 }
@@ -55,6 +48,12 @@ std::u16string UsualFolder() {
 }
 
 }  // namespace
+
+std::u16string ChosenHome(std::u16string_view home) {
+  std::u16string folder = AbsolutePath(home.empty() ? Variable("KAVREL_HOME") : home);
+  while (folder.size() > 1 && folder.ends_with(u'/')) folder.pop_back();
+  return folder;
+}
 
 std::optional<std::u16string> ProgramFolder(std::u16string_view home) {
   std::u16string folder = ChosenHome(home);

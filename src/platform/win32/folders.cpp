@@ -22,14 +22,6 @@ bool IsSeparator(char16_t c) {
   return c == u'\\' || c == u'/';
 }
 
-/// The folder that the user chose for everything; empty when there is none.
-std::u16string ChosenHome(std::u16string_view home) {
-  std::u16string folder =
-      AbsolutePath(home.empty() ? win32::Variable(L"KAVREL_HOME") : std::u16string(home));
-  while (folder.size() > 3 && folder.ends_with(u'\\')) folder.pop_back();
-  return folder;
-}
-
 bool Exists(const std::u16string& path) {
   return GetFileAttributesW(win32::LongPathBuffer(path).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
@@ -52,6 +44,13 @@ std::u16string UsualFolder() {
 }
 
 }  // namespace
+
+std::u16string ChosenHome(std::u16string_view home) {
+  std::u16string folder =
+      AbsolutePath(home.empty() ? win32::Variable(L"KAVREL_HOME") : std::u16string(home));
+  while (folder.size() > 3 && folder.ends_with(u'\\')) folder.pop_back();
+  return folder;
+}
 
 std::optional<std::u16string> ProgramFolder(std::u16string_view home) {
   std::u16string folder = ChosenHome(home);
