@@ -7,9 +7,11 @@
 #include "base/text.h"
 #include "base/translation.h"
 #include "engine/run_driver.h"
+#include "files/folder_identity.h"
 #include "files/path.h"
 #include "files/place.h"
 #include "schedule/next_run.h"
+#include "walk/same_folder.h"
 #include "walk/source_place.h"
 
 namespace kavrel {
@@ -44,6 +46,28 @@ bool IsSame(const FileStatus& a, const FileStatus& b) {
 bool IsOnNetwork(const Program& program, std::u16string_view path) {
   const std::optional<std::string> host = program.Files.HostPath(path);
   return PathKind(path) != 1 || (host && !program.Mounts.WaitingPoint(FromUtf8(*host)).empty());
+}
+
+/// Whether a folder above the destination is the source's root, seen through something that gives
+/// it another number.
+bool LiesInView(const Program& program, const SourcePlace& place, const Folder& source,
+                std::u16string_view destination) {
+  const bool source_relayed = source.Manners().Relayed;
+  const std::u16string real = RealPlace(program.Files, destination);
+  std::u16string_view below = DropBackslash(real);
+  for (;;) {
+    const std::u16string_view above = PathFolder(below);
+    if (above.empty() || above.size() >= below.size()) return false;
+    const Result<Folder> folder = program.Files.OpenFolder(above);
+    // To what leads to the destination the source must have the same name.
+    const std::u16string_view name = PathName(below);
+    if (folder && (source_relayed || folder->Manners().Relayed) &&
+        bool(folder->Status(name)) == bool(source.Status(name)) &&
+        (place.Is(*folder) || LooksAlike(source, *folder, false))) {
+      return true;
+    }
+    below = DropBackslash(above);
+  }
 }
 
 /// How the destination lies to the source; empty when there is nothing to say.
@@ -81,6 +105,7 @@ std::u16string_view CheckPlaces(const Program& program, std::u16string_view sour
   if (in_destination || (destination.Exists && place.IsIn(destination.Nearest))) {
     return u"來源資料夾位於目標資料夾之內，什麼都不會備份。";
   }
+  if (LiesInView(program, place, *source, destination_path)) return kInside;
   if (OnSameDisk(status->Device, lineage->front().Device)) {
     return u"目標與來源在同一個磁碟上，磁碟損壞時兩者會一起失去。";
   }

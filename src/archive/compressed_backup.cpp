@@ -18,6 +18,7 @@
 #include "files/owner_mark.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
+#include "walk/same_folder.h"
 #include "walk/traverse.h"
 
 namespace kavrel {

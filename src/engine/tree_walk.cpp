@@ -64,7 +64,9 @@ void TreeWalk::Note(PlanAction action, PlanReason reason, bool is_folder, std::u
 }
 
 void TreeWalk::RememberRoot(const FolderPair& pair) {
-  if (!scope_.Own().Known && pair.Dest) scope_.SetOwn(pair.Dest, &pair.Source);
+  if (!scope_.Own().Known && pair.Dest) {
+    scope_.SetOwn(pair.Dest, &pair.Source, effects_.Names());
+  }
 }
 
 bool TreeWalk::ShowsSource(const FolderPair* parent, const FolderPair& pair) {

@@ -6,8 +6,10 @@
 #include "base/wildcard.h"
 #include "files/owner_mark.h"
 #include "files/path.h"
+#include "platform/error_codes.h"
 #include "platform/trace.h"
 #include "rules/file_filters.h"
+#include "walk/same_folder.h"
 
 namespace kavrel {
 
@@ -15,25 +17,6 @@ namespace {
 
 void TraceLeftOut(std::u16string_view why, std::u16string_view folder, std::u16string_view name) {
   if (Tracing()) Trace("scope", {u"left out ", folder, name, u": ", why});
-}
-
-/// Whether two folders with one mark are the same folder, reached in two ways, or one is a copy:
-/// then all that is in it was changed last when it was copied. `settled`: nobody changes the folder
-/// itself meanwhile, so that it tells, too.
-bool IsSeenTwice(const Folder& one, const Folder& other, bool settled) {
-  // Many views pass the numbers on, and tell of changes a second late.
-  const Result<FileStatus> first = one.Status(), second = other.Status();
-  if (first && second && first->Id == second->Id) return true;
-  if (settled && first && second && first->Changed == second->Changed) return true;
-  FolderReader reader(one);
-  bool empty = true;
-  while (const FolderEntry* entry = reader.Next()) {
-    if (entry->Kind == FileKind::Folder) continue;
-    empty = false;
-    const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
-    if (a && b && LooksSame(*a, *b)) return true;
-  }
-  return empty && !settled;
 }
 
 }  // namespace
@@ -94,13 +77,14 @@ bool Scope::IsExcluded(std::u16string_view folder) const {
   return true;
 }
 
-void Scope::SetOwn(const Folder& folder, const Folder* source) {
+void Scope::SetOwn(const Folder& folder, const Folder* source, TempNames* names) {
   own_ = IdentityOf(folder);
   own_folder_ = own_path_.empty() ? nullptr : &folder;
-  // Only a destination behind something else is seen in the source so; and asked of a server for
-  // each folder its mark would cost more than the files.
-  own_has_views_ =
-      source && folder && *source && folder.Manners().Relayed && !source->Manners().Relayed;
+  names_ = names;
+  // Only a destination behind something else is seen in the source under any name; to ask a server
+  // for the mark of each folder of the source costs more than the files, but for that.
+  own_has_views_ = source && folder && *source && folder.Manners().Relayed;
+  numbers_differ_ = own_has_views_ || (source && folder && *source && source->Manners().Relayed);
 }
 
 bool Scope::IsOwnPath(std::u16string_view path) const {
@@ -124,6 +108,19 @@ bool Scope::IsOwn(std::u16string_view path, const Folder& folder, const FileStat
   return true;
 }
 
+std::optional<bool> Scope::IsOneWith(const Folder& folder, const Folder& other) const {
+  return numbers_differ_ && names_ ? ShowsFileOf(other, {&folder}, *names_) : std::nullopt;
+}
+
+/// A mirror claims nothing of what it finds before its guard has passed, and not each place takes a
+/// mark. Until there is one, its name and what it holds tell what is worth a closer look.
+bool Scope::MayBeOwn(const Folder& folder, bool named_so, bool marked) const {
+  if (!numbers_differ_ || !names_ || !own_folder_) return false;
+  if (named_so || marked) return true;
+  own_marked_ = own_marked_ || ReadOwnerMark(*own_folder_);
+  return own_has_views_ && !own_marked_ && HasEntryOf(folder, *own_folder_);
+}
+
 bool Scope::IsOwnByMark(std::u16string_view path, const Folder& folder) const {
   if (own_path_.empty()) return false;
   const bool may_be_state = MayHoldStates(path);
@@ -134,16 +131,27 @@ bool Scope::IsOwnByMark(std::u16string_view path, const Folder& folder) const {
   const bool may_be_view = own_has_views_ || name == own_name;
   if (!may_be_state && !may_be_view && !IsNamedAsState(name)) return false;
   const Result<OwnerMark> mark = ReadOwnerMark(folder);
+  const std::optional<bool> is_own = MayBeOwn(folder, name == own_name, !IsNotFound(mark.Error))
+                                         ? IsOneWith(folder, *own_folder_)
+                                         : std::nullopt;
+  if (is_own.value_or(false)) return true;
+  if (IsNotFound(mark.Error)) {
+    return !is_own && numbers_differ_ && own_folder_ && name == own_name &&
+           LooksAlike(folder, *own_folder_, true);
+  }
   if (!mark || !mark->Names(job_->Extras.Id)) return false;
   if (may_be_state) return true;
   if (IsSamePath(mark->Place, own_path_)) {
-    return own_folder_ && IsSeenTwice(folder, *own_folder_, false);
+    // What joins several folders may have made the file in another one than that.
+    return own_folder_ && IsSeenTwice(folder, *own_folder_, false, is_own.has_value());
   }
   // A former state, reached by another way than that to the destination; or somebody's copy of one.
   if (!dated_) return false;
   Result<Folder> made = OpenMarked(*system_, mark->Place);
   if (!made) made = OpenMarked(*system_, UnfinishedPath(mark->Place));
-  return made && IsSeenTwice(folder, *made, true);
+  if (!made) return false;
+  const std::optional<bool> is_made = IsOneWith(folder, *made);
+  return is_made.value_or(false) || IsSeenTwice(folder, *made, true, is_made.has_value());
 }
 
 bool Scope::IsOwnRoot(std::u16string_view path, const Folder& root) const {

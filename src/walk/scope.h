@@ -14,6 +14,7 @@
 #include "files/folder_identity.h"
 #include "files/path.h"
 #include "files/path_set.h"
+#include "files/temp_names.h"
 #include "platform/files.h"
 #include "rules/date_tokens.h"
 #include "rules/exclusion_rules.h"
@@ -45,14 +46,8 @@ class FolderScope {
   std::u16string path_;  ///< for the trace, where one is written
 };
 
-/// Whether two looks at entries of one name are looks at the same entry, or one is a copy: that was
-/// changed last when it was made. What gives its entries other numbers may tell of changes a second
-/// late, and passes the numbers on then.
-inline bool LooksSame(const FileStatus& one, const FileStatus& other) {
-  return one.Size == other.Size && (one.Id == other.Id || one.Changed == other.Changed);
-}
-
-/// A walk makes its own; two threads may ask the same one once SetOwn has been called.
+/// A walk makes its own; two threads may ask the same one once SetOwn has been called, without
+/// names.
 class Scope {
  public:
   /// What a plain run of the job copies, and its verification compares. `own` is the destination's
@@ -69,7 +64,9 @@ class Scope {
 
   /// The destination, once it is open or made, and the root of the source where that is open. The
   /// caller keeps them open as long as the walk lasts, so that nothing else gets their identity.
-  void SetOwn(const Folder& folder, const Folder* source = nullptr);
+  /// With `names`, a file that is made there for a moment tells for sure where it is seen in the
+  /// source; without them nothing is written, and what the entries look like has to do.
+  void SetOwn(const Folder& folder, const Folder* source = nullptr, TempNames* names = nullptr);
   const FolderIdentity& Own() const { return own_; }
   /// Whether it has a destination that must not be its source.
   bool HasOwn() const { return !own_path_.empty(); }
@@ -108,6 +105,9 @@ class Scope {
   void TakeStates(const BackupJob& job);
   bool IsOwnPath(std::u16string_view path) const;
   bool IsOwnByMark(std::u16string_view path, const Folder& folder) const;
+  /// Whether the one is the other, where that can be made sure of.
+  std::optional<bool> IsOneWith(const Folder& folder, const Folder& other) const;
+  bool MayBeOwn(const Folder& folder, bool named_so, bool marked) const;
   bool IsNamedAsState(std::u16string_view name) const;
 
   const FileSystem* system_ = nullptr;    ///< null: no folder is the job's own
@@ -120,7 +120,10 @@ class Scope {
   std::optional<DatedPath> dated_;        ///< the destination, where it has dates
   FolderIdentity own_;
   const Folder* own_folder_ = nullptr;  ///< open, and the caller's
-  bool own_has_views_ = false;  ///< the destination may be in the source under any name and number
+  TempNames* names_ = nullptr;          ///< the caller's
+  mutable bool own_marked_ = false;     ///< as far as it was asked, where there are names
+  bool own_has_views_ = false;   ///< the destination may be in the source under any name and number
+  bool numbers_differ_ = false;  ///< it may be there under any number
   std::size_t root_length_ = 0;
   bool subfolders_ = true, files_ = true;
 };

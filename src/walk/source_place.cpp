@@ -1,10 +1,12 @@
 #include "walk/source_place.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "files/folder_identity.h"
 #include "files/path.h"
 #include "platform/trace.h"
+#include "walk/same_folder.h"
 
 namespace kavrel {
 
@@ -115,24 +117,14 @@ bool SourcePlace::IsIn(const Folder& folder) const {
 
 /// Whether one of the others is the folder, under another number.
 bool SourcePlace::Tell(const Folder& folder, const std::vector<const Folder*>& others) const {
-  bool seen = false, made = false;
-  if (names_) {
-    const std::u16string name = names_->Next();
-    const Result<FileStatus> before = folder.Status();
-    FileStatus like;
-    like.Mode = 0600;
-    const Result<File> file = folder.MakeFile(name, like);
-    made = bool(file);
-    seen = made && std::any_of(others.begin(), others.end(),
-                               [&](const Folder* other) { return bool(other->Status(name)); });
-    if (made && folder.RemoveFile(name)) names_->NoteLeft();
-    if (made && before) folder.SetTimes(*before);
-  }
+  const std::optional<bool> shown =
+      names_ ? ShowsFileOf(folder, others, *names_) : std::optional<bool>();
   // What joins several folders may have made it in another one than that.
-  const bool sure = made;
-  seen = seen || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
-           return HasAllOf(*other, folder, sure) || HasAllOf(folder, *other, sure);
-         });
+  const bool sure = shown.has_value();
+  const bool seen =
+      shown.value_or(false) || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
+        return HasAllOf(*other, folder, sure) || HasAllOf(folder, *other, sure);
+      });
   if (seen) Trace("scope", {u"the destination shows the source"});
   return seen;
 }

@@ -1,0 +1,138 @@
+// Destinations inside their source that are reached through another program, by other numbers.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "faults/world.h"
+#include "support/variable.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel::faults {
+namespace {
+
+/// A job whose source, or a folder of it, is mounted elsewhere by the program of that name.
+class RelayedDestinationTest : public testing::TestWithParam<const char*> {
+ protected:
+  struct Job : RealJob {
+    /// `shown`: what of the source the view shows.
+    Job(const std::string& program, const std::string& shown) {
+      Source = Temp.Root() / "s";
+      for (const char* name : {"a", "b", "sub/c"}) WriteTestFile(Source / name, name);
+      fs::create_directories(Source / shown);
+      fs::create_directories(View);
+      // A run that copies into itself has no end.
+      StartedBy = {"/usr/bin/timeout", "-s", "INT", "60"};
+      const std::string path = "/usr/bin/" + program;
+      std::vector<std::string> command{path, Source / shown, View};
+      if (program == "sshfs") {
+        const fs::path server = Temp.Root() / "server";
+        WriteTestFile(server, "#!/bin/sh\nexec /usr/lib/openssh/sftp-server\n");
+        fs::permissions(server, fs::perms::owner_all);
+        command = {path, "-o", "ssh_command=" + server.string(), "x:" + command[1], View};
+      }
+      IsSeen = access(path.c_str(), X_OK) == 0 && RunCommand(command).ExitCode == 0;
+    }
+    ~Job() {
+      if (IsSeen) RunCommand({"/bin/umount", "-l", View});
+    }
+
+    std::string Add(const std::string& type, const fs::path& dest) const {
+      return Command({"add", "--name", "J", "--type", type, "--source", Source, "--dest", dest,
+                      "--no-source-folder", "--guard", "off"})
+          .Errors;
+    }
+    CommandResult RunOn(int day) const {
+      const EnvironmentVariable clock("KAVREL_CLOCK", std::to_string(1'800'000'000 + day * 86'400));
+      const EnvironmentVariable preload("LD_PRELOAD", FAULT_INJECTOR);
+      return Command({"run", "J"});
+    }
+    /// What lies in the source, but for a folder and for marks.
+    Tree Without(const std::string& folder) const {
+      Tree tree = ReadTree(Source);
+      std::erase_if(tree, [&](const auto& entry) {
+        return entry.first == folder || entry.first.starts_with(folder + "/");
+      });
+      return tree;
+    }
+    /// How many files below the source have that name.
+    long Copies(const std::string& name) const {
+      const Tree tree = ReadTree(Source);
+      return std::count_if(tree.begin(), tree.end(), [&](const auto& entry) {
+        return fs::path(entry.first).filename() == name;
+      });
+    }
+
+    const fs::path View = Temp.Root() / "view";
+    bool IsSeen = false;
+  };
+};
+
+TEST_P(RelayedDestinationTest, IsNoPartOfItsSource) {
+  const struct {
+    const char *Type, *Shown, *Dest, *Place;
+    bool Filled;  ///< there is something in it before the first run
+  } cases[] = {{"differential", "", "in", "in", false},  {"differential", "in", "", "in", true},
+               {"full", "", "new", "new", false},        {"sync", "", "in", "in", true},
+               {"sync", "deep/in", "", "deep/in", true}, {"sync", "", "new", "new", false}};
+  for (const auto& [type, shown, dest, place, filled] : cases) {
+    const std::string what = std::string(type) + " " + shown + ":" + dest;
+    SCOPED_TRACE(what);
+    const Job job(GetParam(), shown);
+    if (!job.IsSeen) GTEST_SKIP() << "no " << GetParam() << ", or no FUSE";
+    if (filled) WriteTestFile(job.Source / place / "stray", "left there by somebody");
+    const std::string said = job.Add(type, job.View / dest);
+    EXPECT_TRUE(*shown || said.find("目標資料夾位於來源資料夾之內。") != said.npos) << said;
+    const Tree before = job.Without(place);
+    for (int run = 0; run < 2; ++run) {
+      const std::string plan = job.Command({"preview", "J"}).Output;
+      // What writes nothing knows a place without a mark by its name.
+      EXPECT_TRUE((*shown && run == 0) || plan.find(" " + std::string(place) + "/\n") == plan.npos)
+          << plan;
+      const CommandResult result = job.Command({"run", "J"});
+      EXPECT_EQ(result.ExitCode, 0) << result.Errors;
+      if (run > 0 && type != std::string("full")) {
+        EXPECT_EQ(Figure(result.Output, kCopied), 0) << result.Output;
+        EXPECT_EQ(Figure(result.Output, kUnchanged), 3) << result.Output;
+      }
+      EXPECT_EQ(job.Without(place), before);
+      for (const char* name : {"a", "b", "c"}) EXPECT_EQ(job.Copies(name), 2) << name;
+      EXPECT_EQ(job.Copies("stray"), filled && type != std::string("sync") ? 1 : 0);
+    }
+    EXPECT_EQ(job.Command({"verify", "J"}).ExitCode, 0);
+    // What somebody has copied of it is a folder like others, even under its name.
+    const std::string copy = "copies/" + fs::path(place).filename().string();
+    fs::create_directories(job.Source / "copies");
+    RunCommand({"/bin/cp", "-a", job.Source / place, job.Source / copy});
+    EXPECT_EQ(job.Command({"run", "J"}).ExitCode, 0);
+    EXPECT_TRUE(fs::exists(job.Source / place / copy / "sub" / "c"));
+    EXPECT_EQ(job.Copies("c"), 4);
+  }
+}
+
+TEST_P(RelayedDestinationTest, ItsFormerStatesAreNotEither) {
+  for (const char* type : {"full", "differential", "sync"}) {
+    SCOPED_TRACE(type);
+    for (const char* shown : {"", "in"}) {
+      const Job job(GetParam(), shown);
+      if (!job.IsSeen) GTEST_SKIP() << "no " << GetParam() << ", or no FUSE";
+      job.Add(type, job.View / "<yyyy>" / "<mm>-<dd>");
+      for (int day = 0; day < 3; ++day) {
+        const CommandResult result = job.RunOn(day);
+        EXPECT_EQ(result.ExitCode, 0) << result.Output << result.Errors;
+        for (const char* name : {"a", "b", "c"}) EXPECT_EQ(job.Copies(name), day + 2) << name;
+      }
+      RunCommand({"/bin/cp", "-a", job.Source / shown / "2027", job.Source / "copy"});
+      EXPECT_EQ(job.RunOn(3).ExitCode, 0);
+      EXPECT_EQ(job.Copies("a"), 4 + 3 + 1 + 3) << "without the copy that somebody made";
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, RelayedDestinationTest, testing::Values("bindfs", "sshfs"),
+                         [](const auto& test) { return std::string(test.param); });
+
+}  // namespace
+}  // namespace kavrel::faults
