@@ -11,8 +11,8 @@
 namespace kavrel {
 
 struct StateGrowth {
-  /// Of each state, what all up to it have added, and what the oldest holds; bytes, in the order of the list, the newest
-  /// first. A state of which that is not known adds nothing.
+  /// Of each state, what all up to it have added, and what the oldest holds; bytes, in the order of
+  /// the list, the newest first. A state of which that is not known adds nothing.
   std::vector<std::uint64_t> Taken;
   std::uint64_t Free = 0;  ///< on the disk of the newest; 0 where that cannot be told
   /// How many more there is room for when each adds what the last ones did; nothing where they

@@ -165,7 +165,8 @@ TEST(TranslationTest, ShowsWhatTheCoreHasComposed) {
       {u"Kavrel發現到【照片】在【2009/9/23 下午 03:10:00】時間內並未做備份，您要：",
        u"Kavrel found that “照片” was not backed up at 2009-09-23 15:10:00. You can:"},
       {u"備份中斷：同步刪除防護 (中斷) 要移除的檔案超過目標資料夾的 50 %",
-       u"Backup interrupted: Mirror guard (interrupted) More than 50% of the files in the destination "
+       u"Backup interrupted: Mirror guard (interrupted) More than 50% of the files in the "
+       u"destination "
        u"folder would be removed"},
       // A name in quotation marks stays, whatever text it is.
       {u"「完成」備份完成：備份 1 個檔案", u"“完成”: Backup finished: 1 file backed up"},
