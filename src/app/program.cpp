@@ -262,6 +262,8 @@ VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& 
 
 void Program::NoteVerification(BackupJob& job, const VerifyReport& report) {
   if (report.Outcome != RunOutcome::Ran || report.Stopped || report.Unit.empty()) return;
+  // Nothing has been looked at.
+  if (report.WrongPassword) return;
   NoteVerified(job, report.Unit, clock_.Now(),
                report.Counters.Damaged + report.Counters.Unreadable);
   Store.SaveJobs();

@@ -28,17 +28,16 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
   VerifyCounters& found = report.Counters;
   context.Report.Counters.SourceFiles = check.Files;
   context.Report.Counters.SourceBytes = report.Bytes = check.Bytes;
-  for (const std::u16string& name : check.Damaged) {
-    TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", name);
-  }
   if (check.Result != 0 && (check.Damaged.empty() || check.WrongPassword)) {
-    found = {};
-    report.Differing.clear();
-    report.Failures = {};
+    // Without its password nothing of an archive is known to be damaged, nor to be whole.
+    report.Bytes = 0;
     report.WrongPassword = check.WrongPassword;
-    TellDifference(context, report, &VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：",
-                   archive + (check.WrongPassword ? u" (密碼錯誤)" : u""));
+    TellDifference(context, report, &VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", archive,
+                   check.WrongPassword ? u"密碼錯誤" : u"");
   } else {
+    for (const std::u16string& name : check.Damaged) {
+      TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", name);
+    }
     found.Equal = check.Files - std::min(check.Files, found.Damaged);
   }
   if (!check.Output.empty() && check.Result != 0) {

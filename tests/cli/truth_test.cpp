@@ -119,6 +119,8 @@ TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
   const json verified = Json({"verify", "A"})["runs"][0];
   EXPECT_EQ(verified["result"], "wrong-password");
   EXPECT_EQ(verified["damaged"], 0);
+  EXPECT_EQ(verified["bytes"], 0) << "nothing of it was verified";
+  EXPECT_EQ(Json({"states", "A"})[0]["verified"]["damaged"], 0) << "that with the right one";
 }
 
 TEST_F(TruthTest, TroublesHaveTheirOwnCodesAndALockCanBeWaitedFor) {

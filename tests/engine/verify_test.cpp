@@ -158,7 +158,8 @@ TEST_F(VerifyTest, ArchivesAreTested) {
   }
   job.Password = u"wrong";
   EXPECT_EQ(Verify().Counters.Unreadable, 1U) << LogLines();
-  EXPECT_NE(LogLines().find("(密碼錯誤)"), std::string::npos) << LogLines();
+  EXPECT_NE(LogLines().find("密碼錯誤"), std::string::npos) << LogLines();
+  EXPECT_EQ(LogLines().find("內容損壞)："), std::string::npos) << LogLines();
 
   job.UsePassword = false;
   fs::remove_all(Dest());
