@@ -32,8 +32,8 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
     // Without its password nothing of an archive is known to be damaged, nor to be whole.
     report.Bytes = 0;
     report.WrongPassword = check.WrongPassword;
-    TellDifference(context, report, &VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", archive,
-                   check.WrongPassword ? u"密碼錯誤" : u"");
+    TellDifference(context, report, &VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：",
+                   archive, check.WrongPassword ? u"密碼錯誤" : u"");
   } else {
     for (const std::u16string& name : check.Damaged) {
       TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", name);
