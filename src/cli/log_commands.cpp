@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "app/find_name.h"
 #include "app/job_status.h"
@@ -74,16 +75,18 @@ LogRow RowOf(const BackupJob& job, const UnbegunRun& run) {
   return row;
 }
 
-/// The filter with the job's name as the rows have it. They stay when their job has been removed.
-LogFilter Meant(const Program& program, LogFilter filter) {
+/// The filter with the job's name as the rows have it, which stay when their job has been removed;
+/// nothing where neither a job nor a row has the name.
+std::optional<LogFilter> Meant(const Program& program, LogFilter filter) {
   std::vector<std::u16string> names;
   for (const BackupJob& job : program.Store.Jobs) names.push_back(job.Name);
   for (const LogRow& row : program.LogRows.Rows()) names.push_back(row.Job);
   const auto kept = [&](const std::u16string& name) { return EqualNoCase(name, filter.Job); };
   const auto shown = [&](const std::u16string& name) { return IsShownAs(name, filter.Job); };
-  if (std::ranges::any_of(names, kept)) return filter;
+  if (filter.Job.empty() || std::ranges::any_of(names, kept)) return filter;
   const auto found = std::ranges::find_if(names, shown);
-  if (found != names.end()) filter.Job = *found;
+  if (found == names.end()) return std::nullopt;
+  filter.Job = *found;
   return filter;
 }
 
@@ -131,7 +134,12 @@ void LookInto(const FileSystem& files, ListedRun& run) {
 int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool json) {
   if (!session.Open()) return session.Failure();
   const Program& program = session.Program();
-  std::vector<ListedRun> found = FindRuns(program, Meant(program, filter));
+  const std::optional<LogFilter> meant = Meant(program, filter);
+  if (!meant) {
+    session.FindJob(ToUtf8(filter.Job));
+    return kNoSuchJob;
+  }
+  std::vector<ListedRun> found = FindRuns(program, *meant);
   if (found.size() > last) found.erase(found.begin(), found.end() - static_cast<long>(last));
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> table{

@@ -125,6 +125,10 @@ TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
 
 TEST_F(TruthTest, TroublesHaveTheirOwnCodesAndALockCanBeWaitedFor) {
   WriteTestFile(source_ / "a.txt", "a");
+  Add("Known");
+  EXPECT_EQ(Code({"log", "--job", "known"}), 0) << "it has not run yet";
+  EXPECT_EQ(Code({"log", "--job", "nobody"}), 3);
+  ASSERT_EQ(Code({"remove", "Known"}), 0);
   Add("A");
   ProcessLock lock;
   ASSERT_TRUE(lock.TryAcquire(TempFolder::Text(temp_.Home()), u"another"));
