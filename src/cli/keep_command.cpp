@@ -63,8 +63,8 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
   Program& program = session.Program();
   BackupJob job = *found;
   const std::u16string unit = SetRunPaths(job, session.Clock());
-  const StateFates fates = FatesOf(program.Context, job, unit, session.Clock().Now());
   const std::vector<JobState> states = ListStates(program.Context, job);
+  const StateFates fates = FatesOf(program.Context, job, states, unit, session.Clock().Now());
   const std::vector<Row> rows = RowsOf(program.Context, states, fates);
   const bool keeps_all = fates.Units.empty();
   const bool held = fates.TooMany && !job.Extras.KeepAgreed;

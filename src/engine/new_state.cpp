@@ -20,9 +20,9 @@ ErrorCode MoveFolder(const FileSystem& files, std::u16string_view from, std::u16
 }
 
 /// Where an interrupted run of this job alone has left something; empty where there is nothing.
-/// What was whole and had only to get its name gets it.
+/// What was whole and had only to get its name gets it, which `named` tells.
 std::u16string FindLeft(const RunContext& context, const BackupJob& job,
-                        const std::vector<JobState>& states, bool changes) {
+                        const std::vector<JobState>& states, bool changes, bool& named) {
   if (!NamesUnfinished(job)) return {};
   for (const JobState& state : states) {
     const std::u16string finished = state.IsArchive ? std::u16string() : FinishedPath(state.Unit);
@@ -32,7 +32,7 @@ std::u16string FindLeft(const RunContext& context, const BackupJob& job,
         folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
     if (!mark || !mark->IsAlone(job.Extras.Id)) continue;
     if (!mark->Figures) return state.Unit;
-    if (changes) MoveFolder(context.Files, state.Unit, finished);
+    if (changes && !MoveFolder(context.Files, state.Unit, finished)) named = true;
   }
   return {};
 }
@@ -92,9 +92,10 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
         context.Files, StateRecordPath(context.Files, job.Extras.Id));
   }
   std::vector<JobState> states = ListStates(context, job);
-  const std::u16string left = FindLeft(context, job, states, changes);
-  // What has got its name only now may be the unit itself, or the newest state.
-  if (changes) states = ListStates(context, job);
+  bool named = false;
+  const std::u16string left = FindLeft(context, job, states, changes, named);
+  // That may be the unit itself, or the newest state.
+  if (named) states = ListStates(context, job);
   if (context.Files.FolderExists(unit)) return;
   if (job.Extras.UnfinishedName && NamesUnfinished(job)) {
     making.Place = UnfinishedPath(unit);

@@ -405,13 +405,17 @@ bool IsShared(const FileSystem& files, const OwnerMark& mark, const BackupJob& j
   return !StrangersOf(files, mark, job).empty();
 }
 
+bool IsMadeBy(const OwnerMark& mark, const BackupJob& job, std::u16string_view unit) {
+  return !mark.Found && mark.IsAlone(job.Extras.Id) && IsSamePath(mark.Place, unit);
+}
+
 Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit) {
   const Result<Folder> folder = files.OpenFolder(UnitFolder(unit));
   if (!folder) return Result<bool>::Fail(folder.Error);
   const Result<OwnerMark> mark =
       ReadOwnerMark(*folder, EndsWithSeparator(unit) ? std::u16string_view() : PathName(unit));
   if (!mark && !IsNotFound(mark.Error)) return Result<bool>::Fail(mark.Error);
-  return {mark && !mark->Found && mark->IsAlone(job.Extras.Id) && IsSamePath(mark->Place, unit), 0};
+  return {mark && IsMadeBy(*mark, job, unit), 0};
 }
 
 bool IsPlaceOfOthers(const FileSystem& files, const Folder& folder, std::u16string_view archive,

@@ -75,8 +75,9 @@ inline bool IsFolderUnit(std::u16string_view unit) {
 inline std::u16string_view UnitFolder(std::u16string_view unit) {
   return IsFolderUnit(unit) ? unit : PathFolder(unit);
 }
-/// Whether a unit was made by this job alone. The
-/// error tells of one that cannot be looked at.
+/// Whether the mark of a unit tells that this job alone made it, and here.
+bool IsMadeBy(const OwnerMark& mark, const BackupJob& job, std::u16string_view unit);
+/// The same of one whose mark is read for it. The error tells of one that cannot be looked at.
 Result<bool> IsMadeBy(const FileSystem& files, const BackupJob& job, std::u16string_view unit);
 /// The mark of a folder, or of an archive in it, where it says that this is a backup which a
 /// restore of the job takes for its own: one by this job, or by a job with its source. IsNotFound

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
-#include <unordered_map>
+#include <unordered_set>
 
 #include "base/number.h"
 #include "base/translation.h"
@@ -23,29 +23,28 @@ struct Candidate {
 
 /// The unit of the run, and before it those that its runs have made, the newest first.
 std::vector<Candidate> CandidatesOf(const RunContext& context, const BackupJob& job,
-                                    std::u16string_view unit, DateTime now, StateFates& fates) {
-  std::vector<JobState> states = ListStates(context, job);
-  std::unordered_map<std::u16string, const JobState*> by_unit;
-  for (const JobState& state : states) by_unit.emplace(state.Unit, &state);
-  const auto pinned = [&](std::u16string_view at) {
-    const auto found = by_unit.find(std::u16string(at));
-    return found != by_unit.end() && found->second->Pinned;
-  };
-  std::vector<Candidate> candidates{{std::u16string(unit), {now, true, pinned(unit)}}};
-  const std::vector<std::u16string>& made = job.Extras.Made;
-  for (const std::u16string& noted : made) {
-    const Result<bool> own = IsMadeBy(context.Files, job, noted);
-    // One that is not there may lie on a disk that is not there.
-    const bool other = own && !*own && context.Files.Status(DropBackslash(noted));
-    if (other && noted != unit) fates.NotOwn.push_back(noted);
-  }
+                                    const std::vector<JobState>& states, std::u16string_view unit,
+                                    DateTime now, StateFates& fates) {
+  std::vector<Candidate> candidates{{std::u16string(unit), {now}}};
+  const std::unordered_set<std::u16string> made(job.Extras.Made.begin(), job.Extras.Made.end());
+  std::unordered_set<std::u16string> own;
   for (const JobState& state : states) {
-    const bool noted = std::find(made.begin(), made.end(), state.Unit) != made.end();
+    if (state.Unit == unit) candidates.front().Dated.Pinned = state.Pinned;
+    if (!state.Own) continue;
+    own.insert(state.Unit);
     const bool whole = state.Health == StateHealth::Whole;
     // A run that was killed at its very end may have noted nothing; the mark tells as surely.
-    if (state.Unit == unit || !(noted || whole || state.Health == StateHealth::Failures)) continue;
-    const Result<bool> own = IsMadeBy(context.Files, job, state.Unit);
-    if (own && *own) candidates.push_back({state.Unit, {state.Date, whole, state.Pinned}});
+    const bool counts = whole || state.Health == StateHealth::Failures || made.contains(state.Unit);
+    if (counts && state.Unit != unit) {
+      candidates.push_back({state.Unit, {state.Date, whole, state.Pinned}});
+    }
+  }
+  for (const std::u16string& noted : job.Extras.Made) {
+    if (noted == unit || own.contains(noted)) continue;
+    const Result<bool> is_own = IsMadeBy(context.Files, job, noted);
+    // One that is not there may lie on a disk that is not there.
+    const bool other = is_own && !*is_own && context.Files.Status(DropBackslash(noted));
+    if (other) fates.NotOwn.push_back(noted);
   }
   return candidates;
 }
@@ -145,18 +144,32 @@ class RoomFinder final : public TreeVisitor {
 
 }  // namespace
 
+namespace {
+
+bool KeepsAll(const BackupJob& job) {
+  const auto keep = static_cast<std::size_t>(job.Extras.KeepNewest);
+  return !ParseKeepPlan(job.Extras.KeepPlan) && (keep == 0 || job.Extras.Made.size() < keep);
+}
+
+}  // namespace
+
 StateFates FatesOf(const RunContext& context, const BackupJob& job, std::u16string_view unit,
                    DateTime now) {
+  const bool asks = !unit.empty() && !KeepsAll(job);
+  return FatesOf(context, job, asks ? ListStates(context, job) : std::vector<JobState>(), unit,
+                 now);
+}
+
+StateFates FatesOf(const RunContext& context, const BackupJob& job,
+                   const std::vector<JobState>& states, std::u16string_view unit, DateTime now) {
   StateFates fates;
   fates.Rests = job.Extras.Rests;
-  const std::optional<KeepPlan> plan = ParseKeepPlan(job.Extras.KeepPlan);
-  const auto keep = static_cast<std::size_t>(job.Extras.KeepNewest);
-  if (unit.empty() || (!plan && (keep == 0 || job.Extras.Made.size() < keep))) return fates;
-  const std::vector<Candidate> candidates = CandidatesOf(context, job, unit, now, fates);
-  if (plan) {
+  if (unit.empty() || KeepsAll(job)) return fates;
+  const std::vector<Candidate> candidates = CandidatesOf(context, job, states, unit, now, fates);
+  if (const std::optional<KeepPlan> plan = ParseKeepPlan(job.Extras.KeepPlan)) {
     JudgeByPlan(job, *plan, candidates, now, fates);
   } else {
-    JudgeByCount(keep, candidates, fates);
+    JudgeByCount(static_cast<std::size_t>(job.Extras.KeepNewest), candidates, fates);
   }
   return fates;
 }

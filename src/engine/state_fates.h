@@ -32,6 +32,9 @@ struct StateFates {
 /// looked at, counts for nothing.
 StateFates FatesOf(const RunContext& context, const BackupJob& job, std::u16string_view unit,
                    DateTime now);
+/// The same for whoever has listed the states.
+StateFates FatesOf(const RunContext& context, const BackupJob& job,
+                   const std::vector<JobState>& states, std::u16string_view unit, DateTime now);
 
 /// Why a state stays or goes, in words.
 std::u16string FateText(const BackupJob& job, const StateFate& fate);

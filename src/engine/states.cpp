@@ -157,6 +157,7 @@ class StateFinder {
     if (names_unfinished_ && !FinishedPath(unit).empty()) state.Health = StateHealth::Unfinished;
     if (mark) state.Figures = mark->Figures;
     state.Pinned = mark && mark->Pinned;
+    state.Own = mark && IsMadeBy(*mark, job_, unit);
     // What that version noted came to its end.
     if (made_.contains(unit) && mark && mark->Begun == kZeroDate) {
       state.Health = StateHealth::Whole;

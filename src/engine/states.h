@@ -33,6 +33,7 @@ struct JobState {
   std::optional<OwnerMark::RunFigures> Figures;
   std::uint64_t ArchiveSize = 0;  ///< bytes of the archive itself
   bool Pinned = false;            ///< it never goes by itself
+  bool Own = false;               ///< IsMadeBy
   /// The last verification, as the second file has it.
   std::optional<VerifiedState> Verified;
 };

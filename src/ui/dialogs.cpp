@@ -64,7 +64,7 @@ namespace {
 std::vector<StateNote> NotesOf(const Program& program, BackupJob job,
                                const std::vector<JobState>& states) {
   const std::u16string unit = SetRunPaths(job, program.Context.Clock);
-  const StateFates fates = FatesOf(program.Context, job, unit, program.Context.Clock.Now());
+  const StateFates fates = FatesOf(program.Context, job, states, unit, program.Context.Clock.Now());
   std::vector<StateNote> notes;
   for (const JobState& state : states) {
     StateNote& note = notes.emplace_back();
@@ -102,9 +102,11 @@ void ListStatesIn(RestoreStates& states, Program& program, const BackupJob& job,
                        .arg(ToQString(state.Unit), ToQString(ApiErrorText(error))));
       return std::nullopt;
     }
-    JobState now = state;
-    now.Pinned = pinned;
-    return NotesOf(program, job, {now}).front().Text;
+    const std::vector<JobState> now = ListStates(program.Context, job);
+    const auto found = std::find_if(now.begin(), now.end(),
+                                    [&](const JobState& one) { return one.Unit == state.Unit; });
+    if (found == now.end()) return QString();
+    return NotesOf(program, job, now)[static_cast<std::size_t>(found - now.begin())].Text;
   };
   states.OpenFolder = [&](const JobState& state) {
     OpenPathOrTell(parent, program.Files, UnitFolder(state.Unit));
