@@ -67,21 +67,28 @@ bool HasAllOf(const Folder& other, const Folder& one, bool sure) {
 
 SourcePlace::SourcePlace(const FileSystem& files, std::u16string_view path, const Folder& root,
                          const Folder& dest, TempNames* names)
-    : root_(root),
+    : files_(files),
+      path_(path),
+      root_(root),
       names_(names),
       source_relayed_(root.Manners().Relayed),
       dest_relayed_(dest.Manners().Relayed),
-      dest_(IdentityOf(dest)) {
-  samples_ = SamplesOf(root);
-  const std::u16string real = RealPlace(files, path);
-  std::u16string_view below = DropBackslash(real);
-  for (;;) {
-    const std::u16string_view above = PathFolder(below);
-    if (above.empty() || above.size() >= below.size()) return;
-    Result<Folder> folder = files.OpenFolder(above);
-    if (folder) above_.push_back({std::move(*folder), std::u16string(PathName(below))});
-    below = DropBackslash(above);
-  }
+      dest_(IdentityOf(dest)) {}
+
+const SourcePlace::Signs& SourcePlace::Look() const {
+  std::call_once(looked_, [this] {
+    signs_.Samples = SamplesOf(root_);
+    const std::u16string real = RealPlace(files_, path_);
+    std::u16string_view below = DropBackslash(real);
+    for (;;) {
+      const std::u16string_view above = PathFolder(below);
+      if (above.empty() || above.size() >= below.size()) return;
+      Result<Folder> folder = files_.OpenFolder(above);
+      if (folder) signs_.Folders.push_back({std::move(*folder), std::u16string(PathName(below))});
+      below = DropBackslash(above);
+    }
+  });
+  return signs_;
 }
 
 /// Whether another number may be the same folder's. To ask that of each folder anew takes long.
@@ -93,7 +100,8 @@ bool SourcePlace::MayBeSeen(const Folder& folder) const {
 }
 
 bool SourcePlace::MayShow(const Folder& folder) const {
-  return std::any_of(samples_.begin(), samples_.end(), [&](const FolderEntry& entry) {
+  const std::vector<FolderEntry>& samples = Look().Samples;
+  return std::any_of(samples.begin(), samples.end(), [&](const FolderEntry& entry) {
     const Result<FileStatus> seen = folder.Status(entry.Name);
     if (!seen || seen->Kind != entry.Kind) return false;
     const Result<FileStatus> own = root_.Status(entry.Name);
@@ -109,7 +117,7 @@ bool SourcePlace::IsIn(const Folder& folder) const {
   if (!folder || !MayBeSeen(folder)) return false;
   std::vector<const Folder*> others;
   if (MayShow(folder)) others.push_back(&root_);
-  for (const Above& above : above_) {
+  for (const Above& above : Look().Folders) {
     if (IsKind(folder, above.Name, FileKind::Folder)) others.push_back(&above.Folder);
   }
   return !others.empty() && Tell(folder, others);
