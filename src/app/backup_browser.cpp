@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "base/text.h"
+#include "files/open_along.h"
 #include "files/owner_mark.h"
 #include "files/path.h"
 
@@ -52,13 +53,7 @@ class FolderBrowser final : public BackupBrowser {
  private:
   /// Follows no link below the root.
   Result<Folder> Open(std::u16string_view path) const {
-    Result<Folder> folder = files_.OpenFolder(root_);
-    if (path.empty()) return folder;
-    for (const std::u16string_view part : Split(path, u'/')) {
-      if (!folder) break;
-      folder = folder->OpenFolder(part);
-    }
-    return folder;
+    return OpenBelow(files_.OpenFolder(root_), path);
   }
 
   const FileSystem& files_;

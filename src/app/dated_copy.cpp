@@ -5,6 +5,7 @@
 #include "engine/states.h"
 #include "files/error_text.h"
 #include "files/file_copy.h"
+#include "files/open_along.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
 #include "files/temp_names.h"
@@ -49,12 +50,7 @@ StateCopy CopyOutOfFolder(const RunContext& context, RunState& state, MessagePum
                           std::u16string_view target) {
   const auto failed = [](ErrorCode why) { return StateCopy{false, false, ApiErrorText(why)}; };
   const std::u16string_view below = RelativeFolder(path), name = RelativeName(path);
-  Result<Folder> from = context.Files.OpenFolder(unit);
-  if (!below.empty()) {
-    for (const std::u16string_view part : Split(below, u'/')) {
-      if (from) from = from->OpenFolder(part);
-    }
-  }
+  const Result<Folder> from = OpenBelow(context.Files.OpenFolder(unit), below);
   if (!from) return failed(from.Error);
   const Result<FileStatus> status = from->Status(name);
   if (!status) return failed(status.Error);
@@ -99,7 +95,7 @@ RestorePick CopyBeside::Pick() const {
 }
 
 std::u16string CopyBeside::Staged() const {
-  return JoinPath(PathBelow(PathBelow(folder_, temp_), RelativeFolder(path_)), RelativeName(path_));
+  return FileBelow(PathBelow(folder_, temp_), path_);
 }
 
 Result<std::u16string> CopyBeside::Place(DateTime date) const {

@@ -5,8 +5,8 @@
 #include <set>
 #include <tuple>
 
-#include "base/text.h"
 #include "files/file_sum.h"
+#include "files/open_along.h"
 #include "files/path_set.h"
 #include "platform/error_codes.h"
 
@@ -48,14 +48,7 @@ void ReadFolder(const Folder& folder, const std::u16string& path, StateListing& 
 /// The open folder that the relative path lies in; no link is followed.
 Result<Folder> FolderOfFile(const FileSystem& files, std::u16string_view root,
                             std::u16string_view path) {
-  Result<Folder> folder = files.OpenFolder(root);
-  const std::u16string_view above = RelativeFolder(path);
-  if (above.empty()) return folder;
-  for (const std::u16string_view part : Split(above, u'/')) {
-    if (!folder) break;
-    folder = folder->OpenFolder(part);
-  }
-  return folder;
+  return OpenBelow(files.OpenFolder(root), RelativeFolder(path));
 }
 
 /// The checksum of a file's content; nothing where it cannot be read.

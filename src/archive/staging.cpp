@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "files/folder_identity.h"
+#include "files/open_along.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
 #include "files/temp_names.h"
@@ -14,14 +15,6 @@ namespace kavrel {
 namespace {
 
 constexpr std::uint32_t kOwnerMay = 0700;
-
-Result<Folder> OpenAlong(const Folder& root, const std::vector<std::u16string_view>& parts) {
-  Result<Folder> folder = root.Reopen();
-  for (const std::u16string_view part : parts) {
-    if (folder) folder = folder->OpenFolder(part);
-  }
-  return folder;
-}
 
 /// Makes a change in a folder that may be read-only, which it stays.
 template <typename Change>
@@ -46,7 +39,7 @@ std::vector<std::u16string_view> EntryParts(std::u16string_view name) {
 Result<Folder> OpenParent(const Folder& root, std::u16string_view name) {
   std::vector<std::u16string_view> parts = EntryParts(name);
   if (!parts.empty()) parts.pop_back();
-  return OpenAlong(root, parts);
+  return OpenAlong(root.Reopen(), parts);
 }
 
 Staging::Staging(const FileSystem& files, Clock& clock, StagingJournal& journal,
@@ -189,7 +182,7 @@ ErrorCode Staging::Place(std::u16string_view name, File& replaced) const {
   parts.pop_back();
   const Result<Folder> to = OpenPlace(parts);
   if (!to) return to.Error;
-  const Result<Folder> from = OpenAlong(staged_, parts);
+  const Result<Folder> from = OpenAlong(staged_.Reopen(), parts);
   if (!from) return from.Error;
   Result<File> held = to->HoldEntry(last);
   if (const ErrorCode error = ChangeIn(*to, [&] { return to->TakeOver(*from, last); })) {
@@ -214,7 +207,7 @@ ErrorCode Staging::FinishFolders() const {
             [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
   for (const auto& [name, like] : folders) {
     const std::vector<std::u16string_view> parts = EntryParts(name);
-    const Result<Folder> from = OpenAlong(staged_, parts), to = OpenPlace(parts);
+    const Result<Folder> from = OpenAlong(staged_.Reopen(), parts), to = OpenPlace(parts);
     ErrorCode error = from ? to.Error : from.Error;
     if (!error) error = to->SetAttributes(like, *from);
     if (!error) error = to->SetTimes(like);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "files/open_along.h"
+
 namespace kavrel {
 
 namespace {
@@ -60,12 +62,9 @@ void FormerState::OpenFolder(const FolderPair* parent, std::u16string_view name,
       return take(parent->Former.OpenFolder(name));
     }
     // It has come from elsewhere, and brought what is in it along.
-    const auto path = record_->PathOf(place.Node);
-    Result<Folder> folder = path ? root_.Reopen() : Result<Folder>();
-    for (std::size_t i = 0; path && folder && i < path->size(); ++i) {
-      folder = folder->OpenFolder((*path)[i]);
+    if (const auto path = record_->PathOf(place.Node)) {
+      return take(OpenAlong(root_.Reopen(), *path));
     }
-    if (path) return take(std::move(folder));
   }
 }
 
@@ -86,11 +85,9 @@ FormerMatch FormerState::Compare(const FileStatus& source, const FileStatus* for
 const Folder* FormerState::OpenPlace(std::uint64_t folder) {
   if (last_ && last_at_ == folder) return &last_;
   const auto path = record_->PathOf(folder);
-  Result<Folder> opened = path ? root_.Reopen() : Result<Folder>();
-  for (std::size_t i = 0; path && opened && i < path->size(); ++i) {
-    opened = opened->OpenFolder((*path)[i]);
-  }
-  if (!path || !opened) return nullptr;
+  if (!path) return nullptr;
+  Result<Folder> opened = OpenAlong(root_.Reopen(), *path);
+  if (!opened) return nullptr;
   last_ = std::move(*opened);
   last_at_ = folder;
   return &last_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "base/text.h"
 #include "engine/heal.h"
 #include "engine/into_plan.h"
 #include "engine/job_disks.h"
@@ -12,6 +11,7 @@
 #include "engine/states.h"
 #include "engine/tree_walk.h"
 #include "files/folder_identity.h"
+#include "files/open_along.h"
 #include "files/path.h"
 #include "files/place.h"
 #include "platform/error_codes.h"
@@ -69,13 +69,9 @@ class PickedWalk final : public RestoreWalk {
 };
 
 bool IsInBackup(const FileSystem& files, std::u16string_view root, std::u16string_view path) {
-  Result<Folder> folder = files.OpenFolder(root);
   if (path.empty()) return true;
-  const std::vector<std::u16string_view> parts = Split(path, u'/');
-  for (std::size_t i = 0; folder && i + 1 < parts.size(); ++i) {
-    folder = folder->OpenFolder(parts[i]);
-  }
-  return folder && folder->Status(parts.back());
+  const Result<Folder> folder = OpenBelow(files.OpenFolder(root), RelativeFolder(path));
+  return folder && folder->Status(RelativeName(path));
 }
 
 void RestorePicked(RunContext& context, const BackupJob& job, Effects& effects,

@@ -89,6 +89,19 @@ class Show {
   CopyContext* const context_;
 };
 
+/// Has `make` make something under the copy's own name, where it is to have that at once, else
+/// under one temporary name after the other until one is free; `temp` gets it.
+template <typename Make>
+auto MakeUnderName(TempNames& names, const CopySide& dest, std::u16string& temp, Make make) {
+  temp = dest.UnderOwnName ? std::u16string(dest.Name) : names.Next();
+  auto made = make(temp);
+  while (IsTaken(made.Error) && !dest.UnderOwnName) {
+    temp = names.Next();
+    made = make(temp);
+  }
+  return made;
+}
+
 /// One copy from its first check until it is complete under a temporary name.
 class FileCopy {
  public:
@@ -166,23 +179,9 @@ class FileCopy {
     return true;
   }
 
-  /// Calls `make` with one temporary name after the other until one is free.
-  template <typename Make>
-  auto MakeUnderTempName(Make make) {
-    if (dest_.UnderOwnName) {
-      temp_ = dest_.Name;
-      return make();
-    }
-    for (;;) {
-      temp_ = names_.Next();
-      auto made = make();
-      if (!IsTaken(made.Error)) return made;
-    }
-  }
-
   bool MakeLink() {
-    const auto made = MakeUnderTempName([&] {
-      return Result<bool>{true, dest_.Folder.MakeLink(temp_, link_target_)};
+    const auto made = MakeUnderName(names_, dest_, temp_, [&](std::u16string_view name) {
+      return Result<bool>{true, dest_.Folder.MakeLink(name, link_target_)};
     });
     if (!made) return Fail(u"Could Not Open Destination File", dest_, made.Error);
     created_ = true;
@@ -194,8 +193,9 @@ class FileCopy {
   }
 
   bool CopyFile() {
-    Result<File> file = show_.OpenPatiently(
-        [&] { return MakeUnderTempName([&] { return dest_.Folder.MakeFile(temp_, from_); }); });
+    const auto make = [&](std::u16string_view name) { return dest_.Folder.MakeFile(name, from_); };
+    Result<File> file =
+        show_.OpenPatiently([&] { return MakeUnderName(names_, dest_, temp_, make); });
     if (!file) return Fail(u"Could Not Open Destination File", dest_, file.Error);
     created_ = true;
     dest_file_ = std::move(*file);
@@ -389,17 +389,6 @@ bool StageQuietly(TempNames& names, const CopySide& source, const CopySide& dest
 
 namespace {
 
-/// Calls `make` with one temporary name after the other until one is free.
-template <typename Make>
-ErrorCode MakeUnderName(TempNames& names, const CopySide& dest, std::u16string& temp, Make make) {
-  ErrorCode error = 0;
-  do {
-    temp = dest.UnderOwnName ? std::u16string(dest.Name) : names.Next();
-    error = make(temp);
-  } while (IsTaken(error) && !dest.UnderOwnName);
-  return error;
-}
-
 bool IsWhatWasSeen(const Result<FileStatus>& opened, const FileStatus& seen) {
   return opened && opened->Kind == FileKind::File && opened->Id == seen.Id &&
          opened->Size == seen.Size && opened->Written == seen.Written;
@@ -410,11 +399,11 @@ bool IsWhatWasSeen(const Result<FileStatus>& opened, const FileStatus& seen) {
 ErrorCode StageLink(TempNames& names, const Folder& from, std::u16string_view from_name,
                     const CopySide& dest, StagedFile& staged) {
   std::u16string temp;
-  const ErrorCode error = MakeUnderName(names, dest, temp, [&](std::u16string_view name) {
-    return dest.Folder.LinkFile(from, from_name, name);
+  const auto made = MakeUnderName(names, dest, temp, [&](std::u16string_view name) {
+    return Result<bool>{true, dest.Folder.LinkFile(from, from_name, name)};
   });
-  if (!error) staged = {std::move(temp), std::u16string(dest.Name), dest.Status != nullptr, true};
-  return error;
+  if (made) staged = {std::move(temp), std::u16string(dest.Name), dest.Status != nullptr, true};
+  return made.Error;
 }
 
 ErrorCode StageClone(TempNames& names, const CopySide& source, const CopySide& content,
@@ -427,20 +416,17 @@ ErrorCode StageClone(TempNames& names, const CopySide& source, const CopySide& c
     return kErrInvalid;
   }
   std::u16string temp;
-  File file;
-  ErrorCode error = MakeUnderName(names, dest, temp, [&](std::u16string_view name) {
-    Result<File> made = dest.Folder.MakeFile(name, *source.Status);
-    if (made) file = std::move(*made);
-    return made.Error;
+  Result<File> file = MakeUnderName(names, dest, temp, [&](std::u16string_view name) {
+    return dest.Folder.MakeFile(name, *source.Status);
   });
-  if (error) return error;
-  file.CarryFlags(*from);
-  if (dest.PassesAccessOn) file.DropInheritedAccess();
-  error = file.CloneFrom(*like);
-  if (!error) error = file.SetAttributes(*source.Status, *from);
-  if (!error) error = file.SetTimes(*source.Status);
-  if (!error && dest.SyncsEach) error = file.Sync();
-  if (const ErrorCode closing = file.Close(); !error) error = closing;
+  if (!file) return file.Error;
+  file->CarryFlags(*from);
+  if (dest.PassesAccessOn) file->DropInheritedAccess();
+  ErrorCode error = file->CloneFrom(*like);
+  if (!error) error = file->SetAttributes(*source.Status, *from);
+  if (!error) error = file->SetTimes(*source.Status);
+  if (!error && dest.SyncsEach) error = file->Sync();
+  if (const ErrorCode closing = file->Close(); !error) error = closing;
   if (!error) {
     staged = {std::move(temp), std::u16string(dest.Name), dest.Status != nullptr};
   } else if (dest.Folder.RemoveFile(temp)) {

@@ -49,6 +49,10 @@ std::u16string PathBelow(std::u16string_view folder, std::u16string_view below) 
   return path;
 }
 
+std::u16string FileBelow(std::u16string_view folder, std::u16string_view below) {
+  return std::u16string(DropBackslash(PathBelow(folder, below)));
+}
+
 std::u16string_view PathFolder(std::u16string_view path) {
   const std::int32_t kind = PathKind(path);
   if (kind == 3 || path.size() < 2) return {};

@@ -32,6 +32,8 @@ std::u16string JoinPath(std::u16string_view folder, std::u16string_view name);
 /// The path of a folder below another one, with its final separator. `below`: its parts, joined by
 /// "/".
 std::u16string PathBelow(std::u16string_view folder, std::u16string_view below);
+/// That of a file there, likewise.
+std::u16string FileBelow(std::u16string_view folder, std::u16string_view below);
 
 /// The folder part up to and including the last separator, searched from the character before the
 /// end backwards (so a trailing separator does not count; in a network path neither do the first

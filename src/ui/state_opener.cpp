@@ -65,7 +65,7 @@ QString StateOpener::Copy(const BackupJob& job, const JobState& state, std::u16s
   const std::u16string place = FromQString(QDir::toNativeSeparators(target));
   const StateCopy copy =
       CopyOutOfState(program_.Context, pump, job, state.Unit, path, AddBackslash(place));
-  const std::u16string made = JoinPath(PathBelow(place, RelativeFolder(path)), RelativeName(path));
+  const std::u16string made = FileBelow(place, path);
   const Result<FileStatus> status = program_.Files.Status(made);
   // What a link leads to is the user's own file.
   if (!copy.Done || !status || status->Kind != FileKind::File) {
