@@ -1,17 +1,12 @@
 #include "ui/difference_model.h"
 
-#include <algorithm>
-
 #include "files/size_text.h"
 #include "ui/qt_text.h"
 
 namespace kavrel {
 
 void DifferenceModel::SetDifferences(std::vector<StateDifference> differences) {
-  beginResetModel();
-  rows_.clear();
   differences_ = std::move(differences);
-  endResetModel();
   Arrange();
 }
 
@@ -21,17 +16,9 @@ void DifferenceModel::Filter(std::optional<StateChange> change, const QString& t
   Arrange();
 }
 
-int DifferenceModel::rowCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(rows_.size());
-}
-
-int DifferenceModel::columnCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(ColumnCount);
-}
-
 QVariant DifferenceModel::data(const QModelIndex& index, int role) const {
   if (!index.isValid() || index.row() >= rowCount()) return {};
-  const StateDifference& one = differences_[rows_[static_cast<std::size_t>(index.row())]];
+  const StateDifference& one = differences_[EntryAt(index)];
   if (role == Qt::TextAlignmentRole && index.column() == SizeColumn) {
     return QVariant(Qt::AlignRight | Qt::AlignVCenter);
   }
@@ -59,15 +46,9 @@ QVariant DifferenceModel::headerData(int section, Qt::Orientation orientation, i
   return TrText(kCaptions[section]);
 }
 
-void DifferenceModel::sort(int column, Qt::SortOrder order) {
-  sort_column_ = column;
-  order_ = order;
-  Arrange();
-}
-
-bool DifferenceModel::Before(std::uint32_t a, std::uint32_t b) const {
-  const StateDifference &one = differences_[a], &other = differences_[b];
-  switch (sort_column_) {
+bool DifferenceModel::Before(std::size_t one_at, std::size_t other_at, int column) const {
+  const StateDifference &one = differences_[one_at], &other = differences_[other_at];
+  switch (column) {
     case ChangeColumn:
       return one.Change < other.Change;
     case PathColumn:
@@ -79,24 +60,11 @@ bool DifferenceModel::Before(std::uint32_t a, std::uint32_t b) const {
   }
 }
 
-void DifferenceModel::Arrange() {
-  beginResetModel();
-  rows_.clear();
-  for (std::size_t i = 0; i < differences_.size(); ++i) {
-    const StateDifference& one = differences_[i];
-    if (change_ && one.Change != *change_) continue;
-    if (!text_.isEmpty() && !QStringView(one.Path).contains(text_, Qt::CaseInsensitive) &&
-        !QStringView(one.From).contains(text_, Qt::CaseInsensitive)) {
-      continue;
-    }
-    rows_.push_back(static_cast<std::uint32_t>(i));
-  }
-  if (sort_column_ >= 0) {
-    std::stable_sort(rows_.begin(), rows_.end(), [this](std::uint32_t a, std::uint32_t b) {
-      return order_ == Qt::AscendingOrder ? Before(a, b) : Before(b, a);
-    });
-  }
-  endResetModel();
+bool DifferenceModel::Takes(std::size_t entry) const {
+  const StateDifference& one = differences_[entry];
+  if (change_ && one.Change != *change_) return false;
+  return text_.isEmpty() || QStringView(one.Path).contains(text_, Qt::CaseInsensitive) ||
+         QStringView(one.From).contains(text_, Qt::CaseInsensitive);
 }
 
 }  // namespace kavrel

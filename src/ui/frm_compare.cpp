@@ -3,9 +3,7 @@
 #include <QComboBox>
 #include <QGridLayout>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QTableView>
 #include <algorithm>
@@ -15,17 +13,14 @@
 #include "base/screen_format.h"
 #include "ui/layout_help.h"
 #include "ui/qt_text.h"
+#include "ui/state_strip.h"
 #include "ui/window_size.h"
 
 namespace kavrel {
 
-namespace {
-constexpr int kFilterDelayMs = 200;
-}
-
 FrmCompare::FrmCompare(Program& program, std::u16string_view job, std::vector<JobState> states,
                        int older, int newer, QWidget* parent)
-    : QDialog(parent), program_(program), states_(std::move(states)) {
+    : ReadingDialog(parent), program_(program), states_(std::move(states)) {
   setObjectName(QStringLiteral("FrmCompare"));
   setWindowTitle(TrText(u"比較「%1」的備份").arg(NameText(job)));
   MakeTable();
@@ -41,7 +36,7 @@ FrmCompare::FrmCompare(Program& program, std::u16string_view job, std::vector<Jo
   buttons->addWidget(cmdClose);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(MakeChoices(older, newer));
-  layout->addLayout(MakeFilter());
+  layout->addWidget(MakeFilter());
   layout->addWidget(table_, 1);
   layout->addWidget(lblCounts_);
   layout->addLayout(buttons);
@@ -54,12 +49,10 @@ QLayout* FrmCompare::MakeChoices(int older, int newer) {
   cboNewer_ = Make<QComboBox>("cboNewer");
   for (QComboBox* choice : {cboOlder_, cboNewer_}) {
     for (const JobState& state : states_) {
-      const QString date =
-          ToQString(state.Date == kZeroDate ? state.Unit : ScreenDateTime(state.Date));
-      choice->addItem(TrText(u"%1（%2）").arg(date, ShownText(StateHealthText(state))));
+      choice->addItem(TrText(u"%1（%2）").arg(StateName(state), ShownText(StateHealthText(state))));
     }
     IgnoreWheel(choice);
-    connect(choice, &QComboBox::activated, this, &FrmCompare::ChooseState);
+    connect(choice, &QComboBox::activated, this, &FrmCompare::ReadAnew);
   }
   cboOlder_->setCurrentIndex(older);
   cboNewer_->setCurrentIndex(newer);
@@ -72,47 +65,18 @@ QLayout* FrmCompare::MakeChoices(int older, int newer) {
   return grid;
 }
 
-QLayout* FrmCompare::MakeFilter() {
-  txtSearch_ = Make<QLineEdit>("txtSearch");
-  txtSearch_->setClearButtonEnabled(true);
-  cboChange_ = Make<QComboBox>("cboChange");
-  cboChange_->addItem(TrText(u"全部"));
+SiftRow* FrmCompare::MakeFilter() {
+  auto* row = new SiftRow("cboChange", TrText(u"變更(&A)："));
   for (std::size_t i = 0; i < kStateChanges; ++i) {
-    cboChange_->addItem(ShownText(StateChangeText(static_cast<StateChange>(i))),
-                        static_cast<int>(i));
+    row->AddChoice(ShownText(StateChangeText(static_cast<StateChange>(i))), static_cast<int>(i));
   }
-  cboChange_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
-  IgnoreWheel(cboChange_);
-  auto* row = new QHBoxLayout;
-  row->addWidget(MakeLabel(TrText(u"搜尋(&S)："), txtSearch_));
-  row->addWidget(txtSearch_, 1);
-  row->addWidget(MakeLabel(TrText(u"變更(&A)："), cboChange_));
-  row->addWidget(cboChange_);
-  filter_timer_.setSingleShot(true);
-  filter_timer_.setInterval(kFilterDelayMs);
-  connect(&filter_timer_, &QTimer::timeout, this, &FrmCompare::ApplyFilter);
-  connect(txtSearch_, &QLineEdit::textChanged, this, [this] { filter_timer_.start(); });
-  connect(cboChange_, &QComboBox::activated, this, &FrmCompare::ApplyFilter);
+  connect(row, &SiftRow::Changed, this,
+          [this, row] { model_.Filter(row->Choice<StateChange>(), row->Text()); });
   return row;
 }
 
 void FrmCompare::MakeTable() {
-  table_ = Make<QTableView>("tblChanges");
-  table_->setModel(&model_);
-  table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-  table_->setAlternatingRowColors(true);
-  table_->setShowGrid(false);
-  table_->setWordWrap(false);
-  table_->setTextElideMode(Qt::ElideMiddle);
-  table_->setAccessibleName(windowTitle());
-  table_->setTabKeyNavigation(false);
-  table_->verticalHeader()->hide();
-  table_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-  table_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
-  table_->horizontalHeader()->setHighlightSections(false);
-  table_->horizontalHeader()->setSectionResizeMode(DifferenceModel::PathColumn,
-                                                   QHeaderView::Stretch);
-  table_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+  table_ = MakeSiftedTable("tblChanges", model_, windowTitle(), DifferenceModel::PathColumn);
   table_->setColumnWidth(DifferenceModel::ChangeColumn, 90);
   table_->setColumnWidth(DifferenceModel::SizeColumn, 100);
   table_->setColumnWidth(DifferenceModel::FromColumn, 200);
@@ -123,36 +87,21 @@ const JobState& FrmCompare::StateOf(const QComboBox& choice) const {
   return states_[static_cast<std::size_t>(choice.currentIndex())];
 }
 
-void FrmCompare::showEvent(QShowEvent* event) {
-  QDialog::showEvent(event);
-  if (!std::exchange(begun_, true)) QTimer::singleShot(0, this, &FrmCompare::Compare);
+void FrmCompare::Read() {
+  trouble_.clear();
+  model_.SetDifferences({});
+  lblCounts_->setText(TrText(u"正在比較備份…"));
+  found_ = Differences();
 }
 
-void FrmCompare::ChooseState() {
-  if (!monitor_.AtWork()) return Compare();
-  again_ = true;
-  monitor_.Stop();
-}
-
-void FrmCompare::Compare() {
-  std::optional<std::vector<StateDifference>> found;
-  do {
-    again_ = false;
-    trouble_.clear();
-    model_.SetDifferences({});
-    lblCounts_->setText(TrText(u"正在比較備份…"));
-    monitor_.Begin();
-    found = Differences();
-    monitor_.End();
-  } while (again_ && !closing_);
-  if (closing_ || monitor_.Stopped()) return QDialog::reject();
-  if (found) model_.SetDifferences(std::move(*found));
+void FrmCompare::ShowRead() {
+  if (found_) model_.SetDifferences(std::move(*found_));
   ShowCounts();
 }
 
 std::optional<StateListing> FrmCompare::ReadOne(const JobState& state) {
   std::optional<StateListing> files =
-      ReadState(program_.Files, program_.Archiver, state, &monitor_);
+      ReadState(program_.Files, program_.Archiver, state, &Monitor());
   if (files && files->Unread == 0) return files;
   const QString text =
       files ? TrText(u"備份「%1」有部分無法讀取。") : TrText(u"無法讀取備份「%1」。");
@@ -164,10 +113,10 @@ std::optional<StateListing> FrmCompare::ReadOne(const JobState& state) {
 std::optional<std::vector<StateDifference>> FrmCompare::Differences() {
   const JobState &older = StateOf(*cboOlder_), &newer = StateOf(*cboNewer_);
   const std::optional<StateListing> before = ReadOne(older);
-  if (!before || monitor_.Stopped()) return std::nullopt;
+  if (!before || Monitor().Stopped()) return std::nullopt;
   const std::optional<StateListing> after = ReadOne(newer);
-  if (!after || monitor_.Stopped()) return std::nullopt;
-  return CompareStates(program_.Files, older, *before, newer, *after, &monitor_);
+  if (!after || Monitor().Stopped()) return std::nullopt;
+  return CompareStates(program_.Files, older, *before, newer, *after, &Monitor());
 }
 
 void FrmCompare::ShowCounts() {
@@ -185,20 +134,6 @@ void FrmCompare::ShowCounts() {
   if (texts.isEmpty() && trouble_.isEmpty()) text = TrText(u"沒有任何變更。");
   if (!text.isEmpty() && !trouble_.isEmpty()) text += u'\n';
   lblCounts_->setText(text + trouble_);
-}
-
-void FrmCompare::ApplyFilter() {
-  filter_timer_.stop();
-  const QVariant change = cboChange_->currentData();
-  model_.Filter(
-      change.isValid() ? std::optional(static_cast<StateChange>(change.toInt())) : std::nullopt,
-      txtSearch_->text().trimmed());
-}
-
-void FrmCompare::reject() {
-  closing_ = true;
-  monitor_.Stop();
-  if (!monitor_.AtWork()) QDialog::reject();
 }
 
 }  // namespace kavrel

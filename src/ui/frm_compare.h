@@ -1,8 +1,6 @@
 // What changed from one state of a job to another.
 #pragma once
 
-#include <QDialog>
-#include <QTimer>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -10,16 +8,15 @@
 #include "app/program.h"
 #include "app/state_files.h"
 #include "ui/difference_model.h"
-#include "ui/reading_monitor.h"
+#include "ui/reading_dialog.h"
 
 class QComboBox;
 class QLabel;
-class QLineEdit;
 class QTableView;
 
 namespace kavrel {
 
-class FrmCompare : public QDialog {
+class FrmCompare : public ReadingDialog {
   Q_OBJECT
 
  public:
@@ -27,35 +24,27 @@ class FrmCompare : public QDialog {
   FrmCompare(Program& program, std::u16string_view job, std::vector<JobState> states, int older,
              int newer, QWidget* parent);
 
-  /// Ends what is being read, then closes.
-  void reject() override;
-
  protected:
-  void showEvent(QShowEvent* event) override;
+  void Read() override;
+  void ShowRead() override;
 
  private:
   QLayout* MakeChoices(int older, int newer);
-  QLayout* MakeFilter();
+  SiftRow* MakeFilter();
   void MakeTable();
   const JobState& StateOf(const QComboBox& choice) const;
 
-  void ChooseState();
-  void Compare();
   /// What is different; nothing where a state cannot be read, which is then told.
   std::optional<std::vector<StateDifference>> Differences();
   std::optional<StateListing> ReadOne(const JobState& state);
   void ShowCounts();
-  void ApplyFilter();
 
   Program& program_;
   const std::vector<JobState> states_;
   DifferenceModel model_;
-  ReadingMonitor monitor_;
-  QTimer filter_timer_;  ///< waits until the user pauses
-  QString trouble_;      ///< what could not be read
-  bool again_ = false, closing_ = false, begun_ = false;
-  QComboBox *cboOlder_, *cboNewer_, *cboChange_;
-  QLineEdit* txtSearch_;
+  std::optional<std::vector<StateDifference>> found_;
+  QString trouble_;  ///< what could not be read
+  QComboBox *cboOlder_, *cboNewer_;
   QTableView* table_;
   QLabel* lblCounts_;
 };

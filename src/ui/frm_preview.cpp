@@ -1,12 +1,11 @@
 #include "ui/frm_preview.h"
 
 #include <QApplication>
-#include <QComboBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
-#include <QLineEdit>
+#include <QLabel>
 #include <QPushButton>
 #include <QTableView>
+#include <QTimer>
 
 #include "app/plan_text.h"
 #include "engine/run_planner.h"
@@ -18,7 +17,7 @@
 namespace kavrel {
 
 namespace {
-constexpr int kPumpEveryMs = 25, kFilterDelayMs = 200;
+constexpr int kPumpEveryMs = 25;
 }
 
 FrmPreview::FrmPreview(Program& program, std::int32_t job_index, QWidget* parent)
@@ -37,24 +36,13 @@ FrmPreview::FrmPreview(Program& program, std::int32_t job_index,
   setObjectName(QStringLiteral("FrmPreview"));
   setWindowTitle((restore_ ? TrText(u"預覽「%1」還原內容") : TrText(u"預覽「%1」備份內容"))
                      .arg(ToQString(job_.Name)));
-  table_ = Make<QTableView>("tblPlan");
-  table_->setModel(&model_);
-  table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-  table_->setAlternatingRowColors(true);
-  table_->setShowGrid(false);
-  table_->setWordWrap(false);
-  table_->setTextElideMode(Qt::ElideMiddle);
-  table_->setAccessibleName(windowTitle());
-  table_->setTabKeyNavigation(false);
-  table_->verticalHeader()->hide();
-  table_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-  table_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
-  table_->horizontalHeader()->setHighlightSections(false);
-  table_->horizontalHeader()->setSectionResizeMode(PlanModel::PathColumn, QHeaderView::Stretch);
-  table_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+  table_ = MakeSiftedTable("tblPlan", model_, windowTitle(), PlanModel::PathColumn);
   table_->setColumnWidth(PlanModel::ActionColumn, 110);
   table_->setColumnWidth(PlanModel::SizeColumn, 110);
   table_->setColumnWidth(PlanModel::ReasonColumn, 160);
+  sift_ = new SiftRow("cboAction", TrText(u"動作(&A)："));
+  connect(sift_, &SiftRow::Changed, this,
+          [this] { model_.Filter(sift_->Choice<PlanAction>(), sift_->Text()); });
   lblTotals_ = Make<QLabel>("lblTotals");
   lblWarning_ = Make<QLabel>("lblWarning");
   for (QLabel* label : {lblTotals_, lblWarning_}) {
@@ -74,7 +62,7 @@ FrmPreview::FrmPreview(Program& program, std::int32_t job_index,
   buttons->addWidget(cmdRun_);
   buttons->addWidget(cmdClose);
   auto* layout = new QVBoxLayout(this);
-  layout->addWidget(MakeFilter());
+  layout->addWidget(sift_);
   layout->addWidget(table_, 1);
   layout->addWidget(lblTotals_);
   layout->addWidget(lblWarning_);
@@ -82,28 +70,6 @@ FrmPreview::FrmPreview(Program& program, std::int32_t job_index,
   connect(cmdRun_, &QPushButton::clicked, this, &QDialog::accept);
   connect(cmdClose, &QPushButton::clicked, this, &FrmPreview::reject);
   RememberSize(*this, &program_.WindowSizes, objectName(), 760, 520);
-}
-
-QWidget* FrmPreview::MakeFilter() {
-  txtSearch_ = Make<QLineEdit>("txtSearch");
-  txtSearch_->setClearButtonEnabled(true);
-  cboAction_ = Make<QComboBox>("cboAction");
-  cboAction_->addItem(TrText(u"全部"));
-  cboAction_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
-  IgnoreWheel(cboAction_);
-  auto* area = new QWidget;
-  auto* row = new QHBoxLayout(area);
-  row->setContentsMargins(0, 0, 0, 0);
-  row->addWidget(MakeLabel(TrText(u"搜尋(&S)："), txtSearch_));
-  row->addWidget(txtSearch_, 1);
-  row->addWidget(MakeLabel(TrText(u"動作(&A)："), cboAction_));
-  row->addWidget(cboAction_);
-  filter_timer_.setSingleShot(true);
-  filter_timer_.setInterval(kFilterDelayMs);
-  connect(&filter_timer_, &QTimer::timeout, this, &FrmPreview::ApplyFilter);
-  connect(txtSearch_, &QLineEdit::textChanged, this, [this] { filter_timer_.start(); });
-  connect(cboAction_, &QComboBox::activated, this, &FrmPreview::ApplyFilter);
-  return area;
 }
 
 void FrmPreview::showEvent(QShowEvent* event) {
@@ -152,7 +118,7 @@ void FrmPreview::ShowPlan() {
     if (sums[i].Files + sums[i].Folders == 0) continue;
     const QString action = ShownText(ActionText(static_cast<PlanAction>(i), plan_.OfRestore));
     const QString sum = ShownText(SumText(sums[i]));
-    cboAction_->addItem(action, static_cast<int>(i));
+    sift_->AddChoice(action, static_cast<int>(i));
     totals += action + TrText(u"：") + sum;
   }
   if (plan_.Steps.empty()) {
@@ -163,14 +129,6 @@ void FrmPreview::ShowPlan() {
   model_.SetPlan(plan_);
   table_->setSortingEnabled(true);
   cmdRun_->setEnabled(true);
-}
-
-void FrmPreview::ApplyFilter() {
-  filter_timer_.stop();
-  const QVariant action = cboAction_->currentData();
-  model_.Filter(
-      action.isValid() ? std::optional(static_cast<PlanAction>(action.toInt())) : std::nullopt,
-      txtSearch_->text().trimmed());
 }
 
 void FrmPreview::PumpMessages() {

@@ -3,15 +3,12 @@
 
 #include <QDialog>
 #include <QElapsedTimer>
-#include <QTimer>
 #include <optional>
 
 #include "app/program.h"
 #include "ui/plan_model.h"
 
-class QComboBox;
 class QLabel;
-class QLineEdit;
 class QPushButton;
 class QTableView;
 
@@ -35,13 +32,11 @@ class FrmPreview : public QDialog, private ProgramHost {
  private:
   FrmPreview(Program& program, std::int32_t job_index, std::optional<RestoreRequest> restore,
              QWidget* parent);
-  QWidget* MakeFilter();
   void Plan();
   /// What would be done; nothing of it where it cannot even begin.
   RunOutcome FindPlan();
   void ShowPlan();
   void ShowWarnings();
-  void ApplyFilter();
 
   // What the planned run tells.
   void PumpMessages() override;
@@ -58,10 +53,8 @@ class FrmPreview : public QDialog, private ProgramHost {
   RunPlan plan_;
   PlanModel model_;
   QElapsedTimer pumped_;
-  QTimer filter_timer_;  ///< waits until the user pauses
   bool planned_ = false, planning_ = false;
-  QLineEdit* txtSearch_;
-  QComboBox* cboAction_;
+  SiftRow* sift_;
   QTableView* table_;
   QLabel *lblTotals_, *lblWarning_;
   QPushButton* cmdRun_;

@@ -4,7 +4,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QTimer>
+
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -15,6 +15,7 @@
 #include "ui/message_box.h"
 #include "ui/qt_text.h"
 #include "ui/state_opener.h"
+#include "ui/state_strip.h"
 #include "ui/window_size.h"
 
 namespace kavrel {
@@ -29,10 +30,6 @@ QString SizeText(std::uint64_t size) {
   return ShownText(FormatSize(size, SizeMode::Scaled));
 }
 
-QString DateText(const JobState& state) {
-  return ToQString(state.Date == kZeroDate ? state.Unit : ScreenDateTime(state.Date));
-}
-
 bool IsPresent(const FileVersion& version, const Result<FileStatus>& present) {
   return present && present->Kind != FileKind::Folder && present->Size == version.Size &&
          IsSameTime(present->Written, version.Written);
@@ -42,7 +39,7 @@ bool IsPresent(const FileVersion& version, const Result<FileStatus>& present) {
 
 FrmVersions::FrmVersions(Program& program, std::vector<FileOfJob> files, StateOpener& opener,
                          QWidget* parent)
-    : QDialog(parent), program_(program), files_(std::move(files)), opener_(opener) {
+    : ReadingDialog(parent), program_(program), files_(std::move(files)), opener_(opener) {
   setObjectName(QStringLiteral("FrmVersions"));
   cboJob_ = Make<QComboBox>("cboJob");
   for (const FileOfJob& file : files_) {
@@ -73,7 +70,7 @@ FrmVersions::FrmVersions(Program& program, std::vector<FileOfJob> files, StateOp
   layout->addWidget(MakeVersions(), 1);
   layout->addWidget(lblNote_);
   layout->addLayout(MakeButtons());
-  connect(cboJob_, &QComboBox::activated, this, &FrmVersions::ChooseJob);
+  connect(cboJob_, &QComboBox::activated, this, &FrmVersions::ReadAnew);
   lblNote_->setText(TrText(u"正在讀取備份…"));
   ShowSelected();
   RememberSize(*this, &program_.WindowSizes, objectName(), 790, 420);
@@ -121,44 +118,23 @@ const BackupJob& FrmVersions::Job() const {
 }
 
 Result<FileStatus> FrmVersions::Present() const {
-  const std::u16string& path = File().Path;
-  return program_.Files.Status(
-      JoinPath(PathBelow(Job().Source.Path, RelativeFolder(path)), RelativeName(path)));
-}
-
-void FrmVersions::showEvent(QShowEvent* event) {
-  QDialog::showEvent(event);
-  if (!std::exchange(begun_, true)) QTimer::singleShot(0, this, &FrmVersions::Read);
-}
-
-void FrmVersions::ChooseJob() {
-  if (!monitor_.AtWork()) return Read();
-  again_ = true;
-  monitor_.Stop();
+  return program_.Files.Status(FileBelow(Job().Source.Path, File().Path));
 }
 
 void FrmVersions::Read() {
-  do {
-    again_ = false;
-    const std::u16string& path = File().Path;
-    lblFile_->setText(ToQString(
-        JoinPath(PathBelow(Job().Source.Path, RelativeFolder(path)), RelativeName(path))));
-    found_ = {};
-    lstVersions_.ItemClear();
-    ShowSelected();
-    lblNote_->setText(TrText(u"正在讀取備份…"));
-    lblNote_->show();
-    monitor_.Begin();
-    states_ = ListStates(program_.Context, Job());
-    FileVersions found = VersionsOf(program_.Files, program_.Archiver, states_, path, &monitor_);
-    monitor_.End();
-    if (!monitor_.Stopped()) found_ = std::move(found);
-  } while (again_ && !closing_);
-  if (closing_ || monitor_.Stopped()) return QDialog::reject();
-  ShowVersions();
+  const std::u16string& path = File().Path;
+  lblFile_->setText(ToQString(FileBelow(Job().Source.Path, path)));
+  found_ = {};
+  lstVersions_.ItemClear();
+  ShowSelected();
+  lblNote_->setText(TrText(u"正在讀取備份…"));
+  lblNote_->show();
+  states_ = ListStates(program_.Context, Job());
+  FileVersions found = VersionsOf(program_.Files, program_.Archiver, states_, path, &Monitor());
+  if (!Monitor().Stopped()) found_ = std::move(found);
 }
 
-void FrmVersions::ShowVersions() {
+void FrmVersions::ShowRead() {
   const Result<FileStatus> present = Present();
   const bool there = present && present->Kind != FileKind::Folder;
   lblNow_->setText(
@@ -182,10 +158,10 @@ void FrmVersions::AddVersion(const FileVersion& version, const Result<FileStatus
 }
 
 QString FrmVersions::StatesText(const FileVersion& version) const {
-  const QString newest = DateText(states_[version.States.front()]);
+  const QString newest = StateName(states_[version.States.front()]);
   if (version.States.size() == 1) return newest;
   return TrText(u"%1 到 %2（%3）")
-      .arg(DateText(states_[version.States.back()]), newest,
+      .arg(StateName(states_[version.States.back()]), newest,
            ToQString(TrCount(u"%1 個備份", version.States.size())));
 }
 
@@ -253,12 +229,6 @@ void FrmVersions::Take(const FileVersion& version, bool beside) {
   wish.Pick.ReplaceNewer = true;
   if (beside) wish.Beside = state.Date == kZeroDate ? LocalTime(version.Written) : state.Date;
   accept();
-}
-
-void FrmVersions::reject() {
-  closing_ = true;
-  monitor_.Stop();
-  if (!monitor_.AtWork()) QDialog::reject();
 }
 
 }  // namespace kavrel

@@ -1,7 +1,6 @@
 // All versions of one file over the states of its job, to be looked at and taken back.
 #pragma once
 
-#include <QDialog>
 #include <optional>
 #include <vector>
 
@@ -9,7 +8,7 @@
 #include "app/program.h"
 #include "app/state_files.h"
 #include "ui/controls/cls_lict_view.h"
-#include "ui/reading_monitor.h"
+#include "ui/reading_dialog.h"
 #include "ui/restore_wish.h"
 
 class QComboBox;
@@ -21,7 +20,7 @@ namespace kavrel {
 class StateOpener;
 
 /// Accepted means that Wish is to be fulfilled. The scheduler is at rest meanwhile.
-class FrmVersions : public QDialog {
+class FrmVersions : public ReadingDialog {
   Q_OBJECT
 
  public:
@@ -30,11 +29,10 @@ class FrmVersions : public QDialog {
   FrmVersions(Program& program, std::vector<FileOfJob> files, StateOpener& opener, QWidget* parent);
 
   const std::optional<RestoreWish>& Wish() const { return wish_; }
-  /// Ends the search for versions, if that is still under way, then closes.
-  void reject() override;
 
  protected:
-  void showEvent(QShowEvent* event) override;
+  void Read() override;
+  void ShowRead() override;
 
  private:
   QWidget* MakeVersions();
@@ -44,9 +42,6 @@ class FrmVersions : public QDialog {
   /// What bears the name now.
   Result<FileStatus> Present() const;
 
-  void ChooseJob();
-  void Read();
-  void ShowVersions();
   void AddVersion(const FileVersion& version, const Result<FileStatus>& present);
   QString StatesText(const FileVersion& version) const;
   void ShowUnread();
@@ -67,8 +62,6 @@ class FrmVersions : public QDialog {
   std::vector<JobState> states_;
   FileVersions found_;
   std::optional<RestoreWish> wish_;
-  ReadingMonitor monitor_;
-  bool again_ = false, closing_ = false, begun_ = false;
   QComboBox* cboJob_;
   QLabel *lblFile_, *lblNow_, *lblNote_;
   clsLictView lstVersions_;

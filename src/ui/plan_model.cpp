@@ -1,7 +1,5 @@
 #include "ui/plan_model.h"
 
-#include <algorithm>
-
 #include "app/plan_text.h"
 #include "files/size_text.h"
 #include "ui/qt_text.h"
@@ -19,21 +17,9 @@ void PlanModel::Filter(std::optional<PlanAction> action, const QString& text) {
   Arrange();
 }
 
-int PlanModel::rowCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(rows_.size());
-}
-
-int PlanModel::columnCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(ColumnCount);
-}
-
-const PlanStep& PlanModel::StepAt(int row) const {
-  return plan_->Steps[rows_[static_cast<std::size_t>(row)]];
-}
-
 QVariant PlanModel::data(const QModelIndex& index, int role) const {
   if (!index.isValid() || index.row() >= rowCount()) return {};
-  const PlanStep& step = StepAt(index.row());
+  const PlanStep& step = plan_->Steps[EntryAt(index)];
   if (role == Qt::TextAlignmentRole && index.column() == SizeColumn) {
     return QVariant(Qt::AlignRight | Qt::AlignVCenter);
   }
@@ -58,15 +44,9 @@ QVariant PlanModel::headerData(int section, Qt::Orientation orientation, int rol
   return kCaptions[section];
 }
 
-void PlanModel::sort(int column, Qt::SortOrder order) {
-  sort_column_ = column;
-  order_ = order;
-  Arrange();
-}
-
-bool PlanModel::Before(std::uint32_t a, std::uint32_t b) const {
-  const PlanStep &one = plan_->Steps[a], &other = plan_->Steps[b];
-  switch (sort_column_) {
+bool PlanModel::Before(std::size_t one_at, std::size_t other_at, int column) const {
+  const PlanStep &one = plan_->Steps[one_at], &other = plan_->Steps[other_at];
+  switch (column) {
     case ActionColumn:
       return one.Action < other.Action;
     case PathColumn:
@@ -78,23 +58,10 @@ bool PlanModel::Before(std::uint32_t a, std::uint32_t b) const {
   }
 }
 
-void PlanModel::Arrange() {
-  beginResetModel();
-  rows_.clear();
-  const std::size_t count = plan_ ? plan_->Steps.size() : 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const PlanStep& step = plan_->Steps[i];
-    if (action_ && step.Action != *action_) continue;
-    const QStringView path(step.Path);
-    if (!text_.isEmpty() && !path.contains(text_, Qt::CaseInsensitive)) continue;
-    rows_.push_back(static_cast<std::uint32_t>(i));
-  }
-  if (sort_column_ >= 0) {
-    std::stable_sort(rows_.begin(), rows_.end(), [this](std::uint32_t a, std::uint32_t b) {
-      return order_ == Qt::AscendingOrder ? Before(a, b) : Before(b, a);
-    });
-  }
-  endResetModel();
+bool PlanModel::Takes(std::size_t entry) const {
+  const PlanStep& step = plan_->Steps[entry];
+  if (action_ && step.Action != *action_) return false;
+  return text_.isEmpty() || QStringView(step.Path).contains(text_, Qt::CaseInsensitive);
 }
 
 }  // namespace kavrel

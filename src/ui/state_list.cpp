@@ -96,9 +96,7 @@ void StateList::ShowPinned(int row, bool pinned, const QString& note) {
 
 void StateList::Add(const JobState& state, const StateNote& note) {
   pinned_.push_back(state.Pinned);
-  const bool dated = state.Date != kZeroDate;
-  const int row =
-      lstStates_.ItemAdd(-1, ToQString(dated ? ScreenDateTime(state.Date) : state.Unit));
+  const int row = lstStates_.ItemAdd(-1, StateName(state));
   lstStates_.SetItemSortKey(row, 0, state.Date.time_since_epoch().count());
   lstStates_.ItemAddSub(row, 1, ShownText(StateHealthText(state)));
   if (state.Figures && state.Figures->Failed == 0) {

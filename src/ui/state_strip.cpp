@@ -20,6 +20,10 @@ constexpr int kMargin = 6, kBand = 28, kMarkWidth = 3;
 
 }  // namespace
 
+QString StateName(const JobState& state) {
+  return ToQString(state.Date == kZeroDate ? state.Unit : ScreenDateTime(state.Date));
+}
+
 StateStrip::StateStrip(const std::vector<JobState>& states, const std::vector<StateNote>& notes,
                        const StateGrowth& growth) {
   setObjectName(QStringLiteral("stsStates"));

@@ -8,6 +8,9 @@
 
 namespace kavrel {
 
+/// What a state is called on the screen: by its date, else by where it is.
+QString StateName(const JobState& state);
+
 /// What is told of a state beside itself.
 struct StateNote {
   QString Text;       ///< why it stays or goes
