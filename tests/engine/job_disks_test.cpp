@@ -13,7 +13,6 @@
 #include "core/job_form.h"
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
-#include "engine/run_planner.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 
@@ -89,10 +88,7 @@ class JobDisksTest : public testing::TestWithParam<BackupType>, protected TestPr
     EXPECT_EQ(Job().Extras.Made, made);
     EXPECT_EQ(JudgeRuns(Program.Store.Jobs, Program.LogRows.Rows(), Clock.Now()).State,
               Health::Failed);
-    RunPlan plan;
-    RunCounters counters;
-    RunState state;
-    PlanBackupJob(Program.Context, Host, state, Job(), plan, counters);
+    const RunPlan plan = Foresee(Job()).Plan;
     ASSERT_FALSE(plan.Warnings.empty());
     EXPECT_EQ(ToUtf8(plan.Warnings[0]), ToUtf8(why));
   }

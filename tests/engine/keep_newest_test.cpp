@@ -6,7 +6,6 @@
 
 #include "app/run_health.h"
 #include "base/text.h"
-#include "engine/run_planner.h"
 #include "engine/states.h"
 #include "support/test_program.h"
 #include "support/tree.h"
@@ -60,11 +59,8 @@ TEST_F(KeepNewestTest, OldDatedFoldersOfTheJobAloneGoToTheBin) {
   RunOnDay(13);
   Host.AtPump = {};
   EXPECT_EQ(Names(year), "01 11 12 13 ");
-  RunPlan plan;
-  RunCounters counters;
-  RunState state;
   Clock.Set(*FromCivil(2009, 9, 13, 1));
-  PlanBackupJob(Program.Context, Host, state, job, plan, counters);
+  const RunPlan plan = Foresee(job).Plan;
   ASSERT_FALSE(plan.Steps.empty());
   EXPECT_EQ(plan.Steps.back().Path, u"D:\\2009\\11\\src\\");
   EXPECT_EQ(plan.Steps.back().Reason, PlanReason::Outdated);
@@ -168,12 +164,9 @@ TEST_F(KeepNewestTest, APlanThinsByAgeAndKeepsWhatIsPinnedAndAllUnderAWrongClock
             ": 舊備份移到資源回收筒 (成功)：D:\\2009-09-13 01\\\n");
   EXPECT_NE(Names(Temp.DriveD()).find("2030-01-01 01"), std::string::npos);
   // What a preview tells is what the run does.
-  RunPlan plan;
-  RunCounters counters;
-  RunState state;
   now += std::chrono::hours(24);
   Clock.Set(now);
-  PlanBackupJob(Program.Context, Host, state, job, plan, counters);
+  const RunPlan plan = Foresee(job).Plan;
   std::string planned;
   for (const PlanStep& step : plan.Steps) {
     if (step.Reason != PlanReason::Thinned) continue;
@@ -213,11 +206,8 @@ TEST_F(KeepNewestTest, DeletedFoldersAreGoneAndLeaveTheOthersWhole) {
   EXPECT_EQ(Names(Temp.DriveD() / "11"), Names(Source()));
   EXPECT_EQ(Bin(), "");
   EXPECT_EQ(LogLines(), ": 刪除舊備份 (成功)：D:\\10\\\n");
-  RunPlan plan;
-  RunCounters counters;
-  RunState state;
   Clock.Set(*FromCivil(2009, 9, 13, 1));
-  PlanBackupJob(Program.Context, Host, state, job, plan, counters);
+  const RunPlan plan = Foresee(job).Plan;
   ASSERT_FALSE(plan.Steps.empty());
   EXPECT_EQ(plan.Steps.back().Action, PlanAction::Delete);
   EXPECT_EQ(plan.Steps.back().Path, u"D:\\11\\");

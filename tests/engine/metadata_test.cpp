@@ -160,10 +160,7 @@ TEST_F(MetadataTest, ASnapshotOfTheBackupKeepsWhatItHas) {
   fs::remove(Temp.Root() / "snapshot");
   fs::create_hard_link(Dest() / "file", Temp.Root() / "snapshot");
   const std::string before = MetadataOf(Temp.Root() / "snapshot");
-  RunPlan plan;
-  RunCounters counters;
-  RunState state;
-  PlanBackupJob(Program.Context, Host, state, Program.Store.Jobs[0], plan, counters);
+  const RunPlan plan = Foresee(Program.Store.Jobs[0]).Plan;
   ASSERT_EQ(plan.Steps.size(), 2U);
   for (const PlanStep& step : plan.Steps) {
     EXPECT_TRUE(step.Action == PlanAction::Replace && step.Reason == PlanReason::OwnCopy)

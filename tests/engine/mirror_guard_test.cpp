@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "base/text.h"
-#include "engine/run_planner.h"
 #include "support/test_program.h"
 #include "support/tree.h"
 
@@ -184,11 +183,7 @@ TEST_F(MirrorGuardTest, ACopyOfTheMirrorIsNotTheMirror) {
     Program.Store.Jobs[0].Destination.Path = at = place;
   };
   const auto stops = [&] {
-    RunPlan plan;
-    RunCounters counters;
-    RunState state;
-    PlanBackupJob(Program.Context, Host, state, Program.Store.Jobs[0], plan, counters);
-    EXPECT_EQ(plan.Warnings.size(), 1U);
+    EXPECT_EQ(Foresee(Program.Store.Jobs[0]).Plan.Warnings.size(), 1U);
     EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
     EXPECT_EQ(ReadTestFile(precious), "mine");
   };

@@ -5,7 +5,6 @@
 
 #include "app/backup_browser.h"
 #include "base/text.h"
-#include "engine/run_planner.h"
 #include "engine/tree_count.h"
 #include "support/test_program.h"
 #include "support/tree.h"
@@ -76,10 +75,7 @@ TEST_F(OwnershipTest, ARunAsksBeforeItEntersWhatAnotherJobMade) {
   EXPECT_EQ(StatusText(Program.LogRows.Rows().back()), u"備份中斷");
   EXPECT_TRUE(Logged("目標歸屬檢查 (中斷)：D:\\docs 是排程「測試 0」的備份，來源：C:\\a\\docs\\"));
   EXPECT_FALSE(fs::exists(Place() / "theirs"));
-  RunPlan plan;
-  RunCounters counters;
-  RunState state;
-  PlanBackupJob(Program.Context, Host, state, Job(1), plan, counters);
+  const RunPlan plan = Foresee(Job(1)).Plan;
   ASSERT_EQ(plan.Warnings.size(), 1U);
   // The job itself goes on without a question, after a start of the program as well.
   ASSERT_TRUE(Program.Store.LoadJobs());
@@ -218,10 +214,7 @@ TEST_F(OwnershipTest, AStateThatHoldsAnothersBackupStaysAndThePreviewSaysSo) {
   // Only its mark tells by now.
   Job(1).Deleted = true;
   OnDay(11);
-  RunPlan plan;
-  RunCounters counters;
-  RunState state;
-  PlanBackupJob(Program.Context, Host, state, Job(0), plan, counters);
+  const RunPlan plan = Foresee(Job(0)).Plan;
   const auto of_state = std::find_if(plan.Steps.begin(), plan.Steps.end(), [](const auto& step) {
     return step.Path == u"D:\\10\\docs\\";
   });

@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "engine/rule_check.h"
+#include "engine/run_planner.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -17,6 +18,13 @@ BackupJob& TestProgram::AddJob(BackupType type) {
   job.AddSourceFolder = false;
   SetJobType(job, type);
   return Program.Store.Jobs.emplace_back(job);
+}
+
+TestProgram::Foreseen TestProgram::Foresee(const BackupJob& job) {
+  Foreseen foreseen;
+  RunState state;
+  PlanBackupJob(Program.Context, Host, state, job, foreseen.Plan, foreseen.Counters);
+  return foreseen;
 }
 
 void TestProgram::SetRules(bool on) {

@@ -21,6 +21,12 @@ struct TestProgram {
 
   /// Adds a job from C:\src\ to D:\dst\ (without the source folder's name) and returns it.
   BackupJob& AddJob(BackupType type = BackupType::Full);
+  /// What a preview of a run of the job as of now tells.
+  struct Foreseen {
+    RunPlan Plan;
+    RunCounters Counters;
+  };
+  Foreseen Foresee(const BackupJob& job);
   /// Switches the exclusion rules on or off.
   void SetRules(bool on);
   /// The UTF-8 text of a job log, without its byte-order mark.
