@@ -1,11 +1,14 @@
 #include "files/file_copy.h"
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <optional>
+#include <thread>
 
 #include "files/error_text.h"
 #include "files/path.h"
+#include "platform/clock.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -22,6 +25,17 @@ constexpr std::uint64_t kWriteStep = 64 * kCopyBlock;
 constexpr unsigned kMostTries = 3;
 constexpr std::uint64_t kLargestAgain = std::uint64_t{1} << 30;
 constexpr std::uint32_t kOpenRetryDelay = 1000, kPumpSlice = 50;  // milliseconds
+/// More than one tick of the clock that a disk takes its times from.
+constexpr std::chrono::milliseconds kTick{20};
+
+/// Whether a file may change once more without its times telling it: within one tick they are the
+/// same. A disk whose clock is another's, or which keeps whole seconds, is not asked for more.
+bool ChangedJustNow(const FileStatus& status) {
+  const FileTime now = ChangeTimeNow();
+  const auto passed = std::chrono::seconds(now.Seconds - status.Changed.Seconds) +
+                      std::chrono::nanoseconds(now.Nanoseconds - status.Changed.Nanoseconds);
+  return passed < kTick && passed > -kTick;
+}
 
 /// What a copy tells, and whether it is to go on. Without a context nobody is told.
 class Show {
@@ -147,7 +161,7 @@ class FileCopy {
   }
 
   bool OpenSource() {
-    if (source_file_) return true;
+    if (source_file_) return !ChangedJustNow(from_);
     Result<File> file = show_.OpenPatiently([&] { return source_.Folder.OpenFile(source_.Name); });
     return TakeSource(std::move(file)) || Fail(u"Could Not Open Source File", source_, file.Error);
   }
@@ -155,7 +169,12 @@ class FileCopy {
   /// The name may have come to mean another file since it was looked at: what is opened counts.
   bool TakeSource(Result<File>&& file) {
     if (!file) return false;
-    const Result<FileStatus> opened = file->Status();
+    Result<FileStatus> opened = file->Status();
+    if (opened && ChangedJustNow(*opened)) {
+      if (show_.Quiet()) return false;
+      std::this_thread::sleep_for(kTick);
+      opened = file->Status();
+    }
     file.Error = opened ? kErrInvalid : opened.Error;
     // A quiet copy is made because of what was seen.
     if (!opened || opened->Kind != FileKind::File ||

@@ -64,7 +64,8 @@ struct StagedFile {
 
 /// Makes the copy of a file or a link up to its commit, and shows it: the cancel flag is cleared,
 /// captions are drawn, each block is told. What is opened counts, not what was looked at: size,
-/// times and attributes are the open file's. A file that changes while it is read is opened and
+/// times and attributes are the open file's. One that was changed this moment is let come to rest
+/// for a tick of the clock. A file that changes while it is read is opened and
 /// copied again; one that goes on changing is copied up to the size that it had, with a warning,
 /// and fails when it ends before that. A folder in the destination's place is left alone and fails
 /// the copy. What fails leaves nothing. `opened`, where wanted, gets the status of the file that

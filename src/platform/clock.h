@@ -46,6 +46,9 @@ inline bool IsNewer(FileTime a, FileTime b) {
   return a.Seconds - b.Seconds > kRounded;
 }
 
+/// What the system would note now as the time of a change: its clock as far as that has ticked.
+FileTime ChangeTimeNow();
+
 /// The local time of a file time, cut to the second, by the time zone's rules at that moment.
 DateTime LocalTime(FileTime time);
 /// The file time of a local time; of the two that an hour set back gives, the system's choice.

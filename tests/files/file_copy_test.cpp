@@ -152,6 +152,13 @@ TEST_F(FileCopyTest, AChangeWhileItIsReadMeansAgainAndOneWithoutEndIsTold) {
          if (n == 2) WriteTestFile(from_, Pattern(300000));
        },
        false, false},
+      {"written over once, in the tick that it was made in, its time kept",
+       [&](int n) {
+         if (n != 2) return;
+         WriteTestFile(from_, Pattern(300000));
+         SetWritten(from_, {1253718245, 7});
+       },
+       false, false},
       {"replaced once",
        [&](int n) {
          if (n != 2) return;

@@ -43,6 +43,12 @@ void SystemClock::Sleep(std::uint32_t milliseconds) {
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
+FileTime ChangeTimeNow() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  return {now.tv_sec, static_cast<std::int32_t>(now.tv_nsec)};
+}
+
 DateTime LocalTime(FileTime time) {
   return ToLocal(time.Seconds);
 }

@@ -40,12 +40,7 @@ DateTime ToLocal(std::int64_t seconds) {
 }  // namespace
 
 DateTime SystemClock::Now() {
-  FILETIME time;
-  GetSystemTimeAsFileTime(&time);
-  const std::int64_t now = (static_cast<std::int64_t>(time.dwHighDateTime) << 32 |
-                            static_cast<std::int64_t>(time.dwLowDateTime)) /
-                               kTicks -
-                           kEpoch;
+  const std::int64_t now = ChangeTimeNow().Seconds;
   if (now == second_) return local_;
   second_ = now;
   local_ = ToLocal(now);
@@ -58,6 +53,14 @@ std::uint64_t SystemClock::TickCount() {
 
 void SystemClock::Sleep(std::uint32_t milliseconds) {
   ::Sleep(milliseconds);
+}
+
+FileTime ChangeTimeNow() {
+  FILETIME time;
+  GetSystemTimeAsFileTime(&time);
+  const std::int64_t ticks = static_cast<std::int64_t>(time.dwHighDateTime) << 32 |
+                             static_cast<std::int64_t>(time.dwLowDateTime);
+  return {ticks / kTicks - kEpoch, static_cast<std::int32_t>(ticks % kTicks * 100)};
 }
 
 DateTime LocalTime(FileTime time) {
