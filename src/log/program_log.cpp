@@ -86,8 +86,14 @@ bool ProgramLog::SaveProgramLog() {
     }
     text += u"\r\n";
   }
-  return file_system_.ReplaceWhole(LogFolder(file_system_) + std::u16string(kFileName),
-                                   EncodeTextFile(text)) == 0;
+  std::string bytes = EncodeTextFile(text);
+  // The end of a program follows the end of its last run, and each costs the disk a sync.
+  if (bytes == saved_) return true;
+  if (file_system_.ReplaceWhole(LogFolder(file_system_) + std::u16string(kFileName), bytes) != 0) {
+    return false;
+  }
+  saved_ = std::move(bytes);
+  return true;
 }
 
 void ProgramLog::TrimLogList(std::int32_t item) {

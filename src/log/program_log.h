@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "log/log_list.h"
@@ -19,8 +20,9 @@ class ProgramLog {
 
   /// Fills the list from the file. A missing file is made, empty, with its folder.
   void LoadProgramLog();
-  /// Writes every row; a quotation mark inside a field is doubled. False when it could not; the
-  /// old file is then whole. A file that LoadProgramLog found but could not read is not written.
+  /// Writes every row, where that is not what it wrote last; a quotation mark inside a field is
+  /// doubled. False when it could not; the old file is then whole. A file that LoadProgramLog found
+  /// but could not read is not written.
   bool SaveProgramLog();
   /// With more than N = (item + 1) × 100 rows, removes the N - 30 oldest with their job logs; then
   /// saves. `item` is 0-4. An empty list is left alone.
@@ -36,6 +38,7 @@ class ProgramLog {
 
   const FileSystem& file_system_;
   LogList& rows_;
+  std::string saved_;  ///< what the file was last given
   bool unreadable_ = false;
 };
 
