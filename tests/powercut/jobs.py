@@ -60,11 +60,14 @@ def jobs(file_system):
     days = ["2025-03-01 10:00:00", "2025-03-02 10:00:00", "2025-03-03 10:00:00",
             "2025-03-04 10:00:00"]
     pack = f"{KAVREL} run J --compression store"
-    dated = _plain("dated with keep 2", "differential", "part", dated=True, bin=".Trash-0",
-                   clock=days)
-    dated.before = ["mv /a/one /a/src", _HOME,
-                    _add("differential", "--keep 2", dest="/b/dest/<yyyy>-<mm>-<dd>_<hh><nn>/"),
-                    "RUN", "RUN", _CHANGE]
+
+    def dated(name, kind, options, **more):
+        job = _plain(name, kind, "part", dated=True, clock=days, **more)
+        job.before = ["mv /a/one /a/src", _HOME,
+                      _add(kind, "--keep 2 " + options, dest="/b/dest/<yyyy>-<mm>-<dd>_<hh><nn>/"),
+                      "RUN", "RUN", _CHANGE]
+        return job
+
     compressed = _plain("compressed", "compressed", "part", archives=True, clock=hour)
     compressed.run = pack
     unpack = _restore("restore of an archive",
@@ -76,7 +79,10 @@ def jobs(file_system):
         _plain("mirror", "sync", "part", removes=True),
         _plain("mirror with bin", "sync", "part", options="--recycle", removes=True,
                bin=".Trash-0"),
-        dated, compressed,
+        dated("dated with keep 2", "full", "", bin=".Trash-0"),
+        dated("dated and linked", "differential", "", bin=".Trash-0"),
+        dated("linked, old ones deleted", "sync", "--delete-old", removes=True),
+        compressed,
         _restore("restore", _add("full", source="/b/src/", dest="/a/dest/"), f"{KAVREL} run J",
                  f"{KAVREL} restore J"),
         unpack,

@@ -37,8 +37,13 @@ def from_tar(archive, keep):
             result[path] = Entry("L", 0, member.linkname, int(member.mtime))
         elif member.isreg():
             result._add(path, member.size, int(member.mtime), archive.extractfile(member), keep)
+        elif member.islnk():
+            first = member.linkname.removeprefix("./")
+            result[path] = result[first]
+            if first in result.kept:
+                result.kept[path] = result.kept[first]
         else:
-            # A second name of the same file, a device or a pipe: a run makes none of them.
+            # A device or a pipe: a run makes none of them.
             result[path] = Entry("?", 0, str(member.type), 0)
     return result
 
