@@ -124,7 +124,10 @@ bool NameState(RunContext& context, std::u16string_view unit) {
   const std::u16string& place = context.Making.Place;
   if (place.empty()) return true;
   const ErrorCode error = MoveFolder(context.Files, place, unit);
-  if (error) context.Fail(u": 完成備份資料夾的命名 (失敗)：", unit, error);
+  // That there is none to name has been told as what it is.
+  if (error && context.Files.FolderExists(place)) {
+    context.Fail(u": 完成備份資料夾的命名 (失敗)：", unit, error);
+  }
   return !error;
 }
 
