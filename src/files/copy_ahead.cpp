@@ -13,14 +13,15 @@ namespace kavrel {
 
 namespace {
 
-/// Waits until the number is another one. Looks at it for a while before it goes to sleep: from one
-/// folder to the next takes less time than to wake a thread.
-void WaitWhile(const std::atomic<std::uint32_t>& number, std::uint32_t old) {
+/// Looks for a while whether the number is another one: from one folder to the next takes less time
+/// than to wake a thread.
+bool ChangesSoon(const std::atomic<std::uint32_t>& number, std::uint32_t old) {
   using SteadyClock = std::chrono::steady_clock;
   const auto until = SteadyClock::now() + std::chrono::microseconds(100);
   while (number == old) {
-    if (SteadyClock::now() > until) return SleepWhile(number, old);
+    if (SteadyClock::now() > until) return false;
   }
+  return true;
 }
 
 }  // namespace
@@ -58,12 +59,28 @@ CopyAhead::CopyAhead(CopyContext& context, Judge judge)
   }
 }
 
+void CopyAhead::WaitWhile(const std::atomic<std::uint32_t>& number, std::uint32_t old) const {
+  if (!ChangesSoon(number, old)) Sleep(number, old);
+}
+
+void CopyAhead::Sleep(const std::atomic<std::uint32_t>& number, std::uint32_t old) const {
+  // Counted before the number is looked at, as it is changed before this is looked at.
+  ++sleepers_;
+  SleepWhile(number, old);
+  --sleepers_;
+}
+
+void CopyAhead::WakeSleeper(std::atomic<std::uint32_t>& number) const {
+  // Nearly always nobody sleeps, and a call of the system for each file takes longer than a look.
+  if (sleepers_ > 0) Wake(number);
+}
+
 CopyAhead::~CopyAhead() {
   DropAll();
   DropListing();
   stopping_ = true;
   ++signal_;
-  Wake(signal_);
+  WakeSleeper(signal_);
   if (worker_.joinable()) worker_.join();
 }
 
@@ -73,7 +90,7 @@ CopyAhead::Item& CopyAhead::At(std::size_t number) const {
 
 void CopyAhead::Expect() {
   ++signal_;
-  Wake(signal_);
+  WakeSleeper(signal_);
 }
 
 void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name) {
@@ -132,7 +149,7 @@ bool CopyAhead::WorkOnListing() {
         Listed{std::move(*folder), *status, std::move(reader), std::chrono::steady_clock::now()};
   }
   listing_ = ListingState::Idle;
-  Wake(listing_);
+  WakeSleeper(listing_);
   return true;
 }
 
@@ -153,7 +170,7 @@ bool CopyAhead::WorkOnNext() {
   Item& item = At(number);
   WorkOn(item);
   item.Done = 1;
-  Wake(item.Done);
+  WakeSleeper(item.Done);
   return true;
 }
 
@@ -224,7 +241,7 @@ void CopyAhead::DropAll() {
   const std::size_t begun = next_.exchange(end_);
   for (std::size_t number = begun; number-- > first_;) {
     Item& item = At(number);
-    SleepWhile(item.Done, 0);
+    Sleep(item.Done, 0);
     if (item.Staged) RollBack(item, *std::exchange(item.Staged, std::nullopt));
   }
   first_ = end_;

@@ -104,6 +104,11 @@ class CopyAhead {
 
   Item& At(std::size_t number) const;
   void WorkerLoop();
+  /// Waits until the number is another one: looks at it for a while, then sleeps.
+  void WaitWhile(const std::atomic<std::uint32_t>& number, std::uint32_t old) const;
+  void Sleep(const std::atomic<std::uint32_t>& number, std::uint32_t old) const;
+  /// Wakes the thread that may sleep over the number, which has been changed before.
+  void WakeSleeper(std::atomic<std::uint32_t>& number) const;
   /// Works on the first item that nobody has begun. False when there is none.
   bool WorkOnNext();
   /// Waits for the other thread where it has begun; nobody begins any more then.
@@ -128,6 +133,7 @@ class CopyAhead {
   std::u16string name_;
   std::optional<Listed> listed_;
   std::atomic<std::uint32_t> listing_ = ListingState::Idle;
+  mutable std::atomic<std::uint32_t> sleepers_ = 0;  ///< threads that sleep, or are about to
   std::atomic<bool> stopping_ = false;
   std::thread worker_;
 };

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -38,7 +39,7 @@ class ProgramLog {
 
   const FileSystem& file_system_;
   LogList& rows_;
-  std::string saved_;  ///< what the file was last given
+  std::optional<std::string> saved_;  ///< what the file was last given
   bool unreadable_ = false;
 };
 

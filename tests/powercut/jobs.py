@@ -81,7 +81,7 @@ def jobs(file_system):
                bin=".Trash-0"),
         dated("dated with keep 2", "full", "", bin=".Trash-0"),
         dated("dated and linked", "differential", "", bin=".Trash-0"),
-        dated("linked, old ones deleted", "sync", "--delete-old", removes=True),
+        dated("linked and deleting", "sync", "--delete-old", removes=True),
         compressed,
         _restore("restore", _add("full", source="/b/src/", dest="/a/dest/"), f"{KAVREL} run J",
                  f"{KAVREL} restore J"),
