@@ -34,8 +34,9 @@ def sparse_copy(source, target):
             except OSError:  # Nothing but a hole follows.
                 break
             end = os.lseek(src.fileno(), at, os.SEEK_HOLE)
+            os.lseek(out.fileno(), at, os.SEEK_SET)
             while at < end:
-                at += os.copy_file_range(src.fileno(), out.fileno(), end - at, at, at)
+                at += os.sendfile(out.fileno(), src.fileno(), at, end - at)
 
 
 class _Disk:
