@@ -103,6 +103,20 @@ std::optional<std::u16string> KnownWithMore(const Speech& speech, std::u16string
   return *first + u" (" + *second + u")";
 }
 
+/// A list of names, each in brackets: "「照片」、「文件」".
+std::optional<std::u16string> KnownNames(const Speech& speech, std::u16string_view text) {
+  if (!text.starts_with(u'「') || !text.ends_with(u'」')) return std::nullopt;
+  constexpr std::u16string_view kBetween = u"」、「";
+  std::u16string shown;
+  for (std::u16string_view rest = text.substr(1, text.size() - 2);;) {
+    const std::u16string name(rest.substr(0, rest.find(kBetween)));
+    shown += Fill(TrIn("names", u"「%1」"), {KnownName(speech, name).value_or(name)});
+    if (name.size() == rest.size()) return shown;
+    shown += Tr(u"、");
+    rest.remove_prefix(name.size() + kBetween.size());
+  }
+}
+
 /// What an id with arguments has become.
 std::optional<std::u16string> KnownPattern(const Speech& speech, std::u16string_view text,
                                            int depth) {
@@ -179,6 +193,7 @@ std::optional<std::u16string> Known(const Speech& speech, std::u16string_view te
   if (!shown) shown = KnownPieces(speech, text, u", ", u", ", depth);
   if (!shown) shown = KnownWithMore(speech, text, depth);
   if (!shown) shown = KnownPattern(speech, text, depth);
+  if (!shown) shown = KnownNames(speech, text);
   if (!shown) shown = KnownHead(speech, text);
   if (!shown) shown = KnownTrouble(speech, text, depth);
   if (!shown) shown = KnownWithDetail(speech, text, depth);

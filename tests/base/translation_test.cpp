@@ -174,6 +174,8 @@ TEST(TranslationTest, ShowsWhatTheCoreHasComposed) {
       // One that the program has given is shown as everywhere else.
       {u"找不到排程「家目錄 - 複本 2」", u"There is no job “Home folder - copy 2”"},
       {u"備份排程名稱　　　：我的文件夾", u"Job name: My documents"},
+      {u"/a 是排程「照片」、「家目錄 - 複本 2」的備份，來源：/b",
+       u"/a is the backup of the job “照片”, “Home folder - copy 2”, source: /b"},
       // Two ways to take it apart: as it is.
       {u"「a」b」備份完成：", u"「a」b」備份完成："},
       {u"自己的文字", u"自己的文字"},
