@@ -5,6 +5,9 @@ import stat
 
 from corpus import Entry
 
+# On disks without attributes the mark of a backup is a file, which no tree of a source has.
+MARK = ".kavrel-owner"
+
 
 class Tree(dict):
     """Entries by path. `kept` has the content of small files, `folders` the folders, `broken` what
@@ -31,6 +34,8 @@ def from_tar(archive, keep):
     result = Tree()
     for member in archive:
         path = member.name[2:] if member.name.startswith("./") else member.name
+        if os.path.basename(path) == MARK:
+            continue
         if member.isdir():
             result.folders.add(path)
         elif member.issym():
@@ -56,7 +61,7 @@ def from_folder(root, keep=False):
     def failed(error):
         result.broken[os.path.relpath(error.filename, root)] = str(error)
     for at, folders, names in os.walk(root, onerror=failed):
-        for name in folders + names:
+        for name in folders + [name for name in names if name != MARK]:
             full = os.path.join(at, name)
             path = os.path.relpath(full, root)
             try:
