@@ -43,7 +43,10 @@ std::u16string PercentText(const RunFigures& figures) {
   std::u16string text = figures.Percent < 0 ? u"準備中" : Decimal(figures.Percent) + u" %";
   if (figures.FilesDone > 0)
     text += u"，" + Fill(TrCountLater(u"%1 個檔案"), {Grouped(figures.FilesDone)});
-  if (figures.BytesDone > 0) text += u"，" + FormatSize(figures.BytesDone, SizeMode::Scaled);
+  if (figures.BytesDone + figures.BytesTotal > 0) {
+    text += u"，" + OfTotal(FormatSize(figures.BytesDone, SizeMode::Scaled), figures.TotalKnown,
+                            FormatSize(figures.BytesTotal, SizeMode::Scaled));
+  }
   return text;
 }
 
@@ -69,6 +72,7 @@ void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder,
   counting_ = {};
   running_ = true;
   verifying_ = false;
+  packing_ = job.Compressed && !restore;
   count_.reset();
   if (job.Compressed) return;
   const std::u16string_view from = restore ? backup_folder : std::u16string_view(job_.Source.Path);
@@ -88,6 +92,7 @@ void RunProgress::Begin(const BackupJob& job, std::u16string_view backup_folder,
 void RunProgress::BeginVerification(const BackupJob& job, std::u16string_view backup_folder) {
   Begin(job, backup_folder, false);
   verifying_ = true;
+  packing_ = false;
 }
 
 void RunProgress::End() {
@@ -143,6 +148,15 @@ RunFigures RunProgress::Figures() {
     figures.BytesDone = counters.CopiedBytes;
     work = file_done_;
     total = file_size_;
+    // What is packed is listed before, and the parts are parts of its bytes.
+    figures.TotalKnown = packing_ && total > 0 && counters.CopiedBytes > 0;
+    if (figures.TotalKnown) {
+      figures.FilesTotal = counters.CopiedFiles;
+      figures.BytesTotal = counters.CopiedBytes;
+      figures.BytesDone =
+          static_cast<std::uint64_t>(static_cast<double>(figures.BytesTotal) *
+                                     static_cast<double>(work) / static_cast<double>(total));
+    }
   } else {
     figures.FilesDone = counters.SourceFiles;
     figures.BytesDone = counters.SourceBytes + part;
@@ -154,9 +168,11 @@ RunFigures RunProgress::Figures() {
       total = figures.BytesTotal + figures.FilesTotal * kFileWork;
     }
   }
-  const Speed speed =
-      Measure(work, (verifying_ ? counters.SourceBytes : counters.CopiedBytes) + part);
-  if (!job_.Compressed && speed.Span >= kFirstSpeed) {
+  const std::uint64_t bytes = job_.Compressed ? figures.BytesDone
+                              : verifying_    ? counters.SourceBytes + part
+                                              : counters.CopiedBytes + part;
+  const Speed speed = Measure(work, bytes);
+  if ((!job_.Compressed || figures.TotalKnown) && speed.Span >= kFirstSpeed) {
     figures.BytesPerSecond = static_cast<std::int64_t>(speed.Bytes);
   }
   if (total == 0) return figures;

@@ -19,12 +19,13 @@ struct RunFigures {
   int Percent = -1;                  ///< -1 = not known
   std::int64_t BytesPerSecond = -1;  ///< copied; -1 = not known yet
   std::int64_t SecondsLeft = -1;     ///< -1 = not known
-  /// The archiver tells no more than its percentage: the files and bytes are those at its work.
+  /// The archiver tells no more than its percentage, from which the bytes follow; the files are
+  /// those at its work.
   bool ByPercent = false;
 };
 
 /// "整體進度：1,234 / 10,000 個檔案，1.20 GB / 8.50 GB，35.20 MB/秒，剩餘約 3 分 20 秒", as far as
-/// it is known; of an archiver "整體進度：40 %，1,234 個檔案，1.20 GB".
+/// it is known; of an archiver "整體進度：40 %，1,234 個檔案，0.48 GB / 1.20 GB".
 std::u16string ProgressText(const RunFigures& figures);
 
 /// The total is not known when a run begins. It is counted while the run works, in a small share
@@ -73,6 +74,7 @@ class RunProgress {
   std::uint64_t file_size_ = 0, file_done_ = 0;
   bool running_ = false;
   bool verifying_ = false;  ///< then the speed is that of reading
+  bool packing_ = false;    ///< into an archive
 };
 
 }  // namespace kavrel

@@ -86,12 +86,13 @@ TEST(RunProgress, FollowsTheArchiverThroughACompressedRun) {
   test.Program.Context.Report.Counters.SourceFiles = 3;
   EXPECT_EQ(Text(progress.Figures()), "整體進度：準備中，3 個檔案");
   test.Program.Context.Report.Counters.CopiedFiles = 7;
+  test.Program.Context.Report.Counters.CopiedBytes = 10 << 20;
   progress.Note(100, 25);
   test.Clock.Advance(3000);
   progress.Note(100, 40);
   const RunFigures figures = progress.Figures();
   EXPECT_EQ(figures.Percent, 40);
-  EXPECT_EQ(Text(figures), "整體進度：40 %，7 個檔案，剩餘約 4 秒");
+  EXPECT_EQ(Text(figures), "整體進度：40 %，7 個檔案，4.00 MB / 10.00 MB，1.33 MB/秒，剩餘約 4 秒");
 }
 
 }  // namespace
