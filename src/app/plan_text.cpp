@@ -18,11 +18,11 @@ std::u16string_view ReasonText(PlanReason reason, bool restore) {
   if (restore && reason == PlanReason::Always) return u"一律還原";
   if (restore && reason == PlanReason::NotInSource) return u"備份中沒有";
   constexpr std::array<std::u16string_view, kPlanReasons> kTexts = {
-      u"目標沒有",     u"每次都備份",     u"大小不同",         u"修改時間不同",
-      u"檔案類型不同", u"連結的目標不同", u"來源已不存在",     u"超過保留份數",
-      u"排除規則",     u"特殊檔案",       u"超過檔案大小限制", u"無法讀取",
-      kBlockedText,    u"權限或屬性不同", u"備份標記",         u"來源位於目標之內",
-      u"硬連結",       u"副本另有硬連結", kOutsideText,        u"保留計畫不保留"};
+      u"目標沒有",         u"每次都備份",   u"大小不同",       u"修改時間不同",   u"檔案類型不同",
+      u"連結的目標不同",   u"來源已不存在", u"超過保留份數",   u"排除規則",       u"特殊檔案",
+      u"超過檔案大小限制", u"無法讀取",     kBlockedText,      u"權限或屬性不同", u"備份標記",
+      u"來源位於目標之內", u"硬連結",       u"副本另有硬連結", kOutsideText,      u"保留計畫不保留",
+      u"無法寫入"};
   return kTexts[static_cast<std::size_t>(reason)];
 }
 

@@ -18,10 +18,10 @@ namespace {
 constexpr std::string_view kActions[kPlanActions] = {"copy", "replace", "recycle",   "delete",
                                                      "pack", "update",  "leave_out", "fail"};
 constexpr std::string_view kReasons[kPlanReasons] = {
-    "new",         "always",        "size",     "time",       "kind",
-    "link_target", "not_in_source", "outdated", "rule",       "special",
-    "too_large",   "unreadable",    "blocked",  "attributes", "owner_mark",
-    "own_place",   "hard_link",     "own_copy", "outside",    "thinned"};
+    "new",           "always",     "size",        "time",      "kind",      "link_target",
+    "not_in_source", "outdated",   "rule",        "special",   "too_large", "unreadable",
+    "blocked",       "attributes", "owner_mark",  "own_place", "hard_link", "own_copy",
+    "outside",       "thinned",    "not_writable"};
 
 std::string_view Word(PlanAction action) {
   return kActions[static_cast<std::size_t>(action)];
@@ -53,13 +53,14 @@ void PrintAsJson(const BackupJob& job, const PlannedRun& run) {
     totals[std::string(kActions[i])] = {
         {"files", sums[i].Files}, {"folders", sums[i].Folders}, {"bytes", sums[i].Bytes}};
   }
-  for (const std::u16string& warning : run.Plan.Warnings) warnings.push_back(JsonText(warning));
-  PrintJson({{"format", kJsonFormat},
-             {"job", JsonText(job.Name)},
+  for (const std::u16string& warning : run.Plan.Warnings) warnings.push_back(JsonReason(warning));
+  const bool refused = ResultOf(run) == Planned::Refused;
+  nlohmann::json reason = refused ? warnings.front() : JsonTextOrNull(run.Reason.Source());
+  PrintJson({{"job", JsonText(job.Name)},
              {"source", JsonText(run.Source)},
              {"destination", JsonText(run.Destination)},
              {"result", kResults[static_cast<std::size_t>(ResultOf(run))]},
-             {"reason", JsonTextOrNull(run.Reason.Source())},
+             {"reason", std::move(reason)},
              {"steps", std::move(steps)},
              {"totals", std::move(totals)},
              {"warnings", std::move(warnings)}});

@@ -41,8 +41,9 @@ enum class PlanReason : std::uint8_t {
   OwnCopy,      ///< its copy has other names, for which it must not change
   Outside,      ///< a link that would lead out of the folder that it is restored to
   Thinned,      ///< an older backup that the job's plan does not keep
+  NotWritable,  ///< the folder takes no change from this user, or its disk from nobody
 };
-inline constexpr std::size_t kPlanReasons = 20;
+inline constexpr std::size_t kPlanReasons = 21;
 
 /// In words, where a log tells them as well.
 inline constexpr std::u16string_view kBlockedText = u"目標被其他項目佔用",

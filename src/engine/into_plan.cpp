@@ -31,12 +31,32 @@ PlanningContext::PlanningContext(const RunContext& run, RunState& state, Message
   Context.Making.Record = nullptr;
 }
 
+bool IntoPlan::Takes(const Folder& folder) {
+  if (!folder) return true;
+  if (asked_ != &folder) {
+    asked_ = &folder;
+    takes_ = folder.MayWrite();
+    // One that only its permissions lock is unlocked by the run.
+    const Result<FileStatus> status = takes_ ? Result<FileStatus>{} : folder.Status();
+    if (status && status->Mode != 0) takes_ = !OwnerMayAll(*status);
+  }
+  return takes_;
+}
+
+bool IntoPlan::Refuses(const FileTurn& file) {
+  if (Takes(file.Pair.Dest)) return false;
+  plan_.Add(PlanAction::Fail, PlanReason::NotWritable, false, PathOf(file));
+  CountFailed(file.Paths.SourceOf(file.Name));
+  return true;
+}
+
 std::u16string IntoPlan::PathOf(const FileTurn& file) const {
   return std::u16string(file.Paths.BelowRoot()) += file.Name;
 }
 
 bool IntoPlan::Make(const FolderPair* parent, std::u16string_view, const WalkPaths& paths,
                     FolderPair& pair) {
+  asked_ = nullptr;
   if (pair.Dest) {
     pair.DestManners = pair.Dest.Manners();
     return true;
@@ -75,6 +95,7 @@ void IntoPlan::Copy(const FileTurn& file, PlanReason reason) {
     plan_.Add(PlanAction::Fail, PlanReason::Blocked, false, path);
     return CountFailed(file.Paths.SourceOf(file.Name));
   }
+  if (Refuses(file)) return;
   plan_.Add(file.Dest ? PlanAction::Replace : PlanAction::Copy, reason, false, path, source.Size);
   plan_.NetBytes += static_cast<std::int64_t>(std::min(source.Size, source.Allocated));
   // What it replaces goes only when it is there.
@@ -88,6 +109,7 @@ void IntoPlan::Copy(const FileTurn& file, PlanReason reason) {
 }
 
 bool IntoPlan::Link(HardLinks::FirstCopy&, const FileTurn& file, bool equal) {
+  if (!equal && Refuses(file)) return true;
   const PlanAction action = equal       ? PlanAction::Update
                             : file.Dest ? PlanAction::Replace
                                         : PlanAction::Copy;
@@ -132,6 +154,11 @@ void IntoPlan::RemoveFile(const RemovalPlace& from, const FolderEntry& file,
                           std::u16string_view path) {
   if (IsArchiveName(file.Name)) {
     NotePlace(from.Folder, file.Name, std::u16string(path) += file.Name);
+  }
+  if (!Takes(from.Folder)) {
+    plan_.Add(PlanAction::Fail, PlanReason::NotWritable, false,
+              std::u16string(BelowRoot(path)) += file.Name);
+    return CountFileGone(kErrAccess, file.Name, from.In);
   }
   if (plan_.Wants(RunPlan::Level::Sizes)) {
     const Result<FileStatus> status = from.Folder.Status(file.Name);

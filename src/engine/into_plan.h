@@ -64,6 +64,10 @@ class IntoPlan final : public Effects {
     return metadata_ && metadata_->IsKnown() && SeesDifference(pair, name, source, dest);
   }
   std::u16string PathOf(const FileTurn& file) const;
+  /// Whether something could be changed in the folder, closed where it is to be made.
+  bool Takes(const Folder& folder);
+  /// Counts a file as failed whose folder takes no change.
+  bool Refuses(const FileTurn& file);
   PlanAction Removal() const {
     return job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete;
   }
@@ -72,6 +76,8 @@ class IntoPlan final : public Effects {
 
   RunPlan& plan_;
   std::unordered_set<std::u16string> gone_;  ///< paths, as far as the source has them
+  const Folder* asked_ = nullptr;            ///< of the last question what it takes
+  bool takes_ = true;
   std::u16string place_of_others_;
 };
 

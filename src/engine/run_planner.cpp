@@ -52,6 +52,7 @@ RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& sta
   const std::u16string none;
   const std::u16string warnings[] = {
       NoPlaceText(planning.Files, job.Destination.WorkPath),
+      job.Compressed ? LockedPlaceText(planning.Files, job.Destination.WorkPath) : none,
       job.Extras.Adopt ? none : EntryObjection(planning, job, archive),
       DiskObjection(planning, job),
       StateObjection(job, unit, FilesOfState(counters)),

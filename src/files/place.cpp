@@ -30,4 +30,10 @@ std::u16string NoPlaceText(const FileSystem& files, std::u16string_view path) {
   return u"目標資料夾不存在，也無法建立：" + std::u16string(path);
 }
 
+std::u16string LockedPlaceText(const FileSystem& files, std::u16string_view path) {
+  const Result<Folder> folder = files.OpenFolder(path);
+  if (!folder || folder->MayWrite()) return {};
+  return u"目標資料夾無法寫入：" + std::u16string(path);
+}
+
 }  // namespace kavrel

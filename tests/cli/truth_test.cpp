@@ -2,6 +2,7 @@
 #include "cli/ctl.h"
 #include "platform/clock.h"
 #include "platform/process.h"
+#include "support/unprivileged.h"
 
 namespace kavrel {
 namespace {
@@ -14,19 +15,23 @@ TEST_F(TruthTest, APreviewTellsThatTheRunWouldFailBeRefusedOrFindNoPlace) {
   EXPECT_EQ(Code({"preview", "A"}), 0);
   EXPECT_EQ(Json({"preview", "A"})["result"], "done");
   struct Case {
-    std::string Destination, Reason;
+    std::string Destination, Reason, ForScripts;
   };
   WriteTestFile(temp_.Root() / "file", "in the way");
-  for (const Case& c : {Case{"X:\\backup", "X:\\backup"},
-                        Case{(temp_.Root() / "file/below").string(), "無法建立"}}) {
+  for (const Case& c :
+       {Case{"X:\\backup", "X:\\backup", "X:\\backup"},
+        Case{(temp_.Root() / "file/below").string(), "無法建立", "cannot be created"}}) {
     ASSERT_EQ(Code({"edit", "A", "--dest", c.Destination}), 0);
     const CommandResult text = Ctl({"preview", "A"});
     EXPECT_EQ(text.ExitCode, 1) << c.Destination;
     EXPECT_TRUE(Holds(text.Errors, c.Reason)) << text.Errors;
     const json told = Json({"preview", "A"});
     EXPECT_EQ(told["result"], "refused");
-    EXPECT_TRUE(Holds(told["warnings"][0], c.Reason)) << told["warnings"];
-    EXPECT_EQ(Code({"run", "A"}), 10);
+    EXPECT_TRUE(Holds(told["warnings"][0], c.ForScripts)) << told["warnings"];
+    EXPECT_EQ(told["reason"], told["warnings"][0]);
+    const CommandResult run = Ctl({"run", "A"});
+    EXPECT_EQ(run.ExitCode, 10);
+    EXPECT_FALSE(Holds(run.Output, "備份完成")) << run.Output;
     EXPECT_EQ(Json({"run", "A"})["runs"][0]["result"], "no-place");
   }
   // A guard's refusal is one, too: the mirror knows nothing of what lies there.
@@ -41,6 +46,32 @@ TEST_F(TruthTest, APreviewTellsThatTheRunWouldFailBeRefusedOrFindNoPlace) {
   EXPECT_TRUE(Holds(gone["reason"], source_.string())) << gone["reason"];
 }
 
+TEST_F(TruthTest, APreviewTellsWhatThisUserCannotWrite) {
+  if (geteuid() != 0) GTEST_SKIP() << "a folder of somebody else's takes two users";
+  WriteTestFile(source_ / "a.txt", "a");
+  WriteTestFile(source_ / "gone.txt", "b");
+  Add("A", {"--type", "sync", "--guard", "off"});
+  ASSERT_EQ(Code({"run", "A"}), 0);
+  fs::remove(source_ / "gone.txt");
+  WriteTestFile(source_ / "a.txt", "another");
+  Add("Z", {"--type", "compressed"});
+  for (const auto& entry : fs::recursive_directory_iterator(temp_.Root())) {
+    fs::permissions(entry, fs::perms(entry.is_directory() ? 0777 : 0666));
+  }
+  fs::permissions(temp_.Root(), fs::perms(0777));
+  fs::permissions(dest_, fs::perms(0755));
+  const Unprivileged nobody;
+  const json told = Json({"preview", "A"});
+  EXPECT_EQ(told["result"], "some-failed") << told;
+  EXPECT_EQ(told["totals"]["fail"]["files"], 2) << told;
+  EXPECT_EQ(told["steps"][0]["reason"], "not_writable") << told;
+  EXPECT_EQ(Code({"preview", "A"}), 1);
+  EXPECT_EQ(Code({"run", "A"}), 1);
+  const json packed = Json({"preview", "Z"});
+  EXPECT_EQ(packed["result"], "refused") << packed;
+  EXPECT_TRUE(Holds(packed["reason"], "cannot be written")) << packed;
+}
+
 TEST_F(TruthTest, WhatDoesNotApplyIsRefusedBeforeAnythingIsDone) {
   WriteTestFile(source_ / "a.txt", "a");
   Add("A");
@@ -51,6 +82,13 @@ TEST_F(TruthTest, WhatDoesNotApplyIsRefusedBeforeAnythingIsDone) {
            {{"edit", "A"}, "要變更的項目"},
            {{"edit", "A", "--keep", "3"}, "日期標籤"},
            {{"edit", "A", "--password-stdin"}, "--type compressed"},
+           {{"edit", "A", "--guard", "off"}, "--type sync"},
+           {{"edit", "A", "--link-states", "hard"}, "日期標籤"},
+           {{"edit", "A", "--delete-old"}, "日期標籤"},
+           {{"edit", "A", "--type", "compressed", "--no-hard-links"}, "--type compressed"},
+           {{"edit", "A", "--enable", "--disable"}, "--disable"},
+           {{"keep", "A"}, "同一個資料夾"},
+           {{"log", "--show", "1", "--json"}, "--show"},
            {{"restore", "A", "--archive", "x.7z"}, "壓縮備份"},
            {{"restore", "A", "--latest"}, "壓縮備份"},
            {{"restore", "A", "--replace-newer"}, "--only 或 --to"},
