@@ -25,9 +25,10 @@ int ListEntries(Session& session, const std::u16string& path, bool json) {
       {TrCell(u"檔案大小"), TrCell(u"日期時間"), u"CRC", TrCell(u"檔案名稱")}};
   for (const ArchiveEntry& entry : archiver.Entries) {
     const std::uint64_t size = std::stoull(ToUtf8(entry.FileSize));
+    const std::optional<DateTime> written = ParseDateTime(entry.FileDateTime);
     list.push_back({{"name", JsonText(entry.FileName)},
                     {"size", size},
-                    {"modified", JsonText(entry.FileDateTime)},
+                    {"modified", JsonTime(written.value_or(kZeroDate))},
                     {"crc", JsonText(entry.FileCRC)}});
     rows.push_back({ScreenNumber(size), entry.FileDateTime, entry.FileCRC, entry.FileName});
   }

@@ -101,6 +101,8 @@ int ListJobStates(Session& session, const std::string& name, ListForm form);
 int ExplainKeeping(Session& session, const std::string& name, bool json);
 /// Has one of them stay whatever the job keeps, or not any more.
 int PinJobState(Session& session, const std::string& name, const std::string& which, bool pinned);
+/// False where the job makes none and none is there, which is told: bad input.
+bool CanHaveStates(const BackupJob& job, const std::vector<JobState>& states);
 /// The one of them that is meant; nothing, and the exit code, after saying why.
 std::optional<std::size_t> StateMeant(const std::vector<JobState>& states, const BackupJob& job,
                                       const std::string& which, ExitCode& code);

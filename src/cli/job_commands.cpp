@@ -21,6 +21,39 @@ namespace kavrel {
 
 namespace {
 
+/// What is given for a kind of job on which it has no effect; empty for nothing.
+std::string UselessOption(const JobOptions& options, const JobForm& form, bool dated) {
+  const bool packs = form.Type == BackupType::Compressed;
+  const bool mirrors = form.Type == BackupType::Synchronise;
+  const auto goes_with = [](const char* option, const char* what) {
+    return Fill(Tr("%1 goes with %2"), {option, what});
+  };
+  const struct {
+    bool Given, Works;
+    const char *Option, *With;
+  } rules[] = {
+      {options.Recycle.value_or(false), mirrors, "--recycle", "--type sync"},
+      {options.Guard.has_value(), mirrors, "--guard", "--type sync"},
+      {options.GuardMin.has_value(), mirrors, "--guard-min", "--type sync"},
+      {options.LinkStates.has_value(), dated && !packs, "--link-states",
+       Tr("date tags in --dest, without --type compressed")},
+      {options.UnfinishedName.has_value(), dated && !packs, "--unfinished-name",
+       Tr("date tags in --dest, without --type compressed")},
+      {options.DeleteOld.has_value(), dated || packs, "--delete-old",
+       Tr("date tags in --dest, or with --type compressed")},
+  };
+  for (const auto& rule : rules) {
+    if (rule.Given && !rule.Works) return goes_with(rule.Option, rule.With);
+  }
+  const auto not_packed = [&](bool given, const char* option) {
+    return given && packs ? Fill(Tr("%1 does not go with %2"), {option, "--type compressed"})
+                          : std::string();
+  };
+  std::string error = not_packed(options.HardLinks.has_value(), "--hard-links");
+  if (error.empty()) error = not_packed(options.SpaceCheck.has_value(), "--space-check");
+  return error;
+}
+
 /// Checks and applies the options to the job; says what is wrong.
 bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   Program& program = session.Program();
@@ -47,6 +80,7 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
                  : Tr("--keep goes with date tags in --dest, or with --type compressed: there is "
                       "one backup");
   }
+  if (error.empty()) error = UselessOption(options, form, HasDateTags(form.Destination));
   if (!error.empty()) {
     PrintError(error);
     return false;
@@ -147,7 +181,7 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
           {"keep_hard_links", job.Extras.KeepHardLinks},
           {"link_states", JsonText(LinkStatesWord(job.Extras.LinkStates))},
           {"unfinished_name", job.Extras.UnfinishedName},
-          {"missing_disks", JsonText(MissingDisks(session, job, reach))},
+          {"missing_disks", JsonText(EnglishText(MissingDisks(session, job, reach)))},
           {"paused", session.Program().Pause.End().has_value()},
           {"status", StatusWord(status.Word)},
           {"last_success", JsonTime(status.LastGood)},

@@ -98,7 +98,16 @@ std::string ReadPassword(JobForm& form) {
 void AddSwitch(CLI::App& command, const char* names, std::optional<bool>& option,
                const char* help) {
   command.add_flag_function(
-      names, [&option](std::int64_t count) { option = count > 0; }, help);
+      names,
+      [&option, names = std::string_view(names)](std::int64_t count) {
+        const std::size_t comma = names.find(',');
+        if (count == 0) {
+          throw CLI::ExcludesError(std::string(names.substr(0, comma)),
+                                   std::string(names.substr(comma + 2)));
+        }
+        option = count > 0;
+      },
+      help);
 }
 
 void Set(std::optional<bool> option, bool& field) {
@@ -228,9 +237,6 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
   Set(options.HardLinks, extras.KeepHardLinks);
   if (!(error = ReadStateOptions(options, extras)).empty()) return error;
   if (options.NoPassword) form.UsePassword = false;
-  if (options.Recycle.value_or(false) && form.Type != BackupType::Synchronise) {
-    return Tr("--recycle goes with --type sync");
-  }
   if (options.PasswordStdin && form.Type != BackupType::Compressed) {
     return Tr("--password-stdin goes with --type compressed: other backups are not encrypted");
   }

@@ -5,9 +5,20 @@
 #include <nlohmann/json.hpp>
 
 #include "base/text.h"
+#include "base/translation.h"
 #include "platform/clock.h"
 
 namespace kavrel {
+
+namespace {
+
+void Print(nlohmann::json value, int indent) {
+  if (value.is_object()) value["format"] = kJsonFormat;
+  constexpr auto kReplace = nlohmann::json::error_handler_t::replace;
+  std::printf("%s\n", value.dump(indent, ' ', false, kReplace).c_str());
+}
+
+}  // namespace
 
 std::string JsonText(std::u16string_view text) {
   return ToUtf8(text);
@@ -15,6 +26,18 @@ std::string JsonText(std::u16string_view text) {
 
 nlohmann::json JsonTextOrNull(std::string_view text) {
   return text.empty() ? nlohmann::json() : nlohmann::json(text);
+}
+
+std::u16string EnglishText(std::u16string_view text) {
+  const std::string_view spoken = CurrentLanguage().Code;
+  SetLanguage("en");
+  std::u16string shown = Shown(text);
+  SetLanguage(spoken);
+  return shown;
+}
+
+nlohmann::json JsonReason(std::u16string_view text) {
+  return JsonTextOrNull(JsonText(EnglishText(text)));
 }
 
 nlohmann::json JsonTime(DateTime time) {
@@ -27,12 +50,12 @@ nlohmann::json JsonTime(DateTime time) {
   return ToUtf8(IsoText(time, u'T')) + offset;
 }
 
-void PrintJson(const nlohmann::json& value) {
-  std::printf("%s\n", value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+void PrintJson(nlohmann::json value) {
+  Print(std::move(value), 2);
 }
 
-void PrintJsonLine(const nlohmann::json& value) {
-  std::printf("%s\n", value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+void PrintJsonLine(nlohmann::json value) {
+  Print(std::move(value), -1);
   std::fflush(stdout);
 }
 

@@ -64,6 +64,7 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
   BackupJob job = *found;
   const std::u16string unit = SetRunPaths(job, session.Clock());
   const std::vector<JobState> states = ListStates(program.Context, job);
+  if (!CanHaveStates(job, states)) return kBadInput;
   const StateFates fates = FatesOf(program.Context, job, states, unit, session.Clock().Now());
   const std::vector<Row> rows = RowsOf(program.Context, states, fates);
   const bool keeps_all = fates.Units.empty();
@@ -98,8 +99,7 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
                      row.State.Unit});
   }
   if (json) {
-    PrintJson({{"format", kJsonFormat},
-               {"job", JsonText(job.Name)},
+    PrintJson({{"job", JsonText(job.Name)},
                {"keep_newest", job.Extras.KeepNewest},
                {"keep_plan", JsonText(job.Extras.KeepPlan)},
                {"deletes", job.Extras.DeletesOld},

@@ -266,8 +266,9 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
 
   CLI::App* archives = app.add_subcommand("archives", Tr("The archives of a compressed job"));
   archives->add_option("job", line.Name, Tr("Name of the job"))->required();
-  archives->add_option("--list", line.Archive, Tr("List the entries of this archive"));
   line.AddForms(*archives);
+  archives->add_option("--list", line.Archive, Tr("List the entries of this archive"))
+      ->excludes("--names");
   archives->callback(line.Run([&line](Session& session) {
     return ListJobArchives(session, line.Name, line.Archive, line.Form());
   }));
@@ -281,7 +282,12 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   log->add_flag("--json", line.Json, Tr("Print JSON"));
   const CLI::Option* show =
       log->add_option("--show", line.Show, Tr("Print the log of the K-th newest run"));
-  log->callback(line.Run([&line, show](Session& session) {
+  log->callback(line.Run([&line, show, log](Session& session) {
+    for (const char* of_list : {"--last", "--job", "--failed", "--text", "--json"}) {
+      if (!*show || log->count(of_list) == 0) continue;
+      PrintError(Fill(Tr("%1 does not go with %2"), {"--show", of_list}));
+      return static_cast<int>(kBadInput);
+    }
     const LogFilter filter{FromUtf8(line.Name), line.Failed, FromUtf8(line.Value)};
     return *show ? ShowLog(session, line.Show) : ListLog(session, line.Last, filter, line.Json);
   }));

@@ -7,6 +7,7 @@
 
 #include "base/translation.h"
 #include "cli/console.h"
+#include "cli/json_text.h"
 
 namespace kavrel {
 
@@ -28,10 +29,10 @@ class Message {
   }
   /// A name or a path.
   Message(const std::string& plain) : source_(plain), shown_(plain) {}
-  /// What the core has composed: Chinese for programs, too, as it stands in logs.
+  /// What the core has composed.
   static Message OfCore(std::u16string_view text) {
     Message message;
-    message.source_ = Printable(text);
+    message.source_ = Printable(EnglishText(text));
     message.shown_ = Printable(kavrel::Shown(text));
     return message;
   }

@@ -142,6 +142,11 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
     PrintError(Fill(Tr("%1: --latest goes with compressed jobs"), {PrintableName(job->Name)}));
     return kBadInput;
   }
+  if (job->Compressed && choice.Mode == "incremental") {
+    PrintError(PrintableName(job->Name) + ": " +
+               Fill(Tr("%1 does not go with %2"), {"--mode incremental", "--type compressed"}));
+    return kBadInput;
+  }
   const std::optional<std::u16string> archive = ArchiveName(session, *job, choice.Archive);
   if (!archive) return kBadInput;
   RestoreRequest request;

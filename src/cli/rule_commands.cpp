@@ -212,7 +212,7 @@ int GetSettings(Session& session, const std::string& name, bool json) {
       std::printf("%s%s\n", only ? "" : (ToUtf8(setting.Name) + "=").c_str(), text.c_str());
     }
   }
-  if (json) PrintJson({{"format", kJsonFormat}, {"settings", std::move(values)}});
+  if (json) PrintJson({{"settings", std::move(values)}});
   return kDone;
 }
 

@@ -62,11 +62,12 @@ class Block {
   std::vector<std::pair<std::u16string, std::u16string>> lines_;
 };
 
-void PrintResult(const BackupJob& job, const Program& program, const RunWords& words) {
+void PrintResult(const BackupJob& job, const Program& program, const RunWords& words,
+                 bool no_place) {
   const RunCounters& counters = program.Context.Report.Counters;
   const LastRunResult& result = job.LastRunResult;
   Block block(ShownName(job.Name) + std::u16string(Tr(u"：")) +
-              std::u16string(Tr(result.Stopped ? words.Stopped : words.Done)));
+              std::u16string(Tr(result.Stopped || no_place ? words.Stopped : words.Done)));
   block.Line(TrLater(u"來源檔案總計　　　："), ScreenNumber(counters.SourceFiles));
   block.Line(words.Copied, ScreenNumber(result.CopiedFiles));
   block.Line(words.Unchanged, ScreenNumber(result.UnchangedFiles));
@@ -95,6 +96,12 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
   }
   block.Print();
 }
+
+/// What a run that could not begin has not.
+constexpr const char* kFigures[] = {
+    "source_files",    "copied",         "unchanged",          "failed",  "unseen",
+    "warnings",        "kept_newer",     "updated_attributes", "bytes",   "deleted_files",
+    "deleted_folders", "recycled_files", "recycled_folders",   "log_file"};
 
 void AddFigures(nlohmann::json& run, const BackupJob& job, const Program& program) {
   const RunCounters& counters = program.Context.Report.Counters;
@@ -221,14 +228,13 @@ void RunReports::Trouble(nlohmann::json& run, const BackupJob& job, const Messag
 void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
   Program& program = session_.Program();
   const std::uint32_t failed = job.LastRunResult.FailedFiles + job.LastRunResult.UnseenFiles;
-  run["troubles"] = nlohmann::json::array();
   if (failed == 0) return;
   const std::vector<RunFailure>& failures = program.Context.Report.Failures.First();
   for (std::size_t i = 0; i < failures.size(); ++i) {
     const RunFailure& trouble = failures[i];
-    run["troubles"].push_back({{"what", JsonText(trouble.What)},
+    run["troubles"].push_back({{"what", JsonReason(trouble.What)},
                                {"path", JsonText(trouble.Path)},
-                               {"reason", JsonTextOrNull(JsonText(trouble.Reason))}});
+                               {"reason", JsonReason(trouble.Reason)}});
     if (i >= kTroublesTold) continue;
     Trouble(run, job,
             Message(trouble.Reason.empty() ? "%1 %2" : "%1 %2 (%3)",
@@ -249,13 +255,15 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
   nlohmann::json run = Begin(job, restore ? "restore" : "backup", code);
   run["source"] = JsonText(job.Source.WorkPath);
   run["destination"] = JsonText(job.Destination.WorkPath);
+  run["troubles"] = nlohmann::json::array();
+  for (const char* figure : kFigures) run[figure] = nullptr;
   if (!restore) run["started"] = JsonTime(job.RunStarted);
   if (!restore) run["next_run"] = JsonTime(job.NextRun);
   const bool took_place = outcome == RunOutcome::Guarded || outcome == RunOutcome::NoSpace ||
                           outcome == RunOutcome::Ran;
   if (took_place) {
     AddFigures(run, job, program);
-    if (AsText()) PrintResult(job, program, restore ? kRestore : kBackup);
+    if (AsText()) PrintResult(job, program, restore ? kRestore : kBackup, code == kNoPlace);
     if (program.Log.Failed()) {
       Trouble(run, job, Say("no log could be written: %1", {Printable(program.Log.CurrentPath())}));
     }
@@ -298,7 +306,6 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
 
 void RunReports::TellDifferences(nlohmann::json& run, const VerifyReport& report,
                                  const BackupJob& job) {
-  run["differences"] = nlohmann::json::array();
   const std::size_t told = output_.Verbose ? report.Differing.size() : kDifferencesTold;
   for (std::size_t i = 0; i < report.Differing.size(); ++i) {
     const VerifyDifference& difference = report.Differing[i];
@@ -321,6 +328,9 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
   nlohmann::json run = Begin(job, "verification", code);
   run["source"] = JsonText(job.Source.Path);
   run["destination"] = JsonText(folder);
+  run["differences"] = nlohmann::json::array();
+  for (const char* figure : {"equal", "bytes", "log_file"}) run[figure] = nullptr;
+  for (const KindOfDifference& kind : kKinds) run[std::string(kind.Word)] = nullptr;
   switch (report.Outcome) {
     case RunOutcome::SourceMissing:
       Trouble(run, job,
@@ -359,8 +369,7 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
 
 void RunReports::Print(ExitCode code) const {
   if (!output_.Json) return;
-  const nlohmann::json all = {
-      {"format", kJsonFormat}, {"exit_code", static_cast<int>(code)}, {"runs", runs_}};
+  const nlohmann::json all = {{"exit_code", static_cast<int>(code)}, {"runs", runs_}};
   if (output_.Progress == ProgressMode::Json) {
     PrintJsonLine(all);
   } else {

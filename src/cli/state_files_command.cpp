@@ -81,6 +81,7 @@ int ListVersions(Session& session, const std::string& name, const std::string& p
   }
   const Program& program = session.Program();
   const std::vector<JobState> states = ListStates(program.Context, *job);
+  if (!CanHaveStates(*job, states)) return kBadInput;
   if (!CanRead(program, states)) return kNoArchiveProgram;
   const FileVersions found = VersionsOf(program.Files, program.Archiver, states, *relative);
   for (const std::size_t state : found.Unread) {
@@ -123,6 +124,7 @@ int CompareJobStates(Session& session, const std::string& name, const std::strin
   if (!job) return kNoSuchJob;
   const Program& program = session.Program();
   const std::vector<JobState> states = ListStates(program.Context, *job);
+  if (!CanHaveStates(*job, states)) return kBadInput;
   std::size_t picked[2];
   std::optional<StateListing> files[2];
   bool whole = true;

@@ -78,12 +78,16 @@ std::u16string StateCell(const JobState& state) {
   return state.Pinned ? health + TrCell(u"，已釘選") : health;
 }
 
+bool WritesOneFolder(const BackupJob& job) {
+  return !job.Compressed && !HasDateTags(job.Destination.Path);
+}
+
 /// Said of an empty list, which is no fault.
 void TellNone(const BackupJob& job) {
-  const bool one_folder = !job.Compressed && !HasDateTags(job.Destination.Path);
-  PrintError(one_folder ? Fill(Tr("%1: it always writes into one folder, and has no states: %2"),
-                               {PrintableName(job.Name), Printable(job.Destination.Path)})
-                        : Fill(Tr("%1: there are no states"), {PrintableName(job.Name)}));
+  PrintError(WritesOneFolder(job)
+                 ? Fill(Tr("%1: it always writes into one folder, and has no states: %2"),
+                        {PrintableName(job.Name), Printable(job.Destination.Path)})
+                 : Fill(Tr("%1: there are no states"), {PrintableName(job.Name)}));
 }
 
 std::string ListedBy(const BackupJob& job) {
@@ -141,8 +145,18 @@ int ListJobStates(Session& session, const std::string& name, ListForm form) {
   return kDone;
 }
 
+bool CanHaveStates(const BackupJob& job, const std::vector<JobState>& states) {
+  if (!states.empty() || !WritesOneFolder(job)) return true;
+  TellNone(job);
+  return false;
+}
+
 std::optional<std::size_t> StateMeant(const std::vector<JobState>& states, const BackupJob& job,
                                       const std::string& which, ExitCode& code) {
+  if (!CanHaveStates(job, states)) {
+    code = kBadInput;
+    return std::nullopt;
+  }
   const StateChoice choice = FindState(states, FromUtf8(which));
   if (choice.Result == StateChoice::Found && states[choice.Index].Health != StateHealth::Away) {
     return choice.Index;

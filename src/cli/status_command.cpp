@@ -30,7 +30,7 @@ nlohmann::json ToJson(const BackupJob& job, const JobStatus& status) {
           {"status", StatusWord(status.Word)},
           {"well", IsWell(status.Word)},
           {"cause", JsonTextOrNull(status.Cause)},
-          {"reason", JsonTextOrNull(JsonText(status.Reason))},
+          {"reason", JsonReason(status.Reason)},
           {"last_success", JsonTime(status.LastGood)},
           {"last_run", JsonTime(job.LastRun)},
           {"next_run", JsonTime(job.NextRun)},
@@ -80,8 +80,7 @@ int PrintStatus(Session& session, const StatusChoice& choice) {
   }
   if (choice.Json) {
     const std::optional<DateTime> pause = program.Pause.End();
-    PrintJson({{"format", kJsonFormat},
-               {"well", well},
+    PrintJson({{"well", well},
                {"paused", pause.has_value()},
                {"paused_until", JsonTime(pause && *pause != kNoEnd ? *pause : kZeroDate)},
                {"jobs", std::move(list)}});

@@ -291,7 +291,7 @@ TEST_F(StatesTest, AJobOfOneFolderHasNone) {
   EXPECT_EQ(result.ExitCode, 0);
   EXPECT_TRUE(Has(result.Errors, "同一個資料夾")) << result.Errors;
   EXPECT_EQ(Ctl({"states", "A", "--json"}).Output, "[]\n");
-  EXPECT_EQ(Ctl({"restore", "A", "--state", "latest"}).ExitCode, 5);
+  EXPECT_EQ(Ctl({"restore", "A", "--state", "latest"}).ExitCode, 2);
   EXPECT_EQ(Ctl({"verify", "A"}).ExitCode, 0);
 }
 

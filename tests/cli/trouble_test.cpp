@@ -35,7 +35,7 @@ TEST_F(KavrelctlTest, FailedFilesAndMissingSourcesShowInTheExitCode) {
   WriteTestFile(logs, "no folder");
   const json run = Json({"run", "文件 A"})["runs"][0];
   EXPECT_EQ(run["troubles"].size(), 1U) << run;
-  EXPECT_EQ(run["troubles"][0]["what"], "備份檔案 (失敗)");
+  EXPECT_EQ(run["troubles"][0]["what"], "Backing up file (failed)");
   EXPECT_TRUE(Holds(run["troubles"][0]["reason"].get<std::string>(), "Could Not Open")) << run;
   fs::remove(logs);
 
