@@ -272,8 +272,9 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
 
   CLI::App* archives = app.add_subcommand("archives", Tr("The archives of a compressed job"));
   archives->add_option("job", line.Name, Tr("Name of the job"))->required();
-  archives->add_option("--list", line.Archive, Tr("List the entries of this archive"));
   line.AddForms(*archives);
+  archives->add_option("--list", line.Archive, Tr("List the entries of this archive"))
+      ->excludes("--names");
   archives->callback(line.Run([&line](Session& session) {
     return ListJobArchives(session, line.Name, line.Archive, line.Form());
   }));
@@ -285,8 +286,11 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
   log->add_flag("--failed", line.Failed, Tr("Only runs with failures, or interrupted"));
   log->add_option("--text", line.Value, Tr("Only runs with this text in a column"));
   log->add_flag("--json", line.Json, Tr("Print JSON"));
-  const CLI::Option* show =
+  CLI::Option* show =
       log->add_option("--show", line.Show, Tr("Print the log of the K-th newest run"));
+  for (const char* of_list : {"--last", "--job", "--failed", "--text", "--json"}) {
+    show->excludes(of_list);
+  }
   log->callback(line.Run([&line, show](Session& session) {
     const LogFilter filter{FromUtf8(line.Name), line.Failed, FromUtf8(line.Value)};
     return *show ? ShowLog(session, line.Show) : ListLog(session, line.Last, filter, line.Json);
