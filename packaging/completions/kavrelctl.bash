@@ -45,6 +45,10 @@ _kavrelctl() {
     _kavrelctl_names archives "$job"
     return
     ;;
+  --job)
+    _kavrelctl_names list
+    return
+    ;;
   --state)
     [[ latest == "$cur"* ]] && COMPREPLY=(latest)
     _kavrelctl_names states "$job"

@@ -29,7 +29,19 @@ function __kavrelctl_words
     if test -n "$names"
         kavrelctl (__kavrelctl_home) (__kavrelctl_path) --help 2>/dev/null | sed -nE "s/^  ($names)  +/\1\t/p"
     end
-    printf '%s\n' $help | grep -oE -- '--[a-z][a-z-]*' | sort -u
+    # What an option does stands behind it, or below where there is no room. That of a pair stands for
+    # the first of both.
+    kavrelctl (__kavrelctl_home) (__kavrelctl_path) --help 2>/dev/null | awk '
+      /^  -/ {
+        text = substr($0, 3); gap = index(text, "  "); names = $1
+        if (gap) text = substr(text, gap); else if ((getline text) <= 0) text = ""
+        sub(/^ +/, "", text)
+        count = split(names, all, ",")
+        for (i = 1; i <= count; ++i) {
+          if (all[i] !~ /^--/) continue
+          if (sub(/[{]false[}]$/, "", all[i])) print all[i]; else print all[i] "\t" text
+        }
+      }'
 end
 
 # The option --home as it was typed, in either form.
@@ -94,6 +106,8 @@ complete -c kavrelctl -x -l types -a '@(__kavrelctl_names filters list)'
 complete -c kavrelctl -x -l archive -a '(__kavrelctl_names archives (__kavrelctl_job))'
 complete -c kavrelctl -x -l state -a 'latest (__kavrelctl_names states (__kavrelctl_job))'
 complete -c kavrelctl -f -n __kavrelctl_takes_state -a '(__kavrelctl_names states (__kavrelctl_job))'
+complete -c kavrelctl -x -l job -a '(__kavrelctl_names list)'
+complete -c kavrelctl -x -l lang -a 'zh_TW en zh_CN ja de fr es'
 complete -c kavrelctl -x -l type -a 'full differential sync compressed'
 complete -c kavrelctl -x -l compression -a 'store fast full'
 complete -c kavrelctl -x -l mode -a 'full incremental'

@@ -35,6 +35,11 @@ _kavrelctl() {
       compadd -- $found
       return
       ;;
+    (--job)
+      found=(${(f)"$(kavrelctl $home list --names 2>/dev/null)"})
+      compadd -- $found
+      return
+      ;;
     (--types)
       found=(@${(f)^"$(kavrelctl $home filters list --names 2>/dev/null)"})
       compadd -- $found
@@ -48,16 +53,32 @@ _kavrelctl() {
     (--compression) compadd store fast full; return ;;
     (--mode) compadd full incremental; return ;;
     (--progress) compadd auto none json; return ;;
+    (--lang) compadd zh_TW en zh_CN ja de fr es; return ;;
   esac
-  help=$(kavrelctl --lang en $path_words --help 2>/dev/null)
   if [[ $PREFIX == -* ]]; then
-    found=(${(fu)"$(grep -oE -- '--[a-z][a-z-]*' <<<$help)"})
-    compadd -- $found
+    # What an option does stands behind it, or below where there is no room. That of a pair stands for
+    # the first of both.
+    found=(${(f)"$(kavrelctl $home $path_words --help 2>/dev/null | awk '
+      /^  -/ {
+        text = substr($0, 3); gap = index(text, "  "); names = $1
+        if (gap) text = substr(text, gap); else if ((getline text) <= 0) text = ""
+        sub(/^ +/, "", text)
+        count = split(names, all, ",")
+        for (i = 1; i <= count; ++i) {
+          if (all[i] !~ /^--/) continue
+          if (sub(/[{]false[}]$/, "", all[i])) print all[i]; else print all[i] ":" text
+        }
+      }')"})
+    _describe -o option found
     return
   fi
+  # Names are taken from the English help; what each does is told in the user's language.
+  help=$(kavrelctl --lang en $path_words --help 2>/dev/null)
   found=(${(f)"$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' <<<$help)"})
   if ((${#found})); then
-    compadd -- $found
+    found=(${(f)"$(kavrelctl $home $path_words --help 2>/dev/null |
+      sed -nE "s/^  (${(j:|:)found})  +/\1:/p")"})
+    _describe command found
     return
   fi
   case "$path_words" in

@@ -1,5 +1,7 @@
 #include "app/exit_code.h"
 
+#include "files/path.h"
+
 namespace kavrel {
 
 namespace {
@@ -24,23 +26,34 @@ ExitCode CodeOfOutcome(RunOutcome outcome) {
   return kDone;
 }
 
-}  // namespace
-
-ExitCode CodeOfRun(RunOutcome outcome, const BackupJob& job, const RunCounters& counters) {
-  if (outcome != RunOutcome::Ran) return CodeOfOutcome(outcome);
-  if (job.LastRunResult.Stopped) return kInterrupted;
-  return IsComplete(counters) ? kDone : kSomeFailed;
+/// Whether a failure is told of this very folder; that of an archive has its reason behind the
+/// path.
+bool IsOf(std::u16string_view told, std::u16string_view folder) {
+  folder = DropBackslash(folder);
+  return DropBackslash(told) == folder || told.starts_with(std::u16string(folder) + u" (");
 }
 
+ExitCode CodeOfRun(const RunReport& report, const BackupJob& job) {
+  if (report.Outcome != RunOutcome::Ran) return CodeOfOutcome(report.Outcome);
+  if (job.LastRunResult.Stopped) return kInterrupted;
+  return IsComplete(report.Counters) ? kDone : kSomeFailed;
+}
+
+}  // namespace
+
 ExitCode CodeOfBackup(const RunContext& context, const BackupJob& job) {
-  const ExitCode code = CodeOfRun(context.Report.Outcome, job, context.Report.Counters);
-  // A place that has gone with its disk is none that cannot be had.
-  const bool none = code == kSomeFailed && job.LastRunResult.FailedFiles > 0 &&
-                    !context.Report.LostDisk &&
-                    !context.Files.FolderExists(job.Destination.WorkPath) &&
-                    !context.Files.FolderExists(UnfinishedPath(job.Destination.WorkPath)) &&
-                    !context.Exclusions.IsFolderExcluded(job.Source.Path);
-  return none ? kNoPlace : code;
+  const ExitCode code = CodeOfRun(context.Report, job);
+  return code == kSomeFailed && FoundNoPlace(context, job) ? kNoPlace : code;
+}
+
+ExitCode CodeOfRestore(const RunContext& context, const BackupJob& job) {
+  const ExitCode code = CodeOfRun(context.Report, job);
+  const std::vector<RunFailure>& failures = context.Report.Failures.First();
+  if (code != kSomeFailed || failures.empty()) return code;
+  const std::u16string& target = job.Destination.WorkPath;
+  // What is not in the backup needs no target, either.
+  return IsOf(failures.front().Path, target) && !context.Files.FolderExists(target) ? kNoPlace
+                                                                                    : code;
 }
 
 ExitCode CodeOfVerification(const VerifyReport& report) {

@@ -21,11 +21,10 @@ enum ExitCode : int {
   kNoPlace = 10,          ///< there is no place to write to: the destination cannot be made
 };
 
-/// The code for a run that just ended, whose figures these are.
-ExitCode CodeOfRun(RunOutcome outcome, const BackupJob& job, const RunCounters& counters);
-/// For the backup whose report is in the context; it tells a destination that could not even be
-/// made from files that failed.
+/// The code for the backup, or the restore, that has just ended, whose report is in the context. A
+/// destination, or a target, that could not even be made is told from files that failed.
 ExitCode CodeOfBackup(const RunContext& context, const BackupJob& job);
+ExitCode CodeOfRestore(const RunContext& context, const BackupJob& job);
 ExitCode CodeOfVerification(const VerifyReport& report);
 
 /// The graver of two codes, for several jobs of one process.

@@ -39,6 +39,15 @@ struct Trouble {
   std::u16string Text{};  ///< in a few words
 };
 
+/// Of a backup whose row tells no more than this.
+HealthCause CauseOf(const BackupJob& job, HealthCause of_row) {
+  constexpr HealthCause kCauses[kBadEnds] = {HealthCause::None, HealthCause::Guarded,
+                                             HealthCause::NoSpace, HealthCause::NoPlace};
+  const HealthCause noted =
+      job.Extras.Bad ? kCauses[static_cast<std::size_t>(job.Extras.BadBy)] : HealthCause::None;
+  return noted == HealthCause::None ? of_row : noted;
+}
+
 /// What went badly. A verification is later than the run.
 Trouble TroubleOf(const BackupJob& job, const Last& last) {
   const auto failed = [](const LogRow& row) { return Grouped(row.Failed.value_or(0)); };
@@ -47,13 +56,16 @@ Trouble TroubleOf(const BackupJob& job, const Last& last) {
                           job.Extras.Unbegun.back().Why == UnbegunRun::Cause::NoArchiver;
     return {archiver ? HealthCause::NoArchiver : HealthCause::NoSource, u"沒有執行"};
   }
-  if (last.Run && last.Run->Stopped) return {HealthCause::Interrupted, StatusText(*last.Run)};
+  if (last.Run && last.Run->Stopped) {
+    return {CauseOf(job, HealthCause::Interrupted), StatusText(*last.Run)};
+  }
   if (last.Run && IsBadRun(*last.Run)) {
-    return {HealthCause::FilesFailed, Fill(TrCountLater(u"失敗 %1 個檔案"), {failed(*last.Run)})};
+    return {CauseOf(job, HealthCause::FilesFailed),
+            Fill(TrCountLater(u"失敗 %1 個檔案"), {failed(*last.Run)})};
   }
   if (job.Extras.Unseen) return {HealthCause::FilesUnseen, u"有檔案無法查看"};
   // Its row has been removed from the list, or could not be written.
-  if (job.Extras.Bad) return {HealthCause::NotKnown, u"沒有順利完成"};
+  if (job.Extras.Bad) return {CauseOf(job, HealthCause::NotKnown), u"沒有順利完成"};
   if (!last.Verification || !IsBadRun(*last.Verification)) return {};
   const LogRow& verified = *last.Verification;
   if (verified.Stopped) return {HealthCause::NotVerified, StatusText(verified)};

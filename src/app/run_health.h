@@ -26,7 +26,10 @@ enum class HealthCause {
   None,
   NoSource,     ///< the last backup did not begin: its source was not there
   NoArchiver,   ///< or no archive program
-  Interrupted,  ///< by somebody, or by a guard
+  Guarded,      ///< a guard stopped it
+  NoSpace,      ///< the copies did not fit
+  NoPlace,      ///< its destination was not there and could not be made
+  Interrupted,  ///< by somebody
   FilesFailed,
   FilesUnseen,
   NotKnown,  ///< no log tells

@@ -15,9 +15,13 @@ namespace {
 
 int ListEntries(Session& session, const std::u16string& path, bool json) {
   ClsArc archiver(session.Program().Archiver, session.Program().Files);
+  if (!session.Program().Files.Status(path)) {
+    PrintError(Fill(Tr("there is no such archive in %1"), {Printable(PathFolder(path))}));
+    return kSourceMissing;
+  }
   if (archiver.CheckFile(path) < 0) {
     PrintError(Fill(Tr("no archive that can be read: %1"), {Printable(path)}));
-    return kBadInput;
+    return kSomeFailed;
   }
   archiver.OpenArchive(path);
   nlohmann::json list = nlohmann::json::array();

@@ -27,7 +27,8 @@ ConsoleHost::ConsoleHost(Clock& clock, const OutputChoice& output)
     : clock_(clock),
       mode_(output.Progress),
       shown_(mode_ == ProgressMode::Json ||
-             (mode_ == ProgressMode::Auto && IsTerminal() && !output.Quiet && !output.Json)) {}
+             (mode_ == ProgressMode::Auto && IsTerminal() && !output.Quiet && !output.Json)),
+      verbose_(output.Verbose) {}
 
 void ConsoleHost::Attach(Program& program) {
   state_ = &program.State;
@@ -59,6 +60,11 @@ int ConsoleHost::ApiFileCopyCallback(std::uint64_t total_size, std::uint64_t byt
 
 void ConsoleHost::DrawCaptions(std::u16string_view source_folder, std::u16string_view,
                                std::u16string_view file_name) {
+  if (names_files_) {
+    ClearLine();
+    const std::u16string path = std::u16string(source_folder) + std::u16string(file_name);
+    std::printf("%s  %s\n", Printable(TrCell(u"驗證")).c_str(), Printable(path).c_str());
+  }
   if (!progress_) return;
   folder_ = source_folder;
   file_ = file_name;
@@ -82,6 +88,7 @@ void ConsoleHost::BeginRestore(const BackupJob& job, std::u16string_view backup,
 
 void ConsoleHost::JobStarting(std::int32_t job_index, DateTime) {
   const BackupJob& job = program_->Store.Jobs[static_cast<std::size_t>(job_index)];
+  names_files_ = false;
   if (Starting) Starting(job);
   if (!progress_) return;
   progress_->Begin(job, program_->DestinationNow(job), false);
@@ -93,6 +100,8 @@ void ConsoleHost::JobEnded(std::int32_t) {
 }
 
 void ConsoleHost::VerificationStarting(const BackupJob& job, std::u16string_view backup) {
+  // An archiver names only some of the files that it tests.
+  names_files_ = verbose_ && !job.Compressed;
   if (!progress_) return;
   End();
   progress_->BeginVerification(job, backup);
@@ -103,11 +112,14 @@ void ConsoleHost::End() {
   if (!progress_ || !progress_->Running()) return;
   if (mode_ == ProgressMode::Json) PrintObject(progress_->Figures());
   progress_->End();
-  if (line_shown_) {
-    std::printf("\r\x1b[K");
-    std::fflush(stdout);
-    line_shown_ = false;
-  }
+  ClearLine();
+}
+
+void ConsoleHost::ClearLine() {
+  if (!line_shown_) return;
+  std::printf("\r\x1b[K");
+  std::fflush(stdout);
+  line_shown_ = false;
 }
 
 void ConsoleHost::PrintObject(const RunFigures& figures) const {

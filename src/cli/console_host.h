@@ -53,11 +53,14 @@ class ConsoleHost final : public ProgramHost {
   void Begin(const BackupJob& job, const char* what);
   void End();
   void DrawLine(const RunFigures& figures);
+  /// Takes the line away, so that something else can be printed.
+  void ClearLine();
   void PrintObject(const RunFigures& figures) const;
 
   Clock& clock_;
   const ProgressMode mode_;
-  const bool shown_;
+  const bool shown_, verbose_;
+  bool names_files_ = false;  ///< a verification of folders that is to name each file
   RunState* state_ = nullptr;
   Program* program_ = nullptr;
   std::unique_ptr<RunProgress> progress_;

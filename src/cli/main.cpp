@@ -148,6 +148,12 @@ void AddRunCommands(CLI::App& app, CommandLine& line) {
       Tr("The last good backup may be so old, as 26h or 2d; older ones are overdue"));
   status->add_flag("-q,--quiet", line.Status.Quiet, Tr("Only the jobs that are not well"));
   status->add_flag("--json", line.Status.Json, Tr("Print JSON"));
+  status->footer(
+      Tr("Exit codes of status:\n"
+         "  0  all of these jobs are well\n"
+         "  1  not all are: one is overdue, failed or has never run\n"
+         "  2  usage or bad input, or the job store cannot be read\n"
+         "  3  no such job\n"));
   status->callback(
       line.Run([&line](Session& session) { return PrintStatus(session, line.Status); }));
 

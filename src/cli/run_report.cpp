@@ -250,8 +250,8 @@ void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
 ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
                          const Message& missing) {
   Program& program = session_.Program();
-  const ExitCode code = restore ? CodeOfRun(outcome, job, program.Context.Report.Counters)
-                                : CodeOfBackup(program.Context, job);
+  const ExitCode code =
+      restore ? CodeOfRestore(program.Context, job) : CodeOfBackup(program.Context, job);
   nlohmann::json run = Begin(job, restore ? "restore" : "backup", code);
   run["source"] = JsonText(job.Source.WorkPath);
   run["destination"] = JsonText(job.Destination.WorkPath);

@@ -76,6 +76,8 @@ struct BytesField {
 constexpr BytesField kBytes[] = {{u"SourceBytes", &KnownPlaces::SourceBytes},
                                  {u"LargestFile", &KnownPlaces::LargestFile},
                                  {u"SourceDiskBytes", &KnownPlaces::SourceDiskBytes}};
+constexpr std::u16string_view kBadBy = u"BadBy";
+constexpr std::u16string_view kBadEndWords[kBadEnds] = {u"", u"guard", u"space", u"place"};
 constexpr std::u16string_view kUnbegun = u"Unbegun";
 constexpr std::u16string_view kCauses[] = {u"source", u"archiver"};
 constexpr std::u16string_view kMade = u"Made", kMount = u"Mount", kStateFiles = u"StateFiles",
@@ -88,9 +90,9 @@ constexpr std::u16string_view kFormer = u"Former", kOfFormer = u"Former.";
 /// did not tell what held the source from what lay in it, and the next run knows better.
 constexpr std::u16string_view kDropped[] = {u"Unfinished", u"SourceMount"};
 /// What another installation knows of its own jobs.
-constexpr std::u16string_view kOfRuns[] = {u"Id=",   u"Adopt=",      u"MirroredTo=",
-                                           u"Made=", u"Unfinished=", u"Unbegun=",
-                                           u"Bad=",  u"LastGood=",   u"Verified="};
+constexpr std::u16string_view kOfRuns[] = {
+    u"Id=",      u"Adopt=", u"MirroredTo=", u"Made=",  u"Unfinished=",
+    u"Unbegun=", u"Bad=",   u"LastGood=",   u"BadBy=", u"Verified="};
 
 std::u16string FormatMount(const KnownMount& mount) {
   std::u16string text(mount.OfSource ? kSource : kDestination);
@@ -238,6 +240,13 @@ std::optional<bool> ParseOwn(std::u16string_view name, std::u16string_view value
     const auto how = ParseLinkStates(value);
     return extras.LinkStates = how.value_or(LinkStates::Auto), how.has_value();
   }
+  if (name == kBadBy) {
+    const auto* word = std::find(std::begin(kBadEndWords) + 1, std::end(kBadEndWords), value);
+    // One that a later version knows is a bad end like any other.
+    const bool known = word != std::end(kBadEndWords);
+    extras.BadBy = known ? static_cast<BadEnd>(word - kBadEndWords) : BadEnd::Other;
+    return true;
+  }
   if (name == kUnbegun) return ParseUnbegun(value, extras);
   if (name == kFormer) return ParseFormer(value, extras);
   return std::nullopt;
@@ -249,8 +258,9 @@ bool ComesOnce(std::u16string_view name) {
     return std::any_of(std::begin(fields), std::end(fields),
                        [&](const auto& field) { return field.Name == name; });
   };
-  return name == kLike || name == kLinkStates || name == kStateFiles || among(kSwitches) ||
-         among(kNumbers) || among(kTexts) || among(kDates) || among(kPlaceTexts) || among(kBytes) ||
+  return name == kLike || name == kLinkStates || name == kBadBy || name == kStateFiles ||
+         among(kSwitches) || among(kNumbers) || among(kTexts) || among(kDates) ||
+         among(kPlaceTexts) || among(kBytes) ||
          std::find(std::begin(kKeyNames), std::end(kKeyNames), name) != std::end(kKeyNames);
 }
 
@@ -321,6 +331,9 @@ std::u16string FormatExtrasSection(const BackupJob& job) {
   }
   if (extras.LinkStates != defaults.LinkStates) {
     AddExtrasLine(text, kLinkStates, LinkStatesWord(extras.LinkStates));
+  }
+  if (extras.BadBy != BadEnd::Other) {
+    AddExtrasLine(text, kBadBy, kBadEndWords[static_cast<std::size_t>(extras.BadBy)]);
   }
   for (const UnbegunRun& run : extras.Unbegun) AddExtrasLine(text, kUnbegun, FormatUnbegun(run));
   AddPlaces(text, extras);

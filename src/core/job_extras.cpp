@@ -34,13 +34,14 @@ void TakePair(KnownPlaces& from, KnownPlaces& to) {
 
 }  // namespace
 
-void NoteEnd(JobExtras& extras, bool good, DateTime last_run) {
+void NoteEnd(JobExtras& extras, bool good, BadEnd by, DateTime last_run) {
   if (good) {
     extras.LastGood = kZeroDate;
   } else if (!extras.Bad) {
     extras.LastGood = last_run;
   }
   extras.Bad = !good;
+  extras.BadBy = good ? BadEnd::Other : by;
 }
 
 void NoteUnbegun(JobExtras& extras, UnbegunRun run, DateTime last_run) {

@@ -66,6 +66,11 @@ struct UnbegunRun {
   bool operator==(const UnbegunRun&) const = default;
 };
 
+/// What made a backup come to nothing, where its row in the list of runs tells no more than that it
+/// did.
+enum class BadEnd : std::uint8_t { Other, Guard, Space, Place };
+inline constexpr std::size_t kBadEnds = 4;
+
 /// A time in which a job did not run, far longer than its interval: it was switched off, or a clock
 /// was wrong.
 struct JobRest {
@@ -137,6 +142,7 @@ struct JobExtras : ExtraSettings, KnownPlaces {
   /// ended that did; else that is the job's LastRun.
   bool Bad = false;
   DateTime LastGood = kZeroDate;
+  BadEnd BadBy = BadEnd::Other;  ///< where Bad
   /// The user has chosen what is kept since the last time that something went: much may go at once.
   bool KeepAgreed = false;
   bool Unseen = false;  ///< in the last backup there were files that could not be looked at
@@ -149,8 +155,9 @@ struct JobExtras : ExtraSettings, KnownPlaces {
   bool operator==(const JobExtras&) const = default;
 };
 
-/// Notes how a backup ended; `last_run` is the job's LastRun before it.
-void NoteEnd(JobExtras& extras, bool good, DateTime last_run);
+/// Notes how a backup ended, and by what where that was not good; `last_run` is the job's LastRun
+/// before it.
+void NoteEnd(JobExtras& extras, bool good, BadEnd by, DateTime last_run);
 /// Notes one that could not begin. Without an archive program the job stays due and is tried again
 /// and again, which makes one record an hour, not more.
 void NoteUnbegun(JobExtras& extras, UnbegunRun run, DateTime last_run);

@@ -24,12 +24,21 @@ namespace kavrel {
 
 namespace {
 
+BadEnd EndOf(const RunContext& context, const BackupJob& job) {
+  const RunOutcome outcome = OutcomeOf(context.Report);
+  return outcome == RunOutcome::Guarded   ? BadEnd::Guard
+         : outcome == RunOutcome::NoSpace ? BadEnd::Space
+         : FoundNoPlace(context, job)     ? BadEnd::Place
+                                          : BadEnd::Other;
+}
+
 /// Ends the run's bookkeeping in the job.
 void RecordResult(RunContext& context, BackupJob& job, bool stopped) {
   const DateTime now = context.Clock.Now();
-  NoteEnd(job.Extras, !stopped && IsComplete(context.Report.Counters), job.LastRun);
-  job.LastRun = now;
   job.LastRunResult = ToLastRunResult(context.Report.Counters, stopped);
+  NoteEnd(job.Extras, !stopped && IsComplete(context.Report.Counters), EndOf(context, job),
+          job.LastRun);
+  job.LastRun = now;
   job.Extras.Unseen = context.Report.Counters.UnseenFiles > 0;
   // A clock that was set back meanwhile must not make the same time due again.
   job.NextRun = NextRunAfterNow(job, std::max(now, job.RunStarted));
@@ -137,7 +146,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::u16string_
   context.Host.ShowRunPanels(true);
   const int result = Pack(context, job, archive);
   if (result == kNoArchiver) {
-    NoteEnd(job.Extras, false, job.LastRun);
+    NoteEnd(job.Extras, false, BadEnd::Other, job.LastRun);
     NoteUnbegun(job.Extras,
                 {job.RunStarted, UnbegunRun::Cause::NoArchiver, std::u16string(kNoArchiverText)},
                 job.LastRun);
@@ -200,6 +209,15 @@ const RunReport& RunBackupJob(RunContext& context, BackupJob& job) {
   const RunOutcome outcome = run(context, job, unit, started);
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   return TraceEnd(context, job, outcome);
+}
+
+bool FoundNoPlace(const RunContext& context, const BackupJob& job) {
+  const LastRunResult& result = job.LastRunResult;
+  // A place that has gone with its disk is none that cannot be had.
+  return !result.Stopped && result.FailedFiles > 0 && !context.Report.LostDisk &&
+         !context.Files.FolderExists(job.Destination.WorkPath) &&
+         !context.Files.FolderExists(UnfinishedPath(job.Destination.WorkPath)) &&
+         !context.Exclusions.IsFolderExcluded(job.Source.Path);
 }
 
 std::u16string NoSourceText(std::u16string_view path, std::u16string_view disk) {

@@ -12,7 +12,10 @@ constexpr char kBash[] =
     "printf '%s\\n' \"${COMPREPLY[@]}\"";
 /// The same for zsh, whose own functions are replaced by ones that print.
 constexpr char kZsh[] =
-    "compadd() { shift; print -rl -- \"$@\" }; _files() { }; file=$1; shift; words=(\"$@\"); "
+    "compadd() { [[ $1 == -- ]] && shift; print -rl -- \"$@\" }; _files() { }; "
+    "_describe() { local one; for one in ${(P)@[-1]}; do print -rl -- ${one%%:*} ${one#*:}; done "
+    "}; "
+    "file=$1; shift; words=(\"$@\"); "
     "CURRENT=$#words; PREFIX=$words[-1]; source $file";
 /// Fish tells by itself; what explains a word follows it behind a tab.
 constexpr char kFish[] =
@@ -60,6 +63,13 @@ TEST_P(CompletionTest, OffersCommandsOptionsAndWhatTheProgramFolderHolds) {
   EXPECT_TRUE(Offers("--guard-min", {"add", "--g"}));
   EXPECT_TRUE(Offers("disable", {"rules", ""}));
   EXPECT_TRUE(Offers("sync", {"add", "--type", ""}));
+  EXPECT_TRUE(Offers("--no-recycle", {"add", "--no-r"})) << "the other of a pair";
+  EXPECT_TRUE(Offers("zh_CN", {"--lang", ""}));
+  // What they do is told in the user's language, as far as the shell tells it.
+  if (Shell() != "bash") {
+    EXPECT_TRUE(Offers("備份是否順利，以及從何時開始", {"st"})) << "the user's language";
+    EXPECT_TRUE(Offers("少於這個數量的檔案不計（預設 20）", {"add", "--guard-m"}));
+  }
   EXPECT_TRUE(Offers("@文書檔案", {"add", "--types", "@"}));
   EXPECT_TRUE(Offers("文書檔案", {"filters", "remove", ""}));
   ASSERT_EQ(Code({"rules", "add", "--name", "Mine", "--file", "*.tmp"}), 0);
@@ -68,7 +78,9 @@ TEST_P(CompletionTest, OffersCommandsOptionsAndWhatTheProgramFolderHolds) {
   }
   // Bash wants its quotes in what it is given back.
   const std::string name = "Mother's photos";
-  EXPECT_TRUE(Offers(Shell() == "bash" ? "Mother\\'s\\ photos" : name, {"run", ""}));
+  const std::string offered = Shell() == "bash" ? "Mother\\'s\\ photos" : name;
+  EXPECT_TRUE(Offers(offered, {"run", ""}));
+  EXPECT_TRUE(Offers(offered, {"log", "--job", ""}));
 
   const std::string date = Ctl({"states", name, "--names"}).Output;
   ASSERT_EQ(date.size(), 20U) << date;

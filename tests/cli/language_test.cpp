@@ -96,9 +96,11 @@ TEST_F(LanguageTest, WrongWordsAreAnsweredInIt) {
       EXPECT_NE(result.Errors, english);
     }
   }
-  const std::string help = In("zh_TW", {"log", "--help"}).Output;
-  EXPECT_TRUE(Holds(help, "  --last 數字:0-2147483647    幾筆")) << help;
-  EXPECT_TRUE(Holds(help, "  --job 文字                  只列出")) << help << "28 columns wide";
+  const std::string number = In("zh_TW", {"next", "--help"}).Output;
+  EXPECT_TRUE(Holds(number, "  --times 數字:1-1000         每個排程幾次，省略時為 3")) << number;
+  const std::string text = In("zh_TW", {"rules", "add", "--help"}).Output;
+  EXPECT_TRUE(Holds(text, "  --drive 文字                磁碟機、伺服器或掛載點的樣式"))
+      << text << "28 columns wide";
 }
 
 TEST_F(LanguageTest, IsTheOneNamedElseTheOneStoredElseTheEnvironments) {

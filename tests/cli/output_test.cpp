@@ -76,6 +76,20 @@ TEST_F(OutputTest, ProgressIsThatOfTheWholeRunInBothDirectionsAndOfVerifications
   }
 }
 
+TEST_F(OutputTest, AVerificationNamesEachFileThatItCompares) {
+  WriteTestFile(source_ / "same", "a");
+  WriteTestFile(source_ / "sub/missing", "b");
+  Add("A");
+  ASSERT_EQ(Code({"run", "A"}), 0);
+  EXPECT_FALSE(Holds(Ctl({"verify", "A"}).Output, "/same"));
+  fs::remove(dest_ / "sub/missing");
+  const CommandResult told = Ctl({"verify", "A", "-v"});
+  EXPECT_EQ(told.ExitCode, 1);
+  EXPECT_TRUE(Holds(told.Output, "驗證  " + (source_ / "same").string() + "\n")) << told.Output;
+  EXPECT_TRUE(Holds(told.Output, (source_ / "sub/missing").string() + "\n")) << told.Output;
+  EXPECT_TRUE(Holds(told.Errors, "缺少 " + (source_ / "sub/missing").string())) << told.Errors;
+}
+
 TEST_F(OutputTest, ATerminalGetsTablesOfItsWidthAndColoursUnlessTheyAreForbidden) {
   Add("A");
   const auto on_terminal = [&](const std::string& more) {

@@ -94,7 +94,7 @@ TEST_F(KavrelctlTest, ArchivesAreMadeListedAndRestoredAndTheirPasswordIsInTheSto
   EXPECT_NE(Ctl({"archives", "文件 A", "--json"}).Output.find("\"size\": "), std::string::npos);
   EXPECT_NE(Ctl({"archives", "文件 A", "--list", archive}).Output.find("深/碁.txt"),
             std::string::npos);
-  EXPECT_EQ(Ctl({"archives", "文件 A", "--list", "none.7z"}).ExitCode, 2);
+  EXPECT_EQ(Ctl({"archives", "文件 A", "--list", "none.7z"}).ExitCode, 5);
   fs::remove_all(source_ / "深");
   EXPECT_EQ(Ctl({"restore", "文件 A", "--archive", "none.7z"}).ExitCode, 5);
   EXPECT_EQ(Ctl({"restore", "文件 A", "--latest"}).ExitCode, 0);

@@ -114,5 +114,40 @@ TEST_F(StatusTest, FilesThatFailedAreNamedUntilARunGoesWell) {
   EXPECT_EQ(Of("A")["cause"], nullptr);
 }
 
+TEST_F(StatusTest, WhatStoppedARunHasItsOwnWordEvenWithoutItsLog) {
+  WriteTestFile(source_ / "a", "a");
+  WriteTestFile(dest_ / "precious", "of somebody else");
+  WriteTestFile(temp_.Root() / "file", "in the way");
+  Add("Guarded", {"--type", "sync"});
+  Add("NoPlace");
+  ASSERT_EQ(Code({"edit", "NoPlace", "--dest", (temp_.Root() / "file/below").string()}), 0);
+  Add("NoSource");
+  const fs::path gone = temp_.Root() / "gone";
+  fs::create_directories(gone);
+  ASSERT_EQ(Code({"edit", "NoSource", "--source", gone.string()}), 0);
+  fs::remove(gone);
+  EXPECT_EQ(Code({"run", "Guarded"}), 6);
+  EXPECT_EQ(Code({"run", "NoPlace"}), 10);
+  EXPECT_EQ(Code({"run", "NoSource"}), 5);
+  const std::pair<const char*, const char*> causes[] = {
+      {"Guarded", "guarded"}, {"NoPlace", "no-place"}, {"NoSource", "source-missing"}};
+  for (const bool cleared : {false, true}) {
+    if (cleared) fs::remove_all(temp_.Home() / "Log");
+    for (const auto& [name, cause] : causes) {
+      const json job = Of(name);
+      EXPECT_EQ(job["status"], "failed") << name << ": that it never ran is no excuse";
+      EXPECT_EQ(job["cause"], cause) << name << cleared;
+    }
+  }
+  Change([](BackupJob& job) { job.Extras.BadBy = BadEnd::Space; });
+  EXPECT_EQ(Of("Guarded")["cause"], "no-space");
+  EXPECT_EQ(Code({"run", "Guarded", "--force"}), 0);
+  EXPECT_EQ(Of("Guarded")["cause"], nullptr);
+  EXPECT_EQ(Of("Guarded")["status"], "ok");
+  const std::string help = Ctl({"--lang", "en", "status", "--help"}).Output;
+  EXPECT_TRUE(Holds(help, "0  all of these jobs are well")) << help;
+  EXPECT_FALSE(Holds(help, "the copies do not fit")) << "that is no code of it";
+}
+
 }  // namespace
 }  // namespace kavrel

@@ -136,6 +136,33 @@ TEST_F(TruthTest, ARestoreNamesWhatIsNotInTheBackupAndHasARowOfItsOwnTime) {
   EXPECT_GT(log[2]["started"], log[0]["started"]) << "not that of the backup before it";
 }
 
+TEST_F(TruthTest, ARestoreThatFindsNoPlaceOrNoBackupEndsAsEveryCommandDoes) {
+  WriteTestFile(source_ / "a.txt", "a");
+  WriteTestFile(temp_.Root() / "file", "in the way");
+  const std::string target = (temp_.Root() / "file/below").string();
+  for (const std::string type : {"differential", "compressed"}) {
+    Add(type, {"--type", type});
+    ASSERT_EQ(Code({"edit", type, "--dest", (dest_ / type).string()}), 0);
+    const int ran = Code({"run", type});
+    if (ran == 9) return;
+    ASSERT_EQ(ran, 0);
+    const CommandResult none = Ctl({"restore", type, "--to", target});
+    EXPECT_EQ(none.ExitCode, 10) << type << none.Errors;
+    EXPECT_TRUE(Holds(none.Errors, target)) << none.Errors;
+    EXPECT_EQ(Json({"restore", type, "--to", target})["runs"][0]["result"], "no-place");
+  }
+  for (const Words& words : {Words{"restore", "compressed", "--archive", "none.7z"},
+                             {"verify", "compressed", "--archive", "none.7z"},
+                             {"archives", "compressed", "--list", "none.7z"},
+                             {"restore", "compressed", "--state", "1999"}}) {
+    EXPECT_EQ(Code(words), 5) << words[0] << words[2];
+  }
+  WriteTestFile(dest_ / "compressed/broken.7z", "no archive");
+  EXPECT_EQ(Code({"archives", "compressed", "--list", "broken.7z"}), 1);
+  EXPECT_EQ(Code({"archives", "compressed", "--list", "broken.7z", "--names"}), 2);
+  EXPECT_EQ(Code({"log", "--show", "1", "--json"}), 2);
+}
+
 TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
   WriteTestFile(source_ / "a.txt", "secret");
   Add("A", {"--type", "compressed"});

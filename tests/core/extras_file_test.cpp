@@ -47,6 +47,7 @@ class ExtrasFileTest : public testing::Test {
     extras.Made = {u"D:\\1\\", u"D:\\2\\"};
     extras.Bad = true;
     extras.LastGood = *FromCivil(2009, 9, 22, 1, 2, 3);
+    extras.BadBy = BadEnd::Place;
     extras.Unbegun = {{*FromCivil(2009, 9, 23), UnbegunRun::Cause::NoSource, u"a\tb\\c 碟"},
                       {*FromCivil(2009, 9, 24), UnbegunRun::Cause::NoArchiver, u""}};
     extras.Verified = {{u"D:\\1\\", *FromCivil(2009, 9, 24), 3}};
