@@ -245,6 +245,7 @@ TEST_F(ExtrasFileTest, AnUpgradeTrustsOldMirrorsAndExtrasTravelWithTheStore) {
   expected.Made.clear();
   expected.Bad = false;
   expected.LastGood = kZeroDate;
+  expected.BadBy = BadEnd::Other;
   expected.Unbegun.clear();
   expected.Verified.clear();
   expected.Former[0].Known.Made.clear();
