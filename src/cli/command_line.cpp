@@ -15,6 +15,11 @@ std::function<void()> CommandLine::Run(std::function<int(Session&)> command) {
       ExitCode = kBadInput;
       return;
     }
+    if (Progress == "json" && Output.Verbose) {
+      PrintError(Fill(Tr("%1 does not go with %2"), {"--verbose", "--progress json"}));
+      ExitCode = kBadInput;
+      return;
+    }
     if (Progress == "json") {
       Output.Progress = ProgressMode::Json;
       Output.Json = true;

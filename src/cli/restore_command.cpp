@@ -131,6 +131,11 @@ int RestoreJob(Session& session, const std::string& name, const RestoreChoice& c
     PrintError(Tr("--progress json does not go with --dry-run"));
     return kBadInput;
   }
+  if (choice.DryRun && (choice.Output.Quiet || choice.Output.Verbose)) {
+    PrintError(Fill(Tr("%1 does not go with %2"),
+                    {choice.Output.Quiet ? "--quiet" : "--verbose", "--dry-run"}));
+    return kBadInput;
+  }
   session.Show(choice.Output);
   if (!(choice.DryRun ? session.Open() : session.Open(u"kavrelctl restore"))) {
     return session.Failure();

@@ -67,6 +67,8 @@ TEST_F(OutputTest, ProgressIsThatOfTheWholeRunInBothDirectionsAndOfVerifications
     EXPECT_EQ(lines.back()["exit_code"], 0);
   }
   EXPECT_EQ(Code({"restore", "A", "--dry-run", "--progress", "json"}), 2);
+  EXPECT_EQ(Code({"restore", "A", "--dry-run", "-q"}), 2) << "it names all steps anyway";
+  EXPECT_EQ(Code({"verify", "A", "-v", "--progress", "json"}), 2) << "text between the objects";
   Add("C", {"--type", "compressed"});
   if (Code({"run", "C"}) == 9) return;
   for (const json& line : Lines(Ctl({"verify", "C", "--progress", "json"}).Output)) {
