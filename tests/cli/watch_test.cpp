@@ -146,7 +146,7 @@ TEST_F(WatchTest, WhatNeverComesDueIsToldAlikeAndIntervalsStayAsTheyAre) {
   WriteTestFile(source_ / "a.txt", "a");
   Add("odd", "01:00", "--enable");
   ChangeJobs([](BackupJob& job) { job.EveryHours = 12; });
-  EXPECT_EQ(Ctl({"edit", "odd", "--guard", "3"}).ExitCode, 0);
+  EXPECT_EQ(Ctl({"edit", "odd", "--verify-after"}).ExitCode, 0);
   EXPECT_TRUE(Holds(Ctl({"show", "odd"}).Output, "每 12 個小時1 天備份一次"))
       << Ctl({"show", "odd"}).Output;
   EXPECT_EQ(Ctl({"edit", "odd", "--every", "2h"}).ExitCode, 0);
@@ -165,7 +165,7 @@ TEST_F(WatchTest, WhatNeverComesDueIsToldAlikeAndIntervalsStayAsTheyAre) {
   EXPECT_EQ(watch.Wait(), 0);
   EXPECT_TRUE(Holds(watch.Output(), " 永不執行：odd，它永不自動執行")) << watch.Output();
   EXPECT_FALSE(Holds(watch.Output(), "逾期"));
-  EXPECT_EQ(Ctl({"edit", "odd", "--guard", "4"}).ExitCode, 2);
+  EXPECT_EQ(Ctl({"edit", "odd", "--verify-after"}).ExitCode, 2);
 }
 
 TEST_F(WatchTest, RunTakesAllThatAreOnOrThoseThatAreDue) {
