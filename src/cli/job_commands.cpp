@@ -28,13 +28,16 @@ std::string UselessOption(const JobOptions& options, const JobForm& form, bool d
   const auto goes_with = [](const char* option, const char* what) {
     return Fill(Tr("%1 goes with %2"), {option, what});
   };
+  // Dated backups are held against the last one by the guard's share and number.
+  const bool guarded = mirrors || dated || packs;
+  const char* const of_guard = Tr("--type sync, or date tags in --dest, or --type compressed");
   const struct {
     bool Given, Works;
     const char *Option, *With;
   } rules[] = {
       {options.Recycle.value_or(false), mirrors, "--recycle", "--type sync"},
-      {options.Guard.has_value(), mirrors, "--guard", "--type sync"},
-      {options.GuardMin.has_value(), mirrors, "--guard-min", "--type sync"},
+      {options.Guard.has_value(), guarded, "--guard", of_guard},
+      {options.GuardMin.has_value(), guarded, "--guard-min", of_guard},
       {options.LinkStates.has_value(), dated && !packs, "--link-states",
        Tr("date tags in --dest, without --type compressed")},
       {options.UnfinishedName.has_value(), dated && !packs, "--unfinished-name",

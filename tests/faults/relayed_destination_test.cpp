@@ -40,9 +40,11 @@ class RelayedDestinationTest : public testing::TestWithParam<const char*> {
     }
 
     std::string Add(const std::string& type, const fs::path& dest) const {
-      return Command({"add", "--name", "J", "--type", type, "--source", Source, "--dest", dest,
-                      "--no-source-folder", "--guard", "off"})
-          .Errors;
+      std::vector<std::string> words{
+          "add",      "--name", "J",      "--type", type,
+          "--source", Source,   "--dest", dest,     "--no-source-folder"};
+      if (type == "sync") words.insert(words.end(), {"--guard", "off"});
+      return Command(words).Errors;
     }
     CommandResult RunOn(int day) const {
       const EnvironmentVariable clock("KAVREL_CLOCK", std::to_string(1'800'000'000 + day * 86'400));
