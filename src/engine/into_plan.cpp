@@ -31,10 +31,10 @@ PlanningContext::PlanningContext(const RunContext& run, RunState& state, Message
   Context.Making.Record = nullptr;
 }
 
-bool IntoPlan::Takes(const Folder& folder) {
+bool IntoPlan::Takes(const Folder& folder, std::u16string_view path) {
   if (!folder) return true;
-  if (asked_ != &folder) {
-    asked_ = &folder;
+  if (asked_ != path) {
+    asked_ = path;
     takes_ = folder.MayWrite();
     // One that only its permissions lock is unlocked by the run.
     const Result<FileStatus> status = takes_ ? Result<FileStatus>{} : folder.Status();
@@ -44,10 +44,14 @@ bool IntoPlan::Takes(const Folder& folder) {
 }
 
 bool IntoPlan::Refuses(const FileTurn& file) {
-  if (Takes(file.Pair.Dest)) return false;
-  plan_.Add(PlanAction::Fail, PlanReason::NotWritable, false, PathOf(file));
-  CountFailed(file.Paths.SourceOf(file.Name));
+  if (Takes(file.Pair.Dest, file.Paths.Dest())) return false;
+  FailFile(file, PlanReason::NotWritable);
   return true;
+}
+
+void IntoPlan::FailFile(const FileTurn& file, PlanReason reason) {
+  plan_.Add(PlanAction::Fail, reason, false, PathOf(file));
+  CountFailed(file.Paths.SourceOf(file.Name));
 }
 
 std::u16string IntoPlan::PathOf(const FileTurn& file) const {
@@ -56,7 +60,6 @@ std::u16string IntoPlan::PathOf(const FileTurn& file) const {
 
 bool IntoPlan::Make(const FolderPair* parent, std::u16string_view, const WalkPaths& paths,
                     FolderPair& pair) {
-  asked_ = nullptr;
   if (pair.Dest) {
     pair.DestManners = pair.Dest.Manners();
     return true;
@@ -92,8 +95,7 @@ void IntoPlan::Copy(const FileTurn& file, PlanReason reason) {
   const std::u16string path = PathOf(file);
   const FileStatus& source = file.Source;
   if (file.Dest && file.Dest->Kind == FileKind::Folder) {
-    plan_.Add(PlanAction::Fail, PlanReason::Blocked, false, path);
-    return CountFailed(file.Paths.SourceOf(file.Name));
+    return FailFile(file, PlanReason::Blocked);
   }
   if (Refuses(file)) return;
   plan_.Add(file.Dest ? PlanAction::Replace : PlanAction::Copy, reason, false, path, source.Size);
@@ -155,7 +157,7 @@ void IntoPlan::RemoveFile(const RemovalPlace& from, const FolderEntry& file,
   if (IsArchiveName(file.Name)) {
     NotePlace(from.Folder, file.Name, std::u16string(path) += file.Name);
   }
-  if (!Takes(from.Folder)) {
+  if (!Takes(from.Folder, path)) {
     plan_.Add(PlanAction::Fail, PlanReason::NotWritable, false,
               std::u16string(BelowRoot(path)) += file.Name);
     return CountFileGone(kErrAccess, file.Name, from.In);

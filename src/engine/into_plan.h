@@ -65,9 +65,10 @@ class IntoPlan final : public Effects {
   }
   std::u16string PathOf(const FileTurn& file) const;
   /// Whether something could be changed in the folder, closed where it is to be made.
-  bool Takes(const Folder& folder);
+  bool Takes(const Folder& folder, std::u16string_view path);
   /// Counts a file as failed whose folder takes no change.
   bool Refuses(const FileTurn& file);
+  void FailFile(const FileTurn& file, PlanReason reason);
   PlanAction Removal() const {
     return job_.UseRecycleBin ? PlanAction::Recycle : PlanAction::Delete;
   }
@@ -76,7 +77,7 @@ class IntoPlan final : public Effects {
 
   RunPlan& plan_;
   std::unordered_set<std::u16string> gone_;  ///< paths, as far as the source has them
-  const Folder* asked_ = nullptr;            ///< of the last question what it takes
+  std::u16string asked_;                     ///< path of the folder last asked what it takes
   bool takes_ = true;
   std::u16string place_of_others_;
 };

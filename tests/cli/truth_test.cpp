@@ -48,22 +48,30 @@ TEST_F(TruthTest, APreviewTellsThatTheRunWouldFailBeRefusedOrFindNoPlace) {
 
 TEST_F(TruthTest, APreviewTellsWhatThisUserCannotWrite) {
   if (geteuid() != 0) GTEST_SKIP() << "a folder of somebody else's takes two users";
-  WriteTestFile(source_ / "a.txt", "a");
-  WriteTestFile(source_ / "gone.txt", "b");
+  const fs::path folders[] = {"", "theirs", "ours"};
+  for (const fs::path& folder : folders) {
+    WriteTestFile(source_ / folder / "a.txt", "a");
+    WriteTestFile(source_ / folder / "gone.txt", "b");
+  }
   Add("A", {"--type", "sync", "--guard", "off"});
   ASSERT_EQ(Code({"run", "A"}), 0);
-  fs::remove(source_ / "gone.txt");
-  WriteTestFile(source_ / "a.txt", "another");
+  for (const fs::path& folder : folders) {
+    fs::remove(source_ / folder / "gone.txt");
+    WriteTestFile(source_ / folder / "a.txt", "another");
+  }
   Add("Z", {"--type", "compressed"});
   for (const auto& entry : fs::recursive_directory_iterator(temp_.Root())) {
     fs::permissions(entry, fs::perms(entry.is_directory() ? 0777 : 0666));
   }
   fs::permissions(temp_.Root(), fs::perms(0777));
   fs::permissions(dest_, fs::perms(0755));
+  fs::permissions(dest_ / "theirs", fs::perms(0755));
   const Unprivileged nobody;
   const json told = Json({"preview", "A"});
   EXPECT_EQ(told["result"], "some-failed") << told;
-  EXPECT_EQ(told["totals"]["fail"]["files"], 2) << told;
+  EXPECT_EQ(told["totals"]["fail"]["files"], 4) << told;
+  EXPECT_EQ(told["totals"]["replace"]["files"], 1) << told;
+  EXPECT_EQ(told["totals"]["delete"]["files"], 1) << told;
   EXPECT_EQ(told["steps"][0]["reason"], "not_writable") << told;
   EXPECT_EQ(Code({"preview", "A"}), 1);
   EXPECT_EQ(Code({"run", "A"}), 1);
