@@ -32,7 +32,10 @@ constexpr std::chrono::milliseconds kTick{20};
 /// same. A disk whose clock is another's, or which keeps whole seconds, is not asked for more.
 bool ChangedJustNow(const FileStatus& status) {
   const FileTime now = ChangeTimeNow();
-  const auto passed = std::chrono::seconds(now.Seconds - status.Changed.Seconds) +
+  const std::int64_t seconds = now.Seconds - status.Changed.Seconds;
+  // A disk may hold times that no count of nanoseconds reaches.
+  if (seconds < -1 || seconds > 1) return false;
+  const auto passed = std::chrono::seconds(seconds) +
                       std::chrono::nanoseconds(now.Nanoseconds - status.Changed.Nanoseconds);
   return passed < kTick && passed > -kTick;
 }
