@@ -232,9 +232,11 @@ void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
   const std::vector<RunFailure>& failures = program.Context.Report.Failures.First();
   for (std::size_t i = 0; i < failures.size(); ++i) {
     const RunFailure& trouble = failures[i];
-    run["troubles"].push_back({{"what", JsonReason(trouble.What)},
-                               {"path", JsonText(trouble.Path)},
-                               {"reason", JsonReason(trouble.Reason)}});
+    if (output_.Json) {
+      run["troubles"].push_back({{"what", JsonReason(trouble.What)},
+                                 {"path", JsonText(trouble.Path)},
+                                 {"reason", JsonReason(trouble.Reason)}});
+    }
     if (i >= kTroublesTold) continue;
     Trouble(run, job,
             Message(trouble.Reason.empty() ? "%1 %2" : "%1 %2 (%3)",
