@@ -22,12 +22,10 @@ namespace kavrel {
 namespace {
 
 /// What is given for a kind of job on which it has no effect; empty for nothing.
-std::string UselessOption(const JobOptions& options, const JobForm& form, bool dated) {
+std::string UselessOption(const JobOptions& options, const JobForm& form) {
+  const bool dated = HasDateTags(form.Destination);
   const bool packs = form.Type == BackupType::Compressed;
   const bool mirrors = form.Type == BackupType::Synchronise;
-  const auto goes_with = [](const char* option, const char* what) {
-    return Fill(Tr("%1 goes with %2"), {option, what});
-  };
   // Dated backups are held against the last one by the guard's share and number.
   const bool guarded = mirrors || dated || packs;
   const char* const of_guard = Tr("--type sync, or date tags in --dest, or --type compressed");
@@ -46,7 +44,7 @@ std::string UselessOption(const JobOptions& options, const JobForm& form, bool d
        Tr("date tags in --dest, or with --type compressed")},
   };
   for (const auto& rule : rules) {
-    if (rule.Given && !rule.Works) return goes_with(rule.Option, rule.With);
+    if (rule.Given && !rule.Works) return Fill(Tr("%1 goes with %2"), {rule.Option, rule.With});
   }
   const auto not_packed = [&](bool given, const char* option) {
     return given && packs ? Fill(Tr("%1 does not go with %2"), {option, "--type compressed"})
@@ -74,8 +72,7 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
   // What the store has may be more than one unit, or a count that the options do not know.
   form.KeepInterval = !options.Every;
   std::string error = ApplyOptions(known, session.Clock().Now(), form);
-  const bool dated = form.Type == BackupType::Compressed ||
-                     ExpandDateTokens(form.Destination, session.Clock()) != form.Destination;
+  const bool dated = form.Type == BackupType::Compressed || HasDateTags(form.Destination);
   const bool plan = options.KeepPlan && !form.Extras.KeepPlan.empty();
   if (error.empty() && (options.Keep.value_or(0) > 0 || plan) && !dated) {
     error = plan ? Tr("--keep-plan goes with date tags in --dest, or with --type compressed: there "
@@ -83,7 +80,7 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
                  : Tr("--keep goes with date tags in --dest, or with --type compressed: there is "
                       "one backup");
   }
-  if (error.empty()) error = UselessOption(options, form, HasDateTags(form.Destination));
+  if (error.empty()) error = UselessOption(options, form);
   if (!error.empty()) {
     PrintError(error);
     return false;

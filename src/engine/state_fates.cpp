@@ -142,10 +142,6 @@ class RoomFinder final : public TreeVisitor {
   std::map<std::pair<std::uint64_t, std::uint64_t>, std::uint64_t> seen_;
 };
 
-}  // namespace
-
-namespace {
-
 bool KeepsAll(const BackupJob& job) {
   const auto keep = static_cast<std::size_t>(job.Extras.KeepNewest);
   return !ParseKeepPlan(job.Extras.KeepPlan) && (keep == 0 || job.Extras.Made.size() < keep);
