@@ -78,7 +78,7 @@ _kavrelctl() {
     ;;
   --type) words=(full differential sync compressed) ;;
   --link-states) words=(auto off hard reflink) ;;
-  --unfinished-name) words=(on off) ;;
+  --unfinished-name|--sums) words=(on off) ;;
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;
   --progress) words=(auto none json) ;;

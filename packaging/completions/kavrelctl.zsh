@@ -49,7 +49,7 @@ _kavrelctl() {
     (--debug) _files; return ;;
     (--type) compadd full differential sync compressed; return ;;
     (--link-states) compadd auto off hard reflink; return ;;
-    (--unfinished-name) compadd on off; return ;;
+    (--unfinished-name|--sums) compadd on off; return ;;
     (--compression) compadd store fast full; return ;;
     (--mode) compadd full incremental; return ;;
     (--progress) compadd auto none json; return ;;

@@ -31,7 +31,7 @@ class FolderBrowser final : public BackupBrowser {
     FolderReader reader(*opened);
     while (const FolderEntry* entry = reader.Next()) {
       if (entry->Kind == FileKind::Special) continue;
-      if (folder.empty() && IsOwnerMark(entry->Name)) continue;
+      if (folder.empty() && IsBackupsOwn(entry->Name)) continue;
       BackupItem& item = items.emplace_back();
       item.Name = entry->Name;
       item.IsFolder = entry->Kind == FileKind::Folder;

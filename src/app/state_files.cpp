@@ -23,7 +23,7 @@ void ReadFolder(const Folder& folder, const std::u16string& path, StateListing& 
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
     if (!GoesOn(monitor, path)) return;
-    if (entry->Kind == FileKind::Special || (path.empty() && IsOwnerMark(entry->Name))) continue;
+    if (entry->Kind == FileKind::Special || (path.empty() && IsBackupsOwn(entry->Name))) continue;
     const std::u16string below = RelativePath(path, entry->Name);
     if (entry->Kind == FileKind::Folder) {
       const Result<Folder> opened = folder.OpenFolder(entry->Name);

@@ -132,6 +132,11 @@ std::string ReadStateOptions(const JobOptions& options, ExtraSettings& extras) {
     if (!on && *options.UnfinishedName != "off") return Tr("--unfinished-name takes on or off");
     extras.UnfinishedName = on;
   }
+  if (options.Sums) {
+    const bool on = *options.Sums == "on";
+    if (!on && *options.Sums != "off") return Tr("--sums takes on or off");
+    extras.KeepSums = on;
+  }
   return {};
 }
 
@@ -190,13 +195,16 @@ void JobOptions::AddTo(CLI::App& command) {
          "differential and sync share blocks or link, full copies), off, hard, reflink"));
   command.add_option("--unfinished-name", UnfinishedName,
                      Tr("on (default) or off: a dated folder bears .unfinished until it is whole"));
+  command.add_option("--sums", Sums,
+                     Tr("on (default) or off: the sum of each file that is copied is kept in the "
+                        "backup, in .kavrel-sums, which xxh128sum -c checks"));
 }
 
 bool JobOptions::Any() const {
   const auto given = [](const auto&... options) { return (options.has_value() || ...); };
   return given(Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard, ExcludeTypes,
                Subfolders, SourceFolder, Recycle, Enable, SpaceCheck, VerifyAfter, HardLinks,
-               MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName, KeepPlan, DeleteOld) ||
+               MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName, KeepPlan, DeleteOld, Sums) ||
          NoLimit || PasswordStdin || NoPassword || Adopt;
 }
 

@@ -306,13 +306,24 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
   return code;
 }
 
+namespace {
+
+std::string_view SideWord(ChangedSide side) {
+  if (side == ChangedSide::Unknown) return "unknown";
+  return side == ChangedSide::Copy ? "copy" : "source";
+}
+
+}  // namespace
+
 void RunReports::TellDifferences(nlohmann::json& run, const VerifyReport& report,
                                  const BackupJob& job) {
   const std::size_t told = output_.Verbose ? report.Differing.size() : kDifferencesTold;
   for (std::size_t i = 0; i < report.Differing.size(); ++i) {
     const VerifyDifference& difference = report.Differing[i];
     const KindOfDifference& kind = KindOf(difference);
-    run["differences"].push_back({{"kind", kind.Word}, {"path", JsonText(difference.Path)}});
+    run["differences"].push_back({{"kind", kind.Word},
+                                  {"path", JsonText(difference.Path)},
+                                  {"side", SideWord(difference.Side)}});
     if (!output_.Json && i < told) {
       PrintError(Printable(ShownName(job.Name) + u": " + std::u16string(Tr(kind.Name)) + u" " +
                            difference.Path));

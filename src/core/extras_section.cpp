@@ -31,6 +31,7 @@ struct SwitchField {
 constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"CheckSpace", &JobExtras::CheckSpace},
                                      {u"VerifyAfterRun", &JobExtras::VerifyAfterRun},
+                                     {u"KeepSums", &JobExtras::KeepSums},
                                      {u"KeepHardLinks", &JobExtras::KeepHardLinks},
                                      {u"UnfinishedName", &JobExtras::UnfinishedName},
                                      {u"DeletesOld", &JobExtras::DeletesOld},

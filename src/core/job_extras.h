@@ -38,6 +38,7 @@ struct ExtraSettings {
   std::u16string KeepPlan;
   bool DeletesOld = false;  ///< what is not kept is deleted, not moved to the recycle bin
   bool VerifyAfterRun = false;
+  bool KeepSums = true;       ///< the sums of what is copied are kept beside it
   bool KeepHardLinks = true;  ///< a file of several names gets one copy of several names
   kavrel::LinkStates LinkStates = kavrel::LinkStates::Auto;
   bool UnfinishedName = true;  ///< a dated folder gets its name when it is whole

@@ -213,7 +213,7 @@ inline CopySide SideOfCopy(const FolderPair& pair, std::u16string_view path,
                            std::u16string_view name, const FileStatus* dest) {
   return {pair.Dest, path, name, dest, !pair.DestManners.SyncsWhole,
           // What another pattern of the job has copied there already is replaced like any other.
-          pair.Unnamed && !dest, pair.DestPassesAccessOn};
+          pair.Unnamed && !dest, pair.DestPassesAccessOn, pair.Summed};
 }
 
 }  // namespace kavrel

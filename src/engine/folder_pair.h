@@ -51,6 +51,7 @@ struct FolderPair {
   mutable bool DestUnlocked = false;
   DiskManners DestManners;  ///< set once there is a destination to write to, like the next
   bool DestPassesAccessOn = false;
+  bool Summed = false;  ///< the sums of what is copied are wanted
   /// The destination as pending changes hold it; null as long as there were none.
   mutable std::shared_ptr<const CommitFolder> Shared;
   mutable std::shared_ptr<UnnamedFolder> Unnamed;  ///< null once its name is on the way
@@ -62,6 +63,7 @@ struct FolderPair {
   /// What the source folder became in the former state (engine/former_state.h); closed where that
   /// does not have it. What bears the same name in both may be the same.
   Folder Former;
+  std::u16string FormerPath;   ///< its path in it, with a '/' behind each name
   std::uint64_t FormerAt = 0;  ///< the former folder in that state's record
   std::uint64_t RecordAt = 0;  ///< this one in the record that is being written
 };

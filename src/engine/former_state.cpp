@@ -24,6 +24,13 @@ bool SameContent(const FileStatus& source, const FileStatus& copy) {
          SameTime(source.Written, copy.Written);
 }
 
+/// With a '/' behind each name.
+std::u16string PathAlong(const std::vector<std::u16string>& names) {
+  std::u16string path;
+  for (const std::u16string& name : names) (path += name) += u'/';
+  return path;
+}
+
 }  // namespace
 
 std::shared_ptr<FormerState> FormerState::Open(const FileSystem& files, std::u16string_view path,
@@ -47,23 +54,26 @@ bool FormerState::IsByName(const FolderPair* parent, const FolderPair& pair) con
 void FormerState::OpenFolder(const FolderPair* parent, std::u16string_view name,
                              FolderPair& pair) const {
   if (!pair.Source) return;
-  const auto take = [&](Result<Folder> folder) {
-    if (folder) pair.Former = std::move(*folder);
+  const auto take = [&](Result<Folder> folder, std::u16string path = {}) {
+    if (!folder) return;
+    pair.Former = std::move(*folder);
+    pair.FormerPath = std::move(path);
   };
+  const auto below = [&] { return (parent->FormerPath + std::u16string(name)) += u'/'; };
   if (IsByName(parent, pair)) {
     pair.FormerAt = kByName;
     if (!parent) return take(root_.Reopen());
-    return parent->Former ? take(parent->Former.OpenFolder(name)) : void();
+    return parent->Former ? take(parent->Former.OpenFolder(name), below()) : void();
   }
   for (const StateRecord::Place& place : record_->Find(pair.SourceStatus)) {
     pair.FormerAt = place.Node;
     if (place.Folder == 0) return take(root_.Reopen());
     if (parent && parent->Former && place.Folder == parent->FormerAt && place.Name == name) {
-      return take(parent->Former.OpenFolder(name));
+      return take(parent->Former.OpenFolder(name), below());
     }
     // It has come from elsewhere, and brought what is in it along.
     if (const auto path = record_->PathOf(place.Node)) {
-      return take(OpenAlong(root_.Reopen(), *path));
+      return take(OpenAlong(root_.Reopen(), *path), PathAlong(*path));
     }
   }
 }
@@ -89,6 +99,7 @@ const Folder* FormerState::OpenPlace(std::uint64_t folder) {
   Result<Folder> opened = OpenAlong(root_.Reopen(), *path);
   if (!opened) return nullptr;
   last_ = std::move(*opened);
+  last_path_ = PathAlong(*path);
   last_at_ = folder;
   return &last_;
 }
@@ -96,14 +107,14 @@ const Folder* FormerState::OpenPlace(std::uint64_t folder) {
 std::optional<FormerCopy> FormerState::Find(const FolderPair& pair, std::u16string_view name,
                                             const FileStatus& source) {
   if (source.Kind != FileKind::File) return std::nullopt;
-  const auto copy_in = [&](const Folder& folder,
+  const auto copy_in = [&](const Folder& folder, const std::u16string& path,
                            std::u16string_view as) -> std::optional<FormerCopy> {
     const Result<FileStatus> status = folder.Status(as);
     if (!status || !SameContent(source, *status)) return std::nullopt;
-    return FormerCopy{folder, std::u16string(as), *status};
+    return FormerCopy{folder, std::u16string(as), *status, path + std::u16string(as)};
   };
   if (!KnowsEntries(pair)) {
-    auto copy = pair.Former ? copy_in(pair.Former, name) : std::nullopt;
+    auto copy = pair.Former ? copy_in(pair.Former, pair.FormerPath, name) : std::nullopt;
     return copy && IsUntouchedSince(source, copy->Status, local_) ? std::move(copy) : std::nullopt;
   }
   std::vector<StateRecord::Place> places = record_->Find(source);
@@ -115,7 +126,8 @@ std::optional<FormerCopy> FormerState::Find(const FolderPair& pair, std::u16stri
     const bool here = pair.Former && place.Folder == pair.FormerAt;
     const Folder* folder = here ? &pair.Former : OpenPlace(place.Folder);
     if (!folder) continue;
-    if (auto copy = copy_in(*folder, place.Name)) return copy;
+    const std::u16string& path = here ? pair.FormerPath : last_path_;
+    if (auto copy = copy_in(*folder, path, place.Name)) return copy;
   }
   return std::nullopt;
 }

@@ -19,6 +19,7 @@ struct FormerCopy {
   const kavrel::Folder& Folder;
   std::u16string Name;
   FileStatus Status;
+  std::u16string Path;  ///< below the state's root, with '/' between names
 };
 
 /// Whether nothing has happened to a file of the source since its copy was made: size and time of
@@ -54,6 +55,8 @@ class FormerState {
                                            const Folder& source, SharedContent::Ways ways,
                                            std::unique_ptr<StateRecord> record);
 
+  /// Its folder.
+  const Folder& Root() const { return root_; }
   /// How content is shared with it.
   SharedContent& Sharing() { return sharing_; }
 
@@ -98,6 +101,7 @@ class FormerState {
   const std::uint64_t local_;  ///< IsUntouchedSince
   /// The folder that was opened last for a file that had moved.
   Folder last_;
+  std::u16string last_path_;
   std::uint64_t last_at_ = 0;
 };
 

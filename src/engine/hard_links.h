@@ -40,8 +40,10 @@ class HardLinks {
     FileTime DestWritten;
     std::shared_ptr<DestPlace> Folder;
     std::u16string Name;
-    std::u16string TempName;  ///< as long as it may bear that
-    std::uint64_t Left = 0;   ///< names of the source that are still to come
+    std::u16string TempName;        ///< as long as it may bear that
+    std::uint64_t Left = 0;         ///< names of the source that are still to come
+    std::optional<ContentSum> Sum;  ///< where it is known
+    std::u16string FormerPath;      ///< of the file in the former state that it shares, if any
 
     bool Is(const FileStatus& dest) const {
       return DestId == dest.Id && DestDevice == dest.Device && DestId != 0;
@@ -68,6 +70,18 @@ class HardLinks {
   /// `temp_name` where that is not empty; null where it is only planned.
   void NoteFirst(const FolderPair& pair, std::u16string_view name, std::u16string_view temp_name,
                  const FileStatus& source, const FileStatus* dest);
+
+  /// The sum of the first copy that was noted for it.
+  void NoteSum(const FileStatus& source, const ContentSum& sum) {
+    const auto known = first_.find(KeyOf(source));
+    if (known != first_.end()) known->second.Sum = sum;
+  }
+
+  /// It shares the content of a file of the former state.
+  void NoteFormer(const FileStatus& source, std::u16string_view path) {
+    const auto known = first_.find(KeyOf(source));
+    if (known != first_.end()) known->second.FormerPath = path;
+  }
 
   /// Gives the copy one more name, up to its commit. What was found under the copy's name is the
   /// copy, or nothing is left. `dest` is what bears the name now.

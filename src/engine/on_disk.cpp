@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/text.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
@@ -83,8 +84,13 @@ class OnDisk::CopyChange final : public StagedChange {
 
   void GiveUp(ErrorCode why) override {
     TraceEffect(u"gave up", folder_->Path, staged_.Name, why);
+    Abandon();
     if (!RollBack() && unnamed_) unnamed_->Spoilt = true;
     if (why) effects_.CountFailed(source_path_, ApiErrorText(why));
+  }
+
+  void Abandon() override {
+    if (effects_.sums_) effects_.sums_->Fail(effects_.SumPath(folder_->Path, staged_.Name));
   }
 
  private:
@@ -195,7 +201,7 @@ OnDisk::OnDisk(RunContext& context, const BackupJob& job, std::u16string_view fi
 }
 
 void OnDisk::AddShared(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
-                       StagedFile staged) {
+                       StagedFile staged, std::u16string_view former_path) {
   const std::shared_ptr<const CommitFolder>& shared = Shared(pair, paths.Dest());
   if (!shared) {
     if (staged.RollBack(pair.Dest)) names_.NoteLeft();
@@ -203,6 +209,7 @@ void OnDisk::AddShared(const FolderPair& pair, WalkPaths& paths, std::u16string_
   }
   if (pair.Unnamed) ++pair.Unnamed->Files;
   const bool is_link = staged.IsLink;
+  if (sums_) sums_->Share(SumPath(paths.Dest(), name), former_path);
   auto change = std::make_unique<CopyChange>(*this, shared, std::move(staged), CopyResult{},
                                              pair.Unnamed, paths.SourceOf(name), true);
   // The content of a link has been on the disk for as long as the state that it is from.
@@ -253,6 +260,7 @@ bool OnDisk::Make(const FolderPair* parent, std::u16string_view name, const Walk
   // An access list holds the owner's rights, too: it differs while the folder can be written to.
   pair.DestOnlyLocked = metadata_ && pair.DestFound && !OwnerMayAll(*pair.DestFound) &&
                         !SeesDifference(pair, {}, pair.SourceStatus, *pair.DestFound);
+  pair.Summed = keeps_sums_ && job_.Extras.KeepSums;
   if (!MakeDestination(context_.Files, parent, name, paths, pair)) return false;
   // The new name in the folder above is to reach the disk, too; its times change with it.
   if (pair.DestIsNew) {
@@ -290,6 +298,7 @@ void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
     ++pair.Unnamed->Files;
     pair.Unnamed->Staged += result.BytesCopied;
   }
+  NoteSum(dest_path, staged);
   changes_.AddStaged(shared,
                      std::make_unique<CopyChange>(*this, shared, std::move(staged), result,
                                                   pair.Unnamed, source_path),
@@ -375,7 +384,42 @@ void OnDisk::CountWarning(ErrorCode error, std::u16string_view text, std::u16str
   context_.LogTimed(FailText(context_.State, error, text, path));
 }
 
+void OnDisk::KeepSums() {
+  keeps_sums_ = true;
+  changes_.UseJournal([this] {
+    if (sums_) sums_->Reach();
+  });
+  // A mirror removes before the walk has the root to write to.
+  OpenSums(context_.Files.OpenFolder(place_));
+}
+
+void OnDisk::OpenSums(Result<Folder> root) {
+  if (sums_ || !keeps_sums_ || !root) return;
+  const std::shared_ptr<FormerState>& former = context_.Making.Former;
+  sums_.emplace(std::move(*root), job_.Extras.KeepSums,
+                former ? std::move(*former->Root().Reopen()) : Folder());
+}
+
+std::u16string OnDisk::SumPath(std::u16string_view folder_path, std::u16string_view name) const {
+  std::u16string path(BelowRoot(folder_path));
+  // What looks like a separator in a name stays.
+  if (PathSeparator(root_) == u'\\') path = ReplaceAll(path, u"\\", u"/");
+  return path += name;
+}
+
+void OnDisk::NoteSum(std::u16string_view folder_path, const StagedFile& staged) {
+  if (!sums_) return;
+  const std::u16string path = SumPath(folder_path, staged.Name);
+  if (staged.Sum) {
+    sums_->Note(path, *staged.Sum, staged.Replaces);
+  } else {
+    sums_->Drop(path);
+  }
+}
+
 void OnDisk::MarkFolder(const FolderPair& root) {
+  OpenSums(root.Dest.Reopen());
+  if (sums_) sums_->Heal();
   // What the source has comes first: the mark may lie elsewhere where there is no room for both.
   // The permissions stay the owner's alone until the run is done.
   const Result<FileStatus> own = root.Dest.Status();
@@ -391,6 +435,8 @@ void OnDisk::MarkMirrored(const Folder& dest) {
 
 void OnDisk::Settle() {
   const ErrorCode error = changes_.Settle();
+  // What a disk has lost, the sums are not to tell.
+  if (!error && sums_) sums_->Finish();
   if (!error) return;
   context_.FailSync(root_, error);
 }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "engine/content_sums.h"
 #include "engine/effects.h"
 #include "files/file_copy.h"
 #include "files/late_release.h"
@@ -26,6 +27,9 @@ class OnDisk final : public Effects {
   /// All outlive this. `file_failed_text`: before a file's path in the log.
   OnDisk(RunContext& context, const BackupJob& job, std::u16string_view file_failed_text);
 
+  /// From now on the sums of what is copied are kept in the root, or a list that is out of date
+  /// goes from it, as the job wants: of a backup, before its walk.
+  void KeepSums();
   void Settle() override;
   TempNames* Names() override { return &names_; }
   std::unique_ptr<CopyAhead> WorkAhead(const FolderPair& root, CopyAhead::Judge judge) override;
@@ -75,7 +79,7 @@ class OnDisk final : public Effects {
                StagedFile staged, std::u16string_view source_path);
   /// What was made from the former state takes its name and counts as unchanged.
   void AddShared(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
-                 StagedFile staged);
+                 StagedFile staged, std::u16string_view former_path);
   /// A link that is to take the place of a file which is as good, once the disk has it. One that
   /// cannot take its place is a warning.
   void AddRelink(const FolderPair& pair, std::u16string_view dest_path, StagedFile staged);
@@ -109,6 +113,12 @@ class OnDisk final : public Effects {
     return place_ + std::u16string(BelowRoot(path));
   }
 
+  void OpenSums(Result<Folder> root);
+  /// The path below the root, as the list of sums has it.
+  std::u16string SumPath(std::u16string_view folder_path, std::u16string_view name) const;
+  /// A copy is on its way to its name.
+  void NoteSum(std::u16string_view folder_path, const StagedFile& staged);
+
   const std::u16string place_;  ///< of the destination, with its final separator
   TempNames names_;
   std::optional<LateRelease> release_;
@@ -118,6 +128,8 @@ class OnDisk final : public Effects {
   /// A copy in the former state that differs in rights, as far as anybody can tell without trying.
   std::optional<FileStatus> unlike_;
   bool told_all_links_ = false;
+  bool keeps_sums_ = false;
+  std::optional<ContentSums> sums_;  ///< once there is a root to keep them in
 };
 
 }  // namespace kavrel

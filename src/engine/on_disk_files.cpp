@@ -23,7 +23,7 @@ bool OnDisk::TakeShared(const FolderPair& pair, WalkPaths& paths, CopyAhead& ahe
   UnlockDestination(pair);
   if (!ahead.TakeShared(staged)) return false;
   const std::u16string name = staged.Name;
-  AddShared(pair, paths, name, std::move(staged));
+  AddShared(pair, paths, name, std::move(staged), pair.FormerPath + name);
   return true;
 }
 
@@ -51,7 +51,8 @@ bool OnDisk::TakeFormer(const FileTurn& file, const FormerCopy& copy) {
   }
   if (error) return false;
   NoteCopied(file, staged, file.Source);
-  AddShared(pair, file.Paths, file.Name, std::move(staged));
+  if (links_.HasSeveral(file.Source)) links_.NoteFormer(file.Source, copy.Path);
+  AddShared(pair, file.Paths, file.Name, std::move(staged), copy.Path);
   return true;
 }
 
@@ -144,6 +145,7 @@ void OnDisk::NoteCopied(const FileTurn& file, const StagedFile& staged, const Fi
   if (!dest) return;
   NoteFirst(file.Pair, file.Paths, file.Name, unnamed ? std::u16string_view() : staged.TempName,
             opened, &*dest);
+  if (staged.Sum) links_.NoteSum(opened, *staged.Sum);
 }
 
 bool OnDisk::Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) {
@@ -156,12 +158,16 @@ bool OnDisk::Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal)
     }
     return false;
   }
+  staged.Sum = first.Sum;
   if (equal) {
     ++context_.Report.Counters.UnchangedFiles;
     AddRelink(file.Pair, file.Paths.Dest(), std::move(staged));
   } else {
     AddCopy(file.Pair, file.Paths.Dest(), {false, false, {}, 0}, std::move(staged),
             file.Paths.SourceOf(file.Name));
+    if (sums_ && !first.Sum && !first.FormerPath.empty()) {
+      sums_->Share(SumPath(file.Paths.Dest(), file.Name), first.FormerPath);
+    }
   }
   return true;
 }

@@ -96,6 +96,7 @@ bool OnDisk::Begin(RemovalPlace& from, std::u16string_view path) {
 
 void OnDisk::RemoveFile(const RemovalPlace& from, const FolderEntry& file,
                         std::u16string_view path) {
+  if (sums_) sums_->Drop(SumPath(path, file.Name));
   Queue(from.Shared, std::make_unique<RemovalChange>(*this, from, file.Name, path, nullptr));
 }
 

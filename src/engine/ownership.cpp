@@ -18,7 +18,7 @@ namespace {
 bool IsEmpty(const Folder& folder) {
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
-    if (!IsKeptByDisk(folder, entry->Name) && !IsOwnerMark(entry->Name)) return false;
+    if (!IsKeptByDisk(folder, entry->Name) && !IsBackupsOwn(entry->Name)) return false;
   }
   return reader.Error() == 0;
 }

@@ -43,9 +43,13 @@ struct VerifyCounters {
   std::uint32_t Differences() const { return Missing + Changed + Damaged + Extra + Unreadable; }
 };
 
+/// Which side is not what the run has seen any more, as far as the sums of the backup tell.
+enum class ChangedSide : std::uint8_t { Unknown, Copy, Source };
+
 struct VerifyDifference {
   std::uint32_t VerifyCounters::*Kind;
   std::u16string Path;  ///< of the source, or of what only the backup has
+  ChangedSide Side = ChangedSide::Unknown;
 };
 /// So many of them are noted one by one; the log has all.
 inline constexpr std::size_t kDifferencesNoted = 1000;

@@ -5,6 +5,7 @@
 #include "archive/list_file.h"
 #include "base/number.h"
 #include "base/translation.h"
+#include "engine/archive_sum.h"
 #include "engine/backup_walk.h"
 #include "engine/heal.h"
 #include "engine/job_disks.h"
@@ -95,6 +96,7 @@ void BackUp(RunContext& context, BackupJob& job, std::u16string_view unit) {
         PassSpaceCheck(context, job)) {
       const BackupJob walked = WalkedJob(context, job);
       OnDisk effects(context, walked, u": 備份檔案 (失敗)：");
+      effects.KeepSums();
       BackupFolder(context, walked, effects);
     }
     context.DestRoot = {};
@@ -155,6 +157,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::u16string_
   }
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   MarkArchive(context, job, archive);
+  if (result == 0 || result == 1) SumArchive(context, job, archive);
   if (result == 0) {
     RememberRun(context, job, archive);
   } else if (!context.Stopped()) {

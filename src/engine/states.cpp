@@ -189,7 +189,7 @@ class StateFinder {
 void Count(const Folder& folder, bool top, FolderContent& content) {
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
-    if (top && IsOwnerMark(entry->Name)) continue;
+    if (top && IsBackupsOwn(entry->Name)) continue;
     if (entry->Kind == FileKind::Folder) {
       if (const Result<Folder> below = folder.OpenFolder(entry->Name))
         Count(*below, false, content);

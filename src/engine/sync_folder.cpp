@@ -91,7 +91,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
   FolderReader reader(pair.Dest);
   while (const FolderEntry* entry = reader.Next()) {
     if (context_.Stopped()) return true;
-    if (path.size() == root_length_ && IsOwnerMark(entry->Name)) continue;
+    if (path.size() == root_length_ && IsBackupsOwn(entry->Name)) continue;
     const bool lacking = !std::binary_search(held.begin(), held.end(), EntryKey(*entry)) &&
                          !WasMounted(paths, *entry);
     if (lacking && (dest->Mode & kOwnerMayLook) != kOwnerMayLook) {

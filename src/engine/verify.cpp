@@ -7,6 +7,7 @@
 
 #include "archive/archive_check.h"
 #include "base/text.h"
+#include "engine/archive_sum.h"
 #include "engine/job_disks.h"
 #include "engine/run_summary.h"
 #include "engine/states.h"
@@ -39,6 +40,7 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
       TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", name);
     }
     found.Equal = check.Files - std::min(check.Files, found.Damaged);
+    if (check.Result == 0 && check.Damaged.empty()) SumArchive(context, job, archive);
   }
   if (!check.Output.empty() && check.Result != 0) {
     context.Log.WriteJobLog(ReplaceAll(check.Output, u"\n", u"\r\n"));
@@ -72,11 +74,13 @@ void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& 
 }  // namespace
 
 void TellDifference(RunContext& context, VerifyReport& report, std::uint32_t VerifyCounters::*kind,
-                    std::u16string_view text, std::u16string_view path, std::u16string_view why) {
+                    std::u16string_view text, std::u16string_view path, std::u16string_view why,
+                    ChangedSide side) {
   LogFailure(context.Log, report.Failures, text, path, why);
   ++(report.Counters.*kind);
-  if (report.Differing.size() < kDifferencesNoted)
-    report.Differing.push_back({kind, std::u16string(path)});
+  if (report.Differing.size() < kDifferencesNoted) {
+    report.Differing.push_back({kind, std::u16string(path), side});
+  }
 }
 
 VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,

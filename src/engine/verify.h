@@ -1,5 +1,5 @@
 // Compares a job's source with its backup, byte by byte, or tests an archive. Nothing is changed
-// on either side.
+// on either side, but for sums that the backup's list lacks (engine/content_sums.h).
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace kavrel {
 /// of a failure's line.
 void TellDifference(RunContext& context, VerifyReport& report, std::uint32_t VerifyCounters::*kind,
                     std::u16string_view text, std::u16string_view path,
-                    std::u16string_view why = {});
+                    std::u16string_view why = {}, ChangedSide side = ChangedSide::Unknown);
 
 /// Verifies what the job's rules, file types and size limit take. `backup_folder` is where the
 /// backup lies; when empty, where a run of now would write. Of a compressed job's archives the one

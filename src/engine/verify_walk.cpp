@@ -5,7 +5,10 @@
 #include <deque>
 #include <optional>
 #include <set>
+#include <span>
 
+#include "base/text.h"
+#include "engine/content_sums.h"
 #include "engine/folder_pair.h"
 #include "engine/kept_entries.h"
 #include "engine/rule_check.h"
@@ -40,6 +43,7 @@ class Side {
     return got.Error;
   }
   std::size_t Size() const { return size_; }
+  std::span<const char> Block() const { return {buffer_.data(), size_}; }
   bool SameBlock(const Side& other) const {
     return size_ == other.size_ && std::memcmp(buffer_.data(), other.buffer_.data(), size_) == 0;
   }
@@ -63,6 +67,7 @@ class VerifyWalk final : private TreeVisitor {
     Traverse(context_.Files, job_.Source.WorkPath, own,
              Scope(context_.Files, job_, context_.Exclusions, own), *this)
         .Run();
+    if (sums_) sums_->Finish(true);
   }
 
  private:
@@ -97,11 +102,23 @@ class VerifyWalk final : private TreeVisitor {
   Content CompareContent(const Folder& from, const Folder& to, std::u16string_view name,
                          std::uint64_t size);
   bool IsExtra(const Folder& folder, std::u16string_view name) const;
+  /// From now on sums that the backup does not have are added to its list.
+  void KeepSums(const Folder& root);
+  /// The content of a copy, which is that of its source, has this sum.
+  void NoteSum(std::u16string_view name, const ContentSum& sum);
 
   void Differs(std::uint32_t VerifyCounters::*kind, std::u16string_view text,
-               std::u16string_view path) {
-    TellDifference(context_, report_, kind, text, path);
+               std::u16string_view path, ChangedSide side = ChangedSide::Unknown,
+               std::u16string_view why = {}) {
+    TellDifference(context_, report_, kind, text, path, why, side);
   }
+  /// Of a file whose content differs: the kind, and the side that its sum convicts.
+  void TellContent(const TraversedFolder& in, const Folder& to, std::u16string_view name,
+                   const FileStatus& source, const FileStatus& dest);
+  ChangedSide Judge(const Folder& from, const Folder& to, std::u16string_view name);
+  std::optional<ContentSum> SumOf(Side& side, const Folder& folder, std::u16string_view name);
+  /// Below the root, as the list of sums has it.
+  std::string SumPath(std::u16string_view name) const;
   std::u16string DestOf(std::u16string_view name) const {
     return std::u16string(paths_.Dest()) + std::u16string(name);
   }
@@ -114,6 +131,9 @@ class VerifyWalk final : private TreeVisitor {
   std::vector<FileStatus> source_lineage_;
   std::optional<SourcePlace> source_place_;
   Side source_side_, dest_side_;
+  ContentSum sum_{};  ///< of the copy that was compared last, and is the same
+  std::optional<SumIndex> known_;
+  std::optional<ContentSums> sums_;
 };
 
 bool VerifyWalk::Enter(const TraversedFolder& in) {
@@ -124,10 +144,80 @@ bool VerifyWalk::Enter(const TraversedFolder& in) {
   OpenDest(context_.Files, parent, in.Name, paths_, level.Pair);
   if (!(in.IsRoot() && ShowsSource(in, level.Pair.Dest)) &&
       HasItsCopy(parent, in.Name, level.Pair)) {
+    if (in.IsRoot() && level.Pair.Dest && job_.Extras.KeepSums) KeepSums(level.Pair.Dest);
     return true;
   }
   levels_.pop_back();
   return false;
+}
+
+void VerifyWalk::KeepSums(const Folder& root) {
+  Result<Folder> own = root.Reopen();
+  if (!own) return;
+  known_.emplace(root);
+  sums_.emplace(std::move(*own), true);
+}
+
+void VerifyWalk::NoteSum(std::u16string_view name, const ContentSum& sum) {
+  if (!sums_) return;
+  const std::string path = SumPath(name);
+  if (!known_->Has({sum, path})) sums_->Note(FromUtf8(path), sum, true);
+}
+
+std::string VerifyWalk::SumPath(std::u16string_view name) const {
+  std::u16string path(paths_.BelowRoot());
+  if (PathSeparator(paths_.Source()) == u'\\') path = ReplaceAll(path, u"\\", u"/");
+  return ToUtf8(path += name);
+}
+
+std::optional<ContentSum> VerifyWalk::SumOf(Side& side, const Folder& folder,
+                                            std::u16string_view name) {
+  if (side.Open(folder, name)) return std::nullopt;
+  side.ForgetCached();
+  Summing sum;
+  do {
+    context_.Host.PumpMessages();
+    if (!GoesOn() || side.Read()) return std::nullopt;
+    sum.Add(side.Block());
+  } while (side.Size() == kBlock);
+  return sum.End();
+}
+
+/// Two against one: what the backup's list tells, and the side that agrees with it.
+ChangedSide VerifyWalk::Judge(const Folder& from, const Folder& to, std::u16string_view name) {
+  if (!known_) return ChangedSide::Unknown;
+  const std::string path = SumPath(name);
+  if (!known_->Knows(path)) return ChangedSide::Unknown;
+  const auto is_told = [&](const std::optional<ContentSum>& sum) {
+    return sum && known_->Has({*sum, path});
+  };
+  if (is_told(SumOf(dest_side_, to, name))) return ChangedSide::Source;
+  if (is_told(SumOf(source_side_, from, name))) return ChangedSide::Copy;
+  return ChangedSide::Unknown;
+}
+
+void VerifyWalk::TellContent(const TraversedFolder& in, const Folder& to, std::u16string_view name,
+                             const FileStatus& source, const FileStatus& dest) {
+  const bool is_file = source.Kind == FileKind::File;
+  const ChangedSide side = is_file ? Judge(in.Opened, to, name) : ChangedSide::Unknown;
+  if (!GoesOn()) return;
+  // A link to another place is always copied, whatever its time.
+  const bool passed_over = is_file && NeedsNoCopy(&source, &dest, true);
+  const std::u16string_view path = paths_.SourceOf(name);
+  if (side == ChangedSide::Copy) {
+    return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", path, side,
+                   u"備份的檔案已損壞，來源與備份時相同");
+  }
+  if (passed_over) {
+    return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", path, side,
+                   side == ChangedSide::Source
+                       ? u"來源在備份之後損壞，時間與大小沒有變；備份的檔案完好"
+                       : u"");
+  }
+  Differs(
+      &VerifyCounters::Changed,
+      is_file && source.Size != dest.Size ? u": 驗證檔案 (大小不同)：" : u": 驗證檔案 (內容不同)：",
+      path, side);
 }
 
 bool VerifyWalk::TakeSubfolder(const TraversedFolder&, const FolderEntry& folder, bool taken) {
@@ -195,7 +285,7 @@ void VerifyWalk::FindExtras(const TraversedFolder& in, const Level& level) {
     if ((folder ? level.Folders : level.Files).contains(entry->Name) || kept.Keeps(*entry)) {
       continue;
     }
-    if (in.IsRoot() && IsOwnerMark(entry->Name)) continue;
+    if (in.IsRoot() && IsBackupsOwn(entry->Name)) continue;
     if (folder && !IsExtra(dest, entry->Name)) continue;
     Differs(&VerifyCounters::Extra, folder ? u": 驗證資料夾 (多出)：" : u": 驗證檔案 (多出)：",
             DestOf(entry->Name));
@@ -241,7 +331,9 @@ void VerifyWalk::Compare(const TraversedFolder& in, const Folder& to, std::u16st
   VerifyCounters& found = report_.Counters;
   const Result<FileStatus> dest = to.Status(name);
   if (IsNotFound(dest.Error)) {
-    return Differs(&VerifyCounters::Missing, u": 驗證檔案 (缺少)：", paths_.SourceOf(name));
+    const bool was_there = known_ && known_->Knows(SumPath(name));
+    const ChangedSide side = was_there ? ChangedSide::Copy : ChangedSide::Unknown;
+    return Differs(&VerifyCounters::Missing, u": 驗證檔案 (缺少)：", paths_.SourceOf(name), side);
   }
   if (!dest) return Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", DestOf(name));
   if (dest->Kind != source.Kind) {
@@ -254,23 +346,18 @@ void VerifyWalk::Compare(const TraversedFolder& in, const Folder& to, std::u16st
               : *from == *copy ? Content::Same
                                : Content::Different;
   } else if (dest->Size != source.Size) {
-    return Differs(&VerifyCounters::Changed, u": 驗證檔案 (大小不同)：", paths_.SourceOf(name));
+    content = Content::Different;
   } else {
     content = CompareContent(in.Opened, to, name, source.Size);
   }
   if (content == Content::Same) {
     ++found.Equal;
     report_.Bytes += source.Size;
+    if (source.Kind == FileKind::File) NoteSum(name, sum_);
   } else if (content == Content::Unreadable) {
     Differs(&VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：", paths_.SourceOf(name));
   } else if (content == Content::Different) {
-    // A link to another place is always copied, whatever its time.
-    const bool passed_over = source.Kind == FileKind::File && NeedsNoCopy(&source, &*dest, true);
-    if (passed_over) {
-      Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", paths_.SourceOf(name));
-    } else {
-      Differs(&VerifyCounters::Changed, u": 驗證檔案 (內容不同)：", paths_.SourceOf(name));
-    }
+    TellContent(in, to, name, source, *dest);
   }
 }
 
@@ -280,14 +367,19 @@ VerifyWalk::Content VerifyWalk::CompareContent(const Folder& from, const Folder&
     return Content::Unreadable;
   }
   dest_side_.ForgetCached();
+  Summing sum;
   for (std::uint64_t done = 0;;) {
     if (source_side_.Read() || dest_side_.Read()) return Content::Unreadable;
     if (!source_side_.SameBlock(dest_side_)) return Content::Different;
     const std::size_t block = source_side_.Size();
+    sum.Add(dest_side_.Block());
     done += block;
     context_.Host.ApiFileCopyCallback(std::max(size, done), done, 0, size, done, kBlock);
     if (!GoesOn()) return Content::Cancelled;
-    if (block < kBlock) return Content::Same;
+    if (block < kBlock) {
+      sum_ = sum.End();
+      return Content::Same;
+    }
   }
 }
 

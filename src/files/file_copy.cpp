@@ -18,6 +18,11 @@ namespace {
 /// How much the system is asked to copy at once: blocks cost it a call each, and this many are done
 /// in a fraction of a millisecond.
 constexpr std::uint64_t kSystemStep = 8 * kCopyBlock;
+/// A file that is summed and no larger is read and written, which is not slower, and summed on the
+/// way; of a larger one, which is copied inside the system, a second thread makes the sum.
+constexpr std::uint64_t kLargestReadThrough = 4 * kCopyBlock;
+/// To read more than this of nothing takes longer than the copy does: such a file has no sum.
+constexpr std::uint64_t kMostHoles = std::uint64_t{1} << 32;
 /// The disk begins to write a large file while it is copied, in steps of this many bytes.
 constexpr std::uint64_t kWriteStep = 64 * kCopyBlock;
 /// A file that changes while it is copied is copied up to this many times; a larger one once, since
@@ -150,7 +155,7 @@ class FileCopy {
     }
     result_.Failed = false;
     result_.BytesCopied = size_;
-    staged = {std::move(temp_), std::u16string(dest_.Name), dest_.Status != nullptr};
+    staged = {std::move(temp_), std::u16string(dest_.Name), dest_.Status != nullptr, false, sum_};
     return true;
   }
 
@@ -269,6 +274,8 @@ class FileCopy {
   }
 
   void WarnOfChange() {
+    // What was read twice may have been read differently.
+    sum_.reset();
     result_.Message = u"Source File Changed While It Was Copied: ";
     (result_.Message += source_.FolderPath) += source_.Name;
     result_.Warning = true;
@@ -278,6 +285,9 @@ class FileCopy {
     result_ = {};
     shrunk_ = skipped_ = false;
     buffer_.reset();
+    summing_.reset();
+    behind_.reset();
+    sum_.reset();
     ErrorCode error = dest_file_.Seek(0);
     if (!error) error = dest_file_.SetSize(0);
     return !error || Fail(u"Could Not Write Destination File", dest_, error);
@@ -288,6 +298,12 @@ class FileCopy {
     unsigned blocks = 0;
     const bool sparse = from_.Allocated < size_;
     data_end_ = sparse ? 0 : size_;
+    sums_ = dest_.Summed && (!sparse || size_ - from_.Allocated <= kMostHoles);
+    if (sums_ && size_ <= kLargestReadThrough) {
+      summing_.emplace();
+      buffer_ = std::make_unique_for_overwrite<char[]>(
+          static_cast<std::size_t>(std::min<std::uint64_t>(size_, kCopyBlock)));
+    }
     while (done < size_) {
       if (show_.Cancelled(result_)) return false;
       if (done == data_end_ && !FindData(done)) return false;
@@ -309,6 +325,8 @@ class FileCopy {
         begun = done;
       }
     }
+    if (summing_) sum_ = summing_->End();
+    if (behind_) sum_ = behind_->Finish(size_);
     if (!skipped_) return true;
     const ErrorCode error = dest_file_.SetSize(size_);
     return !error || Fail(u"Could Not Write Destination File", dest_, error);
@@ -322,6 +340,7 @@ class FileCopy {
     const Result<std::uint64_t> hole = next < size_ && data ? source_file_.NextHole(next) : data;
     data_end_ = hole && *hole > next && *hole < size_ ? *hole : size_;
     skipped_ = skipped_ || next > done;
+    if (summing_) summing_->AddZeros(next - done);
     done = next;
     return SeekBoth(next);
   }
@@ -341,11 +360,22 @@ class FileCopy {
     const Result<std::uint64_t> did = dest_file_.CopyFrom(source_file_, length);
     if (did && *did == length) {
       copied = length;
+      SumCopied(done + length);
       return true;
+    }
+    if (sums_ && !behind_) {
+      summing_.emplace().AddZeros(done);
     }
     source_file_.HintSequential();
     buffer_ = std::make_unique_for_overwrite<char[]>(kCopyBlock);
     return SeekBoth(done);
+  }
+
+  /// So much has been copied inside the system.
+  void SumCopied(std::uint64_t done) {
+    if (!sums_) return;
+    if (!behind_) behind_ = std::make_unique<SumBehind>(source_file_);
+    behind_->Reach(done);
   }
 
   /// The next block through the buffer, which also tells which side failed.
@@ -355,6 +385,7 @@ class FileCopy {
     const Result<std::size_t> got = source_file_.Read(block);
     shrunk_ = got && *got < copied;
     if (!got || shrunk_) return Fail(u"Could Not Read Source File", source_, got.Error);
+    if (summing_) summing_->Add(block);
     const ErrorCode error = dest_file_.Write({block.data(), block.size()});
     return !error || Fail(u"Could Not Write Destination File", dest_, error);
   }
@@ -370,7 +401,11 @@ class FileCopy {
   ErrorCode attributes_error_ = 0;
   std::u16string link_target_, temp_;
   std::unique_ptr<char[]> buffer_;
+  std::optional<Summing> summing_;     ///< of what goes through the buffer
+  std::unique_ptr<SumBehind> behind_;  ///< of what is copied inside the system
+  std::optional<ContentSum> sum_;
   bool created_ = false, skipped_ = false;
+  bool sums_ = false;    ///< the sum is wanted
   bool shrunk_ = false;  ///< the source ended before its size
 };
 

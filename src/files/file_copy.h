@@ -7,9 +7,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "files/content_sum.h"
 #include "files/file_info.h"
 #include "files/progress_sink.h"
 #include "files/run_state.h"
@@ -45,6 +47,7 @@ struct CopySide {
   /// Of a destination: its disk does not sync as a whole; its folder bears a temporary name itself,
   /// so that the copy can be made under its own; its folder gives new files an access list.
   bool SyncsEach = false, UnderOwnName = false, PassesAccessOn = false;
+  bool Summed = false;  ///< of a destination: the sum of what is copied is wanted
 };
 
 /// A copy that is complete under its temporary name.
@@ -52,6 +55,8 @@ struct StagedFile {
   std::u16string TempName, Name;
   bool Replaces = false;  ///< something bore the name when it was looked at
   bool IsLink = false;    ///< it is one more name of a file that bears another already
+  /// Of a file that was copied, where it was wanted and is sure: the sum of what the copy holds.
+  std::optional<ContentSum> Sum = std::nullopt;
 
   /// False where there is none: nothing was copied.
   explicit operator bool() const { return !TempName.empty(); }

@@ -148,6 +148,7 @@ GroupCommit::Group GroupCommit::TakeNext() {
 }
 
 void GroupCommit::StartSync() {
+  if (journal_) journal_();
   const auto held = std::make_shared<std::vector<File>>(std::exchange(held_, {}));
   syncing_.emplace([disks = disks_, folders = std::exchange(changed_, {}), held] {
     ErrorCode first = 0;

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -75,6 +76,9 @@ class GroupCommit {
   /// From now on the room of what is replaced or removed is given back by this, which outlives
   /// this.
   void UseRelease(LateRelease* release) { release_ = release; }
+
+  /// Called before a sync is begun: what is to be on the disk with it.
+  void UseJournal(std::function<void()> journal) { journal_ = std::move(journal); }
 
   /// A handle of its own on a folder. Waits for pending changes where there are too many open
   /// files.
@@ -150,6 +154,7 @@ class GroupCommit {
   TempNames& names_;
   const std::size_t most_folders_;
   LateRelease* release_ = nullptr;
+  std::function<void()> journal_;
   Group filling_;
   std::optional<Group> synced_;   ///< on the disk, its changes are being made
   std::optional<Group> waiting_;  ///< at the thread

@@ -7,6 +7,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "files/path.h"
+#include "files/sum_list.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -192,6 +193,10 @@ bool IsOwnerMark(std::u16string_view name) {
   drop(kHalf);
   if (!drop(kOwnerMark)) return false;
   return name.empty() || (name[0] == u'.' && drop(u".7z"));
+}
+
+bool IsBackupsOwn(std::u16string_view name) {
+  return IsOwnerMark(name) || IsSumList(name);
 }
 
 std::u16string ArchiveMark(std::u16string_view archive) {

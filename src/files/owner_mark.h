@@ -65,6 +65,8 @@ inline constexpr std::u16string_view kOwnerMark = u".kavrel-owner";
 /// Whether an entry is the file of a backup's mark, of a folder or of an archive, or half of one
 /// that a killed run has left.
 bool IsOwnerMark(std::u16string_view name);
+/// Whether it is no part of what was backed up: such a file, or the list of sums.
+bool IsBackupsOwn(std::u16string_view name);
 /// The name of the file that is an archive's mark.
 std::u16string ArchiveMark(std::u16string_view archive);
 

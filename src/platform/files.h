@@ -65,6 +65,9 @@ class File {
   Result<std::size_t> Read(std::span<char> buffer);
   /// All from the current position on, about `expected` bytes; more than `limit` of them fail.
   Result<std::string> ReadToEnd(std::size_t expected, std::size_t limit);
+  /// The same from a position, which leaves the current one alone. Another thread may do so while
+  /// this one is copying inside the system.
+  Result<std::size_t> ReadAt(std::uint64_t position, std::span<char> buffer) const;
   ErrorCode Write(std::string_view bytes);
   /// Writes at a position, which leaves the current one alone.
   ErrorCode WriteAt(std::uint64_t position, std::string_view bytes);

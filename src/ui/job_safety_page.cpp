@@ -93,6 +93,10 @@ QWidget* JobSafetyPage::MakeGuard() {
 QWidget* JobSafetyPage::MakeOthers() {
   chkSpace_ = MakeSwitch("chkSpace", TrText(u"開始複製之前檢查目標磁碟的可用空間(&F)"));
   chkVerify_ = MakeSwitch("chkVerify", TrText(u"每次備份之後驗證內容(&V)"));
+  chkSums_ = MakeSwitch("chkSums", TrText(u"保存檔案的校驗碼(&Q)"));
+  chkSums_->setToolTip(
+      TrText(u"每個複製的檔案與每個壓縮檔的校驗碼都記在備份中的 .kavrel-sums，用 xxh128sum -c "
+             "可以檢查備份有沒有損壞。"));
   chkLinks_ = MakeSwitch("chkLinks", TrText(u"保留硬連結(&L)"));
   chkLinks_->setToolTip(
       TrText(u"來源中同一個檔案的多個名稱，在目標也是同一個檔案，內容只存放一次。"));
@@ -100,6 +104,7 @@ QWidget* JobSafetyPage::MakeOthers() {
   auto* layout = new QVBoxLayout(frame);
   layout->addWidget(chkSpace_);
   layout->addLayout(MakeRow({chkVerify_, chkLinks_}));
+  layout->addWidget(chkSums_);
   return frame;
 }
 
@@ -192,6 +197,7 @@ void JobSafetyPage::Show(const ExtraSettings& extras) {
   chkDeleteOld_->setChecked(extras.DeletesOld);
   ShowKeeping();
   chkVerify_->setChecked(extras.VerifyAfterRun);
+  chkSums_->setChecked(extras.KeepSums);
   chkLinks_->setChecked(extras.KeepHardLinks);
   cboLinkStates_->setCurrentIndex(static_cast<int>(extras.LinkStates));
   chkUnfinished_->setChecked(extras.UnfinishedName);
@@ -208,6 +214,7 @@ void JobSafetyPage::Read(JobForm& form) const {
   extras.KeepPlan = keep >= kFirstPlan ? PlanText(FromQString(txtKeepPlan_->text())) : u"";
   extras.DeletesOld = chkDeleteOld_->isChecked();
   extras.VerifyAfterRun = chkVerify_->isChecked();
+  extras.KeepSums = chkSums_->isChecked();
   extras.KeepHardLinks = chkLinks_->isChecked();
   extras.LinkStates = static_cast<LinkStates>(cboLinkStates_->currentIndex());
   extras.UnfinishedName = chkUnfinished_->isChecked();

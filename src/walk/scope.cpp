@@ -195,7 +195,7 @@ std::uint32_t FolderScope::TimesTaken(std::u16string_view name) const {
 
 std::uint32_t FolderScope::CountTaken(std::u16string_view name) const {
   // The mark of a backup is no part of it.
-  if (!scope_->job_ && IsOwnerMark(name)) return 0;
+  if (!scope_->job_ && IsBackupsOwn(name)) return 0;
   if (scope_->only_) return scope_->only_->Holds(RelativePath(at_, name)) ? 1 : 0;
   const BackupJob* job = scope_->job_;
   if (!job) return scope_->files_ ? 1 : 0;
@@ -219,7 +219,7 @@ std::optional<PlanReason> FolderScope::LeavesOut(const FolderEntry& file) const 
   }
   // In the place of such a file at the destination lies the mark of this backup; elsewhere it would
   // make the copy another job's place.
-  if (IsOwnerMark(file.Name)) {
+  if (IsBackupsOwn(file.Name)) {
     TraceLeftOut(u"the mark of a backup", path_, file.Name);
     return PlanReason::OwnerMark;
   }

@@ -36,7 +36,8 @@ TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
   EXPECT_NE(result.Output.find("文件 A    啟動  同步備份"), std::string::npos) << result.Output;
 
   EXPECT_EQ(Ctl({"edit", "文件 a", "--guard-min", "5", "--verify-after", "--no-space-check",
-                 "--no-hard-links", "--link-states", "hard", "--unfinished-name", "off"})
+                 "--no-hard-links", "--link-states", "hard", "--unfinished-name", "off", "--sums",
+                 "off"})
                 .ExitCode,
             0);
   EXPECT_EQ(Ctl({"edit", "文件 a", "--name", "照片", "--every", "1mo", "--disable", "--refuse", "",
@@ -51,7 +52,7 @@ TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
         "\"exclude_file_types\": true", "\"refused_days\": []", "\"percent\": 30", "\"fewest\": 5",
         "\"keep_newest\": 7", "\"verify_after_run\": true", "\"check_space\": false",
         "\"keep_hard_links\": false", "\"link_states\": \"hard\"", "\"unfinished_name\": false",
-        "\"next_run\": \"2126-11-25T01:00:00"}) {
+        "\"keep_sums\": false", "\"next_run\": \"2126-11-25T01:00:00"}) {
     EXPECT_NE(result.Output.find(part), std::string::npos) << part << " in " << result.Output;
   }
   EXPECT_EQ(result.Output.find("s3cret"), std::string::npos);

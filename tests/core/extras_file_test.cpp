@@ -29,7 +29,7 @@ class ExtrasFileTest : public testing::Test {
   static JobExtras All() {
     JobExtras extras;
     extras.GuardMirror = extras.CheckSpace = extras.KeepHardLinks = false;
-    extras.UnfinishedName = false;
+    extras.UnfinishedName = extras.KeepSums = false;
     extras.LinkStates = LinkStates::Reflink;
     extras.GuardPercent = 7;
     extras.GuardFewest = 8;

@@ -31,7 +31,7 @@ class BackupWalkTest : public testing::Test, protected TestProgram {
   std::vector<std::u16string> CopiedNames() {
     std::vector<std::u16string> names;
     for (const auto& entry : fs::recursive_directory_iterator(Dest())) {
-      if (entry.path().filename() == ToUtf8(kOwnerMark)) continue;
+      if (IsBackupsOwn(FromUtf8(entry.path().filename().string()))) continue;
       if (!entry.is_directory()) names.push_back(FromUtf8(entry.path().filename().string()));
     }
     std::sort(names.begin(), names.end());

@@ -25,6 +25,7 @@ std::map<std::string, std::string> LinksOf(const fs::path& root) {
   std::map<std::string, ino_t> numbers;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     struct stat found {};
+    if (entry.path() == root / ".kavrel-sums") continue;
     if (entry.is_regular_file() && lstat(entry.path().c_str(), &found) == 0) {
       numbers[entry.path().lexically_relative(root)] = found.st_ino;
     }

@@ -39,8 +39,9 @@ inline Tree Describe(const std::filesystem::path& root) {
   Tree tree;
   std::map<ino_t, std::vector<std::string>> names;
   std::vector<std::filesystem::path> paths{root};
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
-    paths.push_back(entry.path());
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    if (entry.path() != root / ".kavrel-sums") paths.push_back(entry.path());
+  }
   for (const std::filesystem::path& path : paths) {
     const struct stat found = StatusOf(path);
     std::string& text = tree[path.lexically_relative(root)];

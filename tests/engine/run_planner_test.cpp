@@ -38,7 +38,7 @@ class RunPlannerTest : public testing::Test, protected TestProgram {
     Tree tree;
     if (!fs::exists(root)) return tree;
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
-      if (entry.path().filename() == ToUtf8(kOwnerMark)) continue;
+      if (IsBackupsOwn(FromUtf8(entry.path().filename().string()))) continue;
       struct stat found {};
       lstat(entry.path().c_str(), &found);
       const bool folder = S_ISDIR(found.st_mode);

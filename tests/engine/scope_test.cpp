@@ -49,6 +49,7 @@ Planned Sort(const RunPlan& plan) {
 Paths FilesBelow(const fs::path& root) {
   Paths found;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    if (entry.path() == root / ".kavrel-sums") continue;
     if (entry.is_symlink() || !entry.is_directory()) {
       found.insert(entry.path().lexically_relative(root).string());
     }

@@ -354,7 +354,7 @@ struct Entries {
 Entries EntriesOf(const fs::path& root) {
   Entries entries;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
-    if (entry.path().filename() == ToUtf8(kOwnerMark)) continue;
+    if (IsBackupsOwn(FromUtf8(entry.path().filename().string()))) continue;
     (entry.is_directory() ? entries.Folders : entries.Files)
         .insert(entry.path().generic_string().substr(root.generic_string().size()));
   }

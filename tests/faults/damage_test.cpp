@@ -29,7 +29,10 @@ TEST_P(DamageTest, ARestoreBringsTheOldOrThePackedVersionAndTellsTheTruth) {
   const Tree packed = write("packed");
   job.Make("compressed");
   ASSERT_EQ(job.Command({"run", "J", "--compression", GetParam()}).ExitCode, 0);
-  const fs::path archive = fs::directory_iterator(job.Dest)->path();
+  fs::path archive;
+  for (const auto& entry : fs::directory_iterator(job.Dest)) {
+    if (entry.path().extension() == ".7z") archive = entry.path();
+  }
   const std::string whole = ReadTestFile(archive);
   constexpr std::size_t kBlock = 512;
   const std::size_t blocks = (whole.size() + kBlock - 1) / kBlock;

@@ -21,7 +21,15 @@ std::string Digest(const fs::path& root) {
   const char* const script =
       "cd \"$1\" && tar --sort=name --format=posix --pax-option=delete=atime,delete=ctime -cf - . |"
       "sha256sum";
+  // The list of sums is put aside meanwhile.
+  const fs::path list = root / ".kavrel-sums", aside = root.string() + ".sums";
+  const auto time = fs::last_write_time(root);
+  const bool listed = fs::exists(list);
+  if (listed) fs::rename(list, aside);
+  fs::last_write_time(root, time);
   const CommandResult result = RunCommand({"/bin/sh", "-c", script, "sh", root});
+  if (listed) fs::rename(aside, list);
+  fs::last_write_time(root, time);
   EXPECT_EQ(result.Errors, "");
   return result.Output;
 }

@@ -61,7 +61,7 @@ TEST_P(LimitTest, EndsWithToldFailuresOrSuccess) {
 /// Also before it has begun to look at its arguments.
 TEST(MemoryTest, ItsEndIsToldFromTheFirstInstructionOn) {
   std::size_t told = 0, done = 0;
-  for (int memory = 8'000'000; memory < 12'000'000; memory += 20'000) {
+  for (int memory = 8'500'000; memory < 13'000'000; memory += 25'000) {
     const CommandResult result =
         RunCommand({"/usr/bin/prlimit", "--as=" + std::to_string(memory), KAVRELCTL, "--version"});
     if (result.ExitCode == 127) continue;  // The system cannot load it.

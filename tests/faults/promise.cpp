@@ -4,6 +4,9 @@
 
 #include <algorithm>
 
+#include "base/text.h"
+#include "files/owner_mark.h"
+
 namespace fs = std::filesystem;
 
 namespace kavrel::faults {
@@ -198,9 +201,10 @@ Tree Below(const Tree& tree, const std::string& folder) {
   Tree below;
   for (const auto& [path, entry] : tree) {
     if (path == folder) below[""] = entry;
-    if (folder.empty() || path.starts_with(folder + "/")) {
-      below[folder.empty() ? path : path.substr(folder.size() + 1)] = entry;
-    }
+    if (!folder.empty() && !path.starts_with(folder + "/")) continue;
+    const std::string name = folder.empty() ? path : path.substr(folder.size() + 1);
+    // The list of sums is no part of what was backed up.
+    if (!IsBackupsOwn(FromUtf8(name))) below[name] = entry;
   }
   return below;
 }

@@ -135,8 +135,11 @@ Tree ReadTree(const fs::path& root) {
   if (!fs::exists(root)) return tree;
   constexpr auto kSkip = fs::directory_options::skip_permission_denied;
   for (const auto& item : fs::recursive_directory_iterator(root, kSkip)) {
-    // A backup's mark where there was no place for a remark.
-    if (item.path() == root / ToUtf8(kOwnerMark)) continue;
+    // A backup's mark where there was no place for a remark, and its list of sums.
+    if (item.path().parent_path() == root &&
+        IsBackupsOwn(FromUtf8(item.path().filename().string()))) {
+      continue;
+    }
     tree[item.path().lexically_relative(root).string()] = ReadEntry(item.path());
   }
   return tree;

@@ -23,7 +23,9 @@ void Compare(const fs::path& a, const fs::path& b, std::string& differences, boo
   }
   for (const auto& entry : fs::directory_iterator(b)) names[entry.path().filename()] |= 2;
   // The file of a backup's mark, where the disk has no place for a remark.
-  if (top) names.erase(ToUtf8(kOwnerMark));
+  if (top)
+    std::erase_if(names,
+                  [](const auto& name) { return IsBackupsOwn(FromUtf8(name.first.string())); });
   for (const auto& [name, sides] : names) {
     if (sides == 3) {
       Compare(a / name, b / name, differences);

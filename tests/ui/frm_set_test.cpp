@@ -526,6 +526,7 @@ TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
   EXPECT_FALSE(Get<QSpinBox>("numGuardFewest").isEnabled());
   Get<QCheckBox>("chkVerify").click();
   Get<QCheckBox>("chkLinks").click();
+  Get<QCheckBox>("chkSums").click();
   Get<QCheckBox>("chkUnfinished").click();
   Get<QComboBox>("cboLinkStates").setCurrentIndex(2);
   Button("btnSaveJob").click();
@@ -536,7 +537,7 @@ TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
   EXPECT_EQ(extras.GuardPercent, 30);
   EXPECT_FALSE(extras.GuardMirror);
   EXPECT_TRUE(extras.CheckSpace && extras.VerifyAfterRun);
-  EXPECT_FALSE(extras.KeepHardLinks || extras.UnfinishedName);
+  EXPECT_FALSE(extras.KeepHardLinks || extras.UnfinishedName || extras.KeepSums);
   EXPECT_EQ(extras.LinkStates, LinkStates::Hard);
   EXPECT_EQ(extras.MirroredTo, u"D:\\dst\\");
   EXPECT_EQ(Program.Program.Store.Jobs[0].Extras, JobExtras());

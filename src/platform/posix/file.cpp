@@ -30,6 +30,20 @@ Result<std::size_t> File::Read(std::span<char> buffer) {
   return {done, 0};
 }
 
+Result<std::size_t> File::ReadAt(std::uint64_t position, std::span<char> buffer) const {
+  std::size_t done = 0;
+  while (done < buffer.size()) {
+    const ssize_t got = Retry([&] {
+      return pread(handle_, buffer.data() + done, buffer.size() - done,
+                   static_cast<off_t>(position + done));
+    });
+    if (got < 0) return Result<std::size_t>::Fail(errno);
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return {done, 0};
+}
+
 ErrorCode File::Write(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t put = Retry([&] { return write(handle_, bytes.data(), bytes.size()); });

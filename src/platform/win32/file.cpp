@@ -36,6 +36,23 @@ Result<std::size_t> File::Read(std::span<char> buffer) {
   return {done, 0};
 }
 
+Result<std::size_t> File::ReadAt(std::uint64_t position, std::span<char> buffer) const {
+  // A read with a position moves the current one, which has to be put back.
+  LARGE_INTEGER current{}, zero{}, wanted{};
+  wanted.QuadPart = static_cast<LONGLONG>(position);
+  if (!SetFilePointerEx(handle_, zero, &current, FILE_CURRENT) ||
+      !SetFilePointerEx(handle_, wanted, nullptr, FILE_BEGIN)) {
+    return Result<std::size_t>::Fail(LastError());
+  }
+  File same(handle_);
+  const Result<std::size_t> got = same.Read(buffer);
+  same.handle_ = kNoHandle;
+  if (!SetFilePointerEx(handle_, current, nullptr, FILE_BEGIN)) {
+    return Result<std::size_t>::Fail(LastError());
+  }
+  return got;
+}
+
 ErrorCode File::Write(std::string_view bytes) {
   while (!bytes.empty()) {
     DWORD put = 0;
