@@ -78,7 +78,7 @@ _kavrelctl() {
     ;;
   --type) words=(full differential sync compressed) ;;
   --link-states) words=(auto off hard reflink) ;;
-  --unfinished-name|--sums) words=(on off) ;;
+  --unfinished-name|--sums|--scrub|--drill) words=(on off) ;;
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;
   --progress) words=(auto none json) ;;
@@ -94,7 +94,7 @@ _kavrelctl() {
   mapfile -t COMPREPLY < <(compgen -W "${words[*]}" -- "$cur")
   [[ $cur == -* || ${#words[@]} -gt 0 ]] && return
   case "${path[*]}" in
-  edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff | keep | pin | unpin)
+  edit | remove | show | status | next | run | preview | restore | verify | scrub | drill | archives | states | versions | diff | keep | pin | unpin)
     # Behind its job, diff takes two states, pin and unpin one.
     if [[ ${path[0]} =~ ^(diff|pin|unpin)$ && -n $job ]]; then
       _kavrelctl_names states "$job"

@@ -85,7 +85,7 @@ end
 
 function __kavrelctl_takes_job
     __kavrelctl_takes_state; and return 1
-    contains -- "$(__kavrelctl_command)" edit remove show status next run preview restore verify archives states versions diff keep pin unpin
+    contains -- "$(__kavrelctl_command)" edit remove show status next run preview restore verify scrub drill archives states versions diff keep pin unpin
 end
 
 function __kavrelctl_takes_rule

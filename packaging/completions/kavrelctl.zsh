@@ -49,7 +49,7 @@ _kavrelctl() {
     (--debug) _files; return ;;
     (--type) compadd full differential sync compressed; return ;;
     (--link-states) compadd auto off hard reflink; return ;;
-    (--unfinished-name|--sums) compadd on off; return ;;
+    (--unfinished-name|--sums|--scrub|--drill) compadd on off; return ;;
     (--compression) compadd store fast full; return ;;
     (--mode) compadd full incremental; return ;;
     (--progress) compadd auto none json; return ;;
@@ -82,7 +82,7 @@ _kavrelctl() {
     return
   fi
   case "$path_words" in
-    (edit | remove | show | status | next | run | preview | restore | verify | archives | states | versions | diff | keep | pin | unpin)
+    (edit | remove | show | status | next | run | preview | restore | verify | scrub | drill | archives | states | versions | diff | keep | pin | unpin)
       # Behind its job, diff takes two states, pin and unpin one.
       if [[ $path_words[1] == (diff|pin|unpin) && -n $job ]]; then
         found=(${(f)"$(kavrelctl $home states "$job" --names 2>/dev/null)"})

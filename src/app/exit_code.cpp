@@ -43,7 +43,7 @@ ExitCode CodeOfRun(const RunReport& report, const BackupJob& job) {
 
 ExitCode CodeOfBackup(const RunContext& context, const BackupJob& job) {
   const ExitCode code = CodeOfRun(context.Report, job);
-  return code == kSomeFailed && FoundNoPlace(context, job) ? kNoPlace : code;
+  return code == kSomeFailed && context.Report.HasNoPlace() ? kNoPlace : code;
 }
 
 ExitCode CodeOfRestore(const RunContext& context, const BackupJob& job) {

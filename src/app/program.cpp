@@ -6,6 +6,7 @@
 #include "base/crc32.h"
 #include "base/number.h"
 #include "base/text.h"
+#include "engine/drill.h"
 #include "engine/rule_check.h"
 #include "engine/states.h"
 #include "files/error_text.h"
@@ -20,6 +21,9 @@ namespace kavrel {
 namespace {
 
 constexpr std::int32_t kNormalPriority = 3;
+constexpr std::chrono::hours kCareAgain{1};
+constexpr std::chrono::days kDrillEvery{30};
+
 }  // namespace
 
 Program::Program(std::u16string program_folder, std::u16string settings_file, kavrel::Clock& clock,
@@ -95,6 +99,38 @@ bool Program::Start(std::u16string_view command_line) {
   host_.LayOut();
   TrimWorkingSet();
   return readable;
+}
+
+void Program::Tick() {
+  Scheduler.Tick(std::exchange(command_line_, {}));
+  CareForBackups();
+}
+
+void Program::CareForBackups() {
+  const DateTime now = clock_.Now();
+  const bool waits = now < care_waits_ && now + kCareAgain >= care_waits_;
+  if (State.RunBusy || State.CancelRequested || State.CommandLineRun || Pause.End() || waits)
+    return;
+  for (std::size_t i = 0; i < Store.Jobs.size(); ++i) {
+    if (CareFor(static_cast<std::int32_t>(i))) return;
+  }
+}
+
+bool Program::CareFor(std::int32_t job_index) {
+  const auto job = [&]() -> const BackupJob& {
+    return Store.Jobs[static_cast<std::size_t>(job_index)];
+  };
+  if (!job().Enabled || job().Deleted) return false;
+  const bool scrub = job().Extras.Scrub && ScrubIsDue(job());
+  const bool drill = !scrub && job().Extras.Drill && DrillIsDue(job());
+  if (!scrub && !drill) return false;
+  const VerifyReport report = scrub ? ScrubJobNow(job_index, {}, true) : DrillJobNow(job_index);
+  if (report.Outcome == RunOutcome::Ran) {
+    host_.CareEnded(job(), report, drill);
+  } else {
+    care_waits_ = clock_.Now() + kCareAgain;
+  }
+  return true;
 }
 
 std::vector<std::u16string> Program::RunNext(std::span<const std::u16string> names) {
@@ -198,7 +234,7 @@ void Program::PlayCompletionSound() const {
   if (Settings.PlaySound() && SoundAvailable()) PlaySoundFile(SoundPath());
 }
 
-RunOutcome Program::WhileBusy(const std::function<RunOutcome()>& work) {
+RunOutcome Program::WhileBusy(const std::function<RunOutcome()>& work, bool sounds) {
   if (State.RunBusy) {
     State.CancelRequested = true;
     return RunOutcome::NotStarted;
@@ -213,7 +249,7 @@ RunOutcome Program::WhileBusy(const std::function<RunOutcome()>& work) {
   host_.ShowRunPanels(false);
   Scheduler.SetSchedulerTimer(true);
   ProgramLog.SaveProgramLog();
-  PlayCompletionSound();
+  if (sounds) PlayCompletionSound();
   return outcome;
 }
 
@@ -245,7 +281,7 @@ RunOutcome Program::RunRestorePickedNow(std::int32_t job_index, const RestorePic
 }
 
 VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker,
-                                   std::u16string_view unit) {
+                                   std::u16string_view unit, bool mend) {
   VerifyReport report;
   WhileBusy([&] {
     const SleepInhibitor awake;
@@ -253,11 +289,68 @@ VerifyReport Program::VerifyJobNow(std::int32_t job_index, const ArchivePicker& 
     BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
     host_.VerificationStarting(
         job, unit.empty() ? DestinationNow(job) : std::u16string(UnitFolder(unit)));
-    report = RunVerifyJob(Context, job, {}, picker, unit);
+    report = RunVerifyJob(Context, job, {}, picker, unit, mend);
     NoteVerification(job, report);
     return report.Outcome;
   });
   return report;
+}
+
+VerifyReport Program::ScrubJobNow(std::int32_t job_index, std::u16string_view unit, bool part) {
+  VerifyReport report;
+  WhileBusy(
+      [&] {
+        const SleepInhibitor awake;
+        const QuietReading quiet;
+        Mounts.Load();
+        BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
+        host_.VerificationStarting(
+            job, unit.empty() ? DestinationNow(job) : std::u16string(UnitFolder(unit)));
+        report = RunScrubJob(Context, job, unit, part);
+        if (report.Outcome != RunOutcome::Ran || report.Stopped) return report.Outcome;
+        for (const VerifiedState& state : report.Units) {
+          NoteVerified(job, state.Unit, clock_.Now(), state.Damaged);
+        }
+        if (part) job.Extras.LastScrub = clock_.Now();
+        Store.SaveJobs();
+        return report.Outcome;
+      },
+      false);
+  return report;
+}
+
+VerifyReport Program::DrillJobNow(std::int32_t job_index) {
+  VerifyReport report;
+  WhileBusy(
+      [&] {
+        const SleepInhibitor awake;
+        Mounts.Load();
+        BackupJob& job = Store.Jobs[static_cast<std::size_t>(job_index)];
+        host_.VerificationStarting(job, DestinationNow(job));
+        report = RunDrillJob(Context, job);
+        if (report.Outcome != RunOutcome::Ran || report.Stopped) return report.Outcome;
+        const std::uint32_t good = report.Counters.Equal;
+        job.Extras.LastDrill = clock_.Now();
+        job.Extras.DrillGood = static_cast<std::int32_t>(good);
+        job.Extras.DrillFiles = static_cast<std::int32_t>(good + report.Counters.Differences());
+        Store.SaveJobs();
+        return report.Outcome;
+      },
+      false);
+  return report;
+}
+
+bool Program::ScrubIsDue(const BackupJob& job) const {
+  // A clock that was put back does not leave out a month.
+  const DateTime now = clock_.Now(), last = job.Extras.LastScrub;
+  return std::chrono::floor<std::chrono::days>(now) !=
+             std::chrono::floor<std::chrono::days>(last) ||
+         last > now;
+}
+
+bool Program::DrillIsDue(const BackupJob& job) const {
+  const DateTime now = clock_.Now(), last = job.Extras.LastDrill;
+  return now - last >= kDrillEvery || last > now;
 }
 
 void Program::NoteVerification(BackupJob& job, const VerifyReport& report) {

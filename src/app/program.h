@@ -44,7 +44,7 @@ class Program {
   /// same and keeps the file as it is.
   bool Start(std::u16string_view command_line);
   /// One firing of the timer that the host was told to set.
-  void Tick() { Scheduler.Tick(std::exchange(command_line_, {})); }
+  void Tick();
   /// Has these jobs run next, which another start of the program was given; gives the names of
   /// those that there are not.
   std::vector<std::u16string> RunNext(std::span<const std::u16string> names);
@@ -76,8 +76,19 @@ class Program {
   RunOutcome RunRestoreNow(std::int32_t job_index, const RestoreRequest& request);
   /// Compares that job's source with its backup, or tests its archive, in the same way; `unit`: a
   /// state of it. The job's second file notes when a state was verified to the end.
+  /// `mend`: what its sum convicts is copied anew.
   VerifyReport VerifyJobNow(std::int32_t job_index, const ArchivePicker& picker = {},
-                            std::u16string_view unit = {});
+                            std::u16string_view unit = {}, bool mend = false);
+  /// Compares that job's backup, or one state of it, with its sums in the same way, all of it or
+  /// the part whose turn it is; the second file notes where the next part begins.
+  VerifyReport ScrubJobNow(std::int32_t job_index, std::u16string_view unit = {},
+                           bool part = false);
+  /// Restores some files of it into a folder of their own to see whether that works; the second
+  /// file notes how it went.
+  VerifyReport DrillJobNow(std::int32_t job_index);
+  /// Whether the next part is to be read today, and whether it is time for a test restore.
+  bool ScrubIsDue(const BackupJob& job) const;
+  bool DrillIsDue(const BackupJob& job) const;
   /// What the verification found that followed the last backup; nothing when there was none.
   const std::optional<VerifyReport>& LastVerification() const {
     return Context.Report.Verification;
@@ -118,10 +129,14 @@ class Program {
 
  private:
   /// Does the work with the busy flag set, unless a run is busy already.
-  RunOutcome WhileBusy(const std::function<RunOutcome()>& work);
+  RunOutcome WhileBusy(const std::function<RunOutcome()>& work, bool sounds = true);
   RunOutcome RunStoredJob(BackupJob& job);
   void VerifyLastRun(BackupJob& job);
   void NoteVerification(BackupJob& job, const VerifyReport& report);
+  /// Does one of the things that jobs have asked for beside their runs, when nothing else is to be
+  /// done.
+  void CareForBackups();
+  bool CareFor(std::int32_t job_index);
   void NoteNamedRun(const BackupJob& job);
   void PlayCompletionSound() const;
   /// Asks about the overdue jobs of the store that was just loaded, unless the command line names
@@ -135,6 +150,8 @@ class Program {
   PriorityControl priority_;
   std::u16string command_line_;
   NamedRuns named_runs_;
+  /// What could not be done, a disk being away, is not tried again before then.
+  DateTime care_waits_ = kZeroDate;
   RunNotes no_notes_;
 
  public:

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/run_host.h"
+#include "engine/report.h"
 #include "schedule/past_due.h"
 #include "schedule/scheduler.h"
 
@@ -26,6 +27,10 @@ class ProgramHost : public RunHost, public SchedulerHost {
   virtual void OtherVersionKept(std::u16string_view /*path*/, std::u16string_view /*copy*/) {}
 
   /// A verification of the job begins, of the backup in that folder.
+  /// What a job has asked for beside its runs has taken place by itself: a part of its backup was
+  /// read again, or some of it was restored to see whether that works.
+  virtual void CareEnded(const BackupJob& /*job*/, const VerifyReport& /*report*/, bool /*drill*/) {
+  }
   virtual void VerificationStarting(const BackupJob& /*job*/, std::u16string_view /*backup*/) {}
 
   /// A job that was to run next has been removed, or renamed, since it was asked for.

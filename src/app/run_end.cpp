@@ -118,7 +118,9 @@ RunEnd EndOfVerification(const BackupJob& job, const VerifyReport& report) {
   end.Failures = report.Failures;
   end.Why = Differences(report);
   end.Bad = report.Stopped || !end.Why.empty();
-  end.Text = std::u16string(report.Stopped ? u"驗證中斷：" : u"驗證完成：") +
+  const std::u16string_view done = report.Drill ? u"試行還原完成：" : u"驗證完成：";
+  const std::u16string_view stopped = report.Drill ? u"試行還原中斷：" : u"驗證中斷：";
+  end.Text = std::u16string(report.Stopped ? stopped : done) +
              Fill(TrCountLater(u"%1 個檔案內容相同"), {Grouped(report.Counters.Equal)}) + u"，" +
              (end.Why.empty() ? u"沒有發現差異" : end.Why);
   return end;

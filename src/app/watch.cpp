@@ -173,6 +173,14 @@ void WatchHost::PauseChanged(const std::optional<DateTime>& end) {
   TellNow(Fill(Tr("paused: until %1"), {When(*end)}));
 }
 
+void WatchHost::CareEnded(const BackupJob& job, const VerifyReport& report, bool drill) {
+  const std::uint32_t differences = report.Counters.Differences();
+  TellNow(Fill(Tr(drill ? TrLater("test restore: %1, %2 as they were, %3 not")
+                        : TrLater("read again: %1, %2 equal, %3 different")),
+               {ToUtf8(ShownName(job.Name)), Count(report.Counters.Equal), Count(differences)}),
+          differences > 0 ? WatchLevel::Warning : WatchLevel::Info);
+}
+
 void WatchHost::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
   TellNow(
       Fill(Tr("kept: %1 was changed by somebody else, or is damaged; that version is kept as %2"),

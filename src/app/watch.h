@@ -41,6 +41,7 @@ class WatchHost final : public ProgramHost {
   void AskPastDue(PastDueQuestion& question) override;
   void TimesSetRight(const BackupJob& job, DateTime was) override;
   void PauseChanged(const std::optional<DateTime>& end) override;
+  void CareEnded(const BackupJob& job, const VerifyReport& report, bool drill) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;
 
  private:

@@ -393,6 +393,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   archiver.param1 = archive_path;
   archiver.param2 = AddBackslash(job.Source.WorkPath);
   PackedFiles listed;
+  const std::uint64_t troubles = context.Failures.Count();
   const PackLists lists = BuildListFile(context, job, archive_path, &listed);
   if (context.State.CancelRequested) return kCommandCancelled;
   archiver.Param3 = u"@" + lists.Entries;
@@ -405,6 +406,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
     const Result<Folder> made = context.Files.MakeFolders(folder);
     if (!made) {
       CountFailure(context, 0);
+      if (context.NotMade) context.NotMade();
       context.Tell(u": 建立目錄 (失敗)：", folder, ApiErrorText(made.Error));
       return made.Error;
     }
@@ -427,7 +429,9 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   const std::uint32_t failed = context.Counters.FailedFiles - failed_before;
   const std::uint32_t told = result == 1 ? TellDoubts(context, job, listed, true) : 0;
   if (told < failed) {
-    context.Tell(u": 建立壓縮檔 (失敗)：", archive_path, LastWords(archiver.ResultBuffer));
+    const bool nothing = lists.Entries.empty() && context.Failures.Count() == troubles;
+    context.Tell(u": 建立壓縮檔 (失敗)：", archive_path,
+                 nothing ? u"沒有可壓縮的檔案" : LastWords(archiver.ResultBuffer));
   }
   context.Log.WriteTimed(u": " + archiver.DebugCommand);
   context.Log.WriteJobLog(ReplaceAll(archiver.ResultBuffer, u"\n", u"\r\n"));

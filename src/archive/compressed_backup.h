@@ -47,6 +47,8 @@ struct ArchiveContext {
   /// Whether the disk that a folder of the destination lay on when the run began has left it; its
   /// path with the final separator. Null: nobody has looked.
   std::function<bool(std::u16string_view path, const Folder& folder)> HasLostDisk{};
+  /// Called when the folder of the archive could not be made.
+  std::function<void()> NotMade{};
 
   /// Logs and notes what failed, and why.
   void Tell(std::u16string_view text, std::u16string_view what, std::u16string_view why = {}) {

@@ -51,9 +51,34 @@ void AddVerify(CLI::App& app, CommandLine& line) {
                          Tr("Archive of a compressed job, by name or path, else the newest"));
   verify->add_option("--state", line.Verify.State, Tr("Which state, as for restore"))
       ->excludes(tested);
+  verify->add_flag("--mend", line.Verify.Mend,
+                   Tr("Copy anew what is damaged in the backup, where the source is still what it "
+                      "was; the damaged copy stays beside it as NAME.damaged"));
   line.AddOutput(*verify);
   verify->callback(
       line.Run([&line](Session& session) { return VerifyJobs(session, line.Verify); }));
+}
+
+void AddCare(CLI::App& app, CommandLine& line) {
+  CLI::App* scrub = app.add_subcommand(
+      "scrub", Tr("Read backups again and compare every file with its sum; needs no source"));
+  scrub->add_option("jobs", line.Care.Names, Tr("Names of the jobs"));
+  CLI::Option* state =
+      scrub->add_option("--state", line.Care.State, Tr("Which state, as for restore; else all"));
+  scrub
+      ->add_flag("--due", line.Care.Due,
+                 Tr("Of the jobs with --scrub on, a thirtieth each, once a day: what has not been "
+                    "read for longest"))
+      ->excludes(state);
+  line.AddOutput(*scrub);
+  scrub->callback(line.Run([&line](Session& session) { return ScrubJobs(session, line.Care); }));
+  CLI::App* drill = app.add_subcommand(
+      "drill", Tr("Restore up to 25 files of a backup, taken at random, into a folder of their own "
+                  "and compare them with their sums"));
+  drill->add_option("jobs", line.Care.Names, Tr("Names of the jobs"));
+  drill->add_flag("--due", line.Care.Due, Tr("Of the jobs with --drill on, once a month"));
+  line.AddOutput(*drill);
+  drill->callback(line.Run([&line](Session& session) { return DrillJobs(session, line.Care); }));
 }
 
 void AddStates(CLI::App& app, CommandLine& line) {
@@ -140,6 +165,7 @@ void AddLog(CLI::App& app, CommandLine& line) {
 void AddBackupCommands(CLI::App& app, CommandLine& line) {
   AddRestore(app, line);
   AddVerify(app, line);
+  AddCare(app, line);
   AddStates(app, line);
   AddKeeping(app, line);
   AddArchives(app, line);

@@ -24,6 +24,7 @@ struct CommandLine {
   RunChoice Choice;
   StatusChoice Status;
   VerifyChoice Verify;
+  CareChoice Care;
   bool Json = false;
   std::size_t Last = 20, Show = 0, Times = 3;
   int ExitCode = kDone;

@@ -140,10 +140,22 @@ struct VerifyChoice {
   std::vector<std::string> Names;
   std::string Archive;  ///< of the one compressed job; empty: the newest
   std::string State;    ///< of the one job; empty: as in a restore
+  bool Mend = false;    ///< damaged copies are made anew, where the source is still what it was
   OutputChoice Output{};
 };
 /// Compares the sources of these jobs with their backups, or tests an archive of a compressed one.
 int VerifyJobs(Session& session, const VerifyChoice& choice);
+/// Reads a backup again, or tries a restore of some of it.
+struct CareChoice {
+  std::vector<std::string> Names;
+  std::string State;  ///< the only one to be read, of the one job; empty: all
+  bool Due = false;   ///< of the jobs that have it switched on, those whose turn it is
+  OutputChoice Output{};
+};
+/// Compares the backups of these jobs with their sums; with Due only the part whose turn it is.
+int ScrubJobs(Session& session, const CareChoice& choice);
+/// Restores some files of them into a folder of their own and compares them with their sums.
+int DrillJobs(Session& session, const CareChoice& choice);
 /// An archive of the job as the command line names it, by its name or its path: the name. Nothing,
 /// after saying so, when the job has no archives, or the path leads elsewhere. Empty stays empty.
 std::optional<std::u16string> ArchiveName(Session& session, const BackupJob& job,

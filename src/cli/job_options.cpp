@@ -127,15 +127,18 @@ std::string ReadStateOptions(const JobOptions& options, ExtraSettings& extras) {
     extras.KeepPlan = plan ? KeepPlanText(*plan) : std::u16string();
     extras.KeepNewest = 0;
   }
-  if (options.UnfinishedName) {
-    const bool on = *options.UnfinishedName == "on";
-    if (!on && *options.UnfinishedName != "off") return Tr("--unfinished-name takes on or off");
-    extras.UnfinishedName = on;
-  }
-  if (options.Sums) {
-    const bool on = *options.Sums == "on";
-    if (!on && *options.Sums != "off") return Tr("--sums takes on or off");
-    extras.KeepSums = on;
+  const struct {
+    const std::optional<std::string>& Given;
+    bool& Setting;
+    const char* Name;
+  } switches[] = {{options.UnfinishedName, extras.UnfinishedName, "--unfinished-name"},
+                  {options.Sums, extras.KeepSums, "--sums"},
+                  {options.Scrub, extras.Scrub, "--scrub"},
+                  {options.Drill, extras.Drill, "--drill"}};
+  for (const auto& [given, setting, name] : switches) {
+    if (!given) continue;
+    if (*given != "on" && *given != "off") return Fill(Tr("%1 takes on or off"), {name});
+    setting = *given == "on";
   }
   return {};
 }
@@ -198,13 +201,20 @@ void JobOptions::AddTo(CLI::App& command) {
   command.add_option("--sums", Sums,
                      Tr("on (default) or off: the sum of each file that is copied is kept in the "
                         "backup, in .kavrel-sums, which xxh128sum -c checks"));
+  command.add_option("--scrub", Scrub,
+                     Tr("on or off (default): a thirtieth of the backup is read again each day and "
+                        "compared with its sums"));
+  command.add_option("--drill", Drill,
+                     Tr("on or off (default): some files are restored each month into a folder of "
+                        "their own, to see whether that works"));
 }
 
 bool JobOptions::Any() const {
   const auto given = [](const auto&... options) { return (options.has_value() || ...); };
   return given(Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard, ExcludeTypes,
                Subfolders, SourceFolder, Recycle, Enable, SpaceCheck, VerifyAfter, HardLinks,
-               MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName, KeepPlan, DeleteOld, Sums) ||
+               MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName, KeepPlan, DeleteOld, Sums,
+               Scrub, Drill) ||
          NoLimit || PasswordStdin || NoPassword || Adopt;
 }
 

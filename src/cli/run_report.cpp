@@ -170,12 +170,21 @@ const KindOfDifference& KindOf(const VerifyDifference& difference) {
   return kKinds[0];
 }
 
-void PrintVerification(const VerifyReport& report, const BackupJob& job) {
+std::u16string_view VerifiedWord(std::string_view kind, bool stopped) {
+  if (kind == "drill") return stopped ? Tr(u"試行還原中斷") : Tr(u"試行還原完成");
+  if (kind == "scrub") return stopped ? Tr(u"重讀備份中斷") : Tr(u"重讀備份完成");
+  return stopped ? Tr(u"驗證中斷") : Tr(u"驗證完成");
+}
+
+void PrintVerification(const VerifyReport& report, const BackupJob& job, std::string_view what) {
   Block block(ShownName(job.Name) + std::u16string(Tr(u"：")) +
-              std::u16string(report.Stopped ? Tr(u"驗證中斷") : Tr(u"驗證完成")));
+              std::u16string(VerifiedWord(what, report.Stopped)));
   block.Line(TrLater(u"內容相同檔案總計　："), ScreenNumber(report.Counters.Equal));
   for (const KindOfDifference& kind : kKinds) {
     block.Line(kind.Label, ScreenNumber(report.Counters.*kind.Counter));
+  }
+  if (report.Mended > 0) {
+    block.Line(TrLater(u"已修復檔案總計　　："), ScreenNumber(report.Mended));
   }
   block.Line(TrLater(u"完成驗證容量總計　："), Shown(FormatSize(report.Bytes, SizeMode::Both)));
   block.Line(TrLater(u"日誌檔名稱　　　　："), report.LogPath);
@@ -335,23 +344,32 @@ void RunReports::TellDifferences(nlohmann::json& run, const VerifyReport& report
   }
 }
 
-ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& job) {
+ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& job,
+                                  std::string_view what) {
   const std::u16string folder = ExpandedDestination(job, session_.Clock());
   const ExitCode code = CodeOfVerification(report);
-  nlohmann::json run = Begin(job, "verification", code);
+  nlohmann::json run = Begin(job, what, code);
+  run["against"] = report.BySums ? "sums" : "source";
   run["source"] = JsonText(job.Source.Path);
   run["destination"] = JsonText(folder);
   run["differences"] = nlohmann::json::array();
-  for (const char* figure : {"equal", "bytes", "log_file"}) run[figure] = nullptr;
+  for (const char* figure : {"equal", "bytes", "mended", "log_file"}) run[figure] = nullptr;
   for (const KindOfDifference& kind : kKinds) run[std::string(kind.Word)] = nullptr;
   switch (report.Outcome) {
     case RunOutcome::SourceMissing:
+      if (what != kVerification) {
+        Trouble(run, job, Say("there is no backup: %1", {Printable(folder)}));
+        break;
+      }
       Trouble(run, job,
               Say("there is nothing to compare: %1, %2",
                   {Printable(job.Source.Path), Printable(folder)}));
       break;
     case RunOutcome::NothingPicked:
-      Trouble(run, job, Say("there is no such archive in %1", {Printable(folder)}));
+      Trouble(run, job,
+              report.BySums ? Say("the backup has no sums, a verification makes them: %1",
+                                  {Printable(folder)})
+                            : Say("there is no such archive in %1", {Printable(folder)}));
       break;
     case RunOutcome::NoArchiver:
       Trouble(run, job, Message(kNoArchiverReason));
@@ -367,8 +385,13 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
         run[std::string(kind.Word)] = report.Counters.*kind.Counter;
       }
       run["bytes"] = report.Bytes;
+      run["mended"] = report.Mended;
       run["log_file"] = JsonTextOrNull(JsonText(report.LogPath));
-      if (AsText()) PrintVerification(report, job);
+      if (report.BySums && what == kVerification) {
+        PrintError(Fill(Tr("%1: the source is not there, compared with the backup's sums instead"),
+                        {PrintableName(job.Name)}));
+      }
+      if (AsText()) PrintVerification(report, job, what);
       TellDifferences(run, report, job);
       if (report.WrongPassword) run["result"] = "wrong-password";
       if (report.WrongPassword) Trouble(run, job, Message(kWrongPasswordText));

@@ -15,6 +15,8 @@ Message WithAway(const Message& message, const RunReport& report);
 /// The word for what a run ended with: "ok", "some-failed", "interrupted" and the like.
 std::string_view ResultWord(ExitCode code);
 
+inline constexpr std::string_view kVerification = "verification";
+
 /// The runs of one command. As text each is told when it ends, standard error having what went
 /// wrong; as JSON all of them at the end.
 class RunReports {
@@ -24,7 +26,9 @@ class RunReports {
 
   /// Of a backup or a restore that just ended. `missing` says what a missing folder is.
   ExitCode Run(RunOutcome outcome, const BackupJob& job, bool restore, const Message& missing);
-  ExitCode Verification(const VerifyReport& report, const BackupJob& job);
+  /// `what`: what the record is called; a verification, or "scrub" or "drill".
+  ExitCode Verification(const VerifyReport& report, const BackupJob& job,
+                        std::string_view what = kVerification);
   /// To be called last.
   void Print(ExitCode code) const;
 

@@ -25,6 +25,12 @@ std::optional<std::vector<std::size_t>> Named(Session& session,
   return found;
 }
 
+nlohmann::json DrillOf(const JobExtras& extras) {
+  return {{"when", JsonTime(extras.LastDrill)},
+          {"good", extras.DrillGood},
+          {"files", extras.DrillFiles}};
+}
+
 nlohmann::json ToJson(const BackupJob& job, const JobStatus& status) {
   return {{"name", JsonText(job.Name)},
           {"status", StatusWord(status.Word)},
@@ -34,6 +40,8 @@ nlohmann::json ToJson(const BackupJob& job, const JobStatus& status) {
           {"last_success", JsonTime(status.LastGood)},
           {"last_run", JsonTime(job.LastRun)},
           {"next_run", JsonTime(job.NextRun)},
+          {"last_scrub", JsonTime(job.Extras.LastScrub)},
+          {"last_drill", DrillOf(job.Extras)},
           {"log_file", JsonTextOrNull(JsonText(status.LogPath))}};
 }
 

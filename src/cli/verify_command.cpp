@@ -38,7 +38,7 @@ int VerifyJobs(Session& session, const VerifyChoice& choice) {
     const VerifyReport report = session.Program().VerifyJobNow(
         job->JobIndex,
         [&](const std::vector<ArchiveFile>& archives) { return ArchiveNamed(archives, *archive); },
-        *unit);
+        *unit, choice.Mend);
     const ExitCode code = reports.Verification(report, *job);
     worst = Graver(worst, code);
     if (code == kInterrupted || InterruptRequested()) break;

@@ -32,6 +32,8 @@ constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"CheckSpace", &JobExtras::CheckSpace},
                                      {u"VerifyAfterRun", &JobExtras::VerifyAfterRun},
                                      {u"KeepSums", &JobExtras::KeepSums},
+                                     {u"Scrub", &JobExtras::Scrub},
+                                     {u"Drill", &JobExtras::Drill},
                                      {u"KeepHardLinks", &JobExtras::KeepHardLinks},
                                      {u"UnfinishedName", &JobExtras::UnfinishedName},
                                      {u"DeletesOld", &JobExtras::DeletesOld},
@@ -51,7 +53,9 @@ struct NumberField {
 };
 constexpr NumberField kNumbers[] = {{u"GuardPercent", &JobExtras::GuardPercent, 1, 100},
                                     {u"GuardFewest", &JobExtras::GuardFewest, 1, kMaxGuardFewest},
-                                    {u"KeepNewest", &JobExtras::KeepNewest, 0, kMaxKeepNewest}};
+                                    {u"KeepNewest", &JobExtras::KeepNewest, 0, kMaxKeepNewest},
+                                    {u"DrillGood", &JobExtras::DrillGood, 0, INT32_MAX},
+                                    {u"DrillFiles", &JobExtras::DrillFiles, 0, INT32_MAX}};
 template <typename Owner>
 struct TextField {
   std::u16string_view Name;
@@ -59,7 +63,8 @@ struct TextField {
 };
 constexpr TextField<JobExtras> kTexts[] = {{u"Id", &JobExtras::Id},
                                            {u"MirroredTo", &JobExtras::MirroredTo},
-                                           {u"KeepPlan", &JobExtras::KeepPlan}};
+                                           {u"KeepPlan", &JobExtras::KeepPlan},
+                                           {u"ScrubAt", &JobExtras::ScrubAt}};
 constexpr TextField<KnownPlaces> kPlaceTexts[] = {
     {u"SourcePlace", &KnownPlaces::SourcePlace},
     {u"DestinationPlace", &KnownPlaces::DestinationPlace}};
@@ -68,7 +73,9 @@ struct DateField {
   DateTime JobExtras::*Field;
 };
 constexpr DateField kDates[] = {{u"TimeMoved", &JobExtras::TimeMoved},
-                                {u"LastGood", &JobExtras::LastGood}};
+                                {u"LastGood", &JobExtras::LastGood},
+                                {u"LastScrub", &JobExtras::LastScrub},
+                                {u"LastDrill", &JobExtras::LastDrill}};
 constexpr std::u16string_view kKeyNames[] = {u"Name", u"Source", u"Destination"};
 struct BytesField {
   std::u16string_view Name;
@@ -92,8 +99,9 @@ constexpr std::u16string_view kFormer = u"Former", kOfFormer = u"Former.";
 constexpr std::u16string_view kDropped[] = {u"Unfinished", u"SourceMount"};
 /// What another installation knows of its own jobs.
 constexpr std::u16string_view kOfRuns[] = {
-    u"Id=",      u"Adopt=", u"MirroredTo=", u"Made=",  u"Unfinished=",
-    u"Unbegun=", u"Bad=",   u"LastGood=",   u"BadBy=", u"Verified="};
+    u"Id=",        u"Adopt=",   u"MirroredTo=", u"Made=",      u"Unfinished=",
+    u"Unbegun=",   u"Bad=",     u"LastGood=",   u"BadBy=",     u"Verified=",
+    u"LastScrub=", u"ScrubAt=", u"LastDrill=",  u"DrillGood=", u"DrillFiles="};
 
 std::u16string FormatMount(const KnownMount& mount) {
   std::u16string text(mount.OfSource ? kSource : kDestination);

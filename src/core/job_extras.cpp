@@ -67,6 +67,10 @@ void MovePlaces(JobExtras& extras, const PlacePair& from, const PlacePair& to) {
   std::erase_if(former, [&](const FormerPlaces& one) { return one.Pair == from; });
   former.push_back({from, std::exchange(known, {})});
   extras.MirroredTo.clear();
+  // Another backup has not been read.
+  extras.LastScrub = extras.LastDrill = kZeroDate;
+  extras.ScrubAt.clear();
+  extras.DrillGood = extras.DrillFiles = 0;
   for (const bool of_source : {true, false}) {
     const auto side = of_source ? &PlacePair::Source : &PlacePair::Destination;
     // The newest knows of all disks that the older ones knew of.

@@ -39,6 +39,8 @@ struct ExtraSettings {
   bool DeletesOld = false;  ///< what is not kept is deleted, not moved to the recycle bin
   bool VerifyAfterRun = false;
   bool KeepSums = true;       ///< the sums of what is copied are kept beside it
+  bool Scrub = false;         ///< a thirtieth of the backup is read again each day
+  bool Drill = false;         ///< some files are restored each month to see whether that works
   bool KeepHardLinks = true;  ///< a file of several names gets one copy of several names
   kavrel::LinkStates LinkStates = kavrel::LinkStates::Auto;
   bool UnfinishedName = true;  ///< a dated folder gets its name when it is whole
@@ -146,6 +148,12 @@ struct JobExtras : ExtraSettings, KnownPlaces {
   BadEnd BadBy = BadEnd::Other;  ///< where Bad
   /// The user has chosen what is kept since the last time that something went: much may go at once.
   bool KeepAgreed = false;
+  /// The last day on which a part was read again, and where the next begins (ScrubTurnText).
+  DateTime LastScrub = kZeroDate;
+  std::u16string ScrubAt;
+  /// The last test restore that came to its end: so many of so many files came back as they were.
+  DateTime LastDrill = kZeroDate;
+  std::int32_t DrillGood = 0, DrillFiles = 0;
   bool Unseen = false;  ///< in the last backup there were files that could not be looked at
   /// When the program last moved NextRun, where that was later than LastRun tells; else the zero
   /// date.

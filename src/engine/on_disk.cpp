@@ -1,8 +1,11 @@
 #include "engine/on_disk.h"
 
+#include <tuple>
 #include <utility>
 
 #include "base/text.h"
+#include "engine/read_sum.h"
+#include "engine/tree_walk.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
@@ -261,7 +264,10 @@ bool OnDisk::Make(const FolderPair* parent, std::u16string_view name, const Walk
   pair.DestOnlyLocked = metadata_ && pair.DestFound && !OwnerMayAll(*pair.DestFound) &&
                         !SeesDifference(pair, {}, pair.SourceStatus, *pair.DestFound);
   pair.Summed = keeps_sums_ && job_.Extras.KeepSums;
-  if (!MakeDestination(context_.Files, parent, name, paths, pair)) return false;
+  if (!MakeDestination(context_.Files, parent, name, paths, pair)) {
+    if (!parent && !context_.Files.FolderExists(place_)) context_.Report.NotMade = true;
+    return false;
+  }
   // The new name in the folder above is to reach the disk, too; its times change with it.
   if (pair.DestIsNew) {
     const auto& changed = Shared(parent ? *parent : pair, above);
@@ -293,6 +299,11 @@ void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
   if (!shared) {
     if (staged.RollBack(pair.Dest)) names_.NoteLeft();
     return CountFailed(source_path);
+  }
+  if (SourceIsSpoilt(pair, dest_path, staged)) {
+    if (staged.RollBack(pair.Dest)) names_.NoteLeft();
+    return CountFailed(source_path,
+                       u"來源的內容變了，時間、大小卻沒有變，可能已損壞；備份的檔案完好，保留不動");
   }
   if (pair.Unnamed) {
     ++pair.Unnamed->Files;
@@ -417,9 +428,33 @@ void OnDisk::NoteSum(std::u16string_view folder_path, const StagedFile& staged) 
   }
 }
 
+namespace {
+
+bool IsLater(FileTime a, FileTime b) {
+  return std::tie(a.Seconds, a.Nanoseconds) > std::tie(b.Seconds, b.Nanoseconds);
+}
+
+}  // namespace
+
+bool OnDisk::SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_path,
+                            const StagedFile& staged) {
+  if (!former_sums_ || !staged.Sum || !staged.Replaces) return false;
+  const std::string path = ToUtf8(SumPath(dest_path, staged.Name));
+  if (!former_sums_->Knows(path) || former_sums_->Has({*staged.Sum, path})) return false;
+  const Result<FileStatus> source = pair.Source.Status(staged.Name);
+  const Result<FileStatus> copy = pair.Dest.Status(staged.Name);
+  if (!source || !copy || !NeedsNoCopy(&*source, &*copy, true)) return false;
+  // Somebody who writes may put the time back, but not the record of the change.
+  if (IsLater(source->Changed, copy->Changed)) return false;
+  const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
+  return sum && former_sums_->Has({*sum, path});
+}
+
 void OnDisk::MarkFolder(const FolderPair& root) {
   OpenSums(root.Dest.Reopen());
   if (sums_) sums_->Heal();
+  const bool all_anew = !job_.Differential && !job_.Synchronise && !context_.Force;
+  if (sums_ && all_anew && !root.DestIsNew) former_sums_.emplace(root.Dest);
   // What the source has comes first: the mark may lie elsewhere where there is no room for both.
   // The permissions stay the owner's alone until the run is done.
   const Result<FileStatus> own = root.Dest.Status();

@@ -114,6 +114,10 @@ class OnDisk final : public Effects {
   }
 
   void OpenSums(Result<Folder> root);
+  /// Whether a copy that would replace a good one has a content that nobody has written: time, size
+  /// and record of the source are those of that copy, which still has its sum.
+  bool SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_path,
+                      const StagedFile& staged);
   /// The path below the root, as the list of sums has it.
   std::u16string SumPath(std::u16string_view folder_path, std::u16string_view name) const;
   /// A copy is on its way to its name.
@@ -130,6 +134,8 @@ class OnDisk final : public Effects {
   bool told_all_links_ = false;
   bool keeps_sums_ = false;
   std::optional<ContentSums> sums_;  ///< once there is a root to keep them in
+  /// Of a job that copies everything each time: the sums before the run.
+  std::optional<SumIndex> former_sums_;
 };
 
 }  // namespace kavrel

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/job_extras.h"
 #include "core/run_counters.h"
 #include "core/run_failures.h"
 
@@ -60,10 +61,16 @@ struct VerifyReport {
   VerifyCounters Counters;
   std::vector<VerifyDifference> Differing;  ///< the first of them; a missing folder is one
   RunFailures Failures;                     ///< the same in the words of the log
+  std::uint32_t BadCopies =
+      0;                     ///< of those, copies that their sums convict and the source could mend
+  std::uint32_t Mended = 0;  ///< copies that were damaged, and are those of the source again
   bool WrongPassword = false;  ///< the archive, counted as unreadable, may be whole all the same
   std::uint64_t Bytes = 0;     ///< compared
   std::u16string RefusalText;  ///< of one that was Guarded: which disk is away
   std::u16string LogPath;
+  bool BySums = false;               ///< with the backup's sums, not with the source
+  bool Drill = false;                ///< what was compared came back by a test restore
+  std::vector<VerifiedState> Units;  ///< dated folders that were read whole, without their time
   std::u16string Unit;  ///< the state that was verified; empty for a folder that is always the same
 };
 
@@ -80,10 +87,15 @@ struct RunReport {
   bool Agreed = false;
   /// A disk that a backup began with was not there any more at its end.
   bool LostDisk = false;
+  /// The destination was not there, and could not be made.
+  bool NotMade = false;
   /// A restore came to nothing because the job's password does not open the archive.
   bool WrongPassword = false;
   std::u16string LogPath;                    ///< empty where nothing was logged
   std::optional<VerifyReport> Verification;  ///< of the one that followed the run
+
+  /// A place that has gone with its disk is none that cannot be had.
+  bool HasNoPlace() const { return NotMade && !LostDisk; }
 };
 
 }  // namespace kavrel

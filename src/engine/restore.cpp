@@ -265,6 +265,15 @@ RunOutcome Restore(RunContext& context, BackupJob& job, const RestoreRequest& re
     context.Report.RefusalText = disks.Objection(context);
   }
   if (found != RunOutcome::Ran) return found;
+  if (request.InLog) {
+    context.Report.RefusalText = disks.Objection(context);
+    if (context.Report.RefusalText.empty()) {
+      context.Report.RefusalText = PlaceObjection(context, job, archive);
+    }
+    if (!context.Report.RefusalText.empty()) return RunOutcome::Guarded;
+    RestoreAll(context, job, request.Mode, request.Pick, archive);
+    return RunOutcome::Ran;
+  }
   context.Host.ShowRunPanels(true);
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());

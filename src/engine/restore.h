@@ -31,6 +31,9 @@ struct RestoreRequest {
   /// The state (engine/states.h) that it comes from; empty: what lies where a run of now would
   /// write, with the archive that the picker names.
   std::u16string Unit{};
+  /// A part of something that has a log and a row of its own: nobody is asked, and what would have
+  /// to be asked about makes it Guarded.
+  bool InLog = false;
 };
 
 /// Restores the job's backup. Neither its times nor the store change, only its LastRunResult. Gives

@@ -133,7 +133,8 @@ struct RunContext : RunOptions {
             Notes,
             [this](std::u16string_view path, const Folder& folder) {
               return Mounted.IsGone(path, folder);
-            }};
+            },
+            [this] { Report.NotMade = true; }};
   }
 };
 

@@ -25,11 +25,11 @@ namespace kavrel {
 
 namespace {
 
-BadEnd EndOf(const RunContext& context, const BackupJob& job) {
+BadEnd EndOf(const RunContext& context) {
   const RunOutcome outcome = OutcomeOf(context.Report);
   return outcome == RunOutcome::Guarded   ? BadEnd::Guard
          : outcome == RunOutcome::NoSpace ? BadEnd::Space
-         : FoundNoPlace(context, job)     ? BadEnd::Place
+         : context.Report.HasNoPlace()    ? BadEnd::Place
                                           : BadEnd::Other;
 }
 
@@ -37,8 +37,7 @@ BadEnd EndOf(const RunContext& context, const BackupJob& job) {
 void RecordResult(RunContext& context, BackupJob& job, bool stopped) {
   const DateTime now = context.Clock.Now();
   job.LastRunResult = ToLastRunResult(context.Report.Counters, stopped);
-  NoteEnd(job.Extras, !stopped && IsComplete(context.Report.Counters), EndOf(context, job),
-          job.LastRun);
+  NoteEnd(job.Extras, !stopped && IsComplete(context.Report.Counters), EndOf(context), job.LastRun);
   job.LastRun = now;
   job.Extras.Unseen = context.Report.Counters.UnseenFiles > 0;
   // A clock that was set back meanwhile must not make the same time due again.
@@ -212,15 +211,6 @@ const RunReport& RunBackupJob(RunContext& context, BackupJob& job) {
   const RunOutcome outcome = run(context, job, unit, started);
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   return TraceEnd(context, job, outcome);
-}
-
-bool FoundNoPlace(const RunContext& context, const BackupJob& job) {
-  const LastRunResult& result = job.LastRunResult;
-  // A place that has gone with its disk is none that cannot be had.
-  return !result.Stopped && result.FailedFiles > 0 && !context.Report.LostDisk &&
-         !context.Files.FolderExists(job.Destination.WorkPath) &&
-         !context.Files.FolderExists(UnfinishedPath(job.Destination.WorkPath)) &&
-         !context.Exclusions.IsFolderExcluded(job.Source.Path);
 }
 
 std::u16string NoSourceText(std::u16string_view path, std::u16string_view disk) {

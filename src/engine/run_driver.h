@@ -15,10 +15,6 @@ namespace kavrel {
 /// cancel flag. Gives the context's report.
 const RunReport& RunBackupJob(RunContext& context, BackupJob& job);
 
-/// Whether the backup that has just ended had files that failed for want of a place: the
-/// destination is not there, and could not be made.
-bool FoundNoPlace(const RunContext& context, const BackupJob& job);
-
 /// Why a run of a job could not begin: its source is gone, with which disk is away, as far as that
 /// is known; or there is no program that packs.
 std::u16string NoSourceText(std::u16string_view path, std::u16string_view disk);

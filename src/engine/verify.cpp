@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "archive/archive_check.h"
@@ -10,6 +13,7 @@
 #include "engine/archive_sum.h"
 #include "engine/job_disks.h"
 #include "engine/run_summary.h"
+#include "engine/scrub.h"
 #include "engine/states.h"
 #include "engine/verify_walk.h"
 #include "files/disk_wait.h"
@@ -83,9 +87,71 @@ void TellDifference(RunContext& context, VerifyReport& report, std::uint32_t Ver
   }
 }
 
+void LogVerification(RunContext& context, const BackupJob& job, VerifyReport& report,
+                     const std::function<void()>& compare) {
+  const std::uint64_t started = context.Clock.TickCount();
+  report.Outcome = RunOutcome::Ran;
+  context.Host.ResetProgress();
+  context.Host.ShowRunPanels(true);
+  context.Log.OpenJobLog();
+  context.Files.MakeCurrent(context.Files.ProgramFolder());
+  compare();
+  report.Stopped = context.State.CancelRequested;
+  WriteVerifySummary(context, job, report, context.Clock.TickCount() - started);
+  context.Log.CloseJobLog();
+  report.LogPath = context.Log.CurrentPath();
+  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+}
+
+namespace {
+
+/// What memory still holds of the last run proves nothing of the disk.
+void AwaitDisk(RunContext& context, Result<Folder> folder) {
+  if (!folder) return;
+  const DiskWait on_disk(
+      [folder = std::make_shared<Folder>(std::move(*folder))] { return folder->SyncDisk(); });
+  while (!context.State.CancelRequested && !on_disk.Await(std::chrono::milliseconds(20))) {
+    context.Host.PumpMessages();
+  }
+}
+
+/// The archive that is to be tested; nothing, and the report's outcome, where there is none.
+std::optional<std::u16string> ArchiveToTest(const RunContext& context, const BackupJob& job,
+                                            const ArchivePicker& picker, std::u16string_view unit,
+                                            VerifyReport& report) {
+  report.Outcome = RunOutcome::NoArchiver;
+  if (!context.Archiver.Present()) return std::nullopt;
+  report.Outcome = RunOutcome::NothingPicked;
+  if (!unit.empty()) {
+    const bool there = bool(context.Files.Status(unit));
+    return there ? std::optional(std::u16string(unit)) : std::nullopt;
+  }
+  const std::vector<ArchiveFile> archives =
+      ListArchives(context.Files, job.Destination.WorkPath, &job);
+  const auto picked = picker ? picker(archives) : NewestArchive(archives);
+  if (!picked) return std::nullopt;
+  return JoinPath(job.Destination.WorkPath, *picked);
+}
+
+/// Which disk of the backup is away, in words; empty when all are there.
+std::u16string BackupAway(const RunContext& context, const BackupJob& job) {
+  DiskScope needed;
+  needed.Source = needed.NewInSource = false;
+  return DiskObjection(context, job, needed);
+}
+
+/// Which disk of the source is away, or hides a part of it, in words; empty when all are as they
+/// were. An empty mount point would have nothing to differ, and what a new disk hides is not
+/// missing.
+std::u16string SourceAway(const RunContext& context, const BackupJob& job) {
+  return job.Compressed ? std::u16string() : DiskObjection(context, job, {});
+}
+
+}  // namespace
+
 VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
                           std::u16string_view backup_folder, const ArchivePicker& picker,
-                          std::u16string_view unit) {
+                          std::u16string_view unit, bool mend) {
   VerifyReport report;
   BackupJob job = JobOfState(stored, unit);
   job.Source.WorkPath = job.Source.Path;
@@ -94,66 +160,87 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
       backup_folder.empty() ? ExpandedDestination(job, context.Clock) : backup_folder;
   job.RunStarted = context.Clock.Now();
   context.Report = {};
-  const std::uint64_t started = context.Clock.TickCount();
 
   report.Outcome = RunOutcome::SourceMissing;
-  Result<Folder> backup = context.Files.OpenFolder(job.Destination.WorkPath);
-  if (!backup || (!job.Compressed && !context.Files.FolderExists(job.Source.WorkPath))) {
-    return report;
-  }
-  // An empty mount point would have nothing to differ, and what a new disk hides is not missing.
-  DiskScope needed;
-  needed.Source = needed.NewInSource = !job.Compressed;
-  std::u16string objection = DiskObjection(context, job, needed);
-  if (!objection.empty()) {
-    report.RefusalText = std::move(objection);
+  const std::u16string place = AddBackslash(job.Destination.WorkPath);
+  if (!context.Files.OpenFolder(place)) return report;
+  report.BySums = !job.Compressed && !context.Files.FolderExists(job.Source.WorkPath);
+  if (report.BySums && !HasSums(context.Files, place)) return report;
+  report.RefusalText = report.BySums ? BackupAway(context, job) : SourceAway(context, job);
+  if (!report.RefusalText.empty()) {
     report.Outcome = RunOutcome::Guarded;
     return report;
   }
   std::u16string archive;
   if (job.Compressed) {
-    report.Outcome = RunOutcome::NoArchiver;
-    if (!context.Archiver.Present()) return report;
-    report.Outcome = RunOutcome::NothingPicked;
-    if (unit.empty()) {
-      const std::vector<ArchiveFile> archives =
-          ListArchives(context.Files, job.Destination.WorkPath, &job);
-      const auto picked = picker ? picker(archives) : NewestArchive(archives);
-      if (!picked) return report;
-      archive = JoinPath(job.Destination.WorkPath, *picked);
-    } else {
-      archive = unit;
-      if (!context.Files.Status(archive)) return report;
-    }
-    report.Unit = archive;
+    const auto found = ArchiveToTest(context, job, picker, unit, report);
+    if (!found) return report;
+    report.Unit = archive = *found;
   } else if (HasDateTags(job.Destination.Path)) {
-    report.Unit = AddBackslash(job.Destination.WorkPath);
+    report.Unit = place;
   }
-  report.Outcome = RunOutcome::Ran;
-  context.Host.ResetProgress();
-  context.Host.ShowRunPanels(true);
-  context.Log.OpenJobLog();
-  context.Files.MakeCurrent(context.Files.ProgramFolder());
-  if (!unit.empty()) {
-    context.LogTimed(job.Compressed ? u": 驗證的備份：" : u": 驗證的備份，與現在的來源比對：",
-                     unit);
+  LogVerification(context, job, report, [&] {
+    if (report.BySums) {
+      context.LogTimed(u": 來源不在，改與備份的校驗碼比對：", job.Source.Path);
+    } else if (!unit.empty()) {
+      context.LogTimed(job.Compressed ? u": 驗證的備份：" : u": 驗證的備份，與現在的來源比對：",
+                       unit);
+    }
+    AwaitDisk(context, context.Files.OpenFolder(place));
+    if (job.Compressed) {
+      CheckPicked(context, job, archive, report);
+    } else if (report.BySums) {
+      ReadAgain(context, {{place, {}}}, report);
+    } else {
+      VerifyFolders(context, job, report, mend);
+    }
+  });
+  return report;
+}
+
+VerifyReport RunScrubJob(RunContext& context, BackupJob& stored, std::u16string_view unit,
+                         bool part) {
+  VerifyReport report;
+  report.BySums = true;
+  BackupJob job = JobOfState(stored, unit);
+  job.Source.WorkPath = job.Source.Path;
+  job.Destination.WorkPath =
+      unit.empty() ? ExpandedDestination(job, context.Clock) : std::u16string(UnitFolder(unit));
+  job.RunStarted = context.Clock.Now();
+  context.Report = {};
+  report.RefusalText = BackupAway(context, job);
+  if (!report.RefusalText.empty()) {
+    report.Outcome = RunOutcome::Guarded;
+    return report;
   }
-  // What memory still holds of the last run proves nothing of the disk.
-  const DiskWait on_disk(
-      [folder = std::make_shared<Folder>(std::move(*backup))] { return folder->SyncDisk(); });
-  while (!context.State.CancelRequested && !on_disk.Await(std::chrono::milliseconds(20))) {
-    context.Host.PumpMessages();
-  }
-  if (job.Compressed) {
-    CheckPicked(context, job, archive, report);
-  } else {
-    VerifyFolders(context, job, report);
-  }
-  report.Stopped = context.State.CancelRequested;
-  WriteVerifySummary(context, job, report, context.Clock.TickCount() - started);
-  context.Log.CloseJobLog();
-  report.LogPath = context.Log.CurrentPath();
-  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+  std::vector<ScrubPlace> places = ScrubPlaces(context, job, unit);
+  const auto there = [&](const ScrubPlace& place) {
+    return context.Files.FolderExists(place.Folder);
+  };
+  report.Outcome = std::any_of(places.begin(), places.end(), there) ? RunOutcome::NothingPicked
+                                                                    : RunOutcome::SourceMissing;
+  std::vector<ScrubPlace> without;
+  const auto last = std::stable_partition(
+      places.begin(), places.end(),
+      [&](const ScrubPlace& place) { return HasSums(context.Files, place.Folder); });
+  std::move(last, places.end(), std::back_inserter(without));
+  places.erase(last, places.end());
+  if (places.empty()) return report;
+  LogVerification(context, job, report, [&] {
+    for (const ScrubPlace& place : without) {
+      context.LogTimed(u": 沒有校驗碼，不能重讀比對：", place.Folder);
+    }
+    AwaitDisk(context, context.Files.OpenFolder(places.front().Folder));
+    ScrubTurn turn = ParseScrubTurn(stored.Extras.ScrubAt);
+    turn.Parts = part ? kScrubParts : 1;
+    ReadAgain(context, places, report, &turn);
+    if (part) stored.Extras.ScrubAt = ScrubTurnText(turn);
+  });
+  // An archive is tested by itself, which tells more; of one part nothing is known of the whole.
+  const auto no_state = [&](const VerifiedState& one) {
+    return part || report.Stopped || !HasDateTags(job.Destination.Path) || one.Unit.empty();
+  };
+  std::erase_if(report.Units, no_state);
   return report;
 }
 

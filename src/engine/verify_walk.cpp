@@ -7,13 +7,17 @@
 #include <set>
 #include <span>
 
+#include "base/number.h"
 #include "base/text.h"
 #include "engine/content_sums.h"
 #include "engine/folder_pair.h"
 #include "engine/kept_entries.h"
+#include "engine/read_sum.h"
 #include "engine/rule_check.h"
 #include "engine/tree_walk.h"
+#include "files/file_copy.h"
 #include "files/path.h"
+#include "files/temp_names.h"
 #include "platform/error_codes.h"
 #include "walk/source_place.h"
 #include "walk/traverse.h"
@@ -56,11 +60,13 @@ class Side {
 
 class VerifyWalk final : private TreeVisitor {
  public:
-  VerifyWalk(RunContext& context, const BackupJob& job, VerifyReport& report)
+  VerifyWalk(RunContext& context, const BackupJob& job, VerifyReport& report, bool mend)
       : context_(context),
         job_(job),
         report_(report),
-        paths_(job.Source.WorkPath, job.Destination.WorkPath) {}
+        mend_(mend),
+        paths_(job.Source.WorkPath, job.Destination.WorkPath),
+        reader_(context) {}
 
   void Run() {
     const std::u16string& own = job_.Destination.WorkPath;
@@ -115,8 +121,11 @@ class VerifyWalk final : private TreeVisitor {
   /// Of a file whose content differs: the kind, and the side that its sum convicts.
   void TellContent(const TraversedFolder& in, const Folder& to, std::u16string_view name,
                    const FileStatus& source, const FileStatus& dest);
+  /// Makes the copy anew, whose source has the sum that the list tells; the damaged one keeps a
+  /// name beside it, which is given back. Empty where that failed, and nothing has changed.
+  std::u16string Mend(const TraversedFolder& in, const Folder& to, std::u16string_view name,
+                      const FileStatus& source);
   ChangedSide Judge(const Folder& from, const Folder& to, std::u16string_view name);
-  std::optional<ContentSum> SumOf(Side& side, const Folder& folder, std::u16string_view name);
   /// Below the root, as the list of sums has it.
   std::string SumPath(std::u16string_view name) const;
   std::u16string DestOf(std::u16string_view name) const {
@@ -126,14 +135,17 @@ class VerifyWalk final : private TreeVisitor {
   RunContext& context_;
   const BackupJob& job_;
   VerifyReport& report_;
+  const bool mend_;
   WalkPaths paths_;
   std::deque<Level> levels_;
   std::vector<FileStatus> source_lineage_;
   std::optional<SourcePlace> source_place_;
   Side source_side_, dest_side_;
+  SumReader reader_;
   ContentSum sum_{};  ///< of the copy that was compared last, and is the same
   std::optional<SumIndex> known_;
   std::optional<ContentSums> sums_;
+  std::optional<TempNames> names_;
 };
 
 bool VerifyWalk::Enter(const TraversedFolder& in) {
@@ -170,19 +182,6 @@ std::string VerifyWalk::SumPath(std::u16string_view name) const {
   return ToUtf8(path += name);
 }
 
-std::optional<ContentSum> VerifyWalk::SumOf(Side& side, const Folder& folder,
-                                            std::u16string_view name) {
-  if (side.Open(folder, name)) return std::nullopt;
-  side.ForgetCached();
-  Summing sum;
-  do {
-    context_.Host.PumpMessages();
-    if (!GoesOn() || side.Read()) return std::nullopt;
-    sum.Add(side.Block());
-  } while (side.Size() == kBlock);
-  return sum.End();
-}
-
 /// Two against one: what the backup's list tells, and the side that agrees with it.
 ChangedSide VerifyWalk::Judge(const Folder& from, const Folder& to, std::u16string_view name) {
   if (!known_) return ChangedSide::Unknown;
@@ -191,8 +190,8 @@ ChangedSide VerifyWalk::Judge(const Folder& from, const Folder& to, std::u16stri
   const auto is_told = [&](const std::optional<ContentSum>& sum) {
     return sum && known_->Has({*sum, path});
   };
-  if (is_told(SumOf(dest_side_, to, name))) return ChangedSide::Source;
-  if (is_told(SumOf(source_side_, from, name))) return ChangedSide::Copy;
+  if (is_told(reader_.Read(to, name))) return ChangedSide::Source;
+  if (is_told(reader_.Read(from, name))) return ChangedSide::Copy;
   return ChangedSide::Unknown;
 }
 
@@ -205,8 +204,14 @@ void VerifyWalk::TellContent(const TraversedFolder& in, const Folder& to, std::u
   const bool passed_over = is_file && NeedsNoCopy(&source, &dest, true);
   const std::u16string_view path = paths_.SourceOf(name);
   if (side == ChangedSide::Copy) {
-    return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", path, side,
-                   u"備份的檔案已損壞，來源與備份時相同");
+    ++report_.BadCopies;
+    Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", path, side,
+            u"備份的檔案已損壞，來源與備份時相同");
+    const std::u16string kept = mend_ ? Mend(in, to, name, source) : std::u16string();
+    if (!mend_) return;
+    if (kept.empty()) return context_.LogTimed(u": 修復備份的檔案 (失敗)：", DestOf(name));
+    ++report_.Mended;
+    return context_.LogTimed(u": 備份的檔案已用來源修復，損壞的保留為：", DestOf(kept));
   }
   if (passed_over) {
     return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", path, side,
@@ -218,6 +223,32 @@ void VerifyWalk::TellContent(const TraversedFolder& in, const Folder& to, std::u
       &VerifyCounters::Changed,
       is_file && source.Size != dest.Size ? u": 驗證檔案 (大小不同)：" : u": 驗證檔案 (內容不同)：",
       path, side);
+}
+
+std::u16string VerifyWalk::Mend(const TraversedFolder& in, const Folder& to,
+                                std::u16string_view name, const FileStatus& source) {
+  if (!names_) names_.emplace(context_.Clock, &context_.Staged, job_.Destination.WorkPath);
+  CopySide dest{to, paths_.Dest(), name, nullptr};
+  dest.Summed = true;
+  StagedFile staged;
+  if (!StageQuietly(*names_, {in.Opened, paths_.Source(), name, &source}, dest, staged)) return {};
+  const bool proved = staged.Sum && known_->Has({*staged.Sum, SumPath(name)});
+  // The old one gives up the name only for what is on the disk.
+  ErrorCode error = proved ? to.SyncFile(staged.TempName) : kErrAccess;
+  std::u16string kept(name);
+  kept += u".damaged";
+  for (int number = 2; !error && to.Status(kept); ++number) {
+    kept = std::u16string(name) + u".damaged" + Decimal(number);
+  }
+  if (!error) error = to.Rename(name, kept);
+  if (!error) error = staged.Commit(to);
+  if (error) {
+    to.Rename(kept, name);
+    if (staged.RollBack(to)) names_->NoteLeft();
+    return {};
+  }
+  to.Sync();
+  return kept;
 }
 
 bool VerifyWalk::TakeSubfolder(const TraversedFolder&, const FolderEntry& folder, bool taken) {
@@ -385,10 +416,10 @@ VerifyWalk::Content VerifyWalk::CompareContent(const Folder& from, const Folder&
 
 }  // namespace
 
-void VerifyFolders(RunContext& context, const BackupJob& job, VerifyReport& report) {
+void VerifyFolders(RunContext& context, const BackupJob& job, VerifyReport& report, bool mend) {
   // What the rules leave out is missing in the backup.
   if (!MakeSureOfRules(context)) ++report.Counters.Unreadable;
-  VerifyWalk(context, job, report).Run();
+  VerifyWalk(context, job, report, mend).Run();
 }
 
 }  // namespace kavrel

@@ -7,6 +7,7 @@ namespace kavrel {
 
 /// Compares Source.WorkPath with Destination.WorkPath of the job, both set. Each difference is
 /// counted in the report and written to the context's log.
-void VerifyFolders(RunContext& context, const BackupJob& job, VerifyReport& report);
+/// With `mend` what its sum convicts is copied anew.
+void VerifyFolders(RunContext& context, const BackupJob& job, VerifyReport& report, bool mend);
 
 }  // namespace kavrel

@@ -19,4 +19,17 @@ class PriorityControl {
   int normal_nice_, normal_io_;
 };
 
+/// As long as it is there, the thread that made it reads from the disk only what others leave it.
+/// Where the system knows no such thing, nothing changes. For that thread alone.
+class QuietReading {
+ public:
+  QuietReading();
+  ~QuietReading();
+  QuietReading(const QuietReading&) = delete;
+  QuietReading& operator=(const QuietReading&) = delete;
+
+ private:
+  int former_ = -1;
+};
+
 }  // namespace kavrel

@@ -199,16 +199,30 @@ std::optional<RunOutcome> BackupCare::WithPassword(BackupJob& job, std::u16strin
 
 void BackupCare::Verify(int row) {
   if (!MayStart(row)) return;
+  const VerifyReport report = VerifyOnce(row, false);
+  if (report.BadCopies == 0 || !MayStart(row) || !WantsMending(report.BadCopies)) return;
+  VerifyOnce(row, true);
+}
+
+VerifyReport BackupCare::VerifyOnce(int row, bool mend) {
   run_.Begin(row, false);
-  const VerifyReport report = program_.VerifyJobNow(
+  VerifyReport report = program_.VerifyJobNow(
       row,
       [this](const std::vector<ArchiveFile>& archives) {
         return PickArchive(program_, archives, window_);
       },
-      UnitTaken(program_.Context, program_.Store.Jobs[static_cast<std::size_t>(row)]));
+      UnitTaken(program_.Context, program_.Store.Jobs[static_cast<std::size_t>(row)]), mend);
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   Q_EMIT Finished(EndOfVerification(job, report));
   TellVerification(report, job);
+  return report;
+}
+
+bool BackupCare::WantsMending(std::uint32_t damaged) {
+  return Confirm(*window_, TrText(u"備份中有 %1 個檔案已損壞，而來源與備份時相同。\n"
+                                  "要用來源重新複製這些檔案嗎？損壞的檔案會以 .damaged 結尾的名稱"
+                                  "保留在旁邊。")
+                               .arg(ShownText(Grouped(damaged))));
 }
 
 void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& job) {
@@ -224,9 +238,17 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
     return;
   }
   const QString equal = ShownText(Grouped(report.Counters.Equal));
+  if (report.BySums) {
+    Inform(*window_, TrText(u"「%1」的來源不在，已改與備份的校驗碼比對。").arg(name));
+  }
   const std::uint32_t differences = report.Counters.Differences();
   const QString state = report.Stopped ? TrText(u"「%1」驗證中斷，其餘的檔案尚未比對：").arg(name)
                                        : TrText(u"「%1」驗證完成：").arg(name);
+  if (report.Mended > 0) {
+    Inform(*window_,
+           state + TrText(u"已修復 %1 個損壞的備份檔案。").arg(ShownText(Grouped(report.Mended))));
+    return;
+  }
   const QString found = state + TrText(u"%1 個檔案內容相同，").arg(equal);
   if (differences == 0) {
     Inform(*window_, found + TrText(u"沒有發現差異。"));

@@ -63,6 +63,7 @@ class FrmMain : public QWidget, public ProgramHost {
   void LayOut() override;
   void AskPastDue(PastDueQuestion& question) override;
   void TimesSetRight(const BackupJob& job, DateTime was) override;
+  void CareEnded(const BackupJob& job, const VerifyReport& report, bool drill) override;
   void JobIsGone(std::u16string_view name) override;
   void PauseChanged(const std::optional<DateTime>& end) override;
   void OtherVersionKept(std::u16string_view path, std::u16string_view copy) override;

@@ -238,6 +238,10 @@ void FrmMain::TimesSetRight(const BackupJob& job, DateTime) {
   });
 }
 
+void FrmMain::CareEnded(const BackupJob& job, const VerifyReport& report, bool) {
+  ShowEnd(EndOfVerification(job, report));
+}
+
 void FrmMain::JobIsGone(std::u16string_view name) {
   TellBeside(*this, TrText(u"找不到排程「%1」，沒有執行。").arg(ToQString(name)));
 }

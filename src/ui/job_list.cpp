@@ -239,6 +239,16 @@ QString JobList::InfoTip(int row) const {
   for (std::size_t i = 0; i < kColumns.size(); ++i) {
     lines += TrText(kColumns[i].TipLabel) + view_.ItemText(row, static_cast<int>(i));
   }
+  const JobExtras& extras = program_.Store.Jobs[static_cast<std::size_t>(row)].Extras;
+  if (extras.LastScrub != kZeroDate) {
+    lines += TrText(u"上次重讀備份：") + ShownText(DateTimeText(extras.LastScrub));
+  }
+  if (extras.LastDrill != kZeroDate) {
+    lines += TrText(u"上次試行還原：%1，%3 個檔案中 %2 個完好")
+                 .arg(ShownText(DateTimeText(extras.LastDrill)))
+                 .arg(extras.DrillGood)
+                 .arg(extras.DrillFiles);
+  }
   return (lines + Troubles(row)).join(QStringLiteral("\r\n"));
 }
 

@@ -49,6 +49,7 @@ JobSafetyPage::JobSafetyPage() {
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(MakeGuard());
   layout->addWidget(MakeOthers());
+  layout->addWidget(MakeProof());
   layout->addWidget(MakeKeeping());
   layout->addWidget(MakeStates());
   layout->addStretch();
@@ -92,19 +93,32 @@ QWidget* JobSafetyPage::MakeGuard() {
 
 QWidget* JobSafetyPage::MakeOthers() {
   chkSpace_ = MakeSwitch("chkSpace", TrText(u"開始複製之前檢查目標磁碟的可用空間(&F)"));
-  chkVerify_ = MakeSwitch("chkVerify", TrText(u"每次備份之後驗證內容(&V)"));
-  chkSums_ = MakeSwitch("chkSums", TrText(u"保存檔案的校驗碼(&Q)"));
-  chkSums_->setToolTip(
-      TrText(u"每個複製的檔案與每個壓縮檔的校驗碼都記在備份中的 .kavrel-sums，用 xxh128sum -c "
-             "可以檢查備份有沒有損壞。"));
   chkLinks_ = MakeSwitch("chkLinks", TrText(u"保留硬連結(&L)"));
   chkLinks_->setToolTip(
       TrText(u"來源中同一個檔案的多個名稱，在目標也是同一個檔案，內容只存放一次。"));
   auto* frame = new QGroupBox(TrText(u"備份"));
   auto* layout = new QVBoxLayout(frame);
   layout->addWidget(chkSpace_);
-  layout->addLayout(MakeRow({chkVerify_, chkLinks_}));
-  layout->addWidget(chkSums_);
+  layout->addWidget(chkLinks_);
+  return frame;
+}
+
+QWidget* JobSafetyPage::MakeProof() {
+  chkVerify_ = MakeSwitch("chkVerify", TrText(u"每次備份之後驗證內容(&V)"));
+  chkSums_ = MakeSwitch("chkSums", TrText(u"保存檔案的校驗碼(&Q)"));
+  chkSums_->setToolTip(
+      TrText(u"每個複製的檔案與每個壓縮檔的校驗碼都記在備份中的 .kavrel-sums，用 xxh128sum -c "
+             "可以檢查備份有沒有損壞。"));
+  chkScrub_ = MakeSwitch("chkScrub", TrText(u"每天重讀一部分備份(&R)"));
+  chkScrub_->setToolTip(
+      TrText(u"每天讀取備份的三十分之一，從最久沒讀的開始，與校驗碼比對；一個月內全部讀過一次。"));
+  chkDrill_ = MakeSwitch("chkDrill", TrText(u"每月試行還原(&W)"));
+  chkDrill_->setToolTip(
+      TrText(u"每月從備份中隨機取 25 個檔案，還原到暫存資料夾，與校驗碼比對之後刪除。"));
+  auto* frame = new QGroupBox(TrText(u"證明備份完好"));
+  auto* layout = new QVBoxLayout(frame);
+  layout->addLayout(MakeRow({chkVerify_, chkSums_}));
+  layout->addLayout(MakeRow({chkScrub_, chkDrill_}));
   return frame;
 }
 
@@ -198,6 +212,8 @@ void JobSafetyPage::Show(const ExtraSettings& extras) {
   ShowKeeping();
   chkVerify_->setChecked(extras.VerifyAfterRun);
   chkSums_->setChecked(extras.KeepSums);
+  chkScrub_->setChecked(extras.Scrub);
+  chkDrill_->setChecked(extras.Drill);
   chkLinks_->setChecked(extras.KeepHardLinks);
   cboLinkStates_->setCurrentIndex(static_cast<int>(extras.LinkStates));
   chkUnfinished_->setChecked(extras.UnfinishedName);
@@ -215,6 +231,8 @@ void JobSafetyPage::Read(JobForm& form) const {
   extras.DeletesOld = chkDeleteOld_->isChecked();
   extras.VerifyAfterRun = chkVerify_->isChecked();
   extras.KeepSums = chkSums_->isChecked();
+  extras.Scrub = chkScrub_->isChecked();
+  extras.Drill = chkDrill_->isChecked();
   extras.KeepHardLinks = chkLinks_->isChecked();
   extras.LinkStates = static_cast<LinkStates>(cboLinkStates_->currentIndex());
   extras.UnfinishedName = chkUnfinished_->isChecked();

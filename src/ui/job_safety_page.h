@@ -32,14 +32,15 @@ class JobSafetyPage : public QWidget {
  private:
   QWidget* MakeGuard();
   QWidget* MakeOthers();
+  QWidget* MakeProof();
   QWidget* MakeStates();
   QWidget* MakeKeeping();
   void ShowKeeping();
   QSpinBox* MakeNumber(const char* name, int first, int last);
   QCheckBox* MakeSwitch(const char* name, const QString& text);
 
-  QCheckBox *chkGuard_, *chkSpace_, *chkVerify_, *chkSums_, *chkLinks_, *chkUnfinished_,
-      *chkDeleteOld_;
+  QCheckBox *chkGuard_, *chkSpace_, *chkVerify_, *chkSums_, *chkScrub_, *chkDrill_, *chkLinks_,
+      *chkUnfinished_, *chkDeleteOld_;
   QComboBox *cboLinkStates_, *cboKeep_;
   QLineEdit* txtKeepPlan_;
   QLabel* lblStates_;

@@ -52,4 +52,14 @@ void PriorityControl::ApplyProcessPriority(std::int32_t index) const {
   }
 }
 
+// The disk's share alone: one who is not root could not raise the processor's again. Of a process
+// the call means the calling thread.
+QuietReading::QuietReading() : former_(static_cast<int>(syscall(SYS_ioprio_get, kIoOfProcess, 0))) {
+  if (former_ >= 0) syscall(SYS_ioprio_set, kIoOfProcess, 0, kIoIdle);
+}
+
+QuietReading::~QuietReading() {
+  if (former_ >= 0) syscall(SYS_ioprio_set, kIoOfProcess, 0, former_);
+}
+
 }  // namespace kavrel

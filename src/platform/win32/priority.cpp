@@ -34,4 +34,11 @@ void PriorityControl::ApplyProcessPriority(std::int32_t index) const {
   SetProcessPriorityClass(GetCurrentProcessId(), kClasses[index]);
 }
 
+QuietReading::QuietReading()
+    : former_(SetThreadPriority(GetCurrentThread(), THREAD_MODE_BACKGROUND_BEGIN) ? 1 : -1) {}
+
+QuietReading::~QuietReading() {
+  if (former_ == 1) SetThreadPriority(GetCurrentThread(), THREAD_MODE_BACKGROUND_END);
+}
+
 }  // namespace kavrel

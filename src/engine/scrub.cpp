@@ -1,0 +1,272 @@
+#include "engine/scrub.h"
+
+#include <algorithm>
+#include <optional>
+#include <unordered_set>
+#include <utility>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "engine/read_sum.h"
+#include "engine/states.h"
+#include "engine/verify.h"
+#include "files/open_along.h"
+#include "files/path.h"
+#include "files/path_set.h"
+#include "files/sum_list.h"
+#include "platform/error_codes.h"
+#include "rules/date_tokens.h"
+
+namespace kavrel {
+
+namespace {
+
+/// What opening a file costs beside reading it, in bytes read meanwhile.
+constexpr std::uint64_t kPerFile = std::uint64_t{64} << 10;
+constexpr std::u16string_view kUnreadable = u": 驗證檔案 (無法讀取)：";
+/// So many files with other names are remembered, 16 bytes each and more for the set.
+constexpr std::size_t kMostRemembered = 1'000'000;
+
+/// The files of a place, by the paths of its list. The folder of the last one stays open.
+class ListedFiles {
+ public:
+  explicit ListedFiles(const FileSystem& files, const ScrubPlace& place)
+      : root_(files.OpenFolder(place.Folder)) {}
+
+  const Result<Folder>& FolderOf(std::u16string_view path) {
+    const std::u16string_view below = RelativeFolder(path);
+    if (!opened_ || below != below_) {
+      below_ = below;
+      opened_ = root_ ? OpenBelow(root_->Reopen(), below) : Result<Folder>::Fail(root_.Error);
+    }
+    return *opened_;
+  }
+
+ private:
+  const Result<Folder> root_;
+  std::u16string below_;
+  std::optional<Result<Folder>> opened_;
+};
+
+class Rereading {
+ public:
+  Rereading(RunContext& context, const std::vector<ScrubPlace>& places, VerifyReport& report)
+      : context_(context), places_(places), report_(report), reader_(context) {}
+
+  void Run(ScrubTurn* turn) {
+    if (!turn || turn->Parts < 2) {
+      ReadFrom(0, 0, nullptr);
+    } else {
+      RunPart(*turn);
+    }
+  }
+
+ private:
+  void RunPart(ScrubTurn& turn);
+  /// Of all that is listed.
+  std::uint64_t Weight();
+  /// Reads on from a line of a place, as long as `room` is left. False when it was used up, or the
+  /// run was cancelled; then next_ is where to go on.
+  bool ReadFrom(std::size_t place, std::uint64_t line, std::uint64_t* room);
+  bool ReadPlace(const ScrubPlace& place, std::uint64_t from, std::uint64_t* room);
+  /// Calls with each line of a place that counts, from a line on, until it gives false.
+  template <class Use>
+  bool EachLine(const ScrubPlace& place, std::uint64_t from, const Use& use);
+  void Check(const ScrubPlace& place, ListedFiles& listed, const SumLine& line);
+  void Differs(std::uint32_t VerifyCounters::*kind, std::u16string_view text,
+               const ScrubPlace& place, std::u16string_view path, std::u16string_view why = {}) {
+    TellDifference(context_, report_, kind, text, FileBelow(place.Folder, path), why,
+                   kind == &VerifyCounters::Unreadable ? ChangedSide::Unknown : ChangedSide::Copy);
+  }
+  bool GoesOn() const { return !context_.State.CancelRequested; }
+
+  RunContext& context_;
+  const std::vector<ScrubPlace>& places_;
+  VerifyReport& report_;
+  SumReader reader_;
+  std::unordered_set<std::uint64_t> read_;
+  std::pair<std::size_t, std::uint64_t> next_;
+};
+
+template <class Use>
+bool Rereading::EachLine(const ScrubPlace& place, std::uint64_t from, const Use& use) {
+  const Result<Folder> root = context_.Files.OpenFolder(place.Folder);
+  if (!root) return true;
+  SumListReader list(*root, kSumList);
+  for (std::uint64_t at = 0; const SumLine* line = list.Next(); ++at) {
+    if (at < from || (!place.Archives.empty() && !place.Archives.contains(line->Path))) continue;
+    context_.Host.PumpMessages();
+    if (!GoesOn() || !use(*line, at)) return false;
+  }
+  return true;
+}
+
+std::uint64_t Rereading::Weight() {
+  std::uint64_t weight = 0;
+  for (const ScrubPlace& place : places_) {
+    ListedFiles listed(context_.Files, place);
+    EachLine(place, 0, [&](const SumLine& line, std::uint64_t) {
+      const std::u16string path = FromUtf8(line.Path);
+      const Result<Folder>& folder = listed.FolderOf(path);
+      const Result<FileStatus> status =
+          folder ? folder->Status(RelativeName(path)) : Result<FileStatus>::Fail(folder.Error);
+      weight += kPerFile + (status ? status->Size : 0);
+      return true;
+    });
+  }
+  return weight;
+}
+
+bool Rereading::ReadPlace(const ScrubPlace& place, std::uint64_t from, std::uint64_t* room) {
+  ListedFiles listed(context_.Files, place);
+  const std::uint32_t faults = report_.Counters.Differences();
+  std::set<std::string> unknown = place.Archives;
+  const bool all = EachLine(place, from, [&](const SumLine& line, std::uint64_t at) {
+    unknown.erase(line.Path);
+    if (room && *room == 0) {
+      next_.second = at;
+      return false;
+    }
+    const std::uint64_t before = report_.Bytes;
+    Check(place, listed, line);
+    const std::uint64_t used = kPerFile + report_.Bytes - before;
+    if (room) *room -= std::min(*room, used);
+    return true;
+  });
+  if (!all || from > 0) return all;
+  for (const std::string& name : unknown) {
+    context_.LogTimed(u": 沒有校驗碼，不能重讀比對：", place.Folder + FromUtf8(name));
+  }
+  if (place.Archives.empty()) {
+    report_.Units.push_back({place.Folder, kZeroDate, report_.Counters.Differences() - faults});
+  }
+  return true;
+}
+
+bool Rereading::ReadFrom(std::size_t place, std::uint64_t line, std::uint64_t* room) {
+  for (; place < places_.size(); ++place, line = 0) {
+    next_ = {place, line};
+    if (!ReadPlace(places_[place], line, room)) return false;
+  }
+  next_ = {};
+  return true;
+}
+
+void Rereading::RunPart(ScrubTurn& turn) {
+  std::uint64_t room = Weight() / turn.Parts + 1;
+  const auto found = std::find_if(places_.begin(), places_.end(), [&](const ScrubPlace& place) {
+    return place.Folder == turn.Folder;
+  });
+  const bool goes_on = found != places_.end();
+  const auto begin = static_cast<std::size_t>(goes_on ? found - places_.begin() : 0);
+  const std::uint64_t line = goes_on ? turn.Line : 0;
+  // A part that reaches the end goes on with the oldest; it never comes to where it began.
+  if (ReadFrom(begin, line, &room) && GoesOn() && begin + line > 0) ReadFrom(0, 0, &room);
+  if (!GoesOn() || places_.empty()) return;
+  turn.Folder = places_[next_.first].Folder;
+  turn.Line = next_.second;
+}
+
+void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLine& line) {
+  const std::u16string path = FromUtf8(line.Path);
+  const std::u16string_view name = RelativeName(path);
+  RunCounters& counters = context_.Report.Counters;
+  VerifyCounters& found = report_.Counters;
+  ++counters.SourceFiles;
+  const Result<Folder>& folder = listed.FolderOf(path);
+  const Result<FileStatus> status =
+      folder ? folder->Status(name) : Result<FileStatus>::Fail(folder.Error);
+  if (!status && IsNotFound(status.Error)) {
+    return Differs(&VerifyCounters::Missing, u": 驗證檔案 (缺少)：", place, path);
+  }
+  if (!status) return Differs(&VerifyCounters::Unreadable, kUnreadable, place, path);
+  if (status->Kind != FileKind::File) {
+    return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (種類不同)：", place, path);
+  }
+  context_.Host.DrawCaptions(place.Folder, {}, path);
+  counters.SourceBytes += status->Size;
+  // Names of one file have one content.
+  const std::string identity = std::to_string(status->Device) + '/' + std::to_string(status->Id);
+  const std::uint64_t key = status->Links > 1 ? HashOf(SumLine{line.Sum, identity}) : 0;
+  if (key != 0 && read_.contains(key)) {
+    ++found.Equal;
+    return;
+  }
+  const std::optional<ContentSum> sum = reader_.Read(*folder, name);
+  if (!GoesOn()) return;
+  if (!sum) return Differs(&VerifyCounters::Unreadable, kUnreadable, place, path);
+  report_.Bytes += status->Size;
+  if (*sum != line.Sum) {
+    return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path,
+                   u"內容與備份時的校驗碼不符");
+  }
+  ++found.Equal;
+  if (key != 0 && read_.size() < kMostRemembered) read_.insert(key);
+}
+
+/// The archives of the job, by their folders.
+void AddArchive(std::vector<ScrubPlace>& places, std::u16string_view archive) {
+  const std::u16string_view folder = PathFolder(archive);
+  auto place = std::find_if(places.begin(), places.end(), [&](const ScrubPlace& one) {
+    return one.Folder == folder && !one.Archives.empty();
+  });
+  if (place == places.end()) {
+    place = places.insert(places.end(), {std::u16string(folder), {}});
+  }
+  place->Archives.insert(ToUtf8(PathName(archive)));
+}
+
+void AddUnit(std::vector<ScrubPlace>& places, std::u16string_view unit) {
+  if (EndsWithSeparator(unit)) {
+    places.push_back({std::u16string(unit), {}});
+  } else {
+    AddArchive(places, unit);
+  }
+}
+
+}  // namespace
+
+bool HasSums(const FileSystem& files, std::u16string_view folder) {
+  const Result<Folder> opened = files.OpenFolder(folder);
+  return opened && opened->Status(kSumList);
+}
+
+std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& job,
+                                    std::u16string_view unit) {
+  std::vector<ScrubPlace> places;
+  if (!unit.empty()) {
+    AddUnit(places, unit);
+  } else if (!job.Compressed && !HasDateTags(job.Destination.Path)) {
+    AddUnit(places, AddBackslash(ExpandedDestination(job, context.Clock)));
+  } else {
+    std::vector<JobState> states = ListStates(context, job);
+    std::reverse(states.begin(), states.end());
+    for (const JobState& state : states) {
+      const bool there =
+          state.Health != StateHealth::Away && state.Health != StateHealth::Unfinished;
+      if (state.Own && there) AddUnit(places, state.Unit);
+    }
+  }
+  return places;
+}
+
+std::u16string ScrubTurnText(const ScrubTurn& turn) {
+  return Decimal(static_cast<std::int64_t>(turn.Line)) + u' ' + turn.Folder;
+}
+
+ScrubTurn ParseScrubTurn(std::u16string_view text) {
+  ScrubTurn turn;
+  const std::size_t blank = text.find(u' ');
+  const std::optional<double> line = ParseNumber(text.substr(0, blank));
+  if (blank == text.npos || !line || *line < 0 || *line > 9e15) return turn;
+  turn.Folder = text.substr(blank + 1);
+  turn.Line = static_cast<std::uint64_t>(*line);
+  return turn;
+}
+
+void ReadAgain(RunContext& context, const std::vector<ScrubPlace>& places, VerifyReport& report,
+               ScrubTurn* turn) {
+  Rereading(context, places, report).Run(turn);
+}
+
+}  // namespace kavrel

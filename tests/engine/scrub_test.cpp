@@ -1,0 +1,216 @@
+// What the sums of a backup are used for: it is read again without its source, a restore is tried,
+// a damaged copy is mended, and a damaged source replaces nothing.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "base/text.h"
+#include "support/test_program.h"
+
+namespace fs = std::filesystem;
+
+namespace kavrel {
+namespace {
+
+class ScrubTest : public testing::Test, protected TestProgram {
+ protected:
+  ScrubTest() { Program.LogRows.Clear(); }
+
+  void Write(const std::string& name, const std::string& content) {
+    WriteTestFile(Source() / name, content);
+  }
+  /// Rewrites a file with its time kept, as a disk does that spoils it.
+  static void Spoil(const fs::path& file) {
+    const auto time = fs::last_write_time(file);
+    std::string bytes = ReadTestFile(file);
+    bytes[bytes.size() / 2] ^= 1;
+    WriteTestFile(file, bytes);
+    fs::last_write_time(file, time);
+  }
+  void Run() {
+    ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran) << LogLines();
+    Program.Store.Jobs[0].NextRun = *FromCivil(2100, 1, 1);
+    Clock.Advance(std::uint64_t{24} * 60 * 60 * 1000);
+  }
+  BackupJob& AddDated() {
+    BackupJob& job = AddJob(BackupType::Differential);
+    job.Destination.Path = u"D:\\dst\\<yyyy>-<mm>-<dd>\\";
+    job.Destination.WorkPath.clear();
+    job.Enabled = true;
+    job.NextRun = *FromCivil(2100, 1, 1);
+    return job;
+  }
+  /// The paths that were named, without their beginning, with '/' between names.
+  static std::set<std::string> Named(const VerifyReport& report, std::string_view root) {
+    std::set<std::string> named;
+    for (const VerifyDifference& one : report.Differing) {
+      const std::string path = ToUtf8(ReplaceAll(one.Path, u"\\", u"/"));
+      named.insert(path.starts_with(root) ? path.substr(root.size()) : path);
+    }
+    return named;
+  }
+};
+
+TEST_F(ScrubTest, AllStatesAreReadWithoutTheirSourceAndEachSharedFileOnce) {
+  Write("same", std::string(1 << 20, 's'));
+  Write("sub/a", "first");
+  Write("sub/goes", "goes");
+  AddDated();
+  Run();
+  Write("sub/a", "second one");
+  Run();
+  fs::remove_all(Source());
+
+  VerifyReport report = Program.ScrubJobNow(0);
+  EXPECT_EQ(report.Outcome, RunOutcome::Ran);
+  EXPECT_EQ(report.Counters.Equal, 6U) << LogLines();
+  EXPECT_EQ(report.Counters.Differences(), 0U) << LogLines();
+  EXPECT_EQ(report.Bytes, (1U << 20) + 4 + 5 + 10);
+  EXPECT_EQ(Program.Store.Jobs[0].Extras.Verified.size(), 2U);
+
+  Spoil(Dest() / "2009-09-23/sub/a");
+  fs::remove(Dest() / "2009-09-23/sub/goes");
+  report = Program.ScrubJobNow(0);
+  EXPECT_EQ(report.Counters.Damaged, 1U);
+  EXPECT_EQ(report.Counters.Missing, 1U);
+  EXPECT_EQ(report.Counters.Equal, 4U);
+  EXPECT_EQ(Named(report, "D:/dst/"),
+            (std::set<std::string>{"2009-09-23/sub/a", "2009-09-23/sub/goes"}));
+  for (const VerifyDifference& one : report.Differing) EXPECT_EQ(one.Side, ChangedSide::Copy);
+  EXPECT_EQ(Program.ScrubJobNow(0, u"D:\\dst\\2009-09-24\\").Counters.Differences(), 0U);
+
+  // So does a verification whose source is not there.
+  report = Program.VerifyJobNow(0, {}, u"D:\\dst\\2009-09-23\\");
+  EXPECT_TRUE(report.BySums);
+  EXPECT_EQ(report.Counters.Differences(), 2U);
+  fs::remove(Dest() / "2009-09-23/.kavrel-sums");
+  EXPECT_EQ(Program.VerifyJobNow(0, {}, u"D:\\dst\\2009-09-23\\").Outcome,
+            RunOutcome::SourceMissing);
+}
+
+TEST_F(ScrubTest, ThePartsOfAMonthReadEachFileOnceAndGoOnWhenTheOldestIsGone) {
+  for (int i = 0; i < 40; ++i) {
+    Write(std::to_string(i), std::string(static_cast<std::size_t>(i) * 5000, 'x'));
+  }
+  AddDated().Extras.LinkStates = LinkStates::Off;
+  for (int run = 0; run < 3; ++run) Run();
+  Program.Store.Jobs[0].Extras.Scrub = true;
+  Spoil(Dest() / "2009-09-24/17");
+
+  std::uint32_t equal = 0, damaged = 0;
+  int days = 0;
+  std::u16string at;
+  for (; days < 31 && equal + damaged < 120; ++days) {
+    Program.Tick();
+    const JobExtras& extras = Program.Store.Jobs[0].Extras;
+    EXPECT_NE(extras.ScrubAt, at);
+    at = extras.ScrubAt;
+    EXPECT_FALSE(Program.ScrubIsDue(Program.Store.Jobs[0]));
+    const LogRow& row = Program.LogRows.Rows().back();
+    ASSERT_EQ(row.Kind, LogKind::Verification);
+    equal += static_cast<std::uint32_t>(row.Unchanged.value_or(0));
+    damaged += static_cast<std::uint32_t>(row.Failed.value_or(0));
+    const std::size_t rows = Program.LogRows.Rows().size();
+    Program.Tick();
+    EXPECT_EQ(Program.LogRows.Rows().size(), rows) << "once a day";
+    Clock.Advance(std::uint64_t{24} * 60 * 60 * 1000);
+  }
+  EXPECT_EQ(equal, 119U);
+  EXPECT_EQ(damaged, 1U);
+  EXPECT_GE(days, 15);
+  EXPECT_LE(days, 30);
+  fs::remove_all(Dest() / "2009-09-23");
+  const VerifyReport next = Program.ScrubJobNow(0, {}, true);
+  EXPECT_EQ(next.Counters.Differences(), 0U);
+  EXPECT_GT(next.Counters.Equal, 0U);
+}
+
+TEST_F(ScrubTest, ATestRestoreTellsHowManyFilesCameBackAsTheyWere) {
+  for (int i = 0; i < 60; ++i) Write("d" + std::to_string(i % 7) + "/" + std::to_string(i), "x");
+  ExtraSettings& settings = AddDated().Extras;
+  settings.Drill = true;
+  settings.LinkStates = LinkStates::Off;
+  Run();
+  Run();
+  fs::remove_all(Source());
+  Program.Tick();
+  const JobExtras& extras = Program.Store.Jobs[0].Extras;
+  EXPECT_EQ(extras.DrillFiles, 25);
+  EXPECT_EQ(extras.DrillGood, 25) << LogLines();
+  EXPECT_FALSE(Program.DrillIsDue(Program.Store.Jobs[0]));
+  EXPECT_FALSE(fs::exists(Temp.Home() / "Drill.tmp"));
+  EXPECT_FALSE(fs::exists(Source())) << "nothing comes back into the source";
+
+  for (const auto& entry : fs::recursive_directory_iterator(Dest())) {
+    if (entry.is_regular_file() && entry.path().filename() != ".kavrel-sums") Spoil(entry.path());
+  }
+  const VerifyReport bad = Program.DrillJobNow(0);
+  EXPECT_EQ(bad.Counters.Damaged, 25U);
+  EXPECT_EQ(bad.Counters.Equal, 0U);
+  EXPECT_EQ(Program.Store.Jobs[0].Extras.DrillGood, 0);
+  EXPECT_FALSE(fs::exists(Temp.Home() / "Drill.tmp"));
+}
+
+TEST_F(ScrubTest, ArchivesAreReadAgainAndUnpackedForATrial) {
+  for (int i = 0; i < 9; ++i) Write("d/" + std::to_string(i), std::to_string(i));
+  AddJob(BackupType::Compressed);
+  Run();
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Equal, 1U);
+  VerifyReport drill = Program.DrillJobNow(0);
+  EXPECT_EQ(drill.Counters.Equal, 9U) << LogLines();
+  EXPECT_EQ(drill.Counters.Differences(), 0U);
+  for (const auto& entry : fs::directory_iterator(Dest())) {
+    if (entry.path().extension() == ".7z") Spoil(entry.path());
+  }
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Damaged, 1U);
+  drill = Program.DrillJobNow(0);
+  EXPECT_GT(drill.Counters.Differences(), 0U);
+}
+
+TEST_F(ScrubTest, WhatIsProvedToBeDamagedIsMendedAndTheDamagedOneKept) {
+  Write("a", "content of a");
+  Write("b", "content of b");
+  Write("c", "content of c");
+  AddDated();
+  Run();
+  Run();
+  const fs::path first = Dest() / "2009-09-23", second = Dest() / "2009-09-24";
+  // One file, whose name in the other state stays as it is.
+  Spoil(second / "a");
+  Spoil(second / "b");
+  Spoil(Source() / "b");
+  VerifyReport report = Program.VerifyJobNow(0, {}, u"D:\\dst\\2009-09-24\\");
+  EXPECT_EQ(report.BadCopies, 1U) << LogLines();
+  EXPECT_EQ(report.Mended, 0U);
+  report = Program.VerifyJobNow(0, {}, u"D:\\dst\\2009-09-24\\", true);
+  EXPECT_EQ(report.Mended, 1U) << LogLines();
+  EXPECT_EQ(ReadTestFile(second / "a"), "content of a");
+  EXPECT_NE(ReadTestFile(second / "a.damaged"), "content of a");
+  EXPECT_EQ(fs::last_write_time(second / "a"), fs::last_write_time(Source() / "a"));
+  EXPECT_FALSE(fs::exists(second / "b.damaged")) << "nobody knows which is right";
+  EXPECT_NE(ReadTestFile(first / "a"), "content of a") << "the same file as the damaged one";
+  report = Program.VerifyJobNow(0, {}, u"D:\\dst\\2009-09-23\\", true);
+  EXPECT_EQ(ReadTestFile(first / "a"), "content of a");
+}
+
+TEST_F(ScrubTest, AFullRunKeepsTheGoodCopyOfASourceThatIsDamaged) {
+  Write("rotten", "it was good");
+  Write("written", "it was short");
+  AddJob(BackupType::Full);
+  Run();
+  Spoil(Source() / "rotten");
+  // As if the copy were the later one: no disk tells of what it has spoilt.
+  fs::permissions(Dest() / "rotten", fs::status(Dest() / "rotten").permissions());
+  Spoil(Source() / "written");
+  Run();
+  EXPECT_EQ(ReadTestFile(Dest() / "rotten"), "it was good");
+  EXPECT_EQ(ReadTestFile(Dest() / "written"), ReadTestFile(Source() / "written"));
+  EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 1U);
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Equal, 2U) << "the list is right";
+  Program.Context.Force = true;
+  Run();
+  EXPECT_EQ(ReadTestFile(Dest() / "rotten"), ReadTestFile(Source() / "rotten"));
+}
+
+}  // namespace
+}  // namespace kavrel
