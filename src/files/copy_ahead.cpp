@@ -16,6 +16,8 @@ namespace {
 /// Looks for a while whether the number is another one: from one folder to the next takes less time
 /// than to wake a thread.
 bool ChangesSoon(const std::atomic<std::uint32_t>& number, std::uint32_t old) {
+  // Mostly it is one already, and reading the clock may take as long as a look at a file.
+  if (number != old) return true;
   using SteadyClock = std::chrono::steady_clock;
   const auto until = SteadyClock::now() + std::chrono::microseconds(100);
   while (number == old) {
