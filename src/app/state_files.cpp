@@ -51,6 +51,18 @@ Result<Folder> FolderOfFile(const FileSystem& files, std::u16string_view root,
   return OpenBelow(files.OpenFolder(root), RelativeFolder(path));
 }
 
+/// Whether something on the way to the path is no folder: then nothing lies at its end.
+bool EndsBefore(const FileSystem& files, std::u16string_view root, std::u16string_view path) {
+  Result<Folder> folder = files.OpenFolder(root);
+  for (const std::u16string_view name : Split(RelativeFolder(path), u'/')) {
+    if (!folder || name.empty()) return false;
+    const Result<FileStatus> status = folder->Status(name);
+    if (!status || status->Kind != FileKind::Folder) return status || IsNotFound(status.Error);
+    folder = folder->OpenFolder(name);
+  }
+  return false;
+}
+
 /// The checksum of a file's content; nothing where it cannot be read.
 std::optional<std::uint32_t> CrcOf(const FileSystem& files, const JobState& state,
                                    const StateFile& file, ArchiveMonitor* monitor) {
@@ -187,9 +199,8 @@ FileVersions VersionsOf(const FileSystem& files, const SevenZipLibrary& archiver
     const Result<Folder> folder = FolderOfFile(files, state.Unit, path);
     const Result<FileStatus> status =
         folder ? folder->Status(RelativeName(path)) : Result<FileStatus>::Fail(folder.Error);
-    if (!status && (!IsNotFound(status.Error) || state.Health == StateHealth::Away)) {
-      found.Unread.push_back(i);
-    }
+    const bool absent = IsNotFound(status.Error) || EndsBefore(files, state.Unit, path);
+    if (!status && (!absent || state.Health == StateHealth::Away)) found.Unread.push_back(i);
     if (status && status->Kind != FileKind::Folder) add(i, status->Size, status->Written);
   }
   return found;

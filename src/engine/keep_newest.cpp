@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/folder_pair.h"
+#include "engine/new_state.h"
 #include "engine/run_driver.h"
 #include "engine/state_fates.h"
 #include "files/error_text.h"
@@ -44,19 +45,6 @@ bool MayGo(const RunContext& context, const BackupJob& job, const Folder& parent
          !SourcePlace(context.Files, job.Source.WorkPath, *source, *folder).IsIn(*folder);
 }
 
-/// Removes the dated folders above a unit that are empty now, never the fixed part of the path.
-void RemoveEmptyAbove(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
-  const std::u16string& entered = job.Destination.Path;
-  const std::u16string fixed = HasDateTags(entered) ? DatedPath(entered).Fixed() : std::u16string();
-  std::u16string_view path = PathFolder(unit);
-  while (!fixed.empty() && path.size() > fixed.size() && path.starts_with(fixed)) {
-    const std::u16string_view name = PathName(DropBackslash(path));
-    path = PathFolder(path);
-    const Result<Folder> parent = context.Files.OpenFolder(path);
-    if (!parent || parent->RemoveFolder(name)) return;
-  }
-}
-
 /// Whether another job has something in the folder, by its mark or by the list, or writes there.
 bool HoldsAnothers(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
   const auto inside = [&](std::u16string_view path) {
@@ -84,22 +72,23 @@ bool IsAlone(const RunContext& context, const BackupJob& job, std::u16string_vie
 }
 
 /// Takes the folder away for good. It is no state any more before anything in it goes: what an
-/// interrupted end leaves is what an interrupted run leaves.
+/// interrupted end leaves is whole, or what an interrupted run leaves, and tells by its mark until
+/// the last whose it is.
 ErrorCode DeleteFolderUnit(const FileSystem& files, const BackupJob& job, const Folder& parent,
                            const Folder& folder, const std::u16string& unit) {
   Result<OwnerMark> mark = ReadOwnerMark(folder);
   if (!mark) return mark.Error;
-  mark->Figures.reset();
-  if (const ErrorCode error = WriteOwnerMark(folder, *mark)) return error;
   std::u16string_view name = PathName(DropBackslash(unit));
   const std::u16string unfinished = UnfinishedPath(unit);
-  if (NamesUnfinished(job)) {
-    if (files.Rename(DropBackslash(unit), DropBackslash(unfinished)) == 0) {
-      name = PathName(DropBackslash(unfinished));
-    }
-    if (const ErrorCode error = parent.Sync()) return error;
+  if (NamesUnfinished(job, unit)) {
+    const ErrorCode error = files.Rename(DropBackslash(unit), DropBackslash(unfinished));
+    if (error) return error;
+    name = PathName(DropBackslash(unfinished));
+    if (const ErrorCode unsure = parent.Sync()) return unsure;
   }
-  return RemoveTree(parent, name);
+  mark->Figures.reset();
+  if (const ErrorCode error = WriteOwnerMark(folder, *mark)) return error;
+  return RemoveTree(parent, name, kOwnerMark);
 }
 
 /// Moves it to the bin or deletes it, as the job has it.

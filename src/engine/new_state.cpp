@@ -5,6 +5,7 @@
 #include "files/path.h"
 #include "files/place.h"
 #include "platform/error_codes.h"
+#include "rules/date_tokens.h"
 
 namespace kavrel {
 
@@ -66,6 +67,18 @@ void FindFormer(RunContext& context, const BackupJob& job, std::u16string_view u
 
 }  // namespace
 
+void RemoveEmptyAbove(const RunContext& context, const BackupJob& job, std::u16string_view unit) {
+  const std::u16string& entered = job.Destination.Path;
+  const std::u16string fixed = HasDateTags(entered) ? DatedPath(entered).Fixed() : std::u16string();
+  std::u16string_view path = PathFolder(unit);
+  while (!fixed.empty() && path.size() > fixed.size() && path.starts_with(fixed)) {
+    const std::u16string_view name = PathName(DropBackslash(path));
+    path = PathFolder(path);
+    const Result<Folder> parent = context.Files.OpenFolder(path);
+    if (!parent || parent->RemoveFolder(name)) return;
+  }
+}
+
 SharedContent::Ways WaysOf(const BackupJob& job) {
   switch (job.Extras.LinkStates) {
     case LinkStates::Auto: {
@@ -97,14 +110,18 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
   // That may be the unit itself, or the newest state.
   if (named) states = ListStates(context, job);
   if (context.Files.FolderExists(unit)) return;
-  if (job.Extras.UnfinishedName && NamesUnfinished(job)) {
-    making.Place = UnfinishedPath(unit);
-    if (!left.empty() && !changes) {
-      making.Place = left;
-    } else if (!left.empty() && !IsSamePath(left, making.Place)) {
-      making.TakenUp = MoveFolder(context.Files, left, making.Place) == 0;
-    }
-    making.TakenUp = making.TakenUp || IsSamePath(left, making.Place);
+  const bool named_late = job.Extras.UnfinishedName && NamesUnfinished(job, unit);
+  if (named_late) making.Place = UnfinishedPath(unit);
+  // What a deletion has left is taken up by jobs whose folders bear their names at once, too.
+  const std::u16string place(named_late ? making.Place : std::u16string(unit));
+  if (!left.empty() && !changes) {
+    if (named_late) making.Place = left;
+  } else if (!left.empty() && !IsSamePath(left, place)) {
+    making.TakenUp = MoveFolder(context.Files, left, place) == 0;
+    if (making.TakenUp) RemoveEmptyAbove(context, job, left);
+  }
+  making.TakenUp = making.TakenUp || (named_late && IsSamePath(left, making.Place));
+  if (named_late || making.TakenUp) {
     const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
     if (source) making.Local = LocalDevice(*source);
   }

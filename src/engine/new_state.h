@@ -11,8 +11,8 @@ namespace kavrel {
 
 /// Prepares the context for a run that makes the unit (SetRunPaths): where it lies until it is
 /// whole, what an interrupted run has left for it, and the former state. Nothing is prepared for a
-/// unit that is there already, nor for a job without units. `changes`: what is left is given its
-/// place; else it is only looked at, for a plan.
+/// unit that is there already, nor for a job without units.
+/// `changes`: what is left is given its place; else it is only looked at, for a plan.
 void BeginState(RunContext& context, const BackupJob& job, std::u16string_view unit, bool changes);
 
 /// The job as its walk and its plan take it: into what an interrupted run has left goes nothing
@@ -25,6 +25,9 @@ bool NameState(RunContext& context, std::u16string_view unit);
 
 /// After that: what the next run has to know of its entries is kept.
 void KeepRecord(RunContext& context, const BackupJob& job, std::u16string_view unit);
+
+/// Removes the dated folders above a unit that are empty now, never the fixed part of the path.
+void RemoveEmptyAbove(const RunContext& context, const BackupJob& job, std::u16string_view unit);
 
 /// How a job's new states get what did not change.
 SharedContent::Ways WaysOf(const BackupJob& job);

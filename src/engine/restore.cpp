@@ -163,8 +163,9 @@ class RestoreDisks {
   DiskScope scope_, lost_;
 };
 
-/// The job as this request takes it, its work paths set.
-BackupJob JobOf(const RunContext& context, const BackupJob& stored, const RestoreRequest& request) {
+/// The job as this request takes it, its work paths set; and the request, its state.
+BackupJob JobOf(const RunContext& context, const BackupJob& stored, RestoreRequest& request) {
+  request.Unit = UnitStillTaken(context, stored, request.Unit);
   BackupJob job = JobOfState(stored, request.Unit);
   const RestorePick* pick = request.Pick;
   job.Source.WorkPath = request.Unit.empty() ? ExpandedDestination(job, context.Clock)
@@ -294,8 +295,9 @@ RunOutcome Restore(RunContext& context, BackupJob& job, const RestoreRequest& re
 }  // namespace
 
 RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state,
-                       const BackupJob& stored, const RestoreRequest& request, RunPlan& plan,
+                       const BackupJob& stored, const RestoreRequest& asked, RunPlan& plan,
                        RunCounters& counters) {
+  RestoreRequest request = asked;
   const BackupJob job = JobOf(context, stored, request);
   PlanningContext apart(context, state, host, plan);
   RunContext& planning = apart.Context;
@@ -321,10 +323,11 @@ RunOutcome PlanRestore(const RunContext& context, RunHost& host, RunState& state
 }
 
 const RunReport& RunRestoreJob(RunContext& context, BackupJob& stored,
-                               const RestoreRequest& request) {
+                               const RestoreRequest& asked) {
   context.Report = {};
   if (context.State.CancelRequested) return EndRun(context, RunOutcome::NotStarted);
   stored.LastRunResult = {};
+  RestoreRequest request = asked;
   BackupJob job = JobOf(context, stored, request);
   const RunOutcome outcome = Restore(context, job, request);
   stored.LastRunResult = job.LastRunResult;

@@ -216,8 +216,13 @@ std::u16string AsIso(std::u16string_view which) {
 
 }  // namespace
 
-bool NamesUnfinished(const BackupJob& job) {
-  return !DropBackslash(DatedDestination(job)).ends_with(kUnfinished);
+bool NamesUnfinished(const BackupJob& job, std::u16string_view unit) {
+  // The longest name that file systems take, in bytes here and in units of UTF-16 elsewhere.
+  constexpr std::size_t kLongestName = 255;
+  const std::u16string_view name = PathName(DropBackslash(unit));
+  const std::size_t length = IsPosixPath(unit) ? ToUtf8(name).size() : name.size();
+  return length + kUnfinished.size() <= kLongestName &&
+         !DropBackslash(DatedDestination(job)).ends_with(kUnfinished);
 }
 
 std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job) {
@@ -298,6 +303,13 @@ std::u16string UnitTaken(const RunContext& context, const BackupJob& job) {
   const std::vector<JobState> states = ListStates(context, job);
   const std::optional<std::size_t> newest = NewestState(states);
   return newest ? states[*newest].Unit : std::u16string();
+}
+
+std::u16string UnitStillTaken(const RunContext& context, const BackupJob& job,
+                              std::u16string_view unit) {
+  const bool asks = unit.empty() && !job.Compressed && HasDateTags(job.Destination.Path) &&
+                    !context.Files.FolderExists(ExpandedDestination(job, context.Clock));
+  return asks ? UnitTaken(context, job) : std::u16string(unit);
 }
 
 BackupJob JobOfState(const BackupJob& job, std::u16string_view unit) {

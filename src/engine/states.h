@@ -39,8 +39,8 @@ struct JobState {
 };
 
 /// Whether the dated folders of a job bear another name until they are whole: not where that one's
-/// end is the end of their own.
-bool NamesUnfinished(const BackupJob& job);
+/// end is the end of their own, nor where this one has no room for it.
+bool NamesUnfinished(const BackupJob& job, std::u16string_view unit = {});
 
 /// The states of the job, the newest first (core/made_order). Looks at the disk; nothing is
 /// changed.
@@ -79,6 +79,11 @@ bool HasStateOfNow(const RunContext& context, const BackupJob& job);
 /// The state that a restore or a verification takes without a choice; empty where something lies in
 /// the place of now, or nothing can be taken unasked.
 std::u16string UnitTaken(const RunContext& context, const BackupJob& job);
+
+/// The same for one that was asked for a moment ago: nothing may lie in the place of now any more,
+/// which is another one each second. A unit that was chosen stays.
+std::u16string UnitStillTaken(const RunContext& context, const BackupJob& job,
+                              std::u16string_view unit);
 
 /// The job as a restore or a verification of that state takes it: one of its archives is unpacked
 /// whatever the job makes now.

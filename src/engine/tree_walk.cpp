@@ -423,6 +423,9 @@ bool TreeWalk::TakeFromFormer(const FileTurn& file) {
   FormerState& former = *context_.Making.Former;
   const std::optional<FormerCopy> copy = former.Find(file.Pair, file.Name, file.Source);
   if (!copy) return false;
+  // Each name is to have a file of its own.
+  const bool elsewhere = copy->Path != file.Pair.FormerPath + std::u16string(file.Name);
+  if (elsewhere && file.Source.Links > 1 && !job_.Extras.KeepHardLinks) return false;
   // By name and time alone two files that were one may still seem to be.
   const bool known = former.KnowsEntries(file.Pair);
   if (!known && effects_.Links().IsAnothers(file.Source, copy->Status)) return false;

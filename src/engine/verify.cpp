@@ -153,6 +153,9 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
                           std::u16string_view backup_folder, const ArchivePicker& picker,
                           std::u16string_view unit, bool mend) {
   VerifyReport report;
+  const std::u16string taken =
+      backup_folder.empty() ? UnitStillTaken(context, stored, unit) : std::u16string(unit);
+  unit = taken;
   BackupJob job = JobOfState(stored, unit);
   job.Source.WorkPath = job.Source.Path;
   if (!unit.empty()) backup_folder = UnitFolder(unit);

@@ -6,7 +6,7 @@ namespace kavrel {
 
 namespace {
 
-ErrorCode Empty(const Folder& folder, std::uint64_t mount) {
+ErrorCode Empty(const Folder& folder, std::uint64_t mount, std::u16string_view last) {
   const Result<FileStatus> status = folder.Status();
   if (!status) return status.Error;
   if (status->Mount != mount) return kErrAccess;
@@ -15,9 +15,10 @@ ErrorCode Empty(const Folder& folder, std::uint64_t mount) {
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
     ErrorCode error = 0;
+    if (!last.empty() && entry->Name == last) continue;
     if (entry->Kind == FileKind::Folder) {
       const Result<Folder> inner = folder.OpenFolder(entry->Name);
-      error = inner ? Empty(*inner, mount) : inner.Error;
+      error = inner ? Empty(*inner, mount, {}) : inner.Error;
       if (!error) error = folder.RemoveFolder(entry->Name);
     } else {
       error = folder.RemoveFile(entry->Name);
@@ -29,12 +30,14 @@ ErrorCode Empty(const Folder& folder, std::uint64_t mount) {
 
 }  // namespace
 
-ErrorCode RemoveTree(const Folder& parent, std::u16string_view name) {
+ErrorCode RemoveTree(const Folder& parent, std::u16string_view name, std::u16string_view last) {
   const Result<FileStatus> here = parent.Status();
   const Result<Folder> folder = parent.OpenFolder(name);
   if (!here || !folder) return here ? folder.Error : here.Error;
-  const ErrorCode error = Empty(*folder, here->Mount);
-  return error ? error : parent.RemoveFolder(name);
+  ErrorCode error = Empty(*folder, here->Mount, last);
+  if (!error && !last.empty()) error = folder->RemoveFile(last);
+  if (error && !IsNotFound(error)) return error;
+  return parent.RemoveFolder(name);
 }
 
 }  // namespace kavrel

@@ -39,6 +39,17 @@ TEST_F(KavrelctlTest, FailedFilesAndMissingSourcesShowInTheExitCode) {
   EXPECT_TRUE(Holds(run["troubles"][0]["reason"].get<std::string>(), "Could Not Open")) << run;
   fs::remove(logs);
 
+  // Nothing to pack is no lack of a place.
+  const std::string empty = (temp_.Root() / "empty").string();
+  fs::create_directories(empty);
+  Ctl({"add", "--name", "P", "--type", "compressed", "--source", empty, "--dest",
+       (temp_.Root() / "packed").string()});
+  result = Ctl({"run", "P"});
+  if (result.ExitCode != 9) {
+    EXPECT_EQ(result.ExitCode, 1) << result.Errors;
+    EXPECT_TRUE(Holds(result.Errors, "沒有可壓縮的檔案")) << result.Errors;
+  }
+
   const std::string below_a_file = (source_ / "good/backup").string();
   result = Ctl({"edit", "文件 A", "--dest", below_a_file});
   EXPECT_NE(result.Errors.find("目標資料夾位於來源資料夾之內"), std::string::npos) << result.Errors;
