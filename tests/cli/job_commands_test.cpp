@@ -35,11 +35,11 @@ TEST_F(KavrelctlTest, AJobIsMadeShownChangedAndRemoved) {
   EXPECT_EQ(result.ExitCode, 0);
   EXPECT_NE(result.Output.find("文件 A    啟動  同步備份"), std::string::npos) << result.Output;
 
-  EXPECT_EQ(Ctl({"edit", "文件 a", "--guard-min", "5", "--verify-after", "--no-space-check",
-                 "--no-hard-links", "--link-states", "hard", "--unfinished-name", "off", "--sums",
-                 "off"})
-                .ExitCode,
-            0);
+  EXPECT_EQ(
+      Ctl({"edit", "文件 a", "--guard-min", "5", "--verify-after", "--no-space-check",
+           "--no-hard-links", "--link-states", "hard", "--unfinished-name", "off", "--sums", "off"})
+          .ExitCode,
+      0);
   EXPECT_EQ(Ctl({"edit", "文件 a", "--name", "照片", "--every", "1mo", "--disable", "--refuse", "",
                  "--type", "compressed", "--no-limit"})
                 .ExitCode,
