@@ -53,7 +53,7 @@ void AddVerify(CLI::App& app, CommandLine& line) {
       ->excludes(tested);
   verify->add_flag("--mend", line.Verify.Mend,
                    Tr("Copy anew what is damaged in the backup, where the source is still what it "
-                      "was; the damaged copy stays beside it as NAME.damaged"));
+                      "was; the damaged copy is kept in .kavrel-damaged"));
   line.AddOutput(*verify);
   verify->callback(
       line.Run([&line](Session& session) { return VerifyJobs(session, line.Verify); }));

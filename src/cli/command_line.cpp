@@ -26,7 +26,7 @@ std::function<void()> CommandLine::Run(std::function<int(Session&)> command) {
     } else if (Progress == "none") {
       Output.Progress = ProgressMode::None;
     }
-    Choice.Output = Restore.Output = Verify.Output = Output;
+    Choice.Output = Restore.Output = Verify.Output = Care.Output = Output;
     Session session(Home, Wait);
     ExitCode = command(session);
   };

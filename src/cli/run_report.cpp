@@ -353,7 +353,8 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
   run["source"] = JsonText(job.Source.Path);
   run["destination"] = JsonText(folder);
   run["differences"] = nlohmann::json::array();
-  for (const char* figure : {"equal", "bytes", "mended", "log_file"}) run[figure] = nullptr;
+  for (const char* figure : {"equal", "bytes", "mended", "unlisted", "log_file"})
+    run[figure] = nullptr;
   for (const KindOfDifference& kind : kKinds) run[std::string(kind.Word)] = nullptr;
   switch (report.Outcome) {
     case RunOutcome::SourceMissing:
@@ -386,10 +387,15 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
       }
       run["bytes"] = report.Bytes;
       run["mended"] = report.Mended;
+      run["unlisted"] = report.Unlisted;
       run["log_file"] = JsonTextOrNull(JsonText(report.LogPath));
       if (report.BySums && what == kVerification) {
         PrintError(Fill(Tr("%1: the source is not there, compared with the backup's sums instead"),
                         {PrintableName(job.Name)}));
+      }
+      if (report.Unlisted > 0) {
+        PrintError(Fill(Tr("%1: files without a sum, of which nothing is known: %2"),
+                        {PrintableName(job.Name), std::to_string(report.Unlisted)}));
       }
       if (AsText()) PrintVerification(report, job, what);
       TellDifferences(run, report, job);

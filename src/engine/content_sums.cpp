@@ -68,7 +68,7 @@ void ContentSums::TakeUp() {
   }
   Sort(paths);
   Sort(lines);
-  root_.RemoveFile(kSumHalf);
+  ClearHalf();
   SumListWriter writer(root_, kSumHalf);
   SumListReader old(root_, kSumList);
   while (const SumLine* line = old.Next()) {
@@ -89,9 +89,15 @@ void ContentSums::TakeUp() {
   root_.RemoveFile(kSumJournal);
 }
 
+void ContentSums::ClearHalf() {
+  root_.RemoveFile(kSumHalf);
+  root_.RemoveFolder(kSumHalf);
+}
+
 void ContentSums::Add(const SumLine& line) {
   if (!journal_) {
     root_.RemoveFile(kSumJournal);
+    root_.RemoveFolder(kSumJournal);
     journal_.emplace(root_, kSumJournal);
   }
   journal_->Add(line);
@@ -136,6 +142,13 @@ void ContentSums::Reach() {
   } else {
     journal_->Sync();
   }
+  // The copies get their names, and nothing would tell that the list is older.
+  if (!journal_->Good()) RemoveList();
+}
+
+void ContentSums::RemoveList() {
+  root_.RemoveFile(kSumList);
+  listed_ = false;
 }
 
 void ContentSums::AddFormer(SumListWriter& writer) {
@@ -163,7 +176,7 @@ bool ContentSums::IsGoneArchive(const SumLine& line) const {
 }
 
 bool ContentSums::Write() {
-  root_.RemoveFile(kSumHalf);
+  ClearHalf();
   SumListWriter writer(root_, kSumHalf);
   SumListReader old(root_, kSumList);
   while (const SumLine* line = old.Next()) {
@@ -177,15 +190,17 @@ bool ContentSums::Write() {
   return writer.Sync() == 0 && writer.Close() == 0;
 }
 
-void ContentSums::Place(std::u16string_view name, bool good) {
-  ErrorCode error = good ? root_.Replace(name, kSumList) : -1;
+ErrorCode ContentSums::Place(std::u16string_view name, bool good) {
+  ErrorCode error = good ? root_.Replace(name, kSumList) : kErrAccess;
   if (!error) error = root_.Sync();
   TraceEffect(u"placed the list of sums", {}, name, error);
   if (error) root_.RemoveFile(name);
+  if (error) RemoveList();
+  return error;
 }
 
-void ContentSums::Finish(bool restores) {
-  if (!begun_) return;
+ErrorCode ContentSums::Finish(bool restores) {
+  if (!begun_) return 0;
   Sort(dropped_);
   Sort(failed_);
   Sort(shared_);
@@ -196,20 +211,19 @@ void ContentSums::Finish(bool restores) {
   const bool noted = has_journal && journal_->Sync() == 0;
   journal_.reset();
   const bool changes = has_journal || !dropped_.empty() || !shared_.empty() || !moved_.empty();
+  ErrorCode error = 0;
   if (keeps_ && changes) {
     const bool alone =
         noted && !listed_ && !doubtful_ && failed_.empty() && shared_.empty() && moved_.empty();
-    if (alone) {
-      Place(kSumJournal, true);
-    } else {
-      Place(kSumHalf, Write());
-    }
+    const bool lost = has_journal && !noted;
+    error = alone ? Place(kSumJournal, true) : Place(kSumHalf, !lost && Write());
     root_.RemoveFile(kSumJournal);
   }
-  if (!now) return;
+  if (!now) return error;
   const Result<FileStatus> after = root_.Status();
   if (after && after->Mode != now->Mode) root_.SetAttributes(*now, root_);
   root_.SetTimes(restores ? before_ : *now);
+  return error;
 }
 
 SumIndex::SumIndex(const Folder& root) {

@@ -43,8 +43,9 @@ class ContentSums {
   /// sync as a whole, it is on the disk.
   void Reach();
   /// All changes are on the disk: the list takes its place, and the folder's times stay.
-  /// `restores`: they are what they were at the first change.
-  void Finish(bool restores = false);
+  /// `restores`: they are what they were at the first change. Where it cannot be replaced it goes,
+  /// as it would tell untruths; an error where not even that can be, or where it went.
+  ErrorCode Finish(bool restores = false);
 
  private:
   /// False where no list is kept.
@@ -55,9 +56,13 @@ class ContentSums {
   /// An archive goes without a run in its folder.
   bool IsGoneArchive(const SumLine& line) const;
   bool Write();
+  /// What has the name of half a list, also an empty folder of somebody's.
+  void ClearHalf();
   void AddFormer(SumListWriter& writer);
   /// The list that was written takes its place, or goes.
-  void Place(std::u16string_view name, bool good);
+  ErrorCode Place(std::u16string_view name, bool good);
+  /// Nothing of the list is true any more.
+  void RemoveList();
   void Add(const SumLine& line);
 
   const Folder root_;
@@ -73,6 +78,9 @@ class ContentSums {
   /// What lies elsewhere in the former state.
   std::unordered_multimap<std::uint64_t, std::string> moved_;
 };
+
+/// What the log tells of one that could not be replaced, before the backup's path.
+inline constexpr std::u16string_view kListFailed = u": 更新校驗碼清單 (失敗)：";
 
 /// Which lines a list has; sixteen bytes for each.
 class SumIndex {

@@ -471,7 +471,11 @@ void OnDisk::MarkMirrored(const Folder& dest) {
 void OnDisk::Settle() {
   const ErrorCode error = changes_.Settle();
   // What a disk has lost, the sums are not to tell.
-  if (!error && sums_) sums_->Finish();
+  const ErrorCode unlisted = !error && sums_ ? sums_->Finish() : 0;
+  if (unlisted) {
+    ++context_.Report.Counters.WarningFiles;
+    context_.Tell(kListFailed, root_, ApiErrorText(unlisted));
+  }
   if (!error) return;
   context_.FailSync(root_, error);
 }

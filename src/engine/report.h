@@ -69,6 +69,7 @@ struct VerifyReport {
   std::u16string RefusalText;  ///< of one that was Guarded: which disk is away
   std::u16string LogPath;
   bool BySums = false;               ///< with the backup's sums, not with the source
+  std::uint64_t Unlisted = 0;        ///< files of what was read again that have no sum
   bool Drill = false;                ///< what was compared came back by a test restore
   std::vector<VerifiedState> Units;  ///< dated folders that were read whole, without their time
   std::u16string Unit;  ///< the state that was verified; empty for a folder that is always the same

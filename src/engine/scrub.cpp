@@ -73,6 +73,8 @@ class Rereading {
   template <class Use>
   bool EachLine(const ScrubPlace& place, std::uint64_t from, const Use& use);
   void Check(const ScrubPlace& place, ListedFiles& listed, const SumLine& line);
+  /// Of what has no line nothing is known.
+  void TellUnlisted(const ScrubPlace& place, std::uint64_t lines);
   void Differs(std::uint32_t VerifyCounters::*kind, std::u16string_view text,
                const ScrubPlace& place, std::u16string_view path, std::u16string_view why = {}) {
     TellDifference(context_, report_, kind, text, FileBelow(place.Folder, path), why,
@@ -121,7 +123,9 @@ bool Rereading::ReadPlace(const ScrubPlace& place, std::uint64_t from, std::uint
   ListedFiles listed(context_.Files, place);
   const std::uint32_t faults = report_.Counters.Differences();
   std::set<std::string> unknown = place.Archives;
+  std::uint64_t lines = 0;
   const bool all = EachLine(place, from, [&](const SumLine& line, std::uint64_t at) {
+    ++lines;
     unknown.erase(line.Path);
     if (room && *room == 0) {
       next_.second = at;
@@ -138,6 +142,7 @@ bool Rereading::ReadPlace(const ScrubPlace& place, std::uint64_t from, std::uint
     context_.LogTimed(u": 沒有校驗碼，不能重讀比對：", place.Folder + FromUtf8(name));
   }
   if (place.Archives.empty()) {
+    TellUnlisted(place, lines);
     report_.Units.push_back({place.Folder, kZeroDate, report_.Counters.Differences() - faults});
   }
   return true;
@@ -154,17 +159,46 @@ bool Rereading::ReadFrom(std::size_t place, std::uint64_t line, std::uint64_t* r
 
 void Rereading::RunPart(ScrubTurn& turn) {
   std::uint64_t room = Weight() / turn.Parts + 1;
-  const auto found = std::find_if(places_.begin(), places_.end(), [&](const ScrubPlace& place) {
+  const auto same = std::find_if(places_.begin(), places_.end(), [&](const ScrubPlace& place) {
     return place.Folder == turn.Folder;
   });
-  const bool goes_on = found != places_.end();
-  const auto begin = static_cast<std::size_t>(goes_on ? found - places_.begin() : 0);
-  const std::uint64_t line = goes_on ? turn.Line : 0;
+  const bool there = same != places_.end();
+  // Behind one that is gone comes the next of their names, which their dates are.
+  const auto next = std::find_if(places_.begin(), places_.end(), [&](const ScrubPlace& place) {
+    return place.Folder > turn.Folder;
+  });
+  const auto from = there ? same : next == places_.end() ? places_.begin() : next;
+  const auto begin = static_cast<std::size_t>(from - places_.begin());
+  const std::uint64_t line = there ? turn.Line : 0;
   // A part that reaches the end goes on with the oldest; it never comes to where it began.
   if (ReadFrom(begin, line, &room) && GoesOn() && begin + line > 0) ReadFrom(0, 0, &room);
   if (!GoesOn() || places_.empty()) return;
   turn.Folder = places_[next_.first].Folder;
   turn.Line = next_.second;
+}
+
+/// Regular files of a folder and all below it, but for the backup's own.
+std::uint64_t CountFiles(const Folder& folder, bool top) {
+  std::uint64_t files = 0;
+  FolderReader reader(folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    if (top && IsBackupsOwn(entry->Name)) continue;
+    if (entry->Kind == FileKind::File) ++files;
+    if (entry->Kind != FileKind::Folder) continue;
+    if (const Result<Folder> below = folder.OpenFolder(entry->Name)) {
+      files += CountFiles(*below, false);
+    }
+  }
+  return files;
+}
+
+void Rereading::TellUnlisted(const ScrubPlace& place, std::uint64_t lines) {
+  const Result<Folder> root = context_.Files.OpenFolder(place.Folder);
+  const std::uint64_t files = root ? CountFiles(*root, true) : 0;
+  if (files <= lines) return;
+  report_.Unlisted += files - lines;
+  context_.LogTimed(u": 沒有校驗碼的檔案總計：",
+                    Decimal(static_cast<std::int64_t>(files - lines)) + u", " + place.Folder);
 }
 
 void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLine& line) {
@@ -228,7 +262,7 @@ void AddUnit(std::vector<ScrubPlace>& places, std::u16string_view unit) {
 
 bool HasSums(const FileSystem& files, std::u16string_view folder) {
   const Result<Folder> opened = files.OpenFolder(folder);
-  return opened && opened->Status(kSumList);
+  return opened && SumListReader(*opened, kSumList).Next();
 }
 
 std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& job,

@@ -16,7 +16,9 @@
 #include "engine/rule_check.h"
 #include "engine/tree_walk.h"
 #include "files/file_copy.h"
+#include "files/open_along.h"
 #include "files/path.h"
+#include "files/path_set.h"
 #include "files/temp_names.h"
 #include "platform/error_codes.h"
 #include "walk/source_place.h"
@@ -73,7 +75,12 @@ class VerifyWalk final : private TreeVisitor {
     Traverse(context_.Files, job_.Source.WorkPath, own,
              Scope(context_.Files, job_, context_.Exclusions, own), *this)
         .Run();
-    if (sums_) sums_->Finish(true);
+    if (!sums_) return;
+    if (GoesOn()) DropGone();
+    if (const ErrorCode error = sums_->Finish(true)) {
+      ++report_.Counters.Unreadable;
+      LogFailure(context_.Log, report_.Failures, kListFailed, own, ApiErrorText(error));
+    }
   }
 
  private:
@@ -125,6 +132,10 @@ class VerifyWalk final : private TreeVisitor {
   /// name beside it, which is given back. Empty where that failed, and nothing has changed.
   std::u16string Mend(const TraversedFolder& in, const Folder& to, std::u16string_view name,
                       const FileStatus& source);
+  /// The folder in which a damaged copy is kept, and its path there below the backup's root.
+  Result<Folder> PlaceAside(std::u16string_view name, std::u16string& path) const;
+  /// Takes out of the list what it tells of files that are not there.
+  void DropGone();
   ChangedSide Judge(const Folder& from, const Folder& to, std::u16string_view name);
   /// Below the root, as the list of sums has it.
   std::string SumPath(std::u16string_view name) const;
@@ -146,6 +157,7 @@ class VerifyWalk final : private TreeVisitor {
   std::optional<SumIndex> known_;
   std::optional<ContentSums> sums_;
   std::optional<TempNames> names_;
+  Folder root_;  ///< of the backup, where sums are kept
 };
 
 bool VerifyWalk::Enter(const TraversedFolder& in) {
@@ -168,6 +180,7 @@ void VerifyWalk::KeepSums(const Folder& root) {
   if (!own) return;
   known_.emplace(root);
   sums_.emplace(std::move(*own), true);
+  if (Result<Folder> again = root.Reopen()) root_ = std::move(*again);
 }
 
 void VerifyWalk::NoteSum(std::u16string_view name, const ContentSum& sum) {
@@ -211,7 +224,8 @@ void VerifyWalk::TellContent(const TraversedFolder& in, const Folder& to, std::u
     if (!mend_) return;
     if (kept.empty()) return context_.LogTimed(u": 修復備份的檔案 (失敗)：", DestOf(name));
     ++report_.Mended;
-    return context_.LogTimed(u": 備份的檔案已用來源修復，損壞的保留為：", DestOf(kept));
+    return context_.LogTimed(u": 備份的檔案已用來源修復，損壞的保留為：",
+                             FileBelow(job_.Destination.WorkPath, kept));
   }
   if (passed_over) {
     return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", path, side,
@@ -225,6 +239,20 @@ void VerifyWalk::TellContent(const TraversedFolder& in, const Folder& to, std::u
       path, side);
 }
 
+void VerifyWalk::DropGone() {
+  if (!root_) return;
+  SumListReader list(root_, kSumList);
+  while (const SumLine* line = list.Next()) {
+    context_.Host.PumpMessages();
+    const std::u16string path = FromUtf8(line->Path);
+    const Result<Folder> folder = OpenBelow(root_.Reopen(), RelativeFolder(path));
+    const Result<FileStatus> status =
+        folder ? folder->Status(RelativeName(path)) : Result<FileStatus>::Fail(folder.Error);
+    const bool away = status ? status->Kind != FileKind::File : IsNotFound(status.Error);
+    if (away) sums_->Drop(path);
+  }
+}
+
 std::u16string VerifyWalk::Mend(const TraversedFolder& in, const Folder& to,
                                 std::u16string_view name, const FileStatus& source) {
   if (!names_) names_.emplace(context_.Clock, &context_.Staged, job_.Destination.WorkPath);
@@ -235,20 +263,35 @@ std::u16string VerifyWalk::Mend(const TraversedFolder& in, const Folder& to,
   const bool proved = staged.Sum && known_->Has({*staged.Sum, SumPath(name)});
   // The old one gives up the name only for what is on the disk.
   ErrorCode error = proved ? to.SyncFile(staged.TempName) : kErrAccess;
-  std::u16string kept(name);
-  kept += u".damaged";
-  for (int number = 2; !error && to.Status(kept); ++number) {
-    kept = std::u16string(name) + u".damaged" + Decimal(number);
-  }
-  if (!error) error = to.Rename(name, kept);
-  if (!error) error = staged.Commit(to);
+  std::u16string kept;
+  const Result<Folder> aside = error ? Result<Folder>::Fail(error) : PlaceAside(name, kept);
+  if (!error) error = aside.Error;
+  if (!error) error = aside->TakeOver(to, name);
+  if (!error && (error = staged.Commit(to))) to.TakeOver(*aside, name);
   if (error) {
-    to.Rename(kept, name);
     if (staged.RollBack(to)) names_->NoteLeft();
     return {};
   }
+  aside->Sync();
   to.Sync();
   return kept;
+}
+
+Result<Folder> VerifyWalk::PlaceAside(std::u16string_view name, std::u16string& path) const {
+  const auto made = [](const Folder& in, std::u16string_view folder) {
+    Result<Folder> opened = in.OpenFolder(folder);
+    return IsNotFound(opened.Error) ? in.MakeFolder(folder) : std::move(opened);
+  };
+  path = kDamagedFolder;
+  Result<Folder> place = made(root_, kDamagedFolder);
+  // Of a name that was kept before, each has a folder of its own.
+  for (int number = 2; place && place->Status(name); ++number) {
+    const Result<Folder> base = root_.OpenFolder(kDamagedFolder);
+    path = std::u16string(kDamagedFolder) + u'/' + Decimal(number);
+    place = base ? made(*base, Decimal(number)) : Result<Folder>::Fail(base.Error);
+  }
+  (path += u'/') += name;
+  return place;
 }
 
 bool VerifyWalk::TakeSubfolder(const TraversedFolder&, const FolderEntry& folder, bool taken) {

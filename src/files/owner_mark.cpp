@@ -196,7 +196,7 @@ bool IsOwnerMark(std::u16string_view name) {
 }
 
 bool IsBackupsOwn(std::u16string_view name) {
-  return IsOwnerMark(name) || IsSumList(name);
+  return IsOwnerMark(name) || IsSumList(name) || name == kDamagedFolder;
 }
 
 std::u16string ArchiveMark(std::u16string_view archive) {

@@ -65,7 +65,9 @@ inline constexpr std::u16string_view kOwnerMark = u".kavrel-owner";
 /// Whether an entry is the file of a backup's mark, of a folder or of an archive, or half of one
 /// that a killed run has left.
 bool IsOwnerMark(std::u16string_view name);
-/// Whether it is no part of what was backed up: such a file, or the list of sums.
+/// The folder of a backup for copies that were damaged and have been made anew.
+inline constexpr std::u16string_view kDamagedFolder = u".kavrel-damaged";
+/// Whether it is no part of what was backed up: such a file, the list of sums, or that folder.
 bool IsBackupsOwn(std::u16string_view name);
 /// The name of the file that is an archive's mark.
 std::u16string ArchiveMark(std::u16string_view archive);

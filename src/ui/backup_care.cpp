@@ -220,8 +220,8 @@ VerifyReport BackupCare::VerifyOnce(int row, bool mend) {
 
 bool BackupCare::WantsMending(std::uint32_t damaged) {
   return Confirm(*window_, TrText(u"備份中有 %1 個檔案已損壞，而來源與備份時相同。\n"
-                                  "要用來源重新複製這些檔案嗎？損壞的檔案會以 .damaged 結尾的名稱"
-                                  "保留在旁邊。")
+                                  "要用來源重新複製這些檔案嗎？損壞的檔案會保留在備份的 "
+                                  ".kavrel-damaged 資料夾。")
                                .arg(ShownText(Grouped(damaged))));
 }
 

@@ -232,6 +232,8 @@ bool FolderScope::TakesFolder(std::u16string_view name) const {
     const std::u16string path = RelativePath(at_, name);
     takes = scope_->only_->Holds(path) || scope_->only_->LeadsTo(path);
   }
+  // What a verification has put aside is no part of a backup, nor of what comes back.
+  takes = takes && name != kDamagedFolder;
   if (!takes) TraceLeftOut(u"not among the job's folders", path_, name);
   return takes;
 }

@@ -185,12 +185,66 @@ TEST_F(ScrubTest, WhatIsProvedToBeDamagedIsMendedAndTheDamagedOneKept) {
   report = Program.VerifyJobNow(0, {}, u"D:\\dst\\2009-09-24\\", true);
   EXPECT_EQ(report.Mended, 1U) << LogLines();
   EXPECT_EQ(ReadTestFile(second / "a"), "content of a");
-  EXPECT_NE(ReadTestFile(second / "a.damaged"), "content of a");
+  EXPECT_NE(ReadTestFile(second / ".kavrel-damaged/a"), "content of a");
   EXPECT_EQ(fs::last_write_time(second / "a"), fs::last_write_time(Source() / "a"));
-  EXPECT_FALSE(fs::exists(second / "b.damaged")) << "nobody knows which is right";
+  EXPECT_FALSE(fs::exists(second / ".kavrel-damaged/b")) << "nobody knows which is right";
   EXPECT_NE(ReadTestFile(first / "a"), "content of a") << "the same file as the damaged one";
   report = Program.VerifyJobNow(0, {}, u"D:\\dst\\2009-09-23\\", true);
   EXPECT_EQ(ReadTestFile(first / "a"), "content of a");
+}
+
+TEST_F(ScrubTest, WhatWasPutAsideStaysAndIsNoPartOfTheBackup) {
+  Write("a", "content of a");
+  AddJob(BackupType::Synchronise).Extras.GuardMirror = false;
+  Run();
+  for (int i = 0; i < 2; ++i) {
+    Spoil(Dest() / "a");
+    EXPECT_EQ(Program.VerifyJobNow(0, {}, {}, true).Mended, 1U) << LogLines();
+  }
+  EXPECT_EQ(Program.VerifyJobNow(0).Counters.Differences(), 0U);
+  Write("b", "new");
+  Run();
+  EXPECT_TRUE(fs::exists(Dest() / ".kavrel-damaged/a"));
+  EXPECT_TRUE(fs::exists(Dest() / ".kavrel-damaged/2/a"));
+  ASSERT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
+  EXPECT_FALSE(fs::exists(Source() / ".kavrel-damaged"));
+}
+
+TEST_F(ScrubTest, AListThatIsNoneTellsNothingAndWhatItLacksIsTold) {
+  Write("a", "1");
+  Write("sub/b", "2");
+  AddJob(BackupType::Differential);
+  Run();
+  const fs::path list = Dest() / ".kavrel-sums";
+  const std::string whole = ReadTestFile(list);
+  for (const std::string& bytes : {std::string(), std::string("no list\n")}) {
+    WriteTestFile(list, bytes);
+    EXPECT_EQ(Program.ScrubJobNow(0).Outcome, RunOutcome::NothingPicked);
+    EXPECT_EQ(Program.DrillJobNow(0).Outcome, RunOutcome::NothingPicked);
+  }
+  WriteTestFile(list, whole.substr(0, whole.find('\n') + 1));
+  EXPECT_EQ(Program.ScrubJobNow(0).Unlisted, 1U);
+  // What is told of files that are not there goes with the next verification.
+  WriteTestFile(list, whole + std::string(32, '1') + "  gone\n" + std::string(32, '1') + "  sub\n");
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Differences(), 2U);
+  EXPECT_EQ(Program.VerifyJobNow(0).Counters.Differences(), 0U);
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Differences(), 0U) << LogLines();
+}
+
+TEST_F(ScrubTest, AListThatCannotBeReplacedGoesAndIsToldOf) {
+  Write("a", "1");
+  AddJob(BackupType::Differential);
+  Run();
+  // Somebody's folder is where the new one is to be made.
+  WriteTestFile(Dest() / ".kavrel-sums.tmp/somebody's", "x");
+  Write("a", "another text");
+  Run();
+  EXPECT_FALSE(fs::exists(Dest() / ".kavrel-sums")) << ReadTestFile(Dest() / ".kavrel-sums");
+  EXPECT_EQ(Program.Context.Report.Counters.WarningFiles, 1U);
+  EXPECT_NE(LogLines().find("更新校驗碼清單 (失敗)"), std::string::npos) << LogLines();
+  fs::remove_all(Dest() / ".kavrel-sums.tmp");
+  EXPECT_EQ(Program.VerifyJobNow(0).Counters.Differences(), 0U);
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Equal, 1U);
 }
 
 TEST_F(ScrubTest, AFullRunKeepsTheGoodCopyOfASourceThatIsDamaged) {
