@@ -78,6 +78,7 @@ _kavrelctl() {
     ;;
   --type) words=(full differential sync compressed) ;;
   --link-states) words=(auto off hard reflink) ;;
+  --change-guard) words=(on off accept) ;;
   --unfinished-name|--sums|--scrub|--drill) words=(on off) ;;
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;

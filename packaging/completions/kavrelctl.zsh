@@ -49,6 +49,7 @@ _kavrelctl() {
     (--debug) _files; return ;;
     (--type) compadd full differential sync compressed; return ;;
     (--link-states) compadd auto off hard reflink; return ;;
+    (--change-guard) compadd on off accept; return ;;
     (--unfinished-name|--sums|--scrub|--drill) compadd on off; return ;;
     (--compression) compadd store fast full; return ;;
     (--mode) compadd full incremental; return ;;

@@ -36,7 +36,7 @@ bool IsOf(std::u16string_view told, std::u16string_view folder) {
 ExitCode CodeOfRun(const RunReport& report, const BackupJob& job) {
   if (report.Outcome != RunOutcome::Ran) return CodeOfOutcome(report.Outcome);
   if (job.LastRunResult.Stopped) return kInterrupted;
-  return IsComplete(report.Counters) ? kDone : kSomeFailed;
+  return IsComplete(report.Counters) && report.Alarm.empty() ? kDone : kSomeFailed;
 }
 
 }  // namespace

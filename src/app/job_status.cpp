@@ -10,18 +10,10 @@ namespace kavrel {
 namespace {
 
 std::string_view CauseWord(HealthCause cause) {
-  constexpr std::string_view kWords[] = {"",
-                                         "source-missing",
-                                         "no-archive-program",
-                                         "guarded",
-                                         "no-space",
-                                         "no-place",
-                                         "interrupted",
-                                         "files-failed",
-                                         "files-unseen",
-                                         "not-known",
-                                         "differences",
-                                         "not-verified"};
+  constexpr std::string_view kWords[] = {
+      "",          "source-missing", "no-archive-program", "guarded",      "no-space",
+      "no-place",  "changes",        "interrupted",        "files-failed", "files-unseen",
+      "not-known", "differences",    "not-verified"};
   return kWords[static_cast<std::size_t>(cause)];
 }
 

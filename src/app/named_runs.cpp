@@ -21,6 +21,7 @@ std::u16string TroubleOf(ExitCode code, const RunReport& report, const BackupJob
     case kInterrupted:
       return report.Outcome == RunOutcome::NotStarted ? u"沒有執行" : u"備份中斷";
     default:
+      if (IsComplete(report.Counters) && !report.Alarm.empty()) return report.Alarm;
       return Fill(TrCountLater(u"失敗 %1 個檔案"),
                   {Grouped(report.Counters.FailedFiles + report.Counters.UnseenFiles)});
   }

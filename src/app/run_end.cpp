@@ -85,6 +85,12 @@ RunEnd EndOfBackup(const Program& program, const BackupJob& job, RunOutcome outc
   RunEnd end{.Job = job.Name, .Text = {}, .Why = {}, .LogPath = {}};
   TellOutcome(end, program, job, outcome, kBackup,
               NoSourceText(job.Source.WorkPath, program.Context.Report.RefusalText));
+  if (const std::u16string& alarm = program.Context.Report.Alarm;
+      outcome == RunOutcome::Ran && !alarm.empty()) {
+    end.Text += u"，" + alarm;
+    end.Why += (end.Why.empty() ? u"" : u"，") + alarm;
+    end.Bad = true;
+  }
   const std::optional<VerifyReport>& verified = program.LastVerification();
   if (outcome != RunOutcome::Ran || !verified) return end;
   const std::u16string found = Differences(*verified);

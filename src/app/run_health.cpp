@@ -6,6 +6,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
+#include "engine/change_guard.h"
 #include "schedule/next_run.h"
 #include "schedule/pause.h"
 
@@ -42,7 +43,8 @@ struct Trouble {
 /// Of a backup whose row tells no more than this.
 HealthCause CauseOf(const BackupJob& job, HealthCause of_row) {
   constexpr HealthCause kCauses[kBadEnds] = {HealthCause::None, HealthCause::Guarded,
-                                             HealthCause::NoSpace, HealthCause::NoPlace};
+                                             HealthCause::NoSpace, HealthCause::NoPlace,
+                                             HealthCause::Changes};
   const HealthCause noted =
       job.Extras.Bad ? kCauses[static_cast<std::size_t>(job.Extras.BadBy)] : HealthCause::None;
   return noted == HealthCause::None ? of_row : noted;
@@ -56,6 +58,7 @@ Trouble TroubleOf(const BackupJob& job, const Last& last) {
                           job.Extras.Unbegun.back().Why == UnbegunRun::Cause::NoArchiver;
     return {archiver ? HealthCause::NoArchiver : HealthCause::NoSource, u"沒有執行"};
   }
+  if (IsAlarmed(job.Extras)) return {HealthCause::Changes, ChangeAlarmText(job)};
   if (last.Run && last.Run->Stopped) {
     return {CauseOf(job, HealthCause::Interrupted), StatusText(*last.Run)};
   }
@@ -75,7 +78,8 @@ Trouble TroubleOf(const BackupJob& job, const Last& last) {
 /// The log of what went badly.
 std::u16string BadLog(const BackupJob& job, const Last& last) {
   if (job.Extras.NotBegun) return {};
-  if (last.Run && (job.Extras.Unseen || IsBadRun(*last.Run))) return last.Run->LogPath;
+  if (last.Run && (job.Extras.Unseen || IsAlarmed(job.Extras) || IsBadRun(*last.Run)))
+    return last.Run->LogPath;
   return last.Verification ? last.Verification->LogPath : std::u16string();
 }
 

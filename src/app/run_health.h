@@ -29,6 +29,7 @@ enum class HealthCause {
   Guarded,      ///< a guard stopped it
   NoSpace,      ///< the copies did not fit
   NoPlace,      ///< its destination was not there and could not be made
+  Changes,      ///< files look encrypted: the run was stopped, or old states are held back
   Interrupted,  ///< by somebody
   FilesFailed,
   FilesUnseen,

@@ -29,6 +29,8 @@ const char* GuardedText(RunRefusal refusal) {
       return TrLater("not run: %1, far less would be backed up than the last time: %2");
     case RunRefusal::PlaceOfOthers:
       return TrLater("not run: %1, the destination may be another job's: %2");
+    case RunRefusal::ChangeGuard:
+      return TrLater("not run: %1, files look encrypted: %2");
     default:
       return TrLater("not run: %1, the mirror guard stopped it: %2");
   }

@@ -171,6 +171,7 @@ class ListBuilder final : private TreeVisitor {
     }
     NoteListed(path);
     take_(path, *status, line);
+    if (context_.Look) context_.Look(in.Opened, entry.Name, *status);
     ++Files;
     Bytes += status->Size;
     if (status->Kind == FileKind::File && status->Links > 1) ++Linked;

@@ -49,6 +49,9 @@ struct ArchiveContext {
   std::function<bool(std::u16string_view path, const Folder& folder)> HasLostDisk{};
   /// Called when the folder of the archive could not be made.
   std::function<void()> NotMade{};
+  /// Told of each file that is packed. Null: nobody looks.
+  std::function<void(const Folder& folder, std::u16string_view name, const FileStatus& status)>
+      Look{};
 
   /// Logs and notes what failed, and why.
   void Tell(std::u16string_view text, std::u16string_view what, std::u16string_view why = {}) {

@@ -96,6 +96,7 @@ bool Apply(Session& session, const JobOptions& options, BackupJob& job) {
       job.Extras.Adopt = true;
       AcceptPlaces(job.Extras);
     }
+    if (options.ChangeGuard == "accept") AcceptChanges(job.Extras);
     return true;
   }
   const std::u16string message = FormCheckMessage(check, form);
@@ -173,6 +174,8 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
            {{"on", job.Extras.GuardMirror},
             {"percent", job.Extras.GuardPercent},
             {"fewest", job.Extras.GuardFewest}}},
+          {"change_guard", job.Extras.GuardChanges},
+          {"changes_since", JsonTime(IsAlarmed(job.Extras) ? job.Extras.Changes.Alarm : kZeroDate)},
           {"check_space", job.Extras.CheckSpace},
           {"keep_newest", job.Extras.KeepNewest},
           {"keep_plan", JsonText(job.Extras.KeepPlan)},
@@ -215,6 +218,7 @@ void ShowAsText(Session& session, const BackupJob& job) {
       {TrCell(u"檔案類型　　："), job.FileTypes},
       {TrCell(u"不備份該類型："), on_off(job.ExcludeFileTypes)},
       {TrCell(u"同步刪除防護："), Shown(GuardText(job.Extras))},
+      {TrCell(u"檔案變更防護："), on_off(job.Extras.GuardChanges)},
       {TrCell(u"檢查可用空間："), on_off(job.Extras.CheckSpace)},
       {TrCell(u"保留備份份數："), Shown(KeepText(job.Extras))},
       {TrCell(u"直接刪除舊備份："), on_off(job.Extras.DeletesOld)},

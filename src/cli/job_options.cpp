@@ -140,6 +140,13 @@ std::string ReadStateOptions(const JobOptions& options, ExtraSettings& extras) {
     if (*given != "on" && *given != "off") return Fill(Tr("%1 takes on or off"), {name});
     setting = *given == "on";
   }
+  if (options.ChangeGuard) {
+    const bool on = *options.ChangeGuard == "on";
+    if (!on && *options.ChangeGuard != "off" && *options.ChangeGuard != "accept") {
+      return Tr("--change-guard takes on, off or accept");
+    }
+    if (*options.ChangeGuard != "accept") extras.GuardChanges = on;
+  }
   return {};
 }
 
@@ -207,6 +214,9 @@ void JobOptions::AddTo(CLI::App& command) {
   command.add_option("--drill", Drill,
                      Tr("on or off (default): some files are restored each month into a folder of "
                         "their own, to see whether that works"));
+  command.add_option("--change-guard", ChangeGuard,
+                     Tr("on (default) or off: a run asks before files that look encrypted take the "
+                        "place of good copies; accept: they are meant, and its alarm ends"));
 }
 
 bool JobOptions::Any() const {
@@ -214,7 +224,7 @@ bool JobOptions::Any() const {
   return given(Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard, ExcludeTypes,
                Subfolders, SourceFolder, Recycle, Enable, SpaceCheck, VerifyAfter, HardLinks,
                MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName, KeepPlan, DeleteOld, Sums,
-               Scrub, Drill) ||
+               Scrub, Drill, ChangeGuard) ||
          NoLimit || PasswordStdin || NoPassword || Adopt;
 }
 

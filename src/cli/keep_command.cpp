@@ -68,7 +68,8 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
   const StateFates fates = FatesOf(program.Context, job, states, unit, session.Clock().Now());
   const std::vector<Row> rows = RowsOf(program.Context, states, fates);
   const bool keeps_all = fates.Units.empty();
-  const bool held = fates.TooMany && !job.Extras.KeepAgreed;
+  const bool alarmed = IsAlarmed(job.Extras);
+  const bool held = alarmed || (fates.TooMany && !job.Extras.KeepAgreed);
   std::uint64_t room = 0;
   std::size_t going = 0;
   nlohmann::json list = nlohmann::json::array();
@@ -118,7 +119,11 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
                     "are free only when that is emptied."),
            {std::to_string(going), Printable(size)});
   std::printf("%s\n", text.c_str());
-  if (held) {
+  if (alarmed) {
+    PrintError(
+        Tr("Files look encrypted: a run keeps them all until edit --change-guard accept ends the "
+           "alarm."));
+  } else if (held) {
     PrintError(
         Tr("More than half of them would go at once: a run keeps them all until the plan is "
            "given anew with edit --keep-plan; look at the clock first."));

@@ -141,6 +141,11 @@ Message GuardedText(const RunContext& context) {
           "it may be another job's backup, nothing was changed: %1; --force goes on all the "
           "same, edit --adopt makes the place this job's",
           {why});
+    case RunRefusal::ChangeGuard:
+      return Say(
+          "files look encrypted that would take the place of good copies: %1; --force runs it all "
+          "the same",
+          {why});
     default:
       return Say(
           "the mirror guard stopped the run before it removed anything: %1; --force runs it "
@@ -258,6 +263,14 @@ void RunReports::TellFailures(nlohmann::json& run, const BackupJob& job) {
   }
 }
 
+void RunReports::TellAlarm(nlohmann::json& run, const BackupJob& job) {
+  const std::u16string& alarm = session_.Program().Context.Report.Alarm;
+  if (alarm.empty()) return;
+  Trouble(run, job,
+          Say("%1; edit --change-guard accept ends the alarm where that was meant",
+              {Message::OfCore(alarm)}));
+}
+
 ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
                          const Message& missing) {
   Program& program = session_.Program();
@@ -308,6 +321,7 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
         TellFailures(run, job);
       } else {
         TellFailures(run, job);
+        TellAlarm(run, job);
         if (code == kInterrupted && output_.Quiet) Trouble(run, job, Say("interrupted"));
       }
   }

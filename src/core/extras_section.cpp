@@ -34,6 +34,7 @@ constexpr SwitchField kSwitches[] = {{u"GuardMirror", &JobExtras::GuardMirror},
                                      {u"KeepSums", &JobExtras::KeepSums},
                                      {u"Scrub", &JobExtras::Scrub},
                                      {u"Drill", &JobExtras::Drill},
+                                     {u"GuardChanges", &JobExtras::GuardChanges},
                                      {u"KeepHardLinks", &JobExtras::KeepHardLinks},
                                      {u"UnfinishedName", &JobExtras::UnfinishedName},
                                      {u"DeletesOld", &JobExtras::DeletesOld},
@@ -85,12 +86,13 @@ constexpr BytesField kBytes[] = {{u"SourceBytes", &KnownPlaces::SourceBytes},
                                  {u"LargestFile", &KnownPlaces::LargestFile},
                                  {u"SourceDiskBytes", &KnownPlaces::SourceDiskBytes}};
 constexpr std::u16string_view kBadBy = u"BadBy";
-constexpr std::u16string_view kBadEndWords[kBadEnds] = {u"", u"guard", u"space", u"place"};
+constexpr std::u16string_view kBadEndWords[kBadEnds] = {u"", u"guard", u"space", u"place",
+                                                        u"changes"};
 constexpr std::u16string_view kUnbegun = u"Unbegun";
 constexpr std::u16string_view kCauses[] = {u"source", u"archiver"};
 constexpr std::u16string_view kMade = u"Made", kMount = u"Mount", kStateFiles = u"StateFiles",
-                              kVerified = u"Verified", kRest = u"Rest", kLike = u"Like",
-                              kBefore = u"Before", kSource = u"source",
+                              kVerified = u"Verified", kRest = u"Rest", kChanges = u"Changes",
+                              kLike = u"Like", kBefore = u"Before", kSource = u"source",
                               kDestination = u"destination";
 /// The paths of places that the job has left, and what a line of what is known of them begins with.
 constexpr std::u16string_view kFormer = u"Former", kOfFormer = u"Former.";
@@ -99,9 +101,9 @@ constexpr std::u16string_view kFormer = u"Former", kOfFormer = u"Former.";
 constexpr std::u16string_view kDropped[] = {u"Unfinished", u"SourceMount"};
 /// What another installation knows of its own jobs.
 constexpr std::u16string_view kOfRuns[] = {
-    u"Id=",        u"Adopt=",   u"MirroredTo=", u"Made=",      u"Unfinished=",
-    u"Unbegun=",   u"Bad=",     u"LastGood=",   u"BadBy=",     u"Verified=",
-    u"LastScrub=", u"ScrubAt=", u"LastDrill=",  u"DrillGood=", u"DrillFiles="};
+    u"Id=",        u"Adopt=",   u"MirroredTo=", u"Made=",      u"Unfinished=", u"Unbegun=",
+    u"Bad=",       u"LastGood=", u"BadBy=",     u"Verified=",  u"LastScrub=",  u"ScrubAt=",
+    u"LastDrill=", u"DrillGood=", u"DrillFiles=", u"Changes="};
 
 std::u16string FormatMount(const KnownMount& mount) {
   std::u16string text(mount.OfSource ? kSource : kDestination);
@@ -171,6 +173,43 @@ bool ParseFormer(std::u16string_view value, JobExtras& extras) {
   return true;
 }
 
+std::u16string FormatChanges(const KnownChanges& changes) {
+  const auto date = [](DateTime time) {
+    return time == kZeroDate ? std::u16string() : DateTimeText(time);
+  };
+  std::u16string text = Decimal(changes.Files);
+  for (const std::int32_t number : {changes.Sure, changes.Likely, changes.Usual}) {
+    (text += u'\t') += Decimal(number);
+  }
+  for (const DateTime time : {changes.Last, changes.Alarm}) (text += u'\t') += date(time);
+  return (text += u'\t') += EscapeOctal(changes.Good);
+}
+
+bool ParseChanges(std::u16string_view value, KnownPlaces& known) {
+  const std::vector<std::u16string_view> fields = Split(value, u'\t');
+  if (fields.size() != 7) return false;
+  const std::optional<double> files = ParseNumber(fields[0]);
+  if (!files || *files < -1 || *files >= 9e15) return false;
+  KnownChanges changes;
+  changes.Files = static_cast<std::int64_t>(*files);
+  std::int32_t* const numbers[] = {&changes.Sure, &changes.Likely, &changes.Usual};
+  for (std::size_t i = 0; i < std::size(numbers); ++i) {
+    const std::optional<std::int32_t> number = ParseInt(fields[i + 1]);
+    if (!number || *number < (i == 2 ? -1 : 0)) return false;
+    *numbers[i] = *number;
+  }
+  DateTime* const dates[] = {&changes.Last, &changes.Alarm};
+  for (std::size_t i = 0; i < std::size(dates); ++i) {
+    if (fields[i + 4].empty()) continue;
+    const std::optional<DateTime> date = ParseDateTime(fields[i + 4]);
+    if (!date) return false;
+    *dates[i] = *date;
+  }
+  changes.Good = UnescapeOctal(fields[6]);
+  known.Changes = std::move(changes);
+  return true;
+}
+
 /// `before`: what the names of the lines begin with.
 void AddPlaces(std::u16string& text, const KnownPlaces& known, std::u16string_view before = {}) {
   const auto add = [&](std::u16string_view name, std::u16string_view value) {
@@ -187,6 +226,7 @@ void AddPlaces(std::u16string& text, const KnownPlaces& known, std::u16string_vi
   for (const std::u16string& made : known.Made) add(kMade, OneLine(made));
   for (const VerifiedState& one : known.Verified) add(kVerified, FormatVerified(one));
   for (const JobRest& rest : known.Rests) add(kRest, FormatRest(rest));
+  if (known.Changes != KnownChanges()) add(kChanges, FormatChanges(known.Changes));
 }
 
 /// A whole number from `least` to below 9e18, with a text that has nothing else.
@@ -215,6 +255,7 @@ std::optional<bool> ParsePlace(std::u16string_view name, std::u16string_view val
   if (name == kMade) return known.Made.emplace_back(value), true;
   if (name == kVerified) return ParseVerified(value, known);
   if (name == kRest) return ParseRest(value, known);
+  if (name == kChanges) return ParseChanges(value, known);
   return std::nullopt;
 }
 
@@ -268,8 +309,8 @@ bool ComesOnce(std::u16string_view name) {
                        [&](const auto& field) { return field.Name == name; });
   };
   return name == kLike || name == kLinkStates || name == kBadBy || name == kStateFiles ||
-         among(kSwitches) || among(kNumbers) || among(kTexts) || among(kDates) ||
-         among(kPlaceTexts) || among(kBytes) ||
+         name == kChanges || among(kSwitches) || among(kNumbers) || among(kTexts) ||
+         among(kDates) || among(kPlaceTexts) || among(kBytes) ||
          std::find(std::begin(kKeyNames), std::end(kKeyNames), name) != std::end(kKeyNames);
 }
 

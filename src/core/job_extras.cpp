@@ -30,6 +30,7 @@ void TakePair(KnownPlaces& from, KnownPlaces& to) {
   to.StateFiles = from.StateFiles;
   to.Made = std::move(from.Made);
   to.Verified = std::move(from.Verified);
+  to.Changes = std::move(from.Changes);
 }
 
 }  // namespace
@@ -92,6 +93,12 @@ void MovePlaces(JobExtras& extras, const PlacePair& from, const PlacePair& to) {
 void AcceptPlaces(JobExtras& extras) {
   extras.Mounts.clear();
   if (extras.StateFiles > 0 || !extras.Made.empty()) extras.StateFiles = 0;
+}
+
+void AcceptChanges(JobExtras& extras) {
+  KnownChanges anew;
+  anew.Files = extras.Changes.Files;
+  extras.Changes = anew;
 }
 
 }  // namespace kavrel

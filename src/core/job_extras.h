@@ -41,6 +41,9 @@ struct ExtraSettings {
   bool KeepSums = true;       ///< the sums of what is copied are kept beside it
   bool Scrub = false;         ///< a thirtieth of the backup is read again each day
   bool Drill = false;         ///< some files are restored each month to see whether that works
+  /// A run looks at how files changed, and asks, or lets no old state go, where they look
+  /// encrypted.
+  bool GuardChanges = true;
   bool KeepHardLinks = true;  ///< a file of several names gets one copy of several names
   kavrel::LinkStates LinkStates = kavrel::LinkStates::Auto;
   bool UnfinishedName = true;  ///< a dated folder gets its name when it is whole
@@ -71,8 +74,8 @@ struct UnbegunRun {
 
 /// What made a backup come to nothing, where its row in the list of runs tells no more than that it
 /// did.
-enum class BadEnd : std::uint8_t { Other, Guard, Space, Place };
-inline constexpr std::size_t kBadEnds = 4;
+enum class BadEnd : std::uint8_t { Other, Guard, Space, Place, Changes };
+inline constexpr std::size_t kBadEnds = 5;
 
 /// A time in which a job did not run, far longer than its interval: it was switched off, or a clock
 /// was wrong.
@@ -89,6 +92,22 @@ struct VerifiedState {
   std::uint32_t Damaged = 0;  ///< files that were damaged or could not be read
 
   bool operator==(const VerifiedState&) const = default;
+};
+
+/// What the change guard (engine/change_guard) remembers from run to run.
+struct KnownChanges {
+  /// Files of the last whole run, rounded down; -1 = not known.
+  std::int64_t Files = -1;
+  /// Files that looked encrypted since somebody has agreed to the last ones: for sure, and likely.
+  std::int32_t Sure = 0, Likely = 0;
+  /// Of a thousand files that an archive's run has looked at, those whose content does not go with
+  /// their names, in the best run so far; -1 = not known.
+  std::int32_t Usual = -1;
+  DateTime Last = kZeroDate;   ///< when such a file was found last
+  DateTime Alarm = kZeroDate;  ///< since when no state goes; the zero date where nothing is wrong
+  std::u16string Good;         ///< the newest state from before, as in KnownPlaces::Made
+
+  bool operator==(const KnownChanges&) const = default;
 };
 
 /// What runs have learnt of a source and a destination, and hold against the next ones.
@@ -110,6 +129,7 @@ struct KnownPlaces {
   /// Times without a run, the oldest first, which make no backup older; 20 at most.
   std::vector<JobRest> Rests;
   std::vector<VerifiedState> Verified;  ///< the last verification of each, the newest last
+  KnownChanges Changes;
 
   bool operator==(const KnownPlaces&) const = default;
 };
@@ -177,8 +197,14 @@ void ForgetRuns(JobExtras& extras);
 /// former ones stays theirs, and is known again when the job comes back to them. A source or a
 /// destination that stays, or that the job had before, keeps its disks.
 void MovePlaces(JobExtras& extras, const PlacePair& from, const PlacePair& to);
+/// Whether the change guard holds old states back.
+inline bool IsAlarmed(const JobExtras& extras) {
+  return extras.GuardChanges && extras.Changes.Alarm != kZeroDate;
+}
 /// The next run takes disks and sizes as they are.
 void AcceptPlaces(JobExtras& extras);
+/// What has changed up to now was meant: the alarm ends, and nothing is held against the next runs.
+void AcceptChanges(JobExtras& extras);
 
 inline constexpr std::size_t kMaxUnbegun = 20;
 /// The largest values that the editor and the command line take.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/change_guard.h"
 #include "engine/folder_pair.h"
 #include "engine/new_state.h"
 #include "engine/run_driver.h"
@@ -162,6 +163,10 @@ bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view uni
 }
 
 void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
+  if (const std::u16string alarm = ChangeAlarmText(job); !alarm.empty()) {
+    context.LogTimed(u": 檔案變更防護 (警告)：", alarm);
+    return;
+  }
   RecycleBin bin(context.Clock);
   const StateFates fates = FatesOf(context, job, unit, job.RunStarted);
   for (const std::u16string& other : fates.NotOwn) {
@@ -194,7 +199,7 @@ void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
 
 void PlanKeepNewest(const RunContext& context, const BackupJob& job, std::u16string_view unit,
                     RunPlan& plan) {
-  if (unit.empty()) return;
+  if (unit.empty() || IsAlarmed(job.Extras)) return;
   if (context.Files.Status(DropBackslash(unit))) {
     const Result<bool> own = IsMadeBy(context.Files, job, unit);
     if (!own || !*own) return;

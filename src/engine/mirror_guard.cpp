@@ -7,6 +7,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
+#include "engine/change_guard.h"
 #include "engine/into_plan.h"
 #include "engine/refusal.h"
 #include "engine/sync_folder.h"
@@ -40,6 +41,7 @@ class LookAhead {
       : planning_(context, state, pump, plan_),
         effects_(planning_.Context, job, plan_),
         job_(job),
+        changes_(context.Changes && context.Changes->Asks() ? context.Changes.get() : nullptr),
         foreseen_(foreseen),
         paths_(job.Source.WorkPath, job.Destination.WorkPath, context.Making.Place),
         scope_(context.Files, job, context.Exclusions, job.Destination.WorkPath) {
@@ -62,6 +64,7 @@ class LookAhead {
   /// That of the second thread, which begins where the first one is.
   LookAhead(const LookAhead& first, RunState& state, MessagePump& pump, ForeseenFolders& foreseen)
       : LookAhead(first.context_, first.job_, state, pump, foreseen) {
+    changes_ = first.changes_;
     paths_ = first.paths_;
     scope_ = first.scope_;
     source_place_ = first.source_place_;
@@ -93,6 +96,9 @@ class LookAhead {
     SeenEntries seen;
     if (!synchronisation_->SyncFolder(pair, paths_, &seen)) return;
     Kept += seen.KeptFiles;
+    if (changes_) {
+      changes_->LookAtFolder(pair.Source, pair.Dest, paths_.Source(), seen.Folder.Gone);
+    }
     if (seen.Whole) foreseen_.Insert(*dest, std::move(seen.Folder));
     if (!job_.IncludeSubfolders) return;
     const bool share = may_share_ && seen.KeptFolders.size() > 1;
@@ -140,6 +146,7 @@ class LookAhead {
   RunContext& context_ = planning_.Context;
   IntoPlan effects_;
   const BackupJob& job_;
+  ChangeWatch* changes_;  ///< null: nobody looks at how files change
   ForeseenFolders& foreseen_;
   WalkPaths paths_;
   Scope scope_;
@@ -186,9 +193,11 @@ std::u16string Objection(const RunContext& context, const BackupJob& job, const 
 
 std::u16string LookForObjection(const RunContext& context, const BackupJob& job,
                                 ForeseenFolders& foreseen) {
-  if (context.Force || !job.Extras.GuardMirror) return {};
+  const bool looks = context.Changes && context.Changes->Asks();
+  if (context.Force || !(job.Extras.GuardMirror || looks)) return {};
   LookAhead ahead(context, job, context.State, context.Host, foreseen);
   ahead.Run();
+  if (!job.Extras.GuardMirror) return {};
   const std::u16string objection = Objection(context, job, ahead);
   if (objection.empty()) return {};
   return objection + u"，" + Fill(TrCountLater(u"將移除 %1 個檔案"), {Grouped(ahead.Removed())}) +
@@ -200,10 +209,12 @@ std::u16string LookForObjection(const RunContext& context, const BackupJob& job,
 bool PassMirrorGuard(RunContext& context, const BackupJob& job, ForeseenFolders& foreseen) {
   const std::u16string objection = LookForObjection(context, job, foreseen);
   if (context.State.CancelRequested) return false;
-  if (objection.empty()) return true;
-  context.Place.Agreed =
-      AskToGoOn(context, job, RunRefusal::MirrorGuard, u"同步刪除防護", objection);
-  return context.Place.Agreed;
+  if (!objection.empty()) {
+    context.Place.Agreed =
+        AskToGoOn(context, job, RunRefusal::MirrorGuard, u"同步刪除防護", objection);
+    if (!context.Place.Agreed) return false;
+  }
+  return !context.Changes || context.Changes->Passes();
 }
 
 std::u16string MirrorObjection(const RunContext& context, const BackupJob& job) {

@@ -38,15 +38,10 @@ std::u16string FindLeft(const RunContext& context, const BackupJob& job,
   return {};
 }
 
-/// The newest state that a new one can take from, on the disk where that will be.
-void FindFormer(RunContext& context, const BackupJob& job, std::u16string_view unit,
-                const std::vector<JobState>& states) {
-  const SharedContent::Ways ways = WaysOf(job);
-  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
-  const Place place = FindPlace(context.Files, DestinationPlace(context, job));
-  const Result<FileStatus> disk =
-      place.Nearest ? place.Nearest.Status() : Result<FileStatus>::Fail(kErrNotFound);
-  if (!(ways.Clone || ways.Link) || !source || !disk || !place.Nearest.Manners().LinksFiles) return;
+/// Opens the newest state that lies on `disk`, null for any, as the former one.
+void OpenFormer(RunContext& context, const BackupJob& job, std::u16string_view unit,
+                const std::vector<JobState>& states, const Folder& source, SharedContent::Ways ways,
+                const FileStatus* disk) {
   for (const JobState& state : states) {
     const bool whole = state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
     if (state.IsArchive || !whole || IsSamePath(state.Unit, unit)) continue;
@@ -54,14 +49,33 @@ void FindFormer(RunContext& context, const BackupJob& job, std::u16string_view u
     const Result<FileStatus> status = StatusOf(folder);
     const Result<OwnerMark> mark =
         folder ? ReadOwnerMark(*folder) : Result<OwnerMark>::Fail(folder.Error);
-    if (!status || status->Device != disk->Device || !mark || !mark->IsAlone(job.Extras.Id)) {
-      continue;
-    }
+    const bool there = status && (!disk || status->Device == disk->Device);
+    if (!there || !mark || !mark->IsAlone(job.Extras.Id)) continue;
     std::unique_ptr<StateRecord> record = StateRecord::Open(
         context.Files, StateRecordPath(context.Files, job.Extras.Id), {mark->Number, mark->Begun});
     context.Making.Former =
-        FormerState::Open(context.Files, state.Unit, *source, ways, std::move(record));
+        FormerState::Open(context.Files, state.Unit, source, ways, std::move(record));
     return;
+  }
+}
+
+/// The newest state that a new one can take from, on the disk where that will be; else, for whoever
+/// watches what changes, the newest to compare with.
+void FindFormer(RunContext& context, const BackupJob& job, std::u16string_view unit,
+                const std::vector<JobState>& states) {
+  const SharedContent::Ways ways = WaysOf(job);
+  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
+  if (!source) return;
+  if (ways.Clone || ways.Link) {
+    const Place place = FindPlace(context.Files, DestinationPlace(context, job));
+    const Result<FileStatus> disk =
+        place.Nearest ? place.Nearest.Status() : Result<FileStatus>::Fail(kErrNotFound);
+    if (disk && place.Nearest.Manners().LinksFiles) {
+      OpenFormer(context, job, unit, states, *source, ways, &*disk);
+    }
+  }
+  if (!context.Making.Former && context.Changes) {
+    OpenFormer(context, job, unit, states, *source, {}, nullptr);
   }
 }
 

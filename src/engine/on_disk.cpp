@@ -407,8 +407,9 @@ void OnDisk::KeepSums() {
 void OnDisk::OpenSums(Result<Folder> root) {
   if (sums_ || !keeps_sums_ || !root) return;
   const std::shared_ptr<FormerState>& former = context_.Making.Former;
-  sums_.emplace(std::move(*root), job_.Extras.KeepSums,
-                former ? std::move(*former->Root().Reopen()) : Folder());
+  sums_.emplace(
+      std::move(*root), job_.Extras.KeepSums,
+      former && former->Sharing().Possible() ? std::move(*former->Root().Reopen()) : Folder());
 }
 
 std::u16string OnDisk::SumPath(std::u16string_view folder_path, std::u16string_view name) const {

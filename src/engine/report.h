@@ -28,6 +28,7 @@ enum class RunRefusal {
   DiskAway,       ///< a disk that the job relies on is not there
   Shrunk,         ///< the new dated folder or archive would hold far less than the last one
   MirrorGuard,    ///< too much would be removed
+  ChangeGuard,    ///< files look encrypted that would take the place of good copies
   PlaceOfOthers,  ///< what lies there may be another job's
   NoSpace
 };
@@ -90,6 +91,8 @@ struct RunReport {
   bool LostDisk = false;
   /// The destination was not there, and could not be made.
   bool NotMade = false;
+  /// The change guard's alarm stands, in words: no old state goes.
+  std::u16string Alarm;
   /// A restore came to nothing because the job's password does not open the archive.
   bool WrongPassword = false;
   std::u16string LogPath;                    ///< empty where nothing was logged

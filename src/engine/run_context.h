@@ -57,6 +57,8 @@ struct NewState {
   std::shared_ptr<StateRecordWriter> Record;
 };
 
+class ChangeWatch;
+
 struct RunContext : RunOptions {
   const FileSystem& Files;
   kavrel::Clock& Clock;
@@ -83,6 +85,8 @@ struct RunContext : RunOptions {
   NewState Making{};  ///< of the current run
   /// Of a run that is only planned: RunPlan::Enough.
   std::uint64_t Enough = 0;
+  /// Of the current run (engine/change_guard.h); null where nothing is looked at.
+  std::shared_ptr<ChangeWatch> Changes{};
 
   /// The same with a report of its own, for somebody who only looks around.
   RunContext With(RunState& state, RunHost& host, JobLog& log, RunNotes& notes) const {

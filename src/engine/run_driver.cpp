@@ -7,6 +7,7 @@
 #include "base/translation.h"
 #include "engine/archive_sum.h"
 #include "engine/backup_walk.h"
+#include "engine/change_guard.h"
 #include "engine/heal.h"
 #include "engine/job_disks.h"
 #include "engine/keep_newest.h"
@@ -27,6 +28,7 @@ namespace {
 
 BadEnd EndOf(const RunContext& context) {
   const RunOutcome outcome = OutcomeOf(context.Report);
+  if (context.Report.Refusal == RunRefusal::ChangeGuard) return BadEnd::Changes;
   return outcome == RunOutcome::Guarded   ? BadEnd::Guard
          : outcome == RunOutcome::NoSpace ? BadEnd::Space
          : context.Report.HasNoPlace()    ? BadEnd::Place
@@ -81,11 +83,15 @@ void RememberRun(RunContext& context, BackupJob& job, std::u16string_view unit) 
   }
   RememberDisks(context, job);
   if (!job.Compressed) NoteSourceSize(context, job);
+  if (IsComplete(context.Report.Counters)) {
+    NoteFiles(job, FilesOfState(context.Report.Counters));
+  }
 }
 
 void BackUp(RunContext& context, BackupJob& job, std::u16string_view unit) {
   HealStaged(context);
   const NewStateScope making(context);
+  context.Changes = ChangeWatch::Begin(context, job, unit);
   if (GiveIdentity(context, job)) BeginState(context, job, unit, true);
   {
     // Held open, so that no other folder can get its identity meanwhile.
@@ -102,6 +108,7 @@ void BackUp(RunContext& context, BackupJob& job, std::u16string_view unit) {
   }
   // What a cancelled run had no time to clear away is left to the next one.
   if (!context.Stopped()) HealStaged(context);
+  EndChanges(context, job, unit);
   RememberRun(context, job, unit);
 }
 
@@ -135,6 +142,13 @@ int Pack(RunContext& context, BackupJob& job, std::u16string_view archive) {
   if (!EnterPlace(context, job, archive)) return kCommandCancelled;
   if (!PassStateCheck(context, job, archive)) return kCommandCancelled;
   ArchiveContext archiving = context.Archiving();
+  context.Changes = ChangeWatch::Begin(context, job, archive);
+  if (context.Changes) {
+    archiving.Look = [&changes = *context.Changes](const Folder& folder, std::u16string_view name,
+                                                   const FileStatus& status) {
+      changes.LookAtPacked(folder, name, status);
+    };
+  }
   const int result = CompressBackup(archiving, job, archive, context.Compression);
   RemoveListFile(context.Files);
   return result;
@@ -157,6 +171,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::u16string_
   const std::uint64_t elapsed = context.Clock.TickCount() - started;
   MarkArchive(context, job, archive);
   if (result == 0 || result == 1) SumArchive(context, job, archive);
+  EndChanges(context, job, archive);
   if (result == 0) {
     RememberRun(context, job, archive);
   } else if (!context.Stopped()) {

@@ -43,7 +43,8 @@ Room LookForRoom(const RunContext& context, const BackupJob& job) {
   // Copies within such a file system share their blocks with the source.
   const bool shared = disk->SharesBlocks && from->Device == to->Device;
   // What takes from the former state adds no more than one that is there already.
-  const bool grows = dest.Exists || context.Making.Former;
+  const bool grows =
+      dest.Exists || (context.Making.Former && context.Making.Former->Sharing().Possible());
   return {!shared, grows, disk->Free, BytesOnSourceDisks(context, job, source_disk->Used)};
 }
 

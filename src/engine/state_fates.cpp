@@ -36,7 +36,9 @@ std::vector<Candidate> CandidatesOf(const RunContext& context, const BackupJob& 
     // A run that was killed at its very end may have noted nothing; the mark tells as surely.
     const bool counts = whole || state.Health == StateHealth::Failures || made.contains(state.Unit);
     if (counts && state.Unit != unit) {
-      candidates.push_back({state.Unit, {state.Date, whole, state.Pinned}});
+      // The last from before files began to look encrypted is to be there when that is noticed.
+      const bool stays = state.Pinned || state.Unit == job.Extras.Changes.Good;
+      candidates.push_back({state.Unit, {state.Date, whole, stays}});
     }
   }
   for (const std::u16string& noted : job.Extras.Made) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/change_guard.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
 #include "walk/folder_files.h"
@@ -355,6 +356,7 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
         LeaveAsItIs(turn.Name);
         break;
       case CopyAhead::Verdict::Copy:
+        if (!MayCopy(pair, turn.Name, *turn.Source, turn.Dest)) return ahead_->DropAll();
         effects_.TakeAhead(pair, paths_, turn.Name, *ahead_);
         break;
       case CopyAhead::Verdict::Share:
@@ -503,7 +505,7 @@ void TreeWalk::ShowDone(std::u16string_view name) {
 }
 
 void TreeWalk::CopyOneFile(const FileTurn& file, PlanReason reason) {
-  if (!PassesMayChange()) return;
+  if (!PassesMayChange() || !MayCopy(file.Pair, file.Name, file.Source, file.Dest)) return;
   // What comes now may take long: a run that is killed meanwhile leaves what it has told so far.
   context_.Log.FlushDue(file.Source.Size > kLongCopy);
   if (scope_.WithinSizeLimit(file.Source)) return effects_.Copy(file, reason);
@@ -515,6 +517,11 @@ void TreeWalk::CopyOneFile(const FileTurn& file, PlanReason reason) {
 bool TreeWalk::PassesMayChange() {
   if (!may_change_ && MayChange()) may_change_ = true;
   return may_change_;
+}
+
+bool TreeWalk::MayCopy(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+                       const FileStatus* dest) {
+  return !context_.Changes || context_.Changes->MayCopy(pair, paths_, name, source, dest);
 }
 
 void TreeWalk::DestinationFailed(ErrorCode why) {

@@ -96,6 +96,9 @@ class TreeWalk {
   /// come by before. `again` as for HandleFile.
   bool TakeAsLink(const FileTurn& file, bool again);
   bool PassesMayChange();
+  /// Whether a copy may take the place of what the last backup has.
+  bool MayCopy(const FolderPair& pair, std::u16string_view name, const FileStatus& source,
+               const FileStatus* dest);
   void DestinationFailed(ErrorCode why);
   /// Two links that lead to the same, where a link keeps no time of its own to go by.
   bool IsSameLink(const FileTurn& file) const;

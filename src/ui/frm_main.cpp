@@ -182,6 +182,7 @@ void FrmMain::BuildJobEdits() {
   areas->insertWidget(areas->indexOf(job_area_), job_edits_->SearchStrip());
   connect(job_edits_, &JobEdits::EditWanted, this, &FrmMain::EditJobs);
   connect(job_menu_, &JobMenu::RemoveWanted, job_edits_, &JobEdits::Remove);
+  connect(job_menu_, &JobMenu::AcceptChangesWanted, job_edits_, &JobEdits::AcceptChanges);
   connect(job_menu_, &JobMenu::MoveWanted, job_edits_, &JobEdits::Move);
   connect(job_menu_, &JobMenu::SearchWanted, job_edits_, &JobEdits::OpenSearch);
   connect(job_menu_, &JobMenu::DuplicateWanted, this,

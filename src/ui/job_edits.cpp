@@ -98,6 +98,20 @@ void JobEdits::Remove(int row) {
   list_.View().SetSelectedItem(std::min(row, list_.View().ItemCount() - 1));
 }
 
+void JobEdits::AcceptChanges(int row) {
+  if (program_.State.RunBusy || row < 0 || row >= std::ssize(program_.Store.Jobs)) return;
+  const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
+  if (!ConfirmLoss(*window_,
+                   TrText(u"您確定【%1】的檔案變更都是您要的嗎？").arg(NameText(job.Name)),
+                   TrText(u"之後的備份會再依保留計畫移除舊備份；釘選的仍然保留。"))) {
+    return;
+  }
+  Q_EMIT EditWanted([this, row] {
+    kavrel::AcceptChanges(program_.Store.Jobs[static_cast<std::size_t>(row)].Extras);
+    Save();
+  });
+}
+
 void JobEdits::Move(int row, int to) {
   const int count = static_cast<int>(std::ssize(program_.Store.Jobs));
   if (!MayMove() || row < 0 || row >= count || to < 0 || to >= count || row == to) return;

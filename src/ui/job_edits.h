@@ -27,6 +27,8 @@ class JobEdits : public QObject {
   void CloseSearch();
 
   void Remove(int row);
+  /// Ends the alarm of the change guard: what has changed was meant.
+  void AcceptChanges(int row);
   /// Moves the job of that row to another place, which is its place in the order of runs, too.
   void Move(int row, int to);
   /// Whether what is shown is that order: nothing is sorted, nothing left out.

@@ -36,6 +36,9 @@ void JobMenu::BuildJobItems() {
   verify_ = AddItem(*menu_, QStringLiteral("mnuJobVerify"), nullptr);
   connect(verify_, &QAction::triggered, this,
           [this] { Q_EMIT VerifyWanted(run_->data().toInt()); });
+  accept_ = AddItem(*menu_, QStringLiteral("mnuJobAcceptChanges"), nullptr);
+  connect(accept_, &QAction::triggered, this,
+          [this] { Q_EMIT AcceptChangesWanted(run_->data().toInt()); });
   edit_ = AddItem(*menu_, QStringLiteral("mnuJobEdit"), nullptr);
   connect(edit_, &QAction::triggered, this, [this] { Q_EMIT EditWanted(edit_->data().toInt()); });
   BuildOrderItems();
@@ -110,6 +113,7 @@ void JobMenu::Popup(QPoint position) {
   restore_preview_->setText(TrText(u"預覽「%1」還原內容").arg(name));
   restore_->setText(job ? TrText(u"執行「%1」還原排程").arg(name) : TrText(u"執行指定還原排程"));
   verify_->setText(TrText(u"驗證「%1」的備份").arg(name));
+  accept_->setText(TrText(u"接受「%1」的檔案變更").arg(name));
   edit_->setText(job ? TrText(u"編輯「%1」備份設定").arg(name) : TrText(u"建立新的備份排程"));
   duplicate_->setText(TrText(u"複製「%1」備份排程...").arg(name));
   remove_->setText(TrText(u"移除「%1」備份排程").arg(name));
@@ -121,6 +125,9 @@ void JobMenu::Popup(QPoint position) {
                           duplicate_, remove_, up_, down_, source_, destination_}) {
     action->setVisible(job);
   }
+  const std::vector<BackupJob>& jobs = program_.Store.Jobs;
+  accept_->setVisible(job && row < std::ssize(jobs) &&
+                      IsAlarmed(jobs[static_cast<std::size_t>(row)].Extras));
   menu_->setDefaultAction(job ? run_ : edit_);
   menu_->popup(position);
 }

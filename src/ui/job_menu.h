@@ -35,6 +35,7 @@ class JobMenu : public QObject {
   void RemoveWanted(int row);
   void MoveWanted(int row, int to);
   void SearchWanted();
+  void AcceptChangesWanted(int row);
 
  private:
   void BuildJobItems();
@@ -46,7 +47,7 @@ class JobMenu : public QObject {
   JobList& list_;
   QMenu* menu_;
   QAction *run_, *preview_, *restore_, *restore_some_, *verify_, *edit_, *source_, *destination_,
-      *grid_, *restore_preview_, *duplicate_, *remove_, *up_, *down_, *search_;
+      *grid_, *restore_preview_, *duplicate_, *remove_, *up_, *down_, *search_, *accept_;
   QActionGroup* view_;
   QList<QAction*> columns_;
 };

@@ -92,12 +92,17 @@ QWidget* JobSafetyPage::MakeGuard() {
 }
 
 QWidget* JobSafetyPage::MakeOthers() {
+  chkChanges_ = MakeSwitch("chkChanges", TrText(u"檔案變得像加密過的時先詢問(&Y)"));
+  chkChanges_->setToolTip(
+      TrText(u"在看起來已被加密的檔案取代良好的備份之前先詢問；無人回答時備份會中斷。含日期的備份與"
+             "壓縮備份照常進行，但釘選變更之前的那一份，不再移除任何舊備份。"));
   chkSpace_ = MakeSwitch("chkSpace", TrText(u"開始複製之前檢查目標磁碟的可用空間(&F)"));
   chkLinks_ = MakeSwitch("chkLinks", TrText(u"保留硬連結(&L)"));
   chkLinks_->setToolTip(
       TrText(u"來源中同一個檔案的多個名稱，在目標也是同一個檔案，內容只存放一次。"));
   auto* frame = new QGroupBox(TrText(u"備份"));
   auto* layout = new QVBoxLayout(frame);
+  layout->addWidget(chkChanges_);
   layout->addWidget(chkSpace_);
   layout->addWidget(chkLinks_);
   return frame;
@@ -198,6 +203,7 @@ void JobSafetyPage::Show(const ExtraSettings& extras) {
   numGuardFewest_->setEnabled(extras.GuardMirror);
   numGuardPercent_->setValue(extras.GuardPercent);
   numGuardFewest_->setValue(extras.GuardFewest);
+  chkChanges_->setChecked(extras.GuardChanges);
   chkSpace_->setChecked(extras.CheckSpace);
   numKeep_->setValue(std::max(extras.KeepNewest, 1));
   const auto* const ready =
@@ -224,6 +230,7 @@ void JobSafetyPage::Read(JobForm& form) const {
   extras.GuardMirror = chkGuard_->isChecked();
   extras.GuardPercent = numGuardPercent_->value();
   extras.GuardFewest = numGuardFewest_->value();
+  extras.GuardChanges = chkChanges_->isChecked();
   extras.CheckSpace = chkSpace_->isChecked();
   const int keep = cboKeep_->currentIndex();
   extras.KeepNewest = keep == kKeepCount ? numKeep_->value() : 0;

@@ -29,7 +29,7 @@ class ExtrasFileTest : public testing::Test {
   static JobExtras All() {
     JobExtras extras;
     extras.GuardMirror = extras.CheckSpace = extras.KeepHardLinks = false;
-    extras.UnfinishedName = extras.KeepSums = false;
+    extras.UnfinishedName = extras.KeepSums = extras.GuardChanges = false;
     extras.LinkStates = LinkStates::Reflink;
     extras.GuardPercent = 7;
     extras.GuardFewest = 8;
@@ -48,6 +48,9 @@ class ExtrasFileTest : public testing::Test {
     extras.Bad = true;
     extras.LastGood = *FromCivil(2009, 9, 22, 1, 2, 3);
     extras.BadBy = BadEnd::Place;
+    extras.Changes = {
+        1984,         1, 2, 3, *FromCivil(2009, 9, 23, 1, 2, 3), *FromCivil(2009, 9, 24, 1, 2, 3),
+        u"D:\\a\tb\\"};
     extras.Unbegun = {{*FromCivil(2009, 9, 23), UnbegunRun::Cause::NoSource, u"a\tb\\c 碟"},
                       {*FromCivil(2009, 9, 24), UnbegunRun::Cause::NoArchiver, u""}};
     extras.Verified = {{u"D:\\1\\", *FromCivil(2009, 9, 24), 3}};
@@ -168,7 +171,8 @@ TEST_F(ExtrasFileTest, WhatIsDamagedIsKeptBeforeAnythingIsSavedAndCostsNoOtherJo
     ASSERT_TRUE(store_.LoadJobs());
     for (std::size_t i = 0; i < jobs.size(); ++i) {
       const JobExtras& extras = store_.Jobs[i].Extras;
-      const bool touched = from < begins[i + 1] && to > begins[i];
+      // Without the line break before it, it does not begin.
+      const bool touched = from < begins[i + 1] && to + 2 > begins[i];
       EXPECT_TRUE(touched || extras == jobs[i].Extras) << i;
       EXPECT_TRUE(extras.KeepNewest == jobs[i].Extras.KeepNewest || extras.KeepNewest == 0) << i;
     }
@@ -248,8 +252,10 @@ TEST_F(ExtrasFileTest, AnUpgradeTrustsOldMirrorsAndExtrasTravelWithTheStore) {
   expected.BadBy = BadEnd::Other;
   expected.Unbegun.clear();
   expected.Verified.clear();
+  expected.Changes = {};
   expected.Former[0].Known.Made.clear();
   expected.Former[0].Known.Verified.clear();
+  expected.Former[0].Known.Changes = {};
   EXPECT_EQ(store_.Jobs[1].Extras, expected);
   EXPECT_EQ(ReadTestFile(temp_.Home() / "old_Backup.ext"), before);
 }

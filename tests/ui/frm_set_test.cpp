@@ -527,6 +527,7 @@ TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
   Get<QCheckBox>("chkVerify").click();
   Get<QCheckBox>("chkLinks").click();
   Get<QCheckBox>("chkSums").click();
+  Get<QCheckBox>("chkChanges").click();
   Get<QCheckBox>("chkUnfinished").click();
   Get<QComboBox>("cboLinkStates").setCurrentIndex(2);
   Button("btnSaveJob").click();
@@ -538,6 +539,7 @@ TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
   EXPECT_FALSE(extras.GuardMirror);
   EXPECT_TRUE(extras.CheckSpace && extras.VerifyAfterRun);
   EXPECT_FALSE(extras.KeepHardLinks || extras.UnfinishedName || extras.KeepSums);
+  EXPECT_FALSE(extras.GuardChanges);
   EXPECT_EQ(extras.LinkStates, LinkStates::Hard);
   EXPECT_EQ(extras.MirroredTo, u"D:\\dst\\");
   EXPECT_EQ(Program.Program.Store.Jobs[0].Extras, JobExtras());

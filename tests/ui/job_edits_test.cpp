@@ -122,6 +122,17 @@ TEST_F(JobEditsTest, RemovingAsksAndLeavesTheBackup) {
   EXPECT_EQ(TreeDifferences(main_.Temp.DriveC() / "三", main_.Backup("三")), "");
 }
 
+TEST_F(JobEditsTest, AnAlarmOfTheChangeGuardEndsWhereSomebodySaysSo) {
+  KnownChanges& known = main_.Program.Store.Jobs[1].Extras.Changes;
+  known.Alarm = *FromCivil(2009, 9, 22);
+  EXPECT_FALSE(
+      MessageOf([&] { main_.Menu(main_.Jobs(), 1, "mnuJobAcceptChanges"); }, "否").isEmpty());
+  EXPECT_NE(known.Alarm, kZeroDate);
+  MessageOf([&] { main_.Menu(main_.Jobs(), 1, "mnuJobAcceptChanges"); }, "是");
+  main_.Program.Store.LoadJobs();
+  EXPECT_EQ(main_.Program.Store.Jobs[1].Extras.Changes.Alarm, kZeroDate);
+}
+
 TEST_F(JobEditsTest, ACopyIsOpenedInTheEditor) {
   WhenDialog([](QWidget& dialog) {
     auto& editor = dynamic_cast<FrmSet&>(dialog);

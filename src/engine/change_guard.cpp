@@ -1,0 +1,331 @@
+#include "engine/change_guard.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "base/number.h"
+#include "base/translation.h"
+#include "engine/refusal.h"
+#include "engine/states.h"
+#include "files/content_kind.h"
+
+namespace kavrel {
+
+namespace {
+
+/// What was found is forgotten when nothing has followed for so long.
+constexpr std::chrono::days kForgotten{90};
+
+bool IsEncrypted(ContentKind kind) {
+  return kind == ContentKind::Noise || kind == ContentKind::Sealed;
+}
+
+/// The name without its last suffix.
+std::u16string_view StemOf(std::u16string_view name) {
+  const std::size_t dot = name.rfind(u'.');
+  return dot == name.npos ? name : name.substr(0, dot);
+}
+
+std::vector<std::u16string> NamesIn(const Folder& folder) {
+  std::vector<std::u16string> names;
+  FolderReader reader(folder);
+  while (const FolderEntry* entry = reader.Next()) {
+    if (entry->Kind == FileKind::File) names.push_back(entry->Name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+/// The newest other state of the job alone; empty without one.
+std::u16string NewestOther(const RunContext& context, const BackupJob& job,
+                           std::u16string_view unit) {
+  for (const JobState& state : ListStates(context, job)) {
+    const bool whole = state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
+    if (state.Own && whole && state.Unit != unit) return state.Unit;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::shared_ptr<ChangeWatch> ChangeWatch::Begin(RunContext& context, BackupJob& job,
+                                                std::u16string_view unit) {
+  KnownChanges& known = job.Extras.Changes;
+  if (!job.Extras.GuardChanges || IsAlarmed(job.Extras)) return nullptr;
+  if (known.Last != kZeroDate && job.RunStarted - known.Last > kForgotten) {
+    known.Sure = known.Likely = 0;
+    known.Last = kZeroDate;
+    known.Good.clear();
+  }
+  const bool asks = !job.Compressed && (unit.empty() || context.Files.FolderExists(unit));
+  if (asks && context.Force) {
+    AcceptChanges(job.Extras);
+    return nullptr;
+  }
+  return std::shared_ptr<ChangeWatch>(new ChangeWatch(context, job, asks));
+}
+
+ChangeWatch::ChangeWatch(RunContext& context, BackupJob& job, bool asks)
+    : context_(context),
+      job_(job),
+      asks_(asks),
+      sure_(job.Extras.Changes.Sure),
+      likely_(job.Extras.Changes.Likely) {}
+
+std::string_view ChangeWatch::Head(const Folder& folder, std::u16string_view name) {
+  static_assert(sizeof(buffer_) == kContentHead);
+  const Result<File> file = folder.OpenFile(name);
+  const Result<std::size_t> read =
+      file ? file->ReadAt(0, buffer_) : Result<std::size_t>::Fail(file.Error);
+  return {buffer_.data(), read ? *read : 0};
+}
+
+bool ChangeWatch::MayCopy(const FolderPair& pair, const WalkPaths& paths, std::u16string_view name,
+                          const FileStatus& source, const FileStatus* dest) {
+  if (agreed_ || source.Kind != FileKind::File || source.Size < kLeastNoise) return true;
+  const bool by_former = context_.Making.Former != nullptr;
+  const Folder& old = by_former ? pair.Former : pair.Dest;
+  if (!old || (!by_former && pair.DestIsNew)) return true;
+  Result<FileStatus> former;
+  if (by_former) {
+    former = old.Status(name);
+    dest = former ? &*former : nullptr;
+  }
+  if (!dest) {
+    // Those of a mirror were looked at before anything went.
+    if ((asks_ && job_.Synchronise) || !new_.Takes()) return true;
+    if (names_of_ != paths.Source()) {
+      names_of_ = paths.Source();
+      listed_ = false;
+    }
+    const std::string_view head = Head(pair.Source, name);
+    if (!IsEncrypted(JudgeContent(name, head))) return true;
+    if (!std::exchange(listed_, true)) names_ = Compare(pair.Source, old);
+    LookAtNew(pair.Source, name, source, old, names_, paths.Source());
+  } else if (dest->Kind == FileKind::File && dest->Size > 0) {
+    const bool same = dest->Size == source.Size && dest->Written == source.Written;
+    Sampler& sampler = same ? same_ : changed_;
+    const std::uint32_t weight = sampler.Stride;
+    if (!sampler.Takes()) return true;
+    LookAtChanged(pair.Source, name, old, *dest, weight, paths.Source());
+  }
+  return Passes();
+}
+
+void ChangeWatch::LookAtChanged(const Folder& source, std::u16string_view name, const Folder& old,
+                                const FileStatus& before, std::uint32_t weight,
+                                std::u16string_view path) {
+  const ContentKind now = JudgeContent(name, Head(source, name));
+  if (!IsEncrypted(now)) return;
+  const ContentKind was = JudgeContent(name, Head(old, name));
+  if (was == ContentKind::Format) {
+    Found(now == ContentKind::Noise, weight, path, name);
+  } else if (was == ContentKind::Plain && before.Size >= kLeastNoise) {
+    Found(false, weight, path, name);
+  }
+}
+
+ChangeWatch::Names ChangeWatch::Compare(const Folder& source, const Folder& old) {
+  const std::vector<std::u16string> now = NamesIn(source), before = NamesIn(old);
+  Names names;
+  std::set_difference(before.begin(), before.end(), now.begin(), now.end(),
+                      std::back_inserter(names.Gone));
+  std::erase_if(names.Gone, [](const std::u16string& name) { return !HasKnownFormat(name); });
+  std::set_difference(now.begin(), now.end(), before.begin(), before.end(),
+                      std::back_inserter(names.Fresh));
+  return names;
+}
+
+std::size_t ChangeWatch::ByName(const Names& names, std::u16string_view name) {
+  const std::vector<std::u16string>& gone = names.Gone;
+  // "a.jpg.locked" and "a.jpg-locked" are behind "a.jpg", "a.locked" beside it.
+  auto at = std::upper_bound(gone.begin(), gone.end(), name);
+  for (int back = 0; back < 3 && at != gone.begin(); ++back) {
+    if (name.starts_with(*--at)) return static_cast<std::size_t>(at - gone.begin());
+  }
+  std::u16string stem(StemOf(name));
+  stem += u'.';
+  at = std::lower_bound(gone.begin(), gone.end(), stem);
+  const bool beside = stem.size() > 1 && at != gone.end() && at->starts_with(stem);
+  return beside ? static_cast<std::size_t>(at - gone.begin()) : gone.size();
+}
+
+std::size_t ChangeWatch::BySize(const Folder& old, Names& names, std::uint64_t size) {
+  // A key and the like are added to what is encrypted.
+  constexpr std::uint64_t kMore = 1040;
+  constexpr std::size_t kMost = 1000;
+  auto& sizes = names.Sizes;
+  if (!std::exchange(names.Sized, true)) {
+    for (std::size_t i = 0; i < std::min(names.Gone.size(), kMost); ++i) {
+      const Result<FileStatus> status = old.Status(names.Gone[i]);
+      if (status && status->Size >= kLeastNoise) sizes.emplace_back(status->Size, i);
+    }
+    std::sort(sizes.begin(), sizes.end());
+  }
+  const auto found = std::lower_bound(sizes.begin(), sizes.end(),
+                                      std::pair(size - std::min(size, kMore), std::size_t{0}));
+  if (found == sizes.end() || found->first > size) return names.Gone.size();
+  const std::size_t place = found->second;
+  // One file cannot have become two.
+  sizes.erase(found);
+  return place;
+}
+
+void ChangeWatch::LookAtNew(const Folder& source, std::u16string_view name,
+                            const FileStatus& status, const Folder& old, Names& names,
+                            std::u16string_view path) {
+  const ContentKind now = JudgeContent(name, Head(source, name));
+  if (!IsEncrypted(now) || names.Gone.empty()) return;
+  std::size_t place = ByName(names, name);
+  const bool named = place < names.Gone.size();
+  if (!named) place = BySize(old, names, status.Size);
+  if (place >= names.Gone.size()) return;
+  const std::u16string& before = names.Gone[place];
+  if (JudgeContent(before, Head(old, before)) != ContentKind::Format) return;
+  Found(named && now == ContentKind::Noise, new_.Stride, path, name);
+}
+
+void ChangeWatch::LookAtFolder(const Folder& source, const Folder& dest, std::u16string_view path,
+                               const std::vector<FolderEntry>& gone) {
+  const bool known = std::any_of(gone.begin(), gone.end(), [](const FolderEntry& entry) {
+    return entry.Kind == FileKind::File && HasKnownFormat(entry.Name);
+  });
+  if (!known) return;
+  Names names = Compare(source, dest);
+  if (names.Gone.empty() || names.Fresh.empty()) return;
+  const std::lock_guard lock(mutex_);
+  for (const std::u16string& name : names.Fresh) {
+    if (!new_.Takes()) continue;
+    const Result<FileStatus> status = source.Status(name);
+    if (!status || status->Kind != FileKind::File || status->Size < kLeastNoise) continue;
+    LookAtNew(source, name, *status, dest, names, path);
+  }
+}
+
+void ChangeWatch::Found(bool sure, std::uint32_t weight, std::u16string_view path,
+                        std::u16string_view name) {
+  if (sure) {
+    ++sure_;
+  } else {
+    // One alone may be a chance, and does not stand for others.
+    likely_ += found_ < 2 ? 1 : weight;
+  }
+  ++found_;
+  if (example_.empty()) example_ = std::u16string(path) + std::u16string(name);
+}
+
+std::int64_t ChangeWatch::SureLimit() const {
+  const std::int64_t files = job_.Extras.Changes.Files;
+  return files < 0 ? 5 : std::clamp<std::int64_t>(files / 10, 3, 5);
+}
+
+std::int64_t ChangeWatch::LikelyLimit() const {
+  const std::int64_t files = job_.Extras.Changes.Files;
+  return files < 0 ? 20 : std::max<std::int64_t>(files / 12, 5);
+}
+
+bool ChangeWatch::IsTooMuch() const {
+  return sure_ >= SureLimit() || sure_ + likely_ >= LikelyLimit();
+}
+
+std::u16string ChangeWatch::Text() const {
+  return Fill(TrCountLater(u"%1 個檔案的內容變得像加密過的：%2"),
+              {Grouped(sure_ + likely_), example_});
+}
+
+bool ChangeWatch::Passes() {
+  if (!asks_ || agreed_ || found_ == 0 || !IsTooMuch()) return true;
+  agreed_ = AskToGoOn(context_, job_, RunRefusal::ChangeGuard, u"檔案變更防護", Text());
+  if (agreed_) {
+    sure_ = likely_ = 0;
+    found_ = 0;
+    AcceptChanges(job_.Extras);
+  }
+  return agreed_;
+}
+
+void ChangeWatch::LookAtPacked(const Folder& folder, std::u16string_view name,
+                               const FileStatus& status) {
+  // So many make the share sure enough.
+  constexpr std::int64_t kEnough = 600;
+  if (status.Kind != FileKind::File || status.Size < kLeastNoise) return;
+  if (!HasKnownFormat(name) && !HasKnownFormat(StemOf(name))) return;
+  const std::int64_t files = job_.Extras.Changes.Files;
+  const auto stride = static_cast<std::uint32_t>(std::max<std::int64_t>(files / kEnough, 1));
+  if (files < 0 ? !new_.Takes() : packed_++ % stride != 0) return;
+  ++looked_;
+  if (JudgeContent(name, Head(folder, name)) != ContentKind::Noise) return;
+  ++odd_;
+  if (example_.empty()) example_ = name;
+}
+
+/// Whether an archive holds far more of what does not go with its name than it used to.
+bool ChangeWatch::JudgePacked(std::u16string_view unit) {
+  constexpr std::uint32_t kFewest = 5;
+  constexpr std::int32_t kMore = 50, kHardlyMore = 10;  // of a thousand
+  KnownChanges& known = job_.Extras.Changes;
+  if (looked_ == 0) return false;
+  const auto share = static_cast<std::int32_t>(std::uint64_t{odd_} * 1000 / looked_);
+  const std::int32_t usual = known.Usual < 0 ? share : known.Usual;
+  known.Usual = std::min(usual, share);
+  if (share <= usual + kHardlyMore) {
+    known.Good.clear();
+  } else if (known.Good.empty()) {
+    known.Good = NewestOther(context_, job_, unit);
+  }
+  sure_ = odd_;
+  return odd_ >= kFewest && share > usual + kMore;
+}
+
+void ChangeWatch::End(std::u16string_view unit) {
+  KnownChanges& known = job_.Extras.Changes;
+  if (job_.Compressed) {
+    if (JudgePacked(unit)) Raise(unit);
+    return;
+  }
+  if (found_ > 0) known.Last = job_.RunStarted;
+  if (!asks_ && found_ > 0 && known.Good.empty()) {
+    known.Good = NewestOther(context_, job_, unit);
+  }
+  if (!asks_ && found_ > 0 && IsTooMuch()) return Raise(unit);
+  if (context_.Report.Refusal == RunRefusal::ChangeGuard) {
+    // The next run stops at the first that it finds, so that trying again loses nothing more.
+    sure_ = std::min(sure_, SureLimit() - 1);
+    likely_ = std::min(likely_, LikelyLimit() - 1 - sure_);
+  }
+  constexpr std::int64_t kMost = 1'000'000'000;
+  known.Sure = static_cast<std::int32_t>(std::min(sure_, kMost));
+  known.Likely = static_cast<std::int32_t>(std::clamp<std::int64_t>(likely_, 0, kMost));
+}
+
+void ChangeWatch::Raise(std::u16string_view unit) {
+  KnownChanges& known = job_.Extras.Changes;
+  known.Alarm = job_.RunStarted;
+  known.Sure = known.Likely = 0;
+  context_.Tell(u": 檔案變更防護 (警告)：", Text());
+  ++context_.Report.Counters.WarningFiles;
+  if (known.Good.empty() || PinState(context_.Files, job_, known.Good, true) != 0) {
+    known.Good = NewestOther(context_, job_, unit);
+    if (known.Good.empty() || PinState(context_.Files, job_, known.Good, true) != 0) return;
+  }
+  context_.LogTimed(u": 釘選變更之前的備份 (成功)：", known.Good);
+}
+
+void EndChanges(RunContext& context, BackupJob& job, std::u16string_view unit) {
+  if (const auto changes = std::exchange(context.Changes, nullptr)) changes->End(unit);
+  context.Report.Alarm = ChangeAlarmText(job);
+}
+
+void NoteFiles(BackupJob& job, std::uint64_t files) {
+  // Rounded, so that the file of extras need not be written after every run.
+  constexpr int kDigits = 5;
+  const int drop = std::max<int>(static_cast<int>(std::bit_width(files)) - kDigits, 0);
+  job.Extras.Changes.Files = static_cast<std::int64_t>(files >> drop << drop);
+}
+
+std::u16string ChangeAlarmText(const BackupJob& job) {
+  if (!IsAlarmed(job.Extras)) return {};
+  return Fill(u"自 %1 起檔案變得像加密過的，不移除任何舊備份", {IsoText(job.Extras.Changes.Alarm)});
+}
+
+}  // namespace kavrel
