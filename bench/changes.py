@@ -371,15 +371,17 @@ def cost(folder, pairs):
             for guard in ("on", "off") if pair % 2 else ("off", "on"):
                 before()
                 time.sleep(1.1)  # Each dated folder is named after its second.
-                begun = time.perf_counter()
+                begun, used = time.perf_counter(), sum(os.times()[2:4])
                 result = home.ctl("run", "%d %s" % (number, guard))
-                times[guard].append(time.perf_counter() - begun)
+                times[guard].append((time.perf_counter() - begun, sum(os.times()[2:4]) - used))
                 if result.returncode:
                     sys.exit(result.stdout)
-        ratios = [on / off for on, off in zip(times["on"], times["off"])]
-        print("%-34s on %.3f s, off %.3f s, ratio %.3f (%.3f to %.3f)" %
-              (what, statistics.median(times["on"]), statistics.median(times["off"]), statistics.median(ratios),
-               min(ratios), max(ratios)), flush=True)
+        for kind_of_time, name in enumerate(("wall", "processor")):
+            on, off = ([pair[kind_of_time] for pair in times[guard]] for guard in ("on", "off"))
+            ratios = [one / other for one, other in zip(on, off)]
+            print("%-34s %-9s on %.3f s, off %.3f s, ratio %.3f (%.3f to %.3f)" %
+                  (what, name, statistics.median(on), statistics.median(off), statistics.median(ratios), min(ratios),
+                   max(ratios)), flush=True)
 
 
 def main():
