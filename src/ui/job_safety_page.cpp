@@ -114,7 +114,7 @@ QWidget* JobSafetyPage::MakeProof() {
   chkSums_->setToolTip(
       TrText(u"每個複製的檔案與每個壓縮檔的校驗碼都記在備份中的 .kavrel-sums，用 xxh128sum -c "
              "可以檢查備份有沒有損壞。"));
-  chkScrub_ = MakeSwitch("chkScrub", TrText(u"每天重讀一部分備份(&R)"));
+  chkScrub_ = MakeSwitch("chkScrub", TrText(u"每天重讀一部分備份(&E)"));
   chkScrub_->setToolTip(
       TrText(u"每天讀取備份的三十分之一，從最久沒讀的開始，與校驗碼比對；一個月內全部讀過一次。"));
   chkDrill_ = MakeSwitch("chkDrill", TrText(u"每月試行還原(&W)"));
