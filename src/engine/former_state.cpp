@@ -81,10 +81,8 @@ void FormerState::OpenFolder(const FolderPair* parent, std::u16string_view name,
 FormerMatch FormerState::Compare(const FileStatus& source, const FileStatus* former) const {
   if (source.Kind != FileKind::File) return FormerMatch::Different;
   if (former && SameContent(source, *former)) {
-    // Whether the entry is known, its folder tells.
-    if ((!record_ || source.Device != local_) && !IsUntouchedSince(source, *former, local_)) {
-      return FormerMatch::Unsure;
-    }
+    // Another file may have taken the name since.
+    if (!IsUntouchedSince(source, *former, local_)) return FormerMatch::Unsure;
     if (place_.Differs(source, *former)) return FormerMatch::Unsure;
     if (!place_.AttributesMayDiffer(source, *former)) return FormerMatch::Same;
     return FormerMatch::Unsure;
@@ -113,10 +111,11 @@ std::optional<FormerCopy> FormerState::Find(const FolderPair& pair, std::u16stri
     if (!status || !SameContent(source, *status)) return std::nullopt;
     return FormerCopy{folder, std::u16string(as), *status, path + std::u16string(as)};
   };
-  if (!KnowsEntries(pair)) {
+  const auto untouched_here = [&]() -> std::optional<FormerCopy> {
     auto copy = pair.Former ? copy_in(pair.Former, pair.FormerPath, name) : std::nullopt;
     return copy && IsUntouchedSince(source, copy->Status, local_) ? std::move(copy) : std::nullopt;
-  }
+  };
+  if (!KnowsEntries(pair)) return untouched_here();
   std::vector<StateRecord::Place> places = record_->Find(source);
   // Of several names the one that it still has comes first.
   std::stable_partition(places.begin(), places.end(), [&](const StateRecord::Place& place) {
@@ -129,7 +128,8 @@ std::optional<FormerCopy> FormerState::Find(const FolderPair& pair, std::u16stri
     const std::u16string& path = here ? pair.FormerPath : last_path_;
     if (auto copy = copy_in(*folder, path, place.Name)) return copy;
   }
-  return std::nullopt;
+  // The record knows nothing of what it could not be sure of; Compare takes that by its looks, too.
+  return untouched_here();
 }
 
 bool FormerState::SameAttributes(const FolderPair& pair, std::u16string_view name,

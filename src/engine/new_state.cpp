@@ -123,6 +123,9 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
   const std::u16string left = FindLeft(context, job, states, changes, named);
   // That may be the unit itself, or the newest state.
   if (named) states = ListStates(context, job);
+  if (const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath)) {
+    making.Local = LocalDevice(*source);
+  }
   if (context.Files.FolderExists(unit)) return;
   const bool named_late = job.Extras.UnfinishedName && NamesUnfinished(job, unit);
   if (named_late) making.Place = UnfinishedPath(unit);
@@ -135,10 +138,6 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
     if (making.TakenUp) RemoveEmptyAbove(context, job, left);
   }
   making.TakenUp = making.TakenUp || (named_late && IsSamePath(left, making.Place));
-  if (named_late || making.TakenUp) {
-    const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
-    if (source) making.Local = LocalDevice(*source);
-  }
   FindFormer(context, job, unit, states);
 }
 

@@ -52,7 +52,7 @@ struct NewState {
   std::u16string Place;
   /// An interrupted run has left something there.
   bool TakenUp = false;
-  std::uint64_t Local = 0;              ///< of what is taken up: LocalDevice of the source
+  std::uint64_t Local = 0;              ///< LocalDevice of the source
   std::shared_ptr<FormerState> Former;  ///< null where everything is copied
   std::shared_ptr<StateRecordWriter> Record;
 };

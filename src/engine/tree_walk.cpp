@@ -260,14 +260,20 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
     } else if (!comes_again || !effects_.TakesAgain(*source, options_.Compare)) {
       DecideOneFile(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr, again);
     }
-    CountSeen(pair, name, source ? &*source : nullptr);
+    CountSeen(pair, name, source ? &*source : nullptr, dest_there ? &*dest : nullptr);
   }
 }
 
-void TreeWalk::CountSeen(const FolderPair& pair, std::u16string_view name,
-                         const FileStatus* source) {
+void TreeWalk::CountSeen(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
+                         const FileStatus* dest) {
   if (!source || !scope_.WithinSizeLimit(*source)) return;
-  if (context_.Making.Record) context_.Making.Record->AddFile(pair.RecordAt, name, *source);
+  // A file that has taken another's name since may have the size and time of that one's copy, which
+  // is left as it is: no later state may share that as the file's own.
+  const bool unsure = dest && dest->Kind == FileKind::File && !WhyCopy(source, dest) &&
+                      !IsUntouchedSince(*source, *dest, context_.Making.Local);
+  if (context_.Making.Record && !unsure) {
+    context_.Making.Record->AddFile(pair.RecordAt, name, *source);
+  }
   RunCounters& counters = context_.Report.Counters;
   counters.SourceBytes += source->Size;
   counters.LargestFile = std::max(counters.LargestFile, source->Size);
@@ -369,7 +375,7 @@ void TreeWalk::FinishOneAhead(const FolderPair& pair) {
         DecideOneFile(pair, turn.Name, turn.Source, turn.Dest, false);
         break;
     }
-    CountSeen(pair, turn.Name, turn.Source);
+    CountSeen(pair, turn.Name, turn.Source, turn.Dest);
     ahead_->Pop();
   }
   // Behind a cancel nothing has been visited.

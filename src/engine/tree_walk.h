@@ -109,8 +109,9 @@ class TreeWalk {
   std::optional<PlanReason> WhyCopy(const FileStatus* source, const FileStatus* dest) const;
   bool KeepsNewer(const FileStatus* source, const FileStatus* dest) const;
   void CopyOneFile(const FileTurn& file, PlanReason reason);
-  /// Adds the file to what the run has dealt with.
-  void CountSeen(const FolderPair& pair, std::u16string_view name, const FileStatus* source);
+  /// Adds the file to what the run has dealt with. `dest`: what bore its name before.
+  void CountSeen(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
+                 const FileStatus* dest);
   void LeaveOut(const FolderPair& pair, PlanReason reason, std::u16string_view name, bool again);
   void LeaveFolderOut();
   /// Whether this folder, or this file in it, is another job's and left alone, counted and told.

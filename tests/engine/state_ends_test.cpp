@@ -95,6 +95,20 @@ TEST_F(StateEndsTest, WithoutHardLinksANewNameGetsAFileOfItsOwn) {
   EXPECT_NE(NumberOf(State() / "f"), NumberOf(State() / "b"));
 }
 
+TEST_F(StateEndsTest, WhatASecondRunOfADayCannotTellIsSeenByTheNextDay) {
+  Put("a", "old");
+  Put("b", "new");
+  Put("kept", "k");
+  Begin();
+  Run();
+  const ino_t kept = NumberOf(State() / "kept");
+  fs::rename(Source() / "b", Source() / "a");
+  Run();
+  RunNextDay();
+  EXPECT_EQ(ReadTestFile(State() / "a"), "new");
+  EXPECT_EQ(NumberOf(State() / "kept"), kept);
+}
+
 TEST_F(StateEndsTest, ANameWithoutRoomForAnotherEndIsBackedUpAllTheSame) {
   Put("a", "1");
   const std::string longest(240, 'n');
