@@ -25,4 +25,16 @@ void SumArchive(RunContext& context, const BackupJob& job, std::u16string_view a
   sums.Finish();
 }
 
+ArchiveSum LookUpArchiveSum(RunContext& context, std::u16string_view archive) {
+  const Result<Folder> folder = context.Files.OpenFolder(PathFolder(archive));
+  if (!folder) return ArchiveSum::Unknown;
+  const std::u16string_view name = PathName(archive);
+  const std::string path = ToUtf8(name);
+  const SumIndex list(*folder);
+  if (!list.Knows(path)) return ArchiveSum::Unknown;
+  const std::optional<ContentSum> sum = SumReader(context).Read(*folder, name);
+  if (!sum) return ArchiveSum::Unknown;
+  return list.Has({*sum, path}) ? ArchiveSum::Same : ArchiveSum::Differs;
+}
+
 }  // namespace kavrel

@@ -1,6 +1,7 @@
 // The sum of an archive, kept in the list beside it (engine/content_sums.h).
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 #include "engine/run_context.h"
@@ -10,5 +11,13 @@ namespace kavrel {
 /// Reads an archive that is whole, and notes its sum where the job keeps sums and the list does not
 /// have it; else a line of what was in its place before goes.
 void SumArchive(RunContext& context, const BackupJob& job, std::u16string_view archive);
+
+enum class ArchiveSum : std::uint8_t {
+  Unknown,  ///< the list has none, or the archive cannot be read
+  Same,     ///< the archive is what a run wrote
+  Differs
+};
+/// Reads an archive, and looks for its sum in the list beside it.
+ArchiveSum LookUpArchiveSum(RunContext& context, std::u16string_view archive);
 
 }  // namespace kavrel

@@ -2,15 +2,18 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 #include <unordered_set>
 #include <utility>
 
+#include "archive/compressed_backup.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "engine/read_sum.h"
 #include "engine/states.h"
 #include "engine/verify.h"
 #include "files/open_along.h"
+#include "files/owner_mark.h"
 #include "files/path.h"
 #include "files/path_set.h"
 #include "files/sum_list.h"
@@ -258,6 +261,30 @@ void AddUnit(std::vector<ScrubPlace>& places, std::u16string_view unit) {
   }
 }
 
+/// Archives that a list tells of and that nobody's mark fits: what has been cut off or taken
+/// another's place is no state any more, and would be passed over.
+void AddUnmarked(const RunContext& context, const BackupJob& job, std::vector<ScrubPlace>& places) {
+  std::set<std::u16string> folders;
+  if (!HasDateTags(job.Destination.Path)) {
+    folders.insert(AddBackslash(ExpandedDestination(job, context.Clock)));
+  }
+  for (const ScrubPlace& place : places) folders.insert(place.Folder);
+  for (const std::u16string& unit : job.Extras.Made) {
+    if (!EndsWithSeparator(unit)) folders.emplace(PathFolder(unit));
+  }
+  for (const std::u16string& path : folders) {
+    const Result<Folder> folder = context.Files.OpenFolder(path);
+    if (!folder) continue;
+    SumListReader list(*folder, kSumList);
+    while (const SumLine* line = list.Next()) {
+      const std::u16string name = FromUtf8(line->Path);
+      const bool beside = name.find(u'/') == name.npos && IsArchiveName(name);
+      if (!beside || !folder->Status(name)) continue;
+      if (IsNotFound(ReadOwnerMark(*folder, name).Error)) AddArchive(places, path + name);
+    }
+  }
+}
+
 }  // namespace
 
 bool HasSums(const FileSystem& files, std::u16string_view folder) {
@@ -280,6 +307,7 @@ std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& 
           state.Health != StateHealth::Away && state.Health != StateHealth::Unfinished;
       if (state.Own && there) AddUnit(places, state.Unit);
     }
+    if (job.Compressed) AddUnmarked(context, job, places);
   }
   return places;
 }

@@ -33,18 +33,30 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
   VerifyCounters& found = report.Counters;
   context.Report.Counters.SourceFiles = check.Files;
   context.Report.Counters.SourceBytes = report.Bytes = check.Bytes;
-  if (check.Result != 0 && (check.Damaged.empty() || check.WrongPassword)) {
+  const ArchiveSum sum =
+      check.WrongPassword ? ArchiveSum::Unknown : LookUpArchiveSum(context, archive);
+  if (context.Stopped()) return;
+  const bool unread = check.Result != 0 && check.Damaged.empty();
+  if (check.WrongPassword || (unread && sum != ArchiveSum::Differs)) {
     // Without its password nothing of an archive is known to be damaged, nor to be whole.
     report.Bytes = 0;
     report.WrongPassword = check.WrongPassword;
     TellDifference(context, report, &VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：",
                    archive, check.WrongPassword ? u"密碼錯誤" : u"");
+  } else if (check.Damaged.empty() && sum == ArchiveSum::Differs) {
+    // Another archive in its place is as good by its own checksums as the one that was made. Which
+    // of the two is wrong, the archive or the list, nothing tells then.
+    TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", archive,
+                   unread ? u"內容與備份時的校驗碼不符" : u"壓縮檔本身完好，但與備份時的校驗碼不符",
+                   unread ? ChangedSide::Copy : ChangedSide::Unknown);
+    found.Equal = unread ? 0 : check.Files;
   } else {
     for (const std::u16string& name : check.Damaged) {
-      TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", name);
+      TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", name,
+                     {}, ChangedSide::Copy);
     }
     found.Equal = check.Files - std::min(check.Files, found.Damaged);
-    if (check.Result == 0 && check.Damaged.empty()) SumArchive(context, job, archive);
+    if (check.Damaged.empty() && sum == ArchiveSum::Unknown) SumArchive(context, job, archive);
   }
   if (!check.Output.empty() && check.Result != 0) {
     context.Log.WriteJobLog(ReplaceAll(check.Output, u"\n", u"\r\n"));

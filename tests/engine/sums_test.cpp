@@ -282,6 +282,45 @@ TEST_F(SumsTest, ArchivesHaveTheirsBesideThem) {
   EXPECT_EQ(Lines(Dest()).size(), 1U);
 }
 
+TEST_F(SumsTest, AnArchiveThatIsNotTheOneThatWasWrittenIsTold) {
+  Write("a", std::string(5000, 'a'));
+  AddJob(BackupType::Compressed);
+  Run();
+  const auto archives = [&] {
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::directory_iterator(Dest())) {
+      if (entry.path().extension() == ".7z") found.push_back(entry.path());
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+  };
+  Clock.Advance(std::uint64_t{2} * 60 * 60 * 1000);
+  Write("a", "another");
+  Run();
+  ASSERT_EQ(archives().size(), 2U);
+  const fs::path newest = archives()[1];
+  const std::string good = ReadTestFile(newest), list = ReadTestFile(List(Dest()));
+  const auto verified = [&](const std::string& bytes) {
+    WriteTestFile(newest, bytes);
+    const VerifyReport report = Program.VerifyJobNow(0);
+    EXPECT_EQ(report.Counters.Damaged, 1U) << LogLines();
+    EXPECT_EQ(report.Counters.Unreadable, 0U);
+    EXPECT_EQ(ReadTestFile(List(Dest())), list);
+    const VerifyReport read = Program.ScrubJobNow(0);
+    EXPECT_EQ(read.Counters.Damaged, 1U) << LogLines();
+    EXPECT_EQ(read.Counters.Equal, 1U);
+    return report.Differing.empty() ? ChangedSide::Source : report.Differing[0].Side;
+  };
+  EXPECT_EQ(verified(ReadTestFile(archives()[0])), ChangedSide::Unknown);
+  EXPECT_EQ(verified(good.substr(0, good.size() / 2)), ChangedSide::Copy);
+  // Nor is it passed over when it is the only one.
+  fs::rename(archives()[0], Temp.Root() / "oldest");
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Damaged, 1U);
+  fs::rename(Temp.Root() / "oldest", Dest() / "2009年09月23日15時.7z");
+  WriteTestFile(newest, good);
+  EXPECT_EQ(Program.VerifyJobNow(0).Counters.Differences(), 0U);
+}
+
 TEST_F(SumsTest, TheListIsNoPartOfWhatIsBackedUpAndGoesWithItsSwitch) {
   MakeTree();
   Write(".kavrel-sums", "somebody's own");
