@@ -70,7 +70,8 @@ class Effects {
   // Working ahead.
   /// What looks at files, and copies them, ahead of their turn; null where that does not pay. This
   /// outlives it.
-  virtual std::unique_ptr<CopyAhead> WorkAhead(const FolderPair& /*root*/, CopyAhead::Judge) {
+  virtual std::unique_ptr<CopyAhead> WorkAhead(const FolderPair& /*root*/,
+                                               const CopyAhead::Judge&) {
     return nullptr;
   }
   /// The first in the row was made ahead from the former state: takes it over. False where it was

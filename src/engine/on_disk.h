@@ -32,7 +32,8 @@ class OnDisk final : public Effects {
   void KeepSums();
   void Settle() override;
   TempNames* Names() override { return &names_; }
-  std::unique_ptr<CopyAhead> WorkAhead(const FolderPair& root, CopyAhead::Judge judge) override;
+  std::unique_ptr<CopyAhead> WorkAhead(const FolderPair& root,
+                                       const CopyAhead::Judge& judge) override;
   void TakeAhead(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
                  CopyAhead& ahead) override;
   /// Waits for pending changes where there are too many open files.

@@ -9,11 +9,12 @@
 
 namespace kavrel {
 
-std::unique_ptr<CopyAhead> OnDisk::WorkAhead(const FolderPair& root, CopyAhead::Judge judge) {
+std::unique_ptr<CopyAhead> OnDisk::WorkAhead(const FolderPair& root,
+                                             const CopyAhead::Judge& judge) {
   if (!ProfitsFromThreads(context_, root)) return nullptr;
   release_.emplace();
   changes_.UseRelease(&*release_);
-  auto ahead = std::make_unique<CopyAhead>(copy_, std::move(judge));
+  auto ahead = std::make_unique<CopyAhead>(copy_, judge);
   if (context_.Making.Former) ahead->UseShared(context_.Making.Former->Sharing());
   return ahead;
 }
