@@ -237,11 +237,9 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
     Q_EMIT Ended(report.Outcome, job);
     return;
   }
-  const QString equal = ShownText(Grouped(report.Counters.Equal));
   if (report.BySums) {
     Inform(*window_, TrText(u"「%1」的來源不在，已改與備份的校驗碼比對。").arg(name));
   }
-  const std::uint32_t differences = report.Counters.Differences();
   const QString state = report.Stopped ? TrText(u"「%1」驗證中斷，其餘的檔案尚未比對：").arg(name)
                                        : TrText(u"「%1」驗證完成：").arg(name);
   if (report.Mended > 0) {
@@ -249,7 +247,49 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
            state + TrText(u"已修復 %1 個損壞的備份檔案。").arg(ShownText(Grouped(report.Mended))));
     return;
   }
-  const QString found = state + TrText(u"%1 個檔案內容相同，").arg(equal);
+  TellFound(report, state);
+}
+
+void BackupCare::Scrub(int row) {
+  if (!MayStart(row)) return;
+  run_.Begin(row, false);
+  const VerifyReport report = program_.ScrubJobNow(row);
+  TellCare(report, program_.Store.Jobs[static_cast<std::size_t>(row)]);
+}
+
+void BackupCare::TryRestore(int row) {
+  if (!MayStart(row)) return;
+  run_.Begin(row, false);
+  const VerifyReport report = program_.DrillJobNow(row);
+  TellCare(report, program_.Store.Jobs[static_cast<std::size_t>(row)]);
+}
+
+void BackupCare::TellCare(const VerifyReport& report, const BackupJob& job) {
+  const QString name = NameText(job.Name);
+  Q_EMIT Finished(EndOfVerification(job, report));
+  if (report.Outcome == RunOutcome::SourceMissing) {
+    TellFailure(*window_, TrText(u"「%1」還沒有備份，或備份中沒有校驗碼：%2。")
+                              .arg(name, ToQString(program_.DestinationNow(job))));
+    return;
+  }
+  if (report.Outcome != RunOutcome::Ran) {
+    Q_EMIT Ended(report.Outcome, job);
+    return;
+  }
+  QString state = report.Drill ? report.Stopped ? TrText(u"「%1」試行還原中斷：").arg(name)
+                                                : TrText(u"「%1」試行還原完成：").arg(name)
+                  : report.Stopped ? TrText(u"「%1」重讀中斷，其餘的檔案尚未核對：").arg(name)
+                                   : TrText(u"「%1」重讀完成：").arg(name);
+  if (report.Unlisted > 0) {
+    state += TrText(u"%1 個檔案沒有校驗碼，無法核對，").arg(ShownText(Grouped(report.Unlisted)));
+  }
+  TellFound(report, state);
+}
+
+void BackupCare::TellFound(const VerifyReport& report, const QString& state) {
+  const std::uint32_t differences = report.Counters.Differences();
+  const QString found =
+      state + TrText(u"%1 個檔案內容相同，").arg(ShownText(Grouped(report.Counters.Equal)));
   if (differences == 0) {
     Inform(*window_, found + TrText(u"沒有發現差異。"));
   } else if (Confirm(*window_,

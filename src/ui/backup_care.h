@@ -1,5 +1,5 @@
 // What the main window offers for a backup that is there already: taking it back, all or some of
-// it, and verifying it.
+// it, verifying it, reading it again by its sums, and trying a restore.
 #pragma once
 
 #include <QObject>
@@ -35,6 +35,9 @@ class BackupCare : public QObject {
   /// what is wanted of them.
   void ShowVersions(const std::u16string& path);
   void Verify(int row);
+  /// Compares all of the job's backup with its sums.
+  void Scrub(int row);
+  void TryRestore(int row);
   /// Tells what a verification found, and offers its log when there are differences.
   VerifyReport VerifyOnce(int row, bool mend);
   bool WantsMending(std::uint32_t damaged);
@@ -49,6 +52,10 @@ class BackupCare : public QObject {
   void JobChanged();
 
  private:
+  /// Tells what was found in a backup that was looked at without its source.
+  void TellCare(const VerifyReport& report, const BackupJob& job);
+  /// `state`: what has come to which end, to go before the figures.
+  void TellFound(const VerifyReport& report, const QString& state);
   bool MayStart(int row) const;
   /// Restores of the job on that row what is asked for; a password that does not fit is asked for,
   /// once. False when this is gone meanwhile.

@@ -122,6 +122,8 @@ void FrmMain::BuildControls() {
   connect(job_menu_, &JobMenu::RestorePreviewWanted, care_,
           [this](int row) { care_->PreviewRestore(row, options_->Restore()); });
   connect(job_menu_, &JobMenu::VerifyWanted, care_, &BackupCare::Verify);
+  connect(job_menu_, &JobMenu::ScrubWanted, care_, &BackupCare::Scrub);
+  connect(job_menu_, &JobMenu::DrillWanted, care_, &BackupCare::TryRestore);
   connect(panel_, &RunPanel::CancelClick, this, [this] {
     if (program_->State.RunBusy) program_->State.CancelRequested = true;
   });

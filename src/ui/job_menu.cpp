@@ -36,6 +36,10 @@ void JobMenu::BuildJobItems() {
   verify_ = AddItem(*menu_, QStringLiteral("mnuJobVerify"), nullptr);
   connect(verify_, &QAction::triggered, this,
           [this] { Q_EMIT VerifyWanted(run_->data().toInt()); });
+  scrub_ = AddItem(*menu_, QStringLiteral("mnuJobScrub"), nullptr);
+  connect(scrub_, &QAction::triggered, this, [this] { Q_EMIT ScrubWanted(run_->data().toInt()); });
+  drill_ = AddItem(*menu_, QStringLiteral("mnuJobDrill"), nullptr);
+  connect(drill_, &QAction::triggered, this, [this] { Q_EMIT DrillWanted(run_->data().toInt()); });
   accept_ = AddItem(*menu_, QStringLiteral("mnuJobAcceptChanges"), nullptr);
   connect(accept_, &QAction::triggered, this,
           [this] { Q_EMIT AcceptChangesWanted(run_->data().toInt()); });
@@ -113,6 +117,8 @@ void JobMenu::Popup(QPoint position) {
   restore_preview_->setText(TrText(u"預覽「%1」還原內容").arg(name));
   restore_->setText(job ? TrText(u"執行「%1」還原排程").arg(name) : TrText(u"執行指定還原排程"));
   verify_->setText(TrText(u"驗證「%1」的備份").arg(name));
+  scrub_->setText(TrText(u"重讀「%1」的備份並核對校驗碼").arg(name));
+  drill_->setText(TrText(u"試行還原「%1」").arg(name));
   accept_->setText(TrText(u"接受「%1」的檔案變更").arg(name));
   edit_->setText(job ? TrText(u"編輯「%1」備份設定").arg(name) : TrText(u"建立新的備份排程"));
   duplicate_->setText(TrText(u"複製「%1」備份排程...").arg(name));
@@ -122,7 +128,7 @@ void JobMenu::Popup(QPoint position) {
   search_->setVisible(list_.View().ItemCount() > 1);
   for (QAction* action : {run_, preview_, restore_, edit_}) action->setData(row);
   for (QAction* action : {run_, preview_, restore_, restore_preview_, restore_some_, verify_,
-                          duplicate_, remove_, up_, down_, source_, destination_}) {
+                          scrub_, drill_, duplicate_, remove_, up_, down_, source_, destination_}) {
     action->setVisible(job);
   }
   const std::vector<BackupJob>& jobs = program_.Store.Jobs;

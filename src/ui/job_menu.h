@@ -27,6 +27,8 @@ class JobMenu : public QObject {
   void RestoreWanted(int row);
   void RestoreSomeWanted(int row);
   void VerifyWanted(int row);
+  void ScrubWanted(int row);
+  void DrillWanted(int row);
   void PreviewWanted(int row);
   void RestorePreviewWanted(int row);
   /// -1 for a new job.
@@ -47,7 +49,8 @@ class JobMenu : public QObject {
   JobList& list_;
   QMenu* menu_;
   QAction *run_, *preview_, *restore_, *restore_some_, *verify_, *edit_, *source_, *destination_,
-      *grid_, *restore_preview_, *duplicate_, *remove_, *up_, *down_, *search_, *accept_;
+      *grid_, *restore_preview_, *duplicate_, *remove_, *up_, *down_, *search_, *accept_, *scrub_,
+      *drill_;
   QActionGroup* view_;
   QList<QAction*> columns_;
 };

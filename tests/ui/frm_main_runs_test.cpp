@@ -67,10 +67,11 @@ TEST(FrmMainRuns, RunsAJobByItsMenu) {
              main.Named("cmdCancel")->isEnabled() && main.Shown("picPtbFile");
   });
   main.Answer({{"您確定要執行「文件」備份排程嗎？", kYes}});
-  EXPECT_EQ(main.Menu(main.Jobs(), 1, "mnuJobNow").mid(0, 7),
-            (QStringList{"*執行「文件」備份排程", "執行「文件」還原排程", "預覽「文件」備份內容",
-                         "預覽「文件」還原內容", "還原選取的檔案(&P)...", "驗證「文件」的備份",
-                         "編輯「文件」備份設定"}));
+  EXPECT_EQ(
+      main.Menu(main.Jobs(), 1, "mnuJobNow").mid(0, 9),
+      (QStringList{"*執行「文件」備份排程", "執行「文件」還原排程", "預覽「文件」備份內容",
+                   "預覽「文件」還原內容", "還原選取的檔案(&P)...", "驗證「文件」的備份",
+                   "重讀「文件」的備份並核對校驗碼", "試行還原「文件」", "編輯「文件」備份設定"}));
   EXPECT_EQ(TreeDifferences(main.Temp.DriveC() / "文件", main.Backup("文件")), "");
   EXPECT_TRUE(locked);
   EXPECT_FALSE(main.Shown("PicLogs"));
@@ -352,6 +353,22 @@ TEST(FrmMainRuns, VerifiesABackupAndOffersTheLog) {
   main.Answer({{"「照片」驗證中斷，其餘的檔案尚未比對：0 個檔案內容相同", kOk}});
   main.Menu(main.Jobs(), 0, "mnuJobVerify");
   EXPECT_EQ(main.Answered, 4);
+}
+
+TEST(FrmMainRuns, ReadsABackupAgainAndTriesARestore) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.WriteSource("照片/甲.txt", "abc");
+  main.Start();
+  main.Answer({{"「照片」還沒有備份，或備份中沒有校驗碼", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobScrub");
+  ASSERT_EQ(main.Program.RunJobNow(0), RunOutcome::Ran);
+  main.Answer({{"「照片」重讀完成：1 個檔案內容相同，沒有發現差異。", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobScrub");
+  main.Answer({{"「照片」試行還原完成：1 個檔案內容相同，沒有發現差異。", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobDrill");
+  EXPECT_EQ(main.Program.Store.Jobs[0].Extras.DrillGood, 1);
+  EXPECT_EQ(main.Answered, 3);
 }
 
 }  // namespace
