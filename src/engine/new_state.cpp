@@ -38,6 +38,20 @@ std::u16string FindLeft(const RunContext& context, const BackupJob& job,
   return {};
 }
 
+/// Removes what a run has left that was killed between making its folder and marking it: nothing
+/// but empty folders, of an hour ago, for another one may be at work.
+void RemoveBare(const RunContext& context, const BackupJob& job,
+                const std::vector<std::u16string>& bare) {
+  for (const std::u16string& unit : bare) {
+    const Result<FileStatus> status = context.Files.Status(DropBackslash(unit));
+    if (!status || context.Clock.Now() - LocalTime(status->Written) < std::chrono::hours(1))
+      continue;
+    const Result<Folder> parent = context.Files.OpenFolder(PathFolder(DropBackslash(unit)));
+    if (!parent || parent->RemoveFolder(PathName(DropBackslash(unit)))) continue;
+    RemoveEmptyAbove(context, job, unit);
+  }
+}
+
 /// Opens the newest state that lies on `disk`, null for any, as the former one.
 void OpenFormer(RunContext& context, const BackupJob& job, std::u16string_view unit,
                 const std::vector<JobState>& states, const Folder& source, SharedContent::Ways ways,
@@ -118,7 +132,9 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
     making.Record = std::make_shared<StateRecordWriter>(
         context.Files, StateRecordPath(context.Files, job.Extras.Id));
   }
-  std::vector<JobState> states = ListStates(context, job);
+  std::vector<std::u16string> bare;
+  std::vector<JobState> states = ListStates(context, job, &bare);
+  if (changes) RemoveBare(context, job, bare);
   bool named = false;
   const std::u16string left = FindLeft(context, job, states, changes, named);
   // That may be the unit itself, or the newest state.

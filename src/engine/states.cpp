@@ -73,6 +73,8 @@ class StateFinder {
     }
   }
 
+  const std::vector<std::u16string>& Bare() const { return bare_; }
+
   std::vector<JobState> Take() {
     MadeOrder order(job_.Extras.Made);
     for (const JobState& state : states_) order.Add(state.Unit, state.Date);
@@ -150,7 +152,11 @@ class StateFinder {
     const std::u16string_view archive = PathName(unit);
     const Result<OwnerMark> mark = ReadJobMark(files_, folder, archive, job_);
     const bool known = made_.contains(unit) && !IsNotFound(mark.Error);
-    if (!mark && !known) return;
+    if (!mark && !known) {
+      const bool unfinished = names_unfinished_ && !FinishedPath(unit).empty();
+      if (unfinished && IsNotFound(mark.Error)) bare_.push_back(unit);
+      return;
+    }
     JobState& state = Note(unit);
     state.Date = mark && mark->Begun != kZeroDate ? mark->Begun : date.value_or(kZeroDate);
     if (mark) state.Health = HealthOf(files_, *mark, job_);
@@ -182,6 +188,7 @@ class StateFinder {
   const DatedPath pattern_;
   const bool names_unfinished_;
   bool archives_;
+  std::vector<std::u16string> bare_;
   std::unordered_set<std::u16string> made_, found_;
   std::vector<JobState> states_;
 };
@@ -225,7 +232,8 @@ bool NamesUnfinished(const BackupJob& job, std::u16string_view unit) {
          !DropBackslash(DatedDestination(job)).ends_with(kUnfinished);
 }
 
-std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job) {
+std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job,
+                                 std::vector<std::u16string>* bare) {
   BackupJob now = job;
   now.Source.WorkPath = job.Source.Path;
   now.Destination.WorkPath = ExpandedDestination(job, context.Clock);
@@ -235,6 +243,7 @@ std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job
   StateFinder finder(context, job);
   finder.Search();
   finder.AddMade([&] { return !DiskObjection(context, now, disks).empty(); });
+  if (bare) *bare = finder.Bare();
   return finder.Take();
 }
 

@@ -44,7 +44,9 @@ bool NamesUnfinished(const BackupJob& job, std::u16string_view unit = {});
 
 /// The states of the job, the newest first (core/made_order). Looks at the disk; nothing is
 /// changed.
-std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job);
+/// `bare`: gets the unfinished folders without a mark, which killed runs may have left.
+std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job,
+                                 std::vector<std::u16string>* bare = nullptr);
 
 /// Has a state stay whatever the job keeps, or not any more. An error where its mark cannot be
 /// written, or is not this job's.

@@ -83,6 +83,21 @@ TEST_F(StateEndsTest, AnInterruptedRunLeavesNoEmptyFolderOfItsDate) {
   EXPECT_EQ(FilesIn(Dest() / "2009-09-24" / "src"), 1U);
 }
 
+TEST_F(StateEndsTest, AFolderThatAKilledRunHadNoTimeToMarkDoesNotStay) {
+  Put("a", "1");
+  Begin();
+  const fs::path left = Dest() / "2009-09-20 15.unfinished",
+                 other = Dest() / "2009-09-21 15.unfinished",
+                 young = Dest() / "2009-09-22 15.unfinished";
+  for (const fs::path& folder : {left, other, young}) fs::create_directories(folder);
+  WriteTestFile(other / "somebody's", "x");
+  for (const fs::path& folder : {left, other}) SetWritten(folder, {1'000'000'000, 0});
+  Run();
+  EXPECT_FALSE(fs::exists(left));
+  EXPECT_TRUE(fs::exists(other / "somebody's"));
+  EXPECT_TRUE(fs::exists(young));
+}
+
 TEST_F(StateEndsTest, WithoutHardLinksANewNameGetsAFileOfItsOwn) {
   Put("f", "content");
   Begin();
