@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "engine/former_state.h"
+#include "engine/read_sum.h"
 #include "files/error_text.h"
 #include "files/path.h"
 
@@ -59,8 +61,20 @@ Effects::Rights Effects::RightsOf(const FileStatus& source, const FileStatus& de
 void Effects::NoteLeft(const FileTurn& file, bool again) {
   if (links_.HasSeveral(file.Source)) {
     NoteFirst(file.Pair, file.Paths, file.Name, {}, file.Source, file.Dest);
+    if (!IsUntouchedSince(file.Source, *file.Dest, 0)) links_.NoteUnproved(file.Source);
   }
   if (file.Dest->Links > 1 && !again) links_.NoteOwner(file.Source, *file.Dest);
+}
+
+bool Effects::MayBecome(HardLinks::FirstCopy& first, const FileTurn& file) {
+  if (!first.Unproved) return true;
+  const Folder* const folder = links_.FolderOf(first, file.Pair);
+  if (!folder) return false;
+  SumReader reader(context_);
+  const std::optional<ContentSum> source = reader.Read(file.Pair.Source, file.Name);
+  if (!source || reader.Read(*folder, first.Name) != source) return false;
+  first.Unproved = false;
+  return true;
 }
 
 void Effects::NoteFirst(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,

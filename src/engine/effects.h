@@ -142,6 +142,10 @@ class Effects {
   const HardLinks& Links() const { return links_; }
   /// `file` has been left as it is; it may be the first of several names.
   void NoteLeft(const FileTurn& file, bool again);
+  /// Whether the file may become a name of that copy. One that was left for its size and time is
+  /// read first: another file may have taken its source's place. False also when the run is
+  /// cancelled meanwhile.
+  bool MayBecome(HardLinks::FirstCopy& first, const FileTurn& file);
 
   // Removals, one run's synchronisation.
   /// Asked before the run's first change of any kind; false stops it.

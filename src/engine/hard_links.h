@@ -44,6 +44,7 @@ class HardLinks {
     std::uint64_t Left = 0;         ///< names of the source that are still to come
     std::optional<ContentSum> Sum;  ///< where it is known
     std::u16string FormerPath;      ///< of the file in the former state that it shares, if any
+    bool Unproved = false;          ///< it was left as it is: size and time alone speak for it
 
     bool Is(const FileStatus& dest) const {
       return DestId == dest.Id && DestDevice == dest.Device && DestId != 0;
@@ -81,6 +82,17 @@ class HardLinks {
   void NoteFormer(const FileStatus& source, std::u16string_view path) {
     const auto known = first_.find(KeyOf(source));
     if (known != first_.end()) known->second.FormerPath = path;
+  }
+
+  /// The first copy that was noted for it is an Unproved one.
+  void NoteUnproved(const FileStatus& source) {
+    const auto known = first_.find(KeyOf(source));
+    if (known != first_.end()) known->second.Unproved = true;
+  }
+  /// The folder that holds the copy, up to the next call; null where it is not there any more.
+  const Folder* FolderOf(const FirstCopy& first, const FolderPair& at) {
+    ErrorCode error = 0;
+    return Open(at, first.Folder, error);
   }
 
   /// Gives the copy one more name, up to its commit. What was found under the copy's name is the

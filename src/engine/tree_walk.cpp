@@ -474,6 +474,7 @@ bool TreeWalk::TakeAsLink(const FileTurn& file, bool again) {
     LeaveAsItIs(file.Name);
     return true;
   }
+  if (!effects_.MayBecome(*first, file)) return Cancelled();
   if (!PassesMayChange()) return true;
   if (!effects_.Link(*first, file, equal)) return false;
   ShowDone(file.Name);

@@ -198,6 +198,25 @@ TEST_P(HardLinksTest, RestoresBringLinksBackAndLeaveNoOthers) {
   EXPECT_EQ(LinksOf(Temp.Root() / "target"), picked) << LogLines();
 }
 
+TEST_P(HardLinksTest, ANewNameOfAFileThatOnlySeemsToBeItsCopyHasItsOwnContent) {
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  // Of another content, but of the size and time of the copy.
+  WriteTestFile(Source() / "other", "Content of alone");
+  SetWritten(Source() / "other", kOld);
+  fs::rename(Source() / "other", Source() / "alone");
+  Link("alone", "another name");
+  EXPECT_EQ(Foresee(Job()).Counters.FailedFiles, 0U);
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(Dest() / "another name"), "Content of alone");
+  // And back, where the backup's other names are gone.
+  WriteTestFile(Source() / "pair", "Content of pair");
+  SetWritten(Source() / "pair", kOld);
+  fs::remove(Source() / "pair too");
+  const std::string kept = ReadTestFile(Dest() / "pair too");
+  ASSERT_EQ(Program.RunRestoreNow(0, RestoreMode::Incremental), RunOutcome::Ran);
+  EXPECT_EQ(ReadTestFile(Source() / "pair too"), kept);
+}
+
 TEST_P(HardLinksTest, AJobCanSwitchItOff) {
   Job().Extras.KeepHardLinks = false;
   Program.RunJobNow(0);
