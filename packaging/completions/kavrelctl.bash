@@ -79,6 +79,7 @@ _kavrelctl() {
   --type) words=(full differential sync compressed) ;;
   --link-states) words=(auto off hard reflink) ;;
   --unfinished-name|--sums|--scrub|--drill) words=(on off) ;;
+  --recovery) words=(off 5 10 20) ;;
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;
   --progress) words=(auto none json) ;;

@@ -50,6 +50,7 @@ _kavrelctl() {
     (--type) compadd full differential sync compressed; return ;;
     (--link-states) compadd auto off hard reflink; return ;;
     (--unfinished-name|--sums|--scrub|--drill) compadd on off; return ;;
+    (--recovery) compadd off 5 10 20; return ;;
     (--compression) compadd store fast full; return ;;
     (--mode) compadd full incremental; return ;;
     (--progress) compadd auto none json; return ;;

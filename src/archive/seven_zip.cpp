@@ -265,7 +265,7 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
     if (!is_content) output += "\n7-Zip 已有數分鐘沒有任何動作，已將它結束。\n";
     return kFatal;
   }
-  return cancelled ? kCommandCancelled : code;
+  return end == ToolEnd::Cancelled ? kCommandCancelled : code;
 }
 
 int SevenZipLibrary::DropEntries(const ArchiveCommand& command, const std::string& archive,
@@ -289,16 +289,18 @@ bool SevenZipLibrary::HoldsAllOf(std::u16string_view old_archive,
 }
 
 ErrorCode SevenZipLibrary::PutInPlace(std::u16string_view half, std::u16string_view archive,
-                                      ArchiveMonitor* monitor) const {
+                                      const ArchiveCommand& command) const {
   Result<File> file = file_system_.OpenForUpdate(half);
   if (!file) return file.Error;
   constexpr int kDone = 100;
   const auto shared = std::make_shared<File>(std::move(*file));
   const DiskWait sync([shared] { return shared->Sync(); });
   while (!sync.Await(std::chrono::milliseconds(kPumpSlice))) {
-    if (monitor && !monitor->Working(kDone, {})) return kSyncGivenUp;
+    if (command.Monitor && !command.Monitor->Working(kDone, {})) return kSyncGivenUp;
   }
-  return sync.Error() ? sync.Error() : file_system_.PutInPlace(half, archive);
+  if (sync.Error()) return sync.Error();
+  if (const ErrorCode error = RemoveOutdated(command)) return error;
+  return file_system_.PutInPlace(half, archive);
 }
 
 int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& output) const {
@@ -334,7 +336,7 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
   if (packs && !is_new && code == 1 && !HoldsAllOf(drops ? rest : archive, half)) code = 2;
   const bool done = code == 0 || code == 1;
   if (packs && done) {
-    const ErrorCode error = PutInPlace(half, archive, command.Monitor);
+    const ErrorCode error = PutInPlace(half, archive, command);
     if (error == kSyncGivenUp) {
       code = kCommandCancelled;
     } else if (error) {

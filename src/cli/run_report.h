@@ -36,6 +36,8 @@ class RunReports {
   /// Says it on standard error, and in JSON.
   void Trouble(nlohmann::json& run, const BackupJob& job, const Message& why);
   void TellFailures(nlohmann::json& run, const BackupJob& job);
+  /// Of an archive that was to have recovery data.
+  void TellRecovery(nlohmann::json& run, const BackupJob& job);
   void TellDifferences(nlohmann::json& run, const VerifyReport& report, const BackupJob& job);
   nlohmann::json Begin(const BackupJob& job, std::string_view kind, ExitCode code);
   bool AsText() const { return !output_.Json && !output_.Quiet; }

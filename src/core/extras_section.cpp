@@ -51,11 +51,13 @@ struct NumberField {
   std::int32_t JobExtras::*Field;
   std::int32_t First, Last;
 };
-constexpr NumberField kNumbers[] = {{u"GuardPercent", &JobExtras::GuardPercent, 1, 100},
-                                    {u"GuardFewest", &JobExtras::GuardFewest, 1, kMaxGuardFewest},
-                                    {u"KeepNewest", &JobExtras::KeepNewest, 0, kMaxKeepNewest},
-                                    {u"DrillGood", &JobExtras::DrillGood, 0, INT32_MAX},
-                                    {u"DrillFiles", &JobExtras::DrillFiles, 0, INT32_MAX}};
+constexpr NumberField kNumbers[] = {
+    {u"GuardPercent", &JobExtras::GuardPercent, 1, 100},
+    {u"GuardFewest", &JobExtras::GuardFewest, 1, kMaxGuardFewest},
+    {u"KeepNewest", &JobExtras::KeepNewest, 0, kMaxKeepNewest},
+    {u"RecoveryPercent", &JobExtras::RecoveryPercent, 0, kMaxRecoveryPercent},
+    {u"DrillGood", &JobExtras::DrillGood, 0, INT32_MAX},
+    {u"DrillFiles", &JobExtras::DrillFiles, 0, INT32_MAX}};
 template <typename Owner>
 struct TextField {
   std::u16string_view Name;

@@ -7,6 +7,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "engine/archive_recovery.h"
 #include "engine/read_sum.h"
 #include "engine/states.h"
 #include "engine/verify.h"
@@ -231,8 +232,12 @@ void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLin
   if (!sum) return Differs(&VerifyCounters::Unreadable, kUnreadable, place, path);
   report_.Bytes += status->Size;
   if (*sum != line.Sum) {
-    return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path,
-                   u"內容與備份時的校驗碼不符");
+    Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path,
+            u"內容與備份時的校驗碼不符");
+    const std::u16string archive = FileBelow(place.Folder, path);
+    if (place.Archives.empty() || !HasRecovery(context_.Files, archive)) return;
+    ++report_.BadCopies;
+    return context_.LogTimed(kMayBeRepaired, archive);
   }
   ++found.Equal;
   if (key != 0 && read_.size() < kMostRemembered) read_.insert(key);
@@ -279,6 +284,12 @@ std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& 
       const bool there =
           state.Health != StateHealth::Away && state.Health != StateHealth::Unfinished;
       if (state.Own && there) AddUnit(places, state.Unit);
+    }
+    // One that is cut short does not bear its mark any more.
+    for (const std::u16string& made : job.Extras.Made) {
+      const bool listed = std::any_of(states.begin(), states.end(),
+                                      [&](const JobState& state) { return state.Unit == made; });
+      if (!listed && !IsFolderUnit(made) && context.Files.Status(made)) AddUnit(places, made);
     }
   }
   return places;

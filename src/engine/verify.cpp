@@ -10,6 +10,7 @@
 
 #include "archive/archive_check.h"
 #include "base/text.h"
+#include "engine/archive_recovery.h"
 #include "engine/archive_sum.h"
 #include "engine/job_disks.h"
 #include "engine/run_summary.h"
@@ -25,15 +26,38 @@ namespace kavrel {
 
 namespace {
 
+/// Has an archive that its sum convicts made good, where that is wished and it has recovery data.
+void MendPicked(RunContext& context, const BackupJob& job, const std::u16string& archive, bool mend,
+                VerifyReport& report) {
+  if (!HasRecovery(context.Files, archive)) return;
+  ++report.BadCopies;
+  if (!mend) return context.LogTimed(kMayBeRepaired, archive);
+  std::u16string why;
+  const std::u16string kept = RepairArchive(context, job, archive, why);
+  if (kept.empty()) {
+    report.NotMended = why;
+    return LogFailure(context.Log, report.Failures, u": 修復壓縮檔 (失敗)：", archive, why);
+  }
+  ++report.Mended;
+  context.LogTimed(u": 壓縮檔已用修復資料修復，損壞的保留為：", kept);
+}
+
 void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string& archive,
-                 VerifyReport& report) {
+                 bool mend, VerifyReport& report) {
   ArchiveContext archiving = context.Archiving();
   const ArchiveCheck check = CheckArchive(archiving, job, archive);
   if (check.Result == kCommandCancelled) return;
   VerifyCounters& found = report.Counters;
   context.Report.Counters.SourceFiles = check.Files;
   context.Report.Counters.SourceBytes = report.Bytes = check.Bytes;
-  if (check.Result != 0 && (check.Damaged.empty() || check.WrongPassword)) {
+  // A damaged archive may look like one of another password, or like none.
+  const bool convicted = check.Result != 0 && IsConvictedBySum(context, archive);
+  if (context.State.CancelRequested) return;
+  if (convicted && (check.Damaged.empty() || check.WrongPassword)) {
+    report.Bytes = 0;
+    TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", archive,
+                   u"內容與備份時的校驗碼不符", ChangedSide::Copy);
+  } else if (check.Result != 0 && (check.Damaged.empty() || check.WrongPassword)) {
     // Without its password nothing of an archive is known to be damaged, nor to be whole.
     report.Bytes = 0;
     report.WrongPassword = check.WrongPassword;
@@ -49,6 +73,7 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
   if (!check.Output.empty() && check.Result != 0) {
     context.Log.WriteJobLog(ReplaceAll(check.Output, u"\n", u"\r\n"));
   }
+  if (convicted) MendPicked(context, job, archive, mend, report);
 }
 
 void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& report,
@@ -153,6 +178,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
                           std::u16string_view backup_folder, const ArchivePicker& picker,
                           std::u16string_view unit, bool mend) {
   VerifyReport report;
+  report.Mends = mend;
   const std::u16string taken =
       backup_folder.empty() ? UnitStillTaken(context, stored, unit) : std::u16string(unit);
   unit = taken;
@@ -191,7 +217,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
     }
     AwaitDisk(context, context.Files.OpenFolder(place));
     if (job.Compressed) {
-      CheckPicked(context, job, archive, report);
+      CheckPicked(context, job, archive, mend, report);
     } else if (report.BySums) {
       ReadAgain(context, {{place, {}}}, report);
     } else {
