@@ -29,11 +29,13 @@ namespace {
 /// Has an archive that its sum convicts made good, where that is wished and it has recovery data.
 void MendPicked(RunContext& context, const BackupJob& job, const std::u16string& archive, bool mend,
                 VerifyReport& report) {
-  if (!HasRecovery(context.Files, archive)) return;
-  ++report.BadCopies;
-  if (!mend) return context.LogTimed(kMayBeRepaired, archive);
-  std::u16string why;
-  const std::u16string kept = RepairArchive(context, job, archive, why);
+  const bool possible = HasRecovery(context.Files, archive);
+  if (possible) ++report.BadCopies;
+  if (possible && !mend) context.LogTimed(kMayBeRepaired, archive);
+  if (!mend) return;
+  std::u16string why = u"旁邊沒有修復資料";
+  const std::u16string kept =
+      possible ? RepairArchive(context, job, archive, why) : std::u16string();
   if (kept.empty()) {
     report.NotMended = why;
     return LogFailure(context.Log, report.Failures, u": 修復壓縮檔 (失敗)：", archive, why);

@@ -162,7 +162,9 @@ TEST_F(ArchiveRecoveryTest, WhatIsNotProvedTakesNoPlace) {
   WriteTestFile(recovery_, "no recovery data");
   stays("");
   fs::remove(recovery_);
-  EXPECT_EQ(Verify(true).BadCopies, 0U) << "nothing to make it good with";
+  VerifyReport report = Verify(true);
+  EXPECT_EQ(report.BadCopies, 0U) << "nothing to make it good with";
+  EXPECT_EQ(report.NotMended, u"旁邊沒有修復資料");
   // Without its sum nobody knows that the archive is damaged, and not something else.
   WriteTestFile(recovery_, own);
   const std::string list = ReadTestFile(Dest() / ".kavrel-sums");
