@@ -80,6 +80,7 @@ _kavrelctl() {
   --link-states) words=(auto off hard reflink) ;;
   --change-guard) words=(on off accept) ;;
   --unfinished-name|--sums|--scrub|--drill) words=(on off) ;;
+  --recovery) words=(off 5 10 20) ;;
   --compression) words=(store fast full) ;;
   --mode) words=(full incremental) ;;
   --progress) words=(auto none json) ;;

@@ -51,6 +51,7 @@ _kavrelctl() {
     (--link-states) compadd auto off hard reflink; return ;;
     (--change-guard) compadd on off accept; return ;;
     (--unfinished-name|--sums|--scrub|--drill) compadd on off; return ;;
+    (--recovery) compadd off 5 10 20; return ;;
     (--compression) compadd store fast full; return ;;
     (--mode) compadd full incremental; return ;;
     (--progress) compadd auto none json; return ;;

@@ -4,6 +4,7 @@
 
 #include "app/program.h"
 #include "app/state_forecast.h"
+#include "archive/recovery_data.h"
 #include "base/text.h"
 #include "base/translation.h"
 #include "engine/run_driver.h"
@@ -156,6 +157,10 @@ JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJ
   }
   if (form.Type == BackupType::Compressed && !program.Archiver.Present()) {
     preview.Warnings.push_back(u"找不到 7-Zip 程式，壓縮備份無法執行。");
+  }
+  if (form.Type == BackupType::Compressed && form.Extras.RecoveryPercent > 0 &&
+      !RecoveryProgram(program.Files).Present()) {
+    preview.Warnings.push_back(u"找不到 par2 程式，壓縮檔不會有修復資料。");
   }
   if (Trim(form.Destination).empty()) return preview;
 

@@ -357,8 +357,10 @@ void Program::NoteVerification(BackupJob& job, const VerifyReport& report) {
   if (report.Outcome != RunOutcome::Ran || report.Stopped || report.Unit.empty()) return;
   // Nothing has been looked at.
   if (report.WrongPassword) return;
+  // An archive that was made good is whole.
+  const bool whole = report.Mended > 0 && !IsFolderUnit(report.Unit);
   NoteVerified(job, report.Unit, clock_.Now(),
-               report.Counters.Damaged + report.Counters.Unreadable);
+               whole ? 0 : report.Counters.Damaged + report.Counters.Unreadable);
   Store.SaveJobs();
 }
 

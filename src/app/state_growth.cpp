@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kTelling = 10;
 
 std::uint64_t AddedBy(const JobState& state) {
-  if (state.IsArchive) return state.ArchiveSize;
+  if (state.IsArchive) return state.ArchiveSize + state.RecoverySize;
   return state.Figures ? state.Figures->AddedBytes : 0;
 }
 

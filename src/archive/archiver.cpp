@@ -139,6 +139,7 @@ int ClsArc::DoCommand(int archiver_kind) {
   command.BufferSize = BufferSize;
   command.Password = Password;
   command.Dropped = Dropped;
+  command.Outdated = Outdated;
   Secret switches = Switch;
   const std::size_t at = Command == u"a" ? FindPasswordSwitch(switches) : switches.npos;
   if (at != switches.npos) {

@@ -58,8 +58,8 @@ class ClsArc {
   ClsArc(const SevenZipLibrary& library, const FileSystem& file_system);
 
   std::u16string Command, param1, param2, Param3;
-  std::u16string Dropped;  ///< as an ArchiveCommand's
-  Secret Switch;           ///< may hold a password
+  std::u16string Dropped, Outdated;  ///< as an ArchiveCommand's
+  Secret Switch;                     ///< may hold a password
   std::size_t BufferSize = 256;
   ArchiveMonitor* Monitor = nullptr;
   /// For extraction; a command that packs takes it from behind the "-p" of its Switch.

@@ -8,6 +8,7 @@
 #include "archive/host_monitor.h"
 #include "archive/list_file.h"
 #include "archive/packed_files.h"
+#include "archive/recovery_data.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
@@ -34,10 +35,15 @@ constexpr std::size_t kRowStart = 55;
 // not translated: a name of files
 constexpr std::u16string_view kArchiveNames = u"####年##月##日##時.7z";
 
-/// True for an archive that a run has made, and for an unfinished one; with `marks`, for what tells
-/// whose it is as well.
+/// The archive that a file tells whose it is, or has recovery data of; another name is given back.
+std::u16string_view ArchiveOf(std::u16string_view name) {
+  return name.ends_with(kOwnerMark) ? MarkedArchive(name) : RecoveredArchive(name);
+}
+
+/// True for an archive that a run has made, and for an unfinished one; with `marks`, for
+/// what belongs to it as well.
 bool IsOwnArchive(std::u16string_view name, bool marks = false) {
-  if (marks && name.ends_with(kOwnerMark)) name = MarkedArchive(name);
+  if (marks) name = ArchiveOf(name);
   while (name.ends_with(kHalfEnding)) name.remove_suffix(kHalfEnding.size());
   return MatchesPattern(name, kArchiveNames);
 }
@@ -127,8 +133,7 @@ class ListBuilder final : private TreeVisitor {
     const Result<FileStatus> status = folder.Status(name);
     if (!status) return false;
     if (IsIn(destination_, name, *status)) return true;
-    const bool is_mark = name.ends_with(kOwnerMark);
-    const Result<OwnerMark> mark = ReadOwnerMark(folder, is_mark ? MarkedArchive(name) : name);
+    const Result<OwnerMark> mark = ReadOwnerMark(folder, ArchiveOf(name));
     if (!mark || !mark->Names(job_.Extras.Id)) return false;
     if (may_hold_states) return true;
     const Result<Folder> place = OpenMarked(context_.Files, PathFolder(mark->Place));
@@ -399,6 +404,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   if (context.State.CancelRequested) return kCommandCancelled;
   archiver.Param3 = u"@" + lists.Entries;
   archiver.Dropped = lists.Dropped;
+  archiver.Outdated = RecoveryName(archive_path);
   archiver.Command = u"a";
   archiver.Switch = CompressionSwitch(level, job);
   archiver.BufferSize = 65536;

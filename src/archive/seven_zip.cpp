@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 
+#include "archive/tool_run.h"
 #include "base/text.h"
 #include "files/disk_wait.h"
 #include "files/path.h"
@@ -15,9 +16,7 @@ namespace kavrel {
 namespace {
 
 constexpr std::string_view kPrograms[] = {"7zz", "7z", "7za"};
-// Milliseconds. How long the program may do nothing at all: it may wait on a network, but a pipe
-// that took a file's place keeps it for ever.
-constexpr std::uint32_t kPumpSlice = 50, kLookAtWork = 1000, kLongestIdle = 300'000;
+constexpr std::uint32_t kPumpSlice = 50;  // milliseconds
 constexpr ErrorCode kSyncGivenUp = -1;
 constexpr std::u16string_view kPasswordSwitch = u"-p";
 
@@ -82,22 +81,6 @@ std::string UpdateInto(const std::string& path) {
 std::string DropInto(const std::string& path) {
   return "-up1q0r0x0y0z0w0!" + path;
 }
-
-/// How long the program has done nothing, told by the slices that were waited for it.
-class Idleness {
- public:
-  /// After another slice; true when it is to be waited no longer.
-  bool TooLong(ChildProcess& child, std::size_t output_size) {
-    idle_ = output_size == seen_ ? idle_ + kPumpSlice : 0;
-    seen_ = output_size;
-    if (idle_ > 0 && idle_ % kLookAtWork == 0 && child.Worked()) idle_ = 0;
-    return idle_ >= kLongestIdle;
-  }
-
- private:
-  std::uint32_t idle_ = 0;
-  std::size_t seen_ = 0;
-};
 
 std::string SystemFailure(std::u16string_view path, ErrorCode error) {
   return "\n" + ToUtf8(path) + " : " + ToUtf8(SystemErrorText(error)) + "\n";
@@ -270,30 +253,19 @@ int SevenZipLibrary::RunProgram(const std::vector<std::string>& arguments,
   Wipe(input);
   if (error) return 2;
   ProgressReader progress;
-  Idleness idleness;
-  bool cancelled = false, hangs = false;
-  while (child.Read(output, kPumpSlice)) {
+  const ToolEnd end = FollowTool(child, output, [&] {
     progress.Follow(std::string_view(output).substr(output.size() > 512 ? output.size() - 512 : 0));
-    if (command.Monitor && !command.Monitor->Working(progress.Percent, progress.Current)) {
-      cancelled = true;
-      child.Kill();
-      break;
-    }
-    if (idleness.TooLong(child, output.size())) {
-      hangs = true;
-      child.Kill();
-      break;
-    }
-  }
+    return !command.Monitor || command.Monitor->Working(progress.Percent, progress.Current);
+  });
   const int code = child.Wait();
-  if (hangs) {
+  if (end == ToolEnd::Hung) {
     constexpr int kFatal = 2;
     const bool is_content = std::find(arguments.begin(), arguments.end(), "-so") != arguments.end();
     // not translated: stands among that program's own words
     if (!is_content) output += "\n7-Zip 已有數分鐘沒有任何動作，已將它結束。\n";
     return kFatal;
   }
-  return cancelled ? kCommandCancelled : code;
+  return end == ToolEnd::Cancelled ? kCommandCancelled : code;
 }
 
 int SevenZipLibrary::DropEntries(const ArchiveCommand& command, const std::string& archive,
@@ -317,16 +289,18 @@ bool SevenZipLibrary::HoldsAllOf(std::u16string_view old_archive,
 }
 
 ErrorCode SevenZipLibrary::PutInPlace(std::u16string_view half, std::u16string_view archive,
-                                      ArchiveMonitor* monitor) const {
+                                      const ArchiveCommand& command) const {
   Result<File> file = file_system_.OpenForUpdate(half);
   if (!file) return file.Error;
   constexpr int kDone = 100;
   const auto shared = std::make_shared<File>(std::move(*file));
   const DiskWait sync([shared] { return shared->Sync(); });
   while (!sync.Await(std::chrono::milliseconds(kPumpSlice))) {
-    if (monitor && !monitor->Working(kDone, {})) return kSyncGivenUp;
+    if (command.Monitor && !command.Monitor->Working(kDone, {})) return kSyncGivenUp;
   }
-  return sync.Error() ? sync.Error() : file_system_.PutInPlace(half, archive);
+  if (sync.Error()) return sync.Error();
+  if (const ErrorCode error = RemoveOutdated(command)) return error;
+  return file_system_.PutInPlace(half, archive);
 }
 
 int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& output) const {
@@ -362,7 +336,7 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
   if (packs && !is_new && code == 1 && !HoldsAllOf(drops ? rest : archive, half)) code = 2;
   const bool done = code == 0 || code == 1;
   if (packs && done) {
-    const ErrorCode error = PutInPlace(half, archive, command.Monitor);
+    const ErrorCode error = PutInPlace(half, archive, command);
     if (error == kSyncGivenUp) {
       code = kCommandCancelled;
     } else if (error) {

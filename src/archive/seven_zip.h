@@ -51,6 +51,9 @@ struct ArchiveCommand {
   /// For a command that packs into an archive that is there: a list file (a program path) of the
   /// entries that leave it first, each with all below it.
   std::u16string Dropped;
+  /// Of a command that packs: a file beside the archive that tells of what was in its place before
+  /// (a program path). It goes when the new one is whole, before that gets its name.
+  std::u16string Outdated;
 };
 
 /// Beside the program's own exit codes.
@@ -113,7 +116,9 @@ class SevenZipLibrary {
   bool HoldsAllOf(std::u16string_view old_archive, std::u16string_view new_archive) const;
   /// Gives a whole archive its name when it is on the disk; -1 when the monitor says stop.
   ErrorCode PutInPlace(std::u16string_view half, std::u16string_view archive,
-                       ArchiveMonitor* monitor) const;
+                       const ArchiveCommand& command) const;
+  /// Takes away what a command makes untrue; that is on the disk before what comes next.
+  ErrorCode RemoveOutdated(const ArchiveCommand& command) const;
   const FileSystem& file_system_;
 };
 

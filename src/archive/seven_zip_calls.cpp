@@ -1,6 +1,9 @@
 // What is the same whether the library is a program or a DLL.
 #include "archive/seven_zip.h"
 
+#include "files/path.h"
+#include "platform/error_codes.h"
+
 namespace kavrel {
 
 std::vector<std::u16string> SplitCommand(std::u16string_view line) {
@@ -23,6 +26,13 @@ std::vector<std::u16string> SplitCommand(std::u16string_view line) {
 }
 
 SevenZipLibrary::SevenZipLibrary(const FileSystem& file_system) : file_system_(file_system) {}
+
+ErrorCode SevenZipLibrary::RemoveOutdated(const ArchiveCommand& command) const {
+  if (command.Outdated.empty() || IsNotFound(file_system_.Status(command.Outdated).Error)) return 0;
+  if (const ErrorCode error = file_system_.RemoveFile(command.Outdated)) return error;
+  const Result<Folder> folder = file_system_.OpenFolder(PathFolder(command.Outdated));
+  return folder ? folder->Sync() : folder.Error;
+}
 
 int SevenZipLibrary::SevenZipFindFirst(Archive& archive, IndividualInfo& info) const {
   archive.Next = 0;

@@ -202,6 +202,7 @@ int SevenZipLibrary::SevenZip(const ArchiveCommand& command, std::u16string& out
     const int dropped = SevenZip(drop, output);
     if (dropped != 0) return dropped;
   }
+  if (request->Packs && RemoveOutdated(command) != 0) return 2;
   int code = Send(dll, request->Line(is_new ? half : request->Archive), command.BufferSize, output);
   const bool done = code == 0 || code == 1;
   if (is_new && done && file_system_.PutInPlace(half, request->Archive) != 0) code = 2;

@@ -42,6 +42,8 @@ std::string UselessOption(const JobOptions& options, const JobForm& form) {
        Tr("date tags in --dest, without --type compressed")},
       {options.DeleteOld.has_value(), dated || packs, "--delete-old",
        Tr("date tags in --dest, or with --type compressed")},
+      {options.Recovery && form.Extras.RecoveryPercent > 0, packs, "--recovery",
+       "--type compressed"},
   };
   for (const auto& rule : rules) {
     if (rule.Given && !rule.Works) return Fill(Tr("%1 goes with %2"), {rule.Option, rule.With});
@@ -180,6 +182,7 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
           {"keep_newest", job.Extras.KeepNewest},
           {"keep_plan", JsonText(job.Extras.KeepPlan)},
           {"delete_old", job.Extras.DeletesOld},
+          {"recovery_percent", job.Extras.RecoveryPercent},
           {"verify_after_run", job.Extras.VerifyAfterRun},
           {"keep_sums", job.Extras.KeepSums},
           {"scrub", job.Extras.Scrub},
@@ -208,6 +211,7 @@ void ShowAsText(Session& session, const BackupJob& job) {
       {TrCell(u"下次備份時間："), DateOrNothing(job.NextRun)},
       {TrCell(u"檔案壓縮備份："), on_off(job.Compressed)},
       {TrCell(u"壓縮檔案加密："), Shown(PasswordText(job.UsePassword))},
+      {TrCell(u"壓縮修復資料："), Shown(RecoveryText(job.Extras))},
       {TrCell(u"檔案同步備份："), on_off(job.Synchronise)},
       {TrCell(u"回收筒存放　："), on_off(job.UseRecycleBin)},
       {TrCell(u"備份子目錄　："), on_off(job.IncludeSubfolders)},

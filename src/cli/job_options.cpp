@@ -68,16 +68,30 @@ std::string ReadRefuse(const std::string& text, JobForm& form) {
   return {};
 }
 
+/// "50" or "50%".
+std::optional<std::int32_t> ReadPercent(const std::string& text) {
+  const std::size_t digits = text.find_first_not_of("0123456789");
+  const bool plain = digits == text.npos || text.substr(digits) == "%";
+  return plain ? ParseInt(FromUtf8(text.substr(0, digits))) : std::nullopt;
+}
+
 std::string ReadGuard(const std::string& text, ExtraSettings& extras) {
   extras.GuardMirror = text != "off";
   if (text == "on" || text == "off") return {};
-  const std::size_t digits = text.find_first_not_of("0123456789");
-  const auto percent = ParseInt(FromUtf8(text.substr(0, digits)));
-  const bool plain = digits == text.npos || text.substr(digits) == "%";
-  if (!plain || !percent || *percent < 1 || *percent > 100) {
+  const auto percent = ReadPercent(text);
+  if (!percent || *percent < 1 || *percent > 100) {
     return Tr("--guard takes on, off, or a share from 1 to 100 percent");
   }
   extras.GuardPercent = *percent;
+  return {};
+}
+
+std::string ReadRecovery(const std::string& text, ExtraSettings& extras) {
+  const auto percent = text == "off" ? std::optional(0) : ReadPercent(text);
+  if (!percent || *percent > kMaxRecoveryPercent) {
+    return Tr("--recovery takes off, or a share from 1 to 100 percent");
+  }
+  extras.RecoveryPercent = *percent;
   return {};
 }
 
@@ -217,6 +231,9 @@ void JobOptions::AddTo(CLI::App& command) {
   command.add_option("--change-guard", ChangeGuard,
                      Tr("on (default) or off: a run asks before files that look encrypted take the "
                         "place of good copies; accept: they are meant, and its alarm ends"));
+  command.add_option("--recovery", Recovery,
+                     Tr("off (default), or how much recovery data an archive gets beside it, in "
+                        "percent of its size, from 1 to 100; needs par2"));
 }
 
 bool JobOptions::Any() const {
@@ -224,7 +241,7 @@ bool JobOptions::Any() const {
   return given(Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard, ExcludeTypes,
                Subfolders, SourceFolder, Recycle, Enable, SpaceCheck, VerifyAfter, HardLinks,
                MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName, KeepPlan, DeleteOld, Sums,
-               Scrub, Drill, ChangeGuard) ||
+               Scrub, Drill, ChangeGuard, Recovery) ||
          NoLimit || PasswordStdin || NoPassword || Adopt;
 }
 
@@ -264,6 +281,7 @@ std::string ApplyOptions(const JobOptions& options, DateTime now, JobForm& form)
   Set(options.VerifyAfter, extras.VerifyAfterRun);
   Set(options.HardLinks, extras.KeepHardLinks);
   if (!(error = ReadStateOptions(options, extras)).empty()) return error;
+  if (options.Recovery && !(error = ReadRecovery(*options.Recovery, extras)).empty()) return error;
   if (options.NoPassword) form.UsePassword = false;
   if (options.PasswordStdin && form.Type != BackupType::Compressed) {
     return Tr("--password-stdin goes with --type compressed: other backups are not encrypted");

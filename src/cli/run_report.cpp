@@ -271,6 +271,14 @@ void RunReports::TellAlarm(nlohmann::json& run, const BackupJob& job) {
               {Message::OfCore(alarm)}));
 }
 
+void RunReports::TellRecovery(nlohmann::json& run, const BackupJob& job) {
+  const std::u16string& why = session_.Program().Context.Report.NoRecovery;
+  if (why.empty()) return;
+  run["recovery_failed"] = JsonReason(why);
+  PrintError(Fill(Tr("%1: the archive has no recovery data: %2"),
+                  {PrintableName(job.Name), Printable(Shown(why))}));
+}
+
 ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
                          const Message& missing) {
   Program& program = session_.Program();
@@ -283,6 +291,7 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
   for (const char* figure : kFigures) run[figure] = nullptr;
   if (!restore) run["started"] = JsonTime(job.RunStarted);
   if (!restore) run["next_run"] = JsonTime(job.NextRun);
+  if (!restore) run["recovery_failed"] = nullptr;
   const bool took_place = outcome == RunOutcome::Guarded || outcome == RunOutcome::NoSpace ||
                           outcome == RunOutcome::Ran;
   if (took_place) {
@@ -322,6 +331,7 @@ ExitCode RunReports::Run(RunOutcome outcome, const BackupJob& job, bool restore,
       } else {
         TellFailures(run, job);
         TellAlarm(run, job);
+        TellRecovery(run, job);
         if (code == kInterrupted && output_.Quiet) Trouble(run, job, Say("interrupted"));
       }
   }
@@ -410,6 +420,13 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
       if (report.Unlisted > 0) {
         PrintError(Fill(Tr("%1: files without a sum, of which nothing is known: %2"),
                         {PrintableName(job.Name), std::to_string(report.Unlisted)}));
+      }
+      if (!report.NotMended.empty()) {
+        PrintError(Fill(Tr("%1: it could not be made good: %2"),
+                        {PrintableName(job.Name), Printable(Shown(report.NotMended))}));
+      } else if (report.BadCopies > 0 && !report.Mends) {
+        PrintError(Fill(Tr("%1: damaged, and verify --mend can try to make it good: %2"),
+                        {PrintableName(job.Name), std::to_string(report.BadCopies)}));
       }
       if (AsText()) PrintVerification(report, job, what);
       TellDifferences(run, report, job);

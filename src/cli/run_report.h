@@ -38,6 +38,8 @@ class RunReports {
   void TellFailures(nlohmann::json& run, const BackupJob& job);
   /// That the change guard's alarm stands.
   void TellAlarm(nlohmann::json& run, const BackupJob& job);
+  /// Of an archive that was to have recovery data.
+  void TellRecovery(nlohmann::json& run, const BackupJob& job);
   void TellDifferences(nlohmann::json& run, const VerifyReport& report, const BackupJob& job);
   nlohmann::json Begin(const BackupJob& job, std::string_view kind, ExitCode code);
   bool AsText() const { return !output_.Json && !output_.Quiet; }

@@ -63,6 +63,7 @@ nlohmann::json StateAsJson(const JobState& state, std::size_t number, const Cont
           {"files", NumberOrNull(content.Files)},
           {"bytes", NumberOrNull(content.Bytes)},
           {"archive_bytes", archive ? nlohmann::json(state.ArchiveSize) : nlohmann::json()},
+          {"recovery_bytes", archive ? nlohmann::json(state.RecoverySize) : nlohmann::json()},
           {"added", std::move(added)},
           {"taken_bytes", growth.Taken[number - 1]},
           {"pinned", state.Pinned},
@@ -123,7 +124,7 @@ int ListJobStates(Session& session, const std::string& name, ListForm form) {
       continue;
     }
     const std::optional<std::uint64_t> size =
-        state.IsArchive ? std::optional(state.ArchiveSize) : content.Bytes;
+        state.IsArchive ? std::optional(state.ArchiveSize + state.RecoverySize) : content.Bytes;
     const auto& figures = state.Figures;
     rows.push_back({Grouped(i + 1), StateDateText(state), Shown(StateKindText(state)),
                     StateCell(state), CountText(content.Files),

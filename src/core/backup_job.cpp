@@ -158,6 +158,11 @@ std::u16string GuardText(const ExtraSettings& extras) {
               {Decimal(extras.GuardPercent), Decimal(extras.GuardFewest)});
 }
 
+std::u16string RecoveryText(const ExtraSettings& extras) {
+  if (extras.RecoveryPercent == 0) return std::u16string(OnOffText(false));
+  return Decimal(extras.RecoveryPercent) + u" %";
+}
+
 std::u16string KeepText(const ExtraSettings& extras) {
   if (!extras.KeepPlan.empty()) return extras.KeepPlan;
   if (extras.KeepNewest == 0) return u"全部保留";

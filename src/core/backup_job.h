@@ -103,6 +103,7 @@ std::u16string SizeLimitText(const BackupJob& job);
 std::u16string IntervalText(const BackupJob& job);
 std::u16string RefusedDaysText(std::int32_t refused_days);
 std::u16string GuardText(const ExtraSettings& extras);
+std::u16string RecoveryText(const ExtraSettings& extras);
 std::u16string KeepText(const ExtraSettings& extras);
 
 }  // namespace kavrel

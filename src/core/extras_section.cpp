@@ -52,11 +52,13 @@ struct NumberField {
   std::int32_t JobExtras::*Field;
   std::int32_t First, Last;
 };
-constexpr NumberField kNumbers[] = {{u"GuardPercent", &JobExtras::GuardPercent, 1, 100},
-                                    {u"GuardFewest", &JobExtras::GuardFewest, 1, kMaxGuardFewest},
-                                    {u"KeepNewest", &JobExtras::KeepNewest, 0, kMaxKeepNewest},
-                                    {u"DrillGood", &JobExtras::DrillGood, 0, INT32_MAX},
-                                    {u"DrillFiles", &JobExtras::DrillFiles, 0, INT32_MAX}};
+constexpr NumberField kNumbers[] = {
+    {u"GuardPercent", &JobExtras::GuardPercent, 1, 100},
+    {u"GuardFewest", &JobExtras::GuardFewest, 1, kMaxGuardFewest},
+    {u"KeepNewest", &JobExtras::KeepNewest, 0, kMaxKeepNewest},
+    {u"RecoveryPercent", &JobExtras::RecoveryPercent, 0, kMaxRecoveryPercent},
+    {u"DrillGood", &JobExtras::DrillGood, 0, INT32_MAX},
+    {u"DrillFiles", &JobExtras::DrillFiles, 0, INT32_MAX}};
 template <typename Owner>
 struct TextField {
   std::u16string_view Name;
@@ -101,8 +103,8 @@ constexpr std::u16string_view kFormer = u"Former", kOfFormer = u"Former.";
 constexpr std::u16string_view kDropped[] = {u"Unfinished", u"SourceMount"};
 /// What another installation knows of its own jobs.
 constexpr std::u16string_view kOfRuns[] = {
-    u"Id=",        u"Adopt=",   u"MirroredTo=", u"Made=",      u"Unfinished=", u"Unbegun=",
-    u"Bad=",       u"LastGood=", u"BadBy=",     u"Verified=",  u"LastScrub=",  u"ScrubAt=",
+    u"Id=",        u"Adopt=",     u"MirroredTo=", u"Made=",     u"Unfinished=", u"Unbegun=",
+    u"Bad=",       u"LastGood=",  u"BadBy=",      u"Verified=", u"LastScrub=",  u"ScrubAt=",
     u"LastDrill=", u"DrillGood=", u"DrillFiles=", u"Changes="};
 
 std::u16string FormatMount(const KnownMount& mount) {

@@ -37,10 +37,13 @@ struct ExtraSettings {
   /// KeepNewest. Empty: none.
   std::u16string KeepPlan;
   bool DeletesOld = false;  ///< what is not kept is deleted, not moved to the recycle bin
+  /// How much recovery data an archive gets, in percent of its size (archive/recovery_data.h); 0 =
+  /// none.
+  std::int32_t RecoveryPercent = 0;
   bool VerifyAfterRun = false;
-  bool KeepSums = true;       ///< the sums of what is copied are kept beside it
-  bool Scrub = false;         ///< a thirtieth of the backup is read again each day
-  bool Drill = false;         ///< some files are restored each month to see whether that works
+  bool KeepSums = true;  ///< the sums of what is copied are kept beside it
+  bool Scrub = false;    ///< a thirtieth of the backup is read again each day
+  bool Drill = false;    ///< some files are restored each month to see whether that works
   /// A run looks at how files changed, and asks, or lets no old state go, where they look
   /// encrypted.
   bool GuardChanges = true;
@@ -208,6 +211,9 @@ void AcceptChanges(JobExtras& extras);
 
 inline constexpr std::size_t kMaxUnbegun = 20;
 /// The largest values that the editor and the command line take.
-inline constexpr std::int32_t kMaxGuardFewest = 1'000'000, kMaxKeepNewest = 10'000;
+inline constexpr std::int32_t kMaxGuardFewest = 1'000'000, kMaxKeepNewest = 10'000,
+                              kMaxRecoveryPercent = 100;
+/// What the editor offers.
+inline constexpr std::int32_t kReadyRecoveryPercent = 5;
 
 }  // namespace kavrel

@@ -33,7 +33,9 @@ ArchiveSum LookUpArchiveSum(RunContext& context, std::u16string_view archive) {
   const SumIndex list(*folder);
   if (!list.Knows(path)) return ArchiveSum::Unknown;
   const std::optional<ContentSum> sum = SumReader(context).Read(*folder, name);
-  if (!sum) return ArchiveSum::Unknown;
+  if (context.State.CancelRequested) return ArchiveSum::Unknown;
+  // Who may not open it knows nothing; what cannot be read then is not what was written.
+  if (!sum) return folder->OpenFile(name) ? ArchiveSum::Differs : ArchiveSum::Unknown;
   return list.Has({*sum, path}) ? ArchiveSum::Same : ArchiveSum::Differs;
 }
 

@@ -13,9 +13,9 @@ namespace kavrel {
 void SumArchive(RunContext& context, const BackupJob& job, std::u16string_view archive);
 
 enum class ArchiveSum : std::uint8_t {
-  Unknown,  ///< the list has none, or the archive cannot be read
+  Unknown,  ///< the list has none, or the archive cannot be opened
   Same,     ///< the archive is what a run wrote
-  Differs
+  Differs   ///< or cannot be read to its end
 };
 /// Reads an archive, and looks for its sum in the list beside it.
 ArchiveSum LookUpArchiveSum(RunContext& context, std::u16string_view archive);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "archive/recovery_data.h"
 #include "engine/change_guard.h"
 #include "engine/folder_pair.h"
 #include "engine/new_state.h"
@@ -96,9 +97,19 @@ ErrorCode DeleteFolderUnit(const FileSystem& files, const BackupJob& job, const 
 ErrorCode LetGo(const RunContext& context, const BackupJob& job, RecycleBin& bin,
                 const Folder& parent, const Result<Folder>& folder, const std::u16string& unit) {
   const std::u16string_view name = PathName(DropBackslash(unit));
-  if (!job.Extras.DeletesOld) return bin.Recycle(parent, name);
-  return folder ? DeleteFolderUnit(context.Files, job, parent, *folder, unit)
-                : parent.RemoveFile(name);
+  const auto let_go = [&](std::u16string_view file) {
+    return job.Extras.DeletesOld ? parent.RemoveFile(file) : bin.Recycle(parent, file);
+  };
+  if (IsFolderUnit(unit)) {
+    if (!job.Extras.DeletesOld) return bin.Recycle(parent, name);
+    return folder ? DeleteFolderUnit(context.Files, job, parent, *folder, unit) : folder.Error;
+  }
+  // Recovery data goes first: without its archive nobody would know whose it is.
+  const std::u16string recovery = RecoveryName(name);
+  if (parent.Status(recovery)) {
+    if (const ErrorCode error = let_go(recovery)) return error;
+  }
+  return let_go(name);
 }
 
 /// False when the unit stays where it is and is tried again after the next run.

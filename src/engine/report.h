@@ -62,9 +62,12 @@ struct VerifyReport {
   VerifyCounters Counters;
   std::vector<VerifyDifference> Differing;  ///< the first of them; a missing folder is one
   RunFailures Failures;                     ///< the same in the words of the log
-  std::uint32_t BadCopies =
-      0;                     ///< of those, copies that their sums convict and the source could mend
-  std::uint32_t Mended = 0;  ///< copies that were damaged, and are those of the source again
+  /// Of those, what its sum convicts and can be made good: copies by the source, archives by their
+  /// recovery data.
+  std::uint32_t BadCopies = 0;
+  std::uint32_t Mended = 0;    ///< of these, what is again as it was when it was backed up
+  bool Mends = false;          ///< it was to make them good
+  std::u16string NotMended;    ///< why an archive was not, in words
   bool WrongPassword = false;  ///< the archive, counted as unreadable, may be whole all the same
   std::uint64_t Bytes = 0;     ///< compared
   std::u16string RefusalText;  ///< of one that was Guarded: which disk is away
@@ -93,6 +96,8 @@ struct RunReport {
   bool NotMade = false;
   /// The change guard's alarm stands, in words: no old state goes.
   std::u16string Alarm;
+  /// Why an archive that was to have recovery data has none, in words; empty when nothing failed.
+  std::u16string NoRecovery;
   /// A restore came to nothing because the job's password does not open the archive.
   bool WrongPassword = false;
   std::u16string LogPath;                    ///< empty where nothing was logged

@@ -5,6 +5,7 @@
 #include "archive/list_file.h"
 #include "base/number.h"
 #include "base/translation.h"
+#include "engine/archive_recovery.h"
 #include "engine/archive_sum.h"
 #include "engine/backup_walk.h"
 #include "engine/change_guard.h"
@@ -177,6 +178,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::u16string_
   } else if (!context.Stopped()) {
     SawAll(context, job, archive);
   }
+  if (result == 0 || result == 1) MakeRecovery(context, job, archive);
   RecordResult(context, job, context.Stopped());
   context.Store.SaveJobs();
   context.Log.OpenJobLog();

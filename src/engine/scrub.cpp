@@ -9,6 +9,7 @@
 #include "archive/compressed_backup.h"
 #include "base/number.h"
 #include "base/text.h"
+#include "engine/archive_recovery.h"
 #include "engine/read_sum.h"
 #include "engine/states.h"
 #include "engine/verify.h"
@@ -234,8 +235,12 @@ void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLin
   if (!sum) return Differs(&VerifyCounters::Unreadable, kUnreadable, place, path);
   report_.Bytes += status->Size;
   if (*sum != line.Sum) {
-    return Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path,
-                   u"內容與備份時的校驗碼不符");
+    Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path,
+            u"內容與備份時的校驗碼不符");
+    const std::u16string archive = FileBelow(place.Folder, path);
+    if (place.Archives.empty() || !HasRecovery(context_.Files, archive)) return;
+    ++report_.BadCopies;
+    return context_.LogTimed(kMayBeRepaired, archive);
   }
   ++found.Equal;
   if (key != 0 && read_.size() < kMostRemembered) read_.insert(key);

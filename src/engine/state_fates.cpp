@@ -5,6 +5,7 @@
 #include <optional>
 #include <unordered_set>
 
+#include "archive/recovery_data.h"
 #include "base/number.h"
 #include "base/translation.h"
 #include "files/path.h"
@@ -204,8 +205,10 @@ std::vector<std::uint64_t> RoomOf(const RunContext& context,
     room.Bytes = 0;
     if (IsFolderUnit(unit)) {
       Traverse(context.Files, unit, {}, Scope::OfRestore(true), room).Run();
-    } else if (const Result<FileStatus> status = context.Files.Status(unit)) {
-      room.Take(*status);
+    } else {
+      for (const std::u16string& path : {unit, RecoveryName(unit)}) {
+        if (const Result<FileStatus> status = context.Files.Status(path)) room.Take(*status);
+      }
     }
     rooms.push_back(room.Bytes);
   }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <unordered_set>
 
+#include "archive/recovery_data.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
@@ -170,6 +171,8 @@ class StateFinder {
     }
     if (!state.IsArchive) return;
     if (const Result<FileStatus> status = folder.Status(archive)) state.ArchiveSize = status->Size;
+    const Result<FileStatus> recovery = folder.Status(RecoveryName(archive));
+    if (recovery) state.RecoverySize = recovery->Size;
   }
 
   JobState& Note(const std::u16string& unit) {

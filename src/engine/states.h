@@ -31,9 +31,10 @@ struct JobState {
   StateHealth Health = StateHealth::Unknown;
   /// What the last run that came to its end has put there.
   std::optional<OwnerMark::RunFigures> Figures;
-  std::uint64_t ArchiveSize = 0;  ///< bytes of the archive itself
-  bool Pinned = false;            ///< it never goes by itself
-  bool Own = false;               ///< IsMadeBy
+  std::uint64_t ArchiveSize = 0;   ///< bytes of the archive itself
+  std::uint64_t RecoverySize = 0;  ///< of the recovery data beside it
+  bool Pinned = false;             ///< it never goes by itself
+  bool Own = false;                ///< IsMadeBy
   /// The last verification, as the second file has it.
   std::optional<VerifiedState> Verified;
 };

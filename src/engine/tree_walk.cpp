@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "archive/recovery_data.h"
 #include "engine/change_guard.h"
 #include "files/path.h"
 #include "platform/error_codes.h"
@@ -220,7 +221,8 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
                           bool again) {
   const std::u16string_view name = file.Name;
   if (const auto reason = here.LeavesOut(file)) return LeaveOut(pair, *reason, name, again);
-  if (IsArchiveName(name) && FinishAhead(pair) && IsOthers(pair, name)) {
+  const std::u16string_view archive = RecoveredArchive(name);
+  if (IsArchiveName(archive) && FinishAhead(pair) && IsOthers(pair, archive)) {
     ++context_.Report.Counters.SourceFiles;
     return;
   }

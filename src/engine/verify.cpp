@@ -10,6 +10,7 @@
 
 #include "archive/archive_check.h"
 #include "base/text.h"
+#include "engine/archive_recovery.h"
 #include "engine/archive_sum.h"
 #include "engine/job_disks.h"
 #include "engine/run_summary.h"
@@ -25,27 +26,47 @@ namespace kavrel {
 
 namespace {
 
+/// Has an archive that its sum convicts made good, where that is wished and it has recovery data.
+void MendPicked(RunContext& context, const BackupJob& job, const std::u16string& archive, bool mend,
+                VerifyReport& report) {
+  const bool possible = HasRecovery(context.Files, archive);
+  if (possible) ++report.BadCopies;
+  if (possible && !mend) context.LogTimed(kMayBeRepaired, archive);
+  if (!mend) return;
+  std::u16string why = u"旁邊沒有修復資料";
+  const std::u16string kept =
+      possible ? RepairArchive(context, job, archive, why) : std::u16string();
+  if (kept.empty()) {
+    report.NotMended = why;
+    return LogFailure(context.Log, report.Failures, u": 修復壓縮檔 (失敗)：", archive, why);
+  }
+  ++report.Mended;
+  context.LogTimed(u": 壓縮檔已用修復資料修復，損壞的保留為：", kept);
+}
+
 void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string& archive,
-                 VerifyReport& report) {
+                 bool mend, VerifyReport& report) {
   ArchiveContext archiving = context.Archiving();
   const ArchiveCheck check = CheckArchive(archiving, job, archive);
   if (check.Result == kCommandCancelled) return;
   VerifyCounters& found = report.Counters;
   context.Report.Counters.SourceFiles = check.Files;
   context.Report.Counters.SourceBytes = report.Bytes = check.Bytes;
-  const ArchiveSum sum =
-      check.WrongPassword ? ArchiveSum::Unknown : LookUpArchiveSum(context, archive);
-  if (context.Stopped()) return;
-  const bool unread = check.Result != 0 && check.Damaged.empty();
-  if (check.WrongPassword || (unread && sum != ArchiveSum::Differs)) {
+  const ArchiveSum sum = LookUpArchiveSum(context, archive);
+  if (context.State.CancelRequested) return;
+  // A damaged archive may look like one of another password, or like none.
+  const bool convicted = check.Result != 0 && sum == ArchiveSum::Differs;
+  const bool unread = check.Result != 0 && (check.Damaged.empty() || check.WrongPassword);
+  if (unread && !convicted) {
     // Without its password nothing of an archive is known to be damaged, nor to be whole.
     report.Bytes = 0;
     report.WrongPassword = check.WrongPassword;
     TellDifference(context, report, &VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：",
                    archive, check.WrongPassword ? u"密碼錯誤" : u"");
-  } else if (check.Damaged.empty() && sum == ArchiveSum::Differs) {
-    // Another archive in its place is as good by its own checksums as the one that was made. Which
-    // of the two is wrong, the archive or the list, nothing tells then.
+  } else if (unread || (check.Damaged.empty() && sum == ArchiveSum::Differs)) {
+    // Another archive in its place may be as good by its own checksums as the one that was made.
+    // Which of the two is wrong then, the archive or the list, nothing tells.
+    if (unread) report.Bytes = 0;
     TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", archive,
                    unread ? u"內容與備份時的校驗碼不符" : u"壓縮檔本身完好，但與備份時的校驗碼不符",
                    unread ? ChangedSide::Copy : ChangedSide::Unknown);
@@ -61,6 +82,7 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
   if (!check.Output.empty() && check.Result != 0) {
     context.Log.WriteJobLog(ReplaceAll(check.Output, u"\n", u"\r\n"));
   }
+  if (convicted) MendPicked(context, job, archive, mend, report);
 }
 
 void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& report,
@@ -165,6 +187,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
                           std::u16string_view backup_folder, const ArchivePicker& picker,
                           std::u16string_view unit, bool mend) {
   VerifyReport report;
+  report.Mends = mend;
   const std::u16string taken =
       backup_folder.empty() ? UnitStillTaken(context, stored, unit) : std::u16string(unit);
   unit = taken;
@@ -203,7 +226,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
     }
     AwaitDisk(context, context.Files.OpenFolder(place));
     if (job.Compressed) {
-      CheckPicked(context, job, archive, report);
+      CheckPicked(context, job, archive, mend, report);
     } else if (report.BySums) {
       ReadAgain(context, {{place, {}}}, report);
     } else {

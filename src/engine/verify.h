@@ -30,9 +30,9 @@ void LogVerification(RunContext& context, const BackupJob& job, VerifyReport& re
 /// leaves the sums of the backup to compare with. SourceMissing means that there is no
 /// backup, or neither source nor sums, Guarded that one of the job's disks is away, NothingPicked
 /// that there is no archive; nothing is logged then. With `mend` a copy that its sum convicts,
-/// while the source still has that sum, is made anew; the damaged one stays beside it as
-/// "….damaged". A cancel stops it at once, also one that came before; what was not compared by then
-/// is in no counter.
+/// while the source still has that sum, is made anew, and so is an archive from its recovery data;
+/// the damaged one is kept. A cancel stops it at once, also one that came before; what was not
+/// compared by then is in no counter.
 VerifyReport RunVerifyJob(RunContext& context, const BackupJob& job,
                           std::u16string_view backup_folder = {}, const ArchivePicker& picker = {},
                           std::u16string_view unit = {}, bool mend = false);

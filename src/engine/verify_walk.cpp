@@ -10,6 +10,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "engine/content_sums.h"
+#include "engine/damaged_copies.h"
 #include "engine/folder_pair.h"
 #include "engine/kept_entries.h"
 #include "engine/read_sum.h"
@@ -132,8 +133,6 @@ class VerifyWalk final : private TreeVisitor {
   /// name beside it, which is given back. Empty where that failed, and nothing has changed.
   std::u16string Mend(const TraversedFolder& in, const Folder& to, std::u16string_view name,
                       const FileStatus& source);
-  /// The folder in which a damaged copy is kept, and its path there below the backup's root.
-  Result<Folder> PlaceAside(std::u16string_view name, std::u16string& path) const;
   /// Takes out of the list what it tells of files that are not there.
   void DropGone();
   ChangedSide Judge(const Folder& from, const Folder& to, std::u16string_view name);
@@ -264,7 +263,8 @@ std::u16string VerifyWalk::Mend(const TraversedFolder& in, const Folder& to,
   // The old one gives up the name only for what is on the disk.
   ErrorCode error = proved ? to.SyncFile(staged.TempName) : kErrAccess;
   std::u16string kept;
-  const Result<Folder> aside = error ? Result<Folder>::Fail(error) : PlaceAside(name, kept);
+  const Result<Folder> aside =
+      error ? Result<Folder>::Fail(error) : PlaceForDamaged(root_, name, kept);
   if (!error) error = aside.Error;
   if (!error) error = aside->TakeOver(to, name);
   if (!error && (error = staged.Commit(to))) to.TakeOver(*aside, name);
@@ -275,23 +275,6 @@ std::u16string VerifyWalk::Mend(const TraversedFolder& in, const Folder& to,
   aside->Sync();
   to.Sync();
   return kept;
-}
-
-Result<Folder> VerifyWalk::PlaceAside(std::u16string_view name, std::u16string& path) const {
-  const auto made = [](const Folder& in, std::u16string_view folder) {
-    Result<Folder> opened = in.OpenFolder(folder);
-    return IsNotFound(opened.Error) ? in.MakeFolder(folder) : std::move(opened);
-  };
-  path = kDamagedFolder;
-  Result<Folder> place = made(root_, kDamagedFolder);
-  // Of a name that was kept before, each has a folder of its own.
-  for (int number = 2; place && place->Status(name); ++number) {
-    const Result<Folder> base = root_.OpenFolder(kDamagedFolder);
-    path = std::u16string(kDamagedFolder) + u'/' + Decimal(number);
-    place = base ? made(*base, Decimal(number)) : Result<Folder>::Fail(base.Error);
-  }
-  (path += u'/') += name;
-  return place;
 }
 
 bool VerifyWalk::TakeSubfolder(const TraversedFolder&, const FolderEntry& folder, bool taken) {

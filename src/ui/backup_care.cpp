@@ -199,30 +199,41 @@ std::optional<RunOutcome> BackupCare::WithPassword(BackupJob& job, std::u16strin
 
 void BackupCare::Verify(int row) {
   if (!MayStart(row)) return;
-  const VerifyReport report = VerifyOnce(row, false);
-  if (report.BadCopies == 0 || !MayStart(row) || !WantsMending(report.BadCopies)) return;
-  VerifyOnce(row, true);
+  const std::u16string unit =
+      UnitTaken(program_.Context, program_.Store.Jobs[static_cast<std::size_t>(row)]);
+  const VerifyReport report = VerifyOnce(row, unit, false);
+  if (report.BadCopies == 0 || !MayStart(row) || !WantsMending(report)) return;
+  // The archive that was picked, not another one that the user is asked for.
+  const bool archive = !report.Unit.empty() && !EndsWithSeparator(report.Unit);
+  VerifyOnce(row, archive ? report.Unit : unit, true);
 }
 
-VerifyReport BackupCare::VerifyOnce(int row, bool mend) {
+VerifyReport BackupCare::VerifyOnce(int row, const std::u16string& unit, bool mend) {
   run_.Begin(row, false);
   VerifyReport report = program_.VerifyJobNow(
       row,
       [this](const std::vector<ArchiveFile>& archives) {
         return PickArchive(program_, archives, window_);
       },
-      UnitTaken(program_.Context, program_.Store.Jobs[static_cast<std::size_t>(row)]), mend);
+      unit, mend);
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(row)];
   Q_EMIT Finished(EndOfVerification(job, report));
   TellVerification(report, job);
   return report;
 }
 
-bool BackupCare::WantsMending(std::uint32_t damaged) {
+bool BackupCare::WantsMending(const VerifyReport& report) {
+  if (!report.Unit.empty() && !EndsWithSeparator(report.Unit)) {
+    return Confirm(*window_,
+                   TrText(u"壓縮檔「%1」已損壞，旁邊有它的修復資料。\n"
+                          "要修復它嗎？修復的結果與校驗碼相同、通過測試之後才會取代它，損壞的檔案會"
+                          "保留在備份的 .kavrel-damaged 資料夾。")
+                       .arg(ToQString(PathName(report.Unit))));
+  }
   return Confirm(*window_, TrText(u"備份中有 %1 個檔案已損壞，而來源與備份時相同。\n"
                                   "要用來源重新複製這些檔案嗎？損壞的檔案會保留在備份的 "
                                   ".kavrel-damaged 資料夾。")
-                               .arg(ShownText(Grouped(damaged))));
+                               .arg(ShownText(Grouped(report.BadCopies))));
 }
 
 void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& job) {
@@ -245,6 +256,11 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
   if (report.Mended > 0) {
     Inform(*window_,
            state + TrText(u"已修復 %1 個損壞的備份檔案。").arg(ShownText(Grouped(report.Mended))));
+    return;
+  }
+  if (!report.NotMended.empty()) {
+    TellFailure(*window_,
+                TrText(u"「%1」的壓縮檔無法修復：%2").arg(name, ShownText(report.NotMended)));
     return;
   }
   TellFound(report, state);

@@ -39,8 +39,8 @@ class BackupCare : public QObject {
   void Scrub(int row);
   void TryRestore(int row);
   /// Tells what a verification found, and offers its log when there are differences.
-  VerifyReport VerifyOnce(int row, bool mend);
-  bool WantsMending(std::uint32_t damaged);
+  VerifyReport VerifyOnce(int row, const std::u16string& unit, bool mend);
+  bool WantsMending(const VerifyReport& report);
   void TellVerification(const VerifyReport& report, const BackupJob& job);
 
  Q_SIGNALS:

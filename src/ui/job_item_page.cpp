@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRegularExpressionValidator>
+#include <QSpinBox>
 
 #include "app/program.h"
 #include "app/reach.h"
@@ -149,8 +150,27 @@ void JobItemPage::MakeOptions(QGridLayout& grid) {
   options->addWidget(chkRecycle_, 2, 0, 1, 2);
   options->addLayout(size, 3, 0);
   options->addLayout(password, 3, 1);
+  options->addLayout(MakeRecovery(), 4, 0, 1, 2);
   options->setHorizontalSpacing(24);
   grid.addLayout(options, 6, 0, 1, 4);
+}
+
+QHBoxLayout* JobItemPage::MakeRecovery() {
+  chkRecovery_ = MakeCheck("chkRecovery", TrLater(u"壓縮檔附修復資料，容量佔(&G)"));
+  chkRecovery_->setToolTip(
+      TrText(u"每個壓縮檔旁邊存放 par2 修復資料，壓縮檔有一部分損壞時，驗證可以修復它。需要 par2 "
+             "程式，也要保存校驗碼。"));
+  numRecovery_ = Make<QSpinBox>("numRecovery");
+  numRecovery_->setRange(1, kMaxRecoveryPercent);
+  numRecovery_->setSuffix(QStringLiteral(" %"));
+  numRecovery_->setAccessibleName(TrText(u"修復資料佔壓縮檔的百分比"));
+  IgnoreWheel(numRecovery_);
+  auto* row = new QHBoxLayout;
+  row->addWidget(chkRecovery_);
+  row->addWidget(numRecovery_);
+  row->addStretch();
+  row->setSpacing(6);
+  return row;
 }
 
 void JobItemPage::ConnectFields() {
@@ -158,12 +178,13 @@ void JobItemPage::ConnectFields() {
     connect(box, &QLineEdit::textEdited, this, &JobItemPage::Changed);
   }
   for (QCheckBox* box : {chkExc_, chkSubDirs_, chkSrcFolder_, chkEnabled_, chkRecycle_,
-                         chkFileSize_, chkZipPassWord_}) {
+                         chkFileSize_, chkZipPassWord_, chkRecovery_}) {
     connect(box, &QCheckBox::clicked, this, [this] {
       EnableOptions();
       Q_EMIT Changed();
     });
   }
+  connect(numRecovery_, &QSpinBox::valueChanged, this, &JobItemPage::Changed);
   connect(cboFF_->lineEdit(), &QLineEdit::textEdited, this, &JobItemPage::Changed);
   for (QComboBox* box : {cboFF_, cboBackupType_}) {
     connect(box, &QComboBox::activated, this, [this] {
@@ -198,6 +219,12 @@ void JobItemPage::Show(const JobForm& form) {
   chkZipPassWord_->setChecked(form.UsePassword);
   txtZipPassWord_->setText(ToQString(form.Password));
   chkShowPassWord_->setChecked(false);
+  const std::int32_t recovery = form.Extras.RecoveryPercent;
+  chkRecovery_->setChecked(recovery > 0);
+  {
+    const QSignalBlocker quiet(numRecovery_);
+    numRecovery_->setValue(recovery > 0 ? recovery : kReadyRecoveryPercent);
+  }
   given_name_ = form.Source.empty() ? txtDesc_->text() : QString();
   given_source_.clear();
   EnableOptions();
@@ -219,6 +246,7 @@ void JobItemPage::Read(JobForm& form) const {
   form.MaxFileSizeKB = ParseInt(FromQString(txtFileSize_->text())).value_or(0);
   form.UsePassword = chkZipPassWord_->isChecked();
   form.Password = FromQString(txtZipPassWord_->text());
+  form.Extras.RecoveryPercent = chkRecovery_->isChecked() ? numRecovery_->value() : 0;
 }
 
 void JobItemPage::FocusField(FormCheck check) {
@@ -266,6 +294,9 @@ void JobItemPage::EnableOptions() {
   txtZipPassWord_->setEnabled(chkZipPassWord_->isChecked());
   Label7_->setEnabled(chkZipPassWord_->isChecked());
   chkShowPassWord_->setEnabled(chkZipPassWord_->isChecked());
+  const bool packs = cboBackupType_->currentIndex() == static_cast<int>(BackupType::Compressed);
+  chkRecovery_->setEnabled(packs);
+  numRecovery_->setEnabled(packs && chkRecovery_->isChecked());
 }
 
 bool JobItemPage::HasOwnEntries() const {

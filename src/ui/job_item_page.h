@@ -9,9 +9,11 @@
 class QCheckBox;
 class QComboBox;
 class QGridLayout;
+class QHBoxLayout;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QSpinBox;
 
 namespace kavrel {
 
@@ -37,6 +39,7 @@ class JobItemPage : public QWidget {
  private:
   void MakeFields(QGridLayout& grid);
   void MakeOptions(QGridLayout& grid);
+  QHBoxLayout* MakeRecovery();
   void ConnectFields();
   void FillFilters();
   void ShowFileTypes(const std::u16string& patterns);
@@ -59,7 +62,8 @@ class JobItemPage : public QWidget {
   std::u16string kept_name_;           ///< of which txtDesc_ was given what is shown
   QCheckBox* chkShowPassWord_;
   QCheckBox *chkExc_, *chkSubDirs_, *chkSrcFolder_, *chkEnabled_, *chkRecycle_, *chkFileSize_,
-      *chkZipPassWord_;
+      *chkZipPassWord_, *chkRecovery_;
+  QSpinBox* numRecovery_;
   QLabel *Label2_, *Label7_;
 };
 

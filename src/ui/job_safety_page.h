@@ -39,8 +39,8 @@ class JobSafetyPage : public QWidget {
   QSpinBox* MakeNumber(const char* name, int first, int last);
   QCheckBox* MakeSwitch(const char* name, const QString& text);
 
-  QCheckBox *chkGuard_, *chkChanges_, *chkSpace_, *chkVerify_, *chkSums_, *chkScrub_, *chkDrill_, *chkLinks_,
-      *chkUnfinished_, *chkDeleteOld_;
+  QCheckBox *chkGuard_, *chkChanges_, *chkSpace_, *chkVerify_, *chkSums_, *chkScrub_, *chkDrill_,
+      *chkLinks_, *chkUnfinished_, *chkDeleteOld_;
   QComboBox *cboLinkStates_, *cboKeep_;
   QLineEdit* txtKeepPlan_;
   QLabel* lblStates_;

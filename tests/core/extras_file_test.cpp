@@ -34,6 +34,7 @@ class ExtrasFileTest : public testing::Test {
     extras.GuardPercent = 7;
     extras.GuardFewest = 8;
     extras.KeepNewest = 9;
+    extras.RecoveryPercent = 100;
     extras.VerifyAfterRun = extras.NotBegun = extras.Unseen = true;
     extras.MirroredTo = u"D:\\目標\\來源";
     extras.Mounts = {{true, u"/media/碟", {u"1a-2b:/", u"C3D4:/a b"}}, {false, u"/", {}}};

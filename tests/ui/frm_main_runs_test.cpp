@@ -371,5 +371,42 @@ TEST(FrmMainRuns, ReadsABackupAgainAndTriesARestore) {
   EXPECT_EQ(main.Answered, 3);
 }
 
+TEST(FrmMainRuns, MendsADamagedArchiveWhereSomebodySaysSo) {
+  MainWindow main;
+  BackupJob& job = main.AddJob(u"照片");
+  SetJobType(job, BackupType::Compressed);
+  job.Destination.Path = u"D:\\照片\\<hh>\\";
+  job.Extras.RecoveryPercent = 20;
+  std::string noise(100'000, '\0');
+  for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<char>(i * i * i >> 9);
+  main.WriteSource("照片/甲.txt", noise);
+  main.Program.Context.Compression = CompressionLevel::Store;
+  main.Start();
+  ASSERT_EQ(main.Program.RunJobNow(0), RunOutcome::Ran);
+  const std::filesystem::path archive = main.Backup("照片/15/2026年11月24日15時.7z");
+  const std::string whole = ReadTestFile(archive);
+  ASSERT_GT(whole.size(), noise.size());
+  std::string damaged = whole;
+  damaged[damaged.size() / 2] ^= 1;
+  WriteTestFile(archive, damaged);
+  main.Clock.Advance(60 * 60 * 1000);
+  main.Answer({{"發現 1 個差異", kNo}, {"旁邊有它的修復資料", kNo}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  EXPECT_EQ(ReadTestFile(archive), damaged);
+  // What cannot be made good is told, and why.
+  const std::string recovery = ReadTestFile(archive.string() + ".par2");
+  WriteTestFile(archive.string() + ".par2", "none");
+  main.Answer({{"發現 1 個差異", kNo}, {"要修復它嗎？", kYes}, {"無法修復：", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  EXPECT_EQ(ReadTestFile(archive), damaged);
+  WriteTestFile(archive.string() + ".par2", recovery);
+  main.Answer({{"發現 1 個差異", kNo}, {"要修復它嗎？", kYes}, {"已修復 1 個損壞", kOk}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  EXPECT_EQ(ReadTestFile(archive), whole);
+  EXPECT_EQ(main.Answered, 8);
+  ASSERT_EQ(main.Program.Store.Jobs[0].Extras.Verified.size(), 1U);
+  EXPECT_EQ(main.Program.Store.Jobs[0].Extras.Verified[0].Damaged, 0U) << "it is whole again";
+}
+
 }  // namespace
 }  // namespace kavrel

@@ -206,14 +206,20 @@ TEST_F(JobEditorTest, ShowsAStoredJobAndFollowsItsTypeAndSwitches) {
   EXPECT_EQ(Get<QComboBox>("cboMins").currentText(), "0");
   EXPECT_FALSE(Get<QLineEdit>("txtFileSize").isEnabled());
   EXPECT_EQ(Get<QLineEdit>("txtZipPassWord").text(), "");
+  EXPECT_FALSE(Get<QCheckBox>("chkRecovery").isEnabled());
   Choose("cboBackupType", 3);
   EXPECT_FALSE(Get<QCheckBox>("chkRecycle").isEnabled());
+  EXPECT_FALSE(Get<QSpinBox>("numRecovery").isEnabled());
+  Get<QCheckBox>("chkRecovery").click();
+  EXPECT_EQ(Get<QSpinBox>("numRecovery").value(), 5);
+  SetNumber("numRecovery", 8);
   Get<QCheckBox>("chkZipPassWord").click();
   EXPECT_TRUE(Get<QLineEdit>("txtZipPassWord").isEnabled());
   Enter("txtZipPassWord", "s3");
   Button("btnSaveJob").click();
   EXPECT_EQ(Jobs()[1].FileTypes, u"*.ABC;*.def");
   EXPECT_EQ(Jobs()[1].Password, u"s3");
+  EXPECT_EQ(Jobs()[1].Extras.RecoveryPercent, 8);
   EXPECT_FALSE(Jobs()[1].UseRecycleBin);
 
   SelectRow(0);
@@ -223,6 +229,7 @@ TEST_F(JobEditorTest, ShowsAStoredJobAndFollowsItsTypeAndSwitches) {
   Get<QCheckBox>("chkZipPassWord").click();
   Button("btnSaveJob").click();
   EXPECT_EQ(Jobs()[0].Password, u"40718");
+  EXPECT_EQ(Jobs()[0].Extras.RecoveryPercent, 0);
 }
 
 TEST_F(JobEditorTest, RemovingAsksAndSelectsWhatTakesThePlace) {
