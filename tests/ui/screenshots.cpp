@@ -239,7 +239,7 @@ void Album::DrawColumns() {
   constexpr int kHidden = kJobColumnSwitches - 1;
   for (int i = 0; i < kHidden; ++i) Action(QString("mnuSetWidth%1").arg(i)).trigger();
   const QSize size = window_.size();
-  window_.resize(1990, size.height());
+  window_.resize(2080, size.height());
   QApplication::processEvents();
   Save("jobs-all-columns", {});
   for (int i = 0; i < kHidden; ++i) Action(QString("mnuSetWidth%1").arg(i)).trigger();
