@@ -219,10 +219,10 @@ VerifyReport BackupCare::VerifyOnce(int row, bool mend) {
 }
 
 bool BackupCare::WantsMending(std::uint32_t damaged) {
-  return Confirm(*window_, TrText(u"備份中有 %1 個檔案已損壞，而來源與備份時相同。\n"
-                                  "要用來源重新複製這些檔案嗎？損壞的檔案會保留在備份的 "
-                                  ".kavrel-damaged 資料夾。")
-                               .arg(ShownText(Grouped(damaged))));
+  return Confirm(*window_, ToQString(TrCount(u"備份中有 %1 個檔案已損壞，而來源與備份時相同。\n"
+                                             "要用來源重新複製這些檔案嗎？損壞的檔案會保留在備份的 "
+                                             ".kavrel-damaged 資料夾。",
+                                             damaged)));
 }
 
 void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& job) {
@@ -243,8 +243,7 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
   const QString state = report.Stopped ? TrText(u"「%1」驗證中斷，其餘的檔案尚未比對：").arg(name)
                                        : TrText(u"「%1」驗證完成：").arg(name);
   if (report.Mended > 0) {
-    Inform(*window_,
-           state + TrText(u"已修復 %1 個損壞的備份檔案。").arg(ShownText(Grouped(report.Mended))));
+    Inform(*window_, state + ToQString(TrCount(u"已修復 %1 個損壞的備份檔案。", report.Mended)));
     return;
   }
   TellFound(report, state);
@@ -289,13 +288,13 @@ void BackupCare::TellCare(const VerifyReport& report, const BackupJob& job) {
 void BackupCare::TellFound(const VerifyReport& report, const QString& state) {
   const std::uint32_t differences = report.Counters.Differences();
   const QString found =
-      state + TrText(u"%1 個檔案內容相同，").arg(ShownText(Grouped(report.Counters.Equal)));
+      state + ToQString(TrCount(u"%1 個檔案內容相同", report.Counters.Equal)) + TrText(u"，");
   if (differences == 0) {
     Inform(*window_, found + TrText(u"沒有發現差異。"));
-  } else if (Confirm(*window_,
-                     found + TrText(u"發現 %1 個差異。\n要開啟日誌查看嗎？")
-                                 .arg(ShownText(Grouped(differences))),
-                     QMessageBox::Warning)) {
+  } else if (Confirm(
+                 *window_,
+                 found + ToQString(TrCount(u"發現 %1 個差異。\n要開啟日誌查看嗎？", differences)),
+                 QMessageBox::Warning)) {
     log_.OpenLog(report.LogPath);
   }
 }
