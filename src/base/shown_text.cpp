@@ -44,6 +44,23 @@ std::u16string WithErrors(const Speech& speech, std::u16string_view text, int de
   return std::u16string(text.substr(0, open + 1)) + *error + std::u16string(text.substr(close));
 }
 
+/// A path, and behind it in parentheses the reason, which alone is shown in the user's words. What
+/// stands there may be the end of a name, too; so it has to be more than a figure or a short word.
+std::u16string WithReason(const Speech& speech, std::u16string_view text, int depth) {
+  constexpr std::size_t kShortest = 4;
+  constexpr std::u16string_view kOpen = u" (";
+  std::size_t open = text.ends_with(u')') ? text.find(kOpen) : text.npos;
+  for (; open != text.npos; open = text.find(kOpen, open + 1)) {
+    const std::size_t begin = open + kOpen.size();
+    const std::u16string_view reason = text.substr(begin, text.size() - begin - 1);
+    if (reason.size() < kShortest) break;
+    if (reason.front() >= u'0' && reason.front() <= u'9') continue;
+    const std::optional<std::u16string> shown = Known(speech, reason, depth + 1);
+    if (shown) return std::u16string(text.substr(0, begin)) + *shown + u')';
+  }
+  return WithErrors(speech, text, depth);
+}
+
 std::u16string ShownAt(const Speech& speech, std::u16string_view text, int depth) {
   const std::optional<std::u16string> known = Known(speech, text, depth);
   if (known) return *known;
@@ -170,7 +187,7 @@ std::optional<std::u16string> KnownTrouble(const Speech& speech, std::u16string_
   const std::u16string_view rest = text.substr(close + 2);
   const bool path = rest.find_first_of(u"/\\") < 3;
   const auto matter = path ? std::nullopt : Known(speech, rest, depth + 1);
-  return *head + u" " + (matter ? *matter : WithErrors(speech, rest, depth));
+  return *head + u" " + (matter ? *matter : WithReason(speech, rest, depth));
 }
 
 /// Two that are known, with a colon between them.

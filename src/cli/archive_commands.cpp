@@ -34,7 +34,8 @@ int ListEntries(Session& session, const std::u16string& path, bool json) {
                     {"size", size},
                     {"modified", JsonTime(written.value_or(kZeroDate))},
                     {"crc", JsonText(entry.FileCRC)}});
-    rows.push_back({ScreenNumber(size), entry.FileDateTime, entry.FileCRC, entry.FileName});
+    rows.push_back({ScreenNumber(size), written ? ScreenDateTime(*written) : entry.FileDateTime,
+                    entry.FileCRC, entry.FileName});
   }
   if (json) {
     PrintJson(list);

@@ -61,7 +61,7 @@ void AddVerify(CLI::App& app, CommandLine& line) {
 
 void AddCare(CLI::App& app, CommandLine& line) {
   CLI::App* scrub = app.add_subcommand(
-      "scrub", Tr("Read backups again and compare every file with its sum; needs no source"));
+      "scrub", Tr("Read backups again and compare every file with its checksum; needs no source"));
   scrub->add_option("jobs", line.Care.Names, Tr("Names of the jobs"));
   CLI::Option* state =
       scrub->add_option("--state", line.Care.State, Tr("Which state, as for restore; else all"));
@@ -74,7 +74,7 @@ void AddCare(CLI::App& app, CommandLine& line) {
   scrub->callback(line.Run([&line](Session& session) { return ScrubJobs(session, line.Care); }));
   CLI::App* drill = app.add_subcommand(
       "drill", Tr("Restore up to 25 files of a backup, taken at random, into a folder of their own "
-                  "and compare them with their sums"));
+                  "and compare them with their checksums"));
   drill->add_option("jobs", line.Care.Names, Tr("Names of the jobs"));
   drill->add_flag("--due", line.Care.Due, Tr("Of the jobs with --drill on, once a month"));
   line.AddOutput(*drill);
@@ -112,7 +112,8 @@ void AddKeeping(CLI::App& app, CommandLine& line) {
   CLI::App* keep =
       app.add_subcommand("keep", Tr("Which states of a job stay after a run, which go, and why"));
   keep->add_option("job", line.Name, Tr("Name of the job"))->required();
-  keep->add_flag("--explain", line.Explain, Tr("Say so, and change nothing: as without it"));
+  keep->add_flag("--explain", line.Explain,
+                 Tr("Only explain, and change nothing; the same as without this"));
   keep->add_flag("--json", line.Json, Tr("Print JSON"));
   keep->callback(line.Run(
       [&line](Session& session) { return ExplainKeeping(session, line.Name, line.Json); }));

@@ -101,7 +101,7 @@ void AddRunning(CLI::App& app, CommandLine& line) {
   status->add_option("jobs", line.Status.Names, Tr("Names of the jobs, else all"));
   status->add_option(
       "--max-age", line.Status.MaxAge,
-      Tr("The last good backup may be so old, as 26h or 2d; older ones are overdue"));
+      Tr("How old the last good backup may be, as 26h or 2d; older ones are overdue"));
   status->add_flag("-q,--quiet", line.Status.Quiet, Tr("Only the jobs that are not well"));
   status->add_flag("--json", line.Status.Json, Tr("Print JSON"));
   status->footer(

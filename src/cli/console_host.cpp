@@ -8,6 +8,7 @@
 #include "base/translation.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
+#include "cli/verified_line.h"
 #include "platform/process.h"
 
 namespace kavrel {
@@ -51,6 +52,10 @@ void ConsoleHost::PumpMessages() {
   }
 }
 
+void PrintVerified(std::u16string_view path) {
+  std::printf("%s  %s\n", Printable(TrCell(u"驗證")).c_str(), Printable(path).c_str());
+}
+
 int ConsoleHost::ApiFileCopyCallback(std::uint64_t total_size, std::uint64_t bytes_done,
                                      std::uint32_t, std::uint64_t, std::uint64_t, std::uint32_t) {
   if (progress_) progress_->Note(total_size, bytes_done);
@@ -63,7 +68,7 @@ void ConsoleHost::DrawCaptions(std::u16string_view source_folder, std::u16string
   if (names_files_) {
     ClearLine();
     const std::u16string path = std::u16string(source_folder) + std::u16string(file_name);
-    std::printf("%s  %s\n", Printable(TrCell(u"驗證")).c_str(), Printable(path).c_str());
+    PrintVerified(path);
   }
   if (!progress_) return;
   folder_ = source_folder;

@@ -193,8 +193,7 @@ void JobOptions::AddTo(CLI::App& command) {
       "--guard", Guard,
       Tr("on, off, or the share in percent of the destination's files beyond which a "
          "sync asks before it removes them (default 50)"));
-  command
-      .add_option("--guard-min", GuardMin, Tr("Fewer files than these never count (default 20)"))
+  command.add_option("--guard-min", GuardMin, Tr("Fewer files than this never count (default 20)"))
       ->check(Within(1, kMaxGuardFewest));
   command.add_flag("--adopt", Adopt,
                    Tr("What lies in the destination is this job's: its next run need not ask"));
@@ -219,12 +218,13 @@ void JobOptions::AddTo(CLI::App& command) {
          "differential and sync share blocks or link, full copies), off, hard, reflink"));
   command.add_option("--unfinished-name", UnfinishedName,
                      Tr("on (default) or off: a dated folder bears .unfinished until it is whole"));
-  command.add_option("--sums", Sums,
-                     Tr("on (default) or off: the sum of each file that is copied is kept in the "
-                        "backup, in .kavrel-sums, which xxh128sum -c checks"));
+  command.add_option(
+      "--sums", Sums,
+      Tr("on (default) or off: the checksum of each file that is copied is kept in the "
+         "backup, in .kavrel-sums, which xxh128sum -c checks"));
   command.add_option("--scrub", Scrub,
                      Tr("on or off (default): a thirtieth of the backup is read again each day and "
-                        "compared with its sums"));
+                        "compared with its checksums"));
   command.add_option("--drill", Drill,
                      Tr("on or off (default): some files are restored each month into a folder of "
                         "their own, to see whether that works"));

@@ -13,6 +13,8 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
+#include "cli/run_report.h"
+#include "engine/refusal.h"
 #include "log/log_figures.h"
 #include "log/log_troubles.h"
 
@@ -24,9 +26,10 @@ namespace {
 /// neither a row there nor a log.
 struct ListedRun {
   LogRow Row;
-  std::size_t Number = 0;      ///< that --show takes; 0 = there is no log
-  std::string_view Unbegun{};  ///< why it could not begin
-  std::u16string Reason{};     ///< of one that went badly, as far as it is known
+  std::size_t Number = 0;                ///< that --show takes; 0 = there is no log
+  std::string_view Unbegun{};            ///< why it could not begin
+  std::u16string Reason{};               ///< of one that went badly, as far as it is known
+  RunOutcome Outcome = RunOutcome::Ran;  ///< what its log tells of a guard that stopped it
   LogFigures Figures{};
 };
 
@@ -38,6 +41,8 @@ std::string_view KindWord(LogKind kind) {
 
 std::string_view ResultOf(const ListedRun& run) {
   if (!run.Unbegun.empty()) return run.Unbegun;
+  if (run.Outcome == RunOutcome::NoSpace) return ResultWord(kNoSpace);
+  if (run.Outcome == RunOutcome::Guarded) return ResultWord(kGuarded);
   if (run.Row.Stopped) return "interrupted";
   return IsBadRun(run.Row) ? "some-failed" : "ok";
 }
@@ -127,6 +132,7 @@ void LookInto(const FileSystem& files, ListedRun& run) {
   if (!log) return;
   run.Figures = ReadFigures(*log);
   if (IsBadRun(run.Row)) run.Reason = FirstTroubleIn(*log);
+  if (run.Row.Stopped) run.Outcome = OutcomeTold(*log);
 }
 
 }  // namespace

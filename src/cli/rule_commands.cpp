@@ -9,6 +9,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/json_text.h"
+#include "core/setting_value.h"
 #include "platform/folders.h"
 #include "rules/date_tokens.h"
 #include "rules/rule_check.h"
@@ -80,9 +81,9 @@ int ListRules(Session& session, ListForm form) {
     PrintJson({{"exclusions_enabled", program.Exclusions.ExcEnabled}, {"rules", list}});
     return kDone;
   }
-  std::vector<std::vector<std::u16string>> rows{{u"#", TrCell(u"排程名稱"), TrCell(u"狀態"),
-                                                 TrCell(u"排除檔案"), TrCell(u"排除目錄"),
-                                                 TrCell(u"指定磁碟")}};
+  std::vector<std::vector<std::u16string>> rows{{u"#", std::u16string(TrIn("rule", u"排程名稱")),
+                                                 TrCell(u"狀態"), TrCell(u"排除檔案"),
+                                                 TrCell(u"排除目錄"), TrCell(u"指定磁碟")}};
   for (const ExclusionRule& rule : rules) {
     rows.push_back({Decimal(static_cast<std::int64_t>(rows.size())), ShownName(rule.Desc),
                     Shown(OnOffText(rule.Enabled)), rule.File, rule.Folder, rule.Drive});
@@ -239,13 +240,17 @@ int SetSetting(Session& session, const std::string& name, const std::string& val
     PrintError(Fill(Tr("no such setting: %1"), {Printable(FromUtf8(name))}));
     return kBadInput;
   }
+  if (!TakesValue(*setting, FromUtf8(value))) {
+    PrintError(Fill(Tr("%1 takes %2"), {ToUtf8(setting->Name), TakenBy(*setting)}));
+    return kBadInput;
+  }
   // The switch and the desktop's own entry go together.
   const std::optional<bool> on = ParseBool(FromUtf8(value));
   if (setting->Name == u"Morlund" && on) session.Program().SetAutostart(*on);
   if (session.Program().Settings.SetText(*setting, FromUtf8(value))) return kDone;
-  PrintError(Fill(Tr("%1 takes %2, or the settings file cannot be written"),
-                  {ToUtf8(setting->Name), TakenBy(*setting)}));
-  return kBadInput;
+  PrintError(Fill(Tr("the settings cannot be written: %1"),
+                  {Printable(session.Program().Settings.Path())}));
+  return kSomeFailed;
 }
 
 int ExpandPath(Session& session, const std::string& path) {

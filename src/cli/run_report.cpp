@@ -357,7 +357,8 @@ void RunReports::TellDifferences(nlohmann::json& run, const VerifyReport& report
     run["differences"].push_back({{"kind", kind.Word},
                                   {"path", JsonText(difference.Path)},
                                   {"side", SideWord(difference.Side)}});
-    if (!output_.Json && i < told) {
+    // That is told of the archive as a whole.
+    if (!output_.Json && i < told && !report.WrongPassword) {
       PrintError(Printable(ShownName(job.Name) + u": " + std::u16string(Tr(kind.Name)) + u" " +
                            difference.Path));
     }
@@ -392,7 +393,7 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
       break;
     case RunOutcome::NothingPicked:
       Trouble(run, job,
-              report.BySums ? Say("the backup has no sums, a verification makes them: %1",
+              report.BySums ? Say("the backup has no checksums, a verification makes them: %1",
                                   {Printable(folder)})
                             : Say("there is no such archive in %1", {Printable(folder)}));
       break;
@@ -414,11 +415,12 @@ ExitCode RunReports::Verification(const VerifyReport& report, const BackupJob& j
       run["unlisted"] = report.Unlisted;
       run["log_file"] = JsonTextOrNull(JsonText(report.LogPath));
       if (report.BySums && what == kVerification) {
-        PrintError(Fill(Tr("%1: the source is not there, compared with the backup's sums instead"),
-                        {PrintableName(job.Name)}));
+        PrintError(
+            Fill(Tr("%1: the source is not there, compared with the backup's checksums instead"),
+                 {PrintableName(job.Name)}));
       }
       if (report.Unlisted > 0) {
-        PrintError(Fill(Tr("%1: files without a sum, of which nothing is known: %2"),
+        PrintError(Fill(Tr("%1: files without a checksum, of which nothing is known: %2"),
                         {PrintableName(job.Name), std::to_string(report.Unlisted)}));
       }
       if (!report.NotMended.empty()) {

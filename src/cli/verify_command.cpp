@@ -1,12 +1,36 @@
-#include "cli/commands.h"
+#include <set>
 
+#include "archive/seven_zip.h"
 #include "base/translation.h"
+#include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/run_report.h"
+#include "cli/verified_line.h"
 #include "files/path.h"
 #include "platform/process.h"
 
 namespace kavrel {
+
+namespace {
+
+/// A line for each file of an archive that was read back as it was packed, when all that was not is
+/// known.
+void NameFilesOf(const SevenZipLibrary& library, const VerifyReport& report) {
+  if (report.Outcome != RunOutcome::Ran || report.Stopped || report.WrongPassword) return;
+  if (report.Counters.Differences() > report.Differing.size()) return;
+  const auto archive = library.SevenZipOpenArchive(report.Unit);
+  if (!archive) return;
+  std::set<std::u16string_view> different;
+  for (const VerifyDifference& difference : report.Differing) different.insert(difference.Path);
+  if (different.contains(report.Unit)) return;
+  for (const IndividualInfo& entry : archive->Entries) {
+    if (!entry.IsFolder && !different.contains(entry.FileName)) {
+      PrintVerified(JoinPath(report.Unit, entry.FileName));
+    }
+  }
+}
+
+}  // namespace
 
 int VerifyJobs(Session& session, const VerifyChoice& choice) {
   RaiseOpenFileLimit();
@@ -39,6 +63,9 @@ int VerifyJobs(Session& session, const VerifyChoice& choice) {
         job->JobIndex,
         [&](const std::vector<ArchiveFile>& archives) { return ArchiveNamed(archives, *archive); },
         *unit, choice.Mend);
+    if (choice.Output.Verbose && job->Compressed && !report.BySums) {
+      NameFilesOf(session.Program().Archiver, report);
+    }
     const ExitCode code = reports.Verification(report, *job);
     worst = Graver(worst, code);
     if (code == kInterrupted || InterruptRequested()) break;

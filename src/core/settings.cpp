@@ -3,6 +3,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "base/translation.h"
+#include "core/setting_value.h"
 
 namespace kavrel {
 
@@ -50,20 +51,20 @@ std::u16string Settings::TextOf(const SettingInfo& setting) const {
   return std::u16string(SwitchText(ReadSwitch(setting.Name)));
 }
 
+bool TakesValue(const SettingInfo& setting, std::u16string_view text) {
+  if (setting.Last == kLanguageSetting) return text.empty() || IsLanguage(ToUtf8(text));
+  if (setting.Last == 0) return ParseBool(text).has_value();
+  const std::optional<std::int32_t> index = ParseInt(text);
+  return index && *index >= 0 && *index <= setting.Last;
+}
+
 bool Settings::SetText(const SettingInfo& setting, std::u16string_view text) {
-  if (setting.Last == kLanguageSetting) {
-    const std::string code = ToUtf8(text);
-    return (code.empty() || IsLanguage(code)) && SetLanguage(code);
-  }
-  if (setting.Last > 0) {
-    const std::optional<std::int32_t> index = ParseInt(text);
-    return index && *index >= 0 && *index <= setting.Last &&
-           store_.Set(setting.Name, Decimal(*index));
-  }
-  const std::optional<bool> on = ParseBool(text);
-  if (!on) return false;
-  return setting.Name == u"ExcEnabled" ? SetExcEnabled(*on)
-                                       : store_.Set(setting.Name, SwitchText(*on));
+  if (!TakesValue(setting, text)) return false;
+  if (setting.Last == kLanguageSetting) return SetLanguage(ToUtf8(text));
+  if (setting.Last > 0) return store_.Set(setting.Name, Decimal(*ParseInt(text)));
+  const bool on = *ParseBool(text);
+  return setting.Name == u"ExcEnabled" ? SetExcEnabled(on)
+                                       : store_.Set(setting.Name, SwitchText(on));
 }
 
 std::int32_t Settings::ReadIndex(std::u16string_view name) const {

@@ -78,7 +78,7 @@ bool PassSpaceCheck(RunContext& context, const BackupJob& job) {
   if (context.State.CancelRequested) return false;
   const std::u16string objection = SpaceObjection(context, job, plan);
   return objection.empty() ||
-         AskToGoOn(context, job, RunRefusal::NoSpace, u"檢查可用空間", objection);
+         AskToGoOn(context, job, RunRefusal::NoSpace, kSpaceTitle, objection);
 }
 
 std::u16string SpaceObjection(const RunContext& context, const BackupJob& job,

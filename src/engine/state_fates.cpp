@@ -188,7 +188,7 @@ std::u16string FateText(const BackupJob& job, const StateFate& fate) {
     case KeepVerdict::Undated:
       return u"日期不明或在未來";
     case KeepVerdict::Superseded:
-      return Fill(u"那段時間保留的是 %1", {IsoText(fate.By)});
+      return Fill(u"那段時間保留的是 %1", {DateTimeText(fate.By)});
     case KeepVerdict::TooOld:
       return u"比計畫的所有期間都早";
     case KeepVerdict::TooMany:

@@ -230,10 +230,10 @@ bool BackupCare::WantsMending(const VerifyReport& report) {
                           "保留在備份的 .kavrel-damaged 資料夾。")
                        .arg(ToQString(PathName(report.Unit))));
   }
-  return Confirm(*window_, TrText(u"備份中有 %1 個檔案已損壞，而來源與備份時相同。\n"
-                                  "要用來源重新複製這些檔案嗎？損壞的檔案會保留在備份的 "
-                                  ".kavrel-damaged 資料夾。")
-                               .arg(ShownText(Grouped(report.BadCopies))));
+  return Confirm(*window_, ToQString(TrCount(u"備份中有 %1 個檔案已損壞，而來源與備份時相同。\n"
+                                             "要用來源重新複製這些檔案嗎？損壞的檔案會保留在備份的 "
+                                             ".kavrel-damaged 資料夾。",
+                                             report.BadCopies)));
 }
 
 void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& job) {
@@ -254,8 +254,7 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
   const QString state = report.Stopped ? TrText(u"「%1」驗證中斷，其餘的檔案尚未比對：").arg(name)
                                        : TrText(u"「%1」驗證完成：").arg(name);
   if (report.Mended > 0) {
-    Inform(*window_,
-           state + TrText(u"已修復 %1 個損壞的備份檔案。").arg(ShownText(Grouped(report.Mended))));
+    Inform(*window_, state + ToQString(TrCount(u"已修復 %1 個損壞的備份檔案。", report.Mended)));
     return;
   }
   if (!report.NotMended.empty()) {
@@ -305,13 +304,13 @@ void BackupCare::TellCare(const VerifyReport& report, const BackupJob& job) {
 void BackupCare::TellFound(const VerifyReport& report, const QString& state) {
   const std::uint32_t differences = report.Counters.Differences();
   const QString found =
-      state + TrText(u"%1 個檔案內容相同，").arg(ShownText(Grouped(report.Counters.Equal)));
+      state + ToQString(TrCount(u"%1 個檔案內容相同", report.Counters.Equal)) + TrText(u"，");
   if (differences == 0) {
     Inform(*window_, found + TrText(u"沒有發現差異。"));
-  } else if (Confirm(*window_,
-                     found + TrText(u"發現 %1 個差異。\n要開啟日誌查看嗎？")
-                                 .arg(ShownText(Grouped(differences))),
-                     QMessageBox::Warning)) {
+  } else if (Confirm(
+                 *window_,
+                 found + ToQString(TrCount(u"發現 %1 個差異。\n要開啟日誌查看嗎？", differences)),
+                 QMessageBox::Warning)) {
     log_.OpenLog(report.LogPath);
   }
 }

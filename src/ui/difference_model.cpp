@@ -41,8 +41,9 @@ QVariant DifferenceModel::data(const QModelIndex& index, int role) const {
 
 QVariant DifferenceModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
-  static constexpr const char16_t* kCaptions[] = {TrLater(u"變更"), TrLater(u"檔案"),
-                                                  TrLater(u"大小"), TrLater(u"原來的位置")};
+  if (section == ChangeColumn) return ToQString(TrIn("column", u"變更"));
+  static constexpr const char16_t* kCaptions[] = {u"", TrLater(u"檔案"), TrLater(u"大小"),
+                                                  TrLater(u"原來的位置")};
   return TrText(kCaptions[section]);
 }
 

@@ -37,13 +37,13 @@ frmExc::frmExc(Program& program, QWidget* parent, Network network)
   SetDirtys(false);
   btnRescan_Click();
   ShowPanel(false);
-  RememberSize(*this, &program_.WindowSizes, objectName(), 760, 520);
+  RememberSize(*this, &program_.WindowSizes, objectName(), 830, 520);
 }
 
 QWidget* frmExc::MakeListPage() {
   QWidget* list = MakeList(lstExc_, "lstExc", windowTitle());
   lstExc_.SetCheckBoxes(true);
-  lstExc_.ColumnAdd(-1, 100, TrText(u"排程名稱"));
+  lstExc_.ColumnAdd(-1, 170, ToQString(TrIn("rule", u"排程名稱")));
   lstExc_.ColumnAdd(-1, 40, TrText(u"狀態"));
   lstExc_.ColumnAdd(-1, 70, TrText(u"排除檔案"));
   lstExc_.ColumnAdd(-1, 150, TrText(u"排除目錄"));

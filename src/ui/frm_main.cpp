@@ -347,7 +347,8 @@ void FrmMain::FollowLanguage() {
 void FrmMain::UpdateCaption() {
   QString caption = TrText(kAppTitle);
   if (toolbar_.ButtonChecked(kShowLog)) {
-    caption += TrText(u" [ 備份紀錄總計：%1 筆 ]").arg(log_->View().ItemCount());
+    caption += ToQString(
+        TrCount(u" [ 備份紀錄總計：%1 筆 ]", static_cast<std::uint64_t>(log_->View().ItemCount())));
   }
   setWindowTitle(caption);
 }

@@ -6,6 +6,7 @@
 #include <QPushButton>
 #include <QTableView>
 #include <QTimer>
+#include <algorithm>
 
 #include "app/plan_text.h"
 #include "engine/run_planner.h"
@@ -17,8 +18,11 @@
 namespace kavrel {
 
 namespace {
+
 constexpr int kPumpEveryMs = 25;
-}
+constexpr int kColumn = 110;  ///< the width that a column has at first
+
+}  // namespace
 
 FrmPreview::FrmPreview(Program& program, std::int32_t job_index, QWidget* parent)
     : FrmPreview(program, job_index, std::nullopt, parent) {}
@@ -37,9 +41,7 @@ FrmPreview::FrmPreview(Program& program, std::int32_t job_index,
   setWindowTitle((restore_ ? TrText(u"預覽「%1」還原內容") : TrText(u"預覽「%1」備份內容"))
                      .arg(ToQString(job_.Name)));
   table_ = MakeSiftedTable("tblPlan", model_, windowTitle(), PlanModel::PathColumn);
-  table_->setColumnWidth(PlanModel::ActionColumn, 110);
-  table_->setColumnWidth(PlanModel::SizeColumn, 110);
-  table_->setColumnWidth(PlanModel::ReasonColumn, 160);
+  table_->setColumnWidth(PlanModel::SizeColumn, kColumn);
   sift_ = new SiftRow("cboAction", TrText(u"動作(&A)："));
   connect(sift_, &SiftRow::Changed, this,
           [this] { model_.Filter(sift_->Choice<PlanAction>(), sift_->Text()); });
@@ -128,13 +130,17 @@ void FrmPreview::ShowPlan() {
   ShowWarnings();
   model_.SetPlan(plan_);
   table_->setSortingEnabled(true);
+  for (const int column : {PlanModel::ActionColumn, PlanModel::ReasonColumn}) {
+    table_->resizeColumnToContents(column);
+    table_->setColumnWidth(column, std::clamp(table_->columnWidth(column), kColumn, 2 * kColumn));
+  }
   cmdRun_->setEnabled(true);
 }
 
 void FrmPreview::PumpMessages() {
   if (InterruptRequested()) state_.CancelRequested = true;
   if (pumped_.elapsed() < kPumpEveryMs) return;
-  lblTotals_->setText(TrText(u"正在檢查來源與目標… %1 個項目").arg(plan_.Steps.size()));
+  lblTotals_->setText(ToQString(TrCount(u"正在檢查來源與目標… %1 個項目", plan_.Steps.size())));
   QApplication::processEvents();
   pumped_.restart();
 }

@@ -208,7 +208,7 @@ void FrmRestore::ShowState() {
   btnTarget_->setEnabled(other);
   const std::size_t count = picked_.Paths().size();
   lblPicked_->setText(count == 0 ? TrText(u"請勾選要還原的檔案或資料夾。")
-                                 : TrText(u"已選取 %1 個項目。").arg(ShownText(Grouped(count))));
+                                 : ToQString(TrCount(u"已選取 %1 個項目。", count)));
   cmdOK_->setEnabled(count > 0 && (!other || !txtTarget_->text().trimmed().isEmpty()));
 }
 

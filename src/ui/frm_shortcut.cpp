@@ -59,7 +59,7 @@ frmShortcut::frmShortcut(Program& program, QWidget* parent) : QDialog(parent), p
   lblState_ = Make<QLabel>("lblState");
   lblState_->setTextFormat(Qt::PlainText);
   lblState_->setWordWrap(true);
-  lblState_->setMinimumHeight(lblState_->fontMetrics().lineSpacing() * 2);
+  lblState_->setMinimumHeight(lblState_->fontMetrics().lineSpacing() * 3);
   btnSave_ = Make<QPushButton>("btnSave", TrText(u"建立捷徑(&S)"));
   auto* btnClose = Make<QPushButton>("btnClose", TrText(u"取 消(&C)"));
   btnSave_->setDefault(true);

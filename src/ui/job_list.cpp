@@ -67,7 +67,8 @@ constexpr std::array<Column, 15> kColumns{{
      TrLater(u"每 12 個小時備份一次")},
     {TrLater(u"拒絕備份日期"), 120, kLeft, TrLater(u"拒絕備份日期："), 9},
     {TrLater(u"檔案類型"), 80, kLeft, TrLater(u"檔案類型　　："), 10},
-    {TrLater(u"上次結果"), 130, kLeft, TrLater(u"上次結果　　："), 11},
+    {TrLater(u"上次結果"), 130, kLeft, TrLater(u"上次結果　　："), 11,
+     u"失敗 1,024 個檔案"},  // not translated: shown as any result is
 }};
 
 }  // namespace

@@ -186,8 +186,9 @@ QWidget* JobSafetyPage::MakeStates() {
   lblStates_->setWordWrap(true);
   auto* frame = new QGroupBox(TrText(u"含日期的備份資料夾"));
   auto* layout = new QVBoxLayout(frame);
-  layout->addLayout(MakeRow({MakeLabel(TrText(u"與前一個備份共用檔案(&T)："), cboLinkStates_),
-                             cboLinkStates_, chkUnfinished_}));
+  layout->addLayout(
+      MakeRow({MakeLabel(TrText(u"與前一個備份共用檔案(&T)："), cboLinkStates_), cboLinkStates_}));
+  layout->addWidget(chkUnfinished_);
   layout->addWidget(lblStates_);
   return frame;
 }

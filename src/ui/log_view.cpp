@@ -22,7 +22,10 @@ namespace kavrel {
 
 namespace {
 
-constexpr int kCopied = 2, kUnchanged = 3, kFailed = 4, kStarted = 5, kNextRun = 6;
+constexpr const char16_t* kStatuses[] = {TrLater(u"備份完成"), TrLater(u"備份中斷"),
+                                         TrLater(u"還原完成"), TrLater(u"還原中斷"),
+                                         TrLater(u"驗證完成"), TrLater(u"驗證中斷")};
+constexpr int kStatus = 1, kCopied = 2, kUnchanged = 3, kFailed = 4, kStarted = 5, kNextRun = 6;
 constexpr int kTimeWidth = 165;
 constexpr int kPlainImage = 0, kFailedImage = 1;
 
@@ -36,7 +39,7 @@ constexpr auto kLeft = clsLictView::AlignLeft, kCentre = clsLictView::AlignCentr
 // The last one holds the log file's path and is never seen.
 constexpr Column kColumns[] = {
     {TrLaterIn("log column", u"備份排程名稱"), 280, kLeft},
-    {TrLaterIn("log column", u"狀態"), 75, kCentre, TrLater(u"驗證中斷")},
+    {TrLaterIn("log column", u"狀態"), 75, kCentre},
     {TrLaterIn("log column", u"總計"), 65, kCentre},
     {TrLaterIn("log column", u"備份"), 65, kCentre},
     {TrLaterIn("log column", u"失敗"), 65, kCentre},
@@ -106,8 +109,13 @@ void LogView::AddColumns() {
     for (const Column& column : kColumns) {
       const int width = view_.ColumnWidth(index);
       if (width > 0) {
-        view_.SetColumnWidth(
-            index, ColumnWidthFor(*view_.hwnd(), width, CaptionOf(column), column.Longest));
+        int wide = ColumnWidthFor(*view_.hwnd(), width, CaptionOf(column), column.Longest);
+        if (index == kStatus) {
+          for (const char16_t* status : kStatuses) {
+            wide = std::max(wide, ColumnWidthFor(*view_.hwnd(), width, {}, status));
+          }
+        }
+        view_.SetColumnWidth(index, wide);
       }
       view_.SetColumnText(index++, CaptionOf(column));
     }

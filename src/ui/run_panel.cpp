@@ -112,10 +112,21 @@ void RunPanel::FillFile() {
   bar_max_ = bar_value_ = kFullBar;
 }
 
+namespace {
+
+/// What stands in brackets is sizes.
+QString ShownProgress(const std::u16string& text) {
+  const std::size_t begin = text.find(u"[ ") + 2, end = text.find(u" ]");
+  return ToQString(text.substr(0, begin)) + ShownText(text.substr(begin, end - begin)) +
+         ToQString(text.substr(end));
+}
+
+}  // namespace
+
 QString RunPanel::FileText() const {
   if (!any_file_) return {};
   return by_percent_ ? QStringLiteral(" %1 %").arg(file_done_)
-                     : ShownText(CopyProgressText(file_total_, file_done_));
+                     : ShownProgress(CopyProgressText(file_total_, file_done_));
 }
 
 void RunPanel::Draw(const RunFigures& figures) {

@@ -37,7 +37,7 @@ StateList::StateList(const std::vector<JobState>& states, const std::vector<Stat
   btnOpenState_ = Make<QPushButton>("btnOpenState", TrText(u"開啟資料夾(&O)"));
   btnOpenState_->setAutoDefault(false);
   btnOpenState_->setEnabled(false);
-  btnPin_ = Make<QPushButton>("btnPin", TrText(u"釘選(&P)"));
+  btnPin_ = Make<QPushButton>("btnPin", TrText(u"釘選(&K)"));
   btnPin_->setToolTip(TrText(u"釘選的備份一定保留，不論排程保留哪些。"));
   btnPin_->setAutoDefault(false);
   btnPin_->setCheckable(true);

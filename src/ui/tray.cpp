@@ -74,10 +74,10 @@ void Tray::TellFinished(bool show) {
     const QString state = interrupted_ > 0 ? TrText(u"備份中斷") : TrText(u"備份完成");
     const QString title = finished_ == 1 ? TrText(u"%1：%2").arg(state, name_)
                                          : TrText(u"%1：%2 個排程").arg(state).arg(finished_);
-    QString text = TrText(u"備份 %1 個檔案，失敗 %2 個檔案")
-                       .arg(ShownText(Grouped(copied_)), ShownText(Grouped(failed_)));
+    QString text = ToQString(TrCount(u"備份 %1 個檔案", copied_)) + TrText(u"，") +
+                   ToQString(TrCount(u"失敗 %1 個檔案", failed_));
     if (differences_ > 0) {
-      text += TrText(u"，驗證發現 %1 個差異").arg(ShownText(Grouped(differences_)));
+      text += TrText(u"，") + ToQString(TrCount(u"驗證發現 %1 個差異", differences_));
     }
     if (unverified_ > 0) text += TrText(u"，驗證中斷");
     const bool warning = failed_ > 0 || interrupted_ > 0 || differences_ > 0 || unverified_ > 0;

@@ -155,6 +155,12 @@ TEST(TranslationTest, ShowsWhatTheCoreHasComposed) {
       {u"備份檔案 (失敗)", u"Backing up file (failed)"},
       {u"失敗 1 個檔案：備份檔案 (失敗) /a (Could Not Open (錯誤：17 - File exists): /b)",
        u"1 file failed: Backing up file (failed) /a (Could Not Open (Error 17 - File exists): /b)"},
+      {u"驗證檔案 (內容損壞) /a (2)/b (備份的檔案已損壞，來源與備份時相同)",
+       u"Verifying file (damaged) /a (2)/b (the copy is damaged, the source is as it was when it "
+       u"was backed up)"},
+      // The end of a name is no reason.
+      {u"備份檔案 (失敗) /a (1024)", u"Backing up file (failed) /a (1024)"},
+      {u"備份檔案 (失敗) /照片 (失敗)", u"Backing up file (failed) /照片 (失敗)"},
       {u": 原因：Could Not Open (錯誤：13 - Permission denied)",
        u": Reason: Could Not Open (Error 13 - Permission denied)"},
       {u"最近的備份有問題：照片\n逾期未備份：文件",

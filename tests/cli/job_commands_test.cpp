@@ -179,6 +179,12 @@ TEST_F(KavrelctlTest, RulesFiltersAndSettingsAreKeptCheckedAndUsed) {
     EXPECT_NE(result.Errors.find(c.Message), std::string::npos) << c.Message << "\n"
                                                                 << result.Errors;
   }
+  // A value that is right, and no place for it.
+  fs::remove(temp_.Home() / "Settings.ini");
+  fs::create_directories(temp_.Home() / "Settings.ini/in the way");
+  const CommandResult unwritten = Ctl({"settings", "set", "PlaySound", "True"});
+  EXPECT_EQ(unwritten.ExitCode, 1) << unwritten.Errors;
+  EXPECT_NE(unwritten.Errors.find("設定無法寫入"), std::string::npos) << unwritten.Errors;
 }
 
 TEST_F(KavrelctlTest, AProgramFolderFromWindowsIsTakenOverByMappingItsDrives) {

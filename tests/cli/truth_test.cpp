@@ -181,6 +181,8 @@ TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
   const std::string name = Json({"archives", "A"})[0]["name"];
   EXPECT_EQ(Code({"verify", "A", "--archive", (dest_ / name).string()}), 0) << "by its path";
   EXPECT_EQ(Code({"verify", "A", "--archive", (temp_.Root() / name).string()}), 2);
+  EXPECT_TRUE(
+      Holds(Ctl({"verify", "A", "-v"}).Output, "驗證  " + (dest_ / name / "a.txt").string()));
   ASSERT_EQ(Ctl({"edit", "A", "--password-stdin"}, "wrong\n").ExitCode, 0);
   for (const Words& words : {Words{"verify", "A"}, Words{"restore", "A"}}) {
     const CommandResult wrong = Ctl(words);
@@ -188,7 +190,9 @@ TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
     const std::size_t at = wrong.Errors.find("密碼無法開啟壓縮檔");
     ASSERT_NE(at, std::string::npos) << wrong.Errors;
     EXPECT_EQ(wrong.Errors.find("密碼無法開啟壓縮檔", at + 1), std::string::npos);
+    EXPECT_FALSE(Holds(wrong.Errors, "無法讀取")) << "it is not told as damage, either";
   }
+  EXPECT_TRUE(Holds(Ctl({"--lang", "en", "log"}).Output, "(wrong password)"));
   const json verified = Json({"verify", "A"})["runs"][0];
   EXPECT_EQ(verified["result"], "wrong-password");
   EXPECT_EQ(verified["damaged"], 0);

@@ -9,6 +9,7 @@
 #include "app/spoken_language.h"
 #include "ui/every_dialog.h"
 #include "ui/language.h"
+#include "ui/sample_text.h"
 
 namespace kavrel {
 namespace {
@@ -40,7 +41,7 @@ int main(int argc, char** argv) {
   if (argc < 2) qFatal("usage: dialog_pictures FOLDER [light|dark]");
   kavrel::SpeakLanguage(kavrel::SpokenLanguage({}));
   QApplication::setStyle("Fusion");
-  QApplication::setFont(QFont("Noto Sans CJK TC", 10));
+  QApplication::setFont(kavrel::SampleFont());
   if (argc > 2 && QByteArray(argv[2]) == "dark") kavrel::UseDarkColours();
   QDir().mkpath(argv[1]);
   const QDir folder(QString::fromLocal8Bit(argv[1]));

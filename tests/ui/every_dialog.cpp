@@ -27,21 +27,24 @@
 #include "ui/frm_versions.h"
 #include "ui/frm_zip_list.h"
 #include "ui/health_icon.h"
+#include "ui/qt_text.h"
+#include "ui/sample_text.h"
 #include "ui/state_opener.h"
 #include "ui/window_driver.h"
 
 namespace kavrel {
 namespace {
 
+constexpr const char16_t *kDaily = u"每日文件備份", *kDocuments = u"C:\\Users\\美玲\\文件\\";
+
 using Look = std::function<void(QWidget& window, const QString& name)>;
 
 class Dialogs {
  public:
   explicit Dialogs(const Look& look) : look_(look) {
-    WriteTestFile(program_.Source() / "報表.xls", "x");
-    WriteTestFile(program_.Temp.DriveC() / "Users/美玲/文件/a.txt", "x");
-    AddJob(u"每日文件備份", u"C:\\Users\\美玲\\文件\\", u"D:\\備份\\文件\\<yyyy>-<mm>-<dd>\\",
-           BackupType::Differential);
+    Write(program_.Source(), "報表.xls", 1);
+    Write(program_.Temp.DriveC(), "Users/美玲/文件/a.txt", 1);
+    AddJob(kDaily, kDocuments, u"D:\\備份\\文件\\<yyyy>-<mm>-<dd>\\", BackupType::Differential);
     AddJob(u"家庭相片（同步到外接硬碟）", u"C:\\src\\", u"/media/美玲/BACKUP-DISK/相片/",
            BackupType::Synchronise);
     AddJob(u"公司專案壓縮備份", u"C:\\src\\", u"C:\\src\\backup\\", BackupType::Compressed);
@@ -62,12 +65,19 @@ class Dialogs {
   }
 
  private:
+  static std::filesystem::path Write(const std::filesystem::path& folder, const std::string& name,
+                                     std::size_t size) {
+    const std::filesystem::path path = folder / Sample(name);
+    WriteTestFile(path, std::string(size, 'x'));
+    return path;
+  }
+
   void AddJob(const char16_t* name, const char16_t* source, const char16_t* destination,
               BackupType type) {
     BackupJob& job = program_.AddJob(type);
-    job.Name = name;
-    job.Source.Path = source;
-    job.Destination.Path = destination;
+    job.Name = Sample(name);
+    job.Source.Path = Sample(source);
+    job.Destination.Path = Sample(destination);
     job.Enabled = job.IncludeSubfolders = true;
     SetInterval(job, IntervalKind::Days, 1);
     job.RefusedDays = 2 + 128;
@@ -121,7 +131,8 @@ class Dialogs {
     QWidget& jobs = *Find<QWidget>(shortcut, "lstJobs");
     Click(*ViewOf(jobs).viewport(), CheckBoxCentre(jobs, 0));
     Find<QLabel>(shortcut, "lblState")
-        ->setText("捷徑已建立：/home/mei-ling/桌面/資料備份排程捷徑.desktop");
+        ->setText(TrText(u"捷徑已建立：") +
+                  ToQString(Sample(u"/home/anna/桌面/資料備份排程捷徑.desktop")));
     Show(shortcut, "frm_shortcut");
 
     frmHelp help(nullptr, &program_.Clock);
@@ -131,7 +142,7 @@ class Dialogs {
     frmZipList zip(nullptr);
     for (int day = 23; day > 18; --day) {
       const QString name = QStringLiteral("2009年09月%1日15時.7z").arg(day);
-      zip.AddDisc({name.toStdU16String(),
+      zip.AddDisc({Sample(name.toStdU16String()),
                    {1253689200 - (23 - day) * 86400, 0},
                    static_cast<std::uint64_t>(day) * 7654321});
     }
@@ -140,8 +151,9 @@ class Dialogs {
     Click(*ViewOf(list).viewport(), CellCentre(list, 0));
     Show(zip, "frm_zip_list");
 
-    FrmGoOn go_on({u"同步刪除防護", u"家庭相片（同步到外接硬碟）",
-                   u"來源磁碟沒有掛載：/media/美玲/相片，將移除 12,480 個檔案，保留 0 個"},
+    FrmGoOn go_on({u"同步刪除防護", Sample(u"家庭相片（同步到外接硬碟）"),
+                   u"來源磁碟沒有掛載：" + Sample(u"/media/美玲/相片") +
+                       u"，將移除 12,480 個檔案，保留 0 個"},
                   nullptr);
     Show(go_on, "frm_go_on");
 
@@ -156,15 +168,14 @@ class Dialogs {
 
   void ShowPreview() {
     const auto write = [](const std::filesystem::path& folder, int number, std::size_t size) {
-      WriteTestFile(folder / "2009 旅行" / ("相片 " + std::to_string(number) + ".jpg"),
-                    std::string(size, 'x'));
+      Write(folder, "2009 旅行/相片 " + std::to_string(number) + ".jpg", size);
     };
     for (int i = 101; i < 125; ++i) {
       const auto size = static_cast<std::size_t>(i * 21101 % 3000000);
       if (i % 6 != 1) write(program_.Source(), i, size);
       if (i % 6 < 3) write(program_.Dest(), i, size - 1000);
     }
-    WriteTestFile(program_.Source() / "影片.mp4", std::string(5000000, 'x'));
+    Write(program_.Source(), "影片.mp4", 5000000);
     BackupJob& job = program_.Program.Store.Jobs[1];
     job.Destination.Path = u"D:\\dst\\";
     job.UseRecycleBin = job.LimitFileSize = true;
@@ -183,12 +194,12 @@ class Dialogs {
         {u"家庭相片", u"E:\\Users\\美玲\\相片\\", u"\\\\nas\\backup\\相片\\"}};
     for (const auto& job : jobs) {
       BackupJob& made = brought.AddJob();
-      made.Name = job[0];
-      made.Source.Path = job[1];
-      made.Destination.Path = job[2];
+      made.Name = Sample(job[0]);
+      made.Source.Path = Sample(job[1]);
+      made.Destination.Path = Sample(job[2]);
     }
     for (const char16_t* drive : {u"C:", u"D:"}) UnmapDrive(brought.Program.Files, drive);
-    MapDrive(brought.Program.Files, u"E:", u"/media/mei-ling/Windows");
+    MapDrive(brought.Program.Files, u"E:", u"/media/anna/Windows");
     frmDrives drives(brought.Program, nullptr, {});
     Show(drives, "frm_drives");
   }
@@ -198,14 +209,13 @@ class Dialogs {
     for (const char* name :
          {"信件/2025/家書.odt", "信件/2025/邀請函.odt", "信件/2026/租約.pdf", "照片/旅行/日出.jpg",
           "照片/旅行/海邊.jpg", "照片/生日.jpg", "家計簿.ods", "通訊錄.ods"}) {
-      WriteTestFile(backup / name, std::string(9000 + std::string(name).size() * 7654, 'x'));
-      SetWritten(backup / name, {1253689200, 0});
+      SetWritten(Write(backup, name, 9000 + std::string(name).size() * 7654), {1253689200, 0});
     }
     for (const char* folder : {"信件/2025", "信件/2026", "信件", "照片/旅行", "照片"}) {
-      SetWritten(backup / folder, {1253689200, 0});
+      SetWritten(backup / Sample(folder), {1253689200, 0});
     }
     const auto browser = BrowseFolder(program_.Temp.Files(), u"D:\\backup\\");
-    FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", *browser}, DesktopFilePicker(),
+    FrmRestore restore({Sample(kDaily), Sample(kDocuments), *browser}, DesktopFilePicker(),
                        nullptr);
     auto& view = *Find<QTreeView>(restore, "tvwFiles");
     view.expandAll();
@@ -215,7 +225,7 @@ class Dialogs {
     check(view.model()->index(0, 0, view.model()->index(0, 0)));
     check(view.model()->index(3, 0));
     Show(restore, "restore");
-    Find<QLineEdit>(restore, "txtFind")->setText("海");
+    Find<QLineEdit>(restore, "txtFind")->setText(ToQString(Sample(u"海")));
     Find<QRadioButton>(restore, "optOther")->click();
     WaitUntil([&] { return view.model()->rowCount() > 0; });
     Show(restore, "restore-search");
@@ -237,15 +247,18 @@ class Dialogs {
     for (const JobState& state : states.List) {
       const int day = ToCivil(state.Date).Day;
       states.Notes.push_back(
-          {day > 20 ? "最新的備份" : "那段時間保留的是 2009-09-24 18:30:24", day % 3 == 0});
+          {day % 3 == 0
+               ? TrText(u"移除：%1").arg(ShownText(u"那段時間保留的是 2009/9/24 下午 06:30:24"))
+               : ShownText(u"最新的備份"),
+           day % 3 == 0});
       states.Growth.Taken.push_back(static_cast<std::uint64_t>(day) * 1234567890);
     }
     states.List[5].Pinned = true;
     states.Growth.RunsLeft = 40;
     states.Chosen = 1;
     states.Versions = [](QWidget&, const std::u16string&) { return std::optional<RestoreWish>(); };
-    FrmRestore restore({u"每日文件備份", u"C:\\Users\\美玲\\文件\\", browser}, DesktopFilePicker(),
-                       nullptr, nullptr, std::move(states));
+    FrmRestore restore({Sample(kDaily), Sample(kDocuments), browser}, DesktopFilePicker(), nullptr,
+                       nullptr, std::move(states));
     Find<QTreeView>(restore, "tvwFiles")->expandAll();
     Show(restore, "restore-states");
   }
@@ -254,11 +267,10 @@ class Dialogs {
   void ShowStates() {
     TestProgram days;
     BackupJob& job = days.AddJob(BackupType::Differential);
-    job.Name = u"每日文件備份";
+    job.Name = Sample(kDaily);
     job.Destination.Path = u"D:\\backup\\<yyyy>-<mm>-<dd>\\";
     const auto write = [&](const std::string& name, std::size_t size, int day) {
-      WriteTestFile(days.Source() / name, std::string(size, 'x'));
-      SetWritten(days.Source() / name, {1253689200 + day * 86400, 0});
+      SetWritten(Write(days.Source(), name, size), {1253689200 + day * 86400, 0});
     };
     write("信件/2026/租約.odt", 18500, -30);
     write("照片/旅行/海邊.jpg", 2345678, -90);
@@ -267,17 +279,17 @@ class Dialogs {
       write("日記/" + std::to_string(day) + ".txt", 512 * day, day - 23);
       if (day == 23) {
         write("家計簿.ods", 40960, 0);
-        std::filesystem::create_directories(days.Source() / "照片/2026 旅行");
-        std::filesystem::rename(days.Source() / "照片/旅行/海邊.jpg",
-                                days.Source() / "照片/2026 旅行/海邊.jpg");
-        std::filesystem::remove(days.Source() / "日記/16.txt");
+        std::filesystem::create_directories(days.Source() / Sample("照片/2026 旅行"));
+        std::filesystem::rename(days.Source() / Sample("照片/旅行/海邊.jpg"),
+                                days.Source() / Sample("照片/2026 旅行/海邊.jpg"));
+        std::filesystem::remove(days.Source() / Sample("日記/16.txt"));
         write("日記/17.txt", 9999, 0);
       }
       days.Clock.Set(*FromCivil(2009, 9, day, 18, 30));
       days.Program.RunJobNow(0);
     }
     StateOpener opener(days.Program);
-    FrmVersions versions(days.Program, {{0, u"信件/2026/租約.odt"}}, opener, nullptr);
+    FrmVersions versions(days.Program, {{0, Sample(u"信件/2026/租約.odt")}}, opener, nullptr);
     ShowRead(versions, "frm_versions");
     FrmCompare compare(days.Program, job.Name, ListStates(days.Program.Context, job), 1, 0,
                        nullptr);

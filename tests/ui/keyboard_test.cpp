@@ -4,8 +4,6 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QKeySequence>
-#include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabBar>
@@ -20,6 +18,7 @@
 #include "ui/frm_restore.h"
 #include "ui/frm_set.h"
 #include "ui/frm_shortcut.h"
+#include "ui/letters.h"
 #include "ui/main_window.h"
 #include "ui/window_driver.h"
 
@@ -58,36 +57,6 @@ class KeyboardTest : public testing::Test {
     }
     EXPECT_TRUE(window.isActiveWindow());
     return names;
-  }
-
-  /// Letters that two visible controls share, and buttons and fields that have none.
-  static QStringList LetterFaults(QWidget& window) {
-    QStringList faults;
-    QMap<QString, QString> owners;
-    const auto own = [&](const QString& text) {
-      if (text == QStringLiteral("...")) return;  // beside the field that it fills
-      const QString letter = QKeySequence::mnemonic(text).toString();
-      if (letter.isEmpty()) {
-        faults += "none: " + text;
-      } else if (owners.contains(letter)) {
-        faults += letter + ": " + owners[letter] + ", " + text;
-      }
-      owners[letter] = text;
-    };
-    for (const auto* button : window.findChildren<QAbstractButton*>()) {
-      if (button->isVisible() && button->isEnabled() && button->focusPolicy() != Qt::NoFocus &&
-          !button->text().isEmpty())
-        own(button->text());
-    }
-    for (const auto* label : window.findChildren<QLabel*>()) {
-      if (label->isVisible() && label->buddy() != nullptr &&
-          (label->buddy()->focusPolicy() & Qt::TabFocus) != 0)
-        own(label->text());
-    }
-    for (const auto* bar : window.findChildren<QTabBar*>()) {
-      for (int tab = 0; tab < bar->count(); ++tab) own(bar->tabText(tab));
-    }
-    return faults;
   }
 
   /// The names of the controls that can be used now and that Tab does not come to. (Within a group

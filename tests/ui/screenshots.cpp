@@ -17,6 +17,7 @@
 #include "ui/language.h"
 #include "ui/main_window.h"
 #include "ui/qt_text.h"
+#include "ui/sample_text.h"
 
 namespace kavrel {
 namespace {
@@ -132,9 +133,9 @@ void Album::Prepare() {
   for (const JobLine& line : kJobs) {
     BackupJob job;
     NewJobDefaults(job, clock_.Now(), u"");
-    job.Name = line.Name;
-    job.Source.Path = line.Source;
-    job.Destination.Path = line.Destination;
+    job.Name = Sample(line.Name);
+    job.Source.Path = Sample(line.Source);
+    job.Destination.Path = Sample(line.Destination);
     job.FileTypes = line.FileTypes;
     job.AddSourceFolder = false;
     SetJobType(job, line.Type);
@@ -152,14 +153,14 @@ void Album::Prepare() {
   program_.Store.SaveJobs();
   LeaveDrives(program_, UsedDrives(program_));
   for (const LogLine& line : kLogs) {
-    program_.LogRows.Append(ReadLogRow({line.Name, line.State, line.Copied, line.Unchanged,
+    program_.LogRows.Append(ReadLogRow({Sample(line.Name), line.State, line.Copied, line.Unchanged,
                                         line.Failed, line.Started, line.Next, u""}));
   }
   program_.Files.MakeFolders(LogFolder(program_.Files));
   program_.ProgramLog.SaveProgramLog();
   program_.LogRows.Clear();
   for (int i = 0; i < 160; ++i) {
-    WriteTestFile(temp_.DriveC() / "工作文件" / ("2026 年度報告 " + std::to_string(i) + ".odt"),
+    WriteTestFile(temp_.DriveC() / Sample("工作文件/2026 年度報告 " + std::to_string(i) + ".odt"),
                   std::string(600000, 'x'));
   }
   window_.Start(program_, {});
@@ -238,11 +239,17 @@ void Album::DrawColumns() {
   constexpr int kHidden = kJobColumnSwitches - 1;
   for (int i = 0; i < kHidden; ++i) Action(QString("mnuSetWidth%1").arg(i)).trigger();
   const QSize size = window_.size();
-  window_.resize(1990, size.height());
+  window_.resize(2080, size.height());
   QApplication::processEvents();
   Save("jobs-all-columns", {});
   for (int i = 0; i < kHidden; ++i) Action(QString("mnuSetWidth%1").arg(i)).trigger();
   window_.resize(size);
+}
+
+/// What stands before or behind the time that is left.
+QString TimeLeft() {
+  const QStringList parts = TrText(u"剩餘約 %1").split("%1");
+  return parts.front().isEmpty() ? parts.back() : parts.front();
 }
 
 void Album::DrawRun() {
@@ -252,7 +259,7 @@ void Album::DrawRun() {
     // Everything is to be in the picture, the time left included: the run is held up until then.
     QThread::msleep(70);
     const auto* total = captions.findChild<CaptionStrip*>("PicTotal");
-    if (!captions.isVisible() || !total->Text().contains("剩餘")) return;
+    if (!captions.isVisible() || !total->Text().contains(TimeLeft())) return;
     look.stop();
     QApplication::processEvents();
     Save("run", {});
@@ -282,8 +289,9 @@ void DrawWelcome(const QString& folder, std::filesystem::path home) {
   const std::pair<const char*, std::size_t> folders[] = {
       {"下載", 48'600'000}, {"圖片", 192'000'000}, {"文件", 31'500'000}, {"桌面", 1'200'000}};
   for (const auto& [name, size] : folders) {
-    WriteTestFile(home / name / "檔案", "");
-    std::filesystem::resize_file(home / name / "檔案", size);
+    const std::filesystem::path file = home / Sample(name) / "1";
+    WriteTestFile(file, "");
+    std::filesystem::resize_file(file, size);
   }
   PictureClock clock;
   FrmMain window;
@@ -330,7 +338,7 @@ int main(int argc, char** argv) {
   QApplication app(argc, argv);
   kavrel::SpeakLanguage(kavrel::SpokenLanguage({}));
   QApplication::setStyle("Fusion");
-  QApplication::setFont(QFont("Noto Sans CJK TC", 10));
+  QApplication::setFont(kavrel::SampleFont());
   if (argc > 2 && QByteArray(argv[2]) == "dark") QApplication::setPalette(kavrel::DarkPalette());
   // A run makes the program folder the current one.
   const QString folder = QDir().absoluteFilePath(QString::fromLocal8Bit(argv[1]));

@@ -200,7 +200,8 @@ TEST_P(StoryTest, FromAnEmptyFolderToALauncherByKeyboardAlone) {
 
   // ---- The log ----
   Press("ctrl+l");
-  ASSERT_TRUE(FocusComesTo(title_ + Said(u" [ 備份紀錄總計：%1 筆 ]", "5"))) << FocusedTitle();
+  ASSERT_TRUE(FocusComesTo(title_ + Utf8(TrCount(u" [ 備份紀錄總計：%1 筆 ]", 5))))
+      << FocusedTitle();
   Press("End Return");
   ASSERT_TRUE(Becomes([&] { return ReadTestFile(opened_).ends_with('\n'); }));
   EXPECT_EQ(ReadTestFile(opened_), Utf8(LogRows().back().LogPath) + "\n");

@@ -4,6 +4,7 @@
 #include <QDateTimeEdit>
 #include <QLocale>
 #include <QSignalBlocker>
+#include <algorithm>
 
 #include "base/screen_format.h"
 #include "ui/controls/container.h"
@@ -20,6 +21,17 @@ QDateTime ToQt(DateTime value) {
 
 DateTime FromQt(const QDateTime& value) {
   return DateTime(std::chrono::seconds(value.toSecsSinceEpoch()));
+}
+
+/// The width that shows each day of a year whole.
+int LongestDate(const QDateTimeEdit& edit) {
+  constexpr int kArrow = 40;
+  int width = 0;
+  for (QDate day(2026, 1, 1); day.year() == 2026; day = day.addDays(1)) {
+    const QString text = edit.locale().toString(day, edit.displayFormat());
+    width = std::max(width, edit.fontMetrics().horizontalAdvance(text));
+  }
+  return width + kArrow;
 }
 
 }  // namespace
@@ -64,6 +76,7 @@ void ClsDate::ApplyStyle() {
                                : TrText(u"yyyy'年'M'月'd'日' dddd"));
   edit_->setCalendarPopup(!time);
   if (time) return;
+  edit_->setMinimumWidth(LongestDate(*edit_));
   QCalendarWidget* calendar = edit_->calendarWidget();
   calendar->setLocale(edit_->locale());
   calendar->setFirstDayOfWeek(WeekBeginsOnMonday() ? Qt::Monday : Qt::Sunday);

@@ -1,6 +1,8 @@
 #include "ui/controls/cls_lict_view.h"
 
+#include <QApplication>
 #include <QContextMenuEvent>
+#include <QFontMetrics>
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QItemSelectionModel>
@@ -154,7 +156,11 @@ void clsLictView::SetFocus() {
 bool clsLictView::ColumnAdd(int index, int width, const QString& text, Align alignment) {
   if (width < 0) return false;
   const int at = index < 0 || index > ColumnCount() ? ColumnCount() : index;
-  model_->InsertColumn(at, {text, width, QtAlignment(alignment)});
+  // Its caption is to be read; a column of no width is a hidden one.
+  constexpr int kPadding = 14;
+  const int caption = QFontMetrics(QApplication::font()).horizontalAdvance(text) + kPadding;
+  model_->InsertColumn(at,
+                       {text, width > 0 ? std::max(width, caption) : 0, QtAlignment(alignment)});
   ApplyColumn(at);
   return true;
 }
