@@ -28,7 +28,7 @@ TEST(RemoveTree, AWideAndADeepOneGoWithFewOpenFilesAndNothingElseDoes) {
 
   rlimit before{};
   getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit few{300, before.rlim_max};
+  const rlimit few{500, before.rlim_max};
   setrlimit(RLIMIT_NOFILE, &few);
   const Result<Folder> parent = temp.Files().OpenFolder(TempFolder::Text(temp.Root()));
   ASSERT_EQ(parent.Error, 0);
