@@ -402,6 +402,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   const std::uint64_t troubles = context.Failures.Count();
   const PackLists lists = BuildListFile(context, job, archive_path, &listed);
   if (context.State.CancelRequested) return kCommandCancelled;
+  if (context.MayPack && !context.MayPack()) return kCommandCancelled;
   archiver.Param3 = u"@" + lists.Entries;
   archiver.Dropped = lists.Dropped;
   archiver.Outdated = RecoveryName(archive_path);

@@ -49,6 +49,8 @@ struct ArchiveContext {
   std::function<bool(std::u16string_view path, const Folder& folder)> HasLostDisk{};
   /// Called when the folder of the archive could not be made.
   std::function<void()> NotMade{};
+  /// Asked when all files are known, before anything is packed; false stops it. Null: nobody asks.
+  std::function<bool()> MayPack{};
   /// Told of each file that is packed. Null: nobody looks.
   std::function<void(const Folder& folder, std::u16string_view name, const FileStatus& status)>
       Look{};

@@ -197,7 +197,7 @@ bool ParseChanges(std::u16string_view value, KnownPlaces& known) {
   std::int32_t* const numbers[] = {&changes.Sure, &changes.Likely, &changes.Usual};
   for (std::size_t i = 0; i < std::size(numbers); ++i) {
     const std::optional<std::int32_t> number = ParseInt(fields[i + 1]);
-    if (!number || *number < (i == 2 ? -1 : 0)) return false;
+    if (!number || *number < (i == 1 ? 0 : -1)) return false;
     *numbers[i] = *number;
   }
   DateTime* const dates[] = {&changes.Last, &changes.Alarm};

@@ -98,6 +98,7 @@ void AcceptPlaces(JobExtras& extras) {
 void AcceptChanges(JobExtras& extras) {
   KnownChanges anew;
   anew.Files = extras.Changes.Files;
+  if (!IsAlarmed(extras)) anew.Sure = -1;
   extras.Changes = anew;
 }
 

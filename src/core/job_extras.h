@@ -102,6 +102,7 @@ struct KnownChanges {
   /// Files of the last whole run, rounded down; -1 = not known.
   std::int64_t Files = -1;
   /// Files that looked encrypted since somebody has agreed to the last ones: for sure, and likely.
+  /// Sure = -1: whatever the runs find is agreed to, up to the end of a whole one.
   std::int32_t Sure = 0, Likely = 0;
   /// Of a thousand files that an archive's run has looked at, those whose content does not go with
   /// their names, in the best run so far; -1 = not known.

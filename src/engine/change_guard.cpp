@@ -39,11 +39,14 @@ std::vector<std::u16string> NamesIn(const Folder& folder) {
 /// The newest other state of the job alone; empty without one.
 std::u16string NewestOther(const RunContext& context, const BackupJob& job,
                            std::u16string_view unit) {
+  std::u16string second;
   for (const JobState& state : ListStates(context, job)) {
+    if (!state.Own || state.Unit == unit) continue;
     const bool whole = state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
-    if (state.Own && whole && state.Unit != unit) return state.Unit;
+    if (whole) return state.Unit;
+    if (second.empty() && WasWhole(state)) second = state.Unit;
   }
-  return {};
+  return second;
 }
 
 }  // namespace
@@ -58,10 +61,9 @@ std::shared_ptr<ChangeWatch> ChangeWatch::Begin(RunContext& context, BackupJob& 
     known.Good.clear();
   }
   const bool asks = !job.Compressed && (unit.empty() || context.Files.FolderExists(unit));
-  if (asks && context.Force) {
-    AcceptChanges(job.Extras);
-    return nullptr;
-  }
+  const bool replaces = asks || (job.Compressed && context.Files.Status(unit));
+  if (replaces && context.Force) AcceptChanges(job.Extras);
+  if (known.Sure < 0) return nullptr;
   return std::shared_ptr<ChangeWatch>(new ChangeWatch(context, job, asks));
 }
 
@@ -133,6 +135,11 @@ ChangeWatch::Names ChangeWatch::Compare(const Folder& source, const Folder& old)
   std::erase_if(names.Gone, [](const std::u16string& name) { return !HasKnownFormat(name); });
   std::set_difference(now.begin(), now.end(), before.begin(), before.end(),
                       std::back_inserter(names.Fresh));
+  names.Taken.resize(names.Gone.size());
+  if (names.Gone.empty()) return names;
+  std::set_intersection(now.begin(), now.end(), before.begin(), before.end(),
+                        std::back_inserter(names.Kept));
+  std::erase_if(names.Kept, [](const std::u16string& name) { return HasKnownFormat(name); });
   return names;
 }
 
@@ -140,14 +147,16 @@ std::size_t ChangeWatch::ByName(const Names& names, std::u16string_view name) {
   const std::vector<std::u16string>& gone = names.Gone;
   // "a.jpg.locked" and "a.jpg-locked" are behind "a.jpg", "a.locked" beside it.
   auto at = std::upper_bound(gone.begin(), gone.end(), name);
+  const auto place = [&] { return static_cast<std::size_t>(at - gone.begin()); };
   for (int back = 0; back < 3 && at != gone.begin(); ++back) {
-    if (name.starts_with(*--at)) return static_cast<std::size_t>(at - gone.begin());
+    // The parts of a file that was cut up are no more than that one.
+    if (name.starts_with(*--at)) return names.Taken[place()] ? gone.size() : place();
   }
   std::u16string stem(StemOf(name));
   stem += u'.';
   at = std::lower_bound(gone.begin(), gone.end(), stem);
   const bool beside = stem.size() > 1 && at != gone.end() && at->starts_with(stem);
-  return beside ? static_cast<std::size_t>(at - gone.begin()) : gone.size();
+  return beside && !names.Taken[place()] ? place() : gone.size();
 }
 
 std::size_t ChangeWatch::BySize(const Folder& old, Names& names, std::uint64_t size) {
@@ -182,7 +191,33 @@ void ChangeWatch::LookAtNew(const Folder& source, std::u16string_view name,
   if (place >= names.Gone.size()) return;
   const std::u16string& before = names.Gone[place];
   if (JudgeContent(before, Head(old, before)) != ContentKind::Format) return;
+  names.Taken[place] = true;
   Found(named && now == ContentKind::Noise, new_.Stride, path, name);
+}
+
+void ChangeWatch::LookAtKept(const Folder& source, const Folder& old, Names& names,
+                             std::u16string_view path) {
+  for (const std::u16string& name : names.Kept) {
+    const std::size_t place = ByName(names, name);
+    if (place >= names.Gone.size() || !new_.Takes()) continue;
+    const Result<FileStatus> status = source.Status(name);
+    if (!status || status->Kind != FileKind::File || status->Size < kLeastNoise) continue;
+    const ContentKind now = JudgeContent(name, Head(source, name));
+    const std::u16string& before = names.Gone[place];
+    if (!IsEncrypted(now) || JudgeContent(before, Head(old, before)) != ContentKind::Format) {
+      continue;
+    }
+    names.Taken[place] = true;
+    Found(now == ContentKind::Noise, new_.Stride, path, name);
+  }
+}
+
+void ChangeWatch::LookAtFormer(const FolderPair& pair, std::u16string_view path) {
+  const Result<FileStatus> former = pair.Former.Status();
+  // Who takes a name out of a folder changes its time.
+  if (!former || former->Written == pair.SourceStatus.Written) return;
+  Names names = Compare(pair.Source, pair.Former);
+  LookAtKept(pair.Source, pair.Former, names, path);
 }
 
 void ChangeWatch::LookAtFolder(const Folder& source, const Folder& dest, std::u16string_view path,
@@ -192,8 +227,9 @@ void ChangeWatch::LookAtFolder(const Folder& source, const Folder& dest, std::u1
   });
   if (!known) return;
   Names names = Compare(source, dest);
-  if (names.Gone.empty() || names.Fresh.empty()) return;
+  if (names.Gone.empty()) return;
   const std::lock_guard lock(mutex_);
+  LookAtKept(source, dest, names, path);
   for (const std::u16string& name : names.Fresh) {
     if (!new_.Takes()) continue;
     const Result<FileStatus> status = source.Status(name);
@@ -259,13 +295,31 @@ void ChangeWatch::LookAtPacked(const Folder& folder, std::u16string_view name,
   if (example_.empty()) example_ = name;
 }
 
-/// Whether an archive holds far more of what does not go with its name than it used to.
-bool ChangeWatch::JudgePacked(std::u16string_view unit) {
+bool ChangeWatch::MayReplace(std::u16string_view archive) {
+  if (!HoldsFarMore(job_.Extras.Changes.Usual) || !context_.Files.Status(archive)) return true;
+  sure_ = odd_;
+  agreed_ = AskToGoOn(context_, job_, RunRefusal::ChangeGuard, u"檔案變更防護", Text());
+  if (agreed_) AcceptChanges(job_.Extras);
+  return agreed_;
+}
+
+std::int32_t ChangeWatch::OddShare() const {
+  return looked_ == 0 ? 0 : static_cast<std::int32_t>(std::uint64_t{odd_} * 1000 / looked_);
+}
+
+/// Whether an archive holds far more of what does not go with its name than it used to; -1: this is
+/// the first.
+bool ChangeWatch::HoldsFarMore(std::int32_t usual) const {
   constexpr std::uint32_t kFewest = 5;
-  constexpr std::int32_t kMore = 50, kHardlyMore = 10;  // of a thousand
+  constexpr std::int32_t kMore = 50;  // of a thousand
+  return usual >= 0 && odd_ >= kFewest && OddShare() > usual + kMore;
+}
+
+bool ChangeWatch::JudgePacked(std::u16string_view unit) {
+  constexpr std::int32_t kHardlyMore = 10;  // of a thousand
   KnownChanges& known = job_.Extras.Changes;
   if (looked_ == 0) return false;
-  const auto share = static_cast<std::int32_t>(std::uint64_t{odd_} * 1000 / looked_);
+  const std::int32_t share = OddShare();
   const std::int32_t usual = known.Usual < 0 ? share : known.Usual;
   known.Usual = std::min(usual, share);
   if (share <= usual + kHardlyMore) {
@@ -274,13 +328,14 @@ bool ChangeWatch::JudgePacked(std::u16string_view unit) {
     known.Good = NewestOther(context_, job_, unit);
   }
   sure_ = odd_;
-  return odd_ >= kFewest && share > usual + kMore;
+  return HoldsFarMore(usual);
 }
 
 void ChangeWatch::End(std::u16string_view unit) {
   KnownChanges& known = job_.Extras.Changes;
   if (job_.Compressed) {
-    if (JudgePacked(unit)) Raise(unit);
+    const bool asked = agreed_ || context_.Report.Refusal == RunRefusal::ChangeGuard;
+    if (!asked && JudgePacked(unit)) Raise(unit);
     return;
   }
   if (found_ > 0) known.Last = job_.RunStarted;
@@ -321,6 +376,7 @@ void NoteFiles(BackupJob& job, std::uint64_t files) {
   constexpr int kDigits = 5;
   const int drop = std::max<int>(static_cast<int>(std::bit_width(files)) - kDigits, 0);
   job.Extras.Changes.Files = static_cast<std::int64_t>(files >> drop << drop);
+  job.Extras.Changes.Sure = std::max(job.Extras.Changes.Sure, 0);
 }
 
 std::u16string ChangeAlarmText(const BackupJob& job) {

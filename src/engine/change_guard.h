@@ -34,6 +34,11 @@ class ChangeWatch {
                     const std::vector<FolderEntry>& gone);
   /// Asks about what was looked at so far, as MayCopy does.
   bool Passes();
+  /// A folder of the source whose copy in the former state has been opened.
+  void LookAtFormer(const FolderPair& pair, std::u16string_view path);
+  /// Whether an archive may take the place of one that is there, of all that was looked at. False
+  /// when the run is to stop: the host was asked and did not agree.
+  bool MayReplace(std::u16string_view archive);
   /// A file that goes into an archive.
   void LookAtPacked(const Folder& folder, std::u16string_view name, const FileStatus& status);
   /// At the run's end, before anything old goes: remembers in the job what was found, and raises
@@ -59,6 +64,8 @@ class ChangeWatch {
   struct Names {
     std::vector<std::u16string> Gone;   ///< files of known formats that only the copy has
     std::vector<std::u16string> Fresh;  ///< entries that only the source has
+    std::vector<std::u16string> Kept;   ///< files of no known format that both have
+    std::vector<bool> Taken;            ///< of Gone, what a file was found to be made of
     std::vector<std::pair<std::uint64_t, std::size_t>> Sizes;  ///< of Gone, with their places in it
     bool Sized = false;
   };
@@ -72,11 +79,16 @@ class ChangeWatch {
   static Names Compare(const Folder& source, const Folder& old);
   /// The file that a new one may have been made of, by name; the end of names.Gone for none.
   static std::size_t ByName(const Names& names, std::u16string_view name);
+  /// Files that came when what they are made of was still there.
+  void LookAtKept(const Folder& source, const Folder& old, Names& names, std::u16string_view path);
   static std::size_t BySize(const Folder& old, Names& names, std::uint64_t size);
   void Found(bool sure, std::uint32_t weight, std::u16string_view path, std::u16string_view name);
   bool IsTooMuch() const;
   std::int64_t SureLimit() const;
   std::int64_t LikelyLimit() const;
+  /// How many of a thousand that go into an archive do not go with their names.
+  std::int32_t OddShare() const;
+  bool HoldsFarMore(std::int32_t usual) const;
   bool JudgePacked(std::u16string_view unit);
   void Raise(std::u16string_view unit);
   std::u16string Text() const;

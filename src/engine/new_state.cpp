@@ -57,7 +57,9 @@ void OpenFormer(RunContext& context, const BackupJob& job, std::u16string_view u
                 const std::vector<JobState>& states, const Folder& source, SharedContent::Ways ways,
                 const FileStatus* disk) {
   for (const JobState& state : states) {
-    const bool whole = state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
+    bool whole = state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
+    // To compare with, one will do that a second run was to bring up to date and did not.
+    if (!disk) whole = whole || WasWhole(state);
     if (state.IsArchive || !whole || IsSamePath(state.Unit, unit)) continue;
     const Result<Folder> folder = context.Files.OpenFolder(state.Unit);
     const Result<FileStatus> status = StatusOf(folder);

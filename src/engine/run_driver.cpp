@@ -149,6 +149,9 @@ int Pack(RunContext& context, BackupJob& job, std::u16string_view archive) {
                                                    const FileStatus& status) {
       changes.LookAtPacked(folder, name, status);
     };
+    archiving.MayPack = [&changes = *context.Changes, archive] {
+      return changes.MayReplace(archive);
+    };
   }
   const int result = CompressBackup(archiving, job, archive, context.Compression);
   RemoveListFile(context.Files);

@@ -250,6 +250,10 @@ std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job
   return finder.Take();
 }
 
+bool WasWhole(const JobState& state) {
+  return state.Health == StateHealth::Unfinished && FinishedPath(state.Unit).empty();
+}
+
 ErrorCode PinState(const FileSystem& files, const BackupJob& job, std::u16string_view unit,
                    bool pinned) {
   const Result<Folder> folder = files.OpenFolder(UnitFolder(unit));

@@ -54,6 +54,9 @@ std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job
 ErrorCode PinState(const FileSystem& files, const BackupJob& job, std::u16string_view unit,
                    bool pinned);
 
+/// Whether it had its name already when a run into it was broken off.
+bool WasWhole(const JobState& state);
+
 /// Files and bytes of a folder and all below it, but for the mark; what cannot be read is left out.
 struct FolderContent {
   std::uint64_t Files = 0, Bytes = 0;

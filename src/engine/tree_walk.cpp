@@ -146,6 +146,7 @@ void TreeWalk::NotePlace(const FolderPair* parent, std::u16string_view name, Fol
         making.Record->AddFolder(parent ? parent->RecordAt : 0, name, pair.SourceStatus);
   }
   if (making.Former) making.Former->OpenFolder(parent, name, pair);
+  if (context_.Changes && pair.Former) context_.Changes->LookAtFormer(pair, paths_.Source());
 }
 
 void TreeWalk::WalkSubfolders(const FolderPair& pair,

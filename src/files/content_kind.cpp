@@ -49,6 +49,35 @@ constexpr Beginning kPhotoshop[] = {{"8BPS"sv}};
 constexpr Beginning kGimp[] = {{"gimp xcf"sv}};
 constexpr Beginning kDjvu[] = {{"AT&TFORM"sv}};
 constexpr Beginning kMidi[] = {{"MThd"sv}};
+constexpr Beginning kAi[] = {{"%PDF"sv}, {"%!PS"sv}};
+constexpr Beginning kBlend[] = {{"BLENDER"sv}, {"\x1F\x8B"sv}, {"\x28\xB5\x2F\xFD"sv}};
+constexpr Beginning kAsf[] = {{"\x30\x26\xB2\x75"sv}};
+constexpr Beginning kFlv[] = {{"FLV"sv}};
+constexpr Beginning kAiff[] = {{"FORM"sv}};
+constexpr Beginning kAac[] = {{"\xFF\xF1"sv}, {"\xFF\xF9"sv}, {"ADIF"sv}};
+constexpr Beginning kMpeg[] = {{"\0\0\1\xBA"sv}, {"\0\0\1\xB3"sv}};
+constexpr Beginning kTar[] = {{"ustar"sv, 257}};
+constexpr Beginning kAccess[] = {{"\0\1\0\0Standard"sv}, {"\xD0\xCF\x11\xE0"sv}};
+constexpr Beginning kKeePass[] = {{"\x03\xD9\xA2\x9A"sv}};
+constexpr Beginning kVmdk[] = {{"KDMV"sv}, {"# Disk"sv}};
+constexpr Beginning kQcow[] = {{"QFI\xFB"sv}};
+constexpr Beginning kVdi[] = {{"<<< "sv}};
+constexpr Beginning kFlash[] = {{"FWS"sv}, {"CWS"sv}, {"ZWS"sv}};
+constexpr Beginning kHdf[] = {{"\x89HDF"sv}};
+constexpr Beginning kNumpy[] = {{"\x93NUMPY"sv}};
+constexpr Beginning kMatlab[] = {{"MATLAB"sv}, {"\x89HDF"sv}};
+constexpr Beginning kParquet[] = {{"PAR1"sv}};
+constexpr Beginning kOutlook[] = {{"!BDN"sv}};
+constexpr Beginning kRaf[] = {{"FUJIFILM"sv}};
+constexpr Beginning kOrf[] = {{"IIRO"sv}, {"IIRS"sv}, {"MMOR"sv}, {"II*\0"sv}};
+constexpr Beginning kRw2[] = {{"IIU\0"sv}};
+constexpr Beginning kIndesign[] = {{"\x06\x06\xED\xF5"sv}};
+constexpr Beginning kDwg[] = {{"AC10"sv}, {"AC1."sv}};
+constexpr Beginning kSketchUp[] = {{"\xFF\xFE\xFF\x0E"sv}, {"PK\x03\x04"sv}};
+constexpr Beginning kMobi[] = {{"BOOKMOBI"sv, 60}};
+constexpr Beginning kDicom[] = {{"DICM"sv, 128}};
+constexpr Beginning kFits[] = {{"SIMPLE"sv}};
+constexpr Beginning kDer[] = {{"\x30\x82"sv}};
 constexpr Beginning kMessages[] = {{"\xDE\x12\x04\x95"sv}, {"\x95\x04\x12\xDE"sv}};
 
 /// What begins so is no noise, whatever follows, and belongs to no suffix above.
@@ -91,7 +120,34 @@ constexpr Beginning kOthers[] = {{"\x04\x22\x4D\x18"sv},
                                  {"MAC "sv},
                                  {"\xCE\xB2\xCF\x81"sv},
                                  {"regf"sv},
-                                 {"vhdxfile"sv}};
+                                 {"vhdxfile"sv},
+                                 {"\0\0\0\x0CJXL "sv},
+                                 {"\xFF\x4F\xFF\x51"sv},
+                                 {"qoif"sv},
+                                 {"FLIF"sv},
+                                 {"BPG\xFB"sv},
+                                 {"\x76\x2F\x31\x01"sv},
+                                 {"\x0B\x77"sv},
+                                 {"\x7F\xFE\x80\x01"sv},
+                                 {"#!AMR"sv},
+                                 {"TTA1"sv},
+                                 {"MPCK"sv},
+                                 {"MP+"sv},
+                                 {"ajkg"sv},
+                                 {"\xFF\xE2"sv},
+                                 {"\xFF\xE3"sv},
+                                 {"\xCF\x84"sv},
+                                 {"\x89LZO"sv},
+                                 {"\x02\x21\x4C\x18"sv},
+                                 {"\xFF\x06\0\0sNaPpY"sv},
+                                 {"LRZI"sv},
+                                 {"7kSt"sv},
+                                 {"zPQ"sv},
+                                 {"-lh"sv, 2},
+                                 {"\x60\xEA"sv},
+                                 {"BZ3v1"sv},
+                                 {"bvx"sv},
+                                 {"ARROW1"sv}};
 
 /// Of gpg, age, openssl, git-crypt and disks in a file.
 constexpr Beginning kSealed[] = {
@@ -119,9 +175,12 @@ constexpr Format kFormats[] = {
     Of(u" mp3 ", kMp3),
     Of(u" pdf ", kPdf),
     Of(u" ps eps ", kPostScript),
-    Of(u" zip docx xlsx pptx docm xlsm odt ods odp odg epub jar apk xpi whl ", kZip),
-    Of(u" doc xls ppt msg msi mdb ", kOle),
-    Of(u" gz tgz svgz ", kGzip),
+    Of(u" zip docx xlsx pptx docm xlsm odt ods odp odg epub jar apk xpi whl "
+       u"pptm dotx xltx potx vsdx pages numbers key kra ora mscz 3mf sketch cbz npz odb ott ots "
+       u"otp ",
+       kZip),
+    Of(u" doc xls ppt msg msi vsd mpp pub ", kOle),
+    Of(u" gz tgz svgz rds ", kGzip),
     Of(u" bz2 tbz ", kBzip),
     Of(u" xz txz ", kXz),
     Of(u" zst ", kZstd),
@@ -132,10 +191,39 @@ constexpr Format kFormats[] = {
     Of(u" exe dll ", kExe),
     Of(u" ttf otf ttc ", kFont),
     Of(u" woff woff2 ", kWoff),
-    Of(u" psd ", kPhotoshop),
+    Of(u" psd psb ", kPhotoshop),
     Of(u" xcf ", kGimp),
     Of(u" djvu ", kDjvu),
     Of(u" mid midi ", kMidi),
+    Of(u" ai ", kAi),
+    Of(u" blend ", kBlend),
+    Of(u" wmv wma asf ", kAsf),
+    Of(u" flv ", kFlv),
+    Of(u" aif aiff ", kAiff),
+    Of(u" aac ", kAac),
+    Of(u" mpg mpeg vob ", kMpeg),
+    Of(u" tar ", kTar),
+    Of(u" mdb accdb ", kAccess),
+    Of(u" kdbx ", kKeePass),
+    Of(u" vmdk ", kVmdk),
+    Of(u" qcow2 ", kQcow),
+    Of(u" vdi ", kVdi),
+    Of(u" swf ", kFlash),
+    Of(u" h5 hdf5 ", kHdf),
+    Of(u" npy ", kNumpy),
+    Of(u" mat ", kMatlab),
+    Of(u" parquet ", kParquet),
+    Of(u" pst ost ", kOutlook),
+    Of(u" raf ", kRaf),
+    Of(u" orf ", kOrf),
+    Of(u" rw2 ", kRw2),
+    Of(u" indd ", kIndesign),
+    Of(u" dwg ", kDwg),
+    Of(u" skp ", kSketchUp),
+    Of(u" mobi azw3 ", kMobi),
+    Of(u" dcm ", kDicom),
+    Of(u" fits ", kFits),
+    Of(u" pfx p12 ", kDer),
     Of(u" mo ", kMessages)};
 
 constexpr std::u16string_view kTexts =
@@ -145,7 +233,9 @@ constexpr std::u16string_view kTexts =
     u"cs "
     u"vb bat ps1 cmd s asm inc m4 am ac cmake mk diff patch eml ics vcf srt vtt po pot ui qml rtf "
     u"tcl "
-    u"el lisp scm hs ml vim texi info man desktop service rc def properties gpx kml fodt ";
+    u"el lisp scm hs ml vim texi info man desktop service rc def properties gpx kml fodt ipynb "
+    u"mbox "
+    u"gnucash dxf obj ";
 
 bool Has(std::u16string_view suffixes, std::u16string_view suffix) {
   const std::size_t at = suffixes.find(suffix);

@@ -268,6 +268,76 @@ TEST_F(ChangeGuardTest, ArchivesAreMadeAndNoneGoes) {
   EXPECT_TRUE(good) << "the last before the first of them";
 }
 
+TEST_F(ChangeGuardTest, WhatWasRefusedInTheOnlyStateIsStillWhatTheNextOneIsComparedWith) {
+  MakeTree();
+  AddJob(BackupType::Differential);
+  Job().Destination.Path = u"D:\\<mm>-<dd>\\";
+  Job().Extras.KeepNewest = 1;
+  Job().Extras.DeletesOld = true;
+  ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
+  EncryptInPlace(0, kFiles);
+  ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
+  for (int day = 1; day < 4; ++day) EXPECT_EQ(RunOnDay(day), RunOutcome::Ran);
+  EXPECT_TRUE(IsAlarmed(Job().Extras));
+  EXPECT_LT(Lost(Temp.DriveD() / "09-01"), kFiles / 10);
+}
+
+TEST_F(ChangeGuardTest, EncryptionThatLeavesTheFilesForARunIsFoundWhenTheyGo) {
+  for (const BackupType type : {BackupType::Synchronise, BackupType::Differential}) {
+    SCOPED_TRACE(static_cast<int>(type));
+    fs::remove_all(Source());
+    fs::remove_all(Temp.DriveD());
+    fs::create_directories(Temp.DriveD());
+    Program.Store.Jobs.clear();
+    MakeTree();
+    AddJob(type);
+    const bool dated = type == BackupType::Differential;
+    if (dated) Job().Destination.Path = u"D:\\<mm>-<dd>\\";
+    Job().Extras.KeepNewest = 1;
+    Job().Extras.GuardFewest = 10000;
+    ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
+    for (int i = 0; i < kFiles; ++i) {
+      WriteTestFile((Source() / NameOf(i)).string() + ".enc",
+                    Noise(4000, static_cast<unsigned>(2000 + i)));
+    }
+    ASSERT_EQ(RunOnDay(1), RunOutcome::Ran);
+    for (int i = 0; i < kFiles; ++i) fs::remove(Source() / NameOf(i));
+    EXPECT_EQ(RunOnDay(2), dated ? RunOutcome::Ran : RunOutcome::Guarded);
+    EXPECT_EQ(IsAlarmed(Job().Extras), dated);
+    EXPECT_EQ(Lost(dated ? Temp.DriveD() / "09-02" : Dest()), 0);
+  }
+}
+
+TEST_F(ChangeGuardTest, AnArchiveIsNotReplacedUnasked) {
+  if (!Program.Context.Archiver.Present()) GTEST_SKIP() << "no archive program";
+  MakeTree();
+  AddJob(BackupType::Compressed);
+  ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
+  const fs::path archive = Dest() / "2009年09月01日01時.7z";
+  const std::string good = ReadTestFile(archive);
+  EncryptInPlace(0, kFiles);
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Guarded);
+  EXPECT_TRUE(ReadTestFile(archive) == good);
+  Program.Context.Force = true;
+  EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  EXPECT_FALSE(ReadTestFile(archive) == good);
+}
+
+TEST_F(ChangeGuardTest, WhatIsAcceptedIsTakenByTheNextWholeRun) {
+  MakeTree();
+  AddJob(BackupType::Differential);
+  ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
+  EncryptInPlace(0, kFiles / 2);
+  ASSERT_EQ(RunOnDay(1), RunOutcome::Guarded);
+  AcceptChanges(Job().Extras);
+  Program.Store.SaveJobs();
+  ASSERT_TRUE(Program.ReloadJobs());
+  EXPECT_EQ(RunOnDay(2), RunOutcome::Ran);
+  EXPECT_EQ(TreeDifferences(Source(), Dest()), "");
+  EncryptInPlace(kFiles / 2, kFiles);
+  EXPECT_EQ(RunOnDay(3), RunOutcome::Guarded) << "and no more than that";
+}
+
 TEST_F(ChangeGuardTest, EverydayWorkNeverAsks) {
   MakeTree();
   for (int i = 0; i < 300; ++i)
@@ -322,6 +392,16 @@ TEST_F(ChangeGuardTest, EverydayWorkNeverAsks) {
                   Noise(100, static_cast<unsigned>(i)));
   }
   run("files too small to be told");
+  WriteTestFile(Source() / "film.mkv", "\x1A\x45\xDF\xA3"s + Noise(60000, 9));
+  run("a film");
+  fs::remove(Source() / "film.mkv");
+  for (int i = 1; i < 13; ++i) {
+    WriteTestFile(Source() / ("film.mkv.part" + std::to_string(i)),
+                  Noise(5000, static_cast<unsigned>(i)));
+  }
+  Clock.Set(*FromCivil(2009, 9, 1, 1) + std::chrono::days(++day));
+  for (int job = 0; job < 3; ++job) EXPECT_EQ(Program.RunJobNow(job), RunOutcome::Ran);
+  EXPECT_TRUE(Host.Questions.empty()) << "one file cut up is one file";
 }
 
 TEST(ContentKindTest, FormatsNoiseAndWhatOnlySeemsToBe) {
@@ -333,6 +413,8 @@ TEST(ContentKindTest, FormatsNoiseAndWhatOnlySeemsToBe) {
   EXPECT_EQ(JudgeContent(u"a.txt", text.substr(0, 500) + noise), ContentKind::Noise)
       << "a header before it";
   EXPECT_EQ(JudgeContent(u"a.txt", "\x1F\x8B\x08" + noise), ContentKind::Plain) << "packed";
+  EXPECT_EQ(JudgeContent(u"a", "\0\0\0\x0CJXL "s + noise), ContentKind::Plain);
+  EXPECT_EQ(JudgeContent(u"a.kdbx", "\x03\xD9\xA2\x9A" + noise), ContentKind::Format);
   EXPECT_EQ(JudgeContent(u"a.txt", "age-encryption.org/v1\n" + noise), ContentKind::Sealed);
   EXPECT_EQ(JudgeContent(u"a.txt", noise.substr(0, 255)), ContentKind::Plain) << "too short";
   std::string table;
