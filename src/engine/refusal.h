@@ -18,8 +18,8 @@ bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
 
 /// The outcome of a run or a restore that may have stopped so.
 RunOutcome OutcomeOf(const RunReport& report);
-/// The same of an earlier run, as the text of its log tells: Guarded or NoSpace where it was stopped
-/// so, else Ran.
+/// The same of an earlier run, as the text of its log tells: Guarded or NoSpace where it was
+/// stopped so, else Ran.
 RunOutcome OutcomeTold(std::u16string_view log);
 inline const RunReport& EndRun(RunContext& context, RunOutcome outcome) {
   context.Report.Outcome = outcome;

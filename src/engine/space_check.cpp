@@ -77,8 +77,7 @@ bool PassSpaceCheck(RunContext& context, const BackupJob& job) {
   PlanWalk(context, job, plan);
   if (context.State.CancelRequested) return false;
   const std::u16string objection = SpaceObjection(context, job, plan);
-  return objection.empty() ||
-         AskToGoOn(context, job, RunRefusal::NoSpace, kSpaceTitle, objection);
+  return objection.empty() || AskToGoOn(context, job, RunRefusal::NoSpace, kSpaceTitle, objection);
 }
 
 std::u16string SpaceObjection(const RunContext& context, const BackupJob& job,
