@@ -211,8 +211,9 @@ def everyday(folder, tree):
             rewrite(path, dice.randbytes(dice.randrange(1000, 60000)))
 
     def objects():
-        subprocess.run("git init -q . && git add -A . && git -c user.name=x -c user.email=x@x commit -qm x && "
-                       "git gc -q", shell=True, cwd=home.source, check=True)
+        subprocess.run("git init -q . && git config gc.auto 0 && git add -A . && "
+                       "git -c user.name=x -c user.email=x@x commit -qm x && git gc -q",
+                       shell=True, cwd=home.source, check=True)
 
     def tags():
         for path in paths(home.source, {".ogg", ".png", ".jpg", ".wav"}):

@@ -157,7 +157,7 @@ bool Extraction::Stays(const IndividualInfo& entry) {
   if (entry.IsFolder || !StaysInside(entry.FileName)) return false;
   const Result<FileStatus> there = StatusAtPlace(entry.FileName);
   if (!there || there->Kind == FileKind::Folder) return false;
-  const bool same = there->Kind == FileKind::File && !entry.IsLink &&
+  const bool same = !pick_->ReplaceNewer && there->Kind == FileKind::File && !entry.IsLink &&
                     there->Size == entry.OriginalSize && !IsNewer(there->Written, entry.Modified) &&
                     !IsNewer(entry.Modified, there->Written);
   const bool newer = !pick_->ReplaceNewer && IsNewer(there->Written, entry.Modified);

@@ -20,8 +20,10 @@ void AddRestore(CLI::App& app, CommandLine& line) {
   restore->add_option("--to", line.Restore.To, Tr("Another folder than the source"))
       ->excludes(mode);
   restore
-      ->add_flag("--replace-newer", line.Restore.ReplaceNewer,
-                 Tr("With --only or --to: replace files that are newer than the backup's, too"))
+      ->add_flag(
+          "--replace-newer", line.Restore.ReplaceNewer,
+          Tr("With --only or --to: replace files that are newer than the backup's, or only seem "
+             "to be the same, too"))
       ->excludes(mode);
   CLI::Option* archive =
       restore->add_option("--archive", line.Restore.Archive,

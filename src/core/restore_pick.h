@@ -10,7 +10,8 @@ namespace kavrel {
 struct RestorePick {
   PathSet Paths;          ///< relative to the backup's root
   std::u16string Target;  ///< folder that receives them with their folders; empty: their place
-  /// Files that were written after the one in the backup are replaced, too; else they stay.
+  /// Whatever is there is replaced; else files that were written after the one in the backup, or
+  /// have its size and time, stay.
   bool ReplaceNewer = false;
 };
 

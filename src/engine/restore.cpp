@@ -53,8 +53,8 @@ class RestoreWalk : public TreeWalk {
 class PickedWalk final : public RestoreWalk {
  public:
   PickedWalk(RunContext& context, const BackupJob& job, Effects& effects, const RestorePick& pick)
-      : RestoreWalk(context, job, effects, Scope::OfPicked(job.Source.WorkPath, pick.Paths), true,
-                    !pick.ReplaceNewer),
+      : RestoreWalk(context, job, effects, Scope::OfPicked(job.Source.WorkPath, pick.Paths),
+                    !pick.ReplaceNewer, !pick.ReplaceNewer),
         paths_wanted_(pick.Paths) {}
 
  protected:

@@ -202,10 +202,30 @@ void BackupCare::Verify(int row) {
   const std::u16string unit =
       UnitTaken(program_.Context, program_.Store.Jobs[static_cast<std::size_t>(row)]);
   const VerifyReport report = VerifyOnce(row, unit, false);
+  OfferGood(row, unit, report);
   if (report.BadCopies == 0 || !MayStart(row) || !WantsMending(report)) return;
   // The archive that was picked, not another one that the user is asked for.
   const bool archive = !report.Unit.empty() && !EndsWithSeparator(report.Unit);
   VerifyOnce(row, archive ? report.Unit : unit, true);
+}
+
+void BackupCare::OfferGood(int row, const std::u16string& unit, const VerifyReport& report) {
+  const std::u16string root =
+      AddBackslash(program_.Store.Jobs[static_cast<std::size_t>(row)].Source.Path);
+  RestorePick pick;
+  pick.ReplaceNewer = true;
+  std::uint64_t damaged = 0;
+  for (const VerifyDifference& one : report.Differing) {
+    const bool source = one.Kind == &VerifyCounters::Damaged && one.Side == ChangedSide::Source;
+    if (!source || !one.Path.starts_with(root)) continue;
+    pick.Paths.Add(one.Path.substr(root.size()));
+    ++damaged;
+  }
+  if (damaged == 0 || !MayStart(row)) return;
+  const QString question = ToQString(TrCount(
+      u"來源中有 %1 個檔案在備份之後損壞，備份中的完好。\n要用備份還原這些檔案嗎？", damaged));
+  if (!Confirm(*window_, question)) return;
+  Restore(row, {RestoreMode::Incremental, &pick, {}, unit});
 }
 
 VerifyReport BackupCare::VerifyOnce(int row, const std::u16string& unit, bool mend) {

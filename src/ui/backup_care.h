@@ -41,6 +41,8 @@ class BackupCare : public QObject {
   /// Tells what a verification found, and offers its log when there are differences.
   VerifyReport VerifyOnce(int row, const std::u16string& unit, bool mend);
   bool WantsMending(const VerifyReport& report);
+  /// Offers to take back files of the source that their sums convict.
+  void OfferGood(int row, const std::u16string& unit, const VerifyReport& report);
   void TellVerification(const VerifyReport& report, const BackupJob& job);
 
  Q_SIGNALS:

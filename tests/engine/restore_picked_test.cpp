@@ -79,7 +79,13 @@ TEST_P(RestorePickedTest, AnotherFolderKeepsItsOwnRightsAndNewerFilesStay) {
     EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0705)) << folder;
   }
   EXPECT_FALSE(fs::exists(Source()));
-  EXPECT_EQ(Restore({u"docs/old"}, u"D:\\mine", true).CopiedFiles, 1U);
+  // What only seems to be the same comes back as well.
+  const fs::path spoilt = target / "docs/old/3.txt";
+  const auto time = fs::last_write_time(spoilt);
+  WriteTestFile(spoilt, "Content of docs/old/3.txt");
+  fs::last_write_time(spoilt, time);
+  EXPECT_EQ(Restore({u"docs/old"}, u"D:\\mine", true).CopiedFiles, 2U);
+  EXPECT_EQ(ReadTestFile(spoilt), "content of docs/old/3.txt");
   EXPECT_EQ(ReadTestFile(target / "docs/old/2.txt"), "content of docs/old/2.txt");
 }
 

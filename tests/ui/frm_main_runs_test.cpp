@@ -355,6 +355,21 @@ TEST(FrmMainRuns, VerifiesABackupAndOffersTheLog) {
   EXPECT_EQ(main.Answered, 4);
 }
 
+TEST(FrmMainRuns, TakesBackWhatHasRottenInTheSource) {
+  MainWindow main;
+  main.AddJob(u"照片");
+  main.WriteSource("照片/甲.txt", "abc");
+  main.Start();
+  ASSERT_EQ(main.Program.RunJobNow(0), RunOutcome::Ran);
+  const std::filesystem::path file = main.Temp.DriveC() / "照片/甲.txt";
+  const auto time = std::filesystem::last_write_time(file);
+  main.WriteSource("照片/甲.txt", "abd");
+  std::filesystem::last_write_time(file, time);
+  main.Answer({{"發現 1 個差異", kNo}, {"來源中有 1 個檔案在備份之後損壞", kYes}});
+  main.Menu(main.Jobs(), 0, "mnuJobVerify");
+  EXPECT_EQ(ReadTestFile(file), "abc");
+}
+
 TEST(FrmMainRuns, ReadsABackupAgainAndTriesARestore) {
   MainWindow main;
   main.AddJob(u"照片");
