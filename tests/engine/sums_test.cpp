@@ -37,7 +37,7 @@ class SumsTest : public testing::Test, protected TestProgram {
     std::string amiss;
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
       if (!fs::is_regular_file(entry.symlink_status())) continue;
-      const std::string path = entry.path().lexically_relative(root);
+      const std::string path = entry.path().lexically_relative(root).generic_string();
       if (IsBackupsOwn(FromUtf8(path))) continue;
       const auto line = lines.find(path);
       if (line == lines.end()) {
@@ -128,8 +128,8 @@ TEST_F(SumsTest, TheCheckCommandReadsIt) {
   AddJob();
   Run();
   const auto check = [&] {
-    return RunCommand(
-               {"/bin/sh", "-c", "cd \"$1\" && xxh128sum --quiet -c .kavrel-sums", "sh", Dest()})
+    return RunCommand({"/bin/sh", "-c", "cd \"$1\" && xxh128sum --quiet -c .kavrel-sums", "sh",
+                       Dest().string()})
         .ExitCode;
   };
   EXPECT_EQ(check(), 0);
