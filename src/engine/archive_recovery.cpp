@@ -10,6 +10,7 @@
 #include "engine/content_sums.h"
 #include "engine/damaged_copies.h"
 #include "engine/read_sum.h"
+#include "files/file_copy.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -19,30 +20,17 @@ namespace {
 constexpr std::u16string_view kNoPlace = u"無法建立暫存資料夾";
 constexpr std::uint32_t kPermissions = 0777;
 
-Staging::LeftAlone LeftAloneIn(const RunContext& context) {
-  return [&context](std::u16string_view path, const Folder& folder) {
-    return context.Mounted.IsGone(path, folder);
-  };
-}
-
 /// Gives a file one more name in the folder `to`, or copies it where the disk has no such thing.
 ErrorCode BringIn(RunContext& context, const Folder& from, std::u16string_view name,
                   const Folder& to, std::u16string_view as) {
-  constexpr std::uint64_t kBlock = std::uint64_t{8} << 20;
   if (to.LinkFile(from, name, as) == 0) return 0;
-  Result<File> source = from.OpenFile(name);
-  if (!source) return source.Error;
-  const Result<FileStatus> status = source->Status();
+  const Result<FileStatus> status = from.Status(name);
   if (!status) return status.Error;
-  Result<File> copy = to.MakeFile(as, *status);
-  if (!copy) return copy.Error;
-  for (;;) {
-    context.Host.PumpMessages();
-    if (context.State.CancelRequested) return kErrAccess;
-    const Result<std::uint64_t> got = copy->CopyFrom(*source, kBlock);
-    if (!got) return got.Error;
-    if (*got < kBlock) return copy->Close();
-  }
+  CopyContext copying{.State = context.State, .Clock = context.Clock, .Pump = &context.Host};
+  const CopyResult copied =
+      CopyFileChunked(copying, {from, {}, name, &*status}, {to, {}, as, nullptr}, false);
+  if (!copied.Failed) return 0;
+  return context.State.LastApiError > 0 ? context.State.LastApiError : kErrAccess;
 }
 
 /// One repair, whose folder goes with it.
@@ -54,7 +42,7 @@ class Repair {
         archive_(archive),
         name_(PathName(archive)),
         staging_(context.Files, context.Clock, context.Staged, PathFolder(archive),
-                 LeftAloneIn(context)) {}
+                 context.Archiving().HasLostDisk) {}
 
   /// As RepairArchive.
   std::u16string Run(std::u16string& why) {
@@ -163,7 +151,8 @@ std::u16string MakeStaged(RunContext& context, const BackupJob& job, std::u16str
   const Result<FileStatus> status = context.Files.Status(archive);
   if (!status) return ApiErrorText(status.Error);
   const std::u16string_view folder = PathFolder(archive);
-  Staging staging(context.Files, context.Clock, context.Staged, folder, LeftAloneIn(context));
+  Staging staging(context.Files, context.Clock, context.Staged, folder,
+                  context.Archiving().HasLostDisk);
   if (!staging) return std::u16string(kNoPlace);
   ArchiveContext archiving = context.Archiving();
   HostMonitor monitor(archiving, archive, folder);
