@@ -43,11 +43,13 @@ std::u16string FindLeft(const RunContext& context, const BackupJob& job,
 void RemoveBare(const RunContext& context, const BackupJob& job,
                 const std::vector<std::u16string>& bare) {
   for (const std::u16string& unit : bare) {
-    const Result<FileStatus> status = context.Files.Status(DropBackslash(unit));
-    if (!status || context.Clock.Now() - LocalTime(status->Written) < std::chrono::hours(1))
+    const std::u16string_view path = DropBackslash(unit);
+    const Result<FileStatus> status = context.Files.Status(path);
+    if (!status || context.Clock.Now() - LocalTime(status->Written) < std::chrono::hours(1)) {
       continue;
-    const Result<Folder> parent = context.Files.OpenFolder(PathFolder(DropBackslash(unit)));
-    if (!parent || parent->RemoveFolder(PathName(DropBackslash(unit)))) continue;
+    }
+    const Result<Folder> parent = context.Files.OpenFolder(PathFolder(path));
+    if (!parent || parent->RemoveFolder(PathName(path))) continue;
     RemoveEmptyAbove(context, job, unit);
   }
 }
@@ -57,10 +59,9 @@ void OpenFormer(RunContext& context, const BackupJob& job, std::u16string_view u
                 const std::vector<JobState>& states, const Folder& source, SharedContent::Ways ways,
                 const FileStatus* disk) {
   for (const JobState& state : states) {
-    bool whole = state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
     // To compare with, one will do that a second run was to bring up to date and did not.
-    if (!disk) whole = whole || WasWhole(state);
-    if (state.IsArchive || !whole || IsSamePath(state.Unit, unit)) continue;
+    const bool serves = IsEnded(state) || (!disk && WasWhole(state));
+    if (state.IsArchive || !serves || IsSamePath(state.Unit, unit)) continue;
     const Result<Folder> folder = context.Files.OpenFolder(state.Unit);
     const Result<FileStatus> status = StatusOf(folder);
     const Result<OwnerMark> mark =
@@ -78,20 +79,18 @@ void OpenFormer(RunContext& context, const BackupJob& job, std::u16string_view u
 /// The newest state that a new one can take from, on the disk where that will be; else, for whoever
 /// watches what changes, the newest to compare with.
 void FindFormer(RunContext& context, const BackupJob& job, std::u16string_view unit,
-                const std::vector<JobState>& states) {
+                const std::vector<JobState>& states, const Folder& source) {
   const SharedContent::Ways ways = WaysOf(job);
-  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
-  if (!source) return;
   if (ways.Clone || ways.Link) {
     const Place place = FindPlace(context.Files, DestinationPlace(context, job));
     const Result<FileStatus> disk =
         place.Nearest ? place.Nearest.Status() : Result<FileStatus>::Fail(kErrNotFound);
     if (disk && place.Nearest.Manners().LinksFiles) {
-      OpenFormer(context, job, unit, states, *source, ways, &*disk);
+      OpenFormer(context, job, unit, states, source, ways, &*disk);
     }
   }
   if (!context.Making.Former && context.Changes) {
-    OpenFormer(context, job, unit, states, *source, {}, nullptr);
+    OpenFormer(context, job, unit, states, source, {}, nullptr);
   }
 }
 
@@ -141,9 +140,8 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
   const std::u16string left = FindLeft(context, job, states, changes, named);
   // That may be the unit itself, or the newest state.
   if (named) states = ListStates(context, job);
-  if (const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath)) {
-    making.Local = LocalDevice(*source);
-  }
+  const Result<Folder> source = context.Files.OpenFolder(job.Source.WorkPath);
+  if (source) making.Local = LocalDevice(*source);
   if (context.Files.FolderExists(unit)) return;
   const bool named_late = job.Extras.UnfinishedName && NamesUnfinished(job, unit);
   if (named_late) making.Place = UnfinishedPath(unit);
@@ -156,7 +154,7 @@ void BeginState(RunContext& context, const BackupJob& job, std::u16string_view u
     if (making.TakenUp) RemoveEmptyAbove(context, job, left);
   }
   making.TakenUp = making.TakenUp || (named_late && IsSamePath(left, making.Place));
-  FindFormer(context, job, unit, states);
+  if (source) FindFormer(context, job, unit, states, *source);
 }
 
 BackupJob WalkedJob(const RunContext& context, const BackupJob& job) {

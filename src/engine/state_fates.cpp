@@ -35,7 +35,7 @@ std::vector<Candidate> CandidatesOf(const RunContext& context, const BackupJob& 
     own.insert(state.Unit);
     const bool whole = state.Health == StateHealth::Whole;
     // A run that was killed at its very end may have noted nothing; the mark tells as surely.
-    const bool counts = whole || state.Health == StateHealth::Failures || made.contains(state.Unit);
+    const bool counts = IsEnded(state) || made.contains(state.Unit);
     if (counts && state.Unit != unit) {
       // The last from before files began to look encrypted is to be there when that is noticed.
       const bool stays = state.Pinned || state.Unit == job.Extras.Changes.Good;

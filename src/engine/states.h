@@ -54,6 +54,10 @@ std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job
 ErrorCode PinState(const FileSystem& files, const BackupJob& job, std::u16string_view unit,
                    bool pinned);
 
+/// Whether its last run came to its end, with failures or without.
+inline bool IsEnded(const JobState& state) {
+  return state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
+}
 /// Whether it had its name already when a run into it was broken off.
 bool WasWhole(const JobState& state);
 

@@ -270,12 +270,12 @@ void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const
 void TreeWalk::CountSeen(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                          const FileStatus* dest) {
   if (!source || !scope_.WithinSizeLimit(*source)) return;
-  // A file that has taken another's name since may have the size and time of that one's copy, which
-  // is left as it is: no later state may share that as the file's own.
-  const bool unsure = dest && dest->Kind == FileKind::File && !WhyCopy(source, dest) &&
-                      !IsUntouchedSince(*source, *dest, context_.Making.Local);
-  if (context_.Making.Record && !unsure) {
-    context_.Making.Record->AddFile(pair.RecordAt, name, *source);
+  if (context_.Making.Record) {
+    // A file that has taken another's name since may have the size and time of that one's copy,
+    // which is left as it is: no later state may share that as the file's own.
+    const bool unsure = dest && dest->Kind == FileKind::File && !WhyCopy(source, dest) &&
+                        !IsUntouchedSince(*source, *dest, context_.Making.Local);
+    if (!unsure) context_.Making.Record->AddFile(pair.RecordAt, name, *source);
   }
   RunCounters& counters = context_.Report.Counters;
   counters.SourceBytes += source->Size;
