@@ -16,6 +16,11 @@ namespace {
 /// What was found is forgotten when nothing has followed for so long.
 constexpr std::chrono::days kForgotten{90};
 
+/// Whether a file is one whose content can be told from noise.
+bool IsTellable(const FileStatus& status) {
+  return status.Kind == FileKind::File && status.Size >= kLeastNoise;
+}
+
 bool IsEncrypted(ContentKind kind) {
   return kind == ContentKind::Noise || kind == ContentKind::Sealed;
 }
@@ -42,8 +47,7 @@ std::u16string NewestOther(const RunContext& context, const BackupJob& job,
   std::u16string second;
   for (const JobState& state : ListStates(context, job)) {
     if (!state.Own || state.Unit == unit) continue;
-    const bool whole = state.Health == StateHealth::Whole || state.Health == StateHealth::Failures;
-    if (whole) return state.Unit;
+    if (IsEnded(state)) return state.Unit;
     if (second.empty() && WasWhole(state)) second = state.Unit;
   }
   return second;
@@ -60,9 +64,9 @@ std::shared_ptr<ChangeWatch> ChangeWatch::Begin(RunContext& context, BackupJob& 
     known.Last = kZeroDate;
     known.Good.clear();
   }
-  const bool asks = !job.Compressed && (unit.empty() || context.Files.FolderExists(unit));
-  const bool replaces = asks || (job.Compressed && context.Files.Status(unit));
-  if (replaces && context.Force) AcceptChanges(job.Extras);
+  const bool asks = job.Compressed ? bool(context.Files.Status(unit))
+                                   : unit.empty() || context.Files.FolderExists(unit);
+  if (asks && context.Force) AcceptChanges(job.Extras);
   if (known.Sure < 0) return nullptr;
   return std::shared_ptr<ChangeWatch>(new ChangeWatch(context, job, asks));
 }
@@ -84,7 +88,7 @@ std::string_view ChangeWatch::Head(const Folder& folder, std::u16string_view nam
 
 bool ChangeWatch::MayCopy(const FolderPair& pair, const WalkPaths& paths, std::u16string_view name,
                           const FileStatus& source, const FileStatus* dest) {
-  if (agreed_ || source.Kind != FileKind::File || source.Size < kLeastNoise) return true;
+  if (agreed_ || !IsTellable(source)) return true;
   const bool by_former = context_.Making.Former != nullptr;
   const Folder& old = by_former ? pair.Former : pair.Dest;
   if (!old || (!by_former && pair.DestIsNew)) return true;
@@ -100,10 +104,10 @@ bool ChangeWatch::MayCopy(const FolderPair& pair, const WalkPaths& paths, std::u
       names_of_ = paths.Source();
       listed_ = false;
     }
-    const std::string_view head = Head(pair.Source, name);
-    if (!IsEncrypted(JudgeContent(name, head))) return true;
+    const ContentKind now = JudgeContent(name, Head(pair.Source, name));
+    if (!IsEncrypted(now)) return true;
     if (!std::exchange(listed_, true)) names_ = Compare(pair.Source, old);
-    LookAtNew(pair.Source, name, source, old, names_, paths.Source());
+    LookAtNew(now, name, source.Size, old, names_, paths.Source());
   } else if (dest->Kind == FileKind::File && dest->Size > 0) {
     const bool same = dest->Size == source.Size && dest->Written == source.Written;
     Sampler& sampler = same ? same_ : changed_;
@@ -180,19 +184,28 @@ std::size_t ChangeWatch::BySize(const Folder& old, Names& names, std::uint64_t s
   return place;
 }
 
-void ChangeWatch::LookAtNew(const Folder& source, std::u16string_view name,
-                            const FileStatus& status, const Folder& old, Names& names,
-                            std::u16string_view path) {
-  const ContentKind now = JudgeContent(name, Head(source, name));
-  if (!IsEncrypted(now) || names.Gone.empty()) return;
+void ChangeWatch::LookAtNew(ContentKind now, std::u16string_view name, std::uint64_t size,
+                            const Folder& old, Names& names, std::u16string_view path) {
+  if (names.Gone.empty()) return;
   std::size_t place = ByName(names, name);
   const bool named = place < names.Gone.size();
-  if (!named) place = BySize(old, names, status.Size);
+  if (!named) place = BySize(old, names, size);
   if (place >= names.Gone.size()) return;
+  NoteMade(place, named && now == ContentKind::Noise, old, names, path, name);
+}
+
+void ChangeWatch::NoteMade(std::size_t place, bool sure, const Folder& old, Names& names,
+                           std::u16string_view path, std::u16string_view name) {
   const std::u16string& before = names.Gone[place];
   if (JudgeContent(before, Head(old, before)) != ContentKind::Format) return;
   names.Taken[place] = true;
-  Found(named && now == ContentKind::Noise, new_.Stride, path, name);
+  Found(sure, new_.Stride, path, name);
+}
+
+ContentKind ChangeWatch::KindOf(const Folder& folder, std::u16string_view name) {
+  const Result<FileStatus> status = folder.Status(name);
+  return status && IsTellable(*status) ? JudgeContent(name, Head(folder, name))
+                                       : ContentKind::Plain;
 }
 
 void ChangeWatch::LookAtKept(const Folder& source, const Folder& old, Names& names,
@@ -200,15 +213,8 @@ void ChangeWatch::LookAtKept(const Folder& source, const Folder& old, Names& nam
   for (const std::u16string& name : names.Kept) {
     const std::size_t place = ByName(names, name);
     if (place >= names.Gone.size() || !new_.Takes()) continue;
-    const Result<FileStatus> status = source.Status(name);
-    if (!status || status->Kind != FileKind::File || status->Size < kLeastNoise) continue;
-    const ContentKind now = JudgeContent(name, Head(source, name));
-    const std::u16string& before = names.Gone[place];
-    if (!IsEncrypted(now) || JudgeContent(before, Head(old, before)) != ContentKind::Format) {
-      continue;
-    }
-    names.Taken[place] = true;
-    Found(now == ContentKind::Noise, new_.Stride, path, name);
+    const ContentKind now = KindOf(source, name);
+    if (IsEncrypted(now)) NoteMade(place, now == ContentKind::Noise, old, names, path, name);
   }
 }
 
@@ -233,8 +239,9 @@ void ChangeWatch::LookAtFolder(const Folder& source, const Folder& dest, std::u1
   for (const std::u16string& name : names.Fresh) {
     if (!new_.Takes()) continue;
     const Result<FileStatus> status = source.Status(name);
-    if (!status || status->Kind != FileKind::File || status->Size < kLeastNoise) continue;
-    LookAtNew(source, name, *status, dest, names, path);
+    if (!status || !IsTellable(*status)) continue;
+    const ContentKind now = JudgeContent(name, Head(source, name));
+    if (IsEncrypted(now)) LookAtNew(now, name, status->Size, dest, names, path);
   }
 }
 
@@ -271,6 +278,10 @@ std::u16string ChangeWatch::Text() const {
 
 bool ChangeWatch::Passes() {
   if (!asks_ || agreed_ || found_ == 0 || !IsTooMuch()) return true;
+  return Ask();
+}
+
+bool ChangeWatch::Ask() {
   agreed_ = AskToGoOn(context_, job_, RunRefusal::ChangeGuard, u"檔案變更防護", Text());
   if (agreed_) {
     sure_ = likely_ = 0;
@@ -284,7 +295,7 @@ void ChangeWatch::LookAtPacked(const Folder& folder, std::u16string_view name,
                                const FileStatus& status) {
   // So many make the share sure enough.
   constexpr std::int64_t kEnough = 600;
-  if (status.Kind != FileKind::File || status.Size < kLeastNoise) return;
+  if (!IsTellable(status)) return;
   if (!HasKnownFormat(name) && !HasKnownFormat(StemOf(name))) return;
   const std::int64_t files = job_.Extras.Changes.Files;
   const auto stride = static_cast<std::uint32_t>(std::max<std::int64_t>(files / kEnough, 1));
@@ -295,12 +306,10 @@ void ChangeWatch::LookAtPacked(const Folder& folder, std::u16string_view name,
   if (example_.empty()) example_ = name;
 }
 
-bool ChangeWatch::MayReplace(std::u16string_view archive) {
-  if (!HoldsFarMore(job_.Extras.Changes.Usual) || !context_.Files.Status(archive)) return true;
+bool ChangeWatch::MayPack() {
+  if (!asks_ || !HoldsFarMore(job_.Extras.Changes.Usual)) return true;
   sure_ = odd_;
-  agreed_ = AskToGoOn(context_, job_, RunRefusal::ChangeGuard, u"檔案變更防護", Text());
-  if (agreed_) AcceptChanges(job_.Extras);
-  return agreed_;
+  return Ask();
 }
 
 std::int32_t ChangeWatch::OddShare() const {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/run_context.h"
+#include "files/content_kind.h"
 
 namespace kavrel {
 
@@ -36,9 +37,9 @@ class ChangeWatch {
   bool Passes();
   /// A folder of the source whose copy in the former state has been opened.
   void LookAtFormer(const FolderPair& pair, std::u16string_view path);
-  /// Whether an archive may take the place of one that is there, of all that was looked at. False
-  /// when the run is to stop: the host was asked and did not agree.
-  bool MayReplace(std::u16string_view archive);
+  /// To be asked before what was looked at is packed. False when the run is to stop: it would take
+  /// the place of an archive that is there, and the host was asked and did not agree.
+  bool MayPack();
   /// A file that goes into an archive.
   void LookAtPacked(const Folder& folder, std::u16string_view name, const FileStatus& status);
   /// At the run's end, before anything old goes: remembers in the job what was found, and raises
@@ -74,8 +75,14 @@ class ChangeWatch {
   std::string_view Head(const Folder& folder, std::u16string_view name);
   void LookAtChanged(const Folder& source, std::u16string_view name, const Folder& old,
                      const FileStatus& before, std::uint32_t weight, std::u16string_view path);
-  void LookAtNew(const Folder& source, std::u16string_view name, const FileStatus& status,
-                 const Folder& old, Names& names, std::u16string_view path);
+  /// `now`: what the content looks like, encrypted.
+  void LookAtNew(ContentKind now, std::u16string_view name, std::uint64_t size, const Folder& old,
+                 Names& names, std::u16string_view path);
+  /// A file that looks encrypted is made of that one of names.Gone, if that was what its name says.
+  void NoteMade(std::size_t place, bool sure, const Folder& old, Names& names,
+                std::u16string_view path, std::u16string_view name);
+  /// What the content of a file looks like that is large enough to be told; else Plain.
+  ContentKind KindOf(const Folder& folder, std::u16string_view name);
   static Names Compare(const Folder& source, const Folder& old);
   /// The file that a new one may have been made of, by name; the end of names.Gone for none.
   static std::size_t ByName(const Names& names, std::u16string_view name);
@@ -84,6 +91,8 @@ class ChangeWatch {
   static std::size_t BySize(const Folder& old, Names& names, std::uint64_t size);
   void Found(bool sure, std::uint32_t weight, std::u16string_view path, std::u16string_view name);
   bool IsTooMuch() const;
+  /// Whether somebody agrees to what was found.
+  bool Ask();
   std::int64_t SureLimit() const;
   std::int64_t LikelyLimit() const;
   /// How many of a thousand that go into an archive do not go with their names.

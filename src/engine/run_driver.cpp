@@ -149,9 +149,7 @@ int Pack(RunContext& context, BackupJob& job, std::u16string_view archive) {
                                                    const FileStatus& status) {
       changes.LookAtPacked(folder, name, status);
     };
-    archiving.MayPack = [&changes = *context.Changes, archive] {
-      return changes.MayReplace(archive);
-    };
+    archiving.MayPack = [&changes = *context.Changes] { return changes.MayPack(); };
   }
   const int result = CompressBackup(archiving, job, archive, context.Compression);
   RemoveListFile(context.Files);

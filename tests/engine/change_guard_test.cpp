@@ -57,6 +57,16 @@ class ChangeGuardTest : public testing::Test, protected TestProgram {
       SetWritten(Source() / NameOf(i), {1000000000, 0});
     }
   }
+  /// A source with a job that has no backup yet.
+  void BeginAnew(BackupType type) {
+    fs::remove_all(Source());
+    fs::remove_all(Temp.DriveD());
+    fs::create_directories(Temp.DriveD());
+    Program.Store.Jobs.clear();
+    Host.Questions.clear();
+    MakeTree();
+    AddJob(type);
+  }
   void EncryptInPlace(int from, int to) const {
     for (int i = from; i < to; ++i) {
       WriteTestFile(Source() / NameOf(i), Noise(4000, static_cast<unsigned>(1000 + i)));
@@ -88,12 +98,7 @@ TEST_F(ChangeGuardTest, EncryptionInPlaceIsStoppedBeforeATenthIsOverwritten) {
   for (const BackupType type :
        {BackupType::Full, BackupType::Differential, BackupType::Synchronise}) {
     SCOPED_TRACE(static_cast<int>(type));
-    fs::remove_all(Source());
-    fs::remove_all(Dest());
-    Program.Store.Jobs.clear();
-    Host.Questions.clear();
-    MakeTree();
-    AddJob(type);
+    BeginAnew(type);
     ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
     EncryptInPlace(0, kFiles);
     EXPECT_EQ(RunOnDay(1), RunOutcome::Guarded);
@@ -122,12 +127,7 @@ TEST_F(ChangeGuardTest, FilesThatBecomeNoiseUnderOtherNamesLoseNoCopy) {
   for (const BackupType type : {BackupType::Synchronise, BackupType::Differential}) {
     for (int manner = 0; manner < 4; ++manner) {
       SCOPED_TRACE(manner);
-      fs::remove_all(Source());
-      fs::remove_all(Dest());
-      Program.Store.Jobs.clear();
-      Host.Questions.clear();
-      MakeTree();
-      AddJob(type);
+      BeginAnew(type);
       ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
       for (int i = 0; i < 24; ++i) {
         const auto seed = static_cast<unsigned>(100 + i);
@@ -190,12 +190,7 @@ TEST_F(ChangeGuardTest, AFewFilesEachDayAreFoundAllTheSame) {
 TEST_F(ChangeGuardTest, DatedStatesGoOnAndTheLastGoodOneStays) {
   for (const BackupType type : {BackupType::Differential, BackupType::Full}) {
     SCOPED_TRACE(static_cast<int>(type));
-    fs::remove_all(Source());
-    fs::remove_all(Temp.DriveD());
-    fs::create_directories(Temp.DriveD());
-    Program.Store.Jobs.clear();
-    MakeTree();
-    AddJob(type);
+    BeginAnew(type);
     Job().Destination.Path = u"D:\\<mm>-<dd>\\";
     Job().Extras.KeepNewest = 3;
     Job().Extras.DeletesOld = true;
@@ -285,12 +280,7 @@ TEST_F(ChangeGuardTest, WhatWasRefusedInTheOnlyStateIsStillWhatTheNextOneIsCompa
 TEST_F(ChangeGuardTest, EncryptionThatLeavesTheFilesForARunIsFoundWhenTheyGo) {
   for (const BackupType type : {BackupType::Synchronise, BackupType::Differential}) {
     SCOPED_TRACE(static_cast<int>(type));
-    fs::remove_all(Source());
-    fs::remove_all(Temp.DriveD());
-    fs::create_directories(Temp.DriveD());
-    Program.Store.Jobs.clear();
-    MakeTree();
-    AddJob(type);
+    BeginAnew(type);
     const bool dated = type == BackupType::Differential;
     if (dated) Job().Destination.Path = u"D:\\<mm>-<dd>\\";
     Job().Extras.KeepNewest = 1;
