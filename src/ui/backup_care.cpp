@@ -286,16 +286,17 @@ void BackupCare::TellVerification(const VerifyReport& report, const BackupJob& j
 }
 
 void BackupCare::Scrub(int row) {
-  if (!MayStart(row)) return;
-  run_.Begin(row, false);
-  const VerifyReport report = program_.ScrubJobNow(row);
-  TellCare(report, program_.Store.Jobs[static_cast<std::size_t>(row)]);
+  LookWithoutSource(row, [&] { return program_.ScrubJobNow(row); });
 }
 
 void BackupCare::TryRestore(int row) {
+  LookWithoutSource(row, [&] { return program_.DrillJobNow(row); });
+}
+
+void BackupCare::LookWithoutSource(int row, const std::function<VerifyReport()>& look) {
   if (!MayStart(row)) return;
   run_.Begin(row, false);
-  const VerifyReport report = program_.DrillJobNow(row);
+  const VerifyReport report = look();
   TellCare(report, program_.Store.Jobs[static_cast<std::size_t>(row)]);
 }
 

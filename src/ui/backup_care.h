@@ -54,6 +54,7 @@ class BackupCare : public QObject {
   void JobChanged();
 
  private:
+  void LookWithoutSource(int row, const std::function<VerifyReport()>& look);
   /// Tells what was found in a backup that was looked at without its source.
   void TellCare(const VerifyReport& report, const BackupJob& job);
   /// `state`: what has come to which end, to go before the figures.
