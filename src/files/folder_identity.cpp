@@ -18,17 +18,20 @@ bool IsAmong(const std::vector<FileStatus>& folders, const FileStatus& folder) {
 }
 
 std::u16string RealPlace(const FileSystem& files, std::u16string_view path) {
-  std::u16string rest;
+  std::vector<std::u16string_view> missing;  // the innermost first
   std::size_t back = 0;
   for (; !path.empty(); path = PathFolder(path)) {
     std::u16string real = files.RealPath(path);
-    if (!real.empty()) return real == u"/" && !rest.empty() ? rest : real + rest;
+    if (!real.empty()) {
+      for (; !missing.empty(); missing.pop_back()) real = JoinPath(real, missing.back());
+      return real;
+    }
     const std::u16string_view name = PathName(DropBackslash(path));
     // Of what is not there, only the names lead back.
     if (name == u"..") {
       ++back;
     } else if (name != u"." && !name.empty()) {
-      if (back == 0) rest.insert(0, u"/" + std::u16string(name));
+      if (back == 0) missing.push_back(name);
       if (back > 0) --back;
     }
   }
