@@ -154,6 +154,7 @@ TEST_F(ScrubTest, ATestRestoreTellsHowManyFilesCameBackAsTheyWere) {
 }
 
 TEST_F(ScrubTest, ArchivesAreReadAgainAndUnpackedForATrial) {
+  if (!Program.Context.Archiver.Present()) GTEST_SKIP() << "no archive program";
   for (int i = 0; i < 9; ++i) Write("d/" + std::to_string(i), std::to_string(i));
   AddJob(BackupType::Compressed);
   Run();
@@ -256,7 +257,7 @@ TEST_F(ScrubTest, AFullRunKeepsTheGoodCopyOfASourceThatIsDamaged) {
   Run();
   Spoil(Source() / "rotten");
   // As if the copy were the later one: no disk tells of what it has spoilt.
-  fs::permissions(Dest() / "rotten", fs::status(Dest() / "rotten").permissions());
+  fs::last_write_time(Dest() / "rotten", fs::last_write_time(Dest() / "rotten"));
   Spoil(Source() / "written");
   Run();
   EXPECT_EQ(ReadTestFile(Dest() / "rotten"), "it was good");

@@ -139,9 +139,7 @@ ErrorCode File::SetSize(std::uint64_t size) {
 }
 
 Result<FileStatus> File::Status() const {
-  Result<FileStatus> status = win32::StatusOf(handle_);
-  if (status) status->Changed = win32::ChangeTimeOf(handle_);
-  return status;
+  return win32::StatusOf(handle_);
 }
 
 ErrorCode File::Sync() {

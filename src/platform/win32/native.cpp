@@ -246,13 +246,11 @@ Result<FileStatus> StatusOf(HANDLE handle) {
   status.Device = status.Mount = found.dwVolumeSerialNumber;
   status.Id = whole(found.nFileIndexHigh, found.nFileIndexLow);
   status.Links = found.nNumberOfLinks;
+  BasicRecord basic{};
+  if (Query(handle, basic, kBasicClass) >= 0 && basic.Changed.QuadPart != 0) {
+    status.Changed = ToFileTime(basic.Changed.QuadPart);
+  }
   return {status, 0};
-}
-
-FileTime ChangeTimeOf(HANDLE handle) {
-  BasicRecord record{};
-  const bool known = Query(handle, record, kBasicClass) >= 0 && record.Changed.QuadPart != 0;
-  return known ? ToFileTime(record.Changed.QuadPart) : FileTime{};
 }
 
 ErrorCode SetTimesOf(HANDLE handle, const FileStatus& from) {

@@ -92,10 +92,7 @@ Result<Handle> Open(HANDLE folder, std::u16string_view name, const Opening& how)
 /// (files that live in a cloud or are deduplicated, say) are opened for their content.
 Result<Handle> OpenEntry(HANDLE folder, std::u16string_view name, Opening how);
 
-/// Without the time of the last change, which costs a call of its own.
 Result<FileStatus> StatusOf(HANDLE handle);
-/// Zero where the file system keeps none.
-FileTime ChangeTimeOf(HANDLE handle);
 /// The kind that attributes and, for a reparse point, its tag tell.
 FileKind KindOf(std::uint32_t attributes, std::uint32_t tag);
 FileTime ToFileTime(std::int64_t ticks);
