@@ -88,8 +88,11 @@ ErrorCode DeleteFolderUnit(const FileSystem& files, const BackupJob& job, const 
     name = PathName(DropBackslash(unfinished));
     if (const ErrorCode unsure = parent.Sync()) return unsure;
   }
+  // Wine cannot use what was opened under the former name.
+  const Result<Folder> now = parent.OpenFolder(name);
+  if (!now) return now.Error;
   mark->Figures.reset();
-  if (const ErrorCode error = WriteOwnerMark(folder, *mark)) return error;
+  if (const ErrorCode error = WriteOwnerMark(*now, *mark)) return error;
   return RemoveTree(parent, name, kOwnerMark);
 }
 
