@@ -42,7 +42,7 @@ TEST_F(LanguageTest, EveryLineIsInOneLanguageAndJsonInNone) {
     for (const Words& words : asked) {
       const CommandResult result = In(language.Code, words);
       // The names of logs are files' names.
-      static const std::regex kLogs("/[^\n]*\\.txt");
+      static const std::regex kLogs("[/\\\\][^\n]*\\.txt");
       const std::string said = std::regex_replace(result.Output + result.Errors, kLogs, "");
       const bool may = language.Code.starts_with("zh") || language.Code == "ja";
       EXPECT_TRUE(may || !HasChinese(said)) << language.Code << " " << words[0] << ": " << said;

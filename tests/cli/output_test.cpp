@@ -79,17 +79,18 @@ TEST_F(OutputTest, ProgressIsThatOfTheWholeRunInBothDirectionsAndOfVerifications
 }
 
 TEST_F(OutputTest, AVerificationNamesEachFileThatItCompares) {
-  WriteTestFile(source_ / "same", "a");
-  WriteTestFile(source_ / "sub/missing", "b");
+  const fs::path same = source_ / "same", missing = source_ / "sub" / "missing";
+  WriteTestFile(same, "a");
+  WriteTestFile(missing, "b");
   Add("A");
   ASSERT_EQ(Code({"run", "A"}), 0);
-  EXPECT_FALSE(Holds(Ctl({"verify", "A"}).Output, "/same"));
+  EXPECT_FALSE(Holds(Ctl({"verify", "A"}).Output, same.string()));
   fs::remove(dest_ / "sub/missing");
   const CommandResult told = Ctl({"verify", "A", "-v"});
   EXPECT_EQ(told.ExitCode, 1);
-  EXPECT_TRUE(Holds(told.Output, "驗證  " + (source_ / "same").string() + "\n")) << told.Output;
-  EXPECT_TRUE(Holds(told.Output, (source_ / "sub/missing").string() + "\n")) << told.Output;
-  EXPECT_TRUE(Holds(told.Errors, "缺少 " + (source_ / "sub/missing").string())) << told.Errors;
+  EXPECT_TRUE(Holds(told.Output, "驗證  " + same.string() + "\n")) << told.Output;
+  EXPECT_TRUE(Holds(told.Output, missing.string() + "\n")) << told.Output;
+  EXPECT_TRUE(Holds(told.Errors, "缺少 " + missing.string())) << told.Errors;
 }
 
 TEST_F(OutputTest, ATerminalGetsTablesOfItsWidthAndColoursUnlessTheyAreForbidden) {
