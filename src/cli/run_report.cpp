@@ -35,6 +35,12 @@ constexpr RunWords kRestore = {TrLater(u"還原中斷"),
                                TrLater(u"已還原失敗檔案總計："),
                                TrLater(u"完成還原容量總計　：")};
 
+/// In the largest unit, and exactly where that is another text.
+std::u16string SizeShown(std::uint64_t bytes) {
+  const bool small = FormatSize(bytes, SizeMode::Scaled) == FormatSize(bytes, SizeMode::Bytes);
+  return Shown(FormatSize(bytes, small ? SizeMode::Bytes : SizeMode::Both));
+}
+
 /// A heading and labelled lines below it, whose values stand below each other.
 class Block {
  public:
@@ -81,7 +87,7 @@ void PrintResult(const BackupJob& job, const Program& program, const RunWords& w
     block.Line(TrLater(u"無法查看檔案總計　："), ScreenNumber(result.UnseenFiles));
   if (result.WarningFiles > 0)
     block.Line(TrLater(u"警告檔案總計　　　："), ScreenNumber(result.WarningFiles));
-  block.Line(words.Bytes, Shown(FormatSize(result.CopiedBytes, SizeMode::Both)));
+  block.Line(words.Bytes, SizeShown(result.CopiedBytes));
   const std::uint64_t removed = std::uint64_t{result.SyncDeletedFiles} + result.SyncDeletedFolders +
                                 counters.RecycledFiles + counters.RecycledFolders;
   if (removed > 0) {
@@ -191,7 +197,7 @@ void PrintVerification(const VerifyReport& report, const BackupJob& job, std::st
   if (report.Mended > 0) {
     block.Line(TrLater(u"已修復檔案總計　　："), ScreenNumber(report.Mended));
   }
-  block.Line(TrLater(u"完成驗證容量總計　："), Shown(FormatSize(report.Bytes, SizeMode::Both)));
+  block.Line(TrLater(u"完成驗證容量總計　："), SizeShown(report.Bytes));
   block.Line(TrLater(u"日誌檔名稱　　　　："), report.LogPath);
   block.Print();
 }
