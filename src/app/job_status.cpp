@@ -2,6 +2,7 @@
 
 #include "base/translation.h"
 
+#include "log/log_end.h"
 #include "log/log_troubles.h"
 #include "schedule/next_run.h"
 
@@ -21,9 +22,15 @@ void TellFailure(JobStatus& status, const FileSystem& files, const BackupJob& jo
                  const JobHealth& health) {
   status.Cause = CauseWord(health.Cause);
   status.Reason = health.Text;
-  const std::u16string more = job.Extras.NotBegun && !job.Extras.Unbegun.empty()
-                                  ? job.Extras.Unbegun.back().Text
-                                  : FirstTrouble(files, health.LogPath);
+  std::u16string more;
+  if (job.Extras.NotBegun && !job.Extras.Unbegun.empty()) {
+    more = job.Extras.Unbegun.back().Text;
+  } else if (const Result<std::u16string> log = ReadJobLog(files, health.LogPath); log) {
+    more = FirstTroubleIn(*log);
+    const bool no_key =
+        health.Cause == HealthCause::Differences && EndTold(*log) == LogEnd::WrongPassword;
+    if (no_key) status.Cause = "wrong-password";
+  }
   if (!more.empty()) status.Reason += u"：" + more;
 }
 
@@ -61,12 +68,6 @@ std::u16string FirstFailure(const std::vector<RunFailure>& failures) {
 
 std::u16string FirstTroubleIn(std::u16string_view log) {
   return FirstFailure(ReadTroubles(log, 1));
-}
-
-std::u16string FirstTrouble(const FileSystem& files, const std::u16string& path) {
-  if (path.empty()) return {};
-  const Result<std::u16string> log = ReadJobLog(files, path);
-  return log ? FirstTroubleIn(*log) : std::u16string();
 }
 
 std::vector<JobStatus> StatusOfJobs(Program& program, DateTime now,

@@ -27,9 +27,7 @@ std::vector<JobStatus> StatusOfJobs(Program& program, DateTime now,
 
 /// The first of what failed in words; empty when nothing did.
 std::u16string FirstFailure(const std::vector<RunFailure>& failures);
-/// What the log at this path tells first of a run that went badly; empty when it tells nothing.
-std::u16string FirstTrouble(const FileSystem& files, const std::u16string& path);
-/// The same of a log's text.
+/// What the text of a log tells first of a run that went badly; empty when it tells nothing.
 std::u16string FirstTroubleIn(std::u16string_view log);
 
 /// "ok", "running", "waiting", "overdue", "failed", "never" or "off".

@@ -18,6 +18,7 @@
 #include "files/folder_identity.h"
 #include "files/owner_mark.h"
 #include "files/path.h"
+#include "log/log_end.h"
 #include "platform/error_codes.h"
 #include "walk/same_folder.h"
 #include "walk/traverse.h"
@@ -415,7 +416,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
     if (!made) {
       CountFailure(context, 0);
       if (context.NotMade) context.NotMade();
-      context.Tell(u": 建立目錄 (失敗)：", folder, ApiErrorText(made.Error));
+      context.Tell(kFolderFailed, folder, ApiErrorText(made.Error));
       return made.Error;
     }
     RemoveOldHalves(context, folder);

@@ -14,7 +14,7 @@
 #include "cli/console.h"
 #include "cli/json_text.h"
 #include "cli/run_report.h"
-#include "engine/refusal.h"
+#include "log/log_end.h"
 #include "log/log_figures.h"
 #include "log/log_troubles.h"
 
@@ -26,10 +26,10 @@ namespace {
 /// neither a row there nor a log.
 struct ListedRun {
   LogRow Row;
-  std::size_t Number = 0;                ///< that --show takes; 0 = there is no log
-  std::string_view Unbegun{};            ///< why it could not begin
-  std::u16string Reason{};               ///< of one that went badly, as far as it is known
-  RunOutcome Outcome = RunOutcome::Ran;  ///< what its log tells of a guard that stopped it
+  std::size_t Number = 0;      ///< that --show takes; 0 = there is no log
+  std::string_view Unbegun{};  ///< why it could not begin
+  std::u16string Reason{};     ///< of one that went badly, as far as it is known
+  LogEnd End = LogEnd::Ordinary;
   LogFigures Figures{};
 };
 
@@ -39,12 +39,28 @@ std::string_view KindWord(LogKind kind) {
   return kWords[static_cast<std::size_t>(kind)];
 }
 
+/// A whole run may have copied files that look encrypted, which its row does not tell.
+bool IsBad(const ListedRun& run) {
+  return IsBadRun(run.Row) || run.End == LogEnd::Changes;
+}
+
 std::string_view ResultOf(const ListedRun& run) {
   if (!run.Unbegun.empty()) return run.Unbegun;
-  if (run.Outcome == RunOutcome::NoSpace) return ResultWord(kNoSpace);
-  if (run.Outcome == RunOutcome::Guarded) return ResultWord(kGuarded);
+  switch (run.End) {
+    case LogEnd::NoSpace:
+      return ResultWord(kNoSpace);
+    case LogEnd::Guarded:
+      return ResultWord(kGuarded);
+    case LogEnd::NoPlace:
+      return ResultWord(kNoPlace);
+    case LogEnd::WrongPassword:
+      return "wrong-password";
+    case LogEnd::Changes:
+    case LogEnd::Ordinary:
+      break;
+  }
   if (run.Row.Stopped) return "interrupted";
-  return IsBadRun(run.Row) ? "some-failed" : "ok";
+  return IsBad(run) ? "some-failed" : "ok";
 }
 
 nlohmann::json ToJson(const ListedRun& run) {
@@ -131,8 +147,21 @@ void LookInto(const FileSystem& files, ListedRun& run) {
   const Result<std::u16string> log = ReadJobLog(files, run.Row.LogPath);
   if (!log) return;
   run.Figures = ReadFigures(*log);
-  if (IsBadRun(run.Row)) run.Reason = FirstTroubleIn(*log);
-  if (run.Row.Stopped) run.Outcome = OutcomeTold(*log);
+  run.End = EndTold(*log);
+  if (IsBad(run)) run.Reason = FirstTroubleIn(*log);
+  if (run.End == LogEnd::Changes && run.Reason.empty()) run.Reason = AlarmTold(*log);
+}
+
+/// The last of them that are wanted, with what their logs tell, in their order.
+std::vector<ListedRun> LookIntoLast(const FileSystem& files, std::vector<ListedRun> runs,
+                                    std::size_t last, bool bad_only) {
+  std::vector<ListedRun> wanted;
+  for (; !runs.empty() && wanted.size() < last; runs.pop_back()) {
+    LookInto(files, runs.back());
+    if (!bad_only || IsBad(runs.back())) wanted.push_back(std::move(runs.back()));
+  }
+  std::reverse(wanted.begin(), wanted.end());
+  return wanted;
 }
 
 }  // namespace
@@ -145,8 +174,10 @@ int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool js
     session.FindJob(ToUtf8(filter.Job));
     return kNoSuchJob;
   }
-  std::vector<ListedRun> found = FindRuns(program, *meant);
-  if (found.size() > last) found.erase(found.begin(), found.end() - static_cast<long>(last));
+  LogFilter by_row = *meant;
+  by_row.Failed = false;
+  const std::vector<ListedRun> found =
+      LookIntoLast(program.Files, FindRuns(program, by_row), last, meant->Failed);
   nlohmann::json list = nlohmann::json::array();
   std::vector<std::vector<std::u16string>> table{
       {u"#", std::u16string(TrIn("log column", u"備份排程名稱")),
@@ -156,15 +187,14 @@ int ListLog(Session& session, std::size_t last, const LogFilter& filter, bool js
        std::u16string(TrIn("log column", u"下次備份時間")),
        std::u16string(TrIn("log column", u"原因"))}};
   std::vector<Colour> colours{Colour::Plain};
-  for (ListedRun& run : found) {
-    LookInto(program.Files, run);
+  for (const ListedRun& run : found) {
     list.push_back(ToJson(run));
     std::vector<std::u16string> cells{run.Number > 0 ? ScreenNumber(run.Number) : std::u16string()};
     const LogColumns columns = ColumnsOf(run.Row);
     cells.push_back(ShownName(columns.front()));
     for (std::size_t i = 1; i < kLogPathColumn; ++i) cells.push_back(Shown(columns[i]));
     cells.push_back(Shown(run.Reason));
-    colours.push_back(IsBadRun(run.Row) ? Colour::Bad : Colour::Plain);
+    colours.push_back(IsBad(run) ? Colour::Bad : Colour::Plain);
     table.push_back(std::move(cells));
   }
   if (json) {

@@ -98,7 +98,12 @@ void AcceptPlaces(JobExtras& extras) {
 void AcceptChanges(JobExtras& extras) {
   KnownChanges anew;
   anew.Files = extras.Changes.Files;
-  if (!IsAlarmed(extras)) anew.Sure = -1;
+  if (!IsAlarmed(extras)) {
+    anew.Sure = -1;
+  } else if (extras.BadBy == BadEnd::Changes) {
+    // Nothing but the alarm was wrong with the last run.
+    NoteEnd(extras, true, BadEnd::Other, kZeroDate);
+  }
   extras.Changes = anew;
 }
 

@@ -12,6 +12,7 @@
 #include "engine/read_sum.h"
 #include "files/file_copy.h"
 #include "files/path.h"
+#include "log/log_end.h"
 
 namespace kavrel {
 
@@ -107,7 +108,7 @@ std::u16string Repair::Doubt() {
   ArchiveContext archiving = context_.Archiving();
   const ArchiveCheck check = CheckArchive(archiving, job_, JoinPath(staging_.Path(), name_));
   if (check.Result == 0) return {};
-  return check.WrongPassword ? u"密碼錯誤" : u"修復的結果沒有通過壓縮檔的測試";
+  return std::u16string(check.WrongPassword ? kPasswordWrong : u"修復的結果沒有通過壓縮檔的測試");
 }
 
 ErrorCode Repair::Carry() {

@@ -8,6 +8,7 @@
 #include "engine/refusal.h"
 #include "engine/states.h"
 #include "files/content_kind.h"
+#include "log/log_end.h"
 
 namespace kavrel {
 
@@ -282,7 +283,7 @@ bool ChangeWatch::Passes() {
 }
 
 bool ChangeWatch::Ask() {
-  agreed_ = AskToGoOn(context_, job_, RunRefusal::ChangeGuard, u"檔案變更防護", Text());
+  agreed_ = AskToGoOn(context_, job_, RunRefusal::ChangeGuard, kChangesTitle, Text());
   if (agreed_) {
     sure_ = likely_ = 0;
     found_ = 0;
@@ -366,7 +367,7 @@ void ChangeWatch::Raise(std::u16string_view unit) {
   KnownChanges& known = job_.Extras.Changes;
   known.Alarm = job_.RunStarted;
   known.Sure = known.Likely = 0;
-  context_.Tell(u": 檔案變更防護 (警告)：", Text());
+  context_.Tell(kChangesAlarm, Text());
   ++context_.Report.Counters.WarningFiles;
   if (known.Good.empty() || PinState(context_.Files, job_, known.Good, true) != 0) {
     known.Good = NewestOther(context_, job_, unit);

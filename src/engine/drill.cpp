@@ -19,6 +19,7 @@
 #include "files/path.h"
 #include "files/remove_tree.h"
 #include "files/sum_list.h"
+#include "log/log_end.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -180,7 +181,7 @@ void Drill::RestoreFrom(const std::u16string& unit, const std::vector<const Dril
   report_.WrongPassword = report_.WrongPassword || wrong;
   if (outcome != RunOutcome::Ran || wrong) {
     return TellDifference(context_, report_, &VerifyCounters::Unreadable, kUnreadable, unit,
-                          wrong ? u"密碼錯誤" : context_.Report.RefusalText);
+                          wrong ? std::u16string(kPasswordWrong) : context_.Report.RefusalText);
   }
   for (const Drilled* file : files) Compare(*file, target);
 }

@@ -12,6 +12,7 @@
 #include "files/path.h"
 #include "files/place.h"
 #include "files/remove_tree.h"
+#include "log/log_end.h"
 #include "platform/error_codes.h"
 #include "platform/recycle_bin.h"
 #include "rules/date_tokens.h"
@@ -178,7 +179,7 @@ bool NoteUnit(const RunContext& context, BackupJob& job, std::u16string_view uni
 
 void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
   if (const std::u16string alarm = ChangeAlarmText(job); !alarm.empty()) {
-    context.LogTimed(u": 檔案變更防護 (警告)：", alarm);
+    context.LogTimed(kChangesAlarm, alarm);
     return;
   }
   RecycleBin bin(context.Clock);

@@ -9,6 +9,7 @@
 #include "files/error_text.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
+#include "log/log_end.h"
 #include "platform/error_codes.h"
 #include "platform/trace.h"
 
@@ -16,7 +17,6 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::u16string_view kFolderFailed = u": 建立目錄 (失敗)：";
 
 }  // namespace
 

@@ -1,17 +1,9 @@
 #include "engine/refusal.h"
 
 #include "base/translation.h"
-#include "log/log_troubles.h"
 #include "platform/trace.h"
 
 namespace kavrel {
-
-namespace {
-
-// What follows the title of a guard that stopped the run; not translated: compared with the log.
-constexpr std::u16string_view kStopped = u" (中斷)";
-
-}  // namespace
 
 bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
                std::u16string_view title, std::u16string_view matter) {
@@ -28,14 +20,6 @@ bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
     context.Report.Failures.Note(Fill(u"%1 (中斷)", {title}), matter);
   }
   return go_on;
-}
-
-RunOutcome OutcomeTold(std::u16string_view log) {
-  for (const RunFailure& trouble : ReadTroubles(log)) {
-    if (!trouble.What.ends_with(kStopped)) continue;
-    return trouble.What.starts_with(kSpaceTitle) ? RunOutcome::NoSpace : RunOutcome::Guarded;
-  }
-  return RunOutcome::Ran;
 }
 
 RunOutcome OutcomeOf(const RunReport& report) {

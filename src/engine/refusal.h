@@ -8,9 +8,6 @@
 
 namespace kavrel {
 
-/// The title of what asks because the copies do not fit.
-inline constexpr std::u16string_view kSpaceTitle = u"檢查可用空間";
-
 /// Asks the host about what is the matter, with `title` before it. What came of it goes into the
 /// log. Without agreement the report's Refusal is set, and false is given.
 bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
@@ -18,9 +15,6 @@ bool AskToGoOn(RunContext& context, const BackupJob& job, RunRefusal refusal,
 
 /// The outcome of a run or a restore that may have stopped so.
 RunOutcome OutcomeOf(const RunReport& report);
-/// The same of an earlier run, as the text of its log tells: Guarded or NoSpace where it was
-/// stopped so, else Ran.
-RunOutcome OutcomeTold(std::u16string_view log);
 inline const RunReport& EndRun(RunContext& context, RunOutcome outcome) {
   context.Report.Outcome = outcome;
   return context.Report;

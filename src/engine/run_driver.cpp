@@ -33,14 +33,16 @@ BadEnd EndOf(const RunContext& context) {
   return outcome == RunOutcome::Guarded   ? BadEnd::Guard
          : outcome == RunOutcome::NoSpace ? BadEnd::Space
          : context.Report.HasNoPlace()    ? BadEnd::Place
-                                          : BadEnd::Other;
+         : context.Report.Alarm.empty()   ? BadEnd::Other
+                                          : BadEnd::Changes;
 }
 
 /// Ends the run's bookkeeping in the job.
 void RecordResult(RunContext& context, BackupJob& job, bool stopped) {
   const DateTime now = context.Clock.Now();
   job.LastRunResult = ToLastRunResult(context.Report.Counters, stopped);
-  NoteEnd(job.Extras, !stopped && IsComplete(context.Report.Counters), EndOf(context), job.LastRun);
+  const bool good = !stopped && IsComplete(context.Report.Counters) && context.Report.Alarm.empty();
+  NoteEnd(job.Extras, good, EndOf(context), job.LastRun);
   job.LastRun = now;
   job.Extras.Unseen = context.Report.Counters.UnseenFiles > 0;
   // A clock that was set back meanwhile must not make the same time due again.

@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "engine/run_driver.h"
 #include "files/size_text.h"
+#include "log/log_end.h"
 
 namespace kavrel {
 
@@ -21,7 +22,7 @@ void WriteSummaryBlock(RunContext& context, const BackupJob& job, std::u16string
   log.WriteJobLog({});
   log.WriteJobLog(separator);
   log.WriteJobLog(u"來源備份資料夾　　：" + job.Source.Path);
-  log.WriteJobLog(u"目標存放資料夾　　：" + std::u16string(backup));
+  log.WriteJobLog(std::u16string(kDestinationLine).append(backup));
   log.WriteJobLog(ReplaceAll(summary, u"&", u"&&"));
   log.WriteJobLog(separator);
   log.WriteJobLog({});

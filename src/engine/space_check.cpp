@@ -8,6 +8,7 @@
 #include "engine/run_planner.h"
 #include "files/place.h"
 #include "files/size_text.h"
+#include "log/log_end.h"
 
 namespace kavrel {
 

@@ -5,6 +5,7 @@
 #include "archive/recovery_data.h"
 #include "engine/change_guard.h"
 #include "files/path.h"
+#include "log/log_end.h"
 #include "platform/error_codes.h"
 #include "walk/folder_files.h"
 
@@ -535,7 +536,7 @@ bool TreeWalk::MayCopy(const FolderPair& pair, std::u16string_view name, const F
 }
 
 void TreeWalk::DestinationFailed(ErrorCode why) {
-  context_.Fail(u": 建立目錄 (失敗)：", paths_.Dest(), why);
+  context_.Fail(kFolderFailed, paths_.Dest(), why);
 }
 
 }  // namespace kavrel

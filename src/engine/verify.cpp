@@ -20,6 +20,7 @@
 #include "files/disk_wait.h"
 #include "files/path.h"
 #include "files/size_text.h"
+#include "log/log_end.h"
 #include "rules/date_tokens.h"
 
 namespace kavrel {
@@ -62,7 +63,7 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
     report.Bytes = 0;
     report.WrongPassword = check.WrongPassword;
     TellDifference(context, report, &VerifyCounters::Unreadable, u": 驗證檔案 (無法讀取)：",
-                   archive, check.WrongPassword ? u"密碼錯誤" : u"");
+                   archive, check.WrongPassword ? kPasswordWrong : u"");
   } else if (unread || (check.Damaged.empty() && sum == ArchiveSum::Differs)) {
     // Another archive in its place may be as good by its own checksums as the one that was made.
     // Which of the two is wrong then, the archive or the list, nothing tells.

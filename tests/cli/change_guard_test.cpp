@@ -70,6 +70,10 @@ TEST_F(ChangeGuardCtlTest, AnAlarmOfDatedFoldersStandsUntilItIsAccepted) {
   EXPECT_EQ(run_anew(), 1);
   EXPECT_EQ(states(), 2U);
   EXPECT_EQ(Status()["cause"], "changes");
+  const json bad = Json({"log", "--failed"});
+  ASSERT_EQ(bad.size(), 1U);
+  EXPECT_EQ(bad[0]["result"], "some-failed");
+  EXPECT_TRUE(Holds(bad[0]["reason"], "files have turned to what looks encrypted")) << bad;
   EXPECT_TRUE(Json({"list"})[0]["changes_since"].is_string());
   EXPECT_TRUE(Json({"keep", "a", "--explain"})["held_back"]);
   EXPECT_EQ(Code({"edit", "a", "--change-guard", "accept"}), 0);

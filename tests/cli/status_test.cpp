@@ -130,6 +130,7 @@ TEST_F(StatusTest, WhatStoppedARunHasItsOwnWordEvenWithoutItsLog) {
   EXPECT_EQ(Code({"run", "NoPlace"}), 10);
   EXPECT_EQ(Code({"run", "NoSource"}), 5);
   EXPECT_EQ(Json({"log", "--job", "Guarded"})[0]["result"], "guarded");
+  EXPECT_EQ(Json({"log", "--job", "NoPlace"})[0]["result"], "no-place");
   const std::pair<const char*, const char*> causes[] = {
       {"Guarded", "guarded"}, {"NoPlace", "no-place"}, {"NoSource", "source-missing"}};
   for (const bool cleared : {false, true}) {

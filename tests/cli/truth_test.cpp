@@ -195,6 +195,8 @@ TEST_F(TruthTest, AWrongPasswordIsToldOnceAndIsNoDamage) {
   EXPECT_TRUE(Holds(Ctl({"--lang", "en", "log"}).Output, "(wrong password)"));
   const json verified = Json({"verify", "A"})["runs"][0];
   EXPECT_EQ(verified["result"], "wrong-password");
+  EXPECT_EQ(Json({"log"}).back()["result"], "wrong-password");
+  EXPECT_EQ(Json({"status"})["jobs"][0]["cause"], "wrong-password");
   EXPECT_EQ(verified["damaged"], 0);
   EXPECT_EQ(verified["bytes"], 0) << "nothing of it was verified";
   EXPECT_EQ(Json({"states", "A"})[0]["verified"]["damaged"], 0) << "that with the right one";

@@ -217,7 +217,9 @@ TEST_F(ChangeGuardTest, DatedStatesGoOnAndTheLastGoodOneStays) {
     EXPECT_EQ(count(), before + 5) << "nothing goes while the alarm stands";
     EXPECT_TRUE(Host.Questions.empty());
     ASSERT_TRUE(Program.ReloadJobs());
+    EXPECT_LT(LastSuccess(Job(), Program.LogRows.Rows()), Job().LastRun);
     AcceptChanges(Job().Extras);
+    EXPECT_EQ(LastSuccess(Job(), Program.LogRows.Rows()), Job().LastRun);
     EXPECT_EQ(RunOnDay(day), RunOutcome::Ran);
     EXPECT_EQ(CodeOfBackup(Program.Context, Job()), kDone);
     EXPECT_EQ(count(), 4) << "the newest three, and the pinned one";
