@@ -95,16 +95,21 @@ void AcceptPlaces(JobExtras& extras) {
   if (extras.StateFiles > 0 || !extras.Made.empty()) extras.StateFiles = 0;
 }
 
-void AcceptChanges(JobExtras& extras) {
+void ForgetChanges(JobExtras& extras) {
   KnownChanges anew;
   anew.Files = extras.Changes.Files;
-  if (!IsAlarmed(extras)) {
-    anew.Sure = -1;
+  extras.Changes = anew;
+}
+
+void AcceptChanges(JobExtras& extras) {
+  const bool alarmed = IsAlarmed(extras);
+  ForgetChanges(extras);
+  if (!alarmed) {
+    extras.Changes.Sure = -1;
   } else if (extras.BadBy == BadEnd::Changes) {
     // Nothing but the alarm was wrong with the last run.
     NoteEnd(extras, true, BadEnd::Other, kZeroDate);
   }
-  extras.Changes = anew;
 }
 
 }  // namespace kavrel

@@ -207,6 +207,8 @@ inline bool IsAlarmed(const JobExtras& extras) {
 }
 /// The next run takes disks and sizes as they are.
 void AcceptPlaces(JobExtras& extras);
+/// Nothing of what has changed up to now is known any more.
+void ForgetChanges(JobExtras& extras);
 /// What has changed up to now was meant: the alarm ends, and nothing is held against the next runs.
 void AcceptChanges(JobExtras& extras);
 

@@ -378,6 +378,8 @@ void ChangeWatch::Raise(std::u16string_view unit) {
 
 void EndChanges(RunContext& context, BackupJob& job, std::u16string_view unit) {
   if (const auto changes = std::exchange(context.Changes, nullptr)) changes->End(unit);
+  // Whoever switches it on again later does not mean what was there before.
+  if (!job.Extras.GuardChanges) ForgetChanges(job.Extras);
   context.Report.Alarm = ChangeAlarmText(job);
 }
 

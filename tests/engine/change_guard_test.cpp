@@ -182,9 +182,12 @@ TEST_F(ChangeGuardTest, AFewFilesEachDayAreFoundAllTheSame) {
   EXPECT_EQ(RunOnDay(200), RunOutcome::Ran);
   ExpectAsked(1);
   Job().Extras.GuardChanges = false;
+  Job().Extras.Changes.Alarm = Clock.Now();
   EncryptInPlace(20, 45);
   EXPECT_EQ(RunOnDay(201), RunOutcome::Ran);
   ExpectAsked(1);
+  Job().Extras.GuardChanges = true;
+  EXPECT_FALSE(IsAlarmed(Job().Extras)) << "an alarm of former times";
 }
 
 TEST_F(ChangeGuardTest, DatedStatesGoOnAndTheLastGoodOneStays) {
