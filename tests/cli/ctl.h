@@ -27,9 +27,10 @@ class CtlTest : public testing::Test {
   const fs::path source_, dest_ = temp_.Root() / "dest";
   const EnvironmentVariable data_{"XDG_DATA_HOME",
                                   (temp_.Root() / "data").string()};  ///< holds the bin
+  std::string program_ = KAVRELCTL;
 
   Words Command(Words words) const {
-    words.insert(words.begin(), {KAVRELCTL, "--home", temp_.Home().string()});
+    words.insert(words.begin(), {program_, "--home", temp_.Home().string()});
     return words;
   }
   CommandResult Ctl(Words words, const std::string& input = {}) const {

@@ -66,6 +66,9 @@ TEST_F(TruthTest, APreviewTellsWhatThisUserCannotWrite) {
   fs::permissions(temp_.Root(), fs::perms(0777));
   fs::permissions(dest_, fs::perms(0755));
   fs::permissions(dest_ / "theirs", fs::perms(0755));
+  // Where it was built may be closed to others.
+  fs::copy_file(program_, temp_.Root() / "program");
+  program_ = (temp_.Root() / "program").string();
   const Unprivileged nobody;
   const json told = Json({"preview", "A"});
   EXPECT_EQ(told["result"], "some-failed") << told;

@@ -64,8 +64,8 @@ def picture(root):
     for folder, folders, names in os.walk(root):
         for name in folders + names:
             path = pathlib.Path(folder) / name
-            # The mark of a backup is no part of it.
-            if path == pathlib.Path(root) / ".kavrel-owner":
+            # The mark of a backup and its list of sums are no part of it.
+            if folder == str(root) and name in (".kavrel-owner", ".kavrel-sums"):
                 continue
             status = path.stat()
             content = path.read_bytes() if path.is_file() else None
