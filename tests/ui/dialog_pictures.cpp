@@ -43,12 +43,13 @@ int main(int argc, char** argv) {
   QApplication::setStyle("Fusion");
   QApplication::setFont(kavrel::SampleFont());
   if (argc > 2 && QByteArray(argv[2]) == "dark") kavrel::UseDarkColours();
-  QDir().mkpath(argv[1]);
-  const QDir folder(QString::fromLocal8Bit(argv[1]));
+  // A run has another current folder.
+  const QDir folder(QDir().absoluteFilePath(QString::fromLocal8Bit(argv[1])));
+  bool saved = folder.mkpath(QStringLiteral("."));
   kavrel::ShowEveryDialog([&](QWidget& window, const QString& name) {
     // What comes in by itself, like a field's look after it has got the focus, is there by then.
     QTest::qWait(300);
-    window.grab().save(folder.filePath(name + QStringLiteral(".png")));
+    saved = window.grab().save(folder.filePath(name + QStringLiteral(".png"))) && saved;
   });
-  return 0;
+  return saved ? 0 : 1;
 }
