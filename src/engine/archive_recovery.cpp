@@ -7,6 +7,7 @@
 #include "archive/recovery_data.h"
 #include "archive/staging.h"
 #include "base/text.h"
+#include "engine/archive_sum.h"
 #include "engine/content_sums.h"
 #include "engine/damaged_copies.h"
 #include "engine/read_sum.h"
@@ -174,12 +175,21 @@ std::u16string MakeStaged(RunContext& context, const BackupJob& job, std::u16str
 }  // namespace
 
 void MakeRecovery(RunContext& context, const BackupJob& job, std::u16string_view archive) {
-  if (job.Extras.RecoveryPercent == 0 || context.Stopped()) return;
-  const std::u16string why = MakeStaged(context, job, archive);
-  if (why.empty()) return;
+  if (context.Stopped()) return;
+  if (job.Extras.RecoveryPercent > 0) {
+    context.Report.NoRecovery = MakeStaged(context, job, archive);
+  }
+  SumArchive(context, job, RecoveryName(archive));
+  if (context.Report.NoRecovery.empty()) return;
   ++context.Report.Counters.WarningFiles;
-  context.Report.NoRecovery = why;
-  context.Tell(u": 建立修復資料 (失敗)：", archive, why);
+  context.Tell(u": 建立修復資料 (失敗)：", archive, context.Report.NoRecovery);
+}
+
+std::u16string RemakeRecovery(RunContext& context, const BackupJob& job,
+                              std::u16string_view archive) {
+  std::u16string why = MakeStaged(context, job, archive);
+  if (why.empty()) SumArchive(context, job, RecoveryName(archive));
+  return why;
 }
 
 bool HasRecovery(const FileSystem& files, std::u16string_view archive) {

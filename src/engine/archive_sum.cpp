@@ -15,7 +15,9 @@ void SumArchive(RunContext& context, const BackupJob& job, std::u16string_view a
   const std::u16string_view name = PathName(archive);
   std::optional<ContentSum> sum;
   if (job.Extras.KeepSums) sum = SumReader(context).Read(*folder, name);
-  if (sum && SumIndex(*folder).Has({*sum, ToUtf8(name)})) return;
+  const SumIndex list(*folder);
+  const std::string path = ToUtf8(name);
+  if (sum ? list.Has({*sum, path}) : !list.Knows(path)) return;
   ContentSums sums(std::move(*folder), true);
   if (sum) {
     sums.Note(name, *sum, true);
@@ -34,8 +36,11 @@ ArchiveSum LookUpArchiveSum(RunContext& context, std::u16string_view archive) {
   if (!list.Knows(path)) return ArchiveSum::Unknown;
   const std::optional<ContentSum> sum = SumReader(context).Read(*folder, name);
   if (context.State.CancelRequested) return ArchiveSum::Unknown;
-  // Who may not open it knows nothing; what cannot be read then is not what was written.
-  if (!sum) return folder->OpenFile(name) ? ArchiveSum::Differs : ArchiveSum::Unknown;
+  if (!sum) {
+    // Who may not open it knows nothing; what cannot be read then is not what was written.
+    const Result<File> opened = folder->OpenFile(name);
+    return opened || IsNotFound(opened.Error) ? ArchiveSum::Differs : ArchiveSum::Unknown;
+  }
   return list.Has({*sum, path}) ? ArchiveSum::Same : ArchiveSum::Differs;
 }
 

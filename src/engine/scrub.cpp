@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "archive/compressed_backup.h"
+#include "archive/recovery_data.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "engine/archive_recovery.h"
@@ -52,6 +53,14 @@ class ListedFiles {
   std::optional<Result<Folder>> opened_;
 };
 
+/// Whether a line is of what is read: of all in a folder, or of one of these archives and its
+/// recovery data.
+bool Counts(const ScrubPlace& place, const SumLine& line) {
+  if (place.Archives.empty()) return true;
+  const std::u16string name = FromUtf8(line.Path);
+  return place.Archives.contains(ToUtf8(RecoveredArchive(name)));
+}
+
 class Rereading {
  public:
   Rereading(RunContext& context, const std::vector<ScrubPlace>& places, VerifyReport& report)
@@ -77,6 +86,8 @@ class Rereading {
   template <class Use>
   bool EachLine(const ScrubPlace& place, std::uint64_t from, const Use& use);
   void Check(const ScrubPlace& place, ListedFiles& listed, const SumLine& line);
+  /// Of what is damaged or missing: whether a verification may make it good.
+  void TellMending(const ScrubPlace& place, const std::u16string& path);
   /// Of what has no line nothing is known.
   void TellUnlisted(const ScrubPlace& place, std::uint64_t lines);
   void Differs(std::uint32_t VerifyCounters::*kind, std::u16string_view text,
@@ -100,7 +111,7 @@ bool Rereading::EachLine(const ScrubPlace& place, std::uint64_t from, const Use&
   if (!root) return true;
   SumListReader list(*root, kSumList);
   for (std::uint64_t at = 0; const SumLine* line = list.Next(); ++at) {
-    if (at < from || (!place.Archives.empty() && !place.Archives.contains(line->Path))) continue;
+    if (at < from || !Counts(place, *line)) continue;
     context_.Host.PumpMessages();
     if (!GoesOn() || !use(*line, at)) return false;
   }
@@ -205,6 +216,15 @@ void Rereading::TellUnlisted(const ScrubPlace& place, std::uint64_t lines) {
                     Decimal(static_cast<std::int64_t>(files - lines)) + u", " + place.Folder);
 }
 
+void Rereading::TellMending(const ScrubPlace& place, const std::u16string& path) {
+  if (place.Archives.empty()) return;
+  const std::u16string file = FileBelow(place.Folder, path);
+  const bool is_recovery = RecoveredArchive(path) != path;
+  if (!is_recovery && !HasRecovery(context_.Files, file)) return;
+  ++report_.BadCopies;
+  context_.LogTimed(is_recovery ? kMayBeRemade : kMayBeRepaired, file);
+}
+
 void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLine& line) {
   const std::u16string path = FromUtf8(line.Path);
   const std::u16string_view name = RelativeName(path);
@@ -215,7 +235,8 @@ void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLin
   const Result<FileStatus> status =
       folder ? folder->Status(name) : Result<FileStatus>::Fail(folder.Error);
   if (!status && IsNotFound(status.Error)) {
-    return Differs(&VerifyCounters::Missing, u": 驗證檔案 (缺少)：", place, path);
+    Differs(&VerifyCounters::Missing, u": 驗證檔案 (缺少)：", place, path);
+    return TellMending(place, path);
   }
   if (!status) return Differs(&VerifyCounters::Unreadable, kUnreadable, place, path);
   if (status->Kind != FileKind::File) {
@@ -237,10 +258,7 @@ void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLin
   if (*sum != line.Sum) {
     Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path,
             u"內容與備份時的校驗碼不符");
-    const std::u16string archive = FileBelow(place.Folder, path);
-    if (place.Archives.empty() || !HasRecovery(context_.Files, archive)) return;
-    ++report_.BadCopies;
-    return context_.LogTimed(kMayBeRepaired, archive);
+    return TellMending(place, path);
   }
   ++found.Equal;
   if (key != 0 && read_.size() < kMostRemembered) read_.insert(key);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "archive/archive_check.h"
+#include "archive/recovery_data.h"
 #include "base/text.h"
 #include "engine/archive_recovery.h"
 #include "engine/archive_sum.h"
@@ -43,6 +44,25 @@ void MendPicked(RunContext& context, const BackupJob& job, const std::u16string&
   }
   ++report.Mended;
   context.LogTimed(u": 壓縮檔已用修復資料修復，損壞的保留為：", kept);
+}
+
+/// Recovery data of a whole archive: rotten, it would be missed only when it is needed.
+void CheckRecovery(RunContext& context, const BackupJob& job, const std::u16string& archive,
+                   bool mend, VerifyReport& report) {
+  const std::u16string recovery = RecoveryName(archive);
+  if (LookUpArchiveSum(context, recovery) != ArchiveSum::Differs) return;
+  TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", recovery,
+                 u"內容與備份時的校驗碼不符", ChangedSide::Copy);
+  if (job.Extras.RecoveryPercent == 0) return;
+  ++report.BadCopies;
+  if (!mend) return context.LogTimed(kMayBeRemade, recovery);
+  const std::u16string why = RemakeRecovery(context, job, archive);
+  if (why.empty()) {
+    ++report.Mended;
+  } else {
+    report.NotMended = why;
+    LogFailure(context.Log, report.Failures, u": 建立修復資料 (失敗)：", archive, why);
+  }
 }
 
 void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string& archive,
@@ -84,6 +104,7 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
     context.Log.WriteJobLog(ReplaceAll(check.Output, u"\n", u"\r\n"));
   }
   if (convicted) MendPicked(context, job, archive, mend, report);
+  if (sum == ArchiveSum::Same) CheckRecovery(context, job, archive, mend, report);
 }
 
 void WriteVerifySummary(RunContext& context, BackupJob job, const VerifyReport& report,

@@ -132,6 +132,37 @@ TEST_F(ArchiveRecoveryTest, DamageIsMadeGoodWhereItIsWishedAndTheDamagedArchiveK
   }
 }
 
+TEST_F(ArchiveRecoveryTest, WhatHasRottenItselfIsToldAndMadeAnew) {
+  Run();
+  const std::string whole = ReadTestFile(archive_);
+  for (const bool gone : {false, true}) {
+    SCOPED_TRACE(gone);
+    if (gone) {
+      fs::remove(recovery_);
+    } else {
+      WriteTestFile(recovery_, Turned(ReadTestFile(recovery_)));
+    }
+    const VerifyReport read = Program.ScrubJobNow(0);
+    EXPECT_EQ(read.Counters.Differences(), 1U) << LogLines();
+    EXPECT_EQ(read.BadCopies, 1U);
+    EXPECT_EQ(Verify(false).Counters.Damaged, 1U);
+    EXPECT_EQ(Verify(true).Mended, 1U) << LogLines();
+    EXPECT_TRUE(Fits(archive_));
+    EXPECT_EQ(Program.ScrubJobNow(0).Counters.Equal, 2U);
+    EXPECT_EQ(Verify(false).Counters.Differences(), 0U);
+  }
+  // From a damaged archive nothing is made.
+  fs::remove(recovery_);
+  Spoil(Turned(whole));
+  EXPECT_EQ(Verify(true).Mended, 0U);
+  EXPECT_FALSE(fs::exists(recovery_));
+  // Who wants none any more misses none.
+  Job().Extras.RecoveryPercent = 0;
+  Fill(2);
+  Run();
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Differences(), 0U) << LogLines();
+}
+
 TEST_F(ArchiveRecoveryTest, WhatIsNotProvedTakesNoPlace) {
   Run();
   const std::string other = ReadTestFile(recovery_);
