@@ -58,7 +58,7 @@ StateCopy CopyOutOfFolder(const RunContext& context, RunState& state, MessagePum
   const std::u16string place = PathBelow(target, below);
   const Result<Folder> to = context.Files.MakeFolders(place);
   if (!to) return failed(to.Error);
-  CopyContext copying{.State = state, .Clock = context.Clock, .Pump = &pump};
+  CopyContext copying{.State = state, .Time = context.Time, .Pump = &pump};
   const CopyResult result =
       CopyFileShown(copying, {*from, unit, name, &*status}, {*to, place, name, nullptr});
   return {!result.Failed, false,
@@ -115,7 +115,7 @@ StateCopy CopyOutOfState(const RunContext& context, MessagePump& pump, const Bac
   RunState state;
   if (EndsWithSeparator(unit)) return CopyOutOfFolder(context, state, pump, unit, path, target);
   QuietHost host(pump);
-  JobLog log(context.Files, context.Clock, true);
+  JobLog log(context.Files, context.Time, true);
   RunNotes notes;
   RunContext quiet = context.With(state, host, log, notes);
   RestorePick pick;

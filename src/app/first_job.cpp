@@ -80,7 +80,7 @@ std::vector<PlaceOffer> PlaceOffers(const Program& program,
 
 JobForm FirstJob(const Program& program, const SourceOffer& source, const PlaceOffer& place,
                  IntervalKind interval) {
-  const DateTime now = program.Context.Clock.Now();
+  const DateTime now = program.Context.Time.Now();
   BackupJob job;
   NewJobDefaults(job, now, place.Folder);
   JobForm form = FormOf(job);

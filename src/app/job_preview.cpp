@@ -144,7 +144,7 @@ JobPreview PreviewJob(const Program& program, const JobForm& form, const BackupJ
   BackupJob job;
   if (own) job = *own;
   FillJob(form, job);
-  const DateTime now = program.Context.Clock.Now();
+  const DateTime now = program.Context.Time.Now();
   if (form.KeepInterval || form.Count > 0) preview.Due = DueTimes(job, now);
   if (!Trim(form.Source).empty() && !IsOnNetwork(program, job.Source.Path) &&
       !program.Files.FolderExists(job.Source.Path)) {

@@ -31,20 +31,20 @@ Program::Program(std::u16string program_folder, std::u16string settings_file, ka
     : clock_(clock),
       host_(host),
       Files(std::move(program_folder)),
-      Settings(SettingsStore(Files, std::move(settings_file))),
-      WindowSizes(Settings.Store().InSection(u"Windows")),
-      Told(Settings.Store().InSection(u"Told")),
+      Preferences(SettingsStore(Files, std::move(settings_file))),
+      WindowSizes(Preferences.Store().InSection(u"Windows")),
+      Told(Preferences.Store().InSection(u"Told")),
       Store(Files),
       Exclusions(Files, [this](std::u16string_view path) { return Mounts.PointOf(path); }),
       Filters(Files),
       Log(Files, clock),
-      ProgramLog(Files, LogRows),
+      History(Files, LogRows),
       Archiver(Files),
       Staged(Files),
       Pause(Files, clock),
-      Context{{},  Files,   clock,      State,    host_,  Store,  Settings, Exclusions,
-              Log, LogRows, ProgramLog, Archiver, Staged, Mounts, no_notes_},
-      Scheduler(clock, State, Store, Pause, host_, host_, Actions()) {
+      Context{{},  Files,   clock,   State,    host_,  Store,  Preferences, Exclusions,
+              Log, LogRows, History, Archiver, Staged, Mounts, no_notes_},
+      Schedule(clock, State, Store, Pause, host_, host_, Actions()) {
   for (SharedFile* file : {&Store.File(), &Store.Extras(), &Exclusions.File(), &Filters.File()}) {
     file->Kept = [this](auto path, auto copy) { host_.OtherVersionKept(path, copy); };
   }
@@ -55,9 +55,9 @@ SchedulerActions Program::Actions() {
             RunStoredJob(job);
             if (State.CommandLineRun) NoteNamedRun(job);
           },
-          [this] { priority_.ApplyProcessPriority(Settings.ProcessPriority()); },
+          [this] { priority_.ApplyProcessPriority(Preferences.ProcessPriority()); },
           [this] { priority_.ApplyProcessPriority(kNormalPriority); },
-          [this] { ProgramLog.SaveProgramLog(); },
+          [this] { History.SaveProgramLog(); },
           [this](const BackupJob& job) {
             LogRow row;
             row.Job = job.Name;
@@ -79,9 +79,9 @@ SchedulerActions Program::Actions() {
 bool Program::Start(std::u16string_view command_line) {
   Files.MakeCurrent(Files.ProgramFolder());
   host_.BuildControls();
-  TakeSwitch(Exclusions, Settings);
+  TakeSwitch(Exclusions, Preferences);
   host_.CreateTrayIcon();
-  if (Settings.StartMin()) host_.HideToTray();
+  if (Preferences.StartMin()) host_.HideToTray();
   Mounts.Load();
   Exclusions.LoadExclusions();
   Filters.LoadFilters();
@@ -93,16 +93,16 @@ bool Program::Start(std::u16string_view command_line) {
   if (!readable && State.CommandLineRun) {
     named_runs_.StoreFailed(Store.Path(), ApiErrorText(Store.LastError()));
   }
-  ProgramLog.LoadProgramLog();
+  History.LoadProgramLog();
   host_.ShowLogList();
-  Scheduler.SetSchedulerTimer(true);
+  Schedule.SetSchedulerTimer(true);
   host_.LayOut();
   TrimWorkingSet();
   return readable;
 }
 
 void Program::Tick() {
-  Scheduler.Tick(std::exchange(command_line_, {}));
+  Schedule.Tick(std::exchange(command_line_, {}));
   CareForBackups();
 }
 
@@ -138,24 +138,24 @@ std::vector<std::u16string> Program::RunNext(std::span<const std::u16string> nam
   for (const std::u16string& name : names) {
     (FindShownJob(Store, name) >= 0 ? known : missing).push_back(name);
   }
-  Scheduler.RunNext(std::move(known));
+  Schedule.RunNext(std::move(known));
   return missing;
 }
 
 void Program::Shutdown() {
   Store.SaveJobs();
-  ProgramLog.SaveProgramLog();
+  History.SaveProgramLog();
 }
 
 bool Program::Load() {
   Mounts.Load();
-  TakeSwitch(Exclusions, Settings);
+  TakeSwitch(Exclusions, Preferences);
   Exclusions.LoadExclusions();
   Filters.LoadFilters();
   Store.LoadJobs();
   const bool readable = Store.LastError() == 0;
-  ProgramLog.LoadProgramLog();
-  Scheduler.SetTimesRight();
+  History.LoadProgramLog();
+  Schedule.SetTimesRight();
   return readable;
 }
 
@@ -183,10 +183,10 @@ bool Program::ReloadJobs() {
 
 int Program::ImportJobs(std::u16string_view path) {
   // Nothing is to run before the question about it has its answer.
-  Scheduler.SetSchedulerTimer(false);
+  Schedule.SetSchedulerTimer(false);
   const int error = Store.ImportJobs(path);
   if (!error) SettlePastDue();
-  Scheduler.SetSchedulerTimer(true);
+  Schedule.SetSchedulerTimer(true);
   return error;
 }
 
@@ -194,9 +194,9 @@ RunOutcome Program::RunStoredJob(BackupJob& job) {
   const SleepInhibitor awake;
   lock_.NoteWork(job.Name);
   Mounts.Load();
-  FollowSwitch(Exclusions, Settings);
+  FollowSwitch(Exclusions, Preferences);
   // What the run makes of the job's times would hide that they were wrong.
-  Scheduler.SetTimesRight();
+  Schedule.SetTimesRight();
   const RunReport& report = RunBackupJob(Context, job);
   const bool whole = report.Outcome == RunOutcome::Ran && !job.LastRunResult.Stopped;
   // A cancel that came too late for the run stops its verification, which tells so.
@@ -231,7 +231,7 @@ bool Program::SoundAvailable() const {
 }
 
 void Program::PlayCompletionSound() const {
-  if (Settings.PlaySound() && SoundAvailable()) PlaySoundFile(SoundPath());
+  if (Preferences.PlaySound() && SoundAvailable()) PlaySoundFile(SoundPath());
 }
 
 RunOutcome Program::WhileBusy(const std::function<RunOutcome()>& work, bool sounds) {
@@ -239,7 +239,7 @@ RunOutcome Program::WhileBusy(const std::function<RunOutcome()>& work, bool soun
     State.CancelRequested = true;
     return RunOutcome::NotStarted;
   }
-  Scheduler.SetSchedulerTimer(false);
+  Schedule.SetSchedulerTimer(false);
   State.RunBusy = true;
   host_.EnableControls(false);
   const RunOutcome outcome = work();
@@ -247,8 +247,8 @@ RunOutcome Program::WhileBusy(const std::function<RunOutcome()>& work, bool soun
   State.RunBusy = false;
   host_.EnableControls(true);
   host_.ShowRunPanels(false);
-  Scheduler.SetSchedulerTimer(true);
-  ProgramLog.SaveProgramLog();
+  Schedule.SetSchedulerTimer(true);
+  History.SaveProgramLog();
   if (sounds) PlayCompletionSound();
   return outcome;
 }
@@ -386,12 +386,12 @@ bool Program::TellHiding() {
 }
 
 void Program::DeleteAllLogs() {
-  ProgramLog.DeleteAllLogs(State.RunBusy ? Log.CurrentPath() : std::u16string());
+  History.DeleteAllLogs(State.RunBusy ? Log.CurrentPath() : std::u16string());
 }
 
 void Program::SetAutostart(bool on) {
   SetAutostartEntry(on, ExecutableFile(u"kavrel"), Files.ProgramFolder());
-  Settings.SetAutostart(on);
+  Preferences.SetAutostart(on);
 }
 
 DateTime Program::NextRunTimeOf(const BackupJob& job) {

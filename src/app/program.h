@@ -157,7 +157,7 @@ class Program {
  public:
   FileSystem Files;
   RunState State;
-  kavrel::Settings Settings;
+  Settings Preferences;
   SettingsStore WindowSizes;  ///< and their columns, in a section of their own
   SettingsStore Told;         ///< what a user is told once, in another
   JobStore Store;
@@ -166,12 +166,12 @@ class Program {
   FilterTable Filters;
   LogList LogRows;
   JobLog Log;
-  kavrel::ProgramLog ProgramLog;
+  ProgramLog History;
   SevenZipLibrary Archiver;
   StagingJournal Staged;
   SchedulePause Pause;
   RunContext Context;
-  kavrel::Scheduler Scheduler;
+  Scheduler Schedule;
 };
 
 }  // namespace kavrel

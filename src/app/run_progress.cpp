@@ -116,7 +116,7 @@ void RunProgress::CountOn() {
 }
 
 RunProgress::Speed RunProgress::Measure(std::uint64_t work, std::uint64_t bytes) {
-  const std::uint64_t now = context_.Clock.TickCount();
+  const std::uint64_t now = context_.Time.TickCount();
   if (samples_.empty() || now - samples_.back().At >= kSampleEvery) {
     samples_.push_back({now, work, bytes});
   }

@@ -32,7 +32,7 @@ std::u16string_view LinkStatesText(LinkStates how) {
 
 std::u16string StateForecast(const Program& program, const BackupJob& job) {
   if (job.Compressed || !HasDateTags(job.Destination.Path)) return {};
-  const Place place = FindPlace(program.Files, ExpandedDestination(job, program.Context.Clock));
+  const Place place = FindPlace(program.Files, ExpandedDestination(job, program.Context.Time));
   if (!place.Nearest) return {};
   if (!place.Nearest.Manners().LinksFiles) return u"這個磁碟無法共用檔案，每個備份都是完整的複製。";
   std::vector<std::uint64_t> added;

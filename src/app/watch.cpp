@@ -78,7 +78,7 @@ std::string VerifiedText(const VerifyReport& report) {
 }  // namespace
 
 void WatchHost::TellNow(std::string_view text, WatchLevel level) {
-  around_.Tell(level, IsoText(around_.Clock.Now()) + u" " + FromUtf8(text));
+  around_.Tell(level, IsoText(around_.Time.Now()) + u" " + FromUtf8(text));
 }
 
 void WatchHost::TellPlan() {
@@ -87,7 +87,7 @@ void WatchHost::TellPlan() {
   for (const BackupJob& job : program_->Store.Jobs) {
     if (!job.Enabled) continue;
     ++on;
-    if (NeverRuns(job, around_.Clock.Now())) {
+    if (NeverRuns(job, around_.Time.Now())) {
       TellNow(Fill(Tr("never: %1, %2"), {ToUtf8(ShownName(job.Name)), Tr(kNeverRuns)}),
               WatchLevel::Warning);
       continue;

@@ -16,7 +16,7 @@ enum class WatchLevel { Error = 3, Warning = 4, Notice = 5, Info = 6 };
 class WatchHost final : public ProgramHost {
  public:
   struct Surroundings {
-    kavrel::Clock& Clock;
+    Clock& Time;
     /// Receives each event as one line of text.
     std::function<void(WatchLevel level, std::u16string_view line)> Tell;
     /// True once the user or the system wants the end.

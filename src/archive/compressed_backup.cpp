@@ -234,7 +234,7 @@ void RemoveOldHalves(ArchiveContext& context, std::u16string_view path) {
   }
   for (const std::u16string& name : halves) {
     const Result<FileStatus> status = folder->Status(name);
-    if (status && context.Clock.Now() - LocalTime(status->Written) > std::chrono::hours(1)) {
+    if (status && context.Time.Now() - LocalTime(status->Written) > std::chrono::hours(1)) {
       folder->RemoveFile(name);
     }
   }

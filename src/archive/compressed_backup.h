@@ -35,7 +35,7 @@ Secret CompressionSwitch(CompressionLevel level, const BackupJob& job);
 /// What packing and unpacking work with; all outlive the call.
 struct ArchiveContext {
   const FileSystem& Files;
-  kavrel::Clock& Clock;
+  Clock& Time;
   const SevenZipLibrary& Library;
   RunState& State;
   RunHost& Host;

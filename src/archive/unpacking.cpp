@@ -33,7 +33,7 @@ class Unpacking final : public Extraction {
   }
 
   int Place(int kind) override {
-    staging_.emplace(context_.Files, context_.Clock, context_.Staged, destination_,
+    staging_.emplace(context_.Files, context_.Time, context_.Staged, destination_,
                      context_.HasLostDisk);
     if (!*staging_) return Stop(destination_, PlanReason::Blocked);
     int result = 2;
@@ -165,7 +165,7 @@ class Unpacking final : public Extraction {
   };
 
   void PlaceAll() {
-    TempNames names(context_.Clock, nullptr, destination_);
+    TempNames names(context_.Time, nullptr, destination_);
     GroupCommit group(context_.State, context_.Host, names);
     const auto root = group.Share(staging_->Root(), AddBackslash(destination_));
     if (!root) {

@@ -36,7 +36,7 @@ std::string UselessOption(const JobOptions& options, const JobForm& form) {
       {options.Recycle.value_or(false), mirrors, "--recycle", "--type sync"},
       {options.Guard.has_value(), guarded, "--guard", of_guard},
       {options.GuardMin.has_value(), guarded, "--guard-min", of_guard},
-      {options.LinkStates.has_value(), dated && !packs, "--link-states",
+      {options.StateLinks.has_value(), dated && !packs, "--link-states",
        Tr("date tags in --dest, without --type compressed")},
       {options.UnfinishedName.has_value(), dated && !packs, "--unfinished-name",
        Tr("date tags in --dest, without --type compressed")},
@@ -188,7 +188,7 @@ nlohmann::json ToJson(Session& session, const BackupJob& job, const JobStatus& s
           {"scrub", job.Extras.Scrub},
           {"drill", job.Extras.Drill},
           {"keep_hard_links", job.Extras.KeepHardLinks},
-          {"link_states", JsonText(LinkStatesWord(job.Extras.LinkStates))},
+          {"link_states", JsonText(LinkStatesWord(job.Extras.StateLinks))},
           {"unfinished_name", job.Extras.UnfinishedName},
           {"missing_disks", JsonText(EnglishText(MissingDisks(session, job, reach)))},
           {"paused", session.Program().Pause.End().has_value()},
@@ -231,7 +231,7 @@ void ShowAsText(Session& session, const BackupJob& job) {
       {TrCell(u"每日重讀　　："), on_off(job.Extras.Scrub)},
       {TrCell(u"每月試行還原："), on_off(job.Extras.Drill)},
       {TrCell(u"保留硬連結　："), on_off(job.Extras.KeepHardLinks)},
-      {TrCell(u"備份共用檔案："), Shown(LinkStatesText(job.Extras.LinkStates))},
+      {TrCell(u"備份共用檔案："), Shown(LinkStatesText(job.Extras.StateLinks))},
       {TrCell(u"完成後才命名："), on_off(job.Extras.UnfinishedName)},
   });
 }

@@ -129,10 +129,10 @@ void Set(std::optional<bool> option, bool& field) {
 }
 
 std::string ReadStateOptions(const JobOptions& options, ExtraSettings& extras) {
-  if (options.LinkStates) {
-    const auto how = ParseLinkStates(FromUtf8(*options.LinkStates));
+  if (options.StateLinks) {
+    const auto how = ParseLinkStates(FromUtf8(*options.StateLinks));
     if (!how) return Tr("--link-states takes auto, off, hard or reflink");
-    extras.LinkStates = *how;
+    extras.StateLinks = *how;
   }
   if (options.KeepPlan) {
     std::u16string why;
@@ -213,7 +213,7 @@ void JobOptions::AddTo(CLI::App& command) {
   AddSwitch(command, "--hard-links,!--no-hard-links", HardLinks,
             Tr("Keep files of several names linked in the copy (default)"));
   command.add_option(
-      "--link-states", LinkStates,
+      "--link-states", StateLinks,
       Tr("How a new dated folder gets what is the same in the one before: auto (default: "
          "differential and sync share blocks or link, full copies), off, hard, reflink"));
   command.add_option("--unfinished-name", UnfinishedName,
@@ -240,7 +240,7 @@ bool JobOptions::Any() const {
   const auto given = [](const auto&... options) { return (options.has_value() || ...); };
   return given(Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard, ExcludeTypes,
                Subfolders, SourceFolder, Recycle, Enable, SpaceCheck, VerifyAfter, HardLinks,
-               MaxSizeKB, GuardMin, Keep, LinkStates, UnfinishedName, KeepPlan, DeleteOld, Sums,
+               MaxSizeKB, GuardMin, Keep, StateLinks, UnfinishedName, KeepPlan, DeleteOld, Sums,
                Scrub, Drill, ChangeGuard, Recovery) ||
          NoLimit || PasswordStdin || NoPassword || Adopt;
 }

@@ -15,7 +15,7 @@ namespace kavrel {
 
 struct JobOptions {
   std::optional<std::string> Name, Source, Dest, Type, Every, Start, Refuse, Types, Guard,
-      LinkStates, UnfinishedName, KeepPlan, Sums, Scrub, Drill, ChangeGuard, Recovery;
+      StateLinks, UnfinishedName, KeepPlan, Sums, Scrub, Drill, ChangeGuard, Recovery;
   std::optional<bool> ExcludeTypes, Subfolders, SourceFolder, Recycle, Enable, SpaceCheck,
       VerifyAfter, HardLinks, DeleteOld;
   std::optional<std::int32_t> MaxSizeKB, GuardMin, Keep;

@@ -194,7 +194,7 @@ int RemoveFilters(Session& session, const std::vector<std::string>& names) {
 
 int GetSettings(Session& session, const std::string& name, bool json) {
   if (!session.Open()) return session.Failure();
-  const Settings& settings = session.Program().Settings;
+  const Settings& settings = session.Program().Preferences;
   const SettingInfo* only = name.empty() ? nullptr : FindSetting(FromUtf8(name));
   if (!only && !name.empty()) {
     PrintError(Fill(Tr("no such setting: %1"), {Printable(FromUtf8(name))}));
@@ -247,9 +247,9 @@ int SetSetting(Session& session, const std::string& name, const std::string& val
   // The switch and the desktop's own entry go together.
   const std::optional<bool> on = ParseBool(FromUtf8(value));
   if (setting->Name == u"Morlund" && on) session.Program().SetAutostart(*on);
-  if (session.Program().Settings.SetText(*setting, FromUtf8(value))) return kDone;
+  if (session.Program().Preferences.SetText(*setting, FromUtf8(value))) return kDone;
   PrintError(Fill(Tr("the settings cannot be written: %1"),
-                  {Printable(session.Program().Settings.Path())}));
+                  {Printable(session.Program().Preferences.Path())}));
   return kSomeFailed;
 }
 

@@ -95,7 +95,7 @@ int RunJobs(Session& session, const RunChoice& choice) {
   ExitCode worst = kDone;
   const auto note = [&](ExitCode code) { worst = Graver(worst, code); };
   std::size_t ran = 0;
-  program.Scheduler.RunInOrder(*jobs, [&](std::int32_t index) {
+  program.Schedule.RunInOrder(*jobs, [&](std::int32_t index) {
     const BackupJob& job = program.Store.Jobs[static_cast<std::size_t>(index)];
     ++ran;
     const ExitCode code = reports.Run(program.LastOutcome(), job, false,

@@ -204,7 +204,7 @@ std::optional<std::u16string> UnitOf(Session& session, const BackupJob& job,
                "%3%4");
   std::string newer =
       *newest > 0 ? Fill(Tr(" (newer ones are not whole%1)"), {ListedBy(job)}) : std::string();
-  if (state.Date > context.Clock.Now()) {
+  if (state.Date > context.Time.Now()) {
     newer += Tr(" (a date to come: the clock was ahead when it was made)");
   }
   PrintError(Fill(

@@ -290,7 +290,7 @@ std::optional<bool> ParseOwn(std::u16string_view name, std::u16string_view value
   }
   if (name == kLinkStates) {
     const auto how = ParseLinkStates(value);
-    return extras.LinkStates = how.value_or(LinkStates::Auto), how.has_value();
+    return extras.StateLinks = how.value_or(LinkStates::Auto), how.has_value();
   }
   if (name == kBadBy) {
     const auto* word = std::find(std::begin(kBadEndWords) + 1, std::end(kBadEndWords), value);
@@ -381,8 +381,8 @@ std::u16string FormatExtrasSection(const BackupJob& job) {
   for (const auto& [name, field] : kDates) {
     if (extras.*field != kZeroDate) AddExtrasLine(text, name, DateTimeText(extras.*field));
   }
-  if (extras.LinkStates != defaults.LinkStates) {
-    AddExtrasLine(text, kLinkStates, LinkStatesWord(extras.LinkStates));
+  if (extras.StateLinks != defaults.StateLinks) {
+    AddExtrasLine(text, kLinkStates, LinkStatesWord(extras.StateLinks));
   }
   if (extras.BadBy != BadEnd::Other) {
     AddExtrasLine(text, kBadBy, kBadEndWords[static_cast<std::size_t>(extras.BadBy)]);

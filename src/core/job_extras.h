@@ -48,7 +48,7 @@ struct ExtraSettings {
   /// encrypted.
   bool GuardChanges = true;
   bool KeepHardLinks = true;  ///< a file of several names gets one copy of several names
-  kavrel::LinkStates LinkStates = kavrel::LinkStates::Auto;
+  LinkStates StateLinks = LinkStates::Auto;
   bool UnfinishedName = true;  ///< a dated folder gets its name when it is whole
 
   bool operator==(const ExtraSettings&) const = default;

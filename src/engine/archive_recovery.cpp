@@ -28,7 +28,7 @@ ErrorCode BringIn(RunContext& context, const Folder& from, std::u16string_view n
   if (to.LinkFile(from, name, as) == 0) return 0;
   const Result<FileStatus> status = from.Status(name);
   if (!status) return status.Error;
-  CopyContext copying{.State = context.State, .Clock = context.Clock, .Pump = &context.Host};
+  CopyContext copying{.State = context.State, .Time = context.Time, .Pump = &context.Host};
   const CopyResult copied =
       CopyFileChunked(copying, {from, {}, name, &*status}, {to, {}, as, nullptr}, false);
   if (!copied.Failed) return 0;
@@ -43,7 +43,7 @@ class Repair {
         job_(job),
         archive_(archive),
         name_(PathName(archive)),
-        staging_(context.Files, context.Clock, context.Staged, PathFolder(archive),
+        staging_(context.Files, context.Time, context.Staged, PathFolder(archive),
                  context.Archiving().HasLostDisk) {}
 
   /// As RepairArchive.
@@ -153,7 +153,7 @@ std::u16string MakeStaged(RunContext& context, const BackupJob& job, std::u16str
   const Result<FileStatus> status = context.Files.Status(archive);
   if (!status) return ApiErrorText(status.Error);
   const std::u16string_view folder = PathFolder(archive);
-  Staging staging(context.Files, context.Clock, context.Staged, folder,
+  Staging staging(context.Files, context.Time, context.Staged, folder,
                   context.Archiving().HasLostDisk);
   if (!staging) return std::u16string(kNoPlace);
   ArchiveContext archiving = context.Archiving();

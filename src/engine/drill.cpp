@@ -215,8 +215,8 @@ VerifyReport RunDrillJob(RunContext& context, const BackupJob& stored) {
   report.BySums = report.Drill = true;
   BackupJob job = stored;
   job.Source.WorkPath = job.Source.Path;
-  job.Destination.WorkPath = ExpandedDestination(job, context.Clock);
-  job.RunStarted = context.Clock.Now();
+  job.Destination.WorkPath = ExpandedDestination(job, context.Time);
+  job.RunStarted = context.Time.Now();
   context.Report = {};
   DiskScope needed;
   needed.Source = needed.NewInSource = false;

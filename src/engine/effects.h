@@ -39,7 +39,7 @@ using SharedEmptying = std::shared_ptr<Emptying>;
 
 /// A folder of the destination that something goes from.
 struct RemovalPlace {
-  const kavrel::Folder& Folder;
+  const Folder& Opened;
   SharedEmptying In;                           ///< null for a folder that both sides have
   std::shared_ptr<const CommitFolder> Shared;  ///< as pending changes hold it
 };

@@ -135,7 +135,7 @@ std::optional<FormerCopy> FormerState::Find(const FolderPair& pair, std::u16stri
 bool FormerState::SameAttributes(const FolderPair& pair, std::u16string_view name,
                                  const FileStatus& source, const FormerCopy& copy) const {
   if (!place_.AttributesMayDiffer(source, copy.Status)) return true;
-  return !copy.Folder.UpdateMetadata(copy.Name, source, pair.Source, true, name).Attributes;
+  return !copy.Opened.UpdateMetadata(copy.Name, source, pair.Source, true, name).Attributes;
 }
 
 }  // namespace kavrel

@@ -16,7 +16,7 @@ namespace kavrel {
 
 /// A copy in the former state.
 struct FormerCopy {
-  const kavrel::Folder& Folder;
+  const Folder& Opened;
   std::u16string Name;
   FileStatus Status;
   std::u16string Path;  ///< below the state's root, with '/' between names

@@ -27,7 +27,7 @@ bool IsLocked(const Folder& folder) {
 
 PlanningContext::PlanningContext(const RunContext& run, RunState& state, MessagePump& pump,
                                  RunPlan& plan)
-    : host_(pump), log_(run.Files, run.Clock, true), Context(run.With(state, host_, log_, plan)) {
+    : host_(pump), log_(run.Files, run.Time, true), Context(run.With(state, host_, log_, plan)) {
   Context.Making.Record = nullptr;
 }
 
@@ -155,15 +155,15 @@ void IntoPlan::Enter(const Folder& folder, std::u16string_view path, Emptying&) 
 void IntoPlan::RemoveFile(const RemovalPlace& from, const FolderEntry& file,
                           std::u16string_view path) {
   if (IsArchiveName(file.Name)) {
-    NotePlace(from.Folder, file.Name, std::u16string(path) += file.Name);
+    NotePlace(from.Opened, file.Name, std::u16string(path) += file.Name);
   }
-  if (!Takes(from.Folder, path)) {
+  if (!Takes(from.Opened, path)) {
     plan_.Add(PlanAction::Fail, PlanReason::NotWritable, false,
               std::u16string(BelowRoot(path)) += file.Name);
     return CountFileGone(kErrAccess, file.Name, from.In);
   }
   if (plan_.Wants(RunPlan::Level::Sizes)) {
-    const Result<FileStatus> status = from.Folder.Status(file.Name);
+    const Result<FileStatus> status = from.Opened.Status(file.Name);
     const std::uint64_t size = status ? status->Size : 0;
     if (status && !job_.UseRecycleBin) {
       plan_.NetBytes -= static_cast<std::int64_t>(std::min(size, status->Allocated));

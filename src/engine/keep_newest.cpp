@@ -58,7 +58,7 @@ bool HoldsAnothers(const RunContext& context, const BackupJob& job, std::u16stri
          (std::any_of(jobs.begin(), jobs.end(),
                       [&](const BackupJob& other) {
                         if (other.Deleted || other.JobIndex == job.JobIndex) return false;
-                        return inside(AddBackslash(ExpandedDestination(other, context.Clock))) ||
+                        return inside(AddBackslash(ExpandedDestination(other, context.Time))) ||
                                std::any_of(other.Extras.Made.begin(), other.Extras.Made.end(),
                                            inside);
                       }) ||
@@ -182,7 +182,7 @@ void KeepNewest(RunContext& context, BackupJob& job, std::u16string_view unit) {
     context.LogTimed(kChangesAlarm, alarm);
     return;
   }
-  RecycleBin bin(context.Clock);
+  RecycleBin bin(context.Time);
   const StateFates fates = FatesOf(context, job, unit, job.RunStarted);
   for (const std::u16string& other : fates.NotOwn) {
     context.LogTimed(u": 保留沒有這個排程標記的舊備份 (略過)：", other);
@@ -219,7 +219,7 @@ void PlanKeepNewest(const RunContext& context, const BackupJob& job, std::u16str
     const Result<bool> own = IsMadeBy(context.Files, job, unit);
     if (!own || !*own) return;
   }
-  const StateFates fates = FatesOf(context, job, unit, context.Clock.Now());
+  const StateFates fates = FatesOf(context, job, unit, context.Time.Now());
   if (fates.TooMany && !job.Extras.KeepAgreed) return;
   for (auto fate = fates.Units.rbegin(); fate != fates.Units.rend(); ++fate) {
     if (fate->Verdict.Stays() || !context.Files.Status(DropBackslash(fate->Unit))) continue;

@@ -97,9 +97,9 @@ class LookAhead {
     if (!synchronisation_->SyncFolder(pair, paths_, &seen)) return;
     Kept += seen.KeptFiles;
     if (changes_) {
-      changes_->LookAtFolder(pair.Source, pair.Dest, paths_.Source(), seen.Folder.Gone);
+      changes_->LookAtFolder(pair.Source, pair.Dest, paths_.Source(), seen.Foreseen.Gone);
     }
-    if (seen.Whole) foreseen_.Insert(*dest, std::move(seen.Folder));
+    if (seen.Whole) foreseen_.Insert(*dest, std::move(seen.Foreseen));
     if (!job_.IncludeSubfolders) return;
     const bool share = may_share_ && seen.KeptFolders.size() > 1;
     may_share_ = may_share_ && !share;

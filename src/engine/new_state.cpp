@@ -45,7 +45,7 @@ void RemoveBare(const RunContext& context, const BackupJob& job,
   for (const std::u16string& unit : bare) {
     const std::u16string_view path = DropBackslash(unit);
     const Result<FileStatus> status = context.Files.Status(path);
-    if (!status || context.Clock.Now() - LocalTime(status->Written) < std::chrono::hours(1)) {
+    if (!status || context.Time.Now() - LocalTime(status->Written) < std::chrono::hours(1)) {
       continue;
     }
     const Result<Folder> parent = context.Files.OpenFolder(PathFolder(path));
@@ -109,7 +109,7 @@ void RemoveEmptyAbove(const RunContext& context, const BackupJob& job, std::u16s
 }
 
 SharedContent::Ways WaysOf(const BackupJob& job) {
-  switch (job.Extras.LinkStates) {
+  switch (job.Extras.StateLinks) {
     case LinkStates::Auto: {
       const bool compares = job.Differential || job.Synchronise;
       return {compares, compares};

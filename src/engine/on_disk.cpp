@@ -15,10 +15,7 @@
 
 namespace kavrel {
 
-namespace {
-
-
-}  // namespace
+namespace {}  // namespace
 
 /// A copy or a link that is to get its name.
 class OnDisk::StagedChange : public Change {
@@ -34,14 +31,14 @@ class OnDisk::StagedChange : public Change {
  protected:
   ErrorCode TakeName(GroupCommit& group) {
     File replaced;
-    const ErrorCode error = staged_.Commit(folder_->Folder, &replaced);
+    const ErrorCode error = staged_.Commit(folder_->Opened, &replaced);
     TraceEffect(staged_.Replaces ? u"replaced" : u"made", folder_->Path, staged_.Name, error);
     if (!error) group.LetGo(*folder_, std::move(replaced));
     return error;
   }
   /// False when something is left.
   bool RollBack() {
-    const ErrorCode error = staged_.RollBack(folder_->Folder);
+    const ErrorCode error = staged_.RollBack(folder_->Opened);
     const bool left = error && !IsNotFound(error);
     if (left) effects_.names_.NoteLeft();
     return !left;
@@ -129,9 +126,9 @@ class OnDisk::NameChangeOfFolder final : public Change {
 
   void Commit(GroupCommit&) override {
     const CommitFolder& parent = *unnamed_->Parent;
-    if (!unnamed_->Spoilt && TakeName(parent.Folder) == 0) return;
+    if (!unnamed_->Spoilt && TakeName(parent.Opened) == 0) return;
     Abandon();
-    if (RemoveTree(parent.Folder, unnamed_->TempName)) effects_.names_.NoteLeft();
+    if (RemoveTree(parent.Opened, unnamed_->TempName)) effects_.names_.NoteLeft();
   }
 
   /// Nothing that is in it can be reached.
@@ -175,13 +172,13 @@ class OnDisk::FinishChange final : public Change {
     if (pair.DestUnlocked || !pair.DestFound || OwnerMayAll(*pair.DestFound)) {
       now.Mode |= kOwnerMayAll;
     }
-    const MetadataUpdate update = effects_.CarryOver(folder_->Folder, now, pair.Source, path);
+    const MetadataUpdate update = effects_.CarryOver(folder_->Opened, now, pair.Source, path);
     finish_.Updated = update.Attributes;
     finish_.Error = update.Error;
   }
 
   void Commit(GroupCommit&) override {
-    effects_.FinishNow(folder_->Folder, folder_->Folder, finish_, path_);
+    effects_.FinishNow(folder_->Opened, folder_->Opened, finish_, path_);
   }
   // The folder is there whatever became of its files.
   void GiveUp(ErrorCode) override { Commit(effects_.changes_); }
@@ -196,9 +193,9 @@ class OnDisk::FinishChange final : public Change {
 OnDisk::OnDisk(RunContext& context, const BackupJob& job, std::u16string_view file_failed_text)
     : Effects(context, job, file_failed_text),
       place_(AddBackslash(DestinationPlace(context, job))),
-      names_(context.Clock, &context.Staged, place_),
-      bin_(context.Clock),
-      copy_{context.State, context.Clock, &context.Host, nullptr, &names_},
+      names_(context.Time, &context.Staged, place_),
+      bin_(context.Time),
+      copy_{context.State, context.Time, &context.Host, nullptr, &names_},
       changes_(context.State, context.Host, names_) {
   group_ = &changes_;
 }

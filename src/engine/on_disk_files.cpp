@@ -40,7 +40,7 @@ bool OnDisk::TakeFormer(const FileTurn& file, const FormerCopy& copy) {
   StagedFile staged;
   UnlockDestination(pair);
   const CopySide from{pair.Source, file.Paths.Source(), file.Name, &file.Source};
-  const CopySide like{copy.Folder, {}, copy.Name, &copy.Status};
+  const CopySide like{copy.Opened, {}, copy.Name, &copy.Status};
   const CopySide to = SideOfCopy(pair, file.Paths.Dest(), file.Name, file.Dest);
   const ErrorCode error = former.Sharing().Stage(names_, from, like, to, same, staged);
   if (HasAllLinks(error)) {

@@ -19,7 +19,7 @@ class OnDisk::RemovalChange final : public Change {
         in_(from.In),
         emptied_(std::move(emptied)),
         to_bin_(effects.job_.UseRecycleBin) {
-    if (to_bin_) place_ = effects_.bin_.Announce(folder_->Folder, name_);
+    if (to_bin_) place_ = effects_.bin_.Announce(folder_->Opened, name_);
   }
 
   void Commit(GroupCommit& group) override {
@@ -27,12 +27,12 @@ class OnDisk::RemovalChange final : public Change {
     if (emptied_ && !emptied_->Whole) {
       error = kErrNotEmpty;
     } else if (to_bin_) {
-      error = place_ ? effects_.bin_.Move(folder_->Folder, name_, *place_) : place_.Error;
+      error = place_ ? effects_.bin_.Move(folder_->Opened, name_, *place_) : place_.Error;
     } else if (emptied_) {
-      error = folder_->Folder.RemoveFolder(name_);
+      error = folder_->Opened.RemoveFolder(name_);
     } else {
-      Result<File> held = folder_->Folder.HoldEntry(name_);
-      error = folder_->Folder.RemoveFile(name_);
+      Result<File> held = folder_->Opened.HoldEntry(name_);
+      error = folder_->Opened.RemoveFile(name_);
       if (!error && held) group.LetGo(*folder_, std::move(*held));
     }
     TraceEffect(to_bin_ ? u"moved to the bin" : u"removed", folder_->Path, name_, error);
@@ -49,7 +49,7 @@ class OnDisk::RemovalChange final : public Change {
  private:
   void Finish(ErrorCode error) {
     if (emptied_) {
-      const Result<Folder> stays = error && emptied_->Locked ? folder_->Folder.OpenFolder(name_)
+      const Result<Folder> stays = error && emptied_->Locked ? folder_->Opened.OpenFolder(name_)
                                                              : Result<Folder>::Fail(error);
       if (stays) stays->SetAttributes(*emptied_->Locked, *stays);
       effects_.CountFolderGone(error, path_, in_);
@@ -89,7 +89,7 @@ void OnDisk::Leave(const Folder& folder, const Emptying& own) {
 
 bool OnDisk::Begin(RemovalPlace& from, std::u16string_view path) {
   if (from.Shared) return true;
-  from.Shared = *changes_.Share(from.Folder, path);
+  from.Shared = *changes_.Share(from.Opened, path);
   if (from.Shared && from.In) from.Shared->Going = true;
   return from.Shared != nullptr;
 }

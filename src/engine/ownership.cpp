@@ -68,7 +68,7 @@ std::u16string UnreadableText(std::u16string_view path) {
 std::vector<const BackupJob*> RanHere(const RunContext& context, const BackupJob& job,
                                       std::u16string_view folder) {
   std::vector<const BackupJob*> jobs =
-      JobsOfFolder(context.Files, context.Clock, context.Store.Jobs, folder, job.JobIndex);
+      JobsOfFolder(context.Files, context.Time, context.Store.Jobs, folder, job.JobIndex);
   std::erase_if(jobs, [&](const BackupJob* other) {
     return other->LastRun == kZeroDate || other->Compressed != job.Compressed;
   });

@@ -168,7 +168,7 @@ BackupJob JobOf(const RunContext& context, const BackupJob& stored, RestoreReque
   request.Unit = UnitStillTaken(context, stored, request.Unit);
   BackupJob job = JobOfState(stored, request.Unit);
   const RestorePick* pick = request.Pick;
-  job.Source.WorkPath = request.Unit.empty() ? ExpandedDestination(job, context.Clock)
+  job.Source.WorkPath = request.Unit.empty() ? ExpandedDestination(job, context.Time)
                                              : std::u16string(UnitFolder(request.Unit));
   job.Destination.WorkPath = pick && !pick->Target.empty() ? pick->Target : job.Source.Path;
   return job;
@@ -257,7 +257,7 @@ void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
 
 /// A restore from end to end.
 RunOutcome Restore(RunContext& context, BackupJob& job, const RestoreRequest& request) {
-  const DateTime started = context.Clock.Now();
+  const DateTime started = context.Time.Now();
   const RestoreDisks disks(context.Files, job, request.Pick);
   std::u16string archive;
   const RunOutcome found = FindBackup(context, job, request, archive);
@@ -287,7 +287,7 @@ RunOutcome Restore(RunContext& context, BackupJob& job, const RestoreRequest& re
   WriteRestoreSummary(context, job, started);
   context.Log.CloseJobLog();
   context.Report.LogPath = context.Log.CurrentPath();
-  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+  context.History.TrimLogList(context.Preferences.LogRestrictions());
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   return OutcomeOf(context.Report);
 }

@@ -61,15 +61,15 @@ class ChangeWatch;
 
 struct RunContext : RunOptions {
   const FileSystem& Files;
-  kavrel::Clock& Clock;
+  Clock& Time;
   RunState& State;
   RunHost& Host;
   JobStore& Store;
-  const kavrel::Settings& Settings;
+  const Settings& Preferences;
   ExclusionSet& Exclusions;
   JobLog& Log;
   LogList& LogRows;
-  kavrel::ProgramLog& ProgramLog;
+  ProgramLog& History;
   const SevenZipLibrary& Archiver;
   StagingJournal& Staged;
   const MountTable& Mounts;
@@ -90,9 +90,9 @@ struct RunContext : RunOptions {
 
   /// The same with a report of its own, for somebody who only looks around.
   RunContext With(RunState& state, RunHost& host, JobLog& log, RunNotes& notes) const {
-    return {*this,      Files,    Clock,   state,      host,     Store,  Settings,
-            Exclusions, log,      LogRows, ProgramLog, Archiver, Staged, Mounts,
-            notes,      DestRoot, Place,   {},         Mounted,  {},     Making};
+    return {*this,      Files,    Time,    state,   host,     Store,  Preferences,
+            Exclusions, log,      LogRows, History, Archiver, Staged, Mounts,
+            notes,      DestRoot, Place,   {},      Mounted,  {},     Making};
   }
 
   /// The user has cancelled the run, or it has stopped by itself.
@@ -126,7 +126,7 @@ struct RunContext : RunOptions {
 
   ArchiveContext Archiving() {
     return {Files,
-            Clock,
+            Time,
             Archiver,
             State,
             Host,

@@ -39,7 +39,7 @@ BadEnd EndOf(const RunContext& context) {
 
 /// Ends the run's bookkeeping in the job.
 void RecordResult(RunContext& context, BackupJob& job, bool stopped) {
-  const DateTime now = context.Clock.Now();
+  const DateTime now = context.Time.Now();
   job.LastRunResult = ToLastRunResult(context.Report.Counters, stopped);
   const bool good = !stopped && IsComplete(context.Report.Counters) && context.Report.Alarm.empty();
   NoteEnd(job.Extras, good, EndOf(context), job.LastRun);
@@ -120,7 +120,7 @@ RunOutcome WriteEnd(RunContext& context, const BackupJob& job, std::uint64_t ela
   WriteRunSummary(context, job, elapsed > 0 ? ElapsedText(elapsed) : std::u16string());
   context.Log.CloseJobLog();
   context.Report.LogPath = context.Log.CurrentPath();
-  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+  context.History.TrimLogList(context.Preferences.LogRestrictions());
   return OutcomeOf(context.Report);
 }
 
@@ -130,7 +130,7 @@ RunOutcome RunPlainJob(RunContext& context, BackupJob& job, std::u16string_view 
   context.Log.OpenJobLog();
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   if (PassDiskCheck(context, job)) BackUp(context, job, unit);
-  const std::uint64_t elapsed = context.Clock.TickCount() - started;
+  const std::uint64_t elapsed = context.Time.TickCount() - started;
   RecordResult(context, job, context.Stopped());
   const RunOutcome outcome = WriteEnd(context, job, elapsed);
   context.Store.SaveJobs();
@@ -172,7 +172,7 @@ RunOutcome RunCompressedJob(RunContext& context, BackupJob& job, std::u16string_
     context.Store.SaveJobs();
     return RunOutcome::NoArchiver;
   }
-  const std::uint64_t elapsed = context.Clock.TickCount() - started;
+  const std::uint64_t elapsed = context.Time.TickCount() - started;
   MarkArchive(context, job, archive);
   if (result == 0 || result == 1) SumArchive(context, job, archive);
   EndChanges(context, job, archive);
@@ -206,13 +206,13 @@ const RunReport& TraceEnd(RunContext& context, const BackupJob& job, RunOutcome 
 const RunReport& RunBackupJob(RunContext& context, BackupJob& job) {
   context.Report = {};
   if (context.State.CancelRequested) return context.Report;
-  job.RunStarted = context.Clock.Now();
+  job.RunStarted = context.Time.Now();
   job.LastRunResult = {};
   job.Extras.NotBegun = false;
   context.Host.ResetProgress();
   context.Host.ShowRunPanels(false);
-  const std::u16string unit = SetRunPaths(job, context.Clock);
-  const std::uint64_t started = context.Clock.TickCount();
+  const std::u16string unit = SetRunPaths(job, context.Time);
+  const std::uint64_t started = context.Time.TickCount();
   Trace("run", {job.Name, u": from ", job.Source.WorkPath, u" to ", job.Destination.WorkPath});
 
   if (!context.Files.FolderExists(job.Source.WorkPath)) {

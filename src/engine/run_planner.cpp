@@ -33,7 +33,7 @@ RunCounters PlanCounters(RunContext& context, const BackupJob& job, RunPlan& pla
 
 RunOutcome PlanBackupJob(const RunContext& context, RunHost& host, RunState& state, BackupJob job,
                          RunPlan& plan, RunCounters& counters) {
-  const std::u16string unit = SetRunPaths(job, context.Clock);
+  const std::u16string unit = SetRunPaths(job, context.Time);
   if (!context.Files.FolderExists(job.Source.WorkPath)) return RunOutcome::SourceMissing;
   if (job.Compressed && !context.Archiver.Present()) return RunOutcome::NoArchiver;
   PlanningContext apart(context, state, host, plan);

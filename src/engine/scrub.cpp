@@ -289,7 +289,7 @@ void AddUnit(std::vector<ScrubPlace>& places, std::u16string_view unit) {
 void AddUnmarked(const RunContext& context, const BackupJob& job, std::vector<ScrubPlace>& places) {
   std::set<std::u16string> folders;
   if (!HasDateTags(job.Destination.Path)) {
-    folders.insert(AddBackslash(ExpandedDestination(job, context.Clock)));
+    folders.insert(AddBackslash(ExpandedDestination(job, context.Time)));
   }
   for (const ScrubPlace& place : places) folders.insert(place.Folder);
   for (const std::u16string& unit : job.Extras.Made) {
@@ -321,7 +321,7 @@ std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& 
   if (!unit.empty()) {
     AddUnit(places, unit);
   } else if (!job.Compressed && !HasDateTags(job.Destination.Path)) {
-    AddUnit(places, AddBackslash(ExpandedDestination(job, context.Clock)));
+    AddUnit(places, AddBackslash(ExpandedDestination(job, context.Time)));
   } else {
     std::vector<JobState> states = ListStates(context, job);
     std::reverse(states.begin(), states.end());

@@ -239,7 +239,7 @@ std::vector<JobState> ListStates(const RunContext& context, const BackupJob& job
                                  std::vector<std::u16string>* bare) {
   BackupJob now = job;
   now.Source.WorkPath = job.Source.Path;
-  now.Destination.WorkPath = ExpandedDestination(job, context.Clock);
+  now.Destination.WorkPath = ExpandedDestination(job, context.Time);
   DiskScope disks;
   disks.Source = disks.NewInSource = disks.NewInDestination = false;
   disks.Restores = true;
@@ -309,7 +309,7 @@ std::optional<std::size_t> NewestState(const std::vector<JobState>& states) {
 }
 
 bool HasStateOfNow(const RunContext& context, const BackupJob& job) {
-  const std::u16string folder = ExpandedDestination(job, context.Clock);
+  const std::u16string folder = ExpandedDestination(job, context.Time);
   if (!context.Files.FolderExists(folder)) return false;
   return !job.Compressed || NewestArchive(ListArchives(context.Files, folder, &job));
 }
@@ -324,7 +324,7 @@ std::u16string UnitTaken(const RunContext& context, const BackupJob& job) {
 std::u16string UnitStillTaken(const RunContext& context, const BackupJob& job,
                               std::u16string_view unit) {
   const bool asks = unit.empty() && !job.Compressed && HasDateTags(job.Destination.Path) &&
-                    !context.Files.FolderExists(ExpandedDestination(job, context.Clock));
+                    !context.Files.FolderExists(ExpandedDestination(job, context.Time));
   return asks ? UnitTaken(context, job) : std::u16string(unit);
 }
 

@@ -102,7 +102,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     if (lacking && IsToGo(pair.Source, *entry, kept, comes_back)) {
       if (!PassesGuard()) return true;
       SyncEntry(pair, *entry, path, *dest);
-      if (seen) seen->Folder.Gone.push_back(*entry);
+      if (seen) seen->Foreseen.Gone.push_back(*entry);
     } else if (seen && entry->Kind == FileKind::Folder) {
       seen->KeptFolders.push_back(entry->Name);
     } else if (seen) {
@@ -111,7 +111,7 @@ bool Synchronisation::SyncFolder(const FolderPair& pair, const WalkPaths& paths,
     context_.Host.PumpMessages();
   }
   if (seen) {
-    seen->Folder.Manners = kept.Manners();
+    seen->Foreseen.Manners = kept.Manners();
     seen->Whole = reader.Error() == 0;
   }
   AwaitGoing(comes_back);
@@ -178,7 +178,7 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
   const auto own = std::make_shared<Emptying>();
   ErrorCode error = 0;
   {
-    const Result<Folder> folder = from.Folder.OpenFolder(name);
+    const Result<Folder> folder = from.Opened.OpenFolder(name);
     const Result<FileStatus> status = StatusOf(folder);
     if (!status) {
       error = status.Error;
@@ -199,7 +199,7 @@ bool Synchronisation::RemoveTree(const RemovalPlace& from, std::u16string_view n
     }
   }
   if (own->Locked && (error || context_.Stopped())) {
-    if (const Result<Folder> stays = from.Folder.OpenFolder(name)) effects_.Leave(*stays, *own);
+    if (const Result<Folder> stays = from.Opened.OpenFolder(name)) effects_.Leave(*stays, *own);
   }
   path.resize(length);
   return error == 0;

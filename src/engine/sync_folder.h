@@ -16,7 +16,7 @@ namespace kavrel {
 struct SeenEntries {
   std::uint64_t KeptFiles = 0;
   std::vector<std::u16string> KeptFolders;
-  ForeseenFolders::Folder Folder;
+  ForeseenFolders::Folder Foreseen;
   bool Whole = false;  ///< it was looked through to its end
 };
 

@@ -145,7 +145,7 @@ void TellDifference(RunContext& context, VerifyReport& report, std::uint32_t Ver
 
 void LogVerification(RunContext& context, const BackupJob& job, VerifyReport& report,
                      const std::function<void()>& compare) {
-  const std::uint64_t started = context.Clock.TickCount();
+  const std::uint64_t started = context.Time.TickCount();
   report.Outcome = RunOutcome::Ran;
   context.Host.ResetProgress();
   context.Host.ShowRunPanels(true);
@@ -153,10 +153,10 @@ void LogVerification(RunContext& context, const BackupJob& job, VerifyReport& re
   context.Files.MakeCurrent(context.Files.ProgramFolder());
   compare();
   report.Stopped = context.State.CancelRequested;
-  WriteVerifySummary(context, job, report, context.Clock.TickCount() - started);
+  WriteVerifySummary(context, job, report, context.Time.TickCount() - started);
   context.Log.CloseJobLog();
   report.LogPath = context.Log.CurrentPath();
-  context.ProgramLog.TrimLogList(context.Settings.LogRestrictions());
+  context.History.TrimLogList(context.Preferences.LogRestrictions());
 }
 
 namespace {
@@ -217,8 +217,8 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   job.Source.WorkPath = job.Source.Path;
   if (!unit.empty()) backup_folder = UnitFolder(unit);
   job.Destination.WorkPath =
-      backup_folder.empty() ? ExpandedDestination(job, context.Clock) : backup_folder;
-  job.RunStarted = context.Clock.Now();
+      backup_folder.empty() ? ExpandedDestination(job, context.Time) : backup_folder;
+  job.RunStarted = context.Time.Now();
   context.Report = {};
 
   report.Outcome = RunOutcome::SourceMissing;
@@ -265,8 +265,8 @@ VerifyReport RunScrubJob(RunContext& context, BackupJob& stored, std::u16string_
   BackupJob job = JobOfState(stored, unit);
   job.Source.WorkPath = job.Source.Path;
   job.Destination.WorkPath =
-      unit.empty() ? ExpandedDestination(job, context.Clock) : std::u16string(UnitFolder(unit));
-  job.RunStarted = context.Clock.Now();
+      unit.empty() ? ExpandedDestination(job, context.Time) : std::u16string(UnitFolder(unit));
+  job.RunStarted = context.Time.Now();
   context.Report = {};
   report.RefusalText = BackupAway(context, job);
   if (!report.RefusalText.empty()) {

@@ -254,7 +254,7 @@ void VerifyWalk::DropGone() {
 
 std::u16string VerifyWalk::Mend(const TraversedFolder& in, const Folder& to,
                                 std::u16string_view name, const FileStatus& source) {
-  if (!names_) names_.emplace(context_.Clock, &context_.Staged, job_.Destination.WorkPath);
+  if (!names_) names_.emplace(context_.Time, &context_.Staged, job_.Destination.WorkPath);
   CopySide dest{to, paths_.Dest(), name, nullptr};
   dest.Summed = true;
   StagedFile staged;

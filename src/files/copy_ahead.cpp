@@ -34,7 +34,7 @@ struct CopyAhead::Item {
   std::u16string Name;
   std::optional<CopyAhead::Folders> Folders;
   Result<FileStatus> Source, Dest, Former;
-  CopyAhead::Verdict Verdict = CopyAhead::Verdict::Wait;
+  CopyAhead::Verdict Said = CopyAhead::Verdict::Wait;
   std::optional<StagedFile> Staged;
   std::atomic<std::uint32_t> Done = 0;
 
@@ -177,26 +177,26 @@ bool CopyAhead::WorkOnNext() {
 }
 
 void CopyAhead::WorkOn(Item& item) const {
-  const Folder& folder = item.Folders->Source.Folder;
+  const Folder& folder = item.Folders->Source.Opened;
   // What will be copied in any case is looked at once it is open: that look is needed anyway.
   Result<File> opened;
   const Folder* const former = item.Folders->Former;
   if (item.Folders->DestIsEmpty && !former) opened = folder.OpenFile(item.Name);
   item.Source = opened && *opened ? opened->Status() : folder.Status(item.Name);
   item.Dest = item.Source && !item.Folders->DestIsEmpty
-                  ? item.Folders->Dest.Folder.Status(item.Name)
+                  ? item.Folders->Dest.Opened.Status(item.Name)
                   : Result<FileStatus>::Fail(-1);
   item.Former = item.Source && !item.Dest && former ? former->Status(item.Name)
                                                     : Result<FileStatus>::Fail(-1);
-  item.Verdict = judge_(item.SourceStatus(), item.DestStatus(), item.FormerStatus());
+  item.Said = judge_(item.SourceStatus(), item.DestStatus(), item.FormerStatus());
   StagedFile staged;
-  if (item.Verdict == Verdict::Share && shared_) {
+  if (item.Said == Verdict::Share && shared_) {
     const CopySide like{*former, {}, item.Name, item.FormerStatus()};
     if (!shared_->Stage(*context_.Names, item.From(), like, item.To(), true, staged)) {
       item.Staged = std::move(staged);
     }
   }
-  if (item.Verdict != Verdict::Copy) return;
+  if (item.Said != Verdict::Copy) return;
   if (StageQuietly(*context_.Names, item.From(), item.To(), staged, std::move(*opened))) {
     item.Staged = std::move(staged);
   }
@@ -208,7 +208,7 @@ CopyAhead::Turn CopyAhead::AwaitFront() {
   while (!item.Done && WorkOnNext()) {
   }
   WaitWhile(item.Done, 0);
-  return {item.Name, item.Verdict, item.SourceStatus(), item.DestStatus()};
+  return {item.Name, item.Said, item.SourceStatus(), item.DestStatus()};
 }
 
 CopyResult CopyAhead::StageFront(StagedFile& staged) {
@@ -222,7 +222,7 @@ CopyResult CopyAhead::StageFront(StagedFile& staged) {
   // Whatever was amiss is found, told and counted in the ordinary way. What has come to the
   // destination since it was looked at is not replaced: it may be the copy of another name that
   // means the same there.
-  const Result<FileStatus> now = item.Folders->Dest.Folder.Status(item.Name);
+  const Result<FileStatus> now = item.Folders->Dest.Opened.Status(item.Name);
   if (now && item.Dest && now->Id != item.Dest->Id) item.Dest = Result<FileStatus>::Fail(-1);
   return StageShown(context_, item.From(), item.To(), staged);
 }
@@ -235,7 +235,7 @@ bool CopyAhead::TakeShared(StagedFile& staged) {
 }
 
 void CopyAhead::RollBack(const Item& item, const StagedFile& staged) const {
-  if (staged.RollBack(item.Folders->Dest.Folder)) context_.Names->NoteLeft();
+  if (staged.RollBack(item.Folders->Dest.Opened)) context_.Names->NoteLeft();
 }
 
 void CopyAhead::DropAll() {

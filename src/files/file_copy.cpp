@@ -100,7 +100,7 @@ class Show {
     Result<File> file = open();
     if (file || !context_ || !MayPass(file.Error)) return file;
     for (std::uint32_t waited = 0; waited < kOpenRetryDelay; waited += kPumpSlice) {
-      context_->Clock.Sleep(kPumpSlice);
+      context_->Time.Sleep(kPumpSlice);
       Pump();
       if (context_->State.CancelRequested) return file;
     }
@@ -150,7 +150,7 @@ class FileCopy {
     }
     if (!(is_link ? MakeLink() : CopyFile())) {
       dest_file_.Close();
-      if (created_ && dest_.Folder.RemoveFile(temp_)) names_.NoteLeft();
+      if (created_ && dest_.Opened.RemoveFile(temp_)) names_.NoteLeft();
       return false;
     }
     result_.Failed = false;
@@ -170,7 +170,7 @@ class FileCopy {
 
   bool OpenSource() {
     if (source_file_) return !ChangedJustNow(from_);
-    Result<File> file = show_.OpenPatiently([&] { return source_.Folder.OpenFile(source_.Name); });
+    Result<File> file = show_.OpenPatiently([&] { return source_.Opened.OpenFile(source_.Name); });
     return TakeSource(std::move(file)) || Fail(u"Could Not Open Source File", source_, file.Error);
   }
 
@@ -200,7 +200,7 @@ class FileCopy {
   }
 
   bool ReadSourceLink() {
-    Result<std::u16string> target = source_.Folder.ReadLink(source_.Name);
+    Result<std::u16string> target = source_.Opened.ReadLink(source_.Name);
     if (!target) return Fail(u"Could Not Open Source File", source_, target.Error);
     link_target_ = std::move(*target);
     return true;
@@ -208,19 +208,19 @@ class FileCopy {
 
   bool MakeLink() {
     const auto made = MakeUnderName(names_, dest_, temp_, [&](std::u16string_view name) {
-      return Result<bool>{true, dest_.Folder.MakeLink(name, link_target_)};
+      return Result<bool>{true, dest_.Opened.MakeLink(name, link_target_)};
     });
     if (!made) return Fail(u"Could Not Open Destination File", dest_, made.Error);
     created_ = true;
     Warn(u"Could Not Set Destination File Times",
-         dest_.Folder.SetLinkTimes(temp_, *source_.Status));
+         dest_.Opened.SetLinkTimes(temp_, *source_.Status));
     Warn(u"Could Not Set Destination File Attributes",
-         dest_.Folder.CarryLinkAttributes(temp_, source_.Folder, source_.Name));
+         dest_.Opened.CarryLinkAttributes(temp_, source_.Opened, source_.Name));
     return true;
   }
 
   bool CopyFile() {
-    const auto make = [&](std::u16string_view name) { return dest_.Folder.MakeFile(name, from_); };
+    const auto make = [&](std::u16string_view name) { return dest_.Opened.MakeFile(name, from_); };
     Result<File> file =
         show_.OpenPatiently([&] { return MakeUnderName(names_, dest_, temp_, make); });
     if (!file) return Fail(u"Could Not Open Destination File", dest_, file.Error);
@@ -264,7 +264,7 @@ class FileCopy {
       const bool enough =
           tries == kMostTries || size_ > kLargestAgain || (same_content && tries > 1);
       // Where its name is another's by now, or nobody's, what was open is whole all the same.
-      if (enough || !TakeSource(source_.Folder.OpenFile(source_.Name))) {
+      if (enough || !TakeSource(source_.Opened.OpenFile(source_.Name))) {
         if (shrunk_) return Fail(u"Could Not Read Source File", source_, 0);
         if (!same_content) WarnOfChange();
         return true;
@@ -411,7 +411,7 @@ class FileCopy {
 
 /// The temporary names of a context, or some for one copy alone.
 TempNames& NamesOf(CopyContext& context, std::optional<TempNames>& own) {
-  return context.Names ? *context.Names : own.emplace(context.Clock, nullptr, u"");
+  return context.Names ? *context.Names : own.emplace(context.Time, nullptr, u"");
 }
 
 }  // namespace
@@ -457,7 +457,7 @@ ErrorCode StageLink(TempNames& names, const Folder& from, std::u16string_view fr
                     const CopySide& dest, StagedFile& staged) {
   std::u16string temp;
   const auto made = MakeUnderName(names, dest, temp, [&](std::u16string_view name) {
-    return Result<bool>{true, dest.Folder.LinkFile(from, from_name, name)};
+    return Result<bool>{true, dest.Opened.LinkFile(from, from_name, name)};
   });
   if (made) staged = {std::move(temp), std::u16string(dest.Name), dest.Status != nullptr, true};
   return made.Error;
@@ -465,8 +465,8 @@ ErrorCode StageLink(TempNames& names, const Folder& from, std::u16string_view fr
 
 ErrorCode StageClone(TempNames& names, const CopySide& source, const CopySide& content,
                      const CopySide& dest, StagedFile& staged) {
-  const Result<File> from = source.Folder.OpenFile(source.Name);
-  const Result<File> like = from ? content.Folder.OpenFile(content.Name) : Result<File>();
+  const Result<File> from = source.Opened.OpenFile(source.Name);
+  const Result<File> like = from ? content.Opened.OpenFile(content.Name) : Result<File>();
   if (!from || !like) return from ? like.Error : from.Error;
   if (!IsWhatWasSeen(from->Status(), *source.Status) ||
       !IsWhatWasSeen(like->Status(), *content.Status)) {
@@ -474,7 +474,7 @@ ErrorCode StageClone(TempNames& names, const CopySide& source, const CopySide& c
   }
   std::u16string temp;
   Result<File> file = MakeUnderName(names, dest, temp, [&](std::u16string_view name) {
-    return dest.Folder.MakeFile(name, *source.Status);
+    return dest.Opened.MakeFile(name, *source.Status);
   });
   if (!file) return file.Error;
   file->CarryFlags(*from);
@@ -486,7 +486,7 @@ ErrorCode StageClone(TempNames& names, const CopySide& source, const CopySide& c
   if (const ErrorCode closing = file->Close(); !error) error = closing;
   if (!error) {
     staged = {std::move(temp), std::u16string(dest.Name), dest.Status != nullptr};
-  } else if (dest.Folder.RemoveFile(temp)) {
+  } else if (dest.Opened.RemoveFile(temp)) {
     names.NoteLeft();
   }
   return error;
@@ -517,7 +517,7 @@ CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const C
   CopySide to = dest;
   to.SyncsEach = true;
   if (overwrite_in_place && to.Status && to.Status->Kind != FileKind::Folder) {
-    to.Folder.RemoveFile(to.Name);
+    to.Opened.RemoveFile(to.Name);
     to.Status = nullptr;
   }
   const Show show(&context);
@@ -526,11 +526,11 @@ CopyResult CopyFileChunked(CopyContext& context, const CopySide& source, const C
   if (!copy.Stage(staged)) return copy.Outcome();
   CopyResult result = copy.Outcome();
   File replaced;
-  ErrorCode error = staged.Commit(to.Folder, &replaced);
+  ErrorCode error = staged.Commit(to.Opened, &replaced);
   if (error) {
-    staged.RollBack(to.Folder);
+    staged.RollBack(to.Opened);
   } else {
-    error = to.Folder.Sync();
+    error = to.Opened.Sync();
   }
   if (error) {
     result = {};

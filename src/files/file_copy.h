@@ -32,7 +32,7 @@ struct CopyResult {
 /// What a copy works with. Without a sink the pump alone is called; with neither, nothing is.
 struct CopyContext {
   RunState& State;
-  kavrel::Clock& Clock;
+  Clock& Time;
   ProgressSink* Sink = nullptr;
   MessagePump* Pump = nullptr;
   TempNames* Names = nullptr;  ///< where temporary names come from; null: made for each copy
@@ -40,7 +40,7 @@ struct CopyContext {
 
 /// One side of a copy: an entry in an open folder.
 struct CopySide {
-  const kavrel::Folder& Folder;
+  const Folder& Opened;
   std::u16string_view FolderPath;  ///< for captions and messages, with its final separator
   std::u16string_view Name;
   const FileStatus* Status;  ///< what is there; null when nothing is

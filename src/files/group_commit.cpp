@@ -52,13 +52,13 @@ Result<std::shared_ptr<const CommitFolder>> GroupCommit::Share(
     own = folder.Reopen();
   }
   if (!own) return Shared::Fail(own.Error);
-  shared->Folder = std::move(*own);
-  const Result<FileStatus> status = shared->Folder.Status();
+  shared->Opened = std::move(*own);
+  const Result<FileStatus> status = shared->Opened.Status();
   if (!status) return Shared::Fail(status.Error);
   shared->Path = path;
   shared->Parent = std::move(parent);
   shared->Device = status->Device;
-  shared->Manners = shared->Folder.Manners();
+  shared->Manners = shared->Opened.Manners();
   NoteDisk(shared);
   return {std::move(shared), 0};
 }
@@ -156,11 +156,11 @@ void GroupCommit::StartSync() {
     // one is gone from the disk before that of the old file becomes the new one's, so that never
     // two records mean one content.
     for (const auto& folder : folders) {
-      const ErrorCode error = folder->Folder.Sync();
+      const ErrorCode error = folder->Opened.Sync();
       if (!first) first = error;
     }
     for (const auto& disk : disks) {
-      const ErrorCode error = disk->Folder.SyncDisk();
+      const ErrorCode error = disk->Opened.SyncDisk();
       if (!first) first = error;
     }
     return first;

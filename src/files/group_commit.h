@@ -25,9 +25,9 @@
 namespace kavrel {
 
 /// An open folder of the destination, shared by the changes in it. Another thread may sync it; all
-/// but `Folder` is for the run's own.
+/// but `Opened` is for the run's own.
 struct CommitFolder {
-  kavrel::Folder Folder;
+  Folder Opened;
   std::u16string Path;  ///< with its final separator
   std::uint64_t Device = 0;
   DiskManners Manners;

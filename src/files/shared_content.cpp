@@ -14,7 +14,7 @@ ErrorCode SharedContent::Stage(TempNames& names, const CopySide& source, const C
     if (!cloned_) clones_ = false;
   }
   if (!same || !links_) return error;
-  error = StageLink(names, like.Folder, like.Name, dest, staged);
+  error = StageLink(names, like.Opened, like.Name, dest, staged);
   if (!error) linked_ = true;
   if (HasAllLinks(error)) {
     full_ = true;

@@ -80,11 +80,11 @@ void BackupCare::ShowVersions(const std::u16string& path) {
 
 void BackupCare::AskAndFulfil(const std::function<std::optional<RestoreWish>()>& ask) {
   const QPointer<BackupCare> alive(this);
-  const bool ticking = program_.Scheduler.TimerOn();
-  program_.Scheduler.SetSchedulerTimer(false);
+  const bool ticking = program_.Schedule.TimerOn();
+  program_.Schedule.SetSchedulerTimer(false);
   const std::optional<RestoreWish> wish = ask();
   if (!alive) return;
-  if (ticking) program_.Scheduler.SetSchedulerTimer(true);
+  if (ticking) program_.Schedule.SetSchedulerTimer(true);
   if (wish) Fulfil(*wish);
 }
 
@@ -97,7 +97,7 @@ void BackupCare::RestoreBeside(const RestoreWish& wish) {
   const BackupJob& job = program_.Store.Jobs[static_cast<std::size_t>(wish.Job)];
   const std::u16string& path = *wish.Pick.Paths.Paths().begin();
   std::optional<CopyBeside> copy;
-  copy.emplace(program_.Files, program_.Context.Clock, job, path);
+  copy.emplace(program_.Files, program_.Context.Time, job, path);
   const auto fail = [&](ErrorCode error) {
     TellFailure(*window_, TrText(u"無法把「%1」放在現在的檔案旁邊：%2")
                               .arg(ToQString(path), ShownText(ApiErrorText(error))));
@@ -125,8 +125,8 @@ void BackupCare::RestoreAll(int row, RestoreMode mode) {
 void BackupCare::PreviewRestore(int row, RestoreMode mode) {
   if (!MayStart(row)) return;
   const QPointer<BackupCare> alive(this);
-  const bool ticking = program_.Scheduler.TimerOn();
-  program_.Scheduler.SetSchedulerTimer(false);
+  const bool ticking = program_.Schedule.TimerOn();
+  program_.Schedule.SetSchedulerTimer(false);
   // The archive is chosen once, for the look and for the restore.
   std::optional<std::u16string> archive;
   bool asked = false;
@@ -143,7 +143,7 @@ void BackupCare::PreviewRestore(int row, RestoreMode mode) {
   const bool restore =
       alive && (archive || !compressed) && OpenRestorePreview(program_, row, request, window_);
   if (!alive) return;
-  if (ticking) program_.Scheduler.SetSchedulerTimer(true);
+  if (ticking) program_.Schedule.SetSchedulerTimer(true);
   if (restore) Restore(row, request);
 }
 
@@ -176,12 +176,12 @@ bool BackupCare::Restore(int row, RestoreRequest request) {
 std::optional<RunOutcome> BackupCare::WithPassword(BackupJob& job, std::u16string_view archive,
                                                    const std::function<RunOutcome()>& restore) {
   const QPointer<BackupCare> alive(this);
-  const bool ticking = program_.Scheduler.TimerOn();
-  program_.Scheduler.SetSchedulerTimer(false);
+  const bool ticking = program_.Schedule.TimerOn();
+  program_.Schedule.SetSchedulerTimer(false);
   FrmPassword dialog(NameText(job.Name), ToQString(archive), window_);
   const bool entered = dialog.exec() == QDialog::Accepted;
   if (!alive) return std::nullopt;
-  if (ticking) program_.Scheduler.SetSchedulerTimer(true);
+  if (ticking) program_.Schedule.SetSchedulerTimer(true);
   if (!entered) return std::nullopt;
   const bool used = std::exchange(job.UsePassword, true);
   const Secret former = std::exchange(job.Password, dialog.Password());

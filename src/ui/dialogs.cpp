@@ -63,8 +63,8 @@ namespace {
 /// What becomes of each of the states with the next whole run.
 std::vector<StateNote> NotesOf(const Program& program, BackupJob job,
                                const std::vector<JobState>& states) {
-  const std::u16string unit = SetRunPaths(job, program.Context.Clock);
-  const StateFates fates = FatesOf(program.Context, job, states, unit, program.Context.Clock.Now());
+  const std::u16string unit = SetRunPaths(job, program.Context.Time);
+  const StateFates fates = FatesOf(program.Context, job, states, unit, program.Context.Time.Now());
   std::vector<StateNote> notes;
   for (const JobState& state : states) {
     StateNote& note = notes.emplace_back();

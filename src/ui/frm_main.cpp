@@ -354,11 +354,11 @@ void FrmMain::UpdateCaption() {
 }
 
 void FrmMain::ImportJobs() {
-  const bool ticking = program_->Scheduler.TimerOn();
-  program_->Scheduler.SetSchedulerTimer(false);
+  const bool ticking = program_->Schedule.TimerOn();
+  program_->Schedule.SetSchedulerTimer(false);
   const bool imported = ImportByDialog(*program_, *this);
   if (ended_) return;
-  if (ticking || imported) program_->Scheduler.SetSchedulerTimer(true);
+  if (ticking || imported) program_->Schedule.SetSchedulerTimer(true);
   if (!imported) return;
   FillJobList();
   AskAboutDrives();
@@ -366,24 +366,24 @@ void FrmMain::ImportJobs() {
 
 void FrmMain::EditJobs(const std::function<void()>& editor) {
   if (program_->State.RunBusy) return;
-  program_->Scheduler.SetSchedulerTimer(false);
+  program_->Schedule.SetSchedulerTimer(false);
   program_->Store.SaveJobs();
   editor();
   if (ended_) return;
   program_->ReloadJobs();
   FillJobList();
-  program_->Scheduler.SetSchedulerTimer(!program_->Store.Jobs.empty());
+  program_->Schedule.SetSchedulerTimer(!program_->Store.Jobs.empty());
 }
 
 void FrmMain::MakeShortcuts() {
-  const bool ticking = program_->Scheduler.TimerOn();
+  const bool ticking = program_->Schedule.TimerOn();
   const QPointer<QWidget> focus = focusWidget();
-  if (ticking) program_->Scheduler.SetSchedulerTimer(false);
+  if (ticking) program_->Schedule.SetSchedulerTimer(false);
   setEnabled(false);
   hide();
   OpenShortcuts(*program_, this);
   if (ended_) return;
-  if (ticking) program_->Scheduler.SetSchedulerTimer(true);
+  if (ticking) program_->Schedule.SetSchedulerTimer(true);
   setEnabled(true);
   show();
   // A window that is switched off forgets where the keys went.
@@ -396,10 +396,10 @@ void FrmMain::AskAboutDrives() {
 
 void FrmMain::EditDrives() {
   // What is due waits: a drive may be about to come.
-  const bool ticking = program_->Scheduler.TimerOn();
-  if (ticking) program_->Scheduler.SetSchedulerTimer(false);
+  const bool ticking = program_->Schedule.TimerOn();
+  if (ticking) program_->Schedule.SetSchedulerTimer(false);
   OpenDrives(*program_, this);
-  if (!ended_ && ticking) program_->Scheduler.SetSchedulerTimer(true);
+  if (!ended_ && ticking) program_->Schedule.SetSchedulerTimer(true);
 }
 
 // ---- Seen, hidden, ended ----
@@ -471,7 +471,7 @@ void FrmMain::StayOpen() {
   program_->ReloadJobs();
   if (ended_) return;
   FillJobList();
-  program_->Scheduler.SetSchedulerTimer(!program_->Store.Jobs.empty());
+  program_->Schedule.SetSchedulerTimer(!program_->Store.Jobs.empty());
 }
 
 void FrmMain::Leave() {

@@ -43,7 +43,7 @@ void FrmMain::RunCheckedJobs() {
     jobs_->View().ListRefresh();
     return;
   }
-  program_->Scheduler.RunCheckedJobs();
+  program_->Schedule.RunCheckedJobs();
   const QStringList undone = result_->Undone();
   if (ended_ || undone.isEmpty()) return;
   constexpr qsizetype kMostLines = 12;
@@ -66,10 +66,10 @@ void FrmMain::AskAndRun(int row) {
 
 void FrmMain::PreviewAndRun(int row) {
   if (program_->State.RunBusy || row < 0 || row >= std::ssize(program_->Store.Jobs)) return;
-  program_->Scheduler.SetSchedulerTimer(false);
+  program_->Schedule.SetSchedulerTimer(false);
   const bool run = OpenPreview(*program_, row, this);
   if (ended_) return;
-  program_->Scheduler.SetSchedulerTimer(true);
+  program_->Schedule.SetSchedulerTimer(true);
   if (run) RunNow(row);
 }
 
@@ -143,7 +143,7 @@ void FrmMain::JobEnded(std::int32_t job_index) {
 void FrmMain::ShowHealth() {
   const std::vector<BackupJob>& jobs = program_->Store.Jobs;
   const std::vector<LogRow>& rows = program_->LogRows.Rows();
-  const DateTime now = program_->Context.Clock.Now();
+  const DateTime now = program_->Context.Time.Now();
   const std::optional<DateTime> pause = program_->Pause.End();
   jobs_->ShowHealth(JudgeJobs(jobs, rows, now, run_->Job(), pause.has_value()));
   tray_->ShowHealth(JudgeRuns(jobs, rows, now, pause));
@@ -255,7 +255,7 @@ void FrmMain::TakePause() {
   if (program_->State.RunBusy) return;
   ShowStatus();
   // What is due after a pause need not wait for the next tick.
-  if (program_->Scheduler.TimerOn()) program_->Scheduler.SetSchedulerTimer(true);
+  if (program_->Schedule.TimerOn()) program_->Schedule.SetSchedulerTimer(true);
 }
 
 void FrmMain::OtherVersionKept(std::u16string_view path, std::u16string_view copy) {
@@ -281,13 +281,13 @@ void FrmMain::SetTickTimer(bool on, std::uint32_t milliseconds) {
 
 void FrmMain::TimerWake_Timer() {
   if (EndIfInterrupted()) return;
-  if (ToCivil(program_->Context.Clock.Now()).Second % 10 == 0) ShowHealth();
+  if (ToCivil(program_->Context.Time.Now()).Second % 10 == 0) ShowHealth();
   ShowStatus();
   ShowWantedVersions();
 }
 
 void FrmMain::ShowStatus() {
-  const CivilTime now = ToCivil(program_->Context.Clock.Now());
+  const CivilTime now = ToCivil(program_->Context.Time.Now());
   const std::u16string text =
       Fill(Tr(u"%1 年 %2 月 %3 日 %4 時 %5 分 %6 秒"),
            {Decimal(now.Year, 4), Decimal(now.Month, 2), Decimal(now.Day, 2), Decimal(now.Hour, 2),

@@ -204,7 +204,7 @@ BackupJob* FrmSet::SelectedJob() {
 
 void FrmSet::btnNew_Click() {
   BackupJob job = buffer_;
-  NewJobDefaults(job, program_.Context.Clock.Now(), program_.DefaultDestination());
+  NewJobDefaults(job, program_.Context.Time.Now(), program_.DefaultDestination());
   job.Deleted = false;
   job.RunStarted = job.LastRun = kZeroDate;
   job.LastRunResult = {};

@@ -349,7 +349,7 @@ void JobItemPage::Browse(QLineEdit& box, const QString& title) {
 }
 
 void JobItemPage::btnTags_Click() {
-  frmHelp(this, &program_.Context.Clock, &program_.WindowSizes).exec();
+  frmHelp(this, &program_.Context.Time, &program_.WindowSizes).exec();
 }
 
 void JobItemPage::cmdLoadFFs_Click() {

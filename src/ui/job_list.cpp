@@ -134,7 +134,7 @@ JobList::JobList(Program& program, QWidget* container) : QObject(container), pro
 
 void JobList::AddColumns() {
   for (const Column& column : kColumns) {
-    const bool shown = column.Switch < 0 || program_.Settings.OutWidth(column.Switch);
+    const bool shown = column.Switch < 0 || program_.Preferences.OutWidth(column.Switch);
     view_.ColumnAdd(-1, shown ? WidthOf(view_.ColumnCount()) : 0, {}, column.Alignment);
   }
   OnLanguage(this, [this] {

@@ -76,13 +76,13 @@ void JobMenu::BuildViewItems() {
                       TrLater(u"詳細資料(&D)...")},
                      [this](int index) {
                        list_.SetView(index);
-                       program_.Settings.SetProtIcon(index);
+                       program_.Preferences.SetProtIcon(index);
                      });
   menu_->addSeparator();
   grid_ = AddItem(*menu_, QStringLiteral("mnu_Display_1_5"), TrLater(u"顯示格線(&H)..."), true);
   connect(grid_, &QAction::triggered, this, [this](bool on) {
     list_.View().SetGlidLine(on);
-    program_.Settings.SetProtGlidLine(on);
+    program_.Preferences.SetProtGlidLine(on);
   });
   QMenu* columns = MakeMenu(menu_, QStringLiteral("mnuWidthView"), TrLater(u"檢視欄位"));
   menu_->addMenu(columns);
@@ -91,14 +91,14 @@ void JobMenu::BuildViewItems() {
                               JobList::SwitchAt(number).Caption, true);
     connect(action, &QAction::triggered, this, [this, number](bool on) {
       list_.ShowColumn(number, on);
-      program_.Settings.SetOutWidth(number, on);
+      program_.Preferences.SetOutWidth(number, on);
     });
     columns_ += action;
   }
 }
 
 void JobMenu::ShowSettings() {
-  const Settings& settings = program_.Settings;
+  const Settings& settings = program_.Preferences;
   CheckItem(*view_, settings.ProtIcon());
   list_.SetView(settings.ProtIcon());
   grid_->setChecked(settings.ProtGlidLine());

@@ -222,7 +222,7 @@ void JobSafetyPage::Show(const ExtraSettings& extras) {
   chkScrub_->setChecked(extras.Scrub);
   chkDrill_->setChecked(extras.Drill);
   chkLinks_->setChecked(extras.KeepHardLinks);
-  cboLinkStates_->setCurrentIndex(static_cast<int>(extras.LinkStates));
+  cboLinkStates_->setCurrentIndex(static_cast<int>(extras.StateLinks));
   chkUnfinished_->setChecked(extras.UnfinishedName);
 }
 
@@ -242,7 +242,7 @@ void JobSafetyPage::Read(JobForm& form) const {
   extras.Scrub = chkScrub_->isChecked();
   extras.Drill = chkDrill_->isChecked();
   extras.KeepHardLinks = chkLinks_->isChecked();
-  extras.LinkStates = static_cast<LinkStates>(cboLinkStates_->currentIndex());
+  extras.StateLinks = static_cast<LinkStates>(cboLinkStates_->currentIndex());
   extras.UnfinishedName = chkUnfinished_->isChecked();
 }
 

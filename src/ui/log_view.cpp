@@ -167,7 +167,7 @@ void LogView::BuildMenu() {
       {TrLater(u"到 100 筆後刪除前 70 筆日誌"), TrLater(u"到 200 筆後刪除前 170 筆日誌"),
        TrLater(u"到 300 筆後刪除前 270 筆日誌"), TrLater(u"到 400 筆後刪除前 370 筆日誌"),
        TrLater(u"到 500 筆後刪除前 470 筆日誌")},
-      [this](int index) { program_.Settings.SetLogRestrictions(index); });
+      [this](int index) { program_.Preferences.SetLogRestrictions(index); });
   menu_->addSeparator();
   connect(AddItem(*menu_, QStringLiteral("mnuLogView"), TrLater(u"檢視日誌內容(&V)...")),
           &QAction::triggered, this, &LogView::ViewSelected);
@@ -179,7 +179,7 @@ void LogView::ShowNewest() {
 }
 
 void LogView::ShowSettings() {
-  CheckItem(*restrictions_, program_.Settings.LogRestrictions());
+  CheckItem(*restrictions_, program_.Preferences.LogRestrictions());
 }
 
 void LogView::Follow() {
@@ -306,7 +306,7 @@ void LogView::DeleteSelected() {
   if (selected.isEmpty()) return;
   std::vector<std::size_t> rows;
   for (const int row : selected) rows.push_back(positions_[static_cast<std::size_t>(row)]);
-  program_.ProgramLog.DeleteSelectedLogs(rows);
+  program_.History.DeleteSelectedLogs(rows);
   CatchUp();
 }
 
@@ -317,7 +317,7 @@ void LogView::DeleteAll() {
     program_.DeleteAllLogs();
   } else {
     // What the bar hides is not meant.
-    program_.ProgramLog.DeleteSelectedLogs(positions_);
+    program_.History.DeleteSelectedLogs(positions_);
   }
   CatchUp();
 }

@@ -53,10 +53,10 @@ void OptionsMenu::BuildSwitches() {
   start_min_ =
       AddItem(menu, QStringLiteral("MnuStartMin"), TrLater(u"程式啟動後隱藏至工作列"), true);
   connect(start_min_, &QAction::triggered, this,
-          [this](bool on) { program_.Settings.SetStartMin(on); });
+          [this](bool on) { program_.Preferences.SetStartMin(on); });
   sound_ = AddItem(menu, QStringLiteral("mnuSound"), TrLater(u"備份完成後播放背景音樂"), true);
   connect(sound_, &QAction::triggered, this,
-          [this](bool on) { program_.Settings.SetPlaySound(on); });
+          [this](bool on) { program_.Preferences.SetPlaySound(on); });
   menu.addSeparator();
   exclusions_ = AddItem(menu, QStringLiteral("mnuExc"), TrLater(u"新增 / 編輯排除排程"));
   connect(exclusions_, &QAction::triggered, this, &OptionsMenu::ExclusionsWanted);
@@ -66,8 +66,8 @@ void OptionsMenu::BuildSwitches() {
 }
 
 void OptionsMenu::SetExclusions(bool on) {
-  program_.Settings.SetExcEnabled(on);
-  TakeSwitch(program_.Exclusions, program_.Settings);
+  program_.Preferences.SetExcEnabled(on);
+  TakeSwitch(program_.Exclusions, program_.Preferences);
   ShowStored();
 }
 
@@ -88,7 +88,7 @@ void OptionsMenu::BuildChoices() {
       AddChoices(submenu("mnuPriority", TrLater(u"備份優先權")), QStringLiteral("mnuSetPriority"),
                  {TrLater(u"即時"), TrLater(u"高"), TrLater(u"標準以上"), TrLater(u"標準"),
                   TrLater(u"標準以下"), TrLater(u"低")},
-                 [this](int index) { program_.Settings.SetProcessPriority(index); });
+                 [this](int index) { program_.Preferences.SetProcessPriority(index); });
   BuildLanguages();
   options_->addMenu(pause_->Menu());
   connect(pause_, &PauseMenu::Chosen, this, &OptionsMenu::PauseChosen);
@@ -108,9 +108,9 @@ void OptionsMenu::BuildLanguages() {
 }
 
 void OptionsMenu::ChooseLanguage(int index) {
-  program_.Settings.SetLanguage(index == 0 ? std::string_view()
-                                           : Languages()[static_cast<std::size_t>(index - 1)].Code);
-  SpeakLanguage(SpokenLanguage(program_.Settings.Language()));
+  program_.Preferences.SetLanguage(
+      index == 0 ? std::string_view() : Languages()[static_cast<std::size_t>(index - 1)].Code);
+  SpeakLanguage(SpokenLanguage(program_.Preferences.Language()));
 }
 
 void OptionsMenu::BuildHelp(const ProductAddresses& addresses) {
@@ -150,7 +150,7 @@ void OptionsMenu::ShowSettings() {
 }
 
 void OptionsMenu::ShowStored() {
-  const Settings& settings = program_.Settings;
+  const Settings& settings = program_.Preferences;
   start_->setChecked(settings.Autostart());
   start_min_->setChecked(settings.StartMin());
   sound_->setChecked(settings.PlaySound());

@@ -22,7 +22,7 @@ PauseMenu::PauseMenu(Program& program, QWidget* window)
   for (const auto& choice : choices) {
     QAction* item = AddItem(*menu_, QString::fromLatin1(choice.Name), choice.Caption);
     connect(item, &QAction::triggered, this, [this, choice = choice.Choice] {
-      Tell(program_.Pause.Begin(EndOfPause(choice, program_.Context.Clock.Now())));
+      Tell(program_.Pause.Begin(EndOfPause(choice, program_.Context.Time.Now())));
     });
   }
   menu_->addSeparator();

@@ -118,7 +118,7 @@ bool SourcePlace::IsIn(const Folder& folder) const {
   std::vector<const Folder*> others;
   if (MayShow(folder)) others.push_back(&root_);
   for (const Above& above : Look().Folders) {
-    if (IsKind(folder, above.Name, FileKind::Folder)) others.push_back(&above.Folder);
+    if (IsKind(folder, above.Name, FileKind::Folder)) others.push_back(&above.Opened);
   }
   return !others.empty() && Tell(folder, others);
 }

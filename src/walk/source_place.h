@@ -32,7 +32,7 @@ class SourcePlace {
  private:
   /// A folder above the source's root, and which of its entries leads there.
   struct Above {
-    kavrel::Folder Folder;
+    Folder Opened;
     std::u16string Name;
   };
   /// What is looked for in the folders that are asked about.

@@ -85,7 +85,7 @@ struct StartedProgram {
 TEST(ProgramStart, GoesThroughItsStepsInOrderAndRunsWhatIsOverdue) {
   StartedProgram run;
   run.StoreJobs(3);
-  run.Program.Settings.SetStartMin(true);
+  run.Program.Preferences.SetStartMin(true);
   EXPECT_TRUE(run.Program.Start(u"  "));
   EXPECT_EQ(run.Host.Steps, "controls tray hide settings:14 jobs:3 log:0 timer:1000 layout ");
   EXPECT_EQ(run.Host.Asked, 2);
@@ -216,8 +216,8 @@ TEST(ProgramSettings, EditedByHandDuringARunTheyCountAndAreKept) {
   test.AddJob();
   test.Host.AtPump = [&] { WriteTestFile(file, edited); };
   ASSERT_EQ(test.Program.RunJobNow(0), RunOutcome::Ran);
-  EXPECT_EQ(test.Program.Settings.LogRestrictions(), 0);
-  ASSERT_TRUE(test.Program.Settings.SetStartMin(true));
+  EXPECT_EQ(test.Program.Preferences.LogRestrictions(), 0);
+  ASSERT_TRUE(test.Program.Preferences.SetStartMin(true));
   EXPECT_EQ(ReadTestFile(file), edited + "StartMin=True\n");
 }
 
@@ -254,7 +254,7 @@ void WatchFor(hours simulated) {
   job.RefusedDays = 1 << 1 | 1 << 7;  // Sunday and Saturday
   program.Store.Jobs.push_back(job);
   ASSERT_TRUE(program.Store.SaveJobs());
-  program.Settings.SetLogRestrictions(0);
+  program.Preferences.SetLogRestrictions(0);
   ASSERT_TRUE(host.Run(program));
 
   std::map<std::string, int> started;

@@ -30,7 +30,7 @@ class ExtrasFileTest : public testing::Test {
     JobExtras extras;
     extras.GuardMirror = extras.CheckSpace = extras.KeepHardLinks = false;
     extras.UnfinishedName = extras.KeepSums = extras.GuardChanges = false;
-    extras.LinkStates = LinkStates::Reflink;
+    extras.StateLinks = LinkStates::Reflink;
     extras.GuardPercent = 7;
     extras.GuardFewest = 8;
     extras.KeepNewest = 9;

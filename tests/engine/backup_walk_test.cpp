@@ -193,7 +193,7 @@ TEST_F(BackupWalkTest, WhatFormerRunsMadeInsideTheSourceIsNotBackedUp) {
 
 TEST_F(BackupWalkTest, WhetherRulesCountIsNeverGuessed) {
   WriteTestFile(Source() / "a.tmp", "x");
-  ASSERT_TRUE(Program.Settings.SetExcEnabled(true));
+  ASSERT_TRUE(Program.Preferences.SetExcEnabled(true));
   const fs::path settings = Temp.Home() / "Settings.ini", aside = Temp.Home() / "aside";
   fs::rename(settings, aside);
   fs::create_directory(settings);

@@ -545,7 +545,7 @@ TEST_P(JobDisksTest, JobsThatWaitForTheirDisksDoNotHoldUpTheRest) {
     second.Enabled = true;
     fs::remove_all(Temp.DriveD() / "second");
     if (batch) {
-      Program.Scheduler.RunCheckedJobs();
+      Program.Schedule.RunCheckedJobs();
     } else {
       for (BackupJob& job : Program.Store.Jobs) job.NextRun = Clock.Now();
       Program.Tick();

@@ -72,7 +72,7 @@ TEST_F(LinkedStatesTest, TheJobSaysWhetherStatesShareFiles) {
                                Choice{BackupType::Full, LinkStates::Hard, true},
                                Choice{BackupType::Synchronise, LinkStates::Auto, true}}) {
     SetJobType(Job(), choice.Type);
-    Job().Extras.LinkStates = choice.How;
+    Job().Extras.StateLinks = choice.How;
     const fs::path before = State();
     RunNextDay();
     EXPECT_EQ(NumberOf(State() / "file") == NumberOf(before / "file"), choice.Shares);
@@ -150,7 +150,7 @@ TEST_F(LinkedStatesTest, AStateGetsItsNameWhenItIsWhole) {
        {BackupType::Full, BackupType::Differential, BackupType::Synchronise}) {
     SetJobType(Job(), type);
     Job().UseRecycleBin = type == BackupType::Synchronise;
-    Job().Extras.LinkStates = LinkStates::Off;
+    Job().Extras.StateLinks = LinkStates::Off;
     RunNextDay();
     const fs::path left = Unfinished(State());
     Interrupt(State());
@@ -168,7 +168,7 @@ TEST_F(LinkedStatesTest, AStateGetsItsNameWhenItIsWhole) {
   }
 
   // Power goes when the mark says whole and the folder has no name yet.
-  Job().Extras.LinkStates = LinkStates::Auto;
+  Job().Extras.StateLinks = LinkStates::Auto;
   const fs::path whole = State();
   const std::size_t count = ListStates(Program.Context, Job()).size();
   fs::rename(whole, Unfinished(whole));

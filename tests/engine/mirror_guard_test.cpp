@@ -253,7 +253,7 @@ TEST_F(MirrorGuardTest, AStoppedRunDoesNotHoldUpTheNextJob) {
   Make(30, 31);
   AddJob().Destination.Path = u"D:\\second\\";
   for (BackupJob& job : Program.Store.Jobs) job.Enabled = true;
-  Program.Scheduler.RunCheckedJobs();
+  Program.Schedule.RunCheckedJobs();
   EXPECT_EQ(TreeDifferences(Source(), Temp.DriveD() / "second"), "");
 }
 

@@ -125,7 +125,7 @@ TEST_P(StatesOfRandomTreesTest, EachIsTheSourceAsItWasAndStaysSo) {
   constexpr BackupType kTypes[] = {BackupType::Differential, BackupType::Synchronise,
                                    BackupType::Full};
   Begin(kTypes[seed % 3]);
-  if (seed % 3 == 2) Job().Extras.LinkStates = LinkStates::Hard;
+  if (seed % 3 == 2) Job().Extras.StateLinks = LinkStates::Hard;
   Job().Extras.KeepNewest = 6;
   Changer source(Source(), seed);
   // From now on the store knows the job's identity, in whichever process it runs.

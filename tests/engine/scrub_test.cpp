@@ -92,7 +92,7 @@ TEST_F(ScrubTest, ThePartsOfAMonthReadEachFileOnceAndGoOnWhenTheOldestIsGone) {
   for (int i = 0; i < 40; ++i) {
     Write(std::to_string(i), std::string(static_cast<std::size_t>(i) * 5000, 'x'));
   }
-  AddDated().Extras.LinkStates = LinkStates::Off;
+  AddDated().Extras.StateLinks = LinkStates::Off;
   for (int run = 0; run < 3; ++run) Run();
   Program.Store.Jobs[0].Extras.Scrub = true;
   Spoil(Dest() / "2009-09-24/17");
@@ -131,7 +131,7 @@ TEST_F(ScrubTest, ATestRestoreTellsHowManyFilesCameBackAsTheyWere) {
   for (int i = 0; i < 60; ++i) Write("d" + std::to_string(i % 7) + "/" + std::to_string(i), "x");
   ExtraSettings& settings = AddDated().Extras;
   settings.Drill = true;
-  settings.LinkStates = LinkStates::Off;
+  settings.StateLinks = LinkStates::Off;
   Run();
   Run();
   fs::remove_all(Source());

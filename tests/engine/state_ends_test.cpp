@@ -102,7 +102,7 @@ TEST_F(StateEndsTest, WithoutHardLinksANewNameGetsAFileOfItsOwn) {
   Put("f", "content");
   Begin();
   Job().Extras.KeepHardLinks = false;
-  Job().Extras.LinkStates = LinkStates::Hard;
+  Job().Extras.StateLinks = LinkStates::Hard;
   Run();
   fs::create_hard_link(Source() / "f", Source() / "b");
   RunNextDay();

@@ -44,8 +44,8 @@ class Soak : public testing::Test {
   std::size_t ran_ = 0, cancelled_ = 0, failed_ = 0;
 
   Soak() {
-    program_.Program.Settings.SetLogRestrictions(0);
-    program_.Program.Settings.SetPlaySound(false);
+    program_.Program.Preferences.SetLogRestrictions(0);
+    program_.Program.Preferences.SetPlaySound(false);
     for (const BackupType type :
          {BackupType::Full, BackupType::Differential, BackupType::Synchronise,
           BackupType::Synchronise, BackupType::Compressed}) {

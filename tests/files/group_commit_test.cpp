@@ -55,7 +55,7 @@ class GroupCommitTest : public testing::Test {
   /// The folder as if it lay on a disk of another kind.
   std::shared_ptr<const CommitFolder> PlaceOn(DiskManners manners) {
     auto place = std::make_shared<CommitFolder>();
-    place->Folder = std::move(*dest_->Reopen());
+    place->Opened = std::move(*dest_->Reopen());
     place->Manners = manners;
     return place;
   }

@@ -164,7 +164,7 @@ TEST_F(Regressions, AMissingSourceEndedTheBatch) {
   AddJob().Source.Path = u"C:\\nowhere\\";
   AddJob();
   for (BackupJob& job : Program.Store.Jobs) job.Enabled = true;
-  Program.Scheduler.RunCheckedJobs();
+  Program.Schedule.RunCheckedJobs();
   EXPECT_EQ(ReadTestFile(Dest() / "a"), "x");
 }
 

@@ -28,8 +28,8 @@ TestProgram::Foreseen TestProgram::Foresee(const BackupJob& job) {
 }
 
 void TestProgram::SetRules(bool on) {
-  Program.Settings.SetExcEnabled(on);
-  TakeSwitch(Program.Exclusions, Program.Settings);
+  Program.Preferences.SetExcEnabled(on);
+  TakeSwitch(Program.Exclusions, Program.Preferences);
 }
 
 std::string TestProgram::LogText(std::u16string_view path) const {

@@ -29,7 +29,7 @@ TEST(Drives, AreAskedForAtTheFirstStartAndRunsWait) {
   picker.Answer = QString::fromStdString((main.Temp.Root() / "disk").string());
   bool ticking = true;
   WhenDialog([&](QWidget& dialog) {
-    ticking = main.Program.Scheduler.TimerOn();
+    ticking = main.Program.Schedule.TimerOn();
     main.Clock.Advance(2000);
     dynamic_cast<frmDrives&>(dialog).SetPicker(picker);
     EXPECT_EQ(Cell(dialog, 0, 0), "E:");
@@ -72,7 +72,7 @@ TEST(Drives, LeftAloneAreNotAskedForAgainButCanBeSetLater) {
   });
   main.Action("mnuDrives")->trigger();
   EXPECT_EQ(DriveFolder(main.Program.Files, u"\\\\nas\\備份"), FromQString(picker.Answer));
-  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main.Program.Schedule.TimerOn());
 }
 
 }  // namespace

@@ -180,7 +180,7 @@ TEST(FrmMainRuns, AskedAndRefusedNothingRuns) {
   main.Menu(main.Jobs(), 0, "mnuJobResNow");
   EXPECT_EQ(main.Answered, 4);
   EXPECT_FALSE(exists(main.Backup("照片")));
-  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main.Program.Schedule.TimerOn());
 }
 
 TEST(FrmMainRuns, CancelStopsTheRunAtOnceAndTheBatchWithIt) {
@@ -203,7 +203,7 @@ TEST(FrmMainRuns, CancelStopsTheRunAtOnceAndTheBatchWithIt) {
   ASSERT_EQ(main.Program.LogRows.Rows().size(), 1U);
   EXPECT_EQ(StatusText(main.Program.LogRows.Rows()[0]), u"備份中斷");
   EXPECT_FALSE(main.Program.State.RunBusy);
-  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main.Program.Schedule.TimerOn());
   EXPECT_FALSE(main.Shown("PicLogs"));
 }
 
@@ -239,7 +239,7 @@ TEST(FrmMainRuns, AtTheEndOfABatchIsToldWhatWasNotDone) {
   Click(main.Button(1));
   EXPECT_EQ(main.Answered, 2);
   EXPECT_TRUE(exists(main.Backup("三/甲.txt")));
-  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main.Program.Schedule.TimerOn());
 }
 
 TEST(FrmMainRuns, RestoresInTheModeThatIsChosen) {

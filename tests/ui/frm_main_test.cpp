@@ -220,7 +220,7 @@ TEST(FrmMain, OpensTheOtherWindowsWithTheSchedulerAtRest) {
   main.Start();
   main.Action("mnuExcEnabled")->trigger();
   const auto at_rest = [&](QDialog&) {
-    EXPECT_FALSE(main.Program.Scheduler.TimerOn());
+    EXPECT_FALSE(main.Program.Schedule.TimerOn());
     main.Program.Store.Jobs[0].Name = u"放棄的";
   };
   bool came = false;
@@ -231,18 +231,18 @@ TEST(FrmMain, OpensTheOtherWindowsWithTheSchedulerAtRest) {
   Expect<FrmSet>(came, at_rest);
   main.Menu(main.Jobs(), -1, "mnuJobEdit");
   EXPECT_TRUE(std::exchange(came, false));
-  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main.Program.Schedule.TimerOn());
   Expect<frmExc>(came);
   main.Action("mnuExc")->trigger();
   EXPECT_TRUE(std::exchange(came, false));
   Expect<frmShortcut>(came, [&](frmShortcut&) {
     EXPECT_FALSE(main.Window.isVisible());
-    EXPECT_FALSE(main.Program.Scheduler.TimerOn());
+    EXPECT_FALSE(main.Program.Schedule.TimerOn());
   });
   main.Action("mnuShortcut")->trigger();
   EXPECT_TRUE(std::exchange(came, false));
   EXPECT_TRUE(main.Window.isVisible());
-  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main.Program.Schedule.TimerOn());
 }
 
 TEST(FrmMain, AsksAboutOverdueJobsAndForAnArchive) {

@@ -127,7 +127,7 @@ TEST(RestoreSome, FromTheMenuToTheRestoredFile) {
   WhenDialog([&](QWidget& archives) {
     WhenDialog([&](QWidget& dialog) {
       EXPECT_EQ(dialog.windowTitle(), "還原「照片」的檔案");
-      EXPECT_FALSE(main.Program.Scheduler.TimerOn());
+      EXPECT_FALSE(main.Program.Schedule.TimerOn());
       auto& view = *Find<QTreeView>(dialog, "tvwFiles");
       EXPECT_TRUE(
           view.model()->setData(view.model()->index(0, 0, {}), Qt::Checked, Qt::CheckStateRole));
@@ -139,7 +139,7 @@ TEST(RestoreSome, FromTheMenuToTheRestoredFile) {
   EXPECT_EQ(ReadTestFile(main.Temp.DriveC() / "照片/甲/一.txt"), "one");
   EXPECT_FALSE(std::filesystem::exists(main.Temp.DriveC() / "照片/乙.txt"));
   EXPECT_EQ(StatusText(main.Program.LogRows.Rows().back()), u"還原完成");
-  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main.Program.Schedule.TimerOn());
 }
 
 TEST(RestoreSome, AnyDayOfAJobWithDateTags) {

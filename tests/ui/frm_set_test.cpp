@@ -468,7 +468,7 @@ TEST_F(JobEditorTest, FiltersThatWereEditedAreOfferedAtOnce) {
 }
 
 TEST_F(JobEditorTest, OpensModallyAtAJobAndKeepsItsSizeAmongOtherSettings) {
-  Program.Program.Settings.SetPlaySound(true);
+  Program.Program.Preferences.SetPlaySound(true);
   Program.Program.Store.SaveJobs();
   for (int round = 0; round < 2; ++round) {
     FrmSet editor(Program.Program, nullptr);
@@ -481,7 +481,7 @@ TEST_F(JobEditorTest, OpensModallyAtAJobAndKeepsItsSizeAmongOtherSettings) {
     });
     editor.Edit(1);
   }
-  EXPECT_TRUE(Program.Program.Settings.PlaySound());
+  EXPECT_TRUE(Program.Program.Preferences.PlaySound());
   EXPECT_EQ(ReadTestFile(Program.Temp.Home() / "Settings.ini"),
             "[Settings]\nPlaySound=True\n\n[Windows]\nFrmSet=701x633\n");
 }
@@ -547,7 +547,7 @@ TEST_F(JobEditorTest, TheSafetyPageKeepsItsSettingsAndWhatRunsRemember) {
   EXPECT_TRUE(extras.CheckSpace && extras.VerifyAfterRun);
   EXPECT_FALSE(extras.KeepHardLinks || extras.UnfinishedName || extras.KeepSums);
   EXPECT_FALSE(extras.GuardChanges);
-  EXPECT_EQ(extras.LinkStates, LinkStates::Hard);
+  EXPECT_EQ(extras.StateLinks, LinkStates::Hard);
   EXPECT_EQ(extras.MirroredTo, u"D:\\dst\\");
   EXPECT_EQ(Program.Program.Store.Jobs[0].Extras, JobExtras());
 }

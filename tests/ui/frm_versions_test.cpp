@@ -128,7 +128,7 @@ TEST_F(VersionsTest, EqualOnesAreListedOnceAndAnOlderOneTakesThePlaceOfThePresen
   MakeThreeStates();
   WithVersions("信/家書.txt", [&](QWidget& dialog) {
     EXPECT_EQ(dialog.windowTitle(), "「家書.txt」的較早版本");
-    EXPECT_FALSE(main_->Program.Scheduler.TimerOn());
+    EXPECT_FALSE(main_->Program.Schedule.TimerOn());
     const QAbstractItemModel& list = ListOf(dialog);
     ASSERT_EQ(list.rowCount(), 2);
     EXPECT_EQ(list.index(0, 1).data(), "10 位元");
@@ -145,7 +145,7 @@ TEST_F(VersionsTest, EqualOnesAreListedOnceAndAnOlderOneTakesThePlaceOfThePresen
   });
   EXPECT_EQ(ReadTestFile(Source() / "信/家書.txt"), "first");
   EXPECT_EQ(StatusText(main_->Program.LogRows.Rows().back()), u"還原完成");
-  EXPECT_TRUE(main_->Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main_->Program.Schedule.TimerOn());
   struct stat mine, kept;
   ASSERT_EQ(stat((Source() / "信/家書.txt").c_str(), &mine), 0);
   ASSERT_EQ(stat((State(2) / "信/家書.txt").c_str(), &kept), 0);

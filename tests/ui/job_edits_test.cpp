@@ -52,7 +52,7 @@ TEST_F(JobEditsTest, ADraggedJobRunsInItsNewPlace) {
   EXPECT_EQ(Stored(), "三一二四");
   EXPECT_EQ(main_.Jobs().SelectedItem(), 0);
   EXPECT_EQ(main_.Program.Store.Jobs[2].Extras.KeepNewest, 7) << "its settings go with it";
-  EXPECT_TRUE(main_.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main_.Program.Schedule.TimerOn());
   Drag(Port(), At(0), QPoint(At(0).x(), Port().height() - 5));
   EXPECT_EQ(Stored(), "一二四三");
   // A drag of a few pixels, and one that is given up, are none.
@@ -68,7 +68,7 @@ TEST_F(JobEditsTest, ADraggedJobRunsInItsNewPlace) {
   for (int row = 0; row < 4; ++row) {
     main_.WriteSource(main_.Jobs().ItemText(row, 0).toStdString() + "/甲.txt", "a");
   }
-  main_.Program.Scheduler.RunCheckedJobs();
+  main_.Program.Schedule.RunCheckedJobs();
   QString ran;
   for (const LogRow& row : main_.Program.LogRows.Rows()) ran += ToQString(row.Job);
   EXPECT_EQ(ran, "一二四三");

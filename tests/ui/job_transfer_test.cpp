@@ -111,7 +111,7 @@ TEST_F(JobTransferTest, WhatIsNoStoreIsRefusedBeforeAnythingMoves) {
     EXPECT_EQ(ReadTestFile(home_ / "Backup.rtm"), before);
     EXPECT_FALSE(fs::exists(home_ / "old_Backup.rtm"));
   }
-  EXPECT_TRUE(main_.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main_.Program.Schedule.TimerOn());
 }
 
 TEST_F(JobTransferTest, WhatOthersChangedIsToldInOneBox) {

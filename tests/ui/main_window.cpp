@@ -44,7 +44,7 @@ void MainWindow::AddLogRow(const std::u16string& name, const std::u16string& fai
 void MainWindow::Start(std::u16string_view command_line) {
   std::filesystem::create_directories(Temp.Home() / "Log");
   Program.Store.SaveJobs();
-  Program.ProgramLog.SaveProgramLog();
+  Program.History.SaveProgramLog();
   Program.LogRows.Clear();
   Window.Start(Program, command_line);
   Window.activateWindow();
@@ -92,7 +92,7 @@ void MainWindow::Answer(const QList<Reply>& replies) {
 }
 
 QString MainWindow::Stored(std::u16string_view setting) const {
-  return ToQString(Program.Settings.TextOf(*FindSetting(setting)));
+  return ToQString(Program.Preferences.TextOf(*FindSetting(setting)));
 }
 
 }  // namespace kavrel

@@ -169,7 +169,7 @@ TEST(OtherStart, AWindowThatIsWantedWhileNamedJobsRunStays) {
   EXPECT_TRUE(fs::exists(main.Backup("甲/a")));
   EXPECT_FALSE(main.Window.HasEnded());
   EXPECT_TRUE(main.Named("picToolbar")->isEnabled());
-  EXPECT_TRUE(main.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main.Program.Schedule.TimerOn());
 }
 
 }  // namespace

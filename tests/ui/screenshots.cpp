@@ -157,7 +157,7 @@ void Album::Prepare() {
                                         line.Failed, line.Started, line.Next, u""}));
   }
   program_.Files.MakeFolders(LogFolder(program_.Files));
-  program_.ProgramLog.SaveProgramLog();
+  program_.History.SaveProgramLog();
   program_.LogRows.Clear();
   for (int i = 0; i < 160; ++i) {
     WriteTestFile(temp_.DriveC() / Sample("工作文件/2026 年度報告 " + std::to_string(i) + ".odt"),
@@ -273,7 +273,7 @@ void Album::DrawRun() {
 
 void Album::DrawLog() {
   Click(Button(4));
-  program_.ProgramLog.DeleteSelectedLogs(std::vector<std::size_t>{std::size(kLogs)});
+  program_.History.DeleteSelectedLogs(std::vector<std::size_t>{std::size(kLogs)});
   QApplication::processEvents();
   Logs().SetSelectedItem(1);
   Save("log", {});

@@ -79,7 +79,7 @@ TEST_F(WelcomePageTest, FourClicksToABackupAndThreeMoreToALostFile) {
   EXPECT_FALSE(main_.Shown("picWelcome"));
   ASSERT_EQ(main_.Jobs().ItemCount(), 1);
   EXPECT_TRUE(main_.Jobs().Checked(0));
-  EXPECT_TRUE(main_.Program.Scheduler.TimerOn());
+  EXPECT_TRUE(main_.Program.Schedule.TimerOn());
 
   JobStore stored(main_.Temp.Files());
   ASSERT_TRUE(stored.LoadJobs());
