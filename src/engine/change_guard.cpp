@@ -59,7 +59,7 @@ std::u16string NewestOther(const RunContext& context, const BackupJob& job,
 std::shared_ptr<ChangeWatch> ChangeWatch::Begin(RunContext& context, BackupJob& job,
                                                 std::u16string_view unit) {
   KnownChanges& known = job.Extras.Changes;
-  if (!job.Extras.GuardChanges || IsAlarmed(job.Extras)) return nullptr;
+  if (!job.Extras.GuardChanges) return nullptr;
   if (known.Last != kZeroDate && job.RunStarted - known.Last > kForgotten) {
     known.Sure = known.Likely = 0;
     known.Last = kZeroDate;
@@ -67,6 +67,9 @@ std::shared_ptr<ChangeWatch> ChangeWatch::Begin(RunContext& context, BackupJob& 
   }
   const bool asks = job.Compressed ? bool(context.Files.Status(unit))
                                    : unit.empty() || context.Files.FolderExists(unit);
+  // What makes a new state loses nothing while the alarm stands; what enters an old one may.
+  const bool alarmed = IsAlarmed(job.Extras);
+  if (alarmed && (!asks || context.Force)) return nullptr;
   if (asks && context.Force) AcceptChanges(job.Extras);
   if (known.Sure < 0) return nullptr;
   return std::shared_ptr<ChangeWatch>(new ChangeWatch(context, job, asks));
@@ -287,7 +290,8 @@ bool ChangeWatch::Ask() {
   if (agreed_) {
     sure_ = likely_ = 0;
     found_ = 0;
-    AcceptChanges(job_.Extras);
+    // An alarm is ended by name only: old states go again then.
+    if (!IsAlarmed(job_.Extras)) AcceptChanges(job_.Extras);
   }
   return agreed_;
 }
@@ -344,7 +348,8 @@ bool ChangeWatch::JudgePacked(std::u16string_view unit) {
 void ChangeWatch::End(std::u16string_view unit) {
   KnownChanges& known = job_.Extras.Changes;
   if (job_.Compressed) {
-    const bool asked = agreed_ || context_.Report.Refusal == RunRefusal::ChangeGuard;
+    const bool asked = agreed_ || context_.Report.Refusal == RunRefusal::ChangeGuard ||
+                       IsAlarmed(job_.Extras);
     if (!asked && JudgePacked(unit)) Raise(unit);
     return;
   }
@@ -378,6 +383,8 @@ void ChangeWatch::Raise(std::u16string_view unit) {
 
 void EndChanges(RunContext& context, BackupJob& job, std::u16string_view unit) {
   if (const auto changes = std::exchange(context.Changes, nullptr)) changes->End(unit);
+  // What was accepted has been taken, but for files that failed.
+  if (!context.Stopped()) job.Extras.Changes.Sure = std::max(job.Extras.Changes.Sure, 0);
   // Whoever switches it on again later does not mean what was there before.
   if (!job.Extras.GuardChanges) ForgetChanges(job.Extras);
   context.Report.Alarm = ChangeAlarmText(job);
@@ -388,7 +395,6 @@ void NoteFiles(BackupJob& job, std::uint64_t files) {
   constexpr int kDigits = 5;
   const int drop = std::max<int>(static_cast<int>(std::bit_width(files)) - kDigits, 0);
   job.Extras.Changes.Files = static_cast<std::int64_t>(files >> drop << drop);
-  job.Extras.Changes.Sure = std::max(job.Extras.Changes.Sure, 0);
 }
 
 std::u16string ChangeAlarmText(const BackupJob& job) {
