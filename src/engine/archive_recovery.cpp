@@ -22,10 +22,10 @@ namespace {
 constexpr std::u16string_view kNoPlace = u"無法建立暫存資料夾";
 constexpr std::uint32_t kPermissions = 0777;
 
-/// Gives a file one more name in the folder `to`, or copies it where the disk has no such thing.
+/// Copies a file into the folder `to`. The program gets nothing that others see, too: one that fails
+/// must not spoil what is left of the archive.
 ErrorCode BringIn(RunContext& context, const Folder& from, std::u16string_view name,
                   const Folder& to, std::u16string_view as) {
-  if (to.LinkFile(from, name, as) == 0) return 0;
   const Result<FileStatus> status = from.Status(name);
   if (!status) return status.Error;
   CopyContext copying{.State = context.State, .Time = context.Time, .Pump = &context.Host};

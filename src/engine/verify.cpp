@@ -103,7 +103,10 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
   if (!check.Output.empty() && check.Result != 0) {
     context.Log.WriteJobLog(ReplaceAll(check.Output, u"\n", u"\r\n"));
   }
-  if (convicted) MendPicked(context, job, archive, mend, report);
+  // Where what is made from the recovery data has the sum, those two outvote the archive.
+  const bool exchanged =
+      check.Result == 0 && sum == ArchiveSum::Differs && HasRecovery(context.Files, archive);
+  if (convicted || exchanged) MendPicked(context, job, archive, mend, report);
   if (sum == ArchiveSum::Same) CheckRecovery(context, job, archive, mend, report);
 }
 
