@@ -1,6 +1,5 @@
 #include "engine/on_disk.h"
 
-#include <tuple>
 #include <utility>
 
 #include "base/text.h"
@@ -260,7 +259,7 @@ bool OnDisk::Make(const FolderPair* parent, std::u16string_view name, const Walk
   // An access list holds the owner's rights, too: it differs while the folder can be written to.
   pair.DestOnlyLocked = metadata_ && pair.DestFound && !OwnerMayAll(*pair.DestFound) &&
                         !SeesDifference(pair, {}, pair.SourceStatus, *pair.DestFound);
-  pair.Summed = keeps_sums_ && job_.Extras.KeepSums;
+  pair.Summed = proof_ || (keeps_sums_ && job_.Extras.KeepSums);
   if (!MakeDestination(context_.Files, parent, name, paths, pair)) {
     if (!parent && !context_.Files.FolderExists(place_)) context_.Report.NotMade = true;
     return false;
@@ -301,6 +300,10 @@ void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
     if (staged.RollBack(pair.Dest)) names_.NoteLeft();
     return CountFailed(source_path,
                        u"來源的內容變了，時間、大小卻沒有變，可能已損壞；備份的檔案完好，保留不動");
+  }
+  if (IsConvicted(source_path, staged)) {
+    if (staged.RollBack(pair.Dest)) names_.NoteLeft();
+    return CountFailed(source_path, u"備份的檔案與備份時的校驗碼不符，可能已損壞；原有的檔案保留不動");
   }
   if (pair.Unnamed) {
     ++pair.Unnamed->Files;
@@ -426,14 +429,6 @@ void OnDisk::NoteSum(std::u16string_view folder_path, const StagedFile& staged) 
   }
 }
 
-namespace {
-
-bool IsLater(FileTime a, FileTime b) {
-  return std::tie(a.Seconds, a.Nanoseconds) > std::tie(b.Seconds, b.Nanoseconds);
-}
-
-}  // namespace
-
 bool OnDisk::SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_path,
                             const StagedFile& staged) {
   if (!former_sums_ || !staged.Sum || !staged.Replaces) return false;
@@ -442,10 +437,29 @@ bool OnDisk::SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_pat
   const Result<FileStatus> source = pair.Source.Status(staged.Name);
   const Result<FileStatus> copy = pair.Dest.Status(staged.Name);
   if (!source || !copy || !NeedsNoCopy(&*source, &*copy, true)) return false;
-  // Somebody who writes may put the time back, but not the record of the change.
-  if (IsLater(source->Changed, copy->Changed)) return false;
+  if (IsChangedLater(*source, *copy)) return false;
   const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
   return sum && former_sums_->Has({*sum, path});
+}
+
+void OnDisk::ProveBySums() {
+  const Result<Folder> backup = context_.Files.OpenFolder(job_.Source.WorkPath);
+  if (!backup) return;
+  proof_.emplace(*backup);
+  if (proof_->Empty()) proof_.reset();
+}
+
+bool OnDisk::IsConvicted(std::u16string_view source_path, const StagedFile& staged) {
+  const std::u16string root = AddBackslash(job_.Source.WorkPath);
+  if (!proof_ || !staged.Sum || !source_path.starts_with(root)) return false;
+  std::u16string path(source_path.substr(root.size()));
+  if (PathSeparator(root) == u'\\') path = ReplaceAll(path, u"\\", u"/");
+  const std::string listed = ToUtf8(path);
+  if (!proof_->Knows(listed) || proof_->Has({*staged.Sum, listed})) return false;
+  if (staged.Replaces && !context_.Force) return true;
+  ++context_.Report.Counters.WarningFiles;
+  context_.Tell(u": 還原的檔案與備份時的校驗碼不符 (警告)：", source_path);
+  return false;
 }
 
 void OnDisk::MarkFolder(const FolderPair& root) {

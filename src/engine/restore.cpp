@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/archive_sum.h"
 #include "engine/heal.h"
 #include "engine/into_plan.h"
 #include "engine/job_disks.h"
@@ -245,11 +246,16 @@ void RestoreAll(RunContext& context, const BackupJob& job, RestoreMode mode,
                 const RestorePick* pick, std::u16string_view archive) {
   HealStaged(context);
   if (job.Compressed) {
+    if (LookUpArchiveSum(context, archive) == ArchiveSum::Differs) {
+      ++context.Report.Counters.WarningFiles;
+      context.Tell(u": 壓縮檔與備份時的校驗碼不符 (警告)：", archive);
+    }
     ArchiveContext archiving = context.Archiving();
     const int result = ExtractArchive(archiving, job, archive, job.Destination.WorkPath, pick);
     context.Report.WrongPassword = result == kWrongPassword;
   } else {
     OnDisk effects(context, job, u": 還原檔案 (失敗)：");
+    effects.ProveBySums();
     RestoreFolder(context, job, effects, mode, pick);
   }
   if (!context.Stopped()) HealStaged(context);

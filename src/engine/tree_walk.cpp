@@ -1,6 +1,7 @@
 #include "engine/tree_walk.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "archive/recovery_data.h"
 #include "engine/change_guard.h"
@@ -10,6 +11,11 @@
 #include "walk/folder_files.h"
 
 namespace kavrel {
+
+bool IsChangedLater(const FileStatus& source, const FileStatus& copy) {
+  const FileTime one = source.Changed, other = copy.Changed;
+  return std::tie(one.Seconds, one.Nanoseconds) > std::tie(other.Seconds, other.Nanoseconds);
+}
 
 std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
                                        bool differential) {

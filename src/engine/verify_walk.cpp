@@ -213,7 +213,8 @@ void VerifyWalk::TellContent(const TraversedFolder& in, const Folder& to, std::u
   const ChangedSide side = is_file ? Judge(in.Opened, to, name) : ChangedSide::Unknown;
   if (!GoesOn()) return;
   // A link to another place is always copied, whatever its time.
-  const bool passed_over = is_file && NeedsNoCopy(&source, &dest, true);
+  const bool passed_over = is_file && NeedsNoCopy(&source, &dest, true) &&
+                           !(side == ChangedSide::Source && IsChangedLater(source, dest));
   const std::u16string_view path = paths_.SourceOf(name);
   if (side == ChangedSide::Copy) {
     ++report_.BadCopies;
