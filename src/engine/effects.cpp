@@ -77,6 +77,13 @@ bool Effects::MayBecome(HardLinks::FirstCopy& first, const FileTurn& file) {
   return true;
 }
 
+bool Effects::HasItsContent(const FormerCopy& copy, const FileTurn& file) {
+  if (copy.Proved) return true;
+  SumReader reader(context_);
+  const std::optional<ContentSum> source = reader.Read(file.Pair.Source, file.Name);
+  return source && reader.Read(copy.Opened, copy.Name) == source;
+}
+
 void Effects::NoteFirst(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
                         std::u16string_view temp_name, const FileStatus& source,
                         const FileStatus* dest) {

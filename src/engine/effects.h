@@ -146,6 +146,9 @@ class Effects {
   /// read first: another file may have taken its source's place. False also when the run is
   /// cancelled meanwhile.
   bool MayBecome(HardLinks::FirstCopy& first, const FileTurn& file);
+  /// Whether a copy of the former state has the content of the file; both are read where nothing
+  /// less proves it.
+  bool HasItsContent(const FormerCopy& copy, const FileTurn& file);
 
   // Removals, one run's synchronisation.
   /// Asked before the run's first change of any kind; false stops it.

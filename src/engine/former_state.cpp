@@ -109,7 +109,7 @@ std::optional<FormerCopy> FormerState::Find(const FolderPair& pair, std::u16stri
                            std::u16string_view as) -> std::optional<FormerCopy> {
     const Result<FileStatus> status = folder.Status(as);
     if (!status || !SameContent(source, *status)) return std::nullopt;
-    return FormerCopy{folder, std::u16string(as), *status, path + std::u16string(as)};
+    return FormerCopy{folder, std::u16string(as), *status, path + std::u16string(as), true};
   };
   const auto untouched_here = [&]() -> std::optional<FormerCopy> {
     auto copy = pair.Former ? copy_in(pair.Former, pair.FormerPath, name) : std::nullopt;
@@ -126,7 +126,11 @@ std::optional<FormerCopy> FormerState::Find(const FolderPair& pair, std::u16stri
     const Folder* folder = here ? &pair.Former : OpenPlace(place.Folder);
     if (!folder) continue;
     const std::u16string& path = here ? pair.FormerPath : last_path_;
-    if (auto copy = copy_in(*folder, path, place.Name)) return copy;
+    if (auto copy = copy_in(*folder, path, place.Name)) {
+      // A new name alone is a change of the entry as well.
+      copy->Proved = place.Changed != 0 && place.Changed == ChangeInRecord(source);
+      return copy;
+    }
   }
   // The record knows nothing of what it could not be sure of; Compare takes that by its looks, too.
   return untouched_here();

@@ -20,6 +20,9 @@ struct FormerCopy {
   std::u16string Name;
   FileStatus Status;
   std::u16string Path;  ///< below the state's root, with '/' between names
+  /// Nothing has happened to the file of the source since; else whether it has the same content is
+  /// known to who reads both alone.
+  bool Proved = true;
 };
 
 /// Whether nothing has happened to a file of the source since its copy was made: size and time of

@@ -125,6 +125,7 @@ bool IntoPlan::TakeFormer(const FileTurn& file, const FormerCopy& copy) {
   const FormerState& former = *context_.Making.Former;
   const bool rights = former.RightsKnown() && former.RightsDiffer(file.Source, copy.Status);
   if (rights || !former.SameAttributes(file.Pair, file.Name, file.Source, copy)) return false;
+  if (!HasItsContent(copy, file)) return false;
   if (job_.Extras.KeepHardLinks && links_.HasSeveral(file.Source)) {
     NoteFirst(file.Pair, file.Paths, file.Name, {}, file.Source, nullptr);
   }

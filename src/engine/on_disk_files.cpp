@@ -37,6 +37,7 @@ bool OnDisk::TakeFormer(const FileTurn& file, const FormerCopy& copy) {
   if (!same && !former.RightsKnown()) unlike_ = copy.Status;
   same = same && former.SameAttributes(pair, file.Name, file.Source, copy);
   if (!same && !former.Sharing().MayClone()) return false;
+  if (!HasItsContent(copy, file)) return false;
   StagedFile staged;
   UnlockDestination(pair);
   const CopySide from{pair.Source, file.Paths.Source(), file.Name, &file.Source};

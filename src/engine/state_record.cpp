@@ -1,6 +1,7 @@
 #include "engine/state_record.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <array>
 #include <cstring>
 
@@ -13,8 +14,8 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::string_view kHead = "Kavrel entries 1\n";
-constexpr std::size_t kEntryBytes = 24, kFirstBytes = 16, kPartBytes = 16, kNodeBytes = 10;
+constexpr std::string_view kHead = "Kavrel entries 2\n";
+constexpr std::size_t kEntryBytes = 32, kFirstBytes = 16, kPartBytes = 16, kNodeBytes = 10;
 constexpr std::size_t kFlushed = std::size_t{1} << 16;
 /// The end of the file: where the table of parts is, how many there are, the length of the text
 /// that names the state.
@@ -41,6 +42,12 @@ std::string TextOf(const RecordedState& state) {
   return ToUtf8(state.Number + u'\n' + IsoText(state.Begun));
 }
 
+/// Of 1970.
+std::uint64_t NanosecondsOf(FileTime time) {
+  return static_cast<std::uint64_t>(time.Seconds) * 1'000'000'000 +
+         static_cast<std::uint64_t>(time.Nanoseconds);
+}
+
 std::size_t BlocksOf(std::uint64_t entries, std::size_t block) {
   return static_cast<std::size_t>((entries + block - 1) / block);
 }
@@ -48,11 +55,12 @@ std::size_t BlocksOf(std::uint64_t entries, std::size_t block) {
 }  // namespace
 
 EntryIdentity IdentityInRecord(const FileStatus& status) {
-  const FileTime made = status.Made;
-  const bool known = made != FileTime{};
-  const std::uint64_t mark = static_cast<std::uint64_t>(made.Seconds) * 1'000'000'000 +
-                             static_cast<std::uint64_t>(made.Nanoseconds);
-  return {status.Id, known ? mark : status.Device};
+  const bool known = status.Made != FileTime{};
+  return {status.Id, known ? NanosecondsOf(status.Made) : status.Device};
+}
+
+std::uint64_t ChangeInRecord(const FileStatus& status) {
+  return NanosecondsOf(status.Changed);
 }
 
 std::u16string StateRecordPath(const FileSystem& files, std::u16string_view job_id) {
@@ -97,7 +105,7 @@ std::uint64_t StateRecordWriter::Add(std::uint64_t folder, std::u16string_view n
   PutNumber(bytes, text.size(), 2);
   bytes += text;
   Append(bytes);
-  entries_.push_back({IdentityInRecord(source), node});
+  entries_.push_back({IdentityInRecord(source), node, ChangeInRecord(source)});
   if (entries_.size() == kPartEntries) WritePart();
   return node;
 }
@@ -108,16 +116,16 @@ void StateRecordWriter::WritePart() {
     return a.Identity != b.Identity ? a.Identity < b.Identity : a.Node < b.Node;
   });
   parts_.push_back({size_, entries_.size()});
-  const auto append = [&](const EntryIdentity& identity, std::optional<std::uint64_t> node) {
+  const auto append = [&](std::initializer_list<std::uint64_t> numbers) {
     std::string bytes;
-    PutNumber(bytes, identity.Id);
-    PutNumber(bytes, identity.Mark);
-    if (node) PutNumber(bytes, *node);
+    for (const std::uint64_t number : numbers) PutNumber(bytes, number);
     Append(bytes);
   };
-  for (const Entry& entry : entries_) append(entry.Identity, entry.Node);
+  for (const Entry& entry : entries_) {
+    append({entry.Identity.Id, entry.Identity.Mark, entry.Node, entry.Changed});
+  }
   for (std::size_t i = 0; i < entries_.size(); i += kBlockEntries) {
-    append(entries_[i].Identity, std::nullopt);
+    append({entries_[i].Identity.Id, entries_[i].Identity.Mark});
   }
   entries_.clear();
 }
@@ -227,6 +235,7 @@ bool StateRecord::FindIn(const Part& part, const EntryIdentity& wanted,
     for (std::size_t i = 0; i < many; ++i) {
       if (IdentityAt(bytes, i * kEntryBytes) != wanted) continue;
       if (auto place = ReadNode(NumberAt(bytes, i * kEntryBytes + kFirstBytes))) {
+        place->Changed = NumberAt(bytes, i * kEntryBytes + kFirstBytes + 8);
         places.push_back(std::move(*place));
       }
     }

@@ -24,6 +24,9 @@ struct EntryIdentity {
   auto operator<=>(const EntryIdentity&) const = default;
 };
 EntryIdentity IdentityInRecord(const FileStatus& status);
+/// When the system last recorded a change of an entry; 0 where that is not known. Who writes may
+/// put size and time back, but not that.
+std::uint64_t ChangeInRecord(const FileStatus& status);
 
 /// The state that a record is about: the chance number of its mark, and the time in it.
 struct RecordedState {
@@ -57,13 +60,13 @@ class StateRecordWriter {
  private:
   struct Entry {
     EntryIdentity Identity;
-    std::uint64_t Node;
+    std::uint64_t Node, Changed;
   };
   struct Part {
     std::uint64_t At, Count;
   };
   friend class StateRecord;
-  /// Entries that are sorted at once; they take 12 MiB.
+  /// Entries that are sorted at once; they take 16 MiB.
   static constexpr std::size_t kPartEntries = std::size_t{1} << 19;
   /// Of so many entries in a row the first is repeated behind the part.
   static constexpr std::size_t kBlockEntries = 128;
@@ -94,6 +97,7 @@ class StateRecord {
   struct Place {
     std::uint64_t Node = 0, Folder = 0;
     std::u16string Name;
+    std::uint64_t Changed = 0;  ///< ChangeInRecord of the entry then
   };
   /// All places that an entry of the source had, as many as it had names.
   std::vector<Place> Find(const FileStatus& source) const;

@@ -57,6 +57,35 @@ TEST_F(LinkedStatesTest, WhatDidNotChangeIsOneFileAndCostsNothing) {
   EXPECT_EQ(RunNextDay().CopiedBytes, 0U);
 }
 
+TEST_F(LinkedStatesTest, WhoPutsSizeAndTimeBackIsFoundOut) {
+  for (const auto& [type, how] : {std::pair(BackupType::Differential, LinkStates::Auto),
+                                  std::pair(BackupType::Synchronise, LinkStates::Hard),
+                                  std::pair(BackupType::Full, LinkStates::Hard)}) {
+    Begin(type);
+    Job().Extras.StateLinks = how;
+    for (const char* name : {"here", "goes", "only named", "still"}) {
+      Put(name, "first", {1'000'000'000, 0});
+    }
+    Run();
+    const fs::path first = State();
+    Put("here", "other", {1'000'000'000, 0});
+    fs::rename(Source() / "goes", Source() / "went");
+    Put("went", "again", {1'000'000'000, 0});
+    fs::rename(Source() / "only named", Source() / "named");
+    const Tree now = Describe(Source());
+    EXPECT_EQ(RunNextDay().CopiedBytes, 10U) << LogLines();
+    EXPECT_EQ(Differences(Describe(State()), now), "");
+    EXPECT_EQ(NumberOf(State() / "named"), NumberOf(first / "only named"));
+    EXPECT_EQ(NumberOf(State() / "still"), NumberOf(first / "still"));
+    EXPECT_EQ(RunNextDay().CopiedBytes, 0U);
+    EXPECT_EQ(Differences(Describe(State()), now), "");
+    Program.Store.Jobs.clear();
+    fs::remove_all(Source());
+    fs::remove_all(Temp.DriveD());
+    fs::create_directories(Temp.DriveD());
+  }
+}
+
 TEST_F(LinkedStatesTest, TheJobSaysWhetherStatesShareFiles) {
   Begin(BackupType::Full);
   Put("file", "content");
