@@ -284,9 +284,16 @@ void AddUnit(std::vector<ScrubPlace>& places, std::u16string_view unit) {
   }
 }
 
-/// Archives that a list tells of and that nobody's mark fits: what has been cut off or taken
-/// another's place is no state any more, and would be passed over.
-void AddUnmarked(const RunContext& context, const BackupJob& job, std::vector<ScrubPlace>& places) {
+/// Whether nobody else's mark lies there: a state that has been moved, or lost its mark, is none of
+/// the job's to anybody who writes, but what it holds is still to be right.
+bool MayBeOwn(const Folder& folder, std::u16string_view archive, const BackupJob& job) {
+  const Result<OwnerMark> mark = ReadOwnerMark(folder, archive);
+  return !mark || mark->Names(job.Extras.Id);
+}
+
+/// Archives that a list tells of and that are no states any more: what has been cut off, or has
+/// taken another's place, would be passed over.
+void AddListed(const RunContext& context, const BackupJob& job, std::vector<ScrubPlace>& places) {
   std::set<std::u16string> folders;
   if (!HasDateTags(job.Destination.Path)) {
     folders.insert(AddBackslash(ExpandedDestination(job, context.Time)));
@@ -303,9 +310,16 @@ void AddUnmarked(const RunContext& context, const BackupJob& job, std::vector<Sc
       const std::u16string name = FromUtf8(line->Path);
       const bool beside = name.find(u'/') == name.npos && IsArchiveName(name);
       if (!beside || !folder->Status(name)) continue;
-      if (IsNotFound(ReadOwnerMark(*folder, name).Error)) AddArchive(places, path + name);
+      if (MayBeOwn(*folder, name, job)) AddArchive(places, path + name);
     }
   }
+}
+
+/// A dated folder that has a list, though it is not, or not any more, where it was made.
+bool IsMovedState(const FileSystem& files, const BackupJob& job, const JobState& state) {
+  if (state.IsArchive || !HasSums(files, state.Unit)) return false;
+  const Result<Folder> folder = files.OpenFolder(state.Unit);
+  return folder && MayBeOwn(*folder, {}, job);
 }
 
 }  // namespace
@@ -328,9 +342,11 @@ std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& 
     for (const JobState& state : states) {
       const bool there =
           state.Health != StateHealth::Away && state.Health != StateHealth::Unfinished;
-      if (state.Own && there) AddUnit(places, state.Unit);
+      if (there && (state.Own || IsMovedState(context.Files, job, state))) {
+        AddUnit(places, state.Unit);
+      }
     }
-    if (job.Compressed) AddUnmarked(context, job, places);
+    if (job.Compressed) AddListed(context, job, places);
   }
   return places;
 }

@@ -276,23 +276,18 @@ VerifyReport RunScrubJob(RunContext& context, BackupJob& stored, std::u16string_
     report.Outcome = RunOutcome::Guarded;
     return report;
   }
-  std::vector<ScrubPlace> places = ScrubPlaces(context, job, unit);
+  const std::vector<ScrubPlace> places = ScrubPlaces(context, job, unit);
   const auto there = [&](const ScrubPlace& place) {
     return context.Files.FolderExists(place.Folder);
   };
   report.Outcome = std::any_of(places.begin(), places.end(), there) ? RunOutcome::NothingPicked
                                                                     : RunOutcome::SourceMissing;
-  std::vector<ScrubPlace> without;
-  const auto last = std::stable_partition(
-      places.begin(), places.end(),
-      [&](const ScrubPlace& place) { return HasSums(context.Files, place.Folder); });
-  std::move(last, places.end(), std::back_inserter(without));
-  places.erase(last, places.end());
-  if (places.empty()) return report;
+  // Of one that has lost its list it is told that nothing is known, where others have theirs.
+  const auto listed = [&](const ScrubPlace& place) {
+    return HasSums(context.Files, place.Folder);
+  };
+  if (std::none_of(places.begin(), places.end(), listed)) return report;
   LogVerification(context, job, report, [&] {
-    for (const ScrubPlace& place : without) {
-      context.LogTimed(u": 沒有校驗碼，不能重讀比對：", place.Folder);
-    }
     AwaitDisk(context, context.Files.OpenFolder(places.front().Folder));
     ScrubTurn turn = ParseScrubTurn(stored.Extras.ScrubAt);
     turn.Parts = part ? kScrubParts : 1;
