@@ -234,6 +234,8 @@ TEST_F(SumsTest, EachOfAThousandFaultsIsFoundAndTheRightSideNamed) {
         break;
       case 3:
         spoil(source, flipped(i));
+        // As if the copy were the later one: no disk records what it has spoilt.
+        fs::last_write_time(copy, fs::last_write_time(copy));
         side = ChangedSide::Source;
         break;
       default:
@@ -259,6 +261,49 @@ TEST_F(SumsTest, EachOfAThousandFaultsIsFoundAndTheRightSideNamed) {
   const VerifyReport unknown = Program.VerifyJobNow(0);
   EXPECT_EQ(unknown.Counters.Differences(), static_cast<std::uint32_t>(kFaults));
   EXPECT_EQ(unknown.Differing.front().Side, ChangedSide::Unknown);
+}
+
+TEST_F(SumsTest, WhoeverWritesAndPutsTheTimeBackHasSpoiltNothing) {
+  Write("vault", std::string(4000, 'v'));
+  AddJob(BackupType::Differential);
+  Run();
+  const auto time = fs::last_write_time(Source() / "vault");
+  Write("vault", std::string(4000, 'w'));
+  fs::last_write_time(Source() / "vault", time);
+  const VerifyReport report = Program.VerifyJobNow(0);
+  EXPECT_EQ(report.Counters.Changed, 1U);
+  EXPECT_EQ(report.Counters.Damaged, 0U);
+}
+
+TEST_F(SumsTest, ARestoreTakesNoCopyThatItsSumConvictsForAGoodFile) {
+  for (const BackupType type : {BackupType::Differential, BackupType::Full}) {
+    Write("d/bad", "it was good");
+    Write("fine", "fine");
+    AddJob(type);
+    Run();
+    const fs::path copy = Dest() / "d/bad", source = Source() / "d/bad";
+    const auto time = fs::last_write_time(copy);
+    WriteTestFile(copy, "it was g00d");
+    fs::last_write_time(copy, time);
+    const auto restored = [&] {
+      EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
+      return ReadTestFile(source);
+    };
+    EXPECT_EQ(restored(), "it was good");
+    EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 1U) << LogLines();
+    EXPECT_EQ(Program.VerifyJobNow(0).Counters.Damaged, 1U) << "the proof is still there";
+    // It is better than nothing.
+    fs::remove(source);
+    EXPECT_EQ(restored(), "it was g00d");
+    EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 0U);
+    EXPECT_EQ(Program.Context.Report.Counters.WarningFiles, 1U);
+    Write("d/bad", "it was good");
+    Program.Context.Force = true;
+    EXPECT_EQ(restored(), "it was g00d");
+    Program.Context.Force = false;
+    Program.Store.Jobs.clear();
+    fs::remove_all(Dest());
+  }
 }
 
 TEST_F(SumsTest, ArchivesHaveTheirsBesideThem) {
