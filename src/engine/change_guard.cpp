@@ -54,6 +54,26 @@ std::u16string NewestOther(const RunContext& context, const BackupJob& job,
   return second;
 }
 
+/// What a suffix, or a mark that somebody puts behind a name, begins with.
+bool IsBorder(char16_t c) {
+  return std::u16string_view(u".-_ ([{~!#@+,").find(c) != std::u16string_view::npos;
+}
+
+/// The first of the names, none of which is taken, that is the stem with a known format's suffix;
+/// their end for none.
+std::size_t Beside(const std::vector<std::u16string>& names, const std::vector<bool>& known,
+                   const std::vector<bool>& taken, std::u16string_view stem) {
+  constexpr int kMost = 4;
+  const std::u16string start = std::u16string(stem) + u'.';
+  auto at = std::lower_bound(names.begin(), names.end(), start);
+  for (int tried = 0; !stem.empty() && tried < kMost && at != names.end(); ++at, ++tried) {
+    if (!at->starts_with(start)) break;
+    const auto place = static_cast<std::size_t>(at - names.begin());
+    if (known[place] && !taken[place]) return place;
+  }
+  return names.size();
+}
+
 }  // namespace
 
 std::shared_ptr<ChangeWatch> ChangeWatch::Begin(RunContext& context, BackupJob& job,
@@ -108,10 +128,11 @@ bool ChangeWatch::MayCopy(const FolderPair& pair, const WalkPaths& paths, std::u
       names_of_ = paths.Source();
       listed_ = false;
     }
-    const ContentKind now = JudgeContent(name, Head(pair.Source, name));
-    if (!IsEncrypted(now)) return true;
+    NewFile file{name, source.Size, {}, std::string(Head(pair.Source, name))};
+    file.Kind = JudgeContent(name, file.Head);
+    if (!IsEncrypted(file.Kind)) return true;
     if (!std::exchange(listed_, true)) names_ = Compare(pair.Source, old);
-    LookAtNew(now, name, source.Size, old, names_, paths.Source());
+    LookAtNew(file, old, names_, paths.Source());
   } else if (dest->Kind == FileKind::File && dest->Size > 0) {
     const bool same = dest->Size == source.Size && dest->Written == source.Written;
     Sampler& sampler = same ? same_ : changed_;
@@ -140,7 +161,7 @@ ChangeWatch::Names ChangeWatch::Compare(const Folder& source, const Folder& old)
   Names names;
   std::set_difference(before.begin(), before.end(), now.begin(), now.end(),
                       std::back_inserter(names.Gone));
-  std::erase_if(names.Gone, [](const std::u16string& name) { return !HasKnownFormat(name); });
+  for (const std::u16string& name : names.Gone) names.Known.push_back(HasKnownFormat(name));
   std::set_difference(now.begin(), now.end(), before.begin(), before.end(),
                       std::back_inserter(names.Fresh));
   names.Taken.resize(names.Gone.size());
@@ -157,30 +178,45 @@ std::size_t ChangeWatch::ByName(const Names& names, std::u16string_view name) {
   auto at = std::upper_bound(gone.begin(), gone.end(), name);
   const auto place = [&] { return static_cast<std::size_t>(at - gone.begin()); };
   for (int back = 0; back < 3 && at != gone.begin(); ++back) {
+    if (!name.starts_with(*--at)) continue;
+    // Names without a suffix often begin alike.
+    if (!names.Known[place()] && !IsBorder(name[at->size()])) continue;
     // The parts of a file that was cut up are no more than that one.
-    if (name.starts_with(*--at)) return names.Taken[place()] ? gone.size() : place();
+    return names.Taken[place()] ? gone.size() : place();
   }
-  std::u16string stem(StemOf(name));
-  stem += u'.';
-  at = std::lower_bound(gone.begin(), gone.end(), stem);
-  const bool beside = stem.size() > 1 && at != gone.end() && at->starts_with(stem);
-  return beside && !names.Taken[place()] ? place() : gone.size();
+  return Beside(names.Gone, names.Known, names.Taken, StemOf(name));
+}
+
+std::size_t ChangeWatch::ByLikeName(const Names& names, std::u16string_view name) {
+  constexpr std::size_t kMost = 1000, kShortest = 5;
+  const std::vector<std::u16string>& gone = names.Gone;
+  const std::u16string_view stem = name.substr(0, name.find(u'.'));
+  const std::size_t beside = Beside(gone, names.Known, names.Taken, stem);
+  if (beside < gone.size()) return beside;
+  for (std::size_t i = 0; i < std::min(gone.size(), kMost); ++i) {
+    if (gone[i].size() >= kShortest && !names.Taken[i] && name.ends_with(gone[i])) return i;
+  }
+  return gone.size();
+}
+
+void ChangeWatch::LearnSizes(const Folder& old, Names& names) {
+  constexpr std::size_t kMost = 1000;
+  if (std::exchange(names.Sized, true)) return;
+  for (std::size_t i = 0; i < std::min(names.Gone.size(), kMost); ++i) {
+    const Result<FileStatus> status = old.Status(names.Gone[i]);
+    if (status && status->Size >= kLeastNoise) names.Sizes.emplace_back(status->Size, i);
+  }
+  std::sort(names.Sizes.begin(), names.Sizes.end());
 }
 
 std::size_t ChangeWatch::BySize(const Folder& old, Names& names, std::uint64_t size) {
   // A key and the like are added to what is encrypted.
   constexpr std::uint64_t kMore = 1040;
-  constexpr std::size_t kMost = 1000;
+  LearnSizes(old, names);
   auto& sizes = names.Sizes;
-  if (!std::exchange(names.Sized, true)) {
-    for (std::size_t i = 0; i < std::min(names.Gone.size(), kMost); ++i) {
-      const Result<FileStatus> status = old.Status(names.Gone[i]);
-      if (status && status->Size >= kLeastNoise) sizes.emplace_back(status->Size, i);
-    }
-    std::sort(sizes.begin(), sizes.end());
-  }
-  const auto found = std::lower_bound(sizes.begin(), sizes.end(),
-                                      std::pair(size - std::min(size, kMore), std::size_t{0}));
+  auto found = std::lower_bound(sizes.begin(), sizes.end(),
+                                std::pair(size - std::min(size, kMore), std::size_t{0}));
+  while (found != sizes.end() && !names.Known[found->second]) ++found;
   if (found == sizes.end() || found->first > size) return names.Gone.size();
   const std::size_t place = found->second;
   // One file cannot have become two.
@@ -188,22 +224,42 @@ std::size_t ChangeWatch::BySize(const Folder& old, Names& names, std::uint64_t s
   return place;
 }
 
-void ChangeWatch::LookAtNew(ContentKind now, std::u16string_view name, std::uint64_t size,
-                            const Folder& old, Names& names, std::u16string_view path) {
-  if (names.Gone.empty()) return;
-  std::size_t place = ByName(names, name);
+bool ChangeWatch::IsMoved(const NewFile& file, const Folder& old, Names& names) {
+  constexpr int kMost = 8;
+  LearnSizes(old, names);
+  auto at = std::lower_bound(names.Sizes.begin(), names.Sizes.end(),
+                             std::pair(file.Size, std::size_t{0}));
+  for (int tried = 0; at != names.Sizes.end() && at->first == file.Size && tried < kMost;
+       ++at, ++tried) {
+    if (Head(old, names.Gone[at->second]) != file.Head) continue;
+    names.Taken[at->second] = true;
+    names.Sizes.erase(at);
+    return true;
+  }
+  return false;
+}
+
+void ChangeWatch::LookAtNew(const NewFile& file, const Folder& old, Names& names,
+                            std::u16string_view path) {
+  if (names.Gone.empty() || IsMoved(file, old, names)) return;
+  std::size_t place = ByName(names, file.Name);
   const bool named = place < names.Gone.size();
-  if (!named) place = BySize(old, names, size);
+  if (!named) place = ByLikeName(names, file.Name);
+  if (place >= names.Gone.size()) place = BySize(old, names, file.Size);
   if (place >= names.Gone.size()) return;
-  NoteMade(place, named && now == ContentKind::Noise, old, names, path, name);
+  NoteMade(place, named && file.Kind == ContentKind::Noise, old, names, path, file.Name);
 }
 
 void ChangeWatch::NoteMade(std::size_t place, bool sure, const Folder& old, Names& names,
                            std::u16string_view path, std::u16string_view name) {
   const std::u16string& before = names.Gone[place];
-  if (JudgeContent(before, Head(old, before)) != ContentKind::Format) return;
+  const ContentKind was = JudgeContent(before, Head(old, before));
+  if (was != ContentKind::Format) {
+    const Result<FileStatus> status = old.Status(before);
+    if (was != ContentKind::Plain || !status || status->Size < kLeastNoise) return;
+  }
   names.Taken[place] = true;
-  Found(sure, new_.Stride, path, name);
+  Found(sure && was == ContentKind::Format, new_.Stride, path, name);
 }
 
 ContentKind ChangeWatch::KindOf(const Folder& folder, std::u16string_view name) {
@@ -232,10 +288,10 @@ void ChangeWatch::LookAtFormer(const FolderPair& pair, std::u16string_view path)
 
 void ChangeWatch::LookAtFolder(const Folder& source, const Folder& dest, std::u16string_view path,
                                const std::vector<FolderEntry>& gone) {
-  const bool known = std::any_of(gone.begin(), gone.end(), [](const FolderEntry& entry) {
-    return entry.Kind == FileKind::File && HasKnownFormat(entry.Name);
+  const bool files = std::any_of(gone.begin(), gone.end(), [](const FolderEntry& entry) {
+    return entry.Kind == FileKind::File;
   });
-  if (!known) return;
+  if (!files) return;
   Names names = Compare(source, dest);
   if (names.Gone.empty()) return;
   const std::lock_guard lock(mutex_);
@@ -244,8 +300,9 @@ void ChangeWatch::LookAtFolder(const Folder& source, const Folder& dest, std::u1
     if (!new_.Takes()) continue;
     const Result<FileStatus> status = source.Status(name);
     if (!status || !IsTellable(*status)) continue;
-    const ContentKind now = JudgeContent(name, Head(source, name));
-    if (IsEncrypted(now)) LookAtNew(now, name, status->Size, dest, names, path);
+    NewFile file{name, status->Size, {}, std::string(Head(source, name))};
+    file.Kind = JudgeContent(name, file.Head);
+    if (IsEncrypted(file.Kind)) LookAtNew(file, dest, names, path);
   }
 }
 
@@ -348,8 +405,8 @@ bool ChangeWatch::JudgePacked(std::u16string_view unit) {
 void ChangeWatch::End(std::u16string_view unit) {
   KnownChanges& known = job_.Extras.Changes;
   if (job_.Compressed) {
-    const bool asked = agreed_ || context_.Report.Refusal == RunRefusal::ChangeGuard ||
-                       IsAlarmed(job_.Extras);
+    const bool asked =
+        agreed_ || context_.Report.Refusal == RunRefusal::ChangeGuard || IsAlarmed(job_.Extras);
     if (!asked && JudgePacked(unit)) Raise(unit);
     return;
   }

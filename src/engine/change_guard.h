@@ -63,7 +63,8 @@ class ChangeWatch {
   };
   /// Of a folder of the source and its copy.
   struct Names {
-    std::vector<std::u16string> Gone;   ///< files of known formats that only the copy has
+    std::vector<std::u16string> Gone;   ///< files that only the copy has
+    std::vector<bool> Known;            ///< of Gone, whether the name tells a format
     std::vector<std::u16string> Fresh;  ///< entries that only the source has
     std::vector<std::u16string> Kept;   ///< files of no known format that both have
     std::vector<bool> Taken;            ///< of Gone, what a file was found to be made of
@@ -75,9 +76,16 @@ class ChangeWatch {
   std::string_view Head(const Folder& folder, std::u16string_view name);
   void LookAtChanged(const Folder& source, std::u16string_view name, const Folder& old,
                      const FileStatus& before, std::uint32_t weight, std::u16string_view path);
-  /// `now`: what the content looks like, encrypted.
-  void LookAtNew(ContentKind now, std::u16string_view name, std::uint64_t size, const Folder& old,
-                 Names& names, std::u16string_view path);
+  /// A new file that looks encrypted, and how it begins.
+  struct NewFile {
+    std::u16string_view Name;
+    std::uint64_t Size = 0;
+    ContentKind Kind;
+    std::string Head;
+  };
+  void LookAtNew(const NewFile& file, const Folder& old, Names& names, std::u16string_view path);
+  /// Whether it is one of names.Gone under another name: it looked so before.
+  bool IsMoved(const NewFile& file, const Folder& old, Names& names);
   /// A file that looks encrypted is made of that one of names.Gone, if that was what its name says.
   void NoteMade(std::size_t place, bool sure, const Folder& old, Names& names,
                 std::u16string_view path, std::u16string_view name);
@@ -86,9 +94,12 @@ class ChangeWatch {
   static Names Compare(const Folder& source, const Folder& old);
   /// The file that a new one may have been made of, by name; the end of names.Gone for none.
   static std::size_t ByName(const Names& names, std::u16string_view name);
+  /// The same where the names have less in common: `[locked]a.txt` and `a.id-1.[x].txt` of `a.txt`.
+  static std::size_t ByLikeName(const Names& names, std::u16string_view name);
   /// Files that came when what they are made of was still there.
   void LookAtKept(const Folder& source, const Folder& old, Names& names, std::u16string_view path);
   static std::size_t BySize(const Folder& old, Names& names, std::uint64_t size);
+  static void LearnSizes(const Folder& old, Names& names);
   void Found(bool sure, std::uint32_t weight, std::u16string_view path, std::u16string_view name);
   bool IsTooMuch() const;
   /// Whether somebody agrees to what was found.
