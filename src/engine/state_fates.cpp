@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "archive/recovery_data.h"
@@ -64,6 +65,23 @@ void JudgeByCount(std::size_t keep, const std::vector<Candidate>& candidates, St
   }
 }
 
+/// When the last backup before this one was made: not the latest of their dates, which may be of a
+/// time when the clock was ahead.
+DateTime LastMade(const BackupJob& job, const std::vector<Candidate>& candidates, DateTime now) {
+  std::unordered_map<std::u16string_view, DateTime> dates;
+  DateTime latest = kZeroDate;
+  for (const Candidate& one : candidates) {
+    if (one.Dated.Date >= now) continue;
+    dates.emplace(one.Unit, one.Dated.Date);
+    latest = std::max(latest, one.Dated.Date);
+  }
+  const std::vector<std::u16string>& made = job.Extras.Made;
+  const auto last = std::find_if(made.rbegin(), made.rend(), [&](const std::u16string& unit) {
+    return dates.contains(unit);
+  });
+  return last == made.rend() ? latest : dates[*last];
+}
+
 /// With one between the last backup and this one, where that took far longer than the job's
 /// interval: the machine was off, or its clock is wrong.
 std::vector<JobRest> RestsOf(const BackupJob& job, const std::vector<Candidate>& candidates,
@@ -73,10 +91,7 @@ std::vector<JobRest> RestsOf(const BackupJob& job, const std::vector<Candidate>&
   std::vector<JobRest> rests = job.Extras.Rests;
   // The clock has been set right since.
   std::erase_if(rests, [&](const JobRest& rest) { return rest.To > now; });
-  DateTime last = kZeroDate;
-  for (const Candidate& one : candidates) {
-    if (one.Dated.Date < now) last = std::max(last, one.Dated.Date);
-  }
+  const DateTime last = LastMade(job, candidates, now);
   const std::chrono::seconds interval =
       std::clamp<std::chrono::seconds>(AddInterval(now, job) - now, hours(1), days(366));
   if (last == kZeroDate || now - last <= std::max<std::chrono::seconds>(days(7), 3 * interval)) {

@@ -128,6 +128,20 @@ TEST_F(KeepNewestTest, AFileThatCannotBeLookedAtKeepsEverythingAndIsNoGoodBackup
   EXPECT_EQ(health(), Health::Good);
 }
 
+TEST_F(KeepNewestTest, AClockThatIsAheadTwiceMakesNothingOld) {
+  BackupJob& job = AddJob(BackupType::Differential);
+  job.Destination.Path = u"D:\\<yyyy>-<mm>-<dd>\\";
+  job.Extras.KeepPlan = u"24h:1h 30d:1d";
+  job.Extras.DeletesOld = true;
+  for (const int day : {0, 1, 2, 400, 3, 402, 403, 404, 405, 406, 407}) {
+    Clock.Set(*FromCivil(2009, 9, 1, 1) + std::chrono::days(day));
+    EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
+  }
+  EXPECT_TRUE(
+      Names(Temp.DriveD()).starts_with("2009-09-01 2009-09-02 2009-09-03 2009-09-04 2010-10-06 "))
+      << Names(Temp.DriveD());
+}
+
 TEST_F(KeepNewestTest, APlanThinsByAgeAndKeepsWhatIsPinnedAndAllUnderAWrongClock) {
   BackupJob& job = AddJob(BackupType::Differential);
   job.Destination.Path = u"D:\\<yyyy>-<mm>-<dd> <hh>\\";
