@@ -27,7 +27,7 @@ class BackupWalk final : public TreeWalk {
     path_.assign(paths_.Dest()) += archive;
     return PlaceOfOthersIn(context_.Files, pair.Dest, archive, path_, job_);
   }
-  void RootReady(const FolderPair& pair) override { effects_.MarkFolder(pair); }
+  void RootReady(FolderPair& pair) override { effects_.MarkFolder(pair); }
   void RootDone(const FolderPair& pair) override {
     if (job_.Synchronise && (all_seen_ || context_.Place.Agreed)) effects_.MarkMirrored(pair.Dest);
   }

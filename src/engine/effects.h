@@ -98,7 +98,7 @@ class Effects {
   /// It gets its permissions and times when all is done in it.
   virtual void FinishFolder(const FolderPair& pair, const WalkPaths& paths) = 0;
   /// Around all that a backup does in its root: the marks of its owner (engine/ownership.h).
-  virtual void MarkFolder(const FolderPair&) {}
+  virtual void MarkFolder(FolderPair&) {}
   virtual void MarkMirrored(const Folder&) {}
 
   // Files.

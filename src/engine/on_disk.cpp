@@ -462,7 +462,7 @@ bool OnDisk::IsConvicted(std::u16string_view source_path, const StagedFile& stag
   return false;
 }
 
-void OnDisk::MarkFolder(const FolderPair& root) {
+void OnDisk::MarkFolder(FolderPair& root) {
   OpenSums(root.Dest.Reopen());
   if (sums_) sums_->Heal();
   const bool all_anew = !job_.Differential && !job_.Synchronise && !context_.Force;
@@ -472,6 +472,7 @@ void OnDisk::MarkFolder(const FolderPair& root) {
   const Result<FileStatus> own = root.Dest.Status();
   if (own && root.DestIsNew && root.Source && !IsRootPath(job_.Source.WorkPath)) {
     root.Dest.UpdateMetadata({}, *own, root.Source);
+    root.DestPassesAccessOn = root.Dest.PassesAccessOn();
   }
   kavrel::MarkFolder(context_, job_, root.Dest);
 }

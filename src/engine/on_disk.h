@@ -45,7 +45,7 @@ class OnDisk final : public Effects {
             FolderPair& pair) override;
   void GiveName(const FolderPair& pair) override;
   void FinishFolder(const FolderPair& pair, const WalkPaths& paths) override;
-  void MarkFolder(const FolderPair& root) override;
+  void MarkFolder(FolderPair& root) override;
   void MarkMirrored(const Folder& dest) override;
   void Copy(const FileTurn& file, PlanReason reason) override;
   bool Link(HardLinks::FirstCopy& first, const FileTurn& file, bool equal) override;

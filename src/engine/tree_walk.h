@@ -49,7 +49,7 @@ class TreeWalk {
   /// what may be an archive by its name.
   virtual std::u16string_view PlaceOfOthers(const FolderPair&, std::u16string_view) { return {}; }
   /// Around all that is done in the destination's root, which can be written to.
-  virtual void RootReady(const FolderPair&) {}
+  virtual void RootReady(FolderPair&) {}
   virtual void RootDone(const FolderPair&) {}
   /// Whether a folder's copy gets the folder's permissions and times.
   virtual bool FinishesFolder(const FolderPair&) { return true; }

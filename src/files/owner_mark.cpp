@@ -132,6 +132,7 @@ ErrorCode WriteMarkFile(const Folder& folder, const OwnerMark& mark, std::u16str
   like.Mode = 0644;
   Result<File> file = folder.MakeFile(half, like);
   if (!file) return file.Error;
+  if (folder.PassesAccessOn()) file->DropInheritedAccess();
   if (Result<FileStatus> made = file->Status(); made) {
     // Where a leading dot hides nothing.
     made->Attributes |= kAttrHidden;

@@ -145,6 +145,7 @@ SumListWriter::SumListWriter(const Folder& folder, std::u16string_view name) {
   error_ = file.Error;
   if (!file) return;
   file_ = std::move(*file);
+  if (folder.PassesAccessOn()) file_.DropInheritedAccess();
   if (Result<FileStatus> made = file_.Status(); made) {
     // Where a leading dot hides nothing.
     made->Attributes |= kAttrHidden;

@@ -223,6 +223,12 @@ TEST_F(MetadataTest, ACopyInheritsNothingFromItsDestination) {
   Run(BackupType::Full);
   ExpectSame();
   EXPECT_EQ(getxattr(Dest().c_str(), kDefault, nullptr, 0), -1);
+  // Nor from its source's own folder, whose list a new root has from the start.
+  ASSERT_TRUE(Set(Source(), kDefault, AccessList(7)));
+  fs::remove_all(Dest());
+  Run(BackupType::Full);
+  ExpectSame();
+  EXPECT_EQ(getxattr((Dest() / ".kavrel-sums").c_str(), kAccess, nullptr, 0), -1);
 }
 
 TEST_F(MetadataTest, WhatAUserMayNotGiveIsNotTriedAgainOnEachRun) {
