@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 
 #include "app/exit_code.h"
@@ -228,6 +229,84 @@ TEST_F(ChangeGuardTest, DatedStatesGoOnAndTheLastGoodOneStays) {
     EXPECT_EQ(count(), 4) << "the newest three, and the pinned one";
     EXPECT_EQ(Lost(Temp.DriveD() / "09-04"), 0);
   }
+}
+
+TEST_F(ChangeGuardTest, FoldersThatComeRoundAreAskedAboutWhileTheAlarmStands) {
+  MakeTree();
+  AddJob(BackupType::Differential);
+  Job().Destination.Path = u"D:\\<dow>\\";
+  int day = 0;
+  for (; day < 3; ++day) ASSERT_EQ(RunOnDay(day), RunOutcome::Ran);
+  EncryptInPlace(0, kFiles);
+  for (; day < 7; ++day) EXPECT_EQ(RunOnDay(day), RunOutcome::Ran);
+  ASSERT_TRUE(IsAlarmed(Job().Extras));
+  EXPECT_TRUE(Host.Questions.empty());
+  // A week later all three good ones come round, the pinned one among them.
+  for (; day < 10; ++day) {
+    EXPECT_EQ(RunOnDay(day), RunOutcome::Guarded);
+    ExpectAsked(static_cast<std::size_t>(day - 6));
+  }
+  int whole = 0;
+  for (const auto& folder : fs::directory_iterator(Temp.DriveD())) {
+    if (Lost(folder.path()) < kFiles / 10) ++whole;
+  }
+  EXPECT_EQ(whole, 3);
+  Host.GoOn = true;
+  EXPECT_EQ(RunOnDay(day), RunOutcome::Ran);
+  EXPECT_TRUE(IsAlarmed(Job().Extras)) << "that ends by its own word alone";
+}
+
+TEST_F(ChangeGuardTest, WhatIsAcceptedEndsThoughAFileFailsInEachRun) {
+  MakeTree();
+  AddJob(BackupType::Differential);
+  // A folder is where the copy is to be.
+  WriteTestFile(Source() / "blocked", "x");
+  WriteTestFile(Dest() / "blocked/below", "x");
+  ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
+  ASSERT_EQ(Job().LastRunResult.FailedFiles, 1U);
+  AcceptChanges(Job().Extras);
+  EXPECT_EQ(RunOnDay(1), RunOutcome::Ran);
+  EncryptInPlace(0, kFiles);
+  EXPECT_EQ(RunOnDay(2), RunOutcome::Guarded);
+}
+
+TEST_F(ChangeGuardTest, NamesNeedNotTellAFormatNorHaveMuchInCommon) {
+  const auto in_front = [](const std::string& name) { return "[locked]" + name; };
+  const auto behind = [](const std::string& name) { return name + ".locked"; };
+  const auto between = [](const std::string& name) {
+    return name.substr(0, name.find('.')) + ".id-7A.[a@b]" + name.substr(name.find('.'));
+  };
+  struct Manner {
+    std::string Suffix;
+    std::function<std::string(const std::string&)> Rename;
+  };
+  for (const Manner& manner : {Manner{"", behind}, Manner{".x1y", behind}, Manner{".txt", in_front},
+                               Manner{".txt", between}}) {
+    BeginAnew(BackupType::Synchronise);
+    Job().Extras.GuardMirror = false;
+    fs::remove_all(Source());
+    const auto name = [&](int i) { return "letter" + std::to_string(100 + i) + manner.Suffix; };
+    for (int i = 0; i < kFiles; ++i) WriteTestFile(Source() / name(i), ContentOf(3 * i));
+    ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
+    for (int i = 0; i < kFiles; ++i) {
+      fs::remove(Source() / name(i));
+      WriteTestFile(Source() / manner.Rename(name(i)), Noise(9000, static_cast<unsigned>(i)));
+    }
+    EXPECT_EQ(RunOnDay(1), RunOutcome::Guarded) << manner.Rename(name(1));
+    for (int i = 0; i < kFiles; ++i) EXPECT_EQ(ReadTestFile(Dest() / name(i)), ContentOf(3 * i));
+  }
+  // Noise that has another name only is no news.
+  BeginAnew(BackupType::Synchronise);
+  Job().Extras.GuardMirror = false;
+  for (int i = 0; i < kFiles; ++i) {
+    WriteTestFile(Source() / ("f0/" + std::to_string(i) + ".dat"),
+                  Noise(static_cast<std::size_t>(3000 + 7 * i), static_cast<unsigned>(i)));
+  }
+  ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
+  for (const auto& entry : fs::directory_iterator(Source() / "f0")) {
+    fs::rename(entry.path(), Source() / "f0" / ("2026-" + entry.path().filename().string()));
+  }
+  EXPECT_EQ(RunOnDay(1), RunOutcome::Ran);
 }
 
 TEST_F(ChangeGuardTest, AMonthsFolderIsAskedAboutLikeOneWithoutDates) {

@@ -153,6 +153,28 @@ TEST_F(ScrubTest, ATestRestoreTellsHowManyFilesCameBackAsTheyWere) {
   EXPECT_FALSE(fs::exists(Temp.Home() / "Drill.tmp"));
 }
 
+TEST_F(ScrubTest, StatesThatWereMovedOrHaveLostTheirListAreNotPassedOver) {
+  Write("a", "1");
+  Write("b", "2");
+  AddDated().Extras.StateLinks = LinkStates::Off;
+  Run();
+  Run();
+  const fs::path first = Dest() / "2009-09-23", second = Dest() / "2009-09-24";
+  fs::rename(first, Temp.Root() / "x");
+  fs::rename(second, first);
+  fs::rename(Temp.Root() / "x", second);
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Equal, 4U) << LogLines();
+  Spoil(first / "a");
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Damaged, 1U);
+  fs::remove(second / ".kavrel-sums");
+  const VerifyReport report = Program.ScrubJobNow(0);
+  EXPECT_EQ(report.Counters.Damaged, 1U);
+  fs::rename(first, Temp.Root() / "x");
+  fs::rename(second, first);
+  fs::rename(Temp.Root() / "x", second);
+  EXPECT_EQ(Program.ScrubJobNow(0).Unlisted, 2U) << "of the one without a list nothing is known";
+}
+
 TEST_F(ScrubTest, ArchivesAreReadAgainAndUnpackedForATrial) {
   if (!Program.Context.Archiver.Present()) GTEST_SKIP() << "no archive program";
   for (int i = 0; i < 9; ++i) Write("d/" + std::to_string(i), std::to_string(i));

@@ -367,6 +367,12 @@ TEST_F(SumsTest, AnArchiveThatIsNotTheOneThatWasWrittenIsTold) {
   fs::rename(Temp.Root() / "oldest", Dest() / "2009年09月23日15時.7z");
   WriteTestFile(newest, good);
   EXPECT_EQ(Program.VerifyJobNow(0).Counters.Differences(), 0U);
+  // Nor where two have changed places, and neither is a state any more.
+  const std::vector<fs::path> both = archives();
+  fs::rename(both[0], Temp.Root() / "one");
+  fs::rename(both[1], both[0]);
+  fs::rename(Temp.Root() / "one", both[1]);
+  EXPECT_EQ(Program.ScrubJobNow(0).Counters.Damaged, 2U) << LogLines();
 }
 
 TEST_F(SumsTest, TheListIsNoPartOfWhatIsBackedUpAndGoesWithItsSwitch) {
