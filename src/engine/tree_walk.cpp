@@ -13,7 +13,9 @@
 namespace kavrel {
 
 bool IsChangedLater(const FileStatus& source, const FileStatus& copy) {
-  const FileTime one = source.Changed, other = copy.Changed;
+  // A copy that gets a further name is no later for that.
+  const bool named = copy.Links > 1 && copy.Made != FileTime();
+  const FileTime one = source.Changed, other = named ? copy.Made : copy.Changed;
   return std::tie(one.Seconds, one.Nanoseconds) > std::tie(other.Seconds, other.Nanoseconds);
 }
 
