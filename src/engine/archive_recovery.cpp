@@ -22,8 +22,8 @@ namespace {
 constexpr std::u16string_view kNoPlace = u"無法建立暫存資料夾";
 constexpr std::uint32_t kPermissions = 0777;
 
-/// Copies a file into the folder `to`. The program gets nothing that others see, too: one that fails
-/// must not spoil what is left of the archive.
+/// Copies a file into the folder `to`. The program gets nothing that others see, too: one that
+/// fails must not spoil what is left of the archive.
 ErrorCode BringIn(RunContext& context, const Folder& from, std::u16string_view name,
                   const Folder& to, std::u16string_view as) {
   const Result<FileStatus> status = from.Status(name);

@@ -303,7 +303,8 @@ void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
   }
   if (IsConvicted(source_path, staged)) {
     if (staged.RollBack(pair.Dest)) names_.NoteLeft();
-    return CountFailed(source_path, u"備份的檔案與備份時的校驗碼不符，可能已損壞；原有的檔案保留不動");
+    return CountFailed(source_path,
+                       u"備份的檔案與備份時的校驗碼不符，可能已損壞；原有的檔案保留不動");
   }
   if (pair.Unnamed) {
     ++pair.Unnamed->Files;

@@ -76,9 +76,8 @@ DateTime LastMade(const BackupJob& job, const std::vector<Candidate>& candidates
     latest = std::max(latest, one.Dated.Date);
   }
   const std::vector<std::u16string>& made = job.Extras.Made;
-  const auto last = std::find_if(made.rbegin(), made.rend(), [&](const std::u16string& unit) {
-    return dates.contains(unit);
-  });
+  const auto last = std::find_if(made.rbegin(), made.rend(),
+                                 [&](const std::u16string& unit) { return dates.contains(unit); });
   return last == made.rend() ? latest : dates[*last];
 }
 

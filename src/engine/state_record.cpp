@@ -1,9 +1,9 @@
 #include "engine/state_record.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <array>
 #include <cstring>
+#include <initializer_list>
 
 #include "base/number.h"
 #include "base/text.h"

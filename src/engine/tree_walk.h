@@ -164,7 +164,8 @@ inline bool NeedsNoCopy(const FileStatus* source, const FileStatus* dest, bool d
   return !ReasonToCopy(source, dest, differential);
 }
 /// Whether somebody has changed the source after its copy was made, as the systems' own records
-/// tell: who writes may put the time back, but not those. What a disk has spoilt it does not record.
+/// tell: who writes may put the time back, but not those. What a disk has spoilt it does not
+/// record.
 bool IsChangedLater(const FileStatus& source, const FileStatus& copy);
 
 }  // namespace kavrel

@@ -283,9 +283,7 @@ VerifyReport RunScrubJob(RunContext& context, BackupJob& stored, std::u16string_
   report.Outcome = std::any_of(places.begin(), places.end(), there) ? RunOutcome::NothingPicked
                                                                     : RunOutcome::SourceMissing;
   // Of one that has lost its list it is told that nothing is known, where others have theirs.
-  const auto listed = [&](const ScrubPlace& place) {
-    return HasSums(context.Files, place.Folder);
-  };
+  const auto listed = [&](const ScrubPlace& place) { return HasSums(context.Files, place.Folder); };
   if (std::none_of(places.begin(), places.end(), listed)) return report;
   LogVerification(context, job, report, [&] {
     AwaitDisk(context, context.Files.OpenFolder(places.front().Folder));
