@@ -109,6 +109,7 @@ void JudgeByPlan(const BackupJob& job, const KeepPlan& plan, std::vector<Candida
       candidates.begin() + 1, candidates.end(),
       [](const Candidate& a, const Candidate& b) { return a.Dated.Date > b.Dated.Date; });
   std::vector<DatedState> states;
+  states.reserve(candidates.size());
   for (const Candidate& one : candidates) states.push_back(one.Dated);
   const std::vector<KeepVerdict> verdicts = JudgeStates(plan, states, now, fates.Rests);
   std::size_t going = 0;
