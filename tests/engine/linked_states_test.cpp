@@ -4,6 +4,8 @@
 
 #include <sys/mount.h>
 
+#include <functional>
+
 #include "engine/states.h"
 #include "support/command.h"
 #include "support/unprivileged.h"
@@ -238,20 +240,29 @@ TEST_F(LinkedStatesTest, AReadOnlyFolderThatAnInterruptedRunHasLeftIsBroughtUpTo
   OpenToAll();
   for (const char* name : {"locked/stays", "locked/goes", "locked/changes"}) Put(name, "1");
   const fs::path locked = Source() / "locked";
-  fs::permissions(locked, fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read |
-                              fs::perms::others_exec);
+  constexpr fs::perms kLocked = fs::perms::owner_read | fs::perms::owner_exec |
+                                fs::perms::others_read | fs::perms::others_exec;
+  const auto unlocked = [&](const std::function<void()>& change) {
+    fs::permissions(locked, fs::perms::owner_all);
+    change();
+    fs::permissions(locked, kLocked);
+  };
   for (const BackupType type :
        {BackupType::Full, BackupType::Differential, BackupType::Synchronise}) {
     SetJobType(Job(), type);
-    Put("locked/goes", "1");
-    Put("locked/changes", "1");
+    unlocked([&] {
+      Put("locked/goes", "1");
+      Put("locked/changes", "1");
+    });
     {
       const Unprivileged user;
       EXPECT_EQ(RunNextDay().FailedFiles, 0U) << LogLines();
       Interrupt(State());
     }
-    fs::remove(locked / "goes");
-    Put("locked/changes", "2", {1'100'000'000, 0});
+    unlocked([&] {
+      fs::remove(locked / "goes");
+      Put("locked/changes", "2", {1'100'000'000, 0});
+    });
     const Unprivileged user;
     EXPECT_EQ(RunNextDay().FailedFiles, 0U) << LogLines();
     EXPECT_FALSE(fs::exists(State() / "locked/goes"));
