@@ -118,7 +118,7 @@ int ExplainKeeping(Session& session, const std::string& name, bool json) {
                : Tr("The next whole run moves %1 of them to the recycle bin; on the same disk %2 "
                     "are free only when that is emptied."),
            {std::to_string(going), Printable(size)});
-  std::printf("%s\n", text.c_str());
+  if (!held) std::printf("%s\n", text.c_str());
   if (alarmed) {
     PrintError(
         Tr("Files look encrypted: a run keeps them all until edit --change-guard accept ends the "
