@@ -36,7 +36,8 @@ std::vector<std::u16string> NamesIn(const Folder& folder) {
   std::vector<std::u16string> names;
   FolderReader reader(folder);
   while (const FolderEntry* entry = reader.Next()) {
-    if (entry->Kind == FileKind::File) names.push_back(entry->Name);
+    // What this run copies ahead lies there under temporary names.
+    if (entry->Kind == FileKind::File && !TempNumber(entry->Name)) names.push_back(entry->Name);
   }
   std::sort(names.begin(), names.end());
   return names;
@@ -334,7 +335,7 @@ bool ChangeWatch::IsTooMuch() const {
 
 std::u16string ChangeWatch::Text() const {
   return Fill(TrCountLater(u"%1 個檔案的內容變得像加密過的：%2"),
-              {Grouped(sure_ + likely_), example_});
+              {Grouped(static_cast<std::uint64_t>(sure_ + likely_)), example_});
 }
 
 bool ChangeWatch::Passes() {

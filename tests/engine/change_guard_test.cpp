@@ -270,6 +270,18 @@ TEST_F(ChangeGuardTest, WhatIsAcceptedEndsThoughAFileFailsInEachRun) {
   EXPECT_EQ(RunOnDay(2), RunOutcome::Guarded);
 }
 
+TEST_F(ChangeGuardTest, AFewNewNamesARunAreFoundBesideAllThatAFullJobCopies) {
+  BeginAnew(BackupType::Full);
+  const auto name = [&](int i) { return Source() / ("letter " + std::to_string(i) + ".txt"); };
+  for (int i = 0; i < 200; ++i) WriteTestFile(name(i), ContentOf(3 * i));
+  ASSERT_EQ(RunOnDay(0), RunOutcome::Ran);
+  for (int i = 0; i < 6; ++i) {
+    fs::remove(name(i));
+    WriteTestFile(name(i).string() + ".locked", Noise(3100, static_cast<unsigned>(i)));
+    EXPECT_EQ(RunOnDay(1 + i), i < 4 ? RunOutcome::Ran : RunOutcome::Guarded) << i;
+  }
+}
+
 TEST_F(ChangeGuardTest, NamesNeedNotTellAFormatNorHaveMuchInCommon) {
   const auto in_front = [](const std::string& name) { return "[locked]" + name; };
   const auto behind = [](const std::string& name) { return name + ".locked"; };
