@@ -301,11 +301,7 @@ void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
     return CountFailed(source_path,
                        u"來源的內容變了，時間、大小卻沒有變，可能已損壞；備份的檔案完好，保留不動");
   }
-  if (IsConvicted(source_path, staged)) {
-    if (staged.RollBack(pair.Dest)) names_.NoteLeft();
-    return CountFailed(source_path,
-                       u"備份的檔案與備份時的校驗碼不符，可能已損壞；原有的檔案保留不動");
-  }
+  TellConvicted(source_path, staged);
   if (pair.Unnamed) {
     ++pair.Unnamed->Files;
     pair.Unnamed->Staged += result.BytesCopied;
@@ -450,17 +446,15 @@ void OnDisk::ProveBySums() {
   if (proof_->Empty()) proof_.reset();
 }
 
-bool OnDisk::IsConvicted(std::u16string_view source_path, const StagedFile& staged) {
+void OnDisk::TellConvicted(std::u16string_view source_path, const StagedFile& staged) {
   const std::u16string root = AddBackslash(job_.Source.WorkPath);
-  if (!proof_ || !staged.Sum || !source_path.starts_with(root)) return false;
+  if (!proof_ || !staged.Sum || !source_path.starts_with(root)) return;
   std::u16string path(source_path.substr(root.size()));
   if (PathSeparator(root) == u'\\') path = ReplaceAll(path, u"\\", u"/");
   const std::string listed = ToUtf8(path);
-  if (!proof_->Knows(listed) || proof_->Has({*staged.Sum, listed})) return false;
-  if (staged.Replaces && !context_.Force) return true;
+  if (!proof_->Knows(listed) || proof_->Has({*staged.Sum, listed})) return;
   ++context_.Report.Counters.WarningFiles;
   context_.Tell(u": 還原的檔案與備份時的校驗碼不符 (警告)：", source_path);
-  return false;
 }
 
 void OnDisk::MarkFolder(FolderPair& root) {

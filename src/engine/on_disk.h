@@ -30,7 +30,7 @@ class OnDisk final : public Effects {
   /// From now on the sums of what is copied are kept in the root, or a list that is out of date
   /// goes from it, as the job wants: of a backup, before its walk.
   void KeepSums();
-  /// Of a restore, before its walk: what the sums of the backup convict takes the place of no file.
+  /// Of a restore, before its walk: what the sums of the backup convict is told.
   void ProveBySums();
   void Settle() override;
   TempNames* Names() override { return &names_; }
@@ -121,9 +121,8 @@ class OnDisk final : public Effects {
   /// and record of the source are those of that copy, which still has its sum.
   bool SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_path,
                       const StagedFile& staged);
-  /// Whether a copy from the backup is not what its run wrote. One that nothing stands in the way
-  /// of is all that there is: told, and taken.
-  bool IsConvicted(std::u16string_view source_path, const StagedFile& staged);
+  /// Warns of a copy from the backup that is not what the list of sums tells.
+  void TellConvicted(std::u16string_view source_path, const StagedFile& staged);
   /// The path below the root, as the list of sums has it.
   std::u16string SumPath(std::u16string_view folder_path, std::u16string_view name) const;
   /// A copy is on its way to its name.
