@@ -301,7 +301,11 @@ void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
     return CountFailed(source_path,
                        u"來源的內容變了，時間、大小卻沒有變，可能已損壞；備份的檔案完好，保留不動");
   }
-  TellConvicted(source_path, staged);
+  if (HasRotted(pair, source_path, staged)) {
+    if (staged.RollBack(pair.Dest)) names_.NoteLeft();
+    return CountFailed(source_path,
+                       u"備份的檔案與備份時的校驗碼不符，可能已損壞；原有的檔案保留不動");
+  }
   if (pair.Unnamed) {
     ++pair.Unnamed->Files;
     pair.Unnamed->Staged += result.BytesCopied;
@@ -446,15 +450,25 @@ void OnDisk::ProveBySums() {
   if (proof_->Empty()) proof_.reset();
 }
 
-void OnDisk::TellConvicted(std::u16string_view source_path, const StagedFile& staged) {
+bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
+                       const StagedFile& staged) {
   const std::u16string root = AddBackslash(job_.Source.WorkPath);
-  if (!proof_ || !staged.Sum || !source_path.starts_with(root)) return;
+  if (!proof_ || !staged.Sum || !source_path.starts_with(root)) return false;
   std::u16string path(source_path.substr(root.size()));
   if (PathSeparator(root) == u'\\') path = ReplaceAll(path, u"\\", u"/");
   const std::string listed = ToUtf8(path);
-  if (!proof_->Knows(listed) || proof_->Has({*staged.Sum, listed})) return;
+  if (!proof_->Knows(listed) || proof_->Has({*staged.Sum, listed})) return false;
+  if (staged.Replaces && !context_.Force) {
+    const Result<FileStatus> copy = pair.Source.Status(staged.Name);
+    const Result<FileStatus> there = pair.Dest.Status(staged.Name);
+    if (copy && there && NeedsNoCopy(&*copy, &*there, true)) {
+      const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
+      if (sum && proof_->Has({*sum, listed})) return true;
+    }
+  }
   ++context_.Report.Counters.WarningFiles;
   context_.Tell(u": 還原的檔案與備份時的校驗碼不符 (警告)：", source_path);
+  return false;
 }
 
 void OnDisk::MarkFolder(FolderPair& root) {

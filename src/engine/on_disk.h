@@ -121,8 +121,10 @@ class OnDisk final : public Effects {
   /// and record of the source are those of that copy, which still has its sum.
   bool SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_path,
                       const StagedFile& staged);
-  /// Warns of a copy from the backup that is not what the list of sums tells.
-  void TellConvicted(std::u16string_view source_path, const StagedFile& staged);
+  /// Whether a copy from the backup has rotted there: its sum convicts it, and the file whose place
+  /// it would take looks the same and has that sum. Any other that is convicted is told, and taken:
+  /// somebody may have changed it on purpose, or it is all that there is.
+  bool HasRotted(const FolderPair& pair, std::u16string_view source_path, const StagedFile& staged);
   /// The path below the root, as the list of sums has it.
   std::u16string SumPath(std::u16string_view folder_path, std::u16string_view name) const;
   /// A copy is on its way to its name.

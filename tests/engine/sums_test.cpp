@@ -285,11 +285,21 @@ TEST_F(SumsTest, ARestoreTellsOfACopyThatItsSumConvicts) {
     const auto time = fs::last_write_time(copy);
     WriteTestFile(copy, "it was g00d");
     fs::last_write_time(copy, time);
+    // The good file stays where both look the same; what else is there, or nothing, makes way.
+    EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
+    EXPECT_EQ(ReadTestFile(Source() / "d/bad"), "it was good");
+    EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 1U) << LogLines();
+    EXPECT_EQ(Program.VerifyJobNow(0).Counters.Damaged, 1U) << "the proof is still there";
     for (const bool gone : {false, true}) {
-      if (gone) fs::remove(Source() / "d/bad");
+      if (gone) {
+        fs::remove(Source() / "d/bad");
+      } else {
+        Write("d/bad", "something else");
+      }
       EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
       EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 0U);
       EXPECT_EQ(Program.Context.Report.Counters.WarningFiles, 1U) << LogLines();
+      EXPECT_EQ(ReadTestFile(Source() / "d/bad"), "it was g00d");
       EXPECT_NE(LogLines().find("還原的檔案與備份時的校驗碼不符 (警告)："), std::string::npos);
     }
     Program.Store.Jobs.clear();
