@@ -129,8 +129,7 @@ bool ChangeWatch::MayCopy(const FolderPair& pair, const WalkPaths& paths, std::u
       names_of_ = paths.Source();
       listed_ = false;
     }
-    NewFile file{name, source.Size, {}, std::string(Head(pair.Source, name))};
-    file.Kind = JudgeContent(name, file.Head);
+    const NewFile file = ReadNew(pair.Source, name, source.Size);
     if (!IsEncrypted(file.Kind)) return true;
     if (!std::exchange(listed_, true)) names_ = Compare(pair.Source, old);
     LookAtNew(file, old, names_, paths.Source());
@@ -225,6 +224,13 @@ std::size_t ChangeWatch::BySize(const Folder& old, Names& names, std::uint64_t s
   return place;
 }
 
+ChangeWatch::NewFile ChangeWatch::ReadNew(const Folder& folder, std::u16string_view name,
+                                          std::uint64_t size) {
+  NewFile file{name, size, {}, std::string(Head(folder, name))};
+  file.Kind = JudgeContent(name, file.Head);
+  return file;
+}
+
 bool ChangeWatch::IsMoved(const NewFile& file, const Folder& old, Names& names) {
   constexpr int kMost = 8;
   LearnSizes(old, names);
@@ -301,8 +307,7 @@ void ChangeWatch::LookAtFolder(const Folder& source, const Folder& dest, std::u1
     if (!new_.Takes()) continue;
     const Result<FileStatus> status = source.Status(name);
     if (!status || !IsTellable(*status)) continue;
-    NewFile file{name, status->Size, {}, std::string(Head(source, name))};
-    file.Kind = JudgeContent(name, file.Head);
+    const NewFile file = ReadNew(source, name, status->Size);
     if (IsEncrypted(file.Kind)) LookAtNew(file, dest, names, path);
   }
 }

@@ -83,6 +83,7 @@ class ChangeWatch {
     ContentKind Kind;
     std::string Head;
   };
+  NewFile ReadNew(const Folder& folder, std::u16string_view name, std::uint64_t size);
   void LookAtNew(const NewFile& file, const Folder& old, Names& names, std::u16string_view path);
   /// Whether it is one of names.Gone under another name: it looked so before.
   bool IsMoved(const NewFile& file, const Folder& old, Names& names);

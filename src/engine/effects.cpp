@@ -66,22 +66,23 @@ void Effects::NoteLeft(const FileTurn& file, bool again) {
   if (file.Dest->Links > 1 && !again) links_.NoteOwner(file.Source, *file.Dest);
 }
 
+bool Effects::AreEqual(const Folder& one, std::u16string_view name, const Folder& other,
+                       std::u16string_view other_name) {
+  SumReader reader(context_);
+  const std::optional<ContentSum> sum = reader.Read(one, name);
+  return sum && reader.Read(other, other_name) == sum;
+}
+
 bool Effects::MayBecome(HardLinks::FirstCopy& first, const FileTurn& file) {
   if (!first.Unproved) return true;
   const Folder* const folder = links_.FolderOf(first, file.Pair);
-  if (!folder) return false;
-  SumReader reader(context_);
-  const std::optional<ContentSum> source = reader.Read(file.Pair.Source, file.Name);
-  if (!source || reader.Read(*folder, first.Name) != source) return false;
+  if (!folder || !AreEqual(file.Pair.Source, file.Name, *folder, first.Name)) return false;
   first.Unproved = false;
   return true;
 }
 
 bool Effects::HasItsContent(const FormerCopy& copy, const FileTurn& file) {
-  if (copy.Proved) return true;
-  SumReader reader(context_);
-  const std::optional<ContentSum> source = reader.Read(file.Pair.Source, file.Name);
-  return source && reader.Read(copy.Opened, copy.Name) == source;
+  return copy.Proved || AreEqual(file.Pair.Source, file.Name, copy.Opened, copy.Name);
 }
 
 void Effects::NoteFirst(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,

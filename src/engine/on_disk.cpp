@@ -296,15 +296,15 @@ void OnDisk::AddCopy(const FolderPair& pair, std::u16string_view dest_path,
     if (staged.RollBack(pair.Dest)) names_.NoteLeft();
     return CountFailed(source_path);
   }
+  std::u16string_view why;
   if (SourceIsSpoilt(pair, dest_path, staged)) {
-    if (staged.RollBack(pair.Dest)) names_.NoteLeft();
-    return CountFailed(source_path,
-                       u"來源的內容變了，時間、大小卻沒有變，可能已損壞；備份的檔案完好，保留不動");
+    why = u"來源的內容變了，時間、大小卻沒有變，可能已損壞；備份的檔案完好，保留不動";
+  } else if (HasRotted(pair, source_path, staged)) {
+    why = u"備份的檔案與備份時的校驗碼不符，可能已損壞；原有的檔案保留不動";
   }
-  if (HasRotted(pair, source_path, staged)) {
+  if (!why.empty()) {
     if (staged.RollBack(pair.Dest)) names_.NoteLeft();
-    return CountFailed(source_path,
-                       u"備份的檔案與備份時的校驗碼不符，可能已損壞；原有的檔案保留不動");
+    return CountFailed(source_path, why);
   }
   if (pair.Unnamed) {
     ++pair.Unnamed->Files;
@@ -414,10 +414,7 @@ void OnDisk::OpenSums(Result<Folder> root) {
 }
 
 std::u16string OnDisk::SumPath(std::u16string_view folder_path, std::u16string_view name) const {
-  std::u16string path(BelowRoot(folder_path));
-  // What looks like a separator in a name stays.
-  if (PathSeparator(root_) == u'\\') path = ReplaceAll(path, u"\\", u"/");
-  return path += name;
+  return ListedPath(root_, BelowRoot(folder_path)) += name;
 }
 
 void OnDisk::NoteSum(std::u16string_view folder_path, const StagedFile& staged) {
@@ -454,9 +451,7 @@ bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
                        const StagedFile& staged) {
   const std::u16string root = AddBackslash(job_.Source.WorkPath);
   if (!proof_ || !staged.Sum || !source_path.starts_with(root)) return false;
-  std::u16string path(source_path.substr(root.size()));
-  if (PathSeparator(root) == u'\\') path = ReplaceAll(path, u"\\", u"/");
-  const std::string listed = ToUtf8(path);
+  const std::string listed = ToUtf8(ListedPath(root, source_path.substr(root.size())));
   if (!proof_->Knows(listed) || proof_->Has({*staged.Sum, listed})) return false;
   if (staged.Replaces && !context_.Force) {
     const Result<FileStatus> copy = pair.Source.Status(staged.Name);

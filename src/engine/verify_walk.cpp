@@ -189,9 +189,7 @@ void VerifyWalk::NoteSum(std::u16string_view name, const ContentSum& sum) {
 }
 
 std::string VerifyWalk::SumPath(std::u16string_view name) const {
-  std::u16string path(paths_.BelowRoot());
-  if (PathSeparator(paths_.Source()) == u'\\') path = ReplaceAll(path, u"\\", u"/");
-  return ToUtf8(path += name);
+  return ToUtf8(ListedPath(paths_.Source(), paths_.BelowRoot()) += name);
 }
 
 /// Two against one: what the backup's list tells, and the side that agrees with it.

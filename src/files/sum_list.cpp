@@ -1,6 +1,7 @@
 #include "files/sum_list.h"
 
 #include "base/text.h"
+#include "files/path.h"
 
 namespace kavrel {
 
@@ -55,6 +56,10 @@ std::uint64_t Folded(const ContentSum& sum) {
 }
 
 }  // namespace
+
+std::u16string ListedPath(std::u16string_view root, std::u16string_view below) {
+  return PathSeparator(root) == u'\\' ? ReplaceAll(below, u"\\", u"/") : std::u16string(below);
+}
 
 bool IsSumList(std::u16string_view name) {
   return EqualNoCase(name, kSumList) || EqualNoCase(name, kSumJournal) ||

@@ -17,6 +17,10 @@ namespace kavrel {
 /// The list, what a run that is at work has added so far, and half of a new one.
 inline constexpr std::u16string_view kSumList = u".kavrel-sums", kSumJournal = u".kavrel-sums.new",
                                      kSumHalf = u".kavrel-sums.tmp";
+/// A path below the list's folder as the list has it, with '/' between names; `root` tells what is
+/// between them here. What looks like a separator in a name stays.
+std::u16string ListedPath(std::u16string_view root, std::u16string_view below);
+
 bool IsSumList(std::u16string_view name);
 
 struct SumLine {

@@ -1,5 +1,6 @@
 #include "log/log_end.h"
 
+#include "files/path.h"
 #include "log/log_troubles.h"
 
 namespace kavrel {
@@ -9,17 +10,12 @@ namespace {
 // What follows the title of a guard that stopped the run; not translated: compared with the log.
 constexpr std::u16string_view kStopped = u" (中斷)";
 
-std::u16string_view WithoutSeparator(std::u16string_view path) {
-  if (path.ends_with(u'/') || path.ends_with(u'\\')) path.remove_suffix(1);
-  return path;
-}
-
 /// The destination that the summary of a backup names; empty where there is none.
 std::u16string_view Destination(std::u16string_view log) {
   const std::size_t at = log.find(kDestinationLine);
   if (at == log.npos) return {};
   log.remove_prefix(at + kDestinationLine.size());
-  return WithoutSeparator(TakeLine(log));
+  return DropBackslash(TakeLine(log));
 }
 
 bool IsOfFolder(const RunFailure& trouble) {
@@ -36,7 +32,7 @@ LogEnd EndTold(std::u16string_view log) {
     return trouble.What.starts_with(kSpaceTitle) ? LogEnd::NoSpace : LogEnd::Guarded;
   }
   if (!troubles.empty() && IsOfFolder(troubles.front()) &&
-      WithoutSeparator(troubles.front().Path) == Destination(log)) {
+      DropBackslash(troubles.front().Path) == Destination(log)) {
     return LogEnd::NoPlace;
   }
   return AlarmTold(log).empty() ? LogEnd::Ordinary : LogEnd::Changes;
