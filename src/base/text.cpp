@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <iterator>
 
+#include "base/utf8.h"
+
 namespace kavrel {
 
 namespace {
@@ -52,23 +54,25 @@ std::size_t DecodeCharacter(std::string_view bytes, char32_t& code) {
   return 0;
 }
 
-void AppendUtf8(std::string& out, char32_t code) {
+/// Writes the character, up to four bytes, and returns what is behind it.
+inline char* PutCharacter(char* out, char32_t code) {
   if (code < 0x80) {
-    out += static_cast<char>(code);
-    return;
+    *out++ = static_cast<char>(code);
+    return out;
   }
   if (code < 0x800) {
-    out += static_cast<char>(0xC0 | code >> 6);
+    *out++ = static_cast<char>(0xC0 | code >> 6);
   } else {
     if (code < 0x10000) {
-      out += static_cast<char>(0xE0 | code >> 12);
+      *out++ = static_cast<char>(0xE0 | code >> 12);
     } else {
-      out += static_cast<char>(0xF0 | code >> 18);
-      out += static_cast<char>(0x80 | (code >> 12 & 0x3F));
+      *out++ = static_cast<char>(0xF0 | code >> 18);
+      *out++ = static_cast<char>(0x80 | (code >> 12 & 0x3F));
     }
-    out += static_cast<char>(0x80 | (code >> 6 & 0x3F));
+    *out++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
   }
-  out += static_cast<char>(0x80 | (code & 0x3F));
+  *out++ = static_cast<char>(0x80 | (code & 0x3F));
+  return out;
 }
 
 bool IsHigh(char16_t c) {
@@ -81,45 +85,55 @@ bool IsLow(char16_t c) {
 
 }  // namespace
 
+// Both are called for each name of a run, so they write into what is long enough in any case.
 std::u16string FromUtf8(std::string_view bytes) {
-  std::u16string text;
-  text.reserve(bytes.size());
+  std::u16string text(bytes.size(), u'\0');
+  char16_t* out = text.data();
   while (!bytes.empty()) {
     const auto byte = static_cast<unsigned char>(bytes[0]);
     char32_t code = 0;
     std::size_t length = 1;
     if (byte < 0x80) {
-      text += static_cast<char16_t>(byte);
+      *out++ = static_cast<char16_t>(byte);
     } else if (std::size_t decoded = DecodeCharacter(bytes, code)) {
       length = decoded;
       if (code < 0x10000) {
-        text += static_cast<char16_t>(code);
+        *out++ = static_cast<char16_t>(code);
       } else {
-        text += static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10));
-        text += static_cast<char16_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
+        *out++ = static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10));
+        *out++ = static_cast<char16_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
       }
     } else {
-      text += static_cast<char16_t>(0xDC00 + byte);
+      *out++ = static_cast<char16_t>(0xDC00 + byte);
     }
     bytes.remove_prefix(length);
   }
+  text.resize(static_cast<std::size_t>(out - text.data()));
   return text;
+}
+
+void PutUtf8(std::u16string_view text, std::string& bytes) {
+  bytes.resize(3 * text.size());
+  char* out = bytes.data();
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    if (c < 0xD800 || c > 0xDFFF) {
+      out = PutCharacter(out, c);
+    } else if (IsHigh(c) && i + 1 < text.size() && IsLow(text[i + 1])) {
+      const char32_t code = 0x10000 + ((c - 0xD800U) << 10) + (text[++i] - 0xDC00U);
+      out = PutCharacter(out, code);
+    } else if (c >= 0xDC80 && c <= 0xDCFF) {
+      *out++ = static_cast<char>(c - 0xDC00);
+    } else {
+      out = PutCharacter(out, 0xFFFD);
+    }
+  }
+  bytes.resize(static_cast<std::size_t>(out - bytes.data()));
 }
 
 std::string ToUtf8(std::u16string_view text) {
   std::string bytes;
-  bytes.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t c = text[i];
-    if (IsHigh(c) && i + 1 < text.size() && IsLow(text[i + 1])) {
-      const char32_t code = 0x10000 + ((c - 0xD800U) << 10) + (text[++i] - 0xDC00U);
-      AppendUtf8(bytes, code);
-    } else if (c >= 0xDC80 && c <= 0xDCFF) {
-      bytes += static_cast<char>(c - 0xDC00);
-    } else {
-      AppendUtf8(bytes, IsHigh(c) || IsLow(c) ? 0xFFFD : c);
-    }
-  }
+  PutUtf8(text, bytes);
   return bytes;
 }
 
@@ -131,7 +145,18 @@ bool IsWellFormed(std::u16string_view text) {
   return true;
 }
 
+namespace {
+
+/// No letter of these has a case; most names in East Asia are written with them.
+constexpr char16_t kFirstPlain = 0x2E80, kLastPlain = 0xA63F;
+static_assert(std::none_of(std::begin(kCaseRanges), std::end(kCaseRanges), [](const CaseRange& r) {
+  return r.Last >= kFirstPlain && r.First <= kLastPlain;
+}));
+
+}  // namespace
+
 char16_t ToLower(char16_t c) {
+  if (c >= kFirstPlain && c <= kLastPlain) return c;
   if (c < 0x80) return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c;
   const CaseRange* range =
       std::lower_bound(std::begin(kCaseRanges), std::end(kCaseRanges), c,

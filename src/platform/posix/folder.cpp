@@ -33,7 +33,8 @@ Result<FileStatus> Folder::Status() const {
 }
 
 Result<FileStatus> Folder::Status(std::u16string_view name) const {
-  const std::string native = NativeName(name);
+  thread_local std::string native;  // Each file of a run is looked at.
+  posix::PutNativeName(name, native);
   if (native.empty()) return Result<FileStatus>::Fail(EINVAL);
   return posix::StatusAt(handle_, native.c_str());
 }

@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/text.h"
+#include "base/utf8.h"
 
 namespace kavrel::posix {
 
@@ -16,12 +16,17 @@ void Handle::CloseHandle(int value) {
 }
 
 std::string NativeName(std::u16string_view name) {
-  std::string bytes = ToUtf8(name);
+  std::string bytes;
+  PutNativeName(name, bytes);
+  return bytes;
+}
+
+void PutNativeName(std::u16string_view name, std::string& bytes) {
+  PutUtf8(name, bytes);
   if (bytes == "." || bytes == ".." || bytes.find('/') != std::string::npos ||
       bytes.find('\0') != std::string::npos) {
     bytes.clear();
   }
-  return bytes;
 }
 
 DiskManners MannersOf(std::uint32_t type) {

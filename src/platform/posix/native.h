@@ -43,6 +43,8 @@ class Handle {
 
 /// The bytes of a single name; empty when it is none ("", ".", "..", a "/" or a NUL in it).
 std::string NativeName(std::u16string_view name);
+/// The same into memory that is used again.
+void PutNativeName(std::u16string_view name, std::string& bytes);
 
 /// Magic numbers of statfs(2) that the kernel's own headers have no names for.
 inline constexpr std::uint32_t kZfs = 0x2FC12FC1, kBcachefs = 0xCA451A4E, kExfat = 0x2011BAB0,
