@@ -202,7 +202,7 @@ void Drill::Compare(const Drilled& file, const std::u16string& target) {
   if (file.Sum && reader_.Read(*folder, RelativeName(file.Path)) != file.Sum) {
     if (context_.State.CancelRequested) return;
     return TellDifference(context_, report_, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：",
-                          shown, u"內容與備份時的校驗碼不符", ChangedSide::Copy);
+                          shown, kNotItsSum, ChangedSide::Copy);
   }
   ++report_.Counters.Equal;
   report_.Bytes += status->Size;

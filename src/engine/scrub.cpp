@@ -257,7 +257,7 @@ void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLin
   report_.Bytes += status->Size;
   if (*sum != line.Sum) {
     Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path,
-            u"內容與備份時的校驗碼不符");
+            kNotItsSum);
     return TellMending(place, path);
   }
   ++found.Equal;

@@ -52,7 +52,7 @@ void CheckRecovery(RunContext& context, const BackupJob& job, const std::u16stri
   const std::u16string recovery = RecoveryName(archive);
   if (LookUpArchiveSum(context, recovery) != ArchiveSum::Differs) return;
   TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", recovery,
-                 u"內容與備份時的校驗碼不符", ChangedSide::Copy);
+                 kNotItsSum, ChangedSide::Copy);
   if (job.Extras.RecoveryPercent == 0) return;
   ++report.BadCopies;
   if (!mend) return context.LogTimed(kMayBeRemade, recovery);
@@ -89,7 +89,7 @@ void CheckPicked(RunContext& context, const BackupJob& job, const std::u16string
     // Which of the two is wrong then, the archive or the list, nothing tells.
     if (unread) report.Bytes = 0;
     TellDifference(context, report, &VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", archive,
-                   unread ? u"內容與備份時的校驗碼不符" : u"壓縮檔本身完好，但與備份時的校驗碼不符",
+                   unread ? kNotItsSum : u"壓縮檔本身完好，但與備份時的校驗碼不符",
                    unread ? ChangedSide::Copy : ChangedSide::Unknown);
     found.Equal = unread ? 0 : check.Files;
   } else {

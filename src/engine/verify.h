@@ -13,6 +13,9 @@
 
 namespace kavrel {
 
+/// Why a copy differs that its sum convicts.
+inline constexpr std::u16string_view kNotItsSum = u"內容與備份時的校驗碼不符";
+
 /// Counts a difference, tells the log, and notes it if it is one of the first. `text` and `why` as
 /// of a failure's line.
 void TellDifference(RunContext& context, VerifyReport& report, std::uint32_t VerifyCounters::*kind,

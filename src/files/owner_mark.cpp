@@ -6,6 +6,7 @@
 
 #include "base/number.h"
 #include "base/text.h"
+#include "files/hidden_file.h"
 #include "files/path.h"
 #include "files/sum_list.h"
 #include "platform/error_codes.h"
@@ -128,16 +129,8 @@ ErrorCode WriteMarkFile(const Folder& folder, const OwnerMark& mark, std::u16str
   if (folder.Status(name) && !ReadMarkFile(folder, name)) return kErrExists;
   DropHalfMark(folder, archive);
   const std::u16string half = name + std::u16string(kHalf);
-  FileStatus like;
-  like.Mode = 0644;
-  Result<File> file = folder.MakeFile(half, like);
+  Result<File> file = MakeHiddenFile(folder, half, 0644);
   if (!file) return file.Error;
-  if (folder.PassesAccessOn()) file->DropInheritedAccess();
-  if (Result<FileStatus> made = file->Status(); made) {
-    // Where a leading dot hides nothing.
-    made->Attributes |= kAttrHidden;
-    file->SetAttributes(*made, *file);
-  }
   ErrorCode error = file->Write(Format(mark));
   if (!error) error = file->Sync();
   if (const ErrorCode closing = file->Close(); !error) error = closing;

@@ -1,6 +1,7 @@
 #include "files/sum_list.h"
 
 #include "base/text.h"
+#include "files/hidden_file.h"
 #include "files/path.h"
 
 namespace kavrel {
@@ -143,19 +144,10 @@ const SumLine* SumListReader::Next() {
 }
 
 SumListWriter::SumListWriter(const Folder& folder, std::u16string_view name) {
-  FileStatus like;
   // It names what lies in folders that others may not look into.
-  like.Mode = 0600;
-  Result<File> file = folder.MakeFile(name, like);
+  Result<File> file = MakeHiddenFile(folder, name, 0600);
   error_ = file.Error;
-  if (!file) return;
-  file_ = std::move(*file);
-  if (folder.PassesAccessOn()) file_.DropInheritedAccess();
-  if (Result<FileStatus> made = file_.Status(); made) {
-    // Where a leading dot hides nothing.
-    made->Attributes |= kAttrHidden;
-    file_.SetAttributes(*made, file_);
-  }
+  if (file) file_ = std::move(*file);
 }
 
 void SumListWriter::Add(const SumLine& line) {
