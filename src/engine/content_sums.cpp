@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "archive/recovery_data.h"
 #include "base/text.h"
 #include "platform/error_codes.h"
 #include "platform/trace.h"
@@ -85,7 +86,8 @@ void ContentSums::TakeUp() {
     const std::uint64_t path = HashOf(line->Path);
     if (line->Sum != kNoSum && TimesIn(paths, path) == 1 && !Has(known, path)) writer.Add(*line);
   }
-  Place(kSumHalf, writer.Sync() == 0 && writer.Close() == 0);
+  writer.Sync();
+  Place(kSumHalf, writer.Close());
   root_.RemoveFile(kSumJournal);
 }
 
@@ -171,11 +173,14 @@ bool ContentSums::IsOutOfDate(const SumLine& line) const {
 }
 
 bool ContentSums::IsGoneArchive(const SumLine& line) const {
-  return line.Path.ends_with(".7z") && line.Path.find('/') == std::string::npos &&
-         IsNotFound(root_.Status(FromUtf8(line.Path)).Error);
+  if (line.Path.find('/') != std::string::npos) return false;
+  const std::u16string name = FromUtf8(line.Path);
+  // Recovery data goes with what it is of.
+  const std::u16string_view archive = RecoveredArchive(name);
+  return archive.ends_with(u".7z") && IsNotFound(root_.Status(archive).Error);
 }
 
-bool ContentSums::Write() {
+ErrorCode ContentSums::Write() {
   ClearHalf();
   SumListWriter writer(root_, kSumHalf);
   SumListReader old(root_, kSumList);
@@ -187,11 +192,12 @@ bool ContentSums::Write() {
   while (const SumLine* line = added.Next()) {
     if (line->Sum != kNoSum && !Has(failed_, HashOf(line->Path))) writer.Add(*line);
   }
-  return writer.Sync() == 0 && writer.Close() == 0;
+  writer.Sync();
+  return writer.Close();
 }
 
-ErrorCode ContentSums::Place(std::u16string_view name, bool good) {
-  ErrorCode error = good ? root_.Replace(name, kSumList) : kErrAccess;
+ErrorCode ContentSums::Place(std::u16string_view name, ErrorCode error) {
+  if (!error) error = root_.Replace(name, kSumList);
   if (!error) error = root_.Sync();
   TraceEffect(u"placed the list of sums", {}, name, error);
   if (error) root_.RemoveFile(name);
@@ -208,15 +214,15 @@ ErrorCode ContentSums::Finish(bool restores) {
   const Result<FileStatus> now = root_.Status();
   root_.MakeWritable();
   const bool has_journal = journal_.has_value();
-  const bool noted = has_journal && journal_->Sync() == 0;
+  const ErrorCode lost = has_journal ? journal_->Sync() : 0;
+  const bool noted = has_journal && !lost;
   journal_.reset();
   const bool changes = has_journal || !dropped_.empty() || !shared_.empty() || !moved_.empty();
   ErrorCode error = 0;
   if (keeps_ && changes) {
     const bool alone =
         noted && !listed_ && !doubtful_ && failed_.empty() && shared_.empty() && moved_.empty();
-    const bool lost = has_journal && !noted;
-    error = alone ? Place(kSumJournal, true) : Place(kSumHalf, !lost && Write());
+    error = alone ? Place(kSumJournal, 0) : Place(kSumHalf, lost ? lost : Write());
     root_.RemoveFile(kSumJournal);
   }
   if (!now) return error;

@@ -55,12 +55,12 @@ class ContentSums {
   bool IsOutOfDate(const SumLine& line) const;
   /// An archive goes without a run in its folder.
   bool IsGoneArchive(const SumLine& line) const;
-  bool Write();
+  ErrorCode Write();
   /// What has the name of half a list, also an empty folder of somebody's.
   void ClearHalf();
   void AddFormer(SumListWriter& writer);
-  /// The list that was written takes its place, or goes.
-  ErrorCode Place(std::u16string_view name, bool good);
+  /// The list that was written takes its place, or goes: for `error`, with which it could not be.
+  ErrorCode Place(std::u16string_view name, ErrorCode error);
   /// Nothing of the list is true any more.
   void RemoveList();
   void Add(const SumLine& line);
