@@ -230,7 +230,7 @@ VerifyReport RunDrillJob(RunContext& context, const BackupJob& stored) {
                 [&](const ScrubPlace& place) { return !context.Files.FolderExists(place.Folder); });
   report.Outcome = places.empty() ? RunOutcome::SourceMissing : RunOutcome::NothingPicked;
   std::erase_if(places, [&](const ScrubPlace& place) {
-    return place.Archives.empty() && !HasSums(context.Files, place.Folder);
+    return place.Archives.empty() && !NeedsNoSums(context.Files, place.Folder);
   });
   if (places.empty()) return report;
   if (job.Compressed && !context.Archiver.Present()) {

@@ -1,6 +1,7 @@
 #include "engine/scrub.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 #include <set>
 #include <unordered_set>
@@ -192,24 +193,26 @@ void Rereading::RunPart(ScrubTurn& turn) {
   turn.Line = next_.second;
 }
 
-/// Regular files of a folder and all below it, but for the backup's own.
-std::uint64_t CountFiles(const Folder& folder, bool top) {
+/// Regular files of a folder and all below it, but for the backup's own; at most `most`. What cannot
+/// be listed counts as one.
+std::uint64_t CountFiles(const Folder& folder, bool top, std::uint64_t most) {
   std::uint64_t files = 0;
   FolderReader reader(folder);
-  while (const FolderEntry* entry = reader.Next()) {
+  const FolderEntry* entry = nullptr;
+  while (files < most && (entry = reader.Next())) {
     if (top && IsBackupsOwn(entry->Name)) continue;
     if (entry->Kind == FileKind::File) ++files;
     if (entry->Kind != FileKind::Folder) continue;
-    if (const Result<Folder> below = folder.OpenFolder(entry->Name)) {
-      files += CountFiles(*below, false);
-    }
+    const Result<Folder> below = folder.OpenFolder(entry->Name);
+    files += below ? CountFiles(*below, false, most - files) : 1;
   }
-  return files;
+  return reader.Error() != 0 && files < most ? files + 1 : files;
 }
 
 void Rereading::TellUnlisted(const ScrubPlace& place, std::uint64_t lines) {
   const Result<Folder> root = context_.Files.OpenFolder(place.Folder);
-  const std::uint64_t files = root ? CountFiles(*root, true) : 0;
+  const std::uint64_t files =
+      root ? CountFiles(*root, true, std::numeric_limits<std::uint64_t>::max()) : 0;
   if (files <= lines) return;
   report_.Unlisted += files - lines;
   context_.LogTimed(u": 沒有校驗碼的檔案總計：",
@@ -327,6 +330,11 @@ bool IsMovedState(const FileSystem& files, const BackupJob& job, const JobState&
 bool HasSums(const FileSystem& files, std::u16string_view folder) {
   const Result<Folder> opened = files.OpenFolder(folder);
   return opened && SumListReader(*opened, kSumList).Next();
+}
+
+bool NeedsNoSums(const FileSystem& files, std::u16string_view folder) {
+  const Result<Folder> opened = files.OpenFolder(folder);
+  return opened && (SumListReader(*opened, kSumList).Next() || CountFiles(*opened, true, 1) == 0);
 }
 
 std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& job,

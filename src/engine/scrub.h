@@ -25,6 +25,8 @@ struct ScrubPlace {
 std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& job,
                                     std::u16string_view unit = {});
 bool HasSums(const FileSystem& files, std::u16string_view folder);
+/// Whether it has, or holds no file that could have one.
+bool NeedsNoSums(const FileSystem& files, std::u16string_view folder);
 
 /// A part is read a day, all of it within a month.
 inline constexpr std::uint32_t kScrubParts = 30;

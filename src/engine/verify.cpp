@@ -228,7 +228,7 @@ VerifyReport RunVerifyJob(RunContext& context, const BackupJob& stored,
   const std::u16string place = AddBackslash(job.Destination.WorkPath);
   if (!context.Files.OpenFolder(place)) return report;
   report.BySums = !job.Compressed && !context.Files.FolderExists(job.Source.WorkPath);
-  if (report.BySums && !HasSums(context.Files, place)) return report;
+  if (report.BySums && !NeedsNoSums(context.Files, place)) return report;
   report.RefusalText = report.BySums ? BackupAway(context, job) : SourceAway(context, job);
   if (!report.RefusalText.empty()) {
     report.Outcome = RunOutcome::Guarded;
@@ -283,7 +283,10 @@ VerifyReport RunScrubJob(RunContext& context, BackupJob& stored, std::u16string_
   report.Outcome = std::any_of(places.begin(), places.end(), there) ? RunOutcome::NothingPicked
                                                                     : RunOutcome::SourceMissing;
   // Of one that has lost its list it is told that nothing is known, where others have theirs.
-  const auto listed = [&](const ScrubPlace& place) { return HasSums(context.Files, place.Folder); };
+  const auto listed = [&](const ScrubPlace& place) {
+    return place.Archives.empty() ? NeedsNoSums(context.Files, place.Folder)
+                                  : HasSums(context.Files, place.Folder);
+  };
   if (std::none_of(places.begin(), places.end(), listed)) return report;
   LogVerification(context, job, report, [&] {
     AwaitDisk(context, context.Files.OpenFolder(places.front().Folder));

@@ -254,6 +254,13 @@ TEST_F(ScrubTest, AListThatIsNoneTellsNothingAndWhatItLacksIsTold) {
   EXPECT_EQ(Program.ScrubJobNow(0).Counters.Differences(), 2U);
   EXPECT_EQ(Program.VerifyJobNow(0).Counters.Differences(), 0U);
   EXPECT_EQ(Program.ScrubJobNow(0).Counters.Differences(), 0U) << LogLines();
+  // Where there is no file, none is without a sum.
+  fs::remove_all(Source() / "a");
+  fs::remove_all(Source() / "sub/b");
+  fs::remove_all(Dest());
+  Run();
+  EXPECT_TRUE(fs::exists(Dest() / "sub"));
+  EXPECT_EQ(Program.ScrubJobNow(0).Outcome, RunOutcome::Ran);
 }
 
 TEST_F(ScrubTest, AListThatCannotBeReplacedGoesAndIsToldOf) {
