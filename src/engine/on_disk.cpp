@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "base/text.h"
+#include "engine/copy_reason.h"
 #include "engine/read_sum.h"
-#include "engine/tree_walk.h"
 #include "files/error_text.h"
 #include "files/path.h"
 #include "files/remove_tree.h"
@@ -435,7 +435,7 @@ bool OnDisk::SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_pat
   const Result<FileStatus> source = pair.Source.Status(staged.Name);
   const Result<FileStatus> copy = pair.Dest.Status(staged.Name);
   if (!source || !copy || !NeedsNoCopy(&*source, &*copy, true)) return false;
-  if (IsChangedLater(*source, *copy)) return false;
+  if (!HasTimeOf(*copy, *source) || IsChangedLater(*source, *copy)) return false;
   const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
   return sum && former_sums_->Has({*sum, path});
 }
@@ -456,7 +456,9 @@ bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
   if (staged.Replaces && !context_.Force) {
     const Result<FileStatus> copy = pair.Source.Status(staged.Name);
     const Result<FileStatus> there = pair.Dest.Status(staged.Name);
-    if (copy && there && NeedsNoCopy(&*copy, &*there, true)) {
+    const bool intact = copy && there && there->Kind == FileKind::File &&
+                        (NeedsNoCopy(&*copy, &*there, true) || !IsWrittenLater(*copy));
+    if (intact) {
       const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
       if (sum && proof_->Has({*sum, listed})) return true;
     }

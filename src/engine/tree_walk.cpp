@@ -5,34 +5,13 @@
 
 #include "archive/recovery_data.h"
 #include "engine/change_guard.h"
+#include "engine/copy_reason.h"
 #include "files/path.h"
 #include "log/log_end.h"
 #include "platform/error_codes.h"
 #include "walk/folder_files.h"
 
 namespace kavrel {
-
-bool IsChangedLater(const FileStatus& source, const FileStatus& copy) {
-  // A copy that gets a further name is no later for that.
-  const bool named = copy.Links > 1 && copy.Made != FileTime();
-  const FileTime one = source.Changed, other = named ? copy.Made : copy.Changed;
-  return std::tie(one.Seconds, one.Nanoseconds) > std::tie(other.Seconds, other.Nanoseconds);
-}
-
-std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
-                                       bool differential) {
-  if (!source) return differential ? std::nullopt : std::optional(PlanReason::Unreadable);
-  if (!dest) return PlanReason::New;
-  if (!differential) return PlanReason::Always;
-  if (source->Kind != dest->Kind) return PlanReason::Kind;
-  const std::int64_t seconds = source->Written.Seconds - dest->Written.Seconds;
-  if (seconds < -1 || seconds > 1) return PlanReason::Time;
-  if (seconds != 0 && std::chrono::floor<std::chrono::days>(LocalTime(source->Written)) !=
-                          std::chrono::floor<std::chrono::days>(LocalTime(dest->Written))) {
-    return PlanReason::Time;
-  }
-  return source->Size == dest->Size ? std::nullopt : std::optional(PlanReason::Size);
-}
 
 namespace {
 

@@ -151,21 +151,8 @@ class TreeWalk {
   // Read by the threads that work ahead.
   std::atomic<bool> may_change_;
   std::atomic<std::uint64_t> mount_ = 0;  ///< of the present folder of the source
-  TwinNames file_names_;                  ///< of the present folder
+  FolderScope here_, next_here_;          ///< of the present folder; of the one asked for ahead
+  TwinNames file_names_;                  ///< likewise
 };
-
-/// Why a file is to be copied; nothing when it is left as it is: with comparison, when its
-/// destination has the same size and was written in the same second or the one beside it on the
-/// same day, or when there is no source to copy from. Null stands for a file that is not there. A
-/// link and a file are never the same.
-std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
-                                       bool differential);
-inline bool NeedsNoCopy(const FileStatus* source, const FileStatus* dest, bool differential) {
-  return !ReasonToCopy(source, dest, differential);
-}
-/// Whether somebody has changed the source after its copy was made, as the systems' own records
-/// tell: who writes may put the time back, but not those. What a disk has spoilt it does not
-/// record.
-bool IsChangedLater(const FileStatus& source, const FileStatus& copy);
 
 }  // namespace kavrel

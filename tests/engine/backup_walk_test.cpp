@@ -150,6 +150,28 @@ TEST_F(BackupWalkTest, DifferentialRunCopiesWhatChangedInSizeTimeDayOrLinkTarget
   EXPECT_EQ(counters.UnchangedFiles, 3U);
 }
 
+TEST_F(BackupWalkTest, ASecondSaveWithinTheSameSecondsIsCopied) {
+  const std::int64_t then = 1258000000;
+  WriteTestFile(Source() / "letter", "one");
+  SetWritten(Source() / "letter", {then, 300000000});
+  BackupJob& job = AddJob(BackupType::Differential);
+  Run(job);
+  ASSERT_EQ(ReadTestFile(Dest() / "letter"), "one");
+  const auto changed = [&](const fs::path& path) {
+    const FileTime time = Temp.Files().Status(TempFolder::Text(path))->Changed;
+    return std::pair(time.Seconds, time.Nanoseconds);
+  };
+  do {  // The clock of file systems goes in steps.
+    WriteTestFile(Source() / "letter", "two");
+    SetWritten(Source() / "letter", {then + 1, 900000001});
+  } while (changed(Source() / "letter") <= changed(Dest() / "letter"));
+  EXPECT_EQ(Run(job).CopiedFiles, 1U);
+  EXPECT_EQ(ReadTestFile(Dest() / "letter"), "two");
+  // A copy that was touched since is no older than its source.
+  SetWritten(Dest() / "letter", {then + 1, 300000000});
+  EXPECT_EQ(Run(job).CopiedFiles, 0U);
+}
+
 TEST_F(BackupWalkTest, DestinationInsideTheSourceIsNeverCopiedIntoItself) {
   WriteTestFile(Source() / "a", "x");
   BackupJob& job = AddJob();

@@ -58,6 +58,20 @@ void WriteTestFile(const std::filesystem::path& path, std::string_view content) 
   ASSERT_TRUE(out) << path;
 }
 
+void MakeLater(const std::filesystem::path& copy) {
+  const auto written = std::filesystem::last_write_time(copy);
+  const std::filesystem::path later = copy.native() + std::filesystem::path(".later").native();
+  std::filesystem::copy_file(copy, later);
+  // The clock of file systems goes in steps.
+  const auto now = std::filesystem::last_write_time(later);
+  while (std::filesystem::last_write_time(later) <= now) {
+    std::filesystem::remove(later);
+    std::filesystem::copy_file(copy, later);
+  }
+  std::filesystem::last_write_time(later, written);
+  std::filesystem::rename(later, copy);
+}
+
 std::string ReadTestFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return "<missing>";

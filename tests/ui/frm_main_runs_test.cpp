@@ -365,12 +365,11 @@ TEST(FrmMainRuns, TakesBackWhatHasRottenInTheSource) {
   const auto time = std::filesystem::last_write_time(file);
   main.WriteSource("照片/甲.txt", "abd");
   std::filesystem::last_write_time(file, time);
-  // As if the copy were the later one: no disk records what it has spoilt.
-  for (const auto& copy : std::filesystem::recursive_directory_iterator(main.Temp.DriveD())) {
-    if (copy.path().filename() == file.filename()) {
-      std::filesystem::last_write_time(copy.path(), copy.last_write_time());
-    }
+  std::filesystem::path copy;
+  for (const auto& at : std::filesystem::recursive_directory_iterator(main.Temp.DriveD())) {
+    if (at.path().filename() == file.filename()) copy = at.path();
   }
+  MakeLater(copy);
   main.Answer({{"發現 1 個差異", kNo}, {"來源中有 1 個檔案在備份之後損壞", kYes}});
   main.Menu(main.Jobs(), 0, "mnuJobVerify");
   EXPECT_EQ(ReadTestFile(file), "abc");

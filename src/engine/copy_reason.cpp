@@ -1,0 +1,70 @@
+#include "engine/copy_reason.h"
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/clock.h"
+
+namespace kavrel {
+
+namespace {
+
+using Moment = std::pair<std::int64_t, std::int32_t>;
+
+Moment MomentOf(const FileTime& time) {
+  return {time.Seconds, time.Nanoseconds};
+}
+
+/// To what the disk may have rounded a time that it kept, in nanoseconds: the coarsest step, of
+/// those that disks have, that it is a multiple of.
+std::int64_t StepOf(const FileTime& time) {
+  if (time.Nanoseconds == 0) return 2'000'000'000;  // FAT
+  for (const std::int64_t step : {10'000'000, 1'000'000, 1'000, 100}) {
+    if (time.Nanoseconds % step == 0) return step;
+  }
+  return 1;
+}
+
+}  // namespace
+
+bool HasTimeOf(const FileStatus& copy, const FileStatus& source) {
+  const std::int64_t seconds = source.Written.Seconds - copy.Written.Seconds;
+  if (std::abs(seconds) > 2) return false;
+  const std::int64_t apart =
+      seconds * 1'000'000'000 + source.Written.Nanoseconds - copy.Written.Nanoseconds;
+  return std::abs(apart) < StepOf(copy.Written);
+}
+
+bool IsChangedLater(const FileStatus& source, const FileStatus& copy) {
+  // What came between reading and the copy's taking its name counts, where the disk tells when the
+  // copy was begun; and within one step of the clock the one may be as late as the other.
+  const FileTime& made = copy.Made != FileTime() ? copy.Made : copy.Changed;
+  return MomentOf(source.Changed) >= MomentOf(made);
+}
+
+bool IsWrittenLater(const FileStatus& copy) {
+  return copy.Made == FileTime() || MomentOf(copy.Written) >= MomentOf(copy.Made);
+}
+
+std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
+                                       bool differential) {
+  if (!source) return differential ? std::nullopt : std::optional(PlanReason::Unreadable);
+  if (!dest) return PlanReason::New;
+  if (!differential) return PlanReason::Always;
+  if (source->Kind != dest->Kind) return PlanReason::Kind;
+  const std::int64_t seconds = source->Written.Seconds - dest->Written.Seconds;
+  if (seconds < -1 || seconds > 1) return PlanReason::Time;
+  if (seconds != 0 && std::chrono::floor<std::chrono::days>(LocalTime(source->Written)) !=
+                          std::chrono::floor<std::chrono::days>(LocalTime(dest->Written))) {
+    return PlanReason::Time;
+  }
+  if (source->Size != dest->Size) return PlanReason::Size;
+  // Saved a second time so soon that whole seconds do not tell it from the save that was copied.
+  const bool once_more = source->Kind == FileKind::File && !HasTimeOf(*dest, *source) &&
+                         IsChangedLater(*source, *dest);
+  return once_more ? std::optional(PlanReason::Time) : std::nullopt;
+}
+
+}  // namespace kavrel

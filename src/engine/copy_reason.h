@@ -1,0 +1,31 @@
+// How a file and its copy are to each other, as far as the systems' records tell without reading
+// them: whether it is copied, which of the two is the later one.
+#pragma once
+
+#include <optional>
+
+#include "core/run_plan.h"
+#include "platform/files.h"
+
+namespace kavrel {
+
+/// Why a file is to be copied; nothing when it is left as it is: with comparison, when its
+/// destination has the same size and was written in the same second or the one beside it on the
+/// same day, and not once more since, or when there is no source to copy from. Null stands for a
+/// file that is not there. A link and a file are never the same.
+std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
+                                       bool differential);
+inline bool NeedsNoCopy(const FileStatus* source, const FileStatus* dest, bool differential) {
+  return !ReasonToCopy(source, dest, differential);
+}
+/// Whether the copy bears the time at which its source was written, as far as its disk keeps it.
+bool HasTimeOf(const FileStatus& copy, const FileStatus& source);
+/// Whether somebody may have changed the source after its copy was made, as the systems' own
+/// records tell: who writes may put the time back, but not those. What a disk has spoilt it does
+/// not record.
+bool IsChangedLater(const FileStatus& source, const FileStatus& copy);
+/// Whether somebody may have written to the copy since it was made: it bears the time of its
+/// source, which was written before. What a disk has spoilt leaves that as it is.
+bool IsWrittenLater(const FileStatus& copy);
+
+}  // namespace kavrel
