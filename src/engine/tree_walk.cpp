@@ -1,7 +1,6 @@
 #include "engine/tree_walk.h"
 
 #include <algorithm>
-#include <tuple>
 
 #include "archive/recovery_data.h"
 #include "engine/change_guard.h"
@@ -85,6 +84,8 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   std::optional<CopyAhead::Listed> listed;
   if (parent && ahead_) listed = ahead_->EndListing(parent->Source, name);
   FolderPair pair = effects_.Open(parent, name, paths_, listed ? &*listed : nullptr);
+  here_ = listed ? std::move(next_here_) : scope_.In(paths_.Source());
+  const EndsLooks ends{*this};
   pair.Above = parent;
   pair.Name = name;
   CheckMounts(context_.Mounted, parent, paths_, pair);
@@ -119,7 +120,7 @@ void TreeWalk::WalkFolder(const FolderPair* parent, std::u16string_view name, Tw
   NotePlace(parent, name, pair);
 
   std::vector<std::u16string> subfolders;
-  if (CopyFolderFiles(pair, std::move(listed), report, subfolders) && !subfolders.empty()) {
+  if (CopyFolderFiles(pair, listed, report, subfolders) && !subfolders.empty()) {
     WalkSubfolders(pair, subfolders);
   }
   if (!parent && !Cancelled()) RootDone(pair);
@@ -162,7 +163,10 @@ void TreeWalk::ListNext(const FolderPair& pair, const std::vector<std::u16string
   path += *next.Name;
   path += PathSeparator(path);
   if (scope_.IsExcluded(path)) return;
-  ahead_->BeginListing(next.Parent->Source, *next.Name);
+  next_here_ = scope_.In(path);
+  // A file that is copied in any case is looked at when it has been opened.
+  const bool compares = !next.Parent->DestIsNew || context_.Making.Former;
+  ahead_->BeginListing(next.Parent->Source, *next.Name, compares && next_here_.TakesAllNames());
 }
 
 bool TreeWalk::HasTwinsPlace(const FolderPair& parent, std::u16string_view name,
@@ -176,22 +180,30 @@ bool TreeWalk::HasTwinsPlace(const FolderPair& parent, std::u16string_view name,
   return true;
 }
 
-bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::Listed> listed,
+void TreeWalk::EndLooks() {
+  if (ahead_) ahead_->EndLooks();
+}
+
+bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::Listed>& listed,
                                bool report, std::vector<std::u16string>& subfolders) {
   ErrorCode error = pair.SourceError;
   if (!error) {
-    std::optional<FolderReader> anew;
-    FolderReader& reader = listed && !listed->IsOld() ? *listed->Reader : anew.emplace(pair.Source);
+    if (listed && listed->IsOld()) {
+      EndLooks();
+      listed.reset();
+    }
+    auto reader = listed ? std::move(listed->Reader) : std::make_unique<FolderReader>(pair.Source);
     file_names_ = {};
     mount_ = pair.SourceStatus.Mount;
-    const FolderScope here = scope_.In(paths_.Source());
-    VisitFiles(reader, scope_, here, subfolders, [&](const FolderEntry& file, bool again) {
-      if (!Cancelled()) HandleFile(pair, here, file, again);
+    VisitFiles(*reader, scope_, here_, subfolders, [&](const FolderEntry& file, bool again) {
+      if (!Cancelled()) HandleFile(pair, file, again);
       return !Cancelled();
     });
+    EndLooks();
     ListNext(pair, subfolders);
     FinishAhead(pair);
-    error = reader.Error();
+    error = reader->Error();
+    if (ahead_) ahead_->Close(std::move(reader));
   }
   effects_.GiveName(pair);
   if (std::any_of(subfolders.begin(), subfolders.end(),
@@ -206,10 +218,9 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::
   return !Cancelled();
 }
 
-void TreeWalk::HandleFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file,
-                          bool again) {
+void TreeWalk::HandleFile(const FolderPair& pair, const FolderEntry& file, bool again) {
   const std::u16string_view name = file.Name;
-  if (const auto reason = here.LeavesOut(file)) return LeaveOut(pair, *reason, name, again);
+  if (const auto reason = here_.LeavesOut(file)) return LeaveOut(pair, *reason, name, again);
   const std::u16string_view archive = RecoveredArchive(name);
   if (IsArchiveName(archive) && FinishAhead(pair) && IsOthers(pair, archive)) {
     ++context_.Report.Counters.SourceFiles;
@@ -338,11 +349,13 @@ CopyAhead::Verdict TreeWalk::JudgeAhead(const FileStatus* source, const FileStat
 }
 
 bool TreeWalk::FinishAhead(const FolderPair& pair) {
+  EndLooks();
   while (ahead_ && !ahead_->Empty()) FinishOneAhead(pair);
   return !Cancelled();
 }
 
 void TreeWalk::FinishOneAhead(const FolderPair& pair) {
+  EndLooks();
   effects_.Advance();
   ++context_.Report.Counters.SourceFiles;
   context_.Host.PumpMessages();

@@ -73,8 +73,9 @@ class TreeWalk {
   /// True for a folder that would land in the place of one of its siblings.
   bool HasTwinsPlace(const FolderPair& parent, std::u16string_view name, TwinNames& siblings);
   /// `report` tells whether a failed listing is still to be reported.
-  bool CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::Listed> listed, bool report,
-                       std::vector<std::u16string>& subfolders);
+  bool CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::Listed>& listed,
+                       bool report, std::vector<std::u16string>& subfolders);
+  void EndLooks();
   /// Finds the folder in the state before this one, and notes it for the one after.
   void NotePlace(const FolderPair* parent, std::u16string_view name, FolderPair& pair);
   /// Goes into them one after the other.
@@ -82,8 +83,7 @@ class TreeWalk {
   /// Has the folder that comes next, as far as that is known, opened and listed ahead.
   void ListNext(const FolderPair& pair, const std::vector<std::u16string>& subfolders);
   /// One file of the folder: decided, copied, counted. `again`: this name has come before.
-  void HandleFile(const FolderPair& pair, const FolderScope& here, const FolderEntry& file,
-                  bool again);
+  void HandleFile(const FolderPair& pair, const FolderEntry& file, bool again);
   void DecideOneFile(const FolderPair& pair, std::u16string_view name, const FileStatus* source,
                      const FileStatus* dest, bool again);
   /// Whether something has been mounted over a file since the run began, or is no longer: what is
@@ -139,6 +139,12 @@ class TreeWalk {
   bool ShowsSource(const FolderPair* parent, const FolderPair& pair);
   /// True when the destination's root is not the folder that the run has found.
   bool LeadsElsewhere() const;
+
+  /// Ends the looks when the folder is left.
+  struct EndsLooks {
+    TreeWalk& Walk;
+    ~EndsLooks() { Walk.EndLooks(); }
+  };
 
   const Options options_;
   std::unique_ptr<CopyAhead> ahead_;

@@ -1,6 +1,7 @@
 #include "files/copy_ahead.h"
 #include "files/folder_identity.h"
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <string>
@@ -36,6 +37,7 @@ struct CopyAhead::Item {
   Result<FileStatus> Source, Dest, Former;
   CopyAhead::Verdict Said = CopyAhead::Verdict::Wait;
   std::optional<StagedFile> Staged;
+  bool Seen = false;  ///< Source is known before anybody works on it
   std::atomic<std::uint32_t> Done = 0;
 
   const FileStatus* SourceStatus() const { return Source ? &*Source : nullptr; }
@@ -53,7 +55,10 @@ struct CopyAhead::Item {
 };
 
 CopyAhead::CopyAhead(CopyContext& context, Judge judge)
-    : context_(context), judge_(std::move(judge)), items_(std::make_unique<Item[]>(kWindow)) {
+    : context_(context),
+      judge_(std::move(judge)),
+      items_(std::make_unique<Item[]>(kWindow)),
+      looks_(std::make_unique<Look[]>(kWindow)) {
   try {
     worker_ = std::thread([this] { WorkerLoop(); });
   } catch (const std::exception&) {
@@ -80,10 +85,12 @@ void CopyAhead::WakeSleeper(std::atomic<std::uint32_t>& number) const {
 CopyAhead::~CopyAhead() {
   DropAll();
   DropListing();
+  StopLooks();
   stopping_ = true;
   ++signal_;
   WakeSleeper(signal_);
   if (worker_.joinable()) worker_.join();
+  WorkOnClosing();
 }
 
 CopyAhead::Item& CopyAhead::At(std::size_t number) const {
@@ -99,6 +106,9 @@ void CopyAhead::Add(const CopyAhead::Folders& folders, std::u16string_view name)
   Item& item = At(end_);
   item.Name = name;
   item.Folders.emplace(folders);
+  const FileStatus* const seen = TakeLook(name);
+  item.Seen = seen != nullptr;
+  if (seen) item.Source = {*seen, 0};
   item.Done = 0;
   ++end_;
   Expect();
@@ -108,11 +118,13 @@ bool CopyAhead::Listed::IsOld() const {
   return std::chrono::steady_clock::now() - At > std::chrono::milliseconds(50);
 }
 
-void CopyAhead::BeginListing(const Folder& parent, std::u16string_view name) {
+void CopyAhead::BeginListing(const Folder& parent, std::u16string_view name, bool looks) {
   if (!worker_.joinable()) return;
+  EndLooks();
   DropListing();
   parent_ = &parent;
   name_ = name;
+  looks_wanted_ = looks;
   listing_ = ListingState::Wanted;
   Expect();
 }
@@ -121,11 +133,18 @@ std::optional<CopyAhead::Listed> CopyAhead::EndListing(const Folder& parent,
                                                        std::u16string_view name) {
   const bool same = parent_ == &parent && name_ == name;
   std::optional<Listed> listed = TakeListing();
-  return same && listed && !listed->IsOld() ? std::move(listed) : std::nullopt;
+  if (!same || !listed || listed->IsOld()) {
+    StopLooks();
+    return std::nullopt;
+  }
+  looks_present_ = look_reader_ != nullptr;
+  at_look_ = 0;
+  return listed;
 }
 
 void CopyAhead::DropListing() {
-  TakeListing();
+  const std::optional<Listed> dropped = TakeListing();
+  if (dropped) StopLooks();
 }
 
 std::optional<CopyAhead::Listed> CopyAhead::TakeListing() {
@@ -146,7 +165,8 @@ bool CopyAhead::WorkOnListing() {
   const Result<FileStatus> status = StatusOf(folder);
   if (status) {
     auto reader = std::make_unique<FolderReader>(*folder);
-    reader->Begin();
+    reader->Begin(kWindow);
+    if (looks_wanted_) BeginLooks(*reader);
     listed_ =
         Listed{std::move(*folder), *status, std::move(reader), std::chrono::steady_clock::now()};
   }
@@ -155,12 +175,82 @@ bool CopyAhead::WorkOnListing() {
   return true;
 }
 
+void CopyAhead::BeginLooks(const FolderReader& reader) {
+  const std::size_t count = std::min(reader.Begun().size(), kWindow);
+  if (!reader.Opened() || count == 0) return;
+  look_reader_ = &reader;
+  first_look_ = end_look_;
+  for (std::size_t i = 0; i < count; ++i) looks_[(first_look_ + i) % kWindow].Done = false;
+  end_look_ = first_look_ + count;
+}
+
+void CopyAhead::EndLooks() {
+  if (looks_present_) StopLooks();
+}
+
+void CopyAhead::StopLooks() {
+  next_look_ = end_look_.load();
+  while (looking_) WaitWhile(looking_, 1);
+  look_reader_ = nullptr;
+  looks_present_ = false;
+}
+
+bool CopyAhead::WorkOnLook() {
+  if (next_look_ == end_look_) return false;
+  // Told before one is claimed: who then finds none left to be claimed, and nobody looking, may be
+  // sure that nobody will be.
+  looking_ = 1;
+  std::size_t number = next_look_;
+  while (number != end_look_ && !next_look_.compare_exchange_weak(number, number + 1)) {
+  }
+  const bool found = number != end_look_;
+  if (found) {
+    const FolderEntry& entry = look_reader_->Begun()[number - first_look_];
+    Look& look = looks_[number % kWindow];
+    if (entry.Kind == FileKind::File) {
+      look.Status = look_reader_->Opened().Status(entry.Name);
+      look.Done = true;
+    }
+  }
+  looking_ = 0;
+  WakeSleeper(looking_);
+  return found;
+}
+
+const FileStatus* CopyAhead::TakeLook(std::u16string_view name) {
+  if (!looks_present_) return nullptr;
+  const std::vector<FolderEntry>& entries = look_reader_->Begun();
+  const std::size_t count = end_look_ - first_look_;
+  while (at_look_ < count && entries[at_look_].Name != name) ++at_look_;
+  if (at_look_ == count) return nullptr;
+  const std::size_t number = first_look_ + at_look_++;
+  // What comes in the row now need not be looked at apart any more.
+  std::size_t next = next_look_;
+  bool begun = next > number;
+  while (!begun && !next_look_.compare_exchange_weak(next, number + 1)) begun = next > number;
+  const Look& look = looks_[number % kWindow];
+  return begun && look.Done && look.Status ? &*look.Status : nullptr;
+}
+
+void CopyAhead::Close(std::unique_ptr<FolderReader> reader) {
+  if (!worker_.joinable() || closing_) return;
+  closing_ = reader.release();
+  Expect();
+}
+
+bool CopyAhead::WorkOnClosing() {
+  if (!closing_) return false;
+  const std::unique_ptr<FolderReader> closed(closing_.exchange(nullptr));
+  return true;
+}
+
 void CopyAhead::WorkerLoop() {
   for (;;) {
     // Read before the flag: a stop that comes in between changes it, and the wait ends at once.
     const std::uint32_t seen = signal_;
     if (stopping_) return;
-    if (!WorkOnListing() && !WorkOnNext()) WaitWhile(signal_, seen);
+    const bool busy = WorkOnListing() || WorkOnNext() || WorkOnLook() || WorkOnClosing();
+    if (!busy) WaitWhile(signal_, seen);
   }
 }
 
@@ -182,13 +272,25 @@ void CopyAhead::WorkOn(Item& item) const {
   Result<File> opened;
   const Folder* const former = item.Folders->Former;
   if (item.Folders->DestIsEmpty && !former) opened = folder.OpenFile(item.Name);
-  item.Source = opened && *opened ? opened->Status() : folder.Status(item.Name);
+  if (opened && *opened) {
+    item.Source = opened->Status();
+  } else if (!item.Seen) {
+    item.Source = folder.Status(item.Name);
+  }
   item.Dest = item.Source && !item.Folders->DestIsEmpty
                   ? item.Folders->Dest.Opened.Status(item.Name)
                   : Result<FileStatus>::Fail(-1);
   item.Former = item.Source && !item.Dest && former ? former->Status(item.Name)
                                                     : Result<FileStatus>::Fail(-1);
-  item.Said = judge_(item.SourceStatus(), item.DestStatus(), item.FormerStatus());
+  const auto judge = [&] {
+    item.Said = judge_(item.SourceStatus(), item.DestStatus(), item.FormerStatus());
+  };
+  judge();
+  if (item.Seen && (item.Said == Verdict::Copy || item.Said == Verdict::Wait)) {
+    // What is going to be read is what lies there now, not what did when it was looked at.
+    item.Source = folder.Status(item.Name);
+    judge();
+  }
   StagedFile staged;
   if (item.Said == Verdict::Share && shared_) {
     const CopySide like{*former, {}, item.Name, item.FormerStatus()};

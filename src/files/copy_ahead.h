@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include "files/file_copy.h"
 #include "files/shared_content.h"
@@ -76,12 +77,20 @@ class CopyAhead {
   void Expect();
   /// The next folder that comes is this one: the other thread opens it and begins its listing,
   /// which takes the system as long as a look at twenty files, while the last files of this one
-  /// have their turn. Its parent stays until EndListing.
-  void BeginListing(const Folder& parent, std::u16string_view name);
+  /// have their turn. Its parent stays until EndListing. With `looks` it goes on with looks at the
+  /// first files in it while there is nothing else to do; all of them are files of the run.
+  void BeginListing(const Folder& parent, std::u16string_view name, bool looks);
   /// The folder that was asked for last, if it is this one, could be opened and is not old.
   std::optional<Listed> EndListing(const Folder& parent, std::u16string_view name);
   /// Forgets the folder that was asked for last.
   void DropListing();
+  /// What has been looked at of the folder of the last EndListing, and not been added, is
+  /// forgotten: something may take long now, and a look tells only how things were. Comes before
+  /// its reader goes.
+  void EndLooks();
+  /// Closes a listing that has come to its end, for which a file system may take as long as for
+  /// some looks.
+  void Close(std::unique_ptr<FolderReader> reader);
   /// Puts a file at the end of the row, which is not full.
   void Add(const Folders& folders, std::u16string_view name);
   bool Empty() const { return first_ == end_; }
@@ -100,6 +109,10 @@ class CopyAhead {
 
  private:
   struct Item;
+  struct Look {
+    Result<FileStatus> Status;
+    std::atomic<bool> Done = false;
+  };
   static constexpr std::size_t kWindow = 64;
 
   Item& At(std::size_t number) const;
@@ -115,6 +128,15 @@ class CopyAhead {
   std::optional<Listed> TakeListing();
   /// Lists the folder that was asked for last. False when nobody is to.
   bool WorkOnListing();
+  /// The worker's: there are looks to be made in what has been listed.
+  void BeginLooks(const FolderReader& reader);
+  /// Looks at the next file of those to come. False when there is none.
+  bool WorkOnLook();
+  /// Returns when nobody looks any more.
+  void StopLooks();
+  /// What the other thread has seen of that file; null where it has not.
+  const FileStatus* TakeLook(std::u16string_view name);
+  bool WorkOnClosing();
   void WorkOn(Item& item) const;
   void RollBack(const Item& item, const StagedFile& staged) const;
 
@@ -131,8 +153,20 @@ class CopyAhead {
   enum ListingState : std::uint32_t { Idle, Wanted, Listing };
   const Folder* parent_ = nullptr;
   std::u16string name_;
+  bool looks_wanted_ = false;
   std::optional<Listed> listed_;
   std::atomic<std::uint32_t> listing_ = ListingState::Idle;
+  /// What is to be looked at in a listing; numbers of looks are counted on like those of items.
+  /// Set by the worker before that listing is Idle, and by the owner once nobody looks.
+  const FolderReader* look_reader_ = nullptr;
+  std::size_t first_look_ = 0;
+  /// The owner's: the looks are at the present folder, and the entry of it that comes next.
+  bool looks_present_ = false;
+  std::size_t at_look_ = 0;
+  std::atomic<std::size_t> next_look_ = 0, end_look_ = 0;
+  std::atomic<std::uint32_t> looking_ = 0;  ///< 1 while the worker may be at one
+  const std::unique_ptr<Look[]> looks_;
+  std::atomic<FolderReader*> closing_ = nullptr;     ///< owned
   mutable std::atomic<std::uint32_t> sleepers_ = 0;  ///< threads that sleep, or are about to
   std::atomic<bool> stopping_ = false;
   std::thread worker_;

@@ -260,14 +260,25 @@ class FolderReader {
   ~FolderReader();
 
   /// The next entry, valid until the next call; null at the end or when the listing broke off.
-  const FolderEntry* Next();
-  /// Asks the system for the first entries already, which Next then finds in memory. Another thread
-  /// may do so before this one goes on.
-  void Begin() { Fill(); }
+  const FolderEntry* Next() { return at_begun_ < begun_.size() ? &begun_[at_begun_++] : Read(); }
+  /// Reads up to so many entries already, which Next then finds in memory. Another thread may do so
+  /// before this one goes on.
+  void Begin(std::size_t most) {
+    while (begun_.size() < most) {
+      const FolderEntry* const entry = Read();
+      if (!entry) return;
+      begun_.push_back(*entry);
+    }
+  }
+  /// What Begin has read; any thread may look at them from then on.
+  const std::vector<FolderEntry>& Begun() const { return begun_; }
+  /// The folder as this has opened it for itself; closed where it could not.
+  const Folder& Opened() const { return own_; }
   /// Not 0 when the listing broke off.
   ErrorCode Error() const { return error_; }
 
  private:
+  const FolderEntry* Read();
   /// Gets the entries behind those that there were; false at the end.
   bool Fill();
 
@@ -277,6 +288,8 @@ class FolderReader {
   std::size_t used_ = 0, at_ = 0;
   std::int64_t next_ = 0;
   FolderEntry entry_;
+  std::vector<FolderEntry> begun_;
+  std::size_t at_begun_ = 0;
   ErrorCode error_ = 0;
 };
 

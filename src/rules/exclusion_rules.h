@@ -38,6 +38,8 @@ ExclusionRule SplitRulePath(std::u16string_view path, const MountPointOf& mount_
 class FolderExclusions {
  public:
   bool IsFileExcluded(std::u16string_view name) const;
+  /// Whether no rule reaches a file of this folder.
+  bool Empty() const { return rules_.empty(); }
 
  private:
   friend class ExclusionSet;

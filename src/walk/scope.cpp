@@ -207,6 +207,13 @@ std::uint32_t FolderScope::CountTaken(std::u16string_view name) const {
                     [&](const std::u16string& pattern) { return MatchesFileMask(name, pattern); }));
 }
 
+bool FolderScope::TakesAllNames() const {
+  const BackupJob* const job = scope_->job_;
+  const bool all_types = !job || !job->ExcludeFileTypes || job->FileTypes.empty();
+  return all_types && scope_->patterns_.empty() && !scope_->only_ && scope_->files_ &&
+         exclusions_.Empty();
+}
+
 std::optional<PlanReason> FolderScope::LeavesOut(const FolderEntry& file) const {
   if (exclusions_.IsFileExcluded(file.Name)) {
     TraceLeftOut(u"a rule excludes the file", path_, file.Name);

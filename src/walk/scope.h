@@ -34,6 +34,8 @@ class FolderScope {
   std::uint32_t TimesTaken(std::u16string_view name) const;
   /// Why a file that is one of the job's stays out all the same, as far as its name and kind tell.
   std::optional<PlanReason> LeavesOut(const FolderEntry& file) const;
+  /// Whether no name keeps a file out, but for what a backup makes for itself.
+  bool TakesAllNames() const;
   /// Whether the walk is to go into a subfolder of that name.
   bool TakesFolder(std::u16string_view name) const;
 

@@ -460,8 +460,9 @@ TEST_P(JobDisksTest, AFileThatIsMountedOverAnotherIsADisk) {
   ExpectRan(asked);
   ASSERT_EQ(ReadTestFile(copy), "below");
   WriteTestFile(first, "1234");
+  WriteTestFile(file, "below, and changed");
   Host.AtProgress = [&](auto...) {
-    if (ReadTestFile(file) == "below") bind(file);
+    if (ReadTestFile(file) != "REAL") bind(file);
   };
   EXPECT_EQ(Program.RunJobNow(0), RunOutcome::Ran);
   EXPECT_GT(Job().LastRunResult.FailedFiles, 0U);

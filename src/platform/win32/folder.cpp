@@ -389,7 +389,7 @@ bool FolderReader::Fill() {
   return true;
 }
 
-const FolderEntry* FolderReader::Next() {
+const FolderEntry* FolderReader::Read() {
   while (!error_) {
     if (at_ >= used_ && !Fill()) return nullptr;
     const auto* raw = reinterpret_cast<const ListedEntry*>(buffer_.get() + at_);
