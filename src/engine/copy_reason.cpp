@@ -27,6 +27,11 @@ std::int64_t StepOf(const FileTime& time) {
   return 1;
 }
 
+/// Whether its disk keeps when a copy was begun, which was before its source was read.
+bool TellsBeginning(const FileStatus& copy) {
+  return copy.Made != FileTime();
+}
+
 }  // namespace
 
 bool HasTimeOf(const FileStatus& copy, const FileStatus& source) {
@@ -38,14 +43,16 @@ bool HasTimeOf(const FileStatus& copy, const FileStatus& source) {
 }
 
 bool IsChangedLater(const FileStatus& source, const FileStatus& copy) {
+  // A disk that tells neither parts of a second nor when a copy was begun tells nothing.
+  if (!TellsBeginning(copy) && copy.Written.Nanoseconds == 0) return true;
   // What came between reading and the copy's taking its name counts, where the disk tells when the
   // copy was begun; and within one step of the clock the one may be as late as the other.
-  const FileTime& made = copy.Made != FileTime() ? copy.Made : copy.Changed;
+  const FileTime& made = TellsBeginning(copy) ? copy.Made : copy.Changed;
   return MomentOf(source.Changed) >= MomentOf(made);
 }
 
 bool IsWrittenLater(const FileStatus& copy) {
-  return copy.Made == FileTime() || MomentOf(copy.Written) >= MomentOf(copy.Made);
+  return !TellsBeginning(copy) || MomentOf(copy.Written) >= MomentOf(copy.Made);
 }
 
 std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
@@ -62,8 +69,10 @@ std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatu
   }
   if (source->Size != dest->Size) return PlanReason::Size;
   // Saved a second time so soon that whole seconds do not tell it from the save that was copied.
+  // What others have copied may bear a time that differs by a little: it stays, where a disk tells
+  // that it is the later one.
   const bool once_more = source->Kind == FileKind::File && !HasTimeOf(*dest, *source) &&
-                         IsChangedLater(*source, *dest);
+                         (!TellsBeginning(*dest) || IsChangedLater(*source, *dest));
   return once_more ? std::optional(PlanReason::Time) : std::nullopt;
 }
 
