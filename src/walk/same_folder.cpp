@@ -50,6 +50,30 @@ bool HasSome(const Folder& other, const Folder& one, bool& empty, bool& telling)
   return true;
 }
 
+bool SharesFileWithin(const Folder& one, const Folder& other, int levels) {
+  constexpr std::int32_t kCoarse = 10'000'000;
+  constexpr std::size_t kMostFolders = 4;
+  FolderReader reader(one);
+  std::vector<std::u16string> folders;
+  for (std::size_t count = 0; count < kMostCompared; ++count) {
+    const FolderEntry* entry = reader.Next();
+    if (!entry) break;
+    if (entry->Kind == FileKind::Folder && folders.size() < kMostFolders) {
+      folders.push_back(entry->Name);
+    }
+    if (entry->Kind != FileKind::File) continue;
+    const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
+    // Names of one file have all of that in common.
+    const bool same = a && b && b->Kind == FileKind::File && a->Links == 1 && b->Links == 1 &&
+                      a->Size == b->Size && a->Changed == b->Changed;
+    if (same && a->Changed.Nanoseconds % kCoarse != 0) return true;
+  }
+  return levels > 0 && std::any_of(folders.begin(), folders.end(), [&](const auto& name) {
+           const Result<Folder> a = one.OpenFolder(name), b = other.OpenFolder(name);
+           return a && b && SharesFileWithin(*a, *b, levels - 1);
+         });
+}
+
 }  // namespace
 
 bool LooksSame(const FileStatus& one, const FileStatus& other, bool exactly) {
@@ -72,6 +96,28 @@ std::optional<bool> ShowsFileOf(const Folder& folder, const std::vector<const Fo
     if (before) folder.SetTimes(*before);
   }
   return seen;
+}
+
+bool TellsChanges(const Folder& folder, TempNames& names) {
+  const std::u16string name = names.Next();
+  const Result<FileStatus> before = folder.Status();
+  FileStatus like;
+  like.Mode = 0600;
+  bool tells = false;
+  if (Result<File> file = folder.MakeFile(name, like)) {
+    const std::int64_t long_ago = 1'000'000'000;
+    like.Written = like.Accessed = {long_ago, 0};
+    const Result<FileStatus> made =
+        file->SetTimes(like) == 0 ? folder.Status(name) : Result<FileStatus>::Fail(-1);
+    tells = made && made->Changed.Seconds > long_ago + kSettles;
+    if (folder.RemoveFile(name)) names.NoteLeft();
+    if (before) folder.SetTimes(*before);
+  }
+  return tells;
+}
+
+bool SharesFile(const Folder& one, const Folder& other) {
+  return SharesFileWithin(one, other, 2);
 }
 
 bool IsSeenTwice(const Folder& one, const Folder& other, bool settled, bool exactly) {

@@ -21,6 +21,15 @@ bool LooksSame(const FileStatus& one, const FileStatus& other, bool exactly = fa
 std::optional<bool> ShowsFileOf(const Folder& folder, const std::vector<const Folder*>& others,
                                 TempNames& names);
 
+/// Whether the folder's disk has a time of its own for the last change of an entry, by a file that
+/// is made there for a moment. One that has not gives the time of writing, which copies share.
+bool TellsChanges(const Folder& folder, TempNames& names);
+
+/// Whether some file in the one, or in the first folders in it that the other has, too, is the very
+/// file of its name in the other: on a disk that tells changes no copy has the time of its last
+/// change in common with its original, to the nanosecond.
+bool SharesFile(const Folder& one, const Folder& other);
+
 /// Whether two folders with one mark are the same: the entries of a copy were changed last when it
 /// was made. `settled`: nobody changes the folder itself meanwhile, so that it tells, too.
 /// `exactly` as for LooksSame.

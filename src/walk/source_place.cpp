@@ -129,9 +129,11 @@ bool SourcePlace::Tell(const Folder& folder, const std::vector<const Folder*>& o
       names_ ? ShowsFileOf(folder, others, *names_) : std::optional<bool>();
   // What joins several folders may have made it in another one than that.
   const bool sure = shown.has_value();
+  const bool tells = sure && !*shown && TellsChanges(folder, *names_);
   const bool seen =
       shown.value_or(false) || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
-        return HasAllOf(*other, folder, sure) || HasAllOf(folder, *other, sure);
+        return HasAllOf(*other, folder, sure) || HasAllOf(folder, *other, sure) ||
+               (tells && SharesFile(*other, folder));
       });
   if (seen) Trace("scope", {u"the destination shows the source"});
   return seen;

@@ -133,6 +133,37 @@ TEST_P(RelayedDestinationTest, ItsFormerStatesAreNotEither) {
   }
 }
 
+// What joins several folders makes new files in the first of them, and shows those of the others.
+TEST(JoinedDestinationTest, WhichShowsTheSourceIsRefused) {
+  for (const char* type : {"full", "differential", "sync"}) {
+    for (const char* below : {"", "sub/deep/"}) {
+      SCOPED_TRACE(std::string(type) + " " + below);
+      RealJob job;
+      const fs::path root = job.Temp.Root(), pool = root / "pool";
+      job.Source = root / "second/data";
+      for (const char* name : {"a", "b", "c"}) {
+        WriteTestFile(job.Source / (std::string(below) + name), name);
+      }
+      fs::create_directories(root / "first");
+      fs::create_directories(pool);
+      const std::string joined = (root / "first").string() + ":" + (root / "second").string();
+      const CommandResult mounted =
+          RunCommand({"/usr/bin/mergerfs", "-o", "category.create=ff", joined, pool});
+      if (mounted.ExitCode != 0) GTEST_SKIP() << "no mergerfs, or no FUSE";
+      job.Command({"add", "--name", "J", "--type", type, "--source", job.Source, "--dest",
+                   pool / "data", "--no-source-folder"});
+      for (const char* content : {"a", "another"}) {
+        WriteTestFile(job.Source / (std::string(below) + "a"), content);
+        const Tree before = ReadTree(job.Source);
+        const CommandResult result = job.Command({"run", "J"});
+        EXPECT_EQ(result.ExitCode, 1) << result.Output << result.Errors;
+        EXPECT_EQ(ReadTree(job.Source), before);
+      }
+      EXPECT_EQ(RunCommand({"/bin/umount", "-l", pool}).ExitCode, 0);
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(, RelayedDestinationTest, testing::Values("bindfs", "sshfs"),
                          [](const auto& test) { return std::string(test.param); });
 
