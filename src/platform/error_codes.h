@@ -72,10 +72,11 @@ constexpr bool IsBeyondRoom(ErrorCode code) {
   return code == ENOSPC || code == EDQUOT || code == E2BIG || code == ERANGE;
 }
 /// True for what may pass by itself: busy, locked (a share tells so as ETXTBSY, a lease as EAGAIN),
-/// a server's handle gone stale, too many open.
+/// a server's handle gone stale, too many open in the whole system. Of this process's own nobody
+/// else lets one go.
 constexpr bool MayPass(ErrorCode code) {
   return code == EBUSY || code == ETXTBSY || code == EAGAIN || code == EINTR || code == ESTALE ||
-         code == EMFILE || code == ENFILE;
+         code == ENFILE;
 }
 /// True when a file can have no further name there: the file system has no links, or none between
 /// these places, or the file has as many as it may, or the system lets nobody else link it.
