@@ -21,6 +21,7 @@ namespace {
 struct Candidate {
   std::u16string Unit;
   DatedState Dated;
+  bool HasFailures = false;
 };
 
 /// The unit of the run, and before it those that its runs have made, the newest first.
@@ -40,7 +41,8 @@ std::vector<Candidate> CandidatesOf(const RunContext& context, const BackupJob& 
     if (counts && state.Unit != unit) {
       // The last from before files began to look encrypted is to be there when that is noticed.
       const bool stays = state.Pinned || state.Unit == job.Extras.Changes.Good;
-      candidates.push_back({state.Unit, {state.Date, whole, stays}});
+      const bool failures = state.Health == StateHealth::Failures;
+      candidates.push_back({state.Unit, {state.Date, whole, stays}, failures});
     }
   }
   for (const std::u16string& noted : job.Extras.Made) {
@@ -61,7 +63,8 @@ void JudgeByCount(std::size_t keep, const std::vector<Candidate>& candidates, St
     fate.Verdict.Why = KeepVerdict::Pinned;
     if (one.Dated.Pinned) continue;
     fate.Verdict.Why = newer < keep ? KeepVerdict::Newest : KeepVerdict::TooMany;
-    ++newer;
+    // Runs in which files failed take no whole one's place, however many they are.
+    newer += one.HasFailures ? 0 : 1;
   }
 }
 

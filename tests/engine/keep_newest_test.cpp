@@ -99,6 +99,30 @@ TEST_F(KeepNewestTest, FailuresKeepEverythingAndWhatHoldsTheSourceStays) {
   EXPECT_EQ(Names(Temp.DriveD()), "11 13 14 ");
 }
 
+TEST_F(KeepNewestTest, WhatHasFailuresTakesNoWholeOnesPlace) {
+  BackupJob& job = AddJob();
+  job.Destination.Path = u"D:\\<dd>\\";
+  job.Extras.KeepNewest = 2;
+  for (const fs::path& path : {Temp.Root(), Temp.Home(), Temp.Home() / "Log", Temp.DriveD()}) {
+    fs::create_directories(path);
+    fs::permissions(path, fs::perms::all);
+  }
+  RunOnDay(10);
+  RunOnDay(11);
+  fs::permissions(Source() / "a", fs::perms::none);
+  {
+    const Unprivileged user;
+    RunOnDay(12);
+    RunOnDay(13);
+  }
+  fs::permissions(Source() / "a", fs::perms::owner_all);
+  EXPECT_EQ(Names(Temp.DriveD()), "10 11 12 13 ");
+  RunOnDay(14);
+  EXPECT_EQ(Names(Temp.DriveD()), "11 12 13 14 ");
+  RunOnDay(15);
+  EXPECT_EQ(Names(Temp.DriveD()), "14 15 ");
+}
+
 TEST_F(KeepNewestTest, AFileThatCannotBeLookedAtKeepsEverythingAndIsNoGoodBackup) {
   WriteTestFile(Source() / "sub" / "a", "x");
   for (const fs::path& path :
