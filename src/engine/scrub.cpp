@@ -193,8 +193,8 @@ void Rereading::RunPart(ScrubTurn& turn) {
   turn.Line = next_.second;
 }
 
-/// Regular files of a folder and all below it, but for the backup's own; at most `most`. What cannot
-/// be listed counts as one.
+/// Regular files of a folder and all below it, but for the backup's own; at most `most`. What
+/// cannot be listed counts as one.
 std::uint64_t CountFiles(const Folder& folder, bool top, std::uint64_t most) {
   std::uint64_t files = 0;
   FolderReader reader(folder);
@@ -259,8 +259,7 @@ void Rereading::Check(const ScrubPlace& place, ListedFiles& listed, const SumLin
   if (!sum) return Differs(&VerifyCounters::Unreadable, kUnreadable, place, path);
   report_.Bytes += status->Size;
   if (*sum != line.Sum) {
-    Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path,
-            kNotItsSum);
+    Differs(&VerifyCounters::Damaged, u": 驗證檔案 (內容損壞)：", place, path, kNotItsSum);
     return TellMending(place, path);
   }
   ++found.Equal;
