@@ -66,7 +66,7 @@ void ParseFigure(std::u16string_view name, std::u16string_view value, OwnerMark&
   for (const FigureField& figure : kFigures) {
     const std::optional<double> number = name == figure.Name ? ParseNumber(value) : std::nullopt;
     if (!number || *number < 0 || *number >= 9e15) continue;
-    if (!mark.Figures) mark.Figures.emplace();
+    if (!mark.Figures) mark.Figures = OwnerMark::RunFigures();
     (*mark.Figures).*figure.Field = static_cast<std::uint64_t>(*number);
   }
 }

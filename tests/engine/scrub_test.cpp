@@ -21,11 +21,9 @@ class ScrubTest : public testing::Test, protected TestProgram {
   }
   /// Rewrites a file with its time kept, as a disk does that spoils it.
   static void Spoil(const fs::path& file) {
-    const auto time = fs::last_write_time(file);
     std::string bytes = ReadTestFile(file);
     bytes[bytes.size() / 2] ^= 1;
-    WriteTestFile(file, bytes);
-    fs::last_write_time(file, time);
+    SpoilTestFile(file, bytes);
   }
   void Run() {
     ASSERT_EQ(Program.RunJobNow(0), RunOutcome::Ran) << LogLines();
@@ -291,7 +289,7 @@ TEST_F(ScrubTest, AFullRunKeepsTheGoodCopyOfASourceThatIsDamaged) {
   // that.
   const fs::path touched = Dest() / "written";
   if (Program.Context.Files.Status(TempFolder::Text(touched))->Made != FileTime()) {
-    fs::last_write_time(touched, fs::last_write_time(touched));
+    SetWritten(touched, WrittenOf(touched));
   }
   Run();
   EXPECT_EQ(ReadTestFile(Dest() / "rotten"), "it was good");

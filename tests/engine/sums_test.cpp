@@ -207,12 +207,6 @@ TEST_F(SumsTest, EachOfAThousandFaultsIsFoundAndTheRightSideNamed) {
   for (int i = 0; i < kFaults + 100; ++i) Write(name(i), content(i));
   AddJob(BackupType::Differential);
   Run();
-  // Rewrites a file with its time kept, as a disk does that spoils it.
-  const auto spoil = [](const fs::path& file, const std::string& bytes) {
-    const auto time = fs::last_write_time(file);
-    WriteTestFile(file, bytes);
-    fs::last_write_time(file, time);
-  };
   const auto flipped = [&](int i) {
     std::string bytes = content(i);
     bytes[static_cast<std::size_t>(i) * 7 % bytes.size()] ^= static_cast<char>(1 << i % 8);
@@ -224,21 +218,21 @@ TEST_F(SumsTest, EachOfAThousandFaultsIsFoundAndTheRightSideNamed) {
     ChangedSide side = ChangedSide::Copy;
     switch (i % kKinds) {
       case 0:
-        spoil(copy, flipped(i));
+        SpoilTestFile(copy, flipped(i));
         break;
       case 1:
-        spoil(copy, content(i).substr(0, content(i).size() - 1));
+        SpoilTestFile(copy, content(i).substr(0, content(i).size() - 1));
         break;
       case 2:
-        spoil(copy, content(i - 1));  // another file's content
+        SpoilTestFile(copy, content(i - 1));  // another file's content
         break;
       case 3:
-        spoil(source, flipped(i));
+        SpoilTestFile(source, flipped(i));
         MakeLater(copy);
         side = ChangedSide::Source;
         break;
       default:
-        spoil(source, flipped(i) + "more");
+        SpoilTestFile(source, flipped(i) + "more");
         fs::last_write_time(source, fs::last_write_time(source) + std::chrono::hours(1));
         side = ChangedSide::Source;
     }
@@ -281,9 +275,8 @@ TEST_F(SumsTest, ARestoreTellsOfACopyThatItsSumConvicts) {
     AddJob(type);
     Run();
     const fs::path copy = Dest() / "d/bad";
-    const auto time = fs::last_write_time(copy);
-    const auto keeps_the_good = [&] {
-      fs::last_write_time(copy, time);
+    const auto keeps_the_good = [&](std::string_view spoilt) {
+      SpoilTestFile(copy, spoilt);
       EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
       EXPECT_EQ(ReadTestFile(Source() / "d/bad"), "it was good");
       EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 1U) << LogLines();
@@ -291,13 +284,13 @@ TEST_F(SumsTest, ARestoreTellsOfACopyThatItsSumConvicts) {
     // The good file stays where both look the same, and where nobody has written to the copy as far
     // as its time tells and its disk knows when it was made.
     const bool knows = StatusOf(copy).Made != FileTime();
-    WriteTestFile(copy, "it was go");
-    if (knows) keeps_the_good();
-    WriteTestFile(copy, "it was g00d");
-    keeps_the_good();
+    if (knows) keeps_the_good("it was go");
+    keeps_the_good("it was g00d");
     EXPECT_EQ(Program.VerifyJobNow(0).Counters.Damaged, 1U) << "the proof is still there";
-    fs::last_write_time(Source() / "d/bad", time + std::chrono::hours(1));
-    if (knows) keeps_the_good();
+    FileTime touched = WrittenOf(Source() / "d/bad");
+    touched.Seconds += 3600;
+    SetWritten(Source() / "d/bad", touched);
+    if (knows) keeps_the_good("it was g00d");
     // What else is there, or nothing, makes way.
     for (const bool gone : {false, true}) {
       if (gone) {

@@ -58,17 +58,27 @@ void WriteTestFile(const std::filesystem::path& path, std::string_view content) 
   ASSERT_TRUE(out) << path;
 }
 
+FileTime WrittenOf(const std::filesystem::path& path) {
+  return FileSystem(u"").Status(TempFolder::Text(path))->Written;
+}
+
+void SpoilTestFile(const std::filesystem::path& path, std::string_view content) {
+  const FileTime written = WrittenOf(path);
+  WriteTestFile(path, content);
+  SetWritten(path, written);
+}
+
 void MakeLater(const std::filesystem::path& copy) {
-  const auto written = std::filesystem::last_write_time(copy);
+  const FileTime written = WrittenOf(copy);
+  const std::string content = ReadTestFile(copy);
   const std::filesystem::path later = copy.native() + std::filesystem::path(".later").native();
-  std::filesystem::copy_file(copy, later);
+  WriteTestFile(later, content);
   // The clock of file systems goes in steps.
-  const auto now = std::filesystem::last_write_time(later);
-  while (std::filesystem::last_write_time(later) <= now) {
+  for (const FileTime now = WrittenOf(later); WrittenOf(later) == now;) {
     std::filesystem::remove(later);
-    std::filesystem::copy_file(copy, later);
+    WriteTestFile(later, content);
   }
-  std::filesystem::last_write_time(later, written);
+  SetWritten(later, written);
   std::filesystem::rename(later, copy);
 }
 

@@ -39,6 +39,10 @@ void WriteTestFile(const std::filesystem::path& path, std::string_view content);
 std::string ReadTestFile(const std::filesystem::path& path);
 /// Sets an entry's modification time (the link's own for a link).
 void SetWritten(const std::filesystem::path& path, FileTime time);
+/// When a file was written last, to the nanosecond.
+FileTime WrittenOf(const std::filesystem::path& path);
+/// Rewrites a file with its time kept, as a disk does that spoils it.
+void SpoilTestFile(const std::filesystem::path& path, std::string_view content);
 /// As if a copy had been made only now, with all that it holds: no disk records what it has spoilt,
 /// so a source that a test has spoilt is to be the older of the two.
 void MakeLater(const std::filesystem::path& copy);
