@@ -70,9 +70,13 @@ std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatu
   if (source->Size != dest->Size) return PlanReason::Size;
   // Saved a second time so soon that whole seconds do not tell it from the save that was copied.
   // What others have copied may bear a time that differs by a little: it stays, where a disk tells
-  // that it is the later one.
-  const bool once_more = source->Kind == FileKind::File && !HasTimeOf(*dest, *source) &&
-                         (!TellsBeginning(*dest) || IsChangedLater(*source, *dest));
+  // that it was made later. A source may have been replaced between its opening and the beginning
+  // of its copy; and one that has not been bears the same time, so that a wide margin costs
+  // nothing.
+  constexpr std::int64_t kOpens = 60;
+  const bool later =
+      !TellsBeginning(*dest) || source->Changed.Seconds + kOpens >= dest->Made.Seconds;
+  const bool once_more = source->Kind == FileKind::File && !HasTimeOf(*dest, *source) && later;
   return once_more ? std::optional(PlanReason::Time) : std::nullopt;
 }
 

@@ -167,11 +167,7 @@ TEST_F(BackupWalkTest, ASecondSaveWithinTheSameSecondsIsCopied) {
   } while (changed(Source() / "letter") <= changed(Dest() / "letter"));
   EXPECT_EQ(Run(job).CopiedFiles, 1U);
   EXPECT_EQ(ReadTestFile(Dest() / "letter"), "two");
-  // A copy that was made later is no older version, where its disk tells.
-  SetWritten(Dest() / "letter", {then + 1, 300000000});
-  MakeLater(Dest() / "letter");
-  const bool tells = Temp.Files().Status(TempFolder::Text(Dest() / "letter"))->Made != FileTime();
-  EXPECT_EQ(Run(job).CopiedFiles, tells ? 0U : 1U);
+  EXPECT_EQ(Run(job).CopiedFiles, 0U);
 }
 
 TEST_F(BackupWalkTest, DestinationInsideTheSourceIsNeverCopiedIntoItself) {
