@@ -51,10 +51,6 @@ bool IsChangedLater(const FileStatus& source, const FileStatus& copy) {
   return MomentOf(source.Changed) >= MomentOf(made);
 }
 
-bool IsWrittenLater(const FileStatus& copy) {
-  return !TellsBeginning(copy) || MomentOf(copy.Written) >= MomentOf(copy.Made);
-}
-
 std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
                                        bool differential) {
   if (!source) return differential ? std::nullopt : std::optional(PlanReason::Unreadable);

@@ -24,8 +24,5 @@ bool HasTimeOf(const FileStatus& copy, const FileStatus& source);
 /// records tell: who writes may put the time back, but not those. What a disk has spoilt it does
 /// not record.
 bool IsChangedLater(const FileStatus& source, const FileStatus& copy);
-/// Whether somebody may have written to the copy since it was made: it bears the time of its
-/// source, which was written before. What a disk has spoilt leaves that as it is.
-bool IsWrittenLater(const FileStatus& copy);
 
 }  // namespace kavrel

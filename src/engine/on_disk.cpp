@@ -456,9 +456,7 @@ bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
   if (staged.Replaces && !context_.Force) {
     const Result<FileStatus> copy = pair.Source.Status(staged.Name);
     const Result<FileStatus> there = pair.Dest.Status(staged.Name);
-    const bool intact = copy && there && there->Kind == FileKind::File &&
-                        (NeedsNoCopy(&*copy, &*there, true) || !IsWrittenLater(*copy));
-    if (intact) {
+    if (copy && there && NeedsNoCopy(&*copy, &*there, true)) {
       const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
       if (sum && proof_->Has({*sum, listed})) return true;
     }
