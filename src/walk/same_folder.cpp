@@ -50,30 +50,6 @@ bool HasSome(const Folder& other, const Folder& one, bool& empty, bool& telling)
   return true;
 }
 
-bool SharesFileWithin(const Folder& one, const Folder& other, int levels) {
-  constexpr std::int32_t kCoarse = 10'000'000;
-  constexpr std::size_t kMostFolders = 4;
-  FolderReader reader(one);
-  std::vector<std::u16string> folders;
-  for (std::size_t count = 0; count < kMostCompared; ++count) {
-    const FolderEntry* entry = reader.Next();
-    if (!entry) break;
-    if (entry->Kind == FileKind::Folder && folders.size() < kMostFolders) {
-      folders.push_back(entry->Name);
-    }
-    if (entry->Kind != FileKind::File) continue;
-    const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
-    // Names of one file have all of that in common.
-    const bool same = a && b && b->Kind == FileKind::File && a->Links == 1 && b->Links == 1 &&
-                      a->Size == b->Size && a->Changed == b->Changed;
-    if (same && a->Changed.Nanoseconds % kCoarse != 0) return true;
-  }
-  return levels > 0 && std::any_of(folders.begin(), folders.end(), [&](const auto& name) {
-           const Result<Folder> a = one.OpenFolder(name), b = other.OpenFolder(name);
-           return a && b && SharesFileWithin(*a, *b, levels - 1);
-         });
-}
-
 }  // namespace
 
 bool LooksSame(const FileStatus& one, const FileStatus& other, bool exactly) {
@@ -82,42 +58,26 @@ bool LooksSame(const FileStatus& one, const FileStatus& other, bool exactly) {
          (!exactly && LooksSameCoarsely(one, other) && IsAsWritten(one) && IsAsWritten(other));
 }
 
-std::optional<bool> ShowsFileOf(const Folder& folder, const std::vector<const Folder*>& others,
-                                TempNames& names) {
+std::optional<MadeFile> MakeFileIn(const Folder& folder, const std::vector<const Folder*>& others,
+                                   TempNames& names) {
+  constexpr std::int64_t kLongAgo = 1'000'000'000;
   const std::u16string name = names.Next();
   const Result<FileStatus> before = folder.Status();
   FileStatus like;
   like.Mode = 0600;
-  std::optional<bool> seen;
-  if (const Result<File> file = folder.MakeFile(name, like)) {
-    seen = std::any_of(others.begin(), others.end(),
-                       [&](const Folder* other) { return bool(other->Status(name)); });
-    if (folder.RemoveFile(name)) names.NoteLeft();
-    if (before) folder.SetTimes(*before);
+  Result<File> file = folder.MakeFile(name, like);
+  if (!file) return std::nullopt;
+  MadeFile made;
+  made.Shown = std::any_of(others.begin(), others.end(),
+                           [&](const Folder* other) { return bool(other->Status(name)); });
+  like.Written = like.Accessed = {kLongAgo, 0};
+  if (!made.Shown && file->SetTimes(like) == 0) {
+    const Result<FileStatus> status = folder.Status(name);
+    made.TellsChanges = status && status->Changed.Seconds > kLongAgo + kSettles;
   }
-  return seen;
-}
-
-bool TellsChanges(const Folder& folder, TempNames& names) {
-  const std::u16string name = names.Next();
-  const Result<FileStatus> before = folder.Status();
-  FileStatus like;
-  like.Mode = 0600;
-  bool tells = false;
-  if (Result<File> file = folder.MakeFile(name, like)) {
-    const std::int64_t long_ago = 1'000'000'000;
-    like.Written = like.Accessed = {long_ago, 0};
-    const Result<FileStatus> made =
-        file->SetTimes(like) == 0 ? folder.Status(name) : Result<FileStatus>::Fail(-1);
-    tells = made && made->Changed.Seconds > long_ago + kSettles;
-    if (folder.RemoveFile(name)) names.NoteLeft();
-    if (before) folder.SetTimes(*before);
-  }
-  return tells;
-}
-
-bool SharesFile(const Folder& one, const Folder& other) {
-  return SharesFileWithin(one, other, 2);
+  if (folder.RemoveFile(name)) names.NoteLeft();
+  if (before) folder.SetTimes(*before);
+  return made;
 }
 
 bool IsSeenTwice(const Folder& one, const Folder& other, bool settled, bool exactly) {

@@ -16,19 +16,16 @@ namespace kavrel {
 /// other look must show an entry that was changed last when it was written, unless `exactly`.
 bool LooksSame(const FileStatus& one, const FileStatus& other, bool exactly = false);
 
-/// Makes a file in the folder for a moment: whether one of the others shows it. Nothing where none
-/// can be made.
-std::optional<bool> ShowsFileOf(const Folder& folder, const std::vector<const Folder*>& others,
-                                TempNames& names);
-
-/// Whether the folder's disk has a time of its own for the last change of an entry, by a file that
-/// is made there for a moment. One that has not gives the time of writing, which copies share.
-bool TellsChanges(const Folder& folder, TempNames& names);
-
-/// Whether some file in the one, or in the first folders in it that the other has, too, is the very
-/// file of its name in the other: on a disk that tells changes no copy has the time of its last
-/// change in common with its original, to the nanosecond.
-bool SharesFile(const Folder& one, const Folder& other);
+/// What a file tells that is made in a folder for a moment.
+struct MadeFile {
+  bool Shown = false;  ///< one of the others shows it
+  /// The disk has a time of its own for the last change of an entry. One that has not gives the
+  /// time of writing, which copies share. Asked only where nobody shows the file.
+  bool TellsChanges = false;
+};
+/// Nothing where none can be made.
+std::optional<MadeFile> MakeFileIn(const Folder& folder, const std::vector<const Folder*>& others,
+                                   TempNames& names);
 
 /// Whether two folders with one mark are the same: the entries of a copy were changed last when it
 /// was made. `settled`: nobody changes the folder itself meanwhile, so that it tells, too.

@@ -12,7 +12,8 @@ namespace kavrel {
 
 namespace {
 
-constexpr std::size_t kSamples = 2, kMostRead = 256, kMostCompared = 16;
+constexpr std::size_t kSamples = 2, kMostRead = 256, kMostCompared = 16, kMostFolders = 4;
+constexpr int kMostLevels = 2;
 
 /// The entries with the longest names, which few other folders have.
 std::vector<FolderEntry> SamplesOf(const Folder& folder) {
@@ -61,6 +62,32 @@ bool HasAllOf(const Folder& other, const Folder& one, bool sure) {
                                : IsFine(a->Changed) || a->Id == b->Id);
   }
   return telling;
+}
+
+/// Whether some file in the one, or in the first folders in it that the other has, too, is the very
+/// file of its name in the other: on a disk that tells changes no copy has the time of its last
+/// change in common with its original.
+bool SharesFile(const Folder& one, const Folder& other, int levels) {
+  FolderReader reader(one);
+  std::vector<std::u16string> folders;
+  for (std::size_t count = 0; count < kMostCompared; ++count) {
+    const FolderEntry* entry = reader.Next();
+    if (!entry) break;
+    if (entry->Kind == FileKind::Folder && folders.size() < kMostFolders) {
+      folders.push_back(entry->Name);
+    }
+    if (entry->Kind != FileKind::File) continue;
+    const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
+    // Names of one file have all of that in common.
+    if (a && b && b->Kind == FileKind::File && a->Links == 1 && b->Links == 1 &&
+        a->Size == b->Size && a->Changed == b->Changed && IsFine(a->Changed)) {
+      return true;
+    }
+  }
+  return levels > 0 && std::any_of(folders.begin(), folders.end(), [&](const auto& name) {
+           const Result<Folder> a = one.OpenFolder(name), b = other.OpenFolder(name);
+           return a && b && SharesFile(*a, *b, levels - 1);
+         });
 }
 
 }  // namespace
@@ -125,15 +152,14 @@ bool SourcePlace::IsIn(const Folder& folder) const {
 
 /// Whether one of the others is the folder, under another number.
 bool SourcePlace::Tell(const Folder& folder, const std::vector<const Folder*>& others) const {
-  const std::optional<bool> shown =
-      names_ ? ShowsFileOf(folder, others, *names_) : std::optional<bool>();
+  const std::optional<MadeFile> made =
+      names_ ? MakeFileIn(folder, others, *names_) : std::optional<MadeFile>();
   // What joins several folders may have made it in another one than that.
-  const bool sure = shown.has_value();
-  const bool tells = sure && !*shown && TellsChanges(folder, *names_);
+  const bool sure = made.has_value();
   const bool seen =
-      shown.value_or(false) || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
+      (made && made->Shown) || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
         return HasAllOf(*other, folder, sure) || HasAllOf(folder, *other, sure) ||
-               (tells && SharesFile(*other, folder));
+               (made && made->TellsChanges && SharesFile(*other, folder, kMostLevels));
       });
   if (seen) Trace("scope", {u"the destination shows the source"});
   return seen;
