@@ -191,10 +191,10 @@ class Effects {
   /// `dest` is null where there is no copy to look at.
   void NoteFirst(const FolderPair& pair, WalkPaths& paths, std::u16string_view name,
                  std::u16string_view temp_name, const FileStatus& source, const FileStatus* dest);
-  /// A line of the log that a run has once at most.
   /// Whether two files have one content; both are read.
   bool AreEqual(const Folder& one, std::u16string_view name, const Folder& other,
                 std::u16string_view other_name);
+  /// A line of the log that a run has once at most.
   void TellOnce(bool& told, std::u16string_view text, std::u16string_view what);
   /// A path of the destination, below its root.
   std::u16string_view BelowRoot(std::u16string_view path) const {

@@ -332,8 +332,9 @@ bool HasSums(const FileSystem& files, std::u16string_view folder) {
 }
 
 bool NeedsNoSums(const FileSystem& files, std::u16string_view folder) {
+  if (HasSums(files, folder)) return true;
   const Result<Folder> opened = files.OpenFolder(folder);
-  return opened && (SumListReader(*opened, kSumList).Next() || CountFiles(*opened, true, 1) == 0);
+  return opened && CountFiles(*opened, true, 1) == 0;
 }
 
 std::vector<ScrubPlace> ScrubPlaces(const RunContext& context, const BackupJob& job,

@@ -199,7 +199,6 @@ bool TreeWalk::CopyFolderFiles(const FolderPair& pair, std::optional<CopyAhead::
       if (!Cancelled()) HandleFile(pair, file, again);
       return !Cancelled();
     });
-    EndLooks();
     ListNext(pair, subfolders);
     FinishAhead(pair);
     error = reader->Error();

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string_view>
-#include <utility>
 
 #include "platform/files.h"
 

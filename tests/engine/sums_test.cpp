@@ -260,9 +260,7 @@ TEST_F(SumsTest, WhoeverWritesAndPutsTheTimeBackHasSpoiltNothing) {
   Write("vault", std::string(4000, 'v'));
   AddJob(BackupType::Differential);
   Run();
-  const auto time = fs::last_write_time(Source() / "vault");
-  Write("vault", std::string(4000, 'w'));
-  fs::last_write_time(Source() / "vault", time);
+  SpoilTestFile(Source() / "vault", std::string(4000, 'w'));
   const VerifyReport report = Program.VerifyJobNow(0);
   EXPECT_EQ(report.Counters.Changed, 1U);
   EXPECT_EQ(report.Counters.Damaged, 0U);

@@ -362,9 +362,7 @@ TEST(FrmMainRuns, TakesBackWhatHasRottenInTheSource) {
   main.Start();
   ASSERT_EQ(main.Program.RunJobNow(0), RunOutcome::Ran);
   const std::filesystem::path file = main.Temp.DriveC() / "照片/甲.txt";
-  const auto time = std::filesystem::last_write_time(file);
-  main.WriteSource("照片/甲.txt", "abd");
-  std::filesystem::last_write_time(file, time);
+  SpoilTestFile(file, "abd");
   std::filesystem::path copy;
   for (const auto& at : std::filesystem::recursive_directory_iterator(main.Temp.DriveD())) {
     if (at.path().filename() == file.filename()) copy = at.path();
