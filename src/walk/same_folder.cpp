@@ -58,16 +58,17 @@ bool LooksSame(const FileStatus& one, const FileStatus& other, bool exactly) {
          (!exactly && LooksSameCoarsely(one, other) && IsAsWritten(one) && IsAsWritten(other));
 }
 
-std::optional<MadeFile> MakeFileIn(const Folder& folder, const std::vector<const Folder*>& others,
-                                   TempNames& names) {
+MadeFile MakeFileIn(const Folder& folder, const std::vector<const Folder*>& others,
+                    TempNames& names) {
   constexpr std::int64_t kLongAgo = 1'000'000'000;
   const std::u16string name = names.Next();
   const Result<FileStatus> before = folder.Status();
   FileStatus like;
   like.Mode = 0600;
   Result<File> file = folder.MakeFile(name, like);
-  if (!file) return std::nullopt;
   MadeFile made;
+  if (!file) return made;
+  made.Made = true;
   made.Shown = std::any_of(others.begin(), others.end(),
                            [&](const Folder* other) { return bool(other->Status(name)); });
   like.Written = like.Accessed = {kLongAgo, 0};

@@ -2,7 +2,6 @@
 // may have other numbers, or one of them is a copy.
 #pragma once
 
-#include <optional>
 #include <vector>
 
 #include "files/temp_names.h"
@@ -18,14 +17,14 @@ bool LooksSame(const FileStatus& one, const FileStatus& other, bool exactly = fa
 
 /// What a file tells that is made in a folder for a moment.
 struct MadeFile {
+  bool Made = false;   ///< else none could be made
   bool Shown = false;  ///< one of the others shows it
   /// The disk has a time of its own for the last change of an entry. One that has not gives the
   /// time of writing, which copies share. Asked only where nobody shows the file.
   bool TellsChanges = false;
 };
-/// Nothing where none can be made.
-std::optional<MadeFile> MakeFileIn(const Folder& folder, const std::vector<const Folder*>& others,
-                                   TempNames& names);
+MadeFile MakeFileIn(const Folder& folder, const std::vector<const Folder*>& others,
+                    TempNames& names);
 
 /// Whether two folders with one mark are the same: the entries of a copy were changed last when it
 /// was made. `settled`: nobody changes the folder itself meanwhile, so that it tells, too.

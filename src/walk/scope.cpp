@@ -110,8 +110,8 @@ bool Scope::IsOwn(std::u16string_view path, const Folder& folder, const FileStat
 
 std::optional<bool> Scope::IsOneWith(const Folder& folder, const Folder& other) const {
   if (!numbers_differ_ || !names_) return std::nullopt;
-  const std::optional<MadeFile> made = MakeFileIn(other, {&folder}, *names_);
-  return made ? std::optional(made->Shown) : std::nullopt;
+  const MadeFile made = MakeFileIn(other, {&folder}, *names_);
+  return made.Made ? std::optional(made.Shown) : std::nullopt;
 }
 
 /// A mirror claims nothing of what it finds before its guard has passed, and not each place takes a

@@ -1,7 +1,6 @@
 #include "walk/source_place.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "files/folder_identity.h"
 #include "files/path.h"
@@ -152,14 +151,13 @@ bool SourcePlace::IsIn(const Folder& folder) const {
 
 /// Whether one of the others is the folder, under another number.
 bool SourcePlace::Tell(const Folder& folder, const std::vector<const Folder*>& others) const {
-  const std::optional<MadeFile> made =
-      names_ ? MakeFileIn(folder, others, *names_) : std::optional<MadeFile>();
+  const MadeFile made = names_ ? MakeFileIn(folder, others, *names_) : MadeFile();
   // What joins several folders may have made it in another one than that.
-  const bool sure = made.has_value();
+  const bool sure = made.Made;
   const bool seen =
-      (made && made->Shown) || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
+      made.Shown || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
         return HasAllOf(*other, folder, sure) || HasAllOf(folder, *other, sure) ||
-               (made && made->TellsChanges && SharesFile(*other, folder, kMostLevels));
+               (made.TellsChanges && SharesFile(*other, folder, kMostLevels));
       });
   if (seen) Trace("scope", {u"the destination shows the source"});
   return seen;
