@@ -51,6 +51,12 @@ bool IsChangedLater(const FileStatus& source, const FileStatus& copy) {
   return MomentOf(source.Changed) >= MomentOf(made);
 }
 
+bool IsAsListed(const FileStatus& copy, const FileStatus& list) {
+  // Who puts an old file in its place leaves when that one was made.
+  return TellsBeginning(copy) && MomentOf(copy.Made) <= MomentOf(list.Changed) &&
+         MomentOf(copy.Changed) <= MomentOf(list.Changed);
+}
+
 std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatus* dest,
                                        bool differential) {
   if (!source) return differential ? std::nullopt : std::optional(PlanReason::Unreadable);

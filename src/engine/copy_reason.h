@@ -24,5 +24,9 @@ bool HasTimeOf(const FileStatus& copy, const FileStatus& source);
 /// records tell: who writes may put the time back, but not those. What a disk has spoilt it does
 /// not record.
 bool IsChangedLater(const FileStatus& source, const FileStatus& copy);
+/// Whether nobody has changed or replaced a copy since the list that tells of it was put in its
+/// place, as the records of their disk tell; false where that keeps none. What a disk has spoilt it
+/// does not record.
+bool IsAsListed(const FileStatus& copy, const FileStatus& list);
 
 }  // namespace kavrel

@@ -443,8 +443,10 @@ bool OnDisk::SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_pat
 void OnDisk::ProveBySums() {
   const Result<Folder> backup = context_.Files.OpenFolder(job_.Source.WorkPath);
   if (!backup) return;
-  proof_.emplace(*backup);
-  if (proof_->Empty()) proof_.reset();
+  const Result<FileStatus> list = backup->Status(kSumList);
+  if (list) proof_.emplace(*backup);
+  if (!proof_ || proof_->Empty()) return proof_.reset();
+  proof_status_ = *list;
 }
 
 bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
@@ -456,7 +458,10 @@ bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
   if (staged.Replaces && !context_.Force) {
     const Result<FileStatus> copy = pair.Source.Status(staged.Name);
     const Result<FileStatus> there = pair.Dest.Status(staged.Name);
-    if (copy && there && NeedsNoCopy(&*copy, &*there, true)) {
+    const bool unwritten = copy && there && there->Kind == FileKind::File &&
+                           (NeedsNoCopy(&*copy, &*there, true) || HasTimeOf(*copy, *there) ||
+                            IsAsListed(*copy, proof_status_));
+    if (unwritten) {
       const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
       if (sum && proof_->Has({*sum, listed})) return true;
     }

@@ -121,9 +121,10 @@ class OnDisk final : public Effects {
   /// and record of the source are those of that copy, which still has its sum.
   bool SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_path,
                       const StagedFile& staged);
-  /// Whether a copy from the backup has rotted there: its sum convicts it, and the file whose place
-  /// it would take looks the same and has that sum. Any other that is convicted is told, and taken:
-  /// somebody may have changed it on purpose, or it is all that there is.
+  /// Whether a copy from the backup has rotted there: its sum convicts it, the file whose place it
+  /// would take has that sum, and nobody has changed the copy as far as its size, its time or the
+  /// disk's records tell. Any other that is convicted is told, and taken: somebody may have changed
+  /// it on purpose, or it is all that there is.
   bool HasRotted(const FolderPair& pair, std::u16string_view source_path, const StagedFile& staged);
   /// The path below the root, as the list of sums has it.
   std::u16string SumPath(std::u16string_view folder_path, std::u16string_view name) const;
@@ -143,7 +144,9 @@ class OnDisk final : public Effects {
   std::optional<ContentSums> sums_;  ///< once there is a root to keep them in
   /// Of a job that copies everything each time: the sums before the run.
   std::optional<SumIndex> former_sums_;
-  std::optional<SumIndex> proof_;  ///< of a restore: the sums of the backup
+  /// Of a restore: the sums of the backup, and their list.
+  std::optional<SumIndex> proof_;
+  FileStatus proof_status_;
 };
 
 }  // namespace kavrel

@@ -274,19 +274,33 @@ TEST_F(SumsTest, ARestoreTellsOfACopyThatItsSumConvicts) {
     Run();
     const fs::path copy = Dest() / "d/bad";
     const auto keeps_the_good = [&](std::string_view spoilt) {
-      SpoilTestFile(copy, spoilt);
+      if (!spoilt.empty()) SpoilTestFile(copy, spoilt);
       EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
       EXPECT_EQ(ReadTestFile(Source() / "d/bad"), "it was good");
       EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 1U) << LogLines();
     };
-    // The good file stays where both look the same; what else is there, or nothing, makes way.
+    // The good file stays where both have one time or look the same.
+    keeps_the_good("it was go");
     keeps_the_good("it was g00d");
     EXPECT_EQ(Program.VerifyJobNow(0).Counters.Damaged, 1U) << "the proof is still there";
-    for (const bool gone : {false, true}) {
-      if (gone) {
-        fs::remove(Source() / "d/bad");
+    // And where it was touched and nobody has written to the copy since the sums were: a disk does
+    // not record what it spoils.
+    FileTime touched = WrittenOf(Source() / "d/bad");
+    touched.Seconds += 3600;
+    SetWritten(Source() / "d/bad", touched);
+    if (StatusOf(copy).Made != FileTime()) {
+      MakeLater(Dest() / std::u16string(kSumList));
+      keeps_the_good({});
+    }
+    // What somebody has put in the copy's place is taken; and whatever else is there, or nothing,
+    // makes way.
+    for (const char* there : {"it was good", "something else", ""}) {
+      if (there == std::string_view("it was good")) {
+        SpoilTestFile(copy, "it was g00d");
+      } else if (*there) {
+        Write("d/bad", there);
       } else {
-        Write("d/bad", "something else");
+        fs::remove(Source() / "d/bad");
       }
       EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
       EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 0U);
