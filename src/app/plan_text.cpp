@@ -22,7 +22,7 @@ std::u16string_view ReasonText(PlanReason reason, bool restore) {
       u"連結的目標不同",   u"來源已不存在", u"超過保留份數",   u"排除規則",       u"特殊檔案",
       u"超過檔案大小限制", u"無法讀取",     kBlockedText,      u"權限或屬性不同", u"備份標記",
       u"來源位於目標之內", u"硬連結",       u"副本另有硬連結", kOutsideText,      u"保留計畫不保留",
-      u"無法寫入"};
+      u"無法寫入",         kNothingToPack};
   return kTexts[static_cast<std::size_t>(reason)];
 }
 

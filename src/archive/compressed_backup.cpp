@@ -355,6 +355,10 @@ void PlanCompression(ArchiveContext& context, const BackupJob& job) {
         context.Notes.Add(PlanAction::Pack, PlanReason::Always, false, path, status.Size);
       });
   builder.Run();
+  if (builder.Found == 0 && context.Counters.FailedFiles == 0) {
+    ++context.Counters.FailedFiles;
+    context.Notes.Add(PlanAction::Fail, PlanReason::NoFiles, true, {});
+  }
   context.Counters.CopiedFiles = builder.Files;
   context.Counters.CopiedBytes = builder.Bytes;
 }
@@ -440,7 +444,7 @@ int CompressBackup(ArchiveContext& context, const BackupJob& job, std::u16string
   if (told < failed) {
     const bool nothing = lists.Entries.empty() && context.Failures.Count() == troubles;
     context.Tell(u": 建立壓縮檔 (失敗)：", archive_path,
-                 nothing ? u"沒有可壓縮的檔案" : LastWords(archiver.ResultBuffer));
+                 nothing ? kNothingToPack : LastWords(archiver.ResultBuffer));
   }
   context.Log.WriteTimed(u": " + archiver.DebugCommand);
   context.Log.WriteJobLog(ReplaceAll(archiver.ResultBuffer, u"\n", u"\r\n"));

@@ -18,10 +18,10 @@ namespace {
 constexpr std::string_view kActions[kPlanActions] = {"copy", "replace", "recycle",   "delete",
                                                      "pack", "update",  "leave_out", "fail"};
 constexpr std::string_view kReasons[kPlanReasons] = {
-    "new",           "always",     "size",        "time",      "kind",      "link_target",
-    "not_in_source", "outdated",   "rule",        "special",   "too_large", "unreadable",
-    "blocked",       "attributes", "owner_mark",  "own_place", "hard_link", "own_copy",
-    "outside",       "thinned",    "not_writable"};
+    "new",           "always",     "size",         "time",      "kind",      "link_target",
+    "not_in_source", "outdated",   "rule",         "special",   "too_large", "unreadable",
+    "blocked",       "attributes", "owner_mark",   "own_place", "hard_link", "own_copy",
+    "outside",       "thinned",    "not_writable", "no_files"};
 
 std::string_view Word(PlanAction action) {
   return kActions[static_cast<std::size_t>(action)];

@@ -42,12 +42,14 @@ enum class PlanReason : std::uint8_t {
   Outside,      ///< a link that would lead out of the folder that it is restored to
   Thinned,      ///< an older backup that the job's plan does not keep
   NotWritable,  ///< the folder takes no change from this user, or its disk from nobody
+  NoFiles,      ///< the source has no file for an archive
 };
-inline constexpr std::size_t kPlanReasons = 21;
+inline constexpr std::size_t kPlanReasons = 22;
 
 /// In words, where a log tells them as well.
 inline constexpr std::u16string_view kBlockedText = u"目標被其他項目佔用",
-                                     kOutsideText = u"連結指向目標之外";
+                                     kOutsideText = u"連結指向目標之外",
+                                     kNothingToPack = u"沒有可壓縮的檔案";
 
 struct PlanStep {
   PlanAction Action;

@@ -217,13 +217,20 @@ TEST_F(RunPlannerTest, ACompressedJobListsWhatItPacks) {
   if (!Program.Archiver.Present()) GTEST_SKIP() << "no archive program";
   WriteTestFile(Source() / "a" / "b", "123");
   WriteTestFile(Source() / "c", "1");
-  AddJob(BackupType::Compressed).FileTypes = u"b";
+  BackupJob& job = AddJob(BackupType::Compressed);
+  job.FileTypes = u"b";
   RunPlan plan;
   EXPECT_EQ(Plan(plan).CopiedBytes, 3U);
   ASSERT_EQ(plan.Steps.size(), 1U);
   EXPECT_EQ(plan.Steps[0].Path, u"a/b");
   EXPECT_EQ(plan.Steps[0].Action, PlanAction::Pack);
   EXPECT_FALSE(fs::exists(Dest()));
+  // Without a single file the run makes no archive, and fails.
+  job.FileTypes = u"none";
+  RunPlan none;
+  EXPECT_EQ(Plan(none).FailedFiles, 1U);
+  ASSERT_EQ(none.Steps.size(), 1U);
+  EXPECT_EQ(none.Steps[0].Reason, PlanReason::NoFiles);
 }
 
 }  // namespace
