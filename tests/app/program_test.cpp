@@ -10,7 +10,6 @@
 #include "app/first_job.h"
 #include "app/watch.h"
 #include "base/text.h"
-#include "core/command_line.h"
 #include "core/job_presets.h"
 #include "support/set_clock.h"
 #include "support/spoken.h"
@@ -56,7 +55,6 @@ class SteppingHost final : public RecordingHost {
   void JobStarting(std::int32_t row, DateTime) override {
     Steps += "run:" + std::to_string(row) + " ";
   }
-  void EndProgram() override { Steps += "end "; }
 };
 
 struct StartedProgram {
@@ -101,38 +99,6 @@ TEST(ProgramStart, GoesThroughItsStepsInOrderAndRunsWhatIsOverdue) {
   EXPECT_NE(ReadTestFile(run.Temp.Home() / "Log/QVDlog.log"), "");
 }
 
-TEST(ProgramStart, NamedJobsRunOnceAndTheirResultsAreStored) {
-  StartedProgram run;
-  run.StoreJobs(3);
-  EXPECT_TRUE(run.Program.Start(u"b nobody \"A\""));
-  EXPECT_EQ(run.Host.Asked, 0);
-  EXPECT_EQ(run.Program.Store.Jobs[2].NextRun, *FromCivil(2009, 9, 23, 1));
-  run.Host.Steps.clear();
-  run.Program.Tick();
-  EXPECT_EQ(run.Host.Steps, "run:1 run:0 end ");
-  run.Program.Shutdown();
-  kavrel::JobStore stored(run.Temp.Files());
-  ASSERT_TRUE(stored.LoadJobs());
-  EXPECT_EQ(stored.Jobs[1].LastRun, run.Clock.Now());
-  EXPECT_EQ(stored.Jobs[1].NextRun, *FromCivil(2009, 9, 23, 15, 10));
-  EXPECT_EQ(stored.Jobs[2].LastRun, kZeroDate);
-}
-
-TEST(ProgramStart, AStoreThatIsAYearBehindStartsAtOnce) {
-  StartedProgram run;
-  run.StoreJobs(2);
-  for (BackupJob& job : run.Program.Store.Jobs) {
-    SetInterval(job, IntervalKind::Minutes, 1);
-    job.NextRun -= days(365);
-  }
-  run.Program.Store.SaveJobs();
-  EXPECT_TRUE(run.Program.Start({}));
-  run.Program.Tick();
-  for (const BackupJob& job : run.Program.Store.Jobs) {
-    EXPECT_EQ(job.NextRun, *FromCivil(2009, 9, 23, 15, 5));
-  }
-}
-
 TEST(ProgramStart, TheStoreMayBeSavedAndChangedWhileAQuestionWaits) {
   StartedProgram run;
   run.StoreJobs(3);
@@ -167,14 +133,6 @@ TEST(ProgramStart, InAPauseNobodyIsAskedAndItsEndIsLikeThatOfAnyGap) {
   started.Program.Store.SaveJobs();
   started.Program.ReloadJobs();
   EXPECT_EQ(started.Host.Asked, 1) << "it was over when the program began";
-}
-
-TEST(ProgramStart, AnUnreadableStoreIsToldAndKept) {
-  StartedProgram run;
-  std::filesystem::create_directory(run.Temp.Home() / "Backup.rtm");
-  EXPECT_FALSE(run.Program.Start({}));
-  run.Program.Shutdown();
-  EXPECT_TRUE(std::filesystem::is_directory(run.Temp.Home() / "Backup.rtm"));
 }
 
 TEST(ProgramStart, ARunWithTheClockAheadPutsNoLaterOneOff) {
@@ -219,13 +177,6 @@ TEST(ProgramSettings, EditedByHandDuringARunTheyCountAndAreKept) {
   EXPECT_EQ(test.Program.Preferences.LogRestrictions(), 0);
   ASSERT_TRUE(test.Program.Preferences.SetStartMin(true));
   EXPECT_EQ(ReadTestFile(file), edited + "StartMin=True\n");
-}
-
-TEST(ProgramLock, OneProcessHasTheFolder) {
-  StartedProgram first;
-  EXPECT_TRUE(first.Program.Lock(u"first"));
-  kavrel::Program second(TempFolder::Text(first.Temp.Home()), u"", first.Clock, first.Host);
-  EXPECT_FALSE(second.Lock(u"second"));
 }
 
 /// A job every minute but at weekends, watched from a Friday evening on under a clock that stands

@@ -2,24 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
-#include "archive/compressed_backup.h"
 #include "archive/list_file.h"
 #include "base/text.h"
+#include "platform/clock.h"
 #include "support/command.h"
 #include "support/temp_folder.h"
 
 namespace kavrel {
 namespace {
-
-TEST(SevenZip, CommandLinesAreSplitAtBlanksOutsideQuotes) {
-  EXPECT_EQ(
-      SplitCommand(u"a  -t7z \"D:\\a b, c.7z\" C:\\x\\ @\"l i\".lst "),
-      (std::vector<std::u16string>{u"a", u"-t7z", u"D:\\a b, c.7z", u"C:\\x\\", u"@l i.lst"}));
-  EXPECT_EQ(SplitCommand(u"x \"\""), (std::vector<std::u16string>{u"x", u""}));
-  EXPECT_TRUE(SplitCommand(u"  ").empty());
-}
 
 TEST(SevenZip, TechnicalListingIsReadWithLargeSizesAndStrangeLines) {
   const SevenZipLibrary::Archive archive = ReadTechnicalListing(
@@ -45,36 +38,6 @@ TEST(SevenZip, TechnicalListingIsReadWithLargeSizesAndStrangeLines) {
   EXPECT_TRUE(archive.Entries[2].IsLink);
   EXPECT_TRUE(
       ReadTechnicalListing(std::string_view("\0 = \n----------\nSize = 1", 24)).Entries.empty());
-}
-
-TEST(ClsArc, SwitchesOfTheLevelsCarryThePasswordLastAndCommandLinesMaskIt) {
-  BackupJob job;
-  EXPECT_EQ(CompressionSwitch(CompressionLevel::Store, job), u"-t7z -m0=Copy -r");
-  EXPECT_EQ(CompressionSwitch(CompressionLevel::Fast, job), u"-t7z -m0=Deflate -r");
-  job.UsePassword = true;
-  job.Password = u"abc";
-  const std::u16string full = CompressionSwitch(CompressionLevel::Full, job);
-  EXPECT_TRUE(full.ends_with(u"-mb0s2:3 -pabc"));
-  EXPECT_EQ(full.find(u" -r"), full.npos);
-  EXPECT_EQ(CompressionSwitch(static_cast<CompressionLevel>(7), job), u"");
-
-  const TempFolder temp;
-  const SevenZipLibrary library(temp.Files());
-  ClsArc archiver(library, temp.Files());
-  archiver.Command = u"a";
-  archiver.Switch = u"-t7z -m0=Deflate -r";
-  archiver.param1 = u"D:\\Backup\\2009年09月23日15時.7z";
-  archiver.param2 = u"C:\\My Data\\";
-  archiver.Param3 = u"@C:\\Temp\\~complist.lst";
-  EXPECT_EQ(archiver.DoCommand(1), 0) << "another kind sends nothing";
-  EXPECT_EQ(archiver.DebugCommand,
-            u"a -t7z -m0=Deflate -r D:\\Backup\\2009年09月23日15時.7z \"C:\\My Data\\\" "
-            u"@C:\\Temp\\~complist.lst");
-  archiver.Switch = u"-t7z -pmy secret -p word";
-  archiver.DoCommand(1);
-  EXPECT_TRUE(archiver.DebugCommand.starts_with(u"a -t7z -p*** D:"));
-  EXPECT_EQ(QuotePath(u"a,b.txt"), u"\"a,b.txt\"");
-  EXPECT_EQ(QuotePath(u"ab.txt"), u"ab.txt");
 }
 
 TEST(ClsArc, ACommandAtWorkIsFollowedUntilItsMonitorEndsIt) {

@@ -84,16 +84,5 @@ TEST(DateTime, MonthsClampToTheLastDay) {
   EXPECT_EQ(AddMonths(*FromCivil(2009, 11, 30), 15), *FromCivil(2011, 2, 28));
 }
 
-TEST(DateTime, Stamps) {
-  const DateTime time = *FromCivil(2009, 9, 3, 0, 4, 5);
-  EXPECT_EQ(LogFileStamp(time), u"2009年09月03日00時04分05秒");
-  EXPECT_EQ(ArchiveStamp(time), u"2009年09月03日00時");
-  EXPECT_EQ(BannerTime(time), u"2009 年 09 月 03 日 - 上午 12 時 04 分 05 秒");
-  EXPECT_EQ(ToCivil(time).Weekday, 5);
-  EXPECT_EQ(ShortWeekdayName(1), u"週日");
-  EXPECT_EQ(WeekdayName(7), u"星期六");
-  EXPECT_EQ(MonthName(12), u"十二月");
-}
-
 }  // namespace
 }  // namespace kavrel

@@ -44,14 +44,6 @@ TEST(Text, AnOctalFieldComesBackAsItWas) {
   EXPECT_EQ(UnescapeOctal(u"\\040\\777\\08\\"), u" \\777\\08\\");
 }
 
-TEST(Text, PiecesAndReplacements) {
-  EXPECT_EQ(Split(u"a\t\tb\t", u'\t'), (std::vector<std::u16string_view>{u"a", u"", u"b", u""}));
-  EXPECT_EQ(Split(u"", u';').size(), 1U);
-  EXPECT_EQ(ReplaceAll(u"aaa&b", u"aa", u"x"), u"xa&b");
-  EXPECT_EQ(Trim(u"  a \t "), u"a \t");
-  EXPECT_EQ(Trim(u"   "), u"");
-}
-
 TEST(Number, IsWrittenWithThousandsSeparatorsAndRoundedAsPeopleDo) {
   EXPECT_EQ(Grouped(0), u"0");
   EXPECT_EQ(Grouped(UINT64_MAX), u"18,446,744,073,709,551,615");

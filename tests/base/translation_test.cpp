@@ -7,9 +7,7 @@
 #include "base/screen_format.h"
 #include "base/text.h"
 #include "base/text_pattern.h"
-#include "platform/user_language.h"
 #include "support/spoken.h"
-#include "support/variable.h"
 
 namespace kavrel {
 namespace {
@@ -108,14 +106,6 @@ TEST(TranslationTest, FindsTheLanguageOfALocale) {
                                                         {"", ""}}) {
     EXPECT_EQ(code(locale), wanted) << locale;
   }
-}
-
-TEST(TranslationTest, AsksTheEnvironmentInGettextsOrder) {
-  const EnvironmentVariable none("LC_ALL", ""), of_messages("LC_MESSAGES", "fr_FR.UTF-8"),
-      of_all("LANG", "ja_JP"), first("LANGUAGE", "xx::de");
-  EXPECT_EQ(UserLanguages(), (std::vector<std::string>{"xx", "de", "fr_FR.UTF-8"}));
-  const EnvironmentVariable plain("LC_ALL", "C");
-  EXPECT_TRUE(UserLanguages().empty());
 }
 
 TEST(TranslationTest, FallsBackAsAWholeAndKeepsTheSourceForItsOwnLanguage) {
@@ -218,19 +208,6 @@ TEST(TranslationTest, WritesNumbersAndTimesAsTheLanguageDoes) {
   }
   EXPECT_FALSE(ScreenNumberOf(u"1..2"));
   EXPECT_FALSE(ScreenNumberOf(u"2009/9"));
-}
-
-TEST(TranslationTest, ShowsTheNamesThatTheProgramGivesAndNoOthers) {
-  const Spoken german("de");
-  EXPECT_EQ(ShownName(u"資源回收筒"), u"Papierkorb");
-  EXPECT_EQ(ShownName(u"照片 - 複本"), u"照片 - Kopie");
-  EXPECT_EQ(ShownName(u"家目錄 - 複本 - 複本 3"), u"家目錄 - 複本 - 複本 3") << "two ways";
-  EXPECT_EQ(ShownName(u"備份完成"), u"備份完成") << "a text, but no name";
-  EXPECT_EQ(ShownName(u"失敗 1 個檔案"), u"失敗 1 個檔案");
-  EXPECT_EQ(ShownName(u"name"), u"name");
-  EXPECT_EQ(ShownName(u""), u"");
-  const Spoken chinese("zh_TW");
-  EXPECT_EQ(ShownName(u"資源回收筒"), u"資源回收筒");
 }
 
 }  // namespace

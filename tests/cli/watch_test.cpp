@@ -2,11 +2,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <algorithm>
 #include <functional>
 
-#include "base/text.h"
-#include "base/translation.h"
 #include "core/job_store.h"
 #include "platform/clock.h"
 #include "support/command.h"
@@ -183,23 +180,6 @@ TEST_F(WatchTest, RunTakesAllThatAreOnOrThoseThatAreDue) {
   EXPECT_FALSE(fs::exists(dest_ / "off"));
   EXPECT_EQ(Ctl({"run"}).ExitCode, 2);
   EXPECT_EQ(Ctl({"run", "--all", "late"}).ExitCode, 2);
-}
-
-TEST_F(WatchTest, TellsEachEventInTheUsersLanguage) {
-  fs::create_directories(source_);
-  Add("A", "2126/1/1 01:00", "--enable");
-  for (const Language& language : Languages()) {
-    const std::string code(language.Code);
-    BackgroundCommand watch(Command({"--lang", code, "watch"}));
-    ASSERT_TRUE(Await([&] { return !watch.Output().empty(); })) << code;
-    kill(watch.Process(), SIGTERM);
-    EXPECT_EQ(watch.Wait(), 0);
-    const std::string said = watch.Output();
-    EXPECT_EQ(Holds(said, " watching: ") && Holds(said, " stopped: "), code == "en") << said;
-    const bool may = code.starts_with("zh") || code == "ja";
-    EXPECT_EQ(std::ranges::any_of(FromUtf8(said), [](char16_t c) { return c >= 0x3000; }), may)
-        << said;
-  }
 }
 
 }  // namespace

@@ -120,14 +120,5 @@ TEST_F(RunDriverTest, TheSourceFoldersNameIsAppendedWithoutASeparator) {
   }
 }
 
-TEST(ElapsedText, ChangesItsUnitsAtASecondAndAMinute) {
-  EXPECT_EQ(ElapsedText(850), u"850 奈秒");
-  EXPECT_EQ(ElapsedText(12345), u"12.345 秒");
-  EXPECT_EQ(ElapsedText(60000), u"1 分");
-  EXPECT_EQ(ElapsedText(61000), u"1 分, 1 秒");
-  EXPECT_EQ(ElapsedText(125500), u"2 分, 5.500 秒");
-  EXPECT_EQ(ElapsedText(60000ULL * 1234 + 1), u"1,234 分, 0.001 秒");
-}
-
 }  // namespace
 }  // namespace kavrel

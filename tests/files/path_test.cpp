@@ -4,7 +4,6 @@
 
 #include "base/text.h"
 #include "files/error_text.h"
-#include "files/size_text.h"
 
 namespace kavrel {
 namespace {
@@ -67,16 +66,6 @@ TEST(Path, OnlyPosixPathsTellLettersApart) {
   EXPECT_TRUE(PathStartsWith(u"D:\\BACKUP\\c\\", u"d:\\backup"));
   EXPECT_FALSE(PathStartsWith(u"/home/u/Backup/", u"/home/u/backup"));
   EXPECT_TRUE(PathStartsWith(u"/home/u/backup/", u"/home/u/backup"));
-}
-
-TEST(SizeText, TakesTheLargestUnitThatTheSizeExceeds) {
-  EXPECT_EQ(FormatSize(1024, SizeMode::Both), u"1,024 位元 (1,024 位元)");
-  EXPECT_EQ(FormatSize(1025, SizeMode::Scaled), u"1.00 KB");
-  EXPECT_EQ(FormatSize(1572864, SizeMode::Both), u"1.50 MB (1,572,864 位元)");
-  EXPECT_EQ(FormatSize(1048576, SizeMode::Scaled), u"1,024.00 KB");
-  EXPECT_EQ(FormatSize(1048577, SizeMode::Scaled), u"1.00 MB");
-  EXPECT_EQ(FormatSize(0, SizeMode::Bytes), u"0 位元");
-  EXPECT_EQ(FormatSize(UINT64_MAX, SizeMode::Scaled), u"16.00 EB");
 }
 
 TEST(ErrorText, NamesCodeAndMessage) {

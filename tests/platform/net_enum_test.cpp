@@ -82,15 +82,6 @@ TEST_F(NetworkTest, ASearchThatHangsNeitherWaitsNorOutlivesItsObject) {
   EXPECT_EQ(search->Next(entry), NetEnum::Step::Waiting);
 }
 
-TEST_F(NetworkTest, MappedDrivesComeFirst) {
-  MountTable mounts;
-  mounts.Load();
-  const std::vector<std::u16string> drives = LocalDrives(Temp.Files(), mounts);
-  ASSERT_GE(drives.size(), 2u);
-  EXPECT_EQ(drives[0], u"C:");
-  EXPECT_EQ(drives[1], u"D:");
-}
-
 TEST(Mounts, TellsTheDiskThatShouldBeThere) {
   MountTable mounts;
   mounts.Load();

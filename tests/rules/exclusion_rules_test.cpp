@@ -155,25 +155,5 @@ TEST_F(ExclusionTest, AFileThatCannotBeReadOrWrittenIsLeftAlone) {
   EXPECT_TRUE(fs::is_directory(path_));
 }
 
-TEST_F(ExclusionTest, AHundredThousandRulesLoadAndMatch) {
-  std::u16string text;
-  for (int i = 0; i < 100000; ++i) {
-    text += u"r\tTrue\tX:\tfolder" + FromUtf8(std::to_string(i)) + u"\t*\r\n";
-  }
-  Load(text);
-  EXPECT_EQ(set_.Rules().size(), 100000U);
-  EXPECT_TRUE(set_.IsFolderExcluded(u"X:\\a\\Folder99999\\"));
-}
-
-TEST(CheckInvalidChars, ReportsTheFirstForbiddenCharacterOfTheSet) {
-  EXPECT_EQ(CheckInvalidChars(u"  ", kForbiddenInFilePattern), u"檔案或資料夾並未設定");
-  EXPECT_EQ(CheckInvalidChars(u"a?b", kForbiddenInFolderName), u"Invalid Character - ?");
-  EXPECT_EQ(CheckInvalidChars(u"*.tmp", kForbiddenInFileName), u"Invalid Character - *");
-  EXPECT_EQ(CheckInvalidChars(u"*.tmp", kForbiddenInFilePattern), u"");
-  EXPECT_EQ(CheckInvalidChars(u"aXb", u"?x"), u"Invalid Character - x");
-  EXPECT_EQ(CheckInvalidChars(u"Te*p\\x", kForbiddenInFolderPath), u"");
-  EXPECT_EQ(CheckInvalidChars(u"c:\"", kForbiddenInFolderPath), u"Invalid Character - \"");
-}
-
 }  // namespace
 }  // namespace kavrel

@@ -2,14 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "base/number.h"
-#include "base/text.h"
 #include "support/set_clock.h"
 
 namespace kavrel {
 namespace {
-
-using std::chrono::minutes;
 
 const DateTime kNow = *FromCivil(2009, 9, 23, 14, 7, 30);
 
@@ -20,42 +16,6 @@ BackupJob Overdue(std::u16string name, bool enabled) {
   job.NextRun = *FromCivil(2009, 9, 23, 1);
   job.EveryMinutes = 10;
   return job;
-}
-
-TEST(PastDueQuestion, CountsDownToItsDefaultAction) {
-  PastDueQuestion question;
-  question.Action = u"立刻備份";
-  question.SetJob(Overdue(u"文件", true));
-  EXPECT_EQ(ToUtf8(question.Message()),
-            "Kavrel發現到【文件】在【2009/9/23 上午 01:00:00】時間內並未做備份，您要：");
-  question.Load();
-  question.Tick();
-  EXPECT_EQ(question.Caption(), u" ");
-  for (int left = 18; left >= 0; --left) {
-    EXPECT_FALSE(question.Answered());
-    question.Tick();
-    EXPECT_EQ(ToUtf8(question.Caption()),
-              "Kavrel將於 " + std::to_string(left) + " 秒後將會立即執行【立刻備份】");
-  }
-  EXPECT_TRUE(question.Answered() && question.TimedOut && !question.Later);
-
-  question.DefaultLater = true;
-  question.Load();
-  for (int i = 0; i < 19; ++i) question.Tick();
-  EXPECT_FALSE(question.Answered());
-  question.Tick();
-  EXPECT_TRUE(question.Answered() && question.TimedOut && question.Later);
-}
-
-TEST(PastDueQuestion, AUserWhoLooksStopsTheCountdown) {
-  PastDueQuestion question;
-  question.Load();
-  for (int i = 0; i < 10; ++i) question.Tick();
-  question.StopCountdown();
-  for (int i = 0; i < 100; ++i) question.Tick();
-  EXPECT_FALSE(question.Answered());
-  question.Answer(true);
-  EXPECT_TRUE(question.Later && !question.TimedOut);
 }
 
 TEST(PastDueRule, PutsOffWhatIsOffOrNotWantedAndLeavesTheRestToTheFirstTick) {

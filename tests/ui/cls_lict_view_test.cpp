@@ -129,31 +129,6 @@ TEST_F(LictViewTest, SortingChangesWhatIsShownAndNoRowsNumber) {
   EXPECT_EQ(ShownNames(), "郵件 文件 照片");
 }
 
-TEST_F(LictViewTest, ColumnsMoveByDragAndResizeUnlessFixed) {
-  QWidget& header = *Header().viewport();
-  Drag(header, HeaderMiddle(2), HeaderMiddle(1) - QPoint(60, 0));
-  EXPECT_EQ(Header().visualIndex(2), 2);
-  list_.SetHeaderDragDrop(true);
-  Drag(header, HeaderMiddle(2), HeaderMiddle(1) - QPoint(60, 0));
-  EXPECT_EQ(Header().visualIndex(2), 1);
-  EXPECT_EQ(list_.ItemText(0, 2), "12");
-
-  const QPoint edge(Header().sectionViewportPosition(0) + Header().sectionSize(0) - 1, 8);
-  list_.SetHeaderFixedWidth(true);
-  Drag(header, edge, edge + QPoint(40, 0));
-  EXPECT_EQ(list_.ColumnWidth(0), 190);
-  list_.SetHeaderFixedWidth(false);
-  list_.SetHeaderDragDrop(false);
-  Drag(header, edge, edge + QPoint(40, 0));
-  EXPECT_EQ(list_.ColumnWidth(0), 230);
-
-  list_.SetColumnWidth(1, 0);
-  EXPECT_TRUE(Header().isSectionHidden(1));
-  EXPECT_EQ(list_.ColumnWidth(1), 0);
-  list_.SetColumnWidth(1, 77);
-  EXPECT_EQ(list_.ColumnWidth(1), 77);
-}
-
 TEST_F(LictViewTest, ClicksBesideTheRowsSelectNothing) {
   QSignalSpy select(&list_, &clsLictView::ItemSelect), menu(&list_, &clsLictView::RightClick);
   Click(Port(), Cell(1));
@@ -171,98 +146,6 @@ TEST_F(LictViewTest, ClicksBesideTheRowsSelectNothing) {
   EXPECT_EQ(menu[1].mid(0, 2), (QVariantList{-1, -1}));
   EXPECT_EQ(menu[2][0], 0);
   EXPECT_TRUE(Port().rect().contains(Port().mapFromGlobal(menu[2][2].toPoint())));
-}
-
-TEST_F(LictViewTest, KeysComeFirstToTheWindow) {
-  QList<int> keys;
-  QObject::connect(&list_, &clsLictView::NotifyKeyDown, &list_, [&](int key, bool& handled) {
-    keys += key;
-    handled = key == Qt::Key_Down || key == Qt::Key_Space;
-  });
-  list_.SetSelectedItem(0);
-  QAbstractItemView& view = ViewOf(*list_.hwnd());
-  Press(view, Qt::Key_Enter, Qt::KeypadModifier);
-  Press(view, Qt::Key_Down);
-  Press(view, Qt::Key_Space);
-  Press(view, Qt::Key_A, Qt::ControlModifier);
-  EXPECT_EQ(keys, (QList<int>{Qt::Key_Return, Qt::Key_Down, Qt::Key_Space}));
-  EXPECT_EQ(list_.SelectedItem(), 0);
-  EXPECT_TRUE(checks_.isEmpty());
-}
-
-TEST_F(LictViewTest, TipsShowTheRowOrTheTextThatIsCut) {
-  const QString markup = "C:\\<b>&amp;</b>\\一個很長很長很長的資料夾名稱\\";
-  list_.SetItemText(0, 1, markup);
-  EXPECT_EQ(TipAt(Port(), Cell(0, 1)), "");
-  list_.SetLabelTips(true);
-  EXPECT_EQ(TipAt(Port(), Cell(1, 1)), "") << "this one is not cut";
-  EXPECT_TRUE(TipAt(Port(), Cell(0, 1)).contains("&lt;b&gt;&amp;amp;"));
-  QObject::connect(&list_, &clsLictView::NotifyInfoTip, &list_,
-                   [](int row, QString& text) { text = QStringLiteral("列\r\n%1").arg(row); });
-  EXPECT_TRUE(TipAt(Port(), Cell(0, 1)).contains("&lt;b&gt;"));
-  list_.SetInfoTip(true);
-  EXPECT_EQ(TipAt(Port(), Cell(2, 2)), "列\n2");
-  EXPECT_EQ(TipAt(Port(), QPoint(300, 300)), "");
-}
-
-TEST_F(LictViewTest, CellsArePaintedInTheColoursOfTheWindow) {
-  list_.SetRaiseSubItemPrePaint(true);
-  QObject::connect(&list_, &clsLictView::OnSubItemPrePaint, &list_,
-                   [](int row, int column, QColor& background, QColor& text) {
-                     background = QColor(10 * row, 100, 20 * column);
-                     text = background;
-                   });
-  const QImage rows = Shot(Port(), "lict-colours");
-  const auto colour = [](const QImage& picture, QPoint at) { return picture.pixelColor(at); };
-  EXPECT_EQ(colour(rows, Cell(1, 1)), QColor(10, 100, 20));
-  EXPECT_EQ(colour(rows, Cell(2, 2)), QColor(20, 100, 40));
-
-  // The selection shows above the colours, and stays when the focus goes unless it is to be hidden.
-  list_.SetSelectedItem(2);
-  list_.SetHideSelection(false);
-  list_.hwnd()->setFocus();
-  const QPoint beside = Cell(2, 2) + QPoint(30, 8);
-  EXPECT_NE(colour(Shot(Port(), "lict-selected"), beside), QColor(20, 100, 40));
-  list_.SetHideSelection(true);
-  ViewOf(*list_.hwnd()).clearFocus();
-  EXPECT_EQ(colour(Shot(Port(), "lict-hidden"), beside), QColor(20, 100, 40));
-}
-
-TEST_F(LictViewTest, SeveralRowsCanBeSelectedAndRemoved) {
-  list_.SetSelectList(true);
-  EXPECT_EQ(list_.ItemSelCount(), 0) << "single selection";
-  list_.SetMultiSelect(true);
-  list_.SetSelectList(true);
-  list_.SetSelected(1, false);
-  EXPECT_EQ(list_.SelectedItems(), (QList<int>{0, 2}));
-  for (const int row : {2, 0}) list_.ItemRemove(row);
-  EXPECT_EQ(list_.ItemText(0, 0), "文件");
-  list_.SetSelectedItem(0);
-  list_.ItemClear();
-  EXPECT_EQ(list_.ItemCount(), 0);
-  EXPECT_EQ(list_.SelectedIndex(), -1);
-  EXPECT_EQ(list_.ItemText(0, 0), "");
-}
-
-TEST(LictView, KeepsWhatIsSetBeforeItExists) {
-  clsLictView list;
-  list.Create();
-  EXPECT_EQ(list.hwnd(), nullptr);
-  list.ColumnAdd(0, 120, "名稱");
-  list.ItemAdd(-1, "一");
-  list.SetChecked(0, true);
-  list.SetSelectedItem(0);
-  list.SetView(clsLictView::ListView);
-  list.SetHeaderDragDrop(true);
-  QWidget window;
-  list.SetTargetPictureBox(&window);
-  list.Create();
-  ShowAndWait(window);
-  EXPECT_EQ(list.hwnd()->size(), window.size());
-  EXPECT_TRUE(ViewOf(*list.hwnd()).inherits("QListView"));
-  EXPECT_TRUE(list.hwnd()->findChild<QHeaderView*>()->sectionsMovable());
-  EXPECT_EQ(list.ColumnWidth(0), 120);
-  EXPECT_TRUE(list.Checked(0));
 }
 
 }  // namespace

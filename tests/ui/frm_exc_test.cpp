@@ -4,42 +4,26 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QRadioButton>
-#include <deque>
 
-#include "support/spoken.h"
 #include "support/test_program.h"
 #include "ui/window_driver.h"
 
 namespace kavrel {
 namespace {
 
-/// Finds what it is given; for ever waiting when it has nothing left, unless told to end.
-class ScriptedSearch final : public NetEnum {
+class NoSearch final : public NetEnum {
  public:
-  explicit ScriptedSearch(std::deque<NetEntry> entries, bool ends)
-      : entries_(std::move(entries)), ends_(ends) {}
-  Step Next(NetEntry& entry) override {
-    if (entries_.empty()) return ends_ ? Step::Done : Step::Waiting;
-    entry = entries_.front();
-    entries_.pop_front();
-    return Step::Found;
-  }
-
- private:
-  std::deque<NetEntry> entries_;
-  bool ends_;
+  Step Next(NetEntry&) override { return Step::Done; }
 };
 
 class RuleEditorTest : public testing::Test {
  protected:
-  frmExc& Open(const std::deque<NetEntry>& network = {}, bool ends = true) {
-    exc_ = std::make_unique<frmExc>(
-        Program.Program, nullptr, [=] { return std::make_unique<ScriptedSearch>(network, ends); });
+  frmExc& Open() {
+    exc_ = std::make_unique<frmExc>(Program.Program, nullptr,
+                                    [] { return std::make_unique<NoSearch>(); });
     ShowAndWait(*exc_);
     return *exc_;
   }
@@ -145,30 +129,6 @@ TEST_F(RuleEditorTest, EditingChoosesTheOptionsThatTheRuleMeans) {
   EXPECT_EQ(File(), "a\tFalse\tC:\t\\\t*\r\n\xA7\xEF\xB9L\tFalse\t*\tTemp\\\tx.txt\r\n");
 }
 
-TEST_F(RuleEditorTest, BuiltInNamesAreShownInTheUsersLanguageAndKept) {
-  const auto edited = [&](const char* language, const QString& bin, const QString& given) {
-    const Spoken spoken(language);
-    Program.Program.Exclusions.RestoreDefaults();
-    Open();
-    EXPECT_EQ(Cell(0, 0), bin);
-    SelectRow(0);
-    Button("btnEdit").click();
-    EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), bin);
-    Button("btnOK").click();
-    Button("btnNew").click();
-    EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), given);
-    Option("optFile2");
-    Text("txtFile2", "*.tmp");
-    Button("btnOK").click();
-    EXPECT_EQ(Cell(14, 0), given);
-    Button("btnDone").click();
-    return File();
-  };
-  const std::string chinese = edited("zh_TW", "資源回收筒", "新的排除方案");
-  EXPECT_EQ(edited("en", "Recycle bin", "New rule"), chinese);
-  EXPECT_EQ(Rules().size(), 15u);
-}
-
 TEST_F(RuleEditorTest, ChangesAreNeverLostUnasked) {
   Open();
   const std::string before = File();
@@ -190,44 +150,6 @@ TEST_F(RuleEditorTest, ChangesAreNeverLostUnasked) {
   EXPECT_EQ(PlainCaption(Button("btnDone").text()), "完成排除清單設定");
   Press(*exc_, Qt::Key_Escape);
   EXPECT_FALSE(exc_->isVisible());
-}
-
-TEST_F(RuleEditorTest, OffersDrivesAndSharesAndTheSearchCanBeStoppedAtAnyEntry) {
-  const NetEntry server{u"\\\\nas", false, {}}, share{u"\\\\nas\\備份", true, {}},
-      closed{u"\\\\pc", false, u"NT_STATUS_ACCESS_DENIED"}, late{u"\\\\late\\x", true, {}};
-  Open({server, share}, false);
-  const auto drives = [&] {
-    QStringList list;
-    auto& box = Get<QComboBox>("cboDrive");
-    for (int i = 0; i < box.count(); ++i) list += box.itemText(i);
-    return list;
-  };
-  EXPECT_TRUE(WaitUntil([&] { return drives().contains("\\\\nas\\備份"); }));
-  EXPECT_TRUE(drives().contains("C:") && drives().contains("D:"));
-  EXPECT_EQ(Get<QLabel>("lblState").text(), "\\\\nas\\備份 ...");
-  Button("btnStop").click();
-  EXPECT_EQ(Get<QLabel>("lblState").text(), "");
-  EXPECT_FALSE(Button("btnStop").isVisible());
-
-  const auto press = [](QWidget& box, const QString& caption) {
-    for (auto* button : box.findChildren<QPushButton*>()) {
-      if (PlainCaption(button->text()) == caption) button->click();
-    }
-  };
-  QString question;
-  WhenDialog([&](QWidget& first) {
-    question = dynamic_cast<QMessageBox&>(first).text();
-    WhenDialog([&](QWidget& second) { press(second, "否"); });
-    press(first, "是");
-  });
-  Open({closed, share, closed, late});
-  EXPECT_TRUE(WaitUntil([&] { return !Button("btnStop").isVisible(); }));
-  EXPECT_EQ(
-      question,
-      "NT_STATUS_ACCESS_DENIED\n\nError accessing computer \\\\pc\n\nWould you like to continue "
-      "searching network\nfor other network shares?");
-  EXPECT_TRUE(drives().contains("\\\\nas\\備份"));
-  EXPECT_FALSE(drives().contains("\\\\late\\x"));
 }
 
 }  // namespace

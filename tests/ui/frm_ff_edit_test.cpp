@@ -80,32 +80,6 @@ TEST_F(FilterEditorTest, PatternsAreAddedReplacedAndRemoved) {
   EXPECT_EQ(File(), "\xA4\xE5\xAE\xD1\t*.TXT;*.a;*.b\r\ntwo\t*.jpg\r\n");
 }
 
-TEST_F(FilterEditorTest, AnotherListAsksAboutWhatIsNotStored) {
-  const QString question = "您確定要儲存已經變更過的「one」副檔名清單嗎？";
-  const auto change = [&] {
-    Select("LvFFs", 0);
-    Button("btnEditFF").click();
-    Enter("txtExt", "*.new");
-    Button("btnExtAdd").click();
-  };
-  change();
-  EXPECT_EQ(MessageOf([&] { Select("LvFFs", 1); }, "否"), question);
-  EXPECT_EQ(Rows("LvExts"), QStringList({"*.jpg"}));
-  EXPECT_EQ(Program.Program.Filters.Entries[1].Patterns, u"*.txt;*.doc");
-  change();
-  EXPECT_EQ(MessageOf([&] { Select("LvFFs", 1); }, "是"), question);
-  EXPECT_EQ(Rows("LvExts"), QStringList({"*.jpg"}));
-  EXPECT_EQ(Program.Program.Filters.Entries[1].Patterns, u"*.txt;*.doc;*.new");
-  change();
-  Box("txtDesc").clear();
-  MessageOf([&] { Select("LvFFs", 1); }, "是");  // cannot be stored: the user stays
-  EXPECT_TRUE(Find<QGroupBox>(Edit, "fraFF")->isEnabled());
-  EXPECT_EQ(ViewOf(List("LvFFs")).currentIndex().row(), 0);
-  Button("btnFFCancel").click();
-  EXPECT_EQ(Box("txtDesc").text(), "one");
-  EXPECT_EQ(File(), "one\t*.txt;*.doc\r\ntwo\t*.jpg\r\n");
-}
-
 TEST_F(FilterEditorTest, NewListsDeletedListsAndWhatSavingAsks) {
   Button("btnNewFF").click();
   EXPECT_EQ(Box("txtDesc").text(), "請輸入新的名稱");

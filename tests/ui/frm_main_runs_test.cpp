@@ -3,16 +3,13 @@
 
 #include <QLabel>
 #include <QMessageBox>
-#include <QProgressBar>
 #include <QSignalSpy>
 #include <QTimer>
 #include <QToolButton>
 
 #include "base/text.h"
 #include "support/tree.h"
-#include "ui/caption_strip.h"
 #include "ui/main_window.h"
-#include "ui/qt_text.h"
 #include "ui/tray.h"
 
 namespace kavrel {
@@ -85,84 +82,6 @@ TEST(FrmMainRuns, RunsAJobByItsMenu) {
   ASSERT_EQ(main.Logs().ItemCount(), 1);
   EXPECT_EQ(main.Logs().ItemText(0, 1), "備份完成");
   EXPECT_FALSE(exists(main.Backup("照片")));
-}
-
-TEST(FrmMainRuns, ShowsTheFileAtWorkAndTheWholeRun) {
-  MainWindow main;
-  main.AddJob(u"文件");
-  for (const char* name : {"甲", "乙", "丙", "丁"}) {
-    main.WriteSource(std::string("文件/") + name, std::string(1000, 'x'));
-  }
-  main.Start();
-  FrmMain& window = main.Window;
-  window.JobStarting(0, main.Clock.Now());
-  window.ShowRunPanels(true);
-  main.Program.Context.Report.Counters = {};
-  main.Program.Context.Report.Counters.SourceFiles = 2;
-  main.Program.Context.Report.Counters.SourceBytes = 1500;
-  const auto text = [&](const char* strip) {
-    return static_cast<CaptionStrip*>(main.Named(strip))->Text();
-  };
-  EXPECT_TRUE(WaitUntil([&] {
-    window.DrawCaptions(u"C:\\文件\\", u"D:\\文件\\", u"乙");
-    EXPECT_EQ(window.ApiFileCopyCallback(1000, 500, 0, 1000, 500, 131072), 0);
-    return text("PicTotal").contains("4 個檔案");
-  }));
-  EXPECT_EQ(text("PicSrc"), "來源目錄：C:\\文件\\");
-  EXPECT_EQ(text("PicDest"), "目標目錄：D:\\文件\\");
-  EXPECT_EQ(text("PicBackup"), "檔案名稱：乙");
-  EXPECT_EQ(text("PicTotal"), "整體進度：2 / 4 個檔案，1.95 KB / 3.91 KB");
-  const auto* bar = main.Named("picPtbTotal")->findChild<QProgressBar*>();
-  EXPECT_TRUE(WaitUntil([&] { return bar->value() == 50; }));
-  EXPECT_EQ(main.Named("picStatusBar")->findChild<QLabel*>()->text(),
-            " [ 500 位元 (500 位元) / 1,000 位元 (1,000 位元) ] 50 %");
-  main.Program.State.CancelRequested = true;
-  EXPECT_EQ(window.ApiFileCopyCallback(1000, 1000, 0, 1000, 1000, 131072), 1);
-}
-
-TEST(FrmMainRuns, ThePanelShowsTheRunAtWorkAndPackingInPercent) {
-  MainWindow main;
-  main.AddJob(u"文件");
-  SetJobType(main.AddJob(u"照片"), BackupType::Compressed);
-  main.WriteSource("文件/甲", "a");
-  main.WriteSource("照片/乙", Large(8));
-  main.Start();
-  FrmMain& window = main.Window;
-  const auto text = [&](const char* strip) {
-    return static_cast<CaptionStrip*>(main.Named(strip))->Text();
-  };
-  window.JobStarting(0, main.Clock.Now());
-  window.ShowRunPanels(true);
-  window.DrawCaptions(u"C:\\文件\\下層\\", u"D:\\文件\\下層\\", u"甲");
-  EXPECT_TRUE(main.Shown("picPtbFile"));
-  // A question may come up before the first file of the next run.
-  window.JobStarting(1, main.Clock.Now());
-  window.ShowRunPanels(false);
-  window.ShowRunPanels(true);
-  EXPECT_EQ(text("PicSrc"), "來源目錄：C:\\照片\\");
-  EXPECT_EQ(text("PicDest"), "目標目錄：D:\\照片\\");
-  EXPECT_EQ(text("PicBackup"), "檔案名稱：");
-  EXPECT_FALSE(main.Shown("picPtbFile")) << "an archiver tells of no single file";
-  EXPECT_TRUE(WaitUntil([&] {
-    window.ApiFileCopyCallback(100, 40, 0, 100, 40, 1);
-    return text("PicTotal").startsWith("整體進度：40 %");
-  }));
-  EXPECT_EQ(main.Named("picStatusBar")->findChild<QLabel*>()->text(), " 40 %");
-}
-
-TEST(FrmMainRuns, AfterABatchTheUsersChoiceIsBack) {
-  MainWindow main;
-  AddThree(main);
-  main.Start();
-  main.Jobs().SetSelectedItem(1);
-  QList<int> marked;
-  const DuringRun look(main, [&] {
-    if (!marked.contains(main.Jobs().SelectedItem())) marked += main.Jobs().SelectedItem();
-  });
-  main.Answer({{"您確定要執行備份清單上已勾選的排程嗎？", kYes}});
-  Click(main.Button(1));
-  EXPECT_TRUE(marked.contains(0) && marked.contains(2)) << "the job at work is seen";
-  EXPECT_EQ(main.Jobs().SelectedItem(), 1);
 }
 
 TEST(FrmMainRuns, AskedAndRefusedNothingRuns) {

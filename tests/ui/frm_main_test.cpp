@@ -15,13 +15,11 @@
 #include "ui/frm_shortcut.h"
 #include "ui/frm_zip_list.h"
 #include "ui/main_window.h"
-#include "ui/qt_text.h"
 
 namespace kavrel {
 
 namespace {
 
-using std::filesystem::exists;
 const QString kYes = "是";
 
 TEST(FrmMain, TellsOfJobsThatSomebodyElseStoredWithoutWaiting) {
@@ -123,31 +121,6 @@ TEST(FrmMain, KeepsEveryOptionTheMomentItIsChosen) {
   qunsetenv("XDG_CONFIG_HOME");
 }
 
-TEST(FrmMain, TellsEverythingOfAJobThoughColumnsAreHidden) {
-  MainWindow main;
-  BackupJob& job = main.AddJob(u"照片 <b>");
-  SetInterval(job, IntervalKind::Hours, 12);
-  job.RefusedDays = 1 << 1 | 1 << 7;
-  job.LimitFileSize = true;
-  job.MaxFileSizeKB = 2048;
-  job.UsePassword = true;
-  job.FileTypes = u"*.jpg;*.png";
-  main.Start();
-  const QString tip =
-      TipAt(*ViewOf(*main.Jobs().hwnd()).viewport(), CellCentre(*main.Jobs().hwnd(), 0));
-  EXPECT_TRUE(tip.contains("&lt;b&gt;")) << tip.toStdString();
-  EXPECT_EQ(
-      main.Window.findChild<JobList*>()->InfoTip(0).split("\r\n"),
-      (QStringList{
-          "備份排程名稱：照片 <b>", "來源資料夾　：C:\\照片 <b>\\", "目標資料夾　：D:\\照片 <b>\\",
-          "最後備份時間：",
-          "下次備份時間：" + ToQString(DateTimeText(main.Program.Context.Store.Jobs[0].NextRun)),
-          "檔案壓縮備份：關閉", "壓縮檔案加密：加密", "檔案同步備份：關閉", "回收筒存放　：關閉",
-          "備份子目錄　：啟動", "限制檔案大小：限制 ( 2048 ) KB",
-          "備份時間間隔：每 12 個小時備份一次", "拒絕備份日期：週日, 週六",
-          "檔案類型　　：*.jpg;*.png", "上次結果　　：尚未備份"}));
-}
-
 TEST(FrmMain, NamesAreShownAsTheyAreAndVeryLongOnesWithoutTheirMiddle) {
   MainWindow main;
   main.AddJob(u"<b>甲<img src=y> & " + std::u16string(180, u'x') + u"尾");
@@ -168,17 +141,10 @@ TEST(FrmMain, NamesAreShownAsTheyAreAndVeryLongOnesWithoutTheirMiddle) {
   Press(ViewOf(*main.Jobs().hwnd()), Qt::Key_Return);
 }
 
-TEST(FrmMain, SpringsBackToItsSmallestSizeAndIsNeverLost) {
+TEST(FrmMain, IsNeverLostWhereNoTrayCouldCallItBack) {
   MainWindow main;
   main.AddJob(u"照片");
   main.Start();
-  const QSize smallest = main.Window.size();
-  main.Window.resize(300, 200);
-  EXPECT_EQ(main.Window.size(), smallest);
-  main.Window.resize(smallest + QSize(100, 80));
-  EXPECT_EQ(main.Named("PiclstJob")->width(), main.Window.width());
-  EXPECT_EQ(main.Named("picStatusBar")->geometry().bottom(), main.Window.rect().bottom());
-  // This desktop has no tray that could call a hidden window back.
   main.Window.close();
   EXPECT_TRUE(main.Window.isVisible());
   EXPECT_TRUE(main.Window.isMinimized());

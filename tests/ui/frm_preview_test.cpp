@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <QComboBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -132,25 +131,6 @@ TEST(FrmGoOn, StopsTheRunWhenNobodyAnswersUnlessTheQuestionWasSeen) {
     EXPECT_FALSE(dialog.isVisible());
     EXPECT_EQ(dialog.result(), QDialog::Rejected);
   }
-}
-
-TEST(PlanModel, AHundredThousandStepsAreShownByNumberAlone) {
-  RunPlan plan;
-  for (std::uint64_t i = 0; i < 100'000; ++i) {
-    const std::string path = "folder/" + std::to_string(i) + (i % 1000 == 7 ? ".Doc" : ".txt");
-    plan.Add(i % 2 ? PlanAction::Copy : PlanAction::Replace, PlanReason::New, false,
-             std::u16string(path.begin(), path.end()), 100'000 - i);
-  }
-  PlanModel model;
-  model.SetPlan(plan);
-  EXPECT_EQ(model.rowCount(), 100'000);
-  model.sort(PlanModel::SizeColumn, Qt::AscendingOrder);
-  EXPECT_EQ(model.index(0, PlanModel::PathColumn).data().toString(), "folder/99999.txt");
-  model.Filter(PlanAction::Copy, ".dOC");
-  EXPECT_EQ(model.rowCount(), 100);
-  EXPECT_EQ(model.index(0, PlanModel::PathColumn).data().toString(), "folder/99007.Doc");
-  model.Filter(PlanAction::Replace, ".doc");
-  EXPECT_EQ(model.rowCount(), 0);
 }
 
 }  // namespace

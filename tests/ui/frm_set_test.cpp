@@ -5,10 +5,8 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateTimeEdit>
-#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTabWidget>
@@ -18,7 +16,6 @@
 #include "support/spoken.h"
 #include "support/test_program.h"
 #include "support/variable.h"
-#include "ui/fake_picker.h"
 #include "ui/window_driver.h"
 
 namespace kavrel {
@@ -37,7 +34,6 @@ class JobEditorTest : public testing::Test {
   FrmSet& Open() {
     Program.Program.Store.SaveJobs();
     set_ = std::make_unique<FrmSet>(Program.Program, nullptr);
-    set_->SetPicker(Picker);
     ShowAndWait(*set_);
     return *set_;
   }
@@ -76,7 +72,6 @@ class JobEditorTest : public testing::Test {
   TestProgram Program;
   EnvironmentVariable Home{"HOME", (Program.Temp.Root() / "user").string()};
   EnvironmentVariable Config{"XDG_CONFIG_HOME", (Program.Temp.Root() / "config").string()};
-  FakePicker Picker;
   std::unique_ptr<FrmSet> set_;
 };
 
@@ -408,24 +403,6 @@ TEST_F(JobEditorTest, APasswordIsShownOnlyWhileThatIsWanted) {
   EXPECT_FALSE(shown());
 }
 
-TEST_F(JobEditorTest, BrowsingStartsInWhatWasTypedSoFar) {
-  Open();
-  Button("btnNew").click();
-  std::filesystem::create_directories(Program.Temp.DriveC() / "src/sub");
-  Enter("txtSrc", "C:\\src\\sub\\not yet there");
-  Picker.Answer = "/some/where";
-  Button("btnBrowseSrc").click();
-  EXPECT_EQ(Picker.Title, "來源資料夾");
-  EXPECT_EQ(QDir::cleanPath(Picker.Start).toStdString(),
-            (Program.Temp.DriveC() / "src/sub").string());
-  EXPECT_EQ(Get<QLineEdit>("txtSrc").text(), "/some/where");
-  Picker.Answer.clear();
-  Button("btnBrowseDest").click();
-  EXPECT_EQ(Picker.Title, "目的資料夾");
-  EXPECT_EQ(Picker.Calls, 2);
-  EXPECT_NE(Get<QLineEdit>("txtDest").text(), "");
-}
-
 TEST_F(JobEditorTest, ThePreviewFollowsWhatIsTyped) {
   Open();
   SelectRow(0);
@@ -439,63 +416,6 @@ TEST_F(JobEditorTest, ThePreviewFollowsWhatIsTyped) {
       "2009/9/23 下午 03:10:00、2009/9/23 下午 03:20:00、2009/9/23 下午 03:30:00（排程未啟動）");
   Enter("txtDest", "D:\\dst");
   EXPECT_TRUE(WaitUntil([&] { return !Get<QLabel>("lblWarnings").text().contains("之內"); }));
-}
-
-TEST_F(JobEditorTest, FiltersThatWereEditedAreOfferedAtOnce) {
-  Open();
-  SelectRow(0);
-  Button("btnEdit").click();
-  Choose("cboFF", 2);
-  WhenDialog([&](QWidget& dialog) {
-    Find<QPushButton>(dialog, "btnNewFF")->click();
-    Find<QLineEdit>(dialog, "txtDesc")->setText("我的清單");
-    Find<QLineEdit>(dialog, "txtExt")->setText("*.q");
-    Find<QPushButton>(dialog, "btnExtAdd")->click();
-    Find<QPushButton>(dialog, "btnFFSave")->click();
-    Find<QPushButton>(dialog, "btnDone")->click();
-  });
-  Button("cmdLoadFFs").click();
-  auto& list = Get<QComboBox>("cboFF");
-  EXPECT_EQ(list.itemText(list.count() - 1), "我的清單");
-  EXPECT_EQ(list.currentIndex(), 2);
-  // What is left without saving is not offered.
-  WhenDialog([&](QWidget& dialog) {
-    Find<QPushButton>(dialog, "btnDelFF")->click();
-    Find<QPushButton>(dialog, "btnCancel")->click();
-  });
-  Button("cmdLoadFFs").click();
-  EXPECT_EQ(list.count(), 11);
-}
-
-TEST_F(JobEditorTest, OpensModallyAtAJobAndKeepsItsSizeAmongOtherSettings) {
-  Program.Program.Preferences.SetPlaySound(true);
-  Program.Program.Store.SaveJobs();
-  for (int round = 0; round < 2; ++round) {
-    FrmSet editor(Program.Program, nullptr);
-    WhenDialog([&](QWidget& dialog) {
-      EXPECT_EQ(Find<QLineEdit>(dialog, "txtDesc")->text(), "文件");
-      if (round == 0) dialog.resize(701, 633);
-      EXPECT_EQ(dialog.size(), QSize(701, 633));
-      Find<QPushButton>(dialog, "btnCancelJob")->click();
-      Find<QPushButton>(dialog, "btnSave")->click();
-    });
-    editor.Edit(1);
-  }
-  EXPECT_TRUE(Program.Program.Preferences.PlaySound());
-  EXPECT_EQ(ReadTestFile(Program.Temp.Home() / "Settings.ini"),
-            "[Settings]\nPlaySound=True\n\n[Windows]\nFrmSet=701x633\n");
-}
-
-TEST_F(JobEditorTest, WhatIsTypedAtOnceReplacesTheWholeName) {
-  Open();
-  Get<QPushButton>("btnNew").click();
-  Get<QLineEdit>("txtSrc").setFocus();
-  Get<QLineEdit>("txtDesc").setFocus(Qt::ShortcutFocusReason);
-  QTest::keyClicks(&Get<QLineEdit>("txtDesc"), "Music");
-  EXPECT_EQ(Get<QLineEdit>("txtDesc").text(), "Music");
-  Click(Get<QLineEdit>("txtSrc"));
-  Click(Get<QLineEdit>("txtDesc"));
-  EXPECT_TRUE(WaitUntil([&] { return Get<QLineEdit>("txtDesc").selectedText() == "Music"; }));
 }
 
 TEST_F(JobEditorTest, EveryControlHasANameForScreenReaders) {

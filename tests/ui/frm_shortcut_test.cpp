@@ -6,7 +6,6 @@
 #include <QLabel>
 #include <QPushButton>
 
-#include "platform/folders.h"
 #include "support/command.h"
 #include "support/test_program.h"
 #include "support/variable.h"
@@ -98,29 +97,6 @@ TEST_F(ShortcutTest, AsksBeforeItReplacesAFileAndStaysUsable) {
   Picker.Answer = Path("no such folder/b.desktop");
   Save().click();
   EXPECT_TRUE(Find<QLabel>(*dialog_, "lblState")->text().startsWith("捷徑無法寫入"));
-}
-
-TEST_F(ShortcutTest, ACommandLineOf261CharactersIsRefused) {
-  const std::size_t target =
-      ExecutableFolder().size() + std::u16string_view(u"/kavrel \"\"").size();
-  const std::u16string longest(260 - target, u'x');
-  Open({longest.c_str(), (longest + u'y').c_str()});
-  Picker.Answer = Path("long.desktop");
-  Check(1);
-  Save().click();
-  EXPECT_EQ(Picker.Calls, 0);
-  EXPECT_NE(Find<QLabel>(*dialog_, "lblState")->text(), "");
-  Check(1, false);
-  Check(0);
-  Save().click();
-  EXPECT_TRUE(std::filesystem::exists(Program.Temp.Root() / "long.desktop"));
-}
-
-TEST_F(ShortcutTest, AnUnreadableStoreLeavesTheListEmpty) {
-  std::filesystem::create_directories(Program.Temp.Home() / "Backup.rtm/x");
-  Open({});
-  EXPECT_EQ(View().model()->rowCount(), 0);
-  EXPECT_FALSE(Save().isEnabled());
 }
 
 }  // namespace

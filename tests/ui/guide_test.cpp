@@ -6,7 +6,6 @@
 #include "support/variable.h"
 #include "ui/frm_help.h"
 #include "ui/main_window.h"
-#include "ui/options_menu.h"
 
 namespace fs = std::filesystem;
 
@@ -44,22 +43,6 @@ TEST(Guide, OpensByF1InEveryWindowAndByTheMenu) {
          {std::pair("mnuIntDir", "xdg-utils"), std::pair("mnuOutDir", "不存在")}) {
       EXPECT_TRUE(MessageOf([&] { main.Menu(main.Jobs(), 0, item); }).contains(text)) << item;
     }
-  }
-}
-
-TEST(Guide, TheAboutMenuHasOnlyAddressesThatTheBuildKnows) {
-  MainWindow main;
-  main.Start();
-  EXPECT_FALSE(main.Action("mnuMail")->isVisible());
-  EXPECT_FALSE(main.Action("mnuWeb")->isVisible());
-
-  QWidget window;
-  const OptionsMenu menu(main.Program, &window, {u"us@one.test", u"https://one.test/"});
-  const EnvironmentVariable path("PATH", main.Temp.Root().string());
-  for (const auto& [action, address] : {std::pair("mnuMail", "：mailto:us@one.test\n"),
-                                        std::pair("mnuWeb", "：https://one.test/\n")}) {
-    auto* item = window.findChild<QAction*>(QString::fromLatin1(action));
-    EXPECT_TRUE(MessageOf([&] { item->trigger(); }).contains(address)) << action;
   }
 }
 

@@ -94,39 +94,5 @@ TEST_F(JobTransferTest, AnImportTellsWhatTheFormerJobsAndRulesBecameInOneBox) {
   EXPECT_EQ(main_.Program.Exclusions.Rules().size(), 1u) << "they count at once";
 }
 
-TEST_F(JobTransferTest, WhatIsNoStoreIsRefusedBeforeAnythingMoves) {
-  const std::string before = ReadTestFile(home_ / "Backup.rtm");
-  std::string table;
-  for (int line = 0; line < 3; ++line) {
-    for (int column = 0; column < 20; ++column) table += "cell\t";
-    table += "\r\n";
-  }
-  for (const std::string& content : {std::string(), std::string("a letter\n"), table,
-                                     std::string("\x7F"
-                                                 "ELF\0\1",
-                                                 6)}) {
-    WriteTestFile(folder_ / "no.rtm", content);
-    Choose(kImport, folder_ / "no.rtm", {{"其中沒有任何備份排程。\n目前的設定沒有變更。", "確定"}});
-    EXPECT_EQ(Job(), "照片");
-    EXPECT_EQ(ReadTestFile(home_ / "Backup.rtm"), before);
-    EXPECT_FALSE(fs::exists(home_ / "old_Backup.rtm"));
-  }
-  EXPECT_TRUE(main_.Program.Schedule.TimerOn());
-}
-
-TEST_F(JobTransferTest, WhatOthersChangedIsToldInOneBox) {
-  main_.Window.OtherVersionKept(u"/a", u"/other_a");
-  main_.Window.OtherVersionKept(u"/b", u"/other_b");
-  main_.Window.OtherVersionKept(u"/b", u"/other_b");
-  ASSERT_EQ(Beside().size(), 1);
-  EXPECT_EQ(Beside()[0].count("已被其他程式變更"), 2) << Beside()[0].toStdString();
-  for (int i = 0; i < 40; ++i)
-    main_.Window.OtherVersionKept(u"/" + std::u16string(1, u'c'),
-                                  u"/" + std::u16string(static_cast<std::size_t>(i), u'x'));
-  ASSERT_EQ(Beside().size(), 1);
-  EXPECT_LE(Beside()[0].count('\n'), 26) << "it fits on a screen";
-  EXPECT_TRUE(Beside()[0].endsWith("…"));
-}
-
 }  // namespace
 }  // namespace kavrel

@@ -1,5 +1,5 @@
-// Every dialog by keyboard alone: what Tab reaches, in which order, and what has a letter of its
-// own.
+// The main window and the job editor by keyboard alone: what Tab reaches, in which order, and what
+// has a letter of its own.
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
@@ -10,25 +10,13 @@
 #include <QTest>
 
 #include "support/test_program.h"
-#include "support/variable.h"
-#include "ui/fake_picker.h"
-#include "ui/frm_exc.h"
-#include "ui/frm_ff_edit.h"
-#include "ui/frm_help.h"
-#include "ui/frm_restore.h"
 #include "ui/frm_set.h"
-#include "ui/frm_shortcut.h"
 #include "ui/letters.h"
 #include "ui/main_window.h"
 #include "ui/window_driver.h"
 
 namespace kavrel {
 namespace {
-
-class NoSearch final : public NetEnum {
- public:
-  Step Next(NetEntry&) override { return Step::Done; }
-};
 
 class KeyboardTest : public testing::Test {
  protected:
@@ -107,40 +95,6 @@ TEST_F(KeyboardTest, TheJobEditor) {
     Press(editor, Qt::Key_Escape);
   });
   set.List(0);
-}
-
-TEST_F(KeyboardTest, TheRuleEditors) {
-  frmExc exclusions(Program.Program, nullptr, [] { return std::make_unique<NoSearch>(); });
-  ShowAndWait(exclusions);
-  Check(exclusions, "lstExc");
-  Find<QPushButton>(exclusions, "btnNew")->click();
-  Check(exclusions, "txtDesc");
-  exclusions.hide();
-  frmFFEdit filters(Program.Program, nullptr);
-  ShowAndWait(filters);
-  Check(filters, "LvFFs");
-  Press(*QApplication::focusWidget(), Qt::Key_Return);
-  Check(filters, "txtDesc");
-}
-
-TEST_F(KeyboardTest, TheSmallDialogs) {
-  frmShortcut shortcut(Program.Program, nullptr);
-  ShowAndWait(shortcut);
-  Press(*QApplication::focusWidget(), Qt::Key_Space);
-  Check(shortcut, "lstJobs");
-  Press(shortcut, Qt::Key_Escape);
-  EXPECT_FALSE(shortcut.isVisible());
-  FakePicker picker;
-  const auto browser = BrowseFolder(Program.Temp.Files(), u"D:\\");
-  WriteTestFile(Program.Temp.DriveD() / "file", "x");
-  FrmRestore restore({u"Photos", u"C:\\src\\", *browser}, picker, nullptr);
-  ShowAndWait(restore);
-  Press(*QApplication::focusWidget(), Qt::Key_Space);
-  Check(restore, "tvwFiles");
-  frmHelp help(nullptr);
-  ShowAndWait(help);
-  Press(*QApplication::focusWidget(), Qt::Key_Space);
-  Check(help, "LvTag");
 }
 
 TEST_F(KeyboardTest, TheMainWindowAlsoWhileItRuns) {

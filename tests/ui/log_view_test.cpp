@@ -42,21 +42,6 @@ class LogViewTest : public ::testing::Test {
   MainWindow main_;
 };
 
-TEST_F(LogViewTest, TakesThePlaceOfTheJobsAndCountsItsRows) {
-  EXPECT_TRUE(main_.Shown("piclstLog"));
-  EXPECT_FALSE(main_.Shown("PiclstJob"));
-  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：5 筆 ]");
-  EXPECT_EQ(main_.Button(4).toolTip(), "關閉備份日誌");
-  EXPECT_TRUE(View().hasFocus());
-  main_.AddLogRow(u"又一次");
-  EXPECT_TRUE(WaitUntil([&] { return main_.Logs().ItemCount() == 6; }));
-  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版 [ 備份紀錄總計：6 筆 ]");
-  Click(main_.Button(4));
-  EXPECT_FALSE(main_.Shown("piclstLog"));
-  EXPECT_EQ(main_.Window.windowTitle(), "Kavrel Ver 2.05 專業版");
-  EXPECT_EQ(main_.Button(4).toolTip(), "顯示備份日誌");
-}
-
 TEST_F(LogViewTest, OpensAtTheNewestRunAndShowsNoTimeThatIsNotKnown) {
   EXPECT_EQ(main_.Logs().SelectedItems(), QList<int>{4});
   main_.Program.LogRows.Append(ReadLogRow({u"文件", u"還原完成", u"1", u"0", u"0", u"上午 12:00:00",
@@ -103,22 +88,6 @@ TEST_F(LogViewTest, ShowsALogWhereTheDesktopCannotAndFindsWhatFailed) {
   const QString refused = MessageOf([&] { Press(View(), Qt::Key_Return); });
   EXPECT_TRUE(refused.startsWith("無法讀取日誌「")) << refused.toStdString();
   qputenv("PATH", path);
-}
-
-TEST_F(LogViewTest, FailuresAreSeen) {
-  const auto image = [&](int row) {
-    return View().model()->index(row, 0).data(Qt::DecorationRole).value<QIcon>().cacheKey();
-  };
-  EXPECT_EQ(image(0), image(2));
-  EXPECT_EQ(image(1), image(3));
-  EXPECT_NE(image(0), image(1));
-  const auto colours = [&](int row) {
-    QColor background, text;
-    Q_EMIT main_.Logs().OnSubItemPrePaint(row, 0, background, text);
-    return text;
-  };
-  EXPECT_EQ(colours(3), FailureTextColour(QPalette()));
-  EXPECT_NE(colours(2), FailureTextColour(QPalette()));
 }
 
 TEST_F(LogViewTest, DeletesTheChosenRowsWithTheirFiles) {

@@ -2,64 +2,17 @@
 
 #include <QApplication>
 #include <QDateTimeEdit>
-#include <QLabel>
 #include <QSignalSpy>
-#include <QTabBar>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
 #include "ui/controls/cls_date.h"
-#include "ui/controls/cls_status_bar.h"
-#include "ui/controls/cls_tab_strip.h"
-#include "ui/icons.h"
 #include "ui/row_colours.h"
 #include "ui/window_driver.h"
 
 namespace kavrel {
 namespace {
-
-TEST(TabStrip, TellsOfTheUsersChoiceAndOfItsPagesPlace) {
-  QWidget window;
-  window.resize(400, 300);
-  clsTabStrip tabs;
-  QSignalSpy click(&tabs, &clsTabStrip::Click);
-  EXPECT_EQ(tabs.TabsAdd("早了"), 0);
-  tabs.SetPictureBox(&window);
-  auto* page = new QWidget;
-  EXPECT_EQ(tabs.TabsAdd("備份清單"), 1);
-  EXPECT_EQ(tabs.TabsAdd("備份項目", page), 2);
-  ShowAndWait(window);
-  tabs.SetSelectedItem(2);
-  EXPECT_EQ(click.count(), 0);
-  EXPECT_EQ(tabs.SelectedItem(), 2);
-  EXPECT_EQ(QRect(tabs.ClientLeft(), tabs.ClientTop(), tabs.ClientWidth(), tabs.ClientHeight()),
-            QRect(page->mapTo(&window, QPoint()), page->size()));
-  EXPECT_GT(tabs.ClientTop(), 10);
-
-  auto* bar = Find<QTabBar>(window);
-  Click(*bar, bar->tabRect(0).center());
-  EXPECT_EQ(click.count(), 1);
-  EXPECT_EQ(tabs.SelectedItem(), 1);
-  tabs.SetTabEnabled(2, false);
-  Click(*bar, bar->tabRect(1).center());
-  EXPECT_EQ(click.count(), 1);
-}
-
-TEST(StatusBar, APanelWiderThanTheWindowIsNoReasonToGrow) {
-  QWidget window;
-  window.resize(300, 30);
-  clsStatusBar bar;
-  bar.SetTargetForm(&window);
-  bar.Create();
-  EXPECT_EQ(bar.PanelAdd(0, {}, 15000), 0);
-  bar.SetText(0, "2009 年 09 月 23 日");
-  bar.SetText(1, "沒有這一格");
-  ShowAndWait(window);
-  EXPECT_EQ(window.width(), 300);
-  EXPECT_EQ(Find<QLabel>(window)->text(), "2009 年 09 月 23 日");
-  EXPECT_EQ(bar.Text(1), "");
-}
 
 TEST(Date, KeepsDateAndTimeWhicheverItShows) {
   // In this zone the clock jumps over the hour that is set below.
@@ -140,27 +93,6 @@ TEST(RowColours, AHintInAnEmptyFieldCanBeReadWhateverThePaletteSays) {
     EXPECT_NE(hint, palette.color(QPalette::Text)) << "it is no entry";
   }
   QApplication::setPalette(before);
-}
-
-TEST(Icons, EachIsThereAndVisibleOnLightAndOnDark) {
-  for (const IconId id : {IconId::Program, IconId::RunChecked, IconId::EditJobs, IconId::Log,
-                          IconId::Options, IconId::Export, IconId::Import, IconId::About,
-                          IconId::Exit, IconId::JobRow, IconId::LogEntry, IconId::LogEntryFailed}) {
-    SCOPED_TRACE(static_cast<int>(id));
-    const QImage picture = LoadIcon(id).pixmap(32, 32).toImage();
-    ASSERT_FALSE(picture.isNull());
-    for (const QColor& ground : {QColor(255, 255, 255), QColor(35, 38, 41)}) {
-      int seen = 0;
-      for (int y = 0; y < picture.height(); ++y) {
-        for (int x = 0; x < picture.width(); ++x) {
-          const QColor dot = picture.pixelColor(x, y);
-          if (dot.alpha() > 200 && Contrast(dot, ground) >= 2.2) ++seen;
-        }
-      }
-      EXPECT_GE(seen, picture.width() * picture.height() / 6);
-    }
-  }
-  EXPECT_TRUE(CompletionSound().startsWith("RIFF"));
 }
 
 }  // namespace

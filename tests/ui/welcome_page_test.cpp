@@ -26,8 +26,6 @@ class WelcomePageTest : public ::testing::Test {
   WelcomePageTest() {
     WriteTestFile(user_ / "文件/報告.txt", std::string(2048, 'r'));
     WriteTestFile(user_ / "文件/子/甲.txt", "a");
-    WriteTestFile(user_ / "圖片/一.jpg", "1");
-    WriteTestFile(user_ / ".cache/x", std::string(1 << 20, 'x'));
     WriteTestFile(user_ / "Backup/old", "not to be backed up");
   }
 
@@ -41,10 +39,6 @@ class WelcomePageTest : public ::testing::Test {
       return Click(*ViewOf(view).viewport(), CellCentre(view, row));
     }
     ADD_FAILURE() << "no row " << text.toStdString();
-  }
-  QString Cell(const char* list, int row, int column) {
-    const QAbstractItemModel& rows = *ViewOf(*main_.Named(list)).model();
-    return rows.index(row, column).data().toString();
   }
   void ClickButton(const char* name) {
     ++clicks_;
@@ -96,19 +90,6 @@ TEST_F(WelcomePageTest, FourClicksToABackupAndThreeMoreToALostFile) {
   main_.Menu(main_.Jobs(), 0, "mnuJobResNow");
   EXPECT_LE(clicks_, 3);
   EXPECT_EQ(ReadTestFile(user_ / "文件/報告.txt"), std::string(2048, 'r'));
-}
-
-TEST_F(WelcomePageTest, OffersTheHomesFoldersWithTheirSizes) {
-  main_.Start();
-  QStringList names;
-  for (int row = 0; row < 3; ++row) names += Cell("lstSources", row, 0);
-  EXPECT_EQ(names, (QStringList{"家目錄", "圖片", "文件"}));
-  EXPECT_EQ(ViewOf(*main_.Named("lstSources")).model()->rowCount(), 3) << "neither hidden nor ours";
-  EXPECT_TRUE(WaitUntil([&] { return Cell("lstSources", 2, 1) == "2.00 KB"; }))
-      << Cell("lstSources", 2, 1).toStdString();
-  EXPECT_TRUE(WaitUntil([&] { return Cell("lstSources", 0, 1) == "1.00 MB"; }))
-      << Cell("lstSources", 0, 1).toStdString();
-  EXPECT_NE(Cell("lstPlaces", ViewOf(*main_.Named("lstPlaces")).model()->rowCount() - 1, 2), "");
 }
 
 TEST_F(WelcomePageTest, StandsAsideForTheLogAndForAStoreThatCannotBeRead) {

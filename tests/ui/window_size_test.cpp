@@ -1,16 +1,10 @@
-// Windows open as the user left them, and none is larger than its screen.
+// The window opens as the user left it, and is not larger than its screen.
 #include "ui/window_size.h"
 
 #include <gtest/gtest.h>
 
-#include <QDialog>
 #include <QHeaderView>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
 #include <QScreen>
-#include <QScrollArea>
-#include <QVBoxLayout>
 
 #include "ui/main_window.h"
 
@@ -49,39 +43,6 @@ TEST(WindowSize, TheMainWindowOpensAsItWasLeftAndFitsOnTheScreen) {
   for (const char* broken : {"", "1:2", "x", "0:0,0:1,0:2"}) jobs.SetArrangement(broken);
   jobs.SetArrangement(QString(before).replace(QString(",2:"), QString(",1:")));
   EXPECT_EQ(jobs.Arrangement(), before);
-}
-
-TEST(WindowSize, ADialogLargerThanTheScreenScrollsAboveItsButtons) {
-  TempFolder temp;
-  SettingsStore store(temp.Files(), TempFolder::Text(temp.Home() / "Settings.ini"), u"Windows");
-  for (const int height : {100, 5000}) {
-    QDialog dialog;
-    auto* layout = new QVBoxLayout(&dialog);
-    auto *first = new QLineEdit, *last = new QLineEdit;
-    auto* tall = new QLabel("x");
-    tall->setMinimumHeight(height);
-    for (QWidget* widget :
-         {static_cast<QWidget*>(first), static_cast<QWidget*>(tall), static_cast<QWidget*>(last)}) {
-      layout->addWidget(widget);
-    }
-    auto* close = new QPushButton("close");
-    auto* buttons = new QHBoxLayout;
-    buttons->addWidget(close);
-    layout->addLayout(buttons);
-    RememberSize(dialog, &store, "dialog", 300, 6000);
-    ShowAndWait(dialog);
-    EXPECT_LT(dialog.height(), dialog.screen()->availableGeometry().height());
-    EXPECT_TRUE(dialog.rect().contains(QRect(close->mapTo(&dialog, QPoint()), close->size())));
-    const auto* area = dialog.findChild<QScrollArea*>();
-    EXPECT_EQ(area != nullptr, height == 5000);
-    // Who walks on by Tab is taken along.
-    Press(*first, Qt::Key_Tab);
-    EXPECT_TRUE(last->hasFocus());
-    EXPECT_FALSE(last->visibleRegion().isEmpty());
-    Press(*last, Qt::Key_Tab);
-    EXPECT_TRUE(close->hasFocus());
-    dialog.close();
-  }
 }
 
 }  // namespace
