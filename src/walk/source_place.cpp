@@ -1,6 +1,8 @@
 #include "walk/source_place.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "files/folder_identity.h"
 #include "files/path.h"
@@ -42,11 +44,35 @@ bool IsFine(const FileTime& time) {
   return static_cast<std::int32_t>(time.Nanoseconds) % kCoarse != 0;
 }
 
+/// Whether a file of the destination is the one that the source shows under its name with the same
+/// time of the last change, which both may have by chance: where the one is touched, the other
+/// tells so. True where that cannot be tried.
+bool IsOneFile(const Folder& source, const Folder& dest, std::u16string_view name) {
+  constexpr std::chrono::milliseconds kTick{20}, kRemembers{1100};  // of clocks; of views
+  constexpr int kMostTicks = 50;
+  const Result<FileStatus> before = dest.Status(name);
+  Result<File> file = dest.OpenFile(name);
+  if (!before || !file) return true;
+  Result<FileStatus> now = before;
+  for (int tick = 0; now && now->Changed == before->Changed; ++tick) {
+    if (tick == kMostTicks || file->SetTimes(*before) != 0) return true;
+    now = dest.Status(name);
+    if (now && now->Changed == before->Changed) std::this_thread::sleep_for(kTick);
+  }
+  for (const bool again : {false, true}) {
+    if (again) std::this_thread::sleep_for(kRemembers);
+    const Result<FileStatus> seen = source.Status(name);
+    if (!seen || !(seen->Changed == before->Changed)) return true;
+  }
+  return false;
+}
+
 /// Whether all that is in the one folder is in the other, too, with something that no copy has in
-/// common with its original. `sure`: on no file system.
-bool HasAllOf(const Folder& other, const Folder& one, bool sure) {
+/// common with its original. `sure`: on no file system; the destination may be touched.
+bool HasAllOf(const Folder& other, const Folder& one, bool sure, bool one_is_source) {
   FolderReader reader(one);
   bool telling = false;
+  std::u16string file;
   for (std::size_t count = 0; count < kMostCompared; ++count) {
     const FolderEntry* entry = reader.Next();
     if (!entry) break;
@@ -57,17 +83,20 @@ bool HasAllOf(const Folder& other, const Folder& one, bool sure) {
     if (a->Kind != FileKind::Folder && (a->Size != b->Size || !changed)) return false;
     // Names of one file have all of that in common.
     if (!changed || (a->Kind == FileKind::File && a->Links > 1)) continue;
-    telling = telling || (sure ? IsFine(a->Changed) && !(a->Changed == a->Written)
-                               : IsFine(a->Changed) || a->Id == b->Id);
+    const bool tells = sure ? IsFine(a->Changed) && !(a->Changed == a->Written)
+                            : IsFine(a->Changed) || a->Id == b->Id;
+    if (tells && file.empty() && a->Kind == FileKind::File) file = entry->Name;
+    telling = telling || tells;
   }
-  return telling;
+  const Folder &source = one_is_source ? one : other, &dest = one_is_source ? other : one;
+  return telling && (!sure || file.empty() || IsOneFile(source, dest, file));
 }
 
-/// Whether some file in the one, or in the first folders in it that the other has, too, is the very
-/// file of its name in the other: on a disk that tells changes no copy has the time of its last
-/// change in common with its original.
-bool SharesFile(const Folder& one, const Folder& other, int levels) {
-  FolderReader reader(one);
+/// Whether some file in the source, or in the first folders in it that the other has, too, is the
+/// very file of its name in the destination: on a disk that tells changes a copy has the time of
+/// its last change in common with its original by chance alone.
+bool SharesFile(const Folder& source, const Folder& dest, int levels) {
+  FolderReader reader(source);
   std::vector<std::u16string> folders;
   for (std::size_t count = 0; count < kMostCompared; ++count) {
     const FolderEntry* entry = reader.Next();
@@ -76,15 +105,16 @@ bool SharesFile(const Folder& one, const Folder& other, int levels) {
       folders.push_back(entry->Name);
     }
     if (entry->Kind != FileKind::File) continue;
-    const Result<FileStatus> a = one.Status(entry->Name), b = other.Status(entry->Name);
+    const Result<FileStatus> a = source.Status(entry->Name), b = dest.Status(entry->Name);
     // Names of one file have all of that in common.
     if (a && b && b->Kind == FileKind::File && a->Links == 1 && b->Links == 1 &&
-        a->Size == b->Size && a->Changed == b->Changed && IsFine(a->Changed)) {
+        a->Size == b->Size && a->Changed == b->Changed && IsFine(a->Changed) &&
+        IsOneFile(source, dest, entry->Name)) {
       return true;
     }
   }
   return levels > 0 && std::any_of(folders.begin(), folders.end(), [&](const auto& name) {
-           const Result<Folder> a = one.OpenFolder(name), b = other.OpenFolder(name);
+           const Result<Folder> a = source.OpenFolder(name), b = dest.OpenFolder(name);
            return a && b && SharesFile(*a, *b, levels - 1);
          });
 }
@@ -156,7 +186,7 @@ bool SourcePlace::Tell(const Folder& folder, const std::vector<const Folder*>& o
   const bool sure = made.Made;
   const bool seen =
       made.Shown || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
-        return HasAllOf(*other, folder, sure) || HasAllOf(folder, *other, sure) ||
+        return HasAllOf(*other, folder, sure, false) || HasAllOf(folder, *other, sure, true) ||
                (made.TellsChanges && SharesFile(*other, folder, kMostLevels));
       });
   if (seen) Trace("scope", {u"the destination shows the source"});
