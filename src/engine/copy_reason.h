@@ -24,9 +24,13 @@ bool HasTimeOf(const FileStatus& copy, const FileStatus& source);
 /// records tell: who writes may put the time back, but not those. What a disk has spoilt it does
 /// not record.
 bool IsChangedLater(const FileStatus& source, const FileStatus& copy);
-/// Whether nobody has changed or replaced a copy since the list that tells of it was put in its
-/// place, as the records of their disk tell; false where that keeps none. What a disk has spoilt it
-/// does not record.
-bool IsAsListed(const FileStatus& copy, const FileStatus& list);
+/// Whether nothing has happened to a file of the source since its copy was made: size and time of
+/// writing are the same after two files have changed names, but that, too, changes an entry.
+/// `local`: the device whose times are this machine's own; those of others may be wrong by an hour.
+bool IsUntouchedSince(const FileStatus& source, const FileStatus& copy, std::uint64_t local);
+/// Whether nobody has written to a copy nor put another file in its place, as far as their times
+/// tell, since the list that tells of it was put in its own; false where the disk does not tell
+/// when it was made. What a disk has spoilt it does not record.
+bool SeemsUnwritten(const FileStatus& copy, const FileStatus& list);
 
 }  // namespace kavrel

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "engine/copy_reason.h"
 #include "engine/former_state.h"
 #include "engine/read_sum.h"
 #include "files/error_text.h"

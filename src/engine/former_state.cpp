@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/copy_reason.h"
 #include "files/open_along.h"
 
 namespace kavrel {

@@ -25,18 +25,6 @@ struct FormerCopy {
   bool Proved = true;
 };
 
-/// Whether nothing has happened to a file of the source since its copy was made: size and time of
-/// writing are the same after two files have changed names, but that, too, changes an entry.
-/// `local`: the device whose times are this machine's own; those of others may be wrong by an hour.
-inline bool IsUntouchedSince(const FileStatus& source, const FileStatus& copy,
-                             std::uint64_t local) {
-  constexpr std::int64_t kClocksDiffer = 3600;
-  const std::int64_t margin = local != 0 && source.Device == local ? 0 : kClocksDiffer;
-  if (source.Changed == FileTime() || copy.Made == FileTime()) return false;
-  const std::int64_t ahead = source.Changed.Seconds + margin;
-  return ahead < copy.Made.Seconds ||
-         (ahead == copy.Made.Seconds && source.Changed.Nanoseconds < copy.Made.Nanoseconds);
-}
 /// The device of a source whose times are this machine's own, else 0.
 inline std::uint64_t LocalDevice(const Folder& source) {
   const Result<FileStatus> status = source.Status();

@@ -449,6 +449,16 @@ void OnDisk::ProveBySums() {
   proof_status_ = *list;
 }
 
+bool OnDisk::IsListed(const ContentSum& sum) const {
+  const Result<Folder> backup = context_.Files.OpenFolder(job_.Source.WorkPath);
+  if (!backup) return false;
+  SumListReader reader(*backup, kSumList);
+  for (const SumLine* line = reader.Next(); line; line = reader.Next()) {
+    if (line->Sum == sum) return true;
+  }
+  return false;
+}
+
 bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
                        const StagedFile& staged) {
   const std::u16string root = AddBackslash(job_.Source.WorkPath);
@@ -458,10 +468,9 @@ bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
   if (staged.Replaces && !context_.Force) {
     const Result<FileStatus> copy = pair.Source.Status(staged.Name);
     const Result<FileStatus> there = pair.Dest.Status(staged.Name);
-    const bool unwritten = copy && there && there->Kind == FileKind::File &&
-                           (NeedsNoCopy(&*copy, &*there, true) || HasTimeOf(*copy, *there) ||
-                            IsAsListed(*copy, proof_status_));
-    if (unwritten) {
+    const bool files = copy && there && there->Kind == FileKind::File;
+    if (files && (NeedsNoCopy(&*copy, &*there, true) || HasTimeOf(*copy, *there) ||
+                  (SeemsUnwritten(*copy, proof_status_) && !IsListed(*staged.Sum)))) {
       const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
       if (sum && proof_->Has({*sum, listed})) return true;
     }

@@ -122,10 +122,13 @@ class OnDisk final : public Effects {
   bool SourceIsSpoilt(const FolderPair& pair, std::u16string_view dest_path,
                       const StagedFile& staged);
   /// Whether a copy from the backup has rotted there: its sum convicts it, the file whose place it
-  /// would take has that sum, and nobody has changed the copy as far as its size, its time or the
-  /// disk's records tell. Any other that is convicted is told, and taken: somebody may have changed
-  /// it on purpose, or it is all that there is.
+  /// would take has that sum, and nobody has written to the copy as far as its size and the times
+  /// tell. Any other that is convicted is told, and taken: somebody may have changed it on purpose,
+  /// or it is all that there is.
   bool HasRotted(const FolderPair& pair, std::u16string_view source_path, const StagedFile& staged);
+  /// Whether some file of the backup that is restored was noted with this sum: what has another's
+  /// content has been renamed, not spoilt.
+  bool IsListed(const ContentSum& sum) const;
   /// The path below the root, as the list of sums has it.
   std::u16string SumPath(std::u16string_view folder_path, std::u16string_view name) const;
   /// A copy is on its way to its name.

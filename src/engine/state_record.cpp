@@ -8,6 +8,7 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "files/path.h"
+#include "platform/clock.h"
 #include "platform/error_codes.h"
 
 namespace kavrel {
@@ -60,6 +61,10 @@ EntryIdentity IdentityInRecord(const FileStatus& status) {
 }
 
 std::uint64_t ChangeInRecord(const FileStatus& status) {
+  // Within its second a disk of whole seconds does not tell one change from the next.
+  constexpr std::int64_t kSecond = 2;
+  const std::int64_t passed = ChangeTimeNow().Seconds - status.Changed.Seconds;
+  if (status.Changed.Nanoseconds == 0 && passed >= -kSecond && passed <= kSecond) return 0;
   return NanosecondsOf(status.Changed);
 }
 

@@ -24,8 +24,8 @@ struct EntryIdentity {
   auto operator<=>(const EntryIdentity&) const = default;
 };
 EntryIdentity IdentityInRecord(const FileStatus& status);
-/// When the system last recorded a change of an entry; 0 where that is not known. Who writes may
-/// put size and time back, but not that.
+/// When the system last recorded a change of an entry; 0 where that is not known, or may not tell
+/// the next change from it. Who writes may put size and time back, but not that.
 std::uint64_t ChangeInRecord(const FileStatus& status);
 
 /// The state that a record is about: the chance number of its mark, and the time in it.

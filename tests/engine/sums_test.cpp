@@ -268,8 +268,11 @@ TEST_F(SumsTest, WhoeverWritesAndPutsTheTimeBackHasSpoiltNothing) {
 
 TEST_F(SumsTest, ARestoreTellsOfACopyThatItsSumConvicts) {
   for (const BackupType type : {BackupType::Differential, BackupType::Full}) {
+    constexpr FileTime old{1'700'000'000, 5'000'005};
     Write("d/bad", "it was good");
     Write("fine", "fine");
+    SetWritten(Source() / "d/bad", old);
+    SetWritten(Source() / "fine", old);
     AddJob(type);
     Run();
     const fs::path copy = Dest() / "d/bad";
@@ -283,29 +286,36 @@ TEST_F(SumsTest, ARestoreTellsOfACopyThatItsSumConvicts) {
     keeps_the_good("it was go");
     keeps_the_good("it was g00d");
     EXPECT_EQ(Program.VerifyJobNow(0).Counters.Damaged, 1U) << "the proof is still there";
-    // And where it was touched and nobody has written to the copy since the sums were: a disk does
-    // not record what it spoils.
-    FileTime touched = WrittenOf(Source() / "d/bad");
-    touched.Seconds += 3600;
-    SetWritten(Source() / "d/bad", touched);
+    // And where it was touched and nobody has written to the copy, as far as its time tells and its
+    // disk knows when it was made; permissions and links are changed by later runs and states.
+    SetWritten(Source() / "d/bad", {old.Seconds + 3600, 0});
     if (StatusOf(copy).Made != FileTime()) {
-      MakeLater(Dest() / std::u16string(kSumList));
-      keeps_the_good({});
+      fs::permissions(copy, fs::perms(0600));
+      keeps_the_good("it was g0");
     }
-    // What somebody has put in the copy's place is taken; and whatever else is there, or nothing,
-    // makes way.
-    for (const char* there : {"it was good", "something else", ""}) {
-      if (there == std::string_view("it was good")) {
+    // What somebody has written, or put in the copy's place, is taken; and whatever else is there,
+    // or nothing, makes way.
+    const char* const changes[] = {"written", "replaced", "renamed", "something else", ""};
+    for (const std::string_view change : changes) {
+      if (change == "written") {
+        WriteTestFile(copy, "it was g00d");
+      } else if (change == "replaced") {
+        Write("d/bad", "it was good");
         SpoilTestFile(copy, "it was g00d");
-      } else if (*there) {
-        Write("d/bad", there);
+        SetWritten(copy, old);
+        MakeLater(copy);
+      } else if (change == "renamed") {
+        Write("d/bad", "it was good");
+        fs::rename(Dest() / "fine", copy);
+      } else if (!change.empty()) {
+        Write("d/bad", std::string(change));
       } else {
         fs::remove(Source() / "d/bad");
       }
       EXPECT_EQ(Program.RunRestoreNow(0, RestoreMode::Full), RunOutcome::Ran);
       EXPECT_EQ(Program.Store.Jobs[0].LastRunResult.FailedFiles, 0U);
       EXPECT_EQ(Program.Context.Report.Counters.WarningFiles, 1U) << LogLines();
-      EXPECT_EQ(ReadTestFile(Source() / "d/bad"), "it was g00d");
+      EXPECT_EQ(ReadTestFile(Source() / "d/bad"), ReadTestFile(copy));
       EXPECT_NE(LogLines().find("還原的檔案與備份時的校驗碼不符 (警告)："), std::string::npos);
     }
     Program.Store.Jobs.clear();

@@ -224,6 +224,10 @@ extern "C" int statx(int at, const char* path, int flags, unsigned mask, struct 
   if (result == 0 && odd && *path && !strchr(path, '/') && OnDisk(at, path)) {
     for (const char* c = path; *c; ++c) to->stx_ino = to->stx_ino * 31 + static_cast<__u8>(*c);
   }
+  if (result == 0 && (*path ? OnFat(at, path) : OnFat(at))) {
+    to->stx_ctime.tv_sec -= to->stx_ctime.tv_sec % 2;
+    to->stx_ctime.tv_nsec = 0;
+  }
   return result;
 }
 PASS_ON_AT("stat", int, fstatat, (int at, const char* path, struct stat* to, int flags), at, own,

@@ -1,0 +1,31 @@
+// What the records of two disks tell of a file and its copy.
+#include "engine/copy_reason.h"
+
+#include <gtest/gtest.h>
+
+namespace kavrel {
+namespace {
+
+TEST(CopyReason, OfTwoChangesInASecondADiskOfWholeSecondsTellsOne) {
+  constexpr std::uint64_t kDevice = 1;
+  constexpr std::int32_t kHalf = 500'000'000;
+  const struct {
+    FileTime Changed, Made;
+    bool May;  ///< the change may be the later of the two
+  } cases[] = {{{100, 0}, {100, kHalf}, true},
+               {{100, 0}, {101, kHalf}, true},
+               {{100, 0}, {103, 0}, false},
+               {{100, kHalf - 1}, {100, kHalf}, false},
+               {{100, kHalf + 1}, {100, kHalf}, true}};
+  for (const auto& c : cases) {
+    FileStatus source, copy;
+    source.Device = kDevice;
+    source.Changed = c.Changed;
+    copy.Made = c.Made;
+    EXPECT_EQ(IsChangedLater(source, copy), c.May) << c.Changed.Nanoseconds << c.Made.Seconds;
+    EXPECT_EQ(IsUntouchedSince(source, copy, kDevice), !c.May) << c.Changed.Nanoseconds;
+  }
+}
+
+}  // namespace
+}  // namespace kavrel
