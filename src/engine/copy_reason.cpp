@@ -29,10 +29,10 @@ std::int64_t StepOf(const FileTime& time) {
   return 1;
 }
 
-/// Of the time that a copy was given, which may be a whole second by chance: the disk takes the
-/// time of the last change from its clock.
-std::int64_t StepOf(const FileStatus& copy) {
-  return std::min(StepOf(copy.Written), StepOf(copy.Changed));
+/// Of the time of writing, which may be a whole second by chance: that of the last change comes
+/// from the clock.
+std::int64_t StepOf(const FileStatus& file) {
+  return std::min(StepOf(file.Written), StepOf(file.Changed));
 }
 
 /// When an entry was changed at the latest: its disk may have cut off less than a step.
@@ -53,7 +53,7 @@ bool HasTimeOf(const FileStatus& copy, const FileStatus& source) {
   if (std::abs(seconds) > 2) return false;
   const std::int64_t apart =
       seconds * kSecond + source.Written.Nanoseconds - copy.Written.Nanoseconds;
-  return std::abs(apart) < StepOf(copy);
+  return std::abs(apart) < std::max(StepOf(copy), StepOf(source));
 }
 
 bool IsChangedLater(const FileStatus& source, const FileStatus& copy) {

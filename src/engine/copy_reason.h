@@ -18,7 +18,7 @@ std::optional<PlanReason> ReasonToCopy(const FileStatus* source, const FileStatu
 inline bool NeedsNoCopy(const FileStatus* source, const FileStatus* dest, bool differential) {
   return !ReasonToCopy(source, dest, differential);
 }
-/// Whether the copy bears the time at which its source was written, as far as its disk keeps it.
+/// Whether the copy bears the time at which its source was written, as far as both disks keep it.
 bool HasTimeOf(const FileStatus& copy, const FileStatus& source);
 /// Whether somebody may have changed the source after its copy was made, as the systems' own
 /// records tell: who writes may put the time back, but not those. What a disk has spoilt it does

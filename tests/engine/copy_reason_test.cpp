@@ -27,5 +27,19 @@ TEST(CopyReason, OfTwoChangesInASecondADiskOfWholeSecondsTellsOne) {
   }
 }
 
+TEST(CopyReason, ATimeIsKnownAsFarAsTheCoarserDiskKeepsIt) {
+  FileStatus coarse, fine;
+  coarse.Written = {100, 0};
+  coarse.Changed = {200, 0};
+  fine.Written = {100, 700'000'001};
+  fine.Changed = {150, 3};
+  // A backup and what it is restored to, and the other way round.
+  EXPECT_TRUE(NeedsNoCopy(&coarse, &fine, true));
+  EXPECT_TRUE(NeedsNoCopy(&fine, &coarse, true));
+  // The second is whole by chance: the disk tells parts of another.
+  coarse.Changed = {200, 7};
+  EXPECT_FALSE(NeedsNoCopy(&fine, &coarse, true));
+}
+
 }  // namespace
 }  // namespace kavrel
