@@ -283,7 +283,12 @@ std::u16string LastWords(std::u16string_view output) {
     const std::u16string_view line = Trim(untrimmed);
     const bool rule = line.find_first_not_of(u'-') == line.npos;
     if (rule) continue;
-    words = words.ends_with(u':') ? words + u" " + std::u16string(line) : std::u16string(line);
+    if (words.ends_with(u':')) {
+      words += u' ';
+    } else {
+      words.clear();
+    }
+    words += line;
   }
   return words;
 }
