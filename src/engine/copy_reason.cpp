@@ -73,6 +73,10 @@ bool IsUntouchedSince(const FileStatus& source, const FileStatus& copy, std::uin
   return changed < MomentOf(copy.Made);
 }
 
+bool IsChangedSince(const FileStatus& copy, const FileStatus& list) {
+  return MomentOf(copy.Changed) > MomentOf(list.Changed);
+}
+
 bool SeemsUnwritten(const FileStatus& copy, const FileStatus& list) {
   // Its links and permissions change with other states and with later runs, and so does its time of
   // change.

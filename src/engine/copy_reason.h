@@ -28,6 +28,9 @@ bool IsChangedLater(const FileStatus& source, const FileStatus& copy);
 /// writing are the same after two files have changed names, but that, too, changes an entry.
 /// `local`: the device whose times are this machine's own; those of others may be wrong by an hour.
 bool IsUntouchedSince(const FileStatus& source, const FileStatus& copy, std::uint64_t local);
+/// Whether a copy's content, permissions, links or name have changed since the list was put in its
+/// place, by the records of their disk.
+bool IsChangedSince(const FileStatus& copy, const FileStatus& list);
 /// Whether nobody has written to a copy nor put another file in its place, as far as their times
 /// tell, since the list that tells of it was put in its own; false where the disk does not tell
 /// when it was made. What a disk has spoilt it does not record.

@@ -449,7 +449,8 @@ void OnDisk::ProveBySums() {
   proof_status_ = *list;
 }
 
-bool OnDisk::IsListed(const ContentSum& sum) const {
+bool OnDisk::IsRenamed(const FileStatus& copy, const ContentSum& sum) const {
+  if (copy.Size == 0 || !IsChangedSince(copy, proof_status_)) return false;
   const Result<Folder> backup = context_.Files.OpenFolder(job_.Source.WorkPath);
   if (!backup) return false;
   SumListReader reader(*backup, kSumList);
@@ -470,7 +471,7 @@ bool OnDisk::HasRotted(const FolderPair& pair, std::u16string_view source_path,
     const Result<FileStatus> there = pair.Dest.Status(staged.Name);
     const bool files = copy && there && there->Kind == FileKind::File;
     if (files && (NeedsNoCopy(&*copy, &*there, true) || HasTimeOf(*copy, *there) ||
-                  (SeemsUnwritten(*copy, proof_status_) && !IsListed(*staged.Sum)))) {
+                  (SeemsUnwritten(*copy, proof_status_) && !IsRenamed(*copy, *staged.Sum)))) {
       const std::optional<ContentSum> sum = SumReader(context_).Read(pair.Dest, staged.Name);
       if (sum && proof_->Has({*sum, listed})) return true;
     }

@@ -126,9 +126,10 @@ class OnDisk final : public Effects {
   /// tell. Any other that is convicted is told, and taken: somebody may have changed it on purpose,
   /// or it is all that there is.
   bool HasRotted(const FolderPair& pair, std::u16string_view source_path, const StagedFile& staged);
-  /// Whether some file of the backup that is restored was noted with this sum: what has another's
-  /// content has been renamed, not spoilt.
-  bool IsListed(const ContentSum& sum) const;
+  /// Whether a copy with this sum may be another file of the backup that was given its name: it has
+  /// been changed since the sums were listed, and one of them is this. What a disk has spoilt may
+  /// be empty, or have another's blocks, but is not recorded as changed.
+  bool IsRenamed(const FileStatus& copy, const ContentSum& sum) const;
   /// The path below the root, as the list of sums has it.
   std::u16string SumPath(std::u16string_view folder_path, std::u16string_view name) const;
   /// A copy is on its way to its name.

@@ -14,7 +14,7 @@ namespace kavrel {
 namespace {
 
 constexpr std::size_t kSamples = 2, kMostRead = 256, kMostCompared = 16, kMostFolders = 4;
-constexpr int kMostLevels = 2;
+constexpr int kMostLevels = 2, kMostTries = 4;
 
 /// The entries with the longest names, which few other folders have.
 std::vector<FolderEntry> SamplesOf(const Folder& folder) {
@@ -49,7 +49,7 @@ bool IsFine(const FileTime& time) {
 /// tells so. True where that cannot be tried.
 bool IsOneFile(const Folder& source, const Folder& dest, std::u16string_view name) {
   constexpr std::chrono::milliseconds kTick{20}, kRemembers{1100};  // of clocks; of views
-  constexpr int kMostTicks = 50;
+  constexpr int kMostTicks = 120;                                   // FAT: two seconds
   const Result<FileStatus> before = dest.Status(name);
   Result<File> file = dest.OpenFile(name);
   if (!before || !file) return true;
@@ -94,8 +94,9 @@ bool HasAllOf(const Folder& other, const Folder& one, bool sure, bool one_is_sou
 
 /// Whether some file in the source, or in the first folders in it that the other has, too, is the
 /// very file of its name in the destination: on a disk that tells changes a copy has the time of
-/// its last change in common with its original by chance alone.
-bool SharesFile(const Folder& source, const Folder& dest, int levels) {
+/// its last change in common with its original by chance alone. `tries`: so many are looked at
+/// closely.
+bool SharesFile(const Folder& source, const Folder& dest, int levels, int& tries) {
   FolderReader reader(source);
   std::vector<std::u16string> folders;
   for (std::size_t count = 0; count < kMostCompared; ++count) {
@@ -108,14 +109,14 @@ bool SharesFile(const Folder& source, const Folder& dest, int levels) {
     const Result<FileStatus> a = source.Status(entry->Name), b = dest.Status(entry->Name);
     // Names of one file have all of that in common.
     if (a && b && b->Kind == FileKind::File && a->Links == 1 && b->Links == 1 &&
-        a->Size == b->Size && a->Changed == b->Changed && IsFine(a->Changed) &&
+        a->Size == b->Size && a->Changed == b->Changed && tries-- > 0 &&
         IsOneFile(source, dest, entry->Name)) {
       return true;
     }
   }
   return levels > 0 && std::any_of(folders.begin(), folders.end(), [&](const auto& name) {
            const Result<Folder> a = source.OpenFolder(name), b = dest.OpenFolder(name);
-           return a && b && SharesFile(*a, *b, levels - 1);
+           return a && b && SharesFile(*a, *b, levels - 1, tries);
          });
 }
 
@@ -184,10 +185,11 @@ bool SourcePlace::Tell(const Folder& folder, const std::vector<const Folder*>& o
   const MadeFile made = names_ ? MakeFileIn(folder, others, *names_) : MadeFile();
   // What joins several folders may have made it in another one than that.
   const bool sure = made.Made;
+  int tries = kMostTries;
   const bool seen =
       made.Shown || std::any_of(others.begin(), others.end(), [&](const Folder* other) {
         return HasAllOf(*other, folder, sure, false) || HasAllOf(folder, *other, sure, true) ||
-               (made.TellsChanges && SharesFile(*other, folder, kMostLevels));
+               (made.TellsChanges && SharesFile(*other, folder, kMostLevels, tries));
       });
   if (seen) Trace("scope", {u"the destination shows the source"});
   return seen;

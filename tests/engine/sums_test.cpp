@@ -292,6 +292,12 @@ TEST_F(SumsTest, ARestoreTellsOfACopyThatItsSumConvicts) {
     if (StatusOf(copy).Made != FileTime()) {
       fs::permissions(copy, fs::perms(0600));
       keeps_the_good("it was g0");
+      // Others have that content, too.
+      SpoilTestFile(copy, "");
+      keeps_the_good({});
+      SpoilTestFile(copy, "fine");
+      MakeLater(Dest() / std::u16string(kSumList));
+      keeps_the_good({});
     }
     // What somebody has written, or put in the copy's place, is taken; and whatever else is there,
     // or nothing, makes way.
