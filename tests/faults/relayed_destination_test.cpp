@@ -165,6 +165,38 @@ TEST(JoinedDestinationTest, WhichShowsTheSourceIsRefused) {
   }
 }
 
+TEST(JoinedDestinationTest, WhichShowsASourceThatKeepsWholeSecondsIsRefused) {
+  RealJob job;
+  const fs::path root = job.Temp.Root(), image = root / "image", disk = root / "disk";
+  const fs::path view = root / "view", pool = root / "pool", other = disk / "other";
+  job.Source = disk / "source";
+  for (const fs::path& folder : {disk, view, pool}) fs::create_directories(folder);
+  WriteTestFile(image, "");
+  fs::resize_file(image, 40 << 20);
+  const auto runs = [](const std::vector<std::string>& command) {
+    return access(command[0].c_str(), X_OK) == 0 && RunCommand(command).ExitCode == 0;
+  };
+  // Inodes of 128 bytes have no room for more.
+  if (!runs({"/sbin/mkfs.ext4", "-q", "-F", "-I", "128", image}) ||
+      !runs({"/bin/mount", "-o", "loop", image, disk})) {
+    GTEST_SKIP() << "no right to mount a small disk";
+  }
+  for (const char* name : {"a", "b", "c"}) WriteTestFile(job.Source / name, name);
+  fs::create_directories(other);
+  const bool shown = runs({"/usr/bin/bindfs", job.Source, view}) &&
+                     runs({"/usr/bin/mergerfs", "-o", "minfreespace=0",
+                           view.string() + ":" + other.string(), pool});
+  if (shown) {
+    job.Command({"add", "--name", "J", "--type", "full", "--source", job.Source, "--dest", pool,
+                 "--no-source-folder"});
+    const Tree before = ReadTree(job.Source);
+    EXPECT_EQ(job.Command({"run", "J"}).ExitCode, 1);
+    EXPECT_EQ(ReadTree(job.Source), before);
+  }
+  for (const fs::path& mounted : {pool, view, disk}) RunCommand({"/bin/umount", "-l", mounted});
+  if (!shown) GTEST_SKIP() << "no bindfs or mergerfs, or no FUSE";
+}
+
 INSTANTIATE_TEST_SUITE_P(, RelayedDestinationTest, testing::Values("bindfs", "sshfs"),
                          [](const auto& test) { return std::string(test.param); });
 
