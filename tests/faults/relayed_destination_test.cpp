@@ -219,16 +219,20 @@ TEST(RelayedBackupTest, OneTimeOfChangeDoesNotMakeTwoFilesOne) {
     return std::pair(status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
   };
   // A time that nobody has asked for may be that of the last change elsewhere.
-  do {
-    for (const fs::path& file : {job.Source / "a", behind / "a"})
-      fs::permissions(file, fs::perms(0600));
-    for (const fs::path& file : {job.Source / "a", behind / "a"})
-      fs::permissions(file, fs::perms(0644));
-  } while (changed(job.Source / "a") != changed(behind / "a"));
+  bool equal = false;
+  for (int tries = 0; tries < 10'000 && !equal; ++tries) {
+    for (const unsigned mode : {0600U, 0644U}) {
+      for (const fs::path& file : {job.Source / "a", behind / "a"}) {
+        fs::permissions(file, fs::perms(mode));
+      }
+    }
+    equal = changed(job.Source / "a") == changed(behind / "a");
+  }
   WriteTestFile(job.Source / "new", "new");
   EXPECT_EQ(job.Command({"run", "J"}).ExitCode, 0) << job.Log();
   EXPECT_TRUE(fs::exists(behind / "new"));
   RunCommand({"/bin/umount", "-l", view});
+  if (!equal) GTEST_SKIP() << "the clock here gives no two entries one time";
 }
 
 }  // namespace
