@@ -14,8 +14,6 @@
 
 namespace kavrel {
 
-namespace {}  // namespace
-
 /// A copy or a link that is to get its name.
 class OnDisk::StagedChange : public Change {
  public:

@@ -62,9 +62,11 @@ EntryIdentity IdentityInRecord(const FileStatus& status) {
 
 std::uint64_t ChangeInRecord(const FileStatus& status) {
   // Within its second a disk of whole seconds does not tell one change from the next.
-  constexpr std::int64_t kSecond = 2;
-  const std::int64_t passed = ChangeTimeNow().Seconds - status.Changed.Seconds;
-  if (status.Changed.Nanoseconds == 0 && passed >= -kSecond && passed <= kSecond) return 0;
+  constexpr std::int64_t kCoarsest = 2;  // seconds, of FAT
+  if (status.Changed.Nanoseconds == 0) {
+    const std::int64_t passed = ChangeTimeNow().Seconds - status.Changed.Seconds;
+    if (passed >= -kCoarsest && passed <= kCoarsest) return 0;
+  }
   return NanosecondsOf(status.Changed);
 }
 

@@ -55,9 +55,9 @@ bool IsOneFile(const Folder& source, const Folder& dest, std::u16string_view nam
   if (!before || !file) return true;
   Result<FileStatus> now = before;
   for (int tick = 0; now && now->Changed == before->Changed; ++tick) {
+    if (tick > 0) std::this_thread::sleep_for(kTick);
     if (tick == kMostTicks || file->SetTimes(*before) != 0) return true;
     now = dest.Status(name);
-    if (now && now->Changed == before->Changed) std::this_thread::sleep_for(kTick);
   }
   for (const bool again : {false, true}) {
     if (again) std::this_thread::sleep_for(kRemembers);

@@ -39,6 +39,9 @@ TEST(CopyReason, ATimeIsKnownAsFarAsTheCoarserDiskKeepsIt) {
   // The second is whole by chance: the disk tells parts of another.
   coarse.Changed = {200, 7};
   EXPECT_FALSE(NeedsNoCopy(&fine, &coarse, true));
+  // A copy that was begun well after the last change is no older version.
+  coarse.Made = {fine.Changed.Seconds + 61, 0};
+  EXPECT_TRUE(NeedsNoCopy(&fine, &coarse, true));
 }
 
 }  // namespace
